@@ -1,0 +1,22 @@
+# Compile options of our own code, as one interface target that every target of ours links privately.
+add_library(sqxer_options INTERFACE)
+target_compile_options(sqxer_options INTERFACE -Wall -Wextra -Wpedantic
+                                               -Wnon-virtual-dtor)
+if(SQXER_WERROR)
+  target_compile_options(sqxer_options INTERFACE -Werror)
+endif()
+if(SQXER_BASELINE AND CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  target_compile_options(sqxer_options INTERFACE -march=${SQXER_BASELINE})
+endif()
+# A fused multiply-add would round once where the operators promise to round twice.
+target_compile_options(sqxer_options INTERFACE -ffp-contract=off)
+if(SQXER_SANITIZE)
+  target_compile_options(sqxer_options INTERFACE -fsanitize=${SQXER_SANITIZE}
+                                                 -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(sqxer_options INTERFACE -fsanitize=${SQXER_SANITIZE})
+endif()
+
+# Headers of a third party, without our warnings.
+function(sqxer_find_header variable header)
+  find_path(${variable} ${header} REQUIRED)
+endfunction()

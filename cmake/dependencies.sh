@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need; packages that are there are skipped.
+#   cmake/dependencies.sh [extra package ...]
+set -euo pipefail
+
+packages=(g++ cmake make ninja-build ccache pkg-config
+  libpg-query-dev libprotobuf-c-dev libxxhash-dev libsimdjson-dev libicu-dev libboost-dev
+  libcsv-dev libsqlite3-dev libcli11-dev libfmt-dev libgtest-dev libgmock-dev "$@")
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo=
+[ "$(id -u)" -eq 0 ] || sudo=sudo
+if ! command -v apt-get >/dev/null; then
+  echo "missing: ${missing[*]} (no apt-get here: install them by your system's own means)" >&2
+  exit 1
+fi
+echo "installing: ${missing[*]}"
+$sudo apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// What is known of a column: of a table, or of a computed value once its tree was typed.
+struct ColumnInfo {
+  XeString name;
+  XeDataType type = XeUnknown;
+  /// Characters for text types, bytes otherwise.
+  uint32 length = 0;
+  int16 scale = 0;
+  bool nullable = true;
+};
+
+struct TableSchema {
+  XeString name;
+  std::vector<ColumnInfo> columns;
+};
+
+/// Where the plan builder finds tables. Implemented by the executor.
+class Catalog {
+ public:
+  virtual ~Catalog() = default;
+  /// The schema of the table that a FROM item names (a name or a quoted path). The pointer stays
+  /// valid as long as the catalog. Throws ErrorMessage when there is no such table or it cannot be
+  /// read.
+  virtual const TableSchema* FindTable(const XeString& name) = 0;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Catalog.h"
+#include "SQXERExprAggregate.h"
+#include "SQXERExpression.h"
+#include "Utility/KeySet.h"
+
+namespace sqxer {
+
+/// An unbound tree with the type that its bound form has, probed while planning.
+struct PlanExpression {
+  std::unique_ptr<RExpression> tree;
+  ColumnInfo result;
+  /// Byte offset in the statement's text.
+  int position = 0;
+};
+
+/// One aggregate of a grouped query.
+struct PlanAggregate {
+  /// A new generic aggregate (Sum, Count, ...) that reads its input columns by their positions in
+  /// the aggregate input record. The executor makes and binds one per live group.
+  std::function<std::unique_ptr<Aggregate>()> make;
+  /// The fields that it writes, in order: one, or two (RANGE), or four (AVG_ALL).
+  std::vector<ColumnInfo> results;
+  /// As the user wrote it, for EXPLAIN.
+  std::string text;
+  /// It sorts its input to remove duplicates, so it may hold a sort buffer per live group.
+  bool distinct = false;
+  int position = 0;
+};
+
+/// A sort key of the result: a column of the result record.
+struct PlanSortKey {
+  int column = 0;
+  SortOrder_t order = kAscending;
+  NullOrder_t nulls = kNullsLast;
+};
+
+/// What a SELECT computes, in the order in which the executor runs it. Trees read the fields of one
+/// record each, by position:
+///
+///   scan record    the table columns `scanColumns`, in that order
+///     filter, groupKeys, aggregateInputs read it
+///   group record   the group keys, then every aggregate's results (grouped queries only)
+///     having and outputs read it; without grouping outputs read the scan record
+///   result record  the outputs: `visibleOutputs` of them the user's, the rest only sort keys
+struct QueryPlan {
+  /// Empty without FROM: one empty scan record.
+  XeString table;
+  /// Indexes into the table's columns.
+  std::vector<uint16> scanColumns;
+  /// The same columns described; the scan record has these fields in this order.
+  std::vector<ColumnInfo> scanRecord;
+  /// WHERE; null when there is none.
+  std::unique_ptr<RExpression> filter;
+
+  bool grouped = false;
+  std::vector<PlanExpression> groupKeys;
+  /// Distinct argument trees of all aggregates; the aggregate input record has these fields.
+  std::vector<PlanExpression> aggregateInputs;
+  std::vector<PlanAggregate> aggregates;
+  std::unique_ptr<RExpression> having;
+
+  std::vector<PlanExpression> outputs;
+  int visibleOutputs = 0;
+  /// Result rows are made unique over the visible outputs.
+  bool distinct = false;
+  std::vector<PlanSortKey> order;
+  std::optional<uint64> limit;
+  uint64 offset = 0;
+
+  /// EXPLAIN: bind and print, do not run.
+  bool explain = false;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,181 @@
+#pragma once
+
+#include <memory>
+#include <source_location>
+#include <vector>
+
+#include "SQXERExprType.h"
+#include "Utility/ErrorMessage.h"
+#include "Utility/XeAListStream.h"
+#include "Utility/XeAssert.h"
+#include "Utility/XeMemory.h"
+#include "Utility/XeRecordMetaData.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+class RExpression;
+
+/// Status of an evaluation. kTrue: a value was written. kUnknown: the result is NULL and the output
+/// is not meaningful. The others pass upward unchanged.
+enum RExprReturn { kFalse = 0, kTrue = 1, kUnknown = 2, kError = 3, kEod = 4 };
+
+/// What a bound node tells its parent.
+struct SQXEREXPR_API MetaDataInfo {
+  /// Length of the value: bytes of a fixed type, the maximum length of a text or binary.
+  uint32 objectLength_ = 0;
+  /// True when the value can be NULL.
+  bool isNullable_ = false;
+  /// The column name that the value carries; XeRecordMetaData::exprFieldName_ for a computed value.
+  XeString fieldName_;
+  XeString aliasName_;
+  int16 scale_ = 0;
+  /// The query parameters met while binding, described, and their nodes (not owned).
+  std::vector<XeFieldDescriptorRef> paramDescriptorArray_;
+  std::vector<RExpression*> paramExpressions_;
+
+  /// Resets everything for reuse.
+  void Initialize();
+};
+
+/// A node of an expression tree: built with its operands attached, bound once to a record layout,
+/// then evaluated once per row. A node owns its operands. One tree is used by one thread at a time.
+class SQXEREXPR_API RExpression : public XeGatewayObject {
+ public:
+  RExpression() : RExpression(0) {}
+  explicit RExpression(int operands) : numOperands_(static_cast<int16>(operands)) {}
+  RExpression(const RExpression&) = delete;
+  RExpression& operator=(const RExpression&) = delete;
+
+  virtual ~RExpression();
+
+  /// Binds the operands, decides the result type, fills `info`, and may hand back in `replacement`
+  /// (set to null otherwise) a node that takes this one's place and has taken over its operands;
+  /// the caller then deletes this node and installs the replacement. Throws ErrorMessage for types
+  /// that do not fit; the tree is then partly bound and can only be deleted.
+  virtual void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) = 0;
+
+  /// Evaluates against the current record. On kTrue a value of the result type stands at `out`;
+  /// `out` has room and alignment for it.
+  virtual RExprReturn Eval(void* out) = 0;
+
+  virtual RExprType GetExpressionType() = 0;
+  /// An index outside the operands is a broken invariant.
+  virtual RExpression* GetIthOperand(int index) = 0;
+  /// Installs an operand without deleting the one before it.
+  virtual void SetIthOperand(int index, RExpression* operand) = 0;
+  /// Gives up the only operand of a one-operand node; null for every other node.
+  virtual RExpression* ReleaseExpression();
+  /// The number of a query parameter; a broken invariant on any node that is none.
+  virtual int GetParamNumber();
+
+  XeDataType GetResultDataType() const { return resultDataType_; }
+  void SetResultDataType(XeDataType type) { resultDataType_ = type; }
+  bool GetIsRootNode() const { return isRootNode_; }
+  void SetIsRootNode(bool isRoot) { isRootNode_ = isRoot; }
+  RExprReturn GetRetCode() const { return retCode_; }
+  int GetOperandCount() const { return numOperands_; }
+  bool GetSkipReBindChildren() const { return skipReBindChildren_; }
+  void SetSkipReBindChildren(bool skip) { skipReBindChildren_ = skip; }
+
+  /// Byte offset in the SQL text of what the node stands for (ErrorMessage::kNoPosition when not
+  /// known). A replacement inherits it, and errors raised by the node carry it.
+  int GetSourcePosition() const { return sourcePosition_; }
+  void SetSourcePosition(int position) { sourcePosition_ = position; }
+
+  /// Raises an error whose arguments are the operator's name and the display names of the types,
+  /// joined by "," when `second` is not XeUnknown.
+  [[noreturn]] static void throwExecutionError(
+      int code, const XeString& operatorName, XeDataType first, XeDataType second,
+      std::source_location where = std::source_location::current());
+  /// Raises 59001 with the operator's name and the operand's type unless that type is in `allowed`.
+  static void CheckDataTypeAndThrowError(const RExpression* operand,
+                                         const std::vector<XeDataType>& allowed,
+                                         const XeString& operatorName);
+
+ protected:
+  /// Raises an error at this node's place in the SQL.
+  [[noreturn]] void RaiseError(int code, std::vector<XeString> arguments,
+                               std::source_location where = std::source_location::current()) const;
+
+  int16 numOperands_;
+  XeDataType resultDataType_ = XeUnknown;
+  bool isRootNode_ = false;
+  RExprReturn retCode_ = kUnknown;
+  /// The operands are bound already: Bind does not bind them again.
+  bool skipReBindChildren_ = false;
+
+ private:
+  int sourcePosition_ = ErrorMessage::kNoPosition;
+};
+
+/// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
+/// the old node is deleted and the replacement put into `slot` with the old one's source position.
+/// A replacement equal to the node itself is kept. An ErrorMessage on its way out receives the
+/// operand's source position when it has none. Afterwards `replacement` is null.
+SQXEREXPR_API void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
+                               MetaDataInfo& info);
+
+/// Binds the root of a tree and returns the tree to use from now on. The root is marked as one, so
+/// a column that is the whole expression keeps its stored width. On a throw the tree is destroyed.
+SQXEREXPR_API std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root,
+                                                    XeAListStream* stream, MetaDataInfo& info);
+
+/// The class name of a node, such as AddInt32 or InDateTimeDataType<XeDate>.
+SQXEREXPR_API XeString NodeName(const RExpression& node);
+/// One line per node, operands indented by two blanks under their operator: class name, what the
+/// node holds (a column, a value), and "-> TYPE". Does not change the tree.
+SQXEREXPR_API XeString DescribeTree(RExpression& root);
+
+/// Base of one-operand nodes.
+class SQXEREXPR_API UnaryOperator : public RExpression {
+ public:
+  explicit UnaryOperator(RExpression* operand);
+  UnaryOperator(RExpression* operand, XeDataType resultType);
+  ~UnaryOperator() override;
+
+  /// Binds the operand with the caller's own `info` and takes over its type.
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+  RExprType GetExpressionType() override { return kUnaryExpression; }
+  RExpression* GetIthOperand(int index) override;
+  void SetIthOperand(int index, RExpression* operand) override;
+  RExpression* ReleaseExpression() override;
+
+ protected:
+  RExpression* only_;
+};
+
+/// Base of two-operand nodes.
+class SQXEREXPR_API BinaryOperator : public RExpression {
+ public:
+  BinaryOperator(RExpression* left, RExpression* right);
+  ~BinaryOperator() override;
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+  RExprType GetExpressionType() override { return kBinaryExpression; }
+  RExpression* GetIthOperand(int index) override;
+  void SetIthOperand(int index, RExpression* operand) override;
+
+  /// For a character constant: a new constant of the target type with the value that its text reads
+  /// as (owned by the caller), or null when the operand is no such constant, the target is not bit,
+  /// int4, uint4, double or numeric, or the text does not parse.
+  static RExpression* ConstStringToTypedConst(RExpression* operand, XeDataType target);
+
+ protected:
+  /// Binds both operands and brings two numeric operands to their common type.
+  void BindArithmeticCommon(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info);
+  /// Binds both operands and brings them to one type in which they can be compared; the result type
+  /// becomes XeBoolean.
+  void BindLogicalCommon(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info);
+  /// Forgets the operands after they were moved into a replacement.
+  void DetachOperands() { left_ = right_ = nullptr; }
+
+  RExpression* left_;
+  RExpression* right_;
+  /// Scratch context in which each operand is bound.
+  MetaDataInfo tempMetaDataInfo_;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "Utility/Export.h"
+#include "Utility/XeDateTime.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// The elements of a date/time format.
+enum EnDateTimeFormatType {
+  IntYear2Type = 0,
+  IntYear4Type = 1,
+  IntMonthType = 2,
+  CharShortMonthType = 3,
+  CharLongMonthType = 4,
+  IntDayOfYearType = 5,
+  IntWeekOfYearType = 6,
+  IntMonthDayType = 7,
+  CharShortDOWType = 8,
+  CharLongDOWType = 9,
+  CharAmPmType = 10,
+  IntHourType = 11,
+  IntMinuteType = 12,
+  IntSecondType = 13,
+  IntMilliSecondType = 14,
+  IntNanoSecondType = 15,
+  IntFractionalSecondType = 16,
+};
+
+/// A date/time format: how a text is read as a date, a time or a date-time.
+///
+/// Without a format of its own an object reads ISO 8601: `2012-01-31`, `23:59:59.5` (seconds and
+/// fraction optional), `2012-01-31 23:59:59.5` or with T between; blanks around the text are
+/// ignored. The format language is in docs/formats.md.
+class XEUTILITY_API DateTimeMetaData {
+ public:
+  DateTimeMetaData() = default;
+  /// Installs a format; the empty text restores the default. Error 59170 (format, position) when it
+  /// holds an unknown element.
+  void SetDateTimeFormat(const XeString& format);
+  const XeString& GetDateTimeFormat() const { return format_; }
+
+  /// Reads the whole text. Error 59172 (text, type name) when it does not follow the format or
+  /// names no day of the calendar or time of day. The date of a text with a time, and the time of a
+  /// text with a date, are accepted and the other half is dropped; a date-time from a bare date is
+  /// at 00:00:00, from a bare time on 1900-01-01.
+  void Convert(const XeString& text, XeDate& out) const;
+  void Convert(const XeString& text, XeTime& out) const;
+  void Convert(const XeString& text, XeDateTime& out) const;
+  /// The same without the throw: false when the text does not read.
+  bool TryConvert(std::wstring_view text, XeDate& out) const;
+  bool TryConvert(std::wstring_view text, XeTime& out) const;
+  bool TryConvert(std::wstring_view text, XeDateTime& out) const;
+
+ private:
+  /// One step of a format: an element, or a literal character when `element` is negative.
+  struct Step {
+    int element;
+    wchar_t literal;
+  };
+  XeString format_;
+  std::vector<Step> steps_;
+};
+
+/// ISO 8601 texts, the fraction of the second without trailing zeros: `2012-01-31`, `23:59:59.5`,
+/// `2012-01-31 23:59:59.5`. Years before 0 carry a minus sign, years have at least four digits.
+XEUTILITY_API XeString DateText(const XeDate& value);
+XEUTILITY_API XeString TimeText(const XeTime& value);
+XEUTILITY_API XeString DateTimeText(const XeDateTime& value);
+
+}  // namespace sqxer

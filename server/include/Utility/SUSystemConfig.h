@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Utility/Export.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// The switches of the server's system configuration. Process-wide; read when trees are built and
+/// bound, never per row, so a change takes effect with the next query. Not to be changed while
+/// other threads bind.
+class XEUTILITY_API SUSystemConfig {
+ public:
+  enum class JsonErrors { kError, kNull };
+
+  bool integerMathAsDouble_ = false;
+  bool integerDivideAsDouble_ = false;
+  /// False: aggregates keep the library's 32-bit variants.
+  bool wideIntegerAggregates_ = true;
+  bool caseSensitiveCompare_ = true;
+  /// ICU name such as sv_SE; empty is code-point order and English names.
+  std::string locale_;
+  bool longMonthNames_ = true;
+  bool longDayNames_ = true;
+  /// 1 is Sunday.
+  int firstDayOfWeek_ = 1;
+  int fiscalYearStartMonth_ = 1;
+  uint64 groupMemory_ = uint64{256} << 20;
+  JsonErrors jsonErrors_ = JsonErrors::kError;
+  bool substringCompliance_ = false;
+  /// Where sorters spill; empty is the system's folder.
+  std::string tempDirectory_;
+
+  static SUSystemConfig& GetSystemConfig();
+
+  /// One switch as --help-switches shows it.
+  struct Switch {
+    const char* name;
+    const char* defaultText;
+    const char* values;
+    const char* description;
+  };
+  static const std::vector<Switch>& Switches();
+  /// Sets a switch by name (letter case ignored). Error 58040 (name) for an unknown one, 58041
+  /// (value, name, accepted values) for a value it does not take.
+  void Set(const std::string& name, const std::string& value);
+};
+
+/// Compatibility flags, kept apart from the switches because older callers read them by name.
+class XEUTILITY_API SUCompatFlag {
+ public:
+  /// "ZEPH_SUBSTRING_VELMAR_COMPLIANCE": the substringCompliance_ switch. Any other name is false.
+  static bool GetBool(const char* name);
+};
+
+}  // namespace sqxer

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <source_location>
+
+#include "Utility/Export.h"
+
+namespace sqxer {
+
+/// The memory gateway: nodes and work buffers of the expression library come from here, so that the
+/// server can account for them. Thread-safe; out of memory throws std::bad_alloc.
+class XEUTILITY_API MemoryGateway {
+ public:
+  /// `where` is recorded with the block in builds with XE_TRACK_MEMORY, and reported by
+  /// PrintLiveBlocks. The block is aligned for every fundamental type.
+  static void* Allocate(std::size_t bytes, std::source_location where);
+  /// Accepts null. `bytes` need not be known.
+  static void Free(void* block) noexcept;
+  /// Bytes and blocks handed out and not yet returned.
+  static std::size_t BytesInUse() noexcept;
+  static std::size_t BlocksInUse() noexcept;
+};
+
+/// Base of every class whose objects come from the memory gateway. `new T` records the place of the
+/// new expression.
+class XEUTILITY_API XeGatewayObject {
+ public:
+  static void* operator new(std::size_t bytes,
+                            std::source_location where = std::source_location::current()) {
+    return MemoryGateway::Allocate(bytes, where);
+  }
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static void operator delete(void* block) noexcept { MemoryGateway::Free(block); }
+  static void operator delete(void* block, std::source_location) noexcept {
+    MemoryGateway::Free(block);
+  }
+};
+
+}  // namespace sqxer
