@@ -1,0 +1,7 @@
+#include "ErrorCatalogue.h"
+
+namespace sqxer {
+
+std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() { return {}; }
+
+}  // namespace sqxer
