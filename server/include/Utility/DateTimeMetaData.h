@@ -30,6 +30,8 @@ enum EnDateTimeFormatType {
   IntFractionalSecondType = 16,
 };
 
+struct DateTimeReading;
+
 /// A date/time format: how a text is read as a date, a time or a date-time.
 ///
 /// Without a format of its own an object reads ISO 8601: `2012-01-31`, `23:59:59.5` (seconds and
@@ -38,8 +40,8 @@ enum EnDateTimeFormatType {
 class XEUTILITY_API DateTimeMetaData {
  public:
   DateTimeMetaData() = default;
-  /// Installs a format; the empty text restores the default. Error 59170 (format, position) when it
-  /// holds an unknown element.
+  /// Installs a format; the empty text restores the default. Error 59170 (format, position from 1)
+  /// where it holds an unknown element or an open quotation; the format then stays as it was.
   void SetDateTimeFormat(const XeString& format);
   const XeString& GetDateTimeFormat() const { return format_; }
 
@@ -56,11 +58,15 @@ class XEUTILITY_API DateTimeMetaData {
   bool TryConvert(std::wstring_view text, XeDateTime& out) const;
 
  private:
-  /// One step of a format: an element, or a literal character when `element` is negative.
+  /// One step of a format: an EnDateTimeFormatType, or a literal character when `element` is
+  /// negative. `exact`: a number follows without a literal between, so this one has all its digits.
   struct Step {
     int element;
     wchar_t literal;
+    bool exact;
   };
+  bool Read(std::wstring_view text, DateTimeReading& out) const;
+
   XeString format_;
   std::vector<Step> steps_;
 };

@@ -35,7 +35,7 @@ class XEUTILITY_API SUSystemConfig {
 
   static SUSystemConfig& GetSystemConfig();
 
-  /// One switch as --help-switches shows it.
+  /// One switch as --help-switches shows it. The default is the value of a new SUSystemConfig.
   struct Switch {
     const char* name;
     const char* defaultText;
@@ -43,8 +43,10 @@ class XEUTILITY_API SUSystemConfig {
     const char* description;
   };
   static const std::vector<Switch>& Switches();
-  /// Sets a switch by name (letter case ignored). Error 58040 (name) for an unknown one, 58041
-  /// (value, name, accepted values) for a value it does not take.
+  /// Sets a switch by name (letter case ignored, as in all values but the folder). Switches take
+  /// on, off, true, false, 1 or 0; sizes are bytes or a whole number of KiB, MiB, GiB or TiB. Error
+  /// 58040 (name) for an unknown switch, 58041 (value, name, accepted values) for a value it does
+  /// not take; the switch then keeps its value.
   void Set(const std::string& name, const std::string& value);
 };
 

@@ -140,11 +140,13 @@ inline XeDateTime& XeDateTime::operator=(const XeTime& time) {
                             time.GetNanosecond());
 }
 
-/// Calendar arithmetic over whole days. Every function is total: what leaves the years that dates
-/// may hold raises error 59171 with the offending result.
+/// Calendar arithmetic over whole days. Every function is total: a result outside the years that
+/// dates may hold, and an argument that is no day of the calendar, raise error 59171 with a text
+/// that names the day or the sum.
 class XEUTILITY_API XeCalendar {
  public:
   static bool IsLeapYear(int year);
+  /// 28 to 31; 0 for a month outside 1 to 12.
   static int DaysInMonth(int year, int month);
   /// Days since 1970-01-01, negative before.
   static int64 DayNumber(const XeDate& date);
@@ -153,6 +155,9 @@ class XEUTILITY_API XeCalendar {
   static int DayOfWeek(const XeDate& date);
   /// 1 is 1 January.
   static int DayOfYear(const XeDate& date);
+  /// Week 1 holds 1 January; a week starts on the given day (1 is Sunday), so the first and the
+  /// last week of a year may be short.
+  static int WeekOfYear(const XeDate& date, int firstDayOfWeek);
   /// The same day of another month, or that month's last day.
   static XeDate AddMonths(const XeDate& date, int64 months);
   static XeDate AddDays(const XeDate& date, int64 days);

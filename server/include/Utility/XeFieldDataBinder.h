@@ -7,8 +7,9 @@
 
 namespace sqxer {
 
-/// Converts stored text of one form into stored text of another (fixed or varying, one byte or four
-/// a character), decided once at construction.
+/// Converts stored text of one form (fixed or varying, one byte or four a character) into stored
+/// text of four bytes a character, fixed or varying; which of them is decided once, at
+/// construction. A byte stands for the character of the same number.
 class XEUTILITY_API XeFieldConverter {
  public:
   /// Both types are text types; lengths count characters. `narrowSource`: one byte a character.
@@ -16,16 +17,19 @@ class XEUTILITY_API XeFieldConverter {
                    XeDataType targetType, uint32 targetLength);
 
   /// Converts the stored value at `source` into the stored form at `target`; a non-zero
-  /// `sourceNull` leaves the target an empty text. The target has room for the declared length and
-  /// a terminator.
+  /// `sourceNull` leaves the target an empty text (all blanks in a fixed one). Texts longer than
+  /// the target are cut. A fixed source ends at its first zero character, and loses its trailing
+  /// blanks on the way to a varying target; a fixed target is filled up with blanks. A zero
+  /// character follows the last one: the target has room for the declared length and that
+  /// terminator.
   void Convert(const uint8* source, uint8 sourceNull, uint8* target) const;
 
  private:
-  XeDataType sourceType_;
+  using ConvertFunction = void (*)(const XeFieldConverter&, const uint8*, uint8, uint8*);
+  ConvertFunction convert_;
   uint32 sourceLength_;
-  bool narrowSource_;
-  XeDataType targetType_;
   uint32 targetLength_;
+  friend struct FieldConversion;
 };
 
 }  // namespace sqxer

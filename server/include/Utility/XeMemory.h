@@ -4,6 +4,7 @@
 #include <source_location>
 
 #include "Utility/Export.h"
+#include "Utility/StreamPrinter.h"
 
 namespace sqxer {
 
@@ -19,6 +20,9 @@ class XEUTILITY_API MemoryGateway {
   /// Bytes and blocks handed out and not yet returned.
   static std::size_t BytesInUse() noexcept;
   static std::size_t BlocksInUse() noexcept;
+  /// Prints a line for each block in use, oldest first (file, line, bytes), and a line of totals.
+  /// Without XE_TRACK_MEMORY the totals alone.
+  static void PrintLiveBlocks(StreamPrinter& out);
 };
 
 /// Base of every class whose objects come from the memory gateway. `new T` records the place of the

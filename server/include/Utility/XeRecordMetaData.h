@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -31,6 +30,9 @@ class XEUTILITY_API XeFieldDescriptor {
   const XeString& GetFieldName() const { return name_; }
   const XeString& GetAliasName() const { return alias_; }
   SUXeDataTypeUtility::ColumnUnicodeProperty GetUnicodeProperty() const { return unicode_; }
+  /// Whether the field's text takes four bytes a character (true) or one, in a record of the given
+  /// rule.
+  bool IsUnicode(bool unicodeRecord) const;
 
   /// Byte offset of the value in the record.
   uint32 GetDataOffset() const { return dataOffset_; }
@@ -42,9 +44,9 @@ class XEUTILITY_API XeFieldDescriptor {
   }
 
   /// The length of a value of the type as MetaDataInfo::objectLength_ counts it: the width of a
-  /// fixed type, else `length` itself. For XeNumericData: sizeof(VelmarNumber).
+  /// fixed type, else `length` itself. Numeric, decimal and money: sizeof(VelmarNumber).
   static uint32 GetObjectLength(XeDataType type, uint32 length);
-  /// The number of characters needed to print any value of the type.
+  /// The number of characters needed to print any value of the type (binary in hexadecimal).
   static uint32 GetTextLength(XeDataType type, uint32 length, int16 scale);
 
  private:
@@ -69,9 +71,11 @@ using XeFieldDescriptorRef = std::shared_ptr<XeFieldDescriptor>;
 /// Build it with SetFieldCount, one DescribleField per position, then GenerateAlignedFieldOffset.
 /// The generated layout is: byte 0 unused (so that 0 can mean "no null indicator"); one indicator
 /// byte per nullable field in field order, so that the indicators of neighbouring nullable fields
-/// are adjacent; one spare byte; then the values, each at its alignment boundary. Text fields have
-/// room for one more character than declared: readers put a zero character behind the last one. A
-/// record buffer must start at an address aligned to 16 and hold GetBinaryRecordSize() bytes.
+/// are adjacent; one spare byte, because an aggregate of four results clears four indicator bytes
+/// from that of its second result on; then the values, each at its alignment boundary. Text fields
+/// have room for one more character than declared: readers put a zero character behind the last
+/// one. A record buffer must start at an address aligned to 16 and hold GetBinaryRecordSize()
+/// bytes.
 class XEUTILITY_API XeRecordMetaData {
  public:
   /// The name given to computed values, and the one given to constants.
@@ -95,24 +99,30 @@ class XEUTILITY_API XeRecordMetaData {
   void AddField(XeDataType type, uint32 length, bool nullable, const XeString& name,
                 int16 scale = 0, const XeString& alias = {});
   /// Puts a descriptor with offsets of the caller's own at its position (for records laid out
-  /// elsewhere).
+  /// elsewhere); the record size grows to cover its value.
   void SetFieldDescriptor(int position, XeFieldDescriptorRef field);
 
   /// The descriptor at a position. Error 46030 (position, field count) outside the layout.
   const XeFieldDescriptorRef& GetFieldDescriptor(int position) const;
 
+  /// Lays out the described fields. Error 59173 (bytes) when the record would not fit 32 bits.
   void GenerateAlignedFieldOffset();
-  /// Bytes of one record, a multiple of its largest alignment.
+  /// Bytes of one record, a multiple of 8, so that records can follow one another in a buffer.
   uint32 GetBinaryRecordSize() const { return recordSize_; }
   /// Whether text takes four bytes a character (true) or one.
   bool IsUnicodeRecord() const { return unicodeRecord_; }
 
   /// Bytes that a stored value of the type may take at most, the length prefix of varying types
-  /// included, the terminator's room not.
+  /// included, the terminator's room not. Error 59173 when that does not fit 32 bits.
   static uint32 GetByteLength(XeDataType type, uint32 length, bool unicodeRecord);
+  /// The alignment of a stored value: that of its C++ type, 4 for texts and for the length of
+  /// varying binaries, 1 for fixed binaries.
   static uint32 GetAlignmentBoundary(XeDataType type);
 
  private:
+  /// GetByteLength plus the terminator's room, under the field's own unicode property.
+  uint64 GetStoredSize(const XeFieldDescriptor& field) const;
+
   bool unicodeRecord_;
   uint32 recordSize_ = 0;
   std::vector<XeFieldDescriptorRef> fields_;

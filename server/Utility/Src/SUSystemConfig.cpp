@@ -1,0 +1,235 @@
+#include "Utility/SUSystemConfig.h"
+
+#include <unicode/uloc.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
+
+namespace sqxer {
+
+namespace {
+
+/// One switch: what it is, how its value reads, and how a text sets it (false: not accepted).
+struct SwitchRow {
+  const char* name;
+  const char* values;
+  const char* description;
+  std::string (*show)(const SUSystemConfig&);
+  bool (*set)(SUSystemConfig&, const std::string&);
+};
+
+XeString Wide(std::string_view text) { return BaseStringUtil::Utf8ToString(text); }
+
+bool IsMatch(std::string_view a, std::string_view b) {
+  return BaseStringUtil::IsCaseInsensitiveMatch(Wide(a), Wide(b));
+}
+
+std::optional<uint64> ReadNumber(std::string_view text, std::string_view& rest) {
+  uint64 number;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc()) return std::nullopt;
+  rest = text.substr(static_cast<std::size_t>(end - text.data()));
+  return number;
+}
+
+constexpr const char* kOnOff = "on or off";
+
+template <auto Member>
+std::string ShowBool(const SUSystemConfig& config) {
+  return config.*Member ? "on" : "off";
+}
+
+template <auto Member>
+bool SetBool(SUSystemConfig& config, const std::string& value) {
+  const auto isValue = [&](const char* text) { return IsMatch(value, text); };
+  const bool on = std::ranges::any_of(std::to_array({"on", "true", "1"}), isValue);
+  if (!on && std::ranges::none_of(std::to_array({"off", "false", "0"}), isValue)) return false;
+  config.*Member = on;
+  return true;
+}
+
+template <auto Member, int Least, int Most>
+bool SetNumber(SUSystemConfig& config, const std::string& value) {
+  std::string_view rest;
+  const auto number = ReadNumber(value, rest);
+  if (!number || !rest.empty() || *number < Least || *number > Most) return false;
+  config.*Member = static_cast<int>(*number);
+  return true;
+}
+
+template <auto Member>
+std::string ShowNumber(const SUSystemConfig& config) {
+  return std::to_string(config.*Member);
+}
+
+template <auto Member>
+std::string ShowText(const SUSystemConfig& config) {
+  return config.*Member;
+}
+
+struct SizeUnit {
+  const char* name;
+  int shift;
+};
+constexpr SizeUnit kSizeUnits[] = {{"TiB", 40}, {"GiB", 30}, {"MiB", 20}, {"KiB", 10}, {"", 0}};
+
+std::string ShowGroupMemory(const SUSystemConfig& config) {
+  const auto* unit = std::ranges::find_if(kSizeUnits, [&](const SizeUnit& candidate) {
+    return config.groupMemory_ % (uint64{1} << candidate.shift) == 0;
+  });
+  return std::to_string(config.groupMemory_ >> unit->shift) + unit->name;
+}
+
+bool SetGroupMemory(SUSystemConfig& config, const std::string& value) {
+  std::string_view rest;
+  const auto number = ReadNumber(value, rest);
+  if (!number || *number == 0) return false;
+  for (const SizeUnit& unit : kSizeUnits) {
+    if (!IsMatch(rest, unit.name)) continue;
+    if (*number > std::numeric_limits<uint64>::max() >> unit.shift) return false;
+    config.groupMemory_ = *number << unit.shift;
+    return true;
+  }
+  return false;
+}
+
+std::string ShowIntegerAggregates(const SUSystemConfig& config) {
+  return config.wideIntegerAggregates_ ? "wide" : "native";
+}
+
+bool SetIntegerAggregates(SUSystemConfig& config, const std::string& value) {
+  const bool wide = IsMatch(value, "wide");
+  if (!wide && !IsMatch(value, "native")) return false;
+  config.wideIntegerAggregates_ = wide;
+  return true;
+}
+
+std::string ShowJsonErrors(const SUSystemConfig& config) {
+  return config.jsonErrors_ == SUSystemConfig::JsonErrors::kError ? "error" : "null";
+}
+
+bool SetJsonErrors(SUSystemConfig& config, const std::string& value) {
+  const bool null = IsMatch(value, "null");
+  if (!null && !IsMatch(value, "error")) return false;
+  config.jsonErrors_ =
+      null ? SUSystemConfig::JsonErrors::kNull : SUSystemConfig::JsonErrors::kError;
+  return true;
+}
+
+bool IsKnownLocale(const char* baseName) {
+  for (int32_t i = 0; i < uloc_countAvailable(); ++i) {
+    if (std::strcmp(uloc_getAvailable(i), baseName) == 0) return true;
+  }
+  return false;
+}
+
+bool SetLocale(SUSystemConfig& config, const std::string& value) {
+  if (value.empty()) {
+    config.locale_.clear();
+    return true;
+  }
+  char name[ULOC_FULLNAME_CAPACITY];
+  char baseName[ULOC_FULLNAME_CAPACITY];
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_canonicalize(value.c_str(), name, ULOC_FULLNAME_CAPACITY, &status);
+  uloc_getBaseName(name, baseName, ULOC_FULLNAME_CAPACITY, &status);
+  // A name that just fits is left without its terminator, which is a warning only.
+  if (U_FAILURE(status) || status == U_STRING_NOT_TERMINATED_WARNING) return false;
+  if (!IsKnownLocale(baseName)) return false;
+  config.locale_ = name;
+  return true;
+}
+
+bool SetTempDirectory(SUSystemConfig& config, const std::string& value) {
+  config.tempDirectory_ = value;
+  return true;
+}
+
+const SwitchRow kSwitches[] = {
+    {"IntegerMathAsDouble", kOnOff,
+     "Compute + - * / of integers in double precision, without overflow.",
+     ShowBool<&SUSystemConfig::integerMathAsDouble_>,
+     SetBool<&SUSystemConfig::integerMathAsDouble_>},
+    {"IntegerDivideAsDouble", kOnOff, "Compute / of integers in double precision: 7 / 2 is 3.5.",
+     ShowBool<&SUSystemConfig::integerDivideAsDouble_>,
+     SetBool<&SUSystemConfig::integerDivideAsDouble_>},
+    {"IntegerAggregates", "wide or native",
+     "SUM and AVG of integers: wide neither overflow nor truncate, native stay in 32 bits.",
+     ShowIntegerAggregates, SetIntegerAggregates},
+    {"CaseSensitiveCompare", kOnOff, "Whether texts that differ in letter case alone differ.",
+     ShowBool<&SUSystemConfig::caseSensitiveCompare_>,
+     SetBool<&SUSystemConfig::caseSensitiveCompare_>},
+    {"Locale", "an ICU locale such as sv_SE, or nothing",
+     "Whose collation orders texts; nothing orders them by code point.",
+     ShowText<&SUSystemConfig::locale_>, SetLocale},
+    {"LongMonthNames", kOnOff, "Months by their long names (January) or short ones (Jan).",
+     ShowBool<&SUSystemConfig::longMonthNames_>, SetBool<&SUSystemConfig::longMonthNames_>},
+    {"LongDayNames", kOnOff, "Days by their long names (Sunday) or short ones (Sun).",
+     ShowBool<&SUSystemConfig::longDayNames_>, SetBool<&SUSystemConfig::longDayNames_>},
+    {"FirstDayOfWeek", "a number from 1 (Sunday) to 7 (Saturday)", "The day on which weeks start.",
+     ShowNumber<&SUSystemConfig::firstDayOfWeek_>,
+     SetNumber<&SUSystemConfig::firstDayOfWeek_, 1, 7>},
+    {"FiscalYearStartMonth", "a number from 1 (January) to 12 (December)",
+     "The month with which fiscal years start.", ShowNumber<&SUSystemConfig::fiscalYearStartMonth_>,
+     SetNumber<&SUSystemConfig::fiscalYearStartMonth_, 1, 12>},
+    {"GroupMemory", "a size above 0 such as 256MiB, 64KiB, 1GiB or a number of bytes",
+     "Memory that the groups of GROUP BY may take before they are sorted on disk.", ShowGroupMemory,
+     SetGroupMemory},
+    {"JsonErrors", "error or null", "What text that is no JSON gives: an error, or NULL.",
+     ShowJsonErrors, SetJsonErrors},
+    {"SubstringCompliance", kOnOff,
+     "Look up substrings as older callers do (ZEPH_SUBSTRING_VELMAR_COMPLIANCE).",
+     ShowBool<&SUSystemConfig::substringCompliance_>,
+     SetBool<&SUSystemConfig::substringCompliance_>},
+    {"TempDirectory", "a folder, or nothing",
+     "Where sorting keeps temporary files; nothing is the system's folder.",
+     ShowText<&SUSystemConfig::tempDirectory_>, SetTempDirectory},
+};
+
+}  // namespace
+
+SUSystemConfig& SUSystemConfig::GetSystemConfig() {
+  static SUSystemConfig config;
+  return config;
+}
+
+const std::vector<SUSystemConfig::Switch>& SUSystemConfig::Switches() {
+  static const std::vector<std::string> defaults = [] {
+    std::vector<std::string> texts;
+    for (const SwitchRow& row : kSwitches) texts.push_back(row.show(SUSystemConfig()));
+    return texts;
+  }();
+  static const std::vector<Switch> switches = [] {
+    std::vector<Switch> all;
+    for (const SwitchRow& row : kSwitches) {
+      all.push_back({row.name, defaults[all.size()].c_str(), row.values, row.description});
+    }
+    return all;
+  }();
+  return switches;
+}
+
+void SUSystemConfig::Set(const std::string& name, const std::string& value) {
+  for (const SwitchRow& row : kSwitches) {
+    if (!IsMatch(name, row.name)) continue;
+    if (row.set(*this, value)) return;
+    SUGThrow(ErrorMessage(58041, {Wide(value), Wide(row.name), Wide(row.values)}));
+  }
+  SUGThrow(ErrorMessage(58040, {Wide(name)}));
+}
+
+bool SUCompatFlag::GetBool(const char* name) {
+  return std::string_view(name) == "ZEPH_SUBSTRING_VELMAR_COMPLIANCE" &&
+         SUSystemConfig::GetSystemConfig().substringCompliance_;
+}
+
+}  // namespace sqxer
