@@ -1,0 +1,105 @@
+#pragma once
+
+#include "SQXERExpression.h"
+#include "SQXEROpsArithmetic.h"
+
+namespace sqxer {
+
+/// Where a variant evaluates its operands. It decides what the output slot holds after an error,
+/// and keeps one operand off memory where the type allows.
+enum class OperandPlaces {
+  /// Left into a local, right into value1_.
+  kLeftLocal,
+  /// Left into the output slot, right into value1_.
+  kLeftInOutput,
+  /// Left into value1_, right into a local.
+  kLeftInField,
+};
+
+/// A typed two-operand node over an op, on top of the generic node that it replaces: evaluates
+/// left, then right, stops at the first without a value, and raises the op's error at its own place
+/// in the SQL.
+template <class Generic, template <class> class Op, class T, OperandPlaces places>
+requires BinaryOp<Op<T>, T>
+class ArithmeticNode : public Generic {
+ public:
+  using Value = T;
+  using Generic::Generic;
+
+  RExprReturn Eval(void* out) final {
+    T local;
+    T& result = *static_cast<T*>(out);
+    T& left = places == OperandPlaces::kLeftLocal      ? local
+              : places == OperandPlaces::kLeftInOutput ? result
+                                                       : value1_;
+    T& right = places == OperandPlaces::kLeftInField ? local : value1_;
+
+    this->retCode_ = this->left_->Eval(&left);
+    if (this->retCode_ != kTrue) return this->retCode_;
+    this->retCode_ = this->right_->Eval(&right);
+    if (this->retCode_ != kTrue) return this->retCode_;
+    if (!Op<T>::Apply(left, right, result)) [[unlikely]] {
+      if constexpr (FallibleBinaryOp<Op<T>, T>) Fail(Op<T>::Failure(right));
+    }
+    return kTrue;
+  }
+
+ protected:
+  T value1_{};
+
+ private:
+  [[noreturn, gnu::cold, gnu::noinline]] void Fail(const OpError& error) const {
+    this->RaiseError(error.code, error.Arguments());
+  }
+};
+
+/// The same over decimal numbers, which raise their overflow themselves.
+template <class Generic, template <class> class Op>
+requires BinaryOp<Op<VelmarNumber>, VelmarNumber>
+class NumberArithmeticNode : public Generic {
+ public:
+  using Value = VelmarNumber;
+  using Generic::Generic;
+
+  RExprReturn Eval(void* out) final {
+    this->retCode_ = this->left_->Eval(&number1_);
+    if (this->retCode_ != kTrue) return this->retCode_;
+    this->retCode_ = this->right_->Eval(&number2_);
+    if (this->retCode_ != kTrue) return this->retCode_;
+    this->AtSourcePosition([this] {
+      if (!Op<VelmarNumber>::Apply(number1_, number2_, value1_)) [[unlikely]] {
+        if constexpr (FallibleBinaryOp<Op<VelmarNumber>, VelmarNumber>) {
+          const OpError error = Op<VelmarNumber>::Failure(number2_);
+          SUGThrow(ErrorMessage(error.code, error.Arguments()));
+        }
+      }
+    });
+    *static_cast<VelmarNumber*>(out) = value1_;
+    return kTrue;
+  }
+
+ protected:
+  VelmarNumber number1_;
+  VelmarNumber number2_;
+  VelmarNumber value1_;
+};
+
+/// A typed one-operand node that works in the output slot.
+template <class Generic, template <class> class Op, class T>
+requires UnaryOp<Op<T>, T>
+class NegateNode : public Generic {
+ public:
+  using Value = T;
+  using Generic::Generic;
+
+  RExprReturn Eval(void* out) final {
+    this->retCode_ = this->only_->Eval(out);
+    if (this->retCode_ == kTrue) {
+      T& value = *static_cast<T*>(out);
+      Op<T>::Apply(value, value);
+    }
+    return this->retCode_;
+  }
+};
+
+}  // namespace sqxer

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "SQXERExprLogicalBetween.h"
+#include "SQXERExprLogicalCompare.h"
+#include "SQXERExpression.h"
+#include "Utility/VelmarNumber.h"
+#include "Utility/XeDateTime.h"
+
+namespace sqxer {
+
+/// Whether the operand is NULL: one byte, 1 or 0, never NULL itself. Built as this generic node and
+/// replaced at bind by the variant of the operand's type; error 59002 ("IsNull", type) for a type
+/// without one.
+class SQXEREXPR_API IsNull : public UnaryOperator {
+ public:
+  using UnaryOperator::UnaryOperator;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+};
+
+template <class T>
+class IsNullNode : public IsNull {
+ public:
+  using Value = T;
+  using IsNull::IsNull;
+  RExprReturn Eval(void* out) final {
+    retCode_ = only_->Eval(&localValue_);
+    // retCode_ keeps the operand's status: callers ask it later whether the value was NULL.
+    if (retCode_ != kTrue && retCode_ != kUnknown) return retCode_;
+    *static_cast<uint8*>(out) = retCode_ == kUnknown;
+    return kTrue;
+  }
+
+ protected:
+  T localValue_{};
+};
+
+class SQXEREXPR_API IsNullInt32 final : public IsNullNode<int32> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullUInt32 final : public IsNullNode<uint32> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullFloat64 final : public IsNullNode<float64> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullNumber final : public IsNullNode<VelmarNumber> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullDate final : public IsNullNode<XeDate> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullTime final : public IsNullNode<XeTime> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullDateTime final : public IsNullNode<XeDateTime> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullXeChar final : public IsNullNode<wchar_t*> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullLongVarXeChar final : public IsNullNode<RefLongVarChar> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+class SQXEREXPR_API IsNullBoolean final : public IsNullNode<uint8> {
+ public:
+  using IsNullNode::IsNullNode;
+};
+
+/// AND of three-valued logic over bits or booleans: FALSE on either side wins over NULL. The right
+/// operand is not evaluated when the left one is FALSE. Not specialised by type: Bind leaves the
+/// node in place. Error 59001 ("Logical And", type) for an operand of another type.
+class SQXEREXPR_API LogicalAnd final : public BinaryOperator {
+ public:
+  using BinaryOperator::BinaryOperator;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+
+ private:
+  uint8 value1_ = 0;
+  RExprReturn retCode1_ = kUnknown;
+};
+
+/// OR of three-valued logic over bits or booleans: TRUE on either side wins over NULL. The right
+/// operand is not evaluated when the left one is TRUE. Unlike AND, it hands no status upward: an
+/// operand that is neither TRUE nor NULL counts as FALSE. Error 59001 ("Logical Or", type).
+class SQXEREXPR_API LogicalOr final : public BinaryOperator {
+ public:
+  using BinaryOperator::BinaryOperator;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+
+ private:
+  uint8 value1_ = 0;
+  RExprReturn retCode1_ = kUnknown;
+};
+
+/// NOT of three-valued logic: NOT NULL is NULL. Bind leaves the node in place.
+class SQXEREXPR_API LogicalNot final : public UnaryOperator {
+ public:
+  using UnaryOperator::UnaryOperator;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+};
+
+}  // namespace sqxer

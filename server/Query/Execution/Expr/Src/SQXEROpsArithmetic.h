@@ -1,0 +1,246 @@
+#pragma once
+
+#include <cmath>
+#include <concepts>
+#include <limits>
+#include <vector>
+
+#include "Utility/VelmarNumber.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// The zero text of error arguments.
+inline constexpr const wchar_t* S_ZERO = L"0";
+
+/// The limits that overflow errors quote.
+inline constexpr const wchar_t* kInt32LimitText = L"2147483647";
+inline constexpr const wchar_t* kUInt32LimitText = L"4294967295";
+/// One digit above the largest finite double as it is usually printed: callers match this text.
+inline constexpr const wchar_t* kFloat64LimitText = L"1.7976931348623158e+308";
+
+/// Why an operation refuses its operands: an error code and its arguments.
+struct OpError {
+  int code;
+  /// Null for an error without arguments.
+  const wchar_t* name;
+  const wchar_t* limit;
+
+  std::vector<XeString> Arguments() const {
+    return name == nullptr ? std::vector<XeString>{} : std::vector<XeString>{name, limit};
+  }
+  bool operator==(const OpError&) const = default;
+};
+
+inline constexpr int kDivisionByZero = 59008;
+inline constexpr int kOverflow = 59161;
+inline constexpr int kBelowZero = 59162;
+
+/// A stateless operation on two values. `Apply(a, b, out)` is false when the result leaves the
+/// type; `out` may be the same object as an operand, and holds the wrapped result after a refusal
+/// where the operation says so.
+template <class Op, class T>
+concept BinaryOp = requires(const T& a, const T& b, T& out) {
+  { Op::Apply(a, b, out) } -> std::same_as<bool>;
+};
+
+/// One that can refuse: `Failure(b)` tells the error, from the right operand.
+template <class Op, class T>
+concept FallibleBinaryOp = BinaryOp<Op, T> && requires(const T& b) {
+  { Op::Failure(b) } -> std::same_as<OpError>;
+};
+
+/// A stateless operation on one value, which never refuses.
+template <class Op, class T>
+concept UnaryOp = requires(const T& a, T& out) {
+  Op::Apply(a, out);
+};
+
+/// False for an infinity; a NaN is a value.
+inline bool WithinFloat64(float64 value) {
+  return !(std::fabs(value) > std::numeric_limits<float64>::max());
+}
+
+template <class T>
+struct AddOp;
+template <class T>
+struct SubtractOp;
+template <class T>
+struct MultiplyOp;
+template <class T>
+struct DivideOp;
+template <class T>
+struct NegateOp;
+
+/// Writes the wrapped sum before it refuses.
+template <>
+struct AddOp<int32> {
+  static bool Apply(int32 a, int32 b, int32& out) { return !__builtin_add_overflow(a, b, &out); }
+  static constexpr OpError Failure(int32) { return {kOverflow, L"AddInt", kInt32LimitText}; }
+};
+
+/// Writes nothing when it refuses.
+template <>
+struct AddOp<uint32> {
+  static bool Apply(uint32 a, uint32 b, uint32& out) {
+    uint32 sum;
+    if (__builtin_add_overflow(a, b, &sum)) return false;
+    out = sum;
+    return true;
+  }
+  static constexpr OpError Failure(uint32) { return {kOverflow, L"AddUInt", kUInt32LimitText}; }
+};
+
+/// Refuses an infinite sum, whatever it came from.
+template <>
+struct AddOp<float64> {
+  static bool Apply(float64 a, float64 b, float64& out) { return WithinFloat64(out = a + b); }
+  static constexpr OpError Failure(float64) { return {kOverflow, L"AddFloat", kFloat64LimitText}; }
+};
+
+/// The decimal type raises its own overflow, here and below.
+template <>
+struct AddOp<VelmarNumber> {
+  static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
+    out = VelmarNumber::Plus(a, b);
+    return true;
+  }
+};
+
+/// Writes the wrapped difference before it refuses.
+template <>
+struct SubtractOp<int32> {
+  static bool Apply(int32 a, int32 b, int32& out) { return !__builtin_sub_overflow(a, b, &out); }
+  static constexpr OpError Failure(int32) { return {kOverflow, L"SubtractInt", kInt32LimitText}; }
+};
+
+/// Refuses a difference below zero, and then writes nothing.
+template <>
+struct SubtractOp<uint32> {
+  static bool Apply(uint32 a, uint32 b, uint32& out) {
+    if (a < b) return false;
+    out = a - b;
+    return true;
+  }
+  static constexpr OpError Failure(uint32) { return {kBelowZero, L"SubtractUInt", S_ZERO}; }
+};
+
+/// Never refuses, unlike the addition: queries rely on getting the infinity as a value.
+template <>
+struct SubtractOp<float64> {
+  static bool Apply(float64 a, float64 b, float64& out) {
+    out = a - b;
+    return true;
+  }
+};
+
+template <>
+struct SubtractOp<VelmarNumber> {
+  static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
+    out = VelmarNumber::Minus(a, b);
+    return true;
+  }
+};
+
+/// Writes the wrapped product before it refuses.
+template <>
+struct MultiplyOp<int32> {
+  static bool Apply(int32 a, int32 b, int32& out) { return !__builtin_mul_overflow(a, b, &out); }
+  static constexpr OpError Failure(int32) { return {kOverflow, L"MultiplyInt", kInt32LimitText}; }
+};
+
+/// Writes the wrapped product before it refuses. The error has the plain name of the operator:
+/// callers match it.
+template <>
+struct MultiplyOp<uint32> {
+  static bool Apply(uint32 a, uint32 b, uint32& out) { return !__builtin_mul_overflow(a, b, &out); }
+  static constexpr OpError Failure(uint32) { return {kOverflow, L"Multiply", kUInt32LimitText}; }
+};
+
+/// Refuses an infinite product, whatever it came from.
+template <>
+struct MultiplyOp<float64> {
+  static bool Apply(float64 a, float64 b, float64& out) { return WithinFloat64(out = a * b); }
+  static constexpr OpError Failure(float64) {
+    return {kOverflow, L"MultiplyFloat", kFloat64LimitText};
+  }
+};
+
+template <>
+struct MultiplyOp<VelmarNumber> {
+  static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
+    out = VelmarNumber::Multiply(a, b);
+    return true;
+  }
+};
+
+/// Truncates toward zero. Refuses a zero divisor, and the one quotient that has no 32-bit form; the
+/// output keeps what it held.
+template <>
+struct DivideOp<int32> {
+  static bool Apply(int32 a, int32 b, int32& out) {
+    // The processor traps on both.
+    if (b == 0 || (b == -1 && a == std::numeric_limits<int32>::min())) return false;
+    out = a / b;
+    return true;
+  }
+  static constexpr OpError Failure(int32 b) {
+    return b == 0 ? OpError{kDivisionByZero, nullptr, nullptr}
+                  : OpError{kOverflow, L"DivideInt", kInt32LimitText};
+  }
+};
+
+template <>
+struct DivideOp<uint32> {
+  static bool Apply(uint32 a, uint32 b, uint32& out) {
+    if (b == 0) return false;
+    out = a / b;
+    return true;
+  }
+  static constexpr OpError Failure(uint32) { return {kDivisionByZero, nullptr, nullptr}; }
+};
+
+/// Refuses zero of either sign; an infinite quotient of other divisors is a value.
+template <>
+struct DivideOp<float64> {
+  static bool Apply(float64 a, float64 b, float64& out) {
+    if (b == 0.0) return false;
+    out = a / b;
+    return true;
+  }
+  static constexpr OpError Failure(float64) { return {kDivisionByZero, nullptr, nullptr}; }
+};
+
+template <>
+struct DivideOp<VelmarNumber> {
+  static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
+    if (VelmarNumber::compare(b, VelmarNumber::zero) == 0) return false;
+    out = VelmarNumber::Divide(a, b);
+    return true;
+  }
+  static OpError Failure(const VelmarNumber&) { return {kDivisionByZero, nullptr, nullptr}; }
+};
+
+/// Wraps: the smallest value stays itself.
+template <>
+struct NegateOp<int32> {
+  static void Apply(int32 a, int32& out) { out = static_cast<int32>(0u - static_cast<uint32>(a)); }
+};
+
+/// Modulo 2^32 on purpose: callers that negate twice get their value back.
+template <>
+struct NegateOp<uint32> {
+  static void Apply(uint32 a, uint32& out) { out = 0u - a; }
+};
+
+template <>
+struct NegateOp<float64> {
+  static void Apply(float64 a, float64& out) { out = -a; }
+};
+
+template <>
+struct NegateOp<VelmarNumber> {
+  static void Apply(const VelmarNumber& a, VelmarNumber& out) { out = VelmarNumber::negate(a); }
+};
+
+}  // namespace sqxer
