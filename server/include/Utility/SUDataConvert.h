@@ -61,11 +61,15 @@ class XEUTILITY_API SUDataConvert {
   static const DateTimeMetaData& GetDefaultDateTimeMetaData();
 };
 
+/// The parameters of plain widening. A constant in memory, because the compiler builds a temporary
+/// member by member and then waits for those stores when it loads the whole.
+inline constexpr DataConvertParams kPlainWidening{};
+
 /// Calls a converter the way plain widening does: all-zero parameters and zero lengths.
 inline void WidenValue(DataConvert_t convert, const uint8* source, void* destination) {
   uint8 result = 0;
   unsigned long produced = 0;
-  convert(DataConvertParams{}, source, 0, 0, static_cast<uint8*>(destination), 0, result, produced);
+  convert(kPlainWidening, source, 0, 0, static_cast<uint8*>(destination), 0, result, produced);
 }
 
 }  // namespace sqxer

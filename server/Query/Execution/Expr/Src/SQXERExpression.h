@@ -36,6 +36,8 @@ struct SQXEREXPR_API MetaDataInfo {
 
   /// Resets everything for reuse.
   void Initialize();
+  /// Appends the parameters that were met while an operand was bound.
+  void AddParametersOf(const MetaDataInfo& operand);
 };
 
 /// A node of an expression tree: built with its operands attached, bound once to a record layout,
@@ -97,6 +99,16 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   /// Raises an error at this node's place in the SQL.
   [[noreturn]] void RaiseError(int code, std::vector<XeString> arguments,
                                std::source_location where = std::source_location::current()) const;
+  /// Calls an op that may raise errors of its own and gives them this node's place in the SQL.
+  template <class Function>
+  decltype(auto) AtSourcePosition(Function&& function) const {
+    try {
+      return function();
+    } catch (ErrorMessage& error) {
+      error.SetSourcePosition(sourcePosition_);
+      throw;
+    }
+  }
 
   int16 numOperands_;
   XeDataType resultDataType_ = XeUnknown;
@@ -169,6 +181,13 @@ class SQXEREXPR_API BinaryOperator : public RExpression {
   /// Binds both operands and brings them to one type in which they can be compared; the result type
   /// becomes XeBoolean.
   void BindLogicalCommon(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info);
+  /// Binds both operands, gathers their lengths and nullability into `info`, and returns the length
+  /// of each.
+  struct OperandLengths {
+    uint32 left = 0;
+    uint32 right = 0;
+  };
+  OperandLengths BindOperands(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info);
   /// Forgets the operands after they were moved into a replacement.
   void DetachOperands() { left_ = right_ = nullptr; }
 

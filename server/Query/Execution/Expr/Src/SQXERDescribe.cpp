@@ -1,0 +1,117 @@
+// The names of nodes and the text of a tree, for EXPLAIN and for tests.
+
+#include <cxxabi.h>
+
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <typeinfo>
+
+#include "SQXERExprConstant.h"
+#include "SQXERExprExtract.h"
+#include "SQXERExprParam.h"
+#include "SQXERExpression.h"
+#include "Utility/DateTimeMetaData.h"
+#include "Utility/SUXeDataTypeUtility.h"
+
+namespace sqxer {
+
+namespace {
+
+XeString QuotedText(std::wstring_view text) {
+  XeString quoted = L"'";
+  for (const wchar_t c : text) quoted.append(c == L'\'' ? 2 : 1, c);
+  return quoted + L"'";
+}
+
+XeString ShortestText(float64 value) {
+  std::array<char, 32> digits;
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+  return XeString(digits.data(), end);
+}
+
+template <class Value>
+Value Evaluate(RExpression& constant) {
+  Value value{};
+  constant.Eval(&value);
+  return value;
+}
+
+XeString ConstantText(RExpression& constant) {
+  if (constant.GetExpressionType() == kConstantNullExpression) return L"NULL";
+  switch (constant.GetResultDataType()) {
+    case XeBitData:
+      return std::to_wstring(Evaluate<uint8>(constant));
+    case XeBoolean:
+      return Evaluate<uint8>(constant) != 0 ? L"true" : L"false";
+    case XeInt4Data:
+      return std::to_wstring(Evaluate<int32>(constant));
+    case XeUInt4Data:
+      return std::to_wstring(Evaluate<uint32>(constant));
+    case XeDoubleData:
+      return ShortestText(Evaluate<float64>(constant));
+    case XeNumericData:
+      return Evaluate<VelmarNumber>(constant).asString();
+    case XeCharData:
+      return QuotedText(Evaluate<wchar_t*>(constant));
+    case XeLongVarCharData: {
+      const auto text = Evaluate<RefLongVarChar>(constant);
+      return QuotedText({text.buffer_, text.length_});
+    }
+    case XeDateData:
+      return DateText(Evaluate<XeDate>(constant));
+    case XeTimeData:
+      return TimeText(Evaluate<XeTime>(constant));
+    case XeDateTimeData:
+      return DateTimeText(Evaluate<XeDateTime>(constant));
+    default:
+      return {};
+  }
+}
+
+XeString ColumnText(const Extract& column) {
+  const XeString& name = column.GetFieldDescriptor() ? column.GetFieldDescriptor()->GetFieldName()
+                                                     : column.GetFieldName();
+  return name.empty() ? L"#" + std::to_wstring(column.GetFieldIndex()) : name;
+}
+
+/// What a leaf holds; empty for an operator.
+XeString Content(RExpression& node) {
+  if (const auto* column = dynamic_cast<Extract*>(&node)) return ColumnText(*column);
+  if (dynamic_cast<Constant*>(&node) != nullptr) return ConstantText(node);
+  if (const auto* parameter = dynamic_cast<Param*>(&node)) {
+    return L"$" + std::to_wstring(parameter->GetParamIndex() + 1);
+  }
+  return {};
+}
+
+void Describe(RExpression& node, std::size_t depth, XeString& out) {
+  out.append(2 * depth, L' ').append(NodeName(node));
+  if (const XeString content = Content(node); !content.empty()) out += L" " + content;
+  out += L" -> " + SUXeDataTypeUtility::GetXeDataTypeName(node.GetResultDataType()) + L"\n";
+  for (int i = 0; i < node.GetOperandCount(); ++i) {
+    if (RExpression* operand = node.GetIthOperand(i)) Describe(*operand, depth + 1, out);
+  }
+}
+
+}  // namespace
+
+XeString NodeName(const RExpression& node) {
+  int status = 0;
+  char* demangled = abi::__cxa_demangle(typeid(node).name(), nullptr, nullptr, &status);
+  std::string name = status == 0 ? demangled : typeid(node).name();
+  std::free(demangled);
+  constexpr std::string_view kOwnNamespace = "sqxer::";
+  for (auto at = name.find(kOwnNamespace); at != std::string::npos; at = name.find(kOwnNamespace)) {
+    name.erase(at, kOwnNamespace.size());
+  }
+  return XeString(name.begin(), name.end());
+}
+
+XeString DescribeTree(RExpression& root) {
+  XeString out;
+  Describe(root, 0, out);
+  return out;
+}
+
+}  // namespace sqxer
