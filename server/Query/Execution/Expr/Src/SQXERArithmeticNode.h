@@ -39,7 +39,7 @@ class ArithmeticNode : public Generic {
     this->retCode_ = this->right_->Eval(&right);
     if (this->retCode_ != kTrue) return this->retCode_;
     if (!Op<T>::Apply(left, right, result)) [[unlikely]] {
-      if constexpr (FallibleBinaryOp<Op<T>, T>) Fail(Op<T>::Failure(right));
+      if constexpr (FallibleBinaryOp<Op<T>, T>) Fail(right);
     }
     return kTrue;
   }
@@ -48,7 +48,8 @@ class ArithmeticNode : public Generic {
   T value1_{};
 
  private:
-  [[noreturn, gnu::cold, gnu::noinline]] void Fail(const OpError& error) const {
+  [[noreturn, gnu::cold, gnu::noinline]] void Fail(T right) const {
+    const OpError error = Op<T>::Failure(right);
     this->RaiseError(error.code, error.Arguments());
   }
 };

@@ -153,7 +153,6 @@ void Between::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInf
   XeDataType common = compareOp_->GetResultDataType();
   for (RExpression** slot : {&lowOp_, &highOp_}) {
     if (RExpression* constant = BinaryOperator::ConstStringToTypedConst(*slot, common)) {
-      constant->SetSourcePosition((*slot)->GetSourcePosition());
       delete *slot;
       *slot = constant;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <string>
 
 #include "Utility/ExecutionUtility.h"
 #include "Utility/VelmarNumber.h"
