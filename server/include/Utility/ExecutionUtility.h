@@ -11,7 +11,8 @@ class KeyDesc;
 enum CharComparisonType_t {
   kCompareCodePoints = 0,
   kCompareIgnoringCase = 1,
-  /// By the configured locale's collation.
+  /// By the configured locale's collation: case counts only where all else is equal, and not at all
+  /// when the configuration ignores case.
   kCompareLocale = 2,
 };
 
@@ -24,13 +25,16 @@ class XEUTILITY_API ExecutionUtility {
   /// The function for the configuration as it stands now (case, locale). Nodes call this once, when
   /// they are built.
   static CharCompareFunc_t GetCharacterComparisonFunction();
+  /// The function of one kind. For kCompareLocale this opens the configured locale's collation
+  /// (error 58041 when it has none) and makes it the one that all locale comparisons use.
   static CharCompareFunc_t GetCharacterComparisonFunction(CharComparisonType_t type);
   /// A hash equal for texts that compare equal under the type.
   static uint64 HashCharacters(CharComparisonType_t type, const RefLongVarChar& text);
   /// Up to 8 leading bytes of the text's sort key, big end first: texts in comparison order have
   /// prefixes in ascending order.
   static uint64 CharacterSortPrefix(CharComparisonType_t type, const RefLongVarChar& text);
-  /// Whether a type's values are bit strings or character strings.
+  /// Whether a type's values are strings of bits (bit, the binaries), whose length counts bits, and
+  /// not of characters.
   static bool IsBitCharacterString(XeDataType type);
 };
 

@@ -16,10 +16,13 @@ enum NullOrder_t { kNullsLast = 0, kNullsFirst = 1 };
 /// One key of a sort: a field of a record layout, a direction, and how its text compares.
 ///
 /// NULL comes last in both directions unless kNullsFirst. Numbers compare by value; a NaN equals a
-/// NaN and follows every number; -0.0 equals 0.0. Text compares by the given comparison type.
+/// NaN and follows every number; -0.0 equals 0.0. Text compares by the given comparison type; a
+/// fixed text ends at its first zero character. Binaries compare byte by byte.
 class XEUTILITY_API KeyDesc {
  public:
   KeyDesc() = default;
+  /// Error 59001 ("Sort", the type) for intervals, objects, unknown types and text of one byte a
+  /// character.
   KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparisonType_t comparison,
           NullOrder_t nulls = kNullsLast);
 
@@ -46,8 +49,11 @@ class XEUTILITY_API KeyDesc {
 
  private:
   using CompareFunction = int (*)(const KeyDesc&, const uint8*, const uint8*);
+  using PrefixFunction = uint64 (*)(const KeyDesc&, const uint8*);
+  using HashFunction = uint64 (*)(const KeyDesc&, const uint8*);
   CompareFunction compare_ = nullptr;
-  CharCompareFunc_t charCompare_ = nullptr;
+  PrefixFunction prefix_ = nullptr;
+  HashFunction hash_ = nullptr;
   XeDataType type_ = XeUnknown;
   uint32 length_ = 0;
   uint32 dataOffset_ = 0;
@@ -66,8 +72,10 @@ class XEUTILITY_API KeySet {
   std::size_t GetCount() const { return keys_.size(); }
   const KeyDesc& Get(std::size_t index) const { return keys_[index]; }
 
-  /// -1, 0 or 1; `differing` (when given) receives the index of the first key that differs.
+  /// -1, 0 or 1; `differing` (when given) receives the index of the first key that differs and is
+  /// left alone when none does.
   int Compare(const uint8* recordA, const uint8* recordB, std::size_t* differing = nullptr) const;
+  /// Equal for records that compare equal.
   uint64 Hash(const uint8* record) const;
 
  private:
