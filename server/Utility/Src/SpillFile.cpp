@@ -1,0 +1,84 @@
+#include "SpillFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer {
+
+namespace {
+
+int OpenNameless(const char* folder) {
+  const int file = open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC | O_EXCL, 0600);
+  // Not every file system knows nameless files; a missing folder shows again below.
+  if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)) return file;
+  std::string name = std::string(folder) + "/sqxer-sort-XXXXXX";
+  const int named = mkostemp(name.data(), O_CLOEXEC);
+  if (named >= 0) unlink(name.c_str());
+  return named;
+}
+
+SpillFile::Calls calls{&OpenNameless, &pwrite, &pread};
+
+std::string ChooseFolder() {
+  const std::string& configured = SUSystemConfig::GetSystemConfig().tempDirectory_;
+  if (!configured.empty()) return configured;
+  const char* system = std::getenv("TMPDIR");
+  return system != nullptr && *system != '\0' ? system : "/tmp";
+}
+
+}  // namespace
+
+SpillFile::Calls SpillFile::SetCalls(const Calls& replacement) {
+  return std::exchange(calls, replacement);
+}
+
+SpillFile::SpillFile() : folder_(ChooseFolder()), file_(calls.open(folder_.c_str())) {
+  if (file_ < 0) ThrowFailure(errno);
+}
+
+SpillFile::~SpillFile() { close(file_); }
+
+void SpillFile::Append(const uint8* bytes, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = calls.write(file_, bytes, count, static_cast<off_t>(size_));
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      ThrowFailure(errno);
+    }
+    if (written == 0) ThrowFailure(ENOSPC);
+    bytes += written;
+    count -= static_cast<std::size_t>(written);
+    size_ += static_cast<uint64>(written);
+  }
+}
+
+void SpillFile::Read(uint64 offset, uint8* bytes, std::size_t count) const {
+  while (count > 0) {
+    const ssize_t got = calls.read(file_, bytes, count, static_cast<off_t>(offset));
+    if (got < 0) {
+      if (errno == EINTR) continue;
+      ThrowFailure(errno);
+    }
+    if (got == 0) ThrowFailure(EIO);
+    bytes += got;
+    count -= static_cast<std::size_t>(got);
+    offset += static_cast<uint64>(got);
+  }
+}
+
+void SpillFile::ThrowFailure(int error) const {
+  SUGThrow(
+      ErrorMessage(59180, {BaseStringUtil::Utf8ToString(folder_),
+                           BaseStringUtil::Utf8ToString(std::generic_category().message(error))}));
+}
+
+}  // namespace sqxer

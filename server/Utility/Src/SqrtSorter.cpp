@@ -1,0 +1,229 @@
+#include "Utility/SqrtSorter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "RecordOrder.h"
+#include "RunMerger.h"
+#include "SortBuffer.h"
+#include "SpillFile.h"
+#include "Utility/XeAssert.h"
+
+namespace sqxer {
+
+namespace {
+
+constexpr std::size_t kDefaultRunBufferSize = 256;
+constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
+
+std::size_t ReadInitialBufferBytes() {
+  const char* const text = std::getenv("RUN_BUFFER_SIZE");
+  const std::string_view digits = text == nullptr ? "" : text;
+  std::size_t size = 0;
+  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), size);
+  if (end != digits.end() || error != std::errc() || size == 0) size = kDefaultRunBufferSize;
+  return std::min(size, SqrtSorter::kMaxBufferBytes >> 10) << 10;
+}
+
+std::atomic<std::size_t> initialBufferBytes{ReadInitialBufferBytes()};
+
+}  // namespace
+
+struct SqrtSorter::State {
+  /// kIdle also stands for "an error came through": only BeginInput leads on from it.
+  enum class Phase { kIdle, kInput, kOutput };
+
+  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder)
+      : recordSize(size),
+        unique(removeDuplicates),
+        timer(operatorTimer),
+        initialBytes(GetInitialBufferBytes()),
+        buffer(order, size, removeDuplicates, keepInputOrder) {}
+
+  void Forget();
+  void Sort();
+  void MakeRoom();
+  void Spill();
+  void MergeUntilOnePassIsLeft();
+  std::size_t GetWriteBytes() const { return std::min(bufferBytes / 4, kMaxWriteBytes); }
+
+  const std::size_t recordSize;
+  const bool unique;
+  OperatorTimer& timer;
+  const std::size_t initialBytes;
+  uint64 limit = 0;
+  bool hasKeys = false;
+  RecordOrder order;
+
+  Phase phase = Phase::kIdle;
+  std::size_t bufferBytes = 0;
+  SortBuffer buffer;
+  /// The last of `limit` records seen so far: what does not come before it is not wanted.
+  std::vector<uint8> cutoff;
+  uint64 cutoffPrefix = 0;
+  std::optional<SpillFile> file;
+  std::vector<Run> runs;
+  std::optional<RunMerger> merger;
+  uint64 returned = 0;
+};
+
+void SqrtSorter::State::Forget() {
+  merger.reset();
+  runs.clear();
+  file.reset();
+  cutoff.clear();
+  returned = 0;
+  bufferBytes = initialBytes;
+  buffer.Reset(bufferBytes);
+}
+
+void SqrtSorter::State::Sort() {
+  buffer.Sort(limit);
+  if (limit == 0 || buffer.GetCount() < limit) return;
+  const uint8* const last = buffer.GetSorted(buffer.GetCount() - 1);
+  cutoff.assign(last, last + recordSize);
+  cutoffPrefix = order.Prefix(last);
+}
+
+void SqrtSorter::State::MakeRoom() {
+  phase = Phase::kIdle;
+  {
+    const OperatorTimer::Scope scope(timer);
+    Sort();
+    // Duplicates and what lies beyond the limit are gone. Where little is left, nothing needs to
+    // go to disk.
+    if (buffer.GetCount() <= buffer.GetMaxRecords() / 2) {
+      buffer.Compact();
+    } else {
+      Spill();
+      bufferBytes = std::min(bufferBytes + initialBytes, kMaxBufferBytes);
+      buffer.Reset(bufferBytes);
+    }
+  }
+  phase = Phase::kInput;
+}
+
+void SqrtSorter::State::Spill() {
+  if (!file) file.emplace();
+  RunWriter writer(*file, buffer.GetStride(), GetWriteBytes(), timer);
+  for (std::size_t i = 0; i < buffer.GetCount(); ++i) writer.Add(buffer.GetSorted(i), recordSize);
+  runs.push_back(writer.Finish());
+}
+
+void SqrtSorter::State::MergeUntilOnePassIsLeft() {
+  const std::size_t stride = buffer.GetStride();
+  const std::size_t maxRuns = RunMerger::GetMaxRuns(stride, bufferBytes);
+  while (runs.size() > maxRuns) {
+    // Neighbours are merged, so that equal records keep their order.
+    std::vector<Run> merged;
+    for (std::size_t from = 0; from < runs.size(); from += maxRuns) {
+      const std::size_t count = std::min(maxRuns, runs.size() - from);
+      if (count == 1) {
+        merged.push_back(runs[from]);
+        continue;
+      }
+      RunMerger source(order, *file, std::span(runs).subspan(from, count), stride, bufferBytes,
+                       unique);
+      RunWriter writer(*file, stride, GetWriteBytes(), timer);
+      uint64 written = 0;
+      while (limit == 0 || written++ < limit) {
+        const uint8* const record = source.Next();
+        if (record == nullptr) break;
+        writer.Add(record, stride);
+      }
+      merged.push_back(writer.Finish());
+    }
+    runs = std::move(merged);
+  }
+}
+
+SqrtSorter::SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates,
+                       bool keepInputOrder)
+    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder)) {
+  XE_ASSERT(recordSize > 0);
+}
+
+SqrtSorter::~SqrtSorter() = default;
+
+void SqrtSorter::SetRowIdSorterMetadata(const KeySet& keys, const XeRecordMetaData& layout) {
+  XE_ASSERT(state_->phase != State::Phase::kInput);
+  XE_ASSERT(layout.GetBinaryRecordSize() <= state_->recordSize);
+  state_->phase = State::Phase::kIdle;
+  state_->order = RecordOrder(keys);
+  state_->hasKeys = true;
+}
+
+void SqrtSorter::SetRecordLimit(uint64 count) {
+  XE_ASSERT(state_->phase != State::Phase::kInput);
+  state_->phase = State::Phase::kIdle;
+  state_->limit = count;
+}
+
+void SqrtSorter::BeginInput() {
+  XE_ASSERT(state_->hasKeys);
+  state_->Forget();
+  state_->phase = State::Phase::kInput;
+}
+
+void SqrtSorter::SortRecord(const uint8* record) {
+  State& state = *state_;
+  XE_ASSERT(state.phase == State::Phase::kInput);
+  const uint64 prefix = state.order.Prefix(record);
+  if (!state.cutoff.empty() &&
+      state.order.Compare(prefix, record, state.cutoffPrefix, state.cutoff.data()) >= 0) {
+    return;
+  }
+  if (state.buffer.IsFull()) state.MakeRoom();
+  state.buffer.Add(record, prefix);
+}
+
+void SqrtSorter::EndInput() {
+  State& state = *state_;
+  XE_ASSERT(state.phase == State::Phase::kInput);
+  state.phase = State::Phase::kIdle;
+  const OperatorTimer::Scope scope(state.timer);
+  state.Sort();
+  if (!state.runs.empty()) {
+    if (state.buffer.GetCount() > 0) state.Spill();
+    state.buffer.Release();
+    state.MergeUntilOnePassIsLeft();
+    state.merger.emplace(state.order, *state.file, state.runs, state.buffer.GetStride(),
+                         state.bufferBytes, state.unique);
+  }
+  state.phase = State::Phase::kOutput;
+}
+
+bool SqrtSorter::GetRecord(uint8* record) {
+  State& state = *state_;
+  XE_ASSERT(state.phase == State::Phase::kOutput);
+  const uint8* next = nullptr;
+  if (state.limit != 0 && state.returned == state.limit) return false;
+  if (state.merger) {
+    state.phase = State::Phase::kIdle;
+    next = state.merger->Next();
+    state.phase = State::Phase::kOutput;
+  } else if (state.returned < state.buffer.GetCount()) {
+    next = state.buffer.GetSorted(state.returned);
+  }
+  if (next == nullptr) return false;
+  std::memcpy(record, next, state.recordSize);
+  ++state.returned;
+  return true;
+}
+
+std::size_t SqrtSorter::GetInitialBufferBytes() {
+  return initialBufferBytes.load(std::memory_order_relaxed);
+}
+
+void SqrtSorter::SetInitialBufferBytes(std::size_t bytes) {
+  initialBufferBytes.store(std::min(bytes, kMaxBufferBytes), std::memory_order_relaxed);
+}
+
+}  // namespace sqxer
