@@ -275,15 +275,16 @@ struct Operand {
 };
 
 TEST(Connectives, EveryPairOfTruthsAndStatuses) {
-  const std::vector<Operand> operands = {{kTrue, 1},  {kTrue, 0},  {kUnknown, 0},
-                                         {kFalse, 0}, {kError, 0}, {kEod, 0}};
+  // The statuses follow TRUE, so that a byte left behind by it would show.
+  const std::vector<Operand> operands = {{kTrue, 0},  {kUnknown, 0}, {kTrue, 1},
+                                         {kFalse, 0}, {kError, 0},   {kEod, 0}};
   auto both = OverStubs<uint8, 2>::Make<LogicalAnd>();
   auto either = OverStubs<uint8, 2>::Make<LogicalOr>();
   const auto run = [](auto& tree, const Operand& left, const Operand& right) {
     tree.ResetCounts();
     tree.SetStatus(0, left.status);
     tree.SetStatus(1, right.status);
-    uint8 out = 7;
+    uint8 out = 1;
     const RExprReturn status = tree.Eval(&out, left.value, right.value);
     return std::pair(status, status == kTrue ? out : 0);
   };
