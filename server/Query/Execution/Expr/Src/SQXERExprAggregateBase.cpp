@@ -1,0 +1,257 @@
+#include "SQXERExprAggregateBase.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "SQXERTypedVariant.h"
+
+namespace sqxer {
+
+namespace {
+
+bool IsVarying(XeDataType type) {
+  switch (type) {
+    case XeVarCharData:
+    case XeLongVarCharData:
+    case XeVarBinaryData:
+    case XeLongVarBinaryData:
+      return true;
+    default:
+      return false;
+  }
+}
+
+uint32 GetCharacterWidth(XeDataType type, bool unicode) {
+  return SUXeDataTypeUtility::IsXeTextType(type) && unicode ? sizeof(wchar_t) : 1;
+}
+
+/// The declared length of a field whose values take that many bytes.
+uint32 GetDeclaredLength(XeDataType type, uint32 bytes, bool unicode) {
+  if (IsVarying(type)) bytes -= std::min(bytes, kLongVarPrefix);
+  return bytes / GetCharacterWidth(type, unicode);
+}
+
+bool HasOrder(XeDataType type) { return type < XeIntervalData || type == XeBoolean; }
+
+}  // namespace
+
+Aggregate::Aggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                     UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                     bool isDistinctHandled)
+    : aggregateColumns_(aggregateColumns),
+      controlBreakColumns_(controlBreakColumns),
+      distinctBreakColumns_(distinctBreakColumns),
+      isCumulativeAggregate_(isCumulativeAggregate),
+      isDistinctHandled_(isDistinctHandled) {
+  if (aggregateColumns != nullptr) XE_ASSERT(aggregateColumns->size() > 0);
+  for (auto* columns : {&aggregateColumns_, &controlBreakColumns_, &distinctBreakColumns_}) {
+    if (*columns == nullptr) *columns = std::make_unique<UInt16Vector>();
+  }
+  isDistinctProcessing_ = !distinctBreakColumns_->empty();
+}
+
+Aggregate::~Aggregate() {
+  // The timer, a later field, must outlive the sorter.
+  sorter_.reset();
+}
+
+void Aggregate::Bind(XeAListStream*, RExpression*&, MetaDataInfo&) { XeLogicError(); }
+RExprReturn Aggregate::Eval(void*) { XeLogicError(); }
+RExpression* Aggregate::GetIthOperand(int) { XeLogicError(); }
+void Aggregate::SetIthOperand(int, RExpression*) { XeLogicError(); }
+void Aggregate::Bind(XeRecordMetaData&, RExpression*&, MetaDataInfo&) { XeLogicError(); }
+void Aggregate::SetTargetDescriptor(XeRecordMetaData&, unsigned short) { XeLogicError(); }
+void Aggregate::Initialize(bool) { XeLogicError(); }
+RExprReturn Aggregate::Compute(unsigned char*, unsigned int) { XeLogicError(); }
+RExprReturn Aggregate::Finalize() { XeLogicError(); }
+void Aggregate::Output(unsigned char*) { XeLogicError(); }
+unsigned int Aggregate::GetTargetFixedLenSize() { XeLogicError(); }
+
+Aggregate* Aggregate::GetPartialsAggregator(UInt16Vector*) { return nullptr; }
+
+void Aggregate::SetSourceOffset(unsigned int offset, unsigned int nullOffset,
+                                unsigned int recordSize) {
+  savedSourceOffset_ = std::exchange(sourceOffset_, offset);
+  savedSourceNullOffset_ = std::exchange(sourceNullOffset_, nullOffset);
+  const uint32 left = recordSize > offset ? recordSize - offset : 0;
+  currentRecordDataSize_ = std::min(left, sourceDataSize_);
+}
+
+void Aggregate::RestoreSourceOffset() {
+  sourceOffset_ = savedSourceOffset_;
+  sourceNullOffset_ = savedSourceNullOffset_;
+  currentRecordDataSize_ = sourceDataSize_;
+}
+
+void Aggregate::SetTargetOffset(unsigned int offset, unsigned int nullOffset) {
+  savedTargetOffset_ = std::exchange(targetOffset_, offset);
+  savedTargetNullOffset_ = std::exchange(targetNullOffset_, nullOffset);
+}
+
+void Aggregate::RestoreTargetOffset() {
+  targetOffset_ = savedTargetOffset_;
+  targetNullOffset_ = savedTargetNullOffset_;
+}
+
+unsigned int Aggregate::InitializeResult(unsigned char* target, unsigned char* targetNull,
+                                         unsigned char* source, unsigned int size,
+                                         unsigned char* sourceNull) {
+  const bool isNull = sourceNull != nullptr && *sourceNull != 0;
+  if (targetNull != nullptr) *targetNull = isNull ? 1 : 0;
+  if (isNull) return 0;
+  std::memmove(target, source, size);
+  return size;
+}
+
+UInt16Vector* Aggregate::CloneColumnVector(const UInt16Vector* columns) {
+  return columns == nullptr ? nullptr : new UInt16Vector(*columns);
+}
+
+std::unique_ptr<KeySet> Aggregate::MakeDistinctSortKeySet(XeRecordMetaData& layout,
+                                                          SortOrder_t order, bool nullsFirst) {
+  auto keys = std::make_unique<KeySet>();
+  const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
+  for (int i = 0; i < layout.GetFieldCount(); ++i) {
+    keys->Add(KeyDesc(*layout.GetFieldDescriptor(i), order, comparison,
+                      nullsFirst ? kNullsFirst : kNullsLast));
+  }
+  return keys;
+}
+
+const XeFieldDescriptor& Aggregate::GetSourceField(const XeRecordMetaData& input) const {
+  XE_ASSERT(!aggregateColumns_->empty());
+  return *input.GetFieldDescriptor(aggregateColumns_->front());
+}
+
+void Aggregate::BindSource(const XeRecordMetaData& input) {
+  const XeFieldDescriptor& field = GetSourceField(input);
+  const bool unicode = field.IsUnicode(input.IsUnicodeRecord());
+  sourceDataType_ = field.GetDataType();
+  sourceDataSize_ =
+      XeRecordMetaData::GetByteLength(field.GetDataType(), field.GetLength(), unicode);
+  sourceOffset_ = savedSourceOffset_ = field.GetDataOffset();
+  sourceNullOffset_ = savedSourceNullOffset_ = field.GetNullOffset();
+  currentRecordDataSize_ = resultRecordDataSize_ = sourceDataSize_;
+  tempRecordMetadata_ = XeRecordMetaData(unicode);
+}
+
+void Aggregate::RequireOrder(const XeString& operatorName) const {
+  const bool isNarrowText =
+      SUXeDataTypeUtility::IsXeTextType(sourceDataType_) && !tempRecordMetadata_.IsUnicodeRecord();
+  if (!HasOrder(sourceDataType_) || isNarrowText) {
+    throwExecutionError(kTypeNotSupported, operatorName, sourceDataType_, XeUnknown);
+  }
+}
+
+void Aggregate::PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
+                            uint32& nullOffset) {
+  const XeFieldDescriptor& field = *target.GetFieldDescriptor(static_cast<int>(fieldIndex));
+  offset = field.GetDataOffset();
+  nullOffset = field.GetNullOffset();
+}
+
+void Aggregate::PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex) {
+  PlaceResult(target, fieldIndex, targetOffset_, targetNullOffset_);
+  savedTargetOffset_ = targetOffset_;
+  savedTargetNullOffset_ = targetNullOffset_;
+  const XeFieldDescriptor& field = *target.GetFieldDescriptor(static_cast<int>(fieldIndex));
+  targetFixedLenSize_ = XeRecordMetaData::GetByteLength(field.GetDataType(), field.GetLength(),
+                                                        field.IsUnicode(target.IsUnicodeRecord()));
+}
+
+void Aggregate::DescribeResult(MetaDataInfo& info, XeDataType type, uint32 length, bool nullable,
+                               int16 scale) {
+  info.objectLength_ = XeFieldDescriptor::GetObjectLength(type, length);
+  info.isNullable_ = nullable;
+  info.fieldName_ = XeRecordMetaData::exprFieldName_;
+  info.aliasName_.clear();
+  info.scale_ = scale;
+}
+
+AggregateColumnVectors Aggregate::TakeColumns() {
+  return {std::move(aggregateColumns_), std::move(controlBreakColumns_),
+          std::move(distinctBreakColumns_)};
+}
+
+void Aggregate::ReplaceBy(std::unique_ptr<Aggregate> variant, RExpression*& result) {
+  variant->SetSourcePosition(GetSourcePosition());
+  variant->BindDistinctMetaData();
+  result = variant.release();
+}
+
+void Aggregate::OutputStoredValue(unsigned char* record, const uint8* value, uint32 size) const {
+  const uint32 stored = std::min(size, targetFixedLenSize_);
+  std::memcpy(record + targetOffset_, value, stored);
+  if (stored == size || !IsVarying(sourceDataType_) || stored < kLongVarPrefix) return;
+  // What was cut off may have been part of the value.
+  uint32 length;
+  std::memcpy(&length, value, sizeof(length));
+  length = std::min(
+      length, GetDeclaredLength(sourceDataType_, stored, tempRecordMetadata_.IsUnicodeRecord()));
+  std::memcpy(record + targetOffset_, &length, sizeof(length));
+}
+
+void Aggregate::BindDistinctMetaData() {
+  if (isDistinctHandled_) DescribeDistinctValue(sourceDataType_, sourceDataSize_);
+}
+
+void Aggregate::DistinctInitialize() {
+  if (!isDistinctHandled_) return;
+  std::memset(tempField_.data(), 0, tempRecordMetadata_.GetBinaryRecordSize());
+  if (sorter_ == nullptr) MakeDistinctSorter();
+  sorter_->BeginInput();
+}
+
+void Aggregate::DescribeTempField(XeDataType type, uint32 dataSize) {
+  tempRecordMetadata_.SetFieldCount(1);
+  tempRecordMetadata_.DescribleField(
+      0, type, GetDeclaredLength(type, dataSize, tempRecordMetadata_.IsUnicodeRecord()), false, 0,
+      0, XeRecordMetaData::exprFieldName_, {});
+}
+
+void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
+  DescribeTempField(type, dataSize);
+  tempRecordMetadata_.GenerateAlignedFieldOffset();
+  tempFieldOffset_ = tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset();
+  tempField_.Reserve(tempRecordMetadata_.GetBinaryRecordSize());
+  MakeDistinctSorter();
+}
+
+void Aggregate::MakeDistinctSorter() {
+  const XeFieldDescriptor& field = *tempRecordMetadata_.GetFieldDescriptor(0);
+  KeySet keys;
+  keys.Add(KeyDesc(field, kAscending, KeyDesc::GetCharComparisonType()));
+  sorter_ = std::make_unique<SqrtSorter>(tempRecordMetadata_.GetBinaryRecordSize(), opTimer_,
+                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true);
+  sorter_->SetRowIdSorterMetadata(keys, tempRecordMetadata_);
+}
+
+void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
+  std::memcpy(tempField_.data() + tempFieldOffset_, value, dataSize);
+  sorter_->SortRecord(tempField_.data());
+}
+
+void SingleResultAggregate::SetTargetDescriptor(XeRecordMetaData& target,
+                                                unsigned short fieldIndex) {
+  PlaceFirstResult(target, fieldIndex);
+}
+
+std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,
+                                         XeRecordMetaData& input, XeRecordMetaData& target,
+                                         unsigned short fieldIndex, MetaDataInfo& info) {
+  try {
+    RExpression* replacement = nullptr;
+    generic->Bind(input, replacement, info);
+    if (replacement != nullptr && replacement != generic.get()) {
+      generic.reset(static_cast<Aggregate*>(replacement));
+    }
+    generic->SetTargetDescriptor(target, fieldIndex);
+  } catch (ErrorMessage& error) {
+    error.SetSourcePosition(generic->GetSourcePosition());
+    throw;
+  }
+  return generic;
+}
+
+}  // namespace sqxer

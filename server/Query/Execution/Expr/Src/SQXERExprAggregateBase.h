@@ -1,0 +1,219 @@
+#pragma once
+
+#include <memory>
+
+#include "SQXERExpression.h"
+#include "Utility/KeySet.h"
+#include "Utility/OperatorTimer.h"
+#include "Utility/SqrtSorter.h"
+#include "Utility/StreamPrinter.h"
+#include "Utility/XeAutoBuffer.h"
+#include "Utility/XeRecordMetaData.h"
+
+namespace sqxer {
+
+/// The column vectors of an aggregate on their way to the variant that takes its place.
+struct AggregateColumnVectors {
+  std::unique_ptr<UInt16Vector> aggregate_;
+  std::unique_ptr<UInt16Vector> controlBreak_;
+  std::unique_ptr<UInt16Vector> distinctBreak_;
+};
+
+/// Folds the rows of a group into fields of a result record.
+///
+/// An aggregate is a node without operands: it reads columns of the input record by position and is
+/// driven by its owner, never by Eval. It is bound once (Bind, then SetTargetDescriptor), and then
+/// reused for any number of groups, each Initialize, Compute per row, Finalize, Output. The
+/// operations that this class leaves to its subclasses are broken invariants here.
+///
+/// One aggregate is driven by one thread at a time. Compute allocates nothing.
+class SQXEREXPR_API Aggregate : public RExpression {
+ public:
+  /// Takes ownership of the vectors; null stands for an empty one. `aggregateColumns`, the columns
+  /// that are read, must not be empty when given. `isDistinctHandled`: the aggregate itself removes
+  /// duplicate values, by sorting.
+  Aggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+            UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isDistinctHandled);
+  ~Aggregate() override;
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+  RExprType GetExpressionType() override { return kAggregateExpression; }
+  RExpression* GetIthOperand(int index) override;
+  void SetIthOperand(int index, RExpression* operand) override;
+
+  /// Binds to the layout of the input records, which must outlive the aggregate. `result` becomes
+  /// the typed variant that takes this one's place (the caller owns it and deletes this one), or
+  /// null when this one stays. `info` describes the (first) result. Error 46030 for a column
+  /// outside the layout, 59001 (operator, type) for a type that the aggregate does not take.
+  virtual void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info);
+  /// Says where the result goes: the field at `fieldIndex` of the target layout, and the fields
+  /// behind it for further results. Error 46030 for a field outside the layout.
+  virtual void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex);
+
+  /// Starts a group. `restart` starts the count of output rows again as well; it has a meaning only
+  /// for aggregates with a result per row.
+  virtual void Initialize(bool restart);
+  /// Takes in one row of the group. `size`: bytes of the record.
+  virtual RExprReturn Compute(unsigned char* record, unsigned int size);
+  /// Ends the group.
+  virtual RExprReturn Finalize();
+  /// Writes the result, or its NULL indicator alone.
+  virtual void Output(unsigned char* record);
+
+  virtual bool NeedNullFiltering() { return false; }
+  virtual bool IsDistinctHandled() { return isDistinctHandled_; }
+  /// Whether there is a result per row and not one per group.
+  virtual bool IsFunctionalAggr() { return false; }
+  /// Makes the sorter of a DISTINCT aggregate ready for a group. Part of Initialize.
+  virtual void DistinctInitialize();
+  /// Lays out the record in which values are sorted for DISTINCT. Part of Bind.
+  virtual void BindDistinctMetaData();
+
+  virtual unsigned int GetTargetOffset() { return targetOffset_; }
+  /// Reads the input at another place from now on, in records of `recordSize` bytes: of a value of
+  /// varying length only what lies within them is copied. One level is saved: a second Set
+  /// overwrites it.
+  virtual void SetSourceOffset(unsigned int offset, unsigned int nullOffset,
+                               unsigned int recordSize);
+  virtual void RestoreSourceOffset();
+  virtual void RestoreTargetOffset();
+  virtual void SetTargetOffset(unsigned int offset, unsigned int nullOffset);
+  virtual unsigned int GetTargetNullOffset() { return targetNullOffset_; }
+
+  /// A new aggregate (the caller's) that computes partial results from input rows; null when the
+  /// aggregate cannot be split.
+  virtual Aggregate* GetSourceAggregator() { return nullptr; }
+  /// A new aggregate that combines the partial results in the given columns, a vector that it takes
+  /// over; null (the vector stays the caller's) when the aggregate cannot be split.
+  virtual Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns);
+
+  /// Not owned.
+  virtual void SetDebugPrinter(StreamPrinter* printer) { debugPrinter_ = printer; }
+
+  /// Makes one value the result of its group without Compute: `size` bytes at `source`, or NULL
+  /// when the byte at `sourceNull` is set, go to `target` and `targetNull`. Either indicator may be
+  /// null: that side is never NULL. Returns the bytes written, 0 for NULL.
+  virtual unsigned int InitializeResult(unsigned char* target, unsigned char* targetNull,
+                                        unsigned char* source, unsigned int size,
+                                        unsigned char* sourceNull);
+  /// Bytes of the result field.
+  virtual unsigned int GetTargetFixedLenSize();
+
+  UInt16Vector* GetAggregateColumns() const { return aggregateColumns_.get(); }
+  UInt16Vector* GetControlBreakColumns() const { return controlBreakColumns_.get(); }
+  UInt16Vector* GetDistinctBreakColumns() const { return distinctBreakColumns_.get(); }
+  bool IsCumulativeAggregate() const { return isCumulativeAggregate_; }
+  XeRecordMetaData& GetAggrResultMetaData() { return AggrResultMetaData_; }
+
+  /// An owned copy; null for null.
+  static UInt16Vector* CloneColumnVector(const UInt16Vector* columns);
+  /// One key per field of a layout, in the given order. `nullsFirst` places NULL; texts compare as
+  /// the system configuration says now.
+  static std::unique_ptr<KeySet> MakeDistinctSortKeySet(XeRecordMetaData& layout, SortOrder_t order,
+                                                        bool nullsFirst);
+
+ protected:
+  /// The input field: column `aggregateColumns_[0]`. Error 46030.
+  const XeFieldDescriptor& GetSourceField(const XeRecordMetaData& input) const;
+  /// Fixes where and what the input value is.
+  void BindSource(const XeRecordMetaData& input);
+  /// Error 59001 (operator, type) when the bound input's values have no order (nor has text of one
+  /// byte a character, whose code page is not known here).
+  void RequireOrder(const XeString& operatorName) const;
+  /// Fixes where the result at `fieldIndex` goes.
+  static void PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
+                          uint32& nullOffset);
+  /// Fixes where the first result goes, and its size.
+  void PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex);
+  /// Describes the (first) result to the owner.
+  static void DescribeResult(MetaDataInfo& info, XeDataType type, uint32 length, bool nullable,
+                             int16 scale = 0);
+  /// Gives up the vectors: what is left can only be deleted.
+  AggregateColumnVectors TakeColumns();
+  /// Makes `variant`, which has taken over the columns, the one that takes this one's place.
+  void ReplaceBy(std::unique_ptr<Aggregate> variant, RExpression*& result);
+
+  bool IsSourceNull(const unsigned char* record) const {
+    return sourceNullOffset_ != 0 && record[sourceNullOffset_] != 0;
+  }
+  /// The prelude of every Output. True when the result is NULL and has been written as such; else
+  /// the indicator is cleared, and a value is to be written.
+  bool OutputNull(unsigned char* record, bool isNull) const {
+    if (targetNullOffset_ == 0) return false;
+    record[targetNullOffset_] = isNull ? 1 : 0;
+    return isNull;
+  }
+  /// Copies a stored value of the input's type into the result field, cut to what fits there.
+  void OutputStoredValue(unsigned char* record, const uint8* value, uint32 size) const;
+
+  /// Makes tempRecordMetadata_ one field, at offset 0, for values of a type; `dataSize` counts
+  /// bytes.
+  void DescribeTempField(XeDataType type, uint32 dataSize);
+  /// Lays out the one-field record of DISTINCT and makes the sorter.
+  void DescribeDistinctValue(XeDataType type, uint32 dataSize);
+  /// Hands one value to the sorter.
+  void SortDistinctValue(const void* value, uint32 dataSize);
+  /// Ends the sorter's input, gives every distinct value (its address) in ascending order to
+  /// `fold`, and lets go of the sorter.
+  template <class Fold>
+  void DrainDistinctValues(Fold&& fold) {
+    sorter_->EndInput();
+    while (sorter_->GetRecord(tempField_.data())) fold(tempField_.data() + tempFieldOffset_);
+    sorter_.reset();
+  }
+
+  /// Never null, except in a node that a variant has taken the place of.
+  std::unique_ptr<UInt16Vector> aggregateColumns_;
+  std::unique_ptr<UInt16Vector> controlBreakColumns_;
+  std::unique_ptr<UInt16Vector> distinctBreakColumns_;
+  bool isCumulativeAggregate_;
+  bool isDistinctProcessing_ = false;
+  bool isDistinctHandled_;
+  XeRecordMetaData AggrResultMetaData_;
+  XeDataType sourceDataType_ = XeUnknown;
+  std::unique_ptr<SqrtSorter> sorter_;
+  XeAutoBuffer<uint8, 1> tempField_;
+  /// Its text width is that of the bound input field.
+  XeRecordMetaData tempRecordMetadata_;
+  uint32 sourceNullOffset_ = 0;
+  uint32 targetNullOffset_ = 0;
+  uint32 targetOffset_ = 0;
+  uint32 sourceDataSize_ = 0;
+  uint32 sourceOffset_ = 0;
+  uint32 savedSourceOffset_ = 0;
+  uint32 savedSourceNullOffset_ = 0;
+  uint32 savedTargetOffset_ = 0;
+  uint32 savedTargetNullOffset_ = 0;
+  uint32 currentRecordDataSize_ = 0;
+  uint32 resultRecordDataSize_ = 0;
+  StreamPrinter* debugPrinter_ = nullptr;
+  uint32 targetFixedLenSize_ = 0;
+  OperatorTimer opTimer_;
+
+ private:
+  void MakeDistinctSorter();
+
+  /// Where the value stands in a record of tempRecordMetadata_.
+  uint32 tempFieldOffset_ = 0;
+};
+
+/// An aggregate with one result field of its own.
+class SQXEREXPR_API SingleResultAggregate : public Aggregate {
+ public:
+  using Aggregate::Aggregate;
+
+  void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) override;
+  RExprReturn Finalize() override { return kTrue; }
+  unsigned int GetTargetFixedLenSize() override { return targetFixedLenSize_; }
+};
+
+/// Binds an aggregate and its result field, and returns the one to use from now on. An error on its
+/// way out carries the aggregate's place in the SQL.
+SQXEREXPR_API std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,
+                                                       XeRecordMetaData& input,
+                                                       XeRecordMetaData& target,
+                                                       unsigned short fieldIndex,
+                                                       MetaDataInfo& info);
+
+}  // namespace sqxer

@@ -1,0 +1,132 @@
+#include "SQXERExprAggregateCount.h"
+
+#include <cstring>
+
+#include "SQXERExprAggregateSum.h"
+
+namespace sqxer {
+
+namespace {
+
+/// COUNT is never NULL, whatever indicator its target has.
+unsigned int StoreCount(uint8* target, uint8* targetNull, uint32 count) {
+  std::memcpy(target, &count, sizeof(count));
+  if (targetNull != nullptr) *targetNull = 0;
+  return sizeof(count);
+}
+
+}  // namespace
+
+Count::Count(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+             UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isDistinctHandled,
+             bool areColumnsSorted)
+    : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                            isCumulativeAggregate, isDistinctHandled),
+      bComputeColumnsSorted_(areColumnsSorted) {}
+
+void Count::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+  result = nullptr;
+  BindSource(input);
+  if (isDistinctHandled_) RequireOrder(L"Count");
+  BindDistinctMetaData();
+  resultDataType_ = XeUInt4Data;
+  DescribeResult(info, resultDataType_, 0, false);
+}
+
+void Count::BindDistinctMetaData() {
+  if (!bComputeColumnsSorted_) return Aggregate::BindDistinctMetaData();
+  if (!isDistinctHandled_) return;
+  DescribeTempField(sourceDataType_, sourceDataSize_);
+  countKeySet_ = MakeDistinctSortKeySet(tempRecordMetadata_, kAscending, false);
+  prevFieldBuffer_.Reserve(sourceDataSize_);
+}
+
+void Count::DistinctInitialize() {
+  if (!bComputeColumnsSorted_) return Aggregate::DistinctInitialize();
+  bFirstRecord_ = true;
+}
+
+void Count::Initialize(bool) {
+  count_ = 0;
+  DistinctInitialize();
+}
+
+RExprReturn Count::Compute(unsigned char* record, unsigned int) {
+  if (IsSourceNull(record)) return kTrue;
+  if (!isDistinctHandled_) [[likely]] {
+    ++count_;
+  } else if (bComputeColumnsSorted_) {
+    CountUnlessRepeated(record + sourceOffset_);
+  } else {
+    SortDistinctValue(record + sourceOffset_, currentRecordDataSize_);
+  }
+  return kTrue;
+}
+
+void Count::CountUnlessRepeated(const uint8* value) {
+  if (!bFirstRecord_ && countKeySet_->Compare(value, prevFieldBuffer_.data()) == 0) return;
+  ++count_;
+  bFirstRecord_ = false;
+  std::memcpy(prevFieldBuffer_.data(), value, currentRecordDataSize_);
+}
+
+RExprReturn Count::Finalize() {
+  if (isDistinctHandled_ && !bComputeColumnsSorted_) {
+    DrainDistinctValues([this](const uint8*) { ++count_; });
+  }
+  return kTrue;
+}
+
+void Count::Output(unsigned char* record) {
+  StoreCount(record + targetOffset_, targetNullOffset_ == 0 ? nullptr : record + targetNullOffset_,
+             count_);
+}
+
+Aggregate* Count::GetSourceAggregator() {
+  return new Count(CloneColumnVector(GetAggregateColumns()),
+                   CloneColumnVector(GetControlBreakColumns()),
+                   CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
+                   isDistinctHandled_, false);
+}
+
+Aggregate* Count::GetPartialsAggregator(UInt16Vector* partialColumns) {
+  return new Sum(partialColumns, CloneColumnVector(GetControlBreakColumns()),
+                 CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
+                 isDistinctHandled_);
+}
+
+unsigned int Count::InitializeResult(unsigned char* target, unsigned char* targetNull,
+                                     unsigned char*, unsigned int, unsigned char* sourceNull) {
+  const bool isNull = sourceNull != nullptr && *sourceNull != 0;
+  return StoreCount(target, targetNull, isNull ? 0 : 1);
+}
+
+CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                     UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
+    : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                            isCumulativeAggregate, false) {}
+
+void CountStar::Bind(XeRecordMetaData&, RExpression*& result, MetaDataInfo& info) {
+  result = nullptr;
+  resultDataType_ = XeUInt4Data;
+  DescribeResult(info, resultDataType_, 0, false);
+}
+
+void CountStar::Initialize(bool) { count_ = 0; }
+
+RExprReturn CountStar::Compute(unsigned char*, unsigned int) {
+  ++count_;
+  return kTrue;
+}
+
+void CountStar::Output(unsigned char* record) {
+  StoreCount(record + targetOffset_, targetNullOffset_ == 0 ? nullptr : record + targetNullOffset_,
+             count_);
+}
+
+unsigned int CountStar::InitializeResult(unsigned char* target, unsigned char* targetNull,
+                                         unsigned char*, unsigned int, unsigned char*) {
+  return StoreCount(target, targetNull, 1);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "SQXERExprAggregateBase.h"
+
+namespace sqxer {
+
+/// COUNT: how many values are not NULL, as a 32-bit unsigned number that is never NULL. Takes every
+/// type; DISTINCT counts every value once, and takes those types that have an order.
+class SQXEREXPR_API Count : public SingleResultAggregate {
+ public:
+  /// `areColumnsSorted`: the rows of a group come in the order of the counted column, so DISTINCT
+  /// compares neighbours and needs no sorter.
+  Count(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+        UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isDistinctHandled,
+        bool areColumnsSorted);
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  void Initialize(bool restart) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  RExprReturn Finalize() override;
+  void Output(unsigned char* record) override;
+  void DistinctInitialize() override;
+  void BindDistinctMetaData() override;
+  Aggregate* GetSourceAggregator() override;
+  /// The counts of the parts are added up: a Sum.
+  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
+  /// 0 for NULL, else 1.
+  unsigned int InitializeResult(unsigned char* target, unsigned char* targetNull,
+                                unsigned char* source, unsigned int size,
+                                unsigned char* sourceNull) override;
+
+ protected:
+  uint32 count_ = 0;
+  bool bComputeColumnsSorted_;
+  XeAutoBuffer<uint8, 1> prevFieldBuffer_;
+  /// Compares bare values: its field stands at offset 0.
+  std::unique_ptr<KeySet> countKeySet_;
+  bool bFirstRecord_ = true;
+
+ private:
+  void CountUnlessRepeated(const uint8* value);
+};
+
+/// COUNT(*): how many rows there are, NULL or not. Reads no column.
+class SQXEREXPR_API CountStar : public SingleResultAggregate {
+ public:
+  CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+            UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate);
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  void Initialize(bool restart) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  void Output(unsigned char* record) override;
+  /// 1 in any case.
+  unsigned int InitializeResult(unsigned char* target, unsigned char* targetNull,
+                                unsigned char* source, unsigned int size,
+                                unsigned char* sourceNull) override;
+
+ protected:
+  uint32 count_ = 0;
+};
+
+}  // namespace sqxer

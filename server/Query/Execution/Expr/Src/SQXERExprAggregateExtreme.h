@@ -1,0 +1,86 @@
+#pragma once
+
+#include "SQXERExprAggregateBase.h"
+
+namespace sqxer {
+
+/// What MAX, MIN and NULL_IF_NOT_UNIQUE share: one input value kept as it is stored, and compared
+/// with those that come. They take every type that has an order. Of equal values the first seen is
+/// kept. A target field shorter than the value receives what fits.
+class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
+ public:
+  ExtremeAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                   UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate);
+
+  void Initialize(bool restart) override;
+  void Output(unsigned char* record) override;
+
+ protected:
+  using Aggregate::Bind;
+  /// Binds in place, under the operator's name of error texts.
+  void BindExtreme(const XeRecordMetaData& input, const XeString& operatorName,
+                   RExpression*& result, MetaDataInfo& info);
+  /// Keeps the value when none is kept, or when it compares as `wanted` (-1 or 1) with the one
+  /// kept.
+  RExprReturn ComputeExtreme(const unsigned char* record, int wanted, const char* operatorName);
+  /// Stops, after a line on standard error, when the value cannot fit the buffer.
+  void CheckFits(const char* operatorName) const {
+    if (currentRecordDataSize_ > bufferSize_) [[unlikely]]
+      StopBeforeOverrun(operatorName);
+  }
+  void Keep(const uint8* value);
+
+  KeyDesc keyDesc_;
+  /// The value kept. Values of fixed width stay off the heap.
+  alignas(16) XeAutoBuffer<uint8, 32> tempRow_;
+  /// Nothing is kept.
+  bool nullIndicator_ = true;
+  uint32 bufferSize_ = 0;
+
+ private:
+  [[noreturn, gnu::cold]] void StopBeforeOverrun(const char* operatorName) const;
+};
+
+/// MAX: the greatest of the non-null values, NULL when there is none.
+class SQXEREXPR_API Max : public ExtremeAggregate {
+ public:
+  using ExtremeAggregate::ExtremeAggregate;
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  Aggregate* GetSourceAggregator() override;
+  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
+};
+
+/// MIN: the smallest of the non-null values, NULL when there is none.
+class SQXEREXPR_API Min : public ExtremeAggregate {
+ public:
+  using ExtremeAggregate::ExtremeAggregate;
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  Aggregate* GetSourceAggregator() override;
+  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
+};
+
+/// NULL_IF_NOT_UNIQUE: the value of a group whose values are all equal and none of them NULL, else
+/// NULL. A group without rows is not NULL: it gives the buffer as the last group left it (zeros at
+/// first), because callers tell an empty group by its count.
+class SQXEREXPR_API NullIfNotUnique : public Max {
+ public:
+  using Max::Max;
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  void Initialize(bool restart) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  Aggregate* GetSourceAggregator() override;
+  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
+
+ protected:
+  bool isFirstValue_ = true;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "SQXERExprAggregateBase.h"
+
+namespace sqxer {
+
+/// What FIRST and LAST share: one input value of any type, kept as it is stored. A target field
+/// shorter than the value receives what fits.
+class SQXEREXPR_API KeptValueAggregate : public SingleResultAggregate {
+ public:
+  KeptValueAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                     UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate);
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  void Initialize(bool restart) override;
+  void Output(unsigned char* record) override;
+
+ protected:
+  void Keep(const unsigned char* record);
+
+  uint32 dataSize_ = 0;
+  /// Values of fixed width stay off the heap.
+  alignas(16) XeAutoBuffer<uint8, 32> tempRow_;
+  /// Nothing is kept.
+  bool nullIndicator_ = true;
+};
+
+/// FIRST: the first of the group's non-null values, NULL when there is none.
+class SQXEREXPR_API First : public KeptValueAggregate {
+ public:
+  using KeptValueAggregate::KeptValueAggregate;
+
+  void Initialize(bool restart) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+
+ protected:
+  bool isThisFirst_ = true;
+};
+
+/// LAST: the last of the group's non-null values, NULL when there is none.
+class SQXEREXPR_API Last : public KeptValueAggregate {
+ public:
+  using KeptValueAggregate::KeptValueAggregate;
+
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,81 @@
+#include "SQXERExprAggregateSum.h"
+
+#include "SQXEROpsArithmetic.h"
+
+namespace sqxer {
+
+Sum::Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+         UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isDistinctHandled)
+    : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                            isCumulativeAggregate, isDistinctHandled) {}
+
+void Sum::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+  const NumericInput& row = RequireNumericInput(GetSourceField(input), L"Sum");
+  AggregateColumnVectors columns = TakeColumns();
+  ReplaceBy(MakeNumericVariant<Sum, SumInt32, SumUInt32, SumFloat64, SumNumber>(
+                input, row, columns, isCumulativeAggregate_, isDistinctHandled_),
+            result);
+  DescribeResult(info, row.computationType, 0, true);
+}
+
+Aggregate* Sum::GetSourceAggregator() {
+  return GetPartialsAggregator(CloneColumnVector(GetAggregateColumns()));
+}
+
+Aggregate* Sum::GetPartialsAggregator(UInt16Vector* partialColumns) {
+  return new Sum(partialColumns, CloneColumnVector(GetControlBreakColumns()),
+                 CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
+                 isDistinctHandled_);
+}
+
+template <AccumulatorValue T>
+void SumOf<T>::Initialize(bool) {
+  result_ = T{};
+  this->nullIndicator_ = true;
+  this->DistinctInitialize();
+}
+
+template <AccumulatorValue T>
+RExprReturn SumOf<T>::Compute(unsigned char* record, unsigned int) {
+  if (this->IsSourceNull(record)) return kTrue;
+  this->nullIndicator_ = false;
+  const T value = this->ReadSource(record);
+  if (!this->isDistinctHandled_) [[likely]] {
+    Fold(value);
+  } else {
+    this->SortDistinctValue(&value, sizeof(T));
+  }
+  return kTrue;
+}
+
+template <AccumulatorValue T>
+RExprReturn SumOf<T>::Finalize() {
+  if (this->isDistinctHandled_) {
+    this->DrainDistinctValues([this](const uint8* value) { Fold(LoadValue<T>(value)); });
+  }
+  return kTrue;
+}
+
+template <AccumulatorValue T>
+void SumOf<T>::Output(unsigned char* record) {
+  if (this->OutputNull(record, this->nullIndicator_)) return;
+  StoreValue(record + this->targetOffset_, result_);
+}
+
+template <AccumulatorValue T>
+void SumOf<T>::Fold(const T& value) {
+  if constexpr (FallibleBinaryOp<AddOp<T>, T>) {
+    if (!AddOp<T>::Apply(result_, value, result_)) [[unlikely]] {
+      this->RaiseError(kOverflow, {NodeName(*this), AddOp<T>::Failure(value).limit});
+    }
+  } else {
+    this->AtSourcePosition([&] { AddOp<T>::Apply(result_, value, result_); });
+  }
+}
+
+template class SumOf<int32>;
+template class SumOf<uint32>;
+template class SumOf<float64>;
+template class SumOf<VelmarNumber>;
+
+}  // namespace sqxer

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "SQXERAggregateVariant.h"
+
+namespace sqxer {
+
+/// SUM: the sum of the non-null values, NULL when there is none. Takes the integers of 8 to 32
+/// bits, float, double and numeric; DISTINCT sums every value once.
+class SQXEREXPR_API Sum : public SingleResultAggregate {
+ public:
+  Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isDistinctHandled);
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  Aggregate* GetSourceAggregator() override;
+  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
+
+ protected:
+  /// No value seen yet.
+  bool nullIndicator_ = true;
+  InputConverter converter_;
+};
+
+/// Every addition is checked: error 59161 (class name, limit) when the sum leaves the type. The
+/// decimal type raises its own.
+template <AccumulatorValue T>
+class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
+ public:
+  using NumericAggregate<Sum, T>::NumericAggregate;
+
+  void Initialize(bool restart) final;
+  RExprReturn Compute(unsigned char* record, unsigned int size) final;
+  RExprReturn Finalize() final;
+  void Output(unsigned char* record) final;
+
+ private:
+  void Fold(const T& value);
+
+  T result_{};
+};
+
+extern template class SumOf<int32>;
+extern template class SumOf<uint32>;
+extern template class SumOf<float64>;
+extern template class SumOf<VelmarNumber>;
+
+class SQXEREXPR_API SumInt32 final : public SumOf<int32> {
+ public:
+  using SumOf::SumOf;
+};
+
+class SQXEREXPR_API SumUInt32 final : public SumOf<uint32> {
+ public:
+  using SumOf::SumOf;
+};
+
+class SQXEREXPR_API SumFloat64 final : public SumOf<float64> {
+ public:
+  using SumOf::SumOf;
+};
+
+class SQXEREXPR_API SumNumber final : public SumOf<VelmarNumber> {
+ public:
+  using SumOf::SumOf;
+};
+
+}  // namespace sqxer
