@@ -1,0 +1,228 @@
+#include "ExpressionTyper.h"
+
+#include <algorithm>
+
+#include "NodeProber.h"
+#include "PlanError.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer {
+namespace {
+
+using Kind = TypedExpression::Kind;
+
+/// Bounds the trees that a statement can ask for: IS TRUE reads its operand twice, so nesting it
+/// would double the tree at every level.
+constexpr int kMaxSize = 50000;
+
+void CountNodes(TypedExpression& expression) {
+  for (const TypedExpressionPtr& argument : expression.arguments) expression.size += argument->size;
+  if (expression.size > kMaxSize)
+    ThrowPlanError(kTooComplex, expression.position, {std::to_wstring(kMaxSize)});
+}
+
+void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer) {
+  expression.type = answer.type;
+  expression.length = answer.length;
+  expression.nullable = answer.nullable;
+}
+
+/// Constants that the operator would convert for every row, converted once. True when one was.
+bool RetypeConstants(TypedArguments& arguments, const std::vector<XeDataType>& wanted) {
+  if (wanted.size() != arguments.size()) return false;
+  bool changed = false;
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    TypedExpressionPtr& argument = arguments[i];
+    if (!argument->IsConstant() || argument->type == wanted[i]) continue;
+    if (std::optional<PlanConstant> constant = ConvertConstant(argument->constant, wanted[i])) {
+      argument = MakeTypedConstant(*constant, argument->position);
+      changed = true;
+    }
+  }
+  return changed;
+}
+
+/// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
+TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
+  bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
+  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
+  if (argument->type == XeBitData && shape.results[0].rule == AggregateResult::Rule::kComputed)
+    return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
+  return integer && wide && shape.wideInteger != XeUnknown
+             ? ConvertTyped(argument, shape.wideInteger)
+             : argument;
+}
+
+}  // namespace
+
+XeString UpperName(std::string_view name) {
+  XeString upper;
+  for (char c : name) upper += static_cast<wchar_t>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+  return upper;
+}
+
+TypedExpressionPtr ExpressionTyper::Type(const SqlExpression& expression,
+                                         const Clause& clause) const {
+  switch (expression.kind) {
+    case SqlExpression::Kind::kLiteral:
+      return TypeLiteral(expression);
+    case SqlExpression::Kind::kName:
+      return TypeName(expression, clause);
+    case SqlExpression::Kind::kOperator:
+      return TypeOperator(expression, clause);
+    case SqlExpression::Kind::kFunction:
+      return TypeFunction(expression, clause);
+    case SqlExpression::Kind::kStar:
+      break;
+  }
+  ThrowPlanError(kClauseNotUnderstood, expression.position,
+                 {L"* outside the select list and COUNT(*)"});
+}
+
+TypedExpressionPtr ExpressionTyper::TypeLiteral(const SqlExpression& expression) const {
+  auto typed = std::make_shared<TypedExpression>(*MakeTypedConstant(
+      ReadLiteral(expression.literal, expression.position), expression.position));
+  typed->untypedNull = expression.literal.kind == SqlLiteral::Kind::kNull;
+  return typed;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeColumn(int column, int position) const {
+  auto typed = std::make_shared<TypedExpression>();
+  typed->kind = Kind::kColumn;
+  typed->position = position;
+  typed->index = column;
+  typed->column = scope_.GetSchema()->columns[static_cast<std::size_t>(column)];
+  TakeAnswer(*typed, AskColumn(typed->column, false, position));
+  return typed;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeName(const SqlExpression& expression,
+                                             const Clause& clause) const {
+  int column = scope_.FindColumn(expression);
+  if (column >= 0) return TypeColumn(column, expression.position);
+  const XeString& name = expression.path.back();
+  if (clause.aliases && expression.path.size() == 1) {
+    std::vector<NamedThing> names;
+    for (std::size_t i = 0; i < clause.aliases->size(); ++i)
+      names.push_back({(*clause.aliases)[i].name, static_cast<int>(i)});
+    std::vector<int> found = FindByName(names, name);
+    for (int index : found) {
+      const auto& first = *(*clause.aliases)[static_cast<std::size_t>(found[0])].expression;
+      const auto& other = *(*clause.aliases)[static_cast<std::size_t>(index)].expression;
+      if (!IsSameExpression(first, other))
+        ThrowPlanError(kAmbiguousName, expression.position, {name, L"several result columns"});
+    }
+    if (!found.empty()) {
+      TypedExpressionPtr aliased = (*clause.aliases)[static_cast<std::size_t>(found[0])].expression;
+      if (!clause.aggregates && ContainsAggregate(*aliased))
+        ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
+      return aliased;
+    }
+  }
+  if (!scope_.GetSchema()) ThrowPlanError(kNoColumnsWithoutTable, expression.position, {name});
+  ThrowPlanError(59015, expression.position, {name});
+}
+
+TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression,
+                                                 const Clause& clause) const {
+  const FunctionRow* row =
+      FindOperator(expression.name, static_cast<int>(expression.arguments.size()));
+  if (!row)
+    ThrowPlanError(kNoSuchFunction, expression.position, {L"operator", Wide(expression.name)});
+  return TypeCall(*row, expression, clause);
+}
+
+const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expression) const {
+  const FunctionRow* other = nullptr;
+  int count = static_cast<int>(expression.arguments.size());
+  // COUNT() lacks its argument; only COUNT(*) has none.
+  if (count == 0 && !expression.star) count = -1;
+  if (const FunctionRow* row = FindFunction(expression.name, count, &other)) return *row;
+  if (other)
+    ThrowPlanError(
+        kArgumentCount, expression.position,
+        {UpperName(expression.name),
+         expression.star ? XeString(L"*") : std::to_wstring(expression.arguments.size())});
+  ThrowPlanError(kNoSuchFunction, expression.position, {L"function", Wide(expression.name)});
+}
+
+TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
+                                                 const Clause& clause) const {
+  const FunctionRow& row = LookUpFunction(expression);
+  if (row.kind != FunctionRow::Kind::kAggregate) {
+    if (expression.distinct)
+      ThrowPlanError(kNoDistinct, expression.position, {UpperName(expression.name)});
+    return TypeCall(row, expression, clause);
+  }
+  if (row.aggregate->results.size() > 1)
+    ThrowPlanError(kSeveralResults, expression.position, {UpperName(expression.name)});
+  return TypeAggregate(row, expression, clause, 0);
+}
+
+std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExpression& expression,
+                                                                    const Clause& clause) const {
+  std::vector<TypedExpressionPtr> results;
+  if (expression.kind != SqlExpression::Kind::kFunction) return results;
+  const FunctionRow& row = LookUpFunction(expression);
+  if (row.kind != FunctionRow::Kind::kAggregate) return results;
+  int count = static_cast<int>(row.aggregate->results.size());
+  for (int i = 0; count > 1 && i < count; ++i)
+    results.push_back(TypeAggregate(row, expression, clause, i));
+  return results;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
+                                             const SqlExpression& expression,
+                                             const Clause& clause) const {
+  auto call = std::make_shared<TypedExpression>();
+  call->kind = Kind::kCall;
+  call->position = expression.position;
+  call->function = &row;
+  for (const SqlExpressionPtr& argument : expression.arguments)
+    call->arguments.push_back(Type(*argument, clause));
+  row.prepare(call->arguments);
+  // Unary plus is its operand.
+  if (!row.make) return call->arguments[0];
+
+  NodeAnswer answer = AskOperator(*call);
+  if (RetypeConstants(call->arguments, answer.operandTypes)) answer = AskOperator(*call);
+  if (answer.value) return MakeTypedConstant(*answer.value, expression.position);
+  TakeAnswer(*call, answer);
+  CountNodes(*call);
+  return call;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
+                                                  const SqlExpression& expression,
+                                                  const Clause& clause, int index) const {
+  const AggregateShape& shape = *row.aggregate;
+  XeString name = UpperName(row.name);
+  if (!clause.aggregates)
+    ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
+  if (expression.distinct && shape.distinct == AggregateShape::Distinct::kRefused)
+    ThrowPlanError(kNoDistinct, expression.position, {name});
+
+  auto aggregate = std::make_shared<TypedExpression>();
+  aggregate->kind = Kind::kAggregate;
+  aggregate->position = expression.position;
+  aggregate->function = &row;
+  aggregate->index = index;
+  aggregate->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
+  if (!expression.arguments.empty()) {
+    Clause inner{clause.name, true, nullptr};
+    TypedExpressionPtr argument = Type(*expression.arguments[0], inner);
+    if (ContainsAggregate(*argument)) ThrowPlanError(kNestedAggregate, argument->position, {name});
+    if (argument->untypedNull) argument = ConvertTyped(argument, XeInt4Data);
+    aggregate->arguments.push_back(WidenArgument(argument, shape));
+    aggregate->input = ResultOfTree(*aggregate->arguments[0], {});
+    AskAggregate(*aggregate);
+  }
+  CountNodes(*aggregate);
+
+  aggregate->column =
+      TypeOfResult(shape.results[static_cast<std::size_t>(index)], aggregate->input);
+  TakeAnswer(*aggregate, AskColumn(aggregate->column, false, expression.position));
+  return aggregate;
+}
+
+}  // namespace sqxer

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <vector>
+
+#include "FunctionTable.h"
+#include "NameScope.h"
+#include "TypedExpression.h"
+
+namespace sqxer {
+
+/// A column of the result, as far as it is known.
+struct TypedOutput {
+  XeString name;
+  TypedExpressionPtr expression;
+};
+
+/// Resolves the names of expressions, finds their operators and functions, settles their types and
+/// computes what is constant.
+class ExpressionTyper {
+ public:
+  /// Where an expression stands, and so what it may hold.
+  struct Clause {
+    const wchar_t* name;
+    bool aggregates = false;
+    /// Where names that are no columns are looked up last; null for none.
+    const std::vector<TypedOutput>* aliases = nullptr;
+  };
+
+  explicit ExpressionTyper(const NameScope& scope) : scope_(scope) {}
+
+  TypedExpressionPtr Type(const SqlExpression& expression, const Clause& clause) const;
+  /// The results of an aggregate, one expression each; nothing for any other expression.
+  std::vector<TypedExpressionPtr> TypeSeveralResults(const SqlExpression& expression,
+                                                     const Clause& clause) const;
+  /// A column of the table by its position there.
+  TypedExpressionPtr TypeColumn(int column, int position) const;
+
+ private:
+  TypedExpressionPtr TypeLiteral(const SqlExpression& expression) const;
+  TypedExpressionPtr TypeName(const SqlExpression& expression, const Clause& clause) const;
+  TypedExpressionPtr TypeOperator(const SqlExpression& expression, const Clause& clause) const;
+  TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
+  TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
+                              const Clause& clause) const;
+  /// Result `index` of an aggregate.
+  TypedExpressionPtr TypeAggregate(const FunctionRow& row, const SqlExpression& expression,
+                                   const Clause& clause, int index) const;
+  const FunctionRow& LookUpFunction(const SqlExpression& expression) const;
+
+  const NameScope& scope_;
+};
+
+/// A function's name as error texts show it.
+XeString UpperName(std::string_view name);
+
+}  // namespace sqxer

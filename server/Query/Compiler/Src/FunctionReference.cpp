@@ -1,0 +1,97 @@
+#include "FunctionTable.h"
+
+namespace sqxer {
+namespace {
+
+using Kind = FunctionRow::Kind;
+
+constexpr const char* kIntroduction = R"(# SQL
+
+What `sqxer` understands of SQL, and the node class behind each operator and function. This page is
+printed by `sqxer --functions`.
+
+## Statements
+
+```
+[EXPLAIN] SELECT [DISTINCT] item, ...
+  [FROM table [AS name]]
+  [WHERE condition]
+  [GROUP BY key, ...]
+  [HAVING condition]
+  [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...]
+  [LIMIT count] [OFFSET count]
+```
+
+The grammar is PostgreSQL's. A part of it that is not listed here (joins, subqueries, windows, set
+operations, casts of columns) is refused by name.
+
+- A table is a name or a quoted path: `FROM "data/sales.csv"`. Without FROM a SELECT is evaluated
+  once, over no columns.
+- An item is an expression, `*` or `name.*`. Column names are found exactly as spelled, else without
+  regard to letter case; quote a name with blanks or capitals that matter: `"Cost Repair"`.
+- A key is an expression, an alias, or a position in the select list. ORDER BY looks for aliases
+  first, GROUP BY for columns first; HAVING may name aliases too.
+- NULL comes last, ascending and descending, unless NULLS FIRST is asked for.
+- A query with an aggregate and no GROUP BY has one group, even over no rows.
+- A column is called by its alias, else by the column or function that it is, else `?column?`. An
+  aggregate with several results appends to that name.
+
+## Literals and types
+
+| literal | type |
+|---|---|
+| `12`, `-12` | INTEGER within 32 bits, else NUMERIC |
+| `1.5` | NUMERIC |
+| `1e5` | DOUBLE |
+| `'text'` | text |
+| `TRUE`, `FALSE` | BOOLEAN |
+| `DATE '2012-01-31'`, `TIME '23:59:59.5'`, `TIMESTAMP '2012-01-31 23:59:59'` | as named |
+| `NUMERIC '1'`, `DOUBLE PRECISION 'NaN'`, `INTEGER '1'`, `UINT4 '1'`, `BOOLEAN 't'`, `TEXT 'a'` | as named |
+| `NULL` | that of its partner |
+
+- A literal takes the type that its partner needs: `price > 5` compares doubles when `price` is one,
+  `day >= '2012-01-31'` compares dates, `amount = '12.5'` numbers. A text that does not read as its
+  partner's type is an error.
+- Signed and unsigned integers meet as NUMERIC, so that -1 is below every unsigned number. A
+  constant takes the column's type instead where it can.
+- SUM over integers is NUMERIC, AVG and AVG_ALL over integers are DOUBLE, and COUNT is NUMERIC in
+  arithmetic: none of them overflows, is truncated or stops at zero. `--set IntegerAggregates=native`
+  keeps the integers of the argument instead.
+- `--set IntegerMathAsDouble=on` computes `+ - *` of integers in doubles,
+  `--set IntegerDivideAsDouble=on` does so for `/`.
+- Truth values compare as 0 and 1; a bit counts as an integer.
+- What is constant is computed once; a constant that raises an error raises it for the row that
+  meets it.
+)";
+
+void AppendSection(std::string& out, const char* title, bool aggregates) {
+  out += "\n## ";
+  out += title;
+  out += "\n\nThe results of the examples are rows as csv.\n";
+  for (const FunctionRow& row : FunctionTable()) {
+    if ((row.kind == Kind::kAggregate) != aggregates) continue;
+    out += "\n### `" + std::string(row.form) + "`\n\n";
+    out += row.description;
+    out += "\n\n";
+    auto line = [&](const char* label, const std::string& text) {
+      out += "- " + std::string(label) + ": " + text + "\n";
+    };
+    line("Node", row.node);
+    line("Arguments", row.arguments);
+    line("Result", row.result);
+    line("NULL", row.nulls);
+    line("Example",
+         "`" + std::string(row.example) + "` gives `" + std::string(row.exampleResult) + "`");
+  }
+}
+
+}  // namespace
+
+std::string FunctionReference() {
+  std::string reference = kIntroduction;
+  AppendSection(reference, "Operators", false);
+  AppendSection(reference, "Aggregates", true);
+  return reference;
+}
+
+}  // namespace sqxer

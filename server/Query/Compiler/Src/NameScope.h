@@ -1,0 +1,42 @@
+#pragma once
+
+#include <vector>
+
+#include "Catalog.h"
+#include "SqlAst.h"
+
+namespace sqxer {
+
+/// A name and where it stands, to find it again by name.
+struct NamedThing {
+  XeString name;
+  int index;
+};
+
+/// The things of a name: those spelled exactly so, else those that differ in letter case only.
+std::vector<int> FindByName(const std::vector<NamedThing>& things, const XeString& name);
+
+/// The columns that a statement can name.
+class NameScope {
+ public:
+  /// Without a table every name is unknown. The schema must outlive the scope.
+  NameScope() = default;
+  /// The table is known by its alias, else by its name as written or as the catalog calls it.
+  NameScope(const TableSchema& schema, const SqlSelect& select);
+
+  /// The position of a column in the table, or -1. Errors: 58016 for another table's name before
+  /// it, 58015 (name, candidates) when several columns differ from it in letter case only.
+  int FindColumn(const SqlExpression& name) const;
+  /// Checks the table's name in front of `*`.
+  void CheckTable(const SqlExpression& name) const;
+
+  /// Null without a table.
+  const TableSchema* GetSchema() const { return schema_; }
+
+ private:
+  const TableSchema* schema_ = nullptr;
+  std::vector<XeString> tableNames_;
+  std::vector<NamedThing> columns_;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,201 @@
+#include "OperandRules.h"
+
+#include <algorithm>
+
+#include "FunctionTable.h"
+#include "PlanError.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer {
+namespace {
+
+bool IsInteger(XeDataType type) { return type == XeInt4Data || type == XeUInt4Data; }
+
+bool IsNumber(XeDataType type) {
+  return IsInteger(type) || type == XeBitData || type == XeDoubleData || type == XeNumericData;
+}
+
+/// Literals whose type is still open: NULL, and texts where no text is asked for.
+bool IsOpen(const TypedExpression& argument) {
+  return argument.untypedNull || argument.IsTextConstant();
+}
+
+/// The type that open literals take: that of the first argument that has one, else `fallback`.
+XeDataType PartnerType(const TypedArguments& arguments, XeDataType fallback) {
+  for (const TypedExpressionPtr& argument : arguments)
+    if (!IsOpen(*argument)) return argument->type;
+  for (const TypedExpressionPtr& argument : arguments)
+    if (!argument->untypedNull) return argument->type;
+  return fallback;
+}
+
+TypedExpressionPtr TypeNull(const TypedExpressionPtr& argument, XeDataType type) {
+  return argument->untypedNull ? ConvertTyped(argument, type) : argument;
+}
+
+/// A text constant as what `type` needs; unchanged where texts are left to the operator.
+TypedExpressionPtr TypeText(const TypedExpressionPtr& argument, XeDataType type) {
+  if (!argument->IsTextConstant()) return argument;
+  const XeString& text = std::get<XeString>(argument->constant.value);
+  int position = argument->position;
+  if (IsNumber(type)) return MakeTypedConstant(ReadNumberText(text, type, position), position);
+  switch (type) {
+    case XeDateData:
+      return MakeTypedConstant(ReadDateText(text, position), position);
+    case XeTimeData:
+    case XeDateTimeData:
+    case XeBoolean:
+      return MakeTypedConstant(ReadText(text, type, position), position);
+    case XeCharData:
+      return ConvertTyped(argument, XeCharData);
+    default:
+      return argument;
+  }
+}
+
+void CountBitsAsIntegers(TypedArguments& arguments) {
+  for (TypedExpressionPtr& argument : arguments)
+    if (argument->type == XeBitData) argument = ConvertTyped(argument, XeInt4Data);
+}
+
+bool IsWideCount(const TypedExpression& argument) {
+  if (argument.kind != TypedExpression::Kind::kAggregate) return false;
+  const auto& results = argument.function->aggregate->results;
+  return results[static_cast<std::size_t>(argument.index)].rule == AggregateResult::Rule::kCount &&
+         SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
+}
+
+void CountsAsDecimals(TypedArguments& arguments) {
+  for (TypedExpressionPtr& argument : arguments)
+    if (IsWideCount(*argument)) argument = ConvertTyped(argument, XeNumericData);
+}
+
+void ConvertConstantsWhereHeld(TypedArguments& arguments, XeDataType from, XeDataType to) {
+  for (TypedExpressionPtr& argument : arguments) {
+    if (argument->type != from || !argument->IsConstant()) continue;
+    if (std::optional<PlanConstant> converted = ConvertConstant(argument->constant, to))
+      argument = MakeTypedConstant(*converted, argument->position);
+  }
+}
+
+void AvoidMixedSigns(TypedArguments& arguments) {
+  bool onlyIntegers = std::all_of(arguments.begin(), arguments.end(),
+                                  [](const auto& argument) { return IsInteger(argument->type); });
+  if (!onlyIntegers) return;
+  auto any = [&](XeDataType type, bool constantsToo) {
+    return std::any_of(arguments.begin(), arguments.end(), [&](const auto& argument) {
+      return argument->type == type && (constantsToo || !argument->IsConstant());
+    });
+  };
+  if (!any(XeInt4Data, true) || !any(XeUInt4Data, true)) return;
+  if (!any(XeInt4Data, false)) ConvertConstantsWhereHeld(arguments, XeInt4Data, XeUInt4Data);
+  if (!any(XeUInt4Data, false)) ConvertConstantsWhereHeld(arguments, XeUInt4Data, XeInt4Data);
+  if (!any(XeInt4Data, true) || !any(XeUInt4Data, true)) return;
+  for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeNumericData);
+}
+
+/// Literals beyond signed integers, which are decimals by themselves, as unsigned ones where they
+/// are compared with nothing else. (In arithmetic the literal's own type decides the result's.)
+void WholeConstantsAsUnsigned(TypedArguments& arguments) {
+  bool unsignedColumns = std::all_of(arguments.begin(), arguments.end(), [](const auto& argument) {
+    return argument->IsConstant() || argument->type == XeUInt4Data;
+  });
+  if (unsignedColumns) ConvertConstantsWhereHeld(arguments, XeNumericData, XeUInt4Data);
+}
+
+/// Brings the operands of arithmetic to numbers where they can be.
+void SettleNumbers(TypedArguments& arguments) {
+  XeDataType partner = PartnerType(arguments, XeInt4Data);
+  for (TypedExpressionPtr& argument : arguments) {
+    argument = TypeNull(argument, partner);
+    if (IsNumber(partner)) argument = TypeText(argument, partner);
+  }
+  CountBitsAsIntegers(arguments);
+  CountsAsDecimals(arguments);
+  AvoidMixedSigns(arguments);
+}
+
+void IntegersAsDoubles(TypedArguments& arguments) {
+  bool onlyIntegers = std::all_of(arguments.begin(), arguments.end(),
+                                  [](const auto& argument) { return IsInteger(argument->type); });
+  if (!onlyIntegers) return;
+  for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeDoubleData);
+}
+
+}  // namespace
+
+void PrepareArithmetic(TypedArguments& arguments) {
+  SettleNumbers(arguments);
+  if (SUSystemConfig::GetSystemConfig().integerMathAsDouble_) IntegersAsDoubles(arguments);
+}
+
+void PrepareDivision(TypedArguments& arguments) { SettleNumbers(arguments); }
+
+void PrepareNegation(TypedArguments& arguments) {
+  TypedExpressionPtr& operand = arguments[0];
+  operand = TypeText(TypeNull(operand, XeInt4Data), XeNumericData);
+  CountBitsAsIntegers(arguments);
+  // The negation of an unsigned number is no unsigned number.
+  if (operand->type == XeUInt4Data) operand = ConvertTyped(operand, XeNumericData);
+}
+
+void PreparePlus(TypedArguments& arguments) {
+  TypedExpressionPtr& operand = arguments[0];
+  operand = TypeText(TypeNull(operand, XeInt4Data), XeNumericData);
+  if (!IsNumber(operand->type))
+    ThrowPlanError(59001, operand->position,
+                   {L"UnaryPlus", SUXeDataTypeUtility::GetXeDataTypeName(operand->type)});
+}
+
+void PrepareConcatenation(TypedArguments& arguments) {
+  for (TypedExpressionPtr& argument : arguments) {
+    argument = TypeNull(argument, XeLongVarCharData);
+    if (argument->IsConstant() && !argument->IsTextConstant())
+      argument = MakeTypedConstant(ConstantAsText(argument->constant), argument->position);
+  }
+}
+
+void PrepareComparison(TypedArguments& arguments) {
+  XeDataType partner = PartnerType(arguments, XeLongVarCharData);
+  for (TypedExpressionPtr& argument : arguments)
+    argument = TypeText(TypeNull(argument, partner), partner);
+  CountBitsAsIntegers(arguments);
+  bool truth = std::any_of(arguments.begin(), arguments.end(),
+                           [](const auto& argument) { return argument->type == XeBoolean; });
+  bool comparable = std::all_of(arguments.begin(), arguments.end(), [](const auto& argument) {
+    return argument->type == XeBoolean ||
+           // A bit that was brought to an integer just now.
+           (argument->kind == TypedExpression::Kind::kConvert &&
+            argument->arguments[0]->type == XeBitData);
+  });
+  if (truth && comparable)
+    for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeInt4Data);
+  WholeConstantsAsUnsigned(arguments);
+  AvoidMixedSigns(arguments);
+  // The comparison itself reads an unsigned right operand of a double as a signed number.
+  if (arguments.size() == 2 && arguments[0]->type == XeDoubleData &&
+      arguments[1]->type == XeUInt4Data)
+    arguments[1] = ConvertTyped(arguments[1], XeDoubleData);
+}
+
+void PrepareConnective(TypedArguments& arguments) {
+  for (TypedExpressionPtr& argument : arguments)
+    argument = TypeText(TypeNull(argument, XeBoolean), XeBoolean);
+}
+
+void PrepareNot(TypedArguments& arguments) { arguments[0] = AsCondition(arguments[0], L"NOT"); }
+
+void PrepareNullTest(TypedArguments& arguments) {
+  arguments[0] = TypeNull(arguments[0], XeBoolean);
+  CountBitsAsIntegers(arguments);
+}
+
+TypedExpressionPtr AsCondition(const TypedExpressionPtr& argument, const XeString& of) {
+  TypedExpressionPtr condition = TypeText(TypeNull(argument, XeBoolean), XeBoolean);
+  if (condition->type != XeBoolean && condition->type != XeBitData)
+    ThrowPlanError(kNotACondition, condition->position,
+                   {of, SUXeDataTypeUtility::GetXeDataTypeName(condition->type)});
+  return condition;
+}
+
+}  // namespace sqxer

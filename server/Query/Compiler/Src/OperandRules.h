@@ -1,0 +1,37 @@
+#pragma once
+
+#include "TypedExpression.h"
+
+namespace sqxer {
+
+/// What is done to the arguments of an operator before it is asked about them: what a person who
+/// types SQL expects beyond the operator's own rules. Each rule changes the arguments in place.
+///
+/// A NULL or text literal takes the type that its partner needs. A bit counts as an integer. Signed
+/// and unsigned integers meet as decimals, because the operators alone would take a negative number
+/// for a large unsigned one; a constant that both types hold takes the column's type instead. A
+/// count is decimal in arithmetic, so that it can fall below zero.
+///
+/// Errors, at the literal's position: those of reading its text as the partner's type.
+using OperandRule = void (*)(TypedArguments& arguments);
+
+/// + - *
+void PrepareArithmetic(TypedArguments& arguments);
+void PrepareDivision(TypedArguments& arguments);
+/// Unary minus.
+void PrepareNegation(TypedArguments& arguments);
+/// Unary plus, which has no node to ask: its operand must be a number (59001).
+void PreparePlus(TypedArguments& arguments);
+void PrepareConcatenation(TypedArguments& arguments);
+/// The six comparisons and BETWEEN. Booleans compare as 0 and 1.
+void PrepareComparison(TypedArguments& arguments);
+void PrepareConnective(TypedArguments& arguments);
+/// NOT takes only truth values (58018).
+void PrepareNot(TypedArguments& arguments);
+void PrepareNullTest(TypedArguments& arguments);
+
+/// The argument as the condition of a clause or operator (`of`): a truth value, else error 58018
+/// (the clause, the type).
+TypedExpressionPtr AsCondition(const TypedExpressionPtr& argument, const XeString& of);
+
+}  // namespace sqxer

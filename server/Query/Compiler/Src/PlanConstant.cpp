@@ -1,0 +1,332 @@
+#include "PlanConstant.h"
+
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "PlanError.h"
+#include "SQXERExprConstant.h"
+#include "Utility/SUDataConvert.h"
+
+namespace sqxer {
+namespace {
+
+using Kind = SqlLiteral::Kind;
+
+XeString Trim(const XeString& text) {
+  std::size_t start = text.find_first_not_of(L" \t\r\n");
+  if (start == XeString::npos) return {};
+  return text.substr(start, text.find_last_not_of(L" \t\r\n") - start + 1);
+}
+
+/// How a text reads as a number literal; nothing when it does not.
+std::optional<Kind> NumberKind(const XeString& text) {
+  std::size_t at = !text.empty() && (text[0] == L'-' || text[0] == L'+') ? 1 : 0;
+  auto digits = [&] {
+    std::size_t start = at;
+    while (at < text.size() && text[at] >= L'0' && text[at] <= L'9') ++at;
+    return at - start;
+  };
+  std::size_t count = digits();
+  Kind kind = Kind::kInteger;
+  if (at < text.size() && text[at] == L'.') {
+    ++at;
+    kind = Kind::kDecimal;
+    count += digits();
+  }
+  if (count == 0) return {};
+  if (at < text.size() && (text[at] == L'e' || text[at] == L'E')) {
+    ++at;
+    kind = Kind::kExponent;
+    if (at < text.size() && (text[at] == L'-' || text[at] == L'+')) ++at;
+    if (digits() == 0) return {};
+  }
+  if (at != text.size()) return {};
+  return kind;
+}
+
+[[noreturn]] void ThrowUnreadable(const XeString& text, XeDataType type, int position) {
+  ThrowPlanError(kTextDoesNotReadAs, position,
+                 {text, SUXeDataTypeUtility::GetXeDataTypeName(type)});
+}
+
+[[noreturn]] void ThrowOutOfRange(const XeString& text, XeDataType type, int position) {
+  ThrowPlanError(kNumberOutOfRange, position, {text, SUXeDataTypeUtility::GetXeDataTypeName(type)});
+}
+
+/// A double from a text of ASCII characters; nothing when the whole text is none.
+std::optional<float64> ReadDouble(const XeString& text, bool& outOfRange) {
+  std::string ascii;
+  for (wchar_t c : text) ascii += c < 128 ? static_cast<char>(c) : '?';
+  const char* start = ascii.c_str() + (ascii.starts_with('+') ? 1 : 0);
+  const char* end = ascii.c_str() + ascii.size();
+  float64 value = 0;
+  auto [stop, error] = std::from_chars(start, end, value);
+  outOfRange = error == std::errc::result_out_of_range;
+  if (error != std::errc() || stop != end) return {};
+  return value;
+}
+
+PlanConstant ReadNumber(const XeString& digits, Kind kind, int position) {
+  if (kind == Kind::kExponent) {
+    bool outOfRange = false;
+    std::optional<float64> value = ReadDouble(digits, outOfRange);
+    if (!value) ThrowOutOfRange(digits, XeDoubleData, position);
+    return {XeDoubleData, *value};
+  }
+  bool success = false;
+  VelmarNumber number =
+      VelmarNumber::stringAsNumber(digits.data(), static_cast<uint32>(digits.size()), &success);
+  if (!success) ThrowOutOfRange(digits, XeNumericData, position);
+  if (kind == Kind::kInteger && VelmarNumber::compare(VelmarNumber(number.asInt4()), number) == 0)
+    return {XeInt4Data, number.asInt4()};
+  return {XeNumericData, number};
+}
+
+template <class T>
+PlanConstant ReadDateOrTime(const XeString& text, XeDataType type, int position) {
+  T value;
+  const DateTimeMetaData& format = type == XeDateTimeData
+                                       ? SUDataConvert::GetDefaultDateTimeMetaData()
+                                       : SUDataConvert::GetDefaultDateMetaData();
+  if (!format.TryConvert(text, value))
+    ThrowPlanError(59172, position, {text, SUXeDataTypeUtility::GetXeDataTypeName(type)});
+  return {type, value};
+}
+
+PlanConstant ReadBoolean(const XeString& text, int position) {
+  XeString word = Trim(text);
+  for (const wchar_t* yes : {L"true", L"t", L"yes", L"y", L"on", L"1"})
+    if (BaseStringUtil::IsCaseInsensitiveMatch(word, yes)) return {XeBoolean, true};
+  for (const wchar_t* no : {L"false", L"f", L"no", L"n", L"off", L"0"})
+    if (BaseStringUtil::IsCaseInsensitiveMatch(word, no)) return {XeBoolean, false};
+  ThrowUnreadable(text, XeBoolean, position);
+}
+
+/// An integer constant as a number of any integer type; nothing for other values.
+std::optional<int64> IntegerValue(const PlanConstant& constant) {
+  if (auto* value = std::get_if<bool>(&constant.value)) return *value;
+  if (auto* value = std::get_if<int32>(&constant.value)) return *value;
+  if (auto* value = std::get_if<uint32>(&constant.value)) return *value;
+  return {};
+}
+
+template <class T>
+PlanConstant EvaluatedAs(RExpression& bound, void* out) {
+  return {bound.GetResultDataType(), *static_cast<const T*>(out)};
+}
+
+}  // namespace
+
+uint32 PlanConstant::GetLength() const {
+  if (auto* text = std::get_if<XeString>(&value)) return static_cast<uint32>(text->size());
+  return XeFieldDescriptor::GetObjectLength(type, 1);
+}
+
+bool PlanConstant::IsSame(const PlanConstant& other) const {
+  if (type != other.type || value.index() != other.value.index()) return false;
+  if (auto* number = std::get_if<float64>(&value))
+    return std::bit_cast<uint64>(*number) == std::bit_cast<uint64>(std::get<float64>(other.value));
+  return value == other.value;
+}
+
+PlanConstant ReadLiteral(const SqlLiteral& literal, int position) {
+  switch (literal.kind) {
+    case Kind::kNull:
+      return {XeBoolean, {}};
+    case Kind::kBoolean:
+      return {XeBoolean, literal.boolean};
+    case Kind::kText:
+      return {XeLongVarCharData, literal.text};
+    case Kind::kTypedText:
+      return ReadText(literal.text, literal.type, position);
+    default:
+      return ReadNumber(literal.text, literal.kind, position);
+  }
+}
+
+PlanConstant ReadText(const XeString& text, XeDataType type, int position) {
+  switch (type) {
+    case XeBoolean:
+      return ReadBoolean(text, position);
+    case XeDateData:
+      return ReadDateOrTime<XeDate>(text, type, position);
+    case XeTimeData:
+      return ReadDateOrTime<XeTime>(text, type, position);
+    case XeDateTimeData:
+      return ReadDateOrTime<XeDateTime>(text, type, position);
+    case XeInt4Data:
+    case XeUInt4Data:
+    case XeDoubleData:
+    case XeNumericData: {
+      std::optional<PlanConstant> number =
+          ConvertConstant(ReadNumberText(text, type, position), type);
+      if (!number) ThrowUnreadable(text, type, position);
+      return *number;
+    }
+    default:
+      return {type, text};
+  }
+}
+
+PlanConstant ReadNumberText(const XeString& text, XeDataType partner, int position) {
+  XeString trimmed = Trim(text);
+  if (std::optional<Kind> kind = NumberKind(trimmed)) {
+    if (trimmed[0] == L'+') trimmed.erase(0, 1);
+    return ReadNumber(trimmed, *kind, position);
+  }
+  if (partner == XeDoubleData) {
+    // NaN and Infinity have no literal of their own.
+    bool outOfRange = false;
+    if (std::optional<float64> value = ReadDouble(trimmed, outOfRange)) return {partner, *value};
+  }
+  ThrowUnreadable(text, partner, position);
+}
+
+PlanConstant ReadDateText(const XeString& text, int position) {
+  PlanConstant date = ReadText(text, XeDateData, position);
+  XeDateTime whole;
+  if (!SUDataConvert::GetDefaultDateTimeMetaData().TryConvert(text, whole)) return date;
+  return whole.GetTime() == XeTime(0, 0, 0) ? date : PlanConstant{XeDateTimeData, whole};
+}
+
+std::optional<PlanConstant> ConvertConstant(const PlanConstant& constant, XeDataType target) {
+  if (constant.type == target) return constant;
+  if (constant.IsNull()) return PlanConstant{target, {}};
+  if (constant.IsText()) {
+    bool text = target == XeCharData || target == XeLongVarCharData;
+    return text ? std::optional(PlanConstant{target, constant.value}) : std::nullopt;
+  }
+  if (auto* date = std::get_if<XeDate>(&constant.value); date && target == XeDateTimeData)
+    return PlanConstant{target, XeDateTime(*date)};
+  if (auto* time = std::get_if<XeTime>(&constant.value); time && target == XeDateTimeData)
+    return PlanConstant{target, XeDateTime(*time)};
+  if (auto* number = std::get_if<VelmarNumber>(&constant.value)) {
+    if (target == XeDoubleData) return PlanConstant{target, number->asDouble()};
+    if (target == XeUInt4Data && !number->isNegative() && number->decimalPlaces() == 0 &&
+        *number <= VelmarNumber(std::numeric_limits<uint32>::max()))
+      return PlanConstant{target, static_cast<uint32>(std::stoul(number->asString()))};
+    return {};
+  }
+  std::optional<int64> integer = IntegerValue(constant);
+  if (!integer) return {};
+  switch (target) {
+    case XeInt4Data:
+      if (*integer > std::numeric_limits<int32>::max()) return {};
+      return PlanConstant{target, static_cast<int32>(*integer)};
+    case XeUInt4Data:
+      if (*integer < 0) return {};
+      return PlanConstant{target, static_cast<uint32>(*integer)};
+    case XeDoubleData:
+      return PlanConstant{target, static_cast<float64>(*integer)};
+    case XeNumericData:
+      return PlanConstant{target, VelmarNumber(*integer)};
+    default:
+      return {};
+  }
+}
+
+PlanConstant ConstantAsText(const PlanConstant& constant) {
+  XeString text;
+  if (constant.IsNull() || constant.IsText()) {
+    return {XeLongVarCharData, constant.value};
+  } else if (auto* boolean = std::get_if<bool>(&constant.value)) {
+    text = *boolean ? L"true" : L"false";
+  } else if (auto* number = std::get_if<float64>(&constant.value)) {
+    char digits[64];
+    auto end = std::to_chars(digits, digits + sizeof digits, *number).ptr;
+    text = Wide({digits, static_cast<std::size_t>(end - digits)});
+  } else if (auto* decimal = std::get_if<VelmarNumber>(&constant.value)) {
+    text = decimal->asString();
+  } else if (auto* date = std::get_if<XeDate>(&constant.value)) {
+    text = DateText(*date);
+  } else if (auto* time = std::get_if<XeTime>(&constant.value)) {
+    text = TimeText(*time);
+  } else if (auto* dateTime = std::get_if<XeDateTime>(&constant.value)) {
+    text = DateTimeText(*dateTime);
+  } else {
+    text = std::to_wstring(*IntegerValue(constant));
+  }
+  return {XeLongVarCharData, text};
+}
+
+std::unique_ptr<RExpression> MakeConstantNode(const PlanConstant& constant) {
+  struct Maker {
+    XeDataType type;
+    std::unique_ptr<RExpression> operator()(std::monostate) const {
+      auto null = std::make_unique<ConstantNull>();
+      null->SetResultDataType(type);
+      return null;
+    }
+    std::unique_ptr<RExpression> operator()(bool value) const {
+      return std::make_unique<ConstantBoolean>(uint8{value});
+    }
+    std::unique_ptr<RExpression> operator()(int32 value) const {
+      return std::make_unique<ConstantInt32>(value);
+    }
+    std::unique_ptr<RExpression> operator()(uint32 value) const {
+      return std::make_unique<ConstantUInt32>(value);
+    }
+    std::unique_ptr<RExpression> operator()(float64 value) const {
+      return std::make_unique<ConstantFloat64>(value);
+    }
+    std::unique_ptr<RExpression> operator()(const VelmarNumber& value) const {
+      return std::make_unique<ConstantNumber>(value);
+    }
+    std::unique_ptr<RExpression> operator()(const XeString& value) const {
+      if (type == XeCharData) return std::make_unique<ConstantXeChar>(value);
+      return std::make_unique<ConstantLongVarXeChar>(value);
+    }
+    std::unique_ptr<RExpression> operator()(const XeDate& value) const {
+      return std::make_unique<ConstantDate>(value);
+    }
+    std::unique_ptr<RExpression> operator()(const XeTime& value) const {
+      return std::make_unique<ConstantTime>(value);
+    }
+    std::unique_ptr<RExpression> operator()(const XeDateTime& value) const {
+      return std::make_unique<ConstantDateTime>(value);
+    }
+  };
+  return std::visit(Maker{constant.type}, constant.value);
+}
+
+std::optional<PlanConstant> EvaluateConstant(RExpression& bound) {
+  alignas(16) uint8 out[64] = {};
+  static_assert(sizeof out >= sizeof(VelmarNumber) && sizeof out >= sizeof(RefLongVarChar));
+  RExprReturn status = kError;
+  try {
+    status = bound.Eval(out);
+  } catch (const ErrorMessage&) {
+    return {};
+  }
+  XeDataType type = bound.GetResultDataType();
+  if (status == kUnknown) return PlanConstant{type, {}};
+  if (status != kTrue) return {};
+  switch (type) {
+    case XeBoolean:
+      return PlanConstant{type, out[0] != 0};
+    case XeInt4Data:
+      return EvaluatedAs<int32>(bound, out);
+    case XeUInt4Data:
+      return EvaluatedAs<uint32>(bound, out);
+    case XeDoubleData:
+      return EvaluatedAs<float64>(bound, out);
+    case XeNumericData:
+      return EvaluatedAs<VelmarNumber>(bound, out);
+    case XeDateData:
+      return EvaluatedAs<XeDate>(bound, out);
+    case XeTimeData:
+      return EvaluatedAs<XeTime>(bound, out);
+    case XeDateTimeData:
+      return EvaluatedAs<XeDateTime>(bound, out);
+    case XeLongVarCharData: {
+      auto* text = reinterpret_cast<const RefLongVarChar*>(out);
+      return PlanConstant{type, XeString(text->buffer_, text->length_)};
+    }
+    default:
+      return {};
+  }
+}
+
+}  // namespace sqxer

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
+#include "Utility/SUXeDataTypeUtility.h"
+
+namespace sqxer {
+
+/// The errors that planning itself raises; the sentences are in the message catalogue.
+enum PlanErrorCode {
+  kSyntaxError = 58001,
+  kStatementNotUnderstood = 58002,
+  kClauseNotUnderstood = 58003,
+  kNoSuchFunction = 58004,
+  kTooComplex = 58005,
+  kAggregateNotAllowed = 58006,
+  kNestedAggregate = 58007,
+  kColumnNotGrouped = 58008,
+  kPositionNotInSelectList = 58009,
+  kTextDoesNotReadAs = 58010,
+  kNumberOutOfRange = 58011,
+  kNoDistinct = 58012,
+  kArgumentCount = 58013,
+  kSeveralResults = 58014,
+  kAmbiguousName = 58015,
+  kNoSuchTable = 58016,
+  kLimitNotConstant = 58017,
+  kNotACondition = 58018,
+  kOrderNotSelected = 58019,
+  kConstantKey = 58020,
+  kStarWithoutTable = 58021,
+  kNoColumnsWithoutTable = 58022,
+};
+
+/// Raises an error at a byte offset of the statement.
+[[noreturn]] inline void ThrowPlanError(int code, int position, std::vector<XeString> arguments) {
+  ErrorMessage message(code, std::move(arguments));
+  message.SetSourcePosition(position);
+  SUGThrow(std::move(message));
+}
+
+inline XeString Wide(std::string_view utf8) { return BaseStringUtil::Utf8ToString(utf8); }
+
+}  // namespace sqxer

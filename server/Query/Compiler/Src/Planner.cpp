@@ -1,0 +1,248 @@
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+#include "Compiler.h"
+#include "ExpressionTyper.h"
+#include "GroupPlan.h"
+#include "NodeProber.h"
+#include "PlanError.h"
+#include "SqlParser.h"
+
+namespace sqxer {
+namespace {
+
+using Clause = ExpressionTyper::Clause;
+
+constexpr std::size_t kMaxColumns = std::numeric_limits<uint16>::max();
+
+NameScope OpenTable(const SqlSelect& select, Catalog& catalog) {
+  if (select.table.empty()) return {};
+  try {
+    const TableSchema* schema = catalog.FindTable(select.table);
+    if (!schema) ThrowPlanError(kNoSuchTable, select.tablePosition, {select.table});
+    return NameScope(*schema, select);
+  } catch (ErrorMessage& error) {
+    error.SetSourcePosition(select.tablePosition);
+    throw;
+  }
+}
+
+/// An integer literal as a position in the select list.
+std::optional<int> AsPosition(const SqlExpression& expression, const wchar_t* clause) {
+  if (expression.kind != SqlExpression::Kind::kLiteral) return {};
+  PlanConstant constant = ReadLiteral(expression.literal, expression.position);
+  if (auto* position = std::get_if<int32>(&constant.value)) return *position;
+  ThrowPlanError(kConstantKey, expression.position, {clause});
+}
+
+/// Plans one SELECT, clause by clause.
+class Planner {
+ public:
+  Planner(const std::string& sql, const SqlSelect& select, Catalog& catalog)
+      : sql_(sql), select_(select), scope_(OpenTable(select, catalog)), typer_(scope_) {}
+
+  QueryPlan Plan() {
+    for (const SqlSelectItem& item : select_.items) AddItem(item);
+    plan_.visibleOutputs = static_cast<int>(outputs_.size());
+    TypedExpressionPtr where = TypeCondition(select_.where, {L"WHERE"});
+    TypedArguments keys = TypeGroupKeys();
+    TypedExpressionPtr having = TypeCondition(select_.having, {L"HAVING", true, &outputs_});
+    AddSortKeys();
+
+    plan_.explain = select_.explain;
+    plan_.table = select_.table;
+    plan_.distinct = select_.distinct;
+    plan_.grouped = !select_.groupBy.empty() || having ||
+                    std::any_of(outputs_.begin(), outputs_.end(), [](const TypedOutput& output) {
+                      return ContainsAggregate(*output.expression);
+                    });
+    if (plan_.grouped) PlanGroups(std::move(keys), having);
+    if (outputs_.size() > kMaxColumns)
+      ThrowPlanError(kTooComplex, 0, {std::to_wstring(kMaxColumns)});
+
+    if (where) plan_.filter = Build(where);
+    for (const TypedOutput& output : outputs_)
+      plan_.outputs.push_back(BuildResult(output.expression, output.name));
+    plan_.limit = ReadRowCount(select_.limit, L"LIMIT");
+    plan_.offset = ReadRowCount(select_.offset, L"OFFSET").value_or(0);
+    return std::move(plan_);
+  }
+
+ private:
+  void AddItem(const SqlSelectItem& item) {
+    const SqlExpression& expression = *item.expression;
+    const Clause clause{L"the select list", true};
+    if (expression.kind == SqlExpression::Kind::kStar) return AddAllColumns(expression);
+    XeString name = item.alias.empty() ? NameOf(expression) : item.alias;
+    std::vector<TypedExpressionPtr> several = typer_.TypeSeveralResults(expression, clause);
+    for (const TypedExpressionPtr& result : several) {
+      const auto& results = result->function->aggregate->results;
+      outputs_.push_back({name + results[static_cast<std::size_t>(result->index)].suffix, result});
+    }
+    if (!several.empty()) return;
+    TypedExpressionPtr typed = typer_.Type(expression, clause);
+    if (typed->untypedNull) typed = ConvertTyped(typed, XeLongVarCharData);
+    outputs_.push_back({std::move(name), std::move(typed)});
+  }
+
+  void AddAllColumns(const SqlExpression& star) {
+    const TableSchema* schema = scope_.GetSchema();
+    if (!schema) ThrowPlanError(kStarWithoutTable, star.position, {});
+    if (!star.path.empty()) scope_.CheckTable(star);
+    for (std::size_t i = 0; i < schema->columns.size(); ++i)
+      outputs_.push_back(
+          {schema->columns[i].name, typer_.TypeColumn(static_cast<int>(i), star.position)});
+  }
+
+  /// What a column is called without AS.
+  XeString NameOf(const SqlExpression& expression) const {
+    if (expression.kind == SqlExpression::Kind::kFunction) return Wide(expression.name);
+    if (expression.kind != SqlExpression::Kind::kName) return L"?column?";
+    int column = scope_.FindColumn(expression);
+    return column < 0 ? expression.path.back()
+                      : scope_.GetSchema()->columns[static_cast<std::size_t>(column)].name;
+  }
+
+  TypedExpressionPtr TypeCondition(const SqlExpressionPtr& condition, const Clause& clause) const {
+    if (!condition) return nullptr;
+    return AsCondition(typer_.Type(*condition, clause), clause.name);
+  }
+
+  /// The select item that a position names.
+  const TypedOutput& OutputAt(int position, const SqlExpression& written,
+                              const wchar_t* clause) const {
+    if (position < 1 || position > plan_.visibleOutputs)
+      ThrowPlanError(kPositionNotInSelectList, written.position,
+                     {clause, std::to_wstring(position)});
+    return outputs_[static_cast<std::size_t>(position - 1)];
+  }
+
+  TypedArguments TypeGroupKeys() const {
+    TypedArguments keys;
+    for (const SqlExpressionPtr& written : select_.groupBy) {
+      TypedExpressionPtr key;
+      if (std::optional<int> position = AsPosition(*written, L"GROUP BY")) {
+        key = OutputAt(*position, *written, L"GROUP BY").expression;
+        if (ContainsAggregate(*key))
+          ThrowPlanError(kAggregateNotAllowed, written->position,
+                         {L"GROUP BY", std::to_wstring(*position)});
+      } else {
+        key = typer_.Type(*written, {L"GROUP BY", false, &outputs_});
+      }
+      bool known = std::any_of(keys.begin(), keys.end(),
+                               [&](const auto& other) { return IsSameExpression(*other, *key); });
+      if (!known) keys.push_back(std::move(key));
+    }
+    return keys;
+  }
+
+  void AddSortKeys() {
+    const std::vector<TypedOutput> visible = outputs_;
+    for (const SqlSortItem& item : select_.orderBy) {
+      PlanSortKey key;
+      key.order = item.order;
+      key.nulls = item.nulls;
+      if (std::optional<int> position = AsPosition(*item.expression, L"ORDER BY")) {
+        OutputAt(*position, *item.expression, L"ORDER BY");
+        key.column = *position - 1;
+      } else {
+        key.column = FindSortOutput(*item.expression, visible);
+      }
+      plan_.order.push_back(key);
+    }
+  }
+
+  /// The result column to sort by; a new one, not visible, when none holds the expression.
+  int FindSortOutput(const SqlExpression& written, const std::vector<TypedOutput>& visible) {
+    TypedExpressionPtr key;
+    if (written.kind == SqlExpression::Kind::kName && written.path.size() == 1) {
+      // A name means a result column before it means one of the table.
+      std::vector<NamedThing> names;
+      for (std::size_t i = 0; i < visible.size(); ++i)
+        names.push_back({visible[i].name, static_cast<int>(i)});
+      std::vector<int> found = FindByName(names, written.path[0]);
+      if (!found.empty()) {
+        key = visible[static_cast<std::size_t>(found[0])].expression;
+        for (int index : found)
+          if (!IsSameExpression(*key, *visible[static_cast<std::size_t>(index)].expression))
+            ThrowPlanError(kAmbiguousName, written.position,
+                           {written.path[0], L"several result columns"});
+      }
+    }
+    if (!key) key = typer_.Type(written, {L"ORDER BY", true, &visible});
+    for (std::size_t i = 0; i < outputs_.size(); ++i)
+      if (IsSameExpression(*outputs_[i].expression, *key)) return static_cast<int>(i);
+    if (select_.distinct) ThrowPlanError(kOrderNotSelected, written.position, {});
+    outputs_.push_back({L"", key});
+    return static_cast<int>(outputs_.size()) - 1;
+  }
+
+  void PlanGroups(TypedArguments keys, const TypedExpressionPtr& having) {
+    GroupPlan groups(sql_, std::move(keys));
+    for (TypedOutput& output : outputs_) output.expression = groups.OverGroups(output.expression);
+    TypedExpressionPtr condition = having ? groups.OverGroups(having) : nullptr;
+    for (std::size_t i = 0; i < groups.GetKeys().size(); ++i)
+      plan_.groupKeys.push_back(BuildResult(groups.GetKeys()[i], groups.NameOfKey(i)));
+    for (const TypedExpressionPtr& input : groups.GetInputs())
+      plan_.aggregateInputs.push_back(BuildResult(input, XeRecordMetaData::exprFieldName_));
+    plan_.aggregates = groups.MakeAggregates();
+    if (condition) plan_.having = Build(condition);
+  }
+
+  /// Columns enter the scan record when the first tree that reads them is built.
+  void NoteColumns(const TypedExpression& expression) {
+    if (expression.kind == TypedExpression::Kind::kColumn) {
+      std::size_t column = static_cast<std::size_t>(expression.index);
+      if (columnPositions_.size() <= column) columnPositions_.resize(column + 1, -1);
+      if (columnPositions_[column] < 0) {
+        columnPositions_[column] = static_cast<int>(plan_.scanColumns.size());
+        plan_.scanColumns.push_back(static_cast<uint16>(column));
+        plan_.scanRecord.push_back(expression.column);
+      }
+    }
+    for (const TypedExpressionPtr& argument : expression.arguments) NoteColumns(*argument);
+  }
+
+  std::unique_ptr<RExpression> Build(const TypedExpressionPtr& expression) {
+    NoteColumns(*expression);
+    return BuildTree(*expression, columnPositions_);
+  }
+
+  PlanExpression BuildResult(const TypedExpressionPtr& expression, const XeString& name) {
+    return {Build(expression), ResultOfTree(*expression, name), expression->position};
+  }
+
+  /// LIMIT and OFFSET: a whole number that is not negative; nothing for NULL and ALL.
+  std::optional<uint64> ReadRowCount(const SqlExpressionPtr& written, const wchar_t* clause) const {
+    if (!written) return {};
+    const NameScope noColumns;
+    TypedExpressionPtr count = ExpressionTyper(noColumns).Type(*written, {clause});
+    if (count->IsConstant() && count->constant.IsNull()) return {};
+    if (count->IsConstant() && count->type != XeBoolean) {
+      std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
+      const VelmarNumber* value = number ? std::get_if<VelmarNumber>(&number->value) : nullptr;
+      const VelmarNumber most(std::numeric_limits<int64>::max());
+      if (value && !value->isNegative() && value->decimalPlaces() == 0 && *value <= most)
+        return std::stoull(value->asString());
+    }
+    ThrowPlanError(kLimitNotConstant, written->position, {clause});
+  }
+
+  const std::string& sql_;
+  const SqlSelect& select_;
+  NameScope scope_;
+  ExpressionTyper typer_;
+  QueryPlan plan_;
+  std::vector<TypedOutput> outputs_;
+  std::vector<int> columnPositions_;
+};
+
+}  // namespace
+
+QueryPlan CompileStatement(const std::string& sql, Catalog& catalog) {
+  SqlSelect select = ParseSelect(sql);
+  return Planner(sql, select, catalog).Plan();
+}
+
+}  // namespace sqxer

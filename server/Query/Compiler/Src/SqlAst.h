@@ -1,0 +1,96 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "Utility/KeySet.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// A literal as it is written; its type is settled together with its partner's.
+struct SqlLiteral {
+  enum class Kind {
+    kNull,
+    kBoolean,
+    /// Digits, perhaps with a sign: 12.
+    kInteger,
+    /// Digits with a point: 1.5.
+    kDecimal,
+    /// With an exponent: 1e5.
+    kExponent,
+    kText,
+    /// A text with a type in front or behind: DATE '2012-01-31'.
+    kTypedText,
+  };
+  Kind kind = Kind::kNull;
+  bool boolean = false;
+  /// The digits of a number, the characters of a text.
+  XeString text;
+  /// Of a typed text.
+  XeDataType type = XeUnknown;
+};
+
+struct SqlExpression;
+/// Shared because one source expression may be read twice: `x IS TRUE` is `x AND x IS NOT NULL`.
+using SqlExpressionPtr = std::shared_ptr<const SqlExpression>;
+
+/// An expression as it is written, names unresolved. Predicates and connectives are calls too, so
+/// that one table knows every operator and function.
+struct SqlExpression {
+  enum class Kind {
+    kLiteral,
+    /// A column or alias; `path` holds its name, perhaps after a table's.
+    kName,
+    /// `*`, perhaps after a table's name in `path`.
+    kStar,
+    /// An operator or function: `name` and `arguments`.
+    kOperator,
+    kFunction,
+  };
+  Kind kind = Kind::kLiteral;
+  /// Byte offset in the statement.
+  int position = 0;
+  SqlLiteral literal;
+  std::vector<XeString> path;
+  std::string name;
+  std::vector<SqlExpressionPtr> arguments;
+  /// COUNT(*)
+  bool star = false;
+  /// f(DISTINCT x)
+  bool distinct = false;
+};
+
+struct SqlSelectItem {
+  SqlExpressionPtr expression;
+  /// Empty without AS.
+  XeString alias;
+  int position = 0;
+};
+
+struct SqlSortItem {
+  SqlExpressionPtr expression;
+  SortOrder_t order = kAscending;
+  NullOrder_t nulls = kNullsLast;
+};
+
+/// A SELECT statement, checked to hold nothing that is not understood.
+struct SqlSelect {
+  bool explain = false;
+  bool distinct = false;
+  std::vector<SqlSelectItem> items;
+  /// Empty without FROM.
+  XeString table;
+  XeString tableAlias;
+  int tablePosition = 0;
+  SqlExpressionPtr where;
+  std::vector<SqlExpressionPtr> groupBy;
+  SqlExpressionPtr having;
+  std::vector<SqlSortItem> orderBy;
+  SqlExpressionPtr limit;
+  SqlExpressionPtr offset;
+};
+
+}  // namespace sqxer

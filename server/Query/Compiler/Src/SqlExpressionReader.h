@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+
+#include "ParsedTree.h"
+#include "SqlAst.h"
+
+namespace sqxer {
+
+/// Reads the grammar's expressions into ours. What is not understood is refused by name (58003), so
+/// nothing is silently ignored.
+class SqlExpressionReader {
+ public:
+  SqlExpressionReader(const std::string& sql, const ParsedTree& tree) : sql_(sql), tree_(tree) {}
+
+  SqlExpressionPtr Read(const PgQuery__Node& node) const;
+
+  /// Raises 58003 for a clause at a position.
+  [[noreturn]] static void Refuse(int position, std::wstring_view clause);
+
+ private:
+  SqlExpressionPtr ReadConstant(const PgQuery__AConst& constant) const;
+  SqlExpressionPtr ReadTypedText(const PgQuery__TypeCast& cast) const;
+  SqlExpressionPtr ReadName(const PgQuery__ColumnRef& name) const;
+  SqlExpressionPtr ReadOperator(const PgQuery__AExpr& expression) const;
+  SqlExpressionPtr ReadConnective(const PgQuery__BoolExpr& expression) const;
+  SqlExpressionPtr ReadTruthTest(const PgQuery__BooleanTest& test) const;
+  SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
+  int NegativeInteger(int position) const;
+  int Place(int location) const { return location < 0 ? 0 : location; }
+
+  const std::string& sql_;
+  const ParsedTree& tree_;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,123 @@
+#include "TypedExpression.h"
+
+#include <algorithm>
+
+#include "FunctionTable.h"
+#include "SQXERExprConvert.h"
+#include "SQXERExprExtract.h"
+#include "Utility/XeAssert.h"
+
+namespace sqxer {
+namespace {
+
+using Kind = TypedExpression::Kind;
+
+std::unique_ptr<RExpression> BuildCall(const TypedExpression& call,
+                                       const std::vector<int>& columnPositions) {
+  std::vector<std::unique_ptr<RExpression>> operands;
+  for (const TypedExpressionPtr& argument : call.arguments)
+    operands.push_back(BuildTree(*argument, columnPositions));
+  return call.function->make(operands);
+}
+
+std::unique_ptr<RExpression> BuildConversion(const TypedExpression& conversion,
+                                             const std::vector<int>& columnPositions) {
+  const TypedExpression& source = *conversion.arguments[0];
+  std::unique_ptr<RExpression> operand = BuildTree(source, columnPositions);
+  std::unique_ptr<RExpression> node(Convert::AddConversionExpression(
+      conversion.type, source.type, operand.get(), conversion.length));
+  static_cast<void>(operand.release());
+  return node;
+}
+
+bool AreSameArguments(const TypedArguments& a, const TypedArguments& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const auto& x, const auto& y) { return IsSameExpression(*x, *y); });
+}
+
+}  // namespace
+
+TypedExpressionPtr MakeTypedConstant(const PlanConstant& constant, int position) {
+  auto typed = std::make_shared<TypedExpression>();
+  typed->kind = Kind::kConstant;
+  typed->position = position;
+  typed->type = constant.type;
+  typed->length = constant.GetLength();
+  typed->nullable = constant.IsNull();
+  typed->constant = constant;
+  return typed;
+}
+
+TypedExpressionPtr ConvertTyped(const TypedExpressionPtr& argument, XeDataType target) {
+  if (argument->type == target && !argument->untypedNull) return argument;
+  if (argument->IsConstant()) {
+    if (std::optional<PlanConstant> constant = ConvertConstant(argument->constant, target))
+      return MakeTypedConstant(*constant, argument->position);
+  }
+  auto conversion = std::make_shared<TypedExpression>();
+  conversion->kind = Kind::kConvert;
+  conversion->position = argument->position;
+  conversion->type = target;
+  conversion->length = XeFieldDescriptor::GetObjectLength(target, argument->length);
+  conversion->nullable = argument->nullable;
+  conversion->size = argument->size + 1;
+  conversion->arguments.push_back(argument);
+  return conversion;
+}
+
+bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
+  if (&a == &b) return true;
+  if (a.kind != b.kind || a.type != b.type || a.size != b.size) return false;
+  switch (a.kind) {
+    case Kind::kConstant:
+      return a.constant.IsSame(b.constant);
+    case Kind::kColumn:
+    case Kind::kGroupField:
+      return a.index == b.index;
+    case Kind::kAggregate:
+      return a.index == b.index && IsSameAggregate(a, b);
+    case Kind::kCall:
+    case Kind::kConvert:
+      return a.function == b.function && AreSameArguments(a.arguments, b.arguments);
+  }
+  XeLogicError();
+}
+
+bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
+  return a.function == b.function && a.distinct == b.distinct &&
+         AreSameArguments(a.arguments, b.arguments);
+}
+
+bool ContainsAggregate(const TypedExpression& expression) {
+  return expression.kind == Kind::kAggregate ||
+         std::any_of(expression.arguments.begin(), expression.arguments.end(),
+                     [](const auto& argument) { return ContainsAggregate(*argument); });
+}
+
+std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
+                                       const std::vector<int>& columnPositions) {
+  std::unique_ptr<RExpression> node;
+  switch (expression.kind) {
+    case Kind::kConstant:
+      node = MakeConstantNode(expression.constant);
+      break;
+    case Kind::kColumn:
+      node = std::make_unique<Extract>(columnPositions[static_cast<std::size_t>(expression.index)]);
+      break;
+    case Kind::kGroupField:
+      node = std::make_unique<Extract>(expression.index);
+      break;
+    case Kind::kCall:
+      node = BuildCall(expression, columnPositions);
+      break;
+    case Kind::kConvert:
+      node = BuildConversion(expression, columnPositions);
+      break;
+    case Kind::kAggregate:
+      XeLogicError("an aggregate is no part of a tree");
+  }
+  node->SetSourcePosition(expression.position);
+  return node;
+}
+
+}  // namespace sqxer

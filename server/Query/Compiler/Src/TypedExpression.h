@@ -1,0 +1,71 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "Catalog.h"
+#include "PlanConstant.h"
+
+namespace sqxer {
+
+struct FunctionRow;
+struct TypedExpression;
+using TypedExpressionPtr = std::shared_ptr<const TypedExpression>;
+using TypedArguments = std::vector<TypedExpressionPtr>;
+
+/// An expression with its names resolved and its type known. The operators themselves were asked
+/// for the types, so they are what the bound trees will have.
+struct TypedExpression {
+  enum class Kind {
+    kConstant,
+    /// A column of the table: `index` is its position there, `column` its stored form.
+    kColumn,
+    /// A field of the group record: `index` and `column`.
+    kGroupField,
+    /// `function` over `arguments`.
+    kCall,
+    /// The only argument brought to `type`.
+    kConvert,
+    /// An aggregate over at most one argument; `index` is which of its results is meant, `column`
+    /// that result's field, `input` the stored form of the argument.
+    kAggregate,
+  };
+  Kind kind = Kind::kConstant;
+  int position = 0;
+  /// The value as an operand of another node.
+  XeDataType type = XeUnknown;
+  uint32 length = 0;
+  bool nullable = true;
+  PlanConstant constant;
+  /// A literal NULL that has not met a partner yet.
+  bool untypedNull = false;
+  int index = 0;
+  ColumnInfo column;
+  ColumnInfo input;
+  const FunctionRow* function = nullptr;
+  TypedArguments arguments;
+  bool distinct = false;
+  /// Nodes of the tree, this one included.
+  int size = 1;
+
+  bool IsConstant() const { return kind == Kind::kConstant; }
+  bool IsTextConstant() const { return IsConstant() && constant.IsText(); }
+};
+
+TypedExpressionPtr MakeTypedConstant(const PlanConstant& constant, int position);
+/// The argument itself, a constant of the target type, or a conversion; the pair of types must be
+/// one that conversions exist for.
+TypedExpressionPtr ConvertTyped(const TypedExpressionPtr& argument, XeDataType target);
+
+/// The same computation over the same columns, wherever it is written.
+bool IsSameExpression(const TypedExpression& a, const TypedExpression& b);
+/// The same aggregate, whichever of its results is meant.
+bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b);
+bool ContainsAggregate(const TypedExpression& expression);
+
+/// A new unbound tree. Columns read the record position that `columnPositions` gives for their
+/// position in the table.
+std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
+                                       const std::vector<int>& columnPositions);
+
+}  // namespace sqxer
