@@ -1,0 +1,26 @@
+# Installed: both shared libraries, their headers, the CMake package `sqxer` and its pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS xeutility sqxerexpr EXPORT sqxerTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET sqxer)
+  install(TARGETS sqxer RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  set_target_properties(sqxer PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+endif()
+set_target_properties(sqxerexpr PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+install(DIRECTORY server/include/Utility DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sqxer
+        FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY server/Query/Execution/Expr/Src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sqxer
+        FILES_MATCHING PATTERN "*.h")
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/sqxer)
+install(EXPORT sqxerTargets NAMESPACE sqxer:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/sqxerConfig.cmake.in ${CMAKE_BINARY_DIR}/sqxerConfig.cmake
+                              INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/sqxerConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+configure_file(cmake/sqxer.pc.in ${CMAKE_BINARY_DIR}/sqxer.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/sqxerConfig.cmake ${CMAKE_BINARY_DIR}/sqxerConfigVersion.cmake
+        DESTINATION ${package_dir})
+install(FILES ${CMAKE_BINARY_DIR}/sqxer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

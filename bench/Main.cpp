@@ -1,0 +1,55 @@
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+namespace {
+
+/// Prints as usual and remembers each benchmark's time, for the ratios at the end.
+class RememberingReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      std::string name = run.benchmark_name();
+      name = name.substr(0, name.find("/min_time"));
+      // Processor time: other processes share the machine.
+      nanoseconds_[name] = run.cpu_accumulated_time * 1e9 / static_cast<double>(run.iterations);
+    }
+  }
+
+  void PrintRatios() const {
+    auto trees = nanoseconds_.find("TreeFilterProduct");
+    auto hand = nanoseconds_.find("HandWrittenFilterProduct");
+    if (trees != nanoseconds_.end() && hand != nanoseconds_.end()) {
+      std::printf("\nfilter and product: trees / hand-written loop = %.2f\n",
+                  trees->second / hand->second);
+    }
+    auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
+    auto add = nanoseconds_.find("Two/AddInt32");
+    if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;
+    std::printf("leaf ExtractInt32: %.2f ns\n", leaf->second);
+    for (const char* node : {"AddInt32", "MultiplyInt32", "GTInt32"}) {
+      std::printf("%s beyond its operands: %.2f ns\n", node,
+                  nanoseconds_.at(std::string("Two/") + node) - 2 * leaf->second);
+    }
+    auto doubles = nanoseconds_.at("Leaf/ExtractFloat64");
+    std::printf("MultiplyFloat64 beyond its operands: %.2f ns\n",
+                nanoseconds_.at("Two/MultiplyFloat64") - 2 * doubles);
+  }
+
+ private:
+  std::map<std::string, double> nanoseconds_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  RememberingReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintRatios();
+  return 0;
+}
