@@ -1,3 +1,5 @@
+#include <initializer_list>
+
 #include "FunctionTable.h"
 
 namespace sqxer {
@@ -64,24 +66,18 @@ operations, casts of columns) is refused by name.
   meets it.
 )";
 
+void Append(std::string& out, std::initializer_list<std::string_view> parts) {
+  for (std::string_view part : parts) out += part;
+}
+
 void AppendSection(std::string& out, const char* title, bool aggregates) {
-  out += "\n## ";
-  out += title;
-  out += "\n\nThe results of the examples are rows as csv.\n";
+  Append(out, {"\n## ", title, "\n\nThe results of the examples are rows as csv.\n"});
   for (const FunctionRow& row : FunctionTable()) {
     if ((row.kind == Kind::kAggregate) != aggregates) continue;
-    out += "\n### `" + std::string(row.form) + "`\n\n";
-    out += row.description;
-    out += "\n\n";
-    auto line = [&](const char* label, const std::string& text) {
-      out += "- " + std::string(label) + ": " + text + "\n";
-    };
-    line("Node", row.node);
-    line("Arguments", row.arguments);
-    line("Result", row.result);
-    line("NULL", row.nulls);
-    line("Example",
-         "`" + std::string(row.example) + "` gives `" + std::string(row.exampleResult) + "`");
+    Append(out, {"\n### `", row.form, "`\n\n", row.description, "\n\n"});
+    Append(out, {"- Node: ", row.node, "\n- Arguments: ", row.arguments, "\n"});
+    Append(out, {"- Result: ", row.result, "\n- NULL: ", row.nulls, "\n"});
+    Append(out, {"- Example: `", row.example, "` gives `", row.exampleResult, "`\n"});
   }
 }
 
