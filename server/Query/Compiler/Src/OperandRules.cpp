@@ -103,18 +103,6 @@ void WholeConstantsAsUnsigned(TypedArguments& arguments) {
   if (unsignedColumns) ConvertConstantsWhereHeld(arguments, XeNumericData, XeUInt4Data);
 }
 
-/// Brings the operands of arithmetic to numbers where they can be.
-void SettleNumbers(TypedArguments& arguments) {
-  XeDataType partner = PartnerType(arguments, XeInt4Data);
-  for (TypedExpressionPtr& argument : arguments) {
-    argument = TypeNull(argument, partner);
-    if (IsNumber(partner)) argument = TypeText(argument, partner);
-  }
-  CountBitsAsIntegers(arguments);
-  CountsAsDecimals(arguments);
-  AvoidMixedSigns(arguments);
-}
-
 void IntegersAsDoubles(TypedArguments& arguments) {
   bool onlyIntegers = std::all_of(arguments.begin(), arguments.end(),
                                   [](const auto& argument) { return IsInteger(argument->type); });
@@ -122,14 +110,29 @@ void IntegersAsDoubles(TypedArguments& arguments) {
   for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeDoubleData);
 }
 
+/// Brings the operands of arithmetic to numbers where they can be; integers to doubles when a
+/// switch asks for it.
+void SettleNumbers(TypedArguments& arguments, bool integersAsDoubles) {
+  XeDataType partner = PartnerType(arguments, XeInt4Data);
+  for (TypedExpressionPtr& argument : arguments) {
+    argument = TypeNull(argument, partner);
+    if (IsNumber(partner)) argument = TypeText(argument, partner);
+  }
+  CountBitsAsIntegers(arguments);
+  if (integersAsDoubles) IntegersAsDoubles(arguments);
+  CountsAsDecimals(arguments);
+  AvoidMixedSigns(arguments);
+}
+
 }  // namespace
 
 void PrepareArithmetic(TypedArguments& arguments) {
-  SettleNumbers(arguments);
-  if (SUSystemConfig::GetSystemConfig().integerMathAsDouble_) IntegersAsDoubles(arguments);
+  SettleNumbers(arguments, SUSystemConfig::GetSystemConfig().integerMathAsDouble_);
 }
 
-void PrepareDivision(TypedArguments& arguments) { SettleNumbers(arguments); }
+void PrepareDivision(TypedArguments& arguments) {
+  SettleNumbers(arguments, SUSystemConfig::GetSystemConfig().integerDivideAsDouble_);
+}
 
 void PrepareNegation(TypedArguments& arguments) {
   TypedExpressionPtr& operand = arguments[0];

@@ -144,8 +144,8 @@ TEST(ExpressionPlan, SwitchesComputeIntegersAsDoubles) {
   ExpectOutputs({
       {"i + 2", "AddFloat64(ConvertInt32toFloat64(ExtractInt32 i), ConstantFloat64 2)"},
       {"u * j",
-       "MultiplyNumber(ConvertUInt32toNumber(ExtractUInt32 u), ConvertInt32toNumber(ExtractInt32 "
-       "j))"},
+       "MultiplyFloat64(ConvertUInt32toFloat64(ExtractUInt32 u), "
+       "ConvertInt32toFloat64(ExtractInt32 j))"},
       {"i / 2", "DivideInt32(ExtractInt32 i, ConstantInt32 2)"},
   });
   config = before;
@@ -153,6 +153,9 @@ TEST(ExpressionPlan, SwitchesComputeIntegersAsDoubles) {
   ExpectOutputs({
       {"i / 2", "DivideFloat64(ConvertInt32toFloat64(ExtractInt32 i), ConstantFloat64 2)"},
       {"7 / 2", "ConstantFloat64 3.5"},
+      {"u / i",
+       "DivideFloat64(ConvertUInt32toFloat64(ExtractUInt32 u), "
+       "ConvertInt32toFloat64(ExtractInt32 i))"},
       {"i + 2", "AddInt32(ExtractInt32 i, ConstantInt32 2)"},
   });
   config = before;
