@@ -10,7 +10,8 @@ namespace {
 
 int CountBits(uint128 value) {
   const auto high = static_cast<uint64>(value >> 64);
-  return high != 0 ? 64 + std::bit_width(high) : std::bit_width(static_cast<uint64>(value));
+  const auto low = static_cast<uint64>(value);
+  return static_cast<int>(high != 0 ? 64 + std::bit_width(high) : std::bit_width(low));
 }
 
 int CountTrailingZeroBits(uint128 value) {

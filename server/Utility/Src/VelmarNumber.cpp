@@ -340,7 +340,7 @@ uint64 VelmarNumber::hash() const {
   StripZeros(value);
   uint64 hash = MixHash(0, static_cast<uint64>(value.coefficient));
   hash = MixHash(hash, static_cast<uint64>(value.coefficient >> 64));
-  return MixHash(hash, static_cast<uint64>(value.exponent * 2 + value.negative));
+  return MixHash(hash, static_cast<uint64>(value.exponent) * 2 + value.negative);
 }
 
 int VelmarNumber::decimalPlaces() const {
