@@ -213,18 +213,18 @@ void Aggregate::DescribeTempField(XeDataType type, uint32 dataSize) {
 void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
   DescribeTempField(type, dataSize);
   tempRecordMetadata_.GenerateAlignedFieldOffset();
-  tempFieldOffset_ = tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset();
+  distinctKeys_ = KeySet();
+  distinctKeys_.Add(KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending,
+                            KeyDesc::GetCharComparisonType()));
   tempField_.Reserve(tempRecordMetadata_.GetBinaryRecordSize());
   MakeDistinctSorter();
 }
 
 void Aggregate::MakeDistinctSorter() {
-  const XeFieldDescriptor& field = *tempRecordMetadata_.GetFieldDescriptor(0);
-  KeySet keys;
-  keys.Add(KeyDesc(field, kAscending, KeyDesc::GetCharComparisonType()));
+  tempFieldOffset_ = tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset();
   sorter_ = std::make_unique<SqrtSorter>(tempRecordMetadata_.GetBinaryRecordSize(), opTimer_,
                                          /*removeDuplicates=*/true, /*keepInputOrder=*/true);
-  sorter_->SetRowIdSorterMetadata(keys, tempRecordMetadata_);
+  sorter_->SetRowIdSorterMetadata(distinctKeys_, tempRecordMetadata_);
 }
 
 void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {

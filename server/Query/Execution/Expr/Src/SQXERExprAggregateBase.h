@@ -196,6 +196,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
 
   /// Where the value stands in a record of tempRecordMetadata_.
   uint32 tempFieldOffset_ = 0;
+  /// How values compare, as decided at bind: every group's sorter has the same keys.
+  KeySet distinctKeys_;
 };
 
 /// An aggregate with one result field of its own.
