@@ -2,6 +2,38 @@
 
 namespace sqxer {
 
-std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() { return {}; }
+std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
+  return {
+      {57001, 2,
+       "the table \"{0}\" has no file, name one with --table or a folder with --dir: {1}"},
+      {57002, 2, "\"{0}\" cannot be read: {1}"},
+      {57003, 1, "the file is empty, its first line must name the columns: \"{0}\""},
+      {57004, 4, "{1} of \"{0}\" must have as many fields as the header, {3}, and not {2}"},
+      {57005, 2, "{1} of \"{0}\" opens a quotation that does not end"},
+      {57006, 2,
+       "{1} of \"{0}\" has text beside a quotation: quote whole fields and double the quotation "
+       "marks in them"},
+      {57007, 2, "{1} of \"{0}\" holds a NUL byte, which text files have not"},
+      {57008, 2, "{1} of \"{0}\" is not valid UTF-8: save the file as UTF-8"},
+      {57009, 2, "two columns of \"{0}\" have the same name, rename one: \"{1}\""},
+      {57010, 5, "{1} of \"{0}\" has a text too long for the column \"{2}\", {3}: \"{4}\""},
+      {57011, 5, "{1} of \"{0}\" has a value that the column \"{2}\", {3}, cannot take: \"{4}\""},
+      {57012, 2, "{1} of \"{0}\" has a field of more than 64 MiB: is a quotation left open?"},
+      {57013, 2, "the declared types of \"{0}\" name a column that it has not: \"{1}\""},
+      {57014, 1,
+       "types are declared as COL:TYPE,COL:TYPE, each column once, with bit, int1, uint1, int2, "
+       "uint2, int4, uint4, float, double, numeric, char(n), varchar(n), date, time, timestamp or "
+       "boolean: \"{0}\""},
+      {57015, 1, "a table is a file that ends in .csv or .tsv, or FILE.db:table: \"{0}\""},
+      {57016, 2, "the database \"{0}\" has no table of this name: \"{1}\""},
+      {57017, 3, "{1} of \"{0}\" has a blob, which expressions cannot read, in the column \"{2}\""},
+      {57018, 2, "\"{0}\" has too many columns, a table may have 65535: {1}"},
+
+      {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
+      {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},
+      {57102, 2, "a text is longer than the {1} characters of the column \"{0}\""},
+      {57103, 2, "an expression gave another type than was planned for the column \"{0}\": {1}"},
+  };
+}
 
 }  // namespace sqxer

@@ -7,14 +7,14 @@
 #include <vector>
 
 #include "Catalog.h"
-#include "QueryPlan.h"
+#include "ColumnTypes.h"
 #include "ResultSink.h"
 #include "Table.h"
 
 namespace sqxer {
 
-/// A set of tables and the statements run over them. Tables are read when a statement first names them
-/// and kept. An error in a statement leaves the session usable. One thread.
+/// A set of tables and the statements run over them. Tables are read when a statement first names
+/// them and kept. An error in a statement leaves the session usable. One thread.
 class Session : public Catalog {
  public:
   struct Timing {
@@ -23,34 +23,46 @@ class Session : public Catalog {
     std::chrono::nanoseconds run{0};
   };
 
-  /// A table by name (letter case ignored): PATH ends in .csv or .tsv, or is FILE.db:table.
+  /// A table by name (letter case ignored): PATH ends in .csv or .tsv, or is FILE.db:table. Error
+  /// 57015 (path) for any other.
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
   void AddTable(std::shared_ptr<const Table> table);
-  /// Types instead of the inferred ones for a table of that name: "COL:TYPE,COL:TYPE".
+  /// Types instead of the inferred ones for a table of that name: "COL:TYPE,COL:TYPE". Error 57014
+  /// (columns).
   void SetSchema(const std::string& name, const std::string& columns);
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
   /// Called now and then while a file is read: bytes done and bytes in all.
-  void SetProgress(void (*progress)(uint64 done, uint64 total)) { progress_ = progress; }
+  void SetProgress(LoadProgress progress) { progress_ = progress; }
 
+  /// The table of that name or path, read now unless it has been. A name means in this order a
+  /// table that was added, a path (NAME.csv, NAME.tsv or FILE.db:table), and NAME.csv in the
+  /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file) and
+  /// those of the readers.
   const TableSchema* FindTable(const XeString& name) override;
 
-  /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws ErrorMessage
-  /// (position within `sql`; the input row's number where one was being evaluated); the sink has then
-  /// seen no End.
+  /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws
+  /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);
+  /// the sink has then seen no End. `repeat`: how often it is run; the sink sees the last run.
   void Execute(const std::string& sql, ResultSink& sink, int repeat = 1);
-  /// Of the last Execute.
+  /// Of the last Execute, also of a failed one; `run` is that of all repetitions together.
   const Timing& GetTiming() const { return timing_; }
 
  private:
-  const Table& LoadTable(const XeString& name);
+  using TablePtr = std::shared_ptr<const Table>;
+
+  TablePtr FindOrLoad(const XeString& name);
+  Table Load(const XeString& name, const std::string& path) const;
+  /// NAME.csv in the directory. Error 57001.
+  std::string FindInDirectory(const XeString& name) const;
 
   std::string directory_ = ".";
-  void (*progress_)(uint64, uint64) = nullptr;
+  LoadProgress progress_ = nullptr;
+  /// The keys of the maps are names in folded case, or paths as they stand.
   std::map<XeString, std::string> paths_;
-  std::map<XeString, std::string> schemas_;
-  std::map<XeString, std::shared_ptr<const Table>> tables_;
+  std::map<XeString, DeclaredTypes> schemas_;
+  std::map<XeString, TablePtr> tables_;
   Timing timing_;
 };
 

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "Catalog.h"
+
+namespace sqxer {
+
+/// Declared column types by column name.
+using DeclaredTypes = std::map<XeString, ColumnInfo>;
+
+/// Reads "COL:TYPE,COL:TYPE". A name in double quotes may hold any character (a quotation mark
+/// doubled). Types, letter case ignored: bit, int1, uint1, int2, uint2, int4, uint4, float, double,
+/// numeric, char(n), varchar(n), date, time, timestamp, boolean. Error 57014 (text) for anything
+/// else, and for a column named twice.
+DeclaredTypes ReadDeclaredTypes(const std::string& text);
+
+/// A type as declared and as messages name it: int4, varchar(12).
+XeString DeclaredTypeName(const ColumnInfo& column);
+
+}  // namespace sqxer

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "AggregateSet.h"
+#include "Utility/KeySet.h"
+#include "Utility/SqrtSorter.h"
+#include "WorkRecord.h"
+
+namespace sqxer {
+
+/// Gathers rows into groups by the values of their keys, in memory up to a limit and beyond it by
+/// sorting, with the same results in the same order: groups come out in the order of their first
+/// rows.
+///
+/// The keys are the first fields of the group record, the results of the aggregates the fields
+/// behind them. A live group keeps the record's bytes up to the first result (a layout puts the
+/// values in field order, the null bytes before them all) and one set of aggregates. Once the
+/// groups have reached the limit no new ones are opened: rows of other groups go to a sorter, and
+/// are summed up afterwards group by group. A group with DISTINCT aggregates counts with the
+/// buffers that their sorters may fill.
+class GroupTable {
+ public:
+  /// The records and the aggregates must outlive the table. `keyCount` may be 0: one group.
+  /// `memoryLimit` in bytes.
+  GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& input,
+             const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit);
+
+  /// Forgets all groups. To be called before the first row.
+  void Clear();
+  /// Opens the group of the keys in the group record, though no row may come.
+  void OpenGroup();
+  /// Takes in the row whose keys stand in the group record and whose aggregate inputs stand in the
+  /// input record. `row` (from 1) ascends. True when it has opened a group in memory.
+  bool Add(uint64 row);
+
+  /// Puts one group after the other into the group record, keys and results, and calls `emit` until
+  /// it returns false: first those in memory, then the others. Each part once, in this order.
+  void EmitLive(const std::function<bool()>& emit);
+  void EmitSorted(const std::function<bool()>& emit);
+
+ private:
+  struct Group {
+    uint8* key;
+    AggregateSet aggregates;
+  };
+  struct Slot {
+    uint64 hash = 0;
+    /// Index of the group + 1, 0 for a free slot.
+    uint32 group = 0;
+  };
+
+  /// The slot of the group of the current keys, or the free one where it belongs.
+  Slot& FindSlot(uint64 hash);
+  void OpenGroupAt(Slot& slot, uint64 hash);
+  void GrowSlots();
+  uint8* KeepKey();
+  void Sort(uint64 row);
+  /// Reads the sorted rows, and gives the finished group record of each group with its first row.
+  void SumUpSorted(SqrtSorter& results);
+
+  WorkRecord& group_;
+  std::size_t keyCount_;
+  WorkRecord& input_;
+  const std::vector<PlanAggregate>& aggregates_;
+  uint64 memoryLimit_;
+  KeySet keys_;
+  uint32 keyBytes_;
+  uint64 bytesBeyondGateway_;
+
+  std::vector<Group> groups_;
+  std::vector<Slot> slots_;
+  std::vector<std::unique_ptr<uint8[]>> keyBlocks_;
+  std::size_t keyBlockUsed_ = 0;
+  uint64 bytesInUse_ = 0;
+
+  OperatorTimer timer_;
+  /// A row beyond the limit: the key bytes, the input record, the row's number.
+  std::size_t inputOffset_;
+  std::size_t rowOffset_;
+  RecordBuffer sortRecord_;
+  std::optional<SqrtSorter> sorter_;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "FieldWriter.h"
+#include "GroupTable.h"
+#include "QueryPlan.h"
+#include "ResultSink.h"
+#include "Table.h"
+#include "TableScan.h"
+#include "Utility/SqrtSorter.h"
+#include "WorkRecord.h"
+
+namespace sqxer {
+
+/// A plan whose trees are bound to records of its own, ready to be run over its table any number of
+/// times. One thread.
+class QueryRun {
+ public:
+  /// Takes over the plan. `table` is null for a plan without one, and must outlive the run. Errors
+  /// of binding carry their place in the SQL.
+  QueryRun(QueryPlan plan, const Table* table);
+  QueryRun(const QueryRun&) = delete;
+  QueryRun& operator=(const QueryRun&) = delete;
+
+  /// Errors while a row is evaluated carry the row's number (from 1) in the table.
+  void Run(ResultSink& sink);
+  /// The steps and the bound trees, one node a line.
+  std::vector<XeString> Describe();
+
+ private:
+  std::vector<ColumnInfo> VisibleColumns() const;
+  void BindScan();
+  void BindGroups();
+  void BindOutputs();
+
+  void Start(ResultSink& sink);
+  void ScanRows();
+  bool EvaluateRow();
+  /// These return false when no further row is wanted.
+  bool EmitGroup();
+  bool Deliver();
+  bool Pass();
+  void EmitSortedRows();
+  bool WantsNothing() const { return plan_.limit && *plan_.limit == 0; }
+
+  QueryPlan plan_;
+  const Table* table_;
+  WorkRecord scanRecord_;
+  WorkRecord inputRecord_;
+  WorkRecord groupRecord_;
+  WorkRecord resultRecord_;
+
+  std::optional<TableScan> scan_;
+  std::optional<RowFilter> filter_;
+  std::vector<FieldWriter> groupKeys_;
+  std::vector<FieldWriter> aggregateInputs_;
+  std::optional<GroupTable> groups_;
+  std::optional<RowFilter> having_;
+  std::vector<FieldWriter> outputs_;
+  std::optional<GroupTable> distinct_;
+  std::vector<PlanAggregate> noAggregates_;
+  WorkRecord noInput_;
+  OperatorTimer timer_;
+  std::optional<SqrtSorter> sorter_;
+
+  ResultSink* sink_ = nullptr;
+  uint64 row_ = 0;
+  uint64 skipped_ = 0;
+  uint64 passed_ = 0;
+};
+
+}  // namespace sqxer

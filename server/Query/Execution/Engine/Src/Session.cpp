@@ -1,0 +1,185 @@
+#include "Session.h"
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "Compiler.h"
+#include "CsvTable.h"
+#include "EngineError.h"
+#include "QueryRun.h"
+#include "SqliteTable.h"
+
+namespace sqxer {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+XeString Folded(XeString name) {
+  std::ranges::transform(name, name.begin(), &BaseStringUtil::FoldCase);
+  return name;
+}
+
+/// A path to a table: of a text file, or of a table in a database file.
+struct TablePath {
+  enum class Kind { kNone, kCsv, kTsv, kDatabase };
+  Kind kind = Kind::kNone;
+  std::string file;
+  std::string table;
+
+  bool IsPath() const { return kind != Kind::kNone; }
+  /// What the table is called without its folder.
+  XeString Name() const {
+    return Wide(kind == Kind::kDatabase ? table : fs::path(file).stem().string());
+  }
+};
+
+TablePath ParsePath(const std::string& path) {
+  constexpr std::string_view kDatabaseMark = ".db:";
+  if (path.ends_with(".csv")) return {TablePath::Kind::kCsv, path, ""};
+  if (path.ends_with(".tsv")) return {TablePath::Kind::kTsv, path, ""};
+  const std::size_t mark = path.rfind(kDatabaseMark);
+  const std::size_t table = mark + kDatabaseMark.size();
+  if (mark == std::string::npos || table >= path.size()) return {};
+  return {TablePath::Kind::kDatabase, path.substr(0, table - 1), path.substr(table)};
+}
+
+/// The file of a folder, by its name with letter case ignored where none has it exactly.
+fs::path FindFile(const fs::path& folder, const std::string& name) {
+  const fs::path exact = (folder / name).lexically_normal();
+  std::error_code ignored;
+  if (fs::exists(exact, ignored)) return exact;
+  fs::path found;
+  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+    const std::string candidate = entry.path().filename().string();
+    const bool isMatch = BaseStringUtil::IsCaseInsensitiveMatch(Wide(candidate), Wide(name));
+    // Of several the first by name, so that the choice does not depend on the folder's order.
+    if (isMatch && (found.empty() || candidate < found.filename()))
+      found = entry.path().lexically_normal();
+  }
+  return found;
+}
+
+/// A sink for the runs that nobody looks at.
+class NullSink : public ResultSink {
+ public:
+  void Begin(const std::vector<ColumnInfo>&, const XeRecordMetaData&) override {}
+  void Row(const uint8*) override {}
+  void End() override {}
+};
+
+void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
+  if (sink.Plan(lines)) return;
+  ColumnInfo column{L"plan", XeVarCharData, 1, 0, false};
+  for (const XeString& line : lines) {
+    column.length = std::max(column.length, static_cast<uint32>(line.size()));
+  }
+  WorkRecord record({column});
+  uint8* const value = record.GetData() + record.GetField(0).GetDataOffset();
+  sink.Begin({column}, record.GetLayout());
+  for (const XeString& line : lines) {
+    const uint32 length = static_cast<uint32>(line.size());
+    std::memcpy(value, &length, sizeof length);
+    std::memcpy(value + kLongVarPrefix, line.data(), length * sizeof(wchar_t));
+    sink.Row(record.GetData());
+  }
+  sink.End();
+}
+
+/// Adds the time from construction to destruction.
+class Stopwatch {
+ public:
+  explicit Stopwatch(std::chrono::nanoseconds& sum) : sum_(sum), start_(Clock::now()) {}
+  ~Stopwatch() { sum_ += Clock::now() - start_; }
+  Stopwatch(const Stopwatch&) = delete;
+  Stopwatch& operator=(const Stopwatch&) = delete;
+
+ private:
+  std::chrono::nanoseconds& sum_;
+  Clock::time_point start_;
+};
+
+}  // namespace
+
+void Session::AddTable(const std::string& name, const std::string& path) {
+  if (!ParsePath(path).IsPath()) ThrowEngineError(kPathKindUnknown, {Wide(path)});
+  const XeString key = Folded(Wide(name));
+  paths_[key] = path;
+  tables_.erase(key);
+}
+
+void Session::AddTable(std::shared_ptr<const Table> table) {
+  tables_[Folded(table->schema.name)] = table;
+}
+
+void Session::SetSchema(const std::string& name, const std::string& columns) {
+  schemas_[Folded(Wide(name))] = ReadDeclaredTypes(columns);
+}
+
+const TableSchema* Session::FindTable(const XeString& name) { return &FindOrLoad(name)->schema; }
+
+Session::TablePtr Session::FindOrLoad(const XeString& name) {
+  XeString key = Folded(name);
+  std::string path = BaseStringUtil::StringToUtf8(name);
+  XeString tableName = name;
+  const auto added = paths_.find(key);
+  if (added != paths_.end()) {
+    path = added->second;
+  } else if (ParsePath(path).IsPath()) {
+    // Paths keep their letter case: two files may differ in nothing else.
+    key = name;
+    tableName = ParsePath(path).Name();
+  } else {
+    path.clear();
+  }
+  const auto known = tables_.find(key);
+  if (known != tables_.end()) return known->second;
+
+  const Stopwatch watch(timing_.load);
+  if (path.empty()) path = FindInDirectory(name);
+  TablePtr table = std::make_shared<const Table>(Load(tableName, path));
+  tables_[key] = table;
+  return table;
+}
+
+std::string Session::FindInDirectory(const XeString& name) const {
+  const std::string file = BaseStringUtil::StringToUtf8(name) + ".csv";
+  // A name is not a way into other folders; a path in quotation marks is.
+  const bool isName = file.find('/') == std::string::npos;
+  const fs::path found = isName ? FindFile(directory_, file) : fs::path();
+  if (found.empty()) {
+    ThrowEngineError(kNoTableFile,
+                     {name, Wide((fs::path(directory_) / file).lexically_normal().string())});
+  }
+  return found.string();
+}
+
+Table Session::Load(const XeString& name, const std::string& path) const {
+  const auto schema = schemas_.find(Folded(name));
+  const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
+  const TablePath parsed = ParsePath(path);
+  if (parsed.kind == TablePath::Kind::kDatabase) {
+    return LoadSqliteTable(parsed.file, parsed.table, name, declared);
+  }
+  const char delimiter = parsed.kind == TablePath::Kind::kTsv ? '\t' : ',';
+  return LoadCsvTable(parsed.file, delimiter, name, declared, progress_);
+}
+
+void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
+  timing_ = {};
+  const Clock::time_point start = Clock::now();
+  QueryPlan plan = CompileStatement(sql, *this);
+  const bool explain = plan.explain;
+  const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
+  QueryRun query(std::move(plan), table.get());
+  timing_.bind = Clock::now() - start - timing_.load;
+
+  const Stopwatch watch(timing_.run);
+  if (explain) return SendLines(query.Describe(), sink);
+  NullSink nobody;
+  for (int i = 1; i < repeat; ++i) query.Run(nobody);
+  query.Run(sink);
+}
+
+}  // namespace sqxer

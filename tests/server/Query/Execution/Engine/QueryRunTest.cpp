@@ -1,0 +1,233 @@
+#include <gtest/gtest.h>
+
+#include "EngineError.h"
+#include "QueryRun.h"
+#include "SessionTesting.h"
+#include "TemporaryFolder.h"
+#include "Utility/SUSystemConfig.h"
+#include "Utility/SqrtSorter.h"
+#include "support/Stub.h"
+
+namespace sqxer::test {
+namespace {
+
+/// Puts the configuration and the sort buffer back.
+class ConfigGuard {
+ public:
+  ~ConfigGuard() {
+    SUSystemConfig::GetSystemConfig() = config_;
+    SqrtSorter::SetInitialBufferBytes(buffer_);
+  }
+
+ private:
+  SUSystemConfig config_ = SUSystemConfig::GetSystemConfig();
+  std::size_t buffer_ = SqrtSorter::GetInitialBufferBytes();
+};
+
+class QueryRunTest : public testing::Test {
+ protected:
+  Session Open(const std::string& content, const std::string& schema = "") {
+    Session session;
+    session.AddTable("t", folder_.Write("t.csv", content));
+    if (!schema.empty()) session.SetSchema("t", schema);
+    return session;
+  }
+  std::string Error(Session& session, const std::string& sql) {
+    return ErrorOf(folder_.Path(), [&] { RunSql(session, sql); });
+  }
+
+  ConfigGuard guard_;
+  TemporaryFolder folder_;
+};
+
+/// Rows whose groups are spread over the whole table, with keys that are equal without having equal
+/// bytes: trailing blanks, -0.0 and 0.0, NaN, 1.5 and 1.50.
+std::string ManyGroups() {
+  std::string content = "k,f,n,x,y,s\n";
+  const char* const reals[] = {"0", "-0", "NaN", "2.5", ""};
+  const char* const numbers[] = {"1.5", "1.50", "3", ""};
+  uint32 random = 12345;
+  for (int i = 0; i < 1500; ++i) {
+    random = random * 1664525 + 1013904223;
+    const uint32 key = (random >> 16) % 40;
+    content += (key == 0 ? "" : "key" + std::to_string(key) + (i % 2 ? "  " : "")) + ",";
+    content += reals[key % 5] + std::string(",") + numbers[(random >> 8) % 4] + ",";
+    content += (i % 11 == 0 ? "" : std::to_string(static_cast<int>(random >> 20) - 2000)) + ",";
+    content += std::to_string(i % 13) + ".25,text" + std::to_string((random >> 12) % 9) + "\n";
+  }
+  return content;
+}
+
+TEST_F(QueryRunTest, GivesTheSameGroupsWhateverTheMemory) {
+  Session session = Open(ManyGroups(), "k:varchar(8),f:double,n:numeric");
+  const std::string queries[] = {
+      "SELECT k, COUNT(*), COUNT(x), SUM(x), AVG(y), MIN(s), MAX(s), FIRST(x), LAST(x) "
+      "FROM t GROUP BY k",
+      "SELECT k, f, n, RANGE(x), AVG_ALL(y), NULL_IF_NOT_UNIQUE(s) FROM t GROUP BY k, f, n",
+      "SELECT f, COUNT(DISTINCT x), SUM(DISTINCT x), COUNT(DISTINCT s) FROM t GROUP BY f",
+      "SELECT n, COUNT(*) AS c FROM t GROUP BY n HAVING COUNT(*) > 10 ORDER BY c DESC, n LIMIT 2",
+      "SELECT k, s, SUM(x + 1) FROM t WHERE y > 2 GROUP BY k, s ORDER BY 3 NULLS FIRST, 1 OFFSET 3",
+      "SELECT DISTINCT k, n FROM t",
+      "SELECT DISTINCT k FROM t ORDER BY k DESC LIMIT 7 OFFSET 2",
+      "SELECT DISTINCT COUNT(*) FROM t GROUP BY k, s",
+      "SELECT SUM(x), COUNT(DISTINCT y) FROM t",
+      "SELECT * FROM t ORDER BY s, k DESC NULLS FIRST, y",
+  };
+  for (const std::string& sql : queries) {
+    SCOPED_TRACE(sql);
+    SUSystemConfig::GetSystemConfig() = SUSystemConfig();
+    SqrtSorter::SetInitialBufferBytes(std::size_t{256} << 10);
+    const std::string expected = RunSql(session, sql);
+    EXPECT_FALSE(expected.empty());
+    for (const uint64 memory : {1, 3000, 20000, 400000}) {
+      for (const std::size_t buffer : {std::size_t{1} << 10, std::size_t{256} << 10}) {
+        SUSystemConfig::GetSystemConfig().groupMemory_ = memory;
+        SqrtSorter::SetInitialBufferBytes(buffer);
+        EXPECT_EQ(RunSql(session, sql), expected) << memory << " " << buffer;
+      }
+    }
+  }
+}
+
+TEST_F(QueryRunTest, KeepsOrderAndLimits) {
+  Session session = Open("a,b\n3,x\n1,y\n,x\n2,y\n1,x\n");
+  const struct {
+    const char* sql;
+    const char* rows;
+  } kCases[] = {
+      {"SELECT a FROM t", "3\n1\n\n2\n1\n"},
+      {"SELECT a FROM t LIMIT 2 OFFSET 1", "1\n\n"},
+      {"SELECT a FROM t OFFSET 9", ""},
+      {"SELECT a FROM t LIMIT 0", ""},
+      {"SELECT a, b FROM t ORDER BY a LIMIT 3", "1|y\n1|x\n2|y\n"},
+      {"SELECT b FROM t ORDER BY a DESC NULLS FIRST, b", "x\nx\ny\nx\ny\n"},
+      {"SELECT DISTINCT b FROM t", "x\ny\n"},
+      {"SELECT DISTINCT a FROM t LIMIT 2 OFFSET 1", "1\n\n"},
+      {"SELECT b, SUM(a) FROM t GROUP BY b LIMIT 1 OFFSET 1", "y|3\n"},
+      {"SELECT COUNT(*), SUM(a), MAX(b) FROM t WHERE a > 9", "0||\n"},
+      {"SELECT b FROM t WHERE a > 9 GROUP BY b", ""},
+      {"SELECT COUNT(*) FROM t HAVING COUNT(*) > 5", ""},
+      {"SELECT 1 WHERE 1 > 2", ""},
+      {"SELECT COUNT(*)", "1\n"},
+      // Rows that nobody wants are not evaluated.
+      {"SELECT 6 / (a - 2) FROM t LIMIT 3", "6\n-6\n\n"},
+      {"SELECT 1 / 0 FROM t LIMIT 0", ""},
+      {"SELECT DISTINCT 6 / (a - 2) FROM t LIMIT 2", "6\n-6\n"},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(RunSql(session, c.sql), c.rows) << c.sql;
+}
+
+TEST_F(QueryRunTest, ReportsTheInputRowOfAnError) {
+  Session session = Open("a,b\n3,2147483647\n1,1\n0,5\n1,1\n", "a:int4,b:int4");
+  const std::string divided =
+      "division by zero: leave out the rows whose divisor is 0, or make it NULL there";
+  for (const char* sql :
+       {"SELECT 6 / a FROM t", "SELECT a FROM t WHERE 6 / a > 1", "SELECT SUM(6 / a) FROM t",
+        "SELECT COUNT(*) FROM t GROUP BY 6 / a", "SELECT a FROM t ORDER BY 6 / a"}) {
+    EXPECT_EQ(Error(session, sql), divided + " @row 3") << sql;
+  }
+  EXPECT_EQ(Error(session, "SELECT 6 / (COUNT(*) - 4) FROM t"), divided);
+  EXPECT_EQ(Error(session, "SELECT 1 / 0"), divided);
+
+  SUSystemConfig::GetSystemConfig().wideIntegerAggregates_ = false;
+  const std::string overflowed =
+      "SumInt32 overflowed: the result is beyond the limit 2147483647 @row 2";
+  EXPECT_EQ(Error(session, "SELECT SUM(b) FROM t"), overflowed);
+  SUSystemConfig::GetSystemConfig().groupMemory_ = 1;
+  EXPECT_EQ(Error(session, "SELECT a > 2, SUM(b) FROM t GROUP BY a > 2"), "no error");
+  EXPECT_EQ(Error(session, "SELECT a >= 0, SUM(b) FROM t GROUP BY a >= 0"), overflowed);
+  SqrtSorter::SetInitialBufferBytes(1024);
+  SUSystemConfig::GetSystemConfig().tempDirectory_ = folder_.File("nowhere");
+  std::string rows = "a\n";
+  for (int i = 0; i < 3000; ++i) rows += std::to_string(i) + "\n";
+  Session large = Open(rows);
+  EXPECT_EQ(Error(large, "SELECT a FROM t ORDER BY a DESC"),
+            "sorting cannot write temporary files in \"nowhere\": No such file or directory");
+}
+
+TEST_F(QueryRunTest, RunsOverTablesInMemoryAndRepeats) {
+  auto table = std::make_shared<Table>();
+  table->schema.name = L"Memory";
+  table->rowCount = 2;
+  TableColumn column;
+  column.info = {L"n", XeInt2Data, 2, 0, false};
+  const int16 values[] = {-5, 7};
+  column.values.assign(reinterpret_cast<const uint8*>(values),
+                       reinterpret_cast<const uint8*>(values + 2));
+  table->columns.push_back(column);
+  table->schema.columns.push_back(column.info);
+  Session session;
+  session.AddTable(table);
+  CapturingSink sink;
+  session.Execute("SELECT n, n + 1 FROM memory ORDER BY n DESC", sink, 3);
+  ASSERT_EQ(sink.rows.size(), 2u);
+  EXPECT_EQ(sink.rows[0][0], "7");
+  EXPECT_EQ(sink.columns[0].type, XeInt2Data);
+  EXPECT_EQ(sink.columns[1].type, XeInt4Data);
+  session.Execute("SELECT COUNT(DISTINCT n), COUNT(*) FROM memory", sink, 3);
+  EXPECT_EQ(sink.rows[0][1], "2");
+}
+
+TEST_F(QueryRunTest, ExplainsTheBoundTrees) {
+  Session session = Open("a,b\n3,x\n");
+  EXPECT_EQ(RunSql(session,
+                   "EXPLAIN SELECT DISTINCT b, SUM(a) FROM t WHERE a > 1 GROUP BY b HAVING "
+                   "COUNT(*) > 0 ORDER BY b DESC LIMIT 3 OFFSET 1"),
+            "scan t (2 of 2 columns)\n"
+            "filter\n"
+            "  GTInt32 -> BOOLEAN\n"
+            "    ExtractInt32 a -> INTEGER\n"
+            "    ConstantInt32 1 -> INTEGER\n"
+            "group by b\n"
+            "  ExtractLongVarXeChar b -> LONG VARCHAR\n"
+            "aggregate SUM(a) by SumNumber\n"
+            "  ConvertInt32toNumber -> NUMERIC\n"
+            "    ExtractInt32 a -> INTEGER\n"
+            "aggregate COUNT(*) by CountStar\n"
+            "having\n"
+            "  GTUInt32 -> BOOLEAN\n"
+            "    ExtractUInt32 COUNT(*) -> UNSIGNED INTEGER\n"
+            "    ConstantUInt32 0 -> UNSIGNED INTEGER\n"
+            "output b\n"
+            "  ExtractLongVarXeChar b -> LONG VARCHAR\n"
+            "output sum\n"
+            "  ExtractNumber SUM(a) -> NUMERIC\n"
+            "distinct\n"
+            "order by b descending\n"
+            "offset 1\n"
+            "limit 3\n");
+}
+
+/// A plan of one output, whose tree breaks the contract in some way.
+template <class Value>
+std::string ErrorOfOutput(Stub<Value>* stub, const ColumnInfo& result) {
+  QueryPlan plan;
+  plan.outputs.push_back({std::unique_ptr<RExpression>(stub), result, 0});
+  plan.visibleOutputs = 1;
+  return ErrorOf("", [&] {
+    QueryRun run(std::move(plan), nullptr);
+    CapturingSink sink;
+    run.Run(sink);
+  });
+}
+
+TEST_F(QueryRunTest, RefusesTreesThatBreakTheirContract) {
+  const ColumnInfo number{L"n", XeInt4Data, 4, 0, false};
+  EXPECT_EQ(ErrorOfOutput(new Stub<int32>(XeInt4Data, 1), number), "no error");
+  EXPECT_EQ(ErrorOfOutput(new Stub<int32>(XeInt4Data, 1, kUnknown), number),
+            "an expression that is never NULL gave NULL for the column \"n\"");
+  for (const RExprReturn status : {kFalse, kError, kEod}) {
+    EXPECT_EQ(ErrorOfOutput(new Stub<int32>(XeInt4Data, 1, status), number),
+              "an expression ended with a status that is neither a value nor NULL: " +
+                  std::to_string(status));
+  }
+  EXPECT_EQ(ErrorOfOutput(new Stub<float64>(XeDoubleData, 1), number),
+            "an expression gave another type than was planned for the column \"n\": DOUBLE");
+  wchar_t characters[] = L"long";
+  EXPECT_EQ(ErrorOfOutput(new Stub<RefLongVarChar>(XeLongVarCharData, {4, characters}, kTrue, 4),
+                          {L"s", XeLongVarCharData, 3, 0, false}),
+            "a text is longer than the 3 characters of the column \"s\"");
+}
+
+}  // namespace
+}  // namespace sqxer::test
