@@ -1,0 +1,213 @@
+// Runs the command itself: options, output formats, exit statuses and what goes to which stream.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include "server/Query/Execution/Engine/TemporaryFolder.h"
+
+namespace sqxer::test {
+namespace {
+
+struct Result {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Quoted(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+class Command : public testing::Test {
+ protected:
+  /// Runs a shell line in the folder, in which `sqxer` is the command.
+  Result Shell(const std::string& line) {
+    const std::string script = "cd " + Quoted(folder_.Path()) + "\nsqxer() { " +
+                               Quoted(SQXER_BINARY_DIR "/bin/sqxer") + " \"$@\"; }\n{ " + line +
+                               "\n} >out.txt 2>err.txt </dev/null";
+    const int status = std::system(("bash -c " + Quoted(script)).c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(folder_.File("out.txt")),
+            ReadFile(folder_.File("err.txt"))};
+  }
+  Result Sqxer(const std::string& options, const std::string& sql) {
+    return Shell("sqxer " + options + " " + Quoted(sql));
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(Command, PrintsEveryFormat) {
+  folder_.Write("t.csv",
+                "n,text,d,b,day\n1,plain,0.1,true,2012-01-31\n"
+                ",\"a,\"\"b\"\"\nc\",NaN,false,\n-30,\"\",1e300,,2012-02-01\n"
+                "4,\"\t\\\u65E5\u672Ce\u0301\",,,\n");
+  const std::string sql = "SELECT *, NUMERIC '1.50' AS \"x,\"\"\" FROM t";
+  EXPECT_EQ(Sqxer("-o csv", sql).out,
+            "n,text,d,b,day,\"x,\"\"\"\n1,plain,0.1,true,2012-01-31,1.5\n"
+            ",\"a,\"\"b\"\"\nc\",NaN,false,,1.5\n-30,\"\",1e+300,,2012-02-01,1.5\n"
+            "4,\t\\\u65E5\u672Ce\u0301,,,,1.5\n");
+  EXPECT_EQ(Sqxer("-o json", sql).out,
+            R"({"n":1,"text":"plain","d":0.1,"b":true,"day":"2012-01-31","x,\"":1.5})"
+            "\n"
+            R"({"n":null,"text":"a,\"b\"\nc","d":"NaN","b":false,"day":null,"x,\"":1.5})"
+            "\n"
+            R"({"n":-30,"text":"","d":1e+300,"b":null,"day":"2012-02-01","x,\"":1.5})"
+            "\n"
+            "{\"n\":4,\"text\":\"\\t\\\\\u65E5\u672Ce\u0301\",\"d\":null,\"b\":null,"
+            "\"day\":null,\"x,\\\"\":1.5}\n");
+  EXPECT_EQ(Sqxer("-o table", sql).out,
+            "    n | text     |      d | b     | day        | x,\"\n"
+            "------+----------+--------+-------+------------+-----\n"
+            "    1 | plain    |    0.1 | true  | 2012-01-31 | 1.5\n"
+            " NULL | a,\"b\"\\nc |    NaN | false | NULL       | 1.5\n"
+            "  -30 |          | 1e+300 | NULL  | 2012-02-01 | 1.5\n"
+            "    4 | \\t\\\u65E5\u672Ce\u0301 |   NULL | NULL  | NULL       | 1.5\n"
+            "(4 rows)\n");
+  EXPECT_EQ(Sqxer("--no-header", "SELECT n FROM t LIMIT 2").out, "1\n\n");
+  EXPECT_EQ(Sqxer("-o table", "EXPLAIN SELECT 1, 'a,b'").out,
+            "output ?column?\n  ConstantInt32 1 -> INTEGER\n"
+            "output ?column?\n  ConstantLongVarXeChar 'a,b' -> LONG VARCHAR\n");
+}
+
+TEST_F(Command, ReadsItsOwnCsvBackUnchanged) {
+  folder_.Write(
+      "t.csv",
+      "i,big,d,s,c,day,ts,tm,b\n"
+      "1,3000000000,0.1,\" x\",ab,2012-01-31,2012-01-31 23:59:59.5,23:59:59.000000001,"
+      "true\n"
+      "-2147483648,-99999999999999999999999999999999999999,-Infinity,\"\",,0001-01-01,,,\n"
+      ",,5e-324,\"line\r\nend, \"\"q\"\"\",\"\",,9999-12-31 00:00:00,00:00:00,false\n");
+  ASSERT_EQ(Sqxer("--schema 't=c:char(4)'", "SELECT * FROM t").status, 0);
+  std::filesystem::copy_file(folder_.File("out.txt"), folder_.File("u.csv"));
+  const Result again = Sqxer("--schema 'u=c:char(4)'", "SELECT * FROM u");
+  EXPECT_EQ(again.out, ReadFile(folder_.File("u.csv")));
+  // A NULL in a result of one column is an empty line.
+  EXPECT_EQ(Shell("sqxer 'SELECT i FROM t' > one.csv; sqxer 'SELECT i FROM one'").out,
+            "i\n1\n-2147483648\n\n");
+}
+
+TEST_F(Command, SaysWhatIsWrongInOneLineAndByItsStatus) {
+  folder_.Write("t.csv", "a,s\n1,x\n0,y\n");
+  folder_.Write("bad.csv", "a,b\n1,2\n3\n");
+  const std::string divided =
+      "error 59008: division by zero: leave out the rows whose divisor is 0, or make it NULL there";
+  const struct {
+    const char* arguments;
+    int status;
+    std::string err;
+  } kCases[] = {
+      {"'SELECT 1 / a FROM t'", 1, divided + " (line 1, column 10, input row 2)\n"},
+      {"'SELECT 1;\n\nSELECT 2,\n  1 / 0; SELECT 3'", 1, divided + " (line 4, column 5)\n"},
+      {"'SELECT s + 1 FROM t'", 1, ""},
+      {"'SELECT nope FROM t'", 1,
+       "error 59015: there is no column of this name: \"nope\" (line 1, "
+       "column 8)\n"},
+      {"'SELECT * FROM bad'", 3,
+       "error 57004: line 3 of \"bad.csv\" must have as many fields as the header, 2, and not 1 "
+       "(line 1, column 15)\n"},
+      {"'SELECT * FROM bad; SELECT 1 / 0'", 3, ""},
+      {"'SELECT 1 / 0; SELECT * FROM bad'", 1, ""},
+      {"-t x=nope.csv 'SELECT * FROM x'", 3,
+       "error 57002: \"nope.csv\" cannot be read: No such file or directory (line 1, column 15)\n"},
+      {"-f nope.sql", 3, "error 57002: \"nope.sql\" cannot be read: No such file or directory\n"},
+      {"-t x=nope.txt 'SELECT 1'", 2,
+       "error 57015: a table is a file that ends in .csv or .tsv, or FILE.db:table: "
+       "\"nope.txt\"\n"},
+      {"-t x 'SELECT 1'", 2,
+       "sqxer: --table: must be NAME=PATH and not x (--help shows the "
+       "options)\n"},
+      {"--set Nope=1 'SELECT 1'", 2,
+       "error 58040: there is no switch of this name (--help-switches lists them all): \"Nope\"\n"},
+      {"--schema t=a:int8 'SELECT 1'", 2, ""},
+      {"--repeat 0 'SELECT 1'", 2, ""},
+      {"--nope 'SELECT 1'", 2, ""},
+      {"-o xml 'SELECT 1'", 2, ""},
+      {"''", 2, "sqxer: no SQL is given (--help shows the options)\n"},
+      {"\"$(printf 'SELECT \\xff')\"", 1, "error: the SQL is not valid UTF-8 text\n"},
+      {"'SELECT 1' >/dev/full", 1,
+       "error: the result cannot be written: standard output: No space left on device\n"},
+      {"'SELECT 1' >&-", 1,
+       "error: the result cannot be written: standard output: Bad file descriptor\n"},
+  };
+  const std::regex oneLine("[^\n]+\n");
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.arguments);
+    const Result result = Shell(std::string("sqxer ") + c.arguments);
+    EXPECT_EQ(result.status, c.status) << result.err;
+    if (c.err.empty()) {
+      EXPECT_TRUE(result.status == 2 || result.err.find('\n') != std::string::npos);
+    } else {
+      EXPECT_EQ(result.err, c.err);
+      EXPECT_TRUE(std::regex_match(result.err, oneLine));
+    }
+  }
+}
+
+TEST_F(Command, WritesNoHalfResultAndGoesOnAfterAnError) {
+  folder_.Write("t.csv", "a\n1\n2\n0\n");
+  const Result result = Sqxer("", "SELECT 6 / a AS x FROM t; SELECT SUM(a) AS total FROM t");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "total\n3\n");
+}
+
+TEST_F(Command, OutlivesAReaderThatGoes) {
+  folder_.Write(
+      "t.csv", "a\n" + [] {
+        std::string rows;
+        for (int i = 0; i < 100000; ++i) rows += std::to_string(i) + "\n";
+        return rows;
+      }());
+  const Result result = Shell("{ sqxer 'SELECT a FROM t'; echo \"status $?\" >&2; } | true");
+  EXPECT_EQ(result.err,
+            "error: the result cannot be written: standard output: Broken pipe\nstatus 1\n");
+}
+
+TEST_F(Command, KeepsLargeResultsInAFile) {
+  // Some 80 MB, more than stays in memory.
+  folder_.Write("t.csv", "a\n" + std::string(4000, 'x') + "\n");
+  std::string columns = "a";
+  for (int i = 1; i < 200; ++i) columns += ",a";
+  std::string rows = "a\n";
+  for (int i = 0; i < 100; ++i) rows += std::string(4000, static_cast<char>('a' + i % 26)) + "\n";
+  folder_.Write("t.csv", rows);
+  const std::string sql = "SELECT " + columns + " FROM t";
+  EXPECT_EQ(Shell("sqxer --no-header " + Quoted(sql) + " | tr ',' '\\n' | uniq | cksum").out,
+            Shell("tail -n +2 t.csv | cksum").out);
+}
+
+TEST_F(Command, TakesSqlFromFileAndStandardInputAndShowsWhatItKnows) {
+  folder_.Write("q.sql", "-- a comment\nSELECT 1 AS one;\nSELECT 2 AS two");
+  folder_.Write("tab.tsv", "k\tv\na\t2\n");
+  EXPECT_EQ(Shell("sqxer -f q.sql").out, "one\n1\ntwo\n2\n");
+  EXPECT_EQ(Shell("sqxer < q.sql").out, "one\n1\ntwo\n2\n");
+  EXPECT_EQ(Shell("sqxer -t a=tab.tsv -t b=tab.tsv --set IntegerDivideAsDouble=on "
+                  "'SELECT v / 4 AS q FROM a; SELECT k FROM b'")
+                .out,
+            "q\n0.5\nk\na\n");
+  EXPECT_EQ(Shell("mkdir -p sub; mv tab.tsv sub; sqxer -C sub 'SELECT k FROM \"sub/tab.tsv\"'").out,
+            "k\na\n");
+  const Result timed = Shell("sqxer --timing --repeat 3 'SELECT 1 AS x'");
+  EXPECT_EQ(timed.out, "x\n1\n");
+  EXPECT_TRUE(std::regex_match(timed.err,
+                               std::regex(R"(\{"statement":1,"load_ms":[0-9.]+,"bind_ms":[0-9.]+,)"
+                                          R"("run_ms":[0-9.]+,"runs":3\}\n)")))
+      << timed.err;
+  EXPECT_NE(Shell("sqxer --functions").out.find("### `"), std::string::npos);
+  EXPECT_NE(Shell("sqxer --help-switches").out.find("GroupMemory=256MiB\n"), std::string::npos);
+  EXPECT_NE(Shell("sqxer --help").out.find("Exit status"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace sqxer::test

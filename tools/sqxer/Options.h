@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace sqxer {
+
+enum class OutputFormat { kTable, kCsv, kJson };
+
+/// What the command line asks for.
+struct Options {
+  using Assignments = std::vector<std::pair<std::string, std::string>>;
+
+  /// The SQL itself, or the file that holds it; neither: standard input.
+  std::optional<std::string> sql;
+  std::optional<std::string> sqlFile;
+  /// NAME=VALUE each.
+  Assignments tables;
+  Assignments schemas;
+  Assignments switches;
+  std::string directory = ".";
+  OutputFormat format = OutputFormat::kCsv;
+  int repeat = 1;
+  bool timing = false;
+  bool header = true;
+  bool progress = true;
+  bool showFunctions = false;
+  bool showSwitches = false;
+};
+
+/// The exit statuses of the command.
+enum ExitStatus { kDone = 0, kQueryFailed = 1, kWrongOptions = 2, kFileFailed = 3 };
+
+/// Reads the command line. Instead of options an exit status when there is nothing more to do: help
+/// was printed, or an option is wrong and standard error says so.
+std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* arguments);
+
+}  // namespace sqxer

@@ -1,0 +1,143 @@
+#include "ResultFormats.h"
+
+#include <fmt/format.h>
+
+#include "Utility/BaseStringUtil.h"
+#include "ValueText.h"
+
+namespace sqxer {
+namespace {
+
+void AppendCsv(std::string& line, std::string_view text) {
+  if (!text.empty() && text.find_first_of(",\"\r\n") == std::string_view::npos) {
+    line += text;
+    return;
+  }
+  line += '"';
+  for (char c : text) line.append(c == '"' ? 2 : 1, c);
+  line += '"';
+}
+
+void AppendJson(std::string& line, std::string_view text) {
+  line += '"';
+  for (char c : text) {
+    switch (c) {
+      case '"':
+        line += "\\\"";
+        break;
+      case '\\':
+        line += "\\\\";
+        break;
+      case '\n':
+        line += "\\n";
+        break;
+      case '\r':
+        line += "\\r";
+        break;
+      case '\t':
+        line += "\\t";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) < ' ') {
+          line += fmt::format("\\u{:04x}", c);
+        } else {
+          line += c;
+        }
+    }
+  }
+  line += '"';
+}
+
+}  // namespace
+
+void FormattedResult::Begin(const std::vector<ColumnInfo>& columns,
+                            const XeRecordMetaData& layout) {
+  for (const ColumnInfo& column : columns) {
+    fields_.push_back(layout.GetFieldDescriptor(static_cast<int>(names_.size())));
+    names_.push_back(BaseStringUtil::StringToUtf8(column.name));
+  }
+  Header();
+}
+
+bool FormattedResult::Plan(const std::vector<XeString>& lines) {
+  for (const XeString& line : lines) plan_ += BaseStringUtil::StringToUtf8(line) + "\n";
+  return true;
+}
+
+void FormattedResult::Print() const {
+  if (plan_.empty()) return PrintRows();
+  WriteOut(plan_);
+}
+
+void FormattedResult::PrintRows() const { spool_.ForEachPiece(&WriteOut); }
+
+void CsvResult::Header() {
+  if (!header_) return;
+  line_.clear();
+  for (const std::string& name : names_) {
+    if (!line_.empty()) line_ += ',';
+    AppendCsv(line_, name);
+  }
+  AppendLine();
+}
+
+void CsvResult::Row(const uint8* record) {
+  line_.clear();
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (i != 0) line_ += ',';
+    if (IsNullField(*fields_[i], record)) continue;
+    value_.clear();
+    AppendValueText(*fields_[i], record, value_);
+    AppendCsv(line_, value_);
+  }
+  AppendLine();
+}
+
+void CsvResult::AppendLine() {
+  line_ += '\n';
+  spool_.Append(line_);
+}
+
+void JsonResult::Header() {
+  for (const std::string& name : names_) {
+    std::string key = keys_.empty() ? "{" : ",";
+    AppendJson(key, name);
+    keys_.push_back(key + ":");
+  }
+}
+
+void JsonResult::Row(const uint8* record) {
+  line_.clear();
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    line_ += keys_[i];
+    if (IsNullField(*fields_[i], record)) {
+      line_ += "null";
+      continue;
+    }
+    value_.clear();
+    AppendValueText(*fields_[i], record, value_);
+    const XeDataType type = fields_[i]->GetDataType();
+    const bool isNumber = IsNumberField(type) && value_ != "NaN" && !value_.ends_with("Infinity");
+    if (isNumber || type == XeBoolean) {
+      line_ += value_;
+    } else {
+      AppendJson(line_, value_);
+    }
+  }
+  line_ += "}\n";
+  spool_.Append(line_);
+}
+
+std::unique_ptr<FormattedResult> MakeResult(const Options& options) {
+  switch (options.format) {
+    case OutputFormat::kTable:
+      return std::make_unique<TableResult>();
+    case OutputFormat::kJson:
+      return std::make_unique<JsonResult>();
+    case OutputFormat::kCsv:
+      break;
+  }
+  return std::make_unique<CsvResult>(options.header);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "SpillFile.h"
+
+namespace sqxer {
+
+/// The bytes of a result that is not complete: they are written out when its statement has
+/// succeeded, and thrown away otherwise. Kept in memory, and beyond 64 MiB in a temporary file
+/// without a name.
+class ResultSpool {
+ public:
+  /// Error 59180 when the temporary file cannot be written.
+  void Append(std::string_view bytes) {
+    memory_ += bytes;
+    if (memory_.size() >= kMaxMemory) Spill();
+  }
+  /// Gives all bytes in order, in pieces.
+  void ForEachPiece(const std::function<void(std::string_view)>& take) const;
+
+ private:
+  static constexpr std::size_t kMaxMemory = std::size_t{64} << 20;
+  void Spill();
+
+  std::string memory_;
+  std::optional<SpillFile> file_;
+};
+
+/// Writes to standard output, all of it. Throws std::system_error when the output is full or
+/// closed.
+void WriteOut(std::string_view bytes);
+
+}  // namespace sqxer
