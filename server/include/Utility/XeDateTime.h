@@ -11,15 +11,20 @@ namespace sqxer {
 inline constexpr int kMinYear = -4713;
 inline constexpr int kMaxYear = 9999;
 
+class XeDateTime;
+
 /// A calendar day (proleptic Gregorian calendar). Plain bytes; a default object is year 0, month 0,
 /// day 0, which is not a day.
-class XeDate {
+class XEUTILITY_API XeDate {
  public:
   XeDate() = default;
   XeDate(int year, int month, int day)
       : year_(static_cast<int16>(year)),
         month_(static_cast<uint16>(month)),
         day_(static_cast<uint16>(day)) {}
+  /// The day of a date-time.
+  explicit XeDate(const XeDateTime& value) { *this = value; }
+  XeDate& operator=(const XeDateTime& value);
 
   int GetYear() const { return year_; }
   int GetMonth() const { return month_; }
@@ -43,7 +48,7 @@ class XeDate {
 static_assert(sizeof(XeDate) == 6);
 
 /// A time of day with nanoseconds.
-class XeTime {
+class XEUTILITY_API XeTime {
  public:
   XeTime() = default;
   XeTime(int hour, int minute, int second, uint32 nanosecond = 0)
@@ -51,6 +56,9 @@ class XeTime {
         minute_(static_cast<uint16>(minute)),
         second_(static_cast<uint16>(second)),
         nanosecond_(nanosecond) {}
+  /// The time of day of a date-time.
+  explicit XeTime(const XeDateTime& value) { *this = value; }
+  XeTime& operator=(const XeDateTime& value);
 
   int GetHour() const { return hour_; }
   int GetMinute() const { return minute_; }
@@ -77,7 +85,7 @@ class XeTime {
 static_assert(sizeof(XeTime) == 12);
 
 /// A day and a time of day.
-class XeDateTime {
+class XEUTILITY_API XeDateTime {
  public:
   XeDateTime() = default;
   XeDateTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
@@ -132,6 +140,8 @@ class XeDateTime {
 };
 static_assert(sizeof(XeDateTime) == 16);
 
+inline XeDate& XeDate::operator=(const XeDateTime& value) { return *this = value.GetDate(); }
+inline XeTime& XeTime::operator=(const XeDateTime& value) { return *this = value.GetTime(); }
 inline XeDateTime& XeDateTime::operator=(const XeDate& date) {
   return *this = XeDateTime(date.GetYear(), date.GetMonth(), date.GetDay());
 }

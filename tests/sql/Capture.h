@@ -1,0 +1,47 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ResultSink.h"
+#include "ValueText.h"
+
+namespace sqxer::test {
+
+/// Keeps a whole result as texts; nullopt is NULL.
+class CapturingSink : public ResultSink {
+ public:
+  using Row_t = std::vector<std::optional<std::string>>;
+
+  void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override {
+    rows.clear();
+    ended = false;
+    this->columns = columns;
+    fields_.clear();
+    for (int i = 0; i < static_cast<int>(columns.size()); ++i) {
+      fields_.push_back(layout.GetFieldDescriptor(i));
+    }
+  }
+  void Row(const uint8* record) override {
+    Row_t row;
+    for (const XeFieldDescriptorRef& field : fields_) {
+      if (IsNullField(*field, record)) {
+        row.push_back(std::nullopt);
+      } else {
+        AppendValueText(*field, record, row.emplace_back(std::string()).value());
+      }
+    }
+    rows.push_back(std::move(row));
+  }
+  void End() override { ended = true; }
+
+  std::vector<ColumnInfo> columns;
+  std::vector<Row_t> rows;
+  bool ended = false;
+
+ private:
+  std::vector<XeFieldDescriptorRef> fields_;
+};
+
+}  // namespace sqxer::test

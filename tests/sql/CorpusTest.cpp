@@ -1,0 +1,203 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "Capture.h"
+#include "Compiler.h"
+#include "Session.h"
+#include "TestFile.h"
+#include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A folder of its own for the tables of one case, gone with the object.
+class TableFolder {
+ public:
+  TableFolder() : path_(fs::temp_directory_path() / ("sqxer-corpus-" + std::to_string(getpid()))) {
+    fs::create_directories(path_);
+  }
+  ~TableFolder() { fs::remove_all(path_); }
+
+  void Add(Session& session, const TableDefinition& table) const {
+    std::ofstream file(path_ / (table.name + ".csv"));
+    std::string header;
+    for (const std::string& column : Columns(table.columns)) {
+      header += (header.empty() ? "" : ",") + column.substr(0, column.find(':'));
+    }
+    file << header << "\n" << table.rows;
+    file.close();
+    session.SetDirectory(path_.string());
+    session.SetSchema(table.name, table.columns);
+  }
+
+ private:
+  static std::vector<std::string> Columns(const std::string& columns) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    while (start < columns.size()) {
+      const std::size_t comma = columns.find(',', start);
+      parts.push_back(columns.substr(start, comma - start));
+      if (comma == std::string::npos) break;
+      start = comma + 1;
+    }
+    return parts;
+  }
+
+  fs::path path_;
+};
+
+/// Puts the switches of a case in force, over those that the run as a whole asks for.
+class Switches {
+ public:
+  explicit Switches(const std::vector<std::string>& switches)
+      : saved_(SUSystemConfig::GetSystemConfig()) {
+    if (const char* run = std::getenv("SQXER_TEST_SET")) Set(run);
+    for (const std::string& assignment : switches) Set(assignment);
+  }
+  ~Switches() { SUSystemConfig::GetSystemConfig() = saved_; }
+
+ private:
+  static void Set(const std::string& assignment) {
+    const std::size_t equals = assignment.find('=');
+    SUSystemConfig::GetSystemConfig().Set(assignment.substr(0, equals),
+                                          assignment.substr(equals + 1));
+  }
+  SUSystemConfig saved_;
+};
+
+std::string RowText(const CapturingSink::Row_t& row) {
+  std::string text;
+  for (const auto& value : row) {
+    if (!text.empty() || &value != row.data()) text += ',';
+    if (!value) {
+      text += "NULL";
+    } else if (value->find_first_of(",\"\n") != std::string::npos || value->empty()) {
+      text += '"';
+      for (char c : *value) text.append(c == '"' ? 2 : 1, c);
+      text += '"';
+    } else {
+      text += *value;
+    }
+  }
+  return text;
+}
+
+/// What an evaluation gave: rows as lines, or one line with the error.
+struct Outcome {
+  std::vector<std::string> lines;
+  std::string type;
+  bool failed = false;
+};
+
+enum class Place { kShown, kLeftOut };
+
+Outcome Evaluate(Session& session, const std::string& sql, Place place) {
+  Outcome outcome;
+  try {
+    CapturingSink sink;
+    session.Execute(sql, sink);
+    EXPECT_TRUE(sink.ended);
+    for (const auto& row : sink.rows) outcome.lines.push_back(RowText(row));
+    if (sink.columns.size() == 1) {
+      outcome.type = BaseStringUtil::StringToUtf8(
+          SUXeDataTypeUtility::GetXeDataTypeName(sink.columns.front().type));
+    }
+  } catch (const ErrorMessage& error) {
+    outcome.failed = true;
+    std::string line = "error " + std::to_string(error.GetCode()) + ": " + error.what();
+    if (place == Place::kShown) {
+      if (error.GetSourcePosition() >= 0) {
+        const LineColumn at = FindLineColumn(sql, error.GetSourcePosition());
+        line += " (line " + std::to_string(at.line) + ", column " + std::to_string(at.column);
+        if (error.GetRowNumber() >= 0)
+          line += ", input row " + std::to_string(error.GetRowNumber());
+        line += ")";
+      }
+    }
+    outcome.lines = {line};
+  }
+  return outcome;
+}
+
+void RunScalar(Session& session, const Scalar& scalar) {
+  SCOPED_TRACE("line " + std::to_string(scalar.line) + ": " + scalar.expression);
+  const Outcome plain = Evaluate(session, "SELECT " + scalar.expression, Place::kLeftOut);
+  EXPECT_THAT(plain.lines, testing::ElementsAre(scalar.expected));
+  if (!scalar.type.empty()) {
+    EXPECT_EQ(plain.type, scalar.type);
+  }
+  if (!scalar.literalReason.empty()) return;
+
+  const MovedExpression moved = MoveLiterals(scalar.expression);
+  if (moved.table.columns.empty()) return;
+  TableFolder folder;
+  Session fresh;
+  folder.Add(fresh, moved.table);
+  const Outcome again =
+      Evaluate(fresh, "SELECT " + moved.expression + " FROM literals", Place::kLeftOut);
+  EXPECT_EQ(again.lines, plain.lines)
+      << "with literals in columns: " << moved.expression << " of " << moved.table.columns;
+  if (!plain.failed) {
+    EXPECT_EQ(again.type, plain.type) << moved.expression;
+  }
+}
+
+class CorpusCase : public testing::Test {
+ public:
+  explicit CorpusCase(TestCase test) : test_(std::move(test)) {}
+
+  void TestBody() override {
+    const Switches switches(test_.switches);
+    Session session;
+    const TableFolder folder;
+    for (const TableDefinition& table : test_.tables) folder.Add(session, table);
+
+    if (test_.kind == TestCase::Kind::kScalar) {
+      for (const Scalar& scalar : test_.scalars) RunScalar(session, scalar);
+      return;
+    }
+    const Outcome outcome = Evaluate(session, test_.sql, Place::kShown);
+    EXPECT_EQ(outcome.failed, test_.kind == TestCase::Kind::kError);
+    if (test_.kind == TestCase::Kind::kUnorderedQuery) {
+      EXPECT_THAT(outcome.lines, testing::UnorderedElementsAreArray(test_.expected));
+    } else {
+      EXPECT_THAT(outcome.lines, testing::ElementsAreArray(test_.expected));
+    }
+  }
+
+ private:
+  TestCase test_;
+};
+
+[[maybe_unused]] const bool registered = [] {
+  const fs::path root = fs::path(SQXER_SOURCE_DIR) / "tests" / "sql";
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    if (entry.path().extension() == ".test") files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  for (const fs::path& file : files) {
+    std::string suite = fs::relative(file, root).replace_extension().string();
+    std::replace(suite.begin(), suite.end(), '/', '.');
+    for (TestCase& test : ReadTestFile(file.string())) {
+      const std::string name = "line_" + std::to_string(test.line);
+      testing::RegisterTest(("Corpus." + suite).c_str(), name.c_str(), nullptr, nullptr,
+                            file.c_str(), test.line,
+                            [test]() -> testing::Test* { return new CorpusCase(test); });
+    }
+  }
+  return true;
+}();
+
+}  // namespace
+}  // namespace sqxer::test

@@ -1,0 +1,49 @@
+-- One query a line, run here and in SQLite over the same tables. Where the two spell the same thing
+-- differently: ours ||| theirs. Without ORDER BY the rows are compared as a set.
+SELECT "Origin State", COUNT(*) AS strikes, SUM("Cost Repair" + "Cost Other") AS cost, MAX("Speed IAS in knots") AS top_speed FROM birdstrikes WHERE "Speed IAS in knots" > 100 GROUP BY "Origin State" ORDER BY strikes DESC, "Origin State" LIMIT 10
+SELECT COUNT(*) FROM birdstrikes
+SELECT COUNT(*), COUNT("Speed IAS in knots"), COUNT("Origin State"), COUNT("Wildlife Size") FROM birdstrikes
+SELECT COUNT(DISTINCT "Origin State"), COUNT(DISTINCT "Wildlife Species"), COUNT(DISTINCT "Speed IAS in knots") FROM birdstrikes
+SELECT SUM("Cost Total $"), SUM("Cost Other"), SUM("Cost Repair") FROM birdstrikes
+SELECT SUM(DISTINCT "Cost Total $") FROM birdstrikes
+SELECT AVG("Speed IAS in knots"), MIN("Speed IAS in knots"), MAX("Speed IAS in knots") FROM birdstrikes
+SELECT MIN("Wildlife Species"), MAX("Wildlife Species"), MIN("Origin State"), MAX("Airport Name") FROM birdstrikes
+SELECT MIN("Flight Date"), MAX("Flight Date") FROM birdstrikes
+SELECT "Wildlife Size", COUNT(*) FROM birdstrikes GROUP BY "Wildlife Size" ORDER BY "Wildlife Size" NULLS LAST
+SELECT "Time of day", COUNT(*), SUM("Cost Total $") FROM birdstrikes GROUP BY "Time of day" ORDER BY 2 DESC
+SELECT "Phase of flight" AS phase, "Wildlife Size" AS size, COUNT(*) AS n FROM birdstrikes GROUP BY "Phase of flight", "Wildlife Size" ORDER BY n DESC, phase, size
+SELECT "Wildlife Species", COUNT(*) AS n FROM birdstrikes GROUP BY "Wildlife Species" HAVING COUNT(*) > 50 ORDER BY n DESC, "Wildlife Species"
+SELECT "Wildlife Species", COUNT(*) AS n FROM birdstrikes WHERE "Wildlife Size" = 'Large' GROUP BY "Wildlife Species" HAVING SUM("Cost Total $") > 100000 ORDER BY n DESC, "Wildlife Species"
+SELECT DISTINCT "Wildlife Size" FROM birdstrikes
+SELECT DISTINCT "Phase of flight", "Time of day" FROM birdstrikes
+SELECT DISTINCT "Origin State" FROM birdstrikes ORDER BY "Origin State" DESC NULLS LAST LIMIT 7 OFFSET 3
+SELECT "Aircraft Make Model", "Speed IAS in knots" FROM birdstrikes WHERE "Speed IAS in knots" BETWEEN 250 AND 260 ORDER BY "Speed IAS in knots" DESC, "Aircraft Make Model"
+SELECT COUNT(*) FROM birdstrikes WHERE "Speed IAS in knots" NOT BETWEEN 100 AND 200
+SELECT COUNT(*) FROM birdstrikes WHERE "Speed IAS in knots" IS NULL
+SELECT COUNT(*) FROM birdstrikes WHERE "Speed IAS in knots" IS NOT NULL AND "Wildlife Size" <> 'Small'
+SELECT COUNT(*) FROM birdstrikes WHERE NOT ("Wildlife Size" = 'Small' OR "Time of day" = 'Night')
+SELECT COUNT(*) FROM birdstrikes WHERE "Wildlife Size" = 'Large' AND "Time of day" = 'Night' OR "Cost Total $" > 10000
+SELECT COUNT(*) FROM birdstrikes WHERE "Flight Date" >= '1995-01-01' AND "Flight Date" < '1996-01-01'
+SELECT COUNT(*) FROM birdstrikes WHERE "Flight Date" BETWEEN DATE '1992-02-29' AND DATE '1993-03-01' ||| SELECT COUNT(*) FROM birdstrikes WHERE "Flight Date" BETWEEN '1992-02-29' AND '1993-03-01'
+SELECT "Flight Date", COUNT(*) AS n FROM birdstrikes GROUP BY "Flight Date" ORDER BY n DESC, "Flight Date" LIMIT 20
+SELECT "Origin State" || ', ' || "Wildlife Species" AS label, "Cost Total $" FROM birdstrikes WHERE "Origin State" IS NOT NULL AND "Wildlife Species" IS NOT NULL ORDER BY "Cost Total $" DESC, label LIMIT 25
+SELECT "Cost Repair" - "Cost Other", "Cost Repair" * 2, -"Cost Other" FROM birdstrikes WHERE "Cost Total $" > 50000
+SELECT "Cost Total $" / 7, "Speed IAS in knots" / 3 FROM birdstrikes WHERE "Cost Total $" > 0 AND "Speed IAS in knots" > 0
+SELECT "Speed IAS in knots" * 1.852 FROM birdstrikes WHERE "Speed IAS in knots" > 300
+SELECT "Airport Name" FROM birdstrikes WHERE "Airport Name" < 'BA' ORDER BY "Airport Name" LIMIT 30
+SELECT "Airport Name" FROM birdstrikes WHERE "Airport Name" >= 'W' AND "Airport Name" <= 'WZ' ORDER BY 1 DESC
+SELECT "Origin State", MIN("Flight Date"), MAX("Flight Date"), MIN("Aircraft Airline Operator") FROM birdstrikes GROUP BY "Origin State"
+SELECT COUNT(*), SUM("Cost Total $"), MIN("Wildlife Size"), AVG("Speed IAS in knots") FROM birdstrikes WHERE "Cost Total $" < 0
+SELECT "Time of day", "Origin State", "Cost Total $" FROM birdstrikes ORDER BY "Cost Total $" DESC, "Origin State", "Time of day" LIMIT 12 OFFSET 5
+SELECT * FROM weather WHERE precipitation > 40 ORDER BY date
+SELECT weather, COUNT(*), AVG(temp_max), MIN(temp_min), MAX(wind), SUM(precipitation) FROM weather GROUP BY weather ORDER BY weather
+SELECT date, temp_max - temp_min AS spread FROM weather ORDER BY spread DESC, date LIMIT 10
+SELECT weather, AVG(temp_max - temp_min) FROM weather WHERE wind > 2.5 AND precipitation = 0 GROUP BY weather ORDER BY weather
+SELECT date, temp_max * 9 / 5 + 32 FROM weather WHERE date < '2012-02-01' ORDER BY date
+SELECT COUNT(*) FROM weather WHERE temp_max > temp_min * 2 AND NOT weather = 'sun'
+SELECT weather || '!' AS w, COUNT(*) - 1 FROM weather GROUP BY weather HAVING MAX(temp_max) > 30 OR MIN(temp_min) < -5 ORDER BY w
+SELECT COUNT(DISTINCT weather), COUNT(DISTINCT temp_max), SUM(DISTINCT wind) FROM weather
+SELECT wind, COUNT(*) AS n FROM weather GROUP BY wind ORDER BY n DESC, wind LIMIT 15
+SELECT -temp_min, +wind FROM weather WHERE temp_min < -2
+SELECT weather, weather = 'rain', temp_max >= 30 FROM weather WHERE temp_max BETWEEN 29.5 AND 30.5
+SELECT precipitation, temp_max FROM weather WHERE precipitation BETWEEN 1 AND 2 AND temp_max BETWEEN 10 AND 12.5 ORDER BY precipitation, temp_max
