@@ -126,8 +126,12 @@ TEST(XeDateTime, ComparesFieldByFieldAndExtendsDatesAndTimes) {
   XeDateTime value(2012, 1, 31, 1, 2, 3, 4);
   value = XeTime(23, 59, 59, 999999999);
   EXPECT_EQ(value, XeDateTime(1900, 1, 1, 23, 59, 59, 999999999));
+  const XeTime time(value);
+  EXPECT_EQ(time, XeTime(23, 59, 59, 999999999));
   value = XeDate(2012, 2, 29);
   EXPECT_EQ(value, XeDateTime(2012, 2, 29));
+  const XeDate date(value);
+  EXPECT_EQ(date, XeDate(2012, 2, 29));
 }
 
 TEST(XeTime, IsValidWithinTheDay) {
