@@ -10,6 +10,9 @@ namespace sqxer {
 
 namespace {
 
+constexpr uint8 kNever = 0;
+constexpr uint8 kAlways = 1;
+
 /// Takes a field's bytes for those of a decimal number and writes the nearest double.
 void NumberBytesToFloat64(DataConvertParams, const uint8* source, uint32, uint8, uint8* destination,
                           uint32, uint8&, unsigned long&) {
@@ -166,6 +169,13 @@ Extract::Extract(RExprType kind, int fieldIndex, XeFieldDescriptorRef descriptor
       [&](const StoredForm& entry) { return entry.reader == kind && entry.stored == stored; });
   if (form == kStoredForms.end()) XeLogicError("a typed reader over a stored type not its own");
   convert_ = form->convert;
+  guard_ = convert_ != nullptr ? &kAlways : nullPointer_ != nullptr ? nullPointer_ : &kNever;
+}
+
+RExprReturn Extract::EvalHeldUp(void* out) {
+  if (IsNull()) return kUnknown;
+  WidenValue(convert_, dataPointer_, out);
+  return kTrue;
 }
 
 void Extract::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
@@ -215,8 +225,8 @@ RExpression* Extract::GetIthOperand(int) { XeLogicError("a column has no operand
 void Extract::SetIthOperand(int, RExpression*) { XeLogicError("a column has no operands"); }
 
 RExprReturn ExtractBinary::Eval(void* out) {
-  if (IsNull()) return kUnknown;
   if (resultDataType_ == XeBinaryData) return ExtractAddress::Eval(out);
+  if (IsHeldUp()) return kUnknown;
   *static_cast<RefLongVarBinary*>(out) = {fieldDescriptor_->GetLength(), dataPointer_};
   return kTrue;
 }

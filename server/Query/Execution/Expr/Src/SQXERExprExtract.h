@@ -43,6 +43,10 @@ class SQXEREXPR_API Extract : public RExpression {
           uint8* nullPointer, XeDataType resultType);
 
   bool IsNull() const { return nullPointer_ != nullptr && *nullPointer_ != 0; }
+  /// Whether the field's bytes are not the value: it is NULL, or must be converted.
+  bool IsHeldUp() const { return *guard_ != 0; }
+  /// What Eval of a reader that can convert does when it is held up.
+  RExprReturn EvalHeldUp(void* out);
 
   int fieldIndex_;
   XeString fieldName_;
@@ -52,6 +56,11 @@ class SQXEREXPR_API Extract : public RExpression {
   bool m_bGrandTotal;
   /// What brings the stored form into the reader's own, or null where the bytes are copied.
   DataConvert_t convert_ = nullptr;
+
+ private:
+  /// Non-zero at this address holds a reader up. It is the null indicator where the bytes are
+  /// copied, else a byte that never changes: so a plain value takes one test.
+  const uint8* guard_ = nullptr;
 };
 
 /// Reader of a value of fixed width.
@@ -64,14 +73,8 @@ class ExtractValue : public Extract {
 
   RExprType GetExpressionType() override { return kind; }
   RExprReturn Eval(void* out) override {
-    if (IsNull()) return kUnknown;
-    // One reader serves the narrow stored types too, so the plain copy is told apart here; the
-    // outcome is the same for every row of a bound tree.
-    if (convert_ == nullptr) {
-      std::memcpy(out, dataPointer_, sizeof(Value));
-    } else {
-      WidenValue(convert_, dataPointer_, out);
-    }
+    if (IsHeldUp()) return EvalHeldUp(out);
+    std::memcpy(out, dataPointer_, sizeof(Value));
     return kTrue;
   }
 };
@@ -86,7 +89,7 @@ class ExtractAddress : public Extract {
 
   RExprType GetExpressionType() override { return kind; }
   RExprReturn Eval(void* out) override {
-    if (IsNull()) return kUnknown;
+    if (IsHeldUp()) return kUnknown;
     *static_cast<uint8**>(out) = dataPointer_;
     return kTrue;
   }
@@ -116,7 +119,7 @@ class ExtractReference : public Extract {
 
   RExprType GetExpressionType() override { return kind; }
   RExprReturn Eval(void* out) override {
-    if (IsNull()) return kUnknown;
+    if (IsHeldUp()) return kUnknown;
     Reference& value = *static_cast<Reference*>(out);
     std::memcpy(&value.length_, lengthPointer_, sizeof(value.length_));
     value.buffer_ = first_;
