@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <string>
+#include <type_traits>
 
 #include "Utility/ExecutionUtility.h"
 #include "Utility/VelmarNumber.h"
@@ -23,11 +24,12 @@ concept ThreeWayComparable = requires(const T& a, const T& b) {
   { ThreeWay(a, b) } -> std::same_as<int>;
 };
 
-/// What the comparisons need of a type; they are all derived from these two.
+/// What the comparisons need of a type; they are all derived from these.
 template <class T>
 concept Comparable = requires(const T& a, const T& b) {
   { a == b } -> std::convertible_to<bool>;
   { a < b } -> std::convertible_to<bool>;
+  { a <= b } -> std::convertible_to<bool>;
 };
 
 /// A stateless comparison of two values of a type.
@@ -66,7 +68,7 @@ struct LessThanEqualToOp {
     if constexpr (ThreeWayComparable<T>) {
       return ThreeWay(a, b) <= 0;
     } else {
-      return LessThanOp::Apply(a, b) || EqualToOp::Apply(a, b);
+      return a <= b;
     }
   }
 };
@@ -89,7 +91,14 @@ struct GreaterThanEqualToOp {
 struct BetweenOp {
   template <Comparable T>
   static bool Apply(const T& value, const T& low, const T& high) {
-    return LessThanEqualToOp::Apply(low, value) && LessThanEqualToOp::Apply(value, high);
+    const bool reachesLow = LessThanEqualToOp::Apply(low, value);
+    // Values come in no order: a second comparison of machine numbers costs less than a guess at
+    // the outcome of the first.
+    if constexpr (std::is_arithmetic_v<T>) {
+      return reachesLow & LessThanEqualToOp::Apply(value, high);
+    } else {
+      return reachesLow && LessThanEqualToOp::Apply(value, high);
+    }
   }
 };
 
