@@ -5,7 +5,9 @@
 
 #include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
+#include "SQXERExprParam.h"
 #include "SQXERExpression.h"
+#include "SQXEROperandBinding.h"
 
 namespace sqxer {
 
@@ -151,18 +153,25 @@ bool RetypeTextConstant(RExpression*& slot, XeDataType partnerType) {
 
 }  // namespace
 
+OperandShape BindOperand(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
+                         MetaDataInfo& scratch, MetaDataInfo& info) {
+  scratch.Initialize();
+  BindInPlace(slot, stream, replacement, scratch);
+  info.AddParametersOf(scratch);
+  const auto* parameter = dynamic_cast<const Param*>(slot);
+  const uint32 length = parameter != nullptr ? parameter->GetObjectLength() : scratch.objectLength_;
+  return {length, scratch.isNullable_};
+}
+
 BinaryOperator::OperandLengths BinaryOperator::BindOperands(XeAListStream* stream,
                                                             RExpression*& replacement,
                                                             MetaDataInfo& info) {
   OperandLengths lengths;
   const auto bind = [&](RExpression*& operand, uint32& length) {
-    tempMetaDataInfo_.Initialize();
-    BindInPlace(operand, stream, replacement, tempMetaDataInfo_);
-    const MetaDataInfo& bound = tempMetaDataInfo_;
-    length = bound.objectLength_;
-    info.isNullable_ |= bound.isNullable_;
-    info.objectLength_ = std::max(info.objectLength_, bound.objectLength_);
-    info.AddParametersOf(bound);
+    const OperandShape shape = BindOperand(operand, stream, replacement, tempMetaDataInfo_, info);
+    length = shape.length;
+    info.isNullable_ |= shape.nullable;
+    info.objectLength_ = std::max(info.objectLength_, shape.length);
   };
   if (!skipReBindChildren_) {
     bind(left_, lengths.left);
@@ -194,7 +203,7 @@ void BinaryOperator::BindArithmeticCommon(XeAListStream* stream, RExpression*& r
 void BinaryOperator::BindLogicalCommon(XeAListStream* stream, RExpression*& replacement,
                                        MetaDataInfo& info) {
   OperandLengths lengths = BindOperands(stream, replacement, info);
-  // A parameter has no length of its own until it is compared: it takes its partner's.
+  // A parameter is compared as a value of its partner's length, whatever its own.
   const OperandLengths own = lengths;
   if (left_->GetExpressionType() == kParamExpression) lengths.left = own.right;
   if (right_->GetExpressionType() == kParamExpression) lengths.right = own.left;

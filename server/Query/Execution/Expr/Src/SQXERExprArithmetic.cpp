@@ -130,8 +130,8 @@ void UnaryMinus::Bind(XeAListStream* stream, RExpression*& replacement, MetaData
 void Concat::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
   if (!skipReBindChildren_) {
-    leftShape_ = BindOperand(left_, stream, replacement, info);
-    rightShape_ = BindOperand(right_, stream, replacement, info);
+    leftShape_ = BindOperand(left_, stream, replacement, tempMetaDataInfo_, info);
+    rightShape_ = BindOperand(right_, stream, replacement, tempMetaDataInfo_, info);
   }
   const uint32 length = leftShape_.length + rightShape_.length;
   info.isNullable_ = leftShape_.nullable && rightShape_.nullable;

@@ -104,6 +104,8 @@ Param::Param(const ExecutionParameter& parameter)
       paramIndex_(parameter.GetIndex()),
       source_(dataPointer_) {
   resultDataType_ = SUXeDataTypeUtility::GetPromotedDataType(paramDataType_);
+  objectLength_ = XeFieldDescriptor::GetObjectLength(resultDataType_,
+                                                     parameter.GetParameterDataTypeInfo().length);
   write_ = FindWriter(resultDataType_, paramDataType_);
   if (dataPointer_ != nullptr && SUXeDataTypeUtility::IsXeTextType(resultDataType_)) {
     ConvertText(parameter);

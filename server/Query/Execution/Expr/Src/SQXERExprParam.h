@@ -29,6 +29,8 @@ class SQXEREXPR_API Param final : public RExpression {
   void SetDataPointer(uint8* dataPointer);
 
   XeDataType GetParamDataType() const { return paramDataType_; }
+  /// Length of a value: the declared one of a text or binary, else the width of the result type.
+  uint32 GetObjectLength() const { return objectLength_; }
   /// Position in the parameter block, from 0.
   int GetParamIndex() const { return paramIndex_; }
 
@@ -43,6 +45,7 @@ class SQXEREXPR_API Param final : public RExpression {
   XeRecordMetaData unicodeRecordMetaData_;
   alignas(16) XeAutoBuffer<uint8, 64> unicodeCharDataRecord_;
   int paramIndex_;
+  uint32 objectLength_;
   /// Where Eval reads: the block, or the converted text.
   uint8* source_;
   ValueWriter write_;

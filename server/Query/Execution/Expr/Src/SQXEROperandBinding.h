@@ -10,19 +10,17 @@ struct OperandShape {
   bool nullable = false;
 };
 
-/// Binds an operand in a context of its own, for nodes that look at each operand apart: only the
-/// query parameters that it met go on into `info`.
+/// Binds an operand in `scratch`, a context of its own, for nodes that look at each operand apart:
+/// only the query parameters that it met go on into `info`. A parameter, which tells nothing of
+/// itself, has the length that it was declared with.
+OperandShape BindOperand(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
+                         MetaDataInfo& scratch, MetaDataInfo& info);
+
+/// The same for nodes that keep no scratch context.
 inline OperandShape BindOperand(RExpression*& slot, XeAListStream* stream,
                                 RExpression*& replacement, MetaDataInfo& info) {
-  MetaDataInfo operandInfo;
-  operandInfo.Initialize();
-  BindInPlace(slot, stream, replacement, operandInfo);
-  info.paramDescriptorArray_.insert(info.paramDescriptorArray_.end(),
-                                    operandInfo.paramDescriptorArray_.begin(),
-                                    operandInfo.paramDescriptorArray_.end());
-  info.paramExpressions_.insert(info.paramExpressions_.end(), operandInfo.paramExpressions_.begin(),
-                                operandInfo.paramExpressions_.end());
-  return {operandInfo.objectLength_, operandInfo.isNullable_};
+  MetaDataInfo scratch;
+  return BindOperand(slot, stream, replacement, scratch, info);
 }
 
 }  // namespace sqxer

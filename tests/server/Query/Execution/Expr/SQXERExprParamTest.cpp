@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "SQXERExprArithmetic.h"
+#include "SQXERExprConstant.h"
+#include "SQXERExprLogical.h"
 #include "SQXERExprParam.h"
 #include "support/Asserts.h"
 #include "support/TestRecord.h"
@@ -113,6 +116,27 @@ TEST(Param, BindLeavesTheContextAlone) {
   EXPECT_EQ(info.objectLength_, 99u);
   EXPECT_EQ(info.fieldName_, L"kept");
   EXPECT_EQ(param->GetExpressionType(), kParamExpression);
+}
+
+TEST(Param, TextsKeepTheirOwnLengthWhereTheyAreNotCompared) {
+  for (const XeDataType type : {XeCharData, XeVarCharData}) {
+    Block block(type, 3);
+    block.values.SetText(0, L"cde");
+    for (const bool isLong : {false, true}) {
+      const auto text = [&](const wchar_t* t) -> RExpression* {
+        if (isLong) return new ConstantLongVarXeChar(t);
+        return new ConstantXeChar(t);
+      };
+      TestRecord record({});
+      MetaDataInfo info;
+      const auto concat = record.Bind(new Concat(text(L"ab"), block.Make().release()), &info);
+      EXPECT_EQ(EvalText(*concat), L"abcde");
+      EXPECT_EQ(info.objectLength_, 5u);
+      const auto between =
+          record.Bind(new Between(text(L"cdd"), text(L"a"), block.Make().release()));
+      EXPECT_EQ(EvalAs<uint8>(*between), 1);
+    }
+  }
 }
 
 TEST(Param, BrokenInvariants) {
