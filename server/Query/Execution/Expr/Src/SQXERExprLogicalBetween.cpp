@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
 #include "SQXEROperandBinding.h"
 #include "SQXERTypedVariant.h"
@@ -94,12 +95,38 @@ constexpr ConversionRow kConversions[] = {
     ConvertBy<ConvertXeTimetoXeDateTime>(kTime, kStamp),
 };
 
+/// The constant that a conversion of a text literal gives, or null for a text that does not read.
+template <class TypedConstant, class Value>
+RExpression* ReadLiteral(RExpression& conversion) {
+  try {
+    Value value;
+    return conversion.Eval(&value) == kTrue ? new TypedConstant(value) : nullptr;
+  } catch (const ErrorMessage&) {
+    return nullptr;
+  }
+}
+
+/// Replaces the conversion of a text literal into a day or time by a constant, so that the text is
+/// read once. One that does not read is left: it is an error of the row that needs it.
+void FoldLiteral(RExpression*& slot, XeDataType to) {
+  if (slot->GetIthOperand(0)->GetExpressionType() != kConstantExpression) return;
+  RExpression* constant = nullptr;
+  if (to == XeDateData) constant = ReadLiteral<ConstantDate, XeDate>(*slot);
+  if (to == XeTimeData) constant = ReadLiteral<ConstantTime, XeTime>(*slot);
+  if (to == XeDateTimeData) constant = ReadLiteral<ConstantDateTime, XeDateTime>(*slot);
+  if (constant == nullptr) return;
+  constant->SetSourcePosition(slot->GetSourcePosition());
+  delete slot;
+  slot = constant;
+}
+
 void ConvertOperand(RExpression*& slot, XeDataType to, uint32 length) {
   const XeDataType from = slot->GetResultDataType();
   if (from == to) return;
   for (const ConversionRow& row : kConversions) {
     if (row.from == from && row.to == to) {
       slot = row.make(slot, to, length);
+      if (SUXeDataTypeUtility::IsXeTextType(from)) FoldLiteral(slot, to);
       return;
     }
   }

@@ -260,6 +260,27 @@ TEST(Between, ConvertsValuesOnceTypesMeet) {
               [&] { Bound(new Between(Leaf(XeInt4Data), text(L"x"), text(L"2"))); });
 }
 
+TEST(Between, TextLiteralsAmongDaysAndTimesAreReadWhenBound) {
+  const auto bind = [](XeDataType type, const wchar_t* low, const wchar_t* high) {
+    return Bound(new Between(Leaf(type), new ConstantXeChar(low), new ConstantLongVarXeChar(high)));
+  };
+  const auto names = [](RExpression& tree) {
+    return std::pair(NodeName(*tree.GetIthOperand(1)), NodeName(*tree.GetIthOperand(2)));
+  };
+  auto tree = bind(XeDateTimeData, L"2012-01-31", L"2012-02-01 10:00");
+  EXPECT_EQ(names(*tree), std::pair(XeString(L"ConstantDateTime"), XeString(L"ConstantDateTime")));
+  EXPECT_EQ(EvalAs<XeDateTime>(*tree->GetIthOperand(2)), XeDateTime(2012, 2, 1, 10));
+  tree = bind(XeDateData, L"2012-01-31", L"2012-02-01");
+  EXPECT_EQ(names(*tree), std::pair(XeString(L"ConstantDate"), XeString(L"ConstantDate")));
+  // What does not read is no error until a row needs it.
+  tree = bind(XeTimeData, L"23:59", L"soon");
+  EXPECT_EQ(names(*tree),
+            std::pair(XeString(L"ConstantTime"), XeString(L"ConvertXeLongVarChartoXeTime")));
+  XeTime out;
+  ExpectError(59172, {L"soon", SUXeDataTypeUtility::GetXeDataTypeName(XeTimeData)},
+              [&] { tree->GetIthOperand(2)->Eval(&out); });
+}
+
 TEST(Between, BrokenInvariants) {
   Between generic(Leaf(XeInt4Data), Leaf(XeInt4Data), Leaf(XeInt4Data));
   uint8 out;
