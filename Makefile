@@ -2,24 +2,22 @@
 JOBS ?= $(shell nproc)
 SQXER := build/release/bin/sqxer
 
-MAIN_JOB := SELECT "Origin State", COUNT(*) AS strikes, SUM("Cost Repair" + "Cost Other") AS cost, \
-MAX("Speed IAS in knots") AS top_speed FROM birdstrikes WHERE "Speed IAS in knots" > 100 \
-GROUP BY "Origin State" ORDER BY strikes DESC, "Origin State" LIMIT 10
+.PHONY: run test build configure dependencies sanitize bench-micro format format-check tidy docs install clean
 
-.PHONY: run test build dependencies sanitize bench-micro format format-check tidy docs install clean
-
-## Build, and sum up the sample table.
-run: build
-	@echo "$$ sqxer -C examples/data '$(subst ",",$(MAIN_JOB))'"
-	@$(SQXER) -C examples/data -o table '$(MAIN_JOB)'
+## Build the command, and sum up the sample table.
+run: configure
+	@cmake --build --preset release -j $(JOBS) --target sqxer
+	$(SQXER) -C examples/data -o table -f examples/strikes.sql
 
 ## Build and run every test.
 test: build
 	ctest --preset release -j $(JOBS)
 
-build: dependencies
-	@cmake --preset release --log-level=WARNING
+build: configure
 	cmake --build --preset release -j $(JOBS)
+
+configure: dependencies
+	@cmake --preset release --log-level=WARNING
 
 dependencies:
 	@cmake/dependencies.sh
