@@ -16,6 +16,7 @@ namespace sqxer {
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{256} << 10;
+constexpr std::size_t kGrowBytes = std::size_t{16} << 10;
 constexpr std::size_t kMaxFieldBytes = std::size_t{64} << 20;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
@@ -71,7 +72,7 @@ class RecordParser {
     csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI | CSV_EMPTY_IS_NULL | CSV_REPALL_NL);
     csv_set_delim(&parser_, static_cast<unsigned char>(delimiter));
     csv_set_space_func(&parser_, [](unsigned char) { return 0; });
-    csv_set_blk_size(&parser_, std::size_t{16} << 10);
+    csv_set_blk_size(&parser_, kGrowBytes);
   }
   ~RecordParser() { csv_free(&parser_); }
   RecordParser(const RecordParser&) = delete;
@@ -80,12 +81,17 @@ class RecordParser {
   void Parse(std::string_view block) {
     const std::size_t nul = block.find('\0');
     const std::string_view clean = block.substr(0, nul);
+    isBlockValid_ = BaseStringUtil::IsValidUtf8(clean);
+    checkFields_ = checkFields_ || !isBlockValid_;
     const std::size_t parsed =
         csv_parse(&parser_, clean.data(), clean.size(), &OnField, &OnRecord, this);
     if (failure_) std::rethrow_exception(failure_);
     if (parsed != clean.size()) ThrowParseError(kStrayQuotation);
     if (nul != std::string_view::npos) ThrowHere(kNulByte);
-    if (csv_get_buffer_size(&parser_) > kMaxFieldBytes) ThrowHere(kFieldTooLarge);
+    const std::size_t fieldBytes = csv_get_buffer_size(&parser_);
+    if (fieldBytes > kMaxFieldBytes) ThrowHere(kFieldTooLarge);
+    // The parser grows its buffer by steps of one size; a long field is not to be copied each time.
+    csv_set_blk_size(&parser_, std::max(fieldBytes, kGrowBytes));
   }
 
   void Finish() {
@@ -126,9 +132,10 @@ class RecordParser {
       recordLine_ = line_;
     }
     if (text) {
-      if (!BaseStringUtil::IsValidUtf8(*text)) ThrowHere(kInvalidUtf8);
+      if (checkFields_ && !BaseStringUtil::IsValidUtf8(*text)) ThrowHere(kInvalidUtf8);
       line_ += static_cast<uint64>(std::ranges::count(*text, '\n'));
     }
+    checkFields_ = !isBlockValid_;
     afterCarriageReturn_ = false;
     sink_.Field(text, Place());
   }
@@ -159,6 +166,9 @@ class RecordParser {
   uint64 line_ = 1;
   uint64 recordLine_ = 1;
   bool inRecord_ = false;
+  /// A block of valid UTF-8 holds valid fields, but for one that started in a block before.
+  bool isBlockValid_ = true;
+  bool checkFields_ = false;
   /// The record before ended in CR: a line feed now belongs to it.
   bool afterCarriageReturn_ = false;
 };
