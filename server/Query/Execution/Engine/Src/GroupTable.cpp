@@ -177,9 +177,14 @@ void GroupTable::Sort(uint64 row) {
   sorter_->SortRecord(record);
 }
 
+void GroupTable::ClearResults(uint8* record) const {
+  std::memset(record + keyBytes_, 0, group_.GetSize() - keyBytes_);
+}
+
 void GroupTable::EmitLive(const std::function<bool()>& emit) {
   for (Group& group : groups_) {
     std::memcpy(group_.GetData(), group.key, keyBytes_);
+    ClearResults(group_.GetData());
     group.aggregates.Output(group_.GetData());
     if (!emit()) return;
   }
@@ -227,6 +232,7 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
       close();
       isOpen = true;
       std::memcpy(result.Get(), record, keyBytes_);
+      ClearResults(result.Get());
       std::memcpy(result.Get() + rowOffset, &row, sizeof row);
       aggregates.Initialize();
     }

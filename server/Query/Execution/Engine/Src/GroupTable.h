@@ -59,6 +59,8 @@ class GroupTable {
   void GrowSlots();
   uint8* KeepKey();
   void Sort(uint64 row);
+  /// An aggregate that saw no value may leave a result as it stands: it must not be another group's.
+  void ClearResults(uint8* record) const;
   /// Reads the sorted rows, and gives the finished group record of each group with its first row.
   void SumUpSorted(SqrtSorter& results);
 
