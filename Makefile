@@ -46,7 +46,7 @@ format-check:
 
 ## clang-tidy over the expression library and the platform.
 tidy: dependencies
-	@cmake/dependencies.sh clang-tidy
+	@cmake/dependencies.sh clang-tidy-16
 	@cmake --preset release --log-level=WARNING
 	cmake/tidy.sh build/release
 

@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 commands=$build/compile_commands.json
 # A precompiled header of g++ means nothing to clang-tidy, and these warnings exist in g++ only.
 mapfile -t files < <(git ls-files 'server/Query/Execution/Expr/Src/*.cpp' 'server/Utility/Src/*.cpp')
-printf '%s\n' "${files[@]}" | timeout "$limit" xargs -P "$(nproc)" -n 1 clang-tidy -p "$(dirname "$commands")" --quiet 2>/dev/null
+printf '%s\n' "${files[@]}" | timeout "$limit" xargs -P "$(nproc)" -n 1 clang-tidy-16 -p "$(dirname "$commands")" --quiet 2>/dev/null
 status=$?
 if [ $status -eq 124 ]; then
   echo "clang-tidy: stopped after $limit s without a finding in what it had read"

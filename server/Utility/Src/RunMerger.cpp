@@ -103,8 +103,9 @@ void RunMerger::BuildTree() {
   std::vector<uint32> winners(2 * std::size_t{count});
   for (uint32 i = 0; i < count; ++i) winners[count + i] = i;
   for (uint32 node = count - 1; node >= 1; --node) {
-    uint32 winner = winners[2 * node];
-    uint32 loser = winners[2 * node + 1];
+    const std::size_t children = std::size_t{2} * node;
+    uint32 winner = winners[children];
+    uint32 loser = winners[children + 1];
     if (ComesFirst(loser, winner)) std::swap(winner, loser);
     winners[node] = winner;
     tree_[node] = loser;

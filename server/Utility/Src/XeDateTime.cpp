@@ -1,6 +1,7 @@
 #include "Utility/XeDateTime.h"
 
 #include <chrono>
+#include <utility>
 
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/ErrorMessage.h"
@@ -27,7 +28,9 @@ constexpr int64 FirstDayNumber(int year) {
 constexpr int64 kMinDayNumber = FirstDayNumber(kMinYear);
 constexpr int64 kMaxDayNumber = FirstDayNumber(kMaxYear + 1) - 1;
 
-[[noreturn]] void ThrowOutOfRange(XeString text) { SUGThrow(ErrorMessage(59171, {text})); }
+[[noreturn]] void ThrowOutOfRange(XeString text) {
+  SUGThrow(ErrorMessage(59171, {std::move(text)}));
+}
 
 XeString SumText(const XeDate& date, int64 count, const wchar_t* unit) {
   return DateText(date) + (count < 0 ? L" - " : L" + ") +
