@@ -44,4 +44,22 @@ class CapturingSink : public ResultSink {
   std::vector<XeFieldDescriptorRef> fields_;
 };
 
+/// A row as a line of CSV, with NULL written out.
+inline std::string RowText(const CapturingSink::Row_t& row) {
+  std::string text;
+  for (const auto& value : row) {
+    if (!text.empty() || &value != row.data()) text += ',';
+    if (!value) {
+      text += "NULL";
+    } else if (value->find_first_of(",\"\n") != std::string::npos || value->empty()) {
+      text += '"';
+      for (char c : *value) text.append(c == '"' ? 2 : 1, c);
+      text += '"';
+    } else {
+      text += *value;
+    }
+  }
+  return text;
+}
+
 }  // namespace sqxer::test

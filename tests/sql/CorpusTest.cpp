@@ -75,23 +75,6 @@ class Switches {
   SUSystemConfig saved_;
 };
 
-std::string RowText(const CapturingSink::Row_t& row) {
-  std::string text;
-  for (const auto& value : row) {
-    if (!text.empty() || &value != row.data()) text += ',';
-    if (!value) {
-      text += "NULL";
-    } else if (value->find_first_of(",\"\n") != std::string::npos || value->empty()) {
-      text += '"';
-      for (char c : *value) text.append(c == '"' ? 2 : 1, c);
-      text += '"';
-    } else {
-      text += *value;
-    }
-  }
-  return text;
-}
-
 /// What an evaluation gave: rows as lines, or one line with the error.
 struct Outcome {
   std::vector<std::string> lines;

@@ -132,7 +132,7 @@ std::vector<FunctionRow> MakeTable() {
        "Whether the first value is above the second.", "SELECT 10 > 9.5", "true", PrepareComparison,
        Make<GT>},
       {Kind::kOperator, ">=", 2, "a >= b", "GE", kComparable, "BOOLEAN", kNullIfAny,
-       "Whether the first value is not below the second.", "SELECT TIME '10:00' >= '9:30'", "true",
+       "Whether the first value is not below the second.", "SELECT TIME '10:00' >= '09:30'", "true",
        PrepareComparison, Make<GE>},
       {Kind::kOperator, "between", 3, "a BETWEEN low AND high", "Between",
        "three numbers, texts, truth values, or dates and times", "BOOLEAN", kNullIfAny,
