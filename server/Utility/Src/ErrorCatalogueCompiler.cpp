@@ -22,7 +22,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58014, 1, "an aggregate with several results can only be a whole select item: {0}"},
       {58015, 2, "this name is ambiguous, it may mean {1}: \"{0}\""},
       {58016, 1, "the query reads no table of this name: \"{0}\""},
-      {58017, 1, "a whole number that is not negative is needed by {0}"},
+      {58017, 1, "{0} takes a whole number that is not negative"},
       {58018, 2, "{0} needs a truth value, such as a comparison, and not {1}"},
       {58019, 0, "SELECT DISTINCT can only be sorted by what it selects"},
       {58020, 1, "a constant that is no position in the select list does not fit in {0}"},

@@ -25,6 +25,13 @@ const ErrorCatalogueEntry* FindEntry(int code) {
   return found != all.end() && found->code == code ? &*found : nullptr;
 }
 
+/// An argument as sentences quote it. A column may hold texts of megabytes.
+XeString Quoted(const XeString& argument) {
+  constexpr std::size_t kMostCharacters = 400;
+  return argument.size() <= kMostCharacters ? argument
+                                            : argument.substr(0, kMostCharacters) + L"...";
+}
+
 /// Puts the arguments in place of "{0}" to "{9}". Arguments that the sentence does not mention
 /// follow it in parentheses: nothing that the raiser knew is lost.
 std::string FormatSentence(std::string_view sentence, const std::vector<XeString>& arguments) {
@@ -34,7 +41,7 @@ std::string FormatSentence(std::string_view sentence, const std::vector<XeString
     if (sentence[i] == '{' && i + 2 < sentence.size() && sentence[i + 2] == '}') {
       const auto index = static_cast<std::size_t>(sentence[i + 1] - '0');
       if (index < arguments.size()) {
-        BaseStringUtil::AppendUtf8(text, arguments[index]);
+        BaseStringUtil::AppendUtf8(text, Quoted(arguments[index]));
         used[index] = true;
         i += 2;
         continue;
@@ -46,7 +53,7 @@ std::string FormatSentence(std::string_view sentence, const std::vector<XeString
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     if (used[i]) continue;
     text += std::exchange(separator, ", ");
-    BaseStringUtil::AppendUtf8(text, arguments[i]);
+    BaseStringUtil::AppendUtf8(text, Quoted(arguments[i]));
   }
   if (*separator == ',') text += ')';
   return text;

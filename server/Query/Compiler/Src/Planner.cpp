@@ -36,6 +36,12 @@ std::optional<int> AsPosition(const SqlExpression& expression, const wchar_t* cl
   ThrowPlanError(kConstantKey, expression.position, {clause});
 }
 
+bool NamesColumn(const SqlExpression& expression) {
+  return expression.kind == SqlExpression::Kind::kName ||
+         std::ranges::any_of(expression.arguments,
+                             [](const SqlExpressionPtr& a) { return NamesColumn(*a); });
+}
+
 /// Plans one SELECT, clause by clause.
 class Planner {
  public:
@@ -216,6 +222,7 @@ class Planner {
   /// LIMIT and OFFSET: a whole number that is not negative; nothing for NULL and ALL.
   std::optional<uint64> ReadRowCount(const SqlExpressionPtr& written, const wchar_t* clause) const {
     if (!written) return {};
+    if (NamesColumn(*written)) ThrowPlanError(kLimitNotConstant, written->position, {clause});
     const NameScope noColumns;
     TypedExpressionPtr count = ExpressionTyper(noColumns).Type(*written, {clause});
     if (count->IsConstant() && count->constant.IsNull()) return {};

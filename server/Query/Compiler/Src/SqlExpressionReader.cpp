@@ -195,10 +195,13 @@ SqlExpressionPtr SqlExpressionReader::ReadConstant(const PgQuery__AConst& consta
 // any number of signs and parentheses, then the digits.
 int SqlExpressionReader::NegativeInteger(int position) const {
   const PgQuery__ScanResult& scan = *tree_.tokens;
+  PgQuery__ScanToken** const end = scan.tokens + scan.n_tokens;
+  PgQuery__ScanToken** at = std::lower_bound(
+      scan.tokens, end, position,
+      [](const PgQuery__ScanToken* token, int start) { return token->start < start; });
   long sign = 1;
-  for (std::size_t i = 0; i < scan.n_tokens; ++i) {
-    const PgQuery__ScanToken& token = *scan.tokens[i];
-    if (token.start < position) continue;
+  for (; at != end; ++at) {
+    const PgQuery__ScanToken& token = **at;
     if (token.token == PG_QUERY__TOKEN__ASCII_45) {
       sign = -sign;
     } else if (token.token == PG_QUERY__TOKEN__ICONST) {

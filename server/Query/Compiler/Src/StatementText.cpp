@@ -2,6 +2,7 @@
 #include <string>
 
 #include "Compiler.h"
+#include "LongNames.h"
 #include "ParsedTree.h"
 #include "PlanError.h"
 #include "Utility/BaseStringUtil.h"
@@ -89,9 +90,15 @@ class DepthBound {
   int chained_ = 0;
 };
 
-[[noreturn]] void ThrowSyntaxError(const std::string& sql, const PgQueryError& error) {
-  int position = error.cursorpos > 0 ? ByteOffset(sql, error.cursorpos - 1) : 0;
-  ThrowPlanError(kSyntaxError, position, {Wide(error.message)});
+/// Raises what the library says of a text that it was given.
+[[noreturn]] void ThrowSyntaxError(std::string_view text, const PgQueryError& error,
+                                   std::string_view message) {
+  int position = error.cursorpos > 0 ? ByteOffset(text, error.cursorpos - 1) : 0;
+  ThrowPlanError(kSyntaxError, position, {Wide(message)});
+}
+
+[[noreturn]] void ThrowSyntaxError(const LongNames& names, const PgQueryError& error) {
+  ThrowSyntaxError(names.GetShortenedSql(), error, names.Restored(error.message));
 }
 
 /// Frees a result of the grammar's library when it goes out of scope.
@@ -120,18 +127,20 @@ ParsedTree ParseTree(const std::string& sql) {
 
   ParsedTree tree;
   GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(pg_query_scan(sql.c_str()));
-  if (scan.result.error) ThrowSyntaxError(sql, *scan.result.error);
+  if (scan.result.error) ThrowSyntaxError(sql, *scan.result.error, scan.result.error->message);
   tree.tokens = UnpackTokens(scan.result);
   DepthBound depth;
   for (std::size_t i = 0; i < tree.tokens->n_tokens; ++i)
     depth.Add(tree.tokens->tokens[i]->token, tree.tokens->tokens[i]->start);
 
+  const LongNames names(sql, *tree.tokens);
   GrammarResult<PgQueryProtobufParseResult, pg_query_free_protobuf_parse_result> parse(
-      pg_query_parse_protobuf(sql.c_str()));
-  if (parse.result.error) ThrowSyntaxError(sql, *parse.result.error);
+      pg_query_parse_protobuf(names.GetShortenedSql().c_str()));
+  if (parse.result.error) ThrowSyntaxError(names, *parse.result.error);
   tree.statements.reset(pg_query__parse_result__unpack(
       nullptr, parse.result.parse_tree.len,
       reinterpret_cast<const uint8_t*>(parse.result.parse_tree.data)));
+  names.RestoreIn(tree.statements->base);
   return tree;
 }
 
@@ -165,6 +174,10 @@ std::vector<Statement> SplitStatements(const std::string& text) {
     } else if (!IsComment(token.token)) {
       if (start < 0) start = token.start;
       end = token.end;
+      // Of a text with Unicode escapes the scanner only tells the start.
+      if (end == token.start)
+        end =
+            i + 1 < tokens->n_tokens ? tokens->tokens[i + 1]->start : static_cast<int>(text.size());
     }
   }
   finish();

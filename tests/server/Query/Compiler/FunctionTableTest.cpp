@@ -43,6 +43,8 @@ TEST(Statements, AreSplitAtSemicolonsOutsideOfLiterals) {
   EXPECT_EQ(split(" SELECT 1 ;;\n SELECT ';' ; -- ;"),
             (Parts{{1, "SELECT 1"}, {14, "SELECT ';'"}}));
   EXPECT_EQ(split("SELECT 1; SELEC 2"), (Parts{{0, "SELECT 1"}, {10, "SELEC 2"}}));
+  EXPECT_EQ(split("SELECT U&'\\0041' ; SELECT U&'a' "),
+            (Parts{{0, "SELECT U&'\\0041' "}, {19, "SELECT U&'a' "}}));
   EXPECT_EQ(split("SELECT 'open"), (Parts{{0, "SELECT 'open"}}));
   EXPECT_EQ(split(" ; \n"), Parts{});
 }

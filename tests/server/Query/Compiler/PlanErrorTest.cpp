@@ -7,8 +7,8 @@ namespace sqxer::testing {
 namespace {
 
 struct Case {
-  const char* sql;
-  const char* error;
+  std::string sql;
+  std::string error;
 };
 
 void ExpectErrors(std::initializer_list<Case> cases) {
@@ -107,6 +107,23 @@ TEST(PlanError, Names) {
   EXPECT_EQ(ErrorOf("SELECT i FROM nope").substr(0, 9), "57001 @14");
 }
 
+// The grammar's library cuts names after 63 bytes.
+TEST(PlanError, LongNamesStayWhole) {
+  const std::string name(100, 'X');
+  const std::string lower(100, 'x');
+  const std::string missing = "59015 @7: there is no column of this name: ";
+  ExpectErrors({
+      {"SELECT \"" + name + "\"\"y\" FROM t", missing + "\"" + name + "\"y\""},
+      {"SELECT " + name + " FROM t", missing + "\"" + lower + "\""},
+      {"SELECT i AS \"\u00e4" + name + "\", 1 AS " + name + "1 FROM t ORDER BY " + name + "2",
+       "59015 @241: there is no column of this name: \"" + lower + "2\""},
+      {"SELECT 1 " + name + "1 \"" + name + "2\"",
+       "58001 @111: syntax error at or near \"" + name + "2\""},
+      {"SELECT DATE '" + std::string(1000, 'x') + "'",
+       "59172 @12: this text does not read as DATE: \"" + std::string(400, 'x') + "...\""},
+  });
+}
+
 TEST(PlanError, Groups) {
   ExpectErrors({
       {"SELECT i, SUM(j) FROM t",
@@ -133,12 +150,10 @@ TEST(PlanError, Groups) {
       {"SELECT RANGE(i) + 1 FROM t",
        "58014 @7: an aggregate with several results can only be a whole select item: RANGE"},
       {"SELECT AVG(DISTINCT i) FROM t", "58012 @7: DISTINCT is not available here: AVG"},
-      {"SELECT i FROM t LIMIT -1",
-       "58017 @22: a whole number that is not negative is needed by LIMIT"},
-      {"SELECT i FROM t OFFSET 1.5",
-       "58017 @23: a whole number that is not negative is needed by OFFSET"},
-      {"SELECT i FROM t LIMIT TRUE",
-       "58017 @22: a whole number that is not negative is needed by LIMIT"},
+      {"SELECT i FROM t LIMIT -1", "58017 @22: LIMIT takes a whole number that is not negative"},
+      {"SELECT i FROM t LIMIT i + 1", "58017 @24: LIMIT takes a whole number that is not negative"},
+      {"SELECT i FROM t OFFSET 1.5", "58017 @23: OFFSET takes a whole number that is not negative"},
+      {"SELECT i FROM t LIMIT TRUE", "58017 @22: LIMIT takes a whole number that is not negative"},
       {"SELECT MIN(DISTINCT i), MAX(DISTINCT s), RANGE(DISTINCT d) FROM t", "planned"},
   });
 }
