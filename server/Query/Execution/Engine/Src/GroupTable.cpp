@@ -30,13 +30,19 @@ uint32 CountKeyBytes(WorkRecord& record, std::size_t keyCount) {
   return keyCount < fields ? record.GetField(keyCount).GetDataOffset() : record.GetSize();
 }
 
-/// What a group takes besides what comes from the memory gateway: its key, its slots, the buffers
-/// of its aggregates (as wide as their results), and the sort buffers that they may fill.
-uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uint32 keyBytes,
-                               uint32 resultBytes) {
+uint32 FindVaryingKey(WorkRecord& record, std::size_t keyCount) {
+  if (keyCount == 0) return 0;
+  const XeFieldDescriptor& last = record.GetField(keyCount - 1);
+  const XeDataType type = last.GetDataType();
+  return type == XeVarCharData || type == XeLongVarCharData ? last.GetDataOffset() : 0;
+}
+
+/// What a group takes besides its key and what comes from the memory gateway: its slots, the
+/// buffers of its aggregates (as wide as their results), and the sort buffers that they may fill.
+uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uint32 resultBytes) {
   constexpr uint64 kPerGroup = 64;
   constexpr uint64 kPerAggregate = 16;
-  uint64 bytes = kPerGroup + keyBytes + resultBytes + kPerAggregate * aggregates.size();
+  uint64 bytes = kPerGroup + resultBytes + kPerAggregate * aggregates.size();
   for (const PlanAggregate& aggregate : aggregates) {
     if (aggregate.distinct) bytes += SqrtSorter::GetInitialBufferBytes();
   }
@@ -75,8 +81,8 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       memoryLimit_(memoryLimit),
       keys_(MakeKeys(group, keyCount)),
       keyBytes_(CountKeyBytes(group, keyCount)),
-      bytesBeyondGateway_(
-          CountBytesBeyondGateway(aggregates, keyBytes_, group.GetSize() - keyBytes_)),
+      varyingKeyOffset_(FindVaryingKey(group, keyCount)),
+      bytesBeyondGateway_(CountBytesBeyondGateway(aggregates, group.GetSize() - keyBytes_)),
       inputOffset_(
           AlignUp(std::max(keyBytes_, TakeFields(group, keyCount).GetBinaryRecordSize()), 16)),
       rowOffset_(AlignUp(inputOffset_ + input.GetSize(), alignof(float64))),
@@ -85,6 +91,7 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
 void GroupTable::Clear() {
   groups_.clear();
   keyBlocks_.clear();
+  keyBlockFree_ = 0;
   slots_.assign(kFirstSlots, Slot());
   bytesInUse_ = 0;
   sorter_.reset();
@@ -131,9 +138,11 @@ GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
 
 void GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
   const std::size_t before = MemoryGateway::BytesInUse();
-  groups_.push_back({KeepKey(), AggregateSet(aggregates_, input_, group_, keyCount_)});
+  const uint32 keyBytes = CountUsedKeyBytes();
+  groups_.push_back(
+      {KeepKey(keyBytes), keyBytes, AggregateSet(aggregates_, input_, group_, keyCount_)});
   groups_.back().aggregates.Initialize();
-  bytesInUse_ += MemoryGateway::BytesInUse() - before + bytesBeyondGateway_;
+  bytesInUse_ += MemoryGateway::BytesInUse() - before + keyBytes + bytesBeyondGateway_;
   slot = {hash, static_cast<uint32>(groups_.size())};
   if (groups_.size() > slots_.size() / 2) GrowSlots();
 }
@@ -150,16 +159,23 @@ void GroupTable::GrowSlots() {
   }
 }
 
-uint8* GroupTable::KeepKey() {
-  const std::size_t bytes = AlignUp(keyBytes_, alignof(std::max_align_t));
-  const std::size_t blockBytes = std::max(kKeyBlockBytes, bytes);
-  if (keyBlocks_.empty() || keyBlockUsed_ + bytes > blockBytes) {
-    keyBlocks_.push_back(std::make_unique_for_overwrite<uint8[]>(blockBytes));
-    keyBlockUsed_ = 0;
+uint32 GroupTable::CountUsedKeyBytes() const {
+  if (varyingKeyOffset_ == 0) return keyBytes_;
+  uint32 length;
+  std::memcpy(&length, group_.GetData() + varyingKeyOffset_, sizeof length);
+  return varyingKeyOffset_ + kLongVarPrefix + length * uint32{sizeof(wchar_t)};
+}
+
+uint8* GroupTable::KeepKey(uint32 bytes) {
+  const std::size_t room = AlignUp(bytes, alignof(std::max_align_t));
+  if (keyBlockFree_ < room) {
+    keyBlockFree_ = std::max(kKeyBlockBytes, room);
+    keyBlocks_.push_back(std::make_unique_for_overwrite<uint8[]>(keyBlockFree_));
+    keyBlockEnd_ = keyBlocks_.back().get() + keyBlockFree_;
   }
-  uint8* const key = keyBlocks_.back().get() + keyBlockUsed_;
-  keyBlockUsed_ += bytes;
-  std::memcpy(key, group_.GetData(), keyBytes_);
+  uint8* const key = keyBlockEnd_ - keyBlockFree_;
+  keyBlockFree_ -= room;
+  std::memcpy(key, group_.GetData(), bytes);
   return key;
 }
 
@@ -183,7 +199,7 @@ void GroupTable::ClearResults(uint8* record) const {
 
 void GroupTable::EmitLive(const std::function<bool()>& emit) {
   for (Group& group : groups_) {
-    std::memcpy(group_.GetData(), group.key, keyBytes_);
+    std::memcpy(group_.GetData(), group.key, group.keyBytes);
     ClearResults(group_.GetData());
     group.aggregates.Output(group_.GetData());
     if (!emit()) return;

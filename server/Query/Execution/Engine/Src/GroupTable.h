@@ -17,8 +17,9 @@ namespace sqxer {
 /// rows.
 ///
 /// The keys are the first fields of the group record, the results of the aggregates the fields
-/// behind them. A live group keeps the record's bytes up to the first result (a layout puts the
-/// values in field order, the null bytes before them all) and one set of aggregates. Once the
+/// behind them. A live group keeps the record's bytes up to the first result, or to the end of a
+/// text that is the last key (a layout puts the values in field order, the null bytes before them
+/// all), and one set of aggregates. Once the
 /// groups have reached the limit no new ones are opened: rows of other groups go to a sorter, and
 /// are summed up afterwards group by group. A group with DISTINCT aggregates counts with the
 /// buffers that their sorters may fill.
@@ -45,6 +46,7 @@ class GroupTable {
  private:
   struct Group {
     uint8* key;
+    uint32 keyBytes;
     AggregateSet aggregates;
   };
   struct Slot {
@@ -57,9 +59,12 @@ class GroupTable {
   Slot& FindSlot(uint64 hash);
   void OpenGroupAt(Slot& slot, uint64 hash);
   void GrowSlots();
-  uint8* KeepKey();
+  /// What of the current keys has to be kept: one long text does not make every group as long.
+  uint32 CountUsedKeyBytes() const;
+  uint8* KeepKey(uint32 bytes);
   void Sort(uint64 row);
-  /// An aggregate that saw no value may leave a result as it stands: it must not be another group's.
+  /// An aggregate that saw no value may leave a result as it stands: it must not be another
+  /// group's.
   void ClearResults(uint8* record) const;
   /// Reads the sorted rows, and gives the finished group record of each group with its first row.
   void SumUpSorted(SqrtSorter& results);
@@ -71,12 +76,16 @@ class GroupTable {
   uint64 memoryLimit_;
   KeySet keys_;
   uint32 keyBytes_;
+  /// Where a last key of varying length stands, 0 for any other key.
+  uint32 varyingKeyOffset_;
   uint64 bytesBeyondGateway_;
 
   std::vector<Group> groups_;
   std::vector<Slot> slots_;
   std::vector<std::unique_ptr<uint8[]>> keyBlocks_;
-  std::size_t keyBlockUsed_ = 0;
+  /// The end of the last block, and how much before it is free.
+  uint8* keyBlockEnd_ = nullptr;
+  std::size_t keyBlockFree_ = 0;
   uint64 bytesInUse_ = 0;
 
   OperatorTimer timer_;

@@ -70,7 +70,8 @@ TableScan::TableScan(const Table& table, const std::vector<uint16>& columns, Wor
     column.values = source.values.data();
     column.nulls = source.nulls.empty() ? nullptr : source.nulls.data();
     column.offsets = source.offsets.data();
-    column.characters = source.characters.data();
+    // A column of empty texts has no characters; nothing is copied from an address all the same.
+    column.characters = source.characters.empty() ? L"" : source.characters.data();
     column.target = target.GetData() + field.GetDataOffset();
     column.targetNull = target.GetData() + field.GetNullOffset();
     column.width = XeRecordMetaData::GetByteLength(source.info.type, source.info.length, true);
