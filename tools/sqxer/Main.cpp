@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <clocale>
+#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
+#include <memory>
 #include <new>
+#include <optional>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "Compiler.h"
 #include "EngineError.h"
@@ -27,6 +29,13 @@ bool IsFileError(const ErrorMessage& error) {
   return error.GetCode() >= kNoTableFile && error.GetCode() <= kLastFileError;
 }
 
+/// Writes a line to standard error. One that is full or closed has nobody to tell it to.
+template <class... Parts>
+void PrintLine(fmt::format_string<Parts...> format, Parts&&... parts) {
+  const std::string line = fmt::format(format, std::forward<Parts>(parts)...) + '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
 /// The error as one line, with its place in the whole SQL text.
 void PrintError(const ErrorMessage& error, const std::string& sql, int statementOffset) {
   std::string place;
@@ -38,21 +47,20 @@ void PrintError(const ErrorMessage& error, const std::string& sql, int statement
     place += fmt::format("{}input row {}", place.empty() ? "" : ", ", error.GetRowNumber());
   }
   std::string sentence = error.what();
+  // What it quotes may break the line, or give orders to the terminal.
   std::ranges::replace_if(
-      sentence, [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  fmt::print(stderr, "error {}: {}{}\n", error.GetCode(), sentence,
-             place.empty() ? "" : " (" + place + ")");
+      sentence, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+  PrintLine("error {}: {}{}", error.GetCode(), sentence, place.empty() ? "" : " (" + place + ")");
 }
 
 void PrintTiming(const Session::Timing& timing, std::size_t statement, int runs) {
   const auto milliseconds = [](std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
   };
-  fmt::print(stderr,
-             "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},"
-             "\"runs\":{}}}\n",
-             statement, milliseconds(timing.load), milliseconds(timing.bind),
-             milliseconds(timing.run), runs);
+  PrintLine(
+      "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},\"runs\":{}}}",
+      statement, milliseconds(timing.load), milliseconds(timing.bind), milliseconds(timing.run),
+      runs);
 }
 
 void PrintSwitches() {
@@ -67,19 +75,19 @@ void PrintSwitches() {
 /// The SQL text; nothing when it cannot be read, which standard error then says.
 std::optional<std::string> ReadSql(const Options& options) {
   if (options.sql) return options.sql;
+  const std::string name = options.sqlFile.value_or("standard input");
+  std::FILE* const file = options.sqlFile ? std::fopen(name.c_str(), "rb") : stdin;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(file, &std::fclose);
   std::string text;
-  if (options.sqlFile) {
-    std::ifstream file(*options.sqlFile, std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    if (!file.is_open() || file.bad()) {
-      const ErrorMessage error(kFileNotReadable, {Wide(*options.sqlFile), Wide(strerror(errno))});
-      PrintError(error, "", 0);
-      return std::nullopt;
-    }
-  } else {
-    text.assign(std::istreambuf_iterator<char>(std::cin), {});
+  char piece[1 << 16];
+  while (file != nullptr) {
+    const std::size_t size = std::fread(piece, 1, sizeof piece, file);
+    if (size == 0) break;
+    text.append(piece, size);
   }
-  return text;
+  if (file != nullptr && std::ferror(file) == 0) return text;
+  PrintError(ErrorMessage(kFileNotReadable, {Wide(name), Wide(strerror(errno))}), "", 0);
+  return std::nullopt;
 }
 
 /// Runs one statement and prints its result.
@@ -100,23 +108,23 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
     return IsFileError(error) ? kFileFailed : kQueryFailed;
   } catch (const std::bad_alloc&) {
     Progress::Clear();
-    fmt::print(stderr, "error: not enough memory for this statement\n");
+    PrintLine("error: not enough memory for this statement");
     return kQueryFailed;
   } catch (const std::length_error&) {
     Progress::Clear();
-    fmt::print(stderr, "error: not enough memory for this statement\n");
+    PrintLine("error: not enough memory for this statement");
     return kQueryFailed;
   }
 }
 
 ExitStatus RunStatements(Session& session, const Options& options, const std::string& text) {
   if (text.find('\0') != std::string::npos || !BaseStringUtil::IsValidUtf8(text)) {
-    fmt::print(stderr, "error: the SQL is not valid UTF-8 text\n");
+    PrintLine("error: the SQL is not valid UTF-8 text");
     return kQueryFailed;
   }
   const std::vector<Statement> statements = SplitStatements(text);
   if (statements.empty()) {
-    fmt::print(stderr, "sqxer: no SQL is given (--help shows the options)\n");
+    PrintLine("sqxer: no SQL is given (--help shows the options)");
     return kWrongOptions;
   }
   ExitStatus status = kDone;
@@ -167,9 +175,9 @@ int main(int count, char** arguments) {
     if (const auto* status = std::get_if<sqxer::ExitStatus>(&options)) return *status;
     return sqxer::Run(std::get<sqxer::Options>(options));
   } catch (const std::system_error& error) {
-    fmt::print(stderr, "error: the result cannot be written: {}\n", error.what());
+    sqxer::PrintLine("error: the result cannot be written: {}", error.what());
   } catch (const std::exception& error) {
-    fmt::print(stderr, "error: {}\n", error.what());
+    sqxer::PrintLine("error: {}", error.what());
   }
   return sqxer::kQueryFailed;
 }

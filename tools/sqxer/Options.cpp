@@ -4,7 +4,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cstdio>
 #include <map>
+#include <sstream>
+#include <system_error>
+
+#include "ResultSpool.h"
 
 namespace sqxer {
 namespace {
@@ -37,6 +43,15 @@ Options::Assignments Split(const std::vector<std::string>& texts, const char* op
     assignments.emplace_back(text.substr(0, equals), text.substr(equals + 1));
   }
   return assignments;
+}
+
+/// What is wrong with the text of a count; nothing when it is one.
+std::string CheckCount(const std::string& text) {
+  int count = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, count);
+  if (error == std::errc() && stop == end && count > 0) return {};
+  return fmt::format("must be a whole number above 0 and not {}", text);
 }
 
 }  // namespace
@@ -77,7 +92,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       ->allow_extra_args(false);
   app.add_option("--repeat", options.repeat, "Run each statement N times over the loaded table")
       ->type_name("N")
-      ->check(CLI::PositiveNumber);
+      ->check(&CheckCount);
   app.add_flag("--timing", options.timing,
                "Load, bind and run times as one JSON line a statement on standard error");
   app.add_flag_callback(
@@ -94,10 +109,13 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     options.schemas = Split(schemas, "--schema", "NAME=COL:TYPE,...");
     options.switches = Split(switches, "--set", "SWITCH=VALUE");
   } catch (const CLI::Success& success) {
-    app.exit(success);
+    std::ostringstream text;
+    app.exit(success, text, text);
+    WriteOut(text.str());
     return kDone;
   } catch (const CLI::ParseError& error) {
-    fmt::print(stderr, "sqxer: {} (--help shows the options)\n", error.what());
+    const auto line = fmt::format("sqxer: {} (--help shows the options)\n", error.what());
+    std::fputs(line.c_str(), stderr);
     return kWrongOptions;
   }
   options.format = formats.at(format);
