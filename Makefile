@@ -17,21 +17,21 @@ build: configure
 	cmake --build --preset release -j $(JOBS)
 
 configure: dependencies
-	@cmake --preset release --log-level=WARNING
+	@cmake --preset release >/dev/null
 
 dependencies:
 	@cmake/dependencies.sh
 
 ## The tests under AddressSanitizer and UndefinedBehaviorSanitizer.
 sanitize: dependencies
-	@cmake --preset sanitize --log-level=WARNING
+	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
 
 ## Micro-benchmarks: each node and the whole filter and product against a hand-written loop.
 bench-micro:
 	@cmake/dependencies.sh libbenchmark-dev
-	@cmake --preset bench --log-level=WARNING
+	@cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bin/sqxer_bench
 
@@ -47,7 +47,7 @@ format-check:
 ## clang-tidy over the expression library and the platform.
 tidy: dependencies
 	@cmake/dependencies.sh clang-tidy-16
-	@cmake --preset release --log-level=WARNING
+	@cmake --preset release >/dev/null
 	cmake/tidy.sh build/release
 
 ## Regenerates docs/sql.md from the plan builder's own table.

@@ -20,6 +20,8 @@ configure_package_config_file(cmake/sqxerConfig.cmake.in ${CMAKE_BINARY_DIR}/sqx
                               INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/sqxerConfigVersion.cmake
                                  COMPATIBILITY SameMajorVersion)
+# Found relative to itself, so that an installed tree can be moved.
+file(RELATIVE_PATH pkgconfig_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/sqxer.pc.in ${CMAKE_BINARY_DIR}/sqxer.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/sqxerConfig.cmake ${CMAKE_BINARY_DIR}/sqxerConfigVersion.cmake
         DESTINATION ${package_dir})
