@@ -1,144 +1,82 @@
 #include <gtest/gtest.h>
 
-#include <map>
-#include <string>
-
-#include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
+#include "UtilityTesting.h"
 
 namespace sqxer {
 namespace {
 
-std::string ErrorOfSet(SUSystemConfig& config, const std::string& name, const std::string& value) {
-  try {
-    config.Set(name, value);
-  } catch (const ErrorMessage& message) {
-    return std::to_string(message.GetCode()) + ": " + message.what();
-  }
-  return "accepted";
+std::map<std::string, std::string> Values(const SUSystemConfig& config) {
+  const auto text = [](auto value) { return std::to_string(value); };
+  return {{"IntegerMathAsDouble", text(config.integerMathAsDouble_)},
+          {"IntegerDivideAsDouble", text(config.integerDivideAsDouble_)},
+          {"IntegerAggregates", text(config.wideIntegerAggregates_)},
+          {"CaseSensitiveCompare", text(config.caseSensitiveCompare_)},
+          {"Locale", config.locale_},
+          {"LongMonthNames", text(config.longMonthNames_)},
+          {"LongDayNames", text(config.longDayNames_)},
+          {"FirstDayOfWeek", text(config.firstDayOfWeek_)},
+          {"FiscalYearStartMonth", text(config.fiscalYearStartMonth_)},
+          {"GroupMemory", text(config.groupMemory_)},
+          {"JsonErrors", text(static_cast<int>(config.jsonErrors_))},
+          {"SubstringCompliance", text(config.substringCompliance_)},
+          {"TempDirectory", config.tempDirectory_}};
 }
 
-TEST(SUSystemConfig, ShowsDefaultsThatItTakesItself) {
-  const std::map<std::string, std::string> expected = {{"IntegerMathAsDouble", "off"},
-                                                       {"IntegerDivideAsDouble", "off"},
-                                                       {"IntegerAggregates", "wide"},
-                                                       {"CaseSensitiveCompare", "on"},
-                                                       {"Locale", ""},
-                                                       {"LongMonthNames", "on"},
-                                                       {"LongDayNames", "on"},
-                                                       {"FirstDayOfWeek", "1"},
-                                                       {"FiscalYearStartMonth", "1"},
-                                                       {"GroupMemory", "256MiB"},
-                                                       {"JsonErrors", "error"},
-                                                       {"SubstringCompliance", "off"},
-                                                       {"TempDirectory", ""}};
-  std::map<std::string, std::string> shown;
-  SUSystemConfig config;
+TEST(SUSystemConfig, TakesItsOwnDefaults) {
+  EXPECT_EQ(SUSystemConfig::Switches().size(), Values({}).size());
   for (const SUSystemConfig::Switch& entry : SUSystemConfig::Switches()) {
-    shown[entry.name] = entry.defaultText;
-    EXPECT_EQ(ErrorOfSet(config, entry.name, entry.defaultText), "accepted") << entry.name;
-    EXPECT_FALSE(std::string(entry.description).empty() || std::string(entry.values).empty());
+    SUSystemConfig config;
+    EXPECT_EQ(ErrorOf([&] { config.Set(entry.name, entry.defaultText); }), "accepted");
+    EXPECT_EQ(Values(config), Values({})) << entry.name;
   }
-  EXPECT_EQ(shown, expected);
-  EXPECT_EQ(config.groupMemory_, uint64{256} << 20);
 }
 
 TEST(SUSystemConfig, SetsEachSwitchAndNoOther) {
-  SUSystemConfig config;
-  const auto set = [&](const char* name, const char* value) {
-    EXPECT_EQ(ErrorOfSet(config, name, value), "accepted") << name << '=' << value;
-  };
-  for (const char* on : {"on", "TRUE", "1"}) {
-    config.integerMathAsDouble_ = false;
-    set("integermathasdouble", on);
-    EXPECT_TRUE(config.integerMathAsDouble_) << on;
-  }
-  for (const char* off : {"off", "False", "0"}) {
-    config.caseSensitiveCompare_ = true;
-    set("CaseSensitiveCompare", off);
-    EXPECT_FALSE(config.caseSensitiveCompare_) << off;
-  }
-  EXPECT_FALSE(config.integerDivideAsDouble_);
-  set("IntegerDivideAsDouble", "on");
-  EXPECT_TRUE(config.integerDivideAsDouble_);
-  EXPECT_TRUE(config.longMonthNames_ && config.longDayNames_);
-  set("LongMonthNames", "off");
-  EXPECT_TRUE(!config.longMonthNames_ && config.longDayNames_);
-  set("LongDayNames", "off");
-  EXPECT_FALSE(config.longDayNames_);
-  set("IntegerAggregates", "Native");
-  EXPECT_FALSE(config.wideIntegerAggregates_);
-  set("FirstDayOfWeek", "7");
-  EXPECT_EQ(config.firstDayOfWeek_, 7);
-  set("FiscalYearStartMonth", "12");
-  EXPECT_EQ(config.fiscalYearStartMonth_, 12);
-  set("JsonErrors", "null");
-  EXPECT_EQ(config.jsonErrors_, SUSystemConfig::JsonErrors::kNull);
-  set("TempDirectory", "/Var/Tmp");
-  EXPECT_EQ(config.tempDirectory_, "/Var/Tmp");
-  for (const auto& [given, kept] :
-       std::map<std::string, std::string>{{"sv_SE", "sv_SE"},
-                                          {"sv-SE", "sv_SE"},
-                                          {"de@collation=phonebook", "de@collation=phonebook"},
-                                          {"en", "en"},
-                                          {"", ""}}) {
-    set("Locale", given.c_str());
-    EXPECT_EQ(config.locale_, kept);
-  }
-  for (const auto& [size, bytes] :
-       std::map<std::string, uint64>{{"1", 1},
-                                     {"64KiB", 65536},
-                                     {"1gib", uint64{1} << 30},
-                                     {"2TiB", uint64{1} << 41},
-                                     {"18446744073709551615", UINT64_MAX}}) {
-    set("GroupMemory", size.c_str());
-    EXPECT_EQ(config.groupMemory_, bytes) << size;
+  for (const std::string& one :
+       Split("IntegerMathAsDouble on 1|IntegerMathAsDouble TRUE 1|IntegerDivideAsDouble 1 1|"
+             "CaseSensitiveCompare off 0|LongMonthNames False 0|LongDayNames 0 0|"
+             "SubstringCompliance On 1|IntegerAggregates Native 0|FirstDayOfWeek 7 7|"
+             "FiscalYearStartMonth 12 12|JsonErrors null 1|TempDirectory /Var/Tmp /Var/Tmp|"
+             "Locale sv_SE sv_SE|Locale sv-SE sv_SE|"
+             "Locale de@collation=phonebook de@collation=phonebook|GroupMemory 1 1|"
+             "GroupMemory 64KiB 65536|GroupMemory 1gib 1073741824|GroupMemory 2TiB 2199023255552|"
+             "GroupMemory 18446744073709551615 18446744073709551615")) {
+    const auto parts = Split(one, ' ');
+    std::map<std::string, std::string> expected = Values({});
+    expected[parts[0]] = parts[2];
+    SUSystemConfig config;
+    EXPECT_EQ(ErrorOf([&] { config.Set(parts[0], parts[1]); }), "accepted") << one;
+    EXPECT_EQ(Values(config), expected) << one;
   }
 }
 
 TEST(SUSystemConfig, RefusesWithWholeSentencesAndKeepsTheValue) {
+  const std::string size = "=a size above 0 such as 256MiB, 64KiB, 1GiB or a number of bytes|";
   SUSystemConfig config;
-  const std::string size = "a size above 0 such as 256MiB, 64KiB, 1GiB or a number of bytes";
-  const struct {
-    const char* name;
-    const char* value;
-    std::string error;
-  } kCases[] = {
-      {"GroupMemroy", "1",
-       "58040: there is no switch of this name (--help-switches lists them all): \"GroupMemroy\""},
-      {"longdaynames", "yes", "58041: the switch \"LongDayNames\" takes on or off, not \"yes\""},
-      {"GroupMemory", "0", "58041: the switch \"GroupMemory\" takes " + size + ", not \"0\""},
-      {"GroupMemory", "12MB", "58041: the switch \"GroupMemory\" takes " + size + ", not \"12MB\""},
-      {"GroupMemory", "-1", "58041: the switch \"GroupMemory\" takes " + size + ", not \"-1\""},
-      {"GroupMemory", "16777216TiB",
-       "58041: the switch \"GroupMemory\" takes " + size + ", not \"16777216TiB\""},
-      {"FirstDayOfWeek", "8",
-       "58041: the switch \"FirstDayOfWeek\" takes a number from 1 (Sunday) to 7 (Saturday), not "
-       "\"8\""},
-      {"FiscalYearStartMonth", "1x",
-       "58041: the switch \"FiscalYearStartMonth\" takes a number from 1 (January) to 12 "
-       "(December), not \"1x\""},
-      {"Locale", "xx_YY",
-       "58041: the switch \"Locale\" takes an ICU locale such as sv_SE, or nothing, not \"xx_YY\""},
-      {"IntegerAggregates", "",
-       "58041: the switch \"IntegerAggregates\" takes wide or native, not \"\""},
-      {"JsonErrors", "on", "58041: the switch \"JsonErrors\" takes error or null, not \"on\""},
-  };
-  for (const auto& c : kCases) EXPECT_EQ(ErrorOfSet(config, c.name, c.value), c.error);
-  EXPECT_NE(ErrorOfSet(config, "Locale", std::string(400, 'a')), "accepted");
-  EXPECT_EQ(config.groupMemory_, uint64{256} << 20);
-  EXPECT_EQ(config.locale_, "");
+  for (const std::string& one : Split(
+           "LongDayNames=yes=on or off|GroupMemory=0" + size + "GroupMemory=12MB" + size +
+           "GroupMemory=-1" + size + "GroupMemory=16777216TiB" + size +
+           "Locale=xx_YY=an ICU locale such as sv_SE, or nothing|"
+           "IntegerAggregates==wide or native|"
+           "FirstDayOfWeek=8=a number from 1 (Sunday) to 7 (Saturday)|JsonErrors=on=error or null|"
+           "FiscalYearStartMonth=1x=a number from 1 (January) to 12 (December)")) {
+    const auto parts = Split(one, '=');
+    EXPECT_EQ(
+        ErrorOf([&] { config.Set(parts[0], parts[1]); }),
+        "58041: the switch \"" + parts[0] + "\" takes " + parts[2] + ", not \"" + parts[1] + "\"");
+  }
+  EXPECT_EQ(ErrorOf([&] { config.Set("GroupMemroy", "1"); }).substr(0, 38),
+            "58040: there is no switch of this name");
+  EXPECT_EQ(ErrorOf([&] { config.Set("longdaynames", "on"); }), "accepted");
+  EXPECT_EQ(Values(config), Values({}));
 }
 
 TEST(SUCompatFlag, ReadsTheSubstringSwitch) {
-  SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
-  const SUSystemConfig before = config;
-  for (bool on : {true, false}) {
-    config.substringCompliance_ = on;
-    EXPECT_EQ(SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE"), on);
-    EXPECT_FALSE(SUCompatFlag::GetBool("ZEPH_OTHER"));
-  }
-  config = before;
+  ConfigScope config;
+  EXPECT_FALSE(SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE"));
+  config->substringCompliance_ = true;
+  EXPECT_TRUE(SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE"));
+  EXPECT_FALSE(SUCompatFlag::GetBool("ZEPH_OTHER"));
 }
 
 }  // namespace
