@@ -9,46 +9,36 @@
 
 namespace sqxer::test {
 
-/// What a broken invariant throws while a ThrowingAsserts lives; what() is the assertion's text.
-struct BrokenInvariant : std::logic_error {
-  using std::logic_error::logic_error;
-};
-
-/// Turns broken invariants into exceptions for the life of the object.
-class ThrowingAsserts {
- public:
-  ThrowingAsserts() : previous_(XeAssert::SetHandler(&Throw)) {}
-  ~ThrowingAsserts() { XeAssert::SetHandler(previous_); }
-  ThrowingAsserts(const ThrowingAsserts&) = delete;
-  ThrowingAsserts& operator=(const ThrowingAsserts&) = delete;
-
- private:
-  static void Throw(const char*, int, const char* text) { throw BrokenInvariant(text); }
-  XeAssert::Handler previous_;
-};
-
-/// Expects `action` to raise the error with exactly these arguments and, when given, at this
-/// position of the SQL.
+/// Expects `action` to raise the error with exactly these arguments (none: whatever it has), at
+/// this position of the SQL.
 template <class Action>
-void ExpectError(int code, const std::vector<XeString>& arguments, Action action,
-                 int position = ErrorMessage::kNoPosition) {
+void ExpectErrorAt(int position, int code, const std::vector<XeString>& arguments, Action action) {
   try {
     action();
     ADD_FAILURE() << "error " << code << " was not raised";
   } catch (const ErrorMessage& error) {
     EXPECT_EQ(error.GetCode(), code) << error.what();
-    EXPECT_EQ(error.GetArguments(), arguments) << error.what();
-    if (position != ErrorMessage::kNoPosition) {
-      EXPECT_EQ(error.GetSourcePosition(), position) << error.what();
-    }
+    EXPECT_TRUE(arguments.empty() || error.GetArguments() == arguments) << error.what();
+    EXPECT_EQ(error.GetSourcePosition(), position) << error.what();
   }
 }
+template <class Action>
+void ExpectError(int code, const std::vector<XeString>& arguments, Action action) {
+  ExpectErrorAt(ErrorMessage::kNoPosition, code, arguments, action);
+}
+
+/// What a broken invariant throws while it is expected.
+struct BrokenInvariant : std::logic_error {
+  using std::logic_error::logic_error;
+};
 
 /// Expects `action` to break an invariant.
 template <class Action>
 void ExpectBroken(Action action) {
-  ThrowingAsserts throwing;
+  const auto previous =
+      XeAssert::SetHandler([](const char*, int, const char* text) { throw BrokenInvariant(text); });
   EXPECT_THROW(action(), BrokenInvariant);
+  XeAssert::SetHandler(previous);
 }
 
 }  // namespace sqxer::test

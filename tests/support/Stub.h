@@ -27,7 +27,6 @@ class Stub : public RExpression {
   }
   RExprReturn Eval(void* out) override {
     ++evaluations_;
-    if (evalError_ != 0) RaiseError(evalError_, {});
     if (status_ == kTrue) *static_cast<Value*>(out) = value_;
     return status_;
   }
@@ -42,9 +41,8 @@ class Stub : public RExpression {
   bool isNullable_ = true;
   int binds_ = 0;
   int evaluations_ = 0;
-  /// Codes of errors to raise, 0 for none.
+  /// The error that Bind raises, 0 for none.
   int bindError_ = 0;
-  int evalError_ = 0;
 };
 
 }  // namespace sqxer::test

@@ -2,74 +2,22 @@
 
 #include <array>
 #include <cmath>
-#include <memory>
-#include <optional>
+#include <set>
 
 #include "SQXERTypedVariant.h"
 #include "support/Asserts.h"
 #include "support/Stub.h"
+#include "support/TestRecord.h"
 
 namespace sqxer::test {
 
-/// An operator bound over `count` stubs of one type, which stay open to the test.
-template <class Value, int count>
-class OverStubs {
- public:
-  template <class Node, class... Extra>
-  static OverStubs Make(Extra... extra) {
-    OverStubs tree;
-    for (Stub<Value>*& stub : tree.operands_) stub = new Stub<Value>(kTypeOfValue<Value>);
-    RExpression* node =
-        std::apply([&](auto*... operand) -> RExpression* { return new Node(operand..., extra...); },
-                   tree.operands_);
-    node->SetSourcePosition(kPosition);
-    MetaDataInfo info;
-    tree.root_ = BindTree(std::unique_ptr<RExpression>(node), nullptr, info);
-    return tree;
-  }
-
-  static constexpr int kPosition = 17;
-  RExpression& root() { return *root_; }
-  Stub<Value>& operator[](int i) { return *operands_[static_cast<std::size_t>(i)]; }
-
-  template <class... Values>
-  RExprReturn Eval(void* out, const Values&... values) {
-    int i = 0;
-    ((operands_[static_cast<std::size_t>(i++)]->value_ = values), ...);
-    return root_->Eval(out);
-  }
-  void SetStatus(int i, RExprReturn status) {
-    operands_[static_cast<std::size_t>(i)]->status_ = status;
-  }
-  void ResetCounts() {
-    for (Stub<Value>* stub : operands_) {
-      stub->evaluations_ = 0;
-      stub->status_ = kTrue;
-    }
-  }
-
- private:
-  OverStubs() = default;
-  std::array<Stub<Value>*, count> operands_{};
-  std::unique_ptr<RExpression> root_;
-};
-
-/// Expects that each operand's status other than a value is returned at once, with no later operand
-/// evaluated and nothing written.
-template <class Tree>
-void ExpectStatusPassesUp(Tree& tree, int count) {
-  for (int stop = 0; stop < count; ++stop) {
-    for (const RExprReturn status : {kFalse, kUnknown, kError, kEod}) {
-      tree.ResetCounts();
-      tree.SetStatus(stop, status);
-      alignas(16) uint8 out[32];
-      EXPECT_EQ(tree.root().Eval(out), status);
-      EXPECT_EQ(tree.root().GetRetCode(), status);
-      for (int i = 0; i < count; ++i) EXPECT_EQ(tree[i].evaluations_, i <= stop ? 1 : 0);
-    }
-  }
-  tree.ResetCounts();
+/// A leaf of a type that is bound but not evaluated.
+inline Stub<int32>* Leaf(XeDataType type, uint32 length = 0) {
+  return new Stub<int32>(type, 0, kTrue, length);
 }
+
+/// Binds a tree without columns.
+inline std::unique_ptr<RExpression> Bound(RExpression* root) { return TestRecord({}).Bind(root); }
 
 /// The arguments of a type error.
 inline std::vector<XeString> TypeError(const XeString& name, XeDataType first,
@@ -79,23 +27,82 @@ inline std::vector<XeString> TypeError(const XeString& name, XeDataType first,
   return {name, types};
 }
 
-/// A leaf of a type that is bound but not evaluated.
-inline RExpression* Leaf(XeDataType type, uint32 length = 0) {
-  return new Stub<VelmarNumber>(type, {}, kTrue, length);
+/// The type in which two operands meet, if they do: of two numbers the one whose type comes earlier
+/// becomes of the later type.
+inline std::optional<XeDataType> Meet(XeDataType left, XeDataType right) {
+  static const std::vector<XeDataType> numbers = {XeBitData, XeInt4Data, XeUInt4Data, XeNumericData,
+                                                  XeDoubleData};
+  static const std::set<std::pair<XeDataType, XeDataType>> becomes = {
+      {XeCharData, XeCharData},        {XeCharData, XeLongVarCharData},
+      {XeCharData, XeDateData},        {XeCharData, XeDateTimeData},
+      {XeLongVarCharData, XeDateData}, {XeLongVarCharData, XeDateTimeData},
+      {XeBinaryData, XeBinaryData},    {XeLongVarCharData, XeLongVarCharData},
+      {XeDateData, XeDateData},        {XeBinaryData, XeLongVarBinaryData},
+      {XeDateData, XeDateTimeData},    {XeLongVarBinaryData, XeLongVarBinaryData},
+      {XeTimeData, XeTimeData},        {XeTimeData, XeDateTimeData},
+      {XeDateTimeData, XeDateTimeData}};
+  const auto first = std::find(numbers.begin(), numbers.end(), left);
+  const auto second = std::find(numbers.begin(), numbers.end(), right);
+  if (first != numbers.end() && second != numbers.end()) return *std::max(first, second);
+  if (becomes.contains({left, right})) return right;
+  return becomes.contains({right, left}) ? std::optional(left) : std::nullopt;
 }
 
-inline std::unique_ptr<RExpression> Bound(RExpression* root, MetaDataInfo* info = nullptr) {
-  MetaDataInfo own;
-  return BindTree(std::unique_ptr<RExpression>(root), nullptr, info != nullptr ? *info : own);
-}
+/// An operator at a position of the SQL, bound over stubs of one type that stay open to the test.
+template <class Value, std::size_t count>
+struct OverStubs {
+  static constexpr int kPosition = 17;
+  std::array<Stub<Value>*, count> operands{};
+  std::unique_ptr<RExpression> root;
+
+  template <class Node>
+  static OverStubs Make() {
+    OverStubs tree;
+    for (Stub<Value>*& stub : tree.operands) stub = new Stub<Value>(kTypeOfValue<Value>);
+    RExpression* node = std::apply([](auto*... stub) { return new Node(stub...); }, tree.operands);
+    node->SetSourcePosition(kPosition);
+    tree.root = Bound(node);
+    return tree;
+  }
+  template <class... Values>
+  RExprReturn Eval(void* out, const Values&... values) {
+    std::size_t i = 0;
+    ((operands[i++]->value_ = values), ...);
+    return root->Eval(out);
+  }
+  /// A status for each operand, and new counts.
+  void SetStatuses(const std::array<RExprReturn, count>& statuses) {
+    for (std::size_t i = 0; i < count; ++i) {
+      operands[i]->status_ = statuses[i];
+      operands[i]->evaluations_ = 0;
+    }
+  }
+  /// Expects that an operand's status other than a value is returned at once, with no later operand
+  /// evaluated.
+  void ExpectStatusPassesUp() {
+    std::array<RExprReturn, count> statuses;
+    statuses.fill(kTrue);
+    for (std::size_t stop = 0; stop < count; statuses[stop++] = kTrue) {
+      for (const RExprReturn status : {kFalse, kUnknown, kError, kEod}) {
+        statuses[stop] = status;
+        SetStatuses(statuses);
+        alignas(16) uint8 out[32];
+        EXPECT_EQ(root->Eval(out), status);
+        EXPECT_EQ(root->GetRetCode(), status);
+        for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(operands[i]->evaluations_, i <= stop);
+      }
+    }
+    SetStatuses(statuses);
+  }
+};
 
 /// Equal in value and, for doubles, in sign; a NaN is like a NaN.
 template <class Value>
 bool Alike(const Value& a, const Value& b) {
+  if constexpr (std::is_floating_point_v<Value>) {
+    return a != a ? b != b : a == b && std::signbit(a) == std::signbit(b);
+  }
   return a == b;
-}
-inline bool Alike(float64 a, float64 b) {
-  return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
 }
 
 }  // namespace sqxer::test
