@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <map>
 #include <set>
 
 #include "SQXERTypedVariant.h"
@@ -46,6 +47,26 @@ inline std::optional<XeDataType> Meet(XeDataType left, XeDataType right) {
   if (first != numbers.end() && second != numbers.end()) return *std::max(first, second);
   if (becomes.contains({left, right})) return right;
   return becomes.contains({right, left}) ? std::optional(left) : std::nullopt;
+}
+
+/// What stands in the place of a Leaf that has to become of another type.
+inline XeString Wrapper(XeDataType from, XeDataType to) {
+  static const std::map<XeDataType, XeString> names = {{XeBitData, L"Bit"},
+                                                       {XeBoolean, L"Bit"},
+                                                       {XeInt4Data, L"Int32"},
+                                                       {XeUInt4Data, L"UInt32"},
+                                                       {XeDoubleData, L"Float64"},
+                                                       {XeNumericData, L"Number"},
+                                                       {XeCharData, L"XeChar"},
+                                                       {XeLongVarCharData, L"LongVarXeChar"},
+                                                       {XeBinaryData, L"Binary"},
+                                                       {XeLongVarBinaryData, L"LongVarBinary"},
+                                                       {XeDateData, L"XeDate"},
+                                                       {XeTimeData, L"XeTime"},
+                                                       {XeDateTimeData, L"XeDateTime"}};
+  if (from == to) return L"test::Stub<int>";
+  const XeString source = from == XeLongVarCharData ? L"XeLongVarChar" : names.at(from);
+  return L"Convert" + source + L"to" + names.at(to);
 }
 
 /// An operator at a position of the SQL, bound over stubs of one type that stay open to the test.
