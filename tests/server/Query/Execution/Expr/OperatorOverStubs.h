@@ -7,6 +7,7 @@
 
 #include "SQXERTypedVariant.h"
 #include "support/Asserts.h"
+#include "support/BoundaryValues.h"
 #include "support/Stub.h"
 #include "support/TestRecord.h"
 
@@ -89,7 +90,10 @@ struct OverStubs {
   RExprReturn Eval(void* out, const Values&... values) {
     std::size_t i = 0;
     ((operands[i++]->value_ = values), ...);
-    return root->Eval(out);
+    const std::size_t blocks = AllocationCount();
+    const RExprReturn status = root->Eval(out);
+    EXPECT_EQ(AllocationCount(), blocks) << "the row path takes memory";
+    return status;
   }
   /// A status for each operand, and new counts.
   void SetStatuses(const std::array<RExprReturn, count>& statuses) {

@@ -1,6 +1,5 @@
 #include "OperatorOverStubs.h"
 #include "SQXERExprArithmetic.h"
-#include "support/BoundaryValues.h"
 
 namespace sqxer::test {
 namespace {

@@ -1,7 +1,6 @@
 #include "OperatorOverStubs.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
-#include "support/BoundaryValues.h"
 
 namespace sqxer::test {
 namespace {

@@ -1,7 +1,7 @@
 #include "OperatorOverStubs.h"
 #include "SQXERExprConstant.h"
+#include "SQXERExprExtract.h"
 #include "SQXERExprLogical.h"
-#include "support/BoundaryValues.h"
 
 namespace sqxer::test {
 namespace {
@@ -97,23 +97,17 @@ TEST(Comparison, Grids) {
   CheckOrder(varying, L"LongVarXeChar");
 }
 
-TEST(Logical, DescribesATruthValue) {
+TEST(Logical, IsNullableWhereAnOperandIs) {
   for (int mask = 0; mask < 4; ++mask) {
-    const auto leaf = [&](int bit) {
-      auto* stub = Leaf(XeBoolean);
-      stub->isNullable_ = mask & bit;
-      return stub;
-    };
-    const std::pair<RExpression*, bool> kCases[] = {{new LogicalAnd(leaf(1), leaf(2)), mask & 3},
-                                                    {new LogicalOr(leaf(1), leaf(2)), mask & 3},
-                                                    {new LogicalNot(leaf(1)), mask & 1},
-                                                    {new IsNull(leaf(1)), false}};
-    for (const auto& [root, nullable] : kCases) {
-      TestRecord record({});
+    TestRecord record({{XeBoolean, 0, (mask & 1) != 0}, {XeBoolean, 0, (mask & 2) != 0}});
+    for (RExpression* root :
+         std::initializer_list<RExpression*>{new LogicalAnd(new Extract(0), new Extract(1)),
+                                             new LogicalOr(new Extract(0), new Extract(1))}) {
       EXPECT_EQ(record.Bind(root)->GetResultDataType(), XeBoolean);
-      EXPECT_EQ(record.info.objectLength_, 1u);
-      EXPECT_EQ(record.info.isNullable_, nullable);
+      EXPECT_EQ(record.info.isNullable_, mask != 0);
     }
+    record.Bind(new IsNull(new Extract(0)));
+    EXPECT_FALSE(record.info.isNullable_);
   }
 }
 
@@ -151,28 +145,19 @@ TEST(Between, OperandsMeetInOneType) {
 }
 
 TEST(Between, TextLiteralsAreReadWhenBound) {
-  const struct {
-    XeDataType type;
-    const wchar_t *low, *high, *lowNode, *highNode;
-  } kCases[] = {
-      {XeInt4Data, L"1", L"2", L"ConstantInt32", L"ConstantInt32"},
-      {XeDateTimeData, L"2012-01-31", L"2012-02-01 10:00", L"ConstantDateTime",
-       L"ConstantDateTime"},
-      {XeDateData, L"2012-01-31", L"2012-02-01", L"ConstantDate", L"ConstantDate"},
-      {XeTimeData, L"23:59", L"soon", L"ConstantTime", L"ConvertXeLongVarChartoXeTime"},
+  const auto bind = [](XeDataType type, const wchar_t* low, const wchar_t* high) {
+    return Bound(new Between(Leaf(type), new ConstantXeChar(low), new ConstantLongVarXeChar(high)));
   };
-  std::unique_ptr<RExpression> tree;
-  for (const auto& c : kCases) {
-    tree = Bound(
-        new Between(Leaf(c.type), new ConstantXeChar(c.low), new ConstantLongVarXeChar(c.high)));
-    EXPECT_EQ(NodeName(*tree->GetIthOperand(1)), c.lowNode);
-    EXPECT_EQ(NodeName(*tree->GetIthOperand(2)), c.highNode);
-  }
+  const auto ints = bind(XeInt4Data, L"1", L"2"), times = bind(XeTimeData, L"23:59", L"soon"),
+             stamps = bind(XeDateTimeData, L"2012-01-31", L"2012-02-01 10:00");
+  EXPECT_EQ(NodeName(*ints->GetIthOperand(1)), L"ConstantInt32");
+  EXPECT_EQ(NodeName(*stamps->GetIthOperand(1)), L"ConstantDateTime");
+  EXPECT_EQ(NodeName(*stamps->GetIthOperand(2)), L"ConstantDateTime");
+  EXPECT_EQ(NodeName(*times->GetIthOperand(1)), L"ConstantTime");
   // What does not read as a time is no error until a row needs it; a number is needed at once.
-  ExpectError(59172, {L"soon", L"TIME"}, [&] { EvalAs<XeTime>(*tree->GetIthOperand(2)); });
-  ExpectError(59001, TypeError(L"Binary Logical", XeInt4Data, XeCharData), [] {
-    Bound(new Between(Leaf(XeInt4Data), new ConstantXeChar(L"x"), new ConstantXeChar(L"2")));
-  });
+  ExpectError(59172, {L"soon", L"TIME"}, [&] { EvalAs<XeTime>(*times->GetIthOperand(2)); });
+  ExpectError(59001, TypeError(L"Binary Logical", XeInt4Data, XeCharData),
+              [&] { bind(XeInt4Data, L"x", L"2"); });
   const auto signs =
       Bound(new Between(new ConstantUInt32(5), new ConstantInt32(-1), new ConstantInt32(9)));
   EXPECT_EQ(EvalAs<uint8>(*signs), 0) << "-1 is compared as 4294967295";
