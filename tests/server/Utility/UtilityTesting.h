@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <fstream>
@@ -84,8 +85,9 @@ std::vector<uint8> Stored(const std::basic_string<Character>& text, bool varying
   const auto length = static_cast<uint32>(text.size());
   std::vector<uint8> bytes((varying ? kLongVarPrefix : 0) + length * sizeof(Character));
   if (varying) std::memcpy(bytes.data(), &length, sizeof length);
-  std::memcpy(bytes.data() + (varying ? kLongVarPrefix : 0), text.data(),
-              length * sizeof(Character));
+  const auto* characters = reinterpret_cast<const uint8*>(text.data());
+  std::copy_n(characters, length * sizeof(Character),
+              bytes.begin() + (varying ? kLongVarPrefix : 0));
   return bytes;
 }
 
