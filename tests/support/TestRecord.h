@@ -13,6 +13,15 @@
 
 namespace sqxer::test {
 
+/// The stored types, short enough for tables.
+inline constexpr auto Bit = XeBitData, Char = XeCharData, VarChar = XeVarCharData,
+                      LongChar = XeLongVarCharData, Bin = XeBinaryData, VarBin = XeVarBinaryData,
+                      LongBin = XeLongVarBinaryData, Int1 = XeInt1Data, UInt1 = XeUInt1Data,
+                      Int2 = XeInt2Data, UInt2 = XeUInt2Data, Int4 = XeInt4Data,
+                      UInt4 = XeUInt4Data, Float = XeFloatData, Double = XeDoubleData,
+                      Numeric = XeNumericData, Date = XeDateData, Time = XeTimeData,
+                      DateTime = XeDateTimeData, Stamp = XeTimeStampData, Bool = XeBoolean;
+
 /// One field of a TestRecord. Length 0 is the width of a type of fixed width.
 struct TestField {
   XeDataType type;

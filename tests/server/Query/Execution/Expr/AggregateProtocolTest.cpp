@@ -90,36 +90,28 @@ struct Type {
   const wchar_t* suffix;
 };
 const Type kTypes[] = {
-    {XeInt1Data, XeInt4Data, L"Int32"},        {XeUInt1Data, XeInt4Data, L"Int32"},
-    {XeInt2Data, XeInt4Data, L"Int32"},        {XeUInt2Data, XeInt4Data, L"Int32"},
-    {XeInt4Data, XeInt4Data, L"Int32"},        {XeUInt4Data, XeUInt4Data, L"UInt32"},
-    {XeFloatData, XeDoubleData, L"Float64"},   {XeDoubleData, XeDoubleData, L"Float64"},
-    {XeNumericData, XeNumericData, L"Number"},
+    {Int1, Int4, L"Int32"},      {UInt1, Int4, L"Int32"},      {Int2, Int4, L"Int32"},
+    {UInt2, Int4, L"Int32"},     {Int4, Int4, L"Int32"},       {UInt4, UInt4, L"UInt32"},
+    {Float, Double, L"Float64"}, {Double, Double, L"Float64"}, {Numeric, Numeric, L"Number"},
 };
 
 constexpr auto NIL = std::nullopt;
-const Values kGroups[] = {{},
-                          {NIL},
-                          {5},
-                          {NIL, 3, NIL},
-                          {7, 7, 7},
-                          {},
-                          {4, 9, 9, 4, 1},
-                          {NIL, NIL, 0, NIL, 100},
-                          {2, NIL, 2},
-                          {127, 0}};
+// clang-format off
+const Values kGroups[] = {{}, {NIL}, {5}, {NIL, 3, NIL}, {7, 7, 7}, {}, {4, 9, 9, 4, 1},
+                          {NIL, NIL, 0, NIL, 100}, {2, NIL, 2}, {127, 0}};
+// clang-format on
 constexpr uint16 kFirstResult = 2;
 
 /// The fields of a target: two that are not the aggregate's before them, and one behind them.
 std::vector<TestField> TargetFields(const Kind& kind, const Type& type) {
-  std::vector<TestField> fields(2, TestField{XeInt1Data});
+  std::vector<TestField> fields(2, TestField{Int1});
   for (const char result : kind.results) {
     fields.push_back({result == 's'   ? type.source
                       : result == 'v' ? type.computed
-                      : result == 'c' ? XeUInt4Data
-                                      : XeDoubleData});
+                      : result == 'c' ? UInt4
+                                      : Double});
   }
-  fields.push_back({XeInt1Data});
+  fields.push_back({Int1});
   return fields;
 }
 
@@ -127,13 +119,13 @@ class AggregateProtocol : public testing::TestWithParam<Kind> {
  protected:
   struct Setting {
     const Type& type;
-    TestRecord input{{type.source}, {XeInt1Data}, {type.source}};
+    TestRecord input{{type.source}, {Int1}, {type.source}};
     TestRecord target{TargetFields(GetParam(), type)};
     Driven aggregate{GetParam().make(), input, target, kFirstResult};
 
     Group MakeGroup(Values rows) const {
       if (GetParam().sorted) std::sort(rows.begin(), rows.end());
-      Group group{rows, {}, type.computed == XeInt4Data || type.computed == XeUInt4Data};
+      Group group{rows, {}, type.computed == Int4 || type.computed == UInt4};
       for (const auto& row : rows) {
         if (row) group.seen.push_back(*row);
       }

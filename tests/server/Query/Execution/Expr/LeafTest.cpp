@@ -14,35 +14,19 @@ namespace sqxer::test {
 namespace {
 
 using Readers = std::map<XeDataType, std::pair<XeDataType, XeString>>;
-constexpr auto Bit = XeBitData, Char = XeCharData, VarChar = XeVarCharData,
-               LongChar = XeLongVarCharData, Bin = XeBinaryData, VarBin = XeVarBinaryData,
-               LongBin = XeLongVarBinaryData, Int1 = XeInt1Data, UInt1 = XeUInt1Data,
-               Int2 = XeInt2Data, UInt2 = XeUInt2Data, Int4 = XeInt4Data, UInt4 = XeUInt4Data,
-               Float = XeFloatData, Double = XeDoubleData, Numeric = XeNumericData,
-               Date = XeDateData, Time = XeTimeData, DateTime = XeDateTimeData,
-               Stamp = XeTimeStampData;
 /// What reads a stored type as an operand, and the type that it gives.
-const Readers kOperands = {{Bit, {Bit, L"Bit"}},
-                           {Char, {Char, L"XeChar"}},
-                           {Int1, {Int4, L"Int32"}},
-                           {VarChar, {LongChar, L"LongVarXeChar"}},
-                           {UInt1, {Int4, L"Int32"}},
-                           {LongChar, {LongChar, L"LongVarXeChar"}},
-                           {Int2, {Int4, L"Int32"}},
-                           {Bin, {LongBin, L"Binary"}},
-                           {UInt2, {Int4, L"Int32"}},
-                           {VarBin, {LongBin, L"LongVarBinary"}},
-                           {Int4, {Int4, L"Int32"}},
-                           {LongBin, {LongBin, L"LongVarBinary"}},
-                           {UInt4, {UInt4, L"UInt32"}},
-                           {Numeric, {Numeric, L"Number"}},
-                           {Float, {Double, L"Float64"}},
-                           {DateTime, {DateTime, L"DateTime"}},
-                           {Date, {Date, L"Date"}},
-                           {Double, {Double, L"Float64"}},
-                           {Time, {Time, L"Time"}},
-                           {XeBoolean, {XeBoolean, L"Boolean"}},
-                           {Stamp, {DateTime, L"DateTime"}}};
+// clang-format off
+const Readers kOperands = {
+    {Bit, {Bit, L"Bit"}}, {Bool, {Bool, L"Boolean"}}, {Int1, {Int4, L"Int32"}},
+    {UInt1, {Int4, L"Int32"}}, {Int2, {Int4, L"Int32"}}, {UInt2, {Int4, L"Int32"}},
+    {Int4, {Int4, L"Int32"}}, {UInt4, {UInt4, L"UInt32"}}, {Float, {Double, L"Float64"}},
+    {Double, {Double, L"Float64"}}, {Numeric, {Numeric, L"Number"}}, {Date, {Date, L"Date"}},
+    {Time, {Time, L"Time"}}, {DateTime, {DateTime, L"DateTime"}},
+    {Stamp, {DateTime, L"DateTime"}}, {Char, {Char, L"XeChar"}},
+    {VarChar, {LongChar, L"LongVarXeChar"}}, {LongChar, {LongChar, L"LongVarXeChar"}},
+    {Bin, {LongBin, L"Binary"}}, {VarBin, {LongBin, L"LongVarBinary"}},
+    {LongBin, {LongBin, L"LongVarBinary"}}};
+// clang-format on
 /// What reads it as a root, where that is another.
 const Readers kRoots = {{Int1, {Int1, L"Int8"}},      {UInt1, {UInt1, L"UInt8"}},
                         {Int2, {Int2, L"Int16"}},     {UInt2, {UInt2, L"UInt16"}},
@@ -53,7 +37,7 @@ TEST(Extract, BindsAReaderOfEveryStoredType) {
     const uint32 width = XeFieldDescriptor::GetObjectLength(of, 0);
     return width != 0 ? width : 6;
   };
-  for (int type = XeBitData; type <= XeUnknown; ++type) {
+  for (int type = Bit; type <= XeUnknown; ++type) {
     const auto stored = static_cast<XeDataType>(type);
     SCOPED_TRACE(stored);
     TestRecord record({{stored, length(stored), true, L"Column"}});
@@ -157,7 +141,7 @@ TEST(Leaves, BoundaryValuesOfFixedTypes) {
   ExpectRoundTrip<float64, float64, ConstantFloat64>(Double);
   ExpectRoundTrip<VelmarNumber, VelmarNumber, ConstantNumber>(Numeric);
   ExpectRoundTrip<bool>(Bit);
-  ExpectRoundTrip<bool, bool, ConstantBoolean>(XeBoolean);
+  ExpectRoundTrip<bool, bool, ConstantBoolean>(Bool);
   ExpectRoundTrip<XeDate, XeDate, ConstantDate>(Date);
   ExpectRoundTrip<XeTime, XeTime, ConstantTime>(Time);
   ExpectRoundTrip<XeDateTime, XeDateTime, ConstantDateTime>(DateTime);
@@ -243,7 +227,7 @@ TEST(Constant, NullAndBit) {
   const auto null = record.BindOperand(new ConstantNull);
   EXPECT_TRUE(record.info.isNullable_);
   EXPECT_EQ(record.info.fieldName_, L"(Constant Null)");
-  EXPECT_EQ(null->GetResultDataType(), XeBoolean);
+  EXPECT_EQ(null->GetResultDataType(), Bool);
   EXPECT_EQ(EvalAs<uint8>(*null), std::nullopt);
   ExpectError(59003, {L"BIT"}, [&] { record.Bind(new ConstantBit(uint8{1})); });
 }

@@ -32,17 +32,14 @@ inline std::vector<XeString> TypeError(const XeString& name, XeDataType first,
 /// The type in which two operands meet, if they do: of two numbers the one whose type comes earlier
 /// becomes of the later type.
 inline std::optional<XeDataType> Meet(XeDataType left, XeDataType right) {
-  static const std::vector<XeDataType> numbers = {XeBitData, XeInt4Data, XeUInt4Data, XeNumericData,
-                                                  XeDoubleData};
+  static const std::vector<XeDataType> numbers = {Bit, Int4, UInt4, Numeric, Double};
+  // clang-format off
   static const std::set<std::pair<XeDataType, XeDataType>> becomes = {
-      {XeCharData, XeCharData},        {XeCharData, XeLongVarCharData},
-      {XeCharData, XeDateData},        {XeCharData, XeDateTimeData},
-      {XeLongVarCharData, XeDateData}, {XeLongVarCharData, XeDateTimeData},
-      {XeBinaryData, XeBinaryData},    {XeLongVarCharData, XeLongVarCharData},
-      {XeDateData, XeDateData},        {XeBinaryData, XeLongVarBinaryData},
-      {XeDateData, XeDateTimeData},    {XeLongVarBinaryData, XeLongVarBinaryData},
-      {XeTimeData, XeTimeData},        {XeTimeData, XeDateTimeData},
-      {XeDateTimeData, XeDateTimeData}};
+      {Char, Char}, {Char, LongChar}, {Char, Date}, {Char, DateTime},
+      {LongChar, LongChar}, {LongChar, Date}, {LongChar, DateTime},
+      {Bin, Bin}, {Bin, LongBin}, {LongBin, LongBin},
+      {Date, Date}, {Date, DateTime}, {Time, Time}, {Time, DateTime}, {DateTime, DateTime}};
+  // clang-format on
   const auto first = std::find(numbers.begin(), numbers.end(), left);
   const auto second = std::find(numbers.begin(), numbers.end(), right);
   if (first != numbers.end() && second != numbers.end()) return *std::max(first, second);
@@ -52,21 +49,15 @@ inline std::optional<XeDataType> Meet(XeDataType left, XeDataType right) {
 
 /// What stands in the place of a Leaf that has to become of another type.
 inline XeString Wrapper(XeDataType from, XeDataType to) {
-  static const std::map<XeDataType, XeString> names = {{XeBitData, L"Bit"},
-                                                       {XeBoolean, L"Bit"},
-                                                       {XeInt4Data, L"Int32"},
-                                                       {XeUInt4Data, L"UInt32"},
-                                                       {XeDoubleData, L"Float64"},
-                                                       {XeNumericData, L"Number"},
-                                                       {XeCharData, L"XeChar"},
-                                                       {XeLongVarCharData, L"LongVarXeChar"},
-                                                       {XeBinaryData, L"Binary"},
-                                                       {XeLongVarBinaryData, L"LongVarBinary"},
-                                                       {XeDateData, L"XeDate"},
-                                                       {XeTimeData, L"XeTime"},
-                                                       {XeDateTimeData, L"XeDateTime"}};
+  // clang-format off
+  static const std::map<XeDataType, XeString> names = {
+      {Bit, L"Bit"}, {Bool, L"Bit"}, {Int4, L"Int32"}, {UInt4, L"UInt32"}, {Double, L"Float64"},
+      {Numeric, L"Number"}, {Char, L"XeChar"}, {LongChar, L"LongVarXeChar"}, {Bin, L"Binary"},
+      {LongBin, L"LongVarBinary"}, {Date, L"XeDate"}, {Time, L"XeTime"},
+      {DateTime, L"XeDateTime"}};
+  // clang-format on
   if (from == to) return L"test::Stub<int>";
-  const XeString source = from == XeLongVarCharData ? L"XeLongVarChar" : names.at(from);
+  const XeString source = from == LongChar ? L"XeLongVarChar" : names.at(from);
   return L"Convert" + source + L"to" + names.at(to);
 }
 

@@ -9,9 +9,6 @@ namespace sqxer::test {
 namespace {
 
 constexpr auto NIL = std::nullopt;
-constexpr auto Int1 = XeInt1Data, UInt1 = XeUInt1Data, UInt2 = XeUInt2Data, Int4 = XeInt4Data,
-               UInt4 = XeUInt4Data, Float = XeFloatData, Double = XeDoubleData,
-               Numeric = XeNumericData, VarChar = XeVarCharData;
 constexpr float64 kInf = std::numeric_limits<float64>::infinity();
 constexpr float64 kNaN = std::numeric_limits<float64>::quiet_NaN();
 constexpr float64 kMaxDouble = std::numeric_limits<float64>::max();
@@ -34,7 +31,7 @@ TEST(AggregateBinding, RefusesTypesAndColumns) {
       const XeString name = NodeName(*generic);
       ExpectErrorAt(5, 59001, {name, type}, [&] { Driven(generic, input, target); });
     };
-    for (int number = XeBitData; number <= XeBoolean; ++number) {
+    for (int number = Bit; number <= Bool; ++number) {
       const auto type = static_cast<XeDataType>(number);
       TestRecord input({{type, 8}});
       const bool unordered = type == XeIntervalData || type == XeObjectData;
@@ -137,7 +134,7 @@ TEST(DistinctAggregates, JudgeValuesAndNotBytes) {
 
 TEST(DistinctAggregates, CountTextsAsTheyCompare) {
   const Rows<XeString> texts = {L"", L"a", L"a ", NIL, L"a", L"A", L"b!", L"bb", L"bb  "};
-  for (const XeDataType type : {XeCharData, VarChar, XeLongVarCharData}) {
+  for (const XeDataType type : {Char, VarChar, LongChar}) {
     for (const bool foldCase : {false, true}) {
       SUSystemConfig::GetSystemConfig().caseSensitiveCompare_ = !foldCase;
       TestRecord input({{type, 4}}), target({{UInt4, 0, false}});
@@ -224,20 +221,20 @@ void ExpectEnds(XeDataType type, std::vector<Value> ascending = BoundaryValues<V
 }
 
 TEST(StoredValues, OfEveryTypeAreComparedAndKept) {
-  for (const XeDataType type : {XeBitData, XeBoolean}) ExpectEnds<uint8>(type, {0, 1});
-  ExpectEnds<int8>(XeInt1Data);
-  ExpectEnds<uint8>(XeUInt1Data);
-  ExpectEnds<int16>(XeInt2Data);
-  ExpectEnds<uint16>(XeUInt2Data);
-  ExpectEnds<int32>(XeInt4Data);
-  ExpectEnds<uint32>(XeUInt4Data);
+  for (const XeDataType type : {Bit, Bool}) ExpectEnds<uint8>(type, {0, 1});
+  ExpectEnds<int8>(Int1);
+  ExpectEnds<uint8>(UInt1);
+  ExpectEnds<int16>(Int2);
+  ExpectEnds<uint16>(UInt2);
+  ExpectEnds<int32>(Int4);
+  ExpectEnds<uint32>(UInt4);
   // A NaN follows every number.
-  ExpectEnds<float32>(XeFloatData);
-  ExpectEnds<float64>(XeDoubleData);
-  ExpectEnds<VelmarNumber>(XeNumericData);
-  ExpectEnds<XeDate>(XeDateData);
-  ExpectEnds<XeTime>(XeTimeData);
-  for (const XeDataType type : {XeDateTimeData, XeTimeStampData}) ExpectEnds<XeDateTime>(type);
+  ExpectEnds<float32>(Float);
+  ExpectEnds<float64>(Double);
+  ExpectEnds<VelmarNumber>(Numeric);
+  ExpectEnds<XeDate>(Date);
+  ExpectEnds<XeTime>(Time);
+  for (const XeDataType type : {DateTime, Stamp}) ExpectEnds<XeDateTime>(type);
 }
 
 TEST(StoredValues, OfEqualTextsTheFirstIsKept) {
@@ -251,7 +248,7 @@ TEST(StoredValues, OfEqualTextsTheFirstIsKept) {
       {{L"wide", L"wid"}, {L"wide", L"wid", L"wide", L"wid", NIL}},
       {{NIL, NIL}, {NIL, NIL, NIL, NIL, NIL}},
   };
-  for (const XeDataType type : {VarChar, XeLongVarCharData, XeCharData}) {
+  for (const XeDataType type : {VarChar, LongChar, Char}) {
     TestRecord input({{type, 4}}), target({{type, 4}});
     for (const auto& c : kCases) {
       Aggregate* const generics[] = {Make<Max>(), Make<Min>(), Make<First>(), Make<Last>(),
@@ -260,7 +257,7 @@ TEST(StoredValues, OfEqualTextsTheFirstIsKept) {
         Driven(generics[i], input, target).Run(c.texts);
         ASSERT_EQ(target.IsNull(0), !c.results[i]) << &c - kCases;
         XeString expected = c.results[i].value_or(target.GetText(0));
-        if (type == XeCharData) expected.resize(4, L' ');
+        if (type == Char) expected.resize(4, L' ');
         EXPECT_EQ(target.GetText(0), expected) << &c - kCases;
       }
     }
@@ -269,7 +266,7 @@ TEST(StoredValues, OfEqualTextsTheFirstIsKept) {
 
 TEST(StoredValues, AreCutToAShorterTarget) {
   for (Aggregate* (*make)() : {&Make<Max>, &Make<First>}) {
-    for (const XeDataType type : {VarChar, XeCharData, XeVarBinaryData, XeBinaryData}) {
+    for (const XeDataType type : {VarChar, Char, VarBin, Bin}) {
       TestRecord input({{type, 40}}), target({{type, 3}}), expected({{type, 3}});
       Driven(make(), input, target).Run<XeString>({L"abcdefgh"});
       expected.SetText(0, L"abc");

@@ -20,11 +20,10 @@ Expected Fit(long double exact, const wchar_t* name) {
   constexpr bool kReal = std::is_floating_point_v<Value>, kUnsigned = std::is_unsigned_v<Value>;
   if (std::isnan(exact) || (exact >= Limits::lowest() && exact <= Limits::max())) return {exact};
   if (exact < 0 && kUnsigned) return {0, 59162, {name, L"0"}};
-  return {0,
-          59161,
-          {name, kReal       ? L"1.7976931348623158e+308"
-                 : kUnsigned ? L"4294967295"
-                             : L"2147483647"}};
+  const wchar_t* const greatest = kReal       ? L"1.7976931348623158e+308"
+                                  : kUnsigned ? L"4294967295"
+                                              : L"2147483647";
+  return {0, 59161, {name, greatest}};
 }
 
 /// Runs an operator over all pairs of its type's boundary values.
@@ -52,11 +51,12 @@ void CheckGrid(const XeString& variant, Expected (*expect)(long double a, long d
   }
 }
 
+using L = long double;
+using I = int32;
+using U = uint32;
+using F = float64;
+
 TEST(Arithmetic, Grids) {
-  using L = long double;
-  using I = int32;
-  using U = uint32;
-  using F = float64;
   CheckGrid<I, Add>(L"AddInt32", [](L a, L b) { return Fit<I>(a + b, L"AddInt"); });
   CheckGrid<I, Subtract>(L"SubtractInt32", [](L a, L b) { return Fit<I>(a - b, L"SubtractInt"); });
   CheckGrid<I, Multiply>(L"MultiplyInt32", [](L a, L b) { return Fit<I>(a * b, L"MultiplyInt"); });
@@ -138,7 +138,7 @@ struct Text {
   RExpression* Make(XeDataType type) {
     const RExprReturn status = text ? kTrue : kUnknown;
     XeString& stored = text ? *text : text.emplace();
-    if (type == XeCharData) return new Stub<wchar_t*>(type, stored.data(), status, length);
+    if (type == Char) return new Stub<wchar_t*>(type, stored.data(), status, length);
     const RefLongVarChar value{static_cast<uint32>(stored.size()), stored.data()};
     return new Stub<RefLongVarChar>(type, value, status, length);
   }
@@ -146,7 +146,6 @@ struct Text {
 
 TEST(Concat, TextsAndNulls) {
   constexpr auto kNull = std::nullopt;
-  constexpr XeDataType kFixed = XeCharData, kLong = XeLongVarCharData;
   const XeString z200(200, L'z');
   const struct {
     Text left, right;
@@ -162,25 +161,25 @@ TEST(Concat, TextsAndNulls) {
       {{L"a", 1}, {z200, 1}, L"az", L"a" + z200},
   };
   for (const auto& c : kCases) {
-    for (const XeDataType type : {kFixed, kLong}) {
+    for (const XeDataType type : {Char, LongChar}) {
       Text left = c.left, right = c.right;
       TestRecord record({});
       const auto tree = record.Bind(new Concat(left.Make(type), right.Make(type)));
-      EXPECT_EQ(NodeName(*tree), type == kFixed ? L"ConcatXeChar" : L"ConcatLongVarXeChar");
+      EXPECT_EQ(NodeName(*tree), type == Char ? L"ConcatXeChar" : L"ConcatLongVarXeChar");
       EXPECT_EQ(record.info.objectLength_, left.length + right.length);
       // The second evaluation finds the buffer in use.
-      for (int i = 0; i < 2; ++i) EXPECT_EQ(EvalText(*tree), type == kFixed ? c.fixed : c.varying);
+      for (int i = 0; i < 2; ++i) EXPECT_EQ(EvalText(*tree), type == Char ? c.fixed : c.varying);
     }
   }
   // Mixed texts become long: padding is no part of the long value of a fixed text.
   Text fixed{L"ab ", 3}, varying{L"cd ", 5};
-  EXPECT_EQ(EvalText(*Bound(new Concat(fixed.Make(kFixed), varying.Make(kLong)))), L"abcd ");
-  EXPECT_EQ(EvalText(*Bound(new Concat(varying.Make(kLong), fixed.Make(kFixed)))), L"cd ab");
+  EXPECT_EQ(EvalText(*Bound(new Concat(fixed.Make(Char), varying.Make(LongChar)))), L"abcd ");
+  EXPECT_EQ(EvalText(*Bound(new Concat(varying.Make(LongChar), fixed.Make(Char)))), L"cd ab");
 }
 
 TEST(Concat, NullableOnlyWhenBothAreAndStatusPassesUp) {
   for (int mask = 0; mask < 4; ++mask) {
-    auto *left = Leaf(XeCharData, 4), *right = Leaf(XeCharData, 4);
+    auto *left = Leaf(Char, 4), *right = Leaf(Char, 4);
     left->isNullable_ = mask & 1;
     right->isNullable_ = mask & 2;
     left->status_ = mask == 0 ? kEod : kUnknown;

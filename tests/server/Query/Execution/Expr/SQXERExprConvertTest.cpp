@@ -37,24 +37,20 @@ TEST(Convert, BoundaryValues) {
 }
 
 TEST(Convert, DoublesTruncateTowardZeroAndStopAtTheLimits) {
-  const std::pair<float64, int32> kCases[] = {{-2.7, -2},
-                                              {2.7, 2},
-                                              {-0.0, 0},
-                                              {2147483646.9, 2147483646},
-                                              {1e300, INT32_MAX},
-                                              {2147483647.9, INT32_MAX},
-                                              {std::nan(""), 0},
-                                              {-2147483648.9, INT32_MIN},
-                                              {-HUGE_VAL, INT32_MIN}};
+  // clang-format off
+  const std::pair<float64, int32> kCases[] = {
+      {-2.7, -2}, {2.7, 2}, {-0.0, 0}, {2147483646.9, 2147483646}, {2147483647.9, INT32_MAX},
+      {1e300, INT32_MAX}, {-2147483648.9, INT32_MIN}, {-HUGE_VAL, INT32_MIN}, {std::nan(""), 0}};
+  // clang-format on
   for (const auto& [value, expected] : kCases) {
-    ConvertFloat64toInt32 node(new Stub<float64>(XeDoubleData, value));
+    ConvertFloat64toInt32 node(new Stub<float64>(Double, value));
     EXPECT_EQ(EvalAs<int32>(node), expected) << value;
   }
 }
 
 TEST(Convert, DoublesToNumbers) {
   for (const float64 value : BoundaryValues<float64>()) {
-    auto* stub = new Stub<float64>(XeDoubleData, value);
+    auto* stub = new Stub<float64>(Double, value);
     stub->SetSourcePosition(5);
     ConvertFloat64toNumber node(stub);
     if (std::isfinite(value) && std::fabs(value) < 1e100) {
@@ -68,18 +64,18 @@ TEST(Convert, DoublesToNumbers) {
 
 /// The conversions that are offered, by target.
 const std::map<XeDataType, std::set<XeDataType>> kOffered = {
-    {XeLongVarCharData, {XeCharData}},
-    {XeLongVarBinaryData, {XeBinaryData}},
-    {XeInt4Data, {XeBitData, XeBoolean}},
-    {XeUInt4Data, {XeBitData, XeBoolean}},
-    {XeDoubleData, {XeBitData, XeBoolean, XeInt4Data, XeUInt4Data, XeNumericData}},
-    {XeNumericData, {XeBitData, XeBoolean, XeInt4Data, XeUInt4Data}},
-    {XeDateTimeData, {XeDateData, XeTimeData}}};
+    {LongChar, {Char}},
+    {LongBin, {Bin}},
+    {Int4, {Bit, Bool}},
+    {UInt4, {Bit, Bool}},
+    {Double, {Bit, Bool, Int4, UInt4, Numeric}},
+    {Numeric, {Bit, Bool, Int4, UInt4}},
+    {DateTime, {Date, Time}}};
 
 TEST(Convert, AddConversionExpressionOffersExactlyTheTable) {
   const auto name = [](XeDataType of) { return SUXeDataTypeUtility::GetXeDataTypeName(of); };
-  for (int t = XeBitData; t < XeMaxType; ++t) {
-    for (int s = XeBitData; s < XeMaxType; ++s) {
+  for (int t = Bit; t < XeMaxType; ++t) {
+    for (int s = Bit; s < XeMaxType; ++s) {
       const auto target = static_cast<XeDataType>(t), source = static_cast<XeDataType>(s);
       SCOPED_TRACE(testing::Message() << source << " to " << target);
       std::unique_ptr<RExpression> node(Leaf(source));
@@ -95,8 +91,7 @@ TEST(Convert, AddConversionExpressionOffersExactlyTheTable) {
         EXPECT_EQ(node->GetIthOperand(0), stub);
         EXPECT_EQ(node->GetSourcePosition(), 3);
         // The long binary reports the long character type.
-        EXPECT_EQ(node->GetResultDataType(),
-                  target == XeLongVarBinaryData ? XeLongVarCharData : target);
+        EXPECT_EQ(node->GetResultDataType(), target == LongBin ? LongChar : target);
       } else if (target == source) {
         EXPECT_EQ(convert(), stub);
       } else {
@@ -110,10 +105,10 @@ TEST(Convert, StatusesPassThroughAndNullLeavesTheOutput) {
   for (const RExprReturn status : {kUnknown, kFalse, kError, kEod}) {
     const auto leaf = [&](XeDataType type) { return new Stub<void*>(type, nullptr, status); };
     const std::unique_ptr<RExpression> nodes[] = {
-        std::make_unique<ConvertInt32toFloat64>(leaf(XeInt4Data)),
-        std::make_unique<ConvertXeChartoXeDate>(leaf(XeCharData), XeDateData, 10),
-        std::make_unique<ConvertXeChartoLongVarXeChar>(leaf(XeCharData), XeLongVarCharData, 3),
-        std::make_unique<ConvertBinarytoLongVarBinary>(leaf(XeBinaryData), XeLongVarBinaryData, 3)};
+        std::make_unique<ConvertInt32toFloat64>(leaf(Int4)),
+        std::make_unique<ConvertXeChartoXeDate>(leaf(Char), Date, 10),
+        std::make_unique<ConvertXeChartoLongVarXeChar>(leaf(Char), LongChar, 3),
+        std::make_unique<ConvertBinarytoLongVarBinary>(leaf(Bin), LongBin, 3)};
     for (const auto& node : nodes) {
       alignas(16) uint8 out[32];
       std::memset(out, 0x5A, sizeof(out));
@@ -128,8 +123,8 @@ TEST(Convert, StatusesPassThroughAndNullLeavesTheOutput) {
 template <class Fixed, class Long, class Value>
 void ExpectRead(XeDataType type, uint32 length, const Value& expected) {
   XeString text = L"2012-02-29 23:59:58.5";
-  Fixed fixed(new Stub<wchar_t*>(XeCharData, text.data()), type, length);
-  Long varying(new Stub<RefLongVarChar>(XeLongVarCharData, {length, text.data()}), type, 30);
+  Fixed fixed(new Stub<wchar_t*>(Char, text.data()), type, length);
+  Long varying(new Stub<RefLongVarChar>(LongChar, {length, text.data()}), type, 30);
   EXPECT_EQ(EvalAs<Value>(fixed), expected);
   EXPECT_EQ(EvalAs<Value>(varying), expected);
 }
@@ -139,17 +134,17 @@ TEST(ConvertText, DatesAndTimes) {
   using LongToStamp = ConvertXeLongVarChartoXeDateTime;
   const XeDate day(2012, 2, 29);
   const XeTime time(23, 59, 58, 500000000);
-  ExpectRead<ConvertXeChartoXeDate, ConvertXeLongVarChartoXeDate>(XeDateData, 21, day);
-  ExpectRead<ConvertXeChartoXeTime, ConvertXeLongVarChartoXeTime>(XeTimeData, 21, time);
-  ExpectRead<FixedToStamp, LongToStamp>(XeDateTimeData, 21,
+  ExpectRead<ConvertXeChartoXeDate, ConvertXeLongVarChartoXeDate>(Date, 21, day);
+  ExpectRead<ConvertXeChartoXeTime, ConvertXeLongVarChartoXeTime>(Time, 21, time);
+  ExpectRead<FixedToStamp, LongToStamp>(DateTime, 21,
                                         XeDateTime(2012, 2, 29, 23, 59, 58, 500000000));
   // No text is read beyond its length.
-  ExpectRead<FixedToStamp, LongToStamp>(XeDateTimeData, 10, XeDateTime(2012, 2, 29));
+  ExpectRead<FixedToStamp, LongToStamp>(DateTime, 10, XeDateTime(2012, 2, 29));
 
   XeString wrong = L"2012-13-01";
-  auto* stub = new Stub<wchar_t*>(XeCharData, wrong.data());
+  auto* stub = new Stub<wchar_t*>(Char, wrong.data());
   stub->SetSourcePosition(21);
-  ConvertXeChartoXeDate node(stub, XeDateData, 10);
+  ConvertXeChartoXeDate node(stub, Date, 10);
   for (int twice = 0; twice < 2; ++twice) {
     ExpectErrorAt(21, 59172, {wrong, L"DATE"}, [&] { EvalAs<XeDate>(node); });
   }
@@ -158,7 +153,7 @@ TEST(ConvertText, DatesAndTimes) {
 /// Stands for the cast to character.
 struct CastStandIn : UnaryOperator, CastToCharOperand {
   CastStandIn(RExpression* literal, XeDataType target, wchar_t* result)
-      : UnaryOperator(literal, XeCharData), target_(target), result_(result) {}
+      : UnaryOperator(literal, Char), target_(target), result_(result) {}
   RExprReturn Eval(void* out) override {
     *static_cast<wchar_t**>(out) = result_;
     return kTrue;
@@ -184,17 +179,17 @@ TEST(ConvertText, TrailingBlanksOfFixedTexts) {
       {XeUnknown, nullptr, L"abcdef", 3, L"abc"},
       // The text ends before the declared length: nothing pads it.
       {XeUnknown, nullptr, L"ab ", 10, L"ab "},
-      {XeCharData, nullptr, L"ab   ", 5, L"ab   "},
-      {XeLongVarCharData, nullptr, L"ab   ", 5, L"ab"},
-      {XeLongVarCharData, L"ab ", L"ab   ", 5, L"ab "},
-      {XeLongVarCharData, L"", L"ab   ", 5, L"ab"},
+      {Char, nullptr, L"ab   ", 5, L"ab   "},
+      {LongChar, nullptr, L"ab   ", 5, L"ab"},
+      {LongChar, L"ab ", L"ab   ", 5, L"ab "},
+      {LongChar, L"", L"ab   ", 5, L"ab"},
   };
   for (const auto& c : kCases) {
     XeString text = c.text;
-    RExpression* operand = new Stub<wchar_t*>(XeCharData, text.data());
+    RExpression* operand = new Stub<wchar_t*>(Char, text.data());
     if (c.literal) delete std::exchange(operand, new ConstantLongVarXeChar(c.literal));
     if (c.castTo != XeUnknown) operand = new CastStandIn(operand, c.castTo, text.data());
-    ConvertXeChartoLongVarXeChar node(operand, XeLongVarCharData, c.declared);
+    ConvertXeChartoLongVarXeChar node(operand, LongChar, c.declared);
     EXPECT_EQ(EvalText(node), c.expected) << "case " << &c - kCases;
   }
 }

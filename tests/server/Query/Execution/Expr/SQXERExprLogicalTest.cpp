@@ -99,11 +99,11 @@ TEST(Comparison, Grids) {
 
 TEST(Logical, IsNullableWhereAnOperandIs) {
   for (int mask = 0; mask < 4; ++mask) {
-    TestRecord record({{XeBoolean, 0, (mask & 1) != 0}, {XeBoolean, 0, (mask & 2) != 0}});
+    TestRecord record({{Bool, 0, (mask & 1) != 0}, {Bool, 0, (mask & 2) != 0}});
     for (RExpression* root :
          std::initializer_list<RExpression*>{new LogicalAnd(new Extract(0), new Extract(1)),
                                              new LogicalOr(new Extract(0), new Extract(1))}) {
-      EXPECT_EQ(record.Bind(root)->GetResultDataType(), XeBoolean);
+      EXPECT_EQ(record.Bind(root)->GetResultDataType(), Bool);
       EXPECT_EQ(record.info.isNullable_, mask != 0);
     }
     record.Bind(new IsNull(new Extract(0)));
@@ -113,14 +113,13 @@ TEST(Logical, IsNullableWhereAnOperandIs) {
 
 /// Pair by pair, as in a comparison; but a text that follows a bare time takes its type.
 std::optional<XeDataType> MeetSoFar(XeDataType soFar, XeDataType operand) {
-  const bool isTimeText = soFar == XeTimeData && SUXeDataTypeUtility::IsXeTextType(operand);
-  return isTimeText ? XeTimeData : Meet(soFar, operand);
+  const bool isTimeText = soFar == Time && SUXeDataTypeUtility::IsXeTextType(operand);
+  return isTimeText ? Time : Meet(soFar, operand);
 }
 
 TEST(Between, OperandsMeetInOneType) {
-  const XeDataType types[] = {XeBitData,   XeCharData,    XeLongVarCharData, XeInt4Data,
-                              XeUInt4Data, XeDoubleData,  XeNumericData,     XeDateData,
-                              XeTimeData,  XeDateTimeData};
+  const XeDataType types[] = {Bit,    Char,    LongChar, Int4, UInt4,
+                              Double, Numeric, Date,     Time, DateTime};
   const std::size_t before = MemoryGateway::BlocksInUse();
   for (int i = 0; i < 1000; ++i) {
     const XeDataType compare = types[i / 100], low = types[i / 10 % 10], high = types[i % 10];
@@ -134,8 +133,8 @@ TEST(Between, OperandsMeetInOneType) {
       ExpectError(59001, TypeError(L"Binary Logical", compare, low), bind);
     } else if (!common) {
       ExpectError(59001, TypeError(L"Binary Logical", *first, high), bind);
-    } else if (*common == XeBitData) {
-      ExpectError(59002, TypeError(L"Between", XeBitData), bind);
+    } else if (*common == Bit) {
+      ExpectError(59002, TypeError(L"Between", Bit), bind);
     } else {
       const auto tree = bind();
       for (int k = 0; k < 3; ++k) EXPECT_EQ(tree->GetIthOperand(k)->GetResultDataType(), *common);
@@ -148,16 +147,15 @@ TEST(Between, TextLiteralsAreReadWhenBound) {
   const auto bind = [](XeDataType type, const wchar_t* low, const wchar_t* high) {
     return Bound(new Between(Leaf(type), new ConstantXeChar(low), new ConstantLongVarXeChar(high)));
   };
-  const auto ints = bind(XeInt4Data, L"1", L"2"), times = bind(XeTimeData, L"23:59", L"soon"),
-             stamps = bind(XeDateTimeData, L"2012-01-31", L"2012-02-01 10:00");
+  const auto ints = bind(Int4, L"1", L"2"), times = bind(Time, L"23:59", L"soon"),
+             stamps = bind(DateTime, L"2012-01-31", L"2012-02-01 10:00");
   EXPECT_EQ(NodeName(*ints->GetIthOperand(1)), L"ConstantInt32");
   EXPECT_EQ(NodeName(*stamps->GetIthOperand(1)), L"ConstantDateTime");
   EXPECT_EQ(NodeName(*stamps->GetIthOperand(2)), L"ConstantDateTime");
   EXPECT_EQ(NodeName(*times->GetIthOperand(1)), L"ConstantTime");
   // What does not read as a time is no error until a row needs it; a number is needed at once.
   ExpectError(59172, {L"soon", L"TIME"}, [&] { EvalAs<XeTime>(*times->GetIthOperand(2)); });
-  ExpectError(59001, TypeError(L"Binary Logical", XeInt4Data, XeCharData),
-              [&] { bind(XeInt4Data, L"x", L"2"); });
+  ExpectError(59001, TypeError(L"Binary Logical", Int4, Char), [&] { bind(Int4, L"x", L"2"); });
   const auto signs =
       Bound(new Between(new ConstantUInt32(5), new ConstantInt32(-1), new ConstantInt32(9)));
   EXPECT_EQ(EvalAs<uint8>(*signs), 0) << "-1 is compared as 4294967295";

@@ -10,10 +10,6 @@ namespace sqxer::test {
 namespace {
 
 constexpr uint32 kOddLength = 77;
-constexpr auto Bit = XeBitData, Int4 = XeInt4Data, UInt4 = XeUInt4Data, Double = XeDoubleData,
-               Numeric = XeNumericData, Char = XeCharData, Long = XeLongVarCharData,
-               Binary = XeBinaryData, LongBinary = XeLongVarBinaryData, Date = XeDateData,
-               Time = XeTimeData, DateTime = XeDateTimeData;
 
 /// Operators that bind their operands by one of the common routines and stop there.
 struct Arithmetic : BinaryOperator {
@@ -62,7 +58,7 @@ void CheckComparison(XeDataType left, XeDataType right) {
   };
   if (const auto common = Meet(left, right)) {
     const auto tree = bind();
-    EXPECT_EQ(tree->GetResultDataType(), XeBoolean);
+    EXPECT_EQ(tree->GetResultDataType(), Bool);
     EXPECT_EQ(record.info.objectLength_, 1u);
     // Two pairs are not converted as in arithmetic: the unsigned right of a double is read as
     // signed, and an integer that became unsigned still says that it is signed.
@@ -73,7 +69,7 @@ void CheckComparison(XeDataType left, XeDataType right) {
       const bool signedStill = common == UInt4 && (i == 0 ? left : right) == Int4;
       EXPECT_EQ(tree->GetIthOperand(i)->GetResultDataType(), signedStill ? Int4 : *common);
     }
-  } else if (left >= XeObjectData || (left == Long && right == XeVarCharData)) {
+  } else if (left >= XeObjectData || (left == LongChar && right == VarChar)) {
     EXPECT_NO_THROW(bind());
   } else {
     ExpectError(59001, TypeError(L"Binary Logical", left, right), bind);
@@ -81,8 +77,8 @@ void CheckComparison(XeDataType left, XeDataType right) {
 }
 
 TEST(Binding, EveryPairOfTypesIsPromotedOrRefused) {
-  for (int l = XeBitData; l < XeMaxType; ++l) {
-    for (int r = XeBitData; r < XeMaxType; ++r) {
+  for (int l = Bit; l < XeMaxType; ++l) {
+    for (int r = Bit; r < XeMaxType; ++r) {
       const auto left = static_cast<XeDataType>(l), right = static_cast<XeDataType>(r);
       SCOPED_TRACE(testing::Message() << left << " with " << right);
       CheckArithmetic(left, right);
@@ -92,9 +88,9 @@ TEST(Binding, EveryPairOfTypesIsPromotedOrRefused) {
 }
 
 TEST(Binding, OperatorsRefuseTypes) {
-  constexpr XeDataType kTruth = XeBoolean, kSpan = XeIntervalData, None = XeUnknown;
+  constexpr XeDataType kSpan = XeIntervalData, None = XeUnknown;
   const std::size_t blocks = MemoryGateway::BlocksInUse();
-  const auto truth = [] { return Leaf(kTruth); };
+  const auto truth = [] { return Leaf(Bool); };
   const auto bit = [] { return Leaf(Bit); };
   const auto stamp = [] { return Leaf(DateTime); };
   const auto span = [] { return Leaf(kSpan); };
@@ -104,18 +100,18 @@ TEST(Binding, OperatorsRefuseTypes) {
     const wchar_t* name;
     XeDataType first, second = None;
   } kCases[] = {
-      {new EQ(truth(), truth()), 59002, L"Equals To", kTruth},
-      {new NE(truth(), truth()), 59002, L"Equal", kTruth},
-      {new LE(truth(), truth()), 59002, L"Less Than Equal TO", kTruth},
-      {new GE(truth(), truth()), 59002, L"Greater Than Equals To", kTruth},
-      {new LT(truth(), truth()), 59002, L"Less Than", kTruth},
+      {new EQ(truth(), truth()), 59002, L"Equals To", Bool},
+      {new NE(truth(), truth()), 59002, L"Equal", Bool},
+      {new LE(truth(), truth()), 59002, L"Less Than Equal TO", Bool},
+      {new GE(truth(), truth()), 59002, L"Greater Than Equals To", Bool},
+      {new LT(truth(), truth()), 59002, L"Less Than", Bool},
       {new GT(bit(), bit()), 59002, L"Greater Than", Bit},
       {new IsNull(bit()), 59002, L"IsNull", Bit},
-      {new IsNull(Leaf(Binary, 2)), 59002, L"IsNull", Binary},
+      {new IsNull(Leaf(Bin, 2)), 59002, L"IsNull", Bin},
       {new LogicalAnd(truth(), Leaf(Int4)), 59001, L"Logical And", Int4},
       {new LogicalOr(Leaf(Date), truth()), 59001, L"Logical Or", Date},
       {new LogicalNot(Leaf(Int4)), 59001, L"Logical Not", Int4},
-      {new Between(truth(), truth(), truth()), 59001, L"Binary Logical", kTruth, kTruth},
+      {new Between(truth(), truth(), truth()), 59001, L"Binary Logical", Bool, Bool},
       // Known pairs of dates and intervals name the type that would come of them.
       {new Add(span(), stamp()), 59001, L"Add", DateTime},
       {new Add(span(), span()), 59001, L"Add", kSpan},
