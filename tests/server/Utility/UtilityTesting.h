@@ -110,7 +110,7 @@ class TestRecord {
   void Set(int field, const std::basic_string<Character>& text) {
     const XeDataType type = layout_->GetFieldDescriptor(field)->GetDataType();
     const std::vector<uint8> stored = Stored(text, type != XeCharData && type != XeBinaryData);
-    std::memcpy(at(field), stored.data(), stored.size());
+    std::ranges::copy(stored, at(field));
   }
 
  private:
