@@ -2,126 +2,130 @@
 
 #include <gtest/gtest.h>
 
+#include "support/TestRecord.h"
+
 namespace sqxer::testing {
 namespace {
 
 std::string Utf8(const XeString& text) { return BaseStringUtil::StringToUtf8(text); }
 
-struct Line {
-  std::size_t depth;
-  std::string node;
-};
-
-void AppendNested(const std::vector<Line>& lines, std::size_t& at, std::string& out) {
-  std::size_t depth = lines[at].depth;
-  out += lines[at++].node;
-  bool open = false;
-  while (at < lines.size() && lines[at].depth > depth) {
-    out += open ? ", " : "(";
-    open = true;
-    AppendNested(lines, at, out);
+/// The lines of a described tree as one.
+std::string Nested(const std::string& description) {
+  std::string out;
+  std::size_t depth = 0;
+  for (const std::string& line : Split(description, '\n')) {
+    if (line.empty()) continue;
+    const std::size_t indent = line.find_first_not_of(' ');
+    std::string node = line.substr(indent, line.rfind(" -> ") - indent);
+    for (const std::string leaf : {"Extract", "Constant"}) {
+      const std::size_t space = node.find(' ');
+      if (!node.starts_with(leaf)) continue;
+      node = node.substr(space + 1) + ":" + node.substr(leaf.size(), space - leaf.size());
+    }
+    for (; depth > indent / 2; --depth) out += ")";
+    if (!out.empty()) out += indent / 2 > depth ? "(" : ", ";
+    depth = indent / 2;
+    out += node;
   }
-  if (open) out += ")";
+  return out + std::string(depth, ')');
 }
 
+/// A record with the fields of a plan's step, to bind trees to.
+struct StepRecord {
+  void Add(const ColumnInfo& column) {
+    fields.push_back({column.type, column.length, column.nullable, column.name});
+  }
+  XeAListStream* Open() {
+    return record.emplace(std::span<const test::TestField>(fields)).stream();
+  }
+  std::vector<test::TestField> fields;
+  std::optional<test::TestRecord> record;
+};
+
 std::string PrintTree(std::unique_ptr<RExpression> tree, XeAListStream* stream,
-                      const ColumnInfo* expected) {
+                      const ColumnInfo* expected = nullptr) {
   MetaDataInfo info;
-  std::unique_ptr<RExpression> bound = BindTree(std::move(tree), stream, info);
-  if (expected) {
+  const std::unique_ptr<RExpression> bound = BindTree(std::move(tree), stream, info);
+  if (expected != nullptr) {
     EXPECT_EQ(bound->GetResultDataType(), expected->type);
     EXPECT_LE(info.isNullable_, expected->nullable);
     EXPECT_LE(XeFieldDescriptor::GetObjectLength(bound->GetResultDataType(), info.objectLength_),
               expected->length);
   }
-  std::string text = Utf8(DescribeTree(*bound));
-  std::vector<Line> lines;
-  for (std::size_t start = 0; start < text.size();) {
-    std::size_t end = text.find('\n', start);
-    std::size_t node = text.find_first_not_of(' ', start);
-    std::size_t arrow = text.rfind(" -> ", end);
-    lines.push_back({node - start, text.substr(node, arrow - node)});
-    start = end + 1;
-  }
-  std::string out;
-  std::size_t at = 0;
-  AppendNested(lines, at, out);
-  return out;
+  return Nested(Utf8(DescribeTree(*bound)));
 }
 
 std::string PrintTrees(std::vector<PlanExpression>& trees, StepRecord& record, StepRecord* next) {
   std::string out;
   XeAListStream* stream = record.Open();
   for (PlanExpression& tree : trees) {
-    if (!out.empty()) out += "; ";
-    out += PrintTree(std::move(tree.tree), stream, &tree.result);
-    if (next) next->Add(tree.result);
-  }
-  return out;
-}
-
-std::string PrintAggregates(const QueryPlan& plan, StepRecord& inputs, StepRecord& group) {
-  std::string out;
-  inputs.Open();
-  for (const PlanAggregate& aggregate : plan.aggregates) {
-    std::unique_ptr<Aggregate> node = aggregate.make();
-    RExpression* bound = nullptr;
-    MetaDataInfo info;
-    node->Bind(inputs.GetLayout(), bound, info);
-    std::unique_ptr<RExpression> owner(bound == node.get() ? nullptr : bound);
-    const RExpression& result = bound ? *bound : *node;
-    if (aggregate.results.size() == 1) {
-      EXPECT_EQ(result.GetResultDataType(), aggregate.results[0].type) << aggregate.text;
-    }
-    if (!out.empty()) out += "; ";
-    out += Utf8(NodeName(result)) + " " + aggregate.text;
-    for (const ColumnInfo& result : aggregate.results) group.Add(result);
+    out += (out.empty() ? "" : "; ") + PrintTree(std::move(tree.tree), stream, &tree.result);
+    if (next != nullptr) next->Add(tree.result);
   }
   return out;
 }
 
 }  // namespace
 
-std::string PrintPlan(QueryPlan plan) {
-  std::string out;
-  auto step = [&](const char* name, const std::string& text) {
-    if (!text.empty()) out += std::string(name) + ": " + text + "\n";
-  };
-  StepRecord scan, inputs, group;
-  for (const ColumnInfo& column : plan.scanRecord) scan.Add(column);
-  if (plan.filter) step("filter", PrintTree(std::move(plan.filter), scan.Open(), nullptr));
-  StepRecord& last = plan.grouped ? group : scan;
-  if (plan.grouped) {
-    step("keys", PrintTrees(plan.groupKeys, scan, &group));
-    step("inputs", PrintTrees(plan.aggregateInputs, scan, &inputs));
-    step("aggregates", PrintAggregates(plan, inputs, group));
-    if (plan.having) step("having", PrintTree(std::move(plan.having), group.Open(), nullptr));
+EveryTypeCatalog::EveryTypeCatalog() {
+  const XeDataType kTypes[] = {XeInt4Data,    XeInt4Data,  XeUInt4Data, XeDoubleData,
+                               XeNumericData, XeBoolean,   XeBitData,   XeInt1Data,
+                               XeUInt1Data,   XeUInt2Data, XeFloatData, XeCharData,
+                               XeVarCharData, XeDateData,  XeTimeData,  XeTimeStampData};
+  for (const auto& name :
+       Split("i|j|u|d|n|b|bit|i1|u1|u2|f|c|s|dt|tm|ts|Cost Repair|Dup|DUP|Only")) {
+    const std::size_t at = table.columns.size();
+    const XeDataType type = at < std::size(kTypes) ? kTypes[at] : XeInt4Data;
+    table.columns.push_back(
+        {Wide(name), type, XeFieldDescriptor::GetObjectLength(type, 5), 0, true});
   }
-  std::string names;
-  for (int i = 0; i < plan.visibleOutputs; ++i)
-    names += (i ? ", " : "") + Utf8(plan.outputs[static_cast<std::size_t>(i)].result.name);
-  step("outputs", PrintTrees(plan.outputs, last, nullptr));
-  step("names", names);
-  std::string order;
-  for (const PlanSortKey& key : plan.order)
-    order += (order.empty() ? "" : ", ") + std::to_string(key.column) +
-             (key.order == kDescending ? " desc" : "") + (key.nulls == kNullsFirst ? " first" : "");
-  step("order", order);
-  if (plan.distinct) step("distinct", "yes");
-  if (plan.limit) step("limit", std::to_string(*plan.limit));
-  if (plan.offset) step("offset", std::to_string(plan.offset));
-  return out;
+}
+
+const TableSchema* EveryTypeCatalog::FindTable(const XeString& name) {
+  if (BaseStringUtil::IsCaseInsensitiveMatch(name, L"t") || name == L"data/t.csv") return &table;
+  SUGThrow(ErrorMessage(57001, {name}));
 }
 
 std::string Explain(const std::string& sql) {
   EveryTypeCatalog catalog;
-  return PrintPlan(CompileStatement(sql, catalog));
+  QueryPlan plan = CompileStatement(sql, catalog);
+  std::string out;
+  const auto step = [&](const std::string& name, const std::string& text) {
+    if (!text.empty()) out += (out.empty() ? "" : "\n") + name + ": " + text;
+  };
+  StepRecord scan, inputs, group;
+  for (const ColumnInfo& column : plan.scanRecord) scan.Add(column);
+  if (plan.filter) step("filter", PrintTree(std::move(plan.filter), scan.Open()));
+  if (plan.grouped) {
+    step("keys", PrintTrees(plan.groupKeys, scan, &group));
+    step("inputs", PrintTrees(plan.aggregateInputs, scan, &inputs));
+    std::string aggregates;
+    for (const PlanAggregate& aggregate : plan.aggregates) {
+      aggregates += (aggregates.empty() ? "" : "; ") + aggregate.text;
+      for (const ColumnInfo& column : aggregate.results) group.Add(column);
+    }
+    step("aggregates", aggregates);
+    if (plan.having) step("having", PrintTree(std::move(plan.having), group.Open()));
+  }
+  step("outputs", PrintTrees(plan.outputs, plan.grouped ? group : scan, nullptr));
+  std::string names, order;
+  for (int i = 0; i < plan.visibleOutputs; ++i) {
+    names += (i != 0 ? ", " : "") + Utf8(plan.outputs[i].result.name);
+  }
+  for (const PlanSortKey& key : plan.order) {
+    order += (order.empty() ? "" : ", ") + std::to_string(key.column) +
+             (key.order == kDescending ? " desc" : "") + (key.nulls == kNullsFirst ? " first" : "");
+  }
+  step("names", names);
+  step("order", order);
+  step("distinct", plan.distinct ? "yes" : "");
+  step("limit", plan.limit ? std::to_string(*plan.limit) : "");
+  step("offset", plan.offset != 0 ? std::to_string(plan.offset) : "");
+  return out;
 }
 
 std::string Output(const std::string& expression) {
-  std::string plan = Explain("SELECT " + expression + " FROM t");
-  std::size_t start = plan.find("outputs: ") + 9;
-  return plan.substr(start, plan.find('\n', start) - start);
+  return Split(Explain("SELECT " + expression + " FROM t"), '\n')[0].substr(9);
 }
 
 std::string ErrorOf(const std::string& sql) {
@@ -133,6 +137,26 @@ std::string ErrorOf(const std::string& sql) {
            ": " + error.what();
   }
   return "planned";
+}
+
+void ExpectResults(const std::function<std::string(const std::string&)>& compute,
+                   const std::string& table) {
+  std::vector<std::pair<std::string, std::string>> cases;
+  for (std::string rest : Split(table, '\n')) {
+    while (!rest.empty()) {
+      const std::string one = rest.substr(0, rest.find(" ;; "));
+      rest.erase(0, one.size() + 4);
+      const std::size_t arrow = one.find(" => ");
+      const bool goesOn = one.starts_with("    ");
+      if (!one.starts_with("  ")) {
+        cases.emplace_back(one.substr(0, arrow), arrow != one.npos ? one.substr(arrow + 4) : "");
+      } else {
+        cases.back().second += cases.back().second.empty() ? "" : goesOn ? " " : "\n";
+        cases.back().second += one.substr(goesOn ? 4 : 2);
+      }
+    }
+  }
+  for (const auto& [input, result] : cases) EXPECT_EQ(compute(input), result) << input;
 }
 
 }  // namespace sqxer::testing
