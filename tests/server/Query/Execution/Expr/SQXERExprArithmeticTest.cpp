@@ -109,6 +109,13 @@ TEST(Arithmetic, WhatTheOutputHoldsAfterAnError) {
   EXPECT_EQ(after(Int::Make<Divide>(), 7, 0), 7);
 }
 
+TEST(Arithmetic, DivideOfIntegersAsDoubles) {
+  auto *most = new Stub<uint32>(UInt4, UINT32_MAX), *two = new Stub<uint32>(UInt4, 2);
+  EXPECT_EQ(EvalAs<float64>(*Bound(new Divide(most, two, true))), 2147483647.5);
+  const auto ints = Bound(new Divide(new Stub<int32>(Int4, -7), new Stub<int32>(Int4, 2), true));
+  EXPECT_EQ(EvalAs<float64>(*ints), -3.5);
+}
+
 template <class Value, class Apply>
 void CheckNegation(const wchar_t* name, Apply expect) {
   auto tree = OverStubs<Value, 1>::template Make<UnaryMinus>();

@@ -137,7 +137,11 @@ TEST(Between, OperandsMeetInOneType) {
       ExpectError(59002, TypeError(L"Between", Bit), bind);
     } else {
       const auto tree = bind();
-      for (int k = 0; k < 3; ++k) EXPECT_EQ(tree->GetIthOperand(k)->GetResultDataType(), *common);
+      const XeDataType own[] = {compare, low, high};
+      for (int k = 0; k < 3; ++k) {
+        EXPECT_EQ(NodeName(*tree->GetIthOperand(k)), Wrapper(own[k], *common));
+        EXPECT_EQ(tree->GetIthOperand(k)->GetResultDataType(), *common);
+      }
     }
   }
   EXPECT_EQ(MemoryGateway::BlocksInUse(), before);
