@@ -95,7 +95,10 @@ std::vector<uint8> Stored(const std::basic_string<Character>& text, bool varying
 class TestRecord {
  public:
   explicit TestRecord(const XeRecordMetaData& layout)
-      : layout_(&layout), units_(layout.GetBinaryRecordSize() / sizeof(std::max_align_t) + 1) {}
+      : layout_(&layout), units_(layout.GetBinaryRecordSize() / sizeof(std::max_align_t) + 1) {
+    // Copies of a max_align_t need not bring the zeros of its padding along.
+    std::memset(bytes(), 0, units_.size() * sizeof(std::max_align_t));
+  }
 
   uint8* bytes() { return reinterpret_cast<uint8*>(units_.data()); }
   const uint8* bytes() const { return reinterpret_cast<const uint8*>(units_.data()); }
