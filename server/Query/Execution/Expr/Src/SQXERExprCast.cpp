@@ -1,6 +1,7 @@
 #include "SQXERExprCast.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "SQXERExprConstant.h"
@@ -147,7 +148,16 @@ void Cast::SetOperandAndResultMetaData() {
 }
 
 void Cast::RaiseOutOfRange() const {
-  RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_)});
+  constexpr uint32 kMostShown = 60;
+  alignas(uint32) uint8 field[kLongVarPrefix + kMostShown * sizeof(wchar_t)];
+  const XeFieldDataBinder toText(operandDataType_, operandLength_, XeLongVarCharData, kMostShown);
+  toText.MoveDataToIntoField(operandValue_, field);
+  uint32 length;
+  std::memcpy(&length, field, sizeof length);
+  XeString text(length, L' ');
+  std::memcpy(text.data(), field + kLongVarPrefix, length * sizeof(wchar_t));
+  RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_),
+                     std::move(text)});
 }
 
 }  // namespace sqxer

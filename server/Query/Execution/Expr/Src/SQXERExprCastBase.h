@@ -15,9 +15,9 @@ namespace sqxer {
 ///
 /// Bind errors: 59002 ("Cast", target type) for a target without a cast; 59001 (the cast's name,
 /// operand type) for an operand that the cast does not take. Row errors: 59013 (the cast's name,
-/// operand type) for a value beyond the target's range; 59172 (text, type) for a text that does not
-/// read as a whole, blanks around it ignored. NULL stays NULL. A constant is converted once per
-/// tree.
+/// operand type, value) for a value beyond the target's range; 59172 (text, type) for a text that
+/// does not read as a whole, blanks around it ignored. NULL stays NULL. A constant is converted
+/// once per tree.
 class SQXEREXPR_API Cast : public UnaryOperator {
  public:
   /// `precision`: the length of a character or binary target, in characters or bytes; a character

@@ -37,8 +37,7 @@ void ExpectIntegers(XeDataType from, XeDataType to, std::vector<Value> values) {
     if (number >= Limits::min() && number <= Limits::max()) {
       EXPECT_EQ(EvalAs<Integer>(*cast), static_cast<Integer>(number)) << number;
     } else {
-      ExpectErrorAt(kPosition, 59013, TypeError(NodeName(*cast), from),
-                    [&] { EvalAs<Integer>(*cast); });
+      ExpectErrorAt(kPosition, 59013, {}, [&] { EvalAs<Integer>(*cast); });
     }
   }
 }
@@ -104,7 +103,8 @@ TEST(Cast, NumbersTextsAndBits) {
     ExpectErrorAt(kPosition, 59185, {L"2"}, [&] { bit(Of(from, two)); });
     ExpectErrorAt(kPosition, 59172, {word, L"INTEGER"},
                   [&] { EvalAs<int32>(*BoundCast(Of(from, word), Int4)); });
-    ExpectErrorAt(kPosition, 59013, TypeError(L"CastToFloat32", from),
+    const auto arguments = {L"CastToFloat32", from == Char ? L"CHAR" : L"LONG VARCHAR", L"1e39"};
+    ExpectErrorAt(kPosition, 59013, {arguments.begin(), arguments.end()},
                   [&] { EvalAs<float32>(*BoundCast(Of(from, big), Float)); });
   }
   EXPECT_EQ(bit(Of(Numeric, VelmarNumber(1))) + bit(Of(Int4, int32{0})) + bit(Of(Bool, uint8{1})),
