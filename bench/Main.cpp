@@ -20,12 +20,10 @@ class RememberingReporter : public benchmark::ConsoleReporter {
   }
 
   void PrintRatios() const {
-    auto trees = nanoseconds_.find("TreeFilterProduct");
-    auto hand = nanoseconds_.find("HandWrittenFilterProduct");
-    if (trees != nanoseconds_.end() && hand != nanoseconds_.end()) {
-      std::printf("\nfilter and product: trees / hand-written loop = %.2f\n",
-                  trees->second / hand->second);
-    }
+    std::printf("\n");
+    PrintRatio("filter and product", "TreeFilterProduct", "HandWrittenFilterProduct");
+    PrintRatio("searched CASE of three branches", "TreeSearchedCase", "HandWrittenSearchedCase");
+    PrintRatio("lookup CASE of three branches", "TreeLookupCase", "HandWrittenLookupCase");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;
@@ -40,6 +38,13 @@ class RememberingReporter : public benchmark::ConsoleReporter {
   }
 
  private:
+  void PrintRatio(const char* what, const char* ofTrees, const char* byHand) const {
+    auto trees = nanoseconds_.find(ofTrees);
+    auto hand = nanoseconds_.find(byHand);
+    if (trees == nanoseconds_.end() || hand == nanoseconds_.end()) return;
+    std::printf("%s: trees / hand-written loop = %.2f\n", what, trees->second / hand->second);
+  }
+
   std::map<std::string, double> nanoseconds_;
 };
 
