@@ -25,6 +25,8 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("LIKE '%needle%'", "Like");
     PrintRatio("IN of 8 constants", "In/8");
     PrintRatio("IN of 1000 constants", "In/1000");
+    PrintRatio("searched CASE of three branches", "SearchedCase");
+    PrintRatio("lookup CASE of three branches", "LookupCase");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;

@@ -122,4 +122,15 @@ inline RefLongVarChar AsText(wchar_t* text) {
   return {static_cast<uint32>(std::char_traits<wchar_t>::length(text)), text};
 }
 
+/// Whether two values of one type are equal. Texts are compared by `compare`, which the other types
+/// do not look at.
+template <class T>
+bool EqualValues([[maybe_unused]] CharCompareFunc_t compare, const T& a, const T& b) {
+  if constexpr (requires { AsText(a); }) {
+    return CompareText<EqualToOp>(compare, AsText(a), AsText(b));
+  } else {
+    return EqualToOp::Apply(a, b);
+  }
+}
+
 }  // namespace sqxer

@@ -1,0 +1,367 @@
+#include "SQXERExprCase2.h"
+
+#include <algorithm>
+#include <type_traits>
+#include <utility>
+
+#include "SQXERExprConvert.h"
+#include "SQXEROpsCompare.h"
+#include "SQXERTypedVariant.h"
+
+namespace sqxer {
+namespace {
+
+constexpr int kResultsDiffer = 59020;
+constexpr int kComparedDiffer = 59021;
+constexpr int kNoEquality = 59022;
+constexpr int kIncompleteBranches = 59023;
+constexpr int kLookupOfNull = 59032;
+constexpr int kNothingTyped = 59033;
+
+bool IsNullConstant(RExpression* node) {
+  return node->GetExpressionType() == kConstantNullExpression;
+}
+
+void DeleteAll(const std::vector<RExpression*>& nodes) {
+  for (RExpression* node : nodes) delete node;
+}
+
+/// Room for a value of any type.
+struct alignas(16) AnyValue {
+  uint8 bytes[std::max({sizeof(VelmarNumber), sizeof(XeDateTime), sizeof(RefLongVarChar)})];
+};
+
+/// What `choose` gives for the C++ type of a data type's values, or for AnyValue when such values
+/// have no equality.
+template <class Choose>
+auto ChooseByEquality(XeDataType type, Choose choose) {
+  auto chosen = choose(std::type_identity<AnyValue>{});
+  const auto offer = [&]<class... T>(std::type_identity<T>... value) {
+    ((type == kTypeOfValue<T> ? static_cast<void>(chosen = choose(value)) : static_cast<void>(0)),
+     ...);
+  };
+  offer(std::type_identity<wchar_t*>{}, std::type_identity<RefLongVarChar>{},
+        std::type_identity<int32>{}, std::type_identity<uint32>{}, std::type_identity<float64>{},
+        std::type_identity<VelmarNumber>{}, std::type_identity<XeDate>{},
+        std::type_identity<XeTime>{}, std::type_identity<XeDateTime>{},
+        std::type_identity<uint8>{});
+  return chosen;
+}
+
+}  // namespace
+
+bool Conditional::HasEquality(XeDataType type) {
+  return ChooseByEquality(
+      type, []<class T>(std::type_identity<T>) -> bool { return !std::is_same_v<T, AnyValue>; });
+}
+
+OperandShape Conditional::BindBranch(RExpression*& slot, XeAListStream* stream,
+                                     RExpression*& replacement, MetaDataInfo& info) {
+  if (skipReBindChildren_) return {0, true};
+  return BindOperand(slot, stream, replacement, info);
+}
+
+void Conditional::Fold(BranchUnion& branches, RExpression* branch, uint32 length, int errorCode) {
+  if (IsNullConstant(branch)) return;
+  const XeDataType type = branch->GetResultDataType();
+  if (branches.type == XeUnknown) {
+    branches.type = type;
+  } else if (SUXeDataTypeUtility::AreUnionCompatible(branches.type, type)) {
+    branches.type = SUXeDataTypeUtility::GetUnionDataType(branches.type, type);
+  } else {
+    RaiseError(errorCode, {});
+  }
+  branches.length = std::max(branches.length, length);
+}
+
+void Conditional::ConvertBranch(RExpression*& slot, const BranchUnion& branches) {
+  if (IsNullConstant(slot)) return;
+  slot = Convert::AddConversionExpression(branches.type, slot->GetResultDataType(), slot,
+                                          branches.length);
+}
+
+void Conditional::DescribeResult(const BranchUnion& branches, bool isNullable, MetaDataInfo& info) {
+  resultDataType_ = branches.type;
+  // Two narrow types can meet in one that is wider than both.
+  info.objectLength_ = XeFieldDescriptor::GetObjectLength(branches.type, branches.length);
+  info.isNullable_ = isNullable;
+  info.fieldName_ = XeRecordMetaData::exprFieldName_;
+  info.aliasName_ = XeRecordMetaData::exprFieldName_;
+  info.scale_ = 0;
+}
+
+void Conditional::BindPair(RExpression*& first, RExpression*& second, XeAListStream* stream,
+                           RExpression*& replacement, MetaDataInfo& info) {
+  replacement = nullptr;
+  BranchUnion branches;
+  bool isNullable = false;
+  for (RExpression** slot : {&first, &second}) {
+    const OperandShape shape = BindBranch(*slot, stream, replacement, info);
+    Fold(branches, *slot, shape.length, kComparedDiffer);
+    isNullable |= shape.nullable;
+  }
+  // Two NULL constants: the result is NULL, of the type that the constant has.
+  if (branches.type == XeUnknown) branches.type = first->GetResultDataType();
+  for (RExpression** slot : {&first, &second}) ConvertBranch(*slot, branches);
+  DescribeResult(branches, isNullable, info);
+}
+
+// CASE
+
+Case::Case(RExpression* caseExpr, std::vector<RExpression*> whens,
+           std::vector<RExpression*> results)
+    : Conditional(static_cast<int>((caseExpr != nullptr) + whens.size() + results.size())),
+      caseExpr_(caseExpr),
+      whenExprs_(std::move(whens)),
+      resultExprs_(std::move(results)) {
+  SetCaseExprType(XeUnknown);
+}
+
+Case::~Case() {
+  delete caseExpr_;
+  DeleteAll(whenExprs_);
+  DeleteAll(resultExprs_);
+}
+
+RExpression*& Case::Slot(int index) {
+  if (index < 0 || index >= numOperands_) XeLogicError("operand index of a CASE");
+  std::size_t at = static_cast<std::size_t>(index);
+  // By the count: the case operand stays an operand while its slot is empty.
+  if (whenExprs_.size() + resultExprs_.size() < static_cast<std::size_t>(numOperands_)) {
+    if (at == 0) return caseExpr_;
+    --at;
+  }
+  return at < whenExprs_.size() ? whenExprs_[at] : resultExprs_[at - whenExprs_.size()];
+}
+
+RExpression* Case::GetIthOperand(int index) { return Slot(index); }
+
+void Case::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand; }
+
+void Case::SetCaseExprType(XeDataType type) {
+  caseExprDataType_ = type;
+  lookup_ = ChooseByEquality(
+      type, []<class T>(std::type_identity<T>) -> Lookup { return &Case::EvalLookup<T>; });
+}
+
+void Case::UseCharCompareFunc() {
+  compareFunc_ = ExecutionUtility::GetCharacterComparisonFunction();
+}
+
+void Case::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  replacement = nullptr;
+  SetCaseExprType(XeBoolean);
+  resultDataType_ = XeUnknown;
+  bool isNullable = false;
+
+  BranchUnion compared;
+  if (caseExpr_ != nullptr) {
+    const OperandShape shape = BindBranch(caseExpr_, stream, replacement, info);
+    if (IsNullConstant(caseExpr_)) RaiseError(kLookupOfNull, {});
+    Fold(compared, caseExpr_, shape.length, kComparedDiffer);
+    isNullable |= shape.nullable;
+  }
+
+  BranchUnion results;
+  for (RExpression*& result : resultExprs_) {
+    const OperandShape shape = BindBranch(result, stream, replacement, info);
+    Fold(results, result, shape.length, kResultsDiffer);
+    isNullable |= shape.nullable;
+  }
+  if (results.type == XeUnknown) RaiseError(kNothingTyped, {});
+  const bool hasElse = resultExprs_.size() == whenExprs_.size() + 1;
+  if (!hasElse && resultExprs_.size() != whenExprs_.size()) RaiseError(kIncompleteBranches, {});
+  for (RExpression*& result : resultExprs_) ConvertBranch(result, results);
+
+  for (RExpression*& when : whenExprs_) {
+    const OperandShape shape = BindBranch(when, stream, replacement, info);
+    if (caseExpr_ != nullptr) Fold(compared, when, shape.length, kComparedDiffer);
+    isNullable |= shape.nullable;
+  }
+  if (caseExpr_ != nullptr) {
+    ConvertBranch(caseExpr_, compared);
+    for (RExpression*& when : whenExprs_) ConvertBranch(when, compared);
+    SetCaseExprType(compared.type);
+    if (SUXeDataTypeUtility::IsXeTextType(compared.type)) UseCharCompareFunc();
+  }
+  DescribeResult(results, isNullable || !hasElse, info);
+}
+
+/// The result that stands where the first WHEN that matches does; ELSE stands behind them all.
+template <class Matches>
+inline RExprReturn Case::EvalFirst(Matches matches, void* out) {
+  RExpression* const* result = resultExprs_.data();
+  RExpression* const* const end = result + resultExprs_.size();
+  for (RExpression* when : whenExprs_) {
+    if (matches(when)) break;
+    ++result;
+  }
+  return result == end ? kUnknown : (*result)->Eval(out);
+}
+
+RExprReturn Case::Eval(void* out) {
+  if (caseExpr_ != nullptr) return (this->*lookup_)(out);
+  AnyValue truth;
+  // NULL, and an error status too, is no match: a later WHEN still answers, as callers expect of a
+  // list of guards.
+  const auto holds = [&](RExpression* when) {
+    return when->Eval(&truth) == kTrue && truth.bytes[0] == 1;
+  };
+  return retCode_ = EvalFirst(holds, out);
+}
+
+template <class T>
+RExprReturn Case::EvalLookup(void* out) {
+  T value{};
+  // retCode_ keeps the case operand's status, whatever the results do.
+  const RExprReturn status = retCode_ = caseExpr_->Eval(&value);
+  if (status != kTrue && status != kUnknown) return status;
+  T candidate{};
+  // A NULL matches a NULL: WHEN NULL is how callers give a NULL a result of its own.
+  const auto matches = [&](RExpression* when) {
+    return when->Eval(&candidate) == status && (status == kUnknown || AreEqual(value, candidate));
+  };
+  return EvalFirst(matches, out);
+}
+
+template <class T>
+bool Case::AreEqual(const T& value, const T& when) const {
+  if constexpr (std::is_same_v<T, AnyValue>) {
+    // Only here, not while binding: as long as no two values meet the CASE has a result.
+    RaiseError(kNoEquality, {SUXeDataTypeUtility::GetXeDataTypeName(caseExprDataType_)});
+  } else {
+    return EqualValues(compareFunc_, value, when);
+  }
+}
+
+// IFNULL
+
+IfNull::IfNull(RExpression* op, RExpression* value)
+    : Conditional(2), opExpr_(op), valueExpr_(value) {}
+
+IfNull::~IfNull() {
+  delete opExpr_;
+  delete valueExpr_;
+}
+
+RExpression*& IfNull::Slot(int index) {
+  if (index != 0 && index != 1) XeLogicError("operand index of an IFNULL");
+  return index == 0 ? opExpr_ : valueExpr_;
+}
+
+RExpression* IfNull::GetIthOperand(int index) { return Slot(index); }
+
+void IfNull::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand; }
+
+void IfNull::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  BindPair(opExpr_, valueExpr_, stream, replacement, info);
+}
+
+RExprReturn IfNull::Eval(void* out) {
+  retCode_ = opExpr_->Eval(out);
+  if (retCode_ == kUnknown) retCode_ = valueExpr_->Eval(out);
+  return retCode_;
+}
+
+// NULLIF
+
+NullIf::NullIf(RExpression* value, RExpression* compare)
+    : Conditional(2), compareExpr_(compare), valueExpr_(value) {
+  ChooseEvaluation();
+}
+
+NullIf::~NullIf() {
+  delete compareExpr_;
+  delete valueExpr_;
+}
+
+RExpression*& NullIf::Slot(int index) {
+  if (index != 0 && index != 1) XeLogicError("operand index of a NULLIF");
+  // Not in the order of evaluation: plans that are exchanged number the operands this way.
+  return index == 0 ? compareExpr_ : valueExpr_;
+}
+
+RExpression* NullIf::GetIthOperand(int index) { return Slot(index); }
+
+void NullIf::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand; }
+
+void NullIf::ChooseEvaluation() {
+  evaluate_ = ChooseByEquality(resultDataType_, []<class T>(std::type_identity<T>) -> Evaluation {
+    return &NullIf::EvalTyped<T>;
+  });
+}
+
+void NullIf::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  BindPair(valueExpr_, compareExpr_, stream, replacement, info);
+  info.isNullable_ = true;
+  if (SUXeDataTypeUtility::IsXeTextType(resultDataType_)) {
+    compareFunc_ = ExecutionUtility::GetCharacterComparisonFunction();
+  }
+  ChooseEvaluation();
+}
+
+RExprReturn NullIf::Eval(void* out) { return (this->*evaluate_)(out); }
+
+template <class T>
+RExprReturn NullIf::EvalTyped(void* out) {
+  // A decimal reaches the output only when it is the result: callers keep the one before it there.
+  constexpr bool viaScratch = std::is_same_v<T, VelmarNumber>;
+  T scratch{};
+  T* value = viaScratch ? &scratch : static_cast<T*>(out);
+  T compared{};
+  retCode_ = valueExpr_->Eval(value);
+  // Asked even where there is no value, for the sake of nodes that count their rows; a failure of
+  // this side only means that nothing is equal.
+  const RExprReturn status = compareExpr_->Eval(&compared);
+  if (retCode_ != kTrue) return retCode_;
+  if (status == kTrue) {
+    if constexpr (std::is_same_v<T, AnyValue>) {
+      XeLogicError("NULLIF of a type without equality");
+    } else if (EqualValues(compareFunc_, *value, compared)) {
+      return kUnknown;
+    }
+  }
+  if constexpr (viaScratch) *static_cast<T*>(out) = scratch;
+  return kTrue;
+}
+
+// COALESCE
+
+Coalesce::Coalesce(std::vector<RExpression*> values)
+    : Conditional(static_cast<int>(values.size())), valueExprs_(std::move(values)) {}
+
+Coalesce::~Coalesce() { DeleteAll(valueExprs_); }
+
+RExpression*& Coalesce::Slot(int index) {
+  if (index < 0 || index >= numOperands_) XeLogicError("operand index of a COALESCE");
+  return valueExprs_[static_cast<std::size_t>(index)];
+}
+
+RExpression* Coalesce::GetIthOperand(int index) { return Slot(index); }
+
+void Coalesce::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand; }
+
+void Coalesce::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  replacement = nullptr;
+  BranchUnion branches;
+  bool isNullable = true;
+  for (RExpression*& value : valueExprs_) {
+    const OperandShape shape = BindBranch(value, stream, replacement, info);
+    Fold(branches, value, shape.length, kResultsDiffer);
+    isNullable &= shape.nullable;
+  }
+  if (branches.type == XeUnknown) RaiseError(kNothingTyped, {});
+  for (RExpression*& value : valueExprs_) ConvertBranch(value, branches);
+  DescribeResult(branches, isNullable, info);
+}
+
+RExprReturn Coalesce::Eval(void* out) {
+  retCode_ = kUnknown;
+  for (RExpression* value : valueExprs_) {
+    retCode_ = value->Eval(out);
+    if (retCode_ != kUnknown) break;
+  }
+  return retCode_;
+}
+
+}  // namespace sqxer
