@@ -53,6 +53,14 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59172, 2, "this text does not read as {1}: \"{0}\""},
       {59173, 1, "a record may take up to 4294967295 bytes, use shorter texts: {0}"},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
+      {59185, 2,
+       "a JSON path is $ and behind it any of .name, .\"a name\", ['a name'] and [0], this one "
+       "goes "
+       "wrong at character {1}: \"{0}\""},
+      {59186, 1,
+       "this text is no JSON document, correct it or take it as NULL with JsonErrors=null: "
+       "\"{0}\""},
+      {59187, 2, "a JSON value was seen to be {1} in all rows, and now is another: \"{0}\""},
   };
 }
 
