@@ -30,33 +30,15 @@ std::string StepsOf(const std::string& path) {
 }
 
 TEST(JSonPath, ReadsStepsAndTellsWhereItCannot) {
-  const std::pair<const char*, const char*> kPaths[] = {{"$", ""},
-                                                        {"$.a.b[2].c", "(a)(b)2(c)"},
-                                                        {"$[0][10]", "010"},
-                                                        {"$.\"a b\"", "(a b)"},
-                                                        {"$['a b']", "(a b)"},
-                                                        {"$[\"a'\"].x", "(a')(x)"},
-                                                        {"$['']", "()"},
-                                                        {"$['\\'\\\\']", "('\\)"},
-                                                        {"$.\u00E9-1_$", "(\u00E9-1_$)"},
-                                                        {"", "@1"},
-                                                        {"a", "@1"},
-                                                        {"$a", "@2"},
-                                                        {"$.", "@3"},
-                                                        {"$..a", "@3"},
-                                                        {"$.a b", "@4"},
-                                                        {"$.a[", "@5"},
-                                                        {"$.a[1", "@6"},
-                                                        {"$.a[-1]", "@5"},
-                                                        {"$[*]", "@3"},
-                                                        {"$['a]", "@6"},
-                                                        {"$.\"a", "@5"},
-                                                        {"$['a\\", "@6"},
-                                                        {"$.'a'", "@3"},
-                                                        {"$[100000001]", "@11"},
-                                                        {"$.a.", "@5"},
-                                                        {" $", "@1"},
-                                                        {"$.a ", "@4"}};
+  // clang-format off
+  const std::pair<const char*, const char*> kPaths[] = {
+      {"$", ""}, {"$.a.b[2].c", "(a)(b)2(c)"}, {"$[0][10]", "010"}, {"$.\"a b\"", "(a b)"},
+      {"$['a b']", "(a b)"}, {"$[\"a'\"].x", "(a')(x)"}, {"$['']", "()"},
+      {"$['\\'\\\\']", "('\\)"}, {"$.\u00E9-1_$", "(\u00E9-1_$)"}, {"", "@1"}, {"a", "@1"},
+      {"$a", "@2"}, {"$.", "@3"}, {"$..a", "@3"}, {"$.a b", "@4"}, {"$.a[", "@5"}, {"$.a[1", "@6"},
+      {"$.a[-1]", "@5"}, {"$[*]", "@3"}, {"$['a]", "@6"}, {"$.\"a", "@5"}, {"$['a\\", "@6"},
+      {"$.'a'", "@3"}, {"$[100000001]", "@11"}, {"$.a.", "@5"}, {" $", "@1"}, {"$.a ", "@4"}};
+  // clang-format on
   for (const auto& [path, steps] : kPaths) EXPECT_EQ(StepsOf(path), steps) << path;
 }
 
@@ -107,42 +89,17 @@ TEST(JSonValuesHolder, FindsValuesAsTheyAreWritten) {
 }
 
 TEST(JSonValuesHolder, TakesNothingFromWhatIsNoDocument) {
-  const std::string nest(1001, '[');
-  for (const std::string& text : {std::string(),
-                                  std::string(" "),
-                                  std::string("{"),
-                                  std::string("}"),
-                                  std::string("[1"),
-                                  std::string("[1,]"),
-                                  std::string("[1 2]"),
-                                  std::string("[1}"),
-                                  std::string("[[1]"),
-                                  std::string(R"({"a":1]})"),
-                                  std::string(R"({"a":1,})"),
-                                  std::string(R"({"a" 1})"),
-                                  std::string(R"({a:1})"),
-                                  std::string(R"({"a":1} x)"),
-                                  std::string("1 2"),
-                                  std::string("{} {}"),
-                                  std::string("tru"),
-                                  std::string("[nul]"),
-                                  std::string("[nulll]"),
-                                  std::string("[truee]"),
-                                  std::string("01"),
-                                  std::string("[1x]"),
-                                  std::string("[+1]"),
-                                  std::string("[.5]"),
-                                  std::string("[1.]"),
-                                  std::string("[1e400]"),
-                                  std::string(R"(["\q"])"),
-                                  std::string(R"(["\ud83d"])"),
-                                  std::string("[\"\n\"]"),
-                                  std::string("\"a"),
-                                  std::string("'a'"),
-                                  std::string("NaN"),
-                                  std::string(R"({"z":{"y":[1,{"x":tru}]}})"),
-                                  std::string(1, '\0'),
-                                  nest + std::string(1001, ']')}) {
+  // clang-format off
+  const char* const kTexts[] = {
+      "", " ", "{", "}", "[1", "[1,]", "[1 2]", "[1}", "[[1]", R"({"a":1]})", R"({"a":1,})",
+      R"({"a" 1})", R"({a:1})", R"({"a":1} x)", "1 2", "{} {}", "tru", "[nul]", "[nulll]",
+      "[truee]", "01", "[1x]", "[+1]", "[.5]", "[1.]", "[1e400]", R"(["\q"])", R"(["\ud83d"])",
+      "[\"\n\"]", "\"a", "'a'", "NaN", R"({"z":{"y":[1,{"x":tru}]}})"};
+  // clang-format on
+  std::vector<std::string> texts(std::begin(kTexts), std::end(kTexts));
+  texts.push_back(std::string(1, '\0'));
+  texts.push_back(std::string(1001, '[') + std::string(1001, ']'));
+  for (const std::string& text : texts) {
     EXPECT_EQ(Find(text, "$.a"), "malformed") << text;
   }
   ConfigScope config;
