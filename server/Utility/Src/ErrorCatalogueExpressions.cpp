@@ -15,7 +15,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59008, 0, "division by zero: leave out the rows whose divisor is 0, or make it NULL there"},
       {59009, 1, "the square root needs a number that is not negative: {0}"},
       {59010, 1, "\"{0}\" is not defined for this argument: leave out the rows that have it"},
-      {59013, 2, "\"{0}\" overflowed: the target type cannot hold this value of type {1}"},
+      {59013, 3, "\"{0}\" cannot hold this value of type {1}, cast to a wider type: {2}"},
       {59014, 0, "an expression names a column position beyond the last column of its input"},
       {59015, 1, "there is no column of this name: \"{0}\""},
       {59020, 0, "the results of CASE or COALESCE have no common type: cast them to one type"},
@@ -53,14 +53,15 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59172, 2, "this text does not read as {1}: \"{0}\""},
       {59173, 1, "a record may take up to 4294967295 bytes, use shorter texts: {0}"},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
-      {59185, 2,
+      {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
+      {59190, 2,
        "a JSON path is $ and behind it any of .name, .\"a name\", ['a name'] and [0], this one "
        "goes "
        "wrong at character {1}: \"{0}\""},
-      {59186, 1,
+      {59191, 1,
        "this text is no JSON document, correct it or take it as NULL with JsonErrors=null: "
        "\"{0}\""},
-      {59187, 2, "a JSON value was seen to be {1} in all rows, and now is another: \"{0}\""},
+      {59192, 2, "a JSON value was seen to be {1} in all rows, and now is another: \"{0}\""},
   };
 }
 

@@ -83,7 +83,7 @@ class PathReader {
   }
 
   [[noreturn]] void Fail() const {
-    SUGThrow(ErrorMessage(59185, {text_, std::to_wstring(at_ + 1)}));
+    SUGThrow(ErrorMessage(59190, {text_, std::to_wstring(at_ + 1)}));
   }
 
   const XeString& text_;
@@ -112,7 +112,7 @@ float64 JSonValue::asDouble() const {
 
 void JSonValue::Refuse(XeDataType wanted) const {
   SUGThrow(ErrorMessage(
-      59187, {BaseStringUtil::QuotedValue(text_), SUXeDataTypeUtility::GetXeDataTypeName(wanted)}));
+      59192, {BaseStringUtil::QuotedValue(text_), SUXeDataTypeUtility::GetXeDataTypeName(wanted)}));
 }
 
 }  // namespace sqxer::JSon

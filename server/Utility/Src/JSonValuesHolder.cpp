@@ -250,7 +250,7 @@ void JSonValuesHolder::Prepare() {
   if (state_ == State::kUnread) Read();
   if (state_ == State::kRead || !raisesErrors_) return;
   const std::string text = BaseStringUtil::StringToUtf8(text_);
-  SUGThrow(ErrorMessage(59186, {BaseStringUtil::QuotedValue(text)}));
+  SUGThrow(ErrorMessage(59191, {BaseStringUtil::QuotedValue(text)}));
 }
 
 void JSonValuesHolder::Observe() {

@@ -23,7 +23,7 @@ class XEUTILITY_API JSonPath {
   /// A member by its name in UTF-8, or an element by its index.
   using Step = std::variant<std::string, uint32>;
 
-  /// Error 59185 (path, position of the character from 1) for a text that is no path.
+  /// Error 59190 (path, position of the character from 1) for a text that is no path.
   explicit JSonPath(const XeString& text);
 
   /// From the document inward; none for the document itself.
@@ -52,9 +52,9 @@ class XEUTILITY_API JSonValue {
   /// Whether the document has the value, be it null.
   bool IsPresent() const { return isNull_ || type_ != XeUnknown; }
 
-  /// Error 59187 (text, type name) for a value that is no integer of 32 bits.
+  /// Error 59192 (text, type name) for a value that is no integer of 32 bits.
   int32 asInt32() const;
-  /// Error 59187 (text, type name) for a value that is no number.
+  /// Error 59192 (text, type name) for a value that is no number.
   float64 asDouble() const;
   /// The characters of a text; any other value as the document writes it, blanks included.
   std::string_view asXeNString() const { return text_; }

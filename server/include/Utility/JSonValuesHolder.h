@@ -34,7 +34,7 @@ class XEUTILITY_API JSonValuesHolder {
   /// There is no current document: it has no values.
   void SetNoDocument();
 
-  /// The value of the current document; it holds until the next document is set. Error 59186 (text)
+  /// The value of the current document; it holds until the next document is set. Error 59191 (text)
   /// for a text that is no JSON document, when errors are asked for.
   const JSon::JSonValue& Resolve(std::size_t handle) {
     if (state_ != State::kRead) Prepare();

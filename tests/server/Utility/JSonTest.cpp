@@ -23,7 +23,7 @@ std::string StepsOf(const std::string& path) {
       steps += member ? "(" + *member + ")" : std::to_string(std::get<uint32>(step));
     }
   } catch (const ErrorMessage& error) {
-    EXPECT_EQ(error.GetCode(), 59185);
+    EXPECT_EQ(error.GetCode(), 59190);
     steps = "@" + BaseStringUtil::StringToUtf8(error.GetArguments()[1]);
   }
   return steps;
@@ -54,7 +54,7 @@ std::string Find(const std::string& document, const std::string& path) {
     if (!value.IsPresent()) return "none";
     return TypeText(value.GetDataType()) + " " + std::string(value.asXeNString());
   } catch (const ErrorMessage& error) {
-    EXPECT_EQ(error.GetCode(), 59186);
+    EXPECT_EQ(error.GetCode(), 59191);
     return "malformed";
   }
 }
@@ -124,7 +124,7 @@ TEST(JSonValuesHolder, ReadsADocumentOnceAndOnlyWhenAsked) {
   holder.SetDocument(documents[1]);
   EXPECT_EQ(holder.Resolve(a).asDouble(), 3);
   EXPECT_FALSE(holder.Resolve(b).IsPresent());
-  EXPECT_EQ(ErrorOf([&] { holder.Resolve(root).asInt32(); }).substr(0, 6), "59187:");
+  EXPECT_EQ(ErrorOf([&] { holder.Resolve(root).asInt32(); }).substr(0, 6), "59192:");
   holder.SetNoDocument();
   EXPECT_FALSE(holder.Resolve(a).IsPresent());
   EXPECT_EQ(holder.GetDocumentsRead(), 3u);

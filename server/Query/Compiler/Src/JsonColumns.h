@@ -15,7 +15,7 @@ namespace sqxer {
 class JsonColumns {
  public:
   /// Finds the calls of the statement. Errors, at the argument's place: 58030 for a first argument
-  /// that is no column of texts, 58031 for a second one that is no text literal, 59185 for a path
+  /// that is no column of texts, 58031 for a second one that is no text literal, 59190 for a path
   /// that does not parse, 58013 for another number of arguments, 58012 for DISTINCT. The catalog
   /// must outlive the object.
   JsonColumns(const SqlSelect& select, const NameScope& scope, Catalog& catalog);

@@ -16,7 +16,7 @@ namespace sqxer {
 /// values, objects and arrays (as they are written) and for a path without a value. It hands the
 /// node back as its own replacement when it is the root.
 ///
-/// Errors: 59185 (path, position) from the constructor; 59186 (document) and 59187 (value, type)
+/// Errors: 59190 (path, position) from the constructor; 59191 (document) and 59192 (value, type)
 /// from Eval, as the holder raises them.
 class SQXEREXPR_API ExtractJson final : public Extract {
  public:

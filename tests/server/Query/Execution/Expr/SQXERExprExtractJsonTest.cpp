@@ -85,9 +85,9 @@ TEST(ExtractJson, ReadsTheValueOfTheCurrentDocument) {
   // A type that was not observed, and a text that is no document, at the reader's place in the SQL.
   number->SetSourcePosition(9);
   set(L"0.5");
-  ExpectErrorAt(9, 59187, {L"0.5", L"INTEGER"}, [&] { EvalAs<int32>(*number); });
+  ExpectErrorAt(9, 59192, {L"0.5", L"INTEGER"}, [&] { EvalAs<int32>(*number); });
   set(L"");
-  ExpectErrorAt(9, 59186, {document}, [&] { EvalAs<int32>(*number); });
+  ExpectErrorAt(9, 59191, {document}, [&] { EvalAs<int32>(*number); });
 }
 
 TEST(ExtractJson, IsAnOperandThatSharesItsDocuments) {
@@ -104,7 +104,7 @@ TEST(ExtractJson, IsAnOperandThatSharesItsDocuments) {
 }
 
 TEST(ExtractJson, NeedsAPathAndAHolder) {
-  ExpectError(59185, {L"$.", L"3"}, [] { ExtractJson(0, L"$.", XeUnknown, Holder({})); });
+  ExpectError(59190, {L"$.", L"3"}, [] { ExtractJson(0, L"$.", XeUnknown, Holder({})); });
   const auto previous =
       XeAssert::SetHandler([](const char*, int, const char* text) { throw std::string(text); });
   try {
