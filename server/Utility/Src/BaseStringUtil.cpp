@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Utility/XeAssert.h"
+
 namespace sqxer {
 
 namespace {
@@ -105,6 +107,25 @@ uint32 BaseStringUtil::CountCharacters(std::string_view utf8) {
 }
 
 void BaseStringUtil::DecodeUtf8(std::string_view utf8, wchar_t* out) { Decode(utf8, out); }
+
+uint32 BaseStringUtil::StdStringToString(std::string_view text, uint32 codePage,
+                                         std::vector<uint8>& characters) {
+  constexpr uint32 kUtf8 = 65001;
+  XE_ASSERT(codePage == kUtf8);
+  const uint32 count = CountCharacters(text);
+  characters.resize(count * sizeof(wchar_t));
+  Decode(text, reinterpret_cast<wchar_t*>(characters.data()));
+  return count;
+}
+
+XeString BaseStringUtil::QuotedValue(std::string_view utf8) {
+  constexpr std::size_t kMostCharacters = 60;
+  XeString text = Utf8ToString(utf8.substr(0, 6 * kMostCharacters));
+  if (text.size() > kMostCharacters) text = text.substr(0, kMostCharacters) + L"...";
+  std::ranges::replace_if(
+      text, [](wchar_t c) { return c < L' '; }, L' ');
+  return text;
+}
 
 wchar_t BaseStringUtil::FoldCase(wchar_t c) {
   if (c >= 0 && c < 0x80) return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;

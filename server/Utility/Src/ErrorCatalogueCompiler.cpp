@@ -28,6 +28,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58020, 1, "a constant that is no position in the select list does not fit in {0}"},
       {58021, 0, "* needs a table, add FROM"},
       {58022, 1, "there is no column without a table, add FROM: \"{0}\""},
+      {58030, 1,
+       "JSON_VALUE takes first a column of the table that holds JSON documents as text, and not "
+       "{0}"},
+      {58031, 0, "JSON_VALUE takes second a path in quotation marks, such as '$.name' or '$.a[0]'"},
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
   };

@@ -54,6 +54,14 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59173, 1, "a record may take up to 4294967295 bytes, use shorter texts: {0}"},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
       {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
+      {59190, 2,
+       "a JSON path is $ and behind it any of .name, .\"a name\", ['a name'] and [0], this one "
+       "goes "
+       "wrong at character {1}: \"{0}\""},
+      {59191, 1,
+       "this text is no JSON document, correct it or take it as NULL with JsonErrors=null: "
+       "\"{0}\""},
+      {59192, 2, "a JSON value was seen to be {1} in all rows, and now is another: \"{0}\""},
   };
 }
 

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Utility/Export.h"
 #include "Utility/XeTypes.h"
@@ -22,6 +23,12 @@ class XEUTILITY_API BaseStringUtil {
   /// Writes the characters of a valid UTF-8 text at `out`, which has room for CountCharacters of
   /// them.
   static void DecodeUtf8(std::string_view utf8, wchar_t* out);
+  /// Makes `characters` those of a valid text, a wchar_t each, and returns their count. The memory
+  /// of `characters` only grows. A code page other than 65001 (UTF-8) is a broken invariant.
+  static uint32 StdStringToString(std::string_view text, uint32 codePage,
+                                  std::vector<uint8>& characters);
+  /// A UTF-8 value as messages quote it: on one line, and long ones cut.
+  static XeString QuotedValue(std::string_view utf8);
 
   /// Equality of names without regard to letter case (simple case folding, no locale).
   static bool IsCaseInsensitiveMatch(std::wstring_view a, std::wstring_view b);

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Utility/XeTypes.h"
@@ -31,6 +33,10 @@ class Catalog {
   /// valid as long as the catalog. Throws ErrorMessage when there is no such table or it cannot be
   /// read.
   virtual const TableSchema* FindTable(const XeString& name) = 0;
+  /// Calls `visit` with the texts of a column, row after row, NULLs left out. The table is named as
+  /// for FindTable. A catalog that knows no rows has none to show.
+  virtual void VisitTexts(const XeString& /*table*/, std::size_t /*column*/,
+                          const std::function<void(std::wstring_view)>& /*visit*/) {}
 };
 
 }  // namespace sqxer

@@ -148,6 +148,7 @@ const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expressi
 
 TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
                                                  const Clause& clause) const {
+  if (JsonColumns::IsCall(expression)) return JsonColumns::Type(expression, json_);
   const FunctionRow& row = LookUpFunction(expression);
   if (row.kind != FunctionRow::Kind::kAggregate) {
     if (expression.distinct)
@@ -163,6 +164,7 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
                                                                     const Clause& clause) const {
   std::vector<TypedExpressionPtr> results;
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
+  if (JsonColumns::IsCall(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (row.kind != FunctionRow::Kind::kAggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());

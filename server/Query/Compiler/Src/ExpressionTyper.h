@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "FunctionTable.h"
+#include "JsonColumns.h"
 #include "NameScope.h"
 #include "TypedExpression.h"
 
@@ -26,7 +27,9 @@ class ExpressionTyper {
     const std::vector<TypedOutput>* aliases = nullptr;
   };
 
-  explicit ExpressionTyper(const NameScope& scope) : scope_(scope) {}
+  /// `json` (may be null: there are none) types the values of JSON documents.
+  explicit ExpressionTyper(const NameScope& scope, JsonColumns* json = nullptr)
+      : scope_(scope), json_(json) {}
 
   TypedExpressionPtr Type(const SqlExpression& expression, const Clause& clause) const;
   /// The results of an aggregate, one expression each; nothing for any other expression.
@@ -48,6 +51,7 @@ class ExpressionTyper {
   const FunctionRow& LookUpFunction(const SqlExpression& expression) const;
 
   const NameScope& scope_;
+  JsonColumns* const json_;
 };
 
 /// A function's name as error texts show it.

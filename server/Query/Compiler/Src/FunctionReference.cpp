@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <initializer_list>
 
 #include "FunctionTable.h"
@@ -70,10 +71,10 @@ void Append(std::string& out, std::initializer_list<std::string_view> parts) {
   for (std::string_view part : parts) out += part;
 }
 
-void AppendSection(std::string& out, const char* title, bool aggregates) {
+void AppendSection(std::string& out, const char* title, std::initializer_list<Kind> kinds) {
   Append(out, {"\n## ", title, "\n\nThe results of the examples are rows as csv.\n"});
   for (const FunctionRow& row : FunctionTable()) {
-    if ((row.kind == Kind::kAggregate) != aggregates) continue;
+    if (std::find(kinds.begin(), kinds.end(), row.kind) == kinds.end()) continue;
     Append(out, {"\n### `", row.form, "`\n\n", row.description, "\n\n"});
     Append(out, {"- Node: ", row.node, "\n- Arguments: ", row.arguments, "\n"});
     Append(out, {"- Result: ", row.result, "\n- NULL: ", row.nulls, "\n"});
@@ -85,8 +86,9 @@ void AppendSection(std::string& out, const char* title, bool aggregates) {
 
 std::string FunctionReference() {
   std::string reference = kIntroduction;
-  AppendSection(reference, "Operators", false);
-  AppendSection(reference, "Aggregates", true);
+  AppendSection(reference, "Operators", {Kind::kOperator, Kind::kForm});
+  AppendSection(reference, "Functions", {Kind::kFunction, Kind::kReader});
+  AppendSection(reference, "Aggregates", {Kind::kAggregate});
   return reference;
 }
 

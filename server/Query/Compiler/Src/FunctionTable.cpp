@@ -161,6 +161,17 @@ std::vector<FunctionRow> MakeTable() {
       {Kind::kOperator, "not", 1, "NOT a", "LogicalNot", "a truth value", "BOOLEAN", kNullIfAny,
        "Whether it is false.", "SELECT NOT 1 < 2", "false", PrepareNot, Make<LogicalNot>},
   };
+  rows.push_back(
+      {Kind::kReader, "json_value", 2, "JSON_VALUE(column, 'path')", "ExtractJson",
+       "a column of texts that are JSON documents; a path such as `$.a.b[2].c`, `$.\"a b\"` "
+       "or `$['a b']`, in which elements count from 0",
+       "what holds all values at the path: INTEGER for integers of 32 bits, DOUBLE for "
+       "other numbers too, else text",
+       "NULL if the row has no document, the document no such value, or the value is null",
+       "The value at a path of a document. Objects and arrays are the text as it is "
+       "written, truth values the texts true and false. A text that is no JSON document "
+       "is an error, or NULL with `--set JsonErrors=null`.",
+       "SELECT kind FROM events WHERE JSON_VALUE(payload, '$.items[0].price') > 10", "order"});
   auto add = [&](const char* name, int count, const char* form, const char* node,
                  const char* arguments, const char* result, const char* nulls,
                  const char* description, const char* example, const char* exampleResult,

@@ -53,6 +53,8 @@ struct FunctionRow {
     kAggregate,
     /// Another way to write an operator; the parser reads it as that one.
     kForm,
+    /// A function of the planner's own, whose type depends on the rows; it is only described here.
+    kReader,
   };
   Kind kind;
   /// As calls are looked up: lower case, with the number of arguments.

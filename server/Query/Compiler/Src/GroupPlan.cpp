@@ -35,7 +35,7 @@ TypedExpressionPtr GroupPlan::OverGroups(const TypedExpressionPtr& expression) {
   }
   if (expression->kind == Kind::kAggregate)
     return GroupField(*expression, FieldOf(expression), expression->column);
-  if (expression->kind == Kind::kColumn)
+  if (expression->kind == Kind::kColumn || expression->kind == Kind::kJsonValue)
     ThrowPlanError(kColumnNotGrouped, expression->position, {expression->column.name});
   auto over = std::make_shared<TypedExpression>(*expression);
   for (TypedExpressionPtr& argument : over->arguments) argument = OverGroups(argument);

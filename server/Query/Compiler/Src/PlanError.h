@@ -33,6 +33,8 @@ enum PlanErrorCode {
   kConstantKey = 58020,
   kStarWithoutTable = 58021,
   kNoColumnsWithoutTable = 58022,
+  kNotAJsonColumn = 58030,
+  kJsonPathNotLiteral = 58031,
 };
 
 /// Raises an error at a byte offset of the statement.

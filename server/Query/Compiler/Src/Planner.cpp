@@ -46,7 +46,11 @@ bool NamesColumn(const SqlExpression& expression) {
 class Planner {
  public:
   Planner(const std::string& sql, const SqlSelect& select, Catalog& catalog)
-      : sql_(sql), select_(select), scope_(OpenTable(select, catalog)), typer_(scope_) {}
+      : sql_(sql),
+        select_(select),
+        scope_(OpenTable(select, catalog)),
+        json_(select, scope_, catalog),
+        typer_(scope_, &json_) {}
 
   QueryPlan Plan() {
     for (const SqlSelectItem& item : select_.items) AddItem(item);
@@ -58,6 +62,7 @@ class Planner {
 
     plan_.explain = select_.explain;
     plan_.table = select_.table;
+    plan_.documents = json_.GetDocuments();
     plan_.distinct = select_.distinct;
     plan_.grouped = !select_.groupBy.empty() || having ||
                     std::any_of(outputs_.begin(), outputs_.end(), [](const TypedOutput& output) {
@@ -239,6 +244,7 @@ class Planner {
   const std::string& sql_;
   const SqlSelect& select_;
   NameScope scope_;
+  JsonColumns json_;
   ExpressionTyper typer_;
   QueryPlan plan_;
   std::vector<TypedOutput> outputs_;

@@ -9,6 +9,7 @@
 #include "Catalog.h"
 #include "SQXERExprAggregate.h"
 #include "SQXERExpression.h"
+#include "Utility/JSonValuesHolder.h"
 #include "Utility/KeySet.h"
 
 namespace sqxer {
@@ -42,6 +43,14 @@ struct PlanSortKey {
   NullOrder_t nulls = kNullsLast;
 };
 
+/// A column of JSON documents: before a row is evaluated, the holder that the trees read is given
+/// the row's document.
+struct PlanDocuments {
+  /// Index into the table's columns.
+  uint16 column = 0;
+  JSonValuesHolderRef holder;
+};
+
 /// What a SELECT computes, in the order in which the executor runs it. Trees read the fields of one
 /// record each, by position:
 ///
@@ -57,6 +66,8 @@ struct QueryPlan {
   std::vector<uint16> scanColumns;
   /// The same columns described; the scan record has these fields in this order.
   std::vector<ColumnInfo> scanRecord;
+  /// Read where they stand in the table, not through the scan record.
+  std::vector<PlanDocuments> documents;
   /// WHERE; null when there is none.
   std::unique_ptr<RExpression> filter;
 

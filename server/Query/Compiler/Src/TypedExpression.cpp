@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "FunctionTable.h"
+#include "JsonColumns.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
 #include "Utility/XeAssert.h"
@@ -74,6 +75,8 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
     case Kind::kColumn:
     case Kind::kGroupField:
       return a.index == b.index;
+    case Kind::kJsonValue:
+      return a.index == b.index && a.constant.IsSame(b.constant);
     case Kind::kAggregate:
       return a.index == b.index && IsSameAggregate(a, b);
     case Kind::kCall:
@@ -106,6 +109,9 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
       break;
     case Kind::kGroupField:
       node = std::make_unique<Extract>(expression.index);
+      break;
+    case Kind::kJsonValue:
+      node = BuildJsonValue(expression);
       break;
     case Kind::kCall:
       node = BuildCall(expression, columnPositions);

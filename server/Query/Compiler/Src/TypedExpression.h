@@ -5,6 +5,7 @@
 
 #include "Catalog.h"
 #include "PlanConstant.h"
+#include "Utility/JSonValuesHolder.h"
 
 namespace sqxer {
 
@@ -22,6 +23,9 @@ struct TypedExpression {
     kColumn,
     /// A field of the group record: `index` and `column`.
     kGroupField,
+    /// A value of a JSON document: `index` and `column` are the column of documents, `constant` is
+    /// the path, `documents` reads it.
+    kJsonValue,
     /// `function` over `arguments`.
     kCall,
     /// The only argument brought to `type`.
@@ -42,6 +46,7 @@ struct TypedExpression {
   int index = 0;
   ColumnInfo column;
   ColumnInfo input;
+  JSonValuesHolderRef documents;
   const FunctionRow* function = nullptr;
   TypedArguments arguments;
   bool distinct = false;

@@ -170,13 +170,4 @@ void ColumnBuilder::Refuse(Outcome outcome, std::string_view text, const std::st
                     QuotedValue(text)});
 }
 
-XeString QuotedValue(std::string_view utf8) {
-  constexpr std::size_t kMostCharacters = 60;
-  XeString text = Wide(utf8.substr(0, 6 * kMostCharacters));
-  if (text.size() > kMostCharacters) text = text.substr(0, kMostCharacters) + L"...";
-  std::ranges::replace_if(
-      text, [](wchar_t c) { return c < L' '; }, L' ');
-  return text;
-}
-
 }  // namespace sqxer

@@ -47,7 +47,7 @@ struct RecordPlace {
 };
 
 /// A value as messages quote it: long ones are cut.
-XeString QuotedValue(std::string_view utf8);
+inline XeString QuotedValue(std::string_view utf8) { return BaseStringUtil::QuotedValue(utf8); }
 
 /// Raises an error that only has arguments.
 [[noreturn]] inline void ThrowEngineError(int code, std::vector<XeString> arguments) {

@@ -42,6 +42,9 @@ std::vector<XeString> QueryRun::Describe() {
                     std::to_wstring(plan_.scanColumns.size()) + L" of " +
                     std::to_wstring(table_->columns.size()) + L" columns)");
   }
+  for (const PlanDocuments& documents : plan_.documents) {
+    description.Add(L"json documents of " + table_->schema.columns.at(documents.column).name);
+  }
   if (filter_) {
     description.Add(L"filter");
     description.AddTree(filter_->GetTree());

@@ -60,6 +60,7 @@ std::vector<ColumnInfo> QueryRun::VisibleColumns() const {
 
 void QueryRun::BindScan() {
   if (table_ != nullptr) scan_.emplace(*table_, plan_.scanColumns, scanRecord_);
+  if (!plan_.documents.empty()) documents_.emplace(*table_, plan_.documents);
   if (plan_.filter) filter_.emplace(std::move(plan_.filter), scanRecord_);
 }
 
@@ -121,6 +122,7 @@ void QueryRun::ScanRows() {
   const uint64 rows = table_ != nullptr ? table_->rowCount : 1;
   for (uint64 row = 0; row < rows; ++row) {
     if (scan_) scan_->Fill(row);
+    if (documents_) documents_->Fill(row);
     bool passes = false;
     try {
       passes = EvaluateRow();

@@ -6,6 +6,7 @@
 
 #include "FieldWriter.h"
 #include "GroupTable.h"
+#include "JsonScan.h"
 #include "QueryPlan.h"
 #include "ResultSink.h"
 #include "Table.h"
@@ -54,6 +55,7 @@ class QueryRun {
   WorkRecord resultRecord_;
 
   std::optional<TableScan> scan_;
+  std::optional<JsonScan> documents_;
   std::optional<RowFilter> filter_;
   std::vector<FieldWriter> groupKeys_;
   std::vector<FieldWriter> aggregateInputs_;

@@ -7,6 +7,7 @@
 #include "Compiler.h"
 #include "CsvTable.h"
 #include "EngineError.h"
+#include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
 
@@ -118,6 +119,15 @@ void Session::SetSchema(const std::string& name, const std::string& columns) {
 }
 
 const TableSchema* Session::FindTable(const XeString& name) { return &FindOrLoad(name)->schema; }
+
+void Session::VisitTexts(const XeString& table, std::size_t column,
+                         const std::function<void(std::wstring_view)>& visit) {
+  const TablePtr found = FindOrLoad(table);
+  const TextColumn texts(found->columns.at(column));
+  for (uint64 row = 0; row < found->rowCount; ++row) {
+    if (!texts.IsNull(row)) visit(texts.Get(row));
+  }
+}
 
 Session::TablePtr Session::FindOrLoad(const XeString& name) {
   XeString key = Folded(name);

@@ -41,6 +41,8 @@ class Session : public Catalog {
   /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file) and
   /// those of the readers.
   const TableSchema* FindTable(const XeString& name) override;
+  void VisitTexts(const XeString& table, std::size_t column,
+                  const std::function<void(std::wstring_view)>& visit) override;
 
   /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws
   /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);

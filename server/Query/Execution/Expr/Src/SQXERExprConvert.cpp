@@ -147,6 +147,17 @@ RExprReturn ConvertXeChartoLongVarXeChar::Eval(void* out) {
   return kTrue;
 }
 
+void ConvertVarXeChartoLongVarXeChar::Bind(XeAListStream* stream, RExpression*& replacement,
+                                           MetaDataInfo& info) {
+  Convert::Bind(stream, replacement, info);
+  info.objectLength_ = objectLength_;
+}
+
+RExprReturn ConvertVarXeChartoLongVarXeChar::Eval(void* out) {
+  retCode_ = only_->Eval(out);
+  return retCode_;
+}
+
 RExprReturn ConvertBinarytoLongVarBinary::Eval(void* out) {
   RefLongVarBinary& value = *static_cast<RefLongVarBinary*>(out);
   retCode_ = only_->Eval(&value.buffer_);

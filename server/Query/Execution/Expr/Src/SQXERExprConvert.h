@@ -203,6 +203,20 @@ class SQXEREXPR_API ConvertXeChartoLongVarXeChar final : public Convert {
   uint32 trimFloor_ = 0;
 };
 
+/// A text of varying length as a long one: the same value. The tables offer no such conversion; the
+/// plan builder puts it over readers that give texts of varying length, which few operators take.
+class SQXEREXPR_API ConvertVarXeChartoLongVarXeChar final : public Convert {
+ public:
+  /// `length`: the characters of the longest value, which the node reports, whatever its operand.
+  ConvertVarXeChartoLongVarXeChar(RExpression* operand, XeDataType resultType, uint32 length)
+      : Convert(operand, resultType), objectLength_(length) {}
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+
+ private:
+  uint32 objectLength_;
+};
+
 /// A fixed binary as a long one: the same bytes, with the length given at construction.
 class SQXEREXPR_API ConvertBinarytoLongVarBinary final : public Convert {
  public:

@@ -238,3 +238,6 @@ class SQXEREXPR_API ExtractBinary final : public ExtractAddress<kExtractBinaryEx
 };
 
 }  // namespace sqxer
+
+// The readers of other documents than the record, which derive from the above: one include for all.
+#include "SQXERExprExtractJson.h"
