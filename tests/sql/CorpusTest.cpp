@@ -144,6 +144,7 @@ class CorpusCase : public testing::Test {
     Session session;
     const TableFolder folder;
     for (const TableDefinition& table : test_.tables) folder.Add(session, table);
+    session.SetParameters(test_.parameters);
 
     if (test_.kind == TestCase::Kind::kScalar) {
       for (const Scalar& scalar : test_.scalars) RunScalar(session, scalar);

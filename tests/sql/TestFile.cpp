@@ -29,7 +29,7 @@ class Reader {
   std::vector<TestCase> Read() {
     std::vector<TestCase> cases;
     std::map<std::string, TableDefinition> tables;
-    std::vector<std::string> switches;
+    std::vector<std::string> switches, parameters;
     while (std::optional<std::string> line = Next()) {
       if (line->empty() || line->front() == '#') continue;
       const std::size_t blank = line->find(' ');
@@ -40,12 +40,16 @@ class Reader {
         tables[table.name] = table;
       } else if (word == "set") {
         switches.push_back(rest);
+      } else if (word == "param") {
+        parameters.push_back(rest);
       } else if (word == "reset") {
         switches.clear();
+        parameters.clear();
       } else {
         TestCase test = ReadCase(word, rest);
         for (const auto& [name, table] : tables) test.tables.push_back(table);
         test.switches = switches;
+        test.parameters = parameters;
         cases.push_back(std::move(test));
       }
     }
@@ -203,6 +207,12 @@ MovedExpression MoveLiterals(const std::string& expression) {
       if (textFollows && (lower == "date" || lower == "time" || lower == "timestamp")) {
         pendingType = lower;
         at = next;
+      } else if (next == at && next != std::string::npos && expression[at] == '(' &&
+                 (lower == "varchar" || lower == "char")) {
+        // The length of a type is no literal.
+        const std::size_t end = expression.find(')', at) + 1;
+        moved.expression += word + expression.substr(at, end - at);
+        at = end;
       } else if ((lower == "true" || lower == "false") && !moved.expression.ends_with("IS ") &&
                  !moved.expression.ends_with("NOT ")) {
         move("boolean", lower);

@@ -33,6 +33,7 @@ struct TestCase {
   std::vector<Scalar> scalars;
   std::vector<TableDefinition> tables;
   std::vector<std::string> switches;
+  std::vector<std::string> parameters;
 };
 
 /// Reads a file of blocks. A file that does not follow the format ends the program with the line.

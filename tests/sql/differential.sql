@@ -47,3 +47,17 @@ SELECT wind, COUNT(*) AS n FROM weather GROUP BY wind ORDER BY n DESC, wind LIMI
 SELECT -temp_min, +wind FROM weather WHERE temp_min < -2
 SELECT weather, weather = 'rain', temp_max >= 30 FROM weather WHERE temp_max BETWEEN 29.5 AND 30.5
 SELECT precipitation, temp_max FROM weather WHERE precipitation BETWEEN 1 AND 2 AND temp_max BETWEEN 10 AND 12.5 ORDER BY precipitation, temp_max
+SELECT COUNT(*) FROM birdstrikes WHERE "Wildlife Species" LIKE '%gull%'
+SELECT "Wildlife Species", COUNT(*) FROM birdstrikes WHERE "Wildlife Species" LIKE 'A_er%k_strel' OR "Wildlife Species" LIKE '%owl' GROUP BY "Wildlife Species"
+SELECT COUNT(*) FROM birdstrikes WHERE "Airport Name" NOT LIKE '%INTL%' AND "Airport Name" LIKE 'D%A%'
+SELECT "Aircraft Make Model" FROM birdstrikes WHERE "Aircraft Make Model" LIKE '%-1!_%' ESCAPE '!' OR "Aircraft Make Model" LIKE 'B-7_7-2%' ORDER BY 1 LIMIT 20
+SELECT "Origin State", COUNT(*) FROM birdstrikes WHERE "Origin State" IN ('Texas', 'Ohio', 'Iowa') GROUP BY "Origin State"
+SELECT COUNT(*) FROM birdstrikes WHERE "Speed IAS in knots" IN (100, 140, 250, "Cost Repair")
+SELECT COUNT(*) FROM birdstrikes WHERE "Speed IAS in knots" NOT IN (100, 140, 250)
+SELECT CASE WHEN "Speed IAS in knots" > 200 THEN 'fast' WHEN "Speed IAS in knots" > 100 THEN 'medium' WHEN "Speed IAS in knots" IS NULL THEN 'unknown' ELSE 'slow' END AS speed, COUNT(*), SUM("Cost Repair") FROM birdstrikes GROUP BY speed
+SELECT CASE "Wildlife Size" WHEN 'Small' THEN 1 WHEN 'Medium' THEN 2 WHEN 'Large' THEN 3 END AS size, COUNT(*) FROM birdstrikes GROUP BY size
+SELECT COUNT(*), SUM(COALESCE("Speed IAS in knots", 0)), SUM(IFNULL("Speed IAS in knots", -1)), COUNT(NULLIF("Cost Repair", 0)) FROM birdstrikes
+SELECT CAST("Speed IAS in knots" AS varchar) || ' kn' FROM birdstrikes WHERE "Speed IAS in knots" > 300
+SELECT CAST(temp_max AS integer), CAST(temp_min AS integer) FROM weather WHERE date < '2012-03-01' ORDER BY date
+SELECT date FROM weather WHERE CAST(date AS varchar) LIKE '2012-0_-01' ORDER BY 1
+SELECT weather, SUM(CASE WHEN wind > 5 THEN 1 ELSE 0 END) FROM weather WHERE weather IN ('sun', 'rain', 'fog') GROUP BY weather

@@ -143,6 +143,7 @@ ExitStatus Run(const Options& options) {
     }
     for (const auto& [name, path] : options.tables) session.AddTable(name, path);
     for (const auto& [name, columns] : options.schemas) session.SetSchema(name, columns);
+    session.SetParameters(options.parameters);
   } catch (const ErrorMessage& error) {
     PrintError(error, "", 0);
     return kWrongOptions;

@@ -90,6 +90,12 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option("--set", switches, "Set a configuration switch (see --help-switches)")
       ->type_name("SWITCH=VALUE")
       ->allow_extra_args(false);
+  app.add_option(
+         "--param", options.parameters,
+         "A query parameter, $1 first: VALUE, or TYPE:VALUE with a type as for --schema; an "
+         "empty value is NULL")
+      ->type_name("VALUE")
+      ->allow_extra_args(false);
   app.add_option("--repeat", options.repeat, "Run each statement N times over the loaded table")
       ->type_name("N")
       ->check(&CheckCount);

@@ -21,6 +21,8 @@ struct Options {
   Assignments tables;
   Assignments schemas;
   Assignments switches;
+  /// Query parameters, $1 first.
+  std::vector<std::string> parameters;
   std::string directory = ".";
   OutputFormat format = OutputFormat::kCsv;
   int repeat = 1;

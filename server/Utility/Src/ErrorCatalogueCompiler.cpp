@@ -28,6 +28,12 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58020, 1, "a constant that is no position in the select list does not fit in {0}"},
       {58021, 0, "* needs a table, add FROM"},
       {58022, 1, "there is no column without a table, add FROM: \"{0}\""},
+      {58023, 1,
+       "there is no type of this name, use smallint, integer, real, double precision, numeric, "
+       "char(n), varchar(n), text, date, time or timestamp: \"{0}\""},
+      {58024, 2, "a text has from 1 to {0} characters, and not {1}"},
+      {58025, 2, "{0} takes its {1} as a text in quotation marks, which is the same in every row"},
+      {58026, 1, "the parameter ${0} has no value, give one with --param for each from $1 on"},
       {58030, 1,
        "JSON_VALUE takes first a column of the table that holds JSON documents as text, and not "
        "{0}"},

@@ -28,6 +28,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57016, 2, "the database \"{0}\" has no table of this name: \"{1}\""},
       {57017, 3, "{1} of \"{0}\" has a blob, which expressions cannot read, in the column \"{2}\""},
       {57018, 2, "\"{0}\" has too many columns, a table may have 65535: {1}"},
+      {57019, 3, "the parameter {0} does not read as {1}: \"{2}\""},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

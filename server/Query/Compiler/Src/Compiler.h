@@ -22,9 +22,17 @@ struct Statement {
 /// stands.
 std::vector<Statement> SplitStatements(const std::string& text);
 
+/// The values of $1, $2, ... in this order: a record with one field each. The record and its
+/// layout must outlive every plan that reads them.
+struct QueryParameters {
+  const XeRecordMetaData* layout = nullptr;
+  uint8* values = nullptr;
+};
+
 /// Plans one statement. Throws ErrorMessage with the position (byte offset in `sql`) of what is
 /// wrong.
-QueryPlan CompileStatement(const std::string& sql, Catalog& catalog);
+QueryPlan CompileStatement(const std::string& sql, Catalog& catalog,
+                           const QueryParameters& parameters = {});
 
 /// The line and column (from 1, columns in characters) of a byte offset.
 struct LineColumn {

@@ -72,6 +72,8 @@ TypedExpressionPtr ExpressionTyper::Type(const SqlExpression& expression,
       return TypeOperator(expression, clause);
     case SqlExpression::Kind::kFunction:
       return TypeFunction(expression, clause);
+    case SqlExpression::Kind::kParameter:
+      return TypeParameter(expression);
     case SqlExpression::Kind::kStar:
       break;
   }
@@ -84,6 +86,17 @@ TypedExpressionPtr ExpressionTyper::TypeLiteral(const SqlExpression& expression)
       ReadLiteral(expression.literal, expression.position), expression.position));
   typed->untypedNull = expression.literal.kind == SqlLiteral::Kind::kNull;
   return typed;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeParameter(const SqlExpression& expression) const {
+  const int index = expression.parameter - 1;
+  if (!parameters_.layout || index < 0 || index >= parameters_.layout->GetFieldCount())
+    ThrowPlanError(kNoSuchParameter, expression.position, {std::to_wstring(index + 1)});
+  const ExecutionParameter parameter(parameters_.layout, parameters_.values, index);
+  TypedExpressionPtr typed = MakeTypedParameter(parameter, expression.position);
+  // A parameter node has a value; NULL is a constant of its type.
+  return parameter.GetNullValue() ? MakeTypedConstant({typed->type, {}}, expression.position)
+                                  : typed;
 }
 
 TypedExpressionPtr ExpressionTyper::TypeColumn(int column, int position) const {
@@ -182,6 +195,9 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   call->function = &row;
   for (const SqlExpressionPtr& argument : expression.arguments)
     call->arguments.push_back(Type(*argument, clause));
+  call->column.type = expression.target.type;
+  call->column.length = static_cast<uint32>(expression.target.precision);
+  call->column.scale = static_cast<int16>(expression.target.scale);
   row.prepare(call->arguments);
   // Unary plus is its operand.
   if (!row.make) return call->arguments[0];
@@ -191,7 +207,7 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   if (answer.value) return MakeTypedConstant(*answer.value, expression.position);
   TakeAnswer(*call, answer);
   CountNodes(*call);
-  return call;
+  return Widened(call);
 }
 
 TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "Compiler.h"
 #include "FunctionTable.h"
 #include "JsonColumns.h"
 #include "NameScope.h"
@@ -27,9 +28,11 @@ class ExpressionTyper {
     const std::vector<TypedOutput>* aliases = nullptr;
   };
 
-  /// `json` (may be null: there are none) types the values of JSON documents.
-  explicit ExpressionTyper(const NameScope& scope, JsonColumns* json = nullptr)
-      : scope_(scope), json_(json) {}
+  /// `json` (may be null: there are none) types the values of JSON documents. All must outlive the
+  /// typer.
+  ExpressionTyper(const NameScope& scope, const QueryParameters& parameters,
+                  JsonColumns* json = nullptr)
+      : scope_(scope), parameters_(parameters), json_(json) {}
 
   TypedExpressionPtr Type(const SqlExpression& expression, const Clause& clause) const;
   /// The results of an aggregate, one expression each; nothing for any other expression.
@@ -40,6 +43,7 @@ class ExpressionTyper {
 
  private:
   TypedExpressionPtr TypeLiteral(const SqlExpression& expression) const;
+  TypedExpressionPtr TypeParameter(const SqlExpression& expression) const;
   TypedExpressionPtr TypeName(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeOperator(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
@@ -51,6 +55,7 @@ class ExpressionTyper {
   const FunctionRow& LookUpFunction(const SqlExpression& expression) const;
 
   const NameScope& scope_;
+  const QueryParameters& parameters_;
   JsonColumns* const json_;
 };
 

@@ -26,7 +26,7 @@ printed by `sqxer --functions`.
 ```
 
 The grammar is PostgreSQL's. A part of it that is not listed here (joins, subqueries, windows, set
-operations, casts of columns) is refused by name.
+operations) is refused by name.
 
 - A table is a name or a quoted path: `FROM "data/sales.csv"`. Without FROM a SELECT is evaluated
   once, over no columns.
@@ -38,6 +38,11 @@ operations, casts of columns) is refused by name.
 - A query with an aggregate and no GROUP BY has one group, even over no rows.
 - A column is called by its alias, else by the column or function that it is, else `?column?`. An
   aggregate with several results appends to that name.
+
+- `$1`, `$2`, ... are the values of `--param`, the first one `$1`. `--param int4:5` gives a type, with
+  the types of `--schema`; without one the value takes the type that a CSV column of it would have. An
+  empty value is NULL, except that `varchar:` is the empty text. Parameters of the types DATE and TIME
+  compute as TIMESTAMP (a time on 1900-01-01).
 
 ## Literals and types
 
@@ -65,6 +70,24 @@ operations, casts of columns) is refused by name.
 - Truth values compare as 0 and 1; a bit counts as an integer.
 - What is constant is computed once; a constant that raises an error raises it for the row that
   meets it.
+- The results of CAST AS SMALLINT and CAST AS REAL have 16 and 32 bits; what computes with them widens
+  them to INTEGER and DOUBLE.
+
+## Where other databases differ
+
+| subject | here | elsewhere |
+|---|---|---|
+| `2 NOT IN (1, NULL)` | true: a NULL member matches nothing | NULL |
+| `CASE x WHEN NULL` | matches a NULL | never matches |
+| LIKE | letter case counts, a backslash escapes without ESCAPE | SQLite ignores the case of ASCII letters and has no escape of its own |
+| `a || NULL` | a | NULL |
+| `'a' = 'a '` | true: blanks at the end do not count, in LIKE they do | false in SQLite |
+| `7 / 2` | 3 for integers; NUMERIC divides exactly | SQLite has no decimals, and makes 3.5 of `7 / 2.0` only |
+| `1 / 0` | an error, also where integers overflow | SQLite gives NULL, and a double |
+| `CAST('12x' AS integer)` | an error with the text | SQLite gives 12 |
+| `CAST(2.5 AS integer)` | 2, the fraction is cut | PostgreSQL rounds to 3 |
+| `CAST(x AS numeric(p, s))` | keeps all digits | PostgreSQL rounds to s |
+| NULL in ORDER BY | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
 )";
 
 void Append(std::string& out, std::initializer_list<std::string_view> parts) {

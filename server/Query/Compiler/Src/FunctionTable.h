@@ -44,6 +44,11 @@ struct AggregateShape {
   std::vector<AggregateResult> results;
 };
 
+using Operands = std::vector<std::unique_ptr<RExpression>>;
+
+/// As the number of arguments of a row: so many or more.
+constexpr int AtLeast(int count) { return -count; }
+
 /// One row of the table of what exists: the plan builder finds operators and functions here, and
 /// the reference for users is printed from here. A new operator is one row.
 struct FunctionRow {
@@ -57,7 +62,7 @@ struct FunctionRow {
     kReader,
   };
   Kind kind;
-  /// As calls are looked up: lower case, with the number of arguments.
+  /// As calls are looked up: lower case, with the number of arguments (AtLeast for several).
   std::string_view name;
   int argumentCount;
 
@@ -74,10 +79,14 @@ struct FunctionRow {
   const char* exampleResult;
 
   OperandRule prepare = nullptr;
-  /// A new generic node over the operands, which it takes over.
-  std::unique_ptr<RExpression> (*make)(std::vector<std::unique_ptr<RExpression>>& operands) =
-      nullptr;
+  /// A new generic node over the operands of a call. The node takes over those that it evaluates;
+  /// others, such as a format, it has read from the call's constants.
+  std::unique_ptr<RExpression> (*make)(const TypedExpression& call, Operands& operands) = nullptr;
   const AggregateShape* aggregate = nullptr;
+
+  bool Takes(int count) const {
+    return argumentCount < 0 ? count >= -argumentCount : count == argumentCount;
+  }
 };
 
 const std::vector<FunctionRow>& FunctionTable();

@@ -28,7 +28,7 @@ GroupPlan::GroupPlan(const std::string& sql, TypedArguments keys)
     : sql_(sql), keys_(std::move(keys)), fields_(static_cast<int>(keys_.size())) {}
 
 TypedExpressionPtr GroupPlan::OverGroups(const TypedExpressionPtr& expression) {
-  if (expression->IsConstant()) return expression;
+  if (expression->IsConstant() || expression->parameter) return expression;
   for (std::size_t i = 0; i < keys_.size(); ++i) {
     if (!IsSameExpression(*keys_[i], *expression)) continue;
     return GroupField(*expression, static_cast<int>(i), ResultOfTree(*keys_[i], NameOfKey(i)));

@@ -7,6 +7,7 @@
 #include "PlanError.h"
 #include "SQXERExprAggregate.h"
 #include "SQXERExprExtract.h"
+#include "SQXERExprParam.h"
 #include "Utility/XeAListStream.h"
 
 namespace sqxer {
@@ -62,11 +63,14 @@ auto AtPosition(int position, Action action) {
 
 NodeAnswer AskOperator(const TypedExpression& call) {
   ProbeRecord record;
-  std::vector<std::unique_ptr<RExpression>> operands;
+  Operands operands;
   bool constant = true;
   for (const TypedExpressionPtr& argument : call.arguments) {
     if (argument->IsConstant()) {
       operands.push_back(MakeConstantNode(argument->constant));
+    } else if (argument->parameter) {
+      constant = false;
+      operands.push_back(std::make_unique<Param>(*argument->parameter));
     } else {
       constant = false;
       operands.push_back(std::make_unique<Extract>(record.GetFieldCount()));
@@ -77,7 +81,8 @@ NodeAnswer AskOperator(const TypedExpression& call) {
   return AtPosition(call.position, [&] {
     MetaDataInfo info;
     XeAListStream* stream = record.Open();
-    std::unique_ptr<RExpression> bound = BindTree(call.function->make(operands), stream, info);
+    std::unique_ptr<RExpression> bound =
+        BindTree(call.function->make(call, operands), stream, info);
     NodeAnswer answer = Describe(*bound, info);
     for (int i = 0; i < bound->GetOperandCount(); ++i)
       answer.operandTypes.push_back(bound->GetIthOperand(i)->GetResultDataType());

@@ -1,6 +1,7 @@
 #include "OperandRules.h"
 
 #include <algorithm>
+#include <span>
 
 #include "FunctionTable.h"
 #include "PlanError.h"
@@ -124,6 +125,32 @@ void SettleNumbers(TypedArguments& arguments, bool integersAsDoubles) {
   AvoidMixedSigns(arguments);
 }
 
+/// Brings branches of which one is the result, or which are compared for equality, to types that
+/// meet as a person expects. A NULL without a type stays one.
+void SettleBranches(std::span<TypedExpressionPtr> branches) {
+  TypedArguments typed;
+  for (const TypedExpressionPtr& branch : branches)
+    if (!branch->untypedNull) typed.push_back(branch);
+  XeDataType partner = PartnerType(typed, XeLongVarCharData);
+  for (TypedExpressionPtr& branch : typed) branch = TypeText(branch, partner);
+  AvoidMixedSigns(typed);
+  // Among long texts a fixed one gives up the blanks that fill it, by its own length.
+  bool anyLong = std::any_of(typed.begin(), typed.end(),
+                             [](const auto& branch) { return branch->type == XeLongVarCharData; });
+  for (TypedExpressionPtr& branch : typed)
+    if (anyLong && branch->type == XeCharData) branch = ConvertTyped(branch, XeLongVarCharData);
+  auto next = typed.begin();
+  for (TypedExpressionPtr& branch : branches)
+    if (!branch->untypedNull) branch = *next++;
+}
+
+void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
+  for (const TypedExpressionPtr& argument : arguments)
+    if (SUXeDataTypeUtility::IsXeBinaryType(argument->type))
+      ThrowPlanError(59001, argument->position,
+                     {node, SUXeDataTypeUtility::GetXeDataTypeName(argument->type)});
+}
+
 }  // namespace
 
 void PrepareArithmetic(TypedArguments& arguments) {
@@ -191,6 +218,68 @@ void PrepareNot(TypedArguments& arguments) { arguments[0] = AsCondition(argument
 void PrepareNullTest(TypedArguments& arguments) {
   arguments[0] = TypeNull(arguments[0], XeBoolean);
   CountBitsAsIntegers(arguments);
+}
+
+void PrepareLike(TypedArguments& arguments) {
+  for (TypedExpressionPtr& argument : arguments) argument = TypeNull(argument, XeLongVarCharData);
+  // Fixed text is matched where it stands; a long pattern would be copied for every row.
+  if (arguments[1]->IsTextConstant()) arguments[1] = ConvertTyped(arguments[1], XeCharData);
+  // A text that varies may be empty in some row, where the node relies on one character.
+  if (arguments.size() > 2 && !arguments[2]->IsConstant() &&
+      arguments[2]->type == XeLongVarCharData)
+    ThrowPlanError(kNotALiteral, arguments[2]->position, {L"LIKE", L"escape"});
+}
+
+void PrepareMembership(TypedArguments& arguments) {
+  PrepareComparison(arguments);
+  RefuseBinary(arguments, L"In");
+  std::stable_partition(arguments.begin() + 1, arguments.end(),
+                        [](const auto& member) { return member->IsConstant(); });
+}
+
+void PrepareCoalesce(TypedArguments& arguments) { SettleBranches(arguments); }
+
+void PrepareIfNull(TypedArguments& arguments) {
+  XeDataType partner = PartnerType(arguments, XeLongVarCharData);
+  for (TypedExpressionPtr& argument : arguments) argument = TypeNull(argument, partner);
+  SettleBranches(arguments);
+}
+
+void PrepareNullIf(TypedArguments& arguments) {
+  PrepareIfNull(arguments);
+  CountBitsAsIntegers(arguments);
+  RefuseBinary(arguments, L"NullIf");
+}
+
+std::size_t CountCaseResults(std::size_t arguments, bool hasValue) {
+  return (arguments - (hasValue ? 1 : 0) + 1) / 2;
+}
+
+void PrepareCaseWhen(TypedArguments& arguments) {
+  const std::size_t results = CountCaseResults(arguments.size(), false);
+  const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
+  for (auto condition = arguments.begin(); condition != firstResult; ++condition)
+    *condition = AsCondition(*condition, L"CASE WHEN");
+  SettleBranches(std::span(firstResult, arguments.end()));
+}
+
+void PrepareCase(TypedArguments& arguments) {
+  const std::size_t results = CountCaseResults(arguments.size(), true);
+  const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
+  const std::span compared(arguments.begin(), firstResult);
+  SettleBranches(compared);
+  for (TypedExpressionPtr& value : compared) {
+    if (value->type == XeBitData) value = ConvertTyped(value, XeInt4Data);
+  }
+  SettleBranches(std::span(firstResult, arguments.end()));
+}
+
+void PrepareCast(TypedArguments& arguments) { CountBitsAsIntegers(arguments); }
+
+void PrepareDateReading(TypedArguments& arguments) {
+  arguments[0] = TypeNull(arguments[0], XeLongVarCharData);
+  if (!arguments[1]->IsTextConstant())
+    ThrowPlanError(kNotALiteral, arguments[1]->position, {L"this function", L"format"});
 }
 
 TypedExpressionPtr AsCondition(const TypedExpressionPtr& argument, const XeString& of) {

@@ -29,6 +29,24 @@ void PrepareConnective(TypedArguments& arguments);
 /// NOT takes only truth values (58018).
 void PrepareNot(TypedArguments& arguments);
 void PrepareNullTest(TypedArguments& arguments);
+/// LIKE, with or without an escape. Error 58025 for an escape that varies in length.
+void PrepareLike(TypedArguments& arguments);
+/// IN and NOT IN. The constants come to stand before the other members. Error 59001 for binary.
+void PrepareMembership(TypedArguments& arguments);
+/// COALESCE: a NULL stays without a type.
+void PrepareCoalesce(TypedArguments& arguments);
+/// IFNULL and NULLIF. Error 59001 for binary, which NULLIF cannot compare.
+void PrepareIfNull(TypedArguments& arguments);
+void PrepareNullIf(TypedArguments& arguments);
+/// CASE with conditions: the conditions, the results, perhaps the one of ELSE.
+void PrepareCaseWhen(TypedArguments& arguments);
+/// CASE with a value: the value, what it is compared with, the results, perhaps the one of ELSE.
+void PrepareCase(TypedArguments& arguments);
+/// How many of the arguments of a CASE are results.
+std::size_t CountCaseResults(std::size_t arguments, bool hasValue);
+void PrepareCast(TypedArguments& arguments);
+/// A function of a text and a format, which is a text constant (58025).
+void PrepareDateReading(TypedArguments& arguments);
 
 /// The argument as the condition of a clause or operator (`of`): a truth value, else error 58018
 /// (the clause, the type).

@@ -320,6 +320,8 @@ std::optional<PlanConstant> EvaluateConstant(RExpression& bound) {
       return EvaluatedAs<XeTime>(bound, out);
     case XeDateTimeData:
       return EvaluatedAs<XeDateTime>(bound, out);
+    case XeCharData:
+      return PlanConstant{type, XeString(*reinterpret_cast<const wchar_t* const*>(out))};
     case XeLongVarCharData: {
       auto* text = reinterpret_cast<const RefLongVarChar*>(out);
       return PlanConstant{type, XeString(text->buffer_, text->length_)};

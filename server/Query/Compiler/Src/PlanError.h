@@ -33,6 +33,10 @@ enum PlanErrorCode {
   kConstantKey = 58020,
   kStarWithoutTable = 58021,
   kNoColumnsWithoutTable = 58022,
+  kNoSuchType = 58023,
+  kTextLength = 58024,
+  kNotALiteral = 58025,
+  kNoSuchParameter = 58026,
   kNotAJsonColumn = 58030,
   kJsonPathNotLiteral = 58031,
 };

@@ -45,12 +45,14 @@ bool NamesColumn(const SqlExpression& expression) {
 /// Plans one SELECT, clause by clause.
 class Planner {
  public:
-  Planner(const std::string& sql, const SqlSelect& select, Catalog& catalog)
+  Planner(const std::string& sql, const SqlSelect& select, Catalog& catalog,
+          const QueryParameters& parameters)
       : sql_(sql),
         select_(select),
         scope_(OpenTable(select, catalog)),
         json_(select, scope_, catalog),
-        typer_(scope_, &json_) {}
+        parameters_(parameters),
+        typer_(scope_, parameters_, &json_) {}
 
   QueryPlan Plan() {
     for (const SqlSelectItem& item : select_.items) AddItem(item);
@@ -74,7 +76,7 @@ class Planner {
 
     if (where) plan_.filter = Build(where);
     for (const TypedOutput& output : outputs_)
-      plan_.outputs.push_back(BuildResult(output.expression, output.name));
+      plan_.outputs.push_back(BuildResult(WithoutWidening(output.expression), output.name));
     plan_.limit = ReadRowCount(select_.limit, L"LIMIT");
     plan_.offset = ReadRowCount(select_.offset, L"OFFSET").value_or(0);
     return std::move(plan_);
@@ -229,7 +231,7 @@ class Planner {
     if (!written) return {};
     if (NamesColumn(*written)) ThrowPlanError(kLimitNotConstant, written->position, {clause});
     const NameScope noColumns;
-    TypedExpressionPtr count = ExpressionTyper(noColumns).Type(*written, {clause});
+    TypedExpressionPtr count = ExpressionTyper(noColumns, parameters_).Type(*written, {clause});
     if (count->IsConstant() && count->constant.IsNull()) return {};
     if (count->IsConstant() && count->type != XeBoolean) {
       std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
@@ -245,6 +247,7 @@ class Planner {
   const SqlSelect& select_;
   NameScope scope_;
   JsonColumns json_;
+  const QueryParameters& parameters_;
   ExpressionTyper typer_;
   QueryPlan plan_;
   std::vector<TypedOutput> outputs_;
@@ -253,9 +256,10 @@ class Planner {
 
 }  // namespace
 
-QueryPlan CompileStatement(const std::string& sql, Catalog& catalog) {
+QueryPlan CompileStatement(const std::string& sql, Catalog& catalog,
+                           const QueryParameters& parameters) {
   SqlSelect select = ParseSelect(sql);
-  return Planner(sql, select, catalog).Plan();
+  return Planner(sql, select, catalog, parameters).Plan();
 }
 
 }  // namespace sqxer

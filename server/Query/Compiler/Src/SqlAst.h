@@ -33,6 +33,14 @@ struct SqlLiteral {
   XeDataType type = XeUnknown;
 };
 
+/// A type as a CAST names it.
+struct SqlTypeName {
+  XeDataType type = XeUnknown;
+  /// Characters of a text, 0 where none are stated; digits of a NUMERIC.
+  int precision = 0;
+  int scale = 0;
+};
+
 struct SqlExpression;
 /// Shared because one source expression may be read twice: `x IS TRUE` is `x AND x IS NOT NULL`.
 using SqlExpressionPtr = std::shared_ptr<const SqlExpression>;
@@ -49,6 +57,8 @@ struct SqlExpression {
     /// An operator or function: `name` and `arguments`.
     kOperator,
     kFunction,
+    /// `$n`; `parameter` is n.
+    kParameter,
   };
   Kind kind = Kind::kLiteral;
   /// Byte offset in the statement.
@@ -61,6 +71,9 @@ struct SqlExpression {
   bool star = false;
   /// f(DISTINCT x)
   bool distinct = false;
+  int parameter = 0;
+  /// The target of the operator "cast".
+  SqlTypeName target;
 };
 
 struct SqlSelectItem {

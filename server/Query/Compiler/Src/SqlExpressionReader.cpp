@@ -9,12 +9,15 @@
 namespace sqxer {
 namespace {
 
+/// The longest text that a CAST may ask for: room for it is made in every row.
+constexpr int kMaxCastCharacters = 1 << 20;
+
 std::string_view StringOf(const PgQuery__Node& node) {
   return node.node_case == PG_QUERY__NODE__NODE_STRING ? node.string->sval : "";
 }
 
-SqlExpressionPtr Call(SqlExpression::Kind kind, int position, std::string name,
-                      std::vector<SqlExpressionPtr> arguments) {
+std::shared_ptr<SqlExpression> Call(SqlExpression::Kind kind, int position, std::string name,
+                                    std::vector<SqlExpressionPtr> arguments) {
   auto call = std::make_shared<SqlExpression>();
   call->kind = kind;
   call->position = position;
@@ -46,14 +49,8 @@ const wchar_t* FormName(const PgQuery__Node& node) {
   switch (node.node_case) {
     case PG_QUERY__NODE__NODE_SUB_LINK:
       return L"a subquery";
-    case PG_QUERY__NODE__NODE_CASE_EXPR:
-      return L"CASE";
-    case PG_QUERY__NODE__NODE_COALESCE_EXPR:
-      return L"COALESCE";
     case PG_QUERY__NODE__NODE_MIN_MAX_EXPR:
       return L"GREATEST or LEAST";
-    case PG_QUERY__NODE__NODE_PARAM_REF:
-      return L"a query parameter";
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return L"COLLATE";
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
@@ -81,14 +78,8 @@ int FormPosition(const PgQuery__Node& node) {
   switch (node.node_case) {
     case PG_QUERY__NODE__NODE_SUB_LINK:
       return node.sub_link->location;
-    case PG_QUERY__NODE__NODE_CASE_EXPR:
-      return node.case_expr->location;
-    case PG_QUERY__NODE__NODE_COALESCE_EXPR:
-      return node.coalesce_expr->location;
     case PG_QUERY__NODE__NODE_MIN_MAX_EXPR:
       return node.min_max_expr->location;
-    case PG_QUERY__NODE__NODE_PARAM_REF:
-      return node.param_ref->location;
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return node.collate_clause->location;
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
@@ -114,18 +105,74 @@ int FormPosition(const PgQuery__Node& node) {
   }
 }
 
-struct LiteralTypeName {
+/// What a type's name in the grammar means; INTEGER arrives as int4, DOUBLE PRECISION as float8.
+struct TypeNameRow {
   std::string_view name;
   XeDataType type;
+  /// How many numbers in parentheses it may have.
+  std::size_t modifiers = 0;
 };
-// As the grammar names them: INTEGER arrives as int4, DOUBLE PRECISION as float8.
-constexpr LiteralTypeName kLiteralTypes[] = {
-    {"date", XeDateData},     {"time", XeTimeData},        {"timestamp", XeDateTimeData},
-    {"int4", XeInt4Data},     {"uint4", XeUInt4Data},      {"float8", XeDoubleData},
-    {"double", XeDoubleData}, {"numeric", XeNumericData},  {"bool", XeBoolean},
-    {"boolean", XeBoolean},   {"text", XeLongVarCharData}, {"varchar", XeLongVarCharData},
-    {"integer", XeInt4Data},
+constexpr TypeNameRow kTypeNames[] = {
+    {"bool", XeBoolean},           {"boolean", XeBoolean},
+    {"bit", XeBitData, 1},         {"int1", XeInt1Data},
+    {"uint1", XeUInt1Data},        {"int2", XeInt2Data},
+    {"smallint", XeInt2Data},      {"uint2", XeUInt2Data},
+    {"int4", XeInt4Data},          {"integer", XeInt4Data},
+    {"uint4", XeUInt4Data},        {"float4", XeFloatData},
+    {"float8", XeDoubleData},      {"double", XeDoubleData},
+    {"numeric", XeNumericData, 2}, {"decimal", XeNumericData, 2},
+    {"bpchar", XeCharData, 1},     {"char", XeCharData, 1},
+    {"text", XeLongVarCharData},   {"varchar", XeLongVarCharData, 1},
+    {"date", XeDateData},          {"time", XeTimeData},
+    {"timestamp", XeDateTimeData},
 };
+
+int ReadModifier(const PgQuery__Node& node, int position) {
+  bool integer = node.node_case == PG_QUERY__NODE__NODE_A_CONST &&
+                 node.a_const->val_case == PG_QUERY__A__CONST__VAL_IVAL;
+  if (!integer) SqlExpressionReader::Refuse(position, L"a length that is no whole number");
+  return node.a_const->ival->ival;
+}
+
+SqlTypeName ReadTypeName(const PgQuery__TypeName& name) {
+  int position = name.location < 0 ? 0 : name.location;
+  std::string_view text = name.n_names ? StringOf(*name.names[name.n_names - 1]) : "";
+  const auto* row = std::ranges::find(kTypeNames, text, &TypeNameRow::name);
+  if (row == std::end(kTypeNames)) {
+    // BIGINT arrives by this name.
+    ThrowPlanError(kNoSuchType, position, {text == "int8" ? L"bigint" : Wide(text)});
+  }
+  if (name.n_typmods > row->modifiers || name.n_array_bounds || name.setof || name.pct_type)
+    SqlExpressionReader::Refuse(position, L"a precision or array bounds of this type");
+  SqlTypeName type{row->type};
+  if (name.n_typmods > 0) type.precision = ReadModifier(*name.typmods[0], position);
+  if (name.n_typmods > 1) type.scale = ReadModifier(*name.typmods[1], position);
+  bool sized = type.type == XeCharData || type.type == XeLongVarCharData;
+  if (sized && name.n_typmods && (type.precision < 1 || type.precision > kMaxCastCharacters))
+    ThrowPlanError(kTextLength, position,
+                   {std::to_wstring(kMaxCastCharacters), std::to_wstring(type.precision)});
+  if (type.type == XeCharData && type.precision == 0) type.precision = 1;
+  return type;
+}
+
+/// Whether a literal of the type exists: TYPE 'text', read while planning.
+bool IsLiteralType(const SqlTypeName& type) {
+  switch (type.type) {
+    case XeBoolean:
+    case XeInt4Data:
+    case XeUInt4Data:
+    case XeDoubleData:
+    case XeDateData:
+    case XeTimeData:
+    case XeDateTimeData:
+      return true;
+    case XeNumericData:
+    case XeLongVarCharData:
+      return type.precision == 0;
+    default:
+      return false;
+  }
+}
 
 }  // namespace
 
@@ -138,7 +185,7 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
     case PG_QUERY__NODE__NODE_A_CONST:
       return ReadConstant(*node.a_const);
     case PG_QUERY__NODE__NODE_TYPE_CAST:
-      return ReadTypedText(*node.type_cast);
+      return ReadCast(*node.type_cast);
     case PG_QUERY__NODE__NODE_COLUMN_REF:
       return ReadName(*node.column_ref);
     case PG_QUERY__NODE__NODE_A_EXPR:
@@ -154,6 +201,20 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
       return ReadTruthTest(*node.boolean_test);
     case PG_QUERY__NODE__NODE_FUNC_CALL:
       return ReadFunction(*node.func_call);
+    case PG_QUERY__NODE__NODE_CASE_EXPR:
+      return ReadCase(*node.case_expr);
+    case PG_QUERY__NODE__NODE_COALESCE_EXPR: {
+      const PgQuery__CoalesceExpr& coalesce = *node.coalesce_expr;
+      return Call(SqlExpression::Kind::kFunction, Place(coalesce.location), "coalesce",
+                  ReadAll(coalesce.args, coalesce.n_args));
+    }
+    case PG_QUERY__NODE__NODE_PARAM_REF: {
+      auto parameter = std::make_shared<SqlExpression>();
+      parameter->kind = SqlExpression::Kind::kParameter;
+      parameter->position = Place(node.param_ref->location);
+      parameter->parameter = node.param_ref->number;
+      return parameter;
+    }
     default:
       Refuse(FormPosition(node), FormName(node));
   }
@@ -191,6 +252,13 @@ SqlExpressionPtr SqlExpressionReader::ReadConstant(const PgQuery__AConst& consta
   }
 }
 
+std::vector<SqlExpressionPtr> SqlExpressionReader::ReadAll(PgQuery__Node* const* nodes,
+                                                           std::size_t count) const {
+  std::vector<SqlExpressionPtr> all;
+  for (std::size_t i = 0; i < count; ++i) all.push_back(Read(*nodes[i]));
+  return all;
+}
+
 // The grammar's library hands a negative integer out as 0, so its value is read from the tokens:
 // any number of signs and parentheses, then the digits.
 int SqlExpressionReader::NegativeInteger(int position) const {
@@ -215,24 +283,21 @@ int SqlExpressionReader::NegativeInteger(int position) const {
   return 0;
 }
 
-SqlExpressionPtr SqlExpressionReader::ReadTypedText(const PgQuery__TypeCast& cast) const {
-  const PgQuery__TypeName& name = *cast.type_name;
-  int position = Place(cast.location >= 0 ? cast.location : name.location);
-  std::string_view typeName = name.n_names ? StringOf(*name.names[name.n_names - 1]) : "";
-  bool literal = cast.arg->node_case == PG_QUERY__NODE__NODE_A_CONST &&
-                 !cast.arg->a_const->isnull &&
-                 cast.arg->a_const->val_case == PG_QUERY__A__CONST__VAL_SVAL;
-  if (!literal) Refuse(position, L"CAST of anything but a text literal");
-  if (name.n_typmods || name.n_array_bounds || name.setof || name.pct_type)
-    Refuse(Place(name.location), L"a type with a length, a precision or array bounds");
-  for (const LiteralTypeName& known : kLiteralTypes) {
-    if (typeName != known.name) continue;
+SqlExpressionPtr SqlExpressionReader::ReadCast(const PgQuery__TypeCast& cast) const {
+  SqlTypeName type = ReadTypeName(*cast.type_name);
+  const bool isText = cast.arg->node_case == PG_QUERY__NODE__NODE_A_CONST &&
+                      !cast.arg->a_const->isnull &&
+                      cast.arg->a_const->val_case == PG_QUERY__A__CONST__VAL_SVAL;
+  if (isText && IsLiteralType(type)) {
     auto text = Literal(Place(cast.arg->a_const->location), SqlLiteral::Kind::kTypedText,
                         Wide(cast.arg->a_const->sval->sval));
-    text->literal.type = known.type;
+    text->literal.type = type.type;
     return text;
   }
-  Refuse(Place(name.location), L"a literal of the type " + Wide(typeName));
+  int position = Place(cast.location >= 0 ? cast.location : cast.type_name->location);
+  auto call = Call(SqlExpression::Kind::kOperator, position, "cast", {Read(*cast.arg)});
+  call->target = type;
+  return call;
 }
 
 SqlExpressionPtr SqlExpressionReader::ReadName(const PgQuery__ColumnRef& name) const {
@@ -274,9 +339,9 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
     case PG_QUERY__A__EXPR__KIND__AEXPR_NOT_BETWEEN_SYM:
       Refuse(position, L"BETWEEN SYMMETRIC");
     case PG_QUERY__A__EXPR__KIND__AEXPR_IN:
-      Refuse(position, L"IN");
+      return ReadMembership(expression);
     case PG_QUERY__A__EXPR__KIND__AEXPR_LIKE:
-      Refuse(position, L"LIKE");
+      return ReadLike(expression);
     case PG_QUERY__A__EXPR__KIND__AEXPR_ILIKE:
       Refuse(position, L"ILIKE");
     case PG_QUERY__A__EXPR__KIND__AEXPR_SIMILAR:
@@ -285,7 +350,8 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
     case PG_QUERY__A__EXPR__KIND__AEXPR_NOT_DISTINCT:
       Refuse(position, L"IS DISTINCT FROM");
     case PG_QUERY__A__EXPR__KIND__AEXPR_NULLIF:
-      Refuse(position, L"NULLIF");
+      return Call(SqlExpression::Kind::kFunction, position, "nullif",
+                  {Read(*expression.lexpr), Read(*expression.rexpr)});
     case PG_QUERY__A__EXPR__KIND__AEXPR_OP_ANY:
     case PG_QUERY__A__EXPR__KIND__AEXPR_OP_ALL:
       Refuse(position, L"ANY or ALL of an array");
@@ -294,10 +360,50 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
   }
 }
 
+SqlExpressionPtr SqlExpressionReader::ReadLike(const PgQuery__AExpr& expression) const {
+  int position = Place(expression.location);
+  std::vector<SqlExpressionPtr> operands{Read(*expression.lexpr)};
+  const PgQuery__Node& right = *expression.rexpr;
+  // ESCAPE arrives as a function of the grammar's own round the pattern.
+  const bool escaped = right.node_case == PG_QUERY__NODE__NODE_FUNC_CALL &&
+                       right.func_call->n_args == 2 && right.func_call->n_funcname == 2 &&
+                       StringOf(*right.func_call->funcname[1]) == "like_escape";
+  if (escaped) {
+    operands.push_back(Read(*right.func_call->args[0]));
+    operands.push_back(Read(*right.func_call->args[1]));
+  } else {
+    operands.push_back(Read(right));
+  }
+  auto like = Operator(position, "like", std::move(operands));
+  return StringOf(*expression.name[0]) == "~~" ? like : Not(like);
+}
+
+SqlExpressionPtr SqlExpressionReader::ReadMembership(const PgQuery__AExpr& expression) const {
+  const PgQuery__List& list = *expression.rexpr->list;
+  std::vector<SqlExpressionPtr> operands = ReadAll(list.items, list.n_items);
+  operands.insert(operands.begin(), Read(*expression.lexpr));
+  const bool negated = StringOf(*expression.name[0]) == "<>";
+  return Operator(Place(expression.location), negated ? "not in" : "in", std::move(operands));
+}
+
+// The operands stand as the node has them: the value looked up, the conditions, the results.
+SqlExpressionPtr SqlExpressionReader::ReadCase(const PgQuery__CaseExpr& expression) const {
+  std::vector<SqlExpressionPtr> operands, results;
+  if (expression.arg) operands.push_back(Read(*expression.arg));
+  for (std::size_t i = 0; i < expression.n_args; ++i) {
+    const PgQuery__CaseWhen& branch = *expression.args[i]->case_when;
+    operands.push_back(Read(*branch.expr));
+    results.push_back(Read(*branch.result));
+  }
+  if (expression.defresult) results.push_back(Read(*expression.defresult));
+  operands.insert(operands.end(), results.begin(), results.end());
+  return Operator(Place(expression.location), expression.arg ? "case" : "case when",
+                  std::move(operands));
+}
+
 SqlExpressionPtr SqlExpressionReader::ReadConnective(const PgQuery__BoolExpr& expression) const {
   int position = Place(expression.location);
-  std::vector<SqlExpressionPtr> operands;
-  for (std::size_t i = 0; i < expression.n_args; ++i) operands.push_back(Read(*expression.args[i]));
+  std::vector<SqlExpressionPtr> operands = ReadAll(expression.args, expression.n_args);
   if (expression.boolop == PG_QUERY__BOOL_EXPR_TYPE__NOT_EXPR)
     return Operator(position, "not", std::move(operands));
   const char* name = expression.boolop == PG_QUERY__BOOL_EXPR_TYPE__AND_EXPR ? "and" : "or";
@@ -351,7 +457,7 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->name = StringOf(*call.funcname[call.n_funcname - 1]);
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
-  for (std::size_t i = 0; i < call.n_args; ++i) function->arguments.push_back(Read(*call.args[i]));
+  function->arguments = ReadAll(call.args, call.n_args);
   return function;
 }
 

@@ -20,12 +20,16 @@ class SqlExpressionReader {
 
  private:
   SqlExpressionPtr ReadConstant(const PgQuery__AConst& constant) const;
-  SqlExpressionPtr ReadTypedText(const PgQuery__TypeCast& cast) const;
+  SqlExpressionPtr ReadCast(const PgQuery__TypeCast& cast) const;
   SqlExpressionPtr ReadName(const PgQuery__ColumnRef& name) const;
   SqlExpressionPtr ReadOperator(const PgQuery__AExpr& expression) const;
+  SqlExpressionPtr ReadLike(const PgQuery__AExpr& expression) const;
+  SqlExpressionPtr ReadMembership(const PgQuery__AExpr& expression) const;
+  SqlExpressionPtr ReadCase(const PgQuery__CaseExpr& expression) const;
   SqlExpressionPtr ReadConnective(const PgQuery__BoolExpr& expression) const;
   SqlExpressionPtr ReadTruthTest(const PgQuery__BooleanTest& test) const;
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
+  std::vector<SqlExpressionPtr> ReadAll(PgQuery__Node* const* nodes, std::size_t count) const;
   int NegativeInteger(int position) const;
   int Place(int location) const { return location < 0 ? 0 : location; }
 

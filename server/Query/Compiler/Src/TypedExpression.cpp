@@ -6,6 +6,7 @@
 #include "JsonColumns.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
+#include "SQXERExprParam.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -15,16 +16,19 @@ using Kind = TypedExpression::Kind;
 
 std::unique_ptr<RExpression> BuildCall(const TypedExpression& call,
                                        const std::vector<int>& columnPositions) {
-  std::vector<std::unique_ptr<RExpression>> operands;
+  Operands operands;
   for (const TypedExpressionPtr& argument : call.arguments)
     operands.push_back(BuildTree(*argument, columnPositions));
-  return call.function->make(operands);
+  return call.function->make(call, operands);
 }
 
 std::unique_ptr<RExpression> BuildConversion(const TypedExpression& conversion,
                                              const std::vector<int>& columnPositions) {
   const TypedExpression& source = *conversion.arguments[0];
   std::unique_ptr<RExpression> operand = BuildTree(source, columnPositions);
+  if (source.type == XeInt2Data) return std::make_unique<ConvertInt16toInt32>(operand.release());
+  if (source.type == XeFloatData)
+    return std::make_unique<ConvertFloat32toFloat64>(operand.release());
   std::unique_ptr<RExpression> node(Convert::AddConversionExpression(
       conversion.type, source.type, operand.get(), conversion.length));
   static_cast<void>(operand.release());
@@ -49,6 +53,18 @@ TypedExpressionPtr MakeTypedConstant(const PlanConstant& constant, int position)
   return typed;
 }
 
+TypedExpressionPtr MakeTypedParameter(const ExecutionParameter& parameter, int position) {
+  const Param node(parameter);
+  auto typed = std::make_shared<TypedExpression>();
+  typed->kind = Kind::kParameter;
+  typed->position = position;
+  typed->type = node.GetResultDataType();
+  typed->length = node.GetObjectLength();
+  typed->nullable = false;
+  typed->parameter = parameter;
+  return typed;
+}
+
 TypedExpressionPtr ConvertTyped(const TypedExpressionPtr& argument, XeDataType target) {
   if (argument->type == target && !argument->untypedNull) return argument;
   if (argument->IsConstant()) {
@@ -66,6 +82,18 @@ TypedExpressionPtr ConvertTyped(const TypedExpressionPtr& argument, XeDataType t
   return conversion;
 }
 
+TypedExpressionPtr Widened(const TypedExpressionPtr& argument) {
+  if (argument->type == XeInt2Data) return ConvertTyped(argument, XeInt4Data);
+  if (argument->type == XeFloatData) return ConvertTyped(argument, XeDoubleData);
+  return argument;
+}
+
+TypedExpressionPtr WithoutWidening(const TypedExpressionPtr& expression) {
+  if (expression->kind != Kind::kConvert) return expression;
+  const TypedExpressionPtr& argument = expression->arguments[0];
+  return argument->type == XeInt2Data || argument->type == XeFloatData ? argument : expression;
+}
+
 bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
   if (&a == &b) return true;
   if (a.kind != b.kind || a.type != b.type || a.size != b.size) return false;
@@ -75,11 +103,15 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
     case Kind::kColumn:
     case Kind::kGroupField:
       return a.index == b.index;
+    case Kind::kParameter:
+      return a.parameter->GetIndex() == b.parameter->GetIndex();
     case Kind::kJsonValue:
       return a.index == b.index && a.constant.IsSame(b.constant);
     case Kind::kAggregate:
       return a.index == b.index && IsSameAggregate(a, b);
     case Kind::kCall:
+      if (a.column.length != b.column.length || a.column.scale != b.column.scale) return false;
+      [[fallthrough]];
     case Kind::kConvert:
       return a.function == b.function && AreSameArguments(a.arguments, b.arguments);
   }
@@ -103,6 +135,9 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
   switch (expression.kind) {
     case Kind::kConstant:
       node = MakeConstantNode(expression.constant);
+      break;
+    case Kind::kParameter:
+      node = std::make_unique<Param>(*expression.parameter);
       break;
     case Kind::kColumn:
       node = std::make_unique<Extract>(columnPositions[static_cast<std::size_t>(expression.index)]);

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "Catalog.h"
 #include "PlanConstant.h"
+#include "Utility/ExecutionParameter.h"
 #include "Utility/JSonValuesHolder.h"
 
 namespace sqxer {
@@ -19,6 +21,8 @@ using TypedArguments = std::vector<TypedExpressionPtr>;
 struct TypedExpression {
   enum class Kind {
     kConstant,
+    /// A query parameter with a value: `parameter`.
+    kParameter,
     /// A column of the table: `index` is its position there, `column` its stored form.
     kColumn,
     /// A field of the group record: `index` and `column`.
@@ -26,7 +30,8 @@ struct TypedExpression {
     /// A value of a JSON document: `index` and `column` are the column of documents, `constant` is
     /// the path, `documents` reads it.
     kJsonValue,
-    /// `function` over `arguments`.
+    /// `function` over `arguments`. Of a cast, `column` is the target: its type, its length in
+    /// characters or digits, and its scale.
     kCall,
     /// The only argument brought to `type`.
     kConvert,
@@ -43,6 +48,7 @@ struct TypedExpression {
   PlanConstant constant;
   /// A literal NULL that has not met a partner yet.
   bool untypedNull = false;
+  std::optional<ExecutionParameter> parameter;
   int index = 0;
   ColumnInfo column;
   ColumnInfo input;
@@ -58,9 +64,16 @@ struct TypedExpression {
 };
 
 TypedExpressionPtr MakeTypedConstant(const PlanConstant& constant, int position);
+TypedExpressionPtr MakeTypedParameter(const ExecutionParameter& parameter, int position);
 /// The argument itself, a constant of the target type, or a conversion; the pair of types must be
 /// one that conversions exist for.
 TypedExpressionPtr ConvertTyped(const TypedExpressionPtr& argument, XeDataType target);
+
+/// What computes with a value narrower than nodes take (16-bit integers, 32-bit floats): the
+/// argument widened, any other argument itself.
+TypedExpressionPtr Widened(const TypedExpressionPtr& argument);
+/// The argument of a widening, which is enough for a whole tree; else the expression itself.
+TypedExpressionPtr WithoutWidening(const TypedExpressionPtr& expression);
 
 /// The same computation over the same columns, wherever it is written.
 bool IsSameExpression(const TypedExpression& a, const TypedExpression& b);

@@ -42,11 +42,11 @@ class ColumnBuilder {
   /// A valid UTF-8 text. Error 57010 or 57011 (file, place, column, type, value) when the column's
   /// type does not take it.
   void Append(std::string_view text, const std::string& file, const RecordPlace& place) {
-    const Outcome outcome = append_(*this, text);
+    const Outcome outcome = AppendIfTaken(text);
     if (outcome != Outcome::kTaken) Refuse(outcome, text, file, place);
-    if (!column_.nulls.empty()) column_.nulls.push_back(0);
-    ++rows_;
   }
+  /// The same; false when the type does not take it.
+  bool TryAppend(std::string_view text) { return AppendIfTaken(text) == Outcome::kTaken; }
   /// The column; the builder is empty afterwards.
   TableColumn Take() { return std::move(column_); }
 
@@ -54,6 +54,13 @@ class ColumnBuilder {
   enum class Outcome { kTaken, kTooLong, kUnreadable };
   using AppendFunction = Outcome (*)(ColumnBuilder&, std::string_view);
 
+  Outcome AppendIfTaken(std::string_view text) {
+    const Outcome outcome = append_(*this, text);
+    if (outcome != Outcome::kTaken) return outcome;
+    if (!column_.nulls.empty()) column_.nulls.push_back(0);
+    ++rows_;
+    return outcome;
+  }
   static AppendFunction ChooseAppend(XeDataType type);
   template <class Stored, class Read>
   static Outcome AppendFixed(ColumnBuilder& builder, std::string_view text);

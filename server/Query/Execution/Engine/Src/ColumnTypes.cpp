@@ -29,6 +29,17 @@ constexpr uint32 kMaxCharacters = (uint32{1} << 30) - 2;
 
 bool IsSized(XeDataType type) { return type == XeCharData || type == XeVarCharData; }
 
+/// "(n)"
+std::optional<uint32> ReadLength(std::string_view text) {
+  uint32 length = 0;
+  if (text.size() < 3) return {};
+  const char* const last = text.data() + text.size() - 1;
+  const auto [end, error] = std::from_chars(text.data() + 1, last, length);
+  if (error != std::errc() || end != last || *last != ')') return {};
+  if (length == 0 || length > kMaxCharacters) return {};
+  return length;
+}
+
 /// Reads one declaration after the other off the front of the text.
 class DeclarationReader {
  public:
@@ -44,12 +55,14 @@ class DeclarationReader {
     if (column.name.empty() || !rest_.starts_with(':')) Fail();
     rest_.remove_prefix(1);
     const std::size_t comma = std::min(rest_.find(','), rest_.size());
-    ReadType(TrimBlanks(Take(comma)), column);
+    std::optional<ColumnInfo> type = ReadDeclaredType(TrimBlanks(Take(comma)));
+    if (!type) Fail();
+    type->name = std::move(column.name);
     if (!rest_.empty()) {
       rest_.remove_prefix(1);
       if (rest_.empty()) Fail();
     }
-    return column;
+    return std::move(*type);
   }
 
   [[noreturn]] void Fail() const { ThrowEngineError(kSchemaUnreadable, {Wide(text_)}); }
@@ -81,41 +94,33 @@ class DeclarationReader {
     Fail();
   }
 
-  void ReadType(std::string_view text, ColumnInfo& column) const {
-    const std::size_t open = std::min(text.find('('), text.size());
-    std::string name(TrimBlanks(text.substr(0, open)));
-    for (char& c : name) {
-      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-    }
-    const auto* const found =
-        std::ranges::find(kTypeNames, std::string_view(name), &TypeName::name);
-    if (found == std::end(kTypeNames)) Fail();
-    column.type = found->type;
-    if (IsSized(column.type)) {
-      column.length = ReadLength(text.substr(open));
-    } else {
-      if (open != text.size()) Fail();
-      column.length = XeFieldDescriptor::GetObjectLength(column.type, 0);
-    }
-  }
-
-  /// "(n)"
-  uint32 ReadLength(std::string_view text) const {
-    uint32 length = 0;
-    if (text.size() < 3) Fail();
-    const char* const last = text.data() + text.size() - 1;
-    const auto [end, error] = std::from_chars(text.data() + 1, last, length);
-    if (error != std::errc() || end != last || *last != ')') Fail();
-    if (length == 0 || length > kMaxCharacters) Fail();
-    return length;
-  }
-
   const std::string& text_;
   std::string_view rest_;
   std::string name_;
 };
 
 }  // namespace
+
+std::optional<ColumnInfo> ReadDeclaredType(std::string_view text) {
+  const std::size_t open = std::min(text.find('('), text.size());
+  std::string name(TrimBlanks(text.substr(0, open)));
+  for (char& c : name) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+  }
+  const auto* const found = std::ranges::find(kTypeNames, std::string_view(name), &TypeName::name);
+  if (found == std::end(kTypeNames)) return {};
+  ColumnInfo column;
+  column.type = found->type;
+  std::optional<uint32> length = XeFieldDescriptor::GetObjectLength(column.type, 0);
+  if (IsSized(column.type)) {
+    length = ReadLength(text.substr(open));
+  } else if (open != text.size()) {
+    return {};
+  }
+  if (!length) return {};
+  column.length = *length;
+  return column;
+}
 
 DeclaredTypes ReadDeclaredTypes(const std::string& text) {
   DeclaredTypes types;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Catalog.h"
 
@@ -15,6 +17,9 @@ using DeclaredTypes = std::map<XeString, ColumnInfo>;
 /// numeric, char(n), varchar(n), date, time, timestamp, boolean. Error 57014 (text) for anything
 /// else, and for a column named twice.
 DeclaredTypes ReadDeclaredTypes(const std::string& text);
+
+/// One type as in a declaration: int4, varchar(12). Nothing when the text names none.
+std::optional<ColumnInfo> ReadDeclaredType(std::string_view text);
 
 /// A type as declared and as messages name it: int4, varchar(12).
 XeString DeclaredTypeName(const ColumnInfo& column);

@@ -29,6 +29,7 @@ enum EngineErrorCode {
   kNoTableInDatabase = 57016,
   kBlobValue = 57017,
   kTooManyColumns = 57018,
+  kParameterUnreadable = 57019,
   kLastFileError = 57099,
 
   kBadStatus = 57100,

@@ -179,7 +179,8 @@ Table Session::Load(const XeString& name, const std::string& path) const {
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   timing_ = {};
   const Clock::time_point start = Clock::now();
-  QueryPlan plan = CompileStatement(sql, *this);
+  QueryPlan plan =
+      CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
   const bool explain = plan.explain;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
   QueryRun query(std::move(plan), table.get());

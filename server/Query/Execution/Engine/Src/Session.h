@@ -8,6 +8,7 @@
 
 #include "Catalog.h"
 #include "ColumnTypes.h"
+#include "ParameterBlock.h"
 #include "ResultSink.h"
 #include "Table.h"
 
@@ -31,6 +32,11 @@ class Session : public Catalog {
   /// Types instead of the inferred ones for a table of that name: "COL:TYPE,COL:TYPE". Error 57014
   /// (columns).
   void SetSchema(const std::string& name, const std::string& columns);
+  /// The values of $1, $2, ... for the statements to come: VALUE or TYPE:VALUE each, as
+  /// ParameterBlock reads them. Error 57019 (parameter, type, value).
+  void SetParameters(const std::vector<std::string>& values) {
+    parameters_ = std::make_unique<ParameterBlock>(values);
+  }
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
   /// Called now and then while a file is read: bytes done and bytes in all.
@@ -60,6 +66,7 @@ class Session : public Catalog {
   std::string FindInDirectory(const XeString& name) const;
 
   std::string directory_ = ".";
+  std::unique_ptr<ParameterBlock> parameters_;
   LoadProgress progress_ = nullptr;
   /// The keys of the maps are names in folded case, or paths as they stand.
   std::map<XeString, std::string> paths_;

@@ -1,0 +1,111 @@
+#include "FunctionRows.h"
+#include "SQXERExprAggregate.h"
+
+namespace sqxer {
+namespace {
+
+using Kind = FunctionRow::Kind;
+using Rule = AggregateResult::Rule;
+using Distinct = AggregateShape::Distinct;
+
+template <class Node>
+std::unique_ptr<Aggregate> MakeAggregate(uint16 column, bool distinct) {
+  auto columns = std::make_unique<UInt16Vector>(1, column);
+  std::unique_ptr<UInt16Vector> breaks;
+  if (distinct) breaks = std::make_unique<UInt16Vector>(1, column);
+  if constexpr (std::is_same_v<Node, CountStar>) {
+    return std::make_unique<Node>(nullptr, nullptr, nullptr, false);
+  } else if constexpr (std::is_same_v<Node, Sum>) {
+    return std::make_unique<Node>(columns.release(), nullptr, breaks.release(), false, distinct);
+  } else if constexpr (std::is_same_v<Node, Count>) {
+    return std::make_unique<Node>(columns.release(), nullptr, breaks.release(), false, distinct,
+                                  false);
+  } else {
+    return std::make_unique<Node>(columns.release(), nullptr, nullptr, false);
+  }
+}
+
+const AggregateShape kSum{
+    MakeAggregate<Sum>, Distinct::kHandled, XeNumericData, {{Rule::kComputed, L""}}};
+const AggregateShape kCount{
+    MakeAggregate<Count>, Distinct::kHandled, XeUnknown, {{Rule::kCount, L""}}};
+const AggregateShape kCountStar{
+    MakeAggregate<CountStar>, Distinct::kRefused, XeUnknown, {{Rule::kCount, L""}}};
+const AggregateShape kAvg{
+    MakeAggregate<Avg>, Distinct::kRefused, XeDoubleData, {{Rule::kComputed, L""}}};
+const AggregateShape kAvgAll{MakeAggregate<AvgAll>,
+                             Distinct::kRefused,
+                             XeDoubleData,
+                             {{Rule::kCount, L"_count"},
+                              {Rule::kComputed, L"_average"},
+                              {Rule::kDouble, L"_standard_error"},
+                              {Rule::kDouble, L"_coefficient_of_variation"}}};
+const AggregateShape kMin{
+    MakeAggregate<Min>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+const AggregateShape kMax{
+    MakeAggregate<Max>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+const AggregateShape kFirst{
+    MakeAggregate<First>, Distinct::kRefused, XeUnknown, {{Rule::kArgument, L""}}};
+const AggregateShape kLast{
+    MakeAggregate<Last>, Distinct::kRefused, XeUnknown, {{Rule::kArgument, L""}}};
+const AggregateShape kRange{MakeAggregate<Range>,
+                            Distinct::kNoDifference,
+                            XeUnknown,
+                            {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
+const AggregateShape kNullIfNotUnique{
+    MakeAggregate<NullIfNotUnique>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+
+constexpr const char* kSkipsNulls = "NULLs are left out; NULL when no value is left";
+
+}  // namespace
+
+void AppendAggregateRows(std::vector<FunctionRow>& rows) {
+  auto add = [&](const char* name, int count, const char* form, const char* node,
+                 const char* arguments, const char* result, const char* nulls,
+                 const char* description, const char* example, const char* exampleResult,
+                 const AggregateShape& shape) {
+    rows.push_back({Kind::kAggregate, name, count, form, node, arguments, result, nulls,
+                    description, example, exampleResult, nullptr, nullptr, &shape});
+  };
+  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number",
+      "NUMERIC over integers and NUMERIC, DOUBLE over doubles", kSkipsNulls,
+      "The sum. `--set IntegerAggregates=native` keeps integers in 32 bits.",
+      "SELECT SUM(\"Cost Repair\") FROM birdstrikes", "36302865", kSum);
+  add("count", 0, "COUNT(*)", "CountStar", "none", "an unsigned integer", "0 over no rows",
+      "The number of rows.", "SELECT COUNT(*) FROM \"seattle-weather\"", "1461", kCountStar);
+  add("count", 1, "COUNT([DISTINCT] x)", "Count", "any", "an unsigned integer",
+      "NULLs are left out; 0 when no value is left",
+      "The number of values. In arithmetic it is NUMERIC, so that it can fall below zero.",
+      "SELECT COUNT(DISTINCT weather) FROM \"seattle-weather\"", "5", kCount);
+  add("avg", 1, "AVG(x)", "Avg", "a number",
+      "DOUBLE over integers and doubles, NUMERIC over NUMERIC", kSkipsNulls,
+      "The average. `--set IntegerAggregates=native` truncates over integers.",
+      "SELECT AVG(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'", "11.7", kAvg);
+  add("avg_all", 1, "AVG_ALL(x)", "AvgAll", "a number",
+      "four columns: _count, _average, _standard_error, _coefficient_of_variation",
+      "NULLs are left out; the count is 0 and the others are NULL when no value is left",
+      "Count, average and spread. The spread is computed from the squares of the running sums, and "
+      "both measures of it are equal. Only as a whole item of the select list.",
+      "SELECT AVG_ALL(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'",
+      "2,11.7,14.792227688891217,14.792227688891217", kAvgAll);
+  add("min", 1, "MIN(x)", "Min", "any that compares", "the argument's type", kSkipsNulls,
+      "The smallest value.", "SELECT MIN(temp_max) FROM \"seattle-weather\"", "-1.6", kMin);
+  add("max", 1, "MAX(x)", "Max", "any that compares", "the argument's type", kSkipsNulls,
+      "The largest value.", "SELECT MAX(date) FROM \"seattle-weather\"", "2015-12-31", kMax);
+  add("first", 1, "FIRST(x)", "First", "any", "the argument's type", kSkipsNulls,
+      "The first value in the order of the rows.", "SELECT FIRST(weather) FROM \"seattle-weather\"",
+      "drizzle", kFirst);
+  add("last", 1, "LAST(x)", "Last", "any", "the argument's type", kSkipsNulls,
+      "The last value in the order of the rows.", "SELECT LAST(weather) FROM \"seattle-weather\"",
+      "sun", kLast);
+  add("range", 1, "RANGE(x)", "Range", "a number", "two columns: _max and _min", kSkipsNulls,
+      "The largest and the smallest value. Only as a whole item of the select list.",
+      "SELECT RANGE(temp_max) FROM \"seattle-weather\"", "35.6,-1.6", kRange);
+  add("null_if_not_unique", 1, "NULL_IF_NOT_UNIQUE(x)", "NullIfNotUnique", "any that compares",
+      "the argument's type", "NULL if a value is NULL",
+      "The value that all rows share, NULL when they differ.",
+      "SELECT NULL_IF_NOT_UNIQUE(weather) FROM \"seattle-weather\" WHERE date = '2012-01-01'",
+      "drizzle", kNullIfNotUnique);
+}
+
+}  // namespace sqxer

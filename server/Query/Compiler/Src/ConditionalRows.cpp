@@ -1,0 +1,100 @@
+#include "FunctionRows.h"
+#include "SQXERExprCase2.h"
+#include "SQXERExprIn.h"
+#include "SQXERExprLogical.h"
+
+namespace sqxer {
+namespace {
+
+using Kind = FunctionRow::Kind;
+
+/// The operands from one position up to another, given up by their owners.
+std::vector<RExpression*> Take(Operands& operands, std::size_t from, std::size_t to) {
+  std::vector<RExpression*> taken;
+  for (std::size_t i = from; i < to; ++i) taken.push_back(operands[i].release());
+  return taken;
+}
+
+template <bool isNegated>
+std::unique_ptr<RExpression> MakeIn(const TypedExpression& call, Operands& o) {
+  std::size_t constants = 1;
+  while (constants < o.size() && call.arguments[constants]->IsConstant()) ++constants;
+  auto members = Take(o, 1, constants);
+  auto others = Take(o, constants, o.size());
+  return std::make_unique<In>(o[0].release(), std::move(members), std::move(others), isNegated);
+}
+
+template <bool hasValue>
+std::unique_ptr<RExpression> MakeCase(const TypedExpression&, Operands& o) {
+  const std::size_t firstWhen = hasValue ? 1 : 0;
+  const std::size_t firstResult = o.size() - CountCaseResults(o.size(), hasValue);
+  auto whens = Take(o, firstWhen, firstResult);
+  auto results = Take(o, firstResult, o.size());
+  return std::make_unique<Case>(hasValue ? o[0].release() : nullptr, std::move(whens),
+                                std::move(results));
+}
+
+std::unique_ptr<RExpression> MakeCoalesce(const TypedExpression&, Operands& o) {
+  return std::make_unique<Coalesce>(Take(o, 0, o.size()));
+}
+
+constexpr const char* kComparableList =
+    "numbers, texts, truth values, or dates and times that meet";
+constexpr const char* kCommonType =
+    "the type in which the results meet: texts in the long form, numbers as in arithmetic (signed "
+    "and unsigned integers in NUMERIC), dates and times in TIMESTAMP";
+
+}  // namespace
+
+void AppendConditionalRows(std::vector<FunctionRow>& rows) {
+  const std::vector<FunctionRow> conditionals = {
+      {Kind::kOperator, "like", 2, "a LIKE pattern", "Like", "two texts", "BOOLEAN", kNullIfAny,
+       "Whether the whole text follows the pattern: `%` is any run of characters, `_` one "
+       "character, and a backslash makes the next one plain. Letter case counts unless "
+       "`CaseSensitiveCompare` is off.",
+       "SELECT 'birdstrike' LIKE 'bird%'", "true", PrepareLike, Make<Like>},
+      {Kind::kOperator, "like", 3, "a LIKE pattern ESCAPE e", "Like",
+       "three texts, e of one "
+       "character",
+       "BOOLEAN", kNullIfAny, "The same with another character than the backslash.",
+       "SELECT '50%' LIKE '50!%' ESCAPE '!'", "true", PrepareLike, Make<Like>},
+      {Kind::kForm, "not like", 2, "a NOT LIKE pattern [ESCAPE e]", "LogicalNot over Like",
+       "as LIKE", "BOOLEAN", kNullIfAny, "Whether the text does not follow the pattern.",
+       "SELECT 'rain' NOT LIKE '_un'", "true"},
+      {Kind::kOperator, "in", AtLeast(2), "a IN (b, ...)", "In", kComparableList, "BOOLEAN",
+       "NULL if a is NULL; a NULL member matches nothing",
+       "Whether the value equals a member. Constants are looked up in an ordered set, other "
+       "members "
+       "compared one by one.",
+       "SELECT 3 IN (1, 2, 3)", "true", PrepareMembership, MakeIn<false>},
+      {Kind::kOperator, "not in", AtLeast(2), "a NOT IN (b, ...)", "In, negated", kComparableList,
+       "BOOLEAN", "NULL if a is NULL; a NULL member matches nothing",
+       "Whether the value equals no member.", "SELECT 2 NOT IN (1, NULL)", "true",
+       PrepareMembership, MakeIn<true>},
+      {Kind::kOperator, "case when", AtLeast(2), "CASE WHEN c THEN x ... [ELSE y] END", "Case",
+       "truth values; results that meet", kCommonType,
+       "NULL without ELSE when no condition is true",
+       "The result behind the first condition that is true. Others are not evaluated.",
+       "SELECT CASE WHEN 1 > 2 THEN 'more' ELSE 'less' END", "less", PrepareCaseWhen,
+       MakeCase<false>},
+      {Kind::kOperator, "case", AtLeast(3), "CASE a WHEN b THEN x ... [ELSE y] END", "Case",
+       "values that compare; results that meet", kCommonType,
+       "a NULL value matches a NULL; NULL without ELSE when nothing matches",
+       "The result behind the first value that equals the one looked up.",
+       "SELECT CASE 2 WHEN 1 THEN 'one' WHEN 2 THEN 'two' END", "two", PrepareCase, MakeCase<true>},
+      {Kind::kFunction, "coalesce", AtLeast(1), "COALESCE(a, ...)", "Coalesce", "values that meet",
+       kCommonType, "NULL if all are NULL",
+       "The first value that is not NULL. Those behind it are not evaluated.",
+       "SELECT COALESCE(NULL, 2, 3)", "2", PrepareCoalesce, MakeCoalesce},
+      {Kind::kFunction, "ifnull", 2, "IFNULL(a, b)", "IfNull", "two values that meet", kCommonType,
+       "NULL if both are NULL", "The first value, or the second where the first is NULL.",
+       "SELECT IFNULL(NULL, 5)", "5", PrepareIfNull, Make<IfNull>},
+      {Kind::kFunction, "nullif", 2, "NULLIF(a, b)", "NullIf", "two values that compare",
+       kCommonType, "NULL if the values are equal, or a is NULL",
+       "The first value, or NULL where it equals the second.", "SELECT NULLIF(5, 4)", "5",
+       PrepareNullIf, Make<NullIf>},
+  };
+  rows.insert(rows.end(), conditionals.begin(), conditionals.end());
+}
+
+}  // namespace sqxer

@@ -1,0 +1,82 @@
+#include "ParameterBlock.h"
+
+#include <algorithm>
+#include <numeric>
+#include <optional>
+
+#include "ColumnBuilder.h"
+#include "ColumnTypes.h"
+#include "EngineError.h"
+#include "TableScan.h"
+#include "Utility/SUXeDataTypeUtility.h"
+
+namespace sqxer {
+namespace {
+
+constexpr std::string_view kBareTexts[] = {"char", "varchar"};
+
+/// The type that a parameter declares; of a text without a length, the length of the value.
+std::optional<ColumnInfo> ReadType(const std::string& declared, std::string_view value) {
+  for (const std::string_view bare : kBareTexts) {
+    if (!BaseStringUtil::IsCaseInsensitiveMatch(Wide(declared), Wide(bare))) continue;
+    const uint32 length = std::max(BaseStringUtil::CountCharacters(value), uint32{1});
+    return ReadDeclaredType(std::string(bare) + "(" + std::to_string(length) + ")");
+  }
+  return ReadDeclaredType(declared);
+}
+
+TableColumn ReadParameter(std::size_t number, const std::string& text) {
+  std::string name(1, '$');
+  name += std::to_string(number);
+  if (!BaseStringUtil::IsValidUtf8(text))
+    ThrowEngineError(kParameterUnreadable, {Wide(name), L"UTF-8", QuotedValue(text)});
+  std::string value = text;
+  std::optional<ColumnInfo> declared;
+  if (const std::size_t colon = text.find(':'); colon != std::string::npos) {
+    value = text.substr(colon + 1);
+    declared = ReadType(text.substr(0, colon), value);
+    if (!declared) value = text;
+  }
+  // Bits count as integers in expressions.
+  if (declared && declared->type == XeBitData) declared->type = XeInt1Data;
+  const bool isNull =
+      value.empty() && !(declared && SUXeDataTypeUtility::IsXeTextType(declared->type));
+  ColumnSurvey survey;
+  if (isNull) {
+    survey.AddNull();
+  } else {
+    survey.Add(value);
+  }
+  ColumnBuilder builder(survey.Describe(Wide(name), declared), survey, 1);
+  if (isNull) {
+    builder.AppendNull();
+  } else if (!builder.TryAppend(value)) {
+    ThrowEngineError(kParameterUnreadable,
+                     {Wide(name), DeclaredTypeName(*declared), QuotedValue(value)});
+  }
+  return builder.Take();
+}
+
+Table ReadParameters(const std::vector<std::string>& texts) {
+  Table values;
+  values.rowCount = 1;
+  for (const std::string& text : texts) {
+    values.columns.push_back(ReadParameter(values.columns.size() + 1, text));
+    values.schema.columns.push_back(values.columns.back().info);
+  }
+  return values;
+}
+
+}  // namespace
+
+ParameterBlock::ParameterBlock(const std::vector<std::string>& texts)
+    : ParameterBlock(ReadParameters(texts)) {}
+
+ParameterBlock::ParameterBlock(Table values)
+    : values_(std::move(values)), record_(values_.schema.columns) {
+  std::vector<uint16> columns(values_.columns.size());
+  std::iota(columns.begin(), columns.end(), uint16{0});
+  TableScan(values_, columns, record_).Fill(0);
+}
+
+}  // namespace sqxer
