@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "DateTimeReading.h"
+#include "TextBlanks.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/SUSystemConfig.h"
@@ -229,12 +230,6 @@ bool AcceptLiteral(DateTimeCursor& cursor, wchar_t literal) {
     while (cursor.Accept(L' ')) continue;
   }
   return true;
-}
-
-std::wstring_view TrimBlanks(std::wstring_view text) {
-  while (!text.empty() && text.front() == L' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == L' ') text.remove_suffix(1);
-  return text;
 }
 
 template <class Value>

@@ -1,3 +1,5 @@
+#include <array>
+
 #include "DateTimeReading.h"
 #include "Utility/DateTimeMetaData.h"
 
@@ -30,32 +32,38 @@ bool ReadIsoTime(DateTimeCursor& cursor, DateTimeReading& out) {
   return out.time.IsValid();
 }
 
-void AppendNumber(XeString& text, uint32 value, int digits) {
-  wchar_t buffer[10];
-  for (int i = digits; i-- > 0; value /= 10) buffer[i] = static_cast<wchar_t>(L'0' + value % 10);
-  text.append(buffer, static_cast<std::size_t>(digits));
+wchar_t* PutNumber(wchar_t* out, uint32 value, int digits) {
+  for (int i = digits; i-- > 0; value /= 10) out[i] = static_cast<wchar_t>(L'0' + value % 10);
+  return out + digits;
 }
 
-void AppendDate(XeString& text, int year, int month, int day) {
-  if (year < 0) text += L'-';
+wchar_t* PutDate(wchar_t* out, int year, int month, int day) {
+  if (year < 0) *out++ = L'-';
   const auto magnitude = static_cast<uint32>(year < 0 ? -year : year);
-  AppendNumber(text, magnitude, magnitude > 9999 ? 5 : 4);
-  text += L'-';
-  AppendNumber(text, static_cast<uint32>(month), 2);
-  text += L'-';
-  AppendNumber(text, static_cast<uint32>(day), 2);
+  out = PutNumber(out, magnitude, magnitude > 9999 ? 5 : 4);
+  *out++ = L'-';
+  out = PutNumber(out, static_cast<uint32>(month), 2);
+  *out++ = L'-';
+  return PutNumber(out, static_cast<uint32>(day), 2);
 }
 
-void AppendTime(XeString& text, int hour, int minute, int second, uint32 nanosecond) {
-  AppendNumber(text, static_cast<uint32>(hour), 2);
-  text += L':';
-  AppendNumber(text, static_cast<uint32>(minute), 2);
-  text += L':';
-  AppendNumber(text, static_cast<uint32>(second), 2);
-  if (nanosecond == 0) return;
-  text += L'.';
-  AppendNumber(text, nanosecond, 9);
-  while (text.back() == L'0') text.pop_back();
+wchar_t* PutTime(wchar_t* out, int hour, int minute, int second, uint32 nanosecond) {
+  out = PutNumber(out, static_cast<uint32>(hour), 2);
+  *out++ = L':';
+  out = PutNumber(out, static_cast<uint32>(minute), 2);
+  *out++ = L':';
+  out = PutNumber(out, static_cast<uint32>(second), 2);
+  if (nanosecond == 0) return out;
+  *out++ = L'.';
+  out = PutNumber(out, nanosecond, 9);
+  while (out[-1] == L'0') --out;
+  return out;
+}
+
+template <class Value>
+XeString TextOf(const Value& value) {
+  std::array<wchar_t, kMostDateTimeText> text;
+  return XeString(text.data(), WriteText(value, text.data()));
 }
 
 }  // namespace
@@ -69,25 +77,27 @@ bool ReadIsoDateTime(std::wstring_view text, DateTimeReading& out) {
   return (cursor.Accept(L' ') || cursor.Accept(L'T')) && ReadIsoTime(cursor, out) && cursor.AtEnd();
 }
 
-XeString DateText(const XeDate& value) {
-  XeString text;
-  AppendDate(text, value.GetYear(), value.GetMonth(), value.GetDay());
-  return text;
+uint32 WriteText(const XeDate& value, wchar_t* out) {
+  const wchar_t* end = PutDate(out, value.GetYear(), value.GetMonth(), value.GetDay());
+  return static_cast<uint32>(end - out);
 }
 
-XeString TimeText(const XeTime& value) {
-  XeString text;
-  AppendTime(text, value.GetHour(), value.GetMinute(), value.GetSecond(), value.GetNanosecond());
-  return text;
+uint32 WriteText(const XeTime& value, wchar_t* out) {
+  const wchar_t* end =
+      PutTime(out, value.GetHour(), value.GetMinute(), value.GetSecond(), value.GetNanosecond());
+  return static_cast<uint32>(end - out);
 }
 
-XeString DateTimeText(const XeDateTime& value) {
-  XeString text;
-  text.reserve(30);
-  AppendDate(text, value.GetYear(), value.GetMonth(), value.GetDay());
-  text += L' ';
-  AppendTime(text, value.GetHour(), value.GetMinute(), value.GetSecond(), value.GetNanosecond());
-  return text;
+uint32 WriteText(const XeDateTime& value, wchar_t* out) {
+  const uint32 day = WriteText(value.GetDate(), out);
+  out[day] = L' ';
+  return day + 1 + WriteText(value.GetTime(), out + day + 1);
 }
+
+XeString DateText(const XeDate& value) { return TextOf(value); }
+
+XeString TimeText(const XeTime& value) { return TextOf(value); }
+
+XeString DateTimeText(const XeDateTime& value) { return TextOf(value); }
 
 }  // namespace sqxer

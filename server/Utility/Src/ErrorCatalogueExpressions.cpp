@@ -15,7 +15,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59008, 0, "division by zero: leave out the rows whose divisor is 0, or make it NULL there"},
       {59009, 1, "the square root needs a number that is not negative: {0}"},
       {59010, 1, "\"{0}\" is not defined for this argument: leave out the rows that have it"},
-      {59013, 2, "\"{0}\" overflowed: the target type cannot hold this value of type {1}"},
+      {59013, 2, "\"{0}\" cannot hold this value of type {1}: cast to a wider type"},
       {59014, 0, "an expression names a column position beyond the last column of its input"},
       {59015, 1, "there is no column of this name: \"{0}\""},
       {59020, 0, "the results of CASE or COALESCE have no common type: cast them to one type"},
@@ -54,6 +54,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59173, 1, "a record may take up to 4294967295 bytes, use shorter texts: {0}"},
       {59174, 1, "there is no collation for this locale, name one as ICU does (sv_SE): \"{0}\""},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
+      {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
   };
 }
 

@@ -7,13 +7,16 @@
 #include <string_view>
 
 #include "Decimal.h"
+#include "TextBlanks.h"
+#include "Utility/NumberText.h"
 
 namespace sqxer {
 
 namespace {
 
 /// A text longer than this takes the exponent form.
-constexpr std::size_t kLongestPlainText = 64;
+constexpr int kLongestPlainText = 64;
+static_assert(kLongestPlainText <= kMostNumberText);
 
 template <class Char>
 bool IsDigit(Char c) {
@@ -111,44 +114,53 @@ class DigitText {
   char* first_ = buffer_.data() + buffer_.size();
 };
 
-void Append(XeString& text, std::string_view digits) { text.append(digits.begin(), digits.end()); }
+/// Where the next characters of a text go.
+class TextEnd {
+ public:
+  explicit TextEnd(wchar_t* at) : at_(at) {}
 
-XeString PlainText(std::string_view digits, int exponent) {
-  XeString text;
-  const int count = static_cast<int>(digits.size());
-  const int whole = count + exponent;
-  if (exponent >= 0) {
-    Append(text, digits);
-    text.append(static_cast<std::size_t>(exponent), L'0');
-  } else if (whole > 0) {
-    Append(text, digits.substr(0, static_cast<std::size_t>(whole)));
-    text += L'.';
-    Append(text, digits.substr(static_cast<std::size_t>(whole)));
-  } else {
-    text = L"0.";
-    text.append(static_cast<std::size_t>(-whole), L'0');
-    Append(text, digits);
-  }
-  return text;
+  void Put(char c) { *at_++ = static_cast<wchar_t>(c); }
+  void Put(std::string_view characters) { at_ = std::ranges::copy(characters, at_).out; }
+  void PutZeros(int count) { at_ = std::fill_n(at_, count, L'0'); }
+  const wchar_t* Get() const { return at_; }
+
+ private:
+  wchar_t* at_;
+};
+
+/// Characters of the plain notation, without a sign.
+int CountPlain(int digits, int exponent) {
+  const int whole = digits + exponent;
+  if (exponent >= 0) return whole;
+  return whole > 0 ? digits + 1 : digits + 2 - whole;
 }
 
-XeString ExponentText(std::string_view digits, int exponent) {
-  XeString text;
-  Append(text, digits.substr(0, 1));
+void PutPlain(TextEnd& text, std::string_view digits, int exponent) {
+  const int whole = static_cast<int>(digits.size()) + exponent;
+  if (exponent >= 0) {
+    text.Put(digits);
+    text.PutZeros(exponent);
+  } else if (whole > 0) {
+    text.Put(digits.substr(0, static_cast<std::size_t>(whole)));
+    text.Put('.');
+    text.Put(digits.substr(static_cast<std::size_t>(whole)));
+  } else {
+    text.Put("0.");
+    text.PutZeros(-whole);
+    text.Put(digits);
+  }
+}
+
+void PutExponent(TextEnd& text, std::string_view digits, int exponent) {
+  text.Put(digits.front());
   if (digits.size() > 1) {
-    text += L'.';
-    Append(text, digits.substr(1));
+    text.Put('.');
+    text.Put(digits.substr(1));
   }
   const int magnitude = static_cast<int>(digits.size()) - 1 + exponent;
-  text += magnitude < 0 ? L"E-" : L"E+";
-  return text + std::to_wstring(std::abs(magnitude));
-}
-
-std::wstring_view TrimBlanks(std::wstring_view text) {
-  text = text.substr(0, text.find(L'\0'));
-  while (!text.empty() && text.front() == L' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == L' ') text.remove_suffix(1);
-  return text;
+  text.Put(magnitude < 0 ? "E-" : "E+");
+  std::array<char, 8> power;
+  text.Put({power.data(), std::to_chars(power.begin(), power.end(), std::abs(magnitude)).ptr});
 }
 
 constexpr std::array<float64, 23> kExactDoublePowers = {
@@ -194,22 +206,37 @@ float64 VelmarNumber::asDouble() const {
   return nearest;
 }
 
-XeString VelmarNumber::asString() const {
-  Decimal value = VelmarNumberAccess::Unpack(*this);
-  if (value.coefficient == 0) return L"0";
+uint32 WriteText(const VelmarNumber& number, wchar_t* out) {
+  Decimal value = VelmarNumberAccess::Unpack(number);
+  TextEnd text(out);
+  if (value.coefficient == 0) {
+    text.Put('0');
+    return 1;
+  }
   StripZeros(value);
-  const XeString sign(value.negative ? 1 : 0, L'-');
   const DigitText digits(value.coefficient);
-  XeString plain = sign + PlainText(digits.Get(), value.exponent);
-  if (plain.size() <= kLongestPlainText) return plain;
-  return sign + ExponentText(digits.Get(), value.exponent);
+  if (value.negative) text.Put('-');
+  const int plain = CountPlain(static_cast<int>(digits.Get().size()), value.exponent);
+  if (plain + (value.negative ? 1 : 0) <= kLongestPlainText) {
+    PutPlain(text, digits.Get(), value.exponent);
+  } else {
+    PutExponent(text, digits.Get(), value.exponent);
+  }
+  return static_cast<uint32>(text.Get() - out);
+}
+
+XeString VelmarNumber::asString() const {
+  std::array<wchar_t, kMostNumberText> text;
+  return XeString(text.data(), WriteText(*this, text.data()));
 }
 
 VelmarNumber VelmarNumber::stringAsNumber(const wchar_t* text, uint32 length, bool* success) {
+  std::wstring_view characters(text, length);
+  characters = TrimBlanks(characters.substr(0, characters.find(L'\0')));
   Decimal read;
   VelmarNumber number;
-  const bool done = DecimalReader<wchar_t>(TrimBlanks({text, length})).Read(read) &&
-                    VelmarNumberAccess::TryPack(read, number);
+  const bool done =
+      DecimalReader<wchar_t>(characters).Read(read) && VelmarNumberAccess::TryPack(read, number);
   if (success) *success = done;
   return number;
 }

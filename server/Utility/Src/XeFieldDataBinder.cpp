@@ -1,9 +1,15 @@
 #include "Utility/XeFieldDataBinder.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <cwchar>
+#include <utility>
 
+#include "Utility/ErrorMessage.h"
+#include "Utility/NumberText.h"
 #include "Utility/XeAssert.h"
+#include "Utility/XeDateTime.h"
 
 namespace sqxer {
 
@@ -83,6 +89,243 @@ XeFieldConverter::XeFieldConverter(XeDataType sourceType, uint32 sourceLength, b
 
 void XeFieldConverter::Convert(const uint8* source, uint8 sourceNull, uint8* target) const {
   convert_(*this, source, sourceNull, target);
+}
+
+/// The moves, one instantiation for each pair of forms.
+struct FieldMove {
+  using Function = XeFieldDataBinder::MoveFunction;
+
+  struct FixedText {
+    static std::wstring_view Get(const XeFieldDataBinder& binder, const void* value) {
+      const wchar_t* const characters = *static_cast<wchar_t* const*>(value);
+      return {characters, wcsnlen(characters, binder.sourceLength_)};
+    }
+  };
+  struct VaryingText {
+    static std::wstring_view Get(const XeFieldDataBinder&, const void* value) {
+      const auto& text = *static_cast<const RefLongVarChar*>(value);
+      return {text.buffer_, text.length_};
+    }
+  };
+
+  /// One byte that is 0 or 1, or one that is shown as true or false.
+  enum class Bit : uint8 {};
+  enum class Boolean : uint8 {};
+
+  static NumberReading ReadValue(std::wstring_view text, Bit& out) {
+    uint8 byte = 0;
+    const NumberReading reading = ReadValue(text, byte);
+    if (reading != NumberReading::kRead) return reading;
+    if (byte > 1) return NumberReading::kOutOfRange;
+    out = Bit{byte};
+    return reading;
+  }
+  template <std::integral Integer>
+  static NumberReading ReadValue(std::wstring_view text, Integer& out) {
+    int64 wide;
+    const NumberReading reading = ReadNumber(text, wide);
+    if (reading != NumberReading::kRead) return reading;
+    if (!std::in_range<Integer>(wide)) return NumberReading::kOutOfRange;
+    out = static_cast<Integer>(wide);
+    return reading;
+  }
+  static NumberReading ReadValue(std::wstring_view text, float32& out) {
+    return ReadNumber(text, out);
+  }
+  static NumberReading ReadValue(std::wstring_view text, float64& out) {
+    return ReadNumber(text, out);
+  }
+  static NumberReading ReadValue(std::wstring_view text, VelmarNumber& out) {
+    return ReadNumber(text, out);
+  }
+  template <class Value>
+  static NumberReading ReadValue(std::wstring_view text, Value& out) {
+    const DateTimeMetaData& format = std::is_same_v<Value, XeDateTime>
+                                         ? SUDataConvert::GetDefaultDateTimeMetaData()
+                                         : SUDataConvert::GetDefaultDateMetaData();
+    return format.TryConvert(text, out) ? NumberReading::kRead : NumberReading::kUnreadable;
+  }
+
+  static uint32 WriteValue(Bit value, wchar_t* out) {
+    return WriteText(int64{static_cast<uint8>(value)}, out);
+  }
+  static uint32 WriteValue(Boolean value, wchar_t* out) {
+    const std::wstring_view word = value == Boolean{0} ? L"false" : L"true";
+    std::ranges::copy(word, out);
+    return static_cast<uint32>(word.size());
+  }
+  template <class Value>
+  static uint32 WriteValue(const Value& value, wchar_t* out) {
+    if constexpr (std::is_integral_v<Value>) {
+      return WriteText(int64{value}, out);
+    } else {
+      return WriteText(value, out);
+    }
+  }
+
+  template <class Text, class Value>
+  static bool Read(const XeFieldDataBinder& binder, const void* value, void* field) {
+    const std::wstring_view text = Text::Get(binder, value);
+    const NumberReading reading = ReadValue(text, *static_cast<Value*>(field));
+    if (reading == NumberReading::kUnreadable) {
+      SUGThrow(ErrorMessage(
+          59172, {XeString(text), SUXeDataTypeUtility::GetXeDataTypeName(binder.targetType_)}));
+    }
+    return reading == NumberReading::kRead;
+  }
+
+  template <bool TargetVaries>
+  static void Store(const XeFieldDataBinder& binder, std::wstring_view text, void* field) {
+    text = text.substr(0, binder.targetLength_);
+    auto* characters = static_cast<wchar_t*>(field);
+    if constexpr (TargetVaries) {
+      // The characters start where the count ends, which is as wide as one of them.
+      *static_cast<uint32*>(field) = static_cast<uint32>(text.size());
+      std::ranges::copy(text, characters + kLongVarPrefix / sizeof(wchar_t));
+    } else {
+      std::fill_n(std::ranges::copy(text, characters).out, binder.targetLength_ - text.size(),
+                  L' ');
+    }
+  }
+
+  template <class Text, bool TargetVaries>
+  static bool Copy(const XeFieldDataBinder& binder, const void* value, void* field) {
+    Store<TargetVaries>(binder, Text::Get(binder, value), field);
+    return true;
+  }
+
+  template <class Value, bool TargetVaries>
+  static bool Write(const XeFieldDataBinder& binder, const void* value, void* field) {
+    static_assert(kMostNumberText >= kMostDateTimeText);
+    std::array<wchar_t, kMostNumberText> text;
+    const uint32 length = WriteValue(*static_cast<const Value*>(value), text.data());
+    Store<TargetVaries>(binder, {text.data(), length}, field);
+    return true;
+  }
+
+  template <class From, class To>
+  static bool Assign(const XeFieldDataBinder&, const void* value, void* field) {
+    *static_cast<To*>(field) = *static_cast<const From*>(value);
+    return true;
+  }
+
+  template <class Text>
+  static Function ChooseFromText(XeDataType target) {
+    switch (target) {
+      case XeBitData:
+        return &Read<Text, Bit>;
+      case XeCharData:
+        return &Copy<Text, false>;
+      case XeVarCharData:
+      case XeLongVarCharData:
+        return &Copy<Text, true>;
+      case XeInt1Data:
+        return &Read<Text, int8>;
+      case XeUInt1Data:
+        return &Read<Text, uint8>;
+      case XeInt2Data:
+        return &Read<Text, int16>;
+      case XeUInt2Data:
+        return &Read<Text, uint16>;
+      case XeInt4Data:
+        return &Read<Text, int32>;
+      case XeUInt4Data:
+        return &Read<Text, uint32>;
+      case XeFloatData:
+        return &Read<Text, float32>;
+      case XeDoubleData:
+        return &Read<Text, float64>;
+      case XeMoneyData:
+      case XeNumericData:
+      case XeDecimalData:
+        return &Read<Text, VelmarNumber>;
+      case XeDateData:
+        return &Read<Text, XeDate>;
+      case XeTimeData:
+        return &Read<Text, XeTime>;
+      case XeDateTimeData:
+      case XeTimeStampData:
+        return &Read<Text, XeDateTime>;
+      default:
+        return nullptr;
+    }
+  }
+
+  template <class Value>
+  static Function ChooseToText(XeDataType target) {
+    if (!SUXeDataTypeUtility::IsXeTextType(target)) return nullptr;
+    return target == XeCharData ? &Write<Value, false> : &Write<Value, true>;
+  }
+
+  template <class Value>
+  static Function ChooseFromDay(XeDataType target) {
+    constexpr bool kHasDate = !std::is_same_v<Value, XeTime>;
+    constexpr bool kHasTime = !std::is_same_v<Value, XeDate>;
+    if constexpr (kHasDate) {
+      if (target == XeDateData) return &Assign<Value, XeDate>;
+    }
+    if constexpr (kHasTime) {
+      if (target == XeTimeData) return &Assign<Value, XeTime>;
+    }
+    if (target == XeDateTimeData || target == XeTimeStampData) return &Assign<Value, XeDateTime>;
+    return ChooseToText<Value>(target);
+  }
+
+  static Function Choose(XeDataType source, XeDataType target) {
+    switch (source) {
+      case XeCharData:
+        return ChooseFromText<FixedText>(target);
+      case XeVarCharData:
+      case XeLongVarCharData:
+        return ChooseFromText<VaryingText>(target);
+      case XeBitData:
+        return ChooseToText<Bit>(target);
+      case XeBoolean:
+        return ChooseToText<Boolean>(target);
+      case XeInt1Data:
+        return ChooseToText<int8>(target);
+      case XeUInt1Data:
+        return ChooseToText<uint8>(target);
+      case XeInt2Data:
+        return ChooseToText<int16>(target);
+      case XeUInt2Data:
+        return ChooseToText<uint16>(target);
+      case XeInt4Data:
+        return ChooseToText<int32>(target);
+      case XeUInt4Data:
+        return ChooseToText<uint32>(target);
+      case XeFloatData:
+        return ChooseToText<float32>(target);
+      case XeDoubleData:
+        return ChooseToText<float64>(target);
+      case XeMoneyData:
+      case XeNumericData:
+      case XeDecimalData:
+        return ChooseToText<VelmarNumber>(target);
+      case XeDateData:
+        return ChooseFromDay<XeDate>(target);
+      case XeTimeData:
+        return ChooseFromDay<XeTime>(target);
+      case XeDateTimeData:
+      case XeTimeStampData:
+        return ChooseFromDay<XeDateTime>(target);
+      default:
+        return nullptr;
+    }
+  }
+};
+
+XeFieldDataBinder::XeFieldDataBinder(XeDataType sourceType, uint32 sourceLength,
+                                     XeDataType targetType, uint32 targetLength)
+    : move_(FieldMove::Choose(sourceType, targetType)),
+      targetType_(targetType),
+      sourceLength_(sourceLength),
+      targetLength_(targetLength) {
+  XE_ASSERT(move_ != nullptr);
+}
+
+bool XeFieldDataBinder::CanMove(XeDataType source, XeDataType target) {
+  return FieldMove::Choose(source, target) != nullptr;
 }
 
 }  // namespace sqxer

@@ -77,4 +77,13 @@ XEUTILITY_API XeString DateText(const XeDate& value);
 XEUTILITY_API XeString TimeText(const XeTime& value);
 XEUTILITY_API XeString DateTimeText(const XeDateTime& value);
 
+/// Characters that such a text takes at most.
+inline constexpr std::size_t kMostDateTimeText = 32;
+
+/// Write such a text at `out`, which has room for kMostDateTimeText characters, and return how many
+/// it has. No zero character follows.
+XEUTILITY_API uint32 WriteText(const XeDate& value, wchar_t* out);
+XEUTILITY_API uint32 WriteText(const XeTime& value, wchar_t* out);
+XEUTILITY_API uint32 WriteText(const XeDateTime& value, wchar_t* out);
+
 }  // namespace sqxer

@@ -32,4 +32,46 @@ class XEUTILITY_API XeFieldConverter {
   friend struct FieldConversion;
 };
 
+/// Moves values, in the form in which nodes exchange them, into fields of another type: a text is
+/// read as a value of the field's type, a value becomes a text, and days and times become one
+/// another. How is decided once, at construction.
+///
+/// The whole text must read as a value of the field's type (docs/formats.md, Utility/NumberText.h);
+/// blanks around it do not matter. Texts are those of WriteText: integers in digits, doubles in the
+/// shortest form that reads back, decimals by asString, days and times in ISO 8601, booleans as
+/// true and false.
+class XEUTILITY_API XeFieldDataBinder {
+ public:
+  /// Moves nothing until another one is assigned to it.
+  XeFieldDataBinder() = default;
+  /// Lengths are the declared ones of texts, in characters. A pair of types for which CanMove is
+  /// false is a broken invariant.
+  XeFieldDataBinder(XeDataType sourceType, uint32 sourceLength, XeDataType targetType,
+                    uint32 targetLength);
+
+  /// Texts into every type but binaries and boolean; numbers, bits, booleans, days and times into
+  /// texts; a date into a date-time, a time into a date-time, a date-time into either, and each of
+  /// them into its own type. No date is made of a time, and no time of a date.
+  static bool CanMove(XeDataType source, XeDataType target);
+
+  /// Moves the value at `value` into the stored form at `field`, which is aligned for its type. A
+  /// fixed text is read up to its first zero character, if it has one within its length. A text
+  /// longer than the field is cut; a fixed field is filled up with blanks, and no zero character
+  /// follows in either.
+  ///
+  /// False when a number is beyond the range of the field, which then stays as it was. Error 59172
+  /// (text, type name) for a text that does not read.
+  bool MoveDataToIntoField(const void* value, void* field) const {
+    return move_(*this, value, field);
+  }
+
+ private:
+  using MoveFunction = bool (*)(const XeFieldDataBinder&, const void*, void*);
+  MoveFunction move_ = nullptr;
+  XeDataType targetType_ = XeUnknown;
+  uint32 sourceLength_ = 0;
+  uint32 targetLength_ = 0;
+  friend struct FieldMove;
+};
+
 }  // namespace sqxer

@@ -1,13 +1,13 @@
 #include "ValueText.h"
 
 #include <charconv>
-#include <cmath>
 #include <cstring>
 #include <cwchar>
 #include <string_view>
 
 #include "Utility/BaseStringUtil.h"
 #include "Utility/DateTimeMetaData.h"
+#include "Utility/NumberText.h"
 #include "Utility/VelmarNumber.h"
 
 namespace sqxer {
@@ -25,15 +25,6 @@ void AppendNumber(T value, std::string& out) {
   char digits[64];
   const auto end = std::to_chars(digits, digits + sizeof digits, value);
   out.append(digits, end.ptr);
-}
-
-template <class T>
-void AppendReal(T value, std::string& out) {
-  if (std::isfinite(value)) {
-    AppendNumber(value, out);
-  } else {
-    out += std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
-  }
 }
 
 std::wstring_view FixedText(const uint8* value, uint32 declared) {
@@ -88,10 +79,10 @@ void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::s
       AppendNumber(Load<uint32>(value), out);
       break;
     case XeFloatData:
-      AppendReal(Load<float32>(value), out);
+      out += RealText(Load<float32>(value)).Get();
       break;
     case XeDoubleData:
-      AppendReal(Load<float64>(value), out);
+      out += RealText(Load<float64>(value)).Get();
       break;
     case XeNumericData:
       BaseStringUtil::AppendUtf8(out, Load<VelmarNumber>(value).asString());

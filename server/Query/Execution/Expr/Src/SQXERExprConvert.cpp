@@ -4,6 +4,7 @@
 #include <array>
 #include <cwchar>
 
+#include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "Utility/SUDataConvert.h"
 #include "Utility/SUXeDataTypeUtility.h"
@@ -126,10 +127,10 @@ ConvertXeChartoLongVarXeChar::ConvertXeChartoLongVarXeChar(RExpression* operand,
                                                            XeDataType resultType, uint32 length)
     : Convert(operand, resultType),
       objectLength_(length),
-      pCastToCharOperand_(dynamic_cast<CastToCharOperand*>(operand)) {
+      pCastToCharOperand_(dynamic_cast<CastToChar*>(operand)) {
   if (pCastToCharOperand_ == nullptr) return;
   keepsBlanks_ = pCastToCharOperand_->GetCastTarget() == XeCharData;
-  pConstantChar_ = dynamic_cast<ConstantLongVarXeChar*>(pCastToCharOperand_->GetCastOperand());
+  pConstantChar_ = dynamic_cast<ConstantLongVarXeChar*>(pCastToCharOperand_->GetIthOperand(0));
   if (pConstantChar_ != nullptr) trimFloor_ = pConstantChar_->GetObjectLength();
 }
 

@@ -68,6 +68,15 @@ class SQXEREXPR_API ConvertBittoNumber final : public ConvertValue<BitToNumber> 
  public:
   using ConvertValue::ConvertValue;
 };
+/// Over a cast to a narrow number that is an operand: nothing computes in narrow numbers.
+class SQXEREXPR_API ConvertInt16toInt32 final : public ConvertValue<Int16ToInt32> {
+ public:
+  using ConvertValue::ConvertValue;
+};
+class SQXEREXPR_API ConvertFloat32toFloat64 final : public ConvertValue<Float32ToFloat64> {
+ public:
+  using ConvertValue::ConvertValue;
+};
 class SQXEREXPR_API ConvertInt32toUInt32 final : public ConvertValue<Int32ToUInt32> {
  public:
   using ConvertValue::ConvertValue;
@@ -171,20 +180,8 @@ class SQXEREXPR_API ConvertXeLongVarChartoXeDateTime final
   using ConvertText::ConvertText;
 };
 
+class CastToChar;
 class ConstantLongVarXeChar;
-
-/// What ConvertXeChartoLongVarXeChar must know of a cast to character that stands under it; the
-/// cast node implements it.
-class SQXEREXPR_API CastToCharOperand {
- public:
-  /// The type that the cast was asked for: XeCharData or XeLongVarCharData.
-  virtual XeDataType GetCastTarget() const = 0;
-  /// The cast's own operand.
-  virtual RExpression* GetCastOperand() = 0;
-
- protected:
-  ~CastToCharOperand() = default;
-};
 
 /// A fixed text as a long one. The blanks that pad a fixed text are no part of the long value, but
 /// the characters of a literal that was cast to character all are, and a cast to fixed character
@@ -198,7 +195,7 @@ class SQXEREXPR_API ConvertXeChartoLongVarXeChar final : public Convert {
  private:
   uint32 objectLength_;
   /// The cast under this node and the literal under that; not owned, null when there is none.
-  CastToCharOperand* pCastToCharOperand_;
+  CastToChar* pCastToCharOperand_;
   ConstantLongVarXeChar* pConstantChar_ = nullptr;
   /// The cast is one to fixed character.
   bool keepsBlanks_ = false;

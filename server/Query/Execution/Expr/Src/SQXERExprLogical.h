@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SQXERExprLike.h"
 #include "SQXERExprLogicalBetween.h"
 #include "SQXERExprLogicalCompare.h"
 #include "SQXERExpression.h"

@@ -31,6 +31,8 @@ struct PlainConversion {
 using BitToInt32 = PlainConversion<uint8, int32, XeInt4Data>;
 using BitToUInt32 = PlainConversion<uint8, uint32, XeUInt4Data>;
 using BitToFloat64 = PlainConversion<uint8, float64, XeDoubleData>;
+using Int16ToInt32 = PlainConversion<int16, int32, XeInt4Data>;
+using Float32ToFloat64 = PlainConversion<float32, float64, XeDoubleData>;
 using Int32ToUInt32 = PlainConversion<int32, uint32, XeUInt4Data>;
 using Int32ToFloat64 = PlainConversion<int32, float64, XeDoubleData>;
 using UInt32ToFloat64 = PlainConversion<uint32, float64, XeDoubleData>;

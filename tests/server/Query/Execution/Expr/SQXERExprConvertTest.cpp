@@ -1,4 +1,5 @@
 #include "OperatorOverStubs.h"
+#include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
 
@@ -21,6 +22,7 @@ TEST(Convert, BoundaryValues) {
   ExpectConversion<ConvertBittoUInt32, uint8>([](uint8 v) { return uint32{v}; });
   ExpectConversion<ConvertBittoFloat64, uint8>(asDouble);
   ExpectConversion<ConvertBittoNumber, uint8>(asNumber);
+  ExpectConversion<ConvertInt16toInt32, int16>([](int16 v) { return int32{v}; });
   ExpectConversion<ConvertInt32toUInt32, int32>(
       [](int32 v) { return static_cast<uint32>(v < 0 ? v + (int64{1} << 32) : v); });
   ExpectConversion<ConvertInt32toFloat64, int32>(asDouble);
@@ -152,20 +154,6 @@ TEST(ConvertText, DatesAndTimes) {
   }
 }
 
-/// Stands for the cast to character.
-struct CastStandIn : UnaryOperator, CastToCharOperand {
-  CastStandIn(RExpression* literal, XeDataType target, wchar_t* result)
-      : UnaryOperator(literal, Char), target_(target), result_(result) {}
-  RExprReturn Eval(void* out) override {
-    *static_cast<wchar_t**>(out) = result_;
-    return kTrue;
-  }
-  XeDataType GetCastTarget() const override { return target_; }
-  RExpression* GetCastOperand() override { return only_; }
-  XeDataType target_;
-  wchar_t* result_;
-};
-
 TEST(ConvertText, TrailingBlanksOfFixedTexts) {
   // Operands: the column itself, the cast of one, or the cast of a literal.
   const struct {
@@ -184,15 +172,17 @@ TEST(ConvertText, TrailingBlanksOfFixedTexts) {
       {Char, nullptr, L"ab   ", 5, L"ab   "},
       {LongChar, nullptr, L"ab   ", 5, L"ab"},
       {LongChar, L"ab ", L"ab   ", 5, L"ab "},
-      {LongChar, L"", L"ab   ", 5, L"ab"},
+      {LongChar, L"", L"", 5, L""},
   };
   for (const auto& c : kCases) {
     XeString text = c.text;
-    RExpression* operand = new Stub<wchar_t*>(Char, text.data());
+    RExpression* operand = new Stub<wchar_t*>(Char, text.data(), kTrue, c.declared);
     if (c.literal) delete std::exchange(operand, new ConstantLongVarXeChar(c.literal));
-    if (c.castTo != XeUnknown) operand = new CastStandIn(operand, c.castTo, text.data());
-    ConvertXeChartoLongVarXeChar node(operand, LongChar, c.declared);
-    EXPECT_EQ(EvalText(node), c.expected) << "case " << &c - kCases;
+    if (c.castTo != XeUnknown) {
+      operand = new CastToChar(operand, c.castTo, static_cast<int>(c.declared), 0);
+    }
+    const auto node = Bound(new ConvertXeChartoLongVarXeChar(operand, LongChar, c.declared));
+    EXPECT_EQ(EvalText(*node), c.expected) << "case " << &c - kCases;
   }
 }
 

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <span>
+
+#include "SQXERExpression.h"
+#include "SQXEROpsCast.h"
+#include "Utility/XeAutoBuffer.h"
+#include "Utility/XeFieldDataBinder.h"
+
+namespace sqxer {
+
+/// CAST: the operand's value as one of another type. Built as this generic node and replaced at
+/// bind by the cast to its target (to long character: by such a cast under a conversion), which may
+/// also be built directly.
+///
+/// Bind errors: 59002 ("Cast", target type) for a target without a cast; 59001 (the cast's name,
+/// operand type) for an operand that the cast does not take. Row errors: 59013 (the cast's name,
+/// operand type) for a value beyond the target's range; 59172 (text, type) for a text that does not
+/// read as a whole, blanks around it ignored. NULL stays NULL. A constant is converted once per
+/// tree.
+class SQXEREXPR_API Cast : public UnaryOperator {
+ public:
+  /// `precision`: the length of a character or binary target, in characters or bytes; a character
+  /// target below 1 is a broken invariant. `scale` is the one that the value reports. `format` is
+  /// for targets of date and time (docs/formats.md); empty is ISO 8601.
+  Cast(RExpression* operand, XeDataType to, int precision, int scale, const XeString& format = {});
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprType GetExpressionType() override { return kCastExpression; }
+
+  /// The type that was asked for.
+  XeDataType GetCastTarget() const { return toDataType_; }
+
+  bool IsOperandNullConstant() const;
+  /// Gives the operand another result type.
+  void SetOperandType(XeDataType type) { only_->SetResultDataType(type); }
+  /// A NULL constant takes the computation type of the target.
+  void PromoteNullDataType();
+  /// Once operand and target are known: room for the operand's value, and how it is moved.
+  void SetOperandAndResultMetaData();
+
+ protected:
+  /// Brings the value at `operandValue_` to `castValue_`; false when the target cannot hold it.
+  using Conversion = bool (*)(Cast& cast);
+  /// A type of operand that a cast takes, and its conversion.
+  struct OperandForm {
+    XeDataType type;
+    Conversion convert;
+  };
+
+  template <CastOp Op>
+  static bool Compute(Cast& cast) {
+    return Op::Apply(*static_cast<const typename Op::From*>(cast.operandValue_),
+                     *static_cast<typename Op::To*>(cast.castValue_));
+  }
+  /// By the field-data binder: out of texts, into texts, and among days and times.
+  static bool Move(Cast& cast) {
+    return cast.binder_.MoveDataToIntoField(cast.operandValue_, cast.castValue_);
+  }
+
+  /// What every typed cast does to bind: the operand first, then the form for its type.
+  void BindTyped(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info,
+                 std::span<const OperandForm> forms);
+  /// Evaluates the operand and converts its value, or keeps what an earlier evaluation made of a
+  /// constant. On kTrue the cast's value stands at `castValue_`.
+  RExprReturn EvalOperand() {
+    if (isEvaluated_) return retCode_;
+    retCode_ = only_->Eval(operandValue_);
+    if (retCode_ == kTrue && !AtSourcePosition([this] { return convert_(*this); })) {
+      RaiseOutOfRange();
+    }
+    isEvaluated_ = isOperandConstant_;
+    return retCode_;
+  }
+
+  /// The name in errors.
+  virtual const wchar_t* GetOperatorName() const { return L"Cast"; }
+  [[noreturn]] virtual void RaiseOutOfRange() const;
+
+  XeDataType toDataType_;
+  int precision_;
+  int scale_;
+  XeString dateTimeFormat_;
+  /// The operand's value, and the cast's where the class has no field of its own for it.
+  alignas(16) XeAutoBuffer<uint8, 16> tempResult_;
+  alignas(16) XeAutoBuffer<uint8, 16> result_;
+  uint32 operandLength_ = 0;
+  XeDataType operandDataType_ = XeUnknown;
+  /// Length of the value, as MetaDataInfo counts it.
+  uint32 resultLength_ = 0;
+  /// The operand is a constant; it has been evaluated.
+  bool isOperandConstant_ = false;
+  bool isEvaluated_ = false;
+  XeFieldDataBinder binder_;
+  Conversion convert_ = nullptr;
+  void* operandValue_ = nullptr;
+  void* castValue_ = nullptr;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,30 @@
+#include "SQXERExprCastDateTime.h"
+
+namespace sqxer {
+
+void CastToDate::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  static constexpr OperandForm kForms[] = {{XeCharData, &Move},
+                                           {XeLongVarCharData, &Move},
+                                           {XeDateData, &Move},
+                                           {XeDateTimeData, &Move},
+                                           {XeTimeStampData, &Move}};
+  BindDay(stream, replacement, info, kForms);
+}
+
+void CastToTime::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  static constexpr OperandForm kForms[] = {{XeCharData, &Move},
+                                           {XeLongVarCharData, &Move},
+                                           {XeTimeData, &Move},
+                                           {XeDateTimeData, &Move},
+                                           {XeTimeStampData, &Move}};
+  BindDay(stream, replacement, info, kForms);
+}
+
+void CastToDateTime::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  static constexpr OperandForm kForms[] = {{XeCharData, &Move},     {XeLongVarCharData, &Move},
+                                           {XeDateData, &Move},     {XeTimeData, &Move},
+                                           {XeDateTimeData, &Move}, {XeTimeStampData, &Move}};
+  BindDay(stream, replacement, info, kForms);
+}
+
+}  // namespace sqxer

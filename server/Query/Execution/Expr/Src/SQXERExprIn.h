@@ -1,0 +1,181 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "SQXERExpression.h"
+#include "SQXEROpsCompare.h"
+#include "SQXEROpsIn.h"
+
+namespace sqxer {
+
+/// operand IN (members), or NOT IN. Built as this generic node, with the constant members apart
+/// from the others, and replaced at bind by the variant of the type in which all of them meet.
+/// Error 59030 (types) when one of them does not become of that type; a type in which values are
+/// not looked up (bit, boolean, binary) is a broken invariant.
+///
+/// A variant evaluates the constants once, when it is built, into an ordered set. It writes one
+/// byte, 1 or 0: the set is searched first, then the other members are evaluated and compared in
+/// their order, up to the first match. A NULL operand makes the result NULL. A member that is NULL,
+/// or has any other status than a value, does not match and never makes the result NULL: 2 NOT IN
+/// (1, NULL) is true. NaN is not found, not even by itself.
+class SQXEREXPR_API In : public RExpression {
+ public:
+  /// Owns the operand and all members.
+  In(RExpression* operand, std::vector<RExpression*> constants, std::vector<RExpression*> others,
+     bool isNegated);
+  ~In() override;
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  /// A broken invariant: only variants are evaluated.
+  RExprReturn Eval(void* out) override;
+  RExprType GetExpressionType() override { return kInExpression; }
+  /// The operand, then the constant members, then the others.
+  RExpression* GetIthOperand(int index) override;
+  void SetIthOperand(int index, RExpression* operand) override;
+
+ protected:
+  RExpression* operand_;
+  std::vector<RExpression*> constExprInList_;
+  std::vector<RExpression*> otherExprInList_;
+  bool bIsNegated_;
+
+ private:
+  RExpression*& Slot(int index);
+  /// Calls `use` with the place of the operand and of every member.
+  template <class Use>
+  void ForEachOperand(Use use);
+  template <class Variant>
+  RExpression* MakeVariant();
+};
+
+/// What the variants share: T is the value they look up.
+template <class T>
+class InNode : public In {
+ public:
+  using Value = T;
+  using In::In;
+
+ protected:
+  /// The values of the constant members that have one.
+  std::vector<T> ConstantValues() {
+    std::vector<T> values;
+    values.reserve(constExprInList_.size());
+    for (RExpression* constant : constExprInList_) {
+      if (constant->Eval(&value2_) == kTrue) values.push_back(value2_);
+    }
+    return values;
+  }
+
+  template <class Set, class Equal>
+  RExprReturn EvalIn(const Set& constants, Equal equal, void* out) {
+    retCode_ = operand_->Eval(&value1_);
+    if (retCode_ != kTrue) return retCode_;
+    const bool isMember = constants.Contains(value1_) || IsOther(equal);
+    *static_cast<uint8*>(out) = isMember != bIsNegated_;
+    return kTrue;
+  }
+  template <class Set>
+  RExprReturn EvalIn(const Set& constants, void* out) {
+    return EvalIn(
+        constants, [](const T& a, const T& b) { return EqualToOp::Apply(a, b); }, out);
+  }
+
+  T value1_{};
+  T value2_{};
+
+ private:
+  template <class Equal>
+  bool IsOther(Equal equal) {
+    for (RExpression* member : otherExprInList_) {
+      if (member->Eval(&value2_) == kTrue && equal(value1_, value2_)) return true;
+    }
+    return false;
+  }
+};
+
+/// The same over text, with the comparison of the configuration at construction.
+template <class Text>
+class TextInNode : public InNode<Text> {
+ public:
+  using InNode<Text>::InNode;
+
+ protected:
+  template <class Set>
+  RExprReturn EvalIn(const Set& constants, void* out) {
+    const auto equal = [this](const Text& a, const Text& b) {
+      return CompareText<EqualToOp>(compareFunc_, AsText(a), AsText(b));
+    };
+    return InNode<Text>::EvalIn(constants, equal, out);
+  }
+
+  const CharCompareFunc_t compareFunc_ = ExecutionUtility::GetCharacterComparisonFunction();
+};
+
+class SQXEREXPR_API InInt32 final : public InNode<int32> {
+ public:
+  using InNode::InNode;
+  RExprReturn Eval(void* out) override { return EvalIn(int32Set, out); }
+
+ private:
+  const MemberSet<int32> int32Set{ConstantValues()};
+};
+
+class SQXEREXPR_API InUInt32 final : public InNode<uint32> {
+ public:
+  using InNode::InNode;
+  RExprReturn Eval(void* out) override { return EvalIn(uint32Set, out); }
+
+ private:
+  const MemberSet<uint32> uint32Set{ConstantValues()};
+};
+
+class SQXEREXPR_API InFloat64 final : public InNode<float64> {
+ public:
+  using InNode::InNode;
+  RExprReturn Eval(void* out) override { return EvalIn(float64Set, out); }
+
+ private:
+  const MemberSet<float64> float64Set{ConstantValues()};
+};
+
+class SQXEREXPR_API InNumber final : public InNode<VelmarNumber> {
+ public:
+  using InNode::InNode;
+  RExprReturn Eval(void* out) override { return EvalIn(numberSet, out); }
+
+ private:
+  const MemberSet<VelmarNumber> numberSet{ConstantValues()};
+};
+
+/// The set holds the constants' own addresses, which stay as long as the node.
+class SQXEREXPR_API InChar final : public TextInNode<wchar_t*> {
+ public:
+  using TextInNode::TextInNode;
+  RExprReturn Eval(void* out) override { return EvalIn(charSet, out); }
+
+ private:
+  const MemberSet<wchar_t*, Less_Char> charSet{ConstantValues()};
+};
+
+class SQXEREXPR_API InLongVarChar final : public TextInNode<RefLongVarChar> {
+ public:
+  using TextInNode::TextInNode;
+  RExprReturn Eval(void* out) override { return EvalIn(longVarCharSet, out); }
+
+ private:
+  const MemberSet<RefLongVarChar, Less_RefLongVarChar> longVarCharSet{ConstantValues()};
+};
+
+/// T is XeDate, XeTime or XeDateTime.
+template <class T>
+class SQXEREXPR_API InDateTimeDataType final : public InNode<T> {
+ public:
+  using InNode<T>::InNode;
+  RExprReturn Eval(void* out) override { return this->EvalIn(dateSet, out); }
+
+ private:
+  const MemberSet<T> dateSet{this->ConstantValues()};
+};
+
+}  // namespace sqxer

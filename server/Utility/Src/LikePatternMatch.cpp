@@ -1,0 +1,129 @@
+#include "Utility/LikePatternMatch.h"
+
+#include <cwchar>
+
+#include "CharacterSearch.h"
+#include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer {
+
+LikePatternMatch::LikePatternMatch()
+    : foldsCase_(!SUSystemConfig::GetSystemConfig().caseSensitiveCompare_) {}
+
+void LikePatternMatch::SetMetaPattern(const wchar_t* pattern, wchar_t escape) {
+  // The address proves nothing: a column brings other patterns at the same one.
+  if (isCompiled_ && escape == escape_ && std::wcscmp(pattern, metaPattern_.c_str()) == 0) return;
+  isCompiled_ = false;
+  metaPattern_ = pattern;
+  escape_ = escape;
+  Compile();
+  isCompiled_ = true;
+}
+
+void LikePatternMatch::Compile() {
+  characters_.clear();
+  runs_.clear();
+  segments_.assign(1, Segment());
+  for (const wchar_t* c = metaPattern_.c_str(); *c != 0; ++c) {
+    if (*c == escape_) {
+      if (*++c == 0) SUGThrow(ErrorMessage(59025));
+      AppendPlain(*c);
+    } else if (*c == L'%') {
+      // A `%` behind another one adds nothing.
+      if (segments_.size() > 1 && segments_.back().length == 0) continue;
+      segments_.push_back({runs_.size(), runs_.size(), runs_.size(), 0});
+    } else if (*c == L'_') {
+      ++segments_.back().length;
+    } else {
+      AppendPlain(*c);
+    }
+  }
+  shortestText_ = 0;
+  for (const Segment& segment : segments_) shortestText_ += segment.length;
+}
+
+void LikePatternMatch::AppendPlain(wchar_t c) {
+  Segment& segment = segments_.back();
+  const bool continues = segment.endRun > segment.firstRun &&
+                         runs_.back().offset + runs_.back().length == segment.length;
+  if (!continues) {
+    runs_.push_back({segment.length, characters_.size(), 0});
+    ++segment.endRun;
+  }
+  characters_.push_back(foldsCase_ ? BaseStringUtil::FoldCase(c) : c);
+  ++runs_.back().length;
+  ++segment.length;
+  if (runs_.back().length > runs_[segment.longestRun].length) {
+    segment.longestRun = runs_.size() - 1;
+  }
+}
+
+bool LikePatternMatch::operator==(const RefLongVarChar& text) const {
+  if (text.length_ < shortestText_) return false;
+  const wchar_t* const begin = foldsCase_ ? Fold(text) : text.buffer_;
+  return Matches(begin, begin + text.length_);
+}
+
+bool LikePatternMatch::Matches(const wchar_t* begin, const wchar_t* end) const {
+  const Segment& head = segments_.front();
+  if (segments_.size() == 1) {
+    return static_cast<std::size_t>(end - begin) == head.length && MatchesAt(head, begin);
+  }
+  const Segment& tail = segments_.back();
+  if (!MatchesAt(head, begin) || !MatchesAt(tail, end - tail.length)) return false;
+  begin += head.length;
+  end -= tail.length;
+  for (std::size_t i = 1; i + 1 < segments_.size(); ++i) {
+    begin = Find(segments_[i], begin, end);
+    if (begin == nullptr) return false;
+    begin += segments_[i].length;
+  }
+  return true;
+}
+
+bool LikePatternMatch::MatchesAt(const Segment& segment, const wchar_t* start) const {
+  for (std::size_t i = segment.firstRun; i < segment.endRun; ++i) {
+    const Run& run = runs_[i];
+    if (std::wmemcmp(start + run.offset, characters_.data() + run.begin, run.length) != 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+const wchar_t* LikePatternMatch::Find(const Segment& segment, const wchar_t* from,
+                                      const wchar_t* to) const {
+  if (static_cast<std::size_t>(to - from) < segment.length) return nullptr;
+  if (segment.firstRun == segment.endRun) return from;
+  const Run& run = runs_[segment.longestRun];
+  const bool isWhole = segment.endRun - segment.firstRun == 1;
+  const wchar_t* const runTo = to - (segment.length - run.offset - run.length);
+  const wchar_t* at = from + run.offset;
+  while ((at = FindCharacters(at, runTo, characters_.data() + run.begin, run.length)) != nullptr) {
+    if (isWhole || MatchesAt(segment, at - run.offset)) return at - run.offset;
+    ++at;
+  }
+  return nullptr;
+}
+
+const wchar_t* LikePatternMatch::Fold(const RefLongVarChar& text) const {
+  foldedText_.Reserve(text.length_);
+  wchar_t* const folded = foldedText_.data();
+  // Plain English in one pass without a branch; whatever else there is shows in the bits seen.
+  uint32 seen = 0;
+  for (uint32 i = 0; i < text.length_; ++i) {
+    const auto c = static_cast<uint32>(text.buffer_[i]);
+    seen |= c;
+    folded[i] = static_cast<wchar_t>(c - L'A' < 26 ? c + 32 : c);
+  }
+  if (seen >= 0x80) {
+    for (uint32 i = 0; i < text.length_; ++i) {
+      folded[i] = BaseStringUtil::FoldCase(text.buffer_[i]);
+    }
+  }
+  return folded;
+}
+
+}  // namespace sqxer

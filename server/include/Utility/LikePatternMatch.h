@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "Utility/Export.h"
+#include "Utility/XeAutoBuffer.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// Whether a text follows a pattern of LIKE: `%` is any run of characters, also none, `_` is one
+/// character, and the escape character makes the next one plain. The whole text must follow, and
+/// blanks at its end are characters like others.
+///
+/// Characters are compared one by one: case folded when the configuration at construction ignores
+/// case, and by code point also when a locale is configured, because a collation says nothing of
+/// parts of texts.
+///
+/// A match takes time in proportion to the text's length for almost all texts, and never more than
+/// that times the length of the pattern, however many `%` it has. It allocates nothing, except that
+/// without regard to case it keeps a folded copy of the longest text so far. Used by one thread at
+/// a time.
+class XEUTILITY_API LikePatternMatch {
+ public:
+  LikePatternMatch();
+
+  /// The pattern (ended by a zero character, copied) for the matches from here on; at first it is
+  /// the empty one. To set the same pattern and escape again costs one comparison of the texts.
+  /// Error 59025 when the pattern ends with an escape; another pattern must then be set first.
+  void SetMetaPattern(const wchar_t* pattern, wchar_t escape);
+
+  bool operator==(const RefLongVarChar& text) const;
+
+ private:
+  /// Characters of the pattern that follow each other, without a wildcard between them.
+  struct Run {
+    /// Their place in the segment, and in characters_.
+    std::size_t offset;
+    std::size_t begin;
+    std::size_t length;
+  };
+  /// What stands between two runs of `%`: it has a fixed length, and so matches at the first place
+  /// where it can without ever being tried at a second one.
+  struct Segment {
+    std::size_t firstRun = 0;
+    std::size_t endRun = 0;
+    /// The run that is searched for.
+    std::size_t longestRun = 0;
+    /// Characters, each `_` one of them.
+    std::size_t length = 0;
+  };
+
+  void Compile();
+  void AppendPlain(wchar_t c);
+  bool Matches(const wchar_t* begin, const wchar_t* end) const;
+  bool MatchesAt(const Segment& segment, const wchar_t* start) const;
+  /// The first place from `from` on at which the segment matches and ends by `to`, or null.
+  const wchar_t* Find(const Segment& segment, const wchar_t* from, const wchar_t* to) const;
+  const wchar_t* Fold(const RefLongVarChar& text) const;
+
+  bool foldsCase_;
+  wchar_t escape_ = 0;
+  XeString metaPattern_;
+  /// False after an error: what follows is then of no pattern.
+  bool isCompiled_ = true;
+  XeString characters_;
+  std::vector<Run> runs_;
+  /// At least one. The first stands at the text's start and the last at its end; both may be empty.
+  std::vector<Segment> segments_{Segment()};
+  /// The sum of the segments' lengths.
+  std::size_t shortestText_ = 0;
+  mutable XeAutoBuffer<wchar_t, 64> foldedText_;
+};
+
+}  // namespace sqxer
