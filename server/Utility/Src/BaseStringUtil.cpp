@@ -5,7 +5,10 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstring>
+#include <cwchar>
 
 #include "Utility/XeAssert.h"
 
@@ -57,6 +60,54 @@ wchar_t* Decode(std::string_view utf8, wchar_t* out) {
     }
   }
   return out;
+}
+
+bool IsAscii(wchar_t c) { return static_cast<uint32>(c) < 0x80; }
+
+wchar_t AsciiUpperCase(wchar_t c) {
+  return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
+}
+
+wchar_t AsciiLowerCase(wchar_t c) {
+  return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+}
+
+template <wchar_t (*mapAscii)(wchar_t), UChar32 (*map)(UChar32)>
+wchar_t MapCase(wchar_t c) {
+  return IsAscii(c) ? mapAscii(c) : static_cast<wchar_t>(map(static_cast<UChar32>(c)));
+}
+
+/// Blocks that are all ASCII are mapped without a branch, which the compiler does many characters
+/// at a time.
+template <wchar_t (*mapAscii)(wchar_t), UChar32 (*map)(UChar32)>
+void MapText(const RefLongVarChar& text, wchar_t* out) {
+  constexpr uint32 kBlock = 8;
+  const wchar_t* from = text.buffer_;
+  const wchar_t* const end = from + text.length_;
+  for (; end - from >= kBlock; from += kBlock, out += kBlock) {
+    uint32 bits = 0;
+    for (uint32 i = 0; i < kBlock; ++i) bits |= static_cast<uint32>(from[i]);
+    if (bits < 0x80) {
+      std::transform(from, from + kBlock, out, mapAscii);
+    } else {
+      std::transform(from, from + kBlock, out, MapCase<mapAscii, map>);
+    }
+  }
+  std::transform(from, end, out, MapCase<mapAscii, map>);
+}
+
+/// Whether `count` characters are equal when case does not count.
+bool AreEqualInUpperCase(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return std::equal(a, a + count, b, [](wchar_t c, wchar_t d) {
+    return c == d || BaseStringUtil::UpperCase(c) == BaseStringUtil::UpperCase(d);
+  });
+}
+
+bool IsMatchAt(const RefLongVarChar& text, const RefLongVarChar& pattern, uint32 index,
+               bool caseSensitive) {
+  const wchar_t* const at = text.buffer_ + index;
+  return caseSensitive ? std::wmemcmp(at, pattern.buffer_, pattern.length_) == 0
+                       : AreEqualInUpperCase(at, pattern.buffer_, pattern.length_);
 }
 
 }  // namespace
@@ -128,8 +179,54 @@ XeString BaseStringUtil::QuotedValue(std::string_view utf8) {
 }
 
 wchar_t BaseStringUtil::FoldCase(wchar_t c) {
-  if (c >= 0 && c < 0x80) return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+  if (IsAscii(c)) return AsciiLowerCase(c);
   return static_cast<wchar_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
+}
+
+wchar_t BaseStringUtil::UpperCase(wchar_t c) { return MapCase<AsciiUpperCase, u_toupper>(c); }
+
+wchar_t BaseStringUtil::LowerCase(wchar_t c) { return MapCase<AsciiLowerCase, u_tolower>(c); }
+
+void BaseStringUtil::UpperCase(const RefLongVarChar& text, wchar_t* out) {
+  MapText<AsciiUpperCase, u_toupper>(text, out);
+}
+
+void BaseStringUtil::LowerCase(const RefLongVarChar& text, wchar_t* out) {
+  MapText<AsciiLowerCase, u_tolower>(text, out);
+}
+
+uint32 BaseStringUtil::PatternMatch(const RefLongVarChar& text, const RefLongVarChar& pattern,
+                                    uint32 from, bool caseSensitive) {
+  if (pattern.length_ == 0 || pattern.length_ > text.length_) return text.length_;
+  const uint32 last = text.length_ - pattern.length_;
+  for (uint32 i = from; i <= last; ++i) {
+    if (caseSensitive) {
+      // Skips what cannot be a start many characters at a time.
+      const wchar_t* const start =
+          std::wmemchr(text.buffer_ + i, pattern.buffer_[0], std::size_t{last} - i + 1);
+      if (start == nullptr) break;
+      i = static_cast<uint32>(start - text.buffer_);
+    }
+    if (IsMatchAt(text, pattern, i, caseSensitive)) return i;
+  }
+  return text.length_;
+}
+
+uint32 BaseStringUtil::ReversePatternMatch(const RefLongVarChar& text,
+                                           const RefLongVarChar& pattern, uint32 position,
+                                           bool caseSensitive) {
+  if (pattern.length_ == 0 || pattern.length_ > text.length_) return text.length_;
+  // Counts the starts that are left, of which the last is one less.
+  for (uint32 i = std::min(position, text.length_ - pattern.length_ + 1); i > 0; --i) {
+    if (IsMatchAt(text, pattern, i - 1, caseSensitive)) return i - 1;
+  }
+  return text.length_;
+}
+
+XeString BaseStringUtil::NumberToString(float64 value) {
+  std::array<char, 32> digits;
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+  return XeString(digits.data(), end);
 }
 
 bool BaseStringUtil::IsCaseInsensitiveMatch(std::wstring_view a, std::wstring_view b) {
