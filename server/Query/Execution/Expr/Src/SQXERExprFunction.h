@@ -3,6 +3,8 @@
 // The family of the scalar functions: one include for all of them.
 
 #include "SQXERExprFunctionBase.h"
+#include "SQXERExprFunctionCanonical.h"
+#include "SQXERExprFunctionDictionary.h"
 #include "SQXERExprFunctionMeasure.h"
 #include "SQXERExprFunctionModulo.h"
 #include "SQXERExprFunctionNumeric.h"

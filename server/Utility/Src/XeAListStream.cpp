@@ -1,0 +1,7 @@
+#include "Utility/XeAListStream.h"
+
+namespace sqxer {
+
+XeAListStream::~XeAListStream() = default;
+
+}  // namespace sqxer
