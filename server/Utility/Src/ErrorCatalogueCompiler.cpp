@@ -38,6 +38,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "JSON_VALUE takes first a column of the table that holds JSON documents as text, and not "
        "{0}"},
       {58031, 0, "JSON_VALUE takes second a path in quotation marks, such as '$.name' or '$.a[0]'"},
+      {58032, 3,
+       "{0} needs a table whose first two columns are of {2} and of text, unlike those of: "
+       "\"{1}\""},
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
   };

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Utility/XeAListStream.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -25,6 +26,17 @@ struct TableSchema {
   std::vector<ColumnInfo> columns;
 };
 
+/// A table of two columns in which nodes look values up.
+class LookupSource {
+ public:
+  virtual ~LookupSource() = default;
+  /// The two columns.
+  virtual const std::vector<ColumnInfo>& GetColumns() const = 0;
+  /// A stream of its own over the rows. It may outlive this object.
+  virtual std::unique_ptr<XeAListStream> Open() const = 0;
+};
+using LookupSourcePtr = std::shared_ptr<const LookupSource>;
+
 /// Where the plan builder finds tables. Implemented by the executor.
 class Catalog {
  public:
@@ -37,6 +49,9 @@ class Catalog {
   /// for FindTable. A catalog that knows no rows has none to show.
   virtual void VisitTexts(const XeString& /*table*/, std::size_t /*column*/,
                           const std::function<void(std::wstring_view)>& /*visit*/) {}
+  /// The first two columns of a table, named as for FindTable; null when it has fewer, or the
+  /// catalog knows no rows.
+  virtual LookupSourcePtr FindLookup(const XeString& /*table*/) { return nullptr; }
 };
 
 }  // namespace sqxer

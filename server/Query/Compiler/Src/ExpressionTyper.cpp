@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "LookupTable.h"
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "Utility/SUSystemConfig.h"
@@ -148,9 +149,12 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
 const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expression) const {
   const FunctionRow* other = nullptr;
   int count = static_cast<int>(expression.arguments.size());
-  // COUNT() lacks its argument; only COUNT(*) has none.
-  if (count == 0 && !expression.star) count = -1;
-  if (const FunctionRow* row = FindFunction(expression.name, count, &other)) return *row;
+  if (const FunctionRow* row = FindFunction(expression.name, count, &other)) {
+    // COUNT() lacks its argument, and only aggregates take *.
+    const bool isAggregate = row->kind == FunctionRow::Kind::kAggregate;
+    if (count > 0 || expression.star == isAggregate) return *row;
+    other = row;
+  }
   if (other)
     ThrowPlanError(
         kArgumentCount, expression.position,
@@ -193,12 +197,20 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   call->kind = Kind::kCall;
   call->position = expression.position;
   call->function = &row;
-  for (const SqlExpressionPtr& argument : expression.arguments)
-    call->arguments.push_back(Type(*argument, clause));
+  for (const SqlExpressionPtr& argument : expression.arguments) {
+    const int index = static_cast<int>(call->arguments.size());
+    const bool isWord = index == row.word && argument->kind == SqlExpression::Kind::kName &&
+                        argument->path.size() == 1;
+    call->arguments.push_back(
+        isWord ? MakeTypedConstant({XeLongVarCharData, argument->path[0]}, argument->position)
+               : Type(*argument, clause));
+  }
   call->column.type = expression.target.type;
   call->column.length = static_cast<uint32>(expression.target.precision);
   call->column.scale = static_cast<int16>(expression.target.scale);
   row.prepare(call->arguments);
+  if (row.lookup != FunctionRow::Lookup::kNone)
+    call->lookup = FindLookupTable(row, call->arguments, catalog_);
   // Unary plus is its operand.
   if (!row.make) return call->arguments[0];
 

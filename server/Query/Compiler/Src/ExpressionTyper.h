@@ -30,9 +30,9 @@ class ExpressionTyper {
 
   /// `json` (may be null: there are none) types the values of JSON documents. All must outlive the
   /// typer.
-  ExpressionTyper(const NameScope& scope, const QueryParameters& parameters,
+  ExpressionTyper(const NameScope& scope, Catalog& catalog, const QueryParameters& parameters,
                   JsonColumns* json = nullptr)
-      : scope_(scope), parameters_(parameters), json_(json) {}
+      : scope_(scope), catalog_(catalog), parameters_(parameters), json_(json) {}
 
   TypedExpressionPtr Type(const SqlExpression& expression, const Clause& clause) const;
   /// The results of an aggregate, one expression each; nothing for any other expression.
@@ -55,6 +55,7 @@ class ExpressionTyper {
   const FunctionRow& LookUpFunction(const SqlExpression& expression) const;
 
   const NameScope& scope_;
+  Catalog& catalog_;
   const QueryParameters& parameters_;
   JsonColumns* const json_;
 };

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "FunctionTable.h"
-#include "SQXERExpression.h"
+#include "SQXERExprFunctionBase.h"
 
 namespace sqxer {
 
@@ -12,6 +12,9 @@ namespace sqxer {
 void AppendOperatorRows(std::vector<FunctionRow>& rows);
 void AppendConditionalRows(std::vector<FunctionRow>& rows);
 void AppendConversionRows(std::vector<FunctionRow>& rows);
+void AppendNumericRows(std::vector<FunctionRow>& rows);
+void AppendTextRows(std::vector<FunctionRow>& rows);
+void AppendLookupRows(std::vector<FunctionRow>& rows);
 void AppendAggregateRows(std::vector<FunctionRow>& rows);
 
 constexpr const char* kNullIfAny = "NULL if an operand is NULL";
@@ -34,6 +37,25 @@ std::unique_ptr<RExpression> Make(const TypedExpression&, Operands& o) {
   }
   ReleaseAll(o);
   return node;
+}
+
+/// Makes a scalar function of any number of operands.
+template <class Node>
+std::unique_ptr<RExpression> MakeFunction(const TypedExpression&, Operands& o) {
+  ExpressionVector params;
+  for (std::size_t i = 1; i < o.size(); ++i) params.push_back(o[i].get());
+  auto node = std::make_unique<Node>(o.empty() ? nullptr : o[0].get(), params);
+  ReleaseAll(o);
+  return node;
+}
+
+/// The same row under another name, form and example.
+inline FunctionRow Alias(FunctionRow row, std::string_view name, const char* form,
+                         const char* example) {
+  row.name = name;
+  row.form = form;
+  row.example = example;
+  return row;
 }
 
 }  // namespace sqxer

@@ -15,6 +15,9 @@ std::vector<FunctionRow> MakeTable() {
   AppendOperatorRows(rows);
   AppendConditionalRows(rows);
   AppendConversionRows(rows);
+  AppendNumericRows(rows);
+  AppendTextRows(rows);
+  AppendLookupRows(rows);
   AppendAggregateRows(rows);
   return rows;
 }

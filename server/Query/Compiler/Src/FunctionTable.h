@@ -83,6 +83,13 @@ struct FunctionRow {
   /// others, such as a format, it has read from the call's constants.
   std::unique_ptr<RExpression> (*make)(const TypedExpression& call, Operands& operands) = nullptr;
   const AggregateShape* aggregate = nullptr;
+  /// Its value may differ from row to row although nothing that it reads does.
+  bool isVolatile = false;
+  /// Which argument is a word, such as a unit of time: written bare or as a text. -1 for none.
+  int word = -1;
+  /// How it looks its first argument up in the table that the second one names.
+  enum class Lookup { kNone, kByText, kByKey };
+  Lookup lookup = Lookup::kNone;
 
   bool Takes(int count) const {
     return argumentCount < 0 ? count >= -argumentCount : count == argumentCount;

@@ -64,7 +64,7 @@ auto AtPosition(int position, Action action) {
 NodeAnswer AskOperator(const TypedExpression& call) {
   ProbeRecord record;
   Operands operands;
-  bool constant = true;
+  bool constant = !call.function->isVolatile;
   for (const TypedExpressionPtr& argument : call.arguments) {
     if (argument->IsConstant()) {
       operands.push_back(MakeConstantNode(argument->constant));
@@ -84,8 +84,10 @@ NodeAnswer AskOperator(const TypedExpression& call) {
     std::unique_ptr<RExpression> bound =
         BindTree(call.function->make(call, operands), stream, info);
     NodeAnswer answer = Describe(*bound, info);
-    for (int i = 0; i < bound->GetOperandCount(); ++i)
-      answer.operandTypes.push_back(bound->GetIthOperand(i)->GetResultDataType());
+    for (int i = 0; i < bound->GetOperandCount(); ++i) {
+      const RExpression* operand = bound->GetIthOperand(i);
+      answer.operandTypes.push_back(operand ? operand->GetResultDataType() : XeUnknown);
+    }
     if (constant) answer.value = EvaluateConstant(*bound);
     return answer;
   });

@@ -282,6 +282,30 @@ void PrepareDateReading(TypedArguments& arguments) {
     ThrowPlanError(kNotALiteral, arguments[1]->position, {L"this function", L"format"});
 }
 
+void PrepareByKind(TypedArguments& arguments, std::string_view kinds) {
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    TypedExpressionPtr& argument = arguments[i];
+    switch (kinds[std::min(i, kinds.size() - 1)]) {
+      case 't':
+        argument = TypeNull(argument, XeLongVarCharData);
+        break;
+      case 'v':
+        argument = TypeText(TypeNull(argument, XeDateTimeData), XeDateTimeData);
+        break;
+      case 'w':
+        argument = TypeText(TypeNull(argument, XeInt4Data), XeNumericData);
+        if (argument->type == XeBitData) argument = ConvertTyped(argument, XeInt4Data);
+        if (argument->type == XeUInt4Data || argument->type == XeNumericData)
+          argument = ConvertTyped(argument, XeDoubleData);
+        break;
+      default:
+        argument = TypeText(TypeNull(argument, XeInt4Data), XeNumericData);
+        if (argument->type == XeBitData) argument = ConvertTyped(argument, XeInt4Data);
+        break;
+    }
+  }
+}
+
 TypedExpressionPtr AsCondition(const TypedExpressionPtr& argument, const XeString& of) {
   TypedExpressionPtr condition = TypeText(TypeNull(argument, XeBoolean), XeBoolean);
   if (condition->type != XeBoolean && condition->type != XeBitData)

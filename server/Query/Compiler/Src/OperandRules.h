@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "TypedExpression.h"
 
 namespace sqxer {
@@ -47,6 +49,17 @@ std::size_t CountCaseResults(std::size_t arguments, bool hasValue);
 void PrepareCast(TypedArguments& arguments);
 /// A function of a text and a format, which is a text constant (58025).
 void PrepareDateReading(TypedArguments& arguments);
+
+/// The arguments of a function, by a letter each; the last one also stands for those behind it.
+/// 't' a text, 'n' a number, 'w' a number that counts: one that is no INTEGER becomes DOUBLE, which
+/// the node truncates, 'v' a date or time. What a NULL or text literal becomes follows from it;
+/// other types are left to the node.
+void PrepareByKind(TypedArguments& arguments, std::string_view kinds);
+template <char... kinds>
+void PrepareAs(TypedArguments& arguments) {
+  static constexpr char kKinds[] = {kinds...};
+  PrepareByKind(arguments, {kKinds, sizeof kKinds});
+}
 
 /// The argument as the condition of a clause or operator (`of`): a truth value, else error 58018
 /// (the clause, the type).

@@ -39,6 +39,7 @@ enum PlanErrorCode {
   kNoSuchParameter = 58026,
   kNotAJsonColumn = 58030,
   kJsonPathNotLiteral = 58031,
+  kLookupColumns = 58032,
 };
 
 /// Raises an error at a byte offset of the statement.

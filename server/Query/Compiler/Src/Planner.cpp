@@ -49,10 +49,11 @@ class Planner {
           const QueryParameters& parameters)
       : sql_(sql),
         select_(select),
+        catalog_(catalog),
         scope_(OpenTable(select, catalog)),
         json_(select, scope_, catalog),
         parameters_(parameters),
-        typer_(scope_, parameters_, &json_) {}
+        typer_(scope_, catalog, parameters_, &json_) {}
 
   QueryPlan Plan() {
     for (const SqlSelectItem& item : select_.items) AddItem(item);
@@ -231,7 +232,8 @@ class Planner {
     if (!written) return {};
     if (NamesColumn(*written)) ThrowPlanError(kLimitNotConstant, written->position, {clause});
     const NameScope noColumns;
-    TypedExpressionPtr count = ExpressionTyper(noColumns, parameters_).Type(*written, {clause});
+    TypedExpressionPtr count =
+        ExpressionTyper(noColumns, catalog_, parameters_).Type(*written, {clause});
     if (count->IsConstant() && count->constant.IsNull()) return {};
     if (count->IsConstant() && count->type != XeBoolean) {
       std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
@@ -245,6 +247,7 @@ class Planner {
 
   const std::string& sql_;
   const SqlSelect& select_;
+  Catalog& catalog_;
   NameScope scope_;
   JsonColumns json_;
   const QueryParameters& parameters_;

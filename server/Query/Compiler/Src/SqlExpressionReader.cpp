@@ -458,6 +458,12 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
   function->arguments = ReadAll(call.args, call.n_args);
+  // The grammar's own names for TRIM and for its ends.
+  if (function->name == "btrim") function->name = "trim";
+  // OVERLAY without FOR replaces as many characters as it puts in.
+  if (function->name == "overlay" && function->arguments.size() == 3)
+    function->arguments.push_back(
+        Call(SqlExpression::Kind::kFunction, position, "char_length", {function->arguments[1]}));
   return function;
 }
 

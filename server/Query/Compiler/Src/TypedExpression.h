@@ -12,6 +12,8 @@
 namespace sqxer {
 
 struct FunctionRow;
+class LookupTable;
+using LookupTablePtr = std::shared_ptr<const LookupTable>;
 struct TypedExpression;
 using TypedExpressionPtr = std::shared_ptr<const TypedExpression>;
 using TypedArguments = std::vector<TypedExpressionPtr>;
@@ -54,6 +56,8 @@ struct TypedExpression {
   ColumnInfo input;
   JSonValuesHolderRef documents;
   const FunctionRow* function = nullptr;
+  /// Of a call that looks its first argument up.
+  LookupTablePtr lookup;
   TypedArguments arguments;
   bool distinct = false;
   /// Nodes of the tree, this one included.

@@ -10,6 +10,7 @@
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
+#include "TableStream.h"
 
 namespace sqxer {
 namespace {
@@ -127,6 +128,11 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
   for (uint64 row = 0; row < found->rowCount; ++row) {
     if (!texts.IsNull(row)) visit(texts.Get(row));
   }
+}
+
+LookupSourcePtr Session::FindLookup(const XeString& table) {
+  TablePtr found = FindOrLoad(table);
+  return found->columns.size() < 2 ? nullptr : std::make_shared<TableLookup>(std::move(found));
 }
 
 Session::TablePtr Session::FindOrLoad(const XeString& name) {

@@ -49,6 +49,7 @@ class Session : public Catalog {
   const TableSchema* FindTable(const XeString& name) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
+  LookupSourcePtr FindLookup(const XeString& table) override;
 
   /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws
   /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);
