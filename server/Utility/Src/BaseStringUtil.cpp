@@ -5,7 +5,10 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstring>
+#include <cwchar>
 
 namespace sqxer {
 
@@ -55,6 +58,20 @@ wchar_t* Decode(std::string_view utf8, wchar_t* out) {
     }
   }
   return out;
+}
+
+/// Whether `count` characters are equal when case does not count.
+bool AreEqualInUpperCase(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return std::equal(a, a + count, b, [](wchar_t c, wchar_t d) {
+    return c == d || BaseStringUtil::UpperCase(c) == BaseStringUtil::UpperCase(d);
+  });
+}
+
+bool IsMatchAt(const RefLongVarChar& text, const RefLongVarChar& pattern, uint32 index,
+               bool caseSensitive) {
+  const wchar_t* const at = text.buffer_ + index;
+  return caseSensitive ? std::wmemcmp(at, pattern.buffer_, pattern.length_) == 0
+                       : AreEqualInUpperCase(at, pattern.buffer_, pattern.length_);
 }
 
 }  // namespace
@@ -109,6 +126,46 @@ void BaseStringUtil::DecodeUtf8(std::string_view utf8, wchar_t* out) { Decode(ut
 wchar_t BaseStringUtil::FoldCase(wchar_t c) {
   if (c >= 0 && c < 0x80) return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
   return static_cast<wchar_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
+}
+
+wchar_t BaseStringUtil::UpperCase(wchar_t c) {
+  if (c >= 0 && c < 0x80) return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
+  const auto codePoint = static_cast<UChar32>(c);
+  return u_islower(codePoint) ? static_cast<wchar_t>(u_toupper(codePoint)) : c;
+}
+
+uint32 BaseStringUtil::PatternMatch(const RefLongVarChar& text, const RefLongVarChar& pattern,
+                                    uint32 from, bool caseSensitive) {
+  if (pattern.length_ == 0 || pattern.length_ > text.length_) return text.length_;
+  const uint32 last = text.length_ - pattern.length_;
+  for (uint32 i = from; i <= last; ++i) {
+    if (caseSensitive) {
+      // Skips what cannot be a start many characters at a time.
+      const wchar_t* const start =
+          std::wmemchr(text.buffer_ + i, pattern.buffer_[0], std::size_t{last} - i + 1);
+      if (start == nullptr) break;
+      i = static_cast<uint32>(start - text.buffer_);
+    }
+    if (IsMatchAt(text, pattern, i, caseSensitive)) return i;
+  }
+  return text.length_;
+}
+
+uint32 BaseStringUtil::ReversePatternMatch(const RefLongVarChar& text,
+                                           const RefLongVarChar& pattern, uint32 position,
+                                           bool caseSensitive) {
+  if (pattern.length_ == 0 || pattern.length_ > text.length_) return text.length_;
+  // Counts the starts that are left, of which the last is one less.
+  for (uint32 i = std::min(position, text.length_ - pattern.length_ + 1); i > 0; --i) {
+    if (IsMatchAt(text, pattern, i - 1, caseSensitive)) return i - 1;
+  }
+  return text.length_;
+}
+
+XeString BaseStringUtil::NumberToString(float64 value) {
+  std::array<char, 32> digits;
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+  return XeString(digits.data(), end);
 }
 
 bool BaseStringUtil::IsCaseInsensitiveMatch(std::wstring_view a, std::wstring_view b) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -29,6 +32,8 @@ struct LocaleOrder {
   /// configuration ignores case. An empty locale is the root collation. Error 58041 when there is
   /// no such collation.
   static void UseConfiguredLocale();
+  /// ICU's own form of a locale's name; nothing for a locale that it does not know.
+  static std::optional<std::string> FindLocale(const std::string& name);
 
   static int Compare(const RefLongVarChar& a, const RefLongVarChar& b);
   static uint64 Prefix(const RefLongVarChar& text);

@@ -52,6 +52,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59171, 1, "dates reach from the year -4713 to the year 9999, beyond that lies: {0}"},
       {59172, 2, "this text does not read as {1}: \"{0}\""},
       {59173, 1, "a record may take up to 4294967295 bytes, use shorter texts: {0}"},
+      {59174, 1, "there is no collation for this locale, name one as ICU does (sv_SE): \"{0}\""},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
       {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
   };

@@ -1,9 +1,13 @@
 #include <unicode/ucol.h>
 #include <unicode/uiter.h>
+#include <unicode/uloc.h>
 #include <unicode/utf16.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <cwchar>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,6 +17,7 @@
 #include "CharacterOrder.h"
 #include "HashMix.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/CollationKeyMaker.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/SUSystemConfig.h"
 
@@ -48,6 +53,20 @@ const UCollator* OpenCollator(const std::string& locale, bool caseSensitive) {
                                 L"an ICU locale such as sv_SE, or nothing"}));
 }
 
+/// The collation of a locale, opened or taken from those already open.
+const UCollator* FindCollator(const std::string& locale, bool caseSensitive) {
+  OpenCollations& open = Open();
+  const std::lock_guard lock(open.mutex);
+  const UCollator*& collator = open.byLocaleAndCase[{locale, caseSensitive}];
+  if (collator == nullptr) collator = OpenCollator(locale, caseSensitive);
+  return collator;
+}
+
+const UCollator* FindConfiguredCollator() {
+  const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
+  return FindCollator(config.locale_, config.caseSensitiveCompare_);
+}
+
 const UCollator* Current() {
   const UCollator* collator = currentCollator.load(std::memory_order_acquire);
   if (collator == nullptr) {
@@ -55,6 +74,22 @@ const UCollator* Current() {
     collator = currentCollator.load(std::memory_order_acquire);
   }
   return collator;
+}
+
+/// Writes the UTF-16 form of a text, at most two units a character; returns the end.
+template <class Unit>
+Unit* WriteUtf16(const RefLongVarChar& text, Unit* out) {
+  for (uint32 i = 0; i < text.length_; ++i) {
+    auto c = static_cast<uint32>(text.buffer_[i]);
+    if (c > 0x10FFFF || U_IS_SURROGATE(c)) c = 0xFFFD;
+    if (c < 0x10000) {
+      *out++ = static_cast<Unit>(c);
+    } else {
+      *out++ = U16_LEAD(c);
+      *out++ = U16_TRAIL(c);
+    }
+  }
+  return out;
 }
 
 /// The UTF-16 form that the collation works on, in place for all but long texts.
@@ -67,17 +102,7 @@ class Utf16Text {
       out = heap_.get();
     }
     units_ = out;
-    for (uint32 i = 0; i < text.length_; ++i) {
-      auto c = static_cast<uint32>(text.buffer_[i]);
-      if (c > 0x10FFFF || U_IS_SURROGATE(c)) c = 0xFFFD;
-      if (c < 0x10000) {
-        *out++ = static_cast<UChar>(c);
-      } else {
-        *out++ = U16_LEAD(c);
-        *out++ = U16_TRAIL(c);
-      }
-    }
-    length_ = static_cast<int32>(out - units_);
+    length_ = static_cast<int32>(WriteUtf16(text, out) - units_);
   }
   Utf16Text(const Utf16Text&) = delete;
   Utf16Text& operator=(const Utf16Text&) = delete;
@@ -124,12 +149,21 @@ class SortKeyReader {
 }  // namespace
 
 void LocaleOrder::UseConfiguredLocale() {
-  const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
-  OpenCollations& open = Open();
-  const std::lock_guard lock(open.mutex);
-  const UCollator*& collator = open.byLocaleAndCase[{config.locale_, config.caseSensitiveCompare_}];
-  if (collator == nullptr) collator = OpenCollator(config.locale_, config.caseSensitiveCompare_);
-  currentCollator.store(collator, std::memory_order_release);
+  currentCollator.store(FindConfiguredCollator(), std::memory_order_release);
+}
+
+std::optional<std::string> LocaleOrder::FindLocale(const std::string& name) {
+  char fullName[ULOC_FULLNAME_CAPACITY];
+  char baseName[ULOC_FULLNAME_CAPACITY];
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_canonicalize(name.c_str(), fullName, ULOC_FULLNAME_CAPACITY, &status);
+  uloc_getBaseName(fullName, baseName, ULOC_FULLNAME_CAPACITY, &status);
+  // A name that just fits is left without its terminator, which is a warning only.
+  if (U_FAILURE(status) || status == U_STRING_NOT_TERMINATED_WARNING) return std::nullopt;
+  for (int32_t i = 0; i < uloc_countAvailable(); ++i) {
+    if (std::strcmp(uloc_getAvailable(i), baseName) == 0) return fullName;
+  }
+  return std::nullopt;
 }
 
 int LocaleOrder::Compare(const RefLongVarChar& a, const RefLongVarChar& b) {
@@ -156,6 +190,41 @@ uint64 LocaleOrder::Hash(const RefLongVarChar& text) {
     hash = MixHash(hash, key.Next());
   } while (!key.AtEnd());
   return hash;
+}
+
+CollationKeyMaker::CollationKeyMaker() : collator_(FindConfiguredCollator()) {}
+
+CollationKeyMaker::CollationKeyMaker(const XeString& locale) {
+  const std::string name = BaseStringUtil::StringToUtf8(locale);
+  const auto known = name.empty() ? name : LocaleOrder::FindLocale(name);
+  if (!known) SUGThrow(ErrorMessage(59174, {locale}));
+  collator_ = FindCollator(*known, SUSystemConfig::GetSystemConfig().caseSensitiveCompare_);
+}
+
+RefLongVarBinary CollationKeyMaker::MakeKey(const RefLongVarChar& text) {
+  const RefLongVarChar trimmed = TrimTrailingBlanks(text);
+  units_.Reserve(std::size_t{trimmed.length_} * 2);
+  const auto length = static_cast<int32>(WriteUtf16(trimmed, units_.data()) - units_.data());
+  const auto write = [&] {
+    const std::size_t room =
+        std::min<std::size_t>(key_.capacity(), std::numeric_limits<int32>::max());
+    return static_cast<uint32>(
+        ucol_getSortKey(collator_, units_.data(), length, key_.data(), static_cast<int32>(room)));
+  };
+  uint32 bytes = write();
+  if (bytes > key_.capacity()) {
+    key_.Reserve(bytes);
+    bytes = write();
+  }
+  // Without the zero byte at the end, which no key holds elsewhere.
+  return {bytes == 0 ? 0 : bytes - 1, key_.data()};
+}
+
+uint32 CollationKeyMaker::GetKeyLength(uint32 characters) {
+  constexpr uint64 kBytesPerCharacter = 8;
+  constexpr uint64 kSeparators = 8;
+  return static_cast<uint32>(std::min<uint64>(characters * kBytesPerCharacter + kSeparators,
+                                              std::numeric_limits<int32>::max()));
 }
 
 }  // namespace sqxer

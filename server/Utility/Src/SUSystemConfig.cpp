@@ -1,16 +1,14 @@
 #include "Utility/SUSystemConfig.h"
 
-#include <unicode/uloc.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
 
+#include "CharacterOrder.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
 
@@ -125,27 +123,10 @@ bool SetJsonErrors(SUSystemConfig& config, const std::string& value) {
   return true;
 }
 
-bool IsKnownLocale(const char* baseName) {
-  for (int32_t i = 0; i < uloc_countAvailable(); ++i) {
-    if (std::strcmp(uloc_getAvailable(i), baseName) == 0) return true;
-  }
-  return false;
-}
-
 bool SetLocale(SUSystemConfig& config, const std::string& value) {
-  if (value.empty()) {
-    config.locale_.clear();
-    return true;
-  }
-  char name[ULOC_FULLNAME_CAPACITY];
-  char baseName[ULOC_FULLNAME_CAPACITY];
-  UErrorCode status = U_ZERO_ERROR;
-  uloc_canonicalize(value.c_str(), name, ULOC_FULLNAME_CAPACITY, &status);
-  uloc_getBaseName(name, baseName, ULOC_FULLNAME_CAPACITY, &status);
-  // A name that just fits is left without its terminator, which is a warning only.
-  if (U_FAILURE(status) || status == U_STRING_NOT_TERMINATED_WARNING) return false;
-  if (!IsKnownLocale(baseName)) return false;
-  config.locale_ = name;
+  const auto locale = value.empty() ? value : LocaleOrder::FindLocale(value);
+  if (!locale) return false;
+  config.locale_ = *locale;
   return true;
 }
 

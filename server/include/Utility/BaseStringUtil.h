@@ -27,6 +27,22 @@ class XEUTILITY_API BaseStringUtil {
   static bool IsCaseInsensitiveMatch(std::wstring_view a, std::wstring_view b);
   /// Simple case folding of one character, the rule behind IsCaseInsensitiveMatch.
   static wchar_t FoldCase(wchar_t c);
+  /// The upper case of a lower-case letter where that is one character; any other character itself.
+  /// Depends on no locale.
+  static wchar_t UpperCase(wchar_t c);
+
+  /// The index of the first occurrence of a pattern at or behind index `from`, or the length of the
+  /// text when there is none, as for an empty pattern. Characters are equal by code point or, when
+  /// case does not count, by their upper case.
+  static uint32 PatternMatch(const RefLongVarChar& text, const RefLongVarChar& pattern, uint32 from,
+                             bool caseSensitive);
+  /// The same for the last occurrence that starts at or before `position`, of which 1 is the first
+  /// character.
+  static uint32 ReversePatternMatch(const RefLongVarChar& text, const RefLongVarChar& pattern,
+                                    uint32 position, bool caseSensitive);
+
+  /// The shortest text that reads back as the same double.
+  static XeString NumberToString(float64 value);
 };
 
 }  // namespace sqxer

@@ -2,8 +2,6 @@
 
 #include <cxxabi.h>
 
-#include <array>
-#include <charconv>
 #include <cstdlib>
 #include <typeinfo>
 
@@ -11,6 +9,7 @@
 #include "SQXERExprExtract.h"
 #include "SQXERExprParam.h"
 #include "SQXERExpression.h"
+#include "Utility/BaseStringUtil.h"
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
@@ -22,12 +21,6 @@ XeString QuotedText(std::wstring_view text) {
   XeString quoted = L"'";
   for (const wchar_t c : text) quoted.append(c == L'\'' ? 2 : 1, c);
   return quoted + L"'";
-}
-
-XeString ShortestText(float64 value) {
-  std::array<char, 32> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-  return XeString(digits.data(), end);
 }
 
 template <class Value>
@@ -49,7 +42,7 @@ XeString ConstantText(RExpression& constant) {
     case XeUInt4Data:
       return std::to_wstring(Evaluate<uint32>(constant));
     case XeDoubleData:
-      return ShortestText(Evaluate<float64>(constant));
+      return BaseStringUtil::NumberToString(Evaluate<float64>(constant));
     case XeNumericData:
       return Evaluate<VelmarNumber>(constant).asString();
     case XeCharData:

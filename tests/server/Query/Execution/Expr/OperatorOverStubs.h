@@ -72,7 +72,12 @@ struct OverStubs {
   static OverStubs Make() {
     OverStubs tree;
     for (Stub<Value>*& stub : tree.operands) stub = new Stub<Value>(kTypeOfValue<Value>);
-    RExpression* node = std::apply([](auto*... stub) { return new Node(stub...); }, tree.operands);
+    RExpression* node;
+    if constexpr (std::is_constructible_v<Node, RExpression*, std::vector<RExpression*>>) {
+      node = new Node(tree.operands[0], {tree.operands.begin() + 1, tree.operands.end()});
+    } else {
+      node = std::apply([](auto*... stub) { return new Node(stub...); }, tree.operands);
+    }
     node->SetSourcePosition(kPosition);
     tree.root = Bound(node);
     return tree;

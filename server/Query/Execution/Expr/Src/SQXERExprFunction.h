@@ -1,0 +1,12 @@
+#pragma once
+
+// The family of the scalar functions: one include for all of them.
+
+#include "SQXERExprFunctionBase.h"
+#include "SQXERExprFunctionMeasure.h"
+#include "SQXERExprFunctionModulo.h"
+#include "SQXERExprFunctionNumeric.h"
+#include "SQXERExprFunctionRounding.h"
+#include "SQXERExprFunctionSearch.h"
+#include "SQXERExprFunctionSortKey.h"
+#include "SQXERExprFunctionTrigonometric.h"

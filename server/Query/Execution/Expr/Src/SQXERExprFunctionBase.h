@@ -1,0 +1,119 @@
+#pragma once
+
+#include <vector>
+
+#include "SQXERExpression.h"
+#include "SQXEROperandBinding.h"
+
+namespace sqxer {
+
+/// The further operands of a function.
+using ExpressionVector = std::vector<RExpression*>;
+
+/// Base of the scalar functions: a first operand, which may be absent (null), and further ones,
+/// which it owns. Operand 0 is the first, operand i the i-th of the further ones. Bind never hands
+/// back a replacement: it brings the operands to the types that Eval works on.
+///
+/// Operands are evaluated in their order; the first status other than a value is returned at once,
+/// so a NULL operand makes the result NULL. A result can be NULL when any operand can.
+class SQXEREXPR_API ValueFunction : public RExpression {
+ public:
+  explicit ValueFunction(RExpression* operand, const ExpressionVector& params = {});
+  ~ValueFunction() override;
+
+  /// Broken invariants: every function has its own.
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+  /// The functions that have no kind of their own report their band's.
+  RExprType GetExpressionType() override { return kFunctionExpressionBegin; }
+  RExpression* GetIthOperand(int index) override;
+  void SetIthOperand(int index, RExpression* operand) override;
+
+ protected:
+  RExpression*& Slot(int index);
+  /// Binds one operand, unless the operands of a second binding are skipped, and returns its shape.
+  OperandShape BindIthOperand(int index, XeAListStream* stream, RExpression*& replacement,
+                              MetaDataInfo& info);
+  /// The same for an operand that must be a text; it becomes a long one. Error 59001 (name, type).
+  OperandShape BindTextOperand(int index, const wchar_t* name, XeAListStream* stream,
+                               RExpression*& replacement, MetaDataInfo& info);
+  /// Sets the result type and fills `info` for a computed value: `length` is that of a text or
+  /// binary.
+  void SetResult(XeDataType type, MetaDataInfo& info, uint32 length = 0);
+
+  /// Evaluates the first operand, then the first further one, into their places, and stores the
+  /// status in retCode_.
+  RExprReturn EvalOperands(void* first, void* second) {
+    retCode_ = operand_->Eval(first);
+    if (retCode_ == kTrue) retCode_ = params_[0]->Eval(second);
+    return retCode_;
+  }
+
+  RExpression* operand_;
+  ExpressionVector params_;
+
+ private:
+  /// What each operand told when it was bound.
+  std::vector<OperandShape> shapes_;
+};
+
+/// Base of the functions that give a number.
+class SQXEREXPR_API NumericValueFunction : public ValueFunction {
+ public:
+  using ValueFunction::ValueFunction;
+  RExprType GetExpressionType() override { return kNumericValueFunction; }
+  /// Whether integers are computed as decimal numbers, as the configuration said at the last
+  /// binding by the rule double-or-numeric.
+  bool IsNumericDefault() const { return bNumericAsDefault; }
+
+ protected:
+  /// What a parameter is brought to, and from which types.
+  enum class ParameterType {
+    /// From int4, uint4 and numeric.
+    kDouble,
+    /// From int4, uint4 and double.
+    kNumeric,
+    /// Integers become doubles; doubles and decimals stay.
+    kDoubleOrNumeric,
+    /// From double and numeric, truncated. Not from uint4.
+    kInt32,
+  };
+  /// Brings a bound operand to a type. Error 59001 (name, type) for one that does not get there.
+  void ConvertIthOperand(int index, ParameterType type, const wchar_t* name);
+  /// Binds the first parameter and brings it to a type.
+  void BindParameter(ParameterType type, const wchar_t* name, XeAListStream* stream,
+                     RExpression*& replacement, MetaDataInfo& info);
+
+  /// Binds the first operand, unless that was done, brings it to double, and so the result. Without
+  /// an operand the result is a double that is never NULL. Errors of these three: 59001 ("Numeric
+  /// function", type).
+  void BindMathFunctionsReturningDouble(XeAListStream* stream, RExpression*& replacement,
+                                        MetaDataInfo& info, bool operandAlreadyBound = false);
+  /// Brings the first operand, already bound, and the result to numeric.
+  void BindMathFunctionsReturningNumeric(XeAListStream* stream, RExpression*& replacement,
+                                         MetaDataInfo& info);
+  /// Binds the first operand: a double gives a double, a numeric a numeric, an integer what the
+  /// configuration says (IntegerMathAsDouble).
+  void BindMathFunctionsReturningDoubleOrNumeric(XeAListStream* stream, RExpression*& replacement,
+                                                 MetaDataInfo& info);
+
+  /// Room for results in bytes. Empty since the last binding: values stand in fields of their own.
+  std::vector<uint8> numericResults_;
+  bool bNumericAsDefault = false;
+};
+
+/// Base of the functions that give a text.
+class SQXEREXPR_API StringValueFunction : public ValueFunction {
+ public:
+  using ValueFunction::ValueFunction;
+  RExprType GetExpressionType() override { return kStringValueFunction; }
+};
+
+/// Base of the functions that give a date-time.
+class SQXEREXPR_API TimeValueFunction : public ValueFunction {
+ public:
+  using ValueFunction::ValueFunction;
+  RExprType GetExpressionType() override { return kTimeValueFunction; }
+};
+
+}  // namespace sqxer

@@ -1,0 +1,83 @@
+#include "SQXERExprFunctionSearch.h"
+
+#include "Utility/BaseStringUtil.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer {
+namespace {
+
+/// The position, from 1, of a text in another one at or behind a start, which may lie anywhere.
+int32 FindFrom(const RefLongVarChar& needle, const RefLongVarChar& haystack, int64 start) {
+  if (start < 0) {
+    const int64 fromEnd = start + haystack.length_ + 1;
+    if (fromEnd < 1) return 0;
+    const uint32 index = BaseStringUtil::ReversePatternMatch(
+        haystack, needle, static_cast<uint32>(fromEnd),
+        ConfiguredCharComparison::isCaseSensitiveCompare.load(std::memory_order_relaxed));
+    return index < haystack.length_ ? static_cast<int32>(index) + 1 : 0;
+  }
+  const int64 skipped = start > 0 ? start - 1 : 0;
+  if (skipped > haystack.length_) return 0;
+  const int32 index = ConfiguredCharComparison::FindString(
+      haystack.buffer_ + skipped, haystack.length_ - static_cast<uint32>(skipped), needle.buffer_,
+      needle.length_);
+  return index < 0 ? 0 : static_cast<int32>(index + skipped + 1);
+}
+
+}  // namespace
+
+std::atomic<bool> ConfiguredCharComparison::isCaseSensitiveCompare{true};
+std::atomic<bool> ConfiguredCharComparison::isSubstringUsingVelmarCompliance{false};
+
+void ConfiguredCharComparison::Initialize() {
+  isCaseSensitiveCompare = SUSystemConfig::GetSystemConfig().caseSensitiveCompare_;
+  isSubstringUsingVelmarCompliance = SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE");
+}
+
+int32 ConfiguredCharComparison::FindString(const wchar_t* haystack, uint32 haystackLength,
+                                           const wchar_t* needle, uint32 needleLength) {
+  const RefLongVarChar text{haystackLength, const_cast<wchar_t*>(haystack)};
+  const RefLongVarChar pattern{needleLength, const_cast<wchar_t*>(needle)};
+  const uint32 index = BaseStringUtil::PatternMatch(
+      text, pattern, 0, isCaseSensitiveCompare.load(std::memory_order_relaxed));
+  return index < haystackLength ? static_cast<int32>(index) : -1;
+}
+
+void Position::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  ConfiguredCharComparison::Initialize();
+  BindTextOperand(0, L"Position", stream, replacement, info);
+  BindTextOperand(1, L"Position", stream, replacement, info);
+  SetResult(XeInt4Data, info);
+}
+
+RExprReturn Position::Eval(void* out) {
+  if (EvalOperands(&varCharOperand_, &varCharParam_) != kTrue) return retCode_;
+  *static_cast<int32*>(out) =
+      ConfiguredCharComparison::FindString(varCharParam_.buffer_, varCharParam_.length_,
+                                           varCharOperand_.buffer_, varCharOperand_.length_) +
+      1;
+  return kTrue;
+}
+
+void Locate::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  ConfiguredCharComparison::Initialize();
+  BindTextOperand(0, L"Locate", stream, replacement, info);
+  BindTextOperand(1, L"Locate", stream, replacement, info);
+  if (HasStart()) {
+    BindIthOperand(2, stream, replacement, info);
+    ConvertIthOperand(2, ParameterType::kInt32, L"Locate");
+  }
+  SetResult(XeInt4Data, info);
+}
+
+RExprReturn Locate::Eval(void* out) {
+  if (EvalOperands(&varCharOperand_, &varCharParam_) != kTrue) return retCode_;
+  if (HasStart()) {
+    retCode_ = params_[1]->Eval(&start_);
+    if (retCode_ != kTrue) return retCode_;
+  }
+  *static_cast<int32*>(out) = FindFrom(varCharOperand_, varCharParam_, start_);
+  return kTrue;
+}
+
+}  // namespace sqxer

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+
+#include "SQXERExprFunctionBase.h"
+
+namespace sqxer {
+
+/// How texts are searched, for the whole process.
+class SQXEREXPR_API ConfiguredCharComparison {
+ public:
+  /// Takes over the configuration. The functions that search call it when they are bound.
+  static void Initialize();
+  /// The index of the first occurrence of a text in another one, -1 when there is none, as for an
+  /// empty text. When case does not count, characters are equal by their upper case.
+  static int32 FindString(const wchar_t* haystack, uint32 haystackLength, const wchar_t* needle,
+                          uint32 needleLength);
+
+  static std::atomic<bool> isCaseSensitiveCompare;
+  /// Positions of substrings as older callers count them.
+  static std::atomic<bool> isSubstringUsingVelmarCompliance;
+};
+
+/// Where the operand first occurs in the first parameter, from 1, as an int4; 0 when nowhere. Error
+/// 59001 ("Position", type) for what is no text.
+class SQXEREXPR_API Position final : public NumericValueFunction {
+ public:
+  using NumericValueFunction::NumericValueFunction;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+
+ private:
+  RefLongVarChar varCharOperand_{};
+  RefLongVarChar varCharParam_{};
+};
+
+/// The same from a start, the optional second parameter: int4, or a double or numeric, truncated
+/// (error 59001, "Locate"). A start of 0 is one of 1. A negative start counts from the end (-1 is
+/// the last character), and the search then goes backward from there.
+class SQXEREXPR_API Locate final : public NumericValueFunction {
+ public:
+  using NumericValueFunction::NumericValueFunction;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+
+ private:
+  bool HasStart() const { return params_.size() > 1 && params_[1] != nullptr; }
+
+  RefLongVarChar varCharOperand_{};
+  RefLongVarChar varCharParam_{};
+  int32 start_ = 1;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+
+#include "SQXERExprFunctionBase.h"
+#include "Utility/CollationKeyMaker.h"
+
+namespace sqxer {
+
+/// The sort key of the operand, a long binary: ordering by keys is the order of a locale, that of
+/// the configuration or the parameter's. The parameter is a text constant, such as 'sv_SE'; error
+/// 59174 (locale) at binding when it is not known. Error 59001 ("NLSSort", type) for an operand
+/// that is no text, and for a parameter that is no text constant.
+///
+/// The key holds until the next evaluation.
+class SQXEREXPR_API NLSSort final : public ValueFunction {
+ public:
+  using ValueFunction::ValueFunction;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+  RExprType GetExpressionType() override { return kNLSSortExpression; }
+
+ private:
+  void BindLocale(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info);
+
+  RefLongVarChar varCharOperand_{};
+  std::optional<CollationKeyMaker> keys_;
+};
+
+}  // namespace sqxer

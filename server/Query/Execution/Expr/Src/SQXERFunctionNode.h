@@ -1,0 +1,64 @@
+#pragma once
+
+#include "SQXERExprFunctionBase.h"
+#include "SQXEROpsNumeric.h"
+
+namespace sqxer {
+
+/// A function of one double that gives a double: an op as a node.
+template <class Op>
+requires MathOp<Op, float64>
+class DoubleFunction : public NumericValueFunction {
+ public:
+  using NumericValueFunction::NumericValueFunction;
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) final {
+    BindMathFunctionsReturningDouble(stream, replacement, info);
+  }
+  RExprReturn Eval(void* out) final {
+    float64 x;
+    retCode_ = operand_->Eval(&x);
+    if (retCode_ == kTrue) {
+      AtSourcePosition([&] { ApplyMath<Op>(x, *static_cast<float64*>(out)); });
+    }
+    return retCode_;
+  }
+};
+
+/// A function of one number that gives a double or a decimal number, as binding decides.
+template <template <class> class Op>
+requires MathOp<Op<float64>, float64> && MathOp<Op<VelmarNumber>, VelmarNumber>
+class DoubleOrNumericFunction : public NumericValueFunction {
+ public:
+  using NumericValueFunction::NumericValueFunction;
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) final {
+    BindMathFunctionsReturningDoubleOrNumeric(stream, replacement, info);
+    evaluate_ = resultDataType_ == XeNumericData ? &DoubleOrNumericFunction::EvalNumeric
+                                                 : &DoubleOrNumericFunction::EvalDouble;
+  }
+  RExprReturn Eval(void* out) final { return (this->*evaluate_)(out); }
+
+ protected:
+  float64 tempValue_ = 0;
+
+ private:
+  RExprReturn EvalDouble(void* out) { return EvalOver(tempValue_, out); }
+  RExprReturn EvalNumeric(void* out) {
+    VelmarNumber x;
+    return EvalOver(x, out);
+  }
+  template <class T>
+  RExprReturn EvalOver(T& x, void* out) {
+    retCode_ = operand_->Eval(&x);
+    if (retCode_ == kTrue) {
+      AtSourcePosition([&] { ApplyMath<Op<T>>(x, *static_cast<T*>(out)); });
+    }
+    return retCode_;
+  }
+
+  RExprReturn (DoubleOrNumericFunction::*evaluate_)(void* out) =
+      &DoubleOrNumericFunction::EvalDouble;
+};
+
+}  // namespace sqxer

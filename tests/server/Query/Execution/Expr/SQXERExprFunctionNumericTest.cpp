@@ -1,0 +1,277 @@
+#include <random>
+
+#include "FunctionTesting.h"
+#include "SQXEROpsRounding.h"
+#include "Utility/SystemUtility.h"
+
+namespace sqxer::test {
+namespace {
+
+VelmarNumber N(const XeString& text) {
+  return VelmarNumber::stringAsNumber(text.c_str(), static_cast<uint32>(text.size()));
+}
+
+const std::vector<XeDataType> kOperandTypes = {Bit,  Char,     LongChar, Bin,  Int4,   UInt4,
+                                               Date, DateTime, Double,   Bool, Numeric};
+const std::set<XeDataType> kNumbers = {Int4, UInt4, Double, Numeric};
+
+template <class... Nodes>
+std::vector<RExpression* (*)(XeDataType)> OfOneOperand() {
+  return {[](XeDataType type) { return Function<Nodes>(Leaf(type)); }...};
+}
+
+TEST(NumericFunction, OperandsOfEveryTypeByBothRules) {
+  const auto doubles = OfOneOperand<Exp, Log, Log10, Sign, Degrees, Radians, Sin, Cos, Tan, Cot,
+                                    Asin, Acos, Atan, Sinh, Cosh, Tanh, Rand>();
+  const auto either = OfOneOperand<Abs, Ceil, Floor, Square, Sqrt>();
+  ConfigScope config;
+  for (const bool integersAsDoubles : {false, true}) {
+    config->integerMathAsDouble_ = integersAsDoubles;
+    for (const XeDataType type : kOperandTypes) {
+      const auto check = [&](auto makers, XeDataType result) {
+        for (const auto make : makers) {
+          if (!kNumbers.contains(type)) {
+            ExpectErrorAt(kPosition, 59001, TypeError(L"Numeric function", type),
+                          [&] { Bound(make(type)); });
+            continue;
+          }
+          TestRecord record({});
+          const auto tree = record.Bind(make(type));
+          SCOPED_TRACE(NodeName(*tree).c_str());
+          EXPECT_EQ(NodeName(*tree->GetIthOperand(0)), Wrapper(type, result));
+          const XeDataType told = NodeName(*tree) == L"Sign" ? Int4 : result;
+          EXPECT_EQ(tree->GetResultDataType(), told);
+          EXPECT_EQ(record.info.objectLength_, XeFieldDescriptor::GetObjectLength(told, 0));
+          EXPECT_EQ(record.info.aliasName_, XeRecordMetaData::exprFieldName_);
+          EXPECT_TRUE(record.info.isNullable_);
+          EXPECT_EQ(tree->GetExpressionType(), kNumericValueFunction);
+        }
+      };
+      const bool numeric = type == Numeric || (type != Double && !integersAsDoubles);
+      check(doubles, Double);
+      check(either, numeric ? Numeric : Double);
+    }
+  }
+  EXPECT_EQ(Outcome<Mod>(-7, 3), "-1");
+  EXPECT_EQ(Outcome<Mod>(7, N(L"3")), "1n");
+}
+
+using Targets = std::map<XeDataType, XeDataType>;
+
+/// Expects a parameter of each type to become of the type in the table, or the error of its name.
+template <class Node>
+void CheckParameter(const XeString& name, const Targets& targets) {
+  for (const XeDataType type : kOperandTypes) {
+    RExpression* const function = Function<Node>(1.0, Leaf(type));
+    if (!targets.contains(type)) {
+      ExpectErrorAt(kPosition, 59001, TypeError(name, type), [&] { Bound(function); });
+      continue;
+    }
+    const XeDataType target = targets.at(type);
+    const auto tree = Bound(function);
+    // A decimal becomes an integer by way of a double.
+    EXPECT_EQ(NodeName(*tree->GetIthOperand(1)),
+              Wrapper(type == Numeric && target == Int4 ? Double : type, target));
+    EXPECT_EQ(tree->GetResultDataType(), target == Numeric ? Numeric : Double);
+  }
+}
+
+TEST(NumericFunction, ParametersOfEveryType) {
+  const Targets toDouble = {{Int4, Double}, {UInt4, Double}, {Double, Double}, {Numeric, Double}};
+  const Targets toInt32 = {{Int4, Int4}, {Double, Int4}, {Numeric, Int4}};
+  CheckParameter<Pow>(L"Power", toDouble);
+  CheckParameter<Atan2>(L"Atan2", toDouble);
+  CheckParameter<Modf>(L"Modf", toDouble);
+  CheckParameter<Round>(L"Round", toInt32);
+  CheckParameter<Truncate>(L"Truncate", toInt32);
+  CheckParameter<ExtractBitFromInt>(L"ExtractBit", toInt32);
+  Targets divisor = toDouble;
+  divisor[Numeric] = Numeric;
+  CheckParameter<Mod>(L"Mod", divisor);
+}
+
+TEST(NumericFunction, StatusesPassUp) {
+  ExpectStatusesPassUp<1, Abs, Exp, Sign, Rand>(1.0);
+  ExpectStatusesPassUp<1, Sqrt>(VelmarNumber::one);
+  ExpectStatusesPassUp<2, Pow, Mod, Modf, Atan2, Round, Truncate, ExtractBitFromInt>(1.0);
+  ExpectStatusesPassUp<2, Pow, Mod>(VelmarNumber::one);
+}
+
+TEST(NumericFunction, BrokenInvariants) {
+  ValueFunction bare(Leaf(Int4), {Leaf(Int4)});
+  TestRecord record({});
+  RExpression *slot = &bare, *replacement = nullptr;
+  ExpectBroken([&] { BindInPlace(slot, nullptr, replacement, record.info); });
+  ExpectBroken([&] { bare.Eval(&slot); });
+  for (const int index : {-1, 2}) ExpectBroken([&] { bare.SetIthOperand(index, nullptr); });
+}
+
+TEST(NumericFunction, KnownResults) {
+  const float64 nan = std::nan("");
+  const std::string limit = " 1.7976931348623158e+308";
+  const std::string most = " 9.9999999999999999999999999999999999999E+127";
+  // clang-format off
+  const std::pair<std::string, std::string> kCases[] = {
+      {Outcome<Abs>(INT32_MIN), "2147483648n"}, {Outcome<Abs>(-0.5), "0.5"},
+      {Outcome<Ceil>(-1.5), "-1"}, {Outcome<Ceil>(N(L"1.000000000000000000000000001")), "2n"},
+      {Outcome<Floor>(-1.5), "-2"}, {Outcome<Floor>(N(L"-0.1")), "-1n"},
+      {Outcome<Square>(uint32{4294967295}), "18446744065119617025n"},
+      {Outcome<Square>(1e200), "59161 Square" + limit}, {Outcome<Square>(nan), "nan"},
+      {Outcome<Square>(N(L"1e64")), "59161 MultiplyNumber" + most},
+      {Outcome<Sqrt>(-1), "59009 -1"}, {Outcome<Sqrt>(-0.25), "59009 -0.25"},
+      {Outcome<Sqrt>(N(L"-2.50")), "59009 -2.5"}, {Outcome<Sqrt>(-0.0), "-0"},
+      {Outcome<Sqrt>(2), "1.4142135623730950488016887242096980786n"},
+      {Outcome<Exp>(1000), "59161 Exp" + limit}, {Outcome<Exp>(-1000), "0"},
+      {Outcome<Log>(0), "59161 Log" + limit}, {Outcome<Log>(-1), "59010 Log"},
+      {Outcome<Log10>(0.0), "59161 Log10" + limit}, {Outcome<Log10>(-HUGE_VAL), "59010 Log10"},
+      {Outcome<Pow>(2, 10), "1024n"}, {Outcome<Pow>(2.0, N(L"0.5")), "1.4142135623730951"},
+      {Outcome<Pow>(0, -1), "59010 Power"}, {Outcome<Pow>(-0.0, -0.5), "59010 Power"},
+      {Outcome<Pow>(0.0, 0), "1"}, {Outcome<Pow>(-8.0, 0.5), "59010 Power"},
+      {Outcome<Pow>(10.0, 309), "59161 Power" + limit}, {Outcome<Pow>(10.0, -400), "0"},
+      {Outcome<Pow>(10, 200), "59161 ConvertFloat64toNumber" + most},
+      {Outcome<Mod>(-7, 3), "-1n"}, {Outcome<Mod>(7.5, -2), "1.5"}, {Outcome<Mod>(7, 0), "59008"},
+      {Outcome<Mod>(7.0, -0.0), "59008"}, {Outcome<Mod>(0.5, N(L"0.20")), "0.1n"},
+      {Outcome<Mod>(N(L"1e30"), 7.0), "1n"}, {Outcome<Sign>(-0.0), "0"},
+      {Outcome<Sign>(N(L"-1e-100")), "-1"}, {Outcome<Sign>(uint32{4294967295}), "1"},
+      {Outcome<ExtractBitFromInt>(5, 1), "1"}, {Outcome<ExtractBitFromInt>(5, 2.9), "0"},
+      {Outcome<ExtractBitFromInt>(5, 0), "59162 ExtractBit 1"},
+      {Outcome<ExtractBitFromInt>(-1, N(L"32")), "1"}, {Outcome<ExtractBitFromInt>(-0.5, 1), "1"},
+      {Outcome<ExtractBitFromInt>(-1, 33), "0"}, {Outcome<ExtractBitFromInt>(4294967296.0, 1), "0"},
+      {Outcome<ExtractBitFromInt>(1e300, 1), "0"}, {Outcome<ExtractBitFromInt>(nan, 1), "0"},
+      {Outcome<Asin>(1.5), "59010 Asin"}, {Outcome<Acos>(-2), "59010 Acos"},
+      {Outcome<Asin>(nan), "nan"}, {Outcome<Cosh>(1000), "inf"}, {Outcome<Sinh>(-1000), "-inf"},
+      {Outcome<Sinh>(nan), "nan"}, {Outcome<Atan2>(0, -1), "3.141592653589793"},
+      {Outcome<Cot>(0), "1.7976931348623157e+308"}, {Outcome<Round>(2.5, 0), "3"},
+      {Outcome<Round>(1250, -2), "1300"}, {Outcome<Round>(1.005, 2), "1.01"},
+      {Outcome<Round>(2.675, 2), "2.68"}, {Outcome<Round>(N(L"-1.25"), 1.9), "-1.2"},
+      {Outcome<Truncate>(1234.5678, -2), "1200"}, {Outcome<Truncate>(0.3, 1), "0.3"},
+      {Outcome<Truncate>(-0.3, 1), "-0.3"}, {Outcome<Truncate>(-2.7, 0), "-2"}};
+  // clang-format on
+  for (const auto& [outcome, expected] : kCases) EXPECT_EQ(outcome, expected);
+}
+
+// What callers rely on although it looks like a fault.
+TEST(NumericFunction, OdditiesKept) {
+  // Halves of negative numbers go toward zero.
+  EXPECT_EQ(Outcome<Round>(-2.5, 0), "-2");
+  EXPECT_EQ(Outcome<Round>(-0.5, 0), "-0");
+  EXPECT_EQ(Outcome<Round>(-1250, -2), "-1200");
+  // What makes up for binary fractions is added twice.
+  EXPECT_EQ(Outcome<Round>(0.4999999999999985, 0), "1");
+  EXPECT_EQ(Outcome<Round>(0.499999999999997, 0), "0");
+  // Fractions further from a whole place than the digits of the number allow are not carried.
+  EXPECT_EQ(Outcome<Truncate>(6.93, 2), "6.92");
+  // A NaN is positive.
+  EXPECT_EQ(Outcome<Sign>(std::nan("")), "1");
+  // Pi has fourteen decimals, and is 22/7 between degrees and radians.
+  EXPECT_EQ(Outcome<Pi>(), "3.14159265358979");
+  EXPECT_EQ(Outcome<Degrees>(22.0 / 7) + Outcome<Radians>(1), "1800.01746031746031746");
+  // The slot's value is divided; the parameter's takes no part.
+  const auto modf = Bound(Function<Modf>(2.0, 1000.0));
+  for (const auto& [dividend, expected] : {std::pair(7.5, 0.75), {-7.0, -0.5}, {4.0, 0.0}}) {
+    float64 slot = dividend;
+    modf->Eval(&slot);
+    EXPECT_EQ(slot, expected);
+  }
+  EXPECT_EQ(Outcome<Modf>(0, 5), "59008");
+  // More digits, fewer nines; then eleven again.
+  for (int digits = 0; digits <= 20; ++digits) {
+    const std::string nines(digits > 14 ? 11 : 15 - digits, '9');
+    const float64 least = digits == 0 ? 0.0 : std::pow(10.0, digits - 1);
+    for (const float64 v : {-least, least * 5}) {
+      EXPECT_EQ(CalculateFudgeFactor(v), std::stod("0." + nines)) << v;
+    }
+  }
+}
+
+TEST(Rand, SeedsAtEveryRowOrOnce) {
+  const auto draw = [](RExpression& tree) {
+    float64 value = 0;
+    EXPECT_EQ(tree.Eval(&value), kTrue);
+    return value;
+  };
+  const auto everyRow = Bound(Function<Rand>(7.9)), once = Bound(new Rand(Arg(7), {}, true));
+  const float64 first = draw(*everyRow);
+  EXPECT_EQ(draw(*everyRow), first);
+  EXPECT_EQ(draw(*once), first);
+  EXPECT_NE(draw(*once), first);
+  EXPECT_NE(draw(*Bound(Function<Rand>(8))), first);
+  TestRecord record({});
+  const auto free = record.Bind(new Rand(nullptr));
+  EXPECT_FALSE(record.info.isNullable_);
+  SystemUtility::SetSeedValue(7);
+  EXPECT_EQ(draw(*free), first);
+  float64 sum = 0, value = 0;
+  for (int i = 0; i < 10000; ++i, sum += value) {
+    value = draw(*free);
+    ASSERT_TRUE(value >= 0 && value <= 1);
+  }
+  EXPECT_NEAR(sum, 5000, 6 * 0.29 * 100);  // six deviations
+}
+
+template <class Node>
+RExpression* Of(RExpression* operand) {
+  return new Node(operand);
+}
+
+TEST(NumericFunction, DoublesAgreeWithExtendedPrecision) {
+  using L = long double;
+  struct Twin {
+    RExpression* (*make)(RExpression*);
+    L (*exact)(L);
+    float64 low, high;
+  };
+  // clang-format off
+  const Twin kTwins[] = {
+      {Of<Sin>, sinl, -20, 20}, {Of<Cos>, cosl, -20, 20}, {Of<Tan>, tanl, -20, 20},
+      {Of<Cot>, [](L x) { return 1 / tanl(x); }, -20, 20}, {Of<Asin>, asinl, -1, 1},
+      {Of<Acos>, acosl, -1, 1}, {Of<Atan>, atanl, -50, 50}, {Of<Sinh>, sinhl, -700, 700},
+      {Of<Cosh>, coshl, -700, 700}, {Of<Tanh>, tanhl, -20, 20}, {Of<Exp>, expl, -700, 700},
+      {Of<Log>, logl, 1e-300, 1e6}, {Of<Log10>, log10l, 1e-300, 1e6}, {Of<Sqrt>, sqrtl, 0, 1e6},
+      {Of<Square>, [](L x) { return x * x; }, -1e6, 1e6},
+      {Of<Degrees>, [](L x) { return x * 180 * 7 / 22; }, -20, 20},
+      {Of<Radians>, [](L x) { return x * 22 / 7 / 180; }, -1000, 1000}};
+  // clang-format on
+  std::mt19937_64 engine(11);
+  for (const Twin& twin : kTwins) {
+    auto* const stub = Arg(0.0);
+    const auto tree = Bound(twin.make(stub));
+    for (int i = 0; i < 300; ++i) {
+      stub->value_ = std::uniform_real_distribution(twin.low, twin.high)(engine);
+      float64 result = 0;
+      ASSERT_EQ(tree->Eval(&result), kTrue);
+      EXPECT_DOUBLE_EQ(result, static_cast<float64>(twin.exact(stub->value_)))
+          << NodeName(*tree).c_str() << " of " << stub->value_;
+    }
+  }
+}
+
+// Decimal fractions, rounded exactly as whole numbers.
+TEST(Rounding, AgreesWithWholeNumbers) {
+  const auto tenTo = [](int power) { return static_cast<int64>(std::pow(10.0, power)); };
+  std::mt19937_64 engine(5);
+  const auto pick = [&](auto least, auto most) {
+    return std::uniform_int_distribution(least, most)(engine);
+  };
+  for (int i = 0; i < 4000; ++i) {
+    const int places = pick(0, 6), n = pick(-3, places);
+    const int64 most = tenTo(pick(1, 10)), step = tenTo(places - n);
+    // Ends in a 5 often enough: halves are what goes wrong.
+    const int64 coefficient = pick(-most, most) / 10 * 10 + (i % 3 ? pick(0, 9) : 5);
+    const float64 x = static_cast<float64>(coefficient) / tenTo(places);
+    SCOPED_TRACE(testing::Message() << x << " to " << n);
+    const auto valueOf = [&](int64 units) {
+      return n < 0 ? static_cast<float64>(units * tenTo(-n)) : units * 1.0 / tenTo(n);
+    };
+    const int64 whole = coefficient / step, rest = coefficient % step;
+    const int64 nearest = whole + (rest > 0 && 2 * rest >= step) - (rest < 0 && -2 * rest > step);
+    EXPECT_DOUBLE_EQ(RoundOp::Apply(x, n), valueOf(nearest));
+    // The double of a number that has no more digits may lie just below it.
+    const float64 cut = TruncateOp::Apply(x, n);
+    const bool isBelow = rest == 0 && std::fabs(cut) < std::fabs(valueOf(whole)) * (1 - 1e-13);
+    EXPECT_DOUBLE_EQ(cut, valueOf(whole - isBelow * ((whole > 0) - (whole < 0))));
+  }
+}
+
+}  // namespace
+}  // namespace sqxer::test
