@@ -60,6 +60,40 @@ wchar_t* Decode(std::string_view utf8, wchar_t* out) {
   return out;
 }
 
+bool IsAscii(wchar_t c) { return static_cast<uint32>(c) < 0x80; }
+
+wchar_t AsciiUpperCase(wchar_t c) {
+  return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
+}
+
+wchar_t AsciiLowerCase(wchar_t c) {
+  return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+}
+
+template <wchar_t (*mapAscii)(wchar_t), UChar32 (*map)(UChar32)>
+wchar_t MapCase(wchar_t c) {
+  return IsAscii(c) ? mapAscii(c) : static_cast<wchar_t>(map(static_cast<UChar32>(c)));
+}
+
+/// Blocks that are all ASCII are mapped without a branch, which the compiler does many characters
+/// at a time.
+template <wchar_t (*mapAscii)(wchar_t), UChar32 (*map)(UChar32)>
+void MapText(const RefLongVarChar& text, wchar_t* out) {
+  constexpr uint32 kBlock = 8;
+  const wchar_t* from = text.buffer_;
+  const wchar_t* const end = from + text.length_;
+  for (; end - from >= kBlock; from += kBlock, out += kBlock) {
+    uint32 bits = 0;
+    for (uint32 i = 0; i < kBlock; ++i) bits |= static_cast<uint32>(from[i]);
+    if (bits < 0x80) {
+      std::transform(from, from + kBlock, out, mapAscii);
+    } else {
+      std::transform(from, from + kBlock, out, MapCase<mapAscii, map>);
+    }
+  }
+  std::transform(from, end, out, MapCase<mapAscii, map>);
+}
+
 /// Whether `count` characters are equal when case does not count.
 bool AreEqualInUpperCase(const wchar_t* a, const wchar_t* b, std::size_t count) {
   return std::equal(a, a + count, b, [](wchar_t c, wchar_t d) {
@@ -124,14 +158,20 @@ uint32 BaseStringUtil::CountCharacters(std::string_view utf8) {
 void BaseStringUtil::DecodeUtf8(std::string_view utf8, wchar_t* out) { Decode(utf8, out); }
 
 wchar_t BaseStringUtil::FoldCase(wchar_t c) {
-  if (c >= 0 && c < 0x80) return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
+  if (IsAscii(c)) return AsciiLowerCase(c);
   return static_cast<wchar_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
 }
 
-wchar_t BaseStringUtil::UpperCase(wchar_t c) {
-  if (c >= 0 && c < 0x80) return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - 32) : c;
-  const auto codePoint = static_cast<UChar32>(c);
-  return u_islower(codePoint) ? static_cast<wchar_t>(u_toupper(codePoint)) : c;
+wchar_t BaseStringUtil::UpperCase(wchar_t c) { return MapCase<AsciiUpperCase, u_toupper>(c); }
+
+wchar_t BaseStringUtil::LowerCase(wchar_t c) { return MapCase<AsciiLowerCase, u_tolower>(c); }
+
+void BaseStringUtil::UpperCase(const RefLongVarChar& text, wchar_t* out) {
+  MapText<AsciiUpperCase, u_toupper>(text, out);
+}
+
+void BaseStringUtil::LowerCase(const RefLongVarChar& text, wchar_t* out) {
+  MapText<AsciiLowerCase, u_tolower>(text, out);
 }
 
 uint32 BaseStringUtil::PatternMatch(const RefLongVarChar& text, const RefLongVarChar& pattern,

@@ -27,9 +27,13 @@ class XEUTILITY_API BaseStringUtil {
   static bool IsCaseInsensitiveMatch(std::wstring_view a, std::wstring_view b);
   /// Simple case folding of one character, the rule behind IsCaseInsensitiveMatch.
   static wchar_t FoldCase(wchar_t c);
-  /// The upper case of a lower-case letter where that is one character; any other character itself.
-  /// Depends on no locale.
+  /// The upper or lower case of a character where that is one character; any other character
+  /// itself. Depends on no locale.
   static wchar_t UpperCase(wchar_t c);
+  static wchar_t LowerCase(wchar_t c);
+  /// The same for each character of a text; `out` has room for as many.
+  static void UpperCase(const RefLongVarChar& text, wchar_t* out);
+  static void LowerCase(const RefLongVarChar& text, wchar_t* out);
 
   /// The index of the first occurrence of a pattern at or behind index `from`, or the length of the
   /// text when there is none, as for an empty pattern. Characters are equal by code point or, when

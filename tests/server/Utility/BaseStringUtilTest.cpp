@@ -44,5 +44,29 @@ TEST(BaseStringUtil, MatchesNamesWithoutLetterCase) {
   EXPECT_FALSE(match(L"\u00DF", L"ss"));  // simple folding keeps the length
 }
 
+TEST(BaseStringUtil, CaseOfCharactersAndOfTexts) {
+  XeString text, upper, lower;
+  // Runs of ASCII of every length to 20 between all letters of other scripts.
+  for (wchar_t c = 0; c < 0x1F000; ++c) {
+    text.append(1, c).append(static_cast<std::size_t>(c % 21), c % 2 == 0 ? L'q' : L'Q');
+  }
+  for (const wchar_t c : text) {
+    upper += BaseStringUtil::UpperCase(c);
+    lower += BaseStringUtil::LowerCase(c);
+  }
+  XeString out(text.size(), L'\0');
+  const RefLongVarChar ref{static_cast<uint32>(text.size()), text.data()};
+  BaseStringUtil::UpperCase(ref, out.data());
+  EXPECT_TRUE(out == upper);
+  BaseStringUtil::LowerCase(ref, out.data());
+  EXPECT_TRUE(out == lower);
+  // Sharp s has no upper case of one character; a titlecase digraph and a circled letter have one.
+  const std::pair<wchar_t, wchar_t> kUpper[] = {
+      {L'z', L'Z'},     {L'{', L'{'},       {0xDF, 0xDF},       {0x1C5, 0x1C4},
+      {0x24D0, 0x24B6}, {0x10428, 0x10400}, {0x1F426, 0x1F426}, {-1, -1}};
+  for (const auto& [c, expected] : kUpper) EXPECT_EQ(BaseStringUtil::UpperCase(c), expected);
+  EXPECT_EQ(BaseStringUtil::LowerCase(0x10400), 0x10428);
+}
+
 }  // namespace
 }  // namespace sqxer

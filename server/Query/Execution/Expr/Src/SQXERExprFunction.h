@@ -9,4 +9,6 @@
 #include "SQXERExprFunctionRounding.h"
 #include "SQXERExprFunctionSearch.h"
 #include "SQXERExprFunctionSortKey.h"
+#include "SQXERExprFunctionString.h"
+#include "SQXERExprFunctionStringEdit.h"
 #include "SQXERExprFunctionTrigonometric.h"

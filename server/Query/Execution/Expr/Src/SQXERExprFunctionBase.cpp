@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
+#include "SQXERExprCast.h"
 #include "SQXERExprConvert.h"
 #include "SQXERTypedVariant.h"
 #include "Utility/SUSystemConfig.h"
@@ -40,10 +42,12 @@ constexpr NumericConversion kToDoubleOrNumeric[] = {{XeInt4Data, &Make<ConvertIn
 constexpr NumericConversion kToInt32[] = {{XeDoubleData, &Make<ConvertFloat64toInt32>},
                                           {XeNumericData, &MakeNumberToInt32},
                                           {XeInt4Data, nullptr}};
+constexpr NumericConversion kToInt32FromDouble[] = {{XeDoubleData, &Make<ConvertFloat64toInt32>},
+                                                    {XeInt4Data, nullptr}};
 
 /// In the order of ParameterType.
-constexpr std::span<const NumericConversion> kConversions[] = {kToDouble, kToNumeric,
-                                                               kToDoubleOrNumeric, kToInt32};
+constexpr std::span<const NumericConversion> kConversions[] = {
+    kToDouble, kToNumeric, kToDoubleOrNumeric, kToInt32, kToInt32FromDouble};
 
 constexpr const wchar_t* kNumericFunction = L"Numeric function";
 
@@ -97,6 +101,40 @@ OperandShape ValueFunction::BindTextOperand(int index, const wchar_t* name, XeAL
   return shape;
 }
 
+void ValueFunction::ConvertIthOperand(int index, ParameterType type, const wchar_t* name) {
+  RExpression*& slot = Slot(index);
+  const XeDataType from = slot->GetResultDataType();
+  for (const NumericConversion& conversion : kConversions[static_cast<int>(type)]) {
+    if (conversion.from != from) continue;
+    if (conversion.make != nullptr) slot = conversion.make(slot);
+    return;
+  }
+  throwExecutionError(kTypeNotSupported, name, from, XeUnknown);
+}
+
+void ValueFunction::ReBindAsCastToInt4(int index, XeAListStream* stream) {
+  RExpression*& slot = Slot(index);
+  RExpression* const pParamExpr = slot;
+  XE_ASSERT(pParamExpr);
+  if (pParamExpr->GetResultDataType() == XeInt4Data) return;
+  const OperandShape& shape = shapes_[static_cast<std::size_t>(index)];
+  MetaDataInfo info;
+  info.objectLength_ = shape.length;
+  info.isNullable_ = shape.nullable;
+  const int length = static_cast<int>(XeFieldDescriptor::GetObjectLength(XeInt4Data, 0));
+  slot = new CastToInt32(pParamExpr, XeInt4Data, length, 0);
+  slot->SetSourcePosition(pParamExpr->GetSourcePosition());
+  slot->SetSkipReBindChildren(true);
+  RExpression* pNewExpression = nullptr;
+  try {
+    slot->Bind(stream, pNewExpression, info);
+  } catch (ErrorMessage& error) {
+    error.SetSourcePosition(slot->GetSourcePosition());
+    throw;
+  }
+  XE_ASSERT(pNewExpression == NULL);
+}
+
 void ValueFunction::SetResult(XeDataType type, MetaDataInfo& info, uint32 length) {
   resultDataType_ = type;
   info.objectLength_ = XeFieldDescriptor::GetObjectLength(type, length);
@@ -107,15 +145,11 @@ void ValueFunction::SetResult(XeDataType type, MetaDataInfo& info, uint32 length
   info.scale_ = 0;
 }
 
-void NumericValueFunction::ConvertIthOperand(int index, ParameterType type, const wchar_t* name) {
-  RExpression*& slot = Slot(index);
-  const XeDataType from = slot->GetResultDataType();
-  for (const NumericConversion& conversion : kConversions[static_cast<int>(type)]) {
-    if (conversion.from != from) continue;
-    if (conversion.make != nullptr) slot = conversion.make(slot);
-    return;
-  }
-  throwExecutionError(kTypeNotSupported, name, from, XeUnknown);
+void ValueFunction::MoveOperandsTo(ValueFunction& variant) noexcept {
+  std::swap(operand_, variant.operand_);
+  params_.swap(variant.params_);
+  shapes_.swap(variant.shapes_);
+  std::swap(numOperands_, variant.numOperands_);
 }
 
 void NumericValueFunction::BindParameter(ParameterType type, const wchar_t* name,
@@ -162,6 +196,14 @@ void NumericValueFunction::BindMathFunctionsReturningDoubleOrNumeric(XeAListStre
   } else {
     BindMathFunctionsReturningDouble(stream, replacement, info, true);
   }
+}
+
+uint32 StringValueFunction::LimitLength(int index, uint32 length) {
+  RExpression& count = *Slot(index);
+  int32 value = 0;
+  const bool isKnown =
+      count.GetExpressionType() == kConstantExpression && count.Eval(&value) == kTrue;
+  return isKnown ? std::min(length, static_cast<uint32>(std::max(value, 0))) : length;
 }
 
 }  // namespace sqxer

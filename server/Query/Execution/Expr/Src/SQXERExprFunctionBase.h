@@ -11,8 +11,9 @@ namespace sqxer {
 using ExpressionVector = std::vector<RExpression*>;
 
 /// Base of the scalar functions: a first operand, which may be absent (null), and further ones,
-/// which it owns. Operand 0 is the first, operand i the i-th of the further ones. Bind never hands
-/// back a replacement: it brings the operands to the types that Eval works on.
+/// which it owns. Operand 0 is the first, operand i the i-th of the further ones. Bind brings the
+/// operands to the types that Eval works on, and hands back no replacement but for the functions
+/// that have a variant for fixed and one for long texts.
 ///
 /// Operands are evaluated in their order; the first status other than a value is returned at once,
 /// so a NULL operand makes the result NULL. A result can be NULL when any operand can.
@@ -37,15 +38,43 @@ class SQXEREXPR_API ValueFunction : public RExpression {
   /// The same for an operand that must be a text; it becomes a long one. Error 59001 (name, type).
   OperandShape BindTextOperand(int index, const wchar_t* name, XeAListStream* stream,
                                RExpression*& replacement, MetaDataInfo& info);
+  /// What a bound operand is brought to, and from which types.
+  enum class ParameterType {
+    /// From int4, uint4 and numeric.
+    kDouble,
+    /// From int4, uint4 and double.
+    kNumeric,
+    /// Integers become doubles; doubles and decimals stay.
+    kDoubleOrNumeric,
+    /// From double and numeric, truncated. Not from uint4.
+    kInt32,
+    /// From double alone, truncated.
+    kInt32FromDouble,
+  };
+  /// Brings a bound operand to a type. Error 59001 (name, type) for one that does not get there.
+  void ConvertIthOperand(int index, ParameterType type, const wchar_t* name);
+  /// Brings a bound operand to int4 as a cast does; one that is of that type stays as it is. Errors
+  /// are the cast's: 59001 ("CastToInt32", type), and those of its rows.
+  void ReBindAsCastToInt4(int index, XeAListStream* stream);
   /// Sets the result type and fills `info` for a computed value: `length` is that of a text or
   /// binary.
   void SetResult(XeDataType type, MetaDataInfo& info, uint32 length = 0);
+  /// Gives the operands, and what they told, to a variant that takes this node's place.
+  void MoveOperandsTo(ValueFunction& variant) noexcept;
 
-  /// Evaluates the first operand, then the first further one, into their places, and stores the
+  /// Evaluates the first operand, then the further ones in order, into their places, and stores the
   /// status in retCode_.
-  RExprReturn EvalOperands(void* first, void* second) {
+  template <class... Rest>
+  RExprReturn EvalOperands(void* first, Rest*... rest) {
     retCode_ = operand_->Eval(first);
-    if (retCode_ == kTrue) retCode_ = params_[0]->Eval(second);
+    return retCode_ == kTrue ? EvalParams(rest...) : retCode_;
+  }
+  /// The same for the further operands alone.
+  template <class... Places>
+  RExprReturn EvalParams(Places*... places) {
+    retCode_ = kTrue;
+    [[maybe_unused]] auto param = params_.begin();
+    static_cast<void>((((retCode_ = (*param++)->Eval(places)) == kTrue) && ...));
     return retCode_;
   }
 
@@ -67,19 +96,6 @@ class SQXEREXPR_API NumericValueFunction : public ValueFunction {
   bool IsNumericDefault() const { return bNumericAsDefault; }
 
  protected:
-  /// What a parameter is brought to, and from which types.
-  enum class ParameterType {
-    /// From int4, uint4 and numeric.
-    kDouble,
-    /// From int4, uint4 and double.
-    kNumeric,
-    /// Integers become doubles; doubles and decimals stay.
-    kDoubleOrNumeric,
-    /// From double and numeric, truncated. Not from uint4.
-    kInt32,
-  };
-  /// Brings a bound operand to a type. Error 59001 (name, type) for one that does not get there.
-  void ConvertIthOperand(int index, ParameterType type, const wchar_t* name);
   /// Binds the first parameter and brings it to a type.
   void BindParameter(ParameterType type, const wchar_t* name, XeAListStream* stream,
                      RExpression*& replacement, MetaDataInfo& info);
@@ -107,6 +123,16 @@ class SQXEREXPR_API StringValueFunction : public ValueFunction {
  public:
   using ValueFunction::ValueFunction;
   RExprType GetExpressionType() override { return kStringValueFunction; }
+
+ protected:
+  /// The greatest length of a text of as many characters as a bound int4 operand says, which has no
+  /// more than `length` anyway: less than that when the operand is a constant.
+  uint32 LimitLength(int index, uint32 length);
+  /// Error 59007 (count, name) for a count below the least.
+  void RequireCount(int32 count, int32 least, const wchar_t* name) const {
+    if (count < least) [[unlikely]]
+      RaiseError(59007, {std::to_wstring(count), name});
+  }
 };
 
 /// Base of the functions that give a date-time.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "OperatorOverStubs.h"
+#include "SQXERExprConstant.h"
 #include "SQXERExprFunction.h"
 #include "Utility/BaseStringUtil.h"
 #include "server/Utility/UtilityTesting.h"
@@ -9,11 +10,22 @@ namespace sqxer::test {
 
 inline constexpr int kPosition = 17;
 
-/// A leaf with a value, of the type that goes with it; a node is itself.
+/// An operand that is a text constant.
+inline RExpression* T(const XeString& text) { return new ConstantLongVarXeChar(text); }
+
+/// A column of fixed length.
+inline RExpression* Fixed(const wchar_t* text) {
+  const auto length = static_cast<uint32>(std::wcslen(text));
+  return new Stub<wchar_t*>(XeCharData, const_cast<wchar_t*>(text), kTrue, length);
+}
+
+/// A leaf with a value, of the type that goes with it, or a text constant; a node is itself.
 template <class Value>
 auto* Arg(const Value& value) {
   if constexpr (std::is_convertible_v<Value, RExpression*>) {
     return value;
+  } else if constexpr (std::is_convertible_v<Value, XeString>) {
+    return T(value);
   } else {
     return new Stub<Value>(kTypeOfValue<Value>, value);
   }
@@ -38,6 +50,9 @@ inline std::string OutcomeOf(RExpression* function) {
     if (type == Int4) return std::to_string(EvalAs<int32>(*tree).value());
     if (type == Numeric) {
       return BaseStringUtil::StringToUtf8(EvalAs<VelmarNumber>(*tree)->asString()) + "n";
+    }
+    if (type == Char || type == LongChar) {
+      return BaseStringUtil::StringToUtf8(EvalText(*tree).value());
     }
     const XeString text = BaseStringUtil::NumberToString(EvalAs<float64>(*tree).value());
     return BaseStringUtil::StringToUtf8(text);

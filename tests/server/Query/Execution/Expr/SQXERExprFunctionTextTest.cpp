@@ -1,21 +1,11 @@
 #include <random>
 
 #include "FunctionTesting.h"
-#include "SQXERExprConstant.h"
 #include "Utility/ExecutionUtility.h"
 #include "Utility/SystemUtility.h"
 
 namespace sqxer::test {
 namespace {
-
-/// An operand that is a text constant.
-RExpression* T(const XeString& text) { return new ConstantLongVarXeChar(text); }
-
-/// A column of fixed length.
-RExpression* Fixed(const wchar_t* text) {
-  const auto length = static_cast<uint32>(std::wcslen(text));
-  return new Stub<wchar_t*>(Char, const_cast<wchar_t*>(text), kTrue, length);
-}
 
 TEST(TextFunction, KnownResults) {
   const XeString wide = L"\u00E4\U0001F426";
