@@ -3,6 +3,7 @@
 // The family of the scalar functions: one include for all of them.
 
 #include "SQXERExprFunctionBase.h"
+#include "SQXERExprFunctionCalendar.h"
 #include "SQXERExprFunctionMeasure.h"
 #include "SQXERExprFunctionModulo.h"
 #include "SQXERExprFunctionNumeric.h"
@@ -11,4 +12,5 @@
 #include "SQXERExprFunctionSortKey.h"
 #include "SQXERExprFunctionString.h"
 #include "SQXERExprFunctionStringEdit.h"
+#include "SQXERExprFunctionTimestamp.h"
 #include "SQXERExprFunctionTrigonometric.h"
