@@ -5,24 +5,20 @@
 #include <utility>
 
 #include "DateTimeReading.h"
+#include "EnglishDateNames.h"
 #include "TextBlanks.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/XeAssert.h"
+#include "Utility/XeCalendar.h"
+#include "Utility/XeIntlDateTimeMgr.h"
 
 namespace sqxer {
 
 namespace {
 
-constexpr std::array<std::wstring_view, 12> kMonthNames = {
-    L"January", L"February", L"March",     L"April",   L"May",      L"June",
-    L"July",    L"August",   L"September", L"October", L"November", L"December"};
-constexpr std::array<std::wstring_view, 7> kDayNames = {
-    L"Sunday", L"Monday", L"Tuesday", L"Wednesday", L"Thursday", L"Friday", L"Saturday"};
 constexpr std::array<std::wstring_view, 2> kHalfNames = {L"AM", L"PM"};
-constexpr std::size_t kShortName = 3;
 
 struct Element {
   std::wstring_view spelling;
@@ -113,7 +109,7 @@ class Fields {
   }
 
   bool ResolveDate(XeDate& date) const {
-    const int firstDayOfWeek = SUSystemConfig::GetSystemConfig().firstDayOfWeek_;
+    const int firstDayOfWeek = XeIntlDateTimeMgr::GetFirstDayOfWeek();
     date = XeDate(Get(kYear, 1900), Get(kMonth, 1), Get(kDay, 1));
     if (!date.IsValid()) return false;
     if (Has(kDayOfYear)) {
@@ -191,9 +187,9 @@ bool SayElement(DateTimeCursor& cursor, int element, bool exact, Fields& fields)
     case IntMonthType:
       return SayNumber(cursor, exact, 2, fields, Fields::kMonth);
     case CharShortMonthType:
-      return SayName(cursor, kMonthNames, kShortName, fields, Fields::kMonth, 1);
+      return SayName(cursor, kEnglishMonthNames, kEnglishShortName, fields, Fields::kMonth, 1);
     case CharLongMonthType:
-      return SayName(cursor, kMonthNames, kWhole, fields, Fields::kMonth, 1);
+      return SayName(cursor, kEnglishMonthNames, kWhole, fields, Fields::kMonth, 1);
     case IntDayOfYearType:
       return SayNumber(cursor, exact, 3, fields, Fields::kDayOfYear);
     case IntWeekOfYearType:
@@ -201,9 +197,9 @@ bool SayElement(DateTimeCursor& cursor, int element, bool exact, Fields& fields)
     case IntMonthDayType:
       return SayNumber(cursor, exact, 2, fields, Fields::kDay);
     case CharShortDOWType:
-      return SayName(cursor, kDayNames, kShortName, fields, Fields::kWeekday, 1);
+      return SayName(cursor, kEnglishDayNames, kEnglishShortName, fields, Fields::kWeekday, 1);
     case CharLongDOWType:
-      return SayName(cursor, kDayNames, kWhole, fields, Fields::kWeekday, 1);
+      return SayName(cursor, kEnglishDayNames, kWhole, fields, Fields::kWeekday, 1);
     case CharAmPmType:
       return SayName(cursor, kHalfNames, kWhole, fields, Fields::kHalf, 0);
     case IntHourType:
@@ -267,6 +263,7 @@ void DateTimeMetaData::SetDateTimeFormat(const XeString& format) {
   }
   steps_ = std::move(steps);
   format_ = format;
+  XeIntlDateTimeMgr::UseConfiguredLocale();
 }
 
 bool DateTimeMetaData::Read(std::wstring_view text, DateTimeReading& out) const {

@@ -130,6 +130,21 @@ bool SetLocale(SUSystemConfig& config, const std::string& value) {
   return true;
 }
 
+constexpr const char* kLocaleDay = "locale";
+
+std::string ShowFirstDayOfWeek(const SUSystemConfig& config) {
+  const bool isDay = config.firstDayOfWeek_ != SUSystemConfig::kFirstDayOfLocale;
+  return isDay ? std::to_string(config.firstDayOfWeek_) : kLocaleDay;
+}
+
+bool SetFirstDayOfWeek(SUSystemConfig& config, const std::string& value) {
+  if (!IsMatch(value, kLocaleDay)) {
+    return SetNumber<&SUSystemConfig::firstDayOfWeek_, 1, 7>(config, value);
+  }
+  config.firstDayOfWeek_ = SUSystemConfig::kFirstDayOfLocale;
+  return true;
+}
+
 bool SetTempDirectory(SUSystemConfig& config, const std::string& value) {
   config.tempDirectory_ = value;
   return true;
@@ -156,9 +171,9 @@ const SwitchRow kSwitches[] = {
      ShowBool<&SUSystemConfig::longMonthNames_>, SetBool<&SUSystemConfig::longMonthNames_>},
     {"LongDayNames", kOnOff, "Days by their long names (Sunday) or short ones (Sun).",
      ShowBool<&SUSystemConfig::longDayNames_>, SetBool<&SUSystemConfig::longDayNames_>},
-    {"FirstDayOfWeek", "a number from 1 (Sunday) to 7 (Saturday)", "The day on which weeks start.",
-     ShowNumber<&SUSystemConfig::firstDayOfWeek_>,
-     SetNumber<&SUSystemConfig::firstDayOfWeek_, 1, 7>},
+    {"FirstDayOfWeek", "a number from 1 (Sunday) to 7 (Saturday), or locale",
+     "The day on which weeks start; locale is that of Locale, Sunday without one.",
+     ShowFirstDayOfWeek, SetFirstDayOfWeek},
     {"FiscalYearStartMonth", "a number from 1 (January) to 12 (December)",
      "The month with which fiscal years start.", ShowNumber<&SUSystemConfig::fiscalYearStartMonth_>,
      SetNumber<&SUSystemConfig::fiscalYearStartMonth_, 1, 12>},

@@ -1,127 +1,214 @@
 #include "Utility/XeDateTime.h"
 
-#include <chrono>
-#include <utility>
+#include <algorithm>
 
+#include "DateRange.h"
 #include "Utility/DateTimeMetaData.h"
-#include "Utility/ErrorMessage.h"
+#include "Utility/SUSystemConfig.h"
+#include "Utility/XeCalendar.h"
+#include "Utility/XeIntlDateTimeMgr.h"
 
 namespace sqxer {
 
 namespace {
 
-using std::chrono::days;
-using std::chrono::sys_days;
-using std::chrono::year_month_day;
+constexpr XeYearDivision kCalendarYear(1);
 
-constexpr int kMonthsPerYear = 12;
-
-year_month_day ToChrono(const XeDate& date) {
-  return {std::chrono::year(date.GetYear()),
-          std::chrono::month(static_cast<unsigned>(date.GetMonth())),
-          std::chrono::day(static_cast<unsigned>(date.GetDay()))};
+XeYearDivision FiscalYearDivision() {
+  return XeYearDivision(SUSystemConfig::GetSystemConfig().fiscalYearStartMonth_);
 }
 
-constexpr int64 FirstDayNumber(int year) {
-  return sys_days(std::chrono::year(year) / 1 / 1).time_since_epoch().count();
-}
-constexpr int64 kMinDayNumber = FirstDayNumber(kMinYear);
-constexpr int64 kMaxDayNumber = FirstDayNumber(kMaxYear + 1) - 1;
-
-[[noreturn]] void ThrowOutOfRange(XeString text) {
-  SUGThrow(ErrorMessage(59171, {std::move(text)}));
+const XeString& MonthName(const XeDate& date, const XeString& (*name)(int month)) {
+  XeCalendar::RequireDay(date);
+  return name(date.GetMonth());
 }
 
-XeString SumText(const XeDate& date, int64 count, const wchar_t* unit) {
-  return DateText(date) + (count < 0 ? L" - " : L" + ") +
-         // Without the sign; the negation of the smallest number is taken without overflow.
-         std::to_wstring(count < 0 ? 0 - static_cast<uint64>(count) : static_cast<uint64>(count)) +
-         unit;
+const XeString& DayName(const XeDate& date, const XeString& (*name)(int dayOfWeek)) {
+  return name(XeCalendar::DayOfWeek(date));
 }
 
-void RequireDay(const XeDate& date) {
-  if (!date.IsValid()) ThrowOutOfRange(DateText(date));
+void PutName(const XeString& name, wchar_t* out, uint32 capacity) {
+  const std::size_t length = std::min<std::size_t>(name.size(), capacity);
+  std::fill(std::copy_n(name.data(), length, out), out + capacity, L' ');
 }
 
-bool IsDayNumber(int64 day) { return day >= kMinDayNumber && day <= kMaxDayNumber; }
+/// A unit of the clock, of which a day has a whole number.
+struct ClockUnit {
+  int64 perDay;
+  const wchar_t* name;
+};
+constexpr ClockUnit kMilliseconds = {86'400'000, L"milliseconds"};
+constexpr ClockUnit kSeconds = {86'400, L"seconds"};
+constexpr ClockUnit kMinutes = {1'440, L"minutes"};
+constexpr ClockUnit kHours = {24, L"hours"};
 
-XeDate FromDayNumberUnchecked(int64 day) {
-  const year_month_day date{sys_days(days(day))};
-  return XeDate(static_cast<int>(date.year()),
-                static_cast<int>(static_cast<unsigned>(date.month())),
-                static_cast<int>(static_cast<unsigned>(date.day())));
+constexpr int64 kNanosecondsPerSecond = 1'000'000'000;
+constexpr int64 kNanosecondsPerDay = kSeconds.perDay * kNanosecondsPerSecond;
+
+int64 NanosecondOfDay(const XeDateTime& value) {
+  const int64 second = (value.GetHour() * 60 + value.GetMinute()) * 60 + value.GetSecond();
+  return second * kNanosecondsPerSecond + value.GetNanosecond();
+}
+
+XeDateTime OfDay(const XeDate& date, int64 nanosecondOfDay) {
+  const int second = static_cast<int>(nanosecondOfDay / kNanosecondsPerSecond);
+  return XeDateTime(date.GetYear(), date.GetMonth(), date.GetDay(), second / 3600, second / 60 % 60,
+                    second % 60, static_cast<uint32>(nanosecondOfDay % kNanosecondsPerSecond));
+}
+
+void AddClockTime(XeDateTime& value, int64 count, const ClockUnit& unit) {
+  const int64 day = XeCalendar::DayNumber(value.GetDate());
+  int64 nanosecond =
+      NanosecondOfDay(value) + count % unit.perDay * (kNanosecondsPerDay / unit.perDay);
+  int64 days = count / unit.perDay + nanosecond / kNanosecondsPerDay;
+  nanosecond %= kNanosecondsPerDay;
+  if (nanosecond < 0) {
+    nanosecond += kNanosecondsPerDay;
+    --days;
+  }
+  if (!XeCalendar::IsDayNumber(day + days)) {
+    ThrowSumOutOfRange(DateTimeText(value), count, unit.name);
+  }
+  value = OfDay(days == 0 ? value.GetDate() : XeCalendar::FromDayNumber(day + days), nanosecond);
+}
+
+/// The time between two values, as whole days and a rest of the same sign.
+struct Elapsed {
+  int64 days;
+  int64 nanoseconds;
+
+  int64 In(const ClockUnit& unit) const {
+    return days * unit.perDay + nanoseconds / (kNanosecondsPerDay / unit.perDay);
+  }
+};
+
+Elapsed Subtract(const XeDateTime& a, const XeDateTime& b) {
+  Elapsed elapsed{XeCalendar::DayNumber(a.GetDate()) - XeCalendar::DayNumber(b.GetDate()),
+                  NanosecondOfDay(a) - NanosecondOfDay(b)};
+  if (elapsed.days > 0 && elapsed.nanoseconds < 0) {
+    --elapsed.days;
+    elapsed.nanoseconds += kNanosecondsPerDay;
+  } else if (elapsed.days < 0 && elapsed.nanoseconds > 0) {
+    ++elapsed.days;
+    elapsed.nanoseconds -= kNanosecondsPerDay;
+  }
+  return elapsed;
 }
 
 }  // namespace
 
-bool XeDate::IsValid() const {
-  return year_ >= kMinYear && year_ <= kMaxYear && ToChrono(*this).ok();
-}
-
 bool XeTime::IsValid() const {
-  return hour_ < 24 && minute_ < 60 && second_ < 60 && nanosecond_ < 1'000'000'000;
+  return hour_ < 24 && minute_ < 60 && second_ < 60 && nanosecond_ < kNanosecondsPerSecond;
 }
 
 bool XeDateTime::IsValid() const { return GetDate().IsValid() && GetTime().IsValid(); }
 
-bool XeCalendar::IsLeapYear(int year) {
-  // Not std::chrono::year, which holds 16 bits.
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+int XeDateTime::QuarterOfTheYear() const { return kCalendarYear.GetQuarter(GetDate()); }
+
+int XeDateTime::WeekOfTheYear(int firstDayOfWeek) const {
+  return kCalendarYear.GetWeek(XeYearDivision::kYear, GetDate(), firstDayOfWeek);
 }
 
-int XeCalendar::DaysInMonth(int year, int month) {
-  if (month < 1 || month > kMonthsPerYear) return 0;
-  if (month == 2) return IsLeapYear(year) ? 29 : 28;
-  return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
+int XeDateTime::DayOfTheYear() const {
+  return kCalendarYear.GetDay(XeYearDivision::kYear, GetDate());
 }
 
-int64 XeCalendar::DayNumber(const XeDate& date) {
-  RequireDay(date);
-  return sys_days(ToChrono(date)).time_since_epoch().count();
+int XeDateTime::MonthOfTheQuarter() const { return kCalendarYear.GetMonthOfQuarter(GetDate()); }
+
+int XeDateTime::WeekOfTheQuarter(int firstDayOfWeek) const {
+  return kCalendarYear.GetWeek(XeYearDivision::kQuarter, GetDate(), firstDayOfWeek);
 }
 
-XeDate XeCalendar::FromDayNumber(int64 day) {
-  if (!IsDayNumber(day)) ThrowOutOfRange(SumText(XeDate(1970, 1, 1), day, L" days"));
-  return FromDayNumberUnchecked(day);
+int XeDateTime::DayOfTheQuarter() const {
+  return kCalendarYear.GetDay(XeYearDivision::kQuarter, GetDate());
 }
 
-int XeCalendar::DayOfWeek(const XeDate& date) {
-  const std::chrono::weekday weekday{sys_days(days(DayNumber(date)))};
-  return static_cast<int>(weekday.c_encoding()) + 1;
+int XeDateTime::WeekOfTheMonth(int firstDayOfWeek) const {
+  return kCalendarYear.GetWeek(XeYearDivision::kMonth, GetDate(), firstDayOfWeek);
 }
 
-int XeCalendar::DayOfYear(const XeDate& date) {
-  return static_cast<int>(DayNumber(date) - FirstDayNumber(date.GetYear())) + 1;
+int XeDateTime::DayOfTheWeek() const { return XeCalendar::DayOfWeek(GetDate()); }
+
+int XeDateTime::FiscalYear() const { return FiscalYearDivision().GetYear(GetDate()); }
+
+int XeDateTime::FiscalMonth() const { return FiscalYearDivision().GetMonth(GetDate()); }
+
+int XeDateTime::FiscalQuarterOfTheYear() const {
+  return FiscalYearDivision().GetQuarter(GetDate());
 }
 
-int XeCalendar::WeekOfYear(const XeDate& date, int firstDayOfWeek) {
-  const int daysBefore = (DayOfWeek(XeDate(date.GetYear(), 1, 1)) - firstDayOfWeek + 7) % 7;
-  return (DayOfYear(date) - 1 + daysBefore) / 7 + 1;
+int XeDateTime::FiscalWeekOfTheYear(int firstDayOfWeek) const {
+  return FiscalYearDivision().GetWeek(XeYearDivision::kYear, GetDate(), firstDayOfWeek);
 }
 
-XeDate XeCalendar::AddMonths(const XeDate& date, int64 months) {
-  RequireDay(date);
-  // Anything beyond this leaves the calendar from whichever end it starts.
-  constexpr int64 kMostMonths = int64{kMaxYear - kMinYear + 1} * kMonthsPerYear;
-  if (months <= kMostMonths && months >= -kMostMonths) {
-    const std::chrono::year_month start = ToChrono(date).year() / ToChrono(date).month();
-    const std::chrono::year_month sum = start + std::chrono::months(months);
-    const int year = static_cast<int>(sum.year());
-    if (year >= kMinYear && year <= kMaxYear) {
-      const int month = static_cast<int>(static_cast<unsigned>(sum.month()));
-      const int last = DaysInMonth(year, month);
-      return XeDate(year, month, date.GetDay() < last ? date.GetDay() : last);
-    }
-  }
-  ThrowOutOfRange(SumText(date, months, L" months"));
+int XeDateTime::FiscalDayOfTheYear() const {
+  return FiscalYearDivision().GetDay(XeYearDivision::kYear, GetDate());
 }
 
-XeDate XeCalendar::AddDays(const XeDate& date, int64 days) {
-  int64 sum;
-  if (__builtin_add_overflow(DayNumber(date), days, &sum) || !IsDayNumber(sum)) {
-    ThrowOutOfRange(SumText(date, days, L" days"));
-  }
-  return FromDayNumberUnchecked(sum);
+int XeDateTime::FiscalMonthOfTheQuarter() const {
+  return FiscalYearDivision().GetMonthOfQuarter(GetDate());
+}
+
+int XeDateTime::FiscalWeekOfTheQuarter(int firstDayOfWeek) const {
+  return FiscalYearDivision().GetWeek(XeYearDivision::kQuarter, GetDate(), firstDayOfWeek);
+}
+
+int XeDateTime::FiscalDayOfTheQuarter() const {
+  return FiscalYearDivision().GetDay(XeYearDivision::kQuarter, GetDate());
+}
+
+void XeDateTime::LongNameOfTheMonth(wchar_t* name, uint32 capacity) const {
+  PutName(MonthName(GetDate(), XeIntlDateTimeMgr::GetLongMonthName), name, capacity);
+}
+
+void XeDateTime::ShortNameOfTheMonth(wchar_t* name, uint32 capacity) const {
+  PutName(MonthName(GetDate(), XeIntlDateTimeMgr::GetShortMonthName), name, capacity);
+}
+
+void XeDateTime::LongNameOfTheDay(wchar_t* name, uint32 capacity) const {
+  PutName(DayName(GetDate(), XeIntlDateTimeMgr::GetLongDayName), name, capacity);
+}
+
+void XeDateTime::ShortNameOfTheDay(wchar_t* name, uint32 capacity) const {
+  PutName(DayName(GetDate(), XeIntlDateTimeMgr::GetShortDayName), name, capacity);
+}
+
+void XeDateTime::AddMilliseconds(int64 count) { AddClockTime(*this, count, kMilliseconds); }
+
+void XeDateTime::AddSeconds(int64 count) { AddClockTime(*this, count, kSeconds); }
+
+void XeDateTime::AddMinutes(int64 count) { AddClockTime(*this, count, kMinutes); }
+
+void XeDateTime::AddHours(int64 count) { AddClockTime(*this, count, kHours); }
+
+void XeDateTime::AddDays(int64 count) { SetDate(XeCalendar::AddDays(GetDate(), count)); }
+
+void XeDateTime::AddMonths(int64 count) { SetDate(XeCalendar::AddMonths(GetDate(), count)); }
+
+void XeDateTime::AddYears(int64 count) { SetDate(XeCalendar::AddYears(GetDate(), count)); }
+
+int64 XeDateTime::DifferenceInMilliSeconds(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).In(kMilliseconds);
+}
+
+int64 XeDateTime::DifferenceInSeconds(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).In(kSeconds);
+}
+
+int64 XeDateTime::DifferenceInMinutes(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).In(kMinutes);
+}
+
+int64 XeDateTime::DifferenceInHours(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).In(kHours);
+}
+
+int64 XeDateTime::DifferenceInDays(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).days;
+}
+
+int64 XeDateTime::DifferenceInWeeks(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).days / 7;
 }
 
 }  // namespace sqxer

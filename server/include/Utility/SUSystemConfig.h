@@ -14,6 +14,8 @@ namespace sqxer {
 class XEUTILITY_API SUSystemConfig {
  public:
   enum class JsonErrors { kError, kNull };
+  /// The first day of the week is the one that locale_ has, Sunday without a locale.
+  static constexpr int kFirstDayOfLocale = 0;
 
   bool integerMathAsDouble_ = false;
   bool integerDivideAsDouble_ = false;
@@ -24,8 +26,8 @@ class XEUTILITY_API SUSystemConfig {
   std::string locale_;
   bool longMonthNames_ = true;
   bool longDayNames_ = true;
-  /// 1 is Sunday.
-  int firstDayOfWeek_ = 1;
+  /// 1 is Sunday. To be read through XeIntlDateTimeMgr.
+  int firstDayOfWeek_ = kFirstDayOfLocale;
   int fiscalYearStartMonth_ = 1;
   uint64 groupMemory_ = uint64{256} << 20;
   JsonErrors jsonErrors_ = JsonErrors::kError;

@@ -3,90 +3,64 @@
 #include <compare>
 
 #include "Utility/Export.h"
+#include "Utility/XeDate.h"
+#include "Utility/XeTime.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
 
-/// Years that dates may hold. 0 is 1 BC, as in ISO 8601.
-inline constexpr int kMinYear = -4713;
-inline constexpr int kMaxYear = 9999;
-
-class XeDateTime;
-
-/// A calendar day (proleptic Gregorian calendar). Plain bytes; a default object is year 0, month 0,
-/// day 0, which is not a day.
-class XEUTILITY_API XeDate {
- public:
-  XeDate() = default;
-  XeDate(int year, int month, int day)
-      : year_(static_cast<int16>(year)),
-        month_(static_cast<uint16>(month)),
-        day_(static_cast<uint16>(day)) {}
-  /// The day of a date-time.
-  explicit XeDate(const XeDateTime& value) { *this = value; }
-  XeDate& operator=(const XeDateTime& value);
-
-  int GetYear() const { return year_; }
-  int GetMonth() const { return month_; }
-  int GetDay() const { return day_; }
-  void SetYear(int year) { year_ = static_cast<int16>(year); }
-  void SetMonth(int month) { month_ = static_cast<uint16>(month); }
-  void SetDay(int day) { day_ = static_cast<uint16>(day); }
-
-  /// Whether the fields name a day of the calendar within the years that dates may hold.
-  bool IsValid() const;
-
-  auto operator<=>(const XeDate&) const = default;
-  /// Exactly -1, 0 or 1.
-  static int Compare(const XeDate& a, const XeDate& b) { return a == b ? 0 : a < b ? -1 : 1; }
-
- private:
-  int16 year_ = 0;
-  uint16 month_ = 0;
-  uint16 day_ = 0;
-};
-static_assert(sizeof(XeDate) == 6);
-
-/// A time of day with nanoseconds.
-class XEUTILITY_API XeTime {
- public:
-  XeTime() = default;
-  XeTime(int hour, int minute, int second, uint32 nanosecond = 0)
-      : hour_(static_cast<uint16>(hour)),
-        minute_(static_cast<uint16>(minute)),
-        second_(static_cast<uint16>(second)),
-        nanosecond_(nanosecond) {}
-  /// The time of day of a date-time.
-  explicit XeTime(const XeDateTime& value) { *this = value; }
-  XeTime& operator=(const XeDateTime& value);
-
-  int GetHour() const { return hour_; }
-  int GetMinute() const { return minute_; }
-  int GetSecond() const { return second_; }
-  uint32 GetNanosecond() const { return nanosecond_; }
-  void SetHour(int hour) { hour_ = static_cast<uint16>(hour); }
-  void SetMinute(int minute) { minute_ = static_cast<uint16>(minute); }
-  void SetSecond(int second) { second_ = static_cast<uint16>(second); }
-  void SetNanosecond(uint32 nanosecond) { nanosecond_ = nanosecond; }
-
-  /// 00:00:00 to 23:59:59.999999999.
-  bool IsValid() const;
-
-  auto operator<=>(const XeTime&) const = default;
-  /// Exactly -1, 0 or 1.
-  static int Compare(const XeTime& a, const XeTime& b) { return a == b ? 0 : a < b ? -1 : 1; }
-
- private:
-  uint16 hour_ = 0;
-  uint16 minute_ = 0;
-  uint16 second_ = 0;
-  uint32 nanosecond_ = 0;
-};
-static_assert(sizeof(XeTime) == 12);
-
 /// A day and a time of day.
 class XEUTILITY_API XeDateTime {
  public:
+  /// The parts of a value, as the server numbers them.
+  enum ExtractOpcode : int32 {
+    extractYear = 0,
+    extractMonth = 1,
+    extractDay = 2,
+    extractHour = 3,
+    extractMinute = 4,
+    extractSecond = 5,
+    extractQuarterOfTheYear = 6,
+    extractWeekOfTheYear = 7,
+    extractDayOfTheYear = 8,
+    extractMonthOfTheQuarter = 9,
+    extractWeekOfTheQuarter = 10,
+    extractDayOfTheQuarter = 11,
+    extractWeekOfTheMonth = 12,
+    extractNameOfTheMonth = 13,
+    extractDayOfTheWeek = 14,
+    extractNameOfTheDay = 15,
+    extractFiscalYear = 16,
+    extractFiscalMonth = 17,
+    extractFiscalDay = 18,
+    extractFiscalHour = 19,
+    extractFiscalMinute = 20,
+    extractFiscalSecond = 21,
+    extractFiscalQuarterOfTheYear = 22,
+    extractFiscalWeekOfTheYear = 23,
+    extractFiscalDayOfTheYear = 24,
+    extractFiscalMonthOfTheQuarter = 25,
+    extractFiscalWeekOfTheQuarter = 26,
+    extractFiscalDayOfTheQuarter = 27,
+    extractFiscalWeekOfTheMonth = 28,
+    extractFiscalNameOfTheMonth = 29,
+    extractFiscalDayOfTheWeek = 30,
+    extractFiscalNameOfTheDay = 31,
+    maxExtractOpcode = 32,
+  };
+  /// The units of sums and differences, as the server numbers them.
+  enum UnitOfTime : int32 {
+    kMillisecond = 0,
+    kSecond = 1,
+    kMinute = 2,
+    kHour = 3,
+    kDay = 4,
+    kWeek = 5,
+    kMonth = 6,
+    kQuarter = 7,
+    kYear = 8,
+  };
+
   XeDateTime() = default;
   XeDateTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
              uint32 nanosecond = 0)
@@ -120,8 +94,79 @@ class XEUTILITY_API XeDateTime {
   void SetNanosecond(uint32 nanosecond) { nanosecond_ = nanosecond; }
 
   XeDate GetDate() const { return XeDate(year_, month_, day_); }
+  void SetDate(const XeDate& date) {
+    year_ = static_cast<int16>(date.GetYear());
+    month_ = static_cast<uint16>(date.GetMonth());
+    day_ = static_cast<uint16>(date.GetDay());
+  }
   XeTime GetTime() const { return XeTime(hour_, minute_, second_, nanosecond_); }
   bool IsValid() const;
+
+  // The parts of the calendar, and those of the fiscal one, whose years start with the month
+  // FiscalYearStartMonth of the configuration. Months, and so days of the month, are the same in
+  // both. The first day of a year, quarter or month lies in week 1 of it; `firstDayOfWeek` starts
+  // the others (1 is Sunday). Error 59171 where a value that is no day of the calendar has no such
+  // part.
+  int QuarterOfTheYear() const;
+  int WeekOfTheYear(int firstDayOfWeek) const;
+  int DayOfTheYear() const;
+  int MonthOfTheQuarter() const;
+  int WeekOfTheQuarter(int firstDayOfWeek) const;
+  int DayOfTheQuarter() const;
+  int WeekOfTheMonth(int firstDayOfWeek) const;
+  /// 1 is Sunday, 7 Saturday.
+  int DayOfTheWeek() const;
+  /// The calendar year in which the fiscal one ends.
+  int FiscalYear() const;
+  /// 1 is the first month of the fiscal year.
+  int FiscalMonth() const;
+  int FiscalDay() const { return day_; }
+  int FiscalQuarterOfTheYear() const;
+  int FiscalWeekOfTheYear(int firstDayOfWeek) const;
+  int FiscalDayOfTheYear() const;
+  int FiscalMonthOfTheQuarter() const;
+  int FiscalWeekOfTheQuarter(int firstDayOfWeek) const;
+  int FiscalDayOfTheQuarter() const;
+  int FiscalWeekOfTheMonth(int firstDayOfWeek) const { return WeekOfTheMonth(firstDayOfWeek); }
+  int FiscalDayOfTheWeek() const { return DayOfTheWeek(); }
+
+  // Names in the locale of XeIntlDateTimeMgr: exactly `capacity` characters at `name`, filled up
+  // with blanks. The fiscal ones are those of the calendar month and day.
+  void LongNameOfTheMonth(wchar_t* name, uint32 capacity) const;
+  void ShortNameOfTheMonth(wchar_t* name, uint32 capacity) const;
+  void LongNameOfTheDay(wchar_t* name, uint32 capacity) const;
+  void ShortNameOfTheDay(wchar_t* name, uint32 capacity) const;
+  void LongFiscalNameOfTheMonth(wchar_t* name, uint32 capacity) const {
+    LongNameOfTheMonth(name, capacity);
+  }
+  void ShortFiscalNameOfTheMonth(wchar_t* name, uint32 capacity) const {
+    ShortNameOfTheMonth(name, capacity);
+  }
+  void LongFiscalNameOfTheDay(wchar_t* name, uint32 capacity) const {
+    LongNameOfTheDay(name, capacity);
+  }
+  void ShortFiscalNameOfTheDay(wchar_t* name, uint32 capacity) const {
+    ShortNameOfTheDay(name, capacity);
+  }
+
+  // Sums. A day that the resulting month does not have becomes its last one. Error 59171 (the sum
+  // in words) beyond the years that dates may hold, and for a value that is no day of the calendar;
+  // the value then stays as it was.
+  void AddMilliseconds(int64 count);
+  void AddSeconds(int64 count);
+  void AddMinutes(int64 count);
+  void AddHours(int64 count);
+  void AddDays(int64 count);
+  void AddMonths(int64 count);
+  void AddYears(int64 count);
+
+  // a - b in whole units, truncated toward zero. Error 59171 for what is no day of the calendar.
+  static int64 DifferenceInMilliSeconds(const XeDateTime& a, const XeDateTime& b);
+  static int64 DifferenceInSeconds(const XeDateTime& a, const XeDateTime& b);
+  static int64 DifferenceInMinutes(const XeDateTime& a, const XeDateTime& b);
+  static int64 DifferenceInHours(const XeDateTime& a, const XeDateTime& b);
+  static int64 DifferenceInDays(const XeDateTime& a, const XeDateTime& b);
+  static int64 DifferenceInWeeks(const XeDateTime& a, const XeDateTime& b);
 
   auto operator<=>(const XeDateTime&) const = default;
   /// Exactly -1, 0 or 1.
@@ -149,28 +194,5 @@ inline XeDateTime& XeDateTime::operator=(const XeTime& time) {
   return *this = XeDateTime(1900, 1, 1, time.GetHour(), time.GetMinute(), time.GetSecond(),
                             time.GetNanosecond());
 }
-
-/// Calendar arithmetic over whole days. Every function is total: a result outside the years that
-/// dates may hold, and an argument that is no day of the calendar, raise error 59171 with a text
-/// that names the day or the sum.
-class XEUTILITY_API XeCalendar {
- public:
-  static bool IsLeapYear(int year);
-  /// 28 to 31; 0 for a month outside 1 to 12.
-  static int DaysInMonth(int year, int month);
-  /// Days since 1970-01-01, negative before.
-  static int64 DayNumber(const XeDate& date);
-  static XeDate FromDayNumber(int64 day);
-  /// 1 is Sunday, 7 Saturday.
-  static int DayOfWeek(const XeDate& date);
-  /// 1 is 1 January.
-  static int DayOfYear(const XeDate& date);
-  /// Week 1 holds 1 January; a week starts on the given day (1 is Sunday), so the first and the
-  /// last week of a year may be short.
-  static int WeekOfYear(const XeDate& date, int firstDayOfWeek);
-  /// The same day of another month, or that month's last day.
-  static XeDate AddMonths(const XeDate& date, int64 months);
-  static XeDate AddDays(const XeDate& date, int64 days);
-};
 
 }  // namespace sqxer

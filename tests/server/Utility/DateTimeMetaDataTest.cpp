@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Utility/DateTimeMetaData.h"
+#include "Utility/XeCalendar.h"
 #include "UtilityTesting.h"
 
 namespace sqxer {

@@ -53,13 +53,14 @@ TEST(SUSystemConfig, SetsEachSwitchAndNoOther) {
 TEST(SUSystemConfig, RefusesWithWholeSentencesAndKeepsTheValue) {
   const std::string size = "=a size above 0 such as 256MiB, 64KiB, 1GiB or a number of bytes|";
   SUSystemConfig config;
-  for (const std::string& one : Split(
-           "LongDayNames=yes=on or off|GroupMemory=0" + size + "GroupMemory=12MB" + size +
-           "GroupMemory=-1" + size + "GroupMemory=16777216TiB" + size +
-           "Locale=xx_YY=an ICU locale such as sv_SE, or nothing|"
-           "IntegerAggregates==wide or native|"
-           "FirstDayOfWeek=8=a number from 1 (Sunday) to 7 (Saturday)|JsonErrors=on=error or null|"
-           "FiscalYearStartMonth=1x=a number from 1 (January) to 12 (December)")) {
+  for (const std::string& one :
+       Split("LongDayNames=yes=on or off|GroupMemory=0" + size + "GroupMemory=12MB" + size +
+             "GroupMemory=-1" + size + "GroupMemory=16777216TiB" + size +
+             "Locale=xx_YY=an ICU locale such as sv_SE, or nothing|"
+             "IntegerAggregates==wide or native|"
+             "FirstDayOfWeek=0=a number from 1 (Sunday) to 7 (Saturday), or locale|"
+             "JsonErrors=on=error or null|"
+             "FiscalYearStartMonth=1x=a number from 1 (January) to 12 (December)")) {
     const auto parts = Split(one, '=');
     EXPECT_EQ(
         ErrorOf([&] { config.Set(parts[0], parts[1]); }),

@@ -3,6 +3,7 @@
 // The family of the scalar functions: one include for all of them.
 
 #include "SQXERExprFunctionBase.h"
+#include "SQXERExprFunctionCalendar.h"
 #include "SQXERExprFunctionCanonical.h"
 #include "SQXERExprFunctionDictionary.h"
 #include "SQXERExprFunctionMeasure.h"
@@ -13,4 +14,5 @@
 #include "SQXERExprFunctionSortKey.h"
 #include "SQXERExprFunctionString.h"
 #include "SQXERExprFunctionStringEdit.h"
+#include "SQXERExprFunctionTimestamp.h"
 #include "SQXERExprFunctionTrigonometric.h"

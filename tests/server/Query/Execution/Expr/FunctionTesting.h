@@ -4,6 +4,7 @@
 #include "SQXERExprConstant.h"
 #include "SQXERExprFunction.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/DateTimeMetaData.h"
 #include "server/Utility/UtilityTesting.h"
 
 namespace sqxer::test {
@@ -53,6 +54,9 @@ inline std::string OutcomeOf(RExpression* function) {
     }
     if (type == Char || type == LongChar) {
       return BaseStringUtil::StringToUtf8(EvalText(*tree).value());
+    }
+    if (type == DateTime) {
+      return BaseStringUtil::StringToUtf8(DateTimeText(EvalAs<XeDateTime>(*tree).value()));
     }
     const XeString text = BaseStringUtil::NumberToString(EvalAs<float64>(*tree).value());
     return BaseStringUtil::StringToUtf8(text);

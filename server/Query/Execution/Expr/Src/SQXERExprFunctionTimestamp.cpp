@@ -1,0 +1,113 @@
+#include "SQXERExprFunctionTimestamp.h"
+
+#include <iterator>
+#include <utility>
+
+#include "SQXERExprConstant.h"
+#include "SQXEROpsArithmetic.h"
+#include "SQXEROpsCalendar.h"
+
+namespace sqxer {
+namespace {
+
+// In the order of XeDateTime::UnitOfTime.
+
+using AddFunction = void (*)(int32 count, XeDateTime& value);
+constexpr AddFunction kAdds[] = {
+    &AddUnitsOp<&XeDateTime::AddMilliseconds>::Apply, &AddUnitsOp<&XeDateTime::AddSeconds>::Apply,
+    &AddUnitsOp<&XeDateTime::AddMinutes>::Apply,      &AddUnitsOp<&XeDateTime::AddHours>::Apply,
+    &AddUnitsOp<&XeDateTime::AddDays>::Apply,         &AddUnitsOp<&XeDateTime::AddDays, 7>::Apply,
+    &AddUnitsOp<&XeDateTime::AddMonths>::Apply,       &AddUnitsOp<&XeDateTime::AddMonths, 3>::Apply,
+    &AddUnitsOp<&XeDateTime::AddYears>::Apply,
+};
+
+using DifferenceFunction = int64 (*)(const XeDateTime& from, const XeDateTime& to);
+constexpr DifferenceFunction kDifferences[] = {
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInMilliSeconds>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInSeconds>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInMinutes>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInHours>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInDays>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInWeeks>::Apply,
+    &CrossedUnitsOp<&XeDateTime::GetMonth, 12>::Apply,
+    &CrossedUnitsOp<&XeDateTime::QuarterOfTheYear, 4>::Apply,
+    &CrossedYearsOp::Apply,
+};
+
+/// The function for a unit.
+template <class Function, std::size_t count>
+Function OfUnit(const Function (&functions)[count], int32 unit) {
+  if (unit < 0 || unit >= static_cast<int32>(count)) XeLogicError("unit of time");
+  return functions[unit];
+}
+
+}  // namespace
+
+TimestampAdd::TimestampAdd(RExpression* unit, const ExpressionVector& params)
+    : TimeValueFunction(unit, params) {}
+
+TimestampAdd::TimestampAdd(XeDateTime::UnitOfTime unit, const ExpressionVector& params)
+    : TimestampAdd(new ConstantInt32(unit), params) {}
+
+void TimestampAdd::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  constexpr const wchar_t* kName = L"TimestampAdd";
+  BindIthOperand(0, stream, replacement, info);
+  unitOfTime_ = ReadInt4Constant(*operand_, kName);
+  add_ = OfUnit(kAdds, unitOfTime_);
+  BindIthOperand(1, stream, replacement, info);
+  CheckDataTypeAndThrowError(params_[0], {XeInt4Data, XeDoubleData, XeNumericData}, kName);
+  ReBindAsCastToInt4(1, stream);
+  BindIthOperand(2, stream, replacement, info);
+  CheckDataTypeAndThrowError(params_[1], {XeDateData, XeDateTimeData}, kName);
+  reader_.Bind(*params_[1], kName);
+  SetResult(XeDateTimeData, info);
+}
+
+RExprReturn TimestampAdd::Eval(void* out) {
+  int32 count;
+  retCode_ = params_[0]->Eval(&count);
+  if (retCode_ != kTrue) return retCode_;
+  XeDateTime value;
+  retCode_ = reader_.Read(*params_[1], value);
+  if (retCode_ == kTrue) {
+    AtSourcePosition([&] { add_(count, value); });
+    *static_cast<XeDateTime*>(out) = value;
+  }
+  return retCode_;
+}
+
+TimestampDiff::TimestampDiff(RExpression* unit, const ExpressionVector& params)
+    : NumericValueFunction(unit, params) {}
+
+TimestampDiff::TimestampDiff(XeDateTime::UnitOfTime unit, const ExpressionVector& params)
+    : TimestampDiff(new ConstantInt32(unit), params) {}
+
+void TimestampDiff::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  constexpr const wchar_t* kName = L"TimestampDiff";
+  BindIthOperand(0, stream, replacement, info);
+  unitOfTime_ = ReadInt4Constant(*operand_, kName);
+  difference_ = OfUnit(kDifferences, unitOfTime_);
+  BindIthOperand(1, stream, replacement, info);
+  fromReader_.Bind(*params_[0], kName);
+  BindIthOperand(2, stream, replacement, info);
+  toReader_.Bind(*params_[1], kName);
+  SetResult(XeInt4Data, info);
+}
+
+RExprReturn TimestampDiff::Eval(void* out) {
+  XeDateTime from;
+  retCode_ = fromReader_.Read(*params_[0], from);
+  if (retCode_ != kTrue) return retCode_;
+  XeDateTime to;
+  retCode_ = toReader_.Read(*params_[1], to);
+  if (retCode_ == kTrue) {
+    const int64 units = AtSourcePosition([&] { return difference_(from, to); });
+    if (!std::in_range<int32>(units)) [[unlikely]] {
+      RaiseError(kOverflow, {L"TimestampDiff", kInt32LimitText});
+    }
+    *static_cast<int32*>(out) = static_cast<int32>(units);
+  }
+  return retCode_;
+}
+
+}  // namespace sqxer
