@@ -41,6 +41,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58032, 3,
        "{0} needs a table whose first two columns are of {2} and of text, unlike those of: "
        "\"{1}\""},
+      {58033, 3, "this is no {0}, use one of {1}: \"{2}\""},
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
   };

@@ -28,19 +28,29 @@ void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer) {
   expression.nullable = answer.nullable;
 }
 
-/// Constants that the operator would convert for every row, converted once. True when one was.
+/// Constants that the operator would convert for every row, converted once. True when one was. NULL
+/// needs no conversion, and a value whose place among the operands is another one allows none.
 bool RetypeConstants(TypedArguments& arguments, const std::vector<XeDataType>& wanted) {
   if (wanted.size() != arguments.size()) return false;
   bool changed = false;
   for (std::size_t i = 0; i < wanted.size(); ++i) {
     TypedExpressionPtr& argument = arguments[i];
-    if (!argument->IsConstant() || argument->type == wanted[i]) continue;
+    if (!argument->IsConstant() || argument->constant.IsNull()) continue;
+    if (argument->type == wanted[i]) continue;
     if (std::optional<PlanConstant> constant = ConvertConstant(argument->constant, wanted[i])) {
       argument = MakeTypedConstant(*constant, argument->position);
       changed = true;
     }
   }
   return changed;
+}
+
+/// A fixed text as the long one that a conversion makes of it.
+PlanConstant WithoutPadding(PlanConstant constant) {
+  constant.type = XeLongVarCharData;
+  if (auto* text = std::get_if<XeString>(&constant.value))
+    text->erase(text->find_last_not_of(L' ') + 1);
+  return constant;
 }
 
 /// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
@@ -215,11 +225,17 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   if (!row.make) return call->arguments[0];
 
   NodeAnswer answer = AskOperator(*call);
-  if (RetypeConstants(call->arguments, answer.operandTypes)) answer = AskOperator(*call);
-  if (answer.value) return MakeTypedConstant(*answer.value, expression.position);
+  const bool sameOperands = row.word < 0;
+  if (sameOperands && RetypeConstants(call->arguments, answer.operandTypes))
+    answer = AskOperator(*call);
+  const bool isPadded = row.givesLongText && answer.type == XeCharData;
+  if (answer.value) {
+    if (isPadded) *answer.value = WithoutPadding(*answer.value);
+    return MakeTypedConstant(*answer.value, expression.position);
+  }
   TakeAnswer(*call, answer);
   CountNodes(*call);
-  return Widened(call);
+  return isPadded ? ConvertTyped(call, XeLongVarCharData) : Widened(call);
 }
 
 TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,

@@ -14,6 +14,7 @@ void AppendConditionalRows(std::vector<FunctionRow>& rows);
 void AppendConversionRows(std::vector<FunctionRow>& rows);
 void AppendNumericRows(std::vector<FunctionRow>& rows);
 void AppendTextRows(std::vector<FunctionRow>& rows);
+void AppendCalendarRows(std::vector<FunctionRow>& rows);
 void AppendLookupRows(std::vector<FunctionRow>& rows);
 void AppendAggregateRows(std::vector<FunctionRow>& rows);
 

@@ -17,6 +17,7 @@ std::vector<FunctionRow> MakeTable() {
   AppendConversionRows(rows);
   AppendNumericRows(rows);
   AppendTextRows(rows);
+  AppendCalendarRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
   return rows;

@@ -87,6 +87,8 @@ struct FunctionRow {
   bool isVolatile = false;
   /// Which argument is a word, such as a unit of time: written bare or as a text. -1 for none.
   int word = -1;
+  /// Its results of fixed length become long texts, without the blanks that fill them.
+  bool givesLongText = false;
   /// How it looks its first argument up in the table that the second one names.
   enum class Lookup { kNone, kByText, kByKey };
   Lookup lookup = Lookup::kNone;

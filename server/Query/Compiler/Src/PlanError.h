@@ -40,6 +40,7 @@ enum PlanErrorCode {
   kNotAJsonColumn = 58030,
   kJsonPathNotLiteral = 58031,
   kLookupColumns = 58032,
+  kUnknownWord = 58033,
 };
 
 /// Raises an error at a byte offset of the statement.
