@@ -37,6 +37,27 @@ std::string_view Trim(std::string_view text) {
   return text.substr(0, last + 1);
 }
 
+/// Whether a text is a number as JSON writes them.
+bool IsNumber(std::string_view text) {
+  std::size_t at = text.starts_with('-') ? 1 : 0;
+  const auto next = [&] { return at < text.size() ? text[at] : '\0'; };
+  const auto digits = [&] {
+    const std::size_t start = at;
+    while (next() >= '0' && next() <= '9') ++at;
+    return at - start;
+  };
+  const bool startsWithZero = next() == '0';
+  const std::size_t whole = digits();
+  if (whole == 0 || (startsWithZero && whole > 1)) return false;
+  if (next() == '.' && (++at, digits() == 0)) return false;
+  if (next() == 'e' || next() == 'E') {
+    ++at;
+    if (next() == '-' || next() == '+') ++at;
+    if (digits() == 0) return false;
+  }
+  return at == text.size();
+}
+
 bool IsInt32(int64_t value) { return value == static_cast<int32>(value); }
 
 constexpr uint32 Bit(XeDataType type) { return uint32{1} << type; }
@@ -64,7 +85,9 @@ class JSonValuesHolder::DocumentReader {
     values_ = &values;
     utf8_.clear();
     BaseStringUtil::AppendUtf8(utf8_, text);
-    length_ = utf8_.size();
+    // A document that is one bare value may not have blanks behind it, says the parser.
+    length_ = Trim(utf8_).size();
+    utf8_.resize(length_);
     utf8_.append(simdjson::SIMDJSON_PADDING, '\0');
     if (parser_.iterate(utf8_.data(), length_, utf8_.size()).get(document_) != simdjson::SUCCESS)
       return false;
@@ -170,8 +193,15 @@ class JSonValuesHolder::DocumentReader {
       return simdjson::SUCCESS;
     }
     const error_code error = source.get_double().get(number);
-    if (!error) Keep(node, JSonValue(XeDoubleData, number, text));
-    return error;
+    if (!error) {
+      Keep(node, JSonValue(XeDoubleData, number, text));
+      return error;
+    }
+    // Beyond doubles it keeps its digits as a text. Whoever walks the document skips what was not
+    // taken; behind a bare value nobody does.
+    if (std::is_same_v<Source, ondemand::document> || !IsNumber(text)) return error;
+    Keep(node, JSonValue(XeVarCharData, text));
+    return simdjson::SUCCESS;
   }
 
   template <class Source>

@@ -53,9 +53,7 @@ class AsciiText {
 
 /// from_chars over the whole text, which may also begin with a plus sign.
 template <class Number>
-NumberReading ReadWhole(std::wstring_view text, Number& out) {
-  const AsciiText ascii(TrimBlanks(text));
-  std::string_view digits = ascii.Get();
+NumberReading ReadWhole(std::string_view digits, Number& out) {
   if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
   const char* const last = digits.data() + digits.size();
   Number read{};
@@ -82,9 +80,9 @@ uint32 WriteText(float32 value, wchar_t* out) { return Widen(RealText(value).Get
 
 uint32 WriteText(float64 value, wchar_t* out) { return Widen(RealText(value).Get(), out); }
 
-NumberReading ReadNumber(std::wstring_view text, int64& out) { return ReadWhole(text, out); }
+NumberReading ReadNumber(std::string_view text, int64& out) { return ReadWhole(text, out); }
 
-NumberReading ReadNumber(std::wstring_view text, float32& out) {
+NumberReading ReadNumber(std::string_view text, float32& out) {
   const NumberReading reading = ReadWhole(text, out);
   if (reading != NumberReading::kOutOfRange) return reading;
   float64 wide;
@@ -93,19 +91,32 @@ NumberReading ReadNumber(std::wstring_view text, float32& out) {
   return NumberReading::kRead;
 }
 
-NumberReading ReadNumber(std::wstring_view text, float64& out) { return ReadWhole(text, out); }
+NumberReading ReadNumber(std::string_view text, float64& out) { return ReadWhole(text, out); }
+
+NumberReading ReadNumber(std::wstring_view text, int64& out) {
+  return ReadNumber(AsciiText(TrimBlanks(text)).Get(), out);
+}
+
+NumberReading ReadNumber(std::wstring_view text, float32& out) {
+  return ReadNumber(AsciiText(TrimBlanks(text)).Get(), out);
+}
+
+NumberReading ReadNumber(std::wstring_view text, float64& out) {
+  return ReadNumber(AsciiText(TrimBlanks(text)).Get(), out);
+}
 
 NumberReading ReadNumber(std::wstring_view text, VelmarNumber& out) {
   bool success = false;
   const VelmarNumber read =
       VelmarNumber::stringAsNumber(text.data(), static_cast<uint32>(text.size()), &success);
-  if (success) {
+  // A decimal ends at the first zero character, if it has one.
+  if (success && text.find(L'\0') == std::wstring_view::npos) {
     out = read;
     return NumberReading::kRead;
   }
   // A number for which decimals have no room is one for doubles, or is beyond those too.
   float64 wide = 0;
-  const NumberReading reading = ReadWhole(text, wide);
+  const NumberReading reading = ReadNumber(text, wide);
   return reading == NumberReading::kUnreadable || !std::isfinite(wide) ? NumberReading::kUnreadable
                                                                        : NumberReading::kOutOfRange;
 }

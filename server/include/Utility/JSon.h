@@ -45,8 +45,9 @@ class XEUTILITY_API JSonValue {
       : type_(type), number_(number), text_(text) {}
   static JSonValue Null();
 
-  /// XeInt4Data, XeDoubleData (every other number), XeVarCharData (texts, and true and false),
-  /// XeObjectData (objects and arrays), XeUnknown for null and for what the document has not.
+  /// XeInt4Data, XeDoubleData (every other number), XeVarCharData (texts, true and false, and
+  /// numbers beyond doubles), XeObjectData (objects and arrays), XeUnknown for null and for what
+  /// the document has not.
   XeDataType GetDataType() const { return type_; }
   bool IsNull() const { return isNull_; }
   /// Whether the document has the value, be it null.

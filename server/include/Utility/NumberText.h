@@ -36,11 +36,15 @@ XEUTILITY_API uint32 WriteText(const VelmarNumber& value, wchar_t* out);
 /// What a text was for the type that it was read as.
 enum class NumberReading { kRead, kUnreadable, kOutOfRange };
 
-/// Read the whole text as a number, blanks around it ignored. Integers are digits with an optional
+/// Read the whole text as a number; blanks around it are ignored in wide characters, and refused in
+/// bytes. Integers are digits with an optional
 /// sign; the others may have a point and an exponent, and those of floating point may be NaN or an
 /// infinity (letter case does not matter). A double too small for a float is the nearest float;
 /// otherwise what lies beyond the type, however small, is out of range. `out` changes only for
 /// kRead.
+XEUTILITY_API NumberReading ReadNumber(std::string_view text, int64& out);
+XEUTILITY_API NumberReading ReadNumber(std::string_view text, float32& out);
+XEUTILITY_API NumberReading ReadNumber(std::string_view text, float64& out);
 XEUTILITY_API NumberReading ReadNumber(std::wstring_view text, int64& out);
 XEUTILITY_API NumberReading ReadNumber(std::wstring_view text, float32& out);
 XEUTILITY_API NumberReading ReadNumber(std::wstring_view text, float64& out);

@@ -80,10 +80,12 @@ TEST(JSonValuesHolder, FindsValuesAsTheyAreWritten) {
       {"[1.0]", "$[0]", "DOUBLE 1.0"},
       {"[-1e2,0]", "$[0]", "DOUBLE -1e2"},
       {"123456789012345678901234567890", "$", "DOUBLE 123456789012345678901234567890"},
-      {"true", "$", "VARCHAR true"},
+      {"true  ", "$", "VARCHAR true"},
       {"[null,false]", "$[1]", "VARCHAR false"},
       {"[null,false]", "$[0]", "null"},
-      {"null", "$", "null"},
+      {" null\n ", "$", "null"},
+      {R"({"a":1,"b":-1e400})", "$.b", "VARCHAR -1e400"},
+      {R"({"b":1e400,"a":1})", "$.a", "INTEGER 1"},
       {deep, "$", "OBJECT " + deep}};
   for (const auto& one : kCases) EXPECT_EQ(Find(one[0], one[1]), one[2]) << one[0] << " " << one[1];
 }
@@ -93,7 +95,7 @@ TEST(JSonValuesHolder, TakesNothingFromWhatIsNoDocument) {
   const char* const kTexts[] = {
       "", " ", "{", "}", "[1", "[1,]", "[1 2]", "[1}", "[[1]", R"({"a":1]})", R"({"a":1,})",
       R"({"a" 1})", R"({a:1})", R"({"a":1} x)", "1 2", "{} {}", "tru", "[nul]", "[nulll]",
-      "[truee]", "01", "[1x]", "[+1]", "[.5]", "[1.]", "[1e400]", R"(["\q"])", R"(["\ud83d"])",
+      "[truee]", "01", "[1x]", "[+1]", "[.5]", "[1.]", "1e400", R"(["\q"])", R"(["\ud83d"])",
       "[\"\n\"]", "\"a", "'a'", "NaN", R"({"z":{"y":[1,{"x":tru}]}})"};
   // clang-format on
   std::vector<std::string> texts(std::begin(kTexts), std::end(kTexts));

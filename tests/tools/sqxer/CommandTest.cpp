@@ -131,6 +131,8 @@ TEST_F(Command, SaysWhatIsWrongInOneLineAndByItsStatus) {
       {"--set Nope=1 'SELECT 1'", 2,
        "error 58040: there is no switch of this name (--help-switches lists them all): \"Nope\"\n"},
       {"--schema t=a:int8 'SELECT 1'", 2, ""},
+      {"--param bit:2 'SELECT $1'", 2,
+       "error 57019: the parameter $1 does not read as bit: \"2\"\n"},
       {"--repeat 0 'SELECT 1'", 2, ""},
       {"--nope 'SELECT 1'", 2, ""},
       {"-o xml 'SELECT 1'", 2, ""},

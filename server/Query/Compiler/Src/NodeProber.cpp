@@ -6,6 +6,7 @@
 #include "FunctionTable.h"
 #include "PlanError.h"
 #include "SQXERExprAggregate.h"
+#include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprParam.h"
 #include "Utility/XeAListStream.h"
@@ -84,7 +85,9 @@ NodeAnswer AskOperator(const TypedExpression& call) {
     std::unique_ptr<RExpression> bound =
         BindTree(call.function->make(call, operands), stream, info);
     NodeAnswer answer = Describe(*bound, info);
-    for (int i = 0; i < bound->GetOperandCount(); ++i) {
+    // A cast to a long text stands under a conversion, whose operand is no argument of the call.
+    const bool isOperator = dynamic_cast<const Convert*>(bound.get()) == nullptr;
+    for (int i = 0; isOperator && i < bound->GetOperandCount(); ++i) {
       const RExpression* operand = bound->GetIthOperand(i);
       answer.operandTypes.push_back(operand ? operand->GetResultDataType() : XeUnknown);
     }

@@ -1,13 +1,13 @@
 #include "PlanConstant.h"
 
 #include <bit>
-#include <charconv>
-#include <cmath>
 #include <limits>
 
 #include "PlanError.h"
 #include "SQXERExprConstant.h"
+#include "Utility/NumberText.h"
 #include "Utility/SUDataConvert.h"
+#include "Utility/XeFieldDataBinder.h"
 
 namespace sqxer {
 namespace {
@@ -15,9 +15,9 @@ namespace {
 using Kind = SqlLiteral::Kind;
 
 XeString Trim(const XeString& text) {
-  std::size_t start = text.find_first_not_of(L" \t\r\n");
+  const std::size_t start = text.find_first_not_of(L' ');
   if (start == XeString::npos) return {};
-  return text.substr(start, text.find_last_not_of(L" \t\r\n") - start + 1);
+  return text.substr(start, text.find_last_not_of(L' ') - start + 1);
 }
 
 /// How a text reads as a number literal; nothing when it does not.
@@ -55,25 +55,29 @@ std::optional<Kind> NumberKind(const XeString& text) {
   ThrowPlanError(kNumberOutOfRange, position, {text, SUXeDataTypeUtility::GetXeDataTypeName(type)});
 }
 
-/// A double from a text of ASCII characters; nothing when the whole text is none.
-std::optional<float64> ReadDouble(const XeString& text, bool& outOfRange) {
-  std::string ascii;
-  for (wchar_t c : text) ascii += c < 128 ? static_cast<char>(c) : '?';
-  const char* start = ascii.c_str() + (ascii.starts_with('+') ? 1 : 0);
-  const char* end = ascii.c_str() + ascii.size();
-  float64 value = 0;
-  auto [stop, error] = std::from_chars(start, end, value);
-  outOfRange = error == std::errc::result_out_of_range;
-  if (error != std::errc() || stop != end) return {};
-  return value;
+/// The text as a cast of it would read: a literal cast is that cast, done while planning.
+template <class T>
+PlanConstant ReadAs(const XeString& text, XeDataType type, int position) {
+  XeString characters = text;
+  const RefLongVarChar source{static_cast<uint32>(characters.size()), characters.data()};
+  const XeFieldDataBinder binder(XeLongVarCharData, source.length_, type,
+                                 XeFieldDescriptor::GetObjectLength(type, 0));
+  T value{};
+  try {
+    if (!binder.MoveDataToIntoField(&source, &value)) ThrowOutOfRange(text, type, position);
+  } catch (ErrorMessage& error) {
+    error.SetSourcePosition(position);
+    throw;
+  }
+  return {type, value};
 }
 
 PlanConstant ReadNumber(const XeString& digits, Kind kind, int position) {
   if (kind == Kind::kExponent) {
-    bool outOfRange = false;
-    std::optional<float64> value = ReadDouble(digits, outOfRange);
-    if (!value) ThrowOutOfRange(digits, XeDoubleData, position);
-    return {XeDoubleData, *value};
+    float64 value;
+    if (sqxer::ReadNumber(digits, value) != NumberReading::kRead)
+      ThrowOutOfRange(digits, XeDoubleData, position);
+    return {XeDoubleData, value};
   }
   bool success = false;
   VelmarNumber number =
@@ -82,17 +86,6 @@ PlanConstant ReadNumber(const XeString& digits, Kind kind, int position) {
   if (kind == Kind::kInteger && VelmarNumber::compare(VelmarNumber(number.asInt4()), number) == 0)
     return {XeInt4Data, number.asInt4()};
   return {XeNumericData, number};
-}
-
-template <class T>
-PlanConstant ReadDateOrTime(const XeString& text, XeDataType type, int position) {
-  T value;
-  const DateTimeMetaData& format = type == XeDateTimeData
-                                       ? SUDataConvert::GetDefaultDateTimeMetaData()
-                                       : SUDataConvert::GetDefaultDateMetaData();
-  if (!format.TryConvert(text, value))
-    ThrowPlanError(59172, position, {text, SUXeDataTypeUtility::GetXeDataTypeName(type)});
-  return {type, value};
 }
 
 PlanConstant ReadBoolean(const XeString& text, int position) {
@@ -110,6 +103,11 @@ std::optional<int64> IntegerValue(const PlanConstant& constant) {
   if (auto* value = std::get_if<int32>(&constant.value)) return *value;
   if (auto* value = std::get_if<uint32>(&constant.value)) return *value;
   return {};
+}
+
+/// Bits, smallint and real come out of casts alone.
+bool HasLiterals(XeDataType type) {
+  return type != XeBitData && type != XeInt2Data && type != XeFloatData;
 }
 
 template <class T>
@@ -151,20 +149,19 @@ PlanConstant ReadText(const XeString& text, XeDataType type, int position) {
     case XeBoolean:
       return ReadBoolean(text, position);
     case XeDateData:
-      return ReadDateOrTime<XeDate>(text, type, position);
+      return ReadAs<XeDate>(text, type, position);
     case XeTimeData:
-      return ReadDateOrTime<XeTime>(text, type, position);
+      return ReadAs<XeTime>(text, type, position);
     case XeDateTimeData:
-      return ReadDateOrTime<XeDateTime>(text, type, position);
+      return ReadAs<XeDateTime>(text, type, position);
     case XeInt4Data:
+      return ReadAs<int32>(text, type, position);
     case XeUInt4Data:
+      return ReadAs<uint32>(text, type, position);
     case XeDoubleData:
-    case XeNumericData: {
-      std::optional<PlanConstant> number =
-          ConvertConstant(ReadNumberText(text, type, position), type);
-      if (!number) ThrowUnreadable(text, type, position);
-      return *number;
-    }
+      return ReadAs<float64>(text, type, position);
+    case XeNumericData:
+      return ReadAs<VelmarNumber>(text, type, position);
     default:
       return {type, text};
   }
@@ -178,8 +175,8 @@ PlanConstant ReadNumberText(const XeString& text, XeDataType partner, int positi
   }
   if (partner == XeDoubleData) {
     // NaN and Infinity have no literal of their own.
-    bool outOfRange = false;
-    if (std::optional<float64> value = ReadDouble(trimmed, outOfRange)) return {partner, *value};
+    float64 value;
+    if (sqxer::ReadNumber(trimmed, value) == NumberReading::kRead) return {partner, value};
   }
   ThrowUnreadable(text, partner, position);
 }
@@ -234,9 +231,7 @@ PlanConstant ConstantAsText(const PlanConstant& constant) {
   } else if (auto* boolean = std::get_if<bool>(&constant.value)) {
     text = *boolean ? L"true" : L"false";
   } else if (auto* number = std::get_if<float64>(&constant.value)) {
-    char digits[64];
-    auto end = std::to_chars(digits, digits + sizeof digits, *number).ptr;
-    text = Wide({digits, static_cast<std::size_t>(end - digits)});
+    text = Wide(RealText(*number).Get());
   } else if (auto* decimal = std::get_if<VelmarNumber>(&constant.value)) {
     text = decimal->asString();
   } else if (auto* date = std::get_if<XeDate>(&constant.value)) {
@@ -301,7 +296,8 @@ std::optional<PlanConstant> EvaluateConstant(RExpression& bound) {
     return {};
   }
   XeDataType type = bound.GetResultDataType();
-  if (status == kUnknown) return PlanConstant{type, {}};
+  if (status == kUnknown)
+    return HasLiterals(type) ? std::optional(PlanConstant{type, {}}) : std::nullopt;
   if (status != kTrue) return {};
   switch (type) {
     case XeBoolean:

@@ -32,8 +32,9 @@ struct PlanConstant {
 /// number that its type does not hold, and those of ReadText.
 PlanConstant ReadLiteral(const SqlLiteral& literal, int position);
 
-/// A text as a constant of a type. The whole text must read as one; error 58010 (text, type name),
-/// for dates and times 59172 (text, type name), at `position`.
+/// A text as a constant of a type, as a cast would read it. Errors (text, type name) at `position`:
+/// 59172 for a text that does not read as a whole, for a boolean 58010; 58011 for a number that the
+/// type does not hold.
 PlanConstant ReadText(const XeString& text, XeDataType type, int position);
 /// A text as the number that it would be as a literal, for a partner of a numeric type.
 PlanConstant ReadNumberText(const XeString& text, XeDataType partner, int position);

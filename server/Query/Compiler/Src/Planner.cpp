@@ -7,6 +7,7 @@
 #include "GroupPlan.h"
 #include "NodeProber.h"
 #include "PlanError.h"
+#include "SQXERExprParam.h"
 #include "SqlParser.h"
 
 namespace sqxer {
@@ -234,6 +235,11 @@ class Planner {
     const NameScope noColumns;
     TypedExpressionPtr count =
         ExpressionTyper(noColumns, catalog_, parameters_).Type(*written, {clause});
+    if (count->parameter) {
+      Param parameter(*count->parameter);
+      if (std::optional<PlanConstant> value = EvaluateConstant(parameter))
+        count = MakeTypedConstant(*value, count->position);
+    }
     if (count->IsConstant() && count->constant.IsNull()) return {};
     if (count->IsConstant() && count->type != XeBoolean) {
       std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);

@@ -1,6 +1,7 @@
 #include "SqlExpressionReader.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <utility>
 
@@ -212,7 +213,7 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
       auto parameter = std::make_shared<SqlExpression>();
       parameter->kind = SqlExpression::Kind::kParameter;
       parameter->position = Place(node.param_ref->location);
-      parameter->parameter = node.param_ref->number;
+      parameter->parameter = ParameterNumber(*node.param_ref);
       return parameter;
     }
     default:
@@ -281,6 +282,13 @@ int SqlExpressionReader::NegativeInteger(int position) const {
     }
   }
   return 0;
+}
+
+// The grammar's library keeps 32 bits of a number, so that $4294967297 would be $1.
+int SqlExpressionReader::ParameterNumber(const PgQuery__ParamRef& parameter) const {
+  const char* const at = sql_.c_str() + Place(parameter.location);
+  if (*at != '$') return parameter.number;
+  return static_cast<int>(std::min(std::strtol(at + 1, nullptr, 10), long{INT_MAX}));
 }
 
 SqlExpressionPtr SqlExpressionReader::ReadCast(const PgQuery__TypeCast& cast) const {

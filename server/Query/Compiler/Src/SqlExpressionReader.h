@@ -31,6 +31,7 @@ class SqlExpressionReader {
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
   std::vector<SqlExpressionPtr> ReadAll(PgQuery__Node* const* nodes, std::size_t count) const;
   int NegativeInteger(int position) const;
+  int ParameterNumber(const PgQuery__ParamRef& parameter) const;
   int Place(int location) const { return location < 0 ? 0 : location; }
 
   const std::string& sql_;

@@ -37,8 +37,6 @@ TableColumn ReadParameter(std::size_t number, const std::string& text) {
     declared = ReadType(text.substr(0, colon), value);
     if (!declared) value = text;
   }
-  // Bits count as integers in expressions.
-  if (declared && declared->type == XeBitData) declared->type = XeInt1Data;
   const bool isNull =
       value.empty() && !(declared && SUXeDataTypeUtility::IsXeTextType(declared->type));
   ColumnSurvey survey;
@@ -54,7 +52,10 @@ TableColumn ReadParameter(std::size_t number, const std::string& text) {
     ThrowEngineError(kParameterUnreadable,
                      {Wide(name), DeclaredTypeName(*declared), QuotedValue(value)});
   }
-  return builder.Take();
+  TableColumn column = builder.Take();
+  // Bits count as integers in expressions, and are stored alike.
+  if (column.info.type == XeBitData) column.info.type = XeInt1Data;
+  return column;
 }
 
 Table ReadParameters(const std::vector<std::string>& texts) {

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
-#include <optional>
+#include <utility>
 
 #include "Utility/DateTimeMetaData.h"
+#include "Utility/NumberText.h"
 #include "Utility/SUDataConvert.h"
 
 namespace sqxer {
@@ -46,27 +45,9 @@ class AsciiText {
   std::size_t size_;
 };
 
-/// from_chars over the whole text.
 template <class Number>
-bool ReadNumber(std::string_view text, Number& value) {
-  if (text.starts_with('+') && text.size() > 1 && text[1] != '-') text.remove_prefix(1);
-  const char* const last = text.data() + text.size();
-  const auto [end, error] = std::from_chars(text.data(), last, value);
-  return error == std::errc() && end == last;
-}
-
-template <class Real>
-bool ReadReal(std::string_view text, Real& value) {
-  text = TrimBlanks(text);
-  if (text.empty()) return false;
-  if (ReadNumber(text, value)) return true;
-  // A double too small for a float counts as the float nearest to it; a large one is refused.
-  float64 wide;
-  if (sizeof(Real) < sizeof wide && ReadNumber(text, wide) && std::fabs(wide) < 1) {
-    value = static_cast<Real>(wide);
-    return true;
-  }
-  return false;
+bool ReadWhole(std::string_view text, Number& value) {
+  return ReadNumber(text, value) == NumberReading::kRead;
 }
 
 template <class Value>
@@ -90,8 +71,8 @@ unsigned ClassifyInteger(std::string_view text, bool negative, std::size_t digit
   if (digits > kMaxNumericDigits) return 0;
   const unsigned wide = kNumericKind | kDoubleKind;
   if (digits <= kMaxInt4Digits) return kInt4Kind | wide;
-  int32 value;
-  return ReadNumber(text, value) ? kInt4Kind | wide : wide;
+  int64 value;
+  return ReadWhole(text, value) && std::in_range<int32>(value) ? kInt4Kind | wide : wide;
 }
 
 unsigned ClassifyNumber(std::string_view text) {
@@ -110,7 +91,7 @@ unsigned ClassifyNumber(std::string_view text) {
   if (whole + fraction == 0) return 0;
   if (!rest.empty() && rest.front() != 'e' && rest.front() != 'E') return 0;
   float64 value;
-  return ReadNumber(text, value) ? kDoubleKind : 0;
+  return ReadWhole(text, value) ? kDoubleKind : 0;
 }
 
 /// Whether the text starts with digits (written 9) and separators exactly as the pattern has them.
@@ -162,9 +143,9 @@ bool ReadValue(std::string_view text, bool& value) {
   return value || IsWord(text, "false") || text == "0";
 }
 
-bool ReadValue(std::string_view text, int64& value) { return ReadNumber(TrimBlanks(text), value); }
-bool ReadValue(std::string_view text, float32& value) { return ReadReal(text, value); }
-bool ReadValue(std::string_view text, float64& value) { return ReadReal(text, value); }
+bool ReadValue(std::string_view text, int64& value) { return ReadWhole(TrimBlanks(text), value); }
+bool ReadValue(std::string_view text, float32& value) { return ReadWhole(TrimBlanks(text), value); }
+bool ReadValue(std::string_view text, float64& value) { return ReadWhole(TrimBlanks(text), value); }
 
 bool ReadValue(std::string_view text, VelmarNumber& value) {
   int64 integer;

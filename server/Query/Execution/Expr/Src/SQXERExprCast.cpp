@@ -147,17 +147,19 @@ void Cast::SetOperandAndResultMetaData() {
   }
 }
 
-void Cast::RaiseOutOfRange() const {
+XeString Cast::ValueText() const {
   constexpr uint32 kMostShown = 60;
-  alignas(uint32) uint8 field[kLongVarPrefix + kMostShown * sizeof(wchar_t)];
-  const XeFieldDataBinder toText(operandDataType_, operandLength_, XeLongVarCharData, kMostShown);
-  toText.MoveDataToIntoField(operandValue_, field);
+  alignas(LongVarChar) uint8 field[kLongVarPrefix + kMostShown * sizeof(wchar_t)];
+  XeFieldDataBinder(operandDataType_, operandLength_, XeLongVarCharData, kMostShown)
+      .MoveDataToIntoField(operandValue_, field);
   uint32 length;
   std::memcpy(&length, field, sizeof length);
-  XeString text(length, L' ');
-  std::memcpy(text.data(), field + kLongVarPrefix, length * sizeof(wchar_t));
+  return XeString(reinterpret_cast<const wchar_t*>(field + kLongVarPrefix), length);
+}
+
+void Cast::RaiseOutOfRange() const {
   RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_),
-                     std::move(text)});
+                     ValueText()});
 }
 
 }  // namespace sqxer

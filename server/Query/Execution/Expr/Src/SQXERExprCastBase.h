@@ -76,6 +76,8 @@ class SQXEREXPR_API Cast : public UnaryOperator {
   /// The name in errors.
   virtual const wchar_t* GetOperatorName() const { return L"Cast"; }
   [[noreturn]] virtual void RaiseOutOfRange() const;
+  /// The operand's value as an error quotes it.
+  XeString ValueText() const;
 
   XeDataType toDataType_;
   int precision_;

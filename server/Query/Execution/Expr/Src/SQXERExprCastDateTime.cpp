@@ -8,7 +8,7 @@ void CastToDate::Bind(XeAListStream* stream, RExpression*& replacement, MetaData
                                            {XeDateData, &Move},
                                            {XeDateTimeData, &Move},
                                            {XeTimeStampData, &Move}};
-  BindDay(stream, replacement, info, kForms);
+  BindDay<CastToDate, &CastToDate::tempDateString_>(stream, replacement, info, kForms);
 }
 
 void CastToTime::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
@@ -17,14 +17,14 @@ void CastToTime::Bind(XeAListStream* stream, RExpression*& replacement, MetaData
                                            {XeTimeData, &Move},
                                            {XeDateTimeData, &Move},
                                            {XeTimeStampData, &Move}};
-  BindDay(stream, replacement, info, kForms);
+  BindDay<CastToTime, &CastToTime::tempTimeString_>(stream, replacement, info, kForms);
 }
 
 void CastToDateTime::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   static constexpr OperandForm kForms[] = {{XeCharData, &Move},     {XeLongVarCharData, &Move},
                                            {XeDateData, &Move},     {XeTimeData, &Move},
                                            {XeDateTimeData, &Move}, {XeTimeStampData, &Move}};
-  BindDay(stream, replacement, info, kForms);
+  BindDay<CastToDateTime, &CastToDateTime::tempDateTimeString_>(stream, replacement, info, kForms);
 }
 
 }  // namespace sqxer

@@ -32,20 +32,24 @@ class CastToDay : public Cast {
   }
 
  protected:
-  /// Error 59170 for a format that is none.
+  /// `kText` is the field for the text last read. Error 59170 for a format that is none.
+  template <class Node, XeString Node::*kText>
   void BindDay(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info,
                std::span<const OperandForm> forms) {
     BindTyped(stream, replacement, info, forms);
+    (static_cast<Node*>(this)->*kText).clear();
     dateTimeMetaData_.SetDateTimeFormat(dateTimeFormat_);
     if (dateTimeFormat_.empty()) return;
-    if (operandDataType_ == XeCharData) convert_ = &ReadInFormat<wchar_t*>;
-    if (operandDataType_ == XeLongVarCharData) convert_ = &ReadInFormat<RefLongVarChar>;
+    if (operandDataType_ == XeCharData) convert_ = &ReadInFormat<wchar_t*, Node, kText>;
+    if (operandDataType_ == XeLongVarCharData) {
+      convert_ = &ReadInFormat<RefLongVarChar, Node, kText>;
+    }
   }
 
  private:
-  template <class Text>
+  template <class Text, class Node, XeString Node::*kText>
   static bool ReadInFormat(Cast& cast) {
-    auto& self = static_cast<CastToDay&>(cast);
+    auto& self = static_cast<Node&>(cast);
     const auto& text = *static_cast<const Text*>(self.operandValue_);
     std::wstring_view characters;
     if constexpr (std::is_same_v<Text, wchar_t*>) {
@@ -53,7 +57,11 @@ class CastToDay : public Cast {
     } else {
       characters = {text.buffer_, text.length_};
     }
+    // Days come in runs, and the value of the row before still stands.
+    XeString& last = self.*kText;
+    if (!last.empty() && last == characters) return true;
     if (self.dateTimeMetaData_.TryConvert(characters, *static_cast<Value*>(self.castValue_))) {
+      last = characters;
       return true;
     }
     // Callers send a format along that their texts may not follow at all, and rely on the default
@@ -75,6 +83,9 @@ class SQXEREXPR_API CastToDate final : public CastToDay<XeDate> {
 
  protected:
   const wchar_t* GetOperatorName() const override { return L"CastToDate"; }
+
+ private:
+  XeString tempDateString_;
 };
 
 /// Cast to time: from texts, times, and date-times, of which the day is dropped.
@@ -86,6 +97,9 @@ class SQXEREXPR_API CastToTime final : public CastToDay<XeTime> {
 
  protected:
   const wchar_t* GetOperatorName() const override { return L"CastToTime"; }
+
+ private:
+  XeString tempTimeString_;
 };
 
 /// Cast to date-time: from texts, date-times, dates, which are at midnight, and times, which are on
@@ -98,6 +112,9 @@ class SQXEREXPR_API CastToDateTime final : public CastToDay<XeDateTime> {
 
  protected:
   const wchar_t* GetOperatorName() const override { return L"CastToDateTime"; }
+
+ private:
+  XeString tempDateTimeString_;
 };
 
 }  // namespace sqxer

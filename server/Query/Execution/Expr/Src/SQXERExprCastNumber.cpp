@@ -46,7 +46,7 @@ void CastToNumeric::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
       {XeLongVarCharData, &Move},
       {XeInt4Data, &Compute<CastAlways<Int32ToNumber>>},
       {XeUInt4Data, &Compute<CastAlways<UInt32ToNumber>>},
-      {XeDoubleData, &Compute<CastAlways<Float64ToNumber>>},
+      {XeDoubleData, &Compute<CastFloat64ToNumber>},
       {XeNumericData, &Compute<CastToItself<VelmarNumber>>},
   };
   BindTyped(stream, replacement, info, kForms);

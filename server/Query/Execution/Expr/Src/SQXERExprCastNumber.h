@@ -76,8 +76,7 @@ class SQXEREXPR_API CastToFloat64 final : public Cast {
 };
 
 /// Cast to a decimal: from texts, 32-bit integers, doubles and decimals. The value keeps all its
-/// digits, whatever precision and scale were asked for. Error 59161 for a double that is no
-/// decimal.
+/// digits, whatever precision and scale were asked for.
 class SQXEREXPR_API CastToNumeric final : public Cast {
  public:
   CastToNumeric(RExpression* operand, XeDataType to, int precision, int scale)

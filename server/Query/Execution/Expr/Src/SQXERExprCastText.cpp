@@ -1,7 +1,6 @@
 #include "SQXERExprCastText.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 namespace sqxer {
@@ -115,14 +114,6 @@ RExprReturn CastToBinary::Eval(void* out) {
   return retCode_;
 }
 
-void CastToBinary::RaiseOutOfRange() const {
-  constexpr uint32 kMostQuoted = 400;
-  alignas(LongVarChar) uint8 stored[kLongVarPrefix + kMostQuoted * sizeof(wchar_t)];
-  XeFieldDataBinder(operandDataType_, operandLength_, XeLongVarCharData, kMostQuoted)
-      .MoveDataToIntoField(operandValue_, stored);
-  uint32 length;
-  std::memcpy(&length, stored, sizeof length);
-  RaiseError(59185, {XeString(reinterpret_cast<const wchar_t*>(stored + kLongVarPrefix), length)});
-}
+void CastToBinary::RaiseOutOfRange() const { RaiseError(59185, {ValueText()}); }
 
 }  // namespace sqxer

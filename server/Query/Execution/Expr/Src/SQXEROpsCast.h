@@ -100,6 +100,18 @@ struct CastNumberToFloat32 {
   }
 };
 
+/// The decimal of the same value. NaN, infinities and what lies beyond decimals are none.
+struct CastFloat64ToNumber {
+  using From = float64;
+  using To = VelmarNumber;
+  static bool Apply(float64 value, VelmarNumber& out) {
+    constexpr float64 kBeyond = 1e128;
+    if (!(std::fabs(value) < kBeyond)) return false;
+    out = VelmarNumber(value);
+    return true;
+  }
+};
+
 /// 0 and 1 only.
 template <class FromType>
 struct CastToBit {
