@@ -301,7 +301,9 @@ std::optional<PlanConstant> EvaluateConstant(RExpression& bound) {
     return {};
   }
   XeDataType type = bound.GetResultDataType();
-  if (status == kUnknown) return PlanConstant{type, {}};
+  // A NULL of a type without literals has none either.
+  const bool hasLiterals = type != XeBitData && type != XeInt2Data && type != XeFloatData;
+  if (status == kUnknown && hasLiterals) return PlanConstant{type, {}};
   if (status != kTrue) return {};
   switch (type) {
     case XeBoolean:
