@@ -41,8 +41,10 @@ std::unique_ptr<RExpression> MakeCoalesce(const TypedExpression&, Operands& o) {
 constexpr const char* kComparableList =
     "numbers, texts, truth values, or dates and times that meet";
 constexpr const char* kCommonType =
-    "the type in which the results meet: texts in the long form, numbers as in arithmetic (signed "
-    "and unsigned integers in NUMERIC), dates and times in TIMESTAMP";
+    "the type in which the results meet: texts in the long form (in CHAR when no result is a "
+    "varying or a shorter text), numbers as in arithmetic (signed and unsigned integers in "
+    "NUMERIC), dates and times in TIMESTAMP; constant NULLs count only where there is nothing "
+    "else";
 
 }  // namespace
 

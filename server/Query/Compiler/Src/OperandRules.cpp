@@ -31,7 +31,9 @@ XeDataType PartnerType(const TypedArguments& arguments, XeDataType fallback) {
 }
 
 TypedExpressionPtr TypeNull(const TypedExpressionPtr& argument, XeDataType type) {
-  return argument->untypedNull ? ConvertTyped(argument, type) : argument;
+  if (!argument->untypedNull) return argument;
+  // There are no bit literals.
+  return ConvertTyped(argument, type == XeBitData ? XeInt4Data : type);
 }
 
 /// A text constant as what `type` needs; unchanged where texts are left to the operator.
@@ -125,6 +127,17 @@ void SettleNumbers(TypedArguments& arguments, bool integersAsDoubles) {
   AvoidMixedSigns(arguments);
 }
 
+/// Whether the texts among branches meet in the long form: when one is long, and when a fixed one
+/// is shorter than another. Only by its own length does it give up the blanks that fill it.
+bool MeetAsLongTexts(const TypedArguments& branches) {
+  uint32 longest = 0;
+  for (const TypedExpressionPtr& branch : branches) longest = std::max(longest, branch->length);
+  return std::any_of(branches.begin(), branches.end(), [&](const TypedExpressionPtr& branch) {
+    return branch->type == XeLongVarCharData ||
+           (branch->type == XeCharData && !branch->IsConstant() && branch->length < longest);
+  });
+}
+
 /// Brings branches of which one is the result, or which are compared for equality, to types that
 /// meet as a person expects. A NULL without a type stays one.
 void SettleBranches(std::span<TypedExpressionPtr> branches) {
@@ -134,14 +147,38 @@ void SettleBranches(std::span<TypedExpressionPtr> branches) {
   XeDataType partner = PartnerType(typed, XeLongVarCharData);
   for (TypedExpressionPtr& branch : typed) branch = TypeText(branch, partner);
   AvoidMixedSigns(typed);
-  // Among long texts a fixed one gives up the blanks that fill it, by its own length.
-  bool anyLong = std::any_of(typed.begin(), typed.end(),
-                             [](const auto& branch) { return branch->type == XeLongVarCharData; });
-  for (TypedExpressionPtr& branch : typed)
-    if (anyLong && branch->type == XeCharData) branch = ConvertTyped(branch, XeLongVarCharData);
+  if (MeetAsLongTexts(typed)) {
+    for (TypedExpressionPtr& branch : typed)
+      if (branch->type == XeCharData) branch = ConvertTyped(branch, XeLongVarCharData);
+  }
   auto next = typed.begin();
   for (TypedExpressionPtr& branch : branches)
     if (!branch->untypedNull) branch = *next++;
+}
+
+/// A NULL constant that has a type, as a value of that type: nodes give no type to the constant.
+TypedExpressionPtr AsNullValue(const TypedExpressionPtr& null) {
+  auto value = std::make_shared<TypedExpression>(*null);
+  value->kind = TypedExpression::Kind::kCall;
+  value->constant = {};
+  value->function = FindFunction("ifnull", 2);
+  value->arguments = {null, null};
+  value->size = 3;
+  return value;
+}
+
+bool IsTypedNull(const TypedExpressionPtr& argument) {
+  return argument->IsConstant() && argument->constant.IsNull() && !argument->untypedNull;
+}
+
+/// The same for branches that are results. Where all are NULL, those that have a type decide.
+void SettleResults(std::span<TypedExpressionPtr> results) {
+  SettleBranches(results);
+  const bool allNull = std::ranges::all_of(results, [](const TypedExpressionPtr& result) {
+    return result->IsConstant() && result->constant.IsNull();
+  });
+  for (TypedExpressionPtr& result : results)
+    if (allNull && IsTypedNull(result)) result = AsNullValue(result);
 }
 
 void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
@@ -237,7 +274,7 @@ void PrepareMembership(TypedArguments& arguments) {
                         [](const auto& member) { return member->IsConstant(); });
 }
 
-void PrepareCoalesce(TypedArguments& arguments) { SettleBranches(arguments); }
+void PrepareCoalesce(TypedArguments& arguments) { SettleResults(arguments); }
 
 void PrepareIfNull(TypedArguments& arguments) {
   XeDataType partner = PartnerType(arguments, XeLongVarCharData);
@@ -260,18 +297,19 @@ void PrepareCaseWhen(TypedArguments& arguments) {
   const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
   for (auto condition = arguments.begin(); condition != firstResult; ++condition)
     *condition = AsCondition(*condition, L"CASE WHEN");
-  SettleBranches(std::span(firstResult, arguments.end()));
+  SettleResults(std::span(firstResult, arguments.end()));
 }
 
 void PrepareCase(TypedArguments& arguments) {
   const std::size_t results = CountCaseResults(arguments.size(), true);
   const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
   const std::span compared(arguments.begin(), firstResult);
+  if (IsTypedNull(arguments[0])) arguments[0] = AsNullValue(arguments[0]);
   SettleBranches(compared);
   for (TypedExpressionPtr& value : compared) {
     if (value->type == XeBitData) value = ConvertTyped(value, XeInt4Data);
   }
-  SettleBranches(std::span(firstResult, arguments.end()));
+  SettleResults(std::span(firstResult, arguments.end()));
 }
 
 void PrepareCast(TypedArguments& arguments) { CountBitsAsIntegers(arguments); }

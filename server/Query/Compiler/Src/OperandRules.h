@@ -35,7 +35,9 @@ void PrepareNullTest(TypedArguments& arguments);
 void PrepareLike(TypedArguments& arguments);
 /// IN and NOT IN. The constants come to stand before the other members. Error 59001 for binary.
 void PrepareMembership(TypedArguments& arguments);
-/// COALESCE: a NULL stays without a type.
+/// COALESCE, and all rules below that choose a value: fixed texts of different lengths meet in the
+/// long form. A NULL without a type keeps none here; where all values are NULL, the types of those
+/// that have one decide.
 void PrepareCoalesce(TypedArguments& arguments);
 /// IFNULL and NULLIF. Error 59001 for binary, which NULLIF cannot compare.
 void PrepareIfNull(TypedArguments& arguments);

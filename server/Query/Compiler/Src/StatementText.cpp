@@ -29,8 +29,8 @@ bool IsComment(PgQuery__Token token) {
 }
 
 /// An upper bound of the depth of the tree that tokens can make. Within one list item operators may
-/// chain, so they count one level each; commas, AND and OR start anew because the grammar holds
-/// such lists flat; parentheses and CASE add the depth of what they hold.
+/// chain, so they count one level each; commas, AND, OR and the branches of CASE start anew because
+/// the grammar holds such lists flat; parentheses and CASE add the depth of what they hold.
 class DepthBound {
  public:
   void Add(PgQuery__Token token, int start) {
@@ -58,6 +58,9 @@ class DepthBound {
       case PG_QUERY__TOKEN__ASCII_44:
       case PG_QUERY__TOKEN__AND:
       case PG_QUERY__TOKEN__OR:
+      case PG_QUERY__TOKEN__WHEN:
+      case PG_QUERY__TOKEN__THEN:
+      case PG_QUERY__TOKEN__ELSE:
         levels_.back().NextItem();
         break;
       case PG_QUERY__TOKEN__UNION:

@@ -106,7 +106,9 @@ TEST(PlanError, EveryPairOfTypesIsPlannedOrRefused) {
       "-x;+x;NOT x;x IS NULL;x IS TRUE;SUM(x);COUNT(x);AVG(x);AVG_ALL(x);MIN(x);MAX(x);"
       "FIRST(x);LAST(x);RANGE(x);NULL_IF_NOT_UNIQUE(x);SUM(DISTINCT x);COUNT(DISTINCT x);"
       "x + y;x - y;x * y;x / y;x || y;x = y;x <> y;x < y;x <= y;x > y;x >= y;x AND y;x OR y;"
-      "i BETWEEN x AND y;x BETWEEN y AND dt;x BETWEEN u AND y",
+      "i BETWEEN x AND y;x BETWEEN y AND dt;x BETWEEN u AND y;x LIKE y;x IN (y, 1, i);"
+      "CASE x WHEN y THEN 1 END;CASE WHEN b THEN x ELSE y END;COALESCE(x, y);IFNULL(x, y);"
+      "NULLIF(x, y)",
       ';');
   int planned = 0;
   for (std::size_t i = 0; i < patterns.size() * operands.size() * operands.size(); ++i) {
@@ -136,6 +138,7 @@ TEST(PlanError, DeepAndLargeStatementsAreRefusedBeforeTheyHurt) {
   expect("58005 ", "SELECT 1, 1" + repeat(5000, " UNION SELECT 1, 1"));
   expect("58005 ", "SELECT b" + repeat(40, " IS TRUE") + " FROM t");
   expect("planned", "SELECT i" + repeat(800, " + i") + " FROM t");
+  expect("planned", "SELECT CASE i" + repeat(2000, " WHEN 1 THEN 2") + " ELSE 3 END FROM t");
   expect("planned", "SELECT i FROM t WHERE i = 0" + repeat(2000, " OR i = 1 AND j = 2"));
 }
 

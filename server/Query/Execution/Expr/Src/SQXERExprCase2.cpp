@@ -110,7 +110,8 @@ void Conditional::BindPair(RExpression*& first, RExpression*& second, XeAListStr
 
 Case::Case(RExpression* caseExpr, std::vector<RExpression*> whens,
            std::vector<RExpression*> results)
-    : Conditional(static_cast<int>((caseExpr != nullptr) + whens.size() + results.size())),
+    : Conditional(OperandCount((caseExpr != nullptr) + whens.size() + results.size())),
+      isLookup_(caseExpr != nullptr),
       caseExpr_(caseExpr),
       whenExprs_(std::move(whens)),
       resultExprs_(std::move(results)) {
@@ -124,14 +125,13 @@ Case::~Case() {
 }
 
 RExpression*& Case::Slot(int index) {
-  if (index < 0 || index >= numOperands_) XeLogicError("operand index of a CASE");
-  std::size_t at = static_cast<std::size_t>(index);
-  // By the count: the case operand stays an operand while its slot is empty.
-  if (whenExprs_.size() + resultExprs_.size() < static_cast<std::size_t>(numOperands_)) {
-    if (at == 0) return caseExpr_;
-    --at;
-  }
-  return at < whenExprs_.size() ? whenExprs_[at] : resultExprs_[at - whenExprs_.size()];
+  if (isLookup_ && index == 0) return caseExpr_;
+  // A negative index is beyond every list.
+  std::size_t at = static_cast<std::size_t>(index) - (isLookup_ ? 1 : 0);
+  if (at < whenExprs_.size()) return whenExprs_[at];
+  at -= whenExprs_.size();
+  if (at < resultExprs_.size()) return resultExprs_[at];
+  XeLogicError("operand index of a CASE");
 }
 
 RExpression* Case::GetIthOperand(int index) { return Slot(index); }
@@ -328,13 +328,14 @@ RExprReturn NullIf::EvalTyped(void* out) {
 // COALESCE
 
 Coalesce::Coalesce(std::vector<RExpression*> values)
-    : Conditional(static_cast<int>(values.size())), valueExprs_(std::move(values)) {}
+    : Conditional(OperandCount(values.size())), valueExprs_(std::move(values)) {}
 
 Coalesce::~Coalesce() { DeleteAll(valueExprs_); }
 
 RExpression*& Coalesce::Slot(int index) {
-  if (index < 0 || index >= numOperands_) XeLogicError("operand index of a COALESCE");
-  return valueExprs_[static_cast<std::size_t>(index)];
+  const auto at = static_cast<std::size_t>(index);
+  if (at >= valueExprs_.size()) XeLogicError("operand index of a COALESCE");
+  return valueExprs_[at];
 }
 
 RExpression* Coalesce::GetIthOperand(int index) { return Slot(index); }

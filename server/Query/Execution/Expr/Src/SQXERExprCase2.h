@@ -84,6 +84,8 @@ class SQXEREXPR_API Case final : public Conditional {
   bool AreEqual(const T& value, const T& when) const;
   RExpression*& Slot(int index);
 
+  /// An operand stays one while its slot is empty.
+  const bool isLookup_;
   RExpression* caseExpr_;
   std::vector<RExpression*> whenExprs_;
   std::vector<RExpression*> resultExprs_;

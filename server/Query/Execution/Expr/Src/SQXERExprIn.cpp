@@ -1,26 +1,16 @@
 #include "SQXERExprIn.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "SQXERExprConvert.h"
 #include "SQXEROperandBinding.h"
 #include "SQXERTypedVariant.h"
 
 namespace sqxer {
-namespace {
-
-/// The number of operands that a node reports. Lists beyond its range hold more, which
-/// GetIthOperand reaches as well.
-int OperandCount(std::size_t members) {
-  return static_cast<int>(std::min<std::size_t>(members + 1, std::numeric_limits<int16>::max()));
-}
-
-}  // namespace
 
 In::In(RExpression* operand, std::vector<RExpression*> constants, std::vector<RExpression*> others,
        bool isNegated)
-    : RExpression(OperandCount(constants.size() + others.size())),
+    : RExpression(OperandCount(1 + constants.size() + others.size())),
       operand_(operand),
       constExprInList_(std::move(constants)),
       otherExprInList_(std::move(others)),

@@ -104,7 +104,7 @@ class TextInNode : public InNode<Text> {
   template <class Set>
   RExprReturn EvalIn(const Set& constants, void* out) {
     const auto equal = [this](const Text& a, const Text& b) {
-      return CompareText<EqualToOp>(compareFunc_, AsText(a), AsText(b));
+      return EqualValues(compareFunc_, a, b);
     };
     return InNode<Text>::EvalIn(constants, equal, out);
   }

@@ -1,8 +1,17 @@
 #pragma once
 
+#include <algorithm>
+#include <limits>
+
 #include "SQXERExpression.h"
 
 namespace sqxer {
+
+/// The number of operands that a node over a list reports. Lists beyond its range hold more, which
+/// GetIthOperand reaches as well.
+inline int OperandCount(std::size_t operands) {
+  return static_cast<int>(std::min<std::size_t>(operands, std::numeric_limits<int16>::max()));
+}
 
 /// What an operand told the node that bound it.
 struct OperandShape {

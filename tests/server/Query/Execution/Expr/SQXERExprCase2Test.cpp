@@ -186,5 +186,19 @@ TEST(Conditional, EveryPairOfStatuses) {
   }
 }
 
+// The count of operands ends where its type does; the operands do not.
+TEST(Conditional, HasMoreOperandsThanItCounts) {
+  std::vector<Node> whens(40000), values(40000);
+  for (Node& when : whens) when = Int(1);
+  for (Node& value : values) value = Int(2);
+  const Node last = values.back();
+  Case lookup(Int(1), whens, values);
+  EXPECT_EQ(lookup.GetOperandCount(), 32767);
+  EXPECT_EQ(lookup.GetIthOperand(80000), last);
+  for (const int index : {-1, 80001}) ExpectBroken([&] { lookup.GetIthOperand(index); });
+  Coalesce none({});
+  ExpectBroken([&] { none.GetIthOperand(0); });
+}
+
 }  // namespace
 }  // namespace sqxer::test
