@@ -5,11 +5,11 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstring>
 #include <cwchar>
 
+#include "CharacterSearch.h"
+#include "Utility/NumberText.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -199,15 +199,14 @@ uint32 BaseStringUtil::PatternMatch(const RefLongVarChar& text, const RefLongVar
                                     uint32 from, bool caseSensitive) {
   if (pattern.length_ == 0 || pattern.length_ > text.length_) return text.length_;
   const uint32 last = text.length_ - pattern.length_;
+  if (from > last) return text.length_;
+  if (caseSensitive) {
+    const wchar_t* const found = FindCharacters(text.buffer_ + from, text.buffer_ + text.length_,
+                                                pattern.buffer_, pattern.length_);
+    return found == nullptr ? text.length_ : static_cast<uint32>(found - text.buffer_);
+  }
   for (uint32 i = from; i <= last; ++i) {
-    if (caseSensitive) {
-      // Skips what cannot be a start many characters at a time.
-      const wchar_t* const start =
-          std::wmemchr(text.buffer_ + i, pattern.buffer_[0], std::size_t{last} - i + 1);
-      if (start == nullptr) break;
-      i = static_cast<uint32>(start - text.buffer_);
-    }
-    if (IsMatchAt(text, pattern, i, caseSensitive)) return i;
+    if (AreEqualInUpperCase(text.buffer_ + i, pattern.buffer_, pattern.length_)) return i;
   }
   return text.length_;
 }
@@ -224,9 +223,8 @@ uint32 BaseStringUtil::ReversePatternMatch(const RefLongVarChar& text,
 }
 
 XeString BaseStringUtil::NumberToString(float64 value) {
-  std::array<char, 32> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
-  return XeString(digits.data(), end);
+  const RealText text(value);
+  return XeString(text.Get().begin(), text.Get().end());
 }
 
 bool BaseStringUtil::IsCaseInsensitiveMatch(std::wstring_view a, std::wstring_view b) {

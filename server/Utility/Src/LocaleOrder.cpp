@@ -222,8 +222,9 @@ RefLongVarBinary CollationKeyMaker::MakeKey(const RefLongVarChar& text) {
 
 uint32 CollationKeyMaker::GetKeyLength(uint32 characters) {
   constexpr uint64 kBytesPerCharacter = 8;
-  constexpr uint64 kSeparators = 8;
-  return static_cast<uint32>(std::min<uint64>(characters * kBytesPerCharacter + kSeparators,
+  // That of a sign for a whole phrase, of which a text has one rather than many.
+  constexpr uint64 kLongestCharacter = 48;
+  return static_cast<uint32>(std::min<uint64>(characters * kBytesPerCharacter + kLongestCharacter,
                                               std::numeric_limits<int32>::max()));
 }
 

@@ -52,7 +52,7 @@ class XEUTILITY_API BaseStringUtil {
   static uint32 ReversePatternMatch(const RefLongVarChar& text, const RefLongVarChar& pattern,
                                     uint32 position, bool caseSensitive);
 
-  /// The shortest text that reads back as the same double.
+  /// The text of a double, as RealText gives it.
   static XeString NumberToString(float64 value);
 };
 

@@ -22,8 +22,8 @@ class XEUTILITY_API CollationKeyMaker {
   /// The key of a text. It stands in the object's own buffer, which only grows, until the next
   /// call.
   RefLongVarBinary MakeKey(const RefLongVarChar& text);
-  /// Room for the key of any usual text of so many characters, in bytes. Texts of signs that stand
-  /// for whole words can need more.
+  /// Room for the key of any usual text of so many characters, in bytes. Texts of many signs
+  /// that stand for whole words can need more.
   static uint32 GetKeyLength(uint32 characters);
 
  private:

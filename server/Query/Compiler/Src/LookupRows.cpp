@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <utility>
+
 #include "FunctionRows.h"
 #include "LookupTable.h"
 #include "SQXERExprConvert.h"
@@ -7,18 +10,28 @@ namespace {
 
 using Kind = FunctionRow::Kind;
 
+/// A long text as one of up to a length, as it stands.
+std::unique_ptr<RExpression> WithLength(std::unique_ptr<RExpression> text, uint32 length) {
+  return std::make_unique<ConvertVarXeChartoLongVarXeChar>(text.release(), XeLongVarCharData,
+                                                           length);
+}
+
+/// The node reports the length of its operand, whatever it finds.
 std::unique_ptr<RExpression> MakeCanonical(const TypedExpression& call, Operands& o) {
-  return std::make_unique<Canonical>(o[0].release(), call.lookup->Open());
+  auto node = std::make_unique<Canonical>(o[0].release(), call.lookup->Open());
+  node->SetSourcePosition(call.position);
+  const uint32 length = std::max(call.arguments[0]->length, call.lookup->GetValue().length);
+  return WithLength(std::move(node), length);
 }
 
 std::unique_ptr<RExpression> MakeDictLookup(const TypedExpression& call, Operands& o) {
   const LookupTable& table = *call.lookup;
   auto node = std::make_unique<DictLookup>(o[0].release(), ExpressionVector(),
                                            table.GetDictionary(), table.GetNativeTable());
-  if (table.GetValue().type != XeVarCharData) return node;
-  // Operators take texts of varying length in their long form only.
-  return std::make_unique<ConvertVarXeChartoLongVarXeChar>(node.release(), XeLongVarCharData,
-                                                           table.GetValue().length);
+  const uint32 length = table.GetValue().length;
+  if (table.GetValue().type != XeCharData) return WithLength(std::move(node), length);
+  // The node reports a length in bytes, by which the padding would not be known as such.
+  return std::make_unique<ConvertXeChartoLongVarXeChar>(node.release(), XeLongVarCharData, length);
 }
 
 }  // namespace
@@ -48,7 +61,7 @@ void AppendLookupRows(std::vector<FunctionRow>& rows) {
       "DICT_LOOKUP(key, table)",
       "DictLookup",
       "an integer, and a table by name whose first two columns are an integer and a text",
-      "the second column's type",
+      "text",
       "NULL if the key is NULL or no row has it, or the text is NULL",
       "The text of the second column beside the first row that has this key in the first column.",
       "SELECT DICT_LOOKUP(2, sizes)",

@@ -1,7 +1,6 @@
 #include "LookupTable.h"
 
 #include "ExpressionTyper.h"
-#include "NodeProber.h"
 #include "PlanError.h"
 
 namespace sqxer {
@@ -12,23 +11,6 @@ bool Fits(const FunctionRow& row, const LookupSource& source) {
   if (!SUXeDataTypeUtility::IsXeTextType(source.GetColumns()[1].type)) return false;
   return row.lookup == FunctionRow::Lookup::kByText ? SUXeDataTypeUtility::IsXeTextType(key)
                                                     : SUXeDataTypeUtility::IsXeIntegerType(key);
-}
-
-/// A long text of at least a length. The node reports the length of its operand, whatever it finds.
-TypedExpressionPtr WithRoomFor(const TypedExpressionPtr& text, uint32 length) {
-  TypedExpressionPtr longText =
-      text->type == XeCharData ? ConvertTyped(text, XeLongVarCharData) : text;
-  if (longText->type != XeLongVarCharData || longText->length >= length) return longText;
-  auto cast = std::make_shared<TypedExpression>(*longText);
-  cast->kind = TypedExpression::Kind::kCall;
-  cast->function = FindOperator("cast", 1);
-  cast->arguments = {longText};
-  cast->constant = {};
-  cast->parameter.reset();
-  cast->column = {{}, XeLongVarCharData, length, 0, true};
-  cast->length = length;
-  cast->size = longText->size + 1;
-  return cast;
 }
 
 }  // namespace
@@ -64,8 +46,8 @@ LookupTablePtr FindLookupTable(const FunctionRow& row, TypedArguments& arguments
         kLookupColumns, named.position,
         {function, name, row.lookup == FunctionRow::Lookup::kByText ? L"text" : L"integer"});
   auto table = std::make_shared<const LookupTable>(std::move(source));
-  if (row.lookup == FunctionRow::Lookup::kByText)
-    arguments[0] = WithRoomFor(arguments[0], table->GetValue().length);
+  if (row.lookup == FunctionRow::Lookup::kByText && arguments[0]->type == XeCharData)
+    arguments[0] = ConvertTyped(arguments[0], XeLongVarCharData);
   return table;
 }
 

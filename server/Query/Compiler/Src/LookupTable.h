@@ -26,8 +26,8 @@ class LookupTable {
   mutable DravoNativeDictionaryRef dictionary_;
 };
 
-/// The table that the second argument of a call names, once the arguments are prepared. A text that
-/// is looked up becomes one that is declared long enough for what is found. Errors, at the second
+/// The table that the second argument of a call names, once the arguments are prepared. A fixed
+/// text that is looked up becomes a long one, as what is found may be longer. Errors, at the second
 /// argument: those of finding the table, 58025 for a name that is no literal, 58032 (function,
 /// table) for a table whose first two columns do not fit.
 LookupTablePtr FindLookupTable(const FunctionRow& row, TypedArguments& arguments, Catalog& catalog);

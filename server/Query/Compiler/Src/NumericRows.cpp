@@ -34,6 +34,12 @@ FunctionRow Numeric(const char* name, int count, const char* form, const char* n
           MakeFunction<Node>};
 }
 
+/// Of a number and one that counts.
+FunctionRow Counting(FunctionRow row) {
+  row.prepare = PrepareAs<'n', 'w'>;
+  return row;
+}
+
 /// Rounds or truncates to whole numbers.
 template <class Node>
 std::unique_ptr<RExpression> MakeToWhole(const TypedExpression&, Operands& o) {
@@ -64,15 +70,17 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
                                          "The logarithm to the base 10. Of 0 and of negative "
                                          "numbers it is an error.",
                                          "SELECT LOG(1000)", "3");
-  const FunctionRow truncate = Numeric<Truncate>(
+  const FunctionRow truncate = Counting(Numeric<Truncate>(
       "trunc", 2, "TRUNC(x, digits)", "Truncate", kDouble,
       "x with so many digits behind the point, the rest cut; negative digits cut before the point. "
       "What lies within an unrepresentable fraction of the next digit is carried.",
-      "SELECT TRUNC(1234.5678, -2)", "1200");
-  const FunctionRow mod = Numeric<Mod>(
-      "mod", 2, "MOD(a, b)", "Mod", "NUMERIC if an operand is or both are integers, else DOUBLE",
-      "The remainder of a / b, with the sign of a. A divisor of 0 is an error.",
-      "SELECT MOD(-7, 3)", "-1");
+      "SELECT TRUNC(1234.5678, -2)", "1200"));
+  const FunctionRow mod =
+      Numeric<Mod>("mod", 2, "MOD(a, b)", "Mod",
+                   "DOUBLE if a is DOUBLE and b is not NUMERIC, else NUMERIC (`--set "
+                   "IntegerMathAsDouble=on` makes integers DOUBLE)",
+                   "The remainder of a / b, with the sign of a. A divisor of 0 is an error.",
+                   "SELECT MOD(-7, 3)", "-1");
   FunctionRow percent = Alias(mod, "%", "a % b", "SELECT -7 % 3");
   percent.kind = Kind::kOperator;
   FunctionRow round = Numeric<Round>(
@@ -123,10 +131,11 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
                         "stands there, divided by a. b takes no part. a of 0 is an error.",
                         "SELECT MODF(1, 2) IS NULL", "false"),
           round,
-          Numeric<Round>("round", 2, "ROUND(x, digits)", "Round", kDouble,
-                         "x rounded to so many digits behind the point; negative digits round "
-                         "before it. Halves go up, those of negative numbers toward zero.",
-                         "SELECT ROUND(2.675, 2)", "2.68"),
+          Counting(
+              Numeric<Round>("round", 2, "ROUND(x, digits)", "Round", kDouble,
+                             "x rounded to so many digits behind the point; negative digits round "
+                             "before it. Halves go up, those of negative numbers toward zero.",
+                             "SELECT ROUND(2.675, 2)", "2.68")),
           trunc,
           truncate,
           Alias(truncate, "truncate", "TRUNCATE(x, digits)", "SELECT TRUNCATE(1234.5678, -2)"),
@@ -161,10 +170,10 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
                         "SELECT COSH(0)", "1"),
           Numeric<Tanh>("tanh", 1, "TANH(x)", "Tanh", kDouble, "The hyperbolic tangent.",
                         "SELECT TANH(0)", "0"),
-          Numeric<ExtractBitFromInt>(
+          Counting(Numeric<ExtractBitFromInt>(
               "extract_bit", 2, "EXTRACT_BIT(x, n)", "ExtractBitFromInt", kDouble,
               "Bit n, from 1 for the lowest, of x as a 32-bit integer; n below 1 is an error.",
-              "SELECT EXTRACT_BIT(5, 3)", "1"),
+              "SELECT EXTRACT_BIT(5, 3)", "1")),
           {Kind::kFunction, "pi", 0, "PI()", "Pi", "none", kDouble, "never NULL",
            "3.14159265358979, fourteen digits behind the point.", "SELECT PI()", "3.14159265358979",
            PrepareAs<'n'>, MakeFunction<Pi>},

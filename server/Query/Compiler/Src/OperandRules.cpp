@@ -188,6 +188,13 @@ void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
                      {node, SUXeDataTypeUtility::GetXeDataTypeName(argument->type)});
 }
 
+void PrepareTextAndConstant(TypedArguments& arguments, const wchar_t* function,
+                            const wchar_t* constant) {
+  arguments[0] = TypeNull(arguments[0], XeLongVarCharData);
+  if (!arguments[1]->IsTextConstant())
+    ThrowPlanError(kNotALiteral, arguments[1]->position, {function, constant});
+}
+
 }  // namespace
 
 void PrepareArithmetic(TypedArguments& arguments) {
@@ -315,9 +322,11 @@ void PrepareCase(TypedArguments& arguments) {
 void PrepareCast(TypedArguments& arguments) { CountBitsAsIntegers(arguments); }
 
 void PrepareDateReading(TypedArguments& arguments) {
-  arguments[0] = TypeNull(arguments[0], XeLongVarCharData);
-  if (!arguments[1]->IsTextConstant())
-    ThrowPlanError(kNotALiteral, arguments[1]->position, {L"this function", L"format"});
+  PrepareTextAndConstant(arguments, L"this function", L"format");
+}
+
+void PrepareSortKey(TypedArguments& arguments) {
+  PrepareTextAndConstant(arguments, L"NLSSORT", L"locale");
 }
 
 void PrepareByKind(TypedArguments& arguments, std::string_view kinds) {

@@ -51,6 +51,8 @@ std::size_t CountCaseResults(std::size_t arguments, bool hasValue);
 void PrepareCast(TypedArguments& arguments);
 /// A function of a text and a format, which is a text constant (58025).
 void PrepareDateReading(TypedArguments& arguments);
+/// A function of a text and a locale, which is a text constant (58025).
+void PrepareSortKey(TypedArguments& arguments);
 
 /// The arguments of a function, by a letter each; the last one also stands for those behind it.
 /// 't' a text, 'n' a number, 'w' a number that counts: one that is no INTEGER becomes DOUBLE, which

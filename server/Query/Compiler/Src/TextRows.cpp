@@ -69,7 +69,7 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
       "Letter case as `CaseSensitiveCompare` says.",
       "SELECT LOCATE('a', 'banana')",
       "2",
-      PrepareAs<'t', 't', 'n'>,
+      PrepareAs<'t', 't', 'w'>,
       MakeFunction<Locate>};
   FunctionRow locateFrom = locate;
   locateFrom.argumentCount = 3;
@@ -186,10 +186,10 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
   text(
       "repeat", 2, "REPEAT(s, n)", "Repeat", "a text and a number", kLongText,
       "The text n times, cut to four times its declared length, or 255 characters if that is more.",
-      "SELECT REPEAT('ab', 3)", "ababab", PrepareAs<'t', 'n'>, MakeFunction<Repeat>);
+      "SELECT REPEAT('ab', 3)", "ababab", PrepareAs<'t', 'w'>, MakeFunction<Repeat>);
   text("chr", 1, "CHR(n)", "Char", "a number", "CHAR(1)",
        "The character of a code, as one byte of the server's code page (ISO 8859-1).",
-       "SELECT CHR(65)", "A", PrepareAs<'n'>, MakeFunction<sqxer::Char>);
+       "SELECT CHR(65)", "A", PrepareAs<'w'>, MakeFunction<sqxer::Char>);
   text("nlssort", 1, "NLSSORT(s)", "NLSSort", kText, "binary",
        "The text as bytes that sort as the text does in the configured locale (`--set Locale=`).",
        "SELECT MIN(weather) FROM \"seattle-weather\" GROUP BY weather ORDER BY NLSSORT(weather) "
@@ -200,7 +200,7 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
        "SELECT MAX(weather) FROM \"seattle-weather\" GROUP BY weather ORDER BY NLSSORT(weather, "
        "'sv') DESC "
        "LIMIT 1",
-       "sun", PrepareAs<'t'>, MakeFunction<NLSSort>);
+       "sun", PrepareSortKey, MakeFunction<NLSSort>);
 }
 
 }  // namespace sqxer

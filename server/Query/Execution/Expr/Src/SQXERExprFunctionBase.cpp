@@ -88,16 +88,21 @@ OperandShape ValueFunction::BindIthOperand(int index, XeAListStream* stream,
   return shape;
 }
 
-OperandShape ValueFunction::BindTextOperand(int index, const wchar_t* name, XeAListStream* stream,
-                                            RExpression*& replacement, MetaDataInfo& info) {
-  const OperandShape shape = BindIthOperand(index, stream, replacement, info);
+void ValueFunction::MakeLongText(int index, const wchar_t* name) {
   RExpression*& slot = Slot(index);
   const XeDataType type = slot->GetResultDataType();
   if (type == XeCharData) {
-    slot = new ConvertXeChartoLongVarXeChar(slot, XeLongVarCharData, shape.length);
+    const uint32 length = shapes_[static_cast<std::size_t>(index)].length;
+    slot = new ConvertXeChartoLongVarXeChar(slot, XeLongVarCharData, length);
   } else if (type != XeLongVarCharData) {
     throwExecutionError(kTypeNotSupported, name, type, XeUnknown);
   }
+}
+
+OperandShape ValueFunction::BindTextOperand(int index, const wchar_t* name, XeAListStream* stream,
+                                            RExpression*& replacement, MetaDataInfo& info) {
+  const OperandShape shape = BindIthOperand(index, stream, replacement, info);
+  MakeLongText(index, name);
   return shape;
 }
 

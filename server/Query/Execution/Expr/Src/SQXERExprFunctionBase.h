@@ -35,7 +35,9 @@ class SQXEREXPR_API ValueFunction : public RExpression {
   /// Binds one operand, unless the operands of a second binding are skipped, and returns its shape.
   OperandShape BindIthOperand(int index, XeAListStream* stream, RExpression*& replacement,
                               MetaDataInfo& info);
-  /// The same for an operand that must be a text; it becomes a long one. Error 59001 (name, type).
+  /// Makes a long text of a bound operand, which must be a text. Error 59001 (name, type).
+  void MakeLongText(int index, const wchar_t* name);
+  /// Both.
   OperandShape BindTextOperand(int index, const wchar_t* name, XeAListStream* stream,
                                RExpression*& replacement, MetaDataInfo& info);
   /// What a bound operand is brought to, and from which types.

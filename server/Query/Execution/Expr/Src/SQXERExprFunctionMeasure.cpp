@@ -64,7 +64,7 @@ void Ascii::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo&
 }
 
 RExprReturn Ascii::Eval(void* out) {
-  if (EvalText() == kTrue) *static_cast<int32*>(out) = AsciiOp::Apply(varCharOperand_);
+  if (EvalText() == kTrue) *static_cast<int32*>(out) = AsciiOp::Apply(varCharOperand_, charData_);
   return retCode_;
 }
 

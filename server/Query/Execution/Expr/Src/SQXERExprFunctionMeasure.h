@@ -66,6 +66,10 @@ class SQXEREXPR_API Ascii final : public TextMeasureFunction {
   using TextMeasureFunction::TextMeasureFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+
+ private:
+  /// The first character in the server's code page.
+  char charData_[1] = {};
 };
 
 }  // namespace sqxer

@@ -26,7 +26,8 @@ class SQXEREXPR_API Mod final : public NumericValueFunction {
 
 /// The signed fractional part of what stands in the result slot divided by the operand, all doubles
 /// (error 59001, "Modf"). An operand of zero is error 59008. The parameter is evaluated, and makes
-/// the result NULL, but its value takes no part: the caller puts the dividend into the slot.
+/// the result NULL, but its value takes no part: the caller puts the dividend into the slot. The
+/// scalar functions hand it a slot of 0.
 class SQXEREXPR_API Modf final : public NumericValueFunction {
  public:
   using NumericValueFunction::NumericValueFunction;

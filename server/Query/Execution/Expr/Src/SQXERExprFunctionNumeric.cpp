@@ -24,7 +24,7 @@ void Pow::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& i
 }
 
 RExprReturn Pow::EvalDouble(void* out) {
-  float64 power;
+  float64 power = 0;
   if (EvalOperands(&power, &tempValue_) != kTrue) return retCode_;
   AtSourcePosition([&] { PowAsDouble(power, tempValue_); });
   *static_cast<float64*>(out) = power;
@@ -70,7 +70,7 @@ RExprReturn Rand::Eval(void* out) {
   constexpr float64 kMostRandom = 2147483647.0;
   retCode_ = kTrue;
   if (operand_ != nullptr) {
-    float64 seed;
+    float64 seed = 0;
     retCode_ = operand_->Eval(&seed);
     if (retCode_ != kTrue) return retCode_;
     // Otherwise the seed is set again at every row: callers rely on RAND of a column being a

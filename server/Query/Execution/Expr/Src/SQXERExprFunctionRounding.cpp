@@ -10,7 +10,7 @@ void Round::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo&
 }
 
 RExprReturn Round::Eval(void* out) {
-  float64 x;
+  float64 x = 0;
   if (EvalOperands(&x, &roundSpec_) != kTrue) return retCode_;
   *static_cast<float64*>(out) = RoundOp::Apply(x, roundSpec_);
   return kTrue;
@@ -22,7 +22,7 @@ void Truncate::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataIn
 }
 
 RExprReturn Truncate::Eval(void* out) {
-  float64 x;
+  float64 x = 0;
   if (EvalOperands(&x, &truncateSpec_) != kTrue) return retCode_;
   *static_cast<float64*>(out) = TruncateOp::Apply(x, truncateSpec_);
   return kTrue;

@@ -2,6 +2,7 @@
 
 #include "SQXERExprConstant.h"
 #include "SQXERTypedVariant.h"
+#include "Utility/BaseStringUtil.h"
 
 namespace sqxer {
 
@@ -30,14 +31,22 @@ void NLSSort::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInf
   } else {
     BindLocale(stream, replacement, info);
   }
-  SetResult(XeLongVarBinaryData, info, CollationKeyMaker::GetKeyLength(text.length));
+  keyLength_ = CollationKeyMaker::GetKeyLength(text.length);
+  SetResult(XeLongVarBinaryData, info, keyLength_);
   info.isNullable_ = text.nullable;
 }
 
 RExprReturn NLSSort::Eval(void* out) {
   retCode_ = operand_->Eval(&varCharOperand_);
-  if (retCode_ == kTrue) *static_cast<RefLongVarBinary*>(out) = keys_->MakeKey(varCharOperand_);
-  return retCode_;
+  if (retCode_ != kTrue) return retCode_;
+  const RefLongVarBinary key = keys_->MakeKey(varCharOperand_);
+  if (key.length_ > keyLength_) [[unlikely]] {
+    const std::wstring_view text(varCharOperand_.buffer_, varCharOperand_.length_);
+    RaiseError(59013, {L"NLSSort", SUXeDataTypeUtility::GetXeDataTypeName(XeLongVarCharData),
+                       BaseStringUtil::QuotedValue(BaseStringUtil::StringToUtf8(text))});
+  }
+  *static_cast<RefLongVarBinary*>(out) = key;
+  return kTrue;
 }
 
 }  // namespace sqxer

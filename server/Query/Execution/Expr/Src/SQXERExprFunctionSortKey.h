@@ -10,7 +10,8 @@ namespace sqxer {
 /// The sort key of the operand, a long binary: ordering by keys is the order of a locale, that of
 /// the configuration or the parameter's. The parameter is a text constant, such as 'sv_SE'; error
 /// 59174 (locale) at binding when it is not known. Error 59001 ("NLSSort", type) for an operand
-/// that is no text, and for a parameter that is no text constant.
+/// that is no text, and for a parameter that is no text constant. Error 59013 ("NLSSort", type,
+/// text) for a text whose key is longer than the result's length, which is beyond any usual one.
 ///
 /// The key holds until the next evaluation.
 class SQXEREXPR_API NLSSort final : public ValueFunction {
@@ -24,6 +25,8 @@ class SQXEREXPR_API NLSSort final : public ValueFunction {
   void BindLocale(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info);
 
   RefLongVarChar varCharOperand_{};
+  /// The most bytes that a key has.
+  uint32 keyLength_ = 0;
   std::optional<CollationKeyMaker> keys_;
 };
 

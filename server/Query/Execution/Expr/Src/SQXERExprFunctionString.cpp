@@ -35,12 +35,15 @@ RExprReturn Lower::Compute(const RefLongVarChar& text, RefLongVarChar& result) {
 
 void Trim::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   BindText(L"Trim", stream, replacement, info);
-  BindTextOperand(1, L"Trim", stream, replacement, info);
+  BindIthOperand(1, stream, replacement, info);
+  const bool isFixed = params_[0]->GetResultDataType() == XeCharData;
+  MakeLongText(1, L"Trim");
   if (params_.size() > 1) {
     BindIthOperand(2, stream, replacement, info);
     ConvertIthOperand(2, ParameterType::kInt32, L"Trim");
   }
   ReplaceByVariant<TrimXeChar, TrimLongVarXeChar>(resultMaxLength_, replacement, info);
+  static_cast<Trim*>(replacement)->isTrimCharFixed_ = isFixed;
 }
 
 RExprReturn Trim::Compute(const RefLongVarChar& text, RefLongVarChar& result) {
@@ -50,8 +53,11 @@ RExprReturn Trim::Compute(const RefLongVarChar& text, RefLongVarChar& result) {
   }
   if (trimChar_.length_ > 1) RaiseError(59029, {});
   if (trimStyle_ > TrimOp::kEnd) RaiseError(59006, {});
-  result =
-      Keep(trimChar_.length_ == 0 ? text : TrimOp::Apply(text, trimChar_.buffer_[0], trimStyle_));
+  if (trimChar_.length_ != 0) {
+    result = Keep(TrimOp::Apply(text, trimChar_.buffer_[0], trimStyle_));
+  } else {
+    result = Keep(isTrimCharFixed_ ? TrimOp::Apply(text, L' ', trimStyle_) : text);
+  }
   return kTrue;
 }
 

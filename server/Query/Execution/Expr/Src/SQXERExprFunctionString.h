@@ -132,8 +132,9 @@ class SQXEREXPR_API LowerLongVarXeChar final : public OverLongVarXeChar<Lower> {
 
 /// The operand without the character of the first parameter at its ends. The second parameter, an
 /// int4 (or a double or numeric, truncated), is the style: 0, as without it, both ends, 1 the
-/// start, 2 the end, a negative one neither. An empty trim text trims nothing. Errors: 59029 for
-/// one of several characters, 59006 for a style above 2.
+/// start, 2 the end, a negative one neither. An empty trim text trims nothing, but a fixed one, of
+/// which only padding is left then, trims blanks. Errors: 59029 for one of several characters,
+/// 59006 for a style above 2.
 class SQXEREXPR_API Trim : public TextVariantFunction {
  public:
   using TextVariantFunction::TextVariantFunction;
@@ -145,6 +146,7 @@ class SQXEREXPR_API Trim : public TextVariantFunction {
  private:
   RefLongVarChar trimChar_{};
   int32 trimStyle_ = TrimOp::kBoth;
+  bool isTrimCharFixed_ = false;
 };
 class SQXEREXPR_API TrimXeChar final : public OverXeChar<Trim> {
  public:

@@ -8,7 +8,7 @@ void Atan2::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo&
 }
 
 RExprReturn Atan2::Eval(void* out) {
-  float64 y;
+  float64 y = 0;
   if (EvalOperands(&y, &xValue_) != kTrue) return retCode_;
   const MathOutcome outcome = Atan2Op::Apply(y, xValue_, *static_cast<float64*>(out));
   if (outcome != MathOutcome::kDone) [[unlikely]] {

@@ -16,7 +16,7 @@ class DoubleFunction : public NumericValueFunction {
     BindMathFunctionsReturningDouble(stream, replacement, info);
   }
   RExprReturn Eval(void* out) final {
-    float64 x;
+    float64 x = 0;
     retCode_ = operand_->Eval(&x);
     if (retCode_ == kTrue) {
       AtSourcePosition([&] { ApplyMath<Op>(x, *static_cast<float64*>(out)); });

@@ -35,14 +35,13 @@ struct BitLengthOp {
 };
 
 /// The code of the first character in the server's code page, as a signed byte: callers rely on
-/// codes from 128 up being negative. 0 for the empty text.
+/// codes from 128 up being negative. 0 for the empty text. `code` is room for the byte.
 struct AsciiOp {
-  static int32 Apply(const RefLongVarChar& text) {
+  static int32 Apply(const RefLongVarChar& text, char* code) {
     if (text.length_ == 0) return 0;
-    char code = 0;
-    SystemUtility::WideCharToMultiByte(SystemUtility::GetMultiByteCodePage(), text.buffer_, 1,
-                                       &code, 1);
-    return static_cast<int8>(code);
+    SystemUtility::WideCharToMultiByte(SystemUtility::GetMultiByteCodePage(), text.buffer_, 1, code,
+                                       1);
+    return static_cast<int8>(*code);
   }
 };
 

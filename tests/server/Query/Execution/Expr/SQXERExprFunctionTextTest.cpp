@@ -119,7 +119,7 @@ TEST(NLSSort, KeysOrderAsComparisonsByTheConfiguredLocale) {
   for (const bool caseSensitive : {true, false}) {
     config->caseSensitiveCompare_ = caseSensitive;
     const auto compare = ExecutionUtility::GetCharacterComparisonFunction(kCompareLocale);
-    auto* const text = new Stub<RefLongVarChar>(LongChar);
+    auto* const text = new Stub<RefLongVarChar>(LongChar, {}, kTrue, 604);
     TestRecord record({});
     const auto tree = record.Bind(Function<NLSSort>(text));
     EXPECT_EQ(tree->GetResultDataType(), LongBin);
