@@ -152,7 +152,7 @@ bool SetTempDirectory(SUSystemConfig& config, const std::string& value) {
 
 const SwitchRow kSwitches[] = {
     {"IntegerMathAsDouble", kOnOff,
-     "Compute + - * / of integers in double precision, without overflow.",
+     "Compute + - * / and functions such as ABS and MOD of integers in double precision.",
      ShowBool<&SUSystemConfig::integerMathAsDouble_>,
      SetBool<&SUSystemConfig::integerMathAsDouble_>},
     {"IntegerDivideAsDouble", kOnOff, "Compute / of integers in double precision: 7 / 2 is 3.5.",

@@ -11,7 +11,7 @@ i + 2 => AddInt32(i:Int32, 2:Int32) ;; d * 2 => MultiplyFloat64(d:Float64, 2:Flo
 n - 2 => SubtractNumber(n:Number, 2:Number) ;; f < 1.5 => LTFloat64(f:Float64, 1.5:Float64)
 u > 3000000000 => GTUInt32(u:UInt32, 3000000000:UInt32) ;; i = '12' => EQInt32(i:Int32, 12:Int32)
 i = ' 1.5 ' => EQNumber(ConvertInt32toNumber(i:Int32), 1.5:Number)
-d = 'nan' => EQFloat64(d:Float64, nan:Float64) ;; '7' + i => AddInt32(7:Int32, i:Int32)
+d = 'nan' => EQFloat64(d:Float64, NaN:Float64) ;; '7' + i => AddInt32(7:Int32, i:Int32)
 dt = '2020-01-31' => EQDate(dt:Date, 2020-01-31:Date) ;; c = 'x' => EQXeChar(c:XeChar, 'x':XeChar)
 dt = '2020-01-31 00:00' => EQDate(dt:Date, 2020-01-31:Date)
 ts > DATE '2020-01-31' => GTDateTime(ts:DateTime, 2020-01-31 00:00:00:DateTime)
