@@ -27,6 +27,14 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("IN of 1000 constants", "In/1000");
     PrintRatio("searched CASE of three branches", "SearchedCase");
     PrintRatio("lookup CASE of three branches", "LookupCase");
+    PrintRatio("ROUND(SQRT(x) * LN(x), 2)", "RoundedRootAndLogarithm");
+    PrintRatio("UPPER(SUBSTRING(s FROM 1 FOR 4))", "UpperSubString");
+    PrintRatio("REPLACE(s, 'ab', 'x')", "Replace");
+    PrintRatio("EXTRACT(year FROM d)", "ExtractYear");
+    PrintRatio("EXTRACT(week FROM d)", "WeekOfTheYear");
+    PrintRatio("TIMESTAMPDIFF(day, a, b)", "DifferenceInDays");
+    PrintRatio("MOD of decimals", "DecimalMod");
+    PrintRatio("SQRT of a decimal", "DecimalSqrt");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;

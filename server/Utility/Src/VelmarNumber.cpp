@@ -196,6 +196,18 @@ VelmarNumber RoundToWhole(const VelmarNumber& number, bool up) {
   return Access::Pack(whole, up ? L"CeilNumber" : L"FloorNumber");
 }
 
+/// The coefficients of two numbers at their smaller exponent, where machine words hold them.
+bool TryAlignWords(const VelmarNumber& a, const VelmarNumber& b, int64& left, int64& right) {
+  if (!Access::ArePlain(a, b)) return false;
+  left = Access::GetPlainCoefficient(a);
+  right = Access::GetPlainCoefficient(b);
+  const int shift = Access::GetExponent(a) - Access::GetExponent(b);
+  if (shift > kMostShift || shift < -kMostShift) return false;
+  const auto power = static_cast<int64>(kPowersOfTen[static_cast<std::size_t>(std::abs(shift))]);
+  return shift > 0 ? !__builtin_mul_overflow(left, power, &left)
+                   : !__builtin_mul_overflow(right, power, &right);
+}
+
 /// (value x 10^power) mod divisor, for any power.
 uint128 ScaleModulo(uint128 value, int power, uint128 divisor) {
   value %= divisor;
@@ -210,11 +222,12 @@ uint128 ScaleModulo(uint128 value, int power, uint128 divisor) {
 
 /// The whole part of the square root of a number of 75 or 76 digits.
 uint128 WholeSquareRoot(const uint256& square) {
-  // A double knows 53 bits of the root and each step doubles them.
-  uint256 root(std::sqrt(square.convert_to<float64>()));
-  for (int step = 0; step < 2; ++step) root = (root + square / root) / 2;
-  while (root * root > square) --root;
-  while ((root + 1) * (root + 1) <= square) ++root;
+  // A step doubles the 64 bits that a long double knows; no step goes below the root.
+  const auto high = static_cast<long double>(static_cast<uint128>(square >> 128));
+  uint256 root(static_cast<uint128>(std::sqrt(high) * 0x1p64L));
+  do {
+    root = (root + square / root) / 2;
+  } while (root * root > square);
   return static_cast<uint128>(root);
 }
 
@@ -268,6 +281,14 @@ VelmarNumber VelmarNumber::Divide(const VelmarNumber& a, const VelmarNumber& b) 
 }
 
 VelmarNumber VelmarNumber::Mod(const VelmarNumber& a, const VelmarNumber& b) {
+  int64 left;
+  int64 right;
+  // The smallest word has no remainder by -1, so -1 goes the long way.
+  if (TryAlignWords(a, b, left, right) && right != 0 && right != -1) [[likely]] {
+    const int64 rest = left % right;
+    if (rest == left) return a;
+    return rest == 0 ? VelmarNumber() : Pack(rest, std::min(a.GetExponent(), b.GetExponent()));
+  }
   const Decimal x = Access::Unpack(a);
   Decimal y = Access::Unpack(b);
   if (y.coefficient == 0) SUGThrow(ErrorMessage(59008));

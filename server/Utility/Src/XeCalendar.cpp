@@ -129,15 +129,19 @@ XeDate XeCalendar::AddDays(const XeDate& date, int64 days) {
 }
 
 int XeYearDivision::MonthsBefore(Period period, const XeDate& date) const {
-  constexpr int kMonthsOf[] = {kMonthsPerYear, 3, 1};
-  return (date.GetMonth() - firstMonth_ + kMonthsPerYear) % kMonthsOf[period];
+  const int ofYear = (date.GetMonth() - firstMonth_ + kMonthsPerYear) % kMonthsPerYear;
+  return period == kYear ? ofYear : period == kQuarter ? ofYear % 3 : 0;
 }
 
 int64 XeYearDivision::FirstDay(Period period, const XeDate& date) const {
-  const year_month_day day = ToChrono(date);
-  // A fiscal year may start before the first year that dates may hold: no XeDate here.
-  const auto month = day.year() / day.month() - std::chrono::months(MonthsBefore(period, date));
-  return sys_days(month / 1).time_since_epoch().count();
+  // A fiscal year may start before the first year that dates may hold.
+  int year = date.GetYear();
+  int month = date.GetMonth() - MonthsBefore(period, date);
+  if (month < 1) {
+    month += kMonthsPerYear;
+    --year;
+  }
+  return sys_days(std::chrono::year(year) / month / 1).time_since_epoch().count();
 }
 
 int XeYearDivision::GetYear(const XeDate& date) const {

@@ -13,9 +13,10 @@ namespace sqxer {
 
 /// A count of units, the first parameter, added to a date or date-time, the second one: a
 /// date-time. A day that the resulting month does not have becomes its last one. The count is int4,
-/// or a double or numeric, truncated. Errors: 59001 ("TimestampAdd", type) for other types, at
-/// binding; in a row 59013 for a count beyond int4, 59171 (the sum in words) for a result beyond
-/// the years that dates may hold.
+/// or a double or numeric, truncated; weeks are added as days and quarters as months, whose number
+/// wraps at 32 bits. Errors: 59001 ("TimestampAdd", type) for other types, at binding; in a row
+/// 59013 for a count beyond int4, 59171 (the sum in words) for a result beyond the years that dates
+/// may hold.
 class SQXEREXPR_API TimestampAdd final : public TimeValueFunction {
  public:
   TimestampAdd(RExpression* unit, const ExpressionVector& params);

@@ -214,7 +214,7 @@ struct DivideOp<float64> {
 template <>
 struct DivideOp<VelmarNumber> {
   static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
-    if (VelmarNumber::compare(b, VelmarNumber::zero) == 0) return false;
+    if (b.isZero()) return false;
     out = VelmarNumber::Divide(a, b);
     return true;
   }

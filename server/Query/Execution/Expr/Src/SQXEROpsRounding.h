@@ -11,7 +11,7 @@ namespace sqxer {
 /// not hold decimal fractions exactly, and the more digits `v` has before its point, the fewer it
 /// has behind.
 inline float64 CalculateFudgeFactor(float64 v) {
-  constexpr std::array<float64, 15> kNines = {
+  static constexpr std::array<float64, 15> kNines = {
       0.9,           0.99,           0.999,           0.9999,           0.99999,
       0.999999,      0.9999999,      0.99999999,      0.999999999,      0.9999999999,
       0.99999999999, 0.999999999999, 0.9999999999999, 0.99999999999999, 0.999999999999999};
@@ -21,6 +21,16 @@ inline float64 CalculateFudgeFactor(float64 v) {
   if (digits <= kMostDigits) return kNines[static_cast<std::size_t>(kMostDigits - digits)];
   // Back to eleven nines on purpose: callers rely on amounts this large being left as they are.
   return kNines[10];
+}
+
+/// Ten to the n-th power, n not below zero.
+inline float64 PowerOfTen(int64 n) {
+  // As far as doubles hold it exactly, which is what the library gives too.
+  static constexpr std::array<float64, 23> kExact = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                     1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                                     1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  return n < std::ssize(kExact) ? kExact[static_cast<std::size_t>(n)]
+                                : std::pow(10.0, static_cast<float64>(n));
 }
 
 /// x rounded to n decimal digits, or to tens (-1), hundreds (-2) and so on.
@@ -33,13 +43,13 @@ struct RoundOp {
     constexpr float64 kNearlyHalf = 1e-11;
     float64 whole;
     if (n < 0) {
-      const float64 power = std::pow(10.0, -static_cast<float64>(n));
+      const float64 power = PowerOfTen(-int64{n});
       const float64 rest = std::modf(x / power, &whole) + kNearlyHalf;
       if (rest >= 0.5) return power + whole * power;
       if (rest <= -0.5) return whole * power - power;
       return whole * power;
     }
-    const float64 power = std::pow(10.0, n);
+    const float64 power = PowerOfTen(n);
     const float64 fraction = std::modf(x, &whole);
     const float64 slack = 1 - CalculateFudgeFactor(whole);
     float64 places;
@@ -60,11 +70,11 @@ struct TruncateOp {
   static float64 Apply(float64 x, int32 n) {
     float64 whole;
     if (n < 0) {
-      const float64 power = std::pow(10.0, -static_cast<float64>(n));
+      const float64 power = PowerOfTen(-int64{n});
       std::modf(x / power, &whole);
       return power * whole;
     }
-    const float64 power = std::pow(10.0, n);
+    const float64 power = PowerOfTen(n);
     const float64 fraction = std::modf(x, &whole);
     float64 places;
     const float64 rest = std::modf(fraction * power, &places);

@@ -106,9 +106,10 @@ TEST(TimestampFunction, KnownResults) {
       {add(8, -1, kLeapDay), "2011-02-28 13:45:56.000000007"},
       {add(4, 1.9, XeDate(2011, 1, 31)), "2011-02-01 00:00:00"},
       {add(4, VelmarNumber(-1.9), XeDate(2011, 1, 31)), "2011-01-30 00:00:00"},
-      // No product wraps round: 613566757 weeks are 2^32 + 3 days.
-      {add(5, 613566757, XeDate(2000, 1, 1)), "59171 2000-01-01 + 4294967299 days"},
-      {add(7, INT32_MIN, XeDate(2000, 1, 1)), "59171 2000-01-01 - 6442450944 months"},
+      // Products wrap: 613566757 weeks are 2^32 + 3 days, 1431655765 quarters 2^32 - 1 months.
+      {add(5, 613566757, XeDate(2000, 1, 1)), "2000-01-04 00:00:00"}, {add(7, 1431655765, XeDate(2000, 1, 1)), "1999-12-01 00:00:00"},
+      {add(5, 306783379, XeDate(2000, 1, 1)), "59171 2000-01-01 - 2147483643 days"},
+      {add(7, INT32_MIN, XeDate(2000, 1, 1)), "59171 2000-01-01 - 2147483648 months"},
       {add(8, 7989, XeDate(2011, 1, 1)), "59171 2011-01-01 + 7989 years"},
       {add(0, -1, XeDate(-4713, 1, 1)), "59171 -4713-01-01 00:00:00 - 1 milliseconds"},
       {diff(0, XeTime(1, 0, 0), XeTime(0, 59, 59, 999000001)), "0"}, {diff(1, kLeapDay, noon), "80043"},

@@ -248,6 +248,7 @@ TEST(NumericFunction, DoublesAgreeWithExtendedPrecision) {
 
 // Decimal fractions, rounded exactly as whole numbers.
 TEST(Rounding, AgreesWithWholeNumbers) {
+  for (int n = 0; n < 25; ++n) EXPECT_EQ(PowerOfTen(n), std::pow(10.0, n));
   const auto tenTo = [](int power) { return static_cast<int64>(std::pow(10.0, power)); };
   std::mt19937_64 engine(5);
   const auto pick = [&](auto least, auto most) {
