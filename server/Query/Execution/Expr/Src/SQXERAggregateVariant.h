@@ -122,6 +122,18 @@ class NumericAggregate : public Generic, protected ConvertedInput<T> {
       operation();
     }
   }
+
+  /// sum += value. Error 59161 (class name, limit) when the sum leaves the type; the decimal type
+  /// raises its own.
+  void AddChecked(T& sum, const T& value) {
+    if constexpr (FallibleBinaryOp<AddOp<T>, T>) {
+      if (!AddOp<T>::Apply(sum, value, sum)) [[unlikely]] {
+        this->RaiseError(kOverflow, {NodeName(*this), AddOp<T>::Failure(value).limit});
+      }
+    } else {
+      this->AtSourcePosition([&] { AddOp<T>::Apply(sum, value, sum); });
+    }
+  }
 };
 
 /// What the generic aggregates replace themselves by.

@@ -7,5 +7,7 @@
 #include "SQXERExprAggregateCount.h"
 #include "SQXERExprAggregateExtreme.h"
 #include "SQXERExprAggregateFirst.h"
+#include "SQXERExprAggregateMoving.h"
 #include "SQXERExprAggregateRange.h"
+#include "SQXERExprAggregateRunning.h"
 #include "SQXERExprAggregateSum.h"

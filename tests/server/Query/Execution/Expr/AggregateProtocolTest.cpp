@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <random>
 #include <set>
 
 #include "AggregateTesting.h"
@@ -60,6 +61,14 @@ Values ModelAvgAll(const Group& g) {
   return {n, g.integer ? std::trunc(mean) : mean, error, error};
 }
 Values ModelAvg(const Group& g) { return {ModelAvgAll(g)[1]}; }
+constexpr int kWindow = 3;
+Group Window(Group g) {
+  g.seen.erase(g.seen.begin(),
+               g.seen.end() - std::min<std::ptrdiff_t>(kWindow, std::ssize(g.seen)));
+  return g;
+}
+Values ModelMovingSum(const Group& g) { return OfSeen<Total>(Window(g)); }
+Values ModelMovingAvg(const Group& g) { return ModelAvg(Window(g)); }
 Values ModelNullIfNotUnique(const Group& g) {
   // A group without rows is not NULL, and leaves the buffer as it is.
   if (g.rows.empty()) return {};
@@ -82,6 +91,12 @@ const Kind kKinds[] = {
     {"First", &Make<First>, "s", OfSeen<Front>},
     {"Last", &Make<Last>, "s", OfSeen<Back>},
     {"Range", &Make<Range>, "vv", ModelRange},
+    {"RunningSum", &MakeCumulative<RunningSum>, "v", OfSeen<Total>},
+    {"RunningCount", &MakeCumulative<RunningCount>, "c", ModelSeen},
+    {"RunningMax", &MakeCumulative<RunningMax>, "s", OfSeen<Greatest>},
+    {"RunningMin", &MakeCumulative<RunningMin>, "s", OfSeen<Least>},
+    {"MovingSum", &MakeCumulative<MovingSum, kWindow>, "v", ModelMovingSum},
+    {"MovingAvg", &MakeCumulative<MovingAvg, kWindow>, "v", ModelMovingAvg},
 };
 
 /// A source type, the type computed in, and the suffix of the typed variant.
@@ -164,6 +179,24 @@ TEST_P(AggregateProtocol, GroupAfterGroupGivesWhatTheModelGives) {
       const Group group = on.MakeGroup(values);
       on.aggregate.Run(group.rows);
       ExpectResults(group, on.target);
+    }
+  });
+}
+
+TEST_P(AggregateProtocol, CumulativeOnesGiveTheResultOfTheRowsSoFar) {
+  ForEachType([random = std::mt19937(1)](Setting& on) mutable {
+    // The running minimum does not say that it has a result per row.
+    EXPECT_EQ(on.aggregate->IsFunctionalAggr(), on.aggregate->IsCumulativeAggregate() &&
+                                                    GetParam().make != &MakeCumulative<RunningMin>);
+    for (int groups = on.aggregate->IsCumulativeAggregate() ? 20 : 0; groups > 0; --groups) {
+      Values rows;
+      on.aggregate->Initialize(false);
+      while (random() % 16 != 0) {
+        rows.push_back(random() % 4 == 0 ? NIL : std::optional<float64>(random() % 100));
+        on.aggregate.Compute(Values{rows.back()});
+        on.aggregate.Finish();
+        ExpectResults(on.MakeGroup(rows), on.target);
+      }
     }
   });
 }
