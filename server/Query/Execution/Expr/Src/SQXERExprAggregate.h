@@ -7,5 +7,7 @@
 #include "SQXERExprAggregateCount.h"
 #include "SQXERExprAggregateExtreme.h"
 #include "SQXERExprAggregateFirst.h"
+#include "SQXERExprAggregateListAgg.h"
+#include "SQXERExprAggregateMedian.h"
 #include "SQXERExprAggregateRange.h"
 #include "SQXERExprAggregateSum.h"

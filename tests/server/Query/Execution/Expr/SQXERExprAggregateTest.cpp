@@ -19,6 +19,8 @@ TEST(AggregateBinding, RefusesTypesAndColumns) {
                                                       {&Make<Avg>, true},
                                                       {&Make<AvgAll>, true},
                                                       {&Make<Range>, true},
+                                                      {&Make<Median>, true},
+                                                      {&Make<ListAgg, true>, false},
                                                       {&Make<Max>, false},
                                                       {&Make<NullIfNotUnique>, false},
                                                       {&Make<Count, true, false>, false}};
