@@ -113,7 +113,7 @@ const Type kTypes[] = {
 constexpr auto NIL = std::nullopt;
 // clang-format off
 const Values kGroups[] = {{}, {NIL}, {5}, {NIL, 3, NIL}, {7, 7, 7}, {}, {4, 9, 9, 4, 1},
-                          {NIL, NIL, 0, NIL, 100}, {2, NIL, 2}, {127, 0}};
+                          {NIL, 100, 0, NIL, 9}, {2, NIL, 2}, {127, 0}};
 // clang-format on
 constexpr uint16 kFirstResult = 2;
 

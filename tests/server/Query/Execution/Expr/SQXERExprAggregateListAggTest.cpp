@@ -39,13 +39,9 @@ TEST(ListAgg, JoinsWhatIsLeftOfTexts) {
   }
 }
 
-TEST(ListAgg, JoinsTheTextsOfOtherValues) {
-  TestRecord number({{Int4}}), boolean({{Bool}}), date({{Date}}), narrow({{VarChar, 4}}, false),
-      binary({{Bin, 4}}), target({{VarChar, 4000}});
-  Driven(Make<ListAgg, true>(), number, target).Run({9, 10, -10, 9});
-  EXPECT_EQ(target.GetText(0), L"-10; 9; 10");
-  Driven(Make<ListAgg, false>(), boolean, target).Run({1, 0, 1});
-  EXPECT_EQ(target.GetText(0), L"true; false; true");
+TEST(ListAgg, JoinsDaysAndTextsOfOneByteACharacter) {
+  TestRecord date({{Date}}), narrow({{VarChar, 4}}, false), binary({{Bin, 4}}),
+      target({{VarChar, 4000}});
   Driven(Make<ListAgg, false>(), date, target).Run<XeDate>({XeDate(2012, 1, 31)});
   EXPECT_EQ(target.GetText(0), L"2012-01-31");
   Driven list(Make<ListAgg, false>(), narrow, target);
