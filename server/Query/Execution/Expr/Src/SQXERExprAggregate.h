@@ -7,6 +7,8 @@
 #include "SQXERExprAggregateCount.h"
 #include "SQXERExprAggregateExtreme.h"
 #include "SQXERExprAggregateFirst.h"
+#include "SQXERExprAggregateListAgg.h"
+#include "SQXERExprAggregateMedian.h"
 #include "SQXERExprAggregateMoving.h"
 #include "SQXERExprAggregateRange.h"
 #include "SQXERExprAggregateRunning.h"

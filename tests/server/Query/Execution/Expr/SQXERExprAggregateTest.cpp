@@ -24,6 +24,8 @@ TEST(AggregateBinding, RefusesTypesAndColumns) {
                                                       {&MakeCumulative<MovingAvg, 1>, true},
                                                       {&MakeCumulative<RunningMax>, false},
                                                       {&MakeCumulative<RunningMin>, false},
+                                                      {&Make<Median>, true},
+                                                      {&Make<ListAgg, true>, false},
                                                       {&Make<Max>, false},
                                                       {&Make<NullIfNotUnique>, false},
                                                       {&Make<Count, true, false>, false}};
