@@ -17,6 +17,8 @@ struct NumericInput {
   XeDataType computationType;
   /// Null: the stored value is taken as it is.
   DataConvert_t convert;
+  /// For the aggregates that compute in doubles whatever the type. Null: the value is one.
+  DataConvert_t toFloat64;
 };
 
 /// The row of a stored type, or null when numeric aggregates do not take it.

@@ -7,5 +7,7 @@
 #include "SQXERExprAggregateCount.h"
 #include "SQXERExprAggregateExtreme.h"
 #include "SQXERExprAggregateFirst.h"
+#include "SQXERExprAggregateNtile.h"
+#include "SQXERExprAggregatePercentile.h"
 #include "SQXERExprAggregateRange.h"
 #include "SQXERExprAggregateSum.h"

@@ -70,6 +70,9 @@ float64 StandardError(const T& sum, const T& squares, uint32 count) {
   return std::sqrt(deviation / (n - 1)) / std::sqrt(n);
 }
 
+/// The order in which values are ranked: a NaN equals a NaN and follows every number.
+inline bool SortsBefore(float64 a, float64 b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
+
 /// The values below and above which a type has none: where the search for a maximum and a minimum
 /// starts.
 template <AccumulatorValue T>
