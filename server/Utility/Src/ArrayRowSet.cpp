@@ -1,6 +1,7 @@
 #include "Utility/ArrayRowSet.h"
 
 #include <algorithm>
+#include <boost/sort/pdqsort/pdqsort.hpp>
 #include <cstring>
 #include <utility>
 
@@ -56,6 +57,33 @@ void ArrayRowSet::AddBlock() {
   blocks_.emplace_back(AllocateBlock(records * stride_).release());
   next_ = blocks_.back().get();
   left_ = blockRecords_ = records;
+}
+
+void ArrayRowSet::Sort(const KeySet& keys) {
+  XE_ASSERT(keys.GetCount() > 0);
+  const KeyDesc& first = keys.Get(0);
+  sortEntries_.clear();
+  sortEntries_.reserve(rows_.size());
+  for (uint8* const row : rows_) sortEntries_.push_back({first.SortPrefix(row), row});
+  boost::sort::pdqsort_branchless(
+      sortEntries_.begin(), sortEntries_.end(),
+      [](const SortEntry& a, const SortEntry& b) { return a.prefix < b.prefix; });
+  if (keys.GetCount() > 1 || !first.IsPrefixExact()) ResolveTies(FixedLengthKeySetPred(keys));
+  std::ranges::transform(sortEntries_, rows_.begin(), &SortEntry::record);
+}
+
+void ArrayRowSet::ResolveTies(const FixedLengthKeySetPred& order) {
+  for (auto from = sortEntries_.begin(); from != sortEntries_.end();) {
+    const auto to = std::find_if(from + 1, sortEntries_.end(), [&](const SortEntry& entry) {
+      return entry.prefix != from->prefix;
+    });
+    if (to - from > 1) {
+      boost::sort::pdqsort(from, to, [&](const SortEntry& a, const SortEntry& b) {
+        return order(a.record, b.record);
+      });
+    }
+    from = to;
+  }
 }
 
 }  // namespace sqxer

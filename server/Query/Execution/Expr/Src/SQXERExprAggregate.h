@@ -10,6 +10,8 @@
 #include "SQXERExprAggregateListAgg.h"
 #include "SQXERExprAggregateMedian.h"
 #include "SQXERExprAggregateMoving.h"
+#include "SQXERExprAggregateNtile.h"
+#include "SQXERExprAggregatePercentile.h"
 #include "SQXERExprAggregateRange.h"
 #include "SQXERExprAggregateRunning.h"
 #include "SQXERExprAggregateSum.h"
