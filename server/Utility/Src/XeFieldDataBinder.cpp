@@ -13,6 +13,24 @@
 
 namespace sqxer {
 
+namespace {
+
+/// Bytes of one character or byte of a type whose values have a length before them; 0 for others.
+uint32 BytesPerUnit(XeDataType type, bool unicode) {
+  switch (type) {
+    case XeVarCharData:
+    case XeLongVarCharData:
+      return unicode ? sizeof(wchar_t) : 1;
+    case XeVarBinaryData:
+    case XeLongVarBinaryData:
+      return 1;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
 /// The conversions, one instantiation for each pair of forms.
 struct FieldConversion {
   /// Where the stored characters start and how many they are, without what the target drops.
@@ -326,6 +344,46 @@ XeFieldDataBinder::XeFieldDataBinder(XeDataType sourceType, uint32 sourceLength,
 
 bool XeFieldDataBinder::CanMove(XeDataType source, XeDataType target) {
   return FieldMove::Choose(source, target) != nullptr;
+}
+
+XeFieldDataBinder::XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
+                                     const XeRecordMetaData& row, int rowIdField, int firstField)
+    : rowIdOffset_(row.GetFieldDescriptor(rowIdField)->GetDataOffset()) {
+  for (const uint16 column : columns) {
+    const XeFieldDescriptor& source = *input.GetFieldDescriptor(column);
+    const XeFieldDescriptor& target = *row.GetFieldDescriptor(firstField++);
+    XE_ASSERT(target.GetDataType() == source.GetDataType() && target.GetNullOffset() != 0);
+    const bool unicode = source.IsUnicode(input.IsUnicodeRecord());
+    columnMoves_.push_back(
+        {source.GetDataOffset(), source.GetNullOffset(), target.GetDataOffset(),
+         target.GetNullOffset(),
+         XeRecordMetaData::GetByteLength(source.GetDataType(), source.GetLength(), unicode),
+         BytesPerUnit(source.GetDataType(), unicode)});
+  }
+}
+
+void XeFieldDataBinder::MoveInputDataToFieldDataBinder(const uint8* record, uint32 rowId,
+                                                       uint8* row) const {
+  std::memcpy(row + rowIdOffset_, &rowId, sizeof rowId);
+  for (const ColumnMove& move : columnMoves_) {
+    const bool isNull = move.sourceNullOffset != 0 && record[move.sourceNullOffset] != 0;
+    row[move.targetNullOffset] = isNull ? 1 : 0;
+    if (isNull) continue;
+    const uint8* const value = record + move.sourceOffset;
+    std::size_t size = move.size;
+    if (move.unit != 0) {
+      uint32 length;
+      std::memcpy(&length, value, sizeof length);
+      size = std::min(size, kLongVarPrefix + std::size_t{length} * move.unit);
+    }
+    std::memcpy(row + move.targetOffset, value, size);
+  }
+}
+
+void XeFieldDataBinder::SetInputPlace(std::size_t index, uint32 offset, uint32 nullOffset) {
+  XE_ASSERT(index < columnMoves_.size());
+  columnMoves_[index].sourceOffset = offset;
+  columnMoves_[index].sourceNullOffset = nullOffset;
 }
 
 }  // namespace sqxer

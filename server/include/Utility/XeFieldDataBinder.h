@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "Utility/Export.h"
 #include "Utility/SUDataConvert.h"
 #include "Utility/XeRecordMetaData.h"
@@ -40,6 +42,8 @@ class XEUTILITY_API XeFieldConverter {
 /// blanks around it do not matter. Texts are those of WriteText: integers in digits, doubles in the
 /// shortest form that reads back, decimals by asString, days and times in ISO 8601, booleans as
 /// true and false.
+///
+/// Or gathers columns of records in rows of another layout, their values unchanged.
 class XEUTILITY_API XeFieldDataBinder {
  public:
   /// Moves nothing until another one is assigned to it.
@@ -48,6 +52,13 @@ class XEUTILITY_API XeFieldDataBinder {
   /// false is a broken invariant.
   XeFieldDataBinder(XeDataType sourceType, uint32 sourceLength, XeDataType targetType,
                     uint32 targetLength);
+
+  /// Gathers columns of an input record in a row of another layout: column `columns[i]` goes as it
+  /// is stored to the field `firstField + i`, which has its type, length and text width and is
+  /// nullable, and a number given with each row to the unsigned 32-bit field `rowIdField`. Error
+  /// 46030 for a column or a field outside its layout.
+  XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
+                    const XeRecordMetaData& row, int rowIdField, int firstField);
 
   /// Texts into every type but binaries and boolean; numbers, bits, booleans, days and times into
   /// texts; a date into a date-time, a time into a date-time, a date-time into either, and each of
@@ -65,12 +76,33 @@ class XEUTILITY_API XeFieldDataBinder {
     return move_(*this, value, field);
   }
 
+  /// Fills a row from an input record, for a binder that gathers columns. A NULL leaves the field's
+  /// value as it was; of a value of varying length only what it uses is copied.
+  void MoveInputDataToFieldDataBinder(const uint8* record, uint32 rowId, uint8* row) const;
+  /// Reads the column at `index` of those gathered at another place of the input records.
+  void SetInputPlace(std::size_t index, uint32 offset, uint32 nullOffset);
+
  private:
   using MoveFunction = bool (*)(const XeFieldDataBinder&, const void*, void*);
   MoveFunction move_ = nullptr;
   XeDataType targetType_ = XeUnknown;
   uint32 sourceLength_ = 0;
   uint32 targetLength_ = 0;
+
+  /// One column on its way into a row.
+  struct ColumnMove {
+    uint32 sourceOffset;
+    /// 0: never NULL.
+    uint32 sourceNullOffset;
+    uint32 targetOffset;
+    uint32 targetNullOffset;
+    /// Bytes of a stored value, at most.
+    uint32 size;
+    /// Bytes of a character or byte of a value of varying length, else 0.
+    uint32 unit;
+  };
+  std::vector<ColumnMove> columnMoves_;
+  uint32 rowIdOffset_ = 0;
   friend struct FieldMove;
 };
 

@@ -5,15 +5,20 @@ namespace sqxer {
 namespace {
 
 constexpr NumericInput kNumericInputs[] = {
-    {XeInt1Data, XeInt4Data, &SUDataConvert::ConvertInt8ToInt32},
-    {XeUInt1Data, XeInt4Data, &SUDataConvert::ConvertUnsignedInt8ToInt32},
-    {XeInt2Data, XeInt4Data, &SUDataConvert::ConvertInt16ToInt32},
-    {XeUInt2Data, XeInt4Data, &SUDataConvert::ConvertUnsignedInt16ToInt32},
-    {XeInt4Data, XeInt4Data, nullptr},
-    {XeUInt4Data, XeUInt4Data, nullptr},
-    {XeFloatData, XeDoubleData, &SUDataConvert::ConvertFloat32ToFloat64},
-    {XeDoubleData, XeDoubleData, nullptr},
-    {XeNumericData, XeNumericData, nullptr},
+    {XeInt1Data, XeInt4Data, &SUDataConvert::ConvertInt8ToInt32,
+     &SUDataConvert::ConvertInt8ToFloat64},
+    {XeUInt1Data, XeInt4Data, &SUDataConvert::ConvertUnsignedInt8ToInt32,
+     &SUDataConvert::ConvertUnsignedInt8ToFloat64},
+    {XeInt2Data, XeInt4Data, &SUDataConvert::ConvertInt16ToInt32,
+     &SUDataConvert::ConvertInt16ToFloat64},
+    {XeUInt2Data, XeInt4Data, &SUDataConvert::ConvertUnsignedInt16ToInt32,
+     &SUDataConvert::ConvertUnsignedInt16ToFloat64},
+    {XeInt4Data, XeInt4Data, nullptr, &SUDataConvert::ConvertInt32ToFloat64},
+    {XeUInt4Data, XeUInt4Data, nullptr, &SUDataConvert::ConvertUnsignedInt32ToFloat64},
+    {XeFloatData, XeDoubleData, &SUDataConvert::ConvertFloat32ToFloat64,
+     &SUDataConvert::ConvertFloat32ToFloat64},
+    {XeDoubleData, XeDoubleData, nullptr, nullptr},
+    {XeNumericData, XeNumericData, nullptr, &SUDataConvert::ConvertNumericToFloat64},
 };
 
 }  // namespace

@@ -17,6 +17,8 @@ struct NumericInput {
   XeDataType computationType;
   /// Null: the stored value is taken as it is.
   DataConvert_t convert;
+  /// For the aggregates that compute in doubles whatever the type. Null: the value is one.
+  DataConvert_t toFloat64;
 };
 
 /// The row of a stored type, or null when numeric aggregates do not take it.
@@ -120,6 +122,18 @@ class NumericAggregate : public Generic, protected ConvertedInput<T> {
       this->AtSourcePosition(operation);
     } else {
       operation();
+    }
+  }
+
+  /// sum += value. Error 59161 (class name, limit) when the sum leaves the type; the decimal type
+  /// raises its own.
+  void AddChecked(T& sum, const T& value) {
+    if constexpr (FallibleBinaryOp<AddOp<T>, T>) {
+      if (!AddOp<T>::Apply(sum, value, sum)) [[unlikely]] {
+        this->RaiseError(kOverflow, {NodeName(*this), AddOp<T>::Failure(value).limit});
+      }
+    } else {
+      this->AtSourcePosition([&] { AddOp<T>::Apply(sum, value, sum); });
     }
   }
 };

@@ -52,7 +52,7 @@ class SQXEREXPR_API Aggregate : public RExpression {
   virtual void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex);
 
   /// Starts a group. `restart` starts the count of output rows again as well; it has a meaning only
-  /// for aggregates with a result per row.
+  /// for aggregates with a result per row, and another one for Median.
   virtual void Initialize(bool restart);
   /// Takes in one row of the group. `size`: bytes of the record.
   virtual RExprReturn Compute(unsigned char* record, unsigned int size);

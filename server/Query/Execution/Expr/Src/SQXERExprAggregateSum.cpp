@@ -1,7 +1,5 @@
 #include "SQXERExprAggregateSum.h"
 
-#include "SQXEROpsArithmetic.h"
-
 namespace sqxer {
 
 Sum::Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -41,7 +39,7 @@ RExprReturn SumOf<T>::Compute(unsigned char* record, unsigned int) {
   this->nullIndicator_ = false;
   const T value = this->ReadSource(record);
   if (!this->isDistinctHandled_) [[likely]] {
-    Fold(value);
+    this->AddChecked(result_, value);
   } else {
     this->SortDistinctValue(&value, sizeof(T));
   }
@@ -51,7 +49,8 @@ RExprReturn SumOf<T>::Compute(unsigned char* record, unsigned int) {
 template <AccumulatorValue T>
 RExprReturn SumOf<T>::Finalize() {
   if (this->isDistinctHandled_) {
-    this->DrainDistinctValues([this](const uint8* value) { Fold(LoadValue<T>(value)); });
+    this->DrainDistinctValues(
+        [this](const uint8* value) { this->AddChecked(result_, LoadValue<T>(value)); });
   }
   return kTrue;
 }
@@ -60,17 +59,6 @@ template <AccumulatorValue T>
 void SumOf<T>::Output(unsigned char* record) {
   if (this->OutputNull(record, this->nullIndicator_)) return;
   StoreValue(record + this->targetOffset_, result_);
-}
-
-template <AccumulatorValue T>
-void SumOf<T>::Fold(const T& value) {
-  if constexpr (FallibleBinaryOp<AddOp<T>, T>) {
-    if (!AddOp<T>::Apply(result_, value, result_)) [[unlikely]] {
-      this->RaiseError(kOverflow, {NodeName(*this), AddOp<T>::Failure(value).limit});
-    }
-  } else {
-    this->AtSourcePosition([&] { AddOp<T>::Apply(result_, value, result_); });
-  }
 }
 
 template class SumOf<int32>;

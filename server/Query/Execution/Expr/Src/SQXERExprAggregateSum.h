@@ -35,8 +35,6 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   void Output(unsigned char* record) final;
 
  private:
-  void Fold(const T& value);
-
   T result_{};
 };
 

@@ -5,8 +5,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "Utility/VelmarNumber.h"
-#include "Utility/XeTypes.h"
+#include "SQXEROpsArithmetic.h"
 
 namespace sqxer {
 
@@ -24,6 +23,18 @@ T AddUnchecked(const T& a, const T& b) {
     return VelmarNumber::Plus(a, b);
   } else {
     return a + b;
+  }
+}
+
+/// a - b; integers wrap.
+template <AccumulatorValue T>
+T SubtractUnchecked(const T& a, const T& b) {
+  if constexpr (std::is_integral_v<T>) {
+    return static_cast<T>(static_cast<uint32>(a) - static_cast<uint32>(b));
+  } else if constexpr (std::same_as<T, VelmarNumber>) {
+    return VelmarNumber::Minus(a, b);
+  } else {
+    return a - b;
   }
 }
 
@@ -70,6 +81,9 @@ float64 StandardError(const T& sum, const T& squares, uint32 count) {
   return std::sqrt(deviation / (n - 1)) / std::sqrt(n);
 }
 
+/// The order in which values are ranked: a NaN equals a NaN and follows every number.
+inline bool SortsBefore(float64 a, float64 b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
+
 /// The values below and above which a type has none: where the search for a maximum and a minimum
 /// starts.
 template <AccumulatorValue T>
@@ -93,6 +107,62 @@ T HighestValue() {
   } else {
     return std::numeric_limits<T>::max();
   }
+}
+
+/// What a moving window comes to. `Add` puts a value into the sum and is false when that leaves the
+/// type; `Result` is that of a window of `count` > 0 values.
+template <class Op, class T>
+concept WindowOp = requires(T& sum, const T& value, uint32 count) {
+  { Op::Add(sum, value) } -> std::same_as<bool>;
+  { Op::Result(sum, count) } -> std::same_as<T>;
+};
+
+/// The sum. Only the signed one is checked: an unsigned sum that wraps is right again once the
+/// window has moved on, and callers rely on it.
+template <AccumulatorValue T>
+struct MovingSumOp {
+  static bool Add(T& sum, const T& value) {
+    if constexpr (std::same_as<T, int32>) {
+      return AddOp<int32>::Apply(sum, value, sum);
+    } else {
+      sum = AddUnchecked(sum, value);
+      return true;
+    }
+  }
+  static T Result(const T& sum, uint32) { return sum; }
+};
+
+/// The mean; its sum is never checked, like that of every mean.
+template <AccumulatorValue T>
+struct MovingAvgOp {
+  static bool Add(T& sum, const T& value) {
+    sum = AddUnchecked(sum, value);
+    return true;
+  }
+  static T Result(const T& sum, uint32 count) {
+    if constexpr (std::same_as<T, int32>) {
+      // The 32 bits of the sum are divided as an unsigned number, so that a negative sum of two and
+      // more values has a large positive mean: callers rely on these values.
+      return static_cast<T>(static_cast<uint32>(sum) / count);
+    } else {
+      return DivideByCount(sum, count);
+    }
+  }
+};
+
+/// Moves a window over the last `size` values by one value. The window is a ring of `size` slots;
+/// `count` values have gone in before, and `sum` is that of the window. False when the operation
+/// refuses the value; the window is then of no use any more.
+template <class Op, AccumulatorValue T>
+requires WindowOp<Op, T>
+bool SlideWindow(T* slots, uint32 size, uint32 count, const T& value, T& sum) {
+  // The value goes in before the oldest goes out: a sum that leaves the type between the two is
+  // refused, and callers rely on the error.
+  if (!Op::Add(sum, value)) return false;
+  T& slot = slots[count % size];
+  if (count >= size) sum = SubtractUnchecked(sum, slot);
+  slot = value;
+  return true;
 }
 
 }  // namespace sqxer

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <numeric>
+#include <random>
 #include <set>
 
 #include "AggregateTesting.h"
+#include "Utility/BaseStringUtil.h"
 
 namespace sqxer::test {
 namespace {
@@ -21,13 +23,15 @@ struct Kind {
   const char* name;
   Aggregate* (*make)();
   /// A character per result: s in the source's type, v in that of the typed variant, c a count, d a
-  /// double.
+  /// double, t a text, whose numbers the model gives.
   std::string results;
   Values (*model)(const Group& group);
   bool splits = false;
   bool distinct = false;
   /// Rows come in the order of their values.
   bool sorted = false;
+  /// Without parts, although it removes duplicates.
+  bool whole = false;
 };
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
@@ -60,12 +64,29 @@ Values ModelAvgAll(const Group& g) {
   return {n, g.integer ? std::trunc(mean) : mean, error, error};
 }
 Values ModelAvg(const Group& g) { return {ModelAvgAll(g)[1]}; }
+constexpr int kWindow = 3;
+Group Window(Group g) {
+  g.seen.erase(g.seen.begin(),
+               g.seen.end() - std::min<std::ptrdiff_t>(kWindow, std::ssize(g.seen)));
+  return g;
+}
+Values ModelMovingSum(const Group& g) { return OfSeen<Total>(Window(g)); }
+Values ModelMovingAvg(const Group& g) { return ModelAvg(Window(g)); }
 Values ModelNullIfNotUnique(const Group& g) {
   // A group without rows is not NULL, and leaves the buffer as it is.
   if (g.rows.empty()) return {};
   const bool unique = g.seen.size() == g.rows.size() && Unique(g.seen).size() == 1;
   return {unique ? std::optional<float64>(g.seen[0]) : std::nullopt};
 }
+float64 Middle(const Seen& values) {
+  Seen sorted = values;
+  std::sort(sorted.begin(), sorted.end());
+  return (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
+}
+Values ModelList(const Group& g) {
+  return g.seen.empty() ? Values{std::nullopt} : Values(g.seen.begin(), g.seen.end());
+}
+Values ModelDistinctList(const Group& g) { return ModelList({g.rows, Unique(g.seen), false}); }
 
 const Kind kKinds[] = {
     {"Sum", &Make<Sum, false>, "v", OfSeen<Total>, true},
@@ -82,6 +103,15 @@ const Kind kKinds[] = {
     {"First", &Make<First>, "s", OfSeen<Front>},
     {"Last", &Make<Last>, "s", OfSeen<Back>},
     {"Range", &Make<Range>, "vv", ModelRange},
+    {"RunningSum", &MakeCumulative<RunningSum>, "v", OfSeen<Total>},
+    {"RunningCount", &MakeCumulative<RunningCount>, "c", ModelSeen},
+    {"RunningMax", &MakeCumulative<RunningMax>, "s", OfSeen<Greatest>},
+    {"RunningMin", &MakeCumulative<RunningMin>, "s", OfSeen<Least>},
+    {"MovingSum", &MakeCumulative<MovingSum, kWindow>, "v", ModelMovingSum},
+    {"MovingAvg", &MakeCumulative<MovingAvg, kWindow>, "v", ModelMovingAvg},
+    {"Median", &Make<Median>, "d", OfSeen<Middle>, false, true, false, true},
+    {"ListAgg", &Make<ListAgg, false>, "t", ModelList},
+    {"DistinctListAgg", &Make<ListAgg, true>, "t", ModelDistinctList, false, true, false, true},
 };
 
 /// A source type, the type computed in, and the suffix of the typed variant.
@@ -98,7 +128,7 @@ const Type kTypes[] = {
 constexpr auto NIL = std::nullopt;
 // clang-format off
 const Values kGroups[] = {{}, {NIL}, {5}, {NIL, 3, NIL}, {7, 7, 7}, {}, {4, 9, 9, 4, 1},
-                          {NIL, NIL, 0, NIL, 100}, {2, NIL, 2}, {127, 0}};
+                          {NIL, 100, 0, NIL, 9}, {2, NIL, 2}, {127, 0}};
 // clang-format on
 constexpr uint16 kFirstResult = 2;
 
@@ -109,7 +139,9 @@ std::vector<TestField> TargetFields(const Kind& kind, const Type& type) {
     fields.push_back({result == 's'   ? type.source
                       : result == 'v' ? type.computed
                       : result == 'c' ? UInt4
-                                      : Double});
+                      : result == 't' ? VarChar
+                                      : Double,
+                      result == 't' ? 4000u : 0});
   }
   fields.push_back({Int1});
   return fields;
@@ -144,6 +176,15 @@ class AggregateProtocol : public testing::TestWithParam<Kind> {
   static void ExpectResults(const Group& group, TestRecord& target) {
     const Values expected = GetParam().model(group);
     EXPECT_FALSE(expected.empty() && target.IsNull(kFirstResult));
+    if (GetParam().results == "t") {
+      XeString list;
+      for (const auto& value : expected) {
+        if (value) list += (list.empty() ? L"" : L"; ") + BaseStringUtil::NumberToString(*value);
+      }
+      EXPECT_EQ(target.IsNull(kFirstResult), list.empty());
+      EXPECT_EQ(target.GetText(kFirstResult), list);
+      return;
+    }
     for (std::size_t i = 0; i < expected.size(); ++i) {
       ExpectNumber(expected[i], target.GetNumber(kFirstResult + static_cast<int>(i)));
     }
@@ -157,13 +198,33 @@ TEST_P(AggregateProtocol, GroupAfterGroupGivesWhatTheModelGives) {
     EXPECT_EQ(NodeName(*on.aggregate.aggregate),
               NodeName(*generic) + (typed ? on.type.suffix : L""));
     EXPECT_EQ(on.aggregate->IsDistinctHandled(), GetParam().distinct);
-    EXPECT_EQ(on.aggregate.info.objectLength_, on.aggregate->GetTargetFixedLenSize());
+    EXPECT_EQ(XeRecordMetaData::GetByteLength(on.target.field(kFirstResult).GetDataType(),
+                                              on.aggregate.info.objectLength_, true),
+              on.aggregate->GetTargetFixedLenSize());
     EXPECT_EQ(on.aggregate.info.isNullable_, GetParam().results[0] != 'c');
     for (const Values& values : kGroups) {
       SCOPED_TRACE(testing::PrintToString(&values - kGroups));
       const Group group = on.MakeGroup(values);
       on.aggregate.Run(group.rows);
       ExpectResults(group, on.target);
+    }
+  });
+}
+
+TEST_P(AggregateProtocol, CumulativeOnesGiveTheResultOfTheRowsSoFar) {
+  ForEachType([random = std::mt19937(1)](Setting& on) mutable {
+    // The running minimum does not say that it has a result per row.
+    EXPECT_EQ(on.aggregate->IsFunctionalAggr(), on.aggregate->IsCumulativeAggregate() &&
+                                                    GetParam().make != &MakeCumulative<RunningMin>);
+    for (int groups = on.aggregate->IsCumulativeAggregate() ? 20 : 0; groups > 0; --groups) {
+      Values rows;
+      on.aggregate->Initialize(false);
+      while (random() % 16 != 0) {
+        rows.push_back(random() % 4 == 0 ? NIL : std::optional<float64>(random() % 100));
+        on.aggregate.Compute(Values{rows.back()});
+        on.aggregate.Finish();
+        ExpectResults(on.MakeGroup(rows), on.target);
+      }
     }
   });
 }
@@ -196,7 +257,7 @@ TEST_P(AggregateProtocol, ReadsAndWritesWhereTheOffsetsPoint) {
 
 TEST_P(AggregateProtocol, PartsCombineToTheWhole) {
   ForEachType([](Setting& on) {
-    const bool parts = GetParam().splits || GetParam().distinct;
+    const bool parts = GetParam().splits || (GetParam().distinct && !GetParam().whole);
     std::unique_ptr<Aggregate> source(on.aggregate->GetSourceAggregator());
     auto columns = std::make_unique<UInt16Vector>(1, kFirstResult);
     std::unique_ptr<Aggregate> partials(on.aggregate->GetPartialsAggregator(columns.get()));
@@ -225,9 +286,11 @@ TEST_P(AggregateProtocol, PartsCombineToTheWhole) {
 }
 
 TEST_P(AggregateProtocol, ComputeAllocatesNothing) {
-  // A sorter takes what it needs to hold the values.
+  // Who holds the values takes what it needs for them.
   if (GetParam().distinct && !GetParam().sorted) return;
   ForEachType([](Setting& on) {
+    // What a group has taken serves the next one.
+    on.aggregate.Run(Values(1000, 2));
     on.aggregate->Initialize(false);
     const std::size_t allocations = AllocationCount(), blocks = MemoryGateway::BlocksInUse();
     ASSERT_EQ(allocations > blocks, kCountsAllocations);

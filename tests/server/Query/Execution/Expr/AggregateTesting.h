@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "SQXERExprAggregate.h"
+#include "SQXERExprConstant.h"
 #include "support/Asserts.h"
 #include "support/TestRecord.h"
 
@@ -19,6 +20,12 @@ inline UInt16Vector* Columns(uint16 column) { return new UInt16Vector(1, column)
 template <class Kind, bool... flags>
 Aggregate* Make() {
   return new Kind(Columns(0), nullptr, nullptr, false, flags...);
+}
+
+/// The same with a result per row, over windows of the given size where there are windows.
+template <class Kind, int... window>
+Aggregate* MakeCumulative() {
+  return new Kind(Columns(0), nullptr, nullptr, true, new ConstantInt32(window)...);
 }
 
 inline void ExpectNumber(std::optional<float64> expected, std::optional<float64> actual) {
@@ -71,6 +78,17 @@ struct Driven {
     Compute(rows);
     Finish();
     return target.GetNumber(targetField);
+  }
+  /// A group, and the result after each of its rows.
+  Values RunByRow(const Values& rows) {
+    Values results;
+    aggregate->Initialize(false);
+    for (const auto& row : rows) {
+      Compute(Values{row});
+      Finish();
+      results.push_back(target.GetNumber(0));
+    }
+    return results;
   }
 };
 

@@ -19,6 +19,13 @@ TEST(AggregateBinding, RefusesTypesAndColumns) {
                                                       {&Make<Avg>, true},
                                                       {&Make<AvgAll>, true},
                                                       {&Make<Range>, true},
+                                                      {&MakeCumulative<RunningSum>, true},
+                                                      {&MakeCumulative<MovingSum, 1>, true},
+                                                      {&MakeCumulative<MovingAvg, 1>, true},
+                                                      {&MakeCumulative<RunningMax>, false},
+                                                      {&MakeCumulative<RunningMin>, false},
+                                                      {&Make<Median>, true},
+                                                      {&Make<ListAgg, true>, false},
                                                       {&Make<Max>, false},
                                                       {&Make<NullIfNotUnique>, false},
                                                       {&Make<Count, true, false>, false}};

@@ -1,0 +1,156 @@
+#include "SQXERExprAggregateMedian.h"
+
+#include <cstring>
+#include <span>
+
+#include "Utility/SystemUtility.h"
+
+namespace sqxer {
+
+namespace {
+
+constexpr uint32 kFirstBlockRecords = 512;
+constexpr uint32 kMaxBlockBytes = 65535;
+
+}  // namespace
+
+Median::Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+               UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
+    : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                            isCumulativeAggregate, false) {}
+
+void Median::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+  result = nullptr;
+  converter_.fieldConvert_ = RequireNumericInput(GetSourceField(input), L"Median").toFloat64;
+  BindSource(input);
+  sourceRecordMetaData_ = &input;
+  sourceMoveFields_ = *distinctBreakColumns_;
+  BindKeyRow();
+  resultDataType_ = XeDoubleData;
+  DescribeResult(info, resultDataType_, 0, true);
+}
+
+void Median::BindKeyRow() {
+  tempRowMetaData_ = XeRecordMetaData(sourceRecordMetaData_->IsUnicodeRecord());
+  const int count = static_cast<int>(sourceMoveFields_.size());
+  tempRowMetaData_.SetFieldCount(count);
+  for (int i = 0; i < count; ++i) {
+    const XeFieldDescriptor& field =
+        *sourceRecordMetaData_->GetFieldDescriptor(sourceMoveFields_[static_cast<std::size_t>(i)]);
+    tempRowMetaData_.DescribleField(i, field.GetDataType(), field.GetLength(), true,
+                                    field.GetScale(), field.GetCodePage(), field.GetFieldName(), {},
+                                    field.GetUnicodeProperty());
+  }
+  tempRowMetaData_.GenerateAlignedFieldOffset();
+  aggrKeySet_ = MakeDistinctSortKeySet(tempRowMetaData_, kAscending, false);
+  prevRow_.Reserve(tempRowMetaData_.GetBinaryRecordSize());
+  currRow_.Reserve(tempRowMetaData_.GetBinaryRecordSize());
+
+  keyMoves_.clear();
+  for (int i = 0; i < count; ++i) {
+    const XeFieldDescriptor& from =
+        *sourceRecordMetaData_->GetFieldDescriptor(sourceMoveFields_[static_cast<std::size_t>(i)]);
+    const XeFieldDescriptor& to = *tempRowMetaData_.GetFieldDescriptor(i);
+    const bool unicode = from.IsUnicode(sourceRecordMetaData_->IsUnicodeRecord());
+    keyMoves_.push_back(
+        {from.GetDataOffset(), from.GetNullOffset(), to.GetDataOffset(), to.GetNullOffset(),
+         XeRecordMetaData::GetByteLength(from.GetDataType(), from.GetLength(), unicode)});
+  }
+}
+
+void Median::Initialize(bool restart) {
+  // The result stays: a target that is never NULL receives that of the last group with values.
+  nullIndicator_ = true;
+  // Callers restart the count of output rows without giving up the values of the group. Where none
+  // is open there is nothing to keep.
+  if (restart && arrayRowSet_ != nullptr) return;
+  count_ = 0;
+  arrayRowSet_ = std::make_unique<ArrayRowSet>(sizeof(float64), kFirstBlockRecords, kMaxBlockBytes);
+}
+
+RExprReturn Median::Compute(unsigned char* record, unsigned int) {
+  if (IsSourceNull(record)) return kTrue;
+  if (!keyMoves_.empty() && !TakeKey(record)) return kTrue;
+  const float64 value = Read(converter_, record + sourceOffset_);
+  const auto* const row = reinterpret_cast<const uint8*>(&value);
+  if (count_ == 0) {
+    arrayRowSet_->AppendFirst(row);
+  } else {
+    arrayRowSet_->Append(row);
+  }
+  ++count_;
+  return kTrue;
+}
+
+bool Median::TakeKey(const unsigned char* record) {
+  uint8* const key = currRow_.data();
+  for (const KeyMove& move : keyMoves_) {
+    const bool isNull = move.sourceNullOffset != 0 && record[move.sourceNullOffset] != 0;
+    key[move.nullOffset] = isNull ? 1 : 0;
+    if (!isNull) std::memcpy(key + move.offset, record + move.sourceOffset, move.size);
+  }
+  if (count_ > 0 && aggrKeySet_->Compare(prevRow_.data(), key) == 0) return false;
+  std::memcpy(prevRow_.data(), key, tempRowMetaData_.GetBinaryRecordSize());
+  return true;
+}
+
+RExprReturn Median::Finalize() {
+  const std::span<uint8*> rows = arrayRowSet_->Finalize();
+  rowArray_ = rows.data();
+  count_ = static_cast<uint32>(rows.size());
+  if (count_ > 0) {
+    nullIndicator_ = false;
+    const uint32 middle = count_ / 2 + count_ % 2;
+    result_ = RandomizedSelect(0, count_ - 1, middle);
+    if (count_ % 2 == 0) {
+      // Beyond doubles the sum of two great values is infinite, and so is the result.
+      result_ = (result_ + RandomizedSelect(middle, count_ - 1, 1)) * 0.5;
+    }
+  }
+  rowArray_ = nullptr;
+  arrayRowSet_.reset();
+  return kTrue;
+}
+
+void Median::Output(unsigned char* record) {
+  if (OutputNull(record, nullIndicator_)) return;
+  StoreValue(record + targetOffset_, result_);
+}
+
+float64 Median::RandomizedSelect(uint32 lo, uint32 hi, uint32 k) {
+  while (lo < hi) {
+    const uint32 q = RandomizedPartition(lo, hi);
+    const uint32 m = q - lo + 1;
+    if (k <= m) {
+      hi = q;
+    } else {
+      lo = q + 1;
+      k -= m;
+    }
+  }
+  return ValueAt(lo);
+}
+
+uint32 Median::RandomizedPartition(uint32 lo, uint32 hi) {
+  // No order of the input is a bad one.
+  const auto random = static_cast<uint32>(SystemUtility::XeRand_to_rand_r());
+  SwapInVirTable(lo + random % (hi - lo + 1), lo);
+  return Partition(lo, hi);
+}
+
+uint32 Median::Partition(uint32 lo, uint32 hi) {
+  const float64 pivot = ValueAt(lo);
+  // One step outside; below place 0 this wraps round, and so does the step back.
+  uint32 i = lo - 1, j = hi + 1;
+  for (;;) {
+    // Both scans stop at equal values, so many of them are parted in the middle.
+    do --j;
+    while (SortsBefore(pivot, ValueAt(j)));
+    do ++i;
+    while (SortsBefore(ValueAt(i), pivot));
+    if (i >= j) return j;
+    SwapInVirTable(i, j);
+  }
+}
+
+}  // namespace sqxer

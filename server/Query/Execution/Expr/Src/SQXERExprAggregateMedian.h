@@ -1,0 +1,74 @@
+#pragma once
+
+#include <vector>
+
+#include "SQXERAggregateVariant.h"
+#include "Utility/ArrayRowSet.h"
+
+namespace sqxer {
+
+/// MEDIAN: the middle one of the non-null values as a double, the mean of the middle two when their
+/// count is even, NULL when there is none. Takes what Sum takes. In the order of values a NaN
+/// follows every number.
+///
+/// All values of the group are held in memory, 16 bytes each; they are not sorted. Given distinct
+/// break columns, a row that equals the last row taken in all of these columns does not count:
+/// equal rows must be neighbours to count once.
+class SQXEREXPR_API Median : public SingleResultAggregate, protected ConvertedInput<float64> {
+ public:
+  Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+         UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate);
+
+  using Aggregate::Bind;
+  /// Error 46030 also for a distinct break column outside the layout, 59001 for one without order.
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  /// With `restart` an open group goes on: its values stay.
+  void Initialize(bool restart) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  RExprReturn Finalize() override;
+  void Output(unsigned char* record) override;
+  /// Whatever was asked for: nobody else needs to remove duplicates.
+  bool IsDistinctHandled() override { return true; }
+
+ protected:
+  bool nullIndicator_ = true;
+  InputConverter converter_;
+  /// Null outside a group.
+  std::unique_ptr<ArrayRowSet> arrayRowSet_;
+  uint32 count_ = 0;
+  /// Addresses of the values, only within Finalize.
+  uint8** rowArray_ = nullptr;
+  float64 result_ = 0;
+  const XeRecordMetaData* sourceRecordMetaData_ = nullptr;
+  /// The columns by which rows are duplicates.
+  UInt16Vector sourceMoveFields_;
+  XeRecordMetaData tempRowMetaData_;
+  std::unique_ptr<KeySet> aggrKeySet_;
+  XeAutoBuffer<uint8, 1> prevRow_;
+  XeAutoBuffer<uint8, 1> currRow_;
+
+ private:
+  /// The way of a column from the input record into the key row.
+  struct KeyMove {
+    uint32 sourceOffset, sourceNullOffset;
+    uint32 offset, nullOffset;
+    uint32 size;
+  };
+
+  void BindKeyRow();
+  /// Builds the row's key; false when it is that of the last row taken, which it becomes otherwise.
+  bool TakeKey(const unsigned char* record);
+
+  float64 ValueAt(uint32 place) const { return LoadValue<float64>(rowArray_[place]); }
+  /// The value of rank k (from 1) among the places lo to hi, both included. It then stands at its
+  /// place in the order, with none before it that follows it and none behind it that precedes it.
+  float64 RandomizedSelect(uint32 lo, uint32 hi, uint32 k);
+  /// Returns q, lo <= q < hi: no value of lo to q follows one of q + 1 to hi.
+  uint32 RandomizedPartition(uint32 lo, uint32 hi);
+  uint32 Partition(uint32 lo, uint32 hi);
+  void SwapInVirTable(uint32 a, uint32 b) { std::swap(rowArray_[a], rowArray_[b]); }
+
+  std::vector<KeyMove> keyMoves_;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "SQXERExprAggregateBase.h"
+#include "Utility/ArrayRowSet.h"
+#include "Utility/XeFieldDataBinder.h"
+
+namespace sqxer {
+
+/// An aggregate that gives each row of a group its place among all of them. What it needs of a row
+/// goes to a work row: the row's id, what is computed for it, its value, then the further aggregate
+/// columns and the distinct-break columns. Value and further columns are the keys of the ranking
+/// order; NULL comes last in it, ascending and descending.
+class SQXEREXPR_API WorkRowAggregate : public SingleResultAggregate {
+ public:
+  /// `sortOrders`: one for each key, in the order of the work row; keys without one ascend.
+  WorkRowAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                   UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                   std::vector<SortOrder_t> sortOrders);
+
+  bool IsFunctionalAggr() override { return true; }
+  /// Moves the value, not the further columns.
+  void SetSourceOffset(unsigned int offset, unsigned int nullOffset,
+                       unsigned int recordSize) override;
+  void RestoreSourceOffset() override;
+
+ protected:
+  /// Lays out the work row, the keys, and how the row is filled. `computedOffset` receives the
+  /// place of the unsigned 32-bit field for what is computed. Error 46030 for a column outside the
+  /// layout, 59001 (operator or "Sort", type) for values without an order.
+  void BindWorkRow(const XeRecordMetaData& input, const XeString& operatorName,
+                   uint32& computedOffset);
+
+  SortOrder_t GetSortOrder(std::size_t key) const {
+    return key < sortOrderVector_.size() ? sortOrderVector_[key] : kAscending;
+  }
+  bool HasFurtherKeys() const { return sourceMoveFields_.size() > 1; }
+  bool IsRowNull(const uint8* row) const { return row[dataNullOffset_] != 0; }
+  /// Whether two work rows share a place: their keys are equal, or DISTINCT counts values and only
+  /// a key after the value differs.
+  bool IsTie(const uint8* a, const uint8* b) const {
+    std::size_t differing = 0;
+    return aggrKeySet_->Compare(a, b, &differing) == 0 || (isDistinctProcessing_ && differing > 0);
+  }
+
+  uint32 tempRowSize_ = 0;
+  uint32 rowIdOffset_ = 0;
+  uint32 dataOffset_ = 0;
+  uint32 dataNullOffset_ = 0;
+  XeAutoBuffer<uint8, 1> tempRow_;
+  XeRecordMetaData tempRowMetaData_;
+  /// The ranking order, and the order of the input.
+  std::unique_ptr<KeySet> aggrKeySet_;
+  std::unique_ptr<KeySet> rowIdKeySet_;
+  XeFieldDataBinder fieldDataBinder_;
+  const XeRecordMetaData* sourceRecordMetaData_ = nullptr;
+  UInt16Vector sourceMoveFields_;
+  std::vector<SortOrder_t> sortOrderVector_;
+};
+
+/// One that keeps the work rows of a group in memory. Subclasses compute in Finalize, between
+/// RankRows and RestoreInputOrder, and write in Output what NextOutputRow stands at.
+///
+/// A row's id is the number of the rows that were output before it since the last Initialize(true).
+/// So the owner outputs every row of a group before it starts the next one, or starts with true.
+class SQXEREXPR_API BufferedRowsAggregate : public WorkRowAggregate {
+ public:
+  using WorkRowAggregate::WorkRowAggregate;
+
+  bool IsDistinctHandled() override { return true; }
+  void Initialize(bool restart) override;
+  /// Where there are further keys, a run of rows with equal keys is kept as its last row.
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+
+ protected:
+  void BindRows(const XeRecordMetaData& input, const XeString& operatorName,
+                uint32& computedOffset);
+  /// Puts the stored rows in ranking order. False when there is none.
+  bool RankRows();
+  void RestoreInputOrder() { valueRowSet_->Sort(*rowIdKeySet_); }
+  /// The stored row for the next input row, after RestoreInputOrder; null when there is none.
+  const uint8* NextOutputRow();
+
+  std::unique_ptr<ArrayRowSet> valueRowSet_;
+  /// The stored rows, from Finalize on.
+  std::span<uint8*> valueArray_;
+  /// The stored rows, from Finalize on those whose value is not NULL.
+  uint32 count_ = 0;
+  uint32 outputRecordIndex_ = 0;
+  /// The stored row that is being output.
+  uint32 recordIndex_ = 0;
+  XeAutoBuffer<uint8, 1> prevRow_;
+
+ private:
+  /// The id of the next row.
+  uint32 inputRecordIndex_ = 0;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "Utility/Export.h"
+#include "Utility/KeySet.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// The order of records of a fixed length by their keys, for algorithms over their addresses.
+class FixedLengthKeySetPred {
+ public:
+  /// The keys must outlive the predicate.
+  explicit FixedLengthKeySetPred(const KeySet& keys) : keys_(&keys) {}
+
+  /// Whether `a` sorts before `b`.
+  bool operator()(const uint8* a, const uint8* b) const { return keys_->Compare(a, b) < 0; }
+
+ private:
+  const KeySet* keys_;
+};
+
+/// Records of a fixed size kept in memory, and an array of pointers to them that its user may put
+/// into any order. A record stays where it is as long as the set holds it. Not thread-safe.
+class XEUTILITY_API ArrayRowSet {
+ public:
+  /// Memory is taken in blocks: the first of so many records, each further one twice the one
+  /// before, up to `maxBlockBytes`; every block holds at least one record.
+  ArrayRowSet(uint32 recordSize, uint32 firstBlockRecords, uint32 maxBlockBytes);
+
+  /// Forgets what is there and copies one record in. Of the memory one block is kept.
+  void AppendFirst(const uint8* record);
+  /// Copies one record to the end, at an address that is a multiple of 8.
+  void Append(const uint8* record);
+  /// Writes over the record that the array of pointers has at `index`.
+  void Update(uint32 index, const uint8* record);
+  /// The array of pointers: in the order of the records' arrival, or in the order in which its user
+  /// left it with later records behind. Valid until the next record is appended, which may follow.
+  std::span<uint8*> Finalize() { return rows_; }
+  /// Puts the array of pointers in the order of the keys, at least one; records of equal keys come
+  /// in any order. What Finalize gave stays valid.
+  void Sort(const KeySet& keys);
+
+ private:
+  struct FreeBlock {
+    void operator()(uint8* block) const noexcept;
+  };
+
+  /// What a record is sorted by: its prefix decides most pairs without a look at the record.
+  struct SortEntry {
+    uint64 prefix;
+    uint8* record;
+  };
+
+  void AddBlock();
+  /// Puts each range of equal prefixes in order.
+  void ResolveTies(const FixedLengthKeySetPred& order);
+
+  uint32 recordSize_;
+  /// From one record to the next.
+  std::size_t stride_;
+  std::size_t mostRecords_;
+  /// Records of the newest block; of the first one before there is any.
+  std::size_t blockRecords_;
+  std::vector<std::unique_ptr<uint8[], FreeBlock>> blocks_;
+  /// The room left in the newest block, and for how many records.
+  uint8* next_ = nullptr;
+  std::size_t left_ = 0;
+  std::vector<uint8*> rows_;
+  /// Kept from one Sort to the next.
+  std::vector<SortEntry> sortEntries_;
+};
+
+}  // namespace sqxer
