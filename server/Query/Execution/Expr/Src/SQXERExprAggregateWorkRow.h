@@ -70,6 +70,7 @@ class SQXEREXPR_API BufferedRowsAggregate : public WorkRowAggregate {
  public:
   using WorkRowAggregate::WorkRowAggregate;
 
+  // Callers rely on it to hand in every row: each of them has an output of its own.
   bool IsDistinctHandled() override { return true; }
   void Initialize(bool restart) override;
   /// Where there are further keys, a run of rows with equal keys is kept as its last row.

@@ -172,6 +172,7 @@ TEST(RankingAggregates, AgreeWithCountingOverRandomGroups) {
 TEST(RankingAggregates, ReadWhereTheOffsetsPointAndKeepTheirMemory) {
   for (const int32 tiles : {0, 2}) {
     Places places(MakePlaces(tiles), Int2, ResultType(tiles));
+    EXPECT_TRUE(places.on->IsDistinctHandled() && places.on->IsFunctionalAggr());
     const Values rows{1, 2, 3, NIL}, expected = places.Run(rows);
     const XeFieldDescriptor& other = places.input.field(1);
     places.on->SetSourceOffset(other.GetDataOffset(), other.GetNullOffset(), places.input.size());
