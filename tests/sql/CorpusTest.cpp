@@ -55,14 +55,11 @@ Outcome Evaluate(Session& session, const std::string& sql, Place place) {
   } catch (const ErrorMessage& error) {
     outcome.failed = true;
     std::string line = "error " + std::to_string(error.GetCode()) + ": " + error.what();
-    if (place == Place::kShown) {
-      if (error.GetSourcePosition() >= 0) {
-        const LineColumn at = FindLineColumn(sql, error.GetSourcePosition());
-        line += " (line " + std::to_string(at.line) + ", column " + std::to_string(at.column);
-        if (error.GetRowNumber() >= 0)
-          line += ", input row " + std::to_string(error.GetRowNumber());
-        line += ")";
-      }
+    if (place == Place::kShown && error.GetSourcePosition() >= 0) {
+      const LineColumn at = FindLineColumn(sql, error.GetSourcePosition());
+      const std::string row = std::to_string(error.GetRowNumber());
+      line += " (line " + std::to_string(at.line) + ", column " + std::to_string(at.column) +
+              (error.GetRowNumber() >= 0 ? ", input row " + row : "") + ")";
     }
     outcome.lines = {line};
   }

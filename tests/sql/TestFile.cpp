@@ -1,7 +1,6 @@
 #include "TestFile.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,20 +8,16 @@
 #include <map>
 #include <optional>
 #include <regex>
-#include <string_view>
 
 #include "Utility/BaseStringUtil.h"
 
 namespace sqxer::test {
 namespace {
 
-std::string Trim(std::string_view text) {
-  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
-    text.remove_prefix(1);
-  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-    text.remove_suffix(1);
-  return std::string(text);
+std::string Replace(const std::string& text, const char* what, const char* by) {
+  return std::regex_replace(text, std::regex(what), by);
 }
+std::string Trim(const std::string& text) { return Replace(text, "^\\s+|\\s+$", ""); }
 
 class Reader {
  public:
@@ -104,17 +99,14 @@ class Reader {
   TestCase ReadCase(const std::string& word, const std::string& rest) {
     TestCase test{};
     test.line = line_;
-    if (word == "query" && rest.empty())
-      test.kind = TestCase::Kind::kQuery;
-    else if (word == "query" && rest == "unordered")
-      test.kind = TestCase::Kind::kUnorderedQuery;
-    else if (word == "error")
-      test.kind = TestCase::Kind::kError;
-    else if (word == "scalar")
-      test.kind = TestCase::Kind::kScalar;
-    else
-      Fail("unknown block");
-
+    using enum TestCase::Kind;
+    static const std::map<std::string, TestCase::Kind> kinds = {
+        {"query ", kQuery},
+        {"query unordered", kUnorderedQuery},
+        {"error ", kError},
+        {"scalar ", kScalar}};
+    if (!kinds.contains(word + " " + rest)) Fail("unknown block");
+    test.kind = kinds.at(word + " " + rest);
     if (test.kind == TestCase::Kind::kScalar) {
       for (auto line = Next(); line && !line->empty(); line = Next()) {
         if (line->front() != '#') test.scalars.push_back(ReadScalar(*line));
@@ -159,10 +151,6 @@ std::string NumberType(const std::string& digits) {
   if (digits.find_first_of("eE") != std::string::npos) return "double";
   if (digits.find('.') != std::string::npos || digits.size() > 10) return "numeric";
   return std::stoll(digits) <= INT32_MAX ? "int4" : "numeric";
-}
-
-std::string Replace(const std::string& text, const char* what, const char* by) {
-  return std::regex_replace(text, std::regex(what), by);
 }
 
 }  // namespace

@@ -69,7 +69,6 @@ TEST(SumAndAvg, AtTheEndsOfTheTypes) {
       {Int4, {kMinInt, kMaxInt, 1}, 0, 0},
       {Int4, {-7, 0}, -7, -3},
       {Int1, Values(1000, -128), -128000, -128},
-      {UInt1, Values(1000, 255), 255000, 255},
       {UInt2, Values(40000, 65535), NIL, -41839, intEnd},
       {UInt4, {kMaxInt, 1}, 2147483648.0, 1073741824},
       {UInt4, {kMaxUInt, NIL}, kMaxUInt, kMaxUInt},
@@ -361,21 +360,13 @@ TEST(AggregateParts, KeepTheBreaks) {
 }
 
 TEST(UnalignedRecords, AreReadAndWritten) {
-  const auto place = [](XeDataType type, uint32 offset) {
-    auto layout = std::make_unique<XeRecordMetaData>();
-    layout->SetFieldCount(1);
-    auto field = std::make_shared<XeFieldDescriptor>(0, type, 0, true, int16{0}, 0, L"f", L"");
-    field->SetOffsets(offset, 1);
-    layout->SetFieldDescriptor(0, field);
-    return layout;
-  };
   for (const XeDataType type : {Int4, UInt4, Double, Numeric}) {
-    const auto input = place(type, 3), target = place(type, 5);
     for (Aggregate* generic : {Make<Sum, false>(), Make<Sum, true>(), Make<Avg>(), Make<Max>()}) {
       alignas(16) uint8 in[48] = {}, out[48] = {0, 1, 2, 3, 4, 5, 6, 7, 8};
-      MetaDataInfo info;
-      const auto aggregate =
-          BindAggregate(std::unique_ptr<Aggregate>(generic), *input, *target, 0, info);
+      TestRecord record({{type}});
+      Driven aggregate(generic, record, record);
+      aggregate->SetSourceOffset(3, 1, sizeof(in));
+      aggregate->SetTargetOffset(5, 1);
       aggregate->Initialize(false);
       aggregate->Compute(in, sizeof(in));
       aggregate->Finalize();

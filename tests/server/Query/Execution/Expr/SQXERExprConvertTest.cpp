@@ -105,6 +105,25 @@ TEST(Convert, AddConversionExpressionOffersExactlyTheTable) {
   }
 }
 
+TEST(Convert, IsOfferedToEveryFoldOfComputationTypes) {
+  using Types = SUXeDataTypeUtility;
+  std::set<XeDataType> computed = {Char, Bin, Bit, Bool, Date, Time};
+  for (const auto& [target, sources] : kOffered) computed.insert(target);
+  for (const XeDataType a : computed) {
+    for (const XeDataType b : computed) {
+      const XeDataType pair = Types::GetUnionDataType(a, b);
+      for (const XeDataType c : computed) {
+        if (!Types::AreUnionCompatible(a, b) || !Types::AreUnionCompatible(pair, c)) continue;
+        const XeDataType common = Types::GetUnionDataType(pair, c);
+        for (const XeDataType member : {a, b, c}) {
+          EXPECT_TRUE(member == common || kOffered.at(common).contains(member))
+              << a << ", " << b << ", " << c << " fold to " << common;
+        }
+      }
+    }
+  }
+}
+
 TEST(Convert, StatusesPassThroughAndNullLeavesTheOutput) {
   for (const RExprReturn status : {kUnknown, kFalse, kError, kEod}) {
     const auto leaf = [&](XeDataType type) { return new Stub<void*>(type, nullptr, status); };
