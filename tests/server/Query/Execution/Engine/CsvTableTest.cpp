@@ -86,49 +86,46 @@ TEST_F(CsvTable, ReadsEveryDeclaredType) {
 
 TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
   const std::string big(70 << 20, 'x');
+  const std::string empty = "the file is empty, its first line must name the columns: \"t.csv\"";
+  const std::string beside =
+      "has text beside a quotation: quote whole fields and double the quotation marks in them";
   const struct {
     std::string content;
     const char* schema;
-    const char* error;
+    /// The line of the file that the error starts with, 0 for none.
+    int line;
+    std::string error;
   } kCases[] = {
-      {"", "", "the file is empty, its first line must name the columns: \"t.csv\""},
-      {"\n\r\n", "", "the file is empty, its first line must name the columns: \"t.csv\""},
-      {"a,b\n1,2\n1,2,3\n", "",
-       "line 3 of \"t.csv\" must have as many fields as the header, 2, and not 3"},
-      {"a,b\r\n\"x\r\ny\",2\r\n1\r\n", "",
-       "line 4 of \"t.csv\" must have as many fields as the header, 2, and not 1"},
-      {"a,b\n1,2\n3,\"x\ny\n", "", "line 3 of \"t.csv\" opens a quotation that does not end"},
-      {"a\n\"" + big + "\n", "",
-       "line 2 of \"t.csv\" has a field of more than 64 MiB: is a quotation left open?"},
-      {"a,b\n1,x\"y\n", "",
-       "line 2 of \"t.csv\" has text beside a quotation: quote whole fields and double the "
-       "quotation marks in them"},
-      {"a,b\n1,\"x\"y\n", "",
-       "line 2 of \"t.csv\" has text beside a quotation: quote whole fields and double the "
-       "quotation marks in them"},
-      {std::string("a,b\n1,2\n3,\0\n", 11), "",
-       "line 3 of \"t.csv\" holds a NUL byte, which text files have not"},
-      {"a\n\xC3\xA4\n\xE4\n", "", "line 3 of \"t.csv\" is not valid UTF-8: save the file as UTF-8"},
-      {"a,b,a\n", "", "two columns of \"t.csv\" have the same name, rename one: \"a\""},
-      {"a,b\n1,2\n1,\"\n\n\"\n1,3x\n", "b:varchar(3),a:int4", "no error"},
-      {"a,b\n1,\"\n\n\"\n1,3x\n1,4xyz\n", "b:varchar(3)",
-       "line 6 of \"t.csv\" has a text too long for the column \"b\", varchar(3): \"4xyz\""},
-      {"a\nabc\n", "a:char(2)",
-       "line 2 of \"t.csv\" has a text too long for the column \"a\", char(2): \"abc\""},
-      {"a\n1\n\n2147483648\n", "a:int4",
-       "line 4 of \"t.csv\" has a value that the column \"a\", int4, cannot take: \"2147483648\""},
-      {"a\n\"\"\n", "a:double",
-       "line 2 of \"t.csv\" has a value that the column \"a\", double, cannot take: \"\""},
-      {"a\n-1\n", "a:uint2",
-       "line 2 of \"t.csv\" has a value that the column \"a\", uint2, cannot take: \"-1\""},
-      {"a\n2012-13-01\n", "a:date",
-       "line 2 of \"t.csv\" has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
-      {"a\n1\n", "b:int4", "the declared types of \"t.csv\" name a column that it has not: \"b\""},
+      {"", "", 0, empty},
+      {"\n\r\n", "", 0, empty},
+      {"a,b\n1,2\n1,2,3\n", "", 3, "must have as many fields as the header, 2, and not 3"},
+      {"a,b\r\n\"x\r\ny\",2\r\n1\r\n", "", 4,
+       "must have as many fields as the header, 2, and not 1"},
+      {"a,b\n1,2\n3,\"x\ny\n", "", 3, "opens a quotation that does not end"},
+      {"a\n\"" + big + "\n", "", 2, "has a field of more than 64 MiB: is a quotation left open?"},
+      {"a,b\n1,x\"y\n", "", 2, beside},
+      {"a,b\n1,\"x\"y\n", "", 2, beside},
+      {std::string("a,b\n1,2\n3,\0\n", 11), "", 3, "holds a NUL byte, which text files have not"},
+      {"a\n\xC3\xA4\n\xE4\n", "", 3, "is not valid UTF-8: save the file as UTF-8"},
+      {"a,b,a\n", "", 0, "two columns of \"t.csv\" have the same name, rename one: \"a\""},
+      {"a,b\n1,2\n1,\"\n\n\"\n1,3x\n", "b:varchar(3),a:int4", 0, "no error"},
+      {"a,b\n1,\"\n\n\"\n1,3x\n1,4xyz\n", "b:varchar(3)", 6,
+       "has a text too long for the column \"b\", varchar(3): \"4xyz\""},
+      {"a\nabc\n", "a:char(2)", 2, "has a text too long for the column \"a\", char(2): \"abc\""},
+      {"a\n1\n\n2147483648\n", "a:int4", 4,
+       "has a value that the column \"a\", int4, cannot take: \"2147483648\""},
+      {"a\n\"\"\n", "a:double", 2, "has a value that the column \"a\", double, cannot take: \"\""},
+      {"a\n-1\n", "a:uint2", 2, "has a value that the column \"a\", uint2, cannot take: \"-1\""},
+      {"a\n2012-13-01\n", "a:date", 2,
+       "has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
+      {"a\n1\n", "b:int4", 0,
+       "the declared types of \"t.csv\" name a column that it has not: \"b\""},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.content.substr(0, 60));
     Session session = Open(c.content, c.schema);
-    EXPECT_EQ(Error(session, "SELECT * FROM t"), c.error);
+    const std::string line = "line " + std::to_string(c.line) + " of \"t.csv\" ";
+    EXPECT_EQ(Error(session, "SELECT * FROM t"), (c.line != 0 ? line : "") + c.error);
     // The session stays usable.
     EXPECT_EQ(RunSql(session, "SELECT 1"), "1\n");
   }

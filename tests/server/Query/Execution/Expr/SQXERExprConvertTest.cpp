@@ -182,16 +182,14 @@ TEST(ConvertText, TrailingBlanksOfFixedTexts) {
     uint32 declared;
     const wchar_t* expected;
   } kCases[] = {
-      {XeUnknown, nullptr, L"ab ", 3, L"ab"},
-      {XeUnknown, nullptr, L"   ", 3, L""},
-      {XeUnknown, nullptr, L" a b  ", 6, L" a b"},
-      {XeUnknown, nullptr, L"abcdef", 3, L"abc"},
+      // clang-format off
+      {XeUnknown, nullptr, L"ab ", 3, L"ab"}, {XeUnknown, nullptr, L"   ", 3, L""},
+      {XeUnknown, nullptr, L" a b  ", 6, L" a b"}, {XeUnknown, nullptr, L"abcdef", 3, L"abc"},
       // The text ends before the declared length: nothing pads it.
       {XeUnknown, nullptr, L"ab ", 10, L"ab "},
-      {Char, nullptr, L"ab   ", 5, L"ab   "},
-      {LongChar, nullptr, L"ab   ", 5, L"ab"},
-      {LongChar, L"ab ", L"ab   ", 5, L"ab "},
-      {LongChar, L"", L"", 5, L""},
+      {Char, nullptr, L"ab   ", 5, L"ab   "}, {LongChar, nullptr, L"ab   ", 5, L"ab"},
+      {LongChar, L"ab ", L"ab   ", 5, L"ab "}, {LongChar, L"", L"", 5, L""},
+      // clang-format on
   };
   for (const auto& c : kCases) {
     XeString text = c.text;

@@ -129,15 +129,13 @@ TEST(Binding, OperatorsRefuseTypes) {
 
 TEST(Binding, TextLiteralsTakeTheTypeOfTheirPartner) {
   TestRecord record({{Int4}, {UInt4}, {Double}, {Numeric}, {Bit}, {Date}});
+  // clang-format off
   const std::tuple<int, const wchar_t*, const wchar_t*> kCases[] = {
-      {0, L"12abc", L"ConstantInt32"},
-      {1, L"4000000000", L"ConstantUInt32"},
-      {0, L"", L"ConstantInt32"},
-      {2, L"1.5", L"ConstantFloat64"},
-      {4, L"1", L"ConstantBit"},
-      {3, L"abc", L"ConstantNumber"},
-      {0, L"abc", nullptr},
+      {0, L"12abc", L"ConstantInt32"}, {1, L"4000000000", L"ConstantUInt32"},
+      {0, L"", L"ConstantInt32"}, {2, L"1.5", L"ConstantFloat64"}, {4, L"1", L"ConstantBit"},
+      {3, L"abc", L"ConstantNumber"}, {0, L"abc", nullptr},
       {5, L"2012-01-31", L"ConvertXeChartoXeDate"}};
+  // clang-format on
   for (const auto& [column, text, node] : kCases) {
     for (const int side : {0, 1}) {
       RExpression* operands[] = {new Extract(column), new Extract(column)};
