@@ -56,5 +56,17 @@ TEST(XeFieldDataBinder, ReadsWholeTextsWithinTheRange) {
   }
 }
 
+// Fixed fields are cut and filled under the nodes' tests.
+TEST(XeFieldDataBinder, CutsTextsForVaryingFields) {
+  wchar_t text[] = L"ab\0d";
+  wchar_t* const value = text;
+  for (const uint32 room : {0u, 1u, 2u, 4u}) {
+    const std::vector<uint8> wanted = Stored(XeString(text).substr(0, room), true);
+    std::vector<uint8> field(wanted.size(), 0xEE);
+    XeFieldDataBinder(XeCharData, 4, XeVarCharData, room).MoveDataToIntoField(&value, field.data());
+    EXPECT_EQ(field, wanted);
+  }
+}
+
 }  // namespace
 }  // namespace sqxer

@@ -66,6 +66,7 @@ TEST(SumAndAvg, AtTheEndsOfTheTypes) {
       {Int4, {kMaxInt, 1, -1}, NIL, 715827882, intEnd},
       {Int4, {kMinInt, -1}, NIL, 1073741823, intEnd},
       {Int1, Values(1000, -128), -128000, -128},
+      {UInt1, Values(1000, 255), 255000, 255},
       {UInt2, Values(40000, 65535), NIL, -41839, intEnd},
       {UInt4, {kMaxInt, 1}, 2147483648.0, 1073741824}, {UInt4, {kMaxUInt, 2}, NIL, 0, uintEnd},
       {UInt4, {kMaxUInt, NIL}, kMaxUInt, kMaxUInt},
