@@ -1,79 +1,36 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <regex>
 
 #include "Capture.h"
 #include "Compiler.h"
 #include "Session.h"
 #include "TestFile.h"
-#include "Utility/BaseStringUtil.h"
-#include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
+#include "server/Query/Execution/Engine/TemporaryFolder.h"
+#include "server/Utility/UtilityTesting.h"
 
 namespace sqxer::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// A folder of its own for the tables of one case, gone with the object.
-class TableFolder {
- public:
-  TableFolder() : path_(fs::temp_directory_path() / ("sqxer-corpus-" + std::to_string(getpid()))) {
-    fs::create_directories(path_);
-  }
-  ~TableFolder() { fs::remove_all(path_); }
+/// Writes a table of a case as a file of the session's folder.
+void Add(Session& session, const TemporaryFolder& folder, const TableDefinition& table) {
+  const std::string header = std::regex_replace(table.columns, std::regex(":[^,]*"), "");
+  folder.Write(table.name + ".csv", header + "\n" + table.rows);
+  session.SetDirectory(folder.Path());
+  session.SetSchema(table.name, table.columns);
+}
 
-  void Add(Session& session, const TableDefinition& table) const {
-    std::ofstream file(path_ / (table.name + ".csv"));
-    std::string header;
-    for (const std::string& column : Columns(table.columns)) {
-      header += (header.empty() ? "" : ",") + column.substr(0, column.find(':'));
-    }
-    file << header << "\n" << table.rows;
-    file.close();
-    session.SetDirectory(path_.string());
-    session.SetSchema(table.name, table.columns);
-  }
-
- private:
-  static std::vector<std::string> Columns(const std::string& columns) {
-    std::vector<std::string> parts;
-    std::size_t start = 0;
-    while (start < columns.size()) {
-      const std::size_t comma = columns.find(',', start);
-      parts.push_back(columns.substr(start, comma - start));
-      if (comma == std::string::npos) break;
-      start = comma + 1;
-    }
-    return parts;
-  }
-
-  fs::path path_;
-};
-
-/// Puts the switches of a case in force, over those that the run as a whole asks for.
-class Switches {
- public:
-  explicit Switches(const std::vector<std::string>& switches)
-      : saved_(SUSystemConfig::GetSystemConfig()) {
-    if (const char* run = std::getenv("SQXER_TEST_SET")) Set(run);
-    for (const std::string& assignment : switches) Set(assignment);
-  }
-  ~Switches() { SUSystemConfig::GetSystemConfig() = saved_; }
-
- private:
-  static void Set(const std::string& assignment) {
-    const std::size_t equals = assignment.find('=');
-    SUSystemConfig::GetSystemConfig().Set(assignment.substr(0, equals),
-                                          assignment.substr(equals + 1));
-  }
-  SUSystemConfig saved_;
-};
+void SetSwitch(const std::string& assignment) {
+  const std::size_t equals = assignment.find('=');
+  SUSystemConfig::GetSystemConfig().Set(assignment.substr(0, equals),
+                                        assignment.substr(equals + 1));
+}
 
 /// What an evaluation gave: rows as lines, or one line with the error.
 struct Outcome {
@@ -98,14 +55,11 @@ Outcome Evaluate(Session& session, const std::string& sql, Place place) {
   } catch (const ErrorMessage& error) {
     outcome.failed = true;
     std::string line = "error " + std::to_string(error.GetCode()) + ": " + error.what();
-    if (place == Place::kShown) {
-      if (error.GetSourcePosition() >= 0) {
-        const LineColumn at = FindLineColumn(sql, error.GetSourcePosition());
-        line += " (line " + std::to_string(at.line) + ", column " + std::to_string(at.column);
-        if (error.GetRowNumber() >= 0)
-          line += ", input row " + std::to_string(error.GetRowNumber());
-        line += ")";
-      }
+    if (place == Place::kShown && error.GetSourcePosition() >= 0) {
+      const LineColumn at = FindLineColumn(sql, error.GetSourcePosition());
+      const std::string row = std::to_string(error.GetRowNumber());
+      line += " (line " + std::to_string(at.line) + ", column " + std::to_string(at.column) +
+              (error.GetRowNumber() >= 0 ? ", input row " + row : "") + ")";
     }
     outcome.lines = {line};
   }
@@ -123,9 +77,9 @@ void RunScalar(Session& session, const Scalar& scalar) {
 
   const MovedExpression moved = MoveLiterals(scalar.expression);
   if (moved.table.columns.empty()) return;
-  TableFolder folder;
+  const TemporaryFolder folder;
   Session fresh;
-  folder.Add(fresh, moved.table);
+  Add(fresh, folder, moved.table);
   const Outcome again =
       Evaluate(fresh, "SELECT " + moved.expression + " FROM literals", Place::kLeftOut);
   EXPECT_EQ(again.lines, plain.lines)
@@ -140,10 +94,13 @@ class CorpusCase : public testing::Test {
   explicit CorpusCase(TestCase test) : test_(std::move(test)) {}
 
   void TestBody() override {
-    const Switches switches(test_.switches);
+    const ConfigScope config;
+    // Those of the case are put over those that the run as a whole asks for.
+    if (const char* run = std::getenv("SQXER_TEST_SET")) SetSwitch(run);
+    for (const std::string& assignment : test_.switches) SetSwitch(assignment);
     Session session;
-    const TableFolder folder;
-    for (const TableDefinition& table : test_.tables) folder.Add(session, table);
+    const TemporaryFolder folder;
+    for (const TableDefinition& table : test_.tables) Add(session, folder, table);
     session.SetParameters(test_.parameters);
 
     if (test_.kind == TestCase::Kind::kScalar) {

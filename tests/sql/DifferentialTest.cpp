@@ -11,49 +11,23 @@
 
 #include "Capture.h"
 #include "Session.h"
+#include "server/Utility/UtilityTesting.h"
 
 namespace sqxer::test {
 namespace {
 
 using Rows = std::vector<CapturingSink::Row_t>;
 
-/// A reader of its own for well-formed CSV, so that a fault of the product's reader shows.
+/// A reader of its own for CSV without quotation marks, so that a fault of the product's shows.
 Rows ReadCsv(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(file)), {});
+  std::ifstream file(path);
   Rows rows;
-  CapturingSink::Row_t row;
-  std::string field;
-  bool quoted = false, wasQuoted = false;
-  auto endField = [&] {
-    row.push_back(field.empty() && !wasQuoted ? std::nullopt : std::optional(field));
-    field.clear();
-    wasQuoted = false;
-  };
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (quoted) {
-      if (c == '"' && i + 1 < text.size() && text[i + 1] == '"')
-        field += text[++i];
-      else if (c == '"')
-        quoted = false;
-      else
-        field += c;
-    } else if (c == '"') {
-      quoted = wasQuoted = true;
-    } else if (c == ',') {
-      endField();
-    } else if (c == '\n') {
-      endField();
-      rows.push_back(std::move(row));
-      row.clear();
-    } else if (c != '\r') {
-      field += c;
+  for (std::string line; std::getline(file, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    CapturingSink::Row_t& row = rows.emplace_back();
+    for (const std::string& field : Split(line, ',')) {
+      row.push_back(field.empty() ? std::nullopt : std::optional(field));
     }
-  }
-  if (!row.empty() || !field.empty()) {
-    endField();
-    rows.push_back(std::move(row));
   }
   return rows;
 }
@@ -65,51 +39,37 @@ class Sqlite {
 
   void Load(const std::string& name, const std::string& path) {
     const Rows rows = ReadCsv(path);
-    std::string columns, marks;
-    for (const auto& column : rows.front()) {
-      columns += (columns.empty() ? "\"" : ",\"") + *column + "\" NUMERIC";
-      marks += marks.empty() ? "?" : ",?";
-    }
-    Run("BEGIN");
-    Run("CREATE TABLE " + name + "(" + columns + ")");
-    sqlite3_stmt* insert = Prepare("INSERT INTO " + name + " VALUES(" + marks + ")");
+    Query("CREATE TABLE " + name + "(" + List("\"%w\" NUMERIC", rows.front()) + "); BEGIN");
     for (std::size_t i = 1; i < rows.size(); ++i) {
-      for (std::size_t c = 0; c < rows[i].size(); ++c) {
-        const auto& value = rows[i][c];
-        if (value)
-          sqlite3_bind_text(insert, static_cast<int>(c + 1), value->c_str(), -1, SQLITE_TRANSIENT);
-        else
-          sqlite3_bind_null(insert, static_cast<int>(c + 1));
-      }
-      sqlite3_step(insert);
-      sqlite3_reset(insert);
+      Query("INSERT INTO " + name + " VALUES(" + List("%Q", rows[i]) + ")");
     }
-    sqlite3_finalize(insert);
-    Run("COMMIT");
+    Query("COMMIT");
   }
 
   Rows Query(const std::string& sql) {
     Rows rows;
-    sqlite3_stmt* query = Prepare(sql);
-    while (query && sqlite3_step(query) == SQLITE_ROW) {
-      CapturingSink::Row_t row;
-      for (int c = 0; c < sqlite3_column_count(query); ++c) {
-        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(query, c));
-        row.push_back(text ? std::optional<std::string>(text) : std::nullopt);
+    const auto add = [](void* to, int count, char** values, char**) {
+      CapturingSink::Row_t& row = static_cast<Rows*>(to)->emplace_back();
+      for (int c = 0; c < count; ++c) {
+        row.push_back(values[c] ? std::optional<std::string>(values[c]) : std::nullopt);
       }
-      rows.push_back(std::move(row));
-    }
-    sqlite3_finalize(query);
+      return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(db_, sql.c_str(), add, &rows, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(db_);
     return rows;
   }
 
  private:
-  void Run(const std::string& sql) { sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr); }
-  sqlite3_stmt* Prepare(const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(db_);
-    return statement;
+  /// Values, each as a format of the library writes it, between commas.
+  static std::string List(const char* format, const CapturingSink::Row_t& values) {
+    std::string list;
+    for (const auto& value : values) {
+      const std::unique_ptr<char, void (*)(void*)> text(
+          sqlite3_mprintf(format, value ? value->c_str() : nullptr), &sqlite3_free);
+      list += (list.empty() ? "" : ",") + std::string(text.get());
+    }
+    return list;
   }
 
   sqlite3* db_ = nullptr;
@@ -127,12 +87,6 @@ bool SameValue(const std::optional<std::string>& ours, const std::optional<std::
   const double b = std::strtod(theirs->c_str(), &end);
   if (*end != 0 || end == theirs->c_str()) return false;
   return std::fabs(a - b) <= 1e-12 * std::max(std::fabs(a), std::fabs(b));
-}
-
-std::string Show(const CapturingSink::Row_t& row) {
-  std::string text;
-  for (const auto& value : row) text += (value ? *value : "NULL") + " | ";
-  return text;
 }
 
 TEST(Differential, SampleTablesAgreeWithSqlite) {
@@ -166,7 +120,8 @@ TEST(Differential, SampleTablesAgreeWithSqlite) {
       ASSERT_EQ(sink.rows[r].size(), expected[r].size());
       for (std::size_t c = 0; c < expected[r].size(); ++c) {
         ASSERT_TRUE(SameValue(sink.rows[r][c], expected[r][c]))
-            << "row " << r << "\nours   " << Show(sink.rows[r]) << "\nsqlite " << Show(expected[r]);
+            << "row " << r << "\nours   " << RowText(sink.rows[r]) << "\nsqlite "
+            << RowText(expected[r]);
       }
     }
     ++compared;

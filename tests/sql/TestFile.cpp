@@ -1,24 +1,23 @@
 #include "TestFile.h"
 
-#include <cctype>
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <optional>
-#include <string_view>
+#include <regex>
+
+#include "Utility/BaseStringUtil.h"
 
 namespace sqxer::test {
 namespace {
 
-std::string Trim(std::string_view text) {
-  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
-    text.remove_prefix(1);
-  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-    text.remove_suffix(1);
-  return std::string(text);
+std::string Replace(const std::string& text, const char* what, const char* by) {
+  return std::regex_replace(text, std::regex(what), by);
 }
+std::string Trim(const std::string& text) { return Replace(text, "^\\s+|\\s+$", ""); }
 
 class Reader {
  public:
@@ -46,11 +45,12 @@ class Reader {
         switches.clear();
         parameters.clear();
       } else {
-        TestCase test = ReadCase(word, rest);
-        for (const auto& [name, table] : tables) test.tables.push_back(table);
-        test.switches = switches;
-        test.parameters = parameters;
-        cases.push_back(std::move(test));
+        for (TestCase& test : word == "lines" ? ReadLines() : std::vector{ReadCase(word, rest)}) {
+          for (const auto& [name, table] : tables) test.tables.push_back(table);
+          test.switches = switches;
+          test.parameters = parameters;
+          cases.push_back(std::move(test));
+        }
       }
     }
     return cases;
@@ -77,20 +77,36 @@ class Reader {
     return table;
   }
 
+  std::vector<TestCase> ReadLines() {
+    std::vector<TestCase> cases;
+    for (auto line = Next(); line && !line->empty(); line = Next()) {
+      if (line->front() == '#') continue;
+      const std::size_t arrow = line->rfind(" =>");
+      if (arrow == std::string::npos) Fail("a line needs ' =>'");
+      TestCase& test = cases.emplace_back();
+      test.line = line_;
+      test.sql = line->substr(0, arrow);
+      for (std::string rows = Trim(line->substr(arrow + 3)); !rows.empty();) {
+        test.expected.push_back(rows.substr(0, rows.find(" | ")));
+        rows.erase(0, test.expected.back().size() + 3);
+      }
+      const bool fails = !test.expected.empty() && test.expected[0].starts_with("error ");
+      if (fails) test.kind = TestCase::Kind::kError;
+    }
+    return cases;
+  }
+
   TestCase ReadCase(const std::string& word, const std::string& rest) {
     TestCase test{};
     test.line = line_;
-    if (word == "query" && rest.empty())
-      test.kind = TestCase::Kind::kQuery;
-    else if (word == "query" && rest == "unordered")
-      test.kind = TestCase::Kind::kUnorderedQuery;
-    else if (word == "error")
-      test.kind = TestCase::Kind::kError;
-    else if (word == "scalar")
-      test.kind = TestCase::Kind::kScalar;
-    else
-      Fail("unknown block");
-
+    using enum TestCase::Kind;
+    static const std::map<std::string, TestCase::Kind> kinds = {
+        {"query ", kQuery},
+        {"query unordered", kUnorderedQuery},
+        {"error ", kError},
+        {"scalar ", kScalar}};
+    if (!kinds.contains(word + " " + rest)) Fail("unknown block");
+    test.kind = kinds.at(word + " " + rest);
     if (test.kind == TestCase::Kind::kScalar) {
       for (auto line = Next(); line && !line->empty(); line = Next()) {
         if (line->front() != '#') test.scalars.push_back(ReadScalar(*line));
@@ -137,95 +153,42 @@ std::string NumberType(const std::string& digits) {
   return std::stoll(digits) <= INT32_MAX ? "int4" : "numeric";
 }
 
-std::string CsvField(const std::string& text) {
-  std::string quoted = "\"";
-  for (char c : text) {
-    quoted += c;
-    if (c == '"') quoted += c;
-  }
-  return quoted + '"';
-}
-
 }  // namespace
 
 std::vector<TestCase> ReadTestFile(const std::string& path) { return Reader(path).Read(); }
 
 MovedExpression MoveLiterals(const std::string& expression) {
-  MovedExpression moved;
-  std::string row;
+  // A text behind its type, a number, a truth value, a type with its length (which is no literal),
+  // another word, or any other character.
+  static const std::regex token(
+      "(?:(date|time|timestamp) *)?'((?:[^']|'')*)'|(\\.?\\d(?:[\\d.]|e[+-]?)*)|"
+      "((?:true|false)\\b)|(?:var)?char\\([^)]*\\)|[a-z_]\\w*|[\\s\\S]",
+      std::regex::icase);
+  MovedExpression moved{"", {"literals", "", ""}};
   int count = 0;
-  auto move = [&](const std::string& type, const std::string& field) {
-    const std::string name = "c" + std::to_string(++count);
-    moved.table.columns += (count > 1 ? "," : "") + name + ":" + type;
-    row += (count > 1 ? "," : "") + field;
+  const auto move = [&](const std::string& type, const std::string& field) {
+    const std::string comma = count == 0 ? "" : ",", name = "c" + std::to_string(++count);
+    moved.table.columns += comma + name + ":" + type;
+    moved.table.rows += comma + field;
     moved.expression += name;
   };
-
-  std::string pendingType;  // DATE, TIME or TIMESTAMP before a text
-  for (std::size_t at = 0; at < expression.size();) {
-    const char c = expression[at];
-    if (c == '\'') {
-      std::string text;
-      for (++at; at < expression.size(); ++at) {
-        if (expression[at] == '\'' && (at + 1 >= expression.size() || expression[at + 1] != '\''))
-          break;
-        if (expression[at] == '\'') ++at;
-        text += expression[at];
-      }
-      ++at;
-      std::size_t characters = 0;
-      for (unsigned char byte : text) characters += (byte & 0xC0) != 0x80;
-      const std::string width = std::to_string(characters == 0 ? 1 : characters);
-      move(pendingType.empty() ? "varchar(" + width + ")" : pendingType, CsvField(text));
-      pendingType.clear();
-    } else if (std::isdigit(static_cast<unsigned char>(c)) ||
-               (c == '.' && at + 1 < expression.size() &&
-                std::isdigit(static_cast<unsigned char>(expression[at + 1])))) {
-      std::string digits;
-      while (at < expression.size()) {
-        const char d = expression[at];
-        const bool sign = (d == '+' || d == '-') && !digits.empty() &&
-                          (digits.back() == 'e' || digits.back() == 'E');
-        if (!std::isdigit(static_cast<unsigned char>(d)) && d != '.' && d != 'e' && d != 'E' &&
-            !sign)
-          break;
-        digits += d;
-        ++at;
-      }
-      move(NumberType(digits), digits);
-    } else if (std::isalpha(static_cast<unsigned char>(c)) || c == '_') {
-      std::string word;
-      while (at < expression.size() &&
-             (std::isalnum(static_cast<unsigned char>(expression[at])) || expression[at] == '_')) {
-        word += expression[at++];
-      }
-      std::string lower;
-      for (char letter : word)
-        lower += static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-      const std::size_t next = expression.find_first_not_of(' ', at);
-      const bool textFollows = next != std::string::npos && expression[next] == '\'';
-      if (textFollows && (lower == "date" || lower == "time" || lower == "timestamp")) {
-        pendingType = lower;
-        at = next;
-      } else if (next == at && next != std::string::npos && expression[at] == '(' &&
-                 (lower == "varchar" || lower == "char")) {
-        // The length of a type is no literal.
-        const std::size_t end = expression.find(')', at) + 1;
-        moved.expression += word + expression.substr(at, end - at);
-        at = end;
-      } else if ((lower == "true" || lower == "false") && !moved.expression.ends_with("IS ") &&
-                 !moved.expression.ends_with("NOT ")) {
-        move("boolean", lower);
-      } else {
-        moved.expression += word;
-      }
+  for (std::sregex_iterator at(expression.begin(), expression.end(), token), end; at != end; ++at) {
+    const std::smatch& found = *at;
+    const bool judged = moved.expression.ends_with("IS ") || moved.expression.ends_with("NOT ");
+    if (found[2].matched) {
+      const std::string text = Replace(found.str(2), "''", "'");
+      const std::size_t width = std::max<std::size_t>(BaseStringUtil::CountCharacters(text), 1);
+      move(found[1].matched ? found.str(1) : "varchar(" + std::to_string(width) + ")",
+           '"' + Replace(text, "\"", "\"\"") + '"');
+    } else if (found[3].matched) {
+      move(NumberType(found.str()), found.str());
+    } else if (found[4].matched && !judged) {
+      move("boolean", found.str());
     } else {
-      moved.expression += c;
-      ++at;
+      moved.expression += found.str();
     }
   }
-  moved.table.name = "literals";
-  moved.table.rows = row + "\n";
+  moved.table.rows += "\n";
   return moved;
 }
 

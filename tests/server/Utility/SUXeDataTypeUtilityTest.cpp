@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "Utility/SUXeDataTypeUtility.h"
 #include "UtilityTesting.h"
 
@@ -43,34 +41,6 @@ TEST(SUXeDataTypeUtilityTest, UnionsAreThePages) {
     const auto found = unions.find({Name(a), Name(b)});
     EXPECT_EQ(Types::AreUnionCompatible(a, b), found != unions.end());
     EXPECT_EQ(Name(Types::GetUnionDataType(a, b)), found != unions.end() ? found->second : Name(b));
-  }
-}
-
-TEST(SUXeDataTypeUtilityTest, EveryFoldOfComputationTypesConverts) {
-  // Target and sources of the conversions that expressions insert.
-  std::map<XeDataType, std::set<XeDataType>> conversions = {
-      {XeLongVarCharData, {XeCharData}},
-      {XeLongVarBinaryData, {XeBinaryData}},
-      {XeInt4Data, {XeBitData, XeBoolean}},
-      {XeUInt4Data, {XeBitData, XeBoolean}},
-      {XeNumericData, {XeBitData, XeBoolean, XeInt4Data, XeUInt4Data}},
-      {XeDoubleData, {XeBitData, XeBoolean, XeInt4Data, XeUInt4Data, XeNumericData}},
-      {XeDateTimeData, {XeDateData, XeTimeData}}};
-  std::set<XeDataType> computed = {XeCharData, XeBinaryData, XeBitData,
-                                   XeBoolean,  XeDateData,   XeTimeData};
-  for (const auto& [target, sources] : conversions) computed.insert(target);
-  for (const XeDataType a : computed) {
-    for (const XeDataType b : computed) {
-      const XeDataType pair = Types::GetUnionDataType(a, b);
-      for (const XeDataType c : computed) {
-        if (!Types::AreUnionCompatible(a, b) || !Types::AreUnionCompatible(pair, c)) continue;
-        const XeDataType common = Types::GetUnionDataType(pair, c);
-        for (const XeDataType member : {a, b, c}) {
-          EXPECT_TRUE(member == common || conversions[common].contains(member))
-              << Name(a) << ", " << Name(b) << ", " << Name(c) << " fold to " << Name(common);
-        }
-      }
-    }
   }
 }
 

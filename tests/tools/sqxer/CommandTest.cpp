@@ -103,57 +103,44 @@ TEST_F(Command, SaysWhatIsWrongInOneLineAndByItsStatus) {
   folder_.Write("bad.csv", "a,b\n1,2\n3\n");
   const std::string divided =
       "error 59008: division by zero: leave out the rows whose divisor is 0, or make it NULL there";
+  const std::string full = "error: the result cannot be written: standard output: ";
   const struct {
     const char* arguments;
     int status;
-    std::string err;
+    /// What each line on standard error starts with.
+    std::vector<std::string> errors;
   } kCases[] = {
-      {"'SELECT 1 / a FROM t'", 1, divided + " (line 1, column 10, input row 2)\n"},
-      {"'SELECT 1;\n\nSELECT 2,\n  1 / 0; SELECT 3'", 1, divided + " (line 4, column 5)\n"},
-      {"'SELECT s + 1 FROM t'", 1, ""},
-      {"'SELECT nope FROM t'", 1,
-       "error 59015: there is no column of this name: \"nope\" (line 1, "
-       "column 8)\n"},
-      {"'SELECT * FROM bad'", 3,
-       "error 57004: line 3 of \"bad.csv\" must have as many fields as the header, 2, and not 1 "
-       "(line 1, column 15)\n"},
-      {"'SELECT * FROM bad; SELECT 1 / 0'", 3, ""},
-      {"'SELECT 1 / 0; SELECT * FROM bad'", 1, ""},
-      {"-t x=nope.csv 'SELECT * FROM x'", 3,
-       "error 57002: \"nope.csv\" cannot be read: No such file or directory (line 1, column 15)\n"},
-      {"-f nope.sql", 3, "error 57002: \"nope.sql\" cannot be read: No such file or directory\n"},
-      {"-t x=nope.txt 'SELECT 1'", 2,
-       "error 57015: a table is a file that ends in .csv or .tsv, or FILE.db:table: "
-       "\"nope.txt\"\n"},
-      {"-t x 'SELECT 1'", 2,
-       "sqxer: --table: must be NAME=PATH and not x (--help shows the "
-       "options)\n"},
-      {"--set Nope=1 'SELECT 1'", 2,
-       "error 58040: there is no switch of this name (--help-switches lists them all): \"Nope\"\n"},
-      {"--schema t=a:int8 'SELECT 1'", 2, ""},
-      {"--param bit:2 'SELECT $1'", 2,
-       "error 57019: the parameter $1 does not read as bit: \"2\"\n"},
-      {"--repeat 0 'SELECT 1'", 2, ""},
-      {"--nope 'SELECT 1'", 2, ""},
-      {"-o xml 'SELECT 1'", 2, ""},
-      {"''", 2, "sqxer: no SQL is given (--help shows the options)\n"},
-      {"\"$(printf 'SELECT \\xff')\"", 1, "error: the SQL is not valid UTF-8 text\n"},
-      {"'SELECT 1' >/dev/full", 1,
-       "error: the result cannot be written: standard output: No space left on device\n"},
-      {"'SELECT 1' >&-", 1,
-       "error: the result cannot be written: standard output: Bad file descriptor\n"},
+      {"'SELECT 1 / a FROM t'", 1, {divided + " (line 1, column 10, input row 2)\n"}},
+      {"'SELECT 1;\n\nSELECT 2,\n  1 / 0; SELECT 3'", 1, {divided + " (line 4, column 5)\n"}},
+      {"'SELECT \"no\npe\" FROM t'",
+       1,
+       {"error 59015: there is no column of this name: \"no pe\""}},
+      {"'SELECT * FROM bad; SELECT 1 / 0'", 3, {"error 57004: ", "error 59008: "}},
+      {"'SELECT 1 / 0; SELECT * FROM bad'", 1, {"error 59008: ", "error 57004: "}},
+      {"-t x=nope.csv 'SELECT * FROM x'", 3, {"error 57002: \"nope.csv\" "}},
+      {"-f nope.sql", 3, {"error 57002: \"nope.sql\" cannot be read: No such file or directory\n"}},
+      {"-t x=nope.txt 'SELECT 1'", 2, {"error 57015: "}},
+      {"-t x 'SELECT 1'", 2, {"sqxer: --table: must be NAME=PATH and not x (--help shows the "}},
+      {"--set Nope=1 'SELECT 1'", 2, {"error 58040: "}},
+      {"--schema t=a:int8 'SELECT 1'", 2, {"error 57014: "}},
+      {"--param bit:2 'SELECT $1'", 2, {"error 57019: the parameter $1 does not read as bit: "}},
+      {"--repeat 0 'SELECT 1'", 2, {"sqxer: --repeat: "}},
+      {"--nope 'SELECT 1'", 2, {"sqxer: "}},
+      {"-o xml 'SELECT 1'", 2, {"sqxer: --output: "}},
+      {"''", 2, {"sqxer: no SQL is given (--help shows the options)\n"}},
+      {"\"$(printf 'SELECT \\xff')\"", 1, {"error: the SQL is not valid UTF-8 text\n"}},
+      {"'SELECT 1' >/dev/full", 1, {full + "No space left on device\n"}},
+      {"'SELECT 1' >&-", 1, {full + "Bad file descriptor\n"}},
   };
-  const std::regex oneLine("[^\n]+\n");
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.arguments);
-    const Result result = Shell(std::string("sqxer ") + c.arguments);
-    EXPECT_EQ(result.status, c.status) << result.err;
-    if (c.err.empty()) {
-      EXPECT_TRUE(result.status == 2 || result.err.find('\n') != std::string::npos);
-    } else {
-      EXPECT_EQ(result.err, c.err);
-      EXPECT_TRUE(std::regex_match(result.err, oneLine));
+    Result result = Shell(std::string("sqxer ") + c.arguments);
+    EXPECT_EQ(result.status, c.status);
+    for (const std::string& error : c.errors) {
+      EXPECT_TRUE(result.err.starts_with(error)) << result.err;
+      result.err.erase(0, result.err.find('\n') + 1);
     }
+    EXPECT_EQ(result.err, "");
   }
 }
 
@@ -165,12 +152,7 @@ TEST_F(Command, WritesNoHalfResultAndGoesOnAfterAnError) {
 }
 
 TEST_F(Command, OutlivesAReaderThatGoes) {
-  folder_.Write(
-      "t.csv", "a\n" + [] {
-        std::string rows;
-        for (int i = 0; i < 100000; ++i) rows += std::to_string(i) + "\n";
-        return rows;
-      }());
+  Shell("(echo a; seq 100000) > t.csv");
   const Result result = Shell("{ sqxer 'SELECT a FROM t'; echo \"status $?\" >&2; } | true");
   EXPECT_EQ(result.err,
             "error: the result cannot be written: standard output: Broken pipe\nstatus 1\n");
@@ -178,7 +160,6 @@ TEST_F(Command, OutlivesAReaderThatGoes) {
 
 TEST_F(Command, KeepsLargeResultsInAFile) {
   // Some 80 MB, more than stays in memory.
-  folder_.Write("t.csv", "a\n" + std::string(4000, 'x') + "\n");
   std::string columns = "a";
   for (int i = 1; i < 200; ++i) columns += ",a";
   std::string rows = "a\n";

@@ -30,37 +30,32 @@ std::string Nested(const std::string& description) {
   return out + std::string(depth, ')');
 }
 
-/// A record with the fields of a plan's step, to bind trees to.
-struct StepRecord {
-  void Add(const ColumnInfo& column) {
-    fields.push_back({column.type, column.length, column.nullable, column.name});
-  }
-  XeAListStream* Open() {
-    return record.emplace(std::span<const test::TestField>(fields)).stream();
-  }
-  std::vector<test::TestField> fields;
-  std::optional<test::TestRecord> record;
-};
+/// The fields of the record of a plan's step, to bind trees to.
+using Fields = std::vector<test::TestField>;
 
-std::string PrintTree(std::unique_ptr<RExpression> tree, XeAListStream* stream,
+void Add(Fields& fields, const ColumnInfo& column) {
+  fields.push_back({column.type, column.length, column.nullable, column.name});
+}
+
+std::string PrintTree(std::unique_ptr<RExpression> tree, const Fields& fields,
                       const ColumnInfo* expected = nullptr) {
-  MetaDataInfo info;
-  const std::unique_ptr<RExpression> bound = BindTree(std::move(tree), stream, info);
+  test::TestRecord record{std::span(fields)};
+  const std::unique_ptr<RExpression> bound = record.Bind(tree.release());
   if (expected != nullptr) {
     EXPECT_EQ(bound->GetResultDataType(), expected->type);
-    EXPECT_LE(info.isNullable_, expected->nullable);
-    EXPECT_LE(XeFieldDescriptor::GetObjectLength(bound->GetResultDataType(), info.objectLength_),
-              expected->length);
+    EXPECT_LE(record.info.isNullable_, expected->nullable);
+    EXPECT_LE(
+        XeFieldDescriptor::GetObjectLength(bound->GetResultDataType(), record.info.objectLength_),
+        expected->length);
   }
   return Nested(Utf8(DescribeTree(*bound)));
 }
 
-std::string PrintTrees(std::vector<PlanExpression>& trees, StepRecord& record, StepRecord* next) {
+std::string PrintTrees(std::vector<PlanExpression>& trees, const Fields& fields, Fields* next) {
   std::string out;
-  XeAListStream* stream = record.Open();
   for (PlanExpression& tree : trees) {
-    out += (out.empty() ? "" : "; ") + PrintTree(std::move(tree.tree), stream, &tree.result);
-    if (next != nullptr) next->Add(tree.result);
+    out += (out.empty() ? "" : "; ") + PrintTree(std::move(tree.tree), fields, &tree.result);
+    if (next != nullptr) Add(*next, tree.result);
   }
   return out;
 }
@@ -93,19 +88,19 @@ std::string Explain(const std::string& sql) {
   const auto step = [&](const std::string& name, const std::string& text) {
     if (!text.empty()) out += (out.empty() ? "" : "\n") + name + ": " + text;
   };
-  StepRecord scan, inputs, group;
-  for (const ColumnInfo& column : plan.scanRecord) scan.Add(column);
-  if (plan.filter) step("filter", PrintTree(std::move(plan.filter), scan.Open()));
+  Fields scan, group;
+  for (const ColumnInfo& column : plan.scanRecord) Add(scan, column);
+  if (plan.filter) step("filter", PrintTree(std::move(plan.filter), scan));
   if (plan.grouped) {
     step("keys", PrintTrees(plan.groupKeys, scan, &group));
-    step("inputs", PrintTrees(plan.aggregateInputs, scan, &inputs));
+    step("inputs", PrintTrees(plan.aggregateInputs, scan, nullptr));
     std::string aggregates;
     for (const PlanAggregate& aggregate : plan.aggregates) {
       aggregates += (aggregates.empty() ? "" : "; ") + aggregate.text;
-      for (const ColumnInfo& column : aggregate.results) group.Add(column);
+      for (const ColumnInfo& column : aggregate.results) Add(group, column);
     }
     step("aggregates", aggregates);
-    if (plan.having) step("having", PrintTree(std::move(plan.having), group.Open()));
+    if (plan.having) step("having", PrintTree(std::move(plan.having), group));
   }
   step("outputs", PrintTrees(plan.outputs, plan.grouped ? group : scan, nullptr));
   std::string names, order;

@@ -24,10 +24,6 @@ SELECT DISTINCT i + 1, i FROM t ORDER BY i + 1 LIMIT ALL OFFSET 1 + 1
 SELECT x.I, X.only, "Cost Repair", "DUP" FROM "data/t.csv" AS x
   outputs: i:Int32; Only:Int32; Cost Repair:Int32; DUP:Int32
   names: i, Only, Cost Repair, DUP
-SELECT -i AS j FROM t ORDER BY j, j + 1
-  outputs: UnaryMinusInt32(i:Int32); AddInt32(j:Int32, 1:Int32)
-  names: j
-  order: 0, 1
 )");
 }
 
@@ -64,12 +60,6 @@ SELECT RANGE(d), AVG_ALL(i) AS a FROM t ORDER BY a_standard_error, 2
     AVG_ALL(i)_coefficient_of_variation:Float64
   names: range_max, range_min, a_count, a_average, a_standard_error, a_coefficient_of_variation
   order: 4, 1
-SELECT SUM(2) AS x HAVING x > 0
-  inputs: 2:Number
-  aggregates: SUM(2)
-  having: GTNumber(SUM(2):Number, 0:Number)
-  outputs: SUM(2):Number
-  names: x
 )");
 }
 

@@ -2,7 +2,6 @@
 
 #include "CsvTable.h"
 #include "SessionTesting.h"
-#include "TemporaryFolder.h"
 #include "ValueReader.h"
 
 namespace sqxer::test {
@@ -12,74 +11,24 @@ TEST(ValueReader, ClassifiesWhatPrintsAgainAsTheSameValue) {
   constexpr unsigned kNumber = kNumericKind | kDoubleKind;
   constexpr unsigned kInteger = kInt4Kind | kNumber;
   constexpr unsigned kDate = kDateKind | kTimeStampKind;
-  const struct {
-    const char* text;
-    unsigned kinds;
-  } kCases[] = {
-      {"true", kBooleanKind},
-      {"False", kBooleanKind},
-      {"t", 0},
-      {"0", kInteger},
-      {"-1", kInteger},
-      {" 7\t", kInteger},
-      {"2147483647", kInteger},
-      {"2147483648", kNumber},
-      {"-2147483648", kInteger},
-      {"-2147483649", kNumber},
-      {"99999999999999999999999999999999999999", kNumber},
-      {"999999999999999999999999999999999999999", 0},
-      {"-0", kDoubleKind},
-      {"007", 0},
-      {"+7", 0},
-      {"00.5", 0},
-      {"0.5", kDoubleKind},
-      {".5", kDoubleKind},
-      {"5.", kDoubleKind},
-      {"-1.5e-7", kDoubleKind},
-      {"1e999", 0},
-      {"NaN", kDoubleKind},
-      {"-Infinity", kDoubleKind},
-      {"nan", 0},
-      {"inf", 0},
-      {"-", 0},
-      {".", 0},
-      {"e5", 0},
-      {"1e", 0},
-      {"1,5", 0},
-      {"0x10", 0},
-      {"2012-02-29", kDate},
-      {"2013-02-29", 0},
-      {"-0044-03-15", kDate},
-      {"2012-2-9", 0},
-      {"20120229", kInteger},
-      {"2012-02-29 23:59:59.5", kTimeStampKind},
-      {"2012-02-29T23:59", kTimeStampKind},
-      {"2012-02-29 24:00", 0},
-      {"2012-02-29x", 0},
-      {"23:59", kTimeKind},
-      {"23:59:59.999999999", kTimeKind},
-      {"23:60", 0},
-      {"4:3", 0},
-      {"", 0},
-      {"  ", 0},
-      {"Gr\u00F6\u00DFe", 0},
-      {"\u0661", 0},
+  const std::pair<unsigned, std::string> kCases[] = {
+      {kBooleanKind, "true|False"},
+      {kInteger, "0|-1| 7\t|2147483647|-2147483648|20120229"},
+      {kNumber, "2147483648|-2147483649|" + std::string(38, '9')},
+      {kDoubleKind, "-0|0.5|.5|5.|-1.5e-7|NaN|-Infinity"},
+      {kDate, "2012-02-29|-0044-03-15"},
+      {kTimeStampKind, "2012-02-29 23:59:59.5|2012-02-29T23:59"},
+      {kTimeKind, "23:59|23:59:59.999999999"},
+      {0, std::string(39, '9') +
+              "||  |t|007|+7|00.5|1e999|nan|inf|-|.|e5|1e|1,5|0x10|2013-02-29|2012-2-9|"
+              "2012-02-29 24:00|2012-02-29x|23:60|4:3|Gr\u00F6\u00DFe|\u0661"},
   };
-  for (const auto& c : kCases) EXPECT_EQ(ClassifyText(c.text), c.kinds) << c.text;
+  for (const auto& [kinds, texts] : kCases) {
+    for (const std::string& text : Split(texts)) EXPECT_EQ(ClassifyText(text), kinds) << text;
+  }
 }
 
-class CsvTable : public testing::Test {
- protected:
-  Session Open(const std::string& content, const std::string& schema = "",
-               const std::string& file = "t.csv") {
-    Session session;
-    session.AddTable("t", folder_.Write(file, content));
-    if (!schema.empty()) session.SetSchema("t", schema);
-    return session;
-  }
-
-  TemporaryFolder folder_;
-};
+using CsvTable = SessionTest;
 
 TEST_F(CsvTable, InfersTypesOverTheWholeFile) {
   const struct {
@@ -137,49 +86,46 @@ TEST_F(CsvTable, ReadsEveryDeclaredType) {
 
 TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
   const std::string big(70 << 20, 'x');
+  const std::string empty = "the file is empty, its first line must name the columns: \"t.csv\"";
+  const std::string beside =
+      "has text beside a quotation: quote whole fields and double the quotation marks in them";
   const struct {
     std::string content;
     const char* schema;
-    const char* error;
+    /// The line of the file that the error starts with, 0 for none.
+    int line;
+    std::string error;
   } kCases[] = {
-      {"", "", "the file is empty, its first line must name the columns: \"t.csv\""},
-      {"\n\r\n", "", "the file is empty, its first line must name the columns: \"t.csv\""},
-      {"a,b\n1,2\n1,2,3\n", "",
-       "line 3 of \"t.csv\" must have as many fields as the header, 2, and not 3"},
-      {"a,b\r\n\"x\r\ny\",2\r\n1\r\n", "",
-       "line 4 of \"t.csv\" must have as many fields as the header, 2, and not 1"},
-      {"a,b\n1,2\n3,\"x\ny\n", "", "line 3 of \"t.csv\" opens a quotation that does not end"},
-      {"a\n\"" + big + "\n", "",
-       "line 2 of \"t.csv\" has a field of more than 64 MiB: is a quotation left open?"},
-      {"a,b\n1,x\"y\n", "",
-       "line 2 of \"t.csv\" has text beside a quotation: quote whole fields and double the "
-       "quotation marks in them"},
-      {"a,b\n1,\"x\"y\n", "",
-       "line 2 of \"t.csv\" has text beside a quotation: quote whole fields and double the "
-       "quotation marks in them"},
-      {std::string("a,b\n1,2\n3,\0\n", 11), "",
-       "line 3 of \"t.csv\" holds a NUL byte, which text files have not"},
-      {"a\n\xC3\xA4\n\xE4\n", "", "line 3 of \"t.csv\" is not valid UTF-8: save the file as UTF-8"},
-      {"a,b,a\n", "", "two columns of \"t.csv\" have the same name, rename one: \"a\""},
-      {"a,b\n1,2\n1,\"\n\n\"\n1,3x\n", "b:varchar(3),a:int4", "no error"},
-      {"a,b\n1,\"\n\n\"\n1,3x\n1,4xyz\n", "b:varchar(3)",
-       "line 6 of \"t.csv\" has a text too long for the column \"b\", varchar(3): \"4xyz\""},
-      {"a\nabc\n", "a:char(2)",
-       "line 2 of \"t.csv\" has a text too long for the column \"a\", char(2): \"abc\""},
-      {"a\n1\n\n2147483648\n", "a:int4",
-       "line 4 of \"t.csv\" has a value that the column \"a\", int4, cannot take: \"2147483648\""},
-      {"a\n\"\"\n", "a:double",
-       "line 2 of \"t.csv\" has a value that the column \"a\", double, cannot take: \"\""},
-      {"a\n-1\n", "a:uint2",
-       "line 2 of \"t.csv\" has a value that the column \"a\", uint2, cannot take: \"-1\""},
-      {"a\n2012-13-01\n", "a:date",
-       "line 2 of \"t.csv\" has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
-      {"a\n1\n", "b:int4", "the declared types of \"t.csv\" name a column that it has not: \"b\""},
+      {"", "", 0, empty},
+      {"\n\r\n", "", 0, empty},
+      {"a,b\n1,2\n1,2,3\n", "", 3, "must have as many fields as the header, 2, and not 3"},
+      {"a,b\r\n\"x\r\ny\",2\r\n1\r\n", "", 4,
+       "must have as many fields as the header, 2, and not 1"},
+      {"a,b\n1,2\n3,\"x\ny\n", "", 3, "opens a quotation that does not end"},
+      {"a\n\"" + big + "\n", "", 2, "has a field of more than 64 MiB: is a quotation left open?"},
+      {"a,b\n1,x\"y\n", "", 2, beside},
+      {"a,b\n1,\"x\"y\n", "", 2, beside},
+      {std::string("a,b\n1,2\n3,\0\n", 11), "", 3, "holds a NUL byte, which text files have not"},
+      {"a\n\xC3\xA4\n\xE4\n", "", 3, "is not valid UTF-8: save the file as UTF-8"},
+      {"a,b,a\n", "", 0, "two columns of \"t.csv\" have the same name, rename one: \"a\""},
+      {"a,b\n1,2\n1,\"\n\n\"\n1,3x\n", "b:varchar(3),a:int4", 0, "no error"},
+      {"a,b\n1,\"\n\n\"\n1,3x\n1,4xyz\n", "b:varchar(3)", 6,
+       "has a text too long for the column \"b\", varchar(3): \"4xyz\""},
+      {"a\nabc\n", "a:char(2)", 2, "has a text too long for the column \"a\", char(2): \"abc\""},
+      {"a\n1\n\n2147483648\n", "a:int4", 4,
+       "has a value that the column \"a\", int4, cannot take: \"2147483648\""},
+      {"a\n\"\"\n", "a:double", 2, "has a value that the column \"a\", double, cannot take: \"\""},
+      {"a\n-1\n", "a:uint2", 2, "has a value that the column \"a\", uint2, cannot take: \"-1\""},
+      {"a\n2012-13-01\n", "a:date", 2,
+       "has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
+      {"a\n1\n", "b:int4", 0,
+       "the declared types of \"t.csv\" name a column that it has not: \"b\""},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.content.substr(0, 60));
     Session session = Open(c.content, c.schema);
-    EXPECT_EQ(ErrorOf(folder_.Path(), [&] { RunSql(session, "SELECT * FROM t"); }), c.error);
+    const std::string line = "line " + std::to_string(c.line) + " of \"t.csv\" ";
+    EXPECT_EQ(Error(session, "SELECT * FROM t"), (c.line != 0 ? line : "") + c.error);
     // The session stays usable.
     EXPECT_EQ(RunSql(session, "SELECT 1"), "1\n");
   }
@@ -213,7 +159,7 @@ TEST_F(CsvTable, IsFoundByNameAndPath) {
   EXPECT_EQ(RunSql(session, "SELECT * FROM tabs"), "1,5|xy\n");
   EXPECT_EQ(RunSql(session, "SELECT sales.a FROM \"" + folder_.File("Sales.csv") + "\""), "1\n");
   const auto errorOf = [&](const std::string& table) {
-    return ErrorOf(folder_.Path(), [&] { RunSql(session, "SELECT * FROM \"" + table + "\""); });
+    return Error(session, "SELECT * FROM \"" + table + "\"");
   };
   EXPECT_EQ(errorOf("nope"),
             "the table \"nope\" has no file, name one with --table or a folder with --dir: "

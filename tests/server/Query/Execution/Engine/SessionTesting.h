@@ -1,12 +1,13 @@
 #pragma once
 
-#include <sstream>
+#include <gtest/gtest.h>
+
 #include <string>
 
 #include "ColumnTypes.h"
 #include "Session.h"
-#include "Utility/BaseStringUtil.h"
-#include "Utility/ErrorMessage.h"
+#include "TemporaryFolder.h"
+#include "server/Utility/UtilityTesting.h"
 #include "sql/Capture.h"
 
 namespace sqxer::test {
@@ -55,5 +56,22 @@ std::string ErrorOf(const std::string& folder, Action&& action) {
   }
   return "no error";
 }
+
+/// Sessions over tables in a folder of the test.
+class SessionTest : public testing::Test {
+ protected:
+  /// A session that reads `content` as the table t.
+  Session Open(const std::string& content, const std::string& schema = "") {
+    Session session;
+    session.AddTable("t", folder_.Write("t.csv", content));
+    if (!schema.empty()) session.SetSchema("t", schema);
+    return session;
+  }
+  std::string Error(Session& session, const std::string& sql) {
+    return ErrorOf(folder_.Path(), [&] { RunSql(session, sql); });
+  }
+
+  TemporaryFolder folder_;
+};
 
 }  // namespace sqxer::test

@@ -3,12 +3,11 @@
 
 #include "SessionTesting.h"
 #include "SqliteTable.h"
-#include "TemporaryFolder.h"
 
 namespace sqxer::test {
 namespace {
 
-class SqliteTable : public testing::Test {
+class SqliteTable : public SessionTest {
  protected:
   SqliteTable() {
     sqlite3* database = nullptr;
@@ -27,14 +26,6 @@ class SqliteTable : public testing::Test {
     EXPECT_EQ(sqlite3_exec(database, script, nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(database);
   }
-
-  Session Open(const std::string& table) {
-    Session session;
-    session.AddTable("t", folder_.File("x.db:" + table));
-    return session;
-  }
-
-  TemporaryFolder folder_;
 };
 
 TEST_F(SqliteTable, DecidesTypesByValuesAndDeclarations) {
@@ -53,7 +44,8 @@ TEST_F(SqliteTable, DecidesTypesByValuesAndDeclarations) {
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.table);
-    Session session = Open(c.table);
+    Session session;
+    session.AddTable("t", folder_.File(std::string("x.db:") + c.table));
     EXPECT_EQ(TypesOf(*session.FindTable(L"t")), c.types);
     EXPECT_EQ(RunSql(session, "SELECT * FROM t"), c.rows);
   }

@@ -15,20 +15,15 @@ constexpr float64 kMaxDouble = std::numeric_limits<float64>::max();
 constexpr float64 kMaxInt = 2147483647, kMinInt = -2147483648.0, kMaxUInt = 4294967295.0;
 
 TEST(AggregateBinding, RefusesTypesAndColumns) {
-  const std::pair<Aggregate* (*)(), bool> kCases[] = {{&Make<Sum, false>, true},
-                                                      {&Make<Avg>, true},
-                                                      {&Make<AvgAll>, true},
-                                                      {&Make<Range>, true},
-                                                      {&MakeCumulative<RunningSum>, true},
-                                                      {&MakeCumulative<MovingSum, 1>, true},
-                                                      {&MakeCumulative<MovingAvg, 1>, true},
-                                                      {&MakeCumulative<RunningMax>, false},
-                                                      {&MakeCumulative<RunningMin>, false},
-                                                      {&Make<Median>, true},
-                                                      {&Make<ListAgg, true>, false},
-                                                      {&Make<Max>, false},
-                                                      {&Make<NullIfNotUnique>, false},
-                                                      {&Make<Count, true, false>, false}};
+  // clang-format off
+  const std::pair<Aggregate* (*)(), bool> kCases[] = {
+      {&Make<Sum, false>, true}, {&Make<Avg>, true}, {&Make<AvgAll>, true}, {&Make<Range>, true},
+      {&Make<Median>, true}, {&MakeCumulative<RunningSum>, true},
+      {&MakeCumulative<MovingSum, 1>, true}, {&MakeCumulative<MovingAvg, 1>, true},
+      {&MakeCumulative<RunningMax>, false}, {&MakeCumulative<RunningMin>, false},
+      {&Make<Max>, false}, {&Make<ListAgg, true>, false}, {&Make<NullIfNotUnique>, false},
+      {&Make<Count, true, false>, false}};
+  // clang-format on
   const std::size_t blocks = MemoryGateway::BlocksInUse();
   TestRecord target({{Numeric}}), integer({{Int4}}), narrow({{VarChar, 8}}, false);
   for (const auto& [make, numbersOnly] : kCases) {
@@ -69,25 +64,21 @@ TEST(SumAndAvg, AtTheEndsOfTheTypes) {
     std::optional<float64> average;
     std::vector<XeString> error = {};
   } kCases[] = {
-      {Int4, {kMaxInt - 1, 1}, kMaxInt, 1073741823},
-      {Int4, {kMaxInt, 1}, NIL, -1073741824, intEnd},
+      // clang-format off
+      {Int4, {kMaxInt - 1, 1}, kMaxInt, 1073741823}, {Int4, {kMinInt, kMaxInt, 1}, 0, 0},
+      {Int4, {kMaxInt, 1}, NIL, -1073741824, intEnd}, {Int4, {-7, 0}, -7, -3},
       {Int4, {kMaxInt, 1, -1}, NIL, 715827882, intEnd},
       {Int4, {kMinInt, -1}, NIL, 1073741823, intEnd},
-      {Int4, {kMinInt, kMaxInt, 1}, 0, 0},
-      {Int4, {-7, 0}, -7, -3},
       {Int1, Values(1000, -128), -128000, -128},
       {UInt1, Values(1000, 255), 255000, 255},
       {UInt2, Values(40000, 65535), NIL, -41839, intEnd},
-      {UInt4, {kMaxInt, 1}, 2147483648.0, 1073741824},
+      {UInt4, {kMaxInt, 1}, 2147483648.0, 1073741824}, {UInt4, {kMaxUInt, 2}, NIL, 0, uintEnd},
       {UInt4, {kMaxUInt, NIL}, kMaxUInt, kMaxUInt},
-      {UInt4, {kMaxUInt, 2}, NIL, 0, uintEnd},
       {Float, {3e38, 3e38}, 2 * float64{3e38f}, float64{3e38f}},
-      {Double, {1e308, 1e308}, NIL, kInf, realEnd},
-      {Double, {-1e308, -1e308}, NIL, -kInf, realEnd},
-      {Double, {kMaxDouble, 1, -kMaxDouble}, 0, 0},
-      {Double, {kInf}, NIL, kInf, realEnd},
-      {Double, {1, kNaN}, kNaN, kNaN},
-      {Numeric, {1, 0, 0}, 1, 1.0 / 3},
+      {Double, {1e308, 1e308}, NIL, kInf, realEnd}, {Double, {kInf}, NIL, kInf, realEnd},
+      {Double, {-1e308, -1e308}, NIL, -kInf, realEnd}, {Double, {1, kNaN}, kNaN, kNaN},
+      {Double, {kMaxDouble, 1, -kMaxDouble}, 0, 0}, {Numeric, {1, 0, 0}, 1, 1.0 / 3},
+      // clang-format on
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(&c - kCases);
@@ -368,21 +359,13 @@ TEST(AggregateParts, KeepTheBreaks) {
 }
 
 TEST(UnalignedRecords, AreReadAndWritten) {
-  const auto place = [](XeDataType type, uint32 offset) {
-    auto layout = std::make_unique<XeRecordMetaData>();
-    layout->SetFieldCount(1);
-    auto field = std::make_shared<XeFieldDescriptor>(0, type, 0, true, int16{0}, 0, L"f", L"");
-    field->SetOffsets(offset, 1);
-    layout->SetFieldDescriptor(0, field);
-    return layout;
-  };
   for (const XeDataType type : {Int4, UInt4, Double, Numeric}) {
-    const auto input = place(type, 3), target = place(type, 5);
     for (Aggregate* generic : {Make<Sum, false>(), Make<Sum, true>(), Make<Avg>(), Make<Max>()}) {
       alignas(16) uint8 in[48] = {}, out[48] = {0, 1, 2, 3, 4, 5, 6, 7, 8};
-      MetaDataInfo info;
-      const auto aggregate =
-          BindAggregate(std::unique_ptr<Aggregate>(generic), *input, *target, 0, info);
+      TestRecord record({{type}});
+      Driven aggregate(generic, record, record);
+      aggregate->SetSourceOffset(3, 1, sizeof(in));
+      aggregate->SetTargetOffset(5, 1);
       aggregate->Initialize(false);
       aggregate->Compute(in, sizeof(in));
       aggregate->Finalize();

@@ -105,6 +105,25 @@ TEST(Convert, AddConversionExpressionOffersExactlyTheTable) {
   }
 }
 
+TEST(Convert, IsOfferedToEveryFoldOfComputationTypes) {
+  using Types = SUXeDataTypeUtility;
+  std::set<XeDataType> computed = {Char, Bin, Bit, Bool, Date, Time};
+  for (const auto& [target, sources] : kOffered) computed.insert(target);
+  for (const XeDataType a : computed) {
+    for (const XeDataType b : computed) {
+      const XeDataType pair = Types::GetUnionDataType(a, b);
+      for (const XeDataType c : computed) {
+        if (!Types::AreUnionCompatible(a, b) || !Types::AreUnionCompatible(pair, c)) continue;
+        const XeDataType common = Types::GetUnionDataType(pair, c);
+        for (const XeDataType member : {a, b, c}) {
+          EXPECT_TRUE(member == common || kOffered.at(common).contains(member))
+              << a << ", " << b << ", " << c << " fold to " << common;
+        }
+      }
+    }
+  }
+}
+
 TEST(Convert, StatusesPassThroughAndNullLeavesTheOutput) {
   for (const RExprReturn status : {kUnknown, kFalse, kError, kEod}) {
     const auto leaf = [&](XeDataType type) { return new Stub<void*>(type, nullptr, status); };
@@ -163,16 +182,14 @@ TEST(ConvertText, TrailingBlanksOfFixedTexts) {
     uint32 declared;
     const wchar_t* expected;
   } kCases[] = {
-      {XeUnknown, nullptr, L"ab ", 3, L"ab"},
-      {XeUnknown, nullptr, L"   ", 3, L""},
-      {XeUnknown, nullptr, L" a b  ", 6, L" a b"},
-      {XeUnknown, nullptr, L"abcdef", 3, L"abc"},
+      // clang-format off
+      {XeUnknown, nullptr, L"ab ", 3, L"ab"}, {XeUnknown, nullptr, L"   ", 3, L""},
+      {XeUnknown, nullptr, L" a b  ", 6, L" a b"}, {XeUnknown, nullptr, L"abcdef", 3, L"abc"},
       // The text ends before the declared length: nothing pads it.
       {XeUnknown, nullptr, L"ab ", 10, L"ab "},
-      {Char, nullptr, L"ab   ", 5, L"ab   "},
-      {LongChar, nullptr, L"ab   ", 5, L"ab"},
-      {LongChar, L"ab ", L"ab   ", 5, L"ab "},
-      {LongChar, L"", L"", 5, L""},
+      {Char, nullptr, L"ab   ", 5, L"ab   "}, {LongChar, nullptr, L"ab   ", 5, L"ab"},
+      {LongChar, L"ab ", L"ab   ", 5, L"ab "}, {LongChar, L"", L"", 5, L""},
+      // clang-format on
   };
   for (const auto& c : kCases) {
     XeString text = c.text;

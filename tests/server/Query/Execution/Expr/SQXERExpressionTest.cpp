@@ -90,40 +90,36 @@ TEST(Binding, EveryPairOfTypesIsPromotedOrRefused) {
 TEST(Binding, OperatorsRefuseTypes) {
   constexpr XeDataType kSpan = XeIntervalData, None = XeUnknown;
   const std::size_t blocks = MemoryGateway::BlocksInUse();
-  const auto truth = [] { return Leaf(Bool); };
-  const auto bit = [] { return Leaf(Bit); };
-  const auto stamp = [] { return Leaf(DateTime); };
-  const auto span = [] { return Leaf(kSpan); };
   const struct {
     RExpression* node;
     int code;
     const wchar_t* name;
     XeDataType first, second = None;
   } kCases[] = {
-      {new EQ(truth(), truth()), 59002, L"Equals To", Bool},
-      {new NE(truth(), truth()), 59002, L"Equal", Bool},
-      {new LE(truth(), truth()), 59002, L"Less Than Equal TO", Bool},
-      {new GE(truth(), truth()), 59002, L"Greater Than Equals To", Bool},
-      {new LT(truth(), truth()), 59002, L"Less Than", Bool},
-      {new GT(bit(), bit()), 59002, L"Greater Than", Bit},
-      {new IsNull(bit()), 59002, L"IsNull", Bit},
+      {new EQ(Leaf(Bool), Leaf(Bool)), 59002, L"Equals To", Bool},
+      {new NE(Leaf(Bool), Leaf(Bool)), 59002, L"Equal", Bool},
+      {new LE(Leaf(Bool), Leaf(Bool)), 59002, L"Less Than Equal TO", Bool},
+      {new GE(Leaf(Bool), Leaf(Bool)), 59002, L"Greater Than Equals To", Bool},
+      {new LT(Leaf(Bool), Leaf(Bool)), 59002, L"Less Than", Bool},
+      {new GT(Leaf(Bit), Leaf(Bit)), 59002, L"Greater Than", Bit},
+      {new IsNull(Leaf(Bit)), 59002, L"IsNull", Bit},
       {new IsNull(Leaf(Bin, 2)), 59002, L"IsNull", Bin},
-      {new LogicalAnd(truth(), Leaf(Int4)), 59001, L"Logical And", Int4},
-      {new LogicalOr(Leaf(Date), truth()), 59001, L"Logical Or", Date},
+      {new LogicalAnd(Leaf(Bool), Leaf(Int4)), 59001, L"Logical And", Int4},
+      {new LogicalOr(Leaf(Date), Leaf(Bool)), 59001, L"Logical Or", Date},
       {new LogicalNot(Leaf(Int4)), 59001, L"Logical Not", Int4},
-      {new Between(truth(), truth(), truth()), 59001, L"Binary Logical", Bool, Bool},
+      {new Between(Leaf(Bool), Leaf(Bool), Leaf(Bool)), 59001, L"Binary Logical", Bool, Bool},
       // Known pairs of dates and intervals name the type that would come of them.
-      {new Add(span(), stamp()), 59001, L"Add", DateTime},
-      {new Add(span(), span()), 59001, L"Add", kSpan},
-      {new Subtract(stamp(), stamp()), 59001, L"Subtract", kSpan},
-      {new Subtract(stamp(), span()), 59001, L"Subtract", DateTime},
-      {new Multiply(span(), Leaf(Int4)), 59001, L"Multiply", kSpan},
-      {new Divide(span(), Leaf(Int4)), 59001, L"Divide", kSpan},
-      {new Subtract(span(), stamp()), 59001, L"Subtract", kSpan, DateTime},
+      {new Add(Leaf(kSpan), Leaf(DateTime)), 59001, L"Add", DateTime},
+      {new Add(Leaf(kSpan), Leaf(kSpan)), 59001, L"Add", kSpan},
+      {new Subtract(Leaf(DateTime), Leaf(DateTime)), 59001, L"Subtract", kSpan},
+      {new Subtract(Leaf(DateTime), Leaf(kSpan)), 59001, L"Subtract", DateTime},
+      {new Multiply(Leaf(kSpan), Leaf(Int4)), 59001, L"Multiply", kSpan},
+      {new Divide(Leaf(kSpan), Leaf(Int4)), 59001, L"Divide", kSpan},
+      {new Subtract(Leaf(kSpan), Leaf(DateTime)), 59001, L"Subtract", kSpan, DateTime},
       {new Divide(Leaf(Char, 3), Leaf(Int4), true), 59001, L"Divide", Char, Int4},
-      {new Add(bit(), bit()), 59001, L"Add", Bit, Bit},
+      {new Add(Leaf(Bit), Leaf(Bit)), 59001, L"Add", Bit, Bit},
       {new Concat(Leaf(Char, 3), Leaf(Int4)), 59001, L"Concat", Char, Int4},
-      {new UnaryMinus(bit()), 59001, L"UnaryMinus", Bit},
+      {new UnaryMinus(Leaf(Bit)), 59001, L"UnaryMinus", Bit},
   };
   for (const auto& c : kCases) {
     ExpectError(c.code, TypeError(c.name, c.first, c.second), [&] { Bound(c.node); });
@@ -133,15 +129,13 @@ TEST(Binding, OperatorsRefuseTypes) {
 
 TEST(Binding, TextLiteralsTakeTheTypeOfTheirPartner) {
   TestRecord record({{Int4}, {UInt4}, {Double}, {Numeric}, {Bit}, {Date}});
+  // clang-format off
   const std::tuple<int, const wchar_t*, const wchar_t*> kCases[] = {
-      {0, L"12abc", L"ConstantInt32"},
-      {1, L"4000000000", L"ConstantUInt32"},
-      {0, L"", L"ConstantInt32"},
-      {2, L"1.5", L"ConstantFloat64"},
-      {4, L"1", L"ConstantBit"},
-      {3, L"abc", L"ConstantNumber"},
-      {0, L"abc", nullptr},
+      {0, L"12abc", L"ConstantInt32"}, {1, L"4000000000", L"ConstantUInt32"},
+      {0, L"", L"ConstantInt32"}, {2, L"1.5", L"ConstantFloat64"}, {4, L"1", L"ConstantBit"},
+      {3, L"abc", L"ConstantNumber"}, {0, L"abc", nullptr},
       {5, L"2012-01-31", L"ConvertXeChartoXeDate"}};
+  // clang-format on
   for (const auto& [column, text, node] : kCases) {
     for (const int side : {0, 1}) {
       RExpression* operands[] = {new Extract(column), new Extract(column)};
