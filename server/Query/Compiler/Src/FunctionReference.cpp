@@ -95,12 +95,15 @@ void Append(std::string& out, std::initializer_list<std::string_view> parts) {
 }
 
 void AppendSection(std::string& out, const char* title, std::initializer_list<Kind> kinds) {
-  Append(out, {"\n## ", title, "\n\nThe results of the examples are rows as csv.\n"});
+  Append(out, {"\n## ", title,
+               "\n\nThe results of the examples are rows as csv. Operands of other types are error "
+               "59001.\n"});
   for (const FunctionRow& row : FunctionTable()) {
     if (std::find(kinds.begin(), kinds.end(), row.kind) == kinds.end()) continue;
     Append(out, {"\n### `", row.form, "`\n\n", row.description, "\n\n"});
     Append(out, {"- Node: ", row.node, "\n- Arguments: ", row.arguments, "\n"});
     Append(out, {"- Result: ", row.result, "\n- NULL: ", row.nulls, "\n"});
+    if (const char* errors = ErrorsOfNode(row.node)) Append(out, {"- Errors: ", errors, "\n"});
     Append(out, {"- Example: `", row.example, "` gives `", row.exampleResult, "`\n"});
   }
 }

@@ -106,6 +106,9 @@ const FunctionRow* FindOperator(std::string_view name, int argumentCount);
 const FunctionRow* FindFunction(std::string_view name, int argumentCount,
                                 const FunctionRow** anyCount = nullptr);
 
+/// The errors of a node class, as the reference tells them; null for one that has none but 59001.
+const char* ErrorsOfNode(std::string_view node);
+
 /// The reference in Markdown: what SQL is understood, and every row of the table. It is
 /// docs/sql.md, and what `sqxer --functions` prints.
 std::string FunctionReference();

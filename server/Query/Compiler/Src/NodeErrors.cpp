@@ -1,0 +1,72 @@
+#include "FunctionTable.h"
+
+namespace sqxer {
+namespace {
+
+struct NodeErrors {
+  std::string_view node;
+  const char* errors;
+};
+
+// A node raises 59001 for operands of other types, unless it says otherwise here.
+constexpr NodeErrors kNodeErrors[] = {
+    {"Add", "59161 (overflow)"},
+    {"Subtract", "59161 (overflow), 59162 (below 0 for unsigned integers)"},
+    {"Multiply", "59161 (overflow)"},
+    {"Divide", "59008 (division by zero), 59161 (overflow)"},
+    {"IsNull", "59002 (binary)"},
+    {"EQ", "59001, 59002 (types that do not compare)"},
+    {"NE", "59001, 59002 (types that do not compare)"},
+    {"LT", "59001, 59002 (types that do not compare)"},
+    {"LE", "59001, 59002 (types that do not compare)"},
+    {"GT", "59001, 59002 (types that do not compare)"},
+    {"GE", "59001, 59002 (types that do not compare)"},
+    {"Between", "59001, 59002 (types that do not compare)"},
+    {"Like", "59025 (an escape that is not one character, or ends the pattern)"},
+    {"In", "59030 (types that do not meet)"},
+    {"Case",
+     "59020, 59021 (types that do not meet), 59022 (no equality), 59032, 59033 (only NULL)"},
+    {"Coalesce", "59020 (types that do not meet), 59033 (only NULL)"},
+    {"IfNull", "59021 (types that do not meet)"},
+    {"NullIf", "59021 (types that do not meet)"},
+    {"Cast",
+     "59002 (no such target), 59013 (beyond the target), 59172 (a text that does not read)"},
+    {"CastToDate", "59170 (format), 59172 (a text that does not read)"},
+    {"CastToTime", "59170 (format), 59172 (a text that does not read)"},
+    {"CastToDateTime", "59170 (format), 59172 (a text that does not read)"},
+    {"ExtractJson", "58030, 58031 (arguments), 59190 (path), 59191 (no JSON document)"},
+    {"Square", "59161 (overflow)"},
+    {"Sqrt", "59009 (a negative number)"},
+    {"Exp", "59161 (overflow)"},
+    {"Log", "59010 (a negative number), 59161 (0)"},
+    {"Log10", "59010 (a negative number), 59161 (0)"},
+    {"Pow", "59010 (no such power), 59161 (overflow)"},
+    {"Mod", "59008 (a divisor of 0)"},
+    {"Modf", "59008 (a of 0)"},
+    {"Asin", "59010 (beyond -1 to 1)"},
+    {"Acos", "59010 (beyond -1 to 1)"},
+    {"ExtractBitFromInt", "59162 (n below 1)"},
+    {"SubString", "59007 (a length below 1)"},
+    {"Left", "59007 (n below 1)"},
+    {"Right", "59007 (n below 1)"},
+    {"Trim", "59029 (more than one character to trim)"},
+    {"NLSSort", "58025 (a locale that is no literal), 59013 (a key too long), 59174 (locale)"},
+    {"CalendarExtract", "58033 (part), 59171 (no day of the calendar)"},
+    {"FiscalExtract", "58033 (part), 59171 (no day of the calendar)"},
+    {"TimestampAdd", "58033 (unit), 59013 (count), 59171 (beyond the years that dates have)"},
+    {"TimestampDiff", "58033 (unit), 59161 (overflow), 59171 (no day of the calendar)"},
+    {"Canonical", "58025, 58032 (table)"},
+    {"DictLookup", "58025, 58032 (table)"},
+    {"Sum", "59161 (overflow)"},
+};
+
+}  // namespace
+
+const char* ErrorsOfNode(std::string_view node) {
+  node = node.substr(0, node.find(','));
+  for (const NodeErrors& entry : kNodeErrors)
+    if (entry.node == node) return entry.errors;
+  return nullptr;
+}
+
+}  // namespace sqxer
