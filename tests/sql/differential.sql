@@ -61,3 +61,4 @@ SELECT CAST("Speed IAS in knots" AS varchar) || ' kn' FROM birdstrikes WHERE "Sp
 SELECT CAST(temp_max AS integer), CAST(temp_min AS integer) FROM weather WHERE date < '2012-03-01' ORDER BY date
 SELECT date FROM weather WHERE CAST(date AS varchar) LIKE '2012-0_-01' ORDER BY 1
 SELECT weather, SUM(CASE WHEN wind > 5 THEN 1 ELSE 0 END) FROM weather WHERE weather IN ('sun', 'rain', 'fog') GROUP BY weather
+SELECT weather, STRING_AGG(wind, '; ') FROM weather WHERE date < '2012-02-01' GROUP BY weather ||| SELECT weather, group_concat(wind, '; ') FROM weather WHERE date < '2012-02-01' GROUP BY weather

@@ -42,6 +42,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "{0} needs a table whose first two columns are of {2} and of text, unlike those of: "
        "\"{1}\""},
       {58033, 3, "this is no {0}, use one of {1}: \"{2}\""},
+      {58034, 2, "{0} joins with this text alone, give it as the second argument: \"{1}\""},
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
   };

@@ -15,7 +15,7 @@ std::unique_ptr<Aggregate> MakeAggregate(uint16 column, bool distinct) {
   if (distinct) breaks = std::make_unique<UInt16Vector>(1, column);
   if constexpr (std::is_same_v<Node, CountStar>) {
     return std::make_unique<Node>(nullptr, nullptr, nullptr, false);
-  } else if constexpr (std::is_same_v<Node, Sum>) {
+  } else if constexpr (std::is_same_v<Node, Sum> || std::is_same_v<Node, ListAgg>) {
     return std::make_unique<Node>(columns.release(), nullptr, breaks.release(), false, distinct);
   } else if constexpr (std::is_same_v<Node, Count>) {
     return std::make_unique<Node>(columns.release(), nullptr, breaks.release(), false, distinct,
@@ -54,6 +54,11 @@ const AggregateShape kRange{MakeAggregate<Range>,
                             {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
 const AggregateShape kNullIfNotUnique{
     MakeAggregate<NullIfNotUnique>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+
+const AggregateShape kMedian{
+    MakeAggregate<Median>, Distinct::kRefused, XeUnknown, {{Rule::kDouble, L""}}};
+const AggregateShape kListAgg{
+    MakeAggregate<ListAgg>, Distinct::kHandled, XeUnknown, {{Rule::kList, L""}}, S_AGG_DELIMETER};
 
 constexpr const char* kSkipsNulls = "NULLs are left out; NULL when no value is left";
 
@@ -106,6 +111,21 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The value that all rows share, NULL when they differ.",
       "SELECT NULL_IF_NOT_UNIQUE(weather) FROM \"seattle-weather\" WHERE date = '2012-01-01'",
       "drizzle", kNullIfNotUnique);
+  add("median", 1, "MEDIAN(x)", "Median", "a number", "DOUBLE", kSkipsNulls,
+      "The middle value, the mean of the middle two when their count is even. A NaN follows every "
+      "number. The values of a group are held in memory.",
+      "SELECT MEDIAN(temp_max) FROM \"seattle-weather\"", "15.6", kMedian);
+  add("listagg", 1, "LISTAGG([DISTINCT] x)", "ListAgg", "any but binary",
+      "a text of at most 4000 characters", kSkipsNulls,
+      "The values as texts, joined by a semicolon and a blank in the order of the rows, those of "
+      "DISTINCT in their own order. What is beyond 4000 characters is cut.",
+      "SELECT LISTAGG(DISTINCT weather) FROM \"seattle-weather\"", "drizzle; fog; rain; snow; sun",
+      kListAgg);
+  add("string_agg", 2, "STRING_AGG([DISTINCT] x, '; ')", "ListAgg",
+      "any but binary; the delimiter, which is this one", "a text of at most 4000 characters",
+      kSkipsNulls, "The same.",
+      "SELECT STRING_AGG(weather, '; ') FROM \"seattle-weather\" WHERE date < '2012-01-03'",
+      "drizzle; rain", kListAgg);
 }
 
 }  // namespace sqxer

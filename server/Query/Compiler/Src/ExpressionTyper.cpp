@@ -248,6 +248,13 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   if (expression.distinct && shape.distinct == AggregateShape::Distinct::kRefused)
     ThrowPlanError(kNoDistinct, expression.position, {name});
 
+  if (expression.arguments.size() > 1) {
+    const TypedExpressionPtr delimiter = Type(*expression.arguments[1], clause);
+    if (!delimiter->IsTextConstant() ||
+        std::get<XeString>(delimiter->constant.value) != shape.delimiter)
+      ThrowPlanError(kOtherDelimiter, delimiter->position, {name, shape.delimiter});
+  }
+
   auto aggregate = std::make_shared<TypedExpression>();
   aggregate->kind = Kind::kAggregate;
   aggregate->position = expression.position;

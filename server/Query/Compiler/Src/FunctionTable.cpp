@@ -55,12 +55,16 @@ ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argumen
     case Rule::kDouble:
       field.type = XeDoubleData;
       break;
+    case Rule::kList:
+      field.type = XeVarCharData;
+      break;
     case Rule::kCount:
       field.type = XeUInt4Data;
       field.nullable = false;
       break;
   }
   field.length = XeFieldDescriptor::GetObjectLength(field.type, argument.length);
+  if (result.rule == Rule::kList) field.length = ListAgg::kMostCharacters;
   return field;
 }
 

@@ -23,6 +23,8 @@ struct AggregateResult {
     kDouble,
     /// uint4, never NULL.
     kCount,
+    /// The long text of a joined list.
+    kList,
   };
   Rule rule;
   /// Appended to the column's name where there are several results.
@@ -42,6 +44,8 @@ struct AggregateShape {
   /// result overflows or is cut; XeUnknown leaves it.
   XeDataType wideInteger;
   std::vector<AggregateResult> results;
+  /// What the second argument must be, where there is one.
+  const wchar_t* delimiter = nullptr;
 };
 
 using Operands = std::vector<std::unique_ptr<RExpression>>;

@@ -41,6 +41,7 @@ enum PlanErrorCode {
   kJsonPathNotLiteral = 58031,
   kLookupColumns = 58032,
   kUnknownWord = 58033,
+  kOtherDelimiter = 58034,
 };
 
 /// Raises an error at a byte offset of the statement.

@@ -9,6 +9,12 @@
 #include "SQXERTypedVariant.h"
 
 namespace sqxer {
+
+/// Room for a value of any type.
+struct alignas(16) AnyValue {
+  uint8 bytes[std::max({sizeof(VelmarNumber), sizeof(XeDateTime), sizeof(RefLongVarChar)})];
+};
+
 namespace {
 
 constexpr int kResultsDiffer = 59020;
@@ -25,11 +31,6 @@ bool IsNullConstant(RExpression* node) {
 void DeleteAll(const std::vector<RExpression*>& nodes) {
   for (RExpression* node : nodes) delete node;
 }
-
-/// Room for a value of any type.
-struct alignas(16) AnyValue {
-  uint8 bytes[std::max({sizeof(VelmarNumber), sizeof(XeDateTime), sizeof(RefLongVarChar)})];
-};
 
 /// What `choose` gives for the C++ type of a data type's values, or for AnyValue when such values
 /// have no equality.

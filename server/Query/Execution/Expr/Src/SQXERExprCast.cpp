@@ -15,8 +15,8 @@ namespace {
 /// A target, and how its cast is built over a generic one's operand. `length` is the one asked for
 /// or, for a target of fixed width, that width.
 struct CastTarget {
-  XeDataType type;
   Cast* (*make)(RExpression* operand, XeDataType to, int length, int scale, const XeString& format);
+  XeDataType type;
   bool hasUserLength;
 };
 
@@ -30,21 +30,21 @@ Cast* Make(RExpression* operand, XeDataType to, int length, int scale, const XeS
 }
 
 constexpr CastTarget kCastTargets[] = {
-    {XeBitData, &Make<CastToBinary>, true},
-    {XeBinaryData, &Make<CastToBinary>, true},
-    {XeLongVarBinaryData, &Make<CastToBinary>, true},
-    {XeCharData, &Make<CastToChar>, true},
-    {XeLongVarCharData, &Make<CastToChar>, true},
-    {XeInt2Data, &Make<CastToInt16>, false},
-    {XeInt4Data, &Make<CastToInt32>, false},
-    {XeFloatData, &Make<CastToFloat32>, false},
-    {XeDoubleData, &Make<CastToFloat64>, false},
-    {XeNumericData, &Make<CastToNumeric>, false},
-    {XeDecimalData, &Make<CastToNumeric>, false},
-    {XeDateData, &Make<CastToDate>, false},
-    {XeTimeData, &Make<CastToTime>, false},
-    {XeDateTimeData, &Make<CastToDateTime>, false},
-    {XeTimeStampData, &Make<CastToDateTime>, false},
+    {&Make<CastToBinary>, XeBitData, true},
+    {&Make<CastToBinary>, XeBinaryData, true},
+    {&Make<CastToBinary>, XeLongVarBinaryData, true},
+    {&Make<CastToChar>, XeCharData, true},
+    {&Make<CastToChar>, XeLongVarCharData, true},
+    {&Make<CastToInt16>, XeInt2Data, false},
+    {&Make<CastToInt32>, XeInt4Data, false},
+    {&Make<CastToFloat32>, XeFloatData, false},
+    {&Make<CastToFloat64>, XeDoubleData, false},
+    {&Make<CastToNumeric>, XeNumericData, false},
+    {&Make<CastToNumeric>, XeDecimalData, false},
+    {&Make<CastToDate>, XeDateData, false},
+    {&Make<CastToTime>, XeTimeData, false},
+    {&Make<CastToDateTime>, XeDateTimeData, false},
+    {&Make<CastToDateTime>, XeTimeStampData, false},
 };
 
 /// Bytes of a value as nodes exchange it: texts and binaries by address.

@@ -137,7 +137,7 @@ void ValueFunction::ReBindAsCastToInt4(int index, XeAListStream* stream) {
     error.SetSourcePosition(slot->GetSourcePosition());
     throw;
   }
-  XE_ASSERT(pNewExpression == NULL);
+  XE_ASSERT(pNewExpression == NULL);  // NOLINT(modernize-use-nullptr): callers know the text
 }
 
 void ValueFunction::SetResult(XeDataType type, MetaDataInfo& info, uint32 length) {

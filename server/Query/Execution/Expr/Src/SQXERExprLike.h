@@ -41,7 +41,7 @@ class SQXEREXPR_API Like final : public RExpression {
   LikePatternMatch likePattern;
   int32 patternLength_ = 0;
   /// The copy of a long pattern, ended by a zero character.
-  alignas(wchar_t) XeAutoBuffer<uint8, 256> patternValue_;
+  XeAutoBuffer<uint8, 256> patternValue_;
   MetaDataInfo tempMetaDataInfo_;
 
   /// Pattern and escape are the same for all rows, and the matcher has them already.
