@@ -5,8 +5,10 @@
 #include <cstdlib>
 #include <typeinfo>
 
+#include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
+#include "SQXERExprIn.h"
 #include "SQXERExprParam.h"
 #include "SQXERExpression.h"
 #include "Utility/BaseStringUtil.h"
@@ -68,12 +70,16 @@ XeString ColumnText(const Extract& column) {
   return name.empty() ? L"#" + std::to_wstring(column.GetFieldIndex()) : name;
 }
 
-/// What a leaf holds; empty for an operator.
+/// What a node holds beside its operands; empty for most.
 XeString Content(RExpression& node) {
   if (const auto* column = dynamic_cast<Extract*>(&node)) return ColumnText(*column);
   if (dynamic_cast<Constant*>(&node) != nullptr) return ConstantText(node);
   if (const auto* parameter = dynamic_cast<Param*>(&node)) {
     return L"$" + std::to_wstring(parameter->GetParamIndex() + 1);
+  }
+  if (const auto* list = dynamic_cast<In*>(&node)) return list->IsNegated() ? L"NOT" : L"";
+  if (const auto* cast = dynamic_cast<Cast*>(&node); cast && !cast->GetDateTimeFormat().empty()) {
+    return QuotedText(cast->GetDateTimeFormat());
   }
   return {};
 }

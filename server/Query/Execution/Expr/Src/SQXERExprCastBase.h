@@ -30,6 +30,8 @@ class SQXEREXPR_API Cast : public UnaryOperator {
 
   /// The type that was asked for.
   XeDataType GetCastTarget() const { return toDataType_; }
+  /// Of days and times; empty for ISO 8601.
+  const XeString& GetDateTimeFormat() const { return dateTimeFormat_; }
 
   bool IsOperandNullConstant() const;
   /// Gives the operand another result type.

@@ -34,6 +34,9 @@ class SQXEREXPR_API In : public RExpression {
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
 
+  /// Whether this is NOT IN.
+  bool IsNegated() const { return bIsNegated_; }
+
  protected:
   RExpression* operand_;
   std::vector<RExpression*> constExprInList_;
