@@ -43,6 +43,22 @@ struct PlanSortKey {
   NullOrder_t nulls = kNullsLast;
 };
 
+/// Calls with OVER that share their partitions and the order of the rows within them.
+struct PlanWindow {
+  /// Trees over the record that the outputs read; the window record has these fields. The first
+  /// `partitionKeys` of them are the keys whose change starts a new group, the others what the
+  /// order and the aggregates read.
+  std::vector<PlanExpression> inputs;
+  int partitionKeys = 0;
+  /// The order in which the rows of a partition are handed to the aggregates, over `inputs`; rows
+  /// that are equal in it, and all when it is empty, keep the order in which they came.
+  std::vector<PlanSortKey> order;
+  /// They read the window record by position. A cumulative one gives the result of a row at once,
+  /// another functional one after the group's last row, and one that has a result per group gives
+  /// it to every row of the group.
+  std::vector<PlanAggregate> functions;
+};
+
 /// A column of JSON documents: before a row is evaluated, the holder that the trees read is given
 /// the row's document.
 struct PlanDocuments {
@@ -58,13 +74,17 @@ struct PlanDocuments {
 ///     filter, groupKeys, aggregateInputs read it
 ///   group record   the group keys, then every aggregate's results (grouped queries only)
 ///     having and outputs read it; without grouping outputs read the scan record
+///   window records one per window: its `inputs`, read from the scan or group record. The results
+///     of all windows' functions are the last fields of that scan or group record, in order
+///     (`windowResults`): outputs read them like any other field
 ///   result record  the outputs: `visibleOutputs` of them the user's, the rest only sort keys
 struct QueryPlan {
   /// Empty without FROM: one empty scan record.
   XeString table;
   /// Indexes into the table's columns.
   std::vector<uint16> scanColumns;
-  /// The same columns described; the scan record has these fields in this order.
+  /// The same columns described; the scan record has these fields in this order (and behind them
+  /// the window results of a query without grouping).
   std::vector<ColumnInfo> scanRecord;
   /// Read where they stand in the table, not through the scan record.
   std::vector<PlanDocuments> documents;
@@ -77,6 +97,10 @@ struct QueryPlan {
   std::vector<PlanExpression> aggregateInputs;
   std::vector<PlanAggregate> aggregates;
   std::unique_ptr<RExpression> having;
+
+  std::vector<PlanWindow> windows;
+  /// The fields that the windows' functions fill.
+  std::vector<ColumnInfo> windowResults;
 
   std::vector<PlanExpression> outputs;
   int visibleOutputs = 0;
