@@ -55,7 +55,7 @@ class Description {
     }
     for (const PlanSortKey& key : plan.order) {
       FieldWriter& input = inputs.at(static_cast<std::size_t>(key.column));
-      Add(L"rows by " + input.GetColumn().name + DirectionOf(key));
+      Add(L"in order of " + input.GetColumn().name + DirectionOf(key));
       AddTree(input.GetTree());
     }
     AddAggregates(L"function ", plan.functions, window.BindFunctions(), inputs);
