@@ -98,6 +98,14 @@ const uint8* RecordSpool::Next() {
   return record;
 }
 
+const uint8* RecordSpool::At(uint64 place) {
+  Storage& storage = *storage_;
+  XE_ASSERT(place < count_);
+  if (!storage.file) return storage.block.get() + place * recordSize_;
+  storage.file->Read(place * recordSize_, storage.block.get(), recordSize_);
+  return storage.block.get();
+}
+
 void RecordSpool::Load() {
   Storage& storage = *storage_;
   if (!storage.file) return;
