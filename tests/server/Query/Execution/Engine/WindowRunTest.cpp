@@ -49,7 +49,7 @@ class Place : public SingleResultAggregate {
 struct Window {
   std::vector<int> partition, order;
   /// r RunningSum, m RunningMin, v MovingSum of `size`, x Range (two results), p Place, f Place
-  /// that filters.
+  /// that filters, d Median.
   std::string functions;
   int32 size = 2;
 };
@@ -66,6 +66,8 @@ std::unique_ptr<Aggregate> Make(const Window& window, char function) {
                                          new ConstantInt32(window.size));
     case 'x':
       return std::make_unique<Range>(value, nullptr, nullptr, false);
+    case 'd':
+      return std::make_unique<Median>(value, nullptr, nullptr, false);
     default:
       return std::make_unique<Place>(value, function == 'f');
   }
@@ -269,7 +271,7 @@ TEST_F(WindowRunTest, ErrorsTellRowAndPlaceAndTheNextRunIsSound) {
   const std::string sql = "SELECT s, x, n FROM t";
   {
     // Of two runs with an error in between the second gives what a run of its own does.
-    QueryRun run = Bind(sql, {{{1}, {2}, "xrf"}, {{}, {}, "p"}});
+    QueryRun run = Bind(sql, {{{1}, {2}, "xrfd"}, {{}, {}, "p"}});
     bytesUntilFull = INT64_MAX;
     run.Run(sink_);
     const auto expected = sink_.rows;
