@@ -43,6 +43,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "\"{1}\""},
       {58033, 3, "this is no {0}, use one of {1}: \"{2}\""},
       {58034, 2, "{0} joins with this text alone, give it as the second argument: \"{1}\""},
+      {58035, 1, "{0} takes this argument as a number that is the same in every row: no column"},
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
   };

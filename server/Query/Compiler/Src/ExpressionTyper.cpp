@@ -1,11 +1,11 @@
 #include "ExpressionTyper.h"
 
-#include <algorithm>
+#include <limits>
 
 #include "LookupTable.h"
 #include "NodeProber.h"
 #include "PlanError.h"
-#include "Utility/SUSystemConfig.h"
+#include "SQXERExprParam.h"
 
 namespace sqxer {
 namespace {
@@ -15,18 +15,6 @@ using Kind = TypedExpression::Kind;
 /// Bounds the trees that a statement can ask for: IS TRUE reads its operand twice, so nesting it
 /// would double the tree at every level.
 constexpr int kMaxSize = 50000;
-
-void CountNodes(TypedExpression& expression) {
-  for (const TypedExpressionPtr& argument : expression.arguments) expression.size += argument->size;
-  if (expression.size > kMaxSize)
-    ThrowPlanError(kTooComplex, expression.position, {std::to_wstring(kMaxSize)});
-}
-
-void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer) {
-  expression.type = answer.type;
-  expression.length = answer.length;
-  expression.nullable = answer.nullable;
-}
 
 /// Constants that the operator would convert for every row, converted once. True when one was. NULL
 /// needs no conversion, and a value whose place among the operands is another one allows none.
@@ -53,18 +41,13 @@ PlanConstant WithoutPadding(PlanConstant constant) {
   return constant;
 }
 
-/// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
-TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
-  bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
-  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
-  if (argument->type == XeBitData && shape.results[0].rule == AggregateResult::Rule::kComputed)
-    return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
-  return integer && wide && shape.wideInteger != XeUnknown
-             ? ConvertTyped(argument, shape.wideInteger)
-             : argument;
-}
-
 }  // namespace
+
+void CountNodes(TypedExpression& expression) {
+  for (const TypedExpressionPtr& argument : expression.arguments) expression.size += argument->size;
+  if (expression.size > kMaxSize)
+    ThrowPlanError(kTooComplex, expression.position, {std::to_wstring(kMaxSize)});
+}
 
 XeString UpperName(std::string_view name) {
   XeString upper;
@@ -156,21 +139,16 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
   return TypeCall(*row, expression, clause);
 }
 
-const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expression) const {
-  const FunctionRow* other = nullptr;
-  int count = static_cast<int>(expression.arguments.size());
-  if (const FunctionRow* row = FindFunction(expression.name, count, &other)) {
-    // COUNT() lacks its argument, and only aggregates take *.
-    const bool isAggregate = row->kind == FunctionRow::Kind::kAggregate;
-    if (count > 0 || expression.star == isAggregate) return *row;
-    other = row;
-  }
-  if (other)
-    ThrowPlanError(
-        kArgumentCount, expression.position,
-        {UpperName(expression.name),
-         expression.star ? XeString(L"*") : std::to_wstring(expression.arguments.size())});
-  ThrowPlanError(kNoSuchFunction, expression.position, {L"function", Wide(expression.name)});
+const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expression) {
+  const std::vector<const FunctionRow*> rows = FindFunctions(expression.name);
+  if (rows.empty())
+    ThrowPlanError(kNoSuchFunction, expression.position, {L"function", Wide(expression.name)});
+  const auto count = static_cast<int>(expression.arguments.size());
+  for (const FunctionRow* row : rows)
+    if (row->Takes(count, expression.star)) return *row;
+  ThrowPlanError(
+      kArgumentCount, expression.position,
+      {UpperName(expression.name), expression.star ? XeString(L"*") : std::to_wstring(count)});
 }
 
 TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
@@ -200,6 +178,39 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
   return results;
 }
 
+TypedExpressionPtr ExpressionTyper::TypeWord(const SqlExpression& expression,
+                                             const Clause& clause) const {
+  const bool isBare = expression.kind == SqlExpression::Kind::kName && expression.path.size() == 1;
+  return isBare ? MakeTypedConstant({XeLongVarCharData, expression.path[0]}, expression.position)
+                : Type(expression, clause);
+}
+
+TypedExpressionPtr ExpressionTyper::TypeWithoutColumns(const SqlExpression& expression,
+                                                       const Clause& clause) const {
+  const NameScope noColumns;
+  return ExpressionTyper(noColumns, catalog_, parameters_).Type(expression, clause);
+}
+
+std::optional<uint64> ExpressionTyper::ReadRowCount(const SqlExpression& expression,
+                                                    const wchar_t* clause) const {
+  if (NamesColumn(expression)) ThrowPlanError(kLimitNotConstant, expression.position, {clause});
+  TypedExpressionPtr count = TypeWithoutColumns(expression, {clause});
+  if (count->parameter) {
+    Param parameter(*count->parameter);
+    if (std::optional<PlanConstant> value = EvaluateConstant(parameter))
+      count = MakeTypedConstant(*value, count->position);
+  }
+  if (count->IsConstant() && count->constant.IsNull()) return {};
+  if (count->IsConstant() && count->type != XeBoolean) {
+    std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
+    const VelmarNumber* value = number ? std::get_if<VelmarNumber>(&number->value) : nullptr;
+    const VelmarNumber most(std::numeric_limits<int64>::max());
+    if (value && !value->isNegative() && value->decimalPlaces() == 0 && *value <= most)
+      return std::stoull(value->asString());
+  }
+  ThrowPlanError(kLimitNotConstant, expression.position, {clause});
+}
+
 TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
                                              const SqlExpression& expression,
                                              const Clause& clause) const {
@@ -209,11 +220,8 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   call->function = &row;
   for (const SqlExpressionPtr& argument : expression.arguments) {
     const int index = static_cast<int>(call->arguments.size());
-    const bool isWord = index == row.word && argument->kind == SqlExpression::Kind::kName &&
-                        argument->path.size() == 1;
-    call->arguments.push_back(
-        isWord ? MakeTypedConstant({XeLongVarCharData, argument->path[0]}, argument->position)
-               : Type(*argument, clause));
+    call->arguments.push_back(index == row.word ? TypeWord(*argument, clause)
+                                                : Type(*argument, clause));
   }
   call->column.type = expression.target.type;
   call->column.length = static_cast<uint32>(expression.target.precision);
@@ -236,46 +244,6 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   TakeAnswer(*call, answer);
   CountNodes(*call);
   return isPadded ? ConvertTyped(call, XeLongVarCharData) : Widened(call);
-}
-
-TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
-                                                  const SqlExpression& expression,
-                                                  const Clause& clause, int index) const {
-  const AggregateShape& shape = *row.aggregate;
-  XeString name = UpperName(row.name);
-  if (!clause.aggregates)
-    ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
-  if (expression.distinct && shape.distinct == AggregateShape::Distinct::kRefused)
-    ThrowPlanError(kNoDistinct, expression.position, {name});
-
-  if (expression.arguments.size() > 1) {
-    const TypedExpressionPtr delimiter = Type(*expression.arguments[1], clause);
-    if (!delimiter->IsTextConstant() ||
-        std::get<XeString>(delimiter->constant.value) != shape.delimiter)
-      ThrowPlanError(kOtherDelimiter, delimiter->position, {name, shape.delimiter});
-  }
-
-  auto aggregate = std::make_shared<TypedExpression>();
-  aggregate->kind = Kind::kAggregate;
-  aggregate->position = expression.position;
-  aggregate->function = &row;
-  aggregate->index = index;
-  aggregate->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
-  if (!expression.arguments.empty()) {
-    Clause inner{clause.name, true, nullptr};
-    TypedExpressionPtr argument = Type(*expression.arguments[0], inner);
-    if (ContainsAggregate(*argument)) ThrowPlanError(kNestedAggregate, argument->position, {name});
-    if (argument->untypedNull) argument = ConvertTyped(argument, XeInt4Data);
-    aggregate->arguments.push_back(WidenArgument(argument, shape));
-    aggregate->input = ResultOfTree(*aggregate->arguments[0], {});
-    AskAggregate(*aggregate);
-  }
-  CountNodes(*aggregate);
-
-  aggregate->column =
-      TypeOfResult(shape.results[static_cast<std::size_t>(index)], aggregate->input);
-  TakeAnswer(*aggregate, AskColumn(aggregate->column, false, expression.position));
-  return aggregate;
 }
 
 }  // namespace sqxer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "Compiler.h"
@@ -40,6 +41,9 @@ class ExpressionTyper {
                                                      const Clause& clause) const;
   /// A column of the table by its position there.
   TypedExpressionPtr TypeColumn(int column, int position) const;
+  /// A number of rows, known while planning: a whole number that is not negative (58017, with the
+  /// clause), or nothing for NULL.
+  std::optional<uint64> ReadRowCount(const SqlExpression& expression, const wchar_t* clause) const;
 
  private:
   TypedExpressionPtr TypeLiteral(const SqlExpression& expression) const;
@@ -52,13 +56,24 @@ class ExpressionTyper {
   /// Result `index` of an aggregate.
   TypedExpressionPtr TypeAggregate(const FunctionRow& row, const SqlExpression& expression,
                                    const Clause& clause, int index) const;
-  const FunctionRow& LookUpFunction(const SqlExpression& expression) const;
+  /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
+  void TypeArguments(const SqlExpression& expression, const Clause& clause,
+                     TypedExpression& aggregate, TypedAggregate& call) const;
+  TypedExpressionPtr TypeNumber(const SqlExpression& expression, const FunctionRow& row) const;
+  /// A word, written bare or as a text, as a text constant.
+  TypedExpressionPtr TypeWord(const SqlExpression& expression, const Clause& clause) const;
+  TypedExpressionPtr TypeWithoutColumns(const SqlExpression& expression,
+                                        const Clause& clause) const;
+  static const FunctionRow& LookUpFunction(const SqlExpression& expression);
 
   const NameScope& scope_;
   Catalog& catalog_;
   const QueryParameters& parameters_;
   JsonColumns* const json_;
 };
+
+/// Adds up the nodes of a new expression's arguments. Error 58005 when they are too many.
+void CountNodes(TypedExpression& expression);
 
 /// A function's name as error texts show it.
 XeString UpperName(std::string_view name);

@@ -62,6 +62,12 @@ auto AtPosition(int position, Action action) {
 
 }  // namespace
 
+void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer) {
+  expression.type = answer.type;
+  expression.length = answer.length;
+  expression.nullable = answer.nullable;
+}
+
 NodeAnswer AskOperator(const TypedExpression& call) {
   ProbeRecord record;
   Operands operands;
@@ -113,14 +119,16 @@ NodeAnswer AskColumn(const ColumnInfo& column, bool isRoot, int position) {
 
 void AskAggregate(const TypedExpression& aggregate) {
   ProbeRecord record;
+  UInt16Vector columns;
   for (const TypedExpressionPtr& argument : aggregate.arguments) {
+    columns.push_back(static_cast<uint16>(columns.size()));
     ColumnInfo input = ResultOfTree(*argument, {});
     record.AddField(input.type, input.length, input.nullable);
   }
   AtPosition(aggregate.position, [&] {
     record.Open();
     MetaDataInfo info;
-    std::unique_ptr<Aggregate> node = aggregate.function->aggregate->Make(0, aggregate.distinct);
+    std::unique_ptr<Aggregate> node = BuildAggregate(aggregate, std::move(columns));
     RExpression* bound = nullptr;
     node->Bind(record.GetLayout(), bound, info);
     std::unique_ptr<RExpression> owner(bound == node.get() ? nullptr : bound);

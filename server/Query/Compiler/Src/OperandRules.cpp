@@ -161,7 +161,7 @@ TypedExpressionPtr AsNullValue(const TypedExpressionPtr& null) {
   auto value = std::make_shared<TypedExpression>(*null);
   value->kind = TypedExpression::Kind::kCall;
   value->constant = {};
-  value->function = FindFunction("ifnull", 2);
+  value->function = FindFunctions("ifnull").front();
   value->arguments = {null, null};
   value->size = 3;
   return value;

@@ -42,6 +42,7 @@ enum PlanErrorCode {
   kLookupColumns = 58032,
   kUnknownWord = 58033,
   kOtherDelimiter = 58034,
+  kArgumentNotConstant = 58035,
 };
 
 /// Raises an error at a byte offset of the statement.

@@ -7,7 +7,6 @@
 #include "GroupPlan.h"
 #include "NodeProber.h"
 #include "PlanError.h"
-#include "SQXERExprParam.h"
 #include "SqlParser.h"
 
 namespace sqxer {
@@ -35,12 +34,6 @@ std::optional<int> AsPosition(const SqlExpression& expression, const wchar_t* cl
   PlanConstant constant = ReadLiteral(expression.literal, expression.position);
   if (auto* position = std::get_if<int32>(&constant.value)) return *position;
   ThrowPlanError(kConstantKey, expression.position, {clause});
-}
-
-bool NamesColumn(const SqlExpression& expression) {
-  return expression.kind == SqlExpression::Kind::kName ||
-         std::ranges::any_of(expression.arguments,
-                             [](const SqlExpressionPtr& a) { return NamesColumn(*a); });
 }
 
 /// Plans one SELECT, clause by clause.
@@ -79,8 +72,8 @@ class Planner {
     if (where) plan_.filter = Build(where);
     for (const TypedOutput& output : outputs_)
       plan_.outputs.push_back(BuildResult(WithoutWidening(output.expression), output.name));
-    plan_.limit = ReadRowCount(select_.limit, L"LIMIT");
-    plan_.offset = ReadRowCount(select_.offset, L"OFFSET").value_or(0);
+    if (select_.limit) plan_.limit = typer_.ReadRowCount(*select_.limit, L"LIMIT");
+    if (select_.offset) plan_.offset = typer_.ReadRowCount(*select_.offset, L"OFFSET").value_or(0);
     return std::move(plan_);
   }
 
@@ -226,29 +219,6 @@ class Planner {
 
   PlanExpression BuildResult(const TypedExpressionPtr& expression, const XeString& name) {
     return {Build(expression), ResultOfTree(*expression, name), expression->position};
-  }
-
-  /// LIMIT and OFFSET: a whole number that is not negative; nothing for NULL and ALL.
-  std::optional<uint64> ReadRowCount(const SqlExpressionPtr& written, const wchar_t* clause) const {
-    if (!written) return {};
-    if (NamesColumn(*written)) ThrowPlanError(kLimitNotConstant, written->position, {clause});
-    const NameScope noColumns;
-    TypedExpressionPtr count =
-        ExpressionTyper(noColumns, catalog_, parameters_).Type(*written, {clause});
-    if (count->parameter) {
-      Param parameter(*count->parameter);
-      if (std::optional<PlanConstant> value = EvaluateConstant(parameter))
-        count = MakeTypedConstant(*value, count->position);
-    }
-    if (count->IsConstant() && count->constant.IsNull()) return {};
-    if (count->IsConstant() && count->type != XeBoolean) {
-      std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
-      const VelmarNumber* value = number ? std::get_if<VelmarNumber>(&number->value) : nullptr;
-      const VelmarNumber most(std::numeric_limits<int64>::max());
-      if (value && !value->isNegative() && value->decimalPlaces() == 0 && *value <= most)
-        return std::stoull(value->asString());
-    }
-    ThrowPlanError(kLimitNotConstant, written->position, {clause});
   }
 
   const std::string& sql_;

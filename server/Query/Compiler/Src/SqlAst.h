@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <variant>
@@ -75,6 +76,12 @@ struct SqlExpression {
   /// The target of the operator "cast".
   SqlTypeName target;
 };
+
+inline bool NamesColumn(const SqlExpression& expression) {
+  return expression.kind == SqlExpression::Kind::kName ||
+         std::ranges::any_of(expression.arguments,
+                             [](const SqlExpressionPtr& a) { return NamesColumn(*a); });
+}
 
 struct SqlSelectItem {
   SqlExpressionPtr expression;

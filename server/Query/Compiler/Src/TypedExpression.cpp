@@ -4,6 +4,7 @@
 
 #include "FunctionTable.h"
 #include "JsonColumns.h"
+#include "SQXERExprAggregateBase.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprParam.h"
@@ -119,8 +120,10 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
 }
 
 bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
-  return a.function == b.function && a.distinct == b.distinct &&
-         AreSameArguments(a.arguments, b.arguments);
+  const TypedAggregate& x = *a.aggregate;
+  const TypedAggregate& y = *b.aggregate;
+  return a.function == b.function && x.distinct == y.distinct && x.word == y.word &&
+         AreSameArguments(a.arguments, b.arguments) && AreSameArguments(x.numbers, y.numbers);
 }
 
 bool ContainsAggregate(const TypedExpression& expression) {
@@ -159,6 +162,16 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
   }
   node->SetSourcePosition(expression.position);
   return node;
+}
+
+std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt16Vector columns) {
+  AggregateCall call;
+  call.columns = std::move(columns);
+  call.distinct = aggregate.aggregate->distinct;
+  call.word = aggregate.aggregate->word;
+  for (const TypedExpressionPtr& number : aggregate.aggregate->numbers)
+    call.numbers.push_back(BuildTree(*number, {}));
+  return aggregate.function->aggregate->Make(call);
 }
 
 }  // namespace sqxer

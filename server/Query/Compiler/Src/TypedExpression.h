@@ -11,12 +11,24 @@
 
 namespace sqxer {
 
+class Aggregate;
 struct FunctionRow;
 class LookupTable;
 using LookupTablePtr = std::shared_ptr<const LookupTable>;
 struct TypedExpression;
 using TypedExpressionPtr = std::shared_ptr<const TypedExpression>;
 using TypedArguments = std::vector<TypedExpressionPtr>;
+
+/// What the call of an aggregate says beside the columns that it reads.
+struct TypedAggregate {
+  bool distinct = false;
+  /// The stored form of the first column.
+  ColumnInfo input;
+  /// The arguments that are numbers without columns, in order.
+  TypedArguments numbers;
+  /// Which of its function's words it names; -1 without one.
+  int word = -1;
+};
 
 /// An expression with its names resolved and its type known. The operators themselves were asked
 /// for the types, so they are what the bound trees will have.
@@ -37,8 +49,9 @@ struct TypedExpression {
     kCall,
     /// The only argument brought to `type`.
     kConvert,
-    /// An aggregate over at most one argument; `index` is which of its results is meant, `column`
-    /// that result's field, `input` the stored form of the argument.
+    /// An aggregate over the columns `arguments`, in the order in which its node reads them;
+    /// `index` is which of its results is meant, `column` that result's field, `aggregate` the rest
+    /// of it.
     kAggregate,
   };
   Kind kind = Kind::kConstant;
@@ -53,13 +66,12 @@ struct TypedExpression {
   std::optional<ExecutionParameter> parameter;
   int index = 0;
   ColumnInfo column;
-  ColumnInfo input;
   JSonValuesHolderRef documents;
   const FunctionRow* function = nullptr;
   /// Of a call that looks its first argument up.
   LookupTablePtr lookup;
   TypedArguments arguments;
-  bool distinct = false;
+  std::shared_ptr<const TypedAggregate> aggregate;
   /// Nodes of the tree, this one included.
   int size = 1;
 
@@ -89,5 +101,8 @@ bool ContainsAggregate(const TypedExpression& expression);
 /// position in the table.
 std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
                                        const std::vector<int>& columnPositions);
+
+/// A new unbound aggregate that reads its columns at these positions.
+std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt16Vector columns);
 
 }  // namespace sqxer
