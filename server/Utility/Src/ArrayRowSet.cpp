@@ -59,12 +59,13 @@ void ArrayRowSet::AddBlock() {
   left_ = blockRecords_ = records;
 }
 
-void ArrayRowSet::Sort(const KeySet& keys) {
-  XE_ASSERT(keys.GetCount() > 0);
+void ArrayRowSet::Sort(const KeySet& keys, std::size_t count) {
+  XE_ASSERT(keys.GetCount() > 0 && count <= rows_.size());
   const KeyDesc& first = keys.Get(0);
   sortEntries_.clear();
-  sortEntries_.reserve(rows_.size());
-  for (uint8* const row : rows_) sortEntries_.push_back({first.SortPrefix(row), row});
+  sortEntries_.reserve(count);
+  for (uint8* const row : std::span(rows_).first(count))
+    sortEntries_.push_back({first.SortPrefix(row), row});
   boost::sort::pdqsort_branchless(
       sortEntries_.begin(), sortEntries_.end(),
       [](const SortEntry& a, const SortEntry& b) { return a.prefix < b.prefix; });

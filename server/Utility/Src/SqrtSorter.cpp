@@ -22,6 +22,9 @@ namespace {
 
 constexpr std::size_t kDefaultRunBufferSize = 256;
 constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
+/// Fewer are sorted in about the time that it takes to read the clock twice. Groups of a few rows
+/// may be many.
+constexpr std::size_t kLeastRecordsTimed = 32;
 
 std::size_t ReadInitialBufferBytes() {
   const char* const text = std::getenv("RUN_BUFFER_SIZE");
@@ -188,7 +191,8 @@ void SqrtSorter::EndInput() {
   State& state = *state_;
   XE_ASSERT(state.phase == State::Phase::kInput);
   state.phase = State::Phase::kIdle;
-  const OperatorTimer::Scope scope(state.timer);
+  std::optional<OperatorTimer::Scope> scope;
+  if (state.file || state.buffer.GetCount() >= kLeastRecordsTimed) scope.emplace(state.timer);
   state.Sort();
   if (!state.runs.empty()) {
     if (state.buffer.GetCount() > 0) state.Spill();

@@ -42,7 +42,9 @@ class XEUTILITY_API ArrayRowSet {
   std::span<uint8*> Finalize() { return rows_; }
   /// Puts the array of pointers in the order of the keys, at least one; records of equal keys come
   /// in any order. What Finalize gave stays valid.
-  void Sort(const KeySet& keys);
+  void Sort(const KeySet& keys) { Sort(keys, rows_.size()); }
+  /// The same for the first `count` pointers.
+  void Sort(const KeySet& keys, std::size_t count);
 
  private:
   struct FreeBlock {

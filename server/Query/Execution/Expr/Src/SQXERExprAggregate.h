@@ -12,6 +12,8 @@
 #include "SQXERExprAggregateMoving.h"
 #include "SQXERExprAggregateNtile.h"
 #include "SQXERExprAggregatePercentile.h"
+#include "SQXERExprAggregatePreferredN.h"
 #include "SQXERExprAggregateRange.h"
+#include "SQXERExprAggregateRank.h"
 #include "SQXERExprAggregateRunning.h"
 #include "SQXERExprAggregateSum.h"

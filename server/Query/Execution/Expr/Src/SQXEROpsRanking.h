@@ -18,12 +18,15 @@ class TieRun {
   /// The number of the next row; `tied`: it ties with the row before it.
   uint32 Next(bool tied) {
     if (!tied) {
-      number_ += length_;
+      number_ = AfterTie();
       length_ = 0;
     }
     ++length_;
     return number_;
   }
+
+  /// The number of a row that would not tie with the row before it.
+  uint32 AfterTie() const { return number_ + length_; }
 
  private:
   uint32 number_;
