@@ -9,9 +9,8 @@
 namespace sqxer {
 namespace {
 
-/// The text of a call, from its name to the closing parenthesis.
-XeString SourceText(const std::string& sql, int position) {
-  std::size_t start = static_cast<std::size_t>(position);
+/// The place behind what is in parentheses from `start` on.
+std::size_t EndOfParentheses(const std::string& sql, std::size_t start) {
   int open = 0;
   char quote = 0;
   for (std::size_t at = start; at < sql.size(); ++at) {
@@ -23,23 +22,50 @@ XeString SourceText(const std::string& sql, int position) {
     } else if (c == '(') {
       ++open;
     } else if (c == ')' && --open == 0) {
-      return Wide(std::string_view(sql).substr(start, at + 1 - start));
+      return at + 1;
     }
   }
-  return Wide(std::string_view(sql).substr(start));
+  return sql.size();
+}
+
+/// The place behind OVER and its window, which is in parentheses or a name.
+std::size_t EndOfWindow(const std::string& sql, std::size_t start) {
+  constexpr const char* kBlanks = " \t\n\r\f\v";
+  constexpr std::size_t kOver = 4;
+  const std::size_t over = sql.find_first_not_of(kBlanks, start);
+  const std::size_t window = sql.find_first_not_of(kBlanks, over + kOver);
+  if (window == sql.npos) return sql.size();
+  if (sql[window] == '(') return EndOfParentheses(sql, window);
+  const bool isQuoted = sql[window] == '"';
+  return isQuoted ? sql.find('"', window + 1) + 1
+                  : std::min(sql.find_first_of(" \t\n\r\f\v,;+-*/|<>=)", window), sql.size());
+}
+
+/// The text of a call, from its name to the end of its arguments or its window.
+XeString SourceText(const std::string& sql, const TypedExpression& call) {
+  const auto start = static_cast<std::size_t>(call.position);
+  std::size_t end = EndOfParentheses(sql, start);
+  if (call.kind == TypedExpression::Kind::kWindow) end = EndOfWindow(sql, end);
+  return Wide(std::string_view(sql).substr(start, end - start));
 }
 
 }  // namespace
 
-int AggregateList::FieldOf(const TypedExpressionPtr& aggregate) {
+int AggregateList::FieldOf(const TypedExpression& aggregate) const {
   for (const Noted& noted : aggregates_)
-    if (IsSameAggregate(*noted.aggregate, *aggregate)) return noted.firstField + aggregate->index;
+    if (IsSameAggregate(*noted.aggregate, aggregate)) return noted.firstField + aggregate.index;
+  return -1;
+}
+
+int AggregateList::Note(const TypedExpressionPtr& aggregate) {
+  const int known = FieldOf(*aggregate);
+  if (known >= 0) return known;
   UInt16Vector columns;
-  for (const TypedExpressionPtr& argument : aggregate->arguments)
+  for (const TypedExpressionPtr& argument : ColumnsOf(*aggregate))
     columns.push_back(InputOf(argument));
   aggregates_.push_back({aggregate, std::move(columns), fields_});
   fields_ += static_cast<int>(aggregate->function->aggregate->results.size());
-  return aggregates_.back().firstField + aggregate->index;
+  return FieldOf(*aggregate);
 }
 
 uint16 AggregateList::InputOf(const TypedExpressionPtr& expression) {
@@ -58,7 +84,7 @@ std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const
     plan.make = [aggregate = noted.aggregate, columns = noted.columns] {
       return BuildAggregate(*aggregate, columns);
     };
-    XeString text = SourceText(sql, aggregate.position);
+    XeString text = SourceText(sql, aggregate);
     plan.text = BaseStringUtil::StringToUtf8(text);
     for (const AggregateResult& result : aggregate.function->aggregate->results) {
       ColumnInfo column = TypeOfResult(result, aggregate.aggregate->input);

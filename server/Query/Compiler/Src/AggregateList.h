@@ -11,8 +11,10 @@ namespace sqxer {
 /// The aggregates that read one record of inputs, and that record's fields: each stands once.
 class AggregateList {
  public:
-  /// The field of a result, the first one of the list being 0.
-  int FieldOf(const TypedExpressionPtr& aggregate);
+  /// The field of an aggregate's result, the first one of the list being 0.
+  int Note(const TypedExpressionPtr& aggregate);
+  /// The same of a noted one; -1 for another.
+  int FieldOf(const TypedExpression& aggregate) const;
   /// The position of an expression in the record of inputs.
   uint16 InputOf(const TypedExpressionPtr& expression);
 

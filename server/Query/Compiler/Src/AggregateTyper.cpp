@@ -40,6 +40,8 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
                                                   const Clause& clause, int index) const {
   const AggregateShape& shape = *row.aggregate;
   const XeString name = UpperName(row.name);
+  if (expression.over && !clause.windows)
+    ThrowPlanError(kWindowNotAllowed, expression.position, {clause.name, name});
   if (!clause.aggregates)
     ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
   if (expression.distinct && shape.distinct == AggregateShape::Distinct::kRefused)
@@ -47,17 +49,25 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
 
   auto aggregate = std::make_shared<TypedExpression>();
   auto call = std::make_shared<TypedAggregate>();
-  aggregate->kind = TypedExpression::Kind::kAggregate;
+  aggregate->kind =
+      expression.over ? TypedExpression::Kind::kWindow : TypedExpression::Kind::kAggregate;
   aggregate->position = expression.position;
   aggregate->function = &row;
   aggregate->aggregate = call;
   aggregate->index = index;
   call->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
-  TypeArguments(expression, {clause.name, true, nullptr}, *aggregate, *call);
-  for (const TypedExpressionPtr& argument : aggregate->arguments)
-    if (ContainsAggregate(*argument)) ThrowPlanError(kNestedAggregate, argument->position, {name});
+  const Clause inner{expression.over ? L"a window" : L"an aggregate", true};
+  TypeArguments(expression, inner, *aggregate, *call);
+  if (expression.over) {
+    TypeWindow(expression, inner, *aggregate, *call);
+  } else {
+    for (const TypedExpressionPtr& argument : aggregate->arguments)
+      if (ContainsAggregate(*argument))
+        ThrowPlanError(kNestedAggregate, argument->position, {name});
+    call->columns = aggregate->arguments.size();
+  }
   CountNodes(*aggregate);
-  if (!aggregate->arguments.empty()) {
+  if (call->columns > 0) {
     call->input = ResultOfTree(*aggregate->arguments[0], {});
     AskAggregate(*aggregate);
   }

@@ -5,7 +5,6 @@
 #include "LookupTable.h"
 #include "NodeProber.h"
 #include "PlanError.h"
-#include "SQXERExprParam.h"
 
 namespace sqxer {
 namespace {
@@ -121,6 +120,8 @@ TypedExpressionPtr ExpressionTyper::TypeName(const SqlExpression& expression,
     }
     if (!found.empty()) {
       TypedExpressionPtr aliased = (*clause.aliases)[static_cast<std::size_t>(found[0])].expression;
+      if (!clause.windows && ContainsWindow(*aliased))
+        ThrowPlanError(kWindowNotAllowed, expression.position, {clause.name, name});
       if (!clause.aggregates && ContainsAggregate(*aliased))
         ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
       return aliased;
@@ -139,23 +140,14 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
   return TypeCall(*row, expression, clause);
 }
 
-const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expression) {
-  const std::vector<const FunctionRow*> rows = FindFunctions(expression.name);
-  if (rows.empty())
-    ThrowPlanError(kNoSuchFunction, expression.position, {L"function", Wide(expression.name)});
-  const auto count = static_cast<int>(expression.arguments.size());
-  for (const FunctionRow* row : rows)
-    if (row->Takes(count, expression.star)) return *row;
-  ThrowPlanError(
-      kArgumentCount, expression.position,
-      {UpperName(expression.name), expression.star ? XeString(L"*") : std::to_wstring(count)});
-}
-
 TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
                                                  const Clause& clause) const {
-  if (JsonColumns::IsCall(expression)) return JsonColumns::Type(expression, json_);
+  if (JsonColumns::IsCall(expression)) {
+    if (expression.over) ThrowPlanError(kNoWindowForm, expression.position, {L"JSON_VALUE"});
+    return JsonColumns::Type(expression, json_);
+  }
   const FunctionRow& row = LookUpFunction(expression);
-  if (row.kind != FunctionRow::Kind::kAggregate) {
+  if (!row.aggregate) {
     if (expression.distinct)
       ThrowPlanError(kNoDistinct, expression.position, {UpperName(expression.name)});
     return TypeCall(row, expression, clause);
@@ -171,7 +163,7 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
   if (JsonColumns::IsCall(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
-  if (row.kind != FunctionRow::Kind::kAggregate) return results;
+  if (!row.aggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());
   for (int i = 0; count > 1 && i < count; ++i)
     results.push_back(TypeAggregate(row, expression, clause, i));
@@ -195,9 +187,8 @@ std::optional<uint64> ExpressionTyper::ReadRowCount(const SqlExpression& express
                                                     const wchar_t* clause) const {
   if (NamesColumn(expression)) ThrowPlanError(kLimitNotConstant, expression.position, {clause});
   TypedExpressionPtr count = TypeWithoutColumns(expression, {clause});
-  if (count->parameter) {
-    Param parameter(*count->parameter);
-    if (std::optional<PlanConstant> value = EvaluateConstant(parameter))
+  if (!count->IsConstant()) {
+    if (std::optional<PlanConstant> value = EvaluateWithoutColumns(*count))
       count = MakeTypedConstant(*value, count->position);
   }
   if (count->IsConstant() && count->constant.IsNull()) return {};
@@ -214,18 +205,24 @@ std::optional<uint64> ExpressionTyper::ReadRowCount(const SqlExpression& express
 TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
                                              const SqlExpression& expression,
                                              const Clause& clause) const {
+  TypedArguments arguments;
+  for (const SqlExpressionPtr& argument : expression.arguments) {
+    const bool isWord = static_cast<int>(arguments.size()) == row.word;
+    arguments.push_back(isWord ? TypeWord(*argument, clause) : Type(*argument, clause));
+  }
+  return MakeCall(row, std::move(arguments), expression.position, expression.target);
+}
+
+TypedExpressionPtr ExpressionTyper::MakeCall(const FunctionRow& row, TypedArguments arguments,
+                                             int position, const SqlTypeName& target) const {
   auto call = std::make_shared<TypedExpression>();
   call->kind = Kind::kCall;
-  call->position = expression.position;
+  call->position = position;
   call->function = &row;
-  for (const SqlExpressionPtr& argument : expression.arguments) {
-    const int index = static_cast<int>(call->arguments.size());
-    call->arguments.push_back(index == row.word ? TypeWord(*argument, clause)
-                                                : Type(*argument, clause));
-  }
-  call->column.type = expression.target.type;
-  call->column.length = static_cast<uint32>(expression.target.precision);
-  call->column.scale = static_cast<int16>(expression.target.scale);
+  call->arguments = std::move(arguments);
+  call->column.type = target.type;
+  call->column.length = static_cast<uint32>(target.precision);
+  call->column.scale = static_cast<int16>(target.scale);
   row.prepare(call->arguments);
   if (row.lookup != FunctionRow::Lookup::kNone)
     call->lookup = FindLookupTable(row, call->arguments, catalog_);
@@ -239,7 +236,7 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   const bool isPadded = row.givesLongText && answer.type == XeCharData;
   if (answer.value) {
     if (isPadded) *answer.value = WithoutPadding(*answer.value);
-    return MakeTypedConstant(*answer.value, expression.position);
+    return MakeTypedConstant(*answer.value, position);
   }
   TakeAnswer(*call, answer);
   CountNodes(*call);

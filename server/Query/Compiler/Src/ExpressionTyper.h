@@ -27,6 +27,8 @@ class ExpressionTyper {
     bool aggregates = false;
     /// Where names that are no columns are looked up last; null for none.
     const std::vector<TypedOutput>* aliases = nullptr;
+    /// Calls with OVER.
+    bool windows = false;
   };
 
   /// `json` (may be null: there are none) types the values of JSON documents. All must outlive the
@@ -53,17 +55,28 @@ class ExpressionTyper {
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
                               const Clause& clause) const;
-  /// Result `index` of an aggregate.
+  TypedExpressionPtr MakeCall(const FunctionRow& row, TypedArguments arguments, int position,
+                              const SqlTypeName& target = {}) const;
+  /// Result `index` of an aggregate, over groups or a window.
   TypedExpressionPtr TypeAggregate(const FunctionRow& row, const SqlExpression& expression,
                                    const Clause& clause, int index) const;
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
+  /// What an aggregate takes from its window beside the keys of its partitions.
+  void TypeWindow(const SqlExpression& expression, const Clause& clause, TypedExpression& aggregate,
+                  TypedAggregate& call) const;
+  TypedExpressionPtr TypeKey(const SqlExpression& expression, const Clause& clause) const;
+  /// The keys of a rank, such that NULL is a value among others.
+  void AddRankKeys(const SqlWindow& window, const Clause& clause, TypedArguments& columns,
+                   std::vector<SortOrder_t>& orders) const;
+  TypedExpressionPtr WindowSize(const SqlExpression& preceding) const;
   TypedExpressionPtr TypeNumber(const SqlExpression& expression, const FunctionRow& row) const;
   /// A word, written bare or as a text, as a text constant.
   TypedExpressionPtr TypeWord(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeWithoutColumns(const SqlExpression& expression,
                                         const Clause& clause) const;
+  /// The row that a call means, by its name, its arguments and its window.
   static const FunctionRow& LookUpFunction(const SqlExpression& expression);
 
   const NameScope& scope_;

@@ -19,6 +19,7 @@ std::vector<FunctionRow> MakeTable() {
   AppendCalendarRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
+  AppendWindowRows(rows);
   return rows;
 }
 
@@ -54,6 +55,9 @@ ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argumen
       break;
     case Rule::kText:
       field.type = XeVarCharData;
+      break;
+    case Rule::kPlace:
+      field.type = XeUInt4Data;
       break;
     case Rule::kCount:
       field.type = XeUInt4Data;

@@ -23,6 +23,8 @@ struct AggregateResult {
     kDouble,
     /// uint4, never NULL.
     kCount,
+    /// uint4: the number of a row's place.
+    kPlace,
     /// A long text of at most `length` characters.
     kText,
   };
@@ -46,6 +48,8 @@ struct AggregateCall {
   /// its inputs.
   UInt16Vector columns;
   bool distinct = false;
+  /// The order of each column, where the function ranks the rows by them.
+  std::vector<SortOrder_t> orders;
   /// The arguments that are numbers without columns, unbound, in order. Make takes them over.
   Operands numbers;
   /// Which of the shape's words the call names; -1 without one.
@@ -72,6 +76,26 @@ struct AggregateShape {
   const wchar_t* wordMeaning = nullptr;
 };
 
+/// Where an aggregate gives its results, and what it makes of its window.
+enum class WindowForm {
+  /// One for each group; with OVER for each partition, whose rows all get it. The frame is the
+  /// whole partition.
+  kGroup,
+  /// With OVER alone, as all that follow. For each row; the frame is ROWS UNBOUNDED PRECEDING.
+  kRunning,
+  /// The frame is ROWS n PRECEDING; n + 1 is the last of its numbers.
+  kMoving,
+  /// No frame here and below. It ranks the rows: its columns are the keys of ORDER BY, which may be
+  /// missing. They are such that NULL is a value among others, and comes last.
+  kRankByKeys,
+  /// Its column is the one key of ORDER BY.
+  kRankByKey,
+  /// It ranks by its argument, which ORDER BY may name again, to give the direction.
+  kRankByArgument,
+  /// It takes the partition as it comes, without ORDER BY.
+  kPartition,
+};
+
 /// As the number of arguments of a row: so many or more.
 constexpr int AtLeast(int count) { return -count; }
 
@@ -82,6 +106,8 @@ struct FunctionRow {
     kOperator,
     kFunction,
     kAggregate,
+    /// An aggregate that exists with OVER alone.
+    kWindow,
     /// Another way to write an operator; the parser reads it as that one.
     kForm,
     /// A function of the planner's own, whose type depends on the rows; it is only described here.
@@ -109,6 +135,7 @@ struct FunctionRow {
   /// others, such as a format, it has read from the call's constants.
   std::unique_ptr<RExpression> (*make)(const TypedExpression& call, Operands& operands) = nullptr;
   const AggregateShape* aggregate = nullptr;
+  WindowForm windowForm = WindowForm::kGroup;
   /// Its value may differ from row to row although nothing that it reads does.
   bool isVolatile = false;
   /// Which argument is a word, such as a unit of time: written bare or as a text. -1 for none.
@@ -132,7 +159,7 @@ const std::vector<FunctionRow>& FunctionTable();
 
 /// The row of an operator; null when there is none.
 const FunctionRow* FindOperator(std::string_view name, int argumentCount);
-/// The rows of the functions and aggregates of a name.
+/// The rows of the functions and aggregates of a name, with OVER and without.
 std::vector<const FunctionRow*> FindFunctions(std::string_view name);
 
 /// The errors of a node class, as the reference tells them; null for one that has none but 59001.

@@ -4,23 +4,8 @@
 #include "PlanError.h"
 
 namespace sqxer {
-namespace {
 
 using Kind = TypedExpression::Kind;
-
-TypedExpressionPtr GroupField(const TypedExpression& expression, int index, ColumnInfo column) {
-  auto field = std::make_shared<TypedExpression>();
-  field->kind = Kind::kGroupField;
-  field->position = expression.position;
-  field->type = expression.type;
-  field->length = expression.length;
-  field->nullable = expression.nullable;
-  field->index = index;
-  field->column = std::move(column);
-  return field;
-}
-
-}  // namespace
 
 GroupPlan::GroupPlan(const std::string& sql, TypedArguments keys)
     : sql_(sql), keys_(std::move(keys)) {}
@@ -29,11 +14,12 @@ TypedExpressionPtr GroupPlan::OverGroups(const TypedExpressionPtr& expression) {
   if (expression->IsConstant() || expression->parameter) return expression;
   for (std::size_t i = 0; i < keys_.size(); ++i) {
     if (!IsSameExpression(*keys_[i], *expression)) continue;
-    return GroupField(*expression, static_cast<int>(i), ResultOfTree(*keys_[i], NameOfKey(i)));
+    return MakeTypedField(*expression, static_cast<int>(i), ResultOfTree(*keys_[i], NameOfKey(i)));
   }
   if (expression->kind == Kind::kAggregate)
-    return GroupField(*expression, static_cast<int>(keys_.size()) + aggregates_.FieldOf(expression),
-                      expression->column);
+    return MakeTypedField(*expression,
+                          static_cast<int>(keys_.size()) + aggregates_.Note(expression),
+                          expression->column);
   if (expression->kind == Kind::kColumn || expression->kind == Kind::kJsonValue)
     ThrowPlanError(kColumnNotGrouped, expression->position, {expression->column.name});
   auto over = std::make_shared<TypedExpression>(*expression);

@@ -117,10 +117,17 @@ NodeAnswer AskColumn(const ColumnInfo& column, bool isRoot, int position) {
   });
 }
 
+std::optional<PlanConstant> EvaluateWithoutColumns(const TypedExpression& expression) {
+  ProbeRecord record;
+  MetaDataInfo info;
+  XeAListStream* stream = record.Open();
+  return EvaluateConstant(*BindTree(BuildTree(expression, {}), stream, info));
+}
+
 void AskAggregate(const TypedExpression& aggregate) {
   ProbeRecord record;
   UInt16Vector columns;
-  for (const TypedExpressionPtr& argument : aggregate.arguments) {
+  for (const TypedExpressionPtr& argument : ColumnsOf(aggregate)) {
     columns.push_back(static_cast<uint16>(columns.size()));
     ColumnInfo input = ResultOfTree(*argument, {});
     record.AddField(input.type, input.length, input.nullable);
@@ -142,7 +149,7 @@ ColumnInfo ResultOfTree(const TypedExpression& expression, const XeString& name)
   result.length = std::max(expression.length, 1u);
   result.nullable = expression.nullable;
   if (expression.kind == TypedExpression::Kind::kColumn ||
-      expression.kind == TypedExpression::Kind::kGroupField) {
+      expression.kind == TypedExpression::Kind::kField) {
     NodeAnswer stored = AskColumn(expression.column, true, expression.position);
     result.type = stored.type;
     result.length = stored.length;

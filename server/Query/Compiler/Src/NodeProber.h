@@ -32,6 +32,9 @@ NodeAnswer AskOperator(const TypedExpression& call);
 /// Error 59003 (type), at `position`, for a column that no expression can read.
 NodeAnswer AskColumn(const ColumnInfo& column, bool isRoot, int position);
 
+/// The value of an expression that reads no column. Nothing when evaluating it raises an error.
+std::optional<PlanConstant> EvaluateWithoutColumns(const TypedExpression& expression);
+
 /// Raises, at the aggregate's position, what binding it to its columns raises.
 void AskAggregate(const TypedExpression& aggregate);
 

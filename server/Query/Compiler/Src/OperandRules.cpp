@@ -62,9 +62,11 @@ void CountBitsAsIntegers(TypedArguments& arguments) {
 }
 
 bool IsWideCount(const TypedExpression& argument) {
-  if (argument.kind != TypedExpression::Kind::kAggregate) return false;
+  if (!argument.aggregate) return false;
+  using Rule = AggregateResult::Rule;
   const auto& results = argument.function->aggregate->results;
-  return results[static_cast<std::size_t>(argument.index)].rule == AggregateResult::Rule::kCount &&
+  const Rule rule = results[static_cast<std::size_t>(argument.index)].rule;
+  return (rule == Rule::kCount || rule == Rule::kPlace) &&
          SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
 }
 

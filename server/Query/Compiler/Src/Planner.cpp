@@ -8,6 +8,7 @@
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "SqlParser.h"
+#include "WindowPlan.h"
 
 namespace sqxer {
 namespace {
@@ -70,6 +71,7 @@ class Planner {
       ThrowPlanError(kTooComplex, 0, {std::to_wstring(kMaxColumns)});
 
     if (where) plan_.filter = Build(where);
+    PlanWindows();
     for (const TypedOutput& output : outputs_)
       plan_.outputs.push_back(BuildResult(WithoutWidening(output.expression), output.name));
     if (select_.limit) plan_.limit = typer_.ReadRowCount(*select_.limit, L"LIMIT");
@@ -80,7 +82,7 @@ class Planner {
  private:
   void AddItem(const SqlSelectItem& item) {
     const SqlExpression& expression = *item.expression;
-    const Clause clause{L"the select list", true};
+    const Clause clause{L"the select list", true, nullptr, true};
     if (expression.kind == SqlExpression::Kind::kStar) return AddAllColumns(expression);
     XeString name = item.alias.empty() ? NameOf(expression) : item.alias;
     std::vector<TypedExpressionPtr> several = typer_.TypeSeveralResults(expression, clause);
@@ -132,6 +134,9 @@ class Planner {
       TypedExpressionPtr key;
       if (std::optional<int> position = AsPosition(*written, L"GROUP BY")) {
         key = OutputAt(*position, *written, L"GROUP BY").expression;
+        if (ContainsWindow(*key))
+          ThrowPlanError(kWindowNotAllowed, written->position,
+                         {L"GROUP BY", std::to_wstring(*position)});
         if (ContainsAggregate(*key))
           ThrowPlanError(kAggregateNotAllowed, written->position,
                          {L"GROUP BY", std::to_wstring(*position)});
@@ -178,7 +183,7 @@ class Planner {
                            {written.path[0], L"several result columns"});
       }
     }
-    if (!key) key = typer_.Type(written, {L"ORDER BY", true, &visible});
+    if (!key) key = typer_.Type(written, {L"ORDER BY", true, &visible, true});
     for (std::size_t i = 0; i < outputs_.size(); ++i)
       if (IsSameExpression(*outputs_[i].expression, *key)) return static_cast<int>(i);
     if (select_.distinct) ThrowPlanError(kOrderNotSelected, written.position, {});
@@ -196,6 +201,25 @@ class Planner {
       plan_.aggregateInputs.push_back(BuildResult(input, XeRecordMetaData::exprFieldName_));
     plan_.aggregates = groups.MakeAggregates();
     if (condition) plan_.having = Build(condition);
+  }
+
+  void PlanWindows() {
+    WindowPlan windows(sql_);
+    for (const TypedOutput& output : outputs_) windows.Note(output.expression);
+    if (windows.IsEmpty()) return;
+    // The windows' results stand behind all columns of the record.
+    for (const TypedOutput& output : outputs_) NoteColumns(*output.expression);
+    std::size_t fields = plan_.grouped ? plan_.groupKeys.size() : plan_.scanRecord.size();
+    for (const PlanAggregate& aggregate : plan_.aggregates) fields += aggregate.results.size();
+    for (TypedOutput& output : outputs_)
+      output.expression = windows.OverWindows(output.expression, static_cast<int>(fields));
+    plan_.windows = windows.MakeWindows([&](const TypedExpressionPtr& input) {
+      return BuildResult(input, XeRecordMetaData::exprFieldName_);
+    });
+    for (const PlanWindow& window : plan_.windows)
+      for (const PlanAggregate& function : window.functions)
+        plan_.windowResults.insert(plan_.windowResults.end(), function.results.begin(),
+                                   function.results.end());
   }
 
   /// Columns enter the scan record when the first tree that reads them is built.

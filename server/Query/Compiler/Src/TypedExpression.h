@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "Catalog.h"
@@ -19,6 +20,13 @@ struct TypedExpression;
 using TypedExpressionPtr = std::shared_ptr<const TypedExpression>;
 using TypedArguments = std::vector<TypedExpressionPtr>;
 
+/// The direction of a key.
+struct RowOrder {
+  SortOrder_t order = kAscending;
+  NullOrder_t nulls = kNullsLast;
+  bool operator==(const RowOrder&) const = default;
+};
+
 /// What the call of an aggregate says beside the columns that it reads.
 struct TypedAggregate {
   bool distinct = false;
@@ -28,6 +36,14 @@ struct TypedAggregate {
   TypedArguments numbers;
   /// Which of its function's words it names; -1 without one.
   int word = -1;
+  /// The order of each column, where it ranks the rows by them.
+  std::vector<SortOrder_t> orders;
+
+  /// How many of the arguments are columns, and how many behind them keys of partitions. The rest
+  /// are the keys of the order in which it takes the rows, with their directions.
+  std::size_t columns = 0;
+  std::size_t partitionKeys = 0;
+  std::vector<RowOrder> rowOrders;
 };
 
 /// An expression with its names resolved and its type known. The operators themselves were asked
@@ -39,8 +55,8 @@ struct TypedExpression {
     kParameter,
     /// A column of the table: `index` is its position there, `column` its stored form.
     kColumn,
-    /// A field of the group record: `index` and `column`.
-    kGroupField,
+    /// A field of the record that the tree reads: `index` and `column`.
+    kField,
     /// A value of a JSON document: `index` and `column` are the column of documents, `constant` is
     /// the path, `documents` reads it.
     kJsonValue,
@@ -53,6 +69,8 @@ struct TypedExpression {
     /// `index` is which of its results is meant, `column` that result's field, `aggregate` the rest
     /// of it.
     kAggregate,
+    /// The same with OVER; the keys of the window stand behind the columns.
+    kWindow,
   };
   Kind kind = Kind::kConstant;
   int position = 0;
@@ -91,11 +109,23 @@ TypedExpressionPtr Widened(const TypedExpressionPtr& argument);
 /// The argument of a widening, which is enough for a whole tree; else the expression itself.
 TypedExpressionPtr WithoutWidening(const TypedExpressionPtr& expression);
 
+using TypedArgumentSpan = std::span<const TypedExpressionPtr>;
+/// The arguments of an aggregate by what they are; without OVER there are only columns.
+TypedArgumentSpan ColumnsOf(const TypedExpression& aggregate);
+TypedArgumentSpan PartitionKeysOf(const TypedExpression& aggregate);
+TypedArgumentSpan OrderKeysOf(const TypedExpression& aggregate);
+
+/// A value of a field, by its position in the record.
+TypedExpressionPtr MakeTypedField(const TypedExpression& value, int index, ColumnInfo column);
+
 /// The same computation over the same columns, wherever it is written.
 bool IsSameExpression(const TypedExpression& a, const TypedExpression& b);
+bool AreSameArguments(TypedArgumentSpan a, TypedArgumentSpan b);
 /// The same aggregate, whichever of its results is meant.
 bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b);
+/// Whether an aggregate over groups is part of the expression.
 bool ContainsAggregate(const TypedExpression& expression);
+bool ContainsWindow(const TypedExpression& expression);
 
 /// A new unbound tree. Columns read the record position that `columnPositions` gives for their
 /// position in the table.
