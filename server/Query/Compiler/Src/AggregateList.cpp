@@ -33,6 +33,7 @@ std::size_t EndOfWindow(const std::string& sql, std::size_t start) {
   constexpr const char* kBlanks = " \t\n\r\f\v";
   constexpr std::size_t kOver = 4;
   const std::size_t over = sql.find_first_not_of(kBlanks, start);
+  if (over == sql.npos) return sql.size();
   const std::size_t window = sql.find_first_not_of(kBlanks, over + kOver);
   if (window == sql.npos) return sql.size();
   if (sql[window] == '(') return EndOfParentheses(sql, window);
