@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "EngineError.h"
+#include "RecordKeys.h"
 #include "Utility/XeAssert.h"
 #include "Utility/XeMemory.h"
 
@@ -14,14 +15,6 @@ constexpr std::size_t kKeyBlockBytes = std::size_t{64} << 10;
 
 std::size_t AlignUp(std::size_t bytes, std::size_t boundary) {
   return (bytes + boundary - 1) / boundary * boundary;
-}
-
-KeySet MakeKeys(WorkRecord& record, std::size_t count) {
-  KeySet keys;
-  for (std::size_t i = 0; i < count; ++i) {
-    keys.Add(KeyDesc(record.GetField(i), kAscending, KeyDesc::GetCharComparisonType()));
-  }
-  return keys;
 }
 
 /// The bytes in front of the first result.
@@ -79,7 +72,7 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       input_(input),
       aggregates_(aggregates),
       memoryLimit_(memoryLimit),
-      keys_(MakeKeys(group, keyCount)),
+      keys_(KeysOfFirstFields(group, keyCount)),
       keyBytes_(CountKeyBytes(group, keyCount)),
       varyingKeyOffset_(FindVaryingKey(group, keyCount)),
       bytesBeyondGateway_(CountBytesBeyondGateway(aggregates, group.GetSize() - keyBytes_)),
@@ -111,17 +104,14 @@ bool GroupTable::Add(uint64 row) {
     Sort(row);
     return false;
   }
-  try {
+  AtRow(row, [&] {
     std::size_t index = slot->group - 1;
     if (isNew) {
       index = groups_.size();
       OpenGroupAt(*slot, hash);
     }
     groups_[index].aggregates.Compute(input_.GetData(), input_.GetSize());
-  } catch (ErrorMessage& error) {
-    error.SetRowNumber(static_cast<int64>(row));
-    throw;
-  }
+  });
   return isNew;
 }
 
@@ -252,12 +242,8 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
       std::memcpy(result.Get() + rowOffset, &row, sizeof row);
       aggregates.Initialize();
     }
-    try {
-      aggregates.Compute(record + inputOffset_, input_.GetSize());
-    } catch (ErrorMessage& error) {
-      error.SetRowNumber(static_cast<int64>(row));
-      throw;
-    }
+    AtRow(static_cast<uint64>(row),
+          [&] { aggregates.Compute(record + inputOffset_, input_.GetSize()); });
   }
   close();
 }
