@@ -35,6 +35,8 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("TIMESTAMPDIFF(day, a, b)", "DifferenceInDays");
     PrintRatio("MOD of decimals", "DecimalMod");
     PrintRatio("SQRT of a decimal", "DecimalSqrt");
+    PrintRatio("standard deviation", "Stddev");
+    PrintRatio("correlation", "Correlation");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;
