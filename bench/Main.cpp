@@ -39,6 +39,8 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("RANK in groups of 10", "RankGroupsOf10");
     PrintRatio("RANK in groups of 1", "RankGroupsOf1");
     PrintRatio("the first 10", "FirstTen");
+    PrintRatio("standard deviation", "Stddev");
+    PrintRatio("correlation", "Correlation");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;
