@@ -15,3 +15,4 @@
 #include "SQXERExprAggregateRange.h"
 #include "SQXERExprAggregateRunning.h"
 #include "SQXERExprAggregateSum.h"
+#include "SQXERExprAggregateTrendline.h"
