@@ -21,3 +21,4 @@
 #include "SQXERExprAggregateStatistics.h"
 #include "SQXERExprAggregateStddev.h"
 #include "SQXERExprAggregateSum.h"
+#include "SQXERExprAggregateTrendline.h"
