@@ -88,7 +88,7 @@ TEST(RankingAggregates, GiveEachRowItsPlace) {
       {3, {NIL, NIL}, {NIL, NIL}},
       {1, {5, NIL, 6}, {1, NIL, 1}},
       {2, {1, kNaN, kNaN, kNaN}, {1, 2, 2, 2}},
-      {2, {1e308, 1.5e308}, {1, 2}},
+      {2, {1e308, 1.5e308}, {1, 1}},
       {5, {6, 5}, {5, 3}},
       {kManyTiles,
        {3, 1, 2, 1},
