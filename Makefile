@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 SQXER := build/release/bin/sqxer
 
-.PHONY: run test build configure dependencies sanitize bench bench-growth bench-report bench-micro \
+.PHONY: run test build configure dependencies sanitize bench bench-growth bench-micro \
         bench-suite format format-check tidy docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -29,23 +29,22 @@ sanitize: dependencies
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
 
-## Whole queries beside DuckDB, ClickHouse, SQLite and loops written by hand. ROWS=N for another table.
+## Whole queries beside DuckDB, ClickHouse, SQLite and loops written by hand (ROWS=N: another table);
+## docs/performance.md then shows the figures.
 bench: bench-suite
 	node bench/suite.mjs $(if $(ROWS),--rows $(ROWS))
+	node bench/report.mjs
 
-## The same at several sizes: how time grows with rows. ROWS=N,N,... for other sizes.
+## The same at several sizes, for how time grows with rows (ROWS=N,N,...: other sizes).
 bench-growth: bench-suite
 	node bench/growth.mjs $(if $(ROWS),--rows $(ROWS))
+	node bench/report.mjs
 
 bench-suite:
 	@cmake/dependencies.sh libbenchmark-dev
 	@bench/peers.sh
 	@cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS) --target sqxer_suite
-
-## Puts the newest results into docs/performance.md.
-bench-report:
-	node bench/report.mjs
 
 ## Micro-benchmarks: each node and the whole filter and product against a hand-written loop.
 bench-micro:

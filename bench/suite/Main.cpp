@@ -5,8 +5,8 @@
 //   sqxer_suite ENGINE FILE RUNS SECONDS
 //
 // The last form loads the table into the engine and runs each query of standard input, a line each
-// of name, SQL and digest SQL parted by tabs. It prints lines of JSON: the engine's version, then for
-// each query its runs in nanoseconds, the processor time of them all, and the result; or the
+// of name, SQL and digest SQL parted by tabs. It prints lines of JSON: the engine's version, then
+// for each query its runs in nanoseconds, the processor time of them all, and the result; or the
 // engine's error. A query whose first run takes longer than SECONDS is not run again.
 #include <fmt/format.h>
 #include <sys/resource.h>
