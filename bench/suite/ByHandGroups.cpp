@@ -1,6 +1,5 @@
 // The queries by groups.
 #include <algorithm>
-#include <map>
 
 #include "ByHand.h"
 
@@ -68,6 +67,14 @@ Report Summarise(const HandLines& lines, const Price& prices, const Discount& di
   };
 }
 
+std::optional<double> FindMedian(std::vector<double>& values) {
+  if (values.empty()) return std::nullopt;
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::ranges::nth_element(values, middle);
+  if (values.size() % 2 != 0) return *middle;
+  return (*std::max_element(values.begin(), middle) + *middle) / 2;
+}
+
 }  // namespace
 
 Report ProductByRegion(const HandLines& lines) {
@@ -114,7 +121,7 @@ Report GroupByPart(const HandLines& lines) {
     ++group.rows;
     if (!lines.price.IsNull(i)) group.sum.Add(lines.price[i]);
   }
-  return [groups = std::move(groups), nullGroup] {
+  return [groups = std::move(groups), nullGroup]() mutable {
     Digest digest(3);
     const auto add = [&](std::optional<double> key, const Group& group) {
       std::optional<double> sum;
@@ -128,25 +135,29 @@ Report GroupByPart(const HandLines& lines) {
 }
 
 Report MedianBySupplier(const HandLines& lines) {
-  IntMap<std::vector<double>> prices;
+  struct Median {
+    std::optional<std::string> supplier;
+    std::optional<double> price;
+  };
+  IntMap<std::vector<double>> groups;
+  std::vector<double> nullGroup;
+  bool hasNullGroup = false;
   for (std::size_t i = 0; i < lines.count; ++i) {
-    std::vector<double>& group = prices[lines.supplier[i]];
+    const bool isNull = lines.supplier.IsNull(i);
+    hasNullGroup |= isNull;
+    std::vector<double>& group = isNull ? nullGroup : groups[lines.supplier[i]];
     if (!lines.price.IsNull(i)) group.push_back(lines.price[i]);
   }
-  std::map<int32_t, std::optional<double>> medians;
-  prices.ForEach([&](int32_t supplier, std::vector<double> group) {
-    std::optional<double>& median = medians[supplier];
-    if (group.empty()) return;
-    const auto middle = group.begin() + static_cast<std::ptrdiff_t>(group.size() / 2);
-    std::ranges::nth_element(group, middle);
-    const double below = group.size() % 2 != 0 ? *middle : *std::max_element(group.begin(), middle);
-    median = (below + *middle) / 2;
+  std::vector<Median> medians;
+  groups.ForEach([&](int32_t supplier, std::vector<double>& prices) {
+    medians.push_back({std::to_string(supplier), FindMedian(prices)});
   });
-  return [medians] {
+  if (hasNullGroup) medians.push_back({std::nullopt, FindMedian(nullGroup)});
+  return [medians = std::move(medians)] {
     Rows rows;
-    for (const auto& [supplier, median] : medians) {
-      rows.push_back({std::to_string(supplier), std::nullopt});
-      if (median) rows.back()[1] = NumberText(*median);
+    for (const Median& median : medians) {
+      rows.push_back({median.supplier, std::nullopt});
+      if (median.price) rows.back()[1] = NumberText(*median.price);
     }
     return rows;
   };
@@ -168,7 +179,7 @@ Report QuantityByYear(const HandLines& lines) {
     ++group->rows;
     if (!lines.quantity.IsNull(i)) group->quantity.Add(lines.quantity[i]);
   }
-  return [groups, nullGroup] {
+  return [groups = std::move(groups), nullGroup]() mutable {
     Rows rows;
     if (nullGroup.rows != 0) rows.push_back({std::nullopt, nullGroup.quantity.Text()});
     groups.ForEach([&](int32_t year, const Group& group) {

@@ -20,6 +20,16 @@ Report CountRows(const HandLines& lines, Holds holds) {
   return One(std::to_string(count));
 }
 
+struct Nothing {};
+
+Report CountValues(const HandColumn<int32_t>& column) {
+  IntMap<Nothing> seen;
+  for (std::size_t i = 0; i < column.values.size(); ++i) {
+    if (!column.IsNull(i)) seen[column[i]];
+  }
+  return One(std::to_string(seen.Count()));
+}
+
 }  // namespace
 
 Report SumOfSums(const HandLines& lines) {
@@ -81,7 +91,6 @@ Report InEight(const HandLines& lines) {
 }
 
 Report InThousand(const HandLines& lines) {
-  struct Nothing {};
   IntMap<Nothing> members;
   for (int32_t i = 1; i <= 1000; ++i) members[i * 997];
   return CountRows(lines, [&](std::size_t i) {
@@ -112,21 +121,9 @@ Report RoundSqrtLn(const HandLines& lines) {
   return One(sum.Text());
 }
 
-Report CountSuppliers(const HandLines& lines) {
-  struct Nothing {};
-  IntMap<Nothing> seen;
-  for (std::size_t i = 0; i < lines.count; ++i) seen[lines.supplier[i]];
-  return One(std::to_string(seen.Count()));
-}
+Report CountSuppliers(const HandLines& lines) { return CountValues(lines.supplier); }
 
-Report CountParts(const HandLines& lines) {
-  struct Nothing {};
-  IntMap<Nothing> seen;
-  for (std::size_t i = 0; i < lines.count; ++i) {
-    if (!lines.part.IsNull(i)) seen[lines.part[i]];
-  }
-  return One(std::to_string(seen.Count()));
-}
+Report CountParts(const HandLines& lines) { return CountValues(lines.part); }
 
 Report DaysBetween(const HandLines& lines) {
   NullableSum<int64_t> sum;

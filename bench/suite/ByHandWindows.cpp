@@ -28,7 +28,8 @@ Report RankBySupplier(const HandLines& lines) {
   };
   std::vector<Line> sorted(lines.count);
   for (std::size_t i = 0; i < lines.count; ++i) {
-    sorted[i] = {lines.supplier[i], lines.id[i], lines.price[i], lines.price.IsNull(i)};
+    const int32_t supplier = lines.supplier.IsNull(i) ? INT32_MAX : lines.supplier[i];
+    sorted[i] = {supplier, lines.id[i], lines.price[i], lines.price.IsNull(i)};
   }
   std::ranges::sort(sorted, std::less<>());
   std::vector<Ranked> ranks(lines.count);

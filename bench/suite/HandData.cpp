@@ -47,7 +47,7 @@ HandLines::HandLines(const std::string& path) {
     ++count;
     id.push_back(Read<int32_t>(*field++));
     Append(part, *field++, &Read<int32_t>);
-    supplier.push_back(Read<int32_t>(*field++));
+    Append(supplier, *field++, &Read<int32_t>);
     lineNumber.push_back(Read<int32_t>(*field++));
     Append(quantity, *field++, &Read<int32_t>);
     Append(price, *field++, &Read<double>);

@@ -33,8 +33,8 @@ struct HandTexts {
 /// 1970-01-01. Those that are never NULL have no null bytes.
 struct HandLines {
   std::size_t count = 0;
-  std::vector<int32_t> id, supplier, lineNumber;
-  HandColumn<int32_t> part, quantity;
+  std::vector<int32_t> id, lineNumber;
+  HandColumn<int32_t> part, supplier, quantity;
   HandColumn<double> price, discount;
   std::vector<double> tax;
   HandColumn<int64_t> amount, rebate;
@@ -64,8 +64,8 @@ class IntMap {
   bool Contains(int32_t key) const { return const_cast<IntMap*>(this)->Find(key).isUsed; }
   std::size_t Count() const { return count_; }
   template <class Visit>
-  void ForEach(Visit visit) const {
-    for (const Slot& slot : slots_) {
+  void ForEach(Visit visit) {
+    for (Slot& slot : slots_) {
       if (slot.isUsed) visit(slot.key, slot.value);
     }
   }

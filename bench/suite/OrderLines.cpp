@@ -15,7 +15,7 @@ using std::chrono::year_month_day;
 constexpr ColumnSpec kColumns[] = {
     {"l_id", "int4", ColumnKind::kInt, false},
     {"l_partkey", "int4", ColumnKind::kInt, true},
-    {"l_suppkey", "int4", ColumnKind::kInt, false},
+    {"l_suppkey", "int4", ColumnKind::kInt, true},
     {"l_linenumber", "int4", ColumnKind::kInt, false},
     {"l_quantity", "int4", ColumnKind::kInt, true},
     {"l_price", "double", ColumnKind::kDouble, true},
