@@ -39,7 +39,7 @@ void TrendlineResult::OutputResult(const Trendline& trendline, unsigned char* re
   if (resultType_ == TrendlineParameter::kModel) {
     const bool isNull = !trendline.HasResult();
     if (OutputNull(record, isNull)) return;
-    const std::wstring_view text = isNull ? std::wstring_view() : trendline.GetModelText();
+    const std::wstring_view text = isNull ? std::wstring_view(L"") : trendline.GetModelText();
     const auto room = (targetFixedLenSize_ - kLongVarPrefix) / sizeof(wchar_t);
     const auto length = static_cast<uint32>(std::min(text.length(), room));
     StoreValue(record + targetOffset_, length);
