@@ -21,18 +21,6 @@ TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const Aggre
              : argument;
 }
 
-/// Which of the shape's words a text constant is.
-int FindWord(const AggregateShape& shape, const TypedExpression& argument) {
-  const XeString text =
-      argument.constant.IsText() ? std::get<XeString>(argument.constant.value) : XeString();
-  XeString accepted;
-  for (std::size_t i = 0; i < shape.words.size(); ++i) {
-    if (BaseStringUtil::IsCaseInsensitiveMatch(shape.words[i], text)) return static_cast<int>(i);
-    accepted += (i > 0 ? L", " : L"") + shape.words[i];
-  }
-  ThrowPlanError(kUnknownWord, argument.position, {shape.wordMeaning, accepted, text});
-}
-
 }  // namespace
 
 TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
@@ -90,7 +78,8 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
         call.numbers.push_back(TypeNumber(argument, row));
         break;
       case 'w':
-        call.word = FindWord(shape, *TypeWord(argument, clause));
+        call.word =
+            static_cast<int>(ReadWord(*TypeWord(argument, clause), shape.wordMeaning, shape.words));
         break;
       case 'd': {
         const TypedExpressionPtr text = Type(argument, clause);

@@ -63,13 +63,16 @@ class ExpressionTyper {
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
-  /// What an aggregate takes from its window beside the keys of its partitions.
+  /// What OVER adds to an aggregate: columns, numbers, and the keys behind them.
   void TypeWindow(const SqlExpression& expression, const Clause& clause, TypedExpression& aggregate,
                   TypedAggregate& call) const;
   TypedExpressionPtr TypeKey(const SqlExpression& expression, const Clause& clause) const;
-  /// The keys of a rank, such that NULL is a value among others.
-  void AddRankKeys(const SqlWindow& window, const Clause& clause, TypedArguments& columns,
-                   std::vector<SortOrder_t>& orders) const;
+  /// The columns of what ranks the rows itself, and their orders.
+  void TypeRank(const SqlExpression& expression, const Clause& clause, WindowForm form,
+                TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
+  void TypeRankKeys(const std::vector<SqlSortItem>& keys, const Clause& clause,
+                    TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
+  /// One more than the rows before the present one.
   TypedExpressionPtr WindowSize(const SqlExpression& preceding) const;
   TypedExpressionPtr TypeNumber(const SqlExpression& expression, const FunctionRow& row) const;
   /// A word, written bare or as a text, as a text constant.

@@ -71,8 +71,8 @@ struct AggregateShape {
   /// is the star of COUNT(*). A row with fewer arguments has the first ones.
   std::string_view arguments = "x";
   const wchar_t* delimiter = nullptr;
-  /// What an argument 'w' may be, in small letters, and what errors call it.
-  std::vector<XeString> words = {};
+  /// What an argument 'w' may be, and what errors call it.
+  std::vector<const wchar_t*> words = {};
   const wchar_t* wordMeaning = nullptr;
 };
 

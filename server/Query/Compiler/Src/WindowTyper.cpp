@@ -79,40 +79,11 @@ void ExpressionTyper::TypeWindow(const SqlExpression& expression, const Clause& 
                                  TypedExpression& aggregate, TypedAggregate& call) const {
   const SqlWindow& window = *expression.over;
   TypedArguments& arguments = aggregate.arguments;
-  const auto refuse = [&](const wchar_t* what) {
-    ThrowPlanError(kWindowOrder, expression.position, {UpperName(expression.name), what});
-  };
   const WindowForm form = aggregate.function->windowForm;
-  bool ordersRows = false;
-  switch (form) {
-    case WindowForm::kMoving:
-      call.numbers.push_back(WindowSize(*window.preceding));
-      [[fallthrough]];
-    case WindowForm::kGroup:
-    case WindowForm::kRunning:
-      ordersRows = true;
-      break;
-    case WindowForm::kRankByKeys:
-      AddRankKeys(window, clause, arguments, call.orders);
-      break;
-    case WindowForm::kRankByKey:
-      if (window.orderBy.size() != 1) refuse(L"an ORDER BY of one key");
-      arguments.push_back(TypeKey(*window.orderBy[0].expression, clause));
-      call.orders.push_back(window.orderBy[0].order);
-      break;
-    case WindowForm::kRankByArgument: {
-      const bool isOrdered = !window.orderBy.empty();
-      if (window.orderBy.size() > 1 ||
-          (isOrdered &&
-           !IsSameExpression(*TypeKey(*window.orderBy[0].expression, clause), *arguments[0])))
-        refuse(L"an ORDER BY of its own argument, or none");
-      call.orders.push_back(isOrdered ? window.orderBy[0].order : kAscending);
-      break;
-    }
-    case WindowForm::kPartition:
-      if (!window.orderBy.empty()) refuse(L"no ORDER BY");
-      break;
-  }
+  const bool takesRowsInOrder =
+      form == WindowForm::kGroup || form == WindowForm::kRunning || form == WindowForm::kMoving;
+  if (form == WindowForm::kMoving) call.numbers.push_back(WindowSize(*window.preceding));
+  if (!takesRowsInOrder) TypeRank(expression, clause, form, arguments, call.orders);
   // What reads no column of the rows still counts them.
   if (arguments.empty() && form != WindowForm::kGroup)
     arguments.push_back(MakeTypedConstant({XeInt4Data, int32{1}}, expression.position));
@@ -120,10 +91,37 @@ void ExpressionTyper::TypeWindow(const SqlExpression& expression, const Clause& 
 
   for (const SqlExpressionPtr& key : window.partitionBy) arguments.push_back(TypeKey(*key, clause));
   call.partitionKeys = window.partitionBy.size();
-  for (std::size_t i = 0; ordersRows && i < window.orderBy.size(); ++i) {
-    arguments.push_back(TypeKey(*window.orderBy[i].expression, clause));
-    call.rowOrders.push_back({window.orderBy[i].order, window.orderBy[i].nulls});
+  if (!takesRowsInOrder) return;
+  for (const SqlSortItem& item : window.orderBy) {
+    arguments.push_back(TypeKey(*item.expression, clause));
+    call.rowOrders.push_back({item.order, item.nulls});
   }
+}
+
+void ExpressionTyper::TypeRank(const SqlExpression& expression, const Clause& clause,
+                               WindowForm form, TypedArguments& columns,
+                               std::vector<SortOrder_t>& orders) const {
+  const std::vector<SqlSortItem>& keys = expression.over->orderBy;
+  const auto refuse = [&](const wchar_t* what) {
+    ThrowPlanError(kWindowOrder, expression.position, {UpperName(expression.name), what});
+  };
+  switch (form) {
+    case WindowForm::kRankByKeys:
+      return TypeRankKeys(keys, clause, columns, orders);
+    case WindowForm::kRankByKey:
+      if (keys.size() != 1) refuse(L"an ORDER BY of one key");
+      columns.push_back(TypeKey(*keys[0].expression, clause));
+      break;
+    case WindowForm::kRankByArgument:
+      if (keys.empty()) break;
+      if (keys.size() > 1 || !IsSameExpression(*TypeKey(*keys[0].expression, clause), *columns[0]))
+        refuse(L"an ORDER BY of its own argument, or none");
+      break;
+    default:
+      if (!keys.empty()) refuse(L"no ORDER BY");
+      return;
+  }
+  orders.push_back(keys.empty() ? kAscending : keys[0].order);
 }
 
 TypedExpressionPtr ExpressionTyper::TypeKey(const SqlExpression& expression,
@@ -135,12 +133,15 @@ TypedExpressionPtr ExpressionTyper::TypeKey(const SqlExpression& expression,
 // A rank lets all rows with a NULL in any key share the last place. That is right for one key whose
 // NULLs come last. Among several, or first, a key that may be NULL becomes two that are not:
 // whether it is NULL, then its value, or any value where it is.
-void ExpressionTyper::AddRankKeys(const SqlWindow& window, const Clause& clause,
-                                  TypedArguments& columns, std::vector<SortOrder_t>& orders) const {
-  const bool takesNulls = window.orderBy.size() == 1 && window.orderBy[0].nulls == kNullsLast;
-  for (const SqlSortItem& item : window.orderBy) {
+void ExpressionTyper::TypeRankKeys(const std::vector<SqlSortItem>& keys, const Clause& clause,
+                                   TypedArguments& columns,
+                                   std::vector<SortOrder_t>& orders) const {
+  const bool takesNulls = keys.size() == 1 && keys[0].nulls == kNullsLast;
+  for (const SqlSortItem& item : keys) {
     TypedExpressionPtr key = TypeKey(*item.expression, clause);
     if (key->nullable && !takesNulls) {
+      // There are no binary constants.
+      RefuseBinary({key}, L"Rank");
       if (key->type == XeBitData) key = ConvertTyped(key, XeInt4Data);
       const int position = key->position;
       columns.push_back(MakeCall(*FindOperator("is null", 1), {key}, position));
