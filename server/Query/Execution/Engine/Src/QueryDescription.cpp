@@ -50,13 +50,12 @@ class Description {
         : window.IsImmediate() ? L"window of the rows so far"
                                : L"window of all rows");
     for (std::size_t i = 0; i < static_cast<std::size_t>(plan.partitionKeys); ++i) {
-      Add(L"partition by " + inputs[i].GetColumn().name);
+      Add(L"partition key");
       AddTree(inputs[i].GetTree());
     }
     for (const PlanSortKey& key : plan.order) {
-      FieldWriter& input = inputs.at(static_cast<std::size_t>(key.column));
-      Add(L"in order of " + input.GetColumn().name + DirectionOf(key));
-      AddTree(input.GetTree());
+      Add(L"order key" + DirectionOf(key));
+      AddTree(inputs.at(static_cast<std::size_t>(key.column)).GetTree());
     }
     AddAggregates(L"function ", plan.functions, window.BindFunctions(), inputs);
   }

@@ -294,20 +294,20 @@ TEST_F(WindowRunTest, ErrorsTellRowAndPlaceAndTheNextRunIsSound) {
   EXPECT_EQ(Error(groups), tooSmall + ", place 7");
 }
 
-TEST_F(WindowRunTest, ExplainShowsHowAWindowRuns) {
-  const auto describe = [this](const std::vector<Window>& windows) {
-    XeString text;
-    for (const XeString& line : Bind("SELECT s, x, n FROM t", windows).Describe()) {
-      if (line[0] != L' ' && !line.starts_with(L"output")) text += line + L'\n';
-    }
-    return BaseStringUtil::StringToUtf8(text);
-  };
-  EXPECT_EQ(describe({{{1}, {-2, 3}, "rx"}, {{}, {}, "v"}, {{}, {}, "rx"}}),
-            "scan t (3 of 3 columns)\n"
-            "window of sorted rows\npartition by s\nin order of x descending\nin order of n\n"
-            "function f by RunningSumFloat64\nfunction f by RangeFloat64\n"
-            "window of the rows so far\nfunction f by MovingSumFloat64\n"
-            "window of all rows\nfunction f by RunningSumFloat64\nfunction f by RangeFloat64\n");
+TEST_F(WindowRunTest, ExplainShowsHowEachWindowRuns) {
+  QueryRun run = Bind("SELECT s, x, n FROM t", {{{1}, {-2}, "rx"}, {{}, {}, "v"}, {{}, {}, "x"}});
+  XeString text;
+  for (const XeString& line : run.Describe()) {
+    if (!line.starts_with(L"output")) text += line + L'\n';
+  }
+  const std::string reads = "\n  ExtractFloat64 x -> DOUBLE\n";
+  EXPECT_THAT(BaseStringUtil::StringToUtf8(text),
+              testing::StartsWith(
+                  "scan t (3 of 3 columns)\nwindow of sorted rows\npartition key\n"
+                  "  ExtractLongVarXeChar s -> LONG VARCHAR\norder key descending" +
+                  reads + "function f by RunningSumFloat64" + reads + "function f by RangeFloat64" +
+                  reads + "window of the rows so far\nfunction f by MovingSumFloat64" + reads +
+                  "window of all rows\nfunction f by RangeFloat64" + reads));
 }
 
 }  // namespace
