@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +11,7 @@
 #include "RunMerger.h"
 #include "SortBuffer.h"
 #include "SpillFile.h"
+#include "Utility/SystemUtility.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -24,11 +22,8 @@ constexpr std::size_t kDefaultRunBufferSize = 256;
 constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
 
 std::size_t ReadInitialBufferBytes() {
-  const char* const text = std::getenv("RUN_BUFFER_SIZE");
-  const std::string_view digits = text == nullptr ? "" : text;
-  std::size_t size = 0;
-  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), size);
-  if (end != digits.end() || error != std::errc() || size == 0) size = kDefaultRunBufferSize;
+  const std::size_t size =
+      SystemUtility::ReadEnvironmentNumber("RUN_BUFFER_SIZE", kDefaultRunBufferSize);
   return std::min(size, SqrtSorter::kMaxBufferBytes >> 10) << 10;
 }
 
