@@ -52,7 +52,8 @@ struct SqrtSorter::State {
   const std::size_t recordSize;
   const bool unique;
   OperatorTimer& timer;
-  const std::size_t initialBytes;
+  std::size_t initialBytes;
+  std::size_t mostBytes = kMaxBufferBytes;
   uint64 limit = 0;
   bool hasKeys = false;
   RecordOrder order;
@@ -98,7 +99,7 @@ void SqrtSorter::State::MakeRoom() {
       buffer.Compact();
     } else {
       Spill();
-      bufferBytes = std::min(bufferBytes + initialBytes, kMaxBufferBytes);
+      bufferBytes = std::min(bufferBytes + initialBytes, mostBytes);
       buffer.Reset(bufferBytes);
     }
   }
@@ -159,6 +160,12 @@ void SqrtSorter::SetRecordLimit(uint64 count) {
   XE_ASSERT(state_->phase != State::Phase::kInput);
   state_->phase = State::Phase::kIdle;
   state_->limit = count;
+}
+
+void SqrtSorter::SetBufferBytes(std::size_t bytes) {
+  XE_ASSERT(state_->phase != State::Phase::kInput);
+  state_->phase = State::Phase::kIdle;
+  state_->initialBytes = state_->mostBytes = bytes;
 }
 
 void SqrtSorter::BeginInput() {
