@@ -27,7 +27,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59023, 0, "the branches of CASE are incomplete: every WHEN needs one THEN"},
       {59025, 0,
        "LIKE needs an escape of exactly one character, and a character behind it in the pattern"},
-      {59028, 0, "the size of a window, or the number of rows or tiles, must be above 0"},
+      {59028, 0, "the size of a window, or the number of rows, tiles or bins, must be above 0"},
       {59029, 0, "TRIM takes one character at a time: give it a text of exactly one character"},
       {59030, 2, "a value of type {0} does not become one of type {1} by itself: cast it"},
       {59032, 0, "the value that CASE looks up is the NULL constant: test with IS NULL instead"},

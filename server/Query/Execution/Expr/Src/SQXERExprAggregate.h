@@ -4,6 +4,7 @@
 
 #include "SQXERExprAggregateAvg.h"
 #include "SQXERExprAggregateBase.h"
+#include "SQXERExprAggregateBin.h"
 #include "SQXERExprAggregateCount.h"
 #include "SQXERExprAggregateCovariance.h"
 #include "SQXERExprAggregateExtreme.h"
