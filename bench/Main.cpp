@@ -35,6 +35,10 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("TIMESTAMPDIFF(day, a, b)", "DifferenceInDays");
     PrintRatio("MOD of decimals", "DecimalMod");
     PrintRatio("SQRT of a decimal", "DecimalSqrt");
+    PrintRatio("RANK over all rows", "Rank");
+    PrintRatio("RANK in groups of 10", "RankGroupsOf10");
+    PrintRatio("RANK in groups of 1", "RankGroupsOf1");
+    PrintRatio("the first 10", "FirstTen");
     PrintRatio("standard deviation", "Stddev");
     PrintRatio("correlation", "Correlation");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");

@@ -22,6 +22,9 @@ namespace {
 
 constexpr std::size_t kDefaultRunBufferSize = 256;
 constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
+/// Fewer are sorted in about the time that it takes to read the clock twice. Groups of a few rows
+/// may be many.
+constexpr std::size_t kLeastRecordsTimed = 32;
 
 std::size_t ReadInitialBufferBytes() {
   const char* const text = std::getenv("RUN_BUFFER_SIZE");
@@ -70,6 +73,8 @@ struct SqrtSorter::State {
   uint64 cutoffPrefix = 0;
   std::optional<SpillFile> file;
   std::vector<Run> runs;
+  /// The last record of the last run.
+  std::vector<uint8> runEnd;
   std::optional<RunMerger> merger;
   uint64 returned = 0;
 };
@@ -114,7 +119,16 @@ void SqrtSorter::State::Spill() {
   if (!file) file.emplace();
   RunWriter writer(*file, buffer.GetStride(), GetWriteBytes(), timer);
   for (std::size_t i = 0; i < buffer.GetCount(); ++i) writer.Add(buffer.GetSorted(i), recordSize);
-  runs.push_back(writer.Finish());
+  // Input that comes in order makes one long run, of which nothing is left to merge.
+  const bool goesOn = !runs.empty() && order.Compare(runEnd.data(), buffer.GetSorted(0)) <= 0;
+  const Run run = writer.Finish();
+  if (goesOn) {
+    runs.back().count += run.count;
+  } else {
+    runs.push_back(run);
+  }
+  const uint8* const last = buffer.GetSorted(buffer.GetCount() - 1);
+  runEnd.assign(last, last + recordSize);
 }
 
 void SqrtSorter::State::MergeUntilOnePassIsLeft() {
@@ -188,7 +202,8 @@ void SqrtSorter::EndInput() {
   State& state = *state_;
   XE_ASSERT(state.phase == State::Phase::kInput);
   state.phase = State::Phase::kIdle;
-  const OperatorTimer::Scope scope(state.timer);
+  std::optional<OperatorTimer::Scope> scope;
+  if (state.file || state.buffer.GetCount() >= kLeastRecordsTimed) scope.emplace(state.timer);
   state.Sort();
   if (!state.runs.empty()) {
     if (state.buffer.GetCount() > 0) state.Spill();

@@ -24,8 +24,8 @@ class XEUTILITY_API SqrtSorter {
 
   /// `removeDuplicates`: of records whose keys compare equal only one is returned.
   /// `keepInputOrder`: records of equal keys come back in the order they went in (and the first of
-  /// equals is the one kept). The timer is charged with sorting time and spilled bytes and must
-  /// outlive the sorter.
+  /// equals is the one kept). The timer is charged with sorting time (that of a few records apart)
+  /// and spilled bytes and must outlive the sorter.
   SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates = false,
              bool keepInputOrder = false);
   ~SqrtSorter();

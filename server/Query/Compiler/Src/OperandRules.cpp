@@ -62,9 +62,11 @@ void CountBitsAsIntegers(TypedArguments& arguments) {
 }
 
 bool IsWideCount(const TypedExpression& argument) {
-  if (argument.kind != TypedExpression::Kind::kAggregate) return false;
+  if (!argument.aggregate) return false;
+  using Rule = AggregateResult::Rule;
   const auto& results = argument.function->aggregate->results;
-  return results[static_cast<std::size_t>(argument.index)].rule == AggregateResult::Rule::kCount &&
+  const Rule rule = results[static_cast<std::size_t>(argument.index)].rule;
+  return (rule == Rule::kCount || rule == Rule::kPlace) &&
          SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
 }
 
@@ -161,7 +163,7 @@ TypedExpressionPtr AsNullValue(const TypedExpressionPtr& null) {
   auto value = std::make_shared<TypedExpression>(*null);
   value->kind = TypedExpression::Kind::kCall;
   value->constant = {};
-  value->function = FindFunction("ifnull", 2);
+  value->function = FindFunctions("ifnull").front();
   value->arguments = {null, null};
   value->size = 3;
   return value;
