@@ -187,14 +187,14 @@ const std::map<std::string, std::vector<Row>> kDataSets = {
 };
 
 TEST(Accuracy, IsAsThePageTells) {
-  const TableRows table = PageTables("accuracy.md")["data"];
+  const TableRows table = PageTables("accuracy.md")["data set"];
   ASSERT_GT(table.size(), 20u);
   for (const auto& cells : table) {
     SCOPED_TRACE(testing::PrintToString(cells));
     // "RegressionAll 1" is its result 1, the one behind the first.
     const std::vector<std::string> statistic = Split(cells[1] + " 0", ' ');
-    const Kind* kind = kKinds;
-    while (kind->name != statistic[0]) ++kind;
+    const Kind* const kind = std::ranges::find(kKinds, statistic[0], &Kind::name);
+    ASSERT_NE(kind, std::end(kKinds));
     TestRecord input({{Double}, {Double}}), target(TargetFields());
     Driven aggregate(kind->make(1), input, target, 1);
     const Values results = ResultsOf(*kind, aggregate, kDataSets.at(cells[0]));
