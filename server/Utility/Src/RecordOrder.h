@@ -22,6 +22,7 @@ class RecordOrder {
     if (prefixA != prefixB) return prefixA < prefixB ? -1 : 1;
     return prefixDecides_ ? 0 : keys_.Compare(a, b);
   }
+  int Compare(const uint8* a, const uint8* b) const { return keys_.Compare(a, b); }
 
  private:
   KeySet keys_;

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +11,7 @@
 #include "RunMerger.h"
 #include "SortBuffer.h"
 #include "SpillFile.h"
+#include "Utility/SystemUtility.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -27,11 +25,8 @@ constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
 constexpr std::size_t kLeastRecordsTimed = 32;
 
 std::size_t ReadInitialBufferBytes() {
-  const char* const text = std::getenv("RUN_BUFFER_SIZE");
-  const std::string_view digits = text == nullptr ? "" : text;
-  std::size_t size = 0;
-  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), size);
-  if (end != digits.end() || error != std::errc() || size == 0) size = kDefaultRunBufferSize;
+  const std::size_t size =
+      SystemUtility::ReadEnvironmentNumber("RUN_BUFFER_SIZE", kDefaultRunBufferSize);
   return std::min(size, SqrtSorter::kMaxBufferBytes >> 10) << 10;
 }
 
@@ -60,7 +55,8 @@ struct SqrtSorter::State {
   const std::size_t recordSize;
   const bool unique;
   OperatorTimer& timer;
-  const std::size_t initialBytes;
+  std::size_t initialBytes;
+  std::size_t mostBytes = kMaxBufferBytes;
   uint64 limit = 0;
   bool hasKeys = false;
   RecordOrder order;
@@ -73,6 +69,8 @@ struct SqrtSorter::State {
   uint64 cutoffPrefix = 0;
   std::optional<SpillFile> file;
   std::vector<Run> runs;
+  /// The last record of the last run.
+  std::vector<uint8> runEnd;
   std::optional<RunMerger> merger;
   uint64 returned = 0;
 };
@@ -106,7 +104,7 @@ void SqrtSorter::State::MakeRoom() {
       buffer.Compact();
     } else {
       Spill();
-      bufferBytes = std::min(bufferBytes + initialBytes, kMaxBufferBytes);
+      bufferBytes = std::min(bufferBytes + initialBytes, mostBytes);
       buffer.Reset(bufferBytes);
     }
   }
@@ -117,7 +115,16 @@ void SqrtSorter::State::Spill() {
   if (!file) file.emplace();
   RunWriter writer(*file, buffer.GetStride(), GetWriteBytes(), timer);
   for (std::size_t i = 0; i < buffer.GetCount(); ++i) writer.Add(buffer.GetSorted(i), recordSize);
-  runs.push_back(writer.Finish());
+  // Input that comes in order makes one long run, of which nothing is left to merge.
+  const bool goesOn = !runs.empty() && order.Compare(runEnd.data(), buffer.GetSorted(0)) <= 0;
+  const Run run = writer.Finish();
+  if (goesOn) {
+    runs.back().count += run.count;
+  } else {
+    runs.push_back(run);
+  }
+  const uint8* const last = buffer.GetSorted(buffer.GetCount() - 1);
+  runEnd.assign(last, last + recordSize);
 }
 
 void SqrtSorter::State::MergeUntilOnePassIsLeft() {
@@ -167,6 +174,12 @@ void SqrtSorter::SetRecordLimit(uint64 count) {
   XE_ASSERT(state_->phase != State::Phase::kInput);
   state_->phase = State::Phase::kIdle;
   state_->limit = count;
+}
+
+void SqrtSorter::SetBufferBytes(std::size_t bytes) {
+  XE_ASSERT(state_->phase != State::Phase::kInput);
+  state_->phase = State::Phase::kIdle;
+  state_->initialBytes = state_->mostBytes = bytes;
 }
 
 void SqrtSorter::BeginInput() {

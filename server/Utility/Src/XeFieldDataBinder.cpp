@@ -347,12 +347,12 @@ bool XeFieldDataBinder::CanMove(XeDataType source, XeDataType target) {
 }
 
 XeFieldDataBinder::XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
-                                     const XeRecordMetaData& row, int rowIdField, int firstField)
-    : rowIdOffset_(row.GetFieldDescriptor(rowIdField)->GetDataOffset()) {
+                                     const XeRecordMetaData& row, int firstField) {
   for (const uint16 column : columns) {
     const XeFieldDescriptor& source = *input.GetFieldDescriptor(column);
     const XeFieldDescriptor& target = *row.GetFieldDescriptor(firstField++);
-    XE_ASSERT(target.GetDataType() == source.GetDataType() && target.GetNullOffset() != 0);
+    XE_ASSERT(target.GetDataType() == source.GetDataType());
+    XE_ASSERT(target.IsNullable() || !source.IsNullable());
     const bool unicode = source.IsUnicode(input.IsUnicodeRecord());
     columnMoves_.push_back(
         {source.GetDataOffset(), source.GetNullOffset(), target.GetDataOffset(),
@@ -362,9 +362,19 @@ XeFieldDataBinder::XeFieldDataBinder(const XeRecordMetaData& input, const UInt16
   }
 }
 
+XeFieldDataBinder::XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
+                                     const XeRecordMetaData& row, int rowIdField, int firstField)
+    : XeFieldDataBinder(input, columns, row, firstField) {
+  rowIdOffset_ = row.GetFieldDescriptor(rowIdField)->GetDataOffset();
+}
+
 void XeFieldDataBinder::MoveInputDataToFieldDataBinder(const uint8* record, uint32 rowId,
                                                        uint8* row) const {
   std::memcpy(row + rowIdOffset_, &rowId, sizeof rowId);
+  MoveColumns(record, row);
+}
+
+void XeFieldDataBinder::MoveColumns(const uint8* record, uint8* row) const {
   for (const ColumnMove& move : columnMoves_) {
     const bool isNull = move.sourceNullOffset != 0 && record[move.sourceNullOffset] != 0;
     row[move.targetNullOffset] = isNull ? 1 : 0;

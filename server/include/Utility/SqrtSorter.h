@@ -37,6 +37,10 @@ class XEUTILITY_API SqrtSorter {
   /// Only the first `count` records are wanted: the rest may be dropped early. 0: all.
   void SetRecordLimit(uint64 count);
 
+  /// A buffer of that many bytes from the first run to the last, for an owner with a limit of its
+  /// own. Writing runs takes a quarter more.
+  void SetBufferBytes(std::size_t bytes);
+
   /// Forgets what was there and takes records.
   void BeginInput();
   /// Copies one record.

@@ -54,9 +54,11 @@ class XEUTILITY_API XeFieldDataBinder {
                     uint32 targetLength);
 
   /// Gathers columns of an input record in a row of another layout: column `columns[i]` goes as it
-  /// is stored to the field `firstField + i`, which has its type, length and text width and is
-  /// nullable, and a number given with each row to the unsigned 32-bit field `rowIdField`. Error
-  /// 46030 for a column or a field outside its layout.
+  /// is stored to the field `firstField + i`, which has its type, length and text width, and is
+  /// nullable if the column is. Error 46030 for a column or a field outside its layout.
+  XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
+                    const XeRecordMetaData& row, int firstField);
+  /// And a number given with each row goes to the unsigned 32-bit field `rowIdField`.
   XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
                     const XeRecordMetaData& row, int rowIdField, int firstField);
 
@@ -79,6 +81,8 @@ class XEUTILITY_API XeFieldDataBinder {
   /// Fills a row from an input record, for a binder that gathers columns. A NULL leaves the field's
   /// value as it was; of a value of varying length only what it uses is copied.
   void MoveInputDataToFieldDataBinder(const uint8* record, uint32 rowId, uint8* row) const;
+  /// The same without a number.
+  void MoveColumns(const uint8* record, uint8* row) const;
   /// Reads the column at `index` of those gathered at another place of the input records.
   void SetInputPlace(std::size_t index, uint32 offset, uint32 nullOffset);
 
@@ -95,6 +99,7 @@ class XEUTILITY_API XeFieldDataBinder {
     /// 0: never NULL.
     uint32 sourceNullOffset;
     uint32 targetOffset;
+    /// 0 likewise: byte 0 of a row is unused, and receives that the column is not NULL.
     uint32 targetNullOffset;
     /// Bytes of a stored value, at most.
     uint32 size;

@@ -3,19 +3,54 @@
 #include <memory>
 #include <vector>
 
+#include "EngineError.h"
 #include "QueryPlan.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
 
-/// The aggregates of a grouped query, bound: what one live group needs. Errors carry the place of
-/// their aggregate in the SQL.
+/// An aggregate that is bound to its records, with the place of its call in the SQL.
+struct BoundAggregate {
+  std::unique_ptr<Aggregate> aggregate;
+  int position;
+};
+
+/// The fields that aggregates give.
+std::vector<ColumnInfo> ResultsOf(const std::vector<PlanAggregate>& plan);
+
+/// Makes and binds one of each. They read `input`; their results go to the fields of `target` from
+/// `firstResult` on. Errors carry the place of their aggregate in the SQL.
+std::vector<BoundAggregate> BindAggregates(const std::vector<PlanAggregate>& plan,
+                                           WorkRecord& input, WorkRecord& target,
+                                           std::size_t firstResult);
+
+/// Calls `action` for each of a range of bound aggregates. Errors carry the aggregate's place.
+template <class Members, class Action>
+void ForEachAggregate(Members& members, Action&& action) {
+  int position = ErrorMessage::kNoPosition;
+  try {
+    for (auto& member : members) {
+      position = member.position;
+      action(member);
+    }
+  } catch (ErrorMessage& error) {
+    error.SetSourcePosition(position);
+    throw;
+  }
+}
+
+/// Compute and Finalize, whose status must be kTrue: error 57100 (status).
+inline void CheckStatus(RExprReturn status) {
+  if (status != kTrue) ThrowEngineError(kBadStatus, {std::to_wstring(status)});
+}
+
+/// The aggregates of a grouped query, bound: what one live group needs.
 class AggregateSet {
  public:
-  /// Makes and binds one of each. They read `input`; their results go to the fields of `group` from
-  /// `firstResult` on.
+  /// See BindAggregates.
   AggregateSet(const std::vector<PlanAggregate>& plan, WorkRecord& input, WorkRecord& group,
-               std::size_t firstResult);
+               std::size_t firstResult)
+      : members_(BindAggregates(plan, input, group, firstResult)) {}
 
   void Initialize();
   void Compute(uint8* inputRecord, uint32 size);
@@ -25,14 +60,7 @@ class AggregateSet {
   Aggregate& Get(std::size_t index) { return *members_[index].aggregate; }
 
  private:
-  struct Member {
-    std::unique_ptr<Aggregate> aggregate;
-    int position;
-  };
-  template <class Action>
-  void ForEach(Action&& action);
-
-  std::vector<Member> members_;
+  std::vector<BoundAggregate> members_;
 };
 
 }  // namespace sqxer

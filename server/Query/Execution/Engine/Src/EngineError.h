@@ -55,4 +55,19 @@ inline XeString QuotedValue(std::string_view utf8) { return BaseStringUtil::Quot
   SUGThrow(ErrorMessage(code, std::move(arguments)));
 }
 
+/// Where the number of an input row belongs that has none: the rows of no table, or groups.
+inline constexpr uint64 kNoRowNumber = 0;
+
+/// Does what concerns one input row, and returns what that gives. An error on its way out carries
+/// the row's number, if it has one.
+template <class Action>
+auto AtRow(uint64 row, Action&& action) {
+  try {
+    return action();
+  } catch (ErrorMessage& error) {
+    if (row != kNoRowNumber) error.SetRowNumber(static_cast<int64>(row));
+    throw;
+  }
+}
+
 }  // namespace sqxer

@@ -119,6 +119,19 @@ void FieldWriter::WriteNull(RExprReturn status) {
   *null_ = 1;
 }
 
+std::vector<ColumnInfo> ResultsOf(const std::vector<PlanExpression>& expressions) {
+  std::vector<ColumnInfo> fields;
+  for (const PlanExpression& expression : expressions) fields.push_back(expression.result);
+  return fields;
+}
+
+void BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source, WorkRecord& target,
+             std::vector<FieldWriter>& writers) {
+  for (PlanExpression& expression : expressions) {
+    writers.emplace_back(std::move(expression), source, target, writers.size());
+  }
+}
+
 RowFilter::RowFilter(std::unique_ptr<RExpression> tree, WorkRecord& source)
     : tree_(BindRoot(std::move(tree), ErrorMessage::kNoPosition, source)) {}
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "QueryPlan.h"
 #include "SQXERExpression.h"
@@ -52,6 +53,15 @@ class FieldWriter {
   bool nullable_;
   ColumnInfo column_;
 };
+
+/// The fields that expressions give.
+std::vector<ColumnInfo> ResultsOf(const std::vector<PlanExpression>& expressions);
+/// Binds the trees to `source`, one after the other; they give the first fields of `target`.
+void BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source, WorkRecord& target,
+             std::vector<FieldWriter>& writers);
+inline void WriteAll(std::vector<FieldWriter>& writers) {
+  for (FieldWriter& writer : writers) writer.Write();
+}
 
 /// A bound predicate.
 class RowFilter {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "EngineError.h"
+#include "RecordKeys.h"
 #include "Utility/XeAssert.h"
 #include "Utility/XeMemory.h"
 
@@ -14,14 +15,6 @@ constexpr std::size_t kKeyBlockBytes = std::size_t{64} << 10;
 
 std::size_t AlignUp(std::size_t bytes, std::size_t boundary) {
   return (bytes + boundary - 1) / boundary * boundary;
-}
-
-KeySet MakeKeys(WorkRecord& record, std::size_t count) {
-  KeySet keys;
-  for (std::size_t i = 0; i < count; ++i) {
-    keys.Add(KeyDesc(record.GetField(i), kAscending, KeyDesc::GetCharComparisonType()));
-  }
-  return keys;
 }
 
 /// The bytes in front of the first result.
@@ -45,6 +38,18 @@ uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uin
   uint64 bytes = kPerGroup + resultBytes + kPerAggregate * aggregates.size();
   for (const PlanAggregate& aggregate : aggregates) {
     if (aggregate.distinct) bytes += SqrtSorter::GetInitialBufferBytes();
+  }
+  return bytes;
+}
+
+/// What the aggregates may take in all groups together that hold every value of theirs: those that
+/// remove duplicates without a sorter.
+uint64 CountBytesOfHeldValues(const std::vector<PlanAggregate>& aggregates, uint64 rows) {
+  uint64 bytes = 0;
+  for (const PlanAggregate& aggregate : aggregates) {
+    if (!aggregate.distinct && aggregate.make()->IsDistinctHandled()) {
+      bytes += rows * sizeof(float64);
+    }
   }
   return bytes;
 }
@@ -73,16 +78,18 @@ XeRecordMetaData NumberAt(std::size_t offset) {
 }  // namespace
 
 GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& input,
-                       const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit)
+                       const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit,
+                       uint64 mostRows)
     : group_(group),
       keyCount_(keyCount),
       input_(input),
       aggregates_(aggregates),
       memoryLimit_(memoryLimit),
-      keys_(MakeKeys(group, keyCount)),
+      keys_(KeysOfFirstFields(group, keyCount)),
       keyBytes_(CountKeyBytes(group, keyCount)),
       varyingKeyOffset_(FindVaryingKey(group, keyCount)),
       bytesBeyondGateway_(CountBytesBeyondGateway(aggregates, group.GetSize() - keyBytes_)),
+      bytesOfHeldValues_(CountBytesOfHeldValues(aggregates, mostRows)),
       inputOffset_(
           AlignUp(std::max(keyBytes_, TakeFields(group, keyCount).GetBinaryRecordSize()), 16)),
       rowOffset_(AlignUp(inputOffset_ + input.GetSize(), alignof(float64))),
@@ -93,7 +100,7 @@ void GroupTable::Clear() {
   keyBlocks_.clear();
   keyBlockFree_ = 0;
   slots_.assign(kFirstSlots, Slot());
-  bytesInUse_ = 0;
+  bytesInUse_ = bytesOfHeldValues_;
   sorter_.reset();
 }
 
@@ -111,17 +118,17 @@ bool GroupTable::Add(uint64 row) {
     Sort(row);
     return false;
   }
-  try {
+  const std::size_t before = isNew ? MemoryGateway::BytesInUse() : 0;
+  AtRow(row, [&] {
     std::size_t index = slot->group - 1;
     if (isNew) {
       index = groups_.size();
       OpenGroupAt(*slot, hash);
     }
     groups_[index].aggregates.Compute(input_.GetData(), input_.GetSize());
-  } catch (ErrorMessage& error) {
-    error.SetRowNumber(static_cast<int64>(row));
-    throw;
-  }
+  });
+  // With its first row: who holds values takes room for many of them at once.
+  if (isNew) bytesInUse_ += MemoryGateway::BytesInUse() - before;
   return isNew;
 }
 
@@ -137,12 +144,11 @@ GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
 }
 
 void GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
-  const std::size_t before = MemoryGateway::BytesInUse();
   const uint32 keyBytes = CountUsedKeyBytes();
   groups_.push_back(
       {KeepKey(keyBytes), keyBytes, AggregateSet(aggregates_, input_, group_, keyCount_)});
   groups_.back().aggregates.Initialize();
-  bytesInUse_ += MemoryGateway::BytesInUse() - before + keyBytes + bytesBeyondGateway_;
+  bytesInUse_ += keyBytes + bytesBeyondGateway_;
   slot = {hash, static_cast<uint32>(groups_.size())};
   if (groups_.size() > slots_.size() / 2) GrowSlots();
 }
@@ -252,12 +258,8 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
       std::memcpy(result.Get() + rowOffset, &row, sizeof row);
       aggregates.Initialize();
     }
-    try {
-      aggregates.Compute(record + inputOffset_, input_.GetSize());
-    } catch (ErrorMessage& error) {
-      error.SetRowNumber(static_cast<int64>(row));
-      throw;
-    }
+    AtRow(static_cast<uint64>(row),
+          [&] { aggregates.Compute(record + inputOffset_, input_.GetSize()); });
   }
   close();
 }

@@ -9,6 +9,11 @@
 namespace sqxer {
 namespace {
 
+XeString DirectionOf(const PlanSortKey& key) {
+  return XeString(key.order == kAscending ? L"" : L" descending") +
+         (key.nulls == kNullsFirst ? L", nulls first" : L"");
+}
+
 /// Lines of text, the nodes of trees indented under their step.
 class Description {
  public:
@@ -26,6 +31,33 @@ class Description {
       Add(step + writer.GetColumn().name);
       AddTree(writer.GetTree());
     }
+  }
+  /// The aggregates of a plan, as they are bound, and the trees of the columns that they read.
+  void AddAggregates(const wchar_t* step, const std::vector<PlanAggregate>& plan,
+                     AggregateSet bound, std::vector<FieldWriter>& inputs) {
+    for (std::size_t i = 0; i < plan.size(); ++i) {
+      Aggregate& aggregate = bound.Get(i);
+      Add(step + Wide(plan[i].text) + L" by " + NodeName(aggregate));
+      for (const uint16 column : *aggregate.GetAggregateColumns()) {
+        AddTree(inputs.at(column).GetTree());
+      }
+    }
+  }
+  void AddWindow(WindowRun& window) {
+    std::vector<FieldWriter>& inputs = window.GetInputs();
+    const PlanWindow& plan = window.GetPlan();
+    Add(window.IsSorted()      ? L"window of sorted rows"
+        : window.IsImmediate() ? L"window of the rows so far"
+                               : L"window of all rows");
+    for (std::size_t i = 0; i < static_cast<std::size_t>(plan.partitionKeys); ++i) {
+      Add(L"partition key");
+      AddTree(inputs[i].GetTree());
+    }
+    for (const PlanSortKey& key : plan.order) {
+      Add(L"order key" + DirectionOf(key));
+      AddTree(inputs.at(static_cast<std::size_t>(key.column)).GetTree());
+    }
+    AddAggregates(L"function ", plan.functions, window.BindFunctions(), inputs);
   }
   std::vector<XeString> Take() { return std::move(lines_); }
 
@@ -51,19 +83,17 @@ std::vector<XeString> QueryRun::Describe() {
   }
   description.AddTrees(L"group by ", groupKeys_);
   if (groups_) {
-    AggregateSet bound(plan_.aggregates, inputRecord_, groupRecord_, groupKeys_.size());
-    for (std::size_t i = 0; i < plan_.aggregates.size(); ++i) {
-      Aggregate& aggregate = bound.Get(i);
-      description.Add(L"aggregate " + Wide(plan_.aggregates[i].text) + L" by " +
-                      NodeName(aggregate));
-      for (const uint16 column : *aggregate.GetAggregateColumns()) {
-        description.AddTree(aggregateInputs_.at(column).GetTree());
-      }
-    }
+    description.AddAggregates(
+        L"aggregate ", plan_.aggregates,
+        AggregateSet(plan_.aggregates, inputRecord_, groupRecord_, groupKeys_.size()),
+        aggregateInputs_);
   }
   if (having_) {
     description.Add(L"having");
     description.AddTree(having_->GetTree());
+  }
+  if (windows_) {
+    for (WindowRun& window : windows_->GetWindows()) description.AddWindow(window);
   }
   const auto hidden = static_cast<std::size_t>(plan_.visibleOutputs);
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
@@ -75,8 +105,7 @@ std::vector<XeString> QueryRun::Describe() {
     const auto column = static_cast<std::size_t>(key.column);
     const XeString name = column < hidden ? outputs_[column].GetColumn().name
                                           : L"column " + std::to_wstring(column + 1);
-    description.Add(L"order by " + name + (key.order == kAscending ? L"" : L" descending") +
-                    (key.nulls == kNullsFirst ? L", nulls first" : L""));
+    description.Add(L"order by " + name + DirectionOf(key));
   }
   if (plan_.offset != 0) description.Add(L"offset " + std::to_wstring(plan_.offset));
   if (plan_.limit) description.Add(L"limit " + std::to_wstring(*plan_.limit));

@@ -2,36 +2,25 @@
 
 #include <limits>
 
-#include "EngineError.h"
+#include "RecordKeys.h"
 #include "Utility/SUSystemConfig.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
 namespace {
 
-std::vector<ColumnInfo> ResultsOf(const std::vector<PlanExpression>& expressions) {
-  std::vector<ColumnInfo> fields;
-  for (const PlanExpression& expression : expressions) fields.push_back(expression.result);
+/// The fields of the scan or the group record, those that the windows fill last.
+std::vector<ColumnInfo> WithWindowResults(std::vector<ColumnInfo> fields, const QueryPlan& plan,
+                                          bool isSource) {
+  if (isSource) fields.insert(fields.end(), plan.windowResults.begin(), plan.windowResults.end());
   return fields;
 }
 
 std::vector<ColumnInfo> GroupFields(const QueryPlan& plan) {
   std::vector<ColumnInfo> fields = ResultsOf(plan.groupKeys);
-  for (const PlanAggregate& aggregate : plan.aggregates) {
-    fields.insert(fields.end(), aggregate.results.begin(), aggregate.results.end());
-  }
+  const std::vector<ColumnInfo> results = ResultsOf(plan.aggregates);
+  fields.insert(fields.end(), results.begin(), results.end());
   return fields;
-}
-
-void BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source, WorkRecord& target,
-             std::vector<FieldWriter>& writers) {
-  for (PlanExpression& expression : expressions) {
-    writers.emplace_back(std::move(expression), source, target, writers.size());
-  }
-}
-
-void WriteAll(std::vector<FieldWriter>& writers) {
-  for (FieldWriter& writer : writers) writer.Write();
 }
 
 }  // namespace
@@ -39,14 +28,15 @@ void WriteAll(std::vector<FieldWriter>& writers) {
 QueryRun::QueryRun(QueryPlan plan, const Table* table)
     : plan_(std::move(plan)),
       table_(table),
-      scanRecord_(plan_.scanRecord),
+      scanRecord_(WithWindowResults(plan_.scanRecord, plan_, !plan_.grouped)),
       inputRecord_(ResultsOf(plan_.aggregateInputs)),
-      groupRecord_(GroupFields(plan_)),
+      groupRecord_(WithWindowResults(GroupFields(plan_), plan_, plan_.grouped)),
       resultRecord_(ResultsOf(plan_.outputs)),
       noInput_({}) {
   XE_ASSERT((table_ == nullptr) == plan_.table.empty());
   BindScan();
   if (plan_.grouped) BindGroups();
+  if (!plan_.windows.empty()) BindWindows();
   BindOutputs();
 }
 
@@ -68,22 +58,27 @@ void QueryRun::BindGroups() {
   const uint64 memory = SUSystemConfig::GetSystemConfig().groupMemory_;
   BindAll(plan_.groupKeys, scanRecord_, groupRecord_, groupKeys_);
   BindAll(plan_.aggregateInputs, scanRecord_, inputRecord_, aggregateInputs_);
-  groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory);
+  groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory,
+                  table_ != nullptr ? table_->rowCount : 1);
   if (plan_.having) having_.emplace(std::move(plan_.having), groupRecord_);
 }
 
+void QueryRun::BindWindows() {
+  const auto fields = static_cast<std::size_t>(SourceRecord().GetLayout().GetFieldCount());
+  windows_.emplace(plan_.windows, SourceRecord(), fields - plan_.windowResults.size(),
+                   plan_.grouped ? WindowSet::Source::kGroups : WindowSet::Source::kScan,
+                   table_ != nullptr && !plan_.grouped);
+}
+
 void QueryRun::BindOutputs() {
-  BindAll(plan_.outputs, plan_.grouped ? groupRecord_ : scanRecord_, resultRecord_, outputs_);
+  BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
-                      noAggregates_, SUSystemConfig::GetSystemConfig().groupMemory_);
+                      noAggregates_, SUSystemConfig::GetSystemConfig().groupMemory_, 0);
   }
   if (plan_.order.empty()) return;
   KeySet keys;
-  for (const PlanSortKey& key : plan_.order) {
-    keys.Add(KeyDesc(resultRecord_.GetField(static_cast<std::size_t>(key.column)), key.order,
-                     KeyDesc::GetCharComparisonType(), key.nulls));
-  }
+  AddSortKeys(plan_.order, resultRecord_, keys);
   sorter_.emplace(resultRecord_.GetSize(), timer_, false, true);
   sorter_->SetRowIdSorterMetadata(keys, resultRecord_.GetLayout());
   if (plan_.limit && *plan_.limit <= std::numeric_limits<uint64>::max() - plan_.offset) {
@@ -100,6 +95,7 @@ void QueryRun::Run(ResultSink& sink) {
       groups_->EmitLive(emitGroup);
       groups_->EmitSorted(emitGroup);
     }
+    if (windows_) EmitWindowRows();
     if (distinct_) distinct_->EmitSorted([this] { return Deliver(); });
     if (sorter_) EmitSortedRows();
   }
@@ -113,6 +109,7 @@ void QueryRun::Start(ResultSink& sink) {
     groups_->Clear();
     if (groupKeys_.empty()) groups_->OpenGroup();
   }
+  if (windows_) windows_->Begin();
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
   sink.Begin(VisibleColumns(), resultRecord_.GetLayout());
@@ -120,43 +117,56 @@ void QueryRun::Start(ResultSink& sink) {
 
 void QueryRun::ScanRows() {
   const uint64 rows = table_ != nullptr ? table_->rowCount : 1;
-  for (uint64 row = 0; row < rows; ++row) {
-    if (scan_) scan_->Fill(row);
-    if (documents_) documents_->Fill(row);
-    bool passes = false;
-    try {
-      passes = EvaluateRow();
-    } catch (ErrorMessage& error) {
-      if (table_ != nullptr) error.SetRowNumber(static_cast<int64>(row + 1));
-      throw;
-    }
-    if (!passes) continue;
+  for (uint64 row = 1; row <= rows; ++row) {
+    Fill(row);
+    if (filter_ && !AtRow(ErrorRow(row), [this] { return filter_->Passes(); })) continue;
     if (groups_) {
-      groups_->Add(row + 1);
-    } else if (distinct_) {
-      if (distinct_->Add(row + 1) && !Deliver()) return;
-    } else if (!Deliver()) {
+      AddToGroups(row);
+    } else if (!TakeSourceRow(row)) {
       return;
     }
   }
 }
 
-bool QueryRun::EvaluateRow() {
-  if (filter_ && !filter_->Passes()) return false;
-  if (groups_) {
+void QueryRun::Fill(uint64 row) {
+  if (scan_) scan_->Fill(row - 1);
+  if (documents_) documents_->Fill(row - 1);
+}
+
+void QueryRun::AddToGroups(uint64 row) {
+  AtRow(ErrorRow(row), [this] {
     WriteAll(groupKeys_);
     WriteAll(aggregateInputs_);
-  } else {
-    WriteAll(outputs_);
+  });
+  groups_->Add(row);
+}
+
+bool QueryRun::EmitGroup() { return (having_ && !having_->Passes()) || TakeSourceRow(++row_); }
+
+bool QueryRun::TakeSourceRow(uint64 row) {
+  if (!windows_) return Emit(row);
+  if (windows_->AreImmediate()) {
+    windows_->WriteResults(row);
+    return Emit(row);
   }
+  windows_->Add(row);
   return true;
 }
 
-bool QueryRun::EmitGroup() {
-  if (having_ && !having_->Passes()) return true;
-  WriteAll(outputs_);
-  if (distinct_ && !distinct_->Add(++row_)) return true;
+bool QueryRun::Emit(uint64 row) {
+  AtRow(plan_.grouped ? kNoRowNumber : ErrorRow(row), [this] { WriteAll(outputs_); });
+  if (distinct_ && !distinct_->Add(row)) return true;
   return Deliver();
+}
+
+void QueryRun::EmitWindowRows() {
+  if (windows_->AreImmediate()) return;
+  windows_->EndInput();
+  while (const uint64 row = windows_->Next()) {
+    if (!plan_.grouped) Fill(row);
+    windows_->WriteResults(row);
+    if (!Emit(row)) return;
+  }
 }
 
 bool QueryRun::Deliver() {

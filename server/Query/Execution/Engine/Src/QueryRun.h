@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "EngineError.h"
 #include "FieldWriter.h"
 #include "GroupTable.h"
 #include "JsonScan.h"
@@ -12,6 +13,7 @@
 #include "Table.h"
 #include "TableScan.h"
 #include "Utility/SqrtSorter.h"
+#include "WindowSet.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -35,15 +37,24 @@ class QueryRun {
   std::vector<ColumnInfo> VisibleColumns() const;
   void BindScan();
   void BindGroups();
+  void BindWindows();
   void BindOutputs();
+  /// What outputs and windows read.
+  WorkRecord& SourceRecord() { return plan_.grouped ? groupRecord_ : scanRecord_; }
+  /// The number that errors of a row carry.
+  uint64 ErrorRow(uint64 row) const { return table_ != nullptr ? row : kNoRowNumber; }
 
   void Start(ResultSink& sink);
   void ScanRows();
-  bool EvaluateRow();
+  void Fill(uint64 row);
+  void AddToGroups(uint64 row);
   /// These return false when no further row is wanted.
   bool EmitGroup();
+  bool TakeSourceRow(uint64 row);
+  bool Emit(uint64 row);
   bool Deliver();
   bool Pass();
+  void EmitWindowRows();
   void EmitSortedRows();
   bool WantsNothing() const { return plan_.limit && *plan_.limit == 0; }
 
@@ -61,6 +72,7 @@ class QueryRun {
   std::vector<FieldWriter> aggregateInputs_;
   std::optional<GroupTable> groups_;
   std::optional<RowFilter> having_;
+  std::optional<WindowSet> windows_;
   std::vector<FieldWriter> outputs_;
   std::optional<GroupTable> distinct_;
   std::vector<PlanAggregate> noAggregates_;

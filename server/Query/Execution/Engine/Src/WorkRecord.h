@@ -40,6 +40,7 @@ class WorkRecord {
   WorkRecord& operator=(const WorkRecord&) = delete;
 
   XeRecordMetaData& GetLayout() { return layout_; }
+  const XeRecordMetaData& GetLayout() const { return layout_; }
   const XeFieldDescriptor& GetField(std::size_t position) const {
     return *layout_.GetFieldDescriptor(static_cast<int>(position));
   }

@@ -14,8 +14,6 @@ namespace {
 
 const XeString kPreferredN = L"PreferredN";
 
-constexpr uint32 kFirstBlockRows = 512;
-constexpr uint32 kMaxBlockBytes = 65535;
 /// The buffer holds as many rows as fit these bytes, and at least so many times N.
 constexpr uint32 kBufferBytes = 65535;
 constexpr uint64 kRowsPerWanted = 10;
@@ -31,7 +29,7 @@ PreferredRows::PreferredRows(std::unique_ptr<KeySet> keys, const KeySet& rowIdKe
     : tempRowSize_(rowSize),
       rowIdOffset_(rowIdOffset),
       rankOffset_(rankOffset),
-      arrayRowSet_(rowSize, kFirstBlockRows, kMaxBlockBytes),
+      arrayRowSet_(rowSize, kFirstWorkRows, kMaxWorkRowBlockBytes),
       aggrKeySet_(std::move(keys)),
       rowIdKeySet_(rowIdKeys) {}
 
@@ -59,6 +57,7 @@ void PreferredRows::Add(const uint8* row) {
 }
 
 void PreferredRows::Compact() {
+  // A row can only fall in rank, so what is beyond N now stays there, under DISTINCT as well.
   RankRows();
   appendMode_ = inMemoryRecordCount_ == maxRecordsInMemory_;
   if (appendMode_) maxRecordsInMemory_ = Saturate(uint64{2} * maxRecordsInMemory_);

@@ -51,7 +51,8 @@ class SQXEREXPR_API PreferredRows {
 
 /// TOP_N, BOTTOM_N: for every row among the first N of its group its rank, as an unsigned 32-bit
 /// integer, else NULL. Rows of equal values share a rank, those at the N-th place are among the
-/// first. NULL gets NULL. Takes values of any type with an order; keeps 64 KiB or 10 N rows.
+/// first. NULL gets NULL. Takes values of any type with an order; keeps 64 KiB or 10 N rows of a
+/// group. Rows have the ids that BufferedRowsAggregate gives them.
 class SQXEREXPR_API PreferredN : public WorkRowAggregate {
  public:
   enum Preference {

@@ -46,7 +46,7 @@ void Rank::MakeSorters() {
 void Rank::Initialize(bool) {
   count_ = 0;
   outputPosition_ = 0;
-  bHasMoreRecords_ = false;
+  // An odd number of outputs has exchanged them.
   if (tempRow_ != initialTempRow_) std::swap(tempRow_, nextTempRow_);
   if (rankOrderSorter_ == nullptr) {
     XeAssert::handleAssert(__FILE__, __LINE__, "rankOrderSorter_.Get() != NULL");

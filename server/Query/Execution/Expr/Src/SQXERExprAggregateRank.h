@@ -9,8 +9,9 @@ namespace sqxer {
 /// made of all aggregate columns, any types with an order; it is NULL when one of them is.
 ///
 /// A group may be larger than memory: its rows go to one sorter in ranking order and from there,
-/// ranked, to another one in input order. Both are kept from group to group. Output follows the
-/// input, one call for each row; a call for which there was no Compute repeats the rank before.
+/// ranked, to another one in input order. Both are kept from group to group. Output is called once
+/// for each row, in input order, counting from every Initialize; a call for which there was no
+/// Compute repeats the rank before.
 class SQXEREXPR_API Rank : public WorkRowAggregate {
  public:
   /// `isNullRankNull`: a NULL value has a NULL rank. Without it the NULLs of a group share one

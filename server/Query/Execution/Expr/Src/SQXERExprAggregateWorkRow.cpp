@@ -11,9 +11,6 @@ namespace {
 constexpr int kRowIdField = 0;
 constexpr int kComputedField = 1;
 
-constexpr uint32 kFirstBlockRows = 512;
-constexpr uint32 kMaxBlockBytes = 65535;
-
 }  // namespace
 
 WorkRowAggregate::WorkRowAggregate(UInt16Vector* aggregateColumns,
@@ -95,7 +92,7 @@ void BufferedRowsAggregate::BindRows(const XeRecordMetaData& input, const XeStri
   BindWorkRow(input, operatorName, computedOffset);
   tempRow_.Reserve(tempRowSize_);
   prevRow_.Reserve(tempRowSize_);
-  valueRowSet_ = std::make_unique<ArrayRowSet>(tempRowSize_, kFirstBlockRows, kMaxBlockBytes);
+  valueRowSet_ = std::make_unique<ArrayRowSet>(tempRowSize_, kFirstWorkRows, kMaxWorkRowBlockBytes);
 }
 
 void BufferedRowsAggregate::Initialize(bool restart) {

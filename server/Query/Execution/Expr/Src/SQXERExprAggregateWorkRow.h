@@ -11,6 +11,10 @@
 
 namespace sqxer {
 
+/// How the work rows that are kept in memory take it: see ArrayRowSet.
+inline constexpr uint32 kFirstWorkRows = 512;
+inline constexpr uint32 kMaxWorkRowBlockBytes = 65535;
+
 /// An aggregate that gives each row of a group its place among all of them. What it needs of a row
 /// goes to a work row: the row's id, what is computed for it, its value, then the further aggregate
 /// columns and the distinct-break columns. Value and further columns are the keys of the ranking

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <numeric>
-
 #include "SQXEROpsAggregate.h"
 #include "Utility/KeySet.h"
 #include "Utility/XeTypes.h"
@@ -71,8 +69,9 @@ class TileWalk {
     j_ = j;
     upper_ = (uint64{j} + 1) * n_ / tiles_;
     boundary_ = valueAt_(upper_);
-    // Where the values divide evenly, the boundary lies between two of them.
-    if (n_ % tiles_ == 0) boundary_ = std::midpoint(valueAt_(upper_ - 1), boundary_);
+    // Where the values divide evenly, the boundary lies between two of them. Beyond doubles the sum
+    // of two great values is infinite, and so is the boundary, as the median is.
+    if (n_ % tiles_ == 0) boundary_ = (valueAt_(upper_ - 1) + boundary_) * 0.5;
   }
 
   ValueAt valueAt_;

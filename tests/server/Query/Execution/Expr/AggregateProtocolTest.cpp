@@ -83,6 +83,12 @@ float64 Middle(const Seen& values) {
   std::sort(sorted.begin(), sorted.end());
   return (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
 }
+float64 Deviation(const Seen& values) {
+  const float64 n = static_cast<float64>(values.size()), mean = Total(values) / n;
+  float64 squares = 0;
+  for (const float64 value : values) squares += std::pow(value - mean, 2);
+  return std::sqrt(squares / n);
+}
 Values ModelList(const Group& g) {
   return g.seen.empty() ? Values{std::nullopt} : Values(g.seen.begin(), g.seen.end());
 }
@@ -110,6 +116,7 @@ const Kind kKinds[] = {
     {"MovingSum", &MakeCumulative<MovingSum, kWindow>, "v", ModelMovingSum},
     {"MovingAvg", &MakeCumulative<MovingAvg, kWindow>, "v", ModelMovingAvg},
     {"Median", &Make<Median>, "d", OfSeen<Middle>, false, true, false, true},
+    {"Stddev", &Make<Stddev, false>, "d", OfSeen<Deviation>},
     {"ListAgg", &Make<ListAgg, false>, "t", ModelList},
     {"DistinctListAgg", &Make<ListAgg, true>, "t", ModelDistinctList, false, true, false, true},
 };

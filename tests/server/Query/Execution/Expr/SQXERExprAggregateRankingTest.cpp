@@ -31,41 +31,6 @@ Aggregate* MakePlaces(int32 tiles, SortOrder_t order = kAscending, UInt16Vector 
   return new Ntile(read, nullptr, breaks, false, new ConstantInt32(tiles), {order});
 }
 
-/// An aggregate with a result for every row.
-struct Places {
-  TestRecord input, target;
-  Driven on;
-
-  Places(Aggregate* generic, XeDataType type, XeDataType result)
-      : input({{type, type == VarChar ? 8u : 0u}, {type}, {Int4}}),
-        target({{result}}),
-        on(generic, input, target) {}
-
-  Values Outputs(std::size_t rows) {
-    Values results;
-    while (results.size() < rows) {
-      on->Output(target.buffer());
-      results.push_back(target.GetNumber(0));
-    }
-    return results;
-  }
-  template <class Value>
-  Values Run(const Rows<Value>& rows, bool restart = true, int column = 0) {
-    on->Initialize(restart);
-    on.Compute(rows, column);
-    EXPECT_EQ(on->Finalize(), kTrue);
-    return Outputs(rows.size());
-  }
-};
-
-void ExpectPlaces(const Values& expected, const Values& actual) {
-  ASSERT_EQ(expected.size(), actual.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    SCOPED_TRACE(i);
-    ExpectNumber(expected[i], actual[i]);
-  }
-}
-
 XeDataType ResultType(int32 tiles) { return tiles == kPercentile ? Double : UInt4; }
 
 TEST(RankingAggregates, GiveEachRowItsPlace) {
@@ -88,7 +53,7 @@ TEST(RankingAggregates, GiveEachRowItsPlace) {
       {3, {NIL, NIL}, {NIL, NIL}},
       {1, {5, NIL, 6}, {1, NIL, 1}},
       {2, {1, kNaN, kNaN, kNaN}, {1, 2, 2, 2}},
-      {2, {1e308, 1.5e308}, {1, 2}},
+      {2, {1e308, 1.5e308}, {1, 1}},
       {5, {6, 5}, {5, 3}},
       {kManyTiles,
        {3, 1, 2, 1},
@@ -227,7 +192,7 @@ void ExpectRanks(int32 kind, bool descends, const UInt16Vector& columns,
   const bool ranksAll = kind > kBoth;
   const auto isNull = [&](const KeyRow& r) { return !r[0] || (ranksAll && keys == 2 && !r[1]); };
   for (const auto& [size, range] :
-       {std::pair(1u, 1u), {3, 3}, {20000, 20000}, {2, 2}, {700, 3}, {9000, 3}}) {
+       {std::pair(1u, 1u), {3, 3}, {9000, 9000}, {2, 2}, {700, 3}, {20000, 3}}) {
     SCOPED_TRACE(testing::Message() << kind << ' ' << keys << distinct.size() << ' ' << size);
     std::vector<KeyRow> rows(size);
     places.on->Initialize(random() % 2 != 0);
@@ -266,14 +231,15 @@ TEST(RankingAggregates, AgreeWithCountingOverKeysOfAnyShape) {
 }
 
 TEST(RankingAggregates, HoldLittleOfALargeGroup) {
-  constexpr uint32 kRows = 2'000'000;
+  // The first rows tie, so that the buffer of preferred ones grows before others come.
+  constexpr uint32 kRows = 2'000'000, kTies = 5'000;
   for (const auto& [kind, mebibytes] : {std::pair(+kRank, 16u), {kBoth, 1u}}) {
     Places places(MakePlaces(kind), Int4, UInt4);
     const std::size_t before = MemoryGateway::BytesInUse();
     std::size_t most = before;
     places.on->Initialize(true);
     for (uint32 i = 0; i < kRows; ++i) {
-      places.input.Set(0, i * 2654435761u);
+      places.input.Set(0, i < kTies ? 7 : i * 2654435761u);
       places.on.Compute();
       if (i % 1000 == 0) most = std::max(most, MemoryGateway::BytesInUse());
     }
@@ -282,7 +248,7 @@ TEST(RankingAggregates, HoldLittleOfALargeGroup) {
     EXPECT_LT(most - before, mebibytes << 20);
     float64 sum = 0;
     for (const auto& rank : places.Outputs(kRows)) sum += rank.value_or(0);
-    EXPECT_EQ(sum, kind == kRank ? kRows * (kRows + 1.0) / 2 : 6);
+    EXPECT_EQ(sum, kind == kRank ? (kRows * (kRows + 1.0) - kTies * (kTies - 1.0)) / 2 : 6);
   }
 }
 

@@ -1,0 +1,53 @@
+#include "WindowSet.h"
+
+namespace sqxer {
+
+WindowSet::WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::size_t firstResult,
+                     Source kind, bool haveNumbers)
+    : source_(source),
+      keepsRecords_(kind == Source::kGroups),
+      sourceRows_(keepsRecords_ ? source.GetSize() : uint32{sizeof(uint64)},
+                  SqrtSorter::GetInitialBufferBytes(), timer_) {
+  for (PlanWindow& window : windows) {
+    windows_.emplace_back(window, source, firstResult, haveNumbers);
+    firstResult += ResultsOf(window.functions).size();
+    areImmediate_ = areImmediate_ && windows_.back().IsImmediate();
+  }
+}
+
+void WindowSet::Begin() {
+  sourceRows_.BeginInput();
+  returned_ = 0;
+  for (WindowRun& window : windows_) window.Begin();
+}
+
+void WindowSet::Add(uint64 row) {
+  sourceRows_.Append(keepsRecords_ ? source_.GetData() : reinterpret_cast<const uint8*>(&row));
+  for (WindowRun& window : windows_) {
+    if (!window.IsImmediate()) window.Add(row);
+  }
+}
+
+void WindowSet::EndInput() {
+  sourceRows_.EndInput();
+  for (WindowRun& window : windows_) window.EndInput();
+}
+
+uint64 WindowSet::Next() {
+  const uint8* const kept = sourceRows_.Next();
+  if (kept == nullptr) return 0;
+  ++returned_;
+  if (keepsRecords_) {
+    std::memcpy(source_.GetData(), kept, source_.GetSize());
+    return returned_;
+  }
+  uint64 row;
+  std::memcpy(&row, kept, sizeof row);
+  return row;
+}
+
+void WindowSet::WriteResults(uint64 row) {
+  for (WindowRun& window : windows_) window.WriteResults(row);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <deque>
+
+#include "WindowRun.h"
+
+namespace sqxer {
+
+/// The windows of a query, between the rows that its FROM, WHERE, GROUP BY and HAVING leave and the
+/// outputs, which read the windows' results in the source record.
+///
+/// Where all windows are immediate the rows pass through, one WriteResults each. Else every row is
+/// taken in first (Add*, EndInput) and given back in the same order (Next, WriteResults). What is
+/// kept of it is its number or, where rows cannot be read again by that, the source record.
+class WindowSet {
+ public:
+  /// The records of scanned rows are filled again by their numbers, which errors carry; other
+  /// source rows are groups.
+  enum class Source { kScan, kGroups };
+
+  /// Takes over the trees of the windows' inputs. The results are the fields of `source` from
+  /// `firstResult` on. Windows and source must outlive the set.
+  WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::size_t firstResult,
+            Source kind, bool haveNumbers);
+
+  bool AreImmediate() const { return areImmediate_; }
+  /// Forgets all rows. To be called before the first one.
+  void Begin();
+  /// Takes in the row in the source record. `row` (from 1) ascends.
+  void Add(uint64 row);
+  void EndInput();
+  /// The number of the next row, 0 behind the last one. The source record is that row's, or it is
+  /// for the caller to fill.
+  uint64 Next();
+  /// Writes the results of that row (of the one in the source record, where all windows are
+  /// immediate) into the source record.
+  void WriteResults(uint64 row);
+
+  std::deque<WindowRun>& GetWindows() { return windows_; }
+
+ private:
+  WorkRecord& source_;
+  const bool keepsRecords_;
+  bool areImmediate_ = true;
+  /// A deque, because windows do not move.
+  std::deque<WindowRun> windows_;
+  OperatorTimer timer_;
+  RecordSpool sourceRows_;
+  uint64 returned_ = 0;
+};
+
+}  // namespace sqxer
