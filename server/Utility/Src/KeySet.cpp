@@ -162,6 +162,14 @@ int KeySet::Compare(const uint8* recordA, const uint8* recordB, std::size_t* dif
   return 0;
 }
 
+int KeySet::CompareFrom(std::size_t first, const uint8* recordA, const uint8* recordB) const {
+  for (std::size_t i = first; i < keys_.size(); ++i) {
+    const int result = keys_[i].Compare(recordA, recordB);
+    if (result != 0) return result;
+  }
+  return 0;
+}
+
 uint64 KeySet::Hash(const uint8* record) const {
   if (keys_.size() == 1) return keys_[0].Hash(record);
   uint64 hash = kHashSeed;

@@ -9,7 +9,7 @@ class RecordOrder {
  public:
   RecordOrder() = default;
   explicit RecordOrder(const KeySet& keys)
-      : keys_(keys), prefixDecides_(keys.GetCount() == 1 && keys.Get(0).IsPrefixExact()) {}
+      : keys_(keys), undecided_(keys.GetCount() > 0 && keys.Get(0).IsPrefixExact() ? 1 : 0) {}
 
   const KeySet& GetKeys() const { return keys_; }
 
@@ -20,13 +20,14 @@ class RecordOrder {
   /// -1, 0 or 1 for two records with their prefixes.
   int Compare(uint64 prefixA, const uint8* a, uint64 prefixB, const uint8* b) const {
     if (prefixA != prefixB) return prefixA < prefixB ? -1 : 1;
-    return prefixDecides_ ? 0 : keys_.Compare(a, b);
+    return keys_.CompareFrom(undecided_, a, b);
   }
   int Compare(const uint8* a, const uint8* b) const { return keys_.Compare(a, b); }
 
  private:
   KeySet keys_;
-  bool prefixDecides_ = false;
+  /// The first key that equal prefixes leave open.
+  std::size_t undecided_ = 0;
 };
 
 }  // namespace sqxer

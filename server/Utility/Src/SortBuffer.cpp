@@ -121,14 +121,7 @@ void SortBuffer::SettleEquals(std::span<Entry> equals) {
 }
 
 int SortBuffer::CompareFrom(std::size_t firstKey, const Entry& a, const Entry& b) const {
-  const KeySet& keys = order_.GetKeys();
-  const uint8* const recordA = RecordAt(a.index);
-  const uint8* const recordB = RecordAt(b.index);
-  for (std::size_t key = firstKey; key < keys.GetCount(); ++key) {
-    const int result = keys.Get(key).Compare(recordA, recordB);
-    if (result != 0) return result;
-  }
-  return 0;
+  return order_.GetKeys().CompareFrom(firstKey, RecordAt(a.index), RecordAt(b.index));
 }
 
 void SortBuffer::Compact() {

@@ -75,6 +75,8 @@ class XEUTILITY_API KeySet {
   /// -1, 0 or 1; `differing` (when given) receives the index of the first key that differs and is
   /// left alone when none does.
   int Compare(const uint8* recordA, const uint8* recordB, std::size_t* differing = nullptr) const;
+  /// -1, 0 or 1 by the keys from `first` on alone.
+  int CompareFrom(std::size_t first, const uint8* recordA, const uint8* recordB) const;
   /// Equal for records that compare equal.
   uint64 Hash(const uint8* record) const;
 
