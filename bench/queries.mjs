@@ -29,7 +29,6 @@ const withoutDates = (sql) => sql.replaceAll("DATE '", "'");
  *          that digests it, made outside the clock
  * growth   the exponent of time against rows that it has at most, GROWTH if not given
  * growthReason  why it has more all the same
- * pending  sqxer is known to refuse it: no failure of the run
  */
 export const queries = [
   {
@@ -120,7 +119,6 @@ export const queries = [
     name: 'rank_by_1k',
     what: 'rank in 1,000 partitions',
     growth: SORT_GROWTH,
-    pending: true,
     columns: ['k', 'r'],
     sql: `SELECT l_id AS k, RANK() OVER (PARTITION BY l_suppkey ORDER BY l_price DESC NULLS LAST) AS r
           FROM lines`,
@@ -129,7 +127,6 @@ export const queries = [
     name: 'running_sum',
     what: 'running sum in the order of days',
     growth: SORT_GROWTH,
-    pending: true,
     columns: ['k', 's'],
     sql: `SELECT l_id AS k, SUM(l_quantity) OVER (ORDER BY l_shipdate NULLS LAST, l_id
                                                  ROWS UNBOUNDED PRECEDING) AS s FROM lines`,

@@ -41,17 +41,10 @@ function check(query, results) {
   }
   for (const [name, { answers }] of results) {
     const { error, ns, cpu_ns } = answers.get(query.name) ?? {};
-    if (error) {
-      const text = `${query.name}: skipped by ${engines[name].title}: ${error}`;
-      if (query.pending && name === 'sqxer') console.log(text);
-      else note(text);
-    }
+    if (error) note(`${query.name}: skipped by ${engines[name].title}: ${error}`);
     const time = ns?.reduce((sum, x) => sum + x, 0);
     if (time > ENOUGH_NS && cpu_ns > THREADS * time) {
       note(`${query.name}: ${engines[name].title} used ${(cpu_ns / time).toFixed(1)} threads`);
-    }
-    if (query.pending && name === 'sqxer' && ns) {
-      note(`${query.name}: sqxer runs it now, so it is not pending any more`);
     }
   }
 }
