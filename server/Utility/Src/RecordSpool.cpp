@@ -82,6 +82,14 @@ void RecordSpool::Rewind() {
   if (!storage.file) end_ += count_ * recordSize_;
 }
 
+const uint8* RecordSpool::At(uint64 place) {
+  Storage& storage = *storage_;
+  XE_ASSERT(place < count_);
+  if (!storage.file) return storage.block.get() + place * recordSize_;
+  storage.file->Read(place * recordSize_, storage.block.get(), recordSize_);
+  return storage.block.get();
+}
+
 bool RecordSpool::Load() {
   Storage& storage = *storage_;
   if (!storage.file) return false;

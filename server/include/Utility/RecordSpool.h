@@ -48,6 +48,8 @@ class XEUTILITY_API RecordSpool {
   }
   /// Goes back to the first record.
   void Rewind();
+  /// The record at a place, from 0, as Next gives it. Next needs a Rewind after it.
+  const uint8* At(uint64 place);
 
  private:
   struct Storage;

@@ -10,22 +10,23 @@ std::vector<ColumnInfo> ResultsOf(const std::vector<PlanAggregate>& plan) {
   return fields;
 }
 
-std::vector<BoundAggregate> BindAggregates(const std::vector<PlanAggregate>& plan,
-                                           WorkRecord& input, WorkRecord& target,
-                                           std::size_t firstResult) {
-  std::vector<BoundAggregate> bound;
-  bound.reserve(plan.size());
-  std::size_t field = firstResult;
+BoundAggregate BindPlanned(const PlanAggregate& planned, WorkRecord& input, WorkRecord& target,
+                           std::size_t firstResult) {
+  std::unique_ptr<Aggregate> generic = planned.make();
+  generic->SetSourcePosition(planned.position);
+  MetaDataInfo info;
+  return {BindAggregate(std::move(generic), input.GetLayout(), target.GetLayout(),
+                        static_cast<unsigned short>(firstResult), info),
+          planned.position};
+}
+
+AggregateSet::AggregateSet(const std::vector<PlanAggregate>& plan, WorkRecord& input,
+                           WorkRecord& group, std::size_t firstResult) {
+  members_.reserve(plan.size());
   for (const PlanAggregate& planned : plan) {
-    std::unique_ptr<Aggregate> generic = planned.make();
-    generic->SetSourcePosition(planned.position);
-    MetaDataInfo info;
-    bound.push_back({BindAggregate(std::move(generic), input.GetLayout(), target.GetLayout(),
-                                   static_cast<unsigned short>(field), info),
-                     planned.position});
-    field += planned.results.size();
+    members_.push_back(BindPlanned(planned, input, group, firstResult));
+    firstResult += planned.results.size();
   }
-  return bound;
 }
 
 void AggregateSet::Initialize() {

@@ -18,11 +18,10 @@ struct BoundAggregate {
 /// The fields that aggregates give.
 std::vector<ColumnInfo> ResultsOf(const std::vector<PlanAggregate>& plan);
 
-/// Makes and binds one of each. They read `input`; their results go to the fields of `target` from
-/// `firstResult` on. Errors carry the place of their aggregate in the SQL.
-std::vector<BoundAggregate> BindAggregates(const std::vector<PlanAggregate>& plan,
-                                           WorkRecord& input, WorkRecord& target,
-                                           std::size_t firstResult);
+/// Makes and binds one. It reads `input`; its results go to the fields of `target` from
+/// `firstResult` on. Errors carry its place in the SQL.
+BoundAggregate BindPlanned(const PlanAggregate& planned, WorkRecord& input, WorkRecord& target,
+                           std::size_t firstResult);
 
 /// Calls `action` for each of a range of bound aggregates. Errors carry the aggregate's place.
 template <class Members, class Action>
@@ -47,10 +46,10 @@ inline void CheckStatus(RExprReturn status) {
 /// The aggregates of a grouped query, bound: what one live group needs.
 class AggregateSet {
  public:
-  /// See BindAggregates.
+  /// Makes and binds one of each. They read `input`; their results go to the fields of `group` from
+  /// `firstResult` on.
   AggregateSet(const std::vector<PlanAggregate>& plan, WorkRecord& input, WorkRecord& group,
-               std::size_t firstResult)
-      : members_(BindAggregates(plan, input, group, firstResult)) {}
+               std::size_t firstResult);
 
   void Initialize();
   void Compute(uint8* inputRecord, uint32 size);

@@ -33,8 +33,8 @@ class Description {
     }
   }
   /// The aggregates of a plan, as they are bound, and the trees of the columns that they read.
-  void AddAggregates(const wchar_t* step, const std::vector<PlanAggregate>& plan,
-                     AggregateSet bound, std::vector<FieldWriter>& inputs) {
+  void AddAggregates(const wchar_t* step, const std::vector<PlanAggregate>& plan, auto&& bound,
+                     std::vector<FieldWriter>& inputs) {
     for (std::size_t i = 0; i < plan.size(); ++i) {
       Aggregate& aggregate = bound.Get(i);
       Add(step + Wide(plan[i].text) + L" by " + NodeName(aggregate));
@@ -57,7 +57,7 @@ class Description {
       Add(L"order key" + DirectionOf(key));
       AddTree(inputs.at(static_cast<std::size_t>(key.column)).GetTree());
     }
-    AddAggregates(L"function ", plan.functions, window.BindFunctions(), inputs);
+    AddAggregates(L"function ", plan.functions, window.GetFunctions(), inputs);
   }
   std::vector<XeString> Take() { return std::move(lines_); }
 

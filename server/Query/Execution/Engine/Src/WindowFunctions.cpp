@@ -5,39 +5,48 @@
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
+namespace {
+
+/// A function that saw no value may leave a result as it stands: it must not be another group's.
+void Clear(const WorkRecord& record) { std::memset(record.GetData(), 0, record.GetSize()); }
+
+}  // namespace
+
+FunctionKind KindOf(const PlanAggregate& function) {
+  const std::unique_ptr<Aggregate> aggregate = function.make();
+  // A running minimum says that it is not functional: cumulative has to be asked first.
+  if (aggregate->IsCumulativeAggregate()) return FunctionKind::kCumulative;
+  return aggregate->IsFunctionalAggr() ? FunctionKind::kPerRow : FunctionKind::kPerGroup;
+}
 
 WindowFunctions::WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRecord& input,
-                                 WorkRecord& result)
-    : inputSize_(input.GetSize()), resultSize_(result.GetSize()) {
-  std::vector<BoundAggregate> bound = BindAggregates(plan, input, result, 0);
-  std::size_t field = 0;
-  for (std::size_t i = 0; i < plan.size(); ++i) {
-    Aggregate& aggregate = *bound[i].aggregate;
-    const std::size_t nextField = field + plan[i].results.size();
-    Function function{std::move(bound[i]), false, 0, 0};
-    // A running minimum says that it is not functional: cumulative has to be asked first.
-    if (aggregate.IsCumulativeAggregate()) {
-      cumulative_.push_back(std::move(function));
-    } else if (aggregate.IsFunctionalAggr()) {
-      if (aggregate.NeedNullFiltering()) {
-        XE_ASSERT(plan[i].results.size() == 1 && result.GetField(field).IsNullable());
-        function.leavesNullsOut = leaveNullsOut_ = true;
-        function.inputNull = input.GetField(aggregate.GetAggregateColumns()->at(0)).GetNullOffset();
-        function.resultNull = result.GetField(field).GetNullOffset();
-      }
-      perRow_.push_back(std::move(function));
-    } else {
-      for (std::size_t own = field; own < nextField; ++own) {
-        groupFields_.push_back(static_cast<uint16>(own));
-      }
-      perGroup_.push_back(std::move(function));
+                                 WorkRecord& row, WorkRecord& group)
+    : inputSize_(input.GetSize()), row_(row), group_(group) {
+  std::size_t rowField = 0;
+  std::size_t groupField = 0;
+  for (const PlanAggregate& planned : plan) {
+    const FunctionKind kind = KindOf(planned);
+    const bool isPerGroup = kind == FunctionKind::kPerGroup;
+    std::size_t& field = isPerGroup ? groupField : rowField;
+    Function function{BindPlanned(planned, input, isPerGroup ? group : row, field)};
+    Aggregate& aggregate = *function.aggregate;
+    inPlanOrder_.push_back(&aggregate);
+    if (kind == FunctionKind::kPerRow && aggregate.NeedNullFiltering()) {
+      XE_ASSERT(planned.results.size() == 1 && row.GetField(field).IsNullable());
+      function.leavesNullsOut = leaveNullsOut_ = true;
+      function.inputNull = input.GetField(aggregate.GetAggregateColumns()->at(0)).GetNullOffset();
+      function.resultNull = row.GetField(field).GetNullOffset();
     }
-    field = nextField;
+    field += planned.results.size();
+    auto& alike = kind == FunctionKind::kCumulative ? cumulative_
+                  : isPerGroup                      ? perGroup_
+                                                    : perRow_;
+    alike.push_back(std::move(function));
   }
 }
 
-void WindowFunctions::StartGroup(uint8* result) {
-  if (!cumulative_.empty()) std::memset(result, 0, resultSize_);
+void WindowFunctions::StartGroup() {
+  if (!cumulative_.empty()) Clear(row_);
   const auto restart = [](Function& function) { function.aggregate->Initialize(true); };
   ForEachAggregate(cumulative_, restart);
   ForEachAggregate(perRow_, restart);
@@ -45,36 +54,40 @@ void WindowFunctions::StartGroup(uint8* result) {
   ForEachAggregate(perGroup_, [](Function& function) { function.aggregate->Initialize(false); });
 }
 
-void WindowFunctions::Take(uint8* input, uint8* result) {
-  ForEachAggregate(cumulative_, [&](Function& function) {
+void WindowFunctions::Take(uint8* input) {
+  uint8* const row = row_.GetData();
+  const auto compute = [&](Function& function) {
     CheckStatus(function.aggregate->Compute(input, inputSize_));
+  };
+  ForEachAggregate(cumulative_, [&](Function& function) {
+    compute(function);
     CheckStatus(function.aggregate->Finalize());
-    function.aggregate->Output(result);
+    function.aggregate->Output(row);
   });
   ForEachAggregate(perRow_, [&](Function& function) {
     const bool isLeftOut = input[function.inputNull] != 0;
-    if (function.leavesNullsOut) result[function.resultNull] = isLeftOut ? 1 : 0;
-    if (!isLeftOut) CheckStatus(function.aggregate->Compute(input, inputSize_));
+    if (function.leavesNullsOut) row[function.resultNull] = isLeftOut ? 1 : 0;
+    if (!isLeftOut) compute(function);
   });
+  ForEachAggregate(perGroup_, compute);
+}
+
+void WindowFunctions::EndGroup() {
+  const auto finalize = [](Function& function) { CheckStatus(function.aggregate->Finalize()); };
+  ForEachAggregate(perRow_, finalize);
+  if (perGroup_.empty()) return;
+  Clear(group_);
   ForEachAggregate(perGroup_, [&](Function& function) {
-    CheckStatus(function.aggregate->Compute(input, inputSize_));
+    finalize(function);
+    function.aggregate->Output(group_.GetData());
   });
 }
 
-void WindowFunctions::EndGroup(uint8* result) {
-  if (!perGroup_.empty()) std::memset(result, 0, resultSize_);
-  ForEachAggregate(perRow_,
-                   [](Function& function) { CheckStatus(function.aggregate->Finalize()); });
-  ForEachAggregate(perGroup_, [&](Function& function) {
-    CheckStatus(function.aggregate->Finalize());
-    function.aggregate->Output(result);
-  });
-}
-
-void WindowFunctions::OutputRows(uint8* result) {
+void WindowFunctions::OutputRows() {
+  uint8* const row = row_.GetData();
   ForEachAggregate(perRow_, [&](Function& function) {
-    if (function.leavesNullsOut && result[function.resultNull] != 0) return;
-    function.aggregate->Output(result);
+    if (function.leavesNullsOut && row[function.resultNull] != 0) return;
+    function.aggregate->Output(row);
   });
 }
 

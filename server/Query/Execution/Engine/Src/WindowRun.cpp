@@ -1,6 +1,5 @@
 #include "WindowRun.h"
 
-#include <numeric>
 #include <utility>
 
 #include "RecordKeys.h"
@@ -9,36 +8,15 @@
 namespace sqxer {
 namespace {
 
-/// Sorters take row numbers as doubles, whose order their leading bytes decide.
-using RowNumber = float64;
-
-std::vector<ColumnInfo> WithRowNumber(std::vector<ColumnInfo> fields) {
-  fields.push_back({L"row", XeDoubleData, sizeof(RowNumber), 0, false});
+std::vector<ColumnInfo> InputFields(const PlanWindow& plan) {
+  std::vector<ColumnInfo> fields = ResultsOf(plan.inputs);
+  fields.push_back(RowNumberField());
   return fields;
 }
 
-const XeFieldDescriptor& RowNumberOf(const WorkRecord& record) {
-  return record.GetField(static_cast<std::size_t>(record.GetLayout().GetFieldCount()) - 1);
-}
-
-/// Moves all fields but the last.
-XeFieldDataBinder MoveResults(const WorkRecord& result, const WorkRecord& source,
-                              std::size_t firstResult) {
-  UInt16Vector columns(static_cast<std::size_t>(result.GetLayout().GetFieldCount()) - 1);
-  std::iota(columns.begin(), columns.end(), uint16{0});
-  return XeFieldDataBinder(result.GetLayout(), columns, source.GetLayout(),
-                           static_cast<int>(firstResult));
-}
-
-/// Moves fields to the same places of another record of the layout.
-XeFieldDataBinder MoveWithin(const WorkRecord& record, const UInt16Vector& fields) {
-  XeRecordMetaData target;
-  target.SetFieldCount(static_cast<int>(fields.size()));
-  int position = 0;
-  for (const uint16 field : fields) {
-    target.SetFieldDescriptor(position++, record.GetLayout().GetFieldDescriptor(field));
-  }
-  return XeFieldDataBinder(record.GetLayout(), fields, target, 0);
+KeySet RowOrder(const PlanWindow& plan, const WorkRecord& input, KeySet partition) {
+  AddSortKeys(plan.order, input, partition);
+  return partition;
 }
 
 }  // namespace
@@ -46,53 +24,48 @@ XeFieldDataBinder MoveWithin(const WorkRecord& record, const UInt16Vector& field
 WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResult,
                      bool haveNumbers)
     : plan_(plan),
-      source_(source),
       haveNumbers_(haveNumbers),
-      input_(WithRowNumber(ResultsOf(plan.inputs))),
-      result_(WithRowNumber(ResultsOf(plan.functions))),
-      inputRow_(RowNumberOf(input_).GetDataOffset()),
-      resultRow_(RowNumberOf(result_).GetDataOffset()),
-      functions_(plan.functions, input_, result_),
-      toSource_(MoveResults(result_, source, firstResult)),
+      input_(InputFields(plan)),
+      inputNumber_(LastField(input_).GetDataOffset()),
       partition_(KeysOfFirstFields(input_, static_cast<std::size_t>(plan.partitionKeys))),
-      order_(partition_),
+      order_(RowOrder(plan, input_, partition_)),
+      results_(plan, IsSorted(), source, firstResult, timer_),
+      functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup()),
       recordsWait_(functions_.WriteOnTake()),
-      waiting_(recordsWait_ ? result_.GetSize() : uint32{sizeof(RowNumber)},
-               SqrtSorter::GetInitialBufferBytes(), timer_),
-      groupResult_(result_.GetSize()),
-      fromGroup_(MoveWithin(result_, functions_.GetGroupFields())) {
+      waiting_(recordsWait_ ? results_.GetRow().GetSize() : uint32{sizeof(RowNumber)},
+               SqrtSorter::GetInitialBufferBytes(), timer_) {
   BindAll(plan.inputs, source, input_, inputs_);
-  AddSortKeys(plan.order, input_, order_);
 }
 
 void WindowRun::Begin() {
   isOpen_ = false;
   waiting_.BeginInput();
-  results_.reset();
-  rows_.reset();
+  results_.Begin();
+  sortedResults_.reset();
+  sortedRows_.reset();
   if (!IsSorted()) return;
-  rows_.emplace(input_.GetSize(), timer_, false, true);
-  rows_->SetRowIdSorterMetadata(order_, input_.GetLayout());
-  rows_->BeginInput();
+  sortedRows_.emplace(input_.GetSize(), timer_, false, true);
+  sortedRows_->SetRowIdSorterMetadata(order_, input_.GetLayout());
+  sortedRows_->BeginInput();
 }
 
 void WindowRun::ReadInputs(uint64 row) {
   AtRow(haveNumbers_ ? row : kNoRowNumber, [this] { WriteAll(inputs_); });
   const auto number = static_cast<RowNumber>(row);
-  std::memcpy(input_.GetData() + inputRow_, &number, sizeof number);
+  std::memcpy(input_.GetData() + inputNumber_, &number, sizeof number);
 }
 
 void WindowRun::Add(uint64 row) {
   ReadInputs(row);
-  if (rows_) {
-    rows_->SortRecord(input_.GetData());
+  if (sortedRows_) {
+    sortedRows_->SortRecord(input_.GetData());
   } else {
     Take(input_.GetData());
   }
 }
 
 void WindowRun::EndInput() {
-  if (rows_) {
+  if (sortedRows_) {
     ComputeSorted();
   } else if (isOpen_) {
     CloseGroup();
@@ -103,85 +76,83 @@ void WindowRun::WriteResults(uint64 row) {
   if (IsImmediate()) {
     ReadInputs(row);
     Take(input_.GetData());
-  } else if (results_) {
-    XE_ASSERT(results_->GetRecord(result_.GetData()));
+  } else if (sortedResults_) {
+    XE_ASSERT(sortedResults_->GetRecord(results_.GetRow().GetData()));
   } else {
     OutputWaiting();
   }
-  toSource_.MoveColumns(result_.GetData(), source_.GetData());
+  results_.WriteToSource();
 }
 
-uint64 WindowRun::RowOf(const uint8* record, uint32 offset) const {
+uint64 WindowRun::ErrorRow(const uint8* number) const {
   RowNumber row;
-  std::memcpy(&row, record + offset, sizeof row);
+  std::memcpy(&row, number, sizeof row);
   return haveNumbers_ ? static_cast<uint64>(row) : kNoRowNumber;
 }
 
 void WindowRun::Take(uint8* input) {
-  uint8* const result = result_.GetData();
-  AtRow(RowOf(input, inputRow_), [&] {
-    if (!isOpen_) functions_.StartGroup(result);
+  const uint8* const number = input + inputNumber_;
+  AtRow(ErrorRow(number), [&] {
+    if (!isOpen_) functions_.StartGroup();
     isOpen_ = true;
-    functions_.Take(input, result);
+    functions_.Take(input);
   });
-  std::memcpy(result + resultRow_, input + inputRow_, sizeof(RowNumber));
+  std::memcpy(results_.GetRowNumber(), number, sizeof(RowNumber));
   if (!functions_.AreCumulative()) {
-    waiting_.Append(recordsWait_ ? result : result + resultRow_);
-  } else if (results_) {
-    results_->SortRecord(result);
+    waiting_.Append(recordsWait_ ? results_.GetRow().GetData() : number);
+  } else if (sortedResults_) {
+    sortedResults_->SortRecord(results_.GetRow().GetData());
   }
 }
 
 void WindowRun::CloseGroup() {
   isOpen_ = false;
   if (functions_.AreCumulative()) return;
-  uint8* const result = result_.GetData();
-  functions_.EndGroup(result);
-  if (recordsWait_) std::memcpy(groupResult_.Get(), result, result_.GetSize());
+  functions_.EndGroup();
   waiting_.EndInput();
 }
 
 void WindowRun::OutputWaiting() {
   const uint8* const waiting = waiting_.Next();
   XE_ASSERT(waiting != nullptr);
-  uint8* const result = result_.GetData();
   if (recordsWait_) {
-    std::memcpy(result, waiting, result_.GetSize());
-    fromGroup_.MoveColumns(groupResult_.Get(), result);
+    std::memcpy(results_.GetRow().GetData(), waiting, results_.GetRow().GetSize());
   } else {
-    std::memcpy(result + resultRow_, waiting, sizeof(RowNumber));
+    std::memcpy(results_.GetRowNumber(), waiting, sizeof(RowNumber));
   }
-  AtRow(RowOf(result, resultRow_), [&] { functions_.OutputRow(result); });
+  AtRow(ErrorRow(results_.GetRowNumber()), [this] { functions_.OutputRow(); });
 }
 
 void WindowRun::ComputeSorted() {
-  KeySet byRow;
-  byRow.Add(KeyDesc(RowNumberOf(result_), kAscending, kCompareCodePoints));
-  results_.emplace(result_.GetSize(), timer_);
-  results_->SetRowIdSorterMetadata(byRow, result_.GetLayout());
-  results_->BeginInput();
-  const auto closeGroup = [this] {
-    CloseGroup();
-    if (functions_.AreCumulative()) return;
-    for (uint64 left = waiting_.GetCount(); left > 0; --left) {
-      OutputWaiting();
-      results_->SortRecord(result_.GetData());
-    }
-    waiting_.BeginInput();
-  };
+  const WorkRecord& row = results_.GetRow();
+  sortedResults_.emplace(row.GetSize(), timer_);
+  sortedResults_->SetRowIdSorterMetadata(results_.GetRowOrder(), row.GetLayout());
+  sortedResults_->BeginInput();
 
-  rows_->EndInput();
+  sortedRows_->EndInput();
   const RecordBuffer other(input_.GetSize());
   uint8* current = input_.GetData();
   uint8* previous = other.Get();
-  while (rows_->GetRecord(current)) {
-    if (isOpen_ && partition_.Compare(previous, current) != 0) closeGroup();
+  while (sortedRows_->GetRecord(current)) {
+    if (isOpen_ && partition_.Compare(previous, current) != 0) SortGroup();
     Take(current);
     std::swap(current, previous);
   }
-  if (isOpen_) closeGroup();
-  rows_.reset();
-  results_->EndInput();
+  if (isOpen_) SortGroup();
+  sortedRows_.reset();
+  sortedResults_->EndInput();
+  results_.EndInput();
+}
+
+void WindowRun::SortGroup() {
+  CloseGroup();
+  results_.KeepGroup();
+  for (uint64 left = waiting_.GetCount(); left > 0; --left) {
+    OutputWaiting();
+    results_.AddGroupToRow();
+    sortedResults_->SortRecord(results_.GetRow().GetData());
+  }
+  waiting_.BeginInput();
 }
 
 }  // namespace sqxer

@@ -213,6 +213,8 @@ TEST_F(WindowRunTest, AgreesWithAPlainModel) {
       {{{1}, {}, "p"}, {{}, {2, -3}, "r"}, {{}, {}, "v"}},
       {{{1, 2}, {-3}, "fxrpx"}},
       {{{3}, {}, "xpr"}, {{2}, {1}, "x"}},
+      // Wide results of groups are kept apart.
+      {{{2}, {1}, "xrxxfx"}, {{3}, {}, "xxxx"}},
   };
   for (const std::string sql :
        {"SELECT s, x, n FROM t", "SELECT s, x, n FROM t WHERE n % 3 > 0",
@@ -229,6 +231,7 @@ TEST_F(WindowRunTest, AgreesWithAPlainModel) {
       for (const std::size_t bytes : {1000, 10000, 1000000}) {
         SCOPED_TRACE(testing::Message() << sql << ", " << windows[0].functions << ", " << bytes);
         SqrtSorter::SetInitialBufferBytes(bytes);
+        config_->groupMemory_ = bytes;
         QueryRun run = Bind(sql, windows);
         for (int round = 0; round < 2; ++round) {
           run.Run(sink_);
