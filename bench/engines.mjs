@@ -9,11 +9,13 @@ export const SUITE = fileURLToPath(new URL('../build/bench/bin/sqxer_suite', imp
 
 const UNLIMITED = 1e9;
 const own = (name) => (columns, job) => [SUITE, [name, ...job]];
-const peer = (name) => (columns, job) => [process.execPath, [`peers/${name}.mjs`, ...job, columns]];
+const peer = (name) => (columns, job) => {
+  return [process.execPath, [`peers/${name}.mjs`, ...job, columns]];
+};
 
 /**
- * In the order of the tables. `limit`: seconds of a first run beyond which a query is not run again.
- * `module`: the npm package that must be there.
+ * In the order of the tables. `limit`: seconds of a first run beyond which a query is not run
+ * again. `module`: the npm package that must be there.
  */
 export const engines = {
   sqxer: { title: 'sqxer', command: own('sqxer'), limit: UNLIMITED },

@@ -11,7 +11,7 @@ import { growthCells, plain } from './table.mjs';
 
 const problems = [];
 
-/** The fastest runs in nanoseconds, by engine and query a list by size; null where there is none. */
+/** The fastest runs in nanoseconds: by engine and query a list by size, null for no run. */
 async function measure(names, sizes, runs) {
   const fastest = Object.fromEntries(names.map((name) => [name, {}]));
   for (const rows of sizes) {
@@ -43,8 +43,10 @@ function exponent(sizes, times) {
 }
 
 function figures(query, sizes, fastest) {
-  const each = (of) =>
-    Object.fromEntries(Object.entries(fastest).map(([name, times]) => [name, of(times[query.name])]));
+  const each = (of) => {
+    const values = Object.entries(fastest).map(([name, times]) => [name, of(times[query.name])]);
+    return Object.fromEntries(values);
+  };
   const perRow = (time, i) => time && Number((time / sizes[i]).toPrecision(4));
   return {
     name: query.name,
@@ -69,10 +71,8 @@ function write(result) {
   console.log(`written to bench/growth/${result.date}.json`);
 }
 
-const options = read(
-  { rows: '500000,1000000,2000000,4000000,8000000', runs: '5', engines: 'sqxer,duckdb,handwritten' },
-  ['no-write'],
-);
+const SIZES = '500000,1000000,2000000,4000000,8000000';
+const options = read({ rows: SIZES, runs: '5', engines: 'sqxer,duckdb,handwritten' }, ['no-write']);
 const sizes = options.rows.split(',').map(count);
 const busy = load();
 const fastest = await measure(available(options.engines), sizes, count(options.runs));

@@ -12,8 +12,9 @@ const distribution = () => {
 
 export const machine = () => {
   const processors = os.cpus();
-  const memory = Math.round(os.totalmem() / 2 ** 30);
-  return `${processors[0].model}, ${processors.length} processors, ${memory} GiB, ${distribution()}`;
+  const memory = `${Math.round(os.totalmem() / 2 ** 30)} GiB`;
+  const parts = [processors[0].model, `${processors.length} processors`, memory, distribution()];
+  return parts.join(', ');
 };
 
 /** Processes that wanted a processor during the last minute: near 0 on a machine that is free. */

@@ -4,23 +4,34 @@ import { dirname, join } from 'node:path';
 import { parseArgs } from 'node:util';
 import { engines, missing, SUITE, writeTable } from './engines.mjs';
 
+/** Ends the program: its command line is wrong. */
+function refuse(message) {
+  console.error(message);
+  process.exit(2);
+}
+
 /** Options with a text each; `switches` are those without. */
 export function read(defaults, switches) {
   const options = Object.fromEntries([
     ...Object.entries(defaults).map(([name, value]) => [name, { type: 'string', default: value }]),
     ...switches.map((name) => [name, { type: 'boolean', default: false }]),
   ]);
-  const { values } = parseArgs({ options });
+  let values;
+  try {
+    ({ values } = parseArgs({ options }));
+  } catch (error) {
+    refuse(error.message);
+  }
   const asked = values.engines.split(',');
-  const unknown = asked.find((name) => !engines[name]);
-  if (unknown !== undefined) throw new Error(`there is no engine ${unknown}`);
+  const unknown = asked.find((name) => !Object.hasOwn(engines, name));
+  if (unknown !== undefined) refuse(`there is no engine "${unknown}"`);
   return { ...values, engines: asked };
 }
 
 /** A whole number of a list or of one option. */
 export function count(text) {
-  if (/^[1-9]\d*$/.test(text)) return Number(text);
-  throw new Error(`this is no number of rows or runs: ${text}`);
+  if (!/^[1-9]\d*$/.test(text)) refuse(`this is no number of rows or runs: "${text}"`);
+  return Number(text);
 }
 
 /** Those that can take part; says which cannot. */

@@ -6,8 +6,8 @@ const every = (count, make) => Array.from({ length: count }, (_, i) => make(i + 
 
 /** The eight aggregates over the given columns. */
 const summary = (price, discount, tax) => `
-  SELECT l_returnflag, l_linestatus, SUM(l_quantity), SUM(${price}), SUM(${price} * (1 - ${discount})),
-         SUM(${price} * (1 - ${discount}) * (1 + ${tax})),
+  SELECT l_returnflag, l_linestatus, SUM(l_quantity), SUM(${price}),
+         SUM(${price} * (1 - ${discount})), SUM(${price} * (1 - ${discount}) * (1 + ${tax})),
          AVG(l_quantity), AVG(${price}), AVG(${discount}), COUNT(*)
   FROM lines WHERE l_shipdate <= DATE '1998-09-02' GROUP BY l_returnflag, l_linestatus`;
 
@@ -39,7 +39,8 @@ export const queries = [
   {
     name: 'product_by_region',
     what: 'filter, product and sum by region',
-    sql: `SELECT l_region, SUM(l_price * l_quantity) FROM lines WHERE l_quantity > 5 GROUP BY l_region`,
+    sql: `SELECT l_region, SUM(l_price * l_quantity) FROM lines WHERE l_quantity > 5
+          GROUP BY l_region`,
   },
   {
     name: 'five_way_filter',
@@ -120,7 +121,8 @@ export const queries = [
     what: 'rank in 1,000 partitions',
     growth: SORT_GROWTH,
     columns: ['k', 'r'],
-    sql: `SELECT l_id AS k, RANK() OVER (PARTITION BY l_suppkey ORDER BY l_price DESC NULLS LAST) AS r
+    sql: `SELECT l_id AS k,
+                 RANK() OVER (PARTITION BY l_suppkey ORDER BY l_price DESC NULLS LAST) AS r
           FROM lines`,
   },
   {
@@ -145,7 +147,8 @@ export const queries = [
     sql: 'SELECT SUM(TIMESTAMPDIFF(day, l_shipdate, l_receiptdate)) FROM lines',
     duckdb: `SELECT SUM(date_diff('day', l_shipdate, l_receiptdate)) FROM lines`,
     clickhouse: `SELECT SUM(dateDiff('day', l_shipdate, l_receiptdate)) FROM lines`,
-    sqlite: `SELECT SUM(CAST(julianday(l_receiptdate) - julianday(l_shipdate) AS INTEGER)) FROM lines`,
+    sqlite: `SELECT SUM(CAST(julianday(l_receiptdate) - julianday(l_shipdate) AS INTEGER))
+             FROM lines`,
   },
   {
     name: 'min_max_text',

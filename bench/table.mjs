@@ -10,7 +10,9 @@ const over = (query, engine) => {
   return sqxer && other ? sqxer / other : undefined;
 };
 
-const mean = (numbers) => Math.exp(numbers.reduce((sum, x) => sum + Math.log(x), 0) / numbers.length);
+const mean = (numbers) => {
+  return Math.exp(numbers.reduce((sum, x) => sum + Math.log(x), 0) / numbers.length);
+};
 
 /** Cells of texts, the header first. `what(query)` gives the first cell of a row. */
 export function cells(result, what) {

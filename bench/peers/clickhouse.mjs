@@ -1,5 +1,5 @@
-// ClickHouse, in process as chdb: a table of the engine Memory and one thread. A long result is made
-// and dropped (the format Null), a short one written as text.
+// ClickHouse, in process as chdb: a table of the engine Memory and one thread. A long result is
+// made and dropped (the format Null), a short one written as text.
 import { Session } from 'chdb';
 import { declare, serve } from './serve.mjs';
 

@@ -1,6 +1,6 @@
-// What the programs of the peers share: the same job as `sqxer_suite ENGINE FILE RUNS SECONDS`, told
-// by `node peers/ENGINE.mjs FILE RUNS SECONDS COLUMNS`, where COLUMNS is what `sqxer_suite columns`
-// prints.
+// What the programs of the peers share: the same job as `sqxer_suite ENGINE FILE RUNS SECONDS`,
+// told by `node peers/ENGINE.mjs FILE RUNS SECONDS COLUMNS`, where COLUMNS is what
+// `sqxer_suite columns` prints.
 import { createInterface } from 'node:readline';
 
 const spent = () => {
@@ -26,9 +26,9 @@ async function measure(engine, [name, sql, digestSql], runs, seconds) {
 }
 
 /**
- * `load(path, columns)` gives the engine with the table in memory: `version`, `fetch(sql)`, which runs
- * a query to a result whose values `rows(result)` gives, `exhaust(sql)`, which runs one of many rows
- * to the last one, and `close()`.
+ * `load(path, columns)` gives the engine with the table in memory: `version`, `fetch(sql)`, which
+ * runs a query to a result whose values `rows(result)` gives, `exhaust(sql)`, which runs one of
+ * many rows to the last one, and `close()`.
  */
 export async function serve(load) {
   const [path, runs, seconds, columns] = process.argv.slice(2);
