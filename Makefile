@@ -2,7 +2,8 @@
 JOBS ?= $(shell nproc)
 SQXER := build/release/bin/sqxer
 
-.PHONY: run test build configure dependencies sanitize bench-micro format format-check tidy docs install clean
+.PHONY: run test build configure dependencies sanitize bench bench-growth bench-micro \
+        bench-suite format format-check tidy docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -27,6 +28,23 @@ sanitize: dependencies
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
+
+## Whole queries beside DuckDB, ClickHouse, SQLite and loops written by hand (ROWS=N: another table);
+## docs/performance.md then shows the figures.
+bench: bench-suite
+	node bench/suite.mjs $(if $(ROWS),--rows $(ROWS))
+	node bench/report.mjs
+
+## The same at several sizes, for how time grows with rows (ROWS=N,N,...: other sizes).
+bench-growth: bench-suite
+	node bench/growth.mjs $(if $(ROWS),--rows $(ROWS))
+	node bench/report.mjs
+
+bench-suite:
+	@cmake/dependencies.sh libbenchmark-dev
+	@bench/peers.sh
+	@cmake --preset bench >/dev/null
+	cmake --build --preset bench -j $(JOBS) --target sqxer_suite
 
 ## Micro-benchmarks: each node and the whole filter and product against a hand-written loop.
 bench-micro:

@@ -59,6 +59,9 @@ class BenchRows {
   }
 
   std::unique_ptr<RExpression> Bind(RExpression* root) { return record_.Bind(root); }
+  XeRecordMetaData& layout() { return record_.layout(); }
+  /// A record where it lies, for aggregates.
+  uint8* Record(std::size_t row) { return bytes_.data() + row * size_; }
 
   /// Calls `visit` for each row.
   template <class Visit>

@@ -35,6 +35,16 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("TIMESTAMPDIFF(day, a, b)", "DifferenceInDays");
     PrintRatio("MOD of decimals", "DecimalMod");
     PrintRatio("SQRT of a decimal", "DecimalSqrt");
+    PrintRatio("RANK over all rows", "Rank");
+    PrintRatio("RANK in groups of 10", "RankGroupsOf10");
+    PrintRatio("RANK in groups of 1", "RankGroupsOf1");
+    PrintRatio("the first 10", "FirstTen");
+    PrintRatio("standard deviation", "Stddev");
+    PrintRatio("correlation", "Correlation");
+    PrintRatio("bins of equal width over all rows", "BinWidth");
+    PrintRatio("bins of equal width in groups of 5", "BinWidthGroupsOf5");
+    PrintRatio("bins of equal depth over all rows", "BinDepth");
+    PrintRatio("bins of equal depth in groups of 5", "BinDepthGroupsOf5");
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;

@@ -23,16 +23,17 @@ ArrayRowSet::ArrayRowSet(uint32 recordSize, uint32 firstBlockRecords, uint32 max
       stride_((std::size_t{recordSize} + kRecordAlignment - 1) / kRecordAlignment *
               kRecordAlignment),
       mostRecords_(std::max<std::size_t>(maxBlockBytes / stride_, 1)),
-      blockRecords_(std::clamp<std::size_t>(firstBlockRecords, 1, mostRecords_)) {}
+      firstBlockRecords_(std::clamp<std::size_t>(firstBlockRecords, 1, mostRecords_)) {}
 
 void ArrayRowSet::AppendFirst(const uint8* record) {
   rows_.clear();
+  count_ = listedBlocks_ = unlistedLeft_ = 0;
   if (!blocks_.empty()) {
     // The newest is the largest.
     std::swap(blocks_.front(), blocks_.back());
     blocks_.resize(1);
-    next_ = blocks_.front().get();
-    left_ = blockRecords_;
+    next_ = blocks_.front().bytes.get();
+    left_ = blocks_.front().records;
   }
   Append(record);
 }
@@ -41,30 +42,47 @@ void ArrayRowSet::Append(const uint8* record) {
   if (left_ == 0) [[unlikely]]
     AddBlock();
   std::memcpy(next_, record, recordSize_);
-  rows_.push_back(next_);
   next_ += stride_;
   --left_;
+  ++count_;
 }
 
 void ArrayRowSet::Update(uint32 index, const uint8* record) {
-  XE_ASSERT(index < rows_.size());
-  std::memcpy(rows_[index], record, recordSize_);
+  XE_ASSERT(index < count_);
+  std::memcpy(Finalize()[index], record, recordSize_);
+}
+
+std::span<uint8*> ArrayRowSet::Finalize() {
+  std::size_t listed = rows_.size();
+  rows_.resize(count_);
+  for (; listed < count_; ++listed, unlisted_ += stride_, --unlistedLeft_) {
+    if (unlistedLeft_ == 0) {
+      const Block& block = blocks_[listedBlocks_++];
+      unlisted_ = block.bytes.get();
+      unlistedLeft_ = block.records;
+    }
+    rows_[listed] = unlisted_;
+  }
+  return rows_;
 }
 
 void ArrayRowSet::AddBlock() {
   const std::size_t records =
-      blocks_.empty() ? blockRecords_ : std::min(2 * blockRecords_, mostRecords_);
-  blocks_.emplace_back(AllocateBlock(records * stride_).release());
-  next_ = blocks_.back().get();
-  left_ = blockRecords_ = records;
+      blocks_.empty() ? firstBlockRecords_ : std::min(2 * blocks_.back().records, mostRecords_);
+  std::unique_ptr<uint8[], FreeBlock> bytes(AllocateBlock(records * stride_).release());
+  blocks_.push_back({std::move(bytes), records});
+  next_ = blocks_.back().bytes.get();
+  left_ = records;
 }
 
-void ArrayRowSet::Sort(const KeySet& keys) {
-  XE_ASSERT(keys.GetCount() > 0);
+void ArrayRowSet::Sort(const KeySet& keys, std::size_t count) {
+  XE_ASSERT(keys.GetCount() > 0 && count <= count_);
+  Finalize();
   const KeyDesc& first = keys.Get(0);
   sortEntries_.clear();
-  sortEntries_.reserve(rows_.size());
-  for (uint8* const row : rows_) sortEntries_.push_back({first.SortPrefix(row), row});
+  sortEntries_.reserve(count);
+  for (uint8* const row : std::span(rows_).first(count))
+    sortEntries_.push_back({first.SortPrefix(row), row});
   boost::sort::pdqsort_branchless(
       sortEntries_.begin(), sortEntries_.end(),
       [](const SortEntry& a, const SortEntry& b) { return a.prefix < b.prefix; });

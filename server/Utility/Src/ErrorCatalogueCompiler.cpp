@@ -43,8 +43,18 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "\"{1}\""},
       {58033, 3, "this is no {0}, use one of {1}: \"{2}\""},
       {58034, 2, "{0} joins with this text alone, give it as the second argument: \"{1}\""},
+      {58035, 1, "{0} takes this argument as a number that is the same in every row: no column"},
+      {58036, 1, "there is no window of this name before here in WINDOW: \"{0}\""},
+      {58037, 2, "a window cannot build on \"{0}\" like this: {1}"},
+      {58038, 2, "{0} cannot use a function with OVER (the select list and ORDER BY can): {1}"},
+      {58039, 1, "{0} needs a window, write OVER (...) behind it"},
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
+      {58042, 1, "this function cannot have OVER, which is for aggregates and ranks: {0}"},
+      {58043, 3,
+       "{0} has no such frame (ORDER BY alone means a RANGE). There are ROWS UNBOUNDED PRECEDING "
+       "({1}), ROWS BETWEEN n PRECEDING AND CURRENT ROW ({2}), and none at all without ORDER BY"},
+      {58044, 2, "in its window {0} takes {1}"},
   };
 }
 

@@ -27,7 +27,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59023, 0, "the branches of CASE are incomplete: every WHEN needs one THEN"},
       {59025, 0,
        "LIKE needs an escape of exactly one character, and a character behind it in the pattern"},
-      {59028, 0, "the size of a window, or the number of rows or tiles, must be above 0"},
+      {59028, 0, "the size of a window, or the number of rows, tiles or bins, must be above 0"},
       {59029, 0, "TRIM takes one character at a time: give it a text of exactly one character"},
       {59030, 2, "a value of type {0} does not become one of type {1} by itself: cast it"},
       {59032, 0, "the value that CASE looks up is the NULL constant: test with IS NULL instead"},
@@ -38,14 +38,14 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59150, 0, "the parameters of the trend line are incomplete: name a model and a result"},
       {59161, 2, "{0} overflowed: the result is beyond the limit {1}"},
       {59162, 2, "{0} fell below its range: the smallest value allowed is {1}"},
-      // 59164 and 59165 become part of a JSON text, so they hold no quotation marks.
       {59163, 0, "two matrices of a trend line do not match in rows and columns"},
       {59164, 0,
        "the exponential trend line has no fit: its factors are beyond the range of DOUBLE"},
       {59165, 0, "the exponential trend line has no fit: every value must be above 0"},
+      {59166, 1, "the degree of a polynomial trend line is 1 to 6, and not this one: {0}"},
       {59167, 0,
-       "the polynomial trend line has no single fit: use a lower degree or more distinct "
-       "positions"},
+       "the polynomial trend line has no single fit: use a lower degree, more distinct positions "
+       "or positions nearer 0"},
       {59168, 0, "the trend line has no fit: all its positions are equal"},
       {59169, 0, "the values refer to a trend line that this query does not compute"},
 

@@ -44,13 +44,6 @@ void RecordSpool::BeginInput() {
   end_ = next_ + storage_->blockRecords * recordSize_;
 }
 
-void RecordSpool::Append(const uint8* record) {
-  if (next_ == end_) MakeRoom();
-  std::memcpy(next_, record, recordSize_);
-  next_ += recordSize_;
-  ++count_;
-}
-
 void RecordSpool::MakeRoom() {
   Storage& storage = *storage_;
   const auto used = static_cast<std::size_t>(next_ - storage.block.get());
@@ -64,21 +57,22 @@ void RecordSpool::MakeRoom() {
     next_ = storage.block.get() + used;
   } else {
     if (!storage.file) storage.file.emplace();
-    storage.file->Append(storage.block.get(), used);
-    storage.timer.AddSpilledBytes(used);
-    next_ = storage.block.get();
+    Spill();
   }
   end_ = storage.block.get() + storage.blockRecords * recordSize_;
 }
 
 void RecordSpool::EndInput() {
-  Storage& storage = *storage_;
-  if (storage.file && next_ != storage.block.get()) {
-    const auto used = static_cast<std::size_t>(next_ - storage.block.get());
-    storage.file->Append(storage.block.get(), used);
-    storage.timer.AddSpilledBytes(used);
-  }
+  if (storage_->file) Spill();
   Rewind();
+}
+
+void RecordSpool::Spill() {
+  Storage& storage = *storage_;
+  const auto used = static_cast<std::size_t>(next_ - storage.block.get());
+  storage.file->Append(storage.block.get(), used);
+  storage.timer.AddSpilledBytes(used);
+  next_ = storage.block.get();
 }
 
 void RecordSpool::Rewind() {
@@ -86,16 +80,6 @@ void RecordSpool::Rewind() {
   storage.fileOffset = 0;
   next_ = end_ = storage.block.get();
   if (!storage.file) end_ += count_ * recordSize_;
-}
-
-const uint8* RecordSpool::Next() {
-  if (next_ == end_) {
-    Load();
-    if (next_ == end_) return nullptr;
-  }
-  const uint8* const record = next_;
-  next_ += recordSize_;
-  return record;
 }
 
 const uint8* RecordSpool::At(uint64 place) {
@@ -106,16 +90,17 @@ const uint8* RecordSpool::At(uint64 place) {
   return storage.block.get();
 }
 
-void RecordSpool::Load() {
+bool RecordSpool::Load() {
   Storage& storage = *storage_;
-  if (!storage.file) return;
+  if (!storage.file) return false;
   const auto bytes = static_cast<std::size_t>(std::min<uint64>(
       storage.blockRecords * recordSize_, storage.file->GetSize() - storage.fileOffset));
-  if (bytes == 0) return;
+  if (bytes == 0) return false;
   storage.file->Read(storage.fileOffset, storage.block.get(), bytes);
   storage.fileOffset += bytes;
   next_ = storage.block.get();
   end_ = next_ + bytes;
+  return true;
 }
 
 }  // namespace sqxer

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +11,7 @@
 #include "RunMerger.h"
 #include "SortBuffer.h"
 #include "SpillFile.h"
+#include "Utility/SystemUtility.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -22,13 +20,13 @@ namespace {
 
 constexpr std::size_t kDefaultRunBufferSize = 256;
 constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
+/// Fewer are sorted in about the time that it takes to read the clock twice. Groups of a few rows
+/// may be many.
+constexpr std::size_t kLeastRecordsTimed = 32;
 
 std::size_t ReadInitialBufferBytes() {
-  const char* const text = std::getenv("RUN_BUFFER_SIZE");
-  const std::string_view digits = text == nullptr ? "" : text;
-  std::size_t size = 0;
-  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), size);
-  if (end != digits.end() || error != std::errc() || size == 0) size = kDefaultRunBufferSize;
+  const std::size_t size =
+      SystemUtility::ReadEnvironmentNumber("RUN_BUFFER_SIZE", kDefaultRunBufferSize);
   return std::min(size, SqrtSorter::kMaxBufferBytes >> 10) << 10;
 }
 
@@ -57,7 +55,8 @@ struct SqrtSorter::State {
   const std::size_t recordSize;
   const bool unique;
   OperatorTimer& timer;
-  const std::size_t initialBytes;
+  std::size_t initialBytes;
+  std::size_t mostBytes = kMaxBufferBytes;
   uint64 limit = 0;
   bool hasKeys = false;
   RecordOrder order;
@@ -105,7 +104,7 @@ void SqrtSorter::State::MakeRoom() {
       buffer.Compact();
     } else {
       Spill();
-      bufferBytes = std::min(bufferBytes + initialBytes, kMaxBufferBytes);
+      bufferBytes = std::min(bufferBytes + initialBytes, mostBytes);
       buffer.Reset(bufferBytes);
     }
   }
@@ -177,6 +176,12 @@ void SqrtSorter::SetRecordLimit(uint64 count) {
   state_->limit = count;
 }
 
+void SqrtSorter::SetBufferBytes(std::size_t bytes) {
+  XE_ASSERT(state_->phase != State::Phase::kInput);
+  state_->phase = State::Phase::kIdle;
+  state_->initialBytes = state_->mostBytes = bytes;
+}
+
 void SqrtSorter::BeginInput() {
   XE_ASSERT(state_->hasKeys);
   state_->Forget();
@@ -199,7 +204,8 @@ void SqrtSorter::EndInput() {
   State& state = *state_;
   XE_ASSERT(state.phase == State::Phase::kInput);
   state.phase = State::Phase::kIdle;
-  const OperatorTimer::Scope scope(state.timer);
+  std::optional<OperatorTimer::Scope> scope;
+  if (state.file || state.buffer.GetCount() >= kLeastRecordsTimed) scope.emplace(state.timer);
   state.Sort();
   if (!state.runs.empty()) {
     if (state.buffer.GetCount() > 0) state.Spill();

@@ -1,7 +1,10 @@
 #include "Utility/SystemUtility.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <random>
+#include <string_view>
 
 #include "Utility/XeAssert.h"
 
@@ -33,6 +36,14 @@ int32 SystemUtility::XeRand_to_rand_r() {
 }
 
 void SystemUtility::SetSeedValue(int32 seed) { RandomState() = static_cast<uint32>(seed); }
+
+std::size_t SystemUtility::ReadEnvironmentNumber(const char* name, std::size_t otherwise) {
+  const char* const text = std::getenv(name);
+  const std::string_view digits = text == nullptr ? "" : text;
+  std::size_t number = 0;
+  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), number);
+  return end == digits.end() && error == std::errc() && number != 0 ? number : otherwise;
+}
 
 uint32 SystemUtility::GetMultiByteCodePage() { return kLatin1CodePage; }
 

@@ -37,6 +37,7 @@ struct ClockUnit {
   int64 perDay;
   const wchar_t* name;
 };
+constexpr ClockUnit kMicroseconds = {86'400'000'000, L"microseconds"};
 constexpr ClockUnit kMilliseconds = {86'400'000, L"milliseconds"};
 constexpr ClockUnit kSeconds = {86'400, L"seconds"};
 constexpr ClockUnit kMinutes = {1'440, L"minutes"};
@@ -186,6 +187,10 @@ void XeDateTime::AddDays(int64 count) { SetDate(XeCalendar::AddDays(GetDate(), c
 void XeDateTime::AddMonths(int64 count) { SetDate(XeCalendar::AddMonths(GetDate(), count)); }
 
 void XeDateTime::AddYears(int64 count) { SetDate(XeCalendar::AddYears(GetDate(), count)); }
+
+int64 XeDateTime::DifferenceInMicroseconds(const XeDateTime& a, const XeDateTime& b) {
+  return Subtract(a, b).In(kMicroseconds);
+}
 
 int64 XeDateTime::DifferenceInMilliSeconds(const XeDateTime& a, const XeDateTime& b) {
   return Subtract(a, b).In(kMilliseconds);

@@ -39,14 +39,21 @@ class XEUTILITY_API ArrayRowSet {
   void Update(uint32 index, const uint8* record);
   /// The array of pointers: in the order of the records' arrival, or in the order in which its user
   /// left it with later records behind. Valid until the next record is appended, which may follow.
-  std::span<uint8*> Finalize() { return rows_; }
+  /// Its memory is taken here (and by Sort and Update): sets that only grow hold records alone.
+  std::span<uint8*> Finalize();
   /// Puts the array of pointers in the order of the keys, at least one; records of equal keys come
   /// in any order. What Finalize gave stays valid.
-  void Sort(const KeySet& keys);
+  void Sort(const KeySet& keys) { Sort(keys, count_); }
+  /// The same for the first `count` pointers.
+  void Sort(const KeySet& keys, std::size_t count);
 
  private:
   struct FreeBlock {
     void operator()(uint8* block) const noexcept;
+  };
+  struct Block {
+    std::unique_ptr<uint8[], FreeBlock> bytes;
+    std::size_t records;
   };
 
   /// What a record is sorted by: its prefix decides most pairs without a look at the record.
@@ -63,13 +70,17 @@ class XEUTILITY_API ArrayRowSet {
   /// From one record to the next.
   std::size_t stride_;
   std::size_t mostRecords_;
-  /// Records of the newest block; of the first one before there is any.
-  std::size_t blockRecords_;
-  std::vector<std::unique_ptr<uint8[], FreeBlock>> blocks_;
+  std::size_t firstBlockRecords_;
+  std::vector<Block> blocks_;
   /// The room left in the newest block, and for how many records.
   uint8* next_ = nullptr;
   std::size_t left_ = 0;
+  std::size_t count_ = 0;
   std::vector<uint8*> rows_;
+  /// The blocks whose records `rows_` has, the last of them up to this record and so many more.
+  std::size_t listedBlocks_ = 0;
+  uint8* unlisted_ = nullptr;
+  std::size_t unlistedLeft_ = 0;
   /// Kept from one Sort to the next.
   std::vector<SortEntry> sortEntries_;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
 
 #include "Utility/Export.h"
@@ -26,13 +27,25 @@ class XEUTILITY_API RecordSpool {
   /// Forgets what is there; memory that was taken is kept.
   void BeginInput();
   /// Copies one record.
-  void Append(const uint8* record);
+  void Append(const uint8* record) {
+    if (next_ == end_) [[unlikely]]
+      MakeRoom();
+    std::memcpy(next_, record, recordSize_);
+    next_ += recordSize_;
+    ++count_;
+  }
   void EndInput();
   uint64 GetCount() const { return count_; }
 
   /// The next record, valid until the next call and aligned to 8 bytes if the record size is a
   /// multiple of 8; null behind the last one.
-  const uint8* Next();
+  const uint8* Next() {
+    if (next_ == end_ && !Load()) [[unlikely]]
+      return nullptr;
+    const uint8* const record = next_;
+    next_ += recordSize_;
+    return record;
+  }
   /// Goes back to the first record.
   void Rewind();
   /// The record at a place, from 0, as Next gives it. Next needs a Rewind after it.
@@ -42,7 +55,9 @@ class XEUTILITY_API RecordSpool {
   struct Storage;
 
   void MakeRoom();
-  void Load();
+  void Spill();
+  /// Reads more from the file; false when there is none.
+  bool Load();
 
   std::unique_ptr<Storage> storage_;
   uint64 count_ = 0;

@@ -24,8 +24,8 @@ class XEUTILITY_API SqrtSorter {
 
   /// `removeDuplicates`: of records whose keys compare equal only one is returned.
   /// `keepInputOrder`: records of equal keys come back in the order they went in (and the first of
-  /// equals is the one kept). The timer is charged with sorting time and spilled bytes and must
-  /// outlive the sorter.
+  /// equals is the one kept). The timer is charged with sorting time (that of a few records apart)
+  /// and spilled bytes and must outlive the sorter.
   SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates = false,
              bool keepInputOrder = false);
   ~SqrtSorter();
@@ -36,6 +36,10 @@ class XEUTILITY_API SqrtSorter {
   void SetRowIdSorterMetadata(const KeySet& keys, const XeRecordMetaData& layout);
   /// Only the first `count` records are wanted: the rest may be dropped early. 0: all.
   void SetRecordLimit(uint64 count);
+
+  /// A buffer of that many bytes from the first run to the last, for an owner with a limit of its
+  /// own. Writing runs takes a quarter more.
+  void SetBufferBytes(std::size_t bytes);
 
   /// Forgets what was there and takes records.
   void BeginInput();

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Utility/Export.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
 
-/// What the server asks of the system below it: random numbers, and texts of one byte a character.
+/// What the server asks of the system below it: random numbers, settings of the environment, and
+/// texts of one byte a character.
 class XEUTILITY_API SystemUtility {
  public:
   /// The next random number of this thread, evenly from 0 to 2147483647. A thread that has set no
@@ -13,6 +16,10 @@ class XEUTILITY_API SystemUtility {
   static int32 XeRand_to_rand_r();
   /// Restarts this thread's numbers: equal seeds give equal numbers, on every machine.
   static void SetSeedValue(int32 seed);
+
+  /// The number above 0 that an environment variable holds in decimal digits; `otherwise` where it
+  /// is not set or holds anything else.
+  static std::size_t ReadEnvironmentNumber(const char* name, std::size_t otherwise);
 
   /// The code page of texts of one byte a character: 28591, ISO 8859-1, whose codes are the first
   /// 256 code points.

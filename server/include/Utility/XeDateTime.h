@@ -161,6 +161,7 @@ class XEUTILITY_API XeDateTime {
   void AddYears(int64 count);
 
   // a - b in whole units, truncated toward zero. Error 59171 for what is no day of the calendar.
+  static int64 DifferenceInMicroseconds(const XeDateTime& a, const XeDateTime& b);
   static int64 DifferenceInMilliSeconds(const XeDateTime& a, const XeDateTime& b);
   static int64 DifferenceInSeconds(const XeDateTime& a, const XeDateTime& b);
   static int64 DifferenceInMinutes(const XeDateTime& a, const XeDateTime& b);

@@ -135,16 +135,17 @@ Instant InstantOf(const XeDateTime& value) {
 
 TEST(XeDateTime, SumsAndDifferencesAgreeWithNanosecondsOnOneScale) {
   struct Unit {
-    int64 milliseconds;
+    int64 microseconds;
     void (XeDateTime::*add)(int64 count);
     int64 (*difference)(const XeDateTime& a, const XeDateTime& b);
   };
-  const Unit kUnits[] = {{1, &XeDateTime::AddMilliseconds, XeDateTime::DifferenceInMilliSeconds},
-                         {1000, &XeDateTime::AddSeconds, XeDateTime::DifferenceInSeconds},
-                         {60'000, &XeDateTime::AddMinutes, XeDateTime::DifferenceInMinutes},
-                         {3'600'000, &XeDateTime::AddHours, XeDateTime::DifferenceInHours},
-                         {86'400'000, &XeDateTime::AddDays, XeDateTime::DifferenceInDays},
-                         {7 * 86'400'000, nullptr, XeDateTime::DifferenceInWeeks}};
+  const Unit kUnits[] = {{1, nullptr, XeDateTime::DifferenceInMicroseconds},
+                         {1000, &XeDateTime::AddMilliseconds, XeDateTime::DifferenceInMilliSeconds},
+                         {1'000'000, &XeDateTime::AddSeconds, XeDateTime::DifferenceInSeconds},
+                         {60'000'000, &XeDateTime::AddMinutes, XeDateTime::DifferenceInMinutes},
+                         {3'600'000'000, &XeDateTime::AddHours, XeDateTime::DifferenceInHours},
+                         {86'400'000'000, &XeDateTime::AddDays, XeDateTime::DifferenceInDays},
+                         {7 * 86'400'000'000, nullptr, XeDateTime::DifferenceInWeeks}};
   const Instant least = InstantOf(XeDateTime(kMinYear, 1, 1));
   const Instant most = InstantOf(XeDateTime(kMaxYear, 12, 31, 23, 59, 59, 999999999));
   std::mt19937_64 engine(4);
@@ -164,7 +165,7 @@ TEST(XeDateTime, SumsAndDifferencesAgreeWithNanosecondsOnOneScale) {
   for (int i = 0; i < 20000; ++i) {
     const XeDateTime a = random(), b = random();
     for (const Unit& unit : kUnits) {
-      const Instant nanoseconds = Instant{unit.milliseconds} * 1000000;
+      const Instant nanoseconds = Instant{unit.microseconds} * 1000;
       ASSERT_TRUE(unit.difference(a, b) == (InstantOf(a) - InstantOf(b)) / nanoseconds);
       if (unit.add == nullptr) continue;
       const int64 count = static_cast<int64>(engine()) >> below(64);

@@ -1,5 +1,4 @@
-#include "FunctionRows.h"
-#include "SQXERExprAggregate.h"
+#include "AggregateRows.h"
 
 namespace sqxer {
 namespace {
@@ -8,32 +7,18 @@ using Kind = FunctionRow::Kind;
 using Rule = AggregateResult::Rule;
 using Distinct = AggregateShape::Distinct;
 
-template <class Node>
-std::unique_ptr<Aggregate> MakeAggregate(uint16 column, bool distinct) {
-  auto columns = std::make_unique<UInt16Vector>(1, column);
-  std::unique_ptr<UInt16Vector> breaks;
-  if (distinct) breaks = std::make_unique<UInt16Vector>(1, column);
-  if constexpr (std::is_same_v<Node, CountStar>) {
-    return std::make_unique<Node>(nullptr, nullptr, nullptr, false);
-  } else if constexpr (std::is_same_v<Node, Sum> || std::is_same_v<Node, ListAgg>) {
-    return std::make_unique<Node>(columns.release(), nullptr, breaks.release(), false, distinct);
-  } else if constexpr (std::is_same_v<Node, Count>) {
-    return std::make_unique<Node>(columns.release(), nullptr, breaks.release(), false, distinct,
-                                  false);
-  } else {
-    return std::make_unique<Node>(columns.release(), nullptr, nullptr, false);
-  }
-}
-
 const AggregateShape kSum{
-    MakeAggregate<Sum>, Distinct::kHandled, XeNumericData, {{Rule::kComputed, L""}}};
+    MakeDistinct<Sum>, Distinct::kHandled, XeNumericData, {{Rule::kComputed}}};
 const AggregateShape kCount{
-    MakeAggregate<Count>, Distinct::kHandled, XeUnknown, {{Rule::kCount, L""}}};
+    [](AggregateCall& call) { return MakeNode<Count>(call, false, call.distinct, false); },
+    Distinct::kHandled,
+    XeUnknown,
+    {{Rule::kCount}}};
 const AggregateShape kCountStar{
-    MakeAggregate<CountStar>, Distinct::kRefused, XeUnknown, {{Rule::kCount, L""}}};
+    MakeForGroups<CountStar>, Distinct::kRefused, XeUnknown, {{Rule::kCount}}, "*"};
 const AggregateShape kAvg{
-    MakeAggregate<Avg>, Distinct::kRefused, XeDoubleData, {{Rule::kComputed, L""}}};
-const AggregateShape kAvgAll{MakeAggregate<AvgAll>,
+    MakeForGroups<Avg>, Distinct::kRefused, XeDoubleData, {{Rule::kComputed}}};
+const AggregateShape kAvgAll{MakeForGroups<AvgAll>,
                              Distinct::kRefused,
                              XeDoubleData,
                              {{Rule::kCount, L"_count"},
@@ -41,26 +26,27 @@ const AggregateShape kAvgAll{MakeAggregate<AvgAll>,
                               {Rule::kDouble, L"_standard_error"},
                               {Rule::kDouble, L"_coefficient_of_variation"}}};
 const AggregateShape kMin{
-    MakeAggregate<Min>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+    MakeForGroups<Min>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
 const AggregateShape kMax{
-    MakeAggregate<Max>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+    MakeForGroups<Max>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
 const AggregateShape kFirst{
-    MakeAggregate<First>, Distinct::kRefused, XeUnknown, {{Rule::kArgument, L""}}};
-const AggregateShape kLast{
-    MakeAggregate<Last>, Distinct::kRefused, XeUnknown, {{Rule::kArgument, L""}}};
-const AggregateShape kRange{MakeAggregate<Range>,
+    MakeForGroups<First>, Distinct::kRefused, XeUnknown, {{Rule::kArgument}}};
+const AggregateShape kLast{MakeForGroups<Last>, Distinct::kRefused, XeUnknown, {{Rule::kArgument}}};
+const AggregateShape kRange{MakeForGroups<Range>,
                             Distinct::kNoDifference,
                             XeUnknown,
                             {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
 const AggregateShape kNullIfNotUnique{
-    MakeAggregate<NullIfNotUnique>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument, L""}}};
+    MakeForGroups<NullIfNotUnique>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
 
 const AggregateShape kMedian{
-    MakeAggregate<Median>, Distinct::kRefused, XeUnknown, {{Rule::kDouble, L""}}};
-const AggregateShape kListAgg{
-    MakeAggregate<ListAgg>, Distinct::kHandled, XeUnknown, {{Rule::kList, L""}}, S_AGG_DELIMETER};
-
-constexpr const char* kSkipsNulls = "NULLs are left out; NULL when no value is left";
+    MakeForGroups<Median>, Distinct::kRefused, XeUnknown, {{Rule::kDouble}}};
+const AggregateShape kListAgg{MakeDistinct<ListAgg>,
+                              Distinct::kHandled,
+                              XeUnknown,
+                              {{Rule::kText, L"", ListAgg::kMostCharacters}},
+                              "xd",
+                              S_AGG_DELIMETER};
 
 }  // namespace
 

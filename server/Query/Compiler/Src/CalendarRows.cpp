@@ -1,7 +1,6 @@
 #include <algorithm>
 
 #include "FunctionRows.h"
-#include "PlanError.h"
 #include "SQXERExprFunction.h"
 
 namespace sqxer {
@@ -46,50 +45,33 @@ constexpr Word<XeDateTime::UnitOfTime> kUnits[] = {
     {L"year", XeDateTime::kYear},
 };
 
-/// Null when the argument is no text constant that is one of the words.
+/// The word that an argument is.
 template <class Value, std::size_t count>
-const Word<Value>* FindWord(const TypedExpression& argument, const Word<Value> (&words)[count]) {
-  if (!argument.IsTextConstant()) return nullptr;
-  const XeString& text = std::get<XeString>(argument.constant.value);
-  const auto* found = std::ranges::find_if(words, [&](const Word<Value>& word) {
-    return BaseStringUtil::IsCaseInsensitiveMatch(word.text, text);
-  });
-  return found == std::end(words) ? nullptr : found;
-}
-
-template <class Value, std::size_t count>
-void RequireWord(const TypedExpression& argument, const wchar_t* what,
-                 const Word<Value> (&words)[count]) {
-  if (FindWord(argument, words)) return;
-  XeString accepted;
-  for (const Word<Value>& word : words) {
-    if (!accepted.empty()) accepted += L", ";
-    accepted += word.text;
-  }
-  ThrowPlanError(kUnknownWord, argument.position,
-                 {what, accepted,
-                  argument.IsTextConstant() ? std::get<XeString>(argument.constant.value)
-                                            : XeString(L"a computed value")});
+const Word<Value>& ReadWord(const TypedExpression& argument, const Word<Value> (&words)[count]) {
+  const wchar_t* texts[count];
+  std::ranges::transform(words, texts, &Word<Value>::text);
+  constexpr bool isUnit = std::is_same_v<Value, XeDateTime::UnitOfTime>;
+  return words[ReadWord(argument, isUnit ? L"unit of time" : L"part of a date or time", texts)];
 }
 
 void PreparePart(TypedArguments& arguments) {
-  RequireWord(*arguments[0], L"part of a date or time", kParts);
+  ReadWord(*arguments[0], kParts);
   PrepareAs<'t', 'v'>(arguments);
 }
 
 void PrepareAdd(TypedArguments& arguments) {
-  RequireWord(*arguments[0], L"unit of time", kUnits);
+  ReadWord(*arguments[0], kUnits);
   PrepareAs<'t', 'w', 'v'>(arguments);
 }
 
 void PrepareDifference(TypedArguments& arguments) {
-  RequireWord(*arguments[0], L"unit of time", kUnits);
+  ReadWord(*arguments[0], kUnits);
   PrepareAs<'t', 'v'>(arguments);
 }
 
 template <class Node, int firstOpcode>
 std::unique_ptr<RExpression> MakePart(const TypedExpression& call, Operands& o) {
-  const int opcode = firstOpcode + FindWord(*call.arguments[0], kParts)->value;
+  const int opcode = firstOpcode + ReadWord(*call.arguments[0], kParts).value;
   return std::make_unique<Node>(o[1].release(), static_cast<XeDateTime::ExtractOpcode>(opcode));
 }
 
@@ -100,7 +82,7 @@ std::unique_ptr<RExpression> MakeName(const TypedExpression&, Operands& o) {
 
 template <class Node>
 std::unique_ptr<RExpression> MakeWithUnit(const TypedExpression& call, Operands& o) {
-  auto node = std::make_unique<Node>(FindWord(*call.arguments[0], kUnits)->value,
+  auto node = std::make_unique<Node>(ReadWord(*call.arguments[0], kUnits).value,
                                      ExpressionVector{o[1].get(), o[2].get()});
   static_cast<void>(o[1].release());
   static_cast<void>(o[2].release());

@@ -1,11 +1,10 @@
 #include "ExpressionTyper.h"
 
-#include <algorithm>
+#include <limits>
 
 #include "LookupTable.h"
 #include "NodeProber.h"
 #include "PlanError.h"
-#include "Utility/SUSystemConfig.h"
 
 namespace sqxer {
 namespace {
@@ -15,18 +14,6 @@ using Kind = TypedExpression::Kind;
 /// Bounds the trees that a statement can ask for: IS TRUE reads its operand twice, so nesting it
 /// would double the tree at every level.
 constexpr int kMaxSize = 50000;
-
-void CountNodes(TypedExpression& expression) {
-  for (const TypedExpressionPtr& argument : expression.arguments) expression.size += argument->size;
-  if (expression.size > kMaxSize)
-    ThrowPlanError(kTooComplex, expression.position, {std::to_wstring(kMaxSize)});
-}
-
-void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer) {
-  expression.type = answer.type;
-  expression.length = answer.length;
-  expression.nullable = answer.nullable;
-}
 
 /// Constants that the operator would convert for every row, converted once. True when one was. NULL
 /// needs no conversion, and a value whose place among the operands is another one allows none.
@@ -53,18 +40,13 @@ PlanConstant WithoutPadding(PlanConstant constant) {
   return constant;
 }
 
-/// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
-TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
-  bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
-  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
-  if (argument->type == XeBitData && shape.results[0].rule == AggregateResult::Rule::kComputed)
-    return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
-  return integer && wide && shape.wideInteger != XeUnknown
-             ? ConvertTyped(argument, shape.wideInteger)
-             : argument;
-}
-
 }  // namespace
+
+void CountNodes(TypedExpression& expression) {
+  for (const TypedExpressionPtr& argument : expression.arguments) expression.size += argument->size;
+  if (expression.size > kMaxSize)
+    ThrowPlanError(kTooComplex, expression.position, {std::to_wstring(kMaxSize)});
+}
 
 XeString UpperName(std::string_view name) {
   XeString upper;
@@ -138,6 +120,8 @@ TypedExpressionPtr ExpressionTyper::TypeName(const SqlExpression& expression,
     }
     if (!found.empty()) {
       TypedExpressionPtr aliased = (*clause.aliases)[static_cast<std::size_t>(found[0])].expression;
+      if (!clause.windows && ContainsWindow(*aliased))
+        ThrowPlanError(kWindowNotAllowed, expression.position, {clause.name, name});
       if (!clause.aggregates && ContainsAggregate(*aliased))
         ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
       return aliased;
@@ -156,28 +140,14 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
   return TypeCall(*row, expression, clause);
 }
 
-const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& expression) const {
-  const FunctionRow* other = nullptr;
-  int count = static_cast<int>(expression.arguments.size());
-  if (const FunctionRow* row = FindFunction(expression.name, count, &other)) {
-    // COUNT() lacks its argument, and only aggregates take *.
-    const bool isAggregate = row->kind == FunctionRow::Kind::kAggregate;
-    if (count > 0 || expression.star == isAggregate) return *row;
-    other = row;
-  }
-  if (other)
-    ThrowPlanError(
-        kArgumentCount, expression.position,
-        {UpperName(expression.name),
-         expression.star ? XeString(L"*") : std::to_wstring(expression.arguments.size())});
-  ThrowPlanError(kNoSuchFunction, expression.position, {L"function", Wide(expression.name)});
-}
-
 TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
                                                  const Clause& clause) const {
-  if (JsonColumns::IsCall(expression)) return JsonColumns::Type(expression, json_);
+  if (JsonColumns::IsCall(expression)) {
+    if (expression.over) ThrowPlanError(kNoWindowForm, expression.position, {L"JSON_VALUE"});
+    return JsonColumns::Type(expression, json_);
+  }
   const FunctionRow& row = LookUpFunction(expression);
-  if (row.kind != FunctionRow::Kind::kAggregate) {
+  if (!row.aggregate) {
     if (expression.distinct)
       ThrowPlanError(kNoDistinct, expression.position, {UpperName(expression.name)});
     return TypeCall(row, expression, clause);
@@ -193,31 +163,66 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
   if (JsonColumns::IsCall(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
-  if (row.kind != FunctionRow::Kind::kAggregate) return results;
+  if (!row.aggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());
   for (int i = 0; count > 1 && i < count; ++i)
     results.push_back(TypeAggregate(row, expression, clause, i));
   return results;
 }
 
+TypedExpressionPtr ExpressionTyper::TypeWord(const SqlExpression& expression,
+                                             const Clause& clause) const {
+  const bool isBare = expression.kind == SqlExpression::Kind::kName && expression.path.size() == 1;
+  return isBare ? MakeTypedConstant({XeLongVarCharData, expression.path[0]}, expression.position)
+                : Type(expression, clause);
+}
+
+TypedExpressionPtr ExpressionTyper::TypeWithoutColumns(const SqlExpression& expression,
+                                                       const Clause& clause) const {
+  const NameScope noColumns;
+  return ExpressionTyper(noColumns, catalog_, parameters_).Type(expression, clause);
+}
+
+std::optional<uint64> ExpressionTyper::ReadRowCount(const SqlExpression& expression,
+                                                    const wchar_t* clause) const {
+  if (NamesColumn(expression)) ThrowPlanError(kLimitNotConstant, expression.position, {clause});
+  TypedExpressionPtr count = TypeWithoutColumns(expression, {clause});
+  if (!count->IsConstant()) {
+    if (std::optional<PlanConstant> value = EvaluateWithoutColumns(*count))
+      count = MakeTypedConstant(*value, count->position);
+  }
+  if (count->IsConstant() && count->constant.IsNull()) return {};
+  if (count->IsConstant() && count->type != XeBoolean) {
+    std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
+    const VelmarNumber* value = number ? std::get_if<VelmarNumber>(&number->value) : nullptr;
+    const VelmarNumber most(std::numeric_limits<int64>::max());
+    if (value && !value->isNegative() && value->decimalPlaces() == 0 && *value <= most)
+      return std::stoull(value->asString());
+  }
+  ThrowPlanError(kLimitNotConstant, expression.position, {clause});
+}
+
 TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
                                              const SqlExpression& expression,
                                              const Clause& clause) const {
+  TypedArguments arguments;
+  for (const SqlExpressionPtr& argument : expression.arguments) {
+    const bool isWord = static_cast<int>(arguments.size()) == row.word;
+    arguments.push_back(isWord ? TypeWord(*argument, clause) : Type(*argument, clause));
+  }
+  return MakeCall(row, std::move(arguments), expression.position, expression.target);
+}
+
+TypedExpressionPtr ExpressionTyper::MakeCall(const FunctionRow& row, TypedArguments arguments,
+                                             int position, const SqlTypeName& target) const {
   auto call = std::make_shared<TypedExpression>();
   call->kind = Kind::kCall;
-  call->position = expression.position;
+  call->position = position;
   call->function = &row;
-  for (const SqlExpressionPtr& argument : expression.arguments) {
-    const int index = static_cast<int>(call->arguments.size());
-    const bool isWord = index == row.word && argument->kind == SqlExpression::Kind::kName &&
-                        argument->path.size() == 1;
-    call->arguments.push_back(
-        isWord ? MakeTypedConstant({XeLongVarCharData, argument->path[0]}, argument->position)
-               : Type(*argument, clause));
-  }
-  call->column.type = expression.target.type;
-  call->column.length = static_cast<uint32>(expression.target.precision);
-  call->column.scale = static_cast<int16>(expression.target.scale);
+  call->arguments = std::move(arguments);
+  call->column.type = target.type;
+  call->column.length = static_cast<uint32>(target.precision);
+  call->column.scale = static_cast<int16>(target.scale);
   row.prepare(call->arguments);
   if (row.lookup != FunctionRow::Lookup::kNone)
     call->lookup = FindLookupTable(row, call->arguments, catalog_);
@@ -231,51 +236,11 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
   const bool isPadded = row.givesLongText && answer.type == XeCharData;
   if (answer.value) {
     if (isPadded) *answer.value = WithoutPadding(*answer.value);
-    return MakeTypedConstant(*answer.value, expression.position);
+    return MakeTypedConstant(*answer.value, position);
   }
   TakeAnswer(*call, answer);
   CountNodes(*call);
   return isPadded ? ConvertTyped(call, XeLongVarCharData) : Widened(call);
-}
-
-TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
-                                                  const SqlExpression& expression,
-                                                  const Clause& clause, int index) const {
-  const AggregateShape& shape = *row.aggregate;
-  XeString name = UpperName(row.name);
-  if (!clause.aggregates)
-    ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
-  if (expression.distinct && shape.distinct == AggregateShape::Distinct::kRefused)
-    ThrowPlanError(kNoDistinct, expression.position, {name});
-
-  if (expression.arguments.size() > 1) {
-    const TypedExpressionPtr delimiter = Type(*expression.arguments[1], clause);
-    if (!delimiter->IsTextConstant() ||
-        std::get<XeString>(delimiter->constant.value) != shape.delimiter)
-      ThrowPlanError(kOtherDelimiter, delimiter->position, {name, shape.delimiter});
-  }
-
-  auto aggregate = std::make_shared<TypedExpression>();
-  aggregate->kind = Kind::kAggregate;
-  aggregate->position = expression.position;
-  aggregate->function = &row;
-  aggregate->index = index;
-  aggregate->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
-  if (!expression.arguments.empty()) {
-    Clause inner{clause.name, true, nullptr};
-    TypedExpressionPtr argument = Type(*expression.arguments[0], inner);
-    if (ContainsAggregate(*argument)) ThrowPlanError(kNestedAggregate, argument->position, {name});
-    if (argument->untypedNull) argument = ConvertTyped(argument, XeInt4Data);
-    aggregate->arguments.push_back(WidenArgument(argument, shape));
-    aggregate->input = ResultOfTree(*aggregate->arguments[0], {});
-    AskAggregate(*aggregate);
-  }
-  CountNodes(*aggregate);
-
-  aggregate->column =
-      TypeOfResult(shape.results[static_cast<std::size_t>(index)], aggregate->input);
-  TakeAnswer(*aggregate, AskColumn(aggregate->column, false, expression.position));
-  return aggregate;
 }
 
 }  // namespace sqxer

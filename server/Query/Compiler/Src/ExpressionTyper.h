@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "Compiler.h"
@@ -26,6 +27,8 @@ class ExpressionTyper {
     bool aggregates = false;
     /// Where names that are no columns are looked up last; null for none.
     const std::vector<TypedOutput>* aliases = nullptr;
+    /// Calls with OVER.
+    bool windows = false;
   };
 
   /// `json` (may be null: there are none) types the values of JSON documents. All must outlive the
@@ -40,6 +43,9 @@ class ExpressionTyper {
                                                      const Clause& clause) const;
   /// A column of the table by its position there.
   TypedExpressionPtr TypeColumn(int column, int position) const;
+  /// A number of rows, known while planning: a whole number that is not negative (58017, with the
+  /// clause), or nothing for NULL.
+  std::optional<uint64> ReadRowCount(const SqlExpression& expression, const wchar_t* clause) const;
 
  private:
   TypedExpressionPtr TypeLiteral(const SqlExpression& expression) const;
@@ -49,16 +55,41 @@ class ExpressionTyper {
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
                               const Clause& clause) const;
-  /// Result `index` of an aggregate.
+  TypedExpressionPtr MakeCall(const FunctionRow& row, TypedArguments arguments, int position,
+                              const SqlTypeName& target = {}) const;
+  /// Result `index` of an aggregate, over groups or a window.
   TypedExpressionPtr TypeAggregate(const FunctionRow& row, const SqlExpression& expression,
                                    const Clause& clause, int index) const;
-  const FunctionRow& LookUpFunction(const SqlExpression& expression) const;
+  /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
+  void TypeArguments(const SqlExpression& expression, const Clause& clause,
+                     TypedExpression& aggregate, TypedAggregate& call) const;
+  /// What OVER adds to an aggregate: columns, numbers, and the keys behind them.
+  void TypeWindow(const SqlExpression& expression, const Clause& clause, TypedExpression& aggregate,
+                  TypedAggregate& call) const;
+  TypedExpressionPtr TypeKey(const SqlExpression& expression, const Clause& clause) const;
+  /// The columns of what ranks the rows itself, and their orders.
+  void TypeRank(const SqlExpression& expression, const Clause& clause, WindowForm form,
+                TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
+  void TypeRankKeys(const std::vector<SqlSortItem>& keys, const Clause& clause,
+                    TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
+  /// One more than the rows before the present one.
+  TypedExpressionPtr WindowSize(const SqlExpression& preceding) const;
+  TypedExpressionPtr TypeNumber(const SqlExpression& expression, const FunctionRow& row) const;
+  /// A word, written bare or as a text, as a text constant.
+  TypedExpressionPtr TypeWord(const SqlExpression& expression, const Clause& clause) const;
+  TypedExpressionPtr TypeWithoutColumns(const SqlExpression& expression,
+                                        const Clause& clause) const;
+  /// The row that a call means, by its name, its arguments and its window.
+  static const FunctionRow& LookUpFunction(const SqlExpression& expression);
 
   const NameScope& scope_;
   Catalog& catalog_;
   const QueryParameters& parameters_;
   JsonColumns* const json_;
 };
+
+/// Adds up the nodes of a new expression's arguments. Error 58005 when they are too many.
+void CountNodes(TypedExpression& expression);
 
 /// A function's name as error texts show it.
 XeString UpperName(std::string_view name);

@@ -21,12 +21,13 @@ printed by `sqxer --functions`.
   [WHERE condition]
   [GROUP BY key, ...]
   [HAVING condition]
+  [WINDOW name AS (window), ...]
   [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...]
   [LIMIT count] [OFFSET count]
 ```
 
-The grammar is PostgreSQL's. A part of it that is not listed here (joins, subqueries, windows, set
-operations) is refused by name.
+The grammar is PostgreSQL's. A part of it that is not listed here (joins, subqueries, set operations)
+is refused by name.
 
 - A table is a name or a quoted path: `FROM "data/sales.csv"`. Without FROM a SELECT is evaluated
   once, over no columns.
@@ -43,6 +44,35 @@ operations) is refused by name.
   the types of `--schema`; without one the value takes the type that a CSV column of it would have. An
   empty value is NULL, except that `varchar:` is the empty text. Parameters of the types DATE and TIME
   compute as TIMESTAMP (a time on 1900-01-01).
+
+## Windows
+
+```
+function OVER name
+function OVER ([name] [PARTITION BY key, ...]
+               [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...] [frame])
+```
+
+A function with OVER gives every row a result, which is computed from the rows of its partition: those
+that WHERE keeps, in a query with groups the groups that HAVING keeps. Such calls stand in the select
+list and in ORDER BY, alone or as parts of expressions. In a query with groups they are made of its keys
+and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
+
+| frame | functions | the result is that of |
+|---|---|---|
+| none, without ORDER BY | every aggregate | the partition |
+| ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING | every aggregate | the partition |
+| ROWS UNBOUNDED PRECEDING, also with BETWEEN ... AND CURRENT ROW | SUM, COUNT, MIN, MAX | the rows so far |
+| ROWS n PRECEDING, also with BETWEEN ... AND CURRENT ROW | SUM, AVG | the last n + 1 values |
+| none | RANK, NTILE, PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N | the partition |
+
+- Every other frame (RANGE, GROUPS, FOLLOWING, EXCLUDE) is error 58043. So is ORDER BY without a frame
+  for an aggregate: to SQL that is a RANGE.
+- A partition's rows come in the order of ORDER BY. Rows that are equal in it, and all without it, come
+  in the order of the table.
+- DISTINCT is for whole partitions.
+- A window may build on one of the WINDOW clause by its name, if that has no frame. It takes its
+  PARTITION BY over, and its ORDER BY if it has one.
 
 ## Literals and types
 
@@ -87,7 +117,10 @@ operations) is refused by name.
 | `CAST('12x' AS integer)` | an error with the text | SQLite gives 12 |
 | `CAST(2.5 AS integer)` | 2, the fraction is cut | PostgreSQL rounds to 3 |
 | `CAST(x AS numeric(p, s))` | keeps all digits | PostgreSQL rounds to s |
-| NULL in ORDER BY | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
+| `SUM(x) OVER (ORDER BY k)` | an error: write the frame | the frame is RANGE: the rows so far and those that tie |
+| `SUM(x) OVER (ROWS n PRECEDING)` | of the last n + 1 values that are not NULL | of the last n + 1 rows |
+| `NTILE(n)` | tiles are parted by quantiles of the values: equal values share one, and sizes differ | tiles of as many rows each |
+| NULL in ORDER BY, also in windows | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
 )";
 
 void Append(std::string& out, std::initializer_list<std::string_view> parts) {
@@ -115,6 +148,7 @@ std::string FunctionReference() {
   AppendSection(reference, "Operators", {Kind::kOperator, Kind::kForm});
   AppendSection(reference, "Functions", {Kind::kFunction, Kind::kReader});
   AppendSection(reference, "Aggregates", {Kind::kAggregate});
+  AppendSection(reference, "Aggregates over windows", {Kind::kWindow});
   return reference;
 }
 

@@ -1,7 +1,6 @@
 #include "FunctionTable.h"
 
 #include "FunctionRows.h"
-#include "SQXERExprAggregate.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
 namespace sqxer {
@@ -20,20 +19,19 @@ std::vector<FunctionRow> MakeTable() {
   AppendCalendarRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
+  AppendWindowRows(rows);
   return rows;
 }
 
-const FunctionRow* Find(std::string_view name, int argumentCount, bool isOperator,
-                        const FunctionRow** anyCount) {
+std::vector<const FunctionRow*> Find(std::string_view name, bool isOperator) {
+  std::vector<const FunctionRow*> found;
   for (const FunctionRow& row : FunctionTable()) {
     bool operatorRow = row.kind == Kind::kOperator || row.kind == Kind::kForm;
     if (operatorRow != isOperator || row.name != name) continue;
     // Forms that the parser reads as others are only described.
-    if (!row.prepare && !row.aggregate) continue;
-    if (row.Takes(argumentCount)) return &row;
-    if (anyCount) *anyCount = &row;
+    if (row.prepare || row.aggregate) found.push_back(&row);
   }
-  return nullptr;
+  return found;
 }
 
 }  // namespace
@@ -55,26 +53,28 @@ ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argumen
     case Rule::kDouble:
       field.type = XeDoubleData;
       break;
-    case Rule::kList:
+    case Rule::kText:
       field.type = XeVarCharData;
+      break;
+    case Rule::kPlace:
+      field.type = XeUInt4Data;
       break;
     case Rule::kCount:
       field.type = XeUInt4Data;
       field.nullable = false;
       break;
   }
-  field.length = XeFieldDescriptor::GetObjectLength(field.type, argument.length);
-  if (result.rule == Rule::kList) field.length = ListAgg::kMostCharacters;
+  const uint32 length = result.rule == Rule::kText ? result.length : argument.length;
+  field.length = XeFieldDescriptor::GetObjectLength(field.type, length);
   return field;
 }
 
 const FunctionRow* FindOperator(std::string_view name, int argumentCount) {
-  return Find(name, argumentCount, true, nullptr);
+  for (const FunctionRow* row : Find(name, true))
+    if (row->Takes(argumentCount, false)) return row;
+  return nullptr;
 }
 
-const FunctionRow* FindFunction(std::string_view name, int argumentCount,
-                                const FunctionRow** anyCount) {
-  return Find(name, argumentCount, false, anyCount);
-}
+std::vector<const FunctionRow*> FindFunctions(std::string_view name) { return Find(name, false); }
 
 }  // namespace sqxer

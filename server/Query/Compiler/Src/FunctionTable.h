@@ -23,32 +23,78 @@ struct AggregateResult {
     kDouble,
     /// uint4, never NULL.
     kCount,
-    /// The long text of a joined list.
-    kList,
+    /// uint4: the number of a row's place.
+    kPlace,
+    /// A long text of at most `length` characters.
+    kText,
   };
   Rule rule;
   /// Appended to the column's name where there are several results.
-  const wchar_t* suffix;
+  const wchar_t* suffix = L"";
+  uint32 length = 0;
 };
 
 /// The field that a result is written to, for an argument of a stored form.
 ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argument);
 
+/// Whether a letter of AggregateShape::arguments stands for a column.
+constexpr bool IsColumnArgument(char kind) { return kind == 'x' || kind == 'y'; }
+
+using Operands = std::vector<std::unique_ptr<RExpression>>;
+
+/// What an aggregate is made of.
+struct AggregateCall {
+  /// The columns that it reads, in the order in which the node has them: positions in the record of
+  /// its inputs.
+  UInt16Vector columns;
+  bool distinct = false;
+  /// The order of each column, where the function ranks the rows by them.
+  std::vector<SortOrder_t> orders;
+  /// The arguments that are numbers without columns, unbound, in order. Make takes them over.
+  Operands numbers;
+  /// Which of the shape's words the call names; -1 without one.
+  int word = -1;
+};
+
 /// What the plan builder knows of an aggregate.
 struct AggregateShape {
   enum class Distinct { kHandled, kNoDifference, kRefused };
-  /// A new generic aggregate over input column `column`.
-  std::unique_ptr<Aggregate> (*Make)(uint16 column, bool distinct);
+  /// A new generic aggregate.
+  std::unique_ptr<Aggregate> (*Make)(AggregateCall& call);
   Distinct distinct;
-  /// The type to which an integer argument is brought when integer aggregates are wide, so that no
+  /// The type to which an integer column is brought when integer aggregates are wide, so that no
   /// result overflows or is cut; XeUnknown leaves it.
   XeDataType wideInteger;
   std::vector<AggregateResult> results;
-  /// What the second argument must be, where there is one.
+  /// What the arguments are, a letter each: 'x' and 'y' the first and second column that the node
+  /// reads, 'n' a number without columns, 'w' one of `words`, 'd' the text `delimiter`; "*" alone
+  /// is the star of COUNT(*). A row with fewer arguments has the first ones.
+  std::string_view arguments = "x";
   const wchar_t* delimiter = nullptr;
+  /// What an argument 'w' may be, and what errors call it.
+  std::vector<const wchar_t*> words = {};
+  const wchar_t* wordMeaning = nullptr;
 };
 
-using Operands = std::vector<std::unique_ptr<RExpression>>;
+/// Where an aggregate gives its results, and what it makes of its window.
+enum class WindowForm {
+  /// One for each group; with OVER for each partition, whose rows all get it. The frame is the
+  /// whole partition.
+  kGroup,
+  /// With OVER alone, as all that follow. For each row; the frame is ROWS UNBOUNDED PRECEDING.
+  kRunning,
+  /// The frame is ROWS n PRECEDING; n + 1 is the last of its numbers.
+  kMoving,
+  /// No frame here and below. It ranks the rows: its columns are the keys of ORDER BY, which may be
+  /// missing. They are such that NULL is a value among others, and comes last.
+  kRankByKeys,
+  /// Its column is the one key of ORDER BY.
+  kRankByKey,
+  /// It ranks by its argument, which ORDER BY may name again, to give the direction.
+  kRankByArgument,
+  /// It takes the partition as it comes, without ORDER BY.
+  kPartition,
+};
 
 /// As the number of arguments of a row: so many or more.
 constexpr int AtLeast(int count) { return -count; }
@@ -60,6 +106,8 @@ struct FunctionRow {
     kOperator,
     kFunction,
     kAggregate,
+    /// An aggregate that exists with OVER alone.
+    kWindow,
     /// Another way to write an operator; the parser reads it as that one.
     kForm,
     /// A function of the planner's own, whose type depends on the rows; it is only described here.
@@ -87,6 +135,7 @@ struct FunctionRow {
   /// others, such as a format, it has read from the call's constants.
   std::unique_ptr<RExpression> (*make)(const TypedExpression& call, Operands& operands) = nullptr;
   const AggregateShape* aggregate = nullptr;
+  WindowForm windowForm = WindowForm::kGroup;
   /// Its value may differ from row to row although nothing that it reads does.
   bool isVolatile = false;
   /// Which argument is a word, such as a unit of time: written bare or as a text. -1 for none.
@@ -97,18 +146,21 @@ struct FunctionRow {
   enum class Lookup { kNone, kByText, kByKey };
   Lookup lookup = Lookup::kNone;
 
-  bool Takes(int count) const {
+  /// Whether it takes so many arguments, or the star.
+  bool Takes(int count, bool star) const {
+    if (star || count == 0) return argumentCount == 0 && star == TakesStar();
     return argumentCount < 0 ? count >= -argumentCount : count == argumentCount;
   }
+  /// Of an aggregate: whether it is the one that takes the star.
+  bool TakesStar() const { return aggregate != nullptr && aggregate->arguments == "*"; }
 };
 
 const std::vector<FunctionRow>& FunctionTable();
 
-/// The row of an operator, or of a function or aggregate; null when there is none. `anyCount` (may
-/// be null) receives whether the name exists with another number of arguments.
+/// The row of an operator; null when there is none.
 const FunctionRow* FindOperator(std::string_view name, int argumentCount);
-const FunctionRow* FindFunction(std::string_view name, int argumentCount,
-                                const FunctionRow** anyCount = nullptr);
+/// The rows of the functions and aggregates of a name, with OVER and without.
+std::vector<const FunctionRow*> FindFunctions(std::string_view name);
 
 /// The errors of a node class, as the reference tells them; null for one that has none but 59001.
 const char* ErrorsOfNode(std::string_view node);

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "AggregateList.h"
 #include "QueryPlan.h"
 #include "TypedExpression.h"
 
@@ -20,28 +21,16 @@ class GroupPlan {
 
   /// The keys, and the distinct arguments of the aggregates noted: both over the scan record.
   const TypedArguments& GetKeys() const { return keys_; }
-  const TypedArguments& GetInputs() const { return inputs_; }
+  const TypedArguments& GetInputs() const { return aggregates_.GetInputs(); }
   /// What a key's field in the group record is called.
   XeString NameOfKey(std::size_t index) const;
   /// The aggregates noted, over the inputs by their positions.
-  std::vector<PlanAggregate> MakeAggregates() const;
+  std::vector<PlanAggregate> MakeAggregates() const { return aggregates_.MakePlan(sql_); }
 
  private:
-  struct Noted {
-    TypedExpressionPtr aggregate;
-    /// -1 without an argument.
-    int input;
-    int firstField;
-  };
-  int FieldOf(const TypedExpressionPtr& aggregate);
-  /// The text of a call, from its name to the closing parenthesis.
-  XeString SourceText(int position) const;
-
   const std::string& sql_;
   TypedArguments keys_;
-  TypedArguments inputs_;
-  std::vector<Noted> aggregates_;
-  int fields_;
+  AggregateList aggregates_;
 };
 
 }  // namespace sqxer

@@ -56,7 +56,7 @@ void JsonColumns::AddCalls(const SqlExpressionPtr& expression, Seen& seen) {
   // Expressions that are read twice are shared, and nested ones would be walked again and again.
   if (!expression || !seen.insert(expression.get()).second) return;
   if (IsCall(*expression)) Read(*expression);
-  for (const SqlExpressionPtr& argument : expression->arguments) AddCalls(argument, seen);
+  ForEachOperand(*expression, [&](const SqlExpressionPtr& operand) { AddCalls(operand, seen); });
 }
 
 JsonColumns::Reading JsonColumns::Read(const SqlExpression& call) {

@@ -58,6 +58,12 @@ constexpr NodeErrors kNodeErrors[] = {
     {"Canonical", "58025, 58032 (table)"},
     {"DictLookup", "58025, 58032 (table)"},
     {"Sum", "59161 (overflow)"},
+    {"RunningSum", "59161 (overflow)"},
+    {"MovingSum", "58017 (n), 59161 (overflow)"},
+    {"MovingAvg", "58017 (n)"},
+    {"Ntile", "58035, 59028 (n), 58044 (ORDER BY)"},
+    {"Percentile", "58044 (ORDER BY)"},
+    {"PreferredN", "58035, 59028 (n), 58044 (ORDER BY)"},
 };
 
 }  // namespace

@@ -62,6 +62,12 @@ auto AtPosition(int position, Action action) {
 
 }  // namespace
 
+void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer) {
+  expression.type = answer.type;
+  expression.length = answer.length;
+  expression.nullable = answer.nullable;
+}
+
 NodeAnswer AskOperator(const TypedExpression& call) {
   ProbeRecord record;
   Operands operands;
@@ -111,16 +117,25 @@ NodeAnswer AskColumn(const ColumnInfo& column, bool isRoot, int position) {
   });
 }
 
+std::optional<PlanConstant> EvaluateWithoutColumns(const TypedExpression& expression) {
+  ProbeRecord record;
+  MetaDataInfo info;
+  XeAListStream* stream = record.Open();
+  return EvaluateConstant(*BindTree(BuildTree(expression, {}), stream, info));
+}
+
 void AskAggregate(const TypedExpression& aggregate) {
   ProbeRecord record;
-  for (const TypedExpressionPtr& argument : aggregate.arguments) {
+  UInt16Vector columns;
+  for (const TypedExpressionPtr& argument : ColumnsOf(aggregate)) {
+    columns.push_back(static_cast<uint16>(columns.size()));
     ColumnInfo input = ResultOfTree(*argument, {});
     record.AddField(input.type, input.length, input.nullable);
   }
   AtPosition(aggregate.position, [&] {
     record.Open();
     MetaDataInfo info;
-    std::unique_ptr<Aggregate> node = aggregate.function->aggregate->Make(0, aggregate.distinct);
+    std::unique_ptr<Aggregate> node = BuildAggregate(aggregate, std::move(columns));
     RExpression* bound = nullptr;
     node->Bind(record.GetLayout(), bound, info);
     std::unique_ptr<RExpression> owner(bound == node.get() ? nullptr : bound);
@@ -134,7 +149,7 @@ ColumnInfo ResultOfTree(const TypedExpression& expression, const XeString& name)
   result.length = std::max(expression.length, 1u);
   result.nullable = expression.nullable;
   if (expression.kind == TypedExpression::Kind::kColumn ||
-      expression.kind == TypedExpression::Kind::kGroupField) {
+      expression.kind == TypedExpression::Kind::kField) {
     NodeAnswer stored = AskColumn(expression.column, true, expression.position);
     result.type = stored.type;
     result.length = stored.length;

@@ -22,6 +22,9 @@ struct NodeAnswer {
   std::optional<PlanConstant> value;
 };
 
+/// The expression's type is what the node says.
+void TakeAnswer(TypedExpression& expression, const NodeAnswer& answer);
+
 /// Asks the operator of a call about its arguments. Errors of its Bind carry the call's position.
 NodeAnswer AskOperator(const TypedExpression& call);
 
@@ -29,7 +32,10 @@ NodeAnswer AskOperator(const TypedExpression& call);
 /// Error 59003 (type), at `position`, for a column that no expression can read.
 NodeAnswer AskColumn(const ColumnInfo& column, bool isRoot, int position);
 
-/// Raises, at the aggregate's position, what binding it to its argument raises.
+/// The value of an expression that reads no column. Nothing when evaluating it raises an error.
+std::optional<PlanConstant> EvaluateWithoutColumns(const TypedExpression& expression);
+
+/// Raises, at the aggregate's position, what binding it to its columns raises.
 void AskAggregate(const TypedExpression& aggregate);
 
 /// The result of a typed expression that is a whole tree.

@@ -1,7 +1,6 @@
 #include "OperandRules.h"
 
 #include <algorithm>
-#include <span>
 
 #include "FunctionTable.h"
 #include "PlanError.h"
@@ -62,9 +61,11 @@ void CountBitsAsIntegers(TypedArguments& arguments) {
 }
 
 bool IsWideCount(const TypedExpression& argument) {
-  if (argument.kind != TypedExpression::Kind::kAggregate) return false;
+  if (!argument.aggregate) return false;
+  using Rule = AggregateResult::Rule;
   const auto& results = argument.function->aggregate->results;
-  return results[static_cast<std::size_t>(argument.index)].rule == AggregateResult::Rule::kCount &&
+  const Rule rule = results[static_cast<std::size_t>(argument.index)].rule;
+  return (rule == Rule::kCount || rule == Rule::kPlace) &&
          SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
 }
 
@@ -161,7 +162,7 @@ TypedExpressionPtr AsNullValue(const TypedExpressionPtr& null) {
   auto value = std::make_shared<TypedExpression>(*null);
   value->kind = TypedExpression::Kind::kCall;
   value->constant = {};
-  value->function = FindFunction("ifnull", 2);
+  value->function = FindFunctions("ifnull").front();
   value->arguments = {null, null};
   value->size = 3;
   return value;
@@ -181,13 +182,6 @@ void SettleResults(std::span<TypedExpressionPtr> results) {
     if (allNull && IsTypedNull(result)) result = AsNullValue(result);
 }
 
-void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
-  for (const TypedExpressionPtr& argument : arguments)
-    if (SUXeDataTypeUtility::IsXeBinaryType(argument->type))
-      ThrowPlanError(59001, argument->position,
-                     {node, SUXeDataTypeUtility::GetXeDataTypeName(argument->type)});
-}
-
 void PrepareTextAndConstant(TypedArguments& arguments, const wchar_t* function,
                             const wchar_t* constant) {
   arguments[0] = TypeNull(arguments[0], XeLongVarCharData);
@@ -196,6 +190,13 @@ void PrepareTextAndConstant(TypedArguments& arguments, const wchar_t* function,
 }
 
 }  // namespace
+
+void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
+  for (const TypedExpressionPtr& argument : arguments)
+    if (SUXeDataTypeUtility::IsXeBinaryType(argument->type))
+      ThrowPlanError(59001, argument->position,
+                     {node, SUXeDataTypeUtility::GetXeDataTypeName(argument->type)});
+}
 
 void PrepareArithmetic(TypedArguments& arguments) {
   SettleNumbers(arguments, SUSystemConfig::GetSystemConfig().integerMathAsDouble_);
@@ -351,6 +352,19 @@ void PrepareByKind(TypedArguments& arguments, std::string_view kinds) {
         break;
     }
   }
+}
+
+std::size_t ReadWord(const TypedExpression& argument, const wchar_t* what,
+                     std::span<const wchar_t* const> words) {
+  const XeString text = argument.IsTextConstant() ? std::get<XeString>(argument.constant.value)
+                                                  : XeString(L"a computed value");
+  XeString accepted;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    if (argument.IsTextConstant() && BaseStringUtil::IsCaseInsensitiveMatch(words[i], text))
+      return i;
+    accepted += (i > 0 ? L", " : L"") + XeString(words[i]);
+  }
+  ThrowPlanError(kUnknownWord, argument.position, {what, accepted, text});
 }
 
 TypedExpressionPtr AsCondition(const TypedExpressionPtr& argument, const XeString& of) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string_view>
 
 #include "TypedExpression.h"
@@ -16,6 +17,9 @@ namespace sqxer {
 ///
 /// Errors, at the literal's position: those of reading its text as the partner's type.
 using OperandRule = void (*)(TypedArguments& arguments);
+
+/// Error 59001 (the node, the type) for an argument that is binary.
+void RefuseBinary(const TypedArguments& arguments, const wchar_t* node);
 
 /// + - *
 void PrepareArithmetic(TypedArguments& arguments);
@@ -64,6 +68,11 @@ void PrepareAs(TypedArguments& arguments) {
   static constexpr char kKinds[] = {kinds...};
   PrepareByKind(arguments, {kKinds, sizeof kKinds});
 }
+
+/// Which of some words a text constant is, upper and lower case alike. Error 58033 (what the words
+/// are, the words, the text) for any other argument.
+std::size_t ReadWord(const TypedExpression& argument, const wchar_t* what,
+                     std::span<const wchar_t* const> words);
 
 /// The argument as the condition of a clause or operator (`of`): a truth value, else error 58018
 /// (the clause, the type).

@@ -42,6 +42,14 @@ enum PlanErrorCode {
   kLookupColumns = 58032,
   kUnknownWord = 58033,
   kOtherDelimiter = 58034,
+  kArgumentNotConstant = 58035,
+  kNoSuchWindow = 58036,
+  kWindowNotExtended = 58037,
+  kWindowNotAllowed = 58038,
+  kNeedsOver = 58039,
+  kNoWindowForm = 58042,
+  kNoSuchFrame = 58043,
+  kWindowOrder = 58044,
 };
 
 /// Raises an error at a byte offset of the statement.

@@ -7,8 +7,8 @@
 #include "GroupPlan.h"
 #include "NodeProber.h"
 #include "PlanError.h"
-#include "SQXERExprParam.h"
 #include "SqlParser.h"
+#include "WindowPlan.h"
 
 namespace sqxer {
 namespace {
@@ -35,12 +35,6 @@ std::optional<int> AsPosition(const SqlExpression& expression, const wchar_t* cl
   PlanConstant constant = ReadLiteral(expression.literal, expression.position);
   if (auto* position = std::get_if<int32>(&constant.value)) return *position;
   ThrowPlanError(kConstantKey, expression.position, {clause});
-}
-
-bool NamesColumn(const SqlExpression& expression) {
-  return expression.kind == SqlExpression::Kind::kName ||
-         std::ranges::any_of(expression.arguments,
-                             [](const SqlExpressionPtr& a) { return NamesColumn(*a); });
 }
 
 /// Plans one SELECT, clause by clause.
@@ -77,17 +71,18 @@ class Planner {
       ThrowPlanError(kTooComplex, 0, {std::to_wstring(kMaxColumns)});
 
     if (where) plan_.filter = Build(where);
+    PlanWindows();
     for (const TypedOutput& output : outputs_)
       plan_.outputs.push_back(BuildResult(WithoutWidening(output.expression), output.name));
-    plan_.limit = ReadRowCount(select_.limit, L"LIMIT");
-    plan_.offset = ReadRowCount(select_.offset, L"OFFSET").value_or(0);
+    if (select_.limit) plan_.limit = typer_.ReadRowCount(*select_.limit, L"LIMIT");
+    if (select_.offset) plan_.offset = typer_.ReadRowCount(*select_.offset, L"OFFSET").value_or(0);
     return std::move(plan_);
   }
 
  private:
   void AddItem(const SqlSelectItem& item) {
     const SqlExpression& expression = *item.expression;
-    const Clause clause{L"the select list", true};
+    const Clause clause{L"the select list", true, nullptr, true};
     if (expression.kind == SqlExpression::Kind::kStar) return AddAllColumns(expression);
     XeString name = item.alias.empty() ? NameOf(expression) : item.alias;
     std::vector<TypedExpressionPtr> several = typer_.TypeSeveralResults(expression, clause);
@@ -139,6 +134,9 @@ class Planner {
       TypedExpressionPtr key;
       if (std::optional<int> position = AsPosition(*written, L"GROUP BY")) {
         key = OutputAt(*position, *written, L"GROUP BY").expression;
+        if (ContainsWindow(*key))
+          ThrowPlanError(kWindowNotAllowed, written->position,
+                         {L"GROUP BY", std::to_wstring(*position)});
         if (ContainsAggregate(*key))
           ThrowPlanError(kAggregateNotAllowed, written->position,
                          {L"GROUP BY", std::to_wstring(*position)});
@@ -185,7 +183,7 @@ class Planner {
                            {written.path[0], L"several result columns"});
       }
     }
-    if (!key) key = typer_.Type(written, {L"ORDER BY", true, &visible});
+    if (!key) key = typer_.Type(written, {L"ORDER BY", true, &visible, true});
     for (std::size_t i = 0; i < outputs_.size(); ++i)
       if (IsSameExpression(*outputs_[i].expression, *key)) return static_cast<int>(i);
     if (select_.distinct) ThrowPlanError(kOrderNotSelected, written.position, {});
@@ -203,6 +201,25 @@ class Planner {
       plan_.aggregateInputs.push_back(BuildResult(input, XeRecordMetaData::exprFieldName_));
     plan_.aggregates = groups.MakeAggregates();
     if (condition) plan_.having = Build(condition);
+  }
+
+  void PlanWindows() {
+    WindowPlan windows(sql_);
+    for (const TypedOutput& output : outputs_) windows.Note(output.expression);
+    if (windows.IsEmpty()) return;
+    // The windows' results stand behind all columns of the record.
+    for (const TypedOutput& output : outputs_) NoteColumns(*output.expression);
+    std::size_t fields = plan_.grouped ? plan_.groupKeys.size() : plan_.scanRecord.size();
+    for (const PlanAggregate& aggregate : plan_.aggregates) fields += aggregate.results.size();
+    for (TypedOutput& output : outputs_)
+      output.expression = windows.OverWindows(output.expression, static_cast<int>(fields));
+    plan_.windows = windows.MakeWindows([&](const TypedExpressionPtr& input) {
+      return BuildResult(input, XeRecordMetaData::exprFieldName_);
+    });
+    for (const PlanWindow& window : plan_.windows)
+      for (const PlanAggregate& function : window.functions)
+        plan_.windowResults.insert(plan_.windowResults.end(), function.results.begin(),
+                                   function.results.end());
   }
 
   /// Columns enter the scan record when the first tree that reads them is built.
@@ -226,29 +243,6 @@ class Planner {
 
   PlanExpression BuildResult(const TypedExpressionPtr& expression, const XeString& name) {
     return {Build(expression), ResultOfTree(*expression, name), expression->position};
-  }
-
-  /// LIMIT and OFFSET: a whole number that is not negative; nothing for NULL and ALL.
-  std::optional<uint64> ReadRowCount(const SqlExpressionPtr& written, const wchar_t* clause) const {
-    if (!written) return {};
-    if (NamesColumn(*written)) ThrowPlanError(kLimitNotConstant, written->position, {clause});
-    const NameScope noColumns;
-    TypedExpressionPtr count =
-        ExpressionTyper(noColumns, catalog_, parameters_).Type(*written, {clause});
-    if (count->parameter) {
-      Param parameter(*count->parameter);
-      if (std::optional<PlanConstant> value = EvaluateConstant(parameter))
-        count = MakeTypedConstant(*value, count->position);
-    }
-    if (count->IsConstant() && count->constant.IsNull()) return {};
-    if (count->IsConstant() && count->type != XeBoolean) {
-      std::optional<PlanConstant> number = ConvertConstant(count->constant, XeNumericData);
-      const VelmarNumber* value = number ? std::get_if<VelmarNumber>(&number->value) : nullptr;
-      const VelmarNumber most(std::numeric_limits<int64>::max());
-      if (value && !value->isNegative() && value->decimalPlaces() == 0 && *value <= most)
-        return std::stoull(value->asString());
-    }
-    ThrowPlanError(kLimitNotConstant, written->position, {clause});
   }
 
   const std::string& sql_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <variant>
@@ -45,6 +46,33 @@ struct SqlExpression;
 /// Shared because one source expression may be read twice: `x IS TRUE` is `x AND x IS NOT NULL`.
 using SqlExpressionPtr = std::shared_ptr<const SqlExpression>;
 
+struct SqlSortItem {
+  SqlExpressionPtr expression;
+  SortOrder_t order = kAscending;
+  NullOrder_t nulls = kNullsLast;
+};
+
+/// What stands behind OVER, or behind a name in WINDOW; the windows that it names are put in.
+struct SqlWindow {
+  /// The rows of its partition that a row's result is computed from.
+  enum class Frame {
+    kNone,
+    /// ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING
+    kWhole,
+    /// ROWS UNBOUNDED PRECEDING
+    kRunning,
+    /// ROWS `preceding` PRECEDING
+    kMoving,
+    kOther,
+  };
+  int position = 0;
+  std::vector<SqlExpressionPtr> partitionBy;
+  std::vector<SqlSortItem> orderBy;
+  Frame frame = Frame::kNone;
+  SqlExpressionPtr preceding;
+};
+using SqlWindowPtr = std::shared_ptr<const SqlWindow>;
+
 /// An expression as it is written, names unresolved. Predicates and connectives are calls too, so
 /// that one table knows every operator and function.
 struct SqlExpression {
@@ -71,22 +99,33 @@ struct SqlExpression {
   bool star = false;
   /// f(DISTINCT x)
   bool distinct = false;
+  /// f(x) OVER ...; null without.
+  SqlWindowPtr over;
   int parameter = 0;
   /// The target of the operator "cast".
   SqlTypeName target;
 };
+
+/// Calls `visit` for the expressions of which one is made, those of its window included.
+template <class Visit>
+void ForEachOperand(const SqlExpression& expression, const Visit& visit) {
+  for (const SqlExpressionPtr& argument : expression.arguments) visit(argument);
+  if (!expression.over) return;
+  for (const SqlExpressionPtr& key : expression.over->partitionBy) visit(key);
+  for (const SqlSortItem& key : expression.over->orderBy) visit(key.expression);
+}
+
+inline bool NamesColumn(const SqlExpression& expression) {
+  return expression.kind == SqlExpression::Kind::kName ||
+         std::ranges::any_of(expression.arguments,
+                             [](const SqlExpressionPtr& a) { return NamesColumn(*a); });
+}
 
 struct SqlSelectItem {
   SqlExpressionPtr expression;
   /// Empty without AS.
   XeString alias;
   int position = 0;
-};
-
-struct SqlSortItem {
-  SqlExpressionPtr expression;
-  SortOrder_t order = kAscending;
-  NullOrder_t nulls = kNullsLast;
 };
 
 /// A SELECT statement, checked to hold nothing that is not understood.

@@ -454,7 +454,6 @@ SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& 
 
 SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {
   int position = Place(call.location);
-  if (call.over) Refuse(position, L"OVER (a window)");
   if (call.agg_filter) Refuse(position, L"FILTER");
   if (call.agg_within_group) Refuse(position, L"WITHIN GROUP");
   if (call.n_agg_order) Refuse(position, L"ORDER BY within a function");
@@ -466,6 +465,7 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
   function->arguments = ReadAll(call.args, call.n_args);
+  if (call.over) function->over = ReadWindow(*call.over);
   // The grammar's own names for TRIM and for its ends.
   if (function->name == "btrim") function->name = "trim";
   // OVERLAY without FOR replaces as many characters as it puts in.

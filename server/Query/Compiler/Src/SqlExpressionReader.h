@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 
 #include "ParsedTree.h"
@@ -14,6 +15,10 @@ class SqlExpressionReader {
   SqlExpressionReader(const std::string& sql, const ParsedTree& tree) : sql_(sql), tree_(tree) {}
 
   SqlExpressionPtr Read(const PgQuery__Node& node) const;
+  SqlSortItem ReadSort(const PgQuery__SortBy& sort) const;
+  /// Reads the WINDOW clause, whose names calls that are read later can use. Error 58015 for a name
+  /// that stands twice.
+  void ReadWindows(PgQuery__Node* const* windows, std::size_t count);
 
   /// Raises 58003 for a clause at a position.
   [[noreturn]] static void Refuse(int position, std::wstring_view clause);
@@ -29,6 +34,9 @@ class SqlExpressionReader {
   SqlExpressionPtr ReadConnective(const PgQuery__BoolExpr& expression) const;
   SqlExpressionPtr ReadTruthTest(const PgQuery__BooleanTest& test) const;
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
+  SqlWindowPtr ReadWindow(const PgQuery__WindowDef& window) const;
+  SqlWindow ExtendWindow(const PgQuery__WindowDef& window) const;
+  SqlWindowPtr FindWindow(const std::string& name, int position) const;
   std::vector<SqlExpressionPtr> ReadAll(PgQuery__Node* const* nodes, std::size_t count) const;
   int NegativeInteger(int position) const;
   int ParameterNumber(const PgQuery__ParamRef& parameter) const;
@@ -36,6 +44,7 @@ class SqlExpressionReader {
 
   const std::string& sql_;
   const ParsedTree& tree_;
+  std::map<std::string, SqlWindowPtr> windows_;
 };
 
 }  // namespace sqxer

@@ -22,6 +22,7 @@ class SelectReader {
     RefuseOtherClauses(statement);
     SqlSelect select;
     select.distinct = ReadDistinct(statement);
+    expressions_.ReadWindows(statement.window_clause, statement.n_window_clause);
     for (std::size_t i = 0; i < statement.n_target_list; ++i) {
       const PgQuery__ResTarget& target = *statement.target_list[i]->res_target;
       select.items.push_back({expressions_.Read(*target.val), Wide(target.name), target.location});
@@ -32,7 +33,7 @@ class SelectReader {
       select.groupBy.push_back(expressions_.Read(*statement.group_clause[i]));
     select.having = ReadOptional(statement.having_clause);
     for (std::size_t i = 0; i < statement.n_sort_clause; ++i)
-      select.orderBy.push_back(ReadSort(*statement.sort_clause[i]->sort_by));
+      select.orderBy.push_back(expressions_.ReadSort(*statement.sort_clause[i]->sort_by));
     select.limit = ReadOptional(statement.limit_count);
     select.offset = ReadOptional(statement.limit_offset);
     return select;
@@ -53,7 +54,6 @@ class SelectReader {
     }
     if (statement.n_values_lists) RefuseKeyword(L"VALUES", "values");
     if (statement.into_clause) RefuseKeyword(L"INTO", "into");
-    if (statement.n_window_clause) RefuseKeyword(L"WINDOW", "window");
     if (statement.n_locking_clause) RefuseKeyword(L"FOR UPDATE or FOR SHARE", "for");
     if (statement.group_distinct) RefuseKeyword(L"GROUP BY DISTINCT", "group");
     if (statement.limit_option == PG_QUERY__LIMIT_OPTION__LIMIT_OPTION_WITH_TIES)
@@ -115,16 +115,6 @@ class SelectReader {
     if (!table.alias) return;
     if (table.alias->n_colnames) Refuse(table.location, L"other names for a table's columns");
     select.tableAlias = Wide(table.alias->aliasname);
-  }
-
-  SqlSortItem ReadSort(const PgQuery__SortBy& sort) const {
-    if (sort.sortby_dir == PG_QUERY__SORT_BY_DIR__SORTBY_USING)
-      Refuse(sort.location, L"ORDER BY USING");
-    SqlSortItem item;
-    item.expression = expressions_.Read(*sort.node);
-    if (sort.sortby_dir == PG_QUERY__SORT_BY_DIR__SORTBY_DESC) item.order = kDescending;
-    if (sort.sortby_nulls == PG_QUERY__SORT_BY_NULLS__SORTBY_NULLS_FIRST) item.nulls = kNullsFirst;
-    return item;
   }
 
   SqlExpressionPtr ReadOptional(const PgQuery__Node* node) const {

@@ -4,6 +4,7 @@
 
 #include "FunctionTable.h"
 #include "JsonColumns.h"
+#include "SQXERExprAggregateBase.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprParam.h"
@@ -35,9 +36,10 @@ std::unique_ptr<RExpression> BuildConversion(const TypedExpression& conversion,
   return node;
 }
 
-bool AreSameArguments(const TypedArguments& a, const TypedArguments& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](const auto& x, const auto& y) { return IsSameExpression(*x, *y); });
+bool Contains(const TypedExpression& expression, Kind kind) {
+  return expression.kind == kind ||
+         std::ranges::any_of(expression.arguments,
+                             [&](const auto& argument) { return Contains(*argument, kind); });
 }
 
 }  // namespace
@@ -94,6 +96,31 @@ TypedExpressionPtr WithoutWidening(const TypedExpressionPtr& expression) {
   return argument->type == XeInt2Data || argument->type == XeFloatData ? argument : expression;
 }
 
+TypedArgumentSpan ColumnsOf(const TypedExpression& aggregate) {
+  return TypedArgumentSpan(aggregate.arguments).first(aggregate.aggregate->columns);
+}
+
+TypedArgumentSpan PartitionKeysOf(const TypedExpression& aggregate) {
+  const TypedAggregate& call = *aggregate.aggregate;
+  return TypedArgumentSpan(aggregate.arguments).subspan(call.columns, call.partitionKeys);
+}
+
+TypedArgumentSpan OrderKeysOf(const TypedExpression& aggregate) {
+  return TypedArgumentSpan(aggregate.arguments).last(aggregate.aggregate->rowOrders.size());
+}
+
+TypedExpressionPtr MakeTypedField(const TypedExpression& value, int index, ColumnInfo column) {
+  auto field = std::make_shared<TypedExpression>();
+  field->kind = Kind::kField;
+  field->position = value.position;
+  field->type = value.type;
+  field->length = value.length;
+  field->nullable = value.nullable;
+  field->index = index;
+  field->column = std::move(column);
+  return field;
+}
+
 bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
   if (&a == &b) return true;
   if (a.kind != b.kind || a.type != b.type || a.size != b.size) return false;
@@ -101,13 +128,14 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
     case Kind::kConstant:
       return a.constant.IsSame(b.constant);
     case Kind::kColumn:
-    case Kind::kGroupField:
+    case Kind::kField:
       return a.index == b.index;
     case Kind::kParameter:
       return a.parameter->GetIndex() == b.parameter->GetIndex();
     case Kind::kJsonValue:
       return a.index == b.index && a.constant.IsSame(b.constant);
     case Kind::kAggregate:
+    case Kind::kWindow:
       return a.index == b.index && IsSameAggregate(a, b);
     case Kind::kCall:
       if (a.column.length != b.column.length || a.column.scale != b.column.scale) return false;
@@ -118,15 +146,26 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
   XeLogicError();
 }
 
+bool AreSameArguments(TypedArgumentSpan a, TypedArgumentSpan b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const auto& x, const auto& y) { return IsSameExpression(*x, *y); });
+}
+
 bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
-  return a.function == b.function && a.distinct == b.distinct &&
-         AreSameArguments(a.arguments, b.arguments);
+  const TypedAggregate& x = *a.aggregate;
+  const TypedAggregate& y = *b.aggregate;
+  return a.function == b.function && x.distinct == y.distinct && x.word == y.word &&
+         x.orders == y.orders && x.columns == y.columns && x.partitionKeys == y.partitionKeys &&
+         x.rowOrders == y.rowOrders && AreSameArguments(a.arguments, b.arguments) &&
+         AreSameArguments(x.numbers, y.numbers);
 }
 
 bool ContainsAggregate(const TypedExpression& expression) {
-  return expression.kind == Kind::kAggregate ||
-         std::any_of(expression.arguments.begin(), expression.arguments.end(),
-                     [](const auto& argument) { return ContainsAggregate(*argument); });
+  return Contains(expression, Kind::kAggregate);
+}
+
+bool ContainsWindow(const TypedExpression& expression) {
+  return Contains(expression, Kind::kWindow);
 }
 
 std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
@@ -142,7 +181,7 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
     case Kind::kColumn:
       node = std::make_unique<Extract>(columnPositions[static_cast<std::size_t>(expression.index)]);
       break;
-    case Kind::kGroupField:
+    case Kind::kField:
       node = std::make_unique<Extract>(expression.index);
       break;
     case Kind::kJsonValue:
@@ -155,10 +194,22 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
       node = BuildConversion(expression, columnPositions);
       break;
     case Kind::kAggregate:
+    case Kind::kWindow:
       XeLogicError("an aggregate is no part of a tree");
   }
   node->SetSourcePosition(expression.position);
   return node;
+}
+
+std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt16Vector columns) {
+  AggregateCall call;
+  call.columns = std::move(columns);
+  call.distinct = aggregate.aggregate->distinct;
+  call.orders = aggregate.aggregate->orders;
+  call.word = aggregate.aggregate->word;
+  for (const TypedExpressionPtr& number : aggregate.aggregate->numbers)
+    call.numbers.push_back(BuildTree(*number, {}));
+  return aggregate.function->aggregate->Make(call);
 }
 
 }  // namespace sqxer

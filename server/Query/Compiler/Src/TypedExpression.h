@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "Catalog.h"
@@ -11,12 +12,39 @@
 
 namespace sqxer {
 
+class Aggregate;
 struct FunctionRow;
 class LookupTable;
 using LookupTablePtr = std::shared_ptr<const LookupTable>;
 struct TypedExpression;
 using TypedExpressionPtr = std::shared_ptr<const TypedExpression>;
 using TypedArguments = std::vector<TypedExpressionPtr>;
+
+/// The direction of a key.
+struct RowOrder {
+  SortOrder_t order = kAscending;
+  NullOrder_t nulls = kNullsLast;
+  bool operator==(const RowOrder&) const = default;
+};
+
+/// What the call of an aggregate says beside the columns that it reads.
+struct TypedAggregate {
+  bool distinct = false;
+  /// The stored form of the first column.
+  ColumnInfo input;
+  /// The arguments that are numbers without columns, in order.
+  TypedArguments numbers;
+  /// Which of its function's words it names; -1 without one.
+  int word = -1;
+  /// The order of each column, where it ranks the rows by them.
+  std::vector<SortOrder_t> orders;
+
+  /// How many of the arguments are columns, and how many behind them keys of partitions. The rest
+  /// are the keys of the order in which it takes the rows, with their directions.
+  std::size_t columns = 0;
+  std::size_t partitionKeys = 0;
+  std::vector<RowOrder> rowOrders;
+};
 
 /// An expression with its names resolved and its type known. The operators themselves were asked
 /// for the types, so they are what the bound trees will have.
@@ -27,8 +55,8 @@ struct TypedExpression {
     kParameter,
     /// A column of the table: `index` is its position there, `column` its stored form.
     kColumn,
-    /// A field of the group record: `index` and `column`.
-    kGroupField,
+    /// A field of the record that the tree reads: `index` and `column`.
+    kField,
     /// A value of a JSON document: `index` and `column` are the column of documents, `constant` is
     /// the path, `documents` reads it.
     kJsonValue,
@@ -37,9 +65,12 @@ struct TypedExpression {
     kCall,
     /// The only argument brought to `type`.
     kConvert,
-    /// An aggregate over at most one argument; `index` is which of its results is meant, `column`
-    /// that result's field, `input` the stored form of the argument.
+    /// An aggregate over the columns `arguments`, in the order in which its node reads them;
+    /// `index` is which of its results is meant, `column` that result's field, `aggregate` the rest
+    /// of it.
     kAggregate,
+    /// The same with OVER; the keys of the window stand behind the columns.
+    kWindow,
   };
   Kind kind = Kind::kConstant;
   int position = 0;
@@ -53,13 +84,12 @@ struct TypedExpression {
   std::optional<ExecutionParameter> parameter;
   int index = 0;
   ColumnInfo column;
-  ColumnInfo input;
   JSonValuesHolderRef documents;
   const FunctionRow* function = nullptr;
   /// Of a call that looks its first argument up.
   LookupTablePtr lookup;
   TypedArguments arguments;
-  bool distinct = false;
+  std::shared_ptr<const TypedAggregate> aggregate;
   /// Nodes of the tree, this one included.
   int size = 1;
 
@@ -79,15 +109,30 @@ TypedExpressionPtr Widened(const TypedExpressionPtr& argument);
 /// The argument of a widening, which is enough for a whole tree; else the expression itself.
 TypedExpressionPtr WithoutWidening(const TypedExpressionPtr& expression);
 
+using TypedArgumentSpan = std::span<const TypedExpressionPtr>;
+/// The arguments of an aggregate by what they are; without OVER there are only columns.
+TypedArgumentSpan ColumnsOf(const TypedExpression& aggregate);
+TypedArgumentSpan PartitionKeysOf(const TypedExpression& aggregate);
+TypedArgumentSpan OrderKeysOf(const TypedExpression& aggregate);
+
+/// A value of a field, by its position in the record.
+TypedExpressionPtr MakeTypedField(const TypedExpression& value, int index, ColumnInfo column);
+
 /// The same computation over the same columns, wherever it is written.
 bool IsSameExpression(const TypedExpression& a, const TypedExpression& b);
+bool AreSameArguments(TypedArgumentSpan a, TypedArgumentSpan b);
 /// The same aggregate, whichever of its results is meant.
 bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b);
+/// Whether an aggregate over groups is part of the expression.
 bool ContainsAggregate(const TypedExpression& expression);
+bool ContainsWindow(const TypedExpression& expression);
 
 /// A new unbound tree. Columns read the record position that `columnPositions` gives for their
 /// position in the table.
 std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
                                        const std::vector<int>& columnPositions);
+
+/// A new unbound aggregate that reads its columns at these positions.
+std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt16Vector columns);
 
 }  // namespace sqxer

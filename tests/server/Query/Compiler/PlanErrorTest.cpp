@@ -43,7 +43,6 @@ SELECT i FROM t, t => @17 more than one table in FROM ;; VALUES (1) => @0 VALUES
 SELECT (SELECT 1) => @7 a subquery ;; WITH a AS (SELECT 1) SELECT 1 => @0 WITH
 SELECT i INTO x => @9 INTO ;; SELECT => @0 an empty select list
 SELECT 1 INTERSECT SELECT 2 => @9 INTERSECT ;; SELECT 1 EXCEPT SELECT 2 => @9 EXCEPT
-SELECT SUM(1) OVER () => @7 OVER (a window) ;; SELECT 1 WINDOW w AS () => @9 WINDOW
 SELECT SUM(1) FILTER (WHERE b) => @7 FILTER
 SELECT SUM(i ORDER BY j) => @7 ORDER BY within a function ;; SELECT i FROM ONLY t => @19 ONLY
 SELECT 1 GROUP BY ROLLUP (i) => @18 GROUPING SETS, ROLLUP or CUBE ;; SELECT s ILIKE 'x' => @9 ILIKE
@@ -108,7 +107,9 @@ TEST(PlanError, EveryPairOfTypesIsPlannedOrRefused) {
       "x + y;x - y;x * y;x / y;x || y;x = y;x <> y;x < y;x <= y;x > y;x >= y;x AND y;x OR y;"
       "i BETWEEN x AND y;x BETWEEN y AND dt;x BETWEEN u AND y;x LIKE y;x IN (y, 1, i);"
       "CASE x WHEN y THEN 1 END;CASE WHEN b THEN x ELSE y END;COALESCE(x, y);IFNULL(x, y);"
-      "NULLIF(x, y)",
+      "NULLIF(x, y);RANK() OVER (PARTITION BY x ORDER BY y, x NULLS FIRST);"
+      "SUM(x) OVER (PARTITION BY y ROWS UNBOUNDED PRECEDING);AVG(x) OVER (ROWS y PRECEDING);"
+      "NTILE(x) OVER (ORDER BY y);TOP_N(x, y) OVER ()",
       ';');
   int planned = 0;
   for (std::size_t i = 0; i < patterns.size() * operands.size() * operands.size(); ++i) {

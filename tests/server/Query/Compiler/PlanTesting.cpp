@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "SQXERExprAggregateBase.h"
 #include "support/TestRecord.h"
 
 namespace sqxer::testing {
@@ -60,6 +61,36 @@ std::string PrintTrees(std::vector<PlanExpression>& trees, const Fields& fields,
   return out;
 }
 
+std::string PrintKeys(const std::vector<PlanSortKey>& keys) {
+  std::string out;
+  for (const PlanSortKey& key : keys) {
+    out += (out.empty() ? "" : ", ") + std::to_string(key.column) +
+           (key.order == kDescending ? " desc" : "") + (key.nulls == kNullsFirst ? " first" : "");
+  }
+  return out;
+}
+
+/// The inputs, how many of them are partition keys, the order, and every aggregate, bound, with the
+/// inputs that it reads.
+std::string PrintWindow(PlanWindow& window, const Fields& fields) {
+  Fields inputs, results;
+  std::string out =
+      PrintTrees(window.inputs, fields, &inputs) + " | by " + std::to_string(window.partitionKeys);
+  if (!window.order.empty()) out += " | order " + PrintKeys(window.order);
+  for (const PlanAggregate& function : window.functions)
+    for (const ColumnInfo& result : function.results) Add(results, result);
+  test::TestRecord input{std::span(inputs)}, output{std::span(results)};
+  unsigned short field = 0;
+  for (const PlanAggregate& function : window.functions) {
+    MetaDataInfo info;
+    const auto bound = BindAggregate(function.make(), input.layout(), output.layout(), field, info);
+    out += " | " + Utf8(NodeName(*bound));
+    for (const uint16 column : *bound->GetAggregateColumns()) out += " " + std::to_string(column);
+    field = static_cast<unsigned short>(field + function.results.size());
+  }
+  return out;
+}
+
 }  // namespace
 
 EveryTypeCatalog::EveryTypeCatalog() {
@@ -102,17 +133,16 @@ std::string Explain(const std::string& sql) {
     step("aggregates", aggregates);
     if (plan.having) step("having", PrintTree(std::move(plan.having), group));
   }
-  step("outputs", PrintTrees(plan.outputs, plan.grouped ? group : scan, nullptr));
-  std::string names, order;
+  Fields& last = plan.grouped ? group : scan;
+  for (PlanWindow& window : plan.windows) step("window", PrintWindow(window, last));
+  for (const ColumnInfo& result : plan.windowResults) Add(last, result);
+  step("outputs", PrintTrees(plan.outputs, last, nullptr));
+  std::string names;
   for (int i = 0; i < plan.visibleOutputs; ++i) {
     names += (i != 0 ? ", " : "") + Utf8(plan.outputs[i].result.name);
   }
-  for (const PlanSortKey& key : plan.order) {
-    order += (order.empty() ? "" : ", ") + std::to_string(key.column) +
-             (key.order == kDescending ? " desc" : "") + (key.nulls == kNullsFirst ? " first" : "");
-  }
   step("names", names);
-  step("order", order);
+  step("order", PrintKeys(plan.order));
   step("distinct", plan.distinct ? "yes" : "");
   step("limit", plan.limit ? std::to_string(*plan.limit) : "");
   step("offset", plan.offset != 0 ? std::to_string(plan.offset) : "");

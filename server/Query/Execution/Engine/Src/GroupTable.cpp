@@ -42,6 +42,18 @@ uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uin
   return bytes;
 }
 
+/// What the aggregates may take in all groups together that hold every value of theirs: those that
+/// remove duplicates without a sorter.
+uint64 CountBytesOfHeldValues(const std::vector<PlanAggregate>& aggregates, uint64 rows) {
+  uint64 bytes = 0;
+  for (const PlanAggregate& aggregate : aggregates) {
+    if (!aggregate.distinct && aggregate.make()->IsDistinctHandled()) {
+      bytes += rows * sizeof(float64);
+    }
+  }
+  return bytes;
+}
+
 /// A layout of some fields of another one, at their places there.
 XeRecordMetaData TakeFields(WorkRecord& record, std::size_t count) {
   XeRecordMetaData layout;
@@ -66,7 +78,8 @@ XeRecordMetaData NumberAt(std::size_t offset) {
 }  // namespace
 
 GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& input,
-                       const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit)
+                       const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit,
+                       uint64 mostRows)
     : group_(group),
       keyCount_(keyCount),
       input_(input),
@@ -76,6 +89,7 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       keyBytes_(CountKeyBytes(group, keyCount)),
       varyingKeyOffset_(FindVaryingKey(group, keyCount)),
       bytesBeyondGateway_(CountBytesBeyondGateway(aggregates, group.GetSize() - keyBytes_)),
+      bytesOfHeldValues_(CountBytesOfHeldValues(aggregates, mostRows)),
       inputOffset_(
           AlignUp(std::max(keyBytes_, TakeFields(group, keyCount).GetBinaryRecordSize()), 16)),
       rowOffset_(AlignUp(inputOffset_ + input.GetSize(), alignof(float64))),
@@ -86,7 +100,7 @@ void GroupTable::Clear() {
   keyBlocks_.clear();
   keyBlockFree_ = 0;
   slots_.assign(kFirstSlots, Slot());
-  bytesInUse_ = 0;
+  bytesInUse_ = bytesOfHeldValues_;
   sorter_.reset();
 }
 
@@ -104,6 +118,7 @@ bool GroupTable::Add(uint64 row) {
     Sort(row);
     return false;
   }
+  const std::size_t before = isNew ? MemoryGateway::BytesInUse() : 0;
   AtRow(row, [&] {
     std::size_t index = slot->group - 1;
     if (isNew) {
@@ -112,6 +127,8 @@ bool GroupTable::Add(uint64 row) {
     }
     groups_[index].aggregates.Compute(input_.GetData(), input_.GetSize());
   });
+  // With its first row: who holds values takes room for many of them at once.
+  if (isNew) bytesInUse_ += MemoryGateway::BytesInUse() - before;
   return isNew;
 }
 
@@ -127,12 +144,11 @@ GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
 }
 
 void GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
-  const std::size_t before = MemoryGateway::BytesInUse();
   const uint32 keyBytes = CountUsedKeyBytes();
   groups_.push_back(
       {KeepKey(keyBytes), keyBytes, AggregateSet(aggregates_, input_, group_, keyCount_)});
   groups_.back().aggregates.Initialize();
-  bytesInUse_ += MemoryGateway::BytesInUse() - before + keyBytes + bytesBeyondGateway_;
+  bytesInUse_ += keyBytes + bytesBeyondGateway_;
   slot = {hash, static_cast<uint32>(groups_.size())};
   if (groups_.size() > slots_.size() / 2) GrowSlots();
 }

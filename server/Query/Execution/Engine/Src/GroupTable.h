@@ -22,13 +22,15 @@ namespace sqxer {
 /// all), and one set of aggregates. Once the
 /// groups have reached the limit no new ones are opened: rows of other groups go to a sorter, and
 /// are summed up afterwards group by group. A group with DISTINCT aggregates counts with the
-/// buffers that their sorters may fill.
+/// buffers that their sorters may fill. Where aggregates hold every value of their groups, the
+/// values of all rows count from the start: should they not find room, no group is opened, and one
+/// group after the other holds its own.
 class GroupTable {
  public:
-  /// The records and the aggregates must outlive the table. `keyCount` may be 0: one group.
-  /// `memoryLimit` in bytes.
+  /// The records and the aggregates must outlive the table. `keyCount` may be 0: one group, in
+  /// memory whatever the limit. `memoryLimit` in bytes; no more than `mostRows` rows will come.
   GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& input,
-             const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit);
+             const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit, uint64 mostRows);
 
   /// Forgets all groups. To be called before the first row.
   void Clear();
@@ -79,6 +81,7 @@ class GroupTable {
   /// Where a last key of varying length stands, 0 for any other key.
   uint32 varyingKeyOffset_;
   uint64 bytesBeyondGateway_;
+  uint64 bytesOfHeldValues_;
 
   std::vector<Group> groups_;
   std::vector<Slot> slots_;

@@ -58,7 +58,8 @@ void QueryRun::BindGroups() {
   const uint64 memory = SUSystemConfig::GetSystemConfig().groupMemory_;
   BindAll(plan_.groupKeys, scanRecord_, groupRecord_, groupKeys_);
   BindAll(plan_.aggregateInputs, scanRecord_, inputRecord_, aggregateInputs_);
-  groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory);
+  groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory,
+                  table_ != nullptr ? table_->rowCount : 1);
   if (plan_.having) having_.emplace(std::move(plan_.having), groupRecord_);
 }
 
@@ -73,7 +74,7 @@ void QueryRun::BindOutputs() {
   BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
-                      noAggregates_, SUSystemConfig::GetSystemConfig().groupMemory_);
+                      noAggregates_, SUSystemConfig::GetSystemConfig().groupMemory_, 0);
   }
   if (plan_.order.empty()) return;
   KeySet keys;

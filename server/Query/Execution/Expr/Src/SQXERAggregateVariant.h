@@ -74,6 +74,19 @@ class ConvertedInput<uint32> {
   uint32 Read(InputConverter&, const uint8* source) { return LoadValue<uint32>(source); }
 };
 
+/// The input of an aggregate that computes in doubles whatever the type of the column.
+class Float64Input : private ConvertedInput<float64> {
+ public:
+  /// Error 59001 (operator, type) for a column that is not numeric.
+  void Bind(const XeFieldDescriptor& field, const XeString& operatorName) {
+    converter_.fieldConvert_ = RequireNumericInput(field, operatorName).toFloat64;
+  }
+  float64 Read(const uint8* source) { return ConvertedInput::Read(converter_, source); }
+
+ private:
+  InputConverter converter_;
+};
+
 /// The common part of the typed variants of a numeric aggregate, on top of the generic one that
 /// they replace: bound when they are built, with values and (first) result in T. `Generic` has the
 /// field converter_.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "SQXEROpsArithmetic.h"
+#include "SQXEROpsStatistics.h"
 
 namespace sqxer {
 

@@ -21,7 +21,7 @@ Median::Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns
 
 void Median::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   result = nullptr;
-  converter_.fieldConvert_ = RequireNumericInput(GetSourceField(input), L"Median").toFloat64;
+  input_.Bind(GetSourceField(input), L"Median");
   BindSource(input);
   sourceRecordMetaData_ = &input;
   sourceMoveFields_ = *distinctBreakColumns_;
@@ -71,7 +71,7 @@ void Median::Initialize(bool restart) {
 RExprReturn Median::Compute(unsigned char* record, unsigned int) {
   if (IsSourceNull(record)) return kTrue;
   if (!keyMoves_.empty() && !TakeKey(record)) return kTrue;
-  const float64 value = Read(converter_, record + sourceOffset_);
+  const float64 value = input_.Read(record + sourceOffset_);
   const auto* const row = reinterpret_cast<const uint8*>(&value);
   if (count_ == 0) {
     arrayRowSet_->AppendFirst(row);

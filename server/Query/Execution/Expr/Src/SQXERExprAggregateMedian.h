@@ -14,7 +14,7 @@ namespace sqxer {
 /// All values of the group are held in memory, 16 bytes each; they are not sorted. Given distinct
 /// break columns, a row that equals the last row taken in all of these columns does not count:
 /// equal rows must be neighbours to count once.
-class SQXEREXPR_API Median : public SingleResultAggregate, protected ConvertedInput<float64> {
+class SQXEREXPR_API Median : public SingleResultAggregate {
  public:
   Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
          UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate);
@@ -32,7 +32,7 @@ class SQXEREXPR_API Median : public SingleResultAggregate, protected ConvertedIn
 
  protected:
   bool nullIndicator_ = true;
-  InputConverter converter_;
+  Float64Input input_;
   /// Null outside a group.
   std::unique_ptr<ArrayRowSet> arrayRowSet_;
   uint32 count_ = 0;

@@ -22,7 +22,7 @@ Ntile::Ntile(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
 
 void Ntile::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   result = nullptr;
-  converter_.fieldConvert_ = RequireNumericInput(GetSourceField(input), kNtile).toFloat64;
+  input_.Bind(GetSourceField(input), kNtile);
   BindRows(input, kNtile, ntileOffset_);
   BindPositiveExpression(nValueExpr_, kNtile, info);
   resultDataType_ = XeUInt4Data;

@@ -8,7 +8,7 @@ namespace sqxer {
 /// NTILE: for every row the number of its tile, from 1 to N, as an unsigned 32-bit integer. The
 /// tiles are parted by the quantiles of the group's non-null values, so equal values share a tile;
 /// NULL gets NULL. Takes numbers; keeps the group in memory.
-class SQXEREXPR_API Ntile : public BufferedRowsAggregate, private ConvertedInput<float64> {
+class SQXEREXPR_API Ntile : public BufferedRowsAggregate {
  public:
   /// Takes ownership of `nValueExpr`, which gives N and reads no column. See WorkRowAggregate for
   /// the rest.
@@ -25,11 +25,11 @@ class SQXEREXPR_API Ntile : public BufferedRowsAggregate, private ConvertedInput
   void Output(unsigned char* record) override;
 
  protected:
-  float64 ReadValue(const uint8* row) { return Read(converter_, row + dataOffset_); }
+  float64 ReadValue(const uint8* row) { return input_.Read(row + dataOffset_); }
 
   uint32 numTiles_ = 0;
   std::unique_ptr<RExpression> nValueExpr_;
-  InputConverter converter_;
+  Float64Input input_;
   uint32 ntileOffset_ = 0;
 };
 

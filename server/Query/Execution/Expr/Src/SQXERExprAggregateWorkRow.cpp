@@ -7,13 +7,9 @@ namespace sqxer {
 
 namespace {
 
-// The fields of a work row.
+// The fields before the value.
 constexpr int kRowIdField = 0;
 constexpr int kComputedField = 1;
-constexpr int kValueField = 2;
-
-constexpr uint32 kFirstBlockRows = 512;
-constexpr uint32 kMaxBlockBytes = 65535;
 
 }  // namespace
 
@@ -26,7 +22,7 @@ WorkRowAggregate::WorkRowAggregate(UInt16Vector* aggregateColumns,
       sortOrderVector_(std::move(sortOrders)) {}
 
 void WorkRowAggregate::BindWorkRow(const XeRecordMetaData& input, const XeString& operatorName,
-                                   uint32& computedOffset) {
+                                   uint32& computedOffset, uint32* computedNullOffset) {
   BindSource(input);
   RequireOrder(operatorName);
   sourceRecordMetaData_ = &input;
@@ -35,8 +31,9 @@ void WorkRowAggregate::BindWorkRow(const XeRecordMetaData& input, const XeString
                            distinctBreakColumns_->end());
 
   tempRowMetaData_ = XeRecordMetaData(input.IsUnicodeRecord());
-  for (int field = kRowIdField; field <= kComputedField; ++field) {
-    tempRowMetaData_.AddField(XeUInt4Data, sizeof(uint32), false, XeRecordMetaData::exprFieldName_);
+  for (const bool nullable : {false, computedNullOffset != nullptr}) {
+    tempRowMetaData_.AddField(XeUInt4Data, sizeof(uint32), nullable,
+                              XeRecordMetaData::exprFieldName_);
   }
   tempRowMetaData_.SetFieldCount(kValueField + static_cast<int>(sourceMoveFields_.size()));
   int position = kValueField;
@@ -48,25 +45,35 @@ void WorkRowAggregate::BindWorkRow(const XeRecordMetaData& input, const XeString
   }
   tempRowMetaData_.GenerateAlignedFieldOffset();
   tempRowSize_ = tempRowMetaData_.GetBinaryRecordSize();
-  tempRow_.Reserve(tempRowSize_);
 
-  const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
+  const KeyDesc rowIdKey(*tempRowMetaData_.GetFieldDescriptor(kRowIdField), kAscending,
+                         kCompareCodePoints);
   rowIdKeySet_ = std::make_unique<KeySet>();
-  rowIdKeySet_->Add(
-      KeyDesc(*tempRowMetaData_.GetFieldDescriptor(kRowIdField), kAscending, comparison));
-  aggrKeySet_ = std::make_unique<KeySet>();
-  for (std::size_t key = 0; key < sourceMoveFields_.size(); ++key) {
-    const int field = kValueField + static_cast<int>(key);
-    aggrKeySet_->Add(
-        KeyDesc(*tempRowMetaData_.GetFieldDescriptor(field), GetSortOrder(key), comparison));
-  }
+  rowIdKeySet_->Add(rowIdKey);
+  const std::size_t keys = sourceMoveFields_.size();
+  aggrKeySet_ = MakeKeys(keys, false);
+  placeKeySet_ = MakeKeys(isDistinctProcessing_ ? valueColumns_ : keys, false);
 
-  rowIdOffset_ = rowIdKeySet_->Get(0).GetDataOffset();
+  rowIdOffset_ = rowIdKey.GetDataOffset();
   dataOffset_ = aggrKeySet_->Get(0).GetDataOffset();
   dataNullOffset_ = aggrKeySet_->Get(0).GetNullOffset();
-  computedOffset = tempRowMetaData_.GetFieldDescriptor(kComputedField)->GetDataOffset();
+  const XeFieldDescriptor& computed = *tempRowMetaData_.GetFieldDescriptor(kComputedField);
+  computedOffset = computed.GetDataOffset();
+  if (computedNullOffset != nullptr) *computedNullOffset = computed.GetNullOffset();
   fieldDataBinder_ =
       XeFieldDataBinder(input, sourceMoveFields_, tempRowMetaData_, kRowIdField, kValueField);
+}
+
+std::unique_ptr<KeySet> WorkRowAggregate::MakeKeys(std::size_t count, bool opposite) const {
+  const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
+  auto keys = std::make_unique<KeySet>();
+  for (std::size_t key = 0; key < count; ++key) {
+    const int field = kValueField + static_cast<int>(key);
+    const bool descends = (GetSortOrder(key) == kDescending) != opposite;
+    keys->Add(KeyDesc(*tempRowMetaData_.GetFieldDescriptor(field),
+                      descends ? kDescending : kAscending, comparison));
+  }
+  return keys;
 }
 
 void WorkRowAggregate::SetSourceOffset(unsigned int offset, unsigned int nullOffset,
@@ -83,8 +90,9 @@ void WorkRowAggregate::RestoreSourceOffset() {
 void BufferedRowsAggregate::BindRows(const XeRecordMetaData& input, const XeString& operatorName,
                                      uint32& computedOffset) {
   BindWorkRow(input, operatorName, computedOffset);
+  tempRow_.Reserve(tempRowSize_);
   prevRow_.Reserve(tempRowSize_);
-  valueRowSet_ = std::make_unique<ArrayRowSet>(tempRowSize_, kFirstBlockRows, kMaxBlockBytes);
+  valueRowSet_ = std::make_unique<ArrayRowSet>(tempRowSize_, kFirstWorkRows, kMaxWorkRowBlockBytes);
 }
 
 void BufferedRowsAggregate::Initialize(bool restart) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <span>
 #include <vector>
@@ -9,6 +10,10 @@
 #include "Utility/XeFieldDataBinder.h"
 
 namespace sqxer {
+
+/// How the work rows that are kept in memory take it: see ArrayRowSet.
+inline constexpr uint32 kFirstWorkRows = 512;
+inline constexpr uint32 kMaxWorkRowBlockBytes = 65535;
 
 /// An aggregate that gives each row of a group its place among all of them. What it needs of a row
 /// goes to a work row: the row's id, what is computed for it, its value, then the further aggregate
@@ -28,32 +33,41 @@ class SQXEREXPR_API WorkRowAggregate : public SingleResultAggregate {
   void RestoreSourceOffset() override;
 
  protected:
+  /// The field behind the row id and what is computed: the first key.
+  static constexpr int kValueField = 2;
+
   /// Lays out the work row, the keys, and how the row is filled. `computedOffset` receives the
-  /// place of the unsigned 32-bit field for what is computed. Error 46030 for a column outside the
-  /// layout, 59001 (operator or "Sort", type) for values without an order.
+  /// place of the unsigned 32-bit field for what is computed, `computedNullOffset` that of its NULL
+  /// indicator (not given: it is never NULL). Error 46030 for a column outside the layout, 59001
+  /// (operator or "Sort", type) for values without an order.
   void BindWorkRow(const XeRecordMetaData& input, const XeString& operatorName,
-                   uint32& computedOffset);
+                   uint32& computedOffset, uint32* computedNullOffset = nullptr);
 
   SortOrder_t GetSortOrder(std::size_t key) const {
     return key < sortOrderVector_.size() ? sortOrderVector_[key] : kAscending;
   }
   bool HasFurtherKeys() const { return sourceMoveFields_.size() > 1; }
-  bool IsRowNull(const uint8* row) const { return row[dataNullOffset_] != 0; }
+  /// Whether one of the value's columns is NULL. Their indicators are neighbours.
+  bool IsRowNull(const uint8* row) const {
+    const uint8* const nulls = row + dataNullOffset_;
+    return std::any_of(nulls, nulls + valueColumns_, [](uint8 null) { return null != 0; });
+  }
   /// Whether two work rows share a place: their keys are equal, or DISTINCT counts values and only
   /// a key after the value differs.
-  bool IsTie(const uint8* a, const uint8* b) const {
-    std::size_t differing = 0;
-    return aggrKeySet_->Compare(a, b, &differing) == 0 || (isDistinctProcessing_ && differing > 0);
-  }
+  bool IsTie(const uint8* a, const uint8* b) const { return placeKeySet_->Compare(a, b) == 0; }
+  /// The first `count` keys of the work row, in the ranking order or in the opposite one.
+  std::unique_ptr<KeySet> MakeKeys(std::size_t count, bool opposite) const;
 
   uint32 tempRowSize_ = 0;
   uint32 rowIdOffset_ = 0;
   uint32 dataOffset_ = 0;
   uint32 dataNullOffset_ = 0;
-  XeAutoBuffer<uint8, 1> tempRow_;
+  /// The leading columns that are the value, set before BindWorkRow.
+  std::size_t valueColumns_ = 1;
   XeRecordMetaData tempRowMetaData_;
-  /// The ranking order, and the order of the input.
+  /// The ranking order, those of its keys that tell places apart, and the order of the input.
   std::unique_ptr<KeySet> aggrKeySet_;
+  std::unique_ptr<KeySet> placeKeySet_;
   std::unique_ptr<KeySet> rowIdKeySet_;
   XeFieldDataBinder fieldDataBinder_;
   const XeRecordMetaData* sourceRecordMetaData_ = nullptr;
@@ -93,6 +107,7 @@ class SQXEREXPR_API BufferedRowsAggregate : public WorkRowAggregate {
   uint32 outputRecordIndex_ = 0;
   /// The stored row that is being output.
   uint32 recordIndex_ = 0;
+  XeAutoBuffer<uint8, 1> tempRow_;
   XeAutoBuffer<uint8, 1> prevRow_;
 
  private:

@@ -10,28 +10,14 @@
 namespace sqxer {
 namespace {
 
-// In the order of XeDateTime::UnitOfTime.
-
 using AddFunction = void (*)(int32 count, XeDateTime& value);
+/// In the order of XeDateTime::UnitOfTime.
 constexpr AddFunction kAdds[] = {
     &AddUnitsOp<&XeDateTime::AddMilliseconds>::Apply, &AddUnitsOp<&XeDateTime::AddSeconds>::Apply,
     &AddUnitsOp<&XeDateTime::AddMinutes>::Apply,      &AddUnitsOp<&XeDateTime::AddHours>::Apply,
     &AddUnitsOp<&XeDateTime::AddDays>::Apply,         &AddUnitsOp<&XeDateTime::AddDays, 7>::Apply,
     &AddUnitsOp<&XeDateTime::AddMonths>::Apply,       &AddUnitsOp<&XeDateTime::AddMonths, 3>::Apply,
     &AddUnitsOp<&XeDateTime::AddYears>::Apply,
-};
-
-using DifferenceFunction = int64 (*)(const XeDateTime& from, const XeDateTime& to);
-constexpr DifferenceFunction kDifferences[] = {
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInMilliSeconds>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInSeconds>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInMinutes>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInHours>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInDays>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInWeeks>::Apply,
-    &CrossedUnitsOp<&XeDateTime::GetMonth, 12>::Apply,
-    &CrossedUnitsOp<&XeDateTime::QuarterOfTheYear, 4>::Apply,
-    &CrossedYearsOp::Apply,
 };
 
 /// The function for a unit.
@@ -86,7 +72,7 @@ void TimestampDiff::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
   constexpr const wchar_t* kName = L"TimestampDiff";
   BindIthOperand(0, stream, replacement, info);
   unitOfTime_ = ReadInt4Constant(*operand_, kName);
-  difference_ = OfUnit(kDifferences, unitOfTime_);
+  difference_ = OfUnit(kUnitDifferences, unitOfTime_);
   BindIthOperand(1, stream, replacement, info);
   fromReader_.Bind(*params_[0], kName);
   BindIthOperand(2, stream, replacement, info);

@@ -63,24 +63,6 @@ T DivideByCount(const T& sum, uint32 count) {
   }
 }
 
-/// The standard error of a mean from the sum, the sum of squares and the count:
-/// sqrt((squares - sum * sum / count) / (count - 1)) / sqrt(count). Infinite or not a number for a
-/// count of 1.
-template <AccumulatorValue T>
-float64 StandardError(const T& sum, const T& squares, uint32 count) {
-  const float64 n = count;
-  float64 deviation;
-  if constexpr (std::same_as<T, VelmarNumber>) {
-    // The difference is taken in decimal: it may be the last few of many digits.
-    const VelmarNumber mean = VelmarNumber::Divide(SquareUnchecked(sum), VelmarNumber(count));
-    deviation = VelmarNumber::Minus(squares, mean).asDouble();
-  } else {
-    const float64 s = sum;
-    deviation = static_cast<float64>(squares) - s * s / n;
-  }
-  return std::sqrt(deviation / (n - 1)) / std::sqrt(n);
-}
-
 /// The order in which values are ranked: a NaN equals a NaN and follows every number.
 inline bool SortsBefore(float64 a, float64 b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 

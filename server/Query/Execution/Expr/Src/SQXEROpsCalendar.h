@@ -36,4 +36,18 @@ struct CrossedYearsOp {
   }
 };
 
+using UnitDifference = int64 (*)(const XeDateTime& from, const XeDateTime& to);
+/// In the order of XeDateTime::UnitOfTime.
+inline constexpr UnitDifference kUnitDifferences[] = {
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInMilliSeconds>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInSeconds>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInMinutes>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInHours>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInDays>::Apply,
+    &ElapsedUnitsOp<&XeDateTime::DifferenceInWeeks>::Apply,
+    &CrossedUnitsOp<&XeDateTime::GetMonth, 12>::Apply,
+    &CrossedUnitsOp<&XeDateTime::QuarterOfTheYear, 4>::Apply,
+    &CrossedYearsOp::Apply,
+};
+
 }  // namespace sqxer

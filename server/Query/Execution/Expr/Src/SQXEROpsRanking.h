@@ -1,7 +1,5 @@
 #pragma once
 
-#include <numeric>
-
 #include "SQXEROpsAggregate.h"
 #include "Utility/KeySet.h"
 #include "Utility/XeTypes.h"
@@ -18,12 +16,15 @@ class TieRun {
   /// The number of the next row; `tied`: it ties with the row before it.
   uint32 Next(bool tied) {
     if (!tied) {
-      number_ += length_;
+      number_ = AfterTie();
       length_ = 0;
     }
     ++length_;
     return number_;
   }
+
+  /// The number of a row that would not tie with the row before it.
+  uint32 AfterTie() const { return number_ + length_; }
 
  private:
   uint32 number_;
@@ -68,8 +69,9 @@ class TileWalk {
     j_ = j;
     upper_ = (uint64{j} + 1) * n_ / tiles_;
     boundary_ = valueAt_(upper_);
-    // Where the values divide evenly, the boundary lies between two of them.
-    if (n_ % tiles_ == 0) boundary_ = std::midpoint(valueAt_(upper_ - 1), boundary_);
+    // Where the values divide evenly, the boundary lies between two of them. Beyond doubles the sum
+    // of two great values is infinite, and so is the boundary, as the median is.
+    if (n_ % tiles_ == 0) boundary_ = (valueAt_(upper_ - 1) + boundary_) * 0.5;
   }
 
   ValueAt valueAt_;

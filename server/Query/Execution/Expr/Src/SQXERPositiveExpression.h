@@ -7,7 +7,8 @@
 namespace sqxer {
 
 // The numbers that a query gives to an aggregate and that must be above 0: the size of a window, of
-// rows, of tiles. They are expressions without columns, evaluated at the start of every group.
+// rows, of tiles, of bins. They are expressions without columns, evaluated at the start of every
+// group.
 
 /// Binds such an expression, on behalf of an aggregate of that name. The query parameters in it are
 /// added to `info`. Error 59001 (operator, type) for a type other than int4 and uint4, the NULL

@@ -116,6 +116,22 @@ TEST_F(QueryRunTest, RunsOverTablesInMemoryAndRepeats) {
   EXPECT_EQ(sink.rows[0][1], "2");
 }
 
+TEST_F(QueryRunTest, HoldsTheValuesOfGroupsWithinTheirMemory) {
+  std::string rows = "a,b\n";
+  for (int i = 0; i < 20000; ++i) rows += std::to_string(i % 9) + "," + std::to_string(i) + "\n";
+  Session session = Open(rows);
+  // Few groups of many values, and a group for each value.
+  for (const auto& [key, memory] : {std::pair<std::string, uint64>("a", 100000), {"b", 1000000}}) {
+    struct : CapturingSink {
+      void Row(const uint8*) override { most = std::max(most, MemoryGateway::BytesInUse()); }
+      std::size_t most = 0;
+    } sink;
+    config_->groupMemory_ = memory;
+    session.Execute("SELECT MEDIAN(b) FROM t GROUP BY " + key, sink);
+    EXPECT_LT(sink.most, memory * 3 / 2) << key;
+  }
+}
+
 /// A plan of one output, whose tree breaks the contract in some way.
 template <class Value>
 std::string ErrorOfOutput(Stub<Value>* stub, const ColumnInfo& result) {

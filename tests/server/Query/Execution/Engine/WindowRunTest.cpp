@@ -290,7 +290,7 @@ TEST_F(WindowRunTest, ErrorsTellRowAndPlaceAndTheNextRunIsSound) {
   SpillFile::SetCalls(realCalls);
 
   const std::string tooSmall =
-      "the size of a window, or the number of rows or tiles, must be above 0";
+      "the size of a window, or the number of rows, tiles or bins, must be above 0";
   for (const auto& [order, row] : {std::pair(std::vector<int>(), "1"), {{-3}, "900"}}) {
     QueryRun run = Bind(sql, {{{}, order, "rv", 0}});
     EXPECT_EQ(Error(run), tooSmall + " @row " + row + ", place 7");

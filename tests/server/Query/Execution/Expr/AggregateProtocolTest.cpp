@@ -83,6 +83,12 @@ float64 Middle(const Seen& values) {
   std::sort(sorted.begin(), sorted.end());
   return (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
 }
+float64 Deviation(const Seen& values) {
+  const float64 n = static_cast<float64>(values.size()), mean = Total(values) / n;
+  float64 squares = 0;
+  for (const float64 value : values) squares += std::pow(value - mean, 2);
+  return std::sqrt(squares / n);
+}
 Values ModelList(const Group& g) {
   return g.seen.empty() ? Values{std::nullopt} : Values(g.seen.begin(), g.seen.end());
 }
@@ -110,6 +116,7 @@ const Kind kKinds[] = {
     {"MovingSum", &MakeCumulative<MovingSum, kWindow>, "v", ModelMovingSum},
     {"MovingAvg", &MakeCumulative<MovingAvg, kWindow>, "v", ModelMovingAvg},
     {"Median", &Make<Median>, "d", OfSeen<Middle>, false, true, false, true},
+    {"Stddev", &Make<Stddev, false>, "d", OfSeen<Deviation>},
     {"ListAgg", &Make<ListAgg, false>, "t", ModelList},
     {"DistinctListAgg", &Make<ListAgg, true>, "t", ModelDistinctList, false, true, false, true},
 };
@@ -256,7 +263,7 @@ TEST_P(AggregateProtocol, ReadsAndWritesWhereTheOffsetsPoint) {
 }
 
 TEST_P(AggregateProtocol, PartsCombineToTheWhole) {
-  ForEachType([](Setting& on) {
+  ForEachType([random = std::mt19937(2)](Setting& on) mutable {
     const bool parts = GetParam().splits || (GetParam().distinct && !GetParam().whole);
     std::unique_ptr<Aggregate> source(on.aggregate->GetSourceAggregator());
     auto columns = std::make_unique<UInt16Vector>(1, kFirstResult);
@@ -269,18 +276,33 @@ TEST_P(AggregateProtocol, PartsCombineToTheWhole) {
     TestRecord partial(TargetFields(GetParam(), on.type));
     Driven part(source.release(), on.input, partial, kFirstResult);
     Driven whole(partials.release(), partial, on.target, kFirstResult);
-    for (const Values& values : kGroups) {
-      const Group group = on.MakeGroup(values);
-      const auto middle = group.rows.begin() + static_cast<std::ptrdiff_t>(group.rows.size() / 2);
-      // The part without rows would not be NULL.
-      if (GetParam().model == ModelNullIfNotUnique && group.rows.size() < 2) continue;
+    // Ten parts of a table, each grouped by itself. A group has rows in some of them; every third
+    // one has equal values, every second one NULLs.
+    constexpr uint32 kGroupCount = 12;
+    Values rows[kGroupCount];
+    std::vector<std::vector<uint8>> results[kGroupCount];
+    for (int partNumber = 0; partNumber < 10; ++partNumber) {
+      Values own[kGroupCount];
+      for (int row = 0; row < 20; ++row) {
+        const uint32 group = random() % kGroupCount;
+        own[group].push_back(group % 3 == 0 ? group : random() % 100);
+        if (group % 2 != 0 && random() % 4 == 0) own[group].back() = NIL;
+      }
+      for (uint32 group = 0; group < kGroupCount; ++group) {
+        if (own[group].empty()) continue;
+        part.Run(own[group]);
+        results[group].emplace_back(partial.buffer(), partial.buffer() + partial.size());
+        rows[group].insert(rows[group].end(), own[group].begin(), own[group].end());
+      }
+    }
+    for (uint32 group = 0; group < kGroupCount; ++group) {
       whole->Initialize(false);
-      part.Run(Values(group.rows.begin(), middle));
-      whole.Compute();
-      part.Run(Values(middle, group.rows.end()));
-      whole.Compute();
+      for (const auto& result : results[group]) {
+        std::ranges::copy(result, partial.buffer());
+        whole.Compute();
+      }
       whole.Finish();
-      ExpectResults(group, on.target);
+      ExpectResults(on.MakeGroup(rows[group]), on.target);
     }
   });
 }

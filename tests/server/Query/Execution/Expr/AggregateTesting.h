@@ -92,4 +92,39 @@ struct Driven {
   }
 };
 
+/// An aggregate with a result for every row.
+struct Places {
+  TestRecord input, target;
+  Driven on;
+
+  Places(Aggregate* generic, XeDataType type, XeDataType result)
+      : input({{type, type == VarChar ? 8u : 0u}, {type}, {Int4}}),
+        target({{result}}),
+        on(generic, input, target) {}
+
+  Values Outputs(std::size_t rows) {
+    Values results;
+    while (results.size() < rows) {
+      on->Output(target.buffer());
+      results.push_back(target.GetNumber(0));
+    }
+    return results;
+  }
+  template <class Value>
+  Values Run(const Rows<Value>& rows, bool restart = true, int column = 0) {
+    on->Initialize(restart);
+    on.Compute(rows, column);
+    EXPECT_EQ(on->Finalize(), kTrue);
+    return Outputs(rows.size());
+  }
+};
+
+inline void ExpectPlaces(const Values& expected, const Values& actual) {
+  ASSERT_EQ(expected.size(), actual.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    SCOPED_TRACE(i);
+    ExpectNumber(expected[i], actual[i]);
+  }
+}
+
 }  // namespace sqxer::test

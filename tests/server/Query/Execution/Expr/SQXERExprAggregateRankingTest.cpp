@@ -12,54 +12,29 @@ namespace {
 constexpr auto NIL = std::nullopt;
 constexpr float64 kNaN = std::numeric_limits<float64>::quiet_NaN();
 
-/// Makes a percentile (no tiles) or an ntile over columns of a record.
+/// What stands for the number of tiles where there are none. The preferred ones are two rows.
+enum : int32 { kPercentile = 0, kRank = -1, kNullRank = -2, kBoth = -3, kBottom = -4, kTop = -5 };
+
+/// Makes an aggregate over columns of a record.
 Aggregate* MakePlaces(int32 tiles, SortOrder_t order = kAscending, UInt16Vector columns = {0},
-                      UInt16Vector distinct = {}) {
+                      UInt16Vector distinct = {}, int32 n = 2) {
   auto* const read = new UInt16Vector(columns);
   auto* const breaks = new UInt16Vector(distinct);
-  if (tiles == 0) return new Percentile(read, nullptr, breaks, false, {order});
+  if (tiles <= kBoth) {
+    return new PreferredN(read, nullptr, breaks, false, PreferredN::Preference(tiles - kTop + 1),
+                          new ConstantInt32(n));
+  }
+  if (tiles < 0) {
+    return new Rank(read, nullptr, breaks, false, {order, order}, tiles == kNullRank, true);
+  }
+  if (tiles == kPercentile) return new Percentile(read, nullptr, breaks, false, {order});
   return new Ntile(read, nullptr, breaks, false, new ConstantInt32(tiles), {order});
 }
 
-/// An aggregate with a result for every row.
-struct Places {
-  TestRecord input, target;
-  Driven on;
-
-  Places(Aggregate* generic, XeDataType type, XeDataType result)
-      : input({{type, type == VarChar ? 8u : 0u}, {type}, {Int4}}),
-        target({{result}}),
-        on(generic, input, target) {}
-
-  Values Outputs(std::size_t rows) {
-    Values results;
-    while (results.size() < rows) {
-      on->Output(target.buffer());
-      results.push_back(target.GetNumber(0));
-    }
-    return results;
-  }
-  template <class Value>
-  Values Run(const Rows<Value>& rows, bool restart = true, int column = 0) {
-    on->Initialize(restart);
-    on.Compute(rows, column);
-    EXPECT_EQ(on->Finalize(), kTrue);
-    return Outputs(rows.size());
-  }
-};
-
-void ExpectPlaces(const Values& expected, const Values& actual) {
-  ASSERT_EQ(expected.size(), actual.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    SCOPED_TRACE(i);
-    ExpectNumber(expected[i], actual[i]);
-  }
-}
-
-XeDataType ResultType(int32 tiles) { return tiles == 0 ? Double : UInt4; }
+XeDataType ResultType(int32 tiles) { return tiles == kPercentile ? Double : UInt4; }
 
 TEST(RankingAggregates, GiveEachRowItsPlace) {
-  constexpr int32 kPercentile = 0, kManyTiles = std::numeric_limits<int32>::max();
+  constexpr int32 kManyTiles = std::numeric_limits<int32>::max();
   const struct {
     int32 tiles;
     Values rows, expected;
@@ -78,11 +53,16 @@ TEST(RankingAggregates, GiveEachRowItsPlace) {
       {3, {NIL, NIL}, {NIL, NIL}},
       {1, {5, NIL, 6}, {1, NIL, 1}},
       {2, {1, kNaN, kNaN, kNaN}, {1, 2, 2, 2}},
-      {2, {1e308, 1.5e308}, {1, 2}},
+      {2, {1e308, 1.5e308}, {1, 1}},
       {5, {6, 5}, {5, 3}},
       {kManyTiles,
        {3, 1, 2, 1},
        {kManyTiles, 1 + kManyTiles / 2, 1 + kManyTiles / 4 * 3.0 + 2, 1 + kManyTiles / 2}},
+      {kRank, {30, 10, 20, 20}, {4, 1, 2, 2}},
+      {kRank, {10, NIL, 20, NIL}, {1, 3, 2, 3}},
+      {kNullRank, {10, NIL, 20, NIL}, {2, NIL, 1, NIL}, kDescending},
+      {kBottom, {30, 10, 20, 20}, {NIL, 1, 2, 2}},
+      {kBoth, {30, 10, 20, 40, 25}, {2, 1, 2, 1, NIL}},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(testing::Message() << test.tiles << " case " << &test - kCases);
@@ -169,10 +149,129 @@ TEST(RankingAggregates, AgreeWithCountingOverRandomGroups) {
   }
 }
 
+/// Two keys of a row.
+using KeyRow = std::array<std::optional<float64>, 2>;
+
+/// An order by the first keys, NULL last.
+struct Before {
+  std::size_t keys;
+  bool descends;
+
+  bool operator()(const KeyRow& a, const KeyRow& b) const {
+    for (std::size_t i = 0; i < keys; ++i) {
+      if (a[i] && b[i] && *a[i] != *b[i]) return (*a[i] < *b[i]) != descends;
+      if (a[i].has_value() != b[i].has_value()) return a[i].has_value();
+    }
+    return false;
+  }
+};
+
+/// The ranks up to `n` by counting. NULL values share a rank unless it is NULL.
+Values ModelRanks(const std::vector<KeyRow>& rows, Before before, auto isNull, bool ranksNulls,
+                  float64 n) {
+  std::vector<KeyRow> sorted = rows;
+  std::ranges::sort(sorted, before);
+  const auto nullRank = std::ranges::find_if(sorted, isNull) - sorted.begin() + 1;
+  std::erase_if(sorted, isNull);
+  Values ranks;
+  for (const KeyRow& row : rows) {
+    const auto place = std::ranges::lower_bound(sorted, row, before) - sorted.begin() + 1;
+    ranks.emplace_back(isNull(row) ? nullRank : place);
+    if (*ranks.back() > n || (isNull(row) && !ranksNulls)) ranks.back() = NIL;
+  }
+  return ranks;
+}
+
+/// Groups of distinct values and of ties.
+void ExpectRanks(int32 kind, bool descends, const UInt16Vector& columns,
+                 const UInt16Vector& distinct, std::mt19937& random) {
+  const auto n = static_cast<int32>(random() % 300 + 1);
+  Places places(MakePlaces(kind, descends ? kDescending : kAscending, columns, distinct, n), Int4,
+                UInt4);
+  const std::size_t keys = columns.size();
+  const bool ranksAll = kind > kBoth;
+  const auto isNull = [&](const KeyRow& r) { return !r[0] || (ranksAll && keys == 2 && !r[1]); };
+  for (const auto& [size, range] :
+       {std::pair(1u, 1u), {3, 3}, {9000, 9000}, {2, 2}, {700, 3}, {20000, 3}}) {
+    SCOPED_TRACE(testing::Message() << kind << ' ' << keys << distinct.size() << ' ' << size);
+    std::vector<KeyRow> rows(size);
+    places.on->Initialize(random() % 2 != 0);
+    for (KeyRow& row : rows) {
+      for (int key : {0, 1}) {
+        if (random() % 8 != 0) row[key] = random() % range;
+        places.on.input.SetNumber(key, row[key].value_or(0)).SetNull(key, !row[key]);
+      }
+      places.on.Compute();
+    }
+    EXPECT_EQ(places.on->Finalize(), kTrue);
+    const float64 last = ranksAll ? HUGE_VAL : n;
+    Values expected = ModelRanks(rows, {keys, descends}, isNull, kind == kRank, last);
+    if (kind == kBoth) {
+      const Values others = ModelRanks(rows, {keys, !descends}, isNull, false, last);
+      std::ranges::transform(expected, others, expected.begin(),
+                             [](auto top, auto bottom) { return top ? top : bottom; });
+    }
+    ExpectPlaces(expected, places.Outputs(size));
+  }
+}
+
+TEST(RankingAggregates, AgreeWithCountingOverKeysOfAnyShape) {
+  // So small that large groups go to disk and are merged more than once.
+  const std::size_t usual = SqrtSorter::GetInitialBufferBytes();
+  SqrtSorter::SetInitialBufferBytes(512);
+  std::mt19937 random(11);
+  const std::pair<UInt16Vector, UInt16Vector> kShapes[] = {{{0}, {}}, {{0, 1}, {}}, {{0}, {1}}};
+  for (const auto& [columns, distinct] : kShapes) {
+    for (const int32 kind : {kRank, kNullRank, kTop, kBottom, kBoth}) {
+      const bool descends = kind == kRank ? random() % 2 != 0 : kind != kBottom;
+      if (!HasFailure()) ExpectRanks(kind, descends, columns, distinct, random);
+    }
+  }
+  SqrtSorter::SetInitialBufferBytes(usual);
+}
+
+TEST(RankingAggregates, HoldLittleOfALargeGroup) {
+  // The first rows tie, so that the buffer of preferred ones grows before others come.
+  constexpr uint32 kRows = 2'000'000, kTies = 5'000;
+  for (const auto& [kind, mebibytes] : {std::pair(+kRank, 16u), {kBoth, 1u}}) {
+    Places places(MakePlaces(kind), Int4, UInt4);
+    const std::size_t before = MemoryGateway::BytesInUse();
+    std::size_t most = before;
+    places.on->Initialize(true);
+    for (uint32 i = 0; i < kRows; ++i) {
+      places.input.Set(0, i < kTies ? 7 : i * 2654435761u);
+      places.on.Compute();
+      if (i % 1000 == 0) most = std::max(most, MemoryGateway::BytesInUse());
+    }
+    places.on->Finalize();
+    most = std::max(most, MemoryGateway::BytesInUse());
+    EXPECT_LT(most - before, mebibytes << 20);
+    float64 sum = 0;
+    for (const auto& rank : places.Outputs(kRows)) sum += rank.value_or(0);
+    EXPECT_EQ(sum, kind == kRank ? (kRows * (kRows + 1.0) - kTies * (kTies - 1.0)) / 2 : 6);
+  }
+}
+
+TEST(RankingAggregates, RepeatTheRankBeforeWhereThereIsNoRow) {
+  Places rank(MakePlaces(kRank), Int4, UInt4);
+  ExpectPlaces({2, 1}, rank.Run<float64>({8, 5}));
+  ExpectPlaces({1, 1}, rank.Outputs(2));
+  rank.Run<float64>({});
+  ExpectBroken([&] { rank.Outputs(1); });
+  ExpectBroken([] { std::unique_ptr<Aggregate>(MakePlaces(kRank))->Initialize(true); });
+  EXPECT_NE(rank.on->NeedNullFiltering(),
+            Places(MakePlaces(kNullRank), Int4, UInt4).on->NeedNullFiltering());
+  Places ascending(new PreferredN(Columns(0), nullptr, nullptr, false, PreferredN::TopN,
+                                  new ConstantInt32(1), {kAscending}),
+                   Int4, UInt4);
+  ExpectPlaces({NIL, 1}, ascending.Run<float64>({8, 5}));
+}
+
 TEST(RankingAggregates, ReadWhereTheOffsetsPointAndKeepTheirMemory) {
-  for (const int32 tiles : {0, 2}) {
+  for (const int32 tiles : {+kPercentile, 2, +kRank, +kBoth}) {
     Places places(MakePlaces(tiles), Int2, ResultType(tiles));
-    EXPECT_TRUE(places.on->IsDistinctHandled() && places.on->IsFunctionalAggr());
+    EXPECT_EQ(places.on->IsDistinctHandled(), tiles != kRank);
+    EXPECT_TRUE(places.on->IsFunctionalAggr() && places.on->GetSourceAggregator() == nullptr);
     const Values rows{1, 2, 3, NIL}, expected = places.Run(rows);
     const XeFieldDescriptor& other = places.input.field(1);
     places.on->SetSourceOffset(other.GetDataOffset(), other.GetNullOffset(), places.input.size());
@@ -197,6 +296,8 @@ TEST(RankingAggregates, TakeTextsForPercentilesOnlyAndRefuseWrongTiles) {
     Places ntile(new Ntile(Columns(0), nullptr, nullptr, false, wrong, {}), Int4, UInt4);
     ExpectError(59028, {}, [&] { ntile.on->Initialize(true); });
   }
+  Places none(MakePlaces(kTop, kAscending, {0}, {}, 0), Int4, UInt4);
+  ExpectError(59028, {}, [&] { none.on->Initialize(true); });
 }
 
 }  // namespace

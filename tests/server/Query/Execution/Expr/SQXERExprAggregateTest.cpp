@@ -18,7 +18,7 @@ TEST(AggregateBinding, RefusesTypesAndColumns) {
   // clang-format off
   const std::pair<Aggregate* (*)(), bool> kCases[] = {
       {&Make<Sum, false>, true}, {&Make<Avg>, true}, {&Make<AvgAll>, true}, {&Make<Range>, true},
-      {&Make<Median>, true}, {&MakeCumulative<RunningSum>, true},
+      {&Make<Median>, true}, {&Make<Stddev, true>, true}, {&MakeCumulative<RunningSum>, true},
       {&MakeCumulative<MovingSum, 1>, true}, {&MakeCumulative<MovingAvg, 1>, true},
       {&MakeCumulative<RunningMax>, false}, {&MakeCumulative<RunningMin>, false},
       {&Make<Max>, false}, {&Make<ListAgg, true>, false}, {&Make<NullIfNotUnique>, false},

@@ -1,0 +1,55 @@
+#include "ByHand.h"
+
+#include <map>
+#include <stdexcept>
+
+namespace sqxer::bench {
+namespace {
+
+using HandQuery = Report (*)(const HandLines&);
+const std::map<std::string, HandQuery> kQueries = {
+    {"sum_of_sums", &SumOfSums},
+    {"product_by_region", &ProductByRegion},
+    {"five_way_filter", &FiveWayFilter},
+    {"summary_double", &SummaryDouble},
+    {"summary_numeric", &SummaryNumeric},
+    {"like", &Like},
+    {"case_of_three", &CaseOfThree},
+    {"in_8", &InEight},
+    {"in_1000", &InThousand},
+    {"upper_substring", &UpperSubstring},
+    {"round_sqrt_ln", &RoundSqrtLn},
+    {"count_distinct_1k", &CountSuppliers},
+    {"count_distinct_1m", &CountParts},
+    {"group_by_1m", &GroupByPart},
+    {"median_by_1k", &MedianBySupplier},
+    {"rank_by_1k", &RankBySupplier},
+    {"running_sum", &RunningSum},
+    {"extract_year", &QuantityByYear},
+    {"timestampdiff", &DaysBetween},
+    {"min_max_text", &MinMaxText},
+};
+
+class HandEngine : public SuiteEngine {
+ public:
+  explicit HandEngine(const std::string& path) : lines_(path) {}
+
+  std::string Version() const override { return "C++ of GCC " __VERSION__; }
+
+  Report Run(const SuiteQuery& query) override {
+    const auto found = kQueries.find(query.name);
+    if (found == kQueries.end()) throw std::runtime_error("is not written by hand");
+    return found->second(lines_);
+  }
+
+ private:
+  HandLines lines_;
+};
+
+}  // namespace
+
+std::unique_ptr<SuiteEngine> LoadByHand(const std::string& path) {
+  return std::make_unique<HandEngine>(path);
+}
+
+}  // namespace sqxer::bench

@@ -1,0 +1,107 @@
+#include <charconv>
+
+#include "OrderLines.h"
+#include "Session.h"
+#include "SuiteEngine.h"
+#include "ValueText.h"
+
+namespace sqxer::bench {
+namespace {
+
+/// Takes every row and keeps nothing, or its values as texts.
+class SuiteSink : public ResultSink {
+ public:
+  void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override {
+    fields_.clear();
+    for (int i = 0; i < static_cast<int>(columns.size()); ++i) {
+      fields_.push_back(layout.GetFieldDescriptor(i));
+    }
+  }
+  void Row(const uint8*) override {}
+  void End() override {}
+
+ protected:
+  /// The text of a value, nothing for NULL.
+  std::optional<std::string> TextOf(std::size_t field, const uint8* record) const {
+    if (IsNullField(*fields_[field], record)) return std::nullopt;
+    std::string text;
+    AppendValueText(*fields_[field], record, text);
+    return text;
+  }
+  std::vector<XeFieldDescriptorRef> fields_;
+};
+
+class RowsSink : public SuiteSink {
+ public:
+  void Row(const uint8* record) override {
+    rows_.emplace_back();
+    for (std::size_t i = 0; i < fields_.size(); ++i) rows_.back().push_back(TextOf(i, record));
+  }
+  Rows TakeRows() { return std::move(rows_); }
+
+ private:
+  Rows rows_;
+};
+
+class DigestSink : public SuiteSink {
+ public:
+  void Row(const uint8* record) override {
+    if (!digest_) digest_.emplace(fields_.size());
+    std::vector<std::optional<double>> values(fields_.size());
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      const std::optional<std::string> text = TextOf(i, record);
+      if (!text) continue;
+      values[i] = 0;
+      std::from_chars(text->data(), text->data() + text->size(), *values[i]);
+    }
+    digest_->Add(values);
+  }
+  Rows TakeRows() const { return digest_ ? digest_->ToRows() : Rows(); }
+
+ private:
+  std::optional<Digest> digest_;
+};
+
+class SqxerEngine : public SuiteEngine {
+ public:
+  explicit SqxerEngine(const std::string& path) {
+    std::string schema;
+    for (const ColumnSpec& column : OrderLineColumns()) {
+      if (!schema.empty()) schema += ',';
+      // A decimal here has no digits of its own declared.
+      const bool isNumeric = column.kind == ColumnKind::kNumeric;
+      schema.append(column.name).append(":").append(isNumeric ? "numeric" : column.type);
+    }
+    session_.AddTable("lines", path);
+    session_.SetSchema("lines", schema);
+    session_.FindTable(L"lines");
+  }
+
+  std::string Version() const override { return SQXER_VERSION; }
+
+  Report Run(const SuiteQuery& query) override {
+    if (query.IsDigested()) {
+      SuiteSink nobody;
+      session_.Execute(query.sql, nobody);
+      return [this, sql = query.sql] {
+        DigestSink digest;
+        session_.Execute(sql, digest);
+        return digest.TakeRows();
+      };
+    }
+    RowsSink rows;
+    session_.Execute(query.sql, rows);
+    return [rows = rows.TakeRows()] { return rows; };
+  }
+
+ private:
+  Session session_;
+};
+
+}  // namespace
+
+std::unique_ptr<SuiteEngine> LoadSqxer(const std::string& path) {
+  return std::make_unique<SqxerEngine>(path);
+}
+
+}  // namespace sqxer::bench

@@ -1,0 +1,102 @@
+#include "AggregateList.h"
+
+#include <algorithm>
+
+#include "FunctionTable.h"
+#include "PlanError.h"
+#include "SQXERExprAggregateBase.h"
+
+namespace sqxer {
+namespace {
+
+/// The place behind what is in parentheses from `start` on.
+std::size_t EndOfParentheses(const std::string& sql, std::size_t start) {
+  int open = 0;
+  char quote = 0;
+  for (std::size_t at = start; at < sql.size(); ++at) {
+    char c = sql[at];
+    if (quote) {
+      if (c == quote) quote = 0;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    } else if (c == '(') {
+      ++open;
+    } else if (c == ')' && --open == 0) {
+      return at + 1;
+    }
+  }
+  return sql.size();
+}
+
+/// The place behind OVER and its window, which is in parentheses or a name.
+std::size_t EndOfWindow(const std::string& sql, std::size_t start) {
+  constexpr const char* kBlanks = " \t\n\r\f\v";
+  constexpr std::size_t kOver = 4;
+  const std::size_t over = sql.find_first_not_of(kBlanks, start);
+  if (over == sql.npos) return sql.size();
+  const std::size_t window = sql.find_first_not_of(kBlanks, over + kOver);
+  if (window == sql.npos) return sql.size();
+  if (sql[window] == '(') return EndOfParentheses(sql, window);
+  const bool isQuoted = sql[window] == '"';
+  return isQuoted ? sql.find('"', window + 1) + 1
+                  : std::min(sql.find_first_of(" \t\n\r\f\v,;+-*/|<>=)", window), sql.size());
+}
+
+/// The text of a call, from its name to the end of its arguments or its window.
+XeString SourceText(const std::string& sql, const TypedExpression& call) {
+  const auto start = static_cast<std::size_t>(call.position);
+  std::size_t end = EndOfParentheses(sql, start);
+  if (call.kind == TypedExpression::Kind::kWindow) end = EndOfWindow(sql, end);
+  return Wide(std::string_view(sql).substr(start, end - start));
+}
+
+}  // namespace
+
+int AggregateList::FieldOf(const TypedExpression& aggregate) const {
+  for (const Noted& noted : aggregates_)
+    if (IsSameAggregate(*noted.aggregate, aggregate)) return noted.firstField + aggregate.index;
+  return -1;
+}
+
+int AggregateList::Note(const TypedExpressionPtr& aggregate) {
+  const int known = FieldOf(*aggregate);
+  if (known >= 0) return known;
+  UInt16Vector columns;
+  for (const TypedExpressionPtr& argument : ColumnsOf(*aggregate))
+    columns.push_back(InputOf(argument));
+  aggregates_.push_back({aggregate, std::move(columns), fields_});
+  fields_ += static_cast<int>(aggregate->function->aggregate->results.size());
+  return FieldOf(*aggregate);
+}
+
+uint16 AggregateList::InputOf(const TypedExpressionPtr& expression) {
+  const auto known = std::ranges::find_if(
+      inputs_, [&](const auto& input) { return IsSameExpression(*input, *expression); });
+  const auto position = static_cast<uint16>(known - inputs_.begin());
+  if (known == inputs_.end()) inputs_.push_back(expression);
+  return position;
+}
+
+std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const {
+  std::vector<PlanAggregate> made;
+  for (const Noted& noted : aggregates_) {
+    PlanAggregate plan;
+    const TypedExpression& aggregate = *noted.aggregate;
+    plan.make = [aggregate = noted.aggregate, columns = noted.columns] {
+      return BuildAggregate(*aggregate, columns);
+    };
+    XeString text = SourceText(sql, aggregate);
+    plan.text = BaseStringUtil::StringToUtf8(text);
+    for (const AggregateResult& result : aggregate.function->aggregate->results) {
+      ColumnInfo column = TypeOfResult(result, aggregate.aggregate->input);
+      column.name = text + result.suffix;
+      plan.results.push_back(column);
+    }
+    plan.distinct = aggregate.aggregate->distinct;
+    plan.position = aggregate.position;
+    made.push_back(std::move(plan));
+  }
+  return made;
+}
+
+}  // namespace sqxer

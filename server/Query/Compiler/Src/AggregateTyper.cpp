@@ -1,0 +1,110 @@
+// How ExpressionTyper reads the arguments of an aggregate.
+
+#include <algorithm>
+
+#include "ExpressionTyper.h"
+#include "NodeProber.h"
+#include "PlanError.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer {
+namespace {
+
+/// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
+TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
+  bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
+  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
+  if (argument->type == XeBitData && shape.results[0].rule == AggregateResult::Rule::kComputed)
+    return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
+  return integer && wide && shape.wideInteger != XeUnknown
+             ? ConvertTyped(argument, shape.wideInteger)
+             : argument;
+}
+
+}  // namespace
+
+TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
+                                                  const SqlExpression& expression,
+                                                  const Clause& clause, int index) const {
+  const AggregateShape& shape = *row.aggregate;
+  const XeString name = UpperName(row.name);
+  if (expression.over && !clause.windows)
+    ThrowPlanError(kWindowNotAllowed, expression.position, {clause.name, name});
+  if (!clause.aggregates)
+    ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, name});
+  if (expression.distinct && shape.distinct == AggregateShape::Distinct::kRefused)
+    ThrowPlanError(kNoDistinct, expression.position, {name});
+
+  auto aggregate = std::make_shared<TypedExpression>();
+  auto call = std::make_shared<TypedAggregate>();
+  aggregate->kind =
+      expression.over ? TypedExpression::Kind::kWindow : TypedExpression::Kind::kAggregate;
+  aggregate->position = expression.position;
+  aggregate->function = &row;
+  aggregate->aggregate = call;
+  aggregate->index = index;
+  call->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
+  const Clause inner{expression.over ? L"a window" : L"an aggregate", true};
+  TypeArguments(expression, inner, *aggregate, *call);
+  if (expression.over) {
+    TypeWindow(expression, inner, *aggregate, *call);
+  } else {
+    for (const TypedExpressionPtr& argument : aggregate->arguments)
+      if (ContainsAggregate(*argument))
+        ThrowPlanError(kNestedAggregate, argument->position, {name});
+    call->columns = aggregate->arguments.size();
+  }
+  CountNodes(*aggregate);
+  if (call->columns > 0) {
+    call->input = ResultOfTree(*aggregate->arguments[0], {});
+    AskAggregate(*aggregate);
+  }
+  aggregate->column = TypeOfResult(shape.results[static_cast<std::size_t>(index)], call->input);
+  TakeAnswer(*aggregate, AskColumn(aggregate->column, false, expression.position));
+  return aggregate;
+}
+
+void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Clause& clause,
+                                    TypedExpression& aggregate, TypedAggregate& call) const {
+  const FunctionRow& row = *aggregate.function;
+  const AggregateShape& shape = *row.aggregate;
+  const std::string_view kinds = shape.arguments.substr(0, expression.arguments.size());
+  TypedArguments& columns = aggregate.arguments;
+  columns.resize(static_cast<std::size_t>(std::ranges::count_if(kinds, IsColumnArgument)));
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    const SqlExpression& argument = *expression.arguments[i];
+    switch (kinds[i]) {
+      case 'n':
+        call.numbers.push_back(TypeNumber(argument, row));
+        break;
+      case 'w':
+        call.word =
+            static_cast<int>(ReadWord(*TypeWord(argument, clause), shape.wordMeaning, shape.words));
+        break;
+      case 'd': {
+        const TypedExpressionPtr text = Type(argument, clause);
+        if (!text->IsTextConstant() || std::get<XeString>(text->constant.value) != shape.delimiter)
+          ThrowPlanError(kOtherDelimiter, text->position, {UpperName(row.name), shape.delimiter});
+        break;
+      }
+      default:
+        columns[static_cast<std::size_t>(kinds[i] - 'x')] = Type(argument, clause);
+    }
+  }
+  if (row.prepare) row.prepare(columns);
+  for (TypedExpressionPtr& column : columns) {
+    if (column->untypedNull) column = ConvertTyped(column, XeInt4Data);
+    column = WidenArgument(column, shape);
+  }
+}
+
+TypedExpressionPtr ExpressionTyper::TypeNumber(const SqlExpression& expression,
+                                               const FunctionRow& row) const {
+  if (NamesColumn(expression))
+    ThrowPlanError(kArgumentNotConstant, expression.position, {UpperName(row.name)});
+  const TypedExpressionPtr number =
+      TypeWithoutColumns(expression, {L"an argument that is a number"});
+  return number->untypedNull ? ConvertTyped(number, XeInt4Data) : number;
+}
+
+}  // namespace sqxer

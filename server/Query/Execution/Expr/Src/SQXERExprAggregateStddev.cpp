@@ -1,0 +1,52 @@
+#include "SQXERExprAggregateStddev.h"
+
+#include "SQXEROpsStatistics.h"
+
+namespace sqxer {
+
+Stddev::Stddev(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+               UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isSample)
+    : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                            isCumulativeAggregate, false),
+      bIsSample_(isSample) {}
+
+void Stddev::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+  result = nullptr;
+  input_.Bind(GetSourceField(input), L"Stddev");
+  BindSource(input);
+  resultDataType_ = XeDoubleData;
+  DescribeResult(info, resultDataType_, 0, true);
+}
+
+void Stddev::Initialize(bool) {
+  count_ = 0;
+  nullIndicator_ = true;
+  sumValues_ = sumSquares_ = result_ = 0;
+}
+
+RExprReturn Stddev::Compute(unsigned char* record, unsigned int) {
+  if (IsSourceNull(record)) return kTrue;
+  ++count_;
+  const float64 value = input_.Read(record + sourceOffset_);
+  sumValues_ += value;
+  sumSquares_ += value * value;
+  return kTrue;
+}
+
+RExprReturn Stddev::Finalize() {
+  // One value tells nothing of the deviation in what it is a sample of.
+  if (count_ == 0 || (count_ == 1 && bIsSample_)) return kTrue;
+  nullIndicator_ = false;
+  // The population of one value does not deviate, not even where that value is infinite.
+  if (count_ == 1) return kTrue;
+  result_ = Deviation(SquaredDeviations(sumValues_, sumSquares_, count_),
+                      bIsSample_ ? count_ - 1 : count_);
+  return kTrue;
+}
+
+void Stddev::Output(unsigned char* record) {
+  if (OutputNull(record, nullIndicator_)) return;
+  StoreValue(record + targetOffset_, result_);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "SQXERAggregateVariant.h"
+
+namespace sqxer {
+
+/// STDDEV_SAMP and STDDEV_POP: the standard deviation of the non-null values as a double. Takes
+/// what Sum takes. NULL when there is no value; of one value the sample form is NULL and the
+/// population form 0. No errors: beyond doubles the result is infinite or not a number.
+///
+/// It comes from the sum of the squares and not from the deviations, and callers rely on the very
+/// digits that this gives: the fewer, the larger the values are beside their deviation, and NaN
+/// where rounding leaves less than zero. See docs/accuracy.md.
+class SQXEREXPR_API Stddev : public SingleResultAggregate {
+ public:
+  /// `isSample`: the sample form.
+  Stddev(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+         UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isSample);
+
+  using Aggregate::Bind;
+  void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  void Initialize(bool restart) override;
+  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  RExprReturn Finalize() override;
+  void Output(unsigned char* record) override;
+
+ protected:
+  bool nullIndicator_ = true;
+  bool bIsSample_;
+  float64 sumSquares_ = 0;
+  float64 sumValues_ = 0;
+  uint32 count_ = 0;
+  float64 result_ = 0;
+  Float64Input input_;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cmath>
+
+#include "SQXEROpsAggregate.h"
+
+namespace sqxer {
+
+/// The sum of (value - mean)^2, computed as squares - sum * sum / count. Where the mean is large
+/// beside the deviations most digits cancel, and what is left can fall below zero.
+template <AccumulatorValue T>
+float64 SquaredDeviations(const T& sum, const T& squares, uint32 count) {
+  if constexpr (std::same_as<T, VelmarNumber>) {
+    // The difference is taken in decimal: it may be the last few of many digits.
+    const VelmarNumber mean = VelmarNumber::Divide(SquareUnchecked(sum), VelmarNumber(count));
+    return VelmarNumber::Minus(squares, mean).asDouble();
+  } else {
+    const float64 s = sum;
+    return static_cast<float64>(squares) - s * s / count;
+  }
+}
+
+/// The deviation whose square is the share of `divisor` in the squared deviations. Not a number
+/// when these came out below zero.
+inline float64 Deviation(float64 squaredDeviations, float64 divisor) {
+  return std::sqrt(squaredDeviations / divisor);
+}
+
+/// The standard error of a mean: sample deviation / sqrt(count). Infinite or not a number for a
+/// count of 1.
+template <AccumulatorValue T>
+float64 StandardError(const T& sum, const T& squares, uint32 count) {
+  const float64 n = count;
+  return Deviation(SquaredDeviations(sum, squares, count), n - 1) / std::sqrt(n);
+}
+
+/// Takes a value into a mean; `count` includes it. Returns how far it was from the mean before.
+inline float64 MoveMean(float64& mean, float64 value, uint32 count) {
+  const float64 delta = value - mean;
+  mean += delta / count;
+  return delta;
+}
+
+/// The correlation of two variables. Not a number when one of them does not deviate.
+inline float64 CorrelationOf(float64 covariance, float64 xDeviation, float64 yDeviation) {
+  return covariance / (xDeviation * yDeviation);
+}
+
+/// What a line is fitted to: the sums over rows of x and y.
+struct LineSums {
+  float64 sumX_ = 0;
+  float64 sumY_ = 0;
+  float64 sumXY_ = 0;
+  float64 sumXSquares_ = 0;
+
+  void Add(float64 x, float64 y) {
+    sumX_ += x;
+    sumY_ += y;
+    sumXY_ += x * y;
+    sumXSquares_ += x * x;
+  }
+  /// The sum of (x - mean of x)(y - mean of y) over `count` rows.
+  float64 CoMoment(uint32 count) const { return sumXY_ - sumY_ * sumX_ / count; }
+  /// The slope of the least-squares line of y on x. Infinite or not a number for a constant x.
+  float64 Slope(uint32 count) const {
+    return CoMoment(count) / SquaredDeviations(sumX_, sumXSquares_, count);
+  }
+};
+
+}  // namespace sqxer

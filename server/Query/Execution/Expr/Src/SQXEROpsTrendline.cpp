@@ -1,0 +1,167 @@
+#include "SQXEROpsTrendline.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "SQXERMatrix.h"
+#include "Utility/ErrorMessage.h"
+#include "Utility/XeAssert.h"
+
+namespace sqxer {
+
+namespace {
+
+/// The sums of the values that term(i) gives for every i < n. Kept in lanes, because an addition
+/// would wait for the one before it; rounding errors then grow with a part of the terms, too.
+template <std::size_t kSums, class Term>
+std::array<float64, kSums> SumOver(std::size_t n, Term term) {
+  constexpr std::size_t kLanes = 4;
+  std::array<std::array<float64, kLanes>, kSums> lanes{};
+  std::size_t i = 0;
+  for (; i + kLanes <= n; i += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      const std::array<float64, kSums> terms = term(i + lane);
+      for (std::size_t s = 0; s < kSums; ++s) lanes[s][lane] += terms[s];
+    }
+  }
+  std::array<float64, kSums> sums{};
+  for (; i < n; ++i) {
+    const std::array<float64, kSums> terms = term(i);
+    for (std::size_t s = 0; s < kSums; ++s) sums[s] += terms[s];
+  }
+  for (std::size_t s = 0; s < kSums; ++s) {
+    sums[s] += (lanes[s][0] + lanes[s][1]) + (lanes[s][2] + lanes[s][3]);
+  }
+  return sums;
+}
+
+/// The mean of n > 0 values: equal ones have exactly their value.
+float64 Mean(std::span<const float64> values) {
+  const float64 origin = values[0];
+  const auto [sum] =
+      SumOver<1>(values.size(), [&](std::size_t i) { return std::array{values[i] - origin}; });
+  return origin + sum / static_cast<float64>(values.size());
+}
+
+/// What the residuals of a polynomial may add up to, as a part of the sum of all |y|.
+constexpr float64 kMostRest = 1e-6;
+
+bool HasDistinctValues(std::span<const float64> values, std::size_t wanted) {
+  std::array<float64, TrendlineParameter::kMostDegrees + 1> seen;
+  std::size_t count = 0;
+  XE_ASSERT(wanted <= seen.size());
+  for (const float64 value : values) {
+    if (std::find(seen.begin(), seen.begin() + count, value) != seen.begin() + count) continue;
+    seen[count++] = value;
+    if (count == wanted) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+LinearModel ComputeLinearRegression(std::span<const float64> x, std::span<const float64> y) {
+  XE_ASSERT(x.size() == y.size());
+  const auto n = static_cast<float64>(x.size());
+  // From here on x and y are taken from these, and their own means are all but zero. Without that
+  // sumXX and n * meanX * meanX would agree in most of their digits.
+  const float64 originX = Mean(x);
+  const float64 originY = Mean(y);
+  const auto [sumX, sumY, sumXX, sumXY] = SumOver<4>(x.size(), [&](std::size_t i) {
+    const float64 dx = x[i] - originX;
+    const float64 dy = y[i] - originY;
+    return std::array{dx, dy, dx * dx, dx * dy};
+  });
+  const float64 meanX = sumX / n;
+  const float64 meanY = sumY / n;
+  const float64 sxy = sumXY - n * meanX * meanY;
+  const float64 sxx = sumXX - n * meanX * meanX;
+  if (sxx == 0) SUGThrow(ErrorMessage(59168));
+  const float64 slope = sxy / sxx;
+  return {slope, (originY + meanY) - slope * (originX + meanX)};
+}
+
+ExponentialModel ComputeExponentialRegression(std::span<const float64> x,
+                                              std::span<const float64> y) {
+  std::vector<float64> logarithms(y.size());
+  for (std::size_t i = 0; i < y.size(); ++i) {
+    if (!(y[i] > 0)) SUGThrow(ErrorMessage(59165));
+    logarithms[i] = std::log10(y[i]);
+  }
+  const LinearModel line = ComputeLinearRegression(x, logarithms);
+  errno = 0;
+  const ExponentialModel model{std::pow(10, line.intercept), std::pow(10, line.slope)};
+  if (errno == ERANGE) SUGThrow(ErrorMessage(59164));
+  return model;
+}
+
+float64 PolynomialModel::operator()(float64 x) const {
+  const VelmarNumber at(x);
+  VelmarNumber value = coefficients.back();
+  for (std::size_t k = coefficients.size() - 1; k-- > 0;) {
+    value = VelmarNumber::Plus(VelmarNumber::Multiply(value, at), coefficients[k]);
+  }
+  return value.asDouble();
+}
+
+void ComputePolynomialRegression(std::span<const float64> x, std::span<const float64> y,
+                                 uint32 degree, std::vector<VelmarNumber>& coefficients) {
+  XE_ASSERT(x.size() == y.size());
+  // With so few distinct x a power is a sum of multiples of the others. Decimals of 38 digits would
+  // not always show that as a pivot of exactly zero.
+  if (!HasDistinctValues(x, degree + 1)) SUGThrow(ErrorMessage(59167));
+  const auto terms = static_cast<uint8>(degree + 1);
+  const auto lastPower = static_cast<uint8>(2 * degree);
+
+  // The matrix of the normal equations repeats the sum of x^k where row and column come to k.
+  Matrix powerSums(1, static_cast<uint8>(lastPower + 1));
+  Matrix right(terms, 1);
+  float64 sumOfMagnitudes = 0;
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const VelmarNumber at(x[i]);
+    const VelmarNumber value(y[i]);
+    sumOfMagnitudes += std::fabs(y[i]);
+    VelmarNumber power = VelmarNumber::one;
+    for (uint8 k = 0;; ++k) {
+      powerSums.Increment(0, k, power);
+      if (k <= degree) right.Increment(k, 0, VelmarNumber::Multiply(value, power));
+      if (k == lastPower) break;
+      power = VelmarNumber::Multiply(power, at);
+    }
+  }
+  Matrix left(terms, terms);
+  for (uint8 i = 0; i < terms; ++i) {
+    for (uint8 j = 0; j < terms; ++j) left.Set(i, j, powerSums.Get(0, static_cast<uint8>(i + j)));
+  }
+
+  const Matrix solution = Matrix::Multiply(left.Inverse(), right);
+  coefficients.resize(terms);
+  VelmarNumber rest = right.Get(0, 0);
+  for (uint8 k = 0; k < terms; ++k) {
+    coefficients[k] = solution.Get(k, 0);
+    rest -= VelmarNumber::Multiply(powerSums.Get(0, k), coefficients[k]);
+  }
+  // The residuals of a least-squares fit add up to zero. They do not when x lies so far from zero
+  // that 38 digits cannot tell its powers apart, and then nothing else of the solution is right.
+  if (std::fabs(rest.asDouble()) > kMostRest * sumOfMagnitudes) SUGThrow(ErrorMessage(59167));
+}
+
+TrendlineStatistics ComputeTrendlineStatistics(uint32 degree, std::span<const float64> y,
+                                               std::span<const float64> fitted) {
+  XE_ASSERT(y.size() == fitted.size());
+  constexpr float64 kNone = TrendlineStatistics::kNone;
+  const int64 degreesOfFreedom = std::ssize(y) - (int64{degree} + 1);
+  if (y.empty()) return {degreesOfFreedom, kNone, kNone};
+  const float64 mean = Mean(y);
+  const auto [sse, sst] = SumOver<2>(y.size(), [&](std::size_t i) {
+    const float64 rest = y[i] - fitted[i];
+    const float64 deviation = y[i] - mean;
+    return std::array{rest * rest, deviation * deviation};
+  });
+  return {degreesOfFreedom,
+          degreesOfFreedom < 1 ? kNone : std::sqrt(sse / static_cast<float64>(degreesOfFreedom)),
+          sst == 0 ? kNone : 1 - sse / sst};
+}
+
+}  // namespace sqxer

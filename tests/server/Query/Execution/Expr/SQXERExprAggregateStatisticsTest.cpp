@@ -1,0 +1,211 @@
+// The deviation, and the statistics of two columns.
+
+#include <algorithm>
+#include <limits>
+#include <span>
+
+#include "AggregateTesting.h"
+#include "server/Utility/UtilityTesting.h"
+
+namespace sqxer::test {
+namespace {
+
+constexpr auto NIL = std::nullopt;
+constexpr float64 kInf = std::numeric_limits<float64>::infinity();
+constexpr float64 kNaN = std::numeric_limits<float64>::quiet_NaN();
+
+struct Row {
+  float64 x, y;
+  /// The sides that are NULL; the value stands there all the same.
+  std::string_view null = "";
+};
+
+/// An aggregate of column 0 and the one given, and its results as places in those of kCases.
+struct Kind {
+  const char* name;
+  Aggregate* (*make)(uint16 y);
+  std::vector<std::size_t> results;
+};
+template <class Node>
+Aggregate* MakePair(uint16 y) {
+  return new Node(new UInt16Vector{0, y}, nullptr, nullptr, false);
+}
+constexpr std::size_t kCount = 8;
+const Kind kKinds[] = {
+    {"Covariance", &MakePair<Covariance>, {0}},
+    {"Correlation", &MakePair<Correlation>, {1}},
+    {"Regression", &MakePair<Regression>, {2}},
+    {"CorrelationAll", &MakePair<CorrelationAll>, {3, 6, 7, kCount, 9, 10}},
+    {"RegressionAll", &MakePair<RegressionAll>, {4, 5, 6, 7, kCount, 9, 10}},
+    {"Stddev", [](uint16) { return Make<Stddev, true>(); }, {11}},
+};
+
+const float64 kRoot2 = std::sqrt(2), kRoot3 = std::sqrt(3), kRoot120 = std::sqrt(120);
+const float64 kError = std::sqrt(20 / 3.0) / 2;
+/// Rows, and what they come to: covariance, correlation, slope; of the All ones correlation, slope,
+/// intercept, averages, count and standard errors; the deviation of x.
+// clang-format off
+const std::pair<std::vector<Row>, Values> kCases[] = {
+    {{}, {0, kNaN, NIL, NIL, NIL, NIL, NIL, NIL, 0, NIL, NIL, NIL}},
+    {{{1, 2}, {2, 4}, {3, 6}}, {2, 1, 2, 1, 2, 0, 2, 4, 3, 1 / kRoot3, 2 / kRoot3, 1}},
+    {{{3, 5}, {9, 9, "xy"}}, {NIL, NIL, kNaN, NIL, NIL, NIL, 3, 5, 1, NIL, NIL, NIL}},
+    // The slope alone counts what is NULL on one side.
+    {{{3, 5, "x"}, {4, 7, "y"}, {9, 9, "xy"}},
+     {0, kNaN, 2, NIL, NIL, NIL, NIL, NIL, 0, NIL, NIL, NIL}},
+    {{{5, 1}, {5, 3}}, {0, kNaN, kNaN, kNaN, kNaN, kNaN, 5, 2, 2, 0, 1, 0}},
+    {{{1, 5}, {3, 5}}, {0, kNaN, 0, kNaN, 0, 5, 2, 5, 2, 1, 0, kRoot2}},
+    {{{0, 6}, {4, 2}}, {-8, -1, -1, -1, -1, 6, 2, 4, 2, 2, 2, 2 * kRoot2}},
+    {{{0, 2}, {2, 2}, {4, 3}, {6, 5}},
+     {10 / 3.0, 10 / kRoot120, 0.5, 10 / kRoot120, 0.5, 1.5, 3, 3, 4, kError, kRoot2 / 2, 2 * kError}},
+    // From here on for doubles.
+    {{{kInf, 1}, {2, 3}}, {kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, kInf, 2, 2, kNaN, 1, kNaN}},
+    {{{1, 1}, {3, kNaN}}, {kNaN, kNaN, kNaN, kNaN, kNaN, kNaN, 2, kNaN, 2, 1, kNaN, kRoot2}},
+};
+// clang-format on
+const XeDataType kTypes[] = {Double, Int1, UInt1, Int2, UInt2, Int4, UInt4, Float, Numeric};
+
+/// The layout of a target whose field 0 is not the aggregate's.
+std::vector<TestField> TargetFields(bool nullable = true) {
+  return std::vector<TestField>(8, {Double, 0, nullable});
+}
+
+/// The results of a group; x goes into that field of the input.
+Values ResultsOf(const Kind& kind, Driven& on, const std::vector<Row>& rows, int x = 0) {
+  on->Initialize(false);
+  for (const Row& row : rows) {
+    on.input.SetNumber(x, row.x).SetNull(x, row.null.find('x') != row.null.npos);
+    on.input.SetNumber(1, row.y).SetNull(1, row.null.find('y') != row.null.npos);
+    on.Compute();
+  }
+  on.Finish();
+  Values results;
+  for (const std::size_t result : kind.results) {
+    const int field = static_cast<int>(results.size()) + 1;
+    results.push_back(result == kCount ? on.target.Get<uint32>(field) : on.target.GetNumber(field));
+  }
+  return results;
+}
+
+TEST(PairStatistics, OfGroupAfterGroup) {
+  const auto isWide = [](XeDataType type) { return type >= Int4 && type != Float; };
+  for (const Kind& kind : kKinds) {
+    for (int grid = 0; grid < 9 * 9 * 2; ++grid) {
+      const XeDataType x = kTypes[grid / 18], y = kTypes[grid / 2 % 9];
+      const bool nullable = grid % 2 == 0;
+      TestRecord input({{x}, {y}, {x}}), target(TargetFields(nullable));
+      // The slope alone does not widen.
+      if (kind.make == &MakePair<Regression> && !(isWide(x) && isWide(y))) {
+        const XeString type = SUXeDataTypeUtility::GetXeDataTypeName(isWide(x) ? y : x);
+        ExpectError(59001, {L"Regression", type}, [&] { Driven(kind.make(1), input, target); });
+        continue;
+      }
+      Driven aggregate(kind.make(1), input, target, 1);
+      const XeFieldDescriptor& other = input.field(2);
+      for (const auto& c : kCases) {
+        if (&c > kCases + 7 && (x != Double || y != Double)) break;
+        SCOPED_TRACE(testing::Message() << kind.name << x << y << " case " << &c - kCases);
+        const Values results = ResultsOf(kind, aggregate, c.first);
+        for (std::size_t i = 0; i < results.size(); ++i) {
+          const std::optional<float64> expected = c.second[kind.results[i]];
+          ExpectNumber(nullable ? expected : expected.value_or(0), results[i]);
+        }
+        aggregate->SetSourceOffset(other.GetDataOffset(), other.GetNullOffset(), 0);
+        const Values moved = ResultsOf(kind, aggregate, c.first, 2);
+        EXPECT_EQ(testing::PrintToString(moved), testing::PrintToString(results));
+        aggregate->RestoreSourceOffset();
+      }
+    }
+  }
+}
+
+/// A slope whose count is lost, as it is after 2^32 rows.
+struct Forgetful : Regression {
+  using Regression::Regression;
+  RExprReturn Finalize() override { return count_ = 0, Regression::Finalize(); }
+};
+
+TEST(PairStatistics, Refuse) {
+  TestRecord input({{Double}, {Date}}), target({{Double}});
+  for (const Kind& kind : std::span(kKinds, 5)) {
+    ExpectError(59001, {Wide(kind.name), L"DATE"}, [&] { Driven(kind.make(1), input, target); });
+    ExpectError(46030, {L"2", L"2"}, [&] { Driven(kind.make(2), input, target); });
+    ExpectError(46030, {L"1", L"1"}, [&] { Driven(kind.make(0), input, target, 1); });
+  }
+  ExpectError(59008, {}, [&] { Driven(MakePair<Forgetful>(0), input, target).Run({1}); });
+}
+
+TEST(Stddev, OfAPopulationOfOneIsZeroWhateverItsValue) {
+  TestRecord input({{Double}}), target({{Double}});
+  EXPECT_EQ(Driven(Make<Stddev, false>(), input, target).Run({kInf}), 0);
+}
+
+// clang-format off
+// In hundredths above 299; in tenths, x before y.
+const std::vector<int> kMichelso = {
+    85, 74, 90, 107, 93, 85, 95, 98, 98, 88, 100, 98, 93, 65, 76, 81, 100, 100, 96, 96, 96, 94,
+    96, 94, 88, 80, 85, 88, 90, 84, 83, 79, 81, 88, 88, 83, 80, 79, 76, 80, 88, 88, 88, 86, 72,
+    72, 62, 86, 97, 95, 88, 91, 85, 87, 84, 84, 85, 84, 84, 84, 89, 81, 81, 82, 80, 77, 76, 74,
+    75, 76, 91, 92, 89, 86, 88, 72, 84, 85, 85, 78, 89, 84, 78, 81, 76, 81, 79, 81, 82, 85, 87,
+    87, 81, 74, 81, 94, 95, 80, 81, 87},
+    kNorris = {
+    2, 1, 3374, 3388, 1182, 1181, 8846, 8880, 101, 92, 2265, 2281, 6663, 6685, 9963, 9985, 4486,
+    4491, 7770, 7789, 5582, 5592, 4, 3, 6, 1, 7755, 7781, 6669, 6688, 3380, 3393, 4475, 4489, 116,
+    108, 5560, 5577, 2281, 2283, 9958, 9980, 8876, 8888, 1202, 1196, 3, 3, 3, 6, 5568, 5576, 3391,
+    3393, 8872, 8880, 9990, 9985, 7790, 7789, 111, 102, 1183, 1176, 2292, 2289, 6691, 6684, 4489,
+    4492, 5, 2};
+// clang-format on
+
+/// A middle value, then 500 times one less and one more.
+std::vector<int> NumAcc() {
+  std::vector<int> values = {2};
+  while (values.size() < 1001) values.push_back(values.size() % 2 == 1 ? 1 : 3);
+  return values;
+}
+
+/// x and y, the same where there is one number a row, are (offset + number) / divisor - less.
+std::vector<Row> Scale(const std::vector<int>& numbers, int columns, float64 offset,
+                       float64 divisor, float64 less = 0) {
+  std::vector<Row> rows;
+  const auto value = [=](int number) { return (offset + number) / divisor - less; };
+  for (auto at = numbers.begin(); at != numbers.end(); at += columns) {
+    rows.push_back({value(*at), value(at[columns - 1])});
+  }
+  return rows;
+}
+const std::map<std::string, std::vector<Row>> kDataSets = {
+    {"NumAcc1", Scale({1, 3, 2}, 1, 1e7, 1)},
+    {"NumAcc2", Scale(NumAcc(), 1, 10, 10)},
+    {"NumAcc3", Scale(NumAcc(), 1, 1e7, 10)},
+    {"NumAcc4", Scale(NumAcc(), 1, 1e8, 10)},
+    {"NumAcc4 - 10^7", Scale(NumAcc(), 1, 1e8, 10, 1e7)},
+    {"Michelso", Scale(kMichelso, 1, 29900, 100)},
+    {"8 values", Scale({2, 4, 4, 4, 5, 5, 7, 9}, 1, 0, 1)},
+    {"3 times 0.1", Scale({1, 1, 1}, 1, 0, 10)},
+    {"Norris", Scale(kNorris, 2, 0, 10)},
+    {"10 Norris + 10^6", Scale(kNorris, 2, 1e6, 1)},
+    {"10 Norris + 10^8", Scale(kNorris, 2, 1e8, 1)},
+};
+
+TEST(Accuracy, IsAsThePageTells) {
+  const TableRows table = PageTables("accuracy.md")["data set"];
+  ASSERT_GT(table.size(), 20u);
+  for (const auto& cells : table) {
+    SCOPED_TRACE(testing::PrintToString(cells));
+    // "RegressionAll 1" is its result 1, the one behind the first.
+    const std::vector<std::string> statistic = Split(cells[1] + " 0", ' ');
+    const Kind* const kind = std::ranges::find(kKinds, statistic[0], &Kind::name);
+    ASSERT_NE(kind, std::end(kKinds));
+    TestRecord input({{Double}, {Double}}), target(TargetFields());
+    Driven aggregate(kind->make(1), input, target, 1);
+    const Values results = ResultsOf(*kind, aggregate, kDataSets.at(cells[0]));
+    const float64 result = *results[std::stoul(statistic[1])], known = std::stod(cells[2]);
+    EXPECT_EQ(BaseStringUtil::NumberToString(result), Wide(cells[3]));
+    // The known values have 15 digits. With no number none agrees.
+    const float64 digits = -std::log10(std::abs(result / known - 1));
+    const float64 tenths = std::isnan(digits) ? 0 : std::floor(std::clamp(digits, 0.0, 15.0) * 10);
+    EXPECT_EQ(BaseStringUtil::NumberToString(tenths / 10), Wide(cells[4]));
+  }
+}
+
+}  // namespace
+}  // namespace sqxer::test
