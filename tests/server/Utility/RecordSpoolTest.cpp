@@ -31,6 +31,7 @@ TEST(RecordSpool, GivesRecordsBackInTheirOrderWithinAnyMemory) {
           ASSERT_EQ(std::memcmp(next + 8, &i, sizeof i), 0);
         }
         EXPECT_EQ(spool.Next(), nullptr);
+        for (uint32 i = count; i-- > 0;) ASSERT_EQ(std::memcmp(spool.At(i) + 8, &i, sizeof i), 0);
         spool.Rewind();
       }
     }
