@@ -62,3 +62,9 @@ SELECT CAST(temp_max AS integer), CAST(temp_min AS integer) FROM weather WHERE d
 SELECT date FROM weather WHERE CAST(date AS varchar) LIKE '2012-0_-01' ORDER BY 1
 SELECT weather, SUM(CASE WHEN wind > 5 THEN 1 ELSE 0 END) FROM weather WHERE weather IN ('sun', 'rain', 'fog') GROUP BY weather
 SELECT weather, STRING_AGG(wind, '; ') FROM weather WHERE date < '2012-02-01' GROUP BY weather ||| SELECT weather, group_concat(wind, '; ') FROM weather WHERE date < '2012-02-01' GROUP BY weather
+SELECT date, SUM(wind) OVER (ORDER BY temp_max DESC, date ROWS UNBOUNDED PRECEDING), MIN(temp_min) OVER (PARTITION BY weather ORDER BY date DESC ROWS UNBOUNDED PRECEDING), COUNT(*) OVER (PARTITION BY weather ORDER BY date DESC ROWS UNBOUNDED PRECEDING) FROM weather WHERE precipitation = 0 ORDER BY date
+SELECT date, AVG(CAST(wind * 10 AS integer)) OVER (ORDER BY date ROWS 11 PRECEDING), SUM(CAST(wind * 10 AS integer)) OVER (PARTITION BY weather ORDER BY temp_min, date ROWS 2 PRECEDING) FROM weather ORDER BY date
+SELECT date, RANK() OVER (PARTITION BY weather ORDER BY temp_max DESC, wind), RANK() OVER (ORDER BY temp_min), COUNT(*) OVER (), MAX(wind) OVER (PARTITION BY weather) FROM weather ORDER BY date
+SELECT date, TOP_N(temp_max, 9) OVER (PARTITION BY weather), PERCENTILE(wind) OVER (ORDER BY wind) FROM weather ORDER BY date ||| SELECT date, CASE WHEN rank() OVER w <= 9 THEN rank() OVER w END, percent_rank() OVER (ORDER BY wind DESC) FROM weather WINDOW w AS (PARTITION BY weather ORDER BY temp_max DESC) ORDER BY date
+SELECT "Origin State", MAX("Wildlife Species") OVER (PARTITION BY "Origin State"), SUM("Cost Total $") OVER (PARTITION BY "Wildlife Size"), COUNT("Speed IAS in knots") OVER () FROM birdstrikes
+SELECT "Origin State" AS state, COUNT(*) AS n, RANK() OVER (ORDER BY COUNT(*) DESC), SUM(COUNT(*)) OVER (ORDER BY COUNT(*), "Origin State" NULLS LAST ROWS UNBOUNDED PRECEDING) FROM birdstrikes GROUP BY "Origin State" ORDER BY n, state NULLS LAST

@@ -49,6 +49,18 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhateverTheMemory) {
       "SELECT DISTINCT COUNT(*) FROM t GROUP BY k, s",
       "SELECT SUM(x), COUNT(DISTINCT y) FROM t",
       "SELECT * FROM t ORDER BY s, k DESC NULLS FIRST, y",
+      // Windows: in one pass, over all rows, sorted, wide, of groups, several at once.
+      "SELECT SUM(x) OVER (ROWS UNBOUNDED PRECEDING), MIN(k) OVER (ROWS UNBOUNDED PRECEDING) FROM "
+      "t WHERE y > 2",
+      "SELECT y, RANK() OVER (ORDER BY k, x), TOP_N(x, 40) OVER (), SUM(x) OVER () FROM t",
+      "SELECT TOP_N(x, 3) OVER (PARTITION BY k), RANGE(x) OVER (PARTITION BY k), COUNT(*) OVER "
+      "(PARTITION BY k ROWS UNBOUNDED PRECEDING), RANK() OVER (PARTITION BY k ORDER BY f) FROM t",
+      "SELECT s, LISTAGG(s) OVER (PARTITION BY f, n), AVG_ALL(x) OVER (PARTITION BY k) FROM t",
+      "SELECT s, LAST(x) OVER (PARTITION BY n ORDER BY x DESC NULLS FIRST ROWS BETWEEN UNBOUNDED "
+      "PRECEDING AND UNBOUNDED FOLLOWING), NTILE(5) OVER (ORDER BY y) FROM t WHERE x > 0 LIMIT 99",
+      "SELECT k, n, MAX(y), RANK() OVER (PARTITION BY n ORDER BY MAX(x)), SUM(COUNT(*)) OVER "
+      "(ORDER BY k ROWS UNBOUNDED PRECEDING) FROM t GROUP BY k, n HAVING COUNT(*) > 5",
+      "SELECT DISTINCT n, COUNT(*) OVER (PARTITION BY n, f) FROM t ORDER BY 2, n",
   };
   for (const std::string& sql : queries) {
     SCOPED_TRACE(sql);
