@@ -33,6 +33,8 @@ struct PlanAggregate {
   std::string text;
   /// It sorts its input to remove duplicates, so it may hold a sort buffer per live group.
   bool distinct = false;
+  /// What it holds of each row of a group until the group ends.
+  uint32 heldBytes = 0;
   int position = 0;
 };
 
