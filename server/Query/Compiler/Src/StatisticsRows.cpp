@@ -199,17 +199,19 @@ void AppendStatisticsRows(std::vector<FunctionRow>& rows) {
       "held in memory.",
       "SELECT TRENDLINE_MODEL(temp_min, temp_max, 'linear') FROM \"seattle-weather\" WHERE date <= "
       "'2012-01-03'",
-      "{\"analyticmodel\": {\"identifier\": \"001\", \"name\": \"trendline\", \"type\": "
-      "\"linear\", \"formula\": \"0.24999999999999992*x+10.45\", \"degree\": \"1\", \"std error\": "
-      "\"1.34722\", \"R-squared\": \"0.25000\"}}",
+      "\"{\"\"analyticmodel\"\": {\"\"identifier\"\": \"\"001\"\", \"\"name\"\": "
+      "\"\"trendline\"\", \"\"type\"\": \"\"linear\"\", \"\"formula\"\": "
+      "\"\"0.24999999999999992*x+10.45\"\", \"\"degree\"\": \"\"1\"\", \"\"std error\"\": "
+      "\"\"1.34722\"\", \"\"R-squared\"\": \"\"0.25000\"\"}}\"",
       kTrendline<TrendlineParameter::kModel, false>);
   add("trendline_model", 4, "TRENDLINE_MODEL(x, y, 'polynomial', degree)", "Trendline",
       kPointsAndDegree, "the same", "the same", "The same of a polynomial of another degree.",
       "SELECT TRENDLINE_MODEL(temp_min, temp_max, 'polynomial', 1) FROM \"seattle-weather\" WHERE "
       "date <= '2012-01-03'",
-      "{\"analyticmodel\": {\"identifier\": \"001\", \"name\": \"trendline\", \"type\": "
-      "\"polynomial\", \"formula\": \"0.25*x^1+10.450000000000000000000000000000000005*x^0\", "
-      "\"degree\": \"1\", \"std error\": \"1.34722\", \"R-squared\": \"0.25000\"}}",
+      "\"{\"\"analyticmodel\"\": {\"\"identifier\"\": \"\"001\"\", \"\"name\"\": "
+      "\"\"trendline\"\", \"\"type\"\": \"\"polynomial\"\", \"\"formula\"\": "
+      "\"\"0.25*x^1+10.450000000000000000000000000000000005*x^0\"\", \"\"degree\"\": \"\"1\"\", "
+      "\"\"std error\"\": \"\"1.34722\"\", \"\"R-squared\"\": \"\"0.25000\"\"}}\"",
       kTrendline<TrendlineParameter::kModel, true>);
 
   addWindow("trendline", 3,
