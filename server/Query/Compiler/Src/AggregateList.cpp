@@ -93,6 +93,7 @@ std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const
       plan.results.push_back(column);
     }
     plan.distinct = aggregate.aggregate->distinct;
+    plan.heldBytes = aggregate.function->aggregate->heldBytes;
     plan.position = aggregate.position;
     made.push_back(std::move(plan));
   }
