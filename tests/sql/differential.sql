@@ -62,9 +62,16 @@ SELECT CAST(temp_max AS integer), CAST(temp_min AS integer) FROM weather WHERE d
 SELECT date FROM weather WHERE CAST(date AS varchar) LIKE '2012-0_-01' ORDER BY 1
 SELECT weather, SUM(CASE WHEN wind > 5 THEN 1 ELSE 0 END) FROM weather WHERE weather IN ('sun', 'rain', 'fog') GROUP BY weather
 SELECT weather, STRING_AGG(wind, '; ') FROM weather WHERE date < '2012-02-01' GROUP BY weather ||| SELECT weather, group_concat(wind, '; ') FROM weather WHERE date < '2012-02-01' GROUP BY weather
+-- Windows. A moving frame counts values and not rows: the same where no value is NULL. Tiles are
+-- parted by values: the same as tiles of rows where values differ and tiles are equally large.
+SELECT date, RANK() OVER (ORDER BY temp_max DESC), RANK() OVER (PARTITION BY weather ORDER BY wind, precipitation DESC) FROM weather ORDER BY date
+SELECT "Flight Date", "Speed IAS in knots", RANK() OVER (ORDER BY "Speed IAS in knots" NULLS FIRST) AS a, RANK() OVER (PARTITION BY "Wildlife Size" ORDER BY "Speed IAS in knots" DESC NULLS LAST, "Flight Date" DESC) AS b FROM birdstrikes ORDER BY a, b, "Flight Date"
+SELECT date, SUM(wind) OVER w, COUNT(*) OVER w, COUNT(wind) OVER w, MIN(temp_min) OVER w, MAX(temp_max) OVER w FROM weather WINDOW w AS (PARTITION BY weather ORDER BY date DESC ROWS UNBOUNDED PRECEDING) ORDER BY date
+SELECT date, SUM(CAST(precipitation * 10 AS integer)) OVER (ORDER BY date ROWS 6 PRECEDING), AVG(temp_max) OVER (PARTITION BY weather ORDER BY date ROWS BETWEEN 29 PRECEDING AND CURRENT ROW) FROM weather ORDER BY date
+SELECT "Flight Date", "Origin State", COUNT(*) OVER (PARTITION BY "Origin State", "Time of day"), SUM("Cost Repair") OVER (PARTITION BY "Origin State"), MAX("Speed IAS in knots") OVER (), MIN("Wildlife Species") OVER (PARTITION BY "Flight Date") FROM birdstrikes
+SELECT weather, COUNT(*), RANK() OVER (ORDER BY COUNT(*) DESC) AS r, SUM(SUM(wind)) OVER (ORDER BY weather ROWS UNBOUNDED PRECEDING) FROM weather GROUP BY weather ORDER BY r
+SELECT temp_min, NTILE(5) OVER (ORDER BY temp_min DESC) FROM weather GROUP BY temp_min ORDER BY temp_min
+SELECT date, NTILE(4) OVER (ORDER BY temp_max) FROM weather ORDER BY date ||| WITH v AS (SELECT ROW_NUMBER() OVER (ORDER BY temp_max) - 1 AS i, temp_max AS x FROM weather) SELECT date, 1 + (SELECT COUNT(*) FROM v WHERE i IN (1461 / 4, 1461 * 2 / 4, 1461 * 3 / 4) AND x <= temp_max) FROM weather ORDER BY date
+SELECT date, PERCENTILE(wind) OVER (PARTITION BY weather ORDER BY wind DESC) FROM weather ORDER BY date ||| SELECT date, PERCENT_RANK() OVER (PARTITION BY weather ORDER BY wind) FROM weather ORDER BY date
+SELECT date, TOP_N(temp_max, 20) OVER (PARTITION BY weather) AS place FROM weather ORDER BY date ||| SELECT date, CASE WHEN r <= 20 THEN r END FROM (SELECT date, RANK() OVER (PARTITION BY weather ORDER BY temp_max DESC) AS r FROM weather) ORDER BY date
 SELECT date, SUM(wind) OVER (ORDER BY temp_max DESC, date ROWS UNBOUNDED PRECEDING), MIN(temp_min) OVER (PARTITION BY weather ORDER BY date DESC ROWS UNBOUNDED PRECEDING), COUNT(*) OVER (PARTITION BY weather ORDER BY date DESC ROWS UNBOUNDED PRECEDING) FROM weather WHERE precipitation = 0 ORDER BY date
-SELECT date, AVG(CAST(wind * 10 AS integer)) OVER (ORDER BY date ROWS 11 PRECEDING), SUM(CAST(wind * 10 AS integer)) OVER (PARTITION BY weather ORDER BY temp_min, date ROWS 2 PRECEDING) FROM weather ORDER BY date
-SELECT date, RANK() OVER (PARTITION BY weather ORDER BY temp_max DESC, wind), RANK() OVER (ORDER BY temp_min), COUNT(*) OVER (), MAX(wind) OVER (PARTITION BY weather) FROM weather ORDER BY date
-SELECT date, TOP_N(temp_max, 9) OVER (PARTITION BY weather), PERCENTILE(wind) OVER (ORDER BY wind) FROM weather ORDER BY date ||| SELECT date, CASE WHEN rank() OVER w <= 9 THEN rank() OVER w END, percent_rank() OVER (ORDER BY wind DESC) FROM weather WINDOW w AS (PARTITION BY weather ORDER BY temp_max DESC) ORDER BY date
-SELECT "Origin State", MAX("Wildlife Species") OVER (PARTITION BY "Origin State"), SUM("Cost Total $") OVER (PARTITION BY "Wildlife Size"), COUNT("Speed IAS in knots") OVER () FROM birdstrikes
-SELECT "Origin State" AS state, COUNT(*) AS n, RANK() OVER (ORDER BY COUNT(*) DESC), SUM(COUNT(*)) OVER (ORDER BY COUNT(*), "Origin State" NULLS LAST ROWS UNBOUNDED PRECEDING) FROM birdstrikes GROUP BY "Origin State" ORDER BY n, state NULLS LAST

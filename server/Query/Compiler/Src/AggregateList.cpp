@@ -9,37 +9,50 @@
 namespace sqxer {
 namespace {
 
+constexpr const char* kBlanks = " \t\n\r\f\v";
+
+/// The place behind `end`, looked for from `start` on, or that of the statement's end.
+std::size_t Behind(const std::string& sql, std::string_view end, std::size_t start) {
+  const std::size_t found = sql.find(end, start);
+  return found == sql.npos ? sql.size() : found + end.size();
+}
+
+/// The place behind the comment, the text in quotes or else the character at a place.
+std::size_t EndOfPiece(const std::string& sql, std::size_t at) {
+  if (sql.compare(at, 2, "--") == 0) return Behind(sql, "\n", at);
+  if (sql.compare(at, 2, "/*") == 0) return Behind(sql, "*/", at + 2);
+  const char c = sql[at];
+  return c == '\'' || c == '"' ? Behind(sql, {&c, 1}, at + 1) : at + 1;
+}
+
+/// The first place that is neither blank nor in a comment.
+std::size_t SkipBlanks(const std::string& sql, std::size_t at) {
+  for (;;) {
+    at = std::min(sql.find_first_not_of(kBlanks, at), sql.size());
+    if (sql.compare(at, 2, "--") != 0 && sql.compare(at, 2, "/*") != 0) return at;
+    at = EndOfPiece(sql, at);
+  }
+}
+
 /// The place behind what is in parentheses from `start` on.
 std::size_t EndOfParentheses(const std::string& sql, std::size_t start) {
   int open = 0;
-  char quote = 0;
-  for (std::size_t at = start; at < sql.size(); ++at) {
-    char c = sql[at];
-    if (quote) {
-      if (c == quote) quote = 0;
-    } else if (c == '\'' || c == '"') {
-      quote = c;
-    } else if (c == '(') {
-      ++open;
-    } else if (c == ')' && --open == 0) {
-      return at + 1;
-    }
+  for (std::size_t at = start; at < sql.size(); at = EndOfPiece(sql, at)) {
+    if (sql[at] == '(') ++open;
+    if (sql[at] == ')' && --open == 0) return at + 1;
   }
   return sql.size();
 }
 
 /// The place behind OVER and its window, which is in parentheses or a name.
 std::size_t EndOfWindow(const std::string& sql, std::size_t start) {
-  constexpr const char* kBlanks = " \t\n\r\f\v";
   constexpr std::size_t kOver = 4;
-  const std::size_t over = sql.find_first_not_of(kBlanks, start);
-  if (over == sql.npos) return sql.size();
-  const std::size_t window = sql.find_first_not_of(kBlanks, over + kOver);
-  if (window == sql.npos) return sql.size();
-  if (sql[window] == '(') return EndOfParentheses(sql, window);
-  const bool isQuoted = sql[window] == '"';
-  return isQuoted ? sql.find('"', window + 1) + 1
-                  : std::min(sql.find_first_of(" \t\n\r\f\v,;+-*/|<>=)", window), sql.size());
+  std::size_t at = SkipBlanks(sql, SkipBlanks(sql, start) + kOver);
+  if (sql[at] == '(') return EndOfParentheses(sql, at);
+  if (sql[at] != '"') return std::min(sql.find_first_of(" \t\n\r\f\v,;+-*/|<>=)", at), sql.size());
+  // A quote in a name is written twice.
+  while (sql[at] == '"') at = EndOfPiece(sql, at);
+  return at;
 }
 
 /// The text of a call, from its name to the end of its arguments or its window.
@@ -93,6 +106,7 @@ std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const
       plan.results.push_back(column);
     }
     plan.distinct = aggregate.aggregate->distinct;
+    plan.heldBytes = aggregate.function->aggregate->heldBytes;
     plan.position = aggregate.position;
     made.push_back(std::move(plan));
   }

@@ -39,8 +39,11 @@ const AggregateShape kRange{MakeForGroups<Range>,
 const AggregateShape kNullIfNotUnique{
     MakeForGroups<NullIfNotUnique>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
 
-const AggregateShape kMedian{
-    MakeForGroups<Median>, Distinct::kRefused, XeUnknown, {{Rule::kDouble}}};
+const AggregateShape kMedian{.Make = MakeForGroups<Median>,
+                             .distinct = Distinct::kRefused,
+                             .wideInteger = XeUnknown,
+                             .results = {{Rule::kDouble}},
+                             .heldBytes = sizeof(float64)};
 const AggregateShape kListAgg{MakeDistinct<ListAgg>,
                               Distinct::kHandled,
                               XeUnknown,

@@ -96,6 +96,20 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
     if (column->untypedNull) column = ConvertTyped(column, XeInt4Data);
     column = WidenArgument(column, shape);
   }
+  if (shape.nullTogether) MakeNullTogether(columns);
+}
+
+void ExpressionTyper::MakeNullTogether(TypedArguments& columns) const {
+  const TypedArguments given = columns;
+  for (std::size_t i = 0; i < 2; ++i) {
+    const TypedExpressionPtr& other = given[1 - i];
+    if (!other->nullable) continue;
+    const auto call = [&](std::string_view name, TypedArguments arguments) {
+      const FunctionRow& row = *FindOperator(name, static_cast<int>(arguments.size()));
+      return MakeCall(row, std::move(arguments), other->position);
+    };
+    columns[i] = call("case when", {call("not", {call("is null", {other})}), given[i]});
+  }
 }
 
 TypedExpressionPtr ExpressionTyper::TypeNumber(const SqlExpression& expression,

@@ -63,6 +63,8 @@ class ExpressionTyper {
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
+  /// Makes x and y NULL where the other one is.
+  void MakeNullTogether(TypedArguments& columns) const;
   /// What OVER adds to an aggregate: columns, numbers, and the keys behind them.
   void TypeWindow(const SqlExpression& expression, const Clause& clause, TypedExpression& aggregate,
                   TypedAggregate& call) const;

@@ -64,7 +64,7 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING | every aggregate | the partition |
 | ROWS UNBOUNDED PRECEDING, also with BETWEEN ... AND CURRENT ROW | SUM, COUNT, MIN, MAX | the rows so far |
 | ROWS n PRECEDING, also with BETWEEN ... AND CURRENT ROW | SUM, AVG | the last n + 1 values |
-| none | RANK, NTILE, PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N | the partition |
+| none | RANK, NTILE, PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N, TRENDLINE, BIN | the partition |
 
 - Every other frame (RANGE, GROUPS, FOLLOWING, EXCLUDE) is error 58043. So is ORDER BY without a frame
   for an aggregate: to SQL that is a RANGE.
@@ -119,6 +119,7 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | `CAST(x AS numeric(p, s))` | keeps all digits | PostgreSQL rounds to s |
 | `SUM(x) OVER (ORDER BY k)` | an error: write the frame | the frame is RANGE: the rows so far and those that tie |
 | `SUM(x) OVER (ROWS n PRECEDING)` | of the last n + 1 values that are not NULL | of the last n + 1 rows |
+| `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `NTILE(n)` | tiles are parted by quantiles of the values: equal values share one, and sizes differ | tiles of as many rows each |
 | NULL in ORDER BY, also in windows | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
 )";

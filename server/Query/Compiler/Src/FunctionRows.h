@@ -17,6 +17,7 @@ void AppendTextRows(std::vector<FunctionRow>& rows);
 void AppendCalendarRows(std::vector<FunctionRow>& rows);
 void AppendLookupRows(std::vector<FunctionRow>& rows);
 void AppendAggregateRows(std::vector<FunctionRow>& rows);
+void AppendStatisticsRows(std::vector<FunctionRow>& rows);
 void AppendWindowRows(std::vector<FunctionRow>& rows);
 
 constexpr const char* kNullIfAny = "NULL if an operand is NULL";

@@ -19,6 +19,7 @@ std::vector<FunctionRow> MakeTable() {
   AppendCalendarRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
+  AppendStatisticsRows(rows);
   AppendWindowRows(rows);
   return rows;
 }

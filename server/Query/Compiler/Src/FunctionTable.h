@@ -74,6 +74,11 @@ struct AggregateShape {
   /// What an argument 'w' may be, and what errors call it.
   std::vector<const wchar_t*> words = {};
   const wchar_t* wordMeaning = nullptr;
+  /// The node takes a row of which only x or only y is NULL, as if it had a value: the plan makes
+  /// both NULL there.
+  bool nullTogether = false;
+  /// What it holds of each row of a group until the group ends.
+  uint32 heldBytes = 0;
 };
 
 /// Where an aggregate gives its results, and what it makes of its window.

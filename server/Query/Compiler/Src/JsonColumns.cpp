@@ -45,6 +45,7 @@ JsonColumns::JsonColumns(const SqlSelect& select, const NameScope& scope, Catalo
   AddCalls(select.where, seen);
   for (const SqlExpressionPtr& key : select.groupBy) AddCalls(key, seen);
   AddCalls(select.having, seen);
+  for (const SqlExpressionPtr& key : select.windowKeys) AddCalls(key, seen);
   for (const SqlSortItem& item : select.orderBy) AddCalls(item.expression, seen);
 }
 

@@ -64,6 +64,11 @@ constexpr NodeErrors kNodeErrors[] = {
     {"Ntile", "58035, 59028 (n), 58044 (ORDER BY)"},
     {"Percentile", "58044 (ORDER BY)"},
     {"PreferredN", "58035, 59028 (n), 58044 (ORDER BY)"},
+    {"Regression", "59008 (4294967296 rows)"},
+    {"Trendline",
+     "58033 (kind), 58035, 59166 (degree). 59161, 59164, 59165, 59167 and 59168 become the text of "
+     "the model"},
+    {"Bin", "58033 (kind), 58035, 59028 (n), 58044 (ORDER BY), 59180 (temporary files)"},
 };
 
 }  // namespace

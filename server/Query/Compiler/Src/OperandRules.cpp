@@ -61,10 +61,16 @@ void CountBitsAsIntegers(TypedArguments& arguments) {
 }
 
 bool IsWideCount(const TypedExpression& argument) {
+  // CASE and COALESCE pass counts on.
+  if (argument.kind == TypedExpression::Kind::kCall && argument.type == XeUInt4Data)
+    return std::ranges::any_of(argument.arguments,
+                               [](const auto& passed) { return IsWideCount(*passed); });
   if (!argument.aggregate) return false;
   using Rule = AggregateResult::Rule;
   const auto& results = argument.function->aggregate->results;
   const Rule rule = results[static_cast<std::size_t>(argument.index)].rule;
+  // With OVER there are aggregates of counts.
+  if (rule == Rule::kArgument) return IsWideCount(*argument.arguments[0]);
   return (rule == Rule::kCount || rule == Rule::kPlace) &&
          SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
 }

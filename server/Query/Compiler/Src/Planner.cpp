@@ -57,6 +57,8 @@ class Planner {
     TypedArguments keys = TypeGroupKeys();
     TypedExpressionPtr having = TypeCondition(select_.having, {L"HAVING", true, &outputs_});
     AddSortKeys();
+    // Errors in windows that no call uses are errors.
+    for (const SqlExpressionPtr& key : select_.windowKeys) typer_.Type(*key, {L"a window", true});
 
     plan_.explain = select_.explain;
     plan_.table = select_.table;

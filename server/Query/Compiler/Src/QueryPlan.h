@@ -34,6 +34,8 @@ struct PlanAggregate {
   /// It sorts its input to remove duplicates, so it may hold a sort buffer per live group.
   bool distinct = false;
   int position = 0;
+  /// What it holds of each row of a group until the group ends.
+  uint32 heldBytes = 0;
 };
 
 /// A sort key of the result: a column of the result record.

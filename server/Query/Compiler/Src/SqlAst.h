@@ -140,6 +140,8 @@ struct SqlSelect {
   SqlExpressionPtr where;
   std::vector<SqlExpressionPtr> groupBy;
   SqlExpressionPtr having;
+  /// The keys of the windows in WINDOW, also of those that no call uses.
+  std::vector<SqlExpressionPtr> windowKeys;
   std::vector<SqlSortItem> orderBy;
   SqlExpressionPtr limit;
   SqlExpressionPtr offset;

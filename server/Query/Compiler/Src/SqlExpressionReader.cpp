@@ -458,6 +458,9 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   if (call.agg_within_group) Refuse(position, L"WITHIN GROUP");
   if (call.n_agg_order) Refuse(position, L"ORDER BY within a function");
   if (call.func_variadic) Refuse(position, L"VARIADIC");
+  // The grammar itself writes the schema of its own functions.
+  if (call.n_funcname > 2 || (call.n_funcname == 2 && StringOf(*call.funcname[0]) != "pg_catalog"))
+    Refuse(position, L"a schema before a function");
   auto function = std::make_shared<SqlExpression>();
   function->kind = SqlExpression::Kind::kFunction;
   function->position = position;

@@ -16,9 +16,9 @@ class SqlExpressionReader {
 
   SqlExpressionPtr Read(const PgQuery__Node& node) const;
   SqlSortItem ReadSort(const PgQuery__SortBy& sort) const;
-  /// Reads the WINDOW clause, whose names calls that are read later can use. Error 58015 for a name
-  /// that stands twice.
-  void ReadWindows(PgQuery__Node* const* windows, std::size_t count);
+  /// Reads the WINDOW clause, whose names calls that are read later can use, and returns all keys
+  /// in it. Error 58015 for a name that stands twice.
+  std::vector<SqlExpressionPtr> ReadWindows(PgQuery__Node* const* windows, std::size_t count);
 
   /// Raises 58003 for a clause at a position.
   [[noreturn]] static void Refuse(int position, std::wstring_view clause);

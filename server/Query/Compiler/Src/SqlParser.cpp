@@ -22,7 +22,8 @@ class SelectReader {
     RefuseOtherClauses(statement);
     SqlSelect select;
     select.distinct = ReadDistinct(statement);
-    expressions_.ReadWindows(statement.window_clause, statement.n_window_clause);
+    select.windowKeys =
+        expressions_.ReadWindows(statement.window_clause, statement.n_window_clause);
     for (std::size_t i = 0; i < statement.n_target_list; ++i) {
       const PgQuery__ResTarget& target = *statement.target_list[i]->res_target;
       select.items.push_back({expressions_.Read(*target.val), Wide(target.name), target.location});

@@ -41,14 +41,19 @@ SqlSortItem SqlExpressionReader::ReadSort(const PgQuery__SortBy& sort) const {
   return item;
 }
 
-void SqlExpressionReader::ReadWindows(PgQuery__Node* const* windows, std::size_t count) {
+std::vector<SqlExpressionPtr> SqlExpressionReader::ReadWindows(PgQuery__Node* const* windows,
+                                                               std::size_t count) {
+  std::vector<SqlExpressionPtr> keys;
   for (std::size_t i = 0; i < count; ++i) {
     const PgQuery__WindowDef& window = *windows[i]->window_def;
     auto read = std::make_shared<const SqlWindow>(ExtendWindow(window));
+    keys.insert(keys.end(), read->partitionBy.begin(), read->partitionBy.end());
+    for (const SqlSortItem& item : read->orderBy) keys.push_back(item.expression);
     if (!windows_.emplace(window.name, std::move(read)).second)
       ThrowPlanError(kAmbiguousName, Place(window.location),
                      {Wide(window.name), L"several windows"});
   }
+  return keys;
 }
 
 SqlWindowPtr SqlExpressionReader::ReadWindow(const PgQuery__WindowDef& window) const {

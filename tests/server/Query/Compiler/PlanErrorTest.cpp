@@ -51,7 +51,7 @@ SELECT 1 FOR UPDATE => @9 FOR UPDATE or FOR SHARE ;; SELECT 1 = ANY ($1) => @9 A
 SELECT 1 ORDER BY 1 FETCH FIRST 2 ROWS WITH TIES => @44 WITH TIES
 SELECT i FROM t a(x) => @14 other names for a table's columns
 SELECT i FROM a.csv => @14 a schema before the table's name (quote a path: "a.csv")
-SELECT 1 ORDER BY 1 USING < => @26 ORDER BY USING
+SELECT 1 ORDER BY 1 USING < => @26 ORDER BY USING ;; SELECT a.UPPER('x') => @7 a schema before a function
 SELECT i BETWEEN SYMMETRIC 1 AND 2 => @9 BETWEEN SYMMETRIC
 SELECT TIME(3) '10:00' => @7 a precision or array bounds of this type
 SELECT B'101' => @7 a bit string literal ;; SELECT i[1] => @7 a subscript or field of a value

@@ -25,6 +25,9 @@ SUM(j) OVER w, COUNT(*) OVER w, RANK() OVER v FROM t WINDOW v AS (ORDER BY d), w
 MAX(i) OVER w, AVG(i) OVER w, MAX(i) OVER w, i FROM t WINDOW w AS (PARTITION BY i, s, i)
   window: i:Int32; s:LongVarXeChar; ConvertInt32toFloat64(i:Int32) | by 2 | Max 0 | AvgFloat64 2
   outputs: MAX(i) OVER w:Int32; AVG(i) OVER w:Float64; MAX(i) OVER w:Int32; i:Int32
+RANK() /* ( */ OVER "a""(", MAX(i) OVER (/*)*/) FROM t WINDOW "a""(" AS ()
+  window: 1:Int32; i:Int32 | by 0 | Rank 0 | Max 1
+  outputs: RANK() /* ( */ OVER "a""(":UInt32; MAX(i) OVER (/*)*/):Int32
 AVG_ALL(d) OVER () AS a, COUNT(DISTINCT s) OVER () FROM t ORDER BY a_average, RANK() OVER () - 1
   window: d:Float64; s:LongVarXeChar; 1:Int32 | by 0 | AvgAllFloat64 0 | Count 1 | Rank 2
   outputs: AVG_ALL(d) OVER ()_count:UInt32; AVG_ALL(d) OVER ()_average:Float64;
@@ -102,7 +105,7 @@ NTILE(i) OVER (ORDER BY j) FROM t => 58035 @13 ;; NTILE(1.5) OVER (ORDER BY j) F
 NTILE(2) OVER (ORDER BY s) FROM t => 59001 @7 ;; NTILE(2) OVER () FROM t => 58044 @7
 PERCENTILE(i) OVER (ORDER BY j) FROM t => 58044 @7 ;; TOP_N(i, 2) OVER (ORDER BY i) FROM t => 58044 @7
 RANK() OVER w FROM t WINDOW v AS () => 58036 @19 ;; 1 WINDOW a AS (b), b AS () => 58036 @21
-1 WINDOW w AS (), w AS () => 58015 @30
+1 WINDOW w AS (), w AS () => 58015 @30 ;; 1 FROM t WINDOW w AS (ORDER BY no) => 59015 @38
 RANK() OVER (w ORDER BY i) FROM t WINDOW w AS (ORDER BY i) => 58037 @19
 RANK() OVER (w PARTITION BY i) FROM t WINDOW w AS () => 58037 @19
 SUM(i) OVER (w) FROM t WINDOW w AS (ROWS 1 PRECEDING) => 58037 @19

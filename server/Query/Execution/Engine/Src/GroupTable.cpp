@@ -42,15 +42,10 @@ uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uin
   return bytes;
 }
 
-/// What the aggregates may take in all groups together that hold every value of theirs: those that
-/// remove duplicates without a sorter.
+/// What the aggregates that hold their rows may take in all groups together.
 uint64 CountBytesOfHeldValues(const std::vector<PlanAggregate>& aggregates, uint64 rows) {
   uint64 bytes = 0;
-  for (const PlanAggregate& aggregate : aggregates) {
-    if (!aggregate.distinct && aggregate.make()->IsDistinctHandled()) {
-      bytes += rows * sizeof(float64);
-    }
-  }
+  for (const PlanAggregate& aggregate : aggregates) bytes += rows * aggregate.heldBytes;
   return bytes;
 }
 

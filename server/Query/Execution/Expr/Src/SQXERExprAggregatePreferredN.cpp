@@ -7,6 +7,7 @@
 #include "SQXERAggregateVariant.h"
 #include "SQXEROpsRanking.h"
 #include "SQXERPositiveExpression.h"
+#include "Utility/XeAssert.h"
 
 namespace sqxer {
 
@@ -59,6 +60,7 @@ void PreferredRows::Add(const uint8* row) {
 void PreferredRows::Compact() {
   // A row can only fall in rank, so what is beyond N now stays there, under DISTINCT as well.
   RankRows();
+  XE_ASSERT(arrayOfRowPointers_.size() == maxRecordsInMemory_);
   appendMode_ = inMemoryRecordCount_ == maxRecordsInMemory_;
   if (appendMode_) maxRecordsInMemory_ = Saturate(uint64{2} * maxRecordsInMemory_);
   lastWanted_ = arrayOfRowPointers_[inMemoryRecordCount_ - 1];
