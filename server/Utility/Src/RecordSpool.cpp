@@ -4,6 +4,7 @@
 #include <cstring>
 #include <optional>
 
+#include "CopyRecord.h"
 #include "GatewayBlock.h"
 #include "SpillFile.h"
 #include "Utility/XeAssert.h"
@@ -46,7 +47,7 @@ void RecordSpool::BeginInput() {
 
 void RecordSpool::Append(const uint8* record) {
   if (next_ == end_) MakeRoom();
-  std::memcpy(next_, record, recordSize_);
+  CopyRecord(next_, record, recordSize_);
   next_ += recordSize_;
   ++count_;
 }
