@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc)
 SQXER := build/release/bin/sqxer
 
 .PHONY: run test build configure dependencies sanitize bench bench-growth bench-micro \
-        bench-suite format format-check tidy docs install clean
+        bench-suite bench-windows format format-check tidy docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -45,6 +45,14 @@ bench-suite:
 	@bench/peers.sh
 	@cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS) --target sqxer_suite
+
+## Aggregates with a result per row, and medians, beside SQLite's window functions (ROWS=N: another
+## table; RUNS=N: how often).
+bench-windows:
+	@cmake/dependencies.sh libbenchmark-dev
+	@cmake --preset bench >/dev/null
+	cmake --build --preset bench -j $(JOBS) --target sqxer_windows
+	build/bench/bin/sqxer_windows $(or $(ROWS),1000000) $(or $(RUNS),5)
 
 ## Micro-benchmarks: each node and the whole filter and product against a hand-written loop.
 bench-micro:

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <iterator>
 
+#include "../Random.h"
+
 namespace sqxer::bench {
 namespace {
 
@@ -43,29 +45,6 @@ constexpr const char* kWords[] = {
     "deposits",  "requests",  "accounts", "theories", "pinto",   "beans",  "foxes",   "ideas",
     "platelets", "dugouts",   "sleep",    "wake",     "haggle",  "nag",    "cajole",  "detect",
     "along",     "among",     "above",    "against",  "instead", "after",  "the",     "of",
-};
-
-/// The 64-bit mixer of Steele, Lea and Flood, so that the table is the same whatever the standard
-/// library's distributions do.
-class Random {
- public:
-  /// A number from `low` to `high`.
-  uint64_t Between(uint64_t low, uint64_t high) { return low + Next() % (high - low + 1); }
-  bool Chance(uint64_t percent) { return Next() % 100 < percent; }
-  template <class T, std::size_t count>
-  T Pick(const T (&choices)[count]) {
-    return choices[Next() % count];
-  }
-
- private:
-  uint64_t Next() {
-    uint64_t z = state_ += 0x9E3779B97F4A7C15;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EB;
-    return z ^ (z >> 31);
-  }
-
-  uint64_t state_ = 11;
 };
 
 /// Fields of one record after the other, with NULLs where the column lets them be.
@@ -160,7 +139,7 @@ std::span<const ColumnSpec> OrderLineColumns() { return kColumns; }
 void WriteOrderLines(uint64_t rows, const std::string& path) {
   constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
   std::ofstream file(path);
-  Random random;
+  Random random(11);
   RecordWriter record(random);
   for (const ColumnSpec& column : kColumns) {
     if (&column != kColumns) record.Text() += ',';

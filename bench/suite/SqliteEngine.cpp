@@ -1,8 +1,7 @@
-#include <sqlite3.h>
-
 #include <charconv>
 
 #include "OrderLines.h"
+#include "SqliteConnection.h"
 #include "SuiteEngine.h"
 
 namespace sqxer::bench {
@@ -33,13 +32,8 @@ Number Read(std::string_view text) {
 class SqliteEngine : public SuiteEngine {
  public:
   explicit SqliteEngine(const std::string& path) {
-    sqlite3* opened = nullptr;
-    const int status = sqlite3_open(":memory:", &opened);
-    database_.reset(opened);
-    Check(status);
     // As the other engines compare: letter case counts.
-    Execute("PRAGMA case_sensitive_like = ON");
-    Execute("PRAGMA temp_store = MEMORY");
+    database_.Execute("PRAGMA case_sensitive_like = ON");
     Load(path);
   }
 
@@ -47,39 +41,21 @@ class SqliteEngine : public SuiteEngine {
 
   Report Run(const SuiteQuery& query) override {
     if (!query.IsDigested()) return [rows = Fetch(query.sql)] { return rows; };
-    const Statement statement = Prepare(query.sql);
-    while (Step(*statement)) {
+    const Statement statement = database_.Prepare(query.sql);
+    while (database_.Step(*statement)) {
       // A row that nobody looks at.
     }
     return [this, sql = query.digestSql] { return Fetch(sql); };
   }
 
  private:
-  struct Close {
-    void operator()(sqlite3* database) const { sqlite3_close(database); }
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-  };
-  using Statement = std::unique_ptr<sqlite3_stmt, Close>;
+  using Statement = SqliteConnection::Statement;
 
-  void Check(int status) const {
-    if (status != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database_.get()));
-  }
-  Statement Prepare(const std::string& sql) const {
-    sqlite3_stmt* statement = nullptr;
-    Check(sqlite3_prepare_v2(database_.get(), sql.c_str(), -1, &statement, nullptr));
-    return Statement(statement);
-  }
-  bool Step(sqlite3_stmt& statement) const {
-    const int status = sqlite3_step(&statement);
-    if (status != SQLITE_ROW && status != SQLITE_DONE) Check(status);
-    return status == SQLITE_ROW;
-  }
-  void Execute(const std::string& sql) const { Step(*Prepare(sql)); }
   void Load(const std::string& path);
   void Bind(sqlite3_stmt& statement, int place, ColumnKind kind, std::string_view text) const;
   Rows Fetch(const std::string& sql) const;
 
-  std::unique_ptr<sqlite3, Close> database_;
+  SqliteConnection database_;
 };
 
 void SqliteEngine::Load(const std::string& path) {
@@ -90,39 +66,39 @@ void SqliteEngine::Load(const std::string& path) {
     columns.append(comma).append(column.name).append(" ").append(DeclaredType(column.kind));
     places.append(comma).append("?");
   }
-  Execute("CREATE TABLE lines (" + columns + ")");
-  Execute("BEGIN");
-  const Statement insert = Prepare("INSERT INTO lines VALUES (" + places + ")");
+  database_.Execute("CREATE TABLE lines (" + columns + ")");
+  database_.Execute("BEGIN");
+  const Statement insert = database_.Prepare("INSERT INTO lines VALUES (" + places + ")");
   ReadOrderLines(path, [&](const std::vector<std::string_view>& fields) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
       Bind(*insert, static_cast<int>(i) + 1, OrderLineColumns()[i].kind, fields[i]);
     }
-    Step(*insert);
+    database_.Step(*insert);
     sqlite3_reset(insert.get());
   });
-  Execute("COMMIT");
+  database_.Execute("COMMIT");
 }
 
 void SqliteEngine::Bind(sqlite3_stmt& statement, int place, ColumnKind kind,
                         std::string_view text) const {
-  if (text.empty()) return Check(sqlite3_bind_null(&statement, place));
+  if (text.empty()) return database_.Check(sqlite3_bind_null(&statement, place));
   switch (kind) {
     case ColumnKind::kInt:
-      return Check(sqlite3_bind_int(&statement, place, Read<int>(text)));
+      return database_.Check(sqlite3_bind_int(&statement, place, Read<int>(text)));
     case ColumnKind::kDouble:
     case ColumnKind::kNumeric:
-      return Check(sqlite3_bind_double(&statement, place, Read<double>(text)));
+      return database_.Check(sqlite3_bind_double(&statement, place, Read<double>(text)));
     case ColumnKind::kDate:
     case ColumnKind::kText:
-      return Check(sqlite3_bind_text(&statement, place, text.data(), static_cast<int>(text.size()),
-                                     SQLITE_STATIC));
+      return database_.Check(sqlite3_bind_text(&statement, place, text.data(),
+                                               static_cast<int>(text.size()), SQLITE_STATIC));
   }
 }
 
 Rows SqliteEngine::Fetch(const std::string& sql) const {
   Rows rows;
-  const Statement statement = Prepare(sql);
-  while (Step(*statement)) {
+  const Statement statement = database_.Prepare(sql);
+  while (database_.Step(*statement)) {
     rows.emplace_back();
     for (int i = 0; i < sqlite3_column_count(statement.get()); ++i) {
       switch (sqlite3_column_type(statement.get(), i)) {

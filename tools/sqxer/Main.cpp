@@ -58,9 +58,10 @@ void PrintTiming(const Session::Timing& timing, std::size_t statement, int runs)
     return std::chrono::duration<double, std::milli>(time).count();
   };
   PrintLine(
-      "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},\"runs\":{}}}",
+      "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},\"runs\":{},"
+      "\"spilled_bytes\":{}}}",
       statement, milliseconds(timing.load), milliseconds(timing.bind), milliseconds(timing.run),
-      runs);
+      runs, timing.spilledBytes);
 }
 
 void PrintSwitches() {

@@ -99,8 +99,10 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option("--repeat", options.repeat, "Run each statement N times over the loaded table")
       ->type_name("N")
       ->check(&CheckCount);
-  app.add_flag("--timing", options.timing,
-               "Load, bind and run times as one JSON line a statement on standard error");
+  app.add_flag(
+      "--timing", options.timing,
+      "Load, bind and run times, and the bytes that the runs spilled to temporary files, as one "
+      "JSON line a statement on standard error");
   app.add_flag_callback(
       "--no-header", [&] { options.header = false; }, "No header line in csv output");
   app.add_flag_callback(

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "CopyRecord.h"
 #include "GatewayBlock.h"
 #include "Utility/XeAssert.h"
 
@@ -41,7 +42,7 @@ void ArrayRowSet::AppendFirst(const uint8* record) {
 void ArrayRowSet::Append(const uint8* record) {
   if (left_ == 0) [[unlikely]]
     AddBlock();
-  std::memcpy(next_, record, recordSize_);
+  CopyRecord(next_, record, recordSize_);
   next_ += stride_;
   --left_;
   ++count_;

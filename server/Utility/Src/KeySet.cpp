@@ -8,8 +8,6 @@ namespace sqxer {
 
 namespace {
 
-constexpr uint64 kNullPrefixFirst = 0;
-constexpr uint64 kNullPrefixLast = ~uint64{0};
 constexpr uint64 kNullHash = 0x6A09E667F3BCC909u;
 
 [[noreturn]] void ThrowUnsupported(XeDataType type) {
@@ -136,14 +134,6 @@ int KeyDesc::Compare(const uint8* recordA, const uint8* recordB) const {
   }
   const int result = compare_(*this, recordA + dataOffset_, recordB + dataOffset_);
   return order_ == kAscending ? result : -result;
-}
-
-uint64 KeyDesc::SortPrefix(const uint8* record) const {
-  if (nullOffset_ != 0 && record[nullOffset_] != 0) {
-    return nulls_ == kNullsFirst ? kNullPrefixFirst : kNullPrefixLast;
-  }
-  const uint64 prefix = prefix_(*this, record + dataOffset_);
-  return order_ == kAscending ? prefix : ~prefix;
 }
 
 uint64 KeyDesc::Hash(const uint8* record) const {

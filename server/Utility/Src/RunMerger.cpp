@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "CopyRecord.h"
+
 namespace sqxer {
 
 namespace {
@@ -11,6 +13,8 @@ namespace {
 /// Reads smaller than this cost more than another pass over the data.
 constexpr std::size_t kMinReadBytes = 4096;
 constexpr std::size_t kMaxReadBytes = std::size_t{1} << 20;
+/// That of a run that is used up. NULLs in the last place have it too.
+constexpr uint64 kPrefixBehindAll = ~uint64{0};
 
 }  // namespace
 
@@ -25,8 +29,9 @@ RunWriter::RunWriter(SpillFile& file, std::size_t stride, std::size_t blockBytes
 
 void RunWriter::Add(const uint8* record, std::size_t recordSize) {
   if (used_ == capacity_) Flush();
-  std::memcpy(block_.get() + used_, record, recordSize);
-  std::memset(block_.get() + used_ + recordSize, 0, stride_ - recordSize);
+  uint8* const place = block_.get() + used_;
+  CopyRecord(place, record, recordSize);
+  if (recordSize < stride_) std::memset(place + recordSize, 0, stride_ - recordSize);
   used_ += stride_;
   ++run_.count;
 }
@@ -70,6 +75,7 @@ void RunMerger::Load(Source& source) {
   const auto count = static_cast<std::size_t>(std::min<uint64>(source.left.count, blockRecords_));
   if (count == 0) {
     source.record = nullptr;
+    source.prefix = kPrefixBehindAll;
     return;
   }
   file_.Read(source.left.offset, source.block, count * stride_);
@@ -89,34 +95,42 @@ void RunMerger::Advance(Source& source) {
   }
 }
 
-bool RunMerger::ComesFirst(uint32 a, uint32 b) const {
-  const Source& left = sources_[a];
-  const Source& right = sources_[b];
-  if (left.record == nullptr || right.record == nullptr) return right.record == nullptr;
-  const int result = order_.Compare(left.prefix, left.record, right.prefix, right.record);
-  return result != 0 ? result < 0 : a < b;
+bool RunMerger::ComesFirst(const Player& a, const Player& b) const {
+  if (a.prefix != b.prefix) return a.prefix < b.prefix;
+  const uint8* const left = sources_[a.source].record;
+  const uint8* const right = sources_[b.source].record;
+  if (left == nullptr || right == nullptr) return right == nullptr;
+  const int result = order_.Compare(a.prefix, left, b.prefix, right);
+  return result != 0 ? result < 0 : a.source < b.source;
 }
 
 void RunMerger::BuildTree() {
   const auto count = static_cast<uint32>(sources_.size());
-  tree_.assign(count, 0);
-  std::vector<uint32> winners(2 * std::size_t{count});
-  for (uint32 i = 0; i < count; ++i) winners[count + i] = i;
+  tree_.resize(count);
+  std::vector<Player> winners(2 * std::size_t{count});
+  for (uint32 i = 0; i < count; ++i) winners[count + i] = {sources_[i].prefix, i};
   for (uint32 node = count - 1; node >= 1; --node) {
     const std::size_t children = std::size_t{2} * node;
-    uint32 winner = winners[children];
-    uint32 loser = winners[children + 1];
+    Player winner = winners[children];
+    Player loser = winners[children + 1];
     if (ComesFirst(loser, winner)) std::swap(winner, loser);
     winners[node] = winner;
     tree_[node] = loser;
   }
-  tree_[0] = count == 1 ? 0 : winners[1];
+  tree_[0] = winners[1];
 }
 
 void RunMerger::Replay() {
-  uint32 winner = tree_[0];
-  for (std::size_t node = (winner + sources_.size()) / 2; node >= 1; node /= 2) {
-    if (ComesFirst(tree_[node], winner)) std::swap(winner, tree_[node]);
+  const uint32 source = tree_[0].source;
+  Player winner{sources_[source].prefix, source};
+  for (std::size_t node = (source + sources_.size()) / 2; node >= 1; node /= 2) {
+    // Who wins is a toss-up: exchanged by selection, not by a branch.
+    const Player other = tree_[node];
+    const bool isOther = ComesFirst(other, winner);
+    tree_[node].prefix = isOther ? winner.prefix : other.prefix;
+    tree_[node].source = isOther ? winner.source : other.source;
+    winner.prefix = isOther ? other.prefix : winner.prefix;
+    winner.source = isOther ? other.source : winner.source;
   }
   tree_[0] = winner;
 }
@@ -124,13 +138,13 @@ void RunMerger::Replay() {
 const uint8* RunMerger::Next() {
   while (true) {
     if (started_) {
-      Source& used = sources_[tree_[0]];
+      Source& used = sources_[tree_[0].source];
       if (used.record == nullptr) return nullptr;
       Advance(used);
       Replay();
     }
     started_ = true;
-    const Source& source = sources_[tree_[0]];
+    const Source& source = sources_[tree_[0].source];
     if (source.record == nullptr) return nullptr;
     if (!removeDuplicates_) return source.record;
     if (hasLast_ && order_.Compare(lastPrefix_, last_.get(), source.prefix, source.record) == 0) {

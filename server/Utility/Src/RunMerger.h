@@ -63,7 +63,13 @@ class RunMerger {
     Run left;
   };
 
-  bool ComesFirst(uint32 a, uint32 b) const;
+  /// A source in the tree, with the prefix of its record: that decides most matches.
+  struct Player {
+    uint64 prefix;
+    uint32 source;
+  };
+
+  bool ComesFirst(const Player& a, const Player& b) const;
   void Load(Source& source);
   void Advance(Source& source);
   void BuildTree();
@@ -78,7 +84,7 @@ class RunMerger {
   std::vector<Source> sources_;
   /// A tree of losers: the match of nodes 2i and 2i+1 is at i, leaves are the sources behind the
   /// inner nodes, and the winner of all stands at 0.
-  std::vector<uint32> tree_;
+  std::vector<Player> tree_;
   bool started_ = false;
   /// A copy of the record that was returned last, to know its duplicates.
   GatewayBlock last_;

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <limits>
 
+#include "CopyRecord.h"
+
 namespace sqxer {
 
 namespace {
@@ -50,7 +52,7 @@ void SortBuffer::Grow() {
 
 void SortBuffer::Add(const uint8* record, uint64 prefix) {
   if (count_ == capacity_) Grow();
-  std::memcpy(RecordAt(count_), record, recordSize_);
+  CopyRecord(RecordAt(count_), record, recordSize_);
   Entries()[count_] = {prefix, static_cast<uint32>(count_), false};
   ++count_;
 }

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "CopyRecord.h"
 #include "RecordOrder.h"
 #include "RunMerger.h"
 #include "SortBuffer.h"
@@ -230,7 +230,7 @@ bool SqrtSorter::GetRecord(uint8* record) {
     next = state.buffer.GetSorted(state.returned);
   }
   if (next == nullptr) return false;
-  std::memcpy(record, next, state.recordSize);
+  CopyRecord(record, next, state.recordSize);
   ++state.returned;
   return true;
 }

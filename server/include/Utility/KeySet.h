@@ -36,7 +36,13 @@ class XEUTILITY_API KeyDesc {
   int Compare(const uint8* recordA, const uint8* recordB) const;
   /// The leading 8 bytes of the key as an unsigned number: a smaller number sorts first. Equal
   /// numbers need Compare unless IsPrefixExact.
-  uint64 SortPrefix(const uint8* record) const;
+  uint64 SortPrefix(const uint8* record) const {
+    if (nullOffset_ != 0 && record[nullOffset_] != 0) {
+      return nulls_ == kNullsFirst ? kNullPrefixFirst : kNullPrefixLast;
+    }
+    const uint64 prefix = prefix_(*this, record + dataOffset_);
+    return order_ == kAscending ? prefix : ~prefix;
+  }
   bool IsPrefixExact() const { return prefixExact_; }
   /// Equal for records whose keys compare equal.
   uint64 Hash(const uint8* record) const;
@@ -51,6 +57,9 @@ class XEUTILITY_API KeyDesc {
   using CompareFunction = int (*)(const KeyDesc&, const uint8*, const uint8*);
   using PrefixFunction = uint64 (*)(const KeyDesc&, const uint8*);
   using HashFunction = uint64 (*)(const KeyDesc&, const uint8*);
+  static constexpr uint64 kNullPrefixFirst = 0;
+  static constexpr uint64 kNullPrefixLast = ~uint64{0};
+
   CompareFunction compare_ = nullptr;
   PrefixFunction prefix_ = nullptr;
   HashFunction hash_ = nullptr;

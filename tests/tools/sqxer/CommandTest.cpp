@@ -185,8 +185,16 @@ TEST_F(Command, TakesSqlFromFileAndStandardInputAndShowsWhatItKnows) {
   EXPECT_EQ(timed.out, "x\n1\n");
   EXPECT_TRUE(std::regex_match(timed.err,
                                std::regex(R"(\{"statement":1,"load_ms":[0-9.]+,"bind_ms":[0-9.]+,)"
-                                          R"("run_ms":[0-9.]+,"runs":3\}\n)")))
+                                          R"("run_ms":[0-9.]+,"runs":3,"spilled_bytes":0\}\n)")))
       << timed.err;
+  // Of the window's sorters and of those in the aggregate.
+  for (const char* sql :
+       {"SELECT RANK() OVER (ORDER BY x) FROM s", "SELECT COUNT(DISTINCT x) FROM s"}) {
+    const Result spilled =
+        Shell("(echo x; seq 9999) > s.csv; RUN_BUFFER_SIZE=1 sqxer --timing " + Quoted(sql));
+    EXPECT_TRUE(std::regex_search(spilled.err, std::regex(R"("spilled_bytes":[1-9][0-9]{4,})")))
+        << spilled.err;
+  }
   EXPECT_NE(Shell("sqxer --functions").out.find("### `"), std::string::npos);
   EXPECT_NE(Shell("sqxer --help-switches").out.find("GroupMemory=256MiB\n"), std::string::npos);
   EXPECT_NE(Shell("sqxer --help").out.find("Exit status"), std::string::npos);

@@ -11,6 +11,7 @@
 #include "QueryRun.h"
 #include "SqliteTable.h"
 #include "TableStream.h"
+#include "Utility/OperatorTimer.h"
 
 namespace sqxer {
 namespace {
@@ -88,6 +89,19 @@ void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
   }
   sink.End();
 }
+
+/// Adds what the thread spills from construction to destruction.
+class SpillMeter {
+ public:
+  explicit SpillMeter(uint64& sum) : sum_(sum), start_(OperatorTimer::GetSpilledBytesOfThread()) {}
+  ~SpillMeter() { sum_ += OperatorTimer::GetSpilledBytesOfThread() - start_; }
+  SpillMeter(const SpillMeter&) = delete;
+  SpillMeter& operator=(const SpillMeter&) = delete;
+
+ private:
+  uint64& sum_;
+  const uint64 start_;
+};
 
 /// Adds the time from construction to destruction.
 class Stopwatch {
@@ -193,6 +207,7 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   timing_.bind = Clock::now() - start - timing_.load;
 
   const Stopwatch watch(timing_.run);
+  const SpillMeter meter(timing_.spilledBytes);
   if (explain) return SendLines(query.Describe(), sink);
   NullSink nobody;
   for (int i = 1; i < repeat; ++i) query.Run(nobody);

@@ -22,6 +22,8 @@ class Session : public Catalog {
     std::chrono::nanoseconds load{0};
     std::chrono::nanoseconds bind{0};
     std::chrono::nanoseconds run{0};
+    /// What went to temporary files: sorted runs, merged ones again, and rows that wait.
+    uint64 spilledBytes = 0;
   };
 
   /// A table by name (letter case ignored): PATH ends in .csv or .tsv, or is FILE.db:table. Error
@@ -55,7 +57,8 @@ class Session : public Catalog {
   /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);
   /// the sink has then seen no End. `repeat`: how often it is run; the sink sees the last run.
   void Execute(const std::string& sql, ResultSink& sink, int repeat = 1);
-  /// Of the last Execute, also of a failed one; `run` is that of all repetitions together.
+  /// Of the last Execute, also of a failed one; `run` and `spilledBytes` are those of all
+  /// repetitions together.
   const Timing& GetTiming() const { return timing_; }
 
  private:
