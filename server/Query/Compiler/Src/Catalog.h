@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,6 +25,8 @@ struct ColumnInfo {
 struct TableSchema {
   XeString name;
   std::vector<ColumnInfo> columns;
+  /// The table has no more rows, as long as the plan is used.
+  uint64 mostRows = std::numeric_limits<uint64>::max();
 };
 
 /// A table of two columns in which nodes look values up.

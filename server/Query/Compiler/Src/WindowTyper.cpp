@@ -159,7 +159,9 @@ TypedExpressionPtr ExpressionTyper::WindowSize(const SqlExpression& preceding) c
   constexpr auto kMost = static_cast<uint64>(std::numeric_limits<int32>::max());
   const std::optional<uint64> rows = ReadRowCount(preceding, kClause);
   if (!rows) ThrowPlanError(kLimitNotConstant, preceding.position, {kClause});
-  return MakeTypedConstant({XeInt4Data, static_cast<int32>(std::min(*rows, kMost - 1) + 1)},
+  // The node makes room for the whole window at once.
+  const uint64 most = scope_.GetSchema() ? scope_.GetSchema()->mostRows : 0;
+  return MakeTypedConstant({XeInt4Data, static_cast<int32>(std::min({*rows, most, kMost - 1}) + 1)},
                            preceding.position);
 }
 

@@ -34,7 +34,7 @@ void TableColumns::BeginLoad(uint64 rows) {
 Table TableColumns::Take(const XeString& name, uint64 rows) {
   Table table;
   table.schema.name = name;
-  table.rowCount = rows;
+  table.rowCount = table.schema.mostRows = rows;
   for (ColumnBuilder& builder : builders_) {
     table.columns.push_back(builder.Take());
     table.schema.columns.push_back(table.columns.back().info);
