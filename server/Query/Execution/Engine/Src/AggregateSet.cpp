@@ -39,6 +39,22 @@ void AggregateSet::Compute(uint8* inputRecord, uint32 size) {
   });
 }
 
+std::optional<uint32> AggregateSet::CountStateBytes() {
+  uint32 total = 0;
+  for (BoundAggregate& member : members_) {
+    const uint32 bytes = member.aggregate->TransferState(StateTransfer::kMeasure, nullptr);
+    if (bytes == 0) return std::nullopt;
+    total += bytes;
+  }
+  return total;
+}
+
+void AggregateSet::TransferStates(StateTransfer transfer, uint8* states) {
+  for (BoundAggregate& member : members_) {
+    states += member.aggregate->TransferState(transfer, states);
+  }
+}
+
 void AggregateSet::Output(uint8* groupRecord) {
   ForEachAggregate(members_, [&](BoundAggregate& member) {
     CheckStatus(member.aggregate->Finalize());

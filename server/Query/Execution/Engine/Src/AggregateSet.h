@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "EngineError.h"
@@ -43,7 +44,7 @@ inline void CheckStatus(RExprReturn status) {
   if (status != kTrue) ThrowEngineError(kBadStatus, {std::to_wstring(status)});
 }
 
-/// The aggregates of a grouped query, bound: what one live group needs.
+/// The aggregates of a grouped query, bound: those of one group at a time.
 class AggregateSet {
  public:
   /// Makes and binds one of each. They read `input`; their results go to the fields of `group` from
@@ -56,10 +57,60 @@ class AggregateSet {
   /// Finalizes, and writes every result into the group record.
   void Output(uint8* groupRecord);
 
+  /// The bytes of all states of a group; nothing when an aggregate has none.
+  std::optional<uint32> CountStateBytes();
+  /// kSave or kRestore.
+  void TransferStates(StateTransfer transfer, uint8* states);
+
   Aggregate& Get(std::size_t index) { return *members_[index].aggregate; }
 
  private:
   std::vector<BoundAggregate> members_;
+};
+
+/// One set of aggregates that takes turns among groups, whose states the owner keeps: a group then
+/// needs a few bytes and not objects of its own. States are known by their addresses.
+class TurnTakingSet {
+ public:
+  explicit TurnTakingSet(AggregateSet aggregates)
+      : aggregates_(std::move(aggregates)), stateBytes_(aggregates_.CountStateBytes()) {}
+
+  /// The room that a group's states take; nothing when these aggregates cannot take turns.
+  std::optional<uint32> GetStateBytes() const { return stateBytes_; }
+
+  /// Starts the group of these states.
+  void Open(uint8* states) {
+    Save();
+    aggregates_.Initialize();
+    turn_ = states;
+  }
+  /// The aggregates, going on with the group of these states.
+  AggregateSet& Resume(uint8* states) {
+    if (states != turn_) {
+      Save();
+      aggregates_.TransferStates(StateTransfer::kRestore, states);
+      turn_ = states;
+    }
+    return aggregates_;
+  }
+  /// The aggregates, ready for Output alone; no group goes on from then on.
+  AggregateSet& Close(uint8* states) {
+    Save();
+    turn_ = nullptr;
+    // What Finalize has left of the group before is not part of a state.
+    aggregates_.Initialize();
+    aggregates_.TransferStates(StateTransfer::kRestore, states);
+    return aggregates_;
+  }
+
+ private:
+  void Save() {
+    if (turn_ != nullptr) aggregates_.TransferStates(StateTransfer::kSave, turn_);
+  }
+
+  AggregateSet aggregates_;
+  std::optional<uint32> stateBytes_;
+  uint8* turn_ = nullptr;
 };
 
 }  // namespace sqxer

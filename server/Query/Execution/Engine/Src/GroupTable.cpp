@@ -11,7 +11,14 @@ namespace sqxer {
 namespace {
 
 constexpr std::size_t kFirstSlots = 64;
-constexpr std::size_t kKeyBlockBytes = std::size_t{64} << 10;
+constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
+/// Of the records that keys are copied from, as far as any value needs it.
+constexpr std::size_t kKeyAlignment = 8;
+/// What a group takes in the slots and in the list of groups.
+constexpr uint64 kBytesPerGroup = 64;
+
+/// More sets than this no longer fit a processor's cache with the tables that they work beside.
+std::size_t mostOwnSets = 4096;
 
 std::size_t AlignUp(std::size_t bytes, std::size_t boundary) {
   return (bytes + boundary - 1) / boundary * boundary;
@@ -30,12 +37,12 @@ uint32 FindVaryingKey(WorkRecord& record, std::size_t keyCount) {
   return type == XeVarCharData || type == XeLongVarCharData ? last.GetDataOffset() : 0;
 }
 
-/// What a group takes besides its key and what comes from the memory gateway: its slots, the
-/// buffers of its aggregates (as wide as their results), and the sort buffers that they may fill.
+/// What a group with a set of its own takes besides its key and what comes from the memory gateway:
+/// its slots, the buffers of its aggregates (as wide as their results), and the sort buffers that
+/// they may fill.
 uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uint32 resultBytes) {
-  constexpr uint64 kPerGroup = 64;
   constexpr uint64 kPerAggregate = 16;
-  uint64 bytes = kPerGroup + resultBytes + kPerAggregate * aggregates.size();
+  uint64 bytes = kBytesPerGroup + resultBytes + kPerAggregate * aggregates.size();
   for (const PlanAggregate& aggregate : aggregates) {
     if (aggregate.distinct) bytes += SqrtSorter::GetInitialBufferBytes();
   }
@@ -47,6 +54,14 @@ uint64 CountBytesOfHeldValues(const std::vector<PlanAggregate>& aggregates, uint
   uint64 bytes = 0;
   for (const PlanAggregate& aggregate : aggregates) bytes += rows * aggregate.heldBytes;
   return bytes;
+}
+
+/// Spreads a number over all bits; different numbers stay different.
+uint64 Scatter(uint64 number) {
+  number *= 0x9E3779B97F4A7C15u;
+  number ^= number >> 32;
+  number *= 0xD6E8FEB86659FD93u;
+  return number ^ (number >> 32);
 }
 
 /// A layout of some fields of another one, at their places there.
@@ -81,6 +96,7 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       aggregates_(aggregates),
       memoryLimit_(memoryLimit),
       keys_(KeysOfFirstFields(group, keyCount)),
+      isPrefixKey_(keyCount == 1 && keys_.Get(0).IsPrefixExact()),
       keyBytes_(CountKeyBytes(group, keyCount)),
       varyingKeyOffset_(FindVaryingKey(group, keyCount)),
       bytesBeyondGateway_(CountBytesBeyondGateway(aggregates, group.GetSize() - keyBytes_)),
@@ -90,62 +106,100 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       rowOffset_(AlignUp(inputOffset_ + input.GetSize(), alignof(float64))),
       sortRecord_(rowOffset_ + sizeof(float64)) {}
 
+std::size_t GroupTable::GetMostOwnSets() { return mostOwnSets; }
+void GroupTable::SetMostOwnSets(std::size_t groups) { mostOwnSets = groups; }
+
 void GroupTable::Clear() {
-  groups_.clear();
-  keyBlocks_.clear();
-  keyBlockFree_ = 0;
+  FreeGroups();
+  mostOwnSets_ = mostOwnSets;
   slots_.assign(kFirstSlots, Slot());
   bytesInUse_ = bytesOfHeldValues_;
   sorter_.reset();
 }
 
+void GroupTable::FreeGroups() {
+  groups_.clear();
+  sets_.clear();
+  turns_.reset();
+  blocks_.clear();
+  blockFree_ = 0;
+}
+
 void GroupTable::OpenGroup() {
-  const uint64 hash = keys_.Hash(group_.GetData());
+  const uint64 hash = HashKeys();
   Slot& slot = FindSlot(hash);
-  if (slot.group == 0) OpenGroupAt(slot, hash);
+  if (slot.group == nullptr) OpenGroupAt(slot, hash);
 }
 
 bool GroupTable::Add(uint64 row) {
-  const uint64 hash = keys_.Hash(group_.GetData());
-  Slot* slot = &FindSlot(hash);
-  const bool isNew = slot->group == 0;
-  if (isNew && bytesInUse_ >= memoryLimit_) {
+  if (keyCount_ == 0 && !groups_.empty()) {
+    Compute(row, *groups_.front());
+    return false;
+  }
+  const uint64 hash = HashKeys();
+  Slot& slot = FindSlot(hash);
+  if (slot.group != nullptr) {
+    Compute(row, *slot.group);
+    return false;
+  }
+  if (bytesInUse_ >= memoryLimit_) {
     Sort(row);
     return false;
   }
-  const std::size_t before = isNew ? MemoryGateway::BytesInUse() : 0;
-  AtRow(row, [&] {
-    std::size_t index = slot->group - 1;
-    if (isNew) {
-      index = groups_.size();
-      OpenGroupAt(*slot, hash);
-    }
-    groups_[index].aggregates.Compute(input_.GetData(), input_.GetSize());
-  });
+  const std::size_t before = MemoryGateway::BytesInUse();
+  Compute(row, *AtRow(row, [&] { return &OpenGroupAt(slot, hash); }));
   // With its first row: who holds values takes room for many of them at once.
-  if (isNew) bytesInUse_ += MemoryGateway::BytesInUse() - before;
-  return isNew;
+  bytesInUse_ += MemoryGateway::BytesInUse() - before;
+  return true;
+}
+
+void GroupTable::Compute(uint64 row, Group& group) {
+  AtRow(row, [&] {
+    AggregateSet& set = HasOwnSet(group) ? sets_[group.index] : turns_->Resume(group.States());
+    set.Compute(input_.GetData(), input_.GetSize());
+  });
+}
+
+uint64 GroupTable::HashKeys() const {
+  const uint8* const record = group_.GetData();
+  return isPrefixKey_ ? Scatter(keys_.Get(0).SortPrefix(record)) : keys_.Hash(record);
+}
+
+bool GroupTable::IsGroupOfKeys(Group& group) const {
+  // Equal bytes are equal keys, and most equal keys have equal bytes.
+  return isPrefixKey_ || std::memcmp(group.Key(), group_.GetData(), group.keyBytes) == 0 ||
+         keys_.Compare(group.Key(), group_.GetData()) == 0;
 }
 
 GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     Slot& slot = slots_[i];
-    if (slot.group == 0) return slot;
-    if (slot.hash == hash && keys_.Compare(groups_[slot.group - 1].key, group_.GetData()) == 0) {
-      return slot;
-    }
+    if (slot.group == nullptr || (slot.hash == hash && IsGroupOfKeys(*slot.group))) return slot;
   }
 }
 
-void GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
+GroupTable::Group& GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
   const uint32 keyBytes = CountUsedKeyBytes();
-  groups_.push_back(
-      {KeepKey(keyBytes), keyBytes, AggregateSet(aggregates_, input_, group_, keyCount_)});
-  groups_.back().aggregates.Initialize();
-  bytesInUse_ += keyBytes + bytesBeyondGateway_;
-  slot = {hash, static_cast<uint32>(groups_.size())};
+  const std::optional<uint32> stateBytes = CountStateBytes();
+  Group& group = KeepGroup(keyBytes, stateBytes.value_or(0));
+  if (stateBytes) {
+    turns_->Open(group.States());
+    bytesInUse_ += sizeof(Group) + keyBytes + *stateBytes + kBytesPerGroup;
+  } else {
+    sets_.push_back(MakeAggregates());
+    sets_.back().Initialize();
+    bytesInUse_ += keyBytes + bytesBeyondGateway_;
+  }
+  slot = {hash, &group};
   if (groups_.size() > slots_.size() / 2) GrowSlots();
+  return group;
+}
+
+std::optional<uint32> GroupTable::CountStateBytes() {
+  if (groups_.size() < mostOwnSets_) return std::nullopt;
+  if (!turns_) turns_.emplace(MakeAggregates());
+  return turns_->GetStateBytes();
 }
 
 void GroupTable::GrowSlots() {
@@ -153,9 +207,9 @@ void GroupTable::GrowSlots() {
   old.swap(slots_);
   const std::size_t mask = slots_.size() - 1;
   for (const Slot& slot : old) {
-    if (slot.group == 0) continue;
+    if (slot.group == nullptr) continue;
     std::size_t i = slot.hash & mask;
-    while (slots_[i].group != 0) i = (i + 1) & mask;
+    while (slots_[i].group != nullptr) i = (i + 1) & mask;
     slots_[i] = slot;
   }
 }
@@ -167,17 +221,19 @@ uint32 GroupTable::CountUsedKeyBytes() const {
   return varyingKeyOffset_ + kLongVarPrefix + length * uint32{sizeof(wchar_t)};
 }
 
-uint8* GroupTable::KeepKey(uint32 bytes) {
-  const std::size_t room = AlignUp(bytes, alignof(std::max_align_t));
-  if (keyBlockFree_ < room) {
-    keyBlockFree_ = std::max(kKeyBlockBytes, room);
-    keyBlocks_.push_back(std::make_unique_for_overwrite<uint8[]>(keyBlockFree_));
-    keyBlockEnd_ = keyBlocks_.back().get() + keyBlockFree_;
+GroupTable::Group& GroupTable::KeepGroup(uint32 keyBytes, uint32 stateBytes) {
+  const std::size_t room = AlignUp(sizeof(Group) + keyBytes + stateBytes, kKeyAlignment);
+  if (blockFree_ < room) {
+    blockFree_ = std::max(kBlockBytes, room);
+    blocks_.push_back(std::make_unique_for_overwrite<uint8[]>(blockFree_));
+    blockEnd_ = blocks_.back().get() + blockFree_;
   }
-  uint8* const key = keyBlockEnd_ - keyBlockFree_;
-  keyBlockFree_ -= room;
-  std::memcpy(key, group_.GetData(), bytes);
-  return key;
+  auto* const group =
+      new (blockEnd_ - blockFree_) Group{static_cast<uint32>(groups_.size()), keyBytes};
+  blockFree_ -= room;
+  std::memcpy(group->Key(), group_.GetData(), keyBytes);
+  groups_.push_back(group);
+  return *group;
 }
 
 void GroupTable::Sort(uint64 row) {
@@ -199,10 +255,11 @@ void GroupTable::ClearResults(uint8* record) const {
 }
 
 void GroupTable::EmitLive(const std::function<bool()>& emit) {
-  for (Group& group : groups_) {
-    std::memcpy(group_.GetData(), group.key, group.keyBytes);
+  for (Group* const group : groups_) {
+    std::memcpy(group_.GetData(), group->Key(), group->keyBytes);
     ClearResults(group_.GetData());
-    group.aggregates.Output(group_.GetData());
+    AggregateSet& set = HasOwnSet(*group) ? sets_[group->index] : turns_->Close(group->States());
+    set.Output(group_.GetData());
     if (!emit()) return;
   }
 }
@@ -210,8 +267,7 @@ void GroupTable::EmitLive(const std::function<bool()>& emit) {
 void GroupTable::EmitSorted(const std::function<bool()>& emit) {
   if (!sorter_) return;
   // The live groups make room for the second sorter.
-  groups_.clear();
-  keyBlocks_.clear();
+  FreeGroups();
   const std::size_t rowOffset = AlignUp(group_.GetSize(), alignof(float64));
   const XeRecordMetaData layout = NumberAt(rowOffset);
   SqrtSorter results(layout.GetBinaryRecordSize(), timer_);
@@ -232,7 +288,7 @@ void GroupTable::EmitSorted(const std::function<bool()>& emit) {
 void GroupTable::SumUpSorted(SqrtSorter& results) {
   const std::size_t rowOffset = AlignUp(group_.GetSize(), alignof(float64));
   const RecordBuffer result(NumberAt(rowOffset).GetBinaryRecordSize());
-  AggregateSet aggregates(aggregates_, input_, group_, keyCount_);
+  AggregateSet aggregates = MakeAggregates();
   bool isOpen = false;
   const auto close = [&] {
     if (!isOpen) return;

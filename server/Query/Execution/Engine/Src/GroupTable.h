@@ -19,7 +19,8 @@ namespace sqxer {
 /// The keys are the first fields of the group record, the results of the aggregates the fields
 /// behind them. A live group keeps the record's bytes up to the first result, or to the end of a
 /// text that is the last key (a layout puts the values in field order, the null bytes before them
-/// all), and one set of aggregates. Once the
+/// all). The first groups have a set of aggregates each; those beyond keep the bare states of their
+/// aggregates, among which one set takes turns, unless an aggregate has none. Once the
 /// groups have reached the limit no new ones are opened: rows of other groups go to a sorter, and
 /// are summed up afterwards group by group. A group with DISTINCT aggregates counts with the
 /// buffers that their sorters may fill. Where aggregates hold every value of their groups, the
@@ -31,6 +32,10 @@ class GroupTable {
   /// memory whatever the limit. `memoryLimit` in bytes; no more than `mostRows` rows will come.
   GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& input,
              const std::vector<PlanAggregate>& aggregates, uint64 memoryLimit, uint64 mostRows);
+
+  /// How many groups have a set of aggregates each, in tables that are cleared from now on.
+  static std::size_t GetMostOwnSets();
+  static void SetMostOwnSets(std::size_t groups);
 
   /// Forgets all groups. To be called before the first row.
   void Clear();
@@ -46,24 +51,35 @@ class GroupTable {
   void EmitSorted(const std::function<bool()>& emit);
 
  private:
+  /// Followed in memory by the bytes of its key and, without a set of its own, by its states.
   struct Group {
-    uint8* key;
+    uint32 index;
     uint32 keyBytes;
-    AggregateSet aggregates;
+    uint8* Key() { return reinterpret_cast<uint8*>(this + 1); }
+    uint8* States() { return Key() + keyBytes; }
   };
   struct Slot {
     uint64 hash = 0;
-    /// Index of the group + 1, 0 for a free slot.
-    uint32 group = 0;
+    /// Null for a free slot.
+    Group* group = nullptr;
   };
 
+  uint64 HashKeys() const;
+  bool IsGroupOfKeys(Group& group) const;
   /// The slot of the group of the current keys, or the free one where it belongs.
   Slot& FindSlot(uint64 hash);
-  void OpenGroupAt(Slot& slot, uint64 hash);
+  Group& OpenGroupAt(Slot& slot, uint64 hash);
   void GrowSlots();
   /// What of the current keys has to be kept: one long text does not make every group as long.
   uint32 CountUsedKeyBytes() const;
-  uint8* KeepKey(uint32 bytes);
+  /// A new group with the current keys.
+  Group& KeepGroup(uint32 keyBytes, uint32 stateBytes);
+  AggregateSet MakeAggregates() { return {aggregates_, input_, group_, keyCount_}; }
+  /// The room for the states of the next group; nothing when it is to have a set of its own.
+  std::optional<uint32> CountStateBytes();
+  bool HasOwnSet(const Group& group) const { return group.index < sets_.size(); }
+  void Compute(uint64 row, Group& group);
+  void FreeGroups();
   void Sort(uint64 row);
   /// An aggregate that saw no value may leave a result as it stands: it must not be another
   /// group's.
@@ -77,18 +93,25 @@ class GroupTable {
   const std::vector<PlanAggregate>& aggregates_;
   uint64 memoryLimit_;
   KeySet keys_;
+  /// There is one key, and its sort prefix is all of it.
+  bool isPrefixKey_;
   uint32 keyBytes_;
   /// Where a last key of varying length stands, 0 for any other key.
   uint32 varyingKeyOffset_;
   uint64 bytesBeyondGateway_;
   uint64 bytesOfHeldValues_;
 
-  std::vector<Group> groups_;
+  /// In the order of their first rows.
+  std::vector<Group*> groups_;
+  /// Those of the first groups.
+  std::vector<AggregateSet> sets_;
+  std::size_t mostOwnSets_ = 0;
+  std::optional<TurnTakingSet> turns_;
   std::vector<Slot> slots_;
-  std::vector<std::unique_ptr<uint8[]>> keyBlocks_;
+  std::vector<std::unique_ptr<uint8[]>> blocks_;
   /// The end of the last block, and how much before it is free.
-  uint8* keyBlockEnd_ = nullptr;
-  std::size_t keyBlockFree_ = 0;
+  uint8* blockEnd_ = nullptr;
+  std::size_t blockFree_ = 0;
   uint64 bytesInUse_ = 0;
 
   OperatorTimer timer_;

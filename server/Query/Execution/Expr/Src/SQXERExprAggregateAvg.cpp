@@ -52,6 +52,11 @@ void AvgOf<T>::Output(unsigned char* record) {
   StoreValue(record + this->targetOffset_, result_);
 }
 
+template <AccumulatorValue T>
+uint32 AvgOf<T>::TransferState(StateTransfer transfer, uint8* state) {
+  return this->TransferFields(transfer, state, sum_, this->count_, this->nullIndicator_);
+}
+
 template class AvgOf<int32>;
 template class AvgOf<uint32>;
 template class AvgOf<float64>;
@@ -129,6 +134,12 @@ void AvgAllOf<T>::Output(unsigned char* record) {
   StoreValue(record + this->averageOffset_, average_);
   StoreValue(record + this->seOffset_, this->se_);
   StoreValue(record + this->cofVariationOffset_, this->cofVariation_);
+}
+
+template <AccumulatorValue T>
+uint32 AvgAllOf<T>::TransferState(StateTransfer transfer, uint8* state) {
+  return this->TransferFields(transfer, state, sum_, squaresSum_, this->count_,
+                              this->nullIndicator_);
 }
 
 template class AvgAllOf<int32>;

@@ -31,6 +31,7 @@ class SQXEREXPR_API AvgOf : public NumericAggregate<Avg, T> {
   RExprReturn Compute(unsigned char* record, unsigned int size) final;
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
+  uint32 TransferState(StateTransfer transfer, uint8* state) final;
 
  protected:
   T sum_{};
@@ -102,6 +103,7 @@ class SQXEREXPR_API AvgAllOf : public NumericAggregate<AvgAll, T> {
   RExprReturn Compute(unsigned char* record, unsigned int size) final;
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
+  uint32 TransferState(StateTransfer transfer, uint8* state) final;
 
  protected:
   T sum_{};

@@ -67,6 +67,7 @@ RExprReturn Aggregate::Compute(unsigned char*, unsigned int) { XeLogicError(); }
 RExprReturn Aggregate::Finalize() { XeLogicError(); }
 void Aggregate::Output(unsigned char*) { XeLogicError(); }
 unsigned int Aggregate::GetTargetFixedLenSize() { XeLogicError(); }
+uint32 Aggregate::TransferState(StateTransfer, uint8*) { return 0; }
 
 Aggregate* Aggregate::GetPartialsAggregator(UInt16Vector*) { return nullptr; }
 

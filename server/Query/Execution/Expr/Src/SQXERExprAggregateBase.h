@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "SQXERExpression.h"
 #include "Utility/KeySet.h"
@@ -18,6 +20,9 @@ struct AggregateColumnVectors {
   std::unique_ptr<UInt16Vector> controlBreak_;
   std::unique_ptr<UInt16Vector> distinctBreak_;
 };
+
+/// What TransferState does.
+enum class StateTransfer { kMeasure, kSave, kRestore };
 
 /// Folds the rows of a group into fields of a result record.
 ///
@@ -100,6 +105,13 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// Bytes of the result field.
   virtual unsigned int GetTargetFixedLenSize();
 
+  /// Lets one aggregate take turns among groups: kSave writes what the group has come to so far to
+  /// `state`, any address, and kRestore goes on with the group that was saved there. Both between
+  /// Initialize and Finalize; kMeasure, which ignores `state`, at any time after Bind. Returns the
+  /// bytes of a state, always the same, or 0 when there is none: the aggregate holds or sorts
+  /// values.
+  virtual uint32 TransferState(StateTransfer transfer, uint8* state);
+
   UInt16Vector* GetAggregateColumns() const { return aggregateColumns_.get(); }
   UInt16Vector* GetControlBreakColumns() const { return controlBreakColumns_.get(); }
   UInt16Vector* GetDistinctBreakColumns() const { return distinctBreakColumns_.get(); }
@@ -146,6 +158,32 @@ class SQXEREXPR_API Aggregate : public RExpression {
   }
   /// Copies a stored value of the input's type into the result field, cut to what fits there.
   void OutputStoredValue(unsigned char* record, const uint8* value, uint32 size) const;
+
+  /// Transfers bytes that stand `offset` bytes into the state, and returns where they end there.
+  static uint32 TransferBytes(StateTransfer transfer, uint8* state, uint32 offset, void* bytes,
+                              uint32 count) {
+    if (transfer == StateTransfer::kSave) std::memcpy(state + offset, bytes, count);
+    if (transfer == StateTransfer::kRestore) std::memcpy(bytes, state + offset, count);
+    return offset + count;
+  }
+  /// A state that is these fields.
+  template <class... Fields>
+  static uint32 TransferFields(StateTransfer transfer, uint8* state, Fields&... fields) {
+    static_assert((std::is_trivially_copyable_v<Fields> && ...));
+    uint32 offset = 0;
+    ((offset = TransferBytes(transfer, state, offset, &fields, uint32{sizeof(Fields)})), ...);
+    return offset;
+  }
+  /// A state that is a value kept as it is stored and these fields. There is none of a long value:
+  /// copying it at every turn costs more than an aggregate for each group.
+  template <class... Fields>
+  static uint32 TransferKept(StateTransfer transfer, uint8* state, uint8* value, uint32 size,
+                             Fields&... fields) {
+    constexpr uint32 kLongestKept = 256;
+    if (size > kLongestKept) return 0;
+    const uint32 offset = TransferFields(transfer, state, fields...);
+    return TransferBytes(transfer, state, offset, value, size);
+  }
 
   /// Makes tempRecordMetadata_ one field, at offset 0, for values of a type; `dataSize` counts
   /// bytes.

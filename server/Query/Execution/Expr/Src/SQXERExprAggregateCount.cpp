@@ -101,6 +101,10 @@ unsigned int Count::InitializeResult(unsigned char* target, unsigned char* targe
   return StoreCount(target, targetNull, isNull ? 0 : 1);
 }
 
+uint32 Count::TransferState(StateTransfer transfer, uint8* state) {
+  return isDistinctHandled_ ? 0 : TransferFields(transfer, state, count_);
+}
+
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
@@ -127,6 +131,10 @@ void CountStar::Output(unsigned char* record) {
 unsigned int CountStar::InitializeResult(unsigned char* target, unsigned char* targetNull,
                                          unsigned char*, unsigned int, unsigned char*) {
   return StoreCount(target, targetNull, 1);
+}
+
+uint32 CountStar::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferFields(transfer, state, count_);
 }
 
 }  // namespace sqxer

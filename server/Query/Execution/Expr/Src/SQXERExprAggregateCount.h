@@ -29,6 +29,7 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   unsigned int InitializeResult(unsigned char* target, unsigned char* targetNull,
                                 unsigned char* source, unsigned int size,
                                 unsigned char* sourceNull) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   uint32 count_ = 0;
@@ -57,6 +58,7 @@ class SQXEREXPR_API CountStar : public SingleResultAggregate {
   unsigned int InitializeResult(unsigned char* target, unsigned char* targetNull,
                                 unsigned char* source, unsigned int size,
                                 unsigned char* sourceNull) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   uint32 count_ = 0;

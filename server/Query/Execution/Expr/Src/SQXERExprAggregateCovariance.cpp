@@ -35,6 +35,10 @@ void Covariance::Output(unsigned char* record) {
   StoreValue(record + targetOffset_, covariance_);
 }
 
+uint32 Covariance::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferFields(transfer, state, count_, C, x_mean, y_mean);
+}
+
 void Correlation::Initialize(bool restart) {
   Covariance::Initialize(restart);
   correlation_ = x_M2 = y_M2 = 0;
@@ -61,6 +65,10 @@ RExprReturn Correlation::Finalize() {
 void Correlation::Output(unsigned char* record) {
   if (OutputNull(record, nullIndicator_)) return;
   StoreValue(record + targetOffset_, correlation_);
+}
+
+uint32 Correlation::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferFields(transfer, state, count_, C, x_mean, y_mean, x_M2, y_M2);
 }
 
 }  // namespace sqxer

@@ -16,6 +16,7 @@ class SQXEREXPR_API Covariance : public PairAggregate {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   /// False when the row does not count.
@@ -43,6 +44,7 @@ class SQXEREXPR_API Correlation : public Covariance {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   float64 correlation_ = 0;

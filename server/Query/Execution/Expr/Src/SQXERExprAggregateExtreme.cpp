@@ -71,6 +71,11 @@ void ExtremeAggregate::Output(unsigned char* record) {
   OutputStoredValue(record, tempRow_.data(), resultRecordDataSize_);
 }
 
+uint32 ExtremeAggregate::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferKept(transfer, state, tempRow_.data(), bufferSize_, nullIndicator_,
+                      resultRecordDataSize_);
+}
+
 void Max::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   BindExtreme(input, L"Max", result, info);
 }
@@ -119,6 +124,11 @@ RExprReturn NullIfNotUnique::Compute(unsigned char* record, unsigned int) {
   }
   isFirstValue_ = false;
   return kTrue;
+}
+
+uint32 NullIfNotUnique::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferKept(transfer, state, tempRow_.data(), bufferSize_, nullIndicator_,
+                      resultRecordDataSize_, isFirstValue_);
 }
 
 Aggregate* NullIfNotUnique::GetSourceAggregator() { return MakeSourcePart(*this); }

@@ -14,6 +14,7 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
 
   void Initialize(bool restart) override;
   void Output(unsigned char* record) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   using Aggregate::Bind;
@@ -76,6 +77,7 @@ class SQXEREXPR_API NullIfNotUnique : public Max {
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 

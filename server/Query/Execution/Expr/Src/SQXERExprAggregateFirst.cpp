@@ -34,6 +34,10 @@ void KeptValueAggregate::Output(unsigned char* record) {
   OutputStoredValue(record, tempRow_.data(), dataSize_);
 }
 
+uint32 KeptValueAggregate::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferKept(transfer, state, tempRow_.data(), dataSize_, nullIndicator_);
+}
+
 void First::Initialize(bool restart) {
   KeptValueAggregate::Initialize(restart);
   isThisFirst_ = true;
@@ -45,6 +49,10 @@ RExprReturn First::Compute(unsigned char* record, unsigned int) {
     isThisFirst_ = false;
   }
   return kTrue;
+}
+
+uint32 First::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferKept(transfer, state, tempRow_.data(), dataSize_, nullIndicator_, isThisFirst_);
 }
 
 RExprReturn Last::Compute(unsigned char* record, unsigned int) {

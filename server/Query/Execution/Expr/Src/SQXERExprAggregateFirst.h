@@ -15,6 +15,7 @@ class SQXEREXPR_API KeptValueAggregate : public SingleResultAggregate {
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   void Initialize(bool restart) override;
   void Output(unsigned char* record) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   void Keep(const unsigned char* record);
@@ -33,6 +34,7 @@ class SQXEREXPR_API First : public KeptValueAggregate {
 
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   bool isThisFirst_ = true;

@@ -53,6 +53,11 @@ void RangeOf<T>::Output(unsigned char* record) {
   StoreValue(record + this->minOffset_, min_);
 }
 
+template <AccumulatorValue T>
+uint32 RangeOf<T>::TransferState(StateTransfer transfer, uint8* state) {
+  return this->TransferFields(transfer, state, max_, min_, this->nullIndicator_);
+}
+
 template class RangeOf<int32>;
 template class RangeOf<uint32>;
 template class RangeOf<float64>;

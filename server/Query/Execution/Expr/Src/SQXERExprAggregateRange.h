@@ -35,6 +35,7 @@ class SQXEREXPR_API RangeOf : public NumericAggregate<Range, T> {
   void Initialize(bool restart) final;
   RExprReturn Compute(unsigned char* record, unsigned int size) final;
   void Output(unsigned char* record) final;
+  uint32 TransferState(StateTransfer transfer, uint8* state) final;
 
  protected:
   T value_{};

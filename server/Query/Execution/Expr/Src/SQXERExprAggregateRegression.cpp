@@ -39,4 +39,8 @@ void Regression::Output(unsigned char* record) {
   StoreValue(record + targetOffset_, regression_);
 }
 
+uint32 Regression::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferFields(transfer, state, static_cast<LineSums&>(*this), count_, nullIndicator_);
+}
+
 }  // namespace sqxer

@@ -23,6 +23,7 @@ class SQXEREXPR_API Regression : public PairAggregate, protected LineSums {
   /// Error 59008 when values were seen and the count is 0.
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   float64 regression_ = 0;

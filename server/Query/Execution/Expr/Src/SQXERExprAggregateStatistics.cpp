@@ -43,6 +43,11 @@ RExprReturn PairStatistics::Finalize() {
   return kTrue;
 }
 
+uint32 PairStatistics::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferFields(transfer, state, static_cast<LineSums&>(*this), sumYSquares_, count_,
+                        nullIndicator_);
+}
+
 void PairStatistics::PlaceMoments(const XeRecordMetaData& target, unsigned int fieldIndex) {
   PlaceResult(target, fieldIndex, averageXOffset_, averageXNullOffset_);
   PlaceResult(target, fieldIndex + 1, averageYOffset_, averageYNullOffset_);

@@ -22,6 +22,7 @@ class SQXEREXPR_API PairStatistics : public PairAggregate, protected LineSums {
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   RExprReturn Finalize() override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   /// Fixes where the five results go, from that field on.

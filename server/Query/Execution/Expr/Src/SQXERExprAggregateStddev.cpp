@@ -49,4 +49,8 @@ void Stddev::Output(unsigned char* record) {
   StoreValue(record + targetOffset_, result_);
 }
 
+uint32 Stddev::TransferState(StateTransfer transfer, uint8* state) {
+  return TransferFields(transfer, state, sumSquares_, sumValues_, count_);
+}
+
 }  // namespace sqxer

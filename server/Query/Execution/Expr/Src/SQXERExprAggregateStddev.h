@@ -23,6 +23,7 @@ class SQXEREXPR_API Stddev : public SingleResultAggregate {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
 
  protected:
   bool nullIndicator_ = true;

@@ -61,6 +61,12 @@ void SumOf<T>::Output(unsigned char* record) {
   StoreValue(record + this->targetOffset_, result_);
 }
 
+template <AccumulatorValue T>
+uint32 SumOf<T>::TransferState(StateTransfer transfer, uint8* state) {
+  if (this->isDistinctHandled_) return 0;
+  return this->TransferFields(transfer, state, result_, this->nullIndicator_);
+}
+
 template class SumOf<int32>;
 template class SumOf<uint32>;
 template class SumOf<float64>;

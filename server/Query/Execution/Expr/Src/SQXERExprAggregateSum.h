@@ -33,6 +33,7 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   RExprReturn Compute(unsigned char* record, unsigned int size) final;
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
+  uint32 TransferState(StateTransfer transfer, uint8* state) final;
 
  private:
   T result_{};

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "EngineError.h"
 #include "QueryRun.h"
 #include "SessionTesting.h"
@@ -11,10 +13,14 @@ namespace {
 
 class QueryRunTest : public SessionTest {
  protected:
-  ~QueryRunTest() override { SqrtSorter::SetInitialBufferBytes(buffer_); }
+  ~QueryRunTest() override {
+    SqrtSorter::SetInitialBufferBytes(buffer_);
+    GroupTable::SetMostOwnSets(ownSets_);
+  }
 
   ConfigScope config_;
   const std::size_t buffer_ = SqrtSorter::GetInitialBufferBytes();
+  const std::size_t ownSets_ = GroupTable::GetMostOwnSets();
 };
 
 /// Rows whose groups are spread over the whole table, with keys that are equal without having equal
@@ -76,6 +82,53 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhateverTheMemory) {
       }
     }
   }
+}
+
+TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
+  std::mt19937 random(7);
+  const auto any = [&](const auto& list) { return std::string(list[random() % std::size(list)]); };
+  const char* const texts[] = {"a", "a ", "longer", ""};
+  const char* const days[] = {"1999-12-31", "2000-01-01", ""};
+  const char* const reals[] = {"0", "-0", "NaN", "2.5", ""};
+  std::string content = "i,b,s,c,d,f\n";
+  for (int i = 0; i < 2000; ++i) {
+    content += (i % 9 == 0 ? "" : std::to_string(random() % 600)) + "," +
+               std::to_string(random() >> 2) + "," + std::string(random() % 90, 'x') + "," +
+               any(texts) + "," + any(days) + "," + any(reals) + "\n";
+  }
+  Session session = Open(content, "i:int2,b:int4,c:char(6),d:date,f:double");
+  const char* const keys[] = {"i", "c", "d", "f", "b", "s", "i, c", "c, d, s"};
+  // Some have no state to take turns with, and some sums leave their type.
+  const char* const aggregates[] = {"COUNT(*)", "COUNT(i)", "SUM(b)",     "AVG(b)",   "AVG(f)",
+                                    "MIN(c)",   "MAX(d)",   "FIRST(i)",   "LAST(f)",  "MIN(s)",
+                                    "SUM(i)",   "RANGE(f)", "AVG_ALL(i)", "MEDIAN(i)"};
+  config_->wideIntegerAggregates_ = false;
+  const uint64 memory = config_->groupMemory_;
+  int failures = 0;
+  for (int query = 0; query < 40; ++query) {
+    const std::string key = any(keys), sql = "SELECT " + key + ", " + any(aggregates) + ", " +
+                                             any(aggregates) + " FROM t GROUP BY " + key;
+    SCOPED_TRACE(sql);
+    const auto run = [&](std::size_t ownSets, uint64 groupMemory) {
+      GroupTable::SetMostOwnSets(ownSets);
+      config_->groupMemory_ = groupMemory;
+      CapturingSink sink;
+      const std::string error = ErrorOf("", [&] { session.Execute(sql, sink, 2); });
+      if (error != "no error") return error;
+      std::string lines;
+      for (const auto& row : sink.rows) lines += RowText(row) + '\n';
+      return lines;
+    };
+    const std::string expected = run(1u << 30, memory);
+    const bool fails = expected.find("overflowed") != std::string::npos;
+    failures += fails;
+    for (const std::size_t ownSets : {0, 50}) {
+      EXPECT_EQ(run(ownSets, memory), expected) << ownSets;
+      // Which error comes first depends on which groups are in memory.
+      EXPECT_TRUE(fails || run(ownSets, 20000) == expected) << ownSets;
+    }
+  }
+  EXPECT_TRUE(failures > 2 && failures < 20) << failures;
 }
 
 TEST_F(QueryRunTest, ReportsTheInputRowOfAnError) {

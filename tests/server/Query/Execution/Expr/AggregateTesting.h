@@ -48,7 +48,15 @@ struct Driven {
                                 field, info)) {}
   Aggregate* operator->() { return aggregate.get(); }
 
-  void Compute() { EXPECT_EQ(aggregate->Compute(input.buffer(), input.size()), kTrue); }
+  /// A row; then another group has its turn, when the aggregate can take turns.
+  void Compute() {
+    EXPECT_EQ(aggregate->Compute(input.buffer(), input.size()), kTrue);
+    std::vector<uint8> state(aggregate->TransferState(StateTransfer::kMeasure, nullptr));
+    if (state.empty()) return;
+    EXPECT_EQ(aggregate->TransferState(StateTransfer::kSave, state.data()), state.size());
+    aggregate->Initialize(false);
+    EXPECT_EQ(aggregate->TransferState(StateTransfer::kRestore, state.data()), state.size());
+  }
   /// Feeds values through a column.
   template <class Value>
   void Compute(const Rows<Value>& rows, int column = 0) {
