@@ -56,7 +56,9 @@ void ThrowSumOutOfRange(const XeString& start, int64 count, const wchar_t* unit)
 }
 
 bool XeDate::IsValid() const {
-  return year_ >= kMinYear && year_ <= kMaxYear && ToChrono(*this).ok();
+  // Every month has 28 days; only what lies behind them asks for the length of the month.
+  return year_ >= kMinYear && year_ <= kMaxYear && month_ >= 1 && month_ <= kMonthsPerYear &&
+         day_ >= 1 && (day_ <= 28 || day_ <= XeCalendar::DaysInMonth(year_, month_));
 }
 
 bool XeCalendar::IsLeapYear(int year) {

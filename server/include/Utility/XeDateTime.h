@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <cstring>
 
 #include "Utility/Export.h"
 #include "Utility/XeDate.h"
@@ -93,12 +94,14 @@ class XEUTILITY_API XeDateTime {
   void SetSecond(int second) { second_ = static_cast<uint16>(second); }
   void SetNanosecond(uint32 nanosecond) { nanosecond_ = nanosecond; }
 
-  XeDate GetDate() const { return XeDate(year_, month_, day_); }
-  void SetDate(const XeDate& date) {
-    year_ = static_cast<int16>(date.GetYear());
-    month_ = static_cast<uint16>(date.GetMonth());
-    day_ = static_cast<uint16>(date.GetDay());
+  // A day goes in and out as its bytes, as records store it: a load that is split in another way
+  // than the store before it has to wait for it.
+  XeDate GetDate() const {
+    XeDate date;
+    std::memcpy(static_cast<void*>(&date), this, sizeof date);
+    return date;
   }
+  void SetDate(const XeDate& date) { std::memcpy(static_cast<void*>(this), &date, sizeof date); }
   XeTime GetTime() const { return XeTime(hour_, minute_, second_, nanosecond_); }
   bool IsValid() const;
 
@@ -189,7 +192,10 @@ static_assert(sizeof(XeDateTime) == 16);
 inline XeDate& XeDate::operator=(const XeDateTime& value) { return *this = value.GetDate(); }
 inline XeTime& XeTime::operator=(const XeDateTime& value) { return *this = value.GetTime(); }
 inline XeDateTime& XeDateTime::operator=(const XeDate& date) {
-  return *this = XeDateTime(date.GetYear(), date.GetMonth(), date.GetDay());
+  SetDate(date);
+  hour_ = minute_ = second_ = 0;
+  nanosecond_ = 0;
+  return *this;
 }
 inline XeDateTime& XeDateTime::operator=(const XeTime& time) {
   return *this = XeDateTime(1900, 1, 1, time.GetHour(), time.GetMinute(), time.GetSecond(),

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <typeinfo>
 
 #include "EngineError.h"
+#include "FixedWidths.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
 namespace sqxer {
@@ -34,6 +36,9 @@ XeDataType FormOf(XeDataType type) {
   }
 }
 
+/// Whether the tree, not bound yet, is a column of the record: not a value in a document.
+bool IsColumn(const RExpression& tree) { return typeid(tree) == typeid(Extract); }
+
 [[noreturn]] void ThrowBadStatus(RExprReturn status) {
   ThrowEngineError(kBadStatus, {std::to_wstring(status)});
 }
@@ -43,8 +48,10 @@ XeDataType FormOf(XeDataType type) {
 FieldWriter::FieldWriter(PlanExpression expression, WorkRecord& source, WorkRecord& target,
                          std::size_t position)
     : write_(ChooseWrite(expression.result.type)),
-      tree_(BindRoot(std::move(expression.tree), expression.position, source)),
+      tree_(std::move(expression.tree)),
       column_(std::move(expression.result)) {
+  const bool isColumn = IsColumn(*tree_);
+  tree_ = BindRoot(std::move(tree_), expression.position, source);
   const XeFieldDescriptor& field = target.GetField(position);
   value_ = target.GetData() + field.GetDataOffset();
   null_ = target.GetData() + field.GetNullOffset();
@@ -57,6 +64,58 @@ FieldWriter::FieldWriter(PlanExpression expression, WorkRecord& source, WorkReco
         kResultType,
         {column_.name, SUXeDataTypeUtility::GetXeDataTypeName(tree_->GetResultDataType())});
   }
+  if (isColumn) CopyColumn(*static_cast<Extract&>(*tree_).GetFieldDescriptor(), source, field);
+}
+
+void FieldWriter::CopyColumn(const XeFieldDescriptor& column, const WorkRecord& source,
+                             const XeFieldDescriptor& field) {
+  source_ = source.GetData() + column.GetDataOffset();
+  sourceNull_ = source.GetData() + column.GetNullOffset();
+  const XeDataType type = field.GetDataType();
+  if (write_ == &WriteVarying<RefLongVarChar>) {
+    if (FormOf(column.GetDataType()) == FormOf(type)) write_ = &CopyVaryingText;
+  } else if (column.GetDataType() != type) {
+    // The reader widens the value, or gives another form of it.
+  } else if (write_ == &WriteFixedText) {
+    write_ = &CopyFixedText;
+  } else if (write_ == &WriteFixed) {
+    WithFixedWidth(XeRecordMetaData::GetByteLength(type, 0, true),
+                   [this](auto width) { write_ = &CopyFixed<width>; });
+  }
+}
+
+template <std::size_t width>
+RExprReturn FieldWriter::CopyFixed(FieldWriter& writer) {
+  if (*writer.sourceNull_ != 0) return kUnknown;
+  std::memcpy(writer.value_, writer.source_, width);
+  return kTrue;
+}
+
+RExprReturn FieldWriter::CopyFixedText(FieldWriter& writer) {
+  if (*writer.sourceNull_ != 0) return kUnknown;
+  writer.PutFixedText(reinterpret_cast<const wchar_t*>(writer.source_));
+  return kTrue;
+}
+
+RExprReturn FieldWriter::CopyVaryingText(FieldWriter& writer) {
+  if (*writer.sourceNull_ != 0) return kUnknown;
+  uint32 length;
+  std::memcpy(&length, writer.source_, sizeof length);
+  writer.CheckLength(length);
+  std::memcpy(writer.value_, writer.source_, kLongVarPrefix + length * sizeof(wchar_t));
+  return kTrue;
+}
+
+void FieldWriter::PutFixedText(const wchar_t* text) {
+  // A computed text may end before its declared length, at a zero character.
+  const std::size_t count = wcsnlen(text, length_);
+  wchar_t* const target = reinterpret_cast<wchar_t*>(value_);
+  std::wmemmove(target, text, count);
+  target[count] = 0;
+}
+
+void FieldWriter::CheckLength(uint32 length) const {
+  if (length > length_) ThrowEngineError(kResultTooLong, {column_.name, std::to_wstring(length_)});
 }
 
 RExprReturn FieldWriter::WriteFixed(FieldWriter& writer) {
@@ -66,13 +125,8 @@ RExprReturn FieldWriter::WriteFixed(FieldWriter& writer) {
 RExprReturn FieldWriter::WriteFixedText(FieldWriter& writer) {
   const wchar_t* text = nullptr;
   const RExprReturn status = writer.tree_->Eval(&text);
-  if (status != kTrue) return status;
-  // A computed text may end before its declared length, at a zero character.
-  const std::size_t count = wcsnlen(text, writer.length_);
-  wchar_t* const target = reinterpret_cast<wchar_t*>(writer.value_);
-  std::wmemmove(target, text, count);
-  target[count] = 0;
-  return kTrue;
+  if (status == kTrue) writer.PutFixedText(text);
+  return status;
 }
 
 RExprReturn FieldWriter::WriteFixedBinary(FieldWriter& writer) {
@@ -87,9 +141,7 @@ RExprReturn FieldWriter::WriteVarying(FieldWriter& writer) {
   Value value{};
   const RExprReturn status = writer.tree_->Eval(&value);
   if (status != kTrue) return status;
-  if (value.length_ > writer.length_) {
-    ThrowEngineError(kResultTooLong, {writer.column_.name, std::to_wstring(writer.length_)});
-  }
+  writer.CheckLength(value.length_);
   std::memcpy(writer.value_, &value.length_, sizeof value.length_);
   std::memmove(writer.value_ + kLongVarPrefix, value.buffer_,
                value.length_ * sizeof(*value.buffer_));

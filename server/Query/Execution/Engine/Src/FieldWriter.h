@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "QueryPlan.h"
-#include "SQXERExpression.h"
+#include "SQXERExprExtract.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -42,9 +42,23 @@ class FieldWriter {
   static RExprReturn WriteFixedBinary(FieldWriter& writer);
   template <class Value>
   static RExprReturn WriteVarying(FieldWriter& writer);
+  // A column of the source whose values keep the form that they have there.
+  template <std::size_t width>
+  static RExprReturn CopyFixed(FieldWriter& writer);
+  static RExprReturn CopyFixedText(FieldWriter& writer);
+  static RExprReturn CopyVaryingText(FieldWriter& writer);
+  /// Puts a copy in the place of the evaluation, where the tree is bound to that column.
+  void CopyColumn(const XeFieldDescriptor& column, const WorkRecord& source,
+                  const XeFieldDescriptor& field);
+
+  void PutFixedText(const wchar_t* text);
+  void CheckLength(uint32 length) const;
   void WriteNull(RExprReturn status);
 
   WriteFunction write_;
+  const uint8* source_ = nullptr;
+  /// The null byte; byte 0 of the record, which nothing sets, for a field without one.
+  const uint8* sourceNull_ = nullptr;
   std::unique_ptr<RExpression> tree_;
   uint8* value_;
   /// The null byte; byte 0 of the record, which nothing uses, for a field without one.

@@ -1,8 +1,7 @@
 #include "TableScan.h"
 
-#include "Utility/VelmarNumber.h"
+#include "FixedWidths.h"
 #include "Utility/XeAssert.h"
-#include "Utility/XeDateTime.h"
 
 namespace sqxer {
 
@@ -37,26 +36,7 @@ void TableScan::Choose(Column& column) {
 void TableScan::ChooseCopy(Column& column, XeDataType type) {
   if (type == XeVarCharData || type == XeLongVarCharData) return Choose<&CopyVaryingText>(column);
   if (type == XeCharData) return Choose<&CopyFixedText>(column);
-  switch (column.width) {
-    case 1:
-      return Choose<&CopyFixed<1>>(column);
-    case 2:
-      return Choose<&CopyFixed<2>>(column);
-    case 4:
-      return Choose<&CopyFixed<4>>(column);
-    case sizeof(XeDate):
-      return Choose<&CopyFixed<sizeof(XeDate)>>(column);
-    case 8:
-      return Choose<&CopyFixed<8>>(column);
-    case sizeof(XeTime):
-      return Choose<&CopyFixed<sizeof(XeTime)>>(column);
-    case sizeof(XeDateTime):
-      return Choose<&CopyFixed<sizeof(XeDateTime)>>(column);
-    case sizeof(VelmarNumber):
-      return Choose<&CopyFixed<sizeof(VelmarNumber)>>(column);
-    default:
-      XeLogicError("a table column of a type that tables do not have");
-  }
+  WithFixedWidth(column.width, [&](auto width) { Choose<&CopyFixed<width>>(column); });
 }
 
 TableScan::TableScan(const Table& table, const std::vector<uint16>& columns, WorkRecord& target) {

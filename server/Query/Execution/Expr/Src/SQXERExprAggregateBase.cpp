@@ -202,6 +202,7 @@ void Aggregate::DistinctInitialize() {
   std::memset(tempField_.data(), 0, tempRecordMetadata_.GetBinaryRecordSize());
   if (sorter_ == nullptr) MakeDistinctSorter();
   sorter_->BeginInput();
+  recentValues_.Forget();
 }
 
 void Aggregate::DescribeTempField(XeDataType type, uint32 dataSize) {
@@ -229,6 +230,7 @@ void Aggregate::MakeDistinctSorter() {
 }
 
 void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
+  if (dataSize <= RecentValues::kMostBytes && recentValues_.Repeats(value, dataSize)) return;
   std::memcpy(tempField_.data() + tempFieldOffset_, value, dataSize);
   sorter_->SortRecord(tempField_.data());
 }

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "SQXERExpression.h"
+#include "SQXERRecentValues.h"
 #include "Utility/KeySet.h"
 #include "Utility/OperatorTimer.h"
 #include "Utility/SqrtSorter.h"
@@ -190,7 +191,7 @@ class SQXEREXPR_API Aggregate : public RExpression {
   void DescribeTempField(XeDataType type, uint32 dataSize);
   /// Lays out the one-field record of DISTINCT and makes the sorter.
   void DescribeDistinctValue(XeDataType type, uint32 dataSize);
-  /// Hands one value to the sorter.
+  /// Hands one value to the sorter, unless the same bytes came lately.
   void SortDistinctValue(const void* value, uint32 dataSize);
   /// Ends the sorter's input, gives every distinct value (its address) in ascending order to
   /// `fold`, and lets go of the sorter.
@@ -236,6 +237,7 @@ class SQXEREXPR_API Aggregate : public RExpression {
   uint32 tempFieldOffset_ = 0;
   /// How values compare, as decided at bind: every group's sorter has the same keys.
   KeySet distinctKeys_;
+  RecentValues recentValues_;
 };
 
 /// An aggregate with one result field of its own.

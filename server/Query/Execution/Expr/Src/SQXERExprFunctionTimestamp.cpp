@@ -1,5 +1,6 @@
 #include "SQXERExprFunctionTimestamp.h"
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -77,23 +78,47 @@ void TimestampDiff::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
   fromReader_.Bind(*params_[0], kName);
   BindIthOperand(2, stream, replacement, info);
   toReader_.Bind(*params_[1], kName);
+  count_ = &TimestampDiff::CountBetweenMoments;
+  const auto isDate = [](RExpression* operand) {
+    return operand->GetResultDataType() == XeDateData;
+  };
+  const std::size_t unitOfDays = static_cast<std::size_t>(unitOfTime_ - XeDateTime::kDay);
+  if (unitOfDays < std::size(kDayDifferences) && std::ranges::all_of(params_, isDate)) {
+    dayDifference_ = kDayDifferences[unitOfDays];
+    count_ = &TimestampDiff::CountBetweenDays;
+  }
   SetResult(XeInt4Data, info);
 }
 
-RExprReturn TimestampDiff::Eval(void* out) {
+RExprReturn TimestampDiff::CountBetweenMoments(int64& units) {
   XeDateTime from;
-  retCode_ = fromReader_.Read(*params_[0], from);
-  if (retCode_ != kTrue) return retCode_;
+  const RExprReturn status = fromReader_.Read(*params_[0], from);
+  if (status != kTrue) return status;
   XeDateTime to;
-  retCode_ = toReader_.Read(*params_[1], to);
-  if (retCode_ == kTrue) {
-    const int64 units = AtSourcePosition([&] { return difference_(from, to); });
-    if (!std::in_range<int32>(units)) [[unlikely]] {
-      RaiseError(kOverflow, {L"TimestampDiff", kInt32LimitText});
-    }
-    *static_cast<int32*>(out) = static_cast<int32>(units);
+  const RExprReturn last = toReader_.Read(*params_[1], to);
+  if (last == kTrue) units = AtSourcePosition([&] { return difference_(from, to); });
+  return last;
+}
+
+RExprReturn TimestampDiff::CountBetweenDays(int64& units) {
+  XeDate from;
+  const RExprReturn status = params_[0]->Eval(&from);
+  if (status != kTrue) return status;
+  XeDate to;
+  const RExprReturn last = params_[1]->Eval(&to);
+  if (last == kTrue) units = AtSourcePosition([&] { return dayDifference_(from, to); });
+  return last;
+}
+
+RExprReturn TimestampDiff::Eval(void* out) {
+  int64 units;
+  retCode_ = (this->*count_)(units);
+  if (retCode_ != kTrue) return retCode_;
+  if (!std::in_range<int32>(units)) [[unlikely]] {
+    RaiseError(kOverflow, {L"TimestampDiff", kInt32LimitText});
   }
-  return retCode_;
+  *static_cast<int32*>(out) = static_cast<int32>(units);
+  return kTrue;
 }
 
 }  // namespace sqxer

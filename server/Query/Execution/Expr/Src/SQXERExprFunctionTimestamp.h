@@ -44,10 +44,16 @@ class SQXEREXPR_API TimestampDiff final : public NumericValueFunction {
   RExprType GetExpressionType() override { return kTimestampDiffExpression; }
 
  private:
+  RExprReturn CountBetweenMoments(int64& units);
+  RExprReturn CountBetweenDays(int64& units);
+
   int32 unitOfTime_ = 0;
   DateTimeReader fromReader_;
   DateTimeReader toReader_;
   int64 (*difference_)(const XeDateTime& from, const XeDateTime& to) = nullptr;
+  /// For two dates and a unit of whole days.
+  int64 (*dayDifference_)(const XeDate& from, const XeDate& to) = nullptr;
+  RExprReturn (TimestampDiff::*count_)(int64& units) = nullptr;
 };
 
 }  // namespace sqxer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Utility/XeCalendar.h"
 #include "Utility/XeDateTime.h"
 
 namespace sqxer {
@@ -20,6 +21,15 @@ struct AddUnitsOp {
 template <int64 (*Difference)(const XeDateTime&, const XeDateTime&)>
 struct ElapsedUnitsOp {
   static int64 Apply(const XeDateTime& from, const XeDateTime& to) { return Difference(to, from); }
+};
+
+/// The same between midnights, for a unit of whole days.
+template <int days>
+struct ElapsedDaysOp {
+  static int64 Apply(const XeDate& from, const XeDate& to) {
+    const int64 end = XeCalendar::DayNumber(to);
+    return (end - XeCalendar::DayNumber(from)) / days;
+  }
 };
 
 /// Boundaries of the calendar crossed from `from` to `to`: callers rely on 31 January to 1 February
@@ -49,5 +59,10 @@ inline constexpr UnitDifference kUnitDifferences[] = {
     &CrossedUnitsOp<&XeDateTime::QuarterOfTheYear, 4>::Apply,
     &CrossedYearsOp::Apply,
 };
+
+using DayDifference = int64 (*)(const XeDate& from, const XeDate& to);
+/// For the units that have one, from kDay on.
+inline constexpr DayDifference kDayDifferences[] = {&ElapsedDaysOp<1>::Apply,
+                                                    &ElapsedDaysOp<7>::Apply};
 
 }  // namespace sqxer

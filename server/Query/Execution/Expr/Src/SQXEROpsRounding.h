@@ -7,30 +7,42 @@
 
 namespace sqxer {
 
+/// The powers of ten that doubles hold exactly.
+inline constexpr std::array<float64, 23> kExactPowersOfTen = {
+    1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
 /// The share of a decimal place beyond which a remainder counts as the whole place: a double does
-/// not hold decimal fractions exactly, and the more digits `v` has before its point, the fewer it
-/// has behind.
+/// not hold decimal fractions exactly, and the more digits `v`, a whole number, has before its
+/// point, the fewer it has behind.
 inline float64 CalculateFudgeFactor(float64 v) {
-  static constexpr std::array<float64, 15> kNines = {
-      0.9,           0.99,           0.999,           0.9999,           0.99999,
-      0.999999,      0.9999999,      0.99999999,      0.999999999,      0.9999999999,
-      0.99999999999, 0.999999999999, 0.9999999999999, 0.99999999999999, 0.999999999999999};
-  constexpr float64 kMostDigits = 14;
-  const float64 digits = std::trunc(std::log10(std::fabs(v)) + 1);
-  if (digits < 1) return kNines[14];
-  if (digits <= kMostDigits) return kNines[static_cast<std::size_t>(kMostDigits - digits)];
-  // Back to eleven nines on purpose: callers rely on amounts this large being left as they are.
-  return kNines[10];
+  // By the digits of v. Back to eleven nines behind the last on purpose: callers rely on amounts
+  // that large being left as they are.
+  static constexpr std::array<float64, 16> kNines = {
+      0.999999999999999, 0.99999999999999, 0.9999999999999, 0.999999999999, 0.99999999999,
+      0.9999999999,      0.999999999,      0.99999999,      0.9999999,      0.999999,
+      0.99999,           0.9999,           0.999,           0.99,           0.9,
+      0.99999999999};
+  const float64 size = std::fabs(v);
+  std::size_t digits = 0;
+  // NaN counts as large. All comparisons are made, as amounts of mixed sizes would mislead a loop
+  // that ends at the right one.
+  for (std::size_t i = 0; i + 1 < kNines.size(); ++i) digits += size < kExactPowersOfTen[i] ? 0 : 1;
+  return kNines[digits];
 }
 
 /// Ten to the n-th power, n not below zero.
 inline float64 PowerOfTen(int64 n) {
-  // As far as doubles hold it exactly, which is what the library gives too.
-  static constexpr std::array<float64, 23> kExact = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                     1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                                     1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  return n < std::ssize(kExact) ? kExact[static_cast<std::size_t>(n)]
-                                : std::pow(10.0, static_cast<float64>(n));
+  // What the library gives too, as far as the table goes.
+  return n < std::ssize(kExactPowersOfTen) ? kExactPowersOfTen[static_cast<std::size_t>(n)]
+                                           : std::pow(10.0, static_cast<float64>(n));
+}
+
+/// x without its fraction, which goes to `fraction` with the sign of x: std::modf, inline.
+inline float64 SplitWhole(float64 x, float64& fraction) {
+  const float64 whole = std::trunc(x);
+  fraction = std::copysign(x == whole ? 0.0 : x - whole, x);
+  return whole;
 }
 
 /// x rounded to n decimal digits, or to tens (-1), hundreds (-2) and so on.
@@ -41,20 +53,22 @@ inline float64 PowerOfTen(int64 n) {
 struct RoundOp {
   static float64 Apply(float64 x, int32 n) {
     constexpr float64 kNearlyHalf = 1e-11;
-    float64 whole;
+    float64 fraction;
     if (n < 0) {
       const float64 power = PowerOfTen(-int64{n});
-      const float64 rest = std::modf(x / power, &whole) + kNearlyHalf;
+      const float64 whole = SplitWhole(x / power, fraction);
+      const float64 rest = fraction + kNearlyHalf;
       if (rest >= 0.5) return power + whole * power;
       if (rest <= -0.5) return whole * power - power;
       return whole * power;
     }
     const float64 power = PowerOfTen(n);
-    const float64 fraction = std::modf(x, &whole);
+    const float64 whole = SplitWhole(x, fraction);
     const float64 slack = 1 - CalculateFudgeFactor(whole);
-    float64 places;
     // The slack counts twice: once scaled, once as it is.
-    const float64 rest = slack + std::modf((fraction + slack) * power, &places);
+    float64 rest;
+    float64 places = SplitWhole((fraction + slack) * power, rest);
+    rest += slack;
     if (rest >= 0.5) {
       places += 1;
     } else if (rest <= -0.5) {
@@ -68,16 +82,15 @@ struct RoundOp {
 /// the point. A remainder that is a whole place but for the error of binary fractions is carried.
 struct TruncateOp {
   static float64 Apply(float64 x, int32 n) {
-    float64 whole;
     if (n < 0) {
       const float64 power = PowerOfTen(-int64{n});
-      std::modf(x / power, &whole);
-      return power * whole;
+      return power * std::trunc(x / power);
     }
     const float64 power = PowerOfTen(n);
-    const float64 fraction = std::modf(x, &whole);
-    float64 places;
-    const float64 rest = std::modf(fraction * power, &places);
+    float64 fraction;
+    const float64 whole = SplitWhole(x, fraction);
+    float64 rest;
+    float64 places = SplitWhole(fraction * power, rest);
     const float64 nearlyOne = CalculateFudgeFactor(whole);
     if (rest >= nearlyOne) {
       places += 1;

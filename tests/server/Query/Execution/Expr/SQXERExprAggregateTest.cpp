@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <limits>
+#include <random>
+#include <set>
 
 #include "AggregateTesting.h"
 #include "Utility/SUSystemConfig.h"
@@ -128,6 +130,20 @@ TEST(DistinctAggregates, JudgeValuesAndNotBytes) {
   ExpectErrorAt(23, 59161, {L"SumInt32", L"2147483647"}, [&] { sum.Run({kMaxInt, 1, 1}); });
   ExpectNumber(3, sum.Run({1, 2}, 1));
   SqrtSorter::SetInitialBufferBytes(buffer);
+}
+
+// Groups so long that most repeats never reach the sorter, and what one leaves for the next.
+TEST(DistinctAggregates, CountWhatASetHolds) {
+  std::mt19937 engine(3);
+  for (const XeDataType type : {Int4, Double}) {
+    TestRecord input({{type}}), target({{UInt4}});
+    Driven count(Make<Count, true, false>(), input, target);
+    for (const int most : {5000, 5001, 3, 200000}) {
+      Values values(most == 3 ? 10 : 20000);
+      for (auto& value : values) value = std::uniform_int_distribution(-most, most)(engine);
+      EXPECT_EQ(count.Run(values), std::set(values.begin(), values.end()).size()) << most;
+    }
+  }
 }
 
 TEST(DistinctAggregates, CountTextsAsTheyCompare) {

@@ -1,3 +1,5 @@
+#include <random>
+
 #include "FunctionTesting.h"
 #include "SQXERExprConstant.h"
 
@@ -124,6 +126,18 @@ TEST(TimestampFunction, KnownResults) {
       {diff(4, XeDate(2011, 2, 29), kLeapDay), "59171 2011-02-29"}};
   // clang-format on
   for (const auto& [outcome, expected] : kCases) EXPECT_EQ(outcome, expected);
+}
+
+TEST(TimestampFunction, DaysBetweenDatesAreThoseBetweenMidnights) {
+  std::mt19937 engine(7);
+  std::uniform_int_distribution year(-4714, 10000), month(0, 13), day(0, 31);
+  for (int i = 0; i < 2000; ++i) {
+    const XeDate from(year(engine), month(engine), day(engine)), to(2012, month(engine), 29);
+    for (const int32 unit : {XeDateTime::kDay, XeDateTime::kWeek}) {
+      EXPECT_EQ(Outcome<TimestampDiff>(C(unit), from, to),
+                Outcome<TimestampDiff>(C(unit), XeDateTime(from), XeDateTime(to)));
+    }
+  }
 }
 
 TEST(TimestampFunction, OperandsInOrderAndTheirStatuses) {

@@ -1,3 +1,5 @@
+#include <bit>
+#include <limits>
 #include <random>
 
 #include "FunctionTesting.h"
@@ -182,6 +184,26 @@ TEST(NumericFunction, OdditiesKept) {
       EXPECT_EQ(CalculateFudgeFactor(v), std::stod("0." + nines)) << v;
     }
   }
+}
+
+TEST(Rounding, DigitsAndFractionsAreThoseOfTheLibrary) {
+  const auto check = [](float64 x) {
+    float64 whole, fraction;
+    const float64 expected = std::modf(x, &whole);
+    EXPECT_EQ(std::bit_cast<uint64>(SplitWhole(x, fraction)), std::bit_cast<uint64>(whole)) << x;
+    EXPECT_EQ(std::bit_cast<uint64>(fraction), std::bit_cast<uint64>(expected)) << x;
+    const float64 digits = std::trunc(std::log10(std::fabs(whole)) + 1);
+    const std::string nines(digits < 1 ? 15 : digits <= 14 ? 15 - int(digits) : 11, '9');
+    EXPECT_EQ(CalculateFudgeFactor(whole), std::stod("0." + nines)) << x;
+  };
+  for (const float64 x : {0.0, std::numeric_limits<float64>::infinity(), std::nan("")})
+    check(x), check(-x);
+  for (int power = -2; power < 309; ++power) {
+    const float64 x = std::pow(10.0, power);
+    for (const float64 near : {x, x - 1, x + 1, std::nextafter(x, 0)}) check(near), check(-near);
+  }
+  std::mt19937_64 engine(11);
+  for (int i = 0; i < 100000; ++i) check(std::bit_cast<float64>(engine()));
 }
 
 TEST(Rand, SeedsAtEveryRowOrOnce) {
