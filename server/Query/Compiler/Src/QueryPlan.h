@@ -25,7 +25,7 @@ struct PlanExpression {
 /// One aggregate of a grouped query.
 struct PlanAggregate {
   /// A new generic aggregate (Sum, Count, ...) that reads its input columns by their positions in
-  /// the aggregate input record. The executor makes and binds one per live group.
+  /// the aggregate input record. The executor makes and binds one per live group, or one for many.
   std::function<std::unique_ptr<Aggregate>()> make;
   /// The fields that it writes, in order: one, or two (RANGE), or four (AVG_ALL).
   std::vector<ColumnInfo> results;
