@@ -148,8 +148,10 @@ ColumnInfo ResultOfTree(const TypedExpression& expression, const XeString& name)
   result.type = expression.type;
   result.length = std::max(expression.length, 1u);
   result.nullable = expression.nullable;
-  if (expression.kind == TypedExpression::Kind::kColumn ||
-      expression.kind == TypedExpression::Kind::kField) {
+  using Kind = TypedExpression::Kind;
+  const bool isStored = expression.kind == Kind::kColumn || expression.kind == Kind::kField ||
+                        expression.kind == Kind::kAggregate || expression.kind == Kind::kWindow;
+  if (isStored) {
     NodeAnswer stored = AskColumn(expression.column, true, expression.position);
     result.type = stored.type;
     result.length = stored.length;

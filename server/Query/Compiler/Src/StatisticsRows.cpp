@@ -49,13 +49,27 @@ const AggregateShape kRegressionAll{MakeForGroups<RegressionAll>,
                                      {Rule::kDouble, L"_standard_error_y"}},
                                     "yx"};
 
+TypedExpressionPtr ToDouble(const TypedExpressionPtr& column) {
+  if (column->type != XeDoubleData) return ConvertTyped(column, XeDoubleData);
+  // A column of floats counts as double already. A cast to what it is makes the tree's result one.
+  auto cast = std::make_shared<TypedExpression>();
+  cast->kind = TypedExpression::Kind::kCall;
+  cast->position = column->position;
+  cast->function = FindOperator("cast", 1);
+  cast->column.type = XeDoubleData;
+  cast->arguments.push_back(column);
+  TakeAnswer(*cast, AskOperator(*cast));
+  cast->size += column->size;
+  return cast;
+}
+
 /// The slope's node reads no integers of 8 or 16 bits and no 32-bit floats.
 void WidenForRegression(TypedArguments& columns) {
   for (TypedExpressionPtr& column : columns) {
     const XeDataType stored = ResultOfTree(*column, {}).type;
     const bool isNarrow = stored == XeInt1Data || stored == XeUInt1Data || stored == XeInt2Data ||
                           stored == XeUInt2Data || stored == XeFloatData;
-    if (isNarrow) column = ConvertTyped(column, XeDoubleData);
+    if (isNarrow) column = ToDouble(column);
   }
 }
 
