@@ -34,18 +34,18 @@ void ConvertToMicroseconds(DataConvertParams, const uint8* source, uint32, uint8
 /// How days and times are taken in.
 struct DateTimeInput {
   XeDataType type;
+  XeDateTime::UnitOfTime finest;
   DataConvert_t toFloat64;
   /// Null: the value is one.
   DataConvert_t toDateTime;
-  XeDateTime::UnitOfTime finest;
 };
 
 constexpr DateTimeInput kDateTimeInputs[] = {
-    {XeDateData, &ConvertDateToDays, &SUDataConvert::ConvertDateToDateTime, XeDateTime::kDay},
-    {XeTimeData, &ConvertToMicroseconds<XeTime>, &SUDataConvert::ConvertTimeToDateTime,
-     XeDateTime::kMinute},
-    {XeDateTimeData, &ConvertToMicroseconds<XeDateTime>, nullptr, XeDateTime::kMinute},
-    {XeTimeStampData, &ConvertToMicroseconds<XeDateTime>, nullptr, XeDateTime::kMinute},
+    {XeDateData, XeDateTime::kDay, &ConvertDateToDays, &SUDataConvert::ConvertDateToDateTime},
+    {XeTimeData, XeDateTime::kMinute, &ConvertToMicroseconds<XeTime>,
+     &SUDataConvert::ConvertTimeToDateTime},
+    {XeDateTimeData, XeDateTime::kMinute, &ConvertToMicroseconds<XeDateTime>, nullptr},
+    {XeTimeStampData, XeDateTime::kMinute, &ConvertToMicroseconds<XeDateTime>, nullptr},
 };
 
 const DateTimeInput* FindDateTimeInput(XeDataType type) {

@@ -48,9 +48,13 @@ Matrix Matrix::Concatenate(const Matrix& left, const Matrix& right) {
   RequireMatch(left.rows_ == right.rows_ && left.columns_ + right.columns_ <= kMostColumns);
   Matrix both(left.rows_, static_cast<uint8>(left.columns_ + right.columns_));
   auto to = both.entries_.begin();
-  for (std::size_t row = 0; row < left.rows_; ++row) {
-    to = std::copy_n(left.entries_.begin() + row * left.columns_, left.columns_, to);
-    to = std::copy_n(right.entries_.begin() + row * right.columns_, right.columns_, to);
+  auto fromLeft = left.entries_.begin();
+  auto fromRight = right.entries_.begin();
+  for (uint8 row = 0; row < left.rows_; ++row) {
+    to = std::copy_n(fromLeft, left.columns_, to);
+    to = std::copy_n(fromRight, right.columns_, to);
+    fromLeft += left.columns_;
+    fromRight += right.columns_;
   }
   return both;
 }
