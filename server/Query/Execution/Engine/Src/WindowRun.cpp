@@ -77,7 +77,8 @@ void WindowRun::WriteResults(uint64 row) {
     ReadInputs(row);
     Take(input_.GetData());
   } else if (sortedResults_) {
-    XE_ASSERT(sortedResults_->GetRecord(results_.GetRow().GetData()));
+    const bool isThere = sortedResults_->GetRecord(results_.GetRow().GetData());
+    XE_ASSERT(isThere);
   } else {
     OutputWaiting();
   }

@@ -205,6 +205,17 @@ void Aggregate::DistinctInitialize() {
   recentValues_.Forget();
 }
 
+void Aggregate::DescribeMovedFields(const XeRecordMetaData& input, const UInt16Vector& columns,
+                                    XeRecordMetaData& row) {
+  int position = row.GetFieldCount();
+  row.SetFieldCount(position + static_cast<int>(columns.size()));
+  for (const uint16 column : columns) {
+    const XeFieldDescriptor& field = *input.GetFieldDescriptor(column);
+    row.DescribleField(position++, field.GetDataType(), field.GetLength(), true, field.GetScale(),
+                       field.GetCodePage(), field.GetFieldName(), {}, field.GetUnicodeProperty());
+  }
+}
+
 void Aggregate::DescribeTempField(XeDataType type, uint32 dataSize) {
   tempRecordMetadata_.SetFieldCount(1);
   tempRecordMetadata_.DescribleField(

@@ -186,6 +186,10 @@ class SQXEREXPR_API Aggregate : public RExpression {
     return TransferBytes(transfer, state, offset, value, size);
   }
 
+  /// Adds fields for the values of these columns of the input behind the fields of a row: the same,
+  /// but nullable all. Error 46030 for a column outside the input.
+  static void DescribeMovedFields(const XeRecordMetaData& input, const UInt16Vector& columns,
+                                  XeRecordMetaData& row);
   /// Makes tempRecordMetadata_ one field, at offset 0, for values of a type; `dataSize` counts
   /// bytes.
   void DescribeTempField(XeDataType type, uint32 dataSize);

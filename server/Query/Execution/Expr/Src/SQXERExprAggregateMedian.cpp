@@ -32,30 +32,12 @@ void Median::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& i
 
 void Median::BindKeyRow() {
   tempRowMetaData_ = XeRecordMetaData(sourceRecordMetaData_->IsUnicodeRecord());
-  const int count = static_cast<int>(sourceMoveFields_.size());
-  tempRowMetaData_.SetFieldCount(count);
-  for (int i = 0; i < count; ++i) {
-    const XeFieldDescriptor& field =
-        *sourceRecordMetaData_->GetFieldDescriptor(sourceMoveFields_[static_cast<std::size_t>(i)]);
-    tempRowMetaData_.DescribleField(i, field.GetDataType(), field.GetLength(), true,
-                                    field.GetScale(), field.GetCodePage(), field.GetFieldName(), {},
-                                    field.GetUnicodeProperty());
-  }
+  DescribeMovedFields(*sourceRecordMetaData_, sourceMoveFields_, tempRowMetaData_);
   tempRowMetaData_.GenerateAlignedFieldOffset();
   aggrKeySet_ = MakeDistinctSortKeySet(tempRowMetaData_, kAscending, false);
   prevRow_.Reserve(tempRowMetaData_.GetBinaryRecordSize());
   currRow_.Reserve(tempRowMetaData_.GetBinaryRecordSize());
-
-  keyMoves_.clear();
-  for (int i = 0; i < count; ++i) {
-    const XeFieldDescriptor& from =
-        *sourceRecordMetaData_->GetFieldDescriptor(sourceMoveFields_[static_cast<std::size_t>(i)]);
-    const XeFieldDescriptor& to = *tempRowMetaData_.GetFieldDescriptor(i);
-    const bool unicode = from.IsUnicode(sourceRecordMetaData_->IsUnicodeRecord());
-    keyMoves_.push_back(
-        {from.GetDataOffset(), from.GetNullOffset(), to.GetDataOffset(), to.GetNullOffset(),
-         XeRecordMetaData::GetByteLength(from.GetDataType(), from.GetLength(), unicode)});
-  }
+  keyBinder_ = XeFieldDataBinder(*sourceRecordMetaData_, sourceMoveFields_, tempRowMetaData_, 0);
 }
 
 void Median::Initialize(bool restart) {
@@ -70,7 +52,7 @@ void Median::Initialize(bool restart) {
 
 RExprReturn Median::Compute(unsigned char* record, unsigned int) {
   if (IsSourceNull(record)) return kTrue;
-  if (!keyMoves_.empty() && !TakeKey(record)) return kTrue;
+  if (!sourceMoveFields_.empty() && !TakeKey(record)) return kTrue;
   const float64 value = input_.Read(record + sourceOffset_);
   const auto* const row = reinterpret_cast<const uint8*>(&value);
   if (count_ == 0) {
@@ -84,11 +66,7 @@ RExprReturn Median::Compute(unsigned char* record, unsigned int) {
 
 bool Median::TakeKey(const unsigned char* record) {
   uint8* const key = currRow_.data();
-  for (const KeyMove& move : keyMoves_) {
-    const bool isNull = move.sourceNullOffset != 0 && record[move.sourceNullOffset] != 0;
-    key[move.nullOffset] = isNull ? 1 : 0;
-    if (!isNull) std::memcpy(key + move.offset, record + move.sourceOffset, move.size);
-  }
+  keyBinder_.MoveColumns(record, key);
   if (count_ > 0 && aggrKeySet_->Compare(prevRow_.data(), key) == 0) return false;
   std::memcpy(prevRow_.data(), key, tempRowMetaData_.GetBinaryRecordSize());
   return true;

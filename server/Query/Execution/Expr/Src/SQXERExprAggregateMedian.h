@@ -1,9 +1,8 @@
 #pragma once
 
-#include <vector>
-
 #include "SQXERAggregateVariant.h"
 #include "Utility/ArrayRowSet.h"
+#include "Utility/XeFieldDataBinder.h"
 
 namespace sqxer {
 
@@ -11,9 +10,9 @@ namespace sqxer {
 /// count is even, NULL when there is none. Takes what Sum takes. In the order of values a NaN
 /// follows every number.
 ///
-/// All values of the group are held in memory, 16 bytes each; they are not sorted. Given distinct
-/// break columns, a row that equals the last row taken in all of these columns does not count:
-/// equal rows must be neighbours to count once.
+/// All values of the group are held in memory, 8 bytes each and 8 more in Finalize; they are not
+/// sorted. Given distinct break columns, a row that equals the last row taken in all of these
+/// columns does not count: equal rows must be neighbours to count once.
 class SQXEREXPR_API Median : public SingleResultAggregate {
  public:
   Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -48,13 +47,6 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   XeAutoBuffer<uint8, 1> currRow_;
 
  private:
-  /// The way of a column from the input record into the key row.
-  struct KeyMove {
-    uint32 sourceOffset, sourceNullOffset;
-    uint32 offset, nullOffset;
-    uint32 size;
-  };
-
   void BindKeyRow();
   /// Builds the row's key; false when it is that of the last row taken, which it becomes otherwise.
   bool TakeKey(const unsigned char* record);
@@ -68,7 +60,8 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   uint32 Partition(uint32 lo, uint32 hi);
   void SwapInVirTable(uint32 a, uint32 b) { std::swap(rowArray_[a], rowArray_[b]); }
 
-  std::vector<KeyMove> keyMoves_;
+  /// Fills the key row.
+  XeFieldDataBinder keyBinder_;
 };
 
 }  // namespace sqxer

@@ -35,14 +35,7 @@ void WorkRowAggregate::BindWorkRow(const XeRecordMetaData& input, const XeString
     tempRowMetaData_.AddField(XeUInt4Data, sizeof(uint32), nullable,
                               XeRecordMetaData::exprFieldName_);
   }
-  tempRowMetaData_.SetFieldCount(kValueField + static_cast<int>(sourceMoveFields_.size()));
-  int position = kValueField;
-  for (const uint16 column : sourceMoveFields_) {
-    const XeFieldDescriptor& field = *input.GetFieldDescriptor(column);
-    tempRowMetaData_.DescribleField(position++, field.GetDataType(), field.GetLength(), true,
-                                    field.GetScale(), field.GetCodePage(), field.GetFieldName(), {},
-                                    field.GetUnicodeProperty());
-  }
+  DescribeMovedFields(input, sourceMoveFields_, tempRowMetaData_);
   tempRowMetaData_.GenerateAlignedFieldOffset();
   tempRowSize_ = tempRowMetaData_.GetBinaryRecordSize();
 
