@@ -99,15 +99,16 @@ const TableSchema* Session::FindTable(const XeString& name) { return &FindOrLoad
 void Session::VisitTexts(const XeString& table, std::size_t column,
                          const std::function<void(std::wstring_view)>& visit) {
   const TablePtr found = FindOrLoad(table);
-  const TextColumn texts(found->columns.at(column));
+  TextColumn texts(*found, column);
   for (uint64 row = 0; row < found->rowCount; ++row) {
-    if (!texts.IsNull(row)) visit(texts.Get(row));
+    if (texts.Read(row)) visit(texts.Get());
   }
 }
 
 LookupSourcePtr Session::FindLookup(const XeString& table) {
   TablePtr found = FindOrLoad(table);
-  return found->columns.size() < 2 ? nullptr : std::make_shared<TableLookup>(std::move(found));
+  return found->schema.columns.size() < 2 ? nullptr
+                                          : std::make_shared<TableLookup>(std::move(found));
 }
 
 Session::TablePtr Session::FindOrLoad(const XeString& name) {

@@ -65,11 +65,7 @@ class SurveyPass final : public CsvPass {
  private:
   void TakeValue(std::size_t column, std::optional<std::string_view> text,
                  const RecordPlace&) override {
-    if (text) {
-      columns_->Survey(column, *text);
-    } else {
-      columns_->SurveyNull(column);
-    }
+    if (text) columns_->Survey(column, *text);
   }
 };
 

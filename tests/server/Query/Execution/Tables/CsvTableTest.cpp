@@ -131,23 +131,6 @@ TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
   }
 }
 
-TEST_F(CsvTable, ReservesExactlyWhatTheValuesTake) {
-  std::string content = "i,s,c,n\n";
-  for (int i = 0; i < 5000; ++i) {
-    const std::string text = std::to_string(i);
-    content += text + ",text " + text + "," + text + "," + (i % 7 == 0 ? "" : text + ".5") + "\n";
-  }
-  const Table table = LoadCsvTable(folder_.Write("t.csv", content), ',', L"t",
-                                   ReadDeclaredTypes("c:char(4),n:numeric"), nullptr);
-  EXPECT_EQ(table.rowCount, 5000u);
-  for (const TableColumn& column : table.columns) {
-    EXPECT_EQ(column.values.capacity(), column.values.size());
-    EXPECT_EQ(column.nulls.capacity(), column.nulls.size());
-    EXPECT_EQ(column.offsets.capacity(), column.offsets.size());
-    EXPECT_EQ(column.characters.capacity(), column.characters.size());
-  }
-}
-
 TEST_F(CsvTable, IsFoundByNameAndPath) {
   folder_.Write("Sales.csv", "a\n1\n");
   folder_.Write("tabs.tsv", "a\tb\n1,5\tx\"y\n");
