@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <string_view>
 
 #ifdef __AVX2__
 #include <immintrin.h>
@@ -84,5 +85,15 @@ inline uint64 ByteBlock::FindNonAscii() const {
 inline bool ByteBlock::HasNul() const { return Find('\0') != 0; }
 
 #endif
+
+inline uint64 CountByte(std::string_view text, char byte) {
+  uint64 count = 0;
+  std::size_t at = 0;
+  for (; at + ByteBlock::kBytes <= text.size(); at += ByteBlock::kBytes) {
+    count += static_cast<uint64>(std::popcount(ByteBlock(text.data() + at).Find(byte)));
+  }
+  for (; at < text.size(); ++at) count += text[at] == byte;
+  return count;
+}
 
 }  // namespace sqxer

@@ -96,4 +96,15 @@ void ReadCsvRecord(std::string_view text, uint32 start, char delimiter, bool isL
   record.state = RecordScan(text, start, delimiter, isLast, record).Read();
 }
 
+std::string UnquoteField(std::string_view field) {
+  if (!field.starts_with('"')) return std::string(field);
+  std::string text;
+  for (std::size_t i = 1; i + 1 < field.size(); ++i) {
+    text += field[i];
+    // The second of two marks.
+    if (field[i] == '"') ++i;
+  }
+  return text;
+}
+
 }  // namespace sqxer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -35,5 +36,8 @@ struct CsvRecord {
 /// is the definition; CsvSlicer finds the same faster.
 void ReadCsvRecord(std::string_view text, uint32 start, char delimiter, bool isLast,
                    CsvRecord& record);
+
+/// The text of a field without the marks that quote it.
+std::string UnquoteField(std::string_view field);
 
 }  // namespace sqxer
