@@ -29,6 +29,13 @@ enum TableErrorCode {
   kNoTableInDatabase = 57016,
   kBlobValue = 57017,
   kTooManyColumns = 57018,
+  kFileChanged = 57020,
+  kFileNotUnpacked = 57021,
+  kInvalidEncoding = 57022,
+  kEncodingUnknown = 57023,
+  kHeadersDiffer = 57024,
+  kRecordTooLarge = 57025,
+  kFieldCountOfFirst = 57026,
   kLastFileError = 57099,
 };
 
