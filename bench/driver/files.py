@@ -31,9 +31,7 @@ RUNS = 3
 
 @dataclass
 class Measured:
-    """An engine's runs of one question: the least time, the most memory, the last result; or the
-    error, or why it cannot be asked.
-    """
+    """The runs of one question and the last result; or the error, or why it is not asked."""
 
     cpu_ns: list[int] = field(default_factory=list)
     wall_ns: list[int] = field(default_factory=list)
@@ -153,7 +151,7 @@ def show(results: Sequence[FileResult]) -> None:
 
 def main() -> int:
     options = parser(__doc__, READERS)
-    options.add_argument("--rows", type=count, default=4_000_000)
+    options.add_argument("--rows", type=count, default=4_000_000, help="of the table")
     options.set_defaults(runs=RUNS)
     chosen = options.parse_args()
     results, problems = measure(available(chosen.engines), chosen.rows, chosen.runs)

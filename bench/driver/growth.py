@@ -81,7 +81,9 @@ def judge(result: GrowthQuery, queries: Mapping[str, Query]) -> tuple[str, bool]
 
 def main() -> int:
     options = parser(__doc__, ("sqxer", "duckdb", "handwritten"))
-    options.add_argument("--rows", type=counts, default=SIZES)
+    options.add_argument(
+        "--rows", type=counts, default=SIZES, help="of the tables, parted by commas"
+    )
     chosen = options.parse_args()
     busy = load()
     fastest, problems = measure(available(chosen.engines), chosen.rows, chosen.runs)

@@ -32,8 +32,10 @@ def engines(text: str) -> list[str]:
 def parser(about: str | None, chosen: Sequence[str]) -> argparse.ArgumentParser:
     """With the options that all programs have."""
     options = argparse.ArgumentParser(description=about)
-    options.add_argument("--runs", type=count, default=5)
-    options.add_argument("--engines", type=engines, default=",".join(chosen))
+    options.add_argument("--runs", type=count, default=5, help="of each query")
+    options.add_argument(
+        "--engines", type=engines, default=",".join(chosen), help="parted by commas"
+    )
     options.add_argument("--no-write", action="store_true", help="print the figures only")
     return options
 

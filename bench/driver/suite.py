@@ -84,7 +84,7 @@ def figures(query: Query, results: Mapping[str, Run], rows: int) -> QueryResult:
 
 def main() -> int:
     options = parser(__doc__, tuple(ENGINES))
-    options.add_argument("--rows", type=count, default=4_000_000)
+    options.add_argument("--rows", type=count, default=4_000_000, help="of the table")
     chosen = options.parse_args()
     busy = load()
     names = available(chosen.engines)
