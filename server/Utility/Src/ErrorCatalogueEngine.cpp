@@ -37,6 +37,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57025, 2, "{1} of \"{0}\" has more than 2 GiB: is a quotation left open?"},
       {57026, 4, "{1} of \"{0}\" must have as many fields as the first record, {3}, and not {2}"},
 
+      {57027, 1,
+       "\"{0}\" has been read as far as a statement before wanted it, and cannot be read again"},
+      {57028, 1, "no file matches the pattern: \"{0}\""},
+
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},
       {57102, 2, "a text is longer than the {1} characters of the column \"{0}\""},

@@ -36,6 +36,8 @@ enum TableErrorCode {
   kHeadersDiffer = 57024,
   kRecordTooLarge = 57025,
   kFieldCountOfFirst = 57026,
+  kReadAlready = 57027,
+  kNoFileMatches = 57028,
   kLastFileError = 57099,
 };
 

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "CsvRecord.h"
 #include "VectorBuilder.h"
 
 namespace sqxer {
@@ -23,10 +24,7 @@ class TypedBuilder : public VectorBuilder {
 
   Outcome Append(std::string_view text) final {
     Self().Reserve(1);
-    // Builders read words, so beyond the end of a text.
-    padded_.assign(text);
-    padded_.append(ColumnBuffer::kColumnPadding, '\0');
-    const Outcome outcome = Self().TakeText(std::string_view(padded_.data(), text.size()));
+    const Outcome outcome = Self().TakeText(Pad(std::string(text)));
     if (outcome == Outcome::kTaken) EndValue();
     return outcome;
   }
@@ -59,7 +57,14 @@ class TypedBuilder : public VectorBuilder {
   }
   std::string_view Unquote(std::string_view field) {
     const std::string_view inside = field.substr(1, field.size() - 2);
-    return inside.find('"') == std::string_view::npos ? inside : UnquoteField(field, padded_);
+    return inside.find('"') == std::string_view::npos ? inside : Pad(UnquoteField(field));
+  }
+  /// Builders read words, so beyond the end of a text.
+  std::string_view Pad(std::string text) {
+    const std::size_t size = text.size();
+    padded_ = std::move(text);
+    padded_.append(ColumnBuffer::kColumnPadding, '\0');
+    return {padded_.data(), size};
   }
 
   std::string padded_;

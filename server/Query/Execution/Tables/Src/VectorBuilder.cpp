@@ -75,15 +75,4 @@ ColumnVector VectorBuilder::Take() {
   return vector;
 }
 
-std::string_view UnquoteField(std::string_view field, std::string& scratch) {
-  scratch.clear();
-  for (std::size_t i = 1; i + 1 < field.size(); ++i) {
-    scratch += field[i];
-    if (field[i] == '"') ++i;
-  }
-  const std::size_t size = scratch.size();
-  scratch.append(ColumnBuffer::kColumnPadding, '\0');
-  return {scratch.data(), size};
-}
-
 }  // namespace sqxer

@@ -95,7 +95,4 @@ class VectorBuilder {
   std::vector<ColumnBlock> blocks_;
 };
 
-/// The field's text without its quotation marks. `scratch` holds it where marks were doubled.
-std::string_view UnquoteField(std::string_view field, std::string& scratch);
-
 }  // namespace sqxer

@@ -62,7 +62,7 @@ TEST_F(CsvTable, InfersTypesOverTheWholeFile) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.content);
     Session session = Open(c.content);
-    EXPECT_EQ(TypesOf(*session.FindTable(L"t")), c.types);
+    EXPECT_EQ(TypesOf(*session.FindTable(L"t", {})), c.types);
     EXPECT_EQ(RunSql(session, "SELECT * FROM t"), c.rows);
   }
 }
@@ -75,7 +75,7 @@ TEST_F(CsvTable, ReadsEveryDeclaredType) {
       ",,,,,,,,,,,,,,,,\n",
       "a:bit,b:int1,\"c\":uint1,d:int2,e:uint2,f:int4,g:uint4,h:float,i:double,j:numeric,k:char(3),"
       "l:VARCHAR(3),m:date,n:time,o:timestamp,p:boolean");
-  EXPECT_EQ(TypesOf(*session.FindTable(L"T")),
+  EXPECT_EQ(TypesOf(*session.FindTable(L"T", {})),
             "a bit?, b int1?, c uint1?, d int2?, e uint2?, f int4?, g uint4?, h float?, i double?, "
             "j numeric?, k char(3)?, l varchar(3)?, m date?, n time?, o timestamp?, p boolean?, "
             "q int4?");
