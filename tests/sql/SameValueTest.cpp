@@ -1,6 +1,6 @@
-// A value is the same wherever it stands: every example of the function table is evaluated with each
-// of its literals replaced by values of every type, as a constant, as a parameter and as a column of
-// a one-row table. What the nodes make of it must not depend on which it is.
+// A value is the same wherever it stands: every example of the function table is evaluated with
+// each of its literals replaced by values of every type, as a constant, as a parameter and as a
+// column of a one-row table. What the nodes make of it must not depend on which it is.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -17,8 +17,8 @@
 namespace sqxer::test {
 namespace {
 
-/// A value of a type. `constant` is an expression without columns and parameters; `typed` makes of a
-/// column or a parameter (`@`) of the declared type what the constant is.
+/// A value of a type. `constant` is an expression without columns and parameters; `typed` makes of
+/// a column or a parameter (`@`) of the declared type what the constant is.
 struct TypedValue {
   const char* constant;
   const char* declared;
@@ -105,7 +105,8 @@ std::vector<Template> HolesOf(const std::string& example) {
     const auto start = static_cast<std::size_t>(at->position());
     const std::string before = expression.substr(0, start);
     if (!std::regex_match(at->str(), literal) || before.ends_with("IS ") ||
-        before.ends_with("IS NOT ")) continue;
+        before.ends_with("IS NOT "))
+      continue;
     holes.push_back({before, expression.substr(start + at->str().size())});
   }
   return holes;
@@ -207,8 +208,8 @@ TEST_F(SameValue, BesideValuesOfOtherTypes) {
       "# LIKE ?",
       "REPEAT(IFNULL(?, #), 300)",
   };
-  const char* const kPartners[] = {"c1", "c7",  "c10", "c15", "CAST(c20 AS char(5))",
-                                   "c24", "c31", "c33", "c35", "7",
+  const char* const kPartners[] = {"c1",   "c7",  "c10", "c15", "CAST(c20 AS char(5))",
+                                   "c24",  "c31", "c33", "c35", "7",
                                    "'xy'", "NULL"};
   for (const std::string form : kForms) {
     for (const char* partner : kPartners) {

@@ -84,7 +84,8 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
   FunctionRow modf = Numeric<Modf>(
       "modf", 2, "MODF(a, b)", "Modf", kDouble,
       "Kept for callers that know its result slot: the signed fraction of what stands there, "
-      "divided by a. In SQL nothing stands there, so it is 0. b takes no part, unless it is NULL. a "
+      "divided by a. In SQL nothing stands there, so it is 0. b takes no part, unless it is NULL. "
+      "a "
       "of 0 is an error.",
       "SELECT MODF(1, 2)", "0");
   modf.make = MakeModf;

@@ -187,9 +187,10 @@ TypedExpressionPtr AsEscape(const TypedExpressionPtr& argument) {
       ThrowPlanError(kNotALiteral, escape->position, {L"LIKE", L"escape"});
     return escape;
   }
-  // Its own length counts.
+  // Its own length counts. As a fixed text it is one that the node reads once, as the pattern is.
   PlanConstant constant = escape->constant;
   constant.declared = 0;
+  if (constant.IsText()) constant.type = XeCharData;
   return MakeTypedConstant(constant, escape->position);
 }
 

@@ -11,9 +11,10 @@ namespace sqxer {
 /// types SQL expects beyond the operator's own rules. Each rule changes the arguments in place.
 ///
 /// A NULL or text literal takes the type that its partner needs. Any other constant, NULL of a type
-/// included, is typed as a column of its type would be. A bit counts as an integer. Signed and unsigned integers meet as decimals, because the operators alone would take a negative number
-/// for a large unsigned one; a literal that both types hold takes the partner's type instead. A
-/// count is decimal in arithmetic, so that it can fall below zero.
+/// included, is typed as a column of its type would be. A bit counts as an integer. Signed and
+/// unsigned integers meet as decimals, because the operators alone would take a negative number for
+/// a large unsigned one; a literal that both types hold takes the partner's type instead. A count
+/// is decimal in arithmetic, so that it can fall below zero.
 ///
 /// Errors, at the literal's position: those of reading its text as the partner's type.
 using OperandRule = void (*)(TypedArguments& arguments);

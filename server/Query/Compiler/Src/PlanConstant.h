@@ -18,7 +18,8 @@ struct PlanConstant {
   XeDataType type = XeBoolean;
   /// std::monostate is NULL.
   Value value;
-  /// Of a text, and of NULL as a text: the declared length, where that is more than the value's own.
+  /// Of a text, and of NULL as a text: the declared length, where that is more than the value's
+  /// own.
   uint32 declared = 0;
   /// A literal as it was written. NULL and texts are open to the type of a partner, and a number
   /// takes the form of one that holds it. What was computed, and what a cast names a type for, has
@@ -53,8 +54,8 @@ std::optional<PlanConstant> ConvertConstant(const PlanConstant& constant, XeData
 /// The constant as it would be printed, as a text constant.
 PlanConstant ConstantAsText(const PlanConstant& constant);
 
-/// A new typed constant node. A fixed text becomes a ConstantXeChar, any other text a long one. NULL
-/// is a ConstantTypedNull, but a ConstantNull as a literal.
+/// A new typed constant node. A fixed text becomes a ConstantXeChar, any other text a long one.
+/// NULL is a ConstantTypedNull, but a ConstantNull as a literal.
 std::unique_ptr<RExpression> MakeConstantNode(const PlanConstant& constant);
 /// The value of a bound tree that reads no column. Nothing when its evaluation raises an error: the
 /// tree then stays and raises it again for the row that meets it.

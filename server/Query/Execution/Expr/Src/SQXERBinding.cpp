@@ -174,8 +174,8 @@ BinaryOperator::OperandLengths BinaryOperator::BindOperands(XeAListStream* strea
                                                             MetaDataInfo& info) {
   OperandLengths lengths;
   const auto bind = [&](RExpression*& operand, uint32& length) {
-    const OperandShape shape = BindOperand(operand, stream, replacement, tempMetaDataInfo_, info,
-                                           skipReBindChildren_);
+    const OperandShape shape =
+        BindOperand(operand, stream, replacement, tempMetaDataInfo_, info, skipReBindChildren_);
     length = shape.length;
     info.isNullable_ |= shape.nullable;
     info.objectLength_ = std::max(info.objectLength_, shape.length);

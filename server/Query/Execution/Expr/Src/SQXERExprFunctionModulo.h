@@ -38,8 +38,8 @@ class SQXEREXPR_API Modf final : public NumericValueFunction {
   float64 tempValue1_ = 0;
 };
 
-/// Over Modf, for callers that put nothing into their result slot: it is evaluated into a slot of 0,
-/// and not into one in which some other value or the row before has left something.
+/// Over Modf, for callers that put nothing into their result slot: it is evaluated into a slot of
+/// 0, and not into one in which some other value or the row before has left something.
 class SQXEREXPR_API ModfOfEmptySlot final : public UnaryOperator {
  public:
   explicit ModfOfEmptySlot(Modf* operand) : UnaryOperator(operand) {}

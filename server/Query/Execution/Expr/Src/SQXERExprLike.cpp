@@ -49,8 +49,8 @@ void Like::SetIthOperand(int index, RExpression* operand) { Slot(index) = operan
 void Like::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
   const auto bind = [&](RExpression*& operand) {
-    const OperandShape shape = BindOperand(operand, stream, replacement, tempMetaDataInfo_, info,
-                                           skipReBindChildren_);
+    const OperandShape shape =
+        BindOperand(operand, stream, replacement, tempMetaDataInfo_, info, skipReBindChildren_);
     info.isNullable_ |= shape.nullable;
     return shape.length;
   };

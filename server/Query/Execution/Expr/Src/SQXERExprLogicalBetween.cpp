@@ -167,8 +167,7 @@ void Between::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInf
   replacement = nullptr;
   uint32 lengths[3] = {};
   for (int i = 0; i < 3; ++i) {
-    const OperandShape shape =
-        BindOperand(Slot(i), stream, replacement, info, skipReBindChildren_);
+    const OperandShape shape = BindOperand(Slot(i), stream, replacement, info, skipReBindChildren_);
     lengths[i] = shape.length;
     info.isNullable_ |= shape.nullable;
   }

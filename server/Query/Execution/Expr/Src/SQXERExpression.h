@@ -86,8 +86,8 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   bool GetSkipReBindChildren() const { return skipReBindChildren_; }
   void SetSkipReBindChildren(bool skip) { skipReBindChildren_ = skip; }
 
-  /// What the node told when it was bound in its place, for a node that is built over bound operands
-  /// (GetSkipReBindChildren). One that was not says only that it may be NULL.
+  /// What the node told when it was bound in its place, for a node that is built over bound
+  /// operands (GetSkipReBindChildren). One that was not says only that it may be NULL.
   const OperandShape& GetBoundShape() const { return boundShape_; }
   void SetBoundShape(const OperandShape& shape) { boundShape_ = shape; }
 
@@ -135,9 +135,9 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 
 /// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.
-/// A replacement equal to the node itself is kept. The node that ends up in `slot` remembers what it
-/// told. An ErrorMessage on its way out receives the
-/// operand's source position when it has none. Afterwards `replacement` is null.
+/// A replacement equal to the node itself is kept. The node that ends up in `slot` remembers what
+/// it told. An ErrorMessage on its way out receives the operand's source position when it has none.
+/// Afterwards `replacement` is null.
 SQXEREXPR_API void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                                MetaDataInfo& info);
 

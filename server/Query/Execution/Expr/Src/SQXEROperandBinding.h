@@ -13,8 +13,8 @@ inline int OperandCount(std::size_t operands) {
   return static_cast<int>(std::min<std::size_t>(operands, std::numeric_limits<int16>::max()));
 }
 
-/// What a bound operand told. A parameter, which tells nothing of itself, has the length that it was
-/// declared with.
+/// What a bound operand told. A parameter, which tells nothing of itself, has the length that it
+/// was declared with.
 OperandShape ShapeOf(const RExpression& bound);
 
 /// Binds an operand in `scratch`, a context of its own, for nodes that look at each operand apart:

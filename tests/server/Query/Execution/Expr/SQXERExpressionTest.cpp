@@ -225,13 +225,19 @@ TEST(Binding, OperandsBoundBeforeTellWhatTheyToldThen) {
       [](const Operand& o) { return new LT(o(1), o(0)); },
       [](const Operand& o) { return new Between(o(1), o(2), o(0)); },
       [](const Operand& o) { return new Like(o(0), o(1), o(3)); },
-      [](const Operand& o) { return new In(o(0), {}, {o(1), o(2)}, false); },
+      [](const Operand& o) {
+        return new In(o(0), {}, {o(1), o(2)}, false);
+      },
       [](const Operand& o) { return new Concat(o(0), o(1)); },
       [](const Operand& o) { return new Concat(o(0), o(2)); },
       [](const Operand& o) { return new IfNull(o(0), o(1)); },
-      [](const Operand& o) { return new Coalesce({o(0), o(1)}); },
+      [](const Operand& o) {
+        return new Coalesce({o(0), o(1)});
+      },
       [](const Operand& o) { return new Upper(o(2)); },
-      [](const Operand& o) { return new Replace(o(1), {o(2), o(0)}); },
+      [](const Operand& o) {
+        return new Replace(o(1), {o(2), o(0)});
+      },
       [](const Operand& o) { return new Cast(o(0), XeLongVarCharData, 9, 0); },
       [](const Operand& o) { return new IsNull(o(0)); },
       [](const Operand& o) { return new UnaryMinus(new CharacterLength(o(0))); },
@@ -239,10 +245,9 @@ TEST(Binding, OperandsBoundBeforeTellWhatTheyToldThen) {
   const Operand fresh = [](int field) { return new Extract(field); };
   const Operand bound = [&](int field) { return record.BindOperand(new Extract(field)).release(); };
   const auto describe = [&](RExpression& tree) {
-    const auto value = tree.GetResultDataType() == Bool ? std::to_wstring(*EvalAs<uint8>(tree))
-                       : tree.GetResultDataType() == Int4
-                           ? std::to_wstring(*EvalAs<int32>(tree))
-                           : *EvalText(tree);
+    const auto value = tree.GetResultDataType() == Bool   ? std::to_wstring(*EvalAs<uint8>(tree))
+                       : tree.GetResultDataType() == Int4 ? std::to_wstring(*EvalAs<int32>(tree))
+                                                          : *EvalText(tree);
     return DescribeTree(tree) + value + L" " + std::to_wstring(record.info.objectLength_) +
            (record.info.isNullable_ ? L" nullable" : L"");
   };
