@@ -89,9 +89,10 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 
 - A literal takes the type that its partner needs: `price > 5` compares doubles when `price` is one,
   `day >= '2012-01-31'` compares dates, `amount = '12.5'` numbers. A text that does not read as its
-  partner's type is an error.
+  partner's type is an error. What was cast or computed is no literal: `'12'::text` stays a text, and
+  NULL of a type counts like any value of it.
 - Signed and unsigned integers meet as NUMERIC, so that -1 is below every unsigned number. A
-  constant takes the column's type instead where it can.
+  literal takes its partner's type instead where it can.
 - SUM over integers is NUMERIC, AVG and AVG_ALL over integers are DOUBLE, and COUNT is NUMERIC in
   arithmetic: none of them overflows, is truncated or stops at zero. `--set IntegerAggregates=native`
   keeps the integers of the argument instead.

@@ -40,8 +40,10 @@ XeString NamesOf(WindowForm form) {
 
 /// Any value of a type, as a constant for what is NULL.
 TypedExpressionPtr AnyValue(XeDataType type, int position) {
+  // As a literal, so that a fixed text stays one beside it.
   if (SUXeDataTypeUtility::IsXeTextType(type))
-    return MakeTypedConstant({XeLongVarCharData, XeString()}, position);
+    return MakeTypedConstant({.type = XeLongVarCharData, .value = XeString(), .isLiteral = true},
+                             position);
   const wchar_t* text = L"0";
   if (type == XeBoolean) text = L"false";
   if (type == XeDateData) text = L"2000-01-01";
@@ -127,7 +129,7 @@ void ExpressionTyper::TypeRank(const SqlExpression& expression, const Clause& cl
 TypedExpressionPtr ExpressionTyper::TypeKey(const SqlExpression& expression,
                                             const Clause& clause) const {
   const TypedExpressionPtr key = Type(expression, clause);
-  return key->untypedNull ? ConvertTyped(key, XeInt4Data) : key;
+  return key->IsOpenNull() ? ConvertTyped(key, XeInt4Data) : key;
 }
 
 // A rank lets all rows with a NULL in any key share the last place. That is right for one key whose

@@ -87,10 +87,10 @@ i + 1 FROM t GROUP BY i + 2 => 58008 @7 ;; SUM(i) FROM t GROUP BY 1 => 58006 @30
 i FROM t GROUP BY 2 => 58009 @25 ;; i FROM t ORDER BY -1 => 58009 @25 ;; 1 + s FROM t => 59001 @9
 i FROM t LIMIT i + 1 => 58017 @24 ;; i FROM t OFFSET 1.5 => 58017 @23 ;; '1' + '2' => 59001 @11
 i FROM t LIMIT TRUE => 58017 @22 ;; i FROM t HAVING 1 => 58018 @23 ;; s = i FROM t => 59001 @9
-i = '12' || 'x' FROM t => 58010 @16 ;; i BETWEEN 'a' AND 2 FROM t => 58010 @17
-b = 'maybe' FROM t => 58010 @11 ;; dt = 'nonsense' FROM t => 59172 @12 ;; b = 1 FROM t => 59002 @9
+i = '12' || 'x' FROM t => 59001 @9 ;; i BETWEEN 'a' AND 2 FROM t => 58010 @17
+b = 'maybe' FROM t => 59172 @11 ;; dt = 'nonsense' FROM t => 59172 @12 ;; b = 1 FROM t => 59002 @9
 b <> d FROM t => 59002 @9 ;; i AND b FROM t => 59001 @9 ;; -s FROM t => 59001 @7
-+b FROM t => 59001 @8 ;; s || i FROM t => 59001 @9 ;; RANGE(b) FROM t => 59001 @7
++b FROM t => 59001 @8 ;; s || i FROM t => planned ;; RANGE(b) FROM t => 59001 @7
 MIN(DISTINCT i), MAX(DISTINCT s), RANGE(DISTINCT d) FROM t => planned
 )");
 }

@@ -83,7 +83,7 @@ OperandShape ValueFunction::BindIthOperand(int index, XeAListStream* stream,
                                            RExpression*& replacement, MetaDataInfo& info) {
   RExpression*& slot = Slot(index);
   OperandShape& shape = shapes_[static_cast<std::size_t>(index)];
-  if (!skipReBindChildren_) shape = BindOperand(slot, stream, replacement, info);
+  shape = BindOperand(slot, stream, replacement, info, skipReBindChildren_);
   replacement = nullptr;
   return shape;
 }

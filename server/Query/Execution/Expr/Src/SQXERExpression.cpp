@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "SQXEROperandBinding.h"
+
 namespace sqxer {
 
 void MetaDataInfo::Initialize() {
@@ -74,6 +76,7 @@ void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replac
     slot = replacement;
   }
   replacement = nullptr;
+  slot->SetBoundShape({info.objectLength_, info.isNullable_});
 }
 
 std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root, XeAListStream* stream,
@@ -98,7 +101,13 @@ UnaryOperator::UnaryOperator(RExpression* operand, XeDataType resultType)
 UnaryOperator::~UnaryOperator() { delete only_; }
 
 void UnaryOperator::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  if (!skipReBindChildren_) BindInPlace(only_, stream, replacement, info);
+  if (skipReBindChildren_) {
+    const OperandShape shape = ShapeOf(*only_);
+    info.objectLength_ = shape.length;
+    info.isNullable_ = shape.nullable;
+  } else {
+    BindInPlace(only_, stream, replacement, info);
+  }
   replacement = nullptr;
   info.fieldName_ = XeRecordMetaData::exprFieldName_;
   resultDataType_ = only_->GetResultDataType();

@@ -40,6 +40,12 @@ struct SQXEREXPR_API MetaDataInfo {
   void AddParametersOf(const MetaDataInfo& operand);
 };
 
+/// What an operand told the node that bound it.
+struct OperandShape {
+  uint32 length = 0;
+  bool nullable = false;
+};
+
 /// A node of an expression tree: built with its operands attached, bound once to a record layout,
 /// then evaluated once per row. A node owns its operands. One tree is used by one thread at a time.
 class SQXEREXPR_API RExpression : public XeGatewayObject {
@@ -80,6 +86,11 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   bool GetSkipReBindChildren() const { return skipReBindChildren_; }
   void SetSkipReBindChildren(bool skip) { skipReBindChildren_ = skip; }
 
+  /// What the node told when it was bound in its place, for a node that is built over bound
+  /// operands (GetSkipReBindChildren). One that was not says only that it may be NULL.
+  const OperandShape& GetBoundShape() const { return boundShape_; }
+  void SetBoundShape(const OperandShape& shape) { boundShape_ = shape; }
+
   /// Byte offset in the SQL text of what the node stands for (ErrorMessage::kNoPosition when not
   /// known). A replacement inherits it, and errors raised by the node carry it.
   int GetSourcePosition() const { return sourcePosition_; }
@@ -119,12 +130,14 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 
  private:
   int sourcePosition_ = ErrorMessage::kNoPosition;
+  OperandShape boundShape_{0, true};
 };
 
 /// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.
-/// A replacement equal to the node itself is kept. An ErrorMessage on its way out receives the
-/// operand's source position when it has none. Afterwards `replacement` is null.
+/// A replacement equal to the node itself is kept. The node that ends up in `slot` remembers what
+/// it told. An ErrorMessage on its way out receives the operand's source position when it has none.
+/// Afterwards `replacement` is null.
 SQXEREXPR_API void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                                MetaDataInfo& info);
 
@@ -146,7 +159,8 @@ class SQXEREXPR_API UnaryOperator : public RExpression {
   UnaryOperator(RExpression* operand, XeDataType resultType);
   ~UnaryOperator() override;
 
-  /// Binds the operand with the caller's own `info` and takes over its type.
+  /// Binds the operand with the caller's own `info` and takes over its type. One that is bound
+  /// already tells again what it told then.
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   RExprType GetExpressionType() override { return kUnaryExpression; }
