@@ -30,6 +30,7 @@ enum EngineErrorCode {
   kBlobValue = 57017,
   kTooManyColumns = 57018,
   kParameterUnreadable = 57019,
+  kFileChanged = 57020,
   kLastFileError = 57099,
 
   kBadStatus = 57100,
