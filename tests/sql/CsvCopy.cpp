@@ -7,6 +7,7 @@
 #include "CsvTable.h"
 #include "Session.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
 #include "server/Query/Execution/Engine/TemporaryFolder.h"
 
 namespace sqxer::test {

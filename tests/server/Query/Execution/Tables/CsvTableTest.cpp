@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "CsvTable.h"
-#include "SessionTesting.h"
 #include "ValueReader.h"
+#include "server/Query/Execution/Engine/SessionTesting.h"
 
 namespace sqxer::test {
 namespace {

@@ -33,8 +33,8 @@ class CsvPass : public CsvRecordSink {
       if (fields_ == 0 && count > 1) return;
       if (fields_ == 0) Field(std::nullopt, place);
       if (fields_ != count) {
-        ThrowEngineError(kFieldCount, {Wide(file_), place.Text(), std::to_wstring(fields_),
-                                       std::to_wstring(count)});
+        ThrowTableError(kFieldCount, {Wide(file_), place.Text(), std::to_wstring(fields_),
+                                      std::to_wstring(count)});
       }
       ++rows_;
     }
@@ -93,7 +93,7 @@ Table LoadInTwoPasses(const std::string& path, uint64 size, char delimiter, cons
   std::optional<TableColumns> columns;
   SurveyPass survey(path, declared, columns);
   ReadCsvFile(path, delimiter, survey, progress, 0, 2 * size);
-  if (!columns) ThrowEngineError(kFileEmpty, {Wide(path)});
+  if (!columns) ThrowTableError(kFileEmpty, {Wide(path)});
   columns->BeginLoad(survey.GetRows());
   LoadPass load(path, declared, columns);
   ReadCsvFile(path, delimiter, load, progress, size, 2 * size);
@@ -112,7 +112,7 @@ Table LoadCsvTable(const std::string& path, char delimiter, const XeString& name
     // What is wrong with a mixture of two files is not to be looked for in either.
     if (GetFileState(path) == before) throw;
   }
-  ThrowEngineError(kFileChanged, {Wide(path)});
+  ThrowTableError(kFileChanged, {Wide(path)});
 }
 
 }  // namespace sqxer
