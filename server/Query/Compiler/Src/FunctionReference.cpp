@@ -31,6 +31,10 @@ is refused by name.
 
 - A table is a name or a quoted path: `FROM "data/sales.csv"`. Without FROM a SELECT is evaluated
   once, over no columns.
+- A column of a CSV file takes the first of these types that all its values have: BOOLEAN (`true` and
+  `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
+  TIME; else it is text. Where `t` and `f` are marks of something else, name the type:
+  `--schema 'sales=mark:varchar(1)'`.
 - An item is an expression, `*` or `name.*`. Column names are found exactly as spelled, else without
   regard to letter case; quote a name with blanks or capitals that matter: `"Cost Repair"`.
 - A key is an expression, an alias, or a position in the select list. ORDER BY looks for aliases
@@ -41,9 +45,9 @@ is refused by name.
   aggregate with several results appends to that name.
 
 - `$1`, `$2`, ... are the values of `--param`, the first one `$1`. `--param int4:5` gives a type, with
-  the types of `--schema`; without one the value takes the type that a CSV column of it would have. An
-  empty value is NULL, except that `varchar:` is the empty text. Parameters of the types DATE and TIME
-  compute as TIMESTAMP (a time on 1900-01-01).
+  the types of `--schema`; without one the value takes the type that a CSV column of it would have,
+  except that `t` and `f` are texts. An empty value is NULL, except that `varchar:` is the empty text.
+  Parameters of the types DATE and TIME compute as TIMESTAMP (a time on 1900-01-01).
 
 ## Windows
 

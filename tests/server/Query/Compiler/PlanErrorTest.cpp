@@ -18,6 +18,26 @@ EXPLAIN DELETE FROM t => 58002 @0: only SELECT and EXPLAIN SELECT are understood
   EXPECT_EQ(ErrorOf("SELECT '\xff'"), "58001 @0: the statement is not valid UTF-8");
 }
 
+TEST(PlanError, CommentsCostNoMoreThanTheirLength) {
+  const auto times = [](std::size_t count, std::string_view text) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  // Each takes minutes where all signs are looked at again for each comment.
+  constexpr std::size_t kMany = 100'000;
+  EXPECT_EQ(ErrorOf("SELECT " + times(kMany, "/*") + times(kMany, "*/") + " 1"), "planned");
+  EXPECT_EQ(ErrorOf("SELECT " + times(kMany, "/**/") + times(kMany, "/*\u00e9*/\n") + " x"),
+            "58022 @1100008: there is no column without a table, add FROM: \"x\"");
+  EXPECT_EQ(ErrorOf("SELECT 1 /* \u00e9 */ " + times(kMany, "/*")),
+            "58001 @18: unterminated /* comment at or near \"/*\"");
+  const std::string tooLarge =
+      ": the statement is too large, one may have this many levels, nodes or columns: 1000";
+  EXPECT_EQ(ErrorOf("SELECT " + times(kMany, "+") + "1"), "58005 @1007" + tooLarge);
+  EXPECT_EQ(ErrorOf("SELECT 1" + times(kMany, "/**/+") + "1"), "58005 @1011" + tooLarge);
+  EXPECT_EQ(SplitStatements(times(kMany, "/*;*/") + "SELECT 1;" + times(kMany, "+")).size(), 1u);
+}
+
 // The grammar's library cuts names after 63 bytes.
 TEST(PlanError, LongNamesStayWhole) {
   const std::string name(100, 'X');

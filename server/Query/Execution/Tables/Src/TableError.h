@@ -29,6 +29,7 @@ enum TableErrorCode {
   kNoTableInDatabase = 57016,
   kBlobValue = 57017,
   kTooManyColumns = 57018,
+  kFileChanged = 57020,
   kLastFileError = 57099,
 };
 
