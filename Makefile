@@ -2,7 +2,7 @@
 JOBS ?= $(shell nproc)
 SQXER := build/release/bin/sqxer
 
-.PHONY: run test build configure dependencies sanitize bench bench-growth bench-micro \
+.PHONY: run test build configure dependencies sanitize clang bench bench-growth bench-micro \
         bench-suite bench-windows format format-check tidy docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -28,6 +28,13 @@ sanitize: dependencies
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
+
+## Everything, the benchmarks too, with clang, and the tests.
+clang:
+	@cmake/dependencies.sh clang-16 libbenchmark-dev
+	@cmake --preset clang >/dev/null
+	cmake --build --preset clang -j $(JOBS)
+	ctest --preset clang -j $(JOBS)
 
 ## Whole queries beside DuckDB, ClickHouse, SQLite and loops written by hand (ROWS=N: another table);
 ## docs/performance.md then shows the figures.
