@@ -158,8 +158,8 @@ XeString Cast::ValueText() const {
 }
 
 void Cast::RaiseOutOfRange() const {
-  RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_),
-                     ValueText()});
+  RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_)},
+             ValueText());
 }
 
 }  // namespace sqxer

@@ -1,5 +1,6 @@
 #include "SQXERExprFunctionNumeric.h"
 
+#include "SQXEROpsCast.h"
 #include "SQXEROpsConvert.h"
 #include "SQXEROpsTrigonometric.h"
 #include "Utility/SystemUtility.h"
@@ -37,7 +38,9 @@ RExprReturn Pow::EvalNumeric(void* out) {
   AtSourcePosition([&] {
     float64 power = base.asDouble();
     PowAsDouble(power, tempValue_);
-    *static_cast<VelmarNumber*>(out) = VelmarNumber(power);
+    // Decimals end long before doubles do.
+    if (!CastFloat64ToNumber::Apply(power, *static_cast<VelmarNumber*>(out))) [[unlikely]]
+      SUGThrow(ErrorMessage(kOverflow, {PowOp::kName, VelmarNumber::velmarnumberMax.asString()}));
   });
   return kTrue;
 }

@@ -44,15 +44,16 @@ void RExpression::CheckDataTypeAndThrowError(const RExpression* operand,
   }
 }
 
-void RExpression::RaiseError(int code, std::vector<XeString> arguments,
+void RExpression::RaiseError(int code, std::vector<XeString> arguments, const XeString& value,
                              std::source_location where) const {
-  ErrorMessage error(code, std::move(arguments));
+  ErrorMessage error(code, std::move(arguments), value);
   error.SetSourcePosition(sourcePosition_);
   SUGThrow(std::move(error), where);
 }
 
 void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                  MetaDataInfo& info) {
+  if (slot == nullptr) XeLogicError("an operand is null where the node needs one");
   replacement = nullptr;
   try {
     slot->Bind(stream, replacement, info);

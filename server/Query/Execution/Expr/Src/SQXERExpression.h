@@ -96,8 +96,9 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
                                          const XeString& operatorName);
 
  protected:
-  /// Raises an error at this node's place in the SQL.
+  /// Raises an error at this node's place in the SQL. `value`: see ErrorMessage.
   [[noreturn]] void RaiseError(int code, std::vector<XeString> arguments,
+                               const XeString& value = {},
                                std::source_location where = std::source_location::current()) const;
   /// Calls an op that may raise errors of its own and gives them this node's place in the SQL.
   template <class Function>
