@@ -76,6 +76,8 @@ Cast::Cast(RExpression* operand, XeDataType to, int precision, int scale, const 
       dateTimeFormat_(format) {}
 
 bool Cast::IsOperandNullConstant() const {
+  // It is asked before the operand is bound.
+  if (only_ == nullptr) XeLogicError("a cast without an operand is bound");
   return only_->GetExpressionType() == kConstantNullExpression;
 }
 

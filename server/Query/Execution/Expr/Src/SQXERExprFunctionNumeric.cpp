@@ -56,8 +56,8 @@ RExprReturn Sign::Eval(void* out) {
   return retCode_;
 }
 
-void Pi::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  BindMathFunctionsReturningDouble(stream, replacement, info);
+void Pi::Bind(XeAListStream*, RExpression*& replacement, MetaDataInfo& info) {
+  BindWithoutOperand(replacement, info);
 }
 
 RExprReturn Pi::Eval(void* out) {
@@ -66,6 +66,7 @@ RExprReturn Pi::Eval(void* out) {
 }
 
 void Rand::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  if (operand_ == nullptr) return BindWithoutOperand(replacement, info);
   BindMathFunctionsReturningDouble(stream, replacement, info);
 }
 

@@ -1,9 +1,26 @@
 #include "SQXERExpression.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
+#include "SQXERExprParam.h"
+
 namespace sqxer {
+
+namespace {
+
+/// Whether a node below this one, or itself, is in `met` already. Adds them all.
+bool HasSharedNode(RExpression& node, std::unordered_set<const RExpression*>& met) {
+  if (!met.insert(&node).second) return true;
+  for (int i = 0; i < node.GetOperandCount(); ++i) {
+    RExpression* const operand = node.GetIthOperand(i);
+    if (operand != nullptr && HasSharedNode(*operand, met)) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 void MetaDataInfo::Initialize() {
   objectLength_ = 0;
@@ -75,11 +92,21 @@ void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replac
     slot = replacement;
   }
   replacement = nullptr;
+  if (const auto* parameter = dynamic_cast<const Param*>(slot)) {
+    info.paramDescriptorArray_.push_back(parameter->GetFieldDescriptor());
+    info.paramExpressions_.push_back(slot);
+  }
 }
 
 std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root, XeAListStream* stream,
                                       MetaDataInfo& info) {
   info.Initialize();
+  if (root == nullptr) XeLogicError("a tree without a root is bound");
+  if (std::unordered_set<const RExpression*> met; HasSharedNode(*root, met)) {
+    // It cannot be deleted either: a node has one owner.
+    (void)root.release();
+    XeLogicError("a node is an operand twice");
+  }
   root->SetIsRootNode(true);
   RExpression* slot = root.get();
   RExpression* replacement = nullptr;

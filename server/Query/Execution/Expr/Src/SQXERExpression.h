@@ -30,7 +30,8 @@ struct SQXEREXPR_API MetaDataInfo {
   XeString fieldName_;
   XeString aliasName_;
   int16 scale_ = 0;
-  /// The query parameters met while binding, described, and their nodes (not owned).
+  /// The query parameters met while binding, one entry for each node: its field in the parameter
+  /// block, and the node (not owned, there as long as the bound tree).
   std::vector<XeFieldDescriptorRef> paramDescriptorArray_;
   std::vector<RExpression*> paramExpressions_;
 
@@ -125,12 +126,14 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 /// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.
 /// A replacement equal to the node itself is kept. An ErrorMessage on its way out receives the
-/// operand's source position when it has none. Afterwards `replacement` is null.
+/// operand's source position when it has none. Afterwards `replacement` is null. A query parameter
+/// is added to `info`. No node at all in `slot` is a broken invariant.
 SQXEREXPR_API void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                                MetaDataInfo& info);
 
 /// Binds the root of a tree and returns the tree to use from now on. The root is marked as one, so
 /// a column that is the whole expression keeps its stored width. On a throw the tree is destroyed.
+/// A node that stands in the tree twice is a broken invariant.
 SQXEREXPR_API std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root,
                                                     XeAListStream* stream, MetaDataInfo& info);
 
