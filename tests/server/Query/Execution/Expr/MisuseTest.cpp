@@ -48,6 +48,7 @@ TEST(Misuse, AnOperandIsMissing) {
       []() -> RExpression* { return new Mod(nullptr, {One()}); },
       []() -> RExpression* { return new Round(nullptr, {One()}); },
       []() -> RExpression* { return new Upper(nullptr); },
+      []() -> RExpression* { return new DictLookup(One(), {}, nullptr, nullptr); },
       []() -> RExpression* { return new Repeat(Text(), {nullptr}); },
   };
   for (auto* const make : kNodes) {
@@ -143,8 +144,8 @@ const Kind kKinds[] = {
     {"Correlation", &MakePair<Correlation>},
     {"Regression", &MakePair<Regression>},
     {"Percentile", &MakePercentile},
-    {"Ntile", &MakeNtile},
-    {"Rank", &MakeRank, kHeld},
+    {"Ntile", &MakeNtile, kSlid},
+    {"Rank", &MakeRank, {"CF", "F", "ICFF", "ICFC", "O", "IO"}},
     {"Top", &MakeTop},
     {"BinsOfWidth", &MakeBin<BinKind::kRegular>},
     {"BinsOfDepth", &MakeBin<BinKind::kEqualDepth>, kHeld},
