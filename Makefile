@@ -6,8 +6,8 @@ SQXER := build/release/bin/sqxer
 DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 
-.PHONY: run test build configure dependencies sanitize bench bench-files bench-growth bench-micro \
-        bench-suite bench-windows format format-check python-check tidy docs install clean
+.PHONY: run test build configure dependencies sanitize clang bench bench-files bench-growth \
+        bench-micro bench-suite bench-windows format format-check python-check tidy docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -32,6 +32,13 @@ sanitize: dependencies
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
+
+## Everything, the benchmarks too, with clang, and the tests.
+clang:
+	@cmake/dependencies.sh clang-16 libbenchmark-dev
+	@cmake --preset clang >/dev/null
+	cmake --build --preset clang -j $(JOBS)
+	ctest --preset clang -j $(JOBS)
 
 ## Whole queries beside DuckDB, ClickHouse, Polars, SQLite and loops written by hand, then whole
 ## processes from file to answer (ROWS=N: another table); docs/performance.md then shows the figures.

@@ -9,6 +9,18 @@
 namespace sqxer::test {
 namespace {
 
+// The compiler's macro tells that the libraries use it, too.
+#ifdef __AVX2__
+TEST_F(Command, TellsThatTheProcessorIsTooOld) {
+  // What the loader masks is missing to the check as well.
+  const Result result = Shell("GLIBC_TUNABLES=glibc.cpu.hwcaps=-AVX2 sqxer 'SELECT 1'");
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err.find("sqxer: this processor lacks instructions of the level x86-64-v"), 0u)
+      << result.err;
+}
+#endif
+
 TEST_F(Command, PrintsEveryFormat) {
   folder_.Write("t.csv",
                 "n,text,d,b,day\n1,plain,0.1,true,2012-01-31\n"

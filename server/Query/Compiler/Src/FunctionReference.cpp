@@ -126,6 +126,14 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | `SUM(x) OVER (ROWS n PRECEDING)` | of the last n + 1 values that are not NULL | of the last n + 1 rows |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `NTILE(n)` | tiles are parted by quantiles of the values: equal values share one, and sizes differ | tiles of as many rows each |
+| `LENGTH('ab  ')` | 2, without the blanks at the end; CHAR_LENGTH counts them | 4 |
+| `OCTET_LENGTH('ab')`, `BIT_LENGTH('ab')` | 8, 64: four bytes a character | PostgreSQL gives 2 and 16 |
+| `TRIM('xy' FROM s)`, `LTRIM(s, 'xy')` | an error: one character at a time | each of the characters is removed |
+| `EXTRACT(week FROM d)` | week 1 holds January 1st, and the others start on the first day of the week | PostgreSQL counts ISO weeks: 2012-01-01 is in week 52 |
+| `EXTRACT(dow FROM d)` | 1 to 7 from Sunday | PostgreSQL gives 0 to 6 from Sunday |
+| `ROUND(-2.5)` | -2: halves go up | PostgreSQL gives -3 |
+| `ROUND(x)` of a NUMERIC | a double, so 17 digits | PostgreSQL stays exact |
+| `day = 'x'`, `flag = 'x'` | an error of the statement, also over no rows | SQLite compares with the text |
 | NULL in ORDER BY, also in windows | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
 )";
 

@@ -379,8 +379,11 @@ void PrepareSubString(TypedArguments& arguments) {
 
 std::size_t ReadWord(const TypedExpression& argument, const wchar_t* what,
                      std::span<const wchar_t* const> words) {
-  const XeString text = argument.IsTextConstant() ? std::get<XeString>(argument.constant.value)
-                                                  : XeString(L"a computed value");
+  XeString text = L"a computed value";
+  if (argument.IsConstant()) {
+    text = argument.constant.IsNull() ? XeString(L"NULL")
+                                      : std::get<XeString>(ConstantAsText(argument.constant).value);
+  }
   XeString accepted;
   for (std::size_t i = 0; i < words.size(); ++i) {
     if (argument.IsTextConstant() && BaseStringUtil::IsCaseInsensitiveMatch(words[i], text))

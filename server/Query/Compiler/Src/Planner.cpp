@@ -44,7 +44,6 @@ class Planner {
           const QueryParameters& parameters)
       : sql_(sql),
         select_(select),
-        catalog_(catalog),
         scope_(OpenTable(select, catalog)),
         json_(select, scope_, catalog),
         parameters_(parameters),
@@ -250,7 +249,6 @@ class Planner {
 
   const std::string& sql_;
   const SqlSelect& select_;
-  Catalog& catalog_;
   NameScope scope_;
   JsonColumns json_;
   const QueryParameters& parameters_;

@@ -196,10 +196,10 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
        PrepareAs<'t', 'n'>, MakeFunction<Right>);
   text("space", 1, "SPACE(n)", "Space", "a number", kLongText, "So many blanks, at most 255.",
        "SELECT 'a' || SPACE(2) || 'b'", "a  b", PrepareAs<'w'>, MakeFunction<Space>);
-  text(
-      "repeat", 2, "REPEAT(s, n)", "Repeat", "a text and a number", kLongText,
-      "The text n times, cut to four times its declared length, or 255 characters if that is more.",
-      "SELECT REPEAT('ab', 3)", "ababab", PrepareAs<'t', 'w'>, MakeFunction<Repeat>);
+  text("repeat", 2, "REPEAT(s, n)", "Repeat", "a text and a number", kLongText,
+       "The text n times, cut to four times the length that s can have (that of a literal, of the "
+       "longest text of a column), or to 255 characters if that is more.",
+       "SELECT REPEAT('ab', 3)", "ababab", PrepareAs<'t', 'w'>, MakeFunction<Repeat>);
   text("chr", 1, "CHR(n)", "Char", "a number", kLongText,
        "The character of a code, as one byte of the server's code page (ISO 8859-1).",
        "SELECT CHR(65)", "A", PrepareAs<'w'>, MakeChr);

@@ -70,7 +70,7 @@ SELECT 1 GROUP BY DISTINCT i => @9 GROUP BY DISTINCT ;; SELECT DISTINCT ON (i) i
 SELECT 1 FOR UPDATE => @9 FOR UPDATE or FOR SHARE ;; SELECT 1 = ANY ($1) => @9 ANY or ALL of an array
 SELECT 1 ORDER BY 1 FETCH FIRST 2 ROWS WITH TIES => @44 WITH TIES
 SELECT i FROM t a(x) => @14 other names for a table's columns
-SELECT i FROM a.csv => @14 a schema before the table's name (quote a path: "a.csv")
+SELECT i FROM a.csv => @14 a schema before the table's name (quote a path: "a.csv", or with a table of SQLite: "a.db:csv")
 SELECT 1 ORDER BY 1 USING < => @26 ORDER BY USING ;; SELECT a.UPPER('x') => @7 a schema before a function
 SELECT i BETWEEN SYMMETRIC 1 AND 2 => @9 BETWEEN SYMMETRIC
 SELECT TIME(3) '10:00' => @7 a precision or array bounds of this type

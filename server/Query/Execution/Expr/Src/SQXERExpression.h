@@ -30,7 +30,8 @@ struct SQXEREXPR_API MetaDataInfo {
   XeString fieldName_;
   XeString aliasName_;
   int16 scale_ = 0;
-  /// The query parameters met while binding, described, and their nodes (not owned).
+  /// The query parameters met while binding, one entry for each node: its field in the parameter
+  /// block, and the node (not owned, there as long as the bound tree).
   std::vector<XeFieldDescriptorRef> paramDescriptorArray_;
   std::vector<RExpression*> paramExpressions_;
 
@@ -107,8 +108,9 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
                                          const XeString& operatorName);
 
  protected:
-  /// Raises an error at this node's place in the SQL.
+  /// Raises an error at this node's place in the SQL. `value`: see ErrorMessage.
   [[noreturn]] void RaiseError(int code, std::vector<XeString> arguments,
+                               const XeString& value = {},
                                std::source_location where = std::source_location::current()) const;
   /// Calls an op that may raise errors of its own and gives them this node's place in the SQL.
   template <class Function>
@@ -137,12 +139,14 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.
 /// A replacement equal to the node itself is kept. The node that ends up in `slot` remembers what
 /// it told. An ErrorMessage on its way out receives the operand's source position when it has none.
-/// Afterwards `replacement` is null.
+/// Afterwards `replacement` is null. A query parameter is added to `info`. No node at all in `slot`
+/// is a broken invariant.
 SQXEREXPR_API void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                                MetaDataInfo& info);
 
 /// Binds the root of a tree and returns the tree to use from now on. The root is marked as one, so
 /// a column that is the whole expression keeps its stored width. On a throw the tree is destroyed.
+/// A node that stands in the tree twice is a broken invariant.
 SQXEREXPR_API std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root,
                                                     XeAListStream* stream, MetaDataInfo& info);
 
