@@ -17,6 +17,9 @@
 namespace sqxer {
 namespace {
 
+/// How often progress is told while texts are looked through.
+constexpr uint64 kRowsPerCall = 1024;
+
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
@@ -101,6 +104,7 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
   const TablePtr found = FindOrLoad(table);
   const TextColumn texts(found->columns.at(column));
   for (uint64 row = 0; row < found->rowCount; ++row) {
+    if (row % kRowsPerCall == 0 && loadProgress_ != nullptr) loadProgress_(row, found->rowCount);
     if (!texts.IsNull(row)) visit(texts.Get(row));
   }
 }
@@ -151,10 +155,10 @@ Table Session::Load(const XeString& name, const std::string& path) const {
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
   if (parsed.kind == TablePath::Kind::kDatabase) {
-    return LoadSqliteTable(parsed.file, parsed.table, name, declared);
+    return LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_);
   }
   const char delimiter = parsed.kind == TablePath::Kind::kTsv ? '\t' : ',';
-  return LoadCsvTable(parsed.file, delimiter, name, declared, progress_);
+  return LoadCsvTable(parsed.file, delimiter, name, declared, loadProgress_);
 }
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
@@ -171,8 +175,8 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SpillMeter meter(timing_.spilledBytes);
   if (explain) return SendLines(query.Describe(), sink);
   NullSink nobody;
-  for (int i = 1; i < repeat; ++i) query.Run(nobody);
-  query.Run(sink);
+  for (int i = 1; i < repeat; ++i) query.Run(nobody, runProgress_);
+  query.Run(sink, runProgress_);
 }
 
 }  // namespace sqxer

@@ -12,6 +12,8 @@
 #include <new>
 #include <vector>
 
+#include "Utility/SystemUtility.h"
+
 namespace sqxer {
 namespace {
 
@@ -27,20 +29,22 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 class InputFile {
  public:
   explicit InputFile(const std::string& path)
-      : path_(path), file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+      : path_(path),
+        file_(SystemUtility::KeepOffStandardStreams(open(path.c_str(), O_RDONLY | O_CLOEXEC))) {
     if (file_ < 0) ThrowNotReadable(path, errno);
   }
   ~InputFile() { close(file_); }
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  uint64 GetSize() const {
+  FileState GetState() const {
     struct stat status;
     if (fstat(file_, &status) != 0) ThrowNotReadable(path_, errno);
     if (S_ISDIR(status.st_mode)) ThrowNotReadable(path_, EISDIR);
     // Types are inferred in a pass of their own, so the file is read twice.
     if (!S_ISREG(status.st_mode)) ThrowNotReadable(path_, ESPIPE);
-    return static_cast<uint64>(status.st_size);
+    return {status.st_dev, status.st_ino, static_cast<uint64>(status.st_size),
+            status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
   }
 
   /// Fills the block, but for the end of the file.
@@ -175,7 +179,7 @@ class RecordParser {
 
 }  // namespace
 
-uint64 GetFileSize(const std::string& path) { return InputFile(path).GetSize(); }
+FileState GetFileState(const std::string& path) { return InputFile(path).GetState(); }
 
 void ReadCsvFile(const std::string& path, char delimiter, CsvRecordSink& sink,
                  LoadProgress progress, uint64 doneBefore, uint64 total) {

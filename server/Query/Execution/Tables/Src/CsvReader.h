@@ -30,7 +30,16 @@ class CsvRecordSink {
 void ReadCsvFile(const std::string& path, char delimiter, CsvRecordSink& sink,
                  LoadProgress progress, uint64 doneBefore, uint64 total);
 
-/// Bytes in a file. Error 57002 (file, reason) when it cannot be read or is a folder.
-uint64 GetFileSize(const std::string& path);
+/// What a file is by its path: another file of that name, or one that was written to, differs.
+struct FileState {
+  uint64 device;
+  uint64 number;
+  uint64 size;
+  int64 changedSeconds;
+  int64 changedNanoseconds;
+  bool operator==(const FileState&) const = default;
+};
+/// Error 57002 (file, reason) when it cannot be read or is a folder.
+FileState GetFileState(const std::string& path);
 
 }  // namespace sqxer

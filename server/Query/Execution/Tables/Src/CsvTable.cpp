@@ -88,11 +88,8 @@ class LoadPass final : public CsvPass {
   }
 };
 
-}  // namespace
-
-Table LoadCsvTable(const std::string& path, char delimiter, const XeString& name,
-                   const DeclaredTypes& declared, LoadProgress progress) {
-  const uint64 size = GetFileSize(path);
+Table LoadInTwoPasses(const std::string& path, uint64 size, char delimiter, const XeString& name,
+                      const DeclaredTypes& declared, LoadProgress progress) {
   std::optional<TableColumns> columns;
   SurveyPass survey(path, declared, columns);
   ReadCsvFile(path, delimiter, survey, progress, 0, 2 * size);
@@ -101,6 +98,21 @@ Table LoadCsvTable(const std::string& path, char delimiter, const XeString& name
   LoadPass load(path, declared, columns);
   ReadCsvFile(path, delimiter, load, progress, size, 2 * size);
   return columns->Take(name, load.GetRows());
+}
+
+}  // namespace
+
+Table LoadCsvTable(const std::string& path, char delimiter, const XeString& name,
+                   const DeclaredTypes& declared, LoadProgress progress) {
+  const FileState before = GetFileState(path);
+  try {
+    Table table = LoadInTwoPasses(path, before.size, delimiter, name, declared, progress);
+    if (GetFileState(path) == before) return table;
+  } catch (const ErrorMessage&) {
+    // What is wrong with a mixture of two files is not to be looked for in either.
+    if (GetFileState(path) == before) throw;
+  }
+  ThrowTableError(kFileChanged, {Wide(path)});
 }
 
 }  // namespace sqxer

@@ -15,7 +15,8 @@ namespace sqxer {
 /// Errors, with the line where the first bad record starts: those of ReadCsvFile and
 /// ColumnBuilder::Append, 57003 (file) without a header, 57004 (file, place, fields, columns),
 /// 57009 (file, column) for a name that occurs twice, 57013 (file, column) for a declared column
-/// that the file has not, 57018 (file, columns).
+/// that the file has not, 57018 (file, columns), 57020 (file) for a file that changes, or another
+/// one in its place, while it is read.
 Table LoadCsvTable(const std::string& path, char delimiter, const XeString& name,
                    const DeclaredTypes& declared, LoadProgress progress);
 
