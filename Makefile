@@ -6,8 +6,9 @@ SQXER := build/release/bin/sqxer
 DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 
-.PHONY: run test build configure dependencies sanitize bench bench-files bench-growth bench-micro \
-        bench-suite bench-windows format format-check python-check tidy docs install clean
+.PHONY: run test build configure dependencies sanitize clang bench bench-files bench-growth \
+        bench-micro bench-suite bench-windows fuzz-reader format format-check python-check tidy \
+        docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -32,6 +33,13 @@ sanitize: dependencies
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
+
+## Everything, the benchmarks too, with clang, and the tests.
+clang:
+	@cmake/dependencies.sh clang-16 libbenchmark-dev
+	@cmake --preset clang >/dev/null
+	cmake --build --preset clang -j $(JOBS)
+	ctest --preset clang -j $(JOBS)
 
 ## Whole queries beside DuckDB, ClickHouse, Polars, SQLite and loops written by hand, then whole
 ## processes from file to answer (ROWS=N: another table); docs/performance.md then shows the figures.
@@ -71,6 +79,17 @@ bench-micro:
 	@cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bin/sqxer_bench
+
+## Random texts through the fast reader of records and the plain one (SECONDS=N: how long), with the
+## sanitizers and without.
+fuzz-reader:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@for preset in fuzz fuzz-sanitize; do \
+	  cmake --preset $$preset >/dev/null && \
+	  cmake --build --preset $$preset -j $(JOBS) --target csv_slicer_fuzz && \
+	  build/$$preset/bin/csv_slicer_fuzz -max_total_time=$(or $(SECONDS),60) -max_len=512 \
+	    -dict=fuzz/csv.dict -print_final_stats=1 || exit 1; \
+	done
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 

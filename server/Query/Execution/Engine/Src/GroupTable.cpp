@@ -115,6 +115,7 @@ void GroupTable::Clear() {
   slots_.assign(kFirstSlots, Slot());
   bytesInUse_ = bytesOfHeldValues_;
   sorter_.reset();
+  sortedRows_ = 0;
 }
 
 void GroupTable::FreeGroups() {
@@ -248,14 +249,17 @@ void GroupTable::Sort(uint64 row) {
   std::memcpy(record + inputOffset_, input_.GetData(), input_.GetSize());
   std::memcpy(record + rowOffset_, &number, sizeof number);
   sorter_->SortRecord(record);
+  ++sortedRows_;
 }
 
 void GroupTable::ClearResults(uint8* record) const {
   std::memset(record + keyBytes_, 0, group_.GetSize() - keyBytes_);
 }
 
-void GroupTable::EmitLive(const std::function<bool()>& emit) {
+void GroupTable::EmitLive(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next) {
+  meter.Start(next, groups_.size());
   for (Group* const group : groups_) {
+    meter.Step();
     std::memcpy(group_.GetData(), group->Key(), group->keyBytes);
     ClearResults(group_.GetData());
     AggregateSet& set = HasOwnSet(*group) ? sets_[group->index] : turns_->Close(group->States());
@@ -264,7 +268,8 @@ void GroupTable::EmitLive(const std::function<bool()>& emit) {
   }
 }
 
-void GroupTable::EmitSorted(const std::function<bool()>& emit) {
+void GroupTable::EmitSorted(const std::function<bool()>& emit, ProgressMeter& meter,
+                            RunPhase next) {
   if (!sorter_) return;
   // The live groups make room for the second sorter.
   FreeGroups();
@@ -275,17 +280,20 @@ void GroupTable::EmitSorted(const std::function<bool()>& emit) {
   byFirstRow.Add(KeyDesc(*layout.GetFieldDescriptor(0), kAscending, kCompareCodePoints));
   results.SetRowIdSorterMetadata(byFirstRow, layout);
   results.BeginInput();
-  SumUpSorted(results);
+  const uint64 groups = SumUpSorted(results, meter);
   sorter_.reset();
   results.EndInput();
+  meter.Start(next, groups);
   const RecordBuffer result(layout.GetBinaryRecordSize());
   while (results.GetRecord(result.Get())) {
+    meter.Step();
     std::memcpy(group_.GetData(), result.Get(), group_.GetSize());
     if (!emit()) return;
   }
 }
 
-void GroupTable::SumUpSorted(SqrtSorter& results) {
+uint64 GroupTable::SumUpSorted(SqrtSorter& results, ProgressMeter& meter) {
+  uint64 groups = 0;
   const std::size_t rowOffset = AlignUp(group_.GetSize(), alignof(float64));
   const RecordBuffer result(NumberAt(rowOffset).GetBinaryRecordSize());
   AggregateSet aggregates = MakeAggregates();
@@ -294,11 +302,14 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
     if (!isOpen) return;
     aggregates.Output(result.Get());
     results.SortRecord(result.Get());
+    ++groups;
   };
 
+  meter.Start(RunPhase::kGrouping, sortedRows_);
   sorter_->EndInput();
   uint8* const record = sortRecord_.Get();
   while (sorter_->GetRecord(record)) {
+    meter.Step();
     float64 row;
     std::memcpy(&row, record + rowOffset_, sizeof row);
     if (!isOpen || keys_.Compare(result.Get(), record) != 0) {
@@ -313,6 +324,7 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
           [&] { aggregates.Compute(record + inputOffset_, input_.GetSize()); });
   }
   close();
+  return groups;
 }
 
 }  // namespace sqxer

@@ -47,7 +47,9 @@ Parameter ReadParameter(std::size_t number, const std::string& text) {
   const bool isNull =
       value.empty() && !(declared && SUXeDataTypeUtility::IsXeTextType(declared->type));
   ColumnSurvey survey;
-  if (!isNull) survey.Add(value);
+  // Only where a whole column holds nothing else are these letters truth values.
+  const bool isLetter = value == "t" || value == "f";
+  if (!isNull) survey.Add(isLetter ? 0 : ClassifyText(value));
   const auto builder = VectorBuilder::Make(declared ? declared->type : survey.GetType(),
                                            declared ? declared->length : VectorBuilder::kAnyLength,
                                            VectorBuilder::Options());

@@ -16,6 +16,9 @@
 namespace sqxer {
 namespace {
 
+/// How often progress is told while texts are looked through.
+constexpr uint64 kRowsPerCall = 1024;
+
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
@@ -103,7 +106,9 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
   // The column is there: the statement names it.
   const TablePtr found = FindOrLoad(table);
   TextColumn texts(found->Get(), column);
-  for (uint64 row = 0; row < found->Get().rowCount; ++row) {
+  const uint64 rows = found->Get().rowCount;
+  for (uint64 row = 0; row < rows; ++row) {
+    if (row % kRowsPerCall == 0 && loadProgress_ != nullptr) loadProgress_(row, rows);
     if (texts.Read(row)) visit(texts.Get());
   }
 }
@@ -148,7 +153,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
     TableRequest wanted = *request;
     // Of a table that is kept all rows are wanted sooner or later.
     if (known != tables_.end() && table->HasAllRows()) wanted.mostRows.reset();
-    table->Require(wanted, progress_);
+    table->Require(wanted, loadProgress_);
   }
   const bool isKept = table->HasAllRows() || !table->IsRepeatable();
   (isKept ? tables_ : partialTables_)[key] = table;
@@ -172,8 +177,8 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) c
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
   if (parsed.kind == TablePath::Kind::kDatabase) {
-    return std::make_shared<LoadedTable>(
-        std::make_shared<const Table>(LoadSqliteTable(parsed.file, parsed.table, name, declared)));
+    return std::make_shared<LoadedTable>(std::make_shared<const Table>(
+        LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
   }
   return std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);
 }
@@ -193,8 +198,8 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SpillMeter meter(timing_.spilledBytes);
   if (explain) return SendLines(query.Describe(), sink);
   NullSink nobody;
-  for (int i = 1; i < repeat; ++i) query.Run(nobody);
-  query.Run(sink);
+  for (int i = 1; i < repeat; ++i) query.Run(nobody, runProgress_);
+  query.Run(sink, runProgress_);
 }
 
 }  // namespace sqxer

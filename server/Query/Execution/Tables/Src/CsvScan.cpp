@@ -183,14 +183,14 @@ void CsvScan::FillHead(File& file) const {
   }
 }
 
+char CsvScan::ChooseDelimiter(const File& file) const {
+  if (options_.delimiter) return *options_.delimiter;
+  return IsTabFile(file.path) ? '\t' : FindDelimiter(file.head->GetText(), file.isHeadAll);
+}
+
 void CsvScan::ReadHeader(File& file) {
   const bool isFirst = &file == files_.front().get();
-  if (isFirst) {
-    const std::string_view head = file.head->GetText();
-    delimiter_ = options_.delimiter     ? *options_.delimiter
-                 : IsTabFile(file.path) ? '\t'
-                                        : FindDelimiter(head, file.isHeadAll);
-  }
+  if (isFirst) delimiter_ = ChooseDelimiter(file);
   CsvRecord record;
   uint32 start = 0;
   for (;;) {
@@ -201,6 +201,7 @@ void CsvScan::ReadHeader(File& file) {
       if (head.size() == BlockBuffer::kMostBytes) ThrowHeader(file, start, kRecordTooLarge);
       file.head->Grow();
       FillHead(file);
+      if (isFirst) delimiter_ = ChooseDelimiter(file);
     } else if (record.state == CsvRecord::State::kBad) {
       ThrowHeader(file, start, record.error);
     } else if (record.ends.size() == 1 && record.ends.front() == start) {

@@ -35,7 +35,7 @@ struct CsvOptions {
 /// whichever thread meets it first.
 class CsvScan {
  public:
-  /// Opens the files and reads their headers. "-" is standard input.
+  /// Opens the files, at least one, and reads their headers. "-" is standard input.
   CsvScan(std::vector<std::string> paths, const CsvOptions& options);
   ~CsvScan();
   CsvScan(const CsvScan&) = delete;
@@ -60,8 +60,10 @@ class CsvScan {
 
   /// Hands all rows to the sinks: each takes a stretch of them, in order, the first sink the first,
   /// each on a thread of its own; the first is the caller's. When a sink wants no more, those
-  /// behind it end as well. What a sink throws is thrown as an error of its row. `progress` is
-  /// called on the caller's thread with bytes of GetBytes, if they are known.
+  /// behind it end as well. For several sinks the quotation marks of plain files are counted first,
+  /// which reads them once more: who wants only the first rows gives one sink. What a sink throws
+  /// is thrown as an error of its row. `progress` is called on the caller's thread with bytes of
+  /// GetBytes, if they are known.
   void Scan(std::span<SliceSink* const> sinks, LoadProgress progress);
 
   /// Whether all that Sample has handed over are rows of the table; known after a Scan that has not
@@ -80,6 +82,7 @@ class CsvScan {
   /// Opens the file and reads its first bytes; FillHead more of them.
   void ReadHead(File& file) const;
   void FillHead(File& file) const;
+  char ChooseDelimiter(const File& file) const;
   void ReadHeader(File& file);
   [[noreturn]] void ThrowHeader(const File& file, uint32 start, int error) const;
   void CheckHeader(const File& file, const std::vector<XeString>& names) const;

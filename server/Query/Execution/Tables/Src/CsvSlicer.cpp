@@ -172,22 +172,31 @@ uint32 CsvSlicer::SliceFast() {
       const uint64 nonAscii = block.FindNonAscii();
       if (nonAscii != 0) firstNonAscii_ = at + static_cast<uint32>(std::countr_zero(nonAscii));
     }
-    const uint32 count = CountBits(marks.fieldEnds);
+    uint32 count = CountBits(marks.fieldEnds);
     WritePositions(marks.fieldEnds, at, count, ends + fields);
     for (uint64 rest = marks.lineEnds; rest != 0; rest &= rest - 1) {
       const uint32 bit = static_cast<uint32>(std::countr_zero(rest));
       const uint64 before = (uint64{1} << bit) - 1;
-      if (fields + CountBits(marks.fieldEnds & before) != rowEnd) [[unlikely]] {
-        irregular = at + ByteBlock::kBytes;
-        break;
+      const bool isRow = fields + CountBits(marks.fieldEnds & before) == rowEnd;
+      if (!isRow) [[unlikely]] {
+        if (at + bit != starts[rows]) {
+          irregular = at + ByteBlock::kBytes;
+          break;
+        }
+        // An empty line is no row, and its end is no field's.
+        marks.fieldEnds &= ~(uint64{1} << bit);
+        WritePositions(marks.fieldEnds, at, --count, ends + fields);
       }
       uint32 next = at + bit + 1;
       if ((marks.returns >> bit & 1) != 0) {
         if (next == size && !isLast_) break;
         if (next < size && text[next] == '\n') ++next;
       }
-      starts[++rows] = next;
-      rowEnd += columns_;
+      if (isRow) {
+        ++rows;
+        rowEnd += columns_;
+      }
+      starts[rows] = next;
     }
     if (irregular != 0) break;
     fields += count;

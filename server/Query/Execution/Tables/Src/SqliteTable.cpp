@@ -32,7 +32,8 @@ Declared ReadDeclaration(const char* declaration) {
 
 class SqliteReader {
  public:
-  SqliteReader(const std::string& path, const std::string& table) : path_(path) {
+  SqliteReader(const std::string& path, const std::string& table, LoadProgress progress)
+      : path_(path), progress_(progress) {
     sqlite3* opened = nullptr;
     const int status = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
     database_.reset(opened);
@@ -42,6 +43,11 @@ class SqliteReader {
     Step(*Prepare("BEGIN"));
     std::string quoted;
     for (char c : table) quoted.append(c == '"' ? 2 : 1, c);
+    if (progress_ != nullptr) {
+      const StatementPtr count = Prepare("SELECT COUNT(*) FROM \"" + quoted + "\"");
+      Step(*count);
+      rowsInAll_ = 2 * static_cast<uint64>(sqlite3_column_int64(count.get(), 0));
+    }
     rows_ = Prepare("SELECT * FROM \"" + quoted + "\"");
     const int count = sqlite3_column_count(rows_.get());
     for (int i = 0; i < count; ++i) {
@@ -90,6 +96,7 @@ class SqliteReader {
     uint64 row = 0;
     while (Step(*rows_)) {
       const RecordPlace place{L"row", ++row};
+      if (++rowsDone_ % kRowsPerCall == 0 && progress_ != nullptr) progress_(rowsDone_, rowsInAll_);
       for (std::size_t i = 0; i < declarations_.size(); ++i) {
         const int type = sqlite3_column_type(rows_.get(), static_cast<int>(i));
         if (type == SQLITE_NULL) {
@@ -159,7 +166,13 @@ class SqliteReader {
     ThrowTableError(kFileNotReadable, {Wide(path_), Wide(sqlite3_errmsg(database_.get()))});
   }
 
+  static constexpr uint64 kRowsPerCall = 1024;
+
   const std::string& path_;
+  LoadProgress progress_;
+  /// Of both passes.
+  uint64 rowsDone_ = 0;
+  uint64 rowsInAll_ = 0;
   DatabasePtr database_;
   StatementPtr rows_;
   std::vector<Declared> declarations_;
@@ -169,8 +182,8 @@ class SqliteReader {
 }  // namespace
 
 Table LoadSqliteTable(const std::string& path, const std::string& table, const XeString& name,
-                      const DeclaredTypes& declared) {
-  SqliteReader reader(path, table);
+                      const DeclaredTypes& declared, LoadProgress progress) {
+  SqliteReader reader(path, table, progress);
   TableColumns columns(path, reader.Names(), declared);
   columns.BeginLoad(reader.Survey(columns));
   const uint64 rows = reader.Load(columns);

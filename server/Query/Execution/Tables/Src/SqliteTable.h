@@ -17,6 +17,6 @@ namespace sqxer {
 /// and 57008 (file, place) for text with a NUL or that is no UTF-8, and those of TableColumns and
 /// ColumnBuilder::Append.
 Table LoadSqliteTable(const std::string& path, const std::string& table, const XeString& name,
-                      const DeclaredTypes& declared);
+                      const DeclaredTypes& declared, LoadProgress progress);
 
 }  // namespace sqxer

@@ -27,7 +27,8 @@ struct Table {
   std::vector<TableChunk> chunks;
 };
 
-/// Called now and then while a file is read: bytes done and bytes in all. May be null.
+/// Called now and then while a file is read: what is done, and in all, in bytes or rows. May be
+/// null.
 using LoadProgress = void (*)(uint64 done, uint64 total);
 
 }  // namespace sqxer

@@ -133,14 +133,16 @@ unsigned ClassifyText(std::string_view text) {
   text = TrimBlanks(text);
   if (text.empty()) return 0;
   if (IsWord(text, "true") || IsWord(text, "false")) return kBooleanKind;
+  // As PostgreSQL's COPY writes them. Capitals are more often the marks of something else.
+  if (text == "t" || text == "f") return kBooleanKind;
   const unsigned number = ClassifyNumber(text);
   return number != 0 ? number : ClassifyDateTime(text);
 }
 
 bool ReadValue(std::string_view text, bool& value) {
   text = TrimBlanks(text);
-  value = IsWord(text, "true") || text == "1";
-  return value || IsWord(text, "false") || text == "0";
+  value = IsWord(text, "true") || IsWord(text, "t") || text == "1";
+  return value || IsWord(text, "false") || IsWord(text, "f") || text == "0";
 }
 
 bool ReadValue(std::string_view text, int64& value) { return ReadWhole(TrimBlanks(text), value); }

@@ -19,9 +19,9 @@ inline constexpr unsigned kTimeStampKind = 32;
 inline constexpr unsigned kTimeKind = 64;
 inline constexpr unsigned kAllKinds = 127;
 
-/// The kinds that fit, 0 for text. Only texts that print again as the same value are anything else:
-/// numbers with needless leading zeros or a plus sign (postal codes, telephone numbers) and
-/// integers of more than 38 digits are text.
+/// The kinds that fit, 0 for text: true and false in any letter case, t and f in small ones.
+/// Numbers are those that print again as the same value: numbers with needless leading zeros or a
+/// plus sign (postal codes, telephone numbers) and integers of more than 38 digits are text.
 unsigned ClassifyText(std::string_view text);
 
 std::string_view TrimBlanks(std::string_view text);

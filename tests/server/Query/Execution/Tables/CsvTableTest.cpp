@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <utility>
+
 #include "CsvTable.h"
 #include "ValueReader.h"
 #include "server/Query/Execution/Engine/SessionTesting.h"
@@ -12,7 +15,7 @@ TEST(ValueReader, ClassifiesWhatPrintsAgainAsTheSameValue) {
   constexpr unsigned kInteger = kInt4Kind | kNumber;
   constexpr unsigned kDate = kDateKind | kTimeStampKind;
   const std::pair<unsigned, std::string> kCases[] = {
-      {kBooleanKind, "true|False"},
+      {kBooleanKind, "true|False|t| f"},
       {kInteger, "0|-1| 7\t|2147483647|-2147483648|20120229"},
       {kNumber, "2147483648|-2147483649|" + std::string(38, '9')},
       {kDoubleKind, "-0|0.5|.5|5.|-1.5e-7|NaN|-Infinity"},
@@ -20,7 +23,7 @@ TEST(ValueReader, ClassifiesWhatPrintsAgainAsTheSameValue) {
       {kTimeStampKind, "2012-02-29 23:59:59.5|2012-02-29T23:59"},
       {kTimeKind, "23:59|23:59:59.999999999"},
       {0, std::string(39, '9') +
-              "||  |t|007|+7|00.5|1e999|nan|inf|-|.|e5|1e|1,5|0x10|2013-02-29|2012-2-9|"
+              "||  |T|F|007|+7|00.5|1e999|nan|inf|-|.|e5|1e|1,5|0x10|2013-02-29|2012-2-9|"
               "2012-02-29 24:00|2012-02-29x|23:60|4:3|Gr\u00F6\u00DFe|\u0661"},
   };
   for (const auto& [kinds, texts] : kCases) {
@@ -43,6 +46,8 @@ TEST_F(CsvTable, InfersTypesOverTheWholeFile) {
       {"d,s,t\n2012-01-01,2012-01-01,10:00\n2012-01-02,2012-01-01T12:30:00.50,11:00:01\n",
        "d date, s timestamp, t time",
        "2012-01-01|2012-01-01 00:00:00|10:00:00\n2012-01-02|2012-01-01 12:30:00.5|11:00:01\n"},
+      {"t,c,d\nt,T,t\nf,F,true\n", "t boolean, c varchar(1), d boolean",
+       "true|T|true\nfalse|F|true\n"},
       {"zip,both\n00501,1\n10001,true\n", "zip varchar(5), both varchar(4)",
        "00501|1\n10001|true\n"},
       // NULL is an empty field, the empty text a quoted one; the latter makes a column text.
@@ -128,6 +133,38 @@ TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
     EXPECT_EQ(Error(session, "SELECT * FROM t"), (c.line != 0 ? line : "") + c.error);
     // The session stays usable.
     EXPECT_EQ(RunSql(session, "SELECT 1"), "1\n");
+  }
+}
+
+/// What happens to the file of the test below while it is read.
+std::function<void()> meanwhile;
+
+TEST_F(CsvTable, FilesThatChangeWhileTheyAreReadAreRefused) {
+  namespace fs = std::filesystem;
+  const auto replace = [&](const std::string& content) {
+    fs::rename(folder_.Write("new.csv", content), folder_.File("t.csv"));
+  };
+  const std::string changed =
+      "\"t.csv\" has changed while it was read: read a copy, or wait until it is written";
+  const struct {
+    std::function<void()> change;
+    std::string error;
+  } kCases[] = {
+      {[] {}, "no error"},
+      {[&] { replace("a\n1\n"); }, changed},
+      {[&] { replace("a\n2\n"); }, changed},
+      {[&] { replace("a\nx\n"); }, changed},
+      {[&] { replace("a,b\n1,2\n"); }, changed},
+      {[&] { std::ofstream(folder_.File("t.csv"), std::ios::app) << "2\n"; }, changed},
+      {[&] { fs::resize_file(folder_.File("t.csv"), 0); }, changed},
+      {[&] { fs::remove(folder_.File("t.csv")); },
+       "\"t.csv\" cannot be read: No such file or directory"},
+  };
+  for (const auto& c : kCases) {
+    Session session = Open("a\n1\n");
+    meanwhile = c.change;
+    session.SetProgress([](uint64, uint64) { std::exchange(meanwhile, [] {})(); }, nullptr);
+    EXPECT_EQ(Error(session, "SELECT a FROM t"), c.error);
   }
 }
 
