@@ -121,6 +121,21 @@ TEST(Trendline, GivesValuesSequencesAndTexts) {
   EXPECT_EQ(holder.Resolve(handle).asXeNString(), BaseStringUtil::StringToUtf8(nasty));
 }
 
+TEST(Trendline, CutsItsTextToTheField) {
+  TestRecord input({{Double}, {Double}}), target({{VarChar, 20}, {Int4, 0, false}});
+  Driven model(new Trendline(new UInt16Vector{0, 1}, nullptr, nullptr, false,
+                             {Parameter::kLinear, Parameter::kModel, 1}),
+               input, target);
+  model->Initialize(false);
+  for (const float64 x : {1, 2}) {
+    input.SetNumber(0, x).SetNumber(1, x);
+    model.Compute();
+  }
+  model.Finish();
+  EXPECT_EQ(target.GetText(0), LR"({"analyticmodel": {")");
+  EXPECT_EQ(target.GetNumber(1), 0);
+}
+
 TEST(Trendline, LeavesResidualsThatAreNoLine) {
   std::mt19937 random(3);
   for (const XeDataType type : {Int1, UInt1, Int2, UInt2, Int4, UInt4, Float, Double, Numeric}) {
@@ -161,6 +176,8 @@ TEST(Matrix, ChangesRowsAndCombinesWhatMatches) {
   ExpectError(59163, {}, [&] { both.Inverse(); });
   ExpectError(59163, {}, [&] { Matrix::Multiply(both, a); });
   ExpectError(59163, {}, [&] { Matrix::Concatenate(a, Matrix(2, 254)); });
+  const Matrix widest = Matrix::Concatenate(Matrix(2, 253), a);
+  EXPECT_EQ(widest.Get(1, 254), a.Get(1, 1));
   ExpectBroken([&] { a.Get(0, 2); });
 }
 
