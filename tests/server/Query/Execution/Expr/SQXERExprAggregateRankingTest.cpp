@@ -253,19 +253,23 @@ TEST(RankingAggregates, HoldLittleOfALargeGroup) {
 }
 
 TEST(RankingAggregates, PreferLateRowsOfALargeN) {
-  // Every row is better than those before it, and a buffer takes fewer of them than two N.
-  constexpr int32 kN = 4000, kRows = 100'000;
+  // Eight rows at a time are better than all before them, and the first of the eight is the best.
+  // The buffer of ten N rows is full for the last time among the rows that are wanted, within
+  // eight.
+  constexpr int32 kN = 4001, kRows = 77'000;
   for (const int32 kind : {+kBottom, +kTop, +kBoth}) {
+    const std::size_t before = MemoryGateway::BytesInUse();
     Places places(MakePlaces(kind, kAscending, {0}, {}, kN), Int4, UInt4);
     for (int group = 0; group < 2; ++group) {
+      const auto place = [](int32 row) { return row ^ 7; };
       Values rows;
-      for (int32 i = 0; i < kRows; ++i) rows.push_back(kind == kTop ? i : kRows - i);
+      for (int32 i = 0; i < kRows; ++i) rows.push_back(kind == kTop ? place(i) : kRows - place(i));
       const Values ranks = places.Run(rows);
+      EXPECT_LT(MemoryGateway::BytesInUse() - before, 4u << 20);
       for (int32 i = 0; i < kRows; ++i) {
-        const int32 fromEnd = kRows - i;
         std::optional<float64> expected;
-        if (fromEnd <= kN) expected = fromEnd;
-        if (kind == kBoth && i < kN) expected = i + 1;
+        if (kRows - place(i) <= kN) expected = kRows - place(i);
+        if (kind == kBoth && place(i) < kN) expected = place(i) + 1;
         ASSERT_EQ(ranks[static_cast<std::size_t>(i)], expected) << kind << " row " << i;
       }
     }
