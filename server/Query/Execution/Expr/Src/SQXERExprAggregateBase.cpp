@@ -32,6 +32,33 @@ uint32 GetDeclaredLength(XeDataType type, uint32 bytes, bool unicode) {
   return bytes / GetCharacterWidth(type, unicode);
 }
 
+/// The type that stands for all those whose values are stored alike.
+XeDataType GetStoredForm(XeDataType type) {
+  switch (type) {
+    case XeVarCharData:
+      return XeLongVarCharData;
+    case XeVarBinaryData:
+      return XeLongVarBinaryData;
+    case XeMoneyData:
+    case XeDecimalData:
+      return XeNumericData;
+    case XeTimeStampData:
+      return XeDateTimeData;
+    default:
+      return type;
+  }
+}
+
+bool IsNarrowText(const XeFieldDescriptor& field, const XeRecordMetaData& layout) {
+  return SUXeDataTypeUtility::IsXeTextType(field.GetDataType()) &&
+         !field.IsUnicode(layout.IsUnicodeRecord());
+}
+
+XeString NameStoredType(XeDataType type, bool narrow) {
+  const XeString name = SUXeDataTypeUtility::GetXeDataTypeName(type);
+  return narrow ? name + L" of one byte a character" : name;
+}
+
 bool HasOrder(XeDataType type) { return type < XeIntervalData || type == XeBoolean; }
 
 }  // namespace
@@ -114,6 +141,10 @@ std::unique_ptr<KeySet> Aggregate::MakeDistinctSortKeySet(XeRecordMetaData& layo
   auto keys = std::make_unique<KeySet>();
   const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
   for (int i = 0; i < layout.GetFieldCount(); ++i) {
+    if (IsNarrowText(*layout.GetFieldDescriptor(i), layout)) {
+      throwExecutionError(kTypeNotSupported, L"Sort", layout.GetFieldDescriptor(i)->GetDataType(),
+                          XeUnknown);
+    }
     keys->Add(KeyDesc(*layout.GetFieldDescriptor(i), order, comparison,
                       nullsFirst ? kNullsFirst : kNullsLast));
   }
@@ -138,22 +169,28 @@ void Aggregate::BindSource(const XeRecordMetaData& input) {
 }
 
 void Aggregate::RequireOrder(const XeString& operatorName) const {
-  const bool isNarrowText =
-      SUXeDataTypeUtility::IsXeTextType(sourceDataType_) && !tempRecordMetadata_.IsUnicodeRecord();
-  if (!HasOrder(sourceDataType_) || isNarrowText) {
+  if (!HasOrder(sourceDataType_) || IsSourceNarrow()) {
     throwExecutionError(kTypeNotSupported, operatorName, sourceDataType_, XeUnknown);
   }
 }
 
-void Aggregate::PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
-                            uint32& nullOffset) {
+void Aggregate::PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex,
+                            XeDataType type, uint32& offset, uint32& nullOffset) const {
   const XeFieldDescriptor& field = target.GetPlacedField(static_cast<int>(fieldIndex));
+  const XeDataType fieldType = field.GetDataType();
+  const bool narrow = IsNarrowText(field, target);
+  if (GetStoredForm(fieldType) != GetStoredForm(type) || narrow != isResultNarrow_) {
+    constexpr int kNoImplicitConversion = 59030;
+    RaiseError(kNoImplicitConversion,
+               {NameStoredType(type, isResultNarrow_), NameStoredType(fieldType, narrow)});
+  }
   offset = field.GetDataOffset();
   nullOffset = field.GetNullOffset();
 }
 
-void Aggregate::PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex) {
-  PlaceResult(target, fieldIndex, targetOffset_, targetNullOffset_);
+void Aggregate::PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex,
+                                 XeDataType type) {
+  PlaceResult(target, fieldIndex, type, targetOffset_, targetNullOffset_);
   savedTargetOffset_ = targetOffset_;
   savedTargetNullOffset_ = targetNullOffset_;
   const XeFieldDescriptor& field = *target.GetFieldDescriptor(static_cast<int>(fieldIndex));
@@ -211,8 +248,12 @@ void Aggregate::DescribeMovedFields(const XeRecordMetaData& input, const UInt16V
   row.SetFieldCount(position + static_cast<int>(columns.size()));
   for (const uint16 column : columns) {
     const XeFieldDescriptor& field = *input.GetFieldDescriptor(column);
-    row.DescribleField(position++, field.GetDataType(), field.GetLength(), true, field.GetScale(),
-                       field.GetCodePage(), field.GetFieldName(), {}, field.GetUnicodeProperty());
+    // A field that becomes a key says by itself how wide its text is: keys do not see the record.
+    const bool narrow = IsNarrowText(field, input);
+    row.DescribleField(
+        position++, field.GetDataType(), field.GetLength(), true, field.GetScale(),
+        field.GetCodePage(), field.GetFieldName(), {},
+        narrow ? SUXeDataTypeUtility::kOverrideAsNarrowCode : field.GetUnicodeProperty());
   }
 }
 
@@ -255,7 +296,7 @@ void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
 
 void SingleResultAggregate::SetTargetDescriptor(XeRecordMetaData& target,
                                                 unsigned short fieldIndex) {
-  PlaceFirstResult(target, fieldIndex);
+  PlaceFirstResult(target, fieldIndex, resultDataType_);
 }
 
 std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,

@@ -56,7 +56,10 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// outside the layout, 59001 (operator, type) for a type that the aggregate does not take.
   virtual void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info);
   /// Says where the result goes: the field at `fieldIndex` of the target layout, and the fields
-  /// behind it for further results. Error 46030 for a field outside the layout.
+  /// behind it for further results. Each is of its result's type (GetResultDataType for the only
+  /// one; the class tells those of several), or of another one that is stored alike, such as
+  /// VARCHAR and LONG VARCHAR: error 59030 (type of the result, type of the field). Error 46030 for
+  /// a field outside the layout.
   virtual void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex);
 
   /// Starts a group. `restart` starts the count of output rows again as well; it has a meaning only
@@ -124,7 +127,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// An owned copy; null for null.
   static UInt16Vector* CloneColumnVector(const UInt16Vector* columns);
   /// One key per field of a layout, in the given order. `nullsFirst` places NULL; texts compare as
-  /// the system configuration says now.
+  /// the system configuration says now. Error 59001 ("Sort", type) for values without an order,
+  /// texts of one byte a character among them.
   static std::unique_ptr<KeySet> MakeDistinctSortKeySet(XeRecordMetaData& layout, SortOrder_t order,
                                                         bool nullsFirst);
 
@@ -133,14 +137,19 @@ class SQXEREXPR_API Aggregate : public RExpression {
   const XeFieldDescriptor& GetSourceField(const XeRecordMetaData& input) const;
   /// Fixes where and what the input value is.
   void BindSource(const XeRecordMetaData& input);
+  /// The input is a text of one byte a character.
+  bool IsSourceNarrow() const {
+    return SUXeDataTypeUtility::IsXeTextType(sourceDataType_) &&
+           !tempRecordMetadata_.IsUnicodeRecord();
+  }
   /// Error 59001 (operator, type) when the bound input's values have no order (nor has text of one
   /// byte a character, whose code page is not known here).
   void RequireOrder(const XeString& operatorName) const;
-  /// Fixes where the result at `fieldIndex` goes.
-  static void PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
-                          uint32& nullOffset);
-  /// Fixes where the first result goes, and its size.
-  void PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex);
+  /// Fixes where the result at `fieldIndex` goes, a value of `type`. Errors 46030 and 59030.
+  void PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, XeDataType type,
+                   uint32& offset, uint32& nullOffset) const;
+  /// Fixes where the first result goes, and its size. Errors as before.
+  void PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex, XeDataType type);
   /// Describes the (first) result to the owner.
   static void DescribeResult(MetaDataInfo& info, XeDataType type, uint32 length, bool nullable,
                              int16 scale = 0);
@@ -238,6 +247,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   StreamPrinter* debugPrinter_ = nullptr;
   uint32 targetFixedLenSize_ = 0;
   OperatorTimer opTimer_;
+  /// The result is a text of one byte a character.
+  bool isResultNarrow_ = false;
 
  private:
   void MakeDistinctSorter();

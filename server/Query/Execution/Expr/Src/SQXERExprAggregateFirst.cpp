@@ -19,6 +19,7 @@ void KeptValueAggregate::Bind(XeRecordMetaData& input, RExpression*& result, Met
   tempRow_.Reserve(dataSize_);
   const XeFieldDescriptor& field = GetSourceField(input);
   resultDataType_ = sourceDataType_;
+  isResultNarrow_ = IsSourceNarrow();
   DescribeResult(info, sourceDataType_, field.GetLength(), true, field.GetScale());
 }
 

@@ -131,6 +131,33 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
   EXPECT_TRUE(failures > 2 && failures < 20) << failures;
 }
 
+TEST_F(QueryRunTest, KeepsOneSetOfAggregatesForGroupsBeyondTheFirst) {
+  /// Tells how many blocks of memory there are while groups are given.
+  struct CountingSink : CapturingSink {
+    void Row(const uint8* record) override {
+      most = std::max(most, MemoryGateway::BlocksInUse());
+      CapturingSink::Row(record);
+    }
+    std::size_t most = 0;
+  };
+  constexpr int kGroups = 2000;
+  std::string content = "k,x\n";
+  for (int i = 0; i < 2 * kGroups; ++i) {
+    content += std::to_string(i % kGroups) + "," + std::to_string(i) + "\n";
+  }
+  Session session = Open(content);
+  const auto countBlocks = [&](std::size_t ownSets) {
+    GroupTable::SetMostOwnSets(ownSets);
+    CountingSink sink;
+    session.Execute("SELECT k, COUNT(*), SUM(x), MIN(x), STDDEV(x) FROM t GROUP BY k", sink);
+    EXPECT_EQ(sink.rows.size(), kGroups);
+    return sink.most;
+  };
+  const std::size_t few = countBlocks(0);
+  EXPECT_GT(countBlocks(kGroups / 2), few + kGroups / 2);
+  EXPECT_LT(countBlocks(kGroups / 2) - few, countBlocks(kGroups) - few - kGroups);
+}
+
 TEST_F(QueryRunTest, ReportsTheInputRowOfAnError) {
   Session session = Open("a,b\n3,2147483647\n1,1\n0,5\n1,1\n", "a:int4,b:int4");
   const std::string divided =
