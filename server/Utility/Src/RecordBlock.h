@@ -17,14 +17,16 @@ struct FileRange {
 /// A block that takes in one part after the other of a range of records, whole records each time.
 class RecordBlock {
  public:
-  /// Takes about so many bytes, of a multiple of 8; one record has room in any case.
-  RecordBlock(const RecordPacker& packer, std::size_t bytes)
-      : capacity_(packer.IsPacking() ? std::max(bytes, packer.GetLeastBytes())
-                                     : std::max<std::size_t>(bytes / packer.GetLeastBytes(), 1) *
-                                           packer.GetLeastBytes()),
-        block_(AllocateBlock(capacity_)) {}
+  /// The size of a block of about so many bytes: unless records are packed, a multiple of theirs.
+  static std::size_t ChooseCapacity(const RecordPacker& packer, std::size_t bytes) {
+    const std::size_t least = packer.GetLeastBytes();
+    return packer.IsPacking() ? std::max(bytes, least) / 8 * 8
+                              : std::max<std::size_t>(bytes / least, 1) * least;
+  }
+  /// Reads into the given room, which must outlive the block, as long as records fit it.
+  RecordBlock(uint8* room, std::size_t capacity) : bytes_(room), capacity_(capacity) {}
 
-  uint8* Get() const { return block_.get(); }
+  uint8* Get() const { return bytes_; }
 
   /// Reads what comes first of a range that is not empty, and takes it off the range. Returns the
   /// bytes read. The block grows where the first record needs it.
@@ -32,7 +34,8 @@ class RecordBlock {
     std::size_t whole = TryRead(packer, file, left);
     if (whole == 0) {
       capacity_ = packer.GetPackedBytes(Get());
-      block_ = AllocateBlock(capacity_);
+      larger_ = AllocateBlock(capacity_);
+      bytes_ = larger_.get();
       whole = TryRead(packer, file, left);
     }
     left.offset += whole;
@@ -47,8 +50,9 @@ class RecordBlock {
     return packer.CountWholeBytes(Get(), bytes);
   }
 
+  uint8* bytes_;
   std::size_t capacity_;
-  GatewayBlock block_;
+  GatewayBlock larger_;
 };
 
 }  // namespace sqxer

@@ -60,10 +60,13 @@ std::size_t RunMerger::GetMaxRuns(std::size_t recordBytes, std::size_t bytes) {
 RunMerger::RunMerger(const RecordOrder& order, const RecordPacker& packer, const SpillFile& file,
                      std::span<const FileRange> runs, std::size_t bytes, bool removeDuplicates)
     : order_(order), packer_(packer), file_(file), removeDuplicates_(removeDuplicates) {
-  const std::size_t blockBytes = std::min(bytes / runs.size(), kMaxReadBytes);
+  const std::size_t blockBytes =
+      RecordBlock::ChooseCapacity(packer, std::min(bytes / runs.size(), kMaxReadBytes));
+  blocks_ = AllocateBlock(runs.size() * blockBytes);
   sources_.reserve(runs.size());
   for (const FileRange& run : runs) {
-    sources_.push_back({0, nullptr, nullptr, RecordBlock(packer, blockBytes), run});
+    uint8* const room = blocks_.get() + sources_.size() * blockBytes;
+    sources_.push_back({0, nullptr, nullptr, RecordBlock(room, blockBytes), run});
     Load(sources_.back());
   }
   BuildTree();

@@ -76,6 +76,8 @@ class RunMerger {
   const RecordPacker& packer_;
   const SpillFile& file_;
   const bool removeDuplicates_;
+  /// The blocks of all sources.
+  GatewayBlock blocks_;
   std::vector<Source> sources_;
   /// A tree of losers: the match of nodes 2i and 2i+1 is at i, leaves are the sources behind the
   /// inner nodes, and the winner of all stands at 0.
