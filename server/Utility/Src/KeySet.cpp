@@ -117,6 +117,14 @@ KeyDesc::KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparis
   KeyCompareFunctions::InstallFor(type_, *this);
 }
 
+KeyDesc KeyDesc::MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference) const {
+  KeyDesc key = *this;
+  key.dataOffset_ = dataOffset;
+  key.nullOffset_ = nullOffset;
+  key.isReference_ = isReference;
+  return key;
+}
+
 CharComparisonType_t KeyDesc::GetCharComparisonType() {
   const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
   if (!config.locale_.empty()) return kCompareLocale;
@@ -132,13 +140,13 @@ int KeyDesc::Compare(const uint8* recordA, const uint8* recordB) const {
       return nullA == (nulls_ == kNullsFirst) ? -1 : 1;
     }
   }
-  const int result = compare_(*this, recordA + dataOffset_, recordB + dataOffset_);
+  const int result = compare_(*this, ValueIn(recordA), ValueIn(recordB));
   return order_ == kAscending ? result : -result;
 }
 
 uint64 KeyDesc::Hash(const uint8* record) const {
   if (nullOffset_ != 0 && record[nullOffset_] != 0) return kNullHash;
-  return hash_(*this, record + dataOffset_);
+  return hash_(*this, ValueIn(record));
 }
 
 int KeySet::Compare(const uint8* recordA, const uint8* recordB, std::size_t* differing) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -26,6 +27,10 @@ class XEUTILITY_API KeyDesc {
   KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparisonType_t comparison,
           NullOrder_t nulls = kNullsLast);
 
+  /// The same key of records that have it and its NULL indicator at other places. `isReference`:
+  /// what stands at the place is the distance (32 bits) from there to the value.
+  KeyDesc MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference) const;
+
   /// The comparison type that the configuration asks for now.
   static CharComparisonType_t GetCharComparisonType();
 
@@ -40,7 +45,7 @@ class XEUTILITY_API KeyDesc {
     if (nullOffset_ != 0 && record[nullOffset_] != 0) {
       return nulls_ == kNullsFirst ? kNullPrefixFirst : kNullPrefixLast;
     }
-    const uint64 prefix = prefix_(*this, record + dataOffset_);
+    const uint64 prefix = prefix_(*this, ValueIn(record));
     return order_ == kAscending ? prefix : ~prefix;
   }
   bool IsPrefixExact() const { return prefixExact_; }
@@ -60,6 +65,15 @@ class XEUTILITY_API KeyDesc {
   static constexpr uint64 kNullPrefixFirst = 0;
   static constexpr uint64 kNullPrefixLast = ~uint64{0};
 
+  const uint8* ValueIn(const uint8* record) const {
+    const uint8* const place = record + dataOffset_;
+    if (!isReference_) [[likely]]
+      return place;
+    uint32 distance;
+    std::memcpy(&distance, place, sizeof distance);
+    return place + distance;
+  }
+
   CompareFunction compare_ = nullptr;
   PrefixFunction prefix_ = nullptr;
   HashFunction hash_ = nullptr;
@@ -71,6 +85,7 @@ class XEUTILITY_API KeyDesc {
   NullOrder_t nulls_ = kNullsLast;
   CharComparisonType_t comparison_ = kCompareCodePoints;
   bool prefixExact_ = false;
+  bool isReference_ = false;
   friend struct KeyCompareFunctions;
 };
 

@@ -26,6 +26,11 @@ uint32 GetCharacterWidth(XeDataType type, bool unicode) {
   return SUXeDataTypeUtility::IsXeTextType(type) && unicode ? sizeof(wchar_t) : 1;
 }
 
+/// Bytes of a character or byte of a type of varying length, 0 of another.
+uint32 GetVaryingUnit(XeDataType type, bool unicode) {
+  return IsVarying(type) ? GetCharacterWidth(type, unicode) : 0;
+}
+
 /// The declared length of a field whose values take that many bytes.
 uint32 GetDeclaredLength(XeDataType type, uint32 bytes, bool unicode) {
   if (IsVarying(type)) bytes -= std::min(bytes, kLongVarPrefix);
@@ -160,6 +165,7 @@ void Aggregate::BindSource(const XeRecordMetaData& input) {
   const XeFieldDescriptor& field = GetSourceField(input);
   const bool unicode = field.IsUnicode(input.IsUnicodeRecord());
   sourceDataType_ = field.GetDataType();
+  sourceUnit_ = GetVaryingUnit(sourceDataType_, unicode);
   sourceDataSize_ =
       XeRecordMetaData::GetByteLength(field.GetDataType(), field.GetLength(), unicode);
   sourceOffset_ = savedSourceOffset_ = field.GetDataOffset();
@@ -219,6 +225,7 @@ void Aggregate::ReplaceBy(std::unique_ptr<Aggregate> variant, RExpression*& resu
 }
 
 void Aggregate::OutputStoredValue(unsigned char* record, const uint8* value, uint32 size) const {
+  size = CountUsedBytes(value, size, sourceUnit_);
   const uint32 stored = std::min(size, targetFixedLenSize_);
   std::memcpy(record + targetOffset_, value, stored);
   if (stored == size || !IsVarying(sourceDataType_) || stored < kLongVarPrefix) return;
@@ -236,7 +243,7 @@ void Aggregate::BindDistinctMetaData() {
 
 void Aggregate::DistinctInitialize() {
   if (!isDistinctHandled_) return;
-  std::memset(tempField_.data(), 0, tempRecordMetadata_.GetBinaryRecordSize());
+  std::memset(tempField_.data(), 0, tempFieldClearBytes_);
   if (sorter_ == nullptr) MakeDistinctSorter();
   sorter_->BeginInput();
   recentValues_.Forget();
@@ -270,7 +277,13 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
   distinctKeys_ = KeySet();
   distinctKeys_.Add(KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending,
                             KeyDesc::GetCharComparisonType()));
-  tempField_.Reserve(tempRecordMetadata_.GetBinaryRecordSize());
+  tempField_.ReserveUnset(tempRecordMetadata_.GetBinaryRecordSize());
+  // Of a value of varying length only what it uses is filled and read.
+  tempFieldUnit_ = GetVaryingUnit(type, tempRecordMetadata_.IsUnicodeRecord());
+  tempFieldClearBytes_ =
+      tempFieldUnit_ != 0
+          ? tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset() + kLongVarPrefix
+          : tempRecordMetadata_.GetBinaryRecordSize();
   MakeDistinctSorter();
 }
 
@@ -290,7 +303,8 @@ void Aggregate::RequireSorter() const {
 void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
   if (dataSize <= RecentValues::kMostBytes && recentValues_.Repeats(value, dataSize)) return;
   RequireSorter();
-  std::memcpy(tempField_.data() + tempFieldOffset_, value, dataSize);
+  std::memcpy(tempField_.data() + tempFieldOffset_, value,
+              CountUsedBytes(value, dataSize, tempFieldUnit_));
   sorter_->SortRecord(tempField_.data());
 }
 

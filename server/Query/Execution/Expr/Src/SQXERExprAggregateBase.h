@@ -186,15 +186,38 @@ class SQXEREXPR_API Aggregate : public RExpression {
     ((offset = TransferBytes(transfer, state, offset, &fields, uint32{sizeof(Fields)})), ...);
     return offset;
   }
+  /// The longest value that a state takes.
+  static constexpr uint32 kLongestKept = 256;
   /// A state that is a value kept as it is stored and these fields. There is none of a long value:
   /// copying it at every turn costs more than an aggregate for each group.
   template <class... Fields>
   static uint32 TransferKept(StateTransfer transfer, uint8* state, uint8* value, uint32 size,
                              Fields&... fields) {
-    constexpr uint32 kLongestKept = 256;
     if (size > kLongestKept) return 0;
     const uint32 offset = TransferFields(transfer, state, fields...);
     return TransferBytes(transfer, state, offset, value, size);
+  }
+
+  /// Makes room for a value that is kept as it is stored, which is zero or empty at first.
+  template <std::size_t InlineCount>
+  void ReserveKept(XeAutoBuffer<uint8, InlineCount>& buffer, uint32 size) const {
+    if (sourceUnit_ == 0 || size <= kLongestKept) return buffer.Reserve(size);
+    buffer.ReserveUnset(size);
+    std::memset(buffer.data(), 0, kLongVarPrefix);
+  }
+
+  /// Bytes that a value at an address uses of those that it may take: of varying length it is where
+  /// the unit is not 0.
+  static uint32 CountUsedBytes(const void* value, uint32 most, uint32 unit) {
+    if (unit == 0 || most < kLongVarPrefix) return most;
+    uint32 length;
+    std::memcpy(&length, value, sizeof length);
+    const uint64 used = kLongVarPrefix + uint64{length} * unit;
+    return used < most ? static_cast<uint32>(used) : most;
+  }
+  /// The same for an input value.
+  uint32 CountSourceBytes(const void* value) const {
+    return CountUsedBytes(value, currentRecordDataSize_, sourceUnit_);
   }
 
   /// Adds fields for the values of these columns of the input behind the fields of a row: the same,
@@ -229,8 +252,13 @@ class SQXEREXPR_API Aggregate : public RExpression {
   bool isDistinctHandled_;
   XeRecordMetaData AggrResultMetaData_;
   XeDataType sourceDataType_ = XeUnknown;
+  /// Bytes of a character or byte of a value of varying length, else 0.
+  uint32 sourceUnit_ = 0;
   std::unique_ptr<SqrtSorter> sorter_;
   XeAutoBuffer<uint8, 1> tempField_;
+  uint32 tempFieldUnit_ = 0;
+  /// The leading bytes that are not left to the value.
+  uint32 tempFieldClearBytes_ = 0;
   /// Its text width is that of the bound input field.
   XeRecordMetaData tempRecordMetadata_;
   uint32 sourceNullOffset_ = 0;

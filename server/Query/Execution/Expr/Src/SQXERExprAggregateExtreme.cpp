@@ -37,7 +37,7 @@ void ExtremeAggregate::BindExtreme(const XeRecordMetaData& input, const XeString
   const XeFieldDescriptor& field = GetSourceField(input);
   keyDesc_ = KeyDesc(field, kAscending, KeyDesc::GetCharComparisonType());
   bufferSize_ = sourceDataSize_;
-  tempRow_.Reserve(bufferSize_);
+  ReserveKept(tempRow_, bufferSize_);
   resultDataType_ = sourceDataType_;
   DescribeResult(info, sourceDataType_, field.GetLength(), true, field.GetScale());
 }
@@ -54,7 +54,7 @@ RExprReturn ExtremeAggregate::ComputeExtreme(const unsigned char* record, int wa
 }
 
 void ExtremeAggregate::Keep(const uint8* value) {
-  std::memcpy(tempRow_.data(), value, currentRecordDataSize_);
+  std::memcpy(tempRow_.data(), value, CountSourceBytes(value));
   resultRecordDataSize_ = currentRecordDataSize_;
   nullIndicator_ = false;
 }

@@ -5,6 +5,9 @@
 namespace sqxer {
 namespace {
 
+/// What REPEAT makes room for when it is bound. Declared lengths grow by four with each REPEAT of
+/// another one, whatever their texts come to; longer texts take more room when they come.
+constexpr uint32 kMostReserved = uint32{1} << 16;
 /// What functions make room for when their texts are short: 64 MiB.
 constexpr uint64 kMostCharacters = uint64{1} << 24;
 
@@ -96,8 +99,11 @@ void Repeat::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo
   const OperandShape text = BindTextOperand(0, L"Repeat", stream, replacement, info);
   BindIthOperand(1, stream, replacement, info);
   ConvertIthOperand(1, ParameterType::kInt32, L"Repeat");
-  repeatBufferSize_ = RoomFor(RepeatOp::LongestResult(text.length), text.length);
-  repeatBuffer_.Reserve(repeatBufferSize_);
+  const uint64 longest = RepeatOp::LongestResult(text.length);
+  repeatBufferSize_ = static_cast<uint32>(std::min<uint64>(longest, UINT32_MAX));
+  // No record could hold a result beyond it.
+  XeRecordMetaData::GetByteLength(XeLongVarCharData, repeatBufferSize_, true);
+  repeatBuffer_.Reserve(std::min(repeatBufferSize_, kMostReserved));
   SetResult(XeLongVarCharData, info, repeatBufferSize_);
 }
 
@@ -106,7 +112,9 @@ RExprReturn Repeat::Eval(void* out) {
   if (retCode_ == kTrue) retCode_ = operand_->Eval(&varCharOperand_);
   if (retCode_ != kTrue) return retCode_;
   const uint32 length =
-      RepeatOp::Apply(varCharOperand_, repeatCount_, repeatBuffer_.data(), repeatBufferSize_);
+      RepeatOp::CountCharacters(varCharOperand_.length_, repeatCount_, repeatBufferSize_);
+  repeatBuffer_.Reserve(length);
+  RepeatOp::Apply(varCharOperand_, length, repeatBuffer_.data());
   *static_cast<RefLongVarChar*>(out) = {length, repeatBuffer_.data()};
   return kTrue;
 }
