@@ -6,6 +6,7 @@
 
 #include "GatewayBlock.h"
 #include "SpillFile.h"
+#include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -19,6 +20,7 @@ constexpr std::size_t kFirstRecords = 64;
 struct RecordSpool::Storage {
   const std::size_t mostRecords;
   OperatorTimer& timer;
+  const SettingsRef settings;
   /// Records that are waiting to be written, later those read last.
   GatewayBlock block;
   std::size_t blockRecords = 0;
@@ -29,6 +31,7 @@ struct RecordSpool::Storage {
 RecordSpool::RecordSpool(uint32 recordSize, std::size_t memoryBytes, OperatorTimer& timer)
     : storage_(new Storage{.mostRecords = std::max<std::size_t>(memoryBytes / recordSize, 1),
                            .timer = timer,
+                           .settings = Settings::Current(),
                            .block = nullptr,
                            .file = std::nullopt}),
       recordSize_(recordSize) {
@@ -56,7 +59,9 @@ void RecordSpool::MakeRoom() {
     storage.blockRecords = records;
     next_ = storage.block.get() + used;
   } else {
-    if (!storage.file) storage.file.emplace();
+    if (!storage.file) {
+      storage.file.emplace(storage.settings->GetSwitches().tempDirectory_);
+    }
     Spill();
   }
   end_ = storage.block.get() + storage.blockRecords * recordSize_;

@@ -38,8 +38,10 @@ struct SqrtSorter::State {
   /// kIdle also stands for "an error came through": only BeginInput leads on from it.
   enum class Phase { kIdle, kInput, kOutput };
 
-  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder)
-      : recordSize(size),
+  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder,
+        SettingsRef takenSettings)
+      : settings(std::move(takenSettings)),
+        recordSize(size),
         unique(removeDuplicates),
         timer(operatorTimer),
         initialBytes(GetInitialBufferBytes()),
@@ -52,6 +54,7 @@ struct SqrtSorter::State {
   void MergeUntilOnePassIsLeft();
   std::size_t GetWriteBytes() const { return std::min(bufferBytes / 4, kMaxWriteBytes); }
 
+  const SettingsRef settings;
   const std::size_t recordSize;
   const bool unique;
   OperatorTimer& timer;
@@ -112,7 +115,7 @@ void SqrtSorter::State::MakeRoom() {
 }
 
 void SqrtSorter::State::Spill() {
-  if (!file) file.emplace();
+  if (!file) file.emplace(settings->GetSwitches().tempDirectory_);
   RunWriter writer(*file, buffer.GetStride(), GetWriteBytes(), timer);
   for (std::size_t i = 0; i < buffer.GetCount(); ++i) writer.Add(buffer.GetSorted(i), recordSize);
   // Input that comes in order makes one long run, of which nothing is left to merge.
@@ -155,8 +158,9 @@ void SqrtSorter::State::MergeUntilOnePassIsLeft() {
 }
 
 SqrtSorter::SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates,
-                       bool keepInputOrder)
-    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder)) {
+                       bool keepInputOrder, SettingsRef settings)
+    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder,
+                                     std::move(settings))) {
   XE_ASSERT(recordSize > 0);
 }
 

@@ -5,7 +5,7 @@
 #include "ExpressionTyper.h"
 #include "NodeProber.h"
 #include "PlanError.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 /// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
 TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
   bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
-  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
+  bool wide = Settings::Current()->GetSwitches().wideIntegerAggregates_;
   if (argument->type == XeBitData && shape.results[0].rule == AggregateResult::Rule::kComputed)
     return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
   return integer && wide && shape.wideInteger != XeUnknown

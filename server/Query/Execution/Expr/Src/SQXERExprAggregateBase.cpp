@@ -229,6 +229,7 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
   distinctKeys_ = KeySet();
   distinctKeys_.Add(KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending,
                             KeyDesc::GetCharComparisonType()));
+  distinctSettings_ = Settings::Current();
   tempField_.Reserve(tempRecordMetadata_.GetBinaryRecordSize());
   MakeDistinctSorter();
 }
@@ -236,7 +237,8 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
 void Aggregate::MakeDistinctSorter() {
   tempFieldOffset_ = tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset();
   sorter_ = std::make_unique<SqrtSorter>(tempRecordMetadata_.GetBinaryRecordSize(), opTimer_,
-                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true);
+                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true,
+                                         distinctSettings_);
   sorter_->SetRowIdSorterMetadata(distinctKeys_, tempRecordMetadata_);
 }
 

@@ -122,7 +122,7 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// An owned copy; null for null.
   static UInt16Vector* CloneColumnVector(const UInt16Vector* columns);
   /// One key per field of a layout, in the given order. `nullsFirst` places NULL; texts compare as
-  /// the system configuration says now.
+  /// the thread's current settings say.
   static std::unique_ptr<KeySet> MakeDistinctSortKeySet(XeRecordMetaData& layout, SortOrder_t order,
                                                         bool nullsFirst);
 
@@ -241,6 +241,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   uint32 tempFieldOffset_ = 0;
   /// How values compare, as decided at bind: every group's sorter has the same keys.
   KeySet distinctKeys_;
+  /// Where those sorters spill.
+  SettingsRef distinctSettings_;
   RecentValues recentValues_;
 };
 
