@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "EngineError.h"
 #include "Table.h"
+#include "TableError.h"
 
 namespace sqxer {
 

@@ -165,9 +165,9 @@ void ColumnBuilder::AppendNull() {
 void ColumnBuilder::Refuse(Outcome outcome, std::string_view text, const std::string& file,
                            const RecordPlace& place) const {
   const bool tooLong = outcome == Outcome::kTooLong;
-  ThrowEngineError(tooLong ? kValueTooLong : kValueUnreadable,
-                   {Wide(file), place.Text(), column_.info.name, DeclaredTypeName(column_.info),
-                    QuotedValue(text)});
+  ThrowTableError(tooLong ? kValueTooLong : kValueUnreadable,
+                  {Wide(file), place.Text(), column_.info.name, DeclaredTypeName(column_.info),
+                   QuotedValue(text)});
 }
 
 }  // namespace sqxer

@@ -21,7 +21,7 @@ constexpr std::size_t kMaxFieldBytes = std::size_t{64} << 20;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 [[noreturn]] void ThrowNotReadable(const std::string& path, int error) {
-  ThrowEngineError(kFileNotReadable, {Wide(path), Wide(std::strerror(error))});
+  ThrowTableError(kFileNotReadable, {Wide(path), Wide(std::strerror(error))});
 }
 
 class InputFile {
@@ -151,7 +151,7 @@ class RecordParser {
   RecordPlace Place() const { return {L"line", inRecord_ ? recordLine_ : line_}; }
 
   [[noreturn]] void ThrowHere(int code) const {
-    ThrowEngineError(code, {Wide(path_), Place().Text()});
+    ThrowTableError(code, {Wide(path_), Place().Text()});
   }
 
   [[noreturn]] void ThrowParseError(int code) const {

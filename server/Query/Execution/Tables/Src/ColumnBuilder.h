@@ -3,8 +3,8 @@
 #include <optional>
 #include <string_view>
 
-#include "EngineError.h"
 #include "Table.h"
+#include "TableError.h"
 #include "ValueReader.h"
 
 namespace sqxer {

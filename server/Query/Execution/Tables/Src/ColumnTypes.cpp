@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "EngineError.h"
+#include "TableError.h"
 #include "Utility/XeRecordMetaData.h"
 #include "ValueReader.h"
 
@@ -65,7 +65,7 @@ class DeclarationReader {
     return std::move(*type);
   }
 
-  [[noreturn]] void Fail() const { ThrowEngineError(kSchemaUnreadable, {Wide(text_)}); }
+  [[noreturn]] void Fail() const { ThrowTableError(kSchemaUnreadable, {Wide(text_)}); }
 
  private:
   void SkipBlanks() { rest_.remove_prefix(std::min(rest_.find_first_not_of(' '), rest_.size())); }

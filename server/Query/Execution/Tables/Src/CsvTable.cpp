@@ -33,8 +33,8 @@ class CsvPass : public CsvRecordSink {
       if (fields_ == 0 && count > 1) return;
       if (fields_ == 0) Field(std::nullopt, place);
       if (fields_ != count) {
-        ThrowEngineError(kFieldCount, {Wide(file_), place.Text(), std::to_wstring(fields_),
-                                       std::to_wstring(count)});
+        ThrowTableError(kFieldCount, {Wide(file_), place.Text(), std::to_wstring(fields_),
+                                      std::to_wstring(count)});
       }
       ++rows_;
     }
@@ -96,7 +96,7 @@ Table LoadCsvTable(const std::string& path, char delimiter, const XeString& name
   std::optional<TableColumns> columns;
   SurveyPass survey(path, declared, columns);
   ReadCsvFile(path, delimiter, survey, progress, 0, 2 * size);
-  if (!columns) ThrowEngineError(kFileEmpty, {Wide(path)});
+  if (!columns) ThrowTableError(kFileEmpty, {Wide(path)});
   columns->BeginLoad(survey.GetRows());
   LoadPass load(path, declared, columns);
   ReadCsvFile(path, delimiter, load, progress, size, 2 * size);

@@ -9,18 +9,18 @@ TableColumns::TableColumns(const std::string& file, std::vector<XeString> names,
                            const DeclaredTypes& declared)
     : file_(file), names_(std::move(names)), declared_(names_.size()), surveys_(names_.size()) {
   if (names_.size() > std::numeric_limits<uint16>::max()) {
-    ThrowEngineError(kTooManyColumns, {Wide(file), std::to_wstring(names_.size())});
+    ThrowTableError(kTooManyColumns, {Wide(file), std::to_wstring(names_.size())});
   }
   std::set<XeString> seen;
   for (std::size_t i = 0; i < names_.size(); ++i) {
     if (!seen.insert(names_[i]).second) {
-      ThrowEngineError(kDuplicateColumn, {Wide(file), names_[i]});
+      ThrowTableError(kDuplicateColumn, {Wide(file), names_[i]});
     }
     const auto found = declared.find(names_[i]);
     if (found != declared.end()) declared_[i] = found->second;
   }
   for (const auto& [name, type] : declared) {
-    if (!seen.contains(name)) ThrowEngineError(kSchemaColumnUnknown, {Wide(file), name});
+    if (!seen.contains(name)) ThrowTableError(kSchemaColumnUnknown, {Wide(file), name});
   }
 }
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include "SessionTesting.h"
 #include "SqliteTable.h"
+#include "server/Query/Execution/Engine/SessionTesting.h"
 
 namespace sqxer::test {
 namespace {

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "CsvTable.h"
-#include "SessionTesting.h"
 #include "ValueReader.h"
+#include "server/Query/Execution/Engine/SessionTesting.h"
 
 namespace sqxer::test {
 namespace {

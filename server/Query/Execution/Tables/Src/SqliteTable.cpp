@@ -118,18 +118,18 @@ class SqliteReader {
       case SQLITE_TEXT:
         break;
       default:
-        ThrowEngineError(kBlobValue,
-                         {Wide(path_), place.Text(), Wide(sqlite3_column_name(row, column))});
+        ThrowTableError(kBlobValue,
+                        {Wide(path_), place.Text(), Wide(sqlite3_column_name(row, column))});
     }
     const auto* const characters = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
     if (characters == nullptr) throw std::bad_alloc();
     const std::string_view text(characters,
                                 static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
     if (text.find('\0') != std::string_view::npos) {
-      ThrowEngineError(kNulByte, {Wide(path_), place.Text()});
+      ThrowTableError(kNulByte, {Wide(path_), place.Text()});
     }
     if (!BaseStringUtil::IsValidUtf8(text)) {
-      ThrowEngineError(kInvalidUtf8, {Wide(path_), place.Text()});
+      ThrowTableError(kInvalidUtf8, {Wide(path_), place.Text()});
     }
     return text;
   }
@@ -138,7 +138,7 @@ class SqliteReader {
     const StatementPtr query = Prepare(
         "SELECT 1 FROM sqlite_master WHERE type IN ('table','view') AND name = ?1 COLLATE NOCASE");
     sqlite3_bind_text(query.get(), 1, table.data(), static_cast<int>(table.size()), SQLITE_STATIC);
-    if (!Step(*query)) ThrowEngineError(kNoTableInDatabase, {Wide(path_), Wide(table)});
+    if (!Step(*query)) ThrowTableError(kNoTableInDatabase, {Wide(path_), Wide(table)});
   }
 
   StatementPtr Prepare(const std::string& sql) {
@@ -156,7 +156,7 @@ class SqliteReader {
   }
 
   [[noreturn]] void ThrowNotReadable() const {
-    ThrowEngineError(kFileNotReadable, {Wide(path_), Wide(sqlite3_errmsg(database_.get()))});
+    ThrowTableError(kFileNotReadable, {Wide(path_), Wide(sqlite3_errmsg(database_.get()))});
   }
 
   const std::string& path_;
