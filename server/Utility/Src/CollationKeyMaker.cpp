@@ -27,7 +27,7 @@ namespace {
 constexpr uint32 kLevelBytes = 3;
 constexpr uint32 kBytesPerCodePoint = 4;
 
-/// Keeps the most bytes that the texts seen by it have as keys, but for those of the levels.
+/// Keeps the most bytes that the texts seen by it have as keys.
 class LongestKey {
  public:
   explicit LongestKey(const UCollator* collator) : collator_(collator) {}
@@ -35,7 +35,7 @@ class LongestKey {
   void See(const UChar* units, int32 length) {
     const int32 bytes = ucol_getSortKey(collator_, units, length, nullptr, 0);
     if (bytes == 0) throw std::bad_alloc();
-    longest_ = std::max(longest_, static_cast<uint32>(bytes) - kLevelBytes);
+    longest_ = std::max(longest_, static_cast<uint32>(bytes));
   }
   void See(UChar32 from, UChar32 to) {
     for (UChar32 c = from; c <= to; ++c) {
@@ -93,8 +93,9 @@ uint32 MeasureKeyBytes(const UCollator* collator) {
   // An ideograph far beyond those of the collation, and the syllables that it takes apart.
   longest.See(0x10FFFD, 0x10FFFD);
   longest.See(0xAC00, 0xD7A3);
-  // Where one character's bytes end in a level and another's begin there may be one more.
-  return longest.Get() + kLevelBytes;
+  // With the bytes that part the levels, for which there may be one more where one character's
+  // bytes end and another's begin.
+  return longest.Get();
 }
 
 }  // namespace
