@@ -1,8 +1,10 @@
 #include "Utility/KeySet.h"
 
+#include <concepts>
+
 #include "KeyForms.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
@@ -19,16 +21,22 @@ constexpr uint64 kNullHash = 0x6A09E667F3BCC909u;
 /// The functions of one form as a key calls them.
 struct KeyCompareFunctions {
   template <KeyForm Form>
+  static Form FormOf([[maybe_unused]] const KeyDesc& key) {
+    Form form{};
+    if constexpr (std::derived_from<Form, LocaleOrder>) form.collator_ = key.collator_;
+    return form;
+  }
+  template <KeyForm Form>
   static int Compare(const KeyDesc& key, const uint8* a, const uint8* b) {
-    return Form::Compare(Form::Load(a, key.length_), Form::Load(b, key.length_));
+    return FormOf<Form>(key).Compare(Form::Load(a, key.length_), Form::Load(b, key.length_));
   }
   template <KeyForm Form>
   static uint64 Prefix(const KeyDesc& key, const uint8* value) {
-    return Form::Prefix(Form::Load(value, key.length_));
+    return FormOf<Form>(key).Prefix(Form::Load(value, key.length_));
   }
   template <KeyForm Form>
   static uint64 Hash(const KeyDesc& key, const uint8* value) {
-    return Form::Hash(Form::Load(value, key.length_));
+    return FormOf<Form>(key).Hash(Form::Load(value, key.length_));
   }
 
   template <KeyForm Form>
@@ -47,7 +55,7 @@ struct KeyCompareFunctions {
       case kCompareIgnoringCase:
         return Install<TextForm<Storage, FoldedOrder>>(key);
       case kCompareLocale:
-        LocaleOrder::UseConfiguredLocale();
+        key.collator_ = Settings::Current()->GetCollator();
         return Install<TextForm<Storage, LocaleOrder>>(key);
     }
   }
@@ -126,9 +134,7 @@ KeyDesc KeyDesc::MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference)
 }
 
 CharComparisonType_t KeyDesc::GetCharComparisonType() {
-  const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
-  if (!config.locale_.empty()) return kCompareLocale;
-  return config.caseSensitiveCompare_ ? kCompareCodePoints : kCompareIgnoringCase;
+  return Settings::Current()->GetCharComparisonType();
 }
 
 int KeyDesc::Compare(const uint8* recordA, const uint8* recordB) const {

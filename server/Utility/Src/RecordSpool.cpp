@@ -6,6 +6,7 @@
 
 #include "GatewayBlock.h"
 #include "SpillFile.h"
+#include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -21,6 +22,7 @@ constexpr std::size_t kFirstReadBytes = 4096;
 struct RecordSpool::Storage {
   const std::size_t mostBytes;
   OperatorTimer& timer;
+  const SettingsRef settings;
   /// Records that are waiting to be written, later those read last. Every record has room in it.
   GatewayBlock block;
   std::size_t capacity = 0;
@@ -34,6 +36,7 @@ RecordSpool::RecordSpool(const RecordPacker& packer, std::size_t memoryBytes, Op
     : packer_(packer),
       storage_(new Storage{.mostBytes = std::max(memoryBytes, packer.GetLeastBytes()),
                            .timer = timer,
+                           .settings = Settings::Current(),
                            .block = nullptr,
                            .file = std::nullopt}) {
   XE_ASSERT(packer.GetLeastBytes() > 0);
@@ -58,7 +61,7 @@ void RecordSpool::MakeRoom(std::size_t bytes) {
     if (used + bytes <= storage.capacity) return;
   }
   if (used > 0) {
-    if (!storage.file) storage.file.emplace();
+    if (!storage.file) storage.file.emplace(storage.settings->GetSwitches().tempDirectory_);
     Spill();
   }
   if (bytes > storage.capacity) Enlarge(bytes);

@@ -37,8 +37,10 @@ struct SqrtSorter::State {
   /// kIdle also stands for "an error came through": only BeginInput leads on from it.
   enum class Phase { kIdle, kInput, kOutput };
 
-  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder)
-      : recordSize(size),
+  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder,
+        SettingsRef takenSettings)
+      : settings(std::move(takenSettings)),
+        recordSize(size),
         unique(removeDuplicates),
         timer(operatorTimer),
         initialBytes(GetInitialBufferBytes()),
@@ -51,6 +53,7 @@ struct SqrtSorter::State {
   void MergeUntilOnePassIsLeft();
   std::size_t GetWriteBytes() const { return std::min(bufferBytes / 4, kMaxWriteBytes); }
 
+  const SettingsRef settings;
   const uint32 recordSize;
   const bool unique;
   OperatorTimer& timer;
@@ -118,7 +121,7 @@ void SqrtSorter::State::MakeRoom() {
 }
 
 void SqrtSorter::State::Spill() {
-  if (!file) file.emplace();
+  if (!file) file.emplace(settings->GetSwitches().tempDirectory_);
   RunWriter writer(*file, GetWriteBytes(), timer);
   for (std::size_t i = 0; i < buffer.GetCount(); ++i) {
     const uint8* const record = buffer.GetSorted(i);
@@ -165,8 +168,9 @@ void SqrtSorter::State::MergeUntilOnePassIsLeft() {
 }
 
 SqrtSorter::SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates,
-                       bool keepInputOrder)
-    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder)) {
+                       bool keepInputOrder, SettingsRef settings)
+    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder,
+                                     std::move(settings))) {
   XE_ASSERT(recordSize > 0);
 }
 

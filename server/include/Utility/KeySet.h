@@ -22,7 +22,8 @@ enum NullOrder_t { kNullsLast = 0, kNullsFirst = 1 };
 class XEUTILITY_API KeyDesc {
  public:
   KeyDesc() = default;
-  /// Error 59001 ("Sort", the type) for intervals, objects, unknown types and text of one byte a
+  /// Of kCompareLocale it keeps the collation of the thread's current settings. Error 59001
+  /// ("Sort", the type) for intervals, objects, unknown types and text of one byte a
   /// character.
   KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparisonType_t comparison,
           NullOrder_t nulls = kNullsLast);
@@ -31,7 +32,7 @@ class XEUTILITY_API KeyDesc {
   /// what stands at the place is the distance (32 bits) from there to the value.
   KeyDesc MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference) const;
 
-  /// The comparison type that the configuration asks for now.
+  /// The comparison type that the thread's current settings ask for.
   static CharComparisonType_t GetCharComparisonType();
 
   /// -1, 0 or 1 for two stored values of the field's type (addresses of the values themselves, no
@@ -84,6 +85,8 @@ class XEUTILITY_API KeyDesc {
   SortOrder_t order_ = kAscending;
   NullOrder_t nulls_ = kNullsLast;
   CharComparisonType_t comparison_ = kCompareCodePoints;
+  /// Of kCompareLocale alone.
+  const UCollator* collator_ = nullptr;
   bool prefixExact_ = false;
   bool isReference_ = false;
   friend struct KeyCompareFunctions;

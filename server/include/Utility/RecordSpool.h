@@ -18,7 +18,8 @@ namespace sqxer {
 class XEUTILITY_API RecordSpool {
  public:
   /// Takes up to `memoryBytes` (room for one record at least), as the records come. The timer is
-  /// charged with spilled bytes and must outlive the spool.
+  /// charged with spilled bytes and must outlive the spool. It spills where the thread's current
+  /// settings say.
   RecordSpool(const RecordPacker& packer, std::size_t memoryBytes, OperatorTimer& timer);
   ~RecordSpool();
   RecordSpool(const RecordSpool&) = delete;

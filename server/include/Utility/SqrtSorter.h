@@ -5,6 +5,7 @@
 #include "Utility/Export.h"
 #include "Utility/KeySet.h"
 #include "Utility/OperatorTimer.h"
+#include "Utility/Settings.h"
 #include "Utility/XeRecordMetaData.h"
 #include "Utility/XeTypes.h"
 
@@ -26,9 +27,9 @@ class XEUTILITY_API SqrtSorter {
   /// `removeDuplicates`: of records whose keys compare equal only one is returned.
   /// `keepInputOrder`: records of equal keys come back in the order they went in (and the first of
   /// equals is the one kept). The timer is charged with sorting time (that of a few records apart)
-  /// and spilled bytes and must outlive the sorter.
+  /// and spilled bytes and must outlive the sorter. `settings` say where it spills.
   SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates = false,
-             bool keepInputOrder = false);
+             bool keepInputOrder = false, SettingsRef settings = Settings::Current());
   ~SqrtSorter();
   SqrtSorter(const SqrtSorter&) = delete;
   SqrtSorter& operator=(const SqrtSorter&) = delete;

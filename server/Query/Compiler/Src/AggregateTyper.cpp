@@ -6,7 +6,7 @@
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "TypedCall.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -25,7 +25,7 @@ bool ComputesWithNumbers(const AggregateShape& shape) {
 
 TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
   bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
-  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
+  bool wide = Settings::Current()->GetSwitches().wideIntegerAggregates_;
   if (argument->type == XeBitData && ComputesWithNumbers(shape))
     return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
   return integer && wide && shape.wideInteger != XeUnknown

@@ -82,6 +82,12 @@ class Stopwatch {
 
 }  // namespace
 
+void Session::Set(const std::string& name, const std::string& value) {
+  SUSystemConfig switches = settings_->GetSwitches();
+  switches.Set(name, value);
+  settings_ = std::make_shared<const Settings>(switches);
+}
+
 void Session::AddTable(const std::string& name, const std::string& path) {
   if (!TablePath::Parse(path).IsPath()) ThrowEngineError(kPathKindUnknown, {Wide(path)});
   const XeString key = Folded(Wide(name));
@@ -162,6 +168,7 @@ Table Session::Load(const XeString& name, const std::string& path) const {
 }
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
+  const SettingsScope scope(settings_);
   timing_ = {};
   const Clock::time_point start = Clock::now();
   QueryPlan plan =

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <numeric>
 
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 #include "WindowFunctions.h"
 
 namespace sqxer {
@@ -46,7 +46,7 @@ WindowResults::WindowResults(const PlanWindow& plan, bool areSorted, WorkRecord&
   group_.emplace(ofGroup);
   if (areSorted && group_->GetSize() > kMostCopiedBytes) {
     place_ = GroupPlace::kKeptRecord;
-    groups_.emplace(group_->GetPacker(), SUSystemConfig::GetSystemConfig().groupMemory_, timer);
+    groups_.emplace(group_->GetPacker(), Settings::Current()->GetSwitches().groupMemory_, timer);
     ofRow.push_back({L"group", XeDoubleData, sizeof groupPlace_, 0, false});
   } else if (areSorted && !ofGroup.empty()) {
     place_ = GroupPlace::kRowRecord;

@@ -199,7 +199,6 @@ DateTimeBinCalculator::DateTimeBinCalculator(XeDataType type, std::size_t buffer
   if (row == nullptr) ThrowNotSupported(type);
   converter_.fieldConvert_ = row->toDateTime;
   finest_ = row->finest;
-  XeIntlDateTimeMgr::UseConfiguredLocale();
   firstDayOfWeek_ = XeIntlDateTimeMgr::GetFirstDayOfWeek();
 }
 

@@ -277,6 +277,7 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
   distinctKeys_ = KeySet();
   distinctKeys_.Add(KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending,
                             KeyDesc::GetCharComparisonType()));
+  distinctSettings_ = Settings::Current();
   tempField_.ReserveUnset(tempRecordMetadata_.GetBinaryRecordSize());
   // Of a value of varying length only what it uses is filled and read.
   tempFieldUnit_ = GetVaryingUnit(type, tempRecordMetadata_.IsUnicodeRecord());
@@ -290,7 +291,8 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
 void Aggregate::MakeDistinctSorter() {
   tempFieldOffset_ = tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset();
   sorter_ = std::make_unique<SqrtSorter>(tempRecordMetadata_.GetBinaryRecordSize(), opTimer_,
-                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true);
+                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true,
+                                         distinctSettings_);
   sorter_->SetRowIdSorterMetadata(distinctKeys_, tempRecordMetadata_);
 }
 

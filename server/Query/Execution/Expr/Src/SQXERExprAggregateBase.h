@@ -127,7 +127,7 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// An owned copy; null for null.
   static UInt16Vector* CloneColumnVector(const UInt16Vector* columns);
   /// One key per field of a layout, in the given order. `nullsFirst` places NULL; texts compare as
-  /// the system configuration says now. Error 59001 ("Sort", type) for values without an order,
+  /// the thread's current settings say. Error 59001 ("Sort", type) for values without an order,
   /// texts of one byte a character among them.
   static std::unique_ptr<KeySet> MakeDistinctSortKeySet(XeRecordMetaData& layout, SortOrder_t order,
                                                         bool nullsFirst);
@@ -285,6 +285,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   uint32 tempFieldOffset_ = 0;
   /// How values compare, as decided at bind: every group's sorter has the same keys.
   KeySet distinctKeys_;
+  /// Where those sorters spill.
+  SettingsRef distinctSettings_;
   RecentValues recentValues_;
 };
 

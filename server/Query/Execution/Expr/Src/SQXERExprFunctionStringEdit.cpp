@@ -1,6 +1,7 @@
 #include "SQXERExprFunctionStringEdit.h"
 
 #include "SQXERExprFunctionSearch.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -26,15 +27,10 @@ uint32 LeastLength(RExpression& text) {
   return isKnown ? value.length_ : 1;
 }
 
-int32 FindConfigured(const RefLongVarChar& text, const RefLongVarChar& pattern) {
-  return ConfiguredCharComparison::FindString(text.buffer_, text.length_, pattern.buffer_,
-                                              pattern.length_);
-}
-
 }  // namespace
 
 void Replace::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  ConfiguredCharComparison::Initialize();
+  isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
   const OperandShape text = BindTextOperand(0, L"Replace", stream, replacement, info);
   BindTextOperand(1, L"Replace", stream, replacement, info);
   const OperandShape to = BindTextOperand(2, L"Replace", stream, replacement, info);
@@ -48,11 +44,14 @@ RExprReturn Replace::Eval(void* result) {
   if (EvalOperands(&varCharOperand_, &varCharFromSubString_, &varCharToSubString_) != kTrue) {
     return retCode_;
   }
+  const auto find = [this](const RefLongVarChar& text, const RefLongVarChar& pattern) {
+    return ConfiguredCharComparison::FindString(text.buffer_, text.length_, pattern.buffer_,
+                                                pattern.length_, isCaseSensitive_);
+  };
   auto* const out = static_cast<RefLongVarChar*>(result);
   out->buffer_ = result_.data();
-  out->length_ =
-      ReplaceOp::Apply(varCharOperand_, varCharFromSubString_, varCharToSubString_, FindConfigured,
-                       out->buffer_, static_cast<uint32>(resultAllocationSize_));
+  out->length_ = ReplaceOp::Apply(varCharOperand_, varCharFromSubString_, varCharToSubString_, find,
+                                  out->buffer_, static_cast<uint32>(resultAllocationSize_));
   XE_ASSERT(static_cast<int32>(out->length_) <= resultAllocationSize_);
   return kTrue;
 }

@@ -66,6 +66,7 @@ class SQXEREXPR_API Replace final : public StringValueFunction {
   RefLongVarChar varCharToSubString_{};
   /// The most characters that a result has.
   int32 resultAllocationSize_ = 0;
+  bool isCaseSensitive_ = true;
 };
 
 /// The operand with some of its characters replaced by a text: parameters position (from 1), number
