@@ -18,14 +18,14 @@ TEST_F(SessionSettings, BelongToOneSession) {
   swedish.Set("FirstDayOfWeek", "1");
   ConfigScope config;
   config->locale_ = "fr_FR";
-  EXPECT_EQ(RunSql(plain, sql), "b|January  |1\n\u00E4a|January  |1\n");
-  EXPECT_EQ(RunSql(german, sql), "\u00E4a|Januar    |1\nb|Januar    |2\n");
-  EXPECT_EQ(RunSql(swedish, sql), "b|januari  |1\n\u00E4a|januari  |1\n");
+  EXPECT_EQ(RunSql(plain, sql), "b|January|1\n\u00E4a|January|1\n");
+  EXPECT_EQ(RunSql(german, sql), "\u00E4a|Januar|1\nb|Januar|2\n");
+  EXPECT_EQ(RunSql(swedish, sql), "b|januari|1\n\u00E4a|januari|1\n");
   EXPECT_EQ(ErrorOf("", [&] { plain.Set("FirstDayOfWeek", "9"); }).substr(0, 35),
             "the switch \"FirstDayOfWeek\" takes a");
 
   config->firstDayOfWeek_ = 9;
-  EXPECT_EQ(RunSql(plain, sql), "b|January  |1\n\u00E4a|January  |1\n");
+  EXPECT_EQ(RunSql(plain, sql), "b|January|1\n\u00E4a|January|1\n");
   EXPECT_EQ(ErrorOf("", [] { Session session; }).substr(0, 35),
             "the switch \"FirstDayOfWeek\" takes a");
 }
@@ -55,8 +55,8 @@ TEST_F(SessionSettings, OfThreadsSideBySide) {
   std::thread other(run, "de_DE", &german);
   run("sv_SE", &swedish);
   other.join();
-  EXPECT_EQ(german, "\u00E4a|b|150|April     |2\n");
-  EXPECT_EQ(swedish, "b|\u00E4a|0|april    |2\n");
+  EXPECT_EQ(german, "\u00E4a|b|150|April|2\n");
+  EXPECT_EQ(swedish, "b|\u00E4a|0|april|2\n");
 }
 
 }  // namespace
