@@ -2,8 +2,12 @@
 JOBS ?= $(shell nproc)
 SQXER := build/release/bin/sqxer
 
-.PHONY: run test build configure dependencies sanitize bench bench-growth bench-micro \
-        bench-suite bench-windows format format-check tidy docs install clean
+# The project's Python, in the virtual environment of the build folder.
+DRIVER := PYTHONPATH=bench build/venv/bin/python -m
+PEERS := duckdb chdb polars
+
+.PHONY: run test build configure dependencies sanitize clang bench bench-files bench-growth \
+        bench-micro bench-suite bench-windows format format-check python-check tidy docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -29,22 +33,36 @@ sanitize: dependencies
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
 
-## Whole queries beside DuckDB, ClickHouse, SQLite and loops written by hand (ROWS=N: another table);
-## docs/performance.md then shows the figures.
+## Everything, the benchmarks too, with clang, and the tests.
+clang:
+	@cmake/dependencies.sh clang-16 libbenchmark-dev
+	@cmake --preset clang >/dev/null
+	cmake --build --preset clang -j $(JOBS)
+	ctest --preset clang -j $(JOBS)
+
+## Whole queries beside DuckDB, ClickHouse, Polars, SQLite and loops written by hand, then whole
+## processes from file to answer (ROWS=N: another table); docs/performance.md then shows the figures.
 bench: bench-suite
-	node bench/suite.mjs $(if $(ROWS),--rows $(ROWS))
-	node bench/report.mjs
+	$(DRIVER) driver.suite $(if $(ROWS),--rows $(ROWS))
+	$(DRIVER) driver.report
 
-## The same at several sizes, for how time grows with rows (ROWS=N,N,...: other sizes).
+## Whole processes from file to answer alone; the figures are printed and not kept (ROWS=N, RUNS=N).
+bench-files: bench-suite
+	$(DRIVER) driver.files $(if $(ROWS),--rows $(ROWS)) $(if $(RUNS),--runs $(RUNS))
+
+## The whole queries at several sizes, for how time grows with rows (ROWS=N,N,...: other sizes).
 bench-growth: bench-suite
-	node bench/growth.mjs $(if $(ROWS),--rows $(ROWS))
-	node bench/report.mjs
+	$(DRIVER) driver.growth $(if $(ROWS),--rows $(ROWS))
+	$(DRIVER) driver.report
 
+# A peer that cannot be installed is skipped by the suite, which says so.
 bench-suite:
 	@cmake/dependencies.sh libbenchmark-dev
-	@bench/peers.sh
+	@for peer in $(PEERS); do \
+	  cmake/venv.sh -c bench/requirements.txt $$peer || echo "bench: $$peer cannot be installed"; \
+	done
 	@cmake --preset bench >/dev/null
-	cmake --build --preset bench -j $(JOBS) --target sqxer_suite
+	cmake --build --preset bench -j $(JOBS) --target sqxer_suite sqxer
 
 ## Aggregates with a result per row, and medians, beside SQLite's window functions (ROWS=N: another
 ## table; RUNS=N: how often).
@@ -69,6 +87,14 @@ format:
 format-check:
 	@cmake/dependencies.sh clang-format
 	@clang-format --dry-run -Werror $(SOURCES) && echo "format: $(words $(SOURCES)) files are clean"
+
+## ruff, mypy and the tests of the project's Python.
+python-check:
+	@cmake/venv.sh -r requirements-dev.txt -c bench/requirements.txt duckdb polars
+	build/venv/bin/ruff format --check
+	build/venv/bin/ruff check
+	build/venv/bin/mypy
+	build/venv/bin/pytest
 
 ## clang-tidy over the expression library and the platform.
 tidy: dependencies

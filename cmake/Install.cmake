@@ -16,13 +16,13 @@ install(DIRECTORY server/Query/Execution/Expr/Src/ DESTINATION ${CMAKE_INSTALL_I
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/sqxer)
 install(EXPORT sqxerTargets NAMESPACE sqxer:: DESTINATION ${package_dir})
-configure_package_config_file(cmake/sqxerConfig.cmake.in ${CMAKE_BINARY_DIR}/sqxerConfig.cmake
+configure_package_config_file(cmake/sqxerConfig.cmake.in ${PROJECT_BINARY_DIR}/sqxerConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/sqxerConfigVersion.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/sqxerConfigVersion.cmake
                                  COMPATIBILITY SameMajorVersion)
 # Found relative to itself, so that an installed tree can be moved.
 file(RELATIVE_PATH pkgconfig_to_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-configure_file(cmake/sqxer.pc.in ${CMAKE_BINARY_DIR}/sqxer.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/sqxerConfig.cmake ${CMAKE_BINARY_DIR}/sqxerConfigVersion.cmake
+configure_file(cmake/sqxer.pc.in ${PROJECT_BINARY_DIR}/sqxer.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/sqxerConfig.cmake ${PROJECT_BINARY_DIR}/sqxerConfigVersion.cmake
         DESTINATION ${package_dir})
-install(FILES ${CMAKE_BINARY_DIR}/sqxer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/sqxer.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

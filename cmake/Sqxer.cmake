@@ -1,7 +1,9 @@
 # Compile options of our own code, as one interface target that every target of ours links privately.
 add_library(sqxer_options INTERFACE)
 target_compile_options(sqxer_options INTERFACE -Wall -Wextra -Wpedantic
-                                               -Wnon-virtual-dtor)
+                                               $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+# What __FILE__ puts into a binary starts at the root of the sources, wherever they lie.
+target_compile_options(sqxer_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(SQXER_WERROR)
   target_compile_options(sqxer_options INTERFACE -Werror)
 endif()

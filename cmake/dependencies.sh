@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(g++ cmake make ninja-build ccache pkg-config
-  libpg-query-dev libprotobuf-c-dev libxxhash-dev libsimdjson-dev libicu-dev libboost-dev
+  libpg-query-dev libprotobuf-c-dev libsimdjson-dev libicu-dev libboost-dev
   libcsv-dev libsqlite3-dev libcli11-dev libfmt-dev libgtest-dev libgmock-dev "$@")
 
 missing=()
@@ -13,11 +13,18 @@ for package in "${packages[@]}"; do
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
-sudo=
-[ "$(id -u)" -eq 0 ] || sudo=sudo
 if ! command -v apt-get >/dev/null; then
   echo "missing: ${missing[*]} (no apt-get here: install them by your system's own means)" >&2
   exit 1
+fi
+sudo=
+if [ "$(id -u)" -ne 0 ]; then
+  # Asking for a password takes a person at a terminal.
+  if ! command -v sudo >/dev/null || ! { [ -t 0 ] || sudo -n true 2>/dev/null; }; then
+    echo "missing: ${missing[*]} (as root: apt-get install ${missing[*]})" >&2
+    exit 1
+  fi
+  sudo=sudo
 fi
 echo "installing: ${missing[*]}"
 $sudo apt-get update -qq

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <regex>
 
-#include "Capture.h"
 #include "Compiler.h"
+#include "CsvCopy.h"
 #include "Session.h"
 #include "TestFile.h"
 #include "server/Query/Execution/Engine/TemporaryFolder.h"
@@ -44,9 +44,10 @@ enum class Place { kShown, kLeftOut };
 Outcome Evaluate(Session& session, const std::string& sql, Place place) {
   Outcome outcome;
   try {
-    CapturingSink sink;
+    CsvCopy sink;
     session.Execute(sql, sink);
     EXPECT_TRUE(sink.ended);
+    sink.ExpectReadsBack();
     for (const auto& row : sink.rows) outcome.lines.push_back(RowText(row));
     if (sink.columns.size() == 1) {
       outcome.type = BaseStringUtil::StringToUtf8(

@@ -34,7 +34,8 @@ struct TestField {
 template <class Use>
 void WithNumber(XeDataType type, Use use) {
   const auto when = [&](auto zero, auto... types) {
-    if (((type == types) || ...)) use(zero);
+    const bool isOne = ((type == types) || ...);
+    if (isOne) use(zero);
   };
   when(uint8{}, XeBitData, XeBoolean, XeUInt1Data);
   when(int8{}, XeInt1Data);

@@ -1,8 +1,10 @@
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
@@ -34,6 +36,12 @@ template <class... Parts>
 void PrintLine(fmt::format_string<Parts...> format, Parts&&... parts) {
   const std::string line = fmt::format(format, std::forward<Parts>(parts)...) + '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+/// Where memory has run out the sentence must not need any.
+void PrintOutOfMemory() {
+  constexpr std::string_view kLine = "error: not enough memory for this statement\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
 }
 
 /// The error as one line, with its place in the whole SQL text.
@@ -77,14 +85,14 @@ void PrintSwitches() {
 std::optional<std::string> ReadSql(const Options& options) {
   if (options.sql) return options.sql;
   const std::string name = options.sqlFile.value_or("standard input");
-  std::FILE* const file = options.sqlFile ? std::fopen(name.c_str(), "rb") : stdin;
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> closer(file, &std::fclose);
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(nullptr, &std::fclose);
+  if (options.sqlFile) opened.reset(std::fopen(name.c_str(), "rb"));
+  std::FILE* const file = options.sqlFile ? opened.get() : stdin;
   std::string text;
   char piece[1 << 16];
-  while (file != nullptr) {
-    const std::size_t size = std::fread(piece, 1, sizeof piece, file);
-    if (size == 0) break;
-    text.append(piece, size);
+  // A terminal goes on after its end of file, so that nothing is to be read behind it.
+  while (file != nullptr && !std::feof(file) && !std::ferror(file)) {
+    text.append(piece, std::fread(piece, 1, sizeof piece, file));
   }
   if (file != nullptr && std::ferror(file) == 0) return text;
   PrintError(ErrorMessage(kFileNotReadable, {Wide(name), Wide(strerror(errno))}), "", 0);
@@ -109,11 +117,11 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
     return IsFileError(error) ? kFileFailed : kQueryFailed;
   } catch (const std::bad_alloc&) {
     Progress::Clear();
-    PrintLine("error: not enough memory for this statement");
+    PrintOutOfMemory();
     return kQueryFailed;
   } catch (const std::length_error&) {
     Progress::Clear();
-    PrintLine("error: not enough memory for this statement");
+    PrintOutOfMemory();
     return kQueryFailed;
   }
 }
@@ -150,7 +158,9 @@ ExitStatus Run(const Options& options) {
     return kWrongOptions;
   }
   session.SetDirectory(options.directory);
-  if (options.progress && isatty(STDERR_FILENO)) session.SetProgress(&Progress::Show);
+  if (options.progress && isatty(STDERR_FILENO)) {
+    session.SetProgress(&Progress::ShowReading, &Progress::ShowRunning);
+  }
 
   if (options.showFunctions) {
     WriteOut(FunctionReference());
@@ -164,20 +174,52 @@ ExitStatus Run(const Options& options) {
   return sql ? RunStatements(session, options, *sql) : kFileFailed;
 }
 
+/// Puts a file that neither reads nor writes in the place of each standard stream that is closed,
+/// so that no file which is opened later is taken for it.
+void FillStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) != -1) continue;
+    // Opened the wrong way round; it takes the lowest number that is free.
+    open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
+bool IsOutputOpen() {
+  const int mode = fcntl(STDOUT_FILENO, F_GETFL);
+  return mode != -1 && (mode & O_ACCMODE) != O_RDONLY;
+}
+
+ExitStatus Main(int count, char** arguments) {
+  try {
+    FillStandardStreams();
+    if (!IsOutputOpen()) {
+      throw std::system_error(EBADF, std::generic_category(), "standard output");
+    }
+    const auto options = ReadOptions(count, arguments);
+    if (const auto* status = std::get_if<ExitStatus>(&options)) return *status;
+    return Run(std::get<Options>(options));
+  } catch (const std::system_error& error) {
+    PrintLine("error: the result cannot be written: {}", error.what());
+  }
+  return kQueryFailed;
+}
+
 }  // namespace
 }  // namespace sqxer
 
 int main(int count, char** arguments) {
-  // A reader that has gone shows as an error of the write.
+  // A reader that has gone, and a file beyond the limit of the process, show as errors of the
+  // write.
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
   // For the widths of characters in tables; numbers keep the point.
   std::setlocale(LC_CTYPE, "C.UTF-8");
   try {
-    const auto options = sqxer::ReadOptions(count, arguments);
-    if (const auto* status = std::get_if<sqxer::ExitStatus>(&options)) return *status;
-    return sqxer::Run(std::get<sqxer::Options>(options));
-  } catch (const std::system_error& error) {
-    sqxer::PrintLine("error: the result cannot be written: {}", error.what());
+    return sqxer::Main(count, arguments);
+  } catch (const std::bad_alloc&) {
+    sqxer::PrintOutOfMemory();
+  } catch (const std::length_error&) {
+    sqxer::PrintOutOfMemory();
   } catch (const std::exception& error) {
     sqxer::PrintLine("error: {}", error.what());
   }

@@ -24,7 +24,8 @@ The SQL is taken from the argument, from -f FILE, or from standard input; severa
 statements are parted by semicolons. A table is a name, or a path in double quotes.
 
 Exit status: 0 done; 1 a statement is wrong or failed (the others have run); 2 wrong
-options; 3 a file cannot be read. Where several statements failed, that of the first.
+options; 3 a file cannot be read; 4 the processor is too old for this build. Where several
+statements failed, that of the first.
 
 Examples:
   sqxer "SELECT 7 / 2"

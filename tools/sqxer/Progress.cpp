@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <string_view>
 
 namespace sqxer {
 namespace {
@@ -12,33 +14,51 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 struct State {
+  Clock::time_point start;
   Clock::time_point next;
-  bool isShown = false;
+  /// The phase that is shown; null for none.
+  const char* shown = nullptr;
 };
 State state;
 
-}  // namespace
-
-void Progress::Start() { state = {Clock::now() + 1s}; }
-
-void Progress::Show(uint64 done, uint64 total) {
-  constexpr uint64 kBarWidth = 40;
+/// `phase` is one of few constants.
+void Draw(const char* phase, uint64 done, uint64 total) {
+  constexpr std::string_view kBar = "########################################";
   const Clock::time_point now = Clock::now();
-  if (now < state.next || total == 0) return;
+  if (now < state.start + 1s || (now < state.next && phase == state.shown)) return;
   state.next = now + 100ms;
-  state.isShown = true;
+  state.shown = phase;
   // A file may grow while it is read.
-  const uint64 tenths = std::min<uint64>(1000, done * 1000 / total);
-  fmt::print(stderr, "\rreading [{:<{}}] {:3}%", std::string(tenths * kBarWidth / 1000, '#'),
-             kBarWidth, tenths / 10);
+  const double part =
+      total == 0 ? 1 : std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+  const auto filled = static_cast<std::size_t>(part * static_cast<double>(kBar.size()));
+  fmt::print(stderr, "\r{:<8} [{:<{}}] {:3.0f}%", phase, kBar.substr(0, filled), kBar.size(),
+             std::floor(part * 100));
   std::fflush(stderr);
 }
 
+}  // namespace
+
+void Progress::Start() { state = {Clock::now(), {}, nullptr}; }
+
+void Progress::ShowReading(uint64 done, uint64 total) { Draw("reading", done, total); }
+
+void Progress::ShowRunning(RunPhase phase, uint64 done, uint64 total) {
+  switch (phase) {
+    case RunPhase::kGrouping:
+      return Draw("grouping", done, total);
+    case RunPhase::kSorting:
+      return Draw("sorting", done, total);
+    case RunPhase::kWriting:
+      return Draw("writing", done, total);
+  }
+}
+
 void Progress::Clear() {
-  if (!state.isShown) return;
+  if (state.shown == nullptr) return;
   fmt::print(stderr, "\r\x1b[K");
   std::fflush(stderr);
-  state.isShown = false;
+  state.shown = nullptr;
 }
 
 }  // namespace sqxer

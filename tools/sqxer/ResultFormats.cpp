@@ -2,14 +2,21 @@
 
 #include <fmt/format.h>
 
+#include <set>
+
 #include "Utility/BaseStringUtil.h"
+#include "ValueReader.h"
 #include "ValueText.h"
 
 namespace sqxer {
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 void AppendCsv(std::string& line, std::string_view text) {
-  if (!text.empty() && text.find_first_of(",\"\r\n") == std::string_view::npos) {
+  // A mark at the start of a file would not be read as part of the first name.
+  if (!text.empty() && text.find_first_of(",\"\r\n") == std::string_view::npos &&
+      !text.starts_with(kByteOrderMark)) {
     line += text;
     return;
   }
@@ -48,6 +55,30 @@ void AppendJson(std::string& line, std::string_view text) {
   line += '"';
 }
 
+/// Gives columns that a reader would take for one different names: the first one keeps the name,
+/// the others get a number behind it (count, count_1) with which no other column is called.
+/// `asRead(name, position)` is what the reader makes of a name.
+template <class AsRead>
+void MakeDifferent(std::vector<std::string>& names, AsRead&& asRead) {
+  std::vector<std::string> read;
+  for (std::size_t i = 0; i < names.size(); ++i) read.push_back(asRead(names[i], i));
+  const std::set<std::string> given(read.begin(), read.end());
+  std::set<std::string> taken;
+  // A name that is read as it stands comes before one that is made into it.
+  for (const bool isAsGiven : {true, false}) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      if ((names[i] == read[i]) != isAsGiven || taken.insert(read[i]).second) continue;
+      std::string numbered;
+      for (int number = 1; numbered.empty(); ++number) {
+        numbered = fmt::format("{}_{}", read[i], number);
+        if (given.contains(numbered) || !taken.insert(numbered).second) numbered.clear();
+      }
+      names[i] = numbered;
+      read[i] = numbered;
+    }
+  }
+}
+
 }  // namespace
 
 void FormattedResult::Begin(const std::vector<ColumnInfo>& columns,
@@ -73,6 +104,10 @@ void FormattedResult::PrintRows() const { spool_.ForEachPiece(&WriteOut); }
 
 void CsvResult::Header() {
   if (!header_) return;
+  MakeDifferent(names_, [](const std::string& name, std::size_t position) {
+    const std::string_view trimmed = TrimBlanks(name);
+    return trimmed.empty() ? fmt::format("column{}", position + 1) : std::string(trimmed);
+  });
   line_.clear();
   for (const std::string& name : names_) {
     if (!line_.empty()) line_ += ',';
@@ -99,6 +134,7 @@ void CsvResult::AppendLine() {
 }
 
 void JsonResult::Header() {
+  MakeDifferent(names_, [](const std::string& name, std::size_t) { return name; });
   for (const std::string& name : names_) {
     std::string key = keys_.empty() ? "{" : ",";
     AppendJson(key, name);

@@ -33,7 +33,8 @@ class FormattedResult : public ResultSink {
 };
 
 /// Fields parted by commas, quoted where they hold a comma, a quotation mark or a line end. NULL is
-/// nothing, the empty text is "": read back, the result is the same.
+/// nothing, the empty text is "", columns of one name are told apart by numbers: read back with the
+/// types of its columns, the result is the same.
 class CsvResult : public FormattedResult {
  public:
   explicit CsvResult(bool header) : header_(header) {}
@@ -48,8 +49,8 @@ class CsvResult : public FormattedResult {
   std::string value_;
 };
 
-/// One object a line, a line of EXPLAIN too. Numbers and truth values as such, NaN and infinities
-/// as texts, since JSON has no numbers for them.
+/// One object a line, a line of EXPLAIN too. Columns of one name are told apart by numbers. Numbers
+/// and truth values as such, NaN and infinities as texts, since JSON has no numbers for them.
 class JsonResult : public FormattedResult {
  public:
   bool Plan(const std::vector<XeString>&) override { return false; }

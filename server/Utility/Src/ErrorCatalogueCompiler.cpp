@@ -18,7 +18,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58010, 2, "this text does not read as {1}: \"{0}\""},
       {58011, 2, "this number is beyond the range of {1}: {0}"},
       {58012, 1, "DISTINCT is not available here: {0}"},
-      {58013, 2, "{0} takes another number of arguments than these: {1}"},
+      {58013, 3, "{0} takes {1}, not {2}"},
       {58014, 1, "an aggregate with several results can only be a whole select item: {0}"},
       {58015, 2, "this name is ambiguous, it may mean {1}: \"{0}\""},
       {58016, 1, "the query reads no table of this name: \"{0}\""},

@@ -29,6 +29,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57017, 3, "{1} of \"{0}\" has a blob, which expressions cannot read, in the column \"{2}\""},
       {57018, 2, "\"{0}\" has too many columns, a table may have 65535: {1}"},
       {57019, 3, "the parameter {0} does not read as {1}: \"{2}\""},
+      {57020, 1, "\"{0}\" has changed while it was read: read a copy, or wait until it is written"},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

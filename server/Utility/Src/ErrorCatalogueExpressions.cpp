@@ -16,7 +16,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59008, 0, "division by zero: leave out the rows whose divisor is 0, or make it NULL there"},
       {59009, 1, "the square root needs a number that is not negative: {0}"},
       {59010, 1, "\"{0}\" is not defined for this argument: leave out the rows that have it"},
-      {59013, 3, "\"{0}\" cannot hold this value of type {1}, cast to a wider type: {2}"},
+      {59013, 2, "\"{0}\" cannot hold this value of type {1}, cast to a wider type"},
       {59014, 0, "an expression names a column position beyond the last column of its input"},
       {59015, 1, "there is no column of this name: \"{0}\""},
       {59020, 0, "the results of CASE or COALESCE have no common type: cast them to one type"},

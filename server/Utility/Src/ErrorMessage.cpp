@@ -66,11 +66,14 @@ const std::vector<ErrorCatalogueEntry>& ErrorCatalogue() {
   return catalogue;
 }
 
-ErrorMessage::ErrorMessage(int code, std::vector<XeString> arguments)
+ErrorMessage::ErrorMessage(int code, std::vector<XeString> arguments, const XeString& value)
     : code_(code), arguments_(std::move(arguments)) {
   const ErrorCatalogueEntry* entry = FindEntry(code);
   text_ = FormatSentence(entry ? std::string(entry->text) : "error " + std::to_string(code),
                          arguments_);
+  if (value.empty()) return;
+  text_ += ": ";
+  BaseStringUtil::AppendUtf8(text_, Quoted(value));
 }
 
 XeString ErrorMessage::GetText() const { return BaseStringUtil::Utf8ToString(text_); }

@@ -11,6 +11,7 @@
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/SUSystemConfig.h"
+#include "Utility/SystemUtility.h"
 
 namespace sqxer {
 
@@ -19,11 +20,13 @@ namespace {
 int OpenNameless(const char* folder) {
   const int file = open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC | O_EXCL, 0600);
   // Not every file system knows nameless files; a missing folder shows again below.
-  if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)) return file;
+  if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)) {
+    return SystemUtility::KeepOffStandardStreams(file);
+  }
   std::string name = std::string(folder) + "/sqxer-sort-XXXXXX";
   const int named = mkostemp(name.data(), O_CLOEXEC);
   if (named >= 0) unlink(name.c_str());
-  return named;
+  return SystemUtility::KeepOffStandardStreams(named);
 }
 
 SpillFile::Calls calls{&OpenNameless, &pwrite, &pread};

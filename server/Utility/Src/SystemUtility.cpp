@@ -1,6 +1,10 @@
 #include "Utility/SystemUtility.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <random>
@@ -43,6 +47,15 @@ std::size_t SystemUtility::ReadEnvironmentNumber(const char* name, std::size_t o
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(digits.begin(), digits.end(), number);
   return end == digits.end() && error == std::errc() && number != 0 ? number : otherwise;
+}
+
+int SystemUtility::KeepOffStandardStreams(int file) {
+  if (file < 0 || file > STDERR_FILENO) return file;
+  const int away = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  close(file);
+  errno = error;
+  return away;
 }
 
 uint32 SystemUtility::GetMultiByteCodePage() { return kLatin1CodePage; }

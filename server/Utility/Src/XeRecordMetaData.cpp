@@ -192,6 +192,14 @@ const XeFieldDescriptorRef& XeRecordMetaData::GetFieldDescriptor(int position) c
   return fields_[static_cast<std::size_t>(position)];
 }
 
+const XeFieldDescriptor& XeRecordMetaData::GetPlacedField(int position) const {
+  const XeFieldDescriptor& field = *GetFieldDescriptor(position);
+  if (!field.HasOffsets()) {
+    XeLogicError("a record layout without offsets is read: GenerateAlignedFieldOffset comes first");
+  }
+  return field;
+}
+
 void XeRecordMetaData::GenerateAlignedFieldOffset() {
   uint64 offset = 1;
   std::vector<uint32> nullOffsets;

@@ -17,7 +17,8 @@ class XEUTILITY_API ErrorMessage : public std::exception {
   static constexpr int64 kNoRow = -1;
   static constexpr int kNoPosition = -1;
 
-  explicit ErrorMessage(int code, std::vector<XeString> arguments = {});
+  /// `value`, the one that was refused, is no argument: it follows the sentence behind a colon.
+  explicit ErrorMessage(int code, std::vector<XeString> arguments = {}, const XeString& value = {});
 
   int GetCode() const { return code_; }
   const std::vector<XeString>& GetArguments() const { return arguments_; }

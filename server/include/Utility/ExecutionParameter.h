@@ -29,6 +29,10 @@ class XEUTILITY_API ExecutionParameter {
   /// Non-zero when the parameter's value is NULL.
   uint8 GetNullValue() const;
   int GetIndex() const { return index_; }
+  /// Its field of the layout.
+  const XeFieldDescriptorRef& GetFieldDescriptor() const {
+    return layout_->GetFieldDescriptor(index_);
+  }
 
  private:
   const XeRecordMetaData* layout_;

@@ -21,6 +21,12 @@ class XEUTILITY_API SystemUtility {
   /// is not set or holds anything else.
   static std::size_t ReadEnvironmentNumber(const char* name, std::size_t otherwise);
 
+  /// The file of a descriptor just opened, away from standard input, output and error (0 to 2): a
+  /// process that was started with one of those closed would write its texts into the file. The
+  /// same descriptor or a new one, the old one then closed; below 0, as the call before it failed,
+  /// where there is none.
+  static int KeepOffStandardStreams(int file);
+
   /// The code page of texts of one byte a character: 28591, ISO 8859-1, whose codes are the first
   /// 256 code points.
   static uint32 GetMultiByteCodePage();

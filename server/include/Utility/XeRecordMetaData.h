@@ -41,7 +41,9 @@ class XEUTILITY_API XeFieldDescriptor {
   void SetOffsets(uint32 dataOffset, uint32 nullOffset) {
     dataOffset_ = dataOffset;
     nullOffset_ = nullOffset;
+    hasOffsets_ = true;
   }
+  bool HasOffsets() const { return hasOffsets_; }
 
   /// The length of a value of the type as MetaDataInfo::objectLength_ counts it: the width of a
   /// fixed type, else `length` itself. Numeric, decimal and money: sizeof(VelmarNumber).
@@ -62,6 +64,7 @@ class XEUTILITY_API XeFieldDescriptor {
   uint32 occurrence_;
   uint32 dataOffset_ = 0;
   uint32 nullOffset_ = 0;
+  bool hasOffsets_ = false;
 };
 
 using XeFieldDescriptorRef = std::shared_ptr<XeFieldDescriptor>;
@@ -104,6 +107,9 @@ class XEUTILITY_API XeRecordMetaData {
 
   /// The descriptor at a position. Error 46030 (position, field count) outside the layout.
   const XeFieldDescriptorRef& GetFieldDescriptor(int position) const;
+  /// The same for those who read or write the field: one that has no offsets yet is a broken
+  /// invariant.
+  const XeFieldDescriptor& GetPlacedField(int position) const;
 
   /// Lays out the described fields. Error 59173 (bytes) when the record would not fit 32 bits.
   void GenerateAlignedFieldOffset();

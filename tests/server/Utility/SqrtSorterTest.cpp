@@ -1,8 +1,11 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <random>
 
@@ -296,6 +299,24 @@ TEST(SqrtSorter, FailingFilesAreErrorsAndTheSorterWorksAgainWithoutThem) {
   unsetenv("TMPDIR");
   input.Check(*sorter);
   SpillFile::SetCalls(realCalls);
+}
+
+TEST(SpillFile, IsNeverTakenForAStandardStream) {
+  const int input = dup(STDIN_FILENO);
+  const std::size_t files = CountOpenFiles();
+  close(STDIN_FILENO);
+  {
+    SpillFile file;
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
+    EXPECT_EQ(CountOpenFiles(), files);
+    const uint8 bytes[] = {1, 2, 3};
+    file.Append(bytes, sizeof bytes);
+    uint8 read[3] = {};
+    file.Read(0, read, sizeof read);
+    EXPECT_EQ(std::memcmp(read, bytes, sizeof bytes), 0);
+  }
+  dup2(input, STDIN_FILENO);
+  close(input);
 }
 
 TEST(SqrtSorter, InitialBufferComesFromTheEnvironment) {

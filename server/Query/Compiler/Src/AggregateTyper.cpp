@@ -5,6 +5,7 @@
 #include "ExpressionTyper.h"
 #include "NodeProber.h"
 #include "PlanError.h"
+#include "TypedCall.h"
 #include "Utility/SUSystemConfig.h"
 
 namespace sqxer {
@@ -93,7 +94,7 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
   }
   if (row.prepare) row.prepare(columns);
   for (TypedExpressionPtr& column : columns) {
-    if (column->untypedNull) column = ConvertTyped(column, XeInt4Data);
+    if (column->IsOpenNull()) column = ConvertTyped(column, XeInt4Data);
     column = WidenArgument(column, shape);
   }
   if (shape.nullTogether) MakeNullTogether(columns);
@@ -118,7 +119,7 @@ TypedExpressionPtr ExpressionTyper::TypeNumber(const SqlExpression& expression,
     ThrowPlanError(kArgumentNotConstant, expression.position, {UpperName(row.name)});
   const TypedExpressionPtr number =
       TypeWithoutColumns(expression, {L"an argument that is a number"});
-  return number->untypedNull ? ConvertTyped(number, XeInt4Data) : number;
+  return number->IsOpenNull() ? ConvertTyped(number, XeInt4Data) : number;
 }
 
 }  // namespace sqxer

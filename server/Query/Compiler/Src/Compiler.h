@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Catalog.h"
+#include "QueryParameters.h"
 #include "QueryPlan.h"
 
 namespace sqxer {
@@ -21,13 +22,6 @@ struct Statement {
 /// are left out. Never throws for bad SQL: a statement that does not parse is returned as it
 /// stands.
 std::vector<Statement> SplitStatements(const std::string& text);
-
-/// The values of $1, $2, ... in this order: a record with one field each. The record and its
-/// layout must outlive every plan that reads them.
-struct QueryParameters {
-  const XeRecordMetaData* layout = nullptr;
-  uint8* values = nullptr;
-};
 
 /// Plans one statement. Throws ErrorMessage with the position (byte offset in `sql`) of what is
 /// wrong.

@@ -20,6 +20,7 @@ int PrecisionOf(const TypedExpression& call) {
 }
 
 std::unique_ptr<RExpression> MakeCast(const TypedExpression& call, Operands& o) {
+  if (call.column.type == XeBoolean) return std::make_unique<CastToBoolean>(o[0].release());
   return std::make_unique<Cast>(o[0].release(), call.column.type, PrecisionOf(call),
                                 call.column.scale);
 }
@@ -39,13 +40,15 @@ void AppendConversionRows(std::vector<FunctionRow>& rows) {
       {Kind::kOperator, "cast", 1, "CAST(a AS type)",
        "Cast, as CastToInt16, CastToInt32, CastToFloat32, CastToFloat64, CastToNumeric, "
        "CastToChar, "
-       "CastToBinary, CastToDate, CastToTime or CastToDateTime",
+       "CastToBinary, CastToDate, CastToTime or CastToDateTime; CastToBoolean",
        "a value; SMALLINT, INTEGER, REAL, DOUBLE PRECISION, NUMERIC, CHAR(n), VARCHAR(n), TEXT, "
-       "BIT, DATE, TIME or TIMESTAMP",
+       "BIT, BOOLEAN, DATE, TIME or TIMESTAMP",
        "the type named", kNullIfAny,
        "The value as one of another type. A text must read as the type as a whole; a number beyond "
        "an integer type is an error, its fraction is cut. CHAR(n) and VARCHAR(n) cut to n "
-       "characters. NUMERIC(p, s) keeps all digits.",
+       "characters. NUMERIC(p, s) keeps all digits. A truth value is 1 or 0 as a number, true or "
+       "false as a text; a BOOLEAN comes out of a text (true, t, yes, y, on, 1 and their "
+       "opposites).",
        "SELECT CAST('12' AS integer) + 1", "13", PrepareCast, MakeCast},
       {Kind::kForm, "::", 1, "a::type", "as CAST", "as CAST", "the type named", kNullIfAny,
        "The same as CAST.", "SELECT -2.7::integer", "-2"},

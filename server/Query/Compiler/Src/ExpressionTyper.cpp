@@ -5,48 +5,14 @@
 #include "LookupTable.h"
 #include "NodeProber.h"
 #include "PlanError.h"
+#include "TypedCall.h"
 
 namespace sqxer {
 namespace {
 
 using Kind = TypedExpression::Kind;
 
-/// Bounds the trees that a statement can ask for: IS TRUE reads its operand twice, so nesting it
-/// would double the tree at every level.
-constexpr int kMaxSize = 50000;
-
-/// Constants that the operator would convert for every row, converted once. True when one was. NULL
-/// needs no conversion, and a value whose place among the operands is another one allows none.
-bool RetypeConstants(TypedArguments& arguments, const std::vector<XeDataType>& wanted) {
-  if (wanted.size() != arguments.size()) return false;
-  bool changed = false;
-  for (std::size_t i = 0; i < wanted.size(); ++i) {
-    TypedExpressionPtr& argument = arguments[i];
-    if (!argument->IsConstant() || argument->constant.IsNull()) continue;
-    if (argument->type == wanted[i]) continue;
-    if (std::optional<PlanConstant> constant = ConvertConstant(argument->constant, wanted[i])) {
-      argument = MakeTypedConstant(*constant, argument->position);
-      changed = true;
-    }
-  }
-  return changed;
-}
-
-/// A fixed text as the long one that a conversion makes of it.
-PlanConstant WithoutPadding(PlanConstant constant) {
-  constant.type = XeLongVarCharData;
-  if (auto* text = std::get_if<XeString>(&constant.value))
-    text->erase(text->find_last_not_of(L' ') + 1);
-  return constant;
-}
-
 }  // namespace
-
-void CountNodes(TypedExpression& expression) {
-  for (const TypedExpressionPtr& argument : expression.arguments) expression.size += argument->size;
-  if (expression.size > kMaxSize)
-    ThrowPlanError(kTooComplex, expression.position, {std::to_wstring(kMaxSize)});
-}
 
 XeString UpperName(std::string_view name) {
   XeString upper;
@@ -75,10 +41,8 @@ TypedExpressionPtr ExpressionTyper::Type(const SqlExpression& expression,
 }
 
 TypedExpressionPtr ExpressionTyper::TypeLiteral(const SqlExpression& expression) const {
-  auto typed = std::make_shared<TypedExpression>(*MakeTypedConstant(
-      ReadLiteral(expression.literal, expression.position), expression.position));
-  typed->untypedNull = expression.literal.kind == SqlLiteral::Kind::kNull;
-  return typed;
+  return MakeTypedConstant(ReadLiteral(expression.literal, expression.position),
+                           expression.position);
 }
 
 TypedExpressionPtr ExpressionTyper::TypeParameter(const SqlExpression& expression) const {
@@ -88,8 +52,9 @@ TypedExpressionPtr ExpressionTyper::TypeParameter(const SqlExpression& expressio
   const ExecutionParameter parameter(parameters_.layout, parameters_.values, index);
   TypedExpressionPtr typed = MakeTypedParameter(parameter, expression.position);
   // A parameter node has a value; NULL is a constant of its type.
-  return parameter.GetNullValue() ? MakeTypedConstant({typed->type, {}}, expression.position)
-                                  : typed;
+  if (!parameter.GetNullValue()) return typed;
+  const bool isText = SUXeDataTypeUtility::IsXeTextType(typed->type);
+  return MakeTypedConstant({typed->type, {}, isText ? typed->length : 0}, expression.position);
 }
 
 TypedExpressionPtr ExpressionTyper::TypeColumn(int column, int position) const {
@@ -137,6 +102,10 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
       FindOperator(expression.name, static_cast<int>(expression.arguments.size()));
   if (!row)
     ThrowPlanError(kNoSuchFunction, expression.position, {L"operator", Wide(expression.name)});
+  // Only casts have a target.
+  if (expression.target.type != XeUnknown)
+    return CastTyped(Type(*expression.arguments[0], clause), expression.target,
+                     expression.position);
   return TypeCall(*row, expression, clause);
 }
 
@@ -210,37 +179,15 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
     const bool isWord = static_cast<int>(arguments.size()) == row.word;
     arguments.push_back(isWord ? TypeWord(*argument, clause) : Type(*argument, clause));
   }
-  return MakeCall(row, std::move(arguments), expression.position, expression.target);
+  return MakeCall(row, std::move(arguments), expression.position);
 }
 
 TypedExpressionPtr ExpressionTyper::MakeCall(const FunctionRow& row, TypedArguments arguments,
-                                             int position, const SqlTypeName& target) const {
-  auto call = std::make_shared<TypedExpression>();
-  call->kind = Kind::kCall;
-  call->position = position;
-  call->function = &row;
-  call->arguments = std::move(arguments);
-  call->column.type = target.type;
-  call->column.length = static_cast<uint32>(target.precision);
-  call->column.scale = static_cast<int16>(target.scale);
-  row.prepare(call->arguments);
-  if (row.lookup != FunctionRow::Lookup::kNone)
-    call->lookup = FindLookupTable(row, call->arguments, catalog_);
-  // Unary plus is its operand.
-  if (!row.make) return call->arguments[0];
-
-  NodeAnswer answer = AskOperator(*call);
-  const bool sameOperands = row.word < 0;
-  if (sameOperands && RetypeConstants(call->arguments, answer.operandTypes))
-    answer = AskOperator(*call);
-  const bool isPadded = row.givesLongText && answer.type == XeCharData;
-  if (answer.value) {
-    if (isPadded) *answer.value = WithoutPadding(*answer.value);
-    return MakeTypedConstant(*answer.value, position);
-  }
-  TakeAnswer(*call, answer);
-  CountNodes(*call);
-  return isPadded ? ConvertTyped(call, XeLongVarCharData) : Widened(call);
+                                             int position) const {
+  row.prepare(arguments);
+  LookupTablePtr lookup;
+  if (row.lookup != FunctionRow::Lookup::kNone) lookup = FindLookupTable(row, arguments, catalog_);
+  return SettleCall(row, std::move(arguments), position, {}, std::move(lookup));
 }
 
 }  // namespace sqxer

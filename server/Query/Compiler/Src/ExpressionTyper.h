@@ -55,8 +55,7 @@ class ExpressionTyper {
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
                               const Clause& clause) const;
-  TypedExpressionPtr MakeCall(const FunctionRow& row, TypedArguments arguments, int position,
-                              const SqlTypeName& target = {}) const;
+  TypedExpressionPtr MakeCall(const FunctionRow& row, TypedArguments arguments, int position) const;
   /// Result `index` of an aggregate, over groups or a window.
   TypedExpressionPtr TypeAggregate(const FunctionRow& row, const SqlExpression& expression,
                                    const Clause& clause, int index) const;
@@ -89,9 +88,6 @@ class ExpressionTyper {
   const QueryParameters& parameters_;
   JsonColumns* const json_;
 };
-
-/// Adds up the nodes of a new expression's arguments. Error 58005 when they are too many.
-void CountNodes(TypedExpression& expression);
 
 /// A function's name as error texts show it.
 XeString UpperName(std::string_view name);

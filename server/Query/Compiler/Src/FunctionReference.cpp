@@ -31,6 +31,10 @@ is refused by name.
 
 - A table is a name or a quoted path: `FROM "data/sales.csv"`. Without FROM a SELECT is evaluated
   once, over no columns.
+- A column of a CSV file takes the first of these types that all its values have: BOOLEAN (`true` and
+  `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
+  TIME; else it is text. Where `t` and `f` are marks of something else, name the type:
+  `--schema 'sales=mark:varchar(1)'`.
 - An item is an expression, `*` or `name.*`. Column names are found exactly as spelled, else without
   regard to letter case; quote a name with blanks or capitals that matter: `"Cost Repair"`.
 - A key is an expression, an alias, or a position in the select list. ORDER BY looks for aliases
@@ -41,9 +45,9 @@ is refused by name.
   aggregate with several results appends to that name.
 
 - `$1`, `$2`, ... are the values of `--param`, the first one `$1`. `--param int4:5` gives a type, with
-  the types of `--schema`; without one the value takes the type that a CSV column of it would have. An
-  empty value is NULL, except that `varchar:` is the empty text. Parameters of the types DATE and TIME
-  compute as TIMESTAMP (a time on 1900-01-01).
+  the types of `--schema`; without one the value takes the type that a CSV column of it would have,
+  except that `t` and `f` are texts. An empty value is NULL, except that `varchar:` is the empty text.
+  Parameters of the types DATE and TIME compute as TIMESTAMP (a time on 1900-01-01).
 
 ## Windows
 
@@ -89,9 +93,10 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 
 - A literal takes the type that its partner needs: `price > 5` compares doubles when `price` is one,
   `day >= '2012-01-31'` compares dates, `amount = '12.5'` numbers. A text that does not read as its
-  partner's type is an error.
+  partner's type is an error. What was cast or computed is no literal: `'12'::text` stays a text, and
+  NULL of a type counts like any value of it.
 - Signed and unsigned integers meet as NUMERIC, so that -1 is below every unsigned number. A
-  constant takes the column's type instead where it can.
+  literal takes its partner's type instead where it can.
 - SUM over integers is NUMERIC, AVG and AVG_ALL over integers are DOUBLE, and COUNT is NUMERIC in
   arithmetic: none of them overflows, is truncated or stops at zero. `--set IntegerAggregates=native`
   keeps the integers of the argument instead.
@@ -121,6 +126,14 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | `SUM(x) OVER (ROWS n PRECEDING)` | of the last n + 1 values that are not NULL | of the last n + 1 rows |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `NTILE(n)` | tiles are parted by quantiles of the values: equal values share one, and sizes differ | tiles of as many rows each |
+| `LENGTH('ab  ')` | 2, without the blanks at the end; CHAR_LENGTH counts them | 4 |
+| `OCTET_LENGTH('ab')`, `BIT_LENGTH('ab')` | 8, 64: four bytes a character | PostgreSQL gives 2 and 16 |
+| `TRIM('xy' FROM s)`, `LTRIM(s, 'xy')` | an error: one character at a time | each of the characters is removed |
+| `EXTRACT(week FROM d)` | week 1 holds January 1st, and the others start on the first day of the week | PostgreSQL counts ISO weeks: 2012-01-01 is in week 52 |
+| `EXTRACT(dow FROM d)` | 1 to 7 from Sunday | PostgreSQL gives 0 to 6 from Sunday |
+| `ROUND(-2.5)` | -2: halves go up | PostgreSQL gives -3 |
+| `ROUND(x)` of a NUMERIC | a double, so 17 digits | PostgreSQL stays exact |
+| `day = 'x'`, `flag = 'x'` | an error of the statement, also over no rows | SQLite compares with the text |
 | NULL in ORDER BY, also in windows | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
 )";
 

@@ -14,7 +14,8 @@ TypedExpressionPtr GroupPlan::OverGroups(const TypedExpressionPtr& expression) {
   if (expression->IsConstant() || expression->parameter) return expression;
   for (std::size_t i = 0; i < keys_.size(); ++i) {
     if (!IsSameExpression(*keys_[i], *expression)) continue;
-    return MakeTypedField(*expression, static_cast<int>(i), ResultOfTree(*keys_[i], NameOfKey(i)));
+    return MakeTypedField(*expression, static_cast<int>(i),
+                          ResultOfTree(*WithoutWidening(keys_[i]), NameOfKey(i)));
   }
   if (expression->kind == Kind::kAggregate)
     return MakeTypedField(*expression,

@@ -25,8 +25,9 @@ JSon::JSonPath ReadPath(const XeString& text, int position) {
 void CheckForm(const SqlExpression& call) {
   if (call.distinct) ThrowPlanError(kNoDistinct, call.position, {kFunctionName});
   if (call.star || call.arguments.size() != 2)
-    ThrowPlanError(kArgumentCount, call.position,
-                   {kFunctionName, call.star ? L"*" : std::to_wstring(call.arguments.size())});
+    ThrowPlanError(
+        kArgumentCount, call.position,
+        {kFunctionName, L"2 arguments", call.star ? L"*" : std::to_wstring(call.arguments.size())});
   const SqlExpression& path = *call.arguments[1];
   if (path.kind != SqlExpression::Kind::kLiteral || path.literal.kind != SqlLiteral::Kind::kText)
     ThrowPlanError(kJsonPathNotLiteral, path.position, {});

@@ -51,6 +51,12 @@ std::unique_ptr<RExpression> MakeRand(const TypedExpression&, Operands& o) {
   return std::make_unique<Rand>(o.empty() ? nullptr : o[0].release(), ExpressionVector(), true);
 }
 
+std::unique_ptr<RExpression> MakeModf(const TypedExpression&, Operands& o) {
+  auto modf = std::make_unique<Modf>(o[0].get(), ExpressionVector{o[1].get()});
+  ReleaseAll(o);
+  return std::make_unique<ModfOfEmptySlot>(modf.release());
+}
+
 FunctionRow Volatile(FunctionRow row) {
   row.isVolatile = true;
   return row;
@@ -75,6 +81,14 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
       "x with so many digits behind the point, the rest cut; negative digits cut before the point. "
       "What lies within an unrepresentable fraction of the next digit is carried.",
       "SELECT TRUNC(1234.5678, -2)", "1200"));
+  FunctionRow modf = Numeric<Modf>(
+      "modf", 2, "MODF(a, b)", "Modf", kDouble,
+      "Kept for callers that know its result slot: the signed fraction of what stands there, "
+      "divided by a. In SQL nothing stands there, so it is 0. b takes no part, unless it is NULL. "
+      "a "
+      "of 0 is an error.",
+      "SELECT MODF(1, 2)", "0");
+  modf.make = MakeModf;
   const FunctionRow mod =
       Numeric<Mod>("mod", 2, "MOD(a, b)", "Mod",
                    "DOUBLE if a is DOUBLE and b is not NUMERIC, else NUMERIC (`--set "
@@ -126,10 +140,7 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
           Alias(power, "pow", "POW(x, y)", "SELECT POW(2, 10)"),
           mod,
           percent,
-          Numeric<Modf>("modf", 2, "MODF(a, b)", "Modf", kDouble,
-                        "Kept for callers that know its result slot: the signed fraction of what "
-                        "stands there, divided by a. b takes no part. a of 0 is an error.",
-                        "SELECT MODF(1, 2) IS NULL", "false"),
+          modf,
           round,
           Counting(
               Numeric<Round>("round", 2, "ROUND(x, digits)", "Round", kDouble,

@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "FunctionTable.h"
+#include "NodeProber.h"
 #include "PlanError.h"
+#include "TypedCall.h"
 #include "Utility/SUSystemConfig.h"
 
 namespace sqxer {
@@ -15,29 +17,24 @@ bool IsNumber(XeDataType type) {
   return IsInteger(type) || type == XeBitData || type == XeDoubleData || type == XeNumericData;
 }
 
-/// Literals whose type is still open: NULL, and texts where no text is asked for.
-bool IsOpen(const TypedExpression& argument) {
-  return argument.untypedNull || argument.IsTextConstant();
-}
-
 /// The type that open literals take: that of the first argument that has one, else `fallback`.
 XeDataType PartnerType(const TypedArguments& arguments, XeDataType fallback) {
   for (const TypedExpressionPtr& argument : arguments)
-    if (!IsOpen(*argument)) return argument->type;
+    if (!argument->IsOpenNull() && !argument->IsOpenText()) return argument->type;
   for (const TypedExpressionPtr& argument : arguments)
-    if (!argument->untypedNull) return argument->type;
+    if (!argument->IsOpenNull()) return argument->type;
   return fallback;
 }
 
 TypedExpressionPtr TypeNull(const TypedExpressionPtr& argument, XeDataType type) {
-  if (!argument->untypedNull) return argument;
+  if (!argument->IsOpenNull()) return argument;
   // There are no bit literals.
   return ConvertTyped(argument, type == XeBitData ? XeInt4Data : type);
 }
 
-/// A text constant as what `type` needs; unchanged where texts are left to the operator.
+/// A text literal as what `type` needs; unchanged where texts are left to the operator.
 TypedExpressionPtr TypeText(const TypedExpressionPtr& argument, XeDataType type) {
-  if (!argument->IsTextConstant()) return argument;
+  if (!argument->IsOpenText()) return argument;
   const XeString& text = std::get<XeString>(argument->constant.value);
   int position = argument->position;
   if (IsNumber(type)) return MakeTypedConstant(ReadNumberText(text, type, position), position);
@@ -80,9 +77,9 @@ void CountsAsDecimals(TypedArguments& arguments) {
     if (IsWideCount(*argument)) argument = ConvertTyped(argument, XeNumericData);
 }
 
-void ConvertConstantsWhereHeld(TypedArguments& arguments, XeDataType from, XeDataType to) {
+void ConvertLiteralsWhereHeld(TypedArguments& arguments, XeDataType from, XeDataType to) {
   for (TypedExpressionPtr& argument : arguments) {
-    if (argument->type != from || !argument->IsConstant()) continue;
+    if (argument->type != from || !argument->IsLiteral()) continue;
     if (std::optional<PlanConstant> converted = ConvertConstant(argument->constant, to))
       argument = MakeTypedConstant(*converted, argument->position);
   }
@@ -92,25 +89,25 @@ void AvoidMixedSigns(TypedArguments& arguments) {
   bool onlyIntegers = std::all_of(arguments.begin(), arguments.end(),
                                   [](const auto& argument) { return IsInteger(argument->type); });
   if (!onlyIntegers) return;
-  auto any = [&](XeDataType type, bool constantsToo) {
+  auto any = [&](XeDataType type, bool literalsToo) {
     return std::any_of(arguments.begin(), arguments.end(), [&](const auto& argument) {
-      return argument->type == type && (constantsToo || !argument->IsConstant());
+      return argument->type == type && (literalsToo || !argument->IsLiteral());
     });
   };
   if (!any(XeInt4Data, true) || !any(XeUInt4Data, true)) return;
-  if (!any(XeInt4Data, false)) ConvertConstantsWhereHeld(arguments, XeInt4Data, XeUInt4Data);
-  if (!any(XeUInt4Data, false)) ConvertConstantsWhereHeld(arguments, XeUInt4Data, XeInt4Data);
+  if (!any(XeInt4Data, false)) ConvertLiteralsWhereHeld(arguments, XeInt4Data, XeUInt4Data);
+  if (!any(XeUInt4Data, false)) ConvertLiteralsWhereHeld(arguments, XeUInt4Data, XeInt4Data);
   if (!any(XeInt4Data, true) || !any(XeUInt4Data, true)) return;
   for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeNumericData);
 }
 
 /// Literals beyond signed integers, which are decimals by themselves, as unsigned ones where they
 /// are compared with nothing else. (In arithmetic the literal's own type decides the result's.)
-void WholeConstantsAsUnsigned(TypedArguments& arguments) {
+void WholeLiteralsAsUnsigned(TypedArguments& arguments) {
   bool unsignedColumns = std::all_of(arguments.begin(), arguments.end(), [](const auto& argument) {
-    return argument->IsConstant() || argument->type == XeUInt4Data;
+    return argument->IsLiteral() || argument->type == XeUInt4Data;
   });
-  if (unsignedColumns) ConvertConstantsWhereHeld(arguments, XeNumericData, XeUInt4Data);
+  if (unsignedColumns) ConvertLiteralsWhereHeld(arguments, XeNumericData, XeUInt4Data);
 }
 
 void IntegersAsDoubles(TypedArguments& arguments) {
@@ -141,8 +138,20 @@ bool MeetAsLongTexts(const TypedArguments& branches) {
   for (const TypedExpressionPtr& branch : branches) longest = std::max(longest, branch->length);
   return std::any_of(branches.begin(), branches.end(), [&](const TypedExpressionPtr& branch) {
     return branch->type == XeLongVarCharData ||
-           (branch->type == XeCharData && !branch->IsConstant() && branch->length < longest);
+           (branch->type == XeCharData && !branch->IsTextConstant() && branch->length < longest);
   });
+}
+
+/// Fixed texts among constants filled up with blanks to the length that a fixed result has.
+void PadFixedConstants(TypedArguments& branches) {
+  uint32 longest = 0;
+  for (const TypedExpressionPtr& branch : branches) longest = std::max(longest, branch->length);
+  for (TypedExpressionPtr& branch : branches) {
+    if (branch->type != XeCharData || !branch->IsTextConstant()) continue;
+    PlanConstant padded = branch->constant;
+    std::get<XeString>(padded.value).resize(longest, L' ');
+    branch = MakeTypedConstant(padded, branch->position);
+  }
 }
 
 /// Brings branches of which one is the result, or which are compared for equality, to types that
@@ -150,42 +159,39 @@ bool MeetAsLongTexts(const TypedArguments& branches) {
 void SettleBranches(std::span<TypedExpressionPtr> branches) {
   TypedArguments typed;
   for (const TypedExpressionPtr& branch : branches)
-    if (!branch->untypedNull) typed.push_back(branch);
+    if (!branch->IsOpenNull()) typed.push_back(branch);
   XeDataType partner = PartnerType(typed, XeLongVarCharData);
   for (TypedExpressionPtr& branch : typed) branch = TypeText(branch, partner);
   AvoidMixedSigns(typed);
   if (MeetAsLongTexts(typed)) {
     for (TypedExpressionPtr& branch : typed)
       if (branch->type == XeCharData) branch = ConvertTyped(branch, XeLongVarCharData);
+  } else {
+    PadFixedConstants(typed);
   }
   auto next = typed.begin();
   for (TypedExpressionPtr& branch : branches)
-    if (!branch->untypedNull) branch = *next++;
+    if (!branch->IsOpenNull()) branch = *next++;
 }
 
-/// A NULL constant that has a type, as a value of that type: nodes give no type to the constant.
-TypedExpressionPtr AsNullValue(const TypedExpressionPtr& null) {
-  auto value = std::make_shared<TypedExpression>(*null);
-  value->kind = TypedExpression::Kind::kCall;
-  value->constant = {};
-  value->function = FindFunctions("ifnull").front();
-  value->arguments = {null, null};
-  value->size = 3;
-  return value;
-}
-
-bool IsTypedNull(const TypedExpressionPtr& argument) {
-  return argument->IsConstant() && argument->constant.IsNull() && !argument->untypedNull;
-}
-
-/// The same for branches that are results. Where all are NULL, those that have a type decide.
-void SettleResults(std::span<TypedExpressionPtr> results) {
-  SettleBranches(results);
-  const bool allNull = std::ranges::all_of(results, [](const TypedExpressionPtr& result) {
-    return result->IsConstant() && result->constant.IsNull();
-  });
-  for (TypedExpressionPtr& result : results)
-    if (allNull && IsTypedNull(result)) result = AsNullValue(result);
+/// What escapes in LIKE. A text that varies may be empty in some row, where the node relies on one
+/// character; that of a parameter is the same in every row.
+TypedExpressionPtr AsEscape(const TypedExpressionPtr& argument) {
+  TypedExpressionPtr escape = argument;
+  if (escape->parameter) {
+    if (const auto value = EvaluateWithoutColumns(*escape))
+      escape = MakeTypedConstant(*value, escape->position);
+  }
+  if (!escape->IsConstant()) {
+    if (escape->type == XeLongVarCharData)
+      ThrowPlanError(kNotALiteral, escape->position, {L"LIKE", L"escape"});
+    return escape;
+  }
+  // Its own length counts. As a fixed text it is one that the node reads once, as the pattern is.
+  PlanConstant constant = escape->constant;
+  constant.declared = 0;
+  if (constant.IsText()) constant.type = XeCharData;
+  return MakeTypedConstant(constant, escape->position);
 }
 
 void PrepareTextAndConstant(TypedArguments& arguments, const wchar_t* function,
@@ -231,12 +237,20 @@ void PreparePlus(TypedArguments& arguments) {
 void PrepareConcatenation(TypedArguments& arguments) {
   for (TypedExpressionPtr& argument : arguments) {
     argument = TypeNull(argument, XeLongVarCharData);
-    if (argument->IsConstant() && !argument->IsTextConstant())
-      argument = MakeTypedConstant(ConstantAsText(argument->constant), argument->position);
+    const bool isLeftToTheNode = SUXeDataTypeUtility::IsXeTextType(argument->type) ||
+                                 SUXeDataTypeUtility::IsXeBinaryType(argument->type);
+    if (!isLeftToTheNode) argument = CastTyped(argument, {XeLongVarCharData}, argument->position);
   }
 }
 
 void PrepareComparison(TypedArguments& arguments) {
+  // The comparison itself would cut a fixed parameter to the length of its partner.
+  const bool isTexts = std::ranges::all_of(arguments, [](const auto& argument) {
+    return SUXeDataTypeUtility::IsXeTextType(argument->type) || argument->IsOpenNull();
+  });
+  for (TypedExpressionPtr& argument : arguments)
+    if (isTexts && argument->parameter && argument->type == XeCharData)
+      argument = ConvertTyped(argument, XeLongVarCharData);
   XeDataType partner = PartnerType(arguments, XeLongVarCharData);
   for (TypedExpressionPtr& argument : arguments)
     argument = TypeText(TypeNull(argument, partner), partner);
@@ -251,7 +265,7 @@ void PrepareComparison(TypedArguments& arguments) {
   });
   if (truth && comparable)
     for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeInt4Data);
-  WholeConstantsAsUnsigned(arguments);
+  WholeLiteralsAsUnsigned(arguments);
   AvoidMixedSigns(arguments);
   // The comparison itself reads an unsigned right operand of a double as a signed number.
   if (arguments.size() == 2 && arguments[0]->type == XeDoubleData &&
@@ -275,10 +289,7 @@ void PrepareLike(TypedArguments& arguments) {
   for (TypedExpressionPtr& argument : arguments) argument = TypeNull(argument, XeLongVarCharData);
   // Fixed text is matched where it stands; a long pattern would be copied for every row.
   if (arguments[1]->IsTextConstant()) arguments[1] = ConvertTyped(arguments[1], XeCharData);
-  // A text that varies may be empty in some row, where the node relies on one character.
-  if (arguments.size() > 2 && !arguments[2]->IsConstant() &&
-      arguments[2]->type == XeLongVarCharData)
-    ThrowPlanError(kNotALiteral, arguments[2]->position, {L"LIKE", L"escape"});
+  if (arguments.size() > 2) arguments[2] = AsEscape(arguments[2]);
 }
 
 void PrepareMembership(TypedArguments& arguments) {
@@ -288,7 +299,7 @@ void PrepareMembership(TypedArguments& arguments) {
                         [](const auto& member) { return member->IsConstant(); });
 }
 
-void PrepareCoalesce(TypedArguments& arguments) { SettleResults(arguments); }
+void PrepareCoalesce(TypedArguments& arguments) { SettleBranches(arguments); }
 
 void PrepareIfNull(TypedArguments& arguments) {
   XeDataType partner = PartnerType(arguments, XeLongVarCharData);
@@ -311,19 +322,18 @@ void PrepareCaseWhen(TypedArguments& arguments) {
   const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
   for (auto condition = arguments.begin(); condition != firstResult; ++condition)
     *condition = AsCondition(*condition, L"CASE WHEN");
-  SettleResults(std::span(firstResult, arguments.end()));
+  SettleBranches(std::span(firstResult, arguments.end()));
 }
 
 void PrepareCase(TypedArguments& arguments) {
   const std::size_t results = CountCaseResults(arguments.size(), true);
   const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
   const std::span compared(arguments.begin(), firstResult);
-  if (IsTypedNull(arguments[0])) arguments[0] = AsNullValue(arguments[0]);
   SettleBranches(compared);
   for (TypedExpressionPtr& value : compared) {
     if (value->type == XeBitData) value = ConvertTyped(value, XeInt4Data);
   }
-  SettleResults(std::span(firstResult, arguments.end()));
+  SettleBranches(std::span(firstResult, arguments.end()));
 }
 
 void PrepareCast(TypedArguments& arguments) { CountBitsAsIntegers(arguments); }
@@ -360,10 +370,20 @@ void PrepareByKind(TypedArguments& arguments, std::string_view kinds) {
   }
 }
 
+void PrepareSubString(TypedArguments& arguments) {
+  for (std::size_t i = 1; i < arguments.size(); ++i)
+    if (SUXeDataTypeUtility::IsXeTextType(arguments[i]->type))
+      ThrowPlanError(kClauseNotUnderstood, arguments[i]->position, {L"SUBSTRING with a pattern"});
+  PrepareAs<'t', 'n'>(arguments);
+}
+
 std::size_t ReadWord(const TypedExpression& argument, const wchar_t* what,
                      std::span<const wchar_t* const> words) {
-  const XeString text = argument.IsTextConstant() ? std::get<XeString>(argument.constant.value)
-                                                  : XeString(L"a computed value");
+  XeString text = L"a computed value";
+  if (argument.IsConstant()) {
+    text = argument.constant.IsNull() ? XeString(L"NULL")
+                                      : std::get<XeString>(ConstantAsText(argument.constant).value);
+  }
   XeString accepted;
   for (std::size_t i = 0; i < words.size(); ++i) {
     if (argument.IsTextConstant() && BaseStringUtil::IsCaseInsensitiveMatch(words[i], text))

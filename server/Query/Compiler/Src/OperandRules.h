@@ -10,10 +10,11 @@ namespace sqxer {
 /// What is done to the arguments of an operator before it is asked about them: what a person who
 /// types SQL expects beyond the operator's own rules. Each rule changes the arguments in place.
 ///
-/// A NULL or text literal takes the type that its partner needs. A bit counts as an integer. Signed
-/// and unsigned integers meet as decimals, because the operators alone would take a negative number
-/// for a large unsigned one; a constant that both types hold takes the column's type instead. A
-/// count is decimal in arithmetic, so that it can fall below zero.
+/// A NULL or text literal takes the type that its partner needs. Any other constant, NULL of a type
+/// included, is typed as a column of its type would be. A bit counts as an integer. Signed and
+/// unsigned integers meet as decimals, because the operators alone would take a negative number for
+/// a large unsigned one; a literal that both types hold takes the partner's type instead. A count
+/// is decimal in arithmetic, so that it can fall below zero.
 ///
 /// Errors, at the literal's position: those of reading its text as the partner's type.
 using OperandRule = void (*)(TypedArguments& arguments);
@@ -35,13 +36,14 @@ void PrepareConnective(TypedArguments& arguments);
 /// NOT takes only truth values (58018).
 void PrepareNot(TypedArguments& arguments);
 void PrepareNullTest(TypedArguments& arguments);
-/// LIKE, with or without an escape. Error 58025 for an escape that varies in length.
+/// LIKE, with or without an escape. Error 58025 for an escape that varies in length; a parameter
+/// does not.
 void PrepareLike(TypedArguments& arguments);
 /// IN and NOT IN. The constants come to stand before the other members. Error 59001 for binary.
 void PrepareMembership(TypedArguments& arguments);
 /// COALESCE, and all rules below that choose a value: fixed texts of different lengths meet in the
-/// long form. A NULL without a type keeps none here; where all values are NULL, the types of those
-/// that have one decide.
+/// long form, and text literals are filled up to the length of fixed ones. A NULL without a type
+/// keeps none here.
 void PrepareCoalesce(TypedArguments& arguments);
 /// IFNULL and NULLIF. Error 59001 for binary, which NULLIF cannot compare.
 void PrepareIfNull(TypedArguments& arguments);
@@ -53,6 +55,8 @@ void PrepareCase(TypedArguments& arguments);
 /// How many of the arguments of a CASE are results.
 std::size_t CountCaseResults(std::size_t arguments, bool hasValue);
 void PrepareCast(TypedArguments& arguments);
+/// SUBSTRING. Error 58003 for one with a pattern: a text where positions stand.
+void PrepareSubString(TypedArguments& arguments);
 /// A function of a text and a format, which is a text constant (58025).
 void PrepareDateReading(TypedArguments& arguments);
 /// A function of a text and a locale, which is a text constant (58025).

@@ -1,10 +1,12 @@
 #include "PlanConstant.h"
 
+#include <algorithm>
 #include <bit>
 #include <limits>
 
 #include "PlanError.h"
 #include "SQXERExprConstant.h"
+#include "SQXEROpsCast.h"
 #include "Utility/NumberText.h"
 #include "Utility/SUDataConvert.h"
 #include "Utility/XeFieldDataBinder.h"
@@ -89,12 +91,10 @@ PlanConstant ReadNumber(const XeString& digits, Kind kind, int position) {
 }
 
 PlanConstant ReadBoolean(const XeString& text, int position) {
-  XeString word = Trim(text);
-  for (const wchar_t* yes : {L"true", L"t", L"yes", L"y", L"on", L"1"})
-    if (BaseStringUtil::IsCaseInsensitiveMatch(word, yes)) return {XeBoolean, true};
-  for (const wchar_t* no : {L"false", L"f", L"no", L"n", L"off", L"0"})
-    if (BaseStringUtil::IsCaseInsensitiveMatch(word, no)) return {XeBoolean, false};
-  ThrowUnreadable(text, XeBoolean, position);
+  bool value = false;
+  if (!TextToTruth::Apply(text, value))
+    ThrowPlanError(59172, position, {text, SUXeDataTypeUtility::GetXeDataTypeName(XeBoolean)});
+  return {XeBoolean, value};
 }
 
 /// An integer constant as a number of any integer type; nothing for other values.
@@ -118,8 +118,9 @@ PlanConstant EvaluatedAs(RExpression& bound, void* out) {
 }  // namespace
 
 uint32 PlanConstant::GetLength() const {
-  if (auto* text = std::get_if<XeString>(&value)) return static_cast<uint32>(text->size());
-  return XeFieldDescriptor::GetObjectLength(type, 1);
+  if (auto* text = std::get_if<XeString>(&value))
+    return std::max(declared, static_cast<uint32>(text->size()));
+  return XeFieldDescriptor::GetObjectLength(type, std::max(declared, uint32{1}));
 }
 
 bool PlanConstant::IsSame(const PlanConstant& other) const {
@@ -132,15 +133,18 @@ bool PlanConstant::IsSame(const PlanConstant& other) const {
 PlanConstant ReadLiteral(const SqlLiteral& literal, int position) {
   switch (literal.kind) {
     case Kind::kNull:
-      return {XeBoolean, {}};
+      return {.type = XeBoolean, .value = {}, .isLiteral = true};
     case Kind::kBoolean:
       return {XeBoolean, literal.boolean};
     case Kind::kText:
-      return {XeLongVarCharData, literal.text};
+      return {.type = XeLongVarCharData, .value = literal.text, .isLiteral = true};
     case Kind::kTypedText:
       return ReadText(literal.text, literal.type, position);
-    default:
-      return ReadNumber(literal.text, literal.kind, position);
+    default: {
+      PlanConstant number = ReadNumber(literal.text, literal.kind, position);
+      number.isLiteral = true;
+      return number;
+    }
   }
 }
 
@@ -189,12 +193,10 @@ PlanConstant ReadDateText(const XeString& text, int position) {
 }
 
 std::optional<PlanConstant> ConvertConstant(const PlanConstant& constant, XeDataType target) {
-  if (constant.type == target) return constant;
-  if (constant.IsNull()) return PlanConstant{target, {}};
-  if (constant.IsText()) {
-    bool text = target == XeCharData || target == XeLongVarCharData;
-    return text ? std::optional(PlanConstant{target, constant.value}) : std::nullopt;
-  }
+  const bool isText = target == XeCharData || target == XeLongVarCharData;
+  if (constant.type == target || constant.IsNull() || (constant.IsText() && isText))
+    return PlanConstant{target, constant.value, isText ? constant.declared : 0};
+  if (constant.IsText()) return {};
   if (auto* date = std::get_if<XeDate>(&constant.value); date && target == XeDateTimeData)
     return PlanConstant{target, XeDateTime(*date)};
   if (auto* time = std::get_if<XeTime>(&constant.value); time && target == XeDateTimeData)
@@ -248,11 +250,10 @@ PlanConstant ConstantAsText(const PlanConstant& constant) {
 
 std::unique_ptr<RExpression> MakeConstantNode(const PlanConstant& constant) {
   struct Maker {
-    XeDataType type;
+    const PlanConstant& constant;
     std::unique_ptr<RExpression> operator()(std::monostate) const {
-      auto null = std::make_unique<ConstantNull>();
-      null->SetResultDataType(type);
-      return null;
+      if (constant.isLiteral) return std::make_unique<ConstantNull>();
+      return std::make_unique<ConstantTypedNull>(constant.type, constant.GetLength());
     }
     std::unique_ptr<RExpression> operator()(bool value) const {
       return std::make_unique<ConstantBoolean>(uint8{value});
@@ -270,8 +271,9 @@ std::unique_ptr<RExpression> MakeConstantNode(const PlanConstant& constant) {
       return std::make_unique<ConstantNumber>(value);
     }
     std::unique_ptr<RExpression> operator()(const XeString& value) const {
-      if (type == XeCharData) return std::make_unique<ConstantXeChar>(value);
-      return std::make_unique<ConstantLongVarXeChar>(value);
+      if (constant.type == XeCharData) return std::make_unique<ConstantXeChar>(value);
+      if (constant.isLiteral) return std::make_unique<ConstantLongVarXeChar>(value);
+      return std::make_unique<ConstantLongVarXeChar>(value, constant.declared);
     }
     std::unique_ptr<RExpression> operator()(const XeDate& value) const {
       return std::make_unique<ConstantDate>(value);
@@ -283,7 +285,7 @@ std::unique_ptr<RExpression> MakeConstantNode(const PlanConstant& constant) {
       return std::make_unique<ConstantDateTime>(value);
     }
   };
-  return std::visit(Maker{constant.type}, constant.value);
+  return std::visit(Maker{constant}, constant.value);
 }
 
 std::optional<PlanConstant> EvaluateConstant(RExpression& bound) {

@@ -44,7 +44,6 @@ class Planner {
           const QueryParameters& parameters)
       : sql_(sql),
         select_(select),
-        catalog_(catalog),
         scope_(OpenTable(select, catalog)),
         json_(select, scope_, catalog),
         parameters_(parameters),
@@ -94,7 +93,7 @@ class Planner {
     }
     if (!several.empty()) return;
     TypedExpressionPtr typed = typer_.Type(expression, clause);
-    if (typed->untypedNull) typed = ConvertTyped(typed, XeLongVarCharData);
+    if (typed->IsOpenNull()) typed = ConvertTyped(typed, XeLongVarCharData);
     outputs_.push_back({std::move(name), std::move(typed)});
   }
 
@@ -198,7 +197,8 @@ class Planner {
     for (TypedOutput& output : outputs_) output.expression = groups.OverGroups(output.expression);
     TypedExpressionPtr condition = having ? groups.OverGroups(having) : nullptr;
     for (std::size_t i = 0; i < groups.GetKeys().size(); ++i)
-      plan_.groupKeys.push_back(BuildResult(groups.GetKeys()[i], groups.NameOfKey(i)));
+      plan_.groupKeys.push_back(
+          BuildResult(WithoutWidening(groups.GetKeys()[i]), groups.NameOfKey(i)));
     for (const TypedExpressionPtr& input : groups.GetInputs())
       plan_.aggregateInputs.push_back(BuildResult(input, XeRecordMetaData::exprFieldName_));
     plan_.aggregates = groups.MakeAggregates();
@@ -249,7 +249,6 @@ class Planner {
 
   const std::string& sql_;
   const SqlSelect& select_;
-  Catalog& catalog_;
   NameScope scope_;
   JsonColumns json_;
   const QueryParameters& parameters_;

@@ -108,8 +108,10 @@ class SelectReader {
     }
     if (!table.inh) Refuse(table.location, L"ONLY");
     if (*table.schemaname) {
-      XeString path = Wide(table.schemaname) + L"." + Wide(table.relname);
-      Refuse(table.location, L"a schema before the table's name (quote a path: \"" + path + L"\")");
+      const XeString first = Wide(table.schemaname), second = Wide(table.relname);
+      Refuse(table.location, L"a schema before the table's name (quote a path: \"" + first + L"." +
+                                 second + L"\", or with a table of SQLite: \"" + first + L".db:" +
+                                 second + L"\")");
     }
     select.table = Wide(table.relname);
     select.tablePosition = table.location;

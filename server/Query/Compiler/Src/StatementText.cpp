@@ -1,11 +1,14 @@
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "Compiler.h"
 #include "LongNames.h"
 #include "ParsedTree.h"
 #include "PlanError.h"
+#include "SqlComments.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/XeMemory.h"
 
 namespace sqxer {
 namespace {
@@ -93,6 +96,15 @@ class DepthBound {
   int chained_ = 0;
 };
 
+/// Takes the room that the grammar's library may need for a text, and gives it back: where memory
+/// runs out on the library it ends the process.
+void ClaimRoom(const std::string& sql) {
+  constexpr std::size_t kRoomForAny = std::size_t{1} << 20;
+  constexpr std::size_t kRoomPerByte = 320;
+  MemoryGateway::Free(MemoryGateway::Allocate(kRoomForAny + kRoomPerByte * sql.size(),
+                                              std::source_location::current()));
+}
+
 /// Raises what the library says of a text that it was given.
 [[noreturn]] void ThrowSyntaxError(std::string_view text, const PgQueryError& error,
                                    std::string_view message) {
@@ -116,8 +128,10 @@ struct GrammarResult {
 using ScanResultPtr = decltype(ParsedTree::tokens);
 
 ScanResultPtr UnpackTokens(const PgQueryScanResult& scan) {
-  return ScanResultPtr(pg_query__scan_result__unpack(
+  ScanResultPtr tokens(pg_query__scan_result__unpack(
       nullptr, scan.pbuf.len, reinterpret_cast<const uint8_t*>(scan.pbuf.data)));
+  if (!tokens) throw std::bad_alloc();
+  return tokens;
 }
 
 }  // namespace
@@ -128,21 +142,28 @@ ParsedTree ParseTree(const std::string& sql) {
   if (!BaseStringUtil::IsValidUtf8(sql))
     ThrowPlanError(kSyntaxError, 0, {L"the statement is not valid UTF-8"});
 
+  const ScannableSql scannable = MakeScannable(sql, kMaxDepth);
+  if (scannable.longRun)
+    ThrowPlanError(kTooComplex, *scannable.longRun, {std::to_wstring(kMaxDepth)});
+  const std::string& text = scannable.text;
+  ClaimRoom(text);
+
   ParsedTree tree;
-  GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(pg_query_scan(sql.c_str()));
-  if (scan.result.error) ThrowSyntaxError(sql, *scan.result.error, scan.result.error->message);
+  GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(pg_query_scan(text.c_str()));
+  if (scan.result.error) ThrowSyntaxError(text, *scan.result.error, scan.result.error->message);
   tree.tokens = UnpackTokens(scan.result);
   DepthBound depth;
   for (std::size_t i = 0; i < tree.tokens->n_tokens; ++i)
     depth.Add(tree.tokens->tokens[i]->token, tree.tokens->tokens[i]->start);
 
-  const LongNames names(sql, *tree.tokens);
+  const LongNames names(text, *tree.tokens);
   GrammarResult<PgQueryProtobufParseResult, pg_query_free_protobuf_parse_result> parse(
       pg_query_parse_protobuf(names.GetShortenedSql().c_str()));
   if (parse.result.error) ThrowSyntaxError(names, *parse.result.error);
   tree.statements.reset(pg_query__parse_result__unpack(
       nullptr, parse.result.parse_tree.len,
       reinterpret_cast<const uint8_t*>(parse.result.parse_tree.data)));
+  if (!tree.statements) throw std::bad_alloc();
   names.RestoreIn(tree.statements->base);
   return tree;
 }
@@ -158,11 +179,13 @@ std::vector<Statement> SplitStatements(const std::string& text) {
            start});
     start = -1;
   };
-  // The scanner reads up to a zero byte. Such a text, and one that does not scan, stays whole: as a
-  // statement it is refused with the reason.
-  bool scannable = text.find('\0') == std::string::npos;
+  // The scanner reads up to a zero byte. Such a text, and one that does not scan in time or at all,
+  // stays whole: as a statement it is refused with the reason.
+  const ScannableSql blanked = MakeScannable(text, kMaxDepth);
+  ClaimRoom(text);
+  const bool scannable = text.find('\0') == std::string::npos && !blanked.longRun;
   GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(
-      pg_query_scan(scannable ? text.c_str() : ""));
+      pg_query_scan(scannable ? blanked.text.c_str() : ""));
   if (!scannable || scan.result.error) {
     std::size_t first = text.find_first_not_of(" \t\n\r\f");
     if (first != std::string::npos)

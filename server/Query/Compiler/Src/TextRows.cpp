@@ -1,5 +1,6 @@
 #include "FunctionRows.h"
 #include "SQXERExprConstant.h"
+#include "SQXERExprConvert.h"
 #include "SQXERExprFunction.h"
 #include "Utility/SUSystemConfig.h"
 
@@ -32,6 +33,14 @@ std::unique_ptr<RExpression> MakeTrim(const TypedExpression&, Operands& o) {
   ExpressionVector params{o[1].get(), new ConstantInt32(style)};
   auto node = std::make_unique<Trim>(o[0].get(), params);
   ReleaseAll(o);
+  return node;
+}
+
+/// CHR, as a long text in which a blank is a character like any other.
+std::unique_ptr<RExpression> MakeChr(const TypedExpression&, Operands& o) {
+  auto node = std::make_unique<ConvertXeChartoLongVarXeChar>(
+      new sqxer::Char(o[0].release(), ExpressionVector()), XeLongVarCharData, 1);
+  node->KeepBlanks();
   return node;
 }
 
@@ -93,7 +102,7 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
       "length below 1 is an error.",
       "SELECT SUBSTRING('abcdef' FROM 2 FOR 3)",
       "bcd",
-      PrepareAs<'t', 'n'>,
+      PrepareSubString,
       MakeFunction<SubString>};
   FunctionRow substringFrom = substring;
   substringFrom.argumentCount = 2;
@@ -145,9 +154,13 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
        "SELECT LOWER('RAIN')", "rain", PrepareAs<'t'>, MakeFunction<Lower>);
   rows.push_back(substringFrom);
   rows.push_back(substring);
-  rows.push_back(Alias(substringFrom, "substr", "SUBSTR(s, start)", "SELECT SUBSTR('abcdef', 4)"));
-  rows.push_back(
-      Alias(substring, "substr", "SUBSTR(s, start, length)", "SELECT SUBSTR('abcdef', 2, 3)"));
+  for (FunctionRow row :
+       {Alias(substringFrom, "substr", "SUBSTR(s, start)", "SELECT SUBSTR('abcdef', 4)"),
+        Alias(substring, "substr", "SUBSTR(s, start, length)", "SELECT SUBSTR('abcdef', 2, 3)")}) {
+    // Only SUBSTRING has a form with a pattern.
+    row.prepare = PrepareAs<'t', 'n'>;
+    rows.push_back(row);
+  }
   trim("trim", 1, "TRIM(s)", "The text without blanks at its ends.", "SELECT TRIM('  a  ') || '.'",
        "a.", MakeTrim<0>);
   trim("trim", 2, "TRIM(BOTH c FROM s)", "The text without a character at its ends.",
@@ -183,13 +196,13 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
        PrepareAs<'t', 'n'>, MakeFunction<Right>);
   text("space", 1, "SPACE(n)", "Space", "a number", kLongText, "So many blanks, at most 255.",
        "SELECT 'a' || SPACE(2) || 'b'", "a  b", PrepareAs<'w'>, MakeFunction<Space>);
-  text(
-      "repeat", 2, "REPEAT(s, n)", "Repeat", "a text and a number", kLongText,
-      "The text n times, cut to four times its declared length, or 255 characters if that is more.",
-      "SELECT REPEAT('ab', 3)", "ababab", PrepareAs<'t', 'w'>, MakeFunction<Repeat>);
-  text("chr", 1, "CHR(n)", "Char", "a number", "CHAR(1)",
+  text("repeat", 2, "REPEAT(s, n)", "Repeat", "a text and a number", kLongText,
+       "The text n times, cut to four times the length that s can have (that of a literal, of the "
+       "longest text of a column), or to 255 characters if that is more.",
+       "SELECT REPEAT('ab', 3)", "ababab", PrepareAs<'t', 'w'>, MakeFunction<Repeat>);
+  text("chr", 1, "CHR(n)", "Char", "a number", kLongText,
        "The character of a code, as one byte of the server's code page (ISO 8859-1).",
-       "SELECT CHR(65)", "A", PrepareAs<'w'>, MakeFunction<sqxer::Char>);
+       "SELECT CHR(65)", "A", PrepareAs<'w'>, MakeChr);
   text("nlssort", 1, "NLSSORT(s)", "NLSSort", kText, "binary",
        "The text as bytes that sort as the text does in the configured locale (`--set Locale=`).",
        "SELECT MIN(weather) FROM \"seattle-weather\" GROUP BY weather ORDER BY NLSSORT(weather) "

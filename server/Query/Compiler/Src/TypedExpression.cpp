@@ -68,7 +68,7 @@ TypedExpressionPtr MakeTypedParameter(const ExecutionParameter& parameter, int p
 }
 
 TypedExpressionPtr ConvertTyped(const TypedExpressionPtr& argument, XeDataType target) {
-  if (argument->type == target && !argument->untypedNull) return argument;
+  if (argument->type == target && !argument->IsOpenNull()) return argument;
   if (argument->IsConstant()) {
     if (std::optional<PlanConstant> constant = ConvertConstant(argument->constant, target))
       return MakeTypedConstant(*constant, argument->position);

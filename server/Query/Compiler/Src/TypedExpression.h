@@ -79,8 +79,6 @@ struct TypedExpression {
   uint32 length = 0;
   bool nullable = true;
   PlanConstant constant;
-  /// A literal NULL that has not met a partner yet.
-  bool untypedNull = false;
   std::optional<ExecutionParameter> parameter;
   int index = 0;
   ColumnInfo column;
@@ -95,6 +93,10 @@ struct TypedExpression {
 
   bool IsConstant() const { return kind == Kind::kConstant; }
   bool IsTextConstant() const { return IsConstant() && constant.IsText(); }
+  bool IsLiteral() const { return IsConstant() && constant.isLiteral; }
+  /// A literal that has not met a partner yet.
+  bool IsOpenNull() const { return IsLiteral() && constant.IsNull(); }
+  bool IsOpenText() const { return IsLiteral() && constant.IsText(); }
 };
 
 TypedExpressionPtr MakeTypedConstant(const PlanConstant& constant, int position);

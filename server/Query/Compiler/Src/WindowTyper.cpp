@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 #include "ExpressionTyper.h"
 #include "PlanError.h"
@@ -38,10 +39,32 @@ XeString NamesOf(WindowForm form) {
   return names;
 }
 
+/// How many arguments functions take, such as "2 or 3 arguments" or "1 argument or *".
+XeString CountsOf(const std::vector<const FunctionRow*>& rows) {
+  std::map<int, XeString> counts;
+  bool hasStar = false;
+  for (const FunctionRow* row : rows) {
+    const int count = std::abs(row->argumentCount);
+    if (row->TakesStar()) {
+      hasStar = true;
+    } else {
+      counts[count] = std::to_wstring(count) + (row->argumentCount < 0 ? L" or more" : L"");
+    }
+  }
+  if (counts.size() == 1 && counts.contains(0)) counts[0] = L"no";
+  XeString text;
+  for (const auto& [count, number] : counts) text += (text.empty() ? L"" : L" or ") + number;
+  if (!counts.empty()) text += counts.rbegin()->second == L"1" ? L" argument" : L" arguments";
+  if (hasStar) text += counts.empty() ? L"*" : L" or *";
+  return text;
+}
+
 /// Any value of a type, as a constant for what is NULL.
 TypedExpressionPtr AnyValue(XeDataType type, int position) {
+  // As a literal, so that a fixed text stays one beside it.
   if (SUXeDataTypeUtility::IsXeTextType(type))
-    return MakeTypedConstant({XeLongVarCharData, XeString()}, position);
+    return MakeTypedConstant({.type = XeLongVarCharData, .value = XeString(), .isLiteral = true},
+                             position);
   const wchar_t* text = L"0";
   if (type == XeBoolean) text = L"false";
   if (type == XeDateData) text = L"2000-01-01";
@@ -68,7 +91,7 @@ const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& call) {
   }
   const auto count = static_cast<int>(call.arguments.size());
   keepOrRefuse([&](const FunctionRow& row) { return row.Takes(count, call.star); }, kArgumentCount,
-               call.star ? XeString(L"*") : std::to_wstring(count));
+               CountsOf(rows), call.star ? XeString(L"*") : std::to_wstring(count));
   if (call.over)
     keepOrRefuse([&](const FunctionRow& row) { return TakesFrame(row, *call.over); }, kNoSuchFrame,
                  NamesOf(WindowForm::kRunning), NamesOf(WindowForm::kMoving));
@@ -127,7 +150,7 @@ void ExpressionTyper::TypeRank(const SqlExpression& expression, const Clause& cl
 TypedExpressionPtr ExpressionTyper::TypeKey(const SqlExpression& expression,
                                             const Clause& clause) const {
   const TypedExpressionPtr key = Type(expression, clause);
-  return key->untypedNull ? ConvertTyped(key, XeInt4Data) : key;
+  return key->IsOpenNull() ? ConvertTyped(key, XeInt4Data) : key;
 }
 
 // A rank lets all rows with a NULL in any key share the last place. That is right for one key whose

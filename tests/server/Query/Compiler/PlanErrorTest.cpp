@@ -18,6 +18,26 @@ EXPLAIN DELETE FROM t => 58002 @0: only SELECT and EXPLAIN SELECT are understood
   EXPECT_EQ(ErrorOf("SELECT '\xff'"), "58001 @0: the statement is not valid UTF-8");
 }
 
+TEST(PlanError, CommentsCostNoMoreThanTheirLength) {
+  const auto times = [](std::size_t count, std::string_view text) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  // Each takes minutes where all signs are looked at again for each comment.
+  constexpr std::size_t kMany = 100'000;
+  EXPECT_EQ(ErrorOf("SELECT " + times(kMany, "/*") + times(kMany, "*/") + " 1"), "planned");
+  EXPECT_EQ(ErrorOf("SELECT " + times(kMany, "/**/") + times(kMany, "/*\u00e9*/\n") + " x"),
+            "58022 @1100008: there is no column without a table, add FROM: \"x\"");
+  EXPECT_EQ(ErrorOf("SELECT 1 /* \u00e9 */ " + times(kMany, "/*")),
+            "58001 @18: unterminated /* comment at or near \"/*\"");
+  const std::string tooLarge =
+      ": the statement is too large, one may have this many levels, nodes or columns: 1000";
+  EXPECT_EQ(ErrorOf("SELECT " + times(kMany, "+") + "1"), "58005 @1007" + tooLarge);
+  EXPECT_EQ(ErrorOf("SELECT 1" + times(kMany, "/**/+") + "1"), "58005 @1011" + tooLarge);
+  EXPECT_EQ(SplitStatements(times(kMany, "/*;*/") + "SELECT 1;" + times(kMany, "+")).size(), 1u);
+}
+
 // The grammar's library cuts names after 63 bytes.
 TEST(PlanError, LongNamesStayWhole) {
   const std::string name(100, 'X');
@@ -50,7 +70,7 @@ SELECT 1 GROUP BY DISTINCT i => @9 GROUP BY DISTINCT ;; SELECT DISTINCT ON (i) i
 SELECT 1 FOR UPDATE => @9 FOR UPDATE or FOR SHARE ;; SELECT 1 = ANY ($1) => @9 ANY or ALL of an array
 SELECT 1 ORDER BY 1 FETCH FIRST 2 ROWS WITH TIES => @44 WITH TIES
 SELECT i FROM t a(x) => @14 other names for a table's columns
-SELECT i FROM a.csv => @14 a schema before the table's name (quote a path: "a.csv")
+SELECT i FROM a.csv => @14 a schema before the table's name (quote a path: "a.csv", or with a table of SQLite: "a.db:csv")
 SELECT 1 ORDER BY 1 USING < => @26 ORDER BY USING ;; SELECT a.UPPER('x') => @7 a schema before a function
 SELECT i BETWEEN SYMMETRIC 1 AND 2 => @9 BETWEEN SYMMETRIC
 SELECT TIME(3) '10:00' => @7 a precision or array bounds of this type
@@ -87,10 +107,10 @@ i + 1 FROM t GROUP BY i + 2 => 58008 @7 ;; SUM(i) FROM t GROUP BY 1 => 58006 @30
 i FROM t GROUP BY 2 => 58009 @25 ;; i FROM t ORDER BY -1 => 58009 @25 ;; 1 + s FROM t => 59001 @9
 i FROM t LIMIT i + 1 => 58017 @24 ;; i FROM t OFFSET 1.5 => 58017 @23 ;; '1' + '2' => 59001 @11
 i FROM t LIMIT TRUE => 58017 @22 ;; i FROM t HAVING 1 => 58018 @23 ;; s = i FROM t => 59001 @9
-i = '12' || 'x' FROM t => 58010 @16 ;; i BETWEEN 'a' AND 2 FROM t => 58010 @17
-b = 'maybe' FROM t => 58010 @11 ;; dt = 'nonsense' FROM t => 59172 @12 ;; b = 1 FROM t => 59002 @9
+i = '12' || 'x' FROM t => 59001 @9 ;; i BETWEEN 'a' AND 2 FROM t => 58010 @17
+b = 'maybe' FROM t => 59172 @11 ;; dt = 'nonsense' FROM t => 59172 @12 ;; b = 1 FROM t => 59002 @9
 b <> d FROM t => 59002 @9 ;; i AND b FROM t => 59001 @9 ;; -s FROM t => 59001 @7
-+b FROM t => 59001 @8 ;; s || i FROM t => 59001 @9 ;; RANGE(b) FROM t => 59001 @7
++b FROM t => 59001 @8 ;; s || i FROM t => planned ;; RANGE(b) FROM t => 59001 @7
 MIN(DISTINCT i), MAX(DISTINCT s), RANGE(DISTINCT d) FROM t => planned
 )");
 }

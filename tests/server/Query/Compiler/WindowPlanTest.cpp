@@ -62,7 +62,7 @@ RANK() OVER (ORDER BY i DESC NULLS FIRST) AS a, RANK() OVER (ORDER BY i) AS b FR
   window: IsNullInt32(i:Int32); IfNull(i:Int32, 0:Int32); i:Int32 | by 0 | Rank 0 1 | Rank 2
   outputs: RANK() OVER (ORDER BY i DESC NULLS FIRST):UInt32; RANK() OVER (ORDER BY i):UInt32
 RANK() OVER (ORDER BY s IS NULL, c, dt) FROM t
-  window: IsNullLongVarXeChar(s:LongVarXeChar); IsNullXeChar(c:XeChar); IfNull(c:XeChar, '':XeChar);
+  window: IsNullLongVarXeChar(s:LongVarXeChar); IsNullXeChar(c:XeChar); IfNull(c:XeChar, '     ':XeChar);
     IsNullDate(dt:Date); IfNull(dt:Date, 2000-01-01:Date) | by 0 | Rank 0 1 2 3 4
   outputs: RANK() OVER (ORDER BY s IS NULL, c, dt):UInt32
 )");

@@ -1,54 +1,20 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "Utility/BaseStringUtil.h"
-#include "Utility/ErrorMessage.h"
+#include "TableError.h"
 
 namespace sqxer {
 
-/// The errors of files (up to 57099) and of execution; the sentences are in the message catalogue.
+/// The errors of execution; the sentences are in the message catalogue.
 enum EngineErrorCode {
-  kNoTableFile = 57001,
-  kFileNotReadable = 57002,
-  kFileEmpty = 57003,
-  kFieldCount = 57004,
-  kOpenQuotation = 57005,
-  kStrayQuotation = 57006,
-  kNulByte = 57007,
-  kInvalidUtf8 = 57008,
-  kDuplicateColumn = 57009,
-  kValueTooLong = 57010,
-  kValueUnreadable = 57011,
-  kFieldTooLarge = 57012,
-  kSchemaColumnUnknown = 57013,
-  kSchemaUnreadable = 57014,
-  kPathKindUnknown = 57015,
-  kNoTableInDatabase = 57016,
-  kBlobValue = 57017,
-  kTooManyColumns = 57018,
   kParameterUnreadable = 57019,
-  kLastFileError = 57099,
-
   kBadStatus = 57100,
   kUnexpectedNull = 57101,
   kResultTooLong = 57102,
   kResultType = 57103,
 };
-
-inline XeString Wide(std::string_view utf8) { return BaseStringUtil::Utf8ToString(utf8); }
-
-/// Where in a file a bad record starts, as its message says it: "line 7", "row 7".
-struct RecordPlace {
-  const wchar_t* unit;
-  uint64 number;
-  XeString Text() const { return XeString(unit) + L" " + std::to_wstring(number); }
-};
-
-/// A value as messages quote it: long ones are cut.
-inline XeString QuotedValue(std::string_view utf8) { return BaseStringUtil::QuotedValue(utf8); }
 
 /// Raises an error that only has arguments.
 [[noreturn]] inline void ThrowEngineError(int code, std::vector<XeString> arguments) {

@@ -142,6 +142,7 @@ void GroupTable::Clear() {
   slots_.assign(kFirstSlots, Slot());
   bytesInUse_ = bytesOfHeldValues_;
   sorter_.reset();
+  sortedRows_ = 0;
 }
 
 void GroupTable::FreeGroups() {
@@ -287,12 +288,15 @@ void GroupTable::Sort(uint64 row) {
   input_.GetPacker().Copy(input_.GetData(), record + inputOffset_);
   std::memcpy(record + rowOffset_, &number, sizeof number);
   sorter_->SortRecord(record);
+  ++sortedRows_;
 }
 
 void GroupTable::ClearResults(uint8* record) const { group_.GetPacker().Clear(record, keyBytes_); }
 
-void GroupTable::EmitLive(const std::function<bool()>& emit) {
+void GroupTable::EmitLive(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next) {
+  meter.Start(next, groups_.size());
   for (Group* const group : groups_) {
+    meter.Step();
     if (keepsPackedKeys_) {
       keyPacker_.Unpack(group->Key(), group_.GetData());
     } else {
@@ -305,7 +309,8 @@ void GroupTable::EmitLive(const std::function<bool()>& emit) {
   }
 }
 
-void GroupTable::EmitSorted(const std::function<bool()>& emit) {
+void GroupTable::EmitSorted(const std::function<bool()>& emit, ProgressMeter& meter,
+                            RunPhase next) {
   if (!sorter_) return;
   // The live groups make room for the second sorter.
   FreeGroups();
@@ -317,17 +322,20 @@ void GroupTable::EmitSorted(const std::function<bool()>& emit) {
   byFirstRow.Add(KeyDesc(*layout.GetFieldDescriptor(0), kAscending, kCompareCodePoints));
   results.SetRowIdSorterMetadata(byFirstRow, layout);
   results.BeginInput();
-  SumUpSorted(results);
+  const uint64 groups = SumUpSorted(results, meter);
   sorter_.reset();
   results.EndInput();
+  meter.Start(next, groups);
   const RecordBuffer result(layout.GetBinaryRecordSize());
   while (results.GetRecord(result.Get())) {
+    meter.Step();
     group_.GetPacker().Copy(result.Get(), group_.GetData());
     if (!emit()) return;
   }
 }
 
-void GroupTable::SumUpSorted(SqrtSorter& results) {
+uint64 GroupTable::SumUpSorted(SqrtSorter& results, ProgressMeter& meter) {
+  uint64 groups = 0;
   const std::size_t rowOffset = AlignUp(group_.GetSize(), alignof(float64));
   const RecordBuffer result(NumberAt(rowOffset).GetBinaryRecordSize());
   AggregateSet aggregates = MakeAggregates();
@@ -336,11 +344,14 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
     if (!isOpen) return;
     aggregates.Output(result.Get());
     results.SortRecord(result.Get());
+    ++groups;
   };
 
+  meter.Start(RunPhase::kGrouping, sortedRows_);
   sorter_->EndInput();
   uint8* const record = sortRecord_.Get();
   while (sorter_->GetRecord(record)) {
+    meter.Step();
     float64 row;
     std::memcpy(&row, record + rowOffset_, sizeof row);
     if (!isOpen || keys_.Compare(result.Get(), record) != 0) {
@@ -355,6 +366,7 @@ void GroupTable::SumUpSorted(SqrtSorter& results) {
           [&] { aggregates.Compute(record + inputOffset_, input_.GetSize()); });
   }
   close();
+  return groups;
 }
 
 }  // namespace sqxer

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "AggregateSet.h"
+#include "RunProgress.h"
 #include "Utility/KeySet.h"
 #include "Utility/SqrtSorter.h"
 #include "WorkRecord.h"
@@ -47,9 +48,10 @@ class GroupTable {
   bool Add(uint64 row);
 
   /// Puts one group after the other into the group record, keys and results, and calls `emit` until
-  /// it returns false: first those in memory, then the others. Each part once, in this order.
-  void EmitLive(const std::function<bool()>& emit);
-  void EmitSorted(const std::function<bool()>& emit);
+  /// it returns false: first those in memory, then the others. Each part once, in this order. The
+  /// meter counts them as rows of the phase that they go to.
+  void EmitLive(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next);
+  void EmitSorted(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next);
 
  private:
   /// Followed in memory by the bytes of its key and, without a set of its own, by its states.
@@ -88,7 +90,8 @@ class GroupTable {
   /// group's.
   void ClearResults(uint8* record) const;
   /// Reads the sorted rows, and gives the finished group record of each group with its first row.
-  void SumUpSorted(SqrtSorter& results);
+  /// Returns how many groups there are.
+  uint64 SumUpSorted(SqrtSorter& results, ProgressMeter& meter);
 
   WorkRecord& group_;
   std::size_t keyCount_;
@@ -128,6 +131,7 @@ class GroupTable {
   std::size_t rowOffset_;
   RecordBuffer sortRecord_;
   std::optional<SqrtSorter> sorter_;
+  uint64 sortedRows_ = 0;
 };
 
 }  // namespace sqxer

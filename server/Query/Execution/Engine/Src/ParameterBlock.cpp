@@ -43,7 +43,9 @@ TableColumn ReadParameter(std::size_t number, const std::string& text) {
   if (isNull) {
     survey.AddNull();
   } else {
-    survey.Add(value);
+    // Only where a whole column holds nothing else are these letters truth values.
+    const bool isLetter = value == "t" || value == "f";
+    survey.Add(value, isLetter ? 0 : ClassifyText(value));
   }
   ColumnBuilder builder(survey.Describe(Wide(name), declared), survey, 1);
   if (isNull) {

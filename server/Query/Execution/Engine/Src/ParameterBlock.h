@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Compiler.h"
+#include "QueryParameters.h"
 #include "Table.h"
 #include "WorkRecord.h"
 

@@ -59,7 +59,7 @@ void QueryRun::BindGroups() {
   BindAll(plan_.groupKeys, scanRecord_, groupRecord_, groupKeys_);
   BindAll(plan_.aggregateInputs, scanRecord_, inputRecord_, aggregateInputs_);
   groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory,
-                  table_ != nullptr ? table_->rowCount : 1);
+                  CountScannedRows());
   if (plan_.having) having_.emplace(std::move(plan_.having), groupRecord_);
 }
 
@@ -86,17 +86,28 @@ void QueryRun::BindOutputs() {
   }
 }
 
-void QueryRun::Run(ResultSink& sink) {
+RunPhase QueryRun::AfterScan() const { return groups_ ? RunPhase::kGrouping : AfterGroups(); }
+
+RunPhase QueryRun::AfterGroups() const {
+  return windows_ && !windows_->AreImmediate() ? RunPhase::kSorting : AfterWindows();
+}
+
+RunPhase QueryRun::AfterWindows() const {
+  return distinct_ ? RunPhase::kGrouping : AfterDistinct();
+}
+
+void QueryRun::Run(ResultSink& sink, RunProgress progress) {
+  meter_.SetProgress(progress);
   Start(sink);
   if (!WantsNothing()) {
     ScanRows();
     const auto emitGroup = [this] { return EmitGroup(); };
     if (groups_) {
-      groups_->EmitLive(emitGroup);
-      groups_->EmitSorted(emitGroup);
+      groups_->EmitLive(emitGroup, meter_, AfterGroups());
+      groups_->EmitSorted(emitGroup, meter_, AfterGroups());
     }
     if (windows_) EmitWindowRows();
-    if (distinct_) distinct_->EmitSorted([this] { return Deliver(); });
+    if (distinct_) distinct_->EmitSorted([this] { return Deliver(); }, meter_, AfterDistinct());
     if (sorter_) EmitSortedRows();
   }
   sink.End();
@@ -104,7 +115,7 @@ void QueryRun::Run(ResultSink& sink) {
 
 void QueryRun::Start(ResultSink& sink) {
   sink_ = &sink;
-  row_ = skipped_ = passed_ = 0;
+  row_ = sorted_ = skipped_ = passed_ = 0;
   if (groups_) {
     groups_->Clear();
     if (groupKeys_.empty()) groups_->OpenGroup();
@@ -116,8 +127,10 @@ void QueryRun::Start(ResultSink& sink) {
 }
 
 void QueryRun::ScanRows() {
-  const uint64 rows = table_ != nullptr ? table_->rowCount : 1;
+  const uint64 rows = CountScannedRows();
+  meter_.Start(AfterScan(), rows);
   for (uint64 row = 1; row <= rows; ++row) {
+    meter_.Step();
     Fill(row);
     if (filter_ && !AtRow(ErrorRow(row), [this] { return filter_->Passes(); })) continue;
     if (groups_) {
@@ -161,8 +174,10 @@ bool QueryRun::Emit(uint64 row) {
 
 void QueryRun::EmitWindowRows() {
   if (windows_->AreImmediate()) return;
-  windows_->EndInput();
+  windows_->EndInput(meter_);
+  meter_.Start(AfterWindows(), windows_->CountRows());
   while (const uint64 row = windows_->Next()) {
+    meter_.Step();
     if (!plan_.grouped) Fill(row);
     windows_->WriteResults(row);
     if (!Emit(row)) return;
@@ -172,6 +187,7 @@ void QueryRun::EmitWindowRows() {
 bool QueryRun::Deliver() {
   if (!sorter_) return Pass();
   sorter_->SortRecord(resultRecord_.GetData());
+  ++sorted_;
   return true;
 }
 
@@ -188,7 +204,9 @@ bool QueryRun::Pass() {
 
 void QueryRun::EmitSortedRows() {
   sorter_->EndInput();
+  meter_.Start(RunPhase::kWriting, sorted_);
   while (sorter_->GetRecord(resultRecord_.GetData())) {
+    meter_.Step();
     if (!Pass()) return;
   }
 }

@@ -10,6 +10,7 @@
 #include "JsonScan.h"
 #include "QueryPlan.h"
 #include "ResultSink.h"
+#include "RunProgress.h"
 #include "Table.h"
 #include "TableScan.h"
 #include "Utility/SqrtSorter.h"
@@ -29,7 +30,7 @@ class QueryRun {
   QueryRun& operator=(const QueryRun&) = delete;
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
-  void Run(ResultSink& sink);
+  void Run(ResultSink& sink, RunProgress progress = nullptr);
   /// The steps and the bound trees, one node a line.
   std::vector<XeString> Describe();
 
@@ -56,6 +57,12 @@ class QueryRun {
   bool Pass();
   void EmitWindowRows();
   void EmitSortedRows();
+  uint64 CountScannedRows() const { return table_ != nullptr ? table_->rowCount : 1; }
+  /// What the rows that leave the step are on their way to.
+  RunPhase AfterScan() const;
+  RunPhase AfterGroups() const;
+  RunPhase AfterWindows() const;
+  RunPhase AfterDistinct() const { return sorter_ ? RunPhase::kSorting : RunPhase::kWriting; }
   bool WantsNothing() const { return plan_.limit && *plan_.limit == 0; }
 
   QueryPlan plan_;
@@ -81,7 +88,9 @@ class QueryRun {
   std::optional<SqrtSorter> sorter_;
 
   ResultSink* sink_ = nullptr;
+  ProgressMeter meter_;
   uint64 row_ = 0;
+  uint64 sorted_ = 0;
   uint64 skipped_ = 0;
   uint64 passed_ = 0;
 };

@@ -10,11 +10,15 @@
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
+#include "TablePath.h"
 #include "TableStream.h"
 #include "Utility/OperatorTimer.h"
 
 namespace sqxer {
 namespace {
+
+/// How often progress is told while texts are looked through.
+constexpr uint64 kRowsPerCall = 1024;
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -22,46 +26,6 @@ using Clock = std::chrono::steady_clock;
 XeString Folded(XeString name) {
   std::ranges::transform(name, name.begin(), &BaseStringUtil::FoldCase);
   return name;
-}
-
-/// A path to a table: of a text file, or of a table in a database file.
-struct TablePath {
-  enum class Kind { kNone, kCsv, kTsv, kDatabase };
-  Kind kind = Kind::kNone;
-  std::string file;
-  std::string table;
-
-  bool IsPath() const { return kind != Kind::kNone; }
-  /// What the table is called without its folder.
-  XeString Name() const {
-    return Wide(kind == Kind::kDatabase ? table : fs::path(file).stem().string());
-  }
-};
-
-TablePath ParsePath(const std::string& path) {
-  constexpr std::string_view kDatabaseMark = ".db:";
-  if (path.ends_with(".csv")) return {TablePath::Kind::kCsv, path, ""};
-  if (path.ends_with(".tsv")) return {TablePath::Kind::kTsv, path, ""};
-  const std::size_t mark = path.rfind(kDatabaseMark);
-  const std::size_t table = mark + kDatabaseMark.size();
-  if (mark == std::string::npos || table >= path.size()) return {};
-  return {TablePath::Kind::kDatabase, path.substr(0, table - 1), path.substr(table)};
-}
-
-/// The file of a folder, by its name with letter case ignored where none has it exactly.
-fs::path FindFile(const fs::path& folder, const std::string& name) {
-  const fs::path exact = (folder / name).lexically_normal();
-  std::error_code ignored;
-  if (fs::exists(exact, ignored)) return exact;
-  fs::path found;
-  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    const std::string candidate = entry.path().filename().string();
-    const bool isMatch = BaseStringUtil::IsCaseInsensitiveMatch(Wide(candidate), Wide(name));
-    // Of several the first by name, so that the choice does not depend on the folder's order.
-    if (isMatch && (found.empty() || candidate < found.filename()))
-      found = entry.path().lexically_normal();
-  }
-  return found;
 }
 
 /// A sink for the runs that nobody looks at.
@@ -119,7 +83,7 @@ class Stopwatch {
 }  // namespace
 
 void Session::AddTable(const std::string& name, const std::string& path) {
-  if (!ParsePath(path).IsPath()) ThrowEngineError(kPathKindUnknown, {Wide(path)});
+  if (!TablePath::Parse(path).IsPath()) ThrowEngineError(kPathKindUnknown, {Wide(path)});
   const XeString key = Folded(Wide(name));
   paths_[key] = path;
   tables_.erase(key);
@@ -140,6 +104,7 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
   const TablePtr found = FindOrLoad(table);
   const TextColumn texts(found->columns.at(column));
   for (uint64 row = 0; row < found->rowCount; ++row) {
+    if (row % kRowsPerCall == 0 && loadProgress_ != nullptr) loadProgress_(row, found->rowCount);
     if (!texts.IsNull(row)) visit(texts.Get(row));
   }
 }
@@ -156,10 +121,10 @@ Session::TablePtr Session::FindOrLoad(const XeString& name) {
   const auto added = paths_.find(key);
   if (added != paths_.end()) {
     path = added->second;
-  } else if (ParsePath(path).IsPath()) {
+  } else if (TablePath::Parse(path).IsPath()) {
     // Paths keep their letter case: two files may differ in nothing else.
     key = name;
-    tableName = ParsePath(path).Name();
+    tableName = TablePath::Parse(path).Name();
   } else {
     path.clear();
   }
@@ -177,23 +142,23 @@ std::string Session::FindInDirectory(const XeString& name) const {
   const std::string file = BaseStringUtil::StringToUtf8(name) + ".csv";
   // A name is not a way into other folders; a path in quotation marks is.
   const bool isName = file.find('/') == std::string::npos;
-  const fs::path found = isName ? FindFile(directory_, file) : fs::path();
+  const std::string found = isName ? FindFileInFolder(directory_, file) : std::string();
   if (found.empty()) {
     ThrowEngineError(kNoTableFile,
                      {name, Wide((fs::path(directory_) / file).lexically_normal().string())});
   }
-  return found.string();
+  return found;
 }
 
 Table Session::Load(const XeString& name, const std::string& path) const {
   const auto schema = schemas_.find(Folded(name));
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
-  const TablePath parsed = ParsePath(path);
+  const TablePath parsed = TablePath::Parse(path);
   if (parsed.kind == TablePath::Kind::kDatabase) {
-    return LoadSqliteTable(parsed.file, parsed.table, name, declared);
+    return LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_);
   }
   const char delimiter = parsed.kind == TablePath::Kind::kTsv ? '\t' : ',';
-  return LoadCsvTable(parsed.file, delimiter, name, declared, progress_);
+  return LoadCsvTable(parsed.file, delimiter, name, declared, loadProgress_);
 }
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
@@ -210,8 +175,8 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SpillMeter meter(timing_.spilledBytes);
   if (explain) return SendLines(query.Describe(), sink);
   NullSink nobody;
-  for (int i = 1; i < repeat; ++i) query.Run(nobody);
-  query.Run(sink);
+  for (int i = 1; i < repeat; ++i) query.Run(nobody, runProgress_);
+  query.Run(sink, runProgress_);
 }
 
 }  // namespace sqxer

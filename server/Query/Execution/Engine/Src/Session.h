@@ -10,6 +10,7 @@
 #include "ColumnTypes.h"
 #include "ParameterBlock.h"
 #include "ResultSink.h"
+#include "RunProgress.h"
 #include "Table.h"
 
 namespace sqxer {
@@ -41,8 +42,11 @@ class Session : public Catalog {
   }
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
-  /// Called now and then while a file is read: bytes done and bytes in all.
-  void SetProgress(LoadProgress progress) { progress_ = progress; }
+  /// Called now and then while a file is read, and while a statement runs.
+  void SetProgress(LoadProgress load, RunProgress run) {
+    loadProgress_ = load;
+    runProgress_ = run;
+  }
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
   /// table that was added, a path (NAME.csv, NAME.tsv or FILE.db:table), and NAME.csv in the
@@ -71,7 +75,8 @@ class Session : public Catalog {
 
   std::string directory_ = ".";
   std::unique_ptr<ParameterBlock> parameters_;
-  LoadProgress progress_ = nullptr;
+  LoadProgress loadProgress_ = nullptr;
+  RunProgress runProgress_ = nullptr;
   /// The keys of the maps are names in folded case, or paths as they stand.
   std::map<XeString, std::string> paths_;
   std::map<XeString, DeclaredTypes> schemas_;

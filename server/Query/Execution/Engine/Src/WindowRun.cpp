@@ -64,9 +64,9 @@ void WindowRun::Add(uint64 row) {
   }
 }
 
-void WindowRun::EndInput() {
+void WindowRun::EndInput(ProgressMeter& meter) {
   if (sortedRows_) {
-    ComputeSorted();
+    ComputeSorted(meter);
   } else if (isOpen_) {
     CloseGroup();
   }
@@ -120,7 +120,7 @@ void WindowRun::OutputWaiting() {
   AtRow(ErrorRow(results_.GetRowNumber()), [this] { functions_.OutputRow(); });
 }
 
-void WindowRun::ComputeSorted() {
+void WindowRun::ComputeSorted(ProgressMeter& meter) {
   const WorkRecord& row = results_.GetRow();
   sortedResults_.emplace(row.GetSize(), timer_);
   sortedResults_->SetRowIdSorterMetadata(results_.GetRowOrder(), row.GetLayout());
@@ -131,6 +131,7 @@ void WindowRun::ComputeSorted() {
   uint8* current = input_.GetData();
   uint8* previous = other.Get();
   while (sortedRows_->GetRecord(current)) {
+    meter.Step();
     if (isOpen_ && partition_.Compare(previous, current) != 0) SortGroup();
     Take(current);
     std::swap(current, previous);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "FieldWriter.h"
+#include "RunProgress.h"
 #include "Utility/SqrtSorter.h"
 #include "WindowFunctions.h"
 #include "WindowResults.h"
@@ -35,7 +36,8 @@ class WindowRun {
   void Begin();
   /// Takes in the row that stands in the source record. `row` (from 1) ascends.
   void Add(uint64 row);
-  void EndInput();
+  /// The meter counts the rows that are sorted.
+  void EndInput(ProgressMeter& meter);
   /// Writes the results of the next row, which is number `row`, into the source record. For an
   /// immediate window that record holds the row.
   void WriteResults(uint64 row);
@@ -52,7 +54,7 @@ class WindowRun {
   void CloseGroup();
   /// Completes the row record of the next waiting row.
   void OutputWaiting();
-  void ComputeSorted();
+  void ComputeSorted(ProgressMeter& meter);
   void SortGroup();
   /// The number at an address as errors carry it.
   uint64 ErrorRow(const uint8* number) const;

@@ -28,9 +28,12 @@ void WindowSet::Add(uint64 row) {
   }
 }
 
-void WindowSet::EndInput() {
+void WindowSet::EndInput(ProgressMeter& meter) {
   sourceRows_.EndInput();
-  for (WindowRun& window : windows_) window.EndInput();
+  for (WindowRun& window : windows_) {
+    if (window.IsSorted()) meter.Start(RunPhase::kSorting, CountRows());
+    window.EndInput(meter);
+  }
 }
 
 uint64 WindowSet::Next() {

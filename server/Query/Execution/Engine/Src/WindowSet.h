@@ -28,7 +28,8 @@ class WindowSet {
   void Begin();
   /// Takes in the row in the source record. `row` (from 1) ascends.
   void Add(uint64 row);
-  void EndInput();
+  void EndInput(ProgressMeter& meter);
+  uint64 CountRows() const { return sourceRows_.GetCount(); }
   /// The number of the next row, 0 behind the last one. The source record is that row's, or it is
   /// for the caller to fill.
   uint64 Next();

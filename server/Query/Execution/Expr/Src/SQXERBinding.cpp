@@ -153,14 +153,20 @@ bool RetypeTextConstant(RExpression*& slot, XeDataType partnerType) {
 
 }  // namespace
 
+OperandShape ShapeOf(const RExpression& bound) {
+  const auto* parameter = dynamic_cast<const Param*>(&bound);
+  if (parameter != nullptr) return {parameter->GetObjectLength(), false};
+  return bound.GetBoundShape();
+}
+
 OperandShape BindOperand(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
-                         MetaDataInfo& scratch, MetaDataInfo& info) {
-  scratch.Initialize();
-  BindInPlace(slot, stream, replacement, scratch);
-  info.AddParametersOf(scratch);
-  const auto* parameter = dynamic_cast<const Param*>(slot);
-  const uint32 length = parameter != nullptr ? parameter->GetObjectLength() : scratch.objectLength_;
-  return {length, scratch.isNullable_};
+                         MetaDataInfo& scratch, MetaDataInfo& info, bool isBound) {
+  if (!isBound) {
+    scratch.Initialize();
+    BindInPlace(slot, stream, replacement, scratch);
+    info.AddParametersOf(scratch);
+  }
+  return ShapeOf(*slot);
 }
 
 BinaryOperator::OperandLengths BinaryOperator::BindOperands(XeAListStream* stream,
@@ -168,15 +174,14 @@ BinaryOperator::OperandLengths BinaryOperator::BindOperands(XeAListStream* strea
                                                             MetaDataInfo& info) {
   OperandLengths lengths;
   const auto bind = [&](RExpression*& operand, uint32& length) {
-    const OperandShape shape = BindOperand(operand, stream, replacement, tempMetaDataInfo_, info);
+    const OperandShape shape =
+        BindOperand(operand, stream, replacement, tempMetaDataInfo_, info, skipReBindChildren_);
     length = shape.length;
     info.isNullable_ |= shape.nullable;
     info.objectLength_ = std::max(info.objectLength_, shape.length);
   };
-  if (!skipReBindChildren_) {
-    bind(left_, lengths.left);
-    bind(right_, lengths.right);
-  }
+  bind(left_, lengths.left);
+  bind(right_, lengths.right);
   replacement = nullptr;
   info.fieldName_ = XeRecordMetaData::exprFieldName_;
   return lengths;

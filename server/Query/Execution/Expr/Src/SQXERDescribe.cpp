@@ -33,7 +33,10 @@ Value Evaluate(RExpression& constant) {
 }
 
 XeString ConstantText(RExpression& constant) {
-  if (constant.GetExpressionType() == kConstantNullExpression) return L"NULL";
+  if (dynamic_cast<const ConstantNull*>(&constant) != nullptr ||
+      dynamic_cast<const ConstantTypedNull*>(&constant) != nullptr) {
+    return L"NULL";
+  }
   switch (constant.GetResultDataType()) {
     case XeBitData:
       return std::to_wstring(Evaluate<uint8>(constant));

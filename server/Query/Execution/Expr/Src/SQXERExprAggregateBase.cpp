@@ -127,7 +127,7 @@ std::unique_ptr<KeySet> Aggregate::MakeDistinctSortKeySet(XeRecordMetaData& layo
 
 const XeFieldDescriptor& Aggregate::GetSourceField(const XeRecordMetaData& input) const {
   XE_ASSERT(!aggregateColumns_->empty());
-  return *input.GetFieldDescriptor(aggregateColumns_->front());
+  return input.GetPlacedField(aggregateColumns_->front());
 }
 
 void Aggregate::BindSource(const XeRecordMetaData& input) {
@@ -153,7 +153,7 @@ void Aggregate::RequireOrder(const XeString& operatorName) const {
 
 void Aggregate::PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
                             uint32& nullOffset) {
-  const XeFieldDescriptor& field = *target.GetFieldDescriptor(static_cast<int>(fieldIndex));
+  const XeFieldDescriptor& field = target.GetPlacedField(static_cast<int>(fieldIndex));
   offset = field.GetDataOffset();
   nullOffset = field.GetNullOffset();
 }
@@ -253,8 +253,15 @@ void Aggregate::MakeDistinctSorter() {
   sorter_->SetRowIdSorterMetadata(distinctKeys_, tempRecordMetadata_);
 }
 
+void Aggregate::RequireSorter() const {
+  if (sorter_ == nullptr) {
+    XeLogicError("a DISTINCT aggregate is driven after Finalize and before the next Initialize");
+  }
+}
+
 void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
   if (dataSize <= RecentValues::kMostBytes && recentValues_.Repeats(value, dataSize)) return;
+  RequireSorter();
   std::memcpy(tempField_.data() + tempFieldOffset_, value,
               CountUsedBytes(value, dataSize, tempFieldUnit_));
   sorter_->SortRecord(tempField_.data());

@@ -30,7 +30,9 @@ enum class StateTransfer { kMeasure, kSave, kRestore };
 /// An aggregate is a node without operands: it reads columns of the input record by position and is
 /// driven by its owner, never by Eval. It is bound once (Bind, then SetTargetDescriptor), and then
 /// reused for any number of groups, each Initialize, Compute per row, Finalize, Output. The
-/// operations that this class leaves to its subclasses are broken invariants here.
+/// operations that this class leaves to its subclasses are broken invariants here. So are, where
+/// values of a group are held or sorted, a Compute outside Initialize and Finalize and a second
+/// Finalize; of the others, a cumulative aggregate ends a group after each of its rows.
 ///
 /// One aggregate is driven by one thread at a time. Compute allocates nothing.
 class SQXEREXPR_API Aggregate : public RExpression {
@@ -218,12 +220,15 @@ class SQXEREXPR_API Aggregate : public RExpression {
   void DescribeTempField(XeDataType type, uint32 dataSize);
   /// Lays out the one-field record of DISTINCT and makes the sorter.
   void DescribeDistinctValue(XeDataType type, uint32 dataSize);
+  /// A sorter is there from Initialize to Finalize; else it is a broken invariant.
+  void RequireSorter() const;
   /// Hands one value to the sorter, unless the same bytes came lately.
   void SortDistinctValue(const void* value, uint32 dataSize);
   /// Ends the sorter's input, gives every distinct value (its address) in ascending order to
   /// `fold`, and lets go of the sorter.
   template <class Fold>
   void DrainDistinctValues(Fold&& fold) {
+    RequireSorter();
     sorter_->EndInput();
     while (sorter_->GetRecord(tempField_.data())) fold(tempField_.data() + tempFieldOffset_);
     sorter_.reset();

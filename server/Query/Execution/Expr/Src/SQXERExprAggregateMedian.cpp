@@ -56,6 +56,7 @@ RExprReturn Median::Compute(unsigned char* record, unsigned int) {
   const float64 value = input_.Read(record + sourceOffset_);
   const auto* const row = reinterpret_cast<const uint8*>(&value);
   if (count_ == 0) {
+    RequireRows();
     arrayRowSet_->AppendFirst(row);
   } else {
     arrayRowSet_->Append(row);
@@ -72,7 +73,12 @@ bool Median::TakeKey(const unsigned char* record) {
   return true;
 }
 
+void Median::RequireRows() const {
+  if (arrayRowSet_ == nullptr) XeLogicError("a MEDIAN is driven outside Initialize and Finalize");
+}
+
 RExprReturn Median::Finalize() {
+  RequireRows();
   const std::span<uint8*> rows = arrayRowSet_->Finalize();
   rowArray_ = rows.data();
   count_ = static_cast<uint32>(rows.size());
@@ -87,6 +93,7 @@ RExprReturn Median::Finalize() {
   }
   rowArray_ = nullptr;
   arrayRowSet_.reset();
+  count_ = 0;
   return kTrue;
 }
 

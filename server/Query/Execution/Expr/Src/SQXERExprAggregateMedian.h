@@ -48,6 +48,8 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
 
  private:
   void BindKeyRow();
+  /// Outside a group there is no room for values: a broken invariant.
+  void RequireRows() const;
   /// Builds the row's key; false when it is that of the last row taken, which it becomes otherwise.
   bool TakeKey(const unsigned char* record);
 

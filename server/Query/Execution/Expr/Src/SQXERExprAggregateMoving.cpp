@@ -75,6 +75,7 @@ RExprReturn MovingOf<Generic, T, Op>::Compute(unsigned char* record, unsigned in
 
 template <class Generic, AccumulatorValue T, template <class> class Op>
 RExprReturn MovingOf<Generic, T, Op>::Finalize() {
+  if (this->prevWindowSize_ == 0) XeLogicError("a moving aggregate is driven before Initialize");
   if (this->nullIndicator_) return kTrue;
   if (this->count_ == 0) this->RaiseError(kDivisionByZero, {});
   this->Calculate(

@@ -34,8 +34,9 @@ class SQXEREXPR_API MovingAggregate : public SingleResultAggregate {
   uint32 count_ = 0;
   /// Null in a node that a variant has taken the place of.
   std::unique_ptr<RExpression> windowSizeExpr_;
-  uint32 windowSize_ = 0;
-  /// The slots there are.
+  /// A row that comes before the first Initialize finds a window of one; Finalize then tells it.
+  uint32 windowSize_ = 1;
+  /// The slots there are for the sizes asked for; 0 before the first Initialize.
   uint32 prevWindowSize_ = 0;
 };
 
@@ -75,7 +76,7 @@ class SQXEREXPR_API MovingOf : public NumericAggregate<Generic, T> {
   T result_{};
   /// A ring of prevWindowSize_ values. Bytes, so that nothing is written before there are values: a
   /// window can be much longer than its group.
-  std::unique_ptr<uint8[]> dataWindow_;
+  std::unique_ptr<uint8[]> dataWindow_ = std::make_unique_for_overwrite<uint8[]>(sizeof(T));
 
  private:
   void GrowWindow();

@@ -35,6 +35,7 @@ void Ntile::Initialize(bool restart) {
 }
 
 RExprReturn Ntile::Finalize() {
+  if (numTiles_ == 0) XeLogicError("an NTILE is driven before Initialize");
   if (!RankRows()) return kTrue;
   // NULLs are the last, whatever the order.
   while (count_ > 0 && IsRowNull(valueArray_[count_ - 1])) --count_;

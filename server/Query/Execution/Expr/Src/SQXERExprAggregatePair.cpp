@@ -13,7 +13,7 @@ void PairAggregate::Bind(XeRecordMetaData& input, RExpression*& result, MetaData
   const XeString operatorName = NodeName(*this);
   x_.Bind(GetSourceField(input), operatorName);
   BindSource(input);
-  const XeFieldDescriptor& y = *input.GetFieldDescriptor((*aggregateColumns_)[1]);
+  const XeFieldDescriptor& y = input.GetPlacedField((*aggregateColumns_)[1]);
   y_.Bind(y, operatorName);
   yType_ = y.GetDataType();
   yOffset_ = y.GetDataOffset();

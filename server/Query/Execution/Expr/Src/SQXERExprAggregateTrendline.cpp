@@ -79,7 +79,7 @@ void Trendline::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo
   fit_ = ChooseFit();
   x_.Bind(GetSourceField(input), kTrendline);
   BindSource(input);
-  const XeFieldDescriptor& y = *input.GetFieldDescriptor((*aggregateColumns_)[1]);
+  const XeFieldDescriptor& y = input.GetPlacedField((*aggregateColumns_)[1]);
   y_.Bind(y, kTrendline);
   yOffset_ = y.GetDataOffset();
   yNullOffset_ = y.GetNullOffset();

@@ -129,12 +129,13 @@ void UnaryMinus::Bind(XeAListStream* stream, RExpression*& replacement, MetaData
 
 void Concat::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
-  if (!skipReBindChildren_) {
-    leftShape_ = BindOperand(left_, stream, replacement, tempMetaDataInfo_, info);
-    rightShape_ = BindOperand(right_, stream, replacement, tempMetaDataInfo_, info);
-  }
-  const uint32 length = leftShape_.length + rightShape_.length;
-  info.isNullable_ = leftShape_.nullable && rightShape_.nullable;
+  const auto bind = [&](RExpression*& operand) {
+    return BindOperand(operand, stream, replacement, tempMetaDataInfo_, info, skipReBindChildren_);
+  };
+  const OperandShape leftShape = bind(left_);
+  const OperandShape rightShape = bind(right_);
+  const uint32 length = leftShape.length + rightShape.length;
+  info.isNullable_ = leftShape.nullable && rightShape.nullable;
   info.objectLength_ = length;
   info.fieldName_ = XeRecordMetaData::exprFieldName_;
   info.aliasName_ = XeRecordMetaData::exprFieldName_;
@@ -154,14 +155,12 @@ void Concat::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo
     resultDataType_ = XeCharData;
   } else {
     if (left == XeCharData)
-      left_ = new ConvertXeChartoLongVarXeChar(left_, XeLongVarCharData, leftShape_.length);
+      left_ = new ConvertXeChartoLongVarXeChar(left_, XeLongVarCharData, leftShape.length);
     if (right == XeCharData)
-      right_ = new ConvertXeChartoLongVarXeChar(right_, XeLongVarCharData, rightShape_.length);
+      right_ = new ConvertXeChartoLongVarXeChar(right_, XeLongVarCharData, rightShape.length);
     variant = new ConcatLongVarXeChar(nullptr, nullptr, length);
     resultDataType_ = XeLongVarCharData;
   }
-  variant->leftShape_ = leftShape_;
-  variant->rightShape_ = rightShape_;
   ReplaceBy(*this, variant, resultDataType_, replacement);
 }
 

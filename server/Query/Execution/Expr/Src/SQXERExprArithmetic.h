@@ -166,11 +166,6 @@ class SQXEREXPR_API Concat : public BinaryOperator {
   /// The last result; what Eval hands out points into it until the next evaluation.
   XeAutoBuffer<wchar_t, 128> result_;
   RExprReturn leftRetCode_ = kUnknown;
-
- private:
-  /// Kept for a second binding that skips the operands.
-  OperandShape leftShape_;
-  OperandShape rightShape_;
 };
 
 /// Over two fixed texts: a fixed text of `resultLength` characters, padded with blanks or cut.

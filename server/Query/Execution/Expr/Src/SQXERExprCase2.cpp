@@ -58,8 +58,7 @@ bool Conditional::HasEquality(XeDataType type) {
 
 OperandShape Conditional::BindBranch(RExpression*& slot, XeAListStream* stream,
                                      RExpression*& replacement, MetaDataInfo& info) {
-  if (skipReBindChildren_) return {0, true};
-  return BindOperand(slot, stream, replacement, info);
+  return BindOperand(slot, stream, replacement, info, skipReBindChildren_);
 }
 
 void Conditional::Fold(BranchUnion& branches, RExpression* branch, uint32 length, int errorCode) {

@@ -29,7 +29,7 @@ class SQXEREXPR_API Conditional : public RExpression {
     uint32 length = 0;
   };
 
-  /// Binds an operand. One that is bound already tells nothing of itself: it may be NULL.
+  /// Binds an operand, unless it is bound already.
   OperandShape BindBranch(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                           MetaDataInfo& info);
   /// Adds a bound branch to those before it; raises `errorCode` when they have no common type.

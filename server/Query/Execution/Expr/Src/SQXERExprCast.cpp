@@ -76,6 +76,8 @@ Cast::Cast(RExpression* operand, XeDataType to, int precision, int scale, const 
       dateTimeFormat_(format) {}
 
 bool Cast::IsOperandNullConstant() const {
+  // It is asked before the operand is bound.
+  if (only_ == nullptr) XeLogicError("a cast without an operand is bound");
   return only_->GetExpressionType() == kConstantNullExpression;
 }
 
@@ -158,8 +160,8 @@ XeString Cast::ValueText() const {
 }
 
 void Cast::RaiseOutOfRange() const {
-  RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_),
-                     ValueText()});
+  RaiseError(59013, {GetOperatorName(), SUXeDataTypeUtility::GetXeDataTypeName(operandDataType_)},
+             ValueText());
 }
 
 }  // namespace sqxer

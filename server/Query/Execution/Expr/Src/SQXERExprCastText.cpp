@@ -5,6 +5,23 @@
 
 namespace sqxer {
 
+bool TextToTruth::Apply(std::wstring_view text, bool& out) {
+  static constexpr std::wstring_view kTrueWords[] = {L"true", L"t", L"yes", L"y", L"on", L"1"};
+  static constexpr std::wstring_view kFalseWords[] = {L"false", L"f", L"no", L"n", L"off", L"0"};
+  const std::size_t start = text.find_first_not_of(L' ');
+  if (start == text.npos) return false;
+  text = text.substr(start, text.find_last_not_of(L' ') - start + 1);
+  const auto isText = [&](std::wstring_view word) {
+    return std::ranges::equal(word, text, {}, {}, [](wchar_t c) {
+      return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c - L'A' + L'a') : c;
+    });
+  };
+  const bool isTrue = std::ranges::any_of(kTrueWords, isText);
+  if (!isTrue && std::ranges::none_of(kFalseWords, isText)) return false;
+  out = isTrue;
+  return true;
+}
+
 CastToChar::CastToChar(RExpression* operand, XeDataType to, int precision, int scale)
     : Cast(operand, to, precision, scale), userPrecision_(precision) {}
 
@@ -39,6 +56,39 @@ void CastToChar::Bind(XeAListStream* stream, RExpression*& replacement, MetaData
 RExprReturn CastToChar::Eval(void* out) {
   if (EvalOperand() == kTrue) *static_cast<wchar_t**>(out) = finalResult_.data();
   return retCode_;
+}
+
+void CastToBoolean::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  static constexpr OperandForm kForms[] = {{XeCharData, &ReadFixed},
+                                           {XeLongVarCharData, &ReadLong},
+                                           {XeBoolean, &Compute<CastToItself<uint8>>}};
+  BindTyped(stream, replacement, info, kForms);
+}
+
+RExprReturn CastToBoolean::Eval(void* out) {
+  if (EvalOperand() == kTrue) *static_cast<uint8*>(out) = *static_cast<const uint8*>(castValue_);
+  return retCode_;
+}
+
+bool CastToBoolean::ReadFixed(Cast& cast) {
+  auto& self = static_cast<CastToBoolean&>(cast);
+  const auto* text = *static_cast<const wchar_t* const*>(self.operandValue_);
+  self.Read({text, wcsnlen(text, self.operandLength_)});
+  return true;
+}
+
+bool CastToBoolean::ReadLong(Cast& cast) {
+  auto& self = static_cast<CastToBoolean&>(cast);
+  const auto& text = *static_cast<const RefLongVarChar*>(self.operandValue_);
+  self.Read({text.buffer_, text.length_});
+  return true;
+}
+
+void CastToBoolean::Read(std::wstring_view text) {
+  bool value = false;
+  if (!TextToTruth::Apply(text, value))
+    RaiseError(59172, {XeString(text), SUXeDataTypeUtility::GetXeDataTypeName(XeBoolean)});
+  *static_cast<uint8*>(castValue_) = value;
 }
 
 CastToBinary::CastToBinary(RExpression* operand, XeDataType to, int precision, int scale)

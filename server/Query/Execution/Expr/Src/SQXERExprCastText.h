@@ -28,6 +28,24 @@ class SQXEREXPR_API CastToChar final : public Cast {
   XeAutoBuffer<wchar_t, 128> finalResult_;
 };
 
+/// Cast to a truth value: out of texts (TextToTruth; error 59172 for any other text) and truth
+/// values. The generic cast has no such target: this one is built directly.
+class SQXEREXPR_API CastToBoolean final : public Cast {
+ public:
+  explicit CastToBoolean(RExpression* operand) : Cast(operand, XeBoolean, 0, 0) {}
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+
+ protected:
+  const wchar_t* GetOperatorName() const override { return L"CastToBoolean"; }
+
+ private:
+  static bool ReadFixed(Cast& cast);
+  static bool ReadLong(Cast& cast);
+  void Read(std::wstring_view text);
+};
+
 /// Cast to bit or binary. A bit comes from texts, numbers, bits and booleans that are 0 or 1: error
 /// 59185 (value) for other values. Binaries come from binaries, cut or filled up with zero bytes to
 /// the length asked for (the operand's, below 1); a long binary is only cut.

@@ -99,13 +99,21 @@ RExprReturn ConstantXeChar::Eval(void* out) {
   return kTrue;
 }
 
-ConstantLongVarXeChar::ConstantLongVarXeChar(const XeString& text)
-    : Constant(XeLongVarCharData, static_cast<uint32>(text.size())) {
+ConstantLongVarXeChar::ConstantLongVarXeChar(const XeString& text, uint32 declared, bool isLiteral)
+    : Constant(XeLongVarCharData, static_cast<uint32>(text.size())),
+      declared_(declared),
+      isLiteral_(isLiteral) {
   const std::size_t bytes = std::max<std::size_t>(64, text.size() * sizeof(wchar_t) + 8);
   value_.reset(
       static_cast<uint8*>(MemoryGateway::Allocate(bytes, std::source_location::current())));
   std::memcpy(value_.get(), &objectLength_, sizeof(objectLength_));
   std::memcpy(value_.get() + kLongVarPrefix, text.data(), text.size() * sizeof(wchar_t));
+}
+
+void ConstantLongVarXeChar::Bind(XeAListStream* stream, RExpression*& replacement,
+                                 MetaDataInfo& info) {
+  Constant::Bind(stream, replacement, info);
+  info.objectLength_ = std::max(objectLength_, declared_);
 }
 
 RExprReturn ConstantLongVarXeChar::Eval(void* out) {
@@ -119,5 +127,16 @@ ConstantNull::ConstantNull()
     : Constant(XeBoolean, XeFieldDescriptor::GetObjectLength(XeBoolean, 0)) {}
 
 RExprReturn ConstantNull::Eval(void*) { return kUnknown; }
+
+// Not the base's: a column of a type without literals can be NULL as well.
+void ConstantTypedNull::Bind(XeAListStream*, RExpression*& replacement, MetaDataInfo& info) {
+  replacement = nullptr;
+  info.isNullable_ = true;
+  info.objectLength_ = objectLength_;
+  info.fieldName_ = XeRecordMetaData::constantFieldName_;
+  info.aliasName_ = XeRecordMetaData::constantFieldName_;
+}
+
+RExprReturn ConstantTypedNull::Eval(void*) { return kUnknown; }
 
 }  // namespace sqxer

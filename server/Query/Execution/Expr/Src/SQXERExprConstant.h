@@ -117,15 +117,29 @@ class SQXEREXPR_API ConstantXeChar final : public Constant {
 /// A long text, held in the stored form: a length and the characters.
 class SQXEREXPR_API ConstantLongVarXeChar final : public Constant {
  public:
-  explicit ConstantLongVarXeChar(const XeString& text);
+  /// A literal, whose text can stand for a value of another type.
+  explicit ConstantLongVarXeChar(const XeString& text) : ConstantLongVarXeChar(text, 0, true) {}
+  /// A text that was computed: it is nothing but a text. It reports the declared length where that
+  /// is more than its own.
+  ConstantLongVarXeChar(const XeString& text, uint32 declared)
+      : ConstantLongVarXeChar(text, declared, false) {}
+
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprType GetExpressionType() override {
+    return isLiteral_ ? kConstantExpression : kConstantLongVarXeCharExpression;
+  }
   /// Also puts a zero character behind the last one.
   RExprReturn Eval(void* out) override;
 
  private:
+  ConstantLongVarXeChar(const XeString& text, uint32 declared, bool isLiteral);
+
   struct GatewayFree {
     void operator()(uint8* block) const noexcept { MemoryGateway::Free(block); }
   };
   std::unique_ptr<uint8[], GatewayFree> value_;
+  uint32 declared_;
+  bool isLiteral_;
 };
 
 /// NULL. Its type is boolean until a partner gives it another through SetResultDataType.
@@ -137,6 +151,17 @@ class SQXEREXPR_API ConstantNull final : public Constant {
   RExprType GetExpressionType() override { return kConstantNullExpression; }
 
   static const XeString g_constantNullFieldName;
+};
+
+/// NULL of a type, which counts like that of any other value: it takes part in the choice of common
+/// types, and is refused where the type is.
+class SQXEREXPR_API ConstantTypedNull final : public Constant {
+ public:
+  /// `length`: characters of a text, else that of the type.
+  ConstantTypedNull(XeDataType type, uint32 length) : Constant(type, length) {}
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  /// kUnknown; writes nothing.
+  RExprReturn Eval(void* out) override;
 };
 
 }  // namespace sqxer

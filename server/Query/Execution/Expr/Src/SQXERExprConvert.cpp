@@ -6,6 +6,7 @@
 
 #include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
+#include "SQXEROperandBinding.h"
 #include "Utility/SUDataConvert.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
@@ -86,13 +87,21 @@ XeDateTime TextToDateTime::Apply(const XeString& text) {
 
 Convert::Convert(RExpression* operand, XeDataType resultType) : UnaryOperator(operand, resultType) {
   SetSourcePosition(operand->GetSourcePosition());
+  TakeShape();
+}
+
+void Convert::TakeShape() {
+  const OperandShape operand = ShapeOf(*only_);
+  SetBoundShape(
+      {XeFieldDescriptor::GetObjectLength(resultDataType_, operand.length), operand.nullable});
 }
 
 void Convert::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   const XeDataType converted = resultDataType_;
   UnaryOperator::Bind(stream, replacement, info);
   resultDataType_ = converted;
-  info.objectLength_ = XeFieldDescriptor::GetObjectLength(converted, info.objectLength_);
+  TakeShape();
+  info.objectLength_ = GetBoundShape().length;
 }
 
 RExpression* Convert::AddConversionExpression(XeDataType target, XeDataType source,
@@ -125,13 +134,26 @@ void ConvertIntegerToDouble(RExpression*& left, RExpression*& right, MetaDataInf
 
 ConvertXeChartoLongVarXeChar::ConvertXeChartoLongVarXeChar(RExpression* operand,
                                                            XeDataType resultType, uint32 length)
-    : Convert(operand, resultType),
-      objectLength_(length),
-      pCastToCharOperand_(dynamic_cast<CastToChar*>(operand)) {
+    : Convert(operand, resultType), objectLength_(length) {
+  FindCast();
+}
+
+void ConvertXeChartoLongVarXeChar::FindCast() {
+  pConstantChar_ = nullptr;
+  pCastToCharOperand_ = dynamic_cast<CastToChar*>(only_);
   if (pCastToCharOperand_ == nullptr) return;
   keepsBlanks_ = pCastToCharOperand_->GetCastTarget() == XeCharData;
-  pConstantChar_ = dynamic_cast<ConstantLongVarXeChar*>(pCastToCharOperand_->GetIthOperand(0));
+  RExpression* const text = pCastToCharOperand_->GetIthOperand(0);
+  if (text->GetExpressionType() != kConstantExpression) return;
+  pConstantChar_ = dynamic_cast<ConstantLongVarXeChar*>(text);
   if (pConstantChar_ != nullptr) trimFloor_ = pConstantChar_->GetObjectLength();
+}
+
+void ConvertXeChartoLongVarXeChar::Bind(XeAListStream* stream, RExpression*& replacement,
+                                        MetaDataInfo& info) {
+  Convert::Bind(stream, replacement, info);
+  // Built over a generic cast, it sees only now what that became.
+  FindCast();
 }
 
 RExprReturn ConvertXeChartoLongVarXeChar::Eval(void* out) {

@@ -15,7 +15,8 @@ class SQXEREXPR_API Convert : public UnaryOperator {
  public:
   Convert(RExpression* operand, XeDataType resultType);
 
-  /// Binds the operand of a tree that is bound again; the node's own type stays.
+  /// Binds the operand of a node that was built over an unbound one, or of a tree that is bound
+  /// again. The node's own type stays; its length is that of the operand.
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
 
   /// `operand` itself when the types are equal, else a new node over it that gives `target`.
@@ -23,6 +24,10 @@ class SQXEREXPR_API Convert : public UnaryOperator {
   /// type) when there is no such conversion; the operand then still belongs to the caller.
   static RExpression* AddConversionExpression(XeDataType target, XeDataType source,
                                               RExpression* operand, uint32 length);
+
+ private:
+  /// Takes over what the operand tells, so that a parent can ask a conversion that it put in.
+  void TakeShape();
 };
 
 /// When both operands are integers, brings those of 32 bits to double, and `resultType` and
@@ -190,14 +195,19 @@ class SQXEREXPR_API ConvertXeChartoLongVarXeChar final : public Convert {
  public:
   /// `length`: the declared length of the fixed text in characters.
   ConvertXeChartoLongVarXeChar(RExpression* operand, XeDataType resultType, uint32 length);
+  /// Makes all characters of the operand part of the long value, whatever the operand is.
+  void KeepBlanks() { keepsBlanks_ = true; }
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
 
  private:
+  void FindCast();
+
   uint32 objectLength_;
   /// The cast under this node and the literal under that; not owned, null when there is none.
-  CastToChar* pCastToCharOperand_;
+  CastToChar* pCastToCharOperand_ = nullptr;
   ConstantLongVarXeChar* pConstantChar_ = nullptr;
-  /// The cast is one to fixed character.
+  /// The cast is one to fixed character, or it was asked for.
   bool keepsBlanks_ = false;
   /// Characters that trimming leaves in any case: those of the literal.
   uint32 trimFloor_ = 0;

@@ -180,6 +180,9 @@ RExprReturn Extract::EvalHeldUp(void* out) {
 
 void Extract::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
+  if (stream == nullptr || stream->GetRecordMetaData() == nullptr) {
+    XeLogicError("a column is bound to a stream that is null or has no layout");
+  }
   const XeRecordMetaData& layout = *stream->GetRecordMetaData();
   int position = fieldIndex_;
   if (position == -1) {
@@ -189,9 +192,10 @@ void Extract::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInf
     RaiseError(59014, {});
   }
   fieldDescriptor_ = layout.GetFieldDescriptor(position);
-  const XeFieldDescriptor& field = *fieldDescriptor_;
+  const XeFieldDescriptor& field = layout.GetPlacedField(position);
 
   uint8* const record = stream->GetRecordBuffer();
+  if (record == nullptr) XeLogicError("a column is bound to a stream without a record");
   dataPointer_ = record + field.GetDataOffset();
   nullPointer_ = nullptr;
   if (field.GetNullOffset() != 0) {

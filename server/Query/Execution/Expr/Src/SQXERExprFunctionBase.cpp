@@ -83,7 +83,7 @@ OperandShape ValueFunction::BindIthOperand(int index, XeAListStream* stream,
                                            RExpression*& replacement, MetaDataInfo& info) {
   RExpression*& slot = Slot(index);
   OperandShape& shape = shapes_[static_cast<std::size_t>(index)];
-  if (!skipReBindChildren_) shape = BindOperand(slot, stream, replacement, info);
+  shape = BindOperand(slot, stream, replacement, info, skipReBindChildren_);
   replacement = nullptr;
   return shape;
 }
@@ -164,15 +164,18 @@ void NumericValueFunction::BindParameter(ParameterType type, const wchar_t* name
   ConvertIthOperand(1, type, name);
 }
 
+void NumericValueFunction::BindWithoutOperand(RExpression*& replacement, MetaDataInfo& info) {
+  replacement = nullptr;
+  SetResult(XeDoubleData, info);
+}
+
 void NumericValueFunction::BindMathFunctionsReturningDouble(XeAListStream* stream,
                                                             RExpression*& replacement,
                                                             MetaDataInfo& info,
                                                             bool operandAlreadyBound) {
   replacement = nullptr;
-  if (operand_ != nullptr) {
-    if (!operandAlreadyBound) BindIthOperand(0, stream, replacement, info);
-    ConvertIthOperand(0, ParameterType::kDouble, kNumericFunction);
-  }
+  if (!operandAlreadyBound) BindIthOperand(0, stream, replacement, info);
+  ConvertIthOperand(0, ParameterType::kDouble, kNumericFunction);
   SetResult(XeDoubleData, info);
 }
 
@@ -189,14 +192,10 @@ void NumericValueFunction::BindMathFunctionsReturningDoubleOrNumeric(XeAListStre
                                                                      MetaDataInfo& info) {
   bNumericAsDefault = !SUSystemConfig::GetSystemConfig().integerMathAsDouble_;
   numericResults_.clear();
-  bool isNumeric = false;
-  if (operand_ != nullptr) {
-    BindIthOperand(0, stream, replacement, info);
-    const XeDataType type = operand_->GetResultDataType();
-    const bool isInteger = type == XeInt4Data || type == XeUInt4Data;
-    isNumeric = type == XeNumericData || (isInteger && bNumericAsDefault);
-  }
-  if (isNumeric) {
+  BindIthOperand(0, stream, replacement, info);
+  const XeDataType type = operand_->GetResultDataType();
+  const bool isInteger = type == XeInt4Data || type == XeUInt4Data;
+  if (type == XeNumericData || (isInteger && bNumericAsDefault)) {
     BindMathFunctionsReturningNumeric(stream, replacement, info);
   } else {
     BindMathFunctionsReturningDouble(stream, replacement, info, true);

@@ -102,9 +102,10 @@ class SQXEREXPR_API NumericValueFunction : public ValueFunction {
   void BindParameter(ParameterType type, const wchar_t* name, XeAListStream* stream,
                      RExpression*& replacement, MetaDataInfo& info);
 
-  /// Binds the first operand, unless that was done, brings it to double, and so the result. Without
-  /// an operand the result is a double that is never NULL. Errors of these three: 59001 ("Numeric
-  /// function", type).
+  /// For a function that has no operand: the result is a double that is never NULL.
+  void BindWithoutOperand(RExpression*& replacement, MetaDataInfo& info);
+  /// Binds the first operand, unless that was done, brings it to double, and so the result. Errors
+  /// of these three: 59001 ("Numeric function", type).
   void BindMathFunctionsReturningDouble(XeAListStream* stream, RExpression*& replacement,
                                         MetaDataInfo& info, bool operandAlreadyBound = false);
   /// Brings the first operand, already bound, and the result to numeric.

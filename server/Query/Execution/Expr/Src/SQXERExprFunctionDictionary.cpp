@@ -23,6 +23,7 @@ DictLookup::EvalFunction DictLookup::ChooseEval(XeDataType resultType) {
 }
 
 void DictLookup::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  if (dictionary_ == nullptr) XeLogicError("a lookup without a dictionary is bound");
   BindIthOperand(0, stream, replacement, info);
   CheckDataTypeAndThrowError(operand_, {XeInt4Data, XeUInt4Data}, L"DictLookup");
   const XeFieldDescriptor& value =

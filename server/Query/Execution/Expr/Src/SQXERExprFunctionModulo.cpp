@@ -54,4 +54,11 @@ RExprReturn Modf::Eval(void* out) {
   return kTrue;
 }
 
+RExprReturn ModfOfEmptySlot::Eval(void* out) {
+  float64 slot = 0;
+  retCode_ = only_->Eval(&slot);
+  if (retCode_ == kTrue) *static_cast<float64*>(out) = slot;
+  return retCode_;
+}
+
 }  // namespace sqxer

@@ -26,8 +26,7 @@ class SQXEREXPR_API Mod final : public NumericValueFunction {
 
 /// The signed fractional part of what stands in the result slot divided by the operand, all doubles
 /// (error 59001, "Modf"). An operand of zero is error 59008. The parameter is evaluated, and makes
-/// the result NULL, but its value takes no part: the caller puts the dividend into the slot. The
-/// scalar functions hand it a slot of 0.
+/// the result NULL, but its value takes no part: the caller puts the dividend into the slot.
 class SQXEREXPR_API Modf final : public NumericValueFunction {
  public:
   using NumericValueFunction::NumericValueFunction;
@@ -37,6 +36,14 @@ class SQXEREXPR_API Modf final : public NumericValueFunction {
  private:
   float64 tempValue_ = 0;
   float64 tempValue1_ = 0;
+};
+
+/// Over Modf, for callers that put nothing into their result slot: it is evaluated into a slot of
+/// 0, and not into one in which some other value or the row before has left something.
+class SQXEREXPR_API ModfOfEmptySlot final : public UnaryOperator {
+ public:
+  explicit ModfOfEmptySlot(Modf* operand) : UnaryOperator(operand) {}
+  RExprReturn Eval(void* out) override;
 };
 
 }  // namespace sqxer

@@ -1,5 +1,6 @@
 #include "SQXERExprFunctionNumeric.h"
 
+#include "SQXEROpsCast.h"
 #include "SQXEROpsConvert.h"
 #include "SQXEROpsTrigonometric.h"
 #include "Utility/SystemUtility.h"
@@ -37,7 +38,9 @@ RExprReturn Pow::EvalNumeric(void* out) {
   AtSourcePosition([&] {
     float64 power = base.asDouble();
     PowAsDouble(power, tempValue_);
-    *static_cast<VelmarNumber*>(out) = VelmarNumber(power);
+    // Decimals end long before doubles do.
+    if (!CastFloat64ToNumber::Apply(power, *static_cast<VelmarNumber*>(out))) [[unlikely]]
+      SUGThrow(ErrorMessage(kOverflow, {PowOp::kName, VelmarNumber::velmarnumberMax.asString()}));
   });
   return kTrue;
 }
@@ -53,8 +56,8 @@ RExprReturn Sign::Eval(void* out) {
   return retCode_;
 }
 
-void Pi::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  BindMathFunctionsReturningDouble(stream, replacement, info);
+void Pi::Bind(XeAListStream*, RExpression*& replacement, MetaDataInfo& info) {
+  BindWithoutOperand(replacement, info);
 }
 
 RExprReturn Pi::Eval(void* out) {
@@ -63,6 +66,7 @@ RExprReturn Pi::Eval(void* out) {
 }
 
 void Rand::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  if (operand_ == nullptr) return BindWithoutOperand(replacement, info);
   BindMathFunctionsReturningDouble(stream, replacement, info);
 }
 

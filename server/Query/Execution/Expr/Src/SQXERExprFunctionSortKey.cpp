@@ -42,8 +42,8 @@ RExprReturn NLSSort::Eval(void* out) {
   const RefLongVarBinary key = keys_->MakeKey(varCharOperand_);
   if (key.length_ > keyLength_) [[unlikely]] {
     const std::wstring_view text(varCharOperand_.buffer_, varCharOperand_.length_);
-    RaiseError(59013, {L"NLSSort", SUXeDataTypeUtility::GetXeDataTypeName(XeLongVarCharData),
-                       BaseStringUtil::QuotedValue(BaseStringUtil::StringToUtf8(text))});
+    RaiseError(59013, {L"NLSSort", SUXeDataTypeUtility::GetXeDataTypeName(XeLongVarCharData)},
+               BaseStringUtil::QuotedValue(BaseStringUtil::StringToUtf8(text)));
   }
   *static_cast<RefLongVarBinary*>(out) = key;
   return kTrue;

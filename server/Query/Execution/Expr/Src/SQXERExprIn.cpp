@@ -55,14 +55,13 @@ RExpression* In::MakeVariant() {
 void In::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
   uint32 length = 0;
-  if (!skipReBindChildren_) {
-    MetaDataInfo scratch;
-    ForEachOperand([&](RExpression*& operand) {
-      const OperandShape shape = BindOperand(operand, stream, replacement, scratch, info);
-      info.isNullable_ |= shape.nullable;
-      length = std::max(length, shape.length);
-    });
-  }
+  MetaDataInfo scratch;
+  ForEachOperand([&](RExpression*& operand) {
+    const OperandShape shape =
+        BindOperand(operand, stream, replacement, scratch, info, skipReBindChildren_);
+    info.isNullable_ |= shape.nullable;
+    length = std::max(length, shape.length);
+  });
   info.objectLength_ = 1;
   info.fieldName_ = XeRecordMetaData::exprFieldName_;
 

@@ -48,18 +48,16 @@ void Like::SetIthOperand(int index, RExpression* operand) { Slot(index) = operan
 
 void Like::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
-  uint32 valueLength = 0;
-  if (!skipReBindChildren_) {
-    const auto bind = [&](RExpression*& operand) {
-      const OperandShape shape = BindOperand(operand, stream, replacement, tempMetaDataInfo_, info);
-      info.isNullable_ |= shape.nullable;
-      return shape.length;
-    };
-    valueLength = bind(firstOp_);
-    patternLength_ = static_cast<int32>(bind(secondOp_));
-    patternValue_.Reserve((static_cast<std::size_t>(patternLength_) + 1) * sizeof(wchar_t));
-    if (escapeOp_ != nullptr && bind(escapeOp_) != 1) RaiseError(59025, {});
-  }
+  const auto bind = [&](RExpression*& operand) {
+    const OperandShape shape =
+        BindOperand(operand, stream, replacement, tempMetaDataInfo_, info, skipReBindChildren_);
+    info.isNullable_ |= shape.nullable;
+    return shape.length;
+  };
+  const uint32 valueLength = bind(firstOp_);
+  patternLength_ = static_cast<int32>(bind(secondOp_));
+  patternValue_.Reserve((static_cast<std::size_t>(patternLength_) + 1) * sizeof(wchar_t));
+  if (escapeOp_ != nullptr && bind(escapeOp_) != 1) RaiseError(59025, {});
   resultDataType_ = XeBoolean;
   info.objectLength_ = 1;
   info.fieldName_ = XeRecordMetaData::exprFieldName_;

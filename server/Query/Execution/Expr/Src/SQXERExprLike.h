@@ -27,6 +27,9 @@ class SQXEREXPR_API Like final : public RExpression {
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
 
+  /// The next row reads pattern and escape again.
+  void ForgetPattern() { isPatternRead_ = false; }
+
  private:
   RExpression*& Slot(int index);
   /// Evaluates pattern and escape and gives them to the matcher.

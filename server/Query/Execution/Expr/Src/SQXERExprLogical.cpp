@@ -28,11 +28,13 @@ void DescribeTruthValue(RExpression& node, bool nullable, MetaDataInfo& info) {
 void BindConnective(RExpression& node, const wchar_t* name, XeAListStream* stream,
                     RExpression*& replacement, MetaDataInfo& info) {
   bool nullable = info.isNullable_;
-  for (int i = 0; i < node.GetOperandCount() && !node.GetSkipReBindChildren(); ++i) {
+  for (int i = 0; i < node.GetOperandCount(); ++i) {
     RExpression* operand = node.GetIthOperand(i);
-    BindInPlace(operand, stream, replacement, info);
-    node.SetIthOperand(i, operand);
-    nullable |= info.isNullable_;
+    if (!node.GetSkipReBindChildren()) {
+      BindInPlace(operand, stream, replacement, info);
+      node.SetIthOperand(i, operand);
+    }
+    nullable |= operand->GetBoundShape().nullable;
   }
   replacement = nullptr;
   CheckIsTruthValue(node, name);

@@ -166,12 +166,10 @@ RExprReturn Between::Eval(void*) { XeLogicError("a Between that was not bound is
 void Between::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   replacement = nullptr;
   uint32 lengths[3] = {};
-  if (!skipReBindChildren_) {
-    for (int i = 0; i < 3; ++i) {
-      const OperandShape shape = BindOperand(Slot(i), stream, replacement, info);
-      lengths[i] = shape.length;
-      info.isNullable_ |= shape.nullable;
-    }
+  for (int i = 0; i < 3; ++i) {
+    const OperandShape shape = BindOperand(Slot(i), stream, replacement, info, skipReBindChildren_);
+    lengths[i] = shape.length;
+    info.isNullable_ |= shape.nullable;
   }
   resultDataType_ = XeBoolean;
   info.objectLength_ = 1;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 
+#include "SQXERExprLike.h"
 #include "Utility/SUDataConvert.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/VelmarNumber.h"
@@ -99,21 +100,22 @@ Param::ValueWriter FindWriter(XeDataType result, XeDataType declared) {
 }  // namespace
 
 Param::Param(const ExecutionParameter& parameter)
-    : paramDataType_(parameter.GetParameterDataTypeInfo().type),
+    : parameter_(parameter),
+      paramDataType_(parameter.GetParameterDataTypeInfo().type),
       dataPointer_(parameter.GetDataValuePtr()),
-      paramIndex_(parameter.GetIndex()),
       source_(dataPointer_) {
   resultDataType_ = SUXeDataTypeUtility::GetPromotedDataType(paramDataType_);
   objectLength_ = XeFieldDescriptor::GetObjectLength(resultDataType_,
                                                      parameter.GetParameterDataTypeInfo().length);
   write_ = FindWriter(resultDataType_, paramDataType_);
   if (dataPointer_ != nullptr && SUXeDataTypeUtility::IsXeTextType(resultDataType_)) {
-    ConvertText(parameter);
+    MakeRoomForText();
+    TakeAgain();
   }
 }
 
-void Param::ConvertText(const ExecutionParameter& parameter) {
-  const ParameterDataTypeInfo info = parameter.GetParameterDataTypeInfo();
+void Param::MakeRoomForText() {
+  const ParameterDataTypeInfo info = parameter_.GetParameterDataTypeInfo();
   unicodeRecordMetaData_.SetFieldCount(1);
   unicodeRecordMetaData_.DescribleField(0, resultDataType_, info.length, info.nullable, 0, 0, {},
                                         {});
@@ -121,9 +123,22 @@ void Param::ConvertText(const ExecutionParameter& parameter) {
   unicodeCharDataRecord_.Reserve(unicodeRecordMetaData_.GetBinaryRecordSize() + sizeof(wchar_t));
   source_ =
       unicodeCharDataRecord_.data() + unicodeRecordMetaData_.GetFieldDescriptor(0)->GetDataOffset();
+}
+
+void Param::TakeAgain() {
+  if (source_ == dataPointer_) return;
+  const ParameterDataTypeInfo info = parameter_.GetParameterDataTypeInfo();
   const XeFieldConverter converter(info.type, info.length, info.narrow, resultDataType_,
                                    info.length);
-  converter.Convert(dataPointer_, parameter.GetNullValue(), source_);
+  converter.Convert(dataPointer_, parameter_.GetNullValue(), source_);
+}
+
+void TakeParametersAgain(RExpression& tree) {
+  if (auto* parameter = dynamic_cast<Param*>(&tree)) parameter->TakeAgain();
+  if (auto* like = dynamic_cast<Like*>(&tree)) like->ForgetPattern();
+  for (int i = 0; i < tree.GetOperandCount(); ++i) {
+    if (RExpression* operand = tree.GetIthOperand(i)) TakeParametersAgain(*operand);
+  }
 }
 
 void Param::Bind(XeAListStream*, RExpression*& replacement, MetaDataInfo&) {

@@ -1,9 +1,27 @@
 #include "SQXERExpression.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
+#include "SQXERExprParam.h"
+#include "SQXEROperandBinding.h"
+
 namespace sqxer {
+
+namespace {
+
+/// Whether a node below this one, or itself, is in `met` already. Adds them all.
+bool HasSharedNode(RExpression& node, std::unordered_set<const RExpression*>& met) {
+  if (!met.insert(&node).second) return true;
+  for (int i = 0; i < node.GetOperandCount(); ++i) {
+    RExpression* const operand = node.GetIthOperand(i);
+    if (operand != nullptr && HasSharedNode(*operand, met)) return true;
+  }
+  return false;
+}
+
+}  // namespace
 
 void MetaDataInfo::Initialize() {
   objectLength_ = 0;
@@ -44,15 +62,16 @@ void RExpression::CheckDataTypeAndThrowError(const RExpression* operand,
   }
 }
 
-void RExpression::RaiseError(int code, std::vector<XeString> arguments,
+void RExpression::RaiseError(int code, std::vector<XeString> arguments, const XeString& value,
                              std::source_location where) const {
-  ErrorMessage error(code, std::move(arguments));
+  ErrorMessage error(code, std::move(arguments), value);
   error.SetSourcePosition(sourcePosition_);
   SUGThrow(std::move(error), where);
 }
 
 void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                  MetaDataInfo& info) {
+  if (slot == nullptr) XeLogicError("an operand is null where the node needs one");
   replacement = nullptr;
   try {
     slot->Bind(stream, replacement, info);
@@ -74,11 +93,22 @@ void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replac
     slot = replacement;
   }
   replacement = nullptr;
+  if (const auto* parameter = dynamic_cast<const Param*>(slot)) {
+    info.paramDescriptorArray_.push_back(parameter->GetFieldDescriptor());
+    info.paramExpressions_.push_back(slot);
+  }
+  slot->SetBoundShape({info.objectLength_, info.isNullable_});
 }
 
 std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root, XeAListStream* stream,
                                       MetaDataInfo& info) {
   info.Initialize();
+  if (root == nullptr) XeLogicError("a tree without a root is bound");
+  if (std::unordered_set<const RExpression*> met; HasSharedNode(*root, met)) {
+    // It cannot be deleted either: a node has one owner.
+    (void)root.release();
+    XeLogicError("a node is an operand twice");
+  }
   root->SetIsRootNode(true);
   RExpression* slot = root.get();
   RExpression* replacement = nullptr;
@@ -98,7 +128,13 @@ UnaryOperator::UnaryOperator(RExpression* operand, XeDataType resultType)
 UnaryOperator::~UnaryOperator() { delete only_; }
 
 void UnaryOperator::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  if (!skipReBindChildren_) BindInPlace(only_, stream, replacement, info);
+  if (skipReBindChildren_) {
+    const OperandShape shape = ShapeOf(*only_);
+    info.objectLength_ = shape.length;
+    info.isNullable_ = shape.nullable;
+  } else {
+    BindInPlace(only_, stream, replacement, info);
+  }
   replacement = nullptr;
   info.fieldName_ = XeRecordMetaData::exprFieldName_;
   resultDataType_ = only_->GetResultDataType();

@@ -30,7 +30,8 @@ struct SQXEREXPR_API MetaDataInfo {
   XeString fieldName_;
   XeString aliasName_;
   int16 scale_ = 0;
-  /// The query parameters met while binding, described, and their nodes (not owned).
+  /// The query parameters met while binding, one entry for each node: its field in the parameter
+  /// block, and the node (not owned, there as long as the bound tree).
   std::vector<XeFieldDescriptorRef> paramDescriptorArray_;
   std::vector<RExpression*> paramExpressions_;
 
@@ -38,6 +39,12 @@ struct SQXEREXPR_API MetaDataInfo {
   void Initialize();
   /// Appends the parameters that were met while an operand was bound.
   void AddParametersOf(const MetaDataInfo& operand);
+};
+
+/// What an operand told the node that bound it.
+struct OperandShape {
+  uint32 length = 0;
+  bool nullable = false;
 };
 
 /// A node of an expression tree: built with its operands attached, bound once to a record layout,
@@ -80,6 +87,11 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   bool GetSkipReBindChildren() const { return skipReBindChildren_; }
   void SetSkipReBindChildren(bool skip) { skipReBindChildren_ = skip; }
 
+  /// What the node told when it was bound in its place, for a node that is built over bound
+  /// operands (GetSkipReBindChildren). One that was not says only that it may be NULL.
+  const OperandShape& GetBoundShape() const { return boundShape_; }
+  void SetBoundShape(const OperandShape& shape) { boundShape_ = shape; }
+
   /// Byte offset in the SQL text of what the node stands for (ErrorMessage::kNoPosition when not
   /// known). A replacement inherits it, and errors raised by the node carry it.
   int GetSourcePosition() const { return sourcePosition_; }
@@ -96,8 +108,9 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
                                          const XeString& operatorName);
 
  protected:
-  /// Raises an error at this node's place in the SQL.
+  /// Raises an error at this node's place in the SQL. `value`: see ErrorMessage.
   [[noreturn]] void RaiseError(int code, std::vector<XeString> arguments,
+                               const XeString& value = {},
                                std::source_location where = std::source_location::current()) const;
   /// Calls an op that may raise errors of its own and gives them this node's place in the SQL.
   template <class Function>
@@ -119,17 +132,21 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 
  private:
   int sourcePosition_ = ErrorMessage::kNoPosition;
+  OperandShape boundShape_{0, true};
 };
 
 /// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.
-/// A replacement equal to the node itself is kept. An ErrorMessage on its way out receives the
-/// operand's source position when it has none. Afterwards `replacement` is null.
+/// A replacement equal to the node itself is kept. The node that ends up in `slot` remembers what
+/// it told. An ErrorMessage on its way out receives the operand's source position when it has none.
+/// Afterwards `replacement` is null. A query parameter is added to `info`. No node at all in `slot`
+/// is a broken invariant.
 SQXEREXPR_API void BindInPlace(RExpression*& slot, XeAListStream* stream, RExpression*& replacement,
                                MetaDataInfo& info);
 
 /// Binds the root of a tree and returns the tree to use from now on. The root is marked as one, so
 /// a column that is the whole expression keeps its stored width. On a throw the tree is destroyed.
+/// A node that stands in the tree twice is a broken invariant.
 SQXEREXPR_API std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression> root,
                                                     XeAListStream* stream, MetaDataInfo& info);
 
@@ -146,7 +163,8 @@ class SQXEREXPR_API UnaryOperator : public RExpression {
   UnaryOperator(RExpression* operand, XeDataType resultType);
   ~UnaryOperator() override;
 
-  /// Binds the operand with the caller's own `info` and takes over its type.
+  /// Binds the operand with the caller's own `info` and takes over its type. One that is bound
+  /// already tells again what it told then.
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   RExprType GetExpressionType() override { return kUnaryExpression; }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 #include "SQXEROpsConvert.h"
@@ -110,6 +111,12 @@ struct CastFloat64ToNumber {
     out = VelmarNumber(value);
     return true;
   }
+};
+
+/// A truth value out of a text: true, t, yes, y, on, 1 and their opposites, in any letter case and
+/// with blanks around them.
+struct SQXEREXPR_API TextToTruth {
+  static bool Apply(std::wstring_view text, bool& out);
 };
 
 /// 0 and 1 only.

@@ -6,7 +6,7 @@
 
 #include "ColumnTypes.h"
 #include "Session.h"
-#include "TemporaryFolder.h"
+#include "server/Query/Execution/Engine/TemporaryFolder.h"
 #include "server/Utility/UtilityTesting.h"
 #include "sql/Capture.h"
 

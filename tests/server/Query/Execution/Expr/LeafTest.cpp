@@ -2,8 +2,13 @@
 #include <map>
 
 #include "SQXERExprArithmetic.h"
+#include "SQXERExprCase2.h"
+#include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
+#include "SQXERExprFunction.h"
+#include "SQXERExprIn.h"
+#include "SQXERExprLike.h"
 #include "SQXERExprLogical.h"
 #include "SQXERExprParam.h"
 #include "support/Asserts.h"
@@ -281,6 +286,48 @@ TEST(Param, TextsTakeTheLengthOfTheirPartnerWhereTheyAreComparedOnly) {
     EXPECT_EQ(EvalAs<uint8>(*between), 1);
     const auto equal = record.Bind(new EQ(new Extract(1), param()));
     EXPECT_EQ(EvalAs<uint8>(*equal), type == Char);
+  }
+}
+
+TEST(Param, ABlockThatIsUsedAgainGivesAllOfItsValues) {
+  TestRecord texts({{VarChar, 3}}), numbers({{Int4}});
+  texts.SetText(0, L"a%");
+  numbers.Set(0, int32{1});
+  const auto text = [&] { return new Param(Parameter(texts)); };
+  const auto list = texts.Bind(new Concat(
+      text(), new Concat(text(), new Cast(new Param(Parameter(numbers)), XeCharData, 1, 0, L""))));
+  EXPECT_EQ(EvalText(*list), L"a%a%1");
+  EXPECT_EQ(texts.info.paramExpressions_.size(), 3u);
+  const auto like = texts.Bind(new Like(new ConstantLongVarXeChar(L"abc"), text()));
+  EXPECT_EQ(EvalAs<uint8>(*like), 1);
+
+  texts.SetText(0, L"b");
+  numbers.Set(0, int32{2});
+  for (RExpression* tree : {list.get(), like.get()}) TakeParametersAgain(*tree);
+  EXPECT_EQ(EvalText(*list), L"bb2");
+  EXPECT_EQ(EvalAs<uint8>(*like), 0);
+}
+
+TEST(Param, IsListedByWhoeverBindsIt) {
+  TestRecord block({{Int4}});
+  const auto param = [&] { return new Param(Parameter(block)); };
+  RExpression* const trees[] = {
+      param(),
+      new UnaryMinus(param()),
+      new Add(new ConstantInt32(1), param()),
+      new IsNull(param()),
+      new Coalesce({param(), new ConstantInt32(1)}),
+      new In(param(), {new ConstantInt32(1)}, {}, false),
+      new Abs(new Cast(param(), XeDoubleData, 8, 0, L"")),
+      new LogicalNot(new EQ(param(), new ConstantFloat64(1))),
+  };
+  for (RExpression* tree : trees) {
+    SCOPED_TRACE(NodeName(*tree).c_str());
+    const auto bound = block.Bind(tree);
+    ASSERT_EQ(block.info.paramExpressions_.size(), 1u);
+    EXPECT_EQ(block.info.paramExpressions_[0]->GetExpressionType(), kParamExpression);
+    ASSERT_EQ(block.info.paramDescriptorArray_.size(), 1u);
+    EXPECT_EQ(block.info.paramDescriptorArray_[0], block.layout().GetFieldDescriptor(0));
   }
 }
 

@@ -76,6 +76,9 @@ TEST(Trendline, GivesValuesSequencesAndTexts) {
       // A common offset costs no digit.
       {Parameter::kLinear, 1, {{1e9 + .5, 1e9}, {1e9 + 1, 1e9 + 1}},
        LR"(formula": "2*x-1000000001", "degree": "0", "std error": "NA", "R-squared": "1.00000)", {1e9, 1e9 + 1}, {-999999999, -999999997}},
+      // Nor do distances whose squares doubles do not hold.
+      {Parameter::kLinear, 1, {{0, 0}, {0x1p-600, 0x1p-599}, {0x1p-599, 0x1p-598}},
+       LR"(formula": "2*x+0", "degree": "1", "std error": "0.00000", "R-squared": "NA)", {0, 0x1p-599, 0x1p-598}, {2, 4, 6}},
       {Parameter::kExponential, 1, {{0, 1}, {1, 10}, {2, 100}},
        LR"(formula": "1*10^x", "degree": "1", "std error": "0.00000", "R-squared": "1.00000)", {1, 10, 100}, {10, 100, 1000}},
       {Parameter::kPolynomial, 2, {{-1, 3.5}, {0, 0}, {0, 1}, {1, 1.5}},

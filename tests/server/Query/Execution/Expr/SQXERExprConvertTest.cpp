@@ -2,6 +2,8 @@
 #include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
+#include "SQXERExprExtract.h"
+#include "SQXERExprParam.h"
 
 namespace sqxer::test {
 namespace {
@@ -201,6 +203,21 @@ TEST(ConvertText, TrailingBlanksOfFixedTexts) {
     const auto node = Bound(new ConvertXeChartoLongVarXeChar(operand, LongChar, c.declared));
     EXPECT_EQ(EvalText(*node), c.expected) << "case " << &c - kCases;
   }
+}
+
+TEST(ConvertText, OverUnboundOperands) {
+  TestRecord record({{Char, 6, false}});
+  record.SetText(0, L"ab");
+  // The cast under it shows when it is bound.
+  auto* cast = new Cast(new Extract(0), Char, 4, 0);
+  const auto overCast = record.Bind(new ConvertXeChartoLongVarXeChar(cast, LongChar, 4));
+  EXPECT_EQ(EvalText(*overCast), L"ab  ");
+  EXPECT_EQ(record.info.objectLength_, 4u);
+  // A parameter tells nothing by itself.
+  auto* param = new Param(ExecutionParameter(&record.layout(), record.buffer(), 0));
+  const auto overParam = record.Bind(new ConvertXeChartoLongVarXeChar(param, LongChar, 6));
+  EXPECT_EQ(EvalText(*overParam), L"ab");
+  EXPECT_EQ(record.info.objectLength_, 6u);
 }
 
 }  // namespace

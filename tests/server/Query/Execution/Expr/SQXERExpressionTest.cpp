@@ -1,8 +1,14 @@
+#include <functional>
+
 #include "OperatorOverStubs.h"
 #include "SQXERExprArithmetic.h"
+#include "SQXERExprCase2.h"
+#include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
+#include "SQXERExprFunction.h"
+#include "SQXERExprIn.h"
 #include "SQXERExprLogical.h"
 #include "SQXERExpression.h"
 
@@ -208,6 +214,53 @@ TEST(Binding, BoundOperandsAreNotBoundAgain) {
   const auto tree = Bound(node);
   EXPECT_EQ(left->binds_ + right->binds_, 0);
   EXPECT_EQ(tree->GetResultDataType(), Double);
+}
+
+TEST(Binding, OperandsBoundBeforeTellWhatTheyToldThen) {
+  TestRecord record({{Char, 4}, {VarChar, 6, false}, {Char, 4, false}, {VarChar, 1}});
+  record.SetText(0, L"ab").SetText(1, L"ab").SetText(2, L"a_").SetText(3, L"!");
+  using Operand = std::function<RExpression*(int)>;
+  const std::function<RExpression*(const Operand&)> makers[] = {
+      [](const Operand& o) { return new EQ(o(0), o(1)); },
+      [](const Operand& o) { return new LT(o(1), o(0)); },
+      [](const Operand& o) { return new Between(o(1), o(2), o(0)); },
+      [](const Operand& o) { return new Like(o(0), o(1), o(3)); },
+      [](const Operand& o) {
+        return new In(o(0), {}, {o(1), o(2)}, false);
+      },
+      [](const Operand& o) { return new Concat(o(0), o(1)); },
+      [](const Operand& o) { return new Concat(o(0), o(2)); },
+      [](const Operand& o) { return new IfNull(o(0), o(1)); },
+      [](const Operand& o) {
+        return new Coalesce({o(0), o(1)});
+      },
+      [](const Operand& o) { return new Upper(o(2)); },
+      [](const Operand& o) {
+        return new Replace(o(1), {o(2), o(0)});
+      },
+      [](const Operand& o) { return new Cast(o(0), XeLongVarCharData, 9, 0); },
+      [](const Operand& o) { return new IsNull(o(0)); },
+      [](const Operand& o) { return new UnaryMinus(new CharacterLength(o(0))); },
+  };
+  const Operand fresh = [](int field) { return new Extract(field); };
+  const Operand bound = [&](int field) { return record.BindOperand(new Extract(field)).release(); };
+  const auto describe = [&](RExpression& tree) {
+    const auto value = tree.GetResultDataType() == Bool   ? std::to_wstring(*EvalAs<uint8>(tree))
+                       : tree.GetResultDataType() == Int4 ? std::to_wstring(*EvalAs<int32>(tree))
+                                                          : *EvalText(tree);
+    return DescribeTree(tree) + value + L" " + std::to_wstring(record.info.objectLength_) +
+           (record.info.isNullable_ ? L" nullable" : L"");
+  };
+  for (const auto& make : makers) {
+    const XeString expected = describe(*record.Bind(make(fresh)));
+    RExpression* over = make(bound);
+    if (RExpression* operand = over->GetIthOperand(0); operand->GetOperandCount() > 0) {
+      operand->SetSkipReBindChildren(true);
+    } else {
+      over->SetSkipReBindChildren(true);
+    }
+    EXPECT_EQ(describe(*record.Bind(over)), expected);
+  }
 }
 
 TEST(Describe, ATreeOfColumnsAndConstants) {

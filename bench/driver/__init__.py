@@ -1,0 +1,1 @@
+"""Runs the queries of the benchmark on every engine, compares their answers, and reports."""

@@ -1,0 +1,61 @@
+"""The command line and the table's file, for the programs of the suite."""
+
+import argparse
+import re
+import tempfile
+from collections.abc import Iterator, Sequence
+from contextlib import contextmanager
+from pathlib import Path
+
+from driver.engines import BUILD, ENGINES, missing, write_table
+
+
+def count(text: str) -> int:
+    """A number of rows or runs."""
+    if not re.fullmatch(r"[1-9]\d*", text, re.ASCII):
+        raise argparse.ArgumentTypeError(f'this is no number of rows or runs: "{text}"')
+    return int(text)
+
+
+def counts(text: str) -> list[int]:
+    return [count(part) for part in text.split(",")]
+
+
+def engines(text: str) -> list[str]:
+    names = text.split(",")
+    for name in names:
+        if name not in ENGINES:
+            raise argparse.ArgumentTypeError(f'there is no engine "{name}"')
+    return names
+
+
+def parser(about: str | None, chosen: Sequence[str]) -> argparse.ArgumentParser:
+    """With the options that all programs have."""
+    options = argparse.ArgumentParser(description=about)
+    options.add_argument("--runs", type=count, default=5, help="of each query")
+    options.add_argument(
+        "--engines", type=engines, default=",".join(chosen), help="parted by commas"
+    )
+    options.add_argument("--no-write", action="store_true", help="print the figures only")
+    return options
+
+
+def available(names: Sequence[str]) -> list[str]:
+    """Those that can take part; says which cannot."""
+    present = []
+    for name in names:
+        reason = missing(name)
+        if reason is None:
+            present.append(name)
+        else:
+            print(f"{ENGINES[name].title} is skipped: {reason}")
+    return present
+
+
+@contextmanager
+def table(rows: int) -> Iterator[Path]:
+    """The table as a file of the build folder, which goes again."""
+    with tempfile.TemporaryDirectory(prefix="lines-", dir=BUILD) as folder:
+        path = Path(folder) / "lines.csv"
+        write_table(rows, path)
+        yield path

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace sqxer {
+
+/// A text of SQL made cheap to scan. Where signs of operators stand together the grammar's scanner
+/// reads all of them again for every comment and operator that starts among them: comments within
+/// and behind each other would cost the square of their number.
+struct ScannableSql {
+  /// The SQL with blanks in its comments (between slashes and stars; those that touch are one), so
+  /// that everything else stands where it stood. Ends where a comment starts that does not end.
+  std::string text;
+  /// Where more than `mostSigns` signs stand together all the same.
+  std::optional<int> longRun;
+};
+ScannableSql MakeScannable(std::string_view sql, std::size_t mostSigns);
+
+}  // namespace sqxer

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// What a statement is at when its tables have been read. Rows pass through in this order, some
+/// phases left out or come to again: groups may be sorted, and grouped again for DISTINCT.
+enum class RunPhase { kGrouping, kSorting, kWriting };
+
+/// Called now and then while a statement runs: rows done and rows in all of the phase. May be null.
+using RunProgress = void (*)(RunPhase phase, uint64 done, uint64 total);
+
+/// Counts the rows of one phase after the other for whoever looks at them.
+class ProgressMeter {
+ public:
+  void SetProgress(RunProgress progress) { progress_ = progress; }
+
+  void Start(RunPhase phase, uint64 total) {
+    phase_ = phase;
+    done_ = 0;
+    total_ = total;
+    Tell();
+  }
+  void Step() {
+    if (++done_ % kRowsPerCall == 0) [[unlikely]]
+      Tell();
+  }
+
+ private:
+  static constexpr uint64 kRowsPerCall = 1024;
+  void Tell() const {
+    if (progress_ != nullptr) progress_(phase_, done_, total_);
+  }
+
+  RunProgress progress_ = nullptr;
+  RunPhase phase_ = RunPhase::kWriting;
+  uint64 done_ = 0;
+  uint64 total_ = 0;
+};
+
+}  // namespace sqxer

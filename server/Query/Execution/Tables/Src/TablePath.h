@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// A path to a table: of a text file, or of a table in a database file.
+struct TablePath {
+  enum class Kind { kNone, kCsv, kTsv, kDatabase };
+  Kind kind = Kind::kNone;
+  std::string file;
+  std::string table;
+
+  /// NAME.csv, NAME.tsv or FILE.db:table; of kind kNone for any other text.
+  static TablePath Parse(const std::string& path);
+
+  bool IsPath() const { return kind != Kind::kNone; }
+  /// What the table is called without its folder.
+  XeString Name() const;
+};
+
+/// The path of a file in a folder, by its name with letter case ignored where none has it exactly;
+/// of several the first by name. Empty when there is none.
+std::string FindFileInFolder(const std::string& folder, const std::string& name);
+
+}  // namespace sqxer

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Utility/XeRecordMetaData.h"
+
+namespace sqxer {
+
+/// The values of $1, $2, ... in this order: a record with one field each. The record and its
+/// layout must outlive every plan that reads them.
+struct QueryParameters {
+  const XeRecordMetaData* layout = nullptr;
+  uint8* values = nullptr;
+};
+
+}  // namespace sqxer

@@ -1,0 +1,226 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <utility>
+
+#include "CsvTable.h"
+#include "ValueReader.h"
+#include "server/Query/Execution/Engine/SessionTesting.h"
+
+namespace sqxer::test {
+namespace {
+
+TEST(ValueReader, ClassifiesWhatPrintsAgainAsTheSameValue) {
+  constexpr unsigned kNumber = kNumericKind | kDoubleKind;
+  constexpr unsigned kInteger = kInt4Kind | kNumber;
+  constexpr unsigned kDate = kDateKind | kTimeStampKind;
+  const std::pair<unsigned, std::string> kCases[] = {
+      {kBooleanKind, "true|False|t| f"},
+      {kInteger, "0|-1| 7\t|2147483647|-2147483648|20120229"},
+      {kNumber, "2147483648|-2147483649|" + std::string(38, '9')},
+      {kDoubleKind, "-0|0.5|.5|5.|-1.5e-7|NaN|-Infinity"},
+      {kDate, "2012-02-29|-0044-03-15"},
+      {kTimeStampKind, "2012-02-29 23:59:59.5|2012-02-29T23:59"},
+      {kTimeKind, "23:59|23:59:59.999999999"},
+      {0, std::string(39, '9') +
+              "||  |T|F|007|+7|00.5|1e999|nan|inf|-|.|e5|1e|1,5|0x10|2013-02-29|2012-2-9|"
+              "2012-02-29 24:00|2012-02-29x|23:60|4:3|Gr\u00F6\u00DFe|\u0661"},
+  };
+  for (const auto& [kinds, texts] : kCases) {
+    for (const std::string& text : Split(texts)) EXPECT_EQ(ClassifyText(text), kinds) << text;
+  }
+}
+
+using CsvTable = SessionTest;
+
+TEST_F(CsvTable, InfersTypesOverTheWholeFile) {
+  const struct {
+    const char* content;
+    const char* types;
+    const char* rows;
+  } kCases[] = {
+      {"a,b,c,d\n1,2.5,x,true\n-2,3,yz,false\n", "a int4, b double, c varchar(2), d boolean",
+       "1|2.5|x|true\n-2|3|yz|false\n"},
+      {"a,b\n1,1\n,3000000000\n", "a int4?, b numeric", "1|1\n|3000000000\n"},
+      {"a,b\n1,3000000000\n0.5,x\n", "a double, b varchar(10)", "1|3000000000\n0.5|x\n"},
+      {"d,s,t\n2012-01-01,2012-01-01,10:00\n2012-01-02,2012-01-01T12:30:00.50,11:00:01\n",
+       "d date, s timestamp, t time",
+       "2012-01-01|2012-01-01 00:00:00|10:00:00\n2012-01-02|2012-01-01 12:30:00.5|11:00:01\n"},
+      {"t,c,d\nt,T,t\nf,F,true\n", "t boolean, c varchar(1), d boolean",
+       "true|T|true\nfalse|F|true\n"},
+      {"zip,both\n00501,1\n10001,true\n", "zip varchar(5), both varchar(4)",
+       "00501|1\n10001|true\n"},
+      // NULL is an empty field, the empty text a quoted one; the latter makes a column text.
+      {"a,b,c\n,\"\",1\n,x,\n", "a varchar(1)?, b varchar(1), c int4?", "||1\n|x|\n"},
+      {"a,b\n1,\"\"\n2,3\n", "a int4, b varchar(1)", "1|\n2|3\n"},
+      // Quotation marks, commas and line ends in fields; blanks belong to their field.
+      {"\"a \"\"b\"\"\",c\n\"x,\"\"y\"\"\nz\", w \n", "a \"b\" varchar(7), c varchar(3)",
+       "x,\"y\"\nz| w \n"},
+      {"\xEF\xBB\xBF"
+       "a,b\r\n1,2\r\n\r\n3,4",
+       "a int4, b int4", "1|2\n3|4\n"},
+      {"a\r\n1\r\n\r\n3\r\n", "a int4?", "1\n\n3\n"},
+      {"a,b\n", "a varchar(1), b varchar(1)", ""},
+      {"a,,c", "a varchar(1), column2 varchar(1), c varchar(1)", ""},
+      {"\u00E4\n\u65E5\u672C\U0001F600\n", "\u00E4 varchar(3)", "\u65E5\u672C\U0001F600\n"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.content);
+    Session session = Open(c.content);
+    EXPECT_EQ(TypesOf(*session.FindTable(L"t")), c.types);
+    EXPECT_EQ(RunSql(session, "SELECT * FROM t"), c.rows);
+  }
+}
+
+TEST_F(CsvTable, ReadsEveryDeclaredType) {
+  Session session = Open(
+      "a,b,c,d,e,f,g,h,i,j,k,l,m,n,o,p,q\n"
+      "1,-128,255,-32768,65535,+07,4294967295,0.1,1e300,"
+      "12345678901234567890.5,ab,abc,2012-01-01,23:59:59.5,2012-01-01,TRUE,5\n"
+      ",,,,,,,,,,,,,,,,\n",
+      "a:bit,b:int1,\"c\":uint1,d:int2,e:uint2,f:int4,g:uint4,h:float,i:double,j:numeric,k:char(3),"
+      "l:VARCHAR(3),m:date,n:time,o:timestamp,p:boolean");
+  EXPECT_EQ(TypesOf(*session.FindTable(L"T")),
+            "a bit?, b int1?, c uint1?, d int2?, e uint2?, f int4?, g uint4?, h float?, i double?, "
+            "j numeric?, k char(3)?, l varchar(3)?, m date?, n time?, o timestamp?, p boolean?, "
+            "q int4?");
+  EXPECT_EQ(RunSql(session, "SELECT * FROM t"),
+            "1|-128|255|-32768|65535|7|4294967295|0.1|1e+300|12345678901234567890.5|ab |abc|"
+            "2012-01-01|23:59:59.5|2012-01-01 00:00:00|true|5\n||||||||||||||||\n");
+}
+
+TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
+  const std::string big(70 << 20, 'x');
+  const std::string empty = "the file is empty, its first line must name the columns: \"t.csv\"";
+  const std::string beside =
+      "has text beside a quotation: quote whole fields and double the quotation marks in them";
+  const struct {
+    std::string content;
+    const char* schema;
+    /// The line of the file that the error starts with, 0 for none.
+    int line;
+    std::string error;
+  } kCases[] = {
+      {"", "", 0, empty},
+      {"\n\r\n", "", 0, empty},
+      {"a,b\n1,2\n1,2,3\n", "", 3, "must have as many fields as the header, 2, and not 3"},
+      {"a,b\r\n\"x\r\ny\",2\r\n1\r\n", "", 4,
+       "must have as many fields as the header, 2, and not 1"},
+      {"a,b\n1,2\n3,\"x\ny\n", "", 3, "opens a quotation that does not end"},
+      {"a\n\"" + big + "\n", "", 2, "has a field of more than 64 MiB: is a quotation left open?"},
+      {"a,b\n1,x\"y\n", "", 2, beside},
+      {"a,b\n1,\"x\"y\n", "", 2, beside},
+      {std::string("a,b\n1,2\n3,\0\n", 11), "", 3, "holds a NUL byte, which text files have not"},
+      {"a\n\xC3\xA4\n\xE4\n", "", 3, "is not valid UTF-8: save the file as UTF-8"},
+      {"a,b,a\n", "", 0, "two columns of \"t.csv\" have the same name, rename one: \"a\""},
+      {"a,b\n1,2\n1,\"\n\n\"\n1,3x\n", "b:varchar(3),a:int4", 0, "no error"},
+      {"a,b\n1,\"\n\n\"\n1,3x\n1,4xyz\n", "b:varchar(3)", 6,
+       "has a text too long for the column \"b\", varchar(3): \"4xyz\""},
+      {"a\nabc\n", "a:char(2)", 2, "has a text too long for the column \"a\", char(2): \"abc\""},
+      {"a\n1\n\n2147483648\n", "a:int4", 4,
+       "has a value that the column \"a\", int4, cannot take: \"2147483648\""},
+      {"a\n\"\"\n", "a:double", 2, "has a value that the column \"a\", double, cannot take: \"\""},
+      {"a\n-1\n", "a:uint2", 2, "has a value that the column \"a\", uint2, cannot take: \"-1\""},
+      {"a\n2012-13-01\n", "a:date", 2,
+       "has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
+      {"a\n1\n", "b:int4", 0,
+       "the declared types of \"t.csv\" name a column that it has not: \"b\""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.content.substr(0, 60));
+    Session session = Open(c.content, c.schema);
+    const std::string line = "line " + std::to_string(c.line) + " of \"t.csv\" ";
+    EXPECT_EQ(Error(session, "SELECT * FROM t"), (c.line != 0 ? line : "") + c.error);
+    // The session stays usable.
+    EXPECT_EQ(RunSql(session, "SELECT 1"), "1\n");
+  }
+}
+
+TEST_F(CsvTable, ReservesExactlyWhatTheValuesTake) {
+  std::string content = "i,s,c,n\n";
+  for (int i = 0; i < 5000; ++i) {
+    const std::string text = std::to_string(i);
+    content += text + ",text " + text + "," + text + "," + (i % 7 == 0 ? "" : text + ".5") + "\n";
+  }
+  const Table table = LoadCsvTable(folder_.Write("t.csv", content), ',', L"t",
+                                   ReadDeclaredTypes("c:char(4),n:numeric"), nullptr);
+  EXPECT_EQ(table.rowCount, 5000u);
+  for (const TableColumn& column : table.columns) {
+    EXPECT_EQ(column.values.capacity(), column.values.size());
+    EXPECT_EQ(column.nulls.capacity(), column.nulls.size());
+    EXPECT_EQ(column.offsets.capacity(), column.offsets.size());
+    EXPECT_EQ(column.characters.capacity(), column.characters.size());
+  }
+}
+
+/// What happens to the file of the test below while it is read.
+std::function<void()> meanwhile;
+
+TEST_F(CsvTable, FilesThatChangeWhileTheyAreReadAreRefused) {
+  namespace fs = std::filesystem;
+  const auto replace = [&](const std::string& content) {
+    fs::rename(folder_.Write("new.csv", content), folder_.File("t.csv"));
+  };
+  const std::string changed =
+      "\"t.csv\" has changed while it was read: read a copy, or wait until it is written";
+  const struct {
+    std::function<void()> change;
+    std::string error;
+  } kCases[] = {
+      {[] {}, "no error"},
+      {[&] { replace("a\n1\n"); }, changed},
+      {[&] { replace("a\n2\n"); }, changed},
+      {[&] { replace("a\nx\n"); }, changed},
+      {[&] { replace("a,b\n1,2\n"); }, changed},
+      {[&] { std::ofstream(folder_.File("t.csv"), std::ios::app) << "2\n"; }, changed},
+      {[&] { fs::resize_file(folder_.File("t.csv"), 0); }, changed},
+      {[&] { fs::remove(folder_.File("t.csv")); },
+       "\"t.csv\" cannot be read: No such file or directory"},
+  };
+  for (const auto& c : kCases) {
+    Session session = Open("a\n1\n");
+    meanwhile = c.change;
+    session.SetProgress([](uint64, uint64) { std::exchange(meanwhile, [] {})(); }, nullptr);
+    EXPECT_EQ(Error(session, "SELECT a FROM t"), c.error);
+  }
+}
+
+TEST_F(CsvTable, IsFoundByNameAndPath) {
+  folder_.Write("Sales.csv", "a\n1\n");
+  folder_.Write("tabs.tsv", "a\tb\n1,5\tx\"y\n");
+  folder_.Write("other.tsv", "a\tb\n1,5\txy\n");
+  Session session;
+  session.SetDirectory(folder_.Path());
+  session.AddTable("Tabs", folder_.File("other.tsv"));
+  EXPECT_EQ(RunSql(session, "SELECT sales.a FROM SALES"), "1\n");
+  EXPECT_EQ(RunSql(session, "SELECT * FROM tabs"), "1,5|xy\n");
+  EXPECT_EQ(RunSql(session, "SELECT sales.a FROM \"" + folder_.File("Sales.csv") + "\""), "1\n");
+  const auto errorOf = [&](const std::string& table) {
+    return Error(session, "SELECT * FROM \"" + table + "\"");
+  };
+  EXPECT_EQ(errorOf("nope"),
+            "the table \"nope\" has no file, name one with --table or a folder with --dir: "
+            "nope.csv");
+  EXPECT_EQ(errorOf(folder_.File("nope.csv")),
+            "\"nope.csv\" cannot be read: No such file or directory");
+  std::filesystem::create_directory(folder_.File("d.csv"));
+  EXPECT_EQ(errorOf("d"), "\"d.csv\" cannot be read: Is a directory");
+  EXPECT_EQ(ErrorOf(folder_.Path(), [&] { session.AddTable("x", "x.txt"); }),
+            "a table is a file that ends in .csv or .tsv, or FILE.db:table: \"x.txt\"");
+}
+
+TEST(ColumnTypes, RefusesWhatDoesNotReadAsDeclarations) {
+  for (const char* text :
+       {"", "a", "a:", "a:int8", "a:int4,", "a:int4,,b:int4", ":int4", "a:int4,a:int4", "a:char",
+        "a:char()", "a:char(0)", "a:char(x)", "a:char(3", "a:char(-1)", "a:varchar(4294967296)",
+        "a:int4(2)", "\"a:int4", "\"a\"int4"}) {
+    SCOPED_TRACE(text);
+    EXPECT_THROW(ReadDeclaredTypes(text), ErrorMessage);
+  }
+  const DeclaredTypes types = ReadDeclaredTypes(" \"a,\"\":\" : varchar(12) , b : Double ");
+  EXPECT_EQ(DeclaredTypeName(types.at(L"a,\":")), L"varchar(12)");
+  EXPECT_EQ(DeclaredTypeName(types.at(L"b")), L"double");
+}
+
+}  // namespace
+}  // namespace sqxer::test

@@ -1,0 +1,65 @@
+#include "CsvCopy.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "CsvTable.h"
+#include "Session.h"
+#include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
+#include "server/Query/Execution/Engine/TemporaryFolder.h"
+
+namespace sqxer::test {
+namespace {
+
+/// A column as it is declared for a file: texts and bytes as texts that hold every value.
+ColumnInfo DeclaredFor(const CapturingSink& result, std::size_t column) {
+  ColumnInfo info = result.columns[column];
+  switch (info.type) {
+    case XeDateTimeData:
+      info.type = XeTimeStampData;
+      break;
+    case XeVarCharData:
+    case XeLongVarCharData:
+    case XeBinaryData:
+    case XeVarBinaryData:
+      info.type = XeVarCharData;
+      info.length = 1;
+      for (const auto& row : result.rows) {
+        info.length =
+            std::max(info.length, BaseStringUtil::CountCharacters(row[column].value_or("")));
+      }
+      break;
+    default:
+      break;
+  }
+  return info;
+}
+
+}  // namespace
+
+void CsvCopy::ExpectReadsBack() const {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("t.csv", csv_.Text());
+  const auto load = [&](const DeclaredTypes& declared) {
+    return std::make_shared<const Table>(LoadCsvTable(path, ',', L"t", declared, nullptr));
+  };
+  try {
+    const auto inferred = load({});
+    ASSERT_EQ(inferred->columns.size(), columns.size());
+    DeclaredTypes declared;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      declared.emplace(inferred->columns[i].info.name, DeclaredFor(*this, i));
+    }
+    Session session;
+    session.AddTable(load(declared));
+    CapturingSink again;
+    session.Execute("SELECT * FROM t", again);
+    EXPECT_EQ(again.rows, rows) << csv_.Text();
+  } catch (const ErrorMessage& error) {
+    ADD_FAILURE() << error.what() << "\nin\n" << csv_.Text();
+  }
+}
+
+}  // namespace sqxer::test

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Capture.h"
+#include "ResultFormats.h"
+
+namespace sqxer::test {
+
+/// Keeps a result, and what the command writes of it as CSV.
+class CsvCopy : public CapturingSink {
+ public:
+  void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override {
+    CapturingSink::Begin(columns, layout);
+    csv_.Begin(columns, layout);
+  }
+  void Row(const uint8* record) override {
+    CapturingSink::Row(record);
+    csv_.Row(record);
+  }
+
+  /// Expects that the CSV reads back as a table, and with the types of the result as the same rows.
+  void ExpectReadsBack() const;
+
+ private:
+  struct Csv : CsvResult {
+    Csv() : CsvResult(true) {}
+    std::string Text() const {
+      std::string text;
+      spool_.ForEachPiece([&](std::string_view piece) { text += piece; });
+      return text;
+    }
+  };
+  Csv csv_;
+};
+
+}  // namespace sqxer::test

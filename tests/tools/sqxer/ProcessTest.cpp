@@ -1,0 +1,143 @@
+// The command as a process: its streams, a terminal, limits of the system.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "CommandTesting.h"
+
+namespace sqxer::test {
+namespace {
+
+constexpr const char* kNoMemory = "error: not enough memory for this statement\n";
+
+/// A table of 80 MB results: more than stays in memory.
+std::string WideQuery(const TemporaryFolder& folder) {
+  std::string rows = "a\n";
+  for (int i = 0; i < 100; ++i) rows += std::string(4000, static_cast<char>('a' + i % 26)) + "\n";
+  folder.Write("t.csv", rows);
+  std::string columns = "a";
+  for (int i = 1; i < 200; ++i) columns += ",a";
+  return "SELECT " + columns + " FROM t";
+}
+
+TEST_F(Command, KeepsLargeResultsInAFile) {
+  const std::string sql = WideQuery(folder_);
+  EXPECT_EQ(Shell("sqxer --no-header " + Quoted(sql) + " | tr ',' '\\n' | uniq | cksum").out,
+            Shell("tail -n +2 t.csv | cksum").out);
+}
+
+TEST_F(Command, ClosedStreamsAreNeverTakenForFiles) {
+  const std::string sql = Quoted(WideQuery(folder_));
+  const std::string closed =
+      "error: the result cannot be written: standard output: Bad file descriptor\n";
+  // Before any work: the table is not looked for.
+  for (const std::string& line :
+       {"sqxer " + sql + " >&-", std::string("sqxer 'SELECT * FROM nope' >&-"),
+        std::string("sqxer --help >&-"), std::string("sqxer 'SELECT 1' 1</dev/null"),
+        "sqxer " + sql + " <&- >&-"}) {
+    SCOPED_TRACE(line);
+    const Result result = Shell(line);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, closed);
+  }
+  EXPECT_EQ(Shell("sqxer " + sql + " <&- >&- 2>&-").status, 1);
+  // What goes to standard error goes to no file of the command's.
+  EXPECT_EQ(Shell("sqxer --timing " + sql + " 2>&- <&- | cksum").out,
+            Shell("sqxer " + sql + " | cksum").out);
+  const Result noInput = Shell("sqxer <&-");
+  EXPECT_EQ(noInput.status, 3);
+  EXPECT_EQ(noInput.err, "error 57002: \"standard input\" cannot be read: Bad file descriptor\n");
+}
+
+TEST_F(Command, FilesBeyondTheLimitOfTheProcessAreErrors) {
+  const std::string sql = Quoted(WideQuery(folder_));
+  Result result = Shell("ulimit -f 10; sqxer 'SELECT a, a FROM t' > out2.txt");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "error: the result cannot be written: standard output: File too large\n");
+  result = Shell("ulimit -f 10; TMPDIR=. sqxer " + sql + " | cat; exit ${PIPESTATUS[0]}");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err,
+            "error 59180: sorting cannot write temporary files in \".\": File too large\n");
+}
+
+TEST_F(Command, ExhaustedMemoryIsOneSentenceWhereverItRunsOut) {
+  // Parameters are read before there is a statement.
+  const Result big = Shell("ulimit -v 500000; sqxer --param 'char(400000000):x' 'SELECT $1'");
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "sanitizers have a malloc of their own";
+#endif
+  EXPECT_EQ(big.status, 1);
+  EXPECT_EQ(big.err, kNoMemory);
+  Shell("(echo k,v; seq -f '%g,1' 500) > t.csv");
+  // While options are read, and in the statement. Between them the libraries that read UTF-8 and
+  // grammar take room, which does not fail in a way that they live through.
+  int failed = 0;
+  for (int after = 0; after < 12000; after += after < 200 ? 20 : 600) {
+    SCOPED_TRACE(after);
+    const Result result = Shell(
+        "FAIL_AFTER=" + std::to_string(after < 200 ? after : after + 1500) +
+        " LD_PRELOAD=" + Quoted(FAILING_MALLOC) + " " SQXER_BINARY_DIR "/bin/sqxer " +
+        Quoted("SELECT k, SUM(v), MEDIAN(k), COUNT(DISTINCT k) FROM t GROUP BY k ORDER BY 2"));
+    if (result.status == 0) continue;
+    ++failed;
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, kNoMemory);
+    EXPECT_EQ(result.out, "");
+  }
+  EXPECT_GE(failed, 15);
+}
+
+TEST_F(Command, OutlivesAReaderThatGoes) {
+  Shell("(echo a; seq 100000) > t.csv");
+  const Result result = Shell("{ sqxer 'SELECT a FROM t'; echo \"status $?\" >&2; } | true");
+  EXPECT_EQ(result.err,
+            "error: the result cannot be written: standard output: Broken pipe\nstatus 1\n");
+}
+
+TEST_F(Command, SqlTypedAtATerminalEndsWithOneEndOfFile) {
+  const Result result = OnTerminal("sqxer > typed.txt", "SELECT 1 AS x;\n\x04");
+  EXPECT_EQ(result.status, 0) << result.out;
+  EXPECT_EQ(ReadFile(folder_.File("typed.txt")), "x\n1\n");
+}
+
+/// Whether the bar has shown the phase, and how much of it is done.
+bool HasShown(const std::string& shown, const std::string& phase) {
+  return std::regex_search(shown, std::regex("\r" + phase + " *\\[#* *\\] {1,3}[0-9]+%"));
+}
+
+TEST_F(Command, TheBarTellsEachPhase) {
+  // It comes after a second. Each run ends as soon as enough is seen.
+  Shell(
+      "(echo a; yes 123456 | head -n 10000000) > long.csv; "
+      "(echo k,v; seq -f '%g,1' 5000) > t.csv");
+  const auto expectShown = [&](const std::string& line, const std::vector<std::string>& phases) {
+    SCOPED_TRACE(line);
+    const Result result = OnTerminal(line, "", [&](const std::string& shown) {
+      return std::ranges::all_of(phases,
+                                 [&](const std::string& phase) { return HasShown(shown, phase); });
+    });
+    for (const std::string& phase : phases) EXPECT_TRUE(HasShown(result.out, phase)) << phase;
+    return result.out;
+  };
+  expectShown("sqxer 'SELECT SUM(a) FROM long' > o.txt", {"reading"});
+  // The many runs of a statement whose table is read in no time.
+  const std::string runs = "sqxer --repeat 1000000 ";
+  const std::string shown =
+      expectShown(runs + "'SELECT k, SUM(v) FROM t GROUP BY k ORDER BY 2' > o.txt",
+                  {"grouping", "sorting", "writing"});
+  EXPECT_FALSE(HasShown(shown, "reading"));
+  expectShown(runs + "'SELECT SUM(v) OVER (PARTITION BY k) FROM t' > o.txt",
+              {"sorting", "writing"});
+  // It is gone when the result comes.
+  const Result ended =
+      OnTerminal("sqxer --repeat 300 'SELECT COUNT(DISTINCT k), MEDIAN(v) FROM t'", "");
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_EQ(ended.out.find('\r' + std::string("grouping")) != std::string::npos,
+            ended.out.find("\r\x1b[K") != std::string::npos)
+      << ended.out;
+  EXPECT_TRUE(ended.out.ends_with("(1 row)\r\n")) << ended.out;
+}
+
+}  // namespace
+}  // namespace sqxer::test
