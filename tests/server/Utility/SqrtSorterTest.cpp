@@ -306,7 +306,7 @@ TEST(SpillFile, IsNeverTakenForAStandardStream) {
   const std::size_t files = CountOpenFiles();
   close(STDIN_FILENO);
   {
-    SpillFile file;
+    SpillFile file("");
     EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
     EXPECT_EQ(CountOpenFiles(), files);
     const uint8 bytes[] = {1, 2, 3};

@@ -84,10 +84,10 @@ TypedExpressionPtr ExpressionTyper::TypeDistinctAverage(const FunctionRow& row,
     const TypedExpressionPtr value = TypeAggregate(LookUpFunction(call), call, clause, 0);
     // A count becomes no signed integer by itself.
     return type == XeInt4Data && value->type == XeUInt4Data
-               ? MakeCall(*FindOperator("cast", 1), {value}, call.position, {XeInt4Data})
+               ? SettleCall(*FindOperator("cast", 1), {value}, call.position, {XeInt4Data})
                : ConvertTyped(value, type);
   };
-  return MakeCall(*FindOperator("/", 2), {part("sum"), part("count")}, expression.position);
+  return SettleCall(*FindOperator("/", 2), {part("sum"), part("count")}, expression.position);
 }
 
 void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Clause& clause,
