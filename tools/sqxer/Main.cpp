@@ -148,7 +148,7 @@ ExitStatus Run(const Options& options) {
   Session session;
   try {
     for (const auto& [name, value] : options.switches) {
-      SUSystemConfig::GetSystemConfig().Set(name, value);
+      session.Set(name, value);
     }
     for (const auto& [name, path] : options.tables) session.AddTable(name, path);
     for (const auto& [name, columns] : options.schemas) session.SetSchema(name, columns);
@@ -157,6 +157,8 @@ ExitStatus Run(const Options& options) {
     PrintError(error, "", 0);
     return kWrongOptions;
   }
+  // For the results, which are kept in the session's folder for temporary files.
+  const SettingsScope scope(session.GetSettings());
   session.SetDirectory(options.directory);
   if (options.progress && isatty(STDERR_FILENO)) {
     session.SetProgress(&Progress::ShowReading, &Progress::ShowRunning);

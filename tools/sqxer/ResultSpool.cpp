@@ -7,10 +7,12 @@
 #include <system_error>
 #include <vector>
 
+#include "Utility/Settings.h"
+
 namespace sqxer {
 
 void ResultSpool::Spill() {
-  if (!file_) file_.emplace();
+  if (!file_) file_.emplace(Settings::Current()->GetSwitches().tempDirectory_);
   file_->Append(reinterpret_cast<const uint8*>(memory_.data()), memory_.size());
   memory_.clear();
 }

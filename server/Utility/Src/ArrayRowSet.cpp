@@ -5,80 +5,116 @@
 #include <cstring>
 #include <utility>
 
-#include "CopyRecord.h"
 #include "GatewayBlock.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
 
-namespace {
-
-constexpr std::size_t kRecordAlignment = 8;
-
-}  // namespace
-
 void ArrayRowSet::FreeBlock::operator()(uint8* block) const noexcept { GatewayFree()(block); }
 
-ArrayRowSet::ArrayRowSet(uint32 recordSize, uint32 firstBlockRecords, uint32 maxBlockBytes)
-    : recordSize_(recordSize),
-      stride_((std::size_t{recordSize} + kRecordAlignment - 1) / kRecordAlignment *
-              kRecordAlignment),
-      mostRecords_(std::max<std::size_t>(maxBlockBytes / stride_, 1)),
-      firstBlockRecords_(std::clamp<std::size_t>(firstBlockRecords, 1, mostRecords_)) {}
+ArrayRowSet::ArrayRowSet(const RecordPacker& packer, uint32 firstBlockRecords, uint32 maxBlockBytes)
+    : packer_(packer) {
+  const std::size_t bytes = packer.GetLeastBytes();
+  mostBlockBytes_ = std::max<std::size_t>(maxBlockBytes / bytes, 1) * bytes;
+  firstBlockBytes_ = std::clamp(std::size_t{firstBlockRecords} * bytes, bytes, mostBlockBytes_);
+}
 
 void ArrayRowSet::AppendFirst(const uint8* record) {
   rows_.clear();
-  count_ = listedBlocks_ = unlistedLeft_ = 0;
+  count_ = usedBytes_ = replacedBytes_ = listedBlock_ = 0;
+  unlisted_ = nullptr;
   if (!blocks_.empty()) {
     // The newest is the largest.
     std::swap(blocks_.front(), blocks_.back());
     blocks_.resize(1);
     next_ = blocks_.front().bytes.get();
-    left_ = blocks_.front().records;
+    left_ = blocks_.front().capacity;
   }
   Append(record);
 }
 
 void ArrayRowSet::Append(const uint8* record) {
-  if (left_ == 0) [[unlikely]]
-    AddBlock();
-  CopyRecord(next_, record, recordSize_);
-  next_ += stride_;
-  --left_;
+  const std::size_t bytes = packer_.Measure(record);
+  packer_.Pack(record, TakeRoom(bytes), bytes);
   ++count_;
+}
+
+uint8* ArrayRowSet::TakeRoom(std::size_t bytes) {
+  if (left_ < bytes) [[unlikely]]
+    AddBlock(bytes);
+  uint8* const room = next_;
+  next_ += bytes;
+  left_ -= bytes;
+  usedBytes_ += bytes;
+  return room;
 }
 
 void ArrayRowSet::Update(uint32 index, const uint8* record) {
   XE_ASSERT(index < count_);
-  std::memcpy(Finalize()[index], record, recordSize_);
+  uint8*& row = Finalize()[index];
+  const std::size_t before = packer_.GetPackedBytes(row);
+  const std::size_t bytes = packer_.Measure(record);
+  if (row + before == next_) {
+    // The newest record gives its room back.
+    next_ = row;
+    left_ += before;
+    usedBytes_ -= before;
+    row = TakeRoom(bytes);
+  } else if (bytes > before) {
+    replacedBytes_ += before;
+    row = TakeRoom(bytes);
+  }
+  packer_.Pack(record, row, bytes);
+  // It is in the array already.
+  listedBlock_ = blocks_.size() - 1;
+  unlisted_ = next_;
 }
 
 std::span<uint8*> ArrayRowSet::Finalize() {
   std::size_t listed = rows_.size();
   rows_.resize(count_);
-  for (; listed < count_; ++listed, unlisted_ += stride_, --unlistedLeft_) {
-    if (unlistedLeft_ == 0) {
-      const Block& block = blocks_[listedBlocks_++];
-      unlisted_ = block.bytes.get();
-      unlistedLeft_ = block.records;
+  for (; listed < count_; ++listed) {
+    if (unlisted_ == nullptr) unlisted_ = blocks_[listedBlock_].bytes.get();
+    while (listedBlock_ + 1 < blocks_.size() && unlisted_ == blocks_[listedBlock_].end) {
+      unlisted_ = blocks_[++listedBlock_].bytes.get();
     }
     rows_[listed] = unlisted_;
+    unlisted_ += packer_.GetPackedBytes(unlisted_);
   }
   return rows_;
 }
 
-void ArrayRowSet::AddBlock() {
-  const std::size_t records =
-      blocks_.empty() ? firstBlockRecords_ : std::min(2 * blocks_.back().records, mostRecords_);
-  std::unique_ptr<uint8[], FreeBlock> bytes(AllocateBlock(records * stride_).release());
-  blocks_.push_back({std::move(bytes), records});
+void ArrayRowSet::AddBlock(std::size_t bytes) {
+  std::size_t capacity = firstBlockBytes_;
+  if (!blocks_.empty()) {
+    blocks_.back().end = next_;
+    capacity = std::min(2 * blocks_.back().capacity, mostBlockBytes_);
+  }
+  capacity = std::max(capacity, bytes);
+  std::unique_ptr<uint8[], FreeBlock> block(AllocateBlock(capacity).release());
+  blocks_.push_back({std::move(block), capacity, nullptr});
   next_ = blocks_.back().bytes.get();
-  left_ = records;
+  left_ = capacity;
+}
+
+void ArrayRowSet::DropReplaced() {
+  if (replacedBytes_ <= usedBytes_ / 2) return;
+  const std::vector<Block> before = std::exchange(blocks_, {});
+  left_ = usedBytes_ = replacedBytes_ = 0;
+  for (uint8*& row : rows_) {
+    const std::size_t bytes = packer_.GetPackedBytes(row);
+    uint8* const room = TakeRoom(bytes);
+    std::memcpy(room, row, bytes);
+    row = room;
+  }
+  listedBlock_ = blocks_.size() - 1;
+  unlisted_ = next_;
 }
 
 void ArrayRowSet::Sort(const KeySet& keys, std::size_t count) {
   XE_ASSERT(keys.GetCount() > 0 && count <= count_);
   Finalize();
+  DropReplaced();
   const KeyDesc& first = keys.Get(0);
   sortEntries_.clear();
   sortEntries_.reserve(count);

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <optional>
-#include <string>
-
 #include "Utility/XeTypes.h"
+
+struct UCollator;
 
 namespace sqxer {
 
@@ -25,19 +24,13 @@ struct FoldedOrder {
   static uint64 Hash(const RefLongVarChar& text);
 };
 
-/// By the collation of the locale last given to UseConfiguredLocale.
+/// By a collation, which is not null.
 struct LocaleOrder {
-  /// Opens the collation of the configured locale, or takes it from those already open, and
-  /// compares by it from now on. Strength is tertiary, secondary (case does not count) when the
-  /// configuration ignores case. An empty locale is the root collation. Error 58041 when there is
-  /// no such collation.
-  static void UseConfiguredLocale();
-  /// ICU's own form of a locale's name; nothing for a locale that it does not know.
-  static std::optional<std::string> FindLocale(const std::string& name);
+  int Compare(const RefLongVarChar& a, const RefLongVarChar& b) const;
+  uint64 Prefix(const RefLongVarChar& text) const;
+  uint64 Hash(const RefLongVarChar& text) const;
 
-  static int Compare(const RefLongVarChar& a, const RefLongVarChar& b);
-  static uint64 Prefix(const RefLongVarChar& text);
-  static uint64 Hash(const RefLongVarChar& text);
+  const UCollator* collator_;
 };
 
 /// The text without its trailing blanks.

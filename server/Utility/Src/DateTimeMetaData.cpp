@@ -80,7 +80,7 @@ class Fields {
     kFields
   };
 
-  Fields() { values_.fill(kUnsaid); }
+  explicit Fields(int firstDayOfWeek) : firstDayOfWeek_(firstDayOfWeek) { values_.fill(kUnsaid); }
 
   bool Say(Field field, int value) {
     if (values_[field] == kUnsaid) values_[field] = value;
@@ -109,17 +109,16 @@ class Fields {
   }
 
   bool ResolveDate(XeDate& date) const {
-    const int firstDayOfWeek = XeIntlDateTimeMgr::GetFirstDayOfWeek();
     date = XeDate(Get(kYear, 1900), Get(kMonth, 1), Get(kDay, 1));
     if (!date.IsValid()) return false;
     if (Has(kDayOfYear)) {
       if (!MoveToDayOfYear(date, Get(kDayOfYear, 1))) return false;
     } else if (Has(kWeek) && !Has(kMonth) && !Has(kDay)) {
-      if (!MoveToWeek(date, firstDayOfWeek)) return false;
+      if (!MoveToWeek(date, firstDayOfWeek_)) return false;
     }
     return Agrees(kMonth, date.GetMonth()) && Agrees(kDay, date.GetDay()) &&
            Agrees(kWeekday, XeCalendar::DayOfWeek(date)) &&
-           Agrees(kWeek, XeCalendar::WeekOfYear(date, firstDayOfWeek));
+           Agrees(kWeek, XeCalendar::WeekOfYear(date, firstDayOfWeek_));
   }
 
   static bool MoveToDayOfYear(XeDate& date, int dayOfYear) {
@@ -152,6 +151,7 @@ class Fields {
     return time.IsValid();
   }
 
+  const int firstDayOfWeek_;
   std::array<int, kFields> values_;
 };
 
@@ -261,16 +261,17 @@ void DateTimeMetaData::SetDateTimeFormat(const XeString& format) {
       ++i;
     }
   }
+  const int firstDayOfWeek = XeIntlDateTimeMgr::GetFirstDayOfWeek();
   steps_ = std::move(steps);
   format_ = format;
-  XeIntlDateTimeMgr::UseConfiguredLocale();
+  firstDayOfWeek_ = firstDayOfWeek;
 }
 
 bool DateTimeMetaData::Read(std::wstring_view text, DateTimeReading& out) const {
   text = TrimBlanks(text);
   if (steps_.empty()) return ReadIsoDateTime(text, out);
   DateTimeCursor cursor(text);
-  Fields fields;
+  Fields fields(firstDayOfWeek_);
   for (const Step& step : steps_) {
     const bool read = step.element < 0 ? AcceptLiteral(cursor, step.literal)
                                        : SayElement(cursor, step.element, step.exact, fields);

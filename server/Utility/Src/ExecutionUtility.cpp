@@ -6,7 +6,8 @@
 #include "CharacterOrder.h"
 #include "HashMix.h"
 #include "Utility/BaseStringUtil.h"
-#include "Utility/KeySet.h"
+#include "Utility/SUXeDataTypeUtility.h"
+#include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -77,11 +78,17 @@ uint64 HashMapped(const RefLongVarChar& trimmed) {
 }
 
 template <class Order>
-int CompareTexts(const KeyDesc*, const RefLongVarChar& a, const RefLongVarChar& b) {
+int CompareTexts(const UCollator*, const RefLongVarChar& a, const RefLongVarChar& b) {
   return Order::Compare(a, b);
 }
 
-/// Calls `use` with the order of a comparison type.
+template <>
+int CompareTexts<LocaleOrder>(const UCollator* collator, const RefLongVarChar& a,
+                              const RefLongVarChar& b) {
+  return LocaleOrder{collator}.Compare(a, b);
+}
+
+/// Calls `use` with the order of a comparison type in the current settings.
 template <class Use>
 auto WithOrder(CharComparisonType_t type, Use use) {
   switch (type) {
@@ -90,7 +97,7 @@ auto WithOrder(CharComparisonType_t type, Use use) {
     case kCompareIgnoringCase:
       return use(FoldedOrder());
     case kCompareLocale:
-      return use(LocaleOrder());
+      return use(LocaleOrder{Settings::Current()->GetCollator()});
   }
   XeLogicError("no such character comparison");
 }
@@ -142,13 +149,15 @@ uint64 FoldedOrder::Hash(const RefLongVarChar& text) {
 }
 
 CharCompareFunc_t ExecutionUtility::GetCharacterComparisonFunction() {
-  return GetCharacterComparisonFunction(KeyDesc::GetCharComparisonType());
+  return GetCharacterComparisonFunction(Settings::Current()->GetCharComparisonType());
 }
 
 CharCompareFunc_t ExecutionUtility::GetCharacterComparisonFunction(CharComparisonType_t type) {
-  if (type == kCompareLocale) LocaleOrder::UseConfiguredLocale();
-  return WithOrder(type,
-                   [](auto order) -> CharCompareFunc_t { return &CompareTexts<decltype(order)>; });
+  const UCollator* const collator =
+      type == kCompareLocale ? Settings::Current()->GetCollator() : nullptr;
+  return WithOrder(type, [collator](auto order) {
+    return CharCompareFunc_t(&CompareTexts<decltype(order)>, collator);
+  });
 }
 
 uint64 ExecutionUtility::HashCharacters(CharComparisonType_t type, const RefLongVarChar& text) {

@@ -7,7 +7,7 @@
 
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
@@ -243,7 +243,7 @@ class JSonValuesHolder::DocumentReader {
 
 JSonValuesHolder::JSonValuesHolder()
     : reader_(std::make_unique<DocumentReader>()),
-      raisesErrors_(SUSystemConfig::GetSystemConfig().jsonErrors_ ==
+      raisesErrors_(Settings::Current()->GetSwitches().jsonErrors_ ==
                     SUSystemConfig::JsonErrors::kError) {}
 
 JSonValuesHolder::~JSonValuesHolder() = default;

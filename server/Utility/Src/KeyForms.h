@@ -8,6 +8,7 @@
 
 #include "CharacterOrder.h"
 #include "HashMix.h"
+#include "Utility/ExecutionUtility.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
 #include "Utility/XeTypes.h"
@@ -18,11 +19,12 @@ namespace sqxer {
 /// prefix. With kPrefixExact equal prefixes mean equal values, and no prefix is all zeros or all
 /// ones: those two are left to NULL.
 template <class Form>
-concept KeyForm = requires(const uint8* at, uint32 length, const typename Form::Value& v) {
+concept KeyForm = requires(const Form form, const uint8* at, uint32 length,
+                           const typename Form::Value& v) {
   { Form::Load(at, length) } -> std::same_as<typename Form::Value>;
-  { Form::Compare(v, v) } -> std::same_as<int>;
-  { Form::Prefix(v) } -> std::same_as<uint64>;
-  { Form::Hash(v) } -> std::same_as<uint64>;
+  { form.Compare(v, v) } -> std::same_as<int>;
+  { form.Prefix(v) } -> std::same_as<uint64>;
+  { form.Hash(v) } -> std::same_as<uint64>;
   { Form::kPrefixExact } -> std::convertible_to<bool>;
 };
 
@@ -190,15 +192,12 @@ struct VaryingBytes {
   }
 };
 
-/// Byte by byte; of two of which one starts with the other the shorter comes first.
+/// See CompareBinaries.
 template <class Storage>
 struct BinaryForm : Storage {
   static constexpr bool kPrefixExact = false;
   static int Compare(const RefLongVarBinary& a, const RefLongVarBinary& b) {
-    const int difference =
-        std::memcmp(a.buffer_, b.buffer_, a.length_ < b.length_ ? a.length_ : b.length_);
-    if (difference != 0) return difference < 0 ? -1 : 1;
-    return (a.length_ > b.length_) - (a.length_ < b.length_);
+    return CompareBinaries(a, b);
   }
   static uint64 Prefix(const RefLongVarBinary& v) { return Eight(v, 0); }
   static uint64 Hash(const RefLongVarBinary& v) {

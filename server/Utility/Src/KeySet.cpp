@@ -1,8 +1,10 @@
 #include "Utility/KeySet.h"
 
+#include <concepts>
+
 #include "KeyForms.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
@@ -19,16 +21,22 @@ constexpr uint64 kNullHash = 0x6A09E667F3BCC909u;
 /// The functions of one form as a key calls them.
 struct KeyCompareFunctions {
   template <KeyForm Form>
+  static Form FormOf([[maybe_unused]] const KeyDesc& key) {
+    Form form{};
+    if constexpr (std::derived_from<Form, LocaleOrder>) form.collator_ = key.collator_;
+    return form;
+  }
+  template <KeyForm Form>
   static int Compare(const KeyDesc& key, const uint8* a, const uint8* b) {
-    return Form::Compare(Form::Load(a, key.length_), Form::Load(b, key.length_));
+    return FormOf<Form>(key).Compare(Form::Load(a, key.length_), Form::Load(b, key.length_));
   }
   template <KeyForm Form>
   static uint64 Prefix(const KeyDesc& key, const uint8* value) {
-    return Form::Prefix(Form::Load(value, key.length_));
+    return FormOf<Form>(key).Prefix(Form::Load(value, key.length_));
   }
   template <KeyForm Form>
   static uint64 Hash(const KeyDesc& key, const uint8* value) {
-    return Form::Hash(Form::Load(value, key.length_));
+    return FormOf<Form>(key).Hash(Form::Load(value, key.length_));
   }
 
   template <KeyForm Form>
@@ -47,7 +55,7 @@ struct KeyCompareFunctions {
       case kCompareIgnoringCase:
         return Install<TextForm<Storage, FoldedOrder>>(key);
       case kCompareLocale:
-        LocaleOrder::UseConfiguredLocale();
+        key.collator_ = Settings::Current()->GetCollator();
         return Install<TextForm<Storage, LocaleOrder>>(key);
     }
   }
@@ -117,10 +125,16 @@ KeyDesc::KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparis
   KeyCompareFunctions::InstallFor(type_, *this);
 }
 
+KeyDesc KeyDesc::MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference) const {
+  KeyDesc key = *this;
+  key.dataOffset_ = dataOffset;
+  key.nullOffset_ = nullOffset;
+  key.isReference_ = isReference;
+  return key;
+}
+
 CharComparisonType_t KeyDesc::GetCharComparisonType() {
-  const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
-  if (!config.locale_.empty()) return kCompareLocale;
-  return config.caseSensitiveCompare_ ? kCompareCodePoints : kCompareIgnoringCase;
+  return Settings::Current()->GetCharComparisonType();
 }
 
 int KeyDesc::Compare(const uint8* recordA, const uint8* recordB) const {
@@ -132,13 +146,13 @@ int KeyDesc::Compare(const uint8* recordA, const uint8* recordB) const {
       return nullA == (nulls_ == kNullsFirst) ? -1 : 1;
     }
   }
-  const int result = compare_(*this, recordA + dataOffset_, recordB + dataOffset_);
+  const int result = compare_(*this, ValueIn(recordA), ValueIn(recordB));
   return order_ == kAscending ? result : -result;
 }
 
 uint64 KeyDesc::Hash(const uint8* record) const {
   if (nullOffset_ != 0 && record[nullOffset_] != 0) return kNullHash;
-  return hash_(*this, record + dataOffset_);
+  return hash_(*this, ValueIn(record));
 }
 
 int KeySet::Compare(const uint8* recordA, const uint8* recordB, std::size_t* differing) const {

@@ -5,12 +5,19 @@
 #include "CharacterSearch.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
-LikePatternMatch::LikePatternMatch()
-    : foldsCase_(!SUSystemConfig::GetSystemConfig().caseSensitiveCompare_) {}
+LikePatternMatch::LikePatternMatch() { UseCurrentSettings(); }
+
+void LikePatternMatch::UseCurrentSettings() {
+  foldsCase_ = !Settings::Current()->GetSwitches().caseSensitiveCompare_;
+  metaPattern_.clear();
+  escape_ = 0;
+  Compile();
+  isCompiled_ = true;
+}
 
 void LikePatternMatch::SetMetaPattern(const wchar_t* pattern, wchar_t escape) {
   // The address proves nothing: a column brings other patterns at the same one.

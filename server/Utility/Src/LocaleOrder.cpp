@@ -1,13 +1,12 @@
+#include <unicode/coll.h>
 #include <unicode/ucol.h>
 #include <unicode/uiter.h>
 #include <unicode/uloc.h>
 #include <unicode/utf16.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <cwchar>
-#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -15,20 +14,18 @@
 #include <utility>
 
 #include "CharacterOrder.h"
+#include "Collation.h"
 #include "HashMix.h"
+#include "IcuStatus.h"
+#include "Utf16Text.h"
 #include "Utility/BaseStringUtil.h"
-#include "Utility/CollationKeyMaker.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
 
 namespace sqxer {
 
 namespace {
 
-/// In use by comparisons on any thread. The collations themselves stay open until the process ends,
-/// so that one in use is never closed by a change of the configuration.
-std::atomic<const UCollator*> currentCollator{nullptr};
-
+/// The collations stay open until the process ends: whatever was bound under one keeps its address.
 struct OpenCollations {
   std::mutex mutex;
   std::map<std::pair<std::string, bool>, const UCollator*> byLocaleAndCase;
@@ -41,88 +38,23 @@ OpenCollations& Open() {
 
 const UCollator* OpenCollator(const std::string& locale, bool caseSensitive) {
   UErrorCode status = U_ZERO_ERROR;
-  UCollator* collator = ucol_open(locale.c_str(), &status);
+  icu::LocalUCollatorPointer collator(ucol_open(locale.c_str(), &status));
   if (U_SUCCESS(status)) {
-    ucol_setStrength(collator, caseSensitive ? UCOL_TERTIARY : UCOL_SECONDARY);
+    ucol_setStrength(collator.getAlias(), caseSensitive ? UCOL_TERTIARY : UCOL_SECONDARY);
     // A letter with an accent equals the letter followed by the accent.
-    ucol_setAttribute(collator, UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
-    if (U_SUCCESS(status)) return collator;
-    ucol_close(collator);
+    ucol_setAttribute(collator.getAlias(), UCOL_NORMALIZATION_MODE, UCOL_ON, &status);
+    if (U_SUCCESS(status)) return collator.orphan();
   }
+  ThrowIfOutOfMemory(status);
   SUGThrow(ErrorMessage(58041, {BaseStringUtil::Utf8ToString(locale), L"Locale",
                                 L"an ICU locale such as sv_SE, or nothing"}));
 }
 
-/// The collation of a locale, opened or taken from those already open.
-const UCollator* FindCollator(const std::string& locale, bool caseSensitive) {
-  OpenCollations& open = Open();
-  const std::lock_guard lock(open.mutex);
-  const UCollator*& collator = open.byLocaleAndCase[{locale, caseSensitive}];
-  if (collator == nullptr) collator = OpenCollator(locale, caseSensitive);
-  return collator;
-}
-
-const UCollator* FindConfiguredCollator() {
-  const SUSystemConfig& config = SUSystemConfig::GetSystemConfig();
-  return FindCollator(config.locale_, config.caseSensitiveCompare_);
-}
-
-const UCollator* Current() {
-  const UCollator* collator = currentCollator.load(std::memory_order_acquire);
-  if (collator == nullptr) {
-    LocaleOrder::UseConfiguredLocale();
-    collator = currentCollator.load(std::memory_order_acquire);
-  }
-  return collator;
-}
-
-/// Writes the UTF-16 form of a text, at most two units a character; returns the end.
-template <class Unit>
-Unit* WriteUtf16(const RefLongVarChar& text, Unit* out) {
-  for (uint32 i = 0; i < text.length_; ++i) {
-    auto c = static_cast<uint32>(text.buffer_[i]);
-    if (c > 0x10FFFF || U_IS_SURROGATE(c)) c = 0xFFFD;
-    if (c < 0x10000) {
-      *out++ = static_cast<Unit>(c);
-    } else {
-      *out++ = U16_LEAD(c);
-      *out++ = U16_TRAIL(c);
-    }
-  }
-  return out;
-}
-
-/// The UTF-16 form that the collation works on, in place for all but long texts.
-class Utf16Text {
- public:
-  explicit Utf16Text(const RefLongVarChar& text) {
-    UChar* out = inline_;
-    if (text.length_ > kInlineUnits / 2) {
-      heap_.reset(new UChar[std::size_t{text.length_} * 2]);
-      out = heap_.get();
-    }
-    units_ = out;
-    length_ = static_cast<int32>(WriteUtf16(text, out) - units_);
-  }
-  Utf16Text(const Utf16Text&) = delete;
-  Utf16Text& operator=(const Utf16Text&) = delete;
-
-  const UChar* units() const { return units_; }
-  int32 length() const { return length_; }
-
- private:
-  static constexpr uint32 kInlineUnits = 512;
-
-  UChar inline_[kInlineUnits];
-  std::unique_ptr<UChar[]> heap_;
-  const UChar* units_;
-  int32 length_;
-};
-
 /// Reads a text's sort key piece by piece, so that no key is ever held whole.
 class SortKeyReader {
  public:
-  explicit SortKeyReader(const RefLongVarChar& trimmed) : text_(trimmed) {
+  SortKeyReader(const UCollator* collator, const RefLongVarChar& trimmed)
+      : collator_(collator), text_(trimmed) {
     uiter_setString(&characters_, text_.units(), text_.length());
   }
 
@@ -131,6 +63,7 @@ class SortKeyReader {
     uint8 bytes[8] = {};
     UErrorCode status = U_ZERO_ERROR;
     const int32 count = ucol_nextSortKeyPart(collator_, &characters_, state_, bytes, 8, &status);
+    ThrowIfOutOfMemory(status);
     atEnd_ = U_FAILURE(status) || count < 8;
     uint64 part = 0;
     for (int i = 0; i < 8; ++i) part = part << 8 | (i < count ? bytes[i] : 0);
@@ -139,7 +72,7 @@ class SortKeyReader {
   bool AtEnd() const { return atEnd_; }
 
  private:
-  const UCollator* collator_ = Current();
+  const UCollator* collator_;
   Utf16Text text_;
   UCharIterator characters_;
   uint32_t state_[2] = {};
@@ -148,25 +81,33 @@ class SortKeyReader {
 
 }  // namespace
 
-void LocaleOrder::UseConfiguredLocale() {
-  currentCollator.store(FindConfiguredCollator(), std::memory_order_release);
+const UCollator* FindCollator(const std::string& locale, bool caseSensitive) {
+  OpenCollations& open = Open();
+  const std::lock_guard lock(open.mutex);
+  const UCollator*& collator = open.byLocaleAndCase[{locale, caseSensitive}];
+  if (collator == nullptr) collator = OpenCollator(locale, caseSensitive);
+  return collator;
 }
 
-std::optional<std::string> LocaleOrder::FindLocale(const std::string& name) {
+std::optional<std::string> FindLocale(const std::string& name) {
   char fullName[ULOC_FULLNAME_CAPACITY];
   char baseName[ULOC_FULLNAME_CAPACITY];
   UErrorCode status = U_ZERO_ERROR;
   uloc_canonicalize(name.c_str(), fullName, ULOC_FULLNAME_CAPACITY, &status);
   uloc_getBaseName(fullName, baseName, ULOC_FULLNAME_CAPACITY, &status);
+  ThrowIfOutOfMemory(status);
   // A name that just fits is left without its terminator, which is a warning only.
   if (U_FAILURE(status) || status == U_STRING_NOT_TERMINATED_WARNING) return std::nullopt;
-  for (int32_t i = 0; i < uloc_countAvailable(); ++i) {
+  const int32_t known = uloc_countAvailable();
+  // Without memory for their list ICU knows none.
+  if (known == 0) throw std::bad_alloc();
+  for (int32_t i = 0; i < known; ++i) {
     if (std::strcmp(uloc_getAvailable(i), baseName) == 0) return fullName;
   }
   return std::nullopt;
 }
 
-int LocaleOrder::Compare(const RefLongVarChar& a, const RefLongVarChar& b) {
+int LocaleOrder::Compare(const RefLongVarChar& a, const RefLongVarChar& b) const {
   const RefLongVarChar left = TrimTrailingBlanks(a);
   const RefLongVarChar right = TrimTrailingBlanks(b);
   if (left.length_ == right.length_ &&
@@ -175,57 +116,25 @@ int LocaleOrder::Compare(const RefLongVarChar& a, const RefLongVarChar& b) {
   }
   const Utf16Text leftUnits(left);
   const Utf16Text rightUnits(right);
-  return ucol_strcoll(Current(), leftUnits.units(), leftUnits.length(), rightUnits.units(),
-                      rightUnits.length());
+  // Not by ucol_strcoll, to which texts that memory does not do for are equal.
+  UErrorCode status = U_ZERO_ERROR;
+  const UCollationResult result = icu::Collator::fromUCollator(collator_)->compare(
+      leftUnits.units(), leftUnits.length(), rightUnits.units(), rightUnits.length(), status);
+  ThrowIfOutOfMemory(status);
+  return result;
 }
 
-uint64 LocaleOrder::Prefix(const RefLongVarChar& text) {
-  return SortKeyReader(TrimTrailingBlanks(text)).Next();
+uint64 LocaleOrder::Prefix(const RefLongVarChar& text) const {
+  return SortKeyReader(collator_, TrimTrailingBlanks(text)).Next();
 }
 
-uint64 LocaleOrder::Hash(const RefLongVarChar& text) {
-  SortKeyReader key(TrimTrailingBlanks(text));
+uint64 LocaleOrder::Hash(const RefLongVarChar& text) const {
+  SortKeyReader key(collator_, TrimTrailingBlanks(text));
   uint64 hash = kHashSeed;
   do {
     hash = MixHash(hash, key.Next());
   } while (!key.AtEnd());
   return hash;
-}
-
-CollationKeyMaker::CollationKeyMaker() : collator_(FindConfiguredCollator()) {}
-
-CollationKeyMaker::CollationKeyMaker(const XeString& locale) {
-  const std::string name = BaseStringUtil::StringToUtf8(locale);
-  const auto known = name.empty() ? name : LocaleOrder::FindLocale(name);
-  if (!known) SUGThrow(ErrorMessage(59174, {locale}));
-  collator_ = FindCollator(*known, SUSystemConfig::GetSystemConfig().caseSensitiveCompare_);
-}
-
-RefLongVarBinary CollationKeyMaker::MakeKey(const RefLongVarChar& text) {
-  const RefLongVarChar trimmed = TrimTrailingBlanks(text);
-  units_.Reserve(std::size_t{trimmed.length_} * 2);
-  const auto length = static_cast<int32>(WriteUtf16(trimmed, units_.data()) - units_.data());
-  const auto write = [&] {
-    const std::size_t room =
-        std::min<std::size_t>(key_.capacity(), std::numeric_limits<int32>::max());
-    return static_cast<uint32>(
-        ucol_getSortKey(collator_, units_.data(), length, key_.data(), static_cast<int32>(room)));
-  };
-  uint32 bytes = write();
-  if (bytes > key_.capacity()) {
-    key_.Reserve(bytes);
-    bytes = write();
-  }
-  // Without the zero byte at the end, which no key holds elsewhere.
-  return {bytes == 0 ? 0 : bytes - 1, key_.data()};
-}
-
-uint32 CollationKeyMaker::GetKeyLength(uint32 characters) {
-  constexpr uint64 kBytesPerCharacter = 8;
-  // That of a sign for a whole phrase, of which a text has one rather than many.
-  constexpr uint64 kLongestCharacter = 48;
-  return static_cast<uint32>(std::min<uint64>(characters * kBytesPerCharacter + kLongestCharacter,
-                                              std::numeric_limits<int32>::max()));
 }
 
 }  // namespace sqxer

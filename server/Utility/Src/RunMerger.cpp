@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "CopyRecord.h"
+#include "Utility/CopyRecord.h"
 
 namespace sqxer {
 
@@ -18,76 +18,74 @@ constexpr uint64 kPrefixBehindAll = ~uint64{0};
 
 }  // namespace
 
-RunWriter::RunWriter(SpillFile& file, std::size_t stride, std::size_t blockBytes,
-                     OperatorTimer& timer)
+RunWriter::RunWriter(SpillFile& file, std::size_t blockBytes, OperatorTimer& timer)
     : file_(file),
       timer_(timer),
-      stride_(stride),
-      capacity_(std::max<std::size_t>(blockBytes / stride, 1) * stride),
+      capacity_(std::max<std::size_t>(blockBytes, 1)),
       block_(AllocateBlock(capacity_)),
       run_{file.GetSize(), 0} {}
 
-void RunWriter::Add(const uint8* record, std::size_t recordSize) {
-  if (used_ == capacity_) Flush();
-  uint8* const place = block_.get() + used_;
-  CopyRecord(place, record, recordSize);
-  if (recordSize < stride_) std::memset(place + recordSize, 0, stride_ - recordSize);
-  used_ += stride_;
-  ++run_.count;
+void RunWriter::Add(const uint8* record, std::size_t bytes) {
+  if (bytes > capacity_ - used_) {
+    Flush();
+    if (bytes > capacity_) {
+      Write(record, bytes);
+      return;
+    }
+  }
+  CopyRecord(block_.get() + used_, record, bytes);
+  used_ += bytes;
+}
+
+void RunWriter::Write(const uint8* bytes, std::size_t count) {
+  file_.Append(bytes, count);
+  timer_.AddSpilledBytes(count);
+  run_.bytes += count;
 }
 
 void RunWriter::Flush() {
-  file_.Append(block_.get(), used_);
-  timer_.AddSpilledBytes(used_);
+  Write(block_.get(), used_);
   used_ = 0;
 }
 
-Run RunWriter::Finish() {
+FileRange RunWriter::Finish() {
   Flush();
   return run_;
 }
 
-std::size_t RunMerger::GetMaxRuns(std::size_t stride, std::size_t bytes) {
-  return std::max<std::size_t>(bytes / std::max(stride, kMinReadBytes), 2);
+std::size_t RunMerger::GetMaxRuns(std::size_t recordBytes, std::size_t bytes) {
+  return std::max<std::size_t>(bytes / std::max(recordBytes, kMinReadBytes), 2);
 }
 
-RunMerger::RunMerger(const RecordOrder& order, SpillFile& file, std::span<const Run> runs,
-                     std::size_t stride, std::size_t bytes, bool removeDuplicates)
-    : order_(order),
-      file_(file),
-      stride_(stride),
-      removeDuplicates_(removeDuplicates),
-      blockRecords_(
-          std::max<std::size_t>(std::min(bytes / runs.size(), kMaxReadBytes) / stride, 1)),
-      blocks_(AllocateBlock(runs.size() * blockRecords_ * stride)),
-      last_(removeDuplicates ? AllocateBlock(stride) : nullptr) {
+RunMerger::RunMerger(const RecordOrder& order, const RecordPacker& packer, const SpillFile& file,
+                     std::span<const FileRange> runs, std::size_t bytes, bool removeDuplicates)
+    : order_(order), packer_(packer), file_(file), removeDuplicates_(removeDuplicates) {
+  const std::size_t blockBytes =
+      RecordBlock::ChooseCapacity(packer, std::min(bytes / runs.size(), kMaxReadBytes));
+  blocks_ = AllocateBlock(runs.size() * blockBytes);
   sources_.reserve(runs.size());
-  uint8* block = blocks_.get();
-  for (const Run& run : runs) {
-    sources_.push_back({0, nullptr, nullptr, block, run});
+  for (const FileRange& run : runs) {
+    uint8* const room = blocks_.get() + sources_.size() * blockBytes;
+    sources_.push_back({0, nullptr, nullptr, RecordBlock(room, blockBytes), run});
     Load(sources_.back());
-    block += blockRecords_ * stride_;
   }
   BuildTree();
 }
 
 void RunMerger::Load(Source& source) {
-  const auto count = static_cast<std::size_t>(std::min<uint64>(source.left.count, blockRecords_));
-  if (count == 0) {
+  if (source.left.bytes == 0) {
     source.record = nullptr;
     source.prefix = kPrefixBehindAll;
     return;
   }
-  file_.Read(source.left.offset, source.block, count * stride_);
-  source.left.offset += count * stride_;
-  source.left.count -= count;
-  source.record = source.block;
-  source.end = source.block + count * stride_;
+  const std::size_t bytes = source.block.Read(packer_, file_, source.left);
+  source.record = source.block.Get();
+  source.end = source.record + bytes;
   source.prefix = order_.Prefix(source.record);
 }
 
 void RunMerger::Advance(Source& source) {
-  source.record += stride_;
+  source.record += packer_.GetPackedBytes(source.record);
   if (source.record == source.end) {
     Load(source);
   } else {
@@ -150,11 +148,20 @@ const uint8* RunMerger::Next() {
     if (hasLast_ && order_.Compare(lastPrefix_, last_.get(), source.prefix, source.record) == 0) {
       continue;
     }
-    std::memcpy(last_.get(), source.record, stride_);
-    lastPrefix_ = source.prefix;
-    hasLast_ = true;
+    KeepLast(source);
     return source.record;
   }
+}
+
+void RunMerger::KeepLast(const Source& source) {
+  const std::size_t bytes = packer_.GetPackedBytes(source.record);
+  if (bytes > lastCapacity_) {
+    last_ = AllocateBlock(bytes);
+    lastCapacity_ = bytes;
+  }
+  std::memcpy(last_.get(), source.record, bytes);
+  lastPrefix_ = source.prefix;
+  hasLast_ = true;
 }
 
 }  // namespace sqxer

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "GatewayBlock.h"
+#include "RecordBlock.h"
 #include "RecordOrder.h"
 #include "SpillFile.h"
 #include "Utility/OperatorTimer.h"
@@ -11,46 +12,41 @@
 
 namespace sqxer {
 
-/// Sorted records that lie one after the other in a spill file.
-struct Run {
-  uint64 offset;
-  uint64 count;
-};
-
-/// Appends one run to a spill file in large writes.
+/// Appends sorted records, a run, to a spill file in large writes.
 class RunWriter {
  public:
-  /// Holds up to `blockBytes` (at least one record) before it writes. The bytes written are charged
-  /// to the timer.
-  RunWriter(SpillFile& file, std::size_t stride, std::size_t blockBytes, OperatorTimer& timer);
-  /// Copies a record of `recordSize` bytes, at most the stride.
-  void Add(const uint8* record, std::size_t recordSize);
+  /// Holds up to `blockBytes` before it writes. The bytes written are charged to the timer.
+  RunWriter(SpillFile& file, std::size_t blockBytes, OperatorTimer& timer);
+  /// Copies a packed record of a multiple of 8 bytes.
+  void Add(const uint8* record, std::size_t bytes);
   /// Writes what is left and returns the run.
-  Run Finish();
+  FileRange Finish();
 
  private:
   void Flush();
+  void Write(const uint8* bytes, std::size_t count);
 
   SpillFile& file_;
   OperatorTimer& timer_;
-  const std::size_t stride_;
   const std::size_t capacity_;
   GatewayBlock block_;
   std::size_t used_ = 0;
-  Run run_;
+  FileRange run_;
 };
 
 /// Reads several runs as one, in order; of equal records those of the earlier run come first.
 class RunMerger {
  public:
-  /// How many runs can be merged at once within a number of bytes: at least two.
-  static std::size_t GetMaxRuns(std::size_t stride, std::size_t bytes);
+  /// How many runs of records of about that size can be merged at once within a number of bytes: at
+  /// least two.
+  static std::size_t GetMaxRuns(std::size_t recordBytes, std::size_t bytes);
 
-  /// Takes blocks of about `bytes` altogether. Order and file must outlive the merger.
-  RunMerger(const RecordOrder& order, SpillFile& file, std::span<const Run> runs,
-            std::size_t stride, std::size_t bytes, bool removeDuplicates);
+  /// Takes blocks of about `bytes` altogether, more where records are longer than their blocks.
+  /// Order (that of packed records), packer and file must outlive the merger.
+  RunMerger(const RecordOrder& order, const RecordPacker& packer, const SpillFile& file,
+            std::span<const FileRange> runs, std::size_t bytes, bool removeDuplicates);
 
-  /// The next record, valid until the next call; null at the end.
+  /// The next packed record, valid until the next call; null at the end.
   const uint8* Next();
 
  private:
@@ -59,8 +55,8 @@ class RunMerger {
     /// Null when the run is used up.
     const uint8* record;
     const uint8* end;
-    uint8* block;
-    Run left;
+    RecordBlock block;
+    FileRange left;
   };
 
   /// A source in the tree, with the prefix of its record: that decides most matches.
@@ -69,6 +65,7 @@ class RunMerger {
     uint32 source;
   };
 
+  void KeepLast(const Source& source);
   bool ComesFirst(const Player& a, const Player& b) const;
   void Load(Source& source);
   void Advance(Source& source);
@@ -76,10 +73,10 @@ class RunMerger {
   void Replay();
 
   const RecordOrder& order_;
-  SpillFile& file_;
-  const std::size_t stride_;
+  const RecordPacker& packer_;
+  const SpillFile& file_;
   const bool removeDuplicates_;
-  std::size_t blockRecords_;
+  /// The blocks of all sources.
   GatewayBlock blocks_;
   std::vector<Source> sources_;
   /// A tree of losers: the match of nodes 2i and 2i+1 is at i, leaves are the sources behind the
@@ -88,6 +85,7 @@ class RunMerger {
   bool started_ = false;
   /// A copy of the record that was returned last, to know its duplicates.
   GatewayBlock last_;
+  std::size_t lastCapacity_ = 0;
   uint64 lastPrefix_ = 0;
   bool hasLast_ = false;
 };

@@ -8,9 +8,10 @@
 #include <string_view>
 #include <utility>
 
-#include "CharacterOrder.h"
+#include "Collation.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
@@ -124,7 +125,7 @@ bool SetJsonErrors(SUSystemConfig& config, const std::string& value) {
 }
 
 bool SetLocale(SUSystemConfig& config, const std::string& value) {
-  const auto locale = value.empty() ? value : LocaleOrder::FindLocale(value);
+  const auto locale = value.empty() ? value : FindLocale(value);
   if (!locale) return false;
   config.locale_ = *locale;
   return true;
@@ -152,7 +153,9 @@ bool SetTempDirectory(SUSystemConfig& config, const std::string& value) {
 
 const SwitchRow kSwitches[] = {
     {"IntegerMathAsDouble", kOnOff,
-     "Compute + - * / and functions such as ABS and MOD of integers in double precision.",
+     "Compute + - * of integers, and what ABS, CEIL, FLOOR, MOD, POW, SQRT and SQUARE make of "
+     "them, in "
+     "double precision; / follows IntegerDivideAsDouble alone.",
      ShowBool<&SUSystemConfig::integerMathAsDouble_>,
      SetBool<&SUSystemConfig::integerMathAsDouble_>},
     {"IntegerDivideAsDouble", kOnOff, "Compute / of integers in double precision: 7 / 2 is 3.5.",
@@ -186,6 +189,10 @@ const SwitchRow kSwitches[] = {
      "Look up substrings as older callers do (ZEPH_SUBSTRING_VELMAR_COMPLIANCE).",
      ShowBool<&SUSystemConfig::substringCompliance_>,
      SetBool<&SUSystemConfig::substringCompliance_>},
+    {"LengthKeepsBlanks", kOnOff,
+     "LENGTH counts the blanks at the end of a text (ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR, "
+     "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR).",
+     ShowBool<&SUSystemConfig::lengthKeepsBlanks_>, SetBool<&SUSystemConfig::lengthKeepsBlanks_>},
     {"TempDirectory", "a folder, or nothing",
      "Where sorting keeps temporary files; nothing is the system's folder.",
      ShowText<&SUSystemConfig::tempDirectory_>, SetTempDirectory},
@@ -223,9 +230,18 @@ void SUSystemConfig::Set(const std::string& name, const std::string& value) {
   SUGThrow(ErrorMessage(58040, {Wide(name)}));
 }
 
-bool SUCompatFlag::GetBool(const char* name) {
-  return std::string_view(name) == "ZEPH_SUBSTRING_VELMAR_COMPLIANCE" &&
-         SUSystemConfig::GetSystemConfig().substringCompliance_;
+SUSystemConfig SUSystemConfig::Checked() const {
+  SUSystemConfig checked;
+  for (const SwitchRow& row : kSwitches) checked.Set(row.name, row.show(*this));
+  return checked;
 }
+
+bool SUSystemConfig::GetCompatFlag(std::string_view name) const {
+  if (name == "ZEPH_SUBSTRING_VELMAR_COMPLIANCE") return substringCompliance_;
+  return lengthKeepsBlanks_ && (name == "ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR" ||
+                                name == "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR");
+}
+
+bool SUCompatFlag::GetBool(const char* name) { return Settings::Current()->GetCompatFlag(name); }
 
 }  // namespace sqxer

@@ -5,56 +5,72 @@
 #include <cstring>
 #include <limits>
 
-#include "CopyRecord.h"
-
 namespace sqxer {
 
 namespace {
 
 constexpr std::size_t kFirstCapacity = 16;
 
+/// Moves a block's leading bytes to a larger one.
+void Enlarge(GatewayBlock& block, std::size_t used, std::size_t bytes) {
+  GatewayBlock larger = AllocateBlock(bytes);
+  if (used > 0) std::memcpy(larger.get(), block.get(), used);
+  block = std::move(larger);
+}
+
+/// Twice as much as before within a limit; where that is too little an eighth more than is needed.
+std::size_t ChooseCapacity(std::size_t before, std::size_t needed, std::size_t most) {
+  const std::size_t capacity = std::min(2 * before, most);
+  return capacity >= needed ? capacity : needed + needed / 8;
+}
+
 }  // namespace
 
-SortBuffer::SortBuffer(const RecordOrder& order, uint32 recordSize, bool removeDuplicates,
+SortBuffer::SortBuffer(const RecordOrder& order, const RecordPacker& packer, bool removeDuplicates,
                        bool keepInputOrder)
     : order_(order),
-      recordSize_(recordSize),
-      stride_((std::size_t{recordSize} + 7) / 8 * 8),
+      packer_(packer),
       removeDuplicates_(removeDuplicates),
       keepInputOrder_(keepInputOrder) {}
 
 void SortBuffer::Reset(std::size_t bytes) {
-  count_ = 0;
-  maxRecords_ = std::clamp<std::size_t>(bytes / (stride_ + sizeof(Entry)), 2,
-                                        std::numeric_limits<uint32>::max());
-  if (capacity_ > maxRecords_) Release();
+  constexpr std::size_t kMostBytes = std::numeric_limits<uint32>::max() * kPlaceBytes;
+  count_ = used_ = 0;
+  const std::size_t least = kLeastRecords * (packer_.GetLeastBytes() + sizeof(Entry));
+  left_ = maxBytes_ = std::clamp(bytes, least, kMostBytes);
+  if (recordsCapacity_ + entriesCapacity_ * sizeof(Entry) > maxBytes_ + maxBytes_ / 4) Release();
 }
 
 void SortBuffer::Release() {
   records_.reset();
   entries_.reset();
-  capacity_ = 0;
-  count_ = 0;
+  recordsCapacity_ = entriesCapacity_ = 0;
+  count_ = used_ = 0;
 }
 
-void SortBuffer::Grow() {
-  const std::size_t capacity = std::min(std::max(2 * capacity_, kFirstCapacity), maxRecords_);
-  GatewayBlock records = AllocateBlock(capacity * stride_);
-  GatewayBlock entries = AllocateBlock(capacity * sizeof(Entry));
-  if (count_ > 0) {
-    std::memcpy(records.get(), records_.get(), count_ * stride_);
-    std::memcpy(entries.get(), entries_.get(), count_ * sizeof(Entry));
-  }
-  records_ = std::move(records);
-  entries_ = std::move(entries);
-  capacity_ = capacity;
+void SortBuffer::Grow(std::size_t recordBytes) {
+  if (recordBytes > recordsCapacity_ - used_) GrowRecords(recordBytes);
+  if (count_ == entriesCapacity_) GrowEntries();
 }
 
-void SortBuffer::Add(const uint8* record, uint64 prefix) {
-  if (count_ == capacity_) Grow();
-  CopyRecord(RecordAt(count_), record, recordSize_);
-  Entries()[count_] = {prefix, static_cast<uint32>(count_), false};
-  ++count_;
+void SortBuffer::GrowRecords(std::size_t recordBytes) {
+  // Records of one size leave to the entries what these will need; others what they have.
+  const std::size_t least = packer_.GetLeastBytes();
+  const std::size_t most = packer_.IsPacking()
+                               ? maxBytes_ - std::min(maxBytes_, entriesCapacity_ * sizeof(Entry))
+                               : maxBytes_ / (least + sizeof(Entry)) * least;
+  recordsCapacity_ = ChooseCapacity(std::max(recordsCapacity_, kFirstCapacity / 2 * least),
+                                    used_ + recordBytes, most);
+  Enlarge(records_, used_, recordsCapacity_);
+}
+
+void SortBuffer::GrowEntries() {
+  const std::size_t most = packer_.IsPacking()
+                               ? (maxBytes_ - std::min(maxBytes_, recordsCapacity_)) / sizeof(Entry)
+                               : maxBytes_ / (packer_.GetLeastBytes() + sizeof(Entry));
+  entriesCapacity_ =
+      ChooseCapacity(std::max(entriesCapacity_, kFirstCapacity / 2), count_ + 1, most);
+  Enlarge(entries_, count_ * sizeof(Entry), entriesCapacity_ * sizeof(Entry));
 }
 
 void SortBuffer::Sort(uint64 limit) {
@@ -90,7 +106,7 @@ void SortBuffer::ResolveTies(std::span<Entry> tied, std::size_t key) {
   } else if (key + 1 == keys.GetCount()) {
     SettleEquals(tied);
   } else {
-    for (Entry& entry : tied) entry.prefix = keys.Get(key + 1).SortPrefix(RecordAt(entry.index));
+    for (Entry& entry : tied) entry.prefix = keys.Get(key + 1).SortPrefix(RecordAt(entry.place));
     SortByKey(tied, key + 1);
   }
 }
@@ -114,26 +130,42 @@ void SortBuffer::SettleEquals(std::span<Entry> equals) {
   if (equals.size() < 2) return;
   if (removeDuplicates_) {
     for (Entry& entry : equals) entry.dropped = true;
-    std::ranges::min_element(equals, {}, &Entry::index)->dropped = false;
+    std::ranges::min_element(equals, {}, &Entry::place)->dropped = false;
   } else if (keepInputOrder_) {
     boost::sort::pdqsort_branchless(
         equals.begin(), equals.end(),
-        [](const Entry& a, const Entry& b) { return a.index < b.index; });
+        [](const Entry& a, const Entry& b) { return a.place < b.place; });
   }
 }
 
 int SortBuffer::CompareFrom(std::size_t firstKey, const Entry& a, const Entry& b) const {
-  return order_.GetKeys().CompareFrom(firstKey, RecordAt(a.index), RecordAt(b.index));
+  return order_.GetKeys().CompareFrom(firstKey, RecordAt(a.place), RecordAt(b.place));
 }
+
+std::size_t SortBuffer::CountKeptBytes() const {
+  std::size_t bytes = count_ * sizeof(Entry);
+  if (!packer_.IsPacking()) return bytes + count_ * packer_.GetLeastBytes();
+  for (const Entry& entry : std::span(Entries(), count_)) {
+    bytes += packer_.GetPackedBytes(RecordAt(entry.place));
+  }
+  return bytes;
+}
+
+bool SortBuffer::IsHalfEmpty() const { return CountKeptBytes() <= maxBytes_ / 2; }
 
 void SortBuffer::Compact() {
   const std::span<Entry> kept(Entries(), count_);
-  std::ranges::sort(kept, {}, &Entry::index);
-  for (std::size_t i = 0; i < count_; ++i) {
-    const uint8* const from = RecordAt(kept[i].index);
-    if (kept[i].index != i) std::memcpy(RecordAt(i), from, recordSize_);
-    kept[i] = {order_.Prefix(RecordAt(i)), static_cast<uint32>(i), false};
+  std::ranges::sort(kept, {}, &Entry::place);
+  used_ = 0;
+  for (Entry& entry : kept) {
+    const uint8* const from = RecordAt(entry.place);
+    uint8* const to = records_.get() + used_;
+    const std::size_t bytes = packer_.GetPackedBytes(from);
+    if (to != from) std::memmove(to, from, bytes);
+    entry = {order_.Prefix(to), static_cast<uint32>(used_ / kPlaceBytes), false};
+    used_ += bytes;
   }
+  left_ = maxBytes_ - used_ - count_ * sizeof(Entry);
 }
 
 }  // namespace sqxer

@@ -1,19 +1,23 @@
 #pragma once
 
+#include <algorithm>
 #include <span>
 
 #include "GatewayBlock.h"
 #include "RecordOrder.h"
+#include "Utility/RecordPacker.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
 
-/// Records in memory and an index that is sorted in their place. Takes memory as records come, up
-/// to a number of bytes that holds at least two records.
+/// Packed records in memory and an index that is sorted in their place. Takes memory as records
+/// come, up to a number of bytes (an eighth more where their sizes differ) and for two records in
+/// any case.
 class SortBuffer {
  public:
-  /// The order must outlive the buffer. See SqrtSorter for the two switches.
-  SortBuffer(const RecordOrder& order, uint32 recordSize, bool removeDuplicates,
+  /// The order (that of packed records) and the packer must outlive the buffer, and change only
+  /// before a Reset. See SqrtSorter for the two switches.
+  SortBuffer(const RecordOrder& order, const RecordPacker& packer, bool removeDuplicates,
              bool keepInputOrder);
 
   /// Empties the buffer and lets it grow to `bytes`. Memory is kept unless it is more than that.
@@ -21,14 +25,25 @@ class SortBuffer {
   /// Empties the buffer and returns its memory.
   void Release();
 
-  bool IsFull() const { return count_ == maxRecords_; }
+  bool HasRoom(std::size_t recordBytes) const {
+    return recordBytes + sizeof(Entry) <= left_ || count_ < kLeastRecords;
+  }
   std::size_t GetCount() const { return count_; }
-  std::size_t GetMaxRecords() const { return maxRecords_; }
-  /// Bytes from one record to the next, here and in runs: a multiple of 8.
-  std::size_t GetStride() const { return stride_; }
+  /// After Sort: no more than half of the room is used.
+  bool IsHalfEmpty() const;
 
-  /// Copies a record into a buffer that is not full.
-  void Add(const uint8* record, uint64 prefix);
+  /// The place for a packed record of so many bytes, a multiple of 8, in a buffer that has room for
+  /// it.
+  uint8* Add(std::size_t recordBytes, uint64 prefix) {
+    if (recordBytes > recordsCapacity_ - used_ || count_ == entriesCapacity_) [[unlikely]]
+      Grow(recordBytes);
+    const std::size_t at = used_;
+    Entries()[count_++] = {prefix, static_cast<uint32>(at / kPlaceBytes), false};
+    used_ += recordBytes;
+    const std::size_t taken = recordBytes + sizeof(Entry);
+    left_ -= std::min(left_, taken);
+    return records_.get() + at;
+  }
 
   /// Puts the records in order. Drops duplicates (when told so) and all beyond the first `limit` (0
   /// keeps all); what stays is counted by GetCount. To add more records after it call Compact.
@@ -36,23 +51,30 @@ class SortBuffer {
   /// The record at a place in the order, after Sort.
   const uint8* GetSorted(std::size_t place) const {
     // The records lie in input order: without this every read would wait for memory.
-    if (place + 8 < count_) __builtin_prefetch(RecordAt(Entries()[place + 8].index));
-    return RecordAt(Entries()[place].index);
+    if (place + 8 < count_) __builtin_prefetch(RecordAt(Entries()[place + 8].place));
+    return RecordAt(Entries()[place].place);
   }
   /// Makes the room of dropped records free again, after Sort. The records that stay keep the order
   /// in which they went in.
   void Compact();
 
  private:
+  static constexpr std::size_t kPlaceBytes = 8;
+  static constexpr std::size_t kLeastRecords = 2;
+
   struct Entry {
     uint64 prefix;
-    uint32 index;
+    /// Where the record starts, in units of 8 bytes: earlier records have smaller ones.
+    uint32 place;
     bool dropped;
   };
 
   Entry* Entries() const { return reinterpret_cast<Entry*>(entries_.get()); }
-  uint8* RecordAt(std::size_t index) const { return records_.get() + index * stride_; }
-  void Grow();
+  uint8* RecordAt(uint32 place) const { return records_.get() + place * kPlaceBytes; }
+  std::size_t CountKeptBytes() const;
+  void Grow(std::size_t recordBytes);
+  void GrowRecords(std::size_t recordBytes);
+  void GrowEntries();
   void SortByKey(std::span<Entry> range, std::size_t key);
   void ResolveTies(std::span<Entry> tied, std::size_t key);
   void SortByRecords(std::span<Entry> range, std::size_t firstKey);
@@ -60,15 +82,19 @@ class SortBuffer {
   int CompareFrom(std::size_t firstKey, const Entry& a, const Entry& b) const;
 
   const RecordOrder& order_;
-  const std::size_t recordSize_;
-  const std::size_t stride_;
+  const RecordPacker& packer_;
   const bool removeDuplicates_;
   const bool keepInputOrder_;
-  std::size_t maxRecords_ = 0;
-  std::size_t capacity_ = 0;
+  std::size_t maxBytes_ = 0;
+  /// Of these.
+  std::size_t left_ = 0;
   std::size_t count_ = 0;
+  /// Bytes of the records in the block.
+  std::size_t used_ = 0;
   GatewayBlock records_;
+  std::size_t recordsCapacity_ = 0;
   GatewayBlock entries_;
+  std::size_t entriesCapacity_ = 0;
 };
 
 }  // namespace sqxer

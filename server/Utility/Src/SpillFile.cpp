@@ -10,7 +10,6 @@
 
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
-#include "Utility/SUSystemConfig.h"
 #include "Utility/SystemUtility.h"
 
 namespace sqxer {
@@ -31,8 +30,7 @@ int OpenNameless(const char* folder) {
 
 SpillFile::Calls calls{&OpenNameless, &pwrite, &pread};
 
-std::string ChooseFolder() {
-  const std::string& configured = SUSystemConfig::GetSystemConfig().tempDirectory_;
+std::string ChooseFolder(const std::string& configured) {
   if (!configured.empty()) return configured;
   const char* system = std::getenv("TMPDIR");
   return system != nullptr && *system != '\0' ? system : "/tmp";
@@ -44,7 +42,8 @@ SpillFile::Calls SpillFile::SetCalls(const Calls& replacement) {
   return std::exchange(calls, replacement);
 }
 
-SpillFile::SpillFile() : folder_(ChooseFolder()), file_(calls.open(folder_.c_str())) {
+SpillFile::SpillFile(const std::string& folder)
+    : folder_(ChooseFolder(folder)), file_(calls.open(folder_.c_str())) {
   if (file_ < 0) ThrowFailure(errno);
 }
 

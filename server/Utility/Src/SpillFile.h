@@ -24,8 +24,9 @@ class XEUTILITY_API SpillFile {
   /// Replaces them (tests do, to fill the disk) and returns those before.
   static Calls SetCalls(const Calls& calls);
 
-  /// Opens in the configured folder, else in TMPDIR, else in /tmp.
-  SpillFile();
+  /// Opens in a folder, such as that of the switch TempDirectory; where that is empty in TMPDIR,
+  /// else in /tmp.
+  explicit SpillFile(const std::string& folder);
   ~SpillFile();
   SpillFile(const SpillFile&) = delete;
   SpillFile& operator=(const SpillFile&) = delete;

@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "CopyRecord.h"
 #include "RecordOrder.h"
 #include "RunMerger.h"
 #include "SortBuffer.h"
@@ -38,12 +37,14 @@ struct SqrtSorter::State {
   /// kIdle also stands for "an error came through": only BeginInput leads on from it.
   enum class Phase { kIdle, kInput, kOutput };
 
-  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder)
-      : recordSize(size),
+  State(uint32 size, OperatorTimer& operatorTimer, bool removeDuplicates, bool keepInputOrder,
+        SettingsRef takenSettings)
+      : settings(std::move(takenSettings)),
+        recordSize(size),
         unique(removeDuplicates),
         timer(operatorTimer),
         initialBytes(GetInitialBufferBytes()),
-        buffer(order, size, removeDuplicates, keepInputOrder) {}
+        buffer(order, packer, removeDuplicates, keepInputOrder) {}
 
   void Forget();
   void Sort();
@@ -52,23 +53,29 @@ struct SqrtSorter::State {
   void MergeUntilOnePassIsLeft();
   std::size_t GetWriteBytes() const { return std::min(bufferBytes / 4, kMaxWriteBytes); }
 
-  const std::size_t recordSize;
+  const SettingsRef settings;
+  const uint32 recordSize;
   const bool unique;
   OperatorTimer& timer;
   std::size_t initialBytes;
   std::size_t mostBytes = kMaxBufferBytes;
   uint64 limit = 0;
   bool hasKeys = false;
+  RecordPacker packer;
+  /// That of records as they come and go, and that of packed ones.
+  RecordOrder recordOrder;
   RecordOrder order;
 
   Phase phase = Phase::kIdle;
   std::size_t bufferBytes = 0;
   SortBuffer buffer;
-  /// The last of `limit` records seen so far: what does not come before it is not wanted.
+  /// The last of `limit` records seen so far, not packed: what does not come before it is not
+  /// wanted.
   std::vector<uint8> cutoff;
   uint64 cutoffPrefix = 0;
   std::optional<SpillFile> file;
-  std::vector<Run> runs;
+  std::vector<FileRange> runs;
+  uint64 recordsInRuns = 0;
   /// The last record of the last run.
   std::vector<uint8> runEnd;
   std::optional<RunMerger> merger;
@@ -78,6 +85,7 @@ struct SqrtSorter::State {
 void SqrtSorter::State::Forget() {
   merger.reset();
   runs.clear();
+  recordsInRuns = 0;
   file.reset();
   cutoff.clear();
   returned = 0;
@@ -89,7 +97,8 @@ void SqrtSorter::State::Sort() {
   buffer.Sort(limit);
   if (limit == 0 || buffer.GetCount() < limit) return;
   const uint8* const last = buffer.GetSorted(buffer.GetCount() - 1);
-  cutoff.assign(last, last + recordSize);
+  cutoff.resize(recordSize);
+  packer.Unpack(last, cutoff.data());
   cutoffPrefix = order.Prefix(last);
 }
 
@@ -100,7 +109,7 @@ void SqrtSorter::State::MakeRoom() {
     Sort();
     // Duplicates and what lies beyond the limit are gone. Where little is left, nothing needs to
     // go to disk.
-    if (buffer.GetCount() <= buffer.GetMaxRecords() / 2) {
+    if (buffer.IsHalfEmpty()) {
       buffer.Compact();
     } else {
       Spill();
@@ -112,41 +121,45 @@ void SqrtSorter::State::MakeRoom() {
 }
 
 void SqrtSorter::State::Spill() {
-  if (!file) file.emplace();
-  RunWriter writer(*file, buffer.GetStride(), GetWriteBytes(), timer);
-  for (std::size_t i = 0; i < buffer.GetCount(); ++i) writer.Add(buffer.GetSorted(i), recordSize);
+  if (!file) file.emplace(settings->GetSwitches().tempDirectory_);
+  RunWriter writer(*file, GetWriteBytes(), timer);
+  for (std::size_t i = 0; i < buffer.GetCount(); ++i) {
+    const uint8* const record = buffer.GetSorted(i);
+    writer.Add(record, packer.GetPackedBytes(record));
+  }
+  recordsInRuns += buffer.GetCount();
   // Input that comes in order makes one long run, of which nothing is left to merge.
   const bool goesOn = !runs.empty() && order.Compare(runEnd.data(), buffer.GetSorted(0)) <= 0;
-  const Run run = writer.Finish();
+  const FileRange run = writer.Finish();
   if (goesOn) {
-    runs.back().count += run.count;
+    runs.back().bytes += run.bytes;
   } else {
     runs.push_back(run);
   }
   const uint8* const last = buffer.GetSorted(buffer.GetCount() - 1);
-  runEnd.assign(last, last + recordSize);
+  runEnd.assign(last, last + packer.GetPackedBytes(last));
 }
 
 void SqrtSorter::State::MergeUntilOnePassIsLeft() {
-  const std::size_t stride = buffer.GetStride();
-  const std::size_t maxRuns = RunMerger::GetMaxRuns(stride, bufferBytes);
+  const auto recordBytes = static_cast<std::size_t>(file->GetSize() / recordsInRuns);
+  const std::size_t maxRuns = RunMerger::GetMaxRuns(recordBytes, bufferBytes);
   while (runs.size() > maxRuns) {
     // Neighbours are merged, so that equal records keep their order.
-    std::vector<Run> merged;
+    std::vector<FileRange> merged;
     for (std::size_t from = 0; from < runs.size(); from += maxRuns) {
       const std::size_t count = std::min(maxRuns, runs.size() - from);
       if (count == 1) {
         merged.push_back(runs[from]);
         continue;
       }
-      RunMerger source(order, *file, std::span(runs).subspan(from, count), stride, bufferBytes,
+      RunMerger source(order, packer, *file, std::span(runs).subspan(from, count), bufferBytes,
                        unique);
-      RunWriter writer(*file, stride, GetWriteBytes(), timer);
+      RunWriter writer(*file, GetWriteBytes(), timer);
       uint64 written = 0;
       while (limit == 0 || written++ < limit) {
         const uint8* const record = source.Next();
         if (record == nullptr) break;
-        writer.Add(record, stride);
+        writer.Add(record, packer.GetPackedBytes(record));
       }
       merged.push_back(writer.Finish());
     }
@@ -155,8 +168,9 @@ void SqrtSorter::State::MergeUntilOnePassIsLeft() {
 }
 
 SqrtSorter::SqrtSorter(uint32 recordSize, OperatorTimer& timer, bool removeDuplicates,
-                       bool keepInputOrder)
-    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder)) {
+                       bool keepInputOrder, SettingsRef settings)
+    : state_(std::make_unique<State>(recordSize, timer, removeDuplicates, keepInputOrder,
+                                     std::move(settings))) {
   XE_ASSERT(recordSize > 0);
 }
 
@@ -166,7 +180,9 @@ void SqrtSorter::SetRowIdSorterMetadata(const KeySet& keys, const XeRecordMetaDa
   XE_ASSERT(state_->phase != State::Phase::kInput);
   XE_ASSERT(layout.GetBinaryRecordSize() <= state_->recordSize);
   state_->phase = State::Phase::kIdle;
-  state_->order = RecordOrder(keys);
+  state_->packer = RecordPacker(state_->recordSize, layout);
+  state_->recordOrder = RecordOrder(keys);
+  state_->order = RecordOrder(state_->packer.PackKeys(keys));
   state_->hasKeys = true;
 }
 
@@ -191,13 +207,14 @@ void SqrtSorter::BeginInput() {
 void SqrtSorter::SortRecord(const uint8* record) {
   State& state = *state_;
   XE_ASSERT(state.phase == State::Phase::kInput);
-  const uint64 prefix = state.order.Prefix(record);
+  const uint64 prefix = state.recordOrder.Prefix(record);
   if (!state.cutoff.empty() &&
-      state.order.Compare(prefix, record, state.cutoffPrefix, state.cutoff.data()) >= 0) {
+      state.recordOrder.Compare(prefix, record, state.cutoffPrefix, state.cutoff.data()) >= 0) {
     return;
   }
-  if (state.buffer.IsFull()) state.MakeRoom();
-  state.buffer.Add(record, prefix);
+  const std::size_t bytes = state.packer.Measure(record);
+  if (!state.buffer.HasRoom(bytes)) state.MakeRoom();
+  state.packer.Pack(record, state.buffer.Add(bytes, prefix), bytes);
 }
 
 void SqrtSorter::EndInput() {
@@ -211,8 +228,8 @@ void SqrtSorter::EndInput() {
     if (state.buffer.GetCount() > 0) state.Spill();
     state.buffer.Release();
     state.MergeUntilOnePassIsLeft();
-    state.merger.emplace(state.order, *state.file, state.runs, state.buffer.GetStride(),
-                         state.bufferBytes, state.unique);
+    state.merger.emplace(state.order, state.packer, *state.file, state.runs, state.bufferBytes,
+                         state.unique);
   }
   state.phase = State::Phase::kOutput;
 }
@@ -230,7 +247,7 @@ bool SqrtSorter::GetRecord(uint8* record) {
     next = state.buffer.GetSorted(state.returned);
   }
   if (next == nullptr) return false;
-  CopyRecord(record, next, state.recordSize);
+  state.packer.Unpack(next, record);
   ++state.returned;
   return true;
 }

@@ -1,10 +1,10 @@
 #include "Utility/XeDateTime.h"
 
 #include <algorithm>
+#include <array>
 
 #include "DateRange.h"
 #include "Utility/DateTimeMetaData.h"
-#include "Utility/SUSystemConfig.h"
 #include "Utility/XeCalendar.h"
 #include "Utility/XeIntlDateTimeMgr.h"
 
@@ -14,17 +14,13 @@ namespace {
 
 constexpr XeYearDivision kCalendarYear(1);
 
-XeYearDivision FiscalYearDivision() {
-  return XeYearDivision(SUSystemConfig::GetSystemConfig().fiscalYearStartMonth_);
-}
-
-const XeString& MonthName(const XeDate& date, const XeString& (*name)(int month)) {
+const XeString& MonthName(const XeDate& date, const std::array<XeString, 12>& names) {
   XeCalendar::RequireDay(date);
-  return name(date.GetMonth());
+  return names[static_cast<std::size_t>(date.GetMonth()) - 1];
 }
 
-const XeString& DayName(const XeDate& date, const XeString& (*name)(int dayOfWeek)) {
-  return name(XeCalendar::DayOfWeek(date));
+const XeString& DayName(const XeDate& date, const std::array<XeString, 7>& names) {
+  return names[static_cast<std::size_t>(XeCalendar::DayOfWeek(date)) - 1];
 }
 
 void PutName(const XeString& name, wchar_t* out, uint32 capacity) {
@@ -130,48 +126,52 @@ int XeDateTime::WeekOfTheMonth(int firstDayOfWeek) const {
 
 int XeDateTime::DayOfTheWeek() const { return XeCalendar::DayOfWeek(GetDate()); }
 
-int XeDateTime::FiscalYear() const { return FiscalYearDivision().GetYear(GetDate()); }
+int XeDateTime::FiscalYear(XeYearDivision fiscal) const { return fiscal.GetYear(GetDate()); }
 
-int XeDateTime::FiscalMonth() const { return FiscalYearDivision().GetMonth(GetDate()); }
+int XeDateTime::FiscalMonth(XeYearDivision fiscal) const { return fiscal.GetMonth(GetDate()); }
 
-int XeDateTime::FiscalQuarterOfTheYear() const {
-  return FiscalYearDivision().GetQuarter(GetDate());
+int XeDateTime::FiscalQuarterOfTheYear(XeYearDivision fiscal) const {
+  return fiscal.GetQuarter(GetDate());
 }
 
-int XeDateTime::FiscalWeekOfTheYear(int firstDayOfWeek) const {
-  return FiscalYearDivision().GetWeek(XeYearDivision::kYear, GetDate(), firstDayOfWeek);
+int XeDateTime::FiscalWeekOfTheYear(int firstDayOfWeek, XeYearDivision fiscal) const {
+  return fiscal.GetWeek(XeYearDivision::kYear, GetDate(), firstDayOfWeek);
 }
 
-int XeDateTime::FiscalDayOfTheYear() const {
-  return FiscalYearDivision().GetDay(XeYearDivision::kYear, GetDate());
+int XeDateTime::FiscalDayOfTheYear(XeYearDivision fiscal) const {
+  return fiscal.GetDay(XeYearDivision::kYear, GetDate());
 }
 
-int XeDateTime::FiscalMonthOfTheQuarter() const {
-  return FiscalYearDivision().GetMonthOfQuarter(GetDate());
+int XeDateTime::FiscalMonthOfTheQuarter(XeYearDivision fiscal) const {
+  return fiscal.GetMonthOfQuarter(GetDate());
 }
 
-int XeDateTime::FiscalWeekOfTheQuarter(int firstDayOfWeek) const {
-  return FiscalYearDivision().GetWeek(XeYearDivision::kQuarter, GetDate(), firstDayOfWeek);
+int XeDateTime::FiscalWeekOfTheQuarter(int firstDayOfWeek, XeYearDivision fiscal) const {
+  return fiscal.GetWeek(XeYearDivision::kQuarter, GetDate(), firstDayOfWeek);
 }
 
-int XeDateTime::FiscalDayOfTheQuarter() const {
-  return FiscalYearDivision().GetDay(XeYearDivision::kQuarter, GetDate());
+int XeDateTime::FiscalDayOfTheQuarter(XeYearDivision fiscal) const {
+  return fiscal.GetDay(XeYearDivision::kQuarter, GetDate());
 }
 
-void XeDateTime::LongNameOfTheMonth(wchar_t* name, uint32 capacity) const {
-  PutName(MonthName(GetDate(), XeIntlDateTimeMgr::GetLongMonthName), name, capacity);
+void XeDateTime::LongNameOfTheMonth(const CalendarNames& names, wchar_t* name,
+                                    uint32 capacity) const {
+  PutName(MonthName(GetDate(), names.longMonths), name, capacity);
 }
 
-void XeDateTime::ShortNameOfTheMonth(wchar_t* name, uint32 capacity) const {
-  PutName(MonthName(GetDate(), XeIntlDateTimeMgr::GetShortMonthName), name, capacity);
+void XeDateTime::ShortNameOfTheMonth(const CalendarNames& names, wchar_t* name,
+                                     uint32 capacity) const {
+  PutName(MonthName(GetDate(), names.shortMonths), name, capacity);
 }
 
-void XeDateTime::LongNameOfTheDay(wchar_t* name, uint32 capacity) const {
-  PutName(DayName(GetDate(), XeIntlDateTimeMgr::GetLongDayName), name, capacity);
+void XeDateTime::LongNameOfTheDay(const CalendarNames& names, wchar_t* name,
+                                  uint32 capacity) const {
+  PutName(DayName(GetDate(), names.longDays), name, capacity);
 }
 
-void XeDateTime::ShortNameOfTheDay(wchar_t* name, uint32 capacity) const {
-  PutName(DayName(GetDate(), XeIntlDateTimeMgr::GetShortDayName), name, capacity);
+void XeDateTime::ShortNameOfTheDay(const CalendarNames& names, wchar_t* name,
+                                   uint32 capacity) const {
+  PutName(DayName(GetDate(), names.shortDays), name, capacity);
 }
 
 void XeDateTime::AddMilliseconds(int64 count) { AddClockTime(*this, count, kMilliseconds); }

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <span>
 #include <string>
@@ -16,34 +16,27 @@
 #include <vector>
 
 #include "EnglishDateNames.h"
-#include "Utility/SUSystemConfig.h"
+#include "IcuStatus.h"
+#include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
 
 namespace {
 
-/// What one locale says.
-struct LocaleNames {
-  std::array<XeString, 12> longMonths;
-  std::array<XeString, 12> shortMonths;
-  std::array<XeString, 7> longDays;
-  std::array<XeString, 7> shortDays;
-  int firstDayOfWeek = 1;
+uint32 LengthOfLongest(const CalendarNames& names) {
   uint32 longest = 0;
-
-  void Measure() {
-    const auto measure = [this](std::span<const XeString> names) {
-      for (const XeString& name : names) {
-        longest = std::max(longest, static_cast<uint32>(name.size()));
-      }
-    };
-    measure(longMonths);
-    measure(shortMonths);
-    measure(longDays);
-    measure(shortDays);
-  }
-};
+  const auto measure = [&longest](std::span<const XeString> some) {
+    for (const XeString& name : some) {
+      longest = std::max(longest, static_cast<uint32>(name.size()));
+    }
+  };
+  measure(names.longMonths);
+  measure(names.shortMonths);
+  measure(names.longDays);
+  measure(names.shortDays);
+  return longest;
+}
 
 template <std::size_t N>
 void PutEnglishNames(const std::array<std::wstring_view, N>& names, std::array<XeString, N>& whole,
@@ -54,21 +47,25 @@ void PutEnglishNames(const std::array<std::wstring_view, N>& names, std::array<X
   });
 }
 
-LocaleNames EnglishNames() {
-  LocaleNames names;
+CalendarNames EnglishNames() {
+  CalendarNames names;
   PutEnglishNames(kEnglishMonthNames, names.longMonths, names.shortMonths);
   PutEnglishNames(kEnglishDayNames, names.longDays, names.shortDays);
   return names;
 }
 
-/// The configuration takes known locales only, for which none of these calls fails.
+/// Settings take known locales only, for which none of these calls fails while there is memory.
 void RequireSuccess(UErrorCode status) {
+  ThrowIfOutOfMemory(status);
   if (U_FAILURE(status)) XeLogicError("no calendar of the configured locale");
 }
 
 XeString ReadSymbol(const UDateFormat* format, UDateFormatSymbolType type, int32_t index) {
   UErrorCode status = U_ZERO_ERROR;
   const int32_t length = udat_getSymbols(format, type, index, nullptr, 0, &status);
+  ThrowIfOutOfMemory(status);
+  // No name is empty, unless memory did not do for it.
+  if (length <= 0) throw std::bad_alloc();
   status = U_ZERO_ERROR;
   std::vector<UChar> units(static_cast<std::size_t>(length) + 1);
   udat_getSymbols(format, type, index, units.data(), length + 1, &status);
@@ -88,7 +85,7 @@ void ReadSymbols(const UDateFormat* format, UDateFormatSymbolType type, int32_t 
   for (XeString& name : names) name = ReadSymbol(format, type, first++);
 }
 
-LocaleNames ReadNames(const std::string& locale) {
+CalendarNames ReadNames(const std::string& locale) {
   // Some locales count by another calendar by themselves, with months of other names.
   char gregorian[ULOC_FULLNAME_CAPACITY + ULOC_KEYWORD_AND_VALUES_CAPACITY] = {};
   locale.copy(gregorian, ULOC_FULLNAME_CAPACITY);
@@ -96,53 +93,32 @@ LocaleNames ReadNames(const std::string& locale) {
   uloc_setKeywordValue("calendar", "gregorian", gregorian, sizeof gregorian, &status);
   RequireSuccess(status);
 
-  LocaleNames names;
+  CalendarNames names;
   constexpr UChar kZone[] = u"UTC";
-  UDateFormat* const format =
-      udat_open(UDAT_SHORT, UDAT_SHORT, gregorian, kZone, -1, nullptr, 0, &status);
+  const icu::LocalUDateFormatPointer format(
+      udat_open(UDAT_SHORT, UDAT_SHORT, gregorian, kZone, -1, nullptr, 0, &status));
   RequireSuccess(status);
-  ReadSymbols(format, UDAT_STANDALONE_MONTHS, 0, names.longMonths);
-  ReadSymbols(format, UDAT_STANDALONE_SHORT_MONTHS, 0, names.shortMonths);
-  ReadSymbols(format, UDAT_STANDALONE_WEEKDAYS, 1, names.longDays);
-  ReadSymbols(format, UDAT_STANDALONE_SHORT_WEEKDAYS, 1, names.shortDays);
-  udat_close(format);
+  const UDateFormat* const formats = format.getAlias();
+  RequireLocale(locale, udat_getLocaleByType(formats, ULOC_VALID_LOCALE, &status));
+  ReadSymbols(formats, UDAT_STANDALONE_MONTHS, 0, names.longMonths);
+  ReadSymbols(formats, UDAT_STANDALONE_SHORT_MONTHS, 0, names.shortMonths);
+  ReadSymbols(formats, UDAT_STANDALONE_WEEKDAYS, 1, names.longDays);
+  ReadSymbols(formats, UDAT_STANDALONE_SHORT_WEEKDAYS, 1, names.shortDays);
 
-  UCalendar* const calendar = ucal_open(kZone, -1, gregorian, UCAL_GREGORIAN, &status);
+  const icu::LocalUCalendarPointer calendar(
+      ucal_open(kZone, -1, gregorian, UCAL_GREGORIAN, &status));
   RequireSuccess(status);
-  names.firstDayOfWeek = ucal_getAttribute(calendar, UCAL_FIRST_DAY_OF_WEEK);
-  ucal_close(calendar);
+  RequireLocale(locale, ucal_getLocaleByType(calendar.getAlias(), ULOC_VALID_LOCALE, &status));
+  names.firstDayOfWeek = ucal_getAttribute(calendar.getAlias(), UCAL_FIRST_DAY_OF_WEEK);
   return names;
 }
 
-/// Read by evaluations on any thread; none is ever destroyed, so one in use outlives a change of
-/// the configuration.
-std::atomic<const LocaleNames*> currentNames{nullptr};
-
 struct KnownLocales {
   std::mutex mutex;
-  std::map<std::string, LocaleNames> names;
+  std::map<std::string, CalendarNames> names;
 };
 
-const LocaleNames* FindNames(const std::string& locale) {
-  static auto* const known = new KnownLocales;
-  const std::lock_guard lock(known->mutex);
-  auto place = known->names.find(locale);
-  if (place == known->names.end()) {
-    LocaleNames names = locale.empty() ? EnglishNames() : ReadNames(locale);
-    names.Measure();
-    place = known->names.emplace(locale, std::move(names)).first;
-  }
-  return &place->second;
-}
-
-const LocaleNames& Current() {
-  const LocaleNames* names = currentNames.load(std::memory_order_acquire);
-  if (names == nullptr) [[unlikely]] {
-    XeIntlDateTimeMgr::UseConfiguredLocale();
-    names = currentNames.load(std::memory_order_acquire);
-  }
-  return *names;
-}
+const CalendarNames& Current() { return Settings::Current()->GetCalendarNames(); }
 
 template <std::size_t N>
 const XeString& Name(const std::array<XeString, N>& names, int number) {
@@ -152,15 +128,19 @@ const XeString& Name(const std::array<XeString, N>& names, int number) {
 
 }  // namespace
 
-void XeIntlDateTimeMgr::UseConfiguredLocale() {
-  currentNames.store(FindNames(SUSystemConfig::GetSystemConfig().locale_),
-                     std::memory_order_release);
+const CalendarNames& XeIntlDateTimeMgr::GetNames(const std::string& locale) {
+  static auto* const known = new KnownLocales;
+  const std::lock_guard lock(known->mutex);
+  auto place = known->names.find(locale);
+  if (place == known->names.end()) {
+    CalendarNames names = locale.empty() ? EnglishNames() : ReadNames(locale);
+    names.longest = LengthOfLongest(names);
+    place = known->names.emplace(locale, std::move(names)).first;
+  }
+  return place->second;
 }
 
-int XeIntlDateTimeMgr::GetFirstDayOfWeek() {
-  const int configured = SUSystemConfig::GetSystemConfig().firstDayOfWeek_;
-  return configured != SUSystemConfig::kFirstDayOfLocale ? configured : Current().firstDayOfWeek;
-}
+int XeIntlDateTimeMgr::GetFirstDayOfWeek() { return Settings::Current()->GetFirstDayOfWeek(); }
 
 uint32 XeIntlDateTimeMgr::GetMaxDayMonthNameLength() { return Current().longest; }
 

@@ -40,7 +40,8 @@ struct DateTimeReading;
 class XEUTILITY_API DateTimeMetaData {
  public:
   DateTimeMetaData() = default;
-  /// Installs a format; the empty text restores the default. Error 59170 (format, position from 1)
+  /// Installs a format, whose weeks start as the thread's current settings say; the empty text
+  /// restores the default. Error 59170 (format, position from 1)
   /// where it holds an unknown element or an open quotation; the format then stays as it was.
   void SetDateTimeFormat(const XeString& format);
   const XeString& GetDateTimeFormat() const { return format_; }
@@ -69,6 +70,7 @@ class XEUTILITY_API DateTimeMetaData {
 
   XeString format_;
   std::vector<Step> steps_;
+  int firstDayOfWeek_ = 1;
 };
 
 /// ISO 8601 texts, the fraction of the second without trailing zeros: `2012-01-31`, `23:59:59.5`,

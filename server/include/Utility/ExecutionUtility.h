@@ -1,7 +1,12 @@
 #pragma once
 
+#include <cstddef>
+#include <cstring>
+
 #include "Utility/Export.h"
 #include "Utility/XeTypes.h"
+
+struct UCollator;
 
 namespace sqxer {
 
@@ -11,24 +16,41 @@ class KeyDesc;
 enum CharComparisonType_t {
   kCompareCodePoints = 0,
   kCompareIgnoringCase = 1,
-  /// By the configured locale's collation: case counts only where all else is equal, and not at all
-  /// when the configuration ignores case.
+  /// By the collation of the current settings' locale: case counts only where all else is equal,
+  /// and not at all when the settings ignore case.
   kCompareLocale = 2,
 };
 
-/// Compares two texts: exactly -1, 0 or 1. The key descriptor may be null.
-using CharCompareFunc_t = int (*)(const KeyDesc* key, const RefLongVarChar& a,
-                                  const RefLongVarChar& b);
+/// Compares two texts: exactly -1, 0 or 1. Holds the collation that it goes by, so it means the
+/// same for ever, on any thread. To be called when it is not null.
+class CharCompareFunc_t {
+ public:
+  using Function = int (*)(const UCollator* collator, const RefLongVarChar& a,
+                           const RefLongVarChar& b);
+
+  constexpr CharCompareFunc_t(std::nullptr_t = nullptr) {}
+  constexpr CharCompareFunc_t(Function function, const UCollator* collator)
+      : function_(function), collator_(collator) {}
+
+  /// The key descriptor may be null.
+  int operator()(const KeyDesc*, const RefLongVarChar& a, const RefLongVarChar& b) const {
+    return function_(collator_, a, b);
+  }
+  explicit operator bool() const { return function_ != nullptr; }
+
+ private:
+  Function function_ = nullptr;
+  const UCollator* collator_ = nullptr;
+};
 
 class XEUTILITY_API ExecutionUtility {
  public:
-  /// The function for the configuration as it stands now (case, locale). Nodes call this once, when
-  /// they are built.
+  /// The function for the thread's current settings (case, locale). Nodes call this once, when they
+  /// are built.
   static CharCompareFunc_t GetCharacterComparisonFunction();
-  /// The function of one kind. For kCompareLocale this opens the configured locale's collation
-  /// (error 58041 when it has none) and makes it the one that all locale comparisons use.
+  /// The function of one kind.
   static CharCompareFunc_t GetCharacterComparisonFunction(CharComparisonType_t type);
-  /// A hash equal for texts that compare equal under the type.
+  /// A hash equal for texts that compare equal under the type by the thread's current settings.
   static uint64 HashCharacters(CharComparisonType_t type, const RefLongVarChar& text);
   /// Up to 8 leading bytes of the text's sort key, big end first: texts in comparison order have
   /// prefixes in ascending order.
@@ -37,6 +59,15 @@ class XEUTILITY_API ExecutionUtility {
   /// not of characters.
   static bool IsBitCharacterString(XeDataType type);
 };
+
+/// -1, 0 or 1 for two binaries: byte by byte, and of two of which one starts with the other the
+/// shorter comes first.
+inline int CompareBinaries(const RefLongVarBinary& a, const RefLongVarBinary& b) {
+  const uint32 common = a.length_ < b.length_ ? a.length_ : b.length_;
+  const int difference = common == 0 ? 0 : std::memcmp(a.buffer_, b.buffer_, common);
+  if (difference != 0) return difference < 0 ? -1 : 1;
+  return (a.length_ > b.length_) - (a.length_ < b.length_);
+}
 
 /// Order of zero-terminated wide texts under the comparison function of the moment of construction.
 class XEUTILITY_API Less_Char {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -21,12 +22,17 @@ enum NullOrder_t { kNullsLast = 0, kNullsFirst = 1 };
 class XEUTILITY_API KeyDesc {
  public:
   KeyDesc() = default;
-  /// Error 59001 ("Sort", the type) for intervals, objects, unknown types and text of one byte a
+  /// Of kCompareLocale it keeps the collation of the thread's current settings. Error 59001
+  /// ("Sort", the type) for intervals, objects, unknown types and text of one byte a
   /// character.
   KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparisonType_t comparison,
           NullOrder_t nulls = kNullsLast);
 
-  /// The comparison type that the configuration asks for now.
+  /// The same key of records that have it and its NULL indicator at other places. `isReference`:
+  /// what stands at the place is the distance (32 bits) from there to the value.
+  KeyDesc MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference) const;
+
+  /// The comparison type that the thread's current settings ask for.
   static CharComparisonType_t GetCharComparisonType();
 
   /// -1, 0 or 1 for two stored values of the field's type (addresses of the values themselves, no
@@ -40,7 +46,7 @@ class XEUTILITY_API KeyDesc {
     if (nullOffset_ != 0 && record[nullOffset_] != 0) {
       return nulls_ == kNullsFirst ? kNullPrefixFirst : kNullPrefixLast;
     }
-    const uint64 prefix = prefix_(*this, record + dataOffset_);
+    const uint64 prefix = prefix_(*this, ValueIn(record));
     return order_ == kAscending ? prefix : ~prefix;
   }
   bool IsPrefixExact() const { return prefixExact_; }
@@ -60,6 +66,15 @@ class XEUTILITY_API KeyDesc {
   static constexpr uint64 kNullPrefixFirst = 0;
   static constexpr uint64 kNullPrefixLast = ~uint64{0};
 
+  const uint8* ValueIn(const uint8* record) const {
+    const uint8* const place = record + dataOffset_;
+    if (!isReference_) [[likely]]
+      return place;
+    uint32 distance;
+    std::memcpy(&distance, place, sizeof distance);
+    return place + distance;
+  }
+
   CompareFunction compare_ = nullptr;
   PrefixFunction prefix_ = nullptr;
   HashFunction hash_ = nullptr;
@@ -70,7 +85,10 @@ class XEUTILITY_API KeyDesc {
   SortOrder_t order_ = kAscending;
   NullOrder_t nulls_ = kNullsLast;
   CharComparisonType_t comparison_ = kCompareCodePoints;
+  /// Of kCompareLocale alone.
+  const UCollator* collator_ = nullptr;
   bool prefixExact_ = false;
+  bool isReference_ = false;
   friend struct KeyCompareFunctions;
 };
 

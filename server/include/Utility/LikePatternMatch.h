@@ -13,9 +13,9 @@ namespace sqxer {
 /// character, and the escape character makes the next one plain. The whole text must follow, and
 /// blanks at its end are characters like others.
 ///
-/// Characters are compared one by one: case folded when the configuration at construction ignores
-/// case, and by code point also when a locale is configured, because a collation says nothing of
-/// parts of texts.
+/// Characters are compared one by one: case folded when the thread's settings at construction
+/// ignore case, and by code point also when a locale is configured, because a collation says
+/// nothing of parts of texts.
 ///
 /// A match takes time in proportion to the text's length for almost all texts, and never more than
 /// that times the length of the pattern, however many `%` it has. It allocates nothing, except that
@@ -25,6 +25,8 @@ class XEUTILITY_API LikePatternMatch {
  public:
   LikePatternMatch();
 
+  /// Takes over the thread's current settings anew, and goes back to the empty pattern.
+  void UseCurrentSettings();
   /// The pattern (ended by a zero character, copied) for the matches from here on; at first it is
   /// the empty one. To set the same pattern and escape again costs one comparison of the texts.
   /// Error 59025 when the pattern ends with an escape; another pattern must then be set first.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Utility/Export.h"
@@ -8,9 +9,9 @@
 
 namespace sqxer {
 
-/// The switches of the server's system configuration. Process-wide; read when trees are built and
-/// bound, never per row, so a change takes effect with the next query. Not to be changed while
-/// other threads bind.
+/// The switches of the server's system configuration, as plain values. What is built or bound takes
+/// them over as Settings; the process-wide object is no more than what threads without settings of
+/// their own start from. That one is not to be changed while such threads build or bind.
 class XEUTILITY_API SUSystemConfig {
  public:
   enum class JsonErrors { kError, kNull };
@@ -26,16 +27,18 @@ class XEUTILITY_API SUSystemConfig {
   std::string locale_;
   bool longMonthNames_ = true;
   bool longDayNames_ = true;
-  /// 1 is Sunday. To be read through XeIntlDateTimeMgr.
+  /// 1 is Sunday. To be read through Settings.
   int firstDayOfWeek_ = kFirstDayOfLocale;
   int fiscalYearStartMonth_ = 1;
   uint64 groupMemory_ = uint64{256} << 20;
   JsonErrors jsonErrors_ = JsonErrors::kError;
   bool substringCompliance_ = false;
+  bool lengthKeepsBlanks_ = false;
   /// Where sorters spill; empty is the system's folder.
   std::string tempDirectory_;
 
   static SUSystemConfig& GetSystemConfig();
+  bool operator==(const SUSystemConfig&) const = default;
 
   /// One switch as --help-switches shows it. The default is the value of a new SUSystemConfig.
   struct Switch {
@@ -50,12 +53,18 @@ class XEUTILITY_API SUSystemConfig {
   /// 58040 (name) for an unknown switch, 58041 (value, name, accepted values) for a value it does
   /// not take; the switch then keeps its value.
   void Set(const std::string& name, const std::string& value);
+  /// A copy whose fields were set by name: what Set refuses is refused in a field as well (58041).
+  SUSystemConfig Checked() const;
+  /// See SUCompatFlag.
+  bool GetCompatFlag(std::string_view name) const;
 };
 
-/// Compatibility flags, kept apart from the switches because older callers read them by name.
+/// Compatibility flags: switches under the names by which older callers read them.
 class XEUTILITY_API SUCompatFlag {
  public:
-  /// "ZEPH_SUBSTRING_VELMAR_COMPLIANCE": the substringCompliance_ switch. Any other name is false.
+  /// A flag of the thread's current settings. "ZEPH_SUBSTRING_VELMAR_COMPLIANCE" is the switch
+  /// SubstringCompliance; "ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR" and
+  /// "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR" are LengthKeepsBlanks. Any other name is false.
   static bool GetBool(const char* name);
 };
 

@@ -21,13 +21,11 @@ class XeAutoBuffer {
   /// Makes room for at least `count` values: what is in place, else 64, doubling from there. New
   /// room is zero. Pointers into the old room are no longer valid when it grew.
   void Reserve(std::size_t count) {
-    if (count <= capacity_) return;
-    std::size_t grown = capacity_ < 64 ? 64 : capacity_;
-    while (grown < count) grown *= 2;
-    std::unique_ptr<T[]> room(new T[grown]());
-    for (std::size_t i = 0; i < capacity_; ++i) room[i] = data()[i];
-    heap_ = std::move(room);
-    capacity_ = grown;
+    if (count > capacity_) Grow(std::unique_ptr<T[]>(new T[CountGrown(count)]()), count);
+  }
+  /// The same, but new room is not set: what is never used of it is never touched.
+  void ReserveUnset(std::size_t count) {
+    if (count > capacity_) Grow(std::unique_ptr<T[]>(new T[CountGrown(count)]), count);
   }
 
   T* data() { return heap_ ? heap_.get() : inline_; }
@@ -36,6 +34,17 @@ class XeAutoBuffer {
   bool IsOnHeap() const { return heap_ != nullptr; }
 
  private:
+  std::size_t CountGrown(std::size_t count) const {
+    std::size_t grown = capacity_ < 64 ? 64 : capacity_;
+    while (grown < count) grown *= 2;
+    return grown;
+  }
+  void Grow(std::unique_ptr<T[]> room, std::size_t count) {
+    for (std::size_t i = 0; i < capacity_; ++i) room[i] = data()[i];
+    heap_ = std::move(room);
+    capacity_ = CountGrown(count);
+  }
+
   T inline_[InlineCount] = {};
   std::unique_ptr<T[]> heap_;
   std::size_t capacity_ = InlineCount;

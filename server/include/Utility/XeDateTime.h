@@ -4,11 +4,14 @@
 #include <cstring>
 
 #include "Utility/Export.h"
+#include "Utility/XeCalendar.h"
 #include "Utility/XeDate.h"
 #include "Utility/XeTime.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
+
+struct CalendarNames;
 
 /// A day and a time of day.
 class XEUTILITY_API XeDateTime {
@@ -105,8 +108,8 @@ class XEUTILITY_API XeDateTime {
   XeTime GetTime() const { return XeTime(hour_, minute_, second_, nanosecond_); }
   bool IsValid() const;
 
-  // The parts of the calendar, and those of the fiscal one, whose years start with the month
-  // FiscalYearStartMonth of the configuration. Months, and so days of the month, are the same in
+  // The parts of the calendar, and those of the fiscal one, whose years are divided as `fiscal`
+  // says. Months, and so days of the month, are the same in
   // both. The first day of a year, quarter or month lies in week 1 of it; `firstDayOfWeek` starts
   // the others (1 is Sunday). Error 59171 where a value that is no day of the calendar has no such
   // part.
@@ -120,36 +123,36 @@ class XEUTILITY_API XeDateTime {
   /// 1 is Sunday, 7 Saturday.
   int DayOfTheWeek() const;
   /// The calendar year in which the fiscal one ends.
-  int FiscalYear() const;
+  int FiscalYear(XeYearDivision fiscal) const;
   /// 1 is the first month of the fiscal year.
-  int FiscalMonth() const;
+  int FiscalMonth(XeYearDivision fiscal) const;
   int FiscalDay() const { return day_; }
-  int FiscalQuarterOfTheYear() const;
-  int FiscalWeekOfTheYear(int firstDayOfWeek) const;
-  int FiscalDayOfTheYear() const;
-  int FiscalMonthOfTheQuarter() const;
-  int FiscalWeekOfTheQuarter(int firstDayOfWeek) const;
-  int FiscalDayOfTheQuarter() const;
+  int FiscalQuarterOfTheYear(XeYearDivision fiscal) const;
+  int FiscalWeekOfTheYear(int firstDayOfWeek, XeYearDivision fiscal) const;
+  int FiscalDayOfTheYear(XeYearDivision fiscal) const;
+  int FiscalMonthOfTheQuarter(XeYearDivision fiscal) const;
+  int FiscalWeekOfTheQuarter(int firstDayOfWeek, XeYearDivision fiscal) const;
+  int FiscalDayOfTheQuarter(XeYearDivision fiscal) const;
   int FiscalWeekOfTheMonth(int firstDayOfWeek) const { return WeekOfTheMonth(firstDayOfWeek); }
   int FiscalDayOfTheWeek() const { return DayOfTheWeek(); }
 
-  // Names in the locale of XeIntlDateTimeMgr: exactly `capacity` characters at `name`, filled up
-  // with blanks. The fiscal ones are those of the calendar month and day.
-  void LongNameOfTheMonth(wchar_t* name, uint32 capacity) const;
-  void ShortNameOfTheMonth(wchar_t* name, uint32 capacity) const;
-  void LongNameOfTheDay(wchar_t* name, uint32 capacity) const;
-  void ShortNameOfTheDay(wchar_t* name, uint32 capacity) const;
-  void LongFiscalNameOfTheMonth(wchar_t* name, uint32 capacity) const {
-    LongNameOfTheMonth(name, capacity);
+  // Names: exactly `capacity` characters at `name`, filled up with blanks. The fiscal ones are
+  // those of the calendar month and day.
+  void LongNameOfTheMonth(const CalendarNames& names, wchar_t* name, uint32 capacity) const;
+  void ShortNameOfTheMonth(const CalendarNames& names, wchar_t* name, uint32 capacity) const;
+  void LongNameOfTheDay(const CalendarNames& names, wchar_t* name, uint32 capacity) const;
+  void ShortNameOfTheDay(const CalendarNames& names, wchar_t* name, uint32 capacity) const;
+  void LongFiscalNameOfTheMonth(const CalendarNames& names, wchar_t* name, uint32 capacity) const {
+    LongNameOfTheMonth(names, name, capacity);
   }
-  void ShortFiscalNameOfTheMonth(wchar_t* name, uint32 capacity) const {
-    ShortNameOfTheMonth(name, capacity);
+  void ShortFiscalNameOfTheMonth(const CalendarNames& names, wchar_t* name, uint32 capacity) const {
+    ShortNameOfTheMonth(names, name, capacity);
   }
-  void LongFiscalNameOfTheDay(wchar_t* name, uint32 capacity) const {
-    LongNameOfTheDay(name, capacity);
+  void LongFiscalNameOfTheDay(const CalendarNames& names, wchar_t* name, uint32 capacity) const {
+    LongNameOfTheDay(names, name, capacity);
   }
-  void ShortFiscalNameOfTheDay(wchar_t* name, uint32 capacity) const {
-    ShortNameOfTheDay(name, capacity);
+  void ShortFiscalNameOfTheDay(const CalendarNames& names, wchar_t* name, uint32 capacity) const {
+    ShortNameOfTheDay(names, name, capacity);
   }
 
   // Sums. A day that the resulting month does not have becomes its last one. Error 59171 (the sum

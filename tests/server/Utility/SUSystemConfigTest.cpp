@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Utility/Settings.h"
 #include "UtilityTesting.h"
 
 namespace sqxer {
@@ -19,6 +20,7 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"GroupMemory", text(config.groupMemory_)},
           {"JsonErrors", text(static_cast<int>(config.jsonErrors_))},
           {"SubstringCompliance", text(config.substringCompliance_)},
+          {"LengthKeepsBlanks", text(config.lengthKeepsBlanks_)},
           {"TempDirectory", config.tempDirectory_}};
 }
 
@@ -72,12 +74,66 @@ TEST(SUSystemConfig, RefusesWithWholeSentencesAndKeepsTheValue) {
   EXPECT_EQ(Values(config), Values({}));
 }
 
-TEST(SUCompatFlag, ReadsTheSubstringSwitch) {
+TEST(SUCompatFlag, ReadsTheSwitchOfEachFlag) {
   ConfigScope config;
-  EXPECT_FALSE(SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE"));
-  config->substringCompliance_ = true;
-  EXPECT_TRUE(SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE"));
-  EXPECT_FALSE(SUCompatFlag::GetBool("ZEPH_OTHER"));
+  const auto flags = [] {
+    std::string text;
+    for (const char* name :
+         {"ZEPH_SUBSTRING_VELMAR_COMPLIANCE", "ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR",
+          "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR", "ZEPH_OTHER"})
+      text += SUCompatFlag::GetBool(name) ? '1' : '0';
+    return text;
+  };
+  EXPECT_EQ(flags(), "0000");
+  config->Set("SubstringCompliance", "on");
+  EXPECT_EQ(flags(), "1000");
+  config->Set("LengthKeepsBlanks", "on");
+  EXPECT_EQ(flags(), "1110");
+}
+
+TEST(Settings, RefuseInFieldsWhatIsRefusedByName) {
+  const auto error = [](auto change) {
+    SUSystemConfig config;
+    change(config);
+    return ErrorOf([&] { Settings settings(config); });
+  };
+  EXPECT_EQ(
+      error([](auto& config) { config.firstDayOfWeek_ = 9; }),
+      "58041: the switch \"FirstDayOfWeek\" takes a number from 1 (Sunday) to 7 (Saturday), or "
+      "locale, not \"9\"");
+  EXPECT_EQ(error([](auto& config) { config.fiscalYearStartMonth_ = 13; }),
+            "58041: the switch \"FiscalYearStartMonth\" takes a number from 1 (January) to 12 "
+            "(December), not \"13\"");
+  for (const int month : {0, -1}) {
+    const auto change = [&](auto& config) { config.fiscalYearStartMonth_ = month; };
+    EXPECT_EQ(error(change).substr(0, 6), "58041:");
+  }
+  EXPECT_EQ(error([](auto& config) { config.groupMemory_ = 0; }).substr(0, 6), "58041:");
+  EXPECT_EQ(error([](auto& config) { config.locale_ = "xx_YY"; }).substr(0, 6), "58041:");
+  EXPECT_EQ(error([](auto&) {}), "accepted");
+}
+
+TEST(Settings, ScopesNestAndStandBeforeTheProcess) {
+  ConfigScope config;
+  const auto withMonth = [](int month) {
+    SUSystemConfig switches;
+    switches.fiscalYearStartMonth_ = month;
+    return std::make_shared<const Settings>(switches);
+  };
+  const auto current = [] { return Settings::Current()->GetSwitches().fiscalYearStartMonth_; };
+  config->fiscalYearStartMonth_ = 4;
+  EXPECT_EQ(current(), 4);
+  {
+    const SettingsScope outer(withMonth(5));
+    EXPECT_EQ(current(), 5);
+    {
+      const SettingsScope inner(withMonth(6));
+      EXPECT_EQ(current(), 6);
+    }
+    EXPECT_EQ(current(), 5);
+  }
+  config->fiscalYearStartMonth_ = 7;
+  EXPECT_EQ(current(), 7);
 }
 
 }  // namespace

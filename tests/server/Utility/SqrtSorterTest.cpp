@@ -41,12 +41,16 @@ auto CountOpenFiles() {
 using Bytes = std::vector<uint8>;
 enum Shape { kRandom, kFewDistinct, kAscendingInput, kDescendingInput, kAllEqual };
 
-/// Records of an integer, a text and a number of their own, and sorters by some of these.
+/// Records of an integer, a text and a number of their own, and sorters by some of these. Texts
+/// that are declared wider than they are: all but one in a hundred, which is as long as it may be.
 class Input {
  public:
-  Input(Shape shape, const std::vector<int>& keyFields, std::size_t count) {
+  static constexpr uint32 kNarrow = 12;
+
+  Input(Shape shape, const std::vector<int>& keyFields, std::size_t count,
+        uint32 textLength = kNarrow) {
     layout_.AddField(XeInt4Data, 4, true, L"i");
-    layout_.AddField(XeVarCharData, 12, false, L"s");
+    layout_.AddField(XeVarCharData, textLength, false, L"s");
     layout_.AddField(XeUInt4Data, 4, false, L"number");
     layout_.GenerateAlignedFieldOffset();
     size = layout_.GetBinaryRecordSize();
@@ -62,7 +66,9 @@ class Input {
       TestRecord record(layout_);
       record.Set(0, value);
       if (value % 16 == 5) record.SetNull(0);
-      record.Set(1, L"common " + std::to_wstring(value % 1000));
+      std::wstring text = L"common " + std::to_wstring(value % 1000);
+      if (i % 100 == 50) text.resize(textLength == kNarrow ? text.size() : textLength, L'x');
+      record.Set(1, text);
       record.Set(2, i);
       records.emplace_back(record.bytes(), record.bytes() + size);
     }
@@ -97,7 +103,9 @@ class Input {
     if (limit != 0 && expected.size() > limit) expected.resize(limit);
     Feed(sorter);
     std::vector<Bytes> actual;
-    for (Bytes record(size); sorter.GetRecord(record.data());) actual.push_back(record);
+    for (Bytes record(size); sorter.GetRecord(record.data()); record.assign(size, 0)) {
+      actual.push_back(record);
+    }
     EXPECT_FALSE(sorter.GetRecord(Bytes(size).data()));
     EXPECT_TRUE(std::ranges::equal(actual, expected, [&](auto& a, auto& b) {
       return keepOrder ? a == b : compare(a, b) == 0;
@@ -141,6 +149,50 @@ TEST(SqrtSorter, AgreesWithAStableSort) {
       }
     }
   }
+}
+
+TEST(SqrtSorter, SortsRecordsOfManySizes) {
+  for (const Shape shape : {kRandom, kFewDistinct, kAscendingInput}) {
+    for (const auto& keys : {std::vector{2, -1}, std::vector{-1, 2, 3}}) {
+      const Input input(shape, keys, 700, 900);
+      for (const std::size_t buffer : {1u << 10, 20u << 10, 4u << 20}) {
+        const SpillScope folder(buffer);
+        for (const int choice : {0, 50, -10000, -50}) {
+          SCOPED_TRACE(testing::Message() << "shape " << shape << " keys " << keys.size()
+                                          << " buffer " << buffer << " choice " << choice);
+          const bool unique = choice < 0;
+          const auto limit = static_cast<uint64>(std::abs(choice) % 10000);
+          OperatorTimer timer;
+          input.Check(*input.MakeSorter(timer, unique, true, limit), unique, true, limit);
+          if (testing::Test::HasFailure()) return;
+        }
+      }
+    }
+  }
+}
+
+TEST(SqrtSorter, LongTextsCostWhatTheyHold) {
+  const SpillScope folder(16 << 10);
+  const std::size_t before = MemoryGateway::BytesInUse();
+  const auto measure = [&](uint32 textLength) {
+    const Input input(kRandom, {2}, 10000, textLength);
+    OperatorTimer timer;
+    const auto sorter = input.MakeSorter(timer);
+    std::size_t most = 0;
+    sorter->BeginInput();
+    for (const Bytes& record : input.records) {
+      sorter->SortRecord(record.data());
+      most = std::max(most, MemoryGateway::BytesInUse() - before);
+    }
+    sorter->EndInput();
+    return std::pair(timer.GetSpilledBytes(), std::max(most, MemoryGateway::BytesInUse() - before));
+  };
+  const auto [narrowBytes, narrowMemory] = measure(Input::kNarrow);
+  // A hundred texts of 4,000 bytes among ten thousand of 44.
+  const auto [wideBytes, wideMemory] = measure(1000);
+  EXPECT_GT(narrowBytes, 0u);
+  EXPECT_LT(wideBytes, 2 * narrowBytes + 100 * 4000);
+  EXPECT_LT(wideMemory, 2 * narrowMemory + 16 * 4000);
 }
 
 TEST(SqrtSorter, ServesRoundAfterRoundAndForgetsTheOneBefore) {
@@ -254,7 +306,7 @@ TEST(SpillFile, IsNeverTakenForAStandardStream) {
   const std::size_t files = CountOpenFiles();
   close(STDIN_FILENO);
   {
-    SpillFile file;
+    SpillFile file("");
     EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
     EXPECT_EQ(CountOpenFiles(), files);
     const uint8 bytes[] = {1, 2, 3};

@@ -86,9 +86,8 @@ struct Counter {
 };
 
 TEST(XeDateTime, PartsAgreeWithCountingFromTheStartOfEachPeriod) {
-  ConfigScope config;
   for (int first = 1; first <= 12; ++first) {
-    config->fiscalYearStartMonth_ = first;
+    const XeYearDivision fiscal(first);
     Counter year, quarter, month;
     int faults = 0;
     for (XeDate day(1995, first, 1); day.GetYear() < 2005; day = XeCalendar::AddDays(day, 1)) {
@@ -99,15 +98,15 @@ TEST(XeDateTime, PartsAgreeWithCountingFromTheStartOfEachPeriod) {
       month.Next(starts, weekday);
       year.Next(starts && m == first, weekday);
       quarter.Next(starts && monthOfYear % 3 == 1, weekday);
-      faults += value.FiscalYear() != day.GetYear() + (first > 1 && m >= first);
-      faults += value.FiscalMonth() != monthOfYear;
-      faults += value.FiscalQuarterOfTheYear() != (monthOfYear + 2) / 3;
-      faults += value.FiscalMonthOfTheQuarter() != (monthOfYear + 2) % 3 + 1;
-      faults += value.FiscalDayOfTheYear() != year.day;
-      faults += value.FiscalDayOfTheQuarter() != quarter.day;
+      faults += value.FiscalYear(fiscal) != day.GetYear() + (first > 1 && m >= first);
+      faults += value.FiscalMonth(fiscal) != monthOfYear;
+      faults += value.FiscalQuarterOfTheYear(fiscal) != (monthOfYear + 2) / 3;
+      faults += value.FiscalMonthOfTheQuarter(fiscal) != (monthOfYear + 2) % 3 + 1;
+      faults += value.FiscalDayOfTheYear(fiscal) != year.day;
+      faults += value.FiscalDayOfTheQuarter(fiscal) != quarter.day;
       for (int w = 1; w <= 7; ++w) {
-        faults += value.FiscalWeekOfTheYear(w) != year.weeks[w];
-        faults += value.FiscalWeekOfTheQuarter(w) != quarter.weeks[w];
+        faults += value.FiscalWeekOfTheYear(w, fiscal) != year.weeks[w];
+        faults += value.FiscalWeekOfTheQuarter(w, fiscal) != quarter.weeks[w];
         faults += value.WeekOfTheMonth(w) != month.weeks[w];
         faults += first == 1 && value.WeekOfTheYear(w) != year.weeks[w];
         faults += first == 1 && value.WeekOfTheQuarter(w) != quarter.weeks[w];
@@ -116,9 +115,9 @@ TEST(XeDateTime, PartsAgreeWithCountingFromTheStartOfEachPeriod) {
     EXPECT_EQ(faults, 0) << "fiscal years start in month " << first;
   }
   // The fiscal year that starts before the first day, and the one that ends behind the last.
-  config->fiscalYearStartMonth_ = 10;
-  EXPECT_EQ(XeDateTime(kMinYear, 1, 1).FiscalDayOfTheYear(), 93);
-  EXPECT_EQ(XeDateTime(kMaxYear, 12, 31).FiscalYear(), kMaxYear + 1);
+  const XeYearDivision fiscal(10);
+  EXPECT_EQ(XeDateTime(kMinYear, 1, 1).FiscalDayOfTheYear(fiscal), 93);
+  EXPECT_EQ(XeDateTime(kMaxYear, 12, 31).FiscalYear(fiscal), kMaxYear + 1);
 }
 
 __extension__ typedef __int128 Instant;
@@ -207,7 +206,6 @@ TEST(XeIntlDateTimeMgr, NamesAndFirstDaysOfLocales) {
              "\u0686\u0647\u0627\u0631\u0634\u0646\u0628\u0647 7")) {
     const auto parts = Split(one, ' ');
     config->Set("Locale", parts[0]);
-    XeIntlDateTimeMgr::UseConfiguredLocale();
     const XeString names[] = {
         XeIntlDateTimeMgr::GetLongMonthName(1), XeIntlDateTimeMgr::GetShortMonthName(1),
         XeIntlDateTimeMgr::GetLongDayName(4), XeIntlDateTimeMgr::GetShortDayName(4)};
@@ -219,7 +217,6 @@ TEST(XeIntlDateTimeMgr, NamesAndFirstDaysOfLocales) {
     EXPECT_EQ(XeIntlDateTimeMgr::GetFirstDayOfWeek(), 4);
   }
   config->locale_.clear();
-  XeIntlDateTimeMgr::UseConfiguredLocale();
   EXPECT_EQ(XeIntlDateTimeMgr::GetMaxDayMonthNameLength(), 9u);  // September, Wednesday
 }
 

@@ -17,7 +17,7 @@ const AggregateShape kCount{
 const AggregateShape kCountStar{
     MakeForGroups<CountStar>, Distinct::kRefused, XeUnknown, {{Rule::kCount}}, "*"};
 const AggregateShape kAvg{
-    MakeForGroups<Avg>, Distinct::kRefused, XeDoubleData, {{Rule::kComputed}}};
+    MakeForGroups<Avg>, Distinct::kWrittenOut, XeDoubleData, {{Rule::kComputed}}};
 const AggregateShape kAvgAll{MakeForGroups<AvgAll>,
                              Distinct::kRefused,
                              XeDoubleData,
@@ -37,7 +37,10 @@ const AggregateShape kRange{MakeForGroups<Range>,
                             XeUnknown,
                             {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
 const AggregateShape kNullIfNotUnique{
-    MakeForGroups<NullIfNotUnique>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
+    [](AggregateCall& call) { return MakeNode<NullIfNotUnique>(call, false, true); },
+    Distinct::kNoDifference,
+    XeUnknown,
+    {{Rule::kArgument}}};
 
 const AggregateShape kMedian{.Make = MakeForGroups<Median>,
                              .distinct = Distinct::kRefused,
@@ -71,9 +74,10 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "NULLs are left out; 0 when no value is left",
       "The number of values. In arithmetic it is NUMERIC, so that it can fall below zero.",
       "SELECT COUNT(DISTINCT weather) FROM \"seattle-weather\"", "5", kCount);
-  add("avg", 1, "AVG(x)", "Avg", "a number",
+  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number",
       "DOUBLE over integers and doubles, NUMERIC over NUMERIC", kSkipsNulls,
-      "The average. `--set IntegerAggregates=native` truncates over integers.",
+      "The average; of DISTINCT values their sum by their count. `--set "
+      "IntegerAggregates=native` truncates over integers.",
       "SELECT AVG(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'", "11.7", kAvg);
   add("avg_all", 1, "AVG_ALL(x)", "AvgAll", "a number",
       "four columns: _count, _average, _standard_error, _coefficient_of_variation",
@@ -96,7 +100,7 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The largest and the smallest value. Only as a whole item of the select list.",
       "SELECT RANGE(temp_max) FROM \"seattle-weather\"", "35.6,-1.6", kRange);
   add("null_if_not_unique", 1, "NULL_IF_NOT_UNIQUE(x)", "NullIfNotUnique", "any that compares",
-      "the argument's type", "NULL if a value is NULL",
+      "the argument's type", "NULL if a value is NULL, and over no rows",
       "The value that all rows share, NULL when they differ.",
       "SELECT NULL_IF_NOT_UNIQUE(weather) FROM \"seattle-weather\" WHERE date = '2012-01-01'",
       "drizzle", kNullIfNotUnique);

@@ -6,23 +6,32 @@
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "TypedCall.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
 
-/// Widens an integer argument so that the aggregate's result neither overflows nor is cut.
+/// Whether its columns are numbers, bits among them, and not values that it counts, lists or gives
+/// again.
+bool ComputesWithNumbers(const AggregateShape& shape) {
+  using Rule = AggregateResult::Rule;
+  return std::ranges::any_of(shape.results, [](const AggregateResult& result) {
+    return result.rule == Rule::kComputed || result.rule == Rule::kDouble ||
+           result.rule == Rule::kPlace;
+  });
+}
+
+}  // namespace
+
 TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape) {
   bool integer = argument->type == XeInt4Data || argument->type == XeUInt4Data;
-  bool wide = SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
-  if (argument->type == XeBitData && shape.results[0].rule == AggregateResult::Rule::kComputed)
+  bool wide = Settings::Current()->GetSwitches().wideIntegerAggregates_;
+  if (argument->type == XeBitData && ComputesWithNumbers(shape))
     return WidenArgument(ConvertTyped(argument, XeInt4Data), shape);
   return integer && wide && shape.wideInteger != XeUnknown
              ? ConvertTyped(argument, shape.wideInteger)
              : argument;
 }
-
-}  // namespace
 
 TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
                                                   const SqlExpression& expression,
@@ -63,6 +72,22 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   aggregate->column = TypeOfResult(shape.results[static_cast<std::size_t>(index)], call->input);
   TakeAnswer(*aggregate, AskColumn(aggregate->column, false, expression.position));
   return aggregate;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeDistinctAverage(const FunctionRow& row,
+                                                        const SqlExpression& expression,
+                                                        const Clause& clause) const {
+  const XeDataType type = TypeAggregate(row, expression, clause, 0)->type;
+  const auto part = [&](std::string_view name) {
+    SqlExpression call = expression;
+    call.name = name;
+    const TypedExpressionPtr value = TypeAggregate(LookUpFunction(call), call, clause, 0);
+    // A count becomes no signed integer by itself.
+    return type == XeInt4Data && value->type == XeUInt4Data
+               ? SettleCall(*FindOperator("cast", 1), {value}, call.position, {XeInt4Data})
+               : ConvertTyped(value, type);
+  };
+  return SettleCall(*FindOperator("/", 2), {part("sum"), part("count")}, expression.position);
 }
 
 void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Clause& clause,

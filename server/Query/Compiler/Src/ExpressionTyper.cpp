@@ -123,7 +123,10 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
   }
   if (row.aggregate->results.size() > 1)
     ThrowPlanError(kSeveralResults, expression.position, {UpperName(expression.name)});
-  return TypeAggregate(row, expression, clause, 0);
+  const bool isWrittenOut =
+      expression.distinct && row.aggregate->distinct == AggregateShape::Distinct::kWrittenOut;
+  return isWrittenOut ? TypeDistinctAverage(row, expression, clause)
+                      : TypeAggregate(row, expression, clause, 0);
 }
 
 std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExpression& expression,

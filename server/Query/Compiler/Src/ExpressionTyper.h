@@ -59,6 +59,9 @@ class ExpressionTyper {
   /// Result `index` of an aggregate, over groups or a window.
   TypedExpressionPtr TypeAggregate(const FunctionRow& row, const SqlExpression& expression,
                                    const Clause& clause, int index) const;
+  /// The sum by the count of distinct values, in the type of `row`'s result.
+  TypedExpressionPtr TypeDistinctAverage(const FunctionRow& row, const SqlExpression& expression,
+                                         const Clause& clause) const;
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
@@ -69,7 +72,7 @@ class ExpressionTyper {
                   TypedAggregate& call) const;
   TypedExpressionPtr TypeKey(const SqlExpression& expression, const Clause& clause) const;
   /// The columns of what ranks the rows itself, and their orders.
-  void TypeRank(const SqlExpression& expression, const Clause& clause, WindowForm form,
+  void TypeRank(const SqlExpression& expression, const Clause& clause, const FunctionRow& row,
                 TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
   void TypeRankKeys(const std::vector<SqlSortItem>& keys, const Clause& clause,
                     TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
@@ -88,6 +91,10 @@ class ExpressionTyper {
   const QueryParameters& parameters_;
   JsonColumns* const json_;
 };
+
+/// What an aggregate reads of an argument: a bit as an integer where it computes with numbers, and
+/// an integer widened so that the result neither overflows nor is cut.
+TypedExpressionPtr WidenArgument(const TypedExpressionPtr& argument, const AggregateShape& shape);
 
 /// A function's name as error texts show it.
 XeString UpperName(std::string_view name);

@@ -125,6 +125,10 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | `SUM(x) OVER (ORDER BY k)` | an error: write the frame | the frame is RANGE: the rows so far and those that tie |
 | `SUM(x) OVER (ROWS n PRECEDING)` | of the last n + 1 values that are not NULL | of the last n + 1 rows |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
+| `1 BETWEEN 2 AND NULL` | NULL: a NULL bound makes it so, whatever the other one | false |
+| infinities | `+` and `*` that come to one are an error, also of an infinite operand; `-` and `/` give it | values like others |
+| `STDDEV_POP(x)` of one NaN or infinity | 0: one value does not deviate | NaN |
+| `ROUND(x, 14)`, `ROUND(x, 400)`, `ROUND(-0.2)` | noise in the last digits, NaN, -0 | x, x, 0 (PostgreSQL, of numerics) |
 | `NTILE(n)` | tiles are parted by quantiles of the values: equal values share one, and sizes differ | tiles of as many rows each |
 | `LENGTH('ab  ')` | 2, without the blanks at the end; CHAR_LENGTH counts them | 4 |
 | `OCTET_LENGTH('ab')`, `BIT_LENGTH('ab')` | 8, 64: four bytes a character | PostgreSQL gives 2 and 16 |

@@ -58,7 +58,13 @@ struct AggregateCall {
 
 /// What the plan builder knows of an aggregate.
 struct AggregateShape {
-  enum class Distinct { kHandled, kNoDifference, kRefused };
+  enum class Distinct {
+    kHandled,
+    kNoDifference,
+    kRefused,
+    /// The call is the sum of the distinct values by their count.
+    kWrittenOut,
+  };
   /// A new generic aggregate.
   std::unique_ptr<Aggregate> (*Make)(AggregateCall& call);
   Distinct distinct;

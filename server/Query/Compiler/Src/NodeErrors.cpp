@@ -14,7 +14,6 @@ constexpr NodeErrors kNodeErrors[] = {
     {"Subtract", "59161 (overflow), 59162 (below 0 for unsigned integers)"},
     {"Multiply", "59161 (overflow)"},
     {"Divide", "59008 (division by zero), 59161 (overflow)"},
-    {"IsNull", "59002 (binary)"},
     {"EQ", "59001, 59002 (types that do not compare)"},
     {"NE", "59001, 59002 (types that do not compare)"},
     {"LT", "59001, 59002 (types that do not compare)"},

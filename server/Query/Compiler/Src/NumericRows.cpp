@@ -79,7 +79,8 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
   const FunctionRow truncate = Counting(Numeric<Truncate>(
       "trunc", 2, "TRUNC(x, digits)", "Truncate", kDouble,
       "x with so many digits behind the point, the rest cut; negative digits cut before the point. "
-      "What lies within an unrepresentable fraction of the next digit is carried.",
+      "What lies within an unrepresentable fraction of the next digit is carried. From 309 digits "
+      "on, of either sign, the result is NaN. What is below zero and cut to it is -0.",
       "SELECT TRUNC(1234.5678, -2)", "1200"));
   FunctionRow modf = Numeric<Modf>(
       "modf", 2, "MODF(a, b)", "Modf", kDouble,
@@ -142,11 +143,14 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
           percent,
           modf,
           round,
-          Counting(
-              Numeric<Round>("round", 2, "ROUND(x, digits)", "Round", kDouble,
-                             "x rounded to so many digits behind the point; negative digits round "
-                             "before it. Halves go up, those of negative numbers toward zero.",
-                             "SELECT ROUND(2.675, 2)", "2.68")),
+          Counting(Numeric<Round>(
+              "round", 2, "ROUND(x, digits)", "Round", kDouble,
+              "x rounded to so many digits behind the point; negative digits round "
+              "before it. Halves go up, those of negative numbers toward zero. From "
+              "about 13 digits on the last ones are noise (`ROUND(1.3, 14)` is "
+              "1.30000000000001), and from 309 digits on, of either sign, the result "
+              "is NaN. What is below zero and rounds to it is -0.",
+              "SELECT ROUND(2.675, 2)", "2.68")),
           trunc,
           truncate,
           Alias(truncate, "truncate", "TRUNCATE(x, digits)", "SELECT TRUNCATE(1234.5678, -2)"),

@@ -6,7 +6,7 @@
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "TypedCall.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -69,7 +69,7 @@ bool IsWideCount(const TypedExpression& argument) {
   // With OVER there are aggregates of counts.
   if (rule == Rule::kArgument) return IsWideCount(*argument.arguments[0]);
   return (rule == Rule::kCount || rule == Rule::kPlace) &&
-         SUSystemConfig::GetSystemConfig().wideIntegerAggregates_;
+         Settings::Current()->GetSwitches().wideIntegerAggregates_;
 }
 
 void CountsAsDecimals(TypedArguments& arguments) {
@@ -211,11 +211,11 @@ void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
 }
 
 void PrepareArithmetic(TypedArguments& arguments) {
-  SettleNumbers(arguments, SUSystemConfig::GetSystemConfig().integerMathAsDouble_);
+  SettleNumbers(arguments, Settings::Current()->GetSwitches().integerMathAsDouble_);
 }
 
 void PrepareDivision(TypedArguments& arguments) {
-  SettleNumbers(arguments, SUSystemConfig::GetSystemConfig().integerDivideAsDouble_);
+  SettleNumbers(arguments, Settings::Current()->GetSwitches().integerDivideAsDouble_);
 }
 
 void PrepareNegation(TypedArguments& arguments) {

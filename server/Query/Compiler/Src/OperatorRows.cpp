@@ -1,7 +1,10 @@
+#include <algorithm>
+
 #include "FunctionRows.h"
 #include "SQXERExprArithmetic.h"
+#include "SQXERExprBinaryCompare.h"
 #include "SQXERExprLogical.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -9,16 +12,25 @@ namespace {
 using Kind = FunctionRow::Kind;
 
 std::unique_ptr<RExpression> MakeDivide(const TypedExpression&, Operands& o) {
-  bool asDouble = SUSystemConfig::GetSystemConfig().integerDivideAsDouble_;
+  bool asDouble = Settings::Current()->GetSwitches().integerDivideAsDouble_;
   auto node = std::make_unique<Divide>(o[0].get(), o[1].get(), asDouble);
   ReleaseAll(o);
   return node;
 }
 
+/// A comparison, for which binaries have a node of their own.
+template <class Node, class OfBinaries>
+std::unique_ptr<RExpression> MakeTest(const TypedExpression& test, Operands& o) {
+  const bool ofBinaries = std::ranges::all_of(
+      test.arguments, [](const auto& argument) { return argument->type == XeLongVarBinaryData; });
+  return ofBinaries ? Make<OfBinaries>(test, o) : Make<Node>(test, o);
+}
+
 constexpr const char* kNumbers = "two numbers";
 constexpr const char* kNumberResult =
     "DOUBLE if an operand is one, else NUMERIC if one is, else a 32-bit integer";
-constexpr const char* kComparable = "two numbers, texts, truth values, or dates and times";
+constexpr const char* kComparable =
+    "two numbers, texts, truth values, sort keys, or dates and times";
 
 }  // namespace
 
@@ -50,23 +62,25 @@ void AppendOperatorRows(std::vector<FunctionRow>& rows) {
            "sunrise", PrepareConcatenation, Make<Concat>},
           {Kind::kOperator, "=", 2, "a = b", "EQ", kComparable, "BOOLEAN", kNullIfAny,
            "Whether the values are equal. Blanks at the end of a text do not count.",
-           "SELECT 2 = 2.0", "true", PrepareComparison, Make<EQ>},
+           "SELECT 2 = 2.0", "true", PrepareComparison, MakeTest<EQ, EQLongVarBinary>},
           {Kind::kOperator, "<>", 2, "a <> b", "NE", kComparable, "BOOLEAN", kNullIfAny,
-           "Whether the values differ.", "SELECT 'a' <> 'b'", "true", PrepareComparison, Make<NE>},
+           "Whether the values differ.", "SELECT 'a' <> 'b'", "true", PrepareComparison,
+           MakeTest<NE, NELongVarBinary>},
           {Kind::kForm, "!=", 2, "a != b", "NE", kComparable, "BOOLEAN", kNullIfAny,
            "The same as `<>`.", "SELECT 2 != 2", "false"},
           {Kind::kOperator, "<", 2, "a < b", "LT", kComparable, "BOOLEAN", kNullIfAny,
            "Whether the first value is below the second.",
-           "SELECT DATE '2012-01-31' < DATE '2012-02-01'", "true", PrepareComparison, Make<LT>},
+           "SELECT DATE '2012-01-31' < DATE '2012-02-01'", "true", PrepareComparison,
+           MakeTest<LT, LTLongVarBinary>},
           {Kind::kOperator, "<=", 2, "a <= b", "LE", kComparable, "BOOLEAN", kNullIfAny,
            "Whether the first value is not above the second.", "SELECT 3 <= 2", "false",
-           PrepareComparison, Make<LE>},
+           PrepareComparison, MakeTest<LE, LELongVarBinary>},
           {Kind::kOperator, ">", 2, "a > b", "GT", kComparable, "BOOLEAN", kNullIfAny,
            "Whether the first value is above the second.", "SELECT 10 > 9.5", "true",
-           PrepareComparison, Make<GT>},
+           PrepareComparison, MakeTest<GT, GTLongVarBinary>},
           {Kind::kOperator, ">=", 2, "a >= b", "GE", kComparable, "BOOLEAN", kNullIfAny,
            "Whether the first value is not below the second.", "SELECT TIME '10:00' >= '09:30'",
-           "true", PrepareComparison, Make<GE>},
+           "true", PrepareComparison, MakeTest<GE, GELongVarBinary>},
           {Kind::kOperator, "between", 3, "a BETWEEN low AND high", "Between",
            "three numbers, texts, truth values, or dates and times", "BOOLEAN", kNullIfAny,
            "Whether the value lies between the bounds, both included. The bounds are not swapped.",
@@ -74,11 +88,11 @@ void AppendOperatorRows(std::vector<FunctionRow>& rows) {
           {Kind::kForm, "not between", 3, "a NOT BETWEEN low AND high", "LogicalNot over Between",
            "as BETWEEN", "BOOLEAN", kNullIfAny, "Whether the value lies outside the bounds.",
            "SELECT 5 NOT BETWEEN 1 AND 4", "true"},
-          {Kind::kOperator, "is null", 1, "a IS NULL", "IsNull", "any but binary", "BOOLEAN",
+          {Kind::kOperator, "is null", 1, "a IS NULL", "IsNull", "a value of any type", "BOOLEAN",
            "never NULL", "Whether the value is NULL.", "SELECT NULL IS NULL", "true",
-           PrepareNullTest, Make<IsNull>},
+           PrepareNullTest, MakeTest<IsNull, IsNullLongVarBinary>},
           {Kind::kForm, "is not null", 1, "a IS NOT NULL", "LogicalNot over IsNull",
-           "any but binary", "BOOLEAN", "never NULL", "Whether the value is not NULL.",
+           "a value of any type", "BOOLEAN", "never NULL", "Whether the value is not NULL.",
            "SELECT 'a' IS NOT NULL", "true"},
           {Kind::kForm, "is true", 1, "a IS [NOT] TRUE, FALSE, UNKNOWN",
            "LogicalAnd over the operand and its IsNull", "a truth value", "BOOLEAN", "never NULL",

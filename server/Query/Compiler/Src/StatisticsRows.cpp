@@ -224,7 +224,7 @@ void AppendStatisticsRows(std::vector<FunctionRow>& rows) {
       "date <= '2012-01-03'",
       "\"{\"\"analyticmodel\"\": {\"\"identifier\"\": \"\"001\"\", \"\"name\"\": "
       "\"\"trendline\"\", \"\"type\"\": \"\"polynomial\"\", \"\"formula\"\": "
-      "\"\"0.25*x^1+10.450000000000000000000000000000000005*x^0\"\", \"\"degree\"\": \"\"1\"\", "
+      "\"\"0.25*x^1+10.45*x^0\"\", \"\"degree\"\": \"\"1\"\", "
       "\"\"std error\"\": \"\"1.34722\"\", \"\"R-squared\"\": \"\"0.25000\"\"}}\"",
       kTrendline<TrendlineParameter::kModel, true>);
 

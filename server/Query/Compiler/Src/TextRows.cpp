@@ -98,8 +98,10 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
       "a text and numbers",
       kSameText,
       kNullIfAny,
-      "So many characters from a position on. Positions before the first take part in the count. A "
-      "length below 1 is an error.",
+      "So many characters from a position on. Positions before the first take part in the count, "
+      "or count from the end under `--set SubstringCompliance=on`. A length below 1 is an error. "
+      "Programs that build the node may add a number of tokens and their delimiter: positions are "
+      "then those of the text's leading tokens.",
       "SELECT SUBSTRING('abcdef' FROM 2 FOR 3)",
       "bcd",
       PrepareSubString,
@@ -127,7 +129,8 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
   };
 
   rows.push_back(Measure("length", "LENGTH(s)", "Length",
-                         "The number of characters without the blanks at the end.",
+                         "The number of characters without the blanks at the end (with them under "
+                         "`--set LengthKeepsBlanks=on`).",
                          "SELECT LENGTH('ab  ')", "2", MakeLength));
   rows.push_back(characters);
   rows.push_back(Alias(characters, "character_length", "CHARACTER_LENGTH(s)",
@@ -163,7 +166,10 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
   }
   trim("trim", 1, "TRIM(s)", "The text without blanks at its ends.", "SELECT TRIM('  a  ') || '.'",
        "a.", MakeTrim<0>);
-  trim("trim", 2, "TRIM(BOTH c FROM s)", "The text without a character at its ends.",
+  trim("trim", 2, "TRIM(BOTH c FROM s)",
+       "The text without a character at its ends. The end is a style (0 both, 1 the start, 2 the "
+       "end) "
+       "that programs which build the node may compute.",
        "SELECT TRIM(BOTH '-' FROM '--a-')", "a", MakeTrim<0>);
   trim("ltrim", 1, "LTRIM(s)", "The text without blanks at its start.",
        "SELECT LTRIM('  a  ') || '.'", "a  .", MakeTrim<1>);
@@ -204,7 +210,8 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
        "The character of a code, as one byte of the server's code page (ISO 8859-1).",
        "SELECT CHR(65)", "A", PrepareAs<'w'>, MakeChr);
   text("nlssort", 1, "NLSSORT(s)", "NLSSort", kText, "binary",
-       "The text as bytes that sort as the text does in the configured locale (`--set Locale=`).",
+       "The text as bytes that sort and compare as the text does (`--set Locale=`, "
+       "`CaseSensitiveCompare`).",
        "SELECT MIN(weather) FROM \"seattle-weather\" GROUP BY weather ORDER BY NLSSORT(weather) "
        "LIMIT 1",
        "drizzle", PrepareAs<'t'>, MakeFunction<NLSSort>);

@@ -106,7 +106,7 @@ void ExpressionTyper::TypeWindow(const SqlExpression& expression, const Clause& 
   const bool takesRowsInOrder =
       form == WindowForm::kGroup || form == WindowForm::kRunning || form == WindowForm::kMoving;
   if (form == WindowForm::kMoving) call.numbers.push_back(WindowSize(*window.preceding));
-  if (!takesRowsInOrder) TypeRank(expression, clause, form, arguments, call.orders);
+  if (!takesRowsInOrder) TypeRank(expression, clause, *aggregate.function, arguments, call.orders);
   // What reads no column of the rows still counts them.
   if (arguments.empty() && form != WindowForm::kGroup)
     arguments.push_back(MakeTypedConstant({XeInt4Data, int32{1}}, expression.position));
@@ -122,22 +122,25 @@ void ExpressionTyper::TypeWindow(const SqlExpression& expression, const Clause& 
 }
 
 void ExpressionTyper::TypeRank(const SqlExpression& expression, const Clause& clause,
-                               WindowForm form, TypedArguments& columns,
+                               const FunctionRow& row, TypedArguments& columns,
                                std::vector<SortOrder_t>& orders) const {
   const std::vector<SqlSortItem>& keys = expression.over->orderBy;
   const auto refuse = [&](const wchar_t* what) {
     ThrowPlanError(kWindowOrder, expression.position, {UpperName(expression.name), what});
   };
-  switch (form) {
+  const auto typeKey = [&] {
+    return WidenArgument(TypeKey(*keys[0].expression, clause), *row.aggregate);
+  };
+  switch (row.windowForm) {
     case WindowForm::kRankByKeys:
       return TypeRankKeys(keys, clause, columns, orders);
     case WindowForm::kRankByKey:
       if (keys.size() != 1) refuse(L"an ORDER BY of one key");
-      columns.push_back(TypeKey(*keys[0].expression, clause));
+      columns.push_back(typeKey());
       break;
     case WindowForm::kRankByArgument:
       if (keys.empty()) break;
-      if (keys.size() > 1 || !IsSameExpression(*TypeKey(*keys[0].expression, clause), *columns[0]))
+      if (keys.size() > 1 || !IsSameExpression(*typeKey(), *columns[0]))
         refuse(L"an ORDER BY of its own argument, or none");
       break;
     default:

@@ -74,6 +74,29 @@ XeRecordMetaData TakeFields(WorkRecord& record, std::size_t count) {
   return layout;
 }
 
+/// The fields of `record` as they stand from an offset on, behind those of `layout`.
+void AppendFields(const WorkRecord& record, std::size_t offset, XeRecordMetaData& layout) {
+  const int count = record.GetLayout().GetFieldCount();
+  int position = layout.GetFieldCount();
+  layout.SetFieldCount(position + count);
+  for (int i = 0; i < count; ++i) {
+    const XeFieldDescriptor& source = *record.GetLayout().GetFieldDescriptor(i);
+    auto field = std::make_shared<XeFieldDescriptor>(source);
+    const auto shift = static_cast<uint32>(offset);
+    field->SetOffsets(source.GetDataOffset() + shift,
+                      source.IsNullable() ? source.GetNullOffset() + shift : 0);
+    layout.SetFieldDescriptor(position++, std::move(field));
+  }
+}
+
+/// Whether texts in front of the last key, which is cut at its end, are wide.
+bool HasWideKeysBeforeLast(WorkRecord& record, std::size_t keyCount) {
+  if (keyCount == 0) return false;
+  const bool isLastCut = FindVaryingKey(record, keyCount) != 0;
+  return RecordPacker(record.GetSize(), TakeFields(record, keyCount - (isLastCut ? 1 : 0)))
+      .IsPacking();
+}
+
 /// A layout of one number at an offset.
 XeRecordMetaData NumberAt(std::size_t offset) {
   XeRecordMetaData layout;
@@ -96,6 +119,10 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       aggregates_(aggregates),
       memoryLimit_(memoryLimit),
       keys_(KeysOfFirstFields(group, keyCount)),
+      keyPacker_(CountKeyBytes(group, keyCount), TakeFields(group, keyCount)),
+      keepsPackedKeys_(HasWideKeysBeforeLast(group, keyCount)),
+      keptKeys_(keepsPackedKeys_ ? keyPacker_.PackKeys(keys_) : keys_),
+      packedKeys_(keepsPackedKeys_ ? keyPacker_.GetMostBytes() : 0),
       isPrefixKey_(keyCount == 1 && keys_.Get(0).IsPrefixExact()),
       keyBytes_(CountKeyBytes(group, keyCount)),
       varyingKeyOffset_(FindVaryingKey(group, keyCount)),
@@ -166,10 +193,19 @@ uint64 GroupTable::HashKeys() const {
   return isPrefixKey_ ? Scatter(keys_.Get(0).SortPrefix(record)) : keys_.Hash(record);
 }
 
-bool GroupTable::IsGroupOfKeys(Group& group) const {
+const uint8* GroupTable::CurrentKeys() {
+  uint8* const record = group_.GetData();
+  if (!keepsPackedKeys_) return record;
+  keyPacker_.Pack(record, packedKeys_.Get(), keyPacker_.Measure(record));
+  return packedKeys_.Get();
+}
+
+bool GroupTable::IsGroupOfKeys(Group& group) {
+  if (isPrefixKey_) return true;
   // Equal bytes are equal keys, and most equal keys have equal bytes.
-  return isPrefixKey_ || std::memcmp(group.Key(), group_.GetData(), group.keyBytes) == 0 ||
-         keys_.Compare(group.Key(), group_.GetData()) == 0;
+  const uint8* const current = CurrentKeys();
+  return std::memcmp(group.Key(), current, group.keyBytes) == 0 ||
+         keptKeys_.Compare(group.Key(), current) == 0;
 }
 
 GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
@@ -216,6 +252,7 @@ void GroupTable::GrowSlots() {
 }
 
 uint32 GroupTable::CountUsedKeyBytes() const {
+  if (keepsPackedKeys_) return static_cast<uint32>(keyPacker_.Measure(group_.GetData()));
   if (varyingKeyOffset_ == 0) return keyBytes_;
   uint32 length;
   std::memcpy(&length, group_.GetData() + varyingKeyOffset_, sizeof length);
@@ -232,7 +269,7 @@ GroupTable::Group& GroupTable::KeepGroup(uint32 keyBytes, uint32 stateBytes) {
   auto* const group =
       new (blockEnd_ - blockFree_) Group{static_cast<uint32>(groups_.size()), keyBytes};
   blockFree_ -= room;
-  std::memcpy(group->Key(), group_.GetData(), keyBytes);
+  std::memcpy(group->Key(), CurrentKeys(), keyBytes);
   groups_.push_back(group);
   return *group;
 }
@@ -240,27 +277,31 @@ GroupTable::Group& GroupTable::KeepGroup(uint32 keyBytes, uint32 stateBytes) {
 void GroupTable::Sort(uint64 row) {
   if (!sorter_) {
     sorter_.emplace(static_cast<uint32>(rowOffset_ + sizeof(float64)), timer_, false, true);
-    sorter_->SetRowIdSorterMetadata(keys_, TakeFields(group_, keyCount_));
+    XeRecordMetaData layout = TakeFields(group_, keyCount_);
+    AppendFields(input_, inputOffset_, layout);
+    sorter_->SetRowIdSorterMetadata(keys_, layout);
     sorter_->BeginInput();
   }
   uint8* const record = sortRecord_.Get();
   const float64 number = static_cast<float64>(row);
-  std::memcpy(record, group_.GetData(), keyBytes_);
-  std::memcpy(record + inputOffset_, input_.GetData(), input_.GetSize());
+  keyPacker_.Copy(group_.GetData(), record);
+  input_.GetPacker().Copy(input_.GetData(), record + inputOffset_);
   std::memcpy(record + rowOffset_, &number, sizeof number);
   sorter_->SortRecord(record);
   ++sortedRows_;
 }
 
-void GroupTable::ClearResults(uint8* record) const {
-  std::memset(record + keyBytes_, 0, group_.GetSize() - keyBytes_);
-}
+void GroupTable::ClearResults(uint8* record) const { group_.GetPacker().Clear(record, keyBytes_); }
 
 void GroupTable::EmitLive(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next) {
   meter.Start(next, groups_.size());
   for (Group* const group : groups_) {
     meter.Step();
-    std::memcpy(group_.GetData(), group->Key(), group->keyBytes);
+    if (keepsPackedKeys_) {
+      keyPacker_.Unpack(group->Key(), group_.GetData());
+    } else {
+      std::memcpy(group_.GetData(), group->Key(), group->keyBytes);
+    }
     ClearResults(group_.GetData());
     AggregateSet& set = HasOwnSet(*group) ? sets_[group->index] : turns_->Close(group->States());
     set.Output(group_.GetData());
@@ -274,7 +315,8 @@ void GroupTable::EmitSorted(const std::function<bool()>& emit, ProgressMeter& me
   // The live groups make room for the second sorter.
   FreeGroups();
   const std::size_t rowOffset = AlignUp(group_.GetSize(), alignof(float64));
-  const XeRecordMetaData layout = NumberAt(rowOffset);
+  XeRecordMetaData layout = NumberAt(rowOffset);
+  AppendFields(group_, 0, layout);
   SqrtSorter results(layout.GetBinaryRecordSize(), timer_);
   KeySet byFirstRow;
   byFirstRow.Add(KeyDesc(*layout.GetFieldDescriptor(0), kAscending, kCompareCodePoints));
@@ -287,7 +329,7 @@ void GroupTable::EmitSorted(const std::function<bool()>& emit, ProgressMeter& me
   const RecordBuffer result(layout.GetBinaryRecordSize());
   while (results.GetRecord(result.Get())) {
     meter.Step();
-    std::memcpy(group_.GetData(), result.Get(), group_.GetSize());
+    group_.GetPacker().Copy(result.Get(), group_.GetData());
     if (!emit()) return;
   }
 }
@@ -315,7 +357,7 @@ uint64 GroupTable::SumUpSorted(SqrtSorter& results, ProgressMeter& meter) {
     if (!isOpen || keys_.Compare(result.Get(), record) != 0) {
       close();
       isOpen = true;
-      std::memcpy(result.Get(), record, keyBytes_);
+      keyPacker_.Copy(record, result.Get());
       ClearResults(result.Get());
       std::memcpy(result.Get() + rowOffset, &row, sizeof row);
       aggregates.Initialize();

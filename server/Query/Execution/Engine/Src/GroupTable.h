@@ -20,7 +20,8 @@ namespace sqxer {
 /// The keys are the first fields of the group record, the results of the aggregates the fields
 /// behind them. A live group keeps the record's bytes up to the first result, or to the end of a
 /// text that is the last key (a layout puts the values in field order, the null bytes before them
-/// all). The first groups have a set of aggregates each; those beyond keep the bare states of their
+/// all). Where there are wide texts in front of the last key, it keeps these bytes packed. The
+/// first groups have a set of aggregates each; those beyond keep the bare states of their
 /// aggregates, among which one set takes turns, unless an aggregate has none. Once the
 /// groups have reached the limit no new ones are opened: rows of other groups go to a sorter, and
 /// are summed up afterwards group by group. A group with DISTINCT aggregates counts with the
@@ -66,8 +67,10 @@ class GroupTable {
     Group* group = nullptr;
   };
 
+  /// The current keys as a group keeps them.
+  const uint8* CurrentKeys();
   uint64 HashKeys() const;
-  bool IsGroupOfKeys(Group& group) const;
+  bool IsGroupOfKeys(Group& group);
   /// The slot of the group of the current keys, or the free one where it belongs.
   Slot& FindSlot(uint64 hash);
   Group& OpenGroupAt(Slot& slot, uint64 hash);
@@ -96,6 +99,11 @@ class GroupTable {
   const std::vector<PlanAggregate>& aggregates_;
   uint64 memoryLimit_;
   KeySet keys_;
+  RecordPacker keyPacker_;
+  bool keepsPackedKeys_;
+  /// The keys of kept bytes.
+  KeySet keptKeys_;
+  RecordBuffer packedKeys_;
   /// There is one key, and its sort prefix is all of it.
   bool isPrefixKey_;
   uint32 keyBytes_;

@@ -68,6 +68,7 @@ class Description {
 }  // namespace
 
 std::vector<XeString> QueryRun::Describe() {
+  const SettingsScope scope(settings_);
   Description description;
   if (table_ != nullptr) {
     description.Add(L"scan " + table_->schema.name + L" (" +

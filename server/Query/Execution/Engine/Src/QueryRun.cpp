@@ -3,7 +3,6 @@
 #include <limits>
 
 #include "RecordKeys.h"
-#include "Utility/SUSystemConfig.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -55,7 +54,7 @@ void QueryRun::BindScan() {
 }
 
 void QueryRun::BindGroups() {
-  const uint64 memory = SUSystemConfig::GetSystemConfig().groupMemory_;
+  const uint64 memory = settings_->GetSwitches().groupMemory_;
   BindAll(plan_.groupKeys, scanRecord_, groupRecord_, groupKeys_);
   BindAll(plan_.aggregateInputs, scanRecord_, inputRecord_, aggregateInputs_);
   groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory,
@@ -74,7 +73,7 @@ void QueryRun::BindOutputs() {
   BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
-                      noAggregates_, SUSystemConfig::GetSystemConfig().groupMemory_, 0);
+                      noAggregates_, settings_->GetSwitches().groupMemory_, 0);
   }
   if (plan_.order.empty()) return;
   KeySet keys;
@@ -98,6 +97,7 @@ RunPhase QueryRun::AfterWindows() const {
 
 void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   meter_.SetProgress(progress);
+  const SettingsScope scope(settings_);
   Start(sink);
   if (!WantsNothing()) {
     ScanRows();

@@ -13,6 +13,7 @@
 #include "RunProgress.h"
 #include "Table.h"
 #include "TableScan.h"
+#include "Utility/Settings.h"
 #include "Utility/SqrtSorter.h"
 #include "WindowSet.h"
 #include "WorkRecord.h"
@@ -20,7 +21,7 @@
 namespace sqxer {
 
 /// A plan whose trees are bound to records of its own, ready to be run over its table any number of
-/// times. One thread.
+/// times, under the settings that were the thread's current ones when it was made. One thread.
 class QueryRun {
  public:
   /// Takes over the plan. `table` is null for a plan without one, and must outlive the run. Errors
@@ -65,6 +66,7 @@ class QueryRun {
   RunPhase AfterDistinct() const { return sorter_ ? RunPhase::kSorting : RunPhase::kWriting; }
   bool WantsNothing() const { return plan_.limit && *plan_.limit == 0; }
 
+  const SettingsRef settings_ = Settings::Current();
   QueryPlan plan_;
   const Table* table_;
   WorkRecord scanRecord_;

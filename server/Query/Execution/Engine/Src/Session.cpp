@@ -81,6 +81,12 @@ class Stopwatch {
 
 }  // namespace
 
+void Session::Set(const std::string& name, const std::string& value) {
+  SUSystemConfig switches = settings_->GetSwitches();
+  switches.Set(name, value);
+  settings_ = std::make_shared<const Settings>(switches);
+}
+
 void Session::AddTable(const std::string& name, const std::string& path) {
   if (!TablePath::Parse(path).IsPath()) ThrowEngineError(kPathKindUnknown, {Wide(path)});
   const XeString key = Folded(Wide(name));
@@ -184,6 +190,7 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) c
 }
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
+  const SettingsScope scope(settings_);
   timing_ = {};
   partialTables_.clear();
   const Clock::time_point start = Clock::now();

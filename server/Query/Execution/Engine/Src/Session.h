@@ -14,11 +14,13 @@
 #include "ResultSink.h"
 #include "RunProgress.h"
 #include "Table.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
 /// A set of tables and the statements run over them. Tables are read when a statement first names
-/// them and kept. An error in a statement leaves the session usable. One thread.
+/// them and kept. An error in a statement leaves the session usable. One thread at a time; sessions
+/// on several threads do not disturb each other, whatever their settings.
 class Session : public Catalog {
  public:
   struct Timing {
@@ -28,6 +30,14 @@ class Session : public Catalog {
     /// What went to temporary files: sorted runs, merged ones again, and rows that wait.
     uint64 spilledBytes = 0;
   };
+
+  /// Starts from the thread's current settings.
+  Session() = default;
+
+  /// Sets a switch for the statements to come, of this session alone: as SUSystemConfig::Set, with
+  /// its errors.
+  void Set(const std::string& name, const std::string& value);
+  const SettingsRef& GetSettings() const { return settings_; }
 
   /// A table by name (letter case ignored): PATH ends in .csv or .tsv, or is FILE.db:table. Error
   /// 57015 (path) for any other.
@@ -78,6 +88,7 @@ class Session : public Catalog {
   /// NAME.csv in the directory. Error 57001.
   std::string FindInDirectory(const XeString& name) const;
 
+  SettingsRef settings_ = Settings::Current();
   std::string directory_ = ".";
   std::unique_ptr<ParameterBlock> parameters_;
   LoadProgress loadProgress_ = nullptr;

@@ -1,14 +1,12 @@
 #include "WindowFunctions.h"
 
-#include <cstring>
-
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
 namespace {
 
 /// A function that saw no value may leave a result as it stands: it must not be another group's.
-void Clear(const WorkRecord& record) { std::memset(record.GetData(), 0, record.GetSize()); }
+void Clear(const WorkRecord& record) { record.GetPacker().Clear(record.GetData()); }
 
 }  // namespace
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <numeric>
 
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 #include "WindowFunctions.h"
 
 namespace sqxer {
@@ -46,8 +46,8 @@ WindowResults::WindowResults(const PlanWindow& plan, bool areSorted, WorkRecord&
   group_.emplace(ofGroup);
   if (areSorted && group_->GetSize() > kMostCopiedBytes) {
     place_ = GroupPlace::kKeptRecord;
-    groups_.emplace(group_->GetSize(), SUSystemConfig::GetSystemConfig().groupMemory_, timer);
-    ofRow.push_back({L"group", XeUInt4Data, sizeof(GroupNumber), 0, false});
+    groups_.emplace(group_->GetPacker(), Settings::Current()->GetSwitches().groupMemory_, timer);
+    ofRow.push_back({L"group", XeDoubleData, sizeof groupPlace_, 0, false});
   } else if (areSorted && !ofGroup.empty()) {
     place_ = GroupPlace::kRowRecord;
     ofRow.insert(ofRow.end(), ofGroup.begin(), ofGroup.end());
@@ -56,7 +56,7 @@ WindowResults::WindowResults(const PlanWindow& plan, bool areSorted, WorkRecord&
   row_.emplace(ofRow);
   rowNumber_ = row_->GetData() + LastField(*row_).GetDataOffset();
   if (place_ == GroupPlace::kKeptRecord) {
-    groupNumber_ = row_->GetData() + row_->GetField(firstGroupField).GetDataOffset();
+    groupPlaceInRow_ = row_->GetData() + row_->GetField(firstGroupField).GetDataOffset();
   } else if (place_ == GroupPlace::kRowRecord) {
     groupToRow_ = MoveFields(*group_, 0, ofGroup.size(), *row_, firstGroupField);
   }
@@ -96,22 +96,22 @@ KeySet WindowResults::GetRowOrder() const {
 
 void WindowResults::AddGroupToRow() {
   if (groups_) {
-    const auto number = static_cast<GroupNumber>(groups_->GetCount() - 1);
-    std::memcpy(groupNumber_, &number, sizeof number);
+    std::memcpy(groupPlaceInRow_, &groupPlace_, sizeof groupPlace_);
   } else if (place_ == GroupPlace::kRowRecord) {
     groupToRow_.MoveColumns(group_->GetData(), row_->GetData());
   }
 }
 
 void WindowResults::WriteToSource() {
-  const uint8* group = group_->GetData();
   if (groups_) {
-    GroupNumber number;
-    std::memcpy(&number, groupNumber_, sizeof number);
-    group = groups_->At(number);
+    uint64 place;
+    std::memcpy(&place, groupPlaceInRow_, sizeof place);
+    if (place != groupPlace_) groups_->ReadAt(place, group_->GetData());
+    groupPlace_ = place;
   }
   for (const Move& move : moves_) {
-    move.fields.MoveColumns(move.fromGroup ? group : row_->GetData(), source_.GetData());
+    move.fields.MoveColumns(move.fromGroup ? group_->GetData() : row_->GetData(),
+                            source_.GetData());
   }
 }
 

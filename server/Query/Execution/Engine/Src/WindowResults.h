@@ -25,7 +25,7 @@ inline const XeFieldDescriptor& LastField(const WorkRecord& record) {
 ///   row record    what the other functions gave, and the row's number. Where row records are
 ///   sorted
 ///                 they carry the group's results too: as a copy or, when these are wide, as the
-///                 number of the group, whose record is kept once
+///                 place of the group's record, which is kept once
 class WindowResults {
  public:
   /// The results are the fields of `source`, which must outlive this, from `firstResult` on.
@@ -47,7 +47,9 @@ class WindowResults {
   /// The group record is complete: the rows that follow, until this is called again, are of that
   /// group.
   void KeepGroup() {
-    if (groups_) groups_->Append(group_->GetData());
+    if (!groups_) return;
+    groupPlace_ = groups_->GetNextPlace();
+    groups_->Append(group_->GetData());
   }
   /// Makes the row record ready for sorting.
   void AddGroupToRow();
@@ -58,7 +60,6 @@ class WindowResults {
  private:
   /// Where rows that are read have the results of their group.
   enum class GroupPlace { kGroupRecord, kRowRecord, kKeptRecord };
-  using GroupNumber = uint32;
   struct Move {
     bool fromGroup;
     XeFieldDataBinder fields;
@@ -71,11 +72,14 @@ class WindowResults {
   std::optional<WorkRecord> group_;
   std::optional<WorkRecord> row_;
   uint8* rowNumber_;
-  uint8* groupNumber_ = nullptr;
+  /// Where the place of the group's record stands in the row record.
+  uint8* groupPlaceInRow_ = nullptr;
   XeFieldDataBinder groupToRow_;
   std::vector<Move> moves_;
   /// The records of wide groups.
   std::optional<RecordSpool> groups_;
+  /// That of the group kept last, later of the one in the group record.
+  uint64 groupPlace_ = 0;
 };
 
 }  // namespace sqxer

@@ -32,7 +32,7 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       results_(plan, IsSorted(), source, firstResult, timer_),
       functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup()),
       recordsWait_(functions_.WriteOnTake()),
-      waiting_(recordsWait_ ? results_.GetRow().GetSize() : uint32{sizeof(RowNumber)},
+      waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
   BindAll(plan.inputs, source, input_, inputs_);
 }
@@ -114,13 +114,9 @@ void WindowRun::CloseGroup() {
 }
 
 void WindowRun::OutputWaiting() {
-  const uint8* const waiting = waiting_.Next();
-  XE_ASSERT(waiting != nullptr);
-  if (recordsWait_) {
-    std::memcpy(results_.GetRow().GetData(), waiting, results_.GetRow().GetSize());
-  } else {
-    std::memcpy(results_.GetRowNumber(), waiting, sizeof(RowNumber));
-  }
+  const bool isThere =
+      waiting_.Read(recordsWait_ ? results_.GetRow().GetData() : results_.GetRowNumber());
+  XE_ASSERT(isThere);
   AtRow(ErrorRow(results_.GetRowNumber()), [this] { functions_.OutputRow(); });
 }
 

@@ -6,7 +6,7 @@ WindowSet::WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::
                      Source kind, bool haveNumbers)
     : source_(source),
       keepsRecords_(kind == Source::kGroups),
-      sourceRows_(keepsRecords_ ? source.GetSize() : uint32{sizeof(uint64)},
+      sourceRows_(keepsRecords_ ? source.GetPacker() : RecordPacker(sizeof(uint64)),
                   SqrtSorter::GetInitialBufferBytes(), timer_) {
   for (PlanWindow& window : windows) {
     windows_.emplace_back(window, source, firstResult, haveNumbers);
@@ -37,16 +37,12 @@ void WindowSet::EndInput(ProgressMeter& meter) {
 }
 
 uint64 WindowSet::Next() {
-  const uint8* const kept = sourceRows_.Next();
-  if (kept == nullptr) return 0;
-  ++returned_;
-  if (keepsRecords_) {
-    std::memcpy(source_.GetData(), kept, source_.GetSize());
-    return returned_;
+  uint64 row = 0;
+  if (!sourceRows_.Read(keepsRecords_ ? source_.GetData() : reinterpret_cast<uint8*>(&row))) {
+    return 0;
   }
-  uint64 row;
-  std::memcpy(&row, kept, sizeof row);
-  return row;
+  ++returned_;
+  return keepsRecords_ ? returned_ : row;
 }
 
 void WindowSet::WriteResults(uint64 row) {

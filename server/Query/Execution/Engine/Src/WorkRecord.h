@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Catalog.h"
+#include "Utility/RecordPacker.h"
 #include "Utility/XeAListStream.h"
 #include "Utility/XeRecordMetaData.h"
 
@@ -34,6 +35,7 @@ class WorkRecord {
   /// Error 59173 when the record would be too large.
   explicit WorkRecord(const std::vector<ColumnInfo>& fields)
       : layout_(Describe(fields)),
+        packer_(layout_.GetBinaryRecordSize(), layout_),
         buffer_(layout_.GetBinaryRecordSize()),
         stream_(&layout_, buffer_.Get()) {}
   WorkRecord(const WorkRecord&) = delete;
@@ -45,6 +47,8 @@ class WorkRecord {
     return *layout_.GetFieldDescriptor(static_cast<int>(position));
   }
   XeAListStream* GetStream() { return &stream_; }
+  /// How the record is copied, cleared and kept.
+  const RecordPacker& GetPacker() const { return packer_; }
   uint8* GetData() const { return buffer_.Get(); }
   uint32 GetSize() const { return layout_.GetBinaryRecordSize(); }
 
@@ -59,6 +63,7 @@ class WorkRecord {
   }
 
   XeRecordMetaData layout_;
+  RecordPacker packer_;
   RecordBuffer buffer_;
   XeAListStream stream_;
 };

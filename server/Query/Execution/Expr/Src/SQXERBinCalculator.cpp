@@ -88,7 +88,7 @@ std::unique_ptr<SqrtSorter> MakeSorter(XeRecordMetaData& layout, std::size_t buf
 
 RegularBinCalculator::RegularBinCalculator(XeDataType type, const std::optional<BinBounds>& bounds,
                                            std::size_t bufferBytes, OperatorTimer& timer)
-    : bounds_(bounds), spool_(sizeof(float64), bufferBytes, timer) {
+    : bounds_(bounds), spool_(RecordPacker(sizeof(float64)), bufferBytes, timer) {
   if (bounds) {
     XE_ASSERT(std::isfinite(bounds->lower) && std::isfinite(bounds->upper));
     XE_ASSERT(bounds->lower <= bounds->upper);
@@ -194,12 +194,11 @@ uint32 EqualDepthBinCalculator::NextBin() {
 
 DateTimeBinCalculator::DateTimeBinCalculator(XeDataType type, std::size_t bufferBytes,
                                              OperatorTimer& timer)
-    : spool_(sizeof(XeDateTime), bufferBytes, timer) {
+    : spool_(RecordPacker(sizeof(XeDateTime)), bufferBytes, timer) {
   const DateTimeInput* const row = FindDateTimeInput(type);
   if (row == nullptr) ThrowNotSupported(type);
   converter_.fieldConvert_ = row->toDateTime;
   finest_ = row->finest;
-  XeIntlDateTimeMgr::UseConfiguredLocale();
   firstDayOfWeek_ = XeIntlDateTimeMgr::GetFirstDayOfWeek();
 }
 

@@ -28,7 +28,7 @@ class CompareNode : public Generic {
   T value2_{};
 };
 
-/// The same over text. The comparison function is that of the configuration at construction.
+/// The same over text. The comparison function is that of the settings at construction.
 template <class Generic, class Op, class Text>
 class TextCompareNode : public Generic {
  public:

@@ -91,7 +91,7 @@ void Describe(RExpression& node, std::size_t depth, XeString& out) {
   out.append(2 * depth, L' ').append(NodeName(node));
   if (const XeString content = Content(node); !content.empty()) out += L" " + content;
   out += L" -> " + SUXeDataTypeUtility::GetXeDataTypeName(node.GetResultDataType()) + L"\n";
-  for (int i = 0; i < node.GetOperandCount(); ++i) {
+  for (int i = 0; i < node.CountOperands(); ++i) {
     if (RExpression* operand = node.GetIthOperand(i)) Describe(*operand, depth + 1, out);
   }
 }

@@ -79,11 +79,11 @@ void AvgAll::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& i
 void AvgAll::SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) {
   uint32 unusedNullOffset;
   const unsigned int first = fieldIndex;
-  PlaceFirstResult(target, first);
-  PlaceResult(target, first, countOffset_, countNullOffset_);
-  PlaceResult(target, first + 1, averageOffset_, averageNullOffset_);
-  PlaceResult(target, first + 2, seOffset_, unusedNullOffset);
-  PlaceResult(target, first + 3, cofVariationOffset_, unusedNullOffset);
+  PlaceFirstResult(target, first, XeUInt4Data);
+  PlaceResult(target, first, XeUInt4Data, countOffset_, countNullOffset_);
+  PlaceResult(target, first + 1, resultDataType_, averageOffset_, averageNullOffset_);
+  PlaceResult(target, first + 2, XeDoubleData, seOffset_, unusedNullOffset);
+  PlaceResult(target, first + 3, XeDoubleData, cofVariationOffset_, unusedNullOffset);
 }
 
 template <AccumulatorValue T>

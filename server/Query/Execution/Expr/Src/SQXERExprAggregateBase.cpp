@@ -26,10 +26,42 @@ uint32 GetCharacterWidth(XeDataType type, bool unicode) {
   return SUXeDataTypeUtility::IsXeTextType(type) && unicode ? sizeof(wchar_t) : 1;
 }
 
+/// Bytes of a character or byte of a type of varying length, 0 of another.
+uint32 GetVaryingUnit(XeDataType type, bool unicode) {
+  return IsVarying(type) ? GetCharacterWidth(type, unicode) : 0;
+}
+
 /// The declared length of a field whose values take that many bytes.
 uint32 GetDeclaredLength(XeDataType type, uint32 bytes, bool unicode) {
   if (IsVarying(type)) bytes -= std::min(bytes, kLongVarPrefix);
   return bytes / GetCharacterWidth(type, unicode);
+}
+
+/// The type that stands for all those whose values are stored alike.
+XeDataType GetStoredForm(XeDataType type) {
+  switch (type) {
+    case XeVarCharData:
+      return XeLongVarCharData;
+    case XeVarBinaryData:
+      return XeLongVarBinaryData;
+    case XeMoneyData:
+    case XeDecimalData:
+      return XeNumericData;
+    case XeTimeStampData:
+      return XeDateTimeData;
+    default:
+      return type;
+  }
+}
+
+bool IsNarrowText(const XeFieldDescriptor& field, const XeRecordMetaData& layout) {
+  return SUXeDataTypeUtility::IsXeTextType(field.GetDataType()) &&
+         !field.IsUnicode(layout.IsUnicodeRecord());
+}
+
+XeString NameStoredType(XeDataType type, bool narrow) {
+  const XeString name = SUXeDataTypeUtility::GetXeDataTypeName(type);
+  return narrow ? name + L" of one byte a character" : name;
 }
 
 bool HasOrder(XeDataType type) { return type < XeIntervalData || type == XeBoolean; }
@@ -114,6 +146,10 @@ std::unique_ptr<KeySet> Aggregate::MakeDistinctSortKeySet(XeRecordMetaData& layo
   auto keys = std::make_unique<KeySet>();
   const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
   for (int i = 0; i < layout.GetFieldCount(); ++i) {
+    if (IsNarrowText(*layout.GetFieldDescriptor(i), layout)) {
+      throwExecutionError(kTypeNotSupported, L"Sort", layout.GetFieldDescriptor(i)->GetDataType(),
+                          XeUnknown);
+    }
     keys->Add(KeyDesc(*layout.GetFieldDescriptor(i), order, comparison,
                       nullsFirst ? kNullsFirst : kNullsLast));
   }
@@ -129,6 +165,7 @@ void Aggregate::BindSource(const XeRecordMetaData& input) {
   const XeFieldDescriptor& field = GetSourceField(input);
   const bool unicode = field.IsUnicode(input.IsUnicodeRecord());
   sourceDataType_ = field.GetDataType();
+  sourceUnit_ = GetVaryingUnit(sourceDataType_, unicode);
   sourceDataSize_ =
       XeRecordMetaData::GetByteLength(field.GetDataType(), field.GetLength(), unicode);
   sourceOffset_ = savedSourceOffset_ = field.GetDataOffset();
@@ -138,22 +175,28 @@ void Aggregate::BindSource(const XeRecordMetaData& input) {
 }
 
 void Aggregate::RequireOrder(const XeString& operatorName) const {
-  const bool isNarrowText =
-      SUXeDataTypeUtility::IsXeTextType(sourceDataType_) && !tempRecordMetadata_.IsUnicodeRecord();
-  if (!HasOrder(sourceDataType_) || isNarrowText) {
+  if (!HasOrder(sourceDataType_) || IsSourceNarrow()) {
     throwExecutionError(kTypeNotSupported, operatorName, sourceDataType_, XeUnknown);
   }
 }
 
-void Aggregate::PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
-                            uint32& nullOffset) {
+void Aggregate::PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex,
+                            XeDataType type, uint32& offset, uint32& nullOffset) const {
   const XeFieldDescriptor& field = target.GetPlacedField(static_cast<int>(fieldIndex));
+  const XeDataType fieldType = field.GetDataType();
+  const bool narrow = IsNarrowText(field, target);
+  if (GetStoredForm(fieldType) != GetStoredForm(type) || narrow != isResultNarrow_) {
+    constexpr int kNoImplicitConversion = 59030;
+    RaiseError(kNoImplicitConversion,
+               {NameStoredType(type, isResultNarrow_), NameStoredType(fieldType, narrow)});
+  }
   offset = field.GetDataOffset();
   nullOffset = field.GetNullOffset();
 }
 
-void Aggregate::PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex) {
-  PlaceResult(target, fieldIndex, targetOffset_, targetNullOffset_);
+void Aggregate::PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex,
+                                 XeDataType type) {
+  PlaceResult(target, fieldIndex, type, targetOffset_, targetNullOffset_);
   savedTargetOffset_ = targetOffset_;
   savedTargetNullOffset_ = targetNullOffset_;
   const XeFieldDescriptor& field = *target.GetFieldDescriptor(static_cast<int>(fieldIndex));
@@ -182,6 +225,7 @@ void Aggregate::ReplaceBy(std::unique_ptr<Aggregate> variant, RExpression*& resu
 }
 
 void Aggregate::OutputStoredValue(unsigned char* record, const uint8* value, uint32 size) const {
+  size = CountUsedBytes(value, size, sourceUnit_);
   const uint32 stored = std::min(size, targetFixedLenSize_);
   std::memcpy(record + targetOffset_, value, stored);
   if (stored == size || !IsVarying(sourceDataType_) || stored < kLongVarPrefix) return;
@@ -199,7 +243,7 @@ void Aggregate::BindDistinctMetaData() {
 
 void Aggregate::DistinctInitialize() {
   if (!isDistinctHandled_) return;
-  std::memset(tempField_.data(), 0, tempRecordMetadata_.GetBinaryRecordSize());
+  std::memset(tempField_.data(), 0, tempFieldClearBytes_);
   if (sorter_ == nullptr) MakeDistinctSorter();
   sorter_->BeginInput();
   recentValues_.Forget();
@@ -211,8 +255,12 @@ void Aggregate::DescribeMovedFields(const XeRecordMetaData& input, const UInt16V
   row.SetFieldCount(position + static_cast<int>(columns.size()));
   for (const uint16 column : columns) {
     const XeFieldDescriptor& field = *input.GetFieldDescriptor(column);
-    row.DescribleField(position++, field.GetDataType(), field.GetLength(), true, field.GetScale(),
-                       field.GetCodePage(), field.GetFieldName(), {}, field.GetUnicodeProperty());
+    // A field that becomes a key says by itself how wide its text is: keys do not see the record.
+    const bool narrow = IsNarrowText(field, input);
+    row.DescribleField(
+        position++, field.GetDataType(), field.GetLength(), true, field.GetScale(),
+        field.GetCodePage(), field.GetFieldName(), {},
+        narrow ? SUXeDataTypeUtility::kOverrideAsNarrowCode : field.GetUnicodeProperty());
   }
 }
 
@@ -229,14 +277,22 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
   distinctKeys_ = KeySet();
   distinctKeys_.Add(KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending,
                             KeyDesc::GetCharComparisonType()));
-  tempField_.Reserve(tempRecordMetadata_.GetBinaryRecordSize());
+  distinctSettings_ = Settings::Current();
+  tempField_.ReserveUnset(tempRecordMetadata_.GetBinaryRecordSize());
+  // Of a value of varying length only what it uses is filled and read.
+  tempFieldUnit_ = GetVaryingUnit(type, tempRecordMetadata_.IsUnicodeRecord());
+  tempFieldClearBytes_ =
+      tempFieldUnit_ != 0
+          ? tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset() + kLongVarPrefix
+          : tempRecordMetadata_.GetBinaryRecordSize();
   MakeDistinctSorter();
 }
 
 void Aggregate::MakeDistinctSorter() {
   tempFieldOffset_ = tempRecordMetadata_.GetFieldDescriptor(0)->GetDataOffset();
   sorter_ = std::make_unique<SqrtSorter>(tempRecordMetadata_.GetBinaryRecordSize(), opTimer_,
-                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true);
+                                         /*removeDuplicates=*/true, /*keepInputOrder=*/true,
+                                         distinctSettings_);
   sorter_->SetRowIdSorterMetadata(distinctKeys_, tempRecordMetadata_);
 }
 
@@ -249,13 +305,14 @@ void Aggregate::RequireSorter() const {
 void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
   if (dataSize <= RecentValues::kMostBytes && recentValues_.Repeats(value, dataSize)) return;
   RequireSorter();
-  std::memcpy(tempField_.data() + tempFieldOffset_, value, dataSize);
+  std::memcpy(tempField_.data() + tempFieldOffset_, value,
+              CountUsedBytes(value, dataSize, tempFieldUnit_));
   sorter_->SortRecord(tempField_.data());
 }
 
 void SingleResultAggregate::SetTargetDescriptor(XeRecordMetaData& target,
                                                 unsigned short fieldIndex) {
-  PlaceFirstResult(target, fieldIndex);
+  PlaceFirstResult(target, fieldIndex, resultDataType_);
 }
 
 std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,

@@ -56,7 +56,10 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// outside the layout, 59001 (operator, type) for a type that the aggregate does not take.
   virtual void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info);
   /// Says where the result goes: the field at `fieldIndex` of the target layout, and the fields
-  /// behind it for further results. Error 46030 for a field outside the layout.
+  /// behind it for further results. Each is of its result's type (GetResultDataType for the only
+  /// one; the class tells those of several), or of another one that is stored alike, such as
+  /// VARCHAR and LONG VARCHAR: error 59030 (type of the result, type of the field). Error 46030 for
+  /// a field outside the layout.
   virtual void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex);
 
   /// Starts a group. `restart` starts the count of output rows again as well; it has a meaning only
@@ -124,7 +127,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// An owned copy; null for null.
   static UInt16Vector* CloneColumnVector(const UInt16Vector* columns);
   /// One key per field of a layout, in the given order. `nullsFirst` places NULL; texts compare as
-  /// the system configuration says now.
+  /// the thread's current settings say. Error 59001 ("Sort", type) for values without an order,
+  /// texts of one byte a character among them.
   static std::unique_ptr<KeySet> MakeDistinctSortKeySet(XeRecordMetaData& layout, SortOrder_t order,
                                                         bool nullsFirst);
 
@@ -133,14 +137,19 @@ class SQXEREXPR_API Aggregate : public RExpression {
   const XeFieldDescriptor& GetSourceField(const XeRecordMetaData& input) const;
   /// Fixes where and what the input value is.
   void BindSource(const XeRecordMetaData& input);
+  /// The input is a text of one byte a character.
+  bool IsSourceNarrow() const {
+    return SUXeDataTypeUtility::IsXeTextType(sourceDataType_) &&
+           !tempRecordMetadata_.IsUnicodeRecord();
+  }
   /// Error 59001 (operator, type) when the bound input's values have no order (nor has text of one
   /// byte a character, whose code page is not known here).
   void RequireOrder(const XeString& operatorName) const;
-  /// Fixes where the result at `fieldIndex` goes.
-  static void PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, uint32& offset,
-                          uint32& nullOffset);
-  /// Fixes where the first result goes, and its size.
-  void PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex);
+  /// Fixes where the result at `fieldIndex` goes, a value of `type`. Errors 46030 and 59030.
+  void PlaceResult(const XeRecordMetaData& target, unsigned int fieldIndex, XeDataType type,
+                   uint32& offset, uint32& nullOffset) const;
+  /// Fixes where the first result goes, and its size. Errors as before.
+  void PlaceFirstResult(const XeRecordMetaData& target, unsigned int fieldIndex, XeDataType type);
   /// Describes the (first) result to the owner.
   static void DescribeResult(MetaDataInfo& info, XeDataType type, uint32 length, bool nullable,
                              int16 scale = 0);
@@ -177,15 +186,38 @@ class SQXEREXPR_API Aggregate : public RExpression {
     ((offset = TransferBytes(transfer, state, offset, &fields, uint32{sizeof(Fields)})), ...);
     return offset;
   }
+  /// The longest value that a state takes.
+  static constexpr uint32 kLongestKept = 256;
   /// A state that is a value kept as it is stored and these fields. There is none of a long value:
   /// copying it at every turn costs more than an aggregate for each group.
   template <class... Fields>
   static uint32 TransferKept(StateTransfer transfer, uint8* state, uint8* value, uint32 size,
                              Fields&... fields) {
-    constexpr uint32 kLongestKept = 256;
     if (size > kLongestKept) return 0;
     const uint32 offset = TransferFields(transfer, state, fields...);
     return TransferBytes(transfer, state, offset, value, size);
+  }
+
+  /// Makes room for a value that is kept as it is stored, which is zero or empty at first.
+  template <std::size_t InlineCount>
+  void ReserveKept(XeAutoBuffer<uint8, InlineCount>& buffer, uint32 size) const {
+    if (sourceUnit_ == 0 || size <= kLongestKept) return buffer.Reserve(size);
+    buffer.ReserveUnset(size);
+    std::memset(buffer.data(), 0, kLongVarPrefix);
+  }
+
+  /// Bytes that a value at an address uses of those that it may take: of varying length it is where
+  /// the unit is not 0.
+  static uint32 CountUsedBytes(const void* value, uint32 most, uint32 unit) {
+    if (unit == 0 || most < kLongVarPrefix) return most;
+    uint32 length;
+    std::memcpy(&length, value, sizeof length);
+    const uint64 used = kLongVarPrefix + uint64{length} * unit;
+    return used < most ? static_cast<uint32>(used) : most;
+  }
+  /// The same for an input value.
+  uint32 CountSourceBytes(const void* value) const {
+    return CountUsedBytes(value, currentRecordDataSize_, sourceUnit_);
   }
 
   /// Adds fields for the values of these columns of the input behind the fields of a row: the same,
@@ -220,8 +252,13 @@ class SQXEREXPR_API Aggregate : public RExpression {
   bool isDistinctHandled_;
   XeRecordMetaData AggrResultMetaData_;
   XeDataType sourceDataType_ = XeUnknown;
+  /// Bytes of a character or byte of a value of varying length, else 0.
+  uint32 sourceUnit_ = 0;
   std::unique_ptr<SqrtSorter> sorter_;
   XeAutoBuffer<uint8, 1> tempField_;
+  uint32 tempFieldUnit_ = 0;
+  /// The leading bytes that are not left to the value.
+  uint32 tempFieldClearBytes_ = 0;
   /// Its text width is that of the bound input field.
   XeRecordMetaData tempRecordMetadata_;
   uint32 sourceNullOffset_ = 0;
@@ -238,6 +275,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   StreamPrinter* debugPrinter_ = nullptr;
   uint32 targetFixedLenSize_ = 0;
   OperatorTimer opTimer_;
+  /// The result is a text of one byte a character.
+  bool isResultNarrow_ = false;
 
  private:
   void MakeDistinctSorter();
@@ -246,6 +285,8 @@ class SQXEREXPR_API Aggregate : public RExpression {
   uint32 tempFieldOffset_ = 0;
   /// How values compare, as decided at bind: every group's sorter has the same keys.
   KeySet distinctKeys_;
+  /// Where those sorters spill.
+  SettingsRef distinctSettings_;
   RecentValues recentValues_;
 };
 

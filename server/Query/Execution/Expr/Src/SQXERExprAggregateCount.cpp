@@ -67,7 +67,7 @@ void Count::CountUnlessRepeated(const uint8* value) {
   if (!bFirstRecord_ && countKeySet_->Compare(value, prevFieldBuffer_.data()) == 0) return;
   ++count_;
   bFirstRecord_ = false;
-  std::memcpy(prevFieldBuffer_.data(), value, currentRecordDataSize_);
+  std::memcpy(prevFieldBuffer_.data(), value, CountSourceBytes(value));
 }
 
 RExprReturn Count::Finalize() {

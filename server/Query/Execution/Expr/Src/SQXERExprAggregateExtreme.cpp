@@ -9,16 +9,16 @@ namespace {
 
 /// Another aggregate of the same kind, with the break columns of `from`. None of them handles
 /// DISTINCT: it changes nothing about an extreme.
-template <class Kind>
-Aggregate* MakePart(const Kind& from, UInt16Vector* columns) {
+template <class Kind, class... Flags>
+Aggregate* MakePart(const Kind& from, UInt16Vector* columns, Flags... flags) {
   return new Kind(columns, Aggregate::CloneColumnVector(from.GetControlBreakColumns()),
                   Aggregate::CloneColumnVector(from.GetDistinctBreakColumns()),
-                  from.IsCumulativeAggregate());
+                  from.IsCumulativeAggregate(), flags...);
 }
 
-template <class Kind>
-Aggregate* MakeSourcePart(const Kind& from) {
-  return MakePart(from, Aggregate::CloneColumnVector(from.GetAggregateColumns()));
+template <class Kind, class... Flags>
+Aggregate* MakeSourcePart(const Kind& from, Flags... flags) {
+  return MakePart(from, Aggregate::CloneColumnVector(from.GetAggregateColumns()), flags...);
 }
 
 }  // namespace
@@ -37,7 +37,7 @@ void ExtremeAggregate::BindExtreme(const XeRecordMetaData& input, const XeString
   const XeFieldDescriptor& field = GetSourceField(input);
   keyDesc_ = KeyDesc(field, kAscending, KeyDesc::GetCharComparisonType());
   bufferSize_ = sourceDataSize_;
-  tempRow_.Reserve(bufferSize_);
+  ReserveKept(tempRow_, bufferSize_);
   resultDataType_ = sourceDataType_;
   DescribeResult(info, sourceDataType_, field.GetLength(), true, field.GetScale());
 }
@@ -54,7 +54,7 @@ RExprReturn ExtremeAggregate::ComputeExtreme(const unsigned char* record, int wa
 }
 
 void ExtremeAggregate::Keep(const uint8* value) {
-  std::memcpy(tempRow_.data(), value, currentRecordDataSize_);
+  std::memcpy(tempRow_.data(), value, CountSourceBytes(value));
   resultRecordDataSize_ = currentRecordDataSize_;
   nullIndicator_ = false;
 }
@@ -104,12 +104,18 @@ Aggregate* Min::GetPartialsAggregator(UInt16Vector* partialColumns) {
   return MakePart(*this, partialColumns);
 }
 
+NullIfNotUnique::NullIfNotUnique(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                                 UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                                 bool isNullOverNoRows)
+    : Max(aggregateColumns, controlBreakColumns, distinctBreakColumns, isCumulativeAggregate),
+      isNullOverNoRows_(isNullOverNoRows) {}
+
 void NullIfNotUnique::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   BindExtreme(input, L"NullIfNotUnique", result, info);
 }
 
 void NullIfNotUnique::Initialize(bool) {
-  nullIndicator_ = false;
+  nullIndicator_ = isNullOverNoRows_;
   isFirstValue_ = true;
 }
 
@@ -131,10 +137,12 @@ uint32 NullIfNotUnique::TransferState(StateTransfer transfer, uint8* state) {
                       resultRecordDataSize_, isFirstValue_);
 }
 
-Aggregate* NullIfNotUnique::GetSourceAggregator() { return MakeSourcePart(*this); }
+Aggregate* NullIfNotUnique::GetSourceAggregator() {
+  return MakeSourcePart(*this, isNullOverNoRows_);
+}
 
 Aggregate* NullIfNotUnique::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return MakePart(*this, partialColumns);
+  return MakePart(*this, partialColumns, isNullOverNoRows_);
 }
 
 }  // namespace sqxer

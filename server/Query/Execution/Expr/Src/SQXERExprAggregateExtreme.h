@@ -67,11 +67,13 @@ class SQXEREXPR_API Min : public ExtremeAggregate {
 };
 
 /// NULL_IF_NOT_UNIQUE: the value of a group whose values are all equal and none of them NULL, else
-/// NULL. A group without rows is not NULL: it gives the buffer as the last group left it (zeros at
-/// first), because callers tell an empty group by its count.
+/// NULL. A group without rows is not NULL unless that is asked for: it gives the buffer as the last
+/// group left it (zeros at first), because callers tell an empty group by its count.
 class SQXEREXPR_API NullIfNotUnique : public Max {
  public:
-  using Max::Max;
+  NullIfNotUnique(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                  UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                  bool isNullOverNoRows = false);
 
   using Aggregate::Bind;
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
@@ -83,6 +85,7 @@ class SQXEREXPR_API NullIfNotUnique : public Max {
 
  protected:
   bool isFirstValue_ = true;
+  bool isNullOverNoRows_;
 };
 
 }  // namespace sqxer

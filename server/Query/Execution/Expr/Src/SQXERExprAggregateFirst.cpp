@@ -16,16 +16,18 @@ void KeptValueAggregate::Bind(XeRecordMetaData& input, RExpression*& result, Met
   result = nullptr;
   BindSource(input);
   dataSize_ = sourceDataSize_;
-  tempRow_.Reserve(dataSize_);
+  ReserveKept(tempRow_, dataSize_);
   const XeFieldDescriptor& field = GetSourceField(input);
   resultDataType_ = sourceDataType_;
+  isResultNarrow_ = IsSourceNarrow();
   DescribeResult(info, sourceDataType_, field.GetLength(), true, field.GetScale());
 }
 
 void KeptValueAggregate::Initialize(bool) { nullIndicator_ = true; }
 
 void KeptValueAggregate::Keep(const unsigned char* record) {
-  std::memcpy(tempRow_.data(), record + sourceOffset_, std::min(dataSize_, currentRecordDataSize_));
+  const uint8* const value = record + sourceOffset_;
+  std::memcpy(tempRow_.data(), value, std::min(dataSize_, CountSourceBytes(value)));
   nullIndicator_ = false;
 }
 

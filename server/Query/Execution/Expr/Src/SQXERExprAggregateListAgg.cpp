@@ -9,6 +9,8 @@
 
 namespace sqxer {
 
+const wchar_t* const S_AGG_DELIMETER = L"; ";
+
 ListAgg::ListAgg(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                  UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
                  bool isDistinctHandled)

@@ -8,8 +8,8 @@
 
 namespace sqxer {
 
-/// What stands between the values of a list.
-inline constexpr const wchar_t* S_AGG_DELIMETER = L"; ";
+/// What stands between the values of a list: "; ".
+SQXEREXPR_API extern const wchar_t* const S_AGG_DELIMETER;
 
 /// LISTAGG: the group's values as one text, with "; " between them, NULL when there is none. NULL
 /// and texts that are empty or all blanks are left out, their delimiters with them; trailing blanks

@@ -23,7 +23,7 @@ void PairAggregate::Bind(XeRecordMetaData& input, RExpression*& result, MetaData
 }
 
 void PairAggregate::SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) {
-  PlaceFirstResult(target, fieldIndex);
+  PlaceFirstResult(target, fieldIndex, XeDoubleData);
 }
 
 void PairAggregate::Initialize(bool) {

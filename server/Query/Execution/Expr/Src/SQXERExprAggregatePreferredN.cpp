@@ -25,28 +25,32 @@ uint32 Saturate(uint64 rows) {
 
 }  // namespace
 
-PreferredRows::PreferredRows(std::unique_ptr<KeySet> keys, const KeySet& rowIdKeys, uint32 rowSize,
-                             uint32 rowIdOffset, uint32 rankOffset)
-    : tempRowSize_(rowSize),
-      rowIdOffset_(rowIdOffset),
+PreferredRows::PreferredRows(std::unique_ptr<KeySet> keys, const KeySet& rowIdKeys,
+                             const RecordPacker& packer, uint32 rowIdOffset, uint32 rankOffset)
+    : rowIdOffset_(rowIdOffset),
       rankOffset_(rankOffset),
-      arrayRowSet_(rowSize, kFirstWorkRows, kMaxWorkRowBlockBytes),
+      arrayRowSet_(packer, kFirstWorkRows, kMaxWorkRowBlockBytes),
       aggrKeySet_(std::move(keys)),
-      rowIdKeySet_(rowIdKeys) {}
+      storedKeySet_(packer.PackKeys(*aggrKeySet_)),
+      rowIdKeySet_(rowIdKeys) {
+  lastWanted_.Reserve(packer.GetRecordSize());
+}
 
 void PreferredRows::Begin(uint32 n) {
   nValue_ = n;
   arrayOfRowPointers_ = {};
-  lastWanted_ = nullptr;
+  hasLastWanted_ = false;
   rowPointersIndex_ = 0;
   inMemoryRecordCount_ = 0;
-  maxRecordsInMemory_ = std::max(kBufferBytes / tempRowSize_, Saturate(kRowsPerWanted * n));
+  maxRecordsInMemory_ =
+      std::max(static_cast<uint32>(kBufferBytes / arrayRowSet_.GetPacker().GetLeastBytes()),
+               Saturate(kRowsPerWanted * n));
   appendMode_ = true;
 }
 
 void PreferredRows::Add(const uint8* row) {
   // The rows before it are N or more, so its rank is beyond N.
-  if (lastWanted_ != nullptr && aggrKeySet_->Compare(row, lastWanted_) > 0) return;
+  if (hasLastWanted_ && aggrKeySet_->Compare(row, lastWanted_.data()) > 0) return;
   if (!appendMode_) {
     arrayRowSet_.Update(inMemoryRecordCount_, row);
   } else if (inMemoryRecordCount_ == 0) {
@@ -63,16 +67,18 @@ void PreferredRows::Compact() {
   XE_ASSERT(arrayOfRowPointers_.size() == maxRecordsInMemory_);
   appendMode_ = inMemoryRecordCount_ == maxRecordsInMemory_;
   if (appendMode_) maxRecordsInMemory_ = Saturate(uint64{2} * maxRecordsInMemory_);
-  lastWanted_ = arrayOfRowPointers_[inMemoryRecordCount_ - 1];
+  hasLastWanted_ = true;
+  arrayRowSet_.GetPacker().Unpack(arrayOfRowPointers_[inMemoryRecordCount_ - 1],
+                                  lastWanted_.data());
 }
 
 void PreferredRows::RankRows() {
-  arrayRowSet_.Sort(*aggrKeySet_, inMemoryRecordCount_);
+  arrayRowSet_.Sort(storedKeySet_, inMemoryRecordCount_);
   arrayOfRowPointers_ = arrayRowSet_.Finalize();
   TieRun run(1);
   for (uint32 i = 0; i < inMemoryRecordCount_; ++i) {
     uint8* const row = arrayOfRowPointers_[i];
-    const bool tied = i > 0 && aggrKeySet_->Compare(row, arrayOfRowPointers_[i - 1]) == 0;
+    const bool tied = i > 0 && storedKeySet_.Compare(row, arrayOfRowPointers_[i - 1]) == 0;
     const uint32 rank = run.Next(tied);
     if (rank > nValue_) {
       inMemoryRecordCount_ = i;
@@ -113,9 +119,10 @@ void PreferredN::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInf
   result = nullptr;
   BindWorkRow(input, kPreferredN, rankOffset_);
   tempRow_.Reserve(tempRowSize_);
-  const auto makeRows = [this](std::optional<PreferredRows>& rows, bool opposite) {
-    rows.emplace(MakeKeys(placeKeySet_->GetCount(), opposite), *rowIdKeySet_, tempRowSize_,
-                 rowIdOffset_, rankOffset_);
+  const RecordPacker packer(tempRowSize_, tempRowMetaData_);
+  const auto makeRows = [&](std::optional<PreferredRows>& rows, bool opposite) {
+    rows.emplace(MakeKeys(placeKeySet_->GetCount(), opposite), *rowIdKeySet_, packer, rowIdOffset_,
+                 rankOffset_);
   };
   makeRows(rows_, false);
   if (preference_ == TopAndBottomN) makeRows(otherRows_, true);

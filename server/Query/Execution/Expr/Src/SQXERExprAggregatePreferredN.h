@@ -11,9 +11,9 @@ namespace sqxer {
 /// where there are none, it doubles.
 class SQXEREXPR_API PreferredRows {
  public:
-  /// Rows of `rowSize` bytes with their ids and the room for their ranks at those offsets, unsigned
-  /// 32-bit integers. `rowIdKeys` must outlive the object.
-  PreferredRows(std::unique_ptr<KeySet> keys, const KeySet& rowIdKeys, uint32 rowSize,
+  /// Rows with their ids and the room for their ranks at those offsets, unsigned 32-bit integers
+  /// that stand at the same places in packed rows. `rowIdKeys` must outlive the object.
+  PreferredRows(std::unique_ptr<KeySet> keys, const KeySet& rowIdKeys, const RecordPacker& packer,
                 uint32 rowIdOffset, uint32 rankOffset);
 
   /// Starts a group of which `n` > 0 rows are wanted.
@@ -22,7 +22,7 @@ class SQXEREXPR_API PreferredRows {
   void Add(const uint8* row);
   /// Ranks the wanted rows and puts them in the order of their ids.
   void Finalize();
-  /// The wanted row of this id, or null. Ids are asked for in ascending order.
+  /// The wanted row of this id, packed, or null. Ids are asked for in ascending order.
   const uint8* Find(uint32 rowId);
 
  private:
@@ -31,12 +31,12 @@ class SQXEREXPR_API PreferredRows {
   void RankRows();
 
   uint32 nValue_ = 0;
-  uint32 tempRowSize_;
   uint32 rowIdOffset_;
   uint32 rankOffset_;
   std::span<uint8*> arrayOfRowPointers_;
-  /// The last row that the buffer kept, null as long as it has not been full.
-  const uint8* lastWanted_ = nullptr;
+  /// The last row that the buffer kept (not packed), once it has been full.
+  bool hasLastWanted_ = false;
+  XeAutoBuffer<uint8, 1> lastWanted_;
   /// The next wanted row.
   uint32 rowPointersIndex_ = 0;
   /// The buffer's capacity, and the rows in it.
@@ -46,6 +46,8 @@ class SQXEREXPR_API PreferredRows {
   bool appendMode_ = true;
   ArrayRowSet arrayRowSet_;
   std::unique_ptr<KeySet> aggrKeySet_;
+  /// The same of stored rows.
+  KeySet storedKeySet_;
   const KeySet& rowIdKeySet_;
 };
 

@@ -21,9 +21,9 @@ void Range::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& in
 void Range::SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) {
   uint32 unusedNullOffset;
   const unsigned int first = fieldIndex;
-  PlaceFirstResult(target, first);
-  PlaceResult(target, first, maxOffset_, maxNullOffset_);
-  PlaceResult(target, first + 1, minOffset_, unusedNullOffset);
+  PlaceFirstResult(target, first, resultDataType_);
+  PlaceResult(target, first, resultDataType_, maxOffset_, maxNullOffset_);
+  PlaceResult(target, first + 1, resultDataType_, minOffset_, unusedNullOffset);
 }
 
 template <AccumulatorValue T>

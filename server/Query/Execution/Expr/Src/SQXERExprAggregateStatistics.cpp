@@ -49,11 +49,11 @@ uint32 PairStatistics::TransferState(StateTransfer transfer, uint8* state) {
 }
 
 void PairStatistics::PlaceMoments(const XeRecordMetaData& target, unsigned int fieldIndex) {
-  PlaceResult(target, fieldIndex, averageXOffset_, averageXNullOffset_);
-  PlaceResult(target, fieldIndex + 1, averageYOffset_, averageYNullOffset_);
-  PlaceResult(target, fieldIndex + 2, countOffset_, countNullOffset_);
-  PlaceResult(target, fieldIndex + 3, seXOffset_, seXNullOffset_);
-  PlaceResult(target, fieldIndex + 4, seYOffset_, seYNullOffset_);
+  PlaceResult(target, fieldIndex, XeDoubleData, averageXOffset_, averageXNullOffset_);
+  PlaceResult(target, fieldIndex + 1, XeDoubleData, averageYOffset_, averageYNullOffset_);
+  PlaceResult(target, fieldIndex + 2, XeUInt4Data, countOffset_, countNullOffset_);
+  PlaceResult(target, fieldIndex + 3, XeDoubleData, seXOffset_, seXNullOffset_);
+  PlaceResult(target, fieldIndex + 4, XeDoubleData, seYOffset_, seYNullOffset_);
 }
 
 void PairStatistics::OutputMoments(unsigned char* record) const {
@@ -67,7 +67,7 @@ void PairStatistics::OutputMoments(unsigned char* record) const {
 void CorrelationAll::SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) {
   const unsigned int first = fieldIndex;
   PairStatistics::SetTargetDescriptor(target, fieldIndex);
-  PlaceResult(target, first, correlationOffset_, correlationNullOffset_);
+  PlaceResult(target, first, XeDoubleData, correlationOffset_, correlationNullOffset_);
   PlaceMoments(target, first + 1);
 }
 
@@ -94,8 +94,8 @@ void CorrelationAll::Output(unsigned char* record) {
 void RegressionAll::SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) {
   const unsigned int first = fieldIndex;
   PairStatistics::SetTargetDescriptor(target, fieldIndex);
-  PlaceResult(target, first, regressionOffset_, regressionNullOffset_);
-  PlaceResult(target, first + 1, interceptOffset_, interceptNullOffset_);
+  PlaceResult(target, first, XeDoubleData, regressionOffset_, regressionNullOffset_);
+  PlaceResult(target, first + 1, XeDoubleData, interceptOffset_, interceptNullOffset_);
   PlaceMoments(target, first + 2);
 }
 

@@ -85,7 +85,10 @@ void BufferedRowsAggregate::BindRows(const XeRecordMetaData& input, const XeStri
   BindWorkRow(input, operatorName, computedOffset);
   tempRow_.Reserve(tempRowSize_);
   prevRow_.Reserve(tempRowSize_);
-  valueRowSet_ = std::make_unique<ArrayRowSet>(tempRowSize_, kFirstWorkRows, kMaxWorkRowBlockBytes);
+  const RecordPacker packer(tempRowSize_, tempRowMetaData_);
+  valueRowSet_ = std::make_unique<ArrayRowSet>(packer, kFirstWorkRows, kMaxWorkRowBlockBytes);
+  storedKeySet_ = packer.PackKeys(*aggrKeySet_);
+  *placeKeySet_ = packer.PackKeys(*placeKeySet_);
 }
 
 void BufferedRowsAggregate::Initialize(bool restart) {
@@ -106,7 +109,7 @@ RExprReturn BufferedRowsAggregate::Compute(unsigned char* record, unsigned int) 
       valueRowSet_->Update(count_ - 1, row);
       return kTrue;
     }
-    std::memcpy(prevRow_.data(), row, tempRowSize_);
+    valueRowSet_->GetPacker().Copy(row, prevRow_.data());
   }
   if (count_ == 0) {
     valueRowSet_->AppendFirst(row);
@@ -120,7 +123,7 @@ RExprReturn BufferedRowsAggregate::Compute(unsigned char* record, unsigned int) 
 bool BufferedRowsAggregate::RankRows() {
   if (count_ == 0) return false;
   valueArray_ = valueRowSet_->Finalize();
-  valueRowSet_->Sort(*aggrKeySet_);
+  valueRowSet_->Sort(storedKeySet_);
   return true;
 }
 

@@ -54,6 +54,7 @@ class SQXEREXPR_API WorkRowAggregate : public SingleResultAggregate {
   }
   /// Whether two work rows share a place: their keys are equal, or DISTINCT counts values and only
   /// a key after the value differs.
+  /// Rows are as they are kept: packed by aggregates that store them.
   bool IsTie(const uint8* a, const uint8* b) const { return placeKeySet_->Compare(a, b) == 0; }
   /// The first `count` keys of the work row, in the ranking order or in the opposite one.
   std::unique_ptr<KeySet> MakeKeys(std::size_t count, bool opposite) const;
@@ -65,7 +66,8 @@ class SQXEREXPR_API WorkRowAggregate : public SingleResultAggregate {
   /// The leading columns that are the value, set before BindWorkRow.
   std::size_t valueColumns_ = 1;
   XeRecordMetaData tempRowMetaData_;
-  /// The ranking order, those of its keys that tell places apart, and the order of the input.
+  /// The ranking order, those of its keys that tell places apart, and the order of the input. What
+  /// stands in front of the value is at the same place in packed rows.
   std::unique_ptr<KeySet> aggrKeySet_;
   std::unique_ptr<KeySet> placeKeySet_;
   std::unique_ptr<KeySet> rowIdKeySet_;
@@ -100,6 +102,8 @@ class SQXEREXPR_API BufferedRowsAggregate : public WorkRowAggregate {
   const uint8* NextOutputRow();
 
   std::unique_ptr<ArrayRowSet> valueRowSet_;
+  /// The ranking order of stored rows.
+  KeySet storedKeySet_;
   /// The stored rows, from Finalize on.
   std::span<uint8*> valueArray_;
   /// The stored rows, from Finalize on those whose value is not NULL.

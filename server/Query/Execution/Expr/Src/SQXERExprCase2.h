@@ -66,11 +66,14 @@ class SQXEREXPR_API Case final : public Conditional {
   /// The case operand when there is one, the WHENs, the results.
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
+  int CountOperands() override {
+    return static_cast<int>((isLookup_ ? 1 : 0) + whenExprs_.size() + resultExprs_.size());
+  }
 
   /// The type in which the lookup form compares; Bind sets it. A text type also needs
   /// UseCharCompareFunc.
   void SetCaseExprType(XeDataType type);
-  /// Installs the character comparison of the configuration as it stands now.
+  /// Installs the character comparison of the thread's current settings.
   void UseCharCompareFunc();
 
  private:
@@ -158,6 +161,7 @@ class SQXEREXPR_API Coalesce final : public Conditional {
   RExprType GetExpressionType() override { return kCoalesceExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
+  int CountOperands() override { return static_cast<int>(valueExprs_.size()); }
 
  private:
   RExpression*& Slot(int index);

@@ -7,7 +7,7 @@
 #include "SQXERExprCast.h"
 #include "SQXERExprConvert.h"
 #include "SQXERTypedVariant.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -190,7 +190,7 @@ void NumericValueFunction::BindMathFunctionsReturningNumeric(XeAListStream*,
 void NumericValueFunction::BindMathFunctionsReturningDoubleOrNumeric(XeAListStream* stream,
                                                                      RExpression*& replacement,
                                                                      MetaDataInfo& info) {
-  bNumericAsDefault = !SUSystemConfig::GetSystemConfig().integerMathAsDouble_;
+  bNumericAsDefault = !Settings::Current()->GetSwitches().integerMathAsDouble_;
   numericResults_.clear();
   BindIthOperand(0, stream, replacement, info);
   const XeDataType type = operand_->GetResultDataType();

@@ -1,19 +1,30 @@
 #include "SQXERExprFunctionCalendar.h"
 
 #include "SQXERExprConstant.h"
+#include "Utility/Settings.h"
 #include "Utility/XeIntlDateTimeMgr.h"
 
 namespace sqxer {
 
 template <auto Get>
-void PartFunction::PutWeek(PartFunction&, const XeDateTime& value, void* out) {
-  *static_cast<int32*>(out) = (value.*Get)(XeIntlDateTimeMgr::GetFirstDayOfWeek());
+void PartFunction::PutWeek(PartFunction& function, const XeDateTime& value, void* out) {
+  *static_cast<int32*>(out) = (value.*Get)(function.firstDayOfWeek_);
+}
+
+template <auto Get>
+void PartFunction::PutFiscal(PartFunction& function, const XeDateTime& value, void* out) {
+  *static_cast<int32*>(out) = (value.*Get)(function.fiscalYear_);
+}
+
+template <auto Get>
+void PartFunction::PutFiscalWeek(PartFunction& function, const XeDateTime& value, void* out) {
+  *static_cast<int32*>(out) = (value.*Get)(function.firstDayOfWeek_, function.fiscalYear_);
 }
 
 template <auto Get>
 void PartFunction::PutName(PartFunction& function, const XeDateTime& value, void* out) {
   wchar_t* const name = function.name_.data();
-  (value.*Get)(name, function.nameLength_);
+  (value.*Get)(*function.names_, name, function.nameLength_);
   *static_cast<wchar_t**>(out) = name;
 }
 
@@ -33,13 +44,16 @@ void PartFunction::Bind(XeAListStream* stream, RExpression*& replacement, MetaDa
     opCode_ = ReadInt4Constant(*params_[0], family_.typeErrorName);
   }
   const Part& part = FindPart();
-  XeIntlDateTimeMgr::UseConfiguredLocale();
+  const SettingsRef settings = Settings::Current();
+  firstDayOfWeek_ = settings->GetFirstDayOfWeek();
+  fiscalYear_ = XeYearDivision(settings->GetSwitches().fiscalYearStartMonth_);
   if (part.putShort == nullptr) {
     put_ = part.put;
     SetResult(XeInt4Data, info);
   } else {
-    put_ = SUSystemConfig::GetSystemConfig().*part.isLong ? part.put : part.putShort;
-    nameLength_ = XeIntlDateTimeMgr::GetMaxDayMonthNameLength();
+    put_ = settings->GetSwitches().*part.isLong ? part.put : part.putShort;
+    names_ = &settings->GetCalendarNames();
+    nameLength_ = names_->longest;
     name_.Reserve(nameLength_ + 1);
     name_.data()[nameLength_] = L'\0';
     SetResult(XeCharData, info, nameLength_);
@@ -86,18 +100,18 @@ CalendarExtract::CalendarExtract(RExpression* operand, XeDateTime::ExtractOpcode
     : CalendarExtract(operand, {new ConstantInt32(part)}) {}
 
 const PartFunction::Part FiscalExtract::kParts[] = {
-    {&PutNumber<&XeDateTime::FiscalYear>},
-    {&PutNumber<&XeDateTime::FiscalMonth>},
+    {&PutFiscal<&XeDateTime::FiscalYear>},
+    {&PutFiscal<&XeDateTime::FiscalMonth>},
     {&PutNumber<&XeDateTime::FiscalDay>},
     {&PutNumber<&XeDateTime::GetHour>},
     {&PutNumber<&XeDateTime::GetMinute>},
     {&PutNumber<&XeDateTime::GetSecond>},
-    {&PutNumber<&XeDateTime::FiscalQuarterOfTheYear>},
-    {&PutWeek<&XeDateTime::FiscalWeekOfTheYear>},
-    {&PutNumber<&XeDateTime::FiscalDayOfTheYear>},
-    {&PutNumber<&XeDateTime::FiscalMonthOfTheQuarter>},
-    {&PutWeek<&XeDateTime::FiscalWeekOfTheQuarter>},
-    {&PutNumber<&XeDateTime::FiscalDayOfTheQuarter>},
+    {&PutFiscal<&XeDateTime::FiscalQuarterOfTheYear>},
+    {&PutFiscalWeek<&XeDateTime::FiscalWeekOfTheYear>},
+    {&PutFiscal<&XeDateTime::FiscalDayOfTheYear>},
+    {&PutFiscal<&XeDateTime::FiscalMonthOfTheQuarter>},
+    {&PutFiscalWeek<&XeDateTime::FiscalWeekOfTheQuarter>},
+    {&PutFiscal<&XeDateTime::FiscalDayOfTheQuarter>},
     {&PutWeek<&XeDateTime::FiscalWeekOfTheMonth>},
     {&PutName<&XeDateTime::LongFiscalNameOfTheMonth>,
      &PutName<&XeDateTime::ShortFiscalNameOfTheMonth>, &SUSystemConfig::longMonthNames_},

@@ -48,7 +48,11 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
     *static_cast<int32*>(out) = (value.*Get)();
   }
   template <auto Get>
-  static void PutWeek(PartFunction&, const XeDateTime& value, void* out);
+  static void PutWeek(PartFunction& function, const XeDateTime& value, void* out);
+  template <auto Get>
+  static void PutFiscal(PartFunction& function, const XeDateTime& value, void* out);
+  template <auto Get>
+  static void PutFiscalWeek(PartFunction& function, const XeDateTime& value, void* out);
   template <auto Get>
   static void PutName(PartFunction& function, const XeDateTime& value, void* out);
 
@@ -56,6 +60,10 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
   const Part& FindPart() const;
 
   const Family& family_;
+  // Of the settings at bind.
+  int firstDayOfWeek_ = 1;
+  XeYearDivision fiscalYear_{1};
+  const CalendarNames* names_ = nullptr;
   int32 opCode_ = XeDateTime::maxExtractOpcode;
   XeAutoBuffer<wchar_t, 128> name_;
   /// Characters of the result, without the zero character that follows them.

@@ -1,26 +1,26 @@
 #include "SQXERExprFunctionSearch.h"
 
 #include "Utility/BaseStringUtil.h"
-#include "Utility/SUSystemConfig.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
 
 /// The position, from 1, of a text in another one at or behind a start, which may lie anywhere.
-int32 FindFrom(const RefLongVarChar& needle, const RefLongVarChar& haystack, int64 start) {
+int32 FindFrom(const RefLongVarChar& needle, const RefLongVarChar& haystack, int64 start,
+               bool isCaseSensitive) {
   if (start < 0) {
     const int64 fromEnd = start + haystack.length_ + 1;
     if (fromEnd < 1) return 0;
     const uint32 index = BaseStringUtil::ReversePatternMatch(
-        haystack, needle, static_cast<uint32>(fromEnd),
-        ConfiguredCharComparison::isCaseSensitiveCompare.load(std::memory_order_relaxed));
+        haystack, needle, static_cast<uint32>(fromEnd), isCaseSensitive);
     return index < haystack.length_ ? static_cast<int32>(index) + 1 : 0;
   }
   const int64 skipped = start > 0 ? start - 1 : 0;
   if (skipped > haystack.length_) return 0;
   const int32 index = ConfiguredCharComparison::FindString(
       haystack.buffer_ + skipped, haystack.length_ - static_cast<uint32>(skipped), needle.buffer_,
-      needle.length_);
+      needle.length_, isCaseSensitive);
   return index < 0 ? 0 : static_cast<int32>(index + skipped + 1);
 }
 
@@ -30,21 +30,23 @@ std::atomic<bool> ConfiguredCharComparison::isCaseSensitiveCompare{true};
 std::atomic<bool> ConfiguredCharComparison::isSubstringUsingVelmarCompliance{false};
 
 void ConfiguredCharComparison::Initialize() {
-  isCaseSensitiveCompare = SUSystemConfig::GetSystemConfig().caseSensitiveCompare_;
-  isSubstringUsingVelmarCompliance = SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE");
+  const SettingsRef settings = Settings::Current();
+  const SUSystemConfig& switches = settings->GetSwitches();
+  isCaseSensitiveCompare = switches.caseSensitiveCompare_;
+  isSubstringUsingVelmarCompliance = switches.substringCompliance_;
 }
 
 int32 ConfiguredCharComparison::FindString(const wchar_t* haystack, uint32 haystackLength,
-                                           const wchar_t* needle, uint32 needleLength) {
+                                           const wchar_t* needle, uint32 needleLength,
+                                           bool isCaseSensitive) {
   const RefLongVarChar text{haystackLength, const_cast<wchar_t*>(haystack)};
   const RefLongVarChar pattern{needleLength, const_cast<wchar_t*>(needle)};
-  const uint32 index = BaseStringUtil::PatternMatch(
-      text, pattern, 0, isCaseSensitiveCompare.load(std::memory_order_relaxed));
+  const uint32 index = BaseStringUtil::PatternMatch(text, pattern, 0, isCaseSensitive);
   return index < haystackLength ? static_cast<int32>(index) : -1;
 }
 
 void Position::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  ConfiguredCharComparison::Initialize();
+  isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
   BindTextOperand(0, L"Position", stream, replacement, info);
   BindTextOperand(1, L"Position", stream, replacement, info);
   SetResult(XeInt4Data, info);
@@ -54,13 +56,14 @@ RExprReturn Position::Eval(void* out) {
   if (EvalOperands(&varCharOperand_, &varCharParam_) != kTrue) return retCode_;
   *static_cast<int32*>(out) =
       ConfiguredCharComparison::FindString(varCharParam_.buffer_, varCharParam_.length_,
-                                           varCharOperand_.buffer_, varCharOperand_.length_) +
+                                           varCharOperand_.buffer_, varCharOperand_.length_,
+                                           isCaseSensitive_) +
       1;
   return kTrue;
 }
 
 void Locate::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  ConfiguredCharComparison::Initialize();
+  isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
   BindTextOperand(0, L"Locate", stream, replacement, info);
   BindTextOperand(1, L"Locate", stream, replacement, info);
   if (HasStart()) {
@@ -76,7 +79,7 @@ RExprReturn Locate::Eval(void* out) {
     retCode_ = params_[1]->Eval(&start_);
     if (retCode_ != kTrue) return retCode_;
   }
-  *static_cast<int32*>(out) = FindFrom(varCharOperand_, varCharParam_, start_);
+  *static_cast<int32*>(out) = FindFrom(varCharOperand_, varCharParam_, start_, isCaseSensitive_);
   return kTrue;
 }
 

@@ -6,15 +6,21 @@
 
 namespace sqxer {
 
-/// How texts are searched, for the whole process.
+/// How texts are searched. The two switches are those of the whole process, for callers that search
+/// by themselves; functions keep what the settings say when they are bound.
 class SQXEREXPR_API ConfiguredCharComparison {
  public:
-  /// Takes over the configuration. The functions that search call it when they are bound.
+  /// Takes over the thread's current settings.
   static void Initialize();
   /// The index of the first occurrence of a text in another one, -1 when there is none, as for an
   /// empty text. When case does not count, characters are equal by their upper case.
   static int32 FindString(const wchar_t* haystack, uint32 haystackLength, const wchar_t* needle,
-                          uint32 needleLength);
+                          uint32 needleLength) {
+    return FindString(haystack, haystackLength, needle, needleLength,
+                      isCaseSensitiveCompare.load(std::memory_order_relaxed));
+  }
+  static int32 FindString(const wchar_t* haystack, uint32 haystackLength, const wchar_t* needle,
+                          uint32 needleLength, bool isCaseSensitive);
 
   static std::atomic<bool> isCaseSensitiveCompare;
   /// Positions of substrings as older callers count them.
@@ -32,6 +38,7 @@ class SQXEREXPR_API Position final : public NumericValueFunction {
  private:
   RefLongVarChar varCharOperand_{};
   RefLongVarChar varCharParam_{};
+  bool isCaseSensitive_ = true;
 };
 
 /// The same from a start, the optional second parameter: int4, or a double or numeric, truncated
@@ -49,6 +56,7 @@ class SQXEREXPR_API Locate final : public NumericValueFunction {
   RefLongVarChar varCharOperand_{};
   RefLongVarChar varCharParam_{};
   int32 start_ = 1;
+  bool isCaseSensitive_ = true;
 };
 
 }  // namespace sqxer

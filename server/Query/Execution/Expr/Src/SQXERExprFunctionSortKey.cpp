@@ -31,7 +31,7 @@ void NLSSort::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInf
   } else {
     BindLocale(stream, replacement, info);
   }
-  keyLength_ = CollationKeyMaker::GetKeyLength(text.length);
+  keyLength_ = keys_->GetKeyLength(text.length);
   SetResult(XeLongVarBinaryData, info, keyLength_);
   info.isNullable_ = text.nullable;
 }

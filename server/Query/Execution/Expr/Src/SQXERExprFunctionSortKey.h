@@ -7,11 +7,12 @@
 
 namespace sqxer {
 
-/// The sort key of the operand, a long binary: ordering by keys is the order of a locale, that of
-/// the configuration or the parameter's. The parameter is a text constant, such as 'sv_SE'; error
-/// 59174 (locale) at binding when it is not known. Error 59001 ("NLSSort", type) for an operand
-/// that is no text, and for a parameter that is no text constant. Error 59013 ("NLSSort", type,
-/// text) for a text whose key is longer than the result's length, which is beyond any usual one.
+/// The sort key of the operand, a long binary: ordering by keys is the order in which the settings
+/// at bind compare texts, or that of the parameter's locale. The parameter is a text constant, such
+/// as 'sv_SE'; error 59174 (locale) at binding when it is not known. Error 59001 ("NLSSort", type)
+/// for an operand that is no text, and for a parameter that is no text constant. Error 59013
+/// ("NLSSort", type, text) should a collation make a key that is longer than its longest characters
+/// add up to.
 ///
 /// The key holds until the next evaluation.
 class SQXEREXPR_API NLSSort final : public ValueFunction {

@@ -1,7 +1,7 @@
 #include "SQXERExprFunctionString.h"
 
-#include "SQXERExprFunctionSearch.h"
 #include "SQXERTypedVariant.h"
+#include "Utility/SUSystemConfig.h"
 
 namespace sqxer {
 
@@ -63,12 +63,10 @@ RExprReturn Trim::Compute(const RefLongVarChar& text, RefLongVarChar& result) {
 
 SubString::SubString(RExpression* operand, const ExpressionVector& params)
     : TextVariantFunction(operand, params),
-      cut_(ConfiguredCharComparison::isSubstringUsingVelmarCompliance ? &CompliantSubStringOp::Apply
-                                                                      : &SubStringOp::Apply) {}
+      cut_(SUCompatFlag::GetBool("ZEPH_SUBSTRING_VELMAR_COMPLIANCE") ? &CompliantSubStringOp::Apply
+                                                                     : &SubStringOp::Apply) {}
 
 void SubString::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  // Before the variant is built, which takes the switch over.
-  ConfiguredCharComparison::Initialize();
   BindText(L"SubString", stream, replacement, info);
   const int lastNumber = HasTokens() ? kTokens : HasCount() ? kFor : kFrom;
   for (int i = kFrom; i <= lastNumber; ++i) {

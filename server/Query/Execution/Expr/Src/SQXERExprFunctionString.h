@@ -167,7 +167,7 @@ class SQXEREXPR_API TrimLongVarXeChar final : public OverLongVarXeChar<Trim> {
 /// count below 1 and for a negative number of tokens.
 class SQXEREXPR_API SubString : public TextVariantFunction {
  public:
-  /// Decides how positions count, by the switch as ConfiguredCharComparison last took it over.
+  /// Decides how positions count, by the thread's current settings.
   explicit SubString(RExpression* operand, const ExpressionVector& params = {});
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
 

@@ -1,10 +1,14 @@
 #include "SQXERExprFunctionStringEdit.h"
 
 #include "SQXERExprFunctionSearch.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
 
+/// What REPEAT makes room for when it is bound. Declared lengths grow by four with each REPEAT of
+/// another one, whatever their texts come to; longer texts take more room when they come.
+constexpr uint32 kMostReserved = uint32{1} << 16;
 /// What functions make room for when their texts are short: 64 MiB.
 constexpr uint64 kMostCharacters = uint64{1} << 24;
 
@@ -23,15 +27,10 @@ uint32 LeastLength(RExpression& text) {
   return isKnown ? value.length_ : 1;
 }
 
-int32 FindConfigured(const RefLongVarChar& text, const RefLongVarChar& pattern) {
-  return ConfiguredCharComparison::FindString(text.buffer_, text.length_, pattern.buffer_,
-                                              pattern.length_);
-}
-
 }  // namespace
 
 void Replace::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  ConfiguredCharComparison::Initialize();
+  isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
   const OperandShape text = BindTextOperand(0, L"Replace", stream, replacement, info);
   BindTextOperand(1, L"Replace", stream, replacement, info);
   const OperandShape to = BindTextOperand(2, L"Replace", stream, replacement, info);
@@ -45,11 +44,14 @@ RExprReturn Replace::Eval(void* result) {
   if (EvalOperands(&varCharOperand_, &varCharFromSubString_, &varCharToSubString_) != kTrue) {
     return retCode_;
   }
+  const auto find = [this](const RefLongVarChar& text, const RefLongVarChar& pattern) {
+    return ConfiguredCharComparison::FindString(text.buffer_, text.length_, pattern.buffer_,
+                                                pattern.length_, isCaseSensitive_);
+  };
   auto* const out = static_cast<RefLongVarChar*>(result);
   out->buffer_ = result_.data();
-  out->length_ =
-      ReplaceOp::Apply(varCharOperand_, varCharFromSubString_, varCharToSubString_, FindConfigured,
-                       out->buffer_, static_cast<uint32>(resultAllocationSize_));
+  out->length_ = ReplaceOp::Apply(varCharOperand_, varCharFromSubString_, varCharToSubString_, find,
+                                  out->buffer_, static_cast<uint32>(resultAllocationSize_));
   XE_ASSERT(static_cast<int32>(out->length_) <= resultAllocationSize_);
   return kTrue;
 }
@@ -96,8 +98,11 @@ void Repeat::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo
   const OperandShape text = BindTextOperand(0, L"Repeat", stream, replacement, info);
   BindIthOperand(1, stream, replacement, info);
   ConvertIthOperand(1, ParameterType::kInt32, L"Repeat");
-  repeatBufferSize_ = RoomFor(RepeatOp::LongestResult(text.length), text.length);
-  repeatBuffer_.Reserve(repeatBufferSize_);
+  const uint64 longest = RepeatOp::LongestResult(text.length);
+  repeatBufferSize_ = static_cast<uint32>(std::min<uint64>(longest, UINT32_MAX));
+  // No record could hold a result beyond it.
+  XeRecordMetaData::GetByteLength(XeLongVarCharData, repeatBufferSize_, true);
+  repeatBuffer_.Reserve(std::min(repeatBufferSize_, kMostReserved));
   SetResult(XeLongVarCharData, info, repeatBufferSize_);
 }
 
@@ -106,7 +111,9 @@ RExprReturn Repeat::Eval(void* out) {
   if (retCode_ == kTrue) retCode_ = operand_->Eval(&varCharOperand_);
   if (retCode_ != kTrue) return retCode_;
   const uint32 length =
-      RepeatOp::Apply(varCharOperand_, repeatCount_, repeatBuffer_.data(), repeatBufferSize_);
+      RepeatOp::CountCharacters(varCharOperand_.length_, repeatCount_, repeatBufferSize_);
+  repeatBuffer_.Reserve(length);
+  RepeatOp::Apply(varCharOperand_, length, repeatBuffer_.data());
   *static_cast<RefLongVarChar*>(out) = {length, repeatBuffer_.data()};
   return kTrue;
 }

@@ -66,6 +66,7 @@ class SQXEREXPR_API Replace final : public StringValueFunction {
   RefLongVarChar varCharToSubString_{};
   /// The most characters that a result has.
   int32 resultAllocationSize_ = 0;
+  bool isCaseSensitive_ = true;
 };
 
 /// The operand with some of its characters replaced by a text: parameters position (from 1), number
@@ -100,7 +101,8 @@ class SQXEREXPR_API Space final : public StringValueFunction {
 
 /// The operand, a text, as many times as the parameter says: int4, or a double or numeric,
 /// truncated. The result is cut to four times the declared length of the operand, or to 255 when
-/// that is more. The parameter is evaluated first.
+/// that is more. The parameter is evaluated first. Binding raises error 59173 (bytes) where no
+/// record could hold that length.
 class SQXEREXPR_API Repeat final : public StringValueFunction {
  public:
   using StringValueFunction::StringValueFunction;

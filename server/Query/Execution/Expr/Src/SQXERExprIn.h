@@ -33,6 +33,9 @@ class SQXEREXPR_API In : public RExpression {
   /// The operand, then the constant members, then the others.
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
+  int CountOperands() override {
+    return static_cast<int>(1 + constExprInList_.size() + otherExprInList_.size());
+  }
 
   /// Whether this is NOT IN.
   bool IsNegated() const { return bIsNegated_; }
@@ -97,7 +100,7 @@ class InNode : public In {
   }
 };
 
-/// The same over text, with the comparison of the configuration at construction.
+/// The same over text, with the comparison of the settings at construction.
 template <class Text>
 class TextInNode : public InNode<Text> {
  public:

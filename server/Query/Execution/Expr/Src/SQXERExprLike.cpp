@@ -76,6 +76,7 @@ void Like::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& 
   isPatternConstant_ =
       IsConstantText(*secondOp_) && (escapeOp_ == nullptr || IsConstantText(*escapeOp_));
   isPatternRead_ = false;
+  likePattern.UseCurrentSettings();
 }
 
 RExprReturn Like::Eval(void* out) {

@@ -84,6 +84,8 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   void SetIsRootNode(bool isRoot) { isRootNode_ = isRoot; }
   RExprReturn GetRetCode() const { return retCode_; }
   int GetOperandCount() const { return numOperands_; }
+  /// The same; of a node over a list also what is beyond the range of GetOperandCount.
+  virtual int CountOperands() { return numOperands_; }
   bool GetSkipReBindChildren() const { return skipReBindChildren_; }
   void SetSkipReBindChildren(bool skip) { skipReBindChildren_ = skip; }
 

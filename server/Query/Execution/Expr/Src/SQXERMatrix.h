@@ -16,6 +16,7 @@ class SQXEREXPR_API Matrix {
  public:
   Matrix(uint8 rows, uint8 columns);
 
+  uint8 GetRows() const { return rows_; }
   const VelmarNumber& Get(uint8 row, uint8 column) const { return entries_[Index(row, column)]; }
   void Set(uint8 row, uint8 column, const VelmarNumber& value) {
     entries_[Index(row, column)] = value;

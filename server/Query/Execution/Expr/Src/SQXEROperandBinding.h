@@ -8,7 +8,7 @@
 namespace sqxer {
 
 /// The number of operands that a node over a list reports. Lists beyond its range hold more, which
-/// GetIthOperand reaches as well.
+/// GetIthOperand reaches as well and CountOperands counts.
 inline int OperandCount(std::size_t operands) {
   return static_cast<int>(std::min<std::size_t>(operands, std::numeric_limits<int16>::max()));
 }

@@ -19,6 +19,13 @@ inline int ThreeWay(const XeDate& a, const XeDate& b) { return XeDate::Compare(a
 inline int ThreeWay(const XeTime& a, const XeTime& b) { return XeTime::Compare(a, b); }
 inline int ThreeWay(const XeDateTime& a, const XeDateTime& b) { return XeDateTime::Compare(a, b); }
 
+/// A long binary as the comparisons take it.
+struct BinaryValue : RefLongVarBinary {};
+inline int ThreeWay(const BinaryValue& a, const BinaryValue& b) { return CompareBinaries(a, b); }
+inline bool operator==(const BinaryValue& a, const BinaryValue& b) { return ThreeWay(a, b) == 0; }
+inline bool operator<(const BinaryValue& a, const BinaryValue& b) { return ThreeWay(a, b) < 0; }
+inline bool operator<=(const BinaryValue& a, const BinaryValue& b) { return ThreeWay(a, b) <= 0; }
+
 template <class T>
 concept ThreeWayComparable = requires(const T& a, const T& b) {
   { ThreeWay(a, b) } -> std::same_as<int>;

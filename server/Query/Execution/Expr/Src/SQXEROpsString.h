@@ -161,10 +161,13 @@ struct SpaceOp {
 
 /// The text over and over again, cut where the room ends: callers rely on a result that fills it.
 struct RepeatOp {
-  static uint32 Apply(const RefLongVarChar& text, int32 count, wchar_t* out, uint32 room) {
-    const uint64 whole = uint64{text.length_} * static_cast<uint32>(std::max(count, 0));
-    const auto length = static_cast<uint32>(std::min<uint64>(whole, room));
-    if (length == 0) return 0;
+  /// The characters of the result.
+  static uint32 CountCharacters(uint32 textLength, int32 count, uint32 room) {
+    const uint64 whole = uint64{textLength} * static_cast<uint32>(std::max(count, 0));
+    return static_cast<uint32>(std::min<uint64>(whole, room));
+  }
+  static void Apply(const RefLongVarChar& text, uint32 length, wchar_t* out) {
+    if (length == 0) return;
     uint32 done = std::min(text.length_, length);
     std::wmemcpy(out, text.buffer_, done);
     // What is done consists of whole copies, so it can be doubled.
@@ -172,7 +175,6 @@ struct RepeatOp {
       step = std::min(done, length - done);
       std::wmemcpy(out + done, out, step);
     }
-    return length;
   }
   /// The room for the repetitions of a text of up to a length.
   static uint64 LongestResult(uint32 text) { return std::max<uint64>(uint64{text} * 4, 255); }

@@ -44,8 +44,113 @@ float64 Mean(std::span<const float64> values) {
   return origin + sum / static_cast<float64>(values.size());
 }
 
-/// What the residuals of a polynomial may add up to, as a part of the sum of all |y|.
-constexpr float64 kMostRest = 1e-6;
+/// What rounding may make of the values that a polynomial gives, as a part of the spread of y.
+constexpr float64 kMostRounding = 1e-6;
+/// What one operation on decimals adds to that, as a part of its result.
+constexpr float64 kDecimalRounding = 1e-37;
+
+/// The value nearest to the mean. Where a mean has all the digits of a double, it has few, and what
+/// is computed from the distances to it comes out in few.
+float64 MiddleValue(std::span<const float64> values) {
+  const float64 mean = Mean(values);
+  return *std::min_element(values.begin(), values.end(), [mean](float64 a, float64 b) {
+    return std::fabs(a - mean) < std::fabs(b - mean);
+  });
+}
+
+/// The root of the sum of the squared distances from the mean.
+float64 Spread(std::span<const float64> values) {
+  const float64 mean = Mean(values);
+  const auto [squares] = SumOver<1>(values.size(), [&](std::size_t i) {
+    return std::array{(values[i] - mean) * (values[i] - mean)};
+  });
+  return std::sqrt(squares);
+}
+
+/// Points as a polynomial sees them: the distances from originX and originY. Powers of numbers far
+/// from zero and close together are all but multiples of each other; those of the distances are
+/// not.
+struct CentredPoints {
+  std::span<const float64> x;
+  std::span<const float64> y;
+  VelmarNumber originX{MiddleValue(x)};
+  VelmarNumber originY{MiddleValue(y)};
+};
+
+/// left * coefficients = right.
+struct NormalEquations {
+  Matrix left;
+  Matrix right;
+};
+
+NormalEquations MakeNormalEquations(const CentredPoints& points, uint8 terms) {
+  const auto lastPower = static_cast<uint8>(2 * (terms - 1));
+  // The matrix repeats the sum of the k-th powers where row and column come to k.
+  Matrix powerSums(1, static_cast<uint8>(lastPower + 1));
+  NormalEquations equations{Matrix(terms, terms), Matrix(terms, 1)};
+  for (std::size_t i = 0; i < points.x.size(); ++i) {
+    const VelmarNumber at = VelmarNumber::Minus(VelmarNumber(points.x[i]), points.originX);
+    const VelmarNumber value = VelmarNumber::Minus(VelmarNumber(points.y[i]), points.originY);
+    VelmarNumber power = VelmarNumber::one;
+    for (uint8 k = 0;; ++k) {
+      powerSums.Increment(0, k, power);
+      if (k < terms) equations.right.Increment(k, 0, VelmarNumber::Multiply(value, power));
+      if (k == lastPower) break;
+      power = VelmarNumber::Multiply(power, at);
+    }
+  }
+  for (uint8 i = 0; i < terms; ++i) {
+    for (uint8 j = 0; j < terms; ++j) {
+      equations.left.Set(i, j, powerSums.Get(0, static_cast<uint8>(i + j)));
+    }
+  }
+  return equations;
+}
+
+/// Solves the equations. `error` becomes that of the fitted values: the root of the sum of its
+/// squares over the points.
+Matrix Solve(const NormalEquations& equations, float64& error) {
+  const Matrix inverse = equations.left.Inverse();
+  Matrix solution = Matrix::Multiply(inverse, equations.right);
+  // What rounding has left of the right side, solved for in turn, gives the errors of the
+  // coefficients, and the product of both the squares of those of the values.
+  const Matrix product = Matrix::Multiply(equations.left, solution);
+  Matrix rest = equations.right;
+  for (uint8 k = 0; k < rest.GetRows(); ++k) {
+    rest.Increment(k, 0, VelmarNumber::negate(product.Get(k, 0)));
+  }
+  const Matrix correction = Matrix::Multiply(inverse, rest);
+  float64 squares = 0;
+  for (uint8 k = 0; k < rest.GetRows(); ++k) {
+    squares += rest.Get(k, 0).asDouble() * correction.Get(k, 0).asDouble();
+    solution.Increment(k, 0, correction.Get(k, 0));
+  }
+  error = std::sqrt(std::fabs(squares));
+  return solution;
+}
+
+/// The same of what rounding does where the polynomial is expanded and computed from powers of x.
+float64 ExpansionError(const CentredPoints& points, std::span<const VelmarNumber> coefficients) {
+  float64 farthest = 0;
+  for (const float64 x : points.x) farthest = std::max(farthest, std::fabs(x));
+  farthest += std::fabs(points.originX.asDouble());
+  float64 size = 0;
+  for (std::size_t k = coefficients.size(); k-- > 0;) {
+    size = size * farthest + std::fabs(coefficients[k].asDouble());
+  }
+  return kDecimalRounding * size * std::sqrt(static_cast<float64>(points.x.size()));
+}
+
+/// Makes a polynomial in x - origin one in x.
+void ExpandPowers(std::vector<VelmarNumber>& coefficients, const VelmarNumber& origin) {
+  const VelmarNumber shift = VelmarNumber::negate(origin);
+  const std::size_t last = coefficients.size() - 1;
+  for (std::size_t done = 0; done < last; ++done) {
+    for (std::size_t k = last; k-- > done;) {
+      coefficients[k] += VelmarNumber::Multiply(coefficients[k + 1], shift);
+    }
+  }
+}
 
 bool HasDistinctValues(std::span<const float64> values, std::size_t wanted) {
   std::array<float64, TrendlineParameter::kMostDegrees + 1> seen;
@@ -127,39 +232,16 @@ void ComputePolynomialRegression(std::span<const float64> x, std::span<const flo
   // not always show that as a pivot of exactly zero.
   if (!HasDistinctValues(x, degree + 1)) SUGThrow(ErrorMessage(59167));
   const auto terms = static_cast<uint8>(degree + 1);
-  const auto lastPower = static_cast<uint8>(2 * degree);
-
-  // The matrix of the normal equations repeats the sum of x^k where row and column come to k.
-  Matrix powerSums(1, static_cast<uint8>(lastPower + 1));
-  Matrix right(terms, 1);
-  float64 sumOfMagnitudes = 0;
-  for (std::size_t i = 0; i < x.size(); ++i) {
-    const VelmarNumber at(x[i]);
-    const VelmarNumber value(y[i]);
-    sumOfMagnitudes += std::fabs(y[i]);
-    VelmarNumber power = VelmarNumber::one;
-    for (uint8 k = 0;; ++k) {
-      powerSums.Increment(0, k, power);
-      if (k <= degree) right.Increment(k, 0, VelmarNumber::Multiply(value, power));
-      if (k == lastPower) break;
-      power = VelmarNumber::Multiply(power, at);
-    }
-  }
-  Matrix left(terms, terms);
-  for (uint8 i = 0; i < terms; ++i) {
-    for (uint8 j = 0; j < terms; ++j) left.Set(i, j, powerSums.Get(0, static_cast<uint8>(i + j)));
-  }
-
-  const Matrix solution = Matrix::Multiply(left.Inverse(), right);
+  const CentredPoints points{x, y};
+  float64 error;
+  const Matrix solution = Solve(MakeNormalEquations(points, terms), error);
   coefficients.resize(terms);
-  VelmarNumber rest = right.Get(0, 0);
-  for (uint8 k = 0; k < terms; ++k) {
-    coefficients[k] = solution.Get(k, 0);
-    rest -= VelmarNumber::Multiply(powerSums.Get(0, k), coefficients[k]);
-  }
-  // The residuals of a least-squares fit add up to zero. They do not when x lies so far from zero
-  // that 38 digits cannot tell its powers apart, and then nothing else of the solution is right.
-  if (std::fabs(rest.asDouble()) > kMostRest * sumOfMagnitudes) SUGThrow(ErrorMessage(59167));
+  for (uint8 k = 0; k < terms; ++k) coefficients[k] = solution.Get(k, 0);
+  // What there is to tell of y is how it spreads, however large it is.
+  error += ExpansionError(points, coefficients);
+  if (!(error <= kMostRounding * Spread(y))) SUGThrow(ErrorMessage(59167));
+  ExpandPowers(coefficients, points.originX);
+  coefficients[0] += points.originY;
 }
 
 TrendlineStatistics ComputeTrendlineStatistics(uint32 degree, std::span<const float64> y,

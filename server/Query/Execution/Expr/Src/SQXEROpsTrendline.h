@@ -61,8 +61,8 @@ struct PolynomialModel {
 };
 
 /// The least-squares fits of n > 0 points; x and y must be of one length. Computed about the means,
-/// so that a common offset of the points costs no digits. A coefficient is NaN or infinite where
-/// the squares leave the range of doubles.
+/// so that a common offset of the points costs no digits. A coefficient of a line is NaN or
+/// infinite where the squares leave the range of doubles.
 
 /// Error 59168 when all x are equal.
 SQXEREXPR_API LinearModel ComputeLinearRegression(std::span<const float64> x,
@@ -72,8 +72,9 @@ SQXEREXPR_API LinearModel ComputeLinearRegression(std::span<const float64> x,
 SQXEREXPR_API ExponentialModel ComputeExponentialRegression(std::span<const float64> x,
                                                             std::span<const float64> y);
 /// Solves the normal equations in decimal. `coefficients` becomes those of the powers 0 to
-/// `degree`. Error 59167 when there are not more distinct x than `degree` or 38 digits do not
-/// hold the solution, 59161 when a sum leaves the range of decimals.
+/// `degree`. Error 59167 when there are not more distinct x than `degree`, or when 38 digits do not
+/// hold the polynomial: the values that it gives would be off by more than a millionth of the
+/// spread of y. Error 59161 when a sum leaves the range of decimals.
 SQXEREXPR_API void ComputePolynomialRegression(std::span<const float64> x,
                                                std::span<const float64> y, uint32 degree,
                                                std::vector<VelmarNumber>& coefficients);

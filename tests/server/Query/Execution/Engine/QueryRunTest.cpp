@@ -18,7 +18,6 @@ class QueryRunTest : public SessionTest {
     GroupTable::SetMostOwnSets(ownSets_);
   }
 
-  ConfigScope config_;
   const std::size_t buffer_ = SqrtSorter::GetInitialBufferBytes();
   const std::size_t ownSets_ = GroupTable::GetMostOwnSets();
 };
@@ -70,13 +69,13 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhateverTheMemory) {
   };
   for (const std::string& sql : queries) {
     SCOPED_TRACE(sql);
-    SUSystemConfig::GetSystemConfig() = SUSystemConfig();
+    session.Set("GroupMemory", "256MiB");
     SqrtSorter::SetInitialBufferBytes(std::size_t{256} << 10);
     const std::string expected = RunSql(session, sql);
     EXPECT_FALSE(expected.empty());
     for (const uint64 memory : {1, 3000, 20000, 400000}) {
       for (const std::size_t buffer : {std::size_t{1} << 10, std::size_t{256} << 10}) {
-        config_->groupMemory_ = memory;
+        session.Set("GroupMemory", std::to_string(memory));
         SqrtSorter::SetInitialBufferBytes(buffer);
         EXPECT_EQ(RunSql(session, sql), expected) << memory << " " << buffer;
       }
@@ -102,8 +101,8 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
   const char* const aggregates[] = {"COUNT(*)", "COUNT(i)", "SUM(b)",     "AVG(b)",   "AVG(f)",
                                     "MIN(c)",   "MAX(d)",   "FIRST(i)",   "LAST(f)",  "MIN(s)",
                                     "SUM(i)",   "RANGE(f)", "AVG_ALL(i)", "MEDIAN(i)"};
-  config_->wideIntegerAggregates_ = false;
-  const uint64 memory = config_->groupMemory_;
+  session.Set("IntegerAggregates", "native");
+  const uint64 memory = session.GetSettings()->GetSwitches().groupMemory_;
   int failures = 0;
   for (int query = 0; query < 40; ++query) {
     const std::string key = any(keys), sql = "SELECT " + key + ", " + any(aggregates) + ", " +
@@ -111,7 +110,7 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
     SCOPED_TRACE(sql);
     const auto run = [&](std::size_t ownSets, uint64 groupMemory) {
       GroupTable::SetMostOwnSets(ownSets);
-      config_->groupMemory_ = groupMemory;
+      session.Set("GroupMemory", std::to_string(groupMemory));
       CapturingSink sink;
       const std::string error = ErrorOf("", [&] { session.Execute(sql, sink, 2); });
       if (error != "no error") return error;
@@ -131,6 +130,33 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
   EXPECT_TRUE(failures > 2 && failures < 20) << failures;
 }
 
+TEST_F(QueryRunTest, KeepsOneSetOfAggregatesForGroupsBeyondTheFirst) {
+  /// Tells how many blocks of memory there are while groups are given.
+  struct CountingSink : CapturingSink {
+    void Row(const uint8* record) override {
+      most = std::max(most, MemoryGateway::BlocksInUse());
+      CapturingSink::Row(record);
+    }
+    std::size_t most = 0;
+  };
+  constexpr int kGroups = 2000;
+  std::string content = "k,x\n";
+  for (int i = 0; i < 2 * kGroups; ++i) {
+    content += std::to_string(i % kGroups) + "," + std::to_string(i) + "\n";
+  }
+  Session session = Open(content);
+  const auto countBlocks = [&](std::size_t ownSets) {
+    GroupTable::SetMostOwnSets(ownSets);
+    CountingSink sink;
+    session.Execute("SELECT k, COUNT(*), SUM(x), MIN(x), STDDEV(x) FROM t GROUP BY k", sink);
+    EXPECT_EQ(sink.rows.size(), kGroups);
+    return sink.most;
+  };
+  const std::size_t few = countBlocks(0);
+  EXPECT_GT(countBlocks(kGroups / 2), few + kGroups / 2);
+  EXPECT_LT(countBlocks(kGroups / 2) - few, countBlocks(kGroups) - few - kGroups);
+}
+
 TEST_F(QueryRunTest, ReportsTheInputRowOfAnError) {
   Session session = Open("a,b\n3,2147483647\n1,1\n0,5\n1,1\n", "a:int4,b:int4");
   const std::string divided =
@@ -142,18 +168,18 @@ TEST_F(QueryRunTest, ReportsTheInputRowOfAnError) {
   }
   EXPECT_EQ(Error(session, "SELECT 6 / (COUNT(*) - 4) FROM t"), divided);
 
-  config_->wideIntegerAggregates_ = false;
+  session.Set("IntegerAggregates", "native");
   const std::string overflowed =
       "SumInt32 overflowed: the result is beyond the limit 2147483647 @row 2";
   EXPECT_EQ(Error(session, "SELECT SUM(b) FROM t"), overflowed);
-  config_->groupMemory_ = 1;
+  session.Set("GroupMemory", "1");
   EXPECT_EQ(Error(session, "SELECT a > 2, SUM(b) FROM t GROUP BY a > 2"), "no error");
   EXPECT_EQ(Error(session, "SELECT a >= 0, SUM(b) FROM t GROUP BY a >= 0"), overflowed);
   SqrtSorter::SetInitialBufferBytes(1024);
-  config_->tempDirectory_ = folder_.File("nowhere");
   std::string rows = "a\n";
   for (int i = 0; i < 3000; ++i) rows += std::to_string(i) + "\n";
   Session large = Open(rows);
+  large.Set("TempDirectory", folder_.File("nowhere"));
   EXPECT_EQ(Error(large, "SELECT a FROM t ORDER BY a DESC"),
             "sorting cannot write temporary files in \"nowhere\": No such file or directory");
 }
@@ -191,7 +217,7 @@ TEST_F(QueryRunTest, HoldsTheValuesOfGroupsWithinTheirMemory) {
       void Row(const uint8*) override { most = std::max(most, MemoryGateway::BytesInUse()); }
       std::size_t most = 0;
     } sink;
-    config_->groupMemory_ = memory;
+    session.Set("GroupMemory", std::to_string(memory));
     session.Execute("SELECT MEDIAN(b) FROM t GROUP BY " + key, sink);
     EXPECT_LT(sink.most, memory * 3 / 2) << key;
   }

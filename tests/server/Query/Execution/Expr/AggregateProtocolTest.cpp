@@ -307,6 +307,29 @@ TEST_P(AggregateProtocol, PartsCombineToTheWhole) {
   });
 }
 
+TEST_P(AggregateProtocol, WritesIntoFieldsOfItsResultsTypesOnly) {
+  ForEachType([](Setting& on) {
+    for (std::size_t i = 0; i < GetParam().results.size(); ++i) {
+      std::vector<TestField> fields = TargetFields(GetParam(), on.type);
+      XeDataType& type = fields[kFirstResult + i].type;
+      type = type == Int4 ? UInt4 : type == UInt4 ? Int4 : type == VarChar ? Char : Date;
+      TestRecord other(fields);
+      Aggregate* const generic = GetParam().make();
+      generic->SetSourcePosition(5);
+      ExpectErrorAt(5, 59030, {}, [&] { Driven(generic, on.input, other, kFirstResult); });
+    }
+  });
+}
+
+TEST_P(AggregateProtocol, TakesTurnsUnlessItHoldsValues) {
+  // Those of the rows so far belong to one group at a time.
+  if (std::unique_ptr<Aggregate>(GetParam().make())->IsCumulativeAggregate()) return;
+  ForEachType([](Setting& on) {
+    const bool holdsValues = GetParam().distinct || GetParam().results == "t";
+    EXPECT_EQ(on.aggregate->TransferState(StateTransfer::kMeasure, nullptr) == 0, holdsValues);
+  });
+}
+
 TEST_P(AggregateProtocol, ComputeAllocatesNothing) {
   // Who holds the values takes what it needs for them.
   if (GetParam().distinct && !GetParam().sorted) return;

@@ -130,6 +130,19 @@ TEST(Bin, OfRandomGroupsIsThatOfAPlainModel) {
   ExpectModel(kDepth, VarChar, 7, [](int64 key) { return std::to_wstring(100 + key); });
 }
 
+TEST(Bin, OfAShortRecordReadsWhatItHolds) {
+  // Blanks at the end of a text do not count, zero characters do.
+  Bins bins(kDepth, VarChar, 2);
+  const Rows<XeString> rows = {L"b ", L"b"};
+  ExpectPlaces({1, 1}, bins.Run(rows));
+  const XeFieldDescriptor& field = bins.input.field(0);
+  const uint32 size = kLongVarPrefix + sizeof(wchar_t);
+  bins.on->SetSourceOffset(field.GetDataOffset(), field.GetNullOffset(),
+                           field.GetDataOffset() + size);
+  ExpectPlaces({2, 1}, bins.Run(rows));
+  ExpectPlaces({1, 1}, bins.Run<XeString>({L"bx", L"by"}));
+}
+
 ssize_t WriteToFullDisk(int, const void*, std::size_t, off_t) { return errno = ENOSPC, -1; }
 
 TEST(Bin, KeepsToItsMemoryAndOutlivesAFullDisk) {

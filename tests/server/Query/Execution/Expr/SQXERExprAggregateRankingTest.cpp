@@ -252,6 +252,56 @@ TEST(RankingAggregates, HoldLittleOfALargeGroup) {
   }
 }
 
+TEST(RankingAggregates, PreferLateRowsOfALargeN) {
+  // Eight rows at a time are better than all before them, and the first of the eight is the best.
+  // The buffer of ten N rows is full for the last time among the rows that are wanted, within
+  // eight.
+  constexpr int32 kN = 4001, kRows = 77'000;
+  for (const int32 kind : {+kBottom, +kTop, +kBoth}) {
+    const std::size_t before = MemoryGateway::BytesInUse();
+    Places places(MakePlaces(kind, kAscending, {0}, {}, kN), Int4, UInt4);
+    for (int group = 0; group < 2; ++group) {
+      const auto place = [](int32 row) { return row ^ 7; };
+      Values rows;
+      for (int32 i = 0; i < kRows; ++i) rows.push_back(kind == kTop ? place(i) : kRows - place(i));
+      const Values ranks = places.Run(rows);
+      EXPECT_LT(MemoryGateway::BytesInUse() - before, 4u << 20);
+      for (int32 i = 0; i < kRows; ++i) {
+        std::optional<float64> expected;
+        if (kRows - place(i) <= kN) expected = kRows - place(i);
+        if (kind == kBoth && place(i) < kN) expected = place(i) + 1;
+        ASSERT_EQ(ranks[static_cast<std::size_t>(i)], expected) << kind << " row " << i;
+      }
+    }
+  }
+}
+
+TEST(RankingAggregates, RefuseKeysOfOneByteACharacter) {
+  TestRecord input({{Int4}, {VarChar, 4}, {Char, 4}}, false), place({{UInt4}}), share({{Double}});
+  for (const uint16 key : {1, 2}) {
+    const XeString type = key == 1 ? L"VARCHAR" : L"CHAR";
+    for (const int32 kind : {+kPercentile, 2, +kRank, +kBoth}) {
+      TestRecord& target = kind == kPercentile ? share : place;
+      const auto refuse = [&](UInt16Vector columns, UInt16Vector distinct) {
+        ExpectError(59001, {L"Sort", type}, [&] {
+          Driven(MakePlaces(kind, kAscending, columns, distinct), input, target);
+        });
+      };
+      refuse({0, key}, {});
+      refuse({0}, {key});
+    }
+    ExpectError(59001, {L"Sort", type}, [&] {
+      Driven(new Median(Columns(0), nullptr, Columns(key), false), input, share);
+    });
+    ExpectError(59001, {L"Sort", type}, [&] {
+      XeRecordMetaData layout(false);
+      layout.AddField(input.field(key).GetDataType(), 4, true, L"key");
+      Aggregate::MakeDistinctSortKeySet(layout, kAscending, false);
+    });
+  }
+  Driven(MakePlaces(kRank), input, place);
+}
+
 TEST(RankingAggregates, RepeatTheRankBeforeWhereThereIsNoRow) {
   Places rank(MakePlaces(kRank), Int4, UInt4);
   ExpectPlaces({2, 1}, rank.Run<float64>({8, 5}));

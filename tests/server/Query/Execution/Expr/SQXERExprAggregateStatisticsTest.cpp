@@ -65,8 +65,12 @@ const std::pair<std::vector<Row>, Values> kCases[] = {
 const XeDataType kTypes[] = {Double, Int1, UInt1, Int2, UInt2, Int4, UInt4, Float, Numeric};
 
 /// The layout of a target whose field 0 is not the aggregate's.
-std::vector<TestField> TargetFields(bool nullable = true) {
-  return std::vector<TestField>(8, {Double, 0, nullable});
+std::vector<TestField> TargetFields(const Kind& kind, bool nullable = true) {
+  std::vector<TestField> fields(1, {Double, 0, nullable});
+  for (const std::size_t result : kind.results) {
+    fields.push_back({result == kCount ? UInt4 : Double, 0, nullable});
+  }
+  return fields;
 }
 
 /// The results of a group; x goes into that field of the input.
@@ -79,9 +83,8 @@ Values ResultsOf(const Kind& kind, Driven& on, const std::vector<Row>& rows, int
   }
   on.Finish();
   Values results;
-  for (const std::size_t result : kind.results) {
-    const int field = static_cast<int>(results.size()) + 1;
-    results.push_back(result == kCount ? on.target.Get<uint32>(field) : on.target.GetNumber(field));
+  while (results.size() < kind.results.size()) {
+    results.push_back(on.target.GetNumber(static_cast<int>(results.size()) + 1));
   }
   return results;
 }
@@ -92,7 +95,7 @@ TEST(PairStatistics, OfGroupAfterGroup) {
     for (int grid = 0; grid < 9 * 9 * 2; ++grid) {
       const XeDataType x = kTypes[grid / 18], y = kTypes[grid / 2 % 9];
       const bool nullable = grid % 2 == 0;
-      TestRecord input({{x}, {y}, {x}}), target(TargetFields(nullable));
+      TestRecord input({{x}, {y}, {x}}), target(TargetFields(kind, nullable));
       // The slope alone does not widen.
       if (kind.make == &MakePair<Regression> && !(isWide(x) && isWide(y))) {
         const XeString type = SUXeDataTypeUtility::GetXeDataTypeName(isWide(x) ? y : x);
@@ -127,6 +130,13 @@ struct Forgetful : Regression {
 TEST(PairStatistics, Refuse) {
   TestRecord input({{Double}, {Date}}), target({{Double}});
   for (const Kind& kind : std::span(kKinds, 5)) {
+    TestRecord numbers({{Double}, {Double}});
+    for (std::size_t i = 1; i <= kind.results.size(); ++i) {
+      std::vector<TestField> fields = TargetFields(kind);
+      fields[i].type = fields[i].type == UInt4 ? Int4 : Float;
+      TestRecord other(fields);
+      ExpectError(59030, {}, [&] { Driven(kind.make(1), numbers, other, 1); });
+    }
     ExpectError(59001, {Wide(kind.name), L"DATE"}, [&] { Driven(kind.make(1), input, target); });
     ExpectError(46030, {L"2", L"2"}, [&] { Driven(kind.make(2), input, target); });
     ExpectError(46030, {L"1", L"1"}, [&] { Driven(kind.make(0), input, target, 1); });
@@ -172,6 +182,12 @@ std::vector<Row> Scale(const std::vector<int>& numbers, int columns, float64 off
   }
   return rows;
 }
+/// 10^9 + i / 1000, as x and as y.
+std::vector<Row> Rising(int count) {
+  std::vector<Row> rows;
+  for (int i = 0; i < count; ++i) rows.push_back({1e9 + i / 1e3, 1e9 + i / 1e3});
+  return rows;
+}
 const std::map<std::string, std::vector<Row>> kDataSets = {
     {"NumAcc1", Scale({1, 3, 2}, 1, 1e7, 1)},
     {"NumAcc2", Scale(NumAcc(), 1, 10, 10)},
@@ -181,6 +197,9 @@ const std::map<std::string, std::vector<Row>> kDataSets = {
     {"Michelso", Scale(kMichelso, 1, 29900, 100)},
     {"8 values", Scale({2, 4, 4, 4, 5, 5, 7, 9}, 1, 0, 1)},
     {"3 times 0.1", Scale({1, 1, 1}, 1, 0, 10)},
+    {"0.1 against 1, 2, 4", Scale({1, 10, 1, 20, 1, 40}, 2, 0, 10)},
+    {"10^9 + i / 1000, 10^3 rows", Rising(1000)},
+    {"10^9 + i / 1000, 10^5 rows", Rising(100'000)},
     {"Norris", Scale(kNorris, 2, 0, 10)},
     {"10 Norris + 10^6", Scale(kNorris, 2, 1e6, 1)},
     {"10 Norris + 10^8", Scale(kNorris, 2, 1e8, 1)},
@@ -195,7 +214,7 @@ TEST(Accuracy, IsAsThePageTells) {
     const std::vector<std::string> statistic = Split(cells[1] + " 0", ' ');
     const Kind* const kind = std::ranges::find(kKinds, statistic[0], &Kind::name);
     ASSERT_NE(kind, std::end(kKinds));
-    TestRecord input({{Double}, {Double}}), target(TargetFields());
+    TestRecord input({{Double}, {Double}}), target(TargetFields(*kind));
     Driven aggregate(kind->make(1), input, target, 1);
     const Values results = ResultsOf(*kind, aggregate, kDataSets.at(cells[0]));
     const float64 result = *results[std::stoul(statistic[1])], known = std::stod(cells[2]);

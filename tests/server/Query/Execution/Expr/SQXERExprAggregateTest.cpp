@@ -180,9 +180,9 @@ TEST(SumAndAvg, ValuesWithoutACountAreADivisionByZero) {
 TEST(ResultsOfSeveralFields, WriteNeighbouringIndicators) {
   TestRecord input({{Int4}});
   TestRecord target({{Int4}, {UInt4}, {Int4}, {Double}, {Double}, {Int4}, {Int4}});
-  Driven all(Make<AvgAll>(), input, target, 1), range(Make<Range>(), input, target, 1);
+  Driven all(Make<AvgAll>(), input, target, 1), range(Make<Range>(), input, target, 5);
   const auto output = [&](Driven& aggregate, const Values& values, int preset) {
-    aggregate.Run(values, 1);
+    aggregate.Run(values);
     std::memset(target.nullByte(0), preset, 7);
     target.Set(1, uint32{77}).SetNull(1, preset != 0);
     aggregate->Output(target.buffer());
@@ -194,17 +194,22 @@ TEST(ResultsOfSeveralFields, WriteNeighbouringIndicators) {
   EXPECT_EQ(output(all, {NIL}, 0), "0011100");
   EXPECT_EQ(target.Get<uint32>(1), 77u);
   EXPECT_EQ(output(all, {1, 3}, 1), "1100001");
-  EXPECT_EQ(output(range, {NIL}, 0), "0110000");
-  EXPECT_EQ(output(range, {1, 3}, 1), "1001111");
+  EXPECT_EQ(output(range, {NIL}, 0), "0000011");
+  EXPECT_EQ(output(range, {1, 3}, 1), "1111100");
 }
 
 TEST(TargetsThatAreNeverNull, ReceiveTheStateOfAGroupWithoutValues) {
   TestRecord input({{Int4}});
-  TestRecord target({{Int4, 0, false}, {Int4, 0, false}, {Double, 0, false}, {Double, 0, false}});
-  for (Aggregate* generic :
-       {Make<Sum, false>(), Make<Avg>(), Make<AvgAll>(), Make<Max>(), Make<First>()}) {
+  TestRecord target({{Int4, 0, false},
+                     {Int4, 0, false},
+                     {UInt4, 0, false},
+                     {Int4, 0, false},
+                     {Double, 0, false},
+                     {Double, 0, false}});
+  for (Aggregate* generic : {Make<Sum, false>(), Make<Avg>(), Make<Max>(), Make<First>()}) {
     EXPECT_EQ(Driven(generic, input, target).Run({}), 0);
   }
+  EXPECT_EQ(Driven(Make<AvgAll>(), input, target, 2).Run({}, 2), 0);
   EXPECT_EQ(Driven(Make<Range>(), input, target).Run({}), kMinInt);
   EXPECT_EQ(target.GetNumber(1), kMaxInt);
   EXPECT_EQ(target.buffer()[0], 0);
@@ -290,6 +295,24 @@ TEST(StoredValues, AreCutToAShorterTarget) {
   }
 }
 
+TEST(StoredValues, KeepToFieldsOfTheirForm) {
+  const auto bind = [](XeDataType type, XeDataType result, bool wide = true) {
+    TestRecord input({{type, 4}}, wide), target({{result, 4}});
+    Driven(Make<First>(), input, target);
+  };
+  for (const auto& [a, b] : {std::pair(VarChar, LongChar), {VarBin, LongBin}, {DateTime, Stamp}}) {
+    bind(a, b);
+    bind(b, a);
+  }
+  bind(Numeric, XeMoneyData);
+  for (const auto& [a, b] :
+       {std::pair(Char, VarChar), {VarChar, VarBin}, {Int4, UInt4}, {Date, DateTime}}) {
+    ExpectError(59030, {}, [&, a = a, b = b] { bind(a, b); });
+  }
+  ExpectError(59030, {L"VARCHAR of one byte a character", L"VARCHAR"},
+              [&] { bind(VarChar, VarChar, false); });
+}
+
 TEST(StoredValues, OfAGroupWithoutRowsStayInTheBuffer) {
   TestRecord input({{Int4}}), target({{Int4}});
   Driven unique(Make<NullIfNotUnique>(), input, target);
@@ -297,6 +320,15 @@ TEST(StoredValues, OfAGroupWithoutRowsStayInTheBuffer) {
   EXPECT_EQ(unique.Run({6, 6}), 6);
   EXPECT_EQ(unique.Run({}), 6);
   EXPECT_EQ(unique.Run({NIL, 6}), NIL);
+  Driven orNull(Make<NullIfNotUnique, true>(), input, target);
+  const std::unique_ptr<Aggregate> source(orNull->GetSourceAggregator());
+  Driven parts(source->GetPartialsAggregator(Columns(0)), input, target);
+  for (Driven* each : {&orNull, &parts}) {
+    EXPECT_EQ(each->Run({}), NIL);
+    EXPECT_EQ(each->Run({6, 6}), 6);
+    EXPECT_EQ(each->Run({}), NIL);
+    EXPECT_EQ(each->Run({6, NIL}), NIL);
+  }
 }
 
 TEST(AggregateResults, CanBeSeededFromOneValue) {

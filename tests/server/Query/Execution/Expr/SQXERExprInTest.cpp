@@ -126,5 +126,15 @@ TEST(In, LongLists) {
   EXPECT_EQ(MemberSet<int32>({3, 1, 3, 2}).GetSize(), 3u);
 }
 
+TEST(In, DescribesEveryMemberOfALongList) {
+  constexpr int kMembers = 40000;  // beyond GetOperandCount
+  std::vector<RExpression*> members;
+  for (int i = 0; i < kMembers; ++i) members.push_back(new ConstantInt32(i));
+  const auto in = Bound(new In(new ConstantInt32(1), members, {}, false));
+  const XeString text = DescribeTree(*in);
+  EXPECT_EQ(std::ranges::count(text, L'\n'), kMembers + 2);
+  EXPECT_TRUE(text.ends_with(L"ConstantInt32 39999 -> INTEGER\n"));
+}
+
 }  // namespace
 }  // namespace sqxer::test
