@@ -7,7 +7,8 @@ DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 
 .PHONY: run test build configure dependencies sanitize clang bench bench-files bench-growth \
-        bench-micro bench-suite bench-windows format format-check python-check tidy docs install clean
+        bench-micro bench-suite bench-windows fuzz-reader format format-check python-check tidy \
+        docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -78,6 +79,17 @@ bench-micro:
 	@cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bin/sqxer_bench
+
+## Random texts through the fast reader of records and the plain one (SECONDS=N: how long), with the
+## sanitizers and without.
+fuzz-reader:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@for preset in fuzz fuzz-sanitize; do \
+	  cmake --preset $$preset >/dev/null && \
+	  cmake --build --preset $$preset -j $(JOBS) --target csv_slicer_fuzz && \
+	  build/$$preset/bin/csv_slicer_fuzz -max_total_time=$(or $(SECONDS),60) -max_len=512 \
+	    -dict=fuzz/csv.dict -print_final_stats=1 || exit 1; \
+	done
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 

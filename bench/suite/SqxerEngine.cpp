@@ -74,7 +74,7 @@ class SqxerEngine : public SuiteEngine {
     }
     session_.AddTable("lines", path);
     session_.SetSchema("lines", schema);
-    session_.FindTable(L"lines");
+    session_.FindTable(L"lines", {});
   }
 
   std::string Version() const override { return SQXER_VERSION; }

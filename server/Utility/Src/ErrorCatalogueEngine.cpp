@@ -30,6 +30,16 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57018, 2, "\"{0}\" has too many columns, a table may have 65535: {1}"},
       {57019, 3, "the parameter {0} does not read as {1}: \"{2}\""},
       {57020, 1, "\"{0}\" has changed while it was read: read a copy, or wait until it is written"},
+      {57021, 2, "\"{0}\" cannot be unpacked: {1}"},
+      {57022, 3, "{1} of \"{0}\" is not valid {2}, the encoding of the file"},
+      {57023, 1, "no encoding of texts has this name: \"{0}\""},
+      {57024, 3, "\"{0}\" must have the header of \"{1}\" to be one table with it: {2}"},
+      {57025, 2, "{1} of \"{0}\" has more than 2 GiB: is a quotation left open?"},
+      {57026, 4, "{1} of \"{0}\" must have as many fields as the first record, {3}, and not {2}"},
+
+      {57027, 1,
+       "\"{0}\" has been read as far as a statement before wanted it, and cannot be read again"},
+      {57028, 1, "no file matches the pattern: \"{0}\""},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

@@ -364,6 +364,19 @@ uint64 VelmarNumber::hash() const {
   return MixHash(hash, static_cast<uint64>(value.exponent) * 2 + value.negative);
 }
 
+bool VelmarNumber::TryScaled(int scale, int64& coefficient) const {
+  Decimal value = Access::Unpack(*this);
+  StripZeros(value);
+  const int shift = value.exponent + scale;
+  if (shift < 0 || shift > kDecimalDigits) return false;
+  const uint128 limit = static_cast<uint128>(std::numeric_limits<int64>::max());
+  if (value.coefficient > limit / kPowersOfTen[static_cast<std::size_t>(shift)]) return false;
+  const auto size =
+      static_cast<int64>(value.coefficient * kPowersOfTen[static_cast<std::size_t>(shift)]);
+  coefficient = value.negative ? -size : size;
+  return true;
+}
+
 int VelmarNumber::decimalPlaces() const {
   Decimal value = Access::Unpack(*this);
   StripZeros(value);

@@ -61,6 +61,11 @@ class XEUTILITY_API VelmarNumber {
     return compare(a, b) >= 0;
   }
 
+  /// coefficient / 10^scale, for scales of 0 to 38.
+  static VelmarNumber FromScaled(int64 coefficient, int scale) { return Pack(coefficient, -scale); }
+  /// Whether the number times 10^scale (0 to 18) is whole and has 64 bits, and then what it is.
+  bool TryScaled(int scale, int64& coefficient) const;
+
   /// The nearest double.
   float64 asDouble() const;
   /// Truncated toward zero; outside 32 bits the nearest limit.

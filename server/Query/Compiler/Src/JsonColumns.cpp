@@ -42,12 +42,7 @@ void CheckForm(const SqlExpression& call) {
 JsonColumns::JsonColumns(const SqlSelect& select, const NameScope& scope, Catalog& catalog)
     : table_(select.table), scope_(scope), catalog_(catalog) {
   Seen seen;
-  for (const SqlSelectItem& item : select.items) AddCalls(item.expression, seen);
-  AddCalls(select.where, seen);
-  for (const SqlExpressionPtr& key : select.groupBy) AddCalls(key, seen);
-  AddCalls(select.having, seen);
-  for (const SqlExpressionPtr& key : select.windowKeys) AddCalls(key, seen);
-  for (const SqlSortItem& item : select.orderBy) AddCalls(item.expression, seen);
+  ForEachExpression(select, [&](const SqlExpressionPtr& root) { AddCalls(root, seen); });
 }
 
 bool JsonColumns::IsCall(const SqlExpression& expression) {

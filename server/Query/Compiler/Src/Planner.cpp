@@ -8,6 +8,7 @@
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "SqlParser.h"
+#include "TableReads.h"
 #include "WindowPlan.h"
 
 namespace sqxer {
@@ -20,7 +21,7 @@ constexpr std::size_t kMaxColumns = std::numeric_limits<uint16>::max();
 NameScope OpenTable(const SqlSelect& select, Catalog& catalog) {
   if (select.table.empty()) return {};
   try {
-    const TableSchema* schema = catalog.FindTable(select.table);
+    const TableSchema* schema = catalog.FindTable(select.table, FindTableReads(select));
     if (!schema) ThrowPlanError(kNoSuchTable, select.tablePosition, {select.table});
     return NameScope(*schema, select);
   } catch (ErrorMessage& error) {

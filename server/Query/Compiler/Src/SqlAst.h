@@ -147,4 +147,15 @@ struct SqlSelect {
   SqlExpressionPtr offset;
 };
 
+/// Calls `visit` for each expression that a clause holds; what they are made of is ForEachOperand's.
+template <class Visit>
+void ForEachExpression(const SqlSelect& select, const Visit& visit) {
+  for (const SqlSelectItem& item : select.items) visit(item.expression);
+  if (select.where) visit(select.where);
+  for (const SqlExpressionPtr& key : select.groupBy) visit(key);
+  if (select.having) visit(select.having);
+  for (const SqlExpressionPtr& key : select.windowKeys) visit(key);
+  for (const SqlSortItem& item : select.orderBy) visit(item.expression);
+}
+
 }  // namespace sqxer

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Utility/BaseStringUtil.h"
 #include "Utility/XeAListStream.h"
 #include "Utility/XeTypes.h"
 
@@ -29,6 +32,21 @@ struct TableSchema {
   uint64 mostRows = std::numeric_limits<uint64>::max();
 };
 
+/// What a statement wants of a table. As it stands it wants everything.
+struct TableRequest {
+  /// Every column; else those of `names`, letter case ignored. Names of no column are passed over.
+  bool all = true;
+  std::vector<XeString> names;
+  /// So many rows, the first ones, are enough.
+  std::optional<uint64> mostRows;
+
+  bool Wants(const XeString& column) const {
+    return all || std::ranges::any_of(names, [&](const XeString& name) {
+             return BaseStringUtil::IsCaseInsensitiveMatch(name, column);
+           });
+  }
+};
+
 /// A table of two columns in which nodes look values up.
 class LookupSource {
  public:
@@ -44,10 +62,11 @@ using LookupSourcePtr = std::shared_ptr<const LookupSource>;
 class Catalog {
  public:
   virtual ~Catalog() = default;
-  /// The schema of the table that a FROM item names (a name or a quoted path). The pointer stays
-  /// valid as long as the catalog. Throws ErrorMessage when there is no such table or it cannot be
-  /// read.
-  virtual const TableSchema* FindTable(const XeString& name) = 0;
+  /// The schema of the table that a FROM item names (a name or a quoted path), of which the
+  /// statement reads what `request` says; the columns that nobody has asked for may have the type
+  /// XeUnknown. The pointer stays valid as long as the catalog. Throws ErrorMessage when there is
+  /// no such table or it cannot be read.
+  virtual const TableSchema* FindTable(const XeString& name, const TableRequest& request) = 0;
   /// Calls `visit` with the texts of a column, row after row, NULLs left out. The table is named as
   /// for FindTable. A catalog that knows no rows has none to show.
   virtual void VisitTexts(const XeString& /*table*/, std::size_t /*column*/,

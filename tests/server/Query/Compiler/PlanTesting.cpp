@@ -107,7 +107,7 @@ EveryTypeCatalog::EveryTypeCatalog() {
   }
 }
 
-const TableSchema* EveryTypeCatalog::FindTable(const XeString& name) {
+const TableSchema* EveryTypeCatalog::FindTable(const XeString& name, const TableRequest&) {
   if (BaseStringUtil::IsCaseInsensitiveMatch(name, L"t") || name == L"data/t.csv") return &table;
   SUGThrow(ErrorMessage(57001, {name}));
 }

@@ -12,7 +12,7 @@ namespace sqxer::testing {
 class EveryTypeCatalog : public Catalog {
  public:
   EveryTypeCatalog();
-  const TableSchema* FindTable(const XeString& name) override;
+  const TableSchema* FindTable(const XeString& name, const TableRequest&) override;
   TableSchema table{L"t", {}};
 };
 

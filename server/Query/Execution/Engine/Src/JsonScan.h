@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -9,24 +10,27 @@
 
 namespace sqxer {
 
-/// The texts of a column of a table, read where they stand. The table must outlive it.
+/// The texts of a column of a table. The table must outlive it.
 class TextColumn {
  public:
-  explicit TextColumn(const TableColumn& column);
+  TextColumn(const Table& table, std::size_t column) : table_(&table), column_(column) {}
 
-  bool IsNull(uint64 row) const { return nulls_ != nullptr && nulls_[row] != 0; }
-  /// Meaningful where the row is not NULL. Fixed texts keep their blanks.
-  std::wstring_view Get(uint64 row) const {
-    if (offsets_ == nullptr) return {characters_ + row * length_, length_};
-    return {characters_ + offsets_[row], offsets_[row + 1] - offsets_[row]};
-  }
+  /// Makes a row the current one, from 0. False when it is NULL.
+  bool Read(uint64 row);
+  /// The current row's text, valid until the next one is read.
+  std::wstring_view Get() const { return text_; }
 
  private:
-  const uint8* nulls_;
-  const wchar_t* characters_;
-  /// Null for texts of fixed length.
-  const uint64* offsets_;
-  uint64 length_;
+  void Enter(uint64 row);
+
+  const Table* table_;
+  std::size_t column_;
+  const ColumnVector* vector_ = nullptr;
+  uint64 firstRow_ = 0;
+  uint64 rows_ = 0;
+  std::wstring_view text_;
+  /// Holds texts that are not kept in the server's characters.
+  XeString wide_;
 };
 
 /// Gives the JSON documents of a row to those who read their values.
@@ -37,10 +41,10 @@ class JsonScan {
   /// Makes a row the current one, from 0.
   void Fill(uint64 row) {
     for (auto& [texts, holder] : documents_) {
-      if (texts.IsNull(row)) {
-        holder->SetNoDocument();
+      if (texts.Read(row)) {
+        holder->SetDocument(texts.Get());
       } else {
-        holder->SetDocument(texts.Get(row));
+        holder->SetNoDocument();
       }
     }
   }

@@ -4,11 +4,12 @@
 #include <numeric>
 #include <optional>
 
-#include "ColumnBuilder.h"
+#include "ColumnSurvey.h"
 #include "ColumnTypes.h"
 #include "EngineError.h"
 #include "TableScan.h"
 #include "Utility/SUXeDataTypeUtility.h"
+#include "VectorBuilder.h"
 
 namespace sqxer {
 namespace {
@@ -25,7 +26,13 @@ std::optional<ColumnInfo> ReadType(const std::string& declared, std::string_view
   return ReadDeclaredType(declared);
 }
 
-TableColumn ReadParameter(std::size_t number, const std::string& text) {
+/// A column of one row.
+struct Parameter {
+  ColumnInfo info;
+  ColumnVector value;
+};
+
+Parameter ReadParameter(std::size_t number, const std::string& text) {
   std::string name(1, '$');
   name += std::to_string(number);
   if (!BaseStringUtil::IsValidUtf8(text))
@@ -40,32 +47,34 @@ TableColumn ReadParameter(std::size_t number, const std::string& text) {
   const bool isNull =
       value.empty() && !(declared && SUXeDataTypeUtility::IsXeTextType(declared->type));
   ColumnSurvey survey;
+  // Only where a whole column holds nothing else are these letters truth values.
+  const bool isLetter = value == "t" || value == "f";
+  if (!isNull) survey.Add(isLetter ? 0 : ClassifyText(value));
+  const auto builder = VectorBuilder::Make(declared ? declared->type : survey.GetType(),
+                                           declared ? declared->length : VectorBuilder::kAnyLength,
+                                           VectorBuilder::Options());
   if (isNull) {
-    survey.AddNull();
-  } else {
-    // Only where a whole column holds nothing else are these letters truth values.
-    const bool isLetter = value == "t" || value == "f";
-    survey.Add(value, isLetter ? 0 : ClassifyText(value));
-  }
-  ColumnBuilder builder(survey.Describe(Wide(name), declared), survey, 1);
-  if (isNull) {
-    builder.AppendNull();
-  } else if (!builder.TryAppend(value)) {
+    builder->AppendNull();
+  } else if (builder->Append(value) != VectorBuilder::Outcome::kTaken) {
     ThrowEngineError(kParameterUnreadable,
                      {Wide(name), DeclaredTypeName(*declared), QuotedValue(value)});
   }
-  TableColumn column = builder.Take();
+  ColumnInfo info =
+      DescribeColumn(Wide(name), declared, survey.GetType(), builder->GetLongest(), isNull);
   // Bits count as integers in expressions, and are stored alike.
-  if (column.info.type == XeBitData) column.info.type = XeInt1Data;
-  return column;
+  if (info.type == XeBitData) info.type = XeInt1Data;
+  return {std::move(info), builder->Take()};
 }
 
 Table ReadParameters(const std::vector<std::string>& texts) {
   Table values;
   values.rowCount = 1;
+  values.chunks.emplace_back();
+  values.chunks.back().rows = 1;
   for (const std::string& text : texts) {
-    values.columns.push_back(ReadParameter(values.columns.size() + 1, text));
-    values.schema.columns.push_back(values.columns.back().info);
+    Parameter parameter = ReadParameter(values.schema.columns.size() + 1, text);
+    values.schema.columns.push_back(std::move(parameter.info));
+    values.chunks.back().columns.push_back(std::move(parameter.value));
   }
   return values;
 }
@@ -77,7 +86,7 @@ ParameterBlock::ParameterBlock(const std::vector<std::string>& texts)
 
 ParameterBlock::ParameterBlock(Table values)
     : values_(std::move(values)), record_(values_.schema.columns) {
-  std::vector<uint16> columns(values_.columns.size());
+  std::vector<uint16> columns(values_.schema.columns.size());
   std::iota(columns.begin(), columns.end(), uint16{0});
   TableScan(values_, columns, record_).Fill(0);
 }

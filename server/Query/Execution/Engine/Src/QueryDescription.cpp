@@ -73,7 +73,7 @@ std::vector<XeString> QueryRun::Describe() {
   if (table_ != nullptr) {
     description.Add(L"scan " + table_->schema.name + L" (" +
                     std::to_wstring(plan_.scanColumns.size()) + L" of " +
-                    std::to_wstring(table_->columns.size()) + L" columns)");
+                    std::to_wstring(table_->schema.columns.size()) + L" columns)");
   }
   for (const PlanDocuments& documents : plan_.documents) {
     description.Add(L"json documents of " + table_->schema.columns.at(documents.column).name);

@@ -5,7 +5,6 @@
 #include <filesystem>
 
 #include "Compiler.h"
-#include "CsvTable.h"
 #include "EngineError.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
@@ -96,31 +95,41 @@ void Session::AddTable(const std::string& name, const std::string& path) {
 }
 
 void Session::AddTable(std::shared_ptr<const Table> table) {
-  tables_[Folded(table->schema.name)] = table;
+  const XeString key = Folded(table->schema.name);
+  tables_[key] = std::make_shared<LoadedTable>(std::move(table));
 }
 
 void Session::SetSchema(const std::string& name, const std::string& columns) {
   schemas_[Folded(Wide(name))] = ReadDeclaredTypes(columns);
 }
 
-const TableSchema* Session::FindTable(const XeString& name) { return &FindOrLoad(name)->schema; }
+const TableSchema* Session::FindTable(const XeString& name, const TableRequest& request) {
+  return &FindOrLoad(name, &request)->Get().schema;
+}
 
 void Session::VisitTexts(const XeString& table, std::size_t column,
                          const std::function<void(std::wstring_view)>& visit) {
+  // The column is there: the statement names it.
   const TablePtr found = FindOrLoad(table);
-  const TextColumn texts(found->columns.at(column));
-  for (uint64 row = 0; row < found->rowCount; ++row) {
-    if (row % kRowsPerCall == 0 && loadProgress_ != nullptr) loadProgress_(row, found->rowCount);
-    if (!texts.IsNull(row)) visit(texts.Get(row));
+  TextColumn texts(found->Get(), column);
+  const uint64 rows = found->Get().rowCount;
+  for (uint64 row = 0; row < rows; ++row) {
+    if (row % kRowsPerCall == 0 && loadProgress_ != nullptr) loadProgress_(row, rows);
+    if (texts.Read(row)) visit(texts.Get());
   }
 }
 
 LookupSourcePtr Session::FindLookup(const XeString& table) {
-  TablePtr found = FindOrLoad(table);
-  return found->columns.size() < 2 ? nullptr : std::make_shared<TableLookup>(std::move(found));
+  const TablePtr found = FindOrLoad(table);
+  const std::vector<ColumnInfo>& columns = found->Get().schema.columns;
+  if (columns.size() < 2) return nullptr;
+  const TableRequest request{
+      .all = false, .names = {columns[0].name, columns[1].name}, .mostRows = {}};
+  FindOrLoad(table, &request);
+  return std::make_shared<TableLookup>(std::shared_ptr<const Table>(found, &found->Get()));
 }
 
-Session::TablePtr Session::FindOrLoad(const XeString& name) {
+Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* request) {
   XeString key = Folded(name);
   std::string path = BaseStringUtil::StringToUtf8(name);
   XeString tableName = name;
@@ -135,12 +144,25 @@ Session::TablePtr Session::FindOrLoad(const XeString& name) {
     path.clear();
   }
   const auto known = tables_.find(key);
-  if (known != tables_.end()) return known->second;
-
   const Stopwatch watch(timing_.load);
-  if (path.empty()) path = FindInDirectory(name);
-  TablePtr table = std::make_shared<const Table>(Load(tableName, path));
-  tables_[key] = table;
+  const auto partial = partialTables_.find(key);
+  TablePtr table;
+  if (known != tables_.end()) {
+    table = known->second;
+  } else if (partial != partialTables_.end()) {
+    table = partial->second;
+  } else {
+    if (path.empty()) path = FindInDirectory(name);
+    table = Open(tableName, path);
+  }
+  if (request != nullptr) {
+    TableRequest wanted = *request;
+    // Of a table that is kept all rows are wanted sooner or later.
+    if (known != tables_.end() && table->HasAllRows()) wanted.mostRows.reset();
+    table->Require(wanted, loadProgress_);
+  }
+  const bool isKept = table->HasAllRows() || !table->IsRepeatable();
+  (isKept ? tables_ : partialTables_)[key] = table;
   return table;
 }
 
@@ -156,26 +178,27 @@ std::string Session::FindInDirectory(const XeString& name) const {
   return found;
 }
 
-Table Session::Load(const XeString& name, const std::string& path) const {
+Session::TablePtr Session::Open(const XeString& name, const std::string& path) const {
   const auto schema = schemas_.find(Folded(name));
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
   if (parsed.kind == TablePath::Kind::kDatabase) {
-    return LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_);
+    return std::make_shared<LoadedTable>(std::make_shared<const Table>(
+        LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
   }
-  const char delimiter = parsed.kind == TablePath::Kind::kTsv ? '\t' : ',';
-  return LoadCsvTable(parsed.file, delimiter, name, declared, loadProgress_);
+  return std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);
 }
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
   timing_ = {};
+  partialTables_.clear();
   const Clock::time_point start = Clock::now();
   QueryPlan plan =
       CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
   const bool explain = plan.explain;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
-  QueryRun query(std::move(plan), table.get());
+  QueryRun query(std::move(plan), table ? &table->Get() : nullptr);
   timing_.bind = Clock::now() - start - timing_.load;
 
   const Stopwatch watch(timing_.run);

@@ -8,6 +8,8 @@
 
 #include "Catalog.h"
 #include "ColumnTypes.h"
+#include "CsvTable.h"
+#include "LazyTable.h"
 #include "ParameterBlock.h"
 #include "ResultSink.h"
 #include "RunProgress.h"
@@ -52,6 +54,8 @@ class Session : public Catalog {
   }
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
+  /// How text files are read that have not been yet.
+  void SetFileOptions(const CsvTableOptions& options) { fileOptions_ = options; }
   /// Called now and then while a file is read, and while a statement runs.
   void SetProgress(LoadProgress load, RunProgress run) {
     loadProgress_ = load;
@@ -62,7 +66,7 @@ class Session : public Catalog {
   /// table that was added, a path (NAME.csv, NAME.tsv or FILE.db:table), and NAME.csv in the
   /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file) and
   /// those of the readers.
-  const TableSchema* FindTable(const XeString& name) override;
+  const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
   LookupSourcePtr FindLookup(const XeString& table) override;
@@ -76,10 +80,11 @@ class Session : public Catalog {
   const Timing& GetTiming() const { return timing_; }
 
  private:
-  using TablePtr = std::shared_ptr<const Table>;
+  using TablePtr = std::shared_ptr<LazyTable>;
 
-  TablePtr FindOrLoad(const XeString& name);
-  Table Load(const XeString& name, const std::string& path) const;
+  /// The table with what a statement wants of it; as it is when the statement has asked before.
+  TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
+  TablePtr Open(const XeString& name, const std::string& path) const;
   /// NAME.csv in the directory. Error 57001.
   std::string FindInDirectory(const XeString& name) const;
 
@@ -92,6 +97,9 @@ class Session : public Catalog {
   std::map<XeString, std::string> paths_;
   std::map<XeString, DeclaredTypes> schemas_;
   std::map<XeString, TablePtr> tables_;
+  /// Those of which the statement that is being run reads the first rows only.
+  std::map<XeString, TablePtr> partialTables_;
+  CsvTableOptions fileOptions_;
   Timing timing_;
 };
 

@@ -8,7 +8,7 @@
 namespace sqxer {
 
 /// Copies rows of a table into a record, the wanted columns only. How a column is copied is chosen
-/// once.
+/// once for each chunk.
 class TableScan {
  public:
   /// The fields of `target` are the columns of the table with the given indexes. Table and target
@@ -17,31 +17,53 @@ class TableScan {
 
   /// Makes a row the current one, from 0.
   void Fill(uint64 row) {
-    for (const Column& column : columns_) column.copy(column, row);
+    if (row - firstRow_ >= rows_) [[unlikely]]
+      Enter(row);
+    for (const Column& column : columns_) column.copy(column, row - firstRow_);
   }
 
  private:
+  struct Column;
+  using Copy = void (*)(const Column&, uint64 row);
   struct Column {
-    void (*copy)(const Column&, uint64 row);
+    Copy copy;
+    /// The vector of the chunk.
+    const ColumnVector* vector;
     const uint8* values;
-    const uint8* nulls;
-    const uint64* offsets;
-    const wchar_t* characters;
+    const uint64* validity;
+    const uint8* offsets;
     uint8* target;
     uint8* targetNull;
+    /// Bytes of a value of fixed width in the record, without a terminator.
     uint32 width;
+    /// Day of the first entry of `prepared`.
+    int32 firstDay;
+    int scale;
+    /// What rows copy as it stands: the entries of a dictionary, or days, as the record has them.
+    const uint8* prepared;
+    /// Where the entries of varying length start in `prepared`.
+    const uint64* starts;
   };
-  template <void (*copyValue)(const Column&, uint64)>
-  static void CopyNullable(const Column& column, uint64 row);
-  template <std::size_t width>
-  static void CopyFixed(const Column& column, uint64 row);
-  static void CopyFixedText(const Column& column, uint64 row);
-  static void CopyVaryingText(const Column& column, uint64 row);
-  template <void (*copyValue)(const Column&, uint64)>
-  static void Choose(Column& column);
-  static void ChooseCopy(Column& column, XeDataType type);
+  /// Values in their record form, made once for a chunk.
+  struct Prepared {
+    std::vector<uint8> bytes;
+    std::vector<uint64> starts;
+  };
+  struct Copies;
 
+  void Enter(uint64 row);
+  Copy ChooseCopy(Column& column, Prepared& prepared);
+  static void PrepareDays(const ColumnVector& vector, Column& column, Prepared& prepared);
+  static void PrepareTexts(const ColumnVector& dictionary, Column& column, Prepared& prepared,
+                           bool isFixed);
+
+  const Table& table_;
+  const std::vector<uint16> indexes_;
+  WorkRecord& target_;
+  uint64 firstRow_ = 0;
+  uint64 rows_ = 0;
   std::vector<Column> columns_;
+  std::vector<Prepared> prepared_;
 };
 
 }  // namespace sqxer

@@ -66,9 +66,9 @@ class SqliteReader {
   uint64 Survey(TableColumns& columns) {
     return ForEachValue(
         [&](std::size_t column, int type, std::string_view text, const RecordPlace&) {
-          columns.Survey(column, text, KindsOf(type, text, declarations_[column]));
+          columns.Survey(column, KindsOf(type, text, declarations_[column]));
         },
-        [&](std::size_t column) { columns.SurveyNull(column); });
+        [](std::size_t) {});
   }
 
   uint64 Load(TableColumns& columns) {

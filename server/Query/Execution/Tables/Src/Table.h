@@ -5,30 +5,26 @@
 #include <vector>
 
 #include "Catalog.h"
+#include "Utility/ColumnVector.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
 
-/// A column in memory: values side by side in their stored form, one null byte a row, and for
-/// varying text the characters of all rows in one run with offsets into it. Columns of other
-/// systems can be taken over in this form without copying.
-struct TableColumn {
-  ColumnInfo info;
-  /// rows * width bytes for fixed types (width is XeRecordMetaData::GetByteLength; fixed text keeps
-  /// its declared number of characters); empty for varying text.
-  std::vector<uint8> values;
-  /// One byte a row, non-zero for NULL; empty when the column has no NULL. What stands in `values`
-  /// for a NULL is not meaningful.
-  std::vector<uint8> nulls;
-  /// rows + 1 offsets into `characters`, for varying text only.
-  std::vector<uint64> offsets;
-  std::vector<wchar_t> characters;
+/// Some rows of a table, one behind the other.
+struct TableChunk {
+  uint64 rows = 0;
+  /// One vector of `rows` rows for each column of the table, in a form of the column's type; the
+  /// forms of a column may differ from chunk to chunk. A column that was not read has an empty
+  /// vector.
+  std::vector<ColumnVector> columns;
 };
 
+/// A table in memory. The vectors are shared: a copy of a table costs no copy of its values.
 struct Table {
   TableSchema schema;
   uint64 rowCount = 0;
-  std::vector<TableColumn> columns;
+  /// Together they have rowCount rows.
+  std::vector<TableChunk> chunks;
 };
 
 /// Called now and then while a file is read: what is done, and in all, in bytes or rows. May be

@@ -5,9 +5,9 @@
 
 namespace sqxer {
 
-TableColumns::TableColumns(const std::string& file, std::vector<XeString> names,
-                           const DeclaredTypes& declared)
-    : file_(file), names_(std::move(names)), declared_(names_.size()), surveys_(names_.size()) {
+ColumnNames::ColumnNames(const std::string& file, std::vector<XeString> names,
+                         const DeclaredTypes& declared)
+    : names_(std::move(names)), declared_(names_.size()) {
   if (names_.size() > std::numeric_limits<uint16>::max()) {
     ThrowTableError(kTooManyColumns, {Wide(file), std::to_wstring(names_.size())});
   }
@@ -24,20 +24,49 @@ TableColumns::TableColumns(const std::string& file, std::vector<XeString> names,
   }
 }
 
+void ThrowRefusedValue(VectorBuilder::Outcome outcome, const std::string& file,
+                       const RecordPlace& place, const ColumnInfo& column, std::string_view value) {
+  const bool tooLong = outcome == VectorBuilder::Outcome::kTooLong;
+  ThrowTableError(
+      tooLong ? kValueTooLong : kValueUnreadable,
+      {Wide(file), place.Text(), column.name, DeclaredTypeName(column), QuotedValue(value)});
+}
+
+TableColumns::TableColumns(const std::string& file, std::vector<XeString> names,
+                           const DeclaredTypes& declared)
+    : file_(file), names_(file, std::move(names), declared), surveys_(names_.GetCount()) {}
+
 void TableColumns::BeginLoad(uint64 rows) {
-  builders_.reserve(names_.size());
-  for (std::size_t i = 0; i < names_.size(); ++i) {
-    builders_.emplace_back(surveys_[i].Describe(names_[i], declared_[i]), surveys_[i], rows);
+  for (std::size_t i = 0; i < GetCount(); ++i) {
+    const auto& declared = names_.GetDeclared(i);
+    builders_.push_back(VectorBuilder::Make(declared ? declared->type : surveys_[i].GetType(),
+                                            declared ? declared->length : VectorBuilder::kAnyLength,
+                                            VectorBuilder::Options()));
+    builders_.back()->Expect(rows);
   }
+}
+
+ColumnInfo TableColumns::Describe(std::size_t column) const {
+  return DescribeColumn(names_.GetName(column), names_.GetDeclared(column),
+                        surveys_[column].GetType(), builders_[column]->GetLongest(),
+                        builders_[column]->GetNulls() > 0);
+}
+
+void TableColumns::Append(std::size_t column, std::string_view text, const RecordPlace& place) {
+  const VectorBuilder::Outcome outcome = builders_[column]->Append(text);
+  if (outcome == VectorBuilder::Outcome::kTaken) return;
+  ThrowRefusedValue(outcome, file_, place, Describe(column), text);
 }
 
 Table TableColumns::Take(const XeString& name, uint64 rows) {
   Table table;
   table.schema.name = name;
   table.rowCount = table.schema.mostRows = rows;
-  for (ColumnBuilder& builder : builders_) {
-    table.columns.push_back(builder.Take());
-    table.schema.columns.push_back(table.columns.back().info);
+  table.chunks.emplace_back();
+  table.chunks.back().rows = rows;
+  for (std::size_t i = 0; i < GetCount(); ++i) {
+    table.schema.columns.push_back(Describe(i));
+    table.chunks.back().columns.push_back(builders_[i]->Take());
   }
   return table;
 }

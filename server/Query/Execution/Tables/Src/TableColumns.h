@@ -1,52 +1,71 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "ColumnBuilder.h"
+#include "ColumnSurvey.h"
 #include "ColumnTypes.h"
 #include "Table.h"
+#include "TableError.h"
+#include "VectorBuilder.h"
 
 namespace sqxer {
 
-/// The columns of a table that is being read from a file in two passes.
-class TableColumns {
+/// The names of a table's columns, and the types that are declared for them.
+class ColumnNames {
  public:
-  /// Names the columns. Error 57009 (file, name) for a name that occurs twice, 57013 (file, name)
-  /// for a declared column that is not among them, 57018 (file, columns) for more than 65,535.
-  TableColumns(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared);
+  /// Error 57009 (file, name) for a name that occurs twice, 57013 (file, name) for a declared
+  /// column that is not among them, 57018 (file, columns) for more than 65,535.
+  ColumnNames(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared);
 
   std::size_t GetCount() const { return names_.size(); }
+  const XeString& GetName(std::size_t column) const { return names_[column]; }
+  const std::optional<ColumnInfo>& GetDeclared(std::size_t column) const {
+    return declared_[column];
+  }
 
-  /// The first pass. A column with a declared type is not classified.
-  void SurveyNull(std::size_t column) { surveys_[column].AddNull(); }
+ private:
+  std::vector<XeString> names_;
+  std::vector<std::optional<ColumnInfo>> declared_;
+};
+
+/// Refuses a value that a column's type does not take: error 57010 or 57011 (file, place, column,
+/// type, value).
+[[noreturn]] void ThrowRefusedValue(VectorBuilder::Outcome outcome, const std::string& file,
+                                    const RecordPlace& place, const ColumnInfo& column,
+                                    std::string_view value);
+
+/// The columns of a table that is read in two passes, row by row: what it holds, then the values.
+class TableColumns {
+ public:
+  /// Error as ColumnNames has them.
+  TableColumns(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared);
+
+  std::size_t GetCount() const { return names_.GetCount(); }
+
+  /// The first pass: NULLs need not be told.
   void Survey(std::size_t column, std::string_view text) {
-    if (declared_[column]) {
-      surveys_[column].Add(text, 0);
-    } else {
-      surveys_[column].Add(text);
-    }
+    if (!names_.GetDeclared(column)) surveys_[column].Add(text);
   }
-  void Survey(std::size_t column, std::string_view text, unsigned kinds) {
-    surveys_[column].Add(text, kinds);
-  }
+  void Survey(std::size_t column, unsigned kinds) { surveys_[column].Add(kinds); }
 
   /// Between the passes.
   void BeginLoad(uint64 rows);
 
   /// The second pass.
-  void AppendNull(std::size_t column) { builders_[column].AppendNull(); }
-  void Append(std::size_t column, std::string_view text, const RecordPlace& place) {
-    builders_[column].Append(text, file_, place);
-  }
+  void AppendNull(std::size_t column) { builders_[column]->AppendNull(); }
+  void Append(std::size_t column, std::string_view text, const RecordPlace& place);
   Table Take(const XeString& name, uint64 rows);
 
  private:
+  ColumnInfo Describe(std::size_t column) const;
+
   const std::string& file_;
-  std::vector<XeString> names_;
-  std::vector<std::optional<ColumnInfo>> declared_;
+  ColumnNames names_;
   std::vector<ColumnSurvey> surveys_;
-  std::vector<ColumnBuilder> builders_;
+  std::vector<std::unique_ptr<VectorBuilder>> builders_;
 };
 
 }  // namespace sqxer

@@ -30,6 +30,14 @@ enum TableErrorCode {
   kBlobValue = 57017,
   kTooManyColumns = 57018,
   kFileChanged = 57020,
+  kFileNotUnpacked = 57021,
+  kInvalidEncoding = 57022,
+  kEncodingUnknown = 57023,
+  kHeadersDiffer = 57024,
+  kRecordTooLarge = 57025,
+  kFieldCountOfFirst = 57026,
+  kReadAlready = 57027,
+  kNoFileMatches = 57028,
   kLastFileError = 57099,
 };
 

@@ -1,6 +1,9 @@
 #include "TablePath.h"
 
+#include <glob.h>
+
 #include <filesystem>
+#include <new>
 
 #include "TableError.h"
 
@@ -9,12 +12,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// A path without the ending of packed files.
+std::string_view WithoutPacking(std::string_view path) {
+  for (const std::string_view ending : {".gz", ".zst"}) {
+    if (path.ends_with(ending)) path.remove_suffix(ending.size());
+  }
+  return path;
+}
+
 }  // namespace
 
 TablePath TablePath::Parse(const std::string& path) {
   constexpr std::string_view kDatabaseMark = ".db:";
-  if (path.ends_with(".csv")) return {Kind::kCsv, path, ""};
-  if (path.ends_with(".tsv")) return {Kind::kTsv, path, ""};
+  const std::string_view text = WithoutPacking(path);
+  if (text.ends_with(".csv") || path == "-") return {Kind::kCsv, path, ""};
+  if (text.ends_with(".tsv")) return {Kind::kTsv, path, ""};
   const std::size_t mark = path.rfind(kDatabaseMark);
   const std::size_t table = mark + kDatabaseMark.size();
   if (mark == std::string::npos || table >= path.size()) return {};
@@ -22,7 +34,8 @@ TablePath TablePath::Parse(const std::string& path) {
 }
 
 XeString TablePath::Name() const {
-  return Wide(kind == Kind::kDatabase ? table : fs::path(file).stem().string());
+  if (kind == Kind::kDatabase) return Wide(table);
+  return Wide(fs::path(WithoutPacking(file)).stem().string());
 }
 
 std::string FindFileInFolder(const std::string& folder, const std::string& name) {
@@ -38,6 +51,20 @@ std::string FindFileInFolder(const std::string& folder, const std::string& name)
       found = entry.path().lexically_normal();
   }
   return found.string();
+}
+
+std::vector<std::string> FindFiles(const std::string& path) {
+  std::error_code ignored;
+  // A file may have a bracket in its name.
+  if (path.find_first_of("*?[") == std::string::npos || fs::exists(path, ignored)) return {path};
+  glob_t found;
+  const int status = glob(path.c_str(), 0, nullptr, &found);
+  std::vector<std::string> paths(found.gl_pathv,
+                                 found.gl_pathv + (status == 0 ? found.gl_pathc : 0));
+  globfree(&found);
+  if (status == GLOB_NOSPACE) throw std::bad_alloc();
+  if (paths.empty()) ThrowTableError(kNoFileMatches, {Wide(path)});
+  return paths;
 }
 
 }  // namespace sqxer

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Utility/XeTypes.h"
 
@@ -13,7 +14,8 @@ struct TablePath {
   std::string file;
   std::string table;
 
-  /// NAME.csv, NAME.tsv or FILE.db:table; of kind kNone for any other text.
+  /// NAME.csv or NAME.tsv, also packed (.gz, .zst), "-" for standard input, or FILE.db:table; of
+  /// kind kNone for any other text.
   static TablePath Parse(const std::string& path);
 
   bool IsPath() const { return kind != Kind::kNone; }
@@ -24,5 +26,9 @@ struct TablePath {
 /// The path of a file in a folder, by its name with letter case ignored where none has it exactly;
 /// of several the first by name. Empty when there is none.
 std::string FindFileInFolder(const std::string& folder, const std::string& name);
+
+/// The files that a path stands for, by name: those of a pattern with * ? or [, else the path
+/// alone. Error 57028 (pattern).
+std::vector<std::string> FindFiles(const std::string& path);
 
 }  // namespace sqxer

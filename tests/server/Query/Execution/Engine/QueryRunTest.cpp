@@ -188,13 +188,13 @@ TEST_F(QueryRunTest, RunsOverTablesInMemoryAndRepeats) {
   auto table = std::make_shared<Table>();
   table->schema.name = L"Memory";
   table->rowCount = 2;
-  TableColumn column;
-  column.info = {L"n", XeInt2Data, 2, 0, false};
-  const int16 values[] = {-5, 7};
-  column.values.assign(reinterpret_cast<const uint8*>(values),
-                       reinterpret_cast<const uint8*>(values + 2));
-  table->columns.push_back(column);
-  table->schema.columns.push_back(column.info);
+  table->schema.columns = {{L"n", XeInt2Data, 2, 0, false}};
+  static const int16 values[] = {-5, 7};
+  ColumnVector column;
+  column.form = ColumnForm::kInt16;
+  column.rows = 2;
+  column.values = reinterpret_cast<const uint8*>(values);
+  table->chunks.push_back({2, {column}});
   Session session;
   session.AddTable(table);
   CapturingSink sink;

@@ -67,7 +67,7 @@ TEST_F(CsvTable, InfersTypesOverTheWholeFile) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.content);
     Session session = Open(c.content);
-    EXPECT_EQ(TypesOf(*session.FindTable(L"t")), c.types);
+    EXPECT_EQ(TypesOf(*session.FindTable(L"t", {})), c.types);
     EXPECT_EQ(RunSql(session, "SELECT * FROM t"), c.rows);
   }
 }
@@ -80,7 +80,7 @@ TEST_F(CsvTable, ReadsEveryDeclaredType) {
       ",,,,,,,,,,,,,,,,\n",
       "a:bit,b:int1,\"c\":uint1,d:int2,e:uint2,f:int4,g:uint4,h:float,i:double,j:numeric,k:char(3),"
       "l:VARCHAR(3),m:date,n:time,o:timestamp,p:boolean");
-  EXPECT_EQ(TypesOf(*session.FindTable(L"T")),
+  EXPECT_EQ(TypesOf(*session.FindTable(L"T", {})),
             "a bit?, b int1?, c uint1?, d int2?, e uint2?, f int4?, g uint4?, h float?, i double?, "
             "j numeric?, k char(3)?, l varchar(3)?, m date?, n time?, o timestamp?, p boolean?, "
             "q int4?");
@@ -133,23 +133,6 @@ TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
     EXPECT_EQ(Error(session, "SELECT * FROM t"), (c.line != 0 ? line : "") + c.error);
     // The session stays usable.
     EXPECT_EQ(RunSql(session, "SELECT 1"), "1\n");
-  }
-}
-
-TEST_F(CsvTable, ReservesExactlyWhatTheValuesTake) {
-  std::string content = "i,s,c,n\n";
-  for (int i = 0; i < 5000; ++i) {
-    const std::string text = std::to_string(i);
-    content += text + ",text " + text + "," + text + "," + (i % 7 == 0 ? "" : text + ".5") + "\n";
-  }
-  const Table table = LoadCsvTable(folder_.Write("t.csv", content), ',', L"t",
-                                   ReadDeclaredTypes("c:char(4),n:numeric"), nullptr);
-  EXPECT_EQ(table.rowCount, 5000u);
-  for (const TableColumn& column : table.columns) {
-    EXPECT_EQ(column.values.capacity(), column.values.size());
-    EXPECT_EQ(column.nulls.capacity(), column.nulls.size());
-    EXPECT_EQ(column.offsets.capacity(), column.offsets.size());
-    EXPECT_EQ(column.characters.capacity(), column.characters.size());
   }
 }
 

@@ -46,7 +46,7 @@ TEST_F(SqliteTable, DecidesTypesByValuesAndDeclarations) {
     SCOPED_TRACE(c.table);
     Session session;
     session.AddTable("t", folder_.File(std::string("x.db:") + c.table));
-    EXPECT_EQ(TypesOf(*session.FindTable(L"t")), c.types);
+    EXPECT_EQ(TypesOf(*session.FindTable(L"t", {})), c.types);
     EXPECT_EQ(RunSql(session, "SELECT * FROM t"), c.rows);
   }
 }
@@ -68,7 +68,7 @@ TEST_F(SqliteTable, RefusesWhatItCannotRead) {
   for (const auto& c : kCases) {
     Session session;
     session.AddTable("t", folder_.File(c.path));
-    EXPECT_EQ(ErrorOf(folder_.Path(), [&] { session.FindTable(L"t"); }), c.error);
+    EXPECT_EQ(ErrorOf(folder_.Path(), [&] { session.FindTable(L"t", {}); }), c.error);
   }
 }
 

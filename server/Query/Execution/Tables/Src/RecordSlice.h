@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+/// Whole records of a text file of fields, found but not read: where each record starts and where
+/// each of its fields ends. Field f of row r is the bytes from GetStart(r, f) to GetEnd(r, f),
+/// quotation marks included where it has them; it is NULL when it is empty. The text may be read 64
+/// bytes beyond both of its ends. Valid until the next slice is asked for.
+struct RecordSlice {
+  const char* text = nullptr;
+  /// Where `text` starts in the (decoded) file.
+  uint64 fileOffset = 0;
+  uint32 rows = 0;
+  uint32 columns = 0;
+  /// `rows` positions in `text`.
+  const uint32* rowStarts = nullptr;
+  /// rows * columns positions in `text`, row after row.
+  const uint32* fieldEnds = nullptr;
+  /// No byte above 127.
+  bool isAscii = false;
+  /// Some field is quoted. A quoted field is well formed: its first and last bytes are quotation
+  /// marks, those between are doubled.
+  bool hasQuotes = false;
+
+  uint32 GetStart(uint32 row, uint32 column) const {
+    return column == 0 ? rowStarts[row] : fieldEnds[row * columns + column - 1] + 1;
+  }
+  uint32 GetEnd(uint32 row, uint32 column) const { return fieldEnds[row * columns + column]; }
+};
+
+}  // namespace sqxer

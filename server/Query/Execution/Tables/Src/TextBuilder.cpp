@@ -1,0 +1,151 @@
+#include <algorithm>
+#include <optional>
+
+#include "TextDictionary.h"
+#include "TypedBuilder.h"
+#include "Utility/BaseStringUtil.h"
+#include "VectorBuilders.h"
+
+namespace sqxer {
+namespace {
+
+/// Texts; while they are few different ones, a dictionary of them and codes.
+class TextBuilder final : public TypedBuilder<TextBuilder> {
+ public:
+  TextBuilder(uint32 most, const Options& options)
+      : TypedBuilder(options), most_(most), dictionary_(std::make_unique<TextDictionary>()) {}
+
+  void Reserve(uint64 more) {
+    if (dictionary_) {
+      codes_.Reserve((rows_ + more) * sizeof(uint16));
+    } else {
+      texts_.Reserve(more);
+    }
+    reserved_ = std::max(reserved_, rows_ + more);
+  }
+
+  Outcome TakeText(std::string_view text) {
+    if (dictionary_) {
+      bool isTooLong = false;
+      const auto code = dictionary_->FindOrAdd(text, [&](std::string_view added) {
+        const uint32 count = BaseStringUtil::CountCharacters(added);
+        isTooLong = count > most_;
+        longest_ = std::max(longest_, isTooLong ? 0 : count);
+        return count;
+      });
+      // The entry stays, unused; the column is refused.
+      if (isTooLong) return Outcome::kTooLong;
+      if (code) {
+        codes_.As<uint16>()[rows_] = *code;
+        endsInBlank_ |= dictionary_->EndsInBlank(*code);
+        return Outcome::kTaken;
+      }
+      Flatten();
+    }
+    return TakeFlat(text);
+  }
+
+  void TakeNull() {
+    if (dictionary_) {
+      codes_.As<uint16>()[rows_] = 0;
+    } else {
+      texts_.AppendEmpty();
+    }
+  }
+
+ private:
+  /// Above so many rows an entry a dictionary is no gain.
+  static constexpr uint64 kRowsPerEntry = 2;
+
+  Outcome TakeFlat(std::string_view text) {
+    const bool isAscii = IsAscii(text);
+    const uint32 count =
+        isAscii ? static_cast<uint32>(text.size()) : BaseStringUtil::CountCharacters(text);
+    if (count > most_) return Outcome::kTooLong;
+    longest_ = std::max(longest_, count);
+    endsInBlank_ |= text.ends_with(' ');
+    if (isAscii) {
+      texts_.AppendAscii(text);
+    } else {
+      texts_.AppendUtf8(text, count);
+    }
+    return Outcome::kTaken;
+  }
+
+  static bool IsAscii(std::string_view text) {
+    constexpr uint64 kHighBits = 0x8080808080808080;
+    uint64 seen = 0;
+    std::size_t at = 0;
+    for (; at + sizeof(uint64) <= text.size(); at += sizeof(uint64)) {
+      uint64 word;
+      __builtin_memcpy(&word, text.data() + at, sizeof word);
+      seen |= word;
+    }
+    for (; at < text.size(); ++at) seen |= static_cast<unsigned char>(text[at]);
+    return (seen & kHighBits) == 0;
+  }
+
+  /// Writes out the texts so far.
+  void Flatten() {
+    texts_.Reserve(std::max(reserved_, rows_ + 1));
+    const uint16* const codes = codes_.As<uint16>();
+    for (uint64 row = 0; row < rows_; ++row) {
+      // The code of a NULL may have no entry.
+      if (codes[row] < dictionary_->GetCount()) {
+        texts_.AppendFrom(dictionary_->GetTexts(), codes[row]);
+      } else {
+        texts_.AppendEmpty();
+      }
+    }
+    dictionary_.reset();
+    codes_.Release();
+  }
+
+  ColumnVector ShowValues() const override {
+    ColumnVector vector;
+    vector.form = ColumnForm::kText8;
+    vector.rows = rows_;
+    return vector;
+  }
+
+  ColumnVector TakeValues() override {
+    if (dictionary_ && dictionary_->GetCount() * kRowsPerEntry > rows_) Flatten();
+    if (!dictionary_) return texts_.Take();
+    auto kept = std::make_shared<KeptBuffers>();
+    ColumnVector vector;
+    vector.codeWidth = dictionary_->GetCount() <= 256 ? 1 : 2;
+    if (vector.codeWidth == 1) {
+      kept->values.Reserve(rows_);
+      const uint16* const codes = codes_.As<uint16>();
+      std::transform(codes, codes + rows_, kept->values.GetData(),
+                     [](uint16 code) { return static_cast<uint8>(code); });
+    } else {
+      codes_.Shrink(rows_ * sizeof(uint16));
+      kept->values = std::move(codes_);
+    }
+    auto entries = std::make_shared<ColumnVector>(dictionary_->Take());
+    vector.form = entries->form;
+    vector.isAscii = entries->isAscii;
+    vector.dictionary = std::move(entries);
+    vector.values = kept->values.GetData();
+    vector.owner = std::move(kept);
+    dictionary_ = std::make_unique<TextDictionary>();
+    codes_ = ColumnBuffer();
+    return vector;
+  }
+
+  const uint32 most_;
+  /// Null once there were too many different texts.
+  std::unique_ptr<TextDictionary> dictionary_;
+  ColumnBuffer codes_;
+  TextRun texts_;
+  uint64 reserved_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<VectorBuilder> MakeTextBuilder(uint32 most, const VectorBuilder::Options& options) {
+  return std::make_unique<TextBuilder>(most, options);
+}
+
+}  // namespace sqxer

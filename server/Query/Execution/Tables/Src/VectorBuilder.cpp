@@ -1,0 +1,78 @@
+#include "VectorBuilder.h"
+
+#include <algorithm>
+
+#include "VectorBuilders.h"
+
+namespace sqxer {
+
+std::unique_ptr<VectorBuilder> VectorBuilder::Make(XeDataType type, uint32 length,
+                                                   const Options& options) {
+  switch (type) {
+    case XeCharData:
+    case XeVarCharData:
+      return MakeTextBuilder(length, options);
+    case XeNumericData:
+      return MakeDecimalBuilder(options);
+    case XeDateData:
+    case XeTimeData:
+    case XeTimeStampData:
+      return MakeDateTimeBuilder(type, options);
+    default:
+      return MakeNumberBuilder(type, options);
+  }
+}
+
+void VectorBuilder::FillValidity(uint64 rows) {
+  constexpr uint64 kWordBits = 64;
+  if (validRows_ >= rows) return;
+  validity_.Reserve((rows + kWordBits - 1) / kWordBits * sizeof(uint64));
+  for (; validRows_ < rows; validRows_ += kWordBits) {
+    validity_.As<uint64>()[validRows_ / kWordBits] = ~uint64{0};
+  }
+}
+
+void VectorBuilder::EndNull() {
+  FillValidity(rows_ + 1);
+  validity_.As<uint64>()[rows_ / 64] &= ~(uint64{1} << rows_ % 64);
+  ++nulls_;
+  EndValue();
+}
+
+void VectorBuilder::DescribeBlockTo(uint64 end) {
+  ColumnVector vector = ShowValues();
+  if (nulls_ > 0) {
+    FillValidity(end);
+    vector.validity = validity_.As<uint64>();
+  }
+  while (blocks_.size() * kColumnBlockRows < end) {
+    const uint64 first = blocks_.size() * kColumnBlockRows;
+    blocks_.push_back(
+        DescribeBlock(vector, first, std::min(first + kColumnBlockRows, end), endsInBlank_));
+  }
+  endsInBlank_ = false;
+}
+
+ColumnVector VectorBuilder::Take() {
+  if (rows_ % kColumnBlockRows != 0) DescribeBlockTo(rows_);
+  ColumnVector vector = TakeValues();
+  vector.rows = rows_;
+  vector.blocks = std::move(blocks_);
+  if (nulls_ > 0) {
+    FillValidity(rows_);
+    validity_.Shrink((rows_ + 7) / 8);
+    struct Kept {
+      ColumnBuffer validity;
+      std::shared_ptr<const void> values;
+    };
+    auto kept = std::make_shared<Kept>(Kept{std::move(validity_), std::move(vector.owner)});
+    vector.validity = kept->validity.As<uint64>();
+    vector.owner = std::move(kept);
+  }
+  rows_ = nulls_ = validRows_ = 0;
+  longest_ = 0;
+  blocks_.clear();
+  return vector;
+}
+
+}  // namespace sqxer
