@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "CsvTable.h"
+#include "server/Query/Execution/Engine/SessionTesting.h"
 #include "Session.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
@@ -42,18 +42,15 @@ ColumnInfo DeclaredFor(const CapturingSink& result, std::size_t column) {
 void CsvCopy::ExpectReadsBack() const {
   const TemporaryFolder folder;
   const std::string path = folder.Write("t.csv", csv_.Text());
-  const auto load = [&](const DeclaredTypes& declared) {
-    return std::make_shared<const Table>(LoadCsvTable(path, ',', L"t", declared, nullptr));
-  };
   try {
-    const auto inferred = load({});
-    ASSERT_EQ(inferred->columns.size(), columns.size());
+    const auto inferred = LoadCsv(path);
+    ASSERT_EQ(inferred->schema.columns.size(), columns.size());
     DeclaredTypes declared;
     for (std::size_t i = 0; i < columns.size(); ++i) {
-      declared.emplace(inferred->columns[i].info.name, DeclaredFor(*this, i));
+      declared.emplace(inferred->schema.columns[i].name, DeclaredFor(*this, i));
     }
     Session session;
-    session.AddTable(load(declared));
+    session.AddTable(LoadCsv(path, declared));
     CapturingSink again;
     session.Execute("SELECT * FROM t", again);
     EXPECT_EQ(again.rows, rows) << csv_.Text();

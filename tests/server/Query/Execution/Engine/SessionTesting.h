@@ -27,6 +27,14 @@ inline std::string RunSql(Session& session, const std::string& sql) {
   return lines;
 }
 
+/// All of the table t of a CSV file.
+inline std::shared_ptr<const Table> LoadCsv(const std::string& path,
+                                            const DeclaredTypes& declared = {}) {
+  CsvTable file({path}, L"t", declared, {});
+  file.Require({}, nullptr);
+  return std::make_shared<const Table>(file.Get());
+}
+
 /// "name type" of every column, with a question mark where there are NULLs.
 inline std::string TypesOf(const TableSchema& schema) {
   std::string types;

@@ -29,8 +29,7 @@ TEST_F(WindowRunTest, AFullDiskLeavesNothingToTheNextRun) {
   for (int i = 0; i < 900; ++i) {
     content += std::string(1, "abc"[i * i % 7 % 3]) + "," + std::to_string(i * 37 % 101) + "\n";
   }
-  const auto table = std::make_shared<Table>(
-      LoadCsvTable(folder_.Write("t.csv", content), ',', L"t", {}, nullptr));
+  const auto table = LoadCsv(folder_.Write("t.csv", content));
   Session session;
   session.AddTable(table);
   const std::size_t buffer = SqrtSorter::GetInitialBufferBytes();
