@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "server/Query/Execution/Engine/SessionTesting.h"
 #include "Session.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
+#include "server/Query/Execution/Engine/SessionTesting.h"
 #include "server/Query/Execution/Engine/TemporaryFolder.h"
 
 namespace sqxer::test {

@@ -157,8 +157,8 @@ TEST_F(CsvTable, FilesThatChangeWhileTheyAreReadAreRefused) {
       {[&] { replace("a,b\n1,2\n"); }, changed},
       {[&] { std::ofstream(folder_.File("t.csv"), std::ios::app) << "2\n"; }, changed},
       {[&] { fs::resize_file(folder_.File("t.csv"), 0); }, changed},
-      {[&] { fs::remove(folder_.File("t.csv")); },
-       "\"t.csv\" cannot be read: No such file or directory"},
+      // Without its name it is all there as long as it is open.
+      {[&] { fs::remove(folder_.File("t.csv")); }, "no error"},
   };
   for (const auto& c : kCases) {
     Session session = Open("a\n1\n");
