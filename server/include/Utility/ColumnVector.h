@@ -82,6 +82,12 @@ constexpr uint32 WidthOfForm(ColumnForm form) {
 /// Rows that share a ColumnBlock; a batch of evaluation has as many.
 inline constexpr uint32 kColumnBlockRows = 2048;
 
+template <class Value>
+struct ColumnBounds {
+  Value least;
+  Value greatest;
+};
+
 /// What is known of the values of a block of rows without reading them.
 struct ColumnBlock {
   uint32 nulls = 0;
@@ -92,12 +98,8 @@ struct ColumnBlock {
   /// for one with a NaN.
   bool hasBounds = false;
   union {
-    struct {
-      int64 least, greatest;
-    } whole = {0, 0};
-    struct {
-      float64 least, greatest;
-    } real;
+    ColumnBounds<int64> whole = {0, 0};
+    ColumnBounds<float64> real;
   };
 };
 
