@@ -44,6 +44,13 @@ void PrintOutOfMemory() {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
 }
 
+/// What a line quotes may break it, or give orders to the terminal.
+std::string OnOneLine(std::string text) {
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+  return text;
+}
+
 /// The error as one line, with its place in the whole SQL text.
 void PrintError(const ErrorMessage& error, const std::string& sql, int statementOffset) {
   std::string place;
@@ -54,11 +61,15 @@ void PrintError(const ErrorMessage& error, const std::string& sql, int statement
   if (error.GetRowNumber() != ErrorMessage::kNoRow) {
     place += fmt::format("{}input row {}", place.empty() ? "" : ", ", error.GetRowNumber());
   }
-  std::string sentence = error.what();
-  // What it quotes may break the line, or give orders to the terminal.
-  std::ranges::replace_if(
-      sentence, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  PrintLine("error {}: {}{}", error.GetCode(), sentence, place.empty() ? "" : " (" + place + ")");
+  PrintLine("error {}: {}{}", error.GetCode(), OnOneLine(error.what()),
+            place.empty() ? "" : " (" + place + ")");
+}
+
+void WarnOfHeader(const std::string& path) {
+  PrintLine(
+      "warning: the first line of \"{}\" looks like data: --header no makes it a row, --header yes "
+      "ends this warning",
+      OnOneLine(path));
 }
 
 void PrintTiming(const Session::Timing& timing, std::size_t statement, int runs) {
@@ -150,6 +161,8 @@ ExitStatus Run(const Options& options) {
     for (const auto& [name, value] : options.switches) {
       session.Set(name, value);
     }
+    if (!options.sql && !options.sqlFile) session.RefuseStandardInput();
+    session.SetFileOptions(options.files);
     for (const auto& [name, path] : options.tables) session.AddTable(name, path);
     for (const auto& [name, columns] : options.schemas) session.SetSchema(name, columns);
     session.SetParameters(options.parameters);
@@ -160,6 +173,7 @@ ExitStatus Run(const Options& options) {
   // For the results, which are kept in the session's folder for temporary files.
   const SettingsScope scope(session.GetSettings());
   session.SetDirectory(options.directory);
+  if (!options.isHeaderGiven) session.SetHeaderWarning(&WarnOfHeader);
   if (options.progress && isatty(STDERR_FILENO)) {
     session.SetProgress(&Progress::ShowReading, &Progress::ShowRunning);
   }
