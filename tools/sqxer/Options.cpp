@@ -11,7 +11,7 @@
 #include <system_error>
 #include <thread>
 
-#include "ResultSpool.h"
+#include "OutputStream.h"
 
 namespace sqxer {
 namespace {
@@ -94,7 +94,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   options.files.file.threads = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::string> tables, schemas, switches;
   std::string delimiter, header;
-  std::string format = isatty(STDOUT_FILENO) ? "table" : "csv";
+  std::string format;
 
   CLI::App app(kDescription, "sqxer");
   app.footer(kFooter);
@@ -139,6 +139,10 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                  "table (default on a terminal), csv (default elsewhere), json (an object a line)")
       ->type_name("FORMAT")
       ->check(CLI::IsMember(formats));
+  app.add_option("--out", options.out,
+                 "The file of the results, which appears when all are complete (default: standard "
+                 "output, where csv and json are written as they come)")
+      ->type_name("FILE");
   app.add_option("--set", switches, "Set a configuration switch (see --help-switches)")
       ->type_name("SWITCH=VALUE")
       ->allow_extra_args(false);
@@ -181,6 +185,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     std::fputs(line.c_str(), stderr);
     return kWrongOptions;
   }
+  if (format.empty()) format = !options.out && isatty(STDOUT_FILENO) ? "table" : "csv";
   options.format = formats.at(format);
   return options;
 }

@@ -30,6 +30,8 @@ struct Options {
   CsvTableOptions files;
   /// Whether `files.file.hasHeader` was asked for.
   bool isHeaderGiven = false;
+  /// The file of the results; nothing: standard output.
+  std::optional<std::string> out;
   OutputFormat format = OutputFormat::kCsv;
   int repeat = 1;
   bool timing = false;
