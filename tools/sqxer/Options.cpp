@@ -31,9 +31,9 @@ SELECT ... LIMIT n without WHERE, GROUP BY, ORDER BY, DISTINCT or aggregates rea
 rows than it needs. Types then come from a sample of the file and those rows: a value
 further on that does not fit them is not looked for.
 
-Exit status: 0 done; 1 a statement is wrong or failed (the others have run); 2 wrong
-options; 3 a file cannot be read; 4 the processor is too old for this build. Where several
-statements failed, that of the first.
+Exit status: 0 done, or the reader of the output has gone (| head); 1 a statement is wrong
+or failed (the others have run); 2 wrong options; 3 a file cannot be read; 4 the processor
+is too old for this build. Where several statements failed, that of the first.
 
 Examples:
   sqxer "SELECT 7 / 2"
@@ -149,7 +149,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option(
          "--param", options.parameters,
          "A query parameter, $1 first: VALUE, or TYPE:VALUE with a type as for --schema; an "
-         "empty value is NULL")
+         "empty value is NULL, of a text type the empty text")
       ->type_name("VALUE")
       ->allow_extra_args(false);
   app.add_option("--repeat", options.repeat, "Run each statement N times over the loaded table")

@@ -57,7 +57,8 @@ struct CsvTable::Column {
   uint32 index = 0;
   std::optional<ColumnInfo> declared;
   ColumnSurvey survey;
-  /// Kept as texts, whatever its values look like: they can be read once only.
+  /// Kept as texts first, whatever its values look like: they can be read once only, or nothing is
+  /// known of them.
   bool asText = false;
 
   XeDataType GetType() const {
@@ -239,6 +240,7 @@ void CsvTable::Load(const std::vector<uint32>& wanted, std::optional<uint64> mos
   if (isRepeatable) {
     Surveyor surveyor(columns, options_.nullText);
     scan_.Sample(surveyor);
+    for (Column& column : columns) column.asText = column.survey.GetValues() == 0;
   }
   Loaded loaded;
   loaded.columns.resize(names_.GetCount());

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <functional>
+#include <thread>
 #include <utility>
 
 #include "CsvTable.h"
@@ -189,7 +191,94 @@ TEST_F(CsvTable, IsFoundByNameAndPath) {
   std::filesystem::create_directory(folder_.File("d.csv"));
   EXPECT_EQ(errorOf("d"), "\"d.csv\" cannot be read: Is a directory");
   EXPECT_EQ(ErrorOf(folder_.Path(), [&] { session.AddTable("x", "x.txt"); }),
-            "a table is a file that ends in .csv or .tsv, or FILE.db:table: \"x.txt\"");
+            "a table is a file that ends in .csv or .tsv, also packed (.gz, .zst), a pipe, - for "
+            "standard input, or FILE.db:table: \"x.txt\"");
+}
+
+/// A table of many rows; `late` is the value of the column c in the one before the last.
+std::string ManyRows(const std::string& late, int rows = 30000) {
+  std::string content = "a,b,c,d\n";
+  for (int i = 0; i < rows; ++i) {
+    const std::string n = std::to_string(i);
+    content += n + ",\"text, " + n + "\n\"," + (i == rows - 2 ? late : n) + "," +
+               (i < 20000 ? "" : n + ".5") + "\n";
+  }
+  return content;
+}
+
+TEST_F(CsvTable, TypesAreThoseOfAllValuesWhateverIsReadWhen) {
+  const struct {
+    const char* late;
+    const char* type;
+  } kCases[] = {{"5", "int4"},         {"", "int4?"},         {"5000000000", "numeric"},
+                {"0.5", "double"},     {"007", "varchar(5)"}, {"2012-02-29", "varchar(10)"},
+                {"\"\"", "varchar(5)"}};
+  for (const auto& c : kCases) {
+    for (const uint32 threads : {1u, 3u}) {
+      SCOPED_TRACE(std::string(c.late) + " " + std::to_string(threads));
+      const std::string path = folder_.Write("t.csv", ManyRows(c.late));
+      CsvTableOptions options;
+      options.file.threads = threads;
+      options.file.leastPieceBytes = 1000;
+      sqxer::CsvTable table({path}, L"t", {}, options);
+      EXPECT_EQ(TypesOf(table.Require({.all = false, .names = {L"C"}, .mostRows = {}}, nullptr)),
+                std::string("a UNKNOWN?, b UNKNOWN?, c ") + c.type + ", d UNKNOWN?");
+      EXPECT_EQ(table.Get().rowCount, 30000u);
+      EXPECT_EQ(TypesOf(table.Require({}, nullptr)),
+                std::string("a int4, b varchar(12), c ") + c.type + ", d double?");
+      EXPECT_EQ(table.Get().chunks.size(), threads);
+      Session session;
+      session.AddTable(std::make_shared<const Table>(table.Get()));
+      EXPECT_EQ(RunSql(session, "SELECT COUNT(*), SUM(a), MAX(LENGTH(b)), SUM(d) FROM t"),
+                "30000|449985000|12|2.5e+08\n");
+    }
+  }
+}
+
+TEST_F(CsvTable, ReadsNoMoreThanAStatementNames) {
+  // A value that its declared type does not take matters to those who read it.
+  Session session = Open("a,b\n1,x\n2,3\n", "b:int4");
+  EXPECT_EQ(RunSql(session, "SELECT SUM(a), COUNT(*) FROM t"), "3|2\n");
+  EXPECT_EQ(Error(session, "SELECT a FROM t ORDER BY B"),
+            "line 2 of \"t.csv\" has a value that the column \"b\", int4, cannot take: \"x\"");
+  // A record against the rules matters to all.
+  Session bad = Open("a,b\n1,x\n2\n");
+  EXPECT_EQ(Error(bad, "SELECT COUNT(*) FROM t"),
+            "line 3 of \"t.csv\" must have as many fields as the header, 2, and not 1");
+}
+
+TEST_F(CsvTable, AFewRowsAreReadAlone) {
+  const std::string bad = ManyRows("5") + "too,few\n";
+  Session session = Open(bad);
+  EXPECT_EQ(RunSql(session, "SELECT a, c FROM t LIMIT 2 OFFSET 1"), "1|1\n2|2\n");
+  EXPECT_EQ(RunSql(session, "SELECT a FROM t LIMIT 0"), "");
+  for (const char* all :
+       {"SELECT a FROM t WHERE a > 1 LIMIT 1", "SELECT MAX(a) FROM t LIMIT 1",
+        "SELECT a FROM t ORDER BY a LIMIT 1", "SELECT DISTINCT a FROM t LIMIT 1",
+        "SELECT RANK() OVER (ORDER BY a) FROM t LIMIT 1", "SELECT a FROM t GROUP BY a LIMIT 1"}) {
+    EXPECT_NE(Error(session, all), "no error") << all;
+  }
+}
+
+TEST_F(CsvTable, PipesAreReadOnce) {
+  for (const char* late : {"5", "0.5", "x"}) {
+    SCOPED_TRACE(late);
+    const std::string fifo = folder_.File(std::string("pipe") + late + ".csv");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string content = ManyRows(late);
+    std::thread writer([&] { std::ofstream(fifo) << content; });
+    Session session;
+    session.AddTable("t", fifo);
+    const std::string sum = RunSql(session, "SELECT SUM(a), COUNT(d) FROM t");
+    writer.join();
+    EXPECT_EQ(sum, "449985000|10000\n");
+    // All columns are there, with the types of all values.
+    const std::string type = late == std::string("5")     ? "int4"
+                             : late == std::string("0.5") ? "double"
+                                                          : "varchar(5)";
+    EXPECT_EQ(TypesOf(*session.FindTable(L"t", {})),
+              "a int4, b varchar(12), c " + type + ", d double?");
+  }
 }
 
 TEST(ColumnTypes, RefusesWhatDoesNotReadAsDeclarations) {
