@@ -41,7 +41,7 @@ ColumnInfo DeclaredFor(const CapturingSink& result, std::size_t column) {
 
 void CsvCopy::ExpectReadsBack() const {
   const TemporaryFolder folder;
-  const std::string path = folder.Write("t.csv", csv_.Text());
+  const std::string path = folder.Write("t.csv", output_.text);
   try {
     const auto inferred = LoadCsv(path);
     ASSERT_EQ(inferred->schema.columns.size(), columns.size());
@@ -53,9 +53,9 @@ void CsvCopy::ExpectReadsBack() const {
     session.AddTable(LoadCsv(path, declared));
     CapturingSink again;
     session.Execute("SELECT * FROM t", again);
-    EXPECT_EQ(again.rows, rows) << csv_.Text();
+    EXPECT_EQ(again.rows, rows) << output_.text;
   } catch (const ErrorMessage& error) {
-    ADD_FAILURE() << error.what() << "\nin\n" << csv_.Text();
+    ADD_FAILURE() << error.what() << "\nin\n" << output_.text;
   }
 }
 

@@ -16,20 +16,21 @@ class CsvCopy : public CapturingSink {
     CapturingSink::Row(record);
     csv_.Row(record);
   }
+  void End() override {
+    CapturingSink::End();
+    csv_.Print();
+  }
 
   /// Expects that the CSV reads back as a table, and with the types of the result as the same rows.
   void ExpectReadsBack() const;
 
  private:
-  struct Csv : CsvResult {
-    Csv() : CsvResult(true) {}
-    std::string Text() const {
-      std::string text;
-      spool_.ForEachPiece([&](std::string_view piece) { text += piece; });
-      return text;
-    }
+  struct TextOutput : ResultOutput {
+    void Write(std::string_view bytes) override { text += bytes; }
+    std::string text;
   };
-  Csv csv_;
+  TextOutput output_;
+  CsvResult csv_{output_, true};
 };
 
 }  // namespace sqxer::test

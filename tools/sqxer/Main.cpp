@@ -12,13 +12,13 @@
 #include <new>
 #include <optional>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "Compiler.h"
 #include "EngineError.h"
 #include "FunctionTable.h"
 #include "Options.h"
+#include "OutputStream.h"
 #include "Progress.h"
 #include "ResultFormats.h"
 #include "Session.h"
@@ -44,6 +44,13 @@ void PrintOutOfMemory() {
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
 }
 
+/// What a line quotes may break it, or give orders to the terminal.
+std::string OnOneLine(std::string text) {
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+  return text;
+}
+
 /// The error as one line, with its place in the whole SQL text.
 void PrintError(const ErrorMessage& error, const std::string& sql, int statementOffset) {
   std::string place;
@@ -54,11 +61,15 @@ void PrintError(const ErrorMessage& error, const std::string& sql, int statement
   if (error.GetRowNumber() != ErrorMessage::kNoRow) {
     place += fmt::format("{}input row {}", place.empty() ? "" : ", ", error.GetRowNumber());
   }
-  std::string sentence = error.what();
-  // What it quotes may break the line, or give orders to the terminal.
-  std::ranges::replace_if(
-      sentence, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  PrintLine("error {}: {}{}", error.GetCode(), sentence, place.empty() ? "" : " (" + place + ")");
+  PrintLine("error {}: {}{}", error.GetCode(), OnOneLine(error.what()),
+            place.empty() ? "" : " (" + place + ")");
+}
+
+void WarnOfHeader(const std::string& path) {
+  PrintLine(
+      "warning: the first line of \"{}\" looks like data: --header no makes it a row, --header yes "
+      "ends this warning",
+      OnOneLine(path));
 }
 
 void PrintTiming(const Session::Timing& timing, std::size_t statement, int runs) {
@@ -99,17 +110,13 @@ std::optional<std::string> ReadSql(const Options& options) {
   return std::nullopt;
 }
 
-/// Runs one statement and prints its result.
-ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
-                        const Statement& statement, std::size_t number) {
+/// Runs a statement into a result; standard error says what is wrong.
+ExitStatus ExecuteStatement(Session& session, const Options& options, const std::string& text,
+                            const Statement& statement, FormattedResult& result) {
   try {
-    const std::unique_ptr<FormattedResult> result = MakeResult(options);
     Progress::Start();
-    session.Execute(statement.sql, *result, options.repeat);
+    session.Execute(statement.sql, result, options.repeat);
     Progress::Clear();
-    if (options.format == OutputFormat::kTable && number > 1) WriteOut("\n");
-    result->Print();
-    if (options.timing) PrintTiming(session.GetTiming(), number, options.repeat);
     return kDone;
   } catch (const ErrorMessage& error) {
     Progress::Clear();
@@ -126,7 +133,23 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
   }
 }
 
+/// Runs one statement and prints its result.
+ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
+                        const Statement& statement, std::size_t number, OutputStream& output) {
+  const std::unique_ptr<FormattedResult> result = MakeResult(options, output);
+  const ExitStatus status = ExecuteStatement(session, options, text, statement, *result);
+  if (status == kDone) {
+    if (options.format == OutputFormat::kTable && number > 1) output.Write("\n");
+    result->Print();
+    if (options.timing) PrintTiming(session.GetTiming(), number, options.repeat);
+  } else if (const auto rows = result->GetEarlyRows(); rows && output.IsSeenAtOnce()) {
+    PrintLine("error: the result is not complete, it ends after {} rows", *rows);
+  }
+  return status;
+}
+
 ExitStatus RunStatements(Session& session, const Options& options, const std::string& text) {
+  OutputStream output(options.out);
   if (text.find('\0') != std::string::npos || !BaseStringUtil::IsValidUtf8(text)) {
     PrintLine("error: the SQL is not valid UTF-8 text");
     return kQueryFailed;
@@ -137,10 +160,17 @@ ExitStatus RunStatements(Session& session, const Options& options, const std::st
     return kWrongOptions;
   }
   ExitStatus status = kDone;
-  for (std::size_t i = 0; i < statements.size(); ++i) {
-    const ExitStatus one = RunStatement(session, options, text, statements[i], i + 1);
-    if (status == kDone) status = one;
+  try {
+    for (std::size_t i = 0; i < statements.size(); ++i) {
+      const ExitStatus one = RunStatement(session, options, text, statements[i], i + 1, output);
+      if (status == kDone) status = one;
+    }
+  } catch (const ReaderGone&) {
+    // It has what it wanted: what comes now is for nobody.
+    Progress::Clear();
+    return status;
   }
+  if (status == kDone) output.Complete();
   return status;
 }
 
@@ -150,6 +180,8 @@ ExitStatus Run(const Options& options) {
     for (const auto& [name, value] : options.switches) {
       session.Set(name, value);
     }
+    if (!options.sql && !options.sqlFile) session.RefuseStandardInput();
+    session.SetFileOptions(options.files);
     for (const auto& [name, path] : options.tables) session.AddTable(name, path);
     for (const auto& [name, columns] : options.schemas) session.SetSchema(name, columns);
     session.SetParameters(options.parameters);
@@ -160,6 +192,7 @@ ExitStatus Run(const Options& options) {
   // For the results, which are kept in the session's folder for temporary files.
   const SettingsScope scope(session.GetSettings());
   session.SetDirectory(options.directory);
+  if (!options.isHeaderGiven) session.SetHeaderWarning(&WarnOfHeader);
   if (options.progress && isatty(STDERR_FILENO)) {
     session.SetProgress(&Progress::ShowReading, &Progress::ShowRunning);
   }
@@ -186,22 +219,17 @@ void FillStandardStreams() {
   }
 }
 
-bool IsOutputOpen() {
-  const int mode = fcntl(STDOUT_FILENO, F_GETFL);
-  return mode != -1 && (mode & O_ACCMODE) != O_RDONLY;
-}
-
 ExitStatus Main(int count, char** arguments) {
   try {
     FillStandardStreams();
-    if (!IsOutputOpen()) {
-      throw std::system_error(EBADF, std::generic_category(), "standard output");
-    }
     const auto options = ReadOptions(count, arguments);
     if (const auto* status = std::get_if<ExitStatus>(&options)) return *status;
     return Run(std::get<Options>(options));
-  } catch (const std::system_error& error) {
-    PrintLine("error: the result cannot be written: {}", error.what());
+  } catch (const ReaderGone&) {
+    return kDone;
+  } catch (const OutputError& error) {
+    Progress::Clear();
+    PrintLine("error: the result cannot be written: {}", OnOneLine(error.what()));
   }
   return kQueryFailed;
 }

@@ -9,8 +9,9 @@
 #include <map>
 #include <sstream>
 #include <system_error>
+#include <thread>
 
-#include "ResultSpool.h"
+#include "OutputStream.h"
 
 namespace sqxer {
 namespace {
@@ -21,16 +22,24 @@ constexpr const char* kDescription =
 
 constexpr const char* kFooter = R"(
 The SQL is taken from the argument, from -f FILE, or from standard input; several
-statements are parted by semicolons. A table is a name, or a path in double quotes.
+statements are parted by semicolons. A table is a name, or a path in quotation marks of
+either kind: of a CSV or TSV file, also packed (.gz, .zst), of several as a pattern
+('logs/2024-*.csv', equal headers), of a pipe, or - for standard input (the SQL then comes
+from the argument or -f). Delimiter, packing and byte order marks are found by looking.
 
-Exit status: 0 done; 1 a statement is wrong or failed (the others have run); 2 wrong
-options; 3 a file cannot be read; 4 the processor is too old for this build. Where several
-statements failed, that of the first.
+SELECT ... LIMIT n without WHERE, GROUP BY, ORDER BY, DISTINCT or aggregates reads no more
+rows than it needs. Types then come from a sample of the file and those rows: a value
+further on that does not fit them is not looked for.
+
+Exit status: 0 done, or the reader of the output has gone (| head); 1 a statement is wrong
+or failed (the others have run); 2 wrong options; 3 a file cannot be read; 4 the processor
+is too old for this build. Where several statements failed, that of the first.
 
 Examples:
   sqxer "SELECT 7 / 2"
   sqxer -C data "SELECT region, SUM(price) FROM sales GROUP BY region"
-  sqxer -o json 'SELECT * FROM "data/sales.csv" LIMIT 3')";
+  sqxer -o json "SELECT * FROM 'data/sales.csv' LIMIT 3"
+  zcat sales.csv.gz | sqxer "SELECT region, SUM(price) FROM '-' GROUP BY region")";
 
 /// Splits NAME=VALUE.
 Options::Assignments Split(const std::vector<std::string>& texts, const char* option,
@@ -55,14 +64,37 @@ std::string CheckCount(const std::string& text) {
   return fmt::format("must be a whole number above 0 and not {}", text);
 }
 
+std::string CheckThreads(const std::string& text) {
+  // More than any machine has cores, and few enough to be started.
+  constexpr int kMostThreads = 1024;
+  const std::string wrong = CheckCount(text);
+  if (!wrong.empty()) return wrong;
+  if (std::stoi(text) <= kMostThreads) return {};
+  return fmt::format("must be at most {} and not {}", kMostThreads, text);
+}
+
+char ReadDelimiter(const std::string& text) {
+  if (text == "tab" || text == "\\t") return '\t';
+  const bool isOne = text.size() == 1 && static_cast<unsigned char>(text[0]) < 0x80;
+  if (!isOne || std::string_view("\"\r\n").find(text[0]) != std::string_view::npos) {
+    throw CLI::ValidationError(
+        "--delimiter", fmt::format("must be one ASCII character but a quotation mark, or tab, and "
+                                   "not {}",
+                                   text));
+  }
+  return text[0];
+}
+
 }  // namespace
 
 std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* arguments) {
   const std::map<std::string, OutputFormat> formats = {
       {"table", OutputFormat::kTable}, {"csv", OutputFormat::kCsv}, {"json", OutputFormat::kJson}};
   Options options;
+  options.files.file.threads = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::string> tables, schemas, switches;
-  std::string format = isatty(STDOUT_FILENO) ? "table" : "csv";
+  std::string delimiter, header;
+  std::string format;
 
   CLI::App app(kDescription, "sqxer");
   app.footer(kFooter);
@@ -73,7 +105,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                    ->excludes(app.get_option("sql"));
   file->allow_extra_args(false);
   app.add_option("-t,--table", tables,
-                 "A table by name; PATH ends in .csv or .tsv, or is FILE.db:table")
+                 "A table by name; PATH is as in quotation marks, or FILE.db:table")
       ->type_name("NAME=PATH")
       ->allow_extra_args(false);
   app.add_option("-C,--dir", options.directory,
@@ -84,10 +116,33 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                  "float, double, numeric, char(n), varchar(n), date, time, timestamp, boolean")
       ->type_name("NAME=COL:TYPE,...")
       ->allow_extra_args(false);
+  app.add_option("--delimiter", delimiter,
+                 "What parts the fields of text files: one character, or tab (default: the comma, "
+                 "tab, semicolon or bar that is found by looking)")
+      ->type_name("C");
+  app.add_option("--header", header,
+                 "Whether the first line of text files names the columns (default: yes); they are "
+                 "column1, column2, ... otherwise")
+      ->type_name("yes|no")
+      ->check(CLI::IsMember({"yes", "no"}));
+  app.add_option("--null", options.files.nullText,
+                 "A field without quotation marks that is NULL, as an empty one always is")
+      ->type_name("TEXT");
+  app.add_option("--encoding", options.files.file.encoding,
+                 "Of text files without a byte order mark, such as latin1 (default: UTF-8)")
+      ->type_name("NAME");
+  app.add_option("--threads", options.files.file.threads,
+                 "How many threads read a text file at most (default: the cores)")
+      ->type_name("N")
+      ->check(&CheckThreads);
   app.add_option("-o,--output", format,
                  "table (default on a terminal), csv (default elsewhere), json (an object a line)")
       ->type_name("FORMAT")
       ->check(CLI::IsMember(formats));
+  app.add_option("--out", options.out,
+                 "The file of the results, which appears when all are complete (default: standard "
+                 "output, where csv and json are written as they come)")
+      ->type_name("FILE");
   app.add_option("--set", switches, "Set a configuration switch (see --help-switches)")
       ->type_name("SWITCH=VALUE")
       ->allow_extra_args(false);
@@ -117,6 +172,9 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     options.tables = Split(tables, "--table", "NAME=PATH");
     options.schemas = Split(schemas, "--schema", "NAME=COL:TYPE,...");
     options.switches = Split(switches, "--set", "SWITCH=VALUE");
+    if (app.count("--delimiter") > 0) options.files.file.delimiter = ReadDelimiter(delimiter);
+    options.isHeaderGiven = !header.empty();
+    options.files.file.hasHeader = header != "no";
   } catch (const CLI::Success& success) {
     std::ostringstream text;
     app.exit(success, text, text);
@@ -127,6 +185,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     std::fputs(line.c_str(), stderr);
     return kWrongOptions;
   }
+  if (format.empty()) format = !options.out && isatty(STDOUT_FILENO) ? "table" : "csv";
   options.format = formats.at(format);
   return options;
 }

@@ -6,6 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "CsvTable.h"
+
 namespace sqxer {
 
 enum class OutputFormat { kTable, kCsv, kJson };
@@ -24,6 +26,12 @@ struct Options {
   /// Query parameters, $1 first.
   std::vector<std::string> parameters;
   std::string directory = ".";
+  /// How text files are read.
+  CsvTableOptions files;
+  /// Whether `files.file.hasHeader` was asked for.
+  bool isHeaderGiven = false;
+  /// The file of the results; nothing: standard output.
+  std::optional<std::string> out;
   OutputFormat format = OutputFormat::kCsv;
   int repeat = 1;
   bool timing = false;

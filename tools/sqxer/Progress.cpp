@@ -18,6 +18,7 @@ struct State {
   Clock::time_point next;
   /// The phase that is shown; null for none.
   const char* shown = nullptr;
+  bool isStopped = false;
 };
 State state;
 
@@ -25,7 +26,8 @@ State state;
 void Draw(const char* phase, uint64 done, uint64 total) {
   constexpr std::string_view kBar = "########################################";
   const Clock::time_point now = Clock::now();
-  if (now < state.start + 1s || (now < state.next && phase == state.shown)) return;
+  if (state.isStopped || now < state.start + 1s || (now < state.next && phase == state.shown))
+    return;
   state.next = now + 100ms;
   state.shown = phase;
   // A file may grow while it is read.
@@ -39,7 +41,7 @@ void Draw(const char* phase, uint64 done, uint64 total) {
 
 }  // namespace
 
-void Progress::Start() { state = {Clock::now(), {}, nullptr}; }
+void Progress::Start() { state = {Clock::now(), {}, nullptr, false}; }
 
 void Progress::ShowReading(uint64 done, uint64 total) { Draw("reading", done, total); }
 
@@ -59,6 +61,11 @@ void Progress::Clear() {
   fmt::print(stderr, "\r\x1b[K");
   std::fflush(stderr);
   state.shown = nullptr;
+}
+
+void Progress::Stop() {
+  Clear();
+  state.isStopped = true;
 }
 
 }  // namespace sqxer

@@ -15,6 +15,8 @@ class Progress {
   static void ShowRunning(RunPhase phase, uint64 done, uint64 total);
   /// Removes the bar.
   static void Clear();
+  /// Removes the bar for the rest of the statement.
+  static void Stop();
 };
 
 }  // namespace sqxer

@@ -95,12 +95,25 @@ bool FormattedResult::Plan(const std::vector<XeString>& lines) {
   return true;
 }
 
-void FormattedResult::Print() const {
+void FormattedResult::Print() {
   if (plan_.empty()) return PrintRows();
-  WriteOut(plan_);
+  output_.Write(plan_);
 }
 
-void FormattedResult::PrintRows() const { spool_.ForEachPiece(&WriteOut); }
+void LineResult::Append(std::string_view lines) {
+  constexpr std::size_t kPieceBytes = std::size_t{64} << 10;
+  if (output_.TakesWholeResults()) return spool_.Append(lines);
+  piece_ += lines;
+  if (piece_.size() < kPieceBytes) return;
+  earlyRows_ = rows_;
+  output_.Write(piece_);
+  piece_.clear();
+}
+
+void LineResult::PrintRows() {
+  spool_.ForEachPiece([this](std::string_view piece) { output_.Write(piece); });
+  output_.Write(piece_);
+}
 
 void CsvResult::Header() {
   if (!header_) return;
@@ -113,7 +126,8 @@ void CsvResult::Header() {
     if (!line_.empty()) line_ += ',';
     AppendCsv(line_, name);
   }
-  AppendLine();
+  line_ += '\n';
+  Append(line_);
 }
 
 void CsvResult::Row(const uint8* record) {
@@ -125,12 +139,8 @@ void CsvResult::Row(const uint8* record) {
     AppendValueText(*fields_[i], record, value_);
     AppendCsv(line_, value_);
   }
-  AppendLine();
-}
-
-void CsvResult::AppendLine() {
   line_ += '\n';
-  spool_.Append(line_);
+  AppendRow(line_);
 }
 
 void JsonResult::Header() {
@@ -161,19 +171,19 @@ void JsonResult::Row(const uint8* record) {
     }
   }
   line_ += "}\n";
-  spool_.Append(line_);
+  AppendRow(line_);
 }
 
-std::unique_ptr<FormattedResult> MakeResult(const Options& options) {
+std::unique_ptr<FormattedResult> MakeResult(const Options& options, ResultOutput& output) {
   switch (options.format) {
     case OutputFormat::kTable:
-      return std::make_unique<TableResult>();
+      return std::make_unique<TableResult>(output);
     case OutputFormat::kJson:
-      return std::make_unique<JsonResult>();
+      return std::make_unique<JsonResult>(output);
     case OutputFormat::kCsv:
       break;
   }
-  return std::make_unique<CsvResult>(options.header);
+  return std::make_unique<CsvResult>(output, options.header);
 }
 
 }  // namespace sqxer

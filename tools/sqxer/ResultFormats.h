@@ -3,46 +3,72 @@
 #include <memory>
 
 #include "Options.h"
+#include "ResultOutput.h"
 #include "ResultSink.h"
 #include "ResultSpool.h"
 
 namespace sqxer {
 
-/// Formats the rows of one statement, or the lines of its EXPLAIN as they are. Nothing is written
-/// before Print.
+/// Formats the rows of one statement, or the lines of its EXPLAIN as they are.
 class FormattedResult : public ResultSink {
  public:
+  explicit FormattedResult(ResultOutput& output) : output_(output) {}
   void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override;
   bool Plan(const std::vector<XeString>& lines) override;
   void End() override {}
-  /// Writes the result to standard output. Throws std::system_error.
-  void Print() const;
+  /// Writes what has not been written, once the statement has succeeded. As ResultOutput::Write.
+  void Print();
+  /// How many rows were written before the statement has succeeded; nothing when not a byte was.
+  virtual std::optional<uint64> GetEarlyRows() const { return std::nullopt; }
 
  protected:
   /// Called by Begin when `names_` and `fields_` are set.
   virtual void Header() = 0;
-  /// Writes the rows.
-  virtual void PrintRows() const;
+  /// Writes the rows that have not been written.
+  virtual void PrintRows() = 0;
 
+  ResultOutput& output_;
   std::vector<std::string> names_;
   std::vector<XeFieldDescriptorRef> fields_;
-  ResultSpool spool_;
 
  private:
   std::string plan_;
 };
 
+/// A row is a line, or several. They are written as they come, so that memory does not grow with
+/// the result, in pieces of whole rows: a result of less than a piece is all or nothing.
+class LineResult : public FormattedResult {
+ public:
+  using FormattedResult::FormattedResult;
+  std::optional<uint64> GetEarlyRows() const override { return earlyRows_; }
+
+ protected:
+  /// Takes the lines of the header or of a row.
+  void Append(std::string_view lines);
+  void AppendRow(std::string_view lines) {
+    ++rows_;
+    Append(lines);
+  }
+
+ private:
+  void PrintRows() override;
+
+  ResultSpool spool_;
+  std::string piece_;
+  uint64 rows_ = 0;
+  std::optional<uint64> earlyRows_;
+};
+
 /// Fields parted by commas, quoted where they hold a comma, a quotation mark or a line end. NULL is
 /// nothing, the empty text is "", columns of one name are told apart by numbers: read back with the
 /// types of its columns, the result is the same.
-class CsvResult : public FormattedResult {
+class CsvResult : public LineResult {
  public:
-  explicit CsvResult(bool header) : header_(header) {}
+  CsvResult(ResultOutput& output, bool header) : LineResult(output), header_(header) {}
   void Row(const uint8* record) override;
 
  private:
   void Header() override;
-  void AppendLine();
 
   bool header_;
   std::string line_;
@@ -51,8 +77,9 @@ class CsvResult : public FormattedResult {
 
 /// One object a line, a line of EXPLAIN too. Columns of one name are told apart by numbers. Numbers
 /// and truth values as such, NaN and infinities as texts, since JSON has no numbers for them.
-class JsonResult : public FormattedResult {
+class JsonResult : public LineResult {
  public:
+  using LineResult::LineResult;
   bool Plan(const std::vector<XeString>&) override { return false; }
   void Row(const uint8* record) override;
 
@@ -68,19 +95,21 @@ class JsonResult : public FormattedResult {
 /// lines are shown as escapes such as \n.
 class TableResult : public FormattedResult {
  public:
+  using FormattedResult::FormattedResult;
   void Row(const uint8* record) override;
 
  private:
   void Header() override;
-  void PrintRows() const override;
+  void PrintRows() override;
   void AppendCell(std::size_t column, const std::string& text);
   void AppendAligned(std::string& line, std::size_t column, std::string_view cell) const;
 
+  ResultSpool spool_;
   std::vector<std::size_t> widths_;
   uint64 rows_ = 0;
   std::string value_;
 };
 
-std::unique_ptr<FormattedResult> MakeResult(const Options& options);
+std::unique_ptr<FormattedResult> MakeResult(const Options& options, ResultOutput& output);
 
 }  // namespace sqxer

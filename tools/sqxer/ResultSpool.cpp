@@ -1,10 +1,6 @@
 #include "ResultSpool.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
 #include <vector>
 
 #include "Utility/Settings.h"
@@ -28,17 +24,6 @@ void ResultSpool::ForEachPiece(const std::function<void(std::string_view)>& take
     }
   }
   take(memory_);
-}
-
-void WriteOut(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
-    if (written >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno != EINTR) {
-      throw std::system_error(errno, std::generic_category(), "standard output");
-    }
-  }
 }
 
 }  // namespace sqxer

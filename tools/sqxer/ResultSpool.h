@@ -30,8 +30,4 @@ class ResultSpool {
   std::optional<SpillFile> file_;
 };
 
-/// Writes to standard output, all of it. Throws std::system_error when the output is full or
-/// closed.
-void WriteOut(std::string_view bytes);
-
 }  // namespace sqxer

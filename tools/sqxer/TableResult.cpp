@@ -92,7 +92,7 @@ void TableResult::AppendAligned(std::string& line, std::size_t column,
   line += isLast ? "\n" : " |";
 }
 
-void TableResult::PrintRows() const {
+void TableResult::PrintRows() {
   std::string out;
   for (std::size_t i = 0; i < names_.size(); ++i) AppendAligned(out, i, names_[i]);
   for (std::size_t i = 0; i < widths_.size(); ++i) {
@@ -111,10 +111,10 @@ void TableResult::PrintRows() const {
       cell.clear();
       start = end + 1;
     }
-    WriteOut(out);
+    output_.Write(out);
     out.clear();
   });
-  WriteOut(fmt::format("{}({} row{})\n", out, rows_, rows_ == 1 ? "" : "s"));
+  output_.Write(fmt::format("{}({} row{})\n", out, rows_, rows_ == 1 ? "" : "s"));
 }
 
 }  // namespace sqxer

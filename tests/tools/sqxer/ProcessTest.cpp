@@ -22,8 +22,12 @@ std::string WideQuery(const TemporaryFolder& folder) {
   return "SELECT " + columns + " FROM t";
 }
 
-TEST_F(Command, KeepsLargeResultsInAFile) {
+TEST_F(Command, KeepsLargeResultsOfATableInAFile) {
   const std::string sql = WideQuery(folder_);
+  EXPECT_EQ(Shell("sqxer -o table " + Quoted(sql) +
+                  " | tail -n +3 | head -n -1 | tr -d ' ' | tr '|' '\\n' | uniq | cksum")
+                .out,
+            Shell("tail -n +2 t.csv | cksum").out);
   EXPECT_EQ(Shell("sqxer --no-header " + Quoted(sql) + " | tr ',' '\\n' | uniq | cksum").out,
             Shell("tail -n +2 t.csv | cksum").out);
 }
@@ -56,7 +60,7 @@ TEST_F(Command, FilesBeyondTheLimitOfTheProcessAreErrors) {
   Result result = Shell("ulimit -f 10; sqxer 'SELECT a, a FROM t' > out2.txt");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "error: the result cannot be written: standard output: File too large\n");
-  result = Shell("ulimit -f 10; TMPDIR=. sqxer " + sql + " | cat; exit ${PIPESTATUS[0]}");
+  result = Shell("ulimit -f 10; TMPDIR=. sqxer -o table " + sql + " | cat; exit ${PIPESTATUS[0]}");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err,
             "error 59180: sorting cannot write temporary files in \".\": File too large\n");
@@ -89,11 +93,84 @@ TEST_F(Command, ExhaustedMemoryIsOneSentenceWhereverItRunsOut) {
   EXPECT_GE(failed, 15);
 }
 
-TEST_F(Command, OutlivesAReaderThatGoes) {
-  Shell("(echo a; seq 100000) > t.csv");
-  const Result result = Shell("{ sqxer 'SELECT a FROM t'; echo \"status $?\" >&2; } | true");
-  EXPECT_EQ(result.err,
-            "error: the result cannot be written: standard output: Broken pipe\nstatus 1\n");
+TEST_F(Command, EndsAtOnceAndSilentlyWhenItsReaderGoes) {
+  Shell("(echo a; seq 100000; echo 0) > t.csv");
+  for (const char* command :
+       {"sqxer 'SELECT a FROM t; SELECT 1 / 0'", "sqxer -o json 'SELECT a FROM t ORDER BY a'",
+        "sqxer -o table 'SELECT a FROM t'", "sqxer 'SELECT 1 / a FROM t'", "sqxer --functions",
+        "sqxer --out /dev/stdout 'SELECT a FROM t'"}) {
+    SCOPED_TRACE(command);
+    const Result result =
+        Shell(std::string("{ sleep 0.1; ") + command + "; echo \"status $?\" >&2; } | true");
+    EXPECT_EQ(result.err, "status 0\n");
+  }
+  EXPECT_EQ(Shell("sqxer 'SELECT a FROM t' | head -2; echo ${PIPESTATUS[0]}").out, "a\n1\n0\n");
+  // Not the status of what has failed before.
+  EXPECT_EQ(Shell("sqxer 'SELECT 1 / 0; SELECT a FROM t' | head -1; exit ${PIPESTATUS[0]}").status,
+            1);
+}
+
+TEST_F(Command, WritesRowsAsTheyCome) {
+  // The error is in the last row.
+  Shell("(echo a; seq 1 100000; echo 0) > t.csv");
+  for (const char* format : {"csv --no-header", "json"}) {
+    SCOPED_TRACE(format);
+    const Result result = Sqxer(std::string("-o ") + format, "SELECT 1000000 / a FROM t");
+    EXPECT_EQ(result.status, 1);
+    std::smatch rows;
+    EXPECT_TRUE(std::regex_match(
+        result.err, rows,
+        std::regex("error 59008: [^\n]*input row 100001\\)\nerror: the result is not complete, it "
+                   "ends after ([0-9]+) rows\n")))
+        << result.err;
+    EXPECT_GT(result.out.size(), std::size_t{64} << 10);
+    EXPECT_TRUE(result.out.ends_with('\n'));
+    EXPECT_EQ(std::to_string(std::ranges::count(result.out, '\n')), rows[1]);
+  }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  // 80 MB with the room that the table takes, and no file.
+  const std::string sql = Quoted(WideQuery(folder_));
+  const Result result = Shell("ulimit -v 100000; TMPDIR=/nope sqxer " + sql + " | wc -c");
+  EXPECT_EQ(result.err, "");
+  EXPECT_GT(std::stoul(result.out), 80'000'000u);
+#endif
+}
+
+TEST_F(Command, FilesOfResultsAppearWhenComplete) {
+  Shell(
+      "(echo a; seq 1 100000; echo 0) > t.csv; echo old > old.csv; chmod 640 old.csv; ln -s "
+      "old.csv link.csv");
+  const auto expectFiles = [&](const char* names) {
+    EXPECT_EQ(Shell("ls -A | grep -v txt | tr '\\n' ' '").out, names);
+  };
+  // Whatever fails, first or last, the old file stays and nothing stands beside it.
+  for (const char* line : {"sqxer --out old.csv 'SELECT 1 / a FROM t'",
+                           "sqxer --out old.csv 'SELECT nope FROM t; SELECT a FROM t'",
+                           "ulimit -f 10; sqxer --out old.csv 'SELECT a FROM t'",
+                           "timeout 0.3 " SQXER_BINARY_DIR
+                           "/bin/sqxer --out old.csv --repeat 1000000 'SELECT COUNT(*) FROM t'"}) {
+    SCOPED_TRACE(line);
+    const Result result = Shell(line);
+    EXPECT_NE(result.status, 0);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(ReadFile(folder_.File("old.csv")), "old\n");
+    expectFiles("link.csv old.csv t.csv ");
+  }
+  EXPECT_EQ(Shell("ulimit -f 10; sqxer --out old.csv 'SELECT a FROM t'").err,
+            "error: the result cannot be written: old.csv: File too large\n");
+  EXPECT_EQ(Shell("sqxer --out no/new.csv 'SELECT nope'").err,
+            "error: the result cannot be written: no/new.csv: No such file or directory\n");
+  EXPECT_EQ(Shell("sqxer --out . 'SELECT nope'").err,
+            "error: the result cannot be written: .: Is a directory\n");
+  // What is read may be written; links and permissions stay.
+  EXPECT_EQ(Shell("sqxer --out link.csv 'SELECT 1 AS x; SELECT 2 AS y'").out, "");
+  EXPECT_EQ(Shell("cat old.csv; stat -c %a old.csv; readlink link.csv").out,
+            "x\n1\ny\n2\n640\nold.csv\n");
+  EXPECT_EQ(Shell("umask 027; sqxer --out t.csv 'SELECT MAX(a) AS a FROM t'; cat t.csv; sqxer -o "
+                  "table --out new 'SELECT 1 AS x'; tail -1 new; stat -c %a new")
+                .out,
+            "a\n100000\n(1 row)\n640\n");
+  expectFiles("link.csv new old.csv t.csv ");
 }
 
 TEST_F(Command, SqlTypedAtATerminalEndsWithOneEndOfFile) {

@@ -29,8 +29,9 @@ printed by `sqxer --functions`.
 The grammar is PostgreSQL's. A part of it that is not listed here (joins, subqueries, set operations)
 is refused by name.
 
-- A table is a name or a quoted path: `FROM "data/sales.csv"`. Without FROM a SELECT is evaluated
-  once, over no columns.
+- A table is a name or a path in quotation marks of either kind: `FROM 'data/sales.csv'`,
+  `FROM 'logs/2024-*.csv.gz'` (files of one header), `FROM '-'` (standard input). Without FROM a SELECT
+  is evaluated once, over no columns.
 - A column of a CSV file takes the first of these types that all its values have: BOOLEAN (`true` and
   `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
   TIME; else it is text. Where `t` and `f` are marks of something else, name the type:

@@ -4,6 +4,7 @@
 
 #include "PlanError.h"
 #include "SqlExpressionReader.h"
+#include "TableLiterals.h"
 
 namespace sqxer {
 namespace {
@@ -107,13 +108,15 @@ class SelectReader {
              L"more than one table in FROM");
     }
     if (!table.inh) Refuse(table.location, L"ONLY");
+    const std::optional<std::string> literal = ReadTableLiteral(sql_, table.location);
     if (*table.schemaname) {
-      const XeString first = Wide(table.schemaname), second = Wide(table.relname);
+      const XeString first = literal ? Wide(*literal) : Wide(table.schemaname),
+                     second = Wide(table.relname);
       Refuse(table.location, L"a schema before the table's name (quote a path: \"" + first + L"." +
                                  second + L"\", or with a table of SQLite: \"" + first + L".db:" +
                                  second + L"\")");
     }
-    select.table = Wide(table.relname);
+    select.table = literal ? Wide(*literal) : Wide(table.relname);
     select.tablePosition = table.location;
     if (!table.alias) return;
     if (table.alias->n_colnames) Refuse(table.location, L"other names for a table's columns");

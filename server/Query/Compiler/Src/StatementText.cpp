@@ -7,6 +7,7 @@
 #include "ParsedTree.h"
 #include "PlanError.h"
 #include "SqlComments.h"
+#include "TableLiterals.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/XeMemory.h"
 
@@ -142,10 +143,10 @@ ParsedTree ParseTree(const std::string& sql) {
   if (!BaseStringUtil::IsValidUtf8(sql))
     ThrowPlanError(kSyntaxError, 0, {L"the statement is not valid UTF-8"});
 
-  const ScannableSql scannable = MakeScannable(sql, kMaxDepth);
+  ScannableSql scannable = MakeScannable(sql, kMaxDepth);
   if (scannable.longRun)
     ThrowPlanError(kTooComplex, *scannable.longRun, {std::to_wstring(kMaxDepth)});
-  const std::string& text = scannable.text;
+  std::string& text = scannable.text;
   ClaimRoom(text);
 
   ParsedTree tree;
@@ -156,6 +157,7 @@ ParsedTree ParseTree(const std::string& sql) {
   for (std::size_t i = 0; i < tree.tokens->n_tokens; ++i)
     depth.Add(tree.tokens->tokens[i]->token, tree.tokens->tokens[i]->start);
 
+  ReplaceTableLiterals(text, *tree.tokens);
   const LongNames names(text, *tree.tokens);
   GrammarResult<PgQueryProtobufParseResult, pg_query_free_protobuf_parse_result> parse(
       pg_query_parse_protobuf(names.GetShortenedSql().c_str()));

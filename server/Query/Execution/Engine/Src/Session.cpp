@@ -12,6 +12,7 @@
 #include "TablePath.h"
 #include "TableStream.h"
 #include "Utility/OperatorTimer.h"
+#include "Utility/TextDecoder.h"
 
 namespace sqxer {
 namespace {
@@ -88,7 +89,11 @@ void Session::Set(const std::string& name, const std::string& value) {
 }
 
 void Session::AddTable(const std::string& name, const std::string& path) {
-  if (!TablePath::Parse(path).IsPath()) ThrowEngineError(kPathKindUnknown, {Wide(path)});
+  if (!TablePath::Parse(path).IsPath()) {
+    RefuseForeignFile(path);
+    ThrowEngineError(kPathKindUnknown, {Wide(path)});
+  }
+  CheckStandardInput(path);
   const XeString key = Folded(Wide(name));
   paths_[key] = path;
   tables_.erase(key);
@@ -101,6 +106,14 @@ void Session::AddTable(std::shared_ptr<const Table> table) {
 
 void Session::SetSchema(const std::string& name, const std::string& columns) {
   schemas_[Folded(Wide(name))] = ReadDeclaredTypes(columns);
+}
+
+void Session::SetFileOptions(const CsvTableOptions& options) {
+  const std::string& encoding = options.file.encoding;
+  if (!encoding.empty() && !TextDecoder(encoding).IsKnown()) {
+    ThrowTableError(kEncodingUnknown, {Wide(encoding)});
+  }
+  fileOptions_ = options;
 }
 
 const TableSchema* Session::FindTable(const XeString& name, const TableRequest& request) {
@@ -166,19 +179,24 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   return table;
 }
 
+void Session::CheckStandardInput(const std::string& path) const {
+  if (path == "-" && isStandardInputTaken_) ThrowTableError(kStandardInputTaken, {});
+}
+
 std::string Session::FindInDirectory(const XeString& name) const {
   const std::string file = BaseStringUtil::StringToUtf8(name) + ".csv";
   // A name is not a way into other folders; a path in quotation marks is.
   const bool isName = file.find('/') == std::string::npos;
   const std::string found = isName ? FindFileInFolder(directory_, file) : std::string();
   if (found.empty()) {
+    RefuseForeignFile(BaseStringUtil::StringToUtf8(name));
     ThrowEngineError(kNoTableFile,
                      {name, Wide((fs::path(directory_) / file).lexically_normal().string())});
   }
   return found;
 }
 
-Session::TablePtr Session::Open(const XeString& name, const std::string& path) const {
+Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
   const auto schema = schemas_.find(Folded(name));
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
@@ -186,7 +204,12 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) c
     return std::make_shared<LoadedTable>(std::make_shared<const Table>(
         LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
   }
-  return std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);
+  CheckStandardInput(parsed.file);
+  auto table = std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);
+  if (warnOfHeader_ != nullptr && table->LooksHeaderLikeData() && warnedOf_.insert(path).second) {
+    warnOfHeader_(path);
+  }
+  return table;
 }
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {

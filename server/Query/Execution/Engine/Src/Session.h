@@ -3,6 +3,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,9 @@
 #include "Utility/Settings.h"
 
 namespace sqxer {
+
+/// Told of a file whose header looks like a row of its table.
+using HeaderWarning = void (*)(const std::string& path);
 
 /// A set of tables and the statements run over them. Tables are read when a statement first names
 /// them and kept. An error in a statement leaves the session usable. One thread at a time; sessions
@@ -39,8 +43,8 @@ class Session : public Catalog {
   void Set(const std::string& name, const std::string& value);
   const SettingsRef& GetSettings() const { return settings_; }
 
-  /// A table by name (letter case ignored): PATH ends in .csv or .tsv, or is FILE.db:table. Error
-  /// 57015 (path) for any other.
+  /// A table by name (letter case ignored): a path as TablePath reads it. Error 57015 (path) or
+  /// 57031 (path, kind) for any other, and 57032.
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
   void AddTable(std::shared_ptr<const Table> table);
@@ -54,8 +58,13 @@ class Session : public Catalog {
   }
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
-  /// How text files are read that have not been yet.
-  void SetFileOptions(const CsvTableOptions& options) { fileOptions_ = options; }
+  /// How text files are read that have not been yet. Error 57023 (encoding).
+  void SetFileOptions(const CsvTableOptions& options);
+  /// Standard input is not for tables, since it holds something else: error 57032 for a table that
+  /// reads it.
+  void RefuseStandardInput() { isStandardInputTaken_ = true; }
+  /// Called once for each path.
+  void SetHeaderWarning(HeaderWarning warn) { warnOfHeader_ = warn; }
   /// Called now and then while a file is read, and while a statement runs.
   void SetProgress(LoadProgress load, RunProgress run) {
     loadProgress_ = load;
@@ -64,8 +73,8 @@ class Session : public Catalog {
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
   /// table that was added, a path (NAME.csv, NAME.tsv or FILE.db:table), and NAME.csv in the
-  /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file) and
-  /// those of the readers.
+  /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file), 57031
+  /// (path, kind), 57032, and those of the readers.
   const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
@@ -84,9 +93,11 @@ class Session : public Catalog {
 
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
-  TablePtr Open(const XeString& name, const std::string& path) const;
-  /// NAME.csv in the directory. Error 57001.
+  TablePtr Open(const XeString& name, const std::string& path);
+  /// NAME.csv in the directory. Errors 57001 and 57031.
   std::string FindInDirectory(const XeString& name) const;
+  /// Error 57032.
+  void CheckStandardInput(const std::string& path) const;
 
   SettingsRef settings_ = Settings::Current();
   std::string directory_ = ".";
@@ -100,6 +111,10 @@ class Session : public Catalog {
   /// Those of which the statement that is being run reads the first rows only.
   std::map<XeString, TablePtr> partialTables_;
   CsvTableOptions fileOptions_;
+  bool isStandardInputTaken_ = false;
+  HeaderWarning warnOfHeader_ = nullptr;
+  /// The paths that it was called for.
+  std::set<std::string> warnedOf_;
   Timing timing_;
 };
 

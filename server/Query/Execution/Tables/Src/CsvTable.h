@@ -42,6 +42,8 @@ class CsvTable final : public LazyTable {
   const Table& Get() const override { return table_; }
   bool HasAllRows() const override { return hasAllRows_; }
   bool IsRepeatable() const override { return scan_.IsRepeatable(); }
+  /// Whether the header looks like a row of the table.
+  bool LooksHeaderLikeData() const { return scan_.LooksHeaderLikeData(); }
 
  private:
   struct Column;

@@ -38,6 +38,8 @@ enum TableErrorCode {
   kFieldCountOfFirst = 57026,
   kReadAlready = 57027,
   kNoFileMatches = 57028,
+  kForeignFile = 57031,
+  kStandardInputTaken = 57032,
   kLastFileError = 57099,
 };
 

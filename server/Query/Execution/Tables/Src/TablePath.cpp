@@ -20,6 +20,15 @@ std::string_view WithoutPacking(std::string_view path) {
   return path;
 }
 
+/// A pipe, as the shell names those of <(...) too: it has no ending that could tell what it holds.
+bool IsStream(const std::string& path) {
+  if (path.find('/') == std::string::npos) return false;
+  std::error_code ignored;
+  const fs::file_status status = fs::status(path, ignored);
+  return path.starts_with("/dev/") ? fs::exists(status) && !fs::is_directory(status)
+                                   : fs::is_fifo(status) || fs::is_socket(status);
+}
+
 }  // namespace
 
 TablePath TablePath::Parse(const std::string& path) {
@@ -29,7 +38,9 @@ TablePath TablePath::Parse(const std::string& path) {
   if (text.ends_with(".tsv")) return {Kind::kTsv, path, ""};
   const std::size_t mark = path.rfind(kDatabaseMark);
   const std::size_t table = mark + kDatabaseMark.size();
-  if (mark == std::string::npos || table >= path.size()) return {};
+  if (mark == std::string::npos || table >= path.size()) {
+    return IsStream(path) ? TablePath{Kind::kCsv, path, ""} : TablePath();
+  }
   return {Kind::kDatabase, path.substr(0, table - 1), path.substr(table)};
 }
 
@@ -51,6 +62,21 @@ std::string FindFileInFolder(const std::string& folder, const std::string& name)
       found = entry.path().lexically_normal();
   }
   return found.string();
+}
+
+void RefuseForeignFile(const std::string& path) {
+  const std::string ending = fs::path(path).extension().string();
+  const struct {
+    const char* ending;
+    const wchar_t* kind;
+  } kKinds[] = {{".parquet", L"a Parquet"}, {".xlsx", L"an Excel"},       {".xlsm", L"an Excel"},
+                {".xls", L"an Excel"},      {".ods", L"an OpenDocument"}, {".arrow", L"an Arrow"},
+                {".feather", L"an Arrow"},  {".avro", L"an Avro"},        {".orc", L"an ORC"}};
+  for (const auto& foreign : kKinds) {
+    if (BaseStringUtil::IsCaseInsensitiveMatch(Wide(ending), Wide(foreign.ending))) {
+      ThrowTableError(kForeignFile, {Wide(path), foreign.kind});
+    }
+  }
 }
 
 std::vector<std::string> FindFiles(const std::string& path) {

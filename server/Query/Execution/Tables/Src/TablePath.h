@@ -14,8 +14,8 @@ struct TablePath {
   std::string file;
   std::string table;
 
-  /// NAME.csv or NAME.tsv, also packed (.gz, .zst), "-" for standard input, or FILE.db:table; of
-  /// kind kNone for any other text.
+  /// NAME.csv or NAME.tsv, also packed (.gz, .zst), "-" for standard input, a path to a pipe or a
+  /// device, or FILE.db:table; of kind kNone for any other text.
   static TablePath Parse(const std::string& path);
 
   bool IsPath() const { return kind != Kind::kNone; }
@@ -26,6 +26,10 @@ struct TablePath {
 /// The path of a file in a folder, by its name with letter case ignored where none has it exactly;
 /// of several the first by name. Empty when there is none.
 std::string FindFileInFolder(const std::string& folder, const std::string& name);
+
+/// Error 57031 (path, kind) for a path that tells by its ending that it is a file of another kind,
+/// one that people keep tables in: Parquet, Excel and the like.
+void RefuseForeignFile(const std::string& path);
 
 /// The files that a path stands for, by name: those of a pattern with * ? or [, else the path
 /// alone. Error 57028 (pattern).

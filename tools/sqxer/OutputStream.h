@@ -1,0 +1,62 @@
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "ResultOutput.h"
+
+namespace sqxer {
+
+/// A result cannot be written; what() names the output and the reason.
+class OutputError : public std::system_error {
+ public:
+  OutputError(int error, const std::string& name)
+      : std::system_error(error, std::generic_category(), name) {}
+};
+
+/// Whoever reads the output has gone, so that there is nothing more to do.
+class ReaderGone : public std::exception {
+ public:
+  const char* what() const noexcept override { return "the reader of the output has gone"; }
+};
+
+/// Writes to standard output, all of it. Throws OutputError or ReaderGone.
+void WriteOut(std::string_view bytes);
+
+/// Standard output, or a file that appears when all results are complete; until then an older one
+/// of that name stays.
+class OutputStream final : public ResultOutput {
+ public:
+  /// `path` is that of the file; nothing: standard output. Pipes and devices are written to at
+  /// once. Throws OutputError.
+  explicit OutputStream(const std::optional<std::string>& path);
+  /// Removes a file that is not complete.
+  ~OutputStream() override;
+  OutputStream(const OutputStream&) = delete;
+  OutputStream& operator=(const OutputStream&) = delete;
+
+  /// Writes all of it. Throws OutputError or ReaderGone.
+  void Write(std::string_view bytes) override;
+  /// A terminal, which shows the bar meanwhile.
+  bool TakesWholeResults() const override { return isTerminal_; }
+  /// Makes the file appear. Throws OutputError.
+  void Complete();
+  /// Whether what is written is seen by others before Complete.
+  bool IsSeenAtOnce() const { return temporary_.empty(); }
+
+ private:
+  void OpenTemporary();
+
+  std::string name_;
+  std::string path_;
+  /// What is renamed to `path_`; empty for none.
+  std::string temporary_;
+  int descriptor_;
+  bool isTerminal_ = false;
+  bool isFile_ = false;
+};
+
+}  // namespace sqxer
