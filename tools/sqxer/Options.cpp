@@ -73,7 +73,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                    ->excludes(app.get_option("sql"));
   file->allow_extra_args(false);
   app.add_option("-t,--table", tables,
-                 "A table by name; PATH ends in .csv or .tsv, or is FILE.db:table")
+                 "A table by name; PATH ends in .csv, .tsv or .jsonl, or is FILE.db:table")
       ->type_name("NAME=PATH")
       ->allow_extra_args(false);
   app.add_option("-C,--dir", options.directory,

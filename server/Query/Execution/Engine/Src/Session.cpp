@@ -6,6 +6,7 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
+#include "JsonLinesTable.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
@@ -185,6 +186,11 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) c
   if (parsed.kind == TablePath::Kind::kDatabase) {
     return std::make_shared<LoadedTable>(std::make_shared<const Table>(
         LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
+  }
+  if (parsed.kind == TablePath::Kind::kJsonLines) {
+    return std::make_shared<JsonLinesTable>(FindFiles(parsed.file), name, declared,
+                                            fileOptions_.file.encoding,
+                                            fileOptions_.file.threads > 1);
   }
   return std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);
 }

@@ -39,8 +39,8 @@ class Session : public Catalog {
   void Set(const std::string& name, const std::string& value);
   const SettingsRef& GetSettings() const { return settings_; }
 
-  /// A table by name (letter case ignored): PATH ends in .csv or .tsv, or is FILE.db:table. Error
-  /// 57015 (path) for any other.
+  /// A table by name (letter case ignored): PATH ends in .csv, .tsv, .jsonl or .ndjson, or is
+  /// FILE.db:table. Error 57015 (path) for any other.
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
   void AddTable(std::shared_ptr<const Table> table);
@@ -63,7 +63,7 @@ class Session : public Catalog {
   }
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
-  /// table that was added, a path (NAME.csv, NAME.tsv or FILE.db:table), and NAME.csv in the
+  /// table that was added, a path (as AddTable has it), and NAME.csv in the
   /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file) and
   /// those of the readers.
   const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;

@@ -14,27 +14,6 @@ std::string_view FieldOf(const RecordSlice& slice, uint32 row, uint32 column) {
   return {slice.text + start, slice.GetEnd(row, column) - start};
 }
 
-/// The values of a vector of texts, all of which read as values of the type.
-ColumnVector ConvertTexts(const ColumnVector& texts, XeDataType type) {
-  const auto builder =
-      VectorBuilder::Make(type, VectorBuilder::kAnyLength, VectorBuilder::Options());
-  builder->Expect(texts.rows);
-  const ColumnVector& entries = texts.dictionary ? *texts.dictionary : texts;
-  std::string text;
-  for (uint64 row = 0; row < texts.rows; ++row) {
-    if (texts.IsNull(row)) {
-      builder->AppendNull();
-      continue;
-    }
-    // Numbers, dates and truth values are ASCII.
-    const uint64 entry = texts.dictionary ? texts.GetCode(row) : row;
-    const uint64 start = entries.GetOffset(entry);
-    const auto* const characters = reinterpret_cast<const char*>(entries.values) + start;
-    builder->Append({characters, entries.GetOffset(entry + 1) - start});
-  }
-  return builder->Take();
-}
-
 /// Calls `use` with the text of each field of a column that is no NULL, from row `first` on.
 template <class Use>
 void ForEachText(const RecordSlice& slice, uint32 column, uint32 first, const std::string& nullText,

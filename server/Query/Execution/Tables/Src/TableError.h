@@ -38,6 +38,10 @@ enum TableErrorCode {
   kFieldCountOfFirst = 57026,
   kReadAlready = 57027,
   kNoFileMatches = 57028,
+  kNoJsonObject = 57029,
+  kDuplicateKey = 57030,
+  kLineTooLarge = 57031,
+  kNoKeys = 57032,
   kLastFileError = 57099,
 };
 
