@@ -120,6 +120,10 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
   }
 }
 
+XeString Session::FindTextReason(const XeString& table, std::size_t column) {
+  return FindOrLoad(table)->FindTextReason(column);
+}
+
 LookupSourcePtr Session::FindLookup(const XeString& table) {
   const TablePtr found = FindOrLoad(table);
   const std::vector<ColumnInfo>& columns = found->Get().schema.columns;

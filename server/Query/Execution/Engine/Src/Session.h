@@ -69,6 +69,7 @@ class Session : public Catalog {
   const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
+  XeString FindTextReason(const XeString& table, std::size_t column) override;
   LookupSourcePtr FindLookup(const XeString& table) override;
 
   /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws

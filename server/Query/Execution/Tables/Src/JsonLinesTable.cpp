@@ -110,7 +110,8 @@ class JsonLinesTable::Loader final : private JsonLineReader::MemberSink {
     }
   }
 
-  Table Load(const XeString& name) {
+  /// `textReasons` becomes those of the columns.
+  Table Load(const XeString& name, std::vector<XeString>& textReasons) {
     for (const std::string& path : paths_) ReadFile(path);
     if (columns_.empty()) ThrowTableError(kNoKeys, {Wide(paths_.front())});
     std::vector<XeString> names;
@@ -127,6 +128,7 @@ class JsonLinesTable::Loader final : private JsonLineReader::MemberSink {
     table.chunks.back().rows = rows_;
     for (Column& column : columns_) {
       FillWithNulls(column);
+      textReasons.push_back(std::move(column.textReason));
       const XeDataType type = column.survey.GetType();
       table.schema.columns.push_back(DescribeColumn(column.name, column.declared, type,
                                                     column.builder->GetLongest(),
@@ -147,6 +149,7 @@ class JsonLinesTable::Loader final : private JsonLineReader::MemberSink {
     /// Of texts, unless a type is declared: the last value may decide the type.
     std::unique_ptr<VectorBuilder> builder;
     ColumnSurvey survey;
+    XeString textReason;
     /// The rows up to the last one that has the key.
     uint64 rowsSeen = 0;
   };
@@ -192,7 +195,13 @@ class JsonLinesTable::Loader final : private JsonLineReader::MemberSink {
     if (column.declared) {
       if (outcome != VectorBuilder::Outcome::kTaken) Refuse(outcome, column, text);
     } else {
+      const bool hadKind = column.survey.HasKind();
       column.survey.Add(KindsOf(kind, text));
+      if (hadKind && !column.survey.HasKind()) {
+        column.textReason = DescribeTextReason(
+            text, lines_->GetPlace(),
+            paths_.size() == 1 ? std::string() : lines_->GetFile().GetFile().GetPath());
+      }
     }
   }
 
@@ -279,7 +288,10 @@ JsonLinesTable::JsonLinesTable(std::vector<std::string> paths, const XeString& n
 }
 
 const TableSchema& JsonLinesTable::Require(const TableRequest&, LoadProgress progress) {
-  if (!isLoaded_) table_ = Loader(*this, progress).Load(table_.schema.name);
+  if (isLoaded_) return table_.schema;
+  std::vector<XeString> textReasons;
+  table_ = Loader(*this, progress).Load(table_.schema.name, textReasons);
+  textReasons_ = std::move(textReasons);
   isLoaded_ = true;
   return table_.schema;
 }

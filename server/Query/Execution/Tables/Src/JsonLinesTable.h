@@ -32,6 +32,7 @@ class JsonLinesTable final : public LazyTable {
 
   const TableSchema& Require(const TableRequest& request, LoadProgress progress) override;
   const Table& Get() const override { return table_; }
+  XeString FindTextReason(std::size_t column) override { return textReasons_.at(column); }
 
  private:
   class Loader;
@@ -41,6 +42,8 @@ class JsonLinesTable final : public LazyTable {
   std::string encoding_;
   bool mayStartThread_;
   Table table_;
+  /// Of each column, empty where there is none.
+  std::vector<XeString> textReasons_;
   bool isLoaded_ = false;
 };
 
