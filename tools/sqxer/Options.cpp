@@ -94,7 +94,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option(
          "--param", options.parameters,
          "A query parameter, $1 first: VALUE, or TYPE:VALUE with a type as for --schema; an "
-         "empty value is NULL")
+         "empty value is NULL, of a text type the empty text")
       ->type_name("VALUE")
       ->allow_extra_args(false);
   app.add_option("--repeat", options.repeat, "Run each statement N times over the loaded table")

@@ -194,7 +194,8 @@ const SwitchRow kSwitches[] = {
      "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR).",
      ShowBool<&SUSystemConfig::lengthKeepsBlanks_>, SetBool<&SUSystemConfig::lengthKeepsBlanks_>},
     {"TempDirectory", "a folder, or nothing",
-     "Where sorting keeps temporary files; nothing is the system's folder.",
+     "Where sorting keeps temporary files; nothing is the system's folder. What is wrong with a "
+     "folder shows when something has to go there.",
      ShowText<&SUSystemConfig::tempDirectory_>, SetTempDirectory},
 };
 

@@ -12,9 +12,10 @@ namespace sqxer {
 namespace {
 
 /// Whether its columns are numbers, bits among them, and not values that it counts, lists or gives
-/// again.
+/// again. Two columns are always computed with.
 bool ComputesWithNumbers(const AggregateShape& shape) {
   using Rule = AggregateResult::Rule;
+  if (shape.arguments.find('y') != std::string_view::npos) return true;
   return std::ranges::any_of(shape.results, [](const AggregateResult& result) {
     return result.rule == Rule::kComputed || result.rule == Rule::kDouble ||
            result.rule == Rule::kPlace;

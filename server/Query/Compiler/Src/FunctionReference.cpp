@@ -46,7 +46,8 @@ is refused by name.
 
 - `$1`, `$2`, ... are the values of `--param`, the first one `$1`. `--param int4:5` gives a type, with
   the types of `--schema`; without one the value takes the type that a CSV column of it would have,
-  except that `t` and `f` are texts. An empty value is NULL, except that `varchar:` is the empty text.
+  except that `t` and `f` are texts. An empty value is NULL, except that of a text
+  type (`varchar:`, `char(3):`) it is the empty text.
   Parameters of the types DATE and TIME compute as TIMESTAMP (a time on 1900-01-01).
 
 ## Windows
@@ -128,7 +129,7 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | `1 BETWEEN 2 AND NULL` | NULL: a NULL bound makes it so, whatever the other one | false |
 | infinities | `+` and `*` that come to one are an error, also of an infinite operand; `-` and `/` give it | values like others |
 | `STDDEV_POP(x)` of one NaN or infinity | 0: one value does not deviate | NaN |
-| `ROUND(x, 14)`, `ROUND(x, 400)`, `ROUND(-0.2)` | noise in the last digits, NaN, -0 | x, x, 0 (PostgreSQL, of numerics) |
+| `ROUND(1.14, 2)`, `ROUND(x, 400)`, `ROUND(-0.2)`, `TRUNC(5.09, 2)` | 1.1400000000000001, NaN, -0, 5.08 | 1.14, x, 0, 5.09 (PostgreSQL, of numerics) |
 | `NTILE(n)` | tiles are parted by quantiles of the values: equal values share one, and sizes differ | tiles of as many rows each |
 | `LENGTH('ab  ')` | 2, without the blanks at the end; CHAR_LENGTH counts them | 4 |
 | `OCTET_LENGTH('ab')`, `BIT_LENGTH('ab')` | 8, 64: four bytes a character | PostgreSQL gives 2 and 16 |

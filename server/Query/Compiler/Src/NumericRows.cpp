@@ -79,8 +79,10 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
   const FunctionRow truncate = Counting(Numeric<Truncate>(
       "trunc", 2, "TRUNC(x, digits)", "Truncate", kDouble,
       "x with so many digits behind the point, the rest cut; negative digits cut before the point. "
-      "What lies within an unrepresentable fraction of the next digit is carried. From 309 digits "
-      "on, of either sign, the result is NaN. What is below zero and cut to it is -0.",
+      "A rest within about 1e-14 of the next digit is carried, any other is not: TRUNC(0.3, 1) is "
+      "0.3, and TRUNC(5.09, 2) is 5.08, since the double is below 5.09. From 309 digits on, of "
+      "either "
+      "sign, the result is NaN. What is below zero and cut to it is -0.",
       "SELECT TRUNC(1234.5678, -2)", "1200"));
   FunctionRow modf = Numeric<Modf>(
       "modf", 2, "MODF(a, b)", "Modf", kDouble,
@@ -146,8 +148,10 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
           Counting(Numeric<Round>(
               "round", 2, "ROUND(x, digits)", "Round", kDouble,
               "x rounded to so many digits behind the point; negative digits round "
-              "before it. Halves go up, those of negative numbers toward zero. From "
-              "about 13 digits on the last ones are noise (`ROUND(1.3, 14)` is "
+              "before it. Halves go up, those of negative numbers toward zero. The "
+              "result is the whole part plus a fraction, which may miss the nearest "
+              "double by its last digit (`ROUND(1.14, 2)` is 1.1400000000000001); from "
+              "about 13 digits on more of them are noise (`ROUND(1.3, 14)` is "
               "1.30000000000001), and from 309 digits on, of either sign, the result "
               "is NaN. What is below zero and rounds to it is -0.",
               "SELECT ROUND(2.675, 2)", "2.68")),

@@ -147,7 +147,8 @@ struct SqlSelect {
   SqlExpressionPtr offset;
 };
 
-/// Calls `visit` for each expression that a clause holds; what they are made of is ForEachOperand's.
+/// Calls `visit` for each expression that a clause holds; what they are made of is
+/// ForEachOperand's.
 template <class Visit>
 void ForEachExpression(const SqlSelect& select, const Visit& visit) {
   for (const SqlSelectItem& item : select.items) visit(item.expression);

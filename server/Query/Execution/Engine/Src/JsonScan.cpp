@@ -5,11 +5,9 @@
 namespace sqxer {
 
 void TextColumn::Enter(uint64 row) {
-  firstRow_ = 0;
-  const TableChunk* chunk = table_->chunks.data();
-  for (; row - firstRow_ >= chunk->rows; ++chunk) firstRow_ += chunk->rows;
-  rows_ = chunk->rows;
-  vector_ = &chunk->columns[column_];
+  const TableChunk& chunk = FindChunk(*table_, row, firstRow_);
+  rows_ = chunk.rows;
+  vector_ = &chunk.columns[column_];
 }
 
 bool TextColumn::Read(uint64 row) {

@@ -138,13 +138,11 @@ TableScan::TableScan(const Table& table, const std::vector<uint16>& columns, Wor
 
 void TableScan::Enter(uint64 row) {
   XE_ASSERT(row < table_.rowCount);
-  firstRow_ = 0;
-  const TableChunk* chunk = table_.chunks.data();
-  for (; row - firstRow_ >= chunk->rows; ++chunk) firstRow_ += chunk->rows;
-  rows_ = chunk->rows;
+  const TableChunk& chunk = FindChunk(table_, row, firstRow_);
+  rows_ = chunk.rows;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     Column& column = columns_[i];
-    column.vector = &chunk->columns[indexes_[i]];
+    column.vector = &chunk.columns[indexes_[i]];
     column.values = column.vector->values;
     column.validity = column.vector->validity;
     column.offsets = column.vector->offsets;

@@ -33,7 +33,8 @@ class TableStream : private StreamRecord, public XeAListStream {
 }  // namespace
 
 TableLookup::TableLookup(std::shared_ptr<const Table> table)
-    : table_(std::move(table)), columns_{table_->schema.columns.at(0), table_->schema.columns.at(1)} {}
+    : table_(std::move(table)),
+      columns_{table_->schema.columns.at(0), table_->schema.columns.at(1)} {}
 
 std::unique_ptr<XeAListStream> TableLookup::Open() const {
   return std::make_unique<TableStream>(table_, columns_);

@@ -164,10 +164,9 @@ bool HasDistinctValues(std::span<const float64> values, std::size_t wanted) {
   return false;
 }
 
-/// The line through positions all equal (error 59168), or so near each other that the squares of
-/// their distances are below what doubles hold: over the distances in units of the greatest.
-LinearModel FitNearPositions(std::span<const float64> x, std::span<const float64> y,
-                             float64 origin) {
+/// The line through positions all equal (error 59168), or so near to or so far from each other that
+/// doubles do not hold the squares of their distances: over the distances in units of the greatest.
+LinearModel FitInUnits(std::span<const float64> x, std::span<const float64> y, float64 origin) {
   float64 unit = 0;
   for (const float64 position : x) unit = std::max(unit, std::fabs(position - origin));
   if (unit == 0) SUGThrow(ErrorMessage(59168));
@@ -197,7 +196,7 @@ LinearModel ComputeLinearRegression(std::span<const float64> x, std::span<const 
   const float64 meanY = sumY / n;
   const float64 sxy = sumXY - n * meanX * meanY;
   const float64 sxx = sumXX - n * meanX * meanX;
-  if (sxx == 0) return FitNearPositions(x, y, originX);
+  if (sxx == 0 || std::isinf(sxx)) return FitInUnits(x, y, originX);
   const float64 slope = sxy / sxx;
   return {slope, (originY + meanY) - slope * (originX + meanX)};
 }

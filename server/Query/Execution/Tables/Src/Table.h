@@ -27,6 +27,14 @@ struct Table {
   std::vector<TableChunk> chunks;
 };
 
+/// The chunk that holds a row of the table, from 0; `firstRow` becomes the number of its first one.
+inline const TableChunk& FindChunk(const Table& table, uint64 row, uint64& firstRow) {
+  firstRow = 0;
+  const TableChunk* chunk = table.chunks.data();
+  for (; row - firstRow >= chunk->rows; ++chunk) firstRow += chunk->rows;
+  return *chunk;
+}
+
 /// Called now and then while a file is read: what is done, and in all, in bytes or rows. May be
 /// null.
 using LoadProgress = void (*)(uint64 done, uint64 total);
