@@ -1,7 +1,11 @@
 #include <cstring>
+#include <optional>
+#include <type_traits>
 
 #include "Session.h"
+#include "Utility/NumberText.h"
 #include "ValueText.h"
+#include "VectorBuilder.h"
 #include "WindowRows.h"
 
 namespace sqxer::bench {
@@ -43,14 +47,12 @@ class SqxerRows : public WindowEngine {
     auto table = std::make_shared<Table>();
     table->schema.name = L"t";
     table->rowCount = rows.size();
+    table->chunks.push_back({rows.size(), {}});
     Add(*table, L"id", XeInt4Data, rows, [](const WindowRow& row) { return row.id; });
     Add(*table, L"g", XeInt4Data, rows, [](const WindowRow& row) { return row.g; });
     Add(*table, L"d", XeInt4Data, rows, [](const WindowRow& row) { return row.d; });
-    Add(*table, L"x", XeDoubleData, rows, [](const WindowRow& row) { return row.x.value_or(0); });
+    Add(*table, L"x", XeDoubleData, rows, [](const WindowRow& row) { return row.x; });
     Add(*table, L"y", XeDoubleData, rows, [](const WindowRow& row) { return row.y; });
-    TableColumn& x = table->columns[3];
-    for (const WindowRow& row : rows) x.nulls.push_back(row.x ? 0 : 1);
-    x.info.nullable = table->schema.columns[3].nullable = true;
     session_.AddTable(table);
   }
 
@@ -62,20 +64,25 @@ class SqxerRows : public WindowEngine {
   uint64_t GetSpilledBytes() const override { return session_.GetTiming().spilledBytes; }
 
  private:
+  /// `read` gives the value of a row, or an optional one of a column with NULLs.
   template <class Read>
   static void Add(Table& table, const wchar_t* name, XeDataType type,
                   const std::vector<WindowRow>& rows, Read read) {
-    using Value = decltype(read(rows[0]));
-    TableColumn column{{name, type, sizeof(Value), 0, false}, {}, {}, {}, {}};
-    column.values.resize(rows.size() * sizeof(Value));
-    uint8* next = column.values.data();
+    const auto builder = VectorBuilder::Make(type, 0, VectorBuilder::Options());
+    builder->Expect(rows.size());
     for (const WindowRow& row : rows) {
-      const Value value = read(row);
-      std::memcpy(next, &value, sizeof value);
-      next += sizeof value;
+      const std::optional value = read(row);
+      if (!value) {
+        builder->AppendNull();
+      } else if constexpr (std::is_floating_point_v<typename decltype(value)::value_type>) {
+        builder->Append(RealText(*value).Get());
+      } else {
+        builder->Append(std::to_string(*value));
+      }
     }
-    table.schema.columns.push_back(column.info);
-    table.columns.push_back(std::move(column));
+    const uint32 width = XeFieldDescriptor::GetObjectLength(type, 0);
+    table.schema.columns.push_back({name, type, width, 0, builder->GetNulls() > 0});
+    table.chunks.back().columns.push_back(builder->Take());
   }
 
   Session session_;

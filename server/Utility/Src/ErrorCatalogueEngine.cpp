@@ -25,7 +25,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "uint2, int4, uint4, float, double, numeric, char(n), varchar(n), date, time, timestamp or "
        "boolean: \"{0}\""},
       {57015, 1,
-       "a table is a file that ends in .csv or .tsv, also packed (.gz, .zst), a pipe, - for standard "
+       "a table is a file that ends in .csv, .tsv or .jsonl, also packed (.gz, .zst), a pipe, - "
+       "for standard "
        "input, or FILE.db:table: \"{0}\""},
       {57016, 2, "the database \"{0}\" has no table of this name: \"{1}\""},
       {57017, 3, "{1} of \"{0}\" has a blob, which expressions cannot read, in the column \"{2}\""},
@@ -42,9 +43,14 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57027, 1,
        "\"{0}\" has been read as far as a statement before wanted it, and cannot be read again"},
       {57028, 1, "no file matches the pattern: \"{0}\""},
+      {57029, 3, "{1} of \"{0}\" is not one whole JSON object, as each line must be: \"{2}\""},
+      {57030, 3, "{1} of \"{0}\" has a key more than once: \"{2}\""},
       {57031, 2, "\"{0}\" is {1} file, which is not read: save it as CSV, and name that"},
       {57032, 0,
-       "standard input cannot be both the SQL and a table: give the SQL as an argument, or with -f"},
+       "standard input cannot be both the SQL and a table: give the SQL as an argument, or with "
+       "-f"},
+      {57033, 2, "{1} of \"{0}\" has more than 64 MiB: is each JSON object on a line of its own?"},
+      {57034, 1, "no line of the file has a JSON object with a key, which names a column: \"{0}\""},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

@@ -7,6 +7,7 @@
 
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
+#include "Utility/JsonNumber.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
@@ -35,27 +36,6 @@ struct PathNode {
 std::string_view Trim(std::string_view text) {
   const std::size_t last = text.find_last_not_of(" \t\n\r");
   return text.substr(0, last + 1);
-}
-
-/// Whether a text is a number as JSON writes them.
-bool IsNumber(std::string_view text) {
-  std::size_t at = text.starts_with('-') ? 1 : 0;
-  const auto next = [&] { return at < text.size() ? text[at] : '\0'; };
-  const auto digits = [&] {
-    const std::size_t start = at;
-    while (next() >= '0' && next() <= '9') ++at;
-    return at - start;
-  };
-  const bool startsWithZero = next() == '0';
-  const std::size_t whole = digits();
-  if (whole == 0 || (startsWithZero && whole > 1)) return false;
-  if (next() == '.' && (++at, digits() == 0)) return false;
-  if (next() == 'e' || next() == 'E') {
-    ++at;
-    if (next() == '-' || next() == '+') ++at;
-    if (digits() == 0) return false;
-  }
-  return at == text.size();
 }
 
 bool IsInt32(int64_t value) { return value == static_cast<int32>(value); }
@@ -199,7 +179,7 @@ class JSonValuesHolder::DocumentReader {
     }
     // Beyond doubles it keeps its digits as a text. Whoever walks the document skips what was not
     // taken; behind a bare value nobody does.
-    if (std::is_same_v<Source, ondemand::document> || !IsNumber(text)) return error;
+    if (std::is_same_v<Source, ondemand::document> || !JSon::IsNumber(text)) return error;
     Keep(node, JSonValue(XeVarCharData, text));
     return simdjson::SUCCESS;
   }

@@ -5,6 +5,7 @@
 #include "LookupTable.h"
 #include "NodeProber.h"
 #include "PlanError.h"
+#include "TextReason.h"
 #include "TypedCall.h"
 
 namespace sqxer {
@@ -28,9 +29,9 @@ TypedExpressionPtr ExpressionTyper::Type(const SqlExpression& expression,
     case SqlExpression::Kind::kName:
       return TypeName(expression, clause);
     case SqlExpression::Kind::kOperator:
-      return TypeOperator(expression, clause);
+      return WithTextReasons(expression, [&] { return TypeOperator(expression, clause); });
     case SqlExpression::Kind::kFunction:
-      return TypeFunction(expression, clause);
+      return WithTextReasons(expression, [&] { return TypeFunction(expression, clause); });
     case SqlExpression::Kind::kParameter:
       return TypeParameter(expression);
     case SqlExpression::Kind::kStar:
@@ -38,6 +39,20 @@ TypedExpressionPtr ExpressionTyper::Type(const SqlExpression& expression,
   }
   ThrowPlanError(kClauseNotUnderstood, expression.position,
                  {L"* outside the select list and COUNT(*)"});
+}
+
+template <class Action>
+TypedExpressionPtr ExpressionTyper::WithTextReasons(const SqlExpression& call,
+                                                    Action&& action) const {
+  try {
+    return action();
+  } catch (const ErrorMessage& error) {
+    // The error of an operand is none of this call.
+    if (error.GetSourcePosition() == call.position) {
+      ThrowIfTextsExplain(error, catalog_, scope_, call.arguments);
+    }
+    throw;
+  }
 }
 
 TypedExpressionPtr ExpressionTyper::TypeLiteral(const SqlExpression& expression) const {
@@ -138,7 +153,8 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
   if (!row.aggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());
   for (int i = 0; count > 1 && i < count; ++i)
-    results.push_back(TypeAggregate(row, expression, clause, i));
+    results.push_back(
+        WithTextReasons(expression, [&] { return TypeAggregate(row, expression, clause, i); }));
   return results;
 }
 

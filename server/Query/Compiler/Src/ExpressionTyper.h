@@ -48,6 +48,9 @@ class ExpressionTyper {
   std::optional<uint64> ReadRowCount(const SqlExpression& expression, const wchar_t* clause) const;
 
  private:
+  /// The action's errors, which is to type a call, tell why operands of it are text.
+  template <class Action>
+  TypedExpressionPtr WithTextReasons(const SqlExpression& call, Action&& action) const;
   TypedExpressionPtr TypeLiteral(const SqlExpression& expression) const;
   TypedExpressionPtr TypeParameter(const SqlExpression& expression) const;
   TypedExpressionPtr TypeName(const SqlExpression& expression, const Clause& clause) const;

@@ -15,7 +15,8 @@ std::vector<int> FindByName(const std::vector<NamedThing>& things, const XeStrin
   return exact.empty() ? folded : exact;
 }
 
-NameScope::NameScope(const TableSchema& schema, const SqlSelect& select) : schema_(&schema) {
+NameScope::NameScope(const TableSchema& schema, const SqlSelect& select)
+    : schema_(&schema), table_(select.table) {
   if (!select.tableAlias.empty()) {
     tableNames_ = {select.tableAlias};
   } else {

@@ -30,11 +30,14 @@ class NameScope {
   /// Checks the table's name in front of `*`.
   void CheckTable(const SqlExpression& name) const;
 
+  /// The table as the statement names it.
+  const XeString& GetTable() const { return table_; }
   /// Null without a table.
   const TableSchema* GetSchema() const { return schema_; }
 
  private:
   const TableSchema* schema_ = nullptr;
+  XeString table_;
   std::vector<XeString> tableNames_;
   std::vector<NamedThing> columns_;
 };

@@ -9,6 +9,7 @@
 #include "PlanError.h"
 #include "SqlParser.h"
 #include "TableReads.h"
+#include "TextReason.h"
 #include "WindowPlan.h"
 
 namespace sqxer {
@@ -46,6 +47,7 @@ class Planner {
       : sql_(sql),
         select_(select),
         scope_(OpenTable(select, catalog)),
+        catalog_(catalog),
         json_(select, scope_, catalog),
         parameters_(parameters),
         typer_(scope_, catalog, parameters_, &json_) {}
@@ -78,6 +80,7 @@ class Planner {
       plan_.outputs.push_back(BuildResult(WithoutWidening(output.expression), output.name));
     if (select_.limit) plan_.limit = typer_.ReadRowCount(*select_.limit, L"LIMIT");
     if (select_.offset) plan_.offset = typer_.ReadRowCount(*select_.offset, L"OFFSET").value_or(0);
+    if (plan_.explain) NoteTexts();
     return std::move(plan_);
   }
 
@@ -225,6 +228,13 @@ class Planner {
                                    function.results.end());
   }
 
+  void NoteTexts() {
+    for (const uint16 column : plan_.scanColumns) {
+      XeString reason = ExplainText(catalog_, scope_, column);
+      if (!reason.empty()) plan_.scanNotes.push_back(std::move(reason));
+    }
+  }
+
   /// Columns enter the scan record when the first tree that reads them is built.
   void NoteColumns(const TypedExpression& expression) {
     if (expression.kind == TypedExpression::Kind::kColumn) {
@@ -251,6 +261,7 @@ class Planner {
   const std::string& sql_;
   const SqlSelect& select_;
   NameScope scope_;
+  Catalog& catalog_;
   JsonColumns json_;
   const QueryParameters& parameters_;
   ExpressionTyper typer_;

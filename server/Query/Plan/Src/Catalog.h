@@ -71,6 +71,10 @@ class Catalog {
   /// for FindTable. A catalog that knows no rows has none to show.
   virtual void VisitTexts(const XeString& /*table*/, std::size_t /*column*/,
                           const std::function<void(std::wstring_view)>& /*visit*/) {}
+  /// Which value made a column text whose values before it were all of one other kind, as messages
+  /// say it: `"n/a" in line 4`. Empty for any other column, and where nobody knows any more. The
+  /// table is named as for FindTable; its file may be read again.
+  virtual XeString FindTextReason(const XeString& /*table*/, std::size_t /*column*/) { return {}; }
   /// The first two columns of a table, named as for FindTable; null when it has fewer, or the
   /// catalog knows no rows.
   virtual LookupSourcePtr FindLookup(const XeString& /*table*/) { return nullptr; }

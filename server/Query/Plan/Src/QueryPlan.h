@@ -88,6 +88,8 @@ struct QueryPlan {
   /// The same columns described; the scan record has these fields in this order (and behind them
   /// the window results of a query without grouping).
   std::vector<ColumnInfo> scanRecord;
+  /// What EXPLAIN says of the columns: why some are text.
+  std::vector<XeString> scanNotes;
   /// Read where they stand in the table, not through the scan record.
   std::vector<PlanDocuments> documents;
   /// WHERE; null when there is none.

@@ -74,6 +74,7 @@ std::vector<XeString> QueryRun::Describe() {
     description.Add(L"scan " + table_->schema.name + L" (" +
                     std::to_wstring(plan_.scanColumns.size()) + L" of " +
                     std::to_wstring(table_->schema.columns.size()) + L" columns)");
+    for (const XeString& note : plan_.scanNotes) description.Add(L"  " + note);
   }
   for (const PlanDocuments& documents : plan_.documents) {
     description.Add(L"json documents of " + table_->schema.columns.at(documents.column).name);

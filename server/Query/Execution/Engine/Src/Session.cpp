@@ -6,6 +6,7 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
+#include "JsonLinesTable.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
@@ -132,6 +133,10 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
   }
 }
 
+XeString Session::FindTextReason(const XeString& table, std::size_t column) {
+  return FindOrLoad(table)->FindTextReason(column);
+}
+
 LookupSourcePtr Session::FindLookup(const XeString& table) {
   const TablePtr found = FindOrLoad(table);
   const std::vector<ColumnInfo>& columns = found->Get().schema.columns;
@@ -203,6 +208,11 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
   if (parsed.kind == TablePath::Kind::kDatabase) {
     return std::make_shared<LoadedTable>(std::make_shared<const Table>(
         LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
+  }
+  if (parsed.kind == TablePath::Kind::kJsonLines) {
+    return std::make_shared<JsonLinesTable>(FindFiles(parsed.file), name, declared,
+                                            fileOptions_.file.encoding,
+                                            fileOptions_.file.threads > 1);
   }
   CheckStandardInput(parsed.file);
   auto table = std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);

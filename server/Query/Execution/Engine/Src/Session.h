@@ -72,12 +72,13 @@ class Session : public Catalog {
   }
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
-  /// table that was added, a path (NAME.csv, NAME.tsv or FILE.db:table), and NAME.csv in the
+  /// table that was added, a path (as AddTable has it), and NAME.csv in the
   /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file), 57031
   /// (path, kind), 57032, and those of the readers.
   const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
+  XeString FindTextReason(const XeString& table, std::size_t column) override;
   LookupSourcePtr FindLookup(const XeString& table) override;
 
   /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws

@@ -48,6 +48,12 @@ XeDataType ColumnSurvey::GetType() const {
   return found == std::end(kTypes) ? XeVarCharData : *found;
 }
 
+XeString DescribeTextReason(std::string_view value, const RecordPlace& place,
+                            const std::string& file) {
+  const XeString reason = L"\"" + QuotedValue(value) + L"\" in " + place.Text();
+  return file.empty() ? reason : reason + L" of \"" + Wide(file) + L"\"";
+}
+
 ColumnInfo DescribeColumn(const XeString& name, const std::optional<ColumnInfo>& declared,
                           XeDataType inferred, uint32 longest, bool nullable) {
   ColumnInfo column;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Catalog.h"
+#include "TableError.h"
 #include "ValueReader.h"
 
 namespace sqxer {
@@ -27,6 +28,8 @@ class ColumnSurvey {
   /// Values that all read as one of the given type.
   void AddValuesOf(XeDataType type, uint64 count);
 
+  /// Whether there are values, and a kind that all have.
+  bool HasKind() const { return values_ > 0 && kinds_ != 0; }
   uint64 GetValues() const { return values_; }
   /// The first kind that all values have; varying text when there is none, and without any value.
   XeDataType GetType() const;
@@ -35,6 +38,11 @@ class ColumnSurvey {
   unsigned kinds_ = kAllKinds;
   uint64 values_ = 0;
 };
+
+/// The value that left its column without a kind, as messages say it: `"n/a" in line 4`. `file` is
+/// empty where there is only one.
+XeString DescribeTextReason(std::string_view value, const RecordPlace& place,
+                            const std::string& file);
 
 /// A column as expressions see it, of the declared type if one is given. `longest`: the characters
 /// of its longest text.

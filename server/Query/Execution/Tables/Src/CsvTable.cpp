@@ -14,25 +14,8 @@ std::string_view FieldOf(const RecordSlice& slice, uint32 row, uint32 column) {
   return {slice.text + start, slice.GetEnd(row, column) - start};
 }
 
-/// The values of a vector of texts, all of which read as values of the type.
-ColumnVector ConvertTexts(const ColumnVector& texts, XeDataType type) {
-  const auto builder =
-      VectorBuilder::Make(type, VectorBuilder::kAnyLength, VectorBuilder::Options());
-  builder->Expect(texts.rows);
-  const ColumnVector& entries = texts.dictionary ? *texts.dictionary : texts;
-  std::string text;
-  for (uint64 row = 0; row < texts.rows; ++row) {
-    if (texts.IsNull(row)) {
-      builder->AppendNull();
-      continue;
-    }
-    // Numbers, dates and truth values are ASCII.
-    const uint64 entry = texts.dictionary ? texts.GetCode(row) : row;
-    const uint64 start = entries.GetOffset(entry);
-    const auto* const characters = reinterpret_cast<const char*>(entries.values) + start;
-    builder->Append({characters, entries.GetOffset(entry + 1) - start});
-  }
-  return builder->Take();
+bool IsNullField(std::string_view field, const std::string& nullText) {
+  return field.empty() || (!nullText.empty() && field == nullText);
 }
 
 /// Calls `use` with the text of each field of a column that is no NULL, from row `first` on.
@@ -41,7 +24,7 @@ void ForEachText(const RecordSlice& slice, uint32 column, uint32 first, const st
                  Use&& use) {
   for (uint32 row = first; row < slice.rows; ++row) {
     const std::string_view field = FieldOf(slice, row, column);
-    if (field.empty() || (!nullText.empty() && field == nullText)) continue;
+    if (IsNullField(field, nullText)) continue;
     if (slice.hasQuotes && field.front() == '"') {
       use(std::string_view(UnquoteField(field)));
     } else {
@@ -197,9 +180,46 @@ class CsvTable::Surveyor final : public SliceSink {
   const std::string& nullText_;
 };
 
+/// Looks for the value that made a column text.
+class CsvTable::ReasonFinder final : public SliceSink {
+ public:
+  ReasonFinder(uint32 column, uint64 mostRows, const std::string& nullText, bool hasOneFile)
+      : column_(column), mostRows_(mostRows), nullText_(nullText), hasOneFile_(hasOneFile) {}
+
+  bool Take(const RecordSlice& slice, const RecordPlaces& places) override {
+    for (uint32 row = 0; row < slice.rows && rows_ < mostRows_; ++row, ++rows_) {
+      const std::string_view field = FieldOf(slice, row, column_);
+      if (IsNullField(field, nullText_)) continue;
+      const bool hadKind = survey_.HasKind();
+      const std::string text = field.front() == '"' ? UnquoteField(field) : std::string(field);
+      survey_.Add(text);
+      if (survey_.HasKind()) continue;
+      // A column that is text from its first value on needs no reason.
+      if (hadKind) {
+        reason_ = DescribeTextReason(text, places.PlaceOf(slice, row),
+                                     hasOneFile_ ? std::string() : places.GetPath());
+      }
+      return false;
+    }
+    return rows_ < mostRows_;
+  }
+
+  const XeString& GetReason() const { return reason_; }
+
+ private:
+  const uint32 column_;
+  const uint64 mostRows_;
+  const std::string& nullText_;
+  const bool hasOneFile_;
+  uint64 rows_ = 0;
+  ColumnSurvey survey_;
+  XeString reason_;
+};
+
 CsvTable::CsvTable(const std::vector<std::string>& paths, const XeString& name,
                    const DeclaredTypes& declared, const CsvTableOptions& options)
     : path_(paths.front()),
+      hasOneFile_(paths.size() == 1),
       options_(options),
       scan_(paths, options.file),
       names_(path_, scan_.GetNames(), declared),
@@ -228,6 +248,16 @@ const TableSchema& CsvTable::Require(const TableRequest& request, LoadProgress p
   }
   Load(wanted, request.mostRows, progress);
   return table_.schema;
+}
+
+XeString CsvTable::FindTextReason(std::size_t column) {
+  const bool isInferredText = isLoaded_[column] && !names_.GetDeclared(column) &&
+                              table_.schema.columns[column].type == XeVarCharData;
+  if (!isInferredText || !scan_.IsRepeatable()) return {};
+  ReasonFinder finder(static_cast<uint32>(column), table_.rowCount, options_.nullText, hasOneFile_);
+  SliceSink* const sink = &finder;
+  scan_.Scan({&sink, 1}, nullptr);
+  return finder.GetReason();
 }
 
 void CsvTable::Load(const std::vector<uint32>& wanted, std::optional<uint64> mostRows,

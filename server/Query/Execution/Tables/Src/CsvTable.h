@@ -40,6 +40,7 @@ class CsvTable final : public LazyTable {
 
   const TableSchema& Require(const TableRequest& request, LoadProgress progress) override;
   const Table& Get() const override { return table_; }
+  XeString FindTextReason(std::size_t column) override;
   bool HasAllRows() const override { return hasAllRows_; }
   bool IsRepeatable() const override { return scan_.IsRepeatable(); }
   /// Whether the header looks like a row of the table.
@@ -49,6 +50,7 @@ class CsvTable final : public LazyTable {
   struct Column;
   class Worker;
   class Surveyor;
+  class ReasonFinder;
   /// What has been read and is not kept yet.
   struct Loaded {
     /// By column of the table: a vector for each stretch of rows; none for a column not read.
@@ -68,6 +70,7 @@ class CsvTable final : public LazyTable {
   void Keep(Loaded loaded, std::optional<uint64> mostRows);
 
   std::string path_;
+  bool hasOneFile_;
   CsvTableOptions options_;
   CsvScan scan_;
   ColumnNames names_;

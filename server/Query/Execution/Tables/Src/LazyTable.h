@@ -14,6 +14,8 @@ class LazyTable {
   /// it was.
   virtual const TableSchema& Require(const TableRequest& request, LoadProgress progress) = 0;
   virtual const Table& Get() const = 0;
+  /// The value that made a column text, as Catalog has it. Errors as Require.
+  virtual XeString FindTextReason(std::size_t /*column*/) { return {}; }
   /// Not only the first rows, because no more were asked for.
   virtual bool HasAllRows() const { return true; }
   /// Whether rows that were not read can be read later, by a table opened anew.

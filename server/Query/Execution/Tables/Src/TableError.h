@@ -38,8 +38,12 @@ enum TableErrorCode {
   kFieldCountOfFirst = 57026,
   kReadAlready = 57027,
   kNoFileMatches = 57028,
+  kNoJsonObject = 57029,
+  kDuplicateKey = 57030,
   kForeignFile = 57031,
   kStandardInputTaken = 57032,
+  kLineTooLarge = 57033,
+  kNoKeys = 57034,
   kLastFileError = 57099,
 };
 

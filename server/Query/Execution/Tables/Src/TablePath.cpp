@@ -36,6 +36,7 @@ TablePath TablePath::Parse(const std::string& path) {
   const std::string_view text = WithoutPacking(path);
   if (text.ends_with(".csv") || path == "-") return {Kind::kCsv, path, ""};
   if (text.ends_with(".tsv")) return {Kind::kTsv, path, ""};
+  if (text.ends_with(".jsonl") || text.ends_with(".ndjson")) return {Kind::kJsonLines, path, ""};
   const std::size_t mark = path.rfind(kDatabaseMark);
   const std::size_t table = mark + kDatabaseMark.size();
   if (mark == std::string::npos || table >= path.size()) {

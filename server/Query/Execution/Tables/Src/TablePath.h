@@ -9,13 +9,14 @@ namespace sqxer {
 
 /// A path to a table: of a text file, or of a table in a database file.
 struct TablePath {
-  enum class Kind { kNone, kCsv, kTsv, kDatabase };
+  enum class Kind { kNone, kCsv, kTsv, kJsonLines, kDatabase };
   Kind kind = Kind::kNone;
   std::string file;
   std::string table;
 
-  /// NAME.csv or NAME.tsv, also packed (.gz, .zst), "-" for standard input, a path to a pipe or a
-  /// device, or FILE.db:table; of kind kNone for any other text.
+  /// NAME.csv, NAME.tsv, or NAME.jsonl or NAME.ndjson for JSON lines, also packed (.gz, .zst), "-"
+  /// for standard input, a path to a pipe or a device, or FILE.db:table; of kind kNone for any
+  /// other text.
   static TablePath Parse(const std::string& path);
 
   bool IsPath() const { return kind != Kind::kNone; }

@@ -24,7 +24,7 @@ class TypedBuilder : public VectorBuilder {
 
   Outcome Append(std::string_view text) final {
     Self().Reserve(1);
-    const Outcome outcome = Self().TakeText(Pad(std::string(text)));
+    const Outcome outcome = Self().TakeText(Pad(text));
     if (outcome == Outcome::kTaken) EndValue();
     return outcome;
   }
@@ -60,11 +60,10 @@ class TypedBuilder : public VectorBuilder {
     return inside.find('"') == std::string_view::npos ? inside : Pad(UnquoteField(field));
   }
   /// Builders read words, so beyond the end of a text.
-  std::string_view Pad(std::string text) {
-    const std::size_t size = text.size();
-    padded_ = std::move(text);
+  std::string_view Pad(std::string_view text) {
+    padded_.assign(text);
     padded_.append(ColumnBuffer::kColumnPadding, '\0');
-    return {padded_.data(), size};
+    return {padded_.data(), text.size()};
   }
 
   std::string padded_;

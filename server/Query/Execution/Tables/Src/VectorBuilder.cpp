@@ -75,4 +75,24 @@ ColumnVector VectorBuilder::Take() {
   return vector;
 }
 
+ColumnVector ConvertTexts(const ColumnVector& texts, XeDataType type) {
+  const auto builder =
+      VectorBuilder::Make(type, VectorBuilder::kAnyLength, VectorBuilder::Options());
+  builder->Expect(texts.rows);
+  const ColumnVector& entries = texts.dictionary ? *texts.dictionary : texts;
+  std::string text;
+  for (uint64 row = 0; row < texts.rows; ++row) {
+    if (texts.IsNull(row)) {
+      builder->AppendNull();
+      continue;
+    }
+    // Numbers, dates and truth values are ASCII.
+    const uint64 entry = texts.dictionary ? texts.GetCode(row) : row;
+    const uint64 start = entries.GetOffset(entry);
+    const auto* const characters = reinterpret_cast<const char*>(entries.values) + start;
+    builder->Append({characters, entries.GetOffset(entry + 1) - start});
+  }
+  return builder->Take();
+}
+
 }  // namespace sqxer

@@ -95,4 +95,8 @@ class VectorBuilder {
   std::vector<ColumnBlock> blocks_;
 };
 
+/// The values of a vector of texts, NULLs among them, all of which read as values of the
+/// type.
+ColumnVector ConvertTexts(const ColumnVector& texts, XeDataType type);
+
 }  // namespace sqxer

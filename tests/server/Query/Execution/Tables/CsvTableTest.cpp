@@ -190,9 +190,10 @@ TEST_F(CsvTable, IsFoundByNameAndPath) {
             "\"nope.csv\" cannot be read: No such file or directory");
   std::filesystem::create_directory(folder_.File("d.csv"));
   EXPECT_EQ(errorOf("d"), "\"d.csv\" cannot be read: Is a directory");
-  EXPECT_EQ(ErrorOf(folder_.Path(), [&] { session.AddTable("x", "x.txt"); }),
-            "a table is a file that ends in .csv or .tsv, also packed (.gz, .zst), a pipe, - for "
-            "standard input, or FILE.db:table: \"x.txt\"");
+  EXPECT_EQ(
+      ErrorOf(folder_.Path(), [&] { session.AddTable("x", "x.txt"); }),
+      "a table is a file that ends in .csv, .tsv or .jsonl, also packed (.gz, .zst), a pipe, - for "
+      "standard input, or FILE.db:table: \"x.txt\"");
 }
 
 /// A table of many rows; `late` is the value of the column c in the one before the last.
