@@ -16,7 +16,7 @@ void BinaryComparison::Bind(XeAListStream* stream, RExpression*& replacement, Me
 
 void IsNullLongVarBinary::Bind(XeAListStream* stream, RExpression*& replacement,
                                MetaDataInfo& info) {
-  UnaryOperator::Bind(stream, replacement, info);
+  BindOperand(stream, replacement, info);
   CheckDataTypeAndThrowError(only_, {XeLongVarBinaryData}, L"IsNull");
   resultDataType_ = XeBoolean;
   info.isNullable_ = false;

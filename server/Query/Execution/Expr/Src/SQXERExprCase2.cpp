@@ -140,8 +140,11 @@ void Case::SetIthOperand(int index, RExpression* operand) { Slot(index) = operan
 
 void Case::SetCaseExprType(XeDataType type) {
   caseExprDataType_ = type;
-  lookup_ = ChooseByEquality(
-      type, []<class T>(std::type_identity<T>) -> Lookup { return &Case::EvalLookup<T>; });
+  lookup_ = ChooseByEquality(type, []<class T>(std::type_identity<T>) {
+    // A variable, since clang 16 leaves out a template whose address alone is returned.
+    const Lookup lookup = &Case::EvalLookup<T>;
+    return lookup;
+  });
 }
 
 void Case::UseCharCompareFunc() {
@@ -286,8 +289,10 @@ RExpression* NullIf::GetIthOperand(int index) { return Slot(index); }
 void NullIf::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand; }
 
 void NullIf::ChooseEvaluation() {
-  evaluate_ = ChooseByEquality(resultDataType_, []<class T>(std::type_identity<T>) -> Evaluation {
-    return &NullIf::EvalTyped<T>;
+  evaluate_ = ChooseByEquality(resultDataType_, []<class T>(std::type_identity<T>) {
+    // A variable as in Case.
+    const Evaluation evaluate = &NullIf::EvalTyped<T>;
+    return evaluate;
   });
 }
 

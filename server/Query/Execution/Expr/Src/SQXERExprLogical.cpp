@@ -51,7 +51,7 @@ RExprReturn WriteTruth(Truth truth, void* out) {
 }  // namespace
 
 void IsNull::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  UnaryOperator::Bind(stream, replacement, info);
+  BindOperand(stream, replacement, info);
   const XeDataType type = only_->GetResultDataType();
   const TypedVariant* variant = FindVariant(kIsNullVariants, type);
   if (variant == nullptr) throwExecutionError(kTypeNotComparable, L"IsNull", type, XeUnknown);

@@ -16,6 +16,12 @@ class SQXEREXPR_API IsNull : public UnaryOperator {
  public:
   using UnaryOperator::UnaryOperator;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+
+ protected:
+  /// Binds the operand, without the choice of a variant that Bind makes.
+  void BindOperand(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+    UnaryOperator::Bind(stream, replacement, info);
+  }
 };
 
 template <class T>
