@@ -61,7 +61,7 @@ std::size_t TextDecoder::Decode(std::string_view& in, bool isLast, char* out, st
     UErrorCode status = U_ZERO_ERROR;
     ucnv_convertEx(state.utf8.get(), state.from.get(), &target, targetLimit, &source,
                    bytes.data() + bytes.size(), state.pivot, &state.pivotSource, &state.pivotTarget,
-                   state.pivot + std::size(state.pivot), false, isEnd, &status);
+                   state.pivot + std::size(state.pivot), false, static_cast<UBool>(isEnd), &status);
     bytes.remove_prefix(static_cast<std::size_t>(source - bytes.data()));
     return status;
   };
