@@ -92,10 +92,16 @@ OutputStream::OutputStream(const std::optional<std::string>& path)
 void OutputStream::OpenTemporary() {
   const fs::path path(path_);
   temporary_ = (path.parent_path() / fmt::format(".{}.XXXXXX", path.filename().string())).string();
-  descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
-  if (descriptor_ < 0) throw OutputError(errno, name_);
-  unfinished = temporary_.c_str();
   RemoveUnfinishedOnSignals();
+  // A signal between the file and its name for the handler would leave the file.
+  sigset_t all, before;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, &before);
+  descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
+  const int error = errno;
+  if (descriptor_ >= 0) unfinished = temporary_.c_str();
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  if (descriptor_ < 0) throw OutputError(error, name_);
   struct stat old;
   fchmod(descriptor_, stat(path_.c_str(), &old) == 0 ? old.st_mode & 07777 : DefaultMode());
 }
