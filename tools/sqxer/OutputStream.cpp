@@ -25,10 +25,12 @@ constexpr const char* kStandardOutput = "standard output";
 /// The path of a file that is not complete; null for none.
 std::atomic<const char*> unfinished = nullptr;
 
-/// Where a signal ends the process, with the action that it had.
-void RemoveUnfinished(int signal) {
+/// Where a signal ends the process, with the action that it had. That comes back only when the file
+/// is gone: the same signal may come twice, the second time to another thread.
+void RemoveUnfinished(int number) {
   if (const char* const path = unfinished) unlink(path);
-  raise(signal);
+  signal(number, SIG_DFL);
+  raise(number);
 }
 
 void RemoveUnfinishedOnSignals() {
@@ -38,7 +40,6 @@ void RemoveUnfinishedOnSignals() {
     // Under nohup a signal stays ignored.
     if (action.sa_handler != SIG_DFL) continue;
     action.sa_handler = &RemoveUnfinished;
-    action.sa_flags = SA_RESETHAND;
     sigaction(signal, &action, nullptr);
   }
 }
