@@ -146,7 +146,9 @@ TEST_F(Command, FilesOfResultsAppearWhenComplete) {
   // Whatever fails, first or last, the old file stays and nothing stands beside it.
   for (const char* line : {"sqxer --out old.csv 'SELECT 1 / a FROM t'",
                            "sqxer --out old.csv 'SELECT nope FROM t; SELECT a FROM t'",
-                           "ulimit -f 10; sqxer --out old.csv 'SELECT a FROM t'"}) {
+                           "ulimit -f 10; sqxer --out old.csv 'SELECT a FROM t'",
+                           "timeout 1 " SQXER_BINARY_DIR
+                           "/bin/sqxer --out old.csv --repeat 1000000 'SELECT COUNT(*) FROM t'"}) {
     SCOPED_TRACE(line);
     const Result result = Shell(line);
     EXPECT_NE(result.status, 0);
