@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SQXERBatchArithmetic.h"
 #include "SQXERExpression.h"
 #include "SQXEROpsArithmetic.h"
 
@@ -44,6 +45,23 @@ class ArithmeticNode : public Generic {
     return kTrue;
   }
 
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    return EvalPairBatch(
+        *this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
+        [this](const BatchVector& left, const BatchVector& right, const BatchRows& wanted,
+               BatchVector& result) {
+          BatchBuffers& buffers = this->GetBatchBuffers();
+          T* const values = buffers.template Values<T>();
+          result.form = BatchFormOf<T>::kForm;
+          result.values = reinterpret_cast<const uint8*>(values);
+          return CombineVectors<Op<T>>(left, right, wanted, values, buffers, result);
+        });
+  }
+  BatchCost GetBatchCost() final {
+    return FallibleBinaryOp<Op<T>, T> ? BatchCost::kDear
+                                      : CostOfAll(*this->left_, *this->right_);
+  }
+
  protected:
   T value1_{};
 
@@ -79,6 +97,16 @@ class NumberArithmeticNode : public Generic {
     return kTrue;
   }
 
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    return EvalPairBatch(
+        *this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
+        [this](const BatchVector& left, const BatchVector& right, const BatchRows& wanted,
+               BatchVector& result) {
+          return CombineDecimals<Op<VelmarNumber>>(left, right, wanted, this->GetBatchBuffers(),
+                                                   result);
+        });
+  }
+
  protected:
   VelmarNumber number1_;
   VelmarNumber number2_;
@@ -100,6 +128,21 @@ class NegateNode : public Generic {
       Op<T>::Apply(value, value);
     }
     return this->retCode_;
+  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    if constexpr (HasOneBatchForm<T>) {
+      if (!EvaluateBatch(*this->only_, rows, out)) return false;
+      T* const values = this->GetBatchBuffers().template Values<T>();
+      MapValues(out.As<T>(), values, RowsOf(out, rows), [](T value) {
+        Op<T>::Apply(value, value);
+        return value;
+      });
+      out.values = reinterpret_cast<const uint8*>(values);
+      out.block = nullptr;
+      return true;
+    } else {
+      return Generic::EvalBatch(rows, out);
+    }
   }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SQXERBatchLoops.h"
 #include "SQXERExpression.h"
 #include "SQXEROpsCompare.h"
 
@@ -21,6 +22,26 @@ class CompareNode : public Generic {
     if (this->retCode_ != kTrue) return this->retCode_;
     *static_cast<uint8*>(out) = Op::Apply(value1_, value2_);
     return kTrue;
+  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    if constexpr (HasBatchForm<T>) {
+      return EvalPairBatch(
+          *this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
+          [this](const BatchVector& left, const BatchVector& right, const BatchRows& wanted,
+                 BatchVector& result) {
+            BatchBuffers& buffers = this->GetBatchBuffers();
+            uint8* const values = buffers.Values<uint8>();
+            result.form = ColumnForm::kUInt8;
+            result.values = values;
+            CompareVectors<Op, T>(left, right, wanted, buffers, values);
+            return true;
+          });
+    } else {
+      return Generic::EvalBatch(rows, out);
+    }
+  }
+  BatchCost GetBatchCost() final {
+    return HasBatchForm<T> ? CostOfAll(*this->left_, *this->right_) : BatchCost::kDear;
   }
 
  protected:
@@ -67,6 +88,39 @@ class BetweenNode : public Generic {
     if (this->retCode_ != kTrue) return this->retCode_;
     *static_cast<uint8*>(out) = BetweenOp::Apply(valueComp_, valueLow_, valueHigh_);
     return kTrue;
+  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    if constexpr (HasBatchForm<T>) {
+      BatchVector value;
+      BatchVector low;
+      BatchVector high;
+      if (!EvaluateBatch(*this->compareOp_, rows, value) ||
+          !EvaluateBatch(*this->lowOp_, rows, low) || !EvaluateBatch(*this->highOp_, rows, high)) {
+        return false;
+      }
+      BatchBuffers& buffers = this->GetBatchBuffers();
+      uint8* const values = buffers.Values<uint8>();
+      uint8* const reachesLow = buffers.Truths(0);
+      uint8* const reachesHigh = buffers.Truths(1);
+      BatchVector both;
+      IntersectValidity(value, low, rows, buffers.Validity(), both);
+      out = BatchVector();
+      IntersectValidity(both, high, rows, buffers.Validity(), out);
+      const BatchRows wanted = RowsOf(out, rows);
+      CompareVectors<LessThanEqualToOp, T>(low, value, wanted, buffers, reachesLow);
+      CompareVectors<LessThanEqualToOp, T>(value, high, wanted, buffers, reachesHigh);
+      MapPairs(reachesLow, false, reachesHigh, false, values, wanted,
+               [](uint8 a, uint8 b) { return a & b; });
+      out.form = ColumnForm::kUInt8;
+      out.values = values;
+      return true;
+    } else {
+      return Generic::EvalBatch(rows, out);
+    }
+  }
+  BatchCost GetBatchCost() final {
+    return HasBatchForm<T> ? CostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_)
+                           : BatchCost::kDear;
   }
 
  protected:

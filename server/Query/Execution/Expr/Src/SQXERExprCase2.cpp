@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "SQXERBatchBranches.h"
 #include "SQXERExprConvert.h"
 #include "SQXEROpsCompare.h"
 #include "SQXERTypedVariant.h"
@@ -213,6 +214,30 @@ RExprReturn Case::Eval(void* out) {
   return retCode_ = EvalFirst(holds, out);
 }
 
+bool Case::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  // The lookup form tells NULL from NULL and from no match: that is done row by row.
+  if (caseExpr_ != nullptr) return RExpression::EvalBatch(rows, out);
+  BatchBranches branches(rows, GetBatchBuffers());
+  for (std::size_t i = 0; i < whenExprs_.size() && branches.HasRows(); ++i) {
+    BatchVector truth;
+    if (!EvaluateBatch(*whenExprs_[i], branches.GetRows(), truth)) return false;
+    const bool isTaken = branches.Split(
+        [&](uint32 row) {
+          return !truth.IsNull(row) && truth.values[truth.isConstant ? 0 : row] == 1;
+        },
+        [&](const BatchRows& taken, BatchVector& values) {
+          return EvaluateBatch(*resultExprs_[i], taken, values);
+        });
+    if (!isTaken) return false;
+  }
+  if (branches.HasRows() && resultExprs_.size() > whenExprs_.size()) {
+    BatchVector values;
+    if (!EvaluateBatch(*resultExprs_.back(), branches.GetRows(), values)) return false;
+    branches.TakeAll(values);
+  }
+  return branches.Finish(out);
+}
+
 template <class T>
 RExprReturn Case::EvalLookup(void* out) {
   T value{};
@@ -264,6 +289,11 @@ RExprReturn IfNull::Eval(void* out) {
   retCode_ = opExpr_->Eval(out);
   if (retCode_ == kUnknown) retCode_ = valueExpr_->Eval(out);
   return retCode_;
+}
+
+bool IfNull::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  RExpression* const values[] = {opExpr_, valueExpr_};
+  return EvalFirstValue(values, rows, GetBatchBuffers(), out);
 }
 
 // NULLIF
@@ -359,6 +389,10 @@ void Coalesce::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataIn
   if (branches.type == XeUnknown) RaiseError(kNothingTyped, {});
   for (RExpression*& value : valueExprs_) ConvertBranch(value, branches);
   DescribeResult(branches, isNullable, info);
+}
+
+bool Coalesce::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return EvalFirstValue(valueExprs_, rows, GetBatchBuffers(), out);
 }
 
 RExprReturn Coalesce::Eval(void* out) {

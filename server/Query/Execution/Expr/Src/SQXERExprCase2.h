@@ -62,6 +62,7 @@ class SQXEREXPR_API Case final : public Conditional {
 
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
   RExprType GetExpressionType() override { return kCaseExpression; }
   /// The case operand when there is one, the WHENs, the results.
   RExpression* GetIthOperand(int index) override;
@@ -107,6 +108,7 @@ class SQXEREXPR_API IfNull final : public Conditional {
 
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
   RExprType GetExpressionType() override { return kIfNullExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
@@ -158,6 +160,7 @@ class SQXEREXPR_API Coalesce final : public Conditional {
 
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
   RExprType GetExpressionType() override { return kCoalesceExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;

@@ -16,6 +16,10 @@ class SQXEREXPR_API Constant : public RExpression {
  public:
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return EvalOnce(rows, out);
+  }
+  BatchCost GetBatchCost() override { return BatchCost::kFree; }
   RExprType GetExpressionType() override { return kConstantExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;

@@ -3,7 +3,7 @@
 #include <cwchar>
 #include <limits>
 
-#include "SQXERExpression.h"
+#include "SQXERBatchLoops.h"
 #include "SQXEROpsConvert.h"
 
 namespace sqxer {
@@ -51,6 +51,17 @@ class ConvertValue : public Convert {
       *static_cast<typename Op::To*>(out) = AtSourcePosition([this] { return Op::Apply(value1_); });
     }
     return retCode_;
+  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    if (!EvaluateBatch(*only_, rows, out)) return false;
+    ConvertVector<Op>(RowsOf(out, rows), GetBatchBuffers(), out);
+    return true;
+  }
+  BatchCost GetBatchCost() override {
+    // From a double a conversion may fail or take its time.
+    return std::is_arithmetic_v<typename Op::To> && std::is_arithmetic_v<typename Op::From>
+               ? only_->GetBatchCost()
+               : BatchCost::kDear;
   }
 
  protected:

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "SQXERBatchLoops.h"
+
 #include "Utility/BaseStringUtil.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
@@ -223,6 +225,51 @@ void Extract::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInf
 }
 
 RExprReturn Extract::Eval(void*) { XeLogicError("Eval of a column that is not bound"); }
+
+namespace {
+
+/// The narrow number of a column as T.
+template <class T>
+bool WidenBatch(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
+  T* const values = buffers.Values<T>();
+  const auto widen = [&]<class Narrow>(std::type_identity<Narrow>) {
+    MapValues(out.As<Narrow>(), values, RowsOf(out, rows),
+              [](Narrow value) { return static_cast<T>(value); });
+    out.form = BatchFormOf<T>::kForm;
+    out.values = reinterpret_cast<const uint8*>(values);
+    return true;
+  };
+  switch (out.form) {
+    case ColumnForm::kInt8:
+      return widen(std::type_identity<int8>());
+    case ColumnForm::kUInt8:
+      return widen(std::type_identity<uint8>());
+    case ColumnForm::kInt16:
+      return widen(std::type_identity<int16>());
+    case ColumnForm::kUInt16:
+      return widen(std::type_identity<uint16>());
+    case ColumnForm::kInt32:
+      return widen(std::type_identity<int32>());
+    case ColumnForm::kUInt32:
+      return widen(std::type_identity<uint32>());
+    case ColumnForm::kFloat32:
+      return widen(std::type_identity<float32>());
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+bool Extract::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!ReadsRecord()) return RExpression::EvalBatch(rows, out);
+  out = rows.source->GetField(static_cast<uint32>(fieldIndex_));
+  if (convert_ == nullptr) return true;
+  const bool isWidened =
+      (resultDataType_ == XeInt4Data && WidenBatch<int32>(rows, GetBatchBuffers(), out)) ||
+      (resultDataType_ == XeDoubleData && WidenBatch<float64>(rows, GetBatchBuffers(), out));
+  return isWidened || RExpression::EvalBatch(rows, out);
+}
 
 RExpression* Extract::GetIthOperand(int) { XeLogicError("a column has no operands"); }
 

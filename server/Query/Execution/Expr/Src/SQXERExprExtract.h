@@ -25,6 +25,8 @@ class SQXEREXPR_API Extract : public RExpression {
 
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  BatchCost GetBatchCost() override { return ReadsRecord() ? BatchCost::kFree : BatchCost::kDear; }
   RExprType GetExpressionType() override { return kExtractExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
@@ -33,6 +35,8 @@ class SQXEREXPR_API Extract : public RExpression {
   int GetFieldIndex() const { return fieldIndex_; }
   bool IsGrandTotalExpr() const { return m_bGrandTotal; }
   const XeString& GetFieldName() const { return fieldName_; }
+  /// Whether the value stands in the record.
+  virtual bool ReadsRecord() const { return true; }
   /// Null before Bind.
   const XeFieldDescriptorRef& GetFieldDescriptor() const { return fieldDescriptor_; }
 

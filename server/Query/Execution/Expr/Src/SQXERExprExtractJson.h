@@ -30,6 +30,7 @@ class SQXEREXPR_API ExtractJson final : public Extract {
   RExprReturn Eval(void* out) override;
   RExprType GetExpressionType() override { return kJsonValueExpressoin; }
 
+  bool ReadsRecord() const override { return false; }
   const XeString& GetPath() const { return m_path; }
 
  private:

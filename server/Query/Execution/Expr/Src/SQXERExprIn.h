@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "SQXERBatchLoops.h"
 #include "SQXERExpression.h"
 #include "SQXEROpsCompare.h"
 #include "SQXEROpsIn.h"
@@ -87,10 +88,48 @@ class InNode : public In {
         constants, [](const T& a, const T& b) { return EqualToOp::Apply(a, b); }, out);
   }
 
+  template <class Set>
+  bool EvalInBatch(const Set& constants, const BatchRows& rows, BatchVector& out) {
+    if (!otherExprInList_.empty()) return In::EvalBatch(rows, out);
+    BatchVector operand;
+    if (!EvaluateBatch(*operand_, rows, operand)) return false;
+    uint8* const values = GetBatchBuffers().template Values<uint8>();
+    out = BatchVector();
+    out.form = ColumnForm::kUInt8;
+    out.values = values;
+    out.isConstant = operand.isConstant;
+    out.validity = operand.validity;
+    FindMembers(constants, operand, RowsOf(operand, rows), values);
+    return true;
+  }
+
   T value1_{};
   T value2_{};
 
  private:
+  template <class Set>
+  void FindMembers(const Set& constants, const BatchVector& operand, const BatchRows& rows,
+                   uint8* values) {
+    constexpr std::size_t kFew = 16;
+    if constexpr (std::is_arithmetic_v<T>) {
+      if (constants.GetSize() <= kFew) {
+        // Comparing with all of them is faster than searching.
+        std::fill_n(values, rows.count, uint8{0});
+        for (const T& member : constants.GetValues()) {
+          const T* const operands = operand.As<T>();
+          for (uint32 row = 0; row < rows.count; ++row) values[row] |= operands[row] == member;
+        }
+        for (uint32 row = 0; row < rows.count; ++row) values[row] ^= bIsNegated_ ? 1 : 0;
+        return;
+      }
+    }
+    rows.ForEach([&](uint32 row) {
+      if (!operand.IsNull(row)) {
+        values[row] = constants.Contains(ReadBatchValue<T>(operand, row)) != bIsNegated_;
+      }
+    });
+  }
+
   template <class Equal>
   bool IsOther(Equal equal) {
     for (RExpression* member : otherExprInList_) {
@@ -122,6 +161,9 @@ class SQXEREXPR_API InInt32 final : public InNode<int32> {
  public:
   using InNode::InNode;
   RExprReturn Eval(void* out) override { return EvalIn(int32Set, out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return EvalInBatch(int32Set, rows, out);
+  }
 
  private:
   const MemberSet<int32> int32Set{ConstantValues()};
@@ -131,6 +173,9 @@ class SQXEREXPR_API InUInt32 final : public InNode<uint32> {
  public:
   using InNode::InNode;
   RExprReturn Eval(void* out) override { return EvalIn(uint32Set, out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return EvalInBatch(uint32Set, rows, out);
+  }
 
  private:
   const MemberSet<uint32> uint32Set{ConstantValues()};
@@ -140,6 +185,9 @@ class SQXEREXPR_API InFloat64 final : public InNode<float64> {
  public:
   using InNode::InNode;
   RExprReturn Eval(void* out) override { return EvalIn(float64Set, out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return EvalInBatch(float64Set, rows, out);
+  }
 
  private:
   const MemberSet<float64> float64Set{ConstantValues()};
@@ -149,6 +197,9 @@ class SQXEREXPR_API InNumber final : public InNode<VelmarNumber> {
  public:
   using InNode::InNode;
   RExprReturn Eval(void* out) override { return EvalIn(numberSet, out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return EvalInBatch(numberSet, rows, out);
+  }
 
  private:
   const MemberSet<VelmarNumber> numberSet{ConstantValues()};
@@ -179,6 +230,9 @@ class SQXEREXPR_API InDateTimeDataType final : public InNode<T> {
  public:
   using InNode<T>::InNode;
   RExprReturn Eval(void* out) override { return this->EvalIn(dateSet, out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return this->EvalInBatch(dateSet, rows, out);
+  }
 
  private:
   const MemberSet<T> dateSet{this->ConstantValues()};

@@ -1,5 +1,6 @@
 #include "SQXERExprLogical.h"
 
+#include "SQXERBatchLoops.h"
 #include "SQXEROpsLogic.h"
 #include "SQXERTypedVariant.h"
 
@@ -48,7 +49,105 @@ RExprReturn WriteTruth(Truth truth, void* out) {
   return kTrue;
 }
 
+/// Truth values as bytes, one for each row, and as bits.
+struct TruthVector {
+  const uint8* values;
+  const uint64* validity;
+
+  TruthVector(const BatchVector& vector, uint8* room) {
+    static constexpr uint64 kNoValues[kMostBatchWords] = {};
+    values = vector.values;
+    validity = vector.validity;
+    if (!vector.isConstant) return;
+    validity = vector.IsNull(0) ? kNoValues : nullptr;
+    std::fill_n(room, kMostBatchRows, vector.IsNull(0) ? uint8{0} : vector.values[0]);
+    values = room;
+  }
+  uint64 GetValidity(uint32 word) const { return validity == nullptr ? ~uint64{0} : validity[word]; }
+};
+
+/// A connective over batches. The right operand is evaluated for the rows that the left one does
+/// not decide; for all of them where that is free.
+template <LogicOp Op>
+bool EvalConnective(RExpression& left, RExpression& right, const BatchRows& rows,
+                    BatchBuffers& buffers, BatchVector& out) {
+  constexpr bool deciding = Op::Decides(Truth::kTrue);
+  BatchVector a;
+  if (!EvaluateBatch(left, rows, a)) return false;
+  if (a.isConstant && !a.IsNull(0) && (a.values[0] != 0) == deciding) {
+    out = a;
+    return true;
+  }
+  const TruthVector x(a, buffers.Truths(0));
+  BatchRows wanted = rows;
+  if (right.GetBatchCost() == BatchCost::kDear) {
+    uint16* const undecided = buffers.Rows();
+    uint32 count = 0;
+    rows.ForEach([&](uint32 row) {
+      const bool isValue = x.validity == nullptr || (x.validity[row / 64] >> row % 64 & 1) != 0;
+      undecided[count] = static_cast<uint16>(row);
+      count += !(isValue && (x.values[row] != 0) == deciding);
+    });
+    if (count == 0) {
+      out = a;
+      return true;
+    }
+    wanted.selected = undecided;
+    wanted.selectedCount = count;
+  }
+  BatchVector b;
+  if (!EvaluateBatch(right, wanted, b)) return false;
+  const TruthVector y(b, buffers.Truths(1));
+  uint8* const values = buffers.Values<uint8>();
+  out = BatchVector();
+  out.form = ColumnForm::kUInt8;
+  out.values = values;
+  // Right wherever the result is known: the operand that is not is then the other one's slave.
+  MapPairs(x.values, false, y.values, false, values, rows,
+           [](uint8 p, uint8 q) { return deciding ? p | q : p & q; });
+  if (x.validity == nullptr && y.validity == nullptr) return true;
+  uint64* const validity = buffers.Validity();
+  for (uint32 word = 0; word * 64 < rows.count; ++word) {
+    const uint64 flip = deciding ? 0 : ~uint64{0};
+    const uint64 p = x.GetValidity(word);
+    const uint64 q = y.GetValidity(word);
+    validity[word] = (p & q) | (p & (PackTruths(x.values + word * 64) ^ flip)) |
+                     (q & (PackTruths(y.values + word * 64) ^ flip));
+  }
+  out.validity = validity;
+  return true;
+}
+
 }  // namespace
+
+bool IsNull::EvalNulls(const BatchRows& rows, BatchVector& out) {
+  BatchVector operand;
+  if (!EvaluateBatch(*only_, rows, operand)) return false;
+  uint8* const values = GetBatchBuffers().Values<uint8>();
+  out = BatchVector();
+  out.form = ColumnForm::kUInt8;
+  out.values = values;
+  out.isConstant = operand.isConstant || operand.validity == nullptr;
+  RowsOf(out, rows).ForEach([&](uint32 row) { values[row] = operand.IsNull(row); });
+  return true;
+}
+
+bool LogicalAnd::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return EvalConnective<AndOp>(*left_, *right_, rows, GetBatchBuffers(), out);
+}
+
+bool LogicalOr::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return EvalConnective<OrOp>(*left_, *right_, rows, GetBatchBuffers(), out);
+}
+
+bool LogicalNot::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!EvaluateBatch(*only_, rows, out)) return false;
+  uint8* const values = GetBatchBuffers().Values<uint8>();
+  MapValues(out.values, values, RowsOf(out, rows), [](uint8 value) { return value != 1; });
+  out.values = values;
+  out.block = nullptr;
+  return true;
+}
 
 void IsNull::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   BindOperand(stream, replacement, info);

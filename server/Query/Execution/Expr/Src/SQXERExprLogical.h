@@ -22,6 +22,7 @@ class SQXEREXPR_API IsNull : public UnaryOperator {
   void BindOperand(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
     UnaryOperator::Bind(stream, replacement, info);
   }
+  bool EvalNulls(const BatchRows& rows, BatchVector& out);
 };
 
 template <class T>
@@ -36,6 +37,7 @@ class IsNullNode : public IsNull {
     *static_cast<uint8*>(out) = retCode_ == kUnknown;
     return kTrue;
   }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final { return EvalNulls(rows, out); }
 
  protected:
   T localValue_{};
@@ -90,6 +92,8 @@ class SQXEREXPR_API LogicalAnd final : public BinaryOperator {
   using BinaryOperator::BinaryOperator;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  BatchCost GetBatchCost() override { return CostOfAll(*left_, *right_); }
 
  private:
   uint8 value1_ = 0;
@@ -104,6 +108,8 @@ class SQXEREXPR_API LogicalOr final : public BinaryOperator {
   using BinaryOperator::BinaryOperator;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  BatchCost GetBatchCost() override { return CostOfAll(*left_, *right_); }
 
  private:
   uint8 value1_ = 0;
@@ -116,6 +122,8 @@ class SQXEREXPR_API LogicalNot final : public UnaryOperator {
   using UnaryOperator::UnaryOperator;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  BatchCost GetBatchCost() override { return only_->GetBatchCost(); }
 };
 
 }  // namespace sqxer

@@ -22,6 +22,9 @@ class SQXEREXPR_API Param final : public RExpression {
   /// A declared type without a value form in the promoted type is a broken invariant, and so is a
   /// block without a value.
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    return EvalOnce(rows, out);
+  }
   RExprType GetExpressionType() override { return kParamExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;

@@ -4,6 +4,7 @@
 #include <source_location>
 #include <vector>
 
+#include "SQXERBatch.h"
 #include "SQXERExprType.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/XeAListStream.h"
@@ -68,6 +69,14 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   /// `out` has room and alignment for it.
   virtual RExprReturn Eval(void* out) = 0;
 
+  /// The values for a batch of rows, as Eval gives them for each; see EvaluateBatch, which is what
+  /// others call. False when some row has no value and is not NULL either: nothing is told of it,
+  /// and the batch is to be done again by rows. What is thrown means the same. A node without a
+  /// loop of its own runs Eval for each row.
+  virtual bool EvalBatch(const BatchRows& rows, BatchVector& out);
+  /// What a batch of the tree costs for rows that do not need it.
+  virtual BatchCost GetBatchCost() { return BatchCost::kDear; }
+
   virtual RExprType GetExpressionType() = 0;
   /// An index outside the operands is a broken invariant.
   virtual RExpression* GetIthOperand(int index) = 0;
@@ -128,6 +137,14 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   int16 numOperands_;
   XeDataType resultDataType_ = XeUnknown;
   bool isRootNode_ = false;
+  /// EvalBatch of a node whose value is the same for every row.
+  bool EvalOnce(const BatchRows& rows, BatchVector& out);
+  /// The node's buffers, made when they are first asked for.
+  BatchBuffers& GetBatchBuffers() {
+    if (!batchBuffers_) batchBuffers_ = std::make_unique<BatchBuffers>();
+    return *batchBuffers_;
+  }
+
   RExprReturn retCode_ = kUnknown;
   /// The operands are bound already: Bind does not bind them again.
   bool skipReBindChildren_ = false;
@@ -135,7 +152,13 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
  private:
   int sourcePosition_ = ErrorMessage::kNoPosition;
   OperandShape boundShape_{0, true};
+  std::unique_ptr<BatchBuffers> batchBuffers_;
+  friend class FewValuesEvaluation;
 };
+
+/// The values of a bound tree for a batch of rows. A tree that reads one column of few different
+/// values is evaluated once for each of them. False, and what is thrown: see EvalBatch.
+SQXEREXPR_API bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out);
 
 /// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.

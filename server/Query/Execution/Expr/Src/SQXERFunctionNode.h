@@ -1,9 +1,22 @@
 #pragma once
 
+#include "SQXERBatchLoops.h"
 #include "SQXERExprFunctionBase.h"
 #include "SQXEROpsNumeric.h"
 
 namespace sqxer {
+
+/// Replaces the values of a vector by those of a function. What it raises goes on.
+template <class Op, class T>
+void MapMath(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
+  T* const values = buffers.Values<T>();
+  rows.ForEach([&](uint32 row) {
+    if (!out.IsNull(row)) ApplyMath<Op>(ReadBatchValue<T>(out, row), values[row]);
+  });
+  out.form = std::same_as<T, VelmarNumber> ? ColumnForm::kNumber : ColumnForm::kFloat64;
+  out.values = reinterpret_cast<const uint8*>(values);
+  out.block = nullptr;
+}
 
 /// A function of one double that gives a double: an op as a node.
 template <class Op>
@@ -23,6 +36,11 @@ class DoubleFunction : public NumericValueFunction {
     }
     return retCode_;
   }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    if (!EvaluateBatch(*operand_, rows, out)) return false;
+    MapMath<Op, float64>(RowsOf(out, rows), GetBatchBuffers(), out);
+    return true;
+  }
 };
 
 /// A function of one number that gives a double or a decimal number, as binding decides.
@@ -38,6 +56,15 @@ class DoubleOrNumericFunction : public NumericValueFunction {
                                                  : &DoubleOrNumericFunction::EvalDouble;
   }
   RExprReturn Eval(void* out) final { return (this->*evaluate_)(out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    if (!EvaluateBatch(*operand_, rows, out)) return false;
+    if (resultDataType_ == XeNumericData) {
+      MapMath<Op<VelmarNumber>, VelmarNumber>(RowsOf(out, rows), GetBatchBuffers(), out);
+    } else {
+      MapMath<Op<float64>, float64>(RowsOf(out, rows), GetBatchBuffers(), out);
+    }
+    return true;
+  }
 
  protected:
   float64 tempValue_ = 0;

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <concepts>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
+#include "Utility/ColumnVector.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeTypes.h"
 
@@ -61,6 +64,57 @@ inline bool WithinFloat64(float64 value) {
   return !(std::fabs(value) > std::numeric_limits<float64>::max());
 }
 
+/// The least and greatest result of integers, whatever their type.
+struct WideBounds {
+  __extension__ typedef __int128 Wide;
+  Wide least;
+  Wide greatest;
+};
+
+// What the operations on integers share. `Unchecked` is the result where it is known to be in
+// range; `Bounds` are those of the results for operands within the given ones. Decimals of one
+// scale are integers: `kAlignsScales` where both operands have to have the same one, which then is
+// that of the result too; it is the sum of theirs otherwise.
+
+struct IntegerSum {
+  static constexpr bool kAlignsScales = true;
+  template <std::integral T>
+  static constexpr T Unchecked(T a, T b) {
+    return static_cast<T>(static_cast<std::make_unsigned_t<T>>(a) +
+                          static_cast<std::make_unsigned_t<T>>(b));
+  }
+  static constexpr WideBounds Bounds(const ColumnBounds<int64>& a, const ColumnBounds<int64>& b) {
+    return {WideBounds::Wide{a.least} + b.least, WideBounds::Wide{a.greatest} + b.greatest};
+  }
+};
+
+struct IntegerDifference {
+  static constexpr bool kAlignsScales = true;
+  template <std::integral T>
+  static constexpr T Unchecked(T a, T b) {
+    return static_cast<T>(static_cast<std::make_unsigned_t<T>>(a) -
+                          static_cast<std::make_unsigned_t<T>>(b));
+  }
+  static constexpr WideBounds Bounds(const ColumnBounds<int64>& a, const ColumnBounds<int64>& b) {
+    return {WideBounds::Wide{a.least} - b.greatest, WideBounds::Wide{a.greatest} - b.least};
+  }
+};
+
+struct IntegerProduct {
+  static constexpr bool kAlignsScales = false;
+  template <std::integral T>
+  static constexpr T Unchecked(T a, T b) {
+    return static_cast<T>(static_cast<std::make_unsigned_t<T>>(a) *
+                          static_cast<std::make_unsigned_t<T>>(b));
+  }
+  static constexpr WideBounds Bounds(const ColumnBounds<int64>& a, const ColumnBounds<int64>& b) {
+    using Wide = WideBounds::Wide;
+    const Wide products[] = {Wide{a.least} * b.least, Wide{a.least} * b.greatest,
+                             Wide{a.greatest} * b.least, Wide{a.greatest} * b.greatest};
+    return {*std::min_element(products, products + 4), *std::max_element(products, products + 4)};
+  }
+};
+
 template <class T>
 struct AddOp;
 template <class T>
@@ -74,14 +128,14 @@ struct NegateOp;
 
 /// Writes the wrapped sum before it refuses.
 template <>
-struct AddOp<int32> {
+struct AddOp<int32> : IntegerSum {
   static bool Apply(int32 a, int32 b, int32& out) { return !__builtin_add_overflow(a, b, &out); }
   static constexpr OpError Failure(int32) { return {kOverflow, L"AddInt", kInt32LimitText}; }
 };
 
 /// Writes nothing when it refuses.
 template <>
-struct AddOp<uint32> {
+struct AddOp<uint32> : IntegerSum {
   static bool Apply(uint32 a, uint32 b, uint32& out) {
     uint32 sum;
     if (__builtin_add_overflow(a, b, &sum)) return false;
@@ -100,7 +154,7 @@ struct AddOp<float64> {
 
 /// The decimal type raises its own overflow, here and below.
 template <>
-struct AddOp<VelmarNumber> {
+struct AddOp<VelmarNumber> : IntegerSum {
   static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
     out = VelmarNumber::Plus(a, b);
     return true;
@@ -109,14 +163,14 @@ struct AddOp<VelmarNumber> {
 
 /// Writes the wrapped difference before it refuses.
 template <>
-struct SubtractOp<int32> {
+struct SubtractOp<int32> : IntegerDifference {
   static bool Apply(int32 a, int32 b, int32& out) { return !__builtin_sub_overflow(a, b, &out); }
   static constexpr OpError Failure(int32) { return {kOverflow, L"SubtractInt", kInt32LimitText}; }
 };
 
 /// Refuses a difference below zero, and then writes nothing.
 template <>
-struct SubtractOp<uint32> {
+struct SubtractOp<uint32> : IntegerDifference {
   static bool Apply(uint32 a, uint32 b, uint32& out) {
     if (a < b) return false;
     out = a - b;
@@ -135,7 +189,7 @@ struct SubtractOp<float64> {
 };
 
 template <>
-struct SubtractOp<VelmarNumber> {
+struct SubtractOp<VelmarNumber> : IntegerDifference {
   static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
     out = VelmarNumber::Minus(a, b);
     return true;
@@ -144,7 +198,7 @@ struct SubtractOp<VelmarNumber> {
 
 /// Writes the wrapped product before it refuses.
 template <>
-struct MultiplyOp<int32> {
+struct MultiplyOp<int32> : IntegerProduct {
   static bool Apply(int32 a, int32 b, int32& out) { return !__builtin_mul_overflow(a, b, &out); }
   static constexpr OpError Failure(int32) { return {kOverflow, L"MultiplyInt", kInt32LimitText}; }
 };
@@ -152,7 +206,7 @@ struct MultiplyOp<int32> {
 /// Writes the wrapped product before it refuses. The error has the plain name of the operator:
 /// callers match it.
 template <>
-struct MultiplyOp<uint32> {
+struct MultiplyOp<uint32> : IntegerProduct {
   static bool Apply(uint32 a, uint32 b, uint32& out) { return !__builtin_mul_overflow(a, b, &out); }
   static constexpr OpError Failure(uint32) { return {kOverflow, L"Multiply", kUInt32LimitText}; }
 };
@@ -167,7 +221,7 @@ struct MultiplyOp<float64> {
 };
 
 template <>
-struct MultiplyOp<VelmarNumber> {
+struct MultiplyOp<VelmarNumber> : IntegerProduct {
   static bool Apply(const VelmarNumber& a, const VelmarNumber& b, VelmarNumber& out) {
     out = VelmarNumber::Multiply(a, b);
     return true;

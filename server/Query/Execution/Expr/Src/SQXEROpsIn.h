@@ -44,6 +44,8 @@ class MemberSet {
   }
 
   std::size_t GetSize() const { return values_.size(); }
+  /// In ascending order.
+  const std::vector<T>& GetValues() const { return values_; }
 
  private:
   std::vector<T> values_;

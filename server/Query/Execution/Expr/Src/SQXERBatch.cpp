@@ -1,0 +1,556 @@
+// The batch side of the base class: nodes without a loop of their own, and trees over few values.
+
+#include "SQXERBatch.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "SQXERBatchLoops.h"
+#include "SQXERExprExtract.h"
+#include "SQXERExpression.h"
+
+namespace sqxer {
+
+BatchText BatchVector::GetText(uint32 row) const {
+  if (isConstant) row = 0;
+  if (texts != nullptr) return texts[row];
+  const auto slice = [](const uint8* characters, const uint8* from, uint8 width, uint64 at,
+                        ColumnForm textForm) {
+    const auto offset = [&](uint64 index) {
+      return width == 4 ? uint64{reinterpret_cast<const uint32*>(from)[index]}
+                        : reinterpret_cast<const uint64*>(from)[index];
+    };
+    const uint64 start = offset(at);
+    return BatchText{characters + start * WidthOfForm(textForm),
+                     static_cast<uint32>(offset(at + 1) - start)};
+  };
+  if (dictionary == nullptr) return slice(values, offsets, offsetWidth, row, form);
+  const ColumnVector& entries = **dictionary;
+  const uint64 code = codeWidth == 1   ? values[row]
+                      : codeWidth == 2 ? As<uint16>()[row]
+                                       : As<uint32>()[row];
+  return slice(entries.values, entries.offsets, entries.offsetWidth, code, form);
+}
+
+/// The results of a tree for the values that its only column has in a part of the table.
+struct BatchBuffers::FewValues {
+  enum class State { kUnknown, kUsable, kUseless };
+
+  /// The only field that the tree reads, if it reads one and nothing else that changes.
+  std::optional<uint32> field;
+  bool isFieldKnown = false;
+
+  /// What the results belong to.
+  uint64 run = 0;
+  std::shared_ptr<const ColumnVector> dictionary;
+  ColumnBounds<int64> days{0, -1};
+  State state = State::kUnknown;
+
+  /// For each value, and last for NULL: the vector of the results, in memory of their own.
+  ColumnForm form = ColumnForm::kInt32;
+  int16 scale = 0;
+  bool isAlwaysValid = true;
+  std::vector<uint8> values;
+  std::vector<BatchText> texts;
+  std::vector<uint8> isValid;
+  std::vector<std::unique_ptr<uint8[]>> characters;
+};
+
+BatchBuffers::BatchBuffers() = default;
+BatchBuffers::~BatchBuffers() = default;
+
+uint8* BatchBuffers::Reserve(Room& room, std::size_t bytes) {
+  constexpr std::size_t kAlignment = 64;
+  if (room.bytes < bytes) {
+    // What is read beyond the rows that were written is nothing, but it is something.
+    room.block = std::make_unique<uint8[]>(bytes + kAlignment);
+    room.bytes = bytes;
+  }
+  const auto address = reinterpret_cast<std::uintptr_t>(room.block.get());
+  return room.block.get() + (kAlignment - address % kAlignment) % kAlignment;
+}
+
+BatchText BatchBuffers::Keep(const wchar_t* text, uint32 length) {
+  constexpr std::size_t kBlock = std::size_t{16} << 10;
+  while (block_ < blocks_.size() && blocks_[block_].size - used_ < length) {
+    ++block_;
+    used_ = 0;
+  }
+  if (block_ == blocks_.size()) {
+    const std::size_t size = std::max<std::size_t>(kBlock, length);
+    blocks_.push_back({std::make_unique_for_overwrite<wchar_t[]>(size), size});
+    used_ = 0;
+  }
+  wchar_t* const copy = blocks_[block_].characters.get() + used_;
+  std::copy_n(text, length, copy);
+  used_ += length;
+  return {reinterpret_cast<const uint8*>(copy), length};
+}
+
+void IntersectValidity(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
+                       uint64* words, BatchVector& out) {
+  static constexpr uint64 kNoValue = 0;
+  const auto isNull = [](const BatchVector& vector) {
+    return vector.isConstant && vector.IsNull(0);
+  };
+  out.isConstant = a.isConstant && b.isConstant;
+  if (isNull(a) || isNull(b)) {
+    out.isConstant = true;
+    out.validity = &kNoValue;
+    return;
+  }
+  const uint64* const left = a.isConstant ? nullptr : a.validity;
+  const uint64* const right = b.isConstant ? nullptr : b.validity;
+  if (left == nullptr || right == nullptr) {
+    out.validity = left == nullptr ? right : left;
+    return;
+  }
+  for (uint32 i = 0; i < (rows.count + 63) / 64; ++i) words[i] = left[i] & right[i];
+  out.validity = words;
+}
+
+bool AlignedDecimals::Align(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
+                            BatchBuffers& buffers) {
+  if (a.form != ColumnForm::kDecimal64 || b.form != ColumnForm::kDecimal64) return false;
+  scale = std::max(a.scale, b.scale);
+  const auto bring = [&](const BatchVector& vector, int operand, const int64*& values,
+                         ColumnBounds<int64>& bounds) {
+    bounds = FindBounds<int64>(vector, rows);
+    values = vector.As<int64>();
+    if (vector.scale == scale) return true;
+    int64 factor = 1;
+    for (int i = vector.scale; i < scale; ++i) factor *= 10;
+    if (__builtin_mul_overflow(bounds.least, factor, &bounds.least) ||
+        __builtin_mul_overflow(bounds.greatest, factor, &bounds.greatest)) {
+      return false;
+    }
+    int64* const room = buffers.Rescaled(operand);
+    const BatchRows scaled = vector.isConstant ? FirstRow(rows) : rows;
+    MapValues(values, room, scaled,
+              [factor](int64 value) { return IntegerProduct::Unchecked(value, factor); });
+    values = room;
+    return true;
+  };
+  return bring(a, 0, left, leftBounds) && bring(b, 1, right, rightBounds);
+}
+
+namespace {
+
+/// Runs Eval row after row. `store(row, value)` is false for a value that has no form in a batch.
+template <class Value, class Store>
+bool EvalRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers, BatchVector& out,
+              Store&& store) {
+  uint64* const validity = buffers.Validity();
+  std::fill_n(validity, kMostBatchWords, ~uint64{0});
+  bool hasNulls = false;
+  for (uint32 i = 0; i < rows.GetWanted(); ++i) {
+    const uint32 row = rows.GetRow(i);
+    rows.source->FillRow(row);
+    Value value{};
+    const RExprReturn status = node.Eval(&value);
+    if (status == kTrue) {
+      if (!store(row, value)) return false;
+    } else if (status == kUnknown) {
+      validity[row / 64] &= ~(uint64{1} << row % 64);
+      hasNulls = true;
+    } else {
+      return false;
+    }
+  }
+  out.validity = hasNulls ? validity : nullptr;
+  return true;
+}
+
+template <class Value>
+bool EvalPlainRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers,
+                   ColumnForm form, BatchVector& out) {
+  Value* const values = buffers.Values<Value>();
+  out.form = form;
+  out.values = reinterpret_cast<const uint8*>(values);
+  return EvalRows<Value>(node, rows, buffers, out, [&](uint32 row, const Value& value) {
+    values[row] = value;
+    return true;
+  });
+}
+
+template <class Value, class Stored, class Convert>
+bool EvalConvertedRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers,
+                       ColumnForm form, BatchVector& out, Convert&& convert) {
+  Stored* const values = buffers.Values<Stored>();
+  out.form = form;
+  out.values = reinterpret_cast<const uint8*>(values);
+  return EvalRows<Value>(node, rows, buffers, out, [&](uint32 row, const Value& value) {
+    return convert(value, values[row]);
+  });
+}
+
+template <class Value, class Length>
+bool EvalTextRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers, BatchVector& out,
+                  Length&& view) {
+  buffers.ClearTexts();
+  BatchText* const texts = buffers.Texts();
+  out.form = ColumnForm::kText32;
+  out.texts = texts;
+  return EvalRows<Value>(node, rows, buffers, out, [&](uint32 row, const Value& value) {
+    const RefLongVarChar text = view(value);
+    texts[row] = buffers.Keep(text.buffer_, text.length_);
+    return true;
+  });
+}
+
+/// A day that the calendar does not have cannot be counted.
+bool TryDay32(const XeDate& date, int32& day) {
+  day = ToDay32(date);
+  return FromDay32(day) == date;
+}
+
+}  // namespace
+
+bool RExpression::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  BatchBuffers& buffers = GetBatchBuffers();
+  out = BatchVector();
+  switch (resultDataType_) {
+    case XeBitData:
+    case XeBoolean:
+    case XeUInt1Data:
+      return EvalPlainRows<uint8>(*this, rows, buffers, ColumnForm::kUInt8, out);
+    case XeInt1Data:
+      return EvalPlainRows<int8>(*this, rows, buffers, ColumnForm::kInt8, out);
+    case XeInt2Data:
+      return EvalPlainRows<int16>(*this, rows, buffers, ColumnForm::kInt16, out);
+    case XeUInt2Data:
+      return EvalPlainRows<uint16>(*this, rows, buffers, ColumnForm::kUInt16, out);
+    case XeInt4Data:
+      return EvalPlainRows<int32>(*this, rows, buffers, ColumnForm::kInt32, out);
+    case XeUInt4Data:
+      return EvalPlainRows<uint32>(*this, rows, buffers, ColumnForm::kUInt32, out);
+    case XeFloatData:
+      return EvalPlainRows<float32>(*this, rows, buffers, ColumnForm::kFloat32, out);
+    case XeDoubleData:
+      return EvalPlainRows<float64>(*this, rows, buffers, ColumnForm::kFloat64, out);
+    case XeNumericData:
+      return EvalPlainRows<VelmarNumber>(*this, rows, buffers, ColumnForm::kNumber, out);
+    case XeDateTimeData:
+    case XeTimeStampData:
+      return EvalPlainRows<XeDateTime>(*this, rows, buffers, ColumnForm::kDateTime, out);
+    case XeDateData:
+      return EvalConvertedRows<XeDate, int32>(*this, rows, buffers, ColumnForm::kDay32, out,
+                                              &TryDay32);
+    case XeTimeData:
+      return EvalConvertedRows<XeTime, int64>(*this, rows, buffers, ColumnForm::kTime64, out,
+                                              [](const XeTime& time, int64& nanoseconds) {
+                                                nanoseconds = ToTime64(time);
+                                                return FromTime64(nanoseconds) == time;
+                                              });
+    case XeCharData:
+      return EvalTextRows<wchar_t*>(*this, rows, buffers, out,
+                                    [](wchar_t* text) { return AsText(text); });
+    case XeVarCharData:
+    case XeLongVarCharData:
+      return EvalTextRows<RefLongVarChar>(*this, rows, buffers, out,
+                                          [](const RefLongVarChar& text) { return text; });
+    default:
+      // Binary values and intervals have no columns.
+      return false;
+  }
+}
+
+namespace {
+
+/// Rows whose columns nobody reads.
+class NoColumns final : public BatchSource {
+ public:
+  const BatchVector& GetField(uint32) override { XeLogicError("a column of no record"); }
+  void FillRow(uint32) override {}
+  bool IsNullable(uint32) const override { return false; }
+  void FillField(uint32, int64, bool) override {}
+  uint64 GetChunkRows() const override { return 0; }
+  bool GetDays(uint32, ColumnBounds<int64>&) const override { return false; }
+  uint64 GetRun() const override { return 0; }
+};
+
+/// In the fast form of its type where it has one.
+void Simplify(BatchVector& constant, BatchBuffers& buffers) {
+  if (constant.IsNull(0)) return;
+  int64 simple = 0;
+  if (constant.form == ColumnForm::kNumber) {
+    const VelmarNumber& number = *constant.As<VelmarNumber>();
+    constexpr int kMostScale = 18;
+    const int scale = number.decimalPlaces();
+    if (scale > kMostScale || !number.TryScaled(scale, simple)) return;
+    constant.form = ColumnForm::kDecimal64;
+    constant.scale = static_cast<int16>(scale);
+  } else if (constant.form == ColumnForm::kDateTime) {
+    if (!TryTimeStamp64(*constant.As<XeDateTime>(), simple)) return;
+    constant.form = ColumnForm::kTimeStamp64;
+  } else {
+    return;
+  }
+  int64* const value = buffers.Rescaled(0);
+  *value = simple;
+  constant.values = reinterpret_cast<const uint8*>(value);
+}
+
+}  // namespace
+
+bool RExpression::EvalOnce(const BatchRows&, BatchVector& out) {
+  NoColumns source;
+  BatchRows one;
+  one.source = &source;
+  one.count = 1;
+  if (!RExpression::EvalBatch(one, out)) return false;
+  out.isConstant = true;
+  Simplify(out, GetBatchBuffers());
+  return true;
+}
+
+/// Evaluates trees over a column of few different values once for each of them.
+class FewValuesEvaluation {
+ public:
+  FewValuesEvaluation(RExpression& tree, const BatchRows& rows)
+      : tree_(tree), rows_(rows), buffers_(tree.GetBatchBuffers()) {
+    if (!buffers_.fewValues_) buffers_.fewValues_ = std::make_unique<BatchBuffers::FewValues>();
+    few_ = buffers_.fewValues_.get();
+  }
+
+  /// Whether `out` now has the values for the rows.
+  bool Try(BatchVector& out) {
+    if (!few_->isFieldKnown) {
+      bool isVarying = false;
+      FindFields(tree_, isVarying);
+      if (isVarying) few_->field.reset();
+      few_->isFieldKnown = true;
+    }
+    if (!few_->field) return false;
+    const BatchVector& column = rows_.source->GetField(*few_->field);
+    if (column.dictionary != nullptr) {
+      if (few_->run != rows_.source->GetRun() || few_->dictionary != *column.dictionary) {
+        few_->dictionary = *column.dictionary;
+        Prepare((*column.dictionary)->rows, 0);
+      }
+    } else if (column.form == ColumnForm::kDay32 && !column.isConstant) {
+      ColumnBounds<int64> days;
+      if (!rows_.source->GetDays(*few_->field, days) || days.greatest < days.least) return false;
+      if (few_->run != rows_.source->GetRun() || few_->dictionary ||
+          few_->days.least != days.least || few_->days.greatest != days.greatest) {
+        few_->dictionary.reset();
+        few_->days = days;
+        Prepare(static_cast<uint64>(days.greatest - days.least) + 1, days.least);
+      }
+    } else {
+      return false;
+    }
+    if (few_->state != BatchBuffers::FewValues::State::kUsable) return false;
+    Spread(column, out);
+    return true;
+  }
+
+ private:
+  using State = BatchBuffers::FewValues::State;
+
+  /// More results than this are not worth their memory.
+  static constexpr uint64 kMostValues = 8192;
+  /// So many rows are to share a result.
+  static constexpr uint64 kLeastShared = 4;
+
+  void FindFields(RExpression& node, bool& isVarying) {
+    if (isVarying) return;
+    switch (node.GetExpressionType()) {
+      case kParamExpression:
+      case kConstantExpression:
+      case kConstantNumberExpression:
+      case kConstantNullExpression:
+      case kConstantLongVarXeCharExpression:
+        return;
+      default:
+        break;
+    }
+    if (auto* const column = dynamic_cast<Extract*>(&node)) {
+      if (column->ReadsRecord()) {
+        const auto field = static_cast<uint32>(column->GetFieldIndex());
+        isVarying = few_->field && *few_->field != field;
+        few_->field = field;
+      } else {
+        isVarying = true;
+      }
+      return;
+    }
+    if (node.CountOperands() == 0) isVarying = true;
+    for (int i = 0; i < node.CountOperands(); ++i) {
+      if (RExpression* const operand = node.GetIthOperand(i)) FindFields(*operand, isVarying);
+    }
+  }
+
+  /// A record with one value after the other, and NULL last.
+  class Entries final : public BatchSource {
+   public:
+    Entries(BatchSource& source, uint32 field, uint64 values, int64 first)
+        : source_(source), field_(field), values_(values), first_(first) {}
+
+    void Start(uint64 at) { at_ = at; }
+    const BatchVector& GetField(uint32) override { XeLogicError("a column of entries"); }
+    void FillRow(uint32 row) override {
+      const uint64 entry = at_ + row;
+      source_.FillField(field_, first_ + static_cast<int64>(entry), entry == values_);
+    }
+    void FillField(uint32, int64, bool) override { XeLogicError("an entry of entries"); }
+    bool IsNullable(uint32 field) const override { return source_.IsNullable(field); }
+    uint64 GetChunkRows() const override { return 0; }
+    bool GetDays(uint32, ColumnBounds<int64>&) const override { return false; }
+    uint64 GetRun() const override { return source_.GetRun(); }
+
+   private:
+    BatchSource& source_;
+    const uint32 field_;
+    const uint64 values_;
+    const int64 first_;
+    uint64 at_ = 0;
+  };
+
+  void Prepare(uint64 values, int64 first) {
+    few_->run = rows_.source->GetRun();
+    few_->state = State::kUseless;
+    if (values > kMostValues || values * kLeastShared > rows_.source->GetChunkRows()) return;
+    few_->values.clear();
+    few_->texts.clear();
+    few_->isValid.clear();
+    few_->characters.clear();
+    few_->isAlwaysValid = true;
+    Entries entries(*rows_.source, *few_->field, values, first);
+    const bool hasNull = rows_.source->GetField(*few_->field).validity != nullptr ||
+                         rows_.source->IsNullable(*few_->field);
+    const uint64 all = values + (hasNull ? 1 : 0);
+    for (uint64 at = 0; at < all; at += kMostBatchRows) {
+      entries.Start(at);
+      BatchRows rows;
+      rows.source = &entries;
+      rows.count = static_cast<uint32>(std::min<uint64>(kMostBatchRows, all - at));
+      BatchVector results;
+      try {
+        // By rows: the values of all of them would not pay for more.
+        if (!tree_.RExpression::EvalBatch(rows, results)) return;
+      } catch (const ErrorMessage&) {
+        // Some value that no row may have is refused.
+        return;
+      }
+      Append(rows.count, results);
+    }
+    few_->state = State::kUsable;
+  }
+
+  void Append(uint32 count, const BatchVector& results) {
+    few_->form = results.form;
+    few_->scale = results.scale;
+    for (uint32 row = 0; row < count; ++row) {
+      few_->isValid.push_back(!results.IsNull(row));
+      few_->isAlwaysValid = few_->isAlwaysValid && few_->isValid.back();
+    }
+    if (!IsTextForm(results.form)) {
+      few_->values.insert(few_->values.end(), results.values,
+                          results.values + std::size_t{count} * WidthOfForm(results.form));
+      return;
+    }
+    for (uint32 row = 0; row < count; ++row) {
+      BatchText text;
+      if (!results.IsNull(row)) text = results.GetText(row);
+      const std::size_t bytes = text.length * std::size_t{WidthOfForm(results.form)};
+      few_->characters.push_back(std::make_unique_for_overwrite<uint8[]>(bytes));
+      std::copy_n(text.characters, bytes, few_->characters.back().get());
+      few_->texts.push_back({few_->characters.back().get(), text.length});
+    }
+  }
+
+  /// The place of a row's result.
+  template <class Use>
+  void WithPlaces(const BatchVector& column, Use&& use) {
+    if (column.dictionary == nullptr) {
+      const int32* const days = column.As<int32>();
+      const auto least = static_cast<int32>(few_->days.least);
+      use([days, least](uint32 row) { return static_cast<uint32>(days[row] - least); });
+    } else if (column.codeWidth == 1) {
+      use([codes = column.values](uint32 row) { return uint32{codes[row]}; });
+    } else if (column.codeWidth == 2) {
+      use([codes = column.As<uint16>()](uint32 row) { return uint32{codes[row]}; });
+    } else {
+      use([codes = column.As<uint32>()](uint32 row) { return codes[row]; });
+    }
+  }
+
+  template <class T>
+  void SpreadValues(const T* results, T* values, const BatchVector& column) {
+    const auto last = static_cast<uint32>(few_->isValid.size() - 1);
+    WithPlaces(column, [&](auto place) {
+      if (column.validity == nullptr) {
+        rows_.ForEach([&](uint32 row) { values[row] = results[place(row)]; });
+      } else {
+        rows_.ForEach([&](uint32 row) {
+          values[row] = results[column.IsNull(row) ? last : place(row)];
+        });
+      }
+    });
+  }
+
+  void Spread(const BatchVector& column, BatchVector& out) {
+    out = BatchVector();
+    out.form = few_->form;
+    out.scale = few_->scale;
+    if (IsTextForm(few_->form)) {
+      BatchText* const texts = buffers_.Texts();
+      SpreadValues(few_->texts.data(), texts, column);
+      out.texts = texts;
+    } else {
+      WithWidth(WidthOfForm(few_->form), [&]<std::size_t width>(
+                                             std::integral_constant<std::size_t, width>) {
+        using Bytes = BytesOf<width>;
+        Bytes* const values = buffers_.Values<Bytes>();
+        SpreadValues(reinterpret_cast<const Bytes*>(few_->values.data()), values, column);
+        out.values = reinterpret_cast<const uint8*>(values);
+      });
+    }
+    if (few_->isAlwaysValid) return;
+    uint8 isValid[kMostBatchRows];
+    SpreadValues(few_->isValid.data(), isValid, column);
+    uint64* const validity = buffers_.Validity();
+    std::fill_n(validity, kMostBatchWords, 0);
+    rows_.ForEach([&](uint32 row) { validity[row / 64] |= uint64{isValid[row]} << row % 64; });
+    out.validity = validity;
+  }
+
+  template <std::size_t width>
+  struct BytesOf {
+    uint8 bytes[width];
+  };
+  template <class Use>
+  static void WithWidth(uint32 width, Use&& use) {
+    switch (width) {
+      case 1:
+        return use(std::integral_constant<std::size_t, 1>());
+      case 2:
+        return use(std::integral_constant<std::size_t, 2>());
+      case 4:
+        return use(std::integral_constant<std::size_t, 4>());
+      case 8:
+        return use(std::integral_constant<std::size_t, 8>());
+      case 16:
+        return use(std::integral_constant<std::size_t, 16>());
+      default:
+        return use(std::integral_constant<std::size_t, 24>());
+    }
+  }
+
+  RExpression& tree_;
+  const BatchRows& rows_;
+  BatchBuffers& buffers_;
+  BatchBuffers::FewValues* few_;
+};
+
+bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
+  // What is free is computed before it is looked up.
+  if (tree.CountOperands() > 0 && tree.GetBatchCost() == BatchCost::kDear &&
+      FewValuesEvaluation(tree, rows).Try(out)) {
+    return true;
+  }
+  return tree.EvalBatch(rows, out);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,315 @@
+#pragma once
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+#include "SQXERExpression.h"
+#include "SQXEROpsArithmetic.h"
+#include "SQXEROpsCompare.h"
+#include "SQXEROpsConvert.h"
+#include "Utility/VelmarNumber.h"
+#include "Utility/XeDateTime.h"
+
+/// The loops that the batch side of node templates is made of.
+
+namespace sqxer {
+
+/// The form of the values of a C++ type where it has one only, and the type that it is made of.
+template <class T>
+struct BatchFormOf;
+template <>
+struct BatchFormOf<uint8> {
+  static constexpr ColumnForm kForm = ColumnForm::kUInt8;
+  using Stored = uint8;
+};
+template <>
+struct BatchFormOf<int16> {
+  static constexpr ColumnForm kForm = ColumnForm::kInt16;
+  using Stored = int16;
+};
+template <>
+struct BatchFormOf<int32> {
+  static constexpr ColumnForm kForm = ColumnForm::kInt32;
+  using Stored = int32;
+};
+template <>
+struct BatchFormOf<uint32> {
+  static constexpr ColumnForm kForm = ColumnForm::kUInt32;
+  using Stored = uint32;
+};
+template <>
+struct BatchFormOf<float32> {
+  static constexpr ColumnForm kForm = ColumnForm::kFloat32;
+  using Stored = float32;
+};
+template <>
+struct BatchFormOf<float64> {
+  static constexpr ColumnForm kForm = ColumnForm::kFloat64;
+  using Stored = float64;
+};
+/// Days in their order are dates in theirs.
+template <>
+struct BatchFormOf<XeDate> {
+  static constexpr ColumnForm kForm = ColumnForm::kDay32;
+  using Stored = int32;
+};
+template <>
+struct BatchFormOf<XeTime> {
+  static constexpr ColumnForm kForm = ColumnForm::kTime64;
+  using Stored = int64;
+};
+
+template <class T>
+concept HasOneBatchForm = requires { BatchFormOf<T>::kForm; };
+
+/// Whether values of T have forms in a batch that are not texts.
+template <class T>
+inline constexpr bool HasBatchForm =
+    HasOneBatchForm<T> || std::same_as<T, VelmarNumber> || std::same_as<T, XeDateTime>;
+
+/// Reads a value of a vector of T's forms as T.
+template <class T>
+T ReadBatchValue(const BatchVector& vector, uint32 row) {
+  if (vector.isConstant) row = 0;
+  if constexpr (std::same_as<T, VelmarNumber>) {
+    return vector.form == ColumnForm::kDecimal64
+               ? VelmarNumber::FromScaled(vector.As<int64>()[row], vector.scale)
+               : vector.As<VelmarNumber>()[row];
+  } else if constexpr (std::same_as<T, XeDateTime>) {
+    return vector.form == ColumnForm::kTimeStamp64 ? FromTimeStamp64(vector.As<int64>()[row])
+                                                   : vector.As<XeDateTime>()[row];
+  } else if constexpr (std::same_as<T, XeDate>) {
+    return FromDay32(vector.As<int32>()[row]);
+  } else if constexpr (std::same_as<T, XeTime>) {
+    return FromTime64(vector.As<int64>()[row]);
+  } else {
+    return vector.As<T>()[row];
+  }
+}
+
+/// The rows in which both operands have a value become those of `out`. `words` is room for them.
+SQXEREXPR_API void IntersectValidity(const BatchVector& a, const BatchVector& b,
+                                     const BatchRows& rows, uint64* words, BatchVector& out);
+/// Calls use(isConstantA, isConstantB) with compile-time truth values.
+template <class Use>
+void WithConstants(bool a, bool b, Use&& use) {
+  if (a) {
+    b ? use(std::true_type(), std::true_type()) : use(std::true_type(), std::false_type());
+  } else {
+    b ? use(std::false_type(), std::true_type()) : use(std::false_type(), std::false_type());
+  }
+}
+
+/// out[row] = op(a[row], b[row]) over plain values; an operand that is constant stands at index 0.
+template <class A, class B, class Out, class Op>
+void MapPairs(const A* a, bool isConstantA, const B* b, bool isConstantB, Out* __restrict out,
+              const BatchRows& rows, Op&& op) {
+  WithConstants(isConstantA, isConstantB, [&](auto constantA, auto constantB) {
+    const auto at = [](const auto* values, uint32 row, auto isConstant) {
+      return values[isConstant ? 0 : row];
+    };
+    if (rows.IsDense()) {
+      const uint32 count = rows.count;
+      for (uint32 row = 0; row < count; ++row) {
+        out[row] = static_cast<Out>(op(at(a, row, constantA), at(b, row, constantB)));
+      }
+    } else {
+      for (uint32 i = 0; i < rows.selectedCount; ++i) {
+        const uint32 row = rows.selected[i];
+        out[row] = static_cast<Out>(op(at(a, row, constantA), at(b, row, constantB)));
+      }
+    }
+  });
+}
+
+/// out[row] = op(a[row]).
+template <class A, class Out, class Op>
+void MapValues(const A* a, Out* __restrict out, const BatchRows& rows, Op&& op) {
+  if (rows.IsDense()) {
+    const uint32 count = rows.count;
+    for (uint32 row = 0; row < count; ++row) out[row] = static_cast<Out>(op(a[row]));
+  } else {
+    for (uint32 i = 0; i < rows.selectedCount; ++i) {
+      const uint32 row = rows.selected[i];
+      out[row] = static_cast<Out>(op(a[row]));
+    }
+  }
+}
+
+/// The rows of a batch of which every operand is constant: one.
+inline BatchRows FirstRow(const BatchRows& rows) {
+  BatchRows first = rows;
+  first.count = rows.count == 0 ? 0 : 1;
+  first.selected = nullptr;
+  return first;
+}
+
+/// The least and greatest value of a vector of integers in the rows that count; zero twice when
+/// there is none.
+template <std::integral T>
+ColumnBounds<int64> FindBounds(const BatchVector& vector, const BatchRows& rows) {
+  const T* const values = vector.As<T>();
+  if (vector.isConstant) return {values[0], values[0]};
+  if (vector.block != nullptr && vector.block->hasBounds) return vector.block->whole;
+  T least = std::numeric_limits<T>::max();
+  T greatest = std::numeric_limits<T>::min();
+  if (vector.validity == nullptr && rows.selected == nullptr) {
+    for (uint32 row = 0; row < rows.count; ++row) {
+      least = std::min(least, values[row]);
+      greatest = std::max(greatest, values[row]);
+    }
+  } else {
+    rows.ForEach([&](uint32 row) {
+      if (vector.IsNull(row)) return;
+      least = std::min(least, values[row]);
+      greatest = std::max(greatest, values[row]);
+    });
+  }
+  if (least > greatest) return {0, 0};
+  return {least, greatest};
+}
+
+/// The lowest bits of 64 bytes, the first one lowest.
+inline uint64 PackTruths(const uint8* truths) {
+  // Moves bit 0 of byte i to bit 56 + i.
+  constexpr uint64 kGather = 0x0102040810204080;
+  constexpr uint64 kLowest = 0x0101010101010101;
+  uint64 bits = 0;
+  for (int i = 0; i < 8; ++i) {
+    uint64 eight;
+    std::memcpy(&eight, truths + i * 8, sizeof eight);
+    bits |= ((eight & kLowest) * kGather >> 56) << (i * 8);
+  }
+  return bits;
+}
+
+/// The rows that a loop over a vector has to work on.
+inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
+  return vector.isConstant ? FirstRow(rows) : rows;
+}
+
+/// What a node costs that does little more than its operands.
+template <class... Operands>
+BatchCost CostOfAll(Operands&... operands) {
+  return ((operands.GetBatchCost() == BatchCost::kFree) && ...) ? BatchCost::kFree
+                                                                : BatchCost::kDear;
+}
+
+/// The batch of a node of two operands that is NULL where one of them is: combine(left, right, rows,
+/// out) puts form and values into `out`, and is false where it refuses some.
+template <class Combine>
+bool EvalPairBatch(RExpression& left, RExpression& right, const BatchRows& rows,
+                   BatchBuffers& buffers, BatchVector& out, Combine&& combine) {
+  BatchVector a;
+  BatchVector b;
+  if (!EvaluateBatch(left, rows, a) || !EvaluateBatch(right, rows, b)) return false;
+  out = BatchVector();
+  IntersectValidity(a, b, rows, buffers.Validity(), out);
+  return combine(a, b, RowsOf(out, rows), out);
+}
+
+/// Two vectors of 64-bit decimals as integers of one scale.
+struct AlignedDecimals {
+  const int64* left = nullptr;
+  const int64* right = nullptr;
+  int16 scale = 0;
+  ColumnBounds<int64> leftBounds{};
+  ColumnBounds<int64> rightBounds{};
+
+  /// False when they are of another form, or 64 bits do not hold them at one scale. The buffers
+  /// hold what has to be made.
+  SQXEREXPR_API bool Align(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
+                           BatchBuffers& buffers);
+};
+
+/// A decimal of 64 bits as the nearest double, if a division of two exact doubles gives it.
+struct ScaledToFloat64 {
+  static constexpr int64 kMostExact = int64{1} << 53;
+  static constexpr int kMostScale = 22;
+  static bool IsExact(const ColumnBounds<int64>& bounds, int scale) {
+    return bounds.least >= -kMostExact && bounds.greatest <= kMostExact && scale <= kMostScale;
+  }
+  static float64 Divisor(int scale) {
+    float64 divisor = 1;
+    for (int i = 0; i < scale; ++i) divisor *= 10;
+    return divisor;
+  }
+};
+
+/// Replaces the values of a vector by what a conversion makes of them; NULLs stay. The rows are
+/// those that a loop has to work on. What the conversion throws goes on.
+template <ConversionOp Op>
+void ConvertVector(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
+  using From = typename Op::From;
+  using To = typename Op::To;
+  const BatchVector from = out;
+  const auto put = [&]<class Stored>(ColumnForm form, const Stored* values) {
+    out.form = form;
+    out.scale = 0;
+    out.values = reinterpret_cast<const uint8*>(values);
+    out.block = nullptr;
+  };
+  if constexpr (std::same_as<To, VelmarNumber> && std::integral<From>) {
+    int64* const values = buffers.Values<int64>();
+    MapValues(from.As<From>(), values, rows, [](From value) { return int64{value}; });
+    put(ColumnForm::kDecimal64, values);
+    // Both are integers of the same value.
+    out.block = from.block;
+  } else if constexpr (std::is_arithmetic_v<From> && std::is_arithmetic_v<To>) {
+    To* const values = buffers.Values<To>();
+    MapValues(from.As<From>(), values, rows, [](From value) { return Op::Apply(value); });
+    put(BatchFormOf<To>::kForm, values);
+  } else {
+    if constexpr (std::same_as<From, VelmarNumber> && std::same_as<To, float64>) {
+      if (from.form == ColumnForm::kDecimal64 &&
+          ScaledToFloat64::IsExact(FindBounds<int64>(from, rows), from.scale)) {
+        float64* const values = buffers.Values<float64>();
+        const float64 divisor = ScaledToFloat64::Divisor(from.scale);
+        MapValues(from.As<int64>(), values, rows,
+                  [divisor](int64 value) { return static_cast<float64>(value) / divisor; });
+        return put(ColumnForm::kFloat64, values);
+      }
+    }
+    using Stored = std::conditional_t<std::same_as<To, VelmarNumber> || std::same_as<To, XeDateTime>,
+                                      To, float64>;
+    Stored* const values = buffers.Values<Stored>();
+    rows.ForEach([&](uint32 row) {
+      if (!from.IsNull(row)) values[row] = Op::Apply(ReadBatchValue<From>(from, row));
+    });
+    put(std::same_as<To, VelmarNumber>   ? ColumnForm::kNumber
+        : std::same_as<To, XeDateTime> ? ColumnForm::kDateTime
+                                       : ColumnForm::kFloat64,
+        values);
+  }
+}
+
+/// Compares two vectors of T's forms into bytes. The buffers are those of the node.
+template <class Op, class T>
+void CompareVectors(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
+                    BatchBuffers& buffers, uint8* out) {
+  const auto compare = [](const auto& x, const auto& y) { return Op::Apply(x, y); };
+  const auto plain = [&]<class Stored>(std::type_identity<Stored>) {
+    MapPairs(a.As<Stored>(), a.isConstant, b.As<Stored>(), b.isConstant, out, rows, compare);
+  };
+  if constexpr (HasOneBatchForm<T>) {
+    plain(std::type_identity<typename BatchFormOf<T>::Stored>());
+  } else {
+    if constexpr (std::same_as<T, VelmarNumber>) {
+      if (AlignedDecimals aligned; aligned.Align(a, b, rows, buffers)) {
+        MapPairs(aligned.left, a.isConstant, aligned.right, b.isConstant, out, rows, compare);
+        return;
+      }
+    } else if (a.form == ColumnForm::kTimeStamp64 && b.form == ColumnForm::kTimeStamp64) {
+      return plain(std::type_identity<int64>());
+    }
+    // What stands at a NULL need not be a value.
+    rows.ForEach([&](uint32 row) {
+      if (!a.IsNull(row) && !b.IsNull(row)) {
+        out[row] = Op::Apply(ReadBatchValue<T>(a, row), ReadBatchValue<T>(b, row));
+      }
+    });
+  }
+}
+
+}  // namespace sqxer
