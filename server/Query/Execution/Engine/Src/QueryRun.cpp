@@ -48,8 +48,8 @@ std::vector<ColumnInfo> QueryRun::VisibleColumns() const {
 }
 
 void QueryRun::BindScan() {
-  if (table_ != nullptr) scan_.emplace(*table_, plan_.scanColumns, scanRecord_);
-  if (!plan_.documents.empty()) documents_.emplace(*table_, plan_.documents);
+  if (table_ != nullptr) scan_.emplace(table_->schema, plan_.scanColumns, scanRecord_);
+  if (!plan_.documents.empty()) documents_.emplace(plan_.documents);
   if (plan_.filter) filter_.emplace(std::move(plan_.filter), scanRecord_);
 }
 
@@ -127,23 +127,54 @@ void QueryRun::Start(ResultSink& sink) {
 }
 
 void QueryRun::ScanRows() {
-  const uint64 rows = CountScannedRows();
-  meter_.Start(AfterScan(), rows);
-  for (uint64 row = 1; row <= rows; ++row) {
+  meter_.Start(AfterScan(), CountScannedRows());
+  uint64 row = 1;
+  if (table_ == nullptr) {
+    ScanChunk({.rows = 1, .columns = {}}, row);
+    return;
+  }
+  for (const TableChunk& chunk : table_->chunks) {
+    if (!ScanChunk(chunk, row)) return;
+    row += chunk.rows;
+  }
+}
+
+bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
+  Enter(chunk, firstRow);
+  for (uint64 i = 0; i < chunk.rows; ++i) {
+    const uint64 row = firstRow + i;
     meter_.Step();
-    Fill(row);
+    Fill(i);
     if (filter_ && !AtRow(ErrorRow(row), [this] { return filter_->Passes(); })) continue;
     if (groups_) {
       AddToGroups(row);
     } else if (!TakeSourceRow(row)) {
-      return;
+      return false;
     }
   }
+  return true;
+}
+
+void QueryRun::Enter(const TableChunk& chunk, uint64 firstRow) {
+  firstRow_ = firstRow;
+  chunkRows_ = chunk.rows;
+  if (scan_) scan_->Enter(chunk);
+  if (documents_) documents_->Enter(chunk);
 }
 
 void QueryRun::Fill(uint64 row) {
-  if (scan_) scan_->Fill(row - 1);
-  if (documents_) documents_->Fill(row - 1);
+  if (scan_) scan_->Fill(row);
+  if (documents_) documents_->Fill(row);
+}
+
+void QueryRun::FillAgain(uint64 row) {
+  if (table_ == nullptr) return;
+  if (row - firstRow_ >= chunkRows_) {
+    uint64 firstRow;
+    const TableChunk& chunk = FindChunk(*table_, row - 1, firstRow);
+    Enter(chunk, firstRow + 1);
+  }
+  Fill(row - firstRow_);
 }
 
 void QueryRun::AddToGroups(uint64 row) {
@@ -178,7 +209,7 @@ void QueryRun::EmitWindowRows() {
   meter_.Start(AfterWindows(), windows_->CountRows());
   while (const uint64 row = windows_->Next()) {
     meter_.Step();
-    if (!plan_.grouped) Fill(row);
+    if (!plan_.grouped) FillAgain(row);
     windows_->WriteResults(row);
     if (!Emit(row)) return;
   }

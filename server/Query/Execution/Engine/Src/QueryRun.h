@@ -48,9 +48,15 @@ class QueryRun {
 
   void Start(ResultSink& sink);
   void ScanRows();
+  /// Makes a chunk the current one, whose first row has a number (from 1).
+  void Enter(const TableChunk& chunk, uint64 firstRow);
+  /// Makes a row of the current chunk the current one, from 0.
   void Fill(uint64 row);
+  /// Makes a row of the table the current one that was scanned before.
+  void FillAgain(uint64 row);
   void AddToGroups(uint64 row);
   /// These return false when no further row is wanted.
+  bool ScanChunk(const TableChunk& chunk, uint64 firstRow);
   bool EmitGroup();
   bool TakeSourceRow(uint64 row);
   bool Emit(uint64 row);
@@ -91,6 +97,9 @@ class QueryRun {
 
   ResultSink* sink_ = nullptr;
   ProgressMeter meter_;
+  /// The current chunk.
+  uint64 firstRow_ = 0;
+  uint64 chunkRows_ = 0;
   uint64 row_ = 0;
   uint64 sorted_ = 0;
   uint64 skipped_ = 0;

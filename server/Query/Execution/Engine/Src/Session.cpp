@@ -125,11 +125,16 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
                          const std::function<void(std::wstring_view)>& visit) {
   // The column is there: the statement names it.
   const TablePtr found = FindOrLoad(table);
-  TextColumn texts(found->Get(), column);
-  const uint64 rows = found->Get().rowCount;
-  for (uint64 row = 0; row < rows; ++row) {
-    if (row % kRowsPerCall == 0 && loadProgress_ != nullptr) loadProgress_(row, rows);
-    if (texts.Read(row)) visit(texts.Get());
+  TextColumn texts(column);
+  uint64 done = 0;
+  for (const TableChunk& chunk : found->Get().chunks) {
+    texts.Enter(chunk);
+    for (uint64 row = 0; row < chunk.rows; ++row, ++done) {
+      if (done % kRowsPerCall == 0 && loadProgress_ != nullptr) {
+        loadProgress_(done, found->Get().rowCount);
+      }
+      if (texts.Read(row)) visit(texts.Get());
+    }
   }
 }
 
