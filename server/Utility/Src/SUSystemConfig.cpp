@@ -112,6 +112,17 @@ bool SetIntegerAggregates(SUSystemConfig& config, const std::string& value) {
   return true;
 }
 
+std::string ShowEvaluation(const SUSystemConfig& config) {
+  return config.batchEvaluation_ ? "batches" : "rows";
+}
+
+bool SetEvaluation(SUSystemConfig& config, const std::string& value) {
+  const bool batches = IsMatch(value, "batches");
+  if (!batches && !IsMatch(value, "rows")) return false;
+  config.batchEvaluation_ = batches;
+  return true;
+}
+
 std::string ShowJsonErrors(const SUSystemConfig& config) {
   return config.jsonErrors_ == SUSystemConfig::JsonErrors::kError ? "error" : "null";
 }
@@ -193,6 +204,10 @@ const SwitchRow kSwitches[] = {
      "LENGTH counts the blanks at the end of a text (ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR, "
      "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR).",
      ShowBool<&SUSystemConfig::lengthKeepsBlanks_>, SetBool<&SUSystemConfig::lengthKeepsBlanks_>},
+    {"Evaluation", "batches or rows",
+     "Evaluate some 2,000 rows at once, straight from the columns, or one after the other. Results "
+     "and errors are the same.",
+     ShowEvaluation, SetEvaluation},
     {"TempDirectory", "a folder, or nothing",
      "Where sorting keeps temporary files; nothing is the system's folder. What is wrong with a "
      "folder shows when something has to go there.",

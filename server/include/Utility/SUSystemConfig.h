@@ -34,6 +34,8 @@ class XEUTILITY_API SUSystemConfig {
   JsonErrors jsonErrors_ = JsonErrors::kError;
   bool substringCompliance_ = false;
   bool lengthKeepsBlanks_ = false;
+  /// False: rows are evaluated one by one.
+  bool batchEvaluation_ = true;
   /// Where sorters spill; empty is the system's folder.
   std::string tempDirectory_;
 

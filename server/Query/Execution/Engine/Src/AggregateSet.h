@@ -78,6 +78,13 @@ class TurnTakingSet {
   /// The room that a group's states take; nothing when these aggregates cannot take turns.
   std::optional<uint32> GetStateBytes() const { return stateBytes_; }
 
+  AggregateSet& GetSet() { return aggregates_; }
+  /// Puts the states of the group that was last gone on with where the owner keeps them.
+  void Settle() {
+    Save();
+    turn_ = nullptr;
+  }
+
   /// Starts the group of these states.
   void Open(uint8* states) {
     Save();

@@ -138,7 +138,7 @@ void GroupTable::SetMostOwnSets(std::size_t groups) { mostOwnSets = groups; }
 
 void GroupTable::Clear() {
   FreeGroups();
-  mostOwnSets_ = mostOwnSets;
+  mostOwnSets_ = keepsBareStates_ ? 0 : mostOwnSets;
   slots_.assign(kFirstSlots, Slot());
   bytesInUse_ = bytesOfHeldValues_;
   sorter_.reset();
@@ -233,10 +233,22 @@ GroupTable::Group& GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
   return group;
 }
 
+TurnTakingSet& GroupTable::GetTurns() {
+  if (!turns_) turns_.emplace(MakeAggregates());
+  return *turns_;
+}
+
+GroupTable::Group* GroupTable::FindOrOpen() {
+  const uint64 hash = HashKeys();
+  Slot& slot = FindSlot(hash);
+  if (slot.group != nullptr) return slot.group;
+  if (bytesInUse_ >= memoryLimit_) return nullptr;
+  return &OpenGroupAt(slot, hash);
+}
+
 std::optional<uint32> GroupTable::CountStateBytes() {
   if (groups_.size() < mostOwnSets_) return std::nullopt;
-  if (!turns_) turns_.emplace(MakeAggregates());
-  return turns_->GetStateBytes();
+  return GetTurns().GetStateBytes();
 }
 
 void GroupTable::GrowSlots() {

@@ -39,6 +39,10 @@ class GroupTable {
   static std::size_t GetMostOwnSets();
   static void SetMostOwnSets(std::size_t groups);
 
+  /// Whether all groups keep bare states, if the aggregates have such, as GroupBatch needs them.
+  /// From the next Clear on.
+  void KeepBareStates(bool keeps) { keepsBareStates_ = keeps; }
+
   /// Forgets all groups. To be called before the first row.
   void Clear();
   /// Opens the group of the keys in the group record, though no row may come.
@@ -54,6 +58,8 @@ class GroupTable {
   void EmitSorted(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next);
 
  private:
+  friend class GroupBatch;
+
   /// Followed in memory by the bytes of its key and, without a set of its own, by its states.
   struct Group {
     uint32 index;
@@ -74,6 +80,9 @@ class GroupTable {
   /// The slot of the group of the current keys, or the free one where it belongs.
   Slot& FindSlot(uint64 hash);
   Group& OpenGroupAt(Slot& slot, uint64 hash);
+  /// The group of the current keys; null when there is none and no more may be opened.
+  Group* FindOrOpen();
+  TurnTakingSet& GetTurns();
   void GrowSlots();
   /// What of the current keys has to be kept: one long text does not make every group as long.
   uint32 CountUsedKeyBytes() const;
@@ -117,6 +126,7 @@ class GroupTable {
   /// Those of the first groups.
   std::vector<AggregateSet> sets_;
   std::size_t mostOwnSets_ = 0;
+  bool keepsBareStates_ = false;
   std::optional<TurnTakingSet> turns_;
   std::vector<Slot> slots_;
   std::vector<std::unique_ptr<uint8[]>> blocks_;

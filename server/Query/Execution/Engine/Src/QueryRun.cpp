@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "RecordKeys.h"
+#include "SQXERBatchLoops.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -22,7 +23,15 @@ std::vector<ColumnInfo> GroupFields(const QueryPlan& plan) {
   return fields;
 }
 
+/// A query of which so many batches had to be done again goes on row by row.
+constexpr uint32 kMostFailedBatches = 16;
+
+uint32 batchRows = kMostBatchRows;
+
 }  // namespace
+
+uint32 QueryRun::GetBatchRows() { return batchRows; }
+void QueryRun::SetBatchRows(uint32 rows) { batchRows = rows; }
 
 QueryRun::QueryRun(QueryPlan plan, const Table* table)
     : plan_(std::move(plan)),
@@ -51,6 +60,9 @@ void QueryRun::BindScan() {
   if (table_ != nullptr) scan_.emplace(table_->schema, plan_.scanColumns, scanRecord_);
   if (!plan_.documents.empty()) documents_.emplace(plan_.documents);
   if (plan_.filter) filter_.emplace(std::move(plan_.filter), scanRecord_);
+  if (scan_ && settings_->GetSwitches().batchEvaluation_) {
+    batch_.emplace(plan_.scanColumns, scanRecord_, *scan_, documents_ ? &*documents_ : nullptr);
+  }
 }
 
 void QueryRun::BindGroups() {
@@ -59,6 +71,7 @@ void QueryRun::BindGroups() {
   BindAll(plan_.aggregateInputs, scanRecord_, inputRecord_, aggregateInputs_);
   groups_.emplace(groupRecord_, groupKeys_.size(), inputRecord_, plan_.aggregates, memory,
                   CountScannedRows());
+  if (batch_) groupBatch_.emplace(*groups_);
   if (plan_.having) having_.emplace(std::move(plan_.having), groupRecord_);
 }
 
@@ -116,8 +129,15 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
 void QueryRun::Start(ResultSink& sink) {
   sink_ = &sink;
   row_ = sorted_ = skipped_ = passed_ = 0;
+  failedBatches_ = 0;
+  groupsTakeBatches_ = groupBatch_ && groupBatch_->Start();
+  // Rows that nothing sorts out before they are taken are taken as they are.
+  batchRows_ = batch_ && (filter_ || groupsTakeBatches_) ? batchRows : 0;
+  if (batchRows_ != 0) batch_->StartRun();
   if (groups_) {
+    groups_->KeepBareStates(groupsTakeBatches_);
     groups_->Clear();
+    if (groupsTakeBatches_) groupBatch_->Start();
     if (groupKeys_.empty()) groups_->OpenGroup();
   }
   if (windows_) windows_->Begin();
@@ -141,17 +161,85 @@ void QueryRun::ScanRows() {
 
 bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
   Enter(chunk, firstRow);
-  for (uint64 i = 0; i < chunk.rows; ++i) {
-    const uint64 row = firstRow + i;
-    meter_.Step();
-    Fill(i);
-    if (filter_ && !AtRow(ErrorRow(row), [this] { return filter_->Passes(); })) continue;
-    if (groups_) {
-      AddToGroups(row);
-    } else if (!TakeSourceRow(row)) {
-      return false;
-    }
+  if (batchRows_ != 0) batch_->Enter(chunk);
+  uint64 row = 0;
+  while (row < chunk.rows && batchRows_ != 0) {
+    const auto count = static_cast<uint32>(std::min<uint64>(batchRows_, chunk.rows - row));
+    if (!ScanBatch(row, count)) return false;
+    row += count;
+    if (failedBatches_ == kMostFailedBatches) batchRows_ = 0;
   }
+  for (; row < chunk.rows; ++row) {
+    if (!ScanRow(row)) return false;
+  }
+  return true;
+}
+
+bool QueryRun::ScanBatch(uint64 first, uint32 count) {
+  BatchRows rows = batch_->Take(first, count);
+  if (!FilterBatch(rows)) {
+    ++failedBatches_;
+    for (uint32 i = 0; i < count; ++i) {
+      if (!ScanRow(first + i)) return false;
+    }
+    return true;
+  }
+  meter_.Step(count);
+  if (groupsTakeBatches_ && AddBatchToGroups(rows)) return true;
+  failedBatches_ += groupsTakeBatches_ ? 1 : 0;
+  for (uint32 i = 0; i < rows.GetWanted(); ++i) {
+    Fill(first + rows.GetRow(i));
+    if (!TakeRow(first + rows.GetRow(i))) return false;
+  }
+  return true;
+}
+
+bool QueryRun::FilterBatch(BatchRows& rows) {
+  if (!filter_) return true;
+  try {
+    BatchVector truth;
+    if (!EvaluateBatch(filter_->GetTree(), rows, truth)) return false;
+    passing_.resize(kMostBatchRows);
+    rows.selectedCount = SelectTrue(truth, rows, passing_.data());
+    rows.selected = passing_.data();
+    return true;
+  } catch (const ErrorMessage&) {
+    // The rows tell it.
+    return false;
+  }
+}
+
+bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
+  if (rows.GetWanted() == 0) return true;
+  try {
+    return EvaluateTrees(groupKeys_, rows, keyVectors_) &&
+           EvaluateTrees(aggregateInputs_, rows, inputVectors_) &&
+           groupBatch_->Add(rows, keyVectors_, inputVectors_, firstRow_ + batch_->GetFirstRow());
+  } catch (const ErrorMessage&) {
+    return false;
+  }
+}
+
+bool QueryRun::EvaluateTrees(std::vector<FieldWriter>& writers, const BatchRows& rows,
+                             std::vector<BatchVector>& vectors) {
+  vectors.resize(writers.size());
+  for (std::size_t i = 0; i < writers.size(); ++i) {
+    if (!EvaluateBatch(writers[i].GetTree(), rows, vectors[i])) return false;
+  }
+  return true;
+}
+
+bool QueryRun::ScanRow(uint64 row) {
+  meter_.Step(1);
+  Fill(row);
+  const bool passes =
+      !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] { return filter_->Passes(); });
+  return !passes || TakeRow(row);
+}
+
+bool QueryRun::TakeRow(uint64 row) {
+  if (!groups_) return TakeSourceRow(firstRow_ + row);
+  AddToGroups(firstRow_ + row);
   return true;
 }
 

@@ -6,12 +6,14 @@
 
 #include "EngineError.h"
 #include "FieldWriter.h"
+#include "GroupBatch.h"
 #include "GroupTable.h"
 #include "JsonScan.h"
 #include "QueryPlan.h"
 #include "ResultSink.h"
 #include "RunProgress.h"
 #include "Table.h"
+#include "TableBatch.h"
 #include "TableScan.h"
 #include "Utility/Settings.h"
 #include "Utility/SqrtSorter.h"
@@ -29,6 +31,10 @@ class QueryRun {
   QueryRun(QueryPlan plan, const Table* table);
   QueryRun(const QueryRun&) = delete;
   QueryRun& operator=(const QueryRun&) = delete;
+
+  /// How many rows a batch has, at most kMostBatchRows, in runs that begin from now on.
+  static uint32 GetBatchRows();
+  static void SetBatchRows(uint32 rows);
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, RunProgress progress = nullptr);
@@ -57,6 +63,15 @@ class QueryRun {
   void AddToGroups(uint64 row);
   /// These return false when no further row is wanted.
   bool ScanChunk(const TableChunk& chunk, uint64 firstRow);
+  bool ScanBatch(uint64 first, uint32 count);
+  /// Rows of the current chunk: all, or those that have passed the filter.
+  bool ScanRow(uint64 row);
+  bool TakeRow(uint64 row);
+  /// What becomes of a batch. False when it is to be done row by row.
+  bool FilterBatch(BatchRows& rows);
+  bool AddBatchToGroups(const BatchRows& rows);
+  static bool EvaluateTrees(std::vector<FieldWriter>& writers, const BatchRows& rows,
+                            std::vector<BatchVector>& vectors);
   bool EmitGroup();
   bool TakeSourceRow(uint64 row);
   bool Emit(uint64 row);
@@ -82,10 +97,12 @@ class QueryRun {
 
   std::optional<TableScan> scan_;
   std::optional<JsonScan> documents_;
+  std::optional<TableBatch> batch_;
   std::optional<RowFilter> filter_;
   std::vector<FieldWriter> groupKeys_;
   std::vector<FieldWriter> aggregateInputs_;
   std::optional<GroupTable> groups_;
+  std::optional<GroupBatch> groupBatch_;
   std::optional<RowFilter> having_;
   std::optional<WindowSet> windows_;
   std::vector<FieldWriter> outputs_;
@@ -97,6 +114,14 @@ class QueryRun {
 
   ResultSink* sink_ = nullptr;
   ProgressMeter meter_;
+  /// How batches are evaluated: not at all where that gains nothing, or when too many of them had
+  /// to be done again.
+  uint32 batchRows_ = 0;
+  bool groupsTakeBatches_ = false;
+  uint32 failedBatches_ = 0;
+  std::vector<uint16> passing_;
+  std::vector<BatchVector> keyVectors_;
+  std::vector<BatchVector> inputVectors_;
   /// The current chunk.
   uint64 firstRow_ = 0;
   uint64 chunkRows_ = 0;

@@ -22,8 +22,10 @@ class ProgressMeter {
     total_ = total;
     Tell();
   }
-  void Step() {
-    if (++done_ % kRowsPerCall == 0) [[unlikely]]
+  void Step(uint64 rows = 1) {
+    const uint64 before = done_;
+    done_ += rows;
+    if (done_ / kRowsPerCall != before / kRowsPerCall) [[unlikely]]
       Tell();
   }
 

@@ -3,33 +3,13 @@
 #include <algorithm>
 
 #include "FixedWidths.h"
+#include "RecordTexts.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
 namespace {
 
 bool IsVaryingText(XeDataType type) { return type == XeVarCharData || type == XeLongVarCharData; }
-
-/// A fixed text fills its field with blanks; readers write a zero behind it.
-template <class Character>
-void StoreFixedText(const Character* text, uint64 count, uint32 width, uint8* target) {
-  auto* const characters = reinterpret_cast<wchar_t*>(target);
-  const uint32 length = width / sizeof(wchar_t);
-  std::copy_n(text, count, characters);
-  std::fill(characters + count, characters + length, L' ');
-  characters[length] = L'\0';
-}
-
-template <class Character>
-void StoreVaryingText(const Character* text, uint64 count, uint8* target) {
-  const auto length = static_cast<uint32>(count);
-  std::memcpy(target, &length, sizeof length);
-  if constexpr (sizeof(Character) == sizeof(wchar_t)) {
-    std::memcpy(target + kLongVarPrefix, text, count * sizeof(wchar_t));
-  } else {
-    std::copy_n(text, count, reinterpret_cast<wchar_t*>(target + kLongVarPrefix));
-  }
-}
 
 }  // namespace
 
@@ -81,7 +61,8 @@ struct TableScan::Copies {
     const auto* const offsets = reinterpret_cast<const Offset*>(column.offsets);
     const auto* const text = reinterpret_cast<const Character*>(column.values) + offsets[row];
     if constexpr (isFixed) {
-      StoreFixedText(text, offsets[row + 1] - offsets[row], column.width, column.target);
+      StoreFixedText(text, offsets[row + 1] - offsets[row], column.width / uint32{sizeof(wchar_t)},
+                     column.target);
     } else {
       StoreVaryingText(text, offsets[row + 1] - offsets[row], column.target);
     }
@@ -153,6 +134,19 @@ void TableScan::Enter(const TableChunk& chunk) {
   }
 }
 
+void TableScan::FillValue(std::size_t field, int64 value, bool isNull) {
+  const Column& column = columns_[field];
+  if (target_.GetField(field).IsNullable()) *column.targetNull = isNull;
+  if (isNull) return;
+  if (column.vector->dictionary) {
+    const auto entry = static_cast<std::size_t>(value);
+    std::memcpy(column.target, column.prepared + column.starts[entry],
+                column.starts[entry + 1] - column.starts[entry]);
+  } else {
+    Copies::Store<XeDate>(column, FromDay32(static_cast<int32>(value)));
+  }
+}
+
 TableScan::Copy TableScan::ChooseCopy(Column& column, Prepared& prepared) {
   const ColumnVector& vector = *column.vector;
   const bool isFixed = column.width != 0;
@@ -217,7 +211,8 @@ void TableScan::PrepareTexts(const ColumnVector& dictionary, Column& column, Pre
     prepared.bytes.resize(at + bytes);
     const auto store = [&](const auto* characters) {
       if (isFixed) {
-        StoreFixedText(characters + start, count, column.width, prepared.bytes.data() + at);
+        StoreFixedText(characters + start, count, column.width / uint32{sizeof(wchar_t)},
+                       prepared.bytes.data() + at);
       } else {
         StoreVaryingText(characters + start, count, prepared.bytes.data() + at);
       }

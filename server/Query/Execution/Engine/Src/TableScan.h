@@ -21,6 +21,9 @@ class TableScan {
   void Fill(uint64 row) {
     for (const Column& column : columns_) column.copy(column, row);
   }
+  /// Puts an entry of the dictionary that a column has in the chunk into its field, or the day of
+  /// that number, or NULL.
+  void FillValue(std::size_t field, int64 value, bool isNull);
 
  private:
   struct Column;

@@ -3,6 +3,7 @@
 #include "SQXERBatch.h"
 
 #include <algorithm>
+#include <bit>
 #include <optional>
 
 #include "SQXERBatchLoops.h"
@@ -87,6 +88,28 @@ BatchText BatchBuffers::Keep(const wchar_t* text, uint32 length) {
   return {reinterpret_cast<const uint8*>(copy), length};
 }
 
+uint32 SelectTrue(const BatchVector& truth, const BatchRows& rows, uint16* passing) {
+  uint32 count = 0;
+  if (truth.isConstant || rows.selected != nullptr) {
+    rows.ForEach([&](uint32 row) {
+      passing[count] = static_cast<uint16>(row);
+      count += !truth.IsNull(row) && truth.values[truth.isConstant ? 0 : row] != 0;
+    });
+    return count;
+  }
+  for (uint32 word = 0; word * 64 < rows.count; ++word) {
+    uint64 bits = PackTruths(truth.values + word * 64);
+    if (truth.validity != nullptr) bits &= truth.validity[word];
+    const uint32 rowsOfWord = std::min(rows.count - word * 64, 64u);
+    if (rowsOfWord < 64) bits &= (uint64{1} << rowsOfWord) - 1;
+    for (; bits != 0; bits &= bits - 1) {
+      passing[count++] =
+          static_cast<uint16>(word * 64 + static_cast<uint32>(std::countr_zero(bits)));
+    }
+  }
+  return count;
+}
+
 void IntersectValidity(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
                        uint64* words, BatchVector& out) {
   static constexpr uint64 kNoValue = 0;
@@ -162,8 +185,8 @@ bool EvalRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers, B
 }
 
 template <class Value>
-bool EvalPlainRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers,
-                   ColumnForm form, BatchVector& out) {
+bool EvalPlainRows(RExpression& node, const BatchRows& rows, BatchBuffers& buffers, ColumnForm form,
+                   BatchVector& out) {
   Value* const values = buffers.Values<Value>();
   out.form = form;
   out.values = reinterpret_cast<const uint8*>(values);
@@ -483,9 +506,8 @@ class FewValuesEvaluation {
       if (column.validity == nullptr) {
         rows_.ForEach([&](uint32 row) { values[row] = results[place(row)]; });
       } else {
-        rows_.ForEach([&](uint32 row) {
-          values[row] = results[column.IsNull(row) ? last : place(row)];
-        });
+        rows_.ForEach(
+            [&](uint32 row) { values[row] = results[column.IsNull(row) ? last : place(row)]; });
       }
     });
   }
@@ -499,13 +521,13 @@ class FewValuesEvaluation {
       SpreadValues(few_->texts.data(), texts, column);
       out.texts = texts;
     } else {
-      WithWidth(WidthOfForm(few_->form), [&]<std::size_t width>(
-                                             std::integral_constant<std::size_t, width>) {
-        using Bytes = BytesOf<width>;
-        Bytes* const values = buffers_.Values<Bytes>();
-        SpreadValues(reinterpret_cast<const Bytes*>(few_->values.data()), values, column);
-        out.values = reinterpret_cast<const uint8*>(values);
-      });
+      WithWidth(WidthOfForm(few_->form),
+                [&]<std::size_t width>(std::integral_constant<std::size_t, width>) {
+                  using Bytes = BytesOf<width>;
+                  Bytes* const values = buffers_.Values<Bytes>();
+                  SpreadValues(reinterpret_cast<const Bytes*>(few_->values.data()), values, column);
+                  out.values = reinterpret_cast<const uint8*>(values);
+                });
     }
     if (few_->isAlwaysValid) return;
     uint8 isValid[kMostBatchRows];

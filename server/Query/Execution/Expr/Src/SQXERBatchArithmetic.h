@@ -13,12 +13,6 @@ concept BoundedOp = requires(T a, T b) {
   { Op::Bounds(ColumnBounds<int64>(), ColumnBounds<int64>()) } -> std::same_as<WideBounds>;
 };
 
-template <class T>
-bool AreWithin(const WideBounds& bounds) {
-  return bounds.least >= std::numeric_limits<T>::min() &&
-         bounds.greatest <= std::numeric_limits<T>::max();
-}
-
 /// The block of a vector that was computed, of which the bounds are known.
 inline void KnowBounds(const WideBounds& bounds, ColumnBlock& block, BatchVector& out) {
   block = ColumnBlock();

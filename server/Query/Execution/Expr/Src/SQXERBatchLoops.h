@@ -61,7 +61,9 @@ struct BatchFormOf<XeTime> {
 };
 
 template <class T>
-concept HasOneBatchForm = requires { BatchFormOf<T>::kForm; };
+concept HasOneBatchForm = requires {
+  BatchFormOf<T>::kForm;
+};
 
 /// Whether values of T have forms in a batch that are not texts.
 template <class T>
@@ -170,6 +172,12 @@ ColumnBounds<int64> FindBounds(const BatchVector& vector, const BatchRows& rows)
   return {least, greatest};
 }
 
+template <class T>
+bool AreWithin(const WideBounds& bounds) {
+  return bounds.least >= std::numeric_limits<T>::min() &&
+         bounds.greatest <= std::numeric_limits<T>::max();
+}
+
 /// The lowest bits of 64 bytes, the first one lowest.
 inline uint64 PackTruths(const uint8* truths) {
   // Moves bit 0 of byte i to bit 56 + i.
@@ -184,6 +192,10 @@ inline uint64 PackTruths(const uint8* truths) {
   return bits;
 }
 
+/// Writes the wanted rows whose truth value is true to `passing`, which may be where the wanted
+/// rows stand, and returns how many there are.
+SQXEREXPR_API uint32 SelectTrue(const BatchVector& truth, const BatchRows& rows, uint16* passing);
+
 /// The rows that a loop over a vector has to work on.
 inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
   return vector.isConstant ? FirstRow(rows) : rows;
@@ -196,8 +208,8 @@ BatchCost CostOfAll(Operands&... operands) {
                                                                 : BatchCost::kDear;
 }
 
-/// The batch of a node of two operands that is NULL where one of them is: combine(left, right, rows,
-/// out) puts form and values into `out`, and is false where it refuses some.
+/// The batch of a node of two operands that is NULL where one of them is: combine(left, right,
+/// rows, out) puts form and values into `out`, and is false where it refuses some.
 template <class Combine>
 bool EvalPairBatch(RExpression& left, RExpression& right, const BatchRows& rows,
                    BatchBuffers& buffers, BatchVector& out, Combine&& combine) {
@@ -271,13 +283,14 @@ void ConvertVector(const BatchRows& rows, BatchBuffers& buffers, BatchVector& ou
         return put(ColumnForm::kFloat64, values);
       }
     }
-    using Stored = std::conditional_t<std::same_as<To, VelmarNumber> || std::same_as<To, XeDateTime>,
-                                      To, float64>;
+    using Stored =
+        std::conditional_t<std::same_as<To, VelmarNumber> || std::same_as<To, XeDateTime>, To,
+                           float64>;
     Stored* const values = buffers.Values<Stored>();
     rows.ForEach([&](uint32 row) {
       if (!from.IsNull(row)) values[row] = Op::Apply(ReadBatchValue<From>(from, row));
     });
-    put(std::same_as<To, VelmarNumber>   ? ColumnForm::kNumber
+    put(std::same_as<To, VelmarNumber> ? ColumnForm::kNumber
         : std::same_as<To, XeDateTime> ? ColumnForm::kDateTime
                                        : ColumnForm::kFloat64,
         values);

@@ -57,6 +57,56 @@ uint32 AvgOf<T>::TransferState(StateTransfer transfer, uint8* state) {
   return this->TransferFields(transfer, state, sum_, this->count_, this->nullIndicator_);
 }
 
+template <AccumulatorValue T>
+bool AvgOf<T>::TakesBatches() {
+  return this->converter_.fieldConvert_ == nullptr;
+}
+
+template <AccumulatorValue T>
+bool AvgOf<T>::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  return check_.AdmitsInput(*input, rows, false);
+}
+
+template <AccumulatorValue T>
+bool AvgOf<T>::AdmitsStates(const BatchFold& fold) {
+  return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+}
+
+namespace {
+
+/// The state of a mean: the sum, how many values there are, and whether there is none.
+template <class Sum>
+class MeanState {
+ public:
+  explicit MeanState(const BatchVector& input) : sum_(input) {}
+  void Load(const uint8* state) {
+    sum_.Load(state);
+    added_ = 0;
+  }
+  void Add(uint32 row, bool isValue) {
+    sum_.Add(row, isValue);
+    added_ += isValue;
+  }
+  void Store(uint8* state) const {
+    if (added_ == 0) return;
+    sum_.Store(state);
+    uint8* const count = state + sizeof(typename Sum::Value);
+    StoreState(count, LoadState<uint32>(count) + added_);
+    count[sizeof(uint32)] = 0;
+  }
+
+ private:
+  Sum sum_;
+  uint32 added_ = 0;
+};
+
+}  // namespace
+
+template <AccumulatorValue T>
+void AvgOf<T>::FoldBatch(const BatchFold& fold) {
+  FoldRows(fold, MeanState<BatchSum<T>>(*fold.input));
+}
+
 template class AvgOf<int32>;
 template class AvgOf<uint32>;
 template class AvgOf<float64>;

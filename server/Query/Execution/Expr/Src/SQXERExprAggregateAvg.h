@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERAggregateVariant.h"
+#include "SQXERBatchFold.h"
 
 namespace sqxer {
 
@@ -32,10 +33,17 @@ class SQXEREXPR_API AvgOf : public NumericAggregate<Avg, T> {
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
   uint32 TransferState(StateTransfer transfer, uint8* state) final;
+  bool TakesBatches() final;
+  bool AdmitsInput(const BatchVector* input, const BatchRows& rows) final;
+  bool AdmitsStates(const BatchFold& fold) final;
+  void FoldBatch(const BatchFold& fold) final;
 
  protected:
   T sum_{};
   T result_{};
+
+ private:
+  SumCheck<T> check_;
 };
 
 extern template class AvgOf<int32>;

@@ -99,6 +99,10 @@ RExprReturn Aggregate::Compute(unsigned char*, unsigned int) { XeLogicError(); }
 RExprReturn Aggregate::Finalize() { XeLogicError(); }
 void Aggregate::Output(unsigned char*) { XeLogicError(); }
 unsigned int Aggregate::GetTargetFixedLenSize() { XeLogicError(); }
+void Aggregate::FoldBatch(const BatchFold&) {
+  XeLogicError("a batch for an aggregate that takes none");
+}
+
 uint32 Aggregate::TransferState(StateTransfer, uint8*) { return 0; }
 
 Aggregate* Aggregate::GetPartialsAggregator(UInt16Vector*) { return nullptr; }

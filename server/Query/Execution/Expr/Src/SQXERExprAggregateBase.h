@@ -15,6 +15,8 @@
 
 namespace sqxer {
 
+struct BatchFold;
+
 /// The column vectors of an aggregate on their way to the variant that takes its place.
 struct AggregateColumnVectors {
   std::unique_ptr<UInt16Vector> aggregate_;
@@ -117,6 +119,17 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// bytes of a state, always the same, or 0 when there is none: the aggregate holds or sorts
   /// values.
   virtual uint32 TransferState(StateTransfer transfer, uint8* state);
+
+  /// Whether states (see TransferState) can take in batches of rows. For each batch the owner asks
+  /// all aggregates of a group, before any state changes: whether they admit the column and the
+  /// states. If so, FoldBatch does what Compute does row after row, and cannot fail; else the batch
+  /// is for Compute.
+  virtual bool TakesBatches() { return false; }
+  virtual bool AdmitsInput(const BatchVector* /*input*/, const BatchRows& /*rows*/) {
+    return false;
+  }
+  virtual bool AdmitsStates(const BatchFold& /*fold*/) { return true; }
+  virtual void FoldBatch(const BatchFold& fold);
 
   UInt16Vector* GetAggregateColumns() const { return aggregateColumns_.get(); }
   UInt16Vector* GetControlBreakColumns() const { return controlBreakColumns_.get(); }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "SQXERBatchFold.h"
 #include "SQXERExprAggregateSum.h"
 
 namespace sqxer {
@@ -14,6 +15,17 @@ unsigned int StoreCount(uint8* target, uint8* targetNull, uint32 count) {
   if (targetNull != nullptr) *targetNull = 0;
   return sizeof(count);
 }
+
+/// A state that is a count.
+class CountState {
+ public:
+  void Load(const uint8* state) { count_ = LoadState<uint32>(state); }
+  void Add(uint32, bool isValue) { count_ += isValue; }
+  void Store(uint8* state) const { StoreState(state, count_); }
+
+ private:
+  uint32 count_ = 0;
+};
 
 }  // namespace
 
@@ -105,6 +117,10 @@ uint32 Count::TransferState(StateTransfer transfer, uint8* state) {
   return isDistinctHandled_ ? 0 : TransferFields(transfer, state, count_);
 }
 
+bool Count::TakesBatches() { return !isDistinctHandled_; }
+bool Count::AdmitsInput(const BatchVector*, const BatchRows&) { return true; }
+void Count::FoldBatch(const BatchFold& fold) { FoldRows(fold, CountState()); }
+
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
@@ -135,6 +151,15 @@ unsigned int CountStar::InitializeResult(unsigned char* target, unsigned char* t
 
 uint32 CountStar::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, count_);
+}
+
+bool CountStar::TakesBatches() { return true; }
+bool CountStar::AdmitsInput(const BatchVector*, const BatchRows&) { return true; }
+
+void CountStar::FoldBatch(const BatchFold& fold) {
+  BatchFold rows = fold;
+  rows.input = nullptr;
+  FoldRows(rows, CountState());
 }
 
 }  // namespace sqxer

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "SQXERBatchFold.h"
+
 namespace sqxer {
 
 namespace {
@@ -74,6 +76,115 @@ void ExtremeAggregate::Output(unsigned char* record) {
 uint32 ExtremeAggregate::TransferState(StateTransfer transfer, uint8* state) {
   return TransferKept(transfer, state, tempRow_.data(), bufferSize_, nullIndicator_,
                       resultRecordDataSize_);
+}
+
+bool ExtremeAggregate::TakesBatches() {
+  switch (sourceDataType_) {
+    case XeInt4Data:
+    case XeUInt4Data:
+    case XeDoubleData:
+    case XeNumericData:
+    case XeDateData:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  if (input->isConstant && input->IsNull(0)) return true;
+  if (sourceDataType_ == XeNumericData) return input->form == ColumnForm::kDecimal64;
+  if (sourceDataType_ != XeDoubleData) return true;
+  // A NaN has a place in the order that the comparison of numbers does not know.
+  bool hasNaN = false;
+  const float64* const values = input->As<float64>();
+  rows.ForEach([&](uint32 row) {
+    const float64 value = values[input->isConstant ? 0 : row];
+    hasNaN = hasNaN || (value != value && !input->IsNull(row));
+  });
+  return !hasNaN;
+}
+
+namespace {
+
+constexpr std::size_t kNullOfState = 0;
+constexpr std::size_t kSizeOfState = 1;
+constexpr std::size_t kValueOfState = kSizeOfState + sizeof(uint32);
+
+/// The extreme of values of a form, kept in a state in the form of records. `Before` tells whether
+/// a value takes the place of the one before it.
+template <class Stored, class Value, class Before>
+class ExtremeState {
+ public:
+  ExtremeState(const BatchVector& input, Before before) : input_(input), before_(before) {}
+  void Load(const uint8*) { isAny_ = false; }
+  void Add(uint32 row, bool isValue) {
+    if (!isValue) return;
+    const Stored value = input_.As<Stored>()[row];
+    if (!isAny_ || before_(value, extreme_)) extreme_ = value;
+    isAny_ = true;
+  }
+  void Store(uint8* state) const {
+    if (!isAny_) return;
+    Value value;
+    if constexpr (std::same_as<Value, VelmarNumber>) {
+      value = VelmarNumber::FromScaled(extreme_, input_.scale);
+    } else if constexpr (std::same_as<Value, XeDate>) {
+      value = FromDay32(extreme_);
+    } else {
+      value = extreme_;
+    }
+    uint8* const kept = state + kValueOfState;
+    if (state[kNullOfState] == 0 && !before_(value, LoadState<Value>(kept))) return;
+    std::memcpy(kept, static_cast<const void*>(&value), sizeof value);
+    StoreState(state + kSizeOfState, uint32{sizeof value});
+    state[kNullOfState] = 0;
+  }
+
+ private:
+  const BatchVector& input_;
+  const Before before_;
+  bool isAny_ = false;
+  Stored extreme_{};
+};
+
+template <class Before>
+void FoldExtreme(XeDataType type, const BatchFold& fold, Before before) {
+  const auto fold_ = [&]<class Stored, class Value>(std::type_identity<Stored>,
+                                                    std::type_identity<Value>) {
+    FoldRows(fold, ExtremeState<Stored, Value, Before>(*fold.input, before));
+  };
+  const auto plain = [&]<class Value>(std::type_identity<Value> value) { fold_(value, value); };
+  switch (type) {
+    case XeInt4Data:
+      return plain(std::type_identity<int32>());
+    case XeUInt4Data:
+      return plain(std::type_identity<uint32>());
+    case XeDoubleData:
+      return plain(std::type_identity<float64>());
+    case XeNumericData:
+      return fold_(std::type_identity<int64>(), std::type_identity<VelmarNumber>());
+    default:
+      return fold_(std::type_identity<int32>(), std::type_identity<XeDate>());
+  }
+}
+
+}  // namespace
+
+bool ExtremeAggregate::AdmitsStates(const BatchFold& fold) {
+  if (sourceDataType_ != XeDoubleData) return true;
+  return fold.AllOfStates([](const uint8* state) {
+    const auto kept = LoadState<float64>(state + kValueOfState);
+    return state[kNullOfState] != 0 || kept == kept;
+  });
+}
+
+void Max::FoldBatch(const BatchFold& fold) {
+  FoldExtreme(sourceDataType_, fold, [](const auto& a, const auto& b) { return a > b; });
+}
+
+void Min::FoldBatch(const BatchFold& fold) {
+  FoldExtreme(sourceDataType_, fold, [](const auto& a, const auto& b) { return a < b; });
 }
 
 void Max::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {

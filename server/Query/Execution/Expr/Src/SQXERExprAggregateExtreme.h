@@ -15,6 +15,9 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   void Initialize(bool restart) override;
   void Output(unsigned char* record) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override;
+  bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
+  bool AdmitsStates(const BatchFold& fold) override;
 
  protected:
   using Aggregate::Bind;
@@ -50,6 +53,7 @@ class SQXEREXPR_API Max : public ExtremeAggregate {
   using Aggregate::Bind;
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  void FoldBatch(const BatchFold& fold) override;
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 };
@@ -62,6 +66,7 @@ class SQXEREXPR_API Min : public ExtremeAggregate {
   using Aggregate::Bind;
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  void FoldBatch(const BatchFold& fold) override;
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 };
@@ -80,6 +85,7 @@ class SQXEREXPR_API NullIfNotUnique : public Max {
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override { return false; }
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 

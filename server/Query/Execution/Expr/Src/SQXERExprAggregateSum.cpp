@@ -67,6 +67,54 @@ uint32 SumOf<T>::TransferState(StateTransfer transfer, uint8* state) {
   return this->TransferFields(transfer, state, result_, this->nullIndicator_);
 }
 
+template <AccumulatorValue T>
+bool SumOf<T>::TakesBatches() {
+  return !this->isDistinctHandled_ && this->converter_.fieldConvert_ == nullptr;
+}
+
+template <AccumulatorValue T>
+bool SumOf<T>::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  return check_.AdmitsInput(*input, rows, true);
+}
+
+template <AccumulatorValue T>
+bool SumOf<T>::AdmitsStates(const BatchFold& fold) {
+  return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+}
+
+namespace {
+
+/// The state of a sum: behind it, whether there is none.
+template <class Sum>
+class SumState {
+ public:
+  explicit SumState(const BatchVector& input) : sum_(input) {}
+  void Load(const uint8* state) {
+    sum_.Load(state);
+    isAny_ = false;
+  }
+  void Add(uint32 row, bool isValue) {
+    sum_.Add(row, isValue);
+    isAny_ = isAny_ || isValue;
+  }
+  void Store(uint8* state) const {
+    if (!isAny_) return;
+    sum_.Store(state);
+    state[sizeof(typename Sum::Value)] = 0;
+  }
+
+ private:
+  Sum sum_;
+  bool isAny_ = false;
+};
+
+}  // namespace
+
+template <AccumulatorValue T>
+void SumOf<T>::FoldBatch(const BatchFold& fold) {
+  FoldRows(fold, SumState<BatchSum<T>>(*fold.input));
+}
+
 template class SumOf<int32>;
 template class SumOf<uint32>;
 template class SumOf<float64>;

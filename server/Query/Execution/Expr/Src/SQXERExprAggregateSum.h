@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERAggregateVariant.h"
+#include "SQXERBatchFold.h"
 
 namespace sqxer {
 
@@ -34,9 +35,14 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
   uint32 TransferState(StateTransfer transfer, uint8* state) final;
+  bool TakesBatches() final;
+  bool AdmitsInput(const BatchVector* input, const BatchRows& rows) final;
+  bool AdmitsStates(const BatchFold& fold) final;
+  void FoldBatch(const BatchFold& fold) final;
 
  private:
   T result_{};
+  SumCheck<T> check_;
 };
 
 extern template class SumOf<int32>;

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "BatchField.h"
+#include "GroupTable.h"
+#include "SQXERBatch.h"
+
+namespace sqxer {
+
+/// Takes batches of rows into a GroupTable whose groups keep bare states.
+class GroupBatch {
+ public:
+  /// The table must outlive it.
+  explicit GroupBatch(GroupTable& table);
+
+  /// To be called when the table has been cleared. Whether its aggregates take batches: if not, Add
+  /// must not be called.
+  bool Start();
+
+  /// Takes in the wanted rows, of which the first of the batch has the number `firstRow`. False
+  /// when the batch is for GroupTable::Add, row by row; groups of its rows may have been opened
+  /// then. An error means the same.
+  bool Add(const BatchRows& rows, std::span<const BatchVector> keys,
+           std::span<const BatchVector> inputs, uint64 firstRow);
+
+ private:
+  using Group = GroupTable::Group;
+
+  struct Member {
+    Aggregate* aggregate;
+    /// Its column among the inputs, or nothing.
+    const BatchVector* input = nullptr;
+    std::size_t column;
+    bool readsColumn;
+    uint32 offset;
+  };
+  /// Which group the rows with a value of the only key are in.
+  struct ValueSlot {
+    int64 value = 0;
+    Group* group = nullptr;
+  };
+
+  /// Puts the group of each wanted row into groups_, null where it would open one too many. False
+  /// when the keys do not fit the record.
+  bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  void Put(uint32 row, Group* group) {
+    if (group == nullptr) return leftOver_.push_back(static_cast<uint16>(row));
+    rows_.push_back(static_cast<uint16>(row));
+    groups_.push_back(group);
+  }
+  /// These are false when the keys are not of the right form.
+  bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  bool FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
+  template <class Stored>
+  void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
+  /// The group of the keys of a row, opened now if need be; null when it cannot be.
+  Group* FindOrOpen(uint32 row, uint64 firstRow);
+  void GrowValues();
+
+  /// Sorts the rows by their groups, where these are few.
+  void PartRows();
+  /// Calls use(member, fold) for all members and all rows that have a group.
+  template <class Use>
+  bool ForEachFold(const BatchRows& rows, Use&& use);
+  void AddLeftOver(uint64 firstRow);
+
+  GroupTable& table_;
+  std::vector<Member> members_;
+  std::vector<BatchField> keyFields_;
+  std::vector<BatchField> inputFields_;
+
+  /// For the wanted rows that have a group.
+  std::vector<uint16> rows_;
+  std::vector<Group*> groups_;
+  std::vector<uint8*> states_;
+  /// Those that have none.
+  std::vector<uint16> leftOver_;
+  /// The rows by groups, and where the rows of each group end among them.
+  std::vector<uint16> partedRows_;
+  std::vector<uint32> ends_;
+  bool isParted_ = false;
+  bool isOneGroup_ = false;
+
+  /// The groups of combinations of codes, and the dictionaries that they belong to.
+  std::vector<std::shared_ptr<const ColumnVector>> dictionaries_;
+  std::vector<Group*> groupsOfCodes_;
+  /// The groups of values of one form and scale.
+  ColumnForm form_ = ColumnForm::kInt32;
+  int16 scale_ = 0;
+  std::vector<ValueSlot> groupsOfValues_;
+  std::size_t values_ = 0;
+  Group* groupOfNull_ = nullptr;
+};
+
+}  // namespace sqxer

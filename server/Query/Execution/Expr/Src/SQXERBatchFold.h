@@ -1,0 +1,211 @@
+#pragma once
+
+#include <cmath>
+#include <concepts>
+#include <cstring>
+
+#include "SQXERBatchLoops.h"
+#include "SQXEROpsAggregate.h"
+
+namespace sqxer {
+
+/// Rows of a batch on their way into the states of one aggregate: all of them into one state, or
+/// each into its own.
+struct BatchFold {
+  /// The aggregate's column; null for one that reads none.
+  const BatchVector* input = nullptr;
+  /// Ascending; null for the first `count` rows of the batch.
+  const uint16* rows = nullptr;
+  uint32 count = 0;
+  /// As TransferState saves it, at any address.
+  uint8* state = nullptr;
+  /// Where `state` is null: for each row an address that the state lies `offset` bytes behind.
+  uint8* const* states = nullptr;
+  uint32 offset = 0;
+
+  uint32 GetRow(uint32 index) const { return rows == nullptr ? index : rows[index]; }
+  template <class Use>
+  bool AllOfStates(Use&& use) const {
+    if (state != nullptr) return use(state);
+    for (uint32 i = 0; i < count; ++i) {
+      if (!use(states[i] + offset)) return false;
+    }
+    return true;
+  }
+};
+
+/// The running result of a group while rows are folded: read from a saved state, and put back.
+template <class Accumulator>
+concept BatchAccumulator = requires(Accumulator& accumulator, uint8* state, uint32 row,
+                                    bool isValue) {
+  accumulator.Load(state);
+  accumulator.Add(row, isValue);
+  accumulator.Store(state);
+};
+
+/// Folds the rows in their order.
+template <BatchAccumulator Accumulator>
+void FoldRows(const BatchFold& fold, Accumulator accumulator) {
+  const BatchVector* const input = fold.input;
+  const bool isConstant = input != nullptr && input->isConstant;
+  const uint64* const validity = input == nullptr ? nullptr : input->validity;
+  const auto isValue = [&](uint32 row) { return (validity[row / 64] >> row % 64 & 1) != 0; };
+  const auto each = [&](auto&& add) {
+    if (isConstant) {
+      const bool isAny = !input->IsNull(0);
+      for (uint32 i = 0; i < fold.count; ++i) add(i, uint32{0}, isAny);
+    } else if (fold.rows == nullptr) {
+      if (validity == nullptr) {
+        for (uint32 i = 0; i < fold.count; ++i) add(i, i, true);
+      } else {
+        for (uint32 i = 0; i < fold.count; ++i) add(i, i, isValue(i));
+      }
+    } else if (validity == nullptr) {
+      for (uint32 i = 0; i < fold.count; ++i) add(i, uint32{fold.rows[i]}, true);
+    } else {
+      for (uint32 i = 0; i < fold.count; ++i) {
+        const uint32 row = fold.rows[i];
+        add(i, row, isValue(row));
+      }
+    }
+  };
+  if (fold.state != nullptr) {
+    accumulator.Load(fold.state);
+    each([&](uint32, uint32 row, bool isAny) { accumulator.Add(row, isAny); });
+    accumulator.Store(fold.state);
+  } else {
+    each([&](uint32 index, uint32 row, bool isAny) {
+      uint8* const state = fold.states[index] + fold.offset;
+      accumulator.Load(state);
+      accumulator.Add(row, isAny);
+      accumulator.Store(state);
+    });
+  }
+}
+
+template <class T>
+T LoadState(const uint8* state) {
+  T value;
+  std::memcpy(&value, state, sizeof value);
+  return value;
+}
+template <class T>
+void StoreState(uint8* state, const T& value) {
+  std::memcpy(state, &value, sizeof value);
+}
+
+/// A sum of values of T in a state that begins with it. NULLs add nothing.
+template <class T>
+class SumAccumulator {
+ public:
+  using Value = T;
+  explicit SumAccumulator(const BatchVector& input) : values_(input.As<T>()) {}
+  void Load(const uint8* state) { sum_ = LoadState<T>(state); }
+  void Add(uint32 row, bool isValue) {
+    // A sum never is the negative zero, so that adding zero changes nothing.
+    sum_ = AddUnchecked(sum_, isValue ? values_[row] : T{});
+  }
+  void Store(uint8* state) const { StoreState(state, sum_); }
+
+ private:
+  const T* values_;
+  T sum_{};
+};
+
+/// The same of 64-bit decimals into a decimal number.
+class DecimalSumAccumulator {
+ public:
+  using Value = VelmarNumber;
+  explicit DecimalSumAccumulator(const BatchVector& input)
+      : values_(input.As<int64>()), scale_(input.scale) {}
+  void Load(const uint8*) { sum_ = 0; }
+  void Add(uint32 row, bool isValue) { sum_ += isValue ? values_[row] : 0; }
+  void Store(uint8* state) const {
+    StoreState(state, VelmarNumber::Plus(LoadState<VelmarNumber>(state),
+                                         VelmarNumber::FromScaled(sum_, scale_)));
+  }
+
+ private:
+  const int64* values_;
+  const int16 scale_;
+  int64 sum_ = 0;
+};
+
+template <AccumulatorValue T>
+using BatchSum =
+    std::conditional_t<std::same_as<T, VelmarNumber>, DecimalSumAccumulator, SumAccumulator<T>>;
+
+/// What a column must be like for its sums in a batch to be those of rows, one after the other.
+template <AccumulatorValue T>
+class SumCheck {
+ public:
+  /// Whether the values can be summed up whatever their order of checks; `isChecked`: a sum that
+  /// leaves the type is an error.
+  bool AdmitsInput(const BatchVector& input, const BatchRows& rows, bool isChecked) {
+    isChecked_ = isChecked;
+    scale_ = input.scale;
+    if (input.isConstant && input.IsNull(0)) {
+      most_ = 0;
+      least_ = greatest_ = 0;
+      return true;
+    }
+    if constexpr (std::same_as<T, VelmarNumber>) {
+      if (input.form != ColumnForm::kDecimal64) return false;
+      return CountWhole(FindBounds<int64>(input, rows), rows);
+    } else if constexpr (std::integral<T>) {
+      return !isChecked || CountWhole(FindBounds<T>(input, rows), rows);
+    } else {
+      if (!isChecked) return true;
+      float64 most = 0;
+      bool isNumber = true;
+      const float64* const values = input.As<float64>();
+      rows.ForEach([&](uint32 row) {
+        if (input.IsNull(row)) return;
+        const float64 size = std::fabs(values[input.isConstant ? 0 : row]);
+        isNumber = isNumber && size == size;
+        most = std::max(most, size);
+      });
+      most_ = most;
+      return isNumber && most < kMostSize;
+    }
+  }
+
+  bool AdmitsState(const uint8* state) const {
+    if constexpr (std::same_as<T, VelmarNumber>) {
+      // Sums of so few digits are exact, in whatever order their parts are added.
+      constexpr int64 kMostSum = int64{1} << 62;
+      constexpr int kMostPlaces = 18;
+      int64 sum;
+      const auto number = LoadState<VelmarNumber>(state);
+      if (number.TryScaled(scale_, sum) && sum > -kMostSum && sum < kMostSum) return true;
+      return std::fabs(number.asDouble()) < 1e17 && number.decimalPlaces() <= kMostPlaces;
+    } else if constexpr (std::integral<T>) {
+      if (!isChecked_) return true;
+      const WideBounds::Wide sum = LoadState<T>(state);
+      return AreWithin<T>({sum + least_, sum + greatest_});
+    } else {
+      // Not one infinity on the way, and the sum is none either.
+      return !isChecked_ || std::fabs(LoadState<float64>(state)) < kMostSum;
+    }
+  }
+
+ private:
+  static constexpr float64 kMostSize = 1e300;
+  static constexpr float64 kMostSum = 1e305;
+
+  bool CountWhole(const ColumnBounds<int64>& bounds, const BatchRows& rows) {
+    const WideBounds::Wide count = rows.GetWanted();
+    least_ = std::min<WideBounds::Wide>(bounds.least, 0) * count;
+    greatest_ = std::max<WideBounds::Wide>(bounds.greatest, 0) * count;
+    constexpr WideBounds::Wide kMost = WideBounds::Wide{1} << 62;
+    return least_ > -kMost && greatest_ < kMost;
+  }
+
+  bool isChecked_ = true;
+  int16 scale_ = 0;
+  WideBounds::Wide least_ = 0;
+  WideBounds::Wide greatest_ = 0;
+  float64 most_ = 0;
+};
+
+}  // namespace sqxer
