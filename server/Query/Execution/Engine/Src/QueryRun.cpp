@@ -1,5 +1,6 @@
 #include "QueryRun.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "RecordKeys.h"
@@ -46,6 +47,16 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table)
   if (plan_.grouped) BindGroups();
   if (!plan_.windows.empty()) BindWindows();
   BindOutputs();
+  if (batch_ && !AreTreesRepeatable()) batch_.reset();
+}
+
+bool QueryRun::AreTreesRepeatable() {
+  const auto areRepeatable = [](std::vector<FieldWriter>& writers) {
+    return std::ranges::all_of(writers,
+                               [](FieldWriter& writer) { return IsRepeatable(writer.GetTree()); });
+  };
+  return (!filter_ || IsRepeatable(filter_->GetTree())) && areRepeatable(groupKeys_) &&
+         areRepeatable(aggregateInputs_) && areRepeatable(outputs_);
 }
 
 std::vector<ColumnInfo> QueryRun::VisibleColumns() const {
@@ -84,6 +95,7 @@ void QueryRun::BindWindows() {
 
 void QueryRun::BindOutputs() {
   BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
+  if (batch_ && !plan_.grouped && plan_.windows.empty()) BindBatchOutputs();
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
                       noAggregates_, settings_->GetSwitches().groupMemory_, 0);
@@ -96,6 +108,20 @@ void QueryRun::BindOutputs() {
   if (plan_.limit && *plan_.limit <= std::numeric_limits<uint64>::max() - plan_.offset) {
     sorter_->SetRecordLimit(*plan_.limit + plan_.offset);
   }
+}
+
+void QueryRun::BindBatchOutputs() {
+  for (std::size_t i = 0; i < outputs_.size(); ++i) {
+    RExpression& tree = outputs_[i].GetTree();
+    // A column alone is copied as it stands.
+    if (tree.CountOperands() > 0 && HasBatchLoops(tree)) {
+      batchOutputs_.push_back(&outputs_[i]);
+      batchFields_.emplace_back(resultRecord_, i);
+    } else {
+      rowOutputs_.push_back(&outputs_[i]);
+    }
+  }
+  outputVectors_.resize(batchOutputs_.size());
 }
 
 RunPhase QueryRun::AfterScan() const { return groups_ ? RunPhase::kGrouping : AfterGroups(); }
@@ -130,9 +156,11 @@ void QueryRun::Start(ResultSink& sink) {
   sink_ = &sink;
   row_ = sorted_ = skipped_ = passed_ = 0;
   failedBatches_ = 0;
-  groupsTakeBatches_ = groupBatch_ && groupBatch_->Start();
+  groupsTakeBatches_ = batch_ && groupBatch_ && groupBatch_->Start();
   // Rows that nothing sorts out before they are taken are taken as they are.
-  batchRows_ = batch_ && (filter_ || groupsTakeBatches_) ? batchRows : 0;
+  outputsTakeBatches_ = !batchOutputs_.empty();
+  const bool usesBatches = filter_ || groupsTakeBatches_ || outputsTakeBatches_;
+  batchRows_ = batch_ && usesBatches ? batchRows : 0;
   if (batchRows_ != 0) batch_->StartRun();
   if (groups_) {
     groups_->KeepBareStates(groupsTakeBatches_);
@@ -186,7 +214,8 @@ bool QueryRun::ScanBatch(uint64 first, uint32 count) {
   }
   meter_.Step(count);
   if (groupsTakeBatches_ && AddBatchToGroups(rows)) return true;
-  failedBatches_ += groupsTakeBatches_ ? 1 : 0;
+  if (outputsTakeBatches_ && EvaluateOutputs(rows)) return EmitBatch(first, rows);
+  failedBatches_ += groupsTakeBatches_ || outputsTakeBatches_ ? 1 : 0;
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
     Fill(first + rows.GetRow(i));
     if (!TakeRow(first + rows.GetRow(i))) return false;
@@ -218,6 +247,37 @@ bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
   } catch (const ErrorMessage&) {
     return false;
   }
+}
+
+bool QueryRun::EvaluateOutputs(const BatchRows& rows) {
+  if (rows.GetWanted() == 0) return true;
+  try {
+    for (std::size_t i = 0; i < batchOutputs_.size(); ++i) {
+      if (!EvaluateBatch(batchOutputs_[i]->GetTree(), rows, outputVectors_[i]) ||
+          !batchFields_[i].Use(outputVectors_[i], rows)) {
+        return false;
+      }
+    }
+    return true;
+  } catch (const ErrorMessage&) {
+    return false;
+  }
+}
+
+bool QueryRun::EmitBatch(uint64 first, const BatchRows& rows) {
+  for (uint32 i = 0; i < rows.GetWanted(); ++i) {
+    const uint32 batchRow = rows.GetRow(i);
+    const uint64 row = firstRow_ + first + batchRow;
+    if (!rowOutputs_.empty()) {
+      Fill(first + batchRow);
+      AtRow(row, [this] {
+        for (FieldWriter* const writer : rowOutputs_) writer->Write();
+      });
+    }
+    for (BatchField& field : batchFields_) field.Write(batchRow);
+    if (!TakeResult(row)) return false;
+  }
+  return true;
 }
 
 bool QueryRun::EvaluateTrees(std::vector<FieldWriter>& writers, const BatchRows& rows,
@@ -287,6 +347,10 @@ bool QueryRun::TakeSourceRow(uint64 row) {
 
 bool QueryRun::Emit(uint64 row) {
   AtRow(plan_.grouped ? kNoRowNumber : ErrorRow(row), [this] { WriteAll(outputs_); });
+  return TakeResult(row);
+}
+
+bool QueryRun::TakeResult(uint64 row) {
   if (distinct_ && !distinct_->Add(row)) return true;
   return Deliver();
 }

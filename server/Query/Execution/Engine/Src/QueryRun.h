@@ -70,11 +70,18 @@ class QueryRun {
   /// What becomes of a batch. False when it is to be done row by row.
   bool FilterBatch(BatchRows& rows);
   bool AddBatchToGroups(const BatchRows& rows);
+  bool EvaluateOutputs(const BatchRows& rows);
+  /// The evaluated outputs; false when no further row is wanted.
+  bool EmitBatch(uint64 first, const BatchRows& rows);
+  void BindBatchOutputs();
+  bool AreTreesRepeatable();
   static bool EvaluateTrees(std::vector<FieldWriter>& writers, const BatchRows& rows,
                             std::vector<BatchVector>& vectors);
   bool EmitGroup();
   bool TakeSourceRow(uint64 row);
   bool Emit(uint64 row);
+  /// The row whose outputs stand in the result record.
+  bool TakeResult(uint64 row);
   bool Deliver();
   bool Pass();
   void EmitWindowRows();
@@ -118,10 +125,16 @@ class QueryRun {
   /// to be done again.
   uint32 batchRows_ = 0;
   bool groupsTakeBatches_ = false;
+  bool outputsTakeBatches_ = false;
   uint32 failedBatches_ = 0;
   std::vector<uint16> passing_;
   std::vector<BatchVector> keyVectors_;
   std::vector<BatchVector> inputVectors_;
+  /// The outputs that are evaluated by batches, and those that are not.
+  std::vector<FieldWriter*> batchOutputs_;
+  std::vector<BatchField> batchFields_;
+  std::vector<BatchVector> outputVectors_;
+  std::vector<FieldWriter*> rowOutputs_;
   /// The current chunk.
   uint64 firstRow_ = 0;
   uint64 chunkRows_ = 0;

@@ -46,20 +46,20 @@ class ArithmeticNode : public Generic {
   }
 
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
-    return EvalPairBatch(
-        *this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
-        [this](const BatchVector& left, const BatchVector& right, const BatchRows& wanted,
-               BatchVector& result) {
-          BatchBuffers& buffers = this->GetBatchBuffers();
-          T* const values = buffers.template Values<T>();
-          result.form = BatchFormOf<T>::kForm;
-          result.values = reinterpret_cast<const uint8*>(values);
-          return CombineVectors<Op<T>>(left, right, wanted, values, buffers, result);
-        });
+    return EvalPairBatch(*this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
+                         [this](const BatchVector& left, const BatchVector& right,
+                                const BatchRows& wanted, BatchVector& result) {
+                           BatchBuffers& buffers = this->GetBatchBuffers();
+                           T* const values = buffers.template Values<T>();
+                           result.form = BatchFormOf<T>::kForm;
+                           result.values = reinterpret_cast<const uint8*>(values);
+                           return CombineVectors<Op<T>>(left, right, wanted, values, buffers,
+                                                        result);
+                         });
   }
+  bool HasBatchLoop() final { return true; }
   BatchCost GetBatchCost() final {
-    return FallibleBinaryOp<Op<T>, T> ? BatchCost::kDear
-                                      : CostOfAll(*this->left_, *this->right_);
+    return FallibleBinaryOp<Op<T>, T> ? BatchCost::kDear : CostOfAll(*this->left_, *this->right_);
   }
 
  protected:
@@ -98,14 +98,14 @@ class NumberArithmeticNode : public Generic {
   }
 
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
-    return EvalPairBatch(
-        *this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
-        [this](const BatchVector& left, const BatchVector& right, const BatchRows& wanted,
-               BatchVector& result) {
-          return CombineDecimals<Op<VelmarNumber>>(left, right, wanted, this->GetBatchBuffers(),
-                                                   result);
-        });
+    return EvalPairBatch(*this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
+                         [this](const BatchVector& left, const BatchVector& right,
+                                const BatchRows& wanted, BatchVector& result) {
+                           return CombineDecimals<Op<VelmarNumber>>(
+                               left, right, wanted, this->GetBatchBuffers(), result);
+                         });
   }
+  bool HasBatchLoop() final { return true; }
 
  protected:
   VelmarNumber number1_;
@@ -144,6 +144,7 @@ class NegateNode : public Generic {
       return Generic::EvalBatch(rows, out);
     }
   }
+  bool HasBatchLoop() final { return HasOneBatchForm<T>; }
 };
 
 }  // namespace sqxer

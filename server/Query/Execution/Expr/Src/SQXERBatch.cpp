@@ -566,6 +566,28 @@ class FewValuesEvaluation {
   BatchBuffers::FewValues* few_;
 };
 
+namespace {
+
+template <class Holds>
+bool HoldsForAll(RExpression& tree, Holds&& holds) {
+  if (!holds(tree)) return false;
+  for (int i = 0; i < tree.CountOperands(); ++i) {
+    RExpression* const operand = tree.GetIthOperand(i);
+    if (operand != nullptr && !HoldsForAll(*operand, holds)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool HasBatchLoops(RExpression& tree) {
+  return HoldsForAll(tree, [](RExpression& node) { return node.HasBatchLoop(); });
+}
+
+bool IsRepeatable(RExpression& tree) {
+  return HoldsForAll(tree, [](RExpression& node) { return !node.IsVolatile(); });
+}
+
 bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
   // What is free is computed before it is looked up.
   if (tree.CountOperands() > 0 && tree.GetBatchCost() == BatchCost::kDear &&

@@ -8,8 +8,8 @@
 #include "Utility/Export.h"
 #include "Utility/XeTypes.h"
 
-/// The second way to evaluate a bound tree: a batch of rows at once, straight from the columns. What
-/// a batch gives is what RExpression::Eval gives row by row, to the last bit; a batch in which
+/// The second way to evaluate a bound tree: a batch of rows at once, straight from the columns.
+/// What a batch gives is what RExpression::Eval gives row by row, to the last bit; a batch in which
 /// anything goes wrong is given up as a whole and done again by rows, which alone tell what and
 /// where.
 
@@ -26,9 +26,9 @@ struct BatchText {
 };
 
 /// A value for each row of a batch. A view: of a column, or of buffers of the node that gave it,
-/// which stay as they are until that node's next batch. Rows are counted from the batch's first one,
-/// whatever is selected; what stands at rows that are not selected, or are NULL, has no meaning, but
-/// can be read. Values of one data type come in the following forms.
+/// which stay as they are until that node's next batch. Rows are counted from the batch's first
+/// one, whatever is selected; what stands at rows that are not selected, or are NULL, has no
+/// meaning, but can be read. Values of one data type come in the following forms.
 ///
 ///   bit, boolean                kUInt8, 0 or 1
 ///   other numbers               the form of their type
@@ -152,8 +152,7 @@ class SQXEREXPR_API BatchBuffers {
   ColumnBlock& Block() { return knownOfValues_; }
   /// Room for an operand, the first or the second, brought to another scale.
   int64* Rescaled(int operand) {
-    return reinterpret_cast<int64*>(
-        Reserve(rescaled_[operand], kMostBatchRows * sizeof(int64)));
+    return reinterpret_cast<int64*>(Reserve(rescaled_[operand], kMostBatchRows * sizeof(int64)));
   }
 
  private:

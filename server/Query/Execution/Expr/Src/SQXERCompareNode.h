@@ -25,21 +25,21 @@ class CompareNode : public Generic {
   }
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
     if constexpr (HasBatchForm<T>) {
-      return EvalPairBatch(
-          *this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
-          [this](const BatchVector& left, const BatchVector& right, const BatchRows& wanted,
-                 BatchVector& result) {
-            BatchBuffers& buffers = this->GetBatchBuffers();
-            uint8* const values = buffers.Values<uint8>();
-            result.form = ColumnForm::kUInt8;
-            result.values = values;
-            CompareVectors<Op, T>(left, right, wanted, buffers, values);
-            return true;
-          });
+      return EvalPairBatch(*this->left_, *this->right_, rows, this->GetBatchBuffers(), out,
+                           [this](const BatchVector& left, const BatchVector& right,
+                                  const BatchRows& wanted, BatchVector& result) {
+                             BatchBuffers& buffers = this->GetBatchBuffers();
+                             uint8* const values = buffers.Values<uint8>();
+                             result.form = ColumnForm::kUInt8;
+                             result.values = values;
+                             CompareVectors<Op, T>(left, right, wanted, buffers, values);
+                             return true;
+                           });
     } else {
       return Generic::EvalBatch(rows, out);
     }
   }
+  bool HasBatchLoop() final { return HasBatchForm<T>; }
   BatchCost GetBatchCost() final {
     return HasBatchForm<T> ? CostOfAll(*this->left_, *this->right_) : BatchCost::kDear;
   }
@@ -118,6 +118,7 @@ class BetweenNode : public Generic {
       return Generic::EvalBatch(rows, out);
     }
   }
+  bool HasBatchLoop() final { return HasBatchForm<T>; }
   BatchCost GetBatchCost() final {
     return HasBatchForm<T> ? CostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_)
                            : BatchCost::kDear;

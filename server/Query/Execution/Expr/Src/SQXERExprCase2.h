@@ -63,6 +63,7 @@ class SQXEREXPR_API Case final : public Conditional {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return !isLookup_; }
   RExprType GetExpressionType() override { return kCaseExpression; }
   /// The case operand when there is one, the WHENs, the results.
   RExpression* GetIthOperand(int index) override;
@@ -109,6 +110,7 @@ class SQXEREXPR_API IfNull final : public Conditional {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kIfNullExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
@@ -161,6 +163,7 @@ class SQXEREXPR_API Coalesce final : public Conditional {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kCoalesceExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;

@@ -16,9 +16,8 @@ class SQXEREXPR_API Constant : public RExpression {
  public:
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
-  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
-    return EvalOnce(rows, out);
-  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override { return EvalOnce(rows, out); }
+  bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override { return BatchCost::kFree; }
   RExprType GetExpressionType() override { return kConstantExpression; }
   RExpression* GetIthOperand(int index) override;

@@ -57,6 +57,7 @@ class ConvertValue : public Convert {
     ConvertVector<Op>(RowsOf(out, rows), GetBatchBuffers(), out);
     return true;
   }
+  bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override {
     // From a double a conversion may fail or take its time.
     return std::is_arithmetic_v<typename Op::To> && std::is_arithmetic_v<typename Op::From>

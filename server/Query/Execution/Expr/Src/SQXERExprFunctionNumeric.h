@@ -106,6 +106,7 @@ class SQXEREXPR_API Rand final : public NumericValueFunction {
       : NumericValueFunction(operand, params), seedCompatible_(seedCompatible) {}
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool IsVolatile() override { return true; }
 
  private:
   bool seedCompatible_;

@@ -164,6 +164,7 @@ class SQXEREXPR_API InInt32 final : public InNode<int32> {
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
     return EvalInBatch(int32Set, rows, out);
   }
+  bool HasBatchLoop() override { return otherExprInList_.empty(); }
 
  private:
   const MemberSet<int32> int32Set{ConstantValues()};
@@ -176,6 +177,7 @@ class SQXEREXPR_API InUInt32 final : public InNode<uint32> {
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
     return EvalInBatch(uint32Set, rows, out);
   }
+  bool HasBatchLoop() override { return otherExprInList_.empty(); }
 
  private:
   const MemberSet<uint32> uint32Set{ConstantValues()};
@@ -188,6 +190,7 @@ class SQXEREXPR_API InFloat64 final : public InNode<float64> {
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
     return EvalInBatch(float64Set, rows, out);
   }
+  bool HasBatchLoop() override { return otherExprInList_.empty(); }
 
  private:
   const MemberSet<float64> float64Set{ConstantValues()};
@@ -200,6 +203,7 @@ class SQXEREXPR_API InNumber final : public InNode<VelmarNumber> {
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
     return EvalInBatch(numberSet, rows, out);
   }
+  bool HasBatchLoop() override { return otherExprInList_.empty(); }
 
  private:
   const MemberSet<VelmarNumber> numberSet{ConstantValues()};
@@ -233,6 +237,7 @@ class SQXEREXPR_API InDateTimeDataType final : public InNode<T> {
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
     return this->EvalInBatch(dateSet, rows, out);
   }
+  bool HasBatchLoop() override { return this->otherExprInList_.empty(); }
 
  private:
   const MemberSet<T> dateSet{this->ConstantValues()};

@@ -38,6 +38,7 @@ class IsNullNode : public IsNull {
     return kTrue;
   }
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final { return EvalNulls(rows, out); }
+  bool HasBatchLoop() final { return true; }
 
  protected:
   T localValue_{};
@@ -93,6 +94,7 @@ class SQXEREXPR_API LogicalAnd final : public BinaryOperator {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override { return CostOfAll(*left_, *right_); }
 
  private:
@@ -109,6 +111,7 @@ class SQXEREXPR_API LogicalOr final : public BinaryOperator {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override { return CostOfAll(*left_, *right_); }
 
  private:
@@ -123,6 +126,7 @@ class SQXEREXPR_API LogicalNot final : public UnaryOperator {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override { return only_->GetBatchCost(); }
 };
 

@@ -22,9 +22,8 @@ class SQXEREXPR_API Param final : public RExpression {
   /// A declared type without a value form in the promoted type is a broken invariant, and so is a
   /// block without a value.
   RExprReturn Eval(void* out) override;
-  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
-    return EvalOnce(rows, out);
-  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override { return EvalOnce(rows, out); }
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kParamExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;

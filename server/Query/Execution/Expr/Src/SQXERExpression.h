@@ -74,6 +74,11 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   /// and the batch is to be done again by rows. What is thrown means the same. A node without a
   /// loop of its own runs Eval for each row.
   virtual bool EvalBatch(const BatchRows& rows, BatchVector& out);
+  /// Whether another Eval of the same row may give another value: such a tree is not for batches,
+  /// which may be done twice.
+  virtual bool IsVolatile() { return false; }
+  /// Whether the node has a loop for batches, at least where its operands have plain forms.
+  virtual bool HasBatchLoop() { return false; }
   /// What a batch of the tree costs for rows that do not need it.
   virtual BatchCost GetBatchCost() { return BatchCost::kDear; }
 
@@ -159,6 +164,11 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 /// The values of a bound tree for a batch of rows. A tree that reads one column of few different
 /// values is evaluated once for each of them. False, and what is thrown: see EvalBatch.
 SQXEREXPR_API bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out);
+
+/// Whether no node of a tree is volatile.
+SQXEREXPR_API bool IsRepeatable(RExpression& tree);
+/// Whether no node of a tree runs Eval for each row of a batch.
+SQXEREXPR_API bool HasBatchLoops(RExpression& tree);
 
 /// Binds one operand in place: `slot` is bound with `info`, and when it hands back a replacement
 /// the old node is deleted and the replacement put into `slot` with the old one's source position.

@@ -41,6 +41,7 @@ class DoubleFunction : public NumericValueFunction {
     MapMath<Op, float64>(RowsOf(out, rows), GetBatchBuffers(), out);
     return true;
   }
+  bool HasBatchLoop() final { return true; }
 };
 
 /// A function of one number that gives a double or a decimal number, as binding decides.
@@ -65,6 +66,7 @@ class DoubleOrNumericFunction : public NumericValueFunction {
     }
     return true;
   }
+  bool HasBatchLoop() final { return true; }
 
  protected:
   float64 tempValue_ = 0;

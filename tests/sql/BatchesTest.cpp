@@ -1,0 +1,211 @@
+// Batches give what rows give: random expressions, made of the examples of the function table with
+// columns in the place of their literals, are asked of a table of boundary values both ways, with
+// batches of several sizes. Results, types and whole error texts must be equal.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <regex>
+
+#include "Capture.h"
+#include "FunctionTable.h"
+#include "QueryRun.h"
+#include "Session.h"
+#include "Utility/BaseStringUtil.h"
+#include "server/Query/Execution/Engine/TemporaryFolder.h"
+
+namespace sqxer::test {
+namespace {
+
+struct TestColumn {
+  const char* name;
+  const char* type;
+  std::vector<std::string> values;
+};
+
+/// Columns of boundary values, some without NULL. What is few and short comes as a dictionary.
+const std::vector<TestColumn> kColumns = {
+    {"i", "int4", {"0", "1", "-1", "5", "", "2147483647", "-2147483648", "7", "100", "3"}},
+    {"small", "int4", {"1", "2", "3", "5", "8"}},
+    {"j", "int2", {"1", "", "-32768", "32767", "12"}},
+    {"u", "uint4", {"0", "1", "4294967295", "", "17"}},
+    {"b", "bit", {"0", "1", ""}},
+    {"t", "boolean", {"true", "false", ""}},
+    {"d", "double", {"0", "-0.0", "1.5", "", "NaN", "1e308", "-1e308", "2.5", "inf", "0.1", "9"}},
+    {"e", "double", {"0.5", "1", "2", "4", "100"}},
+    {"n", "numeric", {"0", "1.50", "-2.25", "", "99999999999999.99", "0.001", "12"}},
+    {"m", "numeric", {"1", "2.5", "1e30", "", "-7", "1234567890123456789012345678.25"}},
+    {"s",
+     "varchar(12)",
+     {"abc", "ABC ", "", "\"\"", "a%b_c",
+      "\xC3\xA4"
+      "bc",
+      "12", "x", "Q"}},
+    {"c", "char(5)", {"ab", "AB", "", "12", "hello"}},
+    {"w", "varchar(40)", {}},
+    {"day", "date", {"2012-01-31", "2012-02-29", "", "2011-12-31", "2012-03-01"}},
+    {"far", "date", {"0001-01-01", "1970-01-01", "", "9999-12-31", "2000-02-29"}},
+    {"h", "time", {"00:00:00", "23:59:59.999", "", "12:30:00"}},
+    {"z",
+     "timestamp",
+     {"2012-01-31 10:30:00", "", "1969-12-31 23:59:59.999999", "2012-02-29 00:00"}},
+};
+
+constexpr int kRows = 400;
+
+class Batches : public testing::Test {
+ public:
+  Batches() {
+    std::string text;
+    std::string schema;
+    for (const TestColumn& column : kColumns) {
+      text += (text.empty() ? "" : ",") + std::string(column.name);
+      schema += (schema.empty() ? "" : ",") + std::string(column.name) + ":" + column.type;
+    }
+    text += "\n";
+    for (int row = 0; row < kRows; ++row) {
+      std::string line;
+      for (const TestColumn& column : kColumns) {
+        if (&column != &kColumns.front()) line += ",";
+        line += column.values.empty() ? Word() : Pick(column.values);
+      }
+      text += line + "\n";
+    }
+    folder_.Write("t.csv", text);
+    for (const char* evaluation : {"rows", "batches"}) {
+      Session& session = evaluation == std::string("rows") ? rows_ : batches_;
+      session.SetDirectory(folder_.Path());
+      session.SetSchema("t", schema);
+      session.Set("Evaluation", evaluation);
+    }
+  }
+  ~Batches() override { QueryRun::SetBatchRows(kMostBatchRows); }
+
+  template <class T>
+  const T& Pick(const std::vector<T>& from) {
+    return from[random_() % from.size()];
+  }
+  /// A text that no other row is likely to have.
+  std::string Word() {
+    static const std::vector<std::string> parts = {"spe", "cial", " ", "re", "quest", "%", "Z"};
+    std::string word;
+    for (unsigned left = random_() % 6; left > 0; --left) word += Pick(parts);
+    return word.empty() ? word : "\"" + word + "\"";
+  }
+
+  static std::string Outcome(Session& session, const std::string& sql) {
+    CapturingSink sink;
+    std::string text;
+    try {
+      session.Execute(sql, sink);
+    } catch (const ErrorMessage& error) {
+      text = "error " + std::to_string(error.GetCode()) + ": " + error.what() + " at " +
+             std::to_string(error.GetSourcePosition()) + " in row " +
+             std::to_string(error.GetRowNumber()) + "\n";
+    }
+    for (const auto& row : sink.rows) text += RowText(row) + "\n";
+    return text;
+  }
+
+  void ExpectEqual(const std::string& sql) {
+    const std::string expected = Outcome(rows_, sql);
+    for (const uint32 size : {kMostBatchRows, 3u, 1u}) {
+      QueryRun::SetBatchRows(size);
+      ASSERT_EQ(Outcome(batches_, sql), expected) << sql << "\nin batches of " << size;
+    }
+  }
+
+  std::mt19937 random_{20'12'01'31};
+  const TemporaryFolder folder_;
+  Session rows_;
+  Session batches_;
+};
+
+/// The expressions that the function table shows.
+std::vector<std::string> Examples() {
+  std::vector<std::string> examples;
+  for (const FunctionRow& row : FunctionTable()) {
+    const std::string example = row.example;
+    const std::string select = "SELECT ";
+    if (row.aggregate == nullptr && example.starts_with(select) &&
+        example.find(" FROM ") == std::string::npos && example.find("OVER") == std::string::npos) {
+      examples.push_back(example.substr(select.size()));
+    }
+  }
+  return examples;
+}
+
+/// An example with columns in the place of most of its literals.
+std::string WithColumns(const std::string& example, std::mt19937& random) {
+  static const std::regex literal(
+      R"((?:(?:DATE|TIMESTAMP|TIME) *'[^']*')|'(?:[^']|'')*'|\b\d+(?:\.\d+)?(?:e[+-]?\d+)?\b)",
+      std::regex::icase);
+  const auto column = [&](const std::string& text) -> std::string {
+    const auto one = [&](std::vector<const char*> names) {
+      return std::string(names[random() % names.size()]);
+    };
+    if (random() % 5 == 0) return text;
+    if (random() % 12 == 0) return kColumns[random() % kColumns.size()].name;
+    const char first = static_cast<char>(std::toupper(text[0]));
+    if (first == 'D') return one({"day", "far", "day"});
+    if (first == 'T') return one({"z", "h"});
+    if (first == '\'') return one({"s", "c", "w", "s"});
+    if (text.find('.') != text.npos) return one({"d", "n", "e", "m"});
+    return one({"i", "small", "small", "j", "u", "n", "e"});
+  };
+  std::string out;
+  std::sregex_iterator at(example.begin(), example.end(), literal);
+  std::size_t from = 0;
+  for (; at != std::sregex_iterator(); ++at) {
+    out += example.substr(from, static_cast<std::size_t>(at->position()) - from);
+    out += column(at->str());
+    from = static_cast<std::size_t>(at->position() + at->length());
+  }
+  return out + example.substr(from);
+}
+
+TEST_F(Batches, GiveWhatRowsGive) {
+  const char* const asked = std::getenv("SQXER_BATCH_CASES");
+  const int cases = asked != nullptr ? std::atoi(asked) : 2000;
+  const std::vector<std::string> examples = Examples();
+  ASSERT_GT(examples.size(), 100u);
+  const std::vector<std::string> predicates = {
+      "i > 0",          "d < 2 AND small <> 3",      "n BETWEEN 0 AND 2 OR s = 'abc'",
+      "NOT t",          "i <> 0 AND 100 / i > 10",   "day < DATE '2012-02-01' OR h IS NULL",
+      "s LIKE 'a%'",    "u IN (1, 17) OR j IS NULL", "CASE WHEN t THEN i ELSE small END = 5",
+      "c = 'ab' AND t", "COALESCE(i, small) < 3",    "w LIKE '%special%'",
+  };
+  for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
+    const std::string value = "(" + WithColumns(Pick(examples), random_) + ")";
+    const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
+    const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
+    switch (random_() % 6) {
+      case 0:
+        ExpectEqual("SELECT " + value + ", " + other + ", i FROM t" + where);
+        break;
+      case 1:
+        ExpectEqual("SELECT " + value + ", COUNT(*), SUM(n), MAX(d), MIN(day) FROM t" + where +
+                    " GROUP BY " + value);
+        break;
+      case 2:
+        ExpectEqual("SELECT SUM(" + value + "), AVG(small), COUNT(" + other + ") FROM t" + where);
+        break;
+      case 3:
+        ExpectEqual("SELECT COUNT(*) FROM t WHERE " + value + " IS NOT NULL AND " +
+                    Pick(predicates));
+        break;
+      case 4:
+        ExpectEqual("SELECT s, c, SUM(CASE WHEN " + Pick(predicates) +
+                    " THEN small ELSE i END), MIN(" + value + "), MAX(" + value + ") FROM t" +
+                    where + " GROUP BY s, c");
+        break;
+      default:
+        ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +
+                    Pick(predicates) + " ORDER BY 1, 2 LIMIT 20");
+        break;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace sqxer::test
