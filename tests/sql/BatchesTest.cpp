@@ -127,7 +127,7 @@ std::vector<std::string> Examples() {
   for (const FunctionRow& row : FunctionTable()) {
     const std::string example = row.example;
     const std::string select = "SELECT ";
-    if (row.aggregate == nullptr && example.starts_with(select) &&
+    if (row.aggregate == nullptr && !row.isVolatile && example.starts_with(select) &&
         example.find(" FROM ") == std::string::npos && example.find("OVER") == std::string::npos) {
       examples.push_back(example.substr(select.size()));
     }

@@ -261,8 +261,14 @@ bool WidenBatch(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) 
 
 }  // namespace
 
+bool Extract::HasBatchLoop() {
+  if (!ReadsRecord() || fieldDescriptor_ == nullptr) return false;
+  // As an operand a fixed text has its blanks, which columns do without.
+  return isRootNode_ || fieldDescriptor_->GetDataType() != XeCharData;
+}
+
 bool Extract::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  if (!ReadsRecord()) return RExpression::EvalBatch(rows, out);
+  if (!Extract::HasBatchLoop()) return RExpression::EvalBatch(rows, out);
   out = rows.source->GetField(static_cast<uint32>(fieldIndex_));
   if (convert_ == nullptr) return true;
   const bool isWidened =

@@ -26,8 +26,10 @@ class SQXEREXPR_API Extract : public RExpression {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return ReadsRecord(); }
-  BatchCost GetBatchCost() override { return ReadsRecord() ? BatchCost::kFree : BatchCost::kDear; }
+  bool HasBatchLoop() override;
+  BatchCost GetBatchCost() override {
+    return Extract::HasBatchLoop() ? BatchCost::kFree : BatchCost::kDear;
+  }
   RExprType GetExpressionType() override { return kExtractExpression; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
