@@ -61,7 +61,7 @@ class Float64Builder final : public FixedBuilder<Float64Builder, float64> {
     // Whole numbers of 53 bits and powers of ten up to 22 are doubles, so that their quotient is
     // rounded once, as the nearest double is.
     constexpr uint64 kMostExact = uint64{1} << 53;
-    constexpr std::array<float64, PlainNumber::kMostDigits + 1> kPowers = {
+    static constexpr std::array<float64, PlainNumber::kMostDigits + 1> kPowers = {
         1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
         1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
     PlainNumber number;
