@@ -30,7 +30,7 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
     reserved_ = std::max(reserved_, rows_ + more);
   }
 
-  Outcome TakeText(std::string_view text, uint64 row) {
+  [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
     PlainNumber number;
     if (ReadPlainNumber(text, number) && IsTaken(number)) {
       const int64 size = static_cast<int64>(number.digits);

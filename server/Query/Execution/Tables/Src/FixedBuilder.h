@@ -16,7 +16,7 @@ class FixedBuilder : public TypedBuilder<Derived> {
   using Outcome = VectorBuilder::Outcome;
 
   void Reserve(uint64 more) { values_.Reserve((this->rows_ + more) * sizeof(Stored)); }
-  Outcome TakeText(std::string_view text, uint64 row) {
+  [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
     Stored value;
     if (!static_cast<Derived*>(this)->ReadText(text, value)) return Outcome::kUnreadable;
     Values()[row] = value;

@@ -25,25 +25,15 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
     reserved_ = std::max(reserved_, rows_ + more);
   }
 
-  Outcome TakeText(std::string_view text, uint64 row) {
-    if (dictionary_) {
-      bool isTooLong = false;
-      const auto code = dictionary_->FindOrAdd(text, [&](std::string_view added) {
-        const uint32 count = CountCharacters(added);
-        isTooLong = count > most_;
-        longest_ = std::max(longest_, isTooLong ? 0 : count);
-        return count;
-      });
-      // The entry stays, unused; the column is refused.
-      if (isTooLong) return Outcome::kTooLong;
-      if (code) {
-        codes_.As<uint16>()[row] = *code;
-        endsInBlank_ |= text.ends_with(' ');
-        return Outcome::kTaken;
-      }
-      Flatten(row);
-    }
-    return TakeFlat(text);
+  [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
+    if (!dictionary_) return TakeFlat(text);
+    const TextDictionary::Key key(text);
+    const int32 code = dictionary_->Find(text, key);
+    if (code < 0) [[unlikely]]
+      return TakeNew(text, key, row);
+    codes_.As<uint16>()[row] = static_cast<uint16>(code);
+    endsInBlank_ |= text.ends_with(' ');
+    return Outcome::kTaken;
   }
 
   void TakeNull(uint64 row) {
@@ -57,6 +47,22 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
  private:
   /// Above so many rows an entry a dictionary is no gain.
   static constexpr uint64 kRowsPerEntry = 2;
+
+  /// A text that the dictionary does not have.
+  [[gnu::noinline]] Outcome TakeNew(std::string_view text, const TextDictionary::Key& key,
+                                    uint64 row) {
+    const uint32 count = CountCharacters(text);
+    if (count > most_) return Outcome::kTooLong;
+    const uint32 code = dictionary_->GetCount();
+    if (!dictionary_->Add(text, key, count)) {
+      Flatten(row);
+      return TakeFlat(text);
+    }
+    longest_ = std::max(longest_, count);
+    codes_.As<uint16>()[row] = static_cast<uint16>(code);
+    endsInBlank_ |= text.ends_with(' ');
+    return Outcome::kTaken;
+  }
 
   uint32 CountCharacters(std::string_view text) const {
     return AreKnownAscii() || IsAscii(text) ? static_cast<uint32>(text.size())

@@ -14,13 +14,13 @@ uint64 TextDictionary::MixMiddle(std::string_view text, uint64 hash) {
 }
 
 bool TextDictionary::IsEqual(const Slot& slot, std::string_view text) const {
-  return std::memcmp(keys_.data() + keyStarts_[slot.entry - 1], text.data(), text.size()) == 0;
+  return std::memcmp(keys_.data() + keyStarts_[static_cast<uint32>(slot.code)], text.data(),
+                     text.size()) == 0;
 }
 
-std::optional<uint16> TextDictionary::Add(std::string_view text, const Ends& ends, uint64 slot,
-                                          uint32 count) {
+bool TextDictionary::Add(std::string_view text, const Key& key, uint32 count) {
   const uint32 code = GetCount();
-  if (code == kMostEntries) return std::nullopt;
+  if (code == kMostEntries) return false;
   texts_.Reserve(1);
   if (count == text.size()) {
     texts_.AppendAscii(text);
@@ -29,8 +29,10 @@ std::optional<uint16> TextDictionary::Add(std::string_view text, const Ends& end
   }
   keyStarts_.push_back(keys_.size());
   keys_.append(text);
-  slots_[slot] = {ends, static_cast<uint32>(text.size()), code + 1};
-  return static_cast<uint16>(code);
+  uint64 at = key.hash % kSlots;
+  while (slots_[at].code >= 0) at = (at + 1) % kSlots;
+  slots_[at] = {key.head, key.tail, static_cast<uint32>(text.size()), static_cast<int32>(code)};
+  return true;
 }
 
 }  // namespace sqxer
