@@ -61,7 +61,7 @@ class TextDictionary {
   ColumnVector Take() { return texts_.Take(); }
 
  private:
-  static constexpr uint64 kSlots = 4 * kMostEntries;
+  static constexpr uint64 kSlots = 2 * kMostEntries;
 
   struct Slot {
     uint64 head = 0;
