@@ -14,6 +14,7 @@
 #include "TableStream.h"
 #include "Utility/OperatorTimer.h"
 #include "Utility/TextDecoder.h"
+#include "Utility/XeAssert.h"
 
 namespace sqxer {
 namespace {
@@ -181,7 +182,10 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   if (request != nullptr) {
     TableRequest wanted = *request;
     // Of a table that is kept all rows are wanted sooner or later.
-    if (known != tables_.end() && table->HasAllRows()) wanted.mostRows.reset();
+    const bool isKept = known != tables_.end() && table->HasAllRows();
+    if (isKept) wanted.mostRows.reset();
+    wanted.onePass = wanted.onePass && isRunOnce_ && !isKept;
+    wanted.canStartAgain = wanted.canStartAgain && canStartAgain_;
     table->Require(wanted, loadProgress_);
   }
   const bool isKept = table->HasAllRows() || !table->IsRepeatable();
@@ -230,14 +234,27 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
   timing_ = {};
+  isRunOnce_ = repeat == 1;
+  for (canStartAgain_ = true;; canStartAgain_ = false) {
+    try {
+      return PlanAndRun(sql, sink, repeat);
+    } catch (const TypeRefuted&) {
+      XE_ASSERT(canStartAgain_);
+    }
+  }
+}
+
+void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
   const Clock::time_point start = Clock::now();
+  const std::chrono::nanoseconds loadBefore = timing_.load;
   QueryPlan plan =
       CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
   const bool explain = plan.explain;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
-  QueryRun query(std::move(plan), table ? &table->Get() : nullptr);
-  timing_.bind = Clock::now() - start - timing_.load;
+  QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
+                 table && !explain ? table->TakeRest() : nullptr);
+  timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);
   const SpillMeter meter(timing_.spilledBytes);
