@@ -91,13 +91,16 @@ void Session::Set(const std::string& name, const std::string& value) {
 }
 
 void Session::AddTable(const std::string& name, const std::string& path) {
-  if (!TablePath::Parse(path).IsPath()) {
+  const bool isPath = TablePath::Parse(path).IsPath();
+  // A pipe of the current folder; only in SQL a bare name is one of a table.
+  const std::string here = "./" + path;
+  if (!isPath && !TablePath::Parse(here).IsPath()) {
     RefuseForeignFile(path);
     ThrowEngineError(kPathKindUnknown, {Wide(path)});
   }
   CheckStandardInput(path);
   const XeString key = Folded(Wide(name));
-  paths_[key] = path;
+  paths_[key] = isPath ? path : here;
   tables_.erase(key);
 }
 

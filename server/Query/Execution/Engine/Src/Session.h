@@ -43,7 +43,8 @@ class Session : public Catalog {
   void Set(const std::string& name, const std::string& value);
   const SettingsRef& GetSettings() const { return settings_; }
 
-  /// A table by name (letter case ignored): a path as TablePath reads it. Error 57015 (path) or
+  /// A table by name (letter case ignored): a path as TablePath reads it, or the bare name of a
+  /// pipe. Error 57015 (path) or
   /// 57031 (path, kind) for any other, and 57032.
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
