@@ -74,14 +74,19 @@ TableRequest FindTableReads(const SqlSelect& select) {
   ReadsFinder finder;
   ForEachExpression(select, [&](const SqlExpressionPtr& root) { finder.Visit(root); });
   TableRequest request = finder.Take();
-  const bool isGrouped = finder.HasAggregates() || !select.groupBy.empty();
+  // Keys of windows that no call uses may name aggregates as well.
+  ReadsFinder outputs;
+  for (const SqlSelectItem& item : select.items) outputs.Visit(item.expression);
+  for (const SqlSortItem& item : select.orderBy) outputs.Visit(item.expression);
+  const bool isGrouped = !select.groupBy.empty() || select.having || outputs.HasAggregates();
   // Windows over groups have these for rows. A table in which values are looked up may be the
   // statement's own.
   request.onePass =
       (isGrouped || !finder.HasWindows()) && !finder.ReadsDocuments() && !finder.LooksUp();
   request.canStartAgain = isGrouped || !select.orderBy.empty();
   const bool takesRowsAsTheyCome = !select.where && !select.having && !select.distinct &&
-                                   !isGrouped && select.orderBy.empty() && !finder.HasWindows() &&
+                                   select.groupBy.empty() && select.orderBy.empty() &&
+                                   !finder.HasAggregates() && !finder.HasWindows() &&
                                    !finder.ReadsDocuments();
   if (!select.limit || !takesRowsAsTheyCome) return request;
   const std::optional<uint64> limit = ReadCount(select.limit);

@@ -181,6 +181,8 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   } else {
     if (path.empty()) path = FindInDirectory(name);
     table = Open(tableName, path);
+    // Also when an error uses it up: what is left of it must not be taken for a table.
+    if (!table->IsRepeatable()) tables_[key] = table;
   }
   if (request != nullptr) {
     TableRequest wanted = *request;

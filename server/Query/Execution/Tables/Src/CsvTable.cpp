@@ -192,7 +192,7 @@ const TableSchema& CsvTable::Require(const TableRequest& request, LoadProgress p
   for (uint32 i = 0; i < isLoaded_.size(); ++i) {
     if (!isLoaded_[i] && request.Wants(names_.GetName(i))) wanted.push_back(i);
   }
-  if (isStreamed_) {
+  if (isUsedUp_) {
     if (rest_ && request.onePass && wanted.empty()) return table_.schema;
     ThrowTableError(kReadAlready, {Wide(path_)});
   }
@@ -200,6 +200,8 @@ const TableSchema& CsvTable::Require(const TableRequest& request, LoadProgress p
   const bool hasRows = hasAllRows_ || (request.mostRows && *request.mostRows <= table_.rowCount);
   if (isRead && hasRows && wanted.empty()) return table_.schema;
   if (isRead && !scan_.IsRepeatable()) ThrowTableError(kReadAlready, {Wide(path_)});
+  // An error has used up what can be read once only.
+  isUsedUp_ = !scan_.IsRepeatable();
   if (!scan_.IsRepeatable() && !request.mostRows) {
     LoadOnce(request, progress);
   } else {
@@ -214,7 +216,7 @@ XeString CsvTable::FindTextReason(std::size_t column) {
   const bool isInferredText = isLoaded_[column] && !names_.GetDeclared(column) &&
                               table_.schema.columns[column].type == XeVarCharData;
   if (!isInferredText || !scan_.IsRepeatable()) return {};
-  ReasonFinder finder(static_cast<uint32>(column), isStreamed_ ? kAllRows : table_.rowCount,
+  ReasonFinder finder(static_cast<uint32>(column), isUsedUp_ ? kAllRows : table_.rowCount,
                       options_.nullText, hasOneFile_);
   SliceSink* const sink = &finder;
   scan_.Scan({&sink, 1}, nullptr);
@@ -372,7 +374,7 @@ void CsvTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
   }
   Keep(std::move(loaded), reader.GetRows());
   table_.schema.mostRows = kAllRows;
-  isStreamed_ = true;
+  isUsedUp_ = true;
   rest_ = std::make_unique<Rest>(*this, std::move(settled), Rest::Doubt::kNone, progress);
 }
 
@@ -397,7 +399,7 @@ void CsvTable::PrepareRest(std::vector<CsvColumn> columns, bool canStartAgain,
     column.settled = info;
     isLoaded_[column.index] = true;
   }
-  isStreamed_ = true;
+  isUsedUp_ = true;
   rest_ = std::make_unique<Rest>(*this, std::move(columns),
                                  isGuess ? Rest::Doubt::kGuess : Rest::Doubt::kChange, progress);
 }
@@ -436,6 +438,7 @@ void CsvTable::Keep(Loaded loaded, std::optional<uint64> mostRows) {
     table_.schema.columns[i] = std::move(info);
     isLoaded_[i] = true;
   }
+  isUsedUp_ = false;
 }
 
 }  // namespace sqxer

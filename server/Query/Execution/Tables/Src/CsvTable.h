@@ -102,8 +102,8 @@ class CsvTable final : public LazyTable {
   Table table_;
   std::vector<bool> isLoaded_;
   bool hasAllRows_ = false;
-  /// Rows are not kept: those that were read are behind Get() in `rest_`, until it is taken.
-  bool isStreamed_ = false;
+  /// Nothing more can be read but what stands in `rest_` behind Get(), until that is taken.
+  bool isUsedUp_ = false;
   std::unique_ptr<ChunkSource> rest_;
 };
 

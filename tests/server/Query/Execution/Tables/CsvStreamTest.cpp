@@ -46,6 +46,8 @@ const char* const kStatements[] = {
     "SELECT note FROM t LIMIT 0",
     "SELECT grp, RANK() OVER (ORDER BY SUM(price)) FROM t GROUP BY grp",
     "SELECT id, SUM(price) OVER (PARTITION BY grp) FROM t WHERE id < 20",
+    "SELECT id, SUM(id) OVER () FROM t WHERE id < 9 WINDOW w AS (ORDER BY COUNT(*))",
+    "SELECT 1 FROM t HAVING COUNT(*) > 5",
     "SELECT id, CANONICAL(grp, 't') FROM t WHERE id < 3",
     "SELECT MAX(100 / (id - 15000)) FROM t",
 };
@@ -224,6 +226,22 @@ TEST_F(CsvStream, IsReadByOneStatementOfTheSession) {
               "read again");
   }
   writer.join();
+  // Nor is what an error has left of it.
+  for (const char* sql : {"SELECT id FROM t", "SELECT id FROM t LIMIT 3"}) {
+    std::thread again([&] { std::ofstream(pipe) << "id\nx\n"; });
+    {
+      Session session;
+      session.SetFileOptions(Options(1));
+      session.SetSchema("t", "id:int4");
+      session.AddTable("t", pipe);
+      EXPECT_EQ(
+          Error(session, sql),
+          "line 2 of \"pipe.csv\" has a value that the column \"id\", int4, cannot take: \"x\"")
+          << sql;
+      EXPECT_TRUE(Error(session, sql).starts_with("\"pipe.csv\" has been read")) << sql;
+    }
+    again.join();
+  }
   // A file is there for the next one, and for all runs of one.
   Session session;
   session.Set("TableMemory", "1");
