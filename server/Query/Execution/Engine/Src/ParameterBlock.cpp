@@ -88,7 +88,9 @@ ParameterBlock::ParameterBlock(Table values)
     : values_(std::move(values)), record_(values_.schema.columns) {
   std::vector<uint16> columns(values_.schema.columns.size());
   std::iota(columns.begin(), columns.end(), uint16{0});
-  TableScan(values_, columns, record_).Fill(0);
+  TableScan scan(values_.schema, columns, record_);
+  scan.Enter(values_.chunks.front());
+  scan.Fill(0);
 }
 
 }  // namespace sqxer

@@ -24,9 +24,11 @@ std::vector<ColumnInfo> GroupFields(const QueryPlan& plan) {
 
 }  // namespace
 
-QueryRun::QueryRun(QueryPlan plan, const Table* table)
+QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSource> rest)
     : plan_(std::move(plan)),
       table_(table),
+      hasRest_(rest != nullptr),
+      rest_(std::move(rest)),
       scanRecord_(WithWindowResults(plan_.scanRecord, plan_, !plan_.grouped)),
       inputRecord_(ResultsOf(plan_.aggregateInputs)),
       groupRecord_(WithWindowResults(GroupFields(plan_), plan_, plan_.grouped)),
@@ -36,6 +38,7 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table)
   BindScan();
   if (plan_.grouped) BindGroups();
   if (!plan_.windows.empty()) BindWindows();
+  XE_ASSERT(!hasRest_ || plan_.grouped || !windows_ || windows_->AreImmediate());
   BindOutputs();
 }
 
@@ -48,8 +51,8 @@ std::vector<ColumnInfo> QueryRun::VisibleColumns() const {
 }
 
 void QueryRun::BindScan() {
-  if (table_ != nullptr) scan_.emplace(*table_, plan_.scanColumns, scanRecord_);
-  if (!plan_.documents.empty()) documents_.emplace(*table_, plan_.documents);
+  if (table_ != nullptr) scan_.emplace(table_->schema, plan_.scanColumns, scanRecord_);
+  if (!plan_.documents.empty()) documents_.emplace(plan_.documents);
   if (plan_.filter) filter_.emplace(std::move(plan_.filter), scanRecord_);
 }
 
@@ -99,8 +102,11 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
   Start(sink);
+  if (EmitsWhileScanning() || WantsNothing()) BeginResult();
   if (!WantsNothing()) {
     ScanRows();
+    // A scan that ends in TypeRefuted must not have been seen.
+    if (!EmitsWhileScanning()) BeginResult();
     const auto emitGroup = [this] { return EmitGroup(); };
     if (groups_) {
       groups_->EmitLive(emitGroup, meter_, AfterGroups());
@@ -123,27 +129,66 @@ void QueryRun::Start(ResultSink& sink) {
   if (windows_) windows_->Begin();
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
-  sink.Begin(VisibleColumns(), resultRecord_.GetLayout());
 }
 
+void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), resultRecord_.GetLayout()); }
+
 void QueryRun::ScanRows() {
-  const uint64 rows = CountScannedRows();
-  meter_.Start(AfterScan(), rows);
-  for (uint64 row = 1; row <= rows; ++row) {
+  meter_.Start(AfterScan(), CountScannedRows());
+  uint64 row = 1;
+  if (table_ == nullptr) {
+    ScanChunk({.rows = 1, .columns = {}}, row);
+    return;
+  }
+  for (const TableChunk& chunk : table_->chunks) {
+    if (!ScanChunk(chunk, row)) return;
+    row += chunk.rows;
+  }
+  if (!hasRest_) return;
+  XE_ASSERT(rest_);
+  const std::unique_ptr<ChunkSource> rest = std::move(rest_);
+  while (const TableChunk* const chunk = rest->Next()) {
+    if (!ScanChunk(*chunk, row)) return;
+    row += chunk->rows;
+  }
+}
+
+bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
+  Enter(chunk, firstRow);
+  for (uint64 i = 0; i < chunk.rows; ++i) {
+    const uint64 row = firstRow + i;
     meter_.Step();
-    Fill(row);
+    Fill(i);
     if (filter_ && !AtRow(ErrorRow(row), [this] { return filter_->Passes(); })) continue;
     if (groups_) {
       AddToGroups(row);
     } else if (!TakeSourceRow(row)) {
-      return;
+      return false;
     }
   }
+  return true;
+}
+
+void QueryRun::Enter(const TableChunk& chunk, uint64 firstRow) {
+  firstRow_ = firstRow;
+  chunkRows_ = chunk.rows;
+  if (scan_) scan_->Enter(chunk);
+  if (documents_) documents_->Enter(chunk);
 }
 
 void QueryRun::Fill(uint64 row) {
-  if (scan_) scan_->Fill(row - 1);
-  if (documents_) documents_->Fill(row - 1);
+  if (scan_) scan_->Fill(row);
+  if (documents_) documents_->Fill(row);
+}
+
+void QueryRun::FillAgain(uint64 row) {
+  if (table_ == nullptr) return;
+  if (row - firstRow_ >= chunkRows_) {
+    uint64 firstRow;
+    const TableChunk& chunk = FindChunk(*table_, row - 1, firstRow);
+    Enter(chunk, firstRow + 1);
+  }
+  Fill(row - firstRow_);
 }
 
 void QueryRun::AddToGroups(uint64 row) {
@@ -178,7 +223,7 @@ void QueryRun::EmitWindowRows() {
   meter_.Start(AfterWindows(), windows_->CountRows());
   while (const uint64 row = windows_->Next()) {
     meter_.Step();
-    if (!plan_.grouped) Fill(row);
+    if (!plan_.grouped) FillAgain(row);
     windows_->WriteResults(row);
     if (!Emit(row)) return;
   }

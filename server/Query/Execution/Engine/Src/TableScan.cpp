@@ -118,10 +118,11 @@ struct TableScan::Copies {
   }
 };
 
-TableScan::TableScan(const Table& table, const std::vector<uint16>& columns, WorkRecord& target)
-    : table_(table), indexes_(columns), target_(target), prepared_(columns.size()) {
+TableScan::TableScan(const TableSchema& schema, const std::vector<uint16>& columns,
+                     WorkRecord& target)
+    : indexes_(columns), target_(target), prepared_(columns.size()) {
   for (std::size_t i = 0; i < indexes_.size(); ++i) {
-    const ColumnInfo& source = table_.schema.columns.at(indexes_[i]);
+    const ColumnInfo& source = schema.columns.at(indexes_[i]);
     const XeFieldDescriptor& field = target_.GetField(i);
     XE_ASSERT(field.GetDataType() == source.type);
     XE_ASSERT(field.GetLength() >= source.length);
@@ -136,10 +137,7 @@ TableScan::TableScan(const Table& table, const std::vector<uint16>& columns, Wor
   }
 }
 
-void TableScan::Enter(uint64 row) {
-  XE_ASSERT(row < table_.rowCount);
-  const TableChunk& chunk = FindChunk(table_, row, firstRow_);
-  rows_ = chunk.rows;
+void TableScan::Enter(const TableChunk& chunk) {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     Column& column = columns_[i];
     column.vector = &chunk.columns[indexes_[i]];

@@ -11,15 +11,15 @@ namespace sqxer {
 /// once for each chunk.
 class TableScan {
  public:
-  /// The fields of `target` are the columns of the table with the given indexes. Table and target
-  /// must outlive the scan.
-  TableScan(const Table& table, const std::vector<uint16>& columns, WorkRecord& target);
+  /// The fields of `target` are the columns of the table with the given indexes. The target must
+  /// outlive the scan.
+  TableScan(const TableSchema& schema, const std::vector<uint16>& columns, WorkRecord& target);
 
-  /// Makes a row the current one, from 0.
+  /// Goes to a chunk of the table, which must stay until the next one is entered.
+  void Enter(const TableChunk& chunk);
+  /// Makes a row of the chunk the current one, from 0.
   void Fill(uint64 row) {
-    if (row - firstRow_ >= rows_) [[unlikely]]
-      Enter(row);
-    for (const Column& column : columns_) column.copy(column, row - firstRow_);
+    for (const Column& column : columns_) column.copy(column, row);
   }
 
  private:
@@ -51,17 +51,13 @@ class TableScan {
   };
   struct Copies;
 
-  void Enter(uint64 row);
   Copy ChooseCopy(Column& column, Prepared& prepared);
   static void PrepareDays(const ColumnVector& vector, Column& column, Prepared& prepared);
   static void PrepareTexts(const ColumnVector& dictionary, Column& column, Prepared& prepared,
                            bool isFixed);
 
-  const Table& table_;
   const std::vector<uint16> indexes_;
   WorkRecord& target_;
-  uint64 firstRow_ = 0;
-  uint64 rows_ = 0;
   std::vector<Column> columns_;
   std::vector<Prepared> prepared_;
 };

@@ -15,11 +15,17 @@ class TableStream : private StreamRecord, public XeAListStream {
       : StreamRecord(columns),
         XeAListStream(&record.GetLayout(), record.GetData()),
         table_(std::move(table)),
-        scan_(*table_, {0, 1}, record) {}
+        scan_(table_->schema, {0, 1}, record) {}
 
-  void BeginRead() override { row_ = 0; }
+  void BeginRead() override { chunk_ = row_ = rows_ = 0; }
   bool ReadRecord() override {
-    if (row_ == table_->rowCount) return false;
+    while (row_ == rows_) {
+      if (chunk_ == table_->chunks.size()) return false;
+      const TableChunk& chunk = table_->chunks[chunk_++];
+      scan_.Enter(chunk);
+      row_ = 0;
+      rows_ = chunk.rows;
+    }
     scan_.Fill(row_++);
     return true;
   }
@@ -27,7 +33,10 @@ class TableStream : private StreamRecord, public XeAListStream {
  private:
   std::shared_ptr<const Table> table_;
   TableScan scan_;
+  /// The chunk that comes next, and the row that does of the one before.
+  std::size_t chunk_ = 0;
   uint64 row_ = 0;
+  uint64 rows_ = 0;
 };
 
 }  // namespace

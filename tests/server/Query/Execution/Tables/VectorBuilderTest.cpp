@@ -40,7 +40,8 @@ class Column {
     table_.schema.columns[0].nullable = vector.validity != nullptr;
     table_.chunks.push_back({vector.rows, {std::move(vector)}});
     record_.emplace(table_.schema.columns);
-    scan_.emplace(table_, std::vector<uint16>{0}, *record_);
+    scan_.emplace(table_.schema, std::vector<uint16>{0}, *record_);
+    scan_->Enter(table_.chunks.front());
   }
 
   const ColumnVector& Vector() const { return table_.chunks[0].columns[0]; }
