@@ -27,6 +27,10 @@ either kind: of a CSV or TSV file, also packed (.gz, .zst), of several as a patt
 ('logs/2024-*.csv', equal headers), of a pipe, or - for standard input (the SQL then comes
 from the argument or -f). Delimiter, packing and byte order marks are found by looking.
 
+A CSV table of more than 64 MiB (--set TableMemory) is not kept in memory: a statement that
+reads its rows once takes them as they come, so that a pipe may be of any length. Types of a
+pipe are then those of its first rows, and a later value that does not fit is an error.
+
 SELECT ... LIMIT n without WHERE, GROUP BY, ORDER BY, DISTINCT or aggregates reads no more
 rows than it needs. Types then come from a sample of the file and those rows: a value
 further on that does not fit them is not looked for.

@@ -27,33 +27,75 @@ uint64 CountValues(const ColumnVector& vector, uint64 first, uint64 end) {
   return count;
 }
 
+/// The least and the greatest of values, and whether all of them are in order with themselves, as a
+/// NaN is not: in lanes, which a compiler takes all at once.
+template <class T>
+class Bounds {
+ public:
+  explicit Bounds(T value) {
+    std::ranges::fill(least_, value);
+    std::ranges::fill(greatest_, value);
+    std::ranges::fill(isOrdered_, 1);
+  }
+
+  void Add(const T* values, uint64 count) {
+    const T* const end = values + count;
+    for (; end - values >= kLanes; values += kLanes) {
+      for (int lane = 0; lane < kLanes; ++lane) AddTo(lane, values[lane]);
+    }
+    for (; values != end; ++values) AddTo(0, *values);
+  }
+
+  T GetLeast() const { return std::ranges::min(least_); }
+  T GetGreatest() const { return std::ranges::max(greatest_); }
+  bool AreOrdered() const { return std::ranges::find(isOrdered_, 0) == std::end(isOrdered_); }
+
+ private:
+  static constexpr int kLanes = 32 / sizeof(T);
+
+  void AddTo(int lane, T value) {
+    least_[lane] = value < least_[lane] ? value : least_[lane];
+    greatest_[lane] = greatest_[lane] < value ? value : greatest_[lane];
+    if constexpr (std::is_floating_point_v<T>) isOrdered_[lane] &= value == value;
+  }
+
+  T least_[kLanes];
+  T greatest_[kLanes];
+  std::conditional_t<sizeof(T) == 8, int64, int32> isOrdered_[kLanes];
+};
+
 template <class T, class Bound>
 bool FindBounds(const ColumnVector& vector, uint64 first, uint64 end, Bound& least,
                 Bound& greatest) {
+  constexpr uint64 kWordRows = 64;
   const T* const values = reinterpret_cast<const T*>(vector.values);
-  T low = T(), high = T();
-  bool known = false, isOrdered = true;
+  uint64 known = first;
+  while (known < end && vector.IsNull(known)) ++known;
+  if (known == end) {
+    least = greatest = 0;
+    return false;
+  }
+  Bounds<T> bounds(values[known]);
   if (vector.validity == nullptr) {
-    low = high = values[first];
-    known = true;
-    for (uint64 row = first; row < end; ++row) {
-      low = std::min(low, values[row]);
-      high = std::max(high, values[row]);
-      if constexpr (std::is_floating_point_v<T>) isOrdered &= values[row] == values[row];
-    }
+    bounds.Add(values + first, end - first);
   } else {
-    for (uint64 row = first; row < end; ++row) {
-      if (vector.IsNull(row)) continue;
-      if (!known) low = high = values[row];
-      known = true;
-      low = std::min(low, values[row]);
-      high = std::max(high, values[row]);
-      if constexpr (std::is_floating_point_v<T>) isOrdered &= values[row] == values[row];
+    for (uint64 row = first; row < end; row += kWordRows) {
+      const uint64 count = std::min(end - row, kWordRows);
+      uint64 nulls = ~vector.validity[row / kWordRows];
+      if (nulls == 0) {
+        bounds.Add(values + row, count);
+        continue;
+      }
+      // What stands at a NULL may be anything, so a value known before is put there.
+      T filled[kWordRows];
+      std::copy_n(values + row, count, filled);
+      for (; nulls != 0; nulls &= nulls - 1) filled[std::countr_zero(nulls)] = values[known];
+      bounds.Add(filled, count);
     }
   }
-  least = low;
-  greatest = high;
-  return known && isOrdered;
+  least = bounds.GetLeast();
+  greatest = bounds.GetGreatest();
+  return bounds.AreOrdered();
 }
 
 }  // namespace

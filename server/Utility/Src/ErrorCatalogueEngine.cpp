@@ -51,6 +51,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "-f"},
       {57033, 2, "{1} of \"{0}\" has more than 64 MiB: is each JSON object on a line of its own?"},
       {57034, 1, "no line of the file has a JSON object with a key, which names a column: \"{0}\""},
+      {57035, 5,
+       "{1} of \"{0}\" has a value that the column \"{2}\" cannot take, which the rows before it "
+       "made {3}: declare its type with --schema, or raise the switch TableMemory: \"{4}\""},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

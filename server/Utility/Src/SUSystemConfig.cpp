@@ -81,21 +81,25 @@ struct SizeUnit {
 };
 constexpr SizeUnit kSizeUnits[] = {{"TiB", 40}, {"GiB", 30}, {"MiB", 20}, {"KiB", 10}, {"", 0}};
 
-std::string ShowGroupMemory(const SUSystemConfig& config) {
+constexpr const char* kSize = "a size above 0 such as 256MiB, 64KiB, 1GiB or a number of bytes";
+
+template <auto Member>
+std::string ShowSize(const SUSystemConfig& config) {
   const auto* unit = std::ranges::find_if(kSizeUnits, [&](const SizeUnit& candidate) {
-    return config.groupMemory_ % (uint64{1} << candidate.shift) == 0;
+    return config.*Member % (uint64{1} << candidate.shift) == 0;
   });
-  return std::to_string(config.groupMemory_ >> unit->shift) + unit->name;
+  return std::to_string(config.*Member >> unit->shift) + unit->name;
 }
 
-bool SetGroupMemory(SUSystemConfig& config, const std::string& value) {
+template <auto Member>
+bool SetSize(SUSystemConfig& config, const std::string& value) {
   std::string_view rest;
   const auto number = ReadNumber(value, rest);
   if (!number || *number == 0) return false;
   for (const SizeUnit& unit : kSizeUnits) {
     if (!IsMatch(rest, unit.name)) continue;
     if (*number > std::numeric_limits<uint64>::max() >> unit.shift) return false;
-    config.groupMemory_ = *number << unit.shift;
+    config.*Member = *number << unit.shift;
     return true;
   }
   return false;
@@ -191,9 +195,13 @@ const SwitchRow kSwitches[] = {
     {"FiscalYearStartMonth", "a number from 1 (January) to 12 (December)",
      "The month with which fiscal years start.", ShowNumber<&SUSystemConfig::fiscalYearStartMonth_>,
      SetNumber<&SUSystemConfig::fiscalYearStartMonth_, 1, 12>},
-    {"GroupMemory", "a size above 0 such as 256MiB, 64KiB, 1GiB or a number of bytes",
-     "Memory that the groups of GROUP BY may take before they are sorted on disk.", ShowGroupMemory,
-     SetGroupMemory},
+    {"GroupMemory", kSize,
+     "Memory that the groups of GROUP BY may take before they are sorted on disk.",
+     ShowSize<&SUSystemConfig::groupMemory_>, SetSize<&SUSystemConfig::groupMemory_>},
+    {"TableMemory", kSize,
+     "How much of a CSV table is read into memory, in bytes of its file or of the text that a pipe "
+     "or a packed file gives. Of a larger one a statement that reads its rows once keeps none.",
+     ShowSize<&SUSystemConfig::tableMemory_>, SetSize<&SUSystemConfig::tableMemory_>},
     {"JsonErrors", "error or null", "What text that is no JSON gives: an error, or NULL.",
      ShowJsonErrors, SetJsonErrors},
     {"SubstringCompliance", kOnOff,

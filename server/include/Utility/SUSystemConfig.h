@@ -31,6 +31,8 @@ class XEUTILITY_API SUSystemConfig {
   int firstDayOfWeek_ = kFirstDayOfLocale;
   int fiscalYearStartMonth_ = 1;
   uint64 groupMemory_ = uint64{256} << 20;
+  /// How much text of a table's files is read before rows are no longer kept.
+  uint64 tableMemory_ = uint64{64} << 20;
   JsonErrors jsonErrors_ = JsonErrors::kError;
   bool substringCompliance_ = false;
   bool lengthKeepsBlanks_ = false;

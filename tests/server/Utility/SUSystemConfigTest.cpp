@@ -18,6 +18,7 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"FirstDayOfWeek", text(config.firstDayOfWeek_)},
           {"FiscalYearStartMonth", text(config.fiscalYearStartMonth_)},
           {"GroupMemory", text(config.groupMemory_)},
+          {"TableMemory", text(config.tableMemory_)},
           {"JsonErrors", text(static_cast<int>(config.jsonErrors_))},
           {"SubstringCompliance", text(config.substringCompliance_)},
           {"LengthKeepsBlanks", text(config.lengthKeepsBlanks_)},
@@ -38,7 +39,8 @@ TEST(SUSystemConfig, SetsEachSwitchAndNoOther) {
        Split("IntegerMathAsDouble on 1|IntegerMathAsDouble TRUE 1|IntegerDivideAsDouble 1 1|"
              "CaseSensitiveCompare off 0|LongMonthNames False 0|LongDayNames 0 0|"
              "SubstringCompliance On 1|IntegerAggregates Native 0|FirstDayOfWeek 7 7|"
-             "FiscalYearStartMonth 12 12|JsonErrors null 1|TempDirectory /Var/Tmp /Var/Tmp|"
+             "FiscalYearStartMonth 12 12|JsonErrors null 1|TableMemory 1MiB 1048576|TempDirectory "
+             "/Var/Tmp /Var/Tmp|"
              "Locale sv_SE sv_SE|Locale sv-SE sv_SE|"
              "Locale de@collation=phonebook de@collation=phonebook|GroupMemory 1 1|"
              "GroupMemory 64KiB 65536|GroupMemory 1gib 1073741824|GroupMemory 2TiB 2199023255552|"

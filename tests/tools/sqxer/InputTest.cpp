@@ -117,6 +117,7 @@ TEST_F(Command, ReadsStandardInputAndPipes) {
       {"echo 'SELECT a FROM t' > q.sql; cat t.csv | sqxer -t t=- -f q.sql", "a\n1\n2\n"},
       {"cat t.csv > f.csv & sqxer 'SELECT a FROM f'", "a\n1\n2\n"},
       {"cat t.csv > pipe & sqxer -t t=./pipe 'SELECT a FROM t'", "a\n1\n2\n"},
+      {"cat t.csv > pipe & sqxer -t t=pipe 'SELECT a FROM t'", "a\n1\n2\n"},
       {"sqxer -t t=<(cat t.csv) 'SELECT COUNT(*) FROM t'", "count\n2\n"},
   };
   for (const auto& c : kCases) {

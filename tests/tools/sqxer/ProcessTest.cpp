@@ -110,6 +110,64 @@ TEST_F(Command, EndsAtOnceAndSilentlyWhenItsReaderGoes) {
             1);
 }
 
+TEST_F(Command, ReadsPipesWithoutAnEnd) {
+  const std::string set = "sqxer --header yes --set TableMemory=1MiB ";
+  const struct {
+    std::string line;
+    const char* out;
+  } kCases[] = {
+      {"yes 1,2 | " + set + "'SELECT * FROM \"-\"' | head -2", "1,2\n1,2\n"},
+      {"yes 1,2 | " + set + "-o json 'SELECT \"1\" AS a FROM \"-\" WHERE \"2\" > 1' | head -1",
+       "{\"a\":1}\n"},
+      {"yes 1,2 | " + set + "'SELECT \"1\" + 1 AS a FROM \"-\" WHERE \"2\" > 1 LIMIT 2'",
+       "a\n2\n2\n"},
+      {"yes 1,2 | " + set + "-o table 'EXPLAIN SELECT SUM(\"1\") AS s FROM \"-\"' | tail -1",
+       "  ExtractNumber SUM(\"1\") -> NUMERIC\n"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.line);
+    const Result result = Shell(c.line);
+    EXPECT_EQ(result.out, c.out);
+    EXPECT_EQ(result.err, "");
+  }
+}
+
+TEST_F(Command, PipesThatAreNotKeptEndInTheirErrors) {
+  Shell(
+      "(echo a,b; yes 1,x | head -1000000) > t.csv; gzip -k t.csv; head -c 3000 t.csv.gz > cut.gz");
+  const std::string set = "sqxer --set TableMemory=1KiB -t t=- ";
+  const std::string unpacked =
+      "error 57021: \"-\" cannot be unpacked: its gzip data end too early\n";
+  // Nothing that is not complete is presented as if it were.
+  Result result = Shell(set + "'SELECT COUNT(*) FROM t' < cut.gz");
+  EXPECT_EQ(result.status, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, unpacked);
+  result = Shell("(cat t.csv; echo y,z; cat t.csv) | " + set + "'SELECT a, b FROM t'");
+  EXPECT_EQ(result.status, 3);
+  std::smatch rows;
+  EXPECT_TRUE(std::regex_match(
+      result.err, rows,
+      std::regex(
+          "error 57035: line 1000002 of \"-\" has a value that the column \"a\" cannot take, "
+          "which the rows before it made int4: declare its type with --schema, or raise the "
+          "switch TableMemory: \"y\"\nerror: the result is not complete, it ends after "
+          "([0-9]+) rows\n")))
+      << result.err;
+  EXPECT_EQ(std::to_string(std::ranges::count(result.out, '\n') - 1), rows[1]);
+  // An error of a row says where the row stands in all of the input.
+  result = Shell("(cat t.csv; echo 0,z) | " + set + "'SELECT SUM(1 / a) FROM t'");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.err.ends_with("input row 1000001)\n")) << result.err;
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  // 200 MB in the room of less.
+  result = Shell(
+      "ulimit -v 150000; (echo a,b; yes 1,text%d | head -20000000) | sqxer --threads 1 "
+      "--set TableMemory=8MiB 'SELECT b, SUM(a) AS s FROM \"-\" GROUP BY b'");
+  EXPECT_EQ(result.out, "b,s\ntext%d,20000000\n");
+#endif
+}
+
 TEST_F(Command, WritesRowsAsTheyCome) {
   // The error is in the last row.
   Shell("(echo a; seq 1 100000; echo 0) > t.csv");

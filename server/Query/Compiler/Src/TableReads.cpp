@@ -24,7 +24,7 @@ class ReadsFinder {
         request_.all = true;
         break;
       case SqlExpression::Kind::kFunction:
-        needsAllRows_ = needsAllRows_ || NeedsAllRows(*expression);
+        LookAtCall(*expression);
         break;
       default:
         break;
@@ -33,18 +33,27 @@ class ReadsFinder {
   }
 
   TableRequest Take() { return std::move(request_); }
-  bool NeedsAllRows() const { return needsAllRows_; }
+  bool HasAggregates() const { return hasAggregates_; }
+  bool HasWindows() const { return hasWindows_; }
+  /// The type of a value of documents is that of all of them.
+  bool ReadsDocuments() const { return readsDocuments_; }
+  bool LooksUp() const { return looksUp_; }
 
  private:
-  /// An aggregate does, and the type of a value of documents is that of all of them.
-  static bool NeedsAllRows(const SqlExpression& call) {
-    if (call.over || JsonColumns::IsCall(call)) return true;
-    return std::ranges::any_of(FindFunctions(call.name),
-                               [](const FunctionRow* row) { return row->aggregate != nullptr; });
+  void LookAtCall(const SqlExpression& call) {
+    hasWindows_ = hasWindows_ || call.over;
+    readsDocuments_ = readsDocuments_ || JsonColumns::IsCall(call);
+    for (const FunctionRow* const row : FindFunctions(call.name)) {
+      hasAggregates_ = hasAggregates_ || (!call.over && row->aggregate != nullptr);
+      looksUp_ = looksUp_ || row->lookup != FunctionRow::Lookup::kNone;
+    }
   }
 
   TableRequest request_{.all = false, .names = {}, .mostRows = {}};
-  bool needsAllRows_ = false;
+  bool hasAggregates_ = false;
+  bool hasWindows_ = false;
+  bool readsDocuments_ = false;
+  bool looksUp_ = false;
   std::unordered_set<const SqlExpression*> seen_;
 };
 
@@ -65,9 +74,20 @@ TableRequest FindTableReads(const SqlSelect& select) {
   ReadsFinder finder;
   ForEachExpression(select, [&](const SqlExpressionPtr& root) { finder.Visit(root); });
   TableRequest request = finder.Take();
+  // Keys of windows that no call uses may name aggregates as well.
+  ReadsFinder outputs;
+  for (const SqlSelectItem& item : select.items) outputs.Visit(item.expression);
+  for (const SqlSortItem& item : select.orderBy) outputs.Visit(item.expression);
+  const bool isGrouped = !select.groupBy.empty() || select.having || outputs.HasAggregates();
+  // Windows over groups have these for rows. A table in which values are looked up may be the
+  // statement's own.
+  request.onePass =
+      (isGrouped || !finder.HasWindows()) && !finder.ReadsDocuments() && !finder.LooksUp();
+  request.canStartAgain = isGrouped || !select.orderBy.empty();
   const bool takesRowsAsTheyCome = !select.where && !select.having && !select.distinct &&
                                    select.groupBy.empty() && select.orderBy.empty() &&
-                                   !finder.NeedsAllRows();
+                                   !finder.HasAggregates() && !finder.HasWindows() &&
+                                   !finder.ReadsDocuments();
   if (!select.limit || !takesRowsAsTheyCome) return request;
   const std::optional<uint64> limit = ReadCount(select.limit);
   const std::optional<uint64> offset = select.offset ? ReadCount(select.offset) : 0;

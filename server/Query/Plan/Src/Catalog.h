@@ -39,6 +39,11 @@ struct TableRequest {
   std::vector<XeString> names;
   /// So many rows, the first ones, are enough.
   std::optional<uint64> mostRows;
+  /// The rows are read once, in their order, so that they need not be kept.
+  bool onePass = false;
+  /// Nothing of the result is made before the last row was read: should a type turn out to be
+  /// another one, the statement can start again.
+  bool canStartAgain = false;
 
   bool Wants(const XeString& column) const {
     return all || std::ranges::any_of(names, [&](const XeString& name) {

@@ -1,6 +1,7 @@
 #include "GroupTable.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "EngineError.h"
 #include "RecordKeys.h"
@@ -52,8 +53,10 @@ uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uin
 /// What the aggregates that hold their rows may take in all groups together.
 uint64 CountBytesOfHeldValues(const std::vector<PlanAggregate>& aggregates, uint64 rows) {
   uint64 bytes = 0;
-  for (const PlanAggregate& aggregate : aggregates) bytes += rows * aggregate.heldBytes;
-  return bytes;
+  for (const PlanAggregate& aggregate : aggregates) bytes += aggregate.heldBytes;
+  // Room enough for what else is counted where nobody knows how many rows will come.
+  constexpr uint64 kMostBytes = std::numeric_limits<uint64>::max() / 2;
+  return bytes != 0 && rows > kMostBytes / bytes ? kMostBytes : rows * bytes;
 }
 
 /// Spreads a number over all bits; different numbers stay different.

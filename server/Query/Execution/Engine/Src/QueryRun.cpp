@@ -34,9 +34,11 @@ uint32 batchRows = kMostBatchRows;
 uint32 QueryRun::GetBatchRows() { return batchRows; }
 void QueryRun::SetBatchRows(uint32 rows) { batchRows = rows; }
 
-QueryRun::QueryRun(QueryPlan plan, const Table* table)
+QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSource> rest)
     : plan_(std::move(plan)),
       table_(table),
+      hasRest_(rest != nullptr),
+      rest_(std::move(rest)),
       scanRecord_(WithWindowResults(plan_.scanRecord, plan_, !plan_.grouped)),
       inputRecord_(ResultsOf(plan_.aggregateInputs)),
       groupRecord_(WithWindowResults(GroupFields(plan_), plan_, plan_.grouped)),
@@ -46,6 +48,7 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table)
   BindScan();
   if (plan_.grouped) BindGroups();
   if (!plan_.windows.empty()) BindWindows();
+  XE_ASSERT(!hasRest_ || plan_.grouped || !windows_ || windows_->AreImmediate());
   BindOutputs();
   if (batch_ && !AreTreesRepeatable()) batch_.reset();
 }
@@ -138,8 +141,11 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
   Start(sink);
+  if (EmitsWhileScanning() || WantsNothing()) BeginResult();
   if (!WantsNothing()) {
     ScanRows();
+    // A scan that ends in TypeRefuted must not have been seen.
+    if (!EmitsWhileScanning()) BeginResult();
     const auto emitGroup = [this] { return EmitGroup(); };
     if (groups_) {
       groups_->EmitLive(emitGroup, meter_, AfterGroups());
@@ -171,8 +177,9 @@ void QueryRun::Start(ResultSink& sink) {
   if (windows_) windows_->Begin();
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
-  sink.Begin(VisibleColumns(), resultRecord_.GetLayout());
 }
+
+void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), resultRecord_.GetLayout()); }
 
 void QueryRun::ScanRows() {
   meter_.Start(AfterScan(), CountScannedRows());
@@ -184,6 +191,13 @@ void QueryRun::ScanRows() {
   for (const TableChunk& chunk : table_->chunks) {
     if (!ScanChunk(chunk, row)) return;
     row += chunk.rows;
+  }
+  if (!hasRest_) return;
+  XE_ASSERT(rest_);
+  const std::unique_ptr<ChunkSource> rest = std::move(rest_);
+  while (const TableChunk* const chunk = rest->Next()) {
+    if (!ScanChunk(*chunk, row)) return;
+    row += chunk->rows;
   }
 }
 

@@ -23,12 +23,14 @@
 namespace sqxer {
 
 /// A plan whose trees are bound to records of its own, ready to be run over its table any number of
-/// times, under the settings that were the thread's current ones when it was made. One thread.
+/// times, once where rows are read while it runs, under the settings that were the thread's current
+/// ones when it was made. One thread.
 class QueryRun {
  public:
-  /// Takes over the plan. `table` is null for a plan without one, and must outlive the run. Errors
-  /// of binding carry their place in the SQL.
-  QueryRun(QueryPlan plan, const Table* table);
+  /// Takes over the plan. `table` is null for a plan without one, and must outlive the run; `rest`
+  /// gives the rows behind its own, if there are more, for a plan that reads them once. Errors of
+  /// binding carry their place in the SQL.
+  QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSource> rest = nullptr);
   QueryRun(const QueryRun&) = delete;
   QueryRun& operator=(const QueryRun&) = delete;
 
@@ -53,6 +55,7 @@ class QueryRun {
   uint64 ErrorRow(uint64 row) const { return table_ != nullptr ? row : kNoRowNumber; }
 
   void Start(ResultSink& sink);
+  void BeginResult();
   void ScanRows();
   /// Makes a chunk the current one, whose first row has a number (from 1).
   void Enter(const TableChunk& chunk, uint64 firstRow);
@@ -86,7 +89,11 @@ class QueryRun {
   bool Pass();
   void EmitWindowRows();
   void EmitSortedRows();
-  uint64 CountScannedRows() const { return table_ != nullptr ? table_->rowCount : 1; }
+  uint64 CountScannedRows() const {
+    return hasRest_ ? kUnknownRows : table_ != nullptr ? table_->rowCount : 1;
+  }
+  /// Rows of the result are made while others are still to be scanned.
+  bool EmitsWhileScanning() const { return !groups_ && !sorter_; }
   /// What the rows that leave the step are on their way to.
   RunPhase AfterScan() const;
   RunPhase AfterGroups() const;
@@ -97,6 +104,9 @@ class QueryRun {
   const SettingsRef settings_ = Settings::Current();
   QueryPlan plan_;
   const Table* table_;
+  const bool hasRest_;
+  /// Null when it was read, too.
+  std::unique_ptr<ChunkSource> rest_;
   WorkRecord scanRecord_;
   WorkRecord inputRecord_;
   WorkRecord groupRecord_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <limits>
+
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -8,7 +10,11 @@ namespace sqxer {
 /// phases left out or come to again: groups may be sorted, and grouped again for DISTINCT.
 enum class RunPhase { kGrouping, kSorting, kWriting };
 
-/// Called now and then while a statement runs: rows done and rows in all of the phase. May be null.
+/// The rows of a phase when nobody knows how many there will be.
+inline constexpr uint64 kUnknownRows = std::numeric_limits<uint64>::max();
+
+/// Called now and then while a statement runs, but not in phases of kUnknownRows: rows done and
+/// rows in all of the phase. May be null.
 using RunProgress = void (*)(RunPhase phase, uint64 done, uint64 total);
 
 /// Counts the rows of one phase after the other for whoever looks at them.
@@ -32,7 +38,7 @@ class ProgressMeter {
  private:
   static constexpr uint64 kRowsPerCall = 1024;
   void Tell() const {
-    if (progress_ != nullptr) progress_(phase_, done_, total_);
+    if (progress_ != nullptr && total_ != kUnknownRows) progress_(phase_, done_, total_);
   }
 
   RunProgress progress_ = nullptr;

@@ -14,6 +14,7 @@
 #include "TableStream.h"
 #include "Utility/OperatorTimer.h"
 #include "Utility/TextDecoder.h"
+#include "Utility/XeAssert.h"
 
 namespace sqxer {
 namespace {
@@ -90,13 +91,16 @@ void Session::Set(const std::string& name, const std::string& value) {
 }
 
 void Session::AddTable(const std::string& name, const std::string& path) {
-  if (!TablePath::Parse(path).IsPath()) {
+  const bool isPath = TablePath::Parse(path).IsPath();
+  // A pipe of the current folder; only in SQL a bare name is one of a table.
+  const std::string here = "./" + path;
+  if (!isPath && !TablePath::Parse(here).IsPath()) {
     RefuseForeignFile(path);
     ThrowEngineError(kPathKindUnknown, {Wide(path)});
   }
   CheckStandardInput(path);
   const XeString key = Folded(Wide(name));
-  paths_[key] = path;
+  paths_[key] = isPath ? path : here;
   tables_.erase(key);
 }
 
@@ -177,11 +181,16 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   } else {
     if (path.empty()) path = FindInDirectory(name);
     table = Open(tableName, path);
+    // Also when an error uses it up: what is left of it must not be taken for a table.
+    if (!table->IsRepeatable()) tables_[key] = table;
   }
   if (request != nullptr) {
     TableRequest wanted = *request;
     // Of a table that is kept all rows are wanted sooner or later.
-    if (known != tables_.end() && table->HasAllRows()) wanted.mostRows.reset();
+    const bool isKept = known != tables_.end() && table->HasAllRows();
+    if (isKept) wanted.mostRows.reset();
+    wanted.onePass = wanted.onePass && isRunOnce_ && !isKept;
+    wanted.canStartAgain = wanted.canStartAgain && canStartAgain_;
     table->Require(wanted, loadProgress_);
   }
   const bool isKept = table->HasAllRows() || !table->IsRepeatable();
@@ -230,14 +239,27 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
   timing_ = {};
+  isRunOnce_ = repeat == 1;
+  for (canStartAgain_ = true;; canStartAgain_ = false) {
+    try {
+      return PlanAndRun(sql, sink, repeat);
+    } catch (const TypeRefuted&) {
+      XE_ASSERT(canStartAgain_);
+    }
+  }
+}
+
+void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
   const Clock::time_point start = Clock::now();
+  const std::chrono::nanoseconds loadBefore = timing_.load;
   QueryPlan plan =
       CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
   const bool explain = plan.explain;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
-  QueryRun query(std::move(plan), table ? &table->Get() : nullptr);
-  timing_.bind = Clock::now() - start - timing_.load;
+  QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
+                 table && !explain ? table->TakeRest() : nullptr);
+  timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);
   const SpillMeter meter(timing_.spilledBytes);

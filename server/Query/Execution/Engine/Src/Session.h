@@ -43,7 +43,8 @@ class Session : public Catalog {
   void Set(const std::string& name, const std::string& value);
   const SettingsRef& GetSettings() const { return settings_; }
 
-  /// A table by name (letter case ignored): a path as TablePath reads it. Error 57015 (path) or
+  /// A table by name (letter case ignored): a path as TablePath reads it, or the bare name of a
+  /// pipe. Error 57015 (path) or
   /// 57031 (path, kind) for any other, and 57032.
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
@@ -84,6 +85,8 @@ class Session : public Catalog {
   /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws
   /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);
   /// the sink has then seen no End. `repeat`: how often it is run; the sink sees the last run.
+  /// A statement that reads the rows of a table once reads them while it runs where the table is
+  /// larger than the switch TableMemory.
   void Execute(const std::string& sql, ResultSink& sink, int repeat = 1);
   /// Of the last Execute, also of a failed one; `run` and `spilledBytes` are those of all
   /// repetitions together.
@@ -91,6 +94,8 @@ class Session : public Catalog {
 
  private:
   using TablePtr = std::shared_ptr<LazyTable>;
+
+  void PlanAndRun(const std::string& sql, ResultSink& sink, int repeat);
 
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
@@ -109,8 +114,12 @@ class Session : public Catalog {
   std::map<XeString, std::string> paths_;
   std::map<XeString, DeclaredTypes> schemas_;
   std::map<XeString, TablePtr> tables_;
-  /// Those of which the statement that is being run reads the first rows only.
+  /// Those of which the statement that is being run reads the first rows only, or keeps none.
   std::map<XeString, TablePtr> partialTables_;
+  /// Of the statement that is being run: whether its rows need not be kept, and whether it may
+  /// start again, as far as that does not lie with the statement itself.
+  bool isRunOnce_ = false;
+  bool canStartAgain_ = false;
   CsvTableOptions fileOptions_;
   bool isStandardInputTaken_ = false;
   HeaderWarning warnOfHeader_ = nullptr;

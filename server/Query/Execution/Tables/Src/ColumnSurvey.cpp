@@ -1,6 +1,7 @@
 #include "ColumnSurvey.h"
 
 #include <algorithm>
+#include <string>
 
 #include "Utility/XeRecordMetaData.h"
 
@@ -35,6 +36,33 @@ void ColumnSurvey::AddValuesOf(XeDataType type, uint64 count) {
   if (count == 0) return;
   kinds_ &= KindsOfType(type);
   values_ += count;
+}
+
+void ColumnSurvey::AddTexts(const ColumnVector& texts) {
+  uint64 nulls = 0;
+  for (uint64 row = 0; texts.validity != nullptr && row < texts.rows; ++row) {
+    nulls += texts.IsNull(row) ? 1 : 0;
+  }
+  values_ += texts.rows - nulls;
+  const ColumnVector& entries = texts.dictionary ? *texts.dictionary : texts;
+  std::string narrow;
+  for (uint64 entry = 0; entry < entries.rows && kinds_ != 0; ++entry) {
+    if (entries.IsNull(entry)) continue;
+    const uint64 start = entries.GetOffset(entry);
+    const uint64 count = entries.GetOffset(entry + 1) - start;
+    const auto add = [&](const auto* characters) {
+      // What is no text is ASCII.
+      const bool isAscii = std::all_of(characters, characters + count,
+                                       [](auto c) { return static_cast<uint32>(c) < 0x80; });
+      narrow.assign(characters, characters + (isAscii ? count : 0));
+      kinds_ &= isAscii ? ClassifyText(narrow) : 0;
+    };
+    if (entries.form == ColumnForm::kText8) {
+      add(entries.values + start);
+    } else {
+      add(reinterpret_cast<const wchar_t*>(entries.values) + start);
+    }
+  }
 }
 
 XeDataType ColumnSurvey::GetType() const {

@@ -5,6 +5,7 @@
 
 #include "Catalog.h"
 #include "TableError.h"
+#include "Utility/ColumnVector.h"
 #include "ValueReader.h"
 
 namespace sqxer {
@@ -25,6 +26,8 @@ class ColumnSurvey {
     kinds_ &= other.kinds_;
     values_ += other.values_;
   }
+  /// The values of a vector of texts.
+  void AddTexts(const ColumnVector& texts);
   /// Values that all read as one of the given type.
   void AddValuesOf(XeDataType type, uint64 count);
 

@@ -43,13 +43,13 @@ bool CsvPieceReader::Read(SliceSink& sink, const OnBlock& onBlock) {
     if (slicer_.GetBadRecord()) ThrowBadRecord(*slicer_.GetBadRecord());
     const bool isWanted = onBlock(fileBytes);
     if (isEnd_) break;
-    if (!isWanted) return false;
     if (!isPlain_) lines_ += CountByte(text.substr(0, consumed), '\n');
     offset_ += consumed;
     buffer_.Consume(consumed);
     if (buffer_.GetText().size() == BlockBuffer::kMostBytes) {
       ThrowBadRecord({0, kRecordTooLarge, 0});
     }
+    if (!isWanted) return false;
   }
   text_.GetFile().CheckUnchanged(version_);
   return true;

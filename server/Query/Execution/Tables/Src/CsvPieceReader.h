@@ -44,8 +44,12 @@ class CsvPieceReader final : public RecordPlaces {
     isRefuted_ = &isRefuted;
   }
 
-  /// False when the sink or `onBlock` ended it. Errors: see CsvScan.
+  /// False when the sink or `onBlock` ended it; when that was `onBlock`, another call reads on.
+  /// Errors: see CsvScan.
   bool Read(SliceSink& sink, const OnBlock& onBlock);
+
+  /// Where in the text the blocks before the last one end.
+  uint64 GetOffset() const { return offset_; }
 
   const std::string& GetPath() const override { return text_.GetFile().GetPath(); }
   RecordPlace PlaceOf(const RecordSlice& slice, uint32 row) const override {

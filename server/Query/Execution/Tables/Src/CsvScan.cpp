@@ -121,6 +121,12 @@ struct CsvScan::File {
   std::string_view GetHeadRows() const { return head->GetText().substr(headerBytes); }
 };
 
+/// A piece that is being read.
+struct CsvScan::OpenPiece {
+  std::unique_ptr<TextFile> text;
+  std::unique_ptr<CsvPieceReader> reader;
+};
+
 CsvScan::CsvScan(std::vector<std::string> paths, const CsvOptions& options) : options_(options) {
   bool areBytesKnown = true;
   for (std::string& path : paths) {
@@ -289,47 +295,106 @@ bool CsvScan::SampleAt(uint64 place, SliceSink& sink) {
 }
 
 void CsvScan::Scan(std::span<SliceSink* const> sinks, LoadProgress progress) {
-  const std::vector<std::vector<Piece>> pieces = PlanPieces(sinks.size());
-  const CsvLayout layout{delimiter_, static_cast<uint32>(names_.size()), options_.hasHeader,
-                         options_.blockBytes};
   std::atomic<uint64> done = 0;
-  const auto report = [&] {
-    if (progress != nullptr && bytes_ != 0) progress(std::min<uint64>(done, bytes_), bytes_);
-  };
-  Workers workers(sinks.size());
+  ReadPieces(PlanPieces(sinks.size()), sinks, done, progress);
+}
+
+void CsvScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
+                         std::span<SliceSink* const> sinks, std::atomic<uint64>& done,
+                         LoadProgress progress) {
+  Workers workers(pieces.size());
   workers.Run(
       [&](std::size_t index) {
         const auto onBlock = [&](uint64 fileBytes) {
           done += fileBytes;
-          if (index == 0) report();
+          if (index == 0) Tell(done, progress);
           return workers.IsNeeded(index);
         };
         for (const Piece& piece : pieces[index]) {
-          if (!ReadPiece(piece, layout, *sinks[index], onBlock)) return false;
+          if (!ReadPiece(piece, *sinks[index], onBlock)) return false;
         }
         return true;
       },
-      report);
-  report();
+      [&] { Tell(done, progress); });
+  Tell(done, progress);
 }
 
-bool CsvScan::ReadPiece(const Piece& piece, const CsvLayout& layout, SliceSink& sink,
+void CsvScan::Tell(uint64 done, LoadProgress progress) const {
+  if (progress != nullptr && bytes_ != 0) progress(std::min(done, bytes_), bytes_);
+}
+
+bool CsvScan::ReadPiece(const Piece& piece, SliceSink& sink,
                         const std::function<bool(uint64)>& onBlock) {
+  return Open(piece).reader->Read(sink, onBlock);
+}
+
+CsvScan::OpenPiece CsvScan::Open(const Piece& piece) {
+  const CsvLayout layout{delimiter_, static_cast<uint32>(names_.size()), options_.hasHeader,
+                         options_.blockBytes};
   File& file = *files_[piece.file];
+  OpenPiece open;
   if (file.isPlain) {
-    TextFile text(file.path, options_.encoding, false);
-    text.GetFile().CheckUnchanged(*file.version);
-    CsvPieceReader reader(text, *file.version, layout, piece.begin, piece.end);
-    reader.SetGuesses(file.guesses, isSampleRefuted_);
-    return reader.Read(sink, onBlock);
+    open.text = std::make_unique<TextFile>(file.path, options_.encoding, false);
+    open.text->GetFile().CheckUnchanged(*file.version);
+    open.reader =
+        std::make_unique<CsvPieceReader>(*open.text, *file.version, layout, piece.begin, piece.end);
+    open.reader->SetGuesses(file.guesses, isSampleRefuted_);
+    return open;
   }
   if (!file.text || !file.head) ReadHead(file);
   // What is read of a pipe is gone then; any other file is opened again for another scan.
-  const std::unique_ptr<TextFile> text = std::move(file.text);
+  open.text = std::move(file.text);
   BlockBuffer head = std::move(*file.head);
   file.head.reset();
-  CsvPieceReader reader(*text, *file.version, layout, std::move(head), file.headerBytes);
-  return reader.Read(sink, onBlock);
+  open.reader = std::make_unique<CsvPieceReader>(*open.text, *file.version, layout, std::move(head),
+                                                 file.headerBytes);
+  return open;
+}
+
+bool CsvScan::ScanNext(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress) {
+  if (nextFile_ == files_.size()) return false;
+  const bool isCut = files_[nextFile_]->isPlain && sinks.size() > 1;
+  if (!(isCut ? ReadWindow(sinks, bytes, progress) : ReadOn(*sinks.front(), bytes, progress))) {
+    ++nextFile_;
+    nextPlace_ = 0;
+  }
+  return nextFile_ < files_.size();
+}
+
+bool CsvScan::ReadWindow(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress) {
+  const File& file = *files_[nextFile_];
+  const uint64 begin = std::max(nextPlace_, file.dataStart);
+  const uint64 step = std::max(bytes / sinks.size() + 1, options_.leastPieceBytes);
+  std::vector<uint64> places;
+  while (places.size() < sinks.size()) {
+    const uint64 place = begin + step * (places.size() + 1);
+    places.push_back(std::min(place, file.bytes));
+    if (place >= file.bytes) break;
+  }
+  std::vector<std::vector<Piece>> pieces;
+  for (const Piece& piece : CutFile(nextFile_, begin, places, places.size())) {
+    nextPlace_ = piece.end;
+    pieces.push_back({piece});
+  }
+  if (!pieces.empty()) ReadPieces(pieces, sinks, doneBytes_, progress);
+  return !pieces.empty() && nextPlace_ < file.bytes;
+}
+
+bool CsvScan::ReadOn(SliceSink& sink, uint64 bytes, LoadProgress progress) {
+  if (!openPiece_) {
+    const File& file = *files_[nextFile_];
+    openPiece_ = std::make_unique<OpenPiece>(Open({nextFile_, file.dataStart, file.bytes}));
+  }
+  const CsvPieceReader& reader = *openPiece_->reader;
+  const uint64 end = reader.GetOffset() + bytes;
+  const auto onBlock = [&](uint64 fileBytes) {
+    doneBytes_ += fileBytes;
+    Tell(doneBytes_, progress);
+    return reader.GetOffset() < end;
+  };
+  const bool isEnd = openPiece_->reader->Read(sink, onBlock);
+  if (isEnd) openPiece_.reset();
+  return !isEnd;
 }
 
 std::vector<std::vector<CsvScan::Piece>> CsvScan::PlanPieces(std::size_t workers) {
@@ -347,19 +412,16 @@ std::vector<std::vector<CsvScan::Piece>> CsvScan::PlanPieces(std::size_t workers
     if (!file.isPlain) {
       pieces[worker].push_back({index, 0, 0});
     } else {
-      std::vector<uint64> cuts;
+      std::vector<uint64> places;
       for (std::size_t next = worker + 1; next < workers; ++next) {
         const uint64 cut = next * (bytes / workers + 1);
         if (cut - before >= file.bytes) break;
-        cuts.push_back(std::max(cut - before, file.dataStart));
+        places.push_back(std::max(cut - before, file.dataStart));
       }
-      const std::vector<bool> parities = FindParities(file, cuts, workers);
-      uint64 begin = file.dataStart;
-      for (std::size_t i = 0; i <= cuts.size(); ++i, ++worker) {
-        const uint64 end =
-            i == cuts.size() ? file.bytes : FindRecordStart(file, cuts[i], parities[i]);
-        if (begin < end) pieces[worker].push_back({index, begin, end});
-        begin = end;
+      places.push_back(file.bytes);
+      for (const Piece& piece : CutFile(index, file.dataStart, places, workers)) {
+        if (piece.begin < piece.end) pieces[worker].push_back(piece);
+        ++worker;
       }
     }
     before += file.bytes;
@@ -367,7 +429,24 @@ std::vector<std::vector<CsvScan::Piece>> CsvScan::PlanPieces(std::size_t workers
   return pieces;
 }
 
-std::vector<bool> CsvScan::FindParities(const File& file, const std::vector<uint64>& places,
+std::vector<CsvScan::Piece> CsvScan::CutFile(std::size_t index, uint64 begin,
+                                             const std::vector<uint64>& places,
+                                             std::size_t threads) const {
+  const File& file = *files_[index];
+  std::vector<uint64> cuts = places;
+  while (!cuts.empty() && cuts.back() == file.bytes) cuts.pop_back();
+  const std::vector<bool> parities = FindParities(file, begin, cuts, threads);
+  std::vector<Piece> pieces;
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    const uint64 end = i < cuts.size() ? FindRecordStart(file, cuts[i], parities[i]) : file.bytes;
+    pieces.push_back({index, begin, std::max(begin, end)});
+    begin = std::max(begin, end);
+  }
+  return pieces;
+}
+
+std::vector<bool> CsvScan::FindParities(const File& file, uint64 begin,
+                                        const std::vector<uint64>& places,
                                         std::size_t threads) const {
   if (places.empty()) return {};
   // Chunks that end at the places, small enough that all threads have some.
@@ -377,7 +456,6 @@ std::vector<bool> CsvScan::FindParities(const File& file, const std::vector<uint
     uint64 marks;
   };
   std::vector<Chunk> chunks;
-  uint64 begin = file.dataStart;
   for (const uint64 place : places) {
     while (begin < place) {
       const uint64 end = std::min(place, begin + kParityBytes);

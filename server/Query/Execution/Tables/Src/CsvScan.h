@@ -66,8 +66,14 @@ class CsvScan {
   /// GetBytes, if they are known.
   void Scan(std::span<SliceSink* const> sinks, LoadProgress progress);
 
+  /// Reads on where the last call has ended, the first one from the start of the table: some
+  /// `bytes` of text, or up to the end of a file. The sinks take stretches as of Scan, but want all
+  /// of them; where a file cannot be cut, the first sink takes all. False when no row is left.
+  /// Errors and progress as of Scan.
+  bool ScanNext(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress);
+
   /// Whether all that Sample has handed over are rows of the table; known after a Scan that has not
-  /// ended early.
+  /// ended early, and when ScanNext has read all rows.
   bool IsSampleConfirmed() const { return !isSampleRefuted_; }
 
  private:
@@ -88,14 +94,27 @@ class CsvScan {
   void CheckHeader(const File& file, const std::vector<XeString>& names) const;
   /// False when the sink wants no more.
   bool SampleAt(uint64 place, SliceSink& sink);
-  bool ReadPiece(const Piece& piece, const CsvLayout& layout, SliceSink& sink,
-                 const std::function<bool(uint64)>& onBlock);
+  bool ReadPiece(const Piece& piece, SliceSink& sink, const std::function<bool(uint64)>& onBlock);
+  struct OpenPiece;
+  OpenPiece Open(const Piece& piece);
+  /// Reads the pieces of each sink, in their order. `done` counts the bytes.
+  void ReadPieces(const std::vector<std::vector<Piece>>& pieces, std::span<SliceSink* const> sinks,
+                  std::atomic<uint64>& done, LoadProgress progress);
+  void Tell(uint64 done, LoadProgress progress) const;
+  /// What ScanNext does in one file, cut or not. False at its end.
+  bool ReadWindow(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress);
+  bool ReadOn(SliceSink& sink, uint64 bytes, LoadProgress progress);
   /// The pieces of each worker, in the order of the files: of about the same size where files can
   /// be cut.
   std::vector<std::vector<Piece>> PlanPieces(std::size_t workers);
-  /// Whether an odd number of quotation marks stands before each of some places of a plain file.
-  std::vector<bool> FindParities(const File& file, const std::vector<uint64>& places,
+  /// Whether an odd number of quotation marks stands between the start of a record of a plain file
+  /// and each of some places behind it.
+  std::vector<bool> FindParities(const File& file, uint64 begin, const std::vector<uint64>& places,
                                  std::size_t threads) const;
+  /// The pieces of a plain file from the start of a record up to each of some places behind it,
+  /// moved to the ends of records.
+  std::vector<Piece> CutFile(std::size_t index, uint64 begin, const std::vector<uint64>& places,
+                             std::size_t threads) const;
   /// Where the first record starts behind a place of a plain file.
   uint64 FindRecordStart(const File& file, uint64 place, bool isInQuotation) const;
 
@@ -106,6 +125,11 @@ class CsvScan {
   bool looksHeaderLikeData_ = false;
   uint64 bytes_ = 0;
   std::atomic<bool> isSampleRefuted_ = false;
+  /// Where ScanNext reads on: in which file, where in it if it is cut, and the open piece if not.
+  std::size_t nextFile_ = 0;
+  uint64 nextPlace_ = 0;
+  std::unique_ptr<OpenPiece> openPiece_;
+  std::atomic<uint64> doneBytes_ = 0;
 };
 
 }  // namespace sqxer

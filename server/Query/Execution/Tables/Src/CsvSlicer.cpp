@@ -13,6 +13,8 @@ namespace {
 /// How much is read plainly at least where something is irregular: where one thing is, there are
 /// often more.
 constexpr uint32 kPlainBytes = 4096;
+/// How much is looked at before its line ends are compared with its field ends.
+constexpr uint32 kCheckedBytes = 4096;
 
 /// A last block of fewer than 64 bytes, filled up with bytes that mean nothing.
 class TailBlock {
@@ -83,15 +85,18 @@ class MarkFinder {
   uint64 afterReturn_ = 0;
 };
 
-/// Writes the positions of a mask's bits. Writes up to seven places too many rather than ask after
-/// each; there is room for 64.
+/// Writes the positions of a mask's bits. Writes places too many, kAtOnce for a start, rather than
+/// ask after each; there is room for 64.
+template <uint32 kAtOnce>
 inline void WritePositions(uint64 mask, uint32 at, uint32 count, uint32* out) {
-  for (uint32 written = 0; written < count; written += 8) {
-    for (uint32 i = 0; i < 8; ++i) {
+  uint32 written = 0;
+  do {
+    for (uint32 i = 0; i < kAtOnce; ++i) {
       out[written + i] = at + static_cast<uint32>(std::countr_zero(mask));
       mask &= mask - 1;
     }
-  }
+    written += kAtOnce;
+  } while (written < count);
 }
 
 inline uint32 CountBits(uint64 mask) { return static_cast<uint32>(std::popcount(mask)); }
@@ -148,61 +153,76 @@ uint32 CsvSlicer::SliceFast() {
   const char* const text = text_.data();
   const uint32 size = static_cast<uint32>(text_.size());
   MarkFinder finder(delimiter_);
-  uint32 rows = rows_;
-  uint32 fields = rows * columns_;
-  uint32 rowEnd = fields + columns_ - 1;
+  uint32 fields = rows_ * columns_;
+  uint32 irregular = 0;
+  for (uint32 at = NextRecord(); at < size && irregular == 0;) {
+    uint32 lineEnds[kCheckedBytes + ByteBlock::kBytes];
+    uint32 lines = 0;
+    bool hasReturns = false;
+    const uint32 end = std::min(size, at + kCheckedBytes);
+    for (; at < end; at += ByteBlock::kBytes) {
+      const uint32 left = size - at;
+      const ByteBlock block = left >= ByteBlock::kBytes
+                                  ? ByteBlock(text + at)
+                                  : TailBlock(text + at, left, delimiter_).Get();
+      MarkFinder::Marks marks = finder.Next(block);
+      if (left < ByteBlock::kBytes) marks.strays &= (uint64{1} << left) - 1;
+      if (marks.strays != 0 || block.HasNul()) [[unlikely]] {
+        irregular = at + ByteBlock::kBytes;
+        break;
+      }
+      if (firstQuote_ == kNowhere && marks.quotes != 0) {
+        firstQuote_ = at + static_cast<uint32>(std::countr_zero(marks.quotes));
+      }
+      if (firstNonAscii_ == kNowhere) {
+        const uint64 nonAscii = block.FindNonAscii();
+        if (nonAscii != 0) firstNonAscii_ = at + static_cast<uint32>(std::countr_zero(nonAscii));
+      }
+      const uint32 newFields = CountBits(marks.fieldEnds);
+      const uint32 newLines = CountBits(marks.lineEnds);
+      WritePositions<12>(marks.fieldEnds, at, newFields, fieldEnds_.get() + fields);
+      WritePositions<2>(marks.lineEnds, at, newLines, lineEnds + lines);
+      fields += newFields;
+      lines += newLines;
+      hasReturns |= marks.returns != 0;
+    }
+    const uint32 wrong = AppendRows({lineEnds, lines}, hasReturns, fields);
+    if (wrong != 0) irregular = wrong;
+  }
+  return irregular == 0 ? 0 : std::max(irregular, NextRecord() + kPlainBytes);
+}
+
+uint32 CsvSlicer::AppendRows(std::span<const uint32> lineEnds, bool hasReturns, uint32& fields) {
+  const uint32 size = static_cast<uint32>(text_.size());
   uint32* const ends = fieldEnds_.get();
   uint32* const starts = rowStarts_.get();
-  uint32 irregular = 0;
-  for (uint32 at = starts[rows]; at < size; at += ByteBlock::kBytes) {
-    const uint32 left = size - at;
-    const ByteBlock block = left >= ByteBlock::kBytes
-                                ? ByteBlock(text + at)
-                                : TailBlock(text + at, left, delimiter_).Get();
-    MarkFinder::Marks marks = finder.Next(block);
-    if (left < ByteBlock::kBytes) marks.strays &= (uint64{1} << left) - 1;
-    if (marks.strays != 0 || block.HasNul()) [[unlikely]] {
-      irregular = at + ByteBlock::kBytes;
-      break;
-    }
-    if (firstQuote_ == kNowhere && marks.quotes != 0) {
-      firstQuote_ = at + static_cast<uint32>(std::countr_zero(marks.quotes));
-    }
-    if (firstNonAscii_ == kNowhere) {
-      const uint64 nonAscii = block.FindNonAscii();
-      if (nonAscii != 0) firstNonAscii_ = at + static_cast<uint32>(std::countr_zero(nonAscii));
-    }
-    uint32 count = CountBits(marks.fieldEnds);
-    WritePositions(marks.fieldEnds, at, count, ends + fields);
-    for (uint64 rest = marks.lineEnds; rest != 0; rest &= rest - 1) {
-      const uint32 bit = static_cast<uint32>(std::countr_zero(rest));
-      const uint64 before = (uint64{1} << bit) - 1;
-      const bool isRow = fields + CountBits(marks.fieldEnds & before) == rowEnd;
-      if (!isRow) [[unlikely]] {
-        if (at + bit != starts[rows]) {
-          irregular = at + ByteBlock::kBytes;
-          break;
-        }
-        // An empty line is no row, and its end is no field's.
-        marks.fieldEnds &= ~(uint64{1} << bit);
-        WritePositions(marks.fieldEnds, at, --count, ends + fields);
+  uint32 rows = rows_;
+  uint32 rowEnd = rows * columns_ + columns_ - 1;
+  uint32 wrong = 0;
+  for (const uint32 lineEnd : lineEnds) {
+    const bool isRow = rowEnd < fields && ends[rowEnd] == lineEnd;
+    if (!isRow) [[unlikely]] {
+      if (lineEnd != starts[rows]) {
+        wrong = lineEnd + 1;
+        break;
       }
-      uint32 next = at + bit + 1;
-      if ((marks.returns >> bit & 1) != 0) {
-        if (next == size && !isLast_) break;
-        if (next < size && text[next] == '\n') ++next;
-      }
-      if (isRow) {
-        ++rows;
-        rowEnd += columns_;
-      }
-      starts[rows] = next;
+      // An empty line is no row, and its end is no field's.
+      uint32* const own = ends + (rowEnd - (columns_ - 1));
+      std::copy(own + 1, ends + fields--, own);
     }
-    if (irregular != 0) break;
-    fields += count;
+    uint32 next = lineEnd + 1;
+    if (hasReturns && text_[lineEnd] == '\r') {
+      if (next == size && !isLast_) break;
+      if (next < size && text_[next] == '\n') ++next;
+    }
+    if (isRow) {
+      ++rows;
+      rowEnd += columns_;
+    }
+    starts[rows] = next;
   }
   rows_ = rows;
-  return irregular == 0 ? 0 : std::max(irregular, NextRecord() + kPlainBytes);
+  return wrong;
 }
 
 bool CsvSlicer::SlicePlain(uint32 limit) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "CsvRecord.h"
@@ -59,6 +60,10 @@ class CsvSlicer {
   /// From the next record on; returns up to where the text must be read plainly, 0 when nothing is
   /// irregular.
   uint32 SliceFast();
+  /// Appends the rows that end at line ends, the next ones, whose fields are the first of all
+  /// `fields` found. Returns a place behind the first line end that is not the last field's of a
+  /// row, 0 when there is none. The end of an empty line is taken out of the fields.
+  uint32 AppendRows(std::span<const uint32> lineEnds, bool hasReturns, uint32& fields);
   /// Records that start before `limit`; false when a bad or a partial one ends them.
   bool SlicePlain(uint32 limit);
   void AppendRow(uint32 start);

@@ -4,179 +4,60 @@
 #include <limits>
 #include <numeric>
 
-#include "CsvRecord.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
 
-std::string_view FieldOf(const RecordSlice& slice, uint32 row, uint32 column) {
-  const uint32 start = slice.GetStart(row, column);
-  return {slice.text + start, slice.GetEnd(row, column) - start};
+/// What is read at once while rows are used: without a second thread, and by each thread.
+constexpr uint64 kChunkBytes = uint64{4} << 20;
+constexpr uint64 kWindowBytes = uint64{16} << 20;
+
+constexpr uint64 kAllRows = std::numeric_limits<uint64>::max();
+
+uint64 GetTableMemory() { return Settings::Current()->GetSwitches().tableMemory_; }
+
+std::vector<SliceSink*> SinksOf(const std::vector<std::unique_ptr<CsvColumnReader>>& readers) {
+  std::vector<SliceSink*> sinks;
+  for (const auto& reader : readers) sinks.push_back(reader.get());
+  return sinks;
 }
 
-bool IsNullField(std::string_view field, const std::string& nullText) {
-  return field.empty() || (!nullText.empty() && field == nullText);
+/// Room for the texts to come of a column of which only the first ones are known.
+uint32 GenerousLength(uint64 longest) {
+  constexpr uint64 kLeast = 1024;
+  constexpr uint64 kTimes = 4;
+  constexpr uint64 kMost = uint64{1} << 24;
+  return static_cast<uint32>(std::clamp(kTimes * longest, kLeast, std::max(kMost, longest)));
 }
 
-/// Calls `use` with the text of each field of a column that is no NULL, from row `first` on.
-template <class Use>
-void ForEachText(const RecordSlice& slice, uint32 column, uint32 first, const std::string& nullText,
-                 Use&& use) {
-  for (uint32 row = first; row < slice.rows; ++row) {
-    const std::string_view field = FieldOf(slice, row, column);
-    if (IsNullField(field, nullText)) continue;
-    if (slice.hasQuotes && field.front() == '"') {
-      use(std::string_view(UnquoteField(field)));
-    } else {
-      use(field);
-    }
-  }
+/// Makes a column take values that may be NULL or longer than those that are known.
+void Loosen(ColumnInfo& info, bool isDeclared, uint64 longest) {
+  info.nullable = true;
+  if (!isDeclared && info.type == XeVarCharData) info.length = GenerousLength(longest);
 }
 
 }  // namespace
 
-/// A column to be read: what it is thought to be.
-struct CsvTable::Column {
-  uint32 index = 0;
-  std::optional<ColumnInfo> declared;
-  ColumnSurvey survey;
-  /// Kept as texts first, whatever its values look like: they can be read once only, or nothing is
-  /// known of them.
-  bool asText = false;
-
-  XeDataType GetType() const {
-    return declared ? declared->type : asText ? XeVarCharData : survey.GetType();
-  }
-  std::unique_ptr<VectorBuilder> MakeBuilder(const std::string& nullText) const {
-    return VectorBuilder::Make(
-        GetType(), declared ? declared->length : VectorBuilder::kAnyLength,
-        {declared ? VectorBuilder::Strictness::kDeclared : VectorBuilder::Strictness::kInferred,
-         nullText});
-  }
-};
-
-/// Reads columns over a stretch of the rows.
-class CsvTable::Worker final : public SliceSink {
- public:
-  /// A value that a declared type does not take.
-  struct Refusal {
-    VectorBuilder::Outcome outcome;
-    std::string path;
-    RecordPlace place;
-    std::size_t column;
-    std::string value;
-  };
-
-  Worker(const std::vector<Column>& columns, const std::string& nullText, uint64 mostRows)
-      : nullText_(nullText), mostRows_(mostRows) {
-    for (const Column& column : columns) {
-      readings_.push_back({column.index,
-                           column.GetType(),
-                           column.declared.has_value(),
-                           column.asText,
-                           column.MakeBuilder(nullText),
-                           {}});
-    }
-  }
-
-  bool Take(const RecordSlice& taken, const RecordPlaces& places) override {
-    RecordSlice slice = taken;
-    slice.rows = static_cast<uint32>(std::min<uint64>(slice.rows, mostRows_ - rows_));
-    // Behind a value that is refused only the structure is of interest.
-    if (!refusal_) {
-      uint32 firstRefused = slice.rows;
-      for (std::size_t i = 0; i < readings_.size(); ++i) {
-        firstRefused = std::min(firstRefused, Read(i, slice, places, firstRefused));
-      }
-    }
-    rows_ += slice.rows;
-    return rows_ < mostRows_;
-  }
-
-  uint64 GetRows() const { return rows_; }
-  const std::optional<Refusal>& GetRefusal() const { return refusal_; }
-  VectorBuilder& GetBuilder(std::size_t column) { return *readings_[column].builder; }
-  /// Whether every value had the type that was thought.
-  bool Fits(std::size_t column) const { return readings_[column].builder != nullptr; }
-  /// What the values of a column can be read as.
-  ColumnSurvey GetSurvey(std::size_t column) const {
-    const Reading& reading = readings_[column];
-    ColumnSurvey survey = reading.survey;
-    if (reading.builder && !reading.asText) survey.AddValuesOf(reading.type, CountValues(reading));
-    return survey;
-  }
-
- private:
-  struct Reading {
-    uint32 index;
-    XeDataType type;
-    bool isDeclared;
-    bool asText;
-    /// Null once a value did not have the type.
-    std::unique_ptr<VectorBuilder> builder;
-    /// Of the values that the builder says nothing of.
-    ColumnSurvey survey;
-  };
-
-  static uint64 CountValues(const Reading& reading) {
-    return reading.builder->GetRows() - reading.builder->GetNulls();
-  }
-
-  /// Returns the first row with a value that is refused.
-  uint32 Read(std::size_t column, const RecordSlice& slice, const RecordPlaces& places,
-              uint32 firstRefused) {
-    Reading& reading = readings_[column];
-    uint32 row = 0;
-    if (reading.builder) {
-      const VectorBuilder::Outcome outcome =
-          reading.builder->AppendSlice(slice, reading.index, row);
-      const bool isTaken = outcome == VectorBuilder::Outcome::kTaken;
-      if (isTaken && !reading.asText) return slice.rows;
-      if (!isTaken && reading.isDeclared) {
-        if (row < firstRefused) Refuse(outcome, column, slice, row, places);
-        return row;
-      }
-      if (!isTaken) {
-        reading.survey.AddValuesOf(reading.type, CountValues(reading));
-        reading.builder.reset();
-      }
-    }
-    ForEachText(slice, reading.index, reading.asText ? 0 : row, nullText_,
-                [&](std::string_view text) { reading.survey.Add(text); });
-    return slice.rows;
-  }
-
-  void Refuse(VectorBuilder::Outcome outcome, std::size_t column, const RecordSlice& slice,
-              uint32 row, const RecordPlaces& places) {
-    const std::string_view field = FieldOf(slice, row, readings_[column].index);
-    refusal_ = {outcome, places.GetPath(), places.PlaceOf(slice, row), column,
-                field.starts_with('"') ? UnquoteField(field) : std::string(field)};
-  }
-
-  const std::string& nullText_;
-  const uint64 mostRows_;
-  std::vector<Reading> readings_;
-  uint64 rows_ = 0;
-  std::optional<Refusal> refusal_;
-};
-
 /// Looks at the values of columns without keeping them.
 class CsvTable::Surveyor final : public SliceSink {
  public:
-  Surveyor(std::vector<Column>& columns, const std::string& nullText)
+  Surveyor(std::vector<CsvColumn>& columns, const std::string& nullText)
       : columns_(columns), nullText_(nullText) {}
 
   bool Take(const RecordSlice& slice, const RecordPlaces&) override {
-    for (Column& column : columns_) {
+    for (CsvColumn& column : columns_) {
       if (column.declared) continue;
-      ForEachText(slice, column.index, 0, nullText_,
-                  [&](std::string_view text) { column.survey.Add(text); });
+      ForEachText(slice, column.index, 0, nullText_, [&](std::string_view text) {
+        column.survey.Add(text);
+        column.longest = std::max(column.longest, text.size());
+      });
     }
     return true;
   }
 
  private:
-  std::vector<Column>& columns_;
+  std::vector<CsvColumn>& columns_;
   const std::string& nullText_;
 };
 
@@ -216,6 +97,78 @@ class CsvTable::ReasonFinder final : public SliceSink {
   XeString reason_;
 };
 
+/// The rows that are not kept.
+class CsvTable::Rest final : public ChunkSource {
+ public:
+  /// What a value means that is not of its column's type.
+  enum class Doubt {
+    /// The rows before it decided the type.
+    kNone,
+    /// The type was guessed.
+    kGuess,
+    /// All values had the type before.
+    kChange,
+  };
+
+  Rest(CsvTable& table, std::vector<CsvColumn> columns, Doubt doubt, LoadProgress progress)
+      : table_(table), columns_(std::move(columns)), doubt_(doubt), progress_(progress) {}
+
+  const TableChunk* Next() override {
+    for (;;) {
+      while (next_ < readers_.size()) {
+        CsvColumnReader& reader = *readers_[next_++];
+        if (reader.GetRows() > 0) return TakeChunk(reader);
+      }
+      if (!hasMore_) {
+        if (doubt_ == Doubt::kGuess && !table_.scan_.IsSampleConfirmed()) throw TypeRefuted();
+        return nullptr;
+      }
+      ReadOn();
+    }
+  }
+
+ private:
+  const TableChunk* TakeChunk(CsvColumnReader& reader) {
+    chunk_.rows = reader.GetRows();
+    chunk_.columns.assign(table_.names_.GetCount(), {});
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      chunk_.columns[columns_[i].index] = reader.TakeVector(i);
+    }
+    return &chunk_;
+  }
+
+  void ReadOn() {
+    chunk_ = {};
+    next_ = 0;
+    const uint32 count = table_.scan_.IsRepeatable() ? table_.scan_.GetWorkers() : 1;
+    readers_ = table_.MakeReaders(columns_, Purpose::kStream, count, kAllRows);
+    hasMore_ = table_.scan_.ScanNext(SinksOf(readers_),
+                                     count == 1 ? kChunkBytes : count * kWindowBytes, progress_);
+    for (const auto& reader : readers_) {
+      if (reader->GetRefusal()) Refuse(*reader->GetRefusal());
+    }
+  }
+
+  [[noreturn]] void Refuse(const CsvColumnReader::Refusal& refusal) const {
+    const bool isDeclared = columns_[refusal.column].declared.has_value();
+    if (!isDeclared && doubt_ == Doubt::kGuess) throw TypeRefuted();
+    if (!isDeclared && doubt_ == Doubt::kChange) {
+      ThrowTableError(kFileChanged, {Wide(refusal.path)});
+    }
+    table_.ThrowRefusal(refusal, columns_);
+  }
+
+  CsvTable& table_;
+  const std::vector<CsvColumn> columns_;
+  const Doubt doubt_;
+  const LoadProgress progress_;
+  Readers readers_;
+  /// The reader whose rows come next.
+  std::size_t next_ = 0;
+  bool hasMore_ = true;
+  TableChunk chunk_;
+};
+
 CsvTable::CsvTable(const std::vector<std::string>& paths, const XeString& name,
                    const DeclaredTypes& declared, const CsvTableOptions& options)
     : path_(paths.front()),
@@ -232,109 +185,136 @@ CsvTable::CsvTable(const std::vector<std::string>& paths, const XeString& name,
   }
 }
 
+CsvTable::~CsvTable() = default;
+
 const TableSchema& CsvTable::Require(const TableRequest& request, LoadProgress progress) {
   std::vector<uint32> wanted;
   for (uint32 i = 0; i < isLoaded_.size(); ++i) {
     if (!isLoaded_[i] && request.Wants(names_.GetName(i))) wanted.push_back(i);
   }
+  if (isUsedUp_) {
+    if (rest_ && request.onePass && wanted.empty()) return table_.schema;
+    ThrowTableError(kReadAlready, {Wide(path_)});
+  }
   const bool isRead = !table_.chunks.empty() || hasAllRows_;
   const bool hasRows = hasAllRows_ || (request.mostRows && *request.mostRows <= table_.rowCount);
   if (isRead && hasRows && wanted.empty()) return table_.schema;
   if (isRead && !scan_.IsRepeatable()) ThrowTableError(kReadAlready, {Wide(path_)});
+  // An error has used up what can be read once only.
+  isUsedUp_ = !scan_.IsRepeatable();
   if (!scan_.IsRepeatable() && !request.mostRows) {
-    // Nobody can read it again for the columns that are not wanted yet.
-    wanted.resize(isLoaded_.size());
-    std::iota(wanted.begin(), wanted.end(), 0u);
+    LoadOnce(request, progress);
+  } else {
+    Load(wanted, request, progress);
   }
-  Load(wanted, request.mostRows, progress);
   return table_.schema;
 }
+
+std::unique_ptr<ChunkSource> CsvTable::TakeRest() { return std::move(rest_); }
 
 XeString CsvTable::FindTextReason(std::size_t column) {
   const bool isInferredText = isLoaded_[column] && !names_.GetDeclared(column) &&
                               table_.schema.columns[column].type == XeVarCharData;
   if (!isInferredText || !scan_.IsRepeatable()) return {};
-  ReasonFinder finder(static_cast<uint32>(column), table_.rowCount, options_.nullText, hasOneFile_);
+  ReasonFinder finder(static_cast<uint32>(column), isUsedUp_ ? kAllRows : table_.rowCount,
+                      options_.nullText, hasOneFile_);
   SliceSink* const sink = &finder;
   scan_.Scan({&sink, 1}, nullptr);
   return finder.GetReason();
 }
 
-void CsvTable::Load(const std::vector<uint32>& wanted, std::optional<uint64> mostRows,
+void CsvTable::Load(const std::vector<uint32>& wanted, const TableRequest& request,
                     LoadProgress progress) {
   const bool isRepeatable = scan_.IsRepeatable();
-  std::vector<Column> columns;
-  for (const uint32 column : wanted) {
-    columns.push_back({column, names_.GetDeclared(column), {}, !isRepeatable});
+  std::vector<CsvColumn> columns;
+  for (const uint32 index : wanted) {
+    CsvColumn column{.index = index, .declared = names_.GetDeclared(index), .survey = {}};
+    column.asText = !isRepeatable && !column.declared;
+    columns.push_back(std::move(column));
   }
   if (isRepeatable) {
     Surveyor surveyor(columns, options_.nullText);
     scan_.Sample(surveyor);
-    for (Column& column : columns) column.asText = column.survey.GetValues() == 0;
+    for (CsvColumn& column : columns) {
+      column.asText = !column.declared && column.survey.GetValues() == 0;
+    }
   }
+  const bool mayStream = isRepeatable && request.onePass && !request.mostRows;
+  const uint64 mostBytes = mayStream ? GetTableMemory() : std::numeric_limits<uint64>::max();
   Loaded loaded;
-  loaded.columns.resize(names_.GetCount());
-  std::vector<Column> misfits = Read(columns, mostRows, progress, loaded);
-  if (isRepeatable && !mostRows && !scan_.IsSampleConfirmed()) {
-    AddMisguessed(columns, progress, misfits);
+  const bool isKept =
+      scan_.GetBytes() <= mostBytes &&
+      ReadAll(columns, Purpose::kKeep, request.mostRows, mostBytes, progress, loaded);
+  if (isKept) {
+    Keep(std::move(loaded), request.mostRows);
+  } else {
+    PrepareRest(std::move(columns), request.canStartAgain, progress);
   }
-  while (!misfits.empty()) misfits = Read(misfits, mostRows, progress, loaded);
-  Keep(std::move(loaded), mostRows);
 }
 
-std::vector<CsvTable::Column> CsvTable::Read(const std::vector<Column>& columns,
-                                             std::optional<uint64> mostRows, LoadProgress progress,
-                                             Loaded& loaded) {
-  const uint64 most = mostRows.value_or(std::numeric_limits<uint64>::max());
-  const uint32 count = mostRows ? 1 : scan_.GetWorkers();
-  std::vector<std::unique_ptr<Worker>> workers;
-  std::vector<SliceSink*> sinks;
-  for (uint32 i = 0; i < count; ++i) {
-    workers.push_back(std::make_unique<Worker>(columns, options_.nullText, most));
-    sinks.push_back(workers.back().get());
-  }
-  if (most > 0) scan_.Scan(sinks, progress);
-
-  std::vector<uint64> rows;
-  for (const auto& worker : workers) {
-    if (const auto& refusal = worker->GetRefusal()) {
-      const Column& column = columns[refusal->column];
-      ColumnInfo info = *column.declared;
-      info.name = names_.GetName(column.index);
-      ThrowRefusedValue(refusal->outcome, refusal->path, refusal->place, info, refusal->value);
+bool CsvTable::ReadAll(const std::vector<CsvColumn>& columns, Purpose purpose,
+                       std::optional<uint64> mostRows, uint64 mostBytes, LoadProgress progress,
+                       Loaded& loaded) {
+  loaded.columns.resize(names_.GetCount());
+  std::vector<CsvColumn> misfits = columns;
+  bool isGuess = true;
+  do {
+    const Readers readers = MakeReaders(misfits, purpose, mostRows ? 1 : scan_.GetWorkers(),
+                                        mostRows.value_or(kAllRows));
+    CsvTextBudget budget{mostBytes};
+    for (const auto& reader : readers) reader->SetBudget(budget);
+    if (readers.front()->WantsRows()) scan_.Scan(SinksOf(readers), progress);
+    if (budget.IsUsedUp()) return false;
+    misfits = Collect(misfits, readers, loaded);
+    if (isGuess && scan_.IsRepeatable() && !mostRows && !scan_.IsSampleConfirmed()) {
+      AddMisguessed(columns, progress, misfits);
     }
-    rows.push_back(worker->GetRows());
+    isGuess = false;
+  } while (!misfits.empty());
+  return true;
+}
+
+CsvTable::Readers CsvTable::MakeReaders(const std::vector<CsvColumn>& columns, Purpose purpose,
+                                        uint32 count, uint64 mostRows) const {
+  Readers readers;
+  for (uint32 i = 0; i < count; ++i) {
+    readers.push_back(
+        std::make_unique<CsvColumnReader>(columns, options_.nullText, purpose, mostRows));
   }
-  // The stretches of the workers are found in the file, so they are always the same.
+  return readers;
+}
+
+std::vector<CsvColumn> CsvTable::Collect(const std::vector<CsvColumn>& columns,
+                                         const Readers& readers, Loaded& loaded) {
+  std::vector<uint64> rows;
+  for (const auto& reader : readers) {
+    if (reader->GetRefusal()) ThrowRefusal(*reader->GetRefusal(), columns);
+    rows.push_back(reader->GetRows());
+  }
+  // The stretches of the readers are found in the file, so they are always the same.
   if (!loaded.rows.empty() && loaded.rows != rows) ThrowTableError(kFileChanged, {Wide(path_)});
   loaded.rows = rows;
 
-  std::vector<Column> misfits;
+  std::vector<CsvColumn> misfits;
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    Column column = columns[i];
+    CsvColumn column = columns[i];
     column.survey = ColumnSurvey();
-    bool fits = true;
-    for (const auto& worker : workers) {
-      column.survey.Add(worker->GetSurvey(i));
-      fits = fits && worker->Fits(i);
-    }
-    if (!fits) {
-      misfits.push_back(std::move(column));
-      continue;
-    }
-    std::vector<std::unique_ptr<VectorBuilder>> typed;
     uint32 longest = 0;
     uint64 nulls = 0;
     std::vector<ColumnVector> vectors;
-    for (const auto& worker : workers) {
-      VectorBuilder& builder = worker->GetBuilder(i);
-      longest = std::max(longest, builder.GetLongest());
-      nulls += builder.GetNulls();
-      vectors.push_back(builder.Take());
+    for (const auto& reader : readers) {
+      if (reader->Fits(i)) vectors.push_back(reader->TakeVector(i));
+      column.survey.Add(reader->GetSurvey(i));
+      longest = std::max(longest, reader->GetLongest(i));
+      nulls += reader->GetNulls(i);
+    }
+    if (vectors.size() < readers.size()) {
+      misfits.push_back(std::move(column));
+      continue;
     }
     column.asText = false;
     const XeDataType type = column.GetType();
-    if (columns[i].asText && !column.declared && type != XeVarCharData) {
+    if (columns[i].asText && type != XeVarCharData) {
       for (ColumnVector& vector : vectors) vector = ConvertTexts(vector, type);
     }
     loaded.columns[column.index] = {
@@ -344,16 +324,96 @@ std::vector<CsvTable::Column> CsvTable::Read(const std::vector<Column>& columns,
   return misfits;
 }
 
-void CsvTable::AddMisguessed(const std::vector<Column>& columns, LoadProgress progress,
-                             std::vector<Column>& misfits) {
-  std::vector<Column> surveyed = columns;
-  for (Column& column : surveyed) column.survey = ColumnSurvey();
+void CsvTable::ThrowRefusal(const CsvColumnReader::Refusal& refusal,
+                            const std::vector<CsvColumn>& columns) const {
+  const CsvColumn& column = columns[refusal.column];
+  ColumnInfo info = column.declared ? *column.declared : *column.settled;
+  info.name = names_.GetName(column.index);
+  if (column.declared) {
+    ThrowRefusedValue(refusal.outcome, refusal.path, refusal.place, info, refusal.value);
+  }
+  ThrowTableError(kTypeOfFirstRows, {Wide(refusal.path), refusal.place.Text(), info.name,
+                                     DeclaredTypeName(info), QuotedValue(refusal.value)});
+}
+
+void CsvTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
+  const uint64 mostBytes = request.onePass ? GetTableMemory() : std::numeric_limits<uint64>::max();
+  // Nobody can read it again for the columns that are not wanted yet, nor for a type.
+  std::vector<CsvColumn> columns;
+  for (uint32 i = 0; i < names_.GetCount(); ++i) {
+    CsvColumn column{.index = i, .declared = names_.GetDeclared(i), .survey = {}};
+    column.asText = !column.declared;
+    columns.push_back(std::move(column));
+  }
+  const Readers readers = MakeReaders(columns, Purpose::kKeep, 1, kAllRows);
+  CsvColumnReader& reader = *readers.front();
+  bool hasMore = true;
+  while (hasMore && (reader.GetTextBytes() < mostBytes || reader.GetRows() == 0)) {
+    const uint64 bytes =
+        std::min(kChunkBytes, mostBytes - std::min(mostBytes, reader.GetTextBytes()));
+    hasMore = scan_.ScanNext(SinksOf(readers), bytes, progress);
+  }
+  Loaded loaded;
+  loaded.columns.resize(names_.GetCount());
+  if (!hasMore) {
+    Collect(columns, readers, loaded);
+    return Keep(std::move(loaded), std::nullopt);
+  }
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (!request.Wants(names_.GetName(i))) reader.Forget(i);
+  }
+  Collect(columns, readers, loaded);
+  std::vector<CsvColumn> settled;
+  for (CsvColumn& column : columns) {
+    auto& [info, vectors] = loaded.columns[column.index];
+    if (vectors.empty()) continue;
+    Loosen(info, column.declared.has_value(), info.length);
+    column.asText = false;
+    column.settled = info;
+    settled.push_back(std::move(column));
+  }
+  Keep(std::move(loaded), reader.GetRows());
+  table_.schema.mostRows = kAllRows;
+  isUsedUp_ = true;
+  rest_ = std::make_unique<Rest>(*this, std::move(settled), Rest::Doubt::kNone, progress);
+}
+
+void CsvTable::PrepareRest(std::vector<CsvColumn> columns, bool canStartAgain,
+                           LoadProgress progress) {
+  // What no value of the sample told is not guessed.
+  const bool isGuess = canStartAgain && std::ranges::none_of(columns, &CsvColumn::asText);
+  Loaded loaded;
+  if (!isGuess) {
+    ReadAll(columns, Purpose::kConfirm, std::nullopt, std::numeric_limits<uint64>::max(), progress,
+            loaded);
+  }
+  for (CsvColumn& column : columns) {
+    ColumnInfo& info = table_.schema.columns[column.index];
+    if (isGuess) {
+      info = DescribeColumn(info.name, column.declared, column.GetType(), 1, true);
+      Loosen(info, column.declared.has_value(), column.longest);
+    } else {
+      info = loaded.columns[column.index].first;
+    }
+    column.asText = false;
+    column.settled = info;
+    isLoaded_[column.index] = true;
+  }
+  isUsedUp_ = true;
+  rest_ = std::make_unique<Rest>(*this, std::move(columns),
+                                 isGuess ? Rest::Doubt::kGuess : Rest::Doubt::kChange, progress);
+}
+
+void CsvTable::AddMisguessed(const std::vector<CsvColumn>& columns, LoadProgress progress,
+                             std::vector<CsvColumn>& misfits) {
+  std::vector<CsvColumn> surveyed = columns;
+  for (CsvColumn& column : surveyed) column.survey = ColumnSurvey();
   Surveyor surveyor(surveyed, options_.nullText);
   SliceSink* const sink = &surveyor;
   scan_.Scan({&sink, 1}, progress);
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const bool isKnown =
-        std::ranges::find(misfits, columns[i].index, &Column::index) != misfits.end();
+        std::ranges::find(misfits, columns[i].index, &CsvColumn::index) != misfits.end();
     if (!isKnown && surveyed[i].GetType() != columns[i].GetType()) misfits.push_back(surveyed[i]);
   }
 }
@@ -378,6 +438,7 @@ void CsvTable::Keep(Loaded loaded, std::optional<uint64> mostRows) {
     table_.schema.columns[i] = std::move(info);
     isLoaded_[i] = true;
   }
+  isUsedUp_ = false;
 }
 
 }  // namespace sqxer

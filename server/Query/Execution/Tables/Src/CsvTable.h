@@ -7,6 +7,7 @@
 
 #include "ColumnSurvey.h"
 #include "ColumnTypes.h"
+#include "CsvColumnReader.h"
 #include "CsvScan.h"
 #include "LazyTable.h"
 #include "TableColumns.h"
@@ -28,18 +29,27 @@ struct CsvTableOptions {
 /// type is always the one that all values lead to (of the first rows alone, where only those were
 /// asked for). What can be read once only is read whole at once, its columns as texts first.
 ///
+/// Where a statement reads the rows once, and the table is larger than the switch TableMemory, the
+/// rows are not kept but read while they are used, chunk by chunk. Of what can be read once only
+/// the types are then those of the rows up to that size, which come first; columns can be NULL and
+/// texts be longer than those. The types of files are confirmed by a pass over them before, or
+/// while the rows are used if the statement can start again. The table serves that statement only.
+///
 /// Errors: those of CsvScan; of records wherever they stand, whatever columns are read. Then 57009,
 /// 57013 and 57018 as ColumnNames has them, and 57010 or 57011 for the first value that a declared
-/// type does not take; 57027 (file) for rows or columns of what can be read once only and was not
-/// read whole.
+/// type does not take; 57035 (file, place, column, type, value) for the first one that is not of
+/// the type that the rows before it had; 57027 (file) for rows or columns of what can be read once
+/// only and was not read whole, or not kept.
 class CsvTable final : public LazyTable {
  public:
   /// Opens the files. `declared` and `options` are copied.
   CsvTable(const std::vector<std::string>& paths, const XeString& name,
            const DeclaredTypes& declared, const CsvTableOptions& options);
+  ~CsvTable() override;
 
   const TableSchema& Require(const TableRequest& request, LoadProgress progress) override;
   const Table& Get() const override { return table_; }
+  std::unique_ptr<ChunkSource> TakeRest() override;
   XeString FindTextReason(std::size_t column) override;
   bool HasAllRows() const override { return hasAllRows_; }
   bool IsRepeatable() const override { return scan_.IsRepeatable(); }
@@ -47,10 +57,12 @@ class CsvTable final : public LazyTable {
   bool LooksHeaderLikeData() const { return scan_.LooksHeaderLikeData(); }
 
  private:
-  struct Column;
-  class Worker;
+  using Purpose = CsvColumnReader::Purpose;
+  /// Of stretches of the rows, in their order.
+  using Readers = std::vector<std::unique_ptr<CsvColumnReader>>;
   class Surveyor;
   class ReasonFinder;
+  class Rest;
   /// What has been read and is not kept yet.
   struct Loaded {
     /// By column of the table: a vector for each stretch of rows; none for a column not read.
@@ -59,15 +71,28 @@ class CsvTable final : public LazyTable {
     std::vector<uint64> rows;
   };
 
-  void Load(const std::vector<uint32>& wanted, std::optional<uint64> mostRows,
-            LoadProgress progress);
-  /// Reads columns, and returns those whose values are of another type, with what they are.
-  std::vector<Column> Read(const std::vector<Column>& columns, std::optional<uint64> mostRows,
-                           LoadProgress progress, Loaded& loaded);
+  void Load(const std::vector<uint32>& wanted, const TableRequest& request, LoadProgress progress);
+  /// What can be read once only.
+  void LoadOnce(const TableRequest& request, LoadProgress progress);
+  /// Reads columns until their types are those of all values. False when there is more text than
+  /// `mostBytes`.
+  bool ReadAll(const std::vector<CsvColumn>& columns, Purpose purpose,
+               std::optional<uint64> mostRows, uint64 mostBytes, LoadProgress progress,
+               Loaded& loaded);
+  Readers MakeReaders(const std::vector<CsvColumn>& columns, Purpose purpose, uint32 count,
+                      uint64 mostRows) const;
+  /// Adds what was read, and returns the columns whose values are of another type, with what they
+  /// are.
+  std::vector<CsvColumn> Collect(const std::vector<CsvColumn>& columns, const Readers& readers,
+                                 Loaded& loaded);
+  [[noreturn]] void ThrowRefusal(const CsvColumnReader::Refusal& refusal,
+                                 const std::vector<CsvColumn>& columns) const;
   /// Adds the columns whose type was guessed from what turned out to be no rows.
-  void AddMisguessed(const std::vector<Column>& columns, LoadProgress progress,
-                     std::vector<Column>& misfits);
+  void AddMisguessed(const std::vector<CsvColumn>& columns, LoadProgress progress,
+                     std::vector<CsvColumn>& misfits);
   void Keep(Loaded loaded, std::optional<uint64> mostRows);
+  /// Leaves all rows of files to be read while they are used.
+  void PrepareRest(std::vector<CsvColumn> columns, bool canStartAgain, LoadProgress progress);
 
   std::string path_;
   bool hasOneFile_;
@@ -77,6 +102,9 @@ class CsvTable final : public LazyTable {
   Table table_;
   std::vector<bool> isLoaded_;
   bool hasAllRows_ = false;
+  /// Nothing more can be read but what stands in `rest_` behind Get(), until that is taken.
+  bool isUsedUp_ = false;
+  std::unique_ptr<ChunkSource> rest_;
 };
 
 }  // namespace sqxer

@@ -30,11 +30,11 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
     reserved_ = std::max(reserved_, rows_ + more);
   }
 
-  Outcome TakeText(std::string_view text) {
+  [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
     PlainNumber number;
     if (ReadPlainNumber(text, number) && IsTaken(number)) {
       const int64 size = static_cast<int64>(number.digits);
-      TakeScaled(number.negative ? -size : size, number.fraction);
+      TakeScaled(number.negative ? -size : size, number.fraction, row);
       return Outcome::kTaken;
     }
     VelmarNumber value;
@@ -44,19 +44,19 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
     const int places = value.decimalPlaces();
     int64 coefficient;
     if (places <= kMostScale && value.TryScaled(places, coefficient)) {
-      TakeScaled(coefficient, places);
+      TakeScaled(coefficient, places, row);
     } else {
-      TurnGeneral();
-      general_.As<VelmarNumber>()[rows_] = value;
+      TurnGeneral(row);
+      general_.As<VelmarNumber>()[row] = value;
     }
     return Outcome::kTaken;
   }
 
-  void TakeNull() {
+  void TakeNull(uint64 row) {
     if (isGeneral_) {
-      general_.As<VelmarNumber>()[rows_] = VelmarNumber();
+      general_.As<VelmarNumber>()[row] = VelmarNumber();
     } else {
-      scaled_.As<int64>()[rows_] = 0;
+      scaled_.As<int64>()[row] = 0;
     }
   }
 
@@ -66,38 +66,38 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
     return !number.hasPoint && number.isCanonical && (number.digits != 0 || !number.negative);
   }
 
-  void TakeScaled(int64 coefficient, int scale) {
-    if (!isGeneral_ && scale > scale_) Rescale(scale);
+  void TakeScaled(int64 coefficient, int scale, uint64 row) {
+    if (!isGeneral_ && scale > scale_) Rescale(scale, row);
     int64 scaled;
     if (!isGeneral_ &&
         !__builtin_mul_overflow(coefficient, kPowers[static_cast<std::size_t>(scale_ - scale)],
                                 &scaled)) {
-      scaled_.As<int64>()[rows_] = scaled;
+      scaled_.As<int64>()[row] = scaled;
       return;
     }
-    TurnGeneral();
-    general_.As<VelmarNumber>()[rows_] = VelmarNumber::FromScaled(coefficient, scale);
+    TurnGeneral(row);
+    general_.As<VelmarNumber>()[row] = VelmarNumber::FromScaled(coefficient, scale);
   }
 
-  /// Brings the values so far to more digits behind the point, or to the general form.
-  void Rescale(int scale) {
+  /// Brings the values before a row to more digits behind the point, or to the general form.
+  void Rescale(int scale, uint64 row) {
     const int64 factor = kPowers[static_cast<std::size_t>(scale - scale_)];
     int64* const values = scaled_.As<int64>();
     const int64 most = INT64_MAX / factor;
-    if (std::any_of(values, values + rows_, [&](int64 v) { return v > most || v < -most; })) {
-      return TurnGeneral();
+    if (std::any_of(values, values + row, [&](int64 v) { return v > most || v < -most; })) {
+      return TurnGeneral(row);
     }
-    std::for_each(values, values + rows_, [&](int64& v) { v *= factor; });
+    std::for_each(values, values + row, [&](int64& v) { v *= factor; });
     scale_ = scale;
     // Bounds of the blocks before were those of the other scale.
     ForgetBlocks();
   }
 
-  void TurnGeneral() {
+  void TurnGeneral(uint64 row) {
     if (isGeneral_) return;
-    general_.Reserve(std::max(reserved_, rows_ + 1) * sizeof(VelmarNumber));
+    general_.Reserve(std::max(reserved_, row + 1) * sizeof(VelmarNumber));
     const int64* const values = scaled_.As<int64>();
-    std::transform(values, values + rows_, general_.As<VelmarNumber>(),
+    std::transform(values, values + row, general_.As<VelmarNumber>(),
                    [&](int64 v) { return VelmarNumber::FromScaled(v, scale_); });
     scaled_.Release();
     isGeneral_ = true;

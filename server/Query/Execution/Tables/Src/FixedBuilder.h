@@ -16,13 +16,13 @@ class FixedBuilder : public TypedBuilder<Derived> {
   using Outcome = VectorBuilder::Outcome;
 
   void Reserve(uint64 more) { values_.Reserve((this->rows_ + more) * sizeof(Stored)); }
-  Outcome TakeText(std::string_view text) {
+  [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
     Stored value;
     if (!static_cast<Derived*>(this)->ReadText(text, value)) return Outcome::kUnreadable;
-    Values()[this->rows_] = value;
+    Values()[row] = value;
     return Outcome::kTaken;
   }
-  void TakeNull() { Values()[this->rows_] = Stored(); }
+  void TakeNull(uint64 row) { Values()[row] = Stored(); }
 
  protected:
   FixedBuilder(const VectorBuilder::Options& options, ColumnForm form)

@@ -14,6 +14,9 @@ class LazyTable {
   /// it was.
   virtual const TableSchema& Require(const TableRequest& request, LoadProgress progress) = 0;
   virtual const Table& Get() const = 0;
+  /// The rows behind those of Get(), where the last Require has left them to be read while they are
+  /// used; once. Null when there are none. The table must outlive it.
+  virtual std::unique_ptr<ChunkSource> TakeRest() { return nullptr; }
   /// The value that made a column text, as Catalog has it. Errors as Require.
   virtual XeString FindTextReason(std::size_t /*column*/) { return {}; }
   /// Not only the first rows, because no more were asked for.

@@ -27,7 +27,7 @@ class IntegerBuilder final : public FixedBuilder<IntegerBuilder<Stored>, Stored>
  public:
   IntegerBuilder(const VectorBuilder::Options& options, ColumnForm form)
       : FixedBuilder<IntegerBuilder<Stored>, Stored>(options, form) {}
-  bool ReadText(std::string_view text, Stored& value) const {
+  [[gnu::always_inline]] bool ReadText(std::string_view text, Stored& value) const {
     PlainNumber number;
     int64 read;
     if (ReadPlainNumber(text, number) && !number.hasPoint && IsTaken(number)) {
@@ -57,18 +57,18 @@ class Float32Builder final : public FixedBuilder<Float32Builder, float32> {
 class Float64Builder final : public FixedBuilder<Float64Builder, float64> {
  public:
   explicit Float64Builder(const Options& options) : FixedBuilder(options, ColumnForm::kFloat64) {}
-  bool ReadText(std::string_view text, float64& value) const {
+  [[gnu::always_inline]] bool ReadText(std::string_view text, float64& value) const {
     // Whole numbers of 53 bits and powers of ten up to 22 are doubles, so that their quotient is
     // rounded once, as the nearest double is.
     constexpr uint64 kMostExact = uint64{1} << 53;
-    constexpr std::array<float64, PlainNumber::kMostDigits + 1> kPowers = {
+    static constexpr std::array<float64, PlainNumber::kMostDigits + 1> kPowers = {
         1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
         1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
     PlainNumber number;
     if (ReadPlainNumber(text, number) && number.digits <= kMostExact &&
         (number.isCanonical || !IsInferred())) {
-      const float64 size =
-          static_cast<float64>(number.digits) / kPowers[static_cast<std::size_t>(number.fraction)];
+      const float64 size = static_cast<float64>(static_cast<int64>(number.digits)) /
+                           kPowers[static_cast<std::size_t>(number.fraction)];
       value = number.negative ? -size : size;
       return true;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -28,6 +30,35 @@ struct RecordSlice {
     return column == 0 ? rowStarts[row] : fieldEnds[row * columns + column - 1] + 1;
   }
   uint32 GetEnd(uint32 row, uint32 column) const { return fieldEnds[row * columns + column]; }
+};
+
+/// The fields of one column of a slice, row after row.
+class ColumnFields {
+ public:
+  ColumnFields(const RecordSlice& slice, uint32 column, uint32 row)
+      : text_(slice.text),
+        columns_(slice.columns),
+        startStep_(column == 0 ? 1 : slice.columns),
+        behindEnd_(column != 0),
+        start_(column == 0 ? slice.rowStarts + row
+                           : slice.fieldEnds + std::size_t{row} * columns_ + column - 1),
+        end_(slice.fieldEnds + std::size_t{row} * columns_ + column) {}
+
+  std::string_view Next() {
+    const uint32 start = *start_ + behindEnd_;
+    const std::string_view field(text_ + start, *end_ - start);
+    start_ += startStep_;
+    end_ += columns_;
+    return field;
+  }
+
+ private:
+  const char* text_;
+  std::size_t columns_;
+  std::size_t startStep_;
+  uint32 behindEnd_;
+  const uint32* start_;
+  const uint32* end_;
 };
 
 }  // namespace sqxer

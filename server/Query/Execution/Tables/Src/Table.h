@@ -35,6 +35,19 @@ inline const TableChunk& FindChunk(const Table& table, uint64 row, uint64& first
   return *chunk;
 }
 
+/// The rows of a table, chunk by chunk, read while they are used.
+class ChunkSource {
+ public:
+  virtual ~ChunkSource() = default;
+  /// The next chunk, valid until the next call; null at the end. Throws ErrorMessage, and
+  /// TypeRefuted where the source was asked to.
+  virtual const TableChunk* Next() = 0;
+};
+
+/// A column turns out to be of another type than was told. Nothing of what was made of it may be
+/// seen.
+struct TypeRefuted {};
+
 /// Called now and then while a file is read: what is done, and in all, in bytes or rows. May be
 /// null.
 using LoadProgress = void (*)(uint64 done, uint64 total);

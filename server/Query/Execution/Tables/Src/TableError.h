@@ -44,6 +44,7 @@ enum TableErrorCode {
   kStandardInputTaken = 57032,
   kLineTooLarge = 57033,
   kNoKeys = 57034,
+  kTypeOfFirstRows = 57035,
   kLastFileError = 57099,
 };
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "DigitWord.h"
 #include "TextDictionary.h"
 #include "TypedBuilder.h"
 #include "Utility/BaseStringUtil.h"
@@ -24,30 +25,20 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
     reserved_ = std::max(reserved_, rows_ + more);
   }
 
-  Outcome TakeText(std::string_view text) {
-    if (dictionary_) {
-      bool isTooLong = false;
-      const auto code = dictionary_->FindOrAdd(text, [&](std::string_view added) {
-        const uint32 count = BaseStringUtil::CountCharacters(added);
-        isTooLong = count > most_;
-        longest_ = std::max(longest_, isTooLong ? 0 : count);
-        return count;
-      });
-      // The entry stays, unused; the column is refused.
-      if (isTooLong) return Outcome::kTooLong;
-      if (code) {
-        codes_.As<uint16>()[rows_] = *code;
-        endsInBlank_ |= dictionary_->EndsInBlank(*code);
-        return Outcome::kTaken;
-      }
-      Flatten();
-    }
-    return TakeFlat(text);
+  [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
+    if (!dictionary_) return TakeFlat(text);
+    const TextDictionary::Key key(text);
+    const int32 code = dictionary_->Find(text, key);
+    if (code < 0) [[unlikely]]
+      return TakeNew(text, key, row);
+    codes_.As<uint16>()[row] = static_cast<uint16>(code);
+    endsInBlank_ |= text.ends_with(' ');
+    return Outcome::kTaken;
   }
 
-  void TakeNull() {
+  void TakeNull(uint64 row) {
     if (dictionary_) {
-      codes_.As<uint16>()[rows_] = 0;
+      codes_.As<uint16>()[row] = 0;
     } else {
       texts_.AppendEmpty();
     }
@@ -57,14 +48,46 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
   /// Above so many rows an entry a dictionary is no gain.
   static constexpr uint64 kRowsPerEntry = 2;
 
+  /// A text that the dictionary does not have.
+  [[gnu::noinline]] Outcome TakeNew(std::string_view text, const TextDictionary::Key& key,
+                                    uint64 row) {
+    const uint32 count = CountCharacters(text);
+    if (count > most_) return Outcome::kTooLong;
+    const uint32 code = dictionary_->GetCount();
+    if (!dictionary_->Add(text, key, count)) {
+      Flatten(row);
+      return TakeFlat(text);
+    }
+    longest_ = std::max(longest_, count);
+    codes_.As<uint16>()[row] = static_cast<uint16>(code);
+    endsInBlank_ |= text.ends_with(' ');
+    return Outcome::kTaken;
+  }
+
+  uint32 CountCharacters(std::string_view text) const {
+    return AreKnownAscii() || IsAscii(text) ? static_cast<uint32>(text.size())
+                                            : BaseStringUtil::CountCharacters(text);
+  }
+
+  static bool IsAscii(std::string_view text) {
+    constexpr std::size_t kWord = sizeof(uint64);
+    if (text.empty()) return true;
+    uint64 seen = 0;
+    for (std::size_t at = 0; at + kWord < text.size(); at += kWord) {
+      seen |= LoadWord(text.data() + at);
+    }
+    // What lies behind a short text is moved out.
+    const std::size_t most = std::max(text.size(), kWord);
+    seen |= LoadWord(text.data() + (most - kWord)) << 8 * (most - text.size());
+    return (seen & kHighBits) == 0;
+  }
+
   Outcome TakeFlat(std::string_view text) {
-    const bool isAscii = IsAscii(text);
-    const uint32 count =
-        isAscii ? static_cast<uint32>(text.size()) : BaseStringUtil::CountCharacters(text);
+    const uint32 count = CountCharacters(text);
     if (count > most_) return Outcome::kTooLong;
     longest_ = std::max(longest_, count);
     endsInBlank_ |= text.ends_with(' ');
-    if (isAscii) {
+    if (count == text.size()) {
       texts_.AppendAscii(text);
     } else {
       texts_.AppendUtf8(text, count);
@@ -72,24 +95,11 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
     return Outcome::kTaken;
   }
 
-  static bool IsAscii(std::string_view text) {
-    constexpr uint64 kHighBits = 0x8080808080808080;
-    uint64 seen = 0;
-    std::size_t at = 0;
-    for (; at + sizeof(uint64) <= text.size(); at += sizeof(uint64)) {
-      uint64 word;
-      __builtin_memcpy(&word, text.data() + at, sizeof word);
-      seen |= word;
-    }
-    for (; at < text.size(); ++at) seen |= static_cast<unsigned char>(text[at]);
-    return (seen & kHighBits) == 0;
-  }
-
-  /// Writes out the texts so far.
-  void Flatten() {
-    texts_.Reserve(std::max(reserved_, rows_ + 1));
+  /// Writes out the texts before a row.
+  void Flatten(uint64 rows) {
+    texts_.Reserve(std::max(reserved_, rows + 1));
     const uint16* const codes = codes_.As<uint16>();
-    for (uint64 row = 0; row < rows_; ++row) {
+    for (uint64 row = 0; row < rows; ++row) {
       // The code of a NULL may have no entry.
       if (codes[row] < dictionary_->GetCount()) {
         texts_.AppendFrom(dictionary_->GetTexts(), codes[row]);
@@ -109,7 +119,7 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
   }
 
   ColumnVector TakeValues() override {
-    if (dictionary_ && dictionary_->GetCount() * kRowsPerEntry > rows_) Flatten();
+    if (dictionary_ && dictionary_->GetCount() * kRowsPerEntry > rows_) Flatten(rows_);
     if (!dictionary_) return texts_.Take();
     auto kept = std::make_shared<KeptBuffers>();
     ColumnVector vector;

@@ -16,8 +16,7 @@ class TextRun {
 
   /// Makes room for so many more texts.
   void Reserve(uint64 texts);
-  /// Appends a text of ASCII. Text and run can be read, and the run written, 32 bytes beyond their
-  /// ends.
+  /// Appends a text of ASCII, which can be read 64 bytes beyond its start.
   void AppendAscii(std::string_view text) {
     ReserveCharacters(text.size());
     if (isWide_) {
@@ -47,7 +46,9 @@ class TextRun {
   ColumnVector Take();
 
  private:
-  static constexpr std::size_t kShortText = 32;
+  /// Copied whole whatever their length: what stands behind them is written over by the next.
+  static constexpr std::size_t kShortText = 64;
+  static_assert(kShortText <= ColumnBuffer::kColumnPadding);
 
   uint64 GetOffset(uint64 entry) const {
     return offsetWidth_ == 4 ? offsets_.As<uint32>()[entry] : offsets_.As<uint64>()[entry];

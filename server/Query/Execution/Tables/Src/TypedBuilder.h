@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 
 #include "CsvRecord.h"
@@ -8,8 +9,8 @@
 namespace sqxer {
 
 /// The loops of a builder around its reading of one value. `Derived` has Reserve(rows),
-/// TakeText(text), which stores the value of row rows_ or says why not, and TakeNull(), which
-/// stores something there.
+/// TakeText(text, row), which stores the value of the row behind all others or says why not, and
+/// TakeNull(row), which stores something there.
 template <class Derived>
 class TypedBuilder : public VectorBuilder {
  public:
@@ -19,41 +20,55 @@ class TypedBuilder : public VectorBuilder {
 
   void AppendNull() final {
     Self().Reserve(1);
-    AddNull();
+    AddNull(rows_);
+    EndRows(1);
   }
 
   Outcome Append(std::string_view text) final {
     Self().Reserve(1);
-    const Outcome outcome = Self().TakeText(Pad(text));
-    if (outcome == Outcome::kTaken) EndValue();
+    isAscii_ = false;
+    const Outcome outcome = Self().TakeText(Pad(text), rows_);
+    if (outcome == Outcome::kTaken) EndRows(1);
     return outcome;
   }
 
   Outcome AppendSlice(const RecordSlice& slice, uint32 column, uint32& row) final {
     Self().Reserve(slice.rows - row);
-    for (; row < slice.rows; ++row) {
-      const uint32 start = slice.GetStart(row, column);
-      std::string_view text(slice.text + start, slice.GetEnd(row, column) - start);
-      if (IsNullText(text)) {
-        AddNull();
-        continue;
+    isAscii_ = slice.isAscii;
+    ColumnFields fields(slice, column, row);
+    const std::string_view nullText = GetNullText();
+    Outcome outcome = Outcome::kTaken;
+    while (row < slice.rows && outcome == Outcome::kTaken) {
+      const uint64 first = rows_;
+      const uint32 count = std::min(slice.rows - row, GetRoomOfBlock());
+      uint32 taken = 0;
+      for (; taken < count; ++taken) {
+        std::string_view text = fields.Next();
+        if (text.empty() || text == nullText) {
+          AddNull(first + taken);
+          continue;
+        }
+        if (slice.hasQuotes && text.front() == '"') text = Unquote(text);
+        outcome = Self().TakeText(text, first + taken);
+        if (outcome != Outcome::kTaken) break;
       }
-      if (slice.hasQuotes && text.front() == '"') text = Unquote(text);
-      const Outcome outcome = Self().TakeText(text);
-      if (outcome != Outcome::kTaken) return outcome;
-      EndValue();
+      row += taken;
+      EndRows(taken);
     }
-    return Outcome::kTaken;
+    return outcome;
   }
 
  protected:
   using VectorBuilder::VectorBuilder;
 
+  /// Whether the texts that are being taken are known to be ASCII.
+  bool AreKnownAscii() const { return isAscii_; }
+
  private:
   Derived& Self() { return static_cast<Derived&>(*this); }
-  void AddNull() {
-    Self().TakeNull();
-    EndNull();
+  void AddNull(uint64 row) {
+    Self().TakeNull(row);
+    MarkNull(row);
   }
   std::string_view Unquote(std::string_view field) {
     const std::string_view inside = field.substr(1, field.size() - 2);
@@ -67,6 +82,7 @@ class TypedBuilder : public VectorBuilder {
   }
 
   std::string padded_;
+  bool isAscii_ = false;
 };
 
 }  // namespace sqxer

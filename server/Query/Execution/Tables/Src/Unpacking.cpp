@@ -1,4 +1,5 @@
-#include <zlib.h>
+#include <isa-l/crc.h>
+#include <isa-l/igzip_lib.h>
 #include <zstd.h>
 
 #include <algorithm>
@@ -12,8 +13,6 @@ namespace sqxer {
 namespace {
 
 constexpr std::size_t kBlockBytes = std::size_t{128} << 10;
-// zlib's windows are at most 32 KiB; 16 more asks for a gzip header.
-constexpr int kGzipWindow = 15 + 16;
 
 /// Compressed bytes of a source, a block at a time.
 class PackedBytes {
@@ -44,53 +43,100 @@ class GzipSource final : public ByteSource {
  public:
   GzipSource(std::unique_ptr<ByteSource> source, const std::string& path)
       : packed_(std::move(source), path) {
-    if (inflateInit2(&stream_, kGzipWindow) != Z_OK) throw std::bad_alloc();
+    isal_inflate_init(&state_);
+    // Checksum and length behind the data are compared.
+    state_.crc_flag = ISAL_GZIP_NO_HDR_VER;
   }
-  ~GzipSource() override { inflateEnd(&stream_); }
-  GzipSource(const GzipSource&) = delete;
-  GzipSource& operator=(const GzipSource&) = delete;
 
   std::size_t Read(char* out, std::size_t size) override {
-    const std::size_t wanted = std::min(size, std::size_t{1} << 30);
-    stream_.next_out = reinterpret_cast<Bytef*>(out);
-    stream_.avail_out = static_cast<uInt>(wanted);
-    while (stream_.avail_out == wanted) {
+    const uint32 wanted = static_cast<uint32>(std::min(size, std::size_t{1} << 30));
+    state_.next_out = reinterpret_cast<uint8*>(out);
+    state_.avail_out = wanted;
+    while (state_.avail_out == wanted) {
+      if (!isInMember_ && !StartMember()) return 0;
       const std::string_view packed = packed_.Get();
-      if (isBetween_ && !StartMember(packed)) return 0;
-      if (packed.empty()) packed_.ThrowDamaged(L"its gzip data end too early");
-      stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data()));
-      stream_.avail_in = static_cast<uInt>(packed.size());
-      const int status = inflate(&stream_, Z_NO_FLUSH);
-      packed_.Take(packed.size() - stream_.avail_in);
-      if (status == Z_MEM_ERROR) throw std::bad_alloc();
-      isBetween_ = status == Z_STREAM_END;
-      if (!isBetween_ && status != Z_OK && status != Z_BUF_ERROR) {
-        packed_.ThrowDamaged(L"its gzip data are damaged");
-      }
+      state_.next_in = reinterpret_cast<uint8*>(const_cast<char*>(packed.data()));
+      state_.avail_in = static_cast<uint32>(packed.size());
+      if (isal_inflate(&state_) < 0) ThrowDamaged();
+      packed_.Take(packed.size() - state_.avail_in);
+      isInMember_ = state_.block_state != ISAL_BLOCK_FINISH;
+      // What is left of a member may be in the decompressor already.
+      if (packed.empty() && isInMember_ && state_.avail_out == wanted) ThrowEndsEarly();
     }
-    return wanted - stream_.avail_out;
+    return wanted - state_.avail_out;
   }
 
   void Interrupt() override { packed_.Interrupt(); }
 
  private:
-  /// False at the end.
-  bool StartMember(std::string_view packed) {
-    while (!packed.empty() && packed.front() == '\0') {
+  /// Of the byte of a header that says what else the header has.
+  enum Flag : uint8 { kHasChecksum = 2, kHasExtra = 4, kHasName = 8, kHasComment = 16 };
+  static constexpr uint8 kUnknownFlags = 0xE0;
+
+  [[noreturn]] void ThrowDamaged() const { packed_.ThrowDamaged(L"its gzip data are damaged"); }
+  [[noreturn]] void ThrowEndsEarly() const { packed_.ThrowDamaged(L"its gzip data end too early"); }
+
+  /// Reads the header of the next member; false at the end.
+  bool StartMember() {
+    std::string_view packed = packed_.Get();
+    // Behind the last member.
+    while (hasMember_ && !packed.empty() && packed.front() == '\0') {
       packed_.Take(1);
       packed = packed_.Get();
       isPadded_ = true;
     }
     if (packed.empty()) return false;
-    if (isPadded_) packed_.ThrowDamaged(L"its gzip data are damaged");
-    inflateReset(&stream_);
+    if (isPadded_) ThrowDamaged();
+    ReadHeader();
+    isal_inflate_reset(&state_);
+    isInMember_ = hasMember_ = true;
     return true;
   }
 
+  /// The library's own reader of headers takes one that comes in two pieces for damaged.
+  void ReadHeader() {
+    constexpr uint8 kMagic[] = {0x1F, 0x8B};
+    constexpr uint8 kDeflated = 8;
+    headerChecksum_ = 0;
+    for (const uint8 byte : kMagic) {
+      if (TakeByte() != byte) ThrowDamaged();
+    }
+    const bool isDeflated = TakeByte() == kDeflated;
+    const uint8 flags = TakeByte();
+    if (!isDeflated || (flags & kUnknownFlags) != 0) ThrowDamaged();
+    constexpr int kTimeAndSystemBytes = 6;
+    for (int i = 0; i < kTimeAndSystemBytes; ++i) TakeByte();
+    if ((flags & kHasExtra) != 0) {
+      for (uint32 rest = TakeWord(); rest > 0; --rest) TakeByte();
+    }
+    for (const Flag text : {kHasName, kHasComment}) {
+      while ((flags & text) != 0 && TakeByte() != 0) {
+      }
+    }
+    const uint32 checksum = headerChecksum_ & 0xFFFF;
+    if ((flags & kHasChecksum) != 0 && TakeWord() != checksum) ThrowDamaged();
+  }
+
+  uint8 TakeByte() {
+    const std::string_view packed = packed_.Get();
+    if (packed.empty()) ThrowEndsEarly();
+    const uint8 byte = static_cast<uint8>(packed.front());
+    packed_.Take(1);
+    headerChecksum_ = crc32_gzip_refl(headerChecksum_, &byte, 1);
+    return byte;
+  }
+  uint32 TakeWord() {
+    const uint32 low = TakeByte();
+    return low | static_cast<uint32>(TakeByte()) << 8;
+  }
+
   PackedBytes packed_;
-  z_stream stream_ = {};
-  bool isBetween_ = false;
+  inflate_state state_;
+  bool isInMember_ = false;
+  bool hasMember_ = false;
   bool isPadded_ = false;
+  /// Of the header so far.
+  uint32 headerChecksum_ = 0;
 };
 
 class ZstdSource final : public ByteSource {

@@ -32,11 +32,10 @@ void VectorBuilder::FillValidity(uint64 rows) {
   }
 }
 
-void VectorBuilder::EndNull() {
-  FillValidity(rows_ + 1);
-  validity_.As<uint64>()[rows_ / 64] &= ~(uint64{1} << rows_ % 64);
+void VectorBuilder::MarkNull(uint64 row) {
+  FillValidity(row + 1);
+  validity_.As<uint64>()[row / 64] &= ~(uint64{1} << row % 64);
   ++nulls_;
-  EndValue();
 }
 
 void VectorBuilder::DescribeBlockTo(uint64 end) {

@@ -65,15 +65,19 @@ class VectorBuilder {
   virtual ColumnVector ShowValues() const = 0;
 
   bool IsInferred() const { return options_.strictness == Strictness::kInferred; }
-  bool IsNullText(std::string_view field) const {
-    return field.empty() || (!options_.nullText.empty() && field == options_.nullText);
+  /// Empty when there is none.
+  std::string_view GetNullText() const { return options_.nullText; }
+  /// How many rows the block that is being filled still takes.
+  uint32 GetRoomOfBlock() const {
+    return kColumnBlockRows - static_cast<uint32>(rows_ % kColumnBlockRows);
   }
-  /// Counts the row whose value was stored.
-  void EndValue() {
-    if (++rows_ % kColumnBlockRows == 0) DescribeBlockTo(rows_);
+  /// Marks a row behind those that are counted as NULL.
+  void MarkNull(uint64 row);
+  /// Counts rows that were stored, of one block.
+  void EndRows(uint32 count) {
+    rows_ += count;
+    if (count != 0 && rows_ % kColumnBlockRows == 0) DescribeBlockTo(rows_);
   }
-  /// Counts the row to come as NULL.
-  void EndNull();
   /// The values have changed their form: what is known of the blocks is found anew.
   void ForgetBlocks() { blocks_.clear(); }
 

@@ -114,7 +114,46 @@ class CsvScanTest : public testing::Test {
       }
       for (const KeepingSink& sink : sinks) text += sink.text;
     });
-    return error == "no error" ? text : text + error;
+    if (error != "no error") text += error;
+    if (workers == 1) ExpectSameInParts(paths, options, text, error);
+    return text;
+  }
+
+  /// Regular files give the same when they are read part by part, by one sink or by several.
+  void ExpectSameInParts(const std::vector<std::string>& paths, const CsvOptions& options,
+                         const std::string& whole, const std::string& wholeError) {
+    namespace fs = std::filesystem;
+    uint64 bytes = 100;
+    for (const std::string& path : paths) {
+      if (!fs::is_regular_file(path)) return;
+      bytes += fs::file_size(path) / 7;
+    }
+    for (const std::size_t workers : {1, 3}) {
+      std::string text;
+      const std::string error = ErrorOf(folder_.Path(), [&] {
+        CsvScan scan(paths, options);
+        for (const XeString& name : scan.GetNames()) {
+          text += BaseStringUtil::StringToUtf8(name) + " ";
+        }
+        text += "\n";
+        for (bool hasMore = true; hasMore;) {
+          std::vector<KeepingSink> sinks(workers);
+          std::vector<SliceSink*> pointers;
+          for (KeepingSink& sink : sinks) pointers.push_back(&sink);
+          try {
+            hasMore = scan.ScanNext(pointers, bytes, nullptr);
+          } catch (const ErrorMessage&) {
+            text += sinks.front().text;
+            throw;
+          }
+          for (const KeepingSink& sink : sinks) text += sink.text;
+        }
+      });
+      EXPECT_EQ(error, wholeError);
+      if (workers == 1 || error == "no error") {
+        ExpectSame(error == "no error" ? text : text + error, whole);
+      }
+    }
   }
 
   std::string ReadText(const std::string& content, const CsvOptions& options = {}) {

@@ -116,13 +116,16 @@ TEST(CsvSlicer, RefusesAFieldBeyondTheLimitBeforeItsEndIsSeen) {
 }
 
 TEST(CsvSlicer, IsThePlainWayAtEveryBlockBorder) {
-  // Each piece moves over the borders of 64 bytes, behind regular records.
+  // Each piece moves over the borders of 64 bytes and of 4 KiB, behind regular records.
+  std::string regular;
+  while (regular.size() < 4000) regular += "1234,6\n";
   for (const char* piece : {"a,b\n", "a,b\r\n", "a,b\r", "\"a\",\"b\"\n", "\"a\"\"\",\"\"\r\n",
                             "\"\n\",\"\r\n\"\n", "\n", "\r\n", "\r\r\n", "a\n", "a,b,c\n",
                             "a\"b,c\n", "\"a\"b,c\n", "\"a,b\n", "\xC3\xA4,b\n", "\xC3,\xA4\n",
                             "\xF0\x9F\x98\x80,\"\xE2\x82\xAC\"\n", ",\n", "\"\"\"\"\"\",\"\"\n"}) {
-    for (uint32 shift = 0; shift < 70; ++shift) {
-      const std::string before = std::string(shift, 'x') + ",yy\n";
+    for (uint32 shift = 0; shift < 140; ++shift) {
+      const std::string first = shift % 2 == 0 ? "" : regular;
+      const std::string before = first + std::string(shift, 'x') + ",yy\n";
       const std::string text = before + "1,2\n" + piece + piece + "last,row\n";
       for (const uint32 columns : {1u, 2u, 3u}) {
         ExpectSame(text, columns, false);

@@ -175,6 +175,27 @@ TEST(VectorBuilder, ReadsCommonNotationsAsTheGeneralReadersDo) {
   }
 }
 
+TEST(VectorBuilder, ReadsNumbersOfAnyLengthAsTheGeneralReadersDo) {
+  std::mt19937 random(3);
+  for (std::size_t size = 1; size <= 20; ++size) {
+    for (std::size_t place = 0; place <= size; ++place) {
+      std::string text = random() % 2 == 0 ? "-" : "";
+      for (std::size_t i = 0; i < size; ++i) text += static_cast<char>('0' + random() % 10);
+      // At every place each of the characters beside the digits, and a point.
+      for (const char other : {'5', '.', '/', ':', '-', 'e', ' '}) {
+        for (const bool hasPoint : {false, true}) {
+          std::string changed = text;
+          if (hasPoint) changed[random() % changed.size()] = '.';
+          if (place < changed.size()) changed[place] = other;
+          CompareWithReader<int32, int64>(XeInt4Data, kInt4Kind, changed);
+          CompareWithReader<float64, float64>(XeDoubleData, kDoubleKind, changed);
+          CompareWithReader<VelmarNumber, VelmarNumber>(XeNumericData, kNumericKind, changed);
+        }
+      }
+    }
+  }
+}
+
 TEST(VectorBuilder, DecimalsTakeTheScaleThatTheyNeed) {
   std::vector<std::string> fields = {"1", "", "-2.5", "100000000000000", "0.001"};
   Column scaled(XeNumericData, Build(XeNumericData, fields)->Take());
@@ -235,6 +256,23 @@ TEST(VectorBuilder, TextsTakeAsLittleAsTheyCan) {
   EXPECT_EQ(dictionary.ReadText(99), L"a");
 
   EXPECT_EQ(build(std::vector<std::string>(10, "")).Vector().rows, 10u);
+
+  // Texts that differ in their length or in one character.
+  std::vector<std::string> alike;
+  for (std::size_t size = 1; size <= 50; ++size) {
+    for (std::size_t place = 0; place <= size; ++place) {
+      alike.push_back(std::string(size, 'a'));
+      if (place < size) alike.back()[place] = 'b';
+    }
+  }
+  const std::size_t different = alike.size();
+  for (std::size_t i = 0; i < 3 * different; ++i) alike.push_back(alike[i * 7 % different]);
+  Column of = build(alike);
+  ASSERT_NE(of.Vector().dictionary, nullptr);
+  EXPECT_EQ(of.Vector().dictionary->rows, different);
+  for (std::size_t row = 0; row < alike.size(); ++row) {
+    ASSERT_EQ(of.ReadText(row), BaseStringUtil::Utf8ToString(alike[row])) << row;
+  }
 
   // Up to the entries that a dictionary may have, and one more; of each width of character.
   for (const std::string sign : {"", "\u00E4", "\u65E5"}) {

@@ -1,0 +1,152 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ColumnSurvey.h"
+#include "CsvRecord.h"
+#include "SliceSink.h"
+#include "VectorBuilder.h"
+
+namespace sqxer {
+
+/// A column to be read: what it is thought to be.
+struct CsvColumn {
+  uint32 index = 0;
+  std::optional<ColumnInfo> declared;
+  ColumnSurvey survey;
+  /// Of the texts that were surveyed, the bytes of the longest.
+  std::size_t longest = 0;
+  /// Without a declared type, kept as texts first, whatever its values look like: they can be read
+  /// once only, or nothing is known of them.
+  bool asText = false;
+  /// What the statement that reads it was told.
+  std::optional<ColumnInfo> settled = {};
+
+  XeDataType GetType() const {
+    return declared  ? declared->type
+           : asText  ? XeVarCharData
+           : settled ? settled->type
+                     : survey.GetType();
+  }
+  std::unique_ptr<VectorBuilder> MakeBuilder(const std::string& nullText) const;
+};
+
+inline std::string_view FieldOf(const RecordSlice& slice, uint32 row, uint32 column) {
+  const uint32 start = slice.GetStart(row, column);
+  return {slice.text + start, slice.GetEnd(row, column) - start};
+}
+
+inline bool IsNullField(std::string_view field, const std::string& nullText) {
+  return field.empty() || (!nullText.empty() && field == nullText);
+}
+
+/// Calls `use` with the text of each field of a column that is no NULL, from row `first` on.
+template <class Use>
+void ForEachText(const RecordSlice& slice, uint32 column, uint32 first, const std::string& nullText,
+                 Use&& use) {
+  for (uint32 row = first; row < slice.rows; ++row) {
+    const std::string_view field = FieldOf(slice, row, column);
+    if (IsNullField(field, nullText)) continue;
+    if (slice.hasQuotes && field.front() == '"') {
+      use(std::string_view(UnquoteField(field)));
+    } else {
+      use(field);
+    }
+  }
+}
+
+/// How much text several readers may take together.
+struct CsvTextBudget {
+  uint64 mostBytes;
+  std::atomic<uint64> takenBytes = 0;
+  bool IsUsedUp() const { return takenBytes > mostBytes; }
+};
+
+/// Reads columns over a stretch of the rows. One thread.
+class CsvColumnReader final : public SliceSink {
+ public:
+  enum class Purpose {
+    /// The values are kept. A column with one that is not of its type is looked through for what
+    /// it is.
+    kKeep,
+    /// The same, but the values are dropped.
+    kConfirm,
+    /// The values are kept, and one that is not of its column's type is refused.
+    kStream,
+  };
+  /// A value that a type does not take.
+  struct Refusal {
+    VectorBuilder::Outcome outcome;
+    std::string path;
+    RecordPlace place;
+    /// Among those that are read.
+    std::size_t column;
+    std::string value;
+  };
+
+  /// Columns and text must outlive the reader.
+  CsvColumnReader(const std::vector<CsvColumn>& columns, const std::string& nullText,
+                  Purpose purpose, uint64 mostRows);
+
+  /// A budget that is used up ends the reading. It must outlive the reader.
+  void SetBudget(CsvTextBudget& budget) { budget_ = &budget; }
+  bool Take(const RecordSlice& taken, const RecordPlaces& places) override;
+
+  bool WantsRows() const {
+    return rows_ < mostRows_ && (budget_ == nullptr || !budget_->IsUsedUp());
+  }
+  uint64 GetRows() const { return rows_; }
+  /// Of the records, those of columns that are not read included.
+  uint64 GetTextBytes() const { return textBytes_; }
+  /// Behind it only the records were looked at.
+  const std::optional<Refusal>& GetRefusal() const { return refusal_; }
+
+  // Of one of the columns:
+  /// Whether every value had the type that was thought.
+  bool Fits(std::size_t column) const { return readings_[column].builder != nullptr; }
+  /// The values of a column that fits, as far as they are kept; once.
+  ColumnVector TakeVector(std::size_t column);
+  /// Drops the values of a column, which does not fit then.
+  void Forget(std::size_t column) { readings_[column].builder.reset(); }
+
+  // Of one of the columns, whose values have been taken or did not fit:
+  /// What the values can be read as.
+  const ColumnSurvey& GetSurvey(std::size_t column) const { return readings_[column].survey; }
+  uint64 GetNulls(std::size_t column) const { return readings_[column].nulls; }
+  /// Characters of the longest text.
+  uint32 GetLongest(std::size_t column) const { return readings_[column].longest; }
+
+ private:
+  struct Reading {
+    /// Null once a value did not have the type.
+    std::unique_ptr<VectorBuilder> builder;
+    // Of the values that are not in the builder.
+    ColumnSurvey survey;
+    uint64 nulls = 0;
+    uint32 longest = 0;
+  };
+
+  /// Returns the first row with a value that is refused.
+  uint32 Read(std::size_t column, const RecordSlice& slice, const RecordPlaces& places,
+              uint32 firstRefused);
+  void Refuse(VectorBuilder::Outcome outcome, std::size_t column, const RecordSlice& slice,
+              uint32 row, const RecordPlaces& places);
+  void Drop(std::size_t column);
+
+  const std::vector<CsvColumn>& columns_;
+  const std::string& nullText_;
+  const Purpose purpose_;
+  const uint64 mostRows_;
+  std::vector<Reading> readings_;
+  uint64 rows_ = 0;
+  uint64 textBytes_ = 0;
+  std::optional<Refusal> refusal_;
+  CsvTextBudget* budget_ = nullptr;
+};
+
+}  // namespace sqxer
