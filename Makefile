@@ -87,7 +87,7 @@ fuzz-reader:
 	@for preset in fuzz fuzz-sanitize; do \
 	  cmake --preset $$preset >/dev/null && \
 	  cmake --build --preset $$preset -j $(JOBS) --target csv_slicer_fuzz && \
-	  build/$$preset/bin/csv_slicer_fuzz -max_total_time=$(or $(SECONDS),60) -max_len=512 \
+	  build/$$preset/bin/csv_slicer_fuzz -max_total_time=$(or $(SECONDS),60) -max_len=16384 -len_control=0 \
 	    -dict=fuzz/csv.dict -print_final_stats=1 || exit 1; \
 	done
 

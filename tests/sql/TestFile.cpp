@@ -17,7 +17,11 @@ namespace {
 std::string Replace(const std::string& text, const char* what, const char* by) {
   return std::regex_replace(text, std::regex(what), by);
 }
-std::string Trim(const std::string& text) { return Replace(text, "^\\s+|\\s+$", ""); }
+std::string Trim(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
 
 class Reader {
  public:

@@ -9,12 +9,16 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57002, 2, "\"{0}\" cannot be read: {1}"},
       {57003, 1, "the file is empty, its first line must name the columns: \"{0}\""},
       {57004, 4, "{1} of \"{0}\" must have as many fields as the header, {3}, and not {2}"},
-      {57005, 2, "{1} of \"{0}\" opens a quotation that does not end"},
+      {57005, 2,
+       "{1} of \"{0}\" opens a quotation that does not end: close it, or quote the field whole and "
+       "double the quotation marks in it"},
       {57006, 2,
        "{1} of \"{0}\" has text beside a quotation: quote whole fields and double the quotation "
        "marks in them"},
       {57007, 2, "{1} of \"{0}\" holds a NUL byte, which text files have not"},
-      {57008, 2, "{1} of \"{0}\" is not valid UTF-8: save the file as UTF-8"},
+      {57008, 2,
+       "{1} of \"{0}\" is not valid UTF-8: save the file as UTF-8, or name its encoding with "
+       "--encoding"},
       {57009, 2, "two columns of \"{0}\" have the same name, rename one: \"{1}\""},
       {57010, 5, "{1} of \"{0}\" has a text too long for the column \"{2}\", {3}: \"{4}\""},
       {57011, 5, "{1} of \"{0}\" has a value that the column \"{2}\", {3}, cannot take: \"{4}\""},
@@ -35,7 +39,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57020, 1, "\"{0}\" has changed while it was read: read a copy, or wait until it is written"},
       {57021, 2, "\"{0}\" cannot be unpacked: {1}"},
       {57022, 3, "{1} of \"{0}\" is not valid {2}, the encoding of the file"},
-      {57023, 1, "no encoding of texts has this name: \"{0}\""},
+      {57023, 1,
+       "no encoding of texts has this name, give one such as latin1 or UTF-16LE: \"{0}\""},
       {57024, 3, "\"{0}\" must have the header of \"{1}\" to be one table with it: {2}"},
       {57025, 2, "{1} of \"{0}\" has more than 2 GiB: is a quotation left open?"},
       {57026, 4, "{1} of \"{0}\" must have as many fields as the first record, {3}, and not {2}"},

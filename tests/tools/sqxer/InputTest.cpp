@@ -47,7 +47,9 @@ TEST_F(Command, RefusesOptionsOfTextFilesThatAreNone) {
       {"--delimiter ,,", "sqxer: --delimiter: must be one ASCII character "},
       {"--delimiter '\"'", "sqxer: --delimiter: must be one ASCII character "},
       {"--header maybe", "sqxer: --header: "},
-      {"--encoding nope", "error 57023: no encoding of texts has this name: \"nope\"\n"},
+      {"--encoding nope",
+       "error 57023: no encoding of texts has this name, give one such as latin1 or UTF-16LE: "
+       "\"nope\"\n"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.arguments);

@@ -136,7 +136,7 @@ class SqliteReader {
       ThrowTableError(kNulByte, {Wide(path_), place.Text()});
     }
     if (!BaseStringUtil::IsValidUtf8(text)) {
-      ThrowTableError(kInvalidUtf8, {Wide(path_), place.Text()});
+      ThrowTableError(kInvalidEncoding, {Wide(path_), place.Text(), L"UTF-8"});
     }
     return text;
   }

@@ -14,8 +14,8 @@ namespace sqxer {
 /// read as such, and 0 and 1 of one declared boolean as booleans, when every value is one.
 ///
 /// Errors: 57002 (file, reason), 57016 (file, table), 57017 (file, place, column) for a blob, 57007
-/// and 57008 (file, place) for text with a NUL or that is no UTF-8, and those of TableColumns and
-/// ColumnBuilder::Append.
+/// (file, place) for text with a NUL, 57022 (file, place, encoding) for text that is no UTF-8, and
+/// those of TableColumns and ColumnBuilder::Append.
 Table LoadSqliteTable(const std::string& path, const std::string& table, const XeString& name,
                       const DeclaredTypes& declared, LoadProgress progress);
 

@@ -193,6 +193,11 @@ CsvOptions SmallBlocks(std::size_t bytes, uint32 threads = 1) {
 TEST_F(CsvScanTest, SaysTheSameOfABadFileHoweverItIsRead) {
   const std::string beside =
       "has text beside a quotation: quote whole fields and double the quotation marks in them";
+  const std::string open =
+      "opens a quotation that does not end: close it, or quote the field whole and double the "
+      "quotation marks in it";
+  const std::string encoding =
+      "is not valid UTF-8: save the file as UTF-8, or name its encoding with --encoding";
   const std::string rows = "1,\"2\n\"\r\n\n3,4\r";
   const std::string read = "1|\"2\n\"\n3|4\n";
   const struct {
@@ -203,12 +208,12 @@ TEST_F(CsvScanTest, SaysTheSameOfABadFileHoweverItIsRead) {
   } kCases[] = {
       {"", "", 0, "the file is empty, its first line must name the columns: \"t.csv\""},
       {"\n\r\n", "", 0, "the file is empty, its first line must name the columns: \"t.csv\""},
-      {"\n\na,\"b\nc", "", 3, "opens a quotation that does not end"},
-      {"\na,\xE4\n", "", 2, "is not valid UTF-8: save the file as UTF-8"},
+      {"\n\na,\"b\nc", "", 3, open},
+      {"\na,\xE4\n", "", 2, encoding},
       {"a,b\n" + rows + "1,2,3\n", read, 5, "must have as many fields as the header, 2, and not 3"},
       {"\na,b\n" + rows + "\n3\n\"\n", read, 7,
        "must have as many fields as the header, 2, and not 1"},
-      {"a,b\n" + rows + "3,\"x\ny\n", read, 5, "opens a quotation that does not end"},
+      {"a,b\n" + rows + "3,\"x\ny\n", read, 5, open},
       {"a,b\n" + rows + "1,x\"y\n", read, 5, beside},
       {"a,b\n" + rows + "1,\"x\"y\n", read, 5, beside},
       {"a,b\n" + rows + std::string("3,\0\n", 4), read, 5,
@@ -216,7 +221,7 @@ TEST_F(CsvScanTest, SaysTheSameOfABadFileHoweverItIsRead) {
       {"\xEF\xBB\xBF"
        "a,b\n" +
            rows + "\xC3\xA4,\xE4\n",
-       read, 5, "is not valid UTF-8: save the file as UTF-8"},
+       read, 5, encoding},
       // Of a value the line is found when it is asked for.
       {"a,b\n" + rows + "\"\n\",\n1,bad", read + "\"\n\"|\n1|bad", 7,
        "has a value that the column \"c\", int4, cannot take: \"bad\""},
@@ -343,7 +348,8 @@ TEST_F(CsvScanTest, UnpacksAndDecodes) {
   latin.encoding = "utf-8";
   EXPECT_EQ(ReadText("a\n\xC3\xA4\n", latin), "a \n\u00E4\n");
   latin.encoding = "klingon";
-  EXPECT_EQ(ReadText("a\n", latin), "no encoding of texts has this name: \"klingon\"");
+  EXPECT_EQ(ReadText("a\n", latin),
+            "no encoding of texts has this name, give one such as latin1 or UTF-16LE: \"klingon\"");
 }
 
 TEST_F(CsvScanTest, RefusesWhatDoesNotUnpackOrDecode) {
@@ -355,19 +361,27 @@ TEST_F(CsvScanTest, RefusesWhatDoesNotUnpackOrDecode) {
   };
   std::string damaged = Pack(content);
   damaged[damaged.size() / 2] ^= 0x55;
+  const std::string early = "cannot be unpacked: its # data end too early";
+  const std::string bad = "cannot be unpacked: its # data are damaged";
+  const struct {
+    const char* kind;
+    std::string bytes;
+    std::string error;
+  } kCases[] = {
+      {"gzip", Pack(content).substr(0, 5000), early},
+      {"gzip", Pack(content) + "garbage", bad},
+      {"gzip", damaged, bad},
+      {"zstd", PackZstd(content).substr(0, 5000), early},
+      {"zstd", PackZstd(content) + "garbage", bad},
+      {"gzip", content, "cannot be unpacked: it does not hold # data"},
+  };
   for (const uint32 threads : {1, 2}) {
-    EXPECT_EQ(errorOf("t.csv.gz", Pack(content).substr(0, 5000), threads),
-              "\"t.csv.gz\" cannot be unpacked: its gzip data end too early");
-    EXPECT_EQ(errorOf("t.csv.gz", Pack(content) + "garbage", threads),
-              "\"t.csv.gz\" cannot be unpacked: its gzip data are damaged");
-    EXPECT_EQ(errorOf("t.csv.gz", damaged, threads),
-              "\"t.csv.gz\" cannot be unpacked: its gzip data are damaged");
-    EXPECT_EQ(errorOf("t.csv.zst", PackZstd(content).substr(0, 5000), threads),
-              "\"t.csv.zst\" cannot be unpacked: its zstd data end too early");
-    EXPECT_EQ(errorOf("t.csv.zst", PackZstd(content) + "garbage", threads),
-              "\"t.csv.zst\" cannot be unpacked: its zstd data are damaged");
-    EXPECT_EQ(errorOf("t.csv.gz", content, threads),
-              "\"t.csv.gz\" cannot be unpacked: it does not hold gzip data");
+    for (const auto& c : kCases) {
+      const bool isGzip = c.kind == std::string("gzip");
+      const std::string name = isGzip ? "t.csv.gz" : "t.csv.zst";
+      std::string error = "\"" + name + "\" " + c.error;
+      EXPECT_EQ(errorOf(name, c.bytes, threads), error.replace(error.find('#'), 1, c.kind));
+    }
     // Half a character at the end, and half a surrogate.
     const std::string text = "\xFF\xFE" + Utf16("a,b\n1,\U0001F600\n2,3", true);
     EXPECT_EQ(errorOf("t.csv", text.substr(0, text.size() - 1), threads),

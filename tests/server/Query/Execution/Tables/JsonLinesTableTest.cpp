@@ -96,7 +96,8 @@ TEST_F(JsonLinesTable, RefusesBrokenLinesWithTheirPlace) {
   std::vector<Case> cases = {
       {"{\"a\":\"\t\"}", broken("{\"a\":\" \"}")},
       {"{\"a\":1,\"a\":2}", "has a key more than once: \"a\""},
-      {"{\"a\":\"\xE4\"}", "is not valid UTF-8: save the file as UTF-8"},
+      {"{\"a\":\"\xE4\"}",
+       "is not valid UTF-8: save the file as UTF-8, or name its encoding with --encoding"},
       {"{\"b\":\"" + std::string(65 << 20, 'x') + "\"}",
        "has more than 64 MiB: is each JSON object on a line of its own?"},
       {std::string("{\"a\":1\0}", 8), nul},

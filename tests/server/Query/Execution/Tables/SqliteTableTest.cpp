@@ -60,7 +60,7 @@ TEST_F(SqliteTable, RefusesWhatItCannotRead) {
       {"x.db:nope", "the database \"x.db\" has no table of this name: \"nope\""},
       {"x.db:blobs",
        "row 2 of \"x.db\" has a blob, which expressions cannot read, in the column \"a\""},
-      {"x.db:bytes", "row 1 of \"x.db\" is not valid UTF-8: save the file as UTF-8"},
+      {"x.db:bytes", "row 1 of \"x.db\" is not valid UTF-8, the encoding of the file"},
       {"x.db:nul", "row 1 of \"x.db\" holds a NUL byte, which text files have not"},
       {"none.db:t", "\"none.db\" cannot be read: unable to open database file"},
       {"no.db:t", "\"no.db\" cannot be read: file is not a database"},
