@@ -166,7 +166,7 @@ std::string WithColumns(const std::string& example, std::mt19937& random) {
 
 TEST_F(Batches, GiveWhatRowsGive) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
-  const int cases = asked != nullptr ? std::atoi(asked) : 2000;
+  const int cases = asked != nullptr ? std::atoi(asked) : 1000;
   const std::vector<std::string> examples = Examples();
   ASSERT_GT(examples.size(), 100u);
   const std::vector<std::string> predicates = {
