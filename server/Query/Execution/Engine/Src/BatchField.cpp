@@ -84,11 +84,14 @@ bool BatchField::Use(const BatchVector& vector, const BatchRows& rows) {
   write_ = Choose(vector.form, type_ == XeCharData, isText ? 0 : width_);
   if (write_ == nullptr) return false;
   const bool mayBeNull = vector.validity != nullptr;
-  if (!isText && (!mayBeNull || null_ != nullptr)) return true;
+  // The texts of a column are as long as its field.
+  const bool mayBeLong = isText && vector.texts != nullptr;
+  if (!mayBeLong && (!mayBeNull || null_ != nullptr)) return true;
   bool fits = true;
   rows.ForEach([&](uint32 row) {
     const bool isNull = vector.IsNull(row);
-    fits = fits && (isNull ? null_ != nullptr : !isText || vector.GetText(row).length <= length_);
+    fits =
+        fits && (isNull ? null_ != nullptr : !mayBeLong || vector.GetText(row).length <= length_);
   });
   return fits;
 }

@@ -51,16 +51,15 @@ bool GroupBatch::Start() {
 
 bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
                             uint64 firstRow) {
-  rows_.clear();
-  groups_.clear();
+  found_ = 0;
   leftOver_.clear();
   isOneGroup_ = keys.empty();
   if (isOneGroup_) return true;
   for (std::size_t i = 0; i < keys.size(); ++i) {
     if (!keyFields_[i].Use(keys[i], rows)) return false;
   }
-  rows_.reserve(kMostBatchRows);
-  groups_.reserve(kMostBatchRows);
+  rows_.resize(kMostBatchRows);
+  groups_.resize(kMostBatchRows);
   const bool isFound = FindByCodes(rows, keys, firstRow) ||
                        (keys.size() == 1 && FindByValue(rows, keys[0], firstRow));
   if (!isFound) rows.ForEach([&](uint32 row) { Put(row, FindOrOpen(row, firstRow)); });
@@ -147,6 +146,13 @@ bool GroupBatch::FindByValue(const BatchRows& rows, const BatchVector& key, uint
 template <class Stored>
 void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow) {
   const Stored* const values = key.As<Stored>();
+  if (groupsOfValues_.size() > kFirstValues) {
+    // All at once, so that one does not wait for the memory of the other.
+    rows.ForEach([&](uint32 row) {
+      const std::size_t at = Scatter(static_cast<int64>(values[row]));
+      __builtin_prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)]);
+    });
+  }
   rows.ForEach([&](uint32 row) {
     if (key.IsNull(row)) {
       if (groupOfNull_ == nullptr) groupOfNull_ = FindOrOpen(row, firstRow);
@@ -167,12 +173,13 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
         if (++values_ > groupsOfValues_.size() / 2) GrowValues();
       }
     }
+    __builtin_prefetch(group);
     Put(row, group);
   });
 }
 
 void GroupBatch::GrowValues() {
-  std::vector<ValueSlot> old(groupsOfValues_.size() * 2);
+  decltype(groupsOfValues_) old(groupsOfValues_.size() * 2);
   old.swap(groupsOfValues_);
   const std::size_t mask = groupsOfValues_.size() - 1;
   for (const ValueSlot& slot : old) {
@@ -187,16 +194,16 @@ void GroupBatch::PartRows() {
   isParted_ = !isOneGroup_ && table_.groups_.size() <= kMostParted;
   if (isOneGroup_) return;
   if (!isParted_) {
-    states_.resize(groups_.size());
-    for (std::size_t i = 0; i < groups_.size(); ++i) states_[i] = groups_[i]->States();
+    states_.resize(kMostBatchRows);
+    for (uint32 i = 0; i < found_; ++i) states_[i] = groups_[i]->States();
     return;
   }
   const std::size_t groups = table_.groups_.size();
   ends_.assign(groups + 1, 0);
-  for (const Group* const group : groups_) ++ends_[group->index + 1];
+  for (uint32 i = 0; i < found_; ++i) ++ends_[groups_[i]->index + 1];
   for (std::size_t i = 0; i < groups; ++i) ends_[i + 1] += ends_[i];
-  partedRows_.resize(rows_.size());
-  for (std::size_t i = 0; i < rows_.size(); ++i) {
+  partedRows_.resize(kMostBatchRows);
+  for (uint32 i = 0; i < found_; ++i) {
     partedRows_[ends_[groups_[i]->index]++] = rows_[i];
   }
 }
@@ -213,7 +220,7 @@ bool GroupBatch::ForEachFold(const BatchRows& rows, Use&& use) {
       if (!use(member, fold)) return false;
     } else if (!isParted_) {
       fold.rows = rows_.data();
-      fold.count = static_cast<uint32>(rows_.size());
+      fold.count = found_;
       fold.states = states_.data();
       fold.offset = member.offset;
       if (!use(member, fold)) return false;

@@ -47,9 +47,10 @@ class GroupBatch {
   /// when the keys do not fit the record.
   bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   void Put(uint32 row, Group* group) {
-    if (group == nullptr) return leftOver_.push_back(static_cast<uint16>(row));
-    rows_.push_back(static_cast<uint16>(row));
-    groups_.push_back(group);
+    if (group == nullptr) [[unlikely]]
+      return leftOver_.push_back(static_cast<uint16>(row));
+    rows_[found_] = static_cast<uint16>(row);
+    groups_[found_++] = group;
   }
   /// These are false when the keys are not of the right form.
   bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
@@ -72,7 +73,8 @@ class GroupBatch {
   std::vector<BatchField> keyFields_;
   std::vector<BatchField> inputFields_;
 
-  /// For the wanted rows that have a group.
+  /// The wanted rows that have a group: how many, and of each its number, group and states.
+  uint32 found_ = 0;
   std::vector<uint16> rows_;
   std::vector<Group*> groups_;
   std::vector<uint8*> states_;
@@ -90,7 +92,7 @@ class GroupBatch {
   /// The groups of values of one form and scale.
   ColumnForm form_ = ColumnForm::kInt32;
   int16 scale_ = 0;
-  std::vector<ValueSlot> groupsOfValues_;
+  std::vector<ValueSlot, ScatteredAllocator<ValueSlot>> groupsOfValues_;
   std::size_t values_ = 0;
   Group* groupOfNull_ = nullptr;
 };

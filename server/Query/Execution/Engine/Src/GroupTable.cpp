@@ -13,6 +13,8 @@ namespace {
 
 constexpr std::size_t kFirstSlots = 64;
 constexpr std::size_t kBlockBytes = std::size_t{64} << 10;
+constexpr std::size_t kSmallBlocks = 64;
+constexpr std::size_t kLargeBlockBytes = std::size_t{8} << 20;
 /// Of the records that keys are copied from, as far as any value needs it.
 constexpr std::size_t kKeyAlignment = 8;
 /// What a group takes in the slots and in the list of groups.
@@ -255,7 +257,7 @@ std::optional<uint32> GroupTable::CountStateBytes() {
 }
 
 void GroupTable::GrowSlots() {
-  std::vector<Slot> old(slots_.size() * 2);
+  SlotVector old(slots_.size() * 2);
   old.swap(slots_);
   const std::size_t mask = slots_.size() - 1;
   for (const Slot& slot : old) {
@@ -277,9 +279,11 @@ uint32 GroupTable::CountUsedKeyBytes() const {
 GroupTable::Group& GroupTable::KeepGroup(uint32 keyBytes, uint32 stateBytes) {
   const std::size_t room = AlignUp(sizeof(Group) + keyBytes + stateBytes, kKeyAlignment);
   if (blockFree_ < room) {
-    blockFree_ = std::max(kBlockBytes, room);
-    blocks_.push_back(std::make_unique_for_overwrite<uint8[]>(blockFree_));
-    blockEnd_ = blocks_.back().get() + blockFree_;
+    // Many groups have large blocks, which stand in few pages.
+    const std::size_t wanted = blocks_.size() < kSmallBlocks ? kBlockBytes : kLargeBlockBytes;
+    blockFree_ = std::max(wanted, room);
+    blocks_.emplace_back(blockFree_);
+    blockEnd_ = blocks_.back().bytes.data() + blockFree_;
   }
   auto* const group =
       new (blockEnd_ - blockFree_) Group{static_cast<uint32>(groups_.size()), keyBytes};

@@ -7,6 +7,7 @@
 
 #include "AggregateSet.h"
 #include "RunProgress.h"
+#include "Utility/HugePages.h"
 #include "Utility/KeySet.h"
 #include "Utility/SqrtSorter.h"
 #include "WorkRecord.h"
@@ -73,6 +74,8 @@ class GroupTable {
     Group* group = nullptr;
   };
 
+  using SlotVector = std::vector<Slot, ScatteredAllocator<Slot>>;
+
   /// The current keys as a group keeps them.
   const uint8* CurrentKeys();
   uint64 HashKeys() const;
@@ -128,8 +131,12 @@ class GroupTable {
   std::size_t mostOwnSets_ = 0;
   bool keepsBareStates_ = false;
   std::optional<TurnTakingSet> turns_;
-  std::vector<Slot> slots_;
-  std::vector<std::unique_ptr<uint8[]>> blocks_;
+  SlotVector slots_;
+  struct Block {
+    explicit Block(std::size_t size) : bytes(size) {}
+    std::vector<uint8, ScatteredAllocator<uint8>> bytes;
+  };
+  std::vector<Block> blocks_;
   /// The end of the last block, and how much before it is free.
   uint8* blockEnd_ = nullptr;
   std::size_t blockFree_ = 0;

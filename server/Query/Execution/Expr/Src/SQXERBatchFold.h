@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <concepts>
 #include <cstring>
@@ -54,12 +55,19 @@ void FoldRows(const BatchFold& fold, Accumulator accumulator) {
     if (isConstant) {
       const bool isAny = !input->IsNull(0);
       for (uint32 i = 0; i < fold.count; ++i) add(i, uint32{0}, isAny);
+    } else if (fold.rows == nullptr && validity == nullptr) {
+      for (uint32 i = 0; i < fold.count; ++i) add(i, i, true);
     } else if (fold.rows == nullptr) {
-      if (validity == nullptr) {
-        for (uint32 i = 0; i < fold.count; ++i) add(i, i, true);
-      } else {
-        for (uint32 i = 0; i < fold.count; ++i) add(i, i, isValue(i));
+      // A word of validity bits at a time, so that the bits stay in a register.
+      const uint32 whole = fold.count / 64;
+      for (uint32 word = 0; word < whole; ++word) {
+        const uint64 bits = validity[word];
+        for (uint32 i = 0; i < 64; ++i) {
+          const uint32 row = word * 64 + i;
+          add(row, row, (bits >> i & 1) != 0);
+        }
       }
+      for (uint32 i = whole * 64; i < fold.count; ++i) add(i, i, isValue(i));
     } else if (validity == nullptr) {
       for (uint32 i = 0; i < fold.count; ++i) add(i, uint32{fold.rows[i]}, true);
     } else {
@@ -70,9 +78,11 @@ void FoldRows(const BatchFold& fold, Accumulator accumulator) {
     }
   };
   if (fold.state != nullptr) {
-    accumulator.Load(fold.state);
-    each([&](uint32, uint32 row, bool isAny) { accumulator.Add(row, isAny); });
-    accumulator.Store(fold.state);
+    // A copy of its own, which nothing else can reach, stays in registers.
+    Accumulator local = accumulator;
+    local.Load(fold.state);
+    each([&](uint32, uint32 row, bool isAny) { local.Add(row, isAny); });
+    local.Store(fold.state);
   } else {
     each([&](uint32 index, uint32 row, bool isAny) {
       uint8* const state = fold.states[index] + fold.offset;
@@ -94,6 +104,16 @@ void StoreState(uint8* state, const T& value) {
   std::memcpy(state, &value, sizeof value);
 }
 
+/// Without a branch, which nobody could guess.
+template <class T>
+T ValueOrZero(T value, bool isValue) {
+  if constexpr (std::same_as<T, float64>) {
+    return std::bit_cast<float64>(ValueOrZero(std::bit_cast<int64>(value), isValue));
+  } else {
+    return value & static_cast<T>(-static_cast<std::make_signed_t<T>>(isValue));
+  }
+}
+
 /// A sum of values of T in a state that begins with it. NULLs add nothing.
 template <class T>
 class SumAccumulator {
@@ -103,7 +123,7 @@ class SumAccumulator {
   void Load(const uint8* state) { sum_ = LoadState<T>(state); }
   void Add(uint32 row, bool isValue) {
     // A sum never is the negative zero, so that adding zero changes nothing.
-    sum_ = AddUnchecked(sum_, isValue ? values_[row] : T{});
+    sum_ = AddUnchecked(sum_, ValueOrZero(values_[row], isValue));
   }
   void Store(uint8* state) const { StoreState(state, sum_); }
 
@@ -119,7 +139,7 @@ class DecimalSumAccumulator {
   explicit DecimalSumAccumulator(const BatchVector& input)
       : values_(input.As<int64>()), scale_(input.scale) {}
   void Load(const uint8*) { sum_ = 0; }
-  void Add(uint32 row, bool isValue) { sum_ += isValue ? values_[row] : 0; }
+  void Add(uint32 row, bool isValue) { sum_ += ValueOrZero(values_[row], isValue); }
   void Store(uint8* state) const {
     StoreState(state, VelmarNumber::Plus(LoadState<VelmarNumber>(state),
                                          VelmarNumber::FromScaled(sum_, scale_)));
@@ -145,7 +165,6 @@ class SumCheck {
     isChecked_ = isChecked;
     scale_ = input.scale;
     if (input.isConstant && input.IsNull(0)) {
-      most_ = 0;
       least_ = greatest_ = 0;
       return true;
     }
@@ -156,17 +175,27 @@ class SumCheck {
       return !isChecked || CountWhole(FindBounds<T>(input, rows), rows);
     } else {
       if (!isChecked) return true;
-      float64 most = 0;
-      bool isNumber = true;
-      const float64* const values = input.As<float64>();
+      if (input.block != nullptr && input.block->hasBounds) {
+        return input.block->real.least > -kMostSize && input.block->real.greatest < kMostSize;
+      }
+      // Sizes are in the order of their bits, infinities and NaN last.
+      const auto sizeOf = [values = input.As<float64>()](uint32 row) {
+        return std::bit_cast<int64>(values[row]) & std::numeric_limits<int64>::max();
+      };
+      int64 most = 0;
+      if (input.isConstant) {
+        most = sizeOf(0);
+      } else {
+        for (uint32 row = 0; row < rows.count; ++row) most = std::max(most, sizeOf(row));
+      }
+      const auto isSmall = [](int64 size) { return size < std::bit_cast<int64>(kMostSize); };
+      if (isSmall(most)) return true;
+      // It may have come from a row that does not count.
+      most = 0;
       rows.ForEach([&](uint32 row) {
-        if (input.IsNull(row)) return;
-        const float64 size = std::fabs(values[input.isConstant ? 0 : row]);
-        isNumber = isNumber && size == size;
-        most = std::max(most, size);
+        if (!input.IsNull(row)) most = std::max(most, sizeOf(input.isConstant ? 0 : row));
       });
-      most_ = most;
-      return isNumber && most < kMostSize;
+      return isSmall(most);
     }
   }
 
@@ -205,7 +234,6 @@ class SumCheck {
   int16 scale_ = 0;
   WideBounds::Wide least_ = 0;
   WideBounds::Wide greatest_ = 0;
-  float64 most_ = 0;
 };
 
 }  // namespace sqxer

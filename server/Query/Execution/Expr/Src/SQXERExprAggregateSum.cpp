@@ -95,7 +95,7 @@ class SumState {
   }
   void Add(uint32 row, bool isValue) {
     sum_.Add(row, isValue);
-    isAny_ = isAny_ || isValue;
+    isAny_ |= isValue;
   }
   void Store(uint8* state) const {
     if (!isAny_) return;
