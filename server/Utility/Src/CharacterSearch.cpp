@@ -1,5 +1,6 @@
 #include "CharacterSearch.h"
 
+#include <cstring>
 #include <cwchar>
 #include <experimental/simd>
 
@@ -47,6 +48,29 @@ const wchar_t* FindCharacters(const wchar_t* from, const wchar_t* to, const wcha
   }
   // The rest together with places that are known not to match.
   return from == end ? nullptr : inBlock(end - kBlock);
+}
+
+const uint8* FindCharacters(const uint8* from, const uint8* to, const uint8* wanted,
+                            std::size_t length) {
+  using Bytes = std::experimental::fixed_size_simd<uint8, 32>;
+  const auto load = [](const uint8* at) { return Bytes(at, std::experimental::element_aligned); };
+  const std::size_t last = length - 1;
+  const uint8* const end = to - last;
+  const Bytes firstWanted(*wanted);
+  const Bytes lastWanted(wanted[last]);
+  // As above; texts are short, so what lies beyond is read and not looked at.
+  for (; from < end; from += Bytes::size()) {
+    auto fits = load(from) == firstWanted && load(from + last) == lastWanted;
+    while (std::experimental::any_of(fits)) {
+      const int place = std::experimental::find_first_set(fits);
+      if (from + place >= end) return nullptr;
+      if (last < 2 || std::memcmp(from + place + 1, wanted + 1, last - 1) == 0) {
+        return from + place;
+      }
+      fits[static_cast<std::size_t>(place)] = false;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace sqxer

@@ -1,5 +1,7 @@
 #include "Utility/LikePatternMatch.h"
 
+#include <algorithm>
+#include <cstring>
 #include <cwchar>
 
 #include "CharacterSearch.h"
@@ -8,6 +10,16 @@
 #include "Utility/Settings.h"
 
 namespace sqxer {
+namespace {
+
+bool AreEqual(const wchar_t* a, const wchar_t* b, std::size_t length) {
+  return std::wmemcmp(a, b, length) == 0;
+}
+bool AreEqual(const uint8* a, const uint8* b, std::size_t length) {
+  return std::memcmp(a, b, length) == 0;
+}
+
+}  // namespace
 
 LikePatternMatch::LikePatternMatch() { UseCurrentSettings(); }
 
@@ -47,6 +59,8 @@ void LikePatternMatch::Compile() {
       AppendPlain(*c);
     }
   }
+  isOfBytes_ = std::ranges::all_of(characters_, [](wchar_t c) { return c < 0x100; });
+  bytes_.assign(characters_.begin(), characters_.end());
   shortestText_ = 0;
   for (const Segment& segment : segments_) shortestText_ += segment.length;
 }
@@ -67,13 +81,35 @@ void LikePatternMatch::AppendPlain(wchar_t c) {
   }
 }
 
-bool LikePatternMatch::operator==(const RefLongVarChar& text) const {
-  if (text.length_ < shortestText_) return false;
-  const wchar_t* const begin = foldsCase_ ? Fold(text) : text.buffer_;
-  return Matches(begin, begin + text.length_);
+template <class Character>
+bool LikePatternMatch::MatchesAt(const Segment& segment, const Character* start) const {
+  for (std::size_t i = segment.firstRun; i < segment.endRun; ++i) {
+    const Run& run = runs_[i];
+    if (!AreEqual(start + run.offset, CharactersOf(run, start), run.length)) {
+      return false;
+    }
+  }
+  return true;
 }
 
-bool LikePatternMatch::Matches(const wchar_t* begin, const wchar_t* end) const {
+template <class Character>
+const Character* LikePatternMatch::Find(const Segment& segment, const Character* from,
+                                        const Character* to) const {
+  if (static_cast<std::size_t>(to - from) < segment.length) return nullptr;
+  if (segment.firstRun == segment.endRun) return from;
+  const Run& run = runs_[segment.longestRun];
+  const bool isWhole = segment.endRun - segment.firstRun == 1;
+  const Character* const runTo = to - (segment.length - run.offset - run.length);
+  const Character* at = from + run.offset;
+  while ((at = FindCharacters(at, runTo, CharactersOf(run, at), run.length)) != nullptr) {
+    if (isWhole || MatchesAt(segment, at - run.offset)) return at - run.offset;
+    ++at;
+  }
+  return nullptr;
+}
+
+template <class Character>
+bool LikePatternMatch::Matches(const Character* begin, const Character* end) const {
   const Segment& head = segments_.front();
   if (segments_.size() == 1) {
     return static_cast<std::size_t>(end - begin) == head.length && MatchesAt(head, begin);
@@ -90,29 +126,14 @@ bool LikePatternMatch::Matches(const wchar_t* begin, const wchar_t* end) const {
   return true;
 }
 
-bool LikePatternMatch::MatchesAt(const Segment& segment, const wchar_t* start) const {
-  for (std::size_t i = segment.firstRun; i < segment.endRun; ++i) {
-    const Run& run = runs_[i];
-    if (std::wmemcmp(start + run.offset, characters_.data() + run.begin, run.length) != 0) {
-      return false;
-    }
-  }
-  return true;
+bool LikePatternMatch::operator==(const RefLongVarChar& text) const {
+  if (text.length_ < shortestText_) return false;
+  const wchar_t* const begin = foldsCase_ ? Fold(text) : text.buffer_;
+  return Matches(begin, begin + text.length_);
 }
 
-const wchar_t* LikePatternMatch::Find(const Segment& segment, const wchar_t* from,
-                                      const wchar_t* to) const {
-  if (static_cast<std::size_t>(to - from) < segment.length) return nullptr;
-  if (segment.firstRun == segment.endRun) return from;
-  const Run& run = runs_[segment.longestRun];
-  const bool isWhole = segment.endRun - segment.firstRun == 1;
-  const wchar_t* const runTo = to - (segment.length - run.offset - run.length);
-  const wchar_t* at = from + run.offset;
-  while ((at = FindCharacters(at, runTo, characters_.data() + run.begin, run.length)) != nullptr) {
-    if (isWhole || MatchesAt(segment, at - run.offset)) return at - run.offset;
-    ++at;
-  }
-  return nullptr;
+bool LikePatternMatch::MatchesBytes(const uint8* text, std::size_t length) const {
+  return length >= shortestText_ && Matches(text, text + length);
 }
 
 const wchar_t* LikePatternMatch::Fold(const RefLongVarChar& text) const {

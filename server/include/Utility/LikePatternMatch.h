@@ -33,6 +33,10 @@ class XEUTILITY_API LikePatternMatch {
   void SetMetaPattern(const wchar_t* pattern, wchar_t escape);
 
   bool operator==(const RefLongVarChar& text) const;
+  /// The same of a text of one byte a character, where TakesBytes is true: not without regard to
+  /// case. The text may be read 64 bytes beyond its end.
+  bool MatchesBytes(const uint8* text, std::size_t length) const;
+  bool TakesBytes() const { return !foldsCase_ && isOfBytes_; }
 
  private:
   /// Characters of the pattern that follow each other, without a wildcard between them.
@@ -55,10 +59,20 @@ class XEUTILITY_API LikePatternMatch {
 
   void Compile();
   void AppendPlain(wchar_t c);
-  bool Matches(const wchar_t* begin, const wchar_t* end) const;
-  bool MatchesAt(const Segment& segment, const wchar_t* start) const;
+  /// The characters of a run, as those of the text.
+  const wchar_t* CharactersOf(const Run& run, const wchar_t*) const {
+    return characters_.data() + run.begin;
+  }
+  const uint8* CharactersOf(const Run& run, const uint8*) const {
+    return bytes_.data() + run.begin;
+  }
+  template <class Character>
+  bool Matches(const Character* begin, const Character* end) const;
+  template <class Character>
+  bool MatchesAt(const Segment& segment, const Character* start) const;
   /// The first place from `from` on at which the segment matches and ends by `to`, or null.
-  const wchar_t* Find(const Segment& segment, const wchar_t* from, const wchar_t* to) const;
+  template <class Character>
+  const Character* Find(const Segment& segment, const Character* from, const Character* to) const;
   const wchar_t* Fold(const RefLongVarChar& text) const;
 
   bool foldsCase_;
@@ -67,6 +81,9 @@ class XEUTILITY_API LikePatternMatch {
   /// False after an error: what follows is then of no pattern.
   bool isCompiled_ = true;
   XeString characters_;
+  /// The same in one byte each, if that holds them.
+  std::vector<uint8> bytes_;
+  bool isOfBytes_ = true;
   std::vector<Run> runs_;
   /// At least one. The first stands at the text's start and the last at its end; both may be empty.
   std::vector<Segment> segments_{Segment()};

@@ -71,6 +71,17 @@ uint8* BatchBuffers::Reserve(Room& room, std::size_t bytes) {
   return room.block.get() + (kAlignment - address % kAlignment) % kAlignment;
 }
 
+RefLongVarChar BatchBuffers::Widen(const BatchVector& vector, uint32 row, int operand) {
+  const BatchText text = vector.GetText(row);
+  if (vector.form == ColumnForm::kText32) {
+    // Nobody writes there: the type of texts has no other pointer.
+    return {text.length, reinterpret_cast<wchar_t*>(const_cast<uint8*>(text.characters))};
+  }
+  XeString& wide = wide_[operand];
+  wide.assign(text.characters, text.characters + text.length);
+  return {text.length, wide.data()};
+}
+
 BatchText BatchBuffers::Keep(const wchar_t* text, uint32 length) {
   constexpr std::size_t kBlock = std::size_t{16} << 10;
   while (block_ < blocks_.size() && blocks_[block_].size - used_ < length) {

@@ -150,6 +150,9 @@ class SQXEREXPR_API BatchBuffers {
   uint8* Truths(int list) { return truths_[list]; }
   /// What is known of the values.
   ColumnBlock& Block() { return knownOfValues_; }
+  /// A text of a vector, that of the first operand or of the second, in the characters that
+  /// comparisons take; it holds until the next one of that operand.
+  RefLongVarChar Widen(const BatchVector& vector, uint32 row, int operand);
   /// Room for an operand, the first or the second, brought to another scale.
   int64* Rescaled(int operand) {
     return reinterpret_cast<int64*>(Reserve(rescaled_[operand], kMostBatchRows * sizeof(int64)));
@@ -173,6 +176,7 @@ class SQXEREXPR_API BatchBuffers {
   Room texts_;
   Room rescaled_[2];
   ColumnBlock knownOfValues_;
+  XeString wide_[2];
   uint64 validity_[kMostBatchWords];
   uint16 rows_[kMostBatchRows];
   uint16 otherRows_[kMostBatchRows];

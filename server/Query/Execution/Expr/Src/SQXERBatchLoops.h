@@ -192,6 +192,32 @@ inline uint64 PackTruths(const uint8* truths) {
   return bits;
 }
 
+/// Calls use(row, characters, length) for the wanted rows of a vector of texts that are not NULL,
+/// of which the constant ones have been handed over as one row.
+template <class Character, class Use>
+void ForEachTextOf(const BatchVector& vector, const BatchRows& rows, Use&& use) {
+  const auto slices = [&](const auto* offsets, const uint8* values, auto place) {
+    const auto* const characters = reinterpret_cast<const Character*>(values);
+    rows.ForEach([&](uint32 row) {
+      if (vector.IsNull(row)) return;
+      const std::size_t at = place(row);
+      use(row, characters + offsets[at], static_cast<uint32>(offsets[at + 1] - offsets[at]));
+    });
+  };
+  const auto inRow = [](uint32 row) { return std::size_t{row}; };
+  if (vector.offsets != nullptr && vector.offsetWidth == 4) {
+    slices(reinterpret_cast<const uint32*>(vector.offsets), vector.values, inRow);
+  } else if (vector.offsets != nullptr) {
+    slices(reinterpret_cast<const uint64*>(vector.offsets), vector.values, inRow);
+  } else {
+    rows.ForEach([&](uint32 row) {
+      if (vector.IsNull(row)) return;
+      const BatchText text = vector.GetText(row);
+      use(row, reinterpret_cast<const Character*>(text.characters), text.length);
+    });
+  }
+}
+
 /// Writes the wanted rows whose truth value is true to `passing`, which may be where the wanted
 /// rows stand, and returns how many there are.
 SQXEREXPR_API uint32 SelectTrue(const BatchVector& truth, const BatchRows& rows, uint16* passing);

@@ -64,6 +64,24 @@ class TextCompareNode : public Generic {
     *static_cast<uint8*>(out) = CompareText<Op>(compareFunc_, AsText(value1_), AsText(value2_));
     return kTrue;
   }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    BatchBuffers& buffers = this->GetBatchBuffers();
+    return EvalPairBatch(*this->left_, *this->right_, rows, buffers, out,
+                         [&](const BatchVector& left, const BatchVector& right,
+                             const BatchRows& wanted, BatchVector& result) {
+                           uint8* const values = buffers.Values<uint8>();
+                           result.form = ColumnForm::kUInt8;
+                           result.values = values;
+                           wanted.ForEach([&](uint32 row) {
+                             if (left.IsNull(row) || right.IsNull(row)) return;
+                             values[row] =
+                                 CompareText<Op>(compareFunc_, buffers.Widen(left, row, 0),
+                                                 buffers.Widen(right, row, 1));
+                           });
+                           return true;
+                         });
+  }
+  bool HasBatchLoop() final { return true; }
 
  protected:
   Text value1_{};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "SQXERBatchLoops.h"
 #include "SQXERExprConvert.h"
 #include "SQXEROperandBinding.h"
 
@@ -90,6 +91,35 @@ RExprReturn Like::Eval(void* out) {
   }
   *static_cast<uint8*>(out) = likePattern == target_;
   return kTrue;
+}
+
+bool Like::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!isPatternConstant_) return RExpression::EvalBatch(rows, out);
+  BatchVector texts;
+  if (!EvaluateBatch(*firstOp_, rows, texts)) return false;
+  if (!isPatternRead_) {
+    if (ReadPattern() != kTrue) return RExpression::EvalBatch(rows, out);
+    isPatternRead_ = true;
+  }
+  const bool areBytes = texts.form == ColumnForm::kText8;
+  if (areBytes && !likePattern.TakesBytes()) return RExpression::EvalBatch(rows, out);
+  uint8* const values = GetBatchBuffers().Values<uint8>();
+  out = BatchVector();
+  out.form = ColumnForm::kUInt8;
+  out.values = values;
+  out.isConstant = texts.isConstant;
+  out.validity = texts.validity;
+  const BatchRows wanted = RowsOf(texts, rows);
+  if (areBytes) {
+    ForEachTextOf<uint8>(texts, wanted, [&](uint32 row, const uint8* text, uint32 length) {
+      values[row] = likePattern.MatchesBytes(text, length);
+    });
+  } else {
+    ForEachTextOf<wchar_t>(texts, wanted, [&](uint32 row, const wchar_t* text, uint32 length) {
+      values[row] = likePattern == RefLongVarChar{length, const_cast<wchar_t*>(text)};
+    });
+  }
+  return true;
 }
 
 RExprReturn Like::ReadPattern() {

@@ -22,6 +22,8 @@ class SQXEREXPR_API Like final : public RExpression {
 
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return isPatternConstant_; }
   RExprType GetExpressionType() override { return kLikeExpression; }
   /// Operand 2, the escape, may be null.
   RExpression* GetIthOperand(int index) override;
