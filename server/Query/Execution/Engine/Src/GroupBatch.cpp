@@ -27,7 +27,16 @@ GroupBatch::GroupBatch(GroupTable& table) : table_(table) {
   for (std::size_t i = 0; i < inputs; ++i) inputFields_.emplace_back(table_.input_, i);
 }
 
-bool GroupBatch::Start() {
+bool GroupBatch::CanStart() {
+  TurnTakingSet& turns = table_.GetTurns();
+  for (std::size_t i = 0; i < table_.aggregates_.size(); ++i) {
+    Aggregate& aggregate = turns.GetSet().Get(i);
+    if (!aggregate.TakesBatches() || aggregate.GetAggregateColumns()->size() > 1) return false;
+  }
+  return turns.GetStateBytes().has_value();
+}
+
+void GroupBatch::Start() {
   dictionaries_.clear();
   groupsOfCodes_.clear();
   groupsOfValues_.clear();
@@ -40,13 +49,11 @@ bool GroupBatch::Start() {
   for (std::size_t i = 0; i < table_.aggregates_.size(); ++i) {
     Aggregate& aggregate = turns.GetSet().Get(i);
     const UInt16Vector& columns = *aggregate.GetAggregateColumns();
-    if (!aggregate.TakesBatches() || columns.size() > 1) return false;
     const bool readsColumn = !columns.empty();
     members_.push_back(
         {&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn, offset});
     offset += aggregate.TransferState(StateTransfer::kMeasure, nullptr);
   }
-  return turns.GetStateBytes().has_value();
 }
 
 bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,

@@ -16,9 +16,10 @@ class GroupBatch {
   /// The table must outlive it.
   explicit GroupBatch(GroupTable& table);
 
-  /// To be called when the table has been cleared. Whether its aggregates take batches: if not, Add
-  /// must not be called.
-  bool Start();
+  /// Whether the table's aggregates take batches.
+  bool CanStart();
+  /// To be called when the table has been cleared and is to take batches.
+  void Start();
 
   /// Takes in the wanted rows, of which the first of the batch has the number `firstRow`. False
   /// when the batch is for GroupTable::Add, row by row; groups of its rows may have been opened

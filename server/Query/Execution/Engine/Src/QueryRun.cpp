@@ -24,7 +24,7 @@ std::vector<ColumnInfo> GroupFields(const QueryPlan& plan) {
   return fields;
 }
 
-/// A query of which so many batches had to be done again goes on row by row.
+/// A query of which so many batches, one after the other, had to be done again goes on row by row.
 constexpr uint32 kMostFailedBatches = 16;
 
 uint32 batchRows = kMostBatchRows;
@@ -32,7 +32,7 @@ uint32 batchRows = kMostBatchRows;
 }  // namespace
 
 uint32 QueryRun::GetBatchRows() { return batchRows; }
-void QueryRun::SetBatchRows(uint32 rows) { batchRows = rows; }
+void QueryRun::SetBatchRows(uint32 rows) { batchRows = std::clamp(rows, 1u, kMostBatchRows); }
 
 QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSource> rest)
     : plan_(std::move(plan)),
@@ -162,7 +162,7 @@ void QueryRun::Start(ResultSink& sink) {
   sink_ = &sink;
   row_ = sorted_ = skipped_ = passed_ = 0;
   failedBatches_ = 0;
-  groupsTakeBatches_ = batch_ && groupBatch_ && groupBatch_->Start();
+  groupsTakeBatches_ = batch_ && groupBatch_ && groupBatch_->CanStart();
   // Rows that nothing sorts out before they are taken are taken as they are.
   outputsTakeBatches_ = !batchOutputs_.empty();
   const bool usesBatches = filter_ || groupsTakeBatches_ || outputsTakeBatches_;
@@ -227,9 +227,12 @@ bool QueryRun::ScanBatch(uint64 first, uint32 count) {
     return true;
   }
   meter_.Step(count);
-  if (groupsTakeBatches_ && AddBatchToGroups(rows)) return true;
-  if (outputsTakeBatches_ && EvaluateOutputs(rows)) return EmitBatch(first, rows);
-  failedBatches_ += groupsTakeBatches_ || outputsTakeBatches_ ? 1 : 0;
+  const bool isGrouped = groupsTakeBatches_ && AddBatchToGroups(rows);
+  const bool isEvaluated = outputsTakeBatches_ && EvaluateOutputs(rows);
+  const bool isDone = isGrouped || isEvaluated || !(groupsTakeBatches_ || outputsTakeBatches_);
+  failedBatches_ = isDone ? 0 : failedBatches_ + 1;
+  if (isGrouped) return true;
+  if (isEvaluated) return EmitBatch(first, rows);
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
     Fill(first + rows.GetRow(i));
     if (!TakeRow(first + rows.GetRow(i))) return false;

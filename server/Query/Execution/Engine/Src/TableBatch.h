@@ -36,6 +36,7 @@ class TableBatch final : public BatchSource {
   void FillField(uint32 field, int64 code, bool isNull) override {
     scan_.FillValue(field, code, isNull);
   }
+  void RestoreField(uint32 field) override { scan_.RestoreField(field); }
   uint64 GetChunkRows() const override { return chunk_->rows; }
   bool GetDays(uint32 field, ColumnBounds<int64>& days) const override;
   uint64 GetRun() const override { return run_; }

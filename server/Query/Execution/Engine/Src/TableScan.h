@@ -24,6 +24,11 @@ class TableScan {
   /// Puts an entry of the dictionary that a column has in the chunk into its field, or the day of
   /// that number, or NULL.
   void FillValue(std::size_t field, int64 value, bool isNull);
+  /// To be called when no more values are filled in by FillValue: rows of a column without NULLs in
+  /// the chunk do not set the field's indicator.
+  void RestoreField(std::size_t field) {
+    if (target_.GetField(field).IsNullable()) *columns_[field].targetNull = 0;
+  }
 
  private:
   struct Column;

@@ -153,7 +153,9 @@ bool AlignedDecimals::Align(const BatchVector& a, const BatchVector& b, const Ba
     values = vector.As<int64>();
     if (vector.scale == scale) return true;
     int64 factor = 1;
-    for (int i = vector.scale; i < scale; ++i) factor *= 10;
+    for (int i = vector.scale; i < scale; ++i) {
+      if (__builtin_mul_overflow(factor, 10, &factor)) return false;
+    }
     if (__builtin_mul_overflow(bounds.least, factor, &bounds.least) ||
         __builtin_mul_overflow(bounds.greatest, factor, &bounds.greatest)) {
       return false;
@@ -298,6 +300,7 @@ class NoColumns final : public BatchSource {
   void FillRow(uint32) override {}
   bool IsNullable(uint32) const override { return false; }
   void FillField(uint32, int64, bool) override {}
+  void RestoreField(uint32) override {}
   uint64 GetChunkRows() const override { return 0; }
   bool GetDays(uint32, ColumnBounds<int64>&) const override { return false; }
   uint64 GetRun() const override { return 0; }
@@ -420,6 +423,7 @@ class FewValuesEvaluation {
    public:
     Entries(BatchSource& source, uint32 field, uint64 values, int64 first)
         : source_(source), field_(field), values_(values), first_(first) {}
+    ~Entries() override { source_.RestoreField(field_); }
 
     void Start(uint64 at) { at_ = at; }
     const BatchVector& GetField(uint32) override { XeLogicError("a column of entries"); }
@@ -428,6 +432,7 @@ class FewValuesEvaluation {
       source_.FillField(field_, first_ + static_cast<int64>(entry), entry == values_);
     }
     void FillField(uint32, int64, bool) override { XeLogicError("an entry of entries"); }
+    void RestoreField(uint32) override {}
     bool IsNullable(uint32 field) const override { return source_.IsNullable(field); }
     uint64 GetChunkRows() const override { return 0; }
     bool GetDays(uint32, ColumnBounds<int64>&) const override { return false; }
@@ -469,7 +474,29 @@ class FewValuesEvaluation {
       }
       Append(rows.count, results);
     }
+    Simplify();
     few_->state = State::kUsable;
+  }
+
+  /// Decimals get their fast form if one scale and 64 bits hold them all.
+  void Simplify() {
+    if (few_->form != ColumnForm::kNumber) return;
+    constexpr int kMostScale = 18;
+    const auto* const numbers = reinterpret_cast<const VelmarNumber*>(few_->values.data());
+    const std::size_t count = few_->isValid.size();
+    int scale = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+      if (few_->isValid[i] != 0) scale = std::max(scale, numbers[i].decimalPlaces());
+    }
+    std::vector<int64> scaled(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (few_->isValid[i] == 0) continue;
+      if (scale > kMostScale || !numbers[i].TryScaled(scale, scaled[i])) return;
+    }
+    few_->form = ColumnForm::kDecimal64;
+    few_->scale = static_cast<int16>(scale);
+    few_->values.resize(count * sizeof(int64));
+    std::memcpy(few_->values.data(), scaled.data(), few_->values.size());
   }
 
   void Append(uint32 count, const BatchVector& results) {

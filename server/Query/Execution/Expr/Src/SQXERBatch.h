@@ -81,7 +81,10 @@ class SQXEREXPR_API BatchSource {
   virtual bool IsNullable(uint32 field) const = 0;
   /// Puts one value into a field of the record: entry `code` of the dictionary that the field has
   /// in this batch, or the day of that number, or NULL where `isNull`, for a field that has it.
+  /// Whoever calls this calls RestoreField before others fill the record.
   virtual void FillField(uint32 field, int64 code, bool isNull) = 0;
+  /// The field is again one that FillRow sets.
+  virtual void RestoreField(uint32 field) = 0;
   /// The rows that share the dictionaries of this batch; a small part of a table has many batches.
   virtual uint64 GetChunkRows() const = 0;
   /// The least and greatest day of a field of days in those rows; false when they are not known.

@@ -76,6 +76,8 @@ bool BatchBranches::Finish(BatchVector& out) {
   }
   out.validity = validity;
   if (branches_.empty()) {
+    // NULL in every row: its first bit says so.
+    out.isConstant = true;
     out.values = reinterpret_cast<const uint8*>(buffers_.Values<VelmarNumber>());
     return true;
   }
@@ -89,19 +91,26 @@ bool BatchBranches::Finish(BatchVector& out) {
   }
   const bool isOneForm = std::ranges::all_of(
       branches_, [form](const Branch& branch) { return branch.values.form == form; });
-  if (!isOneForm) return false;
   if (IsTextForm(form)) {
     BatchText* const texts = buffers_.Texts();
+    buffers_.ClearTexts();
     for (const Branch& branch : branches_) {
       for (uint32 i = branch.first; i < branch.last; ++i) {
         const uint32 row = takenRows_[i];
-        if (!branch.values.IsNull(row)) texts[row] = branch.values.GetText(row);
+        if (branch.values.IsNull(row)) continue;
+        if (isOneForm || branch.values.form == ColumnForm::kText32) {
+          texts[row] = branch.values.GetText(row);
+        } else {
+          const RefLongVarChar wide = buffers_.Widen(branch.values, row, 0);
+          texts[row] = buffers_.Keep(wide.buffer_, wide.length_);
+        }
       }
     }
-    out.form = form;
+    out.form = isOneForm ? form : ColumnForm::kText32;
     out.texts = texts;
     return true;
   }
+  if (!isOneForm) return false;
   const auto gather = [&]<class Value>(std::type_identity<Value>) {
     Gather<Value>(form, out, [](const BatchVector& values, uint32 row) {
       return values.As<Value>()[values.isConstant ? 0 : row];

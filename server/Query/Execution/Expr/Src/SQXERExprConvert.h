@@ -59,7 +59,7 @@ class ConvertValue : public Convert {
   }
   bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override {
-    // From a double a conversion may fail or take its time.
+    // To and from the other types a conversion may fail or take its time.
     return std::is_arithmetic_v<typename Op::To> && std::is_arithmetic_v<typename Op::From>
                ? only_->GetBatchCost()
                : BatchCost::kDear;

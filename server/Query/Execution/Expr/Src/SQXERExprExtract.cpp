@@ -237,6 +237,8 @@ bool WidenBatch(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) 
               [](Narrow value) { return static_cast<T>(value); });
     out.form = BatchFormOf<T>::kForm;
     out.values = reinterpret_cast<const uint8*>(values);
+    // What is known of integers is not known of doubles in the form of doubles.
+    if (std::integral<Narrow> != std::integral<T>) out.block = nullptr;
     return true;
   };
   switch (out.form) {

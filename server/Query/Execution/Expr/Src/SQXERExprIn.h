@@ -113,7 +113,7 @@ class InNode : public In {
     constexpr std::size_t kFew = 16;
     if constexpr (std::is_arithmetic_v<T>) {
       if (constants.GetSize() <= kFew) {
-        // Comparing with all of them is faster than searching.
+        // Comparing every row with all of them is faster than searching for the wanted ones.
         std::fill_n(values, rows.count, uint8{0});
         for (const T& member : constants.GetValues()) {
           const T* const operands = operand.As<T>();

@@ -104,7 +104,7 @@ bool EvalConnective(RExpression& left, RExpression& right, const BatchRows& rows
   out.values = values;
   // Right wherever the result is known: the operand that is not is then the other one's slave.
   MapPairs(x.values, false, y.values, false, values, rows,
-           [](uint8 p, uint8 q) { return deciding ? p | q : p & q; });
+           [](uint8 p, uint8 q) { return (deciding ? p | q : p & q) & 1; });
   if (x.validity == nullptr && y.validity == nullptr) return true;
   uint64* const validity = buffers.Validity();
   for (uint32 word = 0; word * 64 < rows.count; ++word) {
