@@ -173,16 +173,32 @@ std::string WithColumns(const std::string& example, std::mt19937& random) {
   return out + example.substr(from);
 }
 
+/// A list of so many members that they are looked up as bits.
+std::string Members() {
+  std::string list = "i IN (-7";
+  for (int member = 1; member < 200; member += 3) list += ", " + std::to_string(member);
+  return list + ")";
+}
+
 TEST_F(Batches, GiveWhatRowsGive) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
   const int cases = asked != nullptr ? std::atoi(asked) : 600;
   const std::vector<std::string> examples = Examples();
   ASSERT_GT(examples.size(), 100u);
   const std::vector<std::string> predicates = {
-      "i > 0",          "d < 2 AND small <> 3",      "n BETWEEN 0 AND 2 OR s = 'abc'",
-      "NOT t",          "i <> 0 AND 100 / i > 10",   "day < DATE '2012-02-01' OR h IS NULL",
-      "s LIKE 'a%'",    "u IN (1, 17) OR j IS NULL", "CASE WHEN t THEN i ELSE small END = 5",
-      "c = 'ab' AND t", "COALESCE(i, small) < 3",    "w LIKE '%special%'",
+      "i > 0",
+      "d < 2 AND small <> 3",
+      "n BETWEEN 0 AND 2 OR s = 'abc'",
+      "NOT t",
+      "i <> 0 AND 100 / i > 10",
+      "day < DATE '2012-02-01' OR h IS NULL",
+      "s LIKE 'a%'",
+      "u IN (1, 17) OR j IS NULL",
+      "CASE WHEN t THEN i ELSE small END = 5",
+      "c = 'ab' AND t",
+      Members(),
+      "COALESCE(i, small) < 3",
+      "w LIKE '%special%'",
   };
   for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
     const std::string value = "(" + WithColumns(Pick(examples), random_) + ")";

@@ -45,6 +45,14 @@ TEST(LikePatternMatch, AgreesWithThePlainMeaning) {
         if (k % 4 == 0) text += i % 4 == 0 ? L"éb " : L"%!";
         const bool expected = Follows(text, pattern, !caseSensitive);
         ASSERT_EQ(like == AsRef(text), expected) << testing::PrintToString(pattern + L' ' + text);
+        if (like.TakesBytes()) {
+          std::vector<uint8> bytes(text.begin(), text.end());
+          // What lies behind the text is read, and would go on with it.
+          bytes.insert(bytes.end(), 64, 'a');
+          ASSERT_EQ(like.MatchesBytes(bytes.data(), text.size()), expected)
+              << testing::PrintToString(pattern + L' ' + text);
+        }
+        ASSERT_EQ(like.TakesBytes(), caseSensitive);
         matches += expected;
       }
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "EngineError.h"
+#include "RecordKeys.h"
 #include "SQXERBatchFold.h"
 
 namespace sqxer {
@@ -14,10 +15,7 @@ constexpr uint64 kMostCombinations = uint64{1} << 16;
 constexpr std::size_t kMostParted = 256;
 constexpr std::size_t kFirstValues = 1024;
 
-uint64 Scatter(int64 value) {
-  uint64 number = static_cast<uint64>(value) * 0x9E3779B97F4A7C15u;
-  return number ^ number >> 32;
-}
+uint64 PlaceOf(int64 value) { return Scatter(static_cast<uint64>(value)); }
 
 }  // namespace
 
@@ -152,11 +150,16 @@ bool GroupBatch::FindByValue(const BatchRows& rows, const BatchVector& key, uint
 
 template <class Stored>
 void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow) {
-  const Stored* const values = key.As<Stored>();
+  // Doubles are read as the integers of their bits.
+  const auto valueOf = [&](uint32 row) {
+    Stored value;
+    std::memcpy(&value, key.values + row * sizeof value, sizeof value);
+    return static_cast<int64>(value);
+  };
   if (groupsOfValues_.size() > kFirstValues) {
     // All at once, so that one does not wait for the memory of the other.
     rows.ForEach([&](uint32 row) {
-      const std::size_t at = Scatter(static_cast<int64>(values[row]));
+      const std::size_t at = PlaceOf(valueOf(row));
       __builtin_prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)]);
     });
   }
@@ -165,10 +168,10 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
       if (groupOfNull_ == nullptr) groupOfNull_ = FindOrOpen(row, firstRow);
       return Put(row, groupOfNull_);
     }
-    // Doubles by their bits: the table tells which of them are equal.
-    const auto value = static_cast<int64>(values[row]);
+    // The table tells which bits are equal doubles.
+    const int64 value = valueOf(row);
     const std::size_t mask = groupsOfValues_.size() - 1;
-    std::size_t at = Scatter(value) & mask;
+    std::size_t at = PlaceOf(value) & mask;
     while (groupsOfValues_[at].group != nullptr && groupsOfValues_[at].value != value) {
       at = (at + 1) & mask;
     }
@@ -191,7 +194,7 @@ void GroupBatch::GrowValues() {
   const std::size_t mask = groupsOfValues_.size() - 1;
   for (const ValueSlot& slot : old) {
     if (slot.group == nullptr) continue;
-    std::size_t at = Scatter(slot.value) & mask;
+    std::size_t at = PlaceOf(slot.value) & mask;
     while (groupsOfValues_[at].group != nullptr) at = (at + 1) & mask;
     groupsOfValues_[at] = slot;
   }

@@ -61,14 +61,6 @@ uint64 CountBytesOfHeldValues(const std::vector<PlanAggregate>& aggregates, uint
   return bytes != 0 && rows > kMostBytes / bytes ? kMostBytes : rows * bytes;
 }
 
-/// Spreads a number over all bits; different numbers stay different.
-uint64 Scatter(uint64 number) {
-  number *= 0x9E3779B97F4A7C15u;
-  number ^= number >> 32;
-  number *= 0xD6E8FEB86659FD93u;
-  return number ^ (number >> 32);
-}
-
 /// A layout of some fields of another one, at their places there.
 XeRecordMetaData TakeFields(WorkRecord& record, std::size_t count) {
   XeRecordMetaData layout;

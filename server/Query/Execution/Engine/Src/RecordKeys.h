@@ -8,6 +8,14 @@
 
 namespace sqxer {
 
+/// Spreads a number over all bits; different numbers stay different.
+inline uint64 Scatter(uint64 number) {
+  number *= 0x9E3779B97F4A7C15u;
+  number ^= number >> 32;
+  number *= 0xD6E8FEB86659FD93u;
+  return number ^ (number >> 32);
+}
+
 /// Keys over the first fields of a record, ascending.
 inline KeySet KeysOfFirstFields(const WorkRecord& record, std::size_t count) {
   KeySet keys;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -123,12 +125,23 @@ class InNode : public In {
         return;
       }
     }
+    if constexpr (std::integral<T>) {
+      if (!bits_) bits_.emplace(constants.GetValues());
+      if (bits_->IsUsable()) {
+        MapValues(operand.As<T>(), values, rows,
+                  [this](T value) { return bits_->Contains(value) != bIsNegated_; });
+        return;
+      }
+    }
     rows.ForEach([&](uint32 row) {
       if (!operand.IsNull(row)) {
         values[row] = constants.Contains(ReadBatchValue<T>(operand, row)) != bIsNegated_;
       }
     });
   }
+
+  /// Made when a batch first looks for many members.
+  std::optional<MemberBitsOf<T>> bits_;
 
   template <class Equal>
   bool IsOther(Equal equal) {

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "Utility/XeTypes.h"
+
 namespace sqxer {
 
 /// The values of an IN list as an ordered set: each of them once, in one piece of memory that is
@@ -51,5 +53,58 @@ class MemberSet {
   std::vector<T> values_;
   Less less_;
 };
+
+/// The same of integers that lie close together, as one bit for each number: looked up without a
+/// search.
+template <std::integral T>
+class MemberBits {
+ public:
+  /// Members in ascending order.
+  explicit MemberBits(const std::vector<T>& members) {
+    if (members.empty() || Distance(members.front(), members.back()) > kMostBits) return;
+    first_ = members.front();
+    count_ = Distance(first_, members.back()) + 1;
+    // One bit more, for every number that is not among them.
+    words_.resize(count_ / kWordBits + 1);
+    for (const T member : members) {
+      const uint64 bit = Distance(first_, member);
+      words_[bit / kWordBits] |= uint64{1} << bit % kWordBits;
+    }
+  }
+
+  /// False where the members lie too far apart; Contains must then not be called.
+  bool IsUsable() const { return count_ != 0; }
+  bool Contains(T value) const {
+    const uint64 bit = std::min(Distance(first_, value), count_);
+    return (words_[bit / kWordBits] >> bit % kWordBits & 1) != 0;
+  }
+
+ private:
+  static constexpr uint64 kWordBits = 64;
+  static constexpr uint64 kMostBits = uint64{1} << 23;
+
+  /// Of a lower number it is beyond all that are possible.
+  static uint64 Distance(T from, T to) {
+    return static_cast<uint64>(static_cast<int64>(to)) -
+           static_cast<uint64>(static_cast<int64>(from));
+  }
+
+  T first_ = 0;
+  uint64 count_ = 0;
+  std::vector<uint64> words_;
+};
+
+/// For types that have no such bits.
+struct NoMemberBits {};
+template <class T>
+struct ChooseMemberBits {
+  using Type = NoMemberBits;
+};
+template <std::integral T>
+struct ChooseMemberBits<T> {
+  using Type = MemberBits<T>;
+};
+template <class T>
+using MemberBitsOf = typename ChooseMemberBits<T>::Type;
 
 }  // namespace sqxer
