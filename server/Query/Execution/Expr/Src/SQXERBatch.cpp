@@ -82,7 +82,7 @@ uint32 SelectTrue(const BatchVector& truth, const BatchRows& rows, uint16* passi
     return count;
   }
   for (uint32 word = 0; word * 64 < rows.count; ++word) {
-    uint64 bits = PackTruths(truth.values + word * 64);
+    uint64 bits = PackTruths(truth.values + word * std::size_t{64});
     if (truth.validity != nullptr) bits &= truth.validity[word];
     const uint32 rowsOfWord = std::min(rows.count - word * 64, 64u);
     if (rowsOfWord < 64) bits &= (uint64{1} << rowsOfWord) - 1;

@@ -184,7 +184,7 @@ inline uint64 PackTruths(const uint8* truths) {
   constexpr uint64 kGather = 0x0102040810204080;
   constexpr uint64 kLowest = 0x0101010101010101;
   uint64 bits = 0;
-  for (int i = 0; i < 8; ++i) {
+  for (std::size_t i = 0; i < 8; ++i) {
     uint64 eight;
     std::memcpy(&eight, truths + i * 8, sizeof eight);
     bits |= ((eight & kLowest) * kGather >> 56) << (i * 8);

@@ -63,7 +63,9 @@ struct TruthVector {
     std::fill_n(room, kMostBatchRows, vector.IsNull(0) ? uint8{0} : vector.values[0]);
     values = room;
   }
-  uint64 GetValidity(uint32 word) const { return validity == nullptr ? ~uint64{0} : validity[word]; }
+  uint64 GetValidity(uint32 word) const {
+    return validity == nullptr ? ~uint64{0} : validity[word];
+  }
 };
 
 /// A connective over batches. The right operand is evaluated for the rows that the left one does
@@ -111,8 +113,8 @@ bool EvalConnective(RExpression& left, RExpression& right, const BatchRows& rows
     const uint64 flip = deciding ? 0 : ~uint64{0};
     const uint64 p = x.GetValidity(word);
     const uint64 q = y.GetValidity(word);
-    validity[word] = (p & q) | (p & (PackTruths(x.values + word * 64) ^ flip)) |
-                     (q & (PackTruths(y.values + word * 64) ^ flip));
+    validity[word] = (p & q) | (p & (PackTruths(x.values + word * std::size_t{64}) ^ flip)) |
+                     (q & (PackTruths(y.values + word * std::size_t{64}) ^ flip));
   }
   out.validity = validity;
   return true;
