@@ -13,7 +13,7 @@ constexpr std::size_t kLeastBytes = 2 * kHugePage;
 
 void* AllocateScattered(std::size_t bytes) {
   if (bytes < kLeastBytes) return ::operator new(bytes);
-  void* const memory = ::operator new(bytes, std::align_val_t{kHugePage});
+  void* const memory = ::operator new (bytes, std::align_val_t{kHugePage});
   // A system without huge pages does as well, if slower.
   static_cast<void>(madvise(memory, bytes / kHugePage * kHugePage, MADV_HUGEPAGE));
   return memory;
@@ -23,7 +23,7 @@ void FreeScattered(void* memory, std::size_t bytes) noexcept {
   if (bytes < kLeastBytes) {
     ::operator delete(memory);
   } else {
-    ::operator delete(memory, std::align_val_t{kHugePage});
+    ::operator delete (memory, std::align_val_t{kHugePage});
   }
 }
 

@@ -4,7 +4,6 @@
 #include <array>
 
 #include "SQXERBatchLoops.h"
-
 #include "Utility/BaseStringUtil.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
