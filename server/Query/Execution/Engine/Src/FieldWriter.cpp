@@ -5,7 +5,7 @@
 #include <typeinfo>
 
 #include "EngineError.h"
-#include "FixedWidths.h"
+#include "Utility/FixedWidths.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
 namespace sqxer {

@@ -280,7 +280,6 @@ bool GroupBatch::Add(const BatchRows& rows, std::span<const BatchVector> keys,
     member.aggregate->FoldBatch(fold);
     return true;
   });
-  AddLeftOver(firstRow);
   return true;
 }
 

@@ -27,6 +27,9 @@ class GroupBatch {
   bool Add(const BatchRows& rows, std::span<const BatchVector> keys,
            std::span<const BatchVector> inputs, uint64 firstRow);
 
+  /// After each Add that was true: hands the rows to the table that would open one group too many.
+  void AddLeftOver(uint64 firstRow);
+
  private:
   using Group = GroupTable::Group;
 
@@ -67,7 +70,6 @@ class GroupBatch {
   /// Calls use(member, fold) for all members and all rows that have a group.
   template <class Use>
   bool ForEachFold(const BatchRows& rows, Use&& use);
-  void AddLeftOver(uint64 firstRow);
 
   GroupTable& table_;
   std::vector<Member> members_;

@@ -31,7 +31,6 @@ uint32 batchRows = kMostBatchRows;
 
 }  // namespace
 
-uint32 QueryRun::GetBatchRows() { return batchRows; }
 void QueryRun::SetBatchRows(uint32 rows) { batchRows = std::clamp(rows, 1u, kMostBatchRows); }
 
 QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSource> rest)
@@ -257,13 +256,19 @@ bool QueryRun::FilterBatch(BatchRows& rows) {
 
 bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
   if (rows.GetWanted() == 0) return true;
+  const uint64 firstRow = firstRow_ + batch_->GetFirstRow();
   try {
-    return EvaluateTrees(groupKeys_, rows, keyVectors_) &&
-           EvaluateTrees(aggregateInputs_, rows, inputVectors_) &&
-           groupBatch_->Add(rows, keyVectors_, inputVectors_, firstRow_ + batch_->GetFirstRow());
+    if (!EvaluateTrees(groupKeys_, rows, keyVectors_) ||
+        !EvaluateTrees(aggregateInputs_, rows, inputVectors_) ||
+        !groupBatch_->Add(rows, keyVectors_, inputVectors_, firstRow)) {
+      return false;
+    }
   } catch (const ErrorMessage&) {
     return false;
   }
+  // An error from here on is one: the other rows are in their groups.
+  groupBatch_->AddLeftOver(firstRow);
+  return true;
 }
 
 bool QueryRun::EvaluateOutputs(const BatchRows& rows) {

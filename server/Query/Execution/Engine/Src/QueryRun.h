@@ -35,7 +35,6 @@ class QueryRun {
   QueryRun& operator=(const QueryRun&) = delete;
 
   /// How many rows a batch has, at most kMostBatchRows, in runs that begin from now on.
-  static uint32 GetBatchRows();
   static void SetBatchRows(uint32 rows);
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.

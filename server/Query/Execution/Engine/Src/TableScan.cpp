@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "FixedWidths.h"
 #include "RecordTexts.h"
+#include "Utility/FixedWidths.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {

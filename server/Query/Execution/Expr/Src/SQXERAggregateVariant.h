@@ -41,19 +41,6 @@ struct InputConverter {
   }
 };
 
-/// Reads and writes a value at any address.
-template <class T>
-T LoadValue(const uint8* source) {
-  T value;
-  std::memcpy(&value, source, sizeof(T));
-  return value;
-}
-
-template <class T>
-void StoreValue(uint8* target, const T& value) {
-  std::memcpy(target, &value, sizeof(T));
-}
-
 /// Where a variant's converted input goes. No column that needs a conversion is computed in uint32.
 template <class T>
 class ConvertedInput {

@@ -7,6 +7,7 @@
 #include "SQXERBatch.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExpression.h"
+#include "Utility/FixedWidths.h"
 
 namespace sqxer {
 
@@ -255,13 +256,12 @@ class FewValuesEvaluation {
       SpreadValues(few_->texts.data(), texts, column);
       out.texts = texts;
     } else {
-      WithWidth(WidthOfForm(few_->form),
-                [&]<std::size_t width>(std::integral_constant<std::size_t, width>) {
-                  using Bytes = BytesOf<width>;
-                  Bytes* const values = buffers_.Values<Bytes>();
-                  SpreadValues(reinterpret_cast<const Bytes*>(few_->values.data()), values, column);
-                  out.values = reinterpret_cast<const uint8*>(values);
-                });
+      WithFixedWidth(WidthOfForm(few_->form), [&](auto width) {
+        using Bytes = BytesOf<width>;
+        Bytes* const values = buffers_.Values<Bytes>();
+        SpreadValues(reinterpret_cast<const Bytes*>(few_->values.data()), values, column);
+        out.values = reinterpret_cast<const uint8*>(values);
+      });
     }
     if (few_->isAlwaysValid) return;
     uint8 isValid[kMostBatchRows];
@@ -276,24 +276,6 @@ class FewValuesEvaluation {
   struct [[gnu::may_alias]] BytesOf {
     uint8 bytes[width];
   };
-  template <class Use>
-  static void WithWidth(uint32 width, Use&& use) {
-    switch (width) {
-      case 1:
-        return use(std::integral_constant<std::size_t, 1>());
-      case 2:
-        return use(std::integral_constant<std::size_t, 2>());
-      case 4:
-        return use(std::integral_constant<std::size_t, 4>());
-      case 8:
-        return use(std::integral_constant<std::size_t, 8>());
-      case 16:
-        return use(std::integral_constant<std::size_t, 16>());
-      default:
-        return use(std::integral_constant<std::size_t, 24>());
-    }
-  }
-
   RExpression& tree_;
   const BatchRows& rows_;
   BatchBuffers& buffers_;

@@ -93,17 +93,6 @@ void FoldRows(const BatchFold& fold, Accumulator accumulator) {
   }
 }
 
-template <class T>
-T LoadState(const uint8* state) {
-  T value;
-  std::memcpy(&value, state, sizeof value);
-  return value;
-}
-template <class T>
-void StoreState(uint8* state, const T& value) {
-  std::memcpy(state, &value, sizeof value);
-}
-
 /// Without a branch, which nobody could guess.
 template <class T>
 T ValueOrZero(T value, bool isValue) {
@@ -120,12 +109,12 @@ class SumAccumulator {
  public:
   using Value = T;
   explicit SumAccumulator(const BatchVector& input) : values_(input.As<T>()) {}
-  void Load(const uint8* state) { sum_ = LoadState<T>(state); }
+  void Load(const uint8* state) { sum_ = LoadValue<T>(state); }
   void Add(uint32 row, bool isValue) {
     // A sum never is the negative zero, so that adding zero changes nothing.
     sum_ = AddUnchecked(sum_, ValueOrZero(values_[row], isValue));
   }
-  void Store(uint8* state) const { StoreState(state, sum_); }
+  void Store(uint8* state) const { StoreValue(state, sum_); }
 
  private:
   const T* values_;
@@ -141,7 +130,7 @@ class DecimalSumAccumulator {
   void Load(const uint8*) { sum_ = 0; }
   void Add(uint32 row, bool isValue) { sum_ += ValueOrZero(values_[row], isValue); }
   void Store(uint8* state) const {
-    StoreState(state, VelmarNumber::Plus(LoadState<VelmarNumber>(state),
+    StoreValue(state, VelmarNumber::Plus(LoadValue<VelmarNumber>(state),
                                          VelmarNumber::FromScaled(sum_, scale_)));
   }
 
@@ -205,16 +194,16 @@ class SumCheck {
       constexpr int64 kMostSum = int64{1} << 62;
       constexpr int kMostPlaces = 18;
       int64 sum;
-      const auto number = LoadState<VelmarNumber>(state);
+      const auto number = LoadValue<VelmarNumber>(state);
       if (number.TryScaled(scale_, sum) && sum > -kMostSum && sum < kMostSum) return true;
       return std::fabs(number.asDouble()) < 1e17 && number.decimalPlaces() <= kMostPlaces;
     } else if constexpr (std::integral<T>) {
       if (!isChecked_) return true;
-      const WideBounds::Wide sum = LoadState<T>(state);
+      const WideBounds::Wide sum = LoadValue<T>(state);
       return AreWithin<T>({sum + least_, sum + greatest_});
     } else {
       // Not one infinity on the way, and the sum is none either.
-      return !isChecked_ || std::fabs(LoadState<float64>(state)) < kMostSum;
+      return !isChecked_ || std::fabs(LoadValue<float64>(state)) < kMostSum;
     }
   }
 

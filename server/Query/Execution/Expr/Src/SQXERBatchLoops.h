@@ -16,49 +16,30 @@
 namespace sqxer {
 
 /// The form of the values of a C++ type where it has one only, and the type that it is made of.
+template <ColumnForm form, class StoredType>
+struct OneBatchForm {
+  static constexpr ColumnForm kForm = form;
+  using Stored = StoredType;
+};
 template <class T>
 struct BatchFormOf;
 template <>
-struct BatchFormOf<uint8> {
-  static constexpr ColumnForm kForm = ColumnForm::kUInt8;
-  using Stored = uint8;
-};
+struct BatchFormOf<uint8> : OneBatchForm<ColumnForm::kUInt8, uint8> {};
 template <>
-struct BatchFormOf<int16> {
-  static constexpr ColumnForm kForm = ColumnForm::kInt16;
-  using Stored = int16;
-};
+struct BatchFormOf<int16> : OneBatchForm<ColumnForm::kInt16, int16> {};
 template <>
-struct BatchFormOf<int32> {
-  static constexpr ColumnForm kForm = ColumnForm::kInt32;
-  using Stored = int32;
-};
+struct BatchFormOf<int32> : OneBatchForm<ColumnForm::kInt32, int32> {};
 template <>
-struct BatchFormOf<uint32> {
-  static constexpr ColumnForm kForm = ColumnForm::kUInt32;
-  using Stored = uint32;
-};
+struct BatchFormOf<uint32> : OneBatchForm<ColumnForm::kUInt32, uint32> {};
 template <>
-struct BatchFormOf<float32> {
-  static constexpr ColumnForm kForm = ColumnForm::kFloat32;
-  using Stored = float32;
-};
+struct BatchFormOf<float32> : OneBatchForm<ColumnForm::kFloat32, float32> {};
 template <>
-struct BatchFormOf<float64> {
-  static constexpr ColumnForm kForm = ColumnForm::kFloat64;
-  using Stored = float64;
-};
+struct BatchFormOf<float64> : OneBatchForm<ColumnForm::kFloat64, float64> {};
 /// Days in their order are dates in theirs.
 template <>
-struct BatchFormOf<XeDate> {
-  static constexpr ColumnForm kForm = ColumnForm::kDay32;
-  using Stored = int32;
-};
+struct BatchFormOf<XeDate> : OneBatchForm<ColumnForm::kDay32, int32> {};
 template <>
-struct BatchFormOf<XeTime> {
-  static constexpr ColumnForm kForm = ColumnForm::kTime64;
-  using Stored = int64;
-};
+struct BatchFormOf<XeTime> : OneBatchForm<ColumnForm::kTime64, int64> {};
 
 template <class T>
 concept HasOneBatchForm = requires {

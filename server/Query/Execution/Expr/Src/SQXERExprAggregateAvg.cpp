@@ -91,7 +91,7 @@ class MeanState {
     if (added_ == 0) return;
     sum_.Store(state);
     uint8* const count = state + sizeof(typename Sum::Value);
-    StoreState(count, LoadState<uint32>(count) + added_);
+    StoreValue(count, LoadValue<uint32>(count) + added_);
     count[sizeof(uint32)] = 0;
   }
 

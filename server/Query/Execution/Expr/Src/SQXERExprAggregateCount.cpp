@@ -19,9 +19,9 @@ unsigned int StoreCount(uint8* target, uint8* targetNull, uint32 count) {
 /// A state that is a count.
 class CountState {
  public:
-  void Load(const uint8* state) { count_ = LoadState<uint32>(state); }
+  void Load(const uint8* state) { count_ = LoadValue<uint32>(state); }
   void Add(uint32, bool isValue) { count_ += isValue; }
-  void Store(uint8* state) const { StoreState(state, count_); }
+  void Store(uint8* state) const { StoreValue(state, count_); }
 
  private:
   uint32 count_ = 0;

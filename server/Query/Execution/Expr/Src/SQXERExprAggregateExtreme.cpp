@@ -135,9 +135,9 @@ class ExtremeState {
       value = extreme_;
     }
     uint8* const kept = state + kValueOfState;
-    if (state[kNullOfState] == 0 && !before_(value, LoadState<Value>(kept))) return;
+    if (state[kNullOfState] == 0 && !before_(value, LoadValue<Value>(kept))) return;
     std::memcpy(kept, static_cast<const void*>(&value), sizeof value);
-    StoreState(state + kSizeOfState, uint32{sizeof value});
+    StoreValue(state + kSizeOfState, uint32{sizeof value});
     state[kNullOfState] = 0;
   }
 
@@ -174,7 +174,7 @@ void FoldExtreme(XeDataType type, const BatchFold& fold, Before before) {
 bool ExtremeAggregate::AdmitsStates(const BatchFold& fold) {
   if (sourceDataType_ != XeDoubleData) return true;
   return fold.AllOfStates([](const uint8* state) {
-    const auto kept = LoadState<float64>(state + kValueOfState);
+    const auto kept = LoadValue<float64>(state + kValueOfState);
     return state[kNullOfState] != 0 || kept == kept;
   });
 }

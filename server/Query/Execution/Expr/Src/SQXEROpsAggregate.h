@@ -2,12 +2,26 @@
 
 #include <cmath>
 #include <concepts>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
 #include "SQXEROpsArithmetic.h"
 
 namespace sqxer {
+
+/// Reads and writes a value at any address.
+template <class T>
+T LoadValue(const uint8* source) {
+  T value;
+  std::memcpy(&value, source, sizeof(T));
+  return value;
+}
+
+template <class T>
+void StoreValue(uint8* target, const T& value) {
+  std::memcpy(target, &value, sizeof(T));
+}
 
 /// A type in which the numeric aggregates compute.
 template <class T>
@@ -18,7 +32,7 @@ concept AccumulatorValue = std::same_as<T, int32> || std::same_as<T, uint32> ||
 template <AccumulatorValue T>
 T AddUnchecked(const T& a, const T& b) {
   if constexpr (std::is_integral_v<T>) {
-    return static_cast<T>(static_cast<uint32>(a) + static_cast<uint32>(b));
+    return IntegerSum::Unchecked(a, b);
   } else if constexpr (std::same_as<T, VelmarNumber>) {
     return VelmarNumber::Plus(a, b);
   } else {
@@ -30,7 +44,7 @@ T AddUnchecked(const T& a, const T& b) {
 template <AccumulatorValue T>
 T SubtractUnchecked(const T& a, const T& b) {
   if constexpr (std::is_integral_v<T>) {
-    return static_cast<T>(static_cast<uint32>(a) - static_cast<uint32>(b));
+    return IntegerDifference::Unchecked(a, b);
   } else if constexpr (std::same_as<T, VelmarNumber>) {
     return VelmarNumber::Minus(a, b);
   } else {
@@ -42,7 +56,7 @@ T SubtractUnchecked(const T& a, const T& b) {
 template <AccumulatorValue T>
 T SquareUnchecked(const T& a) {
   if constexpr (std::is_integral_v<T>) {
-    return static_cast<T>(static_cast<uint32>(a) * static_cast<uint32>(a));
+    return IntegerProduct::Unchecked(a, a);
   } else if constexpr (std::same_as<T, VelmarNumber>) {
     return VelmarNumber::Multiply(a, a);
   } else {
