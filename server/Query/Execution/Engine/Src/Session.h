@@ -44,8 +44,7 @@ class Session : public Catalog {
   const SettingsRef& GetSettings() const { return settings_; }
 
   /// A table by name (letter case ignored): a path as TablePath reads it, or the bare name of a
-  /// pipe. Error 57015 (path) or
-  /// 57031 (path, kind) for any other, and 57032.
+  /// pipe. Error 57015 (path) or 57031 (path, kind) for any other, and 57032.
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
   void AddTable(std::shared_ptr<const Table> table);
