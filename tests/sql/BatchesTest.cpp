@@ -225,8 +225,8 @@ TEST_F(Batches, GiveWhatRowsGive) {
         break;
       case 4:
         ExpectEqual("SELECT s, c, SUM(CASE WHEN " + Pick(predicates) +
-                    " THEN small ELSE i END), MIN(" + value + "), MAX(" + value + ") FROM t" +
-                    where + " GROUP BY s, c");
+                    " THEN small ELSE i END), MIN(" + value + "), MAX(" + value +
+                    "), MIN(w), MAX(s) FROM t" + where + " GROUP BY s, c");
         break;
       default:
         ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +

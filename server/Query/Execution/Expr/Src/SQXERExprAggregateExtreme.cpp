@@ -1,13 +1,20 @@
 #include "SQXERExprAggregateExtreme.h"
 
+#include <bit>
 #include <cstdio>
 #include <cstring>
 
 #include "SQXERBatchFold.h"
+#include "Utility/ExecutionUtility.h"
+#include "Utility/SUXeDataTypeUtility.h"
 
 namespace sqxer {
 
 namespace {
+
+/// How a value compares with the one before it that it takes the place of.
+constexpr int kWantedOfMax = 1;
+constexpr int kWantedOfMin = -1;
 
 /// Another aggregate of the same kind, with the break columns of `from`. None of them handles
 /// DISTINCT: it changes nothing about an extreme.
@@ -37,7 +44,8 @@ void ExtremeAggregate::BindExtreme(const XeRecordMetaData& input, const XeString
   BindSource(input);
   RequireOrder(operatorName);
   const XeFieldDescriptor& field = GetSourceField(input);
-  keyDesc_ = KeyDesc(field, kAscending, KeyDesc::GetCharComparisonType());
+  comparison_ = KeyDesc::GetCharComparisonType();
+  keyDesc_ = KeyDesc(field, kAscending, comparison_);
   bufferSize_ = sourceDataSize_;
   ReserveKept(tempRow_, bufferSize_);
   resultDataType_ = sourceDataType_;
@@ -86,6 +94,9 @@ bool ExtremeAggregate::TakesBatches() {
     case XeNumericData:
     case XeDateData:
       return true;
+    case XeVarCharData:
+    case XeLongVarCharData:
+      return !IsSourceNarrow();
     default:
       return false;
   }
@@ -148,13 +159,99 @@ class ExtremeState {
   Stored extreme_{};
 };
 
+/// The same of texts of varying length.
+class TextExtremeState {
+ public:
+  /// `kept` and `other` are room for texts; `size` is what a state says of its value's size.
+  TextExtremeState(const BatchVector& input, CharComparisonType_t comparison, int wanted,
+                   XeString& kept, XeString& other, uint32 size)
+      : input_(input),
+        compare_(ExecutionUtility::GetCharacterComparisonFunction(comparison)),
+        wanted_(wanted),
+        usesPrefixes_(comparison == kCompareCodePoints && input.form == ColumnForm::kText8),
+        kept_(kept),
+        other_(other),
+        size_(size) {}
+
+  void Load(const uint8* state) {
+    isAny_ = state[kNullOfState] == 0;
+    isChanged_ = false;
+    if (!isAny_) return;
+    const uint8* const value = state + kValueOfState;
+    kept_.resize(LoadValue<uint32>(value));
+    std::memcpy(kept_.data(), value + kLongVarPrefix, kept_.size() * sizeof(wchar_t));
+    FindPrefix();
+  }
+  void Add(uint32 row, bool isValue) {
+    if (!isValue) return;
+    const BatchText text = input_.GetText(row);
+    if (isAny_ && usesPrefixes_ && IsOutdone(text)) return;
+    if (input_.form == ColumnForm::kText8) {
+      other_.assign(text.characters, text.characters + text.length);
+    } else {
+      other_.assign(reinterpret_cast<const wchar_t*>(text.characters), text.length);
+    }
+    if (isAny_ && compare_(nullptr, AsReference(other_), AsReference(kept_)) != wanted_) return;
+    kept_.swap(other_);
+    FindPrefix();
+    isAny_ = isChanged_ = true;
+  }
+  void Store(uint8* state) const {
+    if (!isChanged_) return;
+    uint8* const value = state + kValueOfState;
+    StoreValue(value, static_cast<uint32>(kept_.size()));
+    std::memcpy(value + kLongVarPrefix, kept_.data(), kept_.size() * sizeof(wchar_t));
+    StoreValue(state + kSizeOfState, size_);
+    state[kNullOfState] = 0;
+  }
+
+ private:
+  static constexpr std::size_t kPrefixLength = sizeof(uint64);
+
+  static RefLongVarChar AsReference(XeString& text) {
+    return {static_cast<uint32>(text.size()), text.data()};
+  }
+  /// The first characters as a number that sorts as they do.
+  void FindPrefix() {
+    prefix_ = 0;
+    const std::size_t length = kept_.find_last_not_of(L' ') + 1;
+    for (std::size_t i = 0; i < kPrefixLength; ++i) {
+      const auto character = i < length ? static_cast<uint32>(kept_[i]) : 0;
+      // Greater ones are no characters of one byte, and sort behind them all.
+      prefix_ = prefix_ << 8 | std::min(character, 0xFFu);
+    }
+  }
+  /// Whether the first characters tell that the text does not take the place of the one kept.
+  bool IsOutdone(const BatchText& text) const {
+    if (text.length == 0 || text.characters[text.length - 1] == ' ') return false;
+    // A column can be read beyond its end.
+    uint64 prefix = LoadValue<uint64>(text.characters);
+    if constexpr (std::endian::native == std::endian::little) prefix = __builtin_bswap64(prefix);
+    if (text.length < kPrefixLength) {
+      prefix &= ~uint64{0} << (kPrefixLength - text.length) * 8;
+    }
+    return wanted_ > 0 ? prefix < prefix_ : prefix > prefix_;
+  }
+
+  const BatchVector& input_;
+  const CharCompareFunc_t compare_;
+  const int wanted_;
+  const bool usesPrefixes_;
+  XeString& kept_;
+  XeString& other_;
+  const uint32 size_;
+  bool isAny_ = false;
+  bool isChanged_ = false;
+  uint64 prefix_ = 0;
+};
+
 template <class Before>
-void FoldExtreme(XeDataType type, const BatchFold& fold, Before before) {
-  const auto fold_ = [&]<class Stored, class Value>(std::type_identity<Stored>,
-                                                    std::type_identity<Value>) {
+void FoldFixed(XeDataType type, const BatchFold& fold, Before before) {
+  const auto foldAs = [&]<class Stored, class Value>(std::type_identity<Stored>,
+                                                     std::type_identity<Value>) {
     FoldRows(fold, ExtremeState<Stored, Value, Before>(*fold.input, before));
   };
-  const auto plain = [&]<class Value>(std::type_identity<Value> value) { fold_(value, value); };
+  const auto plain = [&]<class Value>(std::type_identity<Value> value) { foldAs(value, value); };
   switch (type) {
     case XeInt4Data:
       return plain(std::type_identity<int32>());
@@ -163,9 +260,9 @@ void FoldExtreme(XeDataType type, const BatchFold& fold, Before before) {
     case XeDoubleData:
       return plain(std::type_identity<float64>());
     case XeNumericData:
-      return fold_(std::type_identity<int64>(), std::type_identity<VelmarNumber>());
+      return foldAs(std::type_identity<int64>(), std::type_identity<VelmarNumber>());
     default:
-      return fold_(std::type_identity<int32>(), std::type_identity<XeDate>());
+      return foldAs(std::type_identity<int32>(), std::type_identity<XeDate>());
   }
 }
 
@@ -179,20 +276,30 @@ bool ExtremeAggregate::AdmitsStates(const BatchFold& fold) {
   });
 }
 
-void Max::FoldBatch(const BatchFold& fold) {
-  FoldExtreme(sourceDataType_, fold, [](const auto& a, const auto& b) { return a > b; });
+void ExtremeAggregate::FoldExtreme(const BatchFold& fold, int wanted) {
+  if (SUXeDataTypeUtility::IsXeTextType(sourceDataType_)) return FoldTexts(fold, wanted);
+  if (wanted > 0) {
+    FoldFixed(sourceDataType_, fold, [](const auto& a, const auto& b) { return a > b; });
+  } else {
+    FoldFixed(sourceDataType_, fold, [](const auto& a, const auto& b) { return a < b; });
+  }
 }
 
-void Min::FoldBatch(const BatchFold& fold) {
-  FoldExtreme(sourceDataType_, fold, [](const auto& a, const auto& b) { return a < b; });
+void ExtremeAggregate::FoldTexts(const BatchFold& fold, int wanted) {
+  FoldRows(fold, TextExtremeState(*fold.input, comparison_, wanted, keptText_, otherText_,
+                                  currentRecordDataSize_));
 }
+
+void Max::FoldBatch(const BatchFold& fold) { FoldExtreme(fold, kWantedOfMax); }
+
+void Min::FoldBatch(const BatchFold& fold) { FoldExtreme(fold, kWantedOfMin); }
 
 void Max::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   BindExtreme(input, L"Max", result, info);
 }
 
 RExprReturn Max::Compute(unsigned char* record, unsigned int) {
-  return ComputeExtreme(record, 1, "MAX");
+  return ComputeExtreme(record, kWantedOfMax, "MAX");
 }
 
 Aggregate* Max::GetSourceAggregator() { return MakeSourcePart(*this); }
@@ -206,7 +313,7 @@ void Min::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info
 }
 
 RExprReturn Min::Compute(unsigned char* record, unsigned int) {
-  return ComputeExtreme(record, -1, "MIN");
+  return ComputeExtreme(record, kWantedOfMin, "MIN");
 }
 
 Aggregate* Min::GetSourceAggregator() { return MakeSourcePart(*this); }

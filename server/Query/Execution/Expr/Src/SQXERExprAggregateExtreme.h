@@ -33,15 +33,22 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
       StopBeforeOverrun(operatorName);
   }
   void Keep(const uint8* value);
+  /// FoldBatch of the extreme that compares as `wanted`.
+  void FoldExtreme(const BatchFold& fold, int wanted);
 
   KeyDesc keyDesc_;
+  CharComparisonType_t comparison_ = kCompareCodePoints;
   /// The value kept. Values of fixed width stay off the heap.
   alignas(16) XeAutoBuffer<uint8, 32> tempRow_;
   /// Nothing is kept.
   bool nullIndicator_ = true;
   uint32 bufferSize_ = 0;
+  /// Of batches: the text kept, and the one that is compared with it.
+  XeString keptText_;
+  XeString otherText_;
 
  private:
+  void FoldTexts(const BatchFold& fold, int wanted);
   [[noreturn, gnu::cold]] void StopBeforeOverrun(const char* operatorName) const;
 };
 
