@@ -17,9 +17,7 @@ template <class Value>
 std::vector<Value> BoundaryValues() {
   using Limits = std::numeric_limits<Value>;
   constexpr Value kLow = Limits::lowest(), kHigh = Limits::max(), kOne{1};
-  if constexpr (std::is_same_v<Value, bool>) {
-    return {false, true};
-  } else if constexpr (std::is_integral_v<Value>) {
+  if constexpr (std::is_integral_v<Value>) {
     // The same as an unsigned type's greatest.
     const Value minusOne = static_cast<Value>(-1);
     return {kLow,  static_cast<Value>(kLow + 1), 0, kOne, minusOne,

@@ -11,44 +11,6 @@
 namespace sqxer {
 namespace {
 
-TEST(ArrayRowSet, KeepsSortsAndUpdatesGroupsOfAnySize) {
-  XeRecordMetaData layout;
-  for (int i = 0; i < 2; ++i) layout.AddField(XeInt4Data, 4, false, L"f");
-  layout.GenerateAlignedFieldOffset();
-  const auto key = [&](int field, SortOrder_t order) {
-    return KeyDesc(*layout.GetFieldDescriptor(field), order, kCompareCodePoints);
-  };
-  KeySet ranking, byId;
-  byId.Add(key(0, kAscending));
-  ranking.Add(key(1, kDescending));
-  ranking.Add(key(0, kDescending));
-
-  std::mt19937 random(3);
-  // Blocks that grow, blocks of one record, and one block for all.
-  for (const auto& [first, last] : {std::pair(16u, 4096u), {0u, 0u}, {1u << 20, ~0u}}) {
-    ArrayRowSet rows(layout.GetBinaryRecordSize(), first, last);
-    for (const int32 count : {1000, 1, 3000, 7}) {
-      std::vector<TestRecord> records;
-      for (int32 i = 0; i < count; ++i) {
-        TestRecord& record = records.emplace_back(layout);
-        record.Set(0, i);
-        record.Set(1, static_cast<int32>(random() % 50));
-        i == 0 ? rows.AppendFirst(record.bytes()) : rows.Append(record.bytes());
-      }
-      rows.Sort(ranking);
-      const std::span<uint8*> list = rows.Finalize();
-      EXPECT_TRUE(std::ranges::is_sorted(list, FixedLengthKeySetPred(ranking)));
-      rows.Sort(byId);
-      records[0].Set(1, 60);
-      rows.Update(0, records[0].bytes());
-      ASSERT_EQ(list.size(), records.size());
-      for (std::size_t i = 0; i < list.size(); ++i) {
-        ASSERT_EQ(std::memcmp(list[i], records[i].bytes(), layout.GetBinaryRecordSize()), 0);
-      }
-    }
-  }
-}
-
 TEST(ArrayRowSet, UpdatesPackedRecordsThatBecomeLongerAndShorter) {
   XeRecordMetaData layout;
   layout.AddField(XeInt4Data, 4, false, L"id");

@@ -24,12 +24,22 @@ void CheckFixed(DataConvert_t convert, const From& value, const To& expected) {
   EXPECT_EQ(std::memcmp(target + 1, &expected, sizeof(To)), 0);
 }
 
-// The other widths are read from columns and parameters by the nodes' tests.
 TEST(SUDataConvertTest, FixedWidthValuesWidenToTheSameValue) {
-  CheckFixed(SUDataConvert::ConvertUnsignedInt16ToInt32, uint16{65535}, int32{65535});
-  CheckFixed(SUDataConvert::ConvertNumericToFloat64, VelmarNumber(-12.25), -12.25);
-  CheckFixed(SUDataConvert::ConvertTimeToDateTime, XeTime(1, 2, 3),
-             XeDateTime(1900, 1, 1, 1, 2, 3));
+  using Convert = SUDataConvert;
+  CheckFixed(Convert::ConvertInt8ToInt32, int8{-128}, int32{-128});
+  CheckFixed(Convert::ConvertUnsignedInt8ToInt32, uint8{255}, int32{255});
+  CheckFixed(Convert::ConvertInt16ToInt32, int16{-32768}, int32{-32768});
+  CheckFixed(Convert::ConvertUnsignedInt16ToInt32, uint16{65535}, int32{65535});
+  CheckFixed(Convert::ConvertInt8ToFloat64, int8{-128}, -128.0);
+  CheckFixed(Convert::ConvertUnsignedInt8ToFloat64, uint8{255}, 255.0);
+  CheckFixed(Convert::ConvertInt16ToFloat64, int16{-32768}, -32768.0);
+  CheckFixed(Convert::ConvertUnsignedInt16ToFloat64, uint16{65535}, 65535.0);
+  CheckFixed(Convert::ConvertInt32ToFloat64, INT32_MIN, -2147483648.0);
+  CheckFixed(Convert::ConvertUnsignedInt32ToFloat64, UINT32_MAX, 4294967295.0);
+  CheckFixed(Convert::ConvertFloat32ToFloat64, 0.1f, float64{0.1f});
+  CheckFixed(Convert::ConvertNumericToFloat64, VelmarNumber(-12.25), -12.25);
+  CheckFixed(Convert::ConvertDateToDateTime, XeDate(-4713, 1, 1), XeDateTime(-4713, 1, 1));
+  CheckFixed(Convert::ConvertTimeToDateTime, XeTime(1, 2, 3), XeDateTime(1900, 1, 1, 1, 2, 3));
 }
 
 /// What a text becomes, and whether it is cut: a fixed text ends at its first zero character.

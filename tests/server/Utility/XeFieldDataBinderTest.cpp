@@ -56,7 +56,7 @@ TEST(XeFieldDataBinder, ReadsWholeTextsWithinTheRange) {
   }
 }
 
-// Fixed fields are cut and filled under the nodes' tests.
+// Fixed fields are cut and filled by the casts of the corpus.
 TEST(XeFieldDataBinder, CutsTextsForVaryingFields) {
   wchar_t text[] = L"ab\0d";
   wchar_t* const value = text;

@@ -9,36 +9,6 @@ namespace {
 constexpr auto NIL = std::nullopt;
 constexpr std::size_t kMost = ListAgg::kMostCharacters;
 
-TEST(ListAgg, JoinsWhatIsLeftOfTexts) {
-  // clang-format off
-  const struct { Rows<XeString> texts; XeString list, distinct; } kCases[] = {
-      {{L"a", L"b  ", L"c"}, L"a; b; c", L"a; b; c"},
-      {{L"", L"x", L"   ", NIL}, L"x", L"x"},
-      {{L" x", L"y z ", L"x"}, L" x; y z; x", L" x; x; y z"},
-      {{L"b", L"a", NIL, L"b "}, L"b; a; b", L"a; b"},
-      {{NIL, L"", L"  "}, L"", L""},
-      {{}, L"", L""},
-  };
-  // clang-format on
-  for (const XeDataType type : {Char, VarChar, LongChar}) {
-    TestRecord input({{type, 4}}), target({{VarChar, 4000}, {VarChar, 4000}, {LongChar, 5, false}});
-    Driven list(Make<ListAgg, false>(), input, target),
-        distinct(Make<ListAgg, true>(), input, target, 1),
-        cut(Make<ListAgg, false>(), input, target, 2);
-    for (const auto& c : kCases) {
-      SCOPED_TRACE(&c - kCases);
-      list.Run(c.texts);
-      EXPECT_EQ(target.IsNull(0), c.list.empty());
-      EXPECT_EQ(target.GetText(0), c.list);
-      distinct.Run(c.texts);
-      EXPECT_EQ(target.IsNull(1), c.list.empty());
-      EXPECT_EQ(target.GetText(1), c.distinct);
-      cut.Run(c.texts);
-      EXPECT_EQ(target.GetText(2), c.list.substr(0, 5));
-    }
-  }
-}
-
 TEST(ListAgg, JoinsDaysAndTextsOfOneByteACharacter) {
   TestRecord date({{Date}}), narrow({{VarChar, 4}}, false), binary({{Bin, 4}}),
       target({{VarChar, 4000}});

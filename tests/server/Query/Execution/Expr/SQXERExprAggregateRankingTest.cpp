@@ -33,36 +33,22 @@ Aggregate* MakePlaces(int32 tiles, SortOrder_t order = kAscending, UInt16Vector 
 
 XeDataType ResultType(int32 tiles) { return tiles == kPercentile ? Double : UInt4; }
 
-TEST(RankingAggregates, GiveEachRowItsPlace) {
+TEST(RankingAggregates, AtTheEdges) {
   constexpr int32 kManyTiles = std::numeric_limits<int32>::max();
   const struct {
     int32 tiles;
     Values rows, expected;
     SortOrder_t order = kAscending;
   } kCases[] = {
-      {kPercentile, {10, 20, 30}, {1, 0.5, 0}},
-      {kPercentile, {30, 10, 20}, {1, 0, 0.5}, kDescending},
-      {kPercentile, {20, 30, 10, 20}, {1 / 3., 0, 1, 1 / 3.}},
       {kPercentile, {NIL, 7, NIL}, {NIL, 1, NIL}},
       {kPercentile, {NIL, 1, NIL, 2}, {NIL, 0, NIL, 1}, kDescending},
       {kPercentile, {kNaN, 1, kNaN, HUGE_VAL}, {0, 1, 0, 2 / 3.}},
-      {kPercentile, {}, {}},
-      {4, {1, 2, 3, 4, 5, 6, 7, 8}, {1, 1, 2, 2, 3, 3, 4, 4}},
-      {4, {1, 2, 3, 4, 5, 6, 7, 8}, {4, 4, 3, 3, 2, 2, 1, 1}, kDescending},
-      {3, {4, 3, 2, 1, NIL}, {3, 3, 2, 1, NIL}},
-      {3, {NIL, NIL}, {NIL, NIL}},
-      {1, {5, NIL, 6}, {1, NIL, 1}},
       {2, {1, kNaN, kNaN, kNaN}, {1, 2, 2, 2}},
       {2, {1e308, 1.5e308}, {1, 1}},
       {5, {6, 5}, {5, 3}},
       {kManyTiles,
        {3, 1, 2, 1},
        {kManyTiles, 1 + kManyTiles / 2, 1 + kManyTiles / 4 * 3.0 + 2, 1 + kManyTiles / 2}},
-      {kRank, {30, 10, 20, 20}, {4, 1, 2, 2}},
-      {kRank, {10, NIL, 20, NIL}, {1, 3, 2, 3}},
-      {kNullRank, {10, NIL, 20, NIL}, {2, NIL, 1, NIL}, kDescending},
-      {kBottom, {30, 10, 20, 20}, {NIL, 1, 2, 2}},
-      {kBoth, {30, 10, 20, 40, 25}, {2, 1, 2, 1, NIL}},
   };
   for (const auto& test : kCases) {
     SCOPED_TRACE(testing::Message() << test.tiles << " case " << &test - kCases);

@@ -4,8 +4,6 @@
 #include <set>
 
 #include "AggregateTesting.h"
-#include "Utility/SUSystemConfig.h"
-#include "support/BoundaryValues.h"
 
 namespace sqxer::test {
 namespace {
@@ -99,39 +97,6 @@ TEST(SumAndAvg, AtTheEndsOfTheTypes) {
   }
 }
 
-TEST(DistinctAggregates, JudgeValuesAndNotBytes) {
-  const struct {
-    XeDataType type;
-    Values values;
-    std::optional<float64> count, sum;
-  } kCases[] = {
-      {Int4, {-1, 5, -1, NIL, 5}, 2, 4},
-      {Double, {0.0, -0.0}, 1, 0},
-      {Double, {kNaN, 1, -kNaN}, 2, kNaN},
-      {Numeric, {1.5, 1.50, 2}, 2, 3.5},
-  };
-  for (const auto& c : kCases) {
-    TestRecord input({{c.type}}), target({{c.type}, {UInt4}});
-    Driven sum(Make<Sum, true>(), input, target),
-        count(Make<Count, true, false>(), input, target, 1);
-    ExpectNumber(c.sum, sum.Run(c.values));
-    ExpectNumber(c.count, count.Run(c.values, 1));
-  }
-  // More values than a sort buffer holds, and an overflow that shows when they are added up.
-  const std::size_t buffer = SqrtSorter::GetInitialBufferBytes();
-  SqrtSorter::SetInitialBufferBytes(1024);
-  TestRecord input({{Int4}}), target({{UInt4}, {Int4}});
-  Aggregate* const generic = Make<Sum, true>();
-  generic->SetSourcePosition(23);
-  Driven count(Make<Count, true, false>(), input, target), sum(generic, input, target, 1);
-  Values many;
-  for (int i = 0; i < 5000; ++i) many.push_back(i * 7919 % 3001);
-  EXPECT_EQ(count.Run(many), 3001);
-  ExpectErrorAt(23, 59161, {L"SumInt32", L"2147483647"}, [&] { sum.Run({kMaxInt, 1, 1}); });
-  ExpectNumber(3, sum.Run({1, 2}, 1));
-  SqrtSorter::SetInitialBufferBytes(buffer);
-}
-
 // Groups so long that most repeats never reach the sorter, and what one leaves for the next.
 TEST(DistinctAggregates, CountWhatASetHolds) {
   std::mt19937 engine(3);
@@ -142,21 +107,6 @@ TEST(DistinctAggregates, CountWhatASetHolds) {
       Values values(most == 3 ? 10 : 20000);
       for (auto& value : values) value = std::uniform_int_distribution(-most, most)(engine);
       EXPECT_EQ(count.Run(values), std::set(values.begin(), values.end()).size()) << most;
-    }
-  }
-}
-
-TEST(DistinctAggregates, CountTextsAsTheyCompare) {
-  const Rows<XeString> texts = {L"", L"a", L"a ", NIL, L"a", L"A", L"b!", L"bb", L"bb  "};
-  for (const XeDataType type : {Char, VarChar, LongChar}) {
-    for (const bool foldCase : {false, true}) {
-      SUSystemConfig::GetSystemConfig().caseSensitiveCompare_ = !foldCase;
-      TestRecord input({{type, 4}}), target({{UInt4, 0, false}});
-      Driven count(Make<Count, true, false>(), input, target),
-          sorted(Make<Count, true, true>(), input, target);
-      SUSystemConfig::GetSystemConfig().caseSensitiveCompare_ = true;
-      EXPECT_EQ(count.Run(texts), foldCase ? 4 : 5);
-      EXPECT_EQ(sorted.Run(texts), foldCase ? 4 : 5);
     }
   }
 }
@@ -213,74 +163,6 @@ TEST(TargetsThatAreNeverNull, ReceiveTheStateOfAGroupWithoutValues) {
   EXPECT_EQ(Driven(Make<Range>(), input, target).Run({}), kMinInt);
   EXPECT_EQ(target.GetNumber(1), kMaxInt);
   EXPECT_EQ(target.buffer()[0], 0);
-}
-
-/// The extremes and the ends of a group over values of a type, given in order.
-template <class Value>
-void ExpectEnds(XeDataType type, std::vector<Value> ascending = BoundaryValues<Value>()) {
-  if constexpr (std::is_integral_v<Value> || std::is_same_v<Value, VelmarNumber>) {
-    std::sort(ascending.begin(), ascending.end());
-  }
-  Rows<Value> mixed(ascending.rbegin(), ascending.rend());
-  mixed.insert(mixed.end(), ascending.begin(), ascending.end());
-  std::rotate(mixed.begin(), mixed.begin() + 1, mixed.end());
-  TestRecord input({{type}}), target({{type}});
-  const auto expect = [&](Aggregate* generic, const Rows<Value>& rows, const Value& expected) {
-    Driven(generic, input, target).template Run<Value>(rows);
-    const Value result = target.Get<Value>(0);
-    EXPECT_TRUE(result == expected || (result != result && expected != expected)) << type;
-  };
-  expect(Make<Max>(), mixed, ascending.back());
-  expect(Make<Min>(), mixed, ascending.front());
-  expect(Make<First>(), mixed, *mixed.front());
-  expect(Make<Last>(), mixed, *mixed.back());
-  expect(Make<NullIfNotUnique>(), Rows<Value>(3, mixed.front()), *mixed.front());
-  Driven(Make<NullIfNotUnique>(), input, target).template Run<Value>(mixed);
-  EXPECT_TRUE(target.IsNull(0)) << type;
-}
-
-TEST(StoredValues, OfEveryTypeAreComparedAndKept) {
-  for (const XeDataType type : {Bit, Bool}) ExpectEnds<uint8>(type, {0, 1});
-  ExpectEnds<int8>(Int1);
-  ExpectEnds<uint8>(UInt1);
-  ExpectEnds<int16>(Int2);
-  ExpectEnds<uint16>(UInt2);
-  ExpectEnds<int32>(Int4);
-  ExpectEnds<uint32>(UInt4);
-  // A NaN follows every number.
-  ExpectEnds<float32>(Float);
-  ExpectEnds<float64>(Double);
-  ExpectEnds<VelmarNumber>(Numeric);
-  ExpectEnds<XeDate>(Date);
-  ExpectEnds<XeTime>(Time);
-  for (const XeDataType type : {DateTime, Stamp}) ExpectEnds<XeDateTime>(type);
-}
-
-TEST(StoredValues, OfEqualTextsTheFirstIsKept) {
-  const struct {
-    Rows<XeString> texts, results;
-  } kCases[] = {
-      {{L"b", L"a", L"c"}, {L"c", L"a", L"b", L"c", NIL}},
-      {{L"a ", L"a", L"a  "}, {L"a ", L"a ", L"a ", L"a  ", L"a "}},
-      {{NIL, L"z", NIL}, {L"z", L"z", L"z", L"z", NIL}},
-      {{L"", L"\U0001F426"}, {L"\U0001F426", L"", L"", L"\U0001F426", NIL}},
-      {{L"wide", L"wid"}, {L"wide", L"wid", L"wide", L"wid", NIL}},
-      {{NIL, NIL}, {NIL, NIL, NIL, NIL, NIL}},
-  };
-  for (const XeDataType type : {VarChar, LongChar, Char}) {
-    TestRecord input({{type, 4}}), target({{type, 4}});
-    for (const auto& c : kCases) {
-      Aggregate* const generics[] = {Make<Max>(), Make<Min>(), Make<First>(), Make<Last>(),
-                                     Make<NullIfNotUnique>()};
-      for (std::size_t i = 0; i < c.results.size(); ++i) {
-        Driven(generics[i], input, target).Run(c.texts);
-        ASSERT_EQ(target.IsNull(0), !c.results[i]) << &c - kCases;
-        XeString expected = c.results[i].value_or(target.GetText(0));
-        if (type == Char) expected.resize(4, L' ');
-        EXPECT_EQ(target.GetText(0), expected) << &c - kCases;
-      }
-    }
-  }
 }
 
 TEST(StoredValues, AreCutToAShorterTarget) {

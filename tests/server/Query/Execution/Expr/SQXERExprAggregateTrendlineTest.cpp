@@ -184,21 +184,6 @@ TEST(Matrix, ChangesRowsAndCombinesWhatMatches) {
   ExpectBroken([&] { a.Get(0, 2); });
 }
 
-TEST(ComputePolynomialRegression, AgreesWithCertifiedCoefficients) {
-  // Wampler1 and Wampler2 of NIST's reference data sets: x = 0 to 20.
-  for (const auto& list : {std::array{1., 1., 1., 1., 1., 1.}, {1, .1, .01, .001, .0001, .00001}}) {
-    const std::vector<VelmarNumber> certified(list.begin(), list.end());
-    std::vector<VelmarNumber> fitted;
-    std::vector<float64> x, y;
-    for (int i = 0; i <= 20; ++i) y.push_back(PolynomialModel{certified}(x.emplace_back(i)));
-    ComputePolynomialRegression(x, y, 5, fitted);
-    for (std::size_t k = 0; k < 6; ++k) {
-      const VelmarNumber error = VelmarNumber::Minus(fitted[k], certified[k]);
-      EXPECT_LE(std::fabs(error.asDouble()), 1e-30 * list[k]) << fitted[k].asString();
-    }
-  }
-}
-
 TEST(Trendline, RefusesWhatItCannotFit) {
   for (const auto type : {Parameter::kPower, Parameter::kLogarithmic, Parameter::kMovingAverage}) {
     ExpectError(59149, {}, [&] { Trend(type).Run({{1, 1}, {2, 2}}); });

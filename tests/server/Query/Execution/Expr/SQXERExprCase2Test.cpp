@@ -87,46 +87,7 @@ TEST(Conditional, ErrorsOfBinding) {
   EXPECT_EQ(Bound(new NullIf(Null(), Null()))->GetResultDataType(), Bool) << "no error";
 }
 
-/// CASE a WHEN b THEN 1 and NULLIF(a, b) over every pair of values, which are equal where their
-/// keys are.
-template <class Value, class Key>
-void CheckEquality(const std::vector<Value>& values, Key key) {
-  constexpr XeDataType type = kTypeOfValue<Value>;
-  EXPECT_TRUE(Conditional::HasEquality(type));
-  auto nullIf = OverStubs<Value, 2>::template Make<NullIf>();
-  const Value before{};
-  for (const Value& a : values) {
-    for (const Value& b : values) {
-      const bool equal = key(a) == key(b);
-      const auto lookup =
-          Bound(new Case(new Stub<Value>(type, a), {new Stub<Value>(type, b)}, {Int(1)}));
-      EXPECT_EQ(EvalAs<int32>(*lookup).has_value(), equal) << type << ": " << &b - &values[0];
-      Value out = before;
-      EXPECT_EQ(nullIf.Eval(&out, a, b), equal ? kUnknown : kTrue);
-      // A decimal that becomes NULL leaves the output as it was.
-      const bool written = !equal || type != Numeric;
-      EXPECT_EQ(std::memcmp(&out, written ? &a : &before, sizeof a), 0) << type;
-    }
-  }
-}
-template <class... Values>
-void CheckBoundaryValues() {
-  (CheckEquality(BoundaryValues<Values>(), [](const Values& value) { return value; }), ...);
-}
-
-TEST(Conditional, EqualityOfEveryType) {
-  CheckBoundaryValues<int32, uint32, float64, VelmarNumber, XeDate, XeTime, XeDateTime>();
-  CheckEquality<uint8>({0, 1}, [](uint8 value) { return value; });
-  std::vector<XeString> texts = BoundaryTexts(5);
-  std::vector<wchar_t*> fixed;
-  std::vector<RefLongVarChar> varying;
-  for (XeString& text : texts) {
-    fixed.push_back(text.data());
-    varying.push_back({static_cast<uint32>(text.size()), text.data()});
-  }
-  const auto key = [](const XeString& s) { return s.substr(0, s.find_last_not_of(L' ') + 1); };
-  CheckEquality(fixed, key);
-  CheckEquality(varying, [&](auto& text) { return key({text.buffer_, text.length_}); });
+TEST(Conditional, WhatHasNoEquality) {
   // A case operand longer than every WHEN is not cut to their length.
   EXPECT_FALSE(EvalAs<int32>(*Bound(
       new Case(new ConstantXeChar(L"abcdef"), {new ConstantLongVarXeChar(L"abc")}, {Int(1)}))));

@@ -8,38 +8,6 @@
 namespace sqxer::test {
 namespace {
 
-/// Every boundary value of the operand gives what `expected` says.
-template <class Node, class From, class Expected>
-void ExpectConversion(Expected expected) {
-  for (const From& value : BoundaryValues<From>()) {
-    Node node(new Stub<From>(XeUnknown, value));
-    EXPECT_EQ(EvalAs<decltype(expected(value))>(node), expected(value)) << NodeName(node).c_str();
-  }
-}
-
-TEST(Convert, BoundaryValues) {
-  const auto asDouble = [](auto v) { return static_cast<float64>(v); };
-  const auto asNumber = [](auto v) { return VelmarNumber(int64{v}); };
-  ExpectConversion<ConvertBittoInt32, uint8>([](uint8 v) { return int32{v}; });
-  ExpectConversion<ConvertBittoUInt32, uint8>([](uint8 v) { return uint32{v}; });
-  ExpectConversion<ConvertBittoFloat64, uint8>(asDouble);
-  ExpectConversion<ConvertBittoNumber, uint8>(asNumber);
-  ExpectConversion<ConvertInt16toInt32, int16>([](int16 v) { return int32{v}; });
-  ExpectConversion<ConvertInt32toUInt32, int32>(
-      [](int32 v) { return static_cast<uint32>(v < 0 ? v + (int64{1} << 32) : v); });
-  ExpectConversion<ConvertInt32toFloat64, int32>(asDouble);
-  ExpectConversion<ConvertInt32toNumber, int32>(asNumber);
-  ExpectConversion<ConvertUInt32toFloat64, uint32>(asDouble);
-  ExpectConversion<ConvertUInt32toNumber, uint32>(asNumber);
-  ExpectConversion<ConvertNumbertoFloat64, VelmarNumber>(
-      [](const VelmarNumber& v) { return v.asDouble(); });
-  ExpectConversion<ConvertXeDatetoXeDateTime, XeDate>(
-      [](const XeDate& v) { return XeDateTime(v.GetYear(), v.GetMonth(), v.GetDay()); });
-  ExpectConversion<ConvertXeTimetoXeDateTime, XeTime>([](const XeTime& v) {
-    return XeDateTime(1900, 1, 1, v.GetHour(), v.GetMinute(), v.GetSecond(), v.GetNanosecond());
-  });
-}
-
 TEST(Convert, DoublesTruncateTowardZeroAndStopAtTheLimits) {
   // clang-format off
   const std::pair<float64, int32> kCases[] = {

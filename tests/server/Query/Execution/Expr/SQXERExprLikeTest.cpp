@@ -1,8 +1,6 @@
 #include "OperatorOverStubs.h"
-#include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprLogical.h"
-#include "SQXERExprParam.h"
 
 namespace sqxer::test {
 namespace {
@@ -12,49 +10,21 @@ TEST(Like, EveryRowHasItsOwnPattern) {
   const auto like = [&](int value, int pattern, RExpression* escape = nullptr) {
     return record.Bind(new Like(new Extract(value), new Extract(pattern), escape));
   };
-  const std::unique_ptr<RExpression> trees[] = {like(0, 2), like(1, 2), like(0, 3),
-                                                like(1, 2, new Extract(4))};
-  // A fixed value loses the blanks that pad it, a fixed pattern keeps its own.
-  const std::tuple<XeString, XeString, std::vector<bool>> rows[] = {
-      {L"ab", L"a_", {1, 1, 0, 1}},   {L"a ", L"a_", {1, 0, 0, 0}},  {L"ab ", L"%b", {0, 1, 1, 1}},
-      {L"a%", L"a\\%", {1, 1, 1, 0}}, {L"a!", L"a!!", {0, 0, 0, 1}}, {L"", L"%", {1, 1, 0, 1}},
-  };
-  for (const auto& [value, pattern, expected] : rows) {
-    for (const int field : {0, 1}) record.SetText(field, value);
-    for (const int field : {2, 3}) record.SetText(field, pattern);
-    record.SetText(4, L"!");
-    for (std::size_t i = 0; i < std::size(trees); ++i) {
-      EXPECT_EQ(EvalAs<uint8>(*trees[i]), expected[i]) << testing::PrintToString(pattern) << i;
-    }
+  const std::unique_ptr<RExpression> trees[] = {like(0, 2), like(1, 2, new Extract(4))};
+  for (const auto& [pattern, escape, expected] :
+       {std::tuple(L"a!%", L"!", 1), {L"a%%", L"%", 1}, {L"a_", L"!", 1}, {L"%!%", L"!", 1}}) {
+    record.SetText(1, L"a%").SetText(2, pattern).SetText(4, escape);
+    EXPECT_EQ(EvalAs<uint8>(*trees[1]), expected) << testing::PrintToString(pattern);
   }
   // Beyond what stands inside the node.
   record.SetText(0, XeString(90, L'x')).SetText(2, L"%" + XeString(200, L'%') + L"x");
   EXPECT_EQ(EvalAs<uint8>(*trees[0]), 1);
   for (const int null : {1, 2, 4}) {
-    EXPECT_EQ(EvalAs<uint8>(*(record.SetNull(null), &*trees[3])), std::nullopt);
+    EXPECT_EQ(EvalAs<uint8>(*(record.SetNull(null), &*trees[1])), std::nullopt);
     record.SetNull(null, false);
   }
   record.SetText(2, L"a\\");
   ExpectError(59025, {}, [&] { EvalAs<uint8>(*trees[0]); });
-}
-
-TEST(Like, LiteralsAndParametersStayForAllRows) {
-  TestRecord parameters({{VarChar, 5}}), record({{VarChar, 9}});
-  parameters.SetText(0, L"%b!%c");
-  const auto bind = [&](RExpression* pattern) {
-    return record.Bind(new Like(new Extract(0), pattern, new ConstantLongVarXeChar(L"!")));
-  };
-  const auto parameter = bind(new Param({&parameters.layout(), parameters.buffer(), 0})),
-             literal = bind(new ConstantXeChar(L"%b!%c")), wrong = bind(new ConstantXeChar(L"a!"));
-  for (const bool match : {true, false, true}) {
-    record.SetText(0, match ? L"ab%c" : L"abc");
-    EXPECT_EQ(EvalAs<uint8>(*parameter), match);
-    EXPECT_EQ(EvalAs<uint8>(*literal), match);
-    ExpectError(59025, {}, [&] { EvalAs<uint8>(*wrong); });
-  }
-  // An error only of a row that asks.
-  record.SetNull(0);
-  EXPECT_EQ(EvalAs<uint8>(*wrong), std::nullopt);
 }
 
 TEST(Like, TakesTextsOnly) {

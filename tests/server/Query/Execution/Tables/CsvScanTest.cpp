@@ -457,26 +457,5 @@ TEST_F(CsvScanTest, SamplesTheFileAndSaysWhetherThatHeld) {
   }
 }
 
-TEST_F(CsvScanTest, NoticesAFileThatChanges) {
-  const std::string path = folder_.Write("t.csv", "a\n1\n2\n");
-  const std::string changed =
-      "\"t.csv\" has changed while it was read: read a copy, or wait until it is written";
-  const auto errorAfter = [&](const std::function<void()>& change) {
-    CsvScan scan({path}, {});
-    change();
-    KeepingSink sink;
-    SliceSink* const sinks[] = {&sink};
-    return ErrorOf(folder_.Path(), [&] { scan.Scan(sinks, nullptr); });
-  };
-  EXPECT_EQ(errorAfter([] {}), "no error");
-  EXPECT_EQ(errorAfter([&] { truncate(path.c_str(), 3); }), changed);
-  EXPECT_EQ(errorAfter([&] { std::ofstream(path, std::ios::app) << "\"x"; }), changed);
-  EXPECT_EQ(errorAfter([&] {
-              folder_.Write("u.csv", "a\n1\n2\n");
-              rename(folder_.File("u.csv").c_str(), path.c_str());
-            }),
-            changed);
-}
-
 }  // namespace
 }  // namespace sqxer::test
