@@ -93,9 +93,13 @@ void MapPairs(const A* a, bool isConstantA, const B* b, bool isConstantB, Out* _
       return values[isConstant ? 0 : row];
     };
     if (rows.IsDense()) {
+      // Of its own, so that no byte written to the output can be one of them.
+      const A* const left = a;
+      const B* const right = b;
+      Out* const __restrict result = out;
       const uint32 count = rows.count;
       for (uint32 row = 0; row < count; ++row) {
-        out[row] = static_cast<Out>(op(at(a, row, constantA), at(b, row, constantB)));
+        result[row] = static_cast<Out>(op(at(left, row, constantA), at(right, row, constantB)));
       }
     } else {
       for (uint32 i = 0; i < rows.selectedCount; ++i) {
@@ -208,11 +212,16 @@ inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
   return vector.isConstant ? FirstRow(rows) : rows;
 }
 
-/// What a node costs that does little more than its operands.
+/// What a node costs that does little more than its operands, and cannot fail.
 template <class... Operands>
 BatchCost CostOfAll(Operands&... operands) {
-  return ((operands.GetBatchCost() == BatchCost::kFree) && ...) ? BatchCost::kFree
-                                                                : BatchCost::kDear;
+  return std::max({operands.GetBatchCost()...});
+}
+
+/// The same of a node that does more.
+template <class... Operands>
+BatchCost SafeCostOfAll(Operands&... operands) {
+  return std::max({BatchCost::kSafe, operands.GetBatchCost()...});
 }
 
 /// The batch of a node of two operands that is NULL where one of them is: combine(left, right,
@@ -316,6 +325,9 @@ void CompareVectors(const BatchVector& a, const BatchVector& b, const BatchRows&
     plain(std::type_identity<typename BatchFormOf<T>::Stored>());
   } else {
     if constexpr (std::same_as<T, VelmarNumber>) {
+      if (a.form == ColumnForm::kDecimal64 && b.form == a.form && a.scale == b.scale) {
+        return plain(std::type_identity<int64>());
+      }
       if (AlignedDecimals aligned; aligned.Align(a, b, rows, buffers)) {
         MapPairs(aligned.left, a.isConstant, aligned.right, b.isConstant, out, rows, compare);
         return;

@@ -40,6 +40,8 @@ class SQXEREXPR_API In : public RExpression {
     return static_cast<int>(1 + constExprInList_.size() + otherExprInList_.size());
   }
 
+  BatchCost GetBatchCost() override;
+
   /// Whether this is NOT IN.
   bool IsNegated() const { return bIsNegated_; }
 
