@@ -81,7 +81,7 @@ class Batches : public testing::Test {
       Session& session = evaluation == std::string("rows") ? rows_ : batches_;
       session.SetDirectory(folder_.Path());
       session.SetSchema("t", schema);
-      CsvTableOptions options;
+      TextTableOptions options;
       options.file.threads = 3;
       options.file.leastPieceBytes = options.file.blockBytes = std::size_t{16} << 10;
       session.SetFileOptions(options);
