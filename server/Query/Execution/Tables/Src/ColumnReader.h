@@ -103,6 +103,10 @@ class ColumnReader final : public SliceSink {
   ColumnReader(const std::vector<FileColumn>& columns, const std::string& nullText, Purpose purpose,
                uint64 mostRows);
 
+  /// So many rows are to be expected.
+  void Expect(uint64 rows) {
+    for (Reading& reading : readings_) reading.builder->Expect(rows);
+  }
   /// A budget that is used up ends the reading. It must outlive the reader.
   void SetBudget(TextBudget& budget) { budget_ = &budget; }
   bool Take(const RecordSlice& taken, const RecordPlaces& places) override;

@@ -146,8 +146,12 @@ class TextTable::Rest final : public ChunkSource {
   void ReadOn() {
     chunk_ = {};
     next_ = 0;
+    uint64 rowsBefore = 0;
+    for (const auto& reader : readers_) rowsBefore = std::max(rowsBefore, reader->GetRows());
     const uint32 count = table_.scan_->IsRepeatable() ? table_.scan_->GetWorkers() : 1;
     readers_ = table_.MakeReaders(columns_, Purpose::kStream, count, kAllRows);
+    // The stretches are alike.
+    for (const auto& reader : readers_) reader->Expect(rowsBefore + rowsBefore / 32);
     hasMore_ = table_.scan_->ScanNext(SinksOf(readers_),
                                       count == 1 ? kChunkBytes : count * kWindowBytes, progress_);
     for (const auto& reader : readers_) {
