@@ -115,6 +115,11 @@ class InNode : public In {
   void FindMembers(const Set& constants, const BatchVector& operand, const BatchRows& rows,
                    uint8* values) {
     constexpr std::size_t kFew = 16;
+    const std::optional<ColumnBounds<T>> bounds = KnownBounds<T>(operand);
+    if (bounds && !constants.HasWithin(bounds->least, bounds->greatest)) {
+      std::fill_n(values, rows.count, static_cast<uint8>(bIsNegated_));
+      return;
+    }
     if constexpr (std::is_arithmetic_v<T>) {
       if (constants.GetSize() <= kFew) {
         // Comparing every row with all of them is faster than searching for the wanted ones.
