@@ -236,5 +236,38 @@ TEST_F(Batches, GiveWhatRowsGive) {
   }
 }
 
+TEST_F(Batches, CountAndAddEveryUnitAndPart) {
+  const std::vector<std::string> units = {"second", "minute", "hour",    "day",
+                                          "week",   "month",  "quarter", "year"};
+  for (const std::string& unit : units) {
+    std::string values;
+    for (const char* const from : {"day", "far", "z", "h"}) {
+      for (const char* const to : {"day", "far", "z", "DATE '2012-02-29'"}) {
+        // Seconds between dates far apart are more than an int4.
+        const std::string least = unit == "second" ? "2000-01-01" : "0001-01-01";
+        values += std::string(values.empty() ? "" : ", ") + "CASE WHEN far > DATE '" + least +
+                  "' THEN TIMESTAMPDIFF(" + unit + ", " + from + ", " + to + ") END";
+      }
+    }
+    ExpectEqual("SELECT " + values + " FROM t");
+    ExpectEqual("SELECT TIMESTAMPDIFF(" + unit + ", day, z), TIMESTAMPDIFF(" + unit +
+                ", z, far) FROM t WHERE small > 2");
+    for (const char* const count : {"small", "j", "i", "-7"}) {
+      for (const char* const to : {"day", "far", "z"}) {
+        ExpectEqual("SELECT TIMESTAMPADD(" + unit + ", " + count + ", " + to + ") FROM t");
+      }
+    }
+  }
+  for (const char* const part : {"year", "month", "day", "hour", "minute", "second", "quarter",
+                                 "week", "dayofyear", "dayofweek"}) {
+    const auto of = [&](const char* value) {
+      return "EXTRACT(" + std::string(part) + " FROM " + value + ")";
+    };
+    ExpectEqual("SELECT " + of("day") + ", " + of("far") + ", " + of("z") + ", " + of("h") +
+                " FROM t WHERE i IS NOT NULL");
+    ExpectEqual("SELECT " + of("far") + ", SUM(" + of("z") + ") FROM t GROUP BY " + of("far"));
+  }
+}
+
 }  // namespace
 }  // namespace sqxer::test

@@ -29,6 +29,8 @@ struct BatchBuffers::FewValues {
   ColumnForm form = ColumnForm::kInt32;
   int16 scale = 0;
   bool isAlwaysValid = true;
+  /// Of every value there is a result, and of NULL there is none.
+  bool isNullWithColumn = true;
   std::vector<uint8> values;
   std::vector<BatchText> texts;
   std::vector<uint8> isValid;
@@ -151,7 +153,6 @@ class FewValuesEvaluation {
     few_->texts.clear();
     few_->isValid.clear();
     few_->characters.clear();
-    few_->isAlwaysValid = true;
     Entries entries(*rows_.source, *few_->field, values, first);
     const bool hasNull = rows_.source->GetField(*few_->field).validity != nullptr ||
                          rows_.source->IsNullable(*few_->field);
@@ -171,6 +172,9 @@ class FewValuesEvaluation {
       }
       Append(rows.count, results);
     }
+    const auto firstInvalid = std::ranges::find(few_->isValid, uint8{0});
+    few_->isAlwaysValid = firstInvalid == few_->isValid.end();
+    few_->isNullWithColumn = hasNull && firstInvalid == few_->isValid.end() - 1;
     Simplify();
     few_->state = State::kUsable;
   }
@@ -201,7 +205,6 @@ class FewValuesEvaluation {
     few_->scale = results.scale;
     for (uint32 row = 0; row < count; ++row) {
       few_->isValid.push_back(!results.IsNull(row));
-      few_->isAlwaysValid = few_->isAlwaysValid && few_->isValid.back();
     }
     if (!IsTextForm(results.form)) {
       few_->values.insert(few_->values.end(), results.values,
@@ -235,11 +238,12 @@ class FewValuesEvaluation {
   }
 
   template <class T>
-  void SpreadValues(const T* results, T* values, const BatchVector& column) {
+  void SpreadValues(const T* results, T* __restrict values, const BatchVector& column) {
     const auto last = static_cast<uint32>(few_->isValid.size() - 1);
     WithPlaces(column, [&](auto place) {
-      if (column.validity == nullptr) {
-        rows_.ForEach([&](uint32 row) { values[row] = results[place(row)]; });
+      if (column.validity == nullptr || few_->isNullWithColumn) {
+        // What stands at a NULL may be no value that there is.
+        rows_.ForEach([&](uint32 row) { values[row] = results[std::min(place(row), last)]; });
       } else {
         rows_.ForEach(
             [&](uint32 row) { values[row] = results[column.IsNull(row) ? last : place(row)]; });
@@ -264,6 +268,10 @@ class FewValuesEvaluation {
       });
     }
     if (few_->isAlwaysValid) return;
+    if (few_->isNullWithColumn) {
+      out.validity = column.validity;
+      return;
+    }
     uint8 isValid[kMostBatchRows];
     SpreadValues(few_->isValid.data(), isValid, column);
     uint64* const validity = buffers_.Validity();
