@@ -19,7 +19,8 @@ namespace sqxer {
 inline constexpr uint32 kMostBatchRows = kColumnBlockRows;
 inline constexpr uint32 kMostBatchWords = kMostBatchRows / 64;
 
-/// A text of a batch: `length` characters of the vector's form.
+/// A text of a batch: `length` characters of the vector's form. Where they take one byte each, 64
+/// bytes behind the last one can be read too.
 struct BatchText {
   const uint8* characters = nullptr;
   uint32 length = 0;
@@ -121,7 +122,9 @@ struct BatchRows {
 enum class BatchCost {
   /// Less than finding out which rows need it, and no row can fail.
   kFree,
-  /// More than that, or some row may fail.
+  /// As little, but some row may fail.
+  kCheap,
+  /// More than that.
   kDear,
 };
 
@@ -144,6 +147,8 @@ class SQXEREXPR_API BatchBuffers {
     return reinterpret_cast<BatchText*>(Reserve(texts_, kMostBatchRows * sizeof(BatchText)));
   }
   BatchText Keep(const wchar_t* text, uint32 length);
+  /// Room for so many bytes of copies, which ClearTexts lets go of.
+  uint8* KeepBytes(std::size_t bytes);
   void ClearTexts() { block_ = used_ = 0; }
   /// Validity bits of all rows.
   uint64* Validity() { return validity_; }

@@ -99,7 +99,7 @@ inline bool CountsMicroseconds(const BatchVector& vector) {
 inline const int64* MicrosecondsOf(const BatchVector& vector, const BatchRows& rows, int64* room) {
   if (vector.form == ColumnForm::kTimeStamp64) return vector.As<int64>();
   MapValues(vector.As<int32>(), room, vector.isConstant ? FirstRow(rows) : rows,
-            [](int32 day) { return day * kMicrosecondsPerDay; });
+            [](int32 day) { return IntegerProduct::Unchecked(int64{day}, kMicrosecondsPerDay); });
   return room;
 }
 

@@ -1,5 +1,7 @@
 // Trees that read one column of few different values are evaluated once for each of them.
 
+#include "SQXERBatchFewValues.h"
+
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -18,6 +20,9 @@ struct BatchBuffers::FewValues {
   /// The only field that the tree reads, if it reads one and nothing else that changes.
   std::optional<uint32> field;
   bool isFieldKnown = false;
+
+  /// It reads none: its value is the same in every row.
+  bool isConstant = false;
 
   /// What the results belong to.
   uint64 run = 0;
@@ -40,6 +45,25 @@ struct BatchBuffers::FewValues {
 BatchBuffers::BatchBuffers() = default;
 BatchBuffers::~BatchBuffers() = default;
 
+bool IsSameInEveryRow(RExpression& tree) {
+  switch (tree.GetExpressionType()) {
+    case kParamExpression:
+    case kConstantExpression:
+    case kConstantNumberExpression:
+    case kConstantNullExpression:
+    case kConstantLongVarXeCharExpression:
+      return true;
+    default:
+      break;
+  }
+  if (tree.CountOperands() == 0 || tree.IsVolatile()) return false;
+  for (int i = 0; i < tree.CountOperands(); ++i) {
+    RExpression* const operand = tree.GetIthOperand(i);
+    if (operand != nullptr && !IsSameInEveryRow(*operand)) return false;
+  }
+  return true;
+}
+
 /// Evaluates trees over a column of few different values once for each of them.
 class FewValuesEvaluation {
  public:
@@ -54,9 +78,11 @@ class FewValuesEvaluation {
     if (!few_->isFieldKnown) {
       bool isVarying = false;
       FindFields(tree_, isVarying);
+      few_->isConstant = IsSameInEveryRow(tree_);
       if (isVarying) few_->field.reset();
       few_->isFieldKnown = true;
     }
+    if (few_->isConstant && rows_.GetWanted() != 0 && tree_.EvalOnce(rows_, out)) return true;
     if (!few_->field) return false;
     const BatchVector& column = rows_.source->GetField(*few_->field);
     if (column.dictionary != nullptr) {
@@ -91,16 +117,7 @@ class FewValuesEvaluation {
 
   void FindFields(RExpression& node, bool& isVarying) {
     if (isVarying) return;
-    switch (node.GetExpressionType()) {
-      case kParamExpression:
-      case kConstantExpression:
-      case kConstantNumberExpression:
-      case kConstantNullExpression:
-      case kConstantLongVarXeCharExpression:
-        return;
-      default:
-        break;
-    }
+    if (IsSameInEveryRow(node)) return;
     if (auto* const column = dynamic_cast<Extract*>(&node)) {
       if (column->ReadsRecord()) {
         const auto field = static_cast<uint32>(column->GetFieldIndex());
@@ -292,7 +309,7 @@ class FewValuesEvaluation {
 
 bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
   // What is free is computed before it is looked up.
-  if (tree.CountOperands() > 0 && tree.GetBatchCost() == BatchCost::kDear &&
+  if (tree.CountOperands() > 0 && tree.GetBatchCost() != BatchCost::kFree &&
       FewValuesEvaluation(tree, rows).Try(out)) {
     return true;
   }

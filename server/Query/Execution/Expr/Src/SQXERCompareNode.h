@@ -1,8 +1,10 @@
 #pragma once
 
 #include "SQXERBatchLoops.h"
+#include "SQXERBatchText.h"
 #include "SQXERExpression.h"
 #include "SQXEROpsCompare.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
@@ -72,6 +74,7 @@ class TextCompareNode : public Generic {
                            uint8* const values = buffers.Values<uint8>();
                            result.form = ColumnForm::kUInt8;
                            result.values = values;
+                           if (CompareBytes(left, right, wanted, values)) return true;
                            wanted.ForEach([&](uint32 row) {
                              if (left.IsNull(row) || right.IsNull(row)) return;
                              values[row] =
@@ -87,6 +90,24 @@ class TextCompareNode : public Generic {
   Text value1_{};
   Text value2_{};
   const CharCompareFunc_t compareFunc_ = ExecutionUtility::GetCharacterComparisonFunction();
+
+ private:
+  /// Where texts of one-byte characters are compared by code point.
+  bool CompareBytes(const BatchVector& left, const BatchVector& right, const BatchRows& rows,
+                    uint8* values) const {
+    if (!comparesCodePoints_) return false;
+    ByteTexts a(left);
+    ByteTexts b(right);
+    if (!a.IsSure() || !b.IsSure()) return false;
+    rows.ForEach([&](uint32 row) {
+      if (left.IsNull(row) || right.IsNull(row)) return;
+      values[row] = Op::Apply(CompareByCodePoint(*a.Get(row), *b.Get(row)), 0);
+    });
+    return true;
+  }
+
+  const bool comparesCodePoints_ =
+      Settings::Current()->GetCharComparisonType() == kCompareCodePoints;
 };
 
 /// A typed range test on top of the generic node: compare, low, high in this order.
