@@ -211,8 +211,7 @@ inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
 /// What a node costs that does little more than its operands.
 template <class... Operands>
 BatchCost CostOfAll(Operands&... operands) {
-  return ((operands.GetBatchCost() == BatchCost::kFree) && ...) ? BatchCost::kFree
-                                                                : BatchCost::kDear;
+  return std::max({operands.GetBatchCost()...});
 }
 
 /// The batch of a node of two operands that is NULL where one of them is: combine(left, right,

@@ -82,7 +82,7 @@ bool EvalConnective(RExpression& left, RExpression& right, const BatchRows& rows
   }
   const TruthVector x(a, buffers.Truths(0));
   BatchRows wanted = rows;
-  if (right.GetBatchCost() == BatchCost::kDear) {
+  if (right.GetBatchCost() != BatchCost::kFree) {
     uint16* const undecided = buffers.Rows();
     uint32 count = 0;
     rows.ForEach([&](uint32 row) {
