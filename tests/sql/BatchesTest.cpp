@@ -43,6 +43,14 @@ const std::vector<TestColumn> kColumns = {
       "12", "x", "Q"}},
     {"c", "char(5)", {"ab", "AB", "", "12", "hello"}},
     {"w", "varchar(40)", {}},
+    // One-byte characters whose upper case takes more; then characters that take more themselves.
+    {"v", "varchar(9)", {"\xC2\xB5m", "\xC3\xBF", "\xC3\xA0 La", "", " bb ", "ABBA", "b"}},
+    {"x",
+     "varchar(9)",
+     {"\xE2\x82\xAC",
+      "a\xC5\x82"
+      "b",
+      "", "ABBA ", "\"\"", "b"}},
     {"day", "date", {"2012-01-31", "2012-02-29", "", "2011-12-31", "2012-03-01"}},
     {"far", "date", {"0001-01-01", "1970-01-01", "", "9999-12-31", "2000-02-29"}},
     {"h", "time", {"00:00:00", "23:59:59.999", "", "12:30:00"}},
@@ -158,7 +166,7 @@ std::string WithColumns(const std::string& example, std::mt19937& random) {
     const char first = static_cast<char>(std::toupper(text[0]));
     if (first == 'D') return one({"day", "far", "day"});
     if (first == 'T') return one({"z", "h"});
-    if (first == '\'') return one({"s", "c", "w", "s"});
+    if (first == '\'') return one({"s", "c", "w", "s", "v", "x"});
     if (text.find('.') != text.npos) return one({"d", "n", "e", "m"});
     return one({"i", "small", "small", "j", "u", "n", "e"});
   };
@@ -274,6 +282,104 @@ TEST_F(Batches, DecideComparisonsByTheBoundsOfBlocks) {
     count(column + " NOT IN (" + c.constants.front() + ")");
     for (const char* where : {"", " WHERE t", " WHERE i > 0 OR day IS NULL"}) {
       ExpectEqual("SELECT " + outputs + " FROM t" + where);
+    }
+  }
+}
+
+TEST_F(Batches, CountAndAddEveryUnitAndPart) {
+  const std::vector<std::string> units = {"second", "minute", "hour",    "day",
+                                          "week",   "month",  "quarter", "year"};
+  for (const std::string& unit : units) {
+    std::string values;
+    for (const char* const from : {"day", "far", "z", "h"}) {
+      for (const char* const to : {"day", "far", "z", "DATE '2012-02-29'"}) {
+        // Seconds between dates far apart are more than an int4.
+        const std::string least = unit == "second" ? "2000-01-01" : "0001-01-01";
+        values += std::string(values.empty() ? "" : ", ") + "CASE WHEN far > DATE '" + least +
+                  "' THEN TIMESTAMPDIFF(" + unit + ", " + from + ", " + to + ") END";
+      }
+    }
+    ExpectEqual("SELECT " + values + " FROM t");
+    ExpectEqual("SELECT TIMESTAMPDIFF(" + unit + ", day, z), TIMESTAMPDIFF(" + unit +
+                ", z, far) FROM t WHERE small > 2");
+    for (const char* const count : {"small", "j", "i", "-7"}) {
+      for (const char* const to : {"day", "far", "z"}) {
+        ExpectEqual("SELECT TIMESTAMPADD(" + unit + ", " + count + ", " + to + ") FROM t");
+      }
+    }
+  }
+  for (const char* const part : {"year", "month", "day", "hour", "minute", "second", "quarter",
+                                 "week", "doy", "dow", "month_of_quarter", "week_of_quarter",
+                                 "day_of_quarter", "week_of_month", "month_name", "day_name"}) {
+    const auto of = [&](const char* value) {
+      return "EXTRACT(" + std::string(part) + " FROM " + value + ")";
+    };
+    ExpectEqual("SELECT " + of("day") + ", " + of("far") + ", " + of("z") + ", " + of("h") +
+                " FROM t WHERE i IS NOT NULL");
+    ExpectEqual("SELECT " + of("far") + ", SUM(" + of("z") + ") FROM t GROUP BY " + of("far"));
+  }
+}
+
+TEST_F(Batches, TakeTextsOfEveryWidth) {
+  const std::vector<std::string> texts = {
+      "s", "c", "w", "v", "x", "'abba'", "w || s", "v || x", "CAST(NULL AS varchar(5))"};
+  const auto ask = [&](const std::string& value) {
+    ExpectEqual("SELECT " + value + " FROM t");
+    ExpectEqual("SELECT i, " + value + " FROM t WHERE small > 3 AND b IS NOT NULL");
+  };
+  for (const std::string& text : texts) {
+    ask("UPPER(" + text + "), LOWER(" + text + "), CHAR_LENGTH(" + text + "), OCTET_LENGTH(" +
+        text + ")");
+    ask("TRIM(" + text + "), TRIM(LEADING 'A' FROM " + text + "), TRIM(TRAILING FROM " + text +
+        "), TRIM(BOTH 'b' FROM " + text + ")");
+    ask("SUBSTRING(" + text + " FROM 2 FOR 3), SUBSTRING(" + text + " FROM small - 3 FOR small)");
+    ask("CASE WHEN CHAR_LENGTH(" + text + ") > 0 THEN SUBSTRING(" + text + " FROM j) END");
+    // Refused where it is below 1.
+    ask("SUBSTRING(" + text + " FROM 1 FOR i), LEFT(" + text + ", 2)");
+    ask("LEFT(" + text + ", small), RIGHT(" + text + ", 2), RIGHT(UPPER(" + text + "), small)");
+    ask("MAX(UPPER(SUBSTRING(" + text + " FROM 1 FOR 5))), MIN(LEFT(" + text + ", 3))");
+    for (const std::string other : {"s", "v", "x", "'abba'", "CAST(NULL AS varchar(5))"}) {
+      ask("POSITION(" + other + " IN " + text + "), LOCATE(" + other + ", " + text + "), REPLACE(" +
+          text + ", " + other + ", 'zz'), REPLACE(" + text + ", 'b', " + other + ")");
+      ask(text + " || " + other + ", " + text + " = " + other + ", LOWER(" + text + ") < " + other +
+          ", " + text + " >= UPPER(" + other + "), POSITION('b' IN " + text + " || " + other + ")");
+    }
+  }
+  for (const char* const order : {"true", "false"}) {
+    for (Session* const session : {&rows_, &batches_}) session->Set("CaseSensitiveCompare", order);
+    ask("REPLACE(s, 'B', v), POSITION('B' IN w), LOWER(v) = UPPER(v), s <> 'ABC'");
+  }
+}
+
+TEST_F(Batches, TakeTheBranchOfEachRow) {
+  const std::vector<std::pair<std::string, std::string>> branches = {
+      {"e", "e * 0.9e0"},
+      {"n", "0"},
+      {"n", "1.555"},
+      {"i", "small"},
+      {"day", "far"},
+      {"z", "day"},
+      {"t", "i > 0"},
+      {"small", "NULL"},
+      {"n", "m"},
+      {"h", "h"},
+      {"s", "'x'"},
+      {"b", "b"},
+      {"j", "u"},
+      {"d", "e - 2e0"},
+      {"DATE '2012-01-01'", "day"},
+      // One branch fails in rows of the other.
+      {"1e0", "d * 1e308"},
+      {"e", "d - 1e308 * small"}};
+  for (const auto& [first, second] : branches) {
+    for (const char* const when :
+         {"small < 3", "t", "d < 2 AND i IS NOT NULL", "NULL IS NULL", "ABS(d) > 1"}) {
+      const std::string head = "CASE WHEN " + std::string(when) + " THEN " + first;
+      for (const std::string& tail : {" ELSE " + second, std::string(),
+                                      " WHEN small = 5 THEN " + second + " ELSE " + first}) {
+        ExpectEqual("SELECT i, " + head + tail + " END FROM t WHERE e < 4");
+        ExpectEqual("SELECT COUNT(" + head + tail + " END), MAX(small) FROM t");
+      }
     }
   }
 }

@@ -59,7 +59,9 @@ class ArithmeticNode : public Generic {
   }
   bool HasBatchLoop() final { return true; }
   BatchCost GetBatchCost() final {
-    return FallibleBinaryOp<Op<T>, T> ? BatchCost::kDear : CostOfAll(*this->left_, *this->right_);
+    if constexpr (!FallibleBinaryOp<Op<T>, T>) return CostOfAll(*this->left_, *this->right_);
+    if constexpr (!std::floating_point<T>) return BatchCost::kDear;
+    return BatchCost::kCheap | CostOfAll(*this->left_, *this->right_);
   }
 
  protected:

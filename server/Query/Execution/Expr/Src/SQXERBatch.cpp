@@ -6,6 +6,7 @@
 #include <bit>
 #include <optional>
 
+#include "SQXERBatchFewValues.h"
 #include "SQXERBatchLoops.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExpression.h"
@@ -55,21 +56,29 @@ RefLongVarChar BatchBuffers::Widen(const BatchVector& vector, uint32 row, int op
   return {text.length, wide.data()};
 }
 
-BatchText BatchBuffers::Keep(const wchar_t* text, uint32 length) {
-  constexpr std::size_t kBlock = std::size_t{16} << 10;
-  while (block_ < blocks_.size() && blocks_[block_].size - used_ < length) {
+uint8* BatchBuffers::KeepBytes(std::size_t bytes) {
+  constexpr std::size_t kBlock = std::size_t{64} << 10;
+  constexpr std::size_t kReadBeyond = 64;
+  // What follows can hold characters of four bytes.
+  const std::size_t size = (bytes + kReadBeyond + sizeof(wchar_t) - 1) / sizeof(wchar_t);
+  while (block_ < blocks_.size() && blocks_[block_].size - used_ < size) {
     ++block_;
     used_ = 0;
   }
   if (block_ == blocks_.size()) {
-    const std::size_t size = std::max<std::size_t>(kBlock, length);
-    blocks_.push_back({std::make_unique_for_overwrite<wchar_t[]>(size), size});
+    const std::size_t all = std::max(kBlock / sizeof(wchar_t), size);
+    blocks_.push_back({std::make_unique<wchar_t[]>(all), all});
     used_ = 0;
   }
-  wchar_t* const copy = blocks_[block_].characters.get() + used_;
-  std::copy_n(text, length, copy);
-  used_ += length;
-  return {reinterpret_cast<const uint8*>(copy), length};
+  wchar_t* const room = blocks_[block_].characters.get() + used_;
+  used_ += size - kReadBeyond / sizeof(wchar_t);
+  return reinterpret_cast<uint8*>(room);
+}
+
+BatchText BatchBuffers::Keep(const wchar_t* text, uint32 length) {
+  uint8* const copy = KeepBytes(length * sizeof(wchar_t));
+  std::copy_n(text, length, reinterpret_cast<wchar_t*>(copy));
+  return {copy, length};
 }
 
 uint32 SelectTrue(const BatchVector& truth, const BatchRows& rows, uint16* passing) {
@@ -329,7 +338,13 @@ bool HoldsForAll(RExpression& tree, Holds&& holds) {
 }  // namespace
 
 bool HasBatchLoops(RExpression& tree) {
-  return HoldsForAll(tree, [](RExpression& node) { return node.HasBatchLoop(); });
+  if (IsSameInEveryRow(tree)) return true;
+  if (!tree.HasBatchLoop()) return false;
+  for (int i = 0; i < tree.CountOperands(); ++i) {
+    RExpression* const operand = tree.GetIthOperand(i);
+    if (operand != nullptr && !HasBatchLoops(*operand)) return false;
+  }
+  return true;
 }
 
 bool IsRepeatable(RExpression& tree) {

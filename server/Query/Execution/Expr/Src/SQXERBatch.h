@@ -19,7 +19,8 @@ namespace sqxer {
 inline constexpr uint32 kMostBatchRows = kColumnBlockRows;
 inline constexpr uint32 kMostBatchWords = kMostBatchRows / 64;
 
-/// A text of a batch: `length` characters of the vector's form.
+/// A text of a batch: `length` characters of the vector's form. Where they take one byte each, 64
+/// bytes behind the last one can be read too.
 struct BatchText {
   const uint8* characters = nullptr;
   uint32 length = 0;
@@ -118,14 +119,21 @@ struct BatchRows {
 };
 
 /// What evaluating a node for a row that does not need it costs and risks.
-enum class BatchCost {
+enum class BatchCost : uint8 {
   /// Less than finding out which rows need it, and no row can fail.
-  kFree,
+  kFree = 0,
   /// More than that, and no row can fail.
-  kSafe,
-  /// More than that, or some row may fail.
-  kDear,
+  kSafe = 1,
+  /// As little as kFree, but some row may fail.
+  kCheap = 2,
+  /// More than that, and some row may fail.
+  kDear = kSafe | kCheap,
 };
+
+/// That of two things that are done one after the other.
+constexpr BatchCost operator|(BatchCost a, BatchCost b) {
+  return static_cast<BatchCost>(static_cast<uint8>(a) | static_cast<uint8>(b));
+}
 
 /// The buffers of a node for the batches that it gives. They are made when a node first gives one.
 class SQXEREXPR_API BatchBuffers {
@@ -146,6 +154,8 @@ class SQXEREXPR_API BatchBuffers {
     return reinterpret_cast<BatchText*>(Reserve(texts_, kMostBatchRows * sizeof(BatchText)));
   }
   BatchText Keep(const wchar_t* text, uint32 length);
+  /// Room for so many bytes of copies, which ClearTexts lets go of.
+  uint8* KeepBytes(std::size_t bytes);
   void ClearTexts() { block_ = used_ = 0; }
   /// Validity bits of all rows.
   uint64* Validity() { return validity_; }

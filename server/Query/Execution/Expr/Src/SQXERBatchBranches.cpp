@@ -129,6 +129,127 @@ bool BatchBranches::Finish(BatchVector& out) {
   }
 }
 
+namespace {
+
+/// Rows that take a branch, as a bit each: those of a condition that is true.
+void FindTaken(const BatchVector& condition, uint32 count, uint64* taken) {
+  for (uint32 word = 0; word * 64 < count; ++word) {
+    if (condition.isConstant) {
+      taken[word] = !condition.IsNull(0) && condition.values[0] == 1 ? ~uint64{0} : 0;
+    } else {
+      taken[word] = PackTruths(condition.values + word * std::size_t{64});
+      if (condition.validity != nullptr) taken[word] &= condition.validity[word];
+    }
+  }
+}
+
+/// Puts the values of the rows that take a branch over those that stand there. Both are read, and
+/// one is taken by its bits: no row is branched to.
+template <class Word>
+void BlendValues(const BatchVector& values, const uint64* taken, uint32 count, Word* blended) {
+  const auto blend = [&](auto at) {
+    for (uint32 first = 0; first < count; first += 64) {
+      const uint64 bits = taken[first / 64];
+      const uint32 rows = std::min(count - first, 64u);
+      for (uint32 i = 0; i < rows; ++i) {
+        const auto mask = static_cast<Word>(0 - (bits >> i & 1));
+        Word& value = blended[first + i];
+        value = static_cast<Word>((at(first + i) & mask) | (value & static_cast<Word>(~mask)));
+      }
+    }
+  };
+  const Word* const words = values.As<Word>();
+  if (values.isConstant) {
+    blend([word = *words](uint32) { return word; });
+  } else {
+    blend([words](uint32 row) { return words[row]; });
+  }
+}
+
+/// Constants are brought to the scale of the others; false where the scales differ all the same.
+bool AlignScales(std::span<BatchVector> results, std::span<int64> constants) {
+  int16 scale = 0;
+  for (const BatchVector& result : results) scale = std::max(scale, result.scale);
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    BatchVector& result = results[i];
+    if (result.scale == scale || (result.isConstant && result.IsNull(0))) continue;
+    if (!result.isConstant) return false;
+    constants[i] = *result.As<int64>();
+    for (; result.scale < scale; ++result.scale) {
+      if (__builtin_mul_overflow(constants[i], 10, &constants[i])) return false;
+    }
+    result.values = reinterpret_cast<const uint8*>(&constants[i]);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool BlendBranches(std::span<const BatchVector> conditions, std::span<const BatchVector> given,
+                   const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
+  std::vector<BatchVector> results(given.begin(), given.end());
+  std::vector<int64> constants(results.size());
+  const auto isNull = [](const BatchVector& result) {
+    return result.isConstant && result.IsNull(0);
+  };
+  const auto typed = std::ranges::find_if_not(results, isNull);
+  if (typed == results.end()) return false;
+  const ColumnForm form = typed->form;
+  const bool isOneForm = std::ranges::all_of(
+      results, [&](const BatchVector& result) { return isNull(result) || result.form == form; });
+  if (!isOneForm || IsTextForm(form) || WidthOfForm(form) > sizeof(uint64)) return false;
+  // NULL says nothing of the form.
+  for (BatchVector& result : results) {
+    if (isNull(result)) result.scale = typed->scale;
+  }
+  if (form == ColumnForm::kDecimal64 && !AlignScales(results, constants)) return false;
+
+  const uint32 words = (rows.count + 63) / 64;
+  uint64* const validity = buffers.Validity();
+  std::fill_n(validity, words, 0);
+  uint64 taken[kMostBatchWords];
+  const auto blend = [&]<class Word>(std::type_identity<Word>) {
+    Word* const blended = buffers.Values<Word>();
+    const auto put = [&](const BatchVector& result) {
+      if (!isNull(result)) BlendValues(result, taken, rows.count, blended);
+      for (uint32 word = 0; word < words; ++word) {
+        const uint64 valid = isNull(result)               ? 0
+                             : result.isConstant          ? ~uint64{0}
+                             : result.validity == nullptr ? ~uint64{0}
+                                                          : result.validity[word];
+        validity[word] = (validity[word] & ~taken[word]) | (valid & taken[word]);
+      }
+    };
+    // From the last branch to the first, which is what counts.
+    std::fill_n(taken, words, ~uint64{0});
+    if (results.size() > conditions.size()) put(results.back());
+    for (std::size_t i = conditions.size(); i-- > 0;) {
+      FindTaken(conditions[i], rows.count, taken);
+      put(results[i]);
+    }
+    out = BatchVector();
+    out.form = form;
+    out.scale = typed->scale;
+    out.values = reinterpret_cast<const uint8*>(blended);
+    out.validity = validity;
+  };
+  switch (WidthOfForm(form)) {
+    case 1:
+      blend(std::type_identity<uint8>());
+      break;
+    case 2:
+      blend(std::type_identity<uint16>());
+      break;
+    case 4:
+      blend(std::type_identity<uint32>());
+      break;
+    default:
+      blend(std::type_identity<uint64>());
+      break;
+  }
+  return true;
+}
+
 bool EvalFirstValue(std::span<RExpression* const> trees, const BatchRows& rows,
                     BatchBuffers& buffers, BatchVector& out) {
   BatchBranches branches(rows, buffers);

@@ -77,6 +77,12 @@ class BatchBranches {
   std::vector<Branch> branches_;
 };
 
+/// The result of a CASE of which every condition and every result was evaluated for every row: that
+/// of the first condition that is true, or the last result, if there is one more than conditions.
+/// False where the results are of more than one form, or of one that is not made of machine words.
+bool BlendBranches(std::span<const BatchVector> conditions, std::span<const BatchVector> results,
+                   const BatchRows& rows, BatchBuffers& buffers, BatchVector& out);
+
 /// The batch of the first of some trees that is not NULL, each evaluated for the rows that need it.
 bool EvalFirstValue(std::span<RExpression* const> trees, const BatchRows& rows,
                     BatchBuffers& buffers, BatchVector& out);

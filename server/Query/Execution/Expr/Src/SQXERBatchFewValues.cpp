@@ -1,5 +1,7 @@
 // Trees that read one column of few different values are evaluated once for each of them.
 
+#include "SQXERBatchFewValues.h"
+
 #include <algorithm>
 #include <cstring>
 #include <optional>
@@ -19,6 +21,9 @@ struct BatchBuffers::FewValues {
   std::optional<uint32> field;
   bool isFieldKnown = false;
 
+  /// It reads none: its value is the same in every row.
+  bool isConstant = false;
+
   /// What the results belong to.
   uint64 run = 0;
   std::shared_ptr<const ColumnVector> dictionary;
@@ -29,6 +34,8 @@ struct BatchBuffers::FewValues {
   ColumnForm form = ColumnForm::kInt32;
   int16 scale = 0;
   bool isAlwaysValid = true;
+  /// Of every value there is a result, and of NULL there is none.
+  bool isNullWithColumn = true;
   std::vector<uint8> values;
   std::vector<BatchText> texts;
   std::vector<uint8> isValid;
@@ -37,6 +44,25 @@ struct BatchBuffers::FewValues {
 
 BatchBuffers::BatchBuffers() = default;
 BatchBuffers::~BatchBuffers() = default;
+
+bool IsSameInEveryRow(RExpression& tree) {
+  switch (tree.GetExpressionType()) {
+    case kParamExpression:
+    case kConstantExpression:
+    case kConstantNumberExpression:
+    case kConstantNullExpression:
+    case kConstantLongVarXeCharExpression:
+      return true;
+    default:
+      break;
+  }
+  if (tree.CountOperands() == 0 || tree.IsVolatile()) return false;
+  for (int i = 0; i < tree.CountOperands(); ++i) {
+    RExpression* const operand = tree.GetIthOperand(i);
+    if (operand != nullptr && !IsSameInEveryRow(*operand)) return false;
+  }
+  return true;
+}
 
 /// Evaluates trees over a column of few different values once for each of them.
 class FewValuesEvaluation {
@@ -52,9 +78,11 @@ class FewValuesEvaluation {
     if (!few_->isFieldKnown) {
       bool isVarying = false;
       FindFields(tree_, isVarying);
+      few_->isConstant = IsSameInEveryRow(tree_);
       if (isVarying) few_->field.reset();
       few_->isFieldKnown = true;
     }
+    if (few_->isConstant && rows_.GetWanted() != 0 && tree_.EvalOnce(rows_, out)) return true;
     if (!few_->field) return false;
     const BatchVector& column = rows_.source->GetField(*few_->field);
     if (column.dictionary != nullptr) {
@@ -89,16 +117,7 @@ class FewValuesEvaluation {
 
   void FindFields(RExpression& node, bool& isVarying) {
     if (isVarying) return;
-    switch (node.GetExpressionType()) {
-      case kParamExpression:
-      case kConstantExpression:
-      case kConstantNumberExpression:
-      case kConstantNullExpression:
-      case kConstantLongVarXeCharExpression:
-        return;
-      default:
-        break;
-    }
+    if (IsSameInEveryRow(node)) return;
     if (auto* const column = dynamic_cast<Extract*>(&node)) {
       if (column->ReadsRecord()) {
         const auto field = static_cast<uint32>(column->GetFieldIndex());
@@ -151,7 +170,6 @@ class FewValuesEvaluation {
     few_->texts.clear();
     few_->isValid.clear();
     few_->characters.clear();
-    few_->isAlwaysValid = true;
     Entries entries(*rows_.source, *few_->field, values, first);
     const bool hasNull = rows_.source->GetField(*few_->field).validity != nullptr ||
                          rows_.source->IsNullable(*few_->field);
@@ -171,6 +189,9 @@ class FewValuesEvaluation {
       }
       Append(rows.count, results);
     }
+    const auto firstInvalid = std::ranges::find(few_->isValid, uint8{0});
+    few_->isAlwaysValid = firstInvalid == few_->isValid.end();
+    few_->isNullWithColumn = hasNull && firstInvalid == few_->isValid.end() - 1;
     Simplify();
     few_->state = State::kUsable;
   }
@@ -201,7 +222,6 @@ class FewValuesEvaluation {
     few_->scale = results.scale;
     for (uint32 row = 0; row < count; ++row) {
       few_->isValid.push_back(!results.IsNull(row));
-      few_->isAlwaysValid = few_->isAlwaysValid && few_->isValid.back();
     }
     if (!IsTextForm(results.form)) {
       few_->values.insert(few_->values.end(), results.values,
@@ -235,11 +255,12 @@ class FewValuesEvaluation {
   }
 
   template <class T>
-  void SpreadValues(const T* results, T* values, const BatchVector& column) {
+  void SpreadValues(const T* results, T* __restrict values, const BatchVector& column) {
     const auto last = static_cast<uint32>(few_->isValid.size() - 1);
     WithPlaces(column, [&](auto place) {
-      if (column.validity == nullptr) {
-        rows_.ForEach([&](uint32 row) { values[row] = results[place(row)]; });
+      if (column.validity == nullptr || few_->isNullWithColumn) {
+        // What stands at a NULL may be no value that there is.
+        rows_.ForEach([&](uint32 row) { values[row] = results[std::min(place(row), last)]; });
       } else {
         rows_.ForEach(
             [&](uint32 row) { values[row] = results[column.IsNull(row) ? last : place(row)]; });
@@ -264,6 +285,10 @@ class FewValuesEvaluation {
       });
     }
     if (few_->isAlwaysValid) return;
+    if (few_->isNullWithColumn) {
+      out.validity = column.validity;
+      return;
+    }
     uint8 isValid[kMostBatchRows];
     SpreadValues(few_->isValid.data(), isValid, column);
     uint64* const validity = buffers_.Validity();

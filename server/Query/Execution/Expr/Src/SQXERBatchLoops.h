@@ -215,13 +215,7 @@ inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
 /// What a node costs that does little more than its operands, and cannot fail.
 template <class... Operands>
 BatchCost CostOfAll(Operands&... operands) {
-  return std::max({operands.GetBatchCost()...});
-}
-
-/// The same of a node that does more.
-template <class... Operands>
-BatchCost SafeCostOfAll(Operands&... operands) {
-  return std::max({BatchCost::kSafe, operands.GetBatchCost()...});
+  return (BatchCost::kFree | ... | operands.GetBatchCost());
 }
 
 /// The batch of a node of two operands that is NULL where one of them is: combine(left, right,

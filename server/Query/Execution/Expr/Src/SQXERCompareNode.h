@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SQXERBatchLoops.h"
-#include "SQXERBatchTexts.h"
+#include "SQXERBatchTextCompare.h"
 #include "SQXERExpression.h"
 #include "SQXEROpsCompare.h"
 
@@ -114,7 +114,9 @@ class TextCompareNode : public Generic {
                          });
   }
   bool HasBatchLoop() final { return true; }
-  BatchCost GetBatchCost() final { return SafeCostOfAll(*this->left_, *this->right_); }
+  BatchCost GetBatchCost() final {
+    return BatchCost::kSafe | CostOfAll(*this->left_, *this->right_);
+  }
 
  protected:
   Text value1_{};
@@ -192,7 +194,7 @@ class TextBetweenNode : public Generic {
   }
   bool HasBatchLoop() final { return true; }
   BatchCost GetBatchCost() final {
-    return SafeCostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_);
+    return BatchCost::kSafe | CostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_);
   }
 
  protected:

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "SQXERBatchFold.h"
-#include "SQXERBatchTexts.h"
+#include "SQXERBatchTextCompare.h"
 #include "Utility/ExecutionUtility.h"
 #include "Utility/SUXeDataTypeUtility.h"
 

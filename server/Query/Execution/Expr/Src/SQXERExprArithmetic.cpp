@@ -2,7 +2,9 @@
 
 #include <cwchar>
 
+#include "SQXERBatchText.h"
 #include "SQXERExprConvert.h"
+#include "SQXEROpsString.h"
 #include "SQXERTypedVariant.h"
 
 namespace sqxer {
@@ -206,6 +208,49 @@ RExprReturn ConcatLongVarXeChar::Eval(void* out) {
   if (right != 0) std::wmemcpy(result_.data() + left, value2_.buffer_, right);
   *static_cast<RefLongVarChar*>(out) = {left + right, result_.data()};
   return kTrue;
+}
+
+bool ConcatLongVarXeChar::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  BatchVector left;
+  BatchVector right;
+  if (!EvaluateBatch(*left_, rows, left) || !EvaluateBatch(*right_, rows, right)) return false;
+  ByteTexts starts(left);
+  ByteTexts ends(right);
+  const auto isNull = [](const BatchVector& vector) {
+    return vector.isConstant && vector.IsNull(0);
+  };
+  // A NULL has no characters, of whatever width.
+  const bool areBytes = (starts.IsSure() || isNull(left)) && (ends.IsSure() || isNull(right));
+  BatchBuffers& buffers = GetBatchBuffers();
+  BatchText* const texts = buffers.Texts();
+  uint64* const validity = buffers.Validity();
+  std::fill_n(validity, kMostBatchWords, ~uint64{0});
+  out = BatchVector();
+  out.form = areBytes ? ColumnForm::kText8 : ColumnForm::kText32;
+  out.texts = texts;
+  out.validity = validity;
+  buffers.ClearTexts();
+  rows.ForEach([&](uint32 row) {
+    const bool hasLeft = !left.IsNull(row);
+    const bool hasRight = !right.IsNull(row);
+    if (!hasLeft && !hasRight) {
+      validity[row / 64] &= ~(uint64{1} << row % 64);
+    } else if (areBytes) {
+      const ByteText start = hasLeft ? *starts.Get(row) : ByteText();
+      const ByteText end = hasRight ? *ends.Get(row) : ByteText();
+      uint8* const text = buffers.KeepBytes(std::size_t{start.length_} + end.length_);
+      CopyText(end, CopyText(start, text));
+      texts[row] = {text, start.length_ + end.length_};
+    } else {
+      const RefLongVarChar start = hasLeft ? buffers.Widen(left, row, 0) : RefLongVarChar();
+      const RefLongVarChar end = hasRight ? buffers.Widen(right, row, 1) : RefLongVarChar();
+      const std::size_t length = std::size_t{start.length_} + end.length_;
+      uint8* const text = buffers.KeepBytes(length * sizeof(wchar_t));
+      CopyText(end, CopyText(start, reinterpret_cast<wchar_t*>(text)));
+      texts[row] = {text, static_cast<uint32>(length)};
+    }
+  });
+  return true;
 }
 
 }  // namespace sqxer

@@ -186,6 +186,8 @@ class SQXEREXPR_API ConcatLongVarXeChar final : public Concat {
  public:
   ConcatLongVarXeChar(RExpression* left, RExpression* right, uint32 length);
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
 
  private:
   RefLongVarChar value1_{};

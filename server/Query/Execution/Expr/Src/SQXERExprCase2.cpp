@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "SQXERBatchBranches.h"
+#include "SQXERBatchFewValues.h"
 #include "SQXERExprConvert.h"
 #include "SQXEROpsCompare.h"
 #include "SQXERTypedVariant.h"
@@ -48,6 +49,35 @@ auto ChooseByEquality(XeDataType type, Choose choose) {
         std::type_identity<XeTime>{}, std::type_identity<XeDateTime>{},
         std::type_identity<uint8>{});
   return chosen;
+}
+
+/// The batch of a CASE whose branches are cheap: all of them for every row, and the one of each row
+/// taken. False where some is dear or fails, or they have forms that this does not bring together;
+/// nothing is lost then.
+bool EvalAllBranches(const std::vector<RExpression*>& whens,
+                     const std::vector<RExpression*>& results, const BatchRows& rows,
+                     BatchBuffers& buffers, BatchVector& out) {
+  const auto isCheap = [](RExpression* tree) {
+    const BatchCost cost = tree->GetBatchCost();
+    return cost == BatchCost::kFree || cost == BatchCost::kCheap || IsSameInEveryRow(*tree);
+  };
+  if (!std::ranges::all_of(whens, isCheap) || !std::ranges::all_of(results, isCheap)) return false;
+  std::vector<BatchVector> truths(whens.size());
+  std::vector<BatchVector> values(results.size());
+  const auto evaluate = [&rows](const std::vector<RExpression*>& trees,
+                                std::vector<BatchVector>& vectors) {
+    for (std::size_t i = 0; i < trees.size(); ++i) {
+      if (!EvaluateBatch(*trees[i], rows, vectors[i])) return false;
+    }
+    return true;
+  };
+  try {
+    return evaluate(whens, truths) && evaluate(results, values) &&
+           BlendBranches(truths, values, rows, buffers, out);
+  } catch (const ErrorMessage&) {
+    // Of a row that may belong to another branch: each is asked for its own rows.
+    return false;
+  }
 }
 
 }  // namespace
@@ -217,6 +247,10 @@ RExprReturn Case::Eval(void* out) {
 bool Case::EvalBatch(const BatchRows& rows, BatchVector& out) {
   // The lookup form tells NULL from NULL and from no match: that is done row by row.
   if (caseExpr_ != nullptr) return RExpression::EvalBatch(rows, out);
+  if (rows.IsDense() && !SUXeDataTypeUtility::IsXeTextType(resultDataType_) &&
+      EvalAllBranches(whenExprs_, resultExprs_, rows, GetBatchBuffers(), out)) {
+    return true;
+  }
   BatchBranches branches(rows, GetBatchBuffers());
   for (std::size_t i = 0; i < whenExprs_.size() && branches.HasRows(); ++i) {
     BatchVector truth;

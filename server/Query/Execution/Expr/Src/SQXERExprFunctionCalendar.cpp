@@ -1,5 +1,6 @@
 #include "SQXERExprFunctionCalendar.h"
 
+#include "SQXERBatchCalendar.h"
 #include "SQXERExprConstant.h"
 #include "Utility/Settings.h"
 #include "Utility/XeIntlDateTimeMgr.h"
@@ -19,6 +20,13 @@ void PartFunction::PutFiscal(PartFunction& function, const XeDateTime& value, vo
 template <auto Get>
 void PartFunction::PutFiscalWeek(PartFunction& function, const XeDateTime& value, void* out) {
   *static_cast<int32*>(out) = (value.*Get)(function.firstDayOfWeek_, function.fiscalYear_);
+}
+
+template <PartFunction::Put put>
+void PartFunction::PutEvery(PartFunction& function, const BatchVector& values,
+                            const BatchRows& rows, int32* out) {
+  ForEachMoment(values, rows,
+                [&](uint32 row, const XeDateTime& value) { put(function, value, out + row); });
 }
 
 template <auto Get>
@@ -47,6 +55,8 @@ void PartFunction::Bind(XeAListStream* stream, RExpression*& replacement, MetaDa
   const SettingsRef settings = Settings::Current();
   firstDayOfWeek_ = settings->GetFirstDayOfWeek();
   fiscalYear_ = XeYearDivision(settings->GetSwitches().fiscalYearStartMonth_);
+  putAll_ = part.putAll;
+  names_ = nullptr;
   if (part.putShort == nullptr) {
     put_ = part.put;
     SetResult(XeInt4Data, info);
@@ -69,24 +79,38 @@ RExprReturn PartFunction::Eval(void* out) {
   return retCode_;
 }
 
+bool PartFunction::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (putAll_ == nullptr) return RExpression::EvalBatch(rows, out);
+  BatchVector operand;
+  if (!EvaluateBatch(*operand_, rows, operand)) return false;
+  int32* const parts = GetBatchBuffers().Values<int32>();
+  putAll_(*this, operand, RowsOf(operand, rows), parts);
+  out = BatchVector();
+  out.form = ColumnForm::kInt32;
+  out.isConstant = operand.isConstant;
+  out.validity = operand.validity;
+  out.values = reinterpret_cast<const uint8*>(parts);
+  return true;
+}
+
 const PartFunction::Part CalendarExtract::kParts[] = {
-    {&PutNumber<&XeDateTime::GetYear>},
-    {&PutNumber<&XeDateTime::GetMonth>},
-    {&PutNumber<&XeDateTime::GetDay>},
-    {&PutNumber<&XeDateTime::GetHour>},
-    {&PutNumber<&XeDateTime::GetMinute>},
-    {&PutNumber<&XeDateTime::GetSecond>},
-    {&PutNumber<&XeDateTime::QuarterOfTheYear>},
-    {&PutWeek<&XeDateTime::WeekOfTheYear>},
-    {&PutNumber<&XeDateTime::DayOfTheYear>},
-    {&PutNumber<&XeDateTime::MonthOfTheQuarter>},
-    {&PutWeek<&XeDateTime::WeekOfTheQuarter>},
-    {&PutNumber<&XeDateTime::DayOfTheQuarter>},
-    {&PutWeek<&XeDateTime::WeekOfTheMonth>},
-    {&PutName<&XeDateTime::LongNameOfTheMonth>, &PutName<&XeDateTime::ShortNameOfTheMonth>,
+    kNumber<&PutNumber<&XeDateTime::GetYear>>,
+    kNumber<&PutNumber<&XeDateTime::GetMonth>>,
+    kNumber<&PutNumber<&XeDateTime::GetDay>>,
+    kNumber<&PutNumber<&XeDateTime::GetHour>>,
+    kNumber<&PutNumber<&XeDateTime::GetMinute>>,
+    kNumber<&PutNumber<&XeDateTime::GetSecond>>,
+    kNumber<&PutNumber<&XeDateTime::QuarterOfTheYear>>,
+    kNumber<&PutWeek<&XeDateTime::WeekOfTheYear>>,
+    kNumber<&PutNumber<&XeDateTime::DayOfTheYear>>,
+    kNumber<&PutNumber<&XeDateTime::MonthOfTheQuarter>>,
+    kNumber<&PutWeek<&XeDateTime::WeekOfTheQuarter>>,
+    kNumber<&PutNumber<&XeDateTime::DayOfTheQuarter>>,
+    kNumber<&PutWeek<&XeDateTime::WeekOfTheMonth>>,
+    {&PutName<&XeDateTime::LongNameOfTheMonth>, nullptr, &PutName<&XeDateTime::ShortNameOfTheMonth>,
      &SUSystemConfig::longMonthNames_},
-    {&PutNumber<&XeDateTime::DayOfTheWeek>},
-    {&PutName<&XeDateTime::LongNameOfTheDay>, &PutName<&XeDateTime::ShortNameOfTheDay>,
+    kNumber<&PutNumber<&XeDateTime::DayOfTheWeek>>,
+    {&PutName<&XeDateTime::LongNameOfTheDay>, nullptr, &PutName<&XeDateTime::ShortNameOfTheDay>,
      &SUSystemConfig::longDayNames_},
 };
 
@@ -100,24 +124,24 @@ CalendarExtract::CalendarExtract(RExpression* operand, XeDateTime::ExtractOpcode
     : CalendarExtract(operand, {new ConstantInt32(part)}) {}
 
 const PartFunction::Part FiscalExtract::kParts[] = {
-    {&PutFiscal<&XeDateTime::FiscalYear>},
-    {&PutFiscal<&XeDateTime::FiscalMonth>},
-    {&PutNumber<&XeDateTime::FiscalDay>},
-    {&PutNumber<&XeDateTime::GetHour>},
-    {&PutNumber<&XeDateTime::GetMinute>},
-    {&PutNumber<&XeDateTime::GetSecond>},
-    {&PutFiscal<&XeDateTime::FiscalQuarterOfTheYear>},
-    {&PutFiscalWeek<&XeDateTime::FiscalWeekOfTheYear>},
-    {&PutFiscal<&XeDateTime::FiscalDayOfTheYear>},
-    {&PutFiscal<&XeDateTime::FiscalMonthOfTheQuarter>},
-    {&PutFiscalWeek<&XeDateTime::FiscalWeekOfTheQuarter>},
-    {&PutFiscal<&XeDateTime::FiscalDayOfTheQuarter>},
-    {&PutWeek<&XeDateTime::FiscalWeekOfTheMonth>},
-    {&PutName<&XeDateTime::LongFiscalNameOfTheMonth>,
+    kNumber<&PutFiscal<&XeDateTime::FiscalYear>>,
+    kNumber<&PutFiscal<&XeDateTime::FiscalMonth>>,
+    kNumber<&PutNumber<&XeDateTime::FiscalDay>>,
+    kNumber<&PutNumber<&XeDateTime::GetHour>>,
+    kNumber<&PutNumber<&XeDateTime::GetMinute>>,
+    kNumber<&PutNumber<&XeDateTime::GetSecond>>,
+    kNumber<&PutFiscal<&XeDateTime::FiscalQuarterOfTheYear>>,
+    kNumber<&PutFiscalWeek<&XeDateTime::FiscalWeekOfTheYear>>,
+    kNumber<&PutFiscal<&XeDateTime::FiscalDayOfTheYear>>,
+    kNumber<&PutFiscal<&XeDateTime::FiscalMonthOfTheQuarter>>,
+    kNumber<&PutFiscalWeek<&XeDateTime::FiscalWeekOfTheQuarter>>,
+    kNumber<&PutFiscal<&XeDateTime::FiscalDayOfTheQuarter>>,
+    kNumber<&PutWeek<&XeDateTime::FiscalWeekOfTheMonth>>,
+    {&PutName<&XeDateTime::LongFiscalNameOfTheMonth>, nullptr,
      &PutName<&XeDateTime::ShortFiscalNameOfTheMonth>, &SUSystemConfig::longMonthNames_},
-    {&PutNumber<&XeDateTime::FiscalDayOfTheWeek>},
-    {&PutName<&XeDateTime::LongFiscalNameOfTheDay>, &PutName<&XeDateTime::ShortFiscalNameOfTheDay>,
-     &SUSystemConfig::longDayNames_},
+    kNumber<&PutNumber<&XeDateTime::FiscalDayOfTheWeek>>,
+    {&PutName<&XeDateTime::LongFiscalNameOfTheDay>, nullptr,
+     &PutName<&XeDateTime::ShortFiscalNameOfTheDay>, &SUSystemConfig::longDayNames_},
 };
 
 const PartFunction::Family FiscalExtract::kFamily = {L"FiscalExtract", L"Fiscal_Extract",

@@ -22,12 +22,19 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
  public:
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) final;
   RExprReturn Eval(void* out) final;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final;
+  /// Names are texts of the node: made row by row, or once for each of few values.
+  bool HasBatchLoop() final { return names_ == nullptr; }
 
  protected:
   /// Puts a part of the value where Eval puts its result.
   using Put = void (*)(PartFunction& function, const XeDateTime& value, void* out);
+  /// The same for a batch of values, of a part that is a number.
+  using PutAll = void (*)(PartFunction& function, const BatchVector& values, const BatchRows& rows,
+                          int32* out);
   struct Part {
     Put put;
+    PutAll putAll = nullptr;
     /// For names alone: the short one, and the switch for the long one.
     Put putShort = nullptr;
     bool SUSystemConfig::*isLong = nullptr;
@@ -53,6 +60,12 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
   static void PutFiscal(PartFunction& function, const XeDateTime& value, void* out);
   template <auto Get>
   static void PutFiscalWeek(PartFunction& function, const XeDateTime& value, void* out);
+  template <Put put>
+  static void PutEvery(PartFunction& function, const BatchVector& values, const BatchRows& rows,
+                       int32* out);
+  /// The part that a function puts.
+  template <Put put>
+  static constexpr Part kNumber = {put, &PutEvery<put>};
   template <auto Get>
   static void PutName(PartFunction& function, const XeDateTime& value, void* out);
 
@@ -70,6 +83,7 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
   uint32 nameLength_ = 0;
   DateTimeReader reader_;
   Put put_ = nullptr;
+  PutAll putAll_ = nullptr;
 };
 
 /// The parts of the calendar, opcodes 0 to 15. Names in errors: "CalendarExtract" (59001),

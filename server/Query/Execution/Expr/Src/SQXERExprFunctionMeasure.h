@@ -13,6 +13,9 @@ class SQXEREXPR_API TextMeasureFunction : public NumericValueFunction {
  protected:
   void BindText(const wchar_t* name, XeAListStream* stream, RExpression*& replacement,
                 MetaDataInfo& info);
+  /// The batch of measure(text), which takes texts of either width; strings of bits go by rows.
+  template <class Measure>
+  bool MeasureBatch(const BatchRows& rows, BatchVector& out, Measure&& measure);
   /// Evaluates the text into varCharOperand_.
   RExprReturn EvalText() { return retCode_ = operand_->Eval(&varCharOperand_); }
 
@@ -30,6 +33,8 @@ class SQXEREXPR_API Length final : public TextMeasureFunction {
         m_bDisableRightTrimOnVarChar(disableRightTrimOnVarChar) {}
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return !isBits_; }
 
  private:
   bool m_bDisableRightTrimOnVarChar;
@@ -41,6 +46,8 @@ class SQXEREXPR_API CharacterLength final : public TextMeasureFunction {
   using TextMeasureFunction::TextMeasureFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return !isBits_; }
 };
 
 /// Bytes: four a character.
@@ -49,6 +56,8 @@ class SQXEREXPR_API OctetLength final : public TextMeasureFunction {
   using TextMeasureFunction::TextMeasureFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return !isBits_; }
 };
 
 /// Bits: 32 a character.
@@ -57,6 +66,8 @@ class SQXEREXPR_API BitLength final : public TextMeasureFunction {
   using TextMeasureFunction::TextMeasureFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return !isBits_; }
 };
 
 /// The code of the first character in the server's code page, from -128 to 127; 0 for the empty

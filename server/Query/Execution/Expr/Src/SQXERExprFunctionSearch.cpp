@@ -1,5 +1,6 @@
 #include "SQXERExprFunctionSearch.h"
 
+#include "SQXERBatchText.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/Settings.h"
 
@@ -22,6 +23,22 @@ int32 FindFrom(const RefLongVarChar& needle, const RefLongVarChar& haystack, int
       haystack.buffer_ + skipped, haystack.length_ - static_cast<uint32>(skipped), needle.buffer_,
       needle.length_, isCaseSensitive);
   return index < 0 ? 0 : static_cast<int32>(index + skipped + 1);
+}
+
+/// The positions of a batch, from 1, 0 for nowhere; false where not all texts are known to have
+/// one-byte characters.
+bool FindInBatch(const BatchVector& needles, const BatchVector& haystacks, const BatchRows& rows,
+                 BatchBuffers& buffers, BatchVector& out) {
+  ByteTexts wanted(needles);
+  ByteTexts texts(haystacks);
+  if (!wanted.IsSure() || !texts.IsSure()) return false;
+  int32* const positions = buffers.Values<int32>();
+  out.form = ColumnForm::kInt32;
+  out.values = reinterpret_cast<const uint8*>(positions);
+  rows.ForEach([&](uint32 row) {
+    if (!out.IsNull(row)) positions[row] = FindBytes(*texts.Get(row), *wanted.Get(row)) + 1;
+  });
+  return true;
 }
 
 }  // namespace
@@ -62,6 +79,16 @@ RExprReturn Position::Eval(void* out) {
   return kTrue;
 }
 
+bool Position::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  const auto find = [&](const BatchVector& needles, const BatchVector& haystacks,
+                        const BatchRows& wanted, BatchVector& result) {
+    return FindInBatch(needles, haystacks, wanted, GetBatchBuffers(), result);
+  };
+  return (HasBatchLoop() &&
+          EvalPairBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out, find)) ||
+         RExpression::EvalBatch(rows, out);
+}
+
 void Locate::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
   BindTextOperand(0, L"Locate", stream, replacement, info);
@@ -81,6 +108,16 @@ RExprReturn Locate::Eval(void* out) {
   }
   *static_cast<int32*>(out) = FindFrom(varCharOperand_, varCharParam_, start_, isCaseSensitive_);
   return kTrue;
+}
+
+bool Locate::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  const auto find = [&](const BatchVector& needles, const BatchVector& haystacks,
+                        const BatchRows& wanted, BatchVector& result) {
+    return FindInBatch(needles, haystacks, wanted, GetBatchBuffers(), result);
+  };
+  return (HasBatchLoop() &&
+          EvalPairBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out, find)) ||
+         RExpression::EvalBatch(rows, out);
 }
 
 }  // namespace sqxer

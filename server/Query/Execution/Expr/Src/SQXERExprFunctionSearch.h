@@ -34,6 +34,8 @@ class SQXEREXPR_API Position final : public NumericValueFunction {
   using NumericValueFunction::NumericValueFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return isCaseSensitive_; }
 
  private:
   RefLongVarChar varCharOperand_{};
@@ -49,6 +51,8 @@ class SQXEREXPR_API Locate final : public NumericValueFunction {
   using NumericValueFunction::NumericValueFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return isCaseSensitive_ && !HasStart(); }
 
  private:
   bool HasStart() const { return params_.size() > 1 && params_[1] != nullptr; }

@@ -15,6 +15,9 @@ class SQXEREXPR_API TextVariantFunction : public StringValueFunction {
   using StringValueFunction::StringValueFunction;
 
  protected:
+  /// The batch of a function over long texts, where it has a loop.
+  bool HasTextLoop() const { return false; }
+  bool ComputeBatch(const BatchRows&, BatchVector&) { return false; }
   /// Binds the operand, which must be a text; it keeps its form.
   void BindText(const wchar_t* name, XeAListStream* stream, RExpression*& replacement,
                 MetaDataInfo& info);
@@ -88,6 +91,10 @@ class OverLongVarXeChar : public Function {
     if (this->retCode_ != kTrue) return this->retCode_;
     return this->Compute(varCharOperand_, *static_cast<RefLongVarChar*>(out));
   }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    return this->HasTextLoop() ? this->ComputeBatch(rows, out) : RExpression::EvalBatch(rows, out);
+  }
+  bool HasBatchLoop() final { return this->HasTextLoop(); }
 
  private:
   RefLongVarChar varCharOperand_{};
@@ -102,6 +109,8 @@ class SQXEREXPR_API Upper : public TextVariantFunction {
 
  protected:
   RExprReturn Compute(const RefLongVarChar& text, RefLongVarChar& result);
+  bool HasTextLoop() const { return true; }
+  bool ComputeBatch(const BatchRows& rows, BatchVector& out);
 };
 class SQXEREXPR_API UpperXeChar final : public OverXeChar<Upper> {
  public:
@@ -120,6 +129,8 @@ class SQXEREXPR_API Lower : public TextVariantFunction {
 
  protected:
   RExprReturn Compute(const RefLongVarChar& text, RefLongVarChar& result);
+  bool HasTextLoop() const { return true; }
+  bool ComputeBatch(const BatchRows& rows, BatchVector& out);
 };
 class SQXEREXPR_API LowerXeChar final : public OverXeChar<Lower> {
  public:
@@ -142,6 +153,8 @@ class SQXEREXPR_API Trim : public TextVariantFunction {
 
  protected:
   RExprReturn Compute(const RefLongVarChar& text, RefLongVarChar& result);
+  bool HasTextLoop() const { return true; }
+  bool ComputeBatch(const BatchRows& rows, BatchVector& out);
 
  private:
   RefLongVarChar trimChar_{};
@@ -173,18 +186,25 @@ class SQXEREXPR_API SubString : public TextVariantFunction {
 
  protected:
   RExprReturn Compute(const RefLongVarChar& text, RefLongVarChar& result);
+  bool HasTextLoop() const { return !HasTokens(); }
+  bool ComputeBatch(const BatchRows& rows, BatchVector& out);
 
  private:
   enum Parameter { kFrom = 1, kFor, kTokens, kDelimiter };
   bool HasCount() const { return params_.size() >= kFor; }
   bool HasTokens() const { return params_.size() == kDelimiter; }
   RExprReturn EvalPositions(const RefLongVarChar& text);
+  template <class Text>
+  Text Cut(const Text& text, int32 from, int32 count) const {
+    return countsAsOlderCallers_ ? CompliantSubStringOp::Apply(text, from, count)
+                                 : SubStringOp::Apply(text, from, count);
+  }
 
   int32 from_ = 1;
   int32 for_ = 0;
   int32 numLeadingTokens_ = 0;
   RefLongVarChar delimiter_{};
-  RefLongVarChar (*cut_)(const RefLongVarChar& text, int32 from, int32 count);
+  const bool countsAsOlderCallers_;
 };
 class SQXEREXPR_API SubStringXeChar final : public OverXeChar<SubString> {
  public:

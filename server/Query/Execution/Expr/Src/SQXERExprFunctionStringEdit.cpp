@@ -56,6 +56,41 @@ RExprReturn Replace::Eval(void* result) {
   return kTrue;
 }
 
+bool Replace::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!isCaseSensitive_) return RExpression::EvalBatch(rows, out);
+  BatchVector operand;
+  BatchVector from;
+  BatchVector to;
+  if (!EvaluateBatch(*operand_, rows, operand) || !EvaluateBatch(*params_[0], rows, from) ||
+      !EvaluateBatch(*params_[1], rows, to)) {
+    return false;
+  }
+  ByteTexts texts(operand);
+  ByteTexts wanted(from);
+  ByteTexts replacements(to);
+  if (!texts.IsSure() || !wanted.IsSure() || !replacements.IsSure()) {
+    return RExpression::EvalBatch(rows, out);
+  }
+  out = BatchVector();
+  BatchBuffers& buffers = GetBatchBuffers();
+  IntersectValidity(operand, from, to, rows, buffers.Validity(), out);
+  BatchText* const results = buffers.Texts();
+  out.form = ColumnForm::kText8;
+  out.texts = results;
+  buffers.ClearTexts();
+  RowsOf(out, rows).ForEach([&](uint32 row) {
+    if (out.IsNull(row)) return;
+    const ByteText text = *texts.Get(row);
+    const ByteText what = *wanted.Get(row);
+    const ByteText with = *replacements.Get(row);
+    const uint64 longest = ReplaceOp::LongestResult(text.length_, what.length_, with.length_);
+    const auto room = static_cast<uint32>(resultAllocationSize_);
+    uint8* const result = buffers.KeepBytes(std::min<uint64>(longest, room));
+    results[row] = {result, ReplaceOp::Apply(text, what, with, &FindBytes, result, room)};
+  });
+  return true;
+}
+
 void Insert::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   const OperandShape text = BindTextOperand(0, L"Insert", stream, replacement, info);
   for (const int number : {1, 2}) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "SQXERBatchText.h"
 #include "SQXERExprFunctionBase.h"
 #include "SQXEROpsString.h"
 #include "Utility/XeAutoBuffer.h"
@@ -31,6 +32,25 @@ class TextEndFunction : public StringValueFunction {
     }
     return retCode_;
   }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    BatchBuffers& buffers = GetBatchBuffers();
+    return EvalPairBatch(*operand_, *params_[0], rows, buffers, out,
+                         [&](const BatchVector& operand, const BatchVector& counts,
+                             const BatchRows& wanted, BatchVector& result) {
+                           BatchText* const texts = buffers.Texts();
+                           result.form = operand.form;
+                           result.texts = texts;
+                           bool isDone = true;
+                           ForEachText(operand, wanted, [&](uint32 row, const auto& text) {
+                             if (counts.IsNull(row)) return;
+                             const auto count = ReadBatchValue<int32>(counts, row);
+                             isDone &= count >= 1;
+                             texts[row] = AsBatchText(Op::Apply(text, std::max(count, 0)));
+                           });
+                           return isDone;
+                         });
+  }
+  bool HasBatchLoop() final { return true; }
 
  private:
   RefLongVarChar varCharOperand_{};
@@ -58,6 +78,8 @@ class SQXEREXPR_API Replace final : public StringValueFunction {
   using StringValueFunction::StringValueFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* result) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return isCaseSensitive_; }
 
  private:
   XeAutoBuffer<wchar_t, 128> result_;

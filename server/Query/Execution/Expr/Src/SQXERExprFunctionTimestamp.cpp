@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "SQXERBatchArithmetic.h"
+#include "SQXERBatchCalendar.h"
 #include "SQXERExprConstant.h"
 #include "SQXEROpsArithmetic.h"
 #include "SQXEROpsCalendar.h"
@@ -19,6 +21,72 @@ constexpr AddFunction kAdds[] = {
     &AddUnitsOp<&XeDateTime::AddDays>::Apply,         &AddUnitsOp<&XeDateTime::AddDays, 7>::Apply,
     &AddUnitsOp<&XeDateTime::AddMonths>::Apply,       &AddUnitsOp<&XeDateTime::AddMonths, 3>::Apply,
     &AddUnitsOp<&XeDateTime::AddYears>::Apply,
+};
+
+/// Differences between two vectors as int4; false where some row that counts has none.
+using MapDifferences = bool (*)(const BatchVector& from, const BatchVector& to,
+                                const BatchRows& rows, BatchBuffers& buffers, int32* out,
+                                BatchVector& result);
+
+/// Row by row, between values of any form.
+template <class Op>
+bool MapMoments(const BatchVector& from, const BatchVector& to, const BatchRows& rows,
+                BatchBuffers&, int32* out, BatchVector&) {
+  bool isWithin = true;
+  rows.ForEach([&](uint32 row) {
+    if (from.IsNull(row) || to.IsNull(row)) return;
+    const int64 units = Op::Apply(ReadBatchMoment(from, row), ReadBatchMoment(to, row));
+    isWithin &= std::in_range<int32>(units);
+    out[row] = static_cast<int32>(units);
+  });
+  return isWithin;
+}
+
+template <class Op>
+bool MapElapsed(const BatchVector& from, const BatchVector& to, const BatchRows& rows,
+                BatchBuffers& buffers, int32* out, BatchVector& result) {
+  if (!CountsMicroseconds(from) || !CountsMicroseconds(to)) {
+    return MapMoments<Op>(from, to, rows, buffers, out, result);
+  }
+  const int64* const start = MicrosecondsOf(from, rows, buffers.Rescaled(0));
+  const int64* const end = MicrosecondsOf(to, rows, buffers.Rescaled(1));
+  bool isWithin = true;
+  MapPairs(start, from.isConstant, end, to.isConstant, out, rows, [&](int64 a, int64 b) {
+    const int64 units = Op::OfMicroseconds(a, b);
+    isWithin &= std::in_range<int32>(units);
+    return units;
+  });
+  // What is beyond int4 may stand in a row that does not count.
+  return isWithin || MapMoments<Op>(from, to, rows, buffers, out, result);
+}
+
+template <class Op, class DaysOp>
+bool MapDays(const BatchVector& from, const BatchVector& to, const BatchRows& rows,
+             BatchBuffers& buffers, int32* out, BatchVector& result) {
+  if (from.form != ColumnForm::kDay32 || to.form != ColumnForm::kDay32) {
+    return MapElapsed<Op>(from, to, rows, buffers, out, result);
+  }
+  MapPairs(from.As<int32>(), from.isConstant, to.As<int32>(), to.isConstant, out, rows,
+           [](int32 a, int32 b) { return DaysOp::OfDayNumbers(a, b); });
+  const ColumnBounds<int64> start = FindBounds<int32>(from, rows);
+  const ColumnBounds<int64> end = FindBounds<int32>(to, rows);
+  KnowBounds({DaysOp::OfDayNumbers(start.greatest, end.least),
+              DaysOp::OfDayNumbers(start.least, end.greatest)},
+             buffers.Block(), result);
+  return true;
+}
+
+/// In the order of XeDateTime::UnitOfTime.
+constexpr MapDifferences kMapDifferences[] = {
+    &MapElapsed<ElapsedMilliseconds>,
+    &MapElapsed<ElapsedSeconds>,
+    &MapElapsed<ElapsedMinutes>,
+    &MapElapsed<ElapsedHours>,
+    &MapDays<ElapsedDays, ElapsedDaysOp<1>>,
+    &MapDays<ElapsedWeeks, ElapsedDaysOp<7>>,
+    &MapMoments<CrossedMonths>,
+    &MapMoments<CrossedQuarters>,
+    &MapMoments<CrossedYearsOp>,
 };
 
 /// The function for a unit.
@@ -61,6 +129,24 @@ RExprReturn TimestampAdd::Eval(void* out) {
     *static_cast<XeDateTime*>(out) = value;
   }
   return retCode_;
+}
+
+bool TimestampAdd::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return EvalPairBatch(*params_[0], *params_[1], rows, GetBatchBuffers(), out,
+                       [this](const BatchVector& counts, const BatchVector& moments,
+                              const BatchRows& wanted, BatchVector& result) {
+                         int64* const sums = GetBatchBuffers().Values<int64>();
+                         result.form = ColumnForm::kTimeStamp64;
+                         result.values = reinterpret_cast<const uint8*>(sums);
+                         bool isDone = true;
+                         wanted.ForEach([&](uint32 row) {
+                           if (counts.IsNull(row) || moments.IsNull(row)) return;
+                           XeDateTime value = ReadBatchMoment(moments, row);
+                           add_(ReadBatchValue<int32>(counts, row), value);
+                           isDone &= TryTimeStamp64(value, sums[row]);
+                         });
+                         return isDone;
+                       });
 }
 
 TimestampDiff::TimestampDiff(RExpression* unit, const ExpressionVector& params)
@@ -119,6 +205,18 @@ RExprReturn TimestampDiff::Eval(void* out) {
   }
   *static_cast<int32*>(out) = static_cast<int32>(units);
   return kTrue;
+}
+
+bool TimestampDiff::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return EvalPairBatch(*params_[0], *params_[1], rows, GetBatchBuffers(), out,
+                       [this](const BatchVector& from, const BatchVector& to,
+                              const BatchRows& wanted, BatchVector& result) {
+                         int32* const units = GetBatchBuffers().Values<int32>();
+                         result.form = ColumnForm::kInt32;
+                         result.values = reinterpret_cast<const uint8*>(units);
+                         return OfUnit(kMapDifferences, unitOfTime_)(
+                             from, to, wanted, GetBatchBuffers(), units, result);
+                       });
 }
 
 }  // namespace sqxer

@@ -23,6 +23,8 @@ class SQXEREXPR_API TimestampAdd final : public TimeValueFunction {
   TimestampAdd(XeDateTime::UnitOfTime unit, const ExpressionVector& params);
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kTimestampAddExpression; }
 
  private:
@@ -41,6 +43,8 @@ class SQXEREXPR_API TimestampDiff final : public NumericValueFunction {
   TimestampDiff(XeDateTime::UnitOfTime unit, const ExpressionVector& params);
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kTimestampDiffExpression; }
 
  private:

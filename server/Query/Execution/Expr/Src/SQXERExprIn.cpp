@@ -45,7 +45,7 @@ void In::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand;
 RExprReturn In::Eval(void*) { XeLogicError("an IN that was not bound is evaluated"); }
 
 BatchCost In::GetBatchCost() {
-  return otherExprInList_.empty() ? SafeCostOfAll(*operand_) : BatchCost::kDear;
+  return otherExprInList_.empty() ? BatchCost::kSafe | CostOfAll(*operand_) : BatchCost::kDear;
 }
 
 template <class Variant>

@@ -94,7 +94,7 @@ RExprReturn Like::Eval(void* out) {
 }
 
 BatchCost Like::GetBatchCost() {
-  return isPatternRead_ ? SafeCostOfAll(*firstOp_) : BatchCost::kDear;
+  return isPatternRead_ ? BatchCost::kSafe | CostOfAll(*firstOp_) : BatchCost::kDear;
 }
 
 bool Like::EvalBatch(const BatchRows& rows, BatchVector& out) {

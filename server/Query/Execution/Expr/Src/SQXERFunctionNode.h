@@ -10,9 +10,24 @@ namespace sqxer {
 template <class Op, class T>
 void MapMath(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
   T* const values = buffers.Values<T>();
-  rows.ForEach([&](uint32 row) {
+  const auto apply = [&](uint32 row) {
     if (!out.IsNull(row)) ApplyMath<Op>(ReadBatchValue<T>(out, row), values[row]);
-  });
+  };
+  if constexpr (std::same_as<T, float64> && LoopMathOp<Op>) {
+    const float64* const x = out.As<float64>();
+    if (!rows.IsDense()) {
+      rows.ForEach(apply);
+    } else if (!Op::ApplyToAll(x, values, rows.count)) {
+      // What it refuses may stand in rows that do not count.
+      rows.ForEach([&](uint32 row) {
+        if (Op::Refuses(x[row])) apply(row);
+      });
+    }
+  } else if constexpr (std::same_as<T, float64> && TotalMathOp<Op, float64>) {
+    MapValues(out.As<float64>(), values, rows, [](float64 x) { return Op::Apply(x); });
+  } else {
+    rows.ForEach(apply);
+  }
   out.form = std::same_as<T, VelmarNumber> ? ColumnForm::kNumber : ColumnForm::kFloat64;
   out.values = reinterpret_cast<const uint8*>(values);
   out.block = nullptr;

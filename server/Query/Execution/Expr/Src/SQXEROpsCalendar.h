@@ -17,10 +17,15 @@ struct AddUnitsOp {
   }
 };
 
-/// Whole units of elapsed time from `from` to `to`.
-template <int64 (*Difference)(const XeDateTime&, const XeDateTime&)>
+/// Whole units of elapsed time from `from` to `to`. The same of moments counted in microseconds, of
+/// which a unit has so many; what does not fit wraps.
+template <int64 (*Difference)(const XeDateTime&, const XeDateTime&), int64 microsecondsOfUnit>
 struct ElapsedUnitsOp {
   static int64 Apply(const XeDateTime& from, const XeDateTime& to) { return Difference(to, from); }
+  static int64 OfMicroseconds(int64 from, int64 to) {
+    const uint64 elapsed = static_cast<uint64>(to) - static_cast<uint64>(from);
+    return static_cast<int64>(elapsed) / microsecondsOfUnit;
+  }
 };
 
 /// The same between midnights, for a unit of whole days.
@@ -28,8 +33,9 @@ template <int days>
 struct ElapsedDaysOp {
   static int64 Apply(const XeDate& from, const XeDate& to) {
     const int64 end = XeCalendar::DayNumber(to);
-    return (end - XeCalendar::DayNumber(from)) / days;
+    return OfDayNumbers(XeCalendar::DayNumber(from), end);
   }
+  static int64 OfDayNumbers(int64 from, int64 to) { return (to - from) / days; }
 };
 
 /// Boundaries of the calendar crossed from `from` to `to`: callers rely on 31 January to 1 February
@@ -46,18 +52,22 @@ struct CrossedYearsOp {
   }
 };
 
+inline constexpr int64 kSecond = 1'000'000;
+using ElapsedMilliseconds = ElapsedUnitsOp<&XeDateTime::DifferenceInMilliSeconds, kSecond / 1000>;
+using ElapsedSeconds = ElapsedUnitsOp<&XeDateTime::DifferenceInSeconds, kSecond>;
+using ElapsedMinutes = ElapsedUnitsOp<&XeDateTime::DifferenceInMinutes, kSecond * 60>;
+using ElapsedHours = ElapsedUnitsOp<&XeDateTime::DifferenceInHours, kSecond * 3600>;
+using ElapsedDays = ElapsedUnitsOp<&XeDateTime::DifferenceInDays, kSecond * 86400>;
+using ElapsedWeeks = ElapsedUnitsOp<&XeDateTime::DifferenceInWeeks, kSecond * 86400 * 7>;
+using CrossedMonths = CrossedUnitsOp<&XeDateTime::GetMonth, 12>;
+using CrossedQuarters = CrossedUnitsOp<&XeDateTime::QuarterOfTheYear, 4>;
+
 using UnitDifference = int64 (*)(const XeDateTime& from, const XeDateTime& to);
 /// In the order of XeDateTime::UnitOfTime.
 inline constexpr UnitDifference kUnitDifferences[] = {
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInMilliSeconds>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInSeconds>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInMinutes>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInHours>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInDays>::Apply,
-    &ElapsedUnitsOp<&XeDateTime::DifferenceInWeeks>::Apply,
-    &CrossedUnitsOp<&XeDateTime::GetMonth, 12>::Apply,
-    &CrossedUnitsOp<&XeDateTime::QuarterOfTheYear, 4>::Apply,
-    &CrossedYearsOp::Apply,
+    &ElapsedMilliseconds::Apply, &ElapsedSeconds::Apply,  &ElapsedMinutes::Apply,
+    &ElapsedHours::Apply,        &ElapsedDays::Apply,     &ElapsedWeeks::Apply,
+    &CrossedMonths::Apply,       &CrossedQuarters::Apply, &CrossedYearsOp::Apply,
 };
 
 using DayDifference = int64 (*)(const XeDate& from, const XeDate& to);

@@ -7,7 +7,8 @@ namespace sqxer {
 
 /// Characters without trailing blanks.
 struct LengthOp {
-  static int32 Apply(const RefLongVarChar& text) {
+  template <class Text = RefLongVarChar>
+  static int32 Apply(const Text& text) {
     uint32 length = text.length_;
     while (length > 0 && text.buffer_[length - 1] == L' ') --length;
     return static_cast<int32>(length);
@@ -16,12 +17,16 @@ struct LengthOp {
 
 /// All characters.
 struct CharacterLengthOp {
-  static int32 Apply(const RefLongVarChar& text) { return static_cast<int32>(text.length_); }
+  template <class Text = RefLongVarChar>
+  static int32 Apply(const Text& text) {
+    return static_cast<int32>(text.length_);
+  }
 };
 
 /// Bytes: four a character, or as many as a string of so many bits takes.
 struct OctetLengthOp {
-  static int32 Apply(const RefLongVarChar& text, bool isBits) {
+  template <class Text = RefLongVarChar>
+  static int32 Apply(const Text& text, bool isBits) {
     return static_cast<int32>(isBits ? text.length_ / 8 + (text.length_ % 8 != 0)
                                      : text.length_ * 4);
   }
@@ -29,7 +34,8 @@ struct OctetLengthOp {
 
 /// Bits: 32 a character, or the length of a string of bits.
 struct BitLengthOp {
-  static int32 Apply(const RefLongVarChar& text, bool isBits) {
+  template <class Text = RefLongVarChar>
+  static int32 Apply(const Text& text, bool isBits) {
     return static_cast<int32>(isBits ? text.length_ : text.length_ * 32);
   }
 };

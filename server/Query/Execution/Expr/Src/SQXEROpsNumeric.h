@@ -5,6 +5,7 @@
 #include <concepts>
 
 #include "SQXEROpsArithmetic.h"
+#include "SQXEROpsLogarithm.h"
 
 namespace sqxer {
 
@@ -30,6 +31,13 @@ concept PartialMathOp = requires(const T& x, T& out) {
 };
 template <class Op, class T>
 concept MathOp = TotalMathOp<Op, T> || PartialMathOp<Op, T>;
+/// One of doubles that has a loop without branches. ApplyToAll is false where it refuses some of
+/// `count` values, as Refuses tells; the results of the others stand in `out` all the same.
+template <class Op>
+concept LoopMathOp = requires(const float64* x, float64* out, uint32 count) {
+  { Op::Refuses(*x) } -> std::same_as<bool>;
+  { Op::ApplyToAll(x, out, count) } -> std::same_as<bool>;
+};
 
 /// Raises the error of an outcome: 59010 (name), 59161 (name, limit) or 59009 (the argument).
 [[noreturn]] SQXEREXPR_API void RaiseMathError(MathOutcome outcome, const wchar_t* name,
@@ -128,8 +136,10 @@ struct SqrtOp<float64> : DomainChecked<SqrtOp<float64>> {
   static constexpr const wchar_t* kName = L"Sqrt";
   static float64 Compute(float64 x) { return std::sqrt(x); }
   static MathOutcome Apply(float64 x, float64& out) {
-    return x < 0 ? MathOutcome::kNegativeRoot : DomainChecked::Apply(x, out);
+    return Refuses(x) ? MathOutcome::kNegativeRoot : DomainChecked::Apply(x, out);
   }
+  static bool Refuses(float64 x) { return x < 0; }
+  SQXEREXPR_API static bool ApplyToAll(const float64* x, float64* out, uint32 count);
 };
 template <>
 struct SqrtOp<VelmarNumber> {
@@ -161,23 +171,26 @@ struct PowOp {
   }
 };
 
-/// A logarithm, which overflows at zero.
-template <class Op>
-struct LogarithmOp {
+// Logarithms overflow at zero.
+struct LogOp {
+  static constexpr const wchar_t* kName = L"Log";
+  static MathOutcome Apply(float64 x, float64& out) {
+    if (Refuses(x)) [[unlikely]]
+      return x < 0 ? MathOutcome::kOutsideDomain : MathOutcome::kOverflow;
+    out = NaturalLogarithm(x);
+    return MathOutcome::kDone;
+  }
+  static bool Refuses(float64 x) { return x <= 0; }
+  SQXEREXPR_API static bool ApplyToAll(const float64* x, float64* out, uint32 count);
+};
+struct Log10Op {
+  static constexpr const wchar_t* kName = L"Log10";
   static MathOutcome Apply(float64 x, float64& out) {
     errno = 0;
-    out = Op::Compute(x);
+    out = std::log10(x);
     if (errno == EDOM) return MathOutcome::kOutsideDomain;
     return errno == ERANGE && x == 0 ? MathOutcome::kOverflow : MathOutcome::kDone;
   }
-};
-struct LogOp : LogarithmOp<LogOp> {
-  static constexpr const wchar_t* kName = L"Log";
-  static float64 Compute(float64 x) { return std::log(x); }
-};
-struct Log10Op : LogarithmOp<Log10Op> {
-  static constexpr const wchar_t* kName = L"Log10";
-  static float64 Compute(float64 x) { return std::log10(x); }
 };
 
 /// The remainder of the division truncated toward zero, with the sign of a. Refuses a zero divisor.

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "Utility/Export.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -38,66 +39,74 @@ inline float64 PowerOfTen(int64 n) {
                                            : std::pow(10.0, static_cast<float64>(n));
 }
 
+// What follows has no branches, and everything is computed before one of two is taken: so loops
+// over many values can be vectorised.
+
 /// x without its fraction, which goes to `fraction` with the sign of x: std::modf, inline.
 inline float64 SplitWhole(float64 x, float64& fraction) {
   const float64 whole = std::trunc(x);
-  fraction = std::copysign(x == whole ? 0.0 : x - whole, x);
+  const float64 rest = x - whole;
+  // Of an infinity the rest is no number.
+  fraction = std::copysign(x == whole ? 0.0 : rest, x);
   return whole;
 }
 
-/// x rounded to n decimal digits, or to tens (-1), hundreds (-2) and so on.
+/// What changes no number when it is added, zeros of either sign included.
+inline constexpr float64 kNothing = -0.0;
+
+/// A rounding to n decimal digits, or to tens (-1), hundreds (-2) and so on. `power` is ten to the
+/// number of digits; ApplyToAll is a loop over `count` values.
+template <class Op>
+struct RoundingOp {
+  static float64 Apply(float64 x, int32 n) {
+    return n < 0 ? Op::ToTens(x, PowerOfTen(-int64{n})) : Op::ToPlaces(x, PowerOfTen(n));
+  }
+};
+
+/// x rounded.
 ///
 /// Halves of positive numbers go away from zero and those of negative ones toward it, because what
 /// makes up for binary fractions is added, and never subtracted, before the test. Callers rely on
 /// both: on 1.005 going to 1.01, and on the results that negative halves have always had.
-struct RoundOp {
-  static float64 Apply(float64 x, int32 n) {
+struct RoundOp : RoundingOp<RoundOp> {
+  static constexpr const wchar_t* kName = L"Round";
+  SQXEREXPR_API static void ApplyToAll(const float64* x, int32 n, float64* out, uint32 count);
+  static float64 ToTens(float64 x, float64 power) {
     constexpr float64 kNearlyHalf = 1e-11;
     float64 fraction;
-    if (n < 0) {
-      const float64 power = PowerOfTen(-int64{n});
-      const float64 whole = SplitWhole(x / power, fraction);
-      const float64 rest = fraction + kNearlyHalf;
-      if (rest >= 0.5) return power + whole * power;
-      if (rest <= -0.5) return whole * power - power;
-      return whole * power;
-    }
-    const float64 power = PowerOfTen(n);
+    const float64 whole = SplitWhole(x / power, fraction);
+    return whole * power + StepOf(fraction + kNearlyHalf, power);
+  }
+  static float64 ToPlaces(float64 x, float64 power) {
+    float64 fraction;
     const float64 whole = SplitWhole(x, fraction);
     const float64 slack = 1 - CalculateFudgeFactor(whole);
     // The slack counts twice: once scaled, once as it is.
     float64 rest;
-    float64 places = SplitWhole((fraction + slack) * power, rest);
-    rest += slack;
-    if (rest >= 0.5) {
-      places += 1;
-    } else if (rest <= -0.5) {
-      places -= 1;
-    }
-    return whole + places / power;
+    const float64 places = SplitWhole((fraction + slack) * power, rest);
+    return whole + (places + StepOf(rest + slack, 1)) / power;
+  }
+
+ private:
+  static float64 StepOf(float64 rest, float64 unit) {
+    return rest >= 0.5 ? unit : rest <= -0.5 ? -unit : kNothing;
   }
 };
 
 /// x without its digits beyond the n-th decimal, or (n below zero) without its last digits before
 /// the point. A remainder that is a whole place but for the error of binary fractions is carried.
-struct TruncateOp {
-  static float64 Apply(float64 x, int32 n) {
-    if (n < 0) {
-      const float64 power = PowerOfTen(-int64{n});
-      return power * std::trunc(x / power);
-    }
-    const float64 power = PowerOfTen(n);
+struct TruncateOp : RoundingOp<TruncateOp> {
+  static constexpr const wchar_t* kName = L"Truncate";
+  SQXEREXPR_API static void ApplyToAll(const float64* x, int32 n, float64* out, uint32 count);
+  static float64 ToTens(float64 x, float64 power) { return power * std::trunc(x / power); }
+  static float64 ToPlaces(float64 x, float64 power) {
     float64 fraction;
     const float64 whole = SplitWhole(x, fraction);
     float64 rest;
-    float64 places = SplitWhole(fraction * power, rest);
+    const float64 places = SplitWhole(fraction * power, rest);
     const float64 nearlyOne = CalculateFudgeFactor(whole);
-    if (rest >= nearlyOne) {
-      places += 1;
-    } else if (-rest >= nearlyOne) {
-      places -= 1;
-    }
-    return whole + places / power;
+    const float64 step = rest >= nearlyOne ? 1.0 : rest <= -nearlyOne ? -1.0 : kNothing;
+    return whole + (places + step) / power;
   }
 };
 

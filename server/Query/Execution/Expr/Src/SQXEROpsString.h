@@ -10,24 +10,26 @@
 namespace sqxer {
 
 // Functions of texts, whose positions count characters from 1. They give a part of their text, or
-// write at `out` and return how many characters they wrote.
+// write at `out` and return how many characters they wrote. A text is a RefLongVarChar or a
+// ByteText.
 
 /// The part of `count` characters from index `start`, both within the text.
-inline RefLongVarChar PartOf(const RefLongVarChar& text, int64 start, int64 count) {
+template <class Text = RefLongVarChar>
+Text PartOf(const Text& text, int64 start, int64 count) {
   return {static_cast<uint32>(count), text.buffer_ + start};
 }
 
 /// Writes a text and returns where it ends.
-inline wchar_t* CopyText(const RefLongVarChar& text, wchar_t* out) {
-  // An empty text may have no address.
-  if (text.length_ != 0) std::wmemcpy(out, text.buffer_, text.length_);
-  return out + text.length_;
+template <class Text, class Character>
+Character* CopyText(const Text& text, Character* out) {
+  return std::copy_n(text.buffer_, text.length_, out);
 }
 
 /// The first characters.
 struct LeftOp {
   static constexpr const wchar_t* kName = L"Left";
-  static RefLongVarChar Apply(const RefLongVarChar& text, int32 count) {
+  template <class Text = RefLongVarChar>
+  static Text Apply(const Text& text, int32 count) {
     return PartOf(text, 0, std::min<int64>(count, text.length_));
   }
 };
@@ -35,7 +37,8 @@ struct LeftOp {
 /// The last characters.
 struct RightOp {
   static constexpr const wchar_t* kName = L"Right";
-  static RefLongVarChar Apply(const RefLongVarChar& text, int32 count) {
+  template <class Text = RefLongVarChar>
+  static Text Apply(const Text& text, int32 count) {
     const int64 taken = std::min<int64>(count, text.length_);
     return PartOf(text, text.length_ - taken, taken);
   }
@@ -44,7 +47,8 @@ struct RightOp {
 /// The characters at `count` positions from `from` on, as far as the text has them: positions
 /// before the first character use up the count.
 struct SubStringOp {
-  static RefLongVarChar Apply(const RefLongVarChar& text, int32 from, int32 count) {
+  template <class Text = RefLongVarChar>
+  static Text Apply(const Text& text, int32 from, int32 count) {
     const int64 start = std::max<int64>(from, 1) - 1;
     const int64 end = std::min<int64>(int64{from} + count - 1, text.length_);
     return start < end ? PartOf(text, start, end - start) : PartOf(text, 0, 0);
@@ -54,7 +58,8 @@ struct SubStringOp {
 /// The same as older callers count: 0 is the first character too, a negative position counts from
 /// the end (-1 is the last character), and what is outside the text gives the empty one.
 struct CompliantSubStringOp {
-  static RefLongVarChar Apply(const RefLongVarChar& text, int32 from, int32 count) {
+  template <class Text = RefLongVarChar>
+  static Text Apply(const Text& text, int32 from, int32 count) {
     const int64 length = text.length_;
     const int64 start = from > 0 ? from - 1 : from < 0 ? length + from : 0;
     if (start < 0 || start >= length) return PartOf(text, 0, 0);
@@ -80,7 +85,8 @@ struct LeadingTokensOp {
 /// none.
 struct TrimOp {
   static constexpr int32 kBoth = 0, kStart = 1, kEnd = 2;
-  static RefLongVarChar Apply(const RefLongVarChar& text, wchar_t trimmed, int32 style) {
+  template <class Text = RefLongVarChar>
+  static Text Apply(const Text& text, wchar_t trimmed, int32 style) {
     uint32 start = 0, end = text.length_;
     if (style == kBoth || style == kStart) {
       while (start < end && text.buffer_[start] == trimmed) ++start;
@@ -111,11 +117,11 @@ struct LowerOp {
 /// would make the result longer than `room` is the end of replacing: the rest stays as it is, as
 /// far as there is room.
 struct ReplaceOp {
-  template <class Find>
-  static uint32 Apply(const RefLongVarChar& text, const RefLongVarChar& from,
-                      const RefLongVarChar& to, Find find, wchar_t* out, uint32 room) {
-    wchar_t* end = out;
-    RefLongVarChar rest = text;
+  template <class Text, class Find, class Character>
+  static uint32 Apply(const Text& text, const Text& from, const Text& to, Find find, Character* out,
+                      uint32 room) {
+    Character* end = out;
+    Text rest = text;
     int64 length = text.length_;
     for (int32 index = find(rest, from); index >= 0; index = find(rest, from)) {
       length += int64{to.length_} - from.length_;

@@ -1,4 +1,5 @@
 #include <bit>
+#include <cstdlib>
 #include <limits>
 #include <random>
 
@@ -217,6 +218,132 @@ TEST(NumericFunction, DoublesAgreeWithExtendedPrecision) {
       EXPECT_DOUBLE_EQ(result, static_cast<float64>(twin.exact(stub->value_)))
           << NodeName(*tree).c_str() << " of " << stub->value_;
     }
+  }
+}
+
+/// The rounding as one would write it for one number: the twin of the one without branches.
+struct BranchedRounding {
+  static float64 Round(float64 x, int32 n) {
+    float64 whole;
+    if (n < 0) {
+      const float64 power = PowerOfTen(-int64{n});
+      const float64 rest = std::modf(x / power, &whole) + 1e-11;
+      if (rest >= 0.5) return power + whole * power;
+      if (rest <= -0.5) return whole * power - power;
+      return whole * power;
+    }
+    const float64 power = PowerOfTen(n);
+    const float64 fraction = std::modf(x, &whole);
+    const float64 slack = 1 - CalculateFudgeFactor(whole);
+    float64 places;
+    const float64 rest = std::modf((fraction + slack) * power, &places) + slack;
+    if (rest >= 0.5) {
+      places += 1;
+    } else if (rest <= -0.5) {
+      places -= 1;
+    }
+    return whole + places / power;
+  }
+  static float64 Truncate(float64 x, int32 n) {
+    float64 whole;
+    if (n < 0) {
+      const float64 power = PowerOfTen(-int64{n});
+      return power * std::trunc(x / power);
+    }
+    const float64 power = PowerOfTen(n);
+    const float64 fraction = std::modf(x, &whole);
+    float64 places;
+    const float64 rest = std::modf(fraction * power, &places);
+    const float64 nearlyOne = CalculateFudgeFactor(whole);
+    if (rest >= nearlyOne) {
+      places += 1;
+    } else if (-rest >= nearlyOne) {
+      places -= 1;
+    }
+    return whole + places / power;
+  }
+};
+
+/// Of tests that compare many values; SQXER_VALUES asks for more.
+int CountOfValues() {
+  const char* const asked = std::getenv("SQXER_VALUES");
+  return asked != nullptr ? std::atoi(asked) : 200000;
+}
+
+TEST(Rounding, EqualsItsBranchedForm) {
+  const auto check = [](float64 x, int32 n) {
+    ASSERT_EQ(std::bit_cast<uint64>(RoundOp::Apply(x, n)),
+              std::bit_cast<uint64>(BranchedRounding::Round(x, n)))
+        << x << " to " << n;
+    ASSERT_EQ(std::bit_cast<uint64>(TruncateOp::Apply(x, n)),
+              std::bit_cast<uint64>(BranchedRounding::Truncate(x, n)))
+        << x << " to " << n;
+  };
+  const float64 infinity = std::numeric_limits<float64>::infinity();
+  const std::vector<float64> boundaries = {0.0,
+                                           0.5,
+                                           1.0,
+                                           1.005,
+                                           2.5,
+                                           999.995,
+                                           1e15,
+                                           4503599627370495.5,
+                                           9007199254740993.0,
+                                           1e22,
+                                           1e308,
+                                           5e-324,
+                                           1e-11,
+                                           0.4999999999999985,
+                                           infinity,
+                                           std::nan("")};
+  const auto checkAll = [&](float64 x) {
+    for (const int32 n : {INT32_MIN, -400, -23, -3, -1, 0, 1, 2, 15, 22, 23, 400, INT32_MAX}) {
+      for (const float64 near : {x, std::nextafter(x, 0), std::nextafter(x, infinity)}) {
+        check(near, n);
+        check(-near, n);
+      }
+    }
+  };
+  for (const float64 x : boundaries) checkAll(x);
+  for (int power = -20; power < 20; ++power)
+    checkAll(std::pow(10.0, power)), checkAll(5 * std::pow(10.0, power));
+  std::mt19937_64 engine(7);
+  for (int i = 0; i < CountOfValues() && !testing::Test::HasFatalFailure(); ++i) {
+    const auto n = static_cast<int32>(engine() % 30) - 8;
+    check(std::bit_cast<float64>(engine()), n);
+    // Decimal fractions, halves of places among them.
+    const auto whole = static_cast<float64>(static_cast<int64>(engine() % 2000000) - 1000000);
+    check(whole / (i % 2 == 0 ? 1000 : 64), n);
+  }
+}
+
+// What docs/accuracy.md says of LN.
+TEST(Logarithm, IsWithinItsErrorOfExtendedPrecision) {
+  static constexpr float64 kMostUlps = 0.52;
+  constexpr uint64 kSpread = uint64{1} << 45;
+  const auto check = [](float64 x) {
+    const long double exact = std::log(static_cast<long double>(x));
+    const float64 size = std::fabs(static_cast<float64>(exact));
+    const float64 ulp = std::nextafter(size, std::numeric_limits<float64>::infinity()) - size;
+    float64 found = 0;
+    ASSERT_EQ(LogOp::Apply(x, found), MathOutcome::kDone) << x;
+    ASSERT_LE(std::fabs(static_cast<float64>((found - exact) / ulp)), kMostUlps)
+        << std::hexfloat << x;
+  };
+  std::mt19937_64 engine(3);
+  // The borders of the tables' intervals, in every binade.
+  for (uint64 bits = 1; bits < 0x7FF0000000000000; bits += kSpread / 2) {
+    check(std::bit_cast<float64>(bits));
+    check(std::bit_cast<float64>(bits - 1 + (bits == 1 ? 1 : 0)));
+  }
+  for (int i = 0; i < CountOfValues() && !testing::Test::HasFatalFailure(); ++i) {
+    const auto any = std::bit_cast<float64>(engine() >> 1);
+    if (any < std::numeric_limits<float64>::infinity() && any > 0) check(any);
+    // Subnormal, about one, and as close to it as doubles come.
+    check(std::bit_cast<float64>((engine() >> 12) + 1));
+    check(std::uniform_real_distribution(0.6, 1.6)(engine));
+    check(1 + std::ldexp(std::uniform_real_distribution(-1.0, 1.0)(engine),
+                         -static_cast<int>(engine() % 53)));
   }
 }
 

@@ -13,7 +13,7 @@ namespace sqxer {
 /// number that sorts as texts do by code point; texts of equal numbers can still differ.
 inline constexpr uint32 kTextPrefixLength = sizeof(uint64);
 
-/// Of a text behind whose every character eight bytes can be read, like the texts of columns.
+/// Eight bytes behind the text are read, as those of batches let one.
 inline uint64 FindTextPrefix(const uint8* characters, uint32 length) {
   uint64 prefix;
   std::memcpy(&prefix, characters, sizeof(prefix));

@@ -1,4 +1,4 @@
-#include "SQXERBatchTexts.h"
+#include "SQXERBatchTextCompare.h"
 
 #include <algorithm>
 #include <bit>
@@ -9,18 +9,17 @@ namespace sqxer {
 namespace {
 
 /// A text of one byte a character by code point: without the blanks that end it.
-struct ByteText {
+struct TrimmedText {
   const uint8* characters;
   uint32 length;
   uint64 prefix;
 
-  /// Of a text behind whose every character eight bytes can be read.
-  static ByteText Of(const uint8* characters, uint32 length) {
+  static TrimmedText Of(const uint8* characters, uint32 length) {
     while (length != 0 && characters[length - 1] == ' ') --length;
     return {characters, length, FindTextPrefix(characters, length)};
   }
   /// Eight characters at a time: most texts differ, or end, before a call would pay.
-  int Compare(const ByteText& other) const {
+  int Compare(const TrimmedText& other) const {
     uint64 mine = prefix;
     uint64 its = other.prefix;
     for (uint32 at = kTextPrefixLength; mine == its; at += kTextPrefixLength) {
@@ -34,14 +33,9 @@ struct ByteText {
   }
 };
 
-/// Whether behind every character of the texts eight bytes can be read.
-bool IsPadded(const BatchVector& vector) {
-  return vector.offsets != nullptr || vector.dictionary != nullptr;
-}
-
 /// The text that stands for all rows, in bytes that `room` keeps. False when it has a character
 /// that does not fit one.
-bool ReadConstant(const BatchVector& vector, std::string& room, ByteText& text) {
+bool ReadConstant(const BatchVector& vector, std::string& room, TrimmedText& text) {
   const BatchText value = vector.IsNull(0) ? BatchText() : vector.GetText(0);
   const auto copy = [&](const auto* characters) {
     const auto* const end = characters + value.length;
@@ -50,7 +44,7 @@ bool ReadConstant(const BatchVector& vector, std::string& room, ByteText& text) 
     }
     room.assign(value.length + kTextPrefixLength, '\0');
     std::transform(characters, end, room.begin(), [](auto c) { return static_cast<char>(c); });
-    text = ByteText::Of(reinterpret_cast<const uint8*>(room.data()), value.length);
+    text = TrimmedText::Of(reinterpret_cast<const uint8*>(room.data()), value.length);
     return true;
   };
   return vector.form == ColumnForm::kText8
@@ -59,20 +53,18 @@ bool ReadConstant(const BatchVector& vector, std::string& room, ByteText& text) 
 }
 
 /// Texts of a column against one text.
-void CompareWithConstant(const BatchVector& texts, const ByteText& constant, const BatchRows& rows,
-                         int sign, int8* signs) {
+void CompareWithConstant(const BatchVector& texts, const TrimmedText& constant,
+                         const BatchRows& rows, int sign, int8* signs) {
   ForEachTextOf<uint8>(texts, rows, [&](uint32 row, const uint8* characters, uint32 length) {
-    signs[row] = static_cast<int8>(sign * ByteText::Of(characters, length).Compare(constant));
+    signs[row] = static_cast<int8>(sign * TrimmedText::Of(characters, length).Compare(constant));
   });
 }
 
 /// Both texts of one byte a character, by code point. False when they are of another form.
 bool TryCompareBytes(const BatchVector& left, const BatchVector& right, const BatchRows& rows,
                      BatchBuffers& buffers, int8* signs) {
-  const auto areBytes = [](const BatchVector& texts) {
-    return texts.form == ColumnForm::kText8 && IsPadded(texts);
-  };
-  ByteText constant{};
+  const auto areBytes = [](const BatchVector& texts) { return texts.form == ColumnForm::kText8; };
+  TrimmedText constant{};
   if (right.isConstant) {
     if (!areBytes(left) || !ReadConstant(right, buffers.Bytes(), constant)) return false;
     CompareWithConstant(left, constant, rows, 1, signs);
@@ -88,8 +80,8 @@ bool TryCompareBytes(const BatchVector& left, const BatchVector& right, const Ba
   ForEachTextOf<uint8>(left, rows, [&](uint32 row, const uint8* characters, uint32 length) {
     if (right.IsNull(row)) return;
     const BatchText other = right.GetText(row);
-    signs[row] = static_cast<int8>(
-        ByteText::Of(characters, length).Compare(ByteText::Of(other.characters, other.length)));
+    signs[row] = static_cast<int8>(TrimmedText::Of(characters, length)
+                                       .Compare(TrimmedText::Of(other.characters, other.length)));
   });
   return true;
 }
