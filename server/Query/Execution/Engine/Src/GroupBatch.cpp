@@ -25,15 +25,6 @@ GroupBatch::GroupBatch(GroupTable& table) : table_(table) {
   for (std::size_t i = 0; i < inputs; ++i) inputFields_.emplace_back(table_.input_, i);
 }
 
-bool GroupBatch::CanStart() {
-  TurnTakingSet& turns = table_.GetTurns();
-  for (std::size_t i = 0; i < table_.aggregates_.size(); ++i) {
-    Aggregate& aggregate = turns.GetSet().Get(i);
-    if (!aggregate.TakesBatches() || aggregate.GetAggregateColumns()->size() > 1) return false;
-  }
-  return turns.GetStateBytes().has_value();
-}
-
 void GroupBatch::Start() {
   dictionaries_.clear();
   groupsOfCodes_.clear();
@@ -48,13 +39,13 @@ void GroupBatch::Start() {
     Aggregate& aggregate = turns.GetSet().Get(i);
     const UInt16Vector& columns = *aggregate.GetAggregateColumns();
     const bool readsColumn = !columns.empty();
-    members_.push_back(
-        {&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn, offset});
-    offset += aggregate.TransferState(StateTransfer::kMeasure, nullptr);
+    members_.push_back({&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn,
+                        offset, i, turns.GetSet().GetPosition(i)});
+    offset += turns.GetSet().TransferState(i, StateTransfer::kMeasure, nullptr);
   }
 }
 
-bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys,
                             uint64 firstRow) {
   found_ = 0;
   leftOver_.clear();
@@ -219,35 +210,108 @@ void GroupBatch::PartRows() {
 }
 
 template <class Use>
-bool GroupBatch::ForEachFold(const BatchRows& rows, Use&& use) {
-  for (Member& member : members_) {
-    BatchFold fold;
-    fold.input = member.input;
-    if (isOneGroup_) {
-      fold.rows = rows.selected;
-      fold.count = rows.GetWanted();
-      fold.state = table_.groups_.front()->States() + member.offset;
-      if (!use(member, fold)) return false;
-    } else if (!isParted_) {
-      fold.rows = rows_.data();
-      fold.count = found_;
-      fold.states = states_.data();
-      fold.offset = member.offset;
-      if (!use(member, fold)) return false;
-    } else {
-      uint32 first = 0;
-      for (Group* const group : table_.groups_) {
-        // Each end has moved on to that of its group.
-        const uint32 end = ends_[group->index];
-        fold.rows = partedRows_.data() + first;
-        fold.count = end - first;
-        fold.state = group->States() + member.offset;
-        first = end;
-        if (fold.count != 0 && !use(member, fold)) return false;
-      }
-    }
+bool GroupBatch::ForEachFold(const BatchRows& rows, const Member& member, Use&& use) {
+  BatchFold fold;
+  fold.input = member.input;
+  if (isOneGroup_) {
+    fold.rows = rows.selected;
+    fold.count = rows.GetWanted();
+    fold.state = table_.groups_.front()->States() + member.offset;
+    return use(fold);
+  }
+  if (!isParted_) {
+    fold.rows = rows_.data();
+    fold.count = found_;
+    fold.states = states_.data();
+    fold.offset = member.offset;
+    return use(fold);
+  }
+  uint32 first = 0;
+  for (Group* const group : table_.groups_) {
+    // Each end has moved on to that of its group.
+    const uint32 end = ends_[group->index];
+    fold.rows = partedRows_.data() + first;
+    fold.count = end - first;
+    fold.state = group->States() + member.offset;
+    first = end;
+    if (fold.count != 0 && !use(fold)) return false;
   }
   return true;
+}
+
+bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+                            std::span<const BatchVector> inputs, uint64 firstRow) {
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (!inputFields_[i].Use(inputs[i], rows)) return false;
+  }
+  for (Member& member : members_) {
+    member.input = member.readsColumn ? &inputs[member.column] : nullptr;
+  }
+  if (!FindByKeys(rows, keys, firstRow)) return false;
+  // The states are to be read and written where they are.
+  table_.GetTurns().Settle();
+  PartRows();
+  for (Member& member : members_) {
+    Aggregate& aggregate = *member.aggregate;
+    member.goesByRows = table_.GetTurns().GetSet().HasObjects(member.index) ||
+                        !aggregate.TakesBatches() || !aggregate.AdmitsInput(member.input, rows) ||
+                        !ForEachFold(rows, member, [&](const BatchFold& fold) {
+                          return aggregate.AdmitsStates(fold);
+                        });
+  }
+  return true;
+}
+
+void GroupBatch::TakeRows(const BatchRows& rows, uint64 firstRow) {
+  for (const Member& member : members_) {
+    if (member.goesByRows) continue;
+    ForEachFold(rows, member, [&](const BatchFold& fold) {
+      member.aggregate->FoldBatch(fold);
+      return true;
+    });
+  }
+  ComputeRows(rows, firstRow);
+  AddLeftOver(firstRow);
+}
+
+void GroupBatch::ComputeRows(const BatchRows& rows, uint64 firstRow) {
+  std::vector<Member> driven;
+  std::vector<bool> isRead(inputFields_.size());
+  for (const Member& member : members_) {
+    if (!member.goesByRows) continue;
+    driven.push_back(member);
+    for (const uint16 column : *member.aggregate->GetAggregateColumns()) isRead[column] = true;
+  }
+  if (driven.empty()) return;
+  AggregateSet& set = table_.GetTurns().GetSet();
+  const auto transfer = [&](StateTransfer direction, uint8* states) {
+    for (Member& member : driven) {
+      set.TransferState(member.index, direction, states + member.offset);
+      member.aggregate = &set.Get(member.index);
+    }
+  };
+  const uint32 count = isOneGroup_ ? rows.GetWanted() : found_;
+  uint8* current = nullptr;
+  table_.TakeFromGateway([&] {
+    for (uint32 i = 0; i < count; ++i) {
+      const uint32 row = isOneGroup_ ? rows.GetRow(i) : rows_[i];
+      uint8* const states = (isOneGroup_ ? table_.groups_.front() : groups_[i])->States();
+      if (states != current) {
+        if (current != nullptr) transfer(StateTransfer::kSave, current);
+        transfer(StateTransfer::kRestore, states);
+        current = states;
+      }
+      for (std::size_t field = 0; field < inputFields_.size(); ++field) {
+        if (isRead[field]) inputFields_[field].Write(row);
+      }
+      AtRow(firstRow + row, [&] {
+        ForEachAggregate(driven, [&](Member& member) {
+          CheckStatus(member.aggregate->Compute(table_.input_.GetData(), table_.input_.GetSize()));
+        });
+      });
+    }
+  });
+  if (current != nullptr) transfer(StateTransfer::kSave, current);
 }
 
 void GroupBatch::AddLeftOver(uint64 firstRow) {
@@ -256,31 +320,6 @@ void GroupBatch::AddLeftOver(uint64 firstRow) {
     for (BatchField& field : inputFields_) field.Write(row);
     table_.Add(firstRow + row);
   }
-}
-
-bool GroupBatch::Add(const BatchRows& rows, std::span<const BatchVector> keys,
-                     std::span<const BatchVector> inputs, uint64 firstRow) {
-  if (rows.GetWanted() == 0) return true;
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
-    if (!inputFields_[i].Use(inputs[i], rows)) return false;
-  }
-  for (Member& member : members_) {
-    member.input = member.readsColumn ? &inputs[member.column] : nullptr;
-    if (!member.aggregate->AdmitsInput(member.input, rows)) return false;
-  }
-  if (!FindGroups(rows, keys, firstRow)) return false;
-  // The states are to be read and written where they are.
-  table_.GetTurns().Settle();
-  PartRows();
-  const auto admits = [](Member& member, const BatchFold& fold) {
-    return member.aggregate->AdmitsStates(fold);
-  };
-  if (!ForEachFold(rows, admits)) return false;
-  ForEachFold(rows, [](Member& member, const BatchFold& fold) {
-    member.aggregate->FoldBatch(fold);
-    return true;
-  });
-  return true;
 }
 
 }  // namespace sqxer

@@ -10,25 +10,25 @@
 
 namespace sqxer {
 
-/// Takes batches of rows into a GroupTable whose groups keep bare states.
+/// Takes batches of rows into a GroupTable whose groups keep bare states. The aggregates that do
+/// not take a batch are driven row by row within it.
 class GroupBatch {
  public:
   /// The table must outlive it.
   explicit GroupBatch(GroupTable& table);
 
-  /// Whether the table's aggregates take batches.
-  bool CanStart();
   /// To be called when the table has been cleared and is to take batches.
   void Start();
 
-  /// Takes in the wanted rows, of which the first of the batch has the number `firstRow`. False
-  /// when the batch is for GroupTable::Add, row by row; groups of its rows may have been opened
-  /// then. An error means the same.
-  bool Add(const BatchRows& rows, std::span<const BatchVector> keys,
-           std::span<const BatchVector> inputs, uint64 firstRow);
+  /// Finds the groups of the wanted rows; the first row of the batch has the number `firstRow`.
+  /// False when the batch is for GroupTable::Add, row by row; groups of its rows may have been
+  /// opened then. An error means the same.
+  bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+                  std::span<const BatchVector> inputs, uint64 firstRow);
 
-  /// After each Add that was true: hands the rows to the table that would open one group too many.
-  void AddLeftOver(uint64 firstRow);
+  /// After each FindGroups that was true: takes the rows in. An error is that of the first row that
+  /// has one.
+  void TakeRows(const BatchRows& rows, uint64 firstRow);
 
  private:
   using Group = GroupTable::Group;
@@ -40,6 +40,10 @@ class GroupBatch {
     std::size_t column;
     bool readsColumn;
     uint32 offset;
+    std::size_t index;
+    int position;
+    /// It is driven row by row in this batch.
+    bool goesByRows = false;
   };
   /// Which group the rows with a value of the only key are in.
   struct ValueSlot {
@@ -49,7 +53,7 @@ class GroupBatch {
 
   /// Puts the group of each wanted row into groups_, null where it would open one too many. False
   /// when the keys do not fit the record.
-  bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  bool FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   void Put(uint32 row, Group* group) {
     if (group == nullptr) [[unlikely]]
       return leftOver_.push_back(static_cast<uint16>(row));
@@ -67,9 +71,13 @@ class GroupBatch {
 
   /// Sorts the rows by their groups, where these are few.
   void PartRows();
-  /// Calls use(member, fold) for all members and all rows that have a group.
+  /// Calls use(fold) for all rows of a member that have a group, until it is false.
   template <class Use>
-  bool ForEachFold(const BatchRows& rows, Use&& use);
+  bool ForEachFold(const BatchRows& rows, const Member& member, Use&& use);
+  /// Drives the members that go by rows.
+  void ComputeRows(const BatchRows& rows, uint64 firstRow);
+  /// Hands the rows to the table that would open one group too many.
+  void AddLeftOver(uint64 firstRow);
 
   GroupTable& table_;
   std::vector<Member> members_;
