@@ -116,11 +116,16 @@ class Batches : public testing::Test {
     return text;
   }
 
+  /// Which of several groups tells its error first depends on which of them have room.
+  std::string Comparable(const std::string& outcome) const {
+    return isLimited_ && outcome.starts_with("error") ? "error" : outcome;
+  }
+
   void ExpectEqual(const std::string& sql) {
-    const std::string expected = Outcome(rows_, sql);
+    const std::string expected = Comparable(Outcome(rows_, sql));
     for (const uint32 size : {kMostBatchRows, 3u, 1u}) {
       QueryRun::SetBatchRows(size);
-      ASSERT_EQ(Outcome(batches_, sql), expected) << sql << "\nin batches of " << size;
+      ASSERT_EQ(Comparable(Outcome(batches_, sql)), expected) << sql << "\nin batches of " << size;
     }
   }
 
@@ -128,6 +133,7 @@ class Batches : public testing::Test {
   const TemporaryFolder folder_;
   Session rows_;
   Session batches_;
+  bool isLimited_ = false;
 };
 
 /// The expressions that the function table shows.
@@ -261,12 +267,12 @@ TEST_F(Batches, GiveWhatRowsGive) {
   };
   for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
     // Most times some groups find no room.
+    isLimited_ = i % 3 != 0;
     for (Session* const session : {&rows_, &batches_}) {
       session->Set("GroupMemory", i % 3 == 0 ? "256MiB" : i % 3 == 1 ? "2000" : "40000");
       session->Set("CaseSensitiveCompare", i % 7 == 0 ? "off" : "on");
       session->Set("Locale", i % 11 == 0 ? "sv_SE" : "");
-      // Which of several sums overflows first depends on which groups have room.
-      session->Set("IntegerAggregates", i % 6 == 0 ? "native" : "wide");
+      session->Set("IntegerAggregates", i % 5 == 0 ? "native" : "wide");
     }
     const std::string value = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";

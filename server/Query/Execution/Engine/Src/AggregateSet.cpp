@@ -42,8 +42,9 @@ Aggregate* AggregateSet::Make(std::size_t index) {
 
 void AggregateSet::KeepStates(HeldMemory& memory) {
   for (Member& member : members_) {
-    member.aggregate->HoldTogether(memory);
+    const bool isHeld = member.aggregate->HoldTogether(memory);
     member.hasObjects = member.aggregate->TransferState(StateTransfer::kMeasure, nullptr) == 0;
+    hasOneStart_ = hasOneStart_ && !isHeld && !member.hasObjects;
   }
 }
 

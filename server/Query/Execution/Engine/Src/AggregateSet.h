@@ -60,6 +60,9 @@ class AggregateSet {
   /// Whether there is an object of the aggregate for each group.
   bool HasObjects(std::size_t index) const { return members_[index].hasObjects; }
 
+  /// Whether each group starts with the same states.
+  bool HasOneStart() const { return hasOneStart_; }
+
   /// Starts a group. Where there are objects for each group, makes its own.
   void Initialize();
   /// Readies the others for states that are to be restored.
@@ -95,6 +98,7 @@ class AggregateSet {
   WorkRecord* group_;
   std::vector<Member> members_;
   std::vector<std::unique_ptr<Aggregate>> made_;
+  bool hasOneStart_ = true;
 };
 
 /// One set of aggregates that takes turns among groups, whose states the owner keeps: a group then
@@ -120,9 +124,16 @@ class TurnTakingSet {
 
   /// Starts the group of these states.
   void Open(uint8* states) {
+    if (!start_.empty()) {
+      std::memcpy(states, start_.data(), start_.size());
+      return;
+    }
     Save();
     aggregates_.Initialize();
     turn_ = states;
+    if (!aggregates_.HasOneStart()) return;
+    Save();
+    start_.assign(states, states + *stateBytes_);
   }
   /// The aggregates, going on with the group of these states.
   AggregateSet& Resume(uint8* states) {
@@ -151,6 +162,8 @@ class TurnTakingSet {
   AggregateSet aggregates_;
   std::optional<uint32> stateBytes_;
   uint8* turn_ = nullptr;
+  /// What every group starts with, if that is one thing, from the first group on.
+  std::vector<uint8> start_;
 };
 
 }  // namespace sqxer

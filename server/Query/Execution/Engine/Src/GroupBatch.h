@@ -63,8 +63,20 @@ class GroupBatch {
   /// These are false when the keys are not of the right form.
   bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   bool FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
+  template <class Stored, class ToValue>
+  void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
+                    ToValue&& toValue);
+  /// Forgets all values.
+  void StartValues();
+  /// Whether groupsInRange_ has a place for every value of the batch, as which integers that lie
+  /// close together are looked up.
   template <class Stored>
-  void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
+  bool CoverRange(const BatchRows& rows, const BatchVector& key);
+  /// Looks values up by a search from now on; false.
+  bool LeaveRange();
+  ValueSlot* FindValue(int64 value);
+  /// The group of a row whose value is not known, opened now if need be; null when it cannot be.
+  Group* OpenValue(uint32 row, uint64 firstRow);
   /// The group of the keys of a row, opened now if need be; null when it cannot be.
   Group* FindOrOpen(uint32 row, uint64 firstRow);
   void GrowValues();
@@ -104,8 +116,13 @@ class GroupBatch {
   ColumnForm form_ = ColumnForm::kInt32;
   int16 scale_ = 0;
   std::vector<ValueSlot, ScatteredAllocator<ValueSlot>> groupsOfValues_;
-  std::size_t values_ = 0;
   Group* groupOfNull_ = nullptr;
+  /// Or, by integers from the least one on, and that of NULL behind them; empty otherwise.
+  std::vector<Group*, ScatteredAllocator<Group*>> groupsInRange_;
+  int64 rangeLeast_ = 0;
+  /// How many values, NULL among them, have a group here, and what of the tables is counted.
+  std::size_t known_ = 0;
+  uint64 bytesOfValues_ = 0;
 };
 
 }  // namespace sqxer

@@ -1,6 +1,7 @@
 #include "GroupTable.h"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 
 #include "EngineError.h"
@@ -140,6 +141,7 @@ void GroupTable::Clear() {
   FreeGroups();
   mostOwnSets_ = keepsBareStates_ ? 0 : mostOwnSets;
   slots_.assign(kFirstSlots, Slot());
+  listed_ = 0;
   memory_.Reset(bytesOfHeldValues_);
   sorter_.reset();
   sortedRows_ = 0;
@@ -207,6 +209,7 @@ bool GroupTable::IsGroupOfKeys(Group& group) {
 }
 
 GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
+  if (listed_ < groups_.size()) ListGroups();
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     Slot& slot = slots_[i];
@@ -215,6 +218,14 @@ GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
 }
 
 GroupTable::Group& GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
+  Group& group = OpenUnlisted();
+  slot = {hash, &group};
+  listed_ = groups_.size();
+  if (groups_.size() > slots_.size() / 2) GrowSlots(slots_.size() * 2);
+  return group;
+}
+
+GroupTable::Group& GroupTable::OpenUnlisted() {
   const uint32 keyBytes = CountUsedKeyBytes();
   const std::optional<uint32> stateBytes = CountStateBytes();
   Group& group = KeepGroup(keyBytes, stateBytes.value_or(0));
@@ -226,9 +237,20 @@ GroupTable::Group& GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
     sets_.back().Initialize();
     memory_.Take(keyBytes + bytesBeyondGateway_);
   }
-  slot = {hash, &group};
-  if (groups_.size() > slots_.size() / 2) GrowSlots();
   return group;
+}
+
+void GroupTable::ListGroups() {
+  if (groups_.size() > slots_.size() / 2) GrowSlots(std::bit_ceil(groups_.size() * 2));
+  const std::size_t mask = slots_.size() - 1;
+  for (; listed_ < groups_.size(); ++listed_) {
+    Group* const group = groups_[listed_];
+    const uint64 hash = isPrefixKey_ ? Scatter(keptKeys_.Get(0).SortPrefix(group->Key()))
+                                     : keptKeys_.Hash(group->Key());
+    std::size_t i = hash & mask;
+    while (slots_[i].group != nullptr) i = (i + 1) & mask;
+    slots_[i] = {hash, group};
+  }
 }
 
 TurnTakingSet& GroupTable::GetTurns() {
@@ -241,13 +263,14 @@ TurnTakingSet& GroupTable::GetTurns() {
   return *turns_;
 }
 
-GroupTable::Group* GroupTable::FindOrOpen() {
-  const uint64 hash = HashKeys();
-  Slot& slot = FindSlot(hash);
-  if (slot.group != nullptr) return slot.group;
+GroupTable::Group* GroupTable::FindOrOpen(bool isNew) {
+  if (isNew && !memory_.HasRoom()) return nullptr;
+  const uint64 hash = isNew ? 0 : HashKeys();
+  Slot* const slot = isNew ? nullptr : &FindSlot(hash);
+  if (slot != nullptr && slot->group != nullptr) return slot->group;
   if (!memory_.HasRoom()) return nullptr;
   Group* group = nullptr;
-  TakeFromGateway([&] { group = &OpenGroupAt(slot, hash); });
+  TakeFromGateway([&] { group = isNew ? &OpenUnlisted() : &OpenGroupAt(*slot, hash); });
   return group;
 }
 
@@ -256,8 +279,8 @@ std::optional<uint32> GroupTable::CountStateBytes() {
   return GetTurns().GetStateBytes();
 }
 
-void GroupTable::GrowSlots() {
-  SlotVector old(slots_.size() * 2);
+void GroupTable::GrowSlots(std::size_t slots) {
+  SlotVector old(slots);
   old.swap(slots_);
   const std::size_t mask = slots_.size() - 1;
   for (const Slot& slot : old) {

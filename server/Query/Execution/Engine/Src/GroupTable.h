@@ -90,10 +90,15 @@ class GroupTable {
   /// The slot of the group of the current keys, or the free one where it belongs.
   Slot& FindSlot(uint64 hash);
   Group& OpenGroupAt(Slot& slot, uint64 hash);
-  /// The group of the current keys; null when there is none and no more may be opened.
-  Group* FindOrOpen();
+  /// A new group of the current keys, which are not in any slot; it gets its own when slots are
+  /// next looked up.
+  Group& OpenUnlisted();
+  void ListGroups();
+  /// The group of the current keys; null when there is none and no more may be opened. `isNew`:
+  /// there is none.
+  Group* FindOrOpen(bool isNew);
   TurnTakingSet& GetTurns();
-  void GrowSlots();
+  void GrowSlots(std::size_t slots);
   /// What of the current keys has to be kept: one long text does not make every group as long.
   uint32 CountUsedKeyBytes() const;
   /// A new group with the current keys.
@@ -142,6 +147,8 @@ class GroupTable {
   bool keepsBareStates_ = false;
   std::optional<TurnTakingSet> turns_;
   SlotVector slots_;
+  /// The first groups that have slots.
+  std::size_t listed_ = 0;
   struct Block {
     explicit Block(std::size_t size) : bytes(size) {}
     std::vector<uint8, ScatteredAllocator<uint8>> bytes;
