@@ -228,4 +228,49 @@ class SumCheck {
   WideBounds::Wide greatest_ = 0;
 };
 
+/// Folds batches into states that begin with a sum of values of T; behind it stands, where
+/// `isCounted`, how many values there are, and then whether there is none.
+template <AccumulatorValue T, bool isCounted>
+class SumFold {
+ public:
+  /// As SumCheck has it.
+  bool AdmitsInput(const BatchVector& input, const BatchRows& rows, bool isChecked) {
+    return check_.AdmitsInput(input, rows, isChecked);
+  }
+  bool AdmitsStates(const BatchFold& fold) const {
+    return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+  }
+  static void Fold(const BatchFold& fold) { FoldRows(fold, State(*fold.input)); }
+
+ private:
+  class State {
+   public:
+    explicit State(const BatchVector& input) : sum_(input) {}
+    void Load(const uint8* state) {
+      sum_.Load(state);
+      added_ = 0;
+    }
+    void Add(uint32 row, bool isValue) {
+      sum_.Add(row, isValue);
+      added_ += isValue;
+    }
+    void Store(uint8* state) const {
+      if (added_ == 0) return;
+      sum_.Store(state);
+      uint8* rest = state + sizeof(T);
+      if constexpr (isCounted) {
+        StoreValue(rest, LoadValue<uint32>(rest) + added_);
+        rest += sizeof added_;
+      }
+      *rest = 0;
+    }
+
+   private:
+    BatchSum<T> sum_;
+    uint32 added_ = 0;
+  };
+
+  SumCheck<T> check_;
+};
+
 }  // namespace sqxer

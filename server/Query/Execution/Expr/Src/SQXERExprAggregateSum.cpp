@@ -88,47 +88,18 @@ bool SumOf<T>::TakesBatches() {
 template <AccumulatorValue T>
 bool SumOf<T>::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
   if (this->distinctValues_ != nullptr) return this->distinctValues_->Admits(*input, rows);
-  return check_.AdmitsInput(*input, rows, true);
+  return fold_.AdmitsInput(*input, rows, true);
 }
 
 template <AccumulatorValue T>
 bool SumOf<T>::AdmitsStates(const BatchFold& fold) {
-  if (this->isDistinctHandled_) return true;
-  return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+  return this->isDistinctHandled_ || fold_.AdmitsStates(fold);
 }
-
-namespace {
-
-/// The state of a sum: behind it, whether there is none.
-template <class Sum>
-class SumState {
- public:
-  explicit SumState(const BatchVector& input) : sum_(input) {}
-  void Load(const uint8* state) {
-    sum_.Load(state);
-    isAny_ = false;
-  }
-  void Add(uint32 row, bool isValue) {
-    sum_.Add(row, isValue);
-    isAny_ |= isValue;
-  }
-  void Store(uint8* state) const {
-    if (!isAny_) return;
-    sum_.Store(state);
-    state[sizeof(typename Sum::Value)] = 0;
-  }
-
- private:
-  Sum sum_;
-  bool isAny_ = false;
-};
-
-}  // namespace
 
 template <AccumulatorValue T>
 void SumOf<T>::FoldBatch(const BatchFold& fold) {
   if (this->distinctValues_ != nullptr) return this->distinctValues_->AddBatch(fold, 0);
-  FoldRows(fold, SumState<BatchSum<T>>(*fold.input));
+  fold_.Fold(fold);
 }
 
 template class SumOf<int32>;

@@ -43,7 +43,7 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
 
  private:
   T result_{};
-  SumCheck<T> check_;
+  SumFold<T, false> fold_;
 };
 
 extern template class SumOf<int32>;
