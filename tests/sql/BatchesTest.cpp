@@ -278,7 +278,8 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
     const std::string keys =
-        Pick<std::string>({"s", "c", "small", "w", "d", "n", "day, b", "i, s", value});
+        Pick<std::string>({"s",   "c", "small", "w", "d", "n", "day, b", "i, s", "i", "j",
+                           "far", "h", "z",     "i", "j", "u", "far",    "h",    "z", value});
     switch (random_() % 9) {
       case 0:
         ExpectEqual("SELECT " + value + ", " + other + ", i FROM t" + where);

@@ -171,6 +171,7 @@ DistinctValues::DistinctValues(const XeRecordMetaData& record, CharComparisonTyp
   keys_.Add(KeyDesc(*sorted_.GetFieldDescriptor(1), kAscending, comparison));
   // What is never written of a value of fixed width is zero.
   record_ = std::make_unique<uint8[]>(sorted_.GetBinaryRecordSize());
+  narrow_.reserve(1);
 }
 
 DistinctValues::~DistinctValues() { memory_.GiveBack(taken_); }
@@ -187,9 +188,9 @@ void DistinctValues::Add(uint32 group, const uint8* value) {
     if (scale_ < 0) scale_ = 0;
     int64 key;
     if (!form_->toKey(value, scale_, key)) return Sort(group, value);
-    if (usesMap_ && !(mapKeys_ != 0 && mapGroups_ > group && key >= mapLeast_ &&
-                      key - mapLeast_ < static_cast<int64>(mapKeys_))) {
-      if (!WidenMap({key, key})) GiveUpMap();
+    const uint64 place = static_cast<uint64>(key) - static_cast<uint64>(mapLeast_);
+    if (usesMap_ && (place >= mapKeys_ || group >= mapGroups_) && !WidenMap({key, key})) {
+      GiveUpMap();
     }
     return AddKey(group, key);
   }
@@ -276,6 +277,8 @@ DistinctValues::Text DistinctValues::MakeText(BatchText text, ColumnForm form) {
     while (length > 0 && characters[length - 1] == ' ') --length;
     return length;
   };
+  // An empty text may stand nowhere.
+  if (text.length == 0) return {narrow_.data(), 0, false};
   if (form == ColumnForm::kText8) return {text.characters, count(text.characters), false};
   const auto* const characters = reinterpret_cast<const uint32*>(text.characters);
   const uint32 length = count(characters);
