@@ -69,13 +69,38 @@ bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> 
   groups_.resize(kMostBatchRows);
   const bool isFound = FindByCodes(rows, keys, firstRow) ||
                        (keys.size() == 1 && FindByValue(rows, keys[0], firstRow));
-  if (!isFound) rows.ForEach([&](uint32 row) { Put(row, FindOrOpen(row, firstRow)); });
+  if (!isFound) FindByHash(rows, firstRow);
   return true;
 }
 
 GroupBatch::Group* GroupBatch::FindOrOpen(uint32 row, uint64 firstRow) {
   for (BatchField& field : keyFields_) field.Write(row);
-  return AtRow(firstRow + row, [&] { return table_.FindOrOpen(false); });
+  return AtRow(firstRow + row, [&] { return table_.FindOrOpen(); });
+}
+
+void GroupBatch::FindByHash(const BatchRows& rows, uint64 firstRow) {
+  if (table_.slots_.size() <= kLeastPrefetched) {
+    return rows.ForEach([&](uint32 row) { Put(row, FindOrOpen(row, firstRow)); });
+  }
+  // The memory of all slots and then of all groups is waited for at once. Writing the keys again
+  // costs less.
+  uint64 hashes[kMostBatchRows];
+  const auto write = [&](uint32 row) {
+    for (BatchField& field : keyFields_) field.Write(row);
+  };
+  const auto slotOf = [&](uint32 row) {
+    return &table_.slots_[hashes[row] & (table_.slots_.size() - 1)];
+  };
+  rows.ForEach([&](uint32 row) {
+    write(row);
+    hashes[row] = table_.HashKeys();
+    __builtin_prefetch(slotOf(row));
+  });
+  rows.ForEach([&](uint32 row) { __builtin_prefetch(slotOf(row)->group); });
+  rows.ForEach([&](uint32 row) {
+    write(row);
+    Put(row, AtRow(firstRow + row, [&] { return table_.FindOrOpen(hashes[row]); }));
+  });
 }
 
 bool GroupBatch::FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys,
@@ -170,7 +195,8 @@ GroupBatch::Group* GroupBatch::OpenValue(uint32 row, uint64 firstRow) {
   // Each value here has a group of its own: where all groups are known, one that is not is new.
   const bool isNew = known_ == table_.groups_.size();
   for (BatchField& field : keyFields_) field.Write(row);
-  Group* const group = AtRow(firstRow + row, [&] { return table_.FindOrOpen(isNew); });
+  Group* const group =
+      AtRow(firstRow + row, [&] { return isNew ? table_.OpenNew() : table_.FindOrOpen(); });
   known_ += group != nullptr;
   return group;
 }

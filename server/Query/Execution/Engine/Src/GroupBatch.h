@@ -77,6 +77,7 @@ class GroupBatch {
   ValueSlot* FindValue(int64 value);
   /// The group of a row whose value is not known, opened now if need be; null when it cannot be.
   Group* OpenValue(uint32 row, uint64 firstRow);
+  void FindByHash(const BatchRows& rows, uint64 firstRow);
   /// The group of the keys of a row, opened now if need be; null when it cannot be.
   Group* FindOrOpen(uint32 row, uint64 firstRow);
   void GrowValues();

@@ -263,14 +263,19 @@ TurnTakingSet& GroupTable::GetTurns() {
   return *turns_;
 }
 
-GroupTable::Group* GroupTable::FindOrOpen(bool isNew) {
-  if (isNew && !memory_.HasRoom()) return nullptr;
-  const uint64 hash = isNew ? 0 : HashKeys();
-  Slot* const slot = isNew ? nullptr : &FindSlot(hash);
-  if (slot != nullptr && slot->group != nullptr) return slot->group;
+GroupTable::Group* GroupTable::FindOrOpen(uint64 hash) {
+  Slot& slot = FindSlot(hash);
+  if (slot.group != nullptr) return slot.group;
   if (!memory_.HasRoom()) return nullptr;
   Group* group = nullptr;
-  TakeFromGateway([&] { group = isNew ? &OpenUnlisted() : &OpenGroupAt(*slot, hash); });
+  TakeFromGateway([&] { group = &OpenGroupAt(slot, hash); });
+  return group;
+}
+
+GroupTable::Group* GroupTable::OpenNew() {
+  if (!memory_.HasRoom()) return nullptr;
+  Group* group = nullptr;
+  TakeFromGateway([&] { group = &OpenUnlisted(); });
   return group;
 }
 

@@ -94,9 +94,12 @@ class GroupTable {
   /// next looked up.
   Group& OpenUnlisted();
   void ListGroups();
-  /// The group of the current keys; null when there is none and no more may be opened. `isNew`:
-  /// there is none.
-  Group* FindOrOpen(bool isNew);
+  /// The group of the current keys; null when there is none and no more may be opened.
+  Group* FindOrOpen() { return FindOrOpen(HashKeys()); }
+  /// The same when their hash is known.
+  Group* FindOrOpen(uint64 hash);
+  /// The same where there is none.
+  Group* OpenNew();
   TurnTakingSet& GetTurns();
   void GrowSlots(std::size_t slots);
   /// What of the current keys has to be kept: one long text does not make every group as long.
