@@ -90,7 +90,7 @@ Outcome Slice(std::string_view text, char delimiter, uint32 columns, CsvSlicer::
 /// Of a file in memory, by several workers; the rows count when there is no error.
 Outcome Scan(const std::string& path, char delimiter, uint32 workers, std::size_t blockBytes) {
   Outcome outcome;
-  CsvOptions options;
+  ScanOptions options;
   options.delimiter = delimiter;
   options.hasHeader = false;
   options.threads = workers;

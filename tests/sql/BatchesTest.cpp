@@ -81,7 +81,7 @@ class Batches : public testing::Test {
       Session& session = evaluation == std::string("rows") ? rows_ : batches_;
       session.SetDirectory(folder_.Path());
       session.SetSchema("t", schema);
-      CsvTableOptions options;
+      TextTableOptions options;
       options.file.threads = 3;
       options.file.leastPieceBytes = options.file.blockBytes = std::size_t{16} << 10;
       session.SetFileOptions(options);
@@ -312,6 +312,48 @@ TEST_F(Batches, GiveWhatRowsGive) {
         ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +
                     Pick(predicates) + " ORDER BY 1, 2 LIMIT 20");
         break;
+    }
+  }
+}
+
+/// What a constant outside the bounds of a block, or at one of them, comes to.
+TEST_F(Batches, DecideComparisonsByTheBoundsOfBlocks) {
+  const struct {
+    const char* column;
+    std::vector<const char*> constants;
+  } kCases[] = {
+      {"i", {"-2000000000", "-7", "0", "1", "17", "2000000000"}},
+      {"small", {"-300", "0", "1", "3", "5", "300"}},
+      {"u", {"0", "1", "17", "4000000000"}},
+      {"d", {"-1e300", "-0.5", "0", "1.5", "2", "1e300"}},
+      {"e", {"-1e300", "0.25", "0.5", "3e0", "1e2", "1e300"}},
+      {"n", {"-99999999.5", "-0.5", "0", "1.25", "2", "99999999.125"}},
+      {"day", {"DATE '0001-01-01'", "DATE '2012-01-31'", "DATE '2012-02-01'", "DATE '9999-12-31'"}},
+      {"h", {"TIME '00:00:00'", "TIME '10:30:00'", "TIME '23:59:59'"}},
+      {"z",
+       {"TIMESTAMP '0001-01-01 00:00:00'", "TIMESTAMP '2012-01-31 10:30:00'",
+        "TIMESTAMP '9999-12-31 00:00:00'"}},
+      {"w", {"''", "'cial'", "'zzz'"}},
+  };
+  for (const auto& c : kCases) {
+    std::string outputs = "COUNT(*)";
+    const std::string column = c.column;
+    const auto count = [&outputs](const std::string& predicate) {
+      outputs += ", SUM(CASE WHEN " + predicate + " THEN 1 ELSE 0 END)";
+    };
+    for (const std::string constant : c.constants) {
+      for (const std::string op : {" = ", " <> ", " < ", " <= ", " > ", " >= "}) {
+        count(column + op + constant);
+        count(constant + op + column);
+      }
+      count(column + " IN (" + constant + ", " + constant + ")");
+      for (const std::string other : c.constants) {
+        count(column + " BETWEEN " + constant + " AND " + other);
+      }
+    }
+    count(column + " NOT IN (" + c.constants.front() + ")");
+    for (const char* where : {"", " WHERE t", " WHERE i > 0 OR day IS NULL"}) {
+      ExpectEqual("SELECT " + outputs + " FROM t" + where);
     }
   }
 }

@@ -8,6 +8,8 @@
 
 #include "Compiler.h"
 #include "CsvCopy.h"
+#include "QueryRun.h"
+#include "SQXERBatch.h"
 #include "Session.h"
 #include "TestFile.h"
 #include "server/Query/Execution/Engine/TemporaryFolder.h"
@@ -108,7 +110,20 @@ class CorpusCase : public testing::Test {
       for (const Scalar& scalar : test_.scalars) RunScalar(session, scalar);
       return;
     }
-    const Outcome outcome = Evaluate(session, test_.sql, Place::kShown);
+    for (const uint32 rows : {kMostBatchRows, uint32{3}, uint32{1}, kRowByRow}) {
+      SCOPED_TRACE("batches of " + std::to_string(rows));
+      QueryRun::SetBatchRows(rows == kRowByRow ? kMostBatchRows : rows);
+      session.Set("Evaluation", rows == kRowByRow ? "rows" : "batches");
+      Compare(Evaluate(session, test_.sql, Place::kShown));
+      if (HasFailure()) break;
+    }
+    QueryRun::SetBatchRows(kMostBatchRows);
+  }
+
+ private:
+  static constexpr uint32 kRowByRow = 0;
+
+  void Compare(const Outcome& outcome) const {
     EXPECT_EQ(outcome.failed, test_.kind == TestCase::Kind::kError);
     if (test_.kind == TestCase::Kind::kUnorderedQuery) {
       EXPECT_THAT(outcome.lines, testing::UnorderedElementsAreArray(test_.expected));
@@ -117,7 +132,6 @@ class CorpusCase : public testing::Test {
     }
   }
 
- private:
   TestCase test_;
 };
 

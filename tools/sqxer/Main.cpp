@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <malloc.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -219,8 +220,16 @@ void FillStandardStreams() {
   }
 }
 
+/// What a part of a file leaves serves the next one: to give memory back to the system and have it
+/// again, page by page, costs a tenth of the reading.
+void KeepFreeMemory() {
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
+  mallopt(M_MMAP_THRESHOLD, 4 << 20);
+}
+
 ExitStatus Main(int count, char** arguments) {
   try {
+    KeepFreeMemory();
     FillStandardStreams();
     const auto options = ReadOptions(count, arguments);
     if (const auto* status = std::get_if<ExitStatus>(&options)) return *status;

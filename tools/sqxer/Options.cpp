@@ -23,17 +23,19 @@ constexpr const char* kDescription =
 constexpr const char* kFooter = R"(
 The SQL is taken from the argument, from -f FILE, or from standard input; several
 statements are parted by semicolons. A table is a name, or a path in quotation marks of
-either kind: of a CSV or TSV file, also packed (.gz, .zst), of several as a pattern
-('logs/2024-*.csv', equal headers), of a pipe, or - for standard input (the SQL then comes
-from the argument or -f). Delimiter, packing and byte order marks are found by looking.
+either kind: of a CSV or TSV file or one of JSON lines (.jsonl), also packed (.gz, .zst), of
+several as a pattern ('logs/2024-*.csv', equal headers), of a pipe, or - for standard input
+(the SQL then comes from the argument or -f). Delimiter, packing, byte order marks, and what
+a pipe holds are found by looking.
 
-A CSV table of more than 64 MiB (--set TableMemory) is not kept in memory: a statement that
+A table of more than 64 MiB (--set TableMemory) is not kept in memory: a statement that
 reads its rows once takes them as they come, so that a pipe may be of any length. Types of a
-pipe are then those of its first rows, and a later value that does not fit is an error.
+pipe, and the keys of JSON lines, are then those of its first rows, and a later value that
+does not fit is an error.
 
 SELECT ... LIMIT n without WHERE, GROUP BY, ORDER BY, DISTINCT or aggregates reads no more
-rows than it needs. Types then come from a sample of the file and those rows: a value
-further on that does not fit them is not looked for.
+rows than it needs. Types and keys then come from a sample of the file and those rows: a
+value further on that does not fit them is not looked for.
 
 Exit status: 0 done, or the reader of the output has gone (| head); 1 a statement is wrong
 or failed (the others have run); 2 wrong options; 3 a file cannot be read; 4 the processor

@@ -6,7 +6,7 @@
 #include <variant>
 #include <vector>
 
-#include "CsvTable.h"
+#include "TextTable.h"
 
 namespace sqxer {
 
@@ -27,7 +27,7 @@ struct Options {
   std::vector<std::string> parameters;
   std::string directory = ".";
   /// How text files are read.
-  CsvTableOptions files;
+  TextTableOptions files;
   /// Whether `files.file.hasHeader` was asked for.
   bool isHeaderGiven = false;
   /// The file of the results; nothing: standard output.

@@ -74,6 +74,9 @@ void ColumnBuffer::Move(std::size_t capacity) {
 
 void ColumnBuffer::Shrink(std::size_t bytes) {
   if (bytes >= capacity_) return;
+  // Little is not worth a copy.
+  constexpr std::size_t kWorthIt = 16;
+  if (mapped_ == 0 && capacity_ - bytes < capacity_ / kWorthIt) return;
   if (mapped_ == 0 || bytes + kColumnPadding < kMappedBytes) return Move(bytes);
   const std::size_t kept = RoundUp(bytes + kColumnPadding, PageSize());
   if (kept < mapped_) munmap(data_ + kept, mapped_ - kept);

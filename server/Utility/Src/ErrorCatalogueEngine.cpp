@@ -15,7 +15,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57006, 2,
        "{1} of \"{0}\" has text beside a quotation: quote whole fields and double the quotation "
        "marks in them"},
-      {57007, 2, "{1} of \"{0}\" holds a NUL byte, which text files have not"},
+      {57007, 2,
+       "{1} of \"{0}\" holds a NUL byte, which text files have not: remove it, or name the "
+       "encoding of the file with --encoding"},
       {57008, 2,
        "{1} of \"{0}\" is not valid UTF-8: save the file as UTF-8, or name its encoding with "
        "--encoding"},
@@ -23,7 +25,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57010, 5, "{1} of \"{0}\" has a text too long for the column \"{2}\", {3}: \"{4}\""},
       {57011, 5, "{1} of \"{0}\" has a value that the column \"{2}\", {3}, cannot take: \"{4}\""},
       {57012, 2, "{1} of \"{0}\" has a field of more than 64 MiB: is a quotation left open?"},
-      {57013, 2, "the declared types of \"{0}\" name a column that it has not: \"{1}\""},
+      {57013, 2,
+       "the declared types of \"{0}\" name a column that it has not, write its name as the file "
+       "does, letter case included: \"{1}\""},
       {57014, 1,
        "types are declared as COL:TYPE,COL:TYPE, each column once, with bit, int1, uint1, int2, "
        "uint2, int4, uint4, float, double, numeric, char(n), varchar(n), date, time, timestamp or "
@@ -32,7 +36,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "a table is a file that ends in .csv, .tsv or .jsonl, also packed (.gz, .zst), a pipe, - "
        "for standard "
        "input, or FILE.db:table: \"{0}\""},
-      {57016, 2, "the database \"{0}\" has no table of this name: \"{1}\""},
+      {57016, 3, "the database \"{0}\" has no table \"{1}\", {2}"},
       {57017, 3, "{1} of \"{0}\" has a blob, which expressions cannot read, in the column \"{2}\""},
       {57018, 2, "\"{0}\" has too many columns, a table may have 65535: {1}"},
       {57019, 3, "the parameter {0} does not read as {1}: \"{2}\""},
@@ -46,7 +50,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57026, 4, "{1} of \"{0}\" must have as many fields as the first record, {3}, and not {2}"},
 
       {57027, 1,
-       "\"{0}\" has been read as far as a statement before wanted it, and cannot be read again"},
+       "\"{0}\" has been read as far as a statement before wanted it, and cannot be read again: "
+       "save "
+       "it to a file, and name that"},
       {57028, 1, "no file matches the pattern: \"{0}\""},
       {57029, 3, "{1} of \"{0}\" is not one whole JSON object, as each line must be: \"{2}\""},
       {57030, 3, "{1} of \"{0}\" has a key more than once: \"{2}\""},
@@ -59,6 +65,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57035, 5,
        "{1} of \"{0}\" has a value that the column \"{2}\" cannot take, which the rows before it "
        "made {3}: declare its type with --schema, or raise the switch TableMemory: \"{4}\""},
+      {57036, 3,
+       "{1} of \"{0}\" has a key that the rows before, which told the columns, had not: \"{2}\"; "
+       "name the columns in the statement, or let more rows tell them: --set TableMemory=BYTES"},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

@@ -155,8 +155,8 @@ CharCompareFunc_t ExecutionUtility::GetCharacterComparisonFunction() {
 CharCompareFunc_t ExecutionUtility::GetCharacterComparisonFunction(CharComparisonType_t type) {
   const UCollator* const collator =
       type == kCompareLocale ? Settings::Current()->GetCollator() : nullptr;
-  return WithOrder(type, [collator](auto order) {
-    return CharCompareFunc_t(&CompareTexts<decltype(order)>, collator);
+  return WithOrder(type, [type, collator](auto order) {
+    return CharCompareFunc_t(&CompareTexts<decltype(order)>, type, collator);
   });
 }
 

@@ -105,39 +105,34 @@ bool SetSize(SUSystemConfig& config, const std::string& value) {
   return false;
 }
 
-std::string ShowIntegerAggregates(const SUSystemConfig& config) {
-  return config.wideIntegerAggregates_ ? "wide" : "native";
-}
+/// A word as a template argument.
+struct Word {
+  char text[10] = {};
+  template <std::size_t length>
+  consteval Word(const char (&word)[length]) {
+    std::copy_n(word, length, text);
+  }
+};
 
-bool SetIntegerAggregates(SUSystemConfig& config, const std::string& value) {
-  const bool wide = IsMatch(value, "wide");
-  if (!wide && !IsMatch(value, "native")) return false;
-  config.wideIntegerAggregates_ = wide;
-  return true;
-}
-
-std::string ShowEvaluation(const SUSystemConfig& config) {
-  return config.batchEvaluation_ ? "batches" : "rows";
-}
-
-bool SetEvaluation(SUSystemConfig& config, const std::string& value) {
-  const bool batches = IsMatch(value, "batches");
-  if (!batches && !IsMatch(value, "rows")) return false;
-  config.batchEvaluation_ = batches;
-  return true;
-}
-
-std::string ShowJsonErrors(const SUSystemConfig& config) {
-  return config.jsonErrors_ == SUSystemConfig::JsonErrors::kError ? "error" : "null";
-}
-
-bool SetJsonErrors(SUSystemConfig& config, const std::string& value) {
-  const bool null = IsMatch(value, "null");
-  if (!null && !IsMatch(value, "error")) return false;
-  config.jsonErrors_ =
-      null ? SUSystemConfig::JsonErrors::kNull : SUSystemConfig::JsonErrors::kError;
-  return true;
-}
+/// A switch with two values that have a word each.
+template <auto Member, auto first, Word firstWord, auto other, Word otherWord>
+struct Either {
+  static std::string Show(const SUSystemConfig& config) {
+    return config.*Member == first ? firstWord.text : otherWord.text;
+  }
+  static bool Set(SUSystemConfig& config, const std::string& value) {
+    const bool isFirst = IsMatch(value, firstWord.text);
+    if (!isFirst && !IsMatch(value, otherWord.text)) return false;
+    config.*Member = isFirst ? first : other;
+    return true;
+  }
+};
+using IntegerAggregates =
+    Either<&SUSystemConfig::wideIntegerAggregates_, true, "wide", false, "native">;
+using JsonErrors = Either<&SUSystemConfig::jsonErrors_, SUSystemConfig::JsonErrors::kError, "error",
+                          SUSystemConfig::JsonErrors::kNull, "null">;
+using Evaluation = Either<&SUSystemConfig::batchEvaluation_, true, "batches", false, "rows">;
+using ConditionOrder = Either<&SUSystemConfig::conditionsByCost_, true, "cost", false, "written">;
 
 bool SetLocale(SUSystemConfig& config, const std::string& value) {
   const auto locale = value.empty() ? value : FindLocale(value);
@@ -178,7 +173,7 @@ const SwitchRow kSwitches[] = {
      SetBool<&SUSystemConfig::integerDivideAsDouble_>},
     {"IntegerAggregates", "wide or native",
      "SUM and AVG of integers: wide neither overflow nor truncate, native stay in 32 bits.",
-     ShowIntegerAggregates, SetIntegerAggregates},
+     IntegerAggregates::Show, IntegerAggregates::Set},
     {"CaseSensitiveCompare", kOnOff, "Whether texts that differ in letter case alone differ.",
      ShowBool<&SUSystemConfig::caseSensitiveCompare_>,
      SetBool<&SUSystemConfig::caseSensitiveCompare_>},
@@ -203,7 +198,7 @@ const SwitchRow kSwitches[] = {
      "or a packed file gives. Of a larger one a statement that reads its rows once keeps none.",
      ShowSize<&SUSystemConfig::tableMemory_>, SetSize<&SUSystemConfig::tableMemory_>},
     {"JsonErrors", "error or null", "What text that is no JSON gives: an error, or NULL.",
-     ShowJsonErrors, SetJsonErrors},
+     JsonErrors::Show, JsonErrors::Set},
     {"SubstringCompliance", kOnOff,
      "Look up substrings as older callers do (ZEPH_SUBSTRING_VELMAR_COMPLIANCE).",
      ShowBool<&SUSystemConfig::substringCompliance_>,
@@ -215,7 +210,11 @@ const SwitchRow kSwitches[] = {
     {"Evaluation", "batches or rows",
      "Evaluate some 2,000 rows at once, straight from the columns, or one after the other. Results "
      "and errors are the same.",
-     ShowEvaluation, SetEvaluation},
+     Evaluation::Show, Evaluation::Set},
+    {"ConditionOrder", "cost or written",
+     "In batches, evaluate first what decides most rows in its time, where no operand of AND or OR "
+     "can fail, or always in the written order. Results and errors are the same.",
+     ConditionOrder::Show, ConditionOrder::Set},
     {"TempDirectory", "a folder, or nothing",
      "Where sorting keeps temporary files; nothing is the system's folder. What is wrong with a "
      "folder shows when something has to go there.",

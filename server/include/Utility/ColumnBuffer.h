@@ -42,7 +42,7 @@ class XEUTILITY_API ColumnBuffer {
   void Reserve(std::size_t bytes) {
     if (bytes > capacity_) Grow(bytes);
   }
-  /// Gives back what lies beyond `bytes` and the padding.
+  /// Gives back what lies beyond `bytes` and the padding, if that is worth it.
   void Shrink(std::size_t bytes);
   void Release() noexcept;
 

@@ -29,18 +29,21 @@ class CharCompareFunc_t {
                            const RefLongVarChar& b);
 
   constexpr CharCompareFunc_t(std::nullptr_t = nullptr) {}
-  constexpr CharCompareFunc_t(Function function, const UCollator* collator)
-      : function_(function), collator_(collator) {}
+  constexpr CharCompareFunc_t(Function function, CharComparisonType_t type,
+                              const UCollator* collator)
+      : function_(function), collator_(collator), type_(type) {}
 
   /// The key descriptor may be null.
   int operator()(const KeyDesc*, const RefLongVarChar& a, const RefLongVarChar& b) const {
     return function_(collator_, a, b);
   }
   explicit operator bool() const { return function_ != nullptr; }
+  bool IsByCodePoint() const { return type_ == kCompareCodePoints; }
 
  private:
   Function function_ = nullptr;
   const UCollator* collator_ = nullptr;
+  CharComparisonType_t type_ = kCompareCodePoints;
 };
 
 class XEUTILITY_API ExecutionUtility {

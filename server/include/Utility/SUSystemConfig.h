@@ -38,6 +38,7 @@ class XEUTILITY_API SUSystemConfig {
   bool lengthKeepsBlanks_ = false;
   /// False: rows are evaluated one by one.
   bool batchEvaluation_ = true;
+  bool conditionsByCost_ = true;
   /// Where sorters spill; empty is the system's folder.
   std::string tempDirectory_;
 

@@ -23,6 +23,7 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"SubstringCompliance", text(config.substringCompliance_)},
           {"LengthKeepsBlanks", text(config.lengthKeepsBlanks_)},
           {"Evaluation", text(config.batchEvaluation_)},
+          {"ConditionOrder", text(config.conditionsByCost_)},
           {"TempDirectory", config.tempDirectory_}};
 }
 
@@ -40,7 +41,8 @@ TEST(SUSystemConfig, SetsEachSwitchAndNoOther) {
        Split("IntegerMathAsDouble on 1|IntegerMathAsDouble TRUE 1|IntegerDivideAsDouble 1 1|"
              "CaseSensitiveCompare off 0|LongMonthNames False 0|LongDayNames 0 0|"
              "SubstringCompliance On 1|IntegerAggregates Native 0|FirstDayOfWeek 7 7|"
-             "FiscalYearStartMonth 12 12|JsonErrors null 1|Evaluation Rows 0|TableMemory 1MiB "
+             "FiscalYearStartMonth 12 12|JsonErrors null 1|Evaluation Rows 0|ConditionOrder "
+             "written 0|TableMemory 1MiB "
              "1048576|TempDirectory "
              "/Var/Tmp /Var/Tmp|"
              "Locale sv_SE sv_SE|Locale sv-SE sv_SE|"

@@ -114,6 +114,12 @@ TEST_F(Command, ReadsStandardInputAndPipes) {
   } kCases[] = {
       {"cat t.csv | sqxer \"SELECT b FROM '-'\"", "b\nx\ny\n"},
       {"sqxer 'SELECT b FROM \"-\"' < t.csv", "b\nx\ny\n"},
+      {"echo '{\"a\":1,\"b\":\"x\"}' | sqxer \"SELECT b, a FROM '-'\"", "b,a\nx,1\n"},
+      {"(echo; echo ' { \"a\":\"1\"}'; echo '{\"b\":true}') | gzip | sqxer -t t=- 'SELECT b, a "
+       "FROM t'",
+       "b,a\n,1\ntrue,\n"},
+      {"echo '{\"a\":1,\"b\":\"x\"}' > j.txt; sqxer -t t=<(cat j.txt) 'SELECT COUNT(b) FROM t'",
+       "count\n1\n"},
       {"cat t.csv | sqxer -t t=- 'SELECT SUM(a) FROM t; SELECT b FROM t'", "sum\n3\nb\nx\ny\n"},
       {"gzip -c t.csv | sqxer -t t=- 'SELECT a FROM t LIMIT 1'", "a\n1\n"},
       {"echo 'SELECT a FROM t' > q.sql; cat t.csv | sqxer -t t=- -f q.sql", "a\n1\n2\n"},

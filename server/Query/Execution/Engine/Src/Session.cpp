@@ -6,7 +6,6 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
-#include "JsonLinesTable.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
@@ -113,7 +112,7 @@ void Session::SetSchema(const std::string& name, const std::string& columns) {
   schemas_[Folded(Wide(name))] = ReadDeclaredTypes(columns);
 }
 
-void Session::SetFileOptions(const CsvTableOptions& options) {
+void Session::SetFileOptions(const TextTableOptions& options) {
   const std::string& encoding = options.file.encoding;
   if (!encoding.empty() && !TextDecoder(encoding).IsKnown()) {
     ThrowTableError(kEncodingUnknown, {Wide(encoding)});
@@ -223,13 +222,13 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
     return std::make_shared<LoadedTable>(std::make_shared<const Table>(
         LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
   }
-  if (parsed.kind == TablePath::Kind::kJsonLines) {
-    return std::make_shared<JsonLinesTable>(FindFiles(parsed.file), name, declared,
-                                            fileOptions_.file.encoding,
-                                            fileOptions_.file.threads > 1);
-  }
   CheckStandardInput(parsed.file);
-  auto table = std::make_shared<CsvTable>(FindFiles(parsed.file), name, declared, fileOptions_);
+  using Content = TextTable::Content;
+  const Content content = parsed.kind == TablePath::Kind::kJsonLines ? Content::kJsonLines
+                          : parsed.kind == TablePath::Kind::kStream  ? Content::kAny
+                                                                     : Content::kCsv;
+  auto table =
+      std::make_shared<TextTable>(FindFiles(parsed.file), name, declared, fileOptions_, content);
   if (warnOfHeader_ != nullptr && table->LooksHeaderLikeData() && warnedOf_.insert(path).second) {
     warnOfHeader_(path);
   }

@@ -9,12 +9,12 @@
 
 #include "Catalog.h"
 #include "ColumnTypes.h"
-#include "CsvTable.h"
 #include "LazyTable.h"
 #include "ParameterBlock.h"
 #include "ResultSink.h"
 #include "RunProgress.h"
 #include "Table.h"
+#include "TextTable.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
@@ -59,7 +59,7 @@ class Session : public Catalog {
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
   /// How text files are read that have not been yet. Error 57023 (encoding).
-  void SetFileOptions(const CsvTableOptions& options);
+  void SetFileOptions(const TextTableOptions& options);
   /// Standard input is not for tables, since it holds something else: error 57032 for a table that
   /// reads it.
   void RefuseStandardInput() { isStandardInputTaken_ = true; }
@@ -119,7 +119,7 @@ class Session : public Catalog {
   /// start again, as far as that does not lie with the statement itself.
   bool isRunOnce_ = false;
   bool canStartAgain_ = false;
-  CsvTableOptions fileOptions_;
+  TextTableOptions fileOptions_;
   bool isStandardInputTaken_ = false;
   HeaderWarning warnOfHeader_ = nullptr;
   /// The paths that it was called for.

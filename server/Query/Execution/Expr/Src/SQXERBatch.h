@@ -125,6 +125,8 @@ struct BatchRows {
 enum class BatchCost {
   /// Less than finding out which rows need it, and no row can fail.
   kFree,
+  /// More than that, and no row can fail.
+  kSafe,
   /// More than that, or some row may fail.
   kDear,
 };
@@ -155,11 +157,15 @@ class SQXEREXPR_API BatchBuffers {
   uint16* Rows() { return rows_; }
   uint16* OtherRows() { return otherRows_; }
   uint8* Truths(int list) { return truths_[list]; }
+  /// Room for signs, which is that of the second selection.
+  int8* Signs() { return reinterpret_cast<int8*>(otherRows_); }
   /// What is known of the values.
   ColumnBlock& Block() { return knownOfValues_; }
   /// A text of a vector, that of the first operand or of the second, in the characters that
   /// comparisons take; it holds until the next one of that operand.
   RefLongVarChar Widen(const BatchVector& vector, uint32 row, int operand);
+  /// Room for a text of one byte a character.
+  std::string& Bytes() { return bytes_; }
   /// Room for an operand, the first or the second, brought to another scale.
   int64* Rescaled(int operand) {
     return reinterpret_cast<int64*>(Reserve(rescaled_[operand], kMostBatchRows * sizeof(int64)));
@@ -184,6 +190,7 @@ class SQXEREXPR_API BatchBuffers {
   Room rescaled_[2];
   ColumnBlock knownOfValues_;
   XeString wide_[2];
+  std::string bytes_;
   uint64 validity_[kMostBatchWords];
   uint16 rows_[kMostBatchRows];
   uint16 otherRows_[kMostBatchRows];

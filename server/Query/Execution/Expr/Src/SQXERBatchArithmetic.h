@@ -46,14 +46,16 @@ bool CombineVectors(const BatchVector& a, const BatchVector& b, const BatchRows&
     }
     return ApplyToValidRows<Op>(a, b, rows, out);
   } else if constexpr (std::floating_point<T>) {
-    bool isDone = true;
-    MapPairs(a.As<T>(), a.isConstant, b.As<T>(), b.isConstant, out, rows, [&](T x, T y) {
+    // As wide as the values, for loops that work on several at once.
+    using Mask = std::conditional_t<sizeof(T) == sizeof(int64), int64, int32>;
+    Mask refused = 0;
+    MapPairs(a.As<T>(), a.isConstant, b.As<T>(), b.isConstant, out, rows, [&refused](T x, T y) {
       T value{};
-      isDone &= Op::Apply(x, y, value);
+      refused |= Op::Apply(x, y, value) ? Mask{0} : Mask{1};
       return value;
     });
-    // What was refused may stand in a row that does not count.
-    return isDone || ApplyToValidRows<Op>(a, b, rows, out);
+    // It may stand in a row that does not count.
+    return refused == 0 || ApplyToValidRows<Op>(a, b, rows, out);
   } else {
     // The processor traps on what a row that does not count may hold.
     return ApplyToValidRows<Op>(a, b, rows, out);

@@ -284,7 +284,7 @@ class FewValuesEvaluation {
 
 bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
   // What is free is computed before it is looked up.
-  if (tree.CountOperands() > 0 && tree.GetBatchCost() == BatchCost::kDear &&
+  if (tree.CountOperands() > 0 && tree.GetBatchCost() != BatchCost::kFree &&
       FewValuesEvaluation(tree, rows).Try(out)) {
     return true;
   }

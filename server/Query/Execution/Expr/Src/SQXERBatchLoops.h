@@ -93,9 +93,13 @@ void MapPairs(const A* a, bool isConstantA, const B* b, bool isConstantB, Out* _
       return values[isConstant ? 0 : row];
     };
     if (rows.IsDense()) {
+      // Of its own, so that no byte written to the output can be one of them.
+      const A* const left = a;
+      const B* const right = b;
+      Out* const __restrict result = out;
       const uint32 count = rows.count;
       for (uint32 row = 0; row < count; ++row) {
-        out[row] = static_cast<Out>(op(at(a, row, constantA), at(b, row, constantB)));
+        result[row] = static_cast<Out>(op(at(left, row, constantA), at(right, row, constantB)));
       }
     } else {
       for (uint32 i = 0; i < rows.selectedCount; ++i) {
@@ -208,11 +212,16 @@ inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
   return vector.isConstant ? FirstRow(rows) : rows;
 }
 
-/// What a node costs that does little more than its operands.
+/// What a node costs that does little more than its operands, and cannot fail.
 template <class... Operands>
 BatchCost CostOfAll(Operands&... operands) {
-  return ((operands.GetBatchCost() == BatchCost::kFree) && ...) ? BatchCost::kFree
-                                                                : BatchCost::kDear;
+  return std::max({operands.GetBatchCost()...});
+}
+
+/// The same of a node that does more.
+template <class... Operands>
+BatchCost SafeCostOfAll(Operands&... operands) {
+  return std::max({BatchCost::kSafe, operands.GetBatchCost()...});
 }
 
 /// The batch of a node of two operands that is NULL where one of them is: combine(left, right,
@@ -304,21 +313,90 @@ void ConvertVector(const BatchRows& rows, BatchBuffers& buffers, BatchVector& ou
   }
 }
 
+/// The least and greatest value of a column in the block of a batch; nothing where they are not
+/// known.
+template <class T>
+std::optional<ColumnBounds<T>> KnownBounds(const BatchVector& vector) {
+  if (vector.isConstant || vector.block == nullptr || !vector.block->hasBounds) return {};
+  if constexpr (std::floating_point<T>) {
+    return ColumnBounds<T>{static_cast<T>(vector.block->real.least),
+                           static_cast<T>(vector.block->real.greatest)};
+  } else {
+    const ColumnBounds<int64>& whole = vector.block->whole;
+    if constexpr (std::integral<T>) {
+      return ColumnBounds<T>{static_cast<T>(whole.least), static_cast<T>(whole.greatest)};
+    } else {
+      const int32 days[] = {static_cast<int32>(whole.least), static_cast<int32>(whole.greatest)};
+      BatchVector ends = vector;
+      ends.values = vector.form == ColumnForm::kDay32 ? reinterpret_cast<const uint8*>(days)
+                                                      : reinterpret_cast<const uint8*>(&whole);
+      return ColumnBounds<T>{ReadBatchValue<T>(ends, 0), ReadBatchValue<T>(ends, 1)};
+    }
+  }
+}
+
+/// A comparison with its operands in the other order.
+template <class Op>
+struct TurnedOp {
+  static bool Apply(const auto& a, const auto& b) { return Op::Apply(b, a); }
+};
+/// Whether the outcomes for ascending values turn once at most.
+template <class Op>
+inline constexpr bool kTurnsOnce = !std::same_as<Op, EqualToOp> && !std::same_as<Op, NotEqualToOp>;
+template <class Op>
+inline constexpr bool kTurnsOnce<TurnedOp<Op>> = kTurnsOnce<Op>;
+
+/// The outcome that a comparison with a constant has for every value within some bounds; nothing
+/// where it has both.
+template <class Op, class Value>
+std::optional<bool> CompareBounds(const ColumnBounds<Value>& bounds, Value constant) {
+  const bool outcome = Op::Apply(bounds.least, constant);
+  const bool isAside = constant < bounds.least || bounds.greatest < constant;
+  const bool isSame = kTurnsOnce<Op> ? outcome == Op::Apply(bounds.greatest, constant)
+                                     : bounds.least == bounds.greatest;
+  if (isAside || isSame) return outcome;
+  return {};
+}
+
+/// out[row] = Op(a[row], b[row]) over plain values; at once where one is constant and the bounds of
+/// the other decide.
+template <class Op, class Stored>
+void ComparePairs(const Stored* a, const std::optional<ColumnBounds<Stored>>& boundsA,
+                  bool isConstantA, const Stored* b,
+                  const std::optional<ColumnBounds<Stored>>& boundsB, bool isConstantB, uint8* out,
+                  const BatchRows& rows) {
+  std::optional<bool> outcome;
+  if (isConstantB && boundsA) {
+    outcome = CompareBounds<Op>(*boundsA, *b);
+  } else if (isConstantA && boundsB) {
+    outcome = CompareBounds<TurnedOp<Op>>(*boundsB, *a);
+  }
+  if (outcome) {
+    std::fill_n(out, rows.count, static_cast<uint8>(*outcome));
+  } else {
+    MapPairs(a, isConstantA, b, isConstantB, out, rows,
+             [](const Stored& x, const Stored& y) { return Op::Apply(x, y); });
+  }
+}
+
 /// Compares two vectors of T's forms into bytes. The buffers are those of the node.
 template <class Op, class T>
 void CompareVectors(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
                     BatchBuffers& buffers, uint8* out) {
-  const auto compare = [](const auto& x, const auto& y) { return Op::Apply(x, y); };
   const auto plain = [&]<class Stored>(std::type_identity<Stored>) {
-    MapPairs(a.As<Stored>(), a.isConstant, b.As<Stored>(), b.isConstant, out, rows, compare);
+    ComparePairs<Op>(a.As<Stored>(), KnownBounds<Stored>(a), a.isConstant, b.As<Stored>(),
+                     KnownBounds<Stored>(b), b.isConstant, out, rows);
   };
   if constexpr (HasOneBatchForm<T>) {
     plain(std::type_identity<typename BatchFormOf<T>::Stored>());
   } else {
     if constexpr (std::same_as<T, VelmarNumber>) {
+      if (a.form == ColumnForm::kDecimal64 && b.form == a.form && a.scale == b.scale) {
+        return plain(std::type_identity<int64>());
+      }
       if (AlignedDecimals aligned; aligned.Align(a, b, rows, buffers)) {
-        MapPairs(aligned.left, a.isConstant, aligned.right, b.isConstant, out, rows, compare);
-        return;
+        return ComparePairs<Op, int64>(aligned.left, aligned.leftBounds, a.isConstant,
+                                       aligned.right, aligned.rightBounds, b.isConstant, out, rows);
       }
     } else if (a.form == ColumnForm::kTimeStamp64 && b.form == ColumnForm::kTimeStamp64) {
       return plain(std::type_identity<int64>());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERBatchLoops.h"
+#include "SQXERBatchTexts.h"
 #include "SQXERExpression.h"
 #include "SQXEROpsCompare.h"
 
@@ -49,6 +50,42 @@ class CompareNode : public Generic {
   T value2_{};
 };
 
+/// Compares two vectors of texts into bytes. The buffers are those of the node.
+template <class Op>
+void CompareTextBatch(CharCompareFunc_t compare, const BatchVector& a, const BatchVector& b,
+                      const BatchRows& rows, BatchBuffers& buffers, uint8* out) {
+  int8* const signs = buffers.Signs();
+  CompareTextVectors(compare, a, b, rows, buffers, signs);
+  MapValues(signs, out, rows, [](int8 sign) { return Op::Apply(int{sign}, 0); });
+}
+
+/// A range test over batches: atMost(a, b, rows, truths) writes whether a <= b.
+template <class AtMost>
+bool EvalBetweenBatch(RExpression& compareOp, RExpression& lowOp, RExpression& highOp,
+                      const BatchRows& rows, BatchBuffers& buffers, BatchVector& out,
+                      AtMost&& atMost) {
+  BatchVector value;
+  BatchVector low;
+  BatchVector high;
+  if (!EvaluateBatch(compareOp, rows, value) || !EvaluateBatch(lowOp, rows, low) ||
+      !EvaluateBatch(highOp, rows, high)) {
+    return false;
+  }
+  uint8* const values = buffers.Values<uint8>();
+  BatchVector both;
+  IntersectValidity(value, low, rows, buffers.Validity(), both);
+  out = BatchVector();
+  IntersectValidity(both, high, rows, buffers.Validity(), out);
+  const BatchRows wanted = RowsOf(out, rows);
+  atMost(low, value, wanted, buffers.Truths(0));
+  atMost(value, high, wanted, buffers.Truths(1));
+  MapPairs(buffers.Truths(0), false, buffers.Truths(1), false, values, wanted,
+           [](uint8 a, uint8 b) { return a & b; });
+  out.form = ColumnForm::kUInt8;
+  out.values = values;
+  return true;
+}
+
 /// The same over text. The comparison function is that of the settings at construction.
 template <class Generic, class Op, class Text>
 class TextCompareNode : public Generic {
@@ -72,16 +109,12 @@ class TextCompareNode : public Generic {
                            uint8* const values = buffers.Values<uint8>();
                            result.form = ColumnForm::kUInt8;
                            result.values = values;
-                           wanted.ForEach([&](uint32 row) {
-                             if (left.IsNull(row) || right.IsNull(row)) return;
-                             values[row] =
-                                 CompareText<Op>(compareFunc_, buffers.Widen(left, row, 0),
-                                                 buffers.Widen(right, row, 1));
-                           });
+                           CompareTextBatch<Op>(compareFunc_, left, right, wanted, buffers, values);
                            return true;
                          });
   }
   bool HasBatchLoop() final { return true; }
+  BatchCost GetBatchCost() final { return SafeCostOfAll(*this->left_, *this->right_); }
 
  protected:
   Text value1_{};
@@ -109,29 +142,12 @@ class BetweenNode : public Generic {
   }
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
     if constexpr (HasBatchForm<T>) {
-      BatchVector value;
-      BatchVector low;
-      BatchVector high;
-      if (!EvaluateBatch(*this->compareOp_, rows, value) ||
-          !EvaluateBatch(*this->lowOp_, rows, low) || !EvaluateBatch(*this->highOp_, rows, high)) {
-        return false;
-      }
       BatchBuffers& buffers = this->GetBatchBuffers();
-      uint8* const values = buffers.Values<uint8>();
-      uint8* const reachesLow = buffers.Truths(0);
-      uint8* const reachesHigh = buffers.Truths(1);
-      BatchVector both;
-      IntersectValidity(value, low, rows, buffers.Validity(), both);
-      out = BatchVector();
-      IntersectValidity(both, high, rows, buffers.Validity(), out);
-      const BatchRows wanted = RowsOf(out, rows);
-      CompareVectors<LessThanEqualToOp, T>(low, value, wanted, buffers, reachesLow);
-      CompareVectors<LessThanEqualToOp, T>(value, high, wanted, buffers, reachesHigh);
-      MapPairs(reachesLow, false, reachesHigh, false, values, wanted,
-               [](uint8 a, uint8 b) { return a & b; });
-      out.form = ColumnForm::kUInt8;
-      out.values = values;
-      return true;
+      return EvalBetweenBatch(
+          *this->compareOp_, *this->lowOp_, *this->highOp_, rows, buffers, out,
+          [&](const BatchVector& a, const BatchVector& b, const BatchRows& wanted, uint8* truths) {
+            CompareVectors<LessThanEqualToOp, T>(a, b, wanted, buffers, truths);
+          });
     } else {
       return Generic::EvalBatch(rows, out);
     }
@@ -165,6 +181,18 @@ class TextBetweenNode : public Generic {
     *static_cast<uint8*>(out) =
         TextBetween(compareFunc_, AsText(valueComp_), AsText(valueLow_), AsText(valueHigh_));
     return kTrue;
+  }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    BatchBuffers& buffers = this->GetBatchBuffers();
+    return EvalBetweenBatch(
+        *this->compareOp_, *this->lowOp_, *this->highOp_, rows, buffers, out,
+        [&](const BatchVector& a, const BatchVector& b, const BatchRows& wanted, uint8* truths) {
+          CompareTextBatch<LessThanEqualToOp>(compareFunc_, a, b, wanted, buffers, truths);
+        });
+  }
+  bool HasBatchLoop() final { return true; }
+  BatchCost GetBatchCost() final {
+    return SafeCostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_);
   }
 
  protected:

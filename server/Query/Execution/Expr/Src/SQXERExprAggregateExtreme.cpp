@@ -1,11 +1,11 @@
 #include "SQXERExprAggregateExtreme.h"
 
-#include <bit>
 #include <cstdio>
 #include <cstring>
 
 #include "SQXERBatchFold.h"
 #include "SQXERBatchStore.h"
+#include "SQXERBatchTexts.h"
 #include "Utility/ExecutionUtility.h"
 #include "Utility/SUXeDataTypeUtility.h"
 
@@ -215,8 +215,6 @@ class TextExtremeState {
   }
 
  private:
-  static constexpr std::size_t kPrefixLength = sizeof(uint64);
-
   /// A fixed text ends at its first zero character.
   static void CutFixed(XeString& text) { text.resize(std::min(text.find(L'\0'), text.size())); }
   static RefLongVarChar AsReference(XeString& text) {
@@ -226,7 +224,7 @@ class TextExtremeState {
   void FindPrefix() {
     prefix_ = 0;
     const std::size_t length = kept_.find_last_not_of(L' ') + 1;
-    for (std::size_t i = 0; i < kPrefixLength; ++i) {
+    for (std::size_t i = 0; i < kTextPrefixLength; ++i) {
       const auto character = i < length ? static_cast<uint32>(kept_[i]) : 0;
       // Greater ones are no characters of one byte, and sort behind them all.
       prefix_ = prefix_ << 8 | std::min(character, 0xFFu);
@@ -235,12 +233,7 @@ class TextExtremeState {
   /// Whether the first characters tell that the text does not take the place of the one kept.
   bool IsOutdone(const BatchText& text) const {
     if (text.length == 0 || text.characters[text.length - 1] == ' ') return false;
-    // A column can be read beyond its end.
-    uint64 prefix = LoadValue<uint64>(text.characters);
-    if constexpr (std::endian::native == std::endian::little) prefix = __builtin_bswap64(prefix);
-    if (text.length < kPrefixLength) {
-      prefix &= ~uint64{0} << (kPrefixLength - text.length) * 8;
-    }
+    const uint64 prefix = FindTextPrefix(text.characters, text.length);
     return wanted_ > 0 ? prefix < prefix_ : prefix > prefix_;
   }
 

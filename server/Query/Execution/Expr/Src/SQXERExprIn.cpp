@@ -44,6 +44,10 @@ void In::SetIthOperand(int index, RExpression* operand) { Slot(index) = operand;
 
 RExprReturn In::Eval(void*) { XeLogicError("an IN that was not bound is evaluated"); }
 
+BatchCost In::GetBatchCost() {
+  return otherExprInList_.empty() ? SafeCostOfAll(*operand_) : BatchCost::kDear;
+}
+
 template <class Variant>
 RExpression* In::MakeVariant() {
   // The node takes memory before its operands are given up, and owns them before it evaluates the

@@ -40,6 +40,8 @@ class SQXEREXPR_API In : public RExpression {
     return static_cast<int>(1 + constExprInList_.size() + otherExprInList_.size());
   }
 
+  BatchCost GetBatchCost() override;
+
   /// Whether this is NOT IN.
   bool IsNegated() const { return bIsNegated_; }
 
@@ -113,6 +115,11 @@ class InNode : public In {
   void FindMembers(const Set& constants, const BatchVector& operand, const BatchRows& rows,
                    uint8* values) {
     constexpr std::size_t kFew = 16;
+    const std::optional<ColumnBounds<T>> bounds = KnownBounds<T>(operand);
+    if (bounds && !constants.HasWithin(bounds->least, bounds->greatest)) {
+      std::fill_n(values, rows.count, static_cast<uint8>(bIsNegated_));
+      return;
+    }
     if constexpr (std::is_arithmetic_v<T>) {
       if (constants.GetSize() <= kFew) {
         // Comparing every row with all of them is faster than searching for the wanted ones.

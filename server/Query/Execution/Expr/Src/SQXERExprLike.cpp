@@ -93,6 +93,10 @@ RExprReturn Like::Eval(void* out) {
   return kTrue;
 }
 
+BatchCost Like::GetBatchCost() {
+  return isPatternRead_ ? SafeCostOfAll(*firstOp_) : BatchCost::kDear;
+}
+
 bool Like::EvalBatch(const BatchRows& rows, BatchVector& out) {
   if (!isPatternConstant_) return RExpression::EvalBatch(rows, out);
   BatchVector texts;

@@ -24,6 +24,8 @@ class SQXEREXPR_API Like final : public RExpression {
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
   bool HasBatchLoop() override { return isPatternConstant_; }
+  /// A pattern that nobody has read may be wrong.
+  BatchCost GetBatchCost() override;
   RExprType GetExpressionType() override { return kLikeExpression; }
   /// Operand 2, the escape, may be null.
   RExpression* GetIthOperand(int index) override;

@@ -1,8 +1,11 @@
 #include "SQXERExprLogical.h"
 
+#include <chrono>
+
 #include "SQXERBatchLoops.h"
 #include "SQXEROpsLogic.h"
 #include "SQXERTypedVariant.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -68,38 +71,65 @@ struct TruthVector {
   }
 };
 
-/// A connective over batches. The right operand is evaluated for the rows that the left one does
-/// not decide; for all of them where that is free.
+uint64 CountNanoseconds() {
+  return static_cast<uint64>(std::chrono::steady_clock::now().time_since_epoch().count());
+}
+
+/// Writes the wanted rows that a connective does not decide by `truth` to `undecided`, and returns
+/// how many there are.
+uint32 SelectUndecided(const TruthVector& truth, bool deciding, const BatchRows& rows,
+                       uint16* undecided) {
+  uint32 count = 0;
+  rows.ForEach([&](uint32 row) {
+    const bool isValue =
+        truth.validity == nullptr || (truth.validity[row / 64] >> row % 64 & 1) != 0;
+    undecided[count] = static_cast<uint16>(row);
+    count += !(isValue && (truth.values[row] != 0) == deciding);
+  });
+  return count;
+}
+
+/// A connective over batches. The operand that comes second is evaluated for the rows that the
+/// first one does not decide; for all of them where that is free.
 template <LogicOp Op>
-bool EvalConnective(RExpression& left, RExpression& right, const BatchRows& rows,
-                    BatchBuffers& buffers, BatchVector& out) {
+bool EvalConnective(RExpression& left, RExpression& right, OperandOrder& order,
+                    const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
   constexpr bool deciding = Op::Decides(Truth::kTrue);
+  const bool isRightFirst = order.IsRightFirst(left, right);
+  RExpression& second = isRightFirst ? left : right;
+  const bool isMeasured = order.IsMeasured();
+  uint64 start = isMeasured ? CountNanoseconds() : 0;
+  const auto record = [&](bool isRight, uint32 decided) {
+    if (!isMeasured) return;
+    const uint64 now = CountNanoseconds();
+    order.Record(isRight, now - start, decided);
+    start = now;
+  };
   BatchVector a;
-  if (!EvaluateBatch(left, rows, a)) return false;
+  if (!EvaluateBatch(isRightFirst ? right : left, rows, a)) return false;
   if (a.isConstant && !a.IsNull(0) && (a.values[0] != 0) == deciding) {
+    record(isRightFirst, rows.GetWanted());
     out = a;
     return true;
   }
   const TruthVector x(a, buffers.Truths(0));
   BatchRows wanted = rows;
-  if (right.GetBatchCost() == BatchCost::kDear) {
-    uint16* const undecided = buffers.Rows();
-    uint32 count = 0;
-    rows.ForEach([&](uint32 row) {
-      const bool isValue = x.validity == nullptr || (x.validity[row / 64] >> row % 64 & 1) != 0;
-      undecided[count] = static_cast<uint16>(row);
-      count += !(isValue && (x.values[row] != 0) == deciding);
-    });
-    if (count == 0) {
+  if (second.GetBatchCost() != BatchCost::kFree) {
+    wanted.selected = buffers.Rows();
+    wanted.selectedCount = SelectUndecided(x, deciding, rows, buffers.Rows());
+    record(isRightFirst, rows.GetWanted() - wanted.selectedCount);
+    if (wanted.selectedCount == 0) {
       out = a;
       return true;
     }
-    wanted.selected = undecided;
-    wanted.selectedCount = count;
   }
   BatchVector b;
-  if (!EvaluateBatch(right, wanted, b)) return false;
+  if (!EvaluateBatch(second, wanted, b)) return false;
   const TruthVector y(b, buffers.Truths(1));
+  if (isMeasured) {
+    const uint32 undecided = SelectUndecided(y, deciding, wanted, buffers.OtherRows());
+    record(!isRightFirst, wanted.GetWanted() - undecided);
+  }
   uint8* const values = buffers.Values<uint8>();
   out = BatchVector();
   out.form = ColumnForm::kUInt8;
@@ -122,6 +152,32 @@ bool EvalConnective(RExpression& left, RExpression& right, const BatchRows& rows
 
 }  // namespace
 
+void OperandOrder::UseCurrentSettings() {
+  byCost_ = Settings::Current()->GetSwitches().conditionsByCost_;
+}
+
+bool OperandOrder::IsRightFirst(RExpression& left, RExpression& right) {
+  isMeasured_ = false;
+  if (!byCost_ || left.GetBatchCost() != BatchCost::kSafe) return false;
+  const BatchCost cost = right.GetBatchCost();
+  if (cost != BatchCost::kSafe) return cost == BatchCost::kFree;
+  // The first batch pays for what is made once.
+  constexpr uint32 kFirst = 1;
+  constexpr uint32 kLast = 4;
+  constexpr uint32 kEvery = 64;
+  isMeasured_ = (batches_ >= kFirst && batches_ <= kLast) || batches_ % kEvery == kEvery - 1;
+  ++batches_;
+  return right_.nanoseconds * left_.decided < left_.nanoseconds * right_.decided;
+}
+
+void OperandOrder::Record(bool isRight, uint64 nanoseconds, uint32 decided) {
+  // The rows to come are more like the last ones than like the first.
+  constexpr float64 kWeight = 0.5;
+  Past& past = isRight ? right_ : left_;
+  past.nanoseconds = past.nanoseconds * kWeight + static_cast<float64>(nanoseconds);
+  past.decided = past.decided * kWeight + decided;
+}
+
 bool IsNull::EvalNulls(const BatchRows& rows, BatchVector& out) {
   BatchVector operand;
   if (!EvaluateBatch(*only_, rows, operand)) return false;
@@ -135,11 +191,11 @@ bool IsNull::EvalNulls(const BatchRows& rows, BatchVector& out) {
 }
 
 bool LogicalAnd::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return EvalConnective<AndOp>(*left_, *right_, rows, GetBatchBuffers(), out);
+  return EvalConnective<AndOp>(*left_, *right_, order_, rows, GetBatchBuffers(), out);
 }
 
 bool LogicalOr::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return EvalConnective<OrOp>(*left_, *right_, rows, GetBatchBuffers(), out);
+  return EvalConnective<OrOp>(*left_, *right_, order_, rows, GetBatchBuffers(), out);
 }
 
 bool LogicalNot::EvalBatch(const BatchRows& rows, BatchVector& out) {
@@ -162,6 +218,7 @@ void IsNull::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo
 
 void LogicalAnd::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   BindConnective(*this, L"Logical And", stream, replacement, info);
+  order_.UseCurrentSettings();
 }
 
 RExprReturn LogicalAnd::Eval(void* out) {
@@ -180,6 +237,7 @@ RExprReturn LogicalAnd::Eval(void* out) {
 
 void LogicalOr::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   BindConnective(*this, L"Logical Or", stream, replacement, info);
+  order_.UseCurrentSettings();
 }
 
 RExprReturn LogicalOr::Eval(void* out) {

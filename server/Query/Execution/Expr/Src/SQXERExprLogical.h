@@ -39,6 +39,7 @@ class IsNullNode : public IsNull {
   }
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final { return EvalNulls(rows, out); }
   bool HasBatchLoop() final { return true; }
+  BatchCost GetBatchCost() final { return only_->GetBatchCost(); }
 
  protected:
   T localValue_{};
@@ -85,6 +86,33 @@ class SQXEREXPR_API IsNullBoolean final : public IsNullNode<uint8> {
   using IsNullNode::IsNullNode;
 };
 
+/// In which order a connective evaluates its operands over batches. A left one that cannot fail
+/// gives way to a right one that is free, or cannot fail either and decides more rows in its time.
+/// What comes out is the same.
+class OperandOrder {
+ public:
+  /// Takes the switch over.
+  void UseCurrentSettings();
+  /// Called once for each batch.
+  bool IsRightFirst(RExpression& left, RExpression& right);
+  /// Whether the current batch is one of the few in which operands are measured.
+  bool IsMeasured() const { return isMeasured_; }
+  /// What evaluating an operand took, and how many rows it decided.
+  void Record(bool isRight, uint64 nanoseconds, uint32 decided);
+
+ private:
+  struct Past {
+    float64 nanoseconds = 0;
+    float64 decided = 0;
+  };
+
+  bool byCost_ = false;
+  bool isMeasured_ = false;
+  uint32 batches_ = 0;
+  Past left_;
+  Past right_;
+};
+
 /// AND of three-valued logic over bits or booleans: FALSE on either side wins over NULL. The right
 /// operand is not evaluated when the left one is FALSE. Not specialised by type: Bind leaves the
 /// node in place. Error 59001 ("Logical And", type) for an operand of another type.
@@ -100,6 +128,7 @@ class SQXEREXPR_API LogicalAnd final : public BinaryOperator {
  private:
   uint8 value1_ = 0;
   RExprReturn retCode1_ = kUnknown;
+  OperandOrder order_;
 };
 
 /// OR of three-valued logic over bits or booleans: TRUE on either side wins over NULL. The right
@@ -117,6 +146,7 @@ class SQXEREXPR_API LogicalOr final : public BinaryOperator {
  private:
   uint8 value1_ = 0;
   RExprReturn retCode1_ = kUnknown;
+  OperandOrder order_;
 };
 
 /// NOT of three-valued logic: NOT NULL is NULL. Bind leaves the node in place.

@@ -45,6 +45,12 @@ class MemberSet {
     }
   }
 
+  /// Whether some member lies between two values, or is one of them.
+  bool HasWithin(const T& least, const T& greatest) const {
+    const auto found = std::lower_bound(values_.begin(), values_.end(), least, less_);
+    return found != values_.end() && !less_(greatest, *found);
+  }
+
   std::size_t GetSize() const { return values_.size(); }
   /// In ascending order.
   const std::vector<T>& GetValues() const { return values_; }

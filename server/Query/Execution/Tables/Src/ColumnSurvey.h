@@ -14,8 +14,11 @@ namespace sqxer {
 /// as.
 class ColumnSurvey {
  public:
-  /// A valid UTF-8 text.
-  void Add(std::string_view text) { Add(kinds_ == 0 ? 0 : ClassifyText(text)); }
+  /// A valid UTF-8 text that is of none but the kinds in `among`.
+  void Add(std::string_view text, unsigned among = kAllKinds) {
+    const unsigned kinds = kinds_ & among;
+    Add(kinds == 0 ? 0 : kinds & ClassifyText(text));
+  }
   /// A value whose kinds are known (0 for text).
   void Add(unsigned kinds) {
     kinds_ &= kinds;

@@ -105,6 +105,7 @@ bool ReadClock(const char* text, int32& seconds) {
 
 class DayBuilder final : public FixedBuilder<DayBuilder, int32> {
  public:
+  static constexpr bool kTakesQuoted = true;
   explicit DayBuilder(const Options& options) : FixedBuilder(options, ColumnForm::kDay32) {}
   bool ReadText(std::string_view text, int32& value) {
     if (text.size() == kDayCharacters && days_.Read(text.data(), value)) return true;
@@ -120,6 +121,7 @@ class DayBuilder final : public FixedBuilder<DayBuilder, int32> {
 
 class TimeBuilder final : public FixedBuilder<TimeBuilder, int64> {
  public:
+  static constexpr bool kTakesQuoted = true;
   explicit TimeBuilder(const Options& options) : FixedBuilder(options, ColumnForm::kTime64) {}
   bool ReadText(std::string_view text, int64& value) const {
     int32 seconds;
@@ -137,6 +139,7 @@ class TimeBuilder final : public FixedBuilder<TimeBuilder, int64> {
 /// Microseconds; from the first value on that has parts of one, date-times as records hold them.
 class TimeStampBuilder final : public TypedBuilder<TimeStampBuilder> {
  public:
+  static constexpr bool kTakesQuoted = true;
   explicit TimeStampBuilder(const Options& options) : TypedBuilder(options) {}
 
   void Reserve(uint64 more) {

@@ -11,6 +11,8 @@ namespace ondemand = simdjson::ondemand;
 using simdjson::error_code;
 using Kind = JsonLineReader::Kind;
 
+static_assert(JsonLineReader::kPadding >= simdjson::SIMDJSON_PADDING);
+
 /// Reading takes stack per level.
 constexpr int kMostLevels = 1000;
 
@@ -114,11 +116,9 @@ JsonLineReader::JsonLineReader() : state_(std::make_unique<State>()) {}
 
 JsonLineReader::~JsonLineReader() = default;
 
-std::size_t JsonLineReader::GetPadding() { return simdjson::SIMDJSON_PADDING; }
-
 bool JsonLineReader::Read(std::string_view text, MemberSink& sink) {
   ondemand::object object;
-  return state_->parser.iterate(text.data(), text.size(), text.size() + GetPadding())
+  return state_->parser.iterate(text.data(), text.size(), text.size() + kPadding)
                  .get(state_->document) == simdjson::SUCCESS &&
          state_->document.get_object().get(object) == simdjson::SUCCESS &&
          state_->ReadObject(object, sink) == simdjson::SUCCESS && state_->NextToken() == nullptr;

@@ -26,7 +26,7 @@ class JsonLineReader {
   ~JsonLineReader();
 
   /// How many bytes must be readable behind a text.
-  static std::size_t GetPadding();
+  static constexpr std::size_t kPadding = 64;
   /// Reads one object. False when the text is not exactly one, blanks around it aside; members
   /// before the fault were taken then.
   bool Read(std::string_view text, MemberSink& sink);

@@ -25,7 +25,16 @@ struct RecordSlice {
   /// Some field is quoted. A quoted field is well formed: its first and last bytes are quotation
   /// marks, those between are doubled.
   bool hasQuotes = false;
+  /// A quoted field is a text, or a date or time: no number and no truth value.
+  bool quotedAreTexts = false;
+  /// Where each column of the table stands among those of the slice, which may lack some that the
+  /// sink does not want; null where they are the same.
+  const uint32* columnPlaces = nullptr;
 
+  /// Of a column of the table that is wanted.
+  uint32 GetPlace(uint32 column) const {
+    return columnPlaces == nullptr ? column : columnPlaces[column];
+  }
   uint32 GetStart(uint32 row, uint32 column) const {
     return column == 0 ? rowStarts[row] : fieldEnds[row * columns + column - 1] + 1;
   }

@@ -20,6 +20,9 @@ class SliceSink {
   virtual ~SliceSink() = default;
   /// The slice and its places are valid during the call. False when no more is wanted.
   virtual bool Take(const RecordSlice& slice, const RecordPlaces& places) = 0;
+  /// Whether it looks at a column of the table; others may be missing in the slices. The answer
+  /// holds for a slice.
+  virtual bool Wants(uint32 /*column*/) const { return true; }
 };
 
 }  // namespace sqxer

@@ -145,8 +145,25 @@ class SqliteReader {
     const StatementPtr query = Prepare(
         "SELECT 1 FROM sqlite_master WHERE type IN ('table','view') AND name = ?1 COLLATE NOCASE");
     sqlite3_bind_text(query.get(), 1, table.data(), static_cast<int>(table.size()), SQLITE_STATIC);
-    if (!Step(*query)) ThrowTableError(kNoTableInDatabase, {Wide(path_), Wide(table)});
+    if (!Step(*query)) ThrowTableError(kNoTableInDatabase, {Wide(path_), Wide(table), Advice()});
   }
+
+  /// What to name instead of a table that is not there.
+  XeString Advice() {
+    constexpr int kMost = 10;
+    const StatementPtr query = Prepare(
+        "SELECT name FROM sqlite_master WHERE type IN ('table','view') "
+        "AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' ORDER BY name");
+    XeString advice;
+    for (int i = 0; Step(*query); ++i) {
+      if (i == kMost) return advice + L", ...";
+      const auto* const name = reinterpret_cast<const char*>(sqlite3_column_text(query.get(), 0));
+      if (name == nullptr) throw std::bad_alloc();
+      advice += (i == 0 ? L"name one that it has: " : L", ") + QuotedName(name);
+    }
+    return advice.empty() ? L"nor any other: name another database" : advice;
+  }
+  static XeString QuotedName(const char* name) { return L"\"" + QuotedValue(name) + L"\""; }
 
   StatementPtr Prepare(const std::string& sql) {
     sqlite3_stmt* statement = nullptr;

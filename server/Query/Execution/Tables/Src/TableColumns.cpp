@@ -6,7 +6,7 @@
 namespace sqxer {
 
 ColumnNames::ColumnNames(const std::string& file, std::vector<XeString> names,
-                         const DeclaredTypes& declared)
+                         const DeclaredTypes& declared, bool areComplete)
     : names_(std::move(names)), declared_(names_.size()) {
   if (names_.size() > std::numeric_limits<uint16>::max()) {
     ThrowTableError(kTooManyColumns, {Wide(file), std::to_wstring(names_.size())});
@@ -20,7 +20,8 @@ ColumnNames::ColumnNames(const std::string& file, std::vector<XeString> names,
     if (found != declared.end()) declared_[i] = found->second;
   }
   for (const auto& [name, type] : declared) {
-    if (!seen.contains(name)) ThrowTableError(kSchemaColumnUnknown, {Wide(file), name});
+    if (areComplete && !seen.contains(name))
+      ThrowTableError(kSchemaColumnUnknown, {Wide(file), name});
   }
 }
 

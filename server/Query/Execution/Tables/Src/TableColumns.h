@@ -16,9 +16,12 @@ namespace sqxer {
 /// The names of a table's columns, and the types that are declared for them.
 class ColumnNames {
  public:
+  ColumnNames() = default;
   /// Error 57009 (file, name) for a name that occurs twice, 57013 (file, name) for a declared
-  /// column that is not among them, 57018 (file, columns) for more than 65,535.
-  ColumnNames(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared);
+  /// column that is not among them, unless further ones may come, 57018 (file, columns) for more
+  /// than 65,535.
+  ColumnNames(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared,
+              bool areComplete = true);
 
   std::size_t GetCount() const { return names_.size(); }
   const XeString& GetName(std::size_t column) const { return names_[column]; }

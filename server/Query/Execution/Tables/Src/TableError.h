@@ -45,6 +45,7 @@ enum TableErrorCode {
   kLineTooLarge = 57033,
   kNoKeys = 57034,
   kTypeOfFirstRows = 57035,
+  kNewKey = 57036,
   kLastFileError = 57099,
 };
 

@@ -34,13 +34,14 @@ bool IsStream(const std::string& path) {
 TablePath TablePath::Parse(const std::string& path) {
   constexpr std::string_view kDatabaseMark = ".db:";
   const std::string_view text = WithoutPacking(path);
-  if (text.ends_with(".csv") || path == "-") return {Kind::kCsv, path, ""};
+  if (path == "-") return {Kind::kStream, path, ""};
+  if (text.ends_with(".csv")) return {Kind::kCsv, path, ""};
   if (text.ends_with(".tsv")) return {Kind::kTsv, path, ""};
   if (text.ends_with(".jsonl") || text.ends_with(".ndjson")) return {Kind::kJsonLines, path, ""};
   const std::size_t mark = path.rfind(kDatabaseMark);
   const std::size_t table = mark + kDatabaseMark.size();
   if (mark == std::string::npos || table >= path.size()) {
-    return IsStream(path) ? TablePath{Kind::kCsv, path, ""} : TablePath();
+    return IsStream(path) ? TablePath{Kind::kStream, path, ""} : TablePath();
   }
   return {Kind::kDatabase, path.substr(0, table - 1), path.substr(table)};
 }

@@ -9,7 +9,8 @@ namespace sqxer {
 
 /// A path to a table: of a text file, or of a table in a database file.
 struct TablePath {
-  enum class Kind { kNone, kCsv, kTsv, kJsonLines, kDatabase };
+  /// A stream is of what it holds: CSV or JSON lines.
+  enum class Kind { kNone, kCsv, kTsv, kJsonLines, kStream, kDatabase };
   Kind kind = Kind::kNone;
   std::string file;
   std::string table;

@@ -13,6 +13,8 @@ namespace {
 /// Texts; while they are few different ones, a dictionary of them and codes.
 class TextBuilder final : public TypedBuilder<TextBuilder> {
  public:
+  static constexpr bool kTakesQuoted = true;
+
   TextBuilder(uint32 most, const Options& options)
       : TypedBuilder(options), most_(most), dictionary_(std::make_unique<TextDictionary>()) {}
 

@@ -37,6 +37,7 @@ class TypedBuilder : public VectorBuilder {
     isAscii_ = slice.isAscii;
     ColumnFields fields(slice, column, row);
     const std::string_view nullText = GetNullText();
+    const bool refusesQuoted = slice.quotedAreTexts && IsInferred() && !Derived::kTakesQuoted;
     Outcome outcome = Outcome::kTaken;
     while (row < slice.rows && outcome == Outcome::kTaken) {
       const uint64 first = rows_;
@@ -48,7 +49,13 @@ class TypedBuilder : public VectorBuilder {
           AddNull(first + taken);
           continue;
         }
-        if (slice.hasQuotes && text.front() == '"') text = Unquote(text);
+        if (slice.hasQuotes && text.front() == '"') {
+          if (refusesQuoted) {
+            outcome = Outcome::kUnreadable;
+            break;
+          }
+          text = Unquote(text);
+        }
         outcome = Self().TakeText(text, first + taken);
         if (outcome != Outcome::kTaken) break;
       }
@@ -60,6 +67,10 @@ class TypedBuilder : public VectorBuilder {
 
  protected:
   using VectorBuilder::VectorBuilder;
+
+  /// Whether a field that says by its quotation marks that it is no number and no truth value can
+  /// be a value of the type.
+  static constexpr bool kTakesQuoted = false;
 
   /// Whether the texts that are being taken are known to be ASCII.
   bool AreKnownAscii() const { return isAscii_; }

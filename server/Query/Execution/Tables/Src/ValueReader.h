@@ -18,6 +18,8 @@ inline constexpr unsigned kDateKind = 16;
 inline constexpr unsigned kTimeStampKind = 32;
 inline constexpr unsigned kTimeKind = 64;
 inline constexpr unsigned kAllKinds = 127;
+/// Of texts that cannot be numbers or truth values.
+inline constexpr unsigned kQuotedKinds = kDateKind | kTimeStampKind | kTimeKind;
 
 /// The kinds that fit, 0 for text: true and false in any letter case, t and f in small ones.
 /// Numbers are those that print again as the same value: numbers with needless leading zeros or a

@@ -30,7 +30,7 @@ inline std::string RunSql(Session& session, const std::string& sql) {
 /// All of the table t of a CSV file.
 inline std::shared_ptr<const Table> LoadCsv(const std::string& path,
                                             const DeclaredTypes& declared = {}) {
-  CsvTable file({path}, L"t", declared, {});
+  TextTable file({path}, L"t", declared, {});
   file.Require({}, nullptr);
   return std::make_shared<const Table>(file.Get());
 }

@@ -3,9 +3,9 @@
 
 #include "../server/Utility/Src/SpillFile.h"
 #include "Compiler.h"
-#include "CsvTable.h"
 #include "QueryRun.h"
 #include "SessionTesting.h"
+#include "TextTable.h"
 
 namespace sqxer::test {
 namespace {

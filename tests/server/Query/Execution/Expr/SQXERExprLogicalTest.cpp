@@ -1,7 +1,12 @@
+#include <chrono>
+#include <thread>
+
 #include "OperatorOverStubs.h"
+#include "SQXERBatch.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprLogical.h"
+#include "server/Utility/UtilityTesting.h"
 
 namespace sqxer::test {
 namespace {
@@ -206,6 +211,57 @@ TEST(Connectives, Not) {
     EXPECT_EQ(out, 1 - value);
   }
   tree.ExpectStatusPassesUp();
+}
+
+/// Truth values for batches: true in the rows whose number a divisor divides.
+class Multiples final : public Stub<uint8> {
+ public:
+  static constexpr uint32 kSlow = 2;
+
+  Multiples(uint32 divisor, BatchCost cost) : Stub(XeBoolean), divisor_(divisor), cost_(cost) {}
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override {
+    asked_ += rows.GetWanted();
+    uint8* const values = GetBatchBuffers().Values<uint8>();
+    rows.ForEach([&](uint32 row) { values[row] = row % divisor_ == 0; });
+    out = BatchVector();
+    out.form = ColumnForm::kUInt8;
+    out.values = values;
+    if (divisor_ == kSlow) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    return true;
+  }
+  BatchCost GetBatchCost() override { return cost_; }
+
+  uint32 divisor_;
+  BatchCost cost_;
+  uint32 asked_ = 0;
+};
+
+TEST(Connectives, EvaluateOverBatchesWhatDecidesMostAtFirst) {
+  ConfigScope config;
+  const auto asked = [](BatchCost left, BatchCost right, uint32 batches) {
+    auto* const a = new Multiples(Multiples::kSlow, left);
+    auto* const b = new Multiples(50, right);
+    const auto tree = Bound(new LogicalAnd(a, b));
+    BatchRows rows;
+    rows.count = 1000;
+    for (uint32 i = 0; i < batches; ++i) {
+      a->asked_ = b->asked_ = 0;
+      BatchVector out;
+      EXPECT_TRUE(tree->EvalBatch(rows, out));
+      for (uint32 row = 0; row < rows.count; ++row) EXPECT_EQ(out.values[row], row % 50 == 0);
+    }
+    return std::pair(a->asked_, b->asked_);
+  };
+  using enum BatchCost;
+  EXPECT_EQ(asked(kSafe, kFree, 1), std::pair(20u, 1000u));
+  EXPECT_EQ(asked(kSafe, kSafe, 1), std::pair(1000u, 500u));
+  EXPECT_EQ(asked(kSafe, kSafe, 4), std::pair(20u, 1000u));
+  // What may fail fails before what stands behind it is looked at.
+  EXPECT_EQ(asked(kDear, kFree, 4), std::pair(1000u, 1000u));
+  EXPECT_EQ(asked(kDear, kSafe, 4), std::pair(1000u, 500u));
+  EXPECT_EQ(asked(kSafe, kDear, 4), std::pair(1000u, 500u));
+  config->Set("ConditionOrder", "written");
+  EXPECT_EQ(asked(kSafe, kSafe, 4), std::pair(1000u, 500u));
 }
 
 }  // namespace

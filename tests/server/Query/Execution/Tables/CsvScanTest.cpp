@@ -95,7 +95,7 @@ void ExpectSame(const std::string& text, const std::string& expected) {
 class CsvScanTest : public testing::Test {
  protected:
   /// Names, rows in the order of the sinks, and the error if there is one.
-  std::string Read(const std::vector<std::string>& paths, const CsvOptions& options = {},
+  std::string Read(const std::vector<std::string>& paths, const ScanOptions& options = {},
                    std::size_t workers = 1) {
     std::string text;
     const std::string error = ErrorOf(folder_.Path(), [&] {
@@ -120,7 +120,7 @@ class CsvScanTest : public testing::Test {
   }
 
   /// Regular files give the same when they are read part by part, by one sink or by several.
-  void ExpectSameInParts(const std::vector<std::string>& paths, const CsvOptions& options,
+  void ExpectSameInParts(const std::vector<std::string>& paths, const ScanOptions& options,
                          const std::string& whole, const std::string& wholeError) {
     namespace fs = std::filesystem;
     uint64 bytes = 100;
@@ -156,12 +156,12 @@ class CsvScanTest : public testing::Test {
     }
   }
 
-  std::string ReadText(const std::string& content, const CsvOptions& options = {}) {
+  std::string ReadText(const std::string& content, const ScanOptions& options = {}) {
     return Read({folder_.Write("t.csv", content)}, options);
   }
 
   /// The same through a pipe.
-  std::string ReadPiped(const std::string& content, const CsvOptions& options = {}) {
+  std::string ReadPiped(const std::string& content, const ScanOptions& options = {}) {
     const std::string path = folder_.File("fifo");
     mkfifo(path.c_str(), 0600);
     std::thread writer([&] {
@@ -182,8 +182,8 @@ class CsvScanTest : public testing::Test {
   TemporaryFolder folder_;
 };
 
-CsvOptions SmallBlocks(std::size_t bytes, uint32 threads = 1) {
-  CsvOptions options;
+ScanOptions SmallBlocks(std::size_t bytes, uint32 threads = 1) {
+  ScanOptions options;
   options.blockBytes = bytes;
   options.threads = threads;
   options.leastPieceBytes = 1;
@@ -217,7 +217,8 @@ TEST_F(CsvScanTest, SaysTheSameOfABadFileHoweverItIsRead) {
       {"a,b\n" + rows + "1,x\"y\n", read, 5, beside},
       {"a,b\n" + rows + "1,\"x\"y\n", read, 5, beside},
       {"a,b\n" + rows + std::string("3,\0\n", 4), read, 5,
-       "holds a NUL byte, which text files have not"},
+       "holds a NUL byte, which text files have not: remove it, or name the "
+       "encoding of the file with --encoding"},
       {"\xEF\xBB\xBF"
        "a,b\n" +
            rows + "\xC3\xA4,\xE4\n",
@@ -342,7 +343,7 @@ TEST_F(CsvScanTest, UnpacksAndDecodes) {
     ExpectSame(Read({folder_.File("plain.csv"), path}, SmallBlocks(1000, 2), 2),
                rows + rows.substr(5));
   }
-  CsvOptions latin;
+  ScanOptions latin;
   latin.encoding = "ISO-8859-1";
   EXPECT_EQ(ReadText("a\n\xE4\n", latin), "a \n\u00E4\n");
   latin.encoding = "utf-8";
@@ -412,7 +413,7 @@ TEST_F(CsvScanTest, FindsTheDelimiterAndTheHeader) {
   EXPECT_EQ(shapeOf("id,2012\nx,1.5\n"), ",2 data");
   EXPECT_EQ(shapeOf("id,2012\n1,2\n"), ",2");
   EXPECT_EQ(shapeOf("id,name\nx,y\n"), ",2");
-  CsvOptions options;
+  ScanOptions options;
   options.hasHeader = false;
   EXPECT_EQ(ReadText("1,2\n3,4\n", options), "column1 column2 \n1|2\n3|4\n");
   EXPECT_EQ(ReadText("\n1\n", options), "column1 \n\n1\n");

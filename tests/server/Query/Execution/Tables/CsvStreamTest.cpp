@@ -5,8 +5,7 @@
 
 #include <thread>
 
-#include "CsvTable.h"
-#include "server/Query/Execution/Engine/SessionTesting.h"
+#include "server/Query/Execution/Tables/StreamTesting.h"
 
 namespace sqxer::test {
 namespace {
@@ -52,38 +51,7 @@ const char* const kStatements[] = {
     "SELECT MAX(100 / (id - 15000)) FROM t",
 };
 
-class CsvStream : public SessionTest {
- protected:
-  CsvTableOptions Options(uint32 threads) {
-    CsvTableOptions options;
-    options.file.threads = threads;
-    options.file.blockBytes = 4096;
-    options.file.leastPieceBytes = 4096;
-    return options;
-  }
-
-  /// The rows or the error of a statement over the table t, of a file or through a pipe.
-  std::string Outcome(const std::string& path, const std::string& sql, const char* memory,
-                      uint32 threads, const std::string& piped = "",
-                      const std::string& schema = "") {
-    std::thread writer;
-    if (!piped.empty()) {
-      mkfifo(path.c_str(), 0600);
-      writer = std::thread([&] { std::ofstream(path, std::ios::binary) << piped; });
-    }
-    Session session;
-    session.Set("TableMemory", memory);
-    session.SetFileOptions(Options(threads));
-    session.AddTable("t", path);
-    if (!schema.empty()) session.SetSchema("t", schema);
-    std::string rows;
-    const std::string error = ErrorOf(folder_.Path(), [&] { rows = RunSql(session, sql); });
-    // A statement that is satisfied leaves the writer with a pipe that nobody reads.
-    session = Session();
-    if (writer.joinable()) writer.join();
-    return error == "no error" ? rows : error;
-  }
-};
+using CsvStream = StreamTest;
 
 TEST_F(CsvStream, GivesWhatTheTableInMemoryGives) {
   signal(SIGPIPE, SIG_IGN);
@@ -119,7 +87,7 @@ TEST_F(CsvStream, KeepsOnlyTheFirstRowsOfAPipe) {
       switches.Set("TableMemory", "100KiB");
       return std::make_shared<const Settings>(switches);
     }());
-    CsvTable table({pipe}, L"t", {}, Options(1));
+    TextTable table({pipe}, L"t", {}, Options(1));
     TableRequest request{.all = false, .names = {L"id", L"note"}, .mostRows = {}};
     request.onePass = true;
     EXPECT_EQ(TypesOf(table.Require(request, nullptr)),
@@ -223,7 +191,7 @@ TEST_F(CsvStream, IsReadByOneStatementOfTheSession) {
     EXPECT_EQ(RunSql(session, "SELECT SUM(id) FROM t"), "199990000\n");
     EXPECT_EQ(Error(session, "SELECT SUM(id) FROM t"),
               "\"pipe.csv\" has been read as far as a statement before wanted it, and cannot be "
-              "read again");
+              "read again: save it to a file, and name that");
   }
   writer.join();
   // Nor is what an error has left of it.

@@ -5,7 +5,7 @@
 #include <thread>
 #include <utility>
 
-#include "CsvTable.h"
+#include "TextTable.h"
 #include "ValueReader.h"
 #include "server/Query/Execution/Engine/SessionTesting.h"
 
@@ -116,7 +116,8 @@ TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
       {"a\n2012-13-01\n", "a:date", 2,
        "has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
       {"a\n1\n", "b:int4", 0,
-       "the declared types of \"t.csv\" name a column that it has not: \"b\""},
+       "the declared types of \"t.csv\" name a column that it has not, write its "
+       "name as the file does, letter case included: \"b\""},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.content.substr(0, 60));
@@ -208,10 +209,10 @@ TEST_F(CsvTable, TypesAreThoseOfAllValuesWhateverIsReadWhen) {
     for (const uint32 threads : {1u, 3u}) {
       SCOPED_TRACE(std::string(c.late) + " " + std::to_string(threads));
       const std::string path = folder_.Write("t.csv", ManyRows(c.late));
-      CsvTableOptions options;
+      TextTableOptions options;
       options.file.threads = threads;
       options.file.leastPieceBytes = 1000;
-      sqxer::CsvTable table({path}, L"t", {}, options);
+      sqxer::TextTable table({path}, L"t", {}, options);
       EXPECT_EQ(TypesOf(table.Require({.all = false, .names = {L"C"}, .mostRows = {}}, nullptr)),
                 std::string("a UNKNOWN?, b UNKNOWN?, c ") + c.type + ", d UNKNOWN?");
       EXPECT_EQ(table.Get().rowCount, 30000u);
@@ -249,6 +250,10 @@ TEST_F(CsvTable, AFewRowsAreReadAlone) {
         "SELECT RANK() OVER (ORDER BY a) FROM t LIMIT 1", "SELECT a FROM t GROUP BY a LIMIT 1"}) {
     EXPECT_NE(Error(session, all), "no error") << all;
   }
+  // The sample has the type of a column of which these rows have no value.
+  Session nulls = Open("a,b\n1,\n2,3\n");
+  EXPECT_EQ(RunSql(nulls, "SELECT b, a, b + 1 FROM t LIMIT 1"), "|1|\n");
+  EXPECT_EQ(RunSql(nulls, "SELECT b, a, b + 1 FROM t"), "|1|\n3|2|4\n");
 }
 
 TEST_F(CsvTable, PipesAreReadOnce) {

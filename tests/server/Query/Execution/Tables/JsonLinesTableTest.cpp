@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include "server/Query/Execution/Engine/SessionTesting.h"
+#include "server/Query/Execution/Tables/StreamTesting.h"
 
 namespace sqxer::test {
 namespace {
 
-class JsonLinesTable : public SessionTest {
+class JsonLinesTable : public StreamTest {
  protected:
   Session OpenLines(const std::string& content, const std::string& schema = "") {
     Session session;
@@ -87,7 +87,9 @@ TEST_F(JsonLinesTable, RefusesBrokenLinesWithTheirPlace) {
   const auto broken = [](const std::string& line) {
     return "is not one whole JSON object, as each line must be: \"" + line + "\"";
   };
-  const std::string nul = "holds a NUL byte, which text files have not";
+  const std::string nul =
+      "holds a NUL byte, which text files have not: remove it, or name the "
+      "encoding of the file with --encoding";
   const std::string good = "{\"a\":1}\n\n";
   struct Case {
     std::string line;
@@ -165,7 +167,8 @@ TEST_F(JsonLinesTable, RefusesFilesWithoutKeysAndValuesOfOtherTypes) {
       {"{\"a\":\"abc\"}\n{\"a\":1}\n[]\n", "a:char(2)",
        "line 3 of \"t.jsonl\" is not one whole JSON object, as each line must be: \"[]\""},
       {"{\"a\":1}\n", "b:int4",
-       "the declared types of \"t.jsonl\" name a column that it has not: \"b\""},
+       "the declared types of \"t.jsonl\" name a column that it has not, write its "
+       "name as the file does, letter case included: \"b\""},
       {"{\"\":1,\"column1\":1}\n", "",
        "two columns of \"t.jsonl\" have the same name, rename one: \"column1\""},
   };
@@ -179,6 +182,98 @@ TEST_F(JsonLinesTable, RefusesFilesWithoutKeysAndValuesOfOtherTypes) {
       OpenLines("{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}");
   EXPECT_THAT(Error(session, "SELECT * FROM t"),
               testing::StartsWith("line 1 of \"t.jsonl\" is not"));
+}
+
+/// Lines of which late ones have further keys, and a text among the numbers `n`.
+std::string ManyLines() {
+  std::string content;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string n = std::to_string(i);
+    content += "{\"id\":" + n;
+    if (i % 5 != 1) content += ",\"g\":\"g" + std::to_string(i % 7) + "\"";
+    content += ",\"n\":" + (i == 15003 ? "\"7\"" : i % 11 == 0 ? "null" : n + ".5");
+    content += ",\"day\":\"2024-0" + std::to_string(1 + i % 9) + "-10\"";
+    content += ",\"note\":\"say \\\"" + n + "\\\" \\u00e4\",\"o\":{\"k\":[\"" + n + "\"]}";
+    if (i > 12000) content += ",\"late\":" + n;
+    if (i == 18000) content += ",\"last\":\"10:30\"";
+    content += i % 100 == 0 ? "}\n\n" : "}\n";
+  }
+  return content;
+}
+
+TEST_F(JsonLinesTable, GivesTheSameByWhateverWayItIsRead) {
+  signal(SIGPIPE, SIG_IGN);
+  const std::string content = ManyLines();
+  const std::string file = folder_.Write("t.jsonl", content);
+  ASSERT_EQ(std::system(("gzip -k " + file).c_str()), 0);
+  const struct {
+    const char* sql;
+    const char* rows;
+    /// Whether the first rows tell the keys and the types.
+    bool isToldEarly;
+  } kCases[] = {
+      {"SELECT COUNT(*), COUNT(g), SUM(id), MIN(day), MAX(o) FROM t",
+       "20000|16000|199990000|2024-01-10|{\"k\":[\"9999\"]}\n", true},
+      {"SELECT COUNT(*) FROM t", "20000\n", true},
+      {"SELECT note, g FROM t WHERE id IN (3, 19996)",
+       "say \"3\" \u00E4|g3\nsay \"19996\" \u00E4|\n", true},
+      {"SELECT MAX(n), COUNT(n) FROM t", "9998.5|18181\n", false},
+      {"SELECT n FROM t WHERE id IN (15002, 15003)", "15002.5\n7\n", false},
+      {"SELECT SUM(late), MAX(last) FROM t", "127984000|10:30:00\n", false},
+      {"SELECT * FROM t WHERE late > 17998 AND id < 18001",
+       "17999|g2|17999.5|2024-09-10|say \"17999\" \u00E4|{\"k\":[\"17999\"]}|17999|\n"
+       "18000|g3|18000.5|2024-01-10|say \"18000\" \u00E4|{\"k\":[\"18000\"]}|18000|10:30:00\n",
+       false},
+      {"SELECT id, late FROM t LIMIT 1", "0|\n", false},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.sql);
+    for (const uint32 threads : {1u, 3u}) {
+      for (const char* memory : {"1GiB", "1"}) {
+        SCOPED_TRACE(memory);
+        EXPECT_EQ(Outcome(file, c.sql, memory, threads), c.rows);
+        EXPECT_EQ(Outcome(file + ".gz", c.sql, memory, threads), c.rows);
+        if (*memory == '1' && memory[1] == '\0' && !c.isToldEarly) continue;
+        // A pipe without an ending is JSON lines by what it holds.
+        EXPECT_EQ(Outcome(folder_.File("pipe"), c.sql, memory, threads, content), c.rows);
+      }
+    }
+  }
+  EXPECT_EQ(Outcome(folder_.File("p"), "SELECT * FROM t", "500KiB", 1, content),
+            "line 12123 of \"p\" has a key that the rows before, which told the columns, had not: "
+            "\"late\"; name the columns in the statement, or let more rows tell them: --set "
+            "TableMemory=BYTES");
+}
+
+TEST_F(JsonLinesTable, ReadsFurtherColumnsForLaterStatements) {
+  const std::string file = folder_.Write("t.jsonl", ManyLines());
+  Session session;
+  session.SetFileOptions(Options(2));
+  session.AddTable("t", file);
+  EXPECT_EQ(RunSql(session, "SELECT id FROM t LIMIT 2"), "0\n1\n");
+  EXPECT_EQ(RunSql(session, "SELECT MAX(id) FROM t"), "19999\n");
+  EXPECT_EQ(RunSql(session, "SELECT MAX(late), MIN(id) FROM t"), "19999|0\n");
+  EXPECT_EQ(TypesOf(*session.FindTable(L"t", {})),
+            "id int4, g varchar(2)?, n varchar(7)?, day date, note varchar(13), o varchar(15), "
+            "late int4?, last time?");
+  EXPECT_THAT(Error(session, "SELECT n + 1 FROM t"), testing::HasSubstr("\"7\" in line 15155"));
+}
+
+TEST_F(JsonLinesTable, ReportsTheFirstBrokenLineAndReadsNoFurtherThanItMust) {
+  const std::string content = ManyLines();
+  const std::string file =
+      folder_.Write("t.jsonl", content + "{\"id\":\"x\"}\n[1]\n" + content + "{\n" + content);
+  const std::string broken =
+      "line 20202 of \"t.jsonl\" is not one whole JSON object, as each line must be: \"[1]\"";
+  for (const uint32 threads : {1u, 4u}) {
+    for (const char* memory : {"1GiB", "1"}) {
+      EXPECT_EQ(Outcome(file, "SELECT COUNT(*) FROM t", memory, threads), broken);
+      EXPECT_EQ(Outcome(file, "SELECT MAX(note) FROM t", memory, threads), broken);
+      EXPECT_EQ(Outcome(file, "SELECT nope FROM t LIMIT 1", memory, threads), broken);
+      EXPECT_EQ(Outcome(file, "SELECT id, g FROM t LIMIT 2", memory, threads), "0|g0\n1|\n");
+    }
+    EXPECT_EQ(Outcome(file, "SELECT MAX(id) FROM t", "1GiB", threads, "", "id:int4"), broken);
+  }
 }
 
 }  // namespace

@@ -57,11 +57,15 @@ TEST_F(SqliteTable, RefusesWhatItCannotRead) {
     const char* path;
     const char* error;
   } kCases[] = {
-      {"x.db:nope", "the database \"x.db\" has no table of this name: \"nope\""},
+      {"x.db:nope",
+       "the database \"x.db\" has no table \"nope\", name one that it has: \"a \"view\"\", "
+       "\"blobs\", \"bytes\", \"good\", \"mixed\", \"nul\""},
       {"x.db:blobs",
        "row 2 of \"x.db\" has a blob, which expressions cannot read, in the column \"a\""},
       {"x.db:bytes", "row 1 of \"x.db\" is not valid UTF-8, the encoding of the file"},
-      {"x.db:nul", "row 1 of \"x.db\" holds a NUL byte, which text files have not"},
+      {"x.db:nul",
+       "row 1 of \"x.db\" holds a NUL byte, which text files have not: remove it, or name the "
+       "encoding of the file with --encoding"},
       {"none.db:t", "\"none.db\" cannot be read: unable to open database file"},
       {"no.db:t", "\"no.db\" cannot be read: file is not a database"},
   };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <optional>
@@ -15,7 +16,7 @@
 namespace sqxer {
 
 /// A column to be read: what it is thought to be.
-struct CsvColumn {
+struct FileColumn {
   uint32 index = 0;
   std::optional<ColumnInfo> declared;
   ColumnSurvey survey;
@@ -36,39 +37,48 @@ struct CsvColumn {
   std::unique_ptr<VectorBuilder> MakeBuilder(const std::string& nullText) const;
 };
 
+/// The field of a column of the table.
 inline std::string_view FieldOf(const RecordSlice& slice, uint32 row, uint32 column) {
-  const uint32 start = slice.GetStart(row, column);
-  return {slice.text + start, slice.GetEnd(row, column) - start};
+  const uint32 place = slice.GetPlace(column);
+  const uint32 start = slice.GetStart(row, place);
+  return {slice.text + start, slice.GetEnd(row, place) - start};
 }
 
 inline bool IsNullField(std::string_view field, const std::string& nullText) {
   return field.empty() || (!nullText.empty() && field == nullText);
 }
 
-/// Calls `use` with the text of each field of a column that is no NULL, from row `first` on.
+/// What a field that is no NULL can be at most, whatever its text reads as.
+inline unsigned KindsOfField(const RecordSlice& slice, std::string_view field) {
+  return slice.quotedAreTexts && field.front() == '"' ? kQuotedKinds : kAllKinds;
+}
+
+/// Calls `use` with the text of each field of a column that is no NULL, from row `first` on, and
+/// with the kinds that it can have.
 template <class Use>
 void ForEachText(const RecordSlice& slice, uint32 column, uint32 first, const std::string& nullText,
                  Use&& use) {
   for (uint32 row = first; row < slice.rows; ++row) {
     const std::string_view field = FieldOf(slice, row, column);
     if (IsNullField(field, nullText)) continue;
+    const unsigned kinds = KindsOfField(slice, field);
     if (slice.hasQuotes && field.front() == '"') {
-      use(std::string_view(UnquoteField(field)));
+      use(std::string_view(UnquoteField(field)), kinds);
     } else {
-      use(field);
+      use(field, kinds);
     }
   }
 }
 
 /// How much text several readers may take together.
-struct CsvTextBudget {
+struct TextBudget {
   uint64 mostBytes;
   std::atomic<uint64> takenBytes = 0;
   bool IsUsedUp() const { return takenBytes > mostBytes; }
 };
 
 /// Reads columns over a stretch of the rows. One thread.
-class CsvColumnReader final : public SliceSink {
+class ColumnReader final : public SliceSink {
  public:
   enum class Purpose {
     /// The values are kept. A column with one that is not of its type is looked through for what
@@ -90,12 +100,21 @@ class CsvColumnReader final : public SliceSink {
   };
 
   /// Columns and text must outlive the reader.
-  CsvColumnReader(const std::vector<CsvColumn>& columns, const std::string& nullText,
-                  Purpose purpose, uint64 mostRows);
+  ColumnReader(const std::vector<FileColumn>& columns, const std::string& nullText, Purpose purpose,
+               uint64 mostRows);
 
+  /// So many rows are to be expected.
+  void Expect(uint64 rows) {
+    for (Reading& reading : readings_) reading.builder->Expect(rows);
+  }
   /// A budget that is used up ends the reading. It must outlive the reader.
-  void SetBudget(CsvTextBudget& budget) { budget_ = &budget; }
+  void SetBudget(TextBudget& budget) { budget_ = &budget; }
   bool Take(const RecordSlice& taken, const RecordPlaces& places) override;
+  bool Wants(uint32 column) const override {
+    return std::ranges::find(columns_, column, &FileColumn::index) != columns_.end();
+  }
+  /// Takes a further column behind those that it was made with, NULL in the rows so far.
+  void AddColumn();
 
   bool WantsRows() const {
     return rows_ < mostRows_ && (budget_ == nullptr || !budget_->IsUsedUp());
@@ -129,6 +148,8 @@ class CsvColumnReader final : public SliceSink {
     ColumnSurvey survey;
     uint64 nulls = 0;
     uint32 longest = 0;
+    /// Whether the survey has seen the values before they became texts.
+    bool isSurveyed = false;
   };
 
   /// Returns the first row with a value that is refused.
@@ -138,7 +159,7 @@ class CsvColumnReader final : public SliceSink {
               uint32 row, const RecordPlaces& places);
   void Drop(std::size_t column);
 
-  const std::vector<CsvColumn>& columns_;
+  const std::vector<FileColumn>& columns_;
   const std::string& nullText_;
   const Purpose purpose_;
   const uint64 mostRows_;
@@ -146,7 +167,7 @@ class CsvColumnReader final : public SliceSink {
   uint64 rows_ = 0;
   uint64 textBytes_ = 0;
   std::optional<Refusal> refusal_;
-  CsvTextBudget* budget_ = nullptr;
+  TextBudget* budget_ = nullptr;
 };
 
 }  // namespace sqxer

@@ -1,9 +1,11 @@
-#include "CsvTable.h"
+#include "TextTable.h"
 
 #include <algorithm>
 #include <limits>
 #include <numeric>
 
+#include "CsvScan.h"
+#include "JsonLinesScan.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
@@ -17,7 +19,7 @@ constexpr uint64 kAllRows = std::numeric_limits<uint64>::max();
 
 uint64 GetTableMemory() { return Settings::Current()->GetSwitches().tableMemory_; }
 
-std::vector<SliceSink*> SinksOf(const std::vector<std::unique_ptr<CsvColumnReader>>& readers) {
+std::vector<SliceSink*> SinksOf(const std::vector<std::unique_ptr<ColumnReader>>& readers) {
   std::vector<SliceSink*> sinks;
   for (const auto& reader : readers) sinks.push_back(reader.get());
   return sinks;
@@ -40,29 +42,32 @@ void Loosen(ColumnInfo& info, bool isDeclared, uint64 longest) {
 }  // namespace
 
 /// Looks at the values of columns without keeping them.
-class CsvTable::Surveyor final : public SliceSink {
+class TextTable::Surveyor final : public SliceSink {
  public:
-  Surveyor(std::vector<CsvColumn>& columns, const std::string& nullText)
+  Surveyor(std::vector<FileColumn>& columns, const std::string& nullText)
       : columns_(columns), nullText_(nullText) {}
 
   bool Take(const RecordSlice& slice, const RecordPlaces&) override {
-    for (CsvColumn& column : columns_) {
+    for (FileColumn& column : columns_) {
       if (column.declared) continue;
-      ForEachText(slice, column.index, 0, nullText_, [&](std::string_view text) {
-        column.survey.Add(text);
+      ForEachText(slice, column.index, 0, nullText_, [&](std::string_view text, unsigned kinds) {
+        column.survey.Add(text, kinds);
         column.longest = std::max(column.longest, text.size());
       });
     }
     return true;
   }
+  bool Wants(uint32 column) const override {
+    return std::ranges::find(columns_, column, &FileColumn::index) != columns_.end();
+  }
 
  private:
-  std::vector<CsvColumn>& columns_;
+  std::vector<FileColumn>& columns_;
   const std::string& nullText_;
 };
 
 /// Looks for the value that made a column text.
-class CsvTable::ReasonFinder final : public SliceSink {
+class TextTable::ReasonFinder final : public SliceSink {
  public:
   ReasonFinder(uint32 column, uint64 mostRows, const std::string& nullText, bool hasOneFile)
       : column_(column), mostRows_(mostRows), nullText_(nullText), hasOneFile_(hasOneFile) {}
@@ -73,7 +78,7 @@ class CsvTable::ReasonFinder final : public SliceSink {
       if (IsNullField(field, nullText_)) continue;
       const bool hadKind = survey_.HasKind();
       const std::string text = field.front() == '"' ? UnquoteField(field) : std::string(field);
-      survey_.Add(text);
+      survey_.Add(text, KindsOfField(slice, field));
       if (survey_.HasKind()) continue;
       // A column that is text from its first value on needs no reason.
       if (hadKind) {
@@ -84,6 +89,7 @@ class CsvTable::ReasonFinder final : public SliceSink {
     }
     return rows_ < mostRows_;
   }
+  bool Wants(uint32 column) const override { return column == column_; }
 
   const XeString& GetReason() const { return reason_; }
 
@@ -98,7 +104,7 @@ class CsvTable::ReasonFinder final : public SliceSink {
 };
 
 /// The rows that are not kept.
-class CsvTable::Rest final : public ChunkSource {
+class TextTable::Rest final : public ChunkSource {
  public:
   /// What a value means that is not of its column's type.
   enum class Doubt {
@@ -110,17 +116,17 @@ class CsvTable::Rest final : public ChunkSource {
     kChange,
   };
 
-  Rest(CsvTable& table, std::vector<CsvColumn> columns, Doubt doubt, LoadProgress progress)
+  Rest(TextTable& table, std::vector<FileColumn> columns, Doubt doubt, LoadProgress progress)
       : table_(table), columns_(std::move(columns)), doubt_(doubt), progress_(progress) {}
 
   const TableChunk* Next() override {
     for (;;) {
       while (next_ < readers_.size()) {
-        CsvColumnReader& reader = *readers_[next_++];
+        ColumnReader& reader = *readers_[next_++];
         if (reader.GetRows() > 0) return TakeChunk(reader);
       }
       if (!hasMore_) {
-        if (doubt_ == Doubt::kGuess && !table_.scan_.IsSampleConfirmed()) throw TypeRefuted();
+        if (doubt_ == Doubt::kGuess && !table_.scan_->IsSampleConfirmed()) throw TypeRefuted();
         return nullptr;
       }
       ReadOn();
@@ -128,7 +134,7 @@ class CsvTable::Rest final : public ChunkSource {
   }
 
  private:
-  const TableChunk* TakeChunk(CsvColumnReader& reader) {
+  const TableChunk* TakeChunk(ColumnReader& reader) {
     chunk_.rows = reader.GetRows();
     chunk_.columns.assign(table_.names_.GetCount(), {});
     for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -140,16 +146,20 @@ class CsvTable::Rest final : public ChunkSource {
   void ReadOn() {
     chunk_ = {};
     next_ = 0;
-    const uint32 count = table_.scan_.IsRepeatable() ? table_.scan_.GetWorkers() : 1;
+    uint64 rowsBefore = 0;
+    for (const auto& reader : readers_) rowsBefore = std::max(rowsBefore, reader->GetRows());
+    const uint32 count = table_.scan_->IsRepeatable() ? table_.scan_->GetWorkers() : 1;
     readers_ = table_.MakeReaders(columns_, Purpose::kStream, count, kAllRows);
-    hasMore_ = table_.scan_.ScanNext(SinksOf(readers_),
-                                     count == 1 ? kChunkBytes : count * kWindowBytes, progress_);
+    // The stretches are alike.
+    for (const auto& reader : readers_) reader->Expect(rowsBefore + rowsBefore / 32);
+    hasMore_ = table_.scan_->ScanNext(SinksOf(readers_),
+                                      count == 1 ? kChunkBytes : count * kWindowBytes, progress_);
     for (const auto& reader : readers_) {
       if (reader->GetRefusal()) Refuse(*reader->GetRefusal());
     }
   }
 
-  [[noreturn]] void Refuse(const CsvColumnReader::Refusal& refusal) const {
+  [[noreturn]] void Refuse(const ColumnReader::Refusal& refusal) const {
     const bool isDeclared = columns_[refusal.column].declared.has_value();
     if (!isDeclared && doubt_ == Doubt::kGuess) throw TypeRefuted();
     if (!isDeclared && doubt_ == Doubt::kChange) {
@@ -158,8 +168,8 @@ class CsvTable::Rest final : public ChunkSource {
     table_.ThrowRefusal(refusal, columns_);
   }
 
-  CsvTable& table_;
-  const std::vector<CsvColumn> columns_;
+  TextTable& table_;
+  const std::vector<FileColumn> columns_;
   const Doubt doubt_;
   const LoadProgress progress_;
   Readers readers_;
@@ -169,40 +179,87 @@ class CsvTable::Rest final : public ChunkSource {
   TableChunk chunk_;
 };
 
-CsvTable::CsvTable(const std::vector<std::string>& paths, const XeString& name,
-                   const DeclaredTypes& declared, const CsvTableOptions& options)
-    : path_(paths.front()),
-      hasOneFile_(paths.size() == 1),
-      options_(options),
-      scan_(paths, options.file),
-      names_(path_, scan_.GetNames(), declared),
-      isLoaded_(names_.GetCount()) {
-  table_.schema.name = name;
-  for (std::size_t i = 0; i < names_.GetCount(); ++i) {
-    ColumnInfo column;
-    column.name = names_.GetName(i);
-    table_.schema.columns.push_back(std::move(column));
+TextTable::TextTable(const std::vector<std::string>& paths, const XeString& name,
+                     const DeclaredTypes& declared, const TextTableOptions& options,
+                     Content content)
+    : path_(paths.front()), hasOneFile_(paths.size() == 1), options_(options), declared_(declared) {
+  std::unique_ptr<ScanFile> first = RecordScan::OpenFile(path_, options.file);
+  const bool mayBeJson = content == Content::kAny && !options.file.delimiter;
+  if (content == Content::kJsonLines || (mayBeJson && JsonLinesScan::Recognises(*first))) {
+    scan_ = std::make_unique<JsonLinesScan>(paths, options.file, std::move(first));
+    options_.nullText.clear();
+  } else {
+    scan_ = std::make_unique<CsvScan>(paths, options.file, std::move(first));
   }
+  table_.schema.name = name;
+  LearnNames();
 }
 
-CsvTable::~CsvTable() = default;
+void TextTable::LearnNames() {
+  if (scan_->AreNamesComplete() && scan_->GetNames().empty()) {
+    ThrowTableError(kNoKeys, {Wide(path_)});
+  }
+  names_ = ColumnNames(path_, scan_->GetNames(), declared_, scan_->AreNamesComplete());
+  isLoaded_.resize(names_.GetCount());
+  std::vector<ColumnInfo>& columns = table_.schema.columns;
+  for (std::size_t i = columns.size(); i < names_.GetCount(); ++i) {
+    columns.emplace_back();
+    columns.back().name = names_.GetName(i);
+  }
+  for (TableChunk& chunk : table_.chunks) chunk.columns.resize(names_.GetCount());
+}
 
-const TableSchema& CsvTable::Require(const TableRequest& request, LoadProgress progress) {
+bool TextTable::NeedsNames(const TableRequest& request) const {
+  if (scan_->AreNamesComplete()) return false;
+  const auto isUnknown = [this](const XeString& name) {
+    for (std::size_t i = 0; i < names_.GetCount(); ++i) {
+      if (BaseStringUtil::IsCaseInsensitiveMatch(names_.GetName(i), name)) return false;
+    }
+    return true;
+  };
+  return names_.GetCount() == 0 || (request.all && !request.mostRows) ||
+         std::ranges::any_of(request.names, isUnknown) ||
+         std::ranges::any_of(declared_, isUnknown, &DeclaredTypes::value_type::first);
+}
+
+void TextTable::FindNames(LoadProgress progress) {
+  std::vector<FileColumn> none;
+  const Readers readers = MakeReaders(none, Purpose::kConfirm, scan_->GetWorkers(), kAllRows);
+  scan_->Scan(SinksOf(readers), progress);
+  LearnNames();
+}
+
+std::vector<uint32> TextTable::FindWanted(const TableRequest& request, uint32 first) const {
   std::vector<uint32> wanted;
-  for (uint32 i = 0; i < isLoaded_.size(); ++i) {
+  for (uint32 i = first; i < isLoaded_.size(); ++i) {
     if (!isLoaded_[i] && request.Wants(names_.GetName(i))) wanted.push_back(i);
   }
+  return wanted;
+}
+
+FileColumn TextTable::MakeColumn(uint32 index, bool asText) const {
+  FileColumn column{.index = index, .declared = names_.GetDeclared(index), .survey = {}};
+  column.asText = asText && !column.declared;
+  return column;
+}
+
+TextTable::~TextTable() = default;
+
+const TableSchema& TextTable::Require(const TableRequest& request, LoadProgress progress) {
+  if (!isUsedUp_ && IsRepeatable() && request.mostRows && NeedsNames(request)) FindNames(progress);
+  const std::vector<uint32> wanted = FindWanted(request, 0);
   if (isUsedUp_) {
     if (rest_ && request.onePass && wanted.empty()) return table_.schema;
     ThrowTableError(kReadAlready, {Wide(path_)});
   }
   const bool isRead = !table_.chunks.empty() || hasAllRows_;
   const bool hasRows = hasAllRows_ || (request.mostRows && *request.mostRows <= table_.rowCount);
-  if (isRead && hasRows && wanted.empty()) return table_.schema;
-  if (isRead && !scan_.IsRepeatable()) ThrowTableError(kReadAlready, {Wide(path_)});
+  const bool isKnown = wanted.empty() && !NeedsNames(request);
+  if (isRead && hasRows && isKnown) return table_.schema;
+  if (isRead && !scan_->IsRepeatable()) ThrowTableError(kReadAlready, {Wide(path_)});
   // An error has used up what can be read once only.
-  isUsedUp_ = !scan_.IsRepeatable();
-  if (!scan_.IsRepeatable() && !request.mostRows) {
+  isUsedUp_ = !scan_->IsRepeatable();
+  if (!scan_->IsRepeatable() && (!request.mostRows || NeedsNames(request))) {
     LoadOnce(request, progress);
   } else {
     Load(wanted, request, progress);
@@ -210,82 +267,84 @@ const TableSchema& CsvTable::Require(const TableRequest& request, LoadProgress p
   return table_.schema;
 }
 
-std::unique_ptr<ChunkSource> CsvTable::TakeRest() { return std::move(rest_); }
+std::unique_ptr<ChunkSource> TextTable::TakeRest() { return std::move(rest_); }
 
-XeString CsvTable::FindTextReason(std::size_t column) {
+XeString TextTable::FindTextReason(std::size_t column) {
   const bool isInferredText = isLoaded_[column] && !names_.GetDeclared(column) &&
                               table_.schema.columns[column].type == XeVarCharData;
-  if (!isInferredText || !scan_.IsRepeatable()) return {};
+  if (!isInferredText || !scan_->IsRepeatable()) return {};
   ReasonFinder finder(static_cast<uint32>(column), isUsedUp_ ? kAllRows : table_.rowCount,
                       options_.nullText, hasOneFile_);
   SliceSink* const sink = &finder;
-  scan_.Scan({&sink, 1}, nullptr);
+  scan_->Scan({&sink, 1}, nullptr);
   return finder.GetReason();
 }
 
-void CsvTable::Load(const std::vector<uint32>& wanted, const TableRequest& request,
-                    LoadProgress progress) {
-  const bool isRepeatable = scan_.IsRepeatable();
-  std::vector<CsvColumn> columns;
-  for (const uint32 index : wanted) {
-    CsvColumn column{.index = index, .declared = names_.GetDeclared(index), .survey = {}};
-    column.asText = !isRepeatable && !column.declared;
-    columns.push_back(std::move(column));
-  }
+void TextTable::Load(const std::vector<uint32>& wanted, const TableRequest& request,
+                     LoadProgress progress) {
+  const bool isRepeatable = scan_->IsRepeatable();
+  std::vector<FileColumn> columns;
+  for (const uint32 index : wanted) columns.push_back(MakeColumn(index, !isRepeatable));
   if (isRepeatable) {
     Surveyor surveyor(columns, options_.nullText);
-    scan_.Sample(surveyor);
-    for (CsvColumn& column : columns) {
+    scan_->Sample(surveyor);
+    for (FileColumn& column : columns) {
       column.asText = !column.declared && column.survey.GetValues() == 0;
     }
   }
   const bool mayStream = isRepeatable && request.onePass && !request.mostRows;
   const uint64 mostBytes = mayStream ? GetTableMemory() : std::numeric_limits<uint64>::max();
   Loaded loaded;
-  const bool isKept =
-      scan_.GetBytes() <= mostBytes &&
-      ReadAll(columns, Purpose::kKeep, request.mostRows, mostBytes, progress, loaded);
+  const bool isKept = scan_->GetBytes() <= mostBytes &&
+                      ReadAll(columns, Purpose::kKeep, request, mostBytes, progress, loaded);
   if (isKept) {
     Keep(std::move(loaded), request.mostRows);
   } else {
-    PrepareRest(std::move(columns), request.canStartAgain, progress);
+    PrepareRest(std::move(columns), request, progress);
   }
 }
 
-bool CsvTable::ReadAll(const std::vector<CsvColumn>& columns, Purpose purpose,
-                       std::optional<uint64> mostRows, uint64 mostBytes, LoadProgress progress,
-                       Loaded& loaded) {
-  loaded.columns.resize(names_.GetCount());
-  std::vector<CsvColumn> misfits = columns;
+bool TextTable::ReadAll(std::vector<FileColumn>& columns, Purpose purpose,
+                        const TableRequest& request, uint64 mostBytes, LoadProgress progress,
+                        Loaded& loaded) {
+  std::vector<FileColumn> misfits = columns;
   bool isGuess = true;
   do {
-    const Readers readers = MakeReaders(misfits, purpose, mostRows ? 1 : scan_.GetWorkers(),
-                                        mostRows.value_or(kAllRows));
-    CsvTextBudget budget{mostBytes};
+    const Readers readers =
+        MakeReaders(misfits, purpose, request.mostRows ? 1 : scan_->GetWorkers(),
+                    request.mostRows.value_or(kAllRows));
+    TextBudget budget{mostBytes};
     for (const auto& reader : readers) reader->SetBudget(budget);
-    if (readers.front()->WantsRows()) scan_.Scan(SinksOf(readers), progress);
+    if (readers.front()->WantsRows()) scan_->Scan(SinksOf(readers), progress);
     if (budget.IsUsedUp()) return false;
+    const uint32 known = static_cast<uint32>(names_.GetCount());
+    LearnNames();
+    loaded.columns.resize(names_.GetCount());
     misfits = Collect(misfits, readers, loaded);
-    if (isGuess && scan_.IsRepeatable() && !mostRows && !scan_.IsSampleConfirmed()) {
+    if (isGuess && scan_->IsRepeatable() && !request.mostRows && !scan_->IsSampleConfirmed()) {
       AddMisguessed(columns, progress, misfits);
+    }
+    for (const uint32 index : FindWanted(request, known)) {
+      columns.push_back(MakeColumn(index, true));
+      misfits.push_back(columns.back());
     }
     isGuess = false;
   } while (!misfits.empty());
   return true;
 }
 
-CsvTable::Readers CsvTable::MakeReaders(const std::vector<CsvColumn>& columns, Purpose purpose,
-                                        uint32 count, uint64 mostRows) const {
+TextTable::Readers TextTable::MakeReaders(const std::vector<FileColumn>& columns, Purpose purpose,
+                                          uint32 count, uint64 mostRows) const {
   Readers readers;
   for (uint32 i = 0; i < count; ++i) {
     readers.push_back(
-        std::make_unique<CsvColumnReader>(columns, options_.nullText, purpose, mostRows));
+        std::make_unique<ColumnReader>(columns, options_.nullText, purpose, mostRows));
   }
   return readers;
 }
 
-std::vector<CsvColumn> CsvTable::Collect(const std::vector<CsvColumn>& columns,
-                                         const Readers& readers, Loaded& loaded) {
+std::vector<FileColumn> TextTable::Collect(const std::vector<FileColumn>& columns,
+                                           const Readers& readers, Loaded& loaded) {
   std::vector<uint64> rows;
   for (const auto& reader : readers) {
     if (reader->GetRefusal()) ThrowRefusal(*reader->GetRefusal(), columns);
@@ -295,9 +354,9 @@ std::vector<CsvColumn> CsvTable::Collect(const std::vector<CsvColumn>& columns,
   if (!loaded.rows.empty() && loaded.rows != rows) ThrowTableError(kFileChanged, {Wide(path_)});
   loaded.rows = rows;
 
-  std::vector<CsvColumn> misfits;
+  std::vector<FileColumn> misfits;
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    CsvColumn column = columns[i];
+    FileColumn column = columns[i];
     column.survey = ColumnSurvey();
     uint32 longest = 0;
     uint64 nulls = 0;
@@ -313,7 +372,9 @@ std::vector<CsvColumn> CsvTable::Collect(const std::vector<CsvColumn>& columns,
       continue;
     }
     column.asText = false;
-    const XeDataType type = column.GetType();
+    // The first rows may have no value where the sample has some.
+    const bool isOnlyGuessed = column.survey.GetValues() == 0 && !columns[i].asText;
+    const XeDataType type = isOnlyGuessed ? columns[i].GetType() : column.GetType();
     if (columns[i].asText && type != XeVarCharData) {
       for (ColumnVector& vector : vectors) vector = ConvertTexts(vector, type);
     }
@@ -324,9 +385,9 @@ std::vector<CsvColumn> CsvTable::Collect(const std::vector<CsvColumn>& columns,
   return misfits;
 }
 
-void CsvTable::ThrowRefusal(const CsvColumnReader::Refusal& refusal,
-                            const std::vector<CsvColumn>& columns) const {
-  const CsvColumn& column = columns[refusal.column];
+void TextTable::ThrowRefusal(const ColumnReader::Refusal& refusal,
+                             const std::vector<FileColumn>& columns) const {
+  const FileColumn& column = columns[refusal.column];
   ColumnInfo info = column.declared ? *column.declared : *column.settled;
   info.name = names_.GetName(column.index);
   if (column.declared) {
@@ -336,23 +397,26 @@ void CsvTable::ThrowRefusal(const CsvColumnReader::Refusal& refusal,
                                      DeclaredTypeName(info), QuotedValue(refusal.value)});
 }
 
-void CsvTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
+void TextTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
   const uint64 mostBytes = request.onePass ? GetTableMemory() : std::numeric_limits<uint64>::max();
   // Nobody can read it again for the columns that are not wanted yet, nor for a type.
-  std::vector<CsvColumn> columns;
-  for (uint32 i = 0; i < names_.GetCount(); ++i) {
-    CsvColumn column{.index = i, .declared = names_.GetDeclared(i), .survey = {}};
-    column.asText = !column.declared;
-    columns.push_back(std::move(column));
-  }
+  std::vector<FileColumn> columns;
+  for (uint32 i = 0; i < names_.GetCount(); ++i) columns.push_back(MakeColumn(i, true));
   const Readers readers = MakeReaders(columns, Purpose::kKeep, 1, kAllRows);
-  CsvColumnReader& reader = *readers.front();
+  ColumnReader& reader = *readers.front();
+  scan_->SetNewNames(RecordScan::NewNames::kAdd);
   bool hasMore = true;
   while (hasMore && (reader.GetTextBytes() < mostBytes || reader.GetRows() == 0)) {
     const uint64 bytes =
         std::min(kChunkBytes, mostBytes - std::min(mostBytes, reader.GetTextBytes()));
-    hasMore = scan_.ScanNext(SinksOf(readers), bytes, progress);
+    hasMore = scan_->ScanNext(SinksOf(readers), bytes, progress);
+    while (columns.size() < scan_->GetNames().size()) {
+      LearnNames();
+      columns.push_back(MakeColumn(static_cast<uint32>(columns.size()), true));
+      reader.AddColumn();
+    }
   }
+  LearnNames();
   Loaded loaded;
   loaded.columns.resize(names_.GetCount());
   if (!hasMore) {
@@ -363,8 +427,8 @@ void CsvTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
     if (!request.Wants(names_.GetName(i))) reader.Forget(i);
   }
   Collect(columns, readers, loaded);
-  std::vector<CsvColumn> settled;
-  for (CsvColumn& column : columns) {
+  std::vector<FileColumn> settled;
+  for (FileColumn& column : columns) {
     auto& [info, vectors] = loaded.columns[column.index];
     if (vectors.empty()) continue;
     Loosen(info, column.declared.has_value(), info.length);
@@ -375,19 +439,21 @@ void CsvTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
   Keep(std::move(loaded), reader.GetRows());
   table_.schema.mostRows = kAllRows;
   isUsedUp_ = true;
+  scan_->SetNewNames(request.all ? RecordScan::NewNames::kRefuse : RecordScan::NewNames::kIgnore);
   rest_ = std::make_unique<Rest>(*this, std::move(settled), Rest::Doubt::kNone, progress);
 }
 
-void CsvTable::PrepareRest(std::vector<CsvColumn> columns, bool canStartAgain,
-                           LoadProgress progress) {
+void TextTable::PrepareRest(std::vector<FileColumn> columns, const TableRequest& request,
+                            LoadProgress progress) {
   // What no value of the sample told is not guessed.
-  const bool isGuess = canStartAgain && std::ranges::none_of(columns, &CsvColumn::asText);
+  const bool isGuess = request.canStartAgain && !NeedsNames(request) &&
+                       std::ranges::none_of(columns, &FileColumn::asText);
   Loaded loaded;
   if (!isGuess) {
-    ReadAll(columns, Purpose::kConfirm, std::nullopt, std::numeric_limits<uint64>::max(), progress,
+    ReadAll(columns, Purpose::kConfirm, request, std::numeric_limits<uint64>::max(), progress,
             loaded);
   }
-  for (CsvColumn& column : columns) {
+  for (FileColumn& column : columns) {
     ColumnInfo& info = table_.schema.columns[column.index];
     if (isGuess) {
       info = DescribeColumn(info.name, column.declared, column.GetType(), 1, true);
@@ -404,21 +470,21 @@ void CsvTable::PrepareRest(std::vector<CsvColumn> columns, bool canStartAgain,
                                  isGuess ? Rest::Doubt::kGuess : Rest::Doubt::kChange, progress);
 }
 
-void CsvTable::AddMisguessed(const std::vector<CsvColumn>& columns, LoadProgress progress,
-                             std::vector<CsvColumn>& misfits) {
-  std::vector<CsvColumn> surveyed = columns;
-  for (CsvColumn& column : surveyed) column.survey = ColumnSurvey();
+void TextTable::AddMisguessed(const std::vector<FileColumn>& columns, LoadProgress progress,
+                              std::vector<FileColumn>& misfits) {
+  std::vector<FileColumn> surveyed = columns;
+  for (FileColumn& column : surveyed) column.survey = ColumnSurvey();
   Surveyor surveyor(surveyed, options_.nullText);
   SliceSink* const sink = &surveyor;
-  scan_.Scan({&sink, 1}, progress);
+  scan_->Scan({&sink, 1}, progress);
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const bool isKnown =
-        std::ranges::find(misfits, columns[i].index, &CsvColumn::index) != misfits.end();
+        std::ranges::find(misfits, columns[i].index, &FileColumn::index) != misfits.end();
     if (!isKnown && surveyed[i].GetType() != columns[i].GetType()) misfits.push_back(surveyed[i]);
   }
 }
 
-void CsvTable::Keep(Loaded loaded, std::optional<uint64> mostRows) {
+void TextTable::Keep(Loaded loaded, std::optional<uint64> mostRows) {
   const uint64 rows = std::accumulate(loaded.rows.begin(), loaded.rows.end(), uint64{0});
   if (table_.chunks.empty()) {
     for (const uint64 count : loaded.rows) {
