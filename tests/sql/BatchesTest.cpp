@@ -40,7 +40,7 @@ const std::vector<TestColumn> kColumns = {
      {"abc", "ABC ", "", "\"\"", "a%b_c",
       "\xC3\xA4"
       "bc",
-      "12", "x", "Q"}},
+      "12", "x", "Q", "\xD0\x96x", "\xD0\x96x "}},
     {"c", "char(5)", {"ab", "AB", "", "12", "hello"}},
     {"w", "varchar(40)", {}},
     // One-byte characters whose upper case takes more; then characters that take more themselves.
@@ -124,11 +124,16 @@ class Batches : public testing::Test {
     return text;
   }
 
+  /// Which of several groups tells its error first depends on which of them have room.
+  std::string Comparable(const std::string& outcome) const {
+    return isLimited_ && outcome.starts_with("error") ? "error" : outcome;
+  }
+
   void ExpectEqual(const std::string& sql) {
-    const std::string expected = Outcome(rows_, sql);
+    const std::string expected = Comparable(Outcome(rows_, sql));
     for (const uint32 size : {kMostBatchRows, 3u, 1u}) {
       QueryRun::SetBatchRows(size);
-      ASSERT_EQ(Outcome(batches_, sql), expected) << sql << "\nin batches of " << size;
+      ASSERT_EQ(Comparable(Outcome(batches_, sql)), expected) << sql << "\nin batches of " << size;
     }
   }
 
@@ -136,6 +141,7 @@ class Batches : public testing::Test {
   const TemporaryFolder folder_;
   Session rows_;
   Session batches_;
+  bool isLimited_ = false;
 };
 
 /// The expressions that the function table shows.
@@ -188,6 +194,65 @@ std::string Members() {
   return list + ")";
 }
 
+/// Aggregates with and without a batch form, those that hold values among them: some of them, over
+/// `value`, `other` or a column of numbers.
+std::string Aggregates(const std::string& value, const std::string& other, std::mt19937& random) {
+  static const std::vector<std::string> forms = {"COUNT(DISTINCT v)",
+                                                 "COUNT(DISTINCT w)",
+                                                 "COUNT(DISTINCT s)",
+                                                 "COUNT(DISTINCT c)",
+                                                 "SUM(DISTINCT #)",
+                                                 "AVG(DISTINCT #)",
+                                                 "COUNT(DISTINCT #)",
+                                                 "COUNT(DISTINCT o)",
+                                                 "MEDIAN(#)",
+                                                 "STDDEV_SAMP(#)",
+                                                 "STDDEV_POP(#)",
+                                                 "SUM(#)",
+                                                 "AVG(#)",
+                                                 "LISTAGG(v)",
+                                                 "LISTAGG(DISTINCT #)",
+                                                 "CORR(#, small)",
+                                                 "FIRST(v)",
+                                                 "LAST(o)",
+                                                 "FIRST(w)",
+                                                 "LAST(c)",
+                                                 "NULL_IF_NOT_UNIQUE(o)",
+                                                 "MIN(h)",
+                                                 "MAX(h)",
+                                                 "MIN(z)",
+                                                 "MAX(z)",
+                                                 "MIN(c)",
+                                                 "MAX(c)",
+                                                 "MIN(t)",
+                                                 "MAX(j)",
+                                                 "MIN(v)",
+                                                 "MAX(o)",
+                                                 "COUNT(*)",
+                                                 "COUNT(DISTINCT z)",
+                                                 "COUNT(DISTINCT h)",
+                                                 "COUNT(DISTINCT b)",
+                                                 "COUNT(DISTINCT far)",
+                                                 "RANGE(#)",
+                                                 "AVG_ALL(#)"};
+  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d", "e", "n", "m"};
+  std::string list;
+  for (unsigned left = 1 + random() % 5; left > 0; --left) {
+    std::string text = forms[random() % forms.size()];
+    const auto fill = [&](const std::string& mark, const std::string& by) {
+      const std::size_t at = text.find(mark);
+      if (at != std::string::npos) text.replace(at, mark.size(), by);
+    };
+    fill("(v", "(" + value);
+    fill("DISTINCT v", "DISTINCT " + value);
+    fill("(o", "(" + other);
+    fill("DISTINCT o", "DISTINCT " + other);
+    fill("#", numbers[random() % numbers.size()]);
+    list += (list.empty() ? "" : ", ") + text;
+  }
+  return list;
+}
+
 TEST_F(Batches, GiveWhatRowsGive) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
   const int cases = asked != nullptr ? std::atoi(asked) : 600;
@@ -209,14 +274,21 @@ TEST_F(Batches, GiveWhatRowsGive) {
       "w LIKE '%special%'",
   };
   for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
-    // Every other time most groups find no room.
+    // Most times some groups find no room.
+    isLimited_ = i % 3 != 0;
     for (Session* const session : {&rows_, &batches_}) {
-      session->Set("GroupMemory", i % 2 == 0 ? "256MiB" : "2000");
+      session->Set("GroupMemory", i % 3 == 0 ? "256MiB" : i % 3 == 1 ? "2000" : "40000");
+      session->Set("CaseSensitiveCompare", i % 7 == 0 ? "off" : "on");
+      session->Set("Locale", i % 11 == 0 ? "sv_SE" : "");
+      session->Set("IntegerAggregates", i % 5 == 0 ? "native" : "wide");
     }
     const std::string value = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
-    switch (random_() % 6) {
+    const std::string keys =
+        Pick<std::string>({"s",   "c", "small", "w", "d", "n", "day, b", "i, s", "i", "j",
+                           "far", "h", "z",     "i", "j", "u", "far",    "h",    "z", value});
+    switch (random_() % 9) {
       case 0:
         ExpectEqual("SELECT " + value + ", " + other + ", i FROM t" + where);
         break;
@@ -235,6 +307,14 @@ TEST_F(Batches, GiveWhatRowsGive) {
         ExpectEqual("SELECT s, c, SUM(CASE WHEN " + Pick(predicates) +
                     " THEN small ELSE i END), MIN(" + value + "), MAX(" + value +
                     "), MIN(w), MAX(s) FROM t" + where + " GROUP BY s, c");
+        break;
+      case 5:
+        ExpectEqual("SELECT " + Aggregates(value, other, random_) + " FROM t" + where);
+        break;
+      case 6:
+      case 7:
+        ExpectEqual("SELECT " + keys + ", " + Aggregates(value, other, random_) + " FROM t" +
+                    where + " GROUP BY " + keys);
         break;
       default:
         ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +

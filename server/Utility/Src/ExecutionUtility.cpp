@@ -4,8 +4,8 @@
 #include <cwchar>
 
 #include "CharacterOrder.h"
-#include "HashMix.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/HashMix.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/Settings.h"
 #include "Utility/XeAssert.h"

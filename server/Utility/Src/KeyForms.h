@@ -7,8 +7,8 @@
 #include <cwchar>
 
 #include "CharacterOrder.h"
-#include "HashMix.h"
 #include "Utility/ExecutionUtility.h"
+#include "Utility/HashMix.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
 #include "Utility/XeTypes.h"

@@ -15,11 +15,11 @@
 
 #include "CharacterOrder.h"
 #include "Collation.h"
-#include "HashMix.h"
 #include "IcuStatus.h"
 #include "Utf16Text.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
+#include "Utility/HashMix.h"
 
 namespace sqxer {
 

@@ -7,8 +7,8 @@
 #include <limits>
 
 #include "Decimal.h"
-#include "HashMix.h"
 #include "Utility/ErrorMessage.h"
+#include "Utility/HashMix.h"
 
 namespace sqxer {
 

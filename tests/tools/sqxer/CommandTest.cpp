@@ -161,8 +161,10 @@ TEST_F(Command, TakesSqlFromFileAndStandardInputAndShowsWhatItKnows) {
   // Of the window's sorters and of those in the aggregate.
   for (const char* sql :
        {"SELECT RANK() OVER (ORDER BY x) FROM s", "SELECT COUNT(DISTINCT x) FROM s"}) {
-    const Result spilled =
-        Shell("(echo x; seq 9999) > s.csv; RUN_BUFFER_SIZE=1 sqxer --timing " + Quoted(sql));
+    const Result spilled = Shell(
+        "(echo x; seq 9999) > s.csv; "
+        "RUN_BUFFER_SIZE=1 sqxer --set GroupMemory=1000 --timing " +
+        Quoted(sql));
     EXPECT_TRUE(std::regex_search(spilled.err, std::regex(R"("spilled_bytes":[1-9][0-9]{4,})")))
         << spilled.err;
   }

@@ -80,10 +80,11 @@ TEST_F(Command, ExhaustedMemoryIsOneSentenceWhereverItRunsOut) {
   int failed = 0;
   for (int after = 0; after < 12000; after += after < 200 ? 20 : 600) {
     SCOPED_TRACE(after);
-    const Result result = Shell(
-        "FAIL_AFTER=" + std::to_string(after < 200 ? after : after + 1500) +
-        " LD_PRELOAD=" + Quoted(FAILING_MALLOC) + " " SQXER_BINARY_DIR "/bin/sqxer " +
-        Quoted("SELECT k, SUM(v), MEDIAN(k), COUNT(DISTINCT k) FROM t GROUP BY k ORDER BY 2"));
+    const Result result =
+        Shell("FAIL_AFTER=" + std::to_string(after < 200 ? after : after + 1500) +
+              " LD_PRELOAD=" + Quoted(FAILING_MALLOC) + " " SQXER_BINARY_DIR "/bin/sqxer " +
+              Quoted("SELECT k, SUM(v), MEDIAN(k), COUNT(DISTINCT k), LISTAGG(v) FROM t GROUP BY k "
+                     "ORDER BY 2"));
     if (result.status == 0) continue;
     ++failed;
     EXPECT_EQ(result.status, 1);

@@ -1,5 +1,7 @@
 #include "AggregateSet.h"
 
+#include "SQXEROpsAggregate.h"
+
 namespace sqxer {
 
 std::vector<ColumnInfo> ResultsOf(const std::vector<PlanAggregate>& plan) {
@@ -21,42 +23,74 @@ BoundAggregate BindPlanned(const PlanAggregate& planned, WorkRecord& input, Work
 }
 
 AggregateSet::AggregateSet(const std::vector<PlanAggregate>& plan, WorkRecord& input,
-                           WorkRecord& group, std::size_t firstResult) {
+                           WorkRecord& group, std::size_t firstResult)
+    : plan_(&plan), input_(&input), group_(&group) {
   members_.reserve(plan.size());
-  for (const PlanAggregate& planned : plan) {
-    members_.push_back(BindPlanned(planned, input, group, firstResult));
-    firstResult += planned.results.size();
+  for (std::size_t i = 0; i < plan.size(); ++i) {
+    members_.push_back(
+        {.aggregate = nullptr, .position = plan[i].position, .firstResult = firstResult});
+    members_.back().aggregate = Make(i);
+    firstResult += plan[i].results.size();
+  }
+}
+
+Aggregate* AggregateSet::Make(std::size_t index) {
+  made_.push_back(
+      BindPlanned((*plan_)[index], *input_, *group_, members_[index].firstResult).aggregate);
+  return made_.back().get();
+}
+
+void AggregateSet::KeepStates(HeldMemory& memory) {
+  for (Member& member : members_) {
+    const bool isHeld = member.aggregate->HoldTogether(memory);
+    member.hasObjects = member.aggregate->TransferState(StateTransfer::kMeasure, nullptr) == 0;
+    hasOneStart_ = hasOneStart_ && !isHeld && !member.hasObjects;
   }
 }
 
 void AggregateSet::Initialize() {
-  ForEachAggregate(members_, [](BoundAggregate& member) { member.aggregate->Initialize(true); });
+  ForEachAggregate(members_, [this](Member& member) {
+    if (member.hasObjects)
+      member.aggregate = Make(static_cast<std::size_t>(&member - &members_[0]));
+    member.aggregate->Initialize(true);
+  });
+}
+
+void AggregateSet::InitializeShared() {
+  ForEachAggregate(members_, [](Member& member) {
+    if (!member.hasObjects) member.aggregate->Initialize(true);
+  });
 }
 
 void AggregateSet::Compute(uint8* inputRecord, uint32 size) {
-  ForEachAggregate(members_, [&](BoundAggregate& member) {
-    CheckStatus(member.aggregate->Compute(inputRecord, size));
-  });
+  ForEachAggregate(
+      members_, [&](Member& member) { CheckStatus(member.aggregate->Compute(inputRecord, size)); });
 }
 
 std::optional<uint32> AggregateSet::CountStateBytes() {
   uint32 total = 0;
-  for (BoundAggregate& member : members_) {
-    const uint32 bytes = member.aggregate->TransferState(StateTransfer::kMeasure, nullptr);
+  for (std::size_t i = 0; i < members_.size(); ++i) {
+    const uint32 bytes = TransferState(i, StateTransfer::kMeasure, nullptr);
     if (bytes == 0) return std::nullopt;
     total += bytes;
   }
   return total;
 }
 
+uint32 AggregateSet::TransferState(std::size_t index, StateTransfer transfer, uint8* state) {
+  Member& member = members_[index];
+  if (!member.hasObjects) return member.aggregate->TransferState(transfer, state);
+  if (transfer == StateTransfer::kSave) StoreValue(state, member.aggregate);
+  if (transfer == StateTransfer::kRestore) member.aggregate = LoadValue<Aggregate*>(state);
+  return sizeof(Aggregate*);
+}
+
 void AggregateSet::TransferStates(StateTransfer transfer, uint8* states) {
-  for (BoundAggregate& member : members_) {
-    states += member.aggregate->TransferState(transfer, states);
-  }
+  for (std::size_t i = 0; i < members_.size(); ++i) states += TransferState(i, transfer, states);
 }
 
 void AggregateSet::Output(uint8* groupRecord) {
-  ForEachAggregate(members_, [&](BoundAggregate& member) {
+  ForEachAggregate(members_, [&](Member& member) {
     CheckStatus(member.aggregate->Finalize());
     member.aggregate->Output(groupRecord);
   });

@@ -6,6 +6,7 @@
 
 #include "EngineError.h"
 #include "QueryPlan.h"
+#include "SQXERHeldMemory.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -52,7 +53,20 @@ class AggregateSet {
   AggregateSet(const std::vector<PlanAggregate>& plan, WorkRecord& input, WorkRecord& group,
                std::size_t firstResult);
 
+  /// Has every aggregate have states: those that hold values do so for all groups together, or
+  /// there is an object of the aggregate for each group, and its address is the state. To be called
+  /// before the first group; `memory` must outlive the set.
+  void KeepStates(HeldMemory& memory);
+  /// Whether there is an object of the aggregate for each group.
+  bool HasObjects(std::size_t index) const { return members_[index].hasObjects; }
+
+  /// Whether each group starts with the same states.
+  bool HasOneStart() const { return hasOneStart_; }
+
+  /// Starts a group. Where there are objects for each group, makes its own.
   void Initialize();
+  /// Readies the others for states that are to be restored.
+  void InitializeShared();
   void Compute(uint8* inputRecord, uint32 size);
   /// Finalizes, and writes every result into the group record.
   void Output(uint8* groupRecord);
@@ -61,19 +75,42 @@ class AggregateSet {
   std::optional<uint32> CountStateBytes();
   /// kSave or kRestore.
   void TransferStates(StateTransfer transfer, uint8* states);
+  /// The same of one aggregate, with kMeasure too; returns the bytes of its state.
+  uint32 TransferState(std::size_t index, StateTransfer transfer, uint8* state);
 
+  std::size_t GetCount() const { return members_.size(); }
   Aggregate& Get(std::size_t index) { return *members_[index].aggregate; }
+  int GetPosition(std::size_t index) const { return members_[index].position; }
 
  private:
-  std::vector<BoundAggregate> members_;
+  struct Member {
+    /// That of the current group.
+    Aggregate* aggregate;
+    int position;
+    bool hasObjects = false;
+    std::size_t firstResult;
+  };
+  /// Makes and binds one, and returns it.
+  Aggregate* Make(std::size_t index);
+
+  const std::vector<PlanAggregate>* plan_;
+  WorkRecord* input_;
+  WorkRecord* group_;
+  std::vector<Member> members_;
+  std::vector<std::unique_ptr<Aggregate>> made_;
+  bool hasOneStart_ = true;
 };
 
 /// One set of aggregates that takes turns among groups, whose states the owner keeps: a group then
 /// needs a few bytes and not objects of its own. States are known by their addresses.
 class TurnTakingSet {
  public:
-  explicit TurnTakingSet(AggregateSet aggregates)
-      : aggregates_(std::move(aggregates)), stateBytes_(aggregates_.CountStateBytes()) {}
+  /// With `memory`, which must outlive it, each of the aggregates has states: see KeepStates.
+  explicit TurnTakingSet(AggregateSet aggregates, HeldMemory* memory = nullptr)
+      : aggregates_(std::move(aggregates)) {
+    if (memory != nullptr) aggregates_.KeepStates(*memory);
+    stateBytes_ = aggregates_.CountStateBytes();
+  }
 
   /// The room that a group's states take; nothing when these aggregates cannot take turns.
   std::optional<uint32> GetStateBytes() const { return stateBytes_; }
@@ -87,9 +124,16 @@ class TurnTakingSet {
 
   /// Starts the group of these states.
   void Open(uint8* states) {
+    if (!start_.empty()) {
+      std::memcpy(states, start_.data(), start_.size());
+      return;
+    }
     Save();
     aggregates_.Initialize();
     turn_ = states;
+    if (!aggregates_.HasOneStart()) return;
+    Save();
+    start_.assign(states, states + *stateBytes_);
   }
   /// The aggregates, going on with the group of these states.
   AggregateSet& Resume(uint8* states) {
@@ -105,7 +149,7 @@ class TurnTakingSet {
     Save();
     turn_ = nullptr;
     // What Finalize has left of the group before is not part of a state.
-    aggregates_.Initialize();
+    aggregates_.InitializeShared();
     aggregates_.TransferStates(StateTransfer::kRestore, states);
     return aggregates_;
   }
@@ -118,6 +162,8 @@ class TurnTakingSet {
   AggregateSet aggregates_;
   std::optional<uint32> stateBytes_;
   uint8* turn_ = nullptr;
+  /// What every group starts with, if that is one thing, from the first group on.
+  std::vector<uint8> start_;
 };
 
 }  // namespace sqxer

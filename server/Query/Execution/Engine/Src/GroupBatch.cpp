@@ -1,6 +1,8 @@
 #include "GroupBatch.h"
 
 #include <algorithm>
+#include <bit>
+#include <limits>
 
 #include "EngineError.h"
 #include "RecordKeys.h"
@@ -14,6 +16,14 @@ constexpr uint64 kMostCombinations = uint64{1} << 16;
 /// Rows of at most so many groups are sorted by their groups.
 constexpr std::size_t kMostParted = 256;
 constexpr std::size_t kFirstValues = 1024;
+/// Integers of a range of so many, at most, are looked up without a search, if the range has not
+/// more numbers for each row than this.
+constexpr uint64 kMostRange = uint64{1} << 24;
+constexpr uint64 kRangePerRow = 8;
+/// A table of so many bytes is nothing that memory is limited for.
+constexpr uint64 kUncountedBytes = uint64{16} << 10;
+/// A larger table is looked up with the next places on their way to the cache.
+constexpr std::size_t kLeastPrefetched = 8192;
 
 uint64 PlaceOf(int64 value) { return Scatter(static_cast<uint64>(value)); }
 
@@ -25,21 +35,13 @@ GroupBatch::GroupBatch(GroupTable& table) : table_(table) {
   for (std::size_t i = 0; i < inputs; ++i) inputFields_.emplace_back(table_.input_, i);
 }
 
-bool GroupBatch::CanStart() {
-  TurnTakingSet& turns = table_.GetTurns();
-  for (std::size_t i = 0; i < table_.aggregates_.size(); ++i) {
-    Aggregate& aggregate = turns.GetSet().Get(i);
-    if (!aggregate.TakesBatches() || aggregate.GetAggregateColumns()->size() > 1) return false;
-  }
-  return turns.GetStateBytes().has_value();
-}
-
 void GroupBatch::Start() {
   dictionaries_.clear();
   groupsOfCodes_.clear();
   groupsOfValues_.clear();
-  values_ = 0;
-  groupOfNull_ = nullptr;
+  groupsInRange_.clear();
+  // The table has forgotten what was taken.
+  bytesOfValues_ = 0;
 
   TurnTakingSet& turns = table_.GetTurns();
   members_.clear();
@@ -48,13 +50,13 @@ void GroupBatch::Start() {
     Aggregate& aggregate = turns.GetSet().Get(i);
     const UInt16Vector& columns = *aggregate.GetAggregateColumns();
     const bool readsColumn = !columns.empty();
-    members_.push_back(
-        {&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn, offset});
-    offset += aggregate.TransferState(StateTransfer::kMeasure, nullptr);
+    members_.push_back({&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn,
+                        offset, i, turns.GetSet().GetPosition(i)});
+    offset += turns.GetSet().TransferState(i, StateTransfer::kMeasure, nullptr);
   }
 }
 
-bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys,
                             uint64 firstRow) {
   found_ = 0;
   leftOver_.clear();
@@ -67,13 +69,38 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
   groups_.resize(kMostBatchRows);
   const bool isFound = FindByCodes(rows, keys, firstRow) ||
                        (keys.size() == 1 && FindByValue(rows, keys[0], firstRow));
-  if (!isFound) rows.ForEach([&](uint32 row) { Put(row, FindOrOpen(row, firstRow)); });
+  if (!isFound) FindByHash(rows, firstRow);
   return true;
 }
 
 GroupBatch::Group* GroupBatch::FindOrOpen(uint32 row, uint64 firstRow) {
   for (BatchField& field : keyFields_) field.Write(row);
   return AtRow(firstRow + row, [&] { return table_.FindOrOpen(); });
+}
+
+void GroupBatch::FindByHash(const BatchRows& rows, uint64 firstRow) {
+  if (table_.slots_.size() <= kLeastPrefetched) {
+    return rows.ForEach([&](uint32 row) { Put(row, FindOrOpen(row, firstRow)); });
+  }
+  // The memory of all slots and then of all groups is waited for at once. Writing the keys again
+  // costs less.
+  uint64 hashes[kMostBatchRows];
+  const auto write = [&](uint32 row) {
+    for (BatchField& field : keyFields_) field.Write(row);
+  };
+  const auto slotOf = [&](uint32 row) {
+    return &table_.slots_[hashes[row] & (table_.slots_.size() - 1)];
+  };
+  rows.ForEach([&](uint32 row) {
+    write(row);
+    hashes[row] = table_.HashKeys();
+    __builtin_prefetch(slotOf(row));
+  });
+  rows.ForEach([&](uint32 row) { __builtin_prefetch(slotOf(row)->group); });
+  rows.ForEach([&](uint32 row) {
+    write(row);
+    Put(row, AtRow(firstRow + row, [&] { return table_.FindOrOpen(hashes[row]); }));
+  });
 }
 
 bool GroupBatch::FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys,
@@ -121,82 +148,185 @@ bool GroupBatch::FindByCodes(const BatchRows& rows, std::span<const BatchVector>
 bool GroupBatch::FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow) {
   if (key.isConstant) return false;
   if (form_ != key.form || scale_ != key.scale || groupsOfValues_.empty()) {
+    StartValues();
     form_ = key.form;
     scale_ = key.scale;
-    groupsOfValues_.assign(kFirstValues, ValueSlot());
-    values_ = 0;
   }
+  const auto whole = [](auto value) { return static_cast<int64>(value); };
+  // Equal doubles are those of equal bits then.
+  const auto real = [](float64 value) {
+    value = value != value ? std::numeric_limits<float64>::quiet_NaN() : value + 0.0;
+    return std::bit_cast<int64>(value);
+  };
   switch (key.form) {
     case ColumnForm::kUInt8:
-      FindByValues<uint8>(rows, key, firstRow);
+      FindByValues<uint8>(rows, key, firstRow, whole);
       return true;
     case ColumnForm::kInt32:
     case ColumnForm::kDay32:
-      FindByValues<int32>(rows, key, firstRow);
+      FindByValues<int32>(rows, key, firstRow, whole);
       return true;
     case ColumnForm::kUInt32:
-      FindByValues<uint32>(rows, key, firstRow);
+      FindByValues<uint32>(rows, key, firstRow, whole);
       return true;
-    case ColumnForm::kFloat64:
     case ColumnForm::kDecimal64:
     case ColumnForm::kTime64:
     case ColumnForm::kTimeStamp64:
-      FindByValues<int64>(rows, key, firstRow);
+      FindByValues<int64>(rows, key, firstRow, whole);
+      return true;
+    case ColumnForm::kFloat64:
+      FindByValues<float64>(rows, key, firstRow, real);
       return true;
     default:
       return false;
   }
 }
 
+void GroupBatch::StartValues() {
+  groupsOfValues_.assign(kFirstValues, ValueSlot());
+  groupsInRange_.clear();
+  table_.memory_.GiveBack(bytesOfValues_);
+  bytesOfValues_ = 0;
+  known_ = 0;
+  groupOfNull_ = nullptr;
+}
+
+GroupBatch::Group* GroupBatch::OpenValue(uint32 row, uint64 firstRow) {
+  // Each value here has a group of its own: where all groups are known, one that is not is new.
+  const bool isNew = known_ == table_.groups_.size();
+  for (BatchField& field : keyFields_) field.Write(row);
+  Group* const group =
+      AtRow(firstRow + row, [&] { return isNew ? table_.OpenNew() : table_.FindOrOpen(); });
+  known_ += group != nullptr;
+  return group;
+}
+
 template <class Stored>
-void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow) {
-  // Doubles are read as the integers of their bits.
-  const auto valueOf = [&](uint32 row) {
-    Stored value;
-    std::memcpy(&value, key.values + row * sizeof value, sizeof value);
-    return static_cast<int64>(value);
-  };
-  if (groupsOfValues_.size() > kFirstValues) {
-    // All at once, so that one does not wait for the memory of the other.
+bool GroupBatch::CoverRange(const BatchRows& rows, const BatchVector& key) {
+  if constexpr (!std::integral<Stored>) {
+    return false;
+  } else {
+    using Wide = WideBounds::Wide;
+    const ColumnBounds<int64> bounds = FindBounds<Stored>(key, rows);
+    const Wide end = Wide{rangeLeast_} + static_cast<Wide>(groupsInRange_.size()) - 1;
+    const bool isUsed = !groupsInRange_.empty();
+    if (isUsed && bounds.least >= rangeLeast_ && bounds.greatest < end) return true;
+    // The values that are in the table stay there.
+    if (!isUsed && known_ != 0) return false;
+    const Wide least = isUsed ? std::min<Wide>(rangeLeast_, bounds.least) : bounds.least;
+    const Wide newEnd = std::max<Wide>(isUsed ? end : least, Wide{bounds.greatest} + 1);
+    const Wide most = static_cast<Wide>(
+        std::min(kMostRange, std::max(kFirstValues, kRangePerRow * rows.source->GetChunkRows())));
+    if (newEnd - least > most) return isUsed && LeaveRange();
+    // As much again for what may come, and a place for NULL behind the last one.
+    const auto values =
+        static_cast<std::size_t>(isUsed ? std::min(most, 2 * (newEnd - least)) : newEnd - least);
+    const Wide shift =
+        isUsed && bounds.least < rangeLeast_
+            ? std::max<Wide>(newEnd - static_cast<Wide>(values), std::numeric_limits<int64>::min())
+            : least;
+    const uint64 bytes = (values + 1) * sizeof(Group*);
+    const uint64 more = bytes - std::min<uint64>(bytes, bytesOfValues_);
+    if (bytes > kUncountedBytes && !table_.memory_.HasRoomFor(more)) return isUsed && LeaveRange();
+    decltype(groupsInRange_) wider(values + 1);
+    if (isUsed) {
+      std::copy(groupsInRange_.begin(), groupsInRange_.end() - 1,
+                wider.begin() + static_cast<std::ptrdiff_t>(rangeLeast_ - shift));
+      wider.back() = groupsInRange_.back();
+    }
+    groupsInRange_.swap(wider);
+    rangeLeast_ = static_cast<int64>(shift);
+    table_.memory_.Take(more);
+    bytesOfValues_ += more;
+    return true;
+  }
+}
+
+bool GroupBatch::LeaveRange() {
+  decltype(groupsInRange_) groups;
+  groups.swap(groupsInRange_);
+  table_.memory_.GiveBack(bytesOfValues_);
+  bytesOfValues_ = 0;
+  std::size_t values = 0;
+  for (std::size_t i = 0; i + 1 < groups.size(); ++i) {
+    if (groups[i] == nullptr) continue;
+    if (++values > groupsOfValues_.size() / 2) GrowValues();
+    *FindValue(rangeLeast_ + static_cast<int64>(i)) = {rangeLeast_ + static_cast<int64>(i),
+                                                       groups[i]};
+  }
+  groupOfNull_ = groups.back();
+  return false;
+}
+
+GroupBatch::ValueSlot* GroupBatch::FindValue(int64 value) {
+  const std::size_t mask = groupsOfValues_.size() - 1;
+  std::size_t at = PlaceOf(value) & mask;
+  while (groupsOfValues_[at].group != nullptr && groupsOfValues_[at].value != value) {
+    at = (at + 1) & mask;
+  }
+  return &groupsOfValues_[at];
+}
+
+template <class Stored, class ToValue>
+void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
+                              ToValue&& toValue) {
+  const Stored* const stored = key.As<Stored>();
+  if (CoverRange<Stored>(rows, key)) {
+    const std::size_t ofNull = groupsInRange_.size() - 1;
+    uint32 places[kMostBatchRows];
     rows.ForEach([&](uint32 row) {
-      const std::size_t at = PlaceOf(valueOf(row));
-      __builtin_prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)]);
+      const auto place =
+          static_cast<uint64>(toValue(stored[row])) - static_cast<uint64>(rangeLeast_);
+      places[row] = static_cast<uint32>(key.IsNull(row) ? ofNull : place);
+    });
+    if (groupsInRange_.size() > kLeastPrefetched) {
+      // All at once, so that one does not wait for the memory of the other.
+      rows.ForEach([&](uint32 row) { __builtin_prefetch(&groupsInRange_[places[row]], 1); });
+    }
+    rows.ForEach([&](uint32 row) {
+      Group*& group = groupsInRange_[places[row]];
+      if (group == nullptr) [[unlikely]]
+        group = OpenValue(row, firstRow);
+      __builtin_prefetch(group, 1);
+      Put(row, group);
+    });
+    return;
+  }
+  if (groupsOfValues_.size() > kLeastPrefetched) {
+    rows.ForEach([&](uint32 row) {
+      const std::size_t at = PlaceOf(toValue(stored[row]));
+      __builtin_prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)], 1);
     });
   }
   rows.ForEach([&](uint32 row) {
     if (key.IsNull(row)) {
-      if (groupOfNull_ == nullptr) groupOfNull_ = FindOrOpen(row, firstRow);
+      if (groupOfNull_ == nullptr) groupOfNull_ = OpenValue(row, firstRow);
       return Put(row, groupOfNull_);
     }
-    // The table tells which bits are equal doubles.
-    const int64 value = valueOf(row);
-    const std::size_t mask = groupsOfValues_.size() - 1;
-    std::size_t at = PlaceOf(value) & mask;
-    while (groupsOfValues_[at].group != nullptr && groupsOfValues_[at].value != value) {
-      at = (at + 1) & mask;
-    }
-    Group* group = groupsOfValues_[at].group;
+    const int64 value = toValue(stored[row]);
+    ValueSlot* const slot = FindValue(value);
+    Group* group = slot->group;
     if (group == nullptr) {
-      group = FindOrOpen(row, firstRow);
+      group = OpenValue(row, firstRow);
       if (group != nullptr) {
-        groupsOfValues_[at] = {value, group};
-        if (++values_ > groupsOfValues_.size() / 2) GrowValues();
+        *slot = {value, group};
+        if (known_ > groupsOfValues_.size() / 2) GrowValues();
       }
     }
-    __builtin_prefetch(group);
+    __builtin_prefetch(group, 1);
     Put(row, group);
   });
 }
 
 void GroupBatch::GrowValues() {
-  decltype(groupsOfValues_) old(groupsOfValues_.size() * 2);
+  constexpr std::size_t kGrowth = 4;
+  decltype(groupsOfValues_) old(groupsOfValues_.size() * kGrowth);
   old.swap(groupsOfValues_);
-  const std::size_t mask = groupsOfValues_.size() - 1;
+  const uint64 more = (groupsOfValues_.size() - old.size()) * sizeof(ValueSlot);
+  table_.memory_.Take(more);
+  bytesOfValues_ += more;
   for (const ValueSlot& slot : old) {
-    if (slot.group == nullptr) continue;
-    std::size_t at = PlaceOf(slot.value) & mask;
-    while (groupsOfValues_[at].group != nullptr) at = (at + 1) & mask;
-    groupsOfValues_[at] = slot;
+    if (slot.group != nullptr) *FindValue(slot.value) = slot;
   }
 }
 
@@ -219,35 +349,108 @@ void GroupBatch::PartRows() {
 }
 
 template <class Use>
-bool GroupBatch::ForEachFold(const BatchRows& rows, Use&& use) {
-  for (Member& member : members_) {
-    BatchFold fold;
-    fold.input = member.input;
-    if (isOneGroup_) {
-      fold.rows = rows.selected;
-      fold.count = rows.GetWanted();
-      fold.state = table_.groups_.front()->States() + member.offset;
-      if (!use(member, fold)) return false;
-    } else if (!isParted_) {
-      fold.rows = rows_.data();
-      fold.count = found_;
-      fold.states = states_.data();
-      fold.offset = member.offset;
-      if (!use(member, fold)) return false;
-    } else {
-      uint32 first = 0;
-      for (Group* const group : table_.groups_) {
-        // Each end has moved on to that of its group.
-        const uint32 end = ends_[group->index];
-        fold.rows = partedRows_.data() + first;
-        fold.count = end - first;
-        fold.state = group->States() + member.offset;
-        first = end;
-        if (fold.count != 0 && !use(member, fold)) return false;
-      }
-    }
+bool GroupBatch::ForEachFold(const BatchRows& rows, const Member& member, Use&& use) {
+  BatchFold fold;
+  fold.input = member.input;
+  if (isOneGroup_) {
+    fold.rows = rows.selected;
+    fold.count = rows.GetWanted();
+    fold.state = table_.groups_.front()->States() + member.offset;
+    return use(fold);
+  }
+  if (!isParted_) {
+    fold.rows = rows_.data();
+    fold.count = found_;
+    fold.states = states_.data();
+    fold.offset = member.offset;
+    return use(fold);
+  }
+  uint32 first = 0;
+  for (Group* const group : table_.groups_) {
+    // Each end has moved on to that of its group.
+    const uint32 end = ends_[group->index];
+    fold.rows = partedRows_.data() + first;
+    fold.count = end - first;
+    fold.state = group->States() + member.offset;
+    first = end;
+    if (fold.count != 0 && !use(fold)) return false;
   }
   return true;
+}
+
+bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+                            std::span<const BatchVector> inputs, uint64 firstRow) {
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (!inputFields_[i].Use(inputs[i], rows)) return false;
+  }
+  for (Member& member : members_) {
+    member.input = member.readsColumn ? &inputs[member.column] : nullptr;
+  }
+  if (!FindByKeys(rows, keys, firstRow)) return false;
+  // The states are to be read and written where they are.
+  table_.GetTurns().Settle();
+  PartRows();
+  for (Member& member : members_) {
+    Aggregate& aggregate = *member.aggregate;
+    member.goesByRows = table_.GetTurns().GetSet().HasObjects(member.index) ||
+                        !aggregate.TakesBatches() || !aggregate.AdmitsInput(member.input, rows) ||
+                        !ForEachFold(rows, member, [&](const BatchFold& fold) {
+                          return aggregate.AdmitsStates(fold);
+                        });
+  }
+  return true;
+}
+
+void GroupBatch::TakeRows(const BatchRows& rows, uint64 firstRow) {
+  for (const Member& member : members_) {
+    if (member.goesByRows) continue;
+    ForEachFold(rows, member, [&](const BatchFold& fold) {
+      member.aggregate->FoldBatch(fold);
+      return true;
+    });
+  }
+  ComputeRows(rows, firstRow);
+  AddLeftOver(firstRow);
+}
+
+void GroupBatch::ComputeRows(const BatchRows& rows, uint64 firstRow) {
+  std::vector<Member> driven;
+  std::vector<bool> isRead(inputFields_.size());
+  for (const Member& member : members_) {
+    if (!member.goesByRows) continue;
+    driven.push_back(member);
+    for (const uint16 column : *member.aggregate->GetAggregateColumns()) isRead[column] = true;
+  }
+  if (driven.empty()) return;
+  AggregateSet& set = table_.GetTurns().GetSet();
+  const auto transfer = [&](StateTransfer direction, uint8* states) {
+    for (Member& member : driven) {
+      set.TransferState(member.index, direction, states + member.offset);
+      member.aggregate = &set.Get(member.index);
+    }
+  };
+  const uint32 count = isOneGroup_ ? rows.GetWanted() : found_;
+  uint8* current = nullptr;
+  table_.TakeFromGateway([&] {
+    for (uint32 i = 0; i < count; ++i) {
+      const uint32 row = isOneGroup_ ? rows.GetRow(i) : rows_[i];
+      uint8* const states = (isOneGroup_ ? table_.groups_.front() : groups_[i])->States();
+      if (states != current) {
+        if (current != nullptr) transfer(StateTransfer::kSave, current);
+        transfer(StateTransfer::kRestore, states);
+        current = states;
+      }
+      for (std::size_t field = 0; field < inputFields_.size(); ++field) {
+        if (isRead[field]) inputFields_[field].Write(row);
+      }
+      AtRow(firstRow + row, [&] {
+        ForEachAggregate(driven, [&](Member& member) {
+          CheckStatus(member.aggregate->Compute(table_.input_.GetData(), table_.input_.GetSize()));
+        });
+      });
+    }
+  });
+  if (current != nullptr) transfer(StateTransfer::kSave, current);
 }
 
 void GroupBatch::AddLeftOver(uint64 firstRow) {
@@ -256,31 +459,6 @@ void GroupBatch::AddLeftOver(uint64 firstRow) {
     for (BatchField& field : inputFields_) field.Write(row);
     table_.Add(firstRow + row);
   }
-}
-
-bool GroupBatch::Add(const BatchRows& rows, std::span<const BatchVector> keys,
-                     std::span<const BatchVector> inputs, uint64 firstRow) {
-  if (rows.GetWanted() == 0) return true;
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
-    if (!inputFields_[i].Use(inputs[i], rows)) return false;
-  }
-  for (Member& member : members_) {
-    member.input = member.readsColumn ? &inputs[member.column] : nullptr;
-    if (!member.aggregate->AdmitsInput(member.input, rows)) return false;
-  }
-  if (!FindGroups(rows, keys, firstRow)) return false;
-  // The states are to be read and written where they are.
-  table_.GetTurns().Settle();
-  PartRows();
-  const auto admits = [](Member& member, const BatchFold& fold) {
-    return member.aggregate->AdmitsStates(fold);
-  };
-  if (!ForEachFold(rows, admits)) return false;
-  ForEachFold(rows, [](Member& member, const BatchFold& fold) {
-    member.aggregate->FoldBatch(fold);
-    return true;
-  });
-  return true;
 }
 
 }  // namespace sqxer

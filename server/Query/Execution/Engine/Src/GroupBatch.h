@@ -10,25 +10,25 @@
 
 namespace sqxer {
 
-/// Takes batches of rows into a GroupTable whose groups keep bare states.
+/// Takes batches of rows into a GroupTable whose groups keep bare states. The aggregates that do
+/// not take a batch are driven row by row within it.
 class GroupBatch {
  public:
   /// The table must outlive it.
   explicit GroupBatch(GroupTable& table);
 
-  /// Whether the table's aggregates take batches.
-  bool CanStart();
   /// To be called when the table has been cleared and is to take batches.
   void Start();
 
-  /// Takes in the wanted rows, of which the first of the batch has the number `firstRow`. False
-  /// when the batch is for GroupTable::Add, row by row; groups of its rows may have been opened
-  /// then. An error means the same.
-  bool Add(const BatchRows& rows, std::span<const BatchVector> keys,
-           std::span<const BatchVector> inputs, uint64 firstRow);
+  /// Finds the groups of the wanted rows; the first row of the batch has the number `firstRow`.
+  /// False when the batch is for GroupTable::Add, row by row; groups of its rows may have been
+  /// opened then. An error means the same.
+  bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+                  std::span<const BatchVector> inputs, uint64 firstRow);
 
-  /// After each Add that was true: hands the rows to the table that would open one group too many.
-  void AddLeftOver(uint64 firstRow);
+  /// After each FindGroups that was true: takes the rows in. An error is that of the first row that
+  /// has one.
+  void TakeRows(const BatchRows& rows, uint64 firstRow);
 
  private:
   using Group = GroupTable::Group;
@@ -40,6 +40,10 @@ class GroupBatch {
     std::size_t column;
     bool readsColumn;
     uint32 offset;
+    std::size_t index;
+    int position;
+    /// It is driven row by row in this batch.
+    bool goesByRows = false;
   };
   /// Which group the rows with a value of the only key are in.
   struct ValueSlot {
@@ -49,7 +53,7 @@ class GroupBatch {
 
   /// Puts the group of each wanted row into groups_, null where it would open one too many. False
   /// when the keys do not fit the record.
-  bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  bool FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   void Put(uint32 row, Group* group) {
     if (group == nullptr) [[unlikely]]
       return leftOver_.push_back(static_cast<uint16>(row));
@@ -59,17 +63,34 @@ class GroupBatch {
   /// These are false when the keys are not of the right form.
   bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   bool FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
+  template <class Stored, class ToValue>
+  void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
+                    ToValue&& toValue);
+  /// Forgets all values.
+  void StartValues();
+  /// Whether groupsInRange_ has a place for every value of the batch, as which integers that lie
+  /// close together are looked up.
   template <class Stored>
-  void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
+  bool CoverRange(const BatchRows& rows, const BatchVector& key);
+  /// Looks values up by a search from now on; false.
+  bool LeaveRange();
+  ValueSlot* FindValue(int64 value);
+  /// The group of a row whose value is not known, opened now if need be; null when it cannot be.
+  Group* OpenValue(uint32 row, uint64 firstRow);
+  void FindByHash(const BatchRows& rows, uint64 firstRow);
   /// The group of the keys of a row, opened now if need be; null when it cannot be.
   Group* FindOrOpen(uint32 row, uint64 firstRow);
   void GrowValues();
 
   /// Sorts the rows by their groups, where these are few.
   void PartRows();
-  /// Calls use(member, fold) for all members and all rows that have a group.
+  /// Calls use(fold) for all rows of a member that have a group, until it is false.
   template <class Use>
-  bool ForEachFold(const BatchRows& rows, Use&& use);
+  bool ForEachFold(const BatchRows& rows, const Member& member, Use&& use);
+  /// Drives the members that go by rows.
+  void ComputeRows(const BatchRows& rows, uint64 firstRow);
+  /// Hands the rows to the table that would open one group too many.
+  void AddLeftOver(uint64 firstRow);
 
   GroupTable& table_;
   std::vector<Member> members_;
@@ -96,8 +117,13 @@ class GroupBatch {
   ColumnForm form_ = ColumnForm::kInt32;
   int16 scale_ = 0;
   std::vector<ValueSlot, ScatteredAllocator<ValueSlot>> groupsOfValues_;
-  std::size_t values_ = 0;
   Group* groupOfNull_ = nullptr;
+  /// Or, by integers from the least one on, and that of NULL behind them; empty otherwise.
+  std::vector<Group*, ScatteredAllocator<Group*>> groupsInRange_;
+  int64 rangeLeast_ = 0;
+  /// How many values, NULL among them, have a group here, and what of the tables is counted.
+  std::size_t known_ = 0;
+  uint64 bytesOfValues_ = 0;
 };
 
 }  // namespace sqxer

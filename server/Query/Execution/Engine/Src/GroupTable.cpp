@@ -1,6 +1,7 @@
 #include "GroupTable.h"
 
 #include <algorithm>
+#include <bit>
 #include <limits>
 
 #include "EngineError.h"
@@ -40,15 +41,18 @@ uint32 FindVaryingKey(WorkRecord& record, std::size_t keyCount) {
   return type == XeVarCharData || type == XeLongVarCharData ? last.GetDataOffset() : 0;
 }
 
+/// What an aggregate takes beyond the memory gateway, its results apart.
+uint64 CountBytesOfObject(const PlanAggregate& aggregate) {
+  constexpr uint64 kPerAggregate = 16;
+  return kPerAggregate + (aggregate.distinct ? SqrtSorter::GetInitialBufferBytes() : 0);
+}
+
 /// What a group with a set of its own takes besides its key and what comes from the memory gateway:
 /// its slots, the buffers of its aggregates (as wide as their results), and the sort buffers that
 /// they may fill.
 uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uint32 resultBytes) {
-  constexpr uint64 kPerAggregate = 16;
-  uint64 bytes = kBytesPerGroup + resultBytes + kPerAggregate * aggregates.size();
-  for (const PlanAggregate& aggregate : aggregates) {
-    if (aggregate.distinct) bytes += SqrtSorter::GetInitialBufferBytes();
-  }
+  uint64 bytes = kBytesPerGroup + resultBytes;
+  for (const PlanAggregate& aggregate : aggregates) bytes += CountBytesOfObject(aggregate);
   return bytes;
 }
 
@@ -114,7 +118,7 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       keyCount_(keyCount),
       input_(input),
       aggregates_(aggregates),
-      memoryLimit_(memoryLimit),
+      memory_(memoryLimit),
       keys_(KeysOfFirstFields(group, keyCount)),
       keyPacker_(CountKeyBytes(group, keyCount), TakeFields(group, keyCount)),
       keepsPackedKeys_(HasWideKeysBeforeLast(group, keyCount)),
@@ -137,7 +141,8 @@ void GroupTable::Clear() {
   FreeGroups();
   mostOwnSets_ = keepsBareStates_ ? 0 : mostOwnSets;
   slots_.assign(kFirstSlots, Slot());
-  bytesInUse_ = bytesOfHeldValues_;
+  listed_ = 0;
+  memory_.Reset(bytesOfHeldValues_);
   sorter_.reset();
   sortedRows_ = 0;
 }
@@ -167,14 +172,12 @@ bool GroupTable::Add(uint64 row) {
     Compute(row, *slot.group);
     return false;
   }
-  if (bytesInUse_ >= memoryLimit_) {
+  if (!memory_.HasRoom()) {
     Sort(row);
     return false;
   }
-  const std::size_t before = MemoryGateway::BytesInUse();
-  Compute(row, *AtRow(row, [&] { return &OpenGroupAt(slot, hash); }));
   // With its first row: who holds values takes room for many of them at once.
-  bytesInUse_ += MemoryGateway::BytesInUse() - before;
+  TakeFromGateway([&] { Compute(row, *AtRow(row, [&] { return &OpenGroupAt(slot, hash); })); });
   return true;
 }
 
@@ -206,6 +209,7 @@ bool GroupTable::IsGroupOfKeys(Group& group) {
 }
 
 GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
+  if (listed_ < groups_.size()) ListGroups();
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
     Slot& slot = slots_[i];
@@ -214,33 +218,65 @@ GroupTable::Slot& GroupTable::FindSlot(uint64 hash) {
 }
 
 GroupTable::Group& GroupTable::OpenGroupAt(Slot& slot, uint64 hash) {
+  Group& group = OpenUnlisted();
+  slot = {hash, &group};
+  listed_ = groups_.size();
+  if (groups_.size() > slots_.size() / 2) GrowSlots(slots_.size() * 2);
+  return group;
+}
+
+GroupTable::Group& GroupTable::OpenUnlisted() {
   const uint32 keyBytes = CountUsedKeyBytes();
   const std::optional<uint32> stateBytes = CountStateBytes();
   Group& group = KeepGroup(keyBytes, stateBytes.value_or(0));
   if (stateBytes) {
     turns_->Open(group.States());
-    bytesInUse_ += sizeof(Group) + keyBytes + *stateBytes + kBytesPerGroup;
+    memory_.Take(sizeof(Group) + keyBytes + *stateBytes + kBytesPerGroup + bytesOfObjects_);
   } else {
     sets_.push_back(MakeAggregates());
     sets_.back().Initialize();
-    bytesInUse_ += keyBytes + bytesBeyondGateway_;
+    memory_.Take(keyBytes + bytesBeyondGateway_);
   }
-  slot = {hash, &group};
-  if (groups_.size() > slots_.size() / 2) GrowSlots();
   return group;
 }
 
+void GroupTable::ListGroups() {
+  if (groups_.size() > slots_.size() / 2) GrowSlots(std::bit_ceil(groups_.size() * 2));
+  const std::size_t mask = slots_.size() - 1;
+  for (; listed_ < groups_.size(); ++listed_) {
+    Group* const group = groups_[listed_];
+    const uint64 hash = isPrefixKey_ ? Scatter(keptKeys_.Get(0).SortPrefix(group->Key()))
+                                     : keptKeys_.Hash(group->Key());
+    std::size_t i = hash & mask;
+    while (slots_[i].group != nullptr) i = (i + 1) & mask;
+    slots_[i] = {hash, group};
+  }
+}
+
 TurnTakingSet& GroupTable::GetTurns() {
-  if (!turns_) turns_.emplace(MakeAggregates());
+  if (turns_) return *turns_;
+  turns_.emplace(MakeAggregates(), keepsBareStates_ ? &memory_ : nullptr);
+  bytesOfObjects_ = 0;
+  for (std::size_t i = 0; i < aggregates_.size(); ++i) {
+    if (turns_->GetSet().HasObjects(i)) bytesOfObjects_ += CountBytesOfObject(aggregates_[i]);
+  }
   return *turns_;
 }
 
-GroupTable::Group* GroupTable::FindOrOpen() {
-  const uint64 hash = HashKeys();
+GroupTable::Group* GroupTable::FindOrOpen(uint64 hash) {
   Slot& slot = FindSlot(hash);
   if (slot.group != nullptr) return slot.group;
-  if (bytesInUse_ >= memoryLimit_) return nullptr;
-  return &OpenGroupAt(slot, hash);
+  if (!memory_.HasRoom()) return nullptr;
+  Group* group = nullptr;
+  TakeFromGateway([&] { group = &OpenGroupAt(slot, hash); });
+  return group;
+}
+
+GroupTable::Group* GroupTable::OpenNew() {
+  if (!memory_.HasRoom()) return nullptr;
+  Group* group = nullptr;
+  TakeFromGateway([&] { group = &OpenUnlisted(); });
+  return group;
 }
 
 std::optional<uint32> GroupTable::CountStateBytes() {
@@ -248,8 +284,8 @@ std::optional<uint32> GroupTable::CountStateBytes() {
   return GetTurns().GetStateBytes();
 }
 
-void GroupTable::GrowSlots() {
-  SlotVector old(slots_.size() * 2);
+void GroupTable::GrowSlots(std::size_t slots) {
+  SlotVector old(slots);
   old.swap(slots_);
   const std::size_t mask = slots_.size() - 1;
   for (const Slot& slot : old) {

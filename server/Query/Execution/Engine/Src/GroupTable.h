@@ -10,6 +10,7 @@
 #include "Utility/HugePages.h"
 #include "Utility/KeySet.h"
 #include "Utility/SqrtSorter.h"
+#include "Utility/XeMemory.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -40,8 +41,7 @@ class GroupTable {
   static std::size_t GetMostOwnSets();
   static void SetMostOwnSets(std::size_t groups);
 
-  /// Whether all groups keep bare states, if the aggregates have such, as GroupBatch needs them.
-  /// From the next Clear on.
+  /// Whether all groups keep bare states, as GroupBatch needs them. From the next Clear on.
   void KeepBareStates(bool keeps) { keepsBareStates_ = keeps; }
 
   /// Forgets all groups. To be called before the first row.
@@ -76,6 +76,13 @@ class GroupTable {
 
   using SlotVector = std::vector<Slot, ScatteredAllocator<Slot>>;
 
+  /// Counts what `use` takes from the memory gateway.
+  template <class Use>
+  void TakeFromGateway(Use&& use) {
+    const std::size_t before = MemoryGateway::BytesInUse();
+    use();
+    memory_.Take(MemoryGateway::BytesInUse() - before);
+  }
   /// The current keys as a group keeps them.
   const uint8* CurrentKeys();
   uint64 HashKeys() const;
@@ -83,10 +90,18 @@ class GroupTable {
   /// The slot of the group of the current keys, or the free one where it belongs.
   Slot& FindSlot(uint64 hash);
   Group& OpenGroupAt(Slot& slot, uint64 hash);
+  /// A new group of the current keys, which are not in any slot; it gets its own when slots are
+  /// next looked up.
+  Group& OpenUnlisted();
+  void ListGroups();
   /// The group of the current keys; null when there is none and no more may be opened.
-  Group* FindOrOpen();
+  Group* FindOrOpen() { return FindOrOpen(HashKeys()); }
+  /// The same when their hash is known.
+  Group* FindOrOpen(uint64 hash);
+  /// The same where there is none.
+  Group* OpenNew();
   TurnTakingSet& GetTurns();
-  void GrowSlots();
+  void GrowSlots(std::size_t slots);
   /// What of the current keys has to be kept: one long text does not make every group as long.
   uint32 CountUsedKeyBytes() const;
   /// A new group with the current keys.
@@ -109,7 +124,8 @@ class GroupTable {
   std::size_t keyCount_;
   WorkRecord& input_;
   const std::vector<PlanAggregate>& aggregates_;
-  uint64 memoryLimit_;
+  /// What live groups take, and what their aggregates hold.
+  HeldMemory memory_;
   KeySet keys_;
   RecordPacker keyPacker_;
   bool keepsPackedKeys_;
@@ -122,6 +138,8 @@ class GroupTable {
   /// Where a last key of varying length stands, 0 for any other key.
   uint32 varyingKeyOffset_;
   uint64 bytesBeyondGateway_;
+  /// The same of the aggregates that have no states.
+  uint64 bytesOfObjects_ = 0;
   uint64 bytesOfHeldValues_;
 
   /// In the order of their first rows.
@@ -132,6 +150,8 @@ class GroupTable {
   bool keepsBareStates_ = false;
   std::optional<TurnTakingSet> turns_;
   SlotVector slots_;
+  /// The first groups that have slots.
+  std::size_t listed_ = 0;
   struct Block {
     explicit Block(std::size_t size) : bytes(size) {}
     std::vector<uint8, ScatteredAllocator<uint8>> bytes;
@@ -140,7 +160,6 @@ class GroupTable {
   /// The end of the last block, and how much before it is free.
   uint8* blockEnd_ = nullptr;
   std::size_t blockFree_ = 0;
-  uint64 bytesInUse_ = 0;
 
   OperatorTimer timer_;
   /// A row beyond the limit: the key bytes, the input record, the row's number.

@@ -161,7 +161,7 @@ void QueryRun::Start(ResultSink& sink) {
   sink_ = &sink;
   row_ = sorted_ = skipped_ = passed_ = 0;
   failedBatches_ = 0;
-  groupsTakeBatches_ = batch_ && groupBatch_ && groupBatch_->CanStart();
+  groupsTakeBatches_ = batch_ && groupBatch_;
   // Rows that nothing sorts out before they are taken are taken as they are.
   outputsTakeBatches_ = !batchOutputs_.empty();
   const bool usesBatches = filter_ || groupsTakeBatches_ || outputsTakeBatches_;
@@ -260,14 +260,14 @@ bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
   try {
     if (!EvaluateTrees(groupKeys_, rows, keyVectors_) ||
         !EvaluateTrees(aggregateInputs_, rows, inputVectors_) ||
-        !groupBatch_->Add(rows, keyVectors_, inputVectors_, firstRow)) {
+        !groupBatch_->FindGroups(rows, keyVectors_, inputVectors_, firstRow)) {
       return false;
     }
   } catch (const ErrorMessage&) {
     return false;
   }
-  // An error from here on is one: the other rows are in their groups.
-  groupBatch_->AddLeftOver(firstRow);
+  // An error from here on is one.
+  groupBatch_->TakeRows(rows, firstRow);
   return true;
 }
 

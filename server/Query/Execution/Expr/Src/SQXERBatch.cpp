@@ -28,10 +28,7 @@ BatchText BatchVector::GetText(uint32 row) const {
   };
   if (dictionary == nullptr) return slice(values, offsets, offsetWidth, row, form);
   const ColumnVector& entries = **dictionary;
-  const uint64 code = codeWidth == 1   ? values[row]
-                      : codeWidth == 2 ? As<uint16>()[row]
-                                       : As<uint32>()[row];
-  return slice(entries.values, entries.offsets, entries.offsetWidth, code, form);
+  return slice(entries.values, entries.offsets, entries.offsetWidth, GetCode(row), form);
 }
 
 uint8* BatchBuffers::Reserve(Room& room, std::size_t bytes) {

@@ -67,6 +67,10 @@ struct BatchVector {
     const uint32 at = isConstant ? 0 : row;
     return validity != nullptr && (validity[at / 64] >> at % 64 & 1) == 0;
   }
+  /// The entry of the dictionary that a row that is not NULL has.
+  uint32 GetCode(uint32 row) const {
+    return codeWidth == 1 ? values[row] : codeWidth == 2 ? As<uint16>()[row] : As<uint32>()[row];
+  }
   /// The text of a row that is not NULL.
   SQXEREXPR_API BatchText GetText(uint32 row) const;
 };

@@ -25,6 +25,8 @@ struct BatchFold {
   uint32 offset = 0;
 
   uint32 GetRow(uint32 index) const { return rows == nullptr ? index : rows[index]; }
+  /// The state of the row at an index.
+  uint8* StateOf(uint32 index) const { return state != nullptr ? state : states[index] + offset; }
   template <class Use>
   bool AllOfStates(Use&& use) const {
     if (state != nullptr) return use(state);
@@ -32,6 +34,37 @@ struct BatchFold {
       if (!use(states[i] + offset)) return false;
     }
     return true;
+  }
+  /// Calls use(index, row, isValue) for the rows in their order, with the row at which the input
+  /// has the value.
+  template <class Use>
+  void ForEach(Use&& use) const {
+    const uint64* const validity = input == nullptr ? nullptr : input->validity;
+    const auto isValue = [&](uint32 row) { return (validity[row / 64] >> row % 64 & 1) != 0; };
+    if (input != nullptr && input->isConstant) {
+      const bool isAny = !input->IsNull(0);
+      for (uint32 i = 0; i < count; ++i) use(i, uint32{0}, isAny);
+    } else if (rows == nullptr && validity == nullptr) {
+      for (uint32 i = 0; i < count; ++i) use(i, i, true);
+    } else if (rows == nullptr) {
+      // A word of validity bits at a time, so that the bits stay in a register.
+      const uint32 whole = count / 64;
+      for (uint32 word = 0; word < whole; ++word) {
+        const uint64 bits = validity[word];
+        for (uint32 i = 0; i < 64; ++i) {
+          const uint32 row = word * 64 + i;
+          use(row, row, (bits >> i & 1) != 0);
+        }
+      }
+      for (uint32 i = whole * 64; i < count; ++i) use(i, i, isValue(i));
+    } else if (validity == nullptr) {
+      for (uint32 i = 0; i < count; ++i) use(i, uint32{rows[i]}, true);
+    } else {
+      for (uint32 i = 0; i < count; ++i) {
+        const uint32 row = rows[i];
+        use(i, row, isValue(row));
+      }
+    }
   }
 };
 
@@ -47,44 +80,14 @@ concept BatchAccumulator = requires(Accumulator& accumulator, uint8* state, uint
 /// Folds the rows in their order.
 template <BatchAccumulator Accumulator>
 void FoldRows(const BatchFold& fold, Accumulator accumulator) {
-  const BatchVector* const input = fold.input;
-  const bool isConstant = input != nullptr && input->isConstant;
-  const uint64* const validity = input == nullptr ? nullptr : input->validity;
-  const auto isValue = [&](uint32 row) { return (validity[row / 64] >> row % 64 & 1) != 0; };
-  const auto each = [&](auto&& add) {
-    if (isConstant) {
-      const bool isAny = !input->IsNull(0);
-      for (uint32 i = 0; i < fold.count; ++i) add(i, uint32{0}, isAny);
-    } else if (fold.rows == nullptr && validity == nullptr) {
-      for (uint32 i = 0; i < fold.count; ++i) add(i, i, true);
-    } else if (fold.rows == nullptr) {
-      // A word of validity bits at a time, so that the bits stay in a register.
-      const uint32 whole = fold.count / 64;
-      for (uint32 word = 0; word < whole; ++word) {
-        const uint64 bits = validity[word];
-        for (uint32 i = 0; i < 64; ++i) {
-          const uint32 row = word * 64 + i;
-          add(row, row, (bits >> i & 1) != 0);
-        }
-      }
-      for (uint32 i = whole * 64; i < fold.count; ++i) add(i, i, isValue(i));
-    } else if (validity == nullptr) {
-      for (uint32 i = 0; i < fold.count; ++i) add(i, uint32{fold.rows[i]}, true);
-    } else {
-      for (uint32 i = 0; i < fold.count; ++i) {
-        const uint32 row = fold.rows[i];
-        add(i, row, isValue(row));
-      }
-    }
-  };
   if (fold.state != nullptr) {
     // A copy of its own, which nothing else can reach, stays in registers.
     Accumulator local = accumulator;
     local.Load(fold.state);
-    each([&](uint32, uint32 row, bool isAny) { local.Add(row, isAny); });
+    fold.ForEach([&](uint32, uint32 row, bool isAny) { local.Add(row, isAny); });
     local.Store(fold.state);
   } else {
-    each([&](uint32 index, uint32 row, bool isAny) {
+    fold.ForEach([&](uint32 index, uint32 row, bool isAny) {
       uint8* const state = fold.states[index] + fold.offset;
       accumulator.Load(state);
       accumulator.Add(row, isAny);
@@ -223,6 +226,51 @@ class SumCheck {
   int16 scale_ = 0;
   WideBounds::Wide least_ = 0;
   WideBounds::Wide greatest_ = 0;
+};
+
+/// Folds batches into states that begin with a sum of values of T; behind it stands, where
+/// `isCounted`, how many values there are, and then whether there is none.
+template <AccumulatorValue T, bool isCounted>
+class SumFold {
+ public:
+  /// As SumCheck has it.
+  bool AdmitsInput(const BatchVector& input, const BatchRows& rows, bool isChecked) {
+    return check_.AdmitsInput(input, rows, isChecked);
+  }
+  bool AdmitsStates(const BatchFold& fold) const {
+    return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+  }
+  static void Fold(const BatchFold& fold) { FoldRows(fold, State(*fold.input)); }
+
+ private:
+  class State {
+   public:
+    explicit State(const BatchVector& input) : sum_(input) {}
+    void Load(const uint8* state) {
+      sum_.Load(state);
+      added_ = 0;
+    }
+    void Add(uint32 row, bool isValue) {
+      sum_.Add(row, isValue);
+      added_ += isValue;
+    }
+    void Store(uint8* state) const {
+      if (added_ == 0) return;
+      sum_.Store(state);
+      uint8* rest = state + sizeof(T);
+      if constexpr (isCounted) {
+        StoreValue(rest, LoadValue<uint32>(rest) + added_);
+        rest += sizeof added_;
+      }
+      *rest = 0;
+    }
+
+   private:
+    BatchSum<T> sum_;
+    uint32 added_ = 0;
+  };
+
+  SumCheck<T> check_;
 };
 
 }  // namespace sqxer

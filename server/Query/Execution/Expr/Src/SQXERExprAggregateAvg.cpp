@@ -64,47 +64,17 @@ bool AvgOf<T>::TakesBatches() {
 
 template <AccumulatorValue T>
 bool AvgOf<T>::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
-  return check_.AdmitsInput(*input, rows, false);
+  return fold_.AdmitsInput(*input, rows, false);
 }
 
 template <AccumulatorValue T>
 bool AvgOf<T>::AdmitsStates(const BatchFold& fold) {
-  return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+  return fold_.AdmitsStates(fold);
 }
-
-namespace {
-
-/// The state of a mean: the sum, how many values there are, and whether there is none.
-template <class Sum>
-class MeanState {
- public:
-  explicit MeanState(const BatchVector& input) : sum_(input) {}
-  void Load(const uint8* state) {
-    sum_.Load(state);
-    added_ = 0;
-  }
-  void Add(uint32 row, bool isValue) {
-    sum_.Add(row, isValue);
-    added_ += isValue;
-  }
-  void Store(uint8* state) const {
-    if (added_ == 0) return;
-    sum_.Store(state);
-    uint8* const count = state + sizeof(typename Sum::Value);
-    StoreValue(count, LoadValue<uint32>(count) + added_);
-    count[sizeof(uint32)] = 0;
-  }
-
- private:
-  Sum sum_;
-  uint32 added_ = 0;
-};
-
-}  // namespace
 
 template <AccumulatorValue T>
 void AvgOf<T>::FoldBatch(const BatchFold& fold) {
-  FoldRows(fold, MeanState<BatchSum<T>>(*fold.input));
+  fold_.Fold(fold);
 }
 
 template class AvgOf<int32>;

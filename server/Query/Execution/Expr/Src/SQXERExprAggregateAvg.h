@@ -43,7 +43,7 @@ class SQXEREXPR_API AvgOf : public NumericAggregate<Avg, T> {
   T result_{};
 
  private:
-  SumCheck<T> check_;
+  SumFold<T, true> fold_;
 };
 
 extern template class AvgOf<int32>;

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "SQXERDistinctValues.h"
 #include "SQXERTypedVariant.h"
 
 namespace sqxer {
@@ -84,8 +85,9 @@ Aggregate::Aggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakC
 }
 
 Aggregate::~Aggregate() {
-  // The timer, a later field, must outlive the sorter.
+  // The timer, a later field, must outlive the sorters.
   sorter_.reset();
+  distinctValues_.reset();
 }
 
 void Aggregate::Bind(XeAListStream*, RExpression*&, MetaDataInfo&) { XeLogicError(); }
@@ -247,6 +249,10 @@ void Aggregate::BindDistinctMetaData() {
 
 void Aggregate::DistinctInitialize() {
   if (!isDistinctHandled_) return;
+  if (distinctValues_ != nullptr) {
+    distinctGroup_ = distinctValues_->OpenGroup();
+    return;
+  }
   std::memset(tempField_.data(), 0, tempFieldClearBytes_);
   if (sorter_ == nullptr) MakeDistinctSorter();
   sorter_->BeginInput();
@@ -279,8 +285,9 @@ void Aggregate::DescribeDistinctValue(XeDataType type, uint32 dataSize) {
   DescribeTempField(type, dataSize);
   tempRecordMetadata_.GenerateAlignedFieldOffset();
   distinctKeys_ = KeySet();
-  distinctKeys_.Add(KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending,
-                            KeyDesc::GetCharComparisonType()));
+  distinctComparison_ = KeyDesc::GetCharComparisonType();
+  distinctKeys_.Add(
+      KeyDesc(*tempRecordMetadata_.GetFieldDescriptor(0), kAscending, distinctComparison_));
   distinctSettings_ = Settings::Current();
   tempField_.ReserveUnset(tempRecordMetadata_.GetBinaryRecordSize());
   // Of a value of varying length only what it uses is filled and read.
@@ -306,7 +313,19 @@ void Aggregate::RequireSorter() const {
   }
 }
 
+bool Aggregate::HoldDistinctTogether(HeldMemory& memory) {
+  distinctValues_ = std::make_unique<DistinctValues>(tempRecordMetadata_, distinctComparison_,
+                                                     distinctSettings_, opTimer_, memory);
+  sorter_.reset();
+  return true;
+}
+
+const uint8* Aggregate::NextDistinctValue() { return distinctValues_->Next(distinctGroup_); }
+
 void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
+  if (distinctValues_ != nullptr) {
+    return distinctValues_->Add(distinctGroup_, static_cast<const uint8*>(value));
+  }
   if (dataSize <= RecentValues::kMostBytes && recentValues_.Repeats(value, dataSize)) return;
   RequireSorter();
   std::memcpy(tempField_.data() + tempFieldOffset_, value,

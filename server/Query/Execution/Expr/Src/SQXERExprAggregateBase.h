@@ -16,6 +16,8 @@
 namespace sqxer {
 
 struct BatchFold;
+class DistinctValues;
+class HeldMemory;
 
 /// The column vectors of an aggregate on their way to the variant that takes its place.
 struct AggregateColumnVectors {
@@ -119,6 +121,12 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// bytes of a state, always the same, or 0 when there is none: the aggregate holds or sorts
   /// values.
   virtual uint32 TransferState(StateTransfer transfer, uint8* state);
+
+  /// Has an aggregate that holds or sorts the values of its group do so for all groups side by
+  /// side, within `memory` as far as that matters to it, so that it has states. Whether it does. To
+  /// be called once, before the first Initialize; each group is then to be finalized at most once,
+  /// in the order in which they were initialized. `memory` must outlive the aggregate.
+  virtual bool HoldTogether(HeldMemory& /*memory*/) { return false; }
 
   /// Whether states (see TransferState) can take in batches of rows. For each batch the owner asks
   /// all aggregates of a group, before any state changes: whether they admit the column and the
@@ -250,12 +258,22 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// `fold`, and lets go of the sorter.
   template <class Fold>
   void DrainDistinctValues(Fold&& fold) {
+    if (distinctValues_ != nullptr) {
+      while (const uint8* const value = NextDistinctValue()) fold(value);
+      return;
+    }
     RequireSorter();
     sorter_->EndInput();
     while (sorter_->GetRecord(tempField_.data())) fold(tempField_.data() + tempFieldOffset_);
     sorter_.reset();
   }
 
+  /// HoldTogether of an aggregate that handles DISTINCT.
+  bool HoldDistinctTogether(HeldMemory& memory);
+
+  /// Of all groups, and the number of this one among them. Null unless they are held together.
+  std::unique_ptr<DistinctValues> distinctValues_;
+  uint32 distinctGroup_ = 0;
   /// Never null, except in a node that a variant has taken the place of.
   std::unique_ptr<UInt16Vector> aggregateColumns_;
   std::unique_ptr<UInt16Vector> controlBreakColumns_;
@@ -293,11 +311,13 @@ class SQXEREXPR_API Aggregate : public RExpression {
 
  private:
   void MakeDistinctSorter();
+  const uint8* NextDistinctValue();
 
   /// Where the value stands in a record of tempRecordMetadata_.
   uint32 tempFieldOffset_ = 0;
   /// How values compare, as decided at bind: every group's sorter has the same keys.
   KeySet distinctKeys_;
+  CharComparisonType_t distinctComparison_ = kCompareCodePoints;
   /// Where those sorters spill.
   SettingsRef distinctSettings_;
   RecentValues recentValues_;

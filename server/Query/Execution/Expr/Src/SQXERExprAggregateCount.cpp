@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "SQXERBatchFold.h"
+#include "SQXERDistinctValues.h"
 #include "SQXERExprAggregateSum.h"
 
 namespace sqxer {
@@ -83,7 +83,9 @@ void Count::CountUnlessRepeated(const uint8* value) {
 }
 
 RExprReturn Count::Finalize() {
-  if (isDistinctHandled_ && !bComputeColumnsSorted_) {
+  if (distinctValues_ != nullptr) {
+    count_ += distinctValues_->Count(distinctGroup_);
+  } else if (isDistinctHandled_ && !bComputeColumnsSorted_) {
     DrainDistinctValues([this](const uint8*) { ++count_; });
   }
   return kTrue;
@@ -114,12 +116,24 @@ unsigned int Count::InitializeResult(unsigned char* target, unsigned char* targe
 }
 
 uint32 Count::TransferState(StateTransfer transfer, uint8* state) {
+  if (distinctValues_ != nullptr) return TransferFields(transfer, state, distinctGroup_, count_);
   return isDistinctHandled_ ? 0 : TransferFields(transfer, state, count_);
 }
 
-bool Count::TakesBatches() { return !isDistinctHandled_; }
-bool Count::AdmitsInput(const BatchVector*, const BatchRows&) { return true; }
-void Count::FoldBatch(const BatchFold& fold) { FoldRows(fold, CountState()); }
+bool Count::HoldTogether(HeldMemory& memory) {
+  return isDistinctHandled_ && !bComputeColumnsSorted_ && HoldDistinctTogether(memory);
+}
+
+bool Count::TakesBatches() { return !isDistinctHandled_ || distinctValues_ != nullptr; }
+
+bool Count::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  return distinctValues_ == nullptr || distinctValues_->Admits(*input, rows);
+}
+
+void Count::FoldBatch(const BatchFold& fold) {
+  if (distinctValues_ != nullptr) return distinctValues_->AddBatch(fold, 0);
+  FoldRows(fold, CountState());
+}
 
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)

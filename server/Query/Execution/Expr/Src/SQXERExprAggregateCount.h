@@ -30,6 +30,7 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
                                 unsigned char* source, unsigned int size,
                                 unsigned char* sourceNull) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool HoldTogether(HeldMemory& memory) override;
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "SQXERBatchFold.h"
+#include "SQXERBatchStore.h"
 #include "SQXERBatchTextCompare.h"
 #include "Utility/ExecutionUtility.h"
 #include "Utility/SUXeDataTypeUtility.h"
@@ -87,33 +88,34 @@ uint32 ExtremeAggregate::TransferState(StateTransfer transfer, uint8* state) {
 }
 
 bool ExtremeAggregate::TakesBatches() {
-  switch (sourceDataType_) {
-    case XeInt4Data:
-    case XeUInt4Data:
-    case XeDoubleData:
-    case XeNumericData:
-    case XeDateData:
-      return true;
-    case XeVarCharData:
-    case XeLongVarCharData:
-      return !IsSourceNarrow();
-    default:
-      return false;
-  }
+  if (SUXeDataTypeUtility::IsXeTextType(sourceDataType_)) return !IsSourceNarrow();
+  return WithStoredType(sourceDataType_, [](auto) {});
 }
 
 bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
   if (input->isConstant && input->IsNull(0)) return true;
-  if (sourceDataType_ == XeNumericData) return input->form == ColumnForm::kDecimal64;
-  if (sourceDataType_ != XeDoubleData) return true;
   // A NaN has a place in the order that the comparison of numbers does not know.
-  bool hasNaN = false;
-  const float64* const values = input->As<float64>();
-  rows.ForEach([&](uint32 row) {
-    const float64 value = values[input->isConstant ? 0 : row];
-    hasNaN = hasNaN || (value != value && !input->IsNull(row));
-  });
-  return !hasNaN;
+  const auto hasNoNaN = [&](const auto* values) {
+    bool hasNaN = false;
+    rows.ForEach([&](uint32 row) {
+      const auto value = values[input->isConstant ? 0 : row];
+      hasNaN = hasNaN || (value != value && !input->IsNull(row));
+    });
+    return !hasNaN;
+  };
+  switch (sourceDataType_) {
+    case XeNumericData:
+      return input->form == ColumnForm::kDecimal64;
+    case XeDateTimeData:
+    case XeTimeStampData:
+      return input->form == ColumnForm::kTimeStamp64;
+    case XeFloatData:
+      return hasNoNaN(input->As<float32>());
+    case XeDoubleData:
+      return hasNoNaN(input->As<float64>());
+    default:
+      return true;
+  }
 }
 
 namespace {
@@ -142,6 +144,10 @@ class ExtremeState {
       value = VelmarNumber::FromScaled(extreme_, input_.scale);
     } else if constexpr (std::same_as<Value, XeDate>) {
       value = FromDay32(extreme_);
+    } else if constexpr (std::same_as<Value, XeTime>) {
+      value = FromTime64(extreme_);
+    } else if constexpr (std::same_as<Value, XeDateTime>) {
+      value = FromTimeStamp64(extreme_);
     } else {
       value = extreme_;
     }
@@ -159,13 +165,14 @@ class ExtremeState {
   Stored extreme_{};
 };
 
-/// The same of texts of varying length.
+/// The same of texts.
 class TextExtremeState {
  public:
   /// `kept` and `other` are room for texts; `size` is what a state says of its value's size.
-  TextExtremeState(const BatchVector& input, CharComparisonType_t comparison, int wanted,
-                   XeString& kept, XeString& other, uint32 size)
+  TextExtremeState(const BatchVector& input, bool isFixed, CharComparisonType_t comparison,
+                   int wanted, XeString& kept, XeString& other, uint32 size)
       : input_(input),
+        isFixed_(isFixed),
         compare_(ExecutionUtility::GetCharacterComparisonFunction(comparison)),
         wanted_(wanted),
         usesPrefixes_(comparison == kCompareCodePoints && input.form == ColumnForm::kText8),
@@ -178,8 +185,10 @@ class TextExtremeState {
     isChanged_ = false;
     if (!isAny_) return;
     const uint8* const value = state + kValueOfState;
-    kept_.resize(LoadValue<uint32>(value));
-    std::memcpy(kept_.data(), value + kLongVarPrefix, kept_.size() * sizeof(wchar_t));
+    kept_.resize(isFixed_ ? size_ / sizeof(wchar_t) : LoadValue<uint32>(value));
+    std::memcpy(kept_.data(), isFixed_ ? value : value + kLongVarPrefix,
+                kept_.size() * sizeof(wchar_t));
+    if (isFixed_) CutFixed(kept_);
     FindPrefix();
   }
   void Add(uint32 row, bool isValue) {
@@ -191,21 +200,23 @@ class TextExtremeState {
     } else {
       other_.assign(reinterpret_cast<const wchar_t*>(text.characters), text.length);
     }
+    if (isFixed_) CutFixed(other_);
     if (isAny_ && compare_(nullptr, AsReference(other_), AsReference(kept_)) != wanted_) return;
     kept_.swap(other_);
     FindPrefix();
+    row_ = row;
     isAny_ = isChanged_ = true;
   }
   void Store(uint8* state) const {
     if (!isChanged_) return;
-    uint8* const value = state + kValueOfState;
-    StoreValue(value, static_cast<uint32>(kept_.size()));
-    std::memcpy(value + kLongVarPrefix, kept_.data(), kept_.size() * sizeof(wchar_t));
+    StoreBatchText(input_, row_, isFixed_, size_ / uint32{sizeof(wchar_t)}, state + kValueOfState);
     StoreValue(state + kSizeOfState, size_);
     state[kNullOfState] = 0;
   }
 
  private:
+  /// A fixed text ends at its first zero character.
+  static void CutFixed(XeString& text) { text.resize(std::min(text.find(L'\0'), text.size())); }
   static RefLongVarChar AsReference(XeString& text) {
     return {static_cast<uint32>(text.size()), text.data()};
   }
@@ -227,6 +238,7 @@ class TextExtremeState {
   }
 
   const BatchVector& input_;
+  const bool isFixed_;
   const CharCompareFunc_t compare_;
   const int wanted_;
   const bool usesPrefixes_;
@@ -235,38 +247,34 @@ class TextExtremeState {
   const uint32 size_;
   bool isAny_ = false;
   bool isChanged_ = false;
+  /// Of the text kept, when it is changed.
+  uint32 row_ = 0;
   uint64 prefix_ = 0;
 };
 
 template <class Before>
 void FoldFixed(XeDataType type, const BatchFold& fold, Before before) {
-  const auto foldAs = [&]<class Stored, class Value>(std::type_identity<Stored>,
-                                                     std::type_identity<Value>) {
-    FoldRows(fold, ExtremeState<Stored, Value, Before>(*fold.input, before));
-  };
-  const auto plain = [&]<class Value>(std::type_identity<Value> value) { foldAs(value, value); };
-  switch (type) {
-    case XeInt4Data:
-      return plain(std::type_identity<int32>());
-    case XeUInt4Data:
-      return plain(std::type_identity<uint32>());
-    case XeDoubleData:
-      return plain(std::type_identity<float64>());
-    case XeNumericData:
-      return foldAs(std::type_identity<int64>(), std::type_identity<VelmarNumber>());
-    default:
-      return foldAs(std::type_identity<int32>(), std::type_identity<XeDate>());
-  }
+  WithStoredType(type, [&]<class Value>(std::type_identity<Value>) {
+    if constexpr (HasOneBatchForm<Value>) {
+      FoldRows(fold, ExtremeState<typename BatchFormOf<Value>::Stored, Value, Before>(*fold.input,
+                                                                                      before));
+    } else {
+      FoldRows(fold, ExtremeState<int64, Value, Before>(*fold.input, before));
+    }
+  });
 }
 
 }  // namespace
 
 bool ExtremeAggregate::AdmitsStates(const BatchFold& fold) {
-  if (sourceDataType_ != XeDoubleData) return true;
-  return fold.AllOfStates([](const uint8* state) {
-    const auto kept = LoadValue<float64>(state + kValueOfState);
-    return state[kNullOfState] != 0 || kept == kept;
-  });
+  const auto areNumbers = [&]<class T>(std::type_identity<T>) {
+    return fold.AllOfStates([](const uint8* state) {
+      const auto kept = LoadValue<T>(state + kValueOfState);
+      return state[kNullOfState] != 0 || kept == kept;
+    });
+  };
+  if (sourceDataType_ == XeDoubleData) return areNumbers(std::type_identity<float64>());
+  return sourceDataType_ != XeFloatData || areNumbers(std::type_identity<float32>());
 }
 
 void ExtremeAggregate::FoldExtreme(const BatchFold& fold, int wanted) {
@@ -279,8 +287,8 @@ void ExtremeAggregate::FoldExtreme(const BatchFold& fold, int wanted) {
 }
 
 void ExtremeAggregate::FoldTexts(const BatchFold& fold, int wanted) {
-  FoldRows(fold, TextExtremeState(*fold.input, comparison_, wanted, keptText_, otherText_,
-                                  currentRecordDataSize_));
+  FoldRows(fold, TextExtremeState(*fold.input, sourceDataType_ == XeCharData, comparison_, wanted,
+                                  keptText_, otherText_, currentRecordDataSize_));
 }
 
 void Max::FoldBatch(const BatchFold& fold) { FoldExtreme(fold, kWantedOfMax); }

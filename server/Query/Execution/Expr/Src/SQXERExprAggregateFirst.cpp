@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "SQXERBatchFold.h"
+#include "SQXERBatchStore.h"
+
 namespace sqxer {
 
 KeptValueAggregate::KeptValueAggregate(UInt16Vector* aggregateColumns,
@@ -38,6 +41,56 @@ void KeptValueAggregate::Output(unsigned char* record) {
 
 uint32 KeptValueAggregate::TransferState(StateTransfer transfer, uint8* state) {
   return TransferKept(transfer, state, tempRow_.data(), dataSize_, nullIndicator_);
+}
+
+bool KeptValueAggregate::TakesBatches() {
+  if (SUXeDataTypeUtility::IsXeTextType(sourceDataType_)) return !IsSourceNarrow();
+  return WithStoredType(sourceDataType_, [](auto) {});
+}
+
+void KeptValueAggregate::StoreRow(const BatchVector& input, uint32 row, uint8* target) const {
+  if (IsTextForm(input.form)) {
+    const bool isFixed = sourceUnit_ == 0;
+    return StoreBatchText(input, row, isFixed, dataSize_ / uint32{sizeof(wchar_t)}, target);
+  }
+  WithStoredType(sourceDataType_, [&]<class T>(std::type_identity<T>) {
+    const T value = ReadBatchValue<T>(input, row);
+    std::memcpy(target, static_cast<const void*>(&value), sizeof value);
+  });
+}
+
+namespace {
+
+constexpr std::size_t kNullOfState = 0;
+constexpr std::size_t kIsFirstOfFirst = 1;
+constexpr std::size_t kValueOfFirst = 2;
+constexpr std::size_t kValueOfLast = 1;
+
+}  // namespace
+
+void First::FoldBatch(const BatchFold& fold) {
+  fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
+    uint8* const state = fold.StateOf(index);
+    if (!isValue || state[kIsFirstOfFirst] == 0) return;
+    StoreRow(*fold.input, row, state + kValueOfFirst);
+    state[kNullOfState] = state[kIsFirstOfFirst] = 0;
+  });
+}
+
+void Last::FoldBatch(const BatchFold& fold) {
+  constexpr uint32 kNone = ~0u;
+  uint32 last = kNone;
+  fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
+    if (!isValue) return;
+    last = row;
+    if (fold.state != nullptr) return;
+    uint8* const state = fold.StateOf(index);
+    StoreRow(*fold.input, row, state + kValueOfLast);
+    state[kNullOfState] = 0;
+  });
+  if (fold.state == nullptr || last == kNone) return;
+  StoreRow(*fold.input, last, fold.state + kValueOfLast);
+  fold.state[kNullOfState] = 0;
 }
 
 void First::Initialize(bool restart) {

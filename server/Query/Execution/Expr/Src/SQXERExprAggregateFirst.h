@@ -16,8 +16,12 @@ class SQXEREXPR_API KeptValueAggregate : public SingleResultAggregate {
   void Initialize(bool restart) override;
   void Output(unsigned char* record) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override;
+  bool AdmitsInput(const BatchVector*, const BatchRows&) override { return true; }
 
  protected:
+  /// Writes a batch's value as it is stored.
+  void StoreRow(const BatchVector& input, uint32 row, uint8* target) const;
   void Keep(const unsigned char* record);
 
   uint32 dataSize_ = 0;
@@ -35,6 +39,7 @@ class SQXEREXPR_API First : public KeptValueAggregate {
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  void FoldBatch(const BatchFold& fold) override;
 
  protected:
   bool isThisFirst_ = true;
@@ -46,6 +51,7 @@ class SQXEREXPR_API Last : public KeptValueAggregate {
   using KeptValueAggregate::KeptValueAggregate;
 
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  void FoldBatch(const BatchFold& fold) override;
 };
 
 }  // namespace sqxer

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <span>
 
+#include "SQXERBatchFold.h"
 #include "Utility/SystemUtility.h"
 
 namespace sqxer {
@@ -43,6 +44,8 @@ void Median::BindKeyRow() {
 void Median::Initialize(bool restart) {
   // The result stays: a target that is never NULL receives that of the last group with values.
   nullIndicator_ = true;
+  list_ = {};
+  if (held_ != nullptr) return;
   // Callers restart the count of output rows without giving up the values of the group. Where none
   // is open there is nothing to keep.
   if (restart && arrayRowSet_ != nullptr) return;
@@ -54,6 +57,10 @@ RExprReturn Median::Compute(unsigned char* record, unsigned int) {
   if (IsSourceNull(record)) return kTrue;
   if (!sourceMoveFields_.empty() && !TakeKey(record)) return kTrue;
   const float64 value = input_.Read(record + sourceOffset_);
+  if (held_ != nullptr) {
+    held_->Append(list_, value);
+    return kTrue;
+  }
   const auto* const row = reinterpret_cast<const uint8*>(&value);
   if (count_ == 0) {
     RequireRows();
@@ -77,7 +84,53 @@ void Median::RequireRows() const {
   if (arrayRowSet_ == nullptr) XeLogicError("a MEDIAN is driven outside Initialize and Finalize");
 }
 
+bool Median::HoldTogether(HeldMemory&) {
+  if (!sourceMoveFields_.empty()) return false;
+  held_ = std::make_unique<HeldNumbers>();
+  return true;
+}
+
+uint32 Median::TransferState(StateTransfer transfer, uint8* state) {
+  return held_ == nullptr ? 0 : TransferFields(transfer, state, list_);
+}
+
+bool Median::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  numbers_ = column_.Read(*input, rows);
+  return numbers_ != nullptr;
+}
+
+namespace {
+
+/// A state that is a list of numbers.
+class ListState {
+ public:
+  ListState(HeldNumbers& held, const float64* values) : held_(held), values_(values) {}
+  void Load(const uint8* state) { list_ = LoadValue<HeldNumbers::List>(state); }
+  void Add(uint32 row, bool isValue) {
+    if (isValue) held_.Append(list_, values_[row]);
+  }
+  void Store(uint8* state) const { StoreValue(state, list_); }
+
+ private:
+  HeldNumbers& held_;
+  const float64* const values_;
+  HeldNumbers::List list_;
+};
+
+}  // namespace
+
+void Median::FoldBatch(const BatchFold& fold) {
+  FoldRows(fold, ListState(*held_, numbers_->As<float64>()));
+}
+
 RExprReturn Median::Finalize() {
+  if (held_ != nullptr) {
+    held_->Gather(list_, values_);
+    if (values_.empty()) return kTrue;
+    nullIndicator_ = false;
+    result_ = selection_.Select(values_);
+    return kTrue;
+  }
   RequireRows();
   const std::span<uint8*> rows = arrayRowSet_->Finalize();
   rowArray_ = rows.data();
@@ -85,10 +138,11 @@ RExprReturn Median::Finalize() {
   if (count_ > 0) {
     nullIndicator_ = false;
     const uint32 middle = count_ / 2 + count_ % 2;
-    result_ = RandomizedSelect(0, count_ - 1, middle);
+    result_ = ExactZero(RandomizedSelect(0, count_ - 1, middle), middle);
     if (count_ % 2 == 0) {
       // Beyond doubles the sum of two great values is infinite, and so is the result.
-      result_ = (result_ + RandomizedSelect(middle, count_ - 1, 1)) * 0.5;
+      const float64 next = RandomizedSelect(middle, count_ - 1, 1);
+      result_ = (result_ + ExactZero(next, middle + 1)) * 0.5;
     }
   }
   rowArray_ = nullptr;
@@ -100,6 +154,12 @@ RExprReturn Median::Finalize() {
 void Median::Output(unsigned char* record) {
   if (OutputNull(record, nullIndicator_)) return;
   StoreValue(record + targetOffset_, result_);
+}
+
+float64 Median::ExactZero(float64 value, uint32 k) const {
+  if (value != 0) return value;
+  return ZeroOfRank(count_, k - 1,
+                    [this](std::size_t place) { return ValueAt(static_cast<uint32>(place)); });
 }
 
 float64 Median::RandomizedSelect(uint32 lo, uint32 hi, uint32 k) {

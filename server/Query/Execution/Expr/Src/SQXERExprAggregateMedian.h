@@ -1,6 +1,9 @@
 #pragma once
 
 #include "SQXERAggregateVariant.h"
+#include "SQXERBatchNumbers.h"
+#include "SQXERHeldNumbers.h"
+#include "SQXEROpsSelection.h"
 #include "Utility/ArrayRowSet.h"
 #include "Utility/XeFieldDataBinder.h"
 
@@ -11,8 +14,9 @@ namespace sqxer {
 /// follows every number.
 ///
 /// All values of the group are held in memory, 8 bytes each and 8 more in Finalize; they are not
-/// sorted. Given distinct break columns, a row that equals the last row taken in all of these
-/// columns does not count: equal rows must be neighbours to count once.
+/// sorted. Of equal zeros those with a sign come first. Given distinct break columns, a row that
+/// equals the last row taken in all of these columns does not count: equal rows must be neighbours
+/// to count once.
 class SQXEREXPR_API Median : public SingleResultAggregate {
  public:
   Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -28,6 +32,12 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   void Output(unsigned char* record) override;
   /// Whatever was asked for: nobody else needs to remove duplicates.
   bool IsDistinctHandled() override { return true; }
+  /// Not with distinct break columns. The values count with the owner, not with `memory`.
+  bool HoldTogether(HeldMemory& memory) override;
+  uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override { return held_ != nullptr; }
+  bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
+  void FoldBatch(const BatchFold& fold) override;
 
  protected:
   bool nullIndicator_ = true;
@@ -54,6 +64,8 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   bool TakeKey(const unsigned char* record);
 
   float64 ValueAt(uint32 place) const { return LoadValue<float64>(rowArray_[place]); }
+  /// The value of rank k (from 1) among all; a zero with the sign of that rank.
+  float64 ExactZero(float64 value, uint32 k) const;
   /// The value of rank k (from 1) among the places lo to hi, both included. It then stands at its
   /// place in the order, with none before it that follows it and none behind it that precedes it.
   float64 RandomizedSelect(uint32 lo, uint32 hi, uint32 k);
@@ -64,6 +76,15 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
 
   /// Fills the key row.
   XeFieldDataBinder keyBinder_;
+
+  /// The values of all groups, when they are held together, and those of this one.
+  std::unique_ptr<HeldNumbers> held_;
+  HeldNumbers::List list_;
+  std::vector<float64> values_;
+  MedianSelection selection_;
+  Float64Column column_;
+  /// The batch that was admitted.
+  const BatchVector* numbers_ = nullptr;
 };
 
 }  // namespace sqxer

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "SQXERBatchFold.h"
+
 namespace sqxer {
 
 Range::Range(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -56,6 +58,46 @@ void RangeOf<T>::Output(unsigned char* record) {
 template <AccumulatorValue T>
 uint32 RangeOf<T>::TransferState(StateTransfer transfer, uint8* state) {
   return this->TransferFields(transfer, state, max_, min_, this->nullIndicator_);
+}
+
+namespace {
+
+/// The state of a range: the maximum, the minimum, and whether there is none.
+template <class T>
+class RangeState {
+ public:
+  explicit RangeState(const BatchVector& input) : input_(input) {}
+  void Load(const uint8* state) {
+    max_ = LoadValue<T>(state);
+    min_ = LoadValue<T>(state + sizeof max_);
+    isAny_ = false;
+  }
+  void Add(uint32 row, bool isValue) {
+    if (!isValue) return;
+    const T value = ReadBatchValue<T>(input_, row);
+    if (value < min_) min_ = value;
+    if (value > max_) max_ = value;
+    isAny_ = true;
+  }
+  void Store(uint8* state) const {
+    if (!isAny_) return;
+    StoreValue(state, max_);
+    StoreValue(state + sizeof max_, min_);
+    state[sizeof max_ + sizeof min_] = 0;
+  }
+
+ private:
+  const BatchVector& input_;
+  T max_{};
+  T min_{};
+  bool isAny_ = false;
+};
+
+}  // namespace
+
+template <AccumulatorValue T>
+void RangeOf<T>::FoldBatch(const BatchFold& fold) {
+  FoldRows(fold, RangeState<T>(*fold.input));
 }
 
 template class RangeOf<int32>;

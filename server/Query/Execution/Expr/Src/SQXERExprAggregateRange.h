@@ -36,6 +36,9 @@ class SQXEREXPR_API RangeOf : public NumericAggregate<Range, T> {
   RExprReturn Compute(unsigned char* record, unsigned int size) final;
   void Output(unsigned char* record) final;
   uint32 TransferState(StateTransfer transfer, uint8* state) final;
+  bool TakesBatches() final { return this->converter_.fieldConvert_ == nullptr; }
+  bool AdmitsInput(const BatchVector*, const BatchRows&) final { return true; }
+  void FoldBatch(const BatchFold& fold) final;
 
  protected:
   T value_{};

@@ -1,5 +1,6 @@
 #include "SQXERExprAggregateStddev.h"
 
+#include "SQXERBatchFold.h"
 #include "SQXEROpsStatistics.h"
 
 namespace sqxer {
@@ -51,6 +52,48 @@ void Stddev::Output(unsigned char* record) {
 
 uint32 Stddev::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, sumSquares_, sumValues_, count_);
+}
+
+bool Stddev::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  numbers_ = column_.Read(*input, rows);
+  return numbers_ != nullptr;
+}
+
+namespace {
+
+/// The state of a deviation: the sum of the squares, the sum, and how many values there are.
+class DeviationState {
+ public:
+  explicit DeviationState(const float64* values) : values_(values) {}
+  void Load(const uint8* state) {
+    squares_ = LoadValue<float64>(state);
+    sum_ = LoadValue<float64>(state + sizeof squares_);
+    count_ = LoadValue<uint32>(state + sizeof squares_ + sizeof sum_);
+  }
+  void Add(uint32 row, bool isValue) {
+    // Neither sum is ever the negative zero, so that adding zero changes nothing.
+    const float64 value = ValueOrZero(values_[row], isValue);
+    squares_ += value * value;
+    sum_ += value;
+    count_ += isValue;
+  }
+  void Store(uint8* state) const {
+    StoreValue(state, squares_);
+    StoreValue(state + sizeof squares_, sum_);
+    StoreValue(state + sizeof squares_ + sizeof sum_, count_);
+  }
+
+ private:
+  const float64* const values_;
+  float64 squares_ = 0;
+  float64 sum_ = 0;
+  uint32 count_ = 0;
+};
+
+}  // namespace
+
+void Stddev::FoldBatch(const BatchFold& fold) {
+  FoldRows(fold, DeviationState(numbers_->As<float64>()));
 }
 
 }  // namespace sqxer

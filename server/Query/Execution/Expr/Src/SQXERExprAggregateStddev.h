@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERAggregateVariant.h"
+#include "SQXERBatchNumbers.h"
 
 namespace sqxer {
 
@@ -24,6 +25,9 @@ class SQXEREXPR_API Stddev : public SingleResultAggregate {
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override { return true; }
+  bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
+  void FoldBatch(const BatchFold& fold) override;
 
  protected:
   bool nullIndicator_ = true;
@@ -33,6 +37,11 @@ class SQXEREXPR_API Stddev : public SingleResultAggregate {
   uint32 count_ = 0;
   float64 result_ = 0;
   Float64Input input_;
+
+ private:
+  Float64Column column_;
+  /// The batch that was admitted.
+  const BatchVector* numbers_ = nullptr;
 };
 
 }  // namespace sqxer

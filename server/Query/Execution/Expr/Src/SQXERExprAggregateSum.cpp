@@ -1,5 +1,7 @@
 #include "SQXERExprAggregateSum.h"
 
+#include "SQXERDistinctValues.h"
+
 namespace sqxer {
 
 Sum::Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -49,8 +51,10 @@ RExprReturn SumOf<T>::Compute(unsigned char* record, unsigned int) {
 template <AccumulatorValue T>
 RExprReturn SumOf<T>::Finalize() {
   if (this->isDistinctHandled_) {
-    this->DrainDistinctValues(
-        [this](const uint8* value) { this->AddChecked(result_, LoadValue<T>(value)); });
+    this->DrainDistinctValues([this](const uint8* value) {
+      this->nullIndicator_ = false;
+      this->AddChecked(result_, LoadValue<T>(value));
+    });
   }
   return kTrue;
 }
@@ -63,56 +67,39 @@ void SumOf<T>::Output(unsigned char* record) {
 
 template <AccumulatorValue T>
 uint32 SumOf<T>::TransferState(StateTransfer transfer, uint8* state) {
+  if (this->distinctValues_ != nullptr) {
+    return this->TransferFields(transfer, state, this->distinctGroup_);
+  }
   if (this->isDistinctHandled_) return 0;
   return this->TransferFields(transfer, state, result_, this->nullIndicator_);
 }
 
 template <AccumulatorValue T>
+bool SumOf<T>::HoldTogether(HeldMemory& memory) {
+  return this->isDistinctHandled_ && this->HoldDistinctTogether(memory);
+}
+
+template <AccumulatorValue T>
 bool SumOf<T>::TakesBatches() {
-  return !this->isDistinctHandled_ && this->converter_.fieldConvert_ == nullptr;
+  if (this->isDistinctHandled_) return this->distinctValues_ != nullptr;
+  return this->converter_.fieldConvert_ == nullptr;
 }
 
 template <AccumulatorValue T>
 bool SumOf<T>::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
-  return check_.AdmitsInput(*input, rows, true);
+  if (this->distinctValues_ != nullptr) return this->distinctValues_->Admits(*input, rows);
+  return fold_.AdmitsInput(*input, rows, true);
 }
 
 template <AccumulatorValue T>
 bool SumOf<T>::AdmitsStates(const BatchFold& fold) {
-  return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
+  return this->isDistinctHandled_ || fold_.AdmitsStates(fold);
 }
-
-namespace {
-
-/// The state of a sum: behind it, whether there is none.
-template <class Sum>
-class SumState {
- public:
-  explicit SumState(const BatchVector& input) : sum_(input) {}
-  void Load(const uint8* state) {
-    sum_.Load(state);
-    isAny_ = false;
-  }
-  void Add(uint32 row, bool isValue) {
-    sum_.Add(row, isValue);
-    isAny_ |= isValue;
-  }
-  void Store(uint8* state) const {
-    if (!isAny_) return;
-    sum_.Store(state);
-    state[sizeof(typename Sum::Value)] = 0;
-  }
-
- private:
-  Sum sum_;
-  bool isAny_ = false;
-};
-
-}  // namespace
 
 template <AccumulatorValue T>
 void SumOf<T>::FoldBatch(const BatchFold& fold) {
-  FoldRows(fold, SumState<BatchSum<T>>(*fold.input));
+  if (this->distinctValues_ != nullptr) return this->distinctValues_->AddBatch(fold, 0);
+  fold_.Fold(fold);
 }
 
 template class SumOf<int32>;

@@ -35,6 +35,7 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
   uint32 TransferState(StateTransfer transfer, uint8* state) final;
+  bool HoldTogether(HeldMemory& memory) final;
   bool TakesBatches() final;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) final;
   bool AdmitsStates(const BatchFold& fold) final;
@@ -42,7 +43,7 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
 
  private:
   T result_{};
-  SumCheck<T> check_;
+  SumFold<T, false> fold_;
 };
 
 extern template class SumOf<int32>;

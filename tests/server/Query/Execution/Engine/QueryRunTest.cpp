@@ -108,6 +108,7 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
     const std::string key = any(keys), sql = "SELECT " + key + ", " + any(aggregates) + ", " +
                                              any(aggregates) + " FROM t GROUP BY " + key;
     SCOPED_TRACE(sql);
+    session.Set("Evaluation", query % 2 == 0 ? "rows" : "batches");
     const auto run = [&](std::size_t ownSets, uint64 groupMemory) {
       GroupTable::SetMostOwnSets(ownSets);
       session.Set("GroupMemory", std::to_string(groupMemory));
@@ -130,6 +131,43 @@ TEST_F(QueryRunTest, GivesTheSameGroupsWhenAggregatesTakeTurns) {
   EXPECT_TRUE(failures > 2 && failures < 20) << failures;
 }
 
+TEST_F(QueryRunTest, HoldsManyValuesTogetherAsEachGroupWouldByItself) {
+  std::mt19937 random(11);
+  // Values and texts by the thousand, of which some lie close together and others do not, and that
+  // come first in a narrow and then in a wide range.
+  std::string content = "g,i,near,x,t,n\n";
+  constexpr unsigned kRows = 40000;
+  for (unsigned row = 0; row < kRows; ++row) {
+    const unsigned any = random();
+    const unsigned width = row < kRows / 2 ? 5000 : 9000000;
+    content += std::to_string(row * 7 / kRows) + "," + std::to_string(any % 2000000000) + "," +
+               std::to_string(4000000 - static_cast<int>(any % width)) + "," +
+               std::to_string(any % 20000) + ".5," + std::string(40 + any % 5, 'y') +
+               std::to_string(any % 30000) + (any % 3 == 0 ? " ," : ",") +
+               std::to_string(any % 500) + (any % 2 == 0 ? ".50" : ".125") + "\n";
+  }
+  Session session = Open(content, "g:int4,i:int4,near:int4,x:double,t:varchar(60),n:numeric");
+  const std::vector<std::string> queries = {
+      "SELECT COUNT(DISTINCT i), COUNT(DISTINCT near), COUNT(DISTINCT t), SUM(DISTINCT n) FROM t",
+      "SELECT g, COUNT(DISTINCT i), COUNT(DISTINCT near), COUNT(DISTINCT x), SUM(DISTINCT x), "
+      "MEDIAN(x), LISTAGG(n) FROM t GROUP BY g",
+      "SELECT near, COUNT(*), SUM(x), MEDIAN(i), COUNT(DISTINCT g) FROM t GROUP BY near",
+      "SELECT x, COUNT(DISTINCT t), COUNT(*) FROM t GROUP BY x",
+      "SELECT i, COUNT(*), MAX(t) FROM t GROUP BY i ORDER BY 1 LIMIT 100",
+  };
+  for (const std::string& sql : queries) {
+    SCOPED_TRACE(sql);
+    session.Set("Evaluation", "rows");
+    session.Set("GroupMemory", "1GiB");
+    const std::string expected = RunSql(session, sql);
+    session.Set("Evaluation", "batches");
+    for (const char* const memory : {"1GiB", "4MiB", "200000", "1"}) {
+      session.Set("GroupMemory", memory);
+      EXPECT_TRUE(RunSql(session, sql) == expected) << memory;
+    }
+  }
+}
+
 TEST_F(QueryRunTest, KeepsOneSetOfAggregatesForGroupsBeyondTheFirst) {
   /// Tells how many blocks of memory there are while groups are given.
   struct CountingSink : CapturingSink {
@@ -145,6 +183,8 @@ TEST_F(QueryRunTest, KeepsOneSetOfAggregatesForGroupsBeyondTheFirst) {
     content += std::to_string(i % kGroups) + "," + std::to_string(i) + "\n";
   }
   Session session = Open(content);
+  // In batches no group has a set.
+  session.Set("Evaluation", "rows");
   const auto countBlocks = [&](std::size_t ownSets) {
     GroupTable::SetMostOwnSets(ownSets);
     CountingSink sink;

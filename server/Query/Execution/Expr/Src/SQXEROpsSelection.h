@@ -1,0 +1,96 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <vector>
+
+#include "SQXEROpsAggregate.h"
+
+namespace sqxer {
+
+/// The zero of a rank among values of which `at(place)` gives one for each place below `count`:
+/// those with a sign come first, so that the value of a rank does not depend on how it was found.
+template <class At>
+float64 ZeroOfRank(std::size_t count, std::size_t rank, At&& at) {
+  std::size_t before = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const float64 value = at(i);
+    before += value < 0 || (value == 0 && std::signbit(value));
+  }
+  return rank < before ? -0.0 : 0.0;
+}
+
+/// The median of at least one value, which it puts into another order: the value of the middle
+/// rank, or the mean of those of the middle two. `room` is kept from one call to the next.
+class MedianSelection {
+ public:
+  float64 Select(std::span<float64> values) {
+    const std::size_t rank = (values.size() - 1) / 2;
+    const bool isEven = values.size() % 2 == 0;
+    float64 lower, upper;
+    std::size_t first = 0;
+    const std::span<float64> near = NearRanks(values, rank, rank + isEven, first);
+    SelectTwo(near, rank - first, isEven, lower, upper);
+    const auto exact = [&](float64 value, std::size_t of) {
+      return value != 0 ? value
+                        : ZeroOfRank(values.size(), of, [&](std::size_t i) { return values[i]; });
+    };
+    lower = exact(lower, rank);
+    // Beyond doubles the sum of two great values is infinite, and so is the result.
+    return isEven ? (lower + exact(upper, rank + 1)) * 0.5 : lower;
+  }
+
+ private:
+  static constexpr std::size_t kLeastParted = 64;
+  static constexpr std::size_t kValuesPerPart = 8;
+  static constexpr std::size_t kMostParts = 4096;
+
+  static void SelectTwo(std::span<float64> values, std::size_t rank, bool isEven, float64& lower,
+                        float64& upper) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(rank);
+    std::nth_element(values.begin(), middle, values.end(), SortsBefore);
+    lower = *middle;
+    upper = isEven ? *std::min_element(middle + 1, values.end(), SortsBefore) : lower;
+  }
+
+  /// The values around two ranks (from 0), of which the first has the rank `first`: all, or those
+  /// in the same parts of the range of values.
+  std::span<float64> NearRanks(std::span<float64> values, std::size_t rank, std::size_t other,
+                               std::size_t& first) {
+    if (values.size() < kLeastParted) return values;
+    float64 least = values[0], greatest = values[0];
+    float64 zeroOrNaN = 0;
+    for (const float64 value : values) {
+      least = value < least ? value : least;
+      greatest = value > greatest ? value : greatest;
+      // Not a number for an infinity, too.
+      zeroOrNaN += value * 0;
+    }
+    const std::size_t parts = std::min(values.size() / kValuesPerPart, kMostParts);
+    const float64 scale = static_cast<float64>(parts) / (greatest - least);
+    if (zeroOrNaN != 0 || !(scale < 1e300) || !(greatest - least < 1e300)) return values;
+    // Greater values are in no lower part, whatever is rounded.
+    const auto partOf = [&](float64 value) {
+      const auto part = static_cast<std::size_t>(static_cast<int64>((value - least) * scale));
+      return std::min(part, parts - 1);
+    };
+    counts_.assign(parts, 0);
+    for (const float64 value : values) ++counts_[partOf(value)];
+    std::size_t part = 0;
+    for (first = 0; first + counts_[part] <= rank; ++part) first += counts_[part];
+    std::size_t last = part;
+    for (std::size_t end = first + counts_[part]; end <= other; end += counts_[last]) ++last;
+    near_.clear();
+    for (const float64 value : values) {
+      const std::size_t at = partOf(value);
+      if (at >= part && at <= last) near_.push_back(value);
+    }
+    return near_;
+  }
+
+  std::vector<uint32> counts_;
+  std::vector<float64> near_;
+};
+
+}  // namespace sqxer
