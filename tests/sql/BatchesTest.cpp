@@ -236,5 +236,67 @@ TEST_F(Batches, GiveWhatRowsGive) {
   }
 }
 
+/// ORDER BY and windows by the numbers of rows: keys of all types in all directions, ties, and rows
+/// that are found to need the other way when many have been taken in.
+TEST_F(Batches, SortAsRowsDo) {
+  const char* const asked = std::getenv("SQXER_BATCH_CASES");
+  const int cases = asked != nullptr ? std::atoi(asked) : 600;
+  const std::vector<std::string> examples = Examples();
+  const std::vector<std::string> computed = {"i % 7",         "n * small",     "-e",
+                                             "i + 1",         "UPPER(s)",      "day + 1",
+                                             "100 / (i - 3)", "CAST(d AS int)"};
+  const std::vector<std::string> functions = {
+      "RANK() OVER (PARTITION BY # ORDER BY #@)",
+      "RANK() OVER (ORDER BY #@, #@)",
+      "SUM(small) OVER (PARTITION BY # ORDER BY #@, #@ ROWS UNBOUNDED PRECEDING)",
+      "SUM(e) OVER (PARTITION BY #, #)",
+      "MAX(w) OVER (PARTITION BY #)",
+      "MAX(s) OVER (ORDER BY #@ ROWS UNBOUNDED PRECEDING)",
+      "SUM(i) OVER (ORDER BY #@, #@ ROWS 3 PRECEDING)",
+      "NTILE(3) OVER (PARTITION BY # ORDER BY e)",
+      "LISTAGG(s) OVER (PARTITION BY #)",
+      "COUNT(*) OVER (PARTITION BY # ORDER BY #@ ROWS UNBOUNDED PRECEDING)",
+  };
+  const std::vector<std::string> directions = {
+      "", " DESC", " NULLS FIRST", " DESC NULLS FIRST", " NULLS LAST", " DESC NULLS LAST"};
+  const auto key = [&] {
+    if (random_() % 6 == 0) return Pick(computed);
+    return std::string(kColumns[random_() % kColumns.size()].name);
+  };
+  const auto withKeys = [&](const std::string& text) {
+    std::string out;
+    for (const char c : text)
+      out += c == '#' ? key() : c == '@' ? Pick(directions) : std::string(1, c);
+    return out;
+  };
+  for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
+    const char* const comparison = i % 5 == 3 ? "off" : "on";
+    const char* const locale = i % 11 == 5 ? "sv_SE" : "";
+    for (Session* const session : {&rows_, &batches_}) {
+      session->Set("CaseSensitiveCompare", comparison);
+      session->Set("Locale", locale);
+      session->Set("GroupMemory", i % 4 == 1 ? "2000" : "256MiB");
+    }
+    const std::string where =
+        random_() % 2 == 0
+            ? " WHERE " + Pick(std::vector<std::string>{"i > 0", "small <> 3", "w LIKE 're%'"})
+            : "";
+    const std::string limit = random_() % 2 == 0
+                                  ? " LIMIT " + std::to_string(random_() % 60) + " OFFSET " +
+                                        std::to_string(random_() % 3 * 7)
+                                  : "";
+    const std::string order = withKeys(" ORDER BY #@") +
+                              (random_() % 3 != 0 ? withKeys(", #@") : "") +
+                              (random_() % 3 == 0 ? withKeys(", #@") : "");
+    if (random_() % 2 == 0) {
+      const std::string value = random_() % 3 == 0 ? WithColumns(Pick(examples), random_) : key();
+      ExpectEqual("SELECT i, w, (" + value + ") FROM t" + where + order + limit);
+    } else {
+      ExpectEqual("SELECT i, c, " + withKeys(Pick(functions)) + ", " + withKeys(Pick(functions)) +
+                  " FROM t" + where + (random_() % 3 == 0 ? order + limit : ""));
+    }
+  }
+}
+
 }  // namespace
 }  // namespace sqxer::test

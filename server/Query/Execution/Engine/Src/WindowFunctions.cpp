@@ -18,16 +18,17 @@ FunctionKind KindOf(const PlanAggregate& function) {
 }
 
 WindowFunctions::WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRecord& input,
-                                 WorkRecord& row, WorkRecord& group)
+                                 WorkRecord& row, WorkRecord& group, bool areRanks)
     : inputSize_(input.GetSize()), row_(row), group_(group) {
   std::size_t rowField = 0;
   std::size_t groupField = 0;
   for (const PlanAggregate& planned : plan) {
-    const FunctionKind kind = KindOf(planned);
+    const FunctionKind kind = areRanks ? FunctionKind::kCumulative : KindOf(planned);
     const bool isPerGroup = kind == FunctionKind::kPerGroup;
     std::size_t& field = isPerGroup ? groupField : rowField;
     Function function{BindPlanned(planned, input, isPerGroup ? group : row, field)};
     Aggregate& aggregate = *function.aggregate;
+    if (areRanks) static_cast<Rank&>(aggregate).TakeRowsInOrder();
     inPlanOrder_.push_back(&aggregate);
     if (kind == FunctionKind::kPerRow && aggregate.NeedNullFiltering()) {
       XE_ASSERT(planned.results.size() == 1 && row.GetField(field).IsNullable());

@@ -23,8 +23,9 @@ class WindowFunctions {
  public:
   /// They read `input` records. The per-group ones write the first fields of `group`, the others
   /// those of `row`, each in the plan's order.
+  /// `areRanks`: all are ranks, and rows come in ranking order.
   WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRecord& input, WorkRecord& row,
-                  WorkRecord& group);
+                  WorkRecord& group, bool areRanks);
 
   /// All results of a row are there when Take returns.
   bool AreCumulative() const { return perRow_.empty() && perGroup_.empty(); }

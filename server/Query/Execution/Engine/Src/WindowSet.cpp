@@ -1,5 +1,7 @@
 #include "WindowSet.h"
 
+#include <algorithm>
+
 namespace sqxer {
 
 WindowSet::WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::size_t firstResult,
@@ -15,10 +17,29 @@ WindowSet::WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::
   }
 }
 
-void WindowSet::Begin() {
+void WindowSet::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {
+  for (WindowRun& window : windows_) window.PrepareBatches(table, columns);
+}
+
+bool WindowSet::CanTakeBatches() const {
+  return std::ranges::all_of(windows_, &WindowRun::CanTakeBatches);
+}
+
+void WindowSet::Begin(bool byBatches) {
   sourceRows_.BeginInput();
   returned_ = 0;
-  for (WindowRun& window : windows_) window.Begin();
+  for (WindowRun& window : windows_) window.Begin(byBatches);
+}
+
+bool WindowSet::AddBatch(const BatchRows& rows, uint64 firstRow) {
+  for (WindowRun& window : windows_) {
+    if (!window.AddBatch(rows, firstRow)) return false;
+  }
+  rows.ForEach([&](uint32 row) {
+    const uint64 number = firstRow + row + 1;
+    sourceRows_.Append(reinterpret_cast<const uint8*>(&number));
+  });
+  return true;
 }
 
 void WindowSet::Add(uint64 row) {

@@ -24,8 +24,14 @@ class WindowSet {
             Source kind, bool haveNumbers);
 
   bool AreImmediate() const { return areImmediate_; }
-  /// Forgets all rows. To be called before the first one.
-  void Begin();
+  /// Makes the windows take in the rows of a scan by batches, where all of them can.
+  void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
+  bool CanTakeBatches() const;
+
+  /// Forgets all rows. To be called before the first one. `byBatches`: AddBatch takes all of them.
+  void Begin(bool byBatches);
+  /// See WindowRun.
+  bool AddBatch(const BatchRows& rows, uint64 firstRow);
   /// Takes in the row in the source record. `row` (from 1) ascends.
   void Add(uint64 row);
   void EndInput(ProgressMeter& meter);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERExprAggregateWorkRow.h"
+#include "SQXEROpsRanking.h"
 
 namespace sqxer {
 
@@ -11,7 +12,8 @@ namespace sqxer {
 /// A group may be larger than memory: its rows go to one sorter in ranking order and from there,
 /// ranked, to another one in input order. Both are kept from group to group. Output is called once
 /// for each row, in input order, counting from every Initialize; a call for which there was no
-/// Compute repeats the rank before.
+/// Compute repeats the rank before. Rows that come in ranking order need no sorter: see
+/// TakeRowsInOrder.
 class SQXEREXPR_API Rank : public WorkRowAggregate {
  public:
   /// `isNullRankNull`: a NULL value has a NULL rank. Without it the NULLs of a group share one
@@ -29,6 +31,17 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
   void Output(unsigned char* record) override;
   bool NeedNullFiltering() override { return !isNullRankNull_ && filtersNulls_; }
   bool IsDistinctHandled() override { return false; }
+
+  /// A key of the ranking order: an input column.
+  struct Key {
+    uint16 column;
+    SortOrder_t order;
+  };
+  /// All of them, NULL last. Known before Bind.
+  std::vector<Key> GetRankingOrder() const;
+  /// For an owner that hands in the rows of each group in ranking order: no row waits for others,
+  /// and the rank is cumulative. To be called once, after Bind.
+  void TakeRowsInOrder() { isCumulativeAggregate_ = takesRowsInOrder_ = true; }
 
  protected:
   uint32 rankOffset_ = 0;
@@ -58,6 +71,16 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
  private:
   void MakeSorters();
   void ReadAhead();
+  /// Writes the rank of the next row in ranking order into it; `previous`: the row before it.
+  void RankRow(uint8* row, const uint8* previous);
+  void WriteRank(uint8* record);
+
+  bool takesRowsInOrder_ = false;
+  TieRun run_{1};
+  /// The rank of the rows that are NULL, 0 before the first one.
+  uint32 nullRank_ = 0;
+  /// The rows of the group that were ranked.
+  uint32 ranked_ = 0;
 };
 
 }  // namespace sqxer
