@@ -55,6 +55,7 @@ class KeyWords {
   void Release() { words_ = {}; }
   /// The word of NULL, which no value has.
   uint64 GetNull() const { return null_; }
+  bool HasNull() const { return hasNull_; }
   bool IsExact() const { return isExact_; }
   /// -1, 0 or 1 for the texts of two rows of the table that are not NULL and have equal words.
   int CompareTexts(uint64 rowA, uint64 rowB);

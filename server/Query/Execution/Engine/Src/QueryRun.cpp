@@ -101,6 +101,9 @@ void QueryRun::BindWindows() {
 void QueryRun::BindOutputs() {
   BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
   if (batch_ && !plan_.grouped && plan_.windows.empty()) BindBatchOutputs();
+  if (windows_ && windows_->CanTakeBatches()) {
+    lookup_.emplace(*table_, plan_.scanColumns, scanRecord_, outputs_);
+  }
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
                       noAggregates_, settings_->GetSwitches().groupMemory_, 0);
@@ -436,9 +439,14 @@ void QueryRun::EmitWindowRows() {
   if (windows_->AreImmediate()) return;
   windows_->EndInput(meter_);
   meter_.Start(AfterWindows(), windows_->CountRows());
+  if (windowsSortNumbers_) lookup_->Begin();
   while (const uint64 row = windows_->Next()) {
     meter_.Step();
-    if (!plan_.grouped) FillAgain(row);
+    if (windowsSortNumbers_) {
+      lookup_->Fill(row - 1);
+    } else if (!plan_.grouped) {
+      FillAgain(row);
+    }
     windows_->WriteResults(row);
     if (!Emit(row)) return;
   }

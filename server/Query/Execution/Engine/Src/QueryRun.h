@@ -136,6 +136,8 @@ class QueryRun {
   /// In the place of the sorter: the numbers of the rows, whose outputs are evaluated late.
   std::optional<SortedRows> rowOrder_;
   std::optional<LateWriters> lateOutputs_;
+  /// Gives the outputs the rows that windows took in by batches.
+  std::optional<RowLookup> lookup_;
 
   ResultSink* sink_ = nullptr;
   ProgressMeter meter_;

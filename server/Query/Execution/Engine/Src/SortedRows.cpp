@@ -57,8 +57,7 @@ uint64 SortedRows::GetMostBytes(uint64 limit) {
 void SortedRows::Begin() {
   for (BoundKey& key : keys_) key.words.Begin(CountKeptRows());
   worst_.reset();
-  rows_.clear();
-  count_ = 0;
+  rows_.Clear();
   order_.clear();
   starts_.clear();
 }
@@ -76,15 +75,16 @@ bool SortedRows::Add(const BatchRows& rows, uint64 firstRow) {
     }
     if (&key == &keys_.front() && worst_) SelectCandidates(added);
   }
-  AddRowNumbers(added, firstRow);
-  count_ += added.GetWanted();
-  if (limit_ != 0 && count_ >= limit_ + std::max(limit_, kLeastDropped)) DropBeyondLimit();
+  rows_.Add(added, firstRow);
+  if (limit_ != 0 && rows_.GetCount() >= limit_ + std::max(limit_, kLeastDropped))
+    DropBeyondLimit();
   return true;
 }
 
 void SortedRows::SelectCandidates(BatchRows& rows) {
   KeyWords& words = keys_.front().words;
-  uint64* const added = words.From(count_);
+  const uint64 before = rows_.GetCount();
+  uint64* const added = words.From(before);
   candidates_.resize(kMostBatchRows);
   uint32 selected = 0;
   const uint32 wanted = rows.GetWanted();
@@ -94,40 +94,25 @@ void SortedRows::SelectCandidates(BatchRows& rows) {
     candidates_[selected] = static_cast<uint16>(rows.GetRow(i));
     selected += word <= *worst_;
   }
-  words.Resize(count_ + selected);
+  words.Resize(before + selected);
   rows.selected = candidates_.data();
   rows.selectedCount = selected;
 }
 
-void SortedRows::AddRowNumbers(const BatchRows& rows, uint64 firstRow) {
-  if (rows_.empty()) {
-    if (firstRow == count_ && rows.GetWanted() == rows.count) return;
-    rows_.resize(count_);
-    std::iota(rows_.begin(), rows_.end(), 0);
-  }
-  rows.ForEach([&](uint32 row) { rows_.push_back(static_cast<uint32>(firstRow + row)); });
-}
-
 void SortedRows::DropBeyondLimit() {
-  RowArray<uint32> best(count_);
-  std::iota(best.begin(), best.end(), 0);
+  RowArray<uint32> best(rows_.GetCount());
+  std::iota(best.begin(), best.end(), uint32{0});
   const auto end = best.begin() + static_cast<std::ptrdiff_t>(limit_);
   std::ranges::nth_element(best, end, [this](uint32 a, uint32 b) { return ComesFirst(a, b, 0); });
   best.erase(end, best.end());
   std::ranges::sort(best);
-  if (rows_.empty()) {
-    rows_.resize(count_);
-    std::iota(rows_.begin(), rows_.end(), 0);
-  }
   uint64 worst = 0;
-  for (uint32 i = 0; i < best.size(); ++i) {
-    rows_[i] = rows_[best[i]];
+  for (std::size_t i = 0; i < best.size(); ++i) {
     for (BoundKey& key : keys_) *key.words.From(i) = key.words.Get(best[i]);
     worst = std::max(worst, keys_.front().words.Get(i));
   }
-  count_ = limit_;
-  rows_.resize(count_);
-  for (BoundKey& key : keys_) key.words.Resize(count_);
+  for (BoundKey& key : keys_) key.words.Resize(limit_);
+  rows_.Keep(best);
   worst_ = worst;
 }
 
@@ -138,7 +123,7 @@ int SortedRows::Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint
     const uint64 wordB = words.Get(b);
     if (wordA != wordB) return wordA < wordB ? -1 : 1;
     if (words.IsExact() || wordA == words.GetNull()) continue;
-    const int result = words.CompareTexts(RowOf(a), RowOf(b));
+    const int result = words.CompareTexts(rows_.Get(a), rows_.Get(b));
     if (result != 0) return result;
   }
   return 0;
@@ -151,8 +136,9 @@ bool SortedRows::ComesFirst(uint32 a, uint32 b, std::size_t firstKey) {
 
 SortedRows::Packing SortedRows::ChoosePacking() const {
   constexpr int kWideBits = 128;
+  const uint64 count = rows_.GetCount();
   Packing packing;
-  packing.rowBits = std::bit_width(count_ == 0 ? 0 : count_ - 1);
+  packing.rowBits = std::bit_width(count == 0 ? 0 : count - 1);
   const int room = kWideBits - packing.rowBits;
   for (const BoundKey& key : keys_) {
     const int bits = key.words.CountBits();
@@ -179,39 +165,42 @@ void SortedRows::Sort() {
 
 void SortedRows::Release() {
   for (BoundKey& key : keys_) key.words.Release();
-  rows_ = {};
+  rows_.Release();
   order_ = {};
   starts_ = {};
 }
 
 template <class Word>
 void SortedRows::SortWords(const Packing& packing) {
-  RowArray<Word> words(count_);
+  const uint64 count = rows_.GetCount();
+  RowArray<Word> words(count);
   for (std::size_t key = 0; key < packing.bits.size(); ++key) {
     const int bits = packing.bits[key];
     const uint64* const from = keys_[key].words.From(0);
     const auto squeeze = keys_[key].words.GetSqueezer(bits);
-    for (uint64 i = 0; i < count_; ++i) words[i] = words[i] << bits | squeeze(from[i]);
+    for (uint64 i = 0; i < count; ++i) words[i] = words[i] << bits | squeeze(from[i]);
   }
-  for (uint64 i = 0; i < count_; ++i) words[i] = words[i] << packing.rowBits | i;
+  for (uint64 i = 0; i < count; ++i) words[i] = words[i] << packing.rowBits | i;
   {
-    RowArray<Word> spare(count_);
+    RowArray<Word> spare(count);
     WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits);
   }
   const Word rowMask = (Word{1} << packing.rowBits) - 1;
-  order_.resize(count_);
-  for (uint64 i = 0; i < count_; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
+  order_.resize(count);
+  for (uint64 i = 0; i < count; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
   const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
   if (packing.decided < keys_.size()) {
-    for (uint64 from = 0; from < count_;) {
+    for (uint64 from = 0; from < count;) {
       uint64 to = from + 1;
-      while (to < count_ && keyAt(to) == keyAt(from)) ++to;
+      while (to < count && keyAt(to) == keyAt(from)) ++to;
       SortTies(from, to, packing.decided);
       from = to;
     }
   }
-  if (limit_ != 0) order_.resize(std::min(count_, limit_));
-  if (groupKeys_) NoteStarts(packing, keyAt);
+  if (limit_ != 0) order_.resize(std::min(count, limit_));
+  if (!groupKeys_) return;
+  NoteStarts(packing, keyAt);
+  NoteNulls(packing, keyAt);
 }
 
 void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
@@ -241,9 +230,35 @@ void SortedRows::NoteStarts(const Packing& packing, KeyAt keyAt) {
     const auto differs = [&](std::size_t endKey) {
       return decided < endKey && Compare(decided, endKey, order_[place - 1], order_[place]) != 0;
     };
-    const bool isNewGroup = (before ^ key) >> otherBits != 0 || differs(*groupKeys_);
+    const bool isNewGroup = before >> otherBits != key >> otherBits || differs(*groupKeys_);
     const bool isNewPeer = before != key || differs(all);
     starts_[place] = isNewGroup ? kNewGroup : isNewPeer ? kNewPeer : kTie;
+  }
+}
+
+template <class KeyAt>
+void SortedRows::NoteNulls(const Packing& packing, KeyAt keyAt) {
+  int below = packing.keyBits;
+  for (std::size_t i = 0; i < keys_.size(); ++i) {
+    const KeyWords& words = keys_[i].words;
+    const bool isDecided = i < packing.decided;
+    if (isDecided) below -= packing.bits[i];
+    if (i < *groupKeys_ || !words.HasNull()) continue;
+    const auto note = [&](auto isNull) {
+      for (uint64 place = 0; place < order_.size(); ++place) {
+        if (isNull(place)) starts_[place] |= kNullBit;
+      }
+    };
+    if (isDecided) {
+      const int bits = packing.bits[i];
+      const uint64 null = words.GetSqueezer(bits)(words.GetNull());
+      const uint64 mask = ~uint64{0} >> (64 - bits);
+      note([=](uint64 place) {
+        return (static_cast<uint64>(keyAt(place) >> below) & mask) == null;
+      });
+    } else {
+      note([&](uint64 place) { return words.Get(order_[place]) == words.GetNull(); });
+    }
   }
 }
 

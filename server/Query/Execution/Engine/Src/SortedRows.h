@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "KeyWords.h"
+#include "RowNumbers.h"
 #include "SQXERExpression.h"
 
 namespace sqxer {
@@ -51,12 +52,16 @@ class SortedRows {
 
   uint64 GetCount() const { return order_.size(); }
   /// The row at a place: its number (from 0) in the table, and which of those added it is.
-  uint64 GetRow(uint64 place) const { return RowOf(order_[place]); }
+  uint64 GetRow(uint64 place) const { return rows_.Get(order_[place]); }
   uint32 GetOrdinal(uint64 place) const { return order_[place]; }
   /// Of an order with groups.
-  Start GetStart(uint64 place) const { return starts_[place]; }
+  Start GetStart(uint64 place) const { return static_cast<Start>(starts_[place] & ~kNullBit); }
+  /// Of an order with groups: whether some key behind those of the groups is NULL.
+  bool HasNull(uint64 place) const { return (starts_[place] & kNullBit) != 0; }
 
  private:
+  static constexpr uint8 kNullBit = 4;
+
   struct BoundKey {
     RExpression* tree;
     KeyWords words;
@@ -74,7 +79,6 @@ class SortedRows {
   uint64 CountKeptRows() const;
   /// Leaves of rows, whose first keys were added, those that may be among the wanted ones.
   void SelectCandidates(BatchRows& rows);
-  void AddRowNumbers(const BatchRows& rows, uint64 firstRow);
   void DropBeyondLimit();
   Packing ChoosePacking() const;
   template <class Word>
@@ -82,7 +86,8 @@ class SortedRows {
   void SortTies(uint64 from, uint64 to, std::size_t firstKey);
   template <class KeyAt>
   void NoteStarts(const Packing& packing, KeyAt keyAt);
-  uint64 RowOf(uint32 ordinal) const { return rows_.empty() ? ordinal : rows_[ordinal]; }
+  template <class KeyAt>
+  void NoteNulls(const Packing& packing, KeyAt keyAt);
   int Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint32 b);
   bool ComesFirst(uint32 a, uint32 b, std::size_t firstKey);
 
@@ -93,11 +98,10 @@ class SortedRows {
   /// With a limit: no row whose first key has a greater word is wanted.
   std::optional<uint64> worst_;
   std::vector<uint16> candidates_;
-  /// The numbers of the rows added; empty as long as each is its own ordinal.
-  RowArray<uint32> rows_;
-  uint64 count_ = 0;
+  /// Of the rows that were added.
+  RowNumbers rows_;
   RowArray<uint32> order_;
-  RowArray<Start> starts_;
+  RowArray<uint8> starts_;
 };
 
 }  // namespace sqxer

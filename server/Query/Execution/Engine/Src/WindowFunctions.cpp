@@ -71,6 +71,14 @@ void WindowFunctions::Take(uint8* input) {
   ForEachAggregate(perGroup_, compute);
 }
 
+void WindowFunctions::TakeRank(bool isNull, bool isTie) {
+  for (Function& function : cumulative_) {
+    Rank& rank = static_cast<Rank&>(*function.aggregate);
+    rank.ComputeInOrder(isNull, isTie);
+    rank.Output(row_.GetData());
+  }
+}
+
 void WindowFunctions::EndGroup() {
   const auto finalize = [](Function& function) { CheckStatus(function.aggregate->Finalize()); };
   ForEachAggregate(perRow_, finalize);

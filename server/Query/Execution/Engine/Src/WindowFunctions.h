@@ -38,6 +38,8 @@ class WindowFunctions {
   /// the same order.
   void StartGroup();
   void Take(uint8* input);
+  /// In the place of Take where all functions are ranks: see Rank::ComputeInOrder.
+  void TakeRank(bool isNull, bool isTie);
   void EndGroup();
   void OutputRow() {
     if (!perRow_.empty()) OutputRows();

@@ -59,6 +59,7 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       order_(OrderOfRows(GetOrder(), input_, partition_)),
       results_(plan, IsSorted(), source, firstResult, timer_),
       functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup(), !ranking_.empty()),
+      resultBytes_(LastField(results_.GetRow()).GetDataOffset()),
       recordsWait_(functions_.WriteOnTake()),
       waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
@@ -81,10 +82,10 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
       inputs_, [](FieldWriter& writer) { return IsRepeatable(writer.GetTree()); });
   if (!areRepeatable || !SortedRows::CanTake(keys, table, columns)) return;
   const RecordPacker& packer = results_.GetRow().GetPacker();
-  keepsResults_ = !packer.IsPacking() && GetResultBytes() <= kMostKeptBytes;
+  keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptBytes;
   rowOrder_.emplace(keys, partitionKeys, table, columns);
   const uint64 bytes =
-      rowOrder_->CountBytes() + (keepsResults_ ? table.rowCount * GetResultBytes() : 0);
+      rowOrder_->CountBytes() + (keepsResults_ ? table.rowCount * resultBytes_ : 0);
   if (bytes > SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_)) {
     rowOrder_.reset();
     return;
@@ -110,6 +111,11 @@ void WindowRun::Begin(bool byBatches) {
 void WindowRun::ReadInputs(uint64 row) {
   AtRow(haveNumbers_ ? row : kNoRowNumber, [this] { WriteAll(inputs_); });
   SetNumber(row);
+}
+
+void WindowRun::SetResultNumber(uint64 row) {
+  const auto number = static_cast<RowNumber>(row);
+  std::memcpy(results_.GetRowNumber(), &number, sizeof number);
 }
 
 void WindowRun::SetNumber(uint64 row) {
@@ -148,8 +154,8 @@ void WindowRun::WriteResults(uint64 row) {
     const bool isThere = sortedResults_->GetRecord(results_.GetRow().GetData());
     XE_ASSERT(isThere);
   } else if (byBatches_) {
-    const uint32 bytes = GetResultBytes();
-    std::memcpy(results_.GetRow().GetData(), keptResults_.data() + returned_++ * bytes, bytes);
+    CopyRecord(results_.GetRow().GetData(), keptResults_.data() + returned_++ * resultBytes_,
+               resultBytes_);
   } else {
     OutputWaiting();
   }
@@ -182,8 +188,9 @@ void WindowRun::KeepResult() {
   if (sortedResults_) {
     sortedResults_->SortRecord(row);
   } else if (byBatches_) {
-    const uint32 bytes = GetResultBytes();
-    std::memcpy(keptResults_.data() + rowOrder_->GetOrdinal(place_++) * uint64{bytes}, row, bytes);
+    const uint64 ahead = std::min(place_ + kPlacesAhead, rowOrder_->GetCount() - 1);
+    __builtin_prefetch(KeptResult(ahead), 1);
+    CopyRecord(KeptResult(place_++), row, resultBytes_);
   }
 }
 
@@ -211,21 +218,36 @@ void WindowRun::BeginSortedResults() {
 void WindowRun::ComputeByNumber(ProgressMeter& meter) {
   rowOrder_->Sort();
   if (keepsResults_) {
-    keptResults_.resize(rowOrder_->GetCount() * GetResultBytes());
+    keptResults_.resize(rowOrder_->GetCount() * resultBytes_);
   } else {
     BeginSortedResults();
   }
-  lateInputs_->ForEach(*rowOrder_, [&](uint64 place) {
-    meter.Step();
-    if (isOpen_ && rowOrder_->GetStart(place) == SortedRows::kNewGroup) SortGroup();
-    SetNumber(rowOrder_->GetRow(place) + 1);
-    Take(input_.GetData());
-    return true;
-  });
-  if (isOpen_) SortGroup();
+  if (!ranking_.empty()) {
+    RankByNumber(meter);
+  } else {
+    lateInputs_->ForEach(*rowOrder_, [&](uint64 place) {
+      meter.Step();
+      if (isOpen_ && rowOrder_->GetStart(place) == SortedRows::kNewGroup) SortGroup();
+      SetNumber(rowOrder_->GetRow(place) + 1);
+      Take(input_.GetData());
+      return true;
+    });
+    if (isOpen_) SortGroup();
+  }
   rowOrder_->Release();
   if (sortedResults_) sortedResults_->EndInput();
   results_.EndInput();
+}
+
+void WindowRun::RankByNumber(ProgressMeter& meter) {
+  for (uint64 place = 0; place < rowOrder_->GetCount(); ++place) {
+    meter.Step();
+    const SortedRows::Start start = rowOrder_->GetStart(place);
+    if (start == SortedRows::kNewGroup) functions_.StartGroup();
+    functions_.TakeRank(rowOrder_->HasNull(place), start == SortedRows::kTie);
+    if (!keepsResults_) SetResultNumber(rowOrder_->GetRow(place) + 1);
+    KeepResult();
+  }
 }
 
 void WindowRun::ComputeSorted(ProgressMeter& meter) {

@@ -6,6 +6,7 @@
 #include "FieldWriter.h"
 #include "RowLookup.h"
 #include "RunProgress.h"
+#include "Utility/CopyRecord.h"
 #include "Utility/SqrtSorter.h"
 #include "WindowFunctions.h"
 #include "WindowResults.h"
@@ -64,10 +65,13 @@ class WindowRun {
   const std::vector<PlanSortKey>& GetOrder() const {
     return ranking_.empty() ? plan_.order : ranking_;
   }
-  /// What WriteToSource reads of a row record.
-  uint32 GetResultBytes() const { return LastField(results_.GetRow()).GetDataOffset(); }
+  /// The result of the row at a place of the order.
+  uint8* KeptResult(uint64 place) {
+    return keptResults_.data() + uint64{rowOrder_->GetOrdinal(place)} * resultBytes_;
+  }
   void ReadInputs(uint64 row);
   void SetNumber(uint64 row);
+  void SetResultNumber(uint64 row);
   /// Takes in the row of an input record, which opens the group if none is open.
   void Take(uint8* input);
   void CloseGroup();
@@ -78,6 +82,7 @@ class WindowRun {
   void BeginSortedResults();
   void ComputeSorted(ProgressMeter& meter);
   void ComputeByNumber(ProgressMeter& meter);
+  void RankByNumber(ProgressMeter& meter);
   void SortGroup();
   /// The number at an address as errors carry it.
   uint64 ErrorRow(const uint8* number) const;
@@ -108,7 +113,10 @@ class WindowRun {
   bool keepsResults_ = false;
   RowArray<uint8> keptResults_;
   uint64 place_ = 0;
+  static constexpr uint64 kPlacesAhead = 16;
   uint64 returned_ = 0;
+  /// What WriteToSource reads of a row record.
+  const uint32 resultBytes_;
   bool isOpen_ = false;
   /// The rows of the open group that wait for its end: row records, or numbers where nothing stands
   /// in the records yet.

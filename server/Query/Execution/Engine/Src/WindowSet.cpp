@@ -26,7 +26,9 @@ bool WindowSet::CanTakeBatches() const {
 }
 
 void WindowSet::Begin(bool byBatches) {
+  byBatches_ = byBatches;
   sourceRows_.BeginInput();
+  rowNumbers_.Clear();
   returned_ = 0;
   for (WindowRun& window : windows_) window.Begin(byBatches);
 }
@@ -35,10 +37,7 @@ bool WindowSet::AddBatch(const BatchRows& rows, uint64 firstRow) {
   for (WindowRun& window : windows_) {
     if (!window.AddBatch(rows, firstRow)) return false;
   }
-  rows.ForEach([&](uint32 row) {
-    const uint64 number = firstRow + row + 1;
-    sourceRows_.Append(reinterpret_cast<const uint8*>(&number));
-  });
+  rowNumbers_.Add(rows, firstRow);
   return true;
 }
 
@@ -58,6 +57,7 @@ void WindowSet::EndInput(ProgressMeter& meter) {
 }
 
 uint64 WindowSet::Next() {
+  if (byBatches_) return returned_ < CountRows() ? rowNumbers_.Get(returned_++) + 1 : 0;
   uint64 row = 0;
   if (!sourceRows_.Read(keepsRecords_ ? source_.GetData() : reinterpret_cast<uint8*>(&row))) {
     return 0;

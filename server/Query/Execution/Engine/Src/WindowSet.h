@@ -35,7 +35,7 @@ class WindowSet {
   /// Takes in the row in the source record. `row` (from 1) ascends.
   void Add(uint64 row);
   void EndInput(ProgressMeter& meter);
-  uint64 CountRows() const { return sourceRows_.GetCount(); }
+  uint64 CountRows() const { return byBatches_ ? rowNumbers_.GetCount() : sourceRows_.GetCount(); }
   /// The number of the next row, 0 behind the last one. The source record is that row's, or it is
   /// for the caller to fill.
   uint64 Next();
@@ -53,6 +53,9 @@ class WindowSet {
   std::deque<WindowRun> windows_;
   OperatorTimer timer_;
   RecordSpool sourceRows_;
+  /// In the place of the spool.
+  bool byBatches_ = false;
+  RowNumbers rowNumbers_;
   uint64 returned_ = 0;
 };
 

@@ -46,7 +46,7 @@ void Rank::Initialize(bool) {
   count_ = 0;
   outputPosition_ = 0;
   run_ = TieRun(1);
-  nullRank_ = ranked_ = 0;
+  nullRank_ = 0;
   if (takesRowsInOrder_) return;
   // An odd number of outputs has exchanged them.
   if (tempRow_ != initialTempRow_) std::swap(tempRow_, nextTempRow_);
@@ -61,7 +61,7 @@ RExprReturn Rank::Compute(unsigned char* record, unsigned int) {
   if (takesRowsInOrder_) {
     std::swap(tempRow_, previousRow_);
     fieldDataBinder_.MoveInputDataToFieldDataBinder(record, count_++, tempRow_);
-    RankRow(tempRow_, previousRow_);
+    RankRow(tempRow_, IsRowNull(tempRow_), count_ > 1 && IsTie(tempRow_, previousRow_));
     return kTrue;
   }
   fieldDataBinder_.MoveInputDataToFieldDataBinder(record, count_++, tempRow_);
@@ -69,18 +69,16 @@ RExprReturn Rank::Compute(unsigned char* record, unsigned int) {
   return kTrue;
 }
 
-void Rank::RankRow(uint8* row, const uint8* previous) {
+void Rank::RankRow(uint8* row, bool isNull, bool isTie) {
   uint32 rank;
-  const bool isNull = IsRowNull(row);
   if (!isNull) {
-    rank = run_.Next(ranked_ > 0 && IsTie(row, previous));
+    rank = run_.Next(isTie);
   } else {
     if (nullRank_ == 0) nullRank_ = run_.AfterTie();
     rank = nullRank_;
   }
   StoreValue(row + rankOffset_, rank);
   if (rankNullOffset_ != 0) row[rankNullOffset_] = isNull ? 1 : 0;
-  ++ranked_;
 }
 
 RExprReturn Rank::Finalize() {
@@ -90,7 +88,7 @@ RExprReturn Rank::Finalize() {
   uint8* previous = previousRow_;
   for (uint32 i = 0; i < count_; ++i) {
     rankOrderSorter_->GetRecord(row);
-    RankRow(row, previous);
+    RankRow(row, IsRowNull(row), i > 0 && IsTie(row, previous));
     initialOrderSorter_->SortRecord(row);
     std::swap(row, previous);
   }
@@ -124,8 +122,9 @@ void Rank::WriteRank(uint8* record) {
 
 std::vector<Rank::Key> Rank::GetRankingOrder() const {
   std::vector<Key> order;
-  for (const UInt16Vector* const columns : {aggregateColumns_.get(), distinctBreakColumns_.get()}) {
-    for (const uint16 column : *columns) order.push_back({column, GetSortOrder(order.size())});
+  if (!distinctBreakColumns_->empty()) return order;
+  for (const uint16 column : *aggregateColumns_) {
+    order.push_back({column, GetSortOrder(order.size())});
   }
   return order;
 }

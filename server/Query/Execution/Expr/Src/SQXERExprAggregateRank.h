@@ -37,11 +37,15 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
     uint16 column;
     SortOrder_t order;
   };
-  /// All of them, NULL last. Known before Bind.
+  /// All of them, NULL last; none where further columns tell rows apart that tie. Known before
+  /// Bind.
   std::vector<Key> GetRankingOrder() const;
   /// For an owner that hands in the rows of each group in ranking order: no row waits for others,
   /// and the rank is cumulative. To be called once, after Bind.
   void TakeRowsInOrder() { isCumulativeAggregate_ = takesRowsInOrder_ = true; }
+  /// Compute of such a row for an owner that knows of it whether a key is NULL, and whether all of
+  /// them equal those of the row before it.
+  void ComputeInOrder(bool isNull, bool isTie) { RankRow(tempRow_, isNull, isTie); }
 
  protected:
   uint32 rankOffset_ = 0;
@@ -71,16 +75,14 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
  private:
   void MakeSorters();
   void ReadAhead();
-  /// Writes the rank of the next row in ranking order into it; `previous`: the row before it.
-  void RankRow(uint8* row, const uint8* previous);
+  /// Writes the rank of the next row in ranking order into it; `isTie`: with the row before it.
+  void RankRow(uint8* row, bool isNull, bool isTie);
   void WriteRank(uint8* record);
 
   bool takesRowsInOrder_ = false;
   TieRun run_{1};
   /// The rank of the rows that are NULL, 0 before the first one.
   uint32 nullRank_ = 0;
-  /// The rows of the group that were ranked.
-  uint32 ranked_ = 0;
 };
 
 }  // namespace sqxer
