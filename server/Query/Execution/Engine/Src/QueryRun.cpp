@@ -102,7 +102,9 @@ void QueryRun::BindOutputs() {
   BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
   if (batch_ && !plan_.grouped && plan_.windows.empty()) BindBatchOutputs();
   if (windows_ && windows_->CanTakeBatches()) {
-    lookup_.emplace(*table_, plan_.scanColumns, scanRecord_, outputs_);
+    std::vector<FieldWriter*> readers;
+    for (FieldWriter& output : outputs_) readers.push_back(&output);
+    lookup_.emplace(*table_, plan_.scanColumns, scanRecord_, readers);
   }
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
@@ -136,7 +138,9 @@ void QueryRun::BindRowOrder() {
     rowOrder_.reset();
     return;
   }
-  lateOutputs_.emplace(*table_, plan_.scanColumns, scanRecord_, outputs_, resultRecord_);
+  const auto visible = static_cast<std::size_t>(plan_.visibleOutputs);
+  lateOutputs_.emplace(*table_, plan_.scanColumns, scanRecord_, outputs_, resultRecord_,
+                       [visible](std::size_t output) { return output < visible; });
 }
 
 void QueryRun::BindBatchOutputs() {

@@ -19,13 +19,14 @@ void MarkFields(RExpression& tree, std::vector<bool>& fields) {
 }  // namespace
 
 RowLookup::RowLookup(const Table& table, const std::vector<uint16>& columns, WorkRecord& target,
-                     std::vector<FieldWriter>& readers)
+                     const std::vector<FieldWriter*>& readers)
     : table_(table) {
   std::vector<bool> fields(columns.size());
-  for (FieldWriter& reader : readers) MarkFields(reader.GetTree(), fields);
+  for (FieldWriter* const reader : readers) MarkFields(reader->GetTree(), fields);
   for (const TableChunk& chunk : table.chunks) {
     scans_.emplace_back(table.schema, columns, target, fields);
     scans_.back().Enter(chunk);
+    hasTexts_ = hasTexts_ || scans_.back().HasTexts();
   }
 }
 
@@ -47,9 +48,7 @@ void RowLookup::Enter(uint64 row) {
   scan_->Resume();
 }
 
-LateWriters::LateWriters(const Table& table, const std::vector<uint16>& columns, WorkRecord& source,
-                         std::vector<FieldWriter>& writers, WorkRecord& target)
-    : writers_(writers), lookup_(table, columns, source, writers) {
+void LateWriters::FindDoubtful(std::vector<FieldWriter>& writers, WorkRecord& target) {
   for (std::size_t i = 0; i < writers.size(); ++i) {
     RExpression& tree = writers[i].GetTree();
     // A column fits the field that was made for it.

@@ -17,7 +17,9 @@ class RowLookup {
   /// The fields of `target` are the columns of `table` with these indexes. The table and the target
   /// must outlive it; the trees of `readers` are bound to the target.
   RowLookup(const Table& table, const std::vector<uint16>& columns, WorkRecord& target,
-            std::vector<FieldWriter>& readers);
+            const std::vector<FieldWriter*>& readers);
+  RowLookup(const RowLookup&) = delete;
+  RowLookup& operator=(const RowLookup&) = delete;
 
   /// To be called before the first row after others have filled the record.
   void Begin() { rows_ = 0; }
@@ -33,6 +35,8 @@ class RowLookup {
     scan.PrefetchValues(row);
   }
   void PrefetchTexts(uint64 row) const;
+  /// Whether PrefetchTexts does anything.
+  bool HasTexts() const { return hasTexts_; }
 
  private:
   void Enter(uint64 row);
@@ -42,6 +46,7 @@ class RowLookup {
   const Table& table_;
   /// One for each chunk.
   std::deque<TableScan> scans_;
+  bool hasTexts_ = false;
   TableScan* scan_ = nullptr;
   /// Of the current chunk.
   uint64 firstRow_ = 0;
@@ -53,8 +58,13 @@ class RowLookup {
 class LateWriters {
  public:
   /// The writers are bound to the table's scan record, `source`, and write to `target`.
+  /// Of the writers only those are wanted, later, that `isWanted` says.
+  template <class IsWanted>
   LateWriters(const Table& table, const std::vector<uint16>& columns, WorkRecord& source,
-              std::vector<FieldWriter>& writers, WorkRecord& target);
+              std::vector<FieldWriter>& writers, WorkRecord& target, IsWanted isWanted)
+      : writers_(Select(writers, isWanted)), lookup_(table, columns, source, writers_) {
+    FindDoubtful(writers, target);
+  }
 
   /// Whether the wanted rows of a batch can be written; false, or a throw, where some may not.
   bool Admit(const BatchRows& rows);
@@ -73,7 +83,17 @@ class LateWriters {
     BatchField field;
   };
 
-  std::vector<FieldWriter>& writers_;
+  template <class IsWanted>
+  static std::vector<FieldWriter*> Select(std::vector<FieldWriter>& writers, IsWanted isWanted) {
+    std::vector<FieldWriter*> selected;
+    for (std::size_t i = 0; i < writers.size(); ++i) {
+      if (isWanted(i)) selected.push_back(&writers[i]);
+    }
+    return selected;
+  }
+  void FindDoubtful(std::vector<FieldWriter>& writers, WorkRecord& target);
+
+  const std::vector<FieldWriter*> writers_;
   std::vector<Doubtful> doubtful_;
   RowLookup lookup_;
 };
@@ -84,9 +104,10 @@ void LateWriters::ForEach(const SortedRows& order, Use&& use) {
   const uint64 count = order.GetCount();
   for (uint64 place = 0; place < count; ++place) {
     if (place + kValuesAhead < count) lookup_.PrefetchValues(order.GetRow(place + kValuesAhead));
-    if (place + kTextsAhead < count) lookup_.PrefetchTexts(order.GetRow(place + kTextsAhead));
+    if (lookup_.HasTexts() && place + kTextsAhead < count)
+      lookup_.PrefetchTexts(order.GetRow(place + kTextsAhead));
     lookup_.Fill(order.GetRow(place));
-    WriteAll(writers_);
+    for (FieldWriter* const writer : writers_) writer->Write();
     if (!use(place)) return;
   }
 }

@@ -13,6 +13,9 @@ namespace {
 /// With a limit so many rows more are taken before those beyond it are dropped.
 constexpr uint64 kLeastDropped = 4096;
 
+/// Ties that are looked into cost less than wider words as long as they are as rare as this.
+constexpr uint64 kLeastPerTie = 16;
+
 KeyWords::Place PlaceOf(RExpression& tree, const Table& table, const std::vector<uint16>& columns) {
   auto* const column = dynamic_cast<Extract*>(&tree);
   if (column == nullptr || !column->ReadsRecord()) return {};
@@ -134,12 +137,11 @@ bool SortedRows::ComesFirst(uint32 a, uint32 b, std::size_t firstKey) {
   return result != 0 ? result < 0 : a < b;
 }
 
-SortedRows::Packing SortedRows::ChoosePacking() const {
-  constexpr int kWideBits = 128;
+SortedRows::Packing SortedRows::ChoosePacking(int wordBits) const {
   const uint64 count = rows_.GetCount();
   Packing packing;
   packing.rowBits = std::bit_width(count == 0 ? 0 : count - 1);
-  const int room = kWideBits - packing.rowBits;
+  const int room = wordBits - packing.rowBits;
   for (const BoundKey& key : keys_) {
     const int bits = key.words.CountBits();
     if (packing.keyBits == room) break;
@@ -153,12 +155,16 @@ SortedRows::Packing SortedRows::ChoosePacking() const {
 }
 
 void SortedRows::Sort() {
-  const Packing packing = ChoosePacking();
-  constexpr int kWordBits = 64;
-  if (packing.keyBits + packing.rowBits < kWordBits) {
-    SortWords<uint64>(packing);
-  } else {
-    SortWords<WideWord>(packing);
+  // Shifts by all bits of a word have no meaning.
+  constexpr int kBits = 63;
+  constexpr int kWideBits = 127;
+  const uint64 count = rows_.GetCount();
+  const Packing packing = ChoosePacking(kBits);
+  const Packing wide = ChoosePacking(kWideBits);
+  const bool isEnough = packing.keyBits == wide.keyBits;
+  // The beginnings of keys mostly tell them apart.
+  if (!SortWords<uint64>(packing, isEnough ? count : count / kLeastPerTie)) {
+    SortWords<WideWord>(wide, count);
   }
   for (BoundKey& key : keys_) key.words.Release();
 }
@@ -171,7 +177,7 @@ void SortedRows::Release() {
 }
 
 template <class Word>
-void SortedRows::SortWords(const Packing& packing) {
+bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
   const uint64 count = rows_.GetCount();
   RowArray<Word> words(count);
   for (std::size_t key = 0; key < packing.bits.size(); ++key) {
@@ -185,10 +191,15 @@ void SortedRows::SortWords(const Packing& packing) {
     RowArray<Word> spare(count);
     WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits);
   }
+  const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
+  if (mostTies < count) {
+    uint64 ties = 0;
+    for (uint64 i = 1; i < count; ++i) ties += keyAt(i) == keyAt(i - 1);
+    if (ties > mostTies) return false;
+  }
   const Word rowMask = (Word{1} << packing.rowBits) - 1;
   order_.resize(count);
   for (uint64 i = 0; i < count; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
-  const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
   if (packing.decided < keys_.size()) {
     for (uint64 from = 0; from < count;) {
       uint64 to = from + 1;
@@ -198,9 +209,11 @@ void SortedRows::SortWords(const Packing& packing) {
     }
   }
   if (limit_ != 0) order_.resize(std::min(count, limit_));
-  if (!groupKeys_) return;
-  NoteStarts(packing, keyAt);
-  NoteNulls(packing, keyAt);
+  if (groupKeys_) {
+    NoteStarts(packing, keyAt);
+    NoteNulls(packing, keyAt);
+  }
+  return true;
 }
 
 void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
@@ -241,23 +254,17 @@ void SortedRows::NoteNulls(const Packing& packing, KeyAt keyAt) {
   int below = packing.keyBits;
   for (std::size_t i = 0; i < keys_.size(); ++i) {
     const KeyWords& words = keys_[i].words;
-    const bool isDecided = i < packing.decided;
-    if (isDecided) below -= packing.bits[i];
+    const bool isInWords = i < packing.bits.size();
+    if (isInWords) below -= packing.bits[i];
     if (i < *groupKeys_ || !words.HasNull()) continue;
-    const auto note = [&](auto isNull) {
-      for (uint64 place = 0; place < order_.size(); ++place) {
-        if (isNull(place)) starts_[place] |= kNullBit;
-      }
-    };
-    if (isDecided) {
-      const int bits = packing.bits[i];
-      const uint64 null = words.GetSqueezer(bits)(words.GetNull());
-      const uint64 mask = ~uint64{0} >> (64 - bits);
-      note([=](uint64 place) {
-        return (static_cast<uint64>(keyAt(place) >> below) & mask) == null;
-      });
-    } else {
-      note([&](uint64 place) { return words.Get(order_[place]) == words.GetNull(); });
+    // The beginning of NULL may be that of a value too.
+    const bool isWhole = i < packing.decided;
+    const int bits = isInWords ? packing.bits[i] : 0;
+    const uint64 null = isInWords ? words.GetSqueezer(bits)(words.GetNull()) : 0;
+    const uint64 mask = isInWords ? ~uint64{0} >> (64 - bits) : 0;
+    for (uint64 place = 0; place < order_.size(); ++place) {
+      if (isInWords && (static_cast<uint64>(keyAt(place) >> below) & mask) != null) continue;
+      if (isWhole || words.Get(order_[place]) == words.GetNull()) starts_[place] |= kNullBit;
     }
   }
 }

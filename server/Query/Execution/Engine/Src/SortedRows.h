@@ -80,9 +80,11 @@ class SortedRows {
   /// Leaves of rows, whose first keys were added, those that may be among the wanted ones.
   void SelectCandidates(BatchRows& rows);
   void DropBeyondLimit();
-  Packing ChoosePacking() const;
+  Packing ChoosePacking(int wordBits) const;
+  /// Sorts by the words, then what they leave open. False, and nothing done, where that would be
+  /// more than `mostTies` rows.
   template <class Word>
-  void SortWords(const Packing& packing);
+  bool SortWords(const Packing& packing, uint64 mostTies);
   void SortTies(uint64 from, uint64 to, std::size_t firstKey);
   template <class KeyAt>
   void NoteStarts(const Packing& packing, KeyAt keyAt);

@@ -153,6 +153,13 @@ void TableScan::Resume() {
   }
 }
 
+bool TableScan::HasTexts() const {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].offsets != nullptr && fields_[i]) return true;
+  }
+  return false;
+}
+
 void TableScan::PrefetchTexts(uint64 row) const {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const Column& column = columns_[i];

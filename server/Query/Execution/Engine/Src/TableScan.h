@@ -32,6 +32,8 @@ class TableScan {
     for (const Column& column : columns_) __builtin_prefetch(column.rows + row * column.rowBytes);
   }
   void PrefetchTexts(uint64 row) const;
+  /// Whether the chunk has texts that PrefetchTexts fetches.
+  bool HasTexts() const;
   /// Puts an entry of the dictionary that a column has in the chunk into its field, or the day of
   /// that number, or NULL.
   void FillValue(std::size_t field, int64 value, bool isNull);

@@ -1,5 +1,7 @@
 #include "WindowFunctions.h"
 
+#include <algorithm>
+
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -42,6 +44,16 @@ WindowFunctions::WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRec
                                                     : perRow_;
     alike.push_back(std::move(function));
   }
+}
+
+bool WindowFunctions::Reads(std::size_t field) const {
+  return std::ranges::any_of(inPlanOrder_, [&](const Aggregate* function) {
+    const auto isIn = [&](const UInt16Vector* columns) {
+      return std::ranges::find(*columns, field) != columns->end();
+    };
+    return isIn(function->GetAggregateColumns()) || isIn(function->GetControlBreakColumns()) ||
+           isIn(function->GetDistinctBreakColumns());
+  });
 }
 
 void WindowFunctions::StartGroup() {

@@ -33,6 +33,8 @@ class WindowFunctions {
   bool WriteOnTake() const { return !cumulative_.empty() || leaveNullsOut_; }
   /// In the plan's order.
   Aggregate& Get(std::size_t index) { return *inPlanOrder_[index]; }
+  /// Whether some function reads a field of the input records.
+  bool Reads(std::size_t field) const;
 
   /// The calls for one group: StartGroup, Take for each row, EndGroup, OutputRow for each row in
   /// the same order.

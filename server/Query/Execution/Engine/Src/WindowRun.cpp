@@ -90,7 +90,8 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
     rowOrder_.reset();
     return;
   }
-  lateInputs_.emplace(table, columns, source_, inputs_, input_);
+  lateInputs_.emplace(table, columns, source_, inputs_, input_,
+                      [this](std::size_t input) { return functions_.Reads(input); });
 }
 
 void WindowRun::Begin(bool byBatches) {

@@ -35,7 +35,7 @@ class WordSort {
   static constexpr int kByteBits = 8;
   /// From so many words on it pays to count bytes.
   static constexpr std::size_t kLeastCounted = 512;
-  static constexpr int kMostPasses = 4;
+  static constexpr int kMostPasses = sizeof(Word) == sizeof(uint64) ? 5 : 4;
 
   /// The result goes to `other` where told so, else it stays at `words`.
   static void SortPart(Word* words, Word* other, std::size_t count, int lowBit, int endBit,
