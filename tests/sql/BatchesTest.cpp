@@ -298,5 +298,55 @@ TEST_F(Batches, SortAsRowsDo) {
   }
 }
 
+/// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
+TEST_F(Batches, SortManyRowsAsRowsDo) {
+  std::string text = "id,few,many,skewed,near,wide,amount,day,word,z\n";
+  constexpr int kManyRows = 30'000;
+  for (int row = 0; row < kManyRows; ++row) {
+    const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
+    const auto orNull = [&](std::string value) { return random_() % 50 == 0 ? "" : value; };
+    text += std::to_string(row) + "," + orNull(number(7)) + "," + number(1u << 31) + ",";
+    text += (random_() % 100 == 0 ? number(1u << 30) : number(3)) + ",";
+    // These differ in their last bits alone.
+    text += "1.00000000000" + number(1000) + "e0,";
+    text += orNull("-" + number(1000) + "." + number(1u << 31) + "e" + number(200)) + ",";
+    text += orNull(number(100'000) + "." + number(100)) + ",";
+    text += orNull("19" + std::to_string(10 + random_() % 80) + "-0" +
+                   std::to_string(1 + random_() % 9) + "-11") +
+            ",";
+    text += orNull("the same beginning of " + number(900) + (random_() % 2 == 0 ? " " : "")) + ",";
+    text += "2001-01-01 0" + number(10) + ":00:00." + number(1'000'000) + "\n";
+  }
+  folder_.Write("many.csv", text);
+  const std::vector<std::string> orders = {
+      "few, many",
+      "skewed DESC",
+      "skewed, near DESC",
+      "near, skewed",
+      "wide DESC, near",
+      "day, word, few",
+      "word DESC, id",
+      "z, amount, near, wide",
+      "few NULLS FIRST, wide",
+      "amount DESC, day",
+      "many",
+      "near DESC, wide, amount",
+      "id DESC",
+  };
+  for (const std::string& order : orders) {
+    QueryRun::SetBatchRows(kMostBatchRows);
+    const std::string all = " FROM many ORDER BY " + order;
+    const std::string rank = ", RANK() OVER (PARTITION BY few ORDER BY " + order + ")" +
+                             ", SUM(many) OVER (PARTITION BY skewed ORDER BY " + order +
+                             " ROWS UNBOUNDED PRECEDING) FROM many";
+    for (const std::string& sql :
+         {"SELECT id, word" + all, "SELECT id" + all + " LIMIT 100 OFFSET 9",
+          "SELECT id" + all + " LIMIT 9000", "SELECT id" + rank}) {
+      // All rows of both would be a long message.
+      ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace sqxer::test

@@ -256,6 +256,18 @@ bool KeyWords::AddTexts(const BatchVector& vector, const BatchRows& rows, uint64
   return true;
 }
 
+bool KeyWords::AreBeyond(uint64 word, const BatchVector& vector) const {
+  const ColumnBlock* const block = vector.block;
+  const bool isComparable = form_ && vector.form == *form_ && vector.scale == scale_;
+  if (isText_ || !isComparable || block == nullptr || !block->hasBounds) return false;
+  if (block->nulls > 0 && null_ <= word) return false;
+  const bool isReal = *form_ == ColumnForm::kFloat32 || *form_ == ColumnForm::kFloat64;
+  const bool ascends = flip_ == 0;
+  const uint64 best = isReal ? WordOfReal(ascends ? block->real.least : block->real.greatest)
+                             : WordOfWhole(ascends ? block->whole.least : block->whole.greatest);
+  return (best ^ flip_) > word;
+}
+
 bool KeyWords::NoteBounds(const BatchVector& vector, const BatchRows& rows, uint64* words) {
   const uint32 count = rows.GetWanted();
   uint64 least = kAllBits;

@@ -46,6 +46,9 @@ class KeyWords {
   /// is of any use then.
   bool Add(const BatchVector& vector, const BatchRows& rows);
 
+  /// Whether it is known without a look at them that all values of a batch have greater words.
+  bool AreBeyond(uint64 word, const BatchVector& vector) const;
+
   uint64 GetCount() const { return words_.size(); }
   uint64 Get(uint64 ordinal) const { return words_[ordinal]; }
   /// Of the rows from an ordinal on.

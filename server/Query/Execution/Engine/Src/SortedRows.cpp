@@ -43,23 +43,27 @@ bool SortedRows::CanTake(const std::vector<Key>& keys, const Table& table,
 }
 
 uint64 SortedRows::CountBytes() const {
-  const uint64 bytes =
-      keys_.size() * sizeof(uint64) + 2 * sizeof(WideWord) + 2 * sizeof(uint32) + sizeof(Start);
-  return CountKeptRows() * bytes;
+  // Keys with words and spare ones, or without keys wide words and spare ones.
+  const uint64 words =
+      std::max(keys_.size() * sizeof(uint64) + 2 * sizeof(uint64), 2 * sizeof(WideWord));
+  return CountKeptRows() * (words + 2 * sizeof(uint32) + sizeof(uint8));
 }
 
 uint64 SortedRows::CountKeptRows() const {
   return limit_ == 0 ? mostRows_ : std::min(mostRows_, 2 * limit_ + kLeastDropped);
 }
 
-uint64 SortedRows::GetMostBytes(uint64 limit) {
+uint64 SortedRows::GetMostBytes(uint64 groupMemory) {
+  constexpr uint64 kGrowth = 64;
+  constexpr uint64 kTimes = 4;
   const uint64 buffer = SqrtSorter::GetInitialBufferBytes();
-  return std::min(limit, buffer * (buffer / 256));
+  return std::min(buffer * (buffer / kGrowth), std::max(groupMemory, groupMemory * kTimes));
 }
 
 void SortedRows::Begin() {
   for (BoundKey& key : keys_) key.words.Begin(CountKeptRows());
   worst_.reset();
+  if (limit_ != 0) candidates_.resize(kMostBatchRows);
   rows_.Clear();
   order_.clear();
   starts_.clear();
@@ -73,10 +77,15 @@ bool SortedRows::Add(const BatchRows& rows, uint64 firstRow) {
     // What may fail is evaluated for rows that are not wanted too: they have their errors.
     const bool isFree = key.tree->GetBatchCost() == BatchCost::kFree;
     if (isFree && added.GetWanted() == 0) break;
-    if (!EvaluateBatch(*key.tree, isFree ? added : rows, vector) || !key.words.Add(vector, added)) {
-      return false;
+    if (!EvaluateBatch(*key.tree, isFree ? added : rows, vector)) return false;
+    const bool selects = &key == &keys_.front() && worst_;
+    // Nothing is added of a block whose best row is not wanted.
+    if (selects && key.words.AreBeyond(*worst_, vector)) {
+      added.selected = candidates_.data();
+      added.selectedCount = 0;
     }
-    if (&key == &keys_.front() && worst_) SelectCandidates(added);
+    if (!key.words.Add(vector, added)) return false;
+    if (selects) SelectCandidates(added);
   }
   rows_.Add(added, firstRow);
   if (limit_ != 0 && rows_.GetCount() >= limit_ + std::max(limit_, kLeastDropped))
@@ -88,7 +97,6 @@ void SortedRows::SelectCandidates(BatchRows& rows) {
   KeyWords& words = keys_.front().words;
   const uint64 before = rows_.GetCount();
   uint64* const added = words.From(before);
-  candidates_.resize(kMostBatchRows);
   uint32 selected = 0;
   const uint32 wanted = rows.GetWanted();
   for (uint32 i = 0; i < wanted; ++i) {
@@ -166,11 +174,15 @@ void SortedRows::Sort() {
   if (!SortWords<uint64>(packing, isEnough ? count : count / kLeastPerTie)) {
     SortWords<WideWord>(wide, count);
   }
+  ReleaseKeys();
+}
+
+void SortedRows::ReleaseKeys() {
   for (BoundKey& key : keys_) key.words.Release();
 }
 
 void SortedRows::Release() {
-  for (BoundKey& key : keys_) key.words.Release();
+  ReleaseKeys();
   rows_.Release();
   order_ = {};
   starts_ = {};
@@ -187,6 +199,8 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
     for (uint64 i = 0; i < count; ++i) words[i] = words[i] << bits | squeeze(from[i]);
   }
   for (uint64 i = 0; i < count; ++i) words[i] = words[i] << packing.rowBits | i;
+  const bool leavesTies = packing.decided < keys_.size();
+  if (!leavesTies) ReleaseKeys();
   {
     RowArray<Word> spare(count);
     WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits);
@@ -200,7 +214,7 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
   const Word rowMask = (Word{1} << packing.rowBits) - 1;
   order_.resize(count);
   for (uint64 i = 0; i < count; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
-  if (packing.decided < keys_.size()) {
+  if (leavesTies) {
     for (uint64 from = 0; from < count;) {
       uint64 to = from + 1;
       while (to < count && keyAt(to) == keyAt(from)) ++to;

@@ -35,13 +35,14 @@ class SortedRows {
   /// Whether rows can be sorted by such keys.
   static bool CanTake(const std::vector<Key>& keys, const Table& table,
                       const std::vector<uint16>& columns);
-  /// What it may take within a limit. Sorters grow with the square root of what they sort, from
-  /// their first buffer on; this goes with the square of that, so that a small one keeps all small.
-  static uint64 GetMostBytes(uint64 limit);
+  /// What it may take. Sorters grow with the square root of what they sort, from their first buffer
+  /// on; this goes with the square of that, so that a small one keeps all small: 1 GiB with the
+  /// buffer as it is by default, within four times the memory for groups.
+  static uint64 GetMostBytes(uint64 groupMemory);
 
   /// Only the first `count` rows of the order are wanted: 0 for all.
   void SetLimit(uint64 count) { limit_ = count; }
-  /// The most bytes that it takes.
+  /// The most bytes that it takes, unless even wide words leave many ties.
   uint64 CountBytes() const;
   void Begin();
   /// Adds the wanted rows of a batch whose first row has a number (from 0) in the table.
@@ -77,6 +78,7 @@ class SortedRows {
   };
 
   uint64 CountKeptRows() const;
+  void ReleaseKeys();
   /// Leaves of rows, whose first keys were added, those that may be among the wanted ones.
   void SelectCandidates(BatchRows& rows);
   void DropBeyondLimit();
