@@ -49,7 +49,6 @@ class KeyWords {
   /// Whether it is known without a look at them that all values of a batch have greater words.
   bool AreBeyond(uint64 word, const BatchVector& vector) const;
 
-  uint64 GetCount() const { return words_.size(); }
   uint64 Get(uint64 ordinal) const { return words_[ordinal]; }
   /// Of the rows from an ordinal on.
   uint64* From(uint64 ordinal) { return words_.data() + ordinal; }
@@ -58,7 +57,6 @@ class KeyWords {
   void Release() { words_ = {}; }
   /// The word of NULL, which no value has.
   uint64 GetNull() const { return null_; }
-  bool HasNull() const { return hasNull_; }
   bool IsExact() const { return isExact_; }
   /// -1, 0 or 1 for the texts of two rows of the table that are not NULL and have equal words.
   int CompareTexts(uint64 rowA, uint64 rowB);

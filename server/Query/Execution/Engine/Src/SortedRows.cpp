@@ -223,10 +223,7 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
     }
   }
   if (limit_ != 0) order_.resize(std::min(count, limit_));
-  if (groupKeys_) {
-    NoteStarts(packing, keyAt);
-    NoteNulls(packing, keyAt);
-  }
+  if (groupKeys_) NoteStarts(packing, keyAt);
   return true;
 }
 
@@ -260,26 +257,6 @@ void SortedRows::NoteStarts(const Packing& packing, KeyAt keyAt) {
     const bool isNewGroup = before >> otherBits != key >> otherBits || differs(*groupKeys_);
     const bool isNewPeer = before != key || differs(all);
     starts_[place] = isNewGroup ? kNewGroup : isNewPeer ? kNewPeer : kTie;
-  }
-}
-
-template <class KeyAt>
-void SortedRows::NoteNulls(const Packing& packing, KeyAt keyAt) {
-  int below = packing.keyBits;
-  for (std::size_t i = 0; i < keys_.size(); ++i) {
-    const KeyWords& words = keys_[i].words;
-    const bool isInWords = i < packing.bits.size();
-    if (isInWords) below -= packing.bits[i];
-    if (i < *groupKeys_ || !words.HasNull()) continue;
-    // The beginning of NULL may be that of a value too.
-    const bool isWhole = i < packing.decided;
-    const int bits = isInWords ? packing.bits[i] : 0;
-    const uint64 null = isInWords ? words.GetSqueezer(bits)(words.GetNull()) : 0;
-    const uint64 mask = isInWords ? ~uint64{0} >> (64 - bits) : 0;
-    for (uint64 place = 0; place < order_.size(); ++place) {
-      if (isInWords && (static_cast<uint64>(keyAt(place) >> below) & mask) != null) continue;
-      if (isWhole || words.Get(order_[place]) == words.GetNull()) starts_[place] |= kNullBit;
-    }
   }
 }
 

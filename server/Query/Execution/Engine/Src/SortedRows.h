@@ -56,13 +56,9 @@ class SortedRows {
   uint64 GetRow(uint64 place) const { return rows_.Get(order_[place]); }
   uint32 GetOrdinal(uint64 place) const { return order_[place]; }
   /// Of an order with groups.
-  Start GetStart(uint64 place) const { return static_cast<Start>(starts_[place] & ~kNullBit); }
-  /// Of an order with groups: whether some key behind those of the groups is NULL.
-  bool HasNull(uint64 place) const { return (starts_[place] & kNullBit) != 0; }
+  Start GetStart(uint64 place) const { return starts_[place]; }
 
  private:
-  static constexpr uint8 kNullBit = 4;
-
   struct BoundKey {
     RExpression* tree;
     KeyWords words;
@@ -90,8 +86,6 @@ class SortedRows {
   void SortTies(uint64 from, uint64 to, std::size_t firstKey);
   template <class KeyAt>
   void NoteStarts(const Packing& packing, KeyAt keyAt);
-  template <class KeyAt>
-  void NoteNulls(const Packing& packing, KeyAt keyAt);
   int Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint32 b);
   bool ComesFirst(uint32 a, uint32 b, std::size_t firstKey);
 
@@ -105,7 +99,7 @@ class SortedRows {
   /// Of the rows that were added.
   RowNumbers rows_;
   RowArray<uint32> order_;
-  RowArray<uint8> starts_;
+  RowArray<Start> starts_;
 };
 
 }  // namespace sqxer

@@ -83,10 +83,10 @@ void WindowFunctions::Take(uint8* input) {
   ForEachAggregate(perGroup_, compute);
 }
 
-void WindowFunctions::TakeRank(bool isNull, bool isTie) {
+void WindowFunctions::TakeRank(bool isTie) {
   for (Function& function : cumulative_) {
     Rank& rank = static_cast<Rank&>(*function.aggregate);
-    rank.ComputeInOrder(isNull, isTie);
+    rank.ComputeInOrder(isTie);
     rank.Output(row_.GetData());
   }
 }

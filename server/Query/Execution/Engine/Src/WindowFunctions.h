@@ -41,7 +41,7 @@ class WindowFunctions {
   void StartGroup();
   void Take(uint8* input);
   /// In the place of Take where all functions are ranks: see Rank::ComputeInOrder.
-  void TakeRank(bool isNull, bool isTie);
+  void TakeRank(bool isTie);
   void EndGroup();
   void OutputRow() {
     if (!perRow_.empty()) OutputRows();

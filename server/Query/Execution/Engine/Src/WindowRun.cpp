@@ -39,6 +39,14 @@ std::vector<PlanSortKey> RankingOf(const PlanWindow& plan) {
   return ranking;
 }
 
+/// Whether rows tie where their keys are equal, NULL or not.
+bool AreTiesEqual(const std::vector<PlanSortKey>& ranking, const PlanWindow& plan) {
+  const auto isNullable = [&](const PlanSortKey& key) {
+    return plan.inputs[static_cast<std::size_t>(key.column)].result.nullable;
+  };
+  return ranking.size() == 1 || (!ranking.empty() && std::ranges::none_of(ranking, isNullable));
+}
+
 KeySet OrderOfRows(const std::vector<PlanSortKey>& order, const WorkRecord& input,
                    KeySet partition) {
   AddSortKeys(order, input, partition);
@@ -53,6 +61,7 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       source_(source),
       haveNumbers_(haveNumbers),
       ranking_(RankingOf(plan)),
+      ranksByTies_(AreTiesEqual(ranking_, plan)),
       input_(InputFields(plan)),
       inputNumber_(LastField(input_).GetDataOffset()),
       partition_(KeysOfFirstFields(input_, static_cast<std::size_t>(plan.partitionKeys))),
@@ -223,7 +232,7 @@ void WindowRun::ComputeByNumber(ProgressMeter& meter) {
   } else {
     BeginSortedResults();
   }
-  if (!ranking_.empty()) {
+  if (ranksByTies_) {
     RankByNumber(meter);
   } else {
     lateInputs_->ForEach(*rowOrder_, [&](uint64 place) {
@@ -245,7 +254,7 @@ void WindowRun::RankByNumber(ProgressMeter& meter) {
     meter.Step();
     const SortedRows::Start start = rowOrder_->GetStart(place);
     if (start == SortedRows::kNewGroup) functions_.StartGroup();
-    functions_.TakeRank(rowOrder_->HasNull(place), start == SortedRows::kTie);
+    functions_.TakeRank(start == SortedRows::kTie);
     if (!keepsResults_) SetResultNumber(rowOrder_->GetRow(place) + 1);
     KeepResult();
   }

@@ -92,6 +92,8 @@ class WindowRun {
   const bool haveNumbers_;
   /// Of ranks alone: what they rank by.
   const std::vector<PlanSortKey> ranking_;
+  /// Ties alone tell these ranks.
+  const bool ranksByTies_;
   OperatorTimer timer_;
   /// The inputs, behind them the row's number.
   WorkRecord input_;

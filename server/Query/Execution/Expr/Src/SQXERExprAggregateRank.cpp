@@ -122,7 +122,7 @@ void Rank::WriteRank(uint8* record) {
 
 std::vector<Rank::Key> Rank::GetRankingOrder() const {
   std::vector<Key> order;
-  if (!distinctBreakColumns_->empty()) return order;
+  if (isNullRankNull_ || !distinctBreakColumns_->empty()) return order;
   for (const uint16 column : *aggregateColumns_) {
     order.push_back({column, GetSortOrder(order.size())});
   }

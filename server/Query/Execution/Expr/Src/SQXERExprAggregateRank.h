@@ -37,15 +37,15 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
     uint16 column;
     SortOrder_t order;
   };
-  /// All of them, NULL last; none where further columns tell rows apart that tie. Known before
-  /// Bind.
+  /// All of them, NULL last; none where further columns tell rows apart that tie, or a rank may be
+  /// NULL. Known before Bind.
   std::vector<Key> GetRankingOrder() const;
   /// For an owner that hands in the rows of each group in ranking order: no row waits for others,
   /// and the rank is cumulative. To be called once, after Bind.
   void TakeRowsInOrder() { isCumulativeAggregate_ = takesRowsInOrder_ = true; }
-  /// Compute of such a row for an owner that knows of it whether a key is NULL, and whether all of
-  /// them equal those of the row before it.
-  void ComputeInOrder(bool isNull, bool isTie) { RankRow(tempRow_, isNull, isTie); }
+  /// Compute of such a row for an owner that knows whether its keys equal those of the row before
+  /// it. For one key, or keys that are never NULL.
+  void ComputeInOrder(bool isTie) { RankRow(tempRow_, false, isTie); }
 
  protected:
   uint32 rankOffset_ = 0;
