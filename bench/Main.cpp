@@ -45,6 +45,7 @@ class RememberingReporter : public benchmark::ConsoleReporter {
     PrintRatio("bins of equal width in groups of 5", "BinWidthGroupsOf5");
     PrintRatio("bins of equal depth over all rows", "BinDepth");
     PrintRatio("bins of equal depth in groups of 5", "BinDepthGroupsOf5");
+    PrintNodes();
     auto leaf = nanoseconds_.find("Leaf/ExtractInt32");
     auto add = nanoseconds_.find("Two/AddInt32");
     if (leaf == nanoseconds_.end() || add == nanoseconds_.end()) return;
@@ -59,6 +60,26 @@ class RememberingReporter : public benchmark::ConsoleReporter {
   }
 
  private:
+  /// Every node's time for a row, in each way that was measured.
+  void PrintNodes() const {
+    constexpr double kBatchRows = 2048;
+    const auto print = [&](const std::string& name) {
+      const auto found = nanoseconds_.find(name);
+      if (found == nanoseconds_.end()) return std::printf(" %9s", "-");
+      return std::printf(" %9.2f", found->second / kBatchRows);
+    };
+    bool isFirst = true;
+    for (const auto& [name, nanoseconds] : nanoseconds_) {
+      if (!nanoseconds_.contains("Batch/" + name)) continue;
+      if (isFirst)
+        std::printf("%-40s %9s %9s %9s\n", "ns per row", "by row", "by batch", "by hand");
+      isFirst = false;
+      std::printf("%-40s %9.2f", name.c_str(), nanoseconds);
+      print("Batch/" + name);
+      print("Hand/" + name);
+      std::printf("\n");
+    }
+  }
   /// The time through trees to that of the loop written by hand, when both were measured.
   void PrintRatio(const char* label, const std::string& name) const {
     auto trees = nanoseconds_.find("Tree" + name);

@@ -53,6 +53,14 @@ FIVE_WAYS = """
     SELECT SUM(l_price * l_discount) FROM lines
     WHERE l_shipdate >= DATE '1994-01-01' AND l_shipdate < DATE '1995-01-01'
       AND l_discount BETWEEN 0.05 AND 0.07 AND l_quantity < 24"""
+TAXED_BY_TEXTS = """
+    SELECT l_returnflag, l_linestatus, SUM(l_amount * (1 - l_rebate) * (1 + l_duty))
+    FROM lines GROUP BY l_returnflag, l_linestatus"""
+PROMOTION_BY_MONTH = """
+    SELECT EXTRACT(month FROM l_shipdate) AS m,
+           SUM(CASE WHEN l_comment LIKE 'special%' THEN l_price * (1 - l_discount) ELSE 0 END),
+           SUM(l_price * (1 - l_discount))
+    FROM lines GROUP BY EXTRACT(month FROM l_shipdate)"""
 SUMMARY_DOUBLE = _summary("l_price", "l_discount", "l_tax")
 SUMMARY_NUMERIC = _summary("l_amount", "l_rebate", "l_duty")
 
@@ -194,6 +202,37 @@ QUERIES = (
         name="min_max_text",
         what="MIN and MAX of text",
         sql="SELECT MIN(l_comment), MAX(l_comment) FROM lines",
+    ),
+    Query(
+        name="taxed_by_texts",
+        what="product of three numeric by two texts",
+        sql=TAXED_BY_TEXTS,
+    ),
+    Query(
+        name="promotion_by_month",
+        what="CASE over a LIKE by month",
+        sql=PROMOTION_BY_MONTH,
+        spellings={
+            "sqlite": PROMOTION_BY_MONTH.replace(
+                "EXTRACT(month FROM l_shipdate)", "CAST(strftime('%m', l_shipdate) AS INTEGER)"
+            ),
+        },
+    ),
+    Query(
+        name="three_ors",
+        what="filter of three ORs over texts",
+        sql="""SELECT COUNT(*), SUM(l_price) FROM lines
+               WHERE l_region = 'ASIA' AND l_returnflag = 'R'
+                  OR l_region = 'EUROPE' AND l_comment LIKE '%deposits%'
+                  OR l_comment BETWEEN 'pending' AND 'quickly'
+                  OR l_region < 'AMERICA' AND l_comment >= 'slyly'""",
+    ),
+    Query(
+        name="top_100",
+        what="the first 100 by two keys",
+        columns=("k", "p"),
+        sql="""SELECT l_id AS k, l_price AS p FROM lines
+               ORDER BY l_price DESC NULLS LAST, l_id LIMIT 100""",
     ),
 )
 

@@ -28,6 +28,10 @@ const std::map<std::string, HandQuery> kQueries = {
     {"extract_year", &QuantityByYear},
     {"timestampdiff", &DaysBetween},
     {"min_max_text", &MinMaxText},
+    {"taxed_by_texts", &TaxedByTexts},
+    {"promotion_by_month", &PromotionByMonth},
+    {"three_ors", &ThreeOrs},
+    {"top_100", &TopHundred},
 };
 
 class HandEngine : public SuiteEngine {

@@ -47,13 +47,17 @@ Report CountSuppliers(const HandLines& lines);
 Report CountParts(const HandLines& lines);
 Report DaysBetween(const HandLines& lines);
 Report MinMaxText(const HandLines& lines);
+Report ThreeOrs(const HandLines& lines);
 Report ProductByRegion(const HandLines& lines);
 Report SummaryDouble(const HandLines& lines);
 Report SummaryNumeric(const HandLines& lines);
 Report GroupByPart(const HandLines& lines);
 Report MedianBySupplier(const HandLines& lines);
 Report QuantityByYear(const HandLines& lines);
+Report TaxedByTexts(const HandLines& lines);
+Report PromotionByMonth(const HandLines& lines);
 Report RankBySupplier(const HandLines& lines);
 Report RunningSum(const HandLines& lines);
+Report TopHundred(const HandLines& lines);
 
 }  // namespace sqxer::bench

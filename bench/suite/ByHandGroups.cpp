@@ -1,5 +1,6 @@
 // The queries by groups.
 #include <algorithm>
+#include <array>
 
 #include "ByHand.h"
 
@@ -185,6 +186,61 @@ Report QuantityByYear(const HandLines& lines) {
     groups.ForEach([&](int32_t year, const Group& group) {
       rows.push_back({std::to_string(year), group.quantity.Text()});
     });
+    return rows;
+  };
+}
+
+Report TaxedByTexts(const HandLines& lines) {
+  struct Group {
+    uint64_t rows = 0;
+    NullableSum<int64_t> taxed;
+  };
+  FlagGroups<Group> groups;
+  for (std::size_t i = 0; i < lines.count; ++i) {
+    Group& group = groups.At(lines.returnFlag[i], lines.lineStatus[i]);
+    ++group.rows;
+    if (lines.amount.IsNull(i) || lines.rebate.IsNull(i)) continue;
+    group.taxed.Add(lines.amount[i] * (100 - lines.rebate[i]) * (100 + lines.duty[i]));
+  }
+  return [groups] {
+    return groups.ToRows([](const Group& group) {
+      return std::vector<std::optional<std::string>>{group.taxed.Text(1e6)};
+    });
+  };
+}
+
+Report PromotionByMonth(const HandLines& lines) {
+  struct Group {
+    uint64_t rows = 0;
+    NullableSum<double> promoted, all;
+  };
+  std::array<Group, 13> groups;  // by month, those of no month first
+  for (std::size_t i = 0; i < lines.count; ++i) {
+    unsigned month = 0;
+    if (!lines.shipped.IsNull(i)) {
+      const std::chrono::sys_days day{std::chrono::days(lines.shipped[i])};
+      month = static_cast<unsigned>(std::chrono::year_month_day(day).month());
+    }
+    Group& group = groups[month];
+    ++group.rows;
+    const bool isPromoted = !lines.comment.IsNull(i) && lines.comment[i].starts_with("special");
+    const bool hasPrice = !lines.price.IsNull(i) && !lines.discount.IsNull(i);
+    const double reduced = lines.price[i] * (1 - lines.discount[i]);
+    if (hasPrice) group.all.Add(reduced);
+    if (!isPromoted) {
+      group.promoted.Add(0);
+    } else if (hasPrice) {
+      group.promoted.Add(reduced);
+    }
+  }
+  return [groups] {
+    Rows rows;
+    for (std::size_t month = 0; month < groups.size(); ++month) {
+      const Group& group = groups[month];
+      if (group.rows == 0) continue;
+      rows.push_back({std::nullopt, group.promoted.Text(), group.all.Text()});
+      if (month != 0) rows.back()[0] = std::to_string(month);
+    }
     return rows;
   };
 }

@@ -150,4 +150,28 @@ Report MinMaxText(const HandLines& lines) {
   };
 }
 
+Report ThreeOrs(const HandLines& lines) {
+  constexpr std::string_view kWord = "deposits";
+  const auto passes = [&](std::size_t i) {
+    const bool hasRegion = !lines.region.IsNull(i);
+    const std::string_view region = lines.region[i];
+    if (hasRegion && region == "ASIA" && lines.returnFlag[i] == 'R') return true;
+    if (lines.comment.IsNull(i)) return false;
+    const std::string_view text = lines.comment[i];
+    if (text >= "pending" && text <= "quickly") return true;
+    if (!hasRegion) return false;
+    if (region < "AMERICA" && text >= "slyly") return true;
+    return region == "EUROPE" &&
+           memmem(text.data(), text.size(), kWord.data(), kWord.size()) != nullptr;
+  };
+  uint64_t count = 0;
+  NullableSum<double> sum;
+  for (std::size_t i = 0; i < lines.count; ++i) {
+    if (!passes(i)) continue;
+    ++count;
+    if (!lines.price.IsNull(i)) sum.Add(lines.price[i]);
+  }
+  return [count, sum] { return Rows{{std::to_string(count), sum.Text()}}; };
+}
+
 }  // namespace sqxer::bench

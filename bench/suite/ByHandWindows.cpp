@@ -1,4 +1,4 @@
-// The queries that keep every row.
+// The queries that order rows.
 #include <algorithm>
 #include <functional>
 
@@ -77,6 +77,39 @@ Report RunningSum(const HandLines& lines) {
       std::optional<double> sum;
       if (!line.isNull) sum = static_cast<double>(line.sum);
       digest.Add({{line.id, sum}});
+    }
+    return digest.ToRows();
+  };
+}
+
+Report TopHundred(const HandLines& lines) {
+  constexpr std::size_t kCount = 100;
+  struct Line {
+    double price;
+    int32_t id;
+    bool isNull;
+    bool operator<(const Line& other) const {
+      if (isNull || other.isNull) return isNull == other.isNull ? id < other.id : other.isNull;
+      return price != other.price ? price > other.price : id < other.id;
+    }
+  };
+  std::vector<Line> best;  // a heap with the last one on top
+  for (std::size_t i = 0; i < lines.count; ++i) {
+    const Line line = {lines.price[i], lines.id[i], lines.price.IsNull(i)};
+    if (best.size() == kCount) {
+      if (!(line < best.front())) continue;
+      std::ranges::pop_heap(best, std::less<>());
+      best.pop_back();
+    }
+    best.push_back(line);
+    std::ranges::push_heap(best, std::less<>());
+  }
+  return [best = std::move(best)] {
+    Digest digest(2);
+    for (const Line& line : best) {
+      std::optional<double> price;
+      if (!line.isNull) price = line.price;
+      digest.Add({{line.id, price}});
     }
     return digest.ToRows();
   };

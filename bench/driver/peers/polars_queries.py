@@ -86,6 +86,36 @@ def _running_sum(lines: pl.LazyFrame) -> pl.LazyFrame:
     return ordered.select(col("l_id").alias("k"), total.alias("s"))
 
 
+def _taxed_by_texts(lines: pl.LazyFrame) -> pl.LazyFrame:
+    # The scale of the product, as in the summary.
+    amount = col("l_amount").cast(pl.Decimal(38, 6))
+    taxed = amount * (1 - col("l_rebate")) * (1 + col("l_duty"))
+    return lines.group_by("l_returnflag", "l_linestatus").agg(taxed.sum())
+
+
+def _promotion_by_month(lines: pl.LazyFrame) -> pl.LazyFrame:
+    reduced = col("l_price") * (1 - col("l_discount"))
+    promoted = pl.when(col("l_comment").str.starts_with("special")).then(reduced).otherwise(0)
+    month = col("l_shipdate").dt.month().alias("m")
+    return lines.group_by(month).agg(promoted.sum().alias("promoted"), reduced.sum().alias("all"))
+
+
+def _three_ors(lines: pl.LazyFrame) -> pl.LazyFrame:
+    region, comment = col("l_region"), col("l_comment")
+    passing = lines.filter(
+        ((region == "ASIA") & (col("l_returnflag") == "R"))
+        | ((region == "EUROPE") & comment.str.contains("deposits", literal=True))
+        | comment.is_between(pl.lit("pending"), pl.lit("quickly"))
+        | ((region < "AMERICA") & (comment >= "slyly"))
+    )
+    return passing.select(pl.len(), col("l_price").sum())
+
+
+def _top_100(lines: pl.LazyFrame) -> pl.LazyFrame:
+    rows = lines.select(col("l_id").alias("k"), col("l_price").alias("p"))
+    return rows.sort("p", "k", descending=[True, False], nulls_last=True).head(100)
+
+
 QUERIES: dict[str, Expression] = {
     "sum_of_sums": lambda lines: lines.select((col("l_quantity") + col("l_linenumber")).sum()),
     "product_by_region": lambda lines: (
@@ -123,6 +153,10 @@ QUERIES: dict[str, Expression] = {
     "min_max_text": lambda lines: lines.select(
         col("l_comment").min().alias("least"), col("l_comment").max().alias("greatest")
     ),
+    "taxed_by_texts": _taxed_by_texts,
+    "promotion_by_month": _promotion_by_month,
+    "three_ors": _three_ors,
+    "top_100": _top_100,
 }
 
 FILE_QUERIES: dict[str, Expression] = {
