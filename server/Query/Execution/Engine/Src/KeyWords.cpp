@@ -24,7 +24,7 @@ uint64 WordOfReal(float64 value) {
   return std::isnan(value) ? 0xFFF8000000000000u : word;
 }
 
-/// The place of a texts' beginning: neither 0 nor all bits, which are left to NULL.
+/// The place of a text's beginning: neither 0 nor all bits, which are left to NULL.
 uint64 WordOfPrefix(uint64 prefix) { return (prefix >> 1) + 1; }
 
 const ColumnVector* DictionaryOf(const TableChunk& chunk, uint16 column) {
@@ -41,6 +41,7 @@ BatchText TextAt(const ColumnVector& texts, uint64 row) {
 /// The first eight of a text's characters, if all of them are their own UTF-8; else nothing.
 std::optional<uint64> PlainPrefix(const BatchText& text) {
   uint64 bytes = 0;
+  if (text.length == 0) return bytes;
   std::memcpy(&bytes, text.characters, std::min<uint32>(text.length, sizeof bytes));
   if ((bytes & 0x8080808080808080u) != 0) return std::nullopt;
   if constexpr (std::endian::native == std::endian::little) bytes = __builtin_bswap64(bytes);
@@ -53,6 +54,7 @@ void TrimBlanks(BatchText& text) {
 
 /// A fixed text ends at its first zero character.
 void CutAtZero(BatchText& text) {
+  if (text.length == 0) return;
   if (const void* const zero = std::memchr(text.characters, 0, text.length)) {
     text.length = static_cast<uint32>(static_cast<const uint8*>(zero) - text.characters);
   }
@@ -260,7 +262,7 @@ bool KeyWords::AreBeyond(uint64 word, const BatchVector& vector) const {
   const ColumnBlock* const block = vector.block;
   const bool isComparable = form_ && vector.form == *form_ && vector.scale == scale_;
   if (isText_ || !isComparable || block == nullptr || !block->hasBounds) return false;
-  if (block->nulls > 0 && null_ <= word) return false;
+  if (vector.validity != nullptr && null_ <= word) return false;
   const bool isReal = *form_ == ColumnForm::kFloat32 || *form_ == ColumnForm::kFloat64;
   const bool ascends = flip_ == 0;
   const uint64 best = isReal ? WordOfReal(ascends ? block->real.least : block->real.greatest)
@@ -318,7 +320,8 @@ int KeyWords::CompareTexts(uint64 rowA, uint64 rowB) {
       if (isFixed) CutAtZero(*text);
       TrimBlanks(*text);
     }
-    result = std::memcmp(a.characters, b.characters, std::min(a.length, b.length));
+    const uint32 common = std::min(a.length, b.length);
+    result = common == 0 ? 0 : std::memcmp(a.characters, b.characters, common);
     if (result == 0) result = (a.length > b.length) - (a.length < b.length);
     result = (result > 0) - (result < 0);
   } else {

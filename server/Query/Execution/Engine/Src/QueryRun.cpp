@@ -219,7 +219,11 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
   if (windows_) windows_->Begin(windowsSortNumbers_);
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
-  if (sortsNumbers_) rowOrder_->Begin();
+  if (sortsNumbers_) {
+    rowOrder_->Begin();
+  } else if (rowOrder_) {
+    rowOrder_->Release();
+  }
 }
 
 void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), resultRecord_.GetLayout()); }

@@ -113,6 +113,8 @@ void WindowRun::Begin(bool byBatches) {
   sortedRows_.reset();
   if (!IsSorted()) return;
   if (byBatches) return rowOrder_->Begin();
+  // What batches have left that were given up.
+  if (rowOrder_) rowOrder_->Release();
   sortedRows_.emplace(input_.GetSize(), timer_, false, true);
   sortedRows_->SetRowIdSorterMetadata(order_, input_.GetLayout());
   sortedRows_->BeginInput();
