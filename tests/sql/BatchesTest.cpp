@@ -464,5 +464,117 @@ TEST_F(Batches, TakeTheBranchOfEachRow) {
   }
 }
 
+/// ORDER BY and windows by the numbers of rows: keys of all types in all directions, ties, and rows
+/// that are found to need the other way when many have been taken in.
+TEST_F(Batches, SortAsRowsDo) {
+  const char* const asked = std::getenv("SQXER_BATCH_CASES");
+  const int cases = asked != nullptr ? std::atoi(asked) : 600;
+  const std::vector<std::string> examples = Examples();
+  const std::vector<std::string> computed = {"i % 7",         "n * small",     "-e",
+                                             "i + 1",         "UPPER(s)",      "day + 1",
+                                             "100 / (i - 3)", "CAST(d AS int)"};
+  const std::vector<std::string> functions = {
+      "RANK() OVER (PARTITION BY # ORDER BY #@)",
+      "RANK() OVER (ORDER BY #@, #@)",
+      "SUM(small) OVER (PARTITION BY # ORDER BY #@, #@ ROWS UNBOUNDED PRECEDING)",
+      "SUM(e) OVER (PARTITION BY #, #)",
+      "MAX(w) OVER (PARTITION BY #)",
+      "MAX(s) OVER (ORDER BY #@ ROWS UNBOUNDED PRECEDING)",
+      "SUM(i) OVER (ORDER BY #@, #@ ROWS 3 PRECEDING)",
+      "NTILE(3) OVER (PARTITION BY # ORDER BY e)",
+      "LISTAGG(s) OVER (PARTITION BY #)",
+      "COUNT(*) OVER (PARTITION BY # ORDER BY #@ ROWS UNBOUNDED PRECEDING)",
+  };
+  const std::vector<std::string> directions = {
+      "", " DESC", " NULLS FIRST", " DESC NULLS FIRST", " NULLS LAST", " DESC NULLS LAST"};
+  const auto key = [&] {
+    if (random_() % 6 == 0) return Pick(computed);
+    return std::string(kColumns[random_() % kColumns.size()].name);
+  };
+  const auto withKeys = [&](const std::string& text) {
+    std::string out;
+    for (const char c : text)
+      out += c == '#' ? key() : c == '@' ? Pick(directions) : std::string(1, c);
+    return out;
+  };
+  for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
+    const char* const comparison = i % 5 == 3 ? "off" : "on";
+    const char* const locale = i % 11 == 5 ? "sv_SE" : "";
+    for (Session* const session : {&rows_, &batches_}) {
+      session->Set("CaseSensitiveCompare", comparison);
+      session->Set("Locale", locale);
+      session->Set("GroupMemory", i % 4 == 1 ? "2000" : "256MiB");
+    }
+    const std::string where =
+        random_() % 2 == 0
+            ? " WHERE " + Pick(std::vector<std::string>{"i > 0", "small <> 3", "w LIKE 're%'"})
+            : "";
+    const std::string limit = random_() % 2 == 0
+                                  ? " LIMIT " + std::to_string(random_() % 60) + " OFFSET " +
+                                        std::to_string(random_() % 3 * 7)
+                                  : "";
+    const std::string order = withKeys(" ORDER BY #@") +
+                              (random_() % 3 != 0 ? withKeys(", #@") : "") +
+                              (random_() % 3 == 0 ? withKeys(", #@") : "");
+    if (random_() % 2 == 0) {
+      const std::string value = random_() % 3 == 0 ? WithColumns(Pick(examples), random_) : key();
+      ExpectEqual("SELECT i, w, (" + value + ") FROM t" + where + order + limit);
+    } else {
+      ExpectEqual("SELECT i, c, " + withKeys(Pick(functions)) + ", " + withKeys(Pick(functions)) +
+                  " FROM t" + where + (random_() % 3 == 0 ? order + limit : ""));
+    }
+  }
+}
+
+/// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
+TEST_F(Batches, SortManyRowsAsRowsDo) {
+  std::string text = "id,few,many,skewed,near,wide,amount,day,word,z\n";
+  constexpr int kManyRows = 30'000;
+  for (int row = 0; row < kManyRows; ++row) {
+    const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
+    const auto orNull = [&](std::string value) { return random_() % 50 == 0 ? "" : value; };
+    text += std::to_string(row) + "," + orNull(number(7)) + "," + number(1u << 31) + ",";
+    text += (random_() % 100 == 0 ? number(1u << 30) : number(3)) + ",";
+    // These differ in their last bits alone.
+    text += "1.00000000000" + number(1000) + "e0,";
+    text += orNull("-" + number(1000) + "." + number(1u << 31) + "e" + number(200)) + ",";
+    text += orNull(number(100'000) + "." + number(100)) + ",";
+    text += orNull("19" + std::to_string(10 + random_() % 80) + "-0" +
+                   std::to_string(1 + random_() % 9) + "-11") +
+            ",";
+    text += orNull("the same beginning of " + number(900) + (random_() % 2 == 0 ? " " : "")) + ",";
+    text += "2001-01-01 0" + number(10) + ":00:00." + number(1'000'000) + "\n";
+  }
+  folder_.Write("many.csv", text);
+  const std::vector<std::string> orders = {
+      "few, many",
+      "skewed DESC",
+      "skewed, near DESC",
+      "near, skewed",
+      "wide DESC, near",
+      "day, word, few",
+      "word DESC, id",
+      "z, amount, near, wide",
+      "few NULLS FIRST, wide",
+      "amount DESC, day",
+      "many",
+      "near DESC, wide, amount",
+      "id DESC",
+  };
+  for (const std::string& order : orders) {
+    QueryRun::SetBatchRows(kMostBatchRows);
+    const std::string all = " FROM many ORDER BY " + order;
+    const std::string rank = ", RANK() OVER (PARTITION BY few ORDER BY " + order + ")" +
+                             ", SUM(many) OVER (PARTITION BY skewed ORDER BY " + order +
+                             " ROWS UNBOUNDED PRECEDING) FROM many";
+    for (const std::string& sql :
+         {"SELECT id, word" + all, "SELECT id" + all + " LIMIT 100 OFFSET 9",
+          "SELECT id" + all + " LIMIT 9000", "SELECT id" + rank}) {
+      // All rows of both would be a long message.
+      ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace sqxer::test

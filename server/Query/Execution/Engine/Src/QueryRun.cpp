@@ -93,11 +93,19 @@ void QueryRun::BindWindows() {
   windows_.emplace(plan_.windows, SourceRecord(), fields - plan_.windowResults.size(),
                    plan_.grouped ? WindowSet::Source::kGroups : WindowSet::Source::kScan,
                    table_ != nullptr && !plan_.grouped);
+  if (CanLookUpRows() && !windows_->AreImmediate()) {
+    windows_->PrepareBatches(*table_, plan_.scanColumns);
+  }
 }
 
 void QueryRun::BindOutputs() {
   BindAll(plan_.outputs, SourceRecord(), resultRecord_, outputs_);
   if (batch_ && !plan_.grouped && plan_.windows.empty()) BindBatchOutputs();
+  if (windows_ && windows_->CanTakeBatches()) {
+    std::vector<FieldWriter*> readers;
+    for (FieldWriter& output : outputs_) readers.push_back(&output);
+    lookup_.emplace(*table_, plan_.scanColumns, scanRecord_, readers);
+  }
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
                       noAggregates_, settings_->GetSwitches().groupMemory_, 0);
@@ -110,6 +118,29 @@ void QueryRun::BindOutputs() {
   if (plan_.limit && *plan_.limit <= std::numeric_limits<uint64>::max() - plan_.offset) {
     sorter_->SetRecordLimit(*plan_.limit + plan_.offset);
   }
+  if (CanLookUpRows() && !windows_ && !distinct_) BindRowOrder();
+}
+
+void QueryRun::BindRowOrder() {
+  std::vector<SortedRows::Key> keys;
+  for (const PlanSortKey& key : plan_.order) {
+    FieldWriter& output = outputs_[static_cast<std::size_t>(key.column)];
+    keys.push_back({&output.GetTree(), output.GetColumn().type, key.order, key.nulls});
+  }
+  if (!SortedRows::CanTake(keys, *table_, plan_.scanColumns)) return;
+  uint64 limit = 0;
+  if (plan_.limit && *plan_.limit <= table_->rowCount && plan_.offset <= table_->rowCount) {
+    limit = *plan_.limit + plan_.offset;
+  }
+  rowOrder_.emplace(keys, std::nullopt, *table_, plan_.scanColumns);
+  rowOrder_->SetLimit(limit);
+  if (rowOrder_->CountBytes() > SortedRows::GetMostBytes(settings_->GetSwitches().groupMemory_)) {
+    rowOrder_.reset();
+    return;
+  }
+  const auto visible = static_cast<std::size_t>(plan_.visibleOutputs);
+  lateOutputs_.emplace(*table_, plan_.scanColumns, scanRecord_, outputs_, resultRecord_,
+                       [visible](std::size_t output) { return output < visible; });
 }
 
 void QueryRun::BindBatchOutputs() {
@@ -139,10 +170,14 @@ RunPhase QueryRun::AfterWindows() const {
 void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
-  Start(sink);
+  Start(sink, true);
   if (EmitsWhileScanning() || WantsNothing()) BeginResult();
   if (!WantsNothing()) {
     ScanRows();
+    if (isOrderGivenUp_) {
+      Start(sink, false);
+      ScanRows();
+    }
     // A scan that ends in TypeRefuted must not have been seen.
     if (!EmitsWhileScanning()) BeginResult();
     const auto emitGroup = [this] { return EmitGroup(); };
@@ -152,19 +187,27 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
     }
     if (windows_) EmitWindowRows();
     if (distinct_) distinct_->EmitSorted([this] { return Deliver(); }, meter_, AfterDistinct());
-    if (sorter_) EmitSortedRows();
+    if (sortsNumbers_) {
+      EmitRowsByNumber();
+    } else if (sorter_) {
+      EmitSortedRows();
+    }
   }
   sink.End();
 }
 
-void QueryRun::Start(ResultSink& sink) {
+void QueryRun::Start(ResultSink& sink, bool byNumbers) {
   sink_ = &sink;
   row_ = sorted_ = skipped_ = passed_ = 0;
   failedBatches_ = 0;
   groupsTakeBatches_ = batch_ && groupBatch_;
   // Rows that nothing sorts out before they are taken are taken as they are.
   outputsTakeBatches_ = !batchOutputs_.empty();
-  const bool usesBatches = filter_ || groupsTakeBatches_ || outputsTakeBatches_;
+  sortsNumbers_ = byNumbers && batch_ && rowOrder_;
+  windowsSortNumbers_ = byNumbers && batch_ && windows_ && windows_->CanTakeBatches();
+  isOrderGivenUp_ = false;
+  const bool usesBatches =
+      filter_ || groupsTakeBatches_ || outputsTakeBatches_ || sortsNumbers_ || windowsSortNumbers_;
   batchRows_ = batch_ && usesBatches ? batchRows : 0;
   if (batchRows_ != 0) batch_->StartRun();
   if (groups_) {
@@ -173,9 +216,14 @@ void QueryRun::Start(ResultSink& sink) {
     if (groupsTakeBatches_) groupBatch_->Start();
     if (groupKeys_.empty()) groups_->OpenGroup();
   }
-  if (windows_) windows_->Begin();
+  if (windows_) windows_->Begin(windowsSortNumbers_);
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
+  if (sortsNumbers_) {
+    rowOrder_->Begin();
+  } else if (rowOrder_) {
+    rowOrder_->Release();
+  }
 }
 
 void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), resultRecord_.GetLayout()); }
@@ -218,7 +266,13 @@ bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
 
 bool QueryRun::ScanBatch(uint64 first, uint32 count) {
   BatchRows rows = batch_->Take(first, count);
-  if (!FilterBatch(rows)) {
+  const bool isFiltered = FilterBatch(rows);
+  if (sortsNumbers_ || windowsSortNumbers_) {
+    meter_.Step(count);
+    isOrderGivenUp_ = !isFiltered || !AddBatchToOrder(firstRow_ - 1 + first, rows);
+    return !isOrderGivenUp_;
+  }
+  if (!isFiltered) {
     ++failedBatches_;
     for (uint32 i = 0; i < count; ++i) {
       if (!ScanRow(first + i)) return false;
@@ -269,6 +323,18 @@ bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
   // An error from here on is one.
   groupBatch_->TakeRows(rows, firstRow);
   return true;
+}
+
+bool QueryRun::AddBatchToOrder(uint64 first, const BatchRows& rows) {
+  try {
+    if (windowsSortNumbers_) return windows_->AddBatch(rows, first);
+    if (!lateOutputs_->Admit(rows) || !rowOrder_->Add(rows, first)) return false;
+    sorted_ += rows.GetWanted();
+    return true;
+  } catch (const ErrorMessage&) {
+    // The rows tell it.
+    return false;
+  }
 }
 
 bool QueryRun::EvaluateOutputs(const BatchRows& rows) {
@@ -381,9 +447,14 @@ void QueryRun::EmitWindowRows() {
   if (windows_->AreImmediate()) return;
   windows_->EndInput(meter_);
   meter_.Start(AfterWindows(), windows_->CountRows());
+  if (windowsSortNumbers_) lookup_->Begin();
   while (const uint64 row = windows_->Next()) {
     meter_.Step();
-    if (!plan_.grouped) FillAgain(row);
+    if (windowsSortNumbers_) {
+      lookup_->Fill(row - 1);
+    } else if (!plan_.grouped) {
+      FillAgain(row);
+    }
     windows_->WriteResults(row);
     if (!Emit(row)) return;
   }
@@ -414,6 +485,16 @@ void QueryRun::EmitSortedRows() {
     meter_.Step();
     if (!Pass()) return;
   }
+}
+
+void QueryRun::EmitRowsByNumber() {
+  rowOrder_->Sort();
+  meter_.Start(RunPhase::kWriting, rowOrder_->GetCount());
+  lateOutputs_->ForEach(*rowOrder_, [this](uint64) {
+    meter_.Step();
+    return Pass();
+  });
+  rowOrder_->Release();
 }
 
 }  // namespace sqxer

@@ -48,12 +48,16 @@ class QueryRun {
   void BindGroups();
   void BindWindows();
   void BindOutputs();
+  void BindRowOrder();
+  /// Whether the rows of the scan can be looked up again by their numbers, and are repeatable.
+  bool CanLookUpRows() const { return batch_ && !hasRest_ && !documents_ && !plan_.grouped; }
   /// What outputs and windows read.
   WorkRecord& SourceRecord() { return plan_.grouped ? groupRecord_ : scanRecord_; }
   /// The number that errors of a row carry.
   uint64 ErrorRow(uint64 row) const { return table_ != nullptr ? row : kNoRowNumber; }
 
-  void Start(ResultSink& sink);
+  /// `byNumbers`: rows are sorted by their numbers where that can be.
+  void Start(ResultSink& sink, bool byNumbers);
   void BeginResult();
   void ScanRows();
   /// Makes a chunk the current one, whose first row has a number (from 1).
@@ -72,6 +76,7 @@ class QueryRun {
   /// What becomes of a batch. False when it is to be done row by row.
   bool FilterBatch(BatchRows& rows);
   bool AddBatchToGroups(const BatchRows& rows);
+  bool AddBatchToOrder(uint64 first, const BatchRows& rows);
   bool EvaluateOutputs(const BatchRows& rows);
   /// The evaluated outputs; false when no further row is wanted.
   bool EmitBatch(uint64 first, const BatchRows& rows);
@@ -88,6 +93,7 @@ class QueryRun {
   bool Pass();
   void EmitWindowRows();
   void EmitSortedRows();
+  void EmitRowsByNumber();
   uint64 CountScannedRows() const {
     return hasRest_ ? kUnknownRows : table_ != nullptr ? table_->rowCount : 1;
   }
@@ -127,6 +133,11 @@ class QueryRun {
   WorkRecord noInput_;
   OperatorTimer timer_;
   std::optional<SqrtSorter> sorter_;
+  /// In the place of the sorter: the numbers of the rows, whose outputs are evaluated late.
+  std::optional<SortedRows> rowOrder_;
+  std::optional<LateWriters> lateOutputs_;
+  /// Gives the outputs the rows that windows took in by batches.
+  std::optional<RowLookup> lookup_;
 
   ResultSink* sink_ = nullptr;
   ProgressMeter meter_;
@@ -135,6 +146,11 @@ class QueryRun {
   uint32 batchRows_ = 0;
   bool groupsTakeBatches_ = false;
   bool outputsTakeBatches_ = false;
+  /// Batches go to the order of the result's rows, or to windows, by their numbers.
+  bool sortsNumbers_ = false;
+  bool windowsSortNumbers_ = false;
+  /// Some row cannot be sorted so: all of them are to come again.
+  bool isOrderGivenUp_ = false;
   uint32 failedBatches_ = 0;
   std::vector<uint16> passing_;
   std::vector<BatchVector> keyVectors_;

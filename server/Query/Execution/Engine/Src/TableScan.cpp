@@ -15,6 +15,8 @@ bool IsVaryingText(XeDataType type) { return type == XeVarCharData || type == Xe
 
 /// How a row of a column is copied: by the form that the column has and the field.
 struct TableScan::Copies {
+  static void Nothing(const Column&, uint64) {}
+
   template <Copy copyValue>
   static void Nullable(const Column& column, uint64 row) {
     const bool isNull = (column.validity[row / 64] >> row % 64 & 1) == 0;
@@ -101,7 +103,11 @@ struct TableScan::Copies {
 
 TableScan::TableScan(const TableSchema& schema, const std::vector<uint16>& columns,
                      WorkRecord& target)
-    : indexes_(columns), target_(target), prepared_(columns.size()) {
+    : TableScan(schema, columns, target, std::vector<bool>(columns.size(), true)) {}
+
+TableScan::TableScan(const TableSchema& schema, const std::vector<uint16>& columns,
+                     WorkRecord& target, std::vector<bool> fields)
+    : indexes_(columns), fields_(std::move(fields)), target_(target), prepared_(columns.size()) {
   for (std::size_t i = 0; i < indexes_.size(); ++i) {
     const ColumnInfo& source = schema.columns.at(indexes_[i]);
     const XeFieldDescriptor& field = target_.GetField(i);
@@ -126,11 +132,40 @@ void TableScan::Enter(const TableChunk& chunk) {
     column.validity = column.vector->validity;
     column.offsets = column.vector->offsets;
     column.scale = column.vector->scale;
-    if (column.validity == nullptr && target_.GetField(i).IsNullable()) *column.targetNull = 0;
     prepared_[i] = Prepared();
-    column.copy = ChooseCopy(column, prepared_[i]);
+    const bool isText = column.offsets != nullptr;
+    column.rows = isText ? column.offsets : column.values;
+    column.rowBytes = isText                      ? column.vector->offsetWidth
+                      : column.vector->dictionary ? column.vector->codeWidth
+                                                  : WidthOfForm(column.vector->form);
+    column.copy = fields_[i] ? ChooseCopy(column, prepared_[i]) : &Copies::Nothing;
+    if (!fields_[i]) column.rowBytes = 0;
     column.prepared = prepared_[i].bytes.data();
     column.starts = prepared_[i].starts.data();
+  }
+  Resume();
+}
+
+void TableScan::Resume() {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const bool setsNoNull = fields_[i] && columns_[i].validity == nullptr;
+    if (setsNoNull && target_.GetField(i).IsNullable()) *columns_[i].targetNull = 0;
+  }
+}
+
+bool TableScan::HasTexts() const {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (columns_[i].offsets != nullptr && fields_[i]) return true;
+  }
+  return false;
+}
+
+void TableScan::PrefetchTexts(uint64 row) const {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const Column& column = columns_[i];
+    if (column.offsets == nullptr || !fields_[i]) continue;
+    __builtin_prefetch(column.values +
+                       column.vector->GetOffset(row) * WidthOfForm(column.vector->form));
   }
 }
 

@@ -14,6 +14,9 @@ class TableScan {
   /// The fields of `target` are the columns of the table with the given indexes. The target must
   /// outlive the scan.
   TableScan(const TableSchema& schema, const std::vector<uint16>& columns, WorkRecord& target);
+  /// Rows fill the fields that are marked in `fields`, and leave all others as they are.
+  TableScan(const TableSchema& schema, const std::vector<uint16>& columns, WorkRecord& target,
+            std::vector<bool> fields);
 
   /// Goes to a chunk of the table, which must stay until the next one is entered.
   void Enter(const TableChunk& chunk);
@@ -21,6 +24,16 @@ class TableScan {
   void Fill(uint64 row) {
     for (const Column& column : columns_) column.copy(column, row);
   }
+  /// Goes on with the chunk that was entered, after another scan has filled the same record.
+  void Resume();
+  /// Fetches what Fill of the row will copy into the caches: values, codes and where texts begin;
+  /// then, some time later, the texts.
+  void PrefetchValues(uint64 row) const {
+    for (const Column& column : columns_) __builtin_prefetch(column.rows + row * column.rowBytes);
+  }
+  void PrefetchTexts(uint64 row) const;
+  /// Whether the chunk has texts that PrefetchTexts fetches.
+  bool HasTexts() const;
   /// Puts an entry of the dictionary that a column has in the chunk into its field, or the day of
   /// that number, or NULL.
   void FillValue(std::size_t field, int64 value, bool isNull);
@@ -40,6 +53,9 @@ class TableScan {
     const uint8* values;
     const uint64* validity;
     const uint8* offsets;
+    /// What stands side by side for all rows, values or offsets, and how wide it is.
+    const uint8* rows;
+    uint32 rowBytes;
     uint8* target;
     uint8* targetNull;
     /// Bytes of a value of fixed width in the record, without a terminator.
@@ -65,6 +81,7 @@ class TableScan {
                            bool isFixed);
 
   const std::vector<uint16> indexes_;
+  const std::vector<bool> fields_;
   WorkRecord& target_;
   std::vector<Column> columns_;
   std::vector<Prepared> prepared_;

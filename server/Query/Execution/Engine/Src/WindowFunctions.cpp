@@ -1,5 +1,7 @@
 #include "WindowFunctions.h"
 
+#include <algorithm>
+
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -18,16 +20,17 @@ FunctionKind KindOf(const PlanAggregate& function) {
 }
 
 WindowFunctions::WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRecord& input,
-                                 WorkRecord& row, WorkRecord& group)
+                                 WorkRecord& row, WorkRecord& group, bool areRanks)
     : inputSize_(input.GetSize()), row_(row), group_(group) {
   std::size_t rowField = 0;
   std::size_t groupField = 0;
   for (const PlanAggregate& planned : plan) {
-    const FunctionKind kind = KindOf(planned);
+    const FunctionKind kind = areRanks ? FunctionKind::kCumulative : KindOf(planned);
     const bool isPerGroup = kind == FunctionKind::kPerGroup;
     std::size_t& field = isPerGroup ? groupField : rowField;
     Function function{BindPlanned(planned, input, isPerGroup ? group : row, field)};
     Aggregate& aggregate = *function.aggregate;
+    if (areRanks) static_cast<Rank&>(aggregate).TakeRowsInOrder();
     inPlanOrder_.push_back(&aggregate);
     if (kind == FunctionKind::kPerRow && aggregate.NeedNullFiltering()) {
       XE_ASSERT(planned.results.size() == 1 && row.GetField(field).IsNullable());
@@ -41,6 +44,16 @@ WindowFunctions::WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRec
                                                     : perRow_;
     alike.push_back(std::move(function));
   }
+}
+
+bool WindowFunctions::Reads(std::size_t field) const {
+  return std::ranges::any_of(inPlanOrder_, [&](const Aggregate* function) {
+    const auto isIn = [&](const UInt16Vector* columns) {
+      return std::ranges::find(*columns, field) != columns->end();
+    };
+    return isIn(function->GetAggregateColumns()) || isIn(function->GetControlBreakColumns()) ||
+           isIn(function->GetDistinctBreakColumns());
+  });
 }
 
 void WindowFunctions::StartGroup() {
@@ -68,6 +81,14 @@ void WindowFunctions::Take(uint8* input) {
     if (!isLeftOut) compute(function);
   });
   ForEachAggregate(perGroup_, compute);
+}
+
+void WindowFunctions::TakeRank(bool isTie) {
+  for (Function& function : cumulative_) {
+    Rank& rank = static_cast<Rank&>(*function.aggregate);
+    rank.ComputeInOrder(isTie);
+    rank.Output(row_.GetData());
+  }
 }
 
 void WindowFunctions::EndGroup() {

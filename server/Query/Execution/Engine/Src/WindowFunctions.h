@@ -23,8 +23,9 @@ class WindowFunctions {
  public:
   /// They read `input` records. The per-group ones write the first fields of `group`, the others
   /// those of `row`, each in the plan's order.
+  /// `areRanks`: all are ranks, and rows come in ranking order.
   WindowFunctions(const std::vector<PlanAggregate>& plan, WorkRecord& input, WorkRecord& row,
-                  WorkRecord& group);
+                  WorkRecord& group, bool areRanks);
 
   /// All results of a row are there when Take returns.
   bool AreCumulative() const { return perRow_.empty() && perGroup_.empty(); }
@@ -32,11 +33,15 @@ class WindowFunctions {
   bool WriteOnTake() const { return !cumulative_.empty() || leaveNullsOut_; }
   /// In the plan's order.
   Aggregate& Get(std::size_t index) { return *inPlanOrder_[index]; }
+  /// Whether some function reads a field of the input records.
+  bool Reads(std::size_t field) const;
 
   /// The calls for one group: StartGroup, Take for each row, EndGroup, OutputRow for each row in
   /// the same order.
   void StartGroup();
   void Take(uint8* input);
+  /// In the place of Take where all functions are ranks: see Rank::ComputeInOrder.
+  void TakeRank(bool isTie);
   void EndGroup();
   void OutputRow() {
     if (!perRow_.empty()) OutputRows();

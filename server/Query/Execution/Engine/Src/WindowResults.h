@@ -40,6 +40,7 @@ class WindowResults {
   /// Per-group functions write the first fields of the one, the others those of the other.
   WorkRecord& GetGroup() { return *group_; }
   WorkRecord& GetRow() { return *row_; }
+  const WorkRecord& GetRow() const { return *row_; }
   /// Where the row's number stands in the row record, and the order of row records by it.
   uint8* GetRowNumber() { return rowNumber_; }
   KeySet GetRowOrder() const;

@@ -1,8 +1,10 @@
 #include "WindowRun.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "RecordKeys.h"
+#include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -14,8 +16,40 @@ std::vector<ColumnInfo> InputFields(const PlanWindow& plan) {
   return fields;
 }
 
-KeySet RowOrder(const PlanWindow& plan, const WorkRecord& input, KeySet partition) {
-  AddSortKeys(plan.order, input, partition);
+/// Row records up to this size are kept side by side for all rows.
+constexpr uint32 kMostKeptBytes = 64;
+
+/// What the functions rank by, where all of them are ranks, by the same keys.
+std::vector<PlanSortKey> RankingOf(const PlanWindow& plan) {
+  std::vector<PlanSortKey> ranking;
+  const auto isSame = [](const PlanSortKey& a, const PlanSortKey& b) {
+    return a.column == b.column && a.order == b.order && a.nulls == b.nulls;
+  };
+  for (const PlanAggregate& function : plan.functions) {
+    const std::unique_ptr<Aggregate> aggregate = function.make();
+    auto* const rank = dynamic_cast<Rank*>(aggregate.get());
+    if (rank == nullptr || rank->NeedNullFiltering()) return {};
+    std::vector<PlanSortKey> keys;
+    for (const Rank::Key& key : rank->GetRankingOrder()) keys.push_back({key.column, key.order});
+    if (&function != &plan.functions.front() && !std::ranges::equal(keys, ranking, isSame)) {
+      return {};
+    }
+    ranking = std::move(keys);
+  }
+  return ranking;
+}
+
+/// Whether rows tie where their keys are equal, NULL or not.
+bool AreTiesEqual(const std::vector<PlanSortKey>& ranking, const PlanWindow& plan) {
+  const auto isNullable = [&](const PlanSortKey& key) {
+    return plan.inputs[static_cast<std::size_t>(key.column)].result.nullable;
+  };
+  return ranking.size() == 1 || (!ranking.empty() && std::ranges::none_of(ranking, isNullable));
+}
+
+KeySet OrderOfRows(const std::vector<PlanSortKey>& order, const WorkRecord& input,
+                   KeySet partition) {
+  AddSortKeys(order, input, partition);
   return partition;
 }
 
@@ -24,26 +58,63 @@ KeySet RowOrder(const PlanWindow& plan, const WorkRecord& input, KeySet partitio
 WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResult,
                      bool haveNumbers)
     : plan_(plan),
+      source_(source),
       haveNumbers_(haveNumbers),
+      ranking_(RankingOf(plan)),
+      ranksByTies_(AreTiesEqual(ranking_, plan)),
       input_(InputFields(plan)),
       inputNumber_(LastField(input_).GetDataOffset()),
       partition_(KeysOfFirstFields(input_, static_cast<std::size_t>(plan.partitionKeys))),
-      order_(RowOrder(plan, input_, partition_)),
+      order_(OrderOfRows(GetOrder(), input_, partition_)),
       results_(plan, IsSorted(), source, firstResult, timer_),
-      functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup()),
+      functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup(), !ranking_.empty()),
+      resultBytes_(LastField(results_.GetRow()).GetDataOffset()),
       recordsWait_(functions_.WriteOnTake()),
       waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
   BindAll(plan.inputs, source, input_, inputs_);
 }
 
-void WindowRun::Begin() {
+void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {
+  if (!IsSorted()) return;
+  std::vector<SortedRows::Key> keys;
+  const auto add = [&](std::size_t input, SortOrder_t order, NullOrder_t nulls) {
+    FieldWriter& writer = inputs_[input];
+    keys.push_back({&writer.GetTree(), writer.GetColumn().type, order, nulls});
+  };
+  const auto partitionKeys = static_cast<std::size_t>(plan_.partitionKeys);
+  for (std::size_t i = 0; i < partitionKeys; ++i) add(i, kAscending, kNullsLast);
+  for (const PlanSortKey& key : GetOrder()) {
+    add(static_cast<std::size_t>(key.column), key.order, key.nulls);
+  }
+  const bool areRepeatable = std::ranges::all_of(
+      inputs_, [](FieldWriter& writer) { return IsRepeatable(writer.GetTree()); });
+  if (!areRepeatable || !SortedRows::CanTake(keys, table, columns)) return;
+  const RecordPacker& packer = results_.GetRow().GetPacker();
+  keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptBytes;
+  rowOrder_.emplace(keys, partitionKeys, table, columns);
+  const uint64 bytes =
+      rowOrder_->CountBytes() + (keepsResults_ ? table.rowCount * resultBytes_ : 0);
+  if (bytes > SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_)) {
+    rowOrder_.reset();
+    return;
+  }
+  lateInputs_.emplace(table, columns, source_, inputs_, input_,
+                      [this](std::size_t input) { return functions_.Reads(input); });
+}
+
+void WindowRun::Begin(bool byBatches) {
+  byBatches_ = byBatches;
+  place_ = returned_ = 0;
   isOpen_ = false;
   waiting_.BeginInput();
   results_.Begin();
   sortedResults_.reset();
   sortedRows_.reset();
   if (!IsSorted()) return;
+  if (byBatches) return rowOrder_->Begin();
+  // What batches have left that were given up.
+  if (rowOrder_) rowOrder_->Release();
   sortedRows_.emplace(input_.GetSize(), timer_, false, true);
   sortedRows_->SetRowIdSorterMetadata(order_, input_.GetLayout());
   sortedRows_->BeginInput();
@@ -51,6 +122,15 @@ void WindowRun::Begin() {
 
 void WindowRun::ReadInputs(uint64 row) {
   AtRow(haveNumbers_ ? row : kNoRowNumber, [this] { WriteAll(inputs_); });
+  SetNumber(row);
+}
+
+void WindowRun::SetResultNumber(uint64 row) {
+  const auto number = static_cast<RowNumber>(row);
+  std::memcpy(results_.GetRowNumber(), &number, sizeof number);
+}
+
+void WindowRun::SetNumber(uint64 row) {
   const auto number = static_cast<RowNumber>(row);
   std::memcpy(input_.GetData() + inputNumber_, &number, sizeof number);
 }
@@ -64,8 +144,14 @@ void WindowRun::Add(uint64 row) {
   }
 }
 
+bool WindowRun::AddBatch(const BatchRows& rows, uint64 firstRow) {
+  return lateInputs_->Admit(rows) && rowOrder_->Add(rows, firstRow);
+}
+
 void WindowRun::EndInput(ProgressMeter& meter) {
-  if (sortedRows_) {
+  if (byBatches_) {
+    ComputeByNumber(meter);
+  } else if (sortedRows_) {
     ComputeSorted(meter);
   } else if (isOpen_) {
     CloseGroup();
@@ -79,6 +165,9 @@ void WindowRun::WriteResults(uint64 row) {
   } else if (sortedResults_) {
     const bool isThere = sortedResults_->GetRecord(results_.GetRow().GetData());
     XE_ASSERT(isThere);
+  } else if (byBatches_) {
+    CopyRecord(results_.GetRow().GetData(), keptResults_.data() + returned_++ * resultBytes_,
+               resultBytes_);
   } else {
     OutputWaiting();
   }
@@ -101,8 +190,19 @@ void WindowRun::Take(uint8* input) {
   std::memcpy(results_.GetRowNumber(), number, sizeof(RowNumber));
   if (!functions_.AreCumulative()) {
     waiting_.Append(recordsWait_ ? results_.GetRow().GetData() : number);
-  } else if (sortedResults_) {
-    sortedResults_->SortRecord(results_.GetRow().GetData());
+  } else {
+    KeepResult();
+  }
+}
+
+void WindowRun::KeepResult() {
+  const uint8* const row = results_.GetRow().GetData();
+  if (sortedResults_) {
+    sortedResults_->SortRecord(row);
+  } else if (byBatches_) {
+    const uint64 ahead = std::min(place_ + kPlacesAhead, rowOrder_->GetCount() - 1);
+    __builtin_prefetch(KeptResult(ahead), 1);
+    CopyRecord(KeptResult(place_++), row, resultBytes_);
   }
 }
 
@@ -120,12 +220,50 @@ void WindowRun::OutputWaiting() {
   AtRow(ErrorRow(results_.GetRowNumber()), [this] { functions_.OutputRow(); });
 }
 
-void WindowRun::ComputeSorted(ProgressMeter& meter) {
+void WindowRun::BeginSortedResults() {
   const WorkRecord& row = results_.GetRow();
   sortedResults_.emplace(row.GetSize(), timer_);
   sortedResults_->SetRowIdSorterMetadata(results_.GetRowOrder(), row.GetLayout());
   sortedResults_->BeginInput();
+}
 
+void WindowRun::ComputeByNumber(ProgressMeter& meter) {
+  rowOrder_->Sort();
+  if (keepsResults_) {
+    keptResults_.resize(rowOrder_->GetCount() * resultBytes_);
+  } else {
+    BeginSortedResults();
+  }
+  if (ranksByTies_) {
+    RankByNumber(meter);
+  } else {
+    lateInputs_->ForEach(*rowOrder_, [&](uint64 place) {
+      meter.Step();
+      if (isOpen_ && rowOrder_->GetStart(place) == SortedRows::kNewGroup) SortGroup();
+      SetNumber(rowOrder_->GetRow(place) + 1);
+      Take(input_.GetData());
+      return true;
+    });
+    if (isOpen_) SortGroup();
+  }
+  rowOrder_->Release();
+  if (sortedResults_) sortedResults_->EndInput();
+  results_.EndInput();
+}
+
+void WindowRun::RankByNumber(ProgressMeter& meter) {
+  for (uint64 place = 0; place < rowOrder_->GetCount(); ++place) {
+    meter.Step();
+    const SortedRows::Start start = rowOrder_->GetStart(place);
+    if (start == SortedRows::kNewGroup) functions_.StartGroup();
+    functions_.TakeRank(start == SortedRows::kTie);
+    if (!keepsResults_) SetResultNumber(rowOrder_->GetRow(place) + 1);
+    KeepResult();
+  }
+}
+
+void WindowRun::ComputeSorted(ProgressMeter& meter) {
+  BeginSortedResults();
   sortedRows_->EndInput();
   const RecordBuffer other(input_.GetSize());
   uint8* current = input_.GetData();
@@ -148,7 +286,7 @@ void WindowRun::SortGroup() {
   for (uint64 left = waiting_.GetCount(); left > 0; --left) {
     OutputWaiting();
     results_.AddGroupToRow();
-    sortedResults_->SortRecord(results_.GetRow().GetData());
+    KeepResult();
   }
   waiting_.BeginInput();
 }

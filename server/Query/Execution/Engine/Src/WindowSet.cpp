@@ -1,5 +1,7 @@
 #include "WindowSet.h"
 
+#include <algorithm>
+
 namespace sqxer {
 
 WindowSet::WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::size_t firstResult,
@@ -15,10 +17,28 @@ WindowSet::WindowSet(std::vector<PlanWindow>& windows, WorkRecord& source, std::
   }
 }
 
-void WindowSet::Begin() {
+void WindowSet::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {
+  for (WindowRun& window : windows_) window.PrepareBatches(table, columns);
+}
+
+bool WindowSet::CanTakeBatches() const {
+  return std::ranges::all_of(windows_, &WindowRun::CanTakeBatches);
+}
+
+void WindowSet::Begin(bool byBatches) {
+  byBatches_ = byBatches;
   sourceRows_.BeginInput();
+  rowNumbers_.Clear();
   returned_ = 0;
-  for (WindowRun& window : windows_) window.Begin();
+  for (WindowRun& window : windows_) window.Begin(byBatches);
+}
+
+bool WindowSet::AddBatch(const BatchRows& rows, uint64 firstRow) {
+  for (WindowRun& window : windows_) {
+    if (!window.AddBatch(rows, firstRow)) return false;
+  }
+  rowNumbers_.Add(rows, firstRow);
+  return true;
 }
 
 void WindowSet::Add(uint64 row) {
@@ -37,6 +57,7 @@ void WindowSet::EndInput(ProgressMeter& meter) {
 }
 
 uint64 WindowSet::Next() {
+  if (byBatches_) return returned_ < CountRows() ? rowNumbers_.Get(returned_++) + 1 : 0;
   uint64 row = 0;
   if (!sourceRows_.Read(keepsRecords_ ? source_.GetData() : reinterpret_cast<uint8*>(&row))) {
     return 0;

@@ -24,12 +24,18 @@ class WindowSet {
             Source kind, bool haveNumbers);
 
   bool AreImmediate() const { return areImmediate_; }
-  /// Forgets all rows. To be called before the first one.
-  void Begin();
+  /// Makes the windows take in the rows of a scan by batches, where all of them can.
+  void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
+  bool CanTakeBatches() const;
+
+  /// Forgets all rows. To be called before the first one. `byBatches`: AddBatch takes all of them.
+  void Begin(bool byBatches);
+  /// See WindowRun.
+  bool AddBatch(const BatchRows& rows, uint64 firstRow);
   /// Takes in the row in the source record. `row` (from 1) ascends.
   void Add(uint64 row);
   void EndInput(ProgressMeter& meter);
-  uint64 CountRows() const { return sourceRows_.GetCount(); }
+  uint64 CountRows() const { return byBatches_ ? rowNumbers_.GetCount() : sourceRows_.GetCount(); }
   /// The number of the next row, 0 behind the last one. The source record is that row's, or it is
   /// for the caller to fill.
   uint64 Next();
@@ -47,6 +53,9 @@ class WindowSet {
   std::deque<WindowRun> windows_;
   OperatorTimer timer_;
   RecordSpool sourceRows_;
+  /// In the place of the spool.
+  bool byBatches_ = false;
+  RowNumbers rowNumbers_;
   uint64 returned_ = 0;
 };
 

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "SQXERAggregateVariant.h"
-#include "SQXEROpsRanking.h"
 
 namespace sqxer {
 
@@ -46,6 +45,9 @@ void Rank::MakeSorters() {
 void Rank::Initialize(bool) {
   count_ = 0;
   outputPosition_ = 0;
+  run_ = TieRun(1);
+  nullRank_ = 0;
+  if (takesRowsInOrder_) return;
   // An odd number of outputs has exchanged them.
   if (tempRow_ != initialTempRow_) std::swap(tempRow_, nextTempRow_);
   if (rankOrderSorter_ == nullptr) {
@@ -56,29 +58,37 @@ void Rank::Initialize(bool) {
 }
 
 RExprReturn Rank::Compute(unsigned char* record, unsigned int) {
+  if (takesRowsInOrder_) {
+    std::swap(tempRow_, previousRow_);
+    fieldDataBinder_.MoveInputDataToFieldDataBinder(record, count_++, tempRow_);
+    RankRow(tempRow_, IsRowNull(tempRow_), count_ > 1 && IsTie(tempRow_, previousRow_));
+    return kTrue;
+  }
   fieldDataBinder_.MoveInputDataToFieldDataBinder(record, count_++, tempRow_);
   rankOrderSorter_->SortRecord(tempRow_);
   return kTrue;
 }
 
+void Rank::RankRow(uint8* row, bool isNull, bool isTie) {
+  uint32 rank;
+  if (!isNull) {
+    rank = run_.Next(isTie);
+  } else {
+    if (nullRank_ == 0) nullRank_ = run_.AfterTie();
+    rank = nullRank_;
+  }
+  StoreValue(row + rankOffset_, rank);
+  if (rankNullOffset_ != 0) row[rankNullOffset_] = isNull ? 1 : 0;
+}
+
 RExprReturn Rank::Finalize() {
+  if (takesRowsInOrder_) return kTrue;
   rankOrderSorter_->EndInput();
-  TieRun run(1);
-  uint32 nullRank = 0;
   uint8* row = tempRow_;
   uint8* previous = previousRow_;
   for (uint32 i = 0; i < count_; ++i) {
     rankOrderSorter_->GetRecord(row);
-    uint32 rank;
-    const bool isNull = IsRowNull(row);
-    if (!isNull) {
-      rank = run.Next(i > 0 && IsTie(row, previous));
-    } else {
-      if (nullRank == 0) nullRank = run.AfterTie();
-      rank = nullRank;
-    }
-    StoreValue(row + rankOffset_, rank);
-    if (rankNullOffset_ != 0) row[rankNullOffset_] = isNull ? 1 : 0;
+    RankRow(row, IsRowNull(row), i > 0 && IsTie(row, previous));
     initialOrderSorter_->SortRecord(row);
     std::swap(row, previous);
   }
@@ -93,6 +103,7 @@ void Rank::ReadAhead() {
 }
 
 void Rank::Output(unsigned char* record) {
+  if (takesRowsInOrder_) return WriteRank(record);
   if (outputPosition_ == 0 && !bHasMoreRecords_) {
     XeAssert::handleAssert(__FILE__, __LINE__, "outputPosition_>0 || bHasMoreRecords_");
   }
@@ -100,9 +111,22 @@ void Rank::Output(unsigned char* record) {
     std::swap(tempRow_, nextTempRow_);
     ReadAhead();
   }
+  WriteRank(record);
+  ++outputPosition_;
+}
+
+void Rank::WriteRank(uint8* record) {
   StoreValue(record + targetOffset_, LoadValue<uint32>(tempRow_ + rankOffset_));
   OutputNull(record, rankNullOffset_ != 0 && tempRow_[rankNullOffset_] != 0);
-  ++outputPosition_;
+}
+
+std::vector<Rank::Key> Rank::GetRankingOrder() const {
+  std::vector<Key> order;
+  if (isNullRankNull_ || !distinctBreakColumns_->empty()) return order;
+  for (const uint16 column : *aggregateColumns_) {
+    order.push_back({column, GetSortOrder(order.size())});
+  }
+  return order;
 }
 
 }  // namespace sqxer

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERExprAggregateWorkRow.h"
+#include "SQXEROpsRanking.h"
 
 namespace sqxer {
 
@@ -11,7 +12,8 @@ namespace sqxer {
 /// A group may be larger than memory: its rows go to one sorter in ranking order and from there,
 /// ranked, to another one in input order. Both are kept from group to group. Output is called once
 /// for each row, in input order, counting from every Initialize; a call for which there was no
-/// Compute repeats the rank before.
+/// Compute repeats the rank before. Rows that come in ranking order need no sorter: see
+/// TakeRowsInOrder.
 class SQXEREXPR_API Rank : public WorkRowAggregate {
  public:
   /// `isNullRankNull`: a NULL value has a NULL rank. Without it the NULLs of a group share one
@@ -29,6 +31,21 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
   void Output(unsigned char* record) override;
   bool NeedNullFiltering() override { return !isNullRankNull_ && filtersNulls_; }
   bool IsDistinctHandled() override { return false; }
+
+  /// A key of the ranking order: an input column.
+  struct Key {
+    uint16 column;
+    SortOrder_t order;
+  };
+  /// All of them, NULL last; none where further columns tell rows apart that tie, or a rank may be
+  /// NULL. Known before Bind.
+  std::vector<Key> GetRankingOrder() const;
+  /// For an owner that hands in the rows of each group in ranking order: no row waits for others,
+  /// and the rank is cumulative. To be called once, after Bind.
+  void TakeRowsInOrder() { isCumulativeAggregate_ = takesRowsInOrder_ = true; }
+  /// Compute of such a row for an owner that knows whether its keys equal those of the row before
+  /// it. For one key, or keys that are never NULL.
+  void ComputeInOrder(bool isTie) { RankRow(tempRow_, false, isTie); }
 
  protected:
   uint32 rankOffset_ = 0;
@@ -58,6 +75,14 @@ class SQXEREXPR_API Rank : public WorkRowAggregate {
  private:
   void MakeSorters();
   void ReadAhead();
+  /// Writes the rank of the next row in ranking order into it; `isTie`: with the row before it.
+  void RankRow(uint8* row, bool isNull, bool isTie);
+  void WriteRank(uint8* record);
+
+  bool takesRowsInOrder_ = false;
+  TieRun run_{1};
+  /// The rank of the rows that are NULL, 0 before the first one.
+  uint32 nullRank_ = 0;
 };
 
 }  // namespace sqxer

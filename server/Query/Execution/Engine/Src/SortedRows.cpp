@@ -1,0 +1,263 @@
+#include "SortedRows.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+
+#include "SQXERExprExtract.h"
+#include "Utility/SqrtSorter.h"
+
+namespace sqxer {
+namespace {
+
+/// With a limit so many rows more are taken before those beyond it are dropped.
+constexpr uint64 kLeastDropped = 4096;
+
+/// Ties that are looked into cost less than wider words as long as they are as rare as this.
+constexpr uint64 kLeastPerTie = 16;
+
+KeyWords::Place PlaceOf(RExpression& tree, const Table& table, const std::vector<uint16>& columns) {
+  auto* const column = dynamic_cast<Extract*>(&tree);
+  if (column == nullptr || !column->ReadsRecord()) return {};
+  return {&table, columns.at(static_cast<std::size_t>(column->GetFieldIndex()))};
+}
+
+}  // namespace
+
+SortedRows::SortedRows(const std::vector<Key>& keys, std::optional<std::size_t> groupKeys,
+                       const Table& table, const std::vector<uint16>& columns)
+    : groupKeys_(groupKeys), mostRows_(table.rowCount) {
+  keys_.reserve(keys.size());
+  for (const Key& key : keys) {
+    keys_.push_back(
+        {key.tree, KeyWords(key.type, key.order, key.nulls, PlaceOf(*key.tree, table, columns))});
+  }
+}
+
+bool SortedRows::CanTake(const std::vector<Key>& keys, const Table& table,
+                         const std::vector<uint16>& columns) {
+  return !keys.empty() && table.rowCount <= std::numeric_limits<uint32>::max() &&
+         std::ranges::all_of(keys, [&](const Key& key) {
+           return KeyWords::CanTake(key.type, PlaceOf(*key.tree, table, columns));
+         });
+}
+
+uint64 SortedRows::CountBytes() const {
+  // Keys with words and spare ones, or without keys wide words and spare ones.
+  const uint64 words =
+      std::max(keys_.size() * sizeof(uint64) + 2 * sizeof(uint64), 2 * sizeof(WideWord));
+  return CountKeptRows() * (words + 2 * sizeof(uint32) + sizeof(uint8));
+}
+
+uint64 SortedRows::CountKeptRows() const {
+  return limit_ == 0 ? mostRows_ : std::min(mostRows_, 2 * limit_ + kLeastDropped);
+}
+
+uint64 SortedRows::GetMostBytes(uint64 groupMemory) {
+  constexpr uint64 kGrowth = 64;
+  constexpr uint64 kTimes = 4;
+  const uint64 buffer = SqrtSorter::GetInitialBufferBytes();
+  return std::min(buffer * (buffer / kGrowth), std::max(groupMemory, groupMemory * kTimes));
+}
+
+void SortedRows::Begin() {
+  for (BoundKey& key : keys_) key.words.Begin(CountKeptRows());
+  worst_.reset();
+  if (limit_ != 0) candidates_.resize(kMostBatchRows);
+  rows_.Clear();
+  order_.clear();
+  starts_.clear();
+}
+
+bool SortedRows::Add(const BatchRows& rows, uint64 firstRow) {
+  if (rows.GetWanted() == 0) return true;
+  BatchRows added = rows;
+  for (BoundKey& key : keys_) {
+    BatchVector vector;
+    // What may fail is evaluated for rows that are not wanted too: they have their errors.
+    const bool isFree = key.tree->GetBatchCost() == BatchCost::kFree;
+    if (isFree && added.GetWanted() == 0) break;
+    if (!EvaluateBatch(*key.tree, isFree ? added : rows, vector)) return false;
+    const bool selects = &key == &keys_.front() && worst_;
+    // Nothing is added of a block whose best row is not wanted.
+    if (selects && key.words.AreBeyond(*worst_, vector)) {
+      added.selected = candidates_.data();
+      added.selectedCount = 0;
+    }
+    if (!key.words.Add(vector, added)) return false;
+    if (selects) SelectCandidates(added);
+  }
+  rows_.Add(added, firstRow);
+  if (limit_ != 0 && rows_.GetCount() >= limit_ + std::max(limit_, kLeastDropped))
+    DropBeyondLimit();
+  return true;
+}
+
+void SortedRows::SelectCandidates(BatchRows& rows) {
+  KeyWords& words = keys_.front().words;
+  const uint64 before = rows_.GetCount();
+  uint64* const added = words.From(before);
+  uint32 selected = 0;
+  const uint32 wanted = rows.GetWanted();
+  for (uint32 i = 0; i < wanted; ++i) {
+    const uint64 word = added[i];
+    added[selected] = word;
+    candidates_[selected] = static_cast<uint16>(rows.GetRow(i));
+    selected += word <= *worst_;
+  }
+  words.Resize(before + selected);
+  rows.selected = candidates_.data();
+  rows.selectedCount = selected;
+}
+
+void SortedRows::DropBeyondLimit() {
+  RowArray<uint32> best(rows_.GetCount());
+  std::iota(best.begin(), best.end(), uint32{0});
+  const auto end = best.begin() + static_cast<std::ptrdiff_t>(limit_);
+  std::ranges::nth_element(best, end, [this](uint32 a, uint32 b) { return ComesFirst(a, b, 0); });
+  best.erase(end, best.end());
+  std::ranges::sort(best);
+  uint64 worst = 0;
+  for (std::size_t i = 0; i < best.size(); ++i) {
+    for (BoundKey& key : keys_) *key.words.From(i) = key.words.Get(best[i]);
+    worst = std::max(worst, keys_.front().words.Get(i));
+  }
+  for (BoundKey& key : keys_) key.words.Resize(limit_);
+  rows_.Keep(best);
+  worst_ = worst;
+}
+
+int SortedRows::Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint32 b) {
+  for (std::size_t i = firstKey; i < endKey; ++i) {
+    KeyWords& words = keys_[i].words;
+    const uint64 wordA = words.Get(a);
+    const uint64 wordB = words.Get(b);
+    if (wordA != wordB) return wordA < wordB ? -1 : 1;
+    if (words.IsExact() || wordA == words.GetNull()) continue;
+    const int result = words.CompareTexts(rows_.Get(a), rows_.Get(b));
+    if (result != 0) return result;
+  }
+  return 0;
+}
+
+bool SortedRows::ComesFirst(uint32 a, uint32 b, std::size_t firstKey) {
+  const int result = Compare(firstKey, keys_.size(), a, b);
+  return result != 0 ? result < 0 : a < b;
+}
+
+SortedRows::Packing SortedRows::ChoosePacking(int wordBits) const {
+  const uint64 count = rows_.GetCount();
+  Packing packing;
+  packing.rowBits = std::bit_width(count == 0 ? 0 : count - 1);
+  const int room = wordBits - packing.rowBits;
+  for (const BoundKey& key : keys_) {
+    const int bits = key.words.CountBits();
+    if (packing.keyBits == room) break;
+    packing.bits.push_back(std::min(bits, room - packing.keyBits));
+    packing.keyBits += packing.bits.back();
+    // What comes behind a beginning must not decide before the rest of that does.
+    if (!key.words.IsExact() || packing.bits.back() < bits) break;
+    ++packing.decided;
+  }
+  return packing;
+}
+
+void SortedRows::Sort() {
+  // Shifts by all bits of a word have no meaning.
+  constexpr int kBits = 63;
+  constexpr int kWideBits = 127;
+  const uint64 count = rows_.GetCount();
+  const Packing packing = ChoosePacking(kBits);
+  const Packing wide = ChoosePacking(kWideBits);
+  const bool isEnough = packing.keyBits == wide.keyBits;
+  // The beginnings of keys mostly tell them apart.
+  if (!SortWords<uint64>(packing, isEnough ? count : count / kLeastPerTie)) {
+    SortWords<WideWord>(wide, count);
+  }
+  ReleaseKeys();
+}
+
+void SortedRows::ReleaseKeys() {
+  for (BoundKey& key : keys_) key.words.Release();
+}
+
+void SortedRows::Release() {
+  ReleaseKeys();
+  rows_.Release();
+  order_ = {};
+  starts_ = {};
+}
+
+template <class Word>
+bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
+  const uint64 count = rows_.GetCount();
+  RowArray<Word> words(count);
+  for (std::size_t key = 0; key < packing.bits.size(); ++key) {
+    const int bits = packing.bits[key];
+    const uint64* const from = keys_[key].words.From(0);
+    const auto squeeze = keys_[key].words.GetSqueezer(bits);
+    for (uint64 i = 0; i < count; ++i) words[i] = words[i] << bits | squeeze(from[i]);
+  }
+  for (uint64 i = 0; i < count; ++i) words[i] = words[i] << packing.rowBits | i;
+  const bool leavesTies = packing.decided < keys_.size();
+  if (!leavesTies) ReleaseKeys();
+  {
+    RowArray<Word> spare(count);
+    WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits);
+  }
+  const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
+  if (mostTies < count) {
+    uint64 ties = 0;
+    for (uint64 i = 1; i < count; ++i) ties += keyAt(i) == keyAt(i - 1);
+    if (ties > mostTies) return false;
+  }
+  const Word rowMask = (Word{1} << packing.rowBits) - 1;
+  order_.resize(count);
+  for (uint64 i = 0; i < count; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
+  if (leavesTies) {
+    for (uint64 from = 0; from < count;) {
+      uint64 to = from + 1;
+      while (to < count && keyAt(to) == keyAt(from)) ++to;
+      SortTies(from, to, packing.decided);
+      from = to;
+    }
+  }
+  if (limit_ != 0) order_.resize(std::min(count, limit_));
+  if (groupKeys_) NoteStarts(packing, keyAt);
+  return true;
+}
+
+void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
+  if (to - from < 2) return;
+  const auto begin = order_.begin();
+  std::sort(begin + static_cast<std::ptrdiff_t>(from), begin + static_cast<std::ptrdiff_t>(to),
+            [&](uint32 a, uint32 b) { return ComesFirst(a, b, firstKey); });
+}
+
+template <class KeyAt>
+void SortedRows::NoteStarts(const Packing& packing, KeyAt keyAt) {
+  const std::size_t all = keys_.size();
+  const std::size_t decided = packing.decided;
+  // Behind the keys of groups so many bits of the words are left.
+  int otherBits = packing.keyBits;
+  for (std::size_t key = 0; key < std::min(*groupKeys_, decided); ++key) {
+    otherBits -= packing.bits[key];
+  }
+  starts_.resize(order_.size());
+  for (uint64 place = 0; place < order_.size(); ++place) {
+    if (place == 0) {
+      starts_[place] = kNewGroup;
+      continue;
+    }
+    const auto before = keyAt(place - 1);
+    const auto key = keyAt(place);
+    const auto differs = [&](std::size_t endKey) {
+      return decided < endKey && Compare(decided, endKey, order_[place - 1], order_[place]) != 0;
+    };
+    const bool isNewGroup = before >> otherBits != key >> otherBits || differs(*groupKeys_);
+    const bool isNewPeer = before != key || differs(all);
+    starts_[place] = isNewGroup ? kNewGroup : isNewPeer ? kNewPeer : kTie;
+  }
+}
+
+}  // namespace sqxer

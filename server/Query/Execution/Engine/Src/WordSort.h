@@ -1,0 +1,102 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <boost/sort/pdqsort/pdqsort.hpp>
+#include <utility>
+#include <vector>
+
+#include "Utility/HugePages.h"
+#include "Utility/XeTypes.h"
+
+namespace sqxer {
+
+__extension__ using WideWord = unsigned __int128;
+
+/// Arrays with an entry for each of many rows, which are reached in no order.
+template <class T>
+using RowArray = std::vector<T, ScatteredAllocator<T>>;
+
+/// Sorts numbers that differ only below a bit, and are in order as far as the bits below another
+/// one go: leading bits deal them out to parts that fit the caches.
+template <class Word>
+class WordSort {
+ public:
+  /// `words` and `spare` are of one size; the result stands in `words`.
+  static void Sort(RowArray<Word>& words, RowArray<Word>& spare, int lowBit, int endBit) {
+    SortPart(words.data(), spare.data(), words.size(), lowBit, endBit, false);
+  }
+
+ private:
+  /// Parts of so many words stay in the caches.
+  static constexpr std::size_t kPart = 4096;
+  static constexpr int kMostDigitBits = 11;
+  static constexpr int kByteBits = 8;
+  /// From so many words on it pays to count bytes.
+  static constexpr std::size_t kLeastCounted = 512;
+  static constexpr int kMostPasses = sizeof(Word) == sizeof(uint64) ? 5 : 4;
+
+  /// The result goes to `other` where told so, else it stays at `words`.
+  static void SortPart(Word* words, Word* other, std::size_t count, int lowBit, int endBit,
+                       bool toOther) {
+    const int bits = endBit - lowBit;
+    if (bits > 0 && count > kPart) {
+      Deal(words, other, count, lowBit, endBit, toOther);
+    } else if (count >= kLeastCounted && bits <= kMostPasses * kByteBits) {
+      const bool isInOther = SortByBytes(words, other, count, lowBit, endBit);
+      if (isInOther != toOther) {
+        isInOther ? Copy(other, count, words) : Copy(words, count, other);
+      }
+    } else {
+      if (bits > 0) boost::sort::pdqsort_branchless(words, words + count);
+      if (toOther) Copy(words, count, other);
+    }
+  }
+
+  static void Copy(const Word* from, std::size_t count, Word* to) { std::copy_n(from, count, to); }
+
+  static void Deal(Word* words, Word* other, std::size_t count, int lowBit, int endBit,
+                   bool toOther) {
+    const int digitBits = std::min(
+        {static_cast<int>(std::bit_width(count / (kPart / 4))), kMostDigitBits, endBit - lowBit});
+    const int shift = endBit - digitBits;
+    const Word mask = (Word{1} << digitBits) - 1;
+    std::vector<std::size_t> ends((std::size_t{1} << digitBits) + 1);
+    for (std::size_t i = 0; i < count; ++i) {
+      ++ends[static_cast<std::size_t>(words[i] >> shift & mask) + 1];
+    }
+    for (std::size_t digit = 1; digit < ends.size(); ++digit) ends[digit] += ends[digit - 1];
+    for (std::size_t i = 0; i < count; ++i) {
+      other[ends[static_cast<std::size_t>(words[i] >> shift & mask)]++] = words[i];
+    }
+    // Each entry has come to the end of its part.
+    std::size_t from = 0;
+    for (const std::size_t end : ends) {
+      if (end > from) {
+        SortPart(other + from, words + from, end - from, lowBit, shift, !toOther);
+      }
+      from = std::max(from, end);
+    }
+  }
+
+  /// Says whether the result is in `other`.
+  static bool SortByBytes(Word* words, Word* other, std::size_t count, int lowBit, int endBit) {
+    bool isInOther = false;
+    for (int shift = lowBit; shift < endBit; shift += kByteBits) {
+      // Bits above the end are the same in all words.
+      std::array<uint32, 256> places{};
+      for (std::size_t i = 0; i < count; ++i) ++places[static_cast<uint8>(words[i] >> shift)];
+      uint32 place = 0;
+      for (uint32& first : places) first = std::exchange(place, place + first);
+      for (std::size_t i = 0; i < count; ++i) {
+        other[places[static_cast<uint8>(words[i] >> shift)]++] = words[i];
+      }
+      std::swap(words, other);
+      isInOther = !isInOther;
+    }
+    return isInOther;
+  }
+};
+
+}  // namespace sqxer
