@@ -41,7 +41,10 @@ Aggregate* AggregateSet::Make(std::size_t index) {
 }
 
 void AggregateSet::KeepStates(HeldMemory& memory) {
+  // Without keys before the results there is one group.
+  const bool isOneGroup = !members_.empty() && members_.front().firstResult == 0;
   for (Member& member : members_) {
+    if (isOneGroup) member.aggregate->KeepLongValues();
     const bool isHeld = member.aggregate->HoldTogether(memory);
     member.hasObjects = member.aggregate->TransferState(StateTransfer::kMeasure, nullptr) == 0;
     hasOneStart_ = hasOneStart_ && !isHeld && !member.hasObjects;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <type_traits>
 
@@ -121,6 +122,9 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// bytes of a state, always the same, or 0 when there is none: the aggregate holds or sorts
   /// values.
   virtual uint32 TransferState(StateTransfer transfer, uint8* state);
+  /// Lets states take a value of any length: where there is one group alone, nobody copies it at
+  /// every turn. To be called before the first state is measured.
+  void KeepLongValues() { longestKept_ = std::numeric_limits<uint32>::max(); }
 
   /// Has an aggregate that holds or sorts the values of its group do so for all groups side by
   /// side, within `memory` as far as that matters to it, so that it has states. Whether it does. To
@@ -207,14 +211,14 @@ class SQXEREXPR_API Aggregate : public RExpression {
     ((offset = TransferBytes(transfer, state, offset, &fields, uint32{sizeof(Fields)})), ...);
     return offset;
   }
-  /// The longest value that a state takes.
+  /// The longest value that a state takes as a rule.
   static constexpr uint32 kLongestKept = 256;
   /// A state that is a value kept as it is stored and these fields. There is none of a long value:
   /// copying it at every turn costs more than an aggregate for each group.
   template <class... Fields>
-  static uint32 TransferKept(StateTransfer transfer, uint8* state, uint8* value, uint32 size,
-                             Fields&... fields) {
-    if (size > kLongestKept) return 0;
+  uint32 TransferKept(StateTransfer transfer, uint8* state, uint8* value, uint32 size,
+                      Fields&... fields) const {
+    if (size > longestKept_) return 0;
     const uint32 offset = TransferFields(transfer, state, fields...);
     return TransferBytes(transfer, state, offset, value, size);
   }
@@ -302,6 +306,7 @@ class SQXEREXPR_API Aggregate : public RExpression {
   uint32 savedTargetOffset_ = 0;
   uint32 savedTargetNullOffset_ = 0;
   uint32 currentRecordDataSize_ = 0;
+  uint32 longestKept_ = kLongestKept;
   uint32 resultRecordDataSize_ = 0;
   StreamPrinter* debugPrinter_ = nullptr;
   uint32 targetFixedLenSize_ = 0;
