@@ -18,28 +18,28 @@ XeString DirectionOf(const PlanSortKey& key) {
 class Description {
  public:
   void Add(const XeString& step) { lines_.push_back(step); }
-  void AddTree(RExpression& tree) {
-    const XeString text = DescribeTree(tree);
+  void AddTree(RExpression& tree, BatchMarks marks = BatchMarks::kNone) {
+    const XeString text = DescribeTree(tree, marks);
     for (std::size_t start = 0; start < text.size();) {
       const std::size_t end = std::min(text.find(L'\n', start), text.size());
       lines_.push_back(L"  " + text.substr(start, end - start));
       start = end + 1;
     }
   }
-  void AddTrees(const wchar_t* step, std::vector<FieldWriter>& writers) {
+  void AddTrees(const wchar_t* step, std::vector<FieldWriter>& writers, BatchMarks marks) {
     for (FieldWriter& writer : writers) {
       Add(step + writer.GetColumn().name);
-      AddTree(writer.GetTree());
+      AddTree(writer.GetTree(), marks);
     }
   }
   /// The aggregates of a plan, as they are bound, and the trees of the columns that they read.
   void AddAggregates(const wchar_t* step, const std::vector<PlanAggregate>& plan, auto&& bound,
-                     std::vector<FieldWriter>& inputs) {
+                     std::vector<FieldWriter>& inputs, BatchMarks marks) {
     for (std::size_t i = 0; i < plan.size(); ++i) {
       Aggregate& aggregate = bound.Get(i);
       Add(step + Wide(plan[i].text) + L" by " + NodeName(aggregate));
       for (const uint16 column : *aggregate.GetAggregateColumns()) {
-        AddTree(inputs.at(column).GetTree());
+        AddTree(inputs.at(column).GetTree(), marks);
       }
     }
   }
@@ -57,7 +57,7 @@ class Description {
       Add(L"order key" + DirectionOf(key));
       AddTree(inputs.at(static_cast<std::size_t>(key.column)).GetTree());
     }
-    AddAggregates(L"function ", plan.functions, window.GetFunctions(), inputs);
+    AddAggregates(L"function ", plan.functions, window.GetFunctions(), inputs, BatchMarks::kNone);
   }
   std::vector<XeString> Take() { return std::move(lines_); }
 
@@ -70,6 +70,8 @@ class Description {
 std::vector<XeString> QueryRun::Describe() {
   const SettingsScope scope(settings_);
   Description description;
+  // Of trees that are evaluated over batches of the table's rows.
+  const BatchMarks marks = batch_ ? BatchMarks::kByRows : BatchMarks::kNone;
   if (table_ != nullptr) {
     description.Add(L"scan " + table_->schema.name + L" (" +
                     std::to_wstring(plan_.scanColumns.size()) + L" of " +
@@ -81,14 +83,14 @@ std::vector<XeString> QueryRun::Describe() {
   }
   if (filter_) {
     description.Add(L"filter");
-    description.AddTree(filter_->GetTree());
+    description.AddTree(filter_->GetTree(), marks);
   }
-  description.AddTrees(L"group by ", groupKeys_);
+  description.AddTrees(L"group by ", groupKeys_, marks);
   if (groups_) {
     description.AddAggregates(
         L"aggregate ", plan_.aggregates,
         AggregateSet(plan_.aggregates, inputRecord_, groupRecord_, groupKeys_.size()),
-        aggregateInputs_);
+        aggregateInputs_, marks);
   }
   if (having_) {
     description.Add(L"having");
@@ -98,9 +100,10 @@ std::vector<XeString> QueryRun::Describe() {
     for (WindowRun& window : windows_->GetWindows()) description.AddWindow(window);
   }
   const auto hidden = static_cast<std::size_t>(plan_.visibleOutputs);
+  const BatchMarks outputMarks = plan_.grouped || windows_ ? BatchMarks::kNone : marks;
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
     description.Add(i < hidden ? L"output " + outputs_[i].GetColumn().name : L"sort key");
-    description.AddTree(outputs_[i].GetTree());
+    description.AddTree(outputs_[i].GetTree(), outputMarks);
   }
   if (distinct_) description.Add(L"distinct");
   for (const PlanSortKey& key : plan_.order) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <typeinfo>
 
+#include "SQXERBatchFewValues.h"
 #include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
@@ -87,12 +88,17 @@ XeString Content(RExpression& node) {
   return {};
 }
 
-void Describe(RExpression& node, std::size_t depth, XeString& out) {
+void Describe(RExpression& node, std::size_t depth, BatchMarks marks, XeString& out) {
   out.append(2 * depth, L' ').append(NodeName(node));
   if (const XeString content = Content(node); !content.empty()) out += L" " + content;
-  out += L" -> " + SUXeDataTypeUtility::GetXeDataTypeName(node.GetResultDataType()) + L"\n";
+  out += L" -> " + SUXeDataTypeUtility::GetXeDataTypeName(node.GetResultDataType());
+  if (marks == BatchMarks::kByRows && !node.HasBatchLoop() && !IsSameInEveryRow(node)) {
+    out += L" (by rows)";
+    marks = BatchMarks::kNone;
+  }
+  out += L"\n";
   for (int i = 0; i < node.CountOperands(); ++i) {
-    if (RExpression* operand = node.GetIthOperand(i)) Describe(*operand, depth + 1, out);
+    if (RExpression* operand = node.GetIthOperand(i)) Describe(*operand, depth + 1, marks, out);
   }
 }
 
@@ -110,9 +116,9 @@ XeString NodeName(const RExpression& node) {
   return XeString(name.begin(), name.end());
 }
 
-XeString DescribeTree(RExpression& root) {
+XeString DescribeTree(RExpression& root, BatchMarks marks) {
   XeString out;
-  Describe(root, 0, out);
+  Describe(root, 0, marks, out);
   return out;
 }
 

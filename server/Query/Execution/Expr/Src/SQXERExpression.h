@@ -187,9 +187,13 @@ SQXEREXPR_API std::unique_ptr<RExpression> BindTree(std::unique_ptr<RExpression>
 
 /// The class name of a node, such as AddInt32 or InDateTimeDataType<XeDate>.
 SQXEREXPR_API XeString NodeName(const RExpression& node);
+/// What the text of a tree tells of batches: nothing, or where rows of a batch are evaluated one by
+/// one.
+enum class BatchMarks { kNone, kByRows };
 /// One line per node, operands indented by two blanks under their operator: class name, what the
-/// node holds (a column, a value), and "-> TYPE". Does not change the tree.
-SQXEREXPR_API XeString DescribeTree(RExpression& root);
+/// node holds (a column, a value), and "-> TYPE". With kByRows, " (by rows)" follows for a node
+/// without a loop of its own, which takes its operands with it. Does not change the tree.
+SQXEREXPR_API XeString DescribeTree(RExpression& root, BatchMarks marks = BatchMarks::kNone);
 
 /// Base of one-operand nodes.
 class SQXEREXPR_API UnaryOperator : public RExpression {
