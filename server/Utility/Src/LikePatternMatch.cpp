@@ -136,6 +136,32 @@ bool LikePatternMatch::MatchesBytes(const uint8* text, std::size_t length) const
   return length >= shortestText_ && Matches(text, text + length);
 }
 
+template <class Offset>
+void LikePatternMatch::MatchSideBySide(const uint8* characters, const Offset* offsets, uint32 count,
+                                       uint8* matches) const {
+  const Segment& wanted = segments_[1];
+  std::fill_n(matches, count, uint8{0});
+  const uint8* at = characters + offsets[0];
+  const uint8* const end = characters + offsets[count];
+  uint32 text = 0;
+  while ((at = Find(wanted, at, end)) != nullptr) {
+    const auto place = static_cast<std::size_t>(at - characters);
+    while (offsets[text + 1] <= place) ++text;
+    if (place + wanted.length <= offsets[text + 1]) {
+      matches[text] = 1;
+      at = characters + offsets[text + 1];
+    } else {
+      // It is one that begins in a text and ends in another.
+      ++at;
+    }
+  }
+}
+
+template XEUTILITY_API void LikePatternMatch::MatchSideBySide(const uint8*, const uint32*, uint32,
+                                                              uint8*) const;
+template XEUTILITY_API void LikePatternMatch::MatchSideBySide(const uint8*, const uint64*, uint32,
+                                                              uint8*) const;
+
 const wchar_t* LikePatternMatch::Fold(const RefLongVarChar& text) const {
   foldedText_.Reserve(text.length_);
   wchar_t* const folded = foldedText_.data();

@@ -37,6 +37,16 @@ class XEUTILITY_API LikePatternMatch {
   /// case. The text may be read 64 bytes beyond its end.
   bool MatchesBytes(const uint8* text, std::size_t length) const;
   bool TakesBytes() const { return !foldsCase_ && isOfBytes_; }
+  /// MatchesBytes of texts that stand side by side, each from one of the `count` + 1 offsets up to
+  /// the next, as 1 or 0. Where TakesBytes and LooksInside are true.
+  template <class Offset>
+  void MatchSideBySide(const uint8* characters, const Offset* offsets, uint32 count,
+                       uint8* matches) const;
+  /// Whether the pattern asks what a text has somewhere inside it, and no more: `%special%`.
+  bool LooksInside() const {
+    return segments_.size() == 3 && segments_.front().length == 0 && segments_.back().length == 0 &&
+           segments_[1].firstRun != segments_[1].endRun;
+  }
 
  private:
   /// Characters of the pattern that follow each other, without a wildcard between them.

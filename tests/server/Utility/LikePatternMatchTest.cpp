@@ -60,6 +60,31 @@ TEST(LikePatternMatch, AgreesWithThePlainMeaning) {
   EXPECT_GT(matches, 5000) << "the sweep has become too easy";
 }
 
+TEST(LikePatternMatch, FindsInTextsSideBySideWhatItFindsInEach) {
+  std::mt19937 random(5);
+  LikePatternMatch like;
+  for (const wchar_t* const pattern : {L"%a%", L"%ab%", L"%aba%", L"%a_b%", L"%_ab%", L"%ba_%"}) {
+    like.SetMetaPattern(pattern, L'!');
+    ASSERT_TRUE(like.LooksInside());
+    for (int i = 0; i < 50; ++i) {
+      std::vector<uint64> offsets = {random() % 3};
+      for (int k = 0; k < 100; ++k) offsets.push_back(offsets.back() + random() % 5);
+      std::vector<uint8> characters(offsets.back() + 64);
+      for (uint8& c : characters) c = static_cast<uint8>('a' + random() % 3);
+      std::vector<uint8> matches(offsets.size() - 1, 7);
+      like.MatchSideBySide(characters.data(), offsets.data(), 100, matches.data());
+      for (std::size_t k = 0; k < matches.size(); ++k) {
+        ASSERT_EQ(matches[k],
+                  like.MatchesBytes(characters.data() + offsets[k], offsets[k + 1] - offsets[k]));
+      }
+    }
+  }
+  for (const wchar_t* const pattern : {L"a%", L"%a", L"%", L"%%", L"%_%", L"%a%b%", L"a"}) {
+    like.SetMetaPattern(pattern, L'!');
+    EXPECT_FALSE(like.LooksInside());
+  }
+}
+
 TEST(LikePatternMatch, ManyWildcardsOverALongText) {
   const auto start = std::chrono::steady_clock::now();
   LikePatternMatch like;

@@ -176,6 +176,9 @@ class TextExtremeState {
         compare_(ExecutionUtility::GetCharacterComparisonFunction(comparison)),
         wanted_(wanted),
         usesPrefixes_(comparison == kCompareCodePoints && input.form == ColumnForm::kText8),
+        offsets_(usesPrefixes_ && input.offsetWidth == sizeof(uint32)
+                     ? reinterpret_cast<const uint32*>(input.offsets)
+                     : nullptr),
         kept_(kept),
         other_(other),
         size_(size) {}
@@ -193,7 +196,7 @@ class TextExtremeState {
   }
   void Add(uint32 row, bool isValue) {
     if (!isValue) return;
-    const BatchText text = input_.GetText(row);
+    const BatchText text = GetText(row);
     if (isAny_ && usesPrefixes_ && IsOutdone(text)) return;
     if (input_.form == ColumnForm::kText8) {
       other_.assign(text.characters, text.characters + text.length);
@@ -217,6 +220,11 @@ class TextExtremeState {
  private:
   /// A fixed text ends at its first zero character.
   static void CutFixed(XeString& text) { text.resize(std::min(text.find(L'\0'), text.size())); }
+  /// Of a column's texts without a call.
+  BatchText GetText(uint32 row) const {
+    if (offsets_ == nullptr) return input_.GetText(row);
+    return {input_.values + offsets_[row], offsets_[row + 1] - offsets_[row]};
+  }
   static RefLongVarChar AsReference(XeString& text) {
     return {static_cast<uint32>(text.size()), text.data()};
   }
@@ -242,6 +250,7 @@ class TextExtremeState {
   const CharCompareFunc_t compare_;
   const int wanted_;
   const bool usesPrefixes_;
+  const uint32* const offsets_;
   XeString& kept_;
   XeString& other_;
   const uint32 size_;

@@ -114,21 +114,14 @@ class InNode : public In {
   template <class Set>
   void FindMembers(const Set& constants, const BatchVector& operand, const BatchRows& rows,
                    uint8* values) {
-    constexpr std::size_t kFew = 16;
     const std::optional<ColumnBounds<T>> bounds = KnownBounds<T>(operand);
     if (bounds && !constants.HasWithin(bounds->least, bounds->greatest)) {
       std::fill_n(values, rows.count, static_cast<uint8>(bIsNegated_));
       return;
     }
     if constexpr (std::is_arithmetic_v<T>) {
-      if (constants.GetSize() <= kFew) {
-        // Comparing every row with all of them is faster than searching for the wanted ones.
-        std::fill_n(values, rows.count, uint8{0});
-        for (const T& member : constants.GetValues()) {
-          const T* const operands = operand.As<T>();
-          for (uint32 row = 0; row < rows.count; ++row) values[row] |= operands[row] == member;
-        }
-        for (uint32 row = 0; row < rows.count; ++row) values[row] ^= bIsNegated_ ? 1 : 0;
+      if (FindFewMembers(std::span<const T>(constants.GetValues()), operand.As<T>(), rows.count,
+                         bIsNegated_, values)) {
         return;
       }
     }

@@ -114,7 +114,13 @@ bool Like::EvalBatch(const BatchRows& rows, BatchVector& out) {
   out.isConstant = texts.isConstant;
   out.validity = texts.validity;
   const BatchRows wanted = RowsOf(texts, rows);
-  if (areBytes) {
+  if (areBytes && texts.offsets != nullptr && rows.IsDense() && likePattern.LooksInside()) {
+    const auto match = [&](const auto* offsets) {
+      likePattern.MatchSideBySide(texts.values, offsets, rows.count, values);
+    };
+    texts.offsetWidth == 4 ? match(reinterpret_cast<const uint32*>(texts.offsets))
+                           : match(reinterpret_cast<const uint64*>(texts.offsets));
+  } else if (areBytes) {
     ForEachTextOf<uint8>(texts, wanted, [&](uint32 row, const uint8* text, uint32 length) {
       values[row] = likePattern.MatchesBytes(text, length);
     });

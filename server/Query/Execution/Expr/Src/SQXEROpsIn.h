@@ -1,8 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <concepts>
 #include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -112,5 +114,44 @@ struct ChooseMemberBits<T> {
 };
 template <class T>
 using MemberBitsOf = typename ChooseMemberBits<T>::Type;
+
+/// Whether each of the values is one of `count` members, or is not where `isNegated`.
+template <std::size_t count, class T>
+void FindAmong(const T* members, const T* values, uint32 rows, bool isNegated,
+               uint8* __restrict out) {
+  // Of its own, so that no byte written can be one of them.
+  std::array<T, count> own;
+  std::copy_n(members, count, own.begin());
+  const uint8 flip = isNegated ? 1 : 0;
+  for (uint32 row = 0; row < rows; ++row) {
+    const T value = values[row];
+    uint8 isMember = 0;
+    for (std::size_t i = 0; i < count; ++i) isMember |= value == own[i];
+    out[row] = isMember ^ flip;
+  }
+}
+
+/// The same for few members of any number; false when they are many. Comparing every row with all
+/// of them is faster than searching then.
+template <class T>
+bool FindFewMembers(std::span<const T> members, const T* values, uint32 rows, bool isNegated,
+                    uint8* out) {
+  constexpr std::size_t kFew = 4;
+  constexpr std::size_t kSome = 8;
+  constexpr std::size_t kMost = 16;
+  if (members.empty() || members.size() > kMost) return false;
+  // A member that comes twice changes nothing.
+  std::array<T, kMost> padded;
+  padded.fill(members.front());
+  std::ranges::copy(members, padded.begin());
+  if (members.size() <= kFew) {
+    FindAmong<kFew>(padded.data(), values, rows, isNegated, out);
+  } else if (members.size() <= kSome) {
+    FindAmong<kSome>(padded.data(), values, rows, isNegated, out);
+  } else {
+    FindAmong<kMost>(padded.data(), values, rows, isNegated, out);
+  }
+  return true;
+}
 
 }  // namespace sqxer
