@@ -69,27 +69,29 @@ constexpr std::size_t kValueOfLast = 1;
 }  // namespace
 
 void First::FoldBatch(const BatchFold& fold) {
+  const BatchVector& input = *fold.input;
   fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
     uint8* const state = fold.StateOf(index);
     if (!isValue || state[kIsFirstOfFirst] == 0) return;
-    StoreRow(*fold.input, row, state + kValueOfFirst);
+    StoreRow(input, row, state + kValueOfFirst);
     state[kNullOfState] = state[kIsFirstOfFirst] = 0;
   });
 }
 
 void Last::FoldBatch(const BatchFold& fold) {
   constexpr uint32 kNone = ~0u;
+  const BatchVector& input = *fold.input;
   uint32 last = kNone;
   fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
     if (!isValue) return;
     last = row;
     if (fold.state != nullptr) return;
     uint8* const state = fold.StateOf(index);
-    StoreRow(*fold.input, row, state + kValueOfLast);
+    StoreRow(input, row, state + kValueOfLast);
     state[kNullOfState] = 0;
   });
   if (fold.state == nullptr || last == kNone) return;
-  StoreRow(*fold.input, last, fold.state + kValueOfLast);
+  StoreRow(input, last, fold.state + kValueOfLast);
   fold.state[kNullOfState] = 0;
 }
 

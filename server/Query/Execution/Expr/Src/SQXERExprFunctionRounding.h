@@ -28,7 +28,8 @@ class RoundingFunction : public NumericValueFunction {
     return EvalPairBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out,
                          [this](const BatchVector& x, const BatchVector& digits,
                                 const BatchRows& wanted, BatchVector& result) {
-                           float64* const values = GetBatchBuffers().Values<float64>();
+                           float64* const values =
+                               this->GetBatchBuffers().template Values<float64>();
                            result.form = ColumnForm::kFloat64;
                            result.values = reinterpret_cast<const uint8*>(values);
                            MapRounding(x, digits, wanted, values);
