@@ -73,6 +73,7 @@ void First::FoldBatch(const BatchFold& fold) {
   fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
     uint8* const state = fold.StateOf(index);
     if (!isValue || state[kIsFirstOfFirst] == 0) return;
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): of a column, never of none
     StoreRow(input, row, state + kValueOfFirst);
     state[kNullOfState] = state[kIsFirstOfFirst] = 0;
   });
@@ -87,6 +88,7 @@ void Last::FoldBatch(const BatchFold& fold) {
     last = row;
     if (fold.state != nullptr) return;
     uint8* const state = fold.StateOf(index);
+    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): the same
     StoreRow(input, row, state + kValueOfLast);
     state[kNullOfState] = 0;
   });

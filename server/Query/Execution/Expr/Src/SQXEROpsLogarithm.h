@@ -38,7 +38,8 @@ struct LogarithmTables {
       const bool hasOne = bits < kBitsOfOne && kBitsOfOne < bits + width;
       const auto middle = std::bit_cast<float64>(bits + width / 2);
       // About 1 the logarithm must come of the distance from it alone.
-      const int64 reciprocal = hasOne ? one : static_cast<int64>(one / middle + 0.5);
+      const float64 nearest = one / middle + 0.5;
+      const int64 reciprocal = hasOne ? one : static_cast<int64>(nearest);
       reciprocals[i] = static_cast<float64>(reciprocal) / one;
       Split(LogarithmOf(one, reciprocal), leading[i], rests[i]);
     }
@@ -57,7 +58,7 @@ struct LogarithmTables {
     Fixed sum = 0;
     for (int odd = 1; power != 0; odd += 2) {
       sum += power / odd;
-      power = power / (down * down) * (up * up);
+      power = power / (Fixed{down} * down) * (Fixed{up} * up);
     }
     return 2 * sum;
   }
@@ -83,7 +84,7 @@ inline float64 NaturalLogarithm(float64 x) {
   constexpr int kExponentBits = 52;
   constexpr uint64 kBias = 1023;
   // A subnormal number has less digits, but a logarithm like any other.
-  constexpr float64 kScale = uint64{1} << 54;
+  constexpr auto kScale = static_cast<float64>(uint64{1} << 54);
   const bool isSubnormal = x < std::numeric_limits<float64>::min();
   const float64 scaled = x * (isSubnormal ? kScale : 1.0);
   const auto bits = std::bit_cast<uint64>(scaled);
