@@ -6,7 +6,6 @@
 namespace sqxer::test {
 namespace {
 
-constexpr auto NIL = std::nullopt;
 constexpr std::size_t kMost = ListAgg::kMostCharacters;
 
 TEST(ListAgg, JoinsDaysAndTextsOfOneByteACharacter) {
