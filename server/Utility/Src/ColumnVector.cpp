@@ -114,50 +114,17 @@ ColumnBlock DescribeBlock(const ColumnVector& vector, uint64 first, uint64 end,
   block.nulls = static_cast<uint32>(end - first - CountValues(vector, first, end));
   block.endsInBlank = textEndsInBlank;
   if (vector.dictionary || first == end) return block;
-  const auto whole = [&]<class T>(T) {
-    block.hasBounds = FindBounds<T>(vector, first, end, block.whole.least, block.whole.greatest);
-  };
-  const auto real = [&]<class T>(T) {
-    block.real = {0, 0};
-    block.hasBounds = FindBounds<T>(vector, first, end, block.real.least, block.real.greatest);
-  };
-  switch (vector.form) {
-    case ColumnForm::kInt8:
-      whole(int8{});
-      break;
-    case ColumnForm::kUInt8:
-      whole(uint8{});
-      break;
-    case ColumnForm::kInt16:
-      whole(int16{});
-      break;
-    case ColumnForm::kUInt16:
-      whole(uint16{});
-      break;
-    case ColumnForm::kInt32:
-    case ColumnForm::kDay32:
-      whole(int32{});
-      break;
-    case ColumnForm::kUInt32:
-      whole(uint32{});
-      break;
-    case ColumnForm::kTime64:
-    case ColumnForm::kTimeStamp64:
-    case ColumnForm::kDecimal64:
-      whole(int64{});
-      break;
-    case ColumnForm::kFloat32:
-      real(float32{});
-      break;
-    case ColumnForm::kFloat64:
-      real(float64{});
-      break;
-    case ColumnForm::kDateTime:
-    case ColumnForm::kNumber:
-    case ColumnForm::kText8:
-    case ColumnForm::kText32:
-      break;
-  }
+  WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
+    const auto find = [&](auto& least, auto& greatest) {
+      block.hasBounds = FindBounds<T>(vector, first, end, least, greatest);
+    };
+    if constexpr (std::floating_point<T>) {
+      block.real = {0, 0};
+      find(block.real.least, block.real.greatest);
+    } else {
+      find(block.whole.least, block.whole.greatest);
+    }
+  });
   return block;
 }
 

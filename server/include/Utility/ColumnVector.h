@@ -1,6 +1,9 @@
 #pragma once
 
+#include <bit>
+#include <limits>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "Utility/Export.h"
@@ -77,6 +80,53 @@ constexpr uint32 WidthOfForm(ColumnForm form) {
       return sizeof(VelmarNumber);
   }
   return 0;
+}
+
+/// Calls use(std::type_identity<T>) with the type of the numbers that the values of a form are;
+/// false, and nothing called, for texts and for the forms of records.
+template <class Use>
+bool WithNumberType(ColumnForm form, Use&& use) {
+  switch (form) {
+    case ColumnForm::kInt8:
+      return use(std::type_identity<int8>()), true;
+    case ColumnForm::kUInt8:
+      return use(std::type_identity<uint8>()), true;
+    case ColumnForm::kInt16:
+      return use(std::type_identity<int16>()), true;
+    case ColumnForm::kUInt16:
+      return use(std::type_identity<uint16>()), true;
+    case ColumnForm::kInt32:
+    case ColumnForm::kDay32:
+      return use(std::type_identity<int32>()), true;
+    case ColumnForm::kUInt32:
+      return use(std::type_identity<uint32>()), true;
+    case ColumnForm::kTime64:
+    case ColumnForm::kTimeStamp64:
+    case ColumnForm::kDecimal64:
+      return use(std::type_identity<int64>()), true;
+    case ColumnForm::kFloat32:
+      return use(std::type_identity<float32>()), true;
+    case ColumnForm::kFloat64:
+      return use(std::type_identity<float64>()), true;
+    case ColumnForm::kDateTime:
+    case ColumnForm::kNumber:
+    case ColumnForm::kText8:
+    case ColumnForm::kText32:
+      return false;
+  }
+  return false;
+}
+
+/// Doubles as integers of the same order, NaN last; the zeros are equal, and so are all NaN.
+inline int64 OrderedBits(float64 value) {
+  // The negative zero becomes the other one.
+  value += 0.0;
+  if (value != value) value = std::numeric_limits<float64>::quiet_NaN();
+  const auto bits = std::bit_cast<int64>(value);
+  return bits ^ (bits >> 63 & std::numeric_limits<int64>::max());
+}
+inline float64 FromOrderedBits(int64 ordered) {
+  return std::bit_cast<float64>(ordered ^ (ordered >> 63 & std::numeric_limits<int64>::max()));
 }
 
 /// Rows that share a ColumnBlock; a batch of evaluation has as many.

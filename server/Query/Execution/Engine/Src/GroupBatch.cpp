@@ -153,33 +153,13 @@ bool GroupBatch::FindByValue(const BatchRows& rows, const BatchVector& key, uint
     scale_ = key.scale;
   }
   const auto whole = [](auto value) { return static_cast<int64>(value); };
-  // Equal doubles are those of equal bits then.
-  const auto real = [](float64 value) {
-    value = value != value ? std::numeric_limits<float64>::quiet_NaN() : value + 0.0;
-    return std::bit_cast<int64>(value);
-  };
-  switch (key.form) {
-    case ColumnForm::kUInt8:
-      FindByValues<uint8>(rows, key, firstRow, whole);
-      return true;
-    case ColumnForm::kInt32:
-    case ColumnForm::kDay32:
-      FindByValues<int32>(rows, key, firstRow, whole);
-      return true;
-    case ColumnForm::kUInt32:
-      FindByValues<uint32>(rows, key, firstRow, whole);
-      return true;
-    case ColumnForm::kDecimal64:
-    case ColumnForm::kTime64:
-    case ColumnForm::kTimeStamp64:
-      FindByValues<int64>(rows, key, firstRow, whole);
-      return true;
-    case ColumnForm::kFloat64:
-      FindByValues<float64>(rows, key, firstRow, real);
-      return true;
-    default:
-      return false;
-  }
+  return WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
+    if constexpr (std::floating_point<T>) {
+      FindByValues<T>(rows, key, firstRow, OrderedBits);
+    } else {
+      FindByValues<T>(rows, key, firstRow, whole);
+    }
+  });
 }
 
 void GroupBatch::StartValues() {

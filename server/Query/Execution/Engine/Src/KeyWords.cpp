@@ -1,11 +1,10 @@
 #include "KeyWords.h"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
 #include <cwchar>
 
 #include "RecordTexts.h"
+#include "SQXERBatchTextCompare.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "WorkRecord.h"
 
@@ -17,12 +16,7 @@ constexpr uint64 kAllBits = ~uint64{0};
 
 uint64 WordOfWhole(int64 value) { return static_cast<uint64>(value) ^ kSignBit; }
 
-/// NaN follows every number, and -0.0 is 0.0.
-uint64 WordOfReal(float64 value) {
-  const auto bits = std::bit_cast<uint64>(value + 0.0);
-  const uint64 word = bits ^ (static_cast<uint64>(-static_cast<int64>(bits >> 63)) | kSignBit);
-  return std::isnan(value) ? 0xFFF8000000000000u : word;
-}
+uint64 WordOfReal(float64 value) { return WordOfWhole(OrderedBits(value)); }
 
 /// The place of a text's beginning: neither 0 nor all bits, which are left to NULL.
 uint64 WordOfPrefix(uint64 prefix) { return (prefix >> 1) + 1; }
@@ -40,12 +34,9 @@ BatchText TextAt(const ColumnVector& texts, uint64 row) {
 
 /// The first eight of a text's characters, if all of them are their own UTF-8; else nothing.
 std::optional<uint64> PlainPrefix(const BatchText& text) {
-  uint64 bytes = 0;
-  if (text.length == 0) return bytes;
-  std::memcpy(&bytes, text.characters, std::min<uint32>(text.length, sizeof bytes));
-  if ((bytes & 0x8080808080808080u) != 0) return std::nullopt;
-  if constexpr (std::endian::native == std::endian::little) bytes = __builtin_bswap64(bytes);
-  return bytes;
+  if (text.length == 0) return 0;
+  const uint64 prefix = FindTextPrefix(text.characters, text.length);
+  return (prefix & 0x8080808080808080u) == 0 ? std::optional(prefix) : std::nullopt;
 }
 
 void TrimBlanks(BatchText& text) {
@@ -180,40 +171,13 @@ bool KeyWords::AddValues(const BatchVector& vector, const BatchRows& rows, uint6
     scale_ = vector.scale;
   }
   if (vector.form != *form_ || vector.scale != scale_) return false;
-  switch (vector.form) {
-    case ColumnForm::kInt8:
-      Fill<int8>(vector, rows, words, WordOfWhole);
-      return true;
-    case ColumnForm::kUInt8:
-      Fill<uint8>(vector, rows, words, WordOfWhole);
-      return true;
-    case ColumnForm::kInt16:
-      Fill<int16>(vector, rows, words, WordOfWhole);
-      return true;
-    case ColumnForm::kUInt16:
-      Fill<uint16>(vector, rows, words, WordOfWhole);
-      return true;
-    case ColumnForm::kInt32:
-    case ColumnForm::kDay32:
-      Fill<int32>(vector, rows, words, WordOfWhole);
-      return true;
-    case ColumnForm::kUInt32:
-      Fill<uint32>(vector, rows, words, WordOfWhole);
-      return true;
-    case ColumnForm::kFloat32:
-      Fill<float32>(vector, rows, words, WordOfReal);
-      return true;
-    case ColumnForm::kFloat64:
-      Fill<float64>(vector, rows, words, WordOfReal);
-      return true;
-    case ColumnForm::kTime64:
-    case ColumnForm::kTimeStamp64:
-    case ColumnForm::kDecimal64:
-      Fill<int64>(vector, rows, words, WordOfWhole);
-      return true;
-    default:
-      return false;
-  }
+  return WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
+    if constexpr (std::floating_point<T>) {
+      Fill<T>(vector, rows, words, WordOfReal);
+    } else {
+      Fill<T>(vector, rows, words, WordOfWhole);
+    }
+  });
 }
 
 bool KeyWords::AddEntries(const BatchVector& vector, const BatchRows& rows, uint64* words) {
@@ -316,14 +280,11 @@ int KeyWords::CompareTexts(uint64 rowA, uint64 rowB) {
   BatchText b = FindText(rowB, formB);
   int result;
   if (comparesCodePoints_ && formA == ColumnForm::kText8 && formB == ColumnForm::kText8) {
-    for (BatchText* const text : {&a, &b}) {
-      if (isFixed) CutAtZero(*text);
-      TrimBlanks(*text);
+    if (isFixed) {
+      CutAtZero(a);
+      CutAtZero(b);
     }
-    const uint32 common = std::min(a.length, b.length);
-    result = common == 0 ? 0 : std::memcmp(a.characters, b.characters, common);
-    if (result == 0) result = (a.length > b.length) - (a.length < b.length);
-    result = (result > 0) - (result < 0);
+    result = CompareByteTexts(a, b);
   } else {
     result = textKey_.CompareValues(stored_[0].Put(a, formA, isFixed),
                                     stored_[1].Put(b, formB, isFixed));

@@ -76,7 +76,7 @@ bool SortedRows::Add(const BatchRows& rows, uint64 firstRow) {
     BatchVector vector;
     // What may fail is evaluated for rows that are not wanted too: they have their errors.
     const bool isFree = key.tree->GetBatchCost() == BatchCost::kFree;
-    if (isFree && added.GetWanted() == 0) break;
+    if (isFree && added.GetWanted() == 0) continue;
     if (!EvaluateBatch(*key.tree, isFree ? added : rows, vector)) return false;
     const bool selects = &key == &keys_.front() && worst_;
     // Nothing is added of a block whose best row is not wanted.

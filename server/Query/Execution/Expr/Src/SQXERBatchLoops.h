@@ -74,6 +74,15 @@ T ReadBatchValue(const BatchVector& vector, uint32 row) {
 /// The rows in which both operands have a value become those of `out`. `words` is room for them.
 SQXEREXPR_API void IntersectValidity(const BatchVector& a, const BatchVector& b,
                                      const BatchRows& rows, uint64* words, BatchVector& out);
+/// The bits of the rows in which all vectors have a value; `words` is room for them. What else
+/// `out` says is whether all are constant.
+inline void IntersectValidity(const BatchVector& a, const BatchVector& b, const BatchVector& c,
+                              const BatchRows& rows, uint64* words, BatchVector& out) {
+  BatchVector both;
+  IntersectValidity(a, b, rows, words, both);
+  IntersectValidity(both, c, rows, words, out);
+}
+
 /// Calls use(isConstantA, isConstantB) with compile-time truth values.
 template <class Use>
 void WithConstants(bool a, bool b, Use&& use) {

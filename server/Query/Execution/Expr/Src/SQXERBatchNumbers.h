@@ -21,26 +21,20 @@ class Float64Column {
       case ColumnForm::kFloat64:
         vector_.block = input.block;
         return &vector_;
-      case ColumnForm::kInt8:
-        return Convert(input.As<int8>(), wanted);
-      case ColumnForm::kUInt8:
-        return Convert(input.As<uint8>(), wanted);
-      case ColumnForm::kInt16:
-        return Convert(input.As<int16>(), wanted);
-      case ColumnForm::kUInt16:
-        return Convert(input.As<uint16>(), wanted);
-      case ColumnForm::kInt32:
-        return Convert(input.As<int32>(), wanted);
-      case ColumnForm::kUInt32:
-        return Convert(input.As<uint32>(), wanted);
-      case ColumnForm::kFloat32:
-        return Convert(input.As<float32>(), wanted);
       case ColumnForm::kDecimal64:
       case ColumnForm::kNumber:
         return ConvertDecimals(input, wanted);
-      default:
+      case ColumnForm::kDay32:
+      case ColumnForm::kTime64:
+      case ColumnForm::kTimeStamp64:
         return nullptr;
+      default:
+        break;
     }
+    const bool isNumber = WithNumberType(input.form, [&]<class T>(std::type_identity<T>) {
+      MapValues(input.As<T>(), Room(), wanted, [](T value) { return static_cast<float64>(value); });
+    });
+    return isNumber ? &vector_ : nullptr;
   }
 
  private:
@@ -48,11 +42,6 @@ class Float64Column {
     if (room_ == nullptr) room_ = std::make_unique<float64[]>(kMostBatchRows);
     vector_.values = reinterpret_cast<const uint8*>(room_.get());
     return room_.get();
-  }
-  template <class Value>
-  const BatchVector* Convert(const Value* values, const BatchRows& rows) {
-    MapValues(values, Room(), rows, [](Value value) { return static_cast<float64>(value); });
-    return &vector_;
   }
   const BatchVector* ConvertDecimals(const BatchVector& input, const BatchRows& rows) {
     float64* const room = Room();

@@ -90,15 +90,6 @@ class ByteTexts {
   std::string room_;
 };
 
-/// The bits of the rows in which all vectors have a value; `words` is room for them. What else
-/// `out` says is whether all are constant.
-inline void IntersectValidity(const BatchVector& a, const BatchVector& b, const BatchVector& c,
-                              const BatchRows& rows, uint64* words, BatchVector& out) {
-  BatchVector both;
-  IntersectValidity(a, b, rows, words, both);
-  IntersectValidity(both, c, rows, words, out);
-}
-
 /// The index of the first occurrence of a text in another one, -1 when there is none, as for an
 /// empty text.
 inline int32 FindBytes(const ByteText& text, const ByteText& wanted) {

@@ -64,6 +64,7 @@ void CompareWithConstant(const BatchVector& texts, const TrimmedText& constant,
 bool TryCompareBytes(const BatchVector& left, const BatchVector& right, const BatchRows& rows,
                      BatchBuffers& buffers, int8* signs) {
   const auto areBytes = [](const BatchVector& texts) { return texts.form == ColumnForm::kText8; };
+  if (left.isConstant && right.isConstant) return false;
   TrimmedText constant{};
   if (right.isConstant) {
     if (!areBytes(left) || !ReadConstant(right, buffers.Bytes(), constant)) return false;
@@ -79,14 +80,16 @@ bool TryCompareBytes(const BatchVector& left, const BatchVector& right, const Ba
   if (!areBytes(left)) return false;
   ForEachTextOf<uint8>(left, rows, [&](uint32 row, const uint8* characters, uint32 length) {
     if (right.IsNull(row)) return;
-    const BatchText other = right.GetText(row);
-    signs[row] = static_cast<int8>(TrimmedText::Of(characters, length)
-                                       .Compare(TrimmedText::Of(other.characters, other.length)));
+    signs[row] = static_cast<int8>(CompareByteTexts({characters, length}, right.GetText(row)));
   });
   return true;
 }
 
 }  // namespace
+
+int CompareByteTexts(const BatchText& a, const BatchText& b) {
+  return TrimmedText::Of(a.characters, a.length).Compare(TrimmedText::Of(b.characters, b.length));
+}
 
 void CompareTextVectors(CharCompareFunc_t compare, const BatchVector& left,
                         const BatchVector& right, const BatchRows& rows, BatchBuffers& buffers,

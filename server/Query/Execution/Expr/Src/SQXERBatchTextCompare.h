@@ -22,6 +22,9 @@ inline uint64 FindTextPrefix(const uint8* characters, uint32 length) {
   return length == 0 ? 0 : prefix & ~uint64{0} << (kTextPrefixLength - length) * 8;
 }
 
+/// -1, 0 or 1 for two texts of one byte a character, by code point; blanks at the end do not count.
+SQXEREXPR_API int CompareByteTexts(const BatchText& a, const BatchText& b);
+
 /// Writes -1, 0 or 1 for the wanted rows, as `compare` gives it for the texts of `left` and
 /// `right`; what it writes for rows where one of them is NULL has no meaning. Both are kText8 or
 /// kText32. The first of the signs stands for all rows where both vectors are constant, of which

@@ -72,10 +72,8 @@ bool EvalBetweenBatch(RExpression& compareOp, RExpression& lowOp, RExpression& h
     return false;
   }
   uint8* const values = buffers.Values<uint8>();
-  BatchVector both;
-  IntersectValidity(value, low, rows, buffers.Validity(), both);
   out = BatchVector();
-  IntersectValidity(both, high, rows, buffers.Validity(), out);
+  IntersectValidity(value, low, high, rows, buffers.Validity(), out);
   const BatchRows wanted = RowsOf(out, rows);
   atMost(low, value, wanted, buffers.Truths(0));
   atMost(value, high, wanted, buffers.Truths(1));

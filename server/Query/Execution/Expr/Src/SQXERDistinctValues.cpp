@@ -31,26 +31,13 @@ constexpr uint32 kTextBlockUnits = kTextBlockBytes / kTextUnit;
 constexpr std::size_t kMostTextBlocks = std::size_t{1} << 15;
 constexpr uint64 kMostCodeBytes = uint64{1} << 20;
 
-/// Doubles as integers of the same order, NaN last; equal doubles have equal keys.
-int64 KeyOfFloat64(float64 value) {
-  // The negative zero becomes the other one.
-  value += 0.0;
-  if (value != value) value = std::numeric_limits<float64>::quiet_NaN();
-  const auto bits = std::bit_cast<int64>(value);
-  return bits ^ (bits >> 63 & std::numeric_limits<int64>::max());
-}
-
-float64 Float64OfKey(int64 key) {
-  return std::bit_cast<float64>(key ^ (key >> 63 & std::numeric_limits<int64>::max()));
-}
-
 template <class T>
 bool KeyOf(const uint8* stored, int scale, int64& key) {
   const T value = LoadValue<T>(stored);
   if constexpr (std::integral<T>) {
     key = value;
   } else if constexpr (std::floating_point<T>) {
-    key = KeyOfFloat64(value);
+    key = OrderedBits(value);
   } else if constexpr (std::same_as<T, XeDate>) {
     key = ToDay32(value);
   } else if constexpr (std::same_as<T, XeTime>) {
@@ -70,7 +57,7 @@ void StoreKey(int64 key, int scale, uint8* stored) {
     if constexpr (std::integral<T>) {
       return static_cast<T>(key);
     } else if constexpr (std::floating_point<T>) {
-      return static_cast<T>(Float64OfKey(key));
+      return static_cast<T>(FromOrderedBits(key));
     } else if constexpr (std::same_as<T, XeDate>) {
       return FromDay32(static_cast<int32>(key));
     } else if constexpr (std::same_as<T, XeTime>) {
@@ -88,33 +75,15 @@ void StoreKey(int64 key, int scale, uint8* stored) {
 template <class Use>
 bool WithKeys(const BatchVector& vector, int scale, Use&& use) {
   const auto whole = [](auto value) { return static_cast<int64>(value); };
-  const auto real = [](auto value) { return KeyOfFloat64(value); };
-  switch (vector.form) {
-    case ColumnForm::kInt8:
-      return use(vector.As<int8>(), whole), true;
-    case ColumnForm::kUInt8:
-      return use(vector.As<uint8>(), whole), true;
-    case ColumnForm::kInt16:
-      return use(vector.As<int16>(), whole), true;
-    case ColumnForm::kUInt16:
-      return use(vector.As<uint16>(), whole), true;
-    case ColumnForm::kInt32:
-    case ColumnForm::kDay32:
-      return use(vector.As<int32>(), whole), true;
-    case ColumnForm::kUInt32:
-      return use(vector.As<uint32>(), whole), true;
-    case ColumnForm::kFloat32:
-      return use(vector.As<float32>(), real), true;
-    case ColumnForm::kFloat64:
-      return use(vector.As<float64>(), real), true;
-    case ColumnForm::kDecimal64:
-      return vector.scale == scale && (use(vector.As<int64>(), whole), true);
-    case ColumnForm::kTime64:
-    case ColumnForm::kTimeStamp64:
-      return use(vector.As<int64>(), whole), true;
-    default:
-      return false;
-  }
+  const auto real = [](auto value) { return OrderedBits(value); };
+  if (vector.form == ColumnForm::kDecimal64 && vector.scale != scale) return false;
+  return WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
+    if constexpr (std::floating_point<T>) {
+      use(vector.As<T>(), real);
+    } else {
+      use(vector.As<T>(), whole);
+    }
+  });
 }
 
 uint64 HashBytes(const uint8* bytes, uint32 count, bool isWide) {

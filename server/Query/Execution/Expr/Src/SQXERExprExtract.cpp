@@ -230,34 +230,16 @@ namespace {
 /// The narrow number of a column as T.
 template <class T>
 bool WidenBatch(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
+  if (WidthOfForm(out.form) > sizeof(int32)) return false;
   T* const values = buffers.Values<T>();
-  const auto widen = [&]<class Narrow>(std::type_identity<Narrow>) {
+  return WithNumberType(out.form, [&]<class Narrow>(std::type_identity<Narrow>) {
     MapValues(out.As<Narrow>(), values, RowsOf(out, rows),
               [](Narrow value) { return static_cast<T>(value); });
     out.form = BatchFormOf<T>::kForm;
     out.values = reinterpret_cast<const uint8*>(values);
     // What is known of integers is not known of doubles in the form of doubles.
     if (std::integral<Narrow> != std::integral<T>) out.block = nullptr;
-    return true;
-  };
-  switch (out.form) {
-    case ColumnForm::kInt8:
-      return widen(std::type_identity<int8>());
-    case ColumnForm::kUInt8:
-      return widen(std::type_identity<uint8>());
-    case ColumnForm::kInt16:
-      return widen(std::type_identity<int16>());
-    case ColumnForm::kUInt16:
-      return widen(std::type_identity<uint16>());
-    case ColumnForm::kInt32:
-      return widen(std::type_identity<int32>());
-    case ColumnForm::kUInt32:
-      return widen(std::type_identity<uint32>());
-    case ColumnForm::kFloat32:
-      return widen(std::type_identity<float32>());
-    default:
-      return false;
-  }
+  });
 }
 
 }  // namespace

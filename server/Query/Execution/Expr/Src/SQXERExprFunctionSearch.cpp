@@ -27,18 +27,22 @@ int32 FindFrom(const RefLongVarChar& needle, const RefLongVarChar& haystack, int
 
 /// The positions of a batch, from 1, 0 for nowhere; false where not all texts are known to have
 /// one-byte characters.
-bool FindInBatch(const BatchVector& needles, const BatchVector& haystacks, const BatchRows& rows,
+bool FindInBatch(RExpression& needle, RExpression& haystack, const BatchRows& rows,
                  BatchBuffers& buffers, BatchVector& out) {
-  ByteTexts wanted(needles);
-  ByteTexts texts(haystacks);
-  if (!wanted.IsSure() || !texts.IsSure()) return false;
-  int32* const positions = buffers.Values<int32>();
-  out.form = ColumnForm::kInt32;
-  out.values = reinterpret_cast<const uint8*>(positions);
-  rows.ForEach([&](uint32 row) {
-    if (!out.IsNull(row)) positions[row] = FindBytes(*texts.Get(row), *wanted.Get(row)) + 1;
-  });
-  return true;
+  const auto find = [&](const BatchVector& needles, const BatchVector& haystacks,
+                        const BatchRows& wanted, BatchVector& result) {
+    ByteTexts sought(needles);
+    ByteTexts texts(haystacks);
+    if (!sought.IsSure() || !texts.IsSure()) return false;
+    int32* const positions = buffers.Values<int32>();
+    result.form = ColumnForm::kInt32;
+    result.values = reinterpret_cast<const uint8*>(positions);
+    wanted.ForEach([&](uint32 row) {
+      if (!result.IsNull(row)) positions[row] = FindBytes(*texts.Get(row), *sought.Get(row)) + 1;
+    });
+    return true;
+  };
+  return EvalPairBatch(needle, haystack, rows, buffers, out, find);
 }
 
 }  // namespace
@@ -80,12 +84,8 @@ RExprReturn Position::Eval(void* out) {
 }
 
 bool Position::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  const auto find = [&](const BatchVector& needles, const BatchVector& haystacks,
-                        const BatchRows& wanted, BatchVector& result) {
-    return FindInBatch(needles, haystacks, wanted, GetBatchBuffers(), result);
-  };
   return (HasBatchLoop() &&
-          EvalPairBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out, find)) ||
+          FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
          RExpression::EvalBatch(rows, out);
 }
 
@@ -111,12 +111,8 @@ RExprReturn Locate::Eval(void* out) {
 }
 
 bool Locate::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  const auto find = [&](const BatchVector& needles, const BatchVector& haystacks,
-                        const BatchRows& wanted, BatchVector& result) {
-    return FindInBatch(needles, haystacks, wanted, GetBatchBuffers(), result);
-  };
   return (HasBatchLoop() &&
-          EvalPairBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out, find)) ||
+          FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
          RExpression::EvalBatch(rows, out);
 }
 
