@@ -84,8 +84,7 @@ RExprReturn Position::Eval(void* out) {
 }
 
 bool Position::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return (HasBatchLoop() &&
-          FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
+  return (HasBatchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
          RExpression::EvalBatch(rows, out);
 }
 
@@ -111,8 +110,7 @@ RExprReturn Locate::Eval(void* out) {
 }
 
 bool Locate::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return (HasBatchLoop() &&
-          FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
+  return (HasBatchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
          RExpression::EvalBatch(rows, out);
 }
 
