@@ -381,6 +381,14 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
   return true;
 }
 
+bool GroupBatch::MakesMergeableStates() const {
+  return leftOver_.empty() && std::ranges::all_of(members_, [](const Member& member) {
+           const Aggregate::StateMerge merge = member.aggregate->GetStateMerge();
+           return merge == Aggregate::StateMerge::kAlways ||
+                  (merge == Aggregate::StateMerge::kOfFolds && !member.goesByRows);
+         });
+}
+
 void GroupBatch::TakeRows(const BatchRows& rows, uint64 firstRow) {
   for (const Member& member : members_) {
     if (member.goesByRows) continue;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "GroupParts.h"
 #include "RecordKeys.h"
 #include "SQXERBatchLoops.h"
 #include "Utility/XeAssert.h"
@@ -50,6 +51,28 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSour
   XE_ASSERT(!hasRest_ || plan_.grouped || !windows_ || windows_->AreImmediate());
   BindOutputs();
   if (batch_ && !AreTreesRepeatable()) batch_.reset();
+}
+
+QueryRun::~QueryRun() = default;
+
+bool QueryRun::GainsFromParts() {
+  if (!batch_ || !groupBatch_ || documents_) return false;
+  const SettingsScope scope(settings_);
+  groups_->KeepBareStates(true);
+  groups_->Clear();
+  return GroupMerge::CanMerge(*groups_) && (hasRest_ || GroupParts::GainsFrom(table_->rowCount));
+}
+
+void QueryRun::UseParts(std::vector<QueryPlan> plans) {
+  const SettingsScope scope(settings_);
+  GroupParts::Runs runs;
+  // Together they hold as much again as the groups of the run at most.
+  const uint64 memory = settings_->GetSwitches().groupMemory_ / plans.size();
+  for (QueryPlan& plan : plans) {
+    runs.push_back(std::make_unique<QueryRun>(std::move(plan), table_));
+    runs.back()->groups_->LimitMemory(memory);
+  }
+  parts_ = std::make_unique<GroupParts>(std::move(runs));
 }
 
 bool QueryRun::AreTreesRepeatable() {
@@ -173,10 +196,10 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   Start(sink, true);
   if (EmitsWhileScanning() || WantsNothing()) BeginResult();
   if (!WantsNothing()) {
-    ScanRows();
+    ScanTable();
     if (isOrderGivenUp_) {
       Start(sink, false);
-      ScanRows();
+      ScanTable();
     }
     // A scan that ends in TypeRefuted must not have been seen.
     if (!EmitsWhileScanning()) BeginResult();
@@ -210,12 +233,8 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
       filter_ || groupsTakeBatches_ || outputsTakeBatches_ || sortsNumbers_ || windowsSortNumbers_;
   batchRows_ = batch_ && usesBatches ? batchRows : 0;
   if (batchRows_ != 0) batch_->StartRun();
-  if (groups_) {
-    groups_->KeepBareStates(groupsTakeBatches_);
-    groups_->Clear();
-    if (groupsTakeBatches_) groupBatch_->Start();
-    if (groupKeys_.empty()) groups_->OpenGroup();
-  }
+  if (groups_) StartGroups();
+  if (parts_) parts_->Start(*groups_);
   if (windows_) windows_->Begin(windowsSortNumbers_);
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
@@ -226,9 +245,16 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
   }
 }
 
+void QueryRun::StartGroups() {
+  groups_->KeepBareStates(groupsTakeBatches_);
+  groups_->Clear();
+  if (groupsTakeBatches_) groupBatch_->Start();
+  if (groupKeys_.empty()) groups_->OpenGroup();
+}
+
 void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), resultRecord_.GetLayout()); }
 
-void QueryRun::ScanRows() {
+void QueryRun::ScanTable() {
   meter_.Start(AfterScan(), CountScannedRows());
   uint64 row = 1;
   if (table_ == nullptr) {
@@ -251,15 +277,52 @@ void QueryRun::ScanRows() {
 bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
   Enter(chunk, firstRow);
   if (batchRows_ != 0) batch_->Enter(chunk);
-  uint64 row = 0;
-  while (row < chunk.rows && batchRows_ != 0) {
-    const auto count = static_cast<uint32>(std::min<uint64>(batchRows_, chunk.rows - row));
+  if (!parts_ || batchRows_ == 0) return ScanRows(0, chunk.rows);
+  const uint64 tried = parts_->CountTrialRows(chunk);
+  ScanRows(0, tried);
+  for (const GroupParts::Part& part : parts_->Group(chunk, firstRow, tried)) {
+    if (parts_->Merge(part)) {
+      meter_.Step(part.end - part.first);
+    } else {
+      ScanRows(part.first, part.end);
+    }
+  }
+  return true;
+}
+
+bool QueryRun::ScanRows(uint64 row, uint64 end) {
+  while (row < end && batchRows_ != 0) {
+    const auto count = static_cast<uint32>(std::min<uint64>(batchRows_, end - row));
     if (!ScanBatch(row, count)) return false;
     row += count;
     if (failedBatches_ == kMostFailedBatches) batchRows_ = 0;
   }
-  for (; row < chunk.rows; ++row) {
+  for (; row < end; ++row) {
     if (!ScanRow(row)) return false;
+  }
+  return true;
+}
+
+bool QueryRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end) {
+  const SettingsScope scope(settings_);
+  groupsTakeBatches_ = true;
+  batch_->StartRun();
+  StartGroups();
+  Enter(chunk, firstRow);
+  batch_->Enter(chunk);
+  while (row < end) {
+    const auto count = static_cast<uint32>(std::min<uint64>(batchRows, end - row));
+    BatchRows rows = batch_->Take(row, count);
+    row += count;
+    if (!FilterBatch(rows)) return false;
+    if (rows.GetWanted() == 0) continue;
+    if (!FindGroups(rows) || !groupBatch_->MakesMergeableStates()) return false;
+    try {
+      groupBatch_->TakeRows(rows, firstRow_ + batch_->GetFirstRow());
+    } catch (const ErrorMessage&) {
+      // Who does the rows again tells it.
+      return false;
+    }
   }
   return true;
 }
@@ -310,19 +373,21 @@ bool QueryRun::FilterBatch(BatchRows& rows) {
 
 bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
   if (rows.GetWanted() == 0) return true;
-  const uint64 firstRow = firstRow_ + batch_->GetFirstRow();
+  if (!FindGroups(rows)) return false;
+  // An error from here on is one.
+  groupBatch_->TakeRows(rows, firstRow_ + batch_->GetFirstRow());
+  return true;
+}
+
+bool QueryRun::FindGroups(const BatchRows& rows) {
   try {
-    if (!EvaluateTrees(groupKeys_, rows, keyVectors_) ||
-        !EvaluateTrees(aggregateInputs_, rows, inputVectors_) ||
-        !groupBatch_->FindGroups(rows, keyVectors_, inputVectors_, firstRow)) {
-      return false;
-    }
+    return EvaluateTrees(groupKeys_, rows, keyVectors_) &&
+           EvaluateTrees(aggregateInputs_, rows, inputVectors_) &&
+           groupBatch_->FindGroups(rows, keyVectors_, inputVectors_,
+                                   firstRow_ + batch_->GetFirstRow());
   } catch (const ErrorMessage&) {
     return false;
   }
-  // An error from here on is one.
-  groupBatch_->TakeRows(rows, firstRow);
-  return true;
 }
 
 bool QueryRun::AddBatchToOrder(uint64 first, const BatchRows& rows) {

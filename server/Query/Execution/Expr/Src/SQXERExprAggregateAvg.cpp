@@ -77,6 +77,16 @@ void AvgOf<T>::FoldBatch(const BatchFold& fold) {
   fold_.Fold(fold);
 }
 
+template <AccumulatorValue T>
+bool AvgOf<T>::AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) {
+  return std::integral<T> || (fold_.IsPart(state, stretches) && fold_.IsPart(later, stretches));
+}
+
+template <AccumulatorValue T>
+void AvgOf<T>::MergeState(uint8* state, const uint8* later) {
+  fold_.Merge(state, later);
+}
+
 template class AvgOf<int32>;
 template class AvgOf<uint32>;
 template class AvgOf<float64>;

@@ -27,6 +27,10 @@ class CountState {
   uint32 count_ = 0;
 };
 
+void AddCount(uint8* state, const uint8* later) {
+  StoreValue(state, LoadValue<uint32>(state) + LoadValue<uint32>(later));
+}
+
 }  // namespace
 
 Count::Count(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -135,6 +139,8 @@ void Count::FoldBatch(const BatchFold& fold) {
   FoldRows(fold, CountState());
 }
 
+void Count::MergeState(uint8* state, const uint8* later) { AddCount(state, later); }
+
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
@@ -175,5 +181,7 @@ void CountStar::FoldBatch(const BatchFold& fold) {
   rows.input = nullptr;
   FoldRows(rows, CountState());
 }
+
+void CountStar::MergeState(uint8* state, const uint8* later) { AddCount(state, later); }
 
 }  // namespace sqxer

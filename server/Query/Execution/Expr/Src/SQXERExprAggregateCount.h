@@ -34,6 +34,10 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  StateMerge GetStateMerge() override {
+    return isDistinctHandled_ ? StateMerge::kNone : StateMerge::kAlways;
+  }
+  void MergeState(uint8* state, const uint8* later) override;
 
  protected:
   uint32 count_ = 0;
@@ -66,6 +70,8 @@ class SQXEREXPR_API CountStar : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  StateMerge GetStateMerge() override { return StateMerge::kAlways; }
+  void MergeState(uint8* state, const uint8* later) override;
 
  protected:
   uint32 count_ = 0;

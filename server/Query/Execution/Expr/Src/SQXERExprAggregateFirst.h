@@ -18,6 +18,7 @@ class SQXEREXPR_API KeptValueAggregate : public SingleResultAggregate {
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector*, const BatchRows&) override { return true; }
+  StateMerge GetStateMerge() override { return StateMerge::kAlways; }
 
  protected:
   /// Writes a batch's value as it is stored.
@@ -40,6 +41,7 @@ class SQXEREXPR_API First : public KeptValueAggregate {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
 
  protected:
   bool isThisFirst_ = true;
@@ -52,6 +54,7 @@ class SQXEREXPR_API Last : public KeptValueAggregate {
 
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
 };
 
 }  // namespace sqxer
