@@ -14,7 +14,6 @@ namespace sqxer {
 /// cannot do to the last bit as the rows one behind the other would is left to who asks.
 class GroupParts {
  public:
-  using Runs = std::vector<std::unique_ptr<QueryRun>>;
   /// Rows of a chunk.
   struct Part {
     uint64 first;
@@ -25,7 +24,7 @@ class GroupParts {
   };
 
   /// One run for each thread.
-  explicit GroupParts(Runs runs) : runs_(std::move(runs)) {}
+  explicit GroupParts(QueryRuns runs) : runs_(std::move(runs)) {}
 
   /// Whether so many rows are worth more than one thread.
   static bool GainsFrom(uint64 rows) { return rows >= 2 * leastRows; }
@@ -47,7 +46,7 @@ class GroupParts {
  private:
   static uint64 leastRows;
 
-  const Runs runs_;
+  const QueryRuns runs_;
   std::vector<Part> parts_;
   std::optional<GroupMerge> merge_;
   GroupTable* groups_ = nullptr;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "FilterParts.h"
 #include "GroupParts.h"
 #include "RecordKeys.h"
 #include "SQXERBatchLoops.h"
@@ -55,24 +56,30 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSour
 
 QueryRun::~QueryRun() = default;
 
-bool QueryRun::GainsFromParts() {
-  if (!batch_ || !groupBatch_ || documents_) return false;
-  const SettingsScope scope(settings_);
+bool QueryRun::GainsFromGroupParts() {
+  if (!groupBatch_) return false;
   groups_->KeepBareStates(true);
   groups_->Clear();
-  return GroupMerge::CanMerge(*groups_) && (hasRest_ || GroupParts::GainsFrom(table_->rowCount));
+  return GroupMerge::CanMerge(*groups_);
 }
 
-void QueryRun::UseParts(std::vector<QueryPlan> plans) {
+void QueryRun::UseThreads(std::vector<QueryPlan> plans) {
+  if (!batch_ || documents_ || plans.size() < 2) return;
   const SettingsScope scope(settings_);
-  GroupParts::Runs runs;
+  const bool areGrouped = GainsFromGroupParts();
+  if (!areGrouped && (!filter_ || !FilterParts::GainsFrom(filter_->GetTree()))) return;
   // Together they hold as much again as the groups of the run at most.
   const uint64 memory = settings_->GetSwitches().groupMemory_ / plans.size();
+  QueryRuns runs;
   for (QueryPlan& plan : plans) {
     runs.push_back(std::make_unique<QueryRun>(std::move(plan), table_));
-    runs.back()->groups_->LimitMemory(memory);
+    if (areGrouped) runs.back()->groups_->LimitMemory(memory);
   }
-  parts_ = std::make_unique<GroupParts>(std::move(runs));
+  if (areGrouped) {
+    groupParts_ = std::make_unique<GroupParts>(std::move(runs));
+  } else {
+    filterParts_ = std::make_unique<FilterParts>(std::move(runs));
+  }
 }
 
 bool QueryRun::AreTreesRepeatable() {
@@ -234,7 +241,8 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
   batchRows_ = batch_ && usesBatches ? batchRows : 0;
   if (batchRows_ != 0) batch_->StartRun();
   if (groups_) StartGroups();
-  if (parts_) parts_->Start(*groups_);
+  if (groupParts_) groupParts_->Start(*groups_);
+  if (filterParts_) filterParts_->Start();
   if (windows_) windows_->Begin(windowsSortNumbers_);
   if (distinct_) distinct_->Clear();
   if (sorter_) sorter_->BeginInput();
@@ -277,11 +285,12 @@ void QueryRun::ScanTable() {
 bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
   Enter(chunk, firstRow);
   if (batchRows_ != 0) batch_->Enter(chunk);
-  if (!parts_ || batchRows_ == 0) return ScanRows(0, chunk.rows);
-  const uint64 tried = parts_->CountTrialRows(chunk);
+  if (filterParts_) filterParts_->Enter(chunk, firstRow);
+  if (!groupParts_ || batchRows_ == 0) return ScanRows(0, chunk.rows);
+  const uint64 tried = groupParts_->CountTrialRows(chunk);
   ScanRows(0, tried);
-  for (const GroupParts::Part& part : parts_->Group(chunk, firstRow, tried)) {
-    if (parts_->Merge(part)) {
+  for (const GroupParts::Part& part : groupParts_->Group(chunk, firstRow, tried)) {
+    if (groupParts_->Merge(part)) {
       meter_.Step(part.end - part.first);
     } else {
       ScanRows(part.first, part.end);
@@ -303,13 +312,17 @@ bool QueryRun::ScanRows(uint64 row, uint64 end) {
   return true;
 }
 
+void QueryRun::EnterPart(const TableChunk& chunk, uint64 firstRow) {
+  Enter(chunk, firstRow);
+  batch_->Enter(chunk);
+}
+
 bool QueryRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end) {
   const SettingsScope scope(settings_);
   groupsTakeBatches_ = true;
   batch_->StartRun();
   StartGroups();
-  Enter(chunk, firstRow);
-  batch_->Enter(chunk);
+  EnterPart(chunk, firstRow);
   while (row < end) {
     const auto count = static_cast<uint32>(std::min<uint64>(batchRows, end - row));
     BatchRows rows = batch_->Take(row, count);
@@ -325,6 +338,12 @@ bool QueryRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, u
     }
   }
   return true;
+}
+
+bool QueryRun::FilterPart(BatchRows& rows, uint64 first, uint32 count) {
+  const SettingsScope scope(settings_);
+  rows = batch_->Take(first, count);
+  return FilterBatch(rows);
 }
 
 bool QueryRun::ScanBatch(uint64 first, uint32 count) {
@@ -358,6 +377,12 @@ bool QueryRun::ScanBatch(uint64 first, uint32 count) {
 
 bool QueryRun::FilterBatch(BatchRows& rows) {
   if (!filter_) return true;
+  if (filterParts_) {
+    const FilterParts::Passing& passing = filterParts_->Get(batch_->GetFirstRow(), batchRows_);
+    rows.selected = passing.rows.data();
+    rows.selectedCount = passing.count;
+    return passing.isKnown;
+  }
   try {
     BatchVector truth;
     if (!EvaluateBatch(filter_->GetTree(), rows, truth)) return false;

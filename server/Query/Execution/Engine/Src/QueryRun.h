@@ -22,7 +22,11 @@
 
 namespace sqxer {
 
+class FilterParts;
 class GroupParts;
+class QueryRun;
+/// Of one statement, each with trees of its own.
+using QueryRuns = std::vector<std::unique_ptr<QueryRun>>;
 
 /// A plan whose trees are bound to records of its own, ready to be run over its table any number of
 /// times, once where rows are read while it runs, under the settings that were the thread's current
@@ -40,11 +44,9 @@ class QueryRun {
   /// How many rows a batch has, at most kMostBatchRows, in runs that begin from now on.
   static void SetBatchRows(uint32 rows);
 
-  /// Whether the run takes less time when several threads work on it.
-  bool GainsFromParts();
-  /// Has parts of the rows taken in by as many threads as there are plans, which are to be those of
-  /// the same statement. The result stays the same to the last bit.
-  void UseParts(std::vector<QueryPlan> plans);
+  /// Has as many threads as there are plans, which are to be those of the same statement, work on
+  /// the rows where that takes less time. The result stays the same to the last bit.
+  void UseThreads(std::vector<QueryPlan> plans);
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, RunProgress progress = nullptr);
@@ -52,6 +54,7 @@ class QueryRun {
   std::vector<XeString> Describe();
 
  private:
+  friend class FilterParts;
   friend class GroupParts;
 
   std::vector<ColumnInfo> VisibleColumns() const;
@@ -86,6 +89,12 @@ class QueryRun {
   /// Rows of a chunk, from `row` up to `end`, into groups that are to be merged with others: all of
   /// them by batches. False when that cannot be done.
   bool GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end);
+  /// Makes a chunk the current one of a part.
+  void EnterPart(const TableChunk& chunk, uint64 firstRow);
+  /// Makes a batch of it those rows that pass the filter, until the next one. False when it is to
+  /// be done row by row.
+  bool FilterPart(BatchRows& rows, uint64 first, uint32 count);
+  bool GainsFromGroupParts();
   bool ScanBatch(uint64 first, uint32 count);
   /// Rows of the current chunk: all, or those that have passed the filter.
   bool ScanRow(uint64 row);
@@ -144,7 +153,8 @@ class QueryRun {
   std::vector<FieldWriter> aggregateInputs_;
   std::optional<GroupTable> groups_;
   std::optional<GroupBatch> groupBatch_;
-  std::unique_ptr<GroupParts> parts_;
+  std::unique_ptr<GroupParts> groupParts_;
+  std::unique_ptr<FilterParts> filterParts_;
   std::optional<RowFilter> having_;
   std::optional<WindowSet> windows_;
   std::vector<FieldWriter> outputs_;

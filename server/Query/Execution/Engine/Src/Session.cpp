@@ -250,7 +250,7 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
 }
 
 bool Session::MayGainFromThreads(const QueryPlan& plan, const LazyTable& table) const {
-  return threads_ > 1 && plan.grouped && plan.documents.empty() &&
+  return threads_ > 1 && (plan.grouped || plan.filter) && plan.documents.empty() &&
          (!table.HasAllRows() || GroupParts::GainsFrom(table.Get().rowCount));
 }
 
@@ -264,14 +264,14 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   QueryPlan plan = compile();
   const bool explain = plan.explain;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
-  std::vector<QueryPlan> parts;
+  std::vector<QueryPlan> plans;
   if (table && !explain && MayGainFromThreads(plan, *table)) {
     // Before the rows that are read once are on their way.
-    for (uint32 i = 0; i < threads_; ++i) parts.push_back(compile());
+    for (uint32 i = 0; i < threads_; ++i) plans.push_back(compile());
   }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
                  table && !explain ? table->TakeRest() : nullptr);
-  if (!parts.empty() && query.GainsFromParts()) query.UseParts(std::move(parts));
+  query.UseThreads(std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);
