@@ -63,7 +63,9 @@ bool QueryRun::GainsFromGroupParts() {
   return GroupMerge::CanMerge(*groups_);
 }
 
-void QueryRun::UseThreads(std::vector<QueryPlan> plans) {
+void QueryRun::UseThreads(uint32 threads, std::vector<QueryPlan> plans) {
+  if (rowOrder_) rowOrder_->SetThreads(threads);
+  if (windows_) windows_->SetThreads(threads);
   if (!batch_ || documents_ || plans.size() < 2) return;
   const SettingsScope scope(settings_);
   const bool areGrouped = GainsFromGroupParts();

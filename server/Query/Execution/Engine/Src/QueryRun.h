@@ -44,9 +44,10 @@ class QueryRun {
   /// How many rows a batch has, at most kMostBatchRows, in runs that begin from now on.
   static void SetBatchRows(uint32 rows);
 
-  /// Has as many threads as there are plans, which are to be those of the same statement, work on
-  /// the rows where that takes less time. The result stays the same to the last bit.
-  void UseThreads(std::vector<QueryPlan> plans);
+  /// Has several threads work on the rows where that takes less time; `plans` are others of the
+  /// same statement, one for each thread, or none if only sorting is to be shared out. The result
+  /// stays the same to the last bit.
+  void UseThreads(uint32 threads, std::vector<QueryPlan> plans);
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, RunProgress progress = nullptr);

@@ -271,7 +271,7 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
                  table && !explain ? table->TakeRest() : nullptr);
-  query.UseThreads(std::move(plans));
+  query.UseThreads(threads_, std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);

@@ -203,7 +203,8 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
   if (!leavesTies) ReleaseKeys();
   {
     RowArray<Word> spare(count);
-    WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits);
+    WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits,
+                         threads_);
   }
   const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
   if (mostTies < count) {

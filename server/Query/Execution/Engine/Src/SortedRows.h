@@ -40,6 +40,8 @@ class SortedRows {
   /// buffer as it is by default, within four times the memory for groups.
   static uint64 GetMostBytes(uint64 groupMemory);
 
+  /// How many threads may sort; one at first.
+  void SetThreads(std::size_t threads) { threads_ = threads; }
   /// Only the first `count` rows of the order are wanted: 0 for all.
   void SetLimit(uint64 count) { limit_ = count; }
   /// The most bytes that it takes, unless even wide words leave many ties.
@@ -93,6 +95,7 @@ class SortedRows {
   const std::optional<std::size_t> groupKeys_;
   const uint64 mostRows_;
   uint64 limit_ = 0;
+  std::size_t threads_ = 1;
   /// With a limit: no row whose first key has a greater word is wanted.
   std::optional<uint64> worst_;
   std::vector<uint16> candidates_;
