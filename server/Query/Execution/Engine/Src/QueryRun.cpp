@@ -52,6 +52,19 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSour
   XE_ASSERT(!hasRest_ || plan_.grouped || !windows_ || windows_->AreImmediate());
   BindOutputs();
   if (batch_ && !AreTreesRepeatable()) batch_.reset();
+  if (batch_) ShareTrees();
+}
+
+void QueryRun::ShareTrees() {
+  std::vector<RExpression*> trees;
+  const auto add = [&trees](std::vector<FieldWriter>& writers) {
+    for (FieldWriter& writer : writers) trees.push_back(&writer.GetTree());
+  };
+  if (filter_) trees.push_back(&filter_->GetTree());
+  add(groupKeys_);
+  add(aggregateInputs_);
+  if (!plan_.grouped) add(outputs_);
+  ShareEqualTrees(trees);
 }
 
 QueryRun::~QueryRun() = default;
@@ -383,6 +396,7 @@ bool QueryRun::FilterBatch(BatchRows& rows) {
     const FilterParts::Passing& passing = filterParts_->Get(batch_->GetFirstRow(), batchRows_);
     rows.selected = passing.rows.data();
     rows.selectedCount = passing.count;
+    batch_->Select(rows.selected);
     return passing.isKnown;
   }
   try {
@@ -391,6 +405,7 @@ bool QueryRun::FilterBatch(BatchRows& rows) {
     passing_.resize(kMostBatchRows);
     rows.selectedCount = SelectTrue(truth, rows, passing_.data());
     rows.selected = passing_.data();
+    batch_->Select(rows.selected);
     return true;
   } catch (const ErrorMessage&) {
     // The rows tell it.

@@ -111,6 +111,7 @@ class QueryRun {
   bool EmitBatch(uint64 first, const BatchRows& rows);
   void BindBatchOutputs();
   bool AreTreesRepeatable();
+  void ShareTrees();
   static bool EvaluateTrees(std::vector<FieldWriter>& writers, const BatchRows& rows,
                             std::vector<BatchVector>& vectors);
   bool EmitGroup();
