@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 
 #include "Utility/BaseStringUtil.h"
+#include "Utility/SUXeDataTypeUtility.h"
 #include "ValueReader.h"
 #include "ValueText.h"
 
@@ -13,10 +15,14 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
+bool IsPlainInCsv(std::string_view text) {
+  return std::ranges::none_of(
+      text, [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; });
+}
+
 void AppendCsv(std::string& line, std::string_view text) {
   // A mark at the start of a file would not be read as part of the first name.
-  if (!text.empty() && text.find_first_of(",\"\r\n") == std::string_view::npos &&
-      !text.starts_with(kByteOrderMark)) {
+  if (!text.empty() && IsPlainInCsv(text) && !text.starts_with(kByteOrderMark)) {
     line += text;
     return;
   }
@@ -135,6 +141,12 @@ void CsvResult::Row(const uint8* record) {
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     if (i != 0) line_ += ',';
     if (IsNullField(*fields_[i], record)) continue;
+    const XeDataType type = fields_[i]->GetDataType();
+    if (!SUXeDataTypeUtility::IsXeTextType(type) && !SUXeDataTypeUtility::IsXeBinaryType(type)) {
+      // Never empty, and nothing that needs quotation marks.
+      AppendValueText(*fields_[i], record, line_);
+      continue;
+    }
     value_.clear();
     AppendValueText(*fields_[i], record, value_);
     AppendCsv(line_, value_);

@@ -126,6 +126,16 @@ std::string BaseStringUtil::StringToUtf8(std::wstring_view text) {
 }
 
 void BaseStringUtil::AppendUtf8(std::string& out, std::wstring_view text) {
+  // Most texts are ASCII, which shows when they are copied.
+  const std::size_t start = out.size();
+  out.resize(start + text.size());
+  uint32 seen = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    seen |= static_cast<uint32>(text[i]);
+    out[start + i] = static_cast<char>(text[i]);
+  }
+  if (seen < 0x80) return;
+  out.resize(start);
   for (wchar_t c : text) {
     if (!IsCodePoint(c)) c = kReplacement;
     const auto u = static_cast<uint32>(c);
