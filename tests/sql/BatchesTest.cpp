@@ -277,7 +277,9 @@ TEST_F(Batches, GiveWhatRowsGive) {
     // Most times some groups find no room.
     isLimited_ = i % 3 != 0;
     for (Session* const session : {&rows_, &batches_}) {
-      session->Set("GroupMemory", i % 3 == 0 ? "256MiB" : i % 3 == 1 ? "2000" : "40000");
+      session->Set("GroupMemory", i % 3 == 0   ? "256MiB"
+                                  : i % 3 == 1 ? "2000"
+                                               : std::to_string(30'000 + i * 7919 % 70'000));
       session->Set("CaseSensitiveCompare", i % 7 == 0 ? "off" : "on");
       session->Set("Locale", i % 11 == 0 ? "sv_SE" : "");
       session->Set("IntegerAggregates", i % 5 == 0 ? "native" : "wide");
@@ -320,6 +322,33 @@ TEST_F(Batches, GiveWhatRowsGive) {
         ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +
                     Pick(predicates) + " ORDER BY 1, 2 LIMIT 20");
         break;
+    }
+  }
+}
+
+/// Tables that groups are found by, and values that are held, give memory back when rows of groups
+/// that found no room have been sorted.
+TEST_F(Batches, OpenNoGroupThatWasSorted) {
+  std::string text = "few,many,g,t\n";
+  constexpr int kNear = 2048;
+  for (int row = 0; row < 3 * kNear; ++row) {
+    // Close together, then one apart from them.
+    const int near = row < kNear ? row + 1 : 2 * kNear - row;
+    text += std::to_string(row % 40) + "," + std::to_string(row % (row < kNear ? 40 : 600)) + "," +
+            std::to_string(row == kNear ? 9000 : near) + ",a text like no other " +
+            std::to_string(row) + "\n";
+  }
+  folder_.Write("spread.csv", text);
+  for (int memory = 20'000; memory < 400'000; memory += memory / 3) {
+    for (Session* const session : {&rows_, &batches_}) {
+      session->Set("GroupMemory", std::to_string(memory));
+    }
+    for (const char* const key : {"g", "few, many", "many", "'a' || g", "t"}) {
+      for (const char* const results : {"COUNT(*)", "COUNT(DISTINCT t), SUM(DISTINCT g)"}) {
+        const std::string sql =
+            std::string("SELECT ") + key + ", " + results + " FROM spread GROUP BY " + key;
+        ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql << " in " << memory;
+      }
     }
   }
 }

@@ -172,7 +172,7 @@ bool GroupTable::Add(uint64 row) {
     Compute(row, *slot.group);
     return false;
   }
-  if (!memory_.HasRoom()) {
+  if (!MayOpen()) {
     Sort(row);
     return false;
   }
@@ -266,14 +266,14 @@ TurnTakingSet& GroupTable::GetTurns() {
 GroupTable::Group* GroupTable::FindOrOpen(uint64 hash) {
   Slot& slot = FindSlot(hash);
   if (slot.group != nullptr) return slot.group;
-  if (!memory_.HasRoom()) return nullptr;
+  if (!MayOpen()) return nullptr;
   Group* group = nullptr;
   TakeFromGateway([&] { group = &OpenGroupAt(slot, hash); });
   return group;
 }
 
 GroupTable::Group* GroupTable::OpenNew() {
-  if (!memory_.HasRoom()) return nullptr;
+  if (!MayOpen()) return nullptr;
   Group* group = nullptr;
   TakeFromGateway([&] { group = &OpenUnlisted(); });
   return group;

@@ -83,6 +83,8 @@ class GroupTable {
     use();
     memory_.Take(MemoryGateway::BytesInUse() - before);
   }
+  /// Once a row was sorted its group must not be opened, though memory be given back.
+  bool MayOpen() const { return !sorter_ && memory_.HasRoom(); }
   /// The current keys as a group keeps them.
   const uint8* CurrentKeys();
   uint64 HashKeys() const;
