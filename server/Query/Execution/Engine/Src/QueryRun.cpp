@@ -171,8 +171,8 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
   Start(sink, true);
-  if (EmitsWhileScanning() || WantsNothing()) BeginResult();
-  if (!WantsNothing()) {
+  if (EmitsWhileScanning() || IsComplete()) BeginResult();
+  if (!IsComplete()) {
     ScanRows();
     if (isOrderGivenUp_) {
       Start(sink, false);
@@ -181,12 +181,11 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
     // A scan that ends in TypeRefuted must not have been seen.
     if (!EmitsWhileScanning()) BeginResult();
     const auto emitGroup = [this] { return EmitGroup(); };
-    if (groups_) {
-      groups_->EmitLive(emitGroup, meter_, AfterGroups());
-      groups_->EmitSorted(emitGroup, meter_, AfterGroups());
-    }
+    if (groups_) groups_->EmitLive(emitGroup, meter_, AfterGroups());
+    if (groups_ && !IsComplete()) groups_->EmitSorted(emitGroup, meter_, AfterGroups());
     if (windows_) EmitWindowRows();
-    if (distinct_) distinct_->EmitSorted([this] { return Deliver(); }, meter_, AfterDistinct());
+    if (distinct_ && !IsComplete())
+      distinct_->EmitSorted([this] { return Deliver(); }, meter_, AfterDistinct());
     if (sortsNumbers_) {
       EmitRowsByNumber();
     } else if (sorter_) {
@@ -472,10 +471,10 @@ bool QueryRun::Pass() {
     ++skipped_;
     return true;
   }
-  if (plan_.limit && passed_ == *plan_.limit) return false;
+  if (IsComplete()) return false;
   sink_->Row(resultRecord_.GetData());
   ++passed_;
-  return !plan_.limit || passed_ < *plan_.limit;
+  return !IsComplete();
 }
 
 void QueryRun::EmitSortedRows() {

@@ -104,7 +104,8 @@ class QueryRun {
   RunPhase AfterGroups() const;
   RunPhase AfterWindows() const;
   RunPhase AfterDistinct() const { return sorter_ ? RunPhase::kSorting : RunPhase::kWriting; }
-  bool WantsNothing() const { return plan_.limit && *plan_.limit == 0; }
+  /// As many rows as are wanted were passed on.
+  bool IsComplete() const { return plan_.limit && passed_ == *plan_.limit; }
 
   const SettingsRef settings_ = Settings::Current();
   QueryPlan plan_;
