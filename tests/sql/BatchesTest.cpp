@@ -605,5 +605,46 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
   }
 }
 
+/// Texts that begin alike, some for many characters, some as the whole of another one.
+TEST_F(Batches, SortTextsThatBeginAlike) {
+  std::string text = "id,few,t,c,wide\n";
+  constexpr int kManyRows = 5'000;
+  const std::vector<std::string> pieces = {"a",        "b",      "aaaaaaaa", " ",       "\x01",
+                                           "\xC3\xA4", "equal ", "A",        "\xC3\xBF"};
+  const auto value = [&](unsigned most) {
+    std::string made = random_() % 3 == 0 ? "" : "a common beginning";
+    for (unsigned left = random_() % most; left > 0; --left) made += Pick(pieces);
+    return made.empty() ? made : "\"" + made + "\"";
+  };
+  for (int row = 0; row < kManyRows; ++row) {
+    text += std::to_string(row) + "," + std::to_string(random_() % 5) + "," + value(6) + "," +
+            value(3) + "," + value(3) + (random_() % 9 == 0 ? "\xD0\x96" : "") + "\n";
+  }
+  folder_.Write("alike.csv", text);
+  for (Session* const session : {&rows_, &batches_}) {
+    session->SetSchema("alike", "id:int4,few:int2,t:varchar(80),c:char(50),wide:varchar(50)");
+  }
+  const std::vector<std::string> orders = {"t",
+                                           "t DESC NULLS FIRST, few",
+                                           "few DESC, t DESC, c",
+                                           "c DESC, t NULLS FIRST",
+                                           "wide, t DESC",
+                                           "c"};
+  for (const auto& [comparison, locale] : {std::pair("on", ""), {"off", ""}, {"on", "sv_SE"}}) {
+    for (Session* const session : {&rows_, &batches_}) {
+      session->Set("CaseSensitiveCompare", comparison);
+      session->Set("Locale", locale);
+    }
+    for (const std::string& order : orders) {
+      for (const std::string& sql :
+           {"SELECT id FROM alike ORDER BY " + order,
+            "SELECT id FROM alike ORDER BY " + order + " LIMIT 60",
+            "SELECT id, RANK() OVER (ORDER BY " + order + ") FROM alike WHERE few > 0"}) {
+        ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace sqxer::test
