@@ -49,7 +49,8 @@ class QueryRun {
   void BindWindows();
   void BindOutputs();
   void BindRowOrder();
-  /// Whether the rows of the scan can be looked up again by their numbers, and are repeatable.
+  /// Whether rows of the scan can be looked up again by their numbers. What is made for that is not
+  /// used where a tree turns out not to be repeatable, and batches are given up.
   bool CanLookUpRows() const { return batch_ && !hasRest_ && !documents_ && !plan_.grouped; }
   /// What outputs and windows read.
   WorkRecord& SourceRecord() { return plan_.grouped ? groupRecord_ : scanRecord_; }

@@ -96,6 +96,7 @@ bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& ro
   if (input->isConstant && input->IsNull(0)) return true;
   // A NaN has a place in the order that the comparison of numbers does not know.
   const auto hasNoNaN = [&](const auto* values) {
+    if (input->block != nullptr && input->block->hasBounds) return true;
     bool hasNaN = false;
     rows.ForEach([&](uint32 row) {
       const auto value = values[input->isConstant ? 0 : row];
@@ -212,7 +213,9 @@ class TextExtremeState {
   }
   void Store(uint8* state) const {
     if (!isChanged_) return;
-    StoreBatchText(input_, row_, isFixed_, size_ / uint32{sizeof(wchar_t)}, state + kValueOfState);
+    WithBatchStore(input_, isFixed_ ? XeCharData : XeLongVarCharData,
+                   size_ / uint32{sizeof(wchar_t)},
+                   [&](auto store) { store(row_, state + kValueOfState); });
     StoreValue(state + kSizeOfState, size_);
     state[kNullOfState] = 0;
   }
