@@ -94,9 +94,9 @@ void GroupBatch::FindByHash(const BatchRows& rows, uint64 firstRow) {
   rows.ForEach([&](uint32 row) {
     write(row);
     hashes[row] = table_.HashKeys();
-    __builtin_prefetch(slotOf(row));
+    Prefetch(slotOf(row));
   });
-  rows.ForEach([&](uint32 row) { __builtin_prefetch(slotOf(row)->group); });
+  rows.ForEach([&](uint32 row) { Prefetch(slotOf(row)->group); });
   rows.ForEach([&](uint32 row) {
     write(row);
     Put(row, AtRow(firstRow + row, [&] { return table_.FindOrOpen(hashes[row]); }));
@@ -261,13 +261,13 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
     });
     if (groupsInRange_.size() > kLeastPrefetched) {
       // All at once, so that one does not wait for the memory of the other.
-      rows.ForEach([&](uint32 row) { __builtin_prefetch(&groupsInRange_[places[row]], 1); });
+      rows.ForEach([&](uint32 row) { Prefetch(&groupsInRange_[places[row]]); });
     }
     rows.ForEach([&](uint32 row) {
       Group*& group = groupsInRange_[places[row]];
       if (group == nullptr) [[unlikely]]
         group = OpenValue(row, firstRow);
-      __builtin_prefetch(group, 1);
+      Prefetch(group);
       Put(row, group);
     });
     return;
@@ -275,7 +275,7 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
   if (groupsOfValues_.size() > kLeastPrefetched) {
     rows.ForEach([&](uint32 row) {
       const std::size_t at = PlaceOf(toValue(stored[row]));
-      __builtin_prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)], 1);
+      Prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)]);
     });
   }
   rows.ForEach([&](uint32 row) {
@@ -293,7 +293,7 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
         if (known_ > groupsOfValues_.size() / 2) GrowValues();
       }
     }
-    __builtin_prefetch(group, 1);
+    Prefetch(group);
     Put(row, group);
   });
 }
