@@ -48,10 +48,11 @@ void GroupBatch::Start() {
   uint32 offset = 0;
   for (std::size_t i = 0; i < table_.aggregates_.size(); ++i) {
     Aggregate& aggregate = turns.GetSet().Get(i);
-    const UInt16Vector& columns = *aggregate.GetAggregateColumns();
-    const bool readsColumn = !columns.empty();
-    members_.push_back({&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn,
-                        offset, i, turns.GetSet().GetPosition(i)});
+    members_.push_back({.aggregate = &aggregate,
+                        .columns = *aggregate.GetAggregateColumns(),
+                        .offset = offset,
+                        .index = i,
+                        .position = turns.GetSet().GetPosition(i)});
     offset += turns.GetSet().TransferState(i, StateTransfer::kMeasure, nullptr);
   }
 }
@@ -364,7 +365,8 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
     if (!inputFields_[i].Use(inputs[i], rows)) return false;
   }
   for (Member& member : members_) {
-    member.input = member.readsColumn ? &inputs[member.column] : nullptr;
+    member.input = member.columns.empty() ? nullptr : &inputs[member.columns[0]];
+    member.second = member.columns.size() < 2 ? nullptr : &inputs[member.columns[1]];
   }
   if (!FindByKeys(rows, keys, firstRow)) return false;
   // The states are to be read and written where they are.
@@ -372,8 +374,12 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
   PartRows();
   for (Member& member : members_) {
     Aggregate& aggregate = *member.aggregate;
+    const auto admitsInput = [&] {
+      return member.second == nullptr ? aggregate.AdmitsInput(member.input, rows)
+                                      : aggregate.AdmitsPair(*member.input, *member.second, rows);
+    };
     member.goesByRows = table_.GetTurns().GetSet().HasObjects(member.index) ||
-                        !aggregate.TakesBatches() || !aggregate.AdmitsInput(member.input, rows) ||
+                        !aggregate.TakesBatches() || !admitsInput() ||
                         !ForEachFold(rows, member, [&](const BatchFold& fold) {
                           return aggregate.AdmitsStates(fold);
                         });

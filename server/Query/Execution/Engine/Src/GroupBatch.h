@@ -35,10 +35,10 @@ class GroupBatch {
 
   struct Member {
     Aggregate* aggregate;
-    /// Its column among the inputs, or nothing.
+    /// Its columns among the inputs, or nothing.
     const BatchVector* input = nullptr;
-    std::size_t column;
-    bool readsColumn;
+    const BatchVector* second = nullptr;
+    std::span<const uint16> columns;
     uint32 offset;
     std::size_t index;
     int position;

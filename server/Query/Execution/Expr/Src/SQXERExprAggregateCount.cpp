@@ -135,6 +135,10 @@ void Count::FoldBatch(const BatchFold& fold) {
   FoldRows(fold, CountState());
 }
 
+bool Count::OutputState(uint8* state, unsigned char* record) {
+  return !isDistinctHandled_ && OutputRestored(*this, state, record);
+}
+
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
@@ -174,6 +178,10 @@ void CountStar::FoldBatch(const BatchFold& fold) {
   BatchFold rows = fold;
   rows.input = nullptr;
   FoldRows(rows, CountState());
+}
+
+bool CountStar::OutputState(uint8* state, unsigned char* record) {
+  return OutputRestored(*this, state, record);
 }
 
 }  // namespace sqxer

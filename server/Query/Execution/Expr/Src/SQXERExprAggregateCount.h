@@ -34,6 +34,7 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
 
  protected:
   uint32 count_ = 0;
@@ -66,6 +67,7 @@ class SQXEREXPR_API CountStar : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
 
  protected:
   uint32 count_ = 0;

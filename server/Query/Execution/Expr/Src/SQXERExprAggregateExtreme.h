@@ -18,6 +18,7 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   bool AdmitsStates(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
 
  protected:
   using Aggregate::Bind;
@@ -43,6 +44,8 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   /// Nothing is kept.
   bool nullIndicator_ = true;
   uint32 bufferSize_ = 0;
+  /// Where a state has the value.
+  std::size_t valueOfState_;
   /// Of batches: the text kept, and the one that is compared with it.
   XeString keptText_;
   XeString otherText_;
@@ -92,7 +95,9 @@ class SQXEREXPR_API NullIfNotUnique : public Max {
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
-  bool TakesBatches() override { return false; }
+  bool TakesBatches() override;
+  void FoldBatch(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 

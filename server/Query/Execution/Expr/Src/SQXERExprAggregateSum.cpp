@@ -102,6 +102,11 @@ void SumOf<T>::FoldBatch(const BatchFold& fold) {
   fold_.Fold(fold);
 }
 
+template <AccumulatorValue T>
+bool SumOf<T>::OutputState(uint8* state, unsigned char* record) {
+  return !this->isDistinctHandled_ && this->OutputRestored(*this, state, record);
+}
+
 template class SumOf<int32>;
 template class SumOf<uint32>;
 template class SumOf<float64>;
