@@ -65,13 +65,14 @@ class AggregateSet {
 
   /// Starts a group. Where there are objects for each group, makes its own.
   void Initialize();
-  /// Readies the others for states that are to be restored.
-  void InitializeShared();
   void Compute(uint8* inputRecord, uint32 size);
   /// Finalizes, and writes every result into the group record.
   void Output(uint8* groupRecord);
+  /// The same of a group with these states; no group goes on from then on.
+  void OutputStates(uint8* states, uint8* groupRecord);
 
-  /// The bytes of all states of a group; nothing when an aggregate has none.
+  /// The bytes of all states of a group; nothing when an aggregate has none. To be called before
+  /// states are taken out.
   std::optional<uint32> CountStateBytes();
   /// kSave or kRestore.
   void TransferStates(StateTransfer transfer, uint8* states);
@@ -87,6 +88,7 @@ class AggregateSet {
     /// That of the current group.
     Aggregate* aggregate;
     int position;
+    uint32 stateBytes = 0;
     bool hasObjects = false;
     std::size_t firstResult;
   };
@@ -122,12 +124,16 @@ class TurnTakingSet {
     turn_ = nullptr;
   }
 
+  /// Starts the group of these states as others have started; false where that takes the
+  /// aggregates themselves.
+  bool TryOpen(uint8* states) {
+    if (start_.empty()) return false;
+    std::memcpy(states, start_.data(), start_.size());
+    return true;
+  }
   /// Starts the group of these states.
   void Open(uint8* states) {
-    if (!start_.empty()) {
-      std::memcpy(states, start_.data(), start_.size());
-      return;
-    }
+    if (TryOpen(states)) return;
     Save();
     aggregates_.Initialize();
     turn_ = states;
@@ -144,14 +150,10 @@ class TurnTakingSet {
     }
     return aggregates_;
   }
-  /// The aggregates, ready for Output alone; no group goes on from then on.
-  AggregateSet& Close(uint8* states) {
-    Save();
-    turn_ = nullptr;
-    // What Finalize has left of the group before is not part of a state.
-    aggregates_.InitializeShared();
-    aggregates_.TransferStates(StateTransfer::kRestore, states);
-    return aggregates_;
+  /// Writes the results of the group of these states; no group goes on from then on.
+  void Output(uint8* states, uint8* groupRecord) {
+    Settle();
+    aggregates_.OutputStates(states, groupRecord);
   }
 
  private:
