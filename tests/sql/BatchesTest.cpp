@@ -295,7 +295,7 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string keys =
         Pick<std::string>({"s",   "c", "small", "w", "d", "n", "day, b", "i, s", "i", "j",
                            "far", "h", "z",     "i", "j", "u", "far",    "h",    "z", value});
-    switch (random_() % 9) {
+    switch (random_() % 10) {
       case 0:
         ExpectEqual("SELECT " + value + ", " + other + ", i FROM t" + where);
         break;
@@ -322,6 +322,12 @@ TEST_F(Batches, GiveWhatRowsGive) {
       case 7:
         ExpectEqual("SELECT " + keys + ", " + Aggregates(value, other, random_) + " FROM t" +
                     where + " GROUP BY " + keys);
+        break;
+      case 8:
+        ExpectEqual("SELECT DISTINCT " +
+                    Pick<std::string>({value, "s, c", "w, small", "j, " + other}) + " FROM t" +
+                    where +
+                    Pick<std::string>({"", " ORDER BY 1 DESC", " LIMIT 7 OFFSET 2", " LIMIT 100"}));
         break;
       default:
         ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +

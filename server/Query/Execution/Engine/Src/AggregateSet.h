@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -127,8 +128,8 @@ class TurnTakingSet {
   /// Starts the group of these states as others have started; false where that takes the
   /// aggregates themselves.
   bool TryOpen(uint8* states) {
-    if (start_.empty()) return false;
-    std::memcpy(states, start_.data(), start_.size());
+    if (!hasStart_) return false;
+    std::copy(start_.begin(), start_.end(), states);
     return true;
   }
   /// Starts the group of these states.
@@ -140,6 +141,7 @@ class TurnTakingSet {
     if (!aggregates_.HasOneStart()) return;
     Save();
     start_.assign(states, states + *stateBytes_);
+    hasStart_ = true;
   }
   /// The aggregates, going on with the group of these states.
   AggregateSet& Resume(uint8* states) {
@@ -166,6 +168,7 @@ class TurnTakingSet {
   uint8* turn_ = nullptr;
   /// What every group starts with, if that is one thing, from the first group on.
   std::vector<uint8> start_;
+  bool hasStart_ = false;
 };
 
 }  // namespace sqxer

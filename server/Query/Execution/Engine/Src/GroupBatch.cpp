@@ -60,6 +60,7 @@ void GroupBatch::Start() {
 bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys,
                             uint64 firstRow) {
   found_ = 0;
+  groupsBefore_ = table_.groups_.size();
   leftOver_.clear();
   isOneGroup_ = keys.empty();
   if (isOneGroup_) return true;
@@ -75,7 +76,7 @@ bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> 
 }
 
 GroupBatch::Group* GroupBatch::FindOrOpen(uint32 row, uint64 firstRow) {
-  for (BatchField& field : keyFields_) field.Write(row);
+  WriteKeys(row);
   return AtRow(firstRow + row, [&] { return table_.FindOrOpen(); });
 }
 
@@ -86,20 +87,17 @@ void GroupBatch::FindByHash(const BatchRows& rows, uint64 firstRow) {
   // The memory of all slots and then of all groups is waited for at once. Writing the keys again
   // costs less.
   uint64 hashes[kMostBatchRows];
-  const auto write = [&](uint32 row) {
-    for (BatchField& field : keyFields_) field.Write(row);
-  };
   const auto slotOf = [&](uint32 row) {
     return &table_.slots_[hashes[row] & (table_.slots_.size() - 1)];
   };
   rows.ForEach([&](uint32 row) {
-    write(row);
+    WriteKeys(row);
     hashes[row] = table_.HashKeys();
     Prefetch(slotOf(row));
   });
   rows.ForEach([&](uint32 row) { Prefetch(slotOf(row)->group); });
   rows.ForEach([&](uint32 row) {
-    write(row);
+    WriteKeys(row);
     Put(row, AtRow(firstRow + row, [&] { return table_.FindOrOpen(hashes[row]); }));
   });
 }
@@ -175,7 +173,7 @@ void GroupBatch::StartValues() {
 GroupBatch::Group* GroupBatch::OpenValue(uint32 row, uint64 firstRow) {
   // Each value here has a group of its own: where all groups are known, one that is not is new.
   const bool isNew = known_ == table_.groups_.size();
-  for (BatchField& field : keyFields_) field.Write(row);
+  WriteKeys(row);
   Group* const group =
       AtRow(firstRow + row, [&] { return isNew ? table_.OpenNew() : table_.FindOrOpen(); });
   known_ += group != nullptr;
@@ -369,6 +367,7 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
     member.second = member.columns.size() < 2 ? nullptr : &inputs[member.columns[1]];
   }
   if (!FindByKeys(rows, keys, firstRow)) return false;
+  if (members_.empty()) return true;
   // The states are to be read and written where they are.
   table_.GetTurns().Settle();
   PartRows();
@@ -441,7 +440,7 @@ void GroupBatch::ComputeRows(const BatchRows& rows, uint64 firstRow) {
 
 void GroupBatch::AddLeftOver(uint64 firstRow) {
   for (const uint16 row : leftOver_) {
-    for (BatchField& field : keyFields_) field.Write(row);
+    WriteKeys(row);
     for (BatchField& field : inputFields_) field.Write(row);
     table_.Add(firstRow + row);
   }

@@ -30,6 +30,11 @@ class GroupBatch {
   /// has one.
   void TakeRows(const BatchRows& rows, uint64 firstRow);
 
+  /// The same for a table without aggregates: has the keys of each row that opened a group in the
+  /// group record, and calls emit(), until that returns false; returns what it did last.
+  template <class Emit>
+  bool TakeKeys(uint64 firstRow, Emit&& emit);
+
  private:
   using Group = GroupTable::Group;
 
@@ -89,6 +94,9 @@ class GroupBatch {
   bool ForEachFold(const BatchRows& rows, const Member& member, Use&& use);
   /// Drives the members that go by rows.
   void ComputeRows(const BatchRows& rows, uint64 firstRow);
+  void WriteKeys(uint32 row) {
+    for (BatchField& field : keyFields_) field.Write(row);
+  }
   /// Hands the rows to the table that would open one group too many.
   void AddLeftOver(uint64 firstRow);
 
@@ -97,6 +105,8 @@ class GroupBatch {
   std::vector<BatchField> keyFields_;
   std::vector<BatchField> inputFields_;
 
+  /// How many groups there were before this batch.
+  std::size_t groupsBefore_ = 0;
   /// The wanted rows that have a group: how many, and of each its number, group and states.
   uint32 found_ = 0;
   std::vector<uint16> rows_;
@@ -125,5 +135,22 @@ class GroupBatch {
   std::size_t known_ = 0;
   uint64 bytesOfValues_ = 0;
 };
+
+template <class Emit>
+bool GroupBatch::TakeKeys(uint64 firstRow, Emit&& emit) {
+  std::size_t opened = groupsBefore_;
+  for (uint32 i = 0; i < found_; ++i) {
+    // Groups are numbered in the order of their first rows.
+    if (groups_[i]->index != opened) continue;
+    ++opened;
+    WriteKeys(rows_[i]);
+    if (!emit()) return false;
+  }
+  for (const uint16 row : leftOver_) {
+    WriteKeys(row);
+    if (table_.Add(firstRow + row) && !emit()) return false;
+  }
+  return true;
+}
 
 }  // namespace sqxer

@@ -79,6 +79,7 @@ class QueryRun {
   bool AddBatchToGroups(const BatchRows& rows);
   bool AddBatchToOrder(uint64 first, const BatchRows& rows);
   bool EvaluateOutputs(const BatchRows& rows);
+  bool FindDistinct(const BatchRows& rows);
   /// The evaluated outputs; false when no further row is wanted.
   bool EmitBatch(uint64 first, const BatchRows& rows);
   void BindBatchOutputs();
@@ -131,6 +132,7 @@ class QueryRun {
   std::optional<WindowSet> windows_;
   std::vector<FieldWriter> outputs_;
   std::optional<GroupTable> distinct_;
+  std::optional<GroupBatch> distinctBatch_;
   std::vector<PlanAggregate> noAggregates_;
   WorkRecord noInput_;
   OperatorTimer timer_;
@@ -148,6 +150,7 @@ class QueryRun {
   uint32 batchRows_ = 0;
   bool groupsTakeBatches_ = false;
   bool outputsTakeBatches_ = false;
+  bool distinctTakesBatches_ = false;
   /// Batches go to the order of the result's rows, or to windows, by their numbers.
   bool sortsNumbers_ = false;
   bool windowsSortNumbers_ = false;
