@@ -292,9 +292,9 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string value = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
-    const std::string keys =
-        Pick<std::string>({"s",   "c", "small", "w", "d", "n", "day, b", "i, s", "i", "j",
-                           "far", "h", "z",     "i", "j", "u", "far",    "h",    "z", value});
+    const std::string keys = Pick<std::string>(
+        {"s", "c", "small", "w", "d",   "n", "day, b", "i, s", "i",        "j",         "far", "h",
+         "z", "i", "j",     "u", "far", "h", "z",      value,  "small, i", "j, b, day", "u, t"});
     switch (random_() % 10) {
       case 0:
         ExpectEqual("SELECT " + value + ", " + other + ", i FROM t" + where);
@@ -325,8 +325,8 @@ TEST_F(Batches, GiveWhatRowsGive) {
         break;
       case 8:
         ExpectEqual("SELECT DISTINCT " +
-                    Pick<std::string>({value, "s, c", "w, small", "j, " + other}) + " FROM t" +
-                    where +
+                    Pick<std::string>({value, "s, c", "w, small", "i, u", "j, " + other}) +
+                    " FROM t" + where +
                     Pick<std::string>({"", " ORDER BY 1 DESC", " LIMIT 7 OFFSET 2", " LIMIT 100"}));
         break;
       default:

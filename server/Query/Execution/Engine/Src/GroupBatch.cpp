@@ -40,6 +40,7 @@ void GroupBatch::Start() {
   groupsOfCodes_.clear();
   groupsOfValues_.clear();
   groupsInRange_.clear();
+  forms_.clear();
   // The table has forgotten what was taken.
   bytesOfValues_ = 0;
 
@@ -69,8 +70,9 @@ bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> 
   }
   rows_.resize(kMostBatchRows);
   groups_.resize(kMostBatchRows);
-  const bool isFound = FindByCodes(rows, keys, firstRow) ||
-                       (keys.size() == 1 && FindByValue(rows, keys[0], firstRow));
+  const bool isFound =
+      FindByCodes(rows, keys, firstRow) || (keys.size() == 1 ? FindByValue(rows, keys[0], firstRow)
+                                                             : FindBySeveral(rows, keys, firstRow));
   if (!isFound) FindByHash(rows, firstRow);
   return true;
 }
@@ -146,19 +148,92 @@ bool GroupBatch::FindByCodes(const BatchRows& rows, std::span<const BatchVector>
 
 bool GroupBatch::FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow) {
   if (key.isConstant) return false;
-  if (form_ != key.form || scale_ != key.scale || groupsOfValues_.empty()) {
+  if (forms_.size() != 1 || forms_[0] != key.form || scale_ != key.scale) {
     StartValues();
-    form_ = key.form;
+    forms_ = {key.form};
     scale_ = key.scale;
   }
+  const auto ofNull = [this](uint32) -> Group*& { return groupOfNull_; };
   const auto whole = [](auto value) { return static_cast<int64>(value); };
   return WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
     if constexpr (std::floating_point<T>) {
-      FindByValues<T>(rows, key, firstRow, OrderedBits);
+      FindByValues<T>(rows, key, firstRow, OrderedBits, ofNull);
     } else {
-      FindByValues<T>(rows, key, firstRow, whole);
+      FindByValues<T>(rows, key, firstRow, whole, ofNull);
     }
   });
+}
+
+bool GroupBatch::FindBySeveral(const BatchRows& rows, std::span<const BatchVector> keys,
+                               uint64 firstRow) {
+  constexpr uint32 kBits = 64;
+  uint32 bits = 0;
+  for (const BatchVector& key : keys) {
+    const bool isWhole = WithNumberType(key.form, [](auto) {}) &&
+                         key.form != ColumnForm::kFloat32 && key.form != ColumnForm::kFloat64;
+    bits += WidthOfForm(key.form) * 8;
+    if (!isWhole || key.form == ColumnForm::kDecimal64 || bits > kBits) return false;
+  }
+  if (!std::ranges::equal(keys, forms_, {}, &BatchVector::form)) {
+    StartValues();
+    forms_.clear();
+    for (const BatchVector& key : keys) forms_.push_back(key.form);
+  }
+  uint64 values[kMostBatchRows];
+  std::fill_n(values, rows.count, uint64{0});
+  BatchVector together;
+  together.values = reinterpret_cast<const uint8*>(values);
+  uint64 validity[kMostBatchWords];
+  const auto isNothing = [](const BatchVector& key) { return key.isConstant && key.IsNull(0); };
+  const bool areAllNull = std::ranges::any_of(keys, isNothing);
+  for (const BatchVector& key : keys) {
+    if (!areAllNull)
+      WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
+        if constexpr (std::integral<T> && sizeof(T) < sizeof(uint64)) {
+          const T* const stored = key.As<T>();
+          const auto add = [&](auto at) {
+            for (uint32 row = 0; row < rows.count; ++row) {
+              values[row] = values[row] << (sizeof(T) * 8) |
+                            static_cast<std::make_unsigned_t<T>>(stored[at(row)]);
+            }
+          };
+          key.isConstant ? add([](uint32) { return 0; }) : add([](uint32 row) { return row; });
+        }
+      });
+    BatchVector both;
+    IntersectValidity(together, key, rows, validity, both);
+    together.validity = both.validity;
+    together.isConstant = both.isConstant;
+  }
+  const auto same = [](int64 value) { return value; };
+  FindByValues<int64>(rows, together, firstRow, same, [&](uint32 row) -> Group*& {
+    uint64 nulls = 0;
+    uint64 value = 0;
+    for (const BatchVector& key : keys) {
+      const uint32 width = WidthOfForm(key.form) * 8;
+      const bool isNull = key.IsNull(row);
+      nulls = nulls << 1 | isNull;
+      if (isNull) {
+        value <<= width;
+        continue;
+      }
+      WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
+        if constexpr (std::integral<T> && sizeof(T) < sizeof(uint64)) {
+          const T stored = key.As<T>()[key.isConstant ? 0 : row];
+          value = value << width | static_cast<std::make_unsigned_t<T>>(stored);
+        }
+      });
+    }
+    const auto known = groupsOfNulls_.find({nulls, value});
+    if (known != groupsOfNulls_.end()) return known->second;
+    groupOfNull_ = nullptr;
+    if (!table_.MayOpen()) return groupOfNull_;
+    constexpr uint64 kBytesOfPlace = 80;
+    table_.memory_.Take(kBytesOfPlace);
+    bytesOfValues_ += kBytesOfPlace;
+    return groupsOfNulls_[{nulls, value}];
+  });
+  return true;
 }
 
 void GroupBatch::StartValues() {
@@ -168,6 +243,7 @@ void GroupBatch::StartValues() {
   bytesOfValues_ = 0;
   known_ = 0;
   groupOfNull_ = nullptr;
+  groupsOfNulls_.clear();
 }
 
 GroupBatch::Group* GroupBatch::OpenValue(uint32 row, uint64 firstRow) {
@@ -185,6 +261,7 @@ bool GroupBatch::CoverRange(const BatchRows& rows, const BatchVector& key) {
   if constexpr (!std::integral<Stored>) {
     return false;
   } else {
+    if (forms_.size() > 1) return false;
     using Wide = WideBounds::Wide;
     const ColumnBounds<int64> bounds = FindBounds<Stored>(key, rows);
     const Wide end = Wide{rangeLeast_} + static_cast<Wide>(groupsInRange_.size()) - 1;
@@ -246,9 +323,9 @@ GroupBatch::ValueSlot* GroupBatch::FindValue(int64 value) {
   return &groupsOfValues_[at];
 }
 
-template <class Stored, class ToValue>
+template <class Stored, class ToValue, class OfNull>
 void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
-                              ToValue&& toValue) {
+                              ToValue&& toValue, OfNull&& groupOfNull) {
   const Stored* const stored = key.As<Stored>();
   if (CoverRange<Stored>(rows, key)) {
     const std::size_t ofNull = groupsInRange_.size() - 1;
@@ -279,8 +356,9 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
   }
   rows.ForEach([&](uint32 row) {
     if (key.IsNull(row)) {
-      if (groupOfNull_ == nullptr) groupOfNull_ = OpenValue(row, firstRow);
-      return Put(row, groupOfNull_);
+      Group*& group = groupOfNull(row);
+      if (group == nullptr) group = OpenValue(row, firstRow);
+      return Put(row, group);
     }
     const int64 value = toValue(stored[row]);
     ValueSlot* const slot = FindValue(value);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <span>
 #include <vector>
@@ -50,7 +51,7 @@ class GroupBatch {
     /// It is driven row by row in this batch.
     bool goesByRows = false;
   };
-  /// Which group the rows with a value of the only key are in.
+  /// Which group the rows with a value of the only key, or of all keys, are in.
   struct ValueSlot {
     int64 value = 0;
     Group* group = nullptr;
@@ -68,9 +69,12 @@ class GroupBatch {
   /// These are false when the keys are not of the right form.
   bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   bool FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
-  template <class Stored, class ToValue>
+  /// By some integers that fit one of 64 bits together.
+  bool FindBySeveral(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  /// `groupOfNull`: gives the place of the group of a row with NULL.
+  template <class Stored, class ToValue, class OfNull>
   void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
-                    ToValue&& toValue);
+                    ToValue&& toValue, OfNull&& groupOfNull);
   /// Forgets all values.
   void StartValues();
   /// Whether groupsInRange_ has a place for every value of the batch, as which integers that lie
@@ -123,11 +127,13 @@ class GroupBatch {
   /// The groups of combinations of codes, and the dictionaries that they belong to.
   std::vector<std::shared_ptr<const ColumnVector>> dictionaries_;
   std::vector<Group*> groupsOfCodes_;
-  /// The groups of values of one form and scale.
-  ColumnForm form_ = ColumnForm::kInt32;
+  /// The groups of values of one form and scale, or of several integers side by side.
+  std::vector<ColumnForm> forms_;
   int16 scale_ = 0;
   std::vector<ValueSlot, ScatteredAllocator<ValueSlot>> groupsOfValues_;
   Group* groupOfNull_ = nullptr;
+  /// Of several keys, by which of them are NULL and what the others are.
+  std::map<std::pair<uint64, uint64>, Group*> groupsOfNulls_;
   /// Or, by integers from the least one on, and that of NULL behind them; empty otherwise.
   std::vector<Group*, ScatteredAllocator<Group*>> groupsInRange_;
   int64 rangeLeast_ = 0;
