@@ -9,6 +9,7 @@
 
 #include "Capture.h"
 #include "FunctionTable.h"
+#include "GroupParts.h"
 #include "QueryRun.h"
 #include "Session.h"
 #include "Utility/BaseStringUtil.h"
@@ -96,7 +97,10 @@ class Batches : public testing::Test {
       session.Set("Evaluation", evaluation);
     }
   }
-  ~Batches() override { QueryRun::SetBatchRows(kMostBatchRows); }
+  ~Batches() override {
+    QueryRun::SetBatchRows(kMostBatchRows);
+    GroupParts::SetLeastRows(GroupParts::kLeastRows);
+  }
 
   template <class T>
   const T& Pick(const std::vector<T>& from) {
@@ -133,6 +137,10 @@ class Batches : public testing::Test {
     const std::string expected = Comparable(Outcome(rows_, sql));
     for (const uint32 size : {kMostBatchRows, 3u, 1u}) {
       QueryRun::SetBatchRows(size);
+      // Shared out among threads, too.
+      const bool isShared = size == 3;
+      batches_.SetThreads(isShared ? 3 : 1);
+      GroupParts::SetLeastRows(isShared ? 32 : GroupParts::kLeastRows);
       ASSERT_EQ(Comparable(Outcome(batches_, sql)), expected) << sql << "\nin batches of " << size;
     }
   }

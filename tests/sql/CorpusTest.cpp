@@ -8,6 +8,7 @@
 
 #include "Compiler.h"
 #include "CsvCopy.h"
+#include "GroupParts.h"
 #include "QueryRun.h"
 #include "SQXERBatch.h"
 #include "Session.h"
@@ -110,11 +111,14 @@ class CorpusCase : public testing::Test {
       for (const Scalar& scalar : test_.scalars) RunScalar(session, scalar);
       return;
     }
-    for (const uint32 rows : {kMostBatchRows, uint32{3}, uint32{1}, kRowByRow}) {
+    for (const uint32 rows : {kMostBatchRows, kSharedRows, uint32{1}, kRowByRow}) {
       // What has no loop is told of batches only.
       if (rows == kRowByRow && test_.sql.starts_with("EXPLAIN")) continue;
       SCOPED_TRACE("batches of " + std::to_string(rows));
       QueryRun::SetBatchRows(rows == kRowByRow ? kMostBatchRows : rows);
+      // Small batches are shared out among threads, too.
+      session.SetThreads(rows == kSharedRows ? 3 : 1);
+      GroupParts::SetLeastRows(rows == kSharedRows ? kSharedRows : GroupParts::kLeastRows);
       session.Set("Evaluation", rows == kRowByRow ? "rows" : "batches");
       Compare(Evaluate(session, test_.sql, Place::kShown));
       if (HasFailure()) break;
@@ -124,6 +128,7 @@ class CorpusCase : public testing::Test {
 
  private:
   static constexpr uint32 kRowByRow = 0;
+  static constexpr uint32 kSharedRows = 3;
 
   void Compare(const Outcome& outcome) const {
     EXPECT_EQ(outcome.failed, test_.kind == TestCase::Kind::kError);

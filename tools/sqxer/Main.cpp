@@ -183,6 +183,7 @@ ExitStatus Run(const Options& options) {
     }
     if (!options.sql && !options.sqlFile) session.RefuseStandardInput();
     session.SetFileOptions(options.files);
+    session.SetThreads(options.files.file.threads);
     for (const auto& [name, path] : options.tables) session.AddTable(name, path);
     for (const auto& [name, columns] : options.schemas) session.SetSchema(name, columns);
     session.SetParameters(options.parameters);

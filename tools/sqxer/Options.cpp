@@ -138,7 +138,8 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                  "Of text files without a byte order mark, such as latin1 (default: UTF-8)")
       ->type_name("NAME");
   app.add_option("--threads", options.files.file.threads,
-                 "How many threads read a text file at most (default: the cores)")
+                 "How many threads read files and evaluate rows at most (default: the cores); results do "
+                 "not depend on it")
       ->type_name("N")
       ->check(&CheckThreads);
   app.add_option("-o,--output", format,

@@ -13,6 +13,7 @@ namespace {
 
 std::atomic<std::size_t> bytesInUse{0};
 std::atomic<std::size_t> blocksInUse{0};
+thread_local std::size_t bytesOfThread = 0;
 
 /// What stands before every block. A multiple of 16 bytes, so that the block keeps malloc's
 /// alignment.
@@ -79,6 +80,7 @@ void* MemoryGateway::Allocate(std::size_t bytes, [[maybe_unused]] std::source_lo
 #endif
   bytesInUse.fetch_add(bytes, std::memory_order_relaxed);
   blocksInUse.fetch_add(1, std::memory_order_relaxed);
+  bytesOfThread += bytes;
   return header + 1;
 }
 
@@ -87,6 +89,7 @@ void MemoryGateway::Free(void* block) noexcept {
   BlockHeader* const header = static_cast<BlockHeader*>(block) - 1;
   bytesInUse.fetch_sub(header->bytes, std::memory_order_relaxed);
   blocksInUse.fetch_sub(1, std::memory_order_relaxed);
+  bytesOfThread -= header->bytes;
 #ifdef XE_TRACK_MEMORY
   GetLiveBlocks().Remove(header);
 #endif
@@ -100,6 +103,8 @@ std::size_t MemoryGateway::BytesInUse() noexcept {
 std::size_t MemoryGateway::BlocksInUse() noexcept {
   return blocksInUse.load(std::memory_order_relaxed);
 }
+
+std::size_t MemoryGateway::BytesOfThread() noexcept { return bytesOfThread; }
 
 void MemoryGateway::PrintLiveBlocks(StreamPrinter& out) {
 #ifdef XE_TRACK_MEMORY

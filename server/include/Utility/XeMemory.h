@@ -20,6 +20,9 @@ class XEUTILITY_API MemoryGateway {
   /// Bytes and blocks handed out and not yet returned.
   static std::size_t BytesInUse() noexcept;
   static std::size_t BlocksInUse() noexcept;
+  /// What the calling thread has been handed out less what it has returned, whoever took it: the
+  /// difference of two of these is what it took between them.
+  static std::size_t BytesOfThread() noexcept;
   /// Prints a line for each block in use, oldest first (file, line, bytes), and a line of totals.
   /// Without XE_TRACK_MEMORY the totals alone.
   static void PrintLiveBlocks(StreamPrinter& out);

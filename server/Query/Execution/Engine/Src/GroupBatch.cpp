@@ -25,6 +25,26 @@ constexpr uint64 kUncountedBytes = uint64{16} << 10;
 /// A larger table is looked up with the next places on their way to the cache.
 constexpr std::size_t kLeastPrefetched = 8192;
 
+/// Puts the integers of a vector, of less than 64 bits, behind the bits that the values have.
+void AppendIntegers(const BatchVector& key, uint32 count, uint64* values) {
+  WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
+    if constexpr (std::integral<T> && sizeof(T) < sizeof(uint64)) {
+      const T* const stored = key.As<T>();
+      const auto append = [&](auto at) {
+        for (uint32 row = 0; row < count; ++row) {
+          const auto bits = static_cast<std::make_unsigned_t<T>>(at(row));
+          values[row] = values[row] << (sizeof(T) * 8) | bits;
+        }
+      };
+      if (!key.isConstant) {
+        append([stored](uint32 row) { return stored[row]; });
+      } else {
+        append([value = key.IsNull(0) ? T{} : stored[0]](uint32) { return value; });
+      }
+    }
+  });
+}
+
 uint64 PlaceOf(int64 value) { return Scatter(static_cast<uint64>(value)); }
 
 }  // namespace
@@ -184,22 +204,8 @@ bool GroupBatch::FindBySeveral(const BatchRows& rows, std::span<const BatchVecto
   BatchVector together;
   together.values = reinterpret_cast<const uint8*>(values);
   uint64 validity[kMostBatchWords];
-  const auto isNothing = [](const BatchVector& key) { return key.isConstant && key.IsNull(0); };
-  const bool areAllNull = std::ranges::any_of(keys, isNothing);
   for (const BatchVector& key : keys) {
-    if (!areAllNull)
-      WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
-        if constexpr (std::integral<T> && sizeof(T) < sizeof(uint64)) {
-          const T* const stored = key.As<T>();
-          const auto add = [&](auto at) {
-            for (uint32 row = 0; row < rows.count; ++row) {
-              values[row] = values[row] << (sizeof(T) * 8) |
-                            static_cast<std::make_unsigned_t<T>>(stored[at(row)]);
-            }
-          };
-          key.isConstant ? add([](uint32) { return 0; }) : add([](uint32 row) { return row; });
-        }
-      });
+    AppendIntegers(key, rows.count, values);
     BatchVector both;
     IntersectValidity(together, key, rows, validity, both);
     together.validity = both.validity;
@@ -208,22 +214,14 @@ bool GroupBatch::FindBySeveral(const BatchRows& rows, std::span<const BatchVecto
   const auto same = [](int64 value) { return value; };
   FindByValues<int64>(rows, together, firstRow, same, [&](uint32 row) -> Group*& {
     uint64 nulls = 0;
-    uint64 value = 0;
+    uint64 meant = 0;
     for (const BatchVector& key : keys) {
       const uint32 width = WidthOfForm(key.form) * 8;
       const bool isNull = key.IsNull(row);
       nulls = nulls << 1 | isNull;
-      if (isNull) {
-        value <<= width;
-        continue;
-      }
-      WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
-        if constexpr (std::integral<T> && sizeof(T) < sizeof(uint64)) {
-          const T stored = key.As<T>()[key.isConstant ? 0 : row];
-          value = value << width | static_cast<std::make_unsigned_t<T>>(stored);
-        }
-      });
+      meant = meant << width | (isNull ? 0 : (uint64{1} << width) - 1);
     }
+    const uint64 value = values[row] & meant;
     const auto known = groupsOfNulls_.find({nulls, value});
     if (known != groupsOfNulls_.end()) return known->second;
     groupOfNull_ = nullptr;
@@ -462,6 +460,14 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
                         });
   }
   return true;
+}
+
+bool GroupBatch::MakesMergeableStates() const {
+  return leftOver_.empty() && std::ranges::all_of(members_, [](const Member& member) {
+           const Aggregate::StateMerge merge = member.aggregate->GetStateMerge();
+           return merge == Aggregate::StateMerge::kAlways ||
+                  (merge == Aggregate::StateMerge::kOfFolds && !member.goesByRows);
+         });
 }
 
 void GroupBatch::TakeRows(const BatchRows& rows, uint64 firstRow) {

@@ -27,6 +27,9 @@ class GroupBatch {
   bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
                   std::span<const BatchVector> inputs, uint64 firstRow);
 
+  /// After FindGroups: whether the states that TakeRows would make can be merged with others.
+  bool MakesMergeableStates() const;
+
   /// After each FindGroups that was true: takes the rows in. An error is that of the first row that
   /// has one.
   void TakeRows(const BatchRows& rows, uint64 firstRow);

@@ -18,8 +18,6 @@ constexpr std::size_t kSmallBlocks = 64;
 constexpr std::size_t kLargeBlockBytes = std::size_t{8} << 20;
 /// Of the records that keys are copied from, as far as any value needs it.
 constexpr std::size_t kKeyAlignment = 8;
-/// What a group takes in the slots and in the list of groups.
-constexpr uint64 kBytesPerGroup = 64;
 
 /// More sets than this no longer fit a processor's cache with the tables that they work beside.
 std::size_t mostOwnSets = 4096;
@@ -48,10 +46,10 @@ uint64 CountBytesOfObject(const PlanAggregate& aggregate) {
 }
 
 /// What a group with a set of its own takes besides its key and what comes from the memory gateway:
-/// its slots, the buffers of its aggregates (as wide as their results), and the sort buffers that
-/// they may fill.
+/// the buffers of its aggregates (as wide as their results), and the sort buffers that they may
+/// fill.
 uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uint32 resultBytes) {
-  uint64 bytes = kBytesPerGroup + resultBytes;
+  uint64 bytes = resultBytes;
   for (const PlanAggregate& aggregate : aggregates) bytes += CountBytesOfObject(aggregate);
   return bytes;
 }
@@ -201,6 +199,14 @@ const uint8* GroupTable::CurrentKeys() {
   return packedKeys_.Get();
 }
 
+void GroupTable::RestoreKeys(Group& group) {
+  if (keepsPackedKeys_) {
+    keyPacker_.Unpack(group.Key(), group_.GetData());
+  } else {
+    std::memcpy(group_.GetData(), group.Key(), group.keyBytes);
+  }
+}
+
 bool GroupTable::IsGroupOfKeys(Group& group) {
   if (isPrefixKey_) return true;
   // Equal bytes are equal keys, and most equal keys have equal bytes.
@@ -232,13 +238,13 @@ GroupTable::Group& GroupTable::OpenUnlisted() {
   Group& group = KeepGroup(keyBytes, stateBytes.value_or(0));
   if (stateBytes) {
     if (!turns_->TryOpen(group.States())) TakeFromGateway([&] { turns_->Open(group.States()); });
-    memory_.Take(sizeof(Group) + keyBytes + *stateBytes + kBytesPerGroup + bytesOfObjects_);
+    memory_.Take(CountBytes(keyBytes));
   } else {
     TakeFromGateway([&] {
       sets_.push_back(MakeAggregates());
       sets_.back().Initialize();
     });
-    memory_.Take(keyBytes + bytesBeyondGateway_);
+    memory_.Take(keyBytes + kBytesPerGroup + bytesBeyondGateway_);
   }
   return group;
 }
@@ -260,6 +266,7 @@ TurnTakingSet& GroupTable::MakeTurns() {
   turns_.emplace(MakeAggregates(), keepsBareStates_ ? &memory_ : nullptr);
   bytesOfObjects_ = 0;
   for (std::size_t i = 0; i < aggregates_.size(); ++i) {
+    turns_->GetSet().Get(i).ShareStates(stretches_);
     if (turns_->GetSet().HasObjects(i)) bytesOfObjects_ += CountBytesOfObject(aggregates_[i]);
   }
   return *turns_;
@@ -338,11 +345,7 @@ void GroupTable::EmitLive(const std::function<bool()>& emit, ProgressMeter& mete
   meter.Start(next, groups_.size());
   for (Group* const group : groups_) {
     meter.Step();
-    if (keepsPackedKeys_) {
-      keyPacker_.Unpack(group->Key(), group_.GetData());
-    } else {
-      std::memcpy(group_.GetData(), group->Key(), group->keyBytes);
-    }
+    RestoreKeys(*group);
     ClearResults(group_.GetData());
     if (HasOwnSet(*group)) {
       sets_[group->index].Output(group_.GetData());

@@ -44,6 +44,12 @@ class GroupTable {
   /// Whether all groups keep bare states, as GroupBatch needs them. From the next Clear on.
   void KeepBareStates(bool keeps) { keepsBareStates_ = keeps; }
 
+  /// Among how many tables the rows of a group are shared out whose states are to be merged, and
+  /// what this one may hold. From the next Clear on.
+  void ShareStates(uint32 stretches) { stretches_ = stretches; }
+  void LimitMemory(uint64 bytes) { memory_ = HeldMemory(bytes); }
+  std::size_t CountLive() const { return groups_.size(); }
+
   /// Forgets all groups. To be called before the first row.
   void Clear();
   /// Opens the group of the keys in the group record, though no row may come.
@@ -60,6 +66,7 @@ class GroupTable {
 
  private:
   friend class GroupBatch;
+  friend class GroupMerge;
 
   /// Followed in memory by the bytes of its key and, without a set of its own, by its states.
   struct Group {
@@ -74,19 +81,23 @@ class GroupTable {
     Group* group = nullptr;
   };
 
+  /// What a group takes in the slots and in the list of groups.
+  static constexpr uint64 kBytesPerGroup = 64;
   using SlotVector = std::vector<Slot, ScatteredAllocator<Slot>>;
 
   /// Counts what `use` takes from the memory gateway.
   template <class Use>
   void TakeFromGateway(Use&& use) {
-    const std::size_t before = MemoryGateway::BytesInUse();
+    const std::size_t before = MemoryGateway::BytesOfThread();
     use();
-    memory_.Take(MemoryGateway::BytesInUse() - before);
+    memory_.Take(MemoryGateway::BytesOfThread() - before);
   }
   /// Once a row was sorted its group must not be opened, though memory be given back.
   bool MayOpen() const { return !sorter_ && memory_.HasRoom(); }
   /// The current keys as a group keeps them.
   const uint8* CurrentKeys();
+  /// Makes the keys of a group the current ones.
+  void RestoreKeys(Group& group);
   uint64 HashKeys() const;
   bool IsGroupOfKeys(Group& group);
   /// The slot of the group of the current keys, or the free one where it belongs.
@@ -110,6 +121,11 @@ class GroupTable {
   /// A new group with the current keys.
   Group& KeepGroup(uint32 keyBytes, uint32 stateBytes);
   AggregateSet MakeAggregates() { return {aggregates_, input_, group_, keyCount_}; }
+  /// What a group with states takes.
+  uint64 CountBytes(uint32 keyBytes) {
+    return sizeof(Group) + keyBytes + *GetTurns().GetStateBytes() + kBytesPerGroup +
+           bytesOfObjects_;
+  }
   /// The room for the states of the next group; nothing when it is to have a set of its own.
   std::optional<uint32> CountStateBytes();
   bool HasOwnSet(const Group& group) const { return group.index < sets_.size(); }
@@ -151,6 +167,7 @@ class GroupTable {
   std::vector<AggregateSet> sets_;
   std::size_t mostOwnSets_ = 0;
   bool keepsBareStates_ = false;
+  uint32 stretches_ = 1;
   std::optional<TurnTakingSet> turns_;
   SlotVector slots_;
   /// The first groups that have slots.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "FilterParts.h"
+#include "GroupParts.h"
 #include "RecordKeys.h"
 #include "SQXERBatchLoops.h"
 #include "Utility/XeAssert.h"
@@ -50,6 +52,49 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSour
   XE_ASSERT(!hasRest_ || plan_.grouped || !windows_ || windows_->AreImmediate());
   BindOutputs();
   if (batch_ && !AreTreesRepeatable()) batch_.reset();
+  if (batch_) ShareTrees();
+}
+
+void QueryRun::ShareTrees() {
+  std::vector<RExpression*> trees;
+  const auto add = [&trees](std::vector<FieldWriter>& writers) {
+    for (FieldWriter& writer : writers) trees.push_back(&writer.GetTree());
+  };
+  if (filter_) trees.push_back(&filter_->GetTree());
+  add(groupKeys_);
+  add(aggregateInputs_);
+  if (!plan_.grouped) add(outputs_);
+  ShareEqualTrees(trees);
+}
+
+QueryRun::~QueryRun() = default;
+
+bool QueryRun::GainsFromGroupParts() {
+  if (!groupBatch_) return false;
+  groups_->KeepBareStates(true);
+  groups_->Clear();
+  return GroupMerge::CanMerge(*groups_);
+}
+
+void QueryRun::UseThreads(uint32 threads, std::vector<QueryPlan> plans) {
+  if (rowOrder_) rowOrder_->SetThreads(threads);
+  if (windows_) windows_->SetThreads(threads);
+  if (!batch_ || documents_ || plans.size() < 2) return;
+  const SettingsScope scope(settings_);
+  const bool areGrouped = GainsFromGroupParts();
+  if (!areGrouped && (!filter_ || !FilterParts::GainsFrom(filter_->GetTree()))) return;
+  // Together they hold as much again as the groups of the run at most.
+  const uint64 memory = settings_->GetSwitches().groupMemory_ / plans.size();
+  QueryRuns runs;
+  for (QueryPlan& plan : plans) {
+    runs.push_back(std::make_unique<QueryRun>(std::move(plan), table_));
+    if (areGrouped) runs.back()->groups_->LimitMemory(memory);
+  }
+  if (areGrouped) {
+    groupParts_ = std::make_unique<GroupParts>(std::move(runs));
+  } else {
+    filterParts_ = std::make_unique<FilterParts>(std::move(runs));
+  }
 }
 
 bool QueryRun::AreTreesRepeatable() {
@@ -175,10 +220,10 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   Start(sink, true);
   if (EmitsWhileScanning() || IsComplete()) BeginResult();
   if (!IsComplete()) {
-    ScanRows();
+    ScanTable();
     if (isOrderGivenUp_) {
       Start(sink, false);
-      ScanRows();
+      ScanTable();
     }
     // A scan that ends in TypeRefuted must not have been seen.
     if (!EmitsWhileScanning()) BeginResult();
@@ -212,12 +257,9 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
                            distinctTakesBatches_ || sortsNumbers_ || windowsSortNumbers_;
   batchRows_ = batch_ && usesBatches ? batchRows : 0;
   if (batchRows_ != 0) batch_->StartRun();
-  if (groups_) {
-    groups_->KeepBareStates(groupsTakeBatches_);
-    groups_->Clear();
-    if (groupsTakeBatches_) groupBatch_->Start();
-    if (groupKeys_.empty()) groups_->OpenGroup();
-  }
+  if (groups_) StartGroups();
+  if (groupParts_) groupParts_->Start(*groups_);
+  if (filterParts_) filterParts_->Start();
   if (windows_) windows_->Begin(windowsSortNumbers_);
   if (distinct_) {
     distinct_->KeepBareStates(distinctTakesBatches_);
@@ -232,9 +274,16 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
   }
 }
 
+void QueryRun::StartGroups() {
+  groups_->KeepBareStates(groupsTakeBatches_);
+  groups_->Clear();
+  if (groupsTakeBatches_) groupBatch_->Start();
+  if (groupKeys_.empty()) groups_->OpenGroup();
+}
+
 void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), resultRecord_.GetLayout()); }
 
-void QueryRun::ScanRows() {
+void QueryRun::ScanTable() {
   meter_.Start(AfterScan(), CountScannedRows());
   uint64 row = 1;
   if (table_ == nullptr) {
@@ -257,17 +306,65 @@ void QueryRun::ScanRows() {
 bool QueryRun::ScanChunk(const TableChunk& chunk, uint64 firstRow) {
   Enter(chunk, firstRow);
   if (batchRows_ != 0) batch_->Enter(chunk);
-  uint64 row = 0;
-  while (row < chunk.rows && batchRows_ != 0) {
-    const auto count = static_cast<uint32>(std::min<uint64>(batchRows_, chunk.rows - row));
+  if (filterParts_) filterParts_->Enter(chunk, firstRow);
+  if (!groupParts_ || batchRows_ == 0) return ScanRows(0, chunk.rows);
+  const uint64 tried = groupParts_->CountTrialRows(chunk);
+  ScanRows(0, tried);
+  for (const GroupParts::Part& part : groupParts_->Group(chunk, firstRow, tried)) {
+    if (groupParts_->Merge(part)) {
+      meter_.Step(part.end - part.first);
+    } else {
+      ScanRows(part.first, part.end);
+    }
+  }
+  return true;
+}
+
+bool QueryRun::ScanRows(uint64 row, uint64 end) {
+  while (row < end && batchRows_ != 0) {
+    const auto count = static_cast<uint32>(std::min<uint64>(batchRows_, end - row));
     if (!ScanBatch(row, count)) return false;
     row += count;
     if (failedBatches_ == kMostFailedBatches) batchRows_ = 0;
   }
-  for (; row < chunk.rows; ++row) {
+  for (; row < end; ++row) {
     if (!ScanRow(row)) return false;
   }
   return true;
+}
+
+void QueryRun::EnterPart(const TableChunk& chunk, uint64 firstRow) {
+  Enter(chunk, firstRow);
+  batch_->Enter(chunk);
+}
+
+bool QueryRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end) {
+  const SettingsScope scope(settings_);
+  groupsTakeBatches_ = true;
+  batch_->StartRun();
+  StartGroups();
+  EnterPart(chunk, firstRow);
+  while (row < end) {
+    const auto count = static_cast<uint32>(std::min<uint64>(batchRows, end - row));
+    BatchRows rows = batch_->Take(row, count);
+    row += count;
+    if (!FilterBatch(rows)) return false;
+    if (rows.GetWanted() == 0) continue;
+    if (!FindGroups(rows) || !groupBatch_->MakesMergeableStates()) return false;
+    try {
+      groupBatch_->TakeRows(rows, firstRow_ + batch_->GetFirstRow());
+    } catch (const ErrorMessage&) {
+      // Who does the rows again tells it.
+      return false;
+    }
+  }
+  return true;
+}
+
+bool QueryRun::FilterPart(BatchRows& rows, uint64 first, uint32 count) {
+  const SettingsScope scope(settings_);
+  rows = batch_->Take(first, count);
+  return FilterBatch(rows);
 }
 
 bool QueryRun::ScanBatch(uint64 first, uint32 count) {
@@ -305,12 +402,20 @@ bool QueryRun::ScanBatch(uint64 first, uint32 count) {
 
 bool QueryRun::FilterBatch(BatchRows& rows) {
   if (!filter_) return true;
+  if (filterParts_) {
+    const FilterParts::Passing& passing = filterParts_->Get(batch_->GetFirstRow(), batchRows_);
+    rows.selected = passing.rows.data();
+    rows.selectedCount = passing.count;
+    batch_->Select(rows.selected);
+    return passing.isKnown;
+  }
   try {
     BatchVector truth;
     if (!EvaluateBatch(filter_->GetTree(), rows, truth)) return false;
     passing_.resize(kMostBatchRows);
     rows.selectedCount = SelectTrue(truth, rows, passing_.data());
     rows.selected = passing_.data();
+    batch_->Select(rows.selected);
     return true;
   } catch (const ErrorMessage&) {
     // The rows tell it.
@@ -319,19 +424,21 @@ bool QueryRun::FilterBatch(BatchRows& rows) {
 }
 
 bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
-  const uint64 firstRow = firstRow_ + batch_->GetFirstRow();
+  if (!FindGroups(rows)) return false;
+  // An error from here on is one.
+  groupBatch_->TakeRows(rows, firstRow_ + batch_->GetFirstRow());
+  return true;
+}
+
+bool QueryRun::FindGroups(const BatchRows& rows) {
   try {
-    if (!EvaluateTrees(groupKeys_, rows, keyVectors_) ||
-        !EvaluateTrees(aggregateInputs_, rows, inputVectors_) ||
-        !groupBatch_->FindGroups(rows, keyVectors_, inputVectors_, firstRow)) {
-      return false;
-    }
+    return EvaluateTrees(groupKeys_, rows, keyVectors_) &&
+           EvaluateTrees(aggregateInputs_, rows, inputVectors_) &&
+           groupBatch_->FindGroups(rows, keyVectors_, inputVectors_,
+                                   firstRow_ + batch_->GetFirstRow());
   } catch (const ErrorMessage&) {
     return false;
   }
-  // An error from here on is one.
-  groupBatch_->TakeRows(rows, firstRow);
-  return true;
 }
 
 bool QueryRun::AddBatchToOrder(uint64 first, const BatchRows& rows) {

@@ -22,6 +22,12 @@
 
 namespace sqxer {
 
+class FilterParts;
+class GroupParts;
+class QueryRun;
+/// Of one statement, each with trees of its own.
+using QueryRuns = std::vector<std::unique_ptr<QueryRun>>;
+
 /// A plan whose trees are bound to records of its own, ready to be run over its table any number of
 /// times, once where rows are read while it runs, under the settings that were the thread's current
 /// ones when it was made. One thread.
@@ -31,11 +37,17 @@ class QueryRun {
   /// gives the rows behind its own, if there are more, for a plan that reads them once. Errors of
   /// binding carry their place in the SQL.
   QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSource> rest = nullptr);
+  ~QueryRun();
   QueryRun(const QueryRun&) = delete;
   QueryRun& operator=(const QueryRun&) = delete;
 
   /// How many rows a batch has, at most kMostBatchRows, in runs that begin from now on.
   static void SetBatchRows(uint32 rows);
+
+  /// Has several threads work on the rows where that takes less time; `plans` are others of the
+  /// same statement, one for each thread, or none if only sorting is to be shared out. The result
+  /// stays the same to the last bit.
+  void UseThreads(uint32 threads, std::vector<QueryPlan> plans);
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, RunProgress progress = nullptr);
@@ -43,6 +55,9 @@ class QueryRun {
   std::vector<XeString> Describe();
 
  private:
+  friend class FilterParts;
+  friend class GroupParts;
+
   std::vector<ColumnInfo> VisibleColumns() const;
   void BindScan();
   void BindGroups();
@@ -59,8 +74,9 @@ class QueryRun {
 
   /// `byNumbers`: rows are sorted by their numbers where that can be.
   void Start(ResultSink& sink, bool byNumbers);
+  void StartGroups();
   void BeginResult();
-  void ScanRows();
+  void ScanTable();
   /// Makes a chunk the current one, whose first row has a number (from 1).
   void Enter(const TableChunk& chunk, uint64 firstRow);
   /// Makes a row of the current chunk the current one, from 0.
@@ -70,6 +86,17 @@ class QueryRun {
   void AddToGroups(uint64 row);
   /// These return false when no further row is wanted.
   bool ScanChunk(const TableChunk& chunk, uint64 firstRow);
+  /// Rows of the current chunk, from `row` up to `end`.
+  bool ScanRows(uint64 row, uint64 end);
+  /// Rows of a chunk, from `row` up to `end`, into groups that are to be merged with others: all of
+  /// them by batches. False when that cannot be done.
+  bool GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end);
+  /// Makes a chunk the current one of a part.
+  void EnterPart(const TableChunk& chunk, uint64 firstRow);
+  /// Makes a batch of it those rows that pass the filter, until the next one. False when it is to
+  /// be done row by row.
+  bool FilterPart(BatchRows& rows, uint64 first, uint32 count);
+  bool GainsFromGroupParts();
   bool ScanBatch(uint64 first, uint32 count);
   /// Rows of the current chunk: all, or those that have passed the filter.
   bool ScanRow(uint64 row);
@@ -77,6 +104,8 @@ class QueryRun {
   /// What becomes of a batch. False when it is to be done row by row.
   bool FilterBatch(BatchRows& rows);
   bool AddBatchToGroups(const BatchRows& rows);
+  /// Finds the groups of a batch's rows. False when it is to be done row by row.
+  bool FindGroups(const BatchRows& rows);
   bool AddBatchToOrder(uint64 first, const BatchRows& rows);
   bool EvaluateOutputs(const BatchRows& rows);
   bool FindDistinct(const BatchRows& rows);
@@ -84,6 +113,7 @@ class QueryRun {
   bool EmitBatch(uint64 first, const BatchRows& rows);
   void BindBatchOutputs();
   bool AreTreesRepeatable();
+  void ShareTrees();
   static bool EvaluateTrees(std::vector<FieldWriter>& writers, const BatchRows& rows,
                             std::vector<BatchVector>& vectors);
   bool EmitGroup();
@@ -128,6 +158,8 @@ class QueryRun {
   std::vector<FieldWriter> aggregateInputs_;
   std::optional<GroupTable> groups_;
   std::optional<GroupBatch> groupBatch_;
+  std::unique_ptr<GroupParts> groupParts_;
+  std::unique_ptr<FilterParts> filterParts_;
   std::optional<RowFilter> having_;
   std::optional<WindowSet> windows_;
   std::vector<FieldWriter> outputs_;

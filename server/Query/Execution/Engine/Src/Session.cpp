@@ -6,6 +6,7 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
+#include "GroupParts.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "SqliteTable.h"
@@ -248,16 +249,29 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   }
 }
 
+bool Session::MayGainFromThreads(const QueryPlan& plan, const LazyTable& table) const {
+  return threads_ > 1 && (plan.grouped || plan.filter) && plan.documents.empty() &&
+         (!table.HasAllRows() || GroupParts::GainsFrom(table.Get().rowCount));
+}
+
 void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
-  QueryPlan plan =
-      CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
+  const auto compile = [&] {
+    return CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
+  };
+  QueryPlan plan = compile();
   const bool explain = plan.explain;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
+  std::vector<QueryPlan> plans;
+  if (table && !explain && MayGainFromThreads(plan, *table)) {
+    // Before the rows that are read once are on their way.
+    for (uint32 i = 0; i < threads_; ++i) plans.push_back(compile());
+  }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
                  table && !explain ? table->TakeRest() : nullptr);
+  query.UseThreads(threads_, std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);

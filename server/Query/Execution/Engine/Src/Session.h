@@ -19,6 +19,8 @@
 
 namespace sqxer {
 
+struct QueryPlan;
+
 /// Told of a file whose header looks like a row of its table.
 using HeaderWarning = void (*)(const std::string& path);
 
@@ -60,6 +62,9 @@ class Session : public Catalog {
   void SetDirectory(const std::string& directory) { directory_ = directory; }
   /// How text files are read that have not been yet. Error 57023 (encoding).
   void SetFileOptions(const TextTableOptions& options);
+  /// How many threads a statement may evaluate its rows with; one at first. Results do not depend
+  /// on it.
+  void SetThreads(uint32 threads) { threads_ = threads; }
   /// Standard input is not for tables, since it holds something else: error 57032 for a table that
   /// reads it.
   void RefuseStandardInput() { isStandardInputTaken_ = true; }
@@ -95,6 +100,7 @@ class Session : public Catalog {
   using TablePtr = std::shared_ptr<LazyTable>;
 
   void PlanAndRun(const std::string& sql, ResultSink& sink, int repeat);
+  bool MayGainFromThreads(const QueryPlan& plan, const LazyTable& table) const;
 
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
@@ -105,6 +111,7 @@ class Session : public Catalog {
   void CheckStandardInput(const std::string& path) const;
 
   SettingsRef settings_ = Settings::Current();
+  uint32 threads_ = 1;
   std::string directory_ = ".";
   std::unique_ptr<ParameterBlock> parameters_;
   LoadProgress loadProgress_ = nullptr;

@@ -240,7 +240,8 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
   if (!leavesTies) ReleaseKeys();
   {
     RowArray<Word> spare(count);
-    WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits);
+    WordSort<Word>::Sort(words, spare, packing.rowBits, packing.rowBits + packing.keyBits,
+                         threads_);
   }
   const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
   if (mostTies < count) {
@@ -288,7 +289,7 @@ void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {
       texts.push_back({text.characters, text.length, ordinal});
     }
   }
-  const std::vector<TextSort::Range> equals = TextSort::Sort(texts, words.Descends());
+  const std::vector<TextSort::Range> equals = TextSort::Sort(texts, words.Descends(), threads_);
   const bool areNullsFirst = words.GetNull() == 0;
   const uint64 firstNull = areNullsFirst ? from : from + texts.size();
   const uint64 firstText = areNullsFirst ? from + nulls.size() : from;

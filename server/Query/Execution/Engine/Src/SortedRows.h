@@ -41,6 +41,8 @@ class SortedRows {
   /// buffer as it is by default, within four times the memory for groups.
   static uint64 GetMostBytes(uint64 groupMemory);
 
+  /// How many threads may sort; one at first.
+  void SetThreads(std::size_t threads) { threads_ = threads; }
   /// Only the first `count` rows of the order are wanted: 0 for all.
   void SetLimit(uint64 count) { limit_ = count; }
   /// The most bytes that it takes, unless even wide words leave many ties.
@@ -98,6 +100,7 @@ class SortedRows {
   const std::optional<std::size_t> groupKeys_;
   const uint64 mostRows_;
   uint64 limit_ = 0;
+  std::size_t threads_ = 1;
   /// With a limit: no row whose first key has a greater word is wanted, nor one with a text behind
   /// that of a row of the table which has this word.
   std::optional<uint64> worst_;

@@ -8,6 +8,8 @@ namespace {
 
 constexpr uint32 kWordBits = 64;
 
+std::atomic<uint64> batches = 0;
+
 std::optional<ColumnBounds<int64>> FindDays(const ColumnVector& vector) {
   if (vector.form != ColumnForm::kDay32 || vector.blocks.empty()) return std::nullopt;
   std::optional<ColumnBounds<int64>> days;
@@ -51,6 +53,9 @@ bool TableBatch::GetDays(uint32 field, ColumnBounds<int64>& days) const {
 
 const BatchRows& TableBatch::Take(uint64 firstRow, uint32 count) {
   firstRow_ = firstRow;
+  // Trees are evaluated for one source of batches after the other.
+  batch_ = ++batches;
+  selected_ = nullptr;
   rows_.count = count;
   for (std::size_t i = 0; i < indexes_.size(); ++i) TakeField(i);
   return rows_;

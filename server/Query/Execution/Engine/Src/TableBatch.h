@@ -24,6 +24,8 @@ class TableBatch final : public BatchSource {
   /// Makes `count` rows from one on (from 0 in the chunk), at most kMostBatchRows, the batch.
   const BatchRows& Take(uint64 firstRow, uint32 count);
   uint64 GetFirstRow() const { return firstRow_; }
+  /// From now on no others are wanted than these rows, in this place.
+  void Select(const uint16* selected) { selected_ = selected; }
   /// Another run begins: see GetRun.
   void StartRun();
 
@@ -40,6 +42,10 @@ class TableBatch final : public BatchSource {
   uint64 GetChunkRows() const override { return chunk_->rows; }
   bool GetDays(uint32 field, ColumnBounds<int64>& days) const override;
   uint64 GetRun() const override { return run_; }
+  uint64 GetBatch() const override { return batch_; }
+  bool AreAllWanted(const uint16* selected) const override {
+    return selected == nullptr || selected == selected_;
+  }
 
  private:
   void TakeField(std::size_t field);
@@ -51,6 +57,8 @@ class TableBatch final : public BatchSource {
   const TableChunk* chunk_ = nullptr;
   uint64 firstRow_ = 0;
   uint64 run_ = 0;
+  uint64 batch_ = 0;
+  const uint16* selected_ = nullptr;
   BatchRows rows_;
   std::vector<BatchVector> fields_;
   /// The least and greatest day of a field in the chunk, where it has any.

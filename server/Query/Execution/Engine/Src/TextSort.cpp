@@ -23,8 +23,9 @@ int Compare(const TextSort::Text& a, const TextSort::Text& b, uint32 depth) {
 
 }  // namespace
 
-std::vector<TextSort::Range> TextSort::Sort(RowArray<Text>& texts, bool descends) {
-  TextSort sort(texts, descends);
+std::vector<TextSort::Range> TextSort::Sort(RowArray<Text>& texts, bool descends,
+                                            std::size_t threads) {
+  TextSort sort(texts, descends, threads);
   sort.parts_.push_back({0, texts.size(), 0});
   while (!sort.parts_.empty()) {
     const Part part = sort.parts_.back();
@@ -82,7 +83,7 @@ void TextSort::SortPart(Part part) {
   }
   {
     RowArray<WideWord> spare(count);
-    WordSort<WideWord>::Sort(words, spare, kPlaceBits, kWordBits);
+    WordSort<WideWord>::Sort(words, spare, kPlaceBits, kWordBits, threads_);
   }
   const RowArray<Text> unsorted(texts_.begin() + static_cast<std::ptrdiff_t>(part.from),
                                 texts_.begin() + static_cast<std::ptrdiff_t>(part.to));

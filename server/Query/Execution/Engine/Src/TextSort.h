@@ -22,7 +22,8 @@ class TextSort {
   using Range = std::pair<std::size_t, std::size_t>;
 
   /// Equal texts keep their order. Returns where such texts stand, in any order.
-  static std::vector<Range> Sort(RowArray<Text>& texts, bool descends);
+  /// `threads`: as WordSort has it.
+  static std::vector<Range> Sort(RowArray<Text>& texts, bool descends, std::size_t threads);
 
  private:
   /// Texts that are equal so many characters deep.
@@ -32,7 +33,8 @@ class TextSort {
     uint32 depth;
   };
 
-  TextSort(RowArray<Text>& texts, bool descends) : texts_(texts), descends_(descends) {}
+  TextSort(RowArray<Text>& texts, bool descends, std::size_t threads)
+      : texts_(texts), descends_(descends), threads_(threads) {}
   void SortPart(Part part);
   void SortFew(const Part& part);
   /// How many characters all texts of a part begin with in common.
@@ -40,6 +42,7 @@ class TextSort {
 
   RowArray<Text>& texts_;
   const bool descends_;
+  const std::size_t threads_;
   /// What is still to be sorted.
   std::vector<Part> parts_;
   std::vector<Range> equals_;

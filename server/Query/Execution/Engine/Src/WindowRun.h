@@ -41,6 +41,10 @@ class WindowRun {
   /// table's scan, with these columns.
   void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
   bool CanTakeBatches() const { return rowOrder_.has_value(); }
+  /// See SortedRows.
+  void SetThreads(std::size_t threads) {
+    if (rowOrder_) rowOrder_->SetThreads(threads);
+  }
 
   /// Forgets all rows. To be called before the first one. `byBatches`: AddBatch takes all of them.
   void Begin(bool byBatches);

@@ -27,6 +27,7 @@ class WindowSet {
   /// Makes the windows take in the rows of a scan by batches, where all of them can.
   void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
   bool CanTakeBatches() const;
+  void SetThreads(std::size_t threads);
 
   /// Forgets all rows. To be called before the first one. `byBatches`: AddBatch takes all of them.
   void Begin(bool byBatches);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <boost/sort/pdqsort/pdqsort.hpp>
 #include <utility>
@@ -9,6 +10,7 @@
 
 #include "Utility/HugePages.h"
 #include "Utility/XeTypes.h"
+#include "Workers.h"
 
 namespace sqxer {
 
@@ -23,8 +25,13 @@ using RowArray = std::vector<T, ScatteredAllocator<T>>;
 template <class Word>
 class WordSort {
  public:
-  /// `words` and `spare` are of one size; the result stands in `words`.
-  static void Sort(RowArray<Word>& words, RowArray<Word>& spare, int lowBit, int endBit) {
+  /// `words` and `spare` are of one size; the result stands in `words`. Where there are many words,
+  /// as many `threads` as that share the parts out among themselves.
+  static void Sort(RowArray<Word>& words, RowArray<Word>& spare, int lowBit, int endBit,
+                   std::size_t threads) {
+    if (threads > 1 && words.size() >= kLeastShared && endBit > lowBit) {
+      return DealOut(words.data(), spare.data(), words.size(), lowBit, endBit, threads);
+    }
     SortPart(words.data(), spare.data(), words.size(), lowBit, endBit, false);
   }
 
@@ -35,6 +42,8 @@ class WordSort {
   static constexpr int kByteBits = 8;
   /// From so many words on it pays to count bytes.
   static constexpr std::size_t kLeastCounted = 512;
+  /// From so many on it pays to start threads.
+  static constexpr std::size_t kLeastShared = std::size_t{1} << 16;
   static constexpr int kMostPasses = sizeof(Word) == sizeof(uint64) ? 5 : 4;
 
   /// The result goes to `other` where told so, else it stays at `words`.
@@ -58,9 +67,42 @@ class WordSort {
 
   static void Deal(Word* words, Word* other, std::size_t count, int lowBit, int endBit,
                    bool toOther) {
+    int shift;
+    const std::vector<std::size_t> ends = DealByDigit(words, other, count, lowBit, endBit, shift);
+    std::size_t from = 0;
+    for (const std::size_t end : ends) {
+      if (end > from) {
+        SortPart(other + from, words + from, end - from, lowBit, shift, !toOther);
+      }
+      from = std::max(from, end);
+    }
+  }
+
+  /// The same, with the parts shared out.
+  static void DealOut(Word* words, Word* other, std::size_t count, int lowBit, int endBit,
+                      std::size_t threads) {
+    int shift;
+    const std::vector<std::size_t> ends = DealByDigit(words, other, count, lowBit, endBit, shift);
+    std::atomic<std::size_t> next = 0;
+    Workers(threads).Run(
+        [&](std::size_t) {
+          for (std::size_t part = next++; part < ends.size(); part = next++) {
+            const std::size_t from = part == 0 ? 0 : ends[part - 1];
+            const std::size_t end = ends[part];
+            if (end > from) SortPart(other + from, words + from, end - from, lowBit, shift, true);
+          }
+          return true;
+        },
+        [] {});
+  }
+
+  /// Puts the words into parts by their leading digit, the bits from `shift` on, and returns where
+  /// the parts end.
+  static std::vector<std::size_t> DealByDigit(const Word* words, Word* other, std::size_t count,
+                                              int lowBit, int endBit, int& shift) {
     const int digitBits = std::min(
         {static_cast<int>(std::bit_width(count / (kPart / 4))), kMostDigitBits, endBit - lowBit});
-    const int shift = endBit - digitBits;
+    shift = endBit - digitBits;
     const Word mask = (Word{1} << digitBits) - 1;
     std::vector<std::size_t> ends((std::size_t{1} << digitBits) + 1);
     for (std::size_t i = 0; i < count; ++i) {
@@ -70,14 +112,9 @@ class WordSort {
     for (std::size_t i = 0; i < count; ++i) {
       other[ends[static_cast<std::size_t>(words[i] >> shift & mask)]++] = words[i];
     }
-    // Each entry has come to the end of its part.
-    std::size_t from = 0;
-    for (const std::size_t end : ends) {
-      if (end > from) {
-        SortPart(other + from, words + from, end - from, lowBit, shift, !toOther);
-      }
-      from = std::max(from, end);
-    }
+    // Each entry has come to the end of its part, the last one to that of all.
+    ends.pop_back();
+    return ends;
   }
 
   /// Says whether the result is in `other`.

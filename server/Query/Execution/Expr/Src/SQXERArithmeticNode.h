@@ -57,6 +57,7 @@ class ArithmeticNode : public Generic {
                                                         result);
                          });
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return true; }
   BatchCost GetBatchCost() final {
     if constexpr (!FallibleBinaryOp<Op<T>, T>) return CostOfAll(*this->left_, *this->right_);
@@ -107,6 +108,7 @@ class NumberArithmeticNode : public Generic {
                                left, right, wanted, this->GetBatchBuffers(), result);
                          });
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return true; }
 
  protected:
@@ -146,6 +148,7 @@ class NegateNode : public Generic {
       return Generic::EvalBatch(rows, out);
     }
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return HasOneBatchForm<T>; }
 };
 

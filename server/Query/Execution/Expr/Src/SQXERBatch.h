@@ -97,6 +97,10 @@ class SQXEREXPR_API BatchSource {
   /// A number that no other run over rows has: what stays the same within one may differ in the
   /// next.
   virtual uint64 GetRun() const = 0;
+  /// The same of this batch; 0 where trees have nothing to share in it.
+  virtual uint64 GetBatch() const { return 0; }
+  /// Whether no other rows of the batch will be asked for than those of such a selection.
+  virtual bool AreAllWanted(const uint16* /*selected*/) const { return false; }
 };
 
 /// The rows of a batch that are to be evaluated.
@@ -191,7 +195,9 @@ class SQXEREXPR_API BatchBuffers {
     std::size_t size;
   };
   struct FewValues;
+  struct SharedValues;
   friend class FewValuesEvaluation;
+  friend class SharedTrees;
 
   static uint8* Reserve(Room& room, std::size_t bytes);
 
@@ -209,6 +215,8 @@ class SQXEREXPR_API BatchBuffers {
   std::size_t block_ = 0;
   std::size_t used_ = 0;
   std::unique_ptr<FewValues> fewValues_;
+  /// With the other nodes that give the same.
+  std::shared_ptr<SharedValues> shared_;
 };
 
 }  // namespace sqxer

@@ -307,13 +307,10 @@ class FewValuesEvaluation {
   BatchBuffers::FewValues* few_;
 };
 
-bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
+bool EvaluateFewValues(RExpression& tree, const BatchRows& rows, BatchVector& out) {
   // What is free is computed before it is looked up.
-  if (tree.CountOperands() > 0 && tree.GetBatchCost() != BatchCost::kFree &&
-      FewValuesEvaluation(tree, rows).Try(out)) {
-    return true;
-  }
-  return tree.EvalBatch(rows, out);
+  return tree.CountOperands() > 0 && tree.GetBatchCost() != BatchCost::kFree &&
+         FewValuesEvaluation(tree, rows).Try(out);
 }
 
 }  // namespace sqxer

@@ -193,20 +193,37 @@ class SumCheck {
 
   bool AdmitsState(const uint8* state) const {
     if constexpr (std::same_as<T, VelmarNumber>) {
-      // Sums of so few digits are exact, in whatever order their parts are added.
       constexpr int64 kMostSum = int64{1} << 62;
-      constexpr int kMostPlaces = 18;
       int64 sum;
-      const auto number = LoadValue<VelmarNumber>(state);
-      if (number.TryScaled(scale_, sum) && sum > -kMostSum && sum < kMostSum) return true;
-      return std::fabs(number.asDouble()) < 1e17 && number.decimalPlaces() <= kMostPlaces;
+      if (LoadValue<VelmarNumber>(state).TryScaled(scale_, sum) && sum > -kMostSum &&
+          sum < kMostSum) {
+        return true;
+      }
+      return IsPart(state, 1);
     } else if constexpr (std::integral<T>) {
       if (!isChecked_) return true;
       const WideBounds::Wide sum = LoadValue<T>(state);
-      return AreWithin<T>({sum + least_, sum + greatest_});
+      return AreWithin<T>({(sum + least_) * parts_, (sum + greatest_) * parts_});
     } else {
       // Not one infinity on the way, and the sum is none either.
       return !isChecked_ || std::fabs(LoadValue<float64>(state)) < kMostSum;
+    }
+  }
+
+  /// The sum is to be one of so many that are added up: see IsPart.
+  void SetParts(uint32 parts) { parts_ = parts; }
+  /// Whether a sum that was admitted all the way can be added to others like it, so many in all.
+  static bool IsPart(const uint8* state, uint32 parts) {
+    if constexpr (std::same_as<T, VelmarNumber>) {
+      // Sums of so few digits are exact, in whatever order their parts are added.
+      constexpr int kMostPlaces = 18;
+      const auto number = LoadValue<VelmarNumber>(state);
+      return std::fabs(number.asDouble()) < 1e17 && number.decimalPlaces() <= kMostPlaces;
+    } else if constexpr (std::integral<T>) {
+      const WideBounds::Wide sum = WideBounds::Wide{LoadValue<T>(state)} * parts;
+      return AreWithin<T>({sum, sum});
+    } else {
+      return false;
     }
   }
 
@@ -224,6 +241,7 @@ class SumCheck {
 
   bool isChecked_ = true;
   int16 scale_ = 0;
+  uint32 parts_ = 1;
   WideBounds::Wide least_ = 0;
   WideBounds::Wide greatest_ = 0;
 };
@@ -241,6 +259,20 @@ class SumFold {
     return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
   }
   static void Fold(const BatchFold& fold) { FoldRows(fold, State(*fold.input)); }
+
+  void SetParts(uint32 parts) { check_.SetParts(parts); }
+  static bool IsPart(const uint8* state, uint32 parts) { return SumCheck<T>::IsPart(state, parts); }
+  /// Adds what a later state holds.
+  static void Merge(uint8* state, const uint8* later) {
+    constexpr std::size_t kNull = sizeof(T) + (isCounted ? sizeof(uint32) : 0);
+    if (later[kNull] != 0) return;
+    StoreValue(state, AddUnchecked(LoadValue<T>(state), LoadValue<T>(later)));
+    if constexpr (isCounted) {
+      uint8* const count = state + sizeof(T);
+      StoreValue(count, LoadValue<uint32>(count) + LoadValue<uint32>(later + sizeof(T)));
+    }
+    state[kNull] = 0;
+  }
 
  private:
   class State {

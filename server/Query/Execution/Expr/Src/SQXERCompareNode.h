@@ -40,6 +40,7 @@ class CompareNode : public Generic {
       return Generic::EvalBatch(rows, out);
     }
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return HasBatchForm<T>; }
   BatchCost GetBatchCost() final {
     return HasBatchForm<T> ? CostOfAll(*this->left_, *this->right_) : BatchCost::kDear;
@@ -111,6 +112,7 @@ class TextCompareNode : public Generic {
                            return true;
                          });
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return true; }
   BatchCost GetBatchCost() final {
     return BatchCost::kSafe | CostOfAll(*this->left_, *this->right_);
@@ -152,6 +154,7 @@ class BetweenNode : public Generic {
       return Generic::EvalBatch(rows, out);
     }
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return HasBatchForm<T>; }
   BatchCost GetBatchCost() final {
     return HasBatchForm<T> ? CostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_)
@@ -190,6 +193,7 @@ class TextBetweenNode : public Generic {
           CompareTextBatch<LessThanEqualToOp>(compareFunc_, a, b, wanted, buffers, truths);
         });
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return true; }
   BatchCost GetBatchCost() final {
     return BatchCost::kSafe | CostOfAll(*this->compareOp_, *this->lowOp_, *this->highOp_);

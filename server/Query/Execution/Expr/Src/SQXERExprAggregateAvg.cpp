@@ -82,6 +82,16 @@ bool AvgOf<T>::OutputState(uint8* state, unsigned char* record) {
   return this->OutputRestored(*this, state, record);
 }
 
+template <AccumulatorValue T>
+bool AvgOf<T>::AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) {
+  return std::integral<T> || (fold_.IsPart(state, stretches) && fold_.IsPart(later, stretches));
+}
+
+template <AccumulatorValue T>
+void AvgOf<T>::MergeState(uint8* state, const uint8* later) {
+  fold_.Merge(state, later);
+}
+
 template class AvgOf<int32>;
 template class AvgOf<uint32>;
 template class AvgOf<float64>;

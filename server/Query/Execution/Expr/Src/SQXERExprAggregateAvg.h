@@ -38,6 +38,13 @@ class SQXEREXPR_API AvgOf : public NumericAggregate<Avg, T> {
   bool AdmitsStates(const BatchFold& fold) final;
   void FoldBatch(const BatchFold& fold) final;
   bool OutputState(uint8* state, unsigned char* record) final;
+  /// As SumOf, but that integers wrap.
+  Aggregate::StateMerge GetStateMerge() final {
+    if constexpr (std::integral<T>) return Aggregate::StateMerge::kAlways;
+    return std::floating_point<T> ? Aggregate::StateMerge::kNone : Aggregate::StateMerge::kOfFolds;
+  }
+  bool AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) final;
+  void MergeState(uint8* state, const uint8* later) final;
 
  protected:
   T sum_{};

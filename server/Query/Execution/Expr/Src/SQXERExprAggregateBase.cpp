@@ -105,6 +105,10 @@ void Aggregate::FoldBatch(const BatchFold&) {
   XeLogicError("a batch for an aggregate that takes none");
 }
 
+void Aggregate::MergeState(uint8*, const uint8*) {
+  XeLogicError("a state for an aggregate whose states cannot be merged");
+}
+
 uint32 Aggregate::TransferState(StateTransfer, uint8*) { return 0; }
 
 Aggregate* Aggregate::GetPartialsAggregator(UInt16Vector*) { return nullptr; }

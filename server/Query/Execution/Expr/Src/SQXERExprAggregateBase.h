@@ -152,6 +152,21 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// and nothing done, for the others, which are to be initialized, restored and finalized.
   virtual bool OutputState(uint8* /*state*/, unsigned char* /*record*/) { return false; }
 
+  /// How states of two stretches of a group's rows, the one right behind the other, can be made the
+  /// state that Compute comes to over both, to the last bit: not at all; always; only where
+  /// FoldBatch made the later one from the start.
+  enum class StateMerge { kNone, kAlways, kOfFolds };
+  virtual StateMerge GetStateMerge() { return StateMerge::kNone; }
+  /// The states to come are those of one of so many stretches of a group's rows, and none may take
+  /// more than its share of what a state can hold. To be called before the first row.
+  virtual void ShareStates(uint32 /*stretches*/) {}
+  /// Whether MergeState may be called. To be asked of all states before the first one is merged.
+  virtual bool AdmitsMerge(const uint8* /*state*/, const uint8* /*later*/, uint32 /*stretches*/) {
+    return true;
+  }
+  /// Makes `state` that of its own rows and, behind them, those of `later`.
+  virtual void MergeState(uint8* state, const uint8* later);
+
   UInt16Vector* GetAggregateColumns() const { return aggregateColumns_.get(); }
   UInt16Vector* GetControlBreakColumns() const { return controlBreakColumns_.get(); }
   UInt16Vector* GetDistinctBreakColumns() const { return distinctBreakColumns_.get(); }

@@ -27,6 +27,10 @@ class CountState {
   uint32 count_ = 0;
 };
 
+void AddCount(uint8* state, const uint8* later) {
+  StoreValue(state, LoadValue<uint32>(state) + LoadValue<uint32>(later));
+}
+
 }  // namespace
 
 Count::Count(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -139,6 +143,8 @@ bool Count::OutputState(uint8* state, unsigned char* record) {
   return !isDistinctHandled_ && OutputRestored(*this, state, record);
 }
 
+void Count::MergeState(uint8* state, const uint8* later) { AddCount(state, later); }
+
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
@@ -183,5 +189,7 @@ void CountStar::FoldBatch(const BatchFold& fold) {
 bool CountStar::OutputState(uint8* state, unsigned char* record) {
   return OutputRestored(*this, state, record);
 }
+
+void CountStar::MergeState(uint8* state, const uint8* later) { AddCount(state, later); }
 
 }  // namespace sqxer

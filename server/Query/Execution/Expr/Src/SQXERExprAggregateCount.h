@@ -35,6 +35,10 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
   bool OutputState(uint8* state, unsigned char* record) override;
+  StateMerge GetStateMerge() override {
+    return isDistinctHandled_ ? StateMerge::kNone : StateMerge::kAlways;
+  }
+  void MergeState(uint8* state, const uint8* later) override;
 
  protected:
   uint32 count_ = 0;
@@ -68,6 +72,8 @@ class SQXEREXPR_API CountStar : public SingleResultAggregate {
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
   bool OutputState(uint8* state, unsigned char* record) override;
+  StateMerge GetStateMerge() override { return StateMerge::kAlways; }
+  void MergeState(uint8* state, const uint8* later) override;
 
  protected:
   uint32 count_ = 0;

@@ -308,6 +308,23 @@ void ExtremeAggregate::FoldTexts(const BatchFold& fold, int wanted) {
                                   keptText_, otherText_, currentRecordDataSize_));
 }
 
+void ExtremeAggregate::MergeExtreme(uint8* state, const uint8* later, int wanted) {
+  if (later[kNullOfState] != 0) return;
+  const uint32 bytes = TransferState(StateTransfer::kRestore, state);
+  if (!nullIndicator_) {
+    // Values of a state stand at any address.
+    laterRow_.ReserveUnset(bufferSize_);
+    const uint8* const value = later + kValueOfState;
+    std::memcpy(laterRow_.data(), value, CountSourceBytes(value));
+    if (keyDesc_.CompareValues(laterRow_.data(), tempRow_.data()) != wanted) return;
+  }
+  std::memcpy(state, later, bytes);
+}
+
+void Max::MergeState(uint8* state, const uint8* later) { MergeExtreme(state, later, kWantedOfMax); }
+
+void Min::MergeState(uint8* state, const uint8* later) { MergeExtreme(state, later, kWantedOfMin); }
+
 void Max::FoldBatch(const BatchFold& fold) { FoldExtreme(fold, kWantedOfMax); }
 
 void Min::FoldBatch(const BatchFold& fold) { FoldExtreme(fold, kWantedOfMin); }

@@ -19,6 +19,7 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   bool AdmitsStates(const BatchFold& fold) override;
   bool OutputState(uint8* state, unsigned char* record) override;
+  StateMerge GetStateMerge() override { return StateMerge::kAlways; }
 
  protected:
   using Aggregate::Bind;
@@ -36,11 +37,15 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   void Keep(const uint8* value);
   /// FoldBatch of the extreme that compares as `wanted`.
   void FoldExtreme(const BatchFold& fold, int wanted);
+  /// MergeState of it.
+  void MergeExtreme(uint8* state, const uint8* later, int wanted);
 
   KeyDesc keyDesc_;
   CharComparisonType_t comparison_ = kCompareCodePoints;
   /// The value kept. Values of fixed width stay off the heap.
   alignas(16) XeAutoBuffer<uint8, 32> tempRow_;
+  /// The value of another state, where states are merged.
+  alignas(16) XeAutoBuffer<uint8, 32> laterRow_;
   /// Nothing is kept.
   bool nullIndicator_ = true;
   uint32 bufferSize_ = 0;
@@ -64,6 +69,7 @@ class SQXEREXPR_API Max : public ExtremeAggregate {
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 };
@@ -77,6 +83,7 @@ class SQXEREXPR_API Min : public ExtremeAggregate {
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 };
@@ -98,6 +105,7 @@ class SQXEREXPR_API NullIfNotUnique : public Max {
   bool TakesBatches() override;
   void FoldBatch(const BatchFold& fold) override;
   bool OutputState(uint8* state, unsigned char* record) override;
+  StateMerge GetStateMerge() override { return StateMerge::kNone; }
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 

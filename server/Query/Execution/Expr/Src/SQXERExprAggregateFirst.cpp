@@ -90,6 +90,16 @@ void Last::FoldBatch(const BatchFold& fold) {
   });
 }
 
+void First::MergeState(uint8* state, const uint8* later) {
+  if (state[kIsFirstOfFirst] == 0) return;
+  std::memcpy(state, later, TransferState(StateTransfer::kMeasure, nullptr));
+}
+
+void Last::MergeState(uint8* state, const uint8* later) {
+  if (later[kNullOfState] != 0) return;
+  std::memcpy(state, later, TransferState(StateTransfer::kMeasure, nullptr));
+}
+
 void First::Initialize(bool restart) {
   KeptValueAggregate::Initialize(restart);
   isThisFirst_ = true;

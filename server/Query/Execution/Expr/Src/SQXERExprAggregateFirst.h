@@ -18,6 +18,7 @@ class SQXEREXPR_API KeptValueAggregate : public SingleResultAggregate {
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector*, const BatchRows&) override { return true; }
+  StateMerge GetStateMerge() override { return StateMerge::kAlways; }
 
  protected:
   /// Calls use(store) with what writes a batch's values as they are stored: store(row, target).
@@ -41,6 +42,7 @@ class SQXEREXPR_API First : public KeptValueAggregate {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
 
  protected:
   bool isThisFirst_ = true;
@@ -53,6 +55,7 @@ class SQXEREXPR_API Last : public KeptValueAggregate {
 
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
 };
 
 }  // namespace sqxer

@@ -107,6 +107,16 @@ bool SumOf<T>::OutputState(uint8* state, unsigned char* record) {
   return !this->isDistinctHandled_ && this->OutputRestored(*this, state, record);
 }
 
+template <AccumulatorValue T>
+bool SumOf<T>::AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) {
+  return fold_.IsPart(state, stretches) && fold_.IsPart(later, stretches);
+}
+
+template <AccumulatorValue T>
+void SumOf<T>::MergeState(uint8* state, const uint8* later) {
+  fold_.Merge(state, later);
+}
+
 template class SumOf<int32>;
 template class SumOf<uint32>;
 template class SumOf<float64>;

@@ -41,6 +41,14 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   bool AdmitsStates(const BatchFold& fold) final;
   void FoldBatch(const BatchFold& fold) final;
   bool OutputState(uint8* state, unsigned char* record) final;
+  /// Sums of doubles depend on the order in which values are added.
+  Aggregate::StateMerge GetStateMerge() final {
+    const bool isExact = !std::floating_point<T> && !this->isDistinctHandled_;
+    return isExact ? Aggregate::StateMerge::kOfFolds : Aggregate::StateMerge::kNone;
+  }
+  void ShareStates(uint32 stretches) final { fold_.SetParts(stretches); }
+  bool AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) final;
+  void MergeState(uint8* state, const uint8* later) final;
 
  private:
   T result_{};

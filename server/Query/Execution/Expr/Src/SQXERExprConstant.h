@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstring>
 #include <memory>
 
 #include "SQXERExpression.h"
@@ -44,6 +45,11 @@ class ConstantValue : public Constant {
   RExprReturn Eval(void* out) override {
     *static_cast<Value*>(out) = value_;
     return kTrue;
+  }
+  bool GivesSameAs(RExpression& other) override {
+    return std::memcmp(static_cast<const void*>(&value_),
+                       static_cast<const void*>(&static_cast<ConstantValue&>(other).value_),
+                       sizeof value_) == 0;
   }
   const Value& GetValue() const { return value_; }
 

@@ -57,6 +57,7 @@ class ConvertValue : public Convert {
     ConvertVector<Op>(RowsOf(out, rows), GetBatchBuffers(), out);
     return true;
   }
+  bool GivesSameAs(RExpression&) override { return true; }
   bool HasBatchLoop() override { return true; }
   BatchCost GetBatchCost() override {
     // To and from the other types a conversion may fail or take its time.

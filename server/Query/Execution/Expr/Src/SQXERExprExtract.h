@@ -27,6 +27,9 @@ class SQXEREXPR_API Extract : public RExpression {
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
   bool HasBatchLoop() override;
+  bool GivesSameAs(RExpression& other) override {
+    return fieldIndex_ == static_cast<Extract&>(other).fieldIndex_;
+  }
   BatchCost GetBatchCost() override {
     return Extract::HasBatchLoop() ? BatchCost::kFree : BatchCost::kDear;
   }

@@ -23,6 +23,7 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) final;
   RExprReturn Eval(void* out) final;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final;
+  bool GivesSameAs(RExpression&) final { return true; }
   /// Names are texts of the node: made row by row, or once for each of few values.
   bool HasBatchLoop() final { return names_ == nullptr; }
 

@@ -77,6 +77,9 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   /// Whether another Eval of the same row may give another value: such a tree is not for batches,
   /// which may be done twice.
   virtual bool IsVolatile() { return false; }
+  /// Whether another node of the same class gives the same from equal operands, so that one of them
+  /// is enough. `other` is of this node's class.
+  virtual bool GivesSameAs(RExpression& /*other*/) { return false; }
   /// Whether the node has a loop for batches, at least where its operands have plain forms.
   virtual bool HasBatchLoop() { return false; }
   /// What a batch of the tree costs for rows that do not need it.
@@ -159,11 +162,16 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   OperandShape boundShape_{0, true};
   std::unique_ptr<BatchBuffers> batchBuffers_;
   friend class FewValuesEvaluation;
+  friend class SharedTrees;
 };
 
 /// The values of a bound tree for a batch of rows. A tree that reads one column of few different
 /// values is evaluated once for each of them. False, and what is thrown: see EvalBatch.
 SQXEREXPR_API bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out);
+
+/// Has equal subtrees of these trees, which are bound to one record, evaluated once for a batch.
+/// No tree may go before the others.
+SQXEREXPR_API void ShareEqualTrees(const std::vector<RExpression*>& trees);
 
 /// Whether no node of a tree is volatile.
 SQXEREXPR_API bool IsRepeatable(RExpression& tree);

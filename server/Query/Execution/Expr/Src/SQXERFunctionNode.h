@@ -56,6 +56,7 @@ class DoubleFunction : public NumericValueFunction {
     MapMath<Op, float64>(RowsOf(out, rows), GetBatchBuffers(), out);
     return true;
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return true; }
 };
 
@@ -81,6 +82,7 @@ class DoubleOrNumericFunction : public NumericValueFunction {
     }
     return true;
   }
+  bool GivesSameAs(RExpression&) final { return true; }
   bool HasBatchLoop() final { return true; }
 
  protected:
