@@ -136,6 +136,18 @@ bool LikePatternMatch::MatchesBytes(const uint8* text, std::size_t length) const
   return length >= shortestText_ && Matches(text, text + length);
 }
 
+std::optional<LikePatternMatch::Beginning> LikePatternMatch::GetBeginning() const {
+  if (!TakesBytes() || segments_.size() != 2 || segments_[1].length != 0) return std::nullopt;
+  const Segment& segment = segments_.front();
+  if (segment.endRun != segment.firstRun + 1) return std::nullopt;
+  const Run& run = runs_[segment.firstRun];
+  if (run.length != segment.length || run.length > sizeof(uint64)) return std::nullopt;
+  Beginning beginning{0, 0, static_cast<uint32>(run.length)};
+  std::memcpy(&beginning.bytes, bytes_.data() + run.begin, run.length);
+  std::memset(&beginning.mask, 0xFF, run.length);
+  return beginning;
+}
+
 template <class Offset>
 void LikePatternMatch::MatchSideBySide(const uint8* characters, const Offset* offsets, uint32 count,
                                        uint8* matches) const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
+#include <optional>
 #include <vector>
 
 #include "Utility/Export.h"
@@ -47,6 +49,22 @@ class XEUTILITY_API LikePatternMatch {
     return segments_.size() == 3 && segments_.front().length == 0 && segments_.back().length == 0 &&
            segments_[1].firstRun != segments_[1].endRun;
   }
+  /// How texts of one byte a character begin: the first eight bytes, as they stand in memory, under
+  /// a mask.
+  struct Beginning {
+    uint64 bytes;
+    uint64 mask;
+    uint32 length;
+
+    bool Matches(const uint8* text, std::size_t textLength) const {
+      uint64 first;
+      std::memcpy(&first, text, sizeof first);
+      return textLength >= length && (first & mask) == bytes;
+    }
+  };
+  /// What the pattern asks for, if TakesBytes is true and that is the beginning of a text and no
+  /// more, at most eight characters of it: `special%`.
+  std::optional<Beginning> GetBeginning() const;
 
  private:
   /// Characters of the pattern that follow each other, without a wildcard between them.

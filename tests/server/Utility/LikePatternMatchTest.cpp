@@ -85,6 +85,29 @@ TEST(LikePatternMatch, FindsInTextsSideBySideWhatItFindsInEach) {
   }
 }
 
+TEST(LikePatternMatch, TellsBeginningsByTheirFirstBytes) {
+  LikePatternMatch like;
+  std::mt19937 random(6);
+  for (const wchar_t* const pattern : {L"a%", L"ab%", L"abababab%", L"\u00E4b%%"}) {
+    like.SetMetaPattern(pattern, L'!');
+    const auto beginning = like.GetBeginning();
+    ASSERT_TRUE(beginning);
+    for (int i = 0; i < 200; ++i) {
+      std::vector<uint8> text(100);
+      for (uint8& c : text) c = random() % 5 == 0 ? 0xE4 : static_cast<uint8>('a' + random() % 2);
+      for (std::size_t k = 0; k < 8; k += 2) text[k] = random() % 3 == 0 ? text[k] : 'a';
+      for (std::size_t k = 1; k < 8; k += 2) text[k] = random() % 3 == 0 ? text[k] : 'b';
+      const std::size_t length = random() % 12;
+      ASSERT_EQ(beginning->Matches(text.data(), length), like.MatchesBytes(text.data(), length));
+    }
+  }
+  for (const wchar_t* const pattern :
+       {L"%a%", L"%a", L"%", L"a", L"a_%", L"_a%", L"ababababa%", L"a%b%", L"\u0416%"}) {
+    like.SetMetaPattern(pattern, L'!');
+    EXPECT_FALSE(like.GetBeginning());
+  }
+}
+
 TEST(LikePatternMatch, ManyWildcardsOverALongText) {
   const auto start = std::chrono::steady_clock::now();
   LikePatternMatch like;

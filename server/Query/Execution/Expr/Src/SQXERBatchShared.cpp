@@ -68,6 +68,14 @@ void ShareEqualTrees(const std::vector<RExpression*>& trees) {
   for (RExpression* const tree : trees) shared.Add(*tree);
 }
 
+namespace {
+
+BatchProbe batchProbe = nullptr;
+
+}  // namespace
+
+void SetBatchProbe(BatchProbe probe) { batchProbe = probe; }
+
 bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
   SharedTrees::Values* const shared = SharedTrees::Find(tree);
   const uint64 batch = shared != nullptr ? rows.source->GetBatch() : 0;
@@ -76,6 +84,8 @@ bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
     return true;
   }
   if (!EvaluateFewValues(tree, rows, out) && !tree.EvalBatch(rows, out)) return false;
+  if (batchProbe != nullptr) [[unlikely]]
+    batchProbe(tree, rows, out);
   if (batch != 0 && rows.source->AreAllWanted(rows.selected)) *shared = {batch, out};
   return true;
 }

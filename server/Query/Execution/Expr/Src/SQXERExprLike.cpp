@@ -120,6 +120,10 @@ bool Like::EvalBatch(const BatchRows& rows, BatchVector& out) {
     };
     texts.offsetWidth == 4 ? match(reinterpret_cast<const uint32*>(texts.offsets))
                            : match(reinterpret_cast<const uint64*>(texts.offsets));
+  } else if (const auto beginning = likePattern.GetBeginning(); areBytes && beginning) {
+    ForEachTextOf<uint8>(texts, wanted, [&](uint32 row, const uint8* text, uint32 length) {
+      values[row] = beginning->Matches(text, length);
+    });
   } else if (areBytes) {
     ForEachTextOf<uint8>(texts, wanted, [&](uint32 row, const uint8* text, uint32 length) {
       values[row] = likePattern.MatchesBytes(text, length);
