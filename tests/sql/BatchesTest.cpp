@@ -236,6 +236,11 @@ std::string Aggregates(const std::string& value, const std::string& other, std::
                                                  "LISTAGG(v)",
                                                  "LISTAGG(DISTINCT #)",
                                                  "CORR(#, small)",
+                                                 "CORR(e, #)",
+                                                 "COVAR_SAMP(#, d)",
+                                                 "REGR_SLOPE(e, small)",
+                                                 "REGR_SLOPE(n, e)",
+                                                 "NULL_IF_NOT_UNIQUE(#)",
                                                  "FIRST(v)",
                                                  "LAST(o)",
                                                  "FIRST(w)",
@@ -301,7 +306,9 @@ TEST_F(Batches, GiveWhatRowsGive) {
     isLimited_ = i % 3 != 0;
     isDisguised_ = i % 4 == 0;
     for (Session* const session : {&rows_, &batches_}) {
-      session->Set("GroupMemory", i % 3 == 0 ? "256MiB" : i % 3 == 1 ? "2000" : "40000");
+      session->Set("GroupMemory", i % 3 == 0   ? "256MiB"
+                                  : i % 3 == 1 ? "2000"
+                                               : std::to_string(30'000 + i * 7919 % 70'000));
       session->Set("CaseSensitiveCompare", i % 7 == 0 ? "off" : "on");
       session->Set("Locale", i % 11 == 0 ? "sv_SE" : "");
       session->Set("IntegerAggregates", i % 5 == 0 ? "native" : "wide");
@@ -309,21 +316,21 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string value = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
-    const std::string keys =
-        Pick<std::string>({"s",   "c", "small", "w", "d", "n", "day, b", "i, s", "i", "j",
-                           "far", "h", "z",     "i", "j", "u", "far",    "h",    "z", value});
+    const std::string keys = Pick<std::string>(
+        {"s", "c", "small", "w", "d",   "n", "day, b", "i, s", "i",        "j",         "far", "h",
+         "z", "i", "j",     "u", "far", "h", "z",      value,  "small, i", "j, b, day", "u, t"});
     // Trees that stand in several places, some of which ask for fewer rows than others.
     const std::string same =
         Pick<std::string>({"i / small", "n * small + 1", "sqrt(e) - d", "m * n", "-i * j",
                            "year(day)", "CAST(u AS numeric) * 3"});
     const std::string orSame = where.empty() ? "" : where + " OR " + same + " > 2";
-    switch (random_() % 11) {
-      case 9:
+    switch (random_() % 12) {
+      case 10:
         ExpectEqual("SELECT SUM(" + same + "), MIN(" + same + " + i), MAX(CASE WHEN " +
                     Pick(predicates) + " THEN " + same + " END), COUNT(DISTINCT " + same +
                     ") FROM t" + orSame + " GROUP BY " + keys);
         break;
-      case 10:
+      case 11:
         ExpectEqual("SELECT " + same + ", CASE WHEN " + Pick(predicates) + " THEN " + same +
                     " ELSE 0 END, " + same + " + small FROM t" + orSame);
         break;
@@ -354,10 +361,43 @@ TEST_F(Batches, GiveWhatRowsGive) {
         ExpectEqual("SELECT " + keys + ", " + Aggregates(value, other, random_) + " FROM t" +
                     where + " GROUP BY " + keys);
         break;
+      case 8:
+        ExpectEqual("SELECT DISTINCT " +
+                    Pick<std::string>({value, "s, c", "w, small", "i, u", "j, " + other}) +
+                    " FROM t" + where +
+                    Pick<std::string>({"", " ORDER BY 1 DESC", " LIMIT 7 OFFSET 2", " LIMIT 100"}));
+        break;
       default:
         ExpectEqual("SELECT i, " + value + " FROM t WHERE " + value + " = " + other + " OR " +
                     Pick(predicates) + " ORDER BY 1, 2 LIMIT 20");
         break;
+    }
+  }
+}
+
+/// Tables that groups are found by, and values that are held, give memory back when rows of groups
+/// that found no room have been sorted.
+TEST_F(Batches, OpenNoGroupThatWasSorted) {
+  std::string text = "few,many,g,t\n";
+  constexpr int kNear = 2048;
+  for (int row = 0; row < 3 * kNear; ++row) {
+    // Close together, then one apart from them.
+    const int near = row < kNear ? row + 1 : 2 * kNear - row;
+    text += std::to_string(row % 40) + "," + std::to_string(row % (row < kNear ? 40 : 600)) + "," +
+            std::to_string(row == kNear ? 9000 : near) + ",a text like no other " +
+            std::to_string(row) + "\n";
+  }
+  folder_.Write("spread.csv", text);
+  for (int memory = 20'000; memory < 400'000; memory += memory / 3) {
+    for (Session* const session : {&rows_, &batches_}) {
+      session->Set("GroupMemory", std::to_string(memory));
+    }
+    for (const char* const key : {"g", "few, many", "many", "'a' || g", "t"}) {
+      for (const char* const results : {"COUNT(*)", "COUNT(DISTINCT t), SUM(DISTINCT g)"}) {
+        const std::string sql =
+            std::string("SELECT ") + key + ", " + results + " FROM spread GROUP BY " + key;
+        ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql << " in " << memory;
+      }
     }
   }
 }
@@ -610,6 +650,47 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
           "SELECT id" + all + " LIMIT 9000", "SELECT id" + rank}) {
       // All rows of both would be a long message.
       ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql;
+    }
+  }
+}
+
+/// Texts that begin alike, some for many characters, some as the whole of another one.
+TEST_F(Batches, SortTextsThatBeginAlike) {
+  std::string text = "id,few,t,c,wide\n";
+  constexpr int kManyRows = 5'000;
+  const std::vector<std::string> pieces = {"a",        "b",      "aaaaaaaa", " ",       "\x01",
+                                           "\xC3\xA4", "equal ", "A",        "\xC3\xBF"};
+  const auto value = [&](unsigned most) {
+    std::string made = random_() % 3 == 0 ? "" : "a common beginning";
+    for (unsigned left = random_() % most; left > 0; --left) made += Pick(pieces);
+    return made.empty() ? made : "\"" + made + "\"";
+  };
+  for (int row = 0; row < kManyRows; ++row) {
+    text += std::to_string(row) + "," + std::to_string(random_() % 5) + "," + value(6) + "," +
+            value(3) + "," + value(3) + (random_() % 9 == 0 ? "\xD0\x96" : "") + "\n";
+  }
+  folder_.Write("alike.csv", text);
+  for (Session* const session : {&rows_, &batches_}) {
+    session->SetSchema("alike", "id:int4,few:int2,t:varchar(80),c:char(50),wide:varchar(50)");
+  }
+  const std::vector<std::string> orders = {"t",
+                                           "t DESC NULLS FIRST, few",
+                                           "few DESC, t DESC, c",
+                                           "c DESC, t NULLS FIRST",
+                                           "wide, t DESC",
+                                           "c"};
+  for (const auto& [comparison, locale] : {std::pair("on", ""), {"off", ""}, {"on", "sv_SE"}}) {
+    for (Session* const session : {&rows_, &batches_}) {
+      session->Set("CaseSensitiveCompare", comparison);
+      session->Set("Locale", locale);
+    }
+    for (const std::string& order : orders) {
+      for (const std::string& sql :
+           {"SELECT id FROM alike ORDER BY " + order,
+            "SELECT id FROM alike ORDER BY " + order + " LIMIT 60",
+            "SELECT id, RANK() OVER (ORDER BY " + order + ") FROM alike WHERE few > 0"}) {
+        ASSERT_TRUE(Outcome(batches_, sql) == Outcome(rows_, sql)) << sql;
+      }
     }
   }
 }

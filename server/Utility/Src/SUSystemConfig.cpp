@@ -209,7 +209,8 @@ const SwitchRow kSwitches[] = {
      ShowBool<&SUSystemConfig::lengthKeepsBlanks_>, SetBool<&SUSystemConfig::lengthKeepsBlanks_>},
     {"Evaluation", "batches or rows",
      "Evaluate some 2,000 rows at once, straight from the columns, or one after the other. Results "
-     "and errors are the same.",
+     "and errors are the same; of several errors another may be told where groups outgrow "
+     "GroupMemory.",
      Evaluation::Show, Evaluation::Set},
     {"ConditionOrder", "cost or written",
      "In batches, evaluate first what decides most rows in its time, where no operand of AND or OR "

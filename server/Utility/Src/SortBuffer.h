@@ -5,6 +5,7 @@
 
 #include "GatewayBlock.h"
 #include "RecordOrder.h"
+#include "Utility/HugePages.h"
 #include "Utility/RecordPacker.h"
 #include "Utility/XeTypes.h"
 
@@ -51,7 +52,7 @@ class SortBuffer {
   /// The record at a place in the order, after Sort.
   const uint8* GetSorted(std::size_t place) const {
     // The records lie in input order: without this every read would wait for memory.
-    if (place + 8 < count_) __builtin_prefetch(RecordAt(Entries()[place + 8].place));
+    if (place + 8 < count_) Prefetch(RecordAt(Entries()[place + 8].place));
     return RecordAt(Entries()[place].place);
   }
   /// Makes the room of dropped records free again, after Sort. The records that stay keep the order

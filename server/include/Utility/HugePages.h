@@ -13,7 +13,14 @@ XEUTILITY_API void* AllocateScattered(std::size_t bytes);
 /// `bytes` are those that were asked for.
 XEUTILITY_API void FreeScattered(void* memory, std::size_t bytes) noexcept;
 
-/// The same for standard containers.
+/// Has the memory at an address, valid or not, brought to the caches while other work goes on.
+inline void Prefetch(const void* address) {
+  __builtin_prefetch(address);
+  // A function that does nothing else has no effect in the eyes of GCC 12, which drops its calls.
+  asm volatile("");
+}
+
+/// The allocator for standard containers.
 template <class T>
 struct ScatteredAllocator {
   using value_type = T;

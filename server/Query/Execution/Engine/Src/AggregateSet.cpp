@@ -59,12 +59,6 @@ void AggregateSet::Initialize() {
   });
 }
 
-void AggregateSet::InitializeShared() {
-  ForEachAggregate(members_, [](Member& member) {
-    if (!member.hasObjects) member.aggregate->Initialize(true);
-  });
-}
-
 void AggregateSet::Compute(uint8* inputRecord, uint32 size) {
   ForEachAggregate(
       members_, [&](Member& member) { CheckStatus(member.aggregate->Compute(inputRecord, size)); });
@@ -75,6 +69,7 @@ std::optional<uint32> AggregateSet::CountStateBytes() {
   for (std::size_t i = 0; i < members_.size(); ++i) {
     const uint32 bytes = TransferState(i, StateTransfer::kMeasure, nullptr);
     if (bytes == 0) return std::nullopt;
+    members_[i].stateBytes = bytes;
     total += bytes;
   }
   return total;
@@ -90,6 +85,21 @@ uint32 AggregateSet::TransferState(std::size_t index, StateTransfer transfer, ui
 
 void AggregateSet::TransferStates(StateTransfer transfer, uint8* states) {
   for (std::size_t i = 0; i < members_.size(); ++i) states += TransferState(i, transfer, states);
+}
+
+void AggregateSet::OutputStates(uint8* states, uint8* groupRecord) {
+  ForEachAggregate(members_, [&](Member& member) {
+    uint8* const state = states;
+    states += member.stateBytes;
+    if (!member.hasObjects) {
+      if (member.aggregate->OutputState(state, groupRecord)) return;
+      // What Finalize has left of the group before is not part of a state.
+      member.aggregate->Initialize(true);
+    }
+    TransferState(static_cast<std::size_t>(&member - &members_[0]), StateTransfer::kRestore, state);
+    CheckStatus(member.aggregate->Finalize());
+    member.aggregate->Output(groupRecord);
+  });
 }
 
 void AggregateSet::Output(uint8* groupRecord) {

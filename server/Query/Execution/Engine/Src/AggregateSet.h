@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -65,13 +66,14 @@ class AggregateSet {
 
   /// Starts a group. Where there are objects for each group, makes its own.
   void Initialize();
-  /// Readies the others for states that are to be restored.
-  void InitializeShared();
   void Compute(uint8* inputRecord, uint32 size);
   /// Finalizes, and writes every result into the group record.
   void Output(uint8* groupRecord);
+  /// The same of a group with these states; no group goes on from then on.
+  void OutputStates(uint8* states, uint8* groupRecord);
 
-  /// The bytes of all states of a group; nothing when an aggregate has none.
+  /// The bytes of all states of a group; nothing when an aggregate has none. To be called before
+  /// states are taken out.
   std::optional<uint32> CountStateBytes();
   /// kSave or kRestore.
   void TransferStates(StateTransfer transfer, uint8* states);
@@ -87,6 +89,7 @@ class AggregateSet {
     /// That of the current group.
     Aggregate* aggregate;
     int position;
+    uint32 stateBytes = 0;
     bool hasObjects = false;
     std::size_t firstResult;
   };
@@ -122,18 +125,23 @@ class TurnTakingSet {
     turn_ = nullptr;
   }
 
+  /// Starts the group of these states as others have started; false where that takes the
+  /// aggregates themselves.
+  bool TryOpen(uint8* states) {
+    if (!hasStart_) return false;
+    std::copy(start_.begin(), start_.end(), states);
+    return true;
+  }
   /// Starts the group of these states.
   void Open(uint8* states) {
-    if (!start_.empty()) {
-      std::memcpy(states, start_.data(), start_.size());
-      return;
-    }
+    if (TryOpen(states)) return;
     Save();
     aggregates_.Initialize();
     turn_ = states;
     if (!aggregates_.HasOneStart()) return;
     Save();
     start_.assign(states, states + *stateBytes_);
+    hasStart_ = true;
   }
   /// The aggregates, going on with the group of these states.
   AggregateSet& Resume(uint8* states) {
@@ -144,14 +152,10 @@ class TurnTakingSet {
     }
     return aggregates_;
   }
-  /// The aggregates, ready for Output alone; no group goes on from then on.
-  AggregateSet& Close(uint8* states) {
-    Save();
-    turn_ = nullptr;
-    // What Finalize has left of the group before is not part of a state.
-    aggregates_.InitializeShared();
-    aggregates_.TransferStates(StateTransfer::kRestore, states);
-    return aggregates_;
+  /// Writes the results of the group of these states; no group goes on from then on.
+  void Output(uint8* states, uint8* groupRecord) {
+    Settle();
+    aggregates_.OutputStates(states, groupRecord);
   }
 
  private:
@@ -164,6 +168,7 @@ class TurnTakingSet {
   uint8* turn_ = nullptr;
   /// What every group starts with, if that is one thing, from the first group on.
   std::vector<uint8> start_;
+  bool hasStart_ = false;
 };
 
 }  // namespace sqxer

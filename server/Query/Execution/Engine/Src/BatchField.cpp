@@ -1,8 +1,6 @@
 #include "BatchField.h"
 
-#include <algorithm>
-
-#include "RecordTexts.h"
+#include "SQXERBatchStore.h"
 #include "Utility/FixedWidths.h"
 
 namespace sqxer {
@@ -30,18 +28,9 @@ struct BatchField::Writes {
   }
   template <class Character, bool isFixed>
   static void Text(const BatchField& field, uint32 row) {
-    const BatchText text = field.vector_->GetText(row);
-    const auto* const characters = reinterpret_cast<const Character*>(text.characters);
-    if constexpr (!isFixed) {
-      StoreVaryingText(characters, text.length, field.value_);
-    } else if (field.vector_->texts == nullptr) {
-      StoreFixedText(characters, text.length, field.length_, field.value_);
-    } else {
-      // A computed text may end before its declared length, at a zero character.
-      auto* const target = reinterpret_cast<wchar_t*>(field.value_);
-      std::copy_n(characters, text.length, target);
-      target[text.length] = 0;
-    }
+    StoreBatchText<Character, isFixed>(*field.vector_, row, field.length_, field.value_);
+    // Readers go as far as that.
+    if constexpr (isFixed) reinterpret_cast<wchar_t*>(field.value_)[field.length_] = L'\0';
   }
 };
 

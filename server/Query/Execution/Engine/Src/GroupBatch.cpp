@@ -25,6 +25,26 @@ constexpr uint64 kUncountedBytes = uint64{16} << 10;
 /// A larger table is looked up with the next places on their way to the cache.
 constexpr std::size_t kLeastPrefetched = 8192;
 
+/// Puts the integers of a vector, of less than 64 bits, behind the bits that the values have.
+void AppendIntegers(const BatchVector& key, uint32 count, uint64* values) {
+  WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
+    if constexpr (std::integral<T> && sizeof(T) < sizeof(uint64)) {
+      const T* const stored = key.As<T>();
+      const auto append = [&](auto at) {
+        for (uint32 row = 0; row < count; ++row) {
+          const auto bits = static_cast<std::make_unsigned_t<T>>(at(row));
+          values[row] = values[row] << (sizeof(T) * 8) | bits;
+        }
+      };
+      if (!key.isConstant) {
+        append([stored](uint32 row) { return stored[row]; });
+      } else {
+        append([value = key.IsNull(0) ? T{} : stored[0]](uint32) { return value; });
+      }
+    }
+  });
+}
+
 uint64 PlaceOf(int64 value) { return Scatter(static_cast<uint64>(value)); }
 
 }  // namespace
@@ -40,6 +60,7 @@ void GroupBatch::Start() {
   groupsOfCodes_.clear();
   groupsOfValues_.clear();
   groupsInRange_.clear();
+  forms_.clear();
   // The table has forgotten what was taken.
   bytesOfValues_ = 0;
 
@@ -48,10 +69,11 @@ void GroupBatch::Start() {
   uint32 offset = 0;
   for (std::size_t i = 0; i < table_.aggregates_.size(); ++i) {
     Aggregate& aggregate = turns.GetSet().Get(i);
-    const UInt16Vector& columns = *aggregate.GetAggregateColumns();
-    const bool readsColumn = !columns.empty();
-    members_.push_back({&aggregate, nullptr, readsColumn ? columns[0] : std::size_t{0}, readsColumn,
-                        offset, i, turns.GetSet().GetPosition(i)});
+    members_.push_back({.aggregate = &aggregate,
+                        .columns = *aggregate.GetAggregateColumns(),
+                        .offset = offset,
+                        .index = i,
+                        .position = turns.GetSet().GetPosition(i)});
     offset += turns.GetSet().TransferState(i, StateTransfer::kMeasure, nullptr);
   }
 }
@@ -59,6 +81,7 @@ void GroupBatch::Start() {
 bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys,
                             uint64 firstRow) {
   found_ = 0;
+  groupsBefore_ = table_.groups_.size();
   leftOver_.clear();
   isOneGroup_ = keys.empty();
   if (isOneGroup_) return true;
@@ -67,14 +90,15 @@ bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> 
   }
   rows_.resize(kMostBatchRows);
   groups_.resize(kMostBatchRows);
-  const bool isFound = FindByCodes(rows, keys, firstRow) ||
-                       (keys.size() == 1 && FindByValue(rows, keys[0], firstRow));
+  const bool isFound =
+      FindByCodes(rows, keys, firstRow) || (keys.size() == 1 ? FindByValue(rows, keys[0], firstRow)
+                                                             : FindBySeveral(rows, keys, firstRow));
   if (!isFound) FindByHash(rows, firstRow);
   return true;
 }
 
 GroupBatch::Group* GroupBatch::FindOrOpen(uint32 row, uint64 firstRow) {
-  for (BatchField& field : keyFields_) field.Write(row);
+  WriteKeys(row);
   return AtRow(firstRow + row, [&] { return table_.FindOrOpen(); });
 }
 
@@ -85,20 +109,17 @@ void GroupBatch::FindByHash(const BatchRows& rows, uint64 firstRow) {
   // The memory of all slots and then of all groups is waited for at once. Writing the keys again
   // costs less.
   uint64 hashes[kMostBatchRows];
-  const auto write = [&](uint32 row) {
-    for (BatchField& field : keyFields_) field.Write(row);
-  };
   const auto slotOf = [&](uint32 row) {
     return &table_.slots_[hashes[row] & (table_.slots_.size() - 1)];
   };
   rows.ForEach([&](uint32 row) {
-    write(row);
+    WriteKeys(row);
     hashes[row] = table_.HashKeys();
-    __builtin_prefetch(slotOf(row));
+    Prefetch(slotOf(row));
   });
-  rows.ForEach([&](uint32 row) { __builtin_prefetch(slotOf(row)->group); });
+  rows.ForEach([&](uint32 row) { Prefetch(slotOf(row)->group); });
   rows.ForEach([&](uint32 row) {
-    write(row);
+    WriteKeys(row);
     Put(row, AtRow(firstRow + row, [&] { return table_.FindOrOpen(hashes[row]); }));
   });
 }
@@ -147,19 +168,70 @@ bool GroupBatch::FindByCodes(const BatchRows& rows, std::span<const BatchVector>
 
 bool GroupBatch::FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow) {
   if (key.isConstant) return false;
-  if (form_ != key.form || scale_ != key.scale || groupsOfValues_.empty()) {
+  if (forms_.size() != 1 || forms_[0] != key.form || scale_ != key.scale) {
     StartValues();
-    form_ = key.form;
+    forms_ = {key.form};
     scale_ = key.scale;
   }
+  const auto ofNull = [this](uint32) -> Group*& { return groupOfNull_; };
   const auto whole = [](auto value) { return static_cast<int64>(value); };
   return WithNumberType(key.form, [&]<class T>(std::type_identity<T>) {
     if constexpr (std::floating_point<T>) {
-      FindByValues<T>(rows, key, firstRow, OrderedBits);
+      FindByValues<T>(rows, key, firstRow, OrderedBits, ofNull);
     } else {
-      FindByValues<T>(rows, key, firstRow, whole);
+      FindByValues<T>(rows, key, firstRow, whole, ofNull);
     }
   });
+}
+
+bool GroupBatch::FindBySeveral(const BatchRows& rows, std::span<const BatchVector> keys,
+                               uint64 firstRow) {
+  constexpr uint32 kBits = 64;
+  uint32 bits = 0;
+  for (const BatchVector& key : keys) {
+    const bool isWhole = WithNumberType(key.form, [](auto) {}) &&
+                         key.form != ColumnForm::kFloat32 && key.form != ColumnForm::kFloat64;
+    bits += WidthOfForm(key.form) * 8;
+    if (!isWhole || key.form == ColumnForm::kDecimal64 || bits > kBits) return false;
+  }
+  if (!std::ranges::equal(keys, forms_, {}, &BatchVector::form)) {
+    StartValues();
+    forms_.clear();
+    for (const BatchVector& key : keys) forms_.push_back(key.form);
+  }
+  uint64 values[kMostBatchRows];
+  std::fill_n(values, rows.count, uint64{0});
+  BatchVector together;
+  together.values = reinterpret_cast<const uint8*>(values);
+  uint64 validity[kMostBatchWords];
+  for (const BatchVector& key : keys) {
+    AppendIntegers(key, rows.count, values);
+    BatchVector both;
+    IntersectValidity(together, key, rows, validity, both);
+    together.validity = both.validity;
+    together.isConstant = both.isConstant;
+  }
+  const auto same = [](int64 value) { return value; };
+  FindByValues<int64>(rows, together, firstRow, same, [&](uint32 row) -> Group*& {
+    uint64 nulls = 0;
+    uint64 meant = 0;
+    for (const BatchVector& key : keys) {
+      const uint32 width = WidthOfForm(key.form) * 8;
+      const bool isNull = key.IsNull(row);
+      nulls = nulls << 1 | isNull;
+      meant = meant << width | (isNull ? 0 : (uint64{1} << width) - 1);
+    }
+    const uint64 value = values[row] & meant;
+    const auto known = groupsOfNulls_.find({nulls, value});
+    if (known != groupsOfNulls_.end()) return known->second;
+    groupOfNull_ = nullptr;
+    if (!table_.MayOpen()) return groupOfNull_;
+    constexpr uint64 kBytesOfPlace = 80;
+    table_.memory_.Take(kBytesOfPlace);
+    bytesOfValues_ += kBytesOfPlace;
+    return groupsOfNulls_[{nulls, value}];
+  });
+  return true;
 }
 
 void GroupBatch::StartValues() {
@@ -169,12 +241,13 @@ void GroupBatch::StartValues() {
   bytesOfValues_ = 0;
   known_ = 0;
   groupOfNull_ = nullptr;
+  groupsOfNulls_.clear();
 }
 
 GroupBatch::Group* GroupBatch::OpenValue(uint32 row, uint64 firstRow) {
   // Each value here has a group of its own: where all groups are known, one that is not is new.
   const bool isNew = known_ == table_.groups_.size();
-  for (BatchField& field : keyFields_) field.Write(row);
+  WriteKeys(row);
   Group* const group =
       AtRow(firstRow + row, [&] { return isNew ? table_.OpenNew() : table_.FindOrOpen(); });
   known_ += group != nullptr;
@@ -186,6 +259,7 @@ bool GroupBatch::CoverRange(const BatchRows& rows, const BatchVector& key) {
   if constexpr (!std::integral<Stored>) {
     return false;
   } else {
+    if (forms_.size() > 1) return false;
     using Wide = WideBounds::Wide;
     const ColumnBounds<int64> bounds = FindBounds<Stored>(key, rows);
     const Wide end = Wide{rangeLeast_} + static_cast<Wide>(groupsInRange_.size()) - 1;
@@ -247,9 +321,9 @@ GroupBatch::ValueSlot* GroupBatch::FindValue(int64 value) {
   return &groupsOfValues_[at];
 }
 
-template <class Stored, class ToValue>
+template <class Stored, class ToValue, class OfNull>
 void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
-                              ToValue&& toValue) {
+                              ToValue&& toValue, OfNull&& groupOfNull) {
   const Stored* const stored = key.As<Stored>();
   if (CoverRange<Stored>(rows, key)) {
     const std::size_t ofNull = groupsInRange_.size() - 1;
@@ -261,13 +335,13 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
     });
     if (groupsInRange_.size() > kLeastPrefetched) {
       // All at once, so that one does not wait for the memory of the other.
-      rows.ForEach([&](uint32 row) { __builtin_prefetch(&groupsInRange_[places[row]], 1); });
+      rows.ForEach([&](uint32 row) { Prefetch(&groupsInRange_[places[row]]); });
     }
     rows.ForEach([&](uint32 row) {
       Group*& group = groupsInRange_[places[row]];
       if (group == nullptr) [[unlikely]]
         group = OpenValue(row, firstRow);
-      __builtin_prefetch(group, 1);
+      Prefetch(group);
       Put(row, group);
     });
     return;
@@ -275,13 +349,14 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
   if (groupsOfValues_.size() > kLeastPrefetched) {
     rows.ForEach([&](uint32 row) {
       const std::size_t at = PlaceOf(toValue(stored[row]));
-      __builtin_prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)], 1);
+      Prefetch(&groupsOfValues_[at & (groupsOfValues_.size() - 1)]);
     });
   }
   rows.ForEach([&](uint32 row) {
     if (key.IsNull(row)) {
-      if (groupOfNull_ == nullptr) groupOfNull_ = OpenValue(row, firstRow);
-      return Put(row, groupOfNull_);
+      Group*& group = groupOfNull(row);
+      if (group == nullptr) group = OpenValue(row, firstRow);
+      return Put(row, group);
     }
     const int64 value = toValue(stored[row]);
     ValueSlot* const slot = FindValue(value);
@@ -293,7 +368,7 @@ void GroupBatch::FindByValues(const BatchRows& rows, const BatchVector& key, uin
         if (known_ > groupsOfValues_.size() / 2) GrowValues();
       }
     }
-    __builtin_prefetch(group, 1);
+    Prefetch(group);
     Put(row, group);
   });
 }
@@ -364,16 +439,22 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
     if (!inputFields_[i].Use(inputs[i], rows)) return false;
   }
   for (Member& member : members_) {
-    member.input = member.readsColumn ? &inputs[member.column] : nullptr;
+    member.input = member.columns.empty() ? nullptr : &inputs[member.columns[0]];
+    member.second = member.columns.size() < 2 ? nullptr : &inputs[member.columns[1]];
   }
   if (!FindByKeys(rows, keys, firstRow)) return false;
+  if (members_.empty()) return true;
   // The states are to be read and written where they are.
   table_.GetTurns().Settle();
   PartRows();
   for (Member& member : members_) {
     Aggregate& aggregate = *member.aggregate;
+    const auto admitsInput = [&] {
+      return member.second == nullptr ? aggregate.AdmitsInput(member.input, rows)
+                                      : aggregate.AdmitsPair(*member.input, *member.second, rows);
+    };
     member.goesByRows = table_.GetTurns().GetSet().HasObjects(member.index) ||
-                        !aggregate.TakesBatches() || !aggregate.AdmitsInput(member.input, rows) ||
+                        !aggregate.TakesBatches() || !admitsInput() ||
                         !ForEachFold(rows, member, [&](const BatchFold& fold) {
                           return aggregate.AdmitsStates(fold);
                         });
@@ -443,7 +524,7 @@ void GroupBatch::ComputeRows(const BatchRows& rows, uint64 firstRow) {
 
 void GroupBatch::AddLeftOver(uint64 firstRow) {
   for (const uint16 row : leftOver_) {
-    for (BatchField& field : keyFields_) field.Write(row);
+    WriteKeys(row);
     for (BatchField& field : inputFields_) field.Write(row);
     table_.Add(firstRow + row);
   }

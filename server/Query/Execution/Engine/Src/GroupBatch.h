@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <span>
 #include <vector>
@@ -33,22 +34,27 @@ class GroupBatch {
   /// has one.
   void TakeRows(const BatchRows& rows, uint64 firstRow);
 
+  /// The same for a table without aggregates: has the keys of each row that opened a group in the
+  /// group record, and calls emit(), until that returns false; returns what it did last.
+  template <class Emit>
+  bool TakeKeys(uint64 firstRow, Emit&& emit);
+
  private:
   using Group = GroupTable::Group;
 
   struct Member {
     Aggregate* aggregate;
-    /// Its column among the inputs, or nothing.
+    /// Its columns among the inputs, or nothing.
     const BatchVector* input = nullptr;
-    std::size_t column;
-    bool readsColumn;
+    const BatchVector* second = nullptr;
+    std::span<const uint16> columns;
     uint32 offset;
     std::size_t index;
     int position;
     /// It is driven row by row in this batch.
     bool goesByRows = false;
   };
-  /// Which group the rows with a value of the only key are in.
+  /// Which group the rows with a value of the only key, or of all keys, are in.
   struct ValueSlot {
     int64 value = 0;
     Group* group = nullptr;
@@ -66,9 +72,12 @@ class GroupBatch {
   /// These are false when the keys are not of the right form.
   bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   bool FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
-  template <class Stored, class ToValue>
+  /// By some integers that fit one of 64 bits together.
+  bool FindBySeveral(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  /// `groupOfNull`: gives the place of the group of a row with NULL.
+  template <class Stored, class ToValue, class OfNull>
   void FindByValues(const BatchRows& rows, const BatchVector& key, uint64 firstRow,
-                    ToValue&& toValue);
+                    ToValue&& toValue, OfNull&& groupOfNull);
   /// Forgets all values.
   void StartValues();
   /// Whether groupsInRange_ has a place for every value of the batch, as which integers that lie
@@ -92,6 +101,9 @@ class GroupBatch {
   bool ForEachFold(const BatchRows& rows, const Member& member, Use&& use);
   /// Drives the members that go by rows.
   void ComputeRows(const BatchRows& rows, uint64 firstRow);
+  void WriteKeys(uint32 row) {
+    for (BatchField& field : keyFields_) field.Write(row);
+  }
   /// Hands the rows to the table that would open one group too many.
   void AddLeftOver(uint64 firstRow);
 
@@ -100,6 +112,8 @@ class GroupBatch {
   std::vector<BatchField> keyFields_;
   std::vector<BatchField> inputFields_;
 
+  /// How many groups there were before this batch.
+  std::size_t groupsBefore_ = 0;
   /// The wanted rows that have a group: how many, and of each its number, group and states.
   uint32 found_ = 0;
   std::vector<uint16> rows_;
@@ -116,11 +130,13 @@ class GroupBatch {
   /// The groups of combinations of codes, and the dictionaries that they belong to.
   std::vector<std::shared_ptr<const ColumnVector>> dictionaries_;
   std::vector<Group*> groupsOfCodes_;
-  /// The groups of values of one form and scale.
-  ColumnForm form_ = ColumnForm::kInt32;
+  /// The groups of values of one form and scale, or of several integers side by side.
+  std::vector<ColumnForm> forms_;
   int16 scale_ = 0;
   std::vector<ValueSlot, ScatteredAllocator<ValueSlot>> groupsOfValues_;
   Group* groupOfNull_ = nullptr;
+  /// Of several keys, by which of them are NULL and what the others are.
+  std::map<std::pair<uint64, uint64>, Group*> groupsOfNulls_;
   /// Or, by integers from the least one on, and that of NULL behind them; empty otherwise.
   std::vector<Group*, ScatteredAllocator<Group*>> groupsInRange_;
   int64 rangeLeast_ = 0;
@@ -128,5 +144,22 @@ class GroupBatch {
   std::size_t known_ = 0;
   uint64 bytesOfValues_ = 0;
 };
+
+template <class Emit>
+bool GroupBatch::TakeKeys(uint64 firstRow, Emit&& emit) {
+  std::size_t opened = groupsBefore_;
+  for (uint32 i = 0; i < found_; ++i) {
+    // Groups are numbered in the order of their first rows.
+    if (groups_[i]->index != opened) continue;
+    ++opened;
+    WriteKeys(rows_[i]);
+    if (!emit()) return false;
+  }
+  for (const uint16 row : leftOver_) {
+    WriteKeys(row);
+    if (table_.Add(firstRow + row) && !emit()) return false;
+  }
+  return true;
+}
 
 }  // namespace sqxer

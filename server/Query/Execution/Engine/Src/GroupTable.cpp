@@ -170,12 +170,13 @@ bool GroupTable::Add(uint64 row) {
     Compute(row, *slot.group);
     return false;
   }
-  if (!memory_.HasRoom()) {
+  if (!MayOpen()) {
     Sort(row);
     return false;
   }
-  // With its first row: who holds values takes room for many of them at once.
-  TakeFromGateway([&] { Compute(row, *AtRow(row, [&] { return &OpenGroupAt(slot, hash); })); });
+  Group& group = *AtRow(row, [&] { return &OpenGroupAt(slot, hash); });
+  // Who holds values takes room for many of them at once.
+  TakeFromGateway([&] { Compute(row, group); });
   return true;
 }
 
@@ -236,11 +237,13 @@ GroupTable::Group& GroupTable::OpenUnlisted() {
   const std::optional<uint32> stateBytes = CountStateBytes();
   Group& group = KeepGroup(keyBytes, stateBytes.value_or(0));
   if (stateBytes) {
-    turns_->Open(group.States());
+    if (!turns_->TryOpen(group.States())) TakeFromGateway([&] { turns_->Open(group.States()); });
     memory_.Take(CountBytes(keyBytes));
   } else {
-    sets_.push_back(MakeAggregates());
-    sets_.back().Initialize();
+    TakeFromGateway([&] {
+      sets_.push_back(MakeAggregates());
+      sets_.back().Initialize();
+    });
     memory_.Take(keyBytes + kBytesPerGroup + bytesBeyondGateway_);
   }
   return group;
@@ -259,8 +262,7 @@ void GroupTable::ListGroups() {
   }
 }
 
-TurnTakingSet& GroupTable::GetTurns() {
-  if (turns_) return *turns_;
+TurnTakingSet& GroupTable::MakeTurns() {
   turns_.emplace(MakeAggregates(), keepsBareStates_ ? &memory_ : nullptr);
   bytesOfObjects_ = 0;
   for (std::size_t i = 0; i < aggregates_.size(); ++i) {
@@ -273,18 +275,10 @@ TurnTakingSet& GroupTable::GetTurns() {
 GroupTable::Group* GroupTable::FindOrOpen(uint64 hash) {
   Slot& slot = FindSlot(hash);
   if (slot.group != nullptr) return slot.group;
-  if (!memory_.HasRoom()) return nullptr;
-  Group* group = nullptr;
-  TakeFromGateway([&] { group = &OpenGroupAt(slot, hash); });
-  return group;
+  return MayOpen() ? &OpenGroupAt(slot, hash) : nullptr;
 }
 
-GroupTable::Group* GroupTable::OpenNew() {
-  if (!memory_.HasRoom()) return nullptr;
-  Group* group = nullptr;
-  TakeFromGateway([&] { group = &OpenUnlisted(); });
-  return group;
-}
+GroupTable::Group* GroupTable::OpenNew() { return MayOpen() ? &OpenUnlisted() : nullptr; }
 
 std::optional<uint32> GroupTable::CountStateBytes() {
   if (groups_.size() < mostOwnSets_) return std::nullopt;
@@ -318,7 +312,7 @@ GroupTable::Group& GroupTable::KeepGroup(uint32 keyBytes, uint32 stateBytes) {
     const std::size_t wanted = blocks_.size() < kSmallBlocks ? kBlockBytes : kLargeBlockBytes;
     blockFree_ = std::max(wanted, room);
     blocks_.emplace_back(blockFree_);
-    blockEnd_ = blocks_.back().bytes.data() + blockFree_;
+    blockEnd_ = blocks_.back().bytes.get() + blockFree_;
   }
   auto* const group =
       new (blockEnd_ - blockFree_) Group{static_cast<uint32>(groups_.size()), keyBytes};
@@ -353,8 +347,11 @@ void GroupTable::EmitLive(const std::function<bool()>& emit, ProgressMeter& mete
     meter.Step();
     RestoreKeys(*group);
     ClearResults(group_.GetData());
-    AggregateSet& set = HasOwnSet(*group) ? sets_[group->index] : turns_->Close(group->States());
-    set.Output(group_.GetData());
+    if (HasOwnSet(*group)) {
+      sets_[group->index].Output(group_.GetData());
+    } else {
+      turns_->Output(group->States(), group_.GetData());
+    }
     if (!emit()) return;
   }
 }

@@ -92,6 +92,8 @@ class GroupTable {
     use();
     memory_.Take(MemoryGateway::BytesOfThread() - before);
   }
+  /// Once a row was sorted its group must not be opened, though memory be given back.
+  bool MayOpen() const { return !sorter_ && memory_.HasRoom(); }
   /// The current keys as a group keeps them.
   const uint8* CurrentKeys();
   /// Makes the keys of a group the current ones.
@@ -111,7 +113,8 @@ class GroupTable {
   Group* FindOrOpen(uint64 hash);
   /// The same where there is none.
   Group* OpenNew();
-  TurnTakingSet& GetTurns();
+  TurnTakingSet& GetTurns() { return turns_ ? *turns_ : MakeTurns(); }
+  TurnTakingSet& MakeTurns();
   void GrowSlots(std::size_t slots);
   /// What of the current keys has to be kept: one long text does not make every group as long.
   uint32 CountUsedKeyBytes() const;
@@ -170,8 +173,14 @@ class GroupTable {
   /// The first groups that have slots.
   std::size_t listed_ = 0;
   struct Block {
-    explicit Block(std::size_t size) : bytes(size) {}
-    std::vector<uint8, ScatteredAllocator<uint8>> bytes;
+    struct Free {
+      std::size_t size;
+      void operator()(uint8* bytes) const { FreeScattered(bytes, size); }
+    };
+    explicit Block(std::size_t size)
+        : bytes(static_cast<uint8*>(AllocateScattered(size)), Free{size}) {}
+    /// Not zeroed.
+    std::unique_ptr<uint8, Free> bytes;
   };
   std::vector<Block> blocks_;
   /// The end of the last block, and how much before it is free.

@@ -102,7 +102,11 @@ void KeyWords::Begin(uint64 mostRows) {
   isExact_ = std::ranges::all_of(place_.table->chunks, [this](const TableChunk& chunk) {
     return DictionaryOf(chunk, place_.column) != nullptr;
   });
-  if (isExact_) RankEntries();
+  if (isExact_) return RankEntries();
+  hasByteTexts_ = comparesCodePoints_ &&
+                  std::ranges::all_of(place_.table->chunks, [this](const TableChunk& chunk) {
+                    return chunk.columns[place_.column].form == ColumnForm::kText8;
+                  });
 }
 
 void KeyWords::RankEntries() {
@@ -202,6 +206,12 @@ bool KeyWords::AddEntries(const BatchVector& vector, const BatchRows& rows, uint
   return true;
 }
 
+BatchText KeyWords::CutEnd(BatchText text) const {
+  if (type_ == XeCharData) CutAtZero(text);
+  TrimBlanks(text);
+  return text;
+}
+
 bool KeyWords::AddTexts(const BatchVector& vector, const BatchRows& rows, uint64* words) {
   if (!IsTextForm(vector.form)) return false;
   const bool isFixed = type_ == XeCharData;
@@ -212,8 +222,7 @@ bool KeyWords::AddTexts(const BatchVector& vector, const BatchRows& rows, uint64
     BatchText text = vector.GetText(row);
     std::optional<uint64> prefix;
     if (comparesCodePoints_ && vector.form == ColumnForm::kText8) {
-      if (isFixed) CutAtZero(text);
-      TrimBlanks(text);
+      text = CutEnd(text);
       prefix = PlainPrefix(text);
     }
     if (!prefix) prefix = textKey_.SortPrefix(stored_[0].Put(text, vector.form, isFixed));
@@ -272,19 +281,20 @@ BatchText KeyWords::FindText(uint64 row, ColumnForm& form) const {
   return column.dictionary ? TextAt(*column.dictionary, column.GetCode(at)) : TextAt(column, at);
 }
 
+BatchText KeyWords::FindByteText(uint64 row) const {
+  ColumnForm form;
+  return CutEnd(FindText(row, form));
+}
+
 int KeyWords::CompareTexts(uint64 rowA, uint64 rowB) {
   const bool isFixed = type_ == XeCharData;
   ColumnForm formA;
   ColumnForm formB;
-  BatchText a = FindText(rowA, formA);
-  BatchText b = FindText(rowB, formB);
+  const BatchText a = FindText(rowA, formA);
+  const BatchText b = FindText(rowB, formB);
   int result;
   if (comparesCodePoints_ && formA == ColumnForm::kText8 && formB == ColumnForm::kText8) {
-    if (isFixed) {
-      CutAtZero(a);
-      CutAtZero(b);
-    }
-    result = CompareByteTexts(a, b);
+    result = CompareByteTexts(CutEnd(a), CutEnd(b));
   } else {
     result = textKey_.CompareValues(stored_[0].Put(a, formA, isFixed),
                                     stored_[1].Put(b, formB, isFixed));

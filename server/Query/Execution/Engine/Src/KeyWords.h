@@ -61,6 +61,12 @@ class KeyWords {
   /// -1, 0 or 1 for the texts of two rows of the table that are not NULL and have equal words.
   int CompareTexts(uint64 rowA, uint64 rowB);
 
+  /// Whether texts compare by their bytes, and have a byte for each character.
+  bool HasByteTexts() const { return hasByteTexts_; }
+  /// Of byte texts, what counts of that of a row of the table that is not NULL.
+  BatchText FindByteText(uint64 row) const;
+  bool Descends() const { return flip_ != 0; }
+
   /// How many bits tell the words apart.
   int CountBits() const { return std::bit_width(greatest_ - least_ + hasNull_); }
   /// Gives the leading `bits` of a word in CountBits bits.
@@ -81,6 +87,8 @@ class KeyWords {
   void RankEntries();
   bool NoteBounds(const BatchVector& vector, const BatchRows& rows, uint64* words);
   BatchText FindText(uint64 row, ColumnForm& form) const;
+  /// Of one byte a character, without what does not count.
+  BatchText CutEnd(BatchText text) const;
 
   const XeDataType type_;
   const Place place_;
@@ -89,6 +97,7 @@ class KeyWords {
   bool isText_;
   bool isExact_ = true;
   bool comparesCodePoints_ = false;
+  bool hasByteTexts_ = false;
   /// Of stored texts.
   KeyDesc textKey_;
   StoredText stored_[2];

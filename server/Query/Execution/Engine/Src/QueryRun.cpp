@@ -154,6 +154,8 @@ void QueryRun::BindOutputs() {
   if (plan_.distinct) {
     distinct_.emplace(resultRecord_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
                       noAggregates_, settings_->GetSwitches().groupMemory_, 0);
+    const bool areAllVisible = outputs_.size() == static_cast<std::size_t>(plan_.visibleOutputs);
+    if (batch_ && !plan_.grouped && !windows_ && areAllVisible) distinctBatch_.emplace(*distinct_);
   }
   if (plan_.order.empty()) return;
   KeySet keys;
@@ -216,8 +218,8 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
   Start(sink, true);
-  if (EmitsWhileScanning() || WantsNothing()) BeginResult();
-  if (!WantsNothing()) {
+  if (EmitsWhileScanning() || IsComplete()) BeginResult();
+  if (!IsComplete()) {
     ScanTable();
     if (isOrderGivenUp_) {
       Start(sink, false);
@@ -226,12 +228,11 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
     // A scan that ends in TypeRefuted must not have been seen.
     if (!EmitsWhileScanning()) BeginResult();
     const auto emitGroup = [this] { return EmitGroup(); };
-    if (groups_) {
-      groups_->EmitLive(emitGroup, meter_, AfterGroups());
-      groups_->EmitSorted(emitGroup, meter_, AfterGroups());
-    }
+    if (groups_) groups_->EmitLive(emitGroup, meter_, AfterGroups());
+    if (groups_ && !IsComplete()) groups_->EmitSorted(emitGroup, meter_, AfterGroups());
     if (windows_) EmitWindowRows();
-    if (distinct_) distinct_->EmitSorted([this] { return Deliver(); }, meter_, AfterDistinct());
+    if (distinct_ && !IsComplete())
+      distinct_->EmitSorted([this] { return Deliver(); }, meter_, AfterDistinct());
     if (sortsNumbers_) {
       EmitRowsByNumber();
     } else if (sorter_) {
@@ -246,20 +247,25 @@ void QueryRun::Start(ResultSink& sink, bool byNumbers) {
   row_ = sorted_ = skipped_ = passed_ = 0;
   failedBatches_ = 0;
   groupsTakeBatches_ = batch_ && groupBatch_;
+  distinctTakesBatches_ = batch_ && distinctBatch_;
   // Rows that nothing sorts out before they are taken are taken as they are.
-  outputsTakeBatches_ = !batchOutputs_.empty();
+  outputsTakeBatches_ = !distinctTakesBatches_ && !batchOutputs_.empty();
   sortsNumbers_ = byNumbers && batch_ && rowOrder_;
   windowsSortNumbers_ = byNumbers && batch_ && windows_ && windows_->CanTakeBatches();
   isOrderGivenUp_ = false;
-  const bool usesBatches =
-      filter_ || groupsTakeBatches_ || outputsTakeBatches_ || sortsNumbers_ || windowsSortNumbers_;
+  const bool usesBatches = filter_ || groupsTakeBatches_ || outputsTakeBatches_ ||
+                           distinctTakesBatches_ || sortsNumbers_ || windowsSortNumbers_;
   batchRows_ = batch_ && usesBatches ? batchRows : 0;
   if (batchRows_ != 0) batch_->StartRun();
   if (groups_) StartGroups();
   if (groupParts_) groupParts_->Start(*groups_);
   if (filterParts_) filterParts_->Start();
   if (windows_) windows_->Begin(windowsSortNumbers_);
-  if (distinct_) distinct_->Clear();
+  if (distinct_) {
+    distinct_->KeepBareStates(distinctTakesBatches_);
+    distinct_->Clear();
+    if (distinctTakesBatches_) distinctBatch_->Start();
+  }
   if (sorter_) sorter_->BeginInput();
   if (sortsNumbers_) {
     rowOrder_->Begin();
@@ -377,12 +383,16 @@ bool QueryRun::ScanBatch(uint64 first, uint32 count) {
     return true;
   }
   meter_.Step(count);
+  if (rows.GetWanted() == 0) return true;
   const bool isGrouped = groupsTakeBatches_ && AddBatchToGroups(rows);
   const bool isEvaluated = outputsTakeBatches_ && EvaluateOutputs(rows);
-  const bool isDone = isGrouped || isEvaluated || !(groupsTakeBatches_ || outputsTakeBatches_);
+  const bool isDistinct = distinctTakesBatches_ && FindDistinct(rows);
+  const bool isDone = isGrouped || isEvaluated || isDistinct ||
+                      !(groupsTakeBatches_ || outputsTakeBatches_ || distinctTakesBatches_);
   failedBatches_ = isDone ? 0 : failedBatches_ + 1;
   if (isGrouped) return true;
   if (isEvaluated) return EmitBatch(first, rows);
+  if (isDistinct) return distinctBatch_->TakeKeys(firstRow_ + first, [this] { return Deliver(); });
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
     Fill(first + rows.GetRow(i));
     if (!TakeRow(first + rows.GetRow(i))) return false;
@@ -414,7 +424,6 @@ bool QueryRun::FilterBatch(BatchRows& rows) {
 }
 
 bool QueryRun::AddBatchToGroups(const BatchRows& rows) {
-  if (rows.GetWanted() == 0) return true;
   if (!FindGroups(rows)) return false;
   // An error from here on is one.
   groupBatch_->TakeRows(rows, firstRow_ + batch_->GetFirstRow());
@@ -445,7 +454,6 @@ bool QueryRun::AddBatchToOrder(uint64 first, const BatchRows& rows) {
 }
 
 bool QueryRun::EvaluateOutputs(const BatchRows& rows) {
-  if (rows.GetWanted() == 0) return true;
   try {
     for (std::size_t i = 0; i < batchOutputs_.size(); ++i) {
       if (!EvaluateBatch(batchOutputs_[i]->GetTree(), rows, outputVectors_[i]) ||
@@ -457,6 +465,16 @@ bool QueryRun::EvaluateOutputs(const BatchRows& rows) {
   } catch (const ErrorMessage&) {
     return false;
   }
+}
+
+bool QueryRun::FindDistinct(const BatchRows& rows) {
+  try {
+    if (!EvaluateTrees(outputs_, rows, outputVectors_)) return false;
+  } catch (const ErrorMessage&) {
+    return false;
+  }
+  // The groups that it opens are to be emitted: from here on nothing is done again.
+  return distinctBatch_->FindGroups(rows, outputVectors_, {}, firstRow_ + batch_->GetFirstRow());
 }
 
 bool QueryRun::EmitBatch(uint64 first, const BatchRows& rows) {
@@ -579,10 +597,10 @@ bool QueryRun::Pass() {
     ++skipped_;
     return true;
   }
-  if (plan_.limit && passed_ == *plan_.limit) return false;
+  if (IsComplete()) return false;
   sink_->Row(resultRecord_.GetData());
   ++passed_;
-  return !plan_.limit || passed_ < *plan_.limit;
+  return !IsComplete();
 }
 
 void QueryRun::EmitSortedRows() {

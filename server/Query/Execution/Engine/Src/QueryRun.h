@@ -64,7 +64,8 @@ class QueryRun {
   void BindWindows();
   void BindOutputs();
   void BindRowOrder();
-  /// Whether the rows of the scan can be looked up again by their numbers, and are repeatable.
+  /// Whether rows of the scan can be looked up again by their numbers. What is made for that is not
+  /// used where a tree turns out not to be repeatable, and batches are given up.
   bool CanLookUpRows() const { return batch_ && !hasRest_ && !documents_ && !plan_.grouped; }
   /// What outputs and windows read.
   WorkRecord& SourceRecord() { return plan_.grouped ? groupRecord_ : scanRecord_; }
@@ -107,6 +108,7 @@ class QueryRun {
   bool FindGroups(const BatchRows& rows);
   bool AddBatchToOrder(uint64 first, const BatchRows& rows);
   bool EvaluateOutputs(const BatchRows& rows);
+  bool FindDistinct(const BatchRows& rows);
   /// The evaluated outputs; false when no further row is wanted.
   bool EmitBatch(uint64 first, const BatchRows& rows);
   void BindBatchOutputs();
@@ -134,7 +136,8 @@ class QueryRun {
   RunPhase AfterGroups() const;
   RunPhase AfterWindows() const;
   RunPhase AfterDistinct() const { return sorter_ ? RunPhase::kSorting : RunPhase::kWriting; }
-  bool WantsNothing() const { return plan_.limit && *plan_.limit == 0; }
+  /// As many rows as are wanted were passed on.
+  bool IsComplete() const { return plan_.limit && passed_ == *plan_.limit; }
 
   const SettingsRef settings_ = Settings::Current();
   QueryPlan plan_;
@@ -161,6 +164,7 @@ class QueryRun {
   std::optional<WindowSet> windows_;
   std::vector<FieldWriter> outputs_;
   std::optional<GroupTable> distinct_;
+  std::optional<GroupBatch> distinctBatch_;
   std::vector<PlanAggregate> noAggregates_;
   WorkRecord noInput_;
   OperatorTimer timer_;
@@ -178,6 +182,7 @@ class QueryRun {
   uint32 batchRows_ = 0;
   bool groupsTakeBatches_ = false;
   bool outputsTakeBatches_ = false;
+  bool distinctTakesBatches_ = false;
   /// Batches go to the order of the result's rows, or to windows, by their numbers.
   bool sortsNumbers_ = false;
   bool windowsSortNumbers_ = false;

@@ -1,6 +1,7 @@
 #include "SortedRows.h"
 
 #include <algorithm>
+#include <compare>
 #include <limits>
 #include <numeric>
 
@@ -15,6 +16,8 @@ constexpr uint64 kLeastDropped = 4096;
 
 /// Ties that are looked into cost less than wider words as long as they are as rare as this.
 constexpr uint64 kLeastPerTie = 16;
+/// Of so many ties each text is looked up once.
+constexpr uint64 kLeastByTexts = 16;
 
 KeyWords::Place PlaceOf(RExpression& tree, const Table& table, const std::vector<uint16>& columns) {
   auto* const column = dynamic_cast<Extract*>(&tree);
@@ -73,37 +76,70 @@ bool SortedRows::Add(const BatchRows& rows, uint64 firstRow) {
   if (rows.GetWanted() == 0) return true;
   BatchRows added = rows;
   for (BoundKey& key : keys_) {
+    if (added.GetWanted() == 0) break;
     BatchVector vector;
-    // What may fail is evaluated for rows that are not wanted too: they have their errors.
-    const bool isFree = key.tree->GetBatchCost() == BatchCost::kFree;
-    if (isFree && added.GetWanted() == 0) continue;
-    if (!EvaluateBatch(*key.tree, isFree ? added : rows, vector)) return false;
+    if (!EvaluateBatch(*key.tree, added, vector)) return false;
     const bool selects = &key == &keys_.front() && worst_;
     // Nothing is added of a block whose best row is not wanted.
-    if (selects && key.words.AreBeyond(*worst_, vector)) {
-      added.selected = candidates_.data();
-      added.selectedCount = 0;
-    }
+    if (selects && key.words.AreBeyond(*worst_, vector)) return true;
     if (!key.words.Add(vector, added)) return false;
-    if (selects) SelectCandidates(added);
+    if (selects) SelectCandidates(added, firstRow);
   }
+  const bool isFirst = rows_.GetCount() == 0;
   rows_.Add(added, firstRow);
+  if (isFirst && AreMostlyTied()) return false;
   if (limit_ != 0 && rows_.GetCount() >= limit_ + std::max(limit_, kLeastDropped))
     DropBeyondLimit();
   return true;
 }
 
-void SortedRows::SelectCandidates(BatchRows& rows) {
+bool SortedRows::AreMostlyTied() const {
+  constexpr uint64 kLeastRows = 256;
+  const auto inexact =
+      std::ranges::find_if(keys_, [](const BoundKey& key) { return !key.words.IsExact(); });
+  if (inexact == keys_.end() || inexact->words.HasByteTexts()) return false;
+  const uint64 count = rows_.GetCount();
+  if (count < kLeastRows) return false;
+  std::vector<uint32> order(count);
+  std::iota(order.begin(), order.end(), uint32{0});
+  const auto compare = [&](uint32 a, uint32 b) {
+    for (auto key = keys_.begin(); key <= inexact; ++key) {
+      const auto result = key->words.Get(a) <=> key->words.Get(b);
+      if (result != 0) return result;
+    }
+    return std::strong_ordering::equal;
+  };
+  std::ranges::sort(order, [&](uint32 a, uint32 b) { return compare(a, b) < 0; });
+  uint64 ties = 0;
+  for (uint64 i = 1; i < count; ++i) {
+    const bool isNull = inexact->words.Get(order[i]) == inexact->words.GetNull();
+    ties += !isNull && compare(order[i - 1], order[i]) == 0;
+  }
+  return ties > count / 8 * 7;
+}
+
+void SortedRows::SelectCandidates(BatchRows& rows, uint64 firstRow) {
   KeyWords& words = keys_.front().words;
   const uint64 before = rows_.GetCount();
   uint64* const added = words.From(before);
   uint32 selected = 0;
   const uint32 wanted = rows.GetWanted();
-  for (uint32 i = 0; i < wanted; ++i) {
-    const uint64 word = added[i];
-    added[selected] = word;
-    candidates_[selected] = static_cast<uint16>(rows.GetRow(i));
-    selected += word <= *worst_;
+  const auto select = [&](auto isWanted) {
+    for (uint32 i = 0; i < wanted; ++i) {
+      const uint64 word = added[i];
+      const uint32 row = rows.GetRow(i);
+      added[selected] = word;
+      candidates_[selected] = static_cast<uint16>(row);
+      selected += isWanted(word, row);
+    }
+  };
+  const uint64 worst = *worst_;
+  if (words.IsExact() || worst == words.GetNull()) {
+    select([worst](uint64 word, uint32) { return word <= worst; });
+  } else {
+    select([&](uint64 word, uint32 row) {
+      return word < worst || (word == worst && words.CompareTexts(firstRow + row, worstRow_) <= 0);
+    });
   }
   words.Resize(before + selected);
   rows.selected = candidates_.data();
@@ -117,14 +153,15 @@ void SortedRows::DropBeyondLimit() {
   std::ranges::nth_element(best, end, [this](uint32 a, uint32 b) { return ComesFirst(a, b, 0); });
   best.erase(end, best.end());
   std::ranges::sort(best);
-  uint64 worst = 0;
+  const uint32 worst = *std::ranges::max_element(
+      best, [this](uint32 a, uint32 b) { return Compare(0, 1, a, b) < 0; });
+  worst_ = keys_.front().words.Get(worst);
+  worstRow_ = rows_.Get(worst);
   for (std::size_t i = 0; i < best.size(); ++i) {
     for (BoundKey& key : keys_) *key.words.From(i) = key.words.Get(best[i]);
-    worst = std::max(worst, keys_.front().words.Get(i));
   }
   for (BoundKey& key : keys_) key.words.Resize(limit_);
   rows_.Keep(best);
-  worst_ = worst;
 }
 
 int SortedRows::Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint32 b) {
@@ -229,10 +266,38 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
 }
 
 void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
-  if (to - from < 2) return;
+  if (to - from < 2 || firstKey == keys_.size()) return;
+  if (to - from >= kLeastByTexts && keys_[firstKey].words.HasByteTexts()) {
+    return SortByTexts(from, to, firstKey);
+  }
   const auto begin = order_.begin();
   std::sort(begin + static_cast<std::ptrdiff_t>(from), begin + static_cast<std::ptrdiff_t>(to),
             [&](uint32 a, uint32 b) { return ComesFirst(a, b, firstKey); });
+}
+
+void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {
+  const KeyWords& words = keys_[key].words;
+  RowArray<TextSort::Text> texts;
+  texts.reserve(to - from);
+  std::vector<uint32> nulls;
+  for (uint64 place = from; place < to; ++place) {
+    const uint32 ordinal = order_[place];
+    if (words.Get(ordinal) == words.GetNull()) {
+      nulls.push_back(ordinal);
+    } else {
+      const BatchText text = words.FindByteText(rows_.Get(ordinal));
+      texts.push_back({text.characters, text.length, ordinal});
+    }
+  }
+  const std::vector<TextSort::Range> equals = TextSort::Sort(texts, words.Descends(), threads_);
+  const bool areNullsFirst = words.GetNull() == 0;
+  const uint64 firstNull = areNullsFirst ? from : from + texts.size();
+  const uint64 firstText = areNullsFirst ? from + nulls.size() : from;
+  std::ranges::copy(nulls, order_.begin() + static_cast<std::ptrdiff_t>(firstNull));
+  for (std::size_t i = 0; i < texts.size(); ++i) order_[firstText + i] = texts[i].ordinal;
+  texts = {};
+  SortTies(firstNull, firstNull + nulls.size(), key + 1);
+  for (const auto& [first, end] : equals) SortTies(firstText + first, firstText + end, key + 1);
 }
 
 template <class KeyAt>

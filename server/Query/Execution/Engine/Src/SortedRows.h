@@ -6,6 +6,7 @@
 #include "KeyWords.h"
 #include "RowNumbers.h"
 #include "SQXERExpression.h"
+#include "TextSort.h"
 
 namespace sqxer {
 
@@ -76,9 +77,11 @@ class SortedRows {
   };
 
   uint64 CountKeptRows() const;
+  /// Whether the words of nearly all rows leave the order to texts that take long to compare.
+  bool AreMostlyTied() const;
   void ReleaseKeys();
   /// Leaves of rows, whose first keys were added, those that may be among the wanted ones.
-  void SelectCandidates(BatchRows& rows);
+  void SelectCandidates(BatchRows& rows, uint64 firstRow);
   void DropBeyondLimit();
   Packing ChoosePacking(int wordBits) const;
   /// Sorts by the words, then what they leave open. False, and nothing done, where that would be
@@ -86,6 +89,8 @@ class SortedRows {
   template <class Word>
   bool SortWords(const Packing& packing, uint64 mostTies);
   void SortTies(uint64 from, uint64 to, std::size_t firstKey);
+  /// By a key of byte texts, then by those behind it.
+  void SortByTexts(uint64 from, uint64 to, std::size_t key);
   template <class KeyAt>
   void NoteStarts(const Packing& packing, KeyAt keyAt);
   int Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint32 b);
@@ -96,8 +101,10 @@ class SortedRows {
   const uint64 mostRows_;
   uint64 limit_ = 0;
   std::size_t threads_ = 1;
-  /// With a limit: no row whose first key has a greater word is wanted.
+  /// With a limit: no row whose first key has a greater word is wanted, nor one with a text behind
+  /// that of a row of the table which has this word.
   std::optional<uint64> worst_;
+  uint64 worstRow_ = 0;
   std::vector<uint16> candidates_;
   /// Of the rows that were added.
   RowNumbers rows_;

@@ -164,8 +164,7 @@ void TableScan::PrefetchTexts(uint64 row) const {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const Column& column = columns_[i];
     if (column.offsets == nullptr || !fields_[i]) continue;
-    __builtin_prefetch(column.values +
-                       column.vector->GetOffset(row) * WidthOfForm(column.vector->form));
+    Prefetch(column.values + column.vector->GetOffset(row) * WidthOfForm(column.vector->form));
   }
 }
 

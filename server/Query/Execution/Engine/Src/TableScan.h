@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "Table.h"
+#include "Utility/HugePages.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -29,7 +30,7 @@ class TableScan {
   /// Fetches what Fill of the row will copy into the caches: values, codes and where texts begin;
   /// then, some time later, the texts.
   void PrefetchValues(uint64 row) const {
-    for (const Column& column : columns_) __builtin_prefetch(column.rows + row * column.rowBytes);
+    for (const Column& column : columns_) Prefetch(column.rows + row * column.rowBytes);
   }
   void PrefetchTexts(uint64 row) const;
   /// Whether the chunk has texts that PrefetchTexts fetches.

@@ -201,7 +201,7 @@ void WindowRun::KeepResult() {
     sortedResults_->SortRecord(row);
   } else if (byBatches_) {
     const uint64 ahead = std::min(place_ + kPlacesAhead, rowOrder_->GetCount() - 1);
-    __builtin_prefetch(KeptResult(ahead), 1);
+    Prefetch(KeptResult(ahead));
     CopyRecord(KeptResult(place_++), row, resultBytes_);
   }
 }

@@ -304,7 +304,7 @@ void DistinctValues::AddBatch(const BatchFold& fold, uint32 placeOfGroup) {
     return;
   }
   if (slots_.size() >= kLeastPrefetched) {
-    for (uint32 i = 0; i < count; ++i) __builtin_prefetch(&slots_[PlaceOf(groups[i], keys[i])], 1);
+    for (uint32 i = 0; i < count; ++i) Prefetch(&slots_[PlaceOf(groups[i], keys[i])]);
   }
   for (uint32 i = 0; i < count; ++i) AddKey(groups[i], keys[i]);
 }
@@ -322,7 +322,7 @@ void DistinctValues::AddTexts(const BatchFold& fold, uint32 placeOfGroup) {
       if (!isValue) return;
       const Text text = MakeText(input.GetText(row), input.form);
       hashes[index] = HashBytes(text.bytes, text.count, text.isWide);
-      __builtin_prefetch(&slots_[PlaceOf(groupOf(index), static_cast<int64>(hashes[index]))], 1);
+      Prefetch(&slots_[PlaceOf(groupOf(index), static_cast<int64>(hashes[index]))]);
     });
   }
   fold.ForEach([&](uint32 index, uint32 row, bool isValue) {

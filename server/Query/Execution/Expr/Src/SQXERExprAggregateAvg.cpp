@@ -78,6 +78,11 @@ void AvgOf<T>::FoldBatch(const BatchFold& fold) {
 }
 
 template <AccumulatorValue T>
+bool AvgOf<T>::OutputState(uint8* state, unsigned char* record) {
+  return this->OutputRestored(*this, state, record);
+}
+
+template <AccumulatorValue T>
 bool AvgOf<T>::AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) {
   return std::integral<T> || (fold_.IsPart(state, stretches) && fold_.IsPart(later, stretches));
 }
@@ -170,6 +175,55 @@ template <AccumulatorValue T>
 uint32 AvgAllOf<T>::TransferState(StateTransfer transfer, uint8* state) {
   return this->TransferFields(transfer, state, sum_, squaresSum_, this->count_,
                               this->nullIndicator_);
+}
+
+template <AccumulatorValue T>
+bool AvgAllOf<T>::TakesBatches() {
+  // Squares of decimals have errors of their own.
+  return !std::same_as<T, VelmarNumber> && this->converter_.fieldConvert_ == nullptr;
+}
+
+namespace {
+
+/// The state of AVG_ALL: the sum, that of its squares, how many values there are, and whether there
+/// is none.
+template <class T>
+class AvgAllState {
+ public:
+  explicit AvgAllState(const BatchVector& input) : input_(input) {}
+  void Load(const uint8* state) {
+    sum_ = LoadValue<T>(state);
+    squares_ = LoadValue<T>(state + sizeof sum_);
+    count_ = LoadValue<uint32>(state + 2 * sizeof sum_);
+    isNull_ = state[2 * sizeof sum_ + sizeof count_];
+  }
+  void Add(uint32 row, bool isValue) {
+    if (!isValue) return;
+    sum_ = AddUnchecked(sum_, ReadBatchValue<T>(input_, row));
+    squares_ = AddUnchecked(squares_, SquareUnchecked(sum_));
+    ++count_;
+    isNull_ = 0;
+  }
+  void Store(uint8* state) const {
+    StoreValue(state, sum_);
+    StoreValue(state + sizeof sum_, squares_);
+    StoreValue(state + 2 * sizeof sum_, count_);
+    state[2 * sizeof sum_ + sizeof count_] = isNull_;
+  }
+
+ private:
+  const BatchVector& input_;
+  T sum_{};
+  T squares_{};
+  uint32 count_ = 0;
+  uint8 isNull_ = 1;
+};
+
+}  // namespace
+
+template <AccumulatorValue T>
+void AvgAllOf<T>::FoldBatch(const BatchFold& fold) {
+  FoldRows(fold, AvgAllState<T>(*fold.input));
 }
 
 template class AvgAllOf<int32>;

@@ -37,6 +37,7 @@ class SQXEREXPR_API AvgOf : public NumericAggregate<Avg, T> {
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) final;
   bool AdmitsStates(const BatchFold& fold) final;
   void FoldBatch(const BatchFold& fold) final;
+  bool OutputState(uint8* state, unsigned char* record) final;
   /// As SumOf, but that integers wrap.
   Aggregate::StateMerge GetStateMerge() final {
     if constexpr (std::integral<T>) return Aggregate::StateMerge::kAlways;
@@ -119,6 +120,9 @@ class SQXEREXPR_API AvgAllOf : public NumericAggregate<AvgAll, T> {
   RExprReturn Finalize() final;
   void Output(unsigned char* record) final;
   uint32 TransferState(StateTransfer transfer, uint8* state) final;
+  bool TakesBatches() final;
+  bool AdmitsInput(const BatchVector*, const BatchRows&) final { return true; }
+  void FoldBatch(const BatchFold& fold) final;
 
  protected:
   T sum_{};

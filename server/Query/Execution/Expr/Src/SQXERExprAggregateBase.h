@@ -140,8 +140,17 @@ class SQXEREXPR_API Aggregate : public RExpression {
   virtual bool AdmitsInput(const BatchVector* /*input*/, const BatchRows& /*rows*/) {
     return false;
   }
+  /// The same of an aggregate over two columns, which takes both; `x` is the input of its folds.
+  virtual bool AdmitsPair(const BatchVector& /*x*/, const BatchVector& /*y*/,
+                          const BatchRows& /*rows*/) {
+    return false;
+  }
   virtual bool AdmitsStates(const BatchFold& /*fold*/) { return true; }
   virtual void FoldBatch(const BatchFold& fold);
+
+  /// Where a saved state is all that Finalize and Output go by: writes its result at once. False,
+  /// and nothing done, for the others, which are to be initialized, restored and finalized.
+  virtual bool OutputState(uint8* /*state*/, unsigned char* /*record*/) { return false; }
 
   /// How states of two stretches of a group's rows, the one right behind the other, can be made the
   /// state that Compute comes to over both, to the last bit: not at all; always; only where
@@ -211,6 +220,14 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// Copies a stored value of the input's type into the result field, cut to what fits there.
   void OutputStoredValue(unsigned char* record, const uint8* value, uint32 size) const;
 
+  /// OutputState of a class that overrides all of these.
+  template <class Self>
+  static bool OutputRestored(Self& self, uint8* state, unsigned char* record) {
+    self.Self::TransferState(StateTransfer::kRestore, state);
+    self.Self::Finalize();
+    self.Self::Output(record);
+    return true;
+  }
   /// Transfers bytes that stand `offset` bytes into the state, and returns where they end there.
   static uint32 TransferBytes(StateTransfer transfer, uint8* state, uint32 offset, void* bytes,
                               uint32 count) {

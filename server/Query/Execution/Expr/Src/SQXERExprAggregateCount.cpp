@@ -139,6 +139,10 @@ void Count::FoldBatch(const BatchFold& fold) {
   FoldRows(fold, CountState());
 }
 
+bool Count::OutputState(uint8* state, unsigned char* record) {
+  return !isDistinctHandled_ && OutputRestored(*this, state, record);
+}
+
 void Count::MergeState(uint8* state, const uint8* later) { AddCount(state, later); }
 
 CountStar::CountStar(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -180,6 +184,10 @@ void CountStar::FoldBatch(const BatchFold& fold) {
   BatchFold rows = fold;
   rows.input = nullptr;
   FoldRows(rows, CountState());
+}
+
+bool CountStar::OutputState(uint8* state, unsigned char* record) {
+  return OutputRestored(*this, state, record);
 }
 
 void CountStar::MergeState(uint8* state, const uint8* later) { AddCount(state, later); }

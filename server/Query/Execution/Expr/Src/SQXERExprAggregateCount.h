@@ -34,6 +34,7 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
   StateMerge GetStateMerge() override {
     return isDistinctHandled_ ? StateMerge::kNone : StateMerge::kAlways;
   }
@@ -70,6 +71,7 @@ class SQXEREXPR_API CountStar : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
   StateMerge GetStateMerge() override { return StateMerge::kAlways; }
   void MergeState(uint8* state, const uint8* later) override;
 

@@ -1,21 +1,18 @@
 #include "SQXERExprAggregateCovariance.h"
 
-#include "SQXEROpsStatistics.h"
-
 namespace sqxer {
 
 void Covariance::Initialize(bool restart) {
   PairAggregate::Initialize(restart);
-  C = covariance_ = x_mean = y_mean = 0;
+  static_cast<CoMoment&>(*this) = {};
+  covariance_ = 0;
 }
 
 inline bool Covariance::TakeRow(const unsigned char* record) {
   if (IsXNull(record) || IsYNull(record)) return false;
   ReadPair(record);
   ++count_;
-  x_delta = MoveMean(x_mean, xValue_, count_);
-  y_delta = MoveMean(y_mean, yValue_, count_);
-  C += (xValue_ - x_mean) * y_delta;
+  CoMoment::Add(xValue_, yValue_, count_);
   return true;
 }
 
@@ -39,15 +36,70 @@ uint32 Covariance::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, count_, C, x_mean, y_mean);
 }
 
+namespace {
+
+/// The state of a covariance: how many rows there are, the co-moment and the means.
+class CovarianceState {
+ public:
+  void Load(const uint8* state) {
+    count_ = LoadValue<uint32>(state);
+    moment_.C = LoadValue<float64>(state + kMomentOfState);
+    moment_.x_mean = LoadValue<float64>(state + kMomentOfState + sizeof(float64));
+    moment_.y_mean = LoadValue<float64>(state + kMomentOfState + 2 * sizeof(float64));
+  }
+  void Add(float64 x, float64 y) { moment_.Add(x, y, ++count_); }
+  void Store(uint8* state) const {
+    StoreValue(state, count_);
+    StoreValue(state + kMomentOfState, moment_.C);
+    StoreValue(state + kMomentOfState + sizeof(float64), moment_.x_mean);
+    StoreValue(state + kMomentOfState + 2 * sizeof(float64), moment_.y_mean);
+  }
+
+ protected:
+  static constexpr std::size_t kMomentOfState = sizeof(uint32);
+  static constexpr std::size_t kBytes = kMomentOfState + 3 * sizeof(float64);
+
+  uint32 count_ = 0;
+  CoMoment moment_;
+};
+
+/// The same, and the squared deviations behind it.
+class CorrelationState : public CovarianceState {
+ public:
+  void Load(const uint8* state) {
+    CovarianceState::Load(state);
+    squares_.x_M2 = LoadValue<float64>(state + kBytes);
+    squares_.y_M2 = LoadValue<float64>(state + kBytes + sizeof(float64));
+  }
+  void Add(float64 x, float64 y) {
+    CovarianceState::Add(x, y);
+    squares_.Add(x, y, moment_);
+  }
+  void Store(uint8* state) const {
+    CovarianceState::Store(state);
+    StoreValue(state + kBytes, squares_.x_M2);
+    StoreValue(state + kBytes + sizeof(float64), squares_.y_M2);
+  }
+
+ private:
+  PairMoments squares_;
+};
+
+}  // namespace
+
+void Covariance::FoldBatch(const BatchFold& fold) { FoldPairs(fold, CovarianceState()); }
+
+void Correlation::FoldBatch(const BatchFold& fold) { FoldPairs(fold, CorrelationState()); }
+
 void Correlation::Initialize(bool restart) {
   Covariance::Initialize(restart);
-  correlation_ = x_M2 = y_M2 = 0;
+  static_cast<PairMoments&>(*this) = {};
+  correlation_ = 0;
 }
 
 RExprReturn Correlation::Compute(unsigned char* record, unsigned int) {
   if (!TakeRow(record)) return kTrue;
-  x_M2 += x_delta * (xValue_ - x_mean);
-  y_M2 += (yValue_ - y_mean) * y_delta;
+  PairMoments::Add(xValue_, yValue_, *this);
   return kTrue;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERExprAggregatePair.h"
+#include "SQXEROpsStatistics.h"
 
 namespace sqxer {
 
@@ -8,7 +9,7 @@ namespace sqxer {
 /// NULL. NULL for one row, but 0 for none: callers rely on a covariance of empty groups. No errors.
 ///
 /// The means move with each row, so a large common part of the values costs no digits.
-class SQXEREXPR_API Covariance : public PairAggregate {
+class SQXEREXPR_API Covariance : public PairAggregate, protected CoMoment {
  public:
   using PairAggregate::PairAggregate;
 
@@ -17,6 +18,8 @@ class SQXEREXPR_API Covariance : public PairAggregate {
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override { return true; }
+  void FoldBatch(const BatchFold& fold) override;
 
  protected:
   /// False when the row does not count.
@@ -24,19 +27,12 @@ class SQXEREXPR_API Covariance : public PairAggregate {
   /// What the moments are divided by. Of an empty group it is 4294967295, which makes them zero.
   uint32 GetDivisor() const { return count_ - 1; }
 
-  /// The co-moment: the sum of (x - mean of x)(y - mean of y).
-  float64 C = 0;
   float64 covariance_ = 0;
-  /// How far the row's value was from the mean before.
-  float64 x_delta = 0;
-  float64 x_mean = 0;
-  float64 y_delta = 0;
-  float64 y_mean = 0;
 };
 
 /// CORR: the correlation of x and y, as Covariance otherwise. Not a number, and not NULL, when x or
 /// y is constant, and for a group without rows.
-class SQXEREXPR_API Correlation : public Covariance {
+class SQXEREXPR_API Correlation : public Covariance, protected PairMoments {
  public:
   using Covariance::Covariance;
 
@@ -45,14 +41,12 @@ class SQXEREXPR_API Correlation : public Covariance {
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  void FoldBatch(const BatchFold& fold) override;
 
  protected:
   float64 correlation_ = 0;
-  /// The sum of the squared deviations from the mean.
-  float64 x_M2 = 0;
   float64 x_sd = 0;
   float64 x_var = 0;
-  float64 y_M2 = 0;
   float64 y_sd = 0;
   float64 y_var = 0;
 };

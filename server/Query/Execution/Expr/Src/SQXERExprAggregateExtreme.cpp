@@ -17,6 +17,10 @@ namespace {
 constexpr int kWantedOfMax = 1;
 constexpr int kWantedOfMin = -1;
 
+constexpr std::size_t kNullOfState = 0;
+constexpr std::size_t kSizeOfState = 1;
+constexpr std::size_t kValueOfState = kSizeOfState + sizeof(uint32);
+
 /// Another aggregate of the same kind, with the break columns of `from`. None of them handles
 /// DISTINCT: it changes nothing about an extreme.
 template <class Kind, class... Flags>
@@ -37,7 +41,8 @@ ExtremeAggregate::ExtremeAggregate(UInt16Vector* aggregateColumns,
                                    UInt16Vector* controlBreakColumns,
                                    UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
-                            isCumulativeAggregate, false) {}
+                            isCumulativeAggregate, false),
+      valueOfState_(kValueOfState) {}
 
 void ExtremeAggregate::BindExtreme(const XeRecordMetaData& input, const XeString& operatorName,
                                    RExpression*& result, MetaDataInfo& info) {
@@ -87,6 +92,10 @@ uint32 ExtremeAggregate::TransferState(StateTransfer transfer, uint8* state) {
                       resultRecordDataSize_);
 }
 
+bool ExtremeAggregate::OutputState(uint8* state, unsigned char* record) {
+  return OutputRestored(*this, state, record);
+}
+
 bool ExtremeAggregate::TakesBatches() {
   if (SUXeDataTypeUtility::IsXeTextType(sourceDataType_)) return !IsSourceNarrow();
   return WithStoredType(sourceDataType_, [](auto) {});
@@ -96,6 +105,7 @@ bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& ro
   if (input->isConstant && input->IsNull(0)) return true;
   // A NaN has a place in the order that the comparison of numbers does not know.
   const auto hasNoNaN = [&](const auto* values) {
+    if (input->block != nullptr && input->block->hasBounds) return true;
     bool hasNaN = false;
     rows.ForEach([&](uint32 row) {
       const auto value = values[input->isConstant ? 0 : row];
@@ -119,10 +129,6 @@ bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& ro
 }
 
 namespace {
-
-constexpr std::size_t kNullOfState = 0;
-constexpr std::size_t kSizeOfState = 1;
-constexpr std::size_t kValueOfState = kSizeOfState + sizeof(uint32);
 
 /// The extreme of values of a form, kept in a state in the form of records. `Before` tells whether
 /// a value takes the place of the one before it.
@@ -212,7 +218,9 @@ class TextExtremeState {
   }
   void Store(uint8* state) const {
     if (!isChanged_) return;
-    StoreBatchText(input_, row_, isFixed_, size_ / uint32{sizeof(wchar_t)}, state + kValueOfState);
+    WithBatchStore(input_, isFixed_ ? XeCharData : XeLongVarCharData,
+                   size_ / uint32{sizeof(wchar_t)},
+                   [&](auto store) { store(row_, state + kValueOfState); });
     StoreValue(state + kSizeOfState, size_);
     state[kNullOfState] = 0;
   }
@@ -277,8 +285,8 @@ void FoldFixed(XeDataType type, const BatchFold& fold, Before before) {
 
 bool ExtremeAggregate::AdmitsStates(const BatchFold& fold) {
   const auto areNumbers = [&]<class T>(std::type_identity<T>) {
-    return fold.AllOfStates([](const uint8* state) {
-      const auto kept = LoadValue<T>(state + kValueOfState);
+    return fold.AllOfStates([this](const uint8* state) {
+      const auto kept = LoadValue<T>(state + valueOfState_);
       return state[kNullOfState] != 0 || kept == kept;
     });
   };
@@ -353,7 +361,9 @@ NullIfNotUnique::NullIfNotUnique(UInt16Vector* aggregateColumns, UInt16Vector* c
                                  UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
                                  bool isNullOverNoRows)
     : Max(aggregateColumns, controlBreakColumns, distinctBreakColumns, isCumulativeAggregate),
-      isNullOverNoRows_(isNullOverNoRows) {}
+      isNullOverNoRows_(isNullOverNoRows) {
+  valueOfState_ += sizeof isFirstValue_;
+}
 
 void NullIfNotUnique::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   BindExtreme(input, L"NullIfNotUnique", result, info);
@@ -380,6 +390,37 @@ RExprReturn NullIfNotUnique::Compute(unsigned char* record, unsigned int) {
 uint32 NullIfNotUnique::TransferState(StateTransfer transfer, uint8* state) {
   return TransferKept(transfer, state, tempRow_.data(), bufferSize_, nullIndicator_,
                       resultRecordDataSize_, isFirstValue_);
+}
+
+bool NullIfNotUnique::OutputState(uint8* state, unsigned char* record) {
+  return OutputRestored(*this, state, record);
+}
+
+bool NullIfNotUnique::TakesBatches() {
+  return WithStoredType(sourceDataType_, [](auto) {});
+}
+
+void NullIfNotUnique::FoldBatch(const BatchFold& fold) {
+  constexpr std::size_t kIsFirstOfState = kValueOfState;
+  WithStoredType(sourceDataType_, [&]<class T>(std::type_identity<T>) {
+    fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      uint8* const state = fold.StateOf(index);
+      if (!isValue) {
+        state[kNullOfState] = 1;
+      } else {
+        const T value = ReadBatchValue<T>(*fold.input, row);
+        if (state[kIsFirstOfState] != 0) {
+          std::memcpy(state + valueOfState_, static_cast<const void*>(&value), sizeof value);
+          StoreValue(state + kSizeOfState, uint32{sizeof value});
+          state[kNullOfState] = 0;
+        } else {
+          const T kept = LoadValue<T>(state + valueOfState_);
+          if (value < kept || kept < value) state[kNullOfState] = 1;
+        }
+      }
+      state[kIsFirstOfState] = 0;
+    });
+  });
 }
 
 Aggregate* NullIfNotUnique::GetSourceAggregator() {

@@ -18,6 +18,7 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   bool AdmitsStates(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
   StateMerge GetStateMerge() override { return StateMerge::kAlways; }
 
  protected:
@@ -48,6 +49,8 @@ class SQXEREXPR_API ExtremeAggregate : public SingleResultAggregate {
   /// Nothing is kept.
   bool nullIndicator_ = true;
   uint32 bufferSize_ = 0;
+  /// Where a state has the value.
+  std::size_t valueOfState_;
   /// Of batches: the text kept, and the one that is compared with it.
   XeString keptText_;
   XeString otherText_;
@@ -99,7 +102,9 @@ class SQXEREXPR_API NullIfNotUnique : public Max {
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
-  bool TakesBatches() override { return false; }
+  bool TakesBatches() override;
+  void FoldBatch(const BatchFold& fold) override;
+  bool OutputState(uint8* state, unsigned char* record) override;
   StateMerge GetStateMerge() override { return StateMerge::kNone; }
   Aggregate* GetSourceAggregator() override;
   Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;

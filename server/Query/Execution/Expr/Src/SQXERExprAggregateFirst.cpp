@@ -48,15 +48,9 @@ bool KeptValueAggregate::TakesBatches() {
   return WithStoredType(sourceDataType_, [](auto) {});
 }
 
-void KeptValueAggregate::StoreRow(const BatchVector& input, uint32 row, uint8* target) const {
-  if (IsTextForm(input.form)) {
-    const bool isFixed = sourceUnit_ == 0;
-    return StoreBatchText(input, row, isFixed, dataSize_ / uint32{sizeof(wchar_t)}, target);
-  }
-  WithStoredType(sourceDataType_, [&]<class T>(std::type_identity<T>) {
-    const T value = ReadBatchValue<T>(input, row);
-    std::memcpy(target, static_cast<const void*>(&value), sizeof value);
-  });
+template <class Use>
+void KeptValueAggregate::WithStore(const BatchVector& input, Use&& use) const {
+  WithBatchStore(input, sourceDataType_, dataSize_ / uint32{sizeof(wchar_t)}, use);
 }
 
 namespace {
@@ -69,32 +63,31 @@ constexpr std::size_t kValueOfLast = 1;
 }  // namespace
 
 void First::FoldBatch(const BatchFold& fold) {
-  const BatchVector& input = *fold.input;
-  fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
-    uint8* const state = fold.StateOf(index);
-    if (!isValue || state[kIsFirstOfFirst] == 0) return;
-    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): of a column, never of none
-    StoreRow(input, row, state + kValueOfFirst);
-    state[kNullOfState] = state[kIsFirstOfFirst] = 0;
+  WithStore(*fold.input, [&](auto store) {
+    fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      uint8* const state = fold.StateOf(index);
+      if (!isValue || state[kIsFirstOfFirst] == 0) return;
+      store(row, state + kValueOfFirst);
+      state[kNullOfState] = state[kIsFirstOfFirst] = 0;
+    });
   });
 }
 
 void Last::FoldBatch(const BatchFold& fold) {
-  constexpr uint32 kNone = ~0u;
-  const BatchVector& input = *fold.input;
-  uint32 last = kNone;
-  fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
-    if (!isValue) return;
-    last = row;
-    if (fold.state != nullptr) return;
-    uint8* const state = fold.StateOf(index);
-    // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): the same
-    StoreRow(input, row, state + kValueOfLast);
-    state[kNullOfState] = 0;
+  WithStore(*fold.input, [&](auto store) {
+    const auto keep = [&](uint32 row, uint8* state) {
+      store(row, state + kValueOfLast);
+      state[kNullOfState] = 0;
+    };
+    constexpr uint32 kNone = ~0u;
+    uint32 last = kNone;
+    fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      if (!isValue) return;
+      last = row;
+      if (fold.state == nullptr) keep(row, fold.StateOf(index));
+    });
+    if (fold.state != nullptr && last != kNone) keep(last, fold.state);
   });
-  if (fold.state == nullptr || last == kNone) return;
-  StoreRow(input, last, fold.state + kValueOfLast);
-  fold.state[kNullOfState] = 0;
 }
 
 void First::MergeState(uint8* state, const uint8* later) {

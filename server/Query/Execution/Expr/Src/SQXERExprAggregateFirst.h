@@ -21,8 +21,9 @@ class SQXEREXPR_API KeptValueAggregate : public SingleResultAggregate {
   StateMerge GetStateMerge() override { return StateMerge::kAlways; }
 
  protected:
-  /// Writes a batch's value as it is stored.
-  void StoreRow(const BatchVector& input, uint32 row, uint8* target) const;
+  /// Calls use(store) with what writes a batch's values as they are stored: store(row, target).
+  template <class Use>
+  void WithStore(const BatchVector& input, Use&& use) const;
   void Keep(const unsigned char* record);
 
   uint32 dataSize_ = 0;

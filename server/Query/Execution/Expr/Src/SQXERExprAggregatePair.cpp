@@ -26,6 +26,20 @@ void PairAggregate::SetTargetDescriptor(XeRecordMetaData& target, unsigned short
   PlaceFirstResult(target, fieldIndex, XeDoubleData);
 }
 
+bool PairAggregate::AdmitsPair(const BatchVector& x, const BatchVector& y, const BatchRows& rows) {
+  const BatchVector* const xs = xColumn_.Read(x, rows);
+  const BatchVector* const ys = yColumn_.Read(y, rows);
+  if (xs == nullptr || ys == nullptr) return false;
+  both_ = BatchVector();
+  IntersectValidity(*xs, *ys, rows, validity_, both_);
+  xs_ = xs->As<float64>();
+  ys_ = ys->As<float64>();
+  isXConstant_ = xs->isConstant;
+  isYConstant_ = ys->isConstant;
+  hasNulls_ = both_.validity != nullptr;
+  return true;
+}
+
 void PairAggregate::Initialize(bool) {
   count_ = 0;
   nullIndicator_ = true;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "SQXERAggregateVariant.h"
+#include "SQXERBatchFold.h"
+#include "SQXERBatchNumbers.h"
 
 namespace sqxer {
 
@@ -20,6 +22,7 @@ class SQXEREXPR_API PairAggregate : public Aggregate {
   /// Part of every Initialize.
   void Initialize(bool restart) override;
   unsigned int GetTargetFixedLenSize() override { return targetFixedLenSize_; }
+  bool AdmitsPair(const BatchVector& x, const BatchVector& y, const BatchRows& rows) override;
 
  protected:
   bool IsXNull(const unsigned char* record) const { return IsSourceNull(record); }
@@ -32,6 +35,11 @@ class SQXEREXPR_API PairAggregate : public Aggregate {
     yValue_ = y_.Read(record + yOffset_);
   }
 
+  /// Folds the rows in which neither is NULL. `state` loads and stores, and takes a pair of values
+  /// by Add(x, y).
+  template <class State>
+  void FoldPairs(const BatchFold& fold, State state) const;
+
   Float64Input x_;
   XeDataType yType_ = XeUnknown;
   uint32 yOffset_ = 0;
@@ -41,6 +49,53 @@ class SQXEREXPR_API PairAggregate : public Aggregate {
   float64 yValue_ = 0;
   bool nullIndicator_ = true;
   uint32 count_ = 0;
+  /// Of the batch that was admitted; null for one of NULLs alone.
+  const float64* xs_ = nullptr;
+  const float64* ys_ = nullptr;
+  /// Whether x and y stand for all its rows, and whether some row has a NULL on one side or both.
+  bool isXConstant_ = false;
+  bool isYConstant_ = false;
+  bool hasNulls_ = false;
+
+ private:
+  template <class State>
+  class PairState;
+
+  Float64Column xColumn_;
+  Float64Column yColumn_;
+  /// Says in which rows both have a value.
+  BatchVector both_;
+  uint64 validity_[kMostBatchWords];
 };
+
+template <class State>
+class PairAggregate::PairState {
+ public:
+  PairState(const PairAggregate& pair, State state)
+      : xs_(pair.xs_),
+        ys_(pair.ys_),
+        isXConstant_(pair.isXConstant_),
+        isYConstant_(pair.isYConstant_),
+        state_(state) {}
+  void Load(const uint8* state) { state_.Load(state); }
+  void Add(uint32 row, bool isValue) {
+    if (isValue) state_.Add(xs_[isXConstant_ ? 0 : row], ys_[isYConstant_ ? 0 : row]);
+  }
+  void Store(uint8* state) const { state_.Store(state); }
+
+ private:
+  const float64* xs_;
+  const float64* ys_;
+  bool isXConstant_;
+  bool isYConstant_;
+  State state_;
+};
+
+template <class State>
+void PairAggregate::FoldPairs(const BatchFold& fold, State state) const {
+  BatchFold pairs = fold;
+  pairs.input = &both_;
+  FoldRows(pairs, PairState<State>(*this, state));
+}
 
 }  // namespace sqxer

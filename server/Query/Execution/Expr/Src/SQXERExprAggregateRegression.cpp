@@ -39,6 +39,39 @@ void Regression::Output(unsigned char* record) {
   StoreValue(record + targetOffset_, regression_);
 }
 
+bool Regression::AdmitsPair(const BatchVector& x, const BatchVector& y, const BatchRows& rows) {
+  // What stands in the record beside a NULL counts.
+  return PairAggregate::AdmitsPair(x, y, rows) && !hasNulls_;
+}
+
+namespace {
+
+/// The state of a regression: the sums, how many rows there are, and whether there is none.
+class RegressionState {
+ public:
+  void Load(const uint8* state) {
+    sums_ = LoadValue<LineSums>(state);
+    count_ = LoadValue<uint32>(state + sizeof sums_);
+  }
+  void Add(float64 x, float64 y) {
+    sums_.Add(x, y);
+    ++count_;
+  }
+  void Store(uint8* state) const {
+    StoreValue(state, sums_);
+    StoreValue(state + sizeof sums_, count_);
+    if (count_ != 0) state[sizeof sums_ + sizeof count_] = 0;
+  }
+
+ private:
+  LineSums sums_;
+  uint32 count_ = 0;
+};
+
+}  // namespace
+
+void Regression::FoldBatch(const BatchFold& fold) { FoldPairs(fold, RegressionState()); }
+
 uint32 Regression::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, static_cast<LineSums&>(*this), count_, nullIndicator_);
 }

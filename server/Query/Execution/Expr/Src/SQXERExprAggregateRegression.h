@@ -24,6 +24,9 @@ class SQXEREXPR_API Regression : public PairAggregate, protected LineSums {
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool TakesBatches() override { return true; }
+  bool AdmitsPair(const BatchVector& x, const BatchVector& y, const BatchRows& rows) override;
+  void FoldBatch(const BatchFold& fold) override;
 
  protected:
   float64 regression_ = 0;

@@ -103,6 +103,11 @@ void SumOf<T>::FoldBatch(const BatchFold& fold) {
 }
 
 template <AccumulatorValue T>
+bool SumOf<T>::OutputState(uint8* state, unsigned char* record) {
+  return !this->isDistinctHandled_ && this->OutputRestored(*this, state, record);
+}
+
+template <AccumulatorValue T>
 bool SumOf<T>::AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) {
   return fold_.IsPart(state, stretches) && fold_.IsPart(later, stretches);
 }

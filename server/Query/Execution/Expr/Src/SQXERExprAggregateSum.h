@@ -40,6 +40,7 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) final;
   bool AdmitsStates(const BatchFold& fold) final;
   void FoldBatch(const BatchFold& fold) final;
+  bool OutputState(uint8* state, unsigned char* record) final;
   /// Sums of doubles depend on the order in which values are added.
   Aggregate::StateMerge GetStateMerge() final {
     const bool isExact = !std::floating_point<T> && !this->isDistinctHandled_;

@@ -41,6 +41,36 @@ inline float64 MoveMean(float64& mean, float64 value, uint32 count) {
   return delta;
 }
 
+/// How two variables deviate together, with means that move with each pair of values.
+struct CoMoment {
+  /// The sum of (x - mean of x)(y - mean of y).
+  float64 C = 0;
+  float64 x_mean = 0;
+  float64 y_mean = 0;
+  /// How far the last pair was from the means before.
+  float64 x_delta = 0;
+  float64 y_delta = 0;
+
+  /// `count` includes the pair.
+  void Add(float64 x, float64 y, uint32 count) {
+    x_delta = MoveMean(x_mean, x, count);
+    y_delta = MoveMean(y_mean, y, count);
+    C += (x - x_mean) * y_delta;
+  }
+};
+
+/// How each of the two deviates: the sums of the squared deviations from their means.
+struct PairMoments {
+  float64 x_M2 = 0;
+  float64 y_M2 = 0;
+
+  /// A pair that `moment` has just taken.
+  void Add(float64 x, float64 y, const CoMoment& moment) {
+    x_M2 += moment.x_delta * (x - moment.x_mean);
+    y_M2 += (y - moment.y_mean) * moment.y_delta;
+  }
+};
+
 /// The correlation of two variables. Not a number when one of them does not deviate.
 inline float64 CorrelationOf(float64 covariance, float64 xDeviation, float64 yDeviation) {
   return covariance / (xDeviation * yDeviation);
