@@ -299,7 +299,7 @@ void TextTable::Load(const std::vector<uint32>& wanted, const TableRequest& requ
   const bool mayStream = isRepeatable && request.onePass && !request.mostRows;
   const uint64 mostBytes = mayStream ? GetTableMemory() : std::numeric_limits<uint64>::max();
   Loaded loaded;
-  const bool isKept = scan_->GetBytes() <= mostBytes &&
+  const bool isKept = scan_->GetTextBytes() <= mostBytes &&
                       ReadAll(columns, Purpose::kKeep, request, mostBytes, progress, loaded);
   if (isKept) {
     Keep(std::move(loaded), request.mostRows);
