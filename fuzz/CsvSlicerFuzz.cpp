@@ -154,7 +154,8 @@ void AppendOrdinaryRecords(const Reading& reading, std::minstd_rand& random, std
     }
     text += lineEnd;
   }
-  if (oneIn(2)) text.resize(text.size() - std::strlen(lineEnd));
+  // What stands before may be as long already, and end otherwise.
+  if (oneIn(2) && text.ends_with(lineEnd)) text.resize(text.size() - std::strlen(lineEnd));
 }
 
 }  // namespace

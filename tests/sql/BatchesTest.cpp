@@ -444,6 +444,56 @@ TEST_F(Batches, DecideComparisonsByTheBoundsOfBlocks) {
   }
 }
 
+/// Values that ascend, so that the blocks of a table tell much of them.
+TEST_F(Batches, TakeWhatBlocksTellOfTexts) {
+  constexpr int kOrdered = 3 * kMostBatchRows + 100;
+  std::string text = "key,same,few,wide,d,f,n,day,c\n";
+  for (int i = 0; i < kOrdered; ++i) {
+    const std::string number = std::to_string(100000 + i);
+    const bool isNull = i / static_cast<int>(kMostBatchRows) == 1;
+    const std::string blanks(static_cast<std::size_t>(i % 3), ' ');
+    const int zero = i / 7 % 2;
+    text += "\"key of a row " + number + blanks + "\",";
+    text += isNull ? ",," : "\"same" + blanks + "\",f" + std::to_string(i / 3000) + blanks + ",";
+    text += (i < 5000 ? "\xC3\xA4" : "\xE2\x82\xAC") + number + ",";
+    text += (i < 3000 ? zero == 0 ? "-0.0" : "0" : std::to_string(i)) + std::string(",");
+    text += (i < 3000 ? zero == 0 ? "-0.0" : "0" : i == 4500 ? "NaN" : "1.5") + std::string(",");
+    text += std::to_string(i) + (i % 2 == 0 ? ".25," : ".5,") + (isNull ? "" : "2012-01-0");
+    text += (isNull ? "," : std::to_string(1 + i / 1000) + ",") + "c" + number + "\n";
+  }
+  folder_.Write("ordered.csv", text);
+  for (Session* const session : {&rows_, &batches_}) {
+    session->SetSchema("ordered", "d:double,f:float,c:char(9)");
+    session->SetFileOptions({});
+  }
+  std::string extremes;
+  for (const std::string column : {"key", "same", "few", "wide", "d", "f", "n", "day", "c"}) {
+    for (const std::string aggregate : {"MIN", "MAX"}) {
+      extremes += (extremes.empty() ? "" : ", ") + aggregate + "(" + column + ")";
+    }
+  }
+  extremes += ", MAX(EXTRACT(year FROM day)), MIN(EXTRACT(day FROM day))";
+  for (const char* const where :
+       {"", " WHERE key > 'key of a row 103000'", " WHERE n < 2047.3", " WHERE n >= 6000",
+        " WHERE few = 'f1' OR few = 'f2'", " WHERE few IS NULL", " WHERE n IN (7, 4500.25)",
+        " WHERE key BETWEEN 'key of a row 102047' AND 'key of a row 102048' OR n = 1.5",
+        " WHERE same < 'same' OR same > 'samd ' AND key <> 'a'", " WHERE wide > '\u00E4102'",
+        " WHERE key IN ('key of a row 100001', 'zz')", " WHERE 'same   ' = same",
+        " WHERE EXTRACT(day FROM day) > 4", " WHERE EXTRACT(year FROM day) <> 2012"}) {
+    ExpectEqual("SELECT COUNT(*), " + extremes + " FROM ordered" + where);
+    ExpectEqual("SELECT few, " + extremes + " FROM ordered" + where + " GROUP BY few");
+    ExpectEqual("SELECT EXTRACT(day FROM day), COUNT(*) FROM ordered" + std::string(where) +
+                " GROUP BY EXTRACT(day FROM day)");
+  }
+  // Nothing is told by rows that are not wanted.
+  isDisguised_ = true;
+  for (const char* const predicate :
+       {"key < 'key of a row 103000'", "key IN ('key of a row 102500', 'zz')", "few = 'f1'"}) {
+    ExpectEqual("SELECT COUNT(*), MIN(key) FROM ordered WHERE n > 2400 AND " +
+                std::string(predicate));
+  }
+}
+
 TEST_F(Batches, CountAndAddEveryUnitAndPart) {
   const std::vector<std::string> units = {"second", "minute", "hour",    "day",
                                           "week",   "month",  "quarter", "year"};

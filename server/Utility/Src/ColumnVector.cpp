@@ -1,9 +1,11 @@
 #include "Utility/ColumnVector.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 
+#include "Utility/TrimmedText.h"
 #include "Utility/XeCalendar.h"
 
 namespace sqxer {
@@ -14,6 +16,7 @@ constexpr int64 kMicrosecondsPerDay = 86'400'000'000;
 constexpr int64 kSecondsPerMinute = 60;
 constexpr int64 kMinutesPerHour = 60;
 constexpr int64 kNanosecondsPerMicrosecond = 1000;
+constexpr uint64 kMostBoundedEntries = 4096;
 
 uint64 CountValues(const ColumnVector& vector, uint64 first, uint64 end) {
   if (vector.validity == nullptr) return end - first;
@@ -98,6 +101,100 @@ bool FindBounds(const ColumnVector& vector, uint64 first, uint64 end, Bound& lea
   return bounds.AreOrdered();
 }
 
+TrimmedText TextAt(const ColumnVector& texts, uint64 entry) {
+  const uint64 start = texts.GetOffset(entry);
+  return TrimmedText::Of(texts.values + start,
+                         static_cast<uint32>(texts.GetOffset(entry + 1) - start));
+}
+
+/// Calls `use` with the rows that have a value.
+template <class Use>
+void ForEachValue(const ColumnVector& vector, uint64 first, uint64 end, Use&& use) {
+  for (uint64 row = first; row < end; ++row) {
+    if (vector.validity == nullptr || !vector.IsNull(row)) use(row);
+  }
+}
+
+/// The least and the greatest of some texts, and the first places that have them.
+class TextBounds {
+ public:
+  [[gnu::always_inline]] void Add(const TrimmedText& text, uint64 place) {
+    if (!isAny_) {
+      least_ = greatest_ = text;
+      places_ = {place, place};
+      isAny_ = true;
+    } else if (text.prefix <= least_.prefix && text.Compare(least_) < 0) {
+      least_ = text;
+      places_.least = place;
+    } else if (text.prefix >= greatest_.prefix && text.Compare(greatest_) > 0) {
+      greatest_ = text;
+      places_.greatest = place;
+    }
+  }
+
+  bool IsAny() const { return isAny_; }
+  const TrimmedText& GetLeast() const { return least_; }
+  const TrimmedText& GetGreatest() const { return greatest_; }
+  const ColumnBounds<uint64>& GetPlaces() const { return places_; }
+
+ private:
+  TrimmedText least_;
+  TrimmedText greatest_;
+  ColumnBounds<uint64> places_ = {0, 0};
+  bool isAny_ = false;
+};
+
+/// Of texts of which some rows share one: each is looked at once. False when there is none.
+template <class Code>
+bool FindCodedBounds(const ColumnVector& vector, uint64 first, uint64 end,
+                     ColumnBounds<uint64>& rows) {
+  enum Mark : uint8 { kUsed = 1, kLeast = 2, kGreatest = 4 };
+  const ColumnVector& entries = *vector.dictionary;
+  const Code* const codes = reinterpret_cast<const Code*>(vector.values);
+  std::array<uint8, kMostBoundedEntries> marks;
+  std::fill_n(marks.begin(), entries.rows, 0);
+  ForEachValue(vector, first, end, [&](uint64 row) { marks[codes[row]] = kUsed; });
+  TextBounds bounds;
+  for (uint64 entry = 0; entry < entries.rows; ++entry) {
+    if (marks[entry] != 0) bounds.Add(TextAt(entries, entry), entry);
+  }
+  if (!bounds.IsAny()) return false;
+  // Several entries can differ in the blanks that end them.
+  for (uint64 entry = 0; entry < entries.rows; ++entry) {
+    if (marks[entry] == 0) continue;
+    const TrimmedText text = TextAt(entries, entry);
+    if (text.Compare(bounds.GetLeast()) == 0) marks[entry] |= kLeast;
+    if (text.Compare(bounds.GetGreatest()) == 0) marks[entry] |= kGreatest;
+  }
+  const auto findFirst = [&](Mark mark) {
+    uint64 row = first;
+    while (vector.IsNull(row) || (marks[codes[row]] & mark) == 0) ++row;
+    return row;
+  };
+  rows = {findFirst(kLeast), findFirst(kGreatest)};
+  return true;
+}
+
+/// False when there is no text, or looking at all of them would take long.
+bool FindTextBounds(const ColumnVector& vector, uint64 first, uint64 end,
+                    ColumnBounds<uint16>& bounds) {
+  ColumnBounds<uint64> rows{};
+  if (vector.dictionary) {
+    if (vector.dictionary->rows > kMostBoundedEntries) return false;
+    const bool isAny = vector.codeWidth == 1   ? FindCodedBounds<uint8>(vector, first, end, rows)
+                       : vector.codeWidth == 2 ? FindCodedBounds<uint16>(vector, first, end, rows)
+                                               : FindCodedBounds<uint32>(vector, first, end, rows);
+    if (!isAny) return false;
+  } else {
+    TextBounds texts;
+    ForEachValue(vector, first, end, [&](uint64 row) { texts.Add(TextAt(vector, row), row); });
+    if (!texts.IsAny()) return false;
+    rows = texts.GetPlaces();
+  }
+  bounds = {static_cast<uint16>(rows.least - first), static_cast<uint16>(rows.greatest - first)};
+  return true;
+}
+
 }  // namespace
 
 uint64 ColumnVector::GetBytes() const {
@@ -111,9 +208,15 @@ uint64 ColumnVector::GetBytes() const {
 ColumnBlock DescribeBlock(const ColumnVector& vector, uint64 first, uint64 end,
                           bool textEndsInBlank) {
   ColumnBlock block;
+  block.rows = static_cast<uint32>(end - first);
   block.nulls = static_cast<uint32>(end - first - CountValues(vector, first, end));
   block.endsInBlank = textEndsInBlank;
-  if (vector.dictionary || first == end) return block;
+  if (first == end) return block;
+  if (vector.form == ColumnForm::kText8) {
+    block.texts = {0, 0};
+    block.hasBounds = FindTextBounds(vector, first, end, block.texts);
+  }
+  if (vector.dictionary) return block;
   WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
     const auto find = [&](auto& least, auto& greatest) {
       block.hasBounds = FindBounds<T>(vector, first, end, least, greatest);

@@ -54,8 +54,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "save "
        "it to a file, and name that"},
       {57028, 1, "no file matches the pattern: \"{0}\""},
-      {57029, 3, "{1} of \"{0}\" is not one whole JSON object, as each line must be: \"{2}\""},
-      {57030, 3, "{1} of \"{0}\" has a key more than once: \"{2}\""},
+      {57029, 3,
+       "{1} of \"{0}\" is not one whole JSON object, as each line must be: mend or remove it: "
+       "\"{2}\""},
+      {57030, 3, "{1} of \"{0}\" has a key more than once, rename one: \"{2}\""},
       {57031, 2, "\"{0}\" is {1} file, which is not read: save it as CSV, and name that"},
       {57032, 0,
        "standard input cannot be both the SQL and a table: give the SQL as an argument, or with "
@@ -68,6 +70,11 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57036, 3,
        "{1} of \"{0}\" has a key that the rows before, which told the columns, had not: \"{2}\"; "
        "name the columns in the statement, or let more rows tell them: --set TableMemory=BYTES"},
+      {57037, 2,
+       "{1} of \"{0}\" has a string with the character \\u0000, which texts have not: remove it"},
+      {57038, 3,
+       "{1} of \"{0}\" has values more than {2} levels deep in each other: flatten them, or write "
+       "them as a string"},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},

@@ -194,8 +194,10 @@ const SwitchRow kSwitches[] = {
      "Memory that the groups of GROUP BY may take before they are sorted on disk.",
      ShowSize<&SUSystemConfig::groupMemory_>, SetSize<&SUSystemConfig::groupMemory_>},
     {"TableMemory", kSize,
-     "How much of a CSV table is read into memory, in bytes of its file or of the text that a pipe "
-     "or a packed file gives. Of a larger one a statement that reads its rows once keeps none.",
+     "How much of a table of CSV or JSON lines is read into memory, in bytes of its file or of the "
+     "text that a pipe or a packed file gives. Of a larger one a statement that reads its rows "
+     "once "
+     "keeps none.",
      ShowSize<&SUSystemConfig::tableMemory_>, SetSize<&SUSystemConfig::tableMemory_>},
     {"JsonErrors", "error or null", "What text that is no JSON gives: an error, or NULL.",
      JsonErrors::Show, JsonErrors::Set},

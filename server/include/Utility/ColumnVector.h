@@ -140,16 +140,20 @@ struct ColumnBounds {
 
 /// What is known of the values of a block of rows without reading them.
 struct ColumnBlock {
+  /// How many rows it has; 0 where what is known is not that of a column's own values.
+  uint32 rows = 0;
   uint32 nulls = 0;
   /// Some text ends in a blank, which comparisons do not count.
   bool endsInBlank = false;
   /// `whole` (integers, days, times, decimals of the vector's scale) or `real` (floating point)
-  /// hold the least and the greatest value. Not so for the other forms, for a block of NULLs, and
-  /// for one with a NaN.
+  /// hold the least and the greatest value, `texts` (kText8) the first rows of the block, from 0,
+  /// whose texts are these: by code point, not cut, and whatever blanks end them. Not so for the
+  /// other forms, for a block of NULLs, for one with a NaN, and for dictionaries of many entries.
   bool hasBounds = false;
   union {
     ColumnBounds<int64> whole = {0, 0};
     ColumnBounds<float64> real;
+    ColumnBounds<uint16> texts;
   };
 };
 

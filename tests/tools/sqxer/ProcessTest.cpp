@@ -138,7 +138,7 @@ TEST_F(Command, PipesThatAreNotKeptEndInTheirErrors) {
       "(echo a,b; yes 1,x | head -1000000) > t.csv; gzip -k t.csv; head -c 3000 t.csv.gz > cut.gz");
   const std::string set = "sqxer --set TableMemory=1KiB -t t=- ";
   const std::string unpacked =
-      "error 57021: \"-\" cannot be unpacked: its gzip data end too early\n";
+      "error 57021: \"-\" cannot be unpacked: its gzip data end too early (line 1, column 22)\n";
   // Nothing that is not complete is presented as if it were.
   Result result = Shell(set + "'SELECT COUNT(*) FROM t' < cut.gz");
   EXPECT_EQ(result.status, 3);
@@ -152,7 +152,8 @@ TEST_F(Command, PipesThatAreNotKeptEndInTheirErrors) {
       std::regex(
           "error 57035: line 1000002 of \"-\" has a value that the column \"a\" cannot take, "
           "which the rows before it made int4: declare its type with --schema, or raise the "
-          "switch TableMemory: \"y\"\nerror: the result is not complete, it ends after "
+          "switch TableMemory: \"y\" \\(line 1, column 18\\)\nerror: the result is not complete, "
+          "it ends after "
           "([0-9]+) rows\n")))
       << result.err;
   EXPECT_EQ(std::to_string(std::ranges::count(result.out, '\n') - 1), rows[1]);

@@ -107,8 +107,7 @@ TypedExpressionPtr ExpressionTyper::TypeName(const SqlExpression& expression,
       return aliased;
     }
   }
-  if (!scope_.GetSchema()) ThrowPlanError(kNoColumnsWithoutTable, expression.position, {name});
-  ThrowPlanError(59015, expression.position, {name});
+  scope_.ThrowUnknown(expression);
 }
 
 TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression,

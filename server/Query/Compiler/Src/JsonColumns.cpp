@@ -68,9 +68,7 @@ JsonColumns::Reading JsonColumns::Read(const SqlExpression& call) {
 std::size_t JsonColumns::FindDocuments(const SqlExpression& argument) {
   if (argument.kind != SqlExpression::Kind::kName) RefuseColumn(argument, kComputed);
   const int column = scope_.FindColumn(argument);
-  if (column < 0)
-    ThrowPlanError(scope_.GetSchema() ? 59015 : kNoColumnsWithoutTable, argument.position,
-                   {argument.path.back()});
+  if (column < 0) scope_.ThrowUnknown(argument);
   const ColumnInfo& info = scope_.GetSchema()->columns[static_cast<std::size_t>(column)];
   if (!SUXeDataTypeUtility::IsXeTextType(info.type))
     RefuseColumn(argument, SUXeDataTypeUtility::GetXeDataTypeName(info.type));

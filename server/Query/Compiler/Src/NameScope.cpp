@@ -52,4 +52,15 @@ int NameScope::FindColumn(const SqlExpression& name) const {
   return found.empty() ? -1 : found[0];
 }
 
+void NameScope::ThrowUnknown(const SqlExpression& name) const {
+  std::vector<XeString> arguments = {name.path.back()};
+  if (schema_ == nullptr) ThrowPlanError(kNoColumnsWithoutTable, name.position, arguments);
+  // Behind the sentence stand the arguments that it does not mention.
+  if (schema_->mayHaveMoreColumns) {
+    arguments.push_back(
+        L"the first rows told the columns, let more rows tell them: --set TableMemory=BYTES");
+  }
+  ThrowPlanError(kUnknownColumn, name.position, std::move(arguments));
+}
+
 }  // namespace sqxer

@@ -27,6 +27,9 @@ class NameScope {
   /// The position of a column in the table, or -1. Errors: 58016 for another table's name before
   /// it, 58015 (name, candidates) when several columns differ from it in letter case only.
   int FindColumn(const SqlExpression& name) const;
+  /// Refuses a name of no column: error 59015 (name, and advice where there is some), or 58022
+  /// (name) without a table.
+  [[noreturn]] void ThrowUnknown(const SqlExpression& name) const;
   /// Checks the table's name in front of `*`.
   void CheckTable(const SqlExpression& name) const;
 

@@ -50,6 +50,7 @@ enum PlanErrorCode {
   kNoWindowForm = 58042,
   kNoSuchFrame = 58043,
   kWindowOrder = 58044,
+  kUnknownColumn = 59015,
 };
 
 /// Raises an error at a byte offset of the statement.

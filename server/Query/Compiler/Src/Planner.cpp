@@ -64,6 +64,7 @@ class Planner {
 
     plan_.explain = select_.explain;
     plan_.table = select_.table;
+    plan_.tablePosition = select_.tablePosition;
     plan_.documents = json_.GetDocuments();
     plan_.distinct = select_.distinct;
     plan_.grouped = !select_.groupBy.empty() || having ||

@@ -28,6 +28,8 @@ struct ColumnInfo {
 struct TableSchema {
   XeString name;
   std::vector<ColumnInfo> columns;
+  /// Rows that are read later may name further columns, which the plan cannot use.
+  bool mayHaveMoreColumns = false;
   /// The table has no more rows, as long as the plan is used.
   uint64 mostRows = std::numeric_limits<uint64>::max();
 };

@@ -83,6 +83,8 @@ struct PlanDocuments {
 struct QueryPlan {
   /// Empty without FROM: one empty scan record.
   XeString table;
+  /// Where the statement names it: a byte offset.
+  int tablePosition = 0;
   /// Indexes into the table's columns.
   std::vector<uint16> scanColumns;
   /// The same columns described; the scan record has these fields in this order (and behind them

@@ -39,9 +39,7 @@ std::optional<uint64> PlainPrefix(const BatchText& text) {
   return (prefix & 0x8080808080808080u) == 0 ? std::optional(prefix) : std::nullopt;
 }
 
-void TrimBlanks(BatchText& text) {
-  while (text.length > 0 && text.characters[text.length - 1] == ' ') --text.length;
-}
+void TrimBlanks(BatchText& text) { text.length = TrimmedLength(text.characters, text.length); }
 
 /// A fixed text ends at its first zero character.
 void CutAtZero(BatchText& text) {

@@ -56,6 +56,30 @@ void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
   sink.End();
 }
 
+/// Says of errors of the rows where the statement names the table.
+class PlacedSource final : public ChunkSource {
+ public:
+  PlacedSource(std::unique_ptr<ChunkSource> rows, int position)
+      : rows_(std::move(rows)), position_(position) {}
+  const TableChunk* Next() override {
+    try {
+      return rows_->Next();
+    } catch (ErrorMessage& error) {
+      error.SetSourcePosition(position_);
+      throw;
+    }
+  }
+
+ private:
+  const std::unique_ptr<ChunkSource> rows_;
+  const int position_;
+};
+
+std::unique_ptr<ChunkSource> TakeRest(LazyTable& table, int position) {
+  std::unique_ptr<ChunkSource> rest = table.TakeRest();
+  return rest ? std::make_unique<PlacedSource>(std::move(rest), position) : nullptr;
+}
+
 /// Adds what the thread spills from construction to destruction.
 class SpillMeter {
  public:
@@ -263,6 +287,7 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   };
   QueryPlan plan = compile();
   const bool explain = plan.explain;
+  const int position = plan.tablePosition;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
   std::vector<QueryPlan> plans;
   if (table && !explain && MayGainFromThreads(plan, *table)) {
@@ -270,7 +295,7 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
     for (uint32 i = 0; i < threads_; ++i) plans.push_back(compile());
   }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
-                 table && !explain ? table->TakeRest() : nullptr);
+                 table && !explain ? TakeRest(*table, position) : nullptr);
   query.UseThreads(threads_, std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 

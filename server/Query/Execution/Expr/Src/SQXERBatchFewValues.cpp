@@ -40,6 +40,8 @@ struct BatchBuffers::FewValues {
   std::vector<BatchText> texts;
   std::vector<uint8> isValid;
   std::vector<std::unique_ptr<uint8[]>> characters;
+  /// What all results tell of those of any batch.
+  ColumnBlock known;
 };
 
 BatchBuffers::BatchBuffers() = default;
@@ -193,7 +195,23 @@ class FewValuesEvaluation {
     few_->isAlwaysValid = firstInvalid == few_->isValid.end();
     few_->isNullWithColumn = hasNull && firstInvalid == few_->isValid.end() - 1;
     Simplify();
+    Describe();
     few_->state = State::kUsable;
+  }
+
+  void Describe() {
+    few_->known = ColumnBlock();
+    if (IsTextForm(few_->form)) return;
+    const std::size_t count = few_->isValid.size();
+    std::vector<uint64> validity(count / 64 + 1);
+    for (std::size_t i = 0; i < count; ++i) validity[i / 64] |= uint64{few_->isValid[i]} << i % 64;
+    ColumnVector results;
+    results.form = few_->form;
+    results.rows = count;
+    results.values = few_->values.data();
+    results.validity = validity.data();
+    few_->known = DescribeBlock(results, 0, count, false);
+    few_->known.rows = few_->known.nulls = 0;
   }
 
   /// Decimals get their fast form if one scale and 64 bits hold them all.
@@ -283,6 +301,7 @@ class FewValuesEvaluation {
         SpreadValues(reinterpret_cast<const Bytes*>(few_->values.data()), values, column);
         out.values = reinterpret_cast<const uint8*>(values);
       });
+      out.block = &few_->known;
     }
     if (few_->isAlwaysValid) return;
     if (few_->isNullWithColumn) {

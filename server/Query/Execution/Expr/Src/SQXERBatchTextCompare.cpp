@@ -1,37 +1,11 @@
 #include "SQXERBatchTextCompare.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "SQXERBatchLoops.h"
 
 namespace sqxer {
 namespace {
-
-/// A text of one byte a character by code point: without the blanks that end it.
-struct TrimmedText {
-  const uint8* characters;
-  uint32 length;
-  uint64 prefix;
-
-  static TrimmedText Of(const uint8* characters, uint32 length) {
-    while (length != 0 && characters[length - 1] == ' ') --length;
-    return {characters, length, FindTextPrefix(characters, length)};
-  }
-  /// Eight characters at a time: most texts differ, or end, before a call would pay.
-  int Compare(const TrimmedText& other) const {
-    uint64 mine = prefix;
-    uint64 its = other.prefix;
-    for (uint32 at = kTextPrefixLength; mine == its; at += kTextPrefixLength) {
-      if (at >= length || at >= other.length) {
-        return (length > other.length) - (length < other.length);
-      }
-      mine = FindTextPrefix(characters + at, length - at);
-      its = FindTextPrefix(other.characters + at, other.length - at);
-    }
-    return mine < its ? -1 : 1;
-  }
-};
 
 /// The text that stands for all rows, in bytes that `room` keeps. False when it has a character
 /// that does not fit one.
@@ -52,9 +26,27 @@ bool ReadConstant(const BatchVector& vector, std::string& room, TrimmedText& tex
              : copy(reinterpret_cast<const wchar_t*>(value.characters));
 }
 
+/// The sign that all texts have; nothing where they have several, or the bounds do not tell.
+std::optional<int> CompareBounds(const BatchVector& texts, const TrimmedText& constant,
+                                 const BatchRows& rows) {
+  const auto known = KnownTextRows(texts, rows);
+  if (!known) return {};
+  const auto compare = [&](uint32 row) {
+    const BatchText text = texts.GetText(row);
+    return TrimmedText::Of(text.characters, text.length).Compare(constant);
+  };
+  const int least = compare(known->least);
+  const bool isSame = least > 0 || least == compare(known->greatest);
+  return isSame ? std::optional(least) : std::nullopt;
+}
+
 /// Texts of a column against one text.
 void CompareWithConstant(const BatchVector& texts, const TrimmedText& constant,
                          const BatchRows& rows, int sign, int8* signs) {
+  if (const std::optional<int> all = CompareBounds(texts, constant, rows)) {
+    std::fill_n(signs, rows.count, static_cast<int8>(sign * *all));
+    return;
+  }
   ForEachTextOf<uint8>(texts, rows, [&](uint32 row, const uint8* characters, uint32 length) {
     signs[row] = static_cast<int8>(sign * TrimmedText::Of(characters, length).Compare(constant));
   });
@@ -86,6 +78,14 @@ bool TryCompareBytes(const BatchVector& left, const BatchVector& right, const Ba
 }
 
 }  // namespace
+
+std::optional<ColumnBounds<uint16>> KnownTextRows(const BatchVector& texts, const BatchRows& rows) {
+  const ColumnBlock* const block = texts.isConstant ? nullptr : texts.block;
+  // What stands at rows that are not wanted has no meaning.
+  const bool isWhole = block != nullptr && block->rows == rows.count && rows.selected == nullptr;
+  if (!isWhole || !block->hasBounds || texts.form != ColumnForm::kText8) return {};
+  return block->texts;
+}
 
 int CompareByteTexts(const BatchText& a, const BatchText& b) {
   return TrimmedText::Of(a.characters, a.length).Compare(TrimmedText::Of(b.characters, b.length));

@@ -1,29 +1,22 @@
 #pragma once
 
-#include <bit>
+#include <optional>
 
 #include "SQXERBatch.h"
 #include "Utility/ExecutionUtility.h"
+#include "Utility/TrimmedText.h"
 
 /// How the texts of batches compare.
 
 namespace sqxer {
 
-/// The first characters of a text of one byte a character, without the blanks that end it, as a
-/// number that sorts as texts do by code point; texts of equal numbers can still differ.
-inline constexpr uint32 kTextPrefixLength = sizeof(uint64);
-
-/// Eight bytes behind the text are read, as those of batches let one.
-inline uint64 FindTextPrefix(const uint8* characters, uint32 length) {
-  uint64 prefix;
-  std::memcpy(&prefix, characters, sizeof(prefix));
-  if constexpr (std::endian::native == std::endian::little) prefix = __builtin_bswap64(prefix);
-  if (length >= kTextPrefixLength) return prefix;
-  return length == 0 ? 0 : prefix & ~uint64{0} << (kTextPrefixLength - length) * 8;
-}
-
 /// -1, 0 or 1 for two texts of one byte a character, by code point; blanks at the end do not count.
 SQXEREXPR_API int CompareByteTexts(const BatchText& a, const BatchText& b);
+
+/// The rows of the least and greatest text of a column, NULLs left out, where the batch is a block
+/// of it and all rows are wanted; nothing where they are not known.
+SQXEREXPR_API std::optional<ColumnBounds<uint16>> KnownTextRows(const BatchVector& texts,
+                                                                const BatchRows& rows);
 
 /// Writes -1, 0 or 1 for the wanted rows, as `compare` gives it for the texts of `left` and
 /// `right`; what it writes for rows where one of them is NULL has no meaning. Both are kText8 or

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Utility/HashMix.h"
+#include "Utility/TrimmedText.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -243,8 +244,7 @@ DistinctValues::Text DistinctValues::MakeText(BatchText text, ColumnForm form) {
     if (type_ == XeCharData) {
       length = static_cast<uint32>(std::find(characters, characters + length, 0) - characters);
     }
-    while (length > 0 && characters[length - 1] == ' ') --length;
-    return length;
+    return TrimmedLength(characters, length);
   };
   // An empty text may stand nowhere.
   if (text.length == 0) return {narrow_.data(), 0, false};

@@ -103,6 +103,7 @@ bool ExtremeAggregate::TakesBatches() {
 
 bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
   if (input->isConstant && input->IsNull(0)) return true;
+  const bool hasBounds = !input->isConstant && input->block != nullptr && input->block->hasBounds;
   // A NaN has a place in the order that the comparison of numbers does not know.
   const auto hasNoNaN = [&](const auto* values) {
     if (input->block != nullptr && input->block->hasBounds) return true;
@@ -120,9 +121,9 @@ bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& ro
     case XeTimeStampData:
       return input->form == ColumnForm::kTimeStamp64;
     case XeFloatData:
-      return hasNoNaN(input->As<float32>());
+      return hasBounds || hasNoNaN(input->As<float32>());
     case XeDoubleData:
-      return hasNoNaN(input->As<float64>());
+      return hasBounds || hasNoNaN(input->As<float64>());
     default:
       return true;
   }
@@ -143,28 +144,46 @@ class ExtremeState {
     if (!isAny_ || before_(value, extreme_)) extreme_ = value;
     isAny_ = true;
   }
+  /// Takes the extreme of the rows from what is known of them. False where it is not known, or
+  /// comes of the values that it is of but may be in rows that do not count.
+  bool AddKnown(const BatchFold& fold, int wanted) {
+    const auto bounds = KnownBounds<Stored>(input_);
+    if (!bounds) return false;
+    extreme_ = wanted > 0 ? bounds->greatest : bounds->least;
+    // Bounds do not tell one zero from the other.
+    if (std::floating_point<Stored> && extreme_ == Stored()) return false;
+    isAny_ = true;
+    const bool isWhole =
+        fold.rows == nullptr && fold.count != 0 && fold.count == input_.block->rows;
+    return isWhole || !Changes(fold.state, GetValue());
+  }
   void Store(uint8* state) const {
     if (!isAny_) return;
-    Value value;
-    if constexpr (std::same_as<Value, VelmarNumber>) {
-      value = VelmarNumber::FromScaled(extreme_, input_.scale);
-    } else if constexpr (std::same_as<Value, XeDate>) {
-      value = FromDay32(extreme_);
-    } else if constexpr (std::same_as<Value, XeTime>) {
-      value = FromTime64(extreme_);
-    } else if constexpr (std::same_as<Value, XeDateTime>) {
-      value = FromTimeStamp64(extreme_);
-    } else {
-      value = extreme_;
-    }
-    uint8* const kept = state + kValueOfState;
-    if (state[kNullOfState] == 0 && !before_(value, LoadValue<Value>(kept))) return;
-    std::memcpy(kept, static_cast<const void*>(&value), sizeof value);
+    const Value value = GetValue();
+    if (!Changes(state, value)) return;
+    std::memcpy(state + kValueOfState, static_cast<const void*>(&value), sizeof value);
     StoreValue(state + kSizeOfState, uint32{sizeof value});
     state[kNullOfState] = 0;
   }
 
  private:
+  Value GetValue() const {
+    if constexpr (std::same_as<Value, VelmarNumber>) {
+      return VelmarNumber::FromScaled(extreme_, input_.scale);
+    } else if constexpr (std::same_as<Value, XeDate>) {
+      return FromDay32(extreme_);
+    } else if constexpr (std::same_as<Value, XeTime>) {
+      return FromTime64(extreme_);
+    } else if constexpr (std::same_as<Value, XeDateTime>) {
+      return FromTimeStamp64(extreme_);
+    } else {
+      return extreme_;
+    }
+  }
+  bool Changes(const uint8* state, const Value& value) const {
+    return state[kNullOfState] != 0 || before_(value, LoadValue<Value>(state + kValueOfState));
+  }
+
   const BatchVector& input_;
   const Before before_;
   bool isAny_ = false;
@@ -270,13 +289,21 @@ class TextExtremeState {
 };
 
 template <class Before>
-void FoldFixed(XeDataType type, const BatchFold& fold, Before before) {
-  WithStoredType(type, [&]<class Value>(std::type_identity<Value>) {
-    if constexpr (HasOneBatchForm<Value>) {
-      FoldRows(fold, ExtremeState<typename BatchFormOf<Value>::Stored, Value, Before>(*fold.input,
-                                                                                      before));
+void FoldFixed(XeDataType type, const BatchFold& fold, int wanted, Before before) {
+  const auto foldStored = [&]<class Stored, class Value>(std::type_identity<Stored>,
+                                                         std::type_identity<Value>) {
+    using State = ExtremeState<Stored, Value, Before>;
+    if (State known(*fold.input, before); fold.state != nullptr && known.AddKnown(fold, wanted)) {
+      known.Store(fold.state);
     } else {
-      FoldRows(fold, ExtremeState<int64, Value, Before>(*fold.input, before));
+      FoldRows(fold, State(*fold.input, before));
+    }
+  };
+  WithStoredType(type, [&]<class Value>(std::type_identity<Value> value) {
+    if constexpr (HasOneBatchForm<Value>) {
+      foldStored(std::type_identity<typename BatchFormOf<Value>::Stored>(), value);
+    } else {
+      foldStored(std::type_identity<int64>(), value);
     }
   });
 }
@@ -297,15 +324,26 @@ bool ExtremeAggregate::AdmitsStates(const BatchFold& fold) {
 void ExtremeAggregate::FoldExtreme(const BatchFold& fold, int wanted) {
   if (SUXeDataTypeUtility::IsXeTextType(sourceDataType_)) return FoldTexts(fold, wanted);
   if (wanted > 0) {
-    FoldFixed(sourceDataType_, fold, [](const auto& a, const auto& b) { return a > b; });
+    FoldFixed(sourceDataType_, fold, wanted, [](const auto& a, const auto& b) { return a > b; });
   } else {
-    FoldFixed(sourceDataType_, fold, [](const auto& a, const auto& b) { return a < b; });
+    FoldFixed(sourceDataType_, fold, wanted, [](const auto& a, const auto& b) { return a < b; });
   }
 }
 
 void ExtremeAggregate::FoldTexts(const BatchFold& fold, int wanted) {
-  FoldRows(fold, TextExtremeState(*fold.input, sourceDataType_ == XeCharData, comparison_, wanted,
-                                  keptText_, otherText_, currentRecordDataSize_));
+  const bool isFixed = sourceDataType_ == XeCharData;
+  TextExtremeState texts(*fold.input, isFixed, comparison_, wanted, keptText_, otherText_,
+                         currentRecordDataSize_);
+  // A fixed text ends at its first zero character, which bounds do not know.
+  const bool mayBeKnown = fold.state != nullptr && fold.rows == nullptr && !isFixed &&
+                          comparison_ == kCompareCodePoints;
+  BatchRows rows;
+  rows.count = fold.count;
+  const auto known = mayBeKnown ? KnownTextRows(*fold.input, rows) : std::nullopt;
+  if (!known) return FoldRows(fold, texts);
+  texts.Load(fold.state);
+  texts.Add(wanted > 0 ? known->greatest : known->least, true);
+  texts.Store(fold.state);
 }
 
 void ExtremeAggregate::MergeExtreme(uint8* state, const uint8* later, int wanted) {

@@ -66,10 +66,20 @@ int32 ConfiguredCharComparison::FindString(const wchar_t* haystack, uint32 hayst
   return index < haystackLength ? static_cast<int32>(index) : -1;
 }
 
-void Position::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+void TextSearchFunction::BindTexts(const wchar_t* name, XeAListStream* stream,
+                                   RExpression*& replacement, MetaDataInfo& info) {
   isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
-  BindTextOperand(0, L"Position", stream, replacement, info);
-  BindTextOperand(1, L"Position", stream, replacement, info);
+  BindTextOperand(0, name, stream, replacement, info);
+  BindTextOperand(1, name, stream, replacement, info);
+}
+
+bool TextSearchFunction::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return (HasBatchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
+         RExpression::EvalBatch(rows, out);
+}
+
+void Position::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  BindTexts(L"Position", stream, replacement, info);
   SetResult(XeInt4Data, info);
 }
 
@@ -83,15 +93,8 @@ RExprReturn Position::Eval(void* out) {
   return kTrue;
 }
 
-bool Position::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return (HasBatchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
-         RExpression::EvalBatch(rows, out);
-}
-
 void Locate::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  isCaseSensitive_ = Settings::Current()->GetSwitches().caseSensitiveCompare_;
-  BindTextOperand(0, L"Locate", stream, replacement, info);
-  BindTextOperand(1, L"Locate", stream, replacement, info);
+  BindTexts(L"Locate", stream, replacement, info);
   if (HasStart()) {
     BindIthOperand(2, stream, replacement, info);
     ConvertIthOperand(2, ParameterType::kInt32, L"Locate");
@@ -107,11 +110,6 @@ RExprReturn Locate::Eval(void* out) {
   }
   *static_cast<int32*>(out) = FindFrom(varCharOperand_, varCharParam_, start_, isCaseSensitive_);
   return kTrue;
-}
-
-bool Locate::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return (HasBatchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
-         RExpression::EvalBatch(rows, out);
 }
 
 }  // namespace sqxer

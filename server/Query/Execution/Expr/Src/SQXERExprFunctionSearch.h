@@ -27,40 +27,46 @@ class SQXEREXPR_API ConfiguredCharComparison {
   static std::atomic<bool> isSubstringUsingVelmarCompliance;
 };
 
-/// Where the operand first occurs in the first parameter, from 1, as an int4; 0 when nowhere. Error
-/// 59001 ("Position", type) for what is no text.
-class SQXEREXPR_API Position final : public NumericValueFunction {
+/// What looks for the operand in the first parameter.
+class SQXEREXPR_API TextSearchFunction : public NumericValueFunction {
  public:
   using NumericValueFunction::NumericValueFunction;
-  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
-  RExprReturn Eval(void* out) override;
-  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final;
   bool HasBatchLoop() override { return isCaseSensitive_; }
 
- private:
+ protected:
+  /// Binds operand and parameter. Error 59001 (name, type) for what is no text.
+  void BindTexts(const wchar_t* name, XeAListStream* stream, RExpression*& replacement,
+                 MetaDataInfo& info);
+
   RefLongVarChar varCharOperand_{};
   RefLongVarChar varCharParam_{};
   bool isCaseSensitive_ = true;
 };
 
+/// Where the operand first occurs in the first parameter, from 1, as an int4; 0 when nowhere. Error
+/// 59001 ("Position", type) for what is no text.
+class SQXEREXPR_API Position final : public TextSearchFunction {
+ public:
+  using TextSearchFunction::TextSearchFunction;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override;
+};
+
 /// The same from a start, the optional second parameter: int4, or a double or numeric, truncated
 /// (error 59001, "Locate"). A start of 0 is one of 1. A negative start counts from the end (-1 is
 /// the last character), and the search then goes backward from there.
-class SQXEREXPR_API Locate final : public NumericValueFunction {
+class SQXEREXPR_API Locate final : public TextSearchFunction {
  public:
-  using NumericValueFunction::NumericValueFunction;
+  using TextSearchFunction::TextSearchFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
-  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
   bool HasBatchLoop() override { return isCaseSensitive_ && !HasStart(); }
 
  private:
   bool HasStart() const { return params_.size() > 1 && params_[1] != nullptr; }
 
-  RefLongVarChar varCharOperand_{};
-  RefLongVarChar varCharParam_{};
   int32 start_ = 1;
-  bool isCaseSensitive_ = true;
 };
 
 }  // namespace sqxer

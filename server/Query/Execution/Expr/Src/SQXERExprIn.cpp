@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "SQXERBatchTextCompare.h"
 #include "SQXERExprConvert.h"
 #include "SQXEROperandBinding.h"
 #include "SQXERTypedVariant.h"
@@ -98,6 +99,29 @@ void In::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& in
   if (row == std::end(kVariantOfType)) XeLogicError("values of this type are not looked up");
   replacement = (this->*row->make)();
   replacement->SetResultDataType(XeBoolean);
+}
+
+bool InLongVarChar::AreAllOthers(const BatchVector& texts, const BatchRows& rows) {
+  if (!compareFunc_.IsByCodePoint()) return false;
+  const auto known = KnownTextRows(texts, rows);
+  BatchBuffers& buffers = GetBatchBuffers();
+  return known && !longVarCharSet.HasWithin(buffers.Widen(texts, known->least, 0),
+                                            buffers.Widen(texts, known->greatest, 1));
+}
+
+bool InLongVarChar::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return FindInBatch(rows, out,
+                     [this](const BatchVector& texts, const BatchRows& wanted, uint8* values) {
+                       if (AreAllOthers(texts, wanted)) {
+                         std::fill_n(values, wanted.count, static_cast<uint8>(bIsNegated_));
+                         return;
+                       }
+                       wanted.ForEach([&](uint32 row) {
+                         if (texts.IsNull(row)) return;
+                         const RefLongVarChar text = GetBatchBuffers().Widen(texts, row, 0);
+                         values[row] = longVarCharSet.Contains(text) != bIsNegated_;
+                       });
+                     });
 }
 
 }  // namespace sqxer

@@ -92,8 +92,9 @@ class InNode : public In {
         constants, [](const T& a, const T& b) { return EqualToOp::Apply(a, b); }, out);
   }
 
-  template <class Set>
-  bool EvalInBatch(const Set& constants, const BatchRows& rows, BatchVector& out) {
+  /// find(operand, rows, values) writes for the rows whether they are members, or are not.
+  template <class Find>
+  bool FindInBatch(const BatchRows& rows, BatchVector& out, Find&& find) {
     if (!otherExprInList_.empty()) return In::EvalBatch(rows, out);
     BatchVector operand;
     if (!EvaluateBatch(*operand_, rows, operand)) return false;
@@ -103,8 +104,15 @@ class InNode : public In {
     out.values = values;
     out.isConstant = operand.isConstant;
     out.validity = operand.validity;
-    FindMembers(constants, operand, RowsOf(operand, rows), values);
+    find(operand, RowsOf(operand, rows), values);
     return true;
+  }
+  template <class Set>
+  bool EvalInBatch(const Set& constants, const BatchRows& rows, BatchVector& out) {
+    return FindInBatch(rows, out,
+                       [&](const BatchVector& operand, const BatchRows& wanted, uint8* values) {
+                         FindMembers(constants, operand, wanted, values);
+                       });
   }
 
   T value1_{};
@@ -236,8 +244,13 @@ class SQXEREXPR_API InLongVarChar final : public TextInNode<RefLongVarChar> {
  public:
   using TextInNode::TextInNode;
   RExprReturn Eval(void* out) override { return EvalIn(longVarCharSet, out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return otherExprInList_.empty(); }
 
  private:
+  /// Whether no text between those that a block tells of is a member.
+  bool AreAllOthers(const BatchVector& texts, const BatchRows& rows);
+
   const MemberSet<RefLongVarChar, Less_RefLongVarChar> longVarCharSet{ConstantValues()};
 };
 

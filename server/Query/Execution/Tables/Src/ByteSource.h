@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "InputFile.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -38,6 +39,10 @@ class PeekingSource final : public ByteSource {
 /// zeros behind the last member are padding.
 std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> source, const std::string& path);
 std::unique_ptr<ByteSource> UnpackZstd(std::unique_ptr<ByteSource> source, const std::string& path);
+
+/// How many bytes a packed file says that it holds, behind gzip data or before zstd ones. Of files
+/// joined together, and beyond 4 GiB, that is fewer than it does; 0 when it does not say.
+uint64 TellUnpackedBytes(const InputFile& file);
 
 /// The text of `source` in UTF-8, for an encoding by its name. A byte that is no part of a
 /// character becomes the byte FF, which no valid UTF-8 has, so that whoever reads the text finds

@@ -14,7 +14,11 @@ std::unique_ptr<VectorBuilder> FileColumn::MakeBuilder(const std::string& nullTe
 
 ColumnReader::ColumnReader(const std::vector<FileColumn>& columns, const std::string& nullText,
                            Purpose purpose, uint64 mostRows)
-    : columns_(columns), nullText_(nullText), purpose_(purpose), mostRows_(mostRows) {
+    : columns_(columns),
+      wanted_(columns),
+      nullText_(nullText),
+      purpose_(purpose),
+      mostRows_(mostRows) {
   for (const FileColumn& column : columns) {
     readings_.emplace_back();
     readings_.back().builder = column.MakeBuilder(nullText);
@@ -22,8 +26,10 @@ ColumnReader::ColumnReader(const std::vector<FileColumn>& columns, const std::st
 }
 
 void ColumnReader::AddColumn() {
+  const FileColumn& column = columns_[readings_.size()];
+  wanted_.Add(column.index);
   readings_.emplace_back();
-  readings_.back().builder = columns_[readings_.size() - 1].MakeBuilder(nullText_);
+  readings_.back().builder = column.MakeBuilder(nullText_);
   for (uint64 row = 0; row < rows_; ++row) readings_.back().builder->AppendNull();
 }
 

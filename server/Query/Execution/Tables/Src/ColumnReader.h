@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <optional>
@@ -35,6 +34,22 @@ struct FileColumn {
                      : survey.GetType();
   }
   std::unique_ptr<VectorBuilder> MakeBuilder(const std::string& nullText) const;
+};
+
+/// Which columns of a table are among some.
+class ColumnSet {
+ public:
+  explicit ColumnSet(const std::vector<FileColumn>& columns) {
+    for (const FileColumn& column : columns) Add(column.index);
+  }
+  void Add(uint32 column) {
+    if (has_.size() <= column) has_.resize(column + 1);
+    has_[column] = true;
+  }
+  bool Has(uint32 column) const { return column < has_.size() && has_[column]; }
+
+ private:
+  std::vector<bool> has_;
 };
 
 /// The field of a column of the table.
@@ -110,9 +125,7 @@ class ColumnReader final : public SliceSink {
   /// A budget that is used up ends the reading. It must outlive the reader.
   void SetBudget(TextBudget& budget) { budget_ = &budget; }
   bool Take(const RecordSlice& taken, const RecordPlaces& places) override;
-  bool Wants(uint32 column) const override {
-    return std::ranges::find(columns_, column, &FileColumn::index) != columns_.end();
-  }
+  bool Wants(uint32 column) const override { return wanted_.Has(column); }
   /// Takes a further column behind those that it was made with, NULL in the rows so far.
   void AddColumn();
 
@@ -160,6 +173,7 @@ class ColumnReader final : public SliceSink {
   void Drop(std::size_t column);
 
   const std::vector<FileColumn>& columns_;
+  ColumnSet wanted_;
   const std::string& nullText_;
   const Purpose purpose_;
   const uint64 mostRows_;

@@ -13,9 +13,6 @@ using Kind = JsonLineReader::Kind;
 
 static_assert(JsonLineReader::kPadding >= simdjson::SIMDJSON_PADDING);
 
-/// Reading takes stack per level.
-constexpr int kMostLevels = 1000;
-
 std::string_view TrimEnd(std::string_view text) {
   return text.substr(0, text.find_last_not_of(" \t\n\r") + 1);
 }
@@ -116,12 +113,15 @@ JsonLineReader::JsonLineReader() : state_(std::make_unique<State>()) {}
 
 JsonLineReader::~JsonLineReader() = default;
 
-bool JsonLineReader::Read(std::string_view text, MemberSink& sink) {
+JsonLineReader::Outcome JsonLineReader::Read(std::string_view text, MemberSink& sink) {
   ondemand::object object;
-  return state_->parser.iterate(text.data(), text.size(), text.size() + kPadding)
-                 .get(state_->document) == simdjson::SUCCESS &&
-         state_->document.get_object().get(object) == simdjson::SUCCESS &&
-         state_->ReadObject(object, sink) == simdjson::SUCCESS && state_->NextToken() == nullptr;
+  error_code error = state_->parser.iterate(text.data(), text.size(), text.size() + kPadding)
+                         .get(state_->document);
+  if (!error) error = state_->document.get_object().get(object);
+  if (!error) error = state_->ReadObject(object, sink);
+  // Reading takes stack per level.
+  if (error == simdjson::DEPTH_ERROR) return Outcome::kTooDeep;
+  return !error && state_->NextToken() == nullptr ? Outcome::kRead : Outcome::kBroken;
 }
 
 }  // namespace sqxer

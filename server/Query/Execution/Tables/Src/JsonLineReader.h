@@ -27,9 +27,16 @@ class JsonLineReader {
 
   /// How many bytes must be readable behind a text.
   static constexpr std::size_t kPadding = 64;
-  /// Reads one object. False when the text is not exactly one, blanks around it aside; members
-  /// before the fault were taken then.
-  bool Read(std::string_view text, MemberSink& sink);
+  enum class Outcome {
+    kRead,
+    /// The text is not exactly one object, blanks around it aside.
+    kBroken,
+    /// Values lie in each other more than kMostLevels deep.
+    kTooDeep,
+  };
+  static constexpr int kMostLevels = 1000;
+  /// Reads one object. Members before a fault are taken.
+  Outcome Read(std::string_view text, MemberSink& sink);
 
  private:
   struct State;

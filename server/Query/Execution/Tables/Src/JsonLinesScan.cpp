@@ -34,7 +34,6 @@ class JsonLinesScan::Reader final : public PieceReader {
     const RecordSlice& slice = slicer_.Get();
     if (slice.rows != 0 && !sink.Take(slice, *this)) return Going::kEnded;
     if (slicer_.GetBadLine()) ThrowBadLine(*slicer_.GetBadLine());
-    if (!isEnd && consumed == 0 && block.size() > kMaxFieldBytes) ThrowTooLarge();
     if (scan_.newNames_ == NewNames::kIgnore || slicer_.GetNewKeys().GetCount() == 0) {
       return Going::kOn;
     }
@@ -55,6 +54,8 @@ class JsonLinesScan::Reader final : public PieceReader {
     std::vector<XeString> quoted;
     if (bad.error == kNoJsonObject || bad.error == kDuplicateKey) {
       quoted.push_back(QuotedValue(bad.quoted));
+    } else if (bad.error == kTooManyLevels) {
+      quoted.push_back(std::to_wstring(JsonLineReader::kMostLevels));
     }
     ThrowBadRecordAt(bad.start, bad.error, std::move(quoted));
   }

@@ -16,8 +16,9 @@ namespace sqxer {
 /// which the files first name them, as far as they are known: those of the first lines, and of all
 /// once a Scan has read them. Errors beside those of RecordScan come with the line: 57029 (file,
 /// place, line) for what is not one object, 57030 (file, place, key), 57033 (file, place) for a
-/// line of more than 64 MiB, 57007 for a NUL in a line or a string, 57008, and 57022 (file, place,
-/// encoding); 57018 (file, columns).
+/// line of more than 64 MiB, 57007 for a NUL in a line, 57037 (file, place) for one that a
+/// string has by its escape, 57038 (file, place, levels) for deeper nesting, 57008, and 57022
+/// (file, place, encoding); 57018 (file, columns).
 class JsonLinesScan final : public RecordScan {
  public:
   /// Opens the files, at least one. `first` is the first one where it is open already.

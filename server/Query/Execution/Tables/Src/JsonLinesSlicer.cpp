@@ -42,7 +42,8 @@ uint32 JsonLinesSlicer::Slice(std::string_view text, bool isLast, const ColumnFi
       break;
     }
     if (!isWhole && !isLast) break;
-    const std::string_view line = text.substr(start, end - start);
+    std::string_view line = text.substr(start, end - start);
+    if (line.ends_with('\r')) line.remove_suffix(1);
     if (!IsBlank(line) && !ReadLine(line, start)) break;
     start = static_cast<uint32>(end + (isWhole ? 1 : 0));
   }
@@ -83,9 +84,11 @@ bool JsonLinesSlicer::ReadLine(std::string_view line, uint32 start) {
   memberBytes_ = 0;
   fault_.reset();
   std::ranges::fill(members_, Member());
-  if (!reader_.Read(line, *this) && !fault_) {
+  using Outcome = JsonLineReader::Outcome;
+  if (const Outcome outcome = reader_.Read(line, *this); outcome != Outcome::kRead && !fault_) {
     SetFault(line.find('\0') != std::string_view::npos ? kNulByte
              : !BaseStringUtil::IsValidUtf8(line)      ? kInvalidUtf8
+             : outcome == Outcome::kTooDeep            ? kTooManyLevels
                                                        : kNoJsonObject,
              TrimBlanks(line));
   }
@@ -107,7 +110,7 @@ void JsonLinesSlicer::Take(std::string_view key, JsonLineReader::Kind kind, std:
   if (lineOfKey_.size() <= index) lineOfKey_.resize(index + 1);
   if (lineOfKey_[index] == line_) return SetFault(kDuplicateKey, key);
   lineOfKey_[index] = line_;
-  if (text.find('\0') != std::string_view::npos) return SetFault(kNulByte, {});
+  if (text.find('\0') != std::string_view::npos) return SetFault(kNulEscape, {});
   if (kind == JsonLineReader::Kind::kNull) return;
   if (index >= places_.size() || places_[index] == kNotWanted) return;
   members_[places_[index]] = {text, kind == JsonLineReader::Kind::kString};
@@ -126,7 +129,7 @@ uint32 JsonLinesSlicer::FindKey(std::string_view key) {
   if (!index) {
     index = count;
     if (count == kMostKeys) SetFault(kTooManyColumns, {});
-    if (key.find('\0') != std::string_view::npos) SetFault(kNulByte, {});
+    if (key.find('\0') != std::string_view::npos) SetFault(kNulEscape, {});
     if (!fault_) newKeys_.Add(key);
   }
   nextKey_ = *index + 1;

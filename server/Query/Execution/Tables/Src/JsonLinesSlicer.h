@@ -26,7 +26,8 @@ class JsonLinesSlicer final : private JsonLineReader::MemberSink {
  public:
   /// A line that is no record.
   struct BadLine {
-    /// kNoJsonObject, kNulByte, kInvalidUtf8, kDuplicateKey, kTooManyColumns or kLineTooLarge.
+    /// kNoJsonObject, kNulByte, kNulEscape, kInvalidUtf8, kDuplicateKey, kTooManyColumns,
+    /// kLineTooLarge or kTooManyLevels.
     int error;
     /// Where it starts.
     uint32 start;

@@ -51,6 +51,12 @@ void RecordScan::EndOpening(ScanFile& file) const {
 
 uint64 RecordScan::GetBytes() const { return IsRepeatable() ? bytes_ : 0; }
 
+uint64 RecordScan::GetTextBytes() const {
+  uint64 bytes = 0;
+  for (const auto& file : files_) bytes += file->textBytes;
+  return IsRepeatable() ? bytes : 0;
+}
+
 void RecordScan::ReadHead(ScanFile& file, const ScanOptions& options) {
   file.text = std::make_unique<TextFile>(file.path, options.encoding, options.threads > 1);
   const TextFile& text = *file.text;
@@ -59,7 +65,8 @@ void RecordScan::ReadHead(ScanFile& file, const ScanOptions& options) {
   file.version = version;
   file.isRegular = text.GetFile().IsRegular();
   file.isPlain = text.IsPlain();
-  file.bytes = text.GetFile().GetSize();
+  file.bytes = file.textBytes = text.GetFile().GetSize();
+  if (text.IsPacked()) file.textBytes = std::max(file.bytes, TellUnpackedBytes(text.GetFile()));
   file.head.emplace(options.blockBytes * (file.isPlain ? 1 : kHeadBlocks));
   file.isHeadAll = false;
   FillHead(file);
@@ -149,7 +156,7 @@ bool RecordScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
           return workers.IsNeeded(index);
         };
         for (const Piece& piece : pieces[index]) {
-          if (!ReadPiece(piece, *sinks[index], onBlock)) return false;
+          if (!Open(piece).reader->Read(*sinks[index], onBlock)) return false;
         }
         return true;
       },
@@ -160,11 +167,6 @@ bool RecordScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
 
 void RecordScan::Tell(uint64 done, LoadProgress progress) const {
   if (progress != nullptr && GetBytes() != 0) progress(std::min(done, bytes_), bytes_);
-}
-
-bool RecordScan::ReadPiece(const Piece& piece, SliceSink& sink,
-                           const std::function<bool(uint64)>& onBlock) {
-  return Open(piece).reader->Read(sink, onBlock);
 }
 
 RecordScan::OpenPiece RecordScan::Open(const Piece& piece) {

@@ -35,6 +35,8 @@ struct ScanFile {
   bool isRegular = false;
   bool isPlain = false;
   uint64 bytes = 0;
+  /// Of its text, as far as it says.
+  uint64 textBytes = 0;
   /// Where the header ends: in the file when it is plain, else in its text.
   uint64 dataStart = 0;
   /// Open until it is scanned or, of several files, its header is known.
@@ -93,6 +95,8 @@ class RecordScan {
   bool IsRepeatable() const;
   /// The bytes of all files on disk, packed ones as they are; 0 when they are not known.
   uint64 GetBytes() const;
+  /// At least so many bytes have their texts; 0 when they are not known.
+  uint64 GetTextBytes() const;
   /// How many sinks are worth their while.
   uint32 GetWorkers() const;
 
@@ -164,7 +168,6 @@ class RecordScan {
 
  private:
   bool SampleAt(uint64 place, SliceSink& sink);
-  bool ReadPiece(const Piece& piece, SliceSink& sink, const std::function<bool(uint64)>& onBlock);
   struct OpenPiece;
   OpenPiece Open(const Piece& piece);
   /// Reads the pieces of each sink, in their order. `done` counts the bytes. False when a sink has

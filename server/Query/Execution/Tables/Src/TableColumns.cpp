@@ -1,28 +1,38 @@
 #include "TableColumns.h"
 
+#include <algorithm>
 #include <limits>
-#include <set>
 
 namespace sqxer {
 
-ColumnNames::ColumnNames(const std::string& file, std::vector<XeString> names,
-                         const DeclaredTypes& declared, bool areComplete)
-    : names_(std::move(names)), declared_(names_.size()) {
-  if (names_.size() > std::numeric_limits<uint16>::max()) {
-    ThrowTableError(kTooManyColumns, {Wide(file), std::to_wstring(names_.size())});
+void ColumnNames::Append(std::span<const XeString> names) {
+  const std::size_t count = names_.size() + names.size();
+  if (count > std::numeric_limits<uint16>::max()) {
+    ThrowTableError(kTooManyColumns, {Wide(file_), std::to_wstring(count)});
   }
-  std::set<XeString> seen;
-  for (std::size_t i = 0; i < names_.size(); ++i) {
-    if (!seen.insert(names_[i]).second) {
-      ThrowTableError(kDuplicateColumn, {Wide(file), names_[i]});
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (known_.insert(names[i]).second) continue;
+    for (const XeString& added : names.first(i)) known_.erase(added);
+    ThrowTableError(kDuplicateColumn, {Wide(file_), names[i]});
+  }
+  for (const XeString& name : names) {
+    names_.push_back(name);
+    const auto found = types_.find(name);
+    declared_.push_back(found == types_.end() ? std::nullopt : std::optional(found->second));
+  }
+}
+
+void ColumnNames::CheckDeclared(std::span<const XeString> further) const {
+  for (const auto& [name, type] : types_) {
+    if (!known_.contains(name) && std::ranges::find(further, name) == further.end()) {
+      ThrowTableError(kSchemaColumnUnknown, {Wide(file_), name});
     }
-    const auto found = declared.find(names_[i]);
-    if (found != declared.end()) declared_[i] = found->second;
   }
-  for (const auto& [name, type] : declared) {
-    if (areComplete && !seen.contains(name))
-      ThrowTableError(kSchemaColumnUnknown, {Wide(file), name});
-  }
+}
+
+bool ColumnNames::HasAllDeclared() const {
+  return std::ranges::all_of(types_,
+                             [this](const auto& type) { return known_.contains(type.first); });
 }
 
 void ThrowRefusedValue(VectorBuilder::Outcome outcome, const std::string& file,
@@ -33,9 +43,12 @@ void ThrowRefusedValue(VectorBuilder::Outcome outcome, const std::string& file,
       {Wide(file), place.Text(), column.name, DeclaredTypeName(column), QuotedValue(value)});
 }
 
-TableColumns::TableColumns(const std::string& file, std::vector<XeString> names,
+TableColumns::TableColumns(const std::string& file, const std::vector<XeString>& names,
                            const DeclaredTypes& declared)
-    : file_(file), names_(file, std::move(names), declared), surveys_(names_.GetCount()) {}
+    : file_(file), names_(file, declared), surveys_(names.size()) {
+  names_.Append(names);
+  names_.CheckDeclared();
+}
 
 void TableColumns::BeginLoad(uint64 rows) {
   for (std::size_t i = 0; i < GetCount(); ++i) {

@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <optional>
+#include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,12 +18,16 @@ namespace sqxer {
 /// The names of a table's columns, and the types that are declared for them.
 class ColumnNames {
  public:
-  ColumnNames() = default;
-  /// Error 57009 (file, name) for a name that occurs twice, 57013 (file, name) for a declared
-  /// column that is not among them, unless further ones may come, 57018 (file, columns) for more
-  /// than 65,535.
-  ColumnNames(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared,
-              bool areComplete = true);
+  ColumnNames(std::string file, DeclaredTypes types)
+      : file_(std::move(file)), types_(std::move(types)) {}
+
+  /// Adds names behind the others. Error 57009 (file, name) for a name that occurs twice, 57018
+  /// (file, columns) for more than 65,535: none is added then.
+  void Append(std::span<const XeString> names);
+  /// Error 57013 (file, name) for a declared column that is neither among them nor among further
+  /// names.
+  void CheckDeclared(std::span<const XeString> further = {}) const;
+  bool HasAllDeclared() const;
 
   std::size_t GetCount() const { return names_.size(); }
   const XeString& GetName(std::size_t column) const { return names_[column]; }
@@ -30,7 +36,10 @@ class ColumnNames {
   }
 
  private:
+  std::string file_;
+  DeclaredTypes types_;
   std::vector<XeString> names_;
+  std::set<XeString> known_;
   std::vector<std::optional<ColumnInfo>> declared_;
 };
 
@@ -44,7 +53,8 @@ class ColumnNames {
 class TableColumns {
  public:
   /// Error as ColumnNames has them.
-  TableColumns(const std::string& file, std::vector<XeString> names, const DeclaredTypes& declared);
+  TableColumns(const std::string& file, const std::vector<XeString>& names,
+               const DeclaredTypes& declared);
 
   std::size_t GetCount() const { return names_.GetCount(); }
 

@@ -46,6 +46,8 @@ enum TableErrorCode {
   kNoKeys = 57034,
   kTypeOfFirstRows = 57035,
   kNewKey = 57036,
+  kNulEscape = 57037,
+  kTooManyLevels = 57038,
   kLastFileError = 57099,
 };
 

@@ -114,9 +114,15 @@ class TextBuilder final : public TypedBuilder<TextBuilder> {
   }
 
   ColumnVector ShowValues() const override {
+    if (!dictionary_) return texts_.Show();
+    // Whoever looks at it lets go of it before the entries change.
+    auto entries = std::make_shared<ColumnVector>(dictionary_->GetTexts().Show());
     ColumnVector vector;
-    vector.form = ColumnForm::kText8;
+    vector.form = entries->form;
     vector.rows = rows_;
+    vector.codeWidth = sizeof(uint16);
+    vector.values = codes_.GetData();
+    vector.dictionary = std::move(entries);
     return vector;
   }
 

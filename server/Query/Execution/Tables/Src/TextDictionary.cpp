@@ -29,10 +29,26 @@ bool TextDictionary::Add(std::string_view text, const Key& key, uint32 count) {
   }
   keyStarts_.push_back(keys_.size());
   keys_.append(text);
-  uint64 at = key.hash % kSlots;
-  while (slots_[at].code >= 0) at = (at + 1) % kSlots;
-  slots_[at] = {key.head, key.tail, static_cast<uint32>(text.size()), static_cast<int32>(code)};
+  hashes_.push_back(key.hash);
+  if (2 * hashes_.size() > slots_.size()) Grow();
+  Insert(key.hash,
+         {key.head, key.tail, static_cast<uint32>(text.size()), static_cast<int32>(code)});
   return true;
+}
+
+void TextDictionary::Insert(uint64 hash, const Slot& slot) {
+  uint64 at = hash & mask_;
+  while (slots_[at].code >= 0) at = (at + 1) & mask_;
+  slots_[at] = slot;
+}
+
+void TextDictionary::Grow() {
+  std::vector<Slot> grown(2 * slots_.size());
+  slots_.swap(grown);
+  mask_ = slots_.size() - 1;
+  for (const Slot& slot : grown) {
+    if (slot.code >= 0) Insert(hashes_[static_cast<uint32>(slot.code)], slot);
+  }
 }
 
 }  // namespace sqxer

@@ -15,7 +15,7 @@ class TextDictionary {
  public:
   static constexpr uint32 kMostEntries = 4096;
 
-  TextDictionary() : slots_(kSlots) {}
+  TextDictionary() : slots_(kFirstSlots) {}
 
   /// What finds a text: a hash, and of texts up to kBytes all that tells them apart.
   struct Key {
@@ -43,7 +43,7 @@ class TextDictionary {
 
   /// The code of a text, negative for one that is new.
   int32 Find(std::string_view text, const Key& key) const {
-    for (uint64 at = key.hash % kSlots;; at = (at + 1) % kSlots) {
+    for (uint64 at = key.hash & mask_;; at = (at + 1) & mask_) {
       const Slot& slot = slots_[at];
       if (slot.head == key.head && slot.tail == key.tail && slot.length == key.length &&
           (key.length <= Key::kBytes || IsEqual(slot, text))) {
@@ -61,7 +61,7 @@ class TextDictionary {
   ColumnVector Take() { return texts_.Take(); }
 
  private:
-  static constexpr uint64 kSlots = 2 * kMostEntries;
+  static constexpr uint64 kFirstSlots = 64;
 
   struct Slot {
     uint64 head = 0;
@@ -78,11 +78,17 @@ class TextDictionary {
   static uint64 MixMiddle(std::string_view text, uint64 hash);
   bool IsEqual(const Slot& slot, std::string_view text) const;
 
+  void Insert(uint64 hash, const Slot& slot);
+  void Grow();
+
+  /// A power of two of them, half of them empty.
   std::vector<Slot> slots_;
+  uint64 mask_ = kFirstSlots - 1;
   TextRun texts_;
-  /// The texts as they came, to compare with.
+  /// The texts as they came, to compare with, and their hashes.
   std::string keys_;
   std::vector<std::size_t> keyStarts_;
+  std::vector<uint64> hashes_;
 };
 
 }  // namespace sqxer

@@ -84,21 +84,27 @@ void TextRun::AppendFrom(const TextRun& other, uint64 entry) {
   EndText();
 }
 
+ColumnVector TextRun::Show() const {
+  ColumnVector vector;
+  vector.form = isWide_ ? ColumnForm::kText32 : ColumnForm::kText8;
+  vector.offsetWidth = offsetWidth_;
+  vector.isAscii = isAscii_;
+  vector.rows = count_;
+  vector.values = buffer_.GetData();
+  vector.offsets = offsets_.GetData();
+  return vector;
+}
+
 ColumnVector TextRun::Take() {
   Reserve(0);
   auto kept = std::make_shared<KeptBuffers>();
   buffer_.Reserve(1);
   buffer_.Shrink(characters_ * (isWide_ ? sizeof(wchar_t) : 1));
   offsets_.Shrink((count_ + 1) * offsetWidth_);
+  ColumnVector vector = Show();
+  // Buffers stay where they are when they are moved.
   kept->values = std::move(buffer_);
   kept->offsets = std::move(offsets_);
-  ColumnVector vector;
-  vector.form = isWide_ ? ColumnForm::kText32 : ColumnForm::kText8;
-  vector.offsetWidth = offsetWidth_;
-  vector.isAscii = isAscii_;
-  vector.rows = count_;
-  vector.values = kept->values.GetData();
-  vector.offsets = kept->offsets.GetData();
   vector.owner = std::move(kept);
   *this = TextRun();
   return vector;

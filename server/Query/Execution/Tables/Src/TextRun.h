@@ -41,7 +41,9 @@ class TextRun {
     EndText();
   }
 
-  /// The texts as a vector without NULLs, kept by `owner` from then on. The run is empty
+  /// The texts as a vector without NULLs, valid until the run changes.
+  ColumnVector Show() const;
+  /// The same, kept by `owner` from then on. The run is empty
   /// afterwards.
   ColumnVector Take();
 

@@ -45,7 +45,7 @@ void Loosen(ColumnInfo& info, bool isDeclared, uint64 longest) {
 class TextTable::Surveyor final : public SliceSink {
  public:
   Surveyor(std::vector<FileColumn>& columns, const std::string& nullText)
-      : columns_(columns), nullText_(nullText) {}
+      : columns_(columns), wanted_(columns), nullText_(nullText) {}
 
   bool Take(const RecordSlice& slice, const RecordPlaces&) override {
     for (FileColumn& column : columns_) {
@@ -57,12 +57,11 @@ class TextTable::Surveyor final : public SliceSink {
     }
     return true;
   }
-  bool Wants(uint32 column) const override {
-    return std::ranges::find(columns_, column, &FileColumn::index) != columns_.end();
-  }
+  bool Wants(uint32 column) const override { return wanted_.Has(column); }
 
  private:
   std::vector<FileColumn>& columns_;
+  const ColumnSet wanted_;
   const std::string& nullText_;
 };
 
@@ -127,6 +126,8 @@ class TextTable::Rest final : public ChunkSource {
       }
       if (!hasMore_) {
         if (doubt_ == Doubt::kGuess && !table_.scan_->IsSampleConfirmed()) throw TypeRefuted();
+        // Rows that tell no columns may have keys that were declared.
+        table_.names_.CheckDeclared(table_.scan_->GetNames());
         return nullptr;
       }
       ReadOn();
@@ -182,7 +183,10 @@ class TextTable::Rest final : public ChunkSource {
 TextTable::TextTable(const std::vector<std::string>& paths, const XeString& name,
                      const DeclaredTypes& declared, const TextTableOptions& options,
                      Content content)
-    : path_(paths.front()), hasOneFile_(paths.size() == 1), options_(options), declared_(declared) {
+    : path_(paths.front()),
+      hasOneFile_(paths.size() == 1),
+      options_(options),
+      names_(path_, declared) {
   std::unique_ptr<ScanFile> first = RecordScan::OpenFile(path_, options.file);
   const bool mayBeJson = content == Content::kAny && !options.file.delimiter;
   if (content == Content::kJsonLines || (mayBeJson && JsonLinesScan::Recognises(*first))) {
@@ -199,7 +203,8 @@ void TextTable::LearnNames() {
   if (scan_->AreNamesComplete() && scan_->GetNames().empty()) {
     ThrowTableError(kNoKeys, {Wide(path_)});
   }
-  names_ = ColumnNames(path_, scan_->GetNames(), declared_, scan_->AreNamesComplete());
+  names_.Append(std::span(scan_->GetNames()).subspan(names_.GetCount()));
+  if (scan_->AreNamesComplete()) names_.CheckDeclared();
   isLoaded_.resize(names_.GetCount());
   std::vector<ColumnInfo>& columns = table_.schema.columns;
   for (std::size_t i = columns.size(); i < names_.GetCount(); ++i) {
@@ -217,9 +222,8 @@ bool TextTable::NeedsNames(const TableRequest& request) const {
     }
     return true;
   };
-  return names_.GetCount() == 0 || (request.all && !request.mostRows) ||
-         std::ranges::any_of(request.names, isUnknown) ||
-         std::ranges::any_of(declared_, isUnknown, &DeclaredTypes::value_type::first);
+  return names_.GetCount() == 0 || (request.all && !request.mostRows) || !names_.HasAllDeclared() ||
+         std::ranges::any_of(request.names, isUnknown);
 }
 
 void TextTable::FindNames(LoadProgress progress) {
@@ -295,7 +299,7 @@ void TextTable::Load(const std::vector<uint32>& wanted, const TableRequest& requ
   const bool mayStream = isRepeatable && request.onePass && !request.mostRows;
   const uint64 mostBytes = mayStream ? GetTableMemory() : std::numeric_limits<uint64>::max();
   Loaded loaded;
-  const bool isKept = scan_->GetBytes() <= mostBytes &&
+  const bool isKept = scan_->GetTextBytes() <= mostBytes &&
                       ReadAll(columns, Purpose::kKeep, request, mostBytes, progress, loaded);
   if (isKept) {
     Keep(std::move(loaded), request.mostRows);
@@ -410,13 +414,12 @@ void TextTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
     const uint64 bytes =
         std::min(kChunkBytes, mostBytes - std::min(mostBytes, reader.GetTextBytes()));
     hasMore = scan_->ScanNext(SinksOf(readers), bytes, progress);
-    while (columns.size() < scan_->GetNames().size()) {
-      LearnNames();
+    LearnNames();
+    while (columns.size() < names_.GetCount()) {
       columns.push_back(MakeColumn(static_cast<uint32>(columns.size()), true));
       reader.AddColumn();
     }
   }
-  LearnNames();
   Loaded loaded;
   loaded.columns.resize(names_.GetCount());
   if (!hasMore) {
@@ -438,6 +441,7 @@ void TextTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
   }
   Keep(std::move(loaded), reader.GetRows());
   table_.schema.mostRows = kAllRows;
+  table_.schema.mayHaveMoreColumns = !scan_->AreNamesComplete();
   isUsedUp_ = true;
   scan_->SetNewNames(request.all ? RecordScan::NewNames::kRefuse : RecordScan::NewNames::kIgnore);
   rest_ = std::make_unique<Rest>(*this, std::move(settled), Rest::Doubt::kNone, progress);

@@ -121,7 +121,6 @@ class TextTable final : public LazyTable {
   std::string path_;
   bool hasOneFile_;
   TextTableOptions options_;
-  DeclaredTypes declared_;
   std::unique_ptr<RecordScan> scan_;
   ColumnNames names_;
   Table table_;

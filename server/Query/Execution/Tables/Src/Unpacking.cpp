@@ -177,7 +177,26 @@ class ZstdSource final : public ByteSource {
   bool hasMore_ = false;
 };
 
+template <class Word>
+Word ReadWordAt(const InputFile& file, uint64 place) {
+  Word word = 0;
+  file.ReadAt(place, reinterpret_cast<char*>(&word), sizeof word);
+  return word;
+}
+
 }  // namespace
+
+uint64 TellUnpackedBytes(const InputFile& file) {
+  constexpr uint16 kGzip = 0x8B1F;
+  constexpr std::size_t kMostOfFrameHeader = 18;
+  if (file.GetSize() < kMostOfFrameHeader) return 0;
+  if (ReadWordAt<uint16>(file, 0) == kGzip) {
+    return ReadWordAt<uint32>(file, file.GetSize() - sizeof(uint32));
+  }
+  char header[kMostOfFrameHeader];
+  const uint64 bytes = ZSTD_getFrameContentSize(header, file.ReadAt(0, header, sizeof header));
+  return bytes == ZSTD_CONTENTSIZE_ERROR || bytes == ZSTD_CONTENTSIZE_UNKNOWN ? 0 : bytes;
+}
 
 std::unique_ptr<ByteSource> UnpackGzip(std::unique_ptr<ByteSource> source,
                                        const std::string& path) {

@@ -85,11 +85,14 @@ TEST_F(JsonLinesTable, ReadsLinesAcrossBlocksPackedFilesAndSeveral) {
 
 TEST_F(JsonLinesTable, RefusesBrokenLinesWithTheirPlace) {
   const auto broken = [](const std::string& line) {
-    return "is not one whole JSON object, as each line must be: \"" + line + "\"";
+    return "is not one whole JSON object, as each line must be: mend or remove it: \"" + line +
+           "\"";
   };
   const std::string nul =
       "holds a NUL byte, which text files have not: remove it, or name the "
       "encoding of the file with --encoding";
+  const std::string escape =
+      "has a string with the character \\u0000, which texts have not: remove it";
   const std::string good = "{\"a\":1}\n\n";
   struct Case {
     std::string line;
@@ -97,15 +100,19 @@ TEST_F(JsonLinesTable, RefusesBrokenLinesWithTheirPlace) {
   };
   std::vector<Case> cases = {
       {"{\"a\":\"\t\"}", broken("{\"a\":\" \"}")},
-      {"{\"a\":1,\"a\":2}", "has a key more than once: \"a\""},
+      {"{\"a\":1,\"a\":2}", "has a key more than once, rename one: \"a\""},
       {"{\"a\":\"\xE4\"}",
        "is not valid UTF-8: save the file as UTF-8, or name its encoding with --encoding"},
       {"{\"b\":\"" + std::string(65 << 20, 'x') + "\"}",
        "has more than 64 MiB: is each JSON object on a line of its own?"},
       {std::string("{\"a\":1\0}", 8), nul},
       {std::string("{\"a\":1}\0", 8), nul},
-      {"{\"a\":\"x\\u0000\"}", nul},
-      {"{\"\\u0000\":1}", nul},
+      {"{\"a\":\"x\\u0000\"}", escape},
+      {"{\"\\u0000\":1}", escape},
+      {"{\"a\":[1}\r", broken("{\"a\":[1}")},
+      {"{\"a\":" + std::string(1001, '[') + std::string(1001, ']') + "}",
+       "has values more than 1000 levels deep in each other: flatten them, or write them as a "
+       "string"},
   };
   for (const std::string line : {"{",
                                  "}",
@@ -165,7 +172,8 @@ TEST_F(JsonLinesTable, RefusesFilesWithoutKeysAndValuesOfOtherTypes) {
       {"{\"a\":1}\n{\"a\":\"x\"}\n", "a:int4",
        "line 2 of \"t.jsonl\" has a value that the column \"a\", int4, cannot take: \"x\""},
       {"{\"a\":\"abc\"}\n{\"a\":1}\n[]\n", "a:char(2)",
-       "line 3 of \"t.jsonl\" is not one whole JSON object, as each line must be: \"[]\""},
+       "line 3 of \"t.jsonl\" is not one whole JSON object, as each line must be: mend or "
+       "remove it: \"[]\""},
       {"{\"a\":1}\n", "b:int4",
        "the declared types of \"t.jsonl\" name a column that it has not, write its "
        "name as the file does, letter case included: \"b\""},
@@ -181,7 +189,7 @@ TEST_F(JsonLinesTable, RefusesFilesWithoutKeysAndValuesOfOtherTypes) {
   Session session =
       OpenLines("{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}");
   EXPECT_THAT(Error(session, "SELECT * FROM t"),
-              testing::StartsWith("line 1 of \"t.jsonl\" is not"));
+              testing::StartsWith("line 1 of \"t.jsonl\" has values more than"));
 }
 
 /// Lines of which late ones have further keys, and a text among the numbers `n`.
@@ -245,6 +253,44 @@ TEST_F(JsonLinesTable, GivesTheSameByWhateverWayItIsRead) {
             "TableMemory=BYTES");
 }
 
+TEST_F(JsonLinesTable, TellsWhatTheFirstRowsOfAPipeDoNot) {
+  signal(SIGPIPE, SIG_IGN);
+  const std::string content = ManyLines();
+  const auto outcome = [&](const char* sql, const char* schema) {
+    return Outcome(folder_.File("p"), sql, "64KiB", 1, content, schema);
+  };
+  const std::string unknown =
+      "there is no column of this name: \"late\" (the first rows told the columns, let more rows "
+      "tell them: --set TableMemory=BYTES)";
+  EXPECT_EQ(outcome("SELECT late FROM t", ""), unknown);
+  EXPECT_EQ(outcome("SELECT late FROM t", "late:double"), unknown);
+  // A key that was declared may come late, but must come.
+  EXPECT_EQ(outcome("SELECT COUNT(*) FROM t", "late:double"), "20000\n");
+  EXPECT_EQ(outcome("SELECT COUNT(*) FROM t", "nosuch:double"),
+            "the declared types of \"p\" name a column that it has not, write its name as the file "
+            "does, letter case included: \"nosuch\"");
+}
+
+TEST_F(JsonLinesTable, TakesKeysOfPipesWhereverTheyCome) {
+  // Each in a line of its own, behind what is looked at first.
+  constexpr int kKeys = 3000;
+  std::string content;
+  for (int i = 0; i < 1000; ++i) content += "{\"a\":1}\n";
+  for (int i = 0; i < kKeys; ++i) {
+    content += "{\"k" + std::to_string(i) + "\":" + std::to_string(i) + "}\n";
+  }
+  EXPECT_EQ(Outcome(folder_.File("keys"), "SELECT SUM(a), MAX(k0), MAX(k2999) FROM t", "1GiB", 1,
+                    content),
+            "1000|0|2999\n");
+  // The lines behind a long one, which names a key, are in its block.
+  const std::string longText((64 << 20) - 100, 'x');
+  content = "{\"a\":1}\n{\"b\":\"" + longText + "\"}\n";
+  content += "{\"a\":2,\"c\":\"" + longText.substr(0, 1000) + "\"}\n";
+  EXPECT_EQ(Outcome(folder_.File("long"), "SELECT SUM(a), MAX(CHAR_LENGTH(b)) FROM t", "1GiB", 1,
+                    content),
+            "3|" + std::to_string(longText.size()) + "\n");
+}
+
 TEST_F(JsonLinesTable, ReadsFurtherColumnsForLaterStatements) {
   const std::string file = folder_.Write("t.jsonl", ManyLines());
   Session session;
@@ -264,7 +310,9 @@ TEST_F(JsonLinesTable, ReportsTheFirstBrokenLineAndReadsNoFurtherThanItMust) {
   const std::string file =
       folder_.Write("t.jsonl", content + "{\"id\":\"x\"}\n[1]\n" + content + "{\n" + content);
   const std::string broken =
-      "line 20202 of \"t.jsonl\" is not one whole JSON object, as each line must be: \"[1]\"";
+      "line 20202 of \"t.jsonl\" is not one whole JSON object, as each line must be: mend or "
+      "remove "
+      "it: \"[1]\"";
   for (const uint32 threads : {1u, 4u}) {
     for (const char* memory : {"1GiB", "1"}) {
       EXPECT_EQ(Outcome(file, "SELECT COUNT(*) FROM t", memory, threads), broken);

@@ -69,6 +69,22 @@ std::string MakeText() {
 
 }  // namespace
 
+TEST(Unpacking, FilesTellHowMuchTheyHold) {
+  const std::string text = MakeText();
+  const std::string packed = PackWithNames(text);
+  const TemporaryFolder folder;
+  const auto tell = [&](const std::string& content) {
+    return TellUnpackedBytes(InputFile(folder.Write("t", content)));
+  };
+  EXPECT_EQ(tell(packed), text.size());
+  EXPECT_EQ(tell(packed + PackWithNames("a")), 1u);
+  for (const std::string& other : {std::string(), text, packed.substr(0, 17)}) {
+    EXPECT_EQ(tell(other), 0u);
+  }
+  // The header of a frame, with the length in one byte.
+  EXPECT_EQ(tell("\x28\xB5\x2F\xFD\x20\x2A" + std::string(20, '\x01')), 42u);
+}
+
 TEST(Unpacking, TakesGzipDataInPieces) {
   const std::string text = MakeText();
   const std::string packed = PackWithNames(text) + PackWithNames("") + PackWithNames(text);

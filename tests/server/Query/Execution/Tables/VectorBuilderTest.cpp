@@ -308,6 +308,37 @@ TEST(VectorBuilder, KnowsItsBlocks) {
     reals.push_back(isNull ? "" : i == kColumnBlockRows * 2 + 5 ? "NaN" : std::to_string(value));
     texts.push_back(i == kColumnBlockRows * 2 ? "blank " : std::to_string(i));
   }
+  // Few different texts, then many; with blanks at their ends, and NULL throughout a block.
+  std::vector<std::string> few, words;
+  for (std::size_t i = 0; i < kRows; ++i) {
+    const bool isNull = i / kColumnBlockRows == 1 || random() % 10 == 0;
+    const std::string end(random() % 3, ' ');
+    few.push_back(isNull ? "" : std::to_string(random() % 9) + end);
+    words.push_back(isNull ? "" : "prefixes" + std::to_string(random() % 99999) + "\u00E4" + end);
+  }
+  for (const std::vector<std::string>& values : {few, words}) {
+    const ColumnVector vector = Build(XeVarCharData, values)->Take();
+    EXPECT_EQ(vector.dictionary != nullptr, values == few);
+    const auto trimmed = [](const std::string& value) {
+      return value.substr(0, value.find_last_not_of(' ') + 1);
+    };
+    for (std::size_t b = 0; b < vector.blocks.size(); ++b) {
+      SCOPED_TRACE(b);
+      const std::size_t first = b * kColumnBlockRows;
+      const std::size_t end = std::min<std::size_t>(kRows, first + kColumnBlockRows);
+      std::optional<std::size_t> least, greatest;
+      for (std::size_t i = first; i < end; ++i) {
+        if (values[i].empty()) continue;
+        if (!least || trimmed(values[i]) < trimmed(values[*least])) least = i;
+        if (!greatest || trimmed(values[i]) > trimmed(values[*greatest])) greatest = i;
+      }
+      EXPECT_EQ(vector.blocks[b].rows, end - first);
+      ASSERT_EQ(vector.blocks[b].hasBounds, least.has_value());
+      if (!least) continue;
+      EXPECT_EQ(vector.blocks[b].texts.least, *least - first);
+      EXPECT_EQ(vector.blocks[b].texts.greatest, *greatest - first);
+    }
+  }
   const ColumnVector whole = Build(XeInt4Data, numbers)->Take();
   const ColumnVector real = Build(XeDoubleData, reals)->Take();
   const ColumnVector text = Build(XeVarCharData, texts)->Take();
