@@ -137,9 +137,10 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option("--encoding", options.files.file.encoding,
                  "Of text files without a byte order mark, such as latin1 (default: UTF-8)")
       ->type_name("NAME");
-  app.add_option("--threads", options.files.file.threads,
-                 "How many threads read files and evaluate rows at most (default: the cores); results do "
-                 "not depend on it")
+  app.add_option(
+         "--threads", options.files.file.threads,
+         "How many threads read files and evaluate rows at most (default: the cores); results do "
+         "not depend on it")
       ->type_name("N")
       ->check(&CheckThreads);
   app.add_option("-o,--output", format,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -26,8 +27,10 @@ class GroupParts {
   /// One run for each thread.
   explicit GroupParts(QueryRuns runs) : runs_(std::move(runs)) {}
 
-  /// Whether so many rows are worth more than one thread.
-  static bool GainsFrom(uint64 rows) { return rows >= 2 * leastRows; }
+  /// How many threads so many rows are worth, of those that there are.
+  static uint32 CountThreads(uint64 rows, uint32 threads) {
+    return static_cast<uint32>(std::min<uint64>(threads, rows / leastRows));
+  }
   /// The fewest rows of a stretch, and what is it from now on.
   static constexpr uint64 kLeastRows = uint64{32} * kColumnBlockRows;
   static void SetLeastRows(uint64 rows) { leastRows = rows; }

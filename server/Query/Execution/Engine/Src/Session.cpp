@@ -273,9 +273,9 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   }
 }
 
-bool Session::MayGainFromThreads(const QueryPlan& plan, const LazyTable& table) const {
-  return threads_ > 1 && (plan.grouped || plan.filter) && plan.documents.empty() &&
-         (!table.HasAllRows() || GroupParts::GainsFrom(table.Get().rowCount));
+uint32 Session::CountThreads(const QueryPlan& plan, const LazyTable& table) const {
+  if ((!plan.grouped && !plan.filter) || !plan.documents.empty()) return 1;
+  return table.HasAllRows() ? GroupParts::CountThreads(table.Get().rowCount, threads_) : threads_;
 }
 
 void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
@@ -290,9 +290,10 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   const int position = plan.tablePosition;
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
   std::vector<QueryPlan> plans;
-  if (table && !explain && MayGainFromThreads(plan, *table)) {
+  if (table && !explain) {
     // Before the rows that are read once are on their way.
-    for (uint32 i = 0; i < threads_; ++i) plans.push_back(compile());
+    const uint32 threads = CountThreads(plan, *table);
+    for (uint32 i = 0; threads > 1 && i < threads; ++i) plans.push_back(compile());
   }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
                  table && !explain ? TakeRest(*table, position) : nullptr);

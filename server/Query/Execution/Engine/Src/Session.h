@@ -100,7 +100,8 @@ class Session : public Catalog {
   using TablePtr = std::shared_ptr<LazyTable>;
 
   void PlanAndRun(const std::string& sql, ResultSink& sink, int repeat);
-  bool MayGainFromThreads(const QueryPlan& plan, const LazyTable& table) const;
+  /// How many threads may each need trees of their own.
+  uint32 CountThreads(const QueryPlan& plan, const LazyTable& table) const;
 
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);

@@ -169,8 +169,8 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
 /// values is evaluated once for each of them. False, and what is thrown: see EvalBatch.
 SQXEREXPR_API bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out);
 
-/// For tests: is given every vector of EvaluateBatch, and may put another one in its place that means
-/// the same. Null, as at first, for none; to be set while no tree is evaluated.
+/// For tests: is given every vector of EvaluateBatch, and may put another one in its place, of the
+/// same meaning. Null, as at first, for none; to be set while no tree is evaluated.
 using BatchProbe = void (*)(RExpression& tree, const BatchRows& rows, BatchVector& out);
 SQXEREXPR_API void SetBatchProbe(BatchProbe probe);
 
