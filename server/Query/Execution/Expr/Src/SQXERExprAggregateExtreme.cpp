@@ -440,13 +440,15 @@ bool NullIfNotUnique::TakesBatches() {
 
 void NullIfNotUnique::FoldBatch(const BatchFold& fold) {
   constexpr std::size_t kIsFirstOfState = kValueOfState;
+  const BatchVector& input = *fold.input;
   WithStoredType(sourceDataType_, [&]<class T>(std::type_identity<T>) {
     fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
       uint8* const state = fold.StateOf(index);
       if (!isValue) {
         state[kNullOfState] = 1;
       } else {
-        const T value = ReadBatchValue<T>(*fold.input, row);
+        // NOLINTNEXTLINE(clang-analyzer-core.NonNullParamChecker): of a column, never of none
+        const T value = ReadBatchValue<T>(input, row);
         if (state[kIsFirstOfState] != 0) {
           std::memcpy(state + valueOfState_, static_cast<const void*>(&value), sizeof value);
           StoreValue(state + kSizeOfState, uint32{sizeof value});
