@@ -224,8 +224,11 @@ bool GroupBatch::FindBySeveral(const BatchRows& rows, std::span<const BatchVecto
     const uint64 value = values[row] & meant;
     const auto known = groupsOfNulls_.find({nulls, value});
     if (known != groupsOfNulls_.end()) return known->second;
-    groupOfNull_ = nullptr;
-    if (!table_.MayOpen()) return groupOfNull_;
+    if (!table_.MayOpen()) {
+      // Known nowhere here, so that it must not count as known.
+      groupOfNull_ = FindOrOpen(row, firstRow);
+      return groupOfNull_;
+    }
     constexpr uint64 kBytesOfPlace = 80;
     table_.memory_.Take(kBytesOfPlace);
     bytesOfValues_ += kBytesOfPlace;

@@ -1,7 +1,6 @@
 #include "GroupParts.h"
 
 #include <algorithm>
-#include <limits>
 
 #include "Workers.h"
 
@@ -22,23 +21,26 @@ void GroupParts::Start(GroupTable& groups) {
   merge_.emplace(groups, stretches);
   for (const auto& run : runs_) run->groups_->ShareStates(stretches);
   groups_ = &groups;
-  trialRows_ = 0;
+  trialRows_.reset();
+  isTrialOver_ = false;
   failures_ = 0;
   areGroupsMany_ = false;
 }
 
 uint64 GroupParts::CountTrialRows(const TableChunk& chunk) {
-  if (trialRows_ != 0) return 0;
+  if (trialRows_) return 0;
   trialRows_ = std::min(chunk.rows, leastRows / 2);
-  return trialRows_;
+  return *trialRows_;
 }
 
 const std::vector<GroupParts::Part>& GroupParts::Group(const TableChunk& chunk, uint64 firstRow,
                                                        uint64 row) {
-  // Of so many keys that most rows of the trial had one of their own there are more than a stretch
-  // has rows for.
-  areGroupsMany_ = areGroupsMany_ || groups_->CountLive() > std::max<uint64>(trialRows_ / 4 * 3, 1);
-  trialRows_ = std::numeric_limits<uint64>::max();
+  if (!isTrialOver_) {
+    // Of so many keys that most rows of the trial had one of their own there are more than a
+    // stretch has rows for.
+    areGroupsMany_ = groups_->CountLive() > std::max<uint64>(*trialRows_ / 4 * 3, 1);
+    isTrialOver_ = true;
+  }
   parts_.clear();
   const bool isInVain = failures_ > kMostFailures || areGroupsMany_;
   const auto count = std::min<uint64>(runs_.size(), isInVain ? 1 : (chunk.rows - row) / leastRows);

@@ -53,7 +53,9 @@ class GroupParts {
   std::vector<Part> parts_;
   std::optional<GroupMerge> merge_;
   GroupTable* groups_ = nullptr;
-  uint64 trialRows_ = 0;
+  /// How many rows the trial has; nothing before it.
+  std::optional<uint64> trialRows_;
+  bool isTrialOver_ = false;
   /// Parts whose rows had to be taken in again, and whether there are so many groups that merging
   /// them gains nothing.
   uint32 failures_ = 0;

@@ -43,8 +43,7 @@ class TextRun {
 
   /// The texts as a vector without NULLs, valid until the run changes.
   ColumnVector Show() const;
-  /// The same, kept by `owner` from then on. The run is empty
-  /// afterwards.
+  /// The same, kept by `owner` from then on. The run is empty afterwards.
   ColumnVector Take();
 
  private:
