@@ -377,6 +377,14 @@ bool VelmarNumber::TryScaled(int scale, int64& coefficient) const {
   return true;
 }
 
+VelmarNumber::Parts VelmarNumber::GetParts() const {
+  Decimal value = Access::Unpack(*this);
+  StripZeros(value);
+  const auto size = static_cast<int128>(value.coefficient);
+  const int128 coefficient = value.negative ? -size : size;
+  return {static_cast<int64>(coefficient >> 64), static_cast<uint64>(coefficient), value.exponent};
+}
+
 int VelmarNumber::decimalPlaces() const {
   Decimal value = Access::Unpack(*this);
   StripZeros(value);

@@ -66,6 +66,19 @@ class XEUTILITY_API VelmarNumber {
   /// Whether the number times 10^scale (0 to 18) is whole and has 64 bits, and then what it is.
   bool TryScaled(int scale, int64& coefficient) const;
 
+  /// A number as coefficient x 10^exponent, the coefficient as the two halves of 128 bits.
+  struct Parts {
+    int64 high;
+    uint64 low;
+    int exponent;
+  };
+  /// Of at most 38 digits, with exponents from -90 to 90.
+  static VelmarNumber FromParts(const Parts& parts) {
+    return Pack(static_cast<Coefficient>(parts.high) << 64 | parts.low, parts.exponent);
+  }
+  /// Those of the number with the fewest digits; zero has the exponent 0.
+  Parts GetParts() const;
+
   /// The nearest double.
   float64 asDouble() const;
   /// Truncated toward zero; outside 32 bits the nearest limit.
