@@ -80,6 +80,32 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},
       {57102, 2, "a text is longer than the {1} characters of the column \"{0}\""},
       {57103, 2, "an expression gave another type than was planned for the column \"{0}\": {1}"},
+
+      {57200, 1,
+       "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},
+      {57201, 2, "the Arrow stream of \"{0}\" broke off: {1}"},
+      {57202, 2, "the Arrow data of \"{0}\" are no table: {1}"},
+      {57203, 4,
+       "the column \"{0}\" of \"{1}\" has an Arrow type that expressions cannot read, {3}: "
+       "\"{2}\""},
+      {57204, 3, "the Arrow array of the column \"{0}\" of \"{1}\" contradicts its type: {2}"},
+      {57205, 3,
+       "row {0} of \"{2}\" has a text in the column \"{1}\" that is not valid UTF-8, or holds a "
+       "NUL character: mend or remove it"},
+      {57206, 5, "row {0} of \"{2}\" has a value in the column \"{1}\" that no {3} can be: {4}"},
+      {57207, 5,
+       "row {0} of \"{2}\" has a text in the column \"{1}\" longer than the {3} characters that "
+       "the first rows led to: read the table whole, or say how long its texts are: \"{4}\""},
+      {57208, 3,
+       "row {0} of \"{2}\" is NULL in the column \"{1}\", which says that it has no NULLs: declare "
+       "it nullable"},
+      {57220, 3,
+       "a number in the column \"{0}\" does not fit the Arrow type {1} that the rows before led "
+       "to, "
+       "ask for doubles or cast it: {2}"},
+      {57221, 1,
+       "the texts of the column \"{0}\" take more than 2 GiB in one array: ask for large texts"},
+      {57222, 2, "values of this type have no Arrow layout, cast the column \"{0}\": {1}"},
   };
 }
 
