@@ -100,8 +100,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "row {0} of \"{2}\" is NULL in the column \"{1}\", which says that it has no NULLs: declare "
        "it nullable"},
       {57220, 3,
-       "a number in the column \"{0}\" does not fit the Arrow type {1} that the rows before led "
-       "to, "
+       "a value of the column \"{0}\" does not fit the Arrow type {1} that the rows before led to, "
        "ask for doubles or cast it: {2}"},
       {57221, 1,
        "the texts of the column \"{0}\" take more than 2 GiB in one array: ask for large texts"},

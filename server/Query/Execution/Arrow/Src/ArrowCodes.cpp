@@ -71,10 +71,6 @@ ColumnBuffer JoinNulls(const ArrowView& view, const ColumnVector& entries, const
   return validity;
 }
 
-/// Texts without NULLs and without a dictionary of their own, whatever stands where there were
-/// some.
-std::shared_ptr<const ColumnVector> FlatTexts(ColumnVector texts);
-
 /// The values of coded rows side by side, for forms of fixed width.
 void GatherValues(const ArrowView& view, const ColumnVector& entries, const Codes& codes,
                   ArrowParts& parts, ColumnVector& vector) {
@@ -137,6 +133,33 @@ void GatherTexts(const ArrowView& view, const ColumnVector& entries, const Codes
   });
 }
 
+/// Texts without NULLs and without a dictionary of their own, whatever stands where there were
+/// some.
+std::shared_ptr<const ColumnVector> FlatTexts(ColumnVector texts) {
+  if (texts.dictionary) {
+    ArrowView all;
+    all.rows = texts.rows;
+    const Codes codes{texts.values, texts.codeWidth};
+    const ColumnVector& entries = *texts.dictionary;
+    const XeString unnamed;
+    const ArrowReading reading{unnamed};
+    ArrowParts parts(reading);
+    ColumnVector flat;
+    flat.form = entries.form;
+    flat.isAscii = entries.isAscii;
+    if (entries.form == ColumnForm::kText8) {
+      GatherTexts<uint8>(all, entries, codes, parts, flat);
+    } else {
+      GatherTexts<wchar_t>(all, entries, codes, parts, flat);
+    }
+    parts.Finish(all, flat);
+    texts = std::move(flat);
+  }
+  texts.validity = nullptr;
+  texts.blocks.clear();
+  return std::make_shared<const ColumnVector>(std::move(texts));
+}
+
 /// The vector of coded rows. Texts keep their entries as a dictionary, unless these are so many
 /// that preparing them would cost more than the rows.
 ArrowColumn DecodeCodes(const ArrowView& view, ArrowColumn values, const Codes& codes,
@@ -169,31 +192,6 @@ ArrowColumn DecodeCodes(const ArrowView& view, ArrowColumn values, const Codes& 
   }
   parts.Finish(view, vector, std::move(validity));
   return column;
-}
-
-std::shared_ptr<const ColumnVector> FlatTexts(ColumnVector texts) {
-  if (texts.dictionary) {
-    ArrowView all;
-    all.rows = texts.rows;
-    const Codes codes{texts.values, texts.codeWidth};
-    const ColumnVector& entries = *texts.dictionary;
-    const XeString unnamed;
-    const ArrowReading reading{unnamed};
-    ArrowParts parts(reading);
-    ColumnVector flat;
-    flat.form = entries.form;
-    flat.isAscii = entries.isAscii;
-    if (entries.form == ColumnForm::kText8) {
-      GatherTexts<uint8>(all, entries, codes, parts, flat);
-    } else {
-      GatherTexts<wchar_t>(all, entries, codes, parts, flat);
-    }
-    parts.Finish(all, flat);
-    texts = std::move(flat);
-  }
-  texts.validity = nullptr;
-  texts.blocks.clear();
-  return std::make_shared<const ColumnVector>(std::move(texts));
 }
 
 /// 64-bit codes, brought to 32 bits once they were checked.

@@ -219,37 +219,4 @@ int64 CountArrowBuffers(ArrowKind kind) {
 
 bool HasArrowValidity(ArrowKind kind) { return CountArrowBuffers(kind) > 0; }
 
-uint64 WidthOfArrowValue(const ArrowField& field) {
-  switch (field.kind) {
-    case ArrowKind::kInt8:
-    case ArrowKind::kUInt8:
-      return 1;
-    case ArrowKind::kInt16:
-    case ArrowKind::kUInt16:
-    case ArrowKind::kFloat16:
-      return 2;
-    case ArrowKind::kInt32:
-    case ArrowKind::kUInt32:
-    case ArrowKind::kFloat32:
-    case ArrowKind::kDate32:
-    case ArrowKind::kTime32:
-      return 4;
-    case ArrowKind::kInt64:
-    case ArrowKind::kUInt64:
-    case ArrowKind::kFloat64:
-    case ArrowKind::kDate64:
-    case ArrowKind::kTime64:
-    case ArrowKind::kTimeStamp:
-    case ArrowKind::kDuration:
-      return 8;
-    case ArrowKind::kBytesView:
-      return 16;
-    case ArrowKind::kDecimal:
-    case ArrowKind::kFixedBytes:
-      return static_cast<uint64>(field.width);
-    default:
-      return 0;
-  }
-}
-
 }  // namespace sqxer

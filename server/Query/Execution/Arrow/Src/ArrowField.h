@@ -77,7 +77,5 @@ ArrowField ReadArrowField(const ArrowSchema& schema, const XeString& table);
 int64 CountArrowBuffers(ArrowKind kind);
 /// Whether the arrays have a validity buffer, the first one.
 bool HasArrowValidity(ArrowKind kind);
-/// Bytes of a value in the second buffer; 0 where values do not stand there side by side.
-uint64 WidthOfArrowValue(const ArrowField& field);
 
 }  // namespace sqxer

@@ -203,7 +203,7 @@ class Stretches {
         AddViews<int64>(view, reading);
         break;
       case ArrowKind::kFixedList:
-        AddFixed(view);
+        AddFixed(view, reading);
         break;
       default:
         AddOffsets<int32>(view, reading);
@@ -261,8 +261,12 @@ class Stretches {
     }
   }
 
-  void AddFixed(const ArrowView& view) {
+  void AddFixed(const ArrowView& view, const ArrowReading& reading) {
     const auto width = static_cast<uint64>(view.field->width);
+    uint64 items;
+    if (__builtin_mul_overflow(view.end, width, &items)) {
+      RefuseArrowArray(*view.field, reading, L"it has more items than can be counted");
+    }
     for (uint64 row = view.first; row < view.first + view.rows; ++row) {
       Add(row * width, (row + 1) * width);
     }

@@ -1,7 +1,6 @@
 #include "ArrowView.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "ArrowError.h"
 
@@ -24,16 +23,6 @@ uint64 LoadBits(const ArrowBits& source, uint64 row, uint64 count) {
   word >>= shift;
   if (bytes > sizeof word) word |= uint64{start[sizeof word]} << (kWordBits - shift);
   return word;
-}
-
-template <class Use>
-void ForEachWord(const ArrowView& view, Use&& use) {
-  for (uint64 row = 0; row < view.rows; row += kWordBits) {
-    const uint64 count = std::min(view.rows - row, kWordBits);
-    uint64 word = LoadBits(view.validity, row, count) & LoadBits(view.parentValidity, row, count);
-    if (count < kWordBits) word &= (uint64{1} << count) - 1;
-    use(row / kWordBits, word);
-  }
 }
 
 /// The buffer that must be there for arrays with rows, or -1.
@@ -141,18 +130,15 @@ XeString ArrowRowText(const ArrowReading& reading, uint64 row) {
   return std::to_wstring(reading.rowsBefore + row + 1);
 }
 
-uint64 CountArrowNulls(const ArrowView& view) {
-  if (!view.MayHaveNulls()) return 0;
-  uint64 values = 0;
-  ForEachWord(view,
-              [&](uint64, uint64 word) { values += static_cast<uint64>(std::popcount(word)); });
-  return view.rows - values;
-}
-
 void CopyArrowValidity(const ArrowView& view, ColumnBuffer& target) {
   target.Reserve((view.rows + kWordBits - 1) / kWordBits * sizeof(uint64));
   uint64* const words = target.As<uint64>();
-  ForEachWord(view, [&](uint64 at, uint64 word) { words[at] = word; });
+  for (uint64 row = 0; row < view.rows; row += kWordBits) {
+    const uint64 count = std::min(view.rows - row, kWordBits);
+    const uint64 word =
+        LoadBits(view.validity, row, count) & LoadBits(view.parentValidity, row, count);
+    words[row / kWordBits] = count < kWordBits ? word & ((uint64{1} << count) - 1) : word;
+  }
 }
 
 }  // namespace sqxer

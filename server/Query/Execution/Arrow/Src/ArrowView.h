@@ -81,8 +81,6 @@ ArrowView OpenArrowChild(const ArrowView& parent, std::size_t child, uint64 firs
 /// The number of a row as messages give it. Rows of nested values count as theirs alone.
 XeString ArrowRowText(const ArrowReading& reading, uint64 row);
 
-/// Counts the rows that are NULL.
-uint64 CountArrowNulls(const ArrowView& view);
 /// Writes the validity of the rows as a vector has it.
 void CopyArrowValidity(const ArrowView& view, ColumnBuffer& target);
 

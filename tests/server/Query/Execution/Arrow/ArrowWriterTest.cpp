@@ -222,7 +222,7 @@ TEST_F(ArrowWriterTest, NumbersGetOneLayout) {
   const auto far = TableOfValues<XeDateTime>(XeTimeStampData, ColumnForm::kDateTime, 0,
                                              {XeDateTime(9999, 1, 1, 0, 0, 0, 1)});
   EXPECT_EQ(Written<int64>(far),
-            "a number in the column \"n\" does not fit the Arrow type timestamp[ns] that the rows "
+            "a value of the column \"n\" does not fit the Arrow type timestamp[ns] that the rows "
             "before led to, ask for doubles or cast it: 9999-01-01 00:00:00.000000001");
 }
 
@@ -266,7 +266,7 @@ TEST_F(ArrowWriterTest, StreamsTellWhatWentWrong) {
     EXPECT_EQ(settled.get_next(&settled, &misfit), EINVAL);
     EXPECT_EQ(misfit.release, nullptr);
     EXPECT_STREQ(settled.get_last_error(&settled),
-                 "a number in the column \"n\" does not fit the Arrow type int64 that the rows "
+                 "a value of the column \"n\" does not fit the Arrow type int64 that the rows "
                  "before led to, ask for doubles or cast it: 1.5");
   }
   const Table odd = TableOfValues<int64>(XeLongVarBinaryData, ColumnForm::kDecimal64, 0, {1});

@@ -32,10 +32,13 @@ FailingNew::~FailingNew() { left = -1; }
 
 }  // namespace sqxer::test
 
-// The library's other forms come down to these.
+// Of arrays the library's own forms come down to these.
 void* operator new(std::size_t bytes) { return Allocate(bytes, alignof(std::max_align_t)); }
 void* operator new(std::size_t bytes, std::align_val_t alignment) {
   return Allocate(bytes, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return IsExhausted() ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
 }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
