@@ -6,7 +6,7 @@ SQXER := build/release/bin/sqxer
 DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 
-.PHONY: run test build configure dependencies sanitize clang bench bench-files bench-growth \
+.PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
         bench-micro bench-suite bench-windows fuzz-reader format format-check python-check tidy \
         docs install clean
 
@@ -28,18 +28,12 @@ configure: dependencies
 dependencies:
 	@cmake/dependencies.sh
 
-## The tests under AddressSanitizer and UndefinedBehaviorSanitizer.
-sanitize: dependencies
+## Everything, the benchmarks too, built by clang with AddressSanitizer and UndefinedBehaviorSanitizer, and the tests.
+sanitize:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev libbenchmark-dev
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
-
-## Everything, the benchmarks too, with clang, and the tests.
-clang:
-	@cmake/dependencies.sh clang-16 libbenchmark-dev
-	@cmake --preset clang >/dev/null
-	cmake --build --preset clang -j $(JOBS)
-	ctest --preset clang -j $(JOBS)
 
 ## Whole queries beside DuckDB, ClickHouse, Polars, SQLite and loops written by hand, then whole
 ## processes from file to answer (ROWS=N: another table); docs/performance.md then shows the figures.

@@ -16,6 +16,12 @@ if(SQXER_SANITIZE)
   target_compile_options(sqxer_options INTERFACE -fsanitize=${SQXER_SANITIZE}
                                                  -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(sqxer_options INTERFACE -fsanitize=${SQXER_SANITIZE})
+  # One runtime for programs and shared libraries: clang's static one stands in programs only.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND SQXER_SANITIZE MATCHES "^address")
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-runtime-dir
+                    OUTPUT_VARIABLE sqxer_runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    target_link_options(sqxer_options INTERFACE -shared-libasan -Wl,-rpath,${sqxer_runtime})
+  endif()
 endif()
 
 # Headers of a third party, without our warnings.

@@ -8,7 +8,16 @@
 namespace sqxer::bench {
 namespace {
 
-/// Takes every row and keeps nothing, or its values as texts.
+/// Takes every row, or every batch of rows, and keeps nothing.
+class NullSink : public ResultSink {
+ public:
+  void Begin(const std::vector<ColumnInfo>&, const XeRecordMetaData&) override {}
+  void Row(const uint8*) override {}
+  bool TakesBatches() const override { return true; }
+  void End() override {}
+};
+
+/// Takes every row and keeps its values as texts.
 class SuiteSink : public ResultSink {
  public:
   void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override {
@@ -17,7 +26,6 @@ class SuiteSink : public ResultSink {
       fields_.push_back(layout.GetFieldDescriptor(i));
     }
   }
-  void Row(const uint8*) override {}
   void End() override {}
 
  protected:
@@ -81,7 +89,7 @@ class SqxerEngine : public SuiteEngine {
 
   Report Run(const SuiteQuery& query) override {
     if (query.IsDigested()) {
-      SuiteSink nobody;
+      NullSink nobody;
       session_.Execute(query.sql, nobody);
       return [this, sql = query.sql] {
         DigestSink digest;

@@ -99,7 +99,7 @@ class Batches : public testing::Test {
     }
   }
   ~Batches() override {
-    QueryRun::SetBatchRows(kMostBatchRows);
+    RowScan::SetBatchRows(kMostBatchRows);
     GroupParts::SetLeastRows(GroupParts::kLeastRows);
   }
 
@@ -137,7 +137,7 @@ class Batches : public testing::Test {
   void ExpectEqual(const std::string& sql) {
     const std::string expected = Comparable(Outcome(rows_, sql));
     for (const uint32 size : {kMostBatchRows, 3u, 1u}) {
-      QueryRun::SetBatchRows(size);
+      RowScan::SetBatchRows(size);
       // Shared out among threads, too.
       const bool isShared = size == 3;
       batches_.SetThreads(isShared ? 3 : 1);
@@ -152,7 +152,7 @@ class Batches : public testing::Test {
     batches_.SetThreads(1);
     for (const auto as : {BatchDisguise::As::kGarbage, BatchDisguise::As::kConstant,
                           BatchDisguise::As::kDictionary}) {
-      QueryRun::SetBatchRows(as == BatchDisguise::As::kConstant ? 1 : kMostBatchRows);
+      RowScan::SetBatchRows(as == BatchDisguise::As::kConstant ? 1 : kMostBatchRows);
       const BatchDisguise disguise(as);
       ASSERT_EQ(Comparable(Outcome(batches_, sql)), expected)
           << sql << "\nin disguise " << static_cast<int>(as);
@@ -690,7 +690,7 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
       "id DESC",
   };
   for (const std::string& order : orders) {
-    QueryRun::SetBatchRows(kMostBatchRows);
+    RowScan::SetBatchRows(kMostBatchRows);
     const std::string all = " FROM many ORDER BY " + order;
     const std::string rank = ", RANK() OVER (PARTITION BY few ORDER BY " + order + ")" +
                              ", SUM(many) OVER (PARTITION BY skewed ORDER BY " + order +

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <regex>
 
+#include "ChunkReplay.h"
 #include "Compiler.h"
 #include "CsvCopy.h"
 #include "GroupParts.h"
@@ -44,11 +45,13 @@ struct Outcome {
 
 enum class Place { kShown, kLeftOut };
 
-Outcome Evaluate(Session& session, const std::string& sql, Place place) {
+/// `rowsOfChunk`: the result passes through chunks of so many rows, or through none where that is 0.
+Outcome Evaluate(Session& session, const std::string& sql, Place place, uint64 rowsOfChunk = 0) {
   Outcome outcome;
   try {
     CsvCopy sink;
-    session.Execute(sql, sink);
+    ChunkReplay replay(sink, rowsOfChunk);
+    session.Execute(sql, rowsOfChunk != 0 ? static_cast<ResultSink&>(replay) : sink);
     EXPECT_TRUE(sink.ended);
     sink.ExpectReadsBack();
     for (const auto& row : sink.rows) outcome.lines.push_back(RowText(row));
@@ -115,20 +118,22 @@ class CorpusCase : public testing::Test {
       // What has no loop is told of batches only.
       if (rows == kRowByRow && test_.sql.starts_with("EXPLAIN")) continue;
       SCOPED_TRACE("batches of " + std::to_string(rows));
-      QueryRun::SetBatchRows(rows == kRowByRow ? kMostBatchRows : rows);
+      RowScan::SetBatchRows(rows == kRowByRow ? kMostBatchRows : rows);
       // Small batches are shared out among threads, too.
       session.SetThreads(rows == kSharedRows ? 3 : 1);
       GroupParts::SetLeastRows(rows == kSharedRows ? kSharedRows : GroupParts::kLeastRows);
       session.Set("Evaluation", rows == kRowByRow ? "rows" : "batches");
-      Compare(Evaluate(session, test_.sql, Place::kShown));
+      Compare(Evaluate(session, test_.sql, Place::kShown,
+                       rows == kMostBatchRows ? 0 : kRowsOfChunk));
       if (HasFailure()) break;
     }
-    QueryRun::SetBatchRows(kMostBatchRows);
+    RowScan::SetBatchRows(kMostBatchRows);
   }
 
  private:
   static constexpr uint32 kRowByRow = 0;
   static constexpr uint32 kSharedRows = 3;
+  static constexpr uint64 kRowsOfChunk = 4;
 
   void Compare(const Outcome& outcome) const {
     EXPECT_EQ(outcome.failed, test_.kind == TestCase::Kind::kError);

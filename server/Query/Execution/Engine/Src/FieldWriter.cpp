@@ -177,11 +177,13 @@ std::vector<ColumnInfo> ResultsOf(const std::vector<PlanExpression>& expressions
   return fields;
 }
 
-void BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source, WorkRecord& target,
-             std::vector<FieldWriter>& writers) {
+std::vector<FieldWriter> BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source,
+                                 WorkRecord& target) {
+  std::vector<FieldWriter> writers;
   for (PlanExpression& expression : expressions) {
     writers.emplace_back(std::move(expression), source, target, writers.size());
   }
+  return writers;
 }
 
 RowFilter::RowFilter(std::unique_ptr<RExpression> tree, WorkRecord& source)

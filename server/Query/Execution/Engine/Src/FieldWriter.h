@@ -71,8 +71,8 @@ class FieldWriter {
 /// The fields that expressions give.
 std::vector<ColumnInfo> ResultsOf(const std::vector<PlanExpression>& expressions);
 /// Binds the trees to `source`, one after the other; they give the first fields of `target`.
-void BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source, WorkRecord& target,
-             std::vector<FieldWriter>& writers);
+std::vector<FieldWriter> BindAll(std::vector<PlanExpression>& expressions, WorkRecord& source,
+                                 WorkRecord& target);
 inline void WriteAll(std::vector<FieldWriter>& writers) {
   for (FieldWriter& writer : writers) writer.Write();
 }

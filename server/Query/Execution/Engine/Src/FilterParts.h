@@ -1,8 +1,10 @@
 #pragma once
 
+#include <deque>
 #include <vector>
 
-#include "QueryRun.h"
+#include "RowScan.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 
@@ -18,8 +20,8 @@ class FilterParts {
     bool isKnown = false;
   };
 
-  /// One run for each thread.
-  explicit FilterParts(QueryRuns runs) : runs_(std::move(runs)) {}
+  /// The filters are those of plans of one statement, one for each thread.
+  FilterParts(std::vector<QueryPlan>& plans, const Table* table);
 
   /// Whether a filter takes so long that waiting for other threads is made up for.
   static bool GainsFrom(RExpression& filter);
@@ -38,10 +40,18 @@ class FilterParts {
 
   void Evaluate(uint64 row, uint32 batchRows);
 
-  const QueryRuns runs_;
+  struct Part {
+    Part(QueryPlan& plan, const Table* table)
+        : record(plan.scanRecord), scan(RowScan::TakeReads(plan, table), record) {}
+    WorkRecord record;
+    RowScan scan;
+  };
+  const SettingsRef settings_ = Settings::Current();
+  /// A deque, because scans do not move.
+  std::deque<Part> parts_;
   const TableChunk* chunk_ = nullptr;
   uint64 firstRow_ = 0;
-  std::size_t batchesPerRun_ = 1;
+  std::size_t batchesPerPart_ = 1;
   std::vector<Passing> batches_;
   std::size_t next_ = 0;
 };

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "GroupMerge.h"
-#include "QueryRun.h"
+#include "GroupRun.h"
 
 namespace sqxer {
 
@@ -20,12 +20,12 @@ class GroupParts {
     uint64 first;
     uint64 end;
     /// Null for a stretch that nobody has grouped.
-    QueryRun* run;
+    GroupRun* run;
     bool isGrouped;
   };
 
   /// One run for each thread.
-  explicit GroupParts(QueryRuns runs) : runs_(std::move(runs)) {}
+  explicit GroupParts(GroupRuns runs) : runs_(std::move(runs)) {}
 
   /// How many threads so many rows are worth, of those that there are.
   static uint32 CountThreads(uint64 rows, uint32 threads) {
@@ -49,7 +49,7 @@ class GroupParts {
  private:
   static uint64 leastRows;
 
-  const QueryRuns runs_;
+  const GroupRuns runs_;
   std::vector<Part> parts_;
   std::optional<GroupMerge> merge_;
   GroupTable* groups_ = nullptr;

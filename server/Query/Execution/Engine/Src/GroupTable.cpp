@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <exception>
 #include <limits>
 
 #include "EngineError.h"
@@ -18,6 +19,7 @@ constexpr std::size_t kSmallBlocks = 64;
 constexpr std::size_t kLargeBlockBytes = std::size_t{8} << 20;
 /// Of the records that keys are copied from, as far as any value needs it.
 constexpr std::size_t kKeyAlignment = 8;
+constexpr std::size_t kRecordAlignment = 16;
 
 /// More sets than this no longer fit a processor's cache with the tables that they work beside.
 std::size_t mostOwnSets = 4096;
@@ -142,7 +144,9 @@ void GroupTable::Clear() {
   listed_ = 0;
   memory_.Reset(bytesOfHeldValues_);
   sorter_.reset();
+  results_.reset();
   sortedRows_ = 0;
+  nextLive_ = 0;
 }
 
 void GroupTable::FreeGroups() {
@@ -341,44 +345,74 @@ void GroupTable::Sort(uint64 row) {
 
 void GroupTable::ClearResults(uint8* record) const { group_.GetPacker().Clear(record, keyBytes_); }
 
-void GroupTable::EmitLive(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next) {
-  meter.Start(next, groups_.size());
-  for (Group* const group : groups_) {
-    meter.Step();
-    RestoreKeys(*group);
-    ClearResults(group_.GetData());
-    if (HasOwnSet(*group)) {
-      sets_[group->index].Output(group_.GetData());
-    } else {
-      turns_->Output(group->States(), group_.GetData());
-    }
-    if (!emit()) return;
+bool GroupTable::NextLive() {
+  if (nextLive_ >= groups_.size()) return false;
+  Group& group = *groups_[nextLive_++];
+  RestoreKeys(group);
+  ClearResults(group_.GetData());
+  if (HasOwnSet(group)) {
+    sets_[group.index].Output(group_.GetData());
+  } else {
+    turns_->Output(group.States(), group_.GetData());
   }
+  return true;
 }
 
-void GroupTable::EmitSorted(const std::function<bool()>& emit, ProgressMeter& meter,
-                            RunPhase next) {
-  if (!sorter_) return;
+uint32 GroupTable::AppendLive(uint32 count, ChunkBuilder& target) {
+  const auto left = groups_.size() - std::min(nextLive_, groups_.size());
+  count = static_cast<uint32>(std::min<std::size_t>({count, left, kMostBatchRows}));
+  if (count == 0 || keepsPackedKeys_ || !sets_.empty()) return 0;
+  Group* const* const groups = groups_.data() + nextLive_;
+  const auto fields = static_cast<std::size_t>(group_.GetLayout().GetFieldCount());
+  // An aggregate that saw no value may leave its result as it stands: zero.
+  const std::size_t stride = AlignUp(group_.GetSize(), kRecordAlignment);
+  const uint8* records[kMostBatchRows];
+  std::exception_ptr error;
+  if (keyCount_ < fields) {
+    resultRecords_.assign(count * stride, 0);
+    for (uint32 i = 0; i < count && !error; ++i) {
+      uint8* const record = resultRecords_.data() + i * stride;
+      records[i] = record;
+      try {
+        turns_->Output(groups[i]->States(), record);
+      } catch (const ErrorMessage&) {
+        error = std::current_exception();
+        count = i;
+      }
+    }
+    target.AppendFields(keyCount_, fields, records, count);
+  }
+  for (uint32 i = 0; i < count; ++i) records[i] = groups[i]->Key();
+  target.AppendFields(0, keyCount_, records, count);
+  target.EndRecords(count);
+  nextLive_ += count;
+  if (error) std::rethrow_exception(error);
+  return count;
+}
+
+bool GroupTable::NextSorted(ProgressMeter& meter, RunPhase next) {
+  if (sorter_) BeginSorted(meter, next);
+  if (!results_ || !results_->GetRecord(result_->Get())) return false;
+  group_.GetPacker().Copy(result_->Get(), group_.GetData());
+  return true;
+}
+
+void GroupTable::BeginSorted(ProgressMeter& meter, RunPhase next) {
   // The live groups make room for the second sorter.
   FreeGroups();
   const std::size_t rowOffset = AlignUp(group_.GetSize(), alignof(float64));
   XeRecordMetaData layout = NumberAt(rowOffset);
   AppendFields(group_, 0, layout);
-  SqrtSorter results(layout.GetBinaryRecordSize(), timer_);
+  results_.emplace(layout.GetBinaryRecordSize(), timer_);
   KeySet byFirstRow;
   byFirstRow.Add(KeyDesc(*layout.GetFieldDescriptor(0), kAscending, kCompareCodePoints));
-  results.SetRowIdSorterMetadata(byFirstRow, layout);
-  results.BeginInput();
-  const uint64 groups = SumUpSorted(results, meter);
+  results_->SetRowIdSorterMetadata(byFirstRow, layout);
+  results_->BeginInput();
+  const uint64 groups = SumUpSorted(*results_, meter);
   sorter_.reset();
-  results.EndInput();
+  results_->EndInput();
+  result_.emplace(layout.GetBinaryRecordSize());
   meter.Start(next, groups);
-  const RecordBuffer result(layout.GetBinaryRecordSize());
-  while (results.GetRecord(result.Get())) {
-    meter.Step();
-    group_.GetPacker().Copy(result.Get(), group_.GetData());
-    if (!emit()) return;
-  }
 }
 
 uint64 GroupTable::SumUpSorted(SqrtSorter& results, ProgressMeter& meter) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "AggregateSet.h"
+#include "ChunkBuilder.h"
 #include "RunProgress.h"
 #include "Utility/HugePages.h"
 #include "Utility/KeySet.h"
@@ -49,6 +50,8 @@ class GroupTable {
   void ShareStates(uint32 stretches) { stretches_ = stretches; }
   void LimitMemory(uint64 bytes) { memory_ = HeldMemory(bytes); }
   std::size_t CountLive() const { return groups_.size(); }
+  /// Whether there are no others than live groups.
+  bool AreAllLive() const { return !sorter_; }
 
   /// Forgets all groups. To be called before the first row.
   void Clear();
@@ -58,11 +61,20 @@ class GroupTable {
   /// input record. `row` (from 1) ascends. True when it has opened a group in memory.
   bool Add(uint64 row);
 
-  /// Puts one group after the other into the group record, keys and results, and calls `emit` until
-  /// it returns false: first those in memory, then the others. Each part once, in this order. The
-  /// meter counts them as rows of the phase that they go to.
-  void EmitLive(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next);
-  void EmitSorted(const std::function<bool()>& emit, ProgressMeter& meter, RunPhase next);
+  /// One group after the other in the group record, keys and results: first those in memory, which
+  /// NextLive gives, then the others, which NextSorted does. False behind the last one of each. The
+  /// meter counts the rows that are sorted for that, and is then started for the phase that groups
+  /// go to.
+  void BeginResults() { nextLive_ = 0; }
+  bool NextLive();
+  /// The next live groups, at most `count` and no more than a batch has, column by column: how many
+  /// were appended. 0 behind the last one, and where that cannot be. An error of a group is thrown
+  /// when those before it were appended.
+  uint32 AppendLive(uint32 count, ChunkBuilder& target);
+  bool NextSorted(ProgressMeter& meter, RunPhase next);
+
+  /// For EXPLAIN, too.
+  AggregateSet MakeAggregates() { return {aggregates_, input_, group_, keyCount_}; }
 
  private:
   friend class GroupBatch;
@@ -120,7 +132,6 @@ class GroupTable {
   uint32 CountUsedKeyBytes() const;
   /// A new group with the current keys.
   Group& KeepGroup(uint32 keyBytes, uint32 stateBytes);
-  AggregateSet MakeAggregates() { return {aggregates_, input_, group_, keyCount_}; }
   /// What a group with states takes.
   uint64 CountBytes(uint32 keyBytes) {
     return sizeof(Group) + keyBytes + *GetTurns().GetStateBytes() + kBytesPerGroup +
@@ -135,6 +146,8 @@ class GroupTable {
   /// An aggregate that saw no value may leave a result as it stands: it must not be another
   /// group's.
   void ClearResults(uint8* record) const;
+  /// Sums up the sorted rows, and starts the meter for the groups that they make.
+  void BeginSorted(ProgressMeter& meter, RunPhase next);
   /// Reads the sorted rows, and gives the finished group record of each group with its first row.
   /// Returns how many groups there are.
   uint64 SumUpSorted(SqrtSorter& results, ProgressMeter& meter);
@@ -194,6 +207,14 @@ class GroupTable {
   RecordBuffer sortRecord_;
   std::optional<SqrtSorter> sorter_;
   uint64 sortedRows_ = 0;
+
+  /// The live group that comes next.
+  std::size_t nextLive_ = 0;
+  /// Of the groups that are appended together: a group record each.
+  std::vector<uint8> resultRecords_;
+  /// What NextSorted reads: finished group records behind the numbers of their first rows.
+  std::optional<SqrtSorter> results_;
+  std::optional<RecordBuffer> result_;
 };
 
 }  // namespace sqxer

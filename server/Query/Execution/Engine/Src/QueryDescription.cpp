@@ -14,6 +14,11 @@ XeString DirectionOf(const PlanSortKey& key) {
          (key.nulls == kNullsFirst ? L", nulls first" : L"");
 }
 
+/// Of trees over the rows of a scan.
+BatchMarks MarksOf(const RowScan& scan) {
+  return scan.HasBatches() ? BatchMarks::kByRows : BatchMarks::kNone;
+}
+
 /// Lines of text, the nodes of trees indented under their step.
 class Description {
  public:
@@ -43,6 +48,21 @@ class Description {
       }
     }
   }
+  /// The rows of a table, and what they are filtered by.
+  void AddScan(RowScan& scan, const QueryPlan& plan) {
+    if (const Table* const table = scan.GetTable()) {
+      Add(L"scan " + table->schema.name + L" (" + std::to_wstring(plan.scanColumns.size()) +
+          L" of " + std::to_wstring(table->schema.columns.size()) + L" columns)");
+      for (const XeString& note : plan.scanNotes) Add(L"  " + note);
+      for (const PlanDocuments& documents : plan.documents) {
+        Add(L"json documents of " + table->schema.columns.at(documents.column).name);
+      }
+    }
+    if (RExpression* const filter = scan.GetFilter()) {
+      Add(L"filter");
+      AddTree(*filter, MarksOf(scan));
+    }
+  }
   void AddWindow(WindowRun& window) {
     std::vector<FieldWriter>& inputs = window.GetInputs();
     const PlanWindow& plan = window.GetPlan();
@@ -70,37 +90,23 @@ class Description {
 std::vector<XeString> QueryRun::Describe() {
   const SettingsScope scope(settings_);
   Description description;
-  // Of trees that are evaluated over batches of the table's rows.
-  const BatchMarks marks = batch_ ? BatchMarks::kByRows : BatchMarks::kNone;
-  if (table_ != nullptr) {
-    description.Add(L"scan " + table_->schema.name + L" (" +
-                    std::to_wstring(plan_.scanColumns.size()) + L" of " +
-                    std::to_wstring(table_->schema.columns.size()) + L" columns)");
-    for (const XeString& note : plan_.scanNotes) description.Add(L"  " + note);
-  }
-  for (const PlanDocuments& documents : plan_.documents) {
-    description.Add(L"json documents of " + table_->schema.columns.at(documents.column).name);
-  }
-  if (filter_) {
-    description.Add(L"filter");
-    description.AddTree(filter_->GetTree(), marks);
-  }
-  description.AddTrees(L"group by ", groupKeys_, marks);
-  if (groups_) {
-    description.AddAggregates(
-        L"aggregate ", plan_.aggregates,
-        AggregateSet(plan_.aggregates, inputRecord_, groupRecord_, groupKeys_.size()),
-        aggregateInputs_, marks);
-  }
-  if (having_) {
-    description.Add(L"having");
-    description.AddTree(having_->GetTree());
+  RowScan& scan = IsGrouped() ? grouping_->GetScan() : scan_;
+  description.AddScan(scan, plan_);
+  if (IsGrouped()) {
+    const BatchMarks marks = MarksOf(scan);
+    description.AddTrees(L"group by ", grouping_->GetKeys(), marks);
+    description.AddAggregates(L"aggregate ", plan_.aggregates, grouping_->MakeAggregates(),
+                              grouping_->GetInputs(), marks);
+    if (RExpression* const having = scan_.GetFilter()) {
+      description.Add(L"having");
+      description.AddTree(*having, MarksOf(scan_));
+    }
   }
   if (windows_) {
     for (WindowRun& window : windows_->GetWindows()) description.AddWindow(window);
   }
   const auto hidden = static_cast<std::size_t>(plan_.visibleOutputs);
-  const BatchMarks outputMarks = plan_.grouped || windows_ ? BatchMarks::kNone : marks;
+  const BatchMarks outputMarks = windows_ ? BatchMarks::kNone : MarksOf(scan_);
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
     description.Add(i < hidden ? L"output " + outputs_[i].GetColumn().name : L"sort key");
     description.AddTree(outputs_[i].GetTree(), outputMarks);

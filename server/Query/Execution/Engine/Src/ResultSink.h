@@ -1,8 +1,10 @@
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "Catalog.h"
+#include "SQXERBatch.h"
 #include "Utility/XeRecordMetaData.h"
 
 namespace sqxer {
@@ -16,6 +18,11 @@ class ResultSink {
   virtual void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) = 0;
   /// The record is valid during the call only.
   virtual void Row(const uint8* record) = 0;
+  /// Whether rows may come by Batch, too.
+  virtual bool TakesBatches() const { return false; }
+  /// The wanted rows of a batch, in order, a vector for each visible column. Valid during the call
+  /// only.
+  virtual void Batch(std::span<const BatchVector> /*columns*/, const BatchRows& /*rows*/) {}
   /// The lines of EXPLAIN, instead of all the others. A sink that returns false (the default) gets
   /// them as the rows of one text column.
   virtual bool Plan(const std::vector<XeString>&) { return false; }

@@ -72,7 +72,7 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       recordsWait_(functions_.WriteOnTake()),
       waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
-  BindAll(plan.inputs, source, input_, inputs_);
+  inputs_ = BindAll(plan.inputs, source, input_);
 }
 
 void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {

@@ -11,7 +11,7 @@ std::size_t sqxer::test::AllocationCount() {
   return count.load(std::memory_order_relaxed) + MemoryGateway::BlocksInUse();
 }
 
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(SQXER_ADDRESS_SANITIZER)
 // The library's other forms, aligned ones aside, come down to these.
 void* operator new(std::size_t bytes) {
   count.fetch_add(1, std::memory_order_relaxed);
