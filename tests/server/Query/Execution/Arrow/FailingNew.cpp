@@ -1,5 +1,6 @@
 #include "FailingNew.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
