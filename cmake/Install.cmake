@@ -1,9 +1,13 @@
-# Installed: both shared libraries, their headers, the CMake package `sqxer` and its pkg-config file.
+# Installed: the shared libraries, their headers, the CMake package `sqxer` and its pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS xeutility sqxerexpr EXPORT sqxerTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(TARGET sqxer)
+  install(TARGETS sqxerfront EXPORT sqxerTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(sqxerfront PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(DIRECTORY server/include/Engine DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sqxer
+          FILES_MATCHING PATTERN "*.h")
   install(TARGETS sqxer RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   set_target_properties(sqxer PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endif()

@@ -80,6 +80,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},
       {57102, 2, "a text is longer than the {1} characters of the column \"{0}\""},
       {57103, 2, "an expression gave another type than was planned for the column \"{0}\": {1}"},
+      {57110, 0, "the statement was cancelled"},
+      {57111, 1, "this is not one expression over the columns of one table: \"{0}\""},
+      {57112, 2, "the expression was bound to other columns than those of \"{0}\": {1}"},
+      {57113, 0, "the rows of this result are made while they are read, which can be done once"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

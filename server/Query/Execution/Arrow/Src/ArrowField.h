@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ArrowInterface.h"
+#include "Engine/ArrowInterface.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "ArrowInterface.h"
+#include "Engine/ArrowInterface.h"
 
 namespace sqxer {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ArrowInterface.h"
+#include "Engine/ArrowInterface.h"
 #include "Utility/ColumnBuffer.h"
 
 namespace sqxer {

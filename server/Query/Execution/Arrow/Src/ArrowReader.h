@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "ArrowInterface.h"
+#include "Engine/ArrowInterface.h"
 #include "Table.h"
 
 namespace sqxer {

@@ -14,6 +14,10 @@ enum EngineErrorCode {
   kUnexpectedNull = 57101,
   kResultTooLong = 57102,
   kResultType = 57103,
+  kCancelled = 57110,
+  kNoExpression = 57111,
+  kOtherColumns = 57112,
+  kResultPassed = 57113,
 };
 
 /// Raises an error that only has arguments.

@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "Utility/Cancellation.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -17,7 +18,8 @@ inline constexpr uint64 kUnknownRows = std::numeric_limits<uint64>::max();
 /// rows in all of the phase. May be null.
 using RunProgress = void (*)(RunPhase phase, uint64 done, uint64 total);
 
-/// Counts the rows of one phase after the other for whoever looks at them.
+/// Counts the rows of one phase after the other for whoever looks at them, and ends a statement
+/// that was cancelled.
 class ProgressMeter {
  public:
   void SetProgress(RunProgress progress) { progress_ = progress; }
@@ -38,6 +40,7 @@ class ProgressMeter {
  private:
   static constexpr uint64 kRowsPerCall = 1024;
   void Tell() const {
+    Cancellation::Check();
     if (progress_ != nullptr && total_ != kUnknownRows) progress_(phase_, done_, total_);
   }
 

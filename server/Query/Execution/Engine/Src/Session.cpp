@@ -123,14 +123,27 @@ void Session::AddTable(const std::string& name, const std::string& path) {
     ThrowEngineError(kPathKindUnknown, {Wide(path)});
   }
   CheckStandardInput(path);
-  const XeString key = Folded(Wide(name));
-  paths_[key] = isPath ? path : here;
-  tables_.erase(key);
+  RemoveTable(name);
+  paths_[Folded(Wide(name))] = isPath ? path : here;
 }
 
 void Session::AddTable(std::shared_ptr<const Table> table) {
   const XeString key = Folded(table->schema.name);
   tables_[key] = std::make_shared<LoadedTable>(std::move(table));
+}
+
+void Session::AddSource(const std::string& name,
+                        std::function<std::shared_ptr<LazyTable>()> open) {
+  RemoveTable(name);
+  sources_[Folded(Wide(name))] = std::move(open);
+}
+
+void Session::RemoveTable(const std::string& name) {
+  const XeString key = Folded(Wide(name));
+  paths_.erase(key);
+  sources_.erase(key);
+  tables_.erase(key);
+  partialTables_.erase(key);
 }
 
 void Session::SetSchema(const std::string& name, const std::string& columns) {
@@ -194,6 +207,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   } else {
     path.clear();
   }
+  const auto source = sources_.find(key);
   const auto known = tables_.find(key);
   const Stopwatch watch(timing_.load);
   const auto partial = partialTables_.find(key);
@@ -202,6 +216,8 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
     table = known->second;
   } else if (partial != partialTables_.end()) {
     table = partial->second;
+  } else if (source != sources_.end()) {
+    table = source->second();
   } else {
     if (path.empty()) path = FindInDirectory(name);
     table = Open(tableName, path);
@@ -262,6 +278,7 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
 
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
+  const CancellationScope cancellation(cancellation_);
   timing_ = {};
   isRunOnce_ = repeat == 1;
   for (canStartAgain_ = true;; canStartAgain_ = false) {

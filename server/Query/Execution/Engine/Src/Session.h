@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -15,6 +16,7 @@
 #include "RunProgress.h"
 #include "Table.h"
 #include "TextTable.h"
+#include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
@@ -50,6 +52,10 @@ class Session : public Catalog {
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
   void AddTable(std::shared_ptr<const Table> table);
+  /// A table that `open` makes anew whenever a statement needs more of it than is kept.
+  void AddSource(const std::string& name, std::function<std::shared_ptr<LazyTable>()> open);
+  /// The name is again one that nothing was said of.
+  void RemoveTable(const std::string& name);
   /// Types instead of the inferred ones for a table of that name: "COL:TYPE,COL:TYPE". Error 57014
   /// (columns).
   void SetSchema(const std::string& name, const std::string& columns);
@@ -62,6 +68,8 @@ class Session : public Catalog {
   void SetDirectory(const std::string& directory) { directory_ = directory; }
   /// How text files are read that have not been yet. Error 57023 (encoding).
   void SetFileOptions(const TextTableOptions& options);
+  /// What ends a statement that is running; it must outlive the statements. May be null.
+  void SetCancellation(const Cancellation* cancellation) { cancellation_ = cancellation; }
   /// How many threads a statement may evaluate its rows with; one at first. Results do not depend
   /// on it.
   void SetThreads(uint32 threads) { threads_ = threads; }
@@ -113,12 +121,14 @@ class Session : public Catalog {
 
   SettingsRef settings_ = Settings::Current();
   uint32 threads_ = 1;
+  const Cancellation* cancellation_ = nullptr;
   std::string directory_ = ".";
   std::unique_ptr<ParameterBlock> parameters_;
   LoadProgress loadProgress_ = nullptr;
   RunProgress runProgress_ = nullptr;
   /// The keys of the maps are names in folded case, or paths as they stand.
   std::map<XeString, std::string> paths_;
+  std::map<XeString, std::function<TablePtr()>> sources_;
   std::map<XeString, DeclaredTypes> schemas_;
   std::map<XeString, TablePtr> tables_;
   /// Those of which the statement that is being run reads the first rows only, or keeps none.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Utility/Cancellation.h"
 #include "Workers.h"
 
 namespace sqxer {
@@ -166,6 +167,7 @@ bool RecordScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
 }
 
 void RecordScan::Tell(uint64 done, LoadProgress progress) const {
+  Cancellation::Check();
   if (progress != nullptr && GetBytes() != 0) progress(std::min(done, bytes_), bytes_);
 }
 

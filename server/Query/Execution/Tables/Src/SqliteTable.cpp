@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "TableColumns.h"
+#include "Utility/Cancellation.h"
 
 namespace sqxer {
 namespace {
@@ -96,7 +97,10 @@ class SqliteReader {
     uint64 row = 0;
     while (Step(*rows_)) {
       const RecordPlace place{L"row", ++row};
-      if (++rowsDone_ % kRowsPerCall == 0 && progress_ != nullptr) progress_(rowsDone_, rowsInAll_);
+      if (++rowsDone_ % kRowsPerCall == 0) {
+        Cancellation::Check();
+        if (progress_ != nullptr) progress_(rowsDone_, rowsInAll_);
+      }
       for (std::size_t i = 0; i < declarations_.size(); ++i) {
         const int type = sqlite3_column_type(rows_.get(), static_cast<int>(i));
         if (type == SQLITE_NULL) {

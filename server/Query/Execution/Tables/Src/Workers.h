@@ -40,7 +40,12 @@ class Workers {
       }
       RunOne(0, work);
       std::unique_lock lock(mutex);
-      while (!finished.wait_for(lock, kIdleTime, [&] { return running == 0; })) idle();
+      try {
+        while (!finished.wait_for(lock, kIdleTime, [&] { return running == 0; })) idle();
+      } catch (...) {
+        End(0);
+        throw;
+      }
     }
     for (std::size_t i = 0; i < failures_.size() && i <= ended_; ++i) {
       if (failures_[i]) std::rethrow_exception(failures_[i]);

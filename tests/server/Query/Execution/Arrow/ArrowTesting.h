@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ArrowInterface.h"
+#include "Engine/ArrowInterface.h"
 #include "ArrowReader.h"
 #include "support/Asserts.h"
 

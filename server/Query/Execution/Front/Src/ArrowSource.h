@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "ArrowReader.h"
+#include "Engine/Engine.h"
+#include "LazyTable.h"
+
+namespace sqxer::engine {
+
+/// A table whose rows others hold, who show them as Arrow data whenever they are asked for. Where
+/// rows are kept it is that of all statements, else it is made for one.
+class ArrowSource final : public LazyTable {
+ public:
+  /// `schema`: the columns that there are.
+  ArrowSource(TableSchema schema, OpenSource open, ArrowReadOptions options, bool areRowsKept);
+  ~ArrowSource() override;
+
+  const TableSchema& Require(const TableRequest& request, LoadProgress progress) override;
+  const Table& Get() const override { return table_; }
+  std::unique_ptr<ChunkSource> TakeRest() override;
+  bool HasAllRows() const override { return areRowsKept_; }
+
+ private:
+  class Rows;
+
+  /// Opens a stream of these columns, and of no others.
+  ArrowArrayStream Open(const TableRequest& columns) const;
+  TableRequest RequestOf(const std::vector<bool>& columns) const;
+  /// Makes what is known of columns that were read that of the table's.
+  void TakeTypes(const TableSchema& read);
+  /// Reads columns beside those that are there. False where the rows are cut into chunks otherwise.
+  bool AddColumns(const TableRequest& columns);
+
+  const OpenSource open_;
+  const ArrowReadOptions options_;
+  const bool areRowsKept_;
+  Table table_;
+  /// Which columns were read.
+  std::vector<bool> isThere_;
+  bool wasRead_ = false;
+  std::unique_ptr<Rows> rows_;
+};
+
+}  // namespace sqxer::engine

@@ -1,0 +1,240 @@
+#include "Evaluator.h"
+
+#include <algorithm>
+
+#include "ColumnTypes.h"
+#include "Compiler.h"
+#include "EngineError.h"
+#include "ResultImpl.h"
+#include "Utility/NumberText.h"
+#include "ValueText.h"
+#include "VectorBuilder.h"
+
+namespace sqxer::engine {
+namespace {
+
+constexpr std::string_view kSelect = "SELECT ";
+constexpr std::string_view kFrom = "\nFROM input";
+
+/// The only table is that of the rows.
+class OneTable final : public Catalog {
+ public:
+  explicit OneTable(const Table& table) : table_(table) {}
+  const TableSchema* FindTable(const XeString&, const TableRequest&) override {
+    return &table_.schema;
+  }
+
+ private:
+  const Table& table_;
+};
+
+/// A value as a column of its type reads it.
+std::string TextOf(const Value& value) {
+  struct Visitor {
+    std::string operator()(std::monostate) const { return {}; }
+    std::string operator()(bool truth) const { return truth ? "true" : "false"; }
+    std::string operator()(std::int64_t number) const { return std::to_string(number); }
+    std::string operator()(double number) const { return std::string(RealText(number).Get()); }
+    std::string operator()(const std::string& text) const { return text; }
+  };
+  return std::visit(Visitor(), value);
+}
+
+/// An error whose place is one of the statement around the expression, or behind it.
+[[noreturn]] void ThrowOfExpression(const ErrorMessage& error, const std::string& expression) {
+  const auto shift = static_cast<std::int64_t>(kSelect.size());
+  const std::int64_t position = error.GetSourcePosition();
+  throw Error(error.GetCode(), error.what(), expression,
+              position < shift
+                  ? Error::kUnknown
+                  : std::min(position - shift, static_cast<std::int64_t>(expression.size())),
+              error.GetRowNumber());
+}
+
+template <class Action>
+void WithErrorsOf(const std::string& expression, Action&& action) {
+  try {
+    action();
+  } catch (const ErrorMessage& error) {
+    ThrowOfExpression(error, expression);
+  }
+}
+
+template <class T>
+T Load(const uint8* value) {
+  T loaded;
+  std::memcpy(&loaded, value, sizeof loaded);
+  return loaded;
+}
+
+/// Keeps the first value of the only row.
+class OneValue final : public ResultSink {
+ public:
+  Value value;
+
+  void Begin(const std::vector<ColumnInfo>&, const XeRecordMetaData& layout) override {
+    field_ = layout.GetFieldDescriptor(0);
+  }
+  void Row(const uint8* record) override {
+    if (IsNullField(*field_, record)) return;
+    const uint8* const bytes = record + field_->GetDataOffset();
+    switch (field_->GetDataType()) {
+      case XeBoolean:
+        value = *bytes != 0;
+        break;
+      case XeBitData:
+      case XeUInt1Data:
+        value = std::int64_t{*bytes};
+        break;
+      case XeInt1Data:
+        value = std::int64_t{Load<int8>(bytes)};
+        break;
+      case XeInt2Data:
+        value = std::int64_t{Load<int16>(bytes)};
+        break;
+      case XeUInt2Data:
+        value = std::int64_t{Load<uint16>(bytes)};
+        break;
+      case XeInt4Data:
+        value = std::int64_t{Load<int32>(bytes)};
+        break;
+      case XeUInt4Data:
+        value = std::int64_t{Load<uint32>(bytes)};
+        break;
+      case XeFloatData:
+        value = double{Load<float32>(bytes)};
+        break;
+      case XeDoubleData:
+        value = Load<float64>(bytes);
+        break;
+      default: {
+        std::string text;
+        AppendValueText(*field_, record, text);
+        value = std::move(text);
+      }
+    }
+  }
+  void End() override {}
+
+ private:
+  XeFieldDescriptorRef field_;
+};
+
+}  // namespace
+
+Evaluator::Impl::Impl(std::string expression, TableSchema columns,
+                      const std::vector<std::string>& parameters, SettingsRef settings)
+    : sql_(std::move(expression)), settings_(std::move(settings)), parameters_(parameters) {
+  table_.schema = std::move(columns);
+  table_.schema.name = L"input";
+  for (ColumnInfo& column : table_.schema.columns) column.nullable = true;
+  Bind();
+}
+
+void Evaluator::Impl::Bind() {
+  const SettingsScope scope(settings_);
+  OneTable catalog(table_);
+  const std::string statement = std::string(kSelect) + sql_ + std::string(kFrom);
+  try {
+    QueryPlan plan = CompileStatement(statement, catalog, parameters_.Get());
+    const bool isOne = plan.visibleOutputs == 1 && !plan.grouped && plan.windows.empty() &&
+                       !plan.distinct && !plan.explain && plan.outputs.size() == 1;
+    if (!isOne) ThrowEngineError(kNoExpression, {Wide(sql_)});
+    column_ = DescribeColumn(plan.outputs.front().result);
+    used_ = plan.scanColumns;
+    run_.emplace(std::move(plan), &table_);
+  } catch (const ErrorMessage& error) {
+    ThrowOfExpression(error, sql_);
+  }
+}
+
+TableRequest Evaluator::Impl::RequestOfUsed() const {
+  TableRequest request{.all = false, .names = {}, .mostRows = {}};
+  for (const uint16 column : used_) request.names.push_back(table_.schema.columns[column].name);
+  return request;
+}
+
+void Evaluator::Impl::TakeRows(Table rows) {
+  std::vector<ColumnInfo>& bound = table_.schema.columns;
+  std::vector<ColumnInfo>& columns = rows.schema.columns;
+  bool fits = columns.size() == bound.size();
+  for (const uint16 column : used_) {
+    fits = fits && columns[column].name == bound[column].name &&
+           columns[column].type == bound[column].type;
+  }
+  if (!fits) {
+    XeString names;
+    for (const ColumnInfo& column : columns) {
+      names += (names.empty() ? L"" : L", ") + column.name + L" " + DeclaredTypeName(column);
+    }
+    ThrowEngineError(kOtherColumns, {rows.schema.name, names});
+  }
+  bool isLonger = false;
+  for (const uint16 column : used_) {
+    if (columns[column].length <= bound[column].length) continue;
+    // So that it need not be bound again for every text that is a little longer.
+    bound[column].length = 2 * columns[column].length;
+    isLonger = true;
+  }
+  table_.chunks = std::move(rows.chunks);
+  table_.rowCount = rows.rowCount;
+  if (isLonger) Bind();
+}
+
+Result Evaluator::Impl::Evaluate(ArrowArrayStream* rows, const ResultOptions& options) {
+  const SettingsScope scope(settings_);
+  KeepingSink sink;
+  WithErrorsOf(sql_, [&] {
+    TakeRows(ReadArrowTable(rows, {.name = L"input"}, RequestOfUsed()));
+    run_->Run(sink);
+  });
+  table_.chunks.clear();
+  table_.rowCount = 0;
+  return Result(
+      std::make_unique<KeptResult>(sql_, std::move(sink.schema), std::move(sink.chunks), options));
+}
+
+Value Evaluator::Impl::EvaluateRow(const std::vector<Value>& row) {
+  const SettingsScope scope(settings_);
+  OneValue sink;
+  WithErrorsOf(sql_, [&] {
+    Table rows;
+    rows.schema = table_.schema;
+    rows.schema.columns.resize(row.size());
+    rows.rowCount = 1;
+    TableChunk& chunk = rows.chunks.emplace_back();
+    chunk.rows = 1;
+    chunk.columns.resize(row.size());
+    for (const uint16 i : used_) {
+      if (i >= row.size()) break;
+      ColumnInfo& column = rows.schema.columns[i];
+      const auto builder =
+          VectorBuilder::Make(column.type, VectorBuilder::kAnyLength, VectorBuilder::Options());
+      const std::string text = TextOf(row[i]);
+      if (std::holds_alternative<std::monostate>(row[i])) {
+        builder->AppendNull();
+      } else if (builder->Append(text) != VectorBuilder::Outcome::kTaken) {
+        ThrowTableError(kValueUnreadable,
+                        {L"input", L"row 1", column.name, DeclaredTypeName(column), Wide(text)});
+      }
+      column.length = std::max(builder->GetLongest(), uint32{1});
+      chunk.columns[i] = builder->Take();
+    }
+    TakeRows(std::move(rows));
+    run_->Run(sink);
+  });
+  return std::move(sink.value);
+}
+
+Evaluator::Evaluator(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Evaluator::Evaluator(Evaluator&&) noexcept = default;
+Evaluator& Evaluator::operator=(Evaluator&&) noexcept = default;
+Evaluator::~Evaluator() = default;
+
+const Column& Evaluator::GetColumn() const { return impl_->GetColumn(); }
+Result Evaluator::Evaluate(ArrowArrayStream* rows, const ResultOptions& options) {
+  return impl_->Evaluate(rows, options);
+}
+Value Evaluator::EvaluateRow(const std::vector<Value>& row) { return impl_->EvaluateRow(row); }
+
+}  // namespace sqxer::engine

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ArrowReader.h"
+#include "Engine/Engine.h"
+#include "ParameterBlock.h"
+#include "QueryRun.h"
+#include "Utility/Settings.h"
+
+namespace sqxer::engine {
+
+/// An expression over the rows of a table whose texts may grow: then it is bound again.
+class Evaluator::Impl {
+ public:
+  /// `columns`: types, and names that the expression says.
+  Impl(std::string expression, TableSchema columns, const std::vector<std::string>& parameters,
+       SettingsRef settings);
+
+  const Column& GetColumn() const { return column_; }
+  Result Evaluate(ArrowArrayStream* rows, const ResultOptions& options);
+  Value EvaluateRow(const std::vector<Value>& row);
+
+ private:
+  void Bind();
+  TableRequest RequestOfUsed() const;
+  /// Makes rows those that are evaluated. Error 57112.
+  void TakeRows(Table rows);
+
+  const std::string sql_;
+  const SettingsRef settings_;
+  ParameterBlock parameters_;
+  Table table_;
+  /// The columns that it reads.
+  std::vector<uint16> used_;
+  Column column_;
+  std::optional<QueryRun> run_;
+};
+
+}  // namespace sqxer::engine

@@ -1,0 +1,249 @@
+#include <cerrno>
+
+#include "ColumnTypes.h"
+#include "EngineError.h"
+#include "ResultImpl.h"
+
+namespace sqxer::engine {
+namespace {
+
+constexpr uint64 kRowsOfKeptChunk = uint64{64} * kColumnBlockRows;
+/// Rows that are read while they are made come in smaller chunks, some of them ahead.
+constexpr uint64 kRowsOfStreamedChunk = uint64{8} * kColumnBlockRows;
+constexpr std::size_t kMostAhead = 4;
+
+/// What a stream of a result holds.
+struct StreamState {
+  std::unique_ptr<Result::Impl> result;
+  std::string error;
+};
+
+/// Calls `action`, and makes its errors those of a stream.
+template <class Action>
+int Serve(ArrowArrayStream* stream, Action&& action) noexcept {
+  auto& state = *static_cast<StreamState*>(stream->private_data);
+  try {
+    state.error.clear();
+    action(*state.result);
+    return 0;
+  } catch (const std::bad_alloc&) {
+    return ENOMEM;
+  } catch (const std::exception& error) {
+    try {
+      state.error = error.what();
+    } catch (...) {
+      return ENOMEM;
+    }
+    return EINVAL;
+  }
+}
+
+}  // namespace
+
+void ThrowAsError(const ErrorMessage& error, const std::string& sql) {
+  throw Error(error.GetCode(), error.what(), sql, error.GetSourcePosition(), error.GetRowNumber());
+}
+
+Column DescribeColumn(const ColumnInfo& column) {
+  ColumnInfo declared = column;
+  // Computed values have types that are declared by other names.
+  if (column.type == XeDateTimeData) declared.type = XeTimeStampData;
+  if (column.type == XeLongVarCharData) declared.type = XeVarCharData;
+  return {BaseStringUtil::StringToUtf8(column.name),
+          BaseStringUtil::StringToUtf8(DeclaredTypeName(declared)), column.nullable};
+}
+
+ArrowWriteOptions MakeWriteOptions(const ResultOptions& options) {
+  using From = ResultOptions::Numerics;
+  using To = ArrowWriteOptions::Numerics;
+  const To numerics = options.numerics == From::kSettled   ? To::kSettled
+                      : options.numerics == From::kDecimal ? To::kDecimal
+                                                           : To::kDouble;
+  return {
+      .numerics = numerics, .keepsDictionaries = options.keepsDictionaries, .largeTexts = false};
+}
+
+void Result::Impl::SetSchema(TableSchema schema) {
+  schema_ = std::move(schema);
+  columns_.clear();
+  for (const ColumnInfo& column : schema_.columns) columns_.push_back(DescribeColumn(column));
+}
+
+void Result::Impl::Settle(std::span<const TableChunk> known, const ArrowWriteOptions& options) {
+  writer_.emplace(schema_, known, options);
+}
+
+void Result::Impl::WriteSchema(ArrowSchema* out) const {
+  WithErrors(sql_, [&] { writer_->WriteSchema(out); });
+}
+
+bool Result::Impl::Next(ArrowArray* out) {
+  return WithErrors(sql_, [&] {
+    const TableChunk* const chunk = NextChunk();
+    if (chunk != nullptr) writer_->WriteArray(*chunk, out);
+    return chunk != nullptr;
+  });
+}
+
+KeptResult::KeptResult(std::string sql, TableSchema schema, std::vector<TableChunk> chunks,
+                       const ResultOptions& options)
+    : Impl(std::move(sql)),
+      chunks_(std::make_shared<const std::vector<TableChunk>>(std::move(chunks))) {
+  for (const TableChunk& chunk : *chunks_) rows_ += static_cast<std::int64_t>(chunk.rows);
+  SetSchema(std::move(schema));
+  WithErrors(sql_, [&] { Settle(*chunks_, MakeWriteOptions(options)); });
+}
+
+KeptResult::KeptResult(const KeptResult& other)
+    : Impl(other), chunks_(other.chunks_), rows_(other.rows_) {}
+
+std::unique_ptr<Result::Impl> KeptResult::Copy() const {
+  return std::unique_ptr<Impl>(new KeptResult(*this));
+}
+
+KeepingSink::KeepingSink() : ChunkSink(kRowsOfKeptChunk) {}
+
+/// Hands chunks over to who reads them.
+class StreamedResult::Sink final : public ChunkSink {
+ public:
+  explicit Sink(StreamedResult& result) : ChunkSink(kRowsOfStreamedChunk), result_(result) {}
+
+ private:
+  void TakeColumns(const std::vector<ColumnInfo>& columns) override {
+    const std::lock_guard lock(result_.mutex_);
+    TableSchema schema;
+    schema.columns = columns;
+    result_.SetSchema(std::move(schema));
+    result_.isBegun_ = true;
+  }
+  void TakeChunk(TableChunk chunk) override {
+    std::unique_lock lock(result_.mutex_);
+    result_.changed_.wait(
+        lock, [this] { return result_.ahead_.size() < kMostAhead || result_.isStopped_; });
+    if (result_.isStopped_) ThrowEngineError(kCancelled, {});
+    result_.ahead_.push_back(std::move(chunk));
+    result_.changed_.notify_all();
+  }
+
+  StreamedResult& result_;
+};
+
+StreamedResult::StreamedResult(std::string sql, const ResultOptions& options,
+                               std::shared_ptr<Running> running,
+                               std::function<void(ResultSink&)> run)
+    : Impl(std::move(sql)), running_(std::move(running)) {
+  thread_ = std::jthread([this, run = std::move(run)] {
+    std::exception_ptr error;
+    try {
+      Sink sink(*this);
+      run(sink);
+    } catch (...) {
+      error = std::current_exception();
+    }
+    const std::lock_guard lock(mutex_);
+    error_ = error;
+    isEnded_ = true;
+    changed_.notify_all();
+  });
+  std::unique_lock lock(mutex_);
+  Wait(lock);
+  if (!isBegun_ && error_) {
+    const std::exception_ptr error = error_;
+    lock.unlock();
+    WithErrors(sql_, [&] { std::rethrow_exception(error); });
+  }
+  // Later rows may have more digits than these.
+  ArrowWriteOptions layouts = MakeWriteOptions(options);
+  if (layouts.numerics == ArrowWriteOptions::Numerics::kSettled)
+    layouts.numerics = ArrowWriteOptions::Numerics::kDecimal;
+  const std::vector<TableChunk> known(ahead_.begin(), ahead_.end());
+  lock.unlock();
+  try {
+    WithErrors(sql_, [&] { Settle(known, layouts); });
+  } catch (...) {
+    Stop();
+    throw;
+  }
+  const std::lock_guard guard(running_->mutex);
+  running_->stream = this;
+}
+
+StreamedResult::~StreamedResult() {
+  const std::lock_guard guard(running_->mutex);
+  Stop();
+  if (running_->stream == this) running_->stream = nullptr;
+}
+
+void Running::Stop() {
+  const std::lock_guard guard(mutex);
+  if (stream != nullptr) stream->Stop();
+  stream = nullptr;
+}
+
+void StreamedResult::Wait(std::unique_lock<std::mutex>& lock) {
+  changed_.wait(lock, [this] { return !ahead_.empty() || isEnded_; });
+}
+
+const TableChunk* StreamedResult::NextChunk() {
+  std::unique_lock lock(mutex_);
+  Wait(lock);
+  if (ahead_.empty()) {
+    if (error_) std::rethrow_exception(error_);
+    return nullptr;
+  }
+  current_ = std::move(ahead_.front());
+  ahead_.pop_front();
+  changed_.notify_all();
+  return &current_;
+}
+
+std::unique_ptr<Result::Impl> StreamedResult::Copy() const { ThrowEngineError(kResultPassed, {}); }
+
+void StreamedResult::Stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    isStopped_ = true;
+    if (!isEnded_) running_->cancellation.Request();
+    changed_.notify_all();
+  }
+  if (!thread_.joinable()) return;
+  thread_.join();
+  running_->cancellation.Withdraw();
+}
+
+Result::Result(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+Result::Result(Result&&) noexcept = default;
+Result& Result::operator=(Result&&) noexcept = default;
+Result::~Result() = default;
+
+const std::vector<Column>& Result::GetColumns() const { return impl_->GetColumns(); }
+std::int64_t Result::CountRows() const { return impl_->CountRows(); }
+void Result::WriteSchema(ArrowSchema* out) const { impl_->WriteSchema(out); }
+bool Result::Next(ArrowArray* out) { return impl_->Next(out); }
+Result Result::Copy() const {
+  return WithErrors({}, [this] { return Result(impl_->Copy()); });
+}
+
+void Result::Export(ArrowArrayStream* out) && {
+  auto state = std::make_unique<StreamState>(StreamState{std::move(impl_), {}});
+  out->get_schema = [](ArrowArrayStream* stream, ArrowSchema* schema) {
+    return Serve(stream, [&](Result::Impl& result) { result.WriteSchema(schema); });
+  };
+  out->get_next = [](ArrowArrayStream* stream, ArrowArray* array) {
+    return Serve(stream, [&](Result::Impl& result) {
+      // Behind the last one a stream gives one that is released.
+      if (!result.Next(array)) *array = {};
+    });
+  };
+  out->get_last_error = [](ArrowArrayStream* stream) -> const char* {
+    const auto& state = *static_cast<StreamState*>(stream->private_data);
+    return state.error.empty() ? nullptr : state.error.c_str();
+  };
+  out->release = [](ArrowArrayStream* stream) {
+    delete static_cast<StreamState*>(stream->private_data);
+    stream->release = nullptr;
+  };
+  out->private_data = state.release();
+}
+
+}  // namespace sqxer::engine

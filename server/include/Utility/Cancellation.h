@@ -1,0 +1,39 @@
+#pragma once
+
+#include <atomic>
+
+#include "Utility/Export.h"
+
+namespace sqxer {
+
+/// A wish that a statement end, which may come from any thread. Long work asks for it now and then
+/// by Check, on the thread that began it.
+class XEUTILITY_API Cancellation {
+ public:
+  void Request() noexcept { isRequested_.store(true, std::memory_order_relaxed); }
+  void Withdraw() noexcept { isRequested_.store(false, std::memory_order_relaxed); }
+  bool IsRequested() const noexcept { return isRequested_.load(std::memory_order_relaxed); }
+
+  /// Error 57110 when the end of the thread's innermost scope is wished for.
+  static void Check();
+
+ private:
+  friend class CancellationScope;
+
+  static thread_local const Cancellation* current;
+  std::atomic<bool> isRequested_ = false;
+};
+
+/// Makes a cancellation that of the thread, as long as it lives.
+class XEUTILITY_API CancellationScope {
+ public:
+  explicit CancellationScope(const Cancellation* cancellation);
+  ~CancellationScope();
+  CancellationScope(const CancellationScope&) = delete;
+  CancellationScope& operator=(const CancellationScope&) = delete;
+
+ private:
+  const Cancellation* const outer_;
+};
+
+}  // namespace sqxer
