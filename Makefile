@@ -8,16 +8,17 @@ PEERS := duckdb chdb polars
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
         bench-micro bench-suite bench-windows fuzz-reader format format-check python-check tidy \
-        docs install clean
+        python python-test python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
 	@cmake --build --preset release -j $(JOBS) --target sqxer
 	$(SQXER) -C examples/data -o table -f examples/strikes.sql
 
-## Build and run every test.
+## Build and run every test, the Python package's too.
 test: build
 	ctest --preset release -j $(JOBS)
+	@$(MAKE) --no-print-directory python-test
 
 build: configure
 	cmake --build --preset release -j $(JOBS)
@@ -94,13 +95,30 @@ format-check:
 	@cmake/dependencies.sh clang-format
 	@clang-format --dry-run -Werror $(SOURCES) && echo "format: $(words $(SOURCES)) files are clean"
 
-## ruff, mypy and the tests of the project's Python.
-python-check:
+# What the package is built and tested with. The compilers' names are those of the other builds, so
+# that ccache has what they have compiled.
+python-venv:
+	@cmake/dependencies.sh python3-dev
 	@cmake/venv.sh -r requirements-dev.txt -c bench/requirements.txt duckdb polars
+
+## Build the Python package, and install it into the virtual environment of the build folder.
+python: dependencies python-venv
+	CC=cc CXX=c++ build/venv/bin/pip install --quiet --no-build-isolation --no-deps .
+
+## The tests of the Python package.
+python-test: python
+	build/venv/bin/pytest python/tests
+
+## A wheel of the Python package, in build/wheel.
+wheel: dependencies python-venv
+	CC=cc CXX=c++ build/venv/bin/pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/wheel .
+
+## ruff and mypy over the project's Python, and the tests of the benchmark's driver.
+python-check: python-venv
 	build/venv/bin/ruff format --check
 	build/venv/bin/ruff check
 	build/venv/bin/mypy
-	build/venv/bin/pytest
+	build/venv/bin/pytest bench/tests
 
 ## clang-tidy over the expression library and the platform.
 tidy: dependencies

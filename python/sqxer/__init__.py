@@ -1,0 +1,96 @@
+"""SQL with exact rules over files, Arrow data and data frames.
+
+>>> import sqxer
+>>> trades = {"symbol": ["A", "B", "A"], "price": [1.25, 2.5, 3.75], "quantity": [2, 4, 6]}
+>>> sqxer.sql("SELECT symbol, SUM(price * quantity) AS total FROM trades GROUP BY symbol",
+...           trades=trades)
+symbol  total
+------  -----
+A        25.0
+B        10.0
+"""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any
+
+from ._engine import __version__
+from .connection import Connection, Cursor, Numerics
+from .errors import (
+    DatabaseError,
+    DataError,
+    Error,
+    IntegrityError,
+    InterfaceError,
+    InternalError,
+    NotSupportedError,
+    OperationalError,
+    ProgrammingError,
+    Warning,  # noqa: A004 (the name that DB-API 2.0 wants)
+)
+from .expression import Expression
+from .result import Batch, Result
+
+if TYPE_CHECKING:
+    import os
+    from collections.abc import Sequence
+
+apilevel = "2.0"
+threadsafety = 1
+paramstyle = "qmark"
+
+
+def connect(directory: str | os.PathLike[str] = ".", threads: int | None = None) -> Connection:
+    """A session of its own. `directory`: where a bare name of a table means NAME.csv."""
+    return Connection(directory, threads)
+
+
+def sql(
+    statement: str,
+    params: Sequence[object] = (),
+    *,
+    numerics: Numerics = "settled",
+    threads: int | None = None,
+    **tables: Any,  # noqa: ANN401
+) -> Result:
+    """Runs one statement over tables that are handed over by their names.
+
+    A table is whatever `Connection.register` takes: Arrow data, a data frame, a dict of columns, a
+    path. Names that are not among them mean files: `FROM trades` is trades.csv, `FROM "a/b.csv"` a
+    path.
+    """
+    connection = Connection(threads=threads)
+    for name, data in tables.items():
+        connection.register(name, data)
+    return connection.execute(statement, params, numerics=numerics)
+
+
+def expr(expression: str, params: Sequence[object] = ()) -> Expression:
+    """An expression that is evaluated over any table that has its columns."""
+    return Connection(threads=1).expr(expression, params)
+
+
+__all__ = [
+    "Batch",
+    "Connection",
+    "Cursor",
+    "DataError",
+    "DatabaseError",
+    "Error",
+    "Expression",
+    "IntegrityError",
+    "InterfaceError",
+    "InternalError",
+    "NotSupportedError",
+    "OperationalError",
+    "ProgrammingError",
+    "Result",
+    "Warning",
+    "__version__",
+    "apilevel",
+    "connect",
+    "expr",
+    "paramstyle",
+    "sql",
+    "threadsafety",
+]

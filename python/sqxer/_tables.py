@@ -1,0 +1,172 @@
+"""What people hold their data in, as streams of Arrow data."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Callable, Mapping, Sequence
+from pathlib import Path
+from typing import TYPE_CHECKING, Any, cast
+
+from . import _engine, _values
+from .errors import InterfaceError
+
+if TYPE_CHECKING:
+    from ._engine import Session
+
+_DATASET_SUFFIXES = {
+    ".parquet": "parquet",
+    ".pq": "parquet",
+    ".arrow": "ipc",
+    ".feather": "ipc",
+    ".ipc": "ipc",
+}
+# Arrow's formats of numpy's numbers; float16 and complex numbers have none here.
+_NUMPY_FORMATS = {
+    "i1": "c", "u1": "C", "i2": "s", "u2": "S", "i4": "i", "u4": "I", "i8": "l", "u8": "L",
+    "f4": "f", "f8": "g",
+}  # fmt: skip
+_NUMPY_UNITS = {"s": "tss:", "ms": "tsm:", "us": "tsu:", "ns": "tsn:"}
+
+
+def _numpy_column(name: str, values: Any) -> _values.Column | None:  # noqa: ANN401
+    """A column of a numpy array, its bytes shared where they can be; None for objects and texts."""
+    import numpy as np  # noqa: PLC0415 (whoever hands over an array has it)
+
+    if values.ndim != 1:
+        msg = f"the column {name!r} has {values.ndim} dimensions, a column has one"
+        raise InterfaceError(msg)
+    count = len(values)
+    kind = values.dtype.kind
+    if kind == "b":
+        packed = np.packbits(values, bitorder="little")
+        return name, "b", count, 0, [None, packed]
+    if kind == "M":
+        known = ~np.isnat(values)
+        nulls = count - int(known.sum())
+        unit = np.datetime_data(values.dtype)[0]
+        if unit == "D":
+            data, form = values.astype("i8").astype("i4"), "tdD"
+        else:
+            unit = unit if unit in _NUMPY_UNITS else "us"
+            data, form = values.astype(f"M8[{unit}]").view("i8"), _NUMPY_UNITS[unit]
+        validity = np.packbits(known, bitorder="little") if nulls else None
+        return name, form, count, nulls, [validity, np.ascontiguousarray(data)]
+    form = _NUMPY_FORMATS.get(values.dtype.newbyteorder("=").str[1:], "")
+    if not form:
+        return None
+    native = np.ascontiguousarray(values, dtype=values.dtype.newbyteorder("="))
+    return name, form, count, 0, [None, native]
+
+
+def _column_of(name: str, values: Any) -> _values.Column:  # noqa: ANN401
+    if hasattr(values, "dtype") and hasattr(values, "ndim"):
+        column = _numpy_column(name, values)
+        if column is not None:
+            return column
+        values = values.tolist()
+    return _values.encode(name, list(values))
+
+
+def stream_of_columns(columns: Mapping[str, Any]) -> object:
+    """A stream of columns that are numpy arrays or sequences of Python values."""
+    made = [_column_of(str(name), values) for name, values in columns.items()]
+    lengths = {column[2] for column in made}
+    if len(lengths) > 1:
+        msg = "the columns have different lengths: " + ", ".join(
+            f"{column[0]} {column[2]}" for column in made
+        )
+        raise InterfaceError(msg)
+    return _engine.make_stream(made, lengths.pop() if lengths else 0)
+
+
+class _Array:
+    """One array of structs as a stream."""
+
+    def __init__(self, held: Any) -> None:  # noqa: ANN401
+        self._held = held
+
+    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
+        import pyarrow as pa  # noqa: PLC0415
+
+        del requested_schema
+        batch = pa.record_batch(self._held)
+        reader = pa.RecordBatchReader.from_batches(batch.schema, [batch])
+        return cast("object", reader.__arrow_c_stream__())
+
+
+def stream_of(data: Any) -> object:  # noqa: ANN401
+    """A capsule with a stream over all rows of `data`."""
+    if hasattr(data, "__arrow_c_stream__"):
+        return cast("object", data.__arrow_c_stream__())
+    if hasattr(data, "__arrow_c_array__"):
+        return _Array(data).__arrow_c_stream__()
+    if isinstance(data, Mapping):
+        return stream_of_columns(data)
+    if isinstance(data, Sequence) and data and all(isinstance(row, Mapping) for row in data):
+        names = list(dict.fromkeys(name for row in data for name in row))
+        return stream_of_columns({name: [row.get(name) for row in data] for name in names})
+    msg = (
+        f"a {type(data).__name__} is no table: hand over Arrow data (pyarrow, pandas, Polars, "
+        "DuckDB), a dict of columns, a list of dicts, or a path"
+    )
+    raise InterfaceError(msg)
+
+
+def _is_once_only(data: Any) -> bool:  # noqa: ANN401
+    """Whether a stream over the data can be had once: readers, as opposed to tables."""
+    return hasattr(data, "read_next_batch") or type(data).__name__ == "PyCapsule"
+
+
+def _add_dataset(session: Session, name: str, dataset: Any) -> None:  # noqa: ANN401
+    def open_columns(columns: list[str]) -> object:
+        return cast("object", dataset.scanner(columns=columns).to_reader().__arrow_c_stream__())
+
+    session.add_source(name, dataset.schema.__arrow_c_schema__(), open_columns, False, False)
+
+
+def _add_path(session: Session, name: str, path: Path) -> None:
+    form = _DATASET_SUFFIXES.get(path.suffix.lower())
+    if form is None and path.is_dir():
+        form = "parquet"
+    if form is None:
+        session.add_file(name, os.fspath(path))
+        return
+    try:
+        import pyarrow.dataset as ds  # noqa: PLC0415
+    except ImportError as error:
+        msg = f"reading {os.fspath(path)!r} takes pyarrow: pip install pyarrow"
+        raise InterfaceError(msg) from error
+    try:
+        dataset = ds.dataset(path, format=form, partitioning="hive")
+    except (OSError, ValueError) as error:
+        msg = f"{os.fspath(path)!r} cannot be read: {error}"
+        raise InterfaceError(msg) from error
+    _add_dataset(session, name, dataset)
+
+
+def _schema_opener(data: Any) -> tuple[object, Callable[[list[str]], object]] | None:  # noqa: ANN401
+    """The schema of a table, and what opens it for some of its columns."""
+    if hasattr(data, "__arrow_c_schema__"):  # polars and Arrow tables have one with streams
+        return data.__arrow_c_schema__(), lambda _: stream_of(data)
+    schema = getattr(data, "schema", None)
+    if hasattr(schema, "__arrow_c_schema__"):
+        return cast("Any", schema).__arrow_c_schema__(), lambda _: stream_of(data)
+    return None
+
+
+def add_table(session: Session, name: str, data: Any) -> None:  # noqa: ANN401
+    """Makes `data` a table of a session."""
+    if isinstance(data, str | os.PathLike):
+        _add_path(session, name, Path(data))
+        return
+    if hasattr(data, "scanner") and hasattr(data, "schema"):
+        _add_dataset(session, name, data)
+        return
+    opener = None
+    if hasattr(data, "__arrow_c_stream__") and not _is_once_only(data):
+        opener = _schema_opener(data)
+    if opener is None:
+        session.add_arrow(name, stream_of(data), False)
+    else:
+        schema, open_columns = opener
+        session.add_source(name, schema, open_columns, False, True)

@@ -1,0 +1,260 @@
+"""Sessions: tables, and the statements that are run over them; DB-API 2.0 besides."""
+
+from __future__ import annotations
+
+import datetime as dt
+import os
+from decimal import Decimal
+from typing import TYPE_CHECKING, Any, Literal, Self
+
+from . import _engine, _tables
+from .errors import InterfaceError, NotSupportedError
+from .expression import Expression
+from .result import Result
+
+if TYPE_CHECKING:
+    from collections.abc import Iterator, Sequence
+
+Numerics = Literal["settled", "decimal", "double"]
+
+
+def _moment(value: dt.date | dt.time) -> str:
+    if isinstance(value, dt.time):
+        return f"time:{value.isoformat()}"
+    if not isinstance(value, dt.datetime):
+        return f"date:{value.isoformat()}"
+    if value.tzinfo is not None:
+        value = value.astimezone(dt.UTC).replace(tzinfo=None)
+    return f"timestamp:{value.isoformat(sep=' ')}"
+
+
+def _parameter(value: object) -> str:  # noqa: PLR0911 (one for each type)
+    """A value of a parameter, with its type, as the engine reads it."""
+    if value is None:
+        return ""
+    if isinstance(value, bool):
+        return f"boolean:{'true' if value else 'false'}"
+    if isinstance(value, int):
+        return f"{'int4' if -(1 << 31) <= value < 1 << 31 else 'numeric'}:{value}"
+    if isinstance(value, float):
+        return f"double:{value!r}"
+    if isinstance(value, Decimal):
+        return f"numeric:{value}"
+    if isinstance(value, str):
+        return f"varchar:{value}"
+    if isinstance(value, dt.date | dt.time):
+        return _moment(value)
+    msg = f"a parameter cannot be a {type(value).__name__}"
+    raise InterfaceError(msg)
+
+
+def _end_of_quoted(sql: str, start: int) -> int:
+    """The end of what begins at a place: a quoted text or name, a comment, or one character."""
+    if sql[start] in "'\"":
+        end = sql.find(sql[start], start + 1)
+        return len(sql) if end < 0 else end + 1
+    if sql.startswith("--", start):
+        end = sql.find("\n", start)
+        return len(sql) if end < 0 else end
+    if sql.startswith("/*", start):
+        depth, at = 1, start + 2
+        while at < len(sql) and depth:
+            pair = sql[at : at + 2]
+            depth += (pair == "/*") - (pair == "*/")
+            at += 2 if pair in {"/*", "*/"} else 1
+        return at
+    return start + 1
+
+
+def number_marks(sql: str) -> str:
+    """The statement with `?`, outside of quotations and comments, as $1, $2, ..."""
+    if "?" not in sql:
+        return sql
+    pieces: list[str] = []
+    at = marks = 0
+    while at < len(sql):
+        end = _end_of_quoted(sql, at)
+        if sql[at] == "?":
+            marks += 1
+            pieces.append(f"${marks}")
+        else:
+            pieces.append(sql[at:end])
+        at = end
+    return "".join(pieces)
+
+
+class Connection:
+    """Tables, and the statements that are run over them. One thread at a time.
+
+    >>> import sqxer
+    >>> connection = sqxer.connect()
+    >>> connection.register("t", {"a": [1, 2, 3]})
+    >>> connection.execute("SELECT SUM(a) AS s FROM t WHERE a > ?", [1]).fetchall()
+    [(5,)]
+    """
+
+    def __init__(self, directory: str | os.PathLike[str] = ".", threads: int | None = None) -> None:
+        """`directory`: where a bare name of a table means NAME.csv. `threads`: all processors."""
+        self._session: _engine.Session | None = _engine.Session()
+        self._session.set_directory(os.fspath(directory))
+        self._session.set_threads(threads or os.cpu_count() or 1)
+
+    @property
+    def session(self) -> _engine.Session:
+        """The engine's session; an error when the connection was closed."""
+        if self._session is None:
+            msg = "the connection was closed"
+            raise InterfaceError(msg)
+        return self._session
+
+    def set(self, switch: str, value: object) -> None:
+        """Sets a switch for the statements to come: `sqxer --help-switches` explains each."""
+        text = ("on" if value else "off") if isinstance(value, bool) else str(value)
+        self.session.set(switch, text)
+
+    def register(self, name: str, data: Any, types: str | None = None) -> None:  # noqa: ANN401
+        """Makes data a table: Arrow data, a data frame, columns, rows, a dataset, or a path.
+
+        Arrow data is shared, not copied, wherever its layout is the engine's. `types` are for
+        files: "COL:TYPE,COL:TYPE" in the place of the types that are found.
+        """
+        if types is not None:
+            self.session.set_types(name, types)
+        _tables.add_table(self.session, name, data)
+
+    def unregister(self, name: str) -> None:
+        """Lets go of a table."""
+        self.session.remove_table(name)
+
+    def execute(
+        self,
+        sql: str,
+        params: Sequence[object] = (),
+        *,
+        numerics: Numerics = "settled",
+        dictionaries: bool = False,
+    ) -> Result:
+        """Runs a statement to its end.
+
+        `?` or `$1` stand for `params`. `numerics`: decimals come as Arrow decimals with the digits
+        that the values have, or integers where all are whole (settled), always as decimals, or as
+        doubles. `dictionaries`: texts that came as dictionaries go as dictionaries.
+        """
+        parameters = [_parameter(value) for value in params]
+        return Result(self.session.query(number_marks(sql), parameters, numerics, dictionaries))
+
+    sql = execute
+
+    def stream(
+        self, sql: str, params: Sequence[object] = (), *, numerics: Numerics = "decimal"
+    ) -> Result:
+        """Runs a statement whose rows are made while they are read, which can be done once.
+
+        The next use of the connection ends it.
+        """
+        parameters = [_parameter(value) for value in params]
+        return Result(self.session.stream(number_marks(sql), parameters, numerics, False))
+
+    def expr(self, expression: str, params: Sequence[object] = ()) -> Expression:
+        """An expression that is evaluated over any table that has its columns."""
+        parameters = [_parameter(value) for value in params]
+        return Expression(self.session, number_marks(expression), parameters)
+
+    def cancel(self) -> None:
+        """Ends the statement that is running, from another thread."""
+        self.session.cancel()
+
+    def close(self) -> None:
+        """Lets go of everything."""
+        self._session = None
+
+    def __enter__(self) -> Self:
+        """The connection itself."""
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        """Closes it."""
+        self.close()
+
+    # DB-API 2.0.
+
+    def cursor(self) -> Cursor:
+        """A cursor, as DB-API 2.0 has it."""
+        return Cursor(self)
+
+    def commit(self) -> None:
+        """There is nothing to commit: statements only read."""
+
+    def rollback(self) -> None:
+        """Refused: there are no transactions."""
+        msg = "there are no transactions"
+        raise NotSupportedError(msg)
+
+
+class Cursor:
+    """A cursor, as DB-API 2.0 has it."""
+
+    arraysize = 1
+
+    def __init__(self, connection: Connection) -> None:
+        self.connection = connection
+        self._result: Result | None = None
+
+    @property
+    def description(self) -> list[tuple[str, str, None, None, None, None, None]] | None:
+        """Name and type of each column; None before a statement."""
+        if self._result is None:
+            return None
+        return [
+            (name, kind, None, None, None, None, None)
+            for name, kind in zip(self._result.columns, self._result.types, strict=True)
+        ]
+
+    @property
+    def rowcount(self) -> int:
+        """The rows of the last statement; -1 before one."""
+        return -1 if self._result is None else len(self._result)
+
+    def execute(self, sql: str, params: Sequence[object] = ()) -> Self:
+        """Runs a statement."""
+        self._result = self.connection.execute(sql, params)
+        return self
+
+    def executemany(self, sql: str, seq_of_params: Sequence[Sequence[object]]) -> Self:
+        """Runs a statement with one list of parameters after the other."""
+        for params in seq_of_params:
+            self.execute(sql, params)
+        return self
+
+    def _get(self) -> Result:
+        if self._result is None:
+            msg = "no statement was executed"
+            raise InterfaceError(msg)
+        return self._result
+
+    def fetchone(self) -> tuple[Any, ...] | None:
+        """The next row; None behind the last one."""
+        return self._get().fetchone()
+
+    def fetchmany(self, size: int | None = None) -> list[tuple[Any, ...]]:
+        """The next rows, `arraysize` if nothing is said."""
+        return self._get().fetchmany(self.arraysize if size is None else size)
+
+    def fetchall(self) -> list[tuple[Any, ...]]:
+        """All rows that are left."""
+        return self._get().fetchall()
+
+    def __iter__(self) -> Iterator[tuple[Any, ...]]:
+        """The rows that are left."""
+        while (row := self.fetchone()) is not None:
+            yield row
+
+    def close(self) -> None:
+        """Lets go of the result."""
+        self._result = None
+
+    def setinputsizes(self, sizes: object) -> None:
+        """Does nothing."""
+
+    def setoutputsize(self, size: int, column: int | None = None) -> None:
+        """Does nothing."""

@@ -1,0 +1,60 @@
+"""Expressions without a statement around them."""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any
+
+from . import _tables
+from .result import Result
+
+if TYPE_CHECKING:
+    from collections.abc import Mapping
+
+    from . import _engine
+    from .connection import Numerics
+
+
+class Expression:
+    """An expression over the columns of a table.
+
+    >>> import sqxer
+    >>> dear = sqxer.expr("price * quantity > 5")
+    >>> dear({"price": [1.5, 4.0], "quantity": [2, 3]}).fetchall()
+    [(False,), (True,)]
+    >>> dear.row({"price": 4.0, "quantity": 3})
+    True
+    """
+
+    def __init__(self, session: _engine.Session, text: str, parameters: list[str]) -> None:
+        self._session = session
+        self._parameters = parameters
+        self._for_rows: dict[tuple[tuple[str, type], ...], _engine.Evaluator] = {}
+        # A value of each column, the last one that was not None: it tells the column's type.
+        self._samples: dict[str, object] = {}
+        self.text = text
+
+    def __repr__(self) -> str:
+        """What would make it."""
+        return f"sqxer.expr({self.text!r})"
+
+    def __call__(self, table: Any, *, numerics: Numerics = "settled") -> Result:  # noqa: ANN401
+        """The value for each row of a table, as a result of one column."""
+        stream = _tables.stream_of(table)
+        evaluator = self._session.compile(self.text, stream, self._parameters)
+        return Result(evaluator.evaluate(stream, numerics))
+
+    def row(self, row: Mapping[str, object]) -> Any:  # noqa: ANN401
+        """The value for one row. Decimals, dates and times come as texts.
+
+        A column that is None has the type that it had in a row before, or that of texts.
+        """
+        for name, value in row.items():
+            if value is not None:
+                self._samples[name] = value
+        key = tuple((name, type(self._samples.get(name))) for name in row)
+        evaluator = self._for_rows.get(key)
+        if evaluator is None:
+            stream = _tables.stream_of({name: [self._samples.get(name)] for name in row})
+            evaluator = self._session.compile(self.text, stream, self._parameters)
+            self._for_rows[key] = evaluator
+        return evaluator.evaluate_row(list(row.values()))
