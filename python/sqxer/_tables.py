@@ -37,6 +37,8 @@ def _numpy_column(name: str, values: Any) -> _values.Column | None:  # noqa: ANN
         raise InterfaceError(msg)
     count = len(values)
     kind = values.dtype.kind
+    if isinstance(values, np.ma.MaskedArray):
+        return None
     if kind == "b":
         packed = np.packbits(values, bitorder="little")
         return name, "b", count, 0, [None, packed]
@@ -44,11 +46,19 @@ def _numpy_column(name: str, values: Any) -> _values.Column | None:  # noqa: ANN
         known = ~np.isnat(values)
         nulls = count - int(known.sum())
         unit = np.datetime_data(values.dtype)[0]
-        if unit == "D":
-            data, form = values.astype("i8").astype("i4"), "tdD"
+        if unit in {"D", "W", "M", "Y"}:
+            days = values.astype("M8[D]").view("i8")
+            if nulls < count and np.abs(days[known]).max() >= 1 << 31:
+                msg = f"the column {name!r} has days beyond those of dates"
+                raise InterfaceError(msg)
+            data, form = days.astype("i4"), "tdD"
         else:
-            unit = unit if unit in _NUMPY_UNITS else "us"
-            data, form = values.astype(f"M8[{unit}]").view("i8"), _NUMPY_UNITS[unit]
+            unit = unit if unit in _NUMPY_UNITS else "s"
+            moments = values.astype(f"M8[{unit}]")
+            if not (moments[known] == values[known]).all():
+                msg = f"the column {name!r} has times finer than nanoseconds"
+                raise InterfaceError(msg)
+            data, form = moments.view("i8"), _NUMPY_UNITS[unit]
         validity = np.packbits(known, bitorder="little") if nulls else None
         return name, form, count, nulls, [validity, np.ascontiguousarray(data)]
     form = _NUMPY_FORMATS.get(values.dtype.newbyteorder("=").str[1:], "")
@@ -112,9 +122,27 @@ def stream_of(data: Any) -> object:  # noqa: ANN401
     raise InterfaceError(msg)
 
 
-def _is_once_only(data: Any) -> bool:  # noqa: ANN401
-    """Whether a stream over the data can be had once: readers, as opposed to tables."""
-    return hasattr(data, "read_next_batch") or type(data).__name__ == "PyCapsule"
+def _is_fixed(data: Any) -> bool:  # noqa: ANN401
+    """Whether a stream over the data gives the same rows whenever it is opened: Arrow's own tables.
+
+    Others may change, or be made anew in another order: they are read once.
+    """
+    return type(data).__module__.startswith("pyarrow.") and not hasattr(data, "read_next_batch")
+
+
+def _fixed(data: Any) -> Any:  # noqa: ANN401
+    """The rows of a table as they are now, without a copy, in Arrow's own table if there is one."""
+    is_table = hasattr(data, "__arrow_c_stream__") and not hasattr(data, "read_next_batch")
+    if _is_fixed(data) or not is_table or not getattr(data, "is_kept", True):
+        return data
+    try:
+        import pyarrow as pa  # noqa: PLC0415
+    except ImportError:
+        return data
+    try:
+        return pa.table(data)
+    except (pa.ArrowInvalid, pa.ArrowNotImplementedError):
+        return data
 
 
 def _add_dataset(
@@ -174,9 +202,8 @@ def add_table(
     if hasattr(data, "scanner") and hasattr(data, "schema"):
         _add_dataset(session, name, data, binary_as_text)
         return
-    opener = None
-    if hasattr(data, "__arrow_c_stream__") and not _is_once_only(data):
-        opener = _schema_opener(data)
+    data = _fixed(data)
+    opener = _schema_opener(data) if _is_fixed(data) else None
     if opener is None:
         session.add_arrow(name, stream_of(data), binary_as_text)
     else:

@@ -165,8 +165,10 @@ def _encode(values: list[Any]) -> tuple[str, list[object]]:  # noqa: PLR0911 (on
     kinds = {type(value) for value in values}
     if kinds == {bool}:
         return "b", [_pack(values)]
-    if kinds <= {int, bool} and all(-(1 << 63) <= value < 1 << 63 for value in values):
-        return "l", [array.array("q", values)]
+    if kinds <= {int, bool}:
+        if all(-(1 << 63) <= value < 1 << 63 for value in values):
+            return "l", [array.array("q", values)]
+        return _decimal_buffers(values)
     if kinds <= {int, float, bool}:
         return "g", [array.array("d", values)]
     if kinds <= {int, bool, Decimal}:

@@ -2,12 +2,17 @@
 
 from __future__ import annotations
 
+import atexit
 import datetime as dt
 import os
+import time
+from contextlib import contextmanager
 from decimal import Decimal
 from typing import TYPE_CHECKING, Any, Literal, Self
+from weakref import WeakSet
 
 from . import _engine, _tables
+from ._marks import numbered
 from .errors import InterfaceError, NotSupportedError
 from .expression import Expression
 from .result import Result
@@ -37,7 +42,7 @@ def _parameter(value: object) -> str:  # noqa: PLR0911 (one for each type)
     if isinstance(value, int):
         return f"{'int4' if -(1 << 31) <= value < 1 << 31 else 'numeric'}:{value}"
     if isinstance(value, float):
-        return f"double:{value!r}"
+        return f"double:{float.__repr__(value)}"
     if isinstance(value, Decimal):
         return f"numeric:{value}"
     if isinstance(value, str):
@@ -48,39 +53,14 @@ def _parameter(value: object) -> str:  # noqa: PLR0911 (one for each type)
     raise InterfaceError(msg)
 
 
-def _end_of_quoted(sql: str, start: int) -> int:
-    """The end of what begins at a place: a quoted text or name, a comment, or one character."""
-    if sql[start] in "'\"":
-        end = sql.find(sql[start], start + 1)
-        return len(sql) if end < 0 else end + 1
-    if sql.startswith("--", start):
-        end = sql.find("\n", start)
-        return len(sql) if end < 0 else end
-    if sql.startswith("/*", start):
-        depth, at = 1, start + 2
-        while at < len(sql) and depth:
-            pair = sql[at : at + 2]
-            depth += (pair == "/*") - (pair == "*/")
-            at += 2 if pair in {"/*", "*/"} else 1
-        return at
-    return start + 1
+# Connections that are open, so that no statement runs when the interpreter ends.
+_open: WeakSet[Connection] = WeakSet()
 
 
-def number_marks(sql: str) -> str:
-    """The statement with `?`, outside of quotations and comments, as $1, $2, ..."""
-    if "?" not in sql:
-        return sql
-    pieces: list[str] = []
-    at = marks = 0
-    while at < len(sql):
-        end = _end_of_quoted(sql, at)
-        if sql[at] == "?":
-            marks += 1
-            pieces.append(f"${marks}")
-        else:
-            pieces.append(sql[at:end])
-        at = end
-    return "".join(pieces)
+@atexit.register
+def _end_all() -> None:
+    for connection in list(_open):
+        connection.end()
 
 
 class Connection:
@@ -98,6 +78,31 @@ class Connection:
         self._session: _engine.Session | None = _engine.Session()
         self._session.set_directory(os.fspath(directory))
         self._session.set_threads(threads or os.cpu_count() or 1)
+        self._statements = 0
+        _open.add(self)
+
+    @contextmanager
+    def _running(self) -> Iterator[None]:
+        if self._statements:
+            msg = "another thread uses this connection: open one for each thread"
+            raise InterfaceError(msg)
+        self._statements += 1
+        try:
+            yield
+        finally:
+            self._statements -= 1
+
+    def end(self) -> None:
+        """Ends what is running, and waits a little until it has ended."""
+        session = self._session
+        if session is None:
+            return
+        deadline = time.monotonic() + 2
+        while self._statements and time.monotonic() < deadline:
+            session.cancel()
+            time.sleep(0.005)
+        if not self._statements:
+            session.stop()
 
     @property
     def session(self) -> _engine.Session:
@@ -149,7 +154,9 @@ class Connection:
         doubles. `dictionaries`: texts that came as dictionaries go as dictionaries.
         """
         parameters = [_parameter(value) for value in params]
-        return Result(self.session.query(number_marks(sql), parameters, numerics, dictionaries))
+        with numbered(sql) as text, self._running():
+            result = self.session.query(text, parameters, numerics, dictionaries)
+            return Result(result, owner=self)
 
     sql = execute
 
@@ -161,12 +168,13 @@ class Connection:
         The next use of the connection ends it.
         """
         parameters = [_parameter(value) for value in params]
-        return Result(self.session.stream(number_marks(sql), parameters, numerics, False))
+        with numbered(sql) as text, self._running():
+            return Result(self.session.stream(text, parameters, numerics, False), owner=self)
 
     def expr(self, expression: str, params: Sequence[object] = ()) -> Expression:
         """An expression that is evaluated over any table that has its columns."""
         parameters = [_parameter(value) for value in params]
-        return Expression(self.session, number_marks(expression), parameters)
+        return Expression(self, expression, parameters)
 
     def cancel(self) -> None:
         """Ends the statement that is running, from another thread."""
@@ -225,6 +233,7 @@ class Cursor:
 
     def execute(self, sql: str, params: Sequence[object] = ()) -> Self:
         """Runs a statement."""
+        self._result = None
         self._result = self.connection.execute(sql, params)
         return self
 

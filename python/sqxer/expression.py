@@ -2,16 +2,18 @@
 
 from __future__ import annotations
 
+from decimal import Decimal
 from typing import TYPE_CHECKING, Any
 
 from . import _tables
+from ._marks import numbered
 from .result import Result
 
 if TYPE_CHECKING:
     from collections.abc import Mapping
 
     from . import _engine
-    from .connection import Numerics
+    from .connection import Connection, Numerics
 
 
 class Expression:
@@ -25,8 +27,8 @@ class Expression:
     True
     """
 
-    def __init__(self, session: _engine.Session, text: str, parameters: list[str]) -> None:
-        self._session = session
+    def __init__(self, connection: Connection, text: str, parameters: list[str]) -> None:
+        self._connection = connection
         self._parameters = parameters
         self._for_rows: dict[tuple[tuple[str, type], ...], _engine.Evaluator] = {}
         # A value of each column, the last one that was not None: it tells the column's type.
@@ -37,14 +39,19 @@ class Expression:
         """What would make it."""
         return f"sqxer.expr({self.text!r})"
 
+    def _compile(self, stream: object) -> _engine.Evaluator:
+        with numbered(self.text) as text:
+            return self._connection.session.compile(text, stream, self._parameters)
+
     def __call__(self, table: Any, *, numerics: Numerics = "settled") -> Result:  # noqa: ANN401
         """The value for each row of a table, as a result of one column."""
         stream = _tables.stream_of(table)
-        evaluator = self._session.compile(self.text, stream, self._parameters)
-        return Result(evaluator.evaluate(stream, numerics))
+        evaluator = self._compile(stream)
+        with numbered(self.text):
+            return Result(evaluator.evaluate(stream, numerics))
 
     def row(self, row: Mapping[str, object]) -> Any:  # noqa: ANN401
-        """The value for one row. Decimals, dates and times come as texts.
+        """The value for one row. Dates and times come as texts.
 
         A column that is None has the type that it had in a row before, or that of texts.
         """
@@ -55,6 +62,10 @@ class Expression:
         evaluator = self._for_rows.get(key)
         if evaluator is None:
             stream = _tables.stream_of({name: [self._samples.get(name)] for name in row})
-            evaluator = self._session.compile(self.text, stream, self._parameters)
+            evaluator = self._compile(stream)
             self._for_rows[key] = evaluator
-        return evaluator.evaluate_row(list(row.values()))
+        value = evaluator.evaluate_row(list(row.values()))
+        if isinstance(value, str) and evaluator.column()[1] == "numeric":
+            number = Decimal(value)
+            return int(number) if number == number.to_integral_value() else number
+        return value

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import html
+from collections import deque
 from typing import TYPE_CHECKING, Any, cast
 
 from . import _values
@@ -58,10 +59,12 @@ class Result:
     [(1, 2), (2, 4), (None, None)]
     """
 
-    def __init__(self, result: _engine.Result) -> None:
+    def __init__(self, result: _engine.Result, owner: object = None) -> None:
         self._whole = result
+        # Whoever has the rows has what they come from.
+        self._owner = owner
         self._reading: _engine.Result | None = None
-        self._waiting: list[tuple[Any, ...]] = []
+        self._waiting: deque[tuple[Any, ...]] = deque()
 
     @property
     def columns(self) -> list[str]:
@@ -87,7 +90,12 @@ class Result:
         return count
 
     def _copy(self) -> _engine.Result:
-        return self._whole.copy() if self.is_kept else self._whole
+        if self.is_kept:
+            return self._whole.copy()
+        if self._waiting:
+            msg = "some rows of this stream were taken as Python values: go on with those"
+            raise InterfaceError(msg)
+        return self._whole
 
     def __arrow_c_stream__(self, requested_schema: object = None) -> object:
         """The Arrow C data interface: pyarrow, pandas, Polars and DuckDB take results by it."""
@@ -105,24 +113,27 @@ class Result:
             yield Batch(batch)
 
     def __iter__(self) -> Iterator[tuple[Any, ...]]:
-        """The rows as tuples of Python values."""
+        """The rows as tuples of Python values; of a stream those that are left."""
+        if not self.is_kept:
+            while (row := self.fetchone()) is not None:
+                yield row
+            return
         for batch in self.batches():
             yield from batch.rows()
 
     def _fill(self, count: int | None) -> None:
         if self._reading is None:
-            self._reading = self._copy()
+            self._reading = self._whole.copy() if self.is_kept else self._whole
         while count is None or len(self._waiting) < count:
             batch = self._reading.next()
             if batch is None:
                 return
-            self._waiting += _values.rows_of(batch)
+            self._waiting.extend(_values.rows_of(batch))
 
     def fetchmany(self, size: int = 1) -> list[tuple[Any, ...]]:
         """The next rows, at most `size`."""
         self._fill(size)
-        rows, self._waiting = self._waiting[:size], self._waiting[size:]
-        return rows
+        return [self._waiting.popleft() for _ in range(min(size, len(self._waiting)))]
 
     def fetchone(self) -> tuple[Any, ...] | None:
         """The next row; None behind the last one."""
@@ -132,7 +143,8 @@ class Result:
     def fetchall(self) -> list[tuple[Any, ...]]:
         """All rows that are left."""
         self._fill(None)
-        rows, self._waiting = self._waiting, []
+        rows = list(self._waiting)
+        self._waiting.clear()
         return rows
 
     def arrow(self) -> Any:  # noqa: ANN401
@@ -153,6 +165,9 @@ class Result:
 
     def to_dict(self) -> dict[str, list[Any]]:
         """The columns as lists of Python values."""
+        if len(set(self.columns)) < len(self.columns):
+            msg = "two columns have the same name: give one another by AS"
+            raise InterfaceError(msg)
         columns: dict[str, list[Any]] = {name: [] for name in self.columns}
         for batch in self._batches_of_engine():
             for name, column in zip(self.columns, batch.columns(), strict=True):

@@ -38,12 +38,12 @@ void Await(Work&& work, Cancel&& cancel) {
     });
     std::unique_lock lock(mutex);
     while (!changed.wait_for(lock, kBetweenLooks, [&] { return isDone; })) {
-      if (signal) continue;
       lock.unlock();
-      {
+      if (!signal) {
         const nb::gil_scoped_acquire acquired;
         if (PyErr_CheckSignals() != 0) signal.emplace();
       }
+      // Until the work ends: what it waits for first may not be what is to be ended.
       if (signal) cancel();
       lock.lock();
     }

@@ -31,7 +31,11 @@ template <class Struct>
 void FreeCapsule(PyObject* capsule) {
   auto* const held =
       static_cast<Struct*>(PyCapsule_GetPointer(capsule, CapsuleName<Struct>::kName));
-  if (held->release != nullptr) held->release(held);
+  if (held->release != nullptr) {
+    // It may wait for a thread that needs the lock.
+    const nb::gil_scoped_release released;
+    held->release(held);
+  }
   delete held;
 }
 

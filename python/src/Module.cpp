@@ -21,7 +21,6 @@ using engine::ResultOptions;
 using engine::Session;
 using engine::Value;
 using Texts = std::vector<std::string>;
-using PythonResult = Unlocked<Result>;
 using PythonEvaluator = Unlocked<Evaluator>;
 
 ResultOptions MakeOptions(const std::string& numerics, bool keepsDictionaries) {
@@ -42,6 +41,43 @@ nb::tuple DescribeColumn(const Column& column) {
   return nb::make_tuple(column.name, column.type, column.isNullable);
 }
 
+/// A result, and a batch that was made when a signal came between.
+class PythonResult {
+ public:
+  explicit PythonResult(Result result) : result_(std::move(result)) {}
+
+  Result& Get() { return *result_; }
+  std::optional<Batch> Next() {
+    if (waiting_) return std::exchange(waiting_, std::nullopt);
+    ArrowSchema schema = {};
+    ArrowArray array = {};
+    bool hasNext = false;
+    const auto take = [&]() -> std::optional<Batch> {
+      if (!hasNext) return std::nullopt;
+      return Batch(schema, array);
+    };
+    try {
+      Await(
+          [&] {
+            result_->WriteSchema(&schema);
+            hasNext = result_->Next(&array);
+          },
+          [] {});
+    } catch (...) {
+      // The rows are those of the next call.
+      waiting_ = take();
+      if (!waiting_ && schema.release != nullptr) schema.release(&schema);
+      throw;
+    }
+    if (!hasNext) schema.release(&schema);
+    return take();
+  }
+
+ private:
+  Unlocked<Result> result_;
+  std::optional<Batch> waiting_;
+};
+
 Value ToValue(nb::handle object) {
   if (object.is_none()) return std::monostate();
   if (nb::isinstance<nb::bool_>(object)) return nb::cast<bool>(object);
@@ -51,7 +87,11 @@ Value ToValue(nb::handle object) {
     if (overflow == 0) return std::int64_t{number};
   }
   if (nb::isinstance<nb::float_>(object)) return nb::cast<double>(object);
-  return std::string(nb::str(object).c_str());
+  const nb::str text(object);
+  Py_ssize_t size = 0;
+  const char* const characters = PyUnicode_AsUTF8AndSize(text.ptr(), &size);
+  if (characters == nullptr) throw nb::python_error();
+  return std::string(characters, static_cast<std::size_t>(size));
 }
 
 nb::object FromValue(const Value& value) {
@@ -93,8 +133,14 @@ class PythonSession {
   Session& Get() { return *session_; }
   template <class Work>
   auto Run(Work&& work) {
-    std::optional<std::decay_t<decltype(work())>> result;
-    Await([&] { result.emplace(work()); }, [this] { session_->Cancel(); });
+    using Made = std::decay_t<decltype(work())>;
+    std::optional<Made> result;
+    try {
+      Await([&] { result.emplace(work()); }, [this] { session_->Cancel(); });
+    } catch (...) {
+      if (result) Unlocked<Made>(std::move(*result));
+      throw;
+    }
     return std::move(*result);
   }
   PythonResult Query(const std::string& sql, const Texts& parameters, const std::string& numerics,
@@ -107,6 +153,11 @@ class PythonSession {
     const ResultOptions options = MakeOptions(numerics, keepsDictionaries);
     return PythonResult(Run([&] { return session_->Stream(sql, parameters, options); }));
   }
+  /// Ends a stream that is being made.
+  void Stop() {
+    const nb::gil_scoped_release released;
+    session_->Stop();
+  }
   void AddArrow(const std::string& name, nb::handle capsule, bool takesBinaryAsText) {
     auto* const stream = FromCapsule<ArrowArrayStream>(capsule);
     Run([&] {
@@ -116,7 +167,10 @@ class PythonSession {
   }
   void AddSource(const std::string& name, nb::handle schema, nb::object open,
                  bool takesBinaryAsText, bool areRowsKept) {
-    session_->AddSource(name, *FromCapsule<ArrowSchema>(schema), PythonSource(std::move(open)),
+    const ArrowSchema& columns = *FromCapsule<ArrowSchema>(schema);
+    const PythonSource source(std::move(open));
+    const nb::gil_scoped_release released;
+    session_->AddSource(name, columns, source,
                         {.takesBinaryAsText = takesBinaryAsText, .areRowsKept = areRowsKept});
   }
 
@@ -129,30 +183,54 @@ class PythonSession {
       throw nb::value_error("the stream has no schema");
     const std::unique_ptr<ArrowSchema, void (*)(ArrowSchema*)> released(
         &schema, [](ArrowSchema* held) { held->release(held); });
-    return PythonEvaluator(session_->Compile(expression, schema, parameters));
+    const auto compile = [&] {
+      const nb::gil_scoped_release unlocked;
+      return session_->Compile(expression, schema, parameters);
+    };
+    return PythonEvaluator(compile());
   }
 
  private:
   Unlocked<Session> session_{Session()};
 };
 
-std::optional<Batch> Next(PythonResult& result) {
-  ArrowSchema schema = {};
-  ArrowArray array = {};
-  bool hasNext = false;
-  Await(
-      [&] {
-        hasNext = result->Next(&array);
-        if (hasNext) result->WriteSchema(&schema);
-      },
-      [] {});
-  if (!hasNext) return std::nullopt;
-  return Batch(schema, array);
-}
+/// A stream that its reader may ask, and release, with the interpreter's lock or without.
+struct UnlockedStream {
+  ArrowArrayStream inner;
+
+  template <class Action>
+  static auto Do(ArrowArrayStream* stream, Action&& action) {
+    ArrowArrayStream* const inner = &static_cast<UnlockedStream*>(stream->private_data)->inner;
+    if (Py_IsInitialized() == 0 || PyGILState_Check() == 0) return action(inner);
+    const nb::gil_scoped_release released;
+    return action(inner);
+  }
+};
 
 nb::object ExportStream(PythonResult& result) {
-  return MakeCapsule<ArrowArrayStream>(
-      [&](ArrowArrayStream* out) { std::move(*result).Export(out); });
+  return MakeCapsule<ArrowArrayStream>([&](ArrowArrayStream* out) {
+    auto held = std::make_unique<UnlockedStream>();
+    std::move(result.Get()).Export(&held->inner);
+    *out = {};
+    out->get_schema = [](ArrowArrayStream* stream, ArrowSchema* schema) {
+      return UnlockedStream::Do(
+          stream, [&](ArrowArrayStream* inner) { return inner->get_schema(inner, schema); });
+    };
+    out->get_next = [](ArrowArrayStream* stream, ArrowArray* array) {
+      return UnlockedStream::Do(
+          stream, [&](ArrowArrayStream* inner) { return inner->get_next(inner, array); });
+    };
+    out->get_last_error = [](ArrowArrayStream* stream) {
+      ArrowArrayStream* const inner = &static_cast<UnlockedStream*>(stream->private_data)->inner;
+      return inner->get_last_error(inner);
+    };
+    out->release = [](ArrowArrayStream* stream) {
+      UnlockedStream::Do(stream, [](ArrowArrayStream* inner) { inner->release(inner); });
+      delete static_cast<UnlockedStream*>(stream->private_data);
+      stream->release = nullptr;
+    };
+    out->private_data = held.release();
+  });
 }
 
 nb::object MakeColumnStream(const nb::list& columns, int64_t rows) {
@@ -183,6 +261,8 @@ void TranslateError(const std::exception_ptr& thrown, void*) {
 
 NB_MODULE(_engine, module) {
   nb::register_exception_translator(&TranslateError);
+  // Sources may refer to what refers to them; the end of the interpreter is soon enough for those.
+  nb::set_leak_warnings(false);
   module.attr("__version__") = engine::GetVersion();
   module.def("split_sql", &engine::SplitSql);
   module.def("make_stream", &MakeColumnStream);
@@ -198,17 +278,18 @@ NB_MODULE(_engine, module) {
       .def("columns",
            [](PythonResult& result) {
              nb::list columns;
-             for (const Column& column : result->GetColumns())
+             for (const Column& column : result.Get().GetColumns())
                columns.append(DescribeColumn(column));
              return columns;
            })
-      .def("count_rows", [](PythonResult& result) { return result->CountRows(); })
+      .def("count_rows", [](PythonResult& result) { return result.Get().CountRows(); })
       .def("schema",
            [](PythonResult& result) {
-             return MakeCapsule<ArrowSchema>([&](ArrowSchema* out) { result->WriteSchema(out); });
+             return MakeCapsule<ArrowSchema>(
+                 [&](ArrowSchema* out) { result.Get().WriteSchema(out); });
            })
-      .def("next", &Next)
-      .def("copy", [](PythonResult& result) { return PythonResult(result->Copy()); })
+      .def("next", &PythonResult::Next)
+      .def("copy", [](PythonResult& result) { return PythonResult(result.Get().Copy()); })
       .def("export_stream", &ExportStream);
 
   nb::class_<PythonEvaluator>(module, "Evaluator")
@@ -217,10 +298,10 @@ NB_MODULE(_engine, module) {
       .def("evaluate",
            [](PythonEvaluator& evaluator, nb::handle capsule, const std::string& numerics) {
              auto* const stream = FromCapsule<ArrowArrayStream>(capsule);
+             const ResultOptions options = MakeOptions(numerics, false);
              std::optional<Result> result;
-             Await(
-                 [&] { result.emplace(evaluator->Evaluate(stream, MakeOptions(numerics, false))); },
-                 [] {});
+             Await([&] { result.emplace(evaluator->Evaluate(stream, options)); },
+                   [&] { evaluator->Cancel(); });
              return PythonResult(std::move(*result));
            })
       .def("evaluate_row", [](PythonEvaluator& evaluator, const nb::list& row) {
@@ -231,25 +312,44 @@ NB_MODULE(_engine, module) {
 
   nb::class_<PythonSession>(module, "Session")
       .def(nb::init<>())
-      .def("set", [](PythonSession& session, const std::string& name,
-                     const std::string& value) { session.Get().Set(name, value); })
-      .def("set_threads",
-           [](PythonSession& session, unsigned threads) { session.Get().SetThreads(threads); })
-      .def("set_directory",
-           [](PythonSession& session, const std::string& directory) {
-             session.Get().SetDirectory(directory);
-           })
-      .def("add_file", [](PythonSession& session, const std::string& name,
-                          const std::string& path) { session.Get().AddFile(name, path); })
-      .def("set_types", [](PythonSession& session, const std::string& name,
-                           const std::string& types) { session.Get().SetTypes(name, types); })
+      .def(
+          "set",
+          [](PythonSession& session, const std::string& name, const std::string& value) {
+            session.Get().Set(name, value);
+          },
+          nb::call_guard<nb::gil_scoped_release>())
+      .def(
+          "set_threads",
+          [](PythonSession& session, unsigned threads) { session.Get().SetThreads(threads); },
+          nb::call_guard<nb::gil_scoped_release>())
+      .def(
+          "set_directory",
+          [](PythonSession& session, const std::string& directory) {
+            session.Get().SetDirectory(directory);
+          },
+          nb::call_guard<nb::gil_scoped_release>())
+      .def(
+          "add_file",
+          [](PythonSession& session, const std::string& name, const std::string& path) {
+            session.Get().AddFile(name, path);
+          },
+          nb::call_guard<nb::gil_scoped_release>())
+      .def(
+          "set_types",
+          [](PythonSession& session, const std::string& name, const std::string& types) {
+            session.Get().SetTypes(name, types);
+          },
+          nb::call_guard<nb::gil_scoped_release>())
       .def("add_arrow", &PythonSession::AddArrow)
       .def("add_source", &PythonSession::AddSource)
-      .def("remove_table",
-           [](PythonSession& session, const std::string& name) { session.Get().RemoveTable(name); })
+      .def(
+          "remove_table",
+          [](PythonSession& session, const std::string& name) { session.Get().RemoveTable(name); },
+          nb::call_guard<nb::gil_scoped_release>())
       .def("query", &PythonSession::Query)
       .def("stream", &PythonSession::Stream)
       .def("compile", &PythonSession::Compile)
+      .def("stop", [](PythonSession& session) { session.Stop(); })
       .def("cancel", [](PythonSession& session) { session.Get().Cancel(); });
 }
 

@@ -71,6 +71,11 @@ def test_errors_tell_where() -> None:
     assert planned.value.position == 14
     assert planned.value.sql is not None
     assert str(planned.value).splitlines()[-1].index("^") == 2 + 14
+    with pytest.raises(sqxer.ProgrammingError) as marked:
+        connection_module.Connection().execute("SELECT ?, ?, nope", [1, 2])
+    assert (marked.value.sql, marked.value.position) == ("SELECT ?, ?, nope", 13)
+    with pytest.raises(sqxer.InterfaceError):
+        sqxer.sql("SELECT ?, $1", [1])
     with pytest.raises(sqxer.DataError) as evaluated:
         sqxer.sql("SELECT 1 / a FROM t", t={"a": [1, 0]})
     assert (evaluated.value.code, evaluated.value.row) == (59008, 2)
@@ -97,6 +102,7 @@ def test_expressions() -> None:
     assert total({"price": [3], "quantity": [4]}).fetchall() == [(12,)]
     assert total.row({"price": 1.5, "quantity": 4}) == 6.0
     assert total.row({"price": 1.5, "quantity": None}) is None
+    assert sqxer.expr("a + 1").row({"a": 1}) == 2
     name = sqxer.expr("UPPER(name) || ?", ["!"])
     assert [name.row({"name": text}) for text in ("a", "x" * 3000)] == ["A!", "X" * 3000 + "!"]
     for text in ("a, b", "SUM(a)", "a FROM t", "", "a +"):
@@ -194,6 +200,76 @@ print(next(iter(streams[0])))
         [sys.executable, "-c", program], capture_output=True, text=True, check=True, timeout=60
     )
     assert (done.stdout, done.stderr) == ("(0,)\n", "")
+
+
+_SLOW = """
+import pyarrow as pa, sqxer, threading, time
+class Slow:
+    schema = pa.schema([("a", pa.int32())])
+    def scanner(self, columns):
+        def rows():
+            while True:
+                time.sleep(0.01)
+                yield pa.record_batch([pa.array(range(20000), pa.int32())], ["a"])
+        class Scanner:
+            def to_reader(self):
+                return pa.RecordBatchReader.from_batches(Slow.schema, rows())
+        return Scanner()
+connection = sqxer.connect()
+connection.register("t", Slow())
+"""
+
+
+@pytest.mark.parametrize(
+    "use",
+    [
+        "s = connection.stream('SELECT a FROM t'); next(iter(s)); connection.set('Locale', '')",
+        "s = connection.stream('SELECT a FROM t'); next(iter(s)); del s",
+        "c = connection.stream('SELECT a FROM t').__arrow_c_stream__(); del c",
+        "s = [connection.stream('SELECT a FROM t')]; s.append(s); next(iter(s[0]))",
+        "threading.Thread(target=connection.execute, args=('SELECT SUM(a) FROM t',), daemon=True)"
+        ".start(); time.sleep(0.2)",
+    ],
+)
+def test_sources_of_python_hold_nobody_up(use: str) -> None:
+    """Not the end of a stream, nor that of the interpreter."""
+    done = subprocess.run(
+        [sys.executable, "-c", _SLOW + use + "\nprint('done', flush=True)"],
+        capture_output=True, text=True, check=False, timeout=30,
+    )  # fmt: skip
+    assert (done.returncode, done.stdout) == (0, "done\n"), done.stderr
+
+
+def test_control_c_reaches_every_phase() -> None:
+    """Reading a stream that does not end, and an expression over much."""
+    program = """
+import numpy as np, pyarrow as pa, sqxer
+def rows():
+    while True:
+        yield pa.record_batch([pa.array(range(1000), pa.int32())], ["a"])
+connection = sqxer.connect()
+reader = pa.RecordBatchReader.from_batches(pa.schema([("a", pa.int32())]), rows())
+slow = sqxer.expr(" + ".join(f"LN(v + {i})" for i in range(300)))
+for phase in (
+    lambda: connection.register("t", reader),
+    lambda: slow({"v": np.arange(5_000_000) + 0.5}),
+):
+    print("started", flush=True)
+    try:
+        phase()
+    except KeyboardInterrupt:
+        print("interrupted", flush=True)
+"""
+    with subprocess.Popen(
+        [sys.executable, "-c", program], stdout=subprocess.PIPE, text=True
+    ) as process:
+        assert process.stdout is not None
+        for _ in range(2):
+            assert process.stdout.readline() == "started\n"
+            time.sleep(0.4)
+            process.send_signal(signal.SIGINT)
+            assert process.stdout.readline() == "interrupted\n"
+        assert process.wait() == 0
 
 
 def test_memory_does_not_grow() -> None:

@@ -288,3 +288,103 @@ def test_streams_give_rows_while_they_are_made() -> None:
     )
     with pytest.raises(pa.ArrowInvalid, match="division by zero"):
         reader.read_all()
+
+
+def test_streams_have_one_place() -> None:
+    """However they are read, no row is lost, and none comes after an error or when handed on."""
+    connection = sqxer.connect()
+    connection.register("t", {"v": np.arange(100_000)})
+    connection.register("u", {"v": np.arange(1_000_000)})
+    stream = connection.stream("SELECT v FROM t")
+    assert stream.fetchone() == (0,)
+    assert list(itertools.islice(stream, 3)) == [(1,), (2,), (3,)]
+    with pytest.raises(sqxer.InterfaceError, match="go on with those"):
+        stream.arrow()
+    assert list(stream) == [(i,) for i in range(4, 100_000)]
+    stream = connection.stream("SELECT v FROM t")
+    assert stream.arrow().num_rows == 100_000
+    for use in (lambda: stream.columns, lambda: repr(stream), lambda: list(stream), stream.arrow):
+        with pytest.raises(sqxer.Error):
+            use()
+    stream = connection.stream("SELECT CASE WHEN v = 900000 THEN 0.5 ELSE v END AS w FROM u")
+    for _ in range(2):
+        with pytest.raises(sqxer.Error, match=r"0\.5"):
+            list(stream)
+
+
+def test_sources_that_are_not_what_they_said() -> None:
+    """Missing columns, other types and other rows are errors; exceptions of Python come as such."""
+
+    class Source:
+        """A dataset that does as its test wants."""
+
+        schema = pa.schema([("a", pa.int32()), ("b", pa.int32())])
+
+        def __init__(self, make: Any) -> None:  # noqa: ANN401
+            self._make = make
+
+        def scanner(self, columns: list[str]) -> Any:  # noqa: ANN401
+            table = self._make(columns)
+
+            class Scanner:
+                """What pyarrow's scanners have."""
+
+                def to_reader(self) -> Any:  # noqa: ANN401
+                    return table.to_reader()
+
+            return Scanner()
+
+    lacking = Source(lambda _: pa.table({"a": pa.array([1], pa.int32())}))
+    other = Source(lambda _: pa.table({"a": ["x"], "b": pa.array([1], pa.int32())}))
+    for source in (lacking, other):
+        for statement in (
+            "SELECT a, b FROM t",
+            "SELECT a, b FROM t ORDER BY a",
+            "SELECT SUM(a + b) FROM t",
+        ):
+            with pytest.raises(sqxer.OperationalError):
+                sqxer.sql(statement, t=source)
+
+    def fail(_: list[str]) -> Any:  # noqa: ANN401
+        raise KeyError("mine")
+
+    with pytest.raises(KeyError, match="mine"):
+        sqxer.sql("SELECT a FROM t", t=Source(fail))
+
+
+def test_tables_are_those_of_their_registration() -> None:
+    """What is changed afterwards is not seen."""
+    frame = pl.DataFrame({"a": [1, 2, 3], "b": [1, 2, 3]})
+    connection = sqxer.connect()
+    connection.register("t", frame)
+    assert connection.execute("SELECT SUM(a) FROM t").fetchall() == [(6,)]
+    for index, name in enumerate(["a", "b"]):
+        frame.replace_column(index, pl.Series(name, [30, 20, 10]))
+    assert connection.execute("SELECT a, b FROM t").fetchall() == [(1, 1), (2, 2), (3, 3)]
+
+
+def test_values_at_the_limits() -> None:
+    """Nothing becomes another value."""
+    big = 2**63 + 1
+    assert sqxer.sql("SELECT v FROM t", t={"v": [big, 1]}).fetchall() == [(big,), (1,)]
+    least = pa.array([-(2**63) + 1, 0], pa.int64()).cast(pa.timestamp("ns"))
+    assert sqxer.sql("SELECT v FROM t", t=pa.table({"v": least})).arrow()["v"].cast(
+        pa.int64()
+    ).to_pylist() == [-(2**63) + 1, 0]
+    large = "12345678901234567890123456789012345678"
+    far = f"SELECT CASE WHEN k = 2 THEN {large} ELSE 0.25 END AS v FROM t"
+    with pytest.raises(sqxer.OperationalError, match=r"0\.25"):
+        sqxer.sql(far, t={"k": [1, 2]}).fetchall()
+    assert sqxer.sql(far, t={"k": [1, 2]}, numerics="double").fetchall()[0] == (0.25,)
+    masked = np.ma.array([1, 2, 3], mask=[False, True, False])
+    assert sqxer.sql("SELECT v FROM t", t={"v": masked}).fetchall() == [(1,), (None,), (3,)]
+    weeks = np.array(["2020-01-02"], dtype="M8[D]").astype("M8[7D]")
+    wanted = weeks.astype("M8[D]").tolist()[0]
+    assert sqxer.sql("SELECT v FROM t", t={"v": weeks}).fetchall()[0][0] in {
+        wanted,
+        dt.datetime.combine(wanted, dt.time()),
+    }
+    with pytest.raises(sqxer.InterfaceError):
+        sqxer.sql("SELECT v FROM t", t={"v": np.array([1], dtype="M8[ps]")})
+    with pytest.raises(sqxer.InterfaceError):
+        sqxer.sql("SELECT a, a FROM t", t={"a": [1]}).to_dict()

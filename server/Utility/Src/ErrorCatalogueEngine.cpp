@@ -83,7 +83,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57110, 0, "the statement was cancelled"},
       {57111, 1, "this is not one expression over the columns of one table: \"{0}\""},
       {57112, 2, "the expression was bound to other columns than those of \"{0}\": {1}"},
-      {57113, 0, "the rows of this result are made while they are read, which can be done once"},
+      {57113, 0, "the rows of this result were handed on, or are made while they are read, which is done once"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

@@ -110,6 +110,9 @@ class SQXER_ENGINE_API Result {
   explicit Result(std::unique_ptr<Impl> impl);
 
  private:
+  /// Error 57113 behind Export.
+  Impl& Get() const;
+
   std::unique_ptr<Impl> impl_;
 };
 
@@ -130,6 +133,8 @@ class SQXER_ENGINE_API Evaluator {
   Result Evaluate(ArrowArrayStream* rows, const ResultOptions& options = {});
   /// The value for one row, given as the columns' values, in order.
   Value EvaluateRow(const std::vector<Value>& row);
+  /// As that of a session.
+  void Cancel() noexcept;
 
   class Impl;
   explicit Evaluator(std::unique_ptr<Impl> impl);
@@ -192,6 +197,8 @@ class SQXER_ENGINE_API Session {
   /// Ends the statement that is running, which throws Error::kCancelled soon; without one it does
   /// nothing. From any thread.
   void Cancel() noexcept;
+  /// Ends a statement whose rows are made while they are read, and waits until it has ended.
+  void Stop();
 
  private:
   class Impl;

@@ -7,11 +7,13 @@
 #include "ArrowError.h"
 #include "ArrowHandle.h"
 #include "ArrowTable.h"
+#include "Utility/Cancellation.h"
 
 namespace sqxer {
 namespace {
 
-/// Room costs memory in the one record that trees are bound to, and a text without room a statement.
+/// Room costs memory in the one record that trees are bound to, and a text without room a
+/// statement.
 constexpr uint32 kLeastRoom = uint32{1} << 16;
 constexpr uint32 kTimesLongest = 4;
 constexpr uint32 kMostRoom = uint32{1} << 24;
@@ -36,6 +38,7 @@ class ArrowPull {
   }
   /// A released one at the end.
   ArrowHandle<ArrowArray> GetNext() {
+    Cancellation::Check();
     ArrowHandle<ArrowArray> array;
     Check(stream_->get_next(stream_.Get(), array.Get()));
     return array;

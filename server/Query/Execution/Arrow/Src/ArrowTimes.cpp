@@ -106,10 +106,11 @@ ColumnVector ReadNanoseconds(const ArrowView& view, const ArrowReading& reading)
   return ConvertArrowValues<int64, XeDateTime>(
       view, reading, ColumnForm::kDateTime,
       [&](int64 value, XeDateTime& out) {
-        const int64 microseconds = floorOf(value);
-        out = FromTimeStamp64(microseconds);
+        out = FromTimeStamp64(floorOf(value));
+        // Of the least value the product of its microseconds would be beyond 64 bits.
+        const int64 rest = value % kNanosecondsPerMicrosecond;
         out.SetNanosecond(out.GetNanosecond() +
-                          static_cast<uint32>(value - microseconds * kNanosecondsPerMicrosecond));
+                          static_cast<uint32>(rest < 0 ? rest + kNanosecondsPerMicrosecond : rest));
         return true;
       },
       [](uint64) {});

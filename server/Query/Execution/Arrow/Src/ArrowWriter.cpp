@@ -67,6 +67,9 @@ struct Digits {
   }
 };
 
+/// The fewest digits that rounding leaves.
+constexpr int kLeastDigits = 17;
+
 /// The number times ten to the power of `scale`, if it is whole or may be rounded and has 38
 /// digits.
 bool TryCoefficient(const VelmarNumber& number, int scale, bool mayRound, ArrowInt128& value) {
@@ -79,17 +82,20 @@ bool TryCoefficient(const VelmarNumber& number, int scale, bool mayRound, ArrowI
     value *= kArrowPowers[static_cast<std::size_t>(shift)];
     return true;
   }
-  if (!mayRound) return false;
-  if (-shift > kArrowDigits) {
-    value = 0;
-    return true;
-  }
+  // What is rounded keeps as many digits as a double has: no value becomes another.
+  if (!mayRound || CountDigits(value) + shift < kLeastDigits) return false;
   const ArrowInt128 power = kArrowPowers[static_cast<std::size_t>(-shift)];
   const ArrowInt128 rest = value % power;
   const ArrowInt128 size = rest < 0 ? -rest : rest;
   const int away = size >= power - size ? (value < 0 ? -1 : 1) : 0;
   value = value / power + away;
   return value < kArrowPowers.back() && value > -kArrowPowers.back();
+}
+
+bool TryNanoseconds(int64 microseconds, uint32 rest, int64& nanoseconds) {
+  const ArrowInt128 all = ArrowInt128{microseconds} * kNanosecondsPerMicrosecond + rest;
+  nanoseconds = static_cast<int64>(all);
+  return nanoseconds == all;
 }
 
 bool IsNumeric(XeDataType type) {
@@ -325,9 +331,9 @@ class ArrowWriter::Arrays {
       value.SetNanosecond(value.GetNanosecond() - rest);
       int64 microseconds = 0;
       int64 nanoseconds = 0;
+      // The sum of a product beyond 64 bits may be within.
       if (!TryTimeStamp64(value, microseconds) ||
-          __builtin_mul_overflow(microseconds, kNanosecondsPerMicrosecond, &nanoseconds) ||
-          __builtin_add_overflow(nanoseconds, int64{rest}, &nanoseconds)) {
+          !TryNanoseconds(microseconds, rest, nanoseconds)) {
         Refuse(L"timestamp[ns]", DateTimeText(whole));
       }
       return nanoseconds;

@@ -41,7 +41,7 @@ struct ArrowWriteOptions {
 ///   texts                               utf8
 ///
 /// A decimal of 38 digits that do not hold all known rows to the last one has those rounded half
-/// away from zero; nothing else is ever rounded.
+/// away from zero, as long as 17 digits are left; nothing else is ever rounded.
 class ArrowWriter {
  public:
   /// `known` are the rows that layouts are settled by: best all of them. Error 57222 (column, type)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ArrowError.h"
 #include "TextCodes.h"
 #include "Utility/BaseStringUtil.h"
 
@@ -9,8 +10,21 @@ namespace sqxer::engine {
 namespace {
 
 /// Of each column of a stream the place among those of a table; the number of them for one that the
-/// table has not.
-std::vector<std::size_t> FindPlaces(const TableSchema& stream, const TableSchema& table) {
+/// table has not. Error 57202 (table, reason) where a wanted column does not come, or with another
+/// type.
+std::vector<std::size_t> FindPlaces(const TableSchema& stream, const TableSchema& table,
+                                    const TableRequest& wanted) {
+  for (const ColumnInfo& column : table.columns) {
+    if (!wanted.Wants(column.name)) continue;
+    const auto found = std::ranges::find(stream.columns, column.name, &ColumnInfo::name);
+    if (found == stream.columns.end()) {
+      ThrowTableError(kArrowNoTable, {table.name, L"they lack the column " + column.name});
+    }
+    if (column.type != XeUnknown && found->type != column.type) {
+      ThrowTableError(kArrowNoTable, {table.name, L"the column " + column.name +
+                                                      L" has another type than was told"});
+    }
+  }
   std::vector<std::size_t> places;
   for (const ColumnInfo& column : stream.columns) {
     std::size_t place = 0;
@@ -38,10 +52,11 @@ class ArrowSource::Rows final : public ChunkSource {
   Rows(ArrowArrayStream stream, const ArrowReadOptions& options, const TableRequest& request,
        const TableSchema& table)
       : source_(&stream, options, request),
-        places_(FindPlaces(source_.GetSchema(), table)),
+        places_(FindPlaces(source_.GetSchema(), table, request)),
         columns_(table.columns.size()) {}
 
   const TableSchema& GetSchema() const { return source_.GetSchema(); }
+  const std::vector<std::size_t>& GetPlaces() const { return places_; }
   const TableChunk* Next() override {
     const TableChunk* const chunk = source_.Next();
     if (chunk == nullptr) return nullptr;
@@ -79,42 +94,37 @@ const TableSchema& ArrowSource::Require(const TableRequest& request, LoadProgres
   if (!isMissing) return table_.schema;
   if (!areRowsKept_ && request.onePass && !request.mostRows) {
     rows_ = std::make_unique<Rows>(Open(RequestOf(all)), options_, RequestOf(all), table_.schema);
-    TakeTypes(rows_->GetSchema());
+    TakeTypes(rows_->GetSchema(), rows_->GetPlaces(), RequestOf(all));
   } else {
     TableRequest wanted = RequestOf(wasRead_ ? missing : all);
     if (!areRowsKept_) wanted.mostRows = request.mostRows;
-    if (!AddColumns(wanted)) {
-      table_.chunks.clear();
-      table_.rowCount = 0;
-      AddColumns(RequestOf(all));
-    }
+    if (!AddColumns(wanted, wasRead_)) AddColumns(RequestOf(all), false);
   }
   isThere_ = std::move(all);
   wasRead_ = true;
   return table_.schema;
 }
 
-bool ArrowSource::AddColumns(const TableRequest& columns) {
+bool ArrowSource::AddColumns(const TableRequest& columns, bool besideOthers) {
   ArrowArrayStream stream = Open(columns);
   const Table read = ReadArrowTable(&stream, options_, columns);
-  const bool isFirst = table_.chunks.empty();
   const bool fits = std::ranges::equal(
       read.chunks, table_.chunks, [](const auto& a, const auto& b) { return a.rows == b.rows; });
-  if (!isFirst && !fits) return false;
-  TakeTypes(read.schema);
-  const std::vector<std::size_t> places = FindPlaces(read.schema, table_.schema);
+  if (besideOthers && !fits) return false;
+  const std::vector<std::size_t> places = FindPlaces(read.schema, table_.schema, columns);
+  std::vector<TableChunk> chunks;
   for (std::size_t i = 0; i < read.chunks.size(); ++i) {
     TableChunk put = PutColumns(read.chunks[i], places, table_.schema.columns.size());
-    for (ColumnVector& column : put.columns) column = CodeFewTexts(column);
-    if (isFirst) {
-      table_.chunks.push_back(std::move(put));
-      continue;
-    }
     for (std::size_t column = 0; column < put.columns.size(); ++column) {
-      if (put.columns[column].owner != nullptr)
-        table_.chunks[i].columns[column] = std::move(put.columns[column]);
+      ColumnVector& vector = put.columns[column];
+      if (vector.owner == nullptr && besideOthers) vector = table_.chunks[i].columns[column];
+      vector = CodeFewTexts(vector);
     }
+    chunks.push_back(std::move(put));
   }
+  // Nothing fails from here on.
+  TakeTypes(read.schema, places, columns);
+  table_.chunks = std::move(chunks);
   table_.rowCount = read.rowCount;
   return true;
 }
@@ -139,11 +149,11 @@ TableRequest ArrowSource::RequestOf(const std::vector<bool>& columns) const {
   return request;
 }
 
-void ArrowSource::TakeTypes(const TableSchema& read) {
-  const std::vector<std::size_t> places = FindPlaces(read, table_.schema);
+void ArrowSource::TakeTypes(const TableSchema& read, const std::vector<std::size_t>& places,
+                            const TableRequest& wanted) {
   for (std::size_t i = 0; i < places.size(); ++i) {
     // Of columns that were not asked for nothing more is known than before.
-    if (places[i] < table_.schema.columns.size() && !isThere_[places[i]])
+    if (places[i] < table_.schema.columns.size() && wanted.Wants(read.columns[i].name))
       table_.schema.columns[places[i]] = read.columns[i];
   }
 }

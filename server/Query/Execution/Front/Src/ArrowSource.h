@@ -29,9 +29,11 @@ class ArrowSource final : public LazyTable {
   ArrowArrayStream Open(const TableRequest& columns) const;
   TableRequest RequestOf(const std::vector<bool>& columns) const;
   /// Makes what is known of columns that were read that of the table's.
-  void TakeTypes(const TableSchema& read);
-  /// Reads columns beside those that are there. False where the rows are cut into chunks otherwise.
-  bool AddColumns(const TableRequest& columns);
+  void TakeTypes(const TableSchema& read, const std::vector<std::size_t>& places,
+                 const TableRequest& wanted);
+  /// Reads columns, beside those that are there or in their place. False, and nothing done, where
+  /// the rows are cut into chunks otherwise than those.
+  bool AddColumns(const TableRequest& columns, bool besideOthers);
 
   const OpenSource open_;
   const ArrowReadOptions options_;

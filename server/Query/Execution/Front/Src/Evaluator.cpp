@@ -183,13 +183,18 @@ void Evaluator::Impl::TakeRows(Table rows) {
 
 Result Evaluator::Impl::Evaluate(ArrowArrayStream* rows, const ResultOptions& options) {
   const SettingsScope scope(settings_);
+  cancellation_.Withdraw();
+  const CancellationScope cancellation(&cancellation_);
   KeepingSink sink;
+  // The rows are the caller's again, whatever happens.
+  const std::unique_ptr<Table, void (*)(Table*)> cleared(&table_, [](Table* table) {
+    table->chunks.clear();
+    table->rowCount = 0;
+  });
   WithErrorsOf(sql_, [&] {
     TakeRows(ReadArrowTable(rows, {.name = L"input"}, RequestOfUsed()));
     run_->Run(sink);
   });
-  table_.chunks.clear();
-  table_.rowCount = 0;
   return Result(
       std::make_unique<KeptResult>(sql_, std::move(sink.schema), std::move(sink.chunks), options));
 }
@@ -235,6 +240,7 @@ const Column& Evaluator::GetColumn() const { return impl_->GetColumn(); }
 Result Evaluator::Evaluate(ArrowArrayStream* rows, const ResultOptions& options) {
   return impl_->Evaluate(rows, options);
 }
+void Evaluator::Cancel() noexcept { impl_->Cancel(); }
 Value Evaluator::EvaluateRow(const std::vector<Value>& row) { return impl_->EvaluateRow(row); }
 
 }  // namespace sqxer::engine

@@ -8,6 +8,7 @@
 #include "Engine/Engine.h"
 #include "ParameterBlock.h"
 #include "QueryRun.h"
+#include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
 
 namespace sqxer::engine {
@@ -22,6 +23,7 @@ class Evaluator::Impl {
   const Column& GetColumn() const { return column_; }
   Result Evaluate(ArrowArrayStream* rows, const ResultOptions& options);
   Value EvaluateRow(const std::vector<Value>& row);
+  void Cancel() noexcept { cancellation_.Request(); }
 
  private:
   void Bind();
@@ -31,6 +33,7 @@ class Evaluator::Impl {
 
   const std::string sql_;
   const SettingsRef settings_;
+  Cancellation cancellation_;
   ParameterBlock parameters_;
   Table table_;
   /// The columns that it reads.

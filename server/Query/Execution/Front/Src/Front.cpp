@@ -40,6 +40,11 @@ class Session::Impl {
     return state_->session;
   }
   void Cancel() noexcept { state_->running->cancellation.Request(); }
+  /// Something begins that Cancel ends.
+  const Cancellation* BeginCancellable() {
+    state_->running->cancellation.Withdraw();
+    return &state_->running->cancellation;
+  }
 
   Result Query(const std::string& sql, const std::vector<std::string>& parameters,
                const ResultOptions& options) {
@@ -66,7 +71,7 @@ class Session::Impl {
 
   sqxer::Session& Prepare(const std::vector<std::string>& parameters) {
     sqxer::Session& session = Use();
-    state_->running->cancellation.Withdraw();
+    BeginCancellable();
     session.SetParameters(parameters);
     return session;
   }
@@ -98,10 +103,15 @@ void Session::SetTypes(const std::string& name, const std::string& columns) {
 void Session::AddArrow(const std::string& name, ArrowArrayStream* stream,
                        const ArrowOptions& options) {
   WithErrors({}, [&] {
-    Table table = ReadArrowTable(stream, MakeReadOptions(name, options));
+    // Taken over before anything can fail.
+    ArrowHandle<ArrowArrayStream> taken;
+    if (stream->release != nullptr) taken = ArrowHandle<ArrowArrayStream>(stream);
+    sqxer::Session& session = impl_->Use();
+    const CancellationScope cancellation(impl_->BeginCancellable());
+    Table table = ReadArrowTable(taken.Get(), MakeReadOptions(name, options));
     table.schema.name = Wide(name);
-    impl_->Use().RemoveTable(name);
-    impl_->Use().AddTable(std::make_shared<const Table>(std::move(table)));
+    session.RemoveTable(name);
+    session.AddTable(std::make_shared<const Table>(std::move(table)));
   });
 }
 
@@ -138,6 +148,7 @@ Evaluator Session::Compile(const std::string& expression, const ArrowSchema& sch
 }
 
 void Session::Cancel() noexcept { impl_->Cancel(); }
+void Session::Stop() { impl_->Use(); }
 
 std::vector<std::string> SplitSql(const std::string& text) {
   std::vector<std::string> statements;

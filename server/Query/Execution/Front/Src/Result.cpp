@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <cerrno>
 
 #include "ColumnTypes.h"
@@ -34,6 +36,8 @@ int Serve(ArrowArrayStream* stream, Action&& action) noexcept {
     } catch (...) {
       return ENOMEM;
     }
+    return EINVAL;
+  } catch (...) {
     return EINVAL;
   }
 }
@@ -78,11 +82,17 @@ void Result::Impl::WriteSchema(ArrowSchema* out) const {
 }
 
 bool Result::Impl::Next(ArrowArray* out) {
-  return WithErrors(sql_, [&] {
-    const TableChunk* const chunk = NextChunk();
-    if (chunk != nullptr) writer_->WriteArray(*chunk, out);
-    return chunk != nullptr;
-  });
+  if (error_) std::rethrow_exception(error_);
+  try {
+    return WithErrors(sql_, [&] {
+      const TableChunk* const chunk = NextChunk();
+      if (chunk != nullptr) writer_->WriteArray(*chunk, out);
+      return chunk != nullptr;
+    });
+  } catch (...) {
+    error_ = std::current_exception();
+    throw;
+  }
 }
 
 KeptResult::KeptResult(std::string sql, TableSchema schema, std::vector<TableChunk> chunks,
@@ -131,7 +141,7 @@ class StreamedResult::Sink final : public ChunkSink {
 StreamedResult::StreamedResult(std::string sql, const ResultOptions& options,
                                std::shared_ptr<Running> running,
                                std::function<void(ResultSink&)> run)
-    : Impl(std::move(sql)), running_(std::move(running)) {
+    : Impl(std::move(sql)), running_(std::move(running)), process_(getpid()) {
   thread_ = std::jthread([this, run = std::move(run)] {
     std::exception_ptr error;
     try {
@@ -145,6 +155,18 @@ StreamedResult::StreamedResult(std::string sql, const ResultOptions& options,
     isEnded_ = true;
     changed_.notify_all();
   });
+  try {
+    SettleByFirstRows(options);
+  } catch (...) {
+    // The thread waits for who reads on.
+    Stop();
+    throw;
+  }
+  const std::lock_guard guard(running_->mutex);
+  running_->stream = this;
+}
+
+void StreamedResult::SettleByFirstRows(const ResultOptions& options) {
   std::unique_lock lock(mutex_);
   Wait(lock);
   if (!isBegun_ && error_) {
@@ -158,14 +180,7 @@ StreamedResult::StreamedResult(std::string sql, const ResultOptions& options,
     layouts.numerics = ArrowWriteOptions::Numerics::kDecimal;
   const std::vector<TableChunk> known(ahead_.begin(), ahead_.end());
   lock.unlock();
-  try {
-    WithErrors(sql_, [&] { Settle(known, layouts); });
-  } catch (...) {
-    Stop();
-    throw;
-  }
-  const std::lock_guard guard(running_->mutex);
-  running_->stream = this;
+  WithErrors(sql_, [&] { Settle(known, layouts); });
 }
 
 StreamedResult::~StreamedResult() {
@@ -200,6 +215,11 @@ const TableChunk* StreamedResult::NextChunk() {
 std::unique_ptr<Result::Impl> StreamedResult::Copy() const { ThrowEngineError(kResultPassed, {}); }
 
 void StreamedResult::Stop() {
+  if (process_ != getpid()) {
+    // What runs there is not for this process to end.
+    if (thread_.joinable()) thread_.detach();
+    return;
+  }
   {
     const std::lock_guard lock(mutex_);
     isStopped_ = true;
@@ -216,15 +236,21 @@ Result::Result(Result&&) noexcept = default;
 Result& Result::operator=(Result&&) noexcept = default;
 Result::~Result() = default;
 
-const std::vector<Column>& Result::GetColumns() const { return impl_->GetColumns(); }
-std::int64_t Result::CountRows() const { return impl_->CountRows(); }
-void Result::WriteSchema(ArrowSchema* out) const { impl_->WriteSchema(out); }
-bool Result::Next(ArrowArray* out) { return impl_->Next(out); }
+Result::Impl& Result::Get() const {
+  if (!impl_) WithErrors({}, [] { ThrowEngineError(kResultPassed, {}); });
+  return *impl_;
+}
+
+const std::vector<Column>& Result::GetColumns() const { return Get().GetColumns(); }
+std::int64_t Result::CountRows() const { return Get().CountRows(); }
+void Result::WriteSchema(ArrowSchema* out) const { Get().WriteSchema(out); }
+bool Result::Next(ArrowArray* out) { return Get().Next(out); }
 Result Result::Copy() const {
-  return WithErrors({}, [this] { return Result(impl_->Copy()); });
+  return WithErrors({}, [this] { return Result(Get().Copy()); });
 }
 
 void Result::Export(ArrowArrayStream* out) && {
+  Get();
   auto state = std::make_unique<StreamState>(StreamState{std::move(impl_), {}});
   out->get_schema = [](ArrowArrayStream* stream, ArrowSchema* schema) {
     return Serve(stream, [&](Result::Impl& result) { result.WriteSchema(schema); });

@@ -61,6 +61,8 @@ class Result::Impl {
  private:
   std::vector<Column> columns_;
   std::optional<ArrowWriter> writer_;
+  /// What Next has thrown: rows behind it must not be taken for those that follow.
+  std::exception_ptr error_;
 };
 
 /// A result whose rows are all there.
@@ -114,11 +116,14 @@ class StreamedResult final : public Result::Impl {
   /// Ends the thread. What is read from then on is error 57110, unless all rows were made. The
   /// caller holds the mutex of what is running.
   void Stop();
+  void SettleByFirstRows(const ResultOptions& options);
   /// Waits until there is a chunk, or no other will come.
   void Wait(std::unique_lock<std::mutex>& lock);
   const TableChunk* NextChunk() override;
 
   const std::shared_ptr<Running> running_;
+  /// The process of the thread: a fork has none.
+  const int process_;
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<TableChunk> ahead_;
