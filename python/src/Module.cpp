@@ -8,6 +8,8 @@
 #include "Batch.h"
 #include "Capsules.h"
 #include "Engine/Engine.h"
+#include "Options.h"
+#include "Plan.h"
 
 // The engine as the package sqxer drives it. What people see stands in python/sqxer.
 
@@ -23,20 +25,6 @@ using engine::Value;
 using Texts = std::vector<std::string>;
 using PythonResult = Unlocked<Result>;
 using PythonEvaluator = Unlocked<Evaluator>;
-
-ResultOptions MakeOptions(const std::string& numerics, bool keepsDictionaries) {
-  using Numerics = ResultOptions::Numerics;
-  ResultOptions options;
-  options.keepsDictionaries = keepsDictionaries;
-  if (numerics == "decimal") {
-    options.numerics = Numerics::kDecimal;
-  } else if (numerics == "double") {
-    options.numerics = Numerics::kDouble;
-  } else if (numerics != "settled") {
-    throw nb::value_error("numerics is one of 'settled', 'decimal' and 'double'");
-  }
-  return options;
-}
 
 nb::tuple DescribeColumn(const Column& column) {
   return nb::make_tuple(column.name, column.type, column.isNullable);
@@ -251,6 +239,8 @@ NB_MODULE(_engine, module) {
       .def("stream", &PythonSession::Stream)
       .def("compile", &PythonSession::Compile)
       .def("cancel", [](PythonSession& session) { session.Get().Cancel(); });
+
+  AddPlan(module);
 }
 
 }  // namespace sqxer::python
