@@ -67,7 +67,7 @@ def sql(
     return connection.execute(statement, params, numerics=numerics)
 
 
-def plan(
+def plan(  # noqa: PLR0913 (all but three by their names)
     statement: str,
     schema: Any,  # noqa: ANN401
     params: Sequence[object] = (),
