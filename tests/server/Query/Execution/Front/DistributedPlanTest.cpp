@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 
 #include "ArrowLines.h"
@@ -89,9 +90,9 @@ class DistributedPlanTest : public testing::Test {
     ArrowSchema schema;
     rows.get_schema(&rows, &schema);
     rows.release(&rows);
-    DistributedPlan plan(sql, schema, switches, parameters);
-    schema.release(&schema);
-    return plan;
+    const std::unique_ptr<ArrowSchema, void (*)(ArrowSchema*)> held(
+        &schema, [](ArrowSchema* made) { made->release(made); });
+    return DistributedPlan(sql, schema, switches, parameters);
   }
   /// All rows of several results of one kind.
   static ArrowArrayStream Gather(std::vector<Result> results) {
