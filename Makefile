@@ -8,7 +8,7 @@ PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray dask distributed
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
-        bench-micro bench-suite bench-windows fuzz-reader format format-check python-check tidy \
+        bench-micro bench-python bench-suite bench-windows fuzz-reader format format-check python-check tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -18,8 +18,9 @@ run: configure
 
 ## Build and run every test, the Python package's too.
 test: build
+	@if $(MAKE) --no-print-directory python-venv; then $(MAKE) --no-print-directory python-test; \
+	else echo "python: skipped, packages that it needs cannot be installed"; fi
 	ctest --preset release -j $(JOBS)
-	@$(MAKE) --no-print-directory python-test
 
 build: configure
 	cmake --build --preset release -j $(JOBS)
@@ -60,6 +61,10 @@ bench-suite:
 	done
 	@cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS) --target sqxer_suite sqxer
+
+## Queries over Arrow tables in one process of Python, beside DuckDB and Polars (ROWS=N, RUNS=N).
+bench-python: python bench-suite
+	$(DRIVER) driver.arrow $(if $(ROWS),--rows $(ROWS)) $(if $(RUNS),--runs $(RUNS))
 
 ## Aggregates with a result per row, and medians, beside SQLite's window functions (ROWS=N: another
 ## table; RUNS=N: how often).

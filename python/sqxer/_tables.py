@@ -117,14 +117,21 @@ def _is_once_only(data: Any) -> bool:  # noqa: ANN401
     return hasattr(data, "read_next_batch") or type(data).__name__ == "PyCapsule"
 
 
-def _add_dataset(session: Session, name: str, dataset: Any) -> None:  # noqa: ANN401
+def _add_dataset(
+    session: Session,
+    name: str,
+    dataset: Any,  # noqa: ANN401
+    binary_as_text: bool,
+) -> None:
     def open_columns(columns: list[str]) -> object:
         return cast("object", dataset.scanner(columns=columns).to_reader().__arrow_c_stream__())
 
-    session.add_source(name, dataset.schema.__arrow_c_schema__(), open_columns, False, False)
+    session.add_source(
+        name, dataset.schema.__arrow_c_schema__(), open_columns, binary_as_text, False
+    )
 
 
-def _add_path(session: Session, name: str, path: Path) -> None:
+def _add_path(session: Session, name: str, path: Path, binary_as_text: bool) -> None:
     form = _DATASET_SUFFIXES.get(path.suffix.lower())
     if form is None and path.is_dir():
         form = "parquet"
@@ -141,7 +148,7 @@ def _add_path(session: Session, name: str, path: Path) -> None:
     except (OSError, ValueError) as error:
         msg = f"{os.fspath(path)!r} cannot be read: {error}"
         raise InterfaceError(msg) from error
-    _add_dataset(session, name, dataset)
+    _add_dataset(session, name, dataset, binary_as_text)
 
 
 def _schema_opener(data: Any) -> tuple[object, Callable[[list[str]], object]] | None:  # noqa: ANN401
@@ -154,19 +161,24 @@ def _schema_opener(data: Any) -> tuple[object, Callable[[list[str]], object]] | 
     return None
 
 
-def add_table(session: Session, name: str, data: Any) -> None:  # noqa: ANN401
+def add_table(
+    session: Session,
+    name: str,
+    data: Any,  # noqa: ANN401
+    binary_as_text: bool = False,
+) -> None:
     """Makes `data` a table of a session."""
     if isinstance(data, str | os.PathLike):
-        _add_path(session, name, Path(data))
+        _add_path(session, name, Path(data), binary_as_text)
         return
     if hasattr(data, "scanner") and hasattr(data, "schema"):
-        _add_dataset(session, name, data)
+        _add_dataset(session, name, data, binary_as_text)
         return
     opener = None
     if hasattr(data, "__arrow_c_stream__") and not _is_once_only(data):
         opener = _schema_opener(data)
     if opener is None:
-        session.add_arrow(name, stream_of(data), False)
+        session.add_arrow(name, stream_of(data), binary_as_text)
     else:
         schema, open_columns = opener
-        session.add_source(name, schema, open_columns, False, True)
+        session.add_source(name, schema, open_columns, binary_as_text, True)

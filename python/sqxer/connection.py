@@ -112,15 +112,23 @@ class Connection:
         text = ("on" if value else "off") if isinstance(value, bool) else str(value)
         self.session.set(switch, text)
 
-    def register(self, name: str, data: Any, types: str | None = None) -> None:  # noqa: ANN401
+    def register(
+        self,
+        name: str,
+        data: Any,  # noqa: ANN401
+        types: str | None = None,
+        *,
+        binary_as_text: bool = False,
+    ) -> None:
         """Makes data a table: Arrow data, a data frame, columns, rows, a dataset, or a path.
 
         Arrow data is shared, not copied, wherever its layout is the engine's. `types` are for
-        files: "COL:TYPE,COL:TYPE" in the place of the types that are found.
+        files: "COL:TYPE,COL:TYPE" in the place of the types that are found. `binary_as_text`:
+        binary columns hold UTF-8, such as JSON documents.
         """
         if types is not None:
             self.session.set_types(name, types)
-        _tables.add_table(self.session, name, data)
+        _tables.add_table(self.session, name, data, binary_as_text)
 
     def unregister(self, name: str) -> None:
         """Lets go of a table."""

@@ -196,12 +196,32 @@ def test_exact_numbers() -> None:
     assert pa.types.is_decimal(decimals.schema.field("s").type)
 
 
+@pytest.mark.parametrize("kinds", [0, 1, 256, 257])
+def test_texts_of_few_kinds(kinds: int) -> None:
+    """They are kept as codes, up to 256 of them, which nobody can see."""
+    rng = random.Random(kinds)
+    texts = [f"{'long ' * (i % 5)}{i}" for i in range(kinds)]
+    values = [None if not texts or rng.random() < 0.1 else rng.choice(texts) for _ in range(30_000)]
+    connection = sqxer.connect()
+    connection.register("t", pa.table({"v": pa.array(values, pa.string())}).slice(7))
+    wanted = values[7:]
+    assert [row[0] for row in connection.execute("SELECT v FROM t")] == wanted
+    counts = dict(connection.execute("SELECT v, COUNT(*) FROM t GROUP BY v").fetchall())
+    assert counts == {value: wanted.count(value) for value in set(wanted)}
+    some = connection.execute("SELECT COUNT(*) FROM t WHERE v >= 'long 2' AND v LIKE '%1%'")
+    expected = sum(value is not None and value >= "long 2" and "1" in value for value in wanted)
+    assert some.fetchall() == [(expected,)]
+
+
 def test_columns_that_cannot_be_read_are_in_nobodys_way() -> None:
     """Unless a statement names them."""
     table = pa.table({"a": [1, 2], "raw": pa.array([b"x", b"y"])})
     assert sqxer.sql("SELECT SUM(a) FROM t", t=table).fetchall() == [(3,)]
     with pytest.raises(sqxer.OperationalError, match="raw"):
         sqxer.sql("SELECT raw FROM t", t=table)
+    connection = sqxer.connect()
+    connection.register("t", table, binary_as_text=True)
+    assert connection.execute("SELECT raw FROM t").fetchall() == [("x",), ("y",)]
 
 
 def test_tables_stay_as_long_as_anything_shows_them() -> None:

@@ -34,6 +34,17 @@ class CapturingSink : public ResultSink {
     }
     rows.push_back(std::move(row));
   }
+  bool TakesBatches() const override { return true; }
+  void Batch(std::span<const BatchVector> vectors, const BatchRows& batch) override {
+    batch.ForEach([&](uint32 at) {
+      Row_t& row = rows.emplace_back();
+      for (std::size_t i = 0; i < fields_.size(); ++i) {
+        row.emplace_back();
+        if (vectors[i].IsNull(at)) continue;
+        AppendValueText(*fields_[i], vectors[i], at, row.back().emplace());
+      }
+    });
+  }
   void End() override { ended = true; }
 
   std::vector<ColumnInfo> columns;

@@ -16,6 +16,10 @@ class CsvCopy : public CapturingSink {
     CapturingSink::Row(record);
     csv_.Row(record);
   }
+  void Batch(std::span<const BatchVector> vectors, const BatchRows& batch) override {
+    CapturingSink::Batch(vectors, batch);
+    csv_.Batch(vectors, batch);
+  }
   void End() override {
     CapturingSink::End();
     csv_.Print();

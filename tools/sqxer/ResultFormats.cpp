@@ -136,24 +136,28 @@ void CsvResult::Header() {
   Append(line_);
 }
 
-void CsvResult::Row(const uint8* record) {
+template <class Values>
+void CsvResult::WriteRow(const Values& row) {
   line_.clear();
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     if (i != 0) line_ += ',';
-    if (IsNullField(*fields_[i], record)) continue;
+    if (row.IsNull(i)) continue;
     const XeDataType type = fields_[i]->GetDataType();
     if (!SUXeDataTypeUtility::IsXeTextType(type) && !SUXeDataTypeUtility::IsXeBinaryType(type)) {
       // Never empty, and nothing that needs quotation marks.
-      AppendValueText(*fields_[i], record, line_);
+      row.AppendText(i, line_);
       continue;
     }
     value_.clear();
-    AppendValueText(*fields_[i], record, value_);
+    row.AppendText(i, value_);
     AppendCsv(line_, value_);
   }
   line_ += '\n';
   AppendRow(line_);
 }
+
+template void CsvResult::WriteRow(const RecordRow&);
+template void CsvResult::WriteRow(const BatchRow&);
 
 void JsonResult::Header() {
   MakeDifferent(names_, [](const std::string& name, std::size_t) { return name; });
@@ -164,16 +168,17 @@ void JsonResult::Header() {
   }
 }
 
-void JsonResult::Row(const uint8* record) {
+template <class Values>
+void JsonResult::WriteRow(const Values& row) {
   line_.clear();
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     line_ += keys_[i];
-    if (IsNullField(*fields_[i], record)) {
+    if (row.IsNull(i)) {
       line_ += "null";
       continue;
     }
     value_.clear();
-    AppendValueText(*fields_[i], record, value_);
+    row.AppendText(i, value_);
     const XeDataType type = fields_[i]->GetDataType();
     const bool isNumber = IsNumberField(type) && value_ != "NaN" && !value_.ends_with("Infinity");
     if (isNumber || type == XeBoolean) {
@@ -185,6 +190,9 @@ void JsonResult::Row(const uint8* record) {
   line_ += "}\n";
   AppendRow(line_);
 }
+
+template void JsonResult::WriteRow(const RecordRow&);
+template void JsonResult::WriteRow(const BatchRow&);
 
 std::unique_ptr<FormattedResult> MakeResult(const Options& options, ResultOutput& output) {
   switch (options.format) {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <span>
 
 #include "Options.h"
 #include "ResultOutput.h"
 #include "ResultSink.h"
 #include "ResultSpool.h"
+#include "ValueText.h"
 
 namespace sqxer {
 
@@ -35,6 +37,36 @@ class FormattedResult : public ResultSink {
   std::string plan_;
 };
 
+/// A row of a record, or of a batch, whose values are asked for one after the other.
+class RecordRow {
+ public:
+  RecordRow(const std::vector<XeFieldDescriptorRef>& fields, const uint8* record)
+      : fields_(fields), record_(record) {}
+  bool IsNull(std::size_t field) const { return IsNullField(*fields_[field], record_); }
+  void AppendText(std::size_t field, std::string& out) const {
+    AppendValueText(*fields_[field], record_, out);
+  }
+
+ private:
+  const std::vector<XeFieldDescriptorRef>& fields_;
+  const uint8* record_;
+};
+class BatchRow {
+ public:
+  BatchRow(const std::vector<XeFieldDescriptorRef>& fields, std::span<const BatchVector> columns,
+           uint32 row)
+      : fields_(fields), columns_(columns), row_(row) {}
+  bool IsNull(std::size_t field) const { return columns_[field].IsNull(row_); }
+  void AppendText(std::size_t field, std::string& out) const {
+    AppendValueText(*fields_[field], columns_[field], row_, out);
+  }
+
+ private:
+  const std::vector<XeFieldDescriptorRef>& fields_;
+  const std::span<const BatchVector> columns_;
+  const uint32 row_;
+};
+
 /// A row is a line, or several. They are written as they come, so that memory does not grow with
 /// the result, in pieces of whole rows: a result of less than a piece is all or nothing.
 class LineResult : public FormattedResult {
@@ -59,16 +91,33 @@ class LineResult : public FormattedResult {
   std::optional<uint64> earlyRows_;
 };
 
+/// Rows of records and of batches alike: `Derived` has WriteRow(row), of either.
+template <class Derived>
+class RowResult : public LineResult {
+ public:
+  using LineResult::LineResult;
+  void Row(const uint8* record) final { Self().WriteRow(RecordRow(fields_, record)); }
+  bool TakesBatches() const final { return true; }
+  void Batch(std::span<const BatchVector> columns, const BatchRows& rows) final {
+    rows.ForEach([&](uint32 row) { Self().WriteRow(BatchRow(fields_, columns, row)); });
+  }
+
+ private:
+  Derived& Self() { return static_cast<Derived&>(*this); }
+};
+
 /// Fields parted by commas, quoted where they hold a comma, a quotation mark or a line end. NULL is
 /// nothing, the empty text is "", columns of one name are told apart by numbers: read back with the
 /// types of its columns, the result is the same.
-class CsvResult : public LineResult {
+class CsvResult final : public RowResult<CsvResult> {
  public:
-  CsvResult(ResultOutput& output, bool header) : LineResult(output), header_(header) {}
-  void Row(const uint8* record) override;
+  CsvResult(ResultOutput& output, bool header) : RowResult(output), header_(header) {}
 
  private:
+  friend class RowResult<CsvResult>;
   void Header() override;
+  template <class Values>
+  void WriteRow(const Values& row);
 
   bool header_;
   std::string line_;
@@ -77,14 +126,16 @@ class CsvResult : public LineResult {
 
 /// One object a line, a line of EXPLAIN too. Columns of one name are told apart by numbers. Numbers
 /// and truth values as such, NaN and infinities as texts, since JSON has no numbers for them.
-class JsonResult : public LineResult {
+class JsonResult final : public RowResult<JsonResult> {
  public:
-  using LineResult::LineResult;
+  using RowResult::RowResult;
   bool Plan(const std::vector<XeString>&) override { return false; }
-  void Row(const uint8* record) override;
 
  private:
+  friend class RowResult<JsonResult>;
   void Header() override;
+  template <class Values>
+  void WriteRow(const Values& row);
 
   std::vector<std::string> keys_;
   std::string line_;

@@ -11,8 +11,8 @@
 namespace sqxer {
 namespace {
 
-/// As for other sources of which only the first rows are known.
-constexpr uint32 kLeastRoom = 1024;
+/// Room costs memory in the one record that trees are bound to, and a text without room a statement.
+constexpr uint32 kLeastRoom = uint32{1} << 16;
 constexpr uint32 kTimesLongest = 4;
 constexpr uint32 kMostRoom = uint32{1} << 24;
 

@@ -29,7 +29,7 @@ struct ArrowReadOptions {
   XeString name;
   /// Binary columns hold UTF-8, such as JSON documents.
   bool takesBinaryAsText = false;
-  /// Characters that texts of a stream may have. 0: 1,024, or four times the longest one of the
+  /// Characters that texts of a stream may have. 0: 65,536, or four times the longest one of the
   /// first array if that is more.
   uint32 textLength = 0;
 };

@@ -1,5 +1,6 @@
 #include "ValueText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <cwchar>
@@ -45,6 +46,58 @@ void AppendHexadecimal(const uint8* bytes, uint32 count, std::string& out) {
   }
 }
 
+void AppendDecimal(const VelmarNumber& number, std::string& out) {
+  BaseStringUtil::AppendUtf8(out, number.asString());
+}
+
+/// One byte a character.
+void AppendLatin1(std::string_view text, std::string& out) {
+  const bool isAscii =
+      std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (isAscii) {
+    out += text;
+    return;
+  }
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      out += c;
+    } else {
+      out += static_cast<char>(0xC0 | byte >> 6);
+      out += static_cast<char>(0x80 | (byte & 0x3F));
+    }
+  }
+}
+
+void AppendBatchText(const XeFieldDescriptor& field, const BatchVector& vector, uint32 row,
+                     std::string& out) {
+  const BatchText text = vector.GetText(row);
+  uint32 length = text.length;
+  uint32 blanks = 0;
+  const auto append = [&]<class Character>(const Character* characters, auto&& appendText) {
+    if (field.GetDataType() == XeCharData) {
+      // As a record holds it: up to a zero, or with blanks where it comes from a column.
+      const auto* const zero = std::find(characters, characters + length, Character());
+      if (zero != characters + length) {
+        length = static_cast<uint32>(zero - characters);
+      } else if (vector.texts == nullptr && length < field.GetLength()) {
+        blanks = field.GetLength() - length;
+      }
+    }
+    appendText();
+    out.append(blanks, ' ');
+  };
+  if (vector.form == ColumnForm::kText8) {
+    append(text.characters, [&] {
+      AppendLatin1({reinterpret_cast<const char*>(text.characters), length}, out);
+    });
+  } else {
+    const auto* const characters = reinterpret_cast<const wchar_t*>(text.characters);
+    append(characters,
+           [&] { BaseStringUtil::AppendUtf8(out, std::wstring_view(characters, length)); });
+  }
+}
+
 }  // namespace
 
 bool IsNullField(const XeFieldDescriptor& field, const uint8* record) {
@@ -85,7 +138,7 @@ void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::s
       out += RealText(Load<float64>(value)).Get();
       break;
     case XeNumericData:
-      BaseStringUtil::AppendUtf8(out, Load<VelmarNumber>(value).asString());
+      AppendDecimal(Load<VelmarNumber>(value), out);
       break;
     case XeCharData:
       BaseStringUtil::AppendUtf8(out, FixedText(value, field.GetLength()));
@@ -114,6 +167,42 @@ void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::s
     default:
       break;  // no result column has another type
   }
+}
+
+void AppendValueText(const XeFieldDescriptor& field, const BatchVector& vector, uint32 row,
+                     std::string& out) {
+  const XeDataType type = field.GetDataType();
+  const uint32 at = vector.isConstant ? 0 : row;
+  if (IsTextForm(vector.form)) return AppendBatchText(field, vector, row, out);
+  switch (vector.form) {
+    case ColumnForm::kDay32:
+      return BaseStringUtil::AppendUtf8(out, DateText(FromDay32(vector.As<int32>()[at])));
+    case ColumnForm::kTime64:
+      return BaseStringUtil::AppendUtf8(out, TimeText(FromTime64(vector.As<int64>()[at])));
+    case ColumnForm::kTimeStamp64:
+      return BaseStringUtil::AppendUtf8(out, DateTimeText(FromTimeStamp64(vector.As<int64>()[at])));
+    case ColumnForm::kDateTime:
+      return BaseStringUtil::AppendUtf8(out, DateTimeText(vector.As<XeDateTime>()[at]));
+    case ColumnForm::kDecimal64:
+      return AppendDecimal(VelmarNumber::FromScaled(vector.As<int64>()[at], vector.scale), out);
+    case ColumnForm::kNumber:
+      return AppendDecimal(vector.As<VelmarNumber>()[at], out);
+    default:
+      break;
+  }
+  if (type == XeBoolean) {
+    out += vector.As<uint8>()[at] != 0 ? "true" : "false";
+    return;
+  }
+  WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
+    const T value = vector.As<T>()[at];
+    if constexpr (std::is_floating_point_v<T>) {
+      out += RealText(value).Get();
+    } else {
+      // Integers of a byte are numbers, not characters.
+      AppendNumber(int64{value}, out);
+    }
+  });
 }
 
 bool IsNumberField(XeDataType type) {

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "SQXERBatch.h"
 #include "Utility/XeRecordMetaData.h"
 
 namespace sqxer {
@@ -15,6 +16,9 @@ namespace sqxer {
 bool IsNullField(const XeFieldDescriptor& field, const uint8* record);
 /// Appends the UTF-8 text of the field's value, which is not NULL.
 void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::string& out);
+/// The same of a row of a batch that is not NULL, of a vector of the field's type.
+void AppendValueText(const XeFieldDescriptor& field, const BatchVector& vector, uint32 row,
+                     std::string& out);
 /// Whether values of the type are numbers (shown right-aligned, unquoted in JSON).
 bool IsNumberField(XeDataType type);
 

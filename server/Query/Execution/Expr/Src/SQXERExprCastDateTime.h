@@ -30,6 +30,8 @@ class CastToDay : public Cast {
     }
     return retCode_;
   }
+  /// From the first text on that is not in the format all are read by the default rules.
+  bool IsVolatile() override { return !dateTimeFormat_.empty(); }
 
  protected:
   /// `kText` is the field for the text last read. Error 59170 for a format that is none.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "TextCodes.h"
 #include "Utility/BaseStringUtil.h"
 
 namespace sqxer::engine {
@@ -104,6 +105,7 @@ bool ArrowSource::AddColumns(const TableRequest& columns) {
   const std::vector<std::size_t> places = FindPlaces(read.schema, table_.schema);
   for (std::size_t i = 0; i < read.chunks.size(); ++i) {
     TableChunk put = PutColumns(read.chunks[i], places, table_.schema.columns.size());
+    for (ColumnVector& column : put.columns) column = CodeFewTexts(column);
     if (isFirst) {
       table_.chunks.push_back(std::move(put));
       continue;

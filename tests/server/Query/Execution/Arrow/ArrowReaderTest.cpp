@@ -342,13 +342,13 @@ TEST_F(ArrowReaderTest, Streams) {
   };
   {
     ArrowArrayStream stream =
-        MakeStream({TableOf({{"u", 0, {kNone, kNone, kNone}}}, 0), part(std::string(500, 'a')),
-                    part(std::string(2000, 'b')), part(std::string(2001, 'c'))});
+        MakeStream({TableOf({{"u", 0, {kNone, kNone, kNone}}}, 0), part(std::string(20000, 'a')),
+                    part(std::string(80000, 'b')), part(std::string(80001, 'c'))});
     ArrowChunkSource source(&stream, {L"t"});
-    EXPECT_EQ(source.GetSchema().columns[0].length, 2000U);
+    EXPECT_EQ(source.GetSchema().columns[0].length, 80000U);
     ASSERT_NE(source.Next(), nullptr);
-    EXPECT_EQ(source.Next()->columns[0].GetOffset(1), 2000U);
-    ExpectError(57207, {L"3", L"c", L"t", L"2000", std::wstring(60, L'c') + L"..."},
+    EXPECT_EQ(source.Next()->columns[0].GetOffset(1), 80000U);
+    ExpectError(57207, {L"3", L"c", L"t", L"80000", std::wstring(60, L'c') + L"..."},
                 [&] { source.Next(); });
   }
   {

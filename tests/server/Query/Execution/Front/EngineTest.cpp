@@ -264,8 +264,8 @@ TEST(Engine, HandsResultsOverToStreamsThatNeedNobody) {
   stream.release(&stream);
   EXPECT_EQ(stream.release, nullptr);
 
-  Session session;
   Doubles doubles(std::vector<double>(100000, 0.0));
+  Session session;
   ArrowArrayStream input;
   doubles.Open(&input);
   session.AddArrow("t", &input);
@@ -309,8 +309,8 @@ TEST(Engine, EvaluatesExpressionsOverBatchesAndRows) {
 }
 
 TEST(Engine, IsCancelledFromAnyThread) {
-  Session session;
   Doubles doubles(std::vector<double>(100000, 2.0));
+  Session session;
   ArrowArrayStream stream;
   doubles.Open(&stream, 20);
   session.AddArrow("t", &stream);
