@@ -5,10 +5,11 @@ SQXER := build/release/bin/sqxer
 # The project's Python, in the virtual environment of the build folder.
 DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
+CLUSTERS := pyspark ray dask distributed
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
         bench-micro bench-python bench-suite bench-windows fuzz-reader format format-check python-check tidy \
-        python python-test python-venv wheel docs install clean
+        python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
 run: configure
@@ -113,6 +114,20 @@ python: dependencies python-venv
 ## The tests of the Python package.
 python-test: python
 	build/venv/bin/pytest python/tests
+
+## Statements on two processes each of Spark, Ray and Dask. What cannot be installed is skipped.
+python-test-clusters: python
+	@for package in $(CLUSTERS); do \
+	  cmake/venv.sh -c python/tests/clusters.txt $$package || \
+	    echo "python-test-clusters: $$package cannot be installed"; \
+	done
+	build/venv/bin/pytest -rs python/tests/test_spark.py python/tests/test_ray.py \
+	  python/tests/test_dask.py
+
+## Spark over many rows (ROWS=N: another number), an executor of which is killed in the middle.
+python-test-spark: python
+	cmake/venv.sh -c python/tests/clusters.txt pyspark
+	SQXER_SPARK_ROWS=$(or $(ROWS),20000000) build/venv/bin/pytest -rs python/tests/test_spark.py
 
 ## A wheel of the Python package, in build/wheel.
 wheel: dependencies python-venv

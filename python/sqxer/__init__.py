@@ -33,7 +33,9 @@ from .result import Batch, Result
 
 if TYPE_CHECKING:
     import os
-    from collections.abc import Sequence
+    from collections.abc import Mapping, Sequence
+
+    from ._plan import Plan
 
 apilevel = "2.0"
 threadsafety = 1
@@ -65,6 +67,21 @@ def sql(
     return connection.execute(statement, params, numerics=numerics)
 
 
+def plan(  # noqa: PLR0913 (all but three by their names)
+    statement: str,
+    schema: Any,  # noqa: ANN401
+    params: Sequence[object] = (),
+    *,
+    switches: Mapping[str, object] | None = None,
+    numerics: Numerics = "settled",
+    scale: int | None = None,
+) -> Plan:
+    """A statement over a table in parts: `partial`, `combine`, `finish`. It needs pyarrow."""
+    from ._plan import Plan  # noqa: PLC0415
+
+    return Plan(statement, schema, params, switches=switches, numerics=numerics, scale=scale)
+
+
 def expr(expression: str, params: Sequence[object] = ()) -> Expression:
     """An expression that is evaluated over any table that has its columns."""
     return Connection(threads=1).expr(expression, params)
@@ -91,6 +108,7 @@ __all__ = [
     "connect",
     "expr",
     "paramstyle",
+    "plan",
     "sql",
     "threadsafety",
 ]

@@ -8,6 +8,9 @@
 #include "Batch.h"
 #include "Capsules.h"
 #include "Engine/Engine.h"
+#include "Options.h"
+#include "Plan.h"
+#include "PythonResult.h"
 
 // The engine as the package sqxer drives it. What people see stands in python/sqxer.
 
@@ -23,60 +26,9 @@ using engine::Value;
 using Texts = std::vector<std::string>;
 using PythonEvaluator = Unlocked<Evaluator>;
 
-ResultOptions MakeOptions(const std::string& numerics, bool keepsDictionaries) {
-  using Numerics = ResultOptions::Numerics;
-  ResultOptions options;
-  options.keepsDictionaries = keepsDictionaries;
-  if (numerics == "decimal") {
-    options.numerics = Numerics::kDecimal;
-  } else if (numerics == "double") {
-    options.numerics = Numerics::kDouble;
-  } else if (numerics != "settled") {
-    throw nb::value_error("numerics is one of 'settled', 'decimal' and 'double'");
-  }
-  return options;
-}
-
 nb::tuple DescribeColumn(const Column& column) {
   return nb::make_tuple(column.name, column.type, column.isNullable);
 }
-
-/// A result, and a batch that was made when a signal came between.
-class PythonResult {
- public:
-  explicit PythonResult(Result result) : result_(std::move(result)) {}
-
-  Result& Get() { return *result_; }
-  std::optional<Batch> Next() {
-    if (waiting_) return std::exchange(waiting_, std::nullopt);
-    ArrowSchema schema = {};
-    ArrowArray array = {};
-    bool hasNext = false;
-    const auto take = [&]() -> std::optional<Batch> {
-      if (!hasNext) return std::nullopt;
-      return Batch(schema, array);
-    };
-    try {
-      Await(
-          [&] {
-            result_->WriteSchema(&schema);
-            hasNext = result_->Next(&array);
-          },
-          [] {});
-    } catch (...) {
-      // The rows are those of the next call.
-      waiting_ = take();
-      if (!waiting_ && schema.release != nullptr) schema.release(&schema);
-      throw;
-    }
-    if (!hasNext) schema.release(&schema);
-    return take();
-  }
-
- private:
-  Unlocked<Result> result_;
-  std::optional<Batch> waiting_;
-};
 
 Value ToValue(nb::handle object) {
   if (object.is_none()) return std::monostate();
@@ -351,6 +303,8 @@ NB_MODULE(_engine, module) {
       .def("compile", &PythonSession::Compile)
       .def("stop", [](PythonSession& session) { session.Stop(); })
       .def("cancel", [](PythonSession& session) { session.Get().Cancel(); });
+
+  AddPlan(module);
 }
 
 }  // namespace sqxer::python

@@ -83,7 +83,19 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57110, 0, "the statement was cancelled"},
       {57111, 1, "this is not one expression over the columns of one table: \"{0}\""},
       {57112, 2, "the expression was bound to other columns than those of \"{0}\": {1}"},
-      {57113, 0, "the rows of this result were handed on, or are made while they are read, which is done once"},
+      {57113, 0,
+       "the rows of this result were handed on, or are made while they are read, which is done "
+       "once"},
+      {57120, 1, "the statement cannot be run on many machines: {0}"},
+      {57121, 2,
+       "these states have version {0}, and this library reads version {1}: run one release of it "
+       "on "
+       "all machines"},
+      {57122, 0,
+       "these states are those of another statement, or of another table, switch or parameter"},
+      {57123, 1, "these rows are no states of a statement: {0}"},
+      {57124, 1,
+       "the rows of the statement are finished where they are read: there is nothing to {0}"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

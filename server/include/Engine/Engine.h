@@ -4,6 +4,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -73,6 +74,10 @@ struct ResultOptions {
     kDouble,
   };
   Numerics numerics = Numerics::kSettled;
+  /// Layouts that do not depend on the rows, for results that are put together: decimals come as
+  /// decimal128(38, fixedScale), their digits beyond that rounded half away from zero, and
+  /// timestamps by microseconds. Error 57220 for a value that does not fit.
+  std::optional<int> fixedScale = {};
   /// Texts that came as dictionaries go as dictionaries.
   bool keepsDictionaries = false;
 };

@@ -147,6 +147,13 @@ void ArrowWriter::SettleNumbers(Column& column, const ColumnInfo& info, std::siz
     column.format = 'g';
     return;
   }
+  if (options.fixedScale) {
+    column.layout = Layout::kDecimal;
+    column.scale = std::clamp(*options.fixedScale, 0, kArrowDigits);
+    column.isRounded = true;
+    column.format = "d:38," + std::to_string(column.scale);
+    return;
+  }
   const bool isWhole = info.scale == 0 && std::ranges::all_of(known, [&](const auto& chunk) {
                          const ColumnVector& vector = chunk.columns[index];
                          return vector.form == ColumnForm::kDecimal64 && vector.scale == 0;
@@ -194,7 +201,7 @@ ArrowWriter::ArrowWriter(const TableSchema& schema, std::span<const TableChunk> 
     } else if (IsNumeric(info.type)) {
       SettleNumbers(column, info, i, known, options);
     } else if (info.type == XeTimeStampData || info.type == XeDateTimeData) {
-      const bool isFine = HasForm(known, i, ColumnForm::kDateTime);
+      const bool isFine = !options.fixedScale && HasForm(known, i, ColumnForm::kDateTime);
       column.layout = isFine ? Layout::kNanoseconds : Layout::kMicroseconds;
       column.format = isFine ? "tsn:" : "tsu:";
     } else if (SUXeDataTypeUtility::IsXeTextType(info.type)) {

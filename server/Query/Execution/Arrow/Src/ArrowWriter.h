@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -22,6 +23,9 @@ struct ArrowWriteOptions {
     kDouble,
   };
   Numerics numerics = Numerics::kSettled;
+  /// The known rows settle nothing: decimals have this scale, digits beyond it being rounded half
+  /// away from zero, and timestamps come by microseconds.
+  std::optional<int> fixedScale = {};
   /// Texts as dictionary(int32, utf8), else as plain ones.
   bool keepsDictionaries = false;
   /// Offsets of 64 bits, for more than 2 GiB of texts in one chunk. Chosen without being asked for

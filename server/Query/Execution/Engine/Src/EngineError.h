@@ -18,6 +18,11 @@ enum EngineErrorCode {
   kNoExpression = 57111,
   kOtherColumns = 57112,
   kResultPassed = 57113,
+  kNotDistributed = 57120,
+  kStatesOfOtherVersion = 57121,
+  kStatesOfOtherPlan = 57122,
+  kNoStates = 57123,
+  kNoSuchStep = 57124,
 };
 
 /// Raises an error that only has arguments.

@@ -5,6 +5,7 @@
 #include "ColumnTypes.h"
 #include "Compiler.h"
 #include "EngineError.h"
+#include "OneTable.h"
 #include "ResultImpl.h"
 #include "Utility/NumberText.h"
 #include "ValueText.h"
@@ -15,18 +16,6 @@ namespace {
 
 constexpr std::string_view kSelect = "SELECT ";
 constexpr std::string_view kFrom = "\nFROM input";
-
-/// The only table is that of the rows.
-class OneTable final : public Catalog {
- public:
-  explicit OneTable(const Table& table) : table_(table) {}
-  const TableSchema* FindTable(const XeString&, const TableRequest&) override {
-    return &table_.schema;
-  }
-
- private:
-  const Table& table_;
-};
 
 /// A value as a column of its type reads it.
 std::string TextOf(const Value& value) {
@@ -133,7 +122,7 @@ Evaluator::Impl::Impl(std::string expression, TableSchema columns,
 
 void Evaluator::Impl::Bind() {
   const SettingsScope scope(settings_);
-  OneTable catalog(table_);
+  OneTable catalog(table_.schema);
   const std::string statement = std::string(kSelect) + sql_ + std::string(kFrom);
   try {
     QueryPlan plan = CompileStatement(statement, catalog, parameters_.Get());

@@ -63,8 +63,10 @@ ArrowWriteOptions MakeWriteOptions(const ResultOptions& options) {
   const To numerics = options.numerics == From::kSettled   ? To::kSettled
                       : options.numerics == From::kDecimal ? To::kDecimal
                                                            : To::kDouble;
-  return {
-      .numerics = numerics, .keepsDictionaries = options.keepsDictionaries, .largeTexts = false};
+  return {.numerics = numerics,
+          .fixedScale = options.fixedScale,
+          .keepsDictionaries = options.keepsDictionaries,
+          .largeTexts = false};
 }
 
 void Result::Impl::SetSchema(TableSchema schema) {

@@ -1,0 +1,147 @@
+"""Statements on two executors of Spark, processes of their own, over Parquet.
+
+SQXER_SPARK_ROWS=20000000 is the long form: `make test-spark`.
+"""
+
+from __future__ import annotations
+
+import os
+import shutil
+import signal
+import sys
+import threading
+import time
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
+
+import pytest
+
+pytest.importorskip("pyarrow", reason="Spark is not tested: pyarrow is missing")
+pytest.importorskip("pyspark", reason="Spark is not tested: pyspark is missing")
+if shutil.which("java") is None and "JAVA_HOME" not in os.environ:
+    pytest.skip("Spark is not tested: Java is missing", allow_module_level=True)
+
+import parts
+import sqxer
+import sqxer.spark
+from pyspark.sql import SparkSession
+
+if TYPE_CHECKING:
+    from collections.abc import Iterator
+
+    from pyspark.sql import DataFrame
+
+_ROWS = int(os.environ.get("SQXER_SPARK_ROWS", "200000"))
+_FILES = 16
+
+
+@pytest.fixture(scope="module")
+def folder(tmp_path_factory: pytest.TempPathFactory) -> Path:
+    """The table."""
+    made: Path = tmp_path_factory.mktemp("spark") / "t"
+    parts.write_parts(made, _ROWS, _FILES)
+    return made
+
+
+@pytest.fixture(scope="module")
+def spark(tmp_path_factory: pytest.TempPathFactory) -> Iterator[SparkSession]:
+    """A cluster of two workers with an executor each."""
+    os.environ["PYSPARK_PYTHON"] = sys.executable
+    here = "127.0.0.1"
+    session = (
+        SparkSession.builder.master("local-cluster[2,1,1024]")
+        .appName("sqxer")
+        .config("spark.driver.host", here)
+        .config("spark.driver.bindAddress", here)
+        .config("spark.ui.enabled", "false")
+        .config("spark.local.dir", str(tmp_path_factory.mktemp("local")))
+        .config("spark.executorEnv.PYTHONPATH", parts.python_path())
+        .config("spark.sql.shuffle.partitions", "4")
+        # A file is a task, so that some are left when an executor goes.
+        .config("spark.sql.files.openCostInBytes", "128m")
+        .getOrCreate()
+    )
+    yield session
+    session.stop()
+
+
+def _rows(frame: DataFrame) -> list[tuple[Any, ...]]:
+    return [tuple(row) for row in frame.collect()]
+
+
+@pytest.mark.parametrize(("statement", "in_order"), parts.STATEMENTS)
+def test_gives_what_one_machine_gives(
+    spark: SparkSession, folder: Path, statement: str, in_order: bool
+) -> None:
+    """Every kind of statement."""
+    frame = sqxer.spark.sql(spark, statement, t=spark.read.parquet(str(folder)))
+    got = parts.lines(_rows(frame), in_order)
+    assert got == parts.expected(statement, folder, in_order)
+
+
+def test_no_part_is_no_rows(spark: SparkSession, folder: Path) -> None:
+    """A frame that Spark knows to be empty has one row of counts nevertheless."""
+    empty = spark.read.parquet(str(folder)).limit(0)
+    counted = sqxer.spark.sql(spark, "SELECT COUNT(*), MAX(n) FROM t", t=empty)
+    assert _rows(counted) == [(0, None)]
+    assert _rows(sqxer.spark.sql(spark, "SELECT k, AVG(n) FROM t GROUP BY k", t=empty)) == []
+
+
+def test_errors_come_with_code_and_sentence(spark: SparkSession, folder: Path) -> None:
+    """Of the statement at once, of rows when Spark runs."""
+    frame = spark.read.parquet(str(folder))
+    with pytest.raises(sqxer.Error, match="59015"):
+        sqxer.spark.sql(spark, "SELECT nope FROM t", t=frame)
+    with pytest.raises(sqxer.InterfaceError):
+        sqxer.spark.sql(spark, "SELECT k FROM t", other=frame)
+    with pytest.raises(Exception, match="division by zero") as raised:
+        sqxer.spark.sql(spark, parts.WRONG_VALUE, t=frame).collect()
+    error = sqxer.spark.find_error(raised.value)
+    assert error is not None
+    assert error.code == 59008
+    assert str(error.args[0]).startswith("division by zero")
+
+
+def _parent_of(process: Path) -> int:
+    return int((process / "stat").read_text().rsplit(")", 1)[1].split()[1])
+
+
+def _executors(driver: int) -> list[int]:
+    """The processes of executors that a driver's Java has started."""
+    found = []
+    for process in Path("/proc").iterdir():
+        try:
+            command = (process / "cmdline").read_bytes() if process.name.isdigit() else b""
+            if b"CoarseGrainedExecutorBackend" in command and _parent_of(process) == driver:
+                found.append(int(process.name))
+        except OSError:
+            continue  # it has ended
+    return found
+
+
+@pytest.mark.skipif(not Path("/proc/self/stat").exists(), reason="executors are found in /proc")
+def test_an_executor_that_dies_changes_nothing(spark: SparkSession, folder: Path) -> None:
+    """It is killed when some of its tasks are done; others take its place."""
+    statement, in_order = parts.STATEMENTS[0]
+    frame = sqxer.spark.sql(spark, statement, t=spark.read.parquet(str(folder)))
+    gateway = spark.sparkContext._gateway
+    assert gateway is not None
+    driver = gateway.proc.pid
+    before = _executors(driver)
+    assert len(before) == 2
+    got: list[list[tuple[Any, ...]]] = []
+    running = threading.Thread(target=lambda: got.append(_rows(frame)))
+    running.start()
+    tracker = spark.sparkContext.statusTracker()
+    is_killed = False
+    while running.is_alive() and not is_killed:
+        stages = [tracker.getStageInfo(stage) for stage in tracker.getActiveStageIds()]
+        if any(stage and stage.numTasks > 2 and stage.numCompletedTasks > 0 for stage in stages):
+            os.kill(before[0], signal.SIGKILL)
+            is_killed = True
+        time.sleep(0.01)
+    assert is_killed
+    assert running.is_alive()
+    running.join()
+    assert parts.lines(got[0], in_order) == parts.expected(statement, folder, in_order)
+    assert before[0] not in _executors(driver)

@@ -1,0 +1,243 @@
+#include "PlanSplit.h"
+
+#include <algorithm>
+#include <iterator>
+#include <numeric>
+
+#include "GroupRun.h"
+#include "SQXERExprAggregateCount.h"
+#include "SQXERExprConstant.h"
+#include "SQXERExprExtract.h"
+
+namespace sqxer::engine {
+namespace {
+
+using Kind = DistributedPlan::Kind;
+
+PlanExpression FieldAt(std::size_t field, const ColumnInfo& info) {
+  return {std::make_unique<Extract>(static_cast<int>(field)), info, ErrorMessage::kNoPosition};
+}
+
+PlanExpression AnyConstant() {
+  ColumnInfo info{L"one", XeInt4Data, sizeof(int32), 0, false};
+  return {std::make_unique<ConstantInt32>(1), std::move(info), ErrorMessage::kNoPosition};
+}
+
+/// The field that a tree is and nothing else; -1 for any other.
+int FieldOf(const PlanExpression& expression) {
+  const auto* const column = dynamic_cast<const Extract*>(expression.tree.get());
+  return column == nullptr ? -1 : column->GetFieldIndex();
+}
+
+std::unique_ptr<Aggregate> MakeSource(const PlanAggregate& planned) {
+  const std::unique_ptr<Aggregate> whole = planned.make();
+  return std::unique_ptr<Aggregate>(whole->GetSourceAggregator());
+}
+
+bool CountsRows(const PlanAggregate& planned) {
+  return dynamic_cast<const CountStar*>(planned.make().get()) != nullptr;
+}
+
+bool IsSplit(const PlanAggregate& planned) {
+  return !planned.distinct && (CountsRows(planned) || MakeSource(planned) != nullptr);
+}
+
+/// COUNT over an input.
+std::function<std::unique_ptr<Aggregate>()> MakeCountOf(std::size_t input) {
+  return [input] {
+    auto columns = std::make_unique<UInt16Vector>(1, static_cast<uint16>(input));
+    return std::make_unique<Count>(columns.release(), nullptr, nullptr, false, false, false);
+  };
+}
+
+void MakeSources(QueryPlan& plan) {
+  std::size_t one = plan.aggregateInputs.size();
+  for (PlanAggregate& aggregate : plan.aggregates) {
+    if (CountsRows(aggregate)) {
+      // COUNT(*) has no partial results; the count of a value that every row has is the same.
+      if (one == plan.aggregateInputs.size()) plan.aggregateInputs.push_back(AnyConstant());
+      aggregate.make = MakeCountOf(one);
+    } else {
+      aggregate.make = [whole = aggregate] { return MakeSource(whole); };
+    }
+  }
+}
+
+/// Outputs that are the fields of the record that outputs read.
+void OutputFields(QueryPlan& plan, const std::vector<ColumnInfo>& fields, std::size_t first = 0) {
+  plan.outputs.clear();
+  for (std::size_t i = first; i < fields.size(); ++i) {
+    plan.outputs.push_back(FieldAt(i, fields[i]));
+  }
+}
+
+/// What comes behind the rows or groups of a step, but for the outputs, is left to a later one.
+void DropLaterSteps(QueryPlan& plan) {
+  plan.having = nullptr;
+  plan.windows.clear();
+  plan.windowResults.clear();
+  plan.order.clear();
+  plan.limit.reset();
+  plan.offset = 0;
+}
+
+void ShowAllOutputs(QueryPlan& plan) {
+  // A result has columns.
+  if (plan.outputs.empty()) plan.outputs.push_back(AnyConstant());
+  plan.visibleOutputs = static_cast<int>(plan.outputs.size());
+}
+
+void ReadStates(QueryPlan& plan, const TableSchema& states) {
+  plan.scanRecord = states.columns;
+  plan.scanColumns.resize(states.columns.size());
+  std::iota(plan.scanColumns.begin(), plan.scanColumns.end(), uint16{0});
+  plan.filter = nullptr;
+}
+
+/// Without keys there is a group though there be no row. Where there is to be none, all rows have
+/// a key in common.
+bool AddCommonKey(QueryPlan& plan) {
+  if (!plan.groupKeys.empty()) return false;
+  plan.groupKeys.push_back(AnyConstant());
+  return true;
+}
+
+void Append(std::vector<ColumnInfo>& fields, const std::vector<ColumnInfo>& more) {
+  fields.insert(fields.end(), more.begin(), more.end());
+}
+
+}  // namespace
+
+PlanSplit::PlanSplit(const QueryPlan& plan) {
+  if (plan.grouped) {
+    kind_ = std::ranges::all_of(plan.aggregates, IsSplit) ? Kind::kSplit : Kind::kWhole;
+  } else if (!plan.windows.empty()) {
+    kind_ = Kind::kWindows;
+  } else if (plan.distinct) {
+    kind_ = Kind::kDistinct;
+  }
+  FindExchange(plan);
+}
+
+void PlanSplit::FindExchange(const QueryPlan& plan) {
+  // Rows that are to meet anywhere agree in these: the keys of groups, windows and DISTINCT that
+  // are common to all of them.
+  const bool isOneWindow = kind_ == Kind::kWindows && plan.windows.size() == 1 && !plan.distinct;
+  std::size_t keys = plan.groupKeys.size();
+  if (kind_ == Kind::kRows) return;
+  if (kind_ == Kind::kDistinct) keys = plan.outputs.size();
+  if (kind_ == Kind::kWindows) keys = static_cast<std::size_t>(plan.windows[0].partitionKeys);
+  for (std::size_t key = 0; key < keys; ++key) {
+    // As the field of the record that windows and outputs read.
+    const int field =
+        kind_ == Kind::kWindows ? FieldOf(plan.windows[0].inputs[key]) : static_cast<int>(key);
+    const auto isField = [field](const PlanExpression& tree) { return FieldOf(tree) == field; };
+    const bool isInWindows = std::ranges::all_of(plan.windows, [&](const PlanWindow& window) {
+      const auto end = window.inputs.begin() + window.partitionKeys;
+      return std::find_if(window.inputs.begin(), end, isField) != end;
+    });
+    const bool isInOutputs = !plan.distinct || std::ranges::any_of(plan.outputs, isField);
+    const bool isCommon = field >= 0 && isInWindows && isInOutputs;
+    if (kind_ == Kind::kDistinct || isOneWindow || isCommon) exchange_.push_back(key);
+  }
+}
+
+std::vector<ColumnInfo> PlanSplit::GetFields(const QueryPlan& plan) const {
+  std::vector<ColumnInfo> fields;
+  switch (kind_) {
+    case Kind::kRows:
+      break;
+    case Kind::kSplit:
+      fields = GroupRun::FieldsOf(plan);
+      break;
+    case Kind::kWhole:
+      fields = ResultsOf(plan.groupKeys);
+      Append(fields, ResultsOf(plan.aggregateInputs));
+      break;
+    case Kind::kDistinct:
+      fields = ResultsOf(plan.outputs);
+      break;
+    case Kind::kWindows:
+      fields = plan.scanRecord;
+      break;
+  }
+  return fields;
+}
+
+std::vector<std::size_t> PlanSplit::MakePartial(QueryPlan& plan) const {
+  std::vector<std::size_t> exchange = exchange_;
+  const std::vector<ColumnInfo> fields = GetFields(plan);
+  std::vector<PlanWindow> windows = std::move(plan.windows);
+  DropLaterSteps(plan);
+  if (kind_ == Kind::kSplit) {
+    MakeSources(plan);
+    const bool hasCommonKey = AddCommonKey(plan);
+    OutputFields(plan, GroupRun::FieldsOf(plan), hasCommonKey ? 1 : 0);
+    plan.distinct = false;
+  } else if (kind_ == Kind::kWhole) {
+    plan.outputs = std::move(plan.groupKeys);
+    std::ranges::move(plan.aggregateInputs, std::back_inserter(plan.outputs));
+    plan.groupKeys.clear();
+    plan.aggregateInputs.clear();
+    plan.aggregates.clear();
+    plan.grouped = plan.distinct = false;
+  } else if (kind_ == Kind::kWindows) {
+    OutputFields(plan, fields);
+    for (std::size_t& key : exchange) {
+      plan.outputs.push_back(std::move(windows[0].inputs[key]));
+      key = plan.outputs.size() - 1;
+    }
+    plan.distinct = false;
+  }
+  ShowAllOutputs(plan);
+  return exchange;
+}
+
+void PlanSplit::GroupStates(QueryPlan& plan, const TableSchema& states) const {
+  const std::size_t keys = plan.groupKeys.size();
+  for (std::size_t i = 0; i < keys; ++i) {
+    plan.groupKeys[i].tree = std::make_unique<Extract>(static_cast<int>(i));
+  }
+  plan.aggregateInputs.clear();
+  for (std::size_t i = keys; i < states.columns.size(); ++i) {
+    plan.aggregateInputs.push_back(FieldAt(i, states.columns[i]));
+  }
+  if (kind_ == Kind::kWhole) return;
+  for (std::size_t i = 0; i < plan.aggregates.size(); ++i) {
+    PlanAggregate& aggregate = plan.aggregates[i];
+    aggregate.make = [make = CountsRows(aggregate) ? MakeCountOf(0) : aggregate.make, i] {
+      auto column = std::make_unique<UInt16Vector>(1, static_cast<uint16>(i));
+      return std::unique_ptr<Aggregate>(make()->GetPartialsAggregator(column.release()));
+    };
+    // Where no state has come a sum of counts is NULL.
+    aggregate.results[0].nullable = true;
+  }
+}
+
+std::vector<std::size_t> PlanSplit::MakeCombine(QueryPlan& plan, const TableSchema& states) const {
+  ReadStates(plan, states);
+  DropLaterSteps(plan);
+  if (kind_ == Kind::kDistinct) {
+    OutputFields(plan, states.columns);
+  } else {
+    GroupStates(plan, states);
+    const bool hasCommonKey = AddCommonKey(plan);
+    OutputFields(plan, GroupRun::FieldsOf(plan), hasCommonKey ? 1 : 0);
+    plan.distinct = false;
+  }
+  ShowAllOutputs(plan);
+  return exchange_;
+}
+
+void PlanSplit::MakeFinish(QueryPlan& plan, const TableSchema& states) const {
+  ReadStates(plan, states);
+  if (plan.grouped) {
+    GroupStates(plan, states);
+  } else if (kind_ == Kind::kDistinct) {
+    for (std::size_t i = 0; i < plan.outputs.size(); ++i) {
+      plan.outputs[i].tree = std::make_unique<Extract>(static_cast<int>(i));
+    }
+  }
+}
+
+}  // namespace sqxer::engine
