@@ -67,12 +67,10 @@ struct Digits {
   }
 };
 
-/// The fewest digits that rounding leaves.
-constexpr int kLeastDigits = 17;
-
 /// The number times ten to the power of `scale`, if it is whole or may be rounded and has 38
-/// digits.
-bool TryCoefficient(const VelmarNumber& number, int scale, bool mayRound, ArrowInt128& value) {
+/// digits. Rounding must leave `leastDigits` of those that the number has.
+bool TryCoefficient(const VelmarNumber& number, int scale, bool mayRound, int leastDigits,
+                    ArrowInt128& value) {
   const VelmarNumber::Parts parts = number.GetParts();
   value = CoefficientOf(parts);
   const int shift = parts.exponent + scale;
@@ -82,10 +80,14 @@ bool TryCoefficient(const VelmarNumber& number, int scale, bool mayRound, ArrowI
     value *= kArrowPowers[static_cast<std::size_t>(shift)];
     return true;
   }
-  // What is rounded keeps as many digits as a double has: no value becomes another.
-  if (!mayRound || CountDigits(value) + shift < kLeastDigits) return false;
+  if (-shift > kArrowDigits) {
+    value = 0;
+    return mayRound && leastDigits == 0;
+  }
+  const int digits = CountDigits(value) + shift;
   const ArrowInt128 power = kArrowPowers[static_cast<std::size_t>(-shift)];
   const ArrowInt128 rest = value % power;
+  if (rest != 0 && (!mayRound || (leastDigits > 0 && digits < leastDigits))) return false;
   const ArrowInt128 size = rest < 0 ? -rest : rest;
   const int away = size >= power - size ? (value < 0 ? -1 : 1) : 0;
   value = value / power + away;
@@ -151,6 +153,7 @@ void ArrowWriter::SettleNumbers(Column& column, const ColumnInfo& info, std::siz
     column.layout = Layout::kDecimal;
     column.scale = std::clamp(*options.fixedScale, 0, kArrowDigits);
     column.isRounded = true;
+    column.leastDigits = 0;
     column.format = "d:38," + std::to_string(column.scale);
     return;
   }
@@ -298,7 +301,7 @@ class ArrowWriter::Arrays {
       MakeValues<ArrowInt128>([&](uint64 row) {
         const VelmarNumber number = NumberAt(vector_, row);
         ArrowInt128 value;
-        if (!TryCoefficient(number, column_.scale, column_.isRounded, value)) {
+        if (!TryCoefficient(number, column_.scale, column_.isRounded, column_.leastDigits, value)) {
           Refuse(L"decimal128(38, " + std::to_wstring(column_.scale) + L")", number.asString());
         }
         return value;

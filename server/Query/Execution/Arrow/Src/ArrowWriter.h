@@ -79,6 +79,8 @@ class ArrowWriter {
     int scale = 0;
     /// Some known row has more digits behind the point than the scale has room for.
     bool isRounded = false;
+    /// What rounding leaves of a number: as much as a double has, unless it was asked for.
+    int leastDigits = 17;
   };
   class Arrays;
 

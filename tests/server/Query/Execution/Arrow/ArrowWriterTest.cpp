@@ -217,7 +217,7 @@ TEST_F(ArrowWriterTest, NumbersGetOneLayout) {
                                   L"-0.66666666666666666666666666666666666667"));
   EXPECT_TRUE(rounded.starts_with("d:38,17 ")) << rounded;
   EXPECT_TRUE(rounded.ends_with(" 33333333333333333 -66666666666666667")) << rounded;
-  EXPECT_THAT(Written<Whole128>(quotients(L"1E35", L"1", L"-0.0005")),
+  EXPECT_THAT(Written<Whole128>(quotients(L"1E35", L"1.000", L"-0.0005")),
               testing::HasSubstr("-0.0005"));
 
   EXPECT_EQ(Written<uint8>(TableOfValues<uint8>(XeBitData, ColumnForm::kUInt8, 0, {1, 0})),
