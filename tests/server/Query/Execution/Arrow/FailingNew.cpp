@@ -41,7 +41,11 @@ void* operator new(std::size_t bytes, std::align_val_t alignment) {
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   return IsExhausted() ? nullptr : std::malloc(bytes != 0 ? bytes : 1);
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t, std::align_val_t) noexcept { std::free(block); }
+// clang does not know those with a size by itself, and would hide them from the libraries.
+#define FOR_LIBRARIES [[gnu::visibility("default")]]
+FOR_LIBRARIES void operator delete(void* block) noexcept { std::free(block); }
+FOR_LIBRARIES void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+FOR_LIBRARIES void operator delete(void* block, std::align_val_t) noexcept { std::free(block); }
+FOR_LIBRARIES void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+  std::free(block);
+}
