@@ -45,7 +45,8 @@ struct Outcome {
 
 enum class Place { kShown, kLeftOut };
 
-/// `rowsOfChunk`: the result passes through chunks of so many rows, or through none where that is 0.
+/// `rowsOfChunk`: the result passes through chunks of so many rows, or through none where that is
+/// 0.
 Outcome Evaluate(Session& session, const std::string& sql, Place place, uint64 rowsOfChunk = 0) {
   Outcome outcome;
   try {
@@ -123,8 +124,8 @@ class CorpusCase : public testing::Test {
       session.SetThreads(rows == kSharedRows ? 3 : 1);
       GroupParts::SetLeastRows(rows == kSharedRows ? kSharedRows : GroupParts::kLeastRows);
       session.Set("Evaluation", rows == kRowByRow ? "rows" : "batches");
-      Compare(Evaluate(session, test_.sql, Place::kShown,
-                       rows == kMostBatchRows ? 0 : kRowsOfChunk));
+      Compare(
+          Evaluate(session, test_.sql, Place::kShown, rows == kMostBatchRows ? 0 : kRowsOfChunk));
       if (HasFailure()) break;
     }
     RowScan::SetBatchRows(kMostBatchRows);

@@ -132,8 +132,7 @@ void Session::AddTable(std::shared_ptr<const Table> table) {
   tables_[key] = std::make_shared<LoadedTable>(std::move(table));
 }
 
-void Session::AddSource(const std::string& name,
-                        std::function<std::shared_ptr<LazyTable>()> open) {
+void Session::AddSource(const std::string& name, std::function<std::shared_ptr<LazyTable>()> open) {
   RemoveTable(name);
   sources_[Folded(Wide(name))] = std::move(open);
 }

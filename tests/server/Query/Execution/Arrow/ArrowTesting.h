@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Engine/ArrowInterface.h"
 #include "ArrowReader.h"
+#include "Engine/ArrowInterface.h"
 #include "support/Asserts.h"
 
 /// Arrow data by hand, whose buffers end where they say, so that the sanitizers see whoever goes
