@@ -5,7 +5,7 @@ SQXER := build/release/bin/sqxer
 # The project's Python, in the virtual environment of the build folder.
 DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
-CLUSTERS := pyspark ray dask distributed
+CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
         bench-micro bench-python bench-suite bench-windows fuzz-reader format format-check python-check tidy \

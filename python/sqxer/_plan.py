@@ -10,7 +10,7 @@ import pyarrow.compute as pc
 
 from . import _engine
 from ._marks import numbered
-from .connection import _parameter
+from ._texts import parameter_text, switch_text
 from .errors import Error, InterfaceError
 
 if TYPE_CHECKING:
@@ -25,10 +25,7 @@ _ROWS_OF_STEP = 1 << 20
 
 
 def _switches(switches: Mapping[str, object] | None) -> list[tuple[str, str]]:
-    def text(value: object) -> str:
-        return ("on" if value else "off") if isinstance(value, bool) else str(value)
-
-    return [(name, text(value)) for name, value in (switches or {}).items()]
+    return [(name, switch_text(value)) for name, value in (switches or {}).items()]
 
 
 def _schema(data: Any) -> pa.Schema:  # noqa: ANN401
@@ -79,7 +76,7 @@ class Plan:
         `Connection.set`. `scale`: the types of the result do not depend on the rows, decimals come
         with so many digits behind the point, and timestamps by microseconds.
         """
-        parameters = [_parameter(value) for value in params]
+        parameters = [parameter_text(value) for value in params]
         with numbered(sql) as text:
             self._make(text, _schema(schema), parameters, _switches(switches))
         self._numerics = numerics

@@ -3,16 +3,15 @@
 from __future__ import annotations
 
 import atexit
-import datetime as dt
 import os
 import time
 from contextlib import contextmanager
-from decimal import Decimal
 from typing import TYPE_CHECKING, Any, Literal, Self
 from weakref import WeakSet
 
 from . import _engine, _tables
 from ._marks import numbered
+from ._texts import parameter_text, switch_text
 from .errors import InterfaceError, NotSupportedError
 from .expression import Expression
 from .result import Result
@@ -21,36 +20,6 @@ if TYPE_CHECKING:
     from collections.abc import Iterator, Sequence
 
 Numerics = Literal["settled", "decimal", "double"]
-
-
-def _moment(value: dt.date | dt.time) -> str:
-    if isinstance(value, dt.time):
-        return f"time:{value.isoformat()}"
-    if not isinstance(value, dt.datetime):
-        return f"date:{value.isoformat()}"
-    if value.tzinfo is not None:
-        value = value.astimezone(dt.UTC).replace(tzinfo=None)
-    return f"timestamp:{value.isoformat(sep=' ')}"
-
-
-def _parameter(value: object) -> str:  # noqa: PLR0911 (one for each type)
-    """A value of a parameter, with its type, as the engine reads it."""
-    if value is None:
-        return ""
-    if isinstance(value, bool):
-        return f"boolean:{'true' if value else 'false'}"
-    if isinstance(value, int):
-        return f"{'int4' if -(1 << 31) <= value < 1 << 31 else 'numeric'}:{value}"
-    if isinstance(value, float):
-        return f"double:{float.__repr__(value)}"
-    if isinstance(value, Decimal):
-        return f"numeric:{value}"
-    if isinstance(value, str):
-        return f"varchar:{value}"
-    if isinstance(value, dt.date | dt.time):
-        return _moment(value)
-    msg = f"a parameter cannot be a {type(value).__name__}"
-    raise InterfaceError(msg)
 
 
 # Connections that are open, so that no statement runs when the interpreter ends.
@@ -114,8 +83,7 @@ class Connection:
 
     def set(self, switch: str, value: object) -> None:
         """Sets a switch for the statements to come: `sqxer --help-switches` explains each."""
-        text = ("on" if value else "off") if isinstance(value, bool) else str(value)
-        self.session.set(switch, text)
+        self.session.set(switch, switch_text(value))
 
     def register(
         self,
@@ -153,7 +121,7 @@ class Connection:
         that the values have, or integers where all are whole (settled), always as decimals, or as
         doubles. `dictionaries`: texts that came as dictionaries go as dictionaries.
         """
-        parameters = [_parameter(value) for value in params]
+        parameters = [parameter_text(value) for value in params]
         with numbered(sql) as text, self._running():
             result = self.session.query(text, parameters, numerics, dictionaries)
             return Result(result, owner=self)
@@ -167,13 +135,13 @@ class Connection:
 
         The next use of the connection ends it.
         """
-        parameters = [_parameter(value) for value in params]
+        parameters = [parameter_text(value) for value in params]
         with numbered(sql) as text, self._running():
             return Result(self.session.stream(text, parameters, numerics, False), owner=self)
 
     def expr(self, expression: str, params: Sequence[object] = ()) -> Expression:
         """An expression that is evaluated over any table that has its columns."""
-        parameters = [_parameter(value) for value in params]
+        parameters = [parameter_text(value) for value in params]
         return Expression(self, expression, parameters)
 
     def cancel(self) -> None:

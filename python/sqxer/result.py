@@ -40,6 +40,10 @@ class Batch:
         """The Arrow C data interface."""
         return self._batch.__arrow_c_array__(requested_schema)
 
+    def columns(self) -> list[list[Any]]:
+        """The columns as Python values."""
+        return [_values.decode(column) for column in self._batch.columns()]
+
     def rows(self) -> list[tuple[Any, ...]]:
         """The rows as Python values."""
         return _values.rows_of(self._batch)
@@ -169,15 +173,10 @@ class Result:
             msg = "two columns have the same name: give one another by AS"
             raise InterfaceError(msg)
         columns: dict[str, list[Any]] = {name: [] for name in self.columns}
-        for batch in self._batches_of_engine():
-            for name, column in zip(self.columns, batch.columns(), strict=True):
-                columns[name] += _values.decode(column)
+        for batch in self.batches():
+            for name, values in zip(self.columns, batch.columns(), strict=True):
+                columns[name] += values
         return columns
-
-    def _batches_of_engine(self) -> Iterator[_engine.Batch]:
-        result = self._copy()
-        while (batch := result.next()) is not None:
-            yield batch
 
     def _head(self) -> tuple[list[tuple[Any, ...]], int]:
         rows: list[tuple[Any, ...]] = []

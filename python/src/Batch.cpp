@@ -65,96 +65,125 @@ struct StreamColumns {
   }
 };
 
-struct ArrayState {
-  std::shared_ptr<StreamColumns> keeper;
-  std::vector<const void*> buffers;
-  std::vector<ArrowArray> children;
-  std::vector<ArrowArray*> pointers;
+/// Children of a struct, released with it; those that were moved away have no release.
+template <class Struct>
+class Children {
+ public:
+  /// `count` of them, none filled yet.
+  explicit Children(std::size_t count = 0) : children_(count), pointers_(count) {
+    for (std::size_t i = 0; i < count; ++i) pointers_[i] = &children_[i];
+  }
+  Children(const Children&) = delete;
+  Children& operator=(const Children&) = delete;
+  ~Children() {
+    for (Struct& child : children_) {
+      if (child.release != nullptr) child.release(&child);
+    }
+  }
+
+  Struct* At(std::size_t index) { return &children_[index]; }
+  void ShowIn(Struct* parent) {
+    parent->n_children = static_cast<int64_t>(children_.size());
+    parent->children = pointers_.data();
+  }
+
+ private:
+  std::vector<Struct> children_;
+  std::vector<Struct*> pointers_;
 };
 
+/// Hands a state over to the struct that it is for; it goes when that is released.
 template <class Struct, class State>
-void ReleaseChildren(Struct* released) {
-  auto* const state = static_cast<State*>(released->private_data);
-  for (Struct& child : state->children) {
-    if (child.release != nullptr) child.release(&child);
-  }
-  delete state;
-  released->release = nullptr;
+void Give(std::unique_ptr<State> state, Struct* out) {
+  state->children.ShowIn(out);
+  out->release = [](Struct* released) {
+    delete static_cast<State*>(released->private_data);
+    released->release = nullptr;
+  };
+  out->private_data = state.release();
 }
 
-struct SchemaState {
-  std::string name;
-  std::string format;
-  std::vector<ArrowSchema> children;
-  std::vector<ArrowSchema*> pointers;
+struct ArrayState {
+  explicit ArrayState(std::size_t children = 0) : children(children) {}
+  std::shared_ptr<StreamColumns> keeper;
+  std::vector<const void*> buffers;
+  Children<ArrowArray> children;
 };
 
-void FillSchema(ArrowSchema* out, std::string name, std::string format,
-                std::vector<ArrowSchema> children) {
-  auto state = std::make_unique<SchemaState>(
-      SchemaState{std::move(name), std::move(format), std::move(children), {}});
-  for (ArrowSchema& child : state->children) state->pointers.push_back(&child);
+struct SchemaState {
+  SchemaState(std::string itsName, std::string itsFormat, std::size_t children = 0)
+      : name(std::move(itsName)), format(std::move(itsFormat)), children(children) {}
+  const std::string name;
+  const std::string format;
+  Children<ArrowSchema> children;
+};
+
+void FillSchema(std::unique_ptr<SchemaState> state, ArrowSchema* out) {
   *out = {};
   out->format = state->format.c_str();
   out->name = state->name.c_str();
   out->flags = ARROW_FLAG_NULLABLE;
-  out->n_children = static_cast<int64_t>(state->children.size());
-  out->children = state->pointers.data();
-  out->release = &ReleaseChildren<ArrowSchema, SchemaState>;
-  out->private_data = state.release();
+  Give(std::move(state), out);
 }
 
-void FillArray(ArrowArray* out, std::unique_ptr<ArrayState> state, int64_t rows, int64_t nulls) {
-  for (ArrowArray& child : state->children) state->pointers.push_back(&child);
+void FillArray(std::unique_ptr<ArrayState> state, int64_t rows, int64_t nulls, ArrowArray* out) {
   *out = {};
   out->length = rows;
   out->null_count = nulls;
   out->n_buffers = static_cast<int64_t>(state->buffers.size());
   out->buffers = state->buffers.data();
-  out->n_children = static_cast<int64_t>(state->children.size());
-  out->children = state->pointers.data();
-  out->release = &ReleaseChildren<ArrowArray, ArrayState>;
-  out->private_data = state.release();
+  Give(std::move(state), out);
 }
 
 std::shared_ptr<StreamColumns>& ColumnsOf(ArrowArrayStream* stream) {
   return *static_cast<std::shared_ptr<StreamColumns>*>(stream->private_data);
 }
 
-int GetSchema(ArrowArrayStream* stream, ArrowSchema* out) {
+/// Makes something for a stream's reader, to whom no exception may come.
+template <class Make>
+int Serve(Make&& make) noexcept {
   try {
-    std::vector<ArrowSchema> children;
-    for (const PythonColumn& column : ColumnsOf(stream)->columns) {
-      FillSchema(&children.emplace_back(), column.name, column.format, {});
-    }
-    FillSchema(out, "", "+s", std::move(children));
+    make();
     return 0;
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     return ENOMEM;
   }
 }
 
+int GetSchema(ArrowArrayStream* stream, ArrowSchema* out) {
+  return Serve([&] {
+    const std::vector<PythonColumn>& columns = ColumnsOf(stream)->columns;
+    auto state = std::make_unique<SchemaState>("", "+s", columns.size());
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      FillSchema(std::make_unique<SchemaState>(columns[i].name, columns[i].format),
+                 state->children.At(i));
+    }
+    FillSchema(std::move(state), out);
+  });
+}
+
 int GetNext(ArrowArrayStream* stream, ArrowArray* out) {
-  try {
+  return Serve([&] {
     const std::shared_ptr<StreamColumns>& columns = ColumnsOf(stream);
-    *out = {};
-    if (std::exchange(columns->isGiven, true)) return 0;
-    auto rows = std::make_unique<ArrayState>();
+    if (columns->isGiven) {
+      *out = {};
+      return;
+    }
+    auto rows = std::make_unique<ArrayState>(columns->columns.size());
     rows->buffers = {nullptr};
     auto view = columns->views.begin();
-    for (const PythonColumn& column : columns->columns) {
+    for (std::size_t i = 0; i < columns->columns.size(); ++i) {
+      const PythonColumn& column = columns->columns[i];
       auto state = std::make_unique<ArrayState>();
       state->keeper = columns;
       for (const nb::object& buffer : column.buffers) {
         state->buffers.push_back(buffer.is_none() ? nullptr : (view++)->buf);
       }
-      FillArray(&rows->children.emplace_back(), std::move(state), column.length, column.nullCount);
+      FillArray(std::move(state), column.length, column.nullCount, rows->children.At(i));
     }
-    FillArray(out, std::move(rows), columns->rows, 0);
-    return 0;
-  } catch (const std::bad_alloc&) {
-    return ENOMEM;
-  }
+    FillArray(std::move(rows), columns->rows, 0, out);
+    columns->isGiven = true;
+  });
 }
 
 /// A struct like `whole`, with children of its own, which others may move away, all of which keep
@@ -162,39 +191,29 @@ int GetNext(ArrowArrayStream* stream, ArrowArray* out) {
 template <class Struct>
 void Share(const std::shared_ptr<const void>& held, const Struct& whole, Struct* out) {
   struct State {
+    explicit State(std::size_t count) : children(count) {}
     std::shared_ptr<const void> held;
-    std::vector<Struct> children;
-    std::vector<Struct*> pointers;
-    Struct dictionary = {};
+    Children<Struct> children;
+    Children<Struct> dictionary{1};
   };
-  auto state = std::make_unique<State>();
+  const auto count = static_cast<std::size_t>(whole.n_children);
+  auto state = std::make_unique<State>(count);
   state->held = held;
-  state->children.resize(static_cast<std::size_t>(whole.n_children));
+  for (std::size_t i = 0; i < count; ++i) Share(held, *whole.children[i], state->children.At(i));
+  if (whole.dictionary != nullptr) Share(held, *whole.dictionary, state->dictionary.At(0));
   *out = whole;
-  for (std::size_t i = 0; i < state->children.size(); ++i) {
-    Share(held, *whole.children[i], &state->children[i]);
-    state->pointers.push_back(&state->children[i]);
-  }
-  out->children = state->pointers.data();
-  if (whole.dictionary != nullptr) {
-    Share(held, *whole.dictionary, &state->dictionary);
-    out->dictionary = &state->dictionary;
-  }
-  out->release = [](Struct* released) {
-    auto* const shared = static_cast<State*>(released->private_data);
-    for (Struct& child : shared->children) {
-      if (child.release != nullptr) child.release(&child);
-    }
-    if (shared->dictionary.release != nullptr) shared->dictionary.release(&shared->dictionary);
-    delete shared;
-    released->release = nullptr;
-  };
-  out->private_data = state.release();
+  if (whole.dictionary != nullptr) out->dictionary = state->dictionary.At(0);
+  Give(std::move(state), out);
 }
 
 }  // namespace
 
-Batch::Batch(ArrowSchema schema, ArrowArray array) : held_(new Held{schema, array}) {}
+Batch::Batch(ArrowSchema* schema, ArrowArray* array) : held_(std::make_shared<Held>()) {
+  held_->schema = *schema;
+  held_->array = *array;
+  schema->release = nullptr;
+  array->release = nullptr;
+}
 
 nb::list Batch::GetColumns() const {
   nb::list columns;

@@ -15,8 +15,8 @@ namespace nb = nanobind;
 /// Some rows of a result with their schema, kept as long as anything shows them.
 class Batch {
  public:
-  /// Takes over both.
-  Batch(ArrowSchema schema, ArrowArray array);
+  /// Takes over both; neither, if it throws.
+  Batch(ArrowSchema* schema, ArrowArray* array);
 
   int64_t CountRows() const { return held_->array.length; }
   /// For each column its format, null count, offset, length, buffers (their bytes, or None for one
@@ -27,8 +27,8 @@ class Batch {
 
  private:
   struct Held {
-    ArrowSchema schema;
-    ArrowArray array;
+    ArrowSchema schema = {};
+    ArrowArray array = {};
     ~Held() {
       if (schema.release != nullptr) schema.release(&schema);
       if (array.release != nullptr) array.release(&array);

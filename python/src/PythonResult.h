@@ -17,31 +17,38 @@ class PythonResult {
   engine::Result& Get() { return *result_; }
   std::optional<Batch> Next() {
     if (waiting_) return std::exchange(waiting_, std::nullopt);
-    ArrowSchema schema = {};
-    ArrowArray array = {};
-    bool hasNext = false;
-    const auto take = [&]() -> std::optional<Batch> {
-      if (!hasNext) return std::nullopt;
-      return Batch(schema, array);
-    };
+    Made made;
     try {
       Await(
           [&] {
-            result_->WriteSchema(&schema);
-            hasNext = result_->Next(&array);
+            result_->WriteSchema(&made.schema);
+            result_->Next(&made.array);
           },
           [] {});
     } catch (...) {
       // The rows are those of the next call.
-      waiting_ = take();
-      if (!waiting_ && schema.release != nullptr) schema.release(&schema);
+      waiting_ = made.Take();
       throw;
     }
-    if (!hasNext) schema.release(&schema);
-    return take();
+    return made.Take();
   }
 
  private:
+  /// Released unless it is taken.
+  struct Made {
+    ArrowSchema schema = {};
+    ArrowArray array = {};
+    ~Made() {
+      if (schema.release != nullptr) schema.release(&schema);
+      if (array.release != nullptr) array.release(&array);
+    }
+    /// Nothing behind the last batch.
+    std::optional<Batch> Take() {
+      if (array.release == nullptr) return std::nullopt;
+      return Batch(&schema, &array);
+    }
+  };
+
   Unlocked<engine::Result> result_;
   std::optional<Batch> waiting_;
 };

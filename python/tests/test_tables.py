@@ -352,6 +352,21 @@ def test_sources_that_are_not_what_they_said() -> None:
         sqxer.sql("SELECT a FROM t", t=Source(fail))
 
 
+def test_sources_that_a_statement_reads_twice(tmp_path: Path) -> None:
+    """As its rows, which pass once, and as the table that values are looked up in."""
+    pq.write_table(
+        pa.table({"id": pa.array([1, 2], pa.int32()), "w": ["x", "y"]}), tmp_path / "t.parquet"
+    )
+    for statement in (
+        "SELECT id, w, DICT_LOOKUP(3 - id, t) AS v FROM t",
+        "SELECT id, w, DICT_LOOKUP(3 - id, t) AS v FROM t LIMIT 5",
+    ):
+        rows = sqxer.sql(statement, t=tmp_path / "t.parquet").fetchall()
+        assert rows == [(1, "x", "y"), (2, "y", "x")], statement
+    first = sqxer.sql("SELECT id, DICT_LOOKUP(2, t) AS v FROM t LIMIT 1", t=tmp_path / "t.parquet")
+    assert first.fetchall() == [(1, "y")]
+
+
 def test_tables_are_those_of_their_registration() -> None:
     """What is changed afterwards is not seen."""
     frame = pl.DataFrame({"a": [1, 2, 3], "b": [1, 2, 3]})

@@ -92,12 +92,17 @@ class ArrowWriter {
   std::vector<Column> columns_;
 };
 
-/// A stream of what a source gives. Layouts are settled by its first chunk, when the schema or an
-/// array is first asked for; rows that do not fit it break the stream off. The source is destroyed
-/// with the stream. Errors become EINVAL, or ENOMEM, and sentences that the stream tells.
-void WriteArrowStream(TableSchema schema, std::unique_ptr<ChunkSource> source,
-                      const ArrowWriteOptions& options, ArrowArrayStream* out);
-/// A stream of a table, its layouts settled by all of its rows.
-void WriteArrowTable(Table table, const ArrowWriteOptions& options, ArrowArrayStream* out);
+/// What a stream gives.
+class ArrowProducer {
+ public:
+  virtual ~ArrowProducer() = default;
+  virtual void WriteSchema(ArrowSchema* out) = 0;
+  /// The next array; false, and nothing in `out`, behind the last one.
+  virtual bool WriteNext(ArrowArray* out) = 0;
+};
+
+/// A stream of what a producer gives, which is destroyed with it. What it throws becomes EINVAL, or
+/// ENOMEM, and a sentence that the stream tells from then on: one that broke off stays so.
+void GiveArrowStream(std::unique_ptr<ArrowProducer> producer, ArrowArrayStream* out);
 
 }  // namespace sqxer

@@ -4,17 +4,11 @@
 #include <cwchar>
 #include <utility>
 
+#include "SQXEROpsAggregate.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
 namespace {
-
-template <class T>
-T Load(const uint8* value) {
-  T loaded;
-  std::memcpy(static_cast<void*>(&loaded), value, sizeof loaded);
-  return loaded;
-}
 
 /// The loops of an appender around one value. `Derived` has Reserve(rows) and, for the row at a
 /// place, PutRecord(row, value), PutVector(row, vector, of) and PutNull(row).
@@ -76,7 +70,9 @@ class FixedAppender final : public TypedAppender<FixedAppender<form, Record, con
   using TypedAppender<FixedAppender>::TypedAppender;
 
   void Reserve(uint64 rows) { this->buffers_.values.Reserve(rows * sizeof(Stored)); }
-  void PutRecord(uint64 row, const uint8* value) { Values()[row] = convert(Load<Record>(value)); }
+  void PutRecord(uint64 row, const uint8* value) {
+    Values()[row] = convert(LoadValue<Record>(value));
+  }
   void PutVector(uint64 row, const BatchVector& vector, uint32 of) {
     Values()[row] = vector.As<Stored>()[of];
   }
@@ -108,7 +104,7 @@ class NarrowingAppender final : public TypedAppender<NarrowingAppender<Narrow>> 
     reserved_ = rows;
     this->buffers_.values.Reserve(rows * (isWide_ ? sizeof(Record) : sizeof(int64)));
   }
-  void PutRecord(uint64 row, const uint8* value) { Put(row, Load<Record>(value)); }
+  void PutRecord(uint64 row, const uint8* value) { Put(row, LoadValue<Record>(value)); }
   void PutVector(uint64 row, const BatchVector& vector, uint32 of) {
     if (vector.form == Narrow::kWideForm) return Put(row, vector.As<Record>()[of]);
     const int64 value = vector.As<int64>()[of];
@@ -222,7 +218,8 @@ class TextAppender final : public TypedAppender<TextAppender> {
       const wchar_t* const zero = std::wmemchr(text, 0, fixedLength_);
       PutText(row, text, zero != nullptr ? static_cast<uint32>(zero - text) + 1 : fixedLength_);
     } else {
-      PutText(row, reinterpret_cast<const wchar_t*>(value + kLongVarPrefix), Load<uint32>(value));
+      PutText(row, reinterpret_cast<const wchar_t*>(value + kLongVarPrefix),
+              LoadValue<uint32>(value));
     }
   }
   void PutVector(uint64 row, const BatchVector& vector, uint32 of) {

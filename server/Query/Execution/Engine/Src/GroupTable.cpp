@@ -20,6 +20,8 @@ constexpr std::size_t kLargeBlockBytes = std::size_t{8} << 20;
 /// Of the records that keys are copied from, as far as any value needs it.
 constexpr std::size_t kKeyAlignment = 8;
 constexpr std::size_t kRecordAlignment = 16;
+/// What the results of groups that are appended together may take.
+constexpr std::size_t kMostRecordBytes = std::size_t{1} << 20;
 
 /// More sets than this no longer fit a processor's cache with the tables that they work beside.
 std::size_t mostOwnSets = 4096;
@@ -360,12 +362,14 @@ bool GroupTable::NextLive() {
 
 uint32 GroupTable::AppendLive(uint32 count, ChunkBuilder& target) {
   const auto left = groups_.size() - std::min(nextLive_, groups_.size());
-  count = static_cast<uint32>(std::min<std::size_t>({count, left, kMostBatchRows}));
+  const std::size_t stride = AlignUp(group_.GetSize(), kRecordAlignment);
+  // Wide records one by one: most of their room for texts is not written.
+  count = static_cast<uint32>(
+      std::min<std::size_t>({count, left, kMostBatchRows, kMostRecordBytes / stride}));
   if (count == 0 || keepsPackedKeys_ || !sets_.empty()) return 0;
   Group* const* const groups = groups_.data() + nextLive_;
   const auto fields = static_cast<std::size_t>(group_.GetLayout().GetFieldCount());
   // An aggregate that saw no value may leave its result as it stands: zero.
-  const std::size_t stride = AlignUp(group_.GetSize(), kRecordAlignment);
   const uint8* records[kMostBatchRows];
   std::exception_ptr error;
   if (keyCount_ < fields) {

@@ -6,6 +6,7 @@
 #include <cwchar>
 #include <string_view>
 
+#include "SQXEROpsAggregate.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/NumberText.h"
@@ -13,13 +14,6 @@
 
 namespace sqxer {
 namespace {
-
-template <class T>
-T Load(const uint8* value) {
-  T loaded;
-  std::memcpy(&loaded, value, sizeof loaded);
-  return loaded;
-}
 
 template <class T>
 void AppendNumber(T value, std::string& out) {
@@ -35,7 +29,7 @@ std::wstring_view FixedText(const uint8* value, uint32 declared) {
 }
 
 std::wstring_view VaryingText(const uint8* value) {
-  return {reinterpret_cast<const wchar_t*>(value + kLongVarPrefix), Load<uint32>(value)};
+  return {reinterpret_cast<const wchar_t*>(value + kLongVarPrefix), LoadValue<uint32>(value)};
 }
 
 void AppendHexadecimal(const uint8* bytes, uint32 count, std::string& out) {
@@ -114,31 +108,31 @@ void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::s
       out += *value ? "true" : "false";
       break;
     case XeInt1Data:
-      AppendNumber(static_cast<int>(Load<int8>(value)), out);
+      AppendNumber(static_cast<int>(LoadValue<int8>(value)), out);
       break;
     case XeUInt1Data:
       AppendNumber(static_cast<int>(*value), out);
       break;
     case XeInt2Data:
-      AppendNumber(Load<int16>(value), out);
+      AppendNumber(LoadValue<int16>(value), out);
       break;
     case XeUInt2Data:
-      AppendNumber(Load<uint16>(value), out);
+      AppendNumber(LoadValue<uint16>(value), out);
       break;
     case XeInt4Data:
-      AppendNumber(Load<int32>(value), out);
+      AppendNumber(LoadValue<int32>(value), out);
       break;
     case XeUInt4Data:
-      AppendNumber(Load<uint32>(value), out);
+      AppendNumber(LoadValue<uint32>(value), out);
       break;
     case XeFloatData:
-      out += RealText(Load<float32>(value)).Get();
+      out += RealText(LoadValue<float32>(value)).Get();
       break;
     case XeDoubleData:
-      out += RealText(Load<float64>(value)).Get();
+      out += RealText(LoadValue<float64>(value)).Get();
       break;
     case XeNumericData:
-      AppendDecimal(Load<VelmarNumber>(value), out);
+      AppendDecimal(LoadValue<VelmarNumber>(value), out);
       break;
     case XeCharData:
       BaseStringUtil::AppendUtf8(out, FixedText(value, field.GetLength()));
@@ -148,21 +142,21 @@ void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::s
       BaseStringUtil::AppendUtf8(out, VaryingText(value));
       break;
     case XeDateData:
-      BaseStringUtil::AppendUtf8(out, DateText(Load<XeDate>(value)));
+      BaseStringUtil::AppendUtf8(out, DateText(LoadValue<XeDate>(value)));
       break;
     case XeTimeData:
-      BaseStringUtil::AppendUtf8(out, TimeText(Load<XeTime>(value)));
+      BaseStringUtil::AppendUtf8(out, TimeText(LoadValue<XeTime>(value)));
       break;
     case XeDateTimeData:
     case XeTimeStampData:
-      BaseStringUtil::AppendUtf8(out, DateTimeText(Load<XeDateTime>(value)));
+      BaseStringUtil::AppendUtf8(out, DateTimeText(LoadValue<XeDateTime>(value)));
       break;
     case XeBinaryData:
       AppendHexadecimal(value, field.GetLength(), out);
       break;
     case XeVarBinaryData:
     case XeLongVarBinaryData:
-      AppendHexadecimal(value + kLongVarPrefix, Load<uint32>(value), out);
+      AppendHexadecimal(value + kLongVarPrefix, LoadValue<uint32>(value), out);
       break;
     default:
       break;  // no result column has another type

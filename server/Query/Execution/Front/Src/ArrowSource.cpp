@@ -85,23 +85,30 @@ ArrowSource::~ArrowSource() = default;
 const TableSchema& ArrowSource::Require(const TableRequest& request, LoadProgress) {
   std::vector<bool> missing(isThere_.size());
   std::vector<bool> all = isThere_;
-  bool isMissing = !wasRead_;
   for (std::size_t i = 0; i < missing.size(); ++i) {
     missing[i] = !isThere_[i] && request.Wants(table_.schema.columns[i].name);
     all[i] = all[i] || missing[i];
-    isMissing = isMissing || missing[i];
   }
-  if (!isMissing) return table_.schema;
-  if (!areRowsKept_ && request.onePass && !request.mostRows) {
+  const bool mayStream = !areRowsKept_ && request.onePass && !request.mostRows;
+  const bool areRowsThere =
+      state_ == State::kAll || (state_ == State::kStream && mayStream) ||
+      (state_ == State::kFirst && request.mostRows && *request.mostRows <= firstRows_);
+  if (areRowsThere && all == isThere_) return table_.schema;
+  if (mayStream && (state_ == State::kNothing || state_ == State::kStream)) {
     rows_ = std::make_unique<Rows>(Open(RequestOf(all)), options_, RequestOf(all), table_.schema);
     TakeTypes(rows_->GetSchema(), rows_->GetPlaces(), RequestOf(all));
+    state_ = State::kStream;
   } else {
-    TableRequest wanted = RequestOf(wasRead_ ? missing : all);
-    if (!areRowsKept_) wanted.mostRows = request.mostRows;
-    if (!AddColumns(wanted, wasRead_)) AddColumns(RequestOf(all), false);
+    TableRequest wanted = RequestOf(all);
+    const bool areFirstEnough = state_ == State::kNothing || state_ == State::kFirst;
+    if (!areRowsKept_ && areFirstEnough) wanted.mostRows = request.mostRows;
+    const bool isAdded = state_ == State::kAll && AddColumns(RequestOf(missing), true);
+    if (!isAdded) AddColumns(wanted, false);
+    rows_.reset();
+    state_ = wanted.mostRows ? State::kFirst : State::kAll;
+    firstRows_ = wanted.mostRows.value_or(0);
   }
   isThere_ = std::move(all);
-  wasRead_ = true;
   return table_.schema;
 }
 

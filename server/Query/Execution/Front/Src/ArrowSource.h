@@ -41,7 +41,10 @@ class ArrowSource final : public LazyTable {
   Table table_;
   /// Which columns were read.
   std::vector<bool> isThere_;
-  bool wasRead_ = false;
+  /// Which of their rows are there: the first ones alone, all, or those of a stream to come.
+  enum class State : uint8 { kNothing, kFirst, kStream, kAll };
+  State state_ = State::kNothing;
+  uint64 firstRows_ = 0;
   std::unique_ptr<Rows> rows_;
 };
 

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "ArrowTable.h"
-#include "ColumnTypes.h"
 #include "Compiler.h"
 #include "EngineError.h"
 #include "OneTable.h"
@@ -243,12 +242,7 @@ class DistributedPlan::Impl {
   }
 
   [[noreturn]] void ThrowOtherColumns(const TableSchema& found) const {
-    XeString names;
-    for (const ColumnInfo& column : found.columns) {
-      names += (names.empty() ? L"" : L", ") + column.name;
-      if (column.type != XeUnknown) names += L" " + DeclaredTypeName(column);
-    }
-    ThrowEngineError(kOtherColumns, {source_.name, names});
+    ThrowEngineError(kOtherColumns, {source_.name, ListColumns(found)});
   }
 
   /// Takes the stream over if there is nothing to do with it.

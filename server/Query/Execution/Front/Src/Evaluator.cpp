@@ -7,6 +7,7 @@
 #include "EngineError.h"
 #include "OneTable.h"
 #include "ResultImpl.h"
+#include "SQXEROpsAggregate.h"
 #include "Utility/NumberText.h"
 #include "ValueText.h"
 #include "VectorBuilder.h"
@@ -49,13 +50,6 @@ void WithErrorsOf(const std::string& expression, Action&& action) {
   }
 }
 
-template <class T>
-T Load(const uint8* value) {
-  T loaded;
-  std::memcpy(&loaded, value, sizeof loaded);
-  return loaded;
-}
-
 /// Keeps the first value of the only row.
 class OneValue final : public ResultSink {
  public:
@@ -76,25 +70,25 @@ class OneValue final : public ResultSink {
         value = std::int64_t{*bytes};
         break;
       case XeInt1Data:
-        value = std::int64_t{Load<int8>(bytes)};
+        value = std::int64_t{LoadValue<int8>(bytes)};
         break;
       case XeInt2Data:
-        value = std::int64_t{Load<int16>(bytes)};
+        value = std::int64_t{LoadValue<int16>(bytes)};
         break;
       case XeUInt2Data:
-        value = std::int64_t{Load<uint16>(bytes)};
+        value = std::int64_t{LoadValue<uint16>(bytes)};
         break;
       case XeInt4Data:
-        value = std::int64_t{Load<int32>(bytes)};
+        value = std::int64_t{LoadValue<int32>(bytes)};
         break;
       case XeUInt4Data:
-        value = std::int64_t{Load<uint32>(bytes)};
+        value = std::int64_t{LoadValue<uint32>(bytes)};
         break;
       case XeFloatData:
-        value = double{Load<float32>(bytes)};
+        value = double{LoadValue<float32>(bytes)};
         break;
       case XeDoubleData:
-        value = Load<float64>(bytes);
+        value = LoadValue<float64>(bytes);
         break;
       default: {
         std::string text;
@@ -129,9 +123,11 @@ void Evaluator::Impl::Bind() {
     const bool isOne = plan.visibleOutputs == 1 && !plan.grouped && plan.windows.empty() &&
                        !plan.distinct && !plan.explain && plan.outputs.size() == 1;
     if (!isOne) ThrowEngineError(kNoExpression, {Wide(sql_)});
-    column_ = DescribeColumn(plan.outputs.front().result);
-    used_ = plan.scanColumns;
-    run_.emplace(std::move(plan), &table_);
+    Column column = DescribeColumn(plan.outputs.front().result);
+    std::vector<uint16> used = plan.scanColumns;
+    run_ = std::make_unique<QueryRun>(std::move(plan), &table_);
+    column_ = std::move(column);
+    used_ = std::move(used);
   } catch (const ErrorMessage& error) {
     ThrowOfExpression(error, sql_);
   }
@@ -151,13 +147,8 @@ void Evaluator::Impl::TakeRows(Table rows) {
     fits = fits && columns[column].name == bound[column].name &&
            columns[column].type == bound[column].type;
   }
-  if (!fits) {
-    XeString names;
-    for (const ColumnInfo& column : columns) {
-      names += (names.empty() ? L"" : L", ") + column.name + L" " + DeclaredTypeName(column);
-    }
-    ThrowEngineError(kOtherColumns, {rows.schema.name, names});
-  }
+  if (!fits) ThrowEngineError(kOtherColumns, {rows.schema.name, ListColumns(rows.schema)});
+  const std::vector<ColumnInfo> before = bound;
   bool isLonger = false;
   for (const uint16 column : used_) {
     if (columns[column].length <= bound[column].length) continue;
@@ -165,9 +156,31 @@ void Evaluator::Impl::TakeRows(Table rows) {
     bound[column].length = 2 * columns[column].length;
     isLonger = true;
   }
+  if (isLonger) {
+    try {
+      Bind();
+    } catch (...) {
+      // The trees have room for no more than before.
+      bound = before;
+      throw;
+    }
+  }
   table_.chunks = std::move(rows.chunks);
   table_.rowCount = rows.rowCount;
-  if (isLonger) Bind();
+}
+
+void Evaluator::Impl::RunOver(Table rows, ResultSink& sink) {
+  TakeRows(std::move(rows));
+  // The rows are the caller's again, whatever happens.
+  struct Cleared {
+    ~Cleared() {
+      table.chunks.clear();
+      table.rowCount = 0;
+    }
+    Table& table;
+  };
+  const Cleared cleared{table_};
+  run_->Run(sink);
 }
 
 Result Evaluator::Impl::Evaluate(ArrowArrayStream* rows, const ResultOptions& options) {
@@ -175,15 +188,8 @@ Result Evaluator::Impl::Evaluate(ArrowArrayStream* rows, const ResultOptions& op
   cancellation_.Withdraw();
   const CancellationScope cancellation(&cancellation_);
   KeepingSink sink;
-  // The rows are the caller's again, whatever happens.
-  const std::unique_ptr<Table, void (*)(Table*)> cleared(&table_, [](Table* table) {
-    table->chunks.clear();
-    table->rowCount = 0;
-  });
-  WithErrorsOf(sql_, [&] {
-    TakeRows(ReadArrowTable(rows, {.name = L"input"}, RequestOfUsed()));
-    run_->Run(sink);
-  });
+  WithErrorsOf(sql_,
+               [&] { RunOver(ReadArrowTable(rows, {.name = L"input"}, RequestOfUsed()), sink); });
   return Result(
       std::make_unique<KeptResult>(sql_, std::move(sink.schema), std::move(sink.chunks), options));
 }
@@ -214,8 +220,7 @@ Value Evaluator::Impl::EvaluateRow(const std::vector<Value>& row) {
       column.length = std::max(builder->GetLongest(), uint32{1});
       chunk.columns[i] = builder->Take();
     }
-    TakeRows(std::move(rows));
-    run_->Run(sink);
+    RunOver(std::move(rows), sink);
   });
   return std::move(sink.value);
 }

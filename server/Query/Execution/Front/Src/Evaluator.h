@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,6 +30,7 @@ class Evaluator::Impl {
   TableRequest RequestOfUsed() const;
   /// Makes rows those that are evaluated. Error 57112.
   void TakeRows(Table rows);
+  void RunOver(Table rows, ResultSink& sink);
 
   const std::string sql_;
   const SettingsRef settings_;
@@ -39,7 +40,7 @@ class Evaluator::Impl {
   /// The columns that it reads.
   std::vector<uint16> used_;
   Column column_;
-  std::optional<QueryRun> run_;
+  std::unique_ptr<QueryRun> run_;
 };
 
 }  // namespace sqxer::engine

@@ -63,7 +63,7 @@ class Session::Impl {
   }
 
  private:
-  /// What a statement that runs in a thread needs, though the session be gone.
+  /// What a statement that runs in a thread needs until the thread has ended.
   struct State {
     std::shared_ptr<Running> running = std::make_shared<Running>();
     sqxer::Session session;

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "SQXEROpsAggregate.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/XeDateTime.h"
 #include "ValueText.h"
@@ -12,13 +13,6 @@ namespace {
 
 constexpr int kWordBytes = 8;
 constexpr int kNanosecondBytes = 4;
-
-template <class T>
-T Load(const uint8* value) {
-  T loaded;
-  std::memcpy(static_cast<void*>(&loaded), value, sizeof loaded);
-  return loaded;
-}
 
 }  // namespace
 
@@ -68,25 +62,25 @@ void OrderText::AppendValue(const Key& key, const uint8* record) {
   switch (key.field->GetDataType()) {
     case XeTimeData:
       AppendWord(key.ascending.SortPrefix(record), kWordBytes);
-      return AppendWord(Load<XeTime>(value).GetNanosecond(), kNanosecondBytes);
+      return AppendWord(LoadValue<XeTime>(value).GetNanosecond(), kNanosecondBytes);
     case XeDateTimeData:
     case XeTimeStampData:
       AppendWord(key.ascending.SortPrefix(record), kWordBytes);
-      return AppendWord(Load<XeDateTime>(value).GetNanosecond(), kNanosecondBytes);
+      return AppendWord(LoadValue<XeDateTime>(value).GetNanosecond(), kNanosecondBytes);
     case XeCharData: {
       const auto* const characters = reinterpret_cast<const wchar_t*>(value);
       return appendText(static_cast<uint32>(wcsnlen(characters, key.field->GetLength())), value);
     }
     case XeVarCharData:
     case XeLongVarCharData:
-      return appendText(Load<uint32>(value), value + kLongVarPrefix);
+      return appendText(LoadValue<uint32>(value), value + kLongVarPrefix);
     case XeBinaryData:
       return AppendBytes(value, key.field->GetLength());
     case XeVarBinaryData:
     case XeLongVarBinaryData:
-      return AppendBytes(value + kLongVarPrefix, Load<uint32>(value));
+      return AppendBytes(value + kLongVarPrefix, LoadValue<uint32>(value));
     default:
-      return AppendNumber(Load<VelmarNumber>(value));
+      return AppendNumber(LoadValue<VelmarNumber>(value));
   }
 }
 

@@ -1,7 +1,5 @@
 #include <unistd.h>
 
-#include <cerrno>
-
 #include "ColumnTypes.h"
 #include "EngineError.h"
 #include "ResultImpl.h"
@@ -13,34 +11,6 @@ constexpr uint64 kRowsOfKeptChunk = uint64{64} * kColumnBlockRows;
 /// Rows that are read while they are made come in smaller chunks, some of them ahead.
 constexpr uint64 kRowsOfStreamedChunk = uint64{8} * kColumnBlockRows;
 constexpr std::size_t kMostAhead = 4;
-
-/// What a stream of a result holds.
-struct StreamState {
-  std::unique_ptr<Result::Impl> result;
-  std::string error;
-};
-
-/// Calls `action`, and makes its errors those of a stream.
-template <class Action>
-int Serve(ArrowArrayStream* stream, Action&& action) noexcept {
-  auto& state = *static_cast<StreamState*>(stream->private_data);
-  try {
-    state.error.clear();
-    action(*state.result);
-    return 0;
-  } catch (const std::bad_alloc&) {
-    return ENOMEM;
-  } catch (const std::exception& error) {
-    try {
-      state.error = error.what();
-    } catch (...) {
-      return ENOMEM;
-    }
-    return EINVAL;
-  } catch (...) {
-    return EINVAL;
-  }
-}
 
 }  // namespace
 
@@ -55,6 +25,15 @@ Column DescribeColumn(const ColumnInfo& column) {
   if (column.type == XeLongVarCharData) declared.type = XeVarCharData;
   return {BaseStringUtil::StringToUtf8(column.name),
           BaseStringUtil::StringToUtf8(DeclaredTypeName(declared)), column.nullable};
+}
+
+XeString ListColumns(const TableSchema& schema) {
+  XeString list;
+  for (const ColumnInfo& column : schema.columns) {
+    list += (list.empty() ? L"" : L", ") + column.name;
+    if (column.type != XeUnknown) list += L" " + DeclaredTypeName(column);
+  }
+  return list;
 }
 
 ArrowWriteOptions MakeWriteOptions(const ResultOptions& options) {
@@ -79,11 +58,11 @@ void Result::Impl::Settle(std::span<const TableChunk> known, const ArrowWriteOpt
   writer_.emplace(schema_, known, options);
 }
 
-void Result::Impl::WriteSchema(ArrowSchema* out) const {
+void Result::Impl::WriteSchema(ArrowSchema* out) {
   WithErrors(sql_, [&] { writer_->WriteSchema(out); });
 }
 
-bool Result::Impl::Next(ArrowArray* out) {
+bool Result::Impl::WriteNext(ArrowArray* out) {
   if (error_) std::rethrow_exception(error_);
   try {
     return WithErrors(sql_, [&] {
@@ -246,32 +225,14 @@ Result::Impl& Result::Get() const {
 const std::vector<Column>& Result::GetColumns() const { return Get().GetColumns(); }
 std::int64_t Result::CountRows() const { return Get().CountRows(); }
 void Result::WriteSchema(ArrowSchema* out) const { Get().WriteSchema(out); }
-bool Result::Next(ArrowArray* out) { return Get().Next(out); }
+bool Result::Next(ArrowArray* out) { return Get().WriteNext(out); }
 Result Result::Copy() const {
   return WithErrors({}, [this] { return Result(Get().Copy()); });
 }
 
 void Result::Export(ArrowArrayStream* out) && {
   Get();
-  auto state = std::make_unique<StreamState>(StreamState{std::move(impl_), {}});
-  out->get_schema = [](ArrowArrayStream* stream, ArrowSchema* schema) {
-    return Serve(stream, [&](Result::Impl& result) { result.WriteSchema(schema); });
-  };
-  out->get_next = [](ArrowArrayStream* stream, ArrowArray* array) {
-    return Serve(stream, [&](Result::Impl& result) {
-      // Behind the last one a stream gives one that is released.
-      if (!result.Next(array)) *array = {};
-    });
-  };
-  out->get_last_error = [](ArrowArrayStream* stream) -> const char* {
-    const auto& state = *static_cast<StreamState*>(stream->private_data);
-    return state.error.empty() ? nullptr : state.error.c_str();
-  };
-  out->release = [](ArrowArrayStream* stream) {
-    delete static_cast<StreamState*>(stream->private_data);
-    stream->release = nullptr;
-  };
-  out->private_data = state.release();
+  GiveArrowStream(std::move(impl_), out);
 }
 
 }  // namespace sqxer::engine

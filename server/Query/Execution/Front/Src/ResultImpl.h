@@ -31,23 +31,29 @@ auto WithErrors(const std::string& sql, Action&& action) {
 }
 
 Column DescribeColumn(const ColumnInfo& column);
+/// Names and types, as errors list them.
+XeString ListColumns(const TableSchema& schema);
 ArrowWriteOptions MakeWriteOptions(const ResultOptions& options);
 
-class Result::Impl {
+class Result::Impl : public ArrowProducer {
  public:
-  virtual ~Impl() = default;
   Impl& operator=(const Impl&) = delete;
 
   const std::vector<Column>& GetColumns() const { return columns_; }
-  void WriteSchema(ArrowSchema* out) const;
-  bool Next(ArrowArray* out);
+  void WriteSchema(ArrowSchema* out) override;
+  bool WriteNext(ArrowArray* out) override;
   virtual std::int64_t CountRows() const = 0;
   /// The same rows from the first one on. Error 57113.
   virtual std::unique_ptr<Impl> Copy() const = 0;
 
  protected:
   explicit Impl(std::string sql) : sql_(std::move(sql)) {}
-  Impl(const Impl&) = default;
+  /// Of another that may have broken off: the rows are to be read anew.
+  Impl(const Impl& other)
+      : sql_(other.sql_),
+        schema_(other.schema_),
+        columns_(other.columns_),
+        writer_(other.writer_) {}
 
   void SetSchema(TableSchema schema);
   /// The layouts of Arrow, which are settled by these rows.
@@ -61,7 +67,7 @@ class Result::Impl {
  private:
   std::vector<Column> columns_;
   std::optional<ArrowWriter> writer_;
-  /// What Next has thrown: rows behind it must not be taken for those that follow.
+  /// What WriteNext has thrown: rows behind it must not be taken for those that follow.
   std::exception_ptr error_;
 };
 

@@ -22,6 +22,41 @@ struct Owned : Struct {
   }
 };
 
+/// The chunks of a source, in layouts that were settled before.
+class ChunkProducer final : public ArrowProducer {
+ public:
+  ChunkProducer(ArrowWriter writer, std::unique_ptr<ChunkSource> source)
+      : writer_(std::move(writer)), source_(std::move(source)) {}
+  void WriteSchema(ArrowSchema* out) override { writer_.WriteSchema(out); }
+  bool WriteNext(ArrowArray* out) override {
+    const TableChunk* const chunk = source_->Next();
+    if (chunk != nullptr) writer_.WriteArray(*chunk, out);
+    return chunk != nullptr;
+  }
+
+ private:
+  const ArrowWriter writer_;
+  const std::unique_ptr<ChunkSource> source_;
+};
+
+class TableChunks final : public ChunkSource {
+ public:
+  explicit TableChunks(std::vector<TableChunk> chunks) : chunks_(std::move(chunks)) {}
+  const TableChunk* Next() override { return next_ < chunks_.size() ? &chunks_[next_++] : nullptr; }
+
+ private:
+  const std::vector<TableChunk> chunks_;
+  std::size_t next_ = 0;
+};
+
+/// A stream of a table, its layouts settled by all of its rows.
+void WriteArrowTable(Table table, const ArrowWriteOptions& options, ArrowArrayStream* out) {
+  ArrowWriter writer(table.schema, table.chunks, options);
+  GiveArrowStream(std::make_unique<ChunkProducer>(
+                      std::move(writer), std::make_unique<TableChunks>(std::move(table.chunks))),
+                  out);
+}
+
 /// The value of a row as bytes; nothing for NULL.
 Bytes ValueAt(const std::string& format, const ArrowArray& array, int64 row) {
   const int64 at = array.offset + row;
@@ -251,7 +286,12 @@ TEST_F(ArrowWriterTest, StreamsTellWhatWentWrong) {
   const Table whole = TableOfValues<int64>(XeNumericData, ColumnForm::kDecimal64, 0, {1, -2});
   const Table parts = TableOfValues<int64>(XeNumericData, ColumnForm::kDecimal64, 1, {15});
   Owned<ArrowArrayStream> out;
-  WriteArrowStream(whole.schema, std::make_unique<Chunks>(std::vector{whole.chunks[0]}), {}, &out);
+  const ArrowWriter writer(whole.schema, whole.chunks, {});
+  const auto give = [&](std::vector<TableChunk> chunks, ArrowArrayStream* stream) {
+    auto source = std::make_unique<Chunks>(std::move(chunks));
+    GiveArrowStream(std::make_unique<ChunkProducer>(writer, std::move(source)), stream);
+  };
+  give({whole.chunks[0]}, &out);
   {
     // The array comes first here, and outlives the stream's next call.
     Owned<ArrowArray> array;
@@ -263,9 +303,7 @@ TEST_F(ArrowWriterTest, StreamsTellWhatWentWrong) {
     EXPECT_EQ(static_cast<const int64*>(array.children[0]->buffers[1])[1], -2);
   }
   Owned<ArrowArrayStream> settled;
-  WriteArrowStream(whole.schema,
-                   std::make_unique<Chunks>(std::vector{whole.chunks[0], parts.chunks[0]}), {},
-                   &settled);
+  give({whole.chunks[0], parts.chunks[0]}, &settled);
   Owned<ArrowArray> array;
   ASSERT_EQ(settled.get_next(&settled, &array), 0);
   Owned<ArrowArray> misfit;
