@@ -106,7 +106,8 @@ std::vector<XeString> QueryRun::Describe() {
     for (WindowRun& window : windows_->GetWindows()) description.AddWindow(window);
   }
   const auto hidden = static_cast<std::size_t>(plan_.visibleOutputs);
-  const BatchMarks outputMarks = windows_ ? BatchMarks::kNone : MarksOf(scan_);
+  const BatchMarks outputMarks =
+      windows_ && !HaveWindowsBatches() ? BatchMarks::kNone : MarksOf(scan_);
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
     description.Add(i < hidden ? L"output " + outputs_[i].GetColumn().name : L"sort key");
     description.AddTree(outputs_[i].GetTree(), outputMarks);

@@ -48,7 +48,7 @@ QueryRun::QueryRun(QueryPlan plan, const Table* table, std::unique_ptr<ChunkSour
   if (!plan_.windows.empty()) BindWindows();
   XE_ASSERT(!scan_.HasRest() || !windows_ || windows_->AreImmediate());
   BindOutputs();
-  if (!AreRepeatable(outputs_)) scan_.GiveUpBatches();
+  if (!AreRepeatable(outputs_) || (windows_ && !windows_->AreRepeatable())) scan_.GiveUpBatches();
   if (scan_.HasBatches()) ShareTrees(scan_, {&outputs_});
 }
 
@@ -102,11 +102,15 @@ void QueryRun::BindWindows() {
   if (CanLookUpRows() && !windows_->AreImmediate()) {
     windows_->PrepareBatches(*scan_.GetTable(), scan_.GetColumns());
   }
+  if (!HaveWindowsBatches()) return;
+  windows_->PrepareColumns();
+  scan_.AddFields(plan_.windowResults.size());
 }
 
 void QueryRun::BindOutputs() {
   outputs_ = BindAll(plan_.outputs, source_, result_);
-  if (scan_.HasBatches() && !windows_) BindBatchOutputs();
+  const bool haveBatches = scan_.HasBatches() && (!windows_ || HaveWindowsBatches());
+  if (haveBatches) BindBatchOutputs();
   if (windows_ && windows_->CanTakeBatches()) {
     std::vector<FieldWriter*> readers;
     for (FieldWriter& output : outputs_) readers.push_back(&output);
@@ -116,7 +120,7 @@ void QueryRun::BindOutputs() {
     distinct_.emplace(result_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
                       noAggregates_, settings_->GetSwitches().groupMemory_, 0);
     const bool areAllVisible = outputs_.size() == static_cast<std::size_t>(plan_.visibleOutputs);
-    if (scan_.HasBatches() && !windows_ && areAllVisible) distinctBatch_.emplace(*distinct_);
+    if (haveBatches && areAllVisible) distinctBatch_.emplace(*distinct_);
   }
   if (plan_.order.empty()) return;
   KeySet keys;
@@ -130,8 +134,10 @@ void QueryRun::BindOutputs() {
 }
 
 void QueryRun::PrepareRowOrder() {
-  if (!sorter_ || windows_ || distinct_ || !CanLookUpRows()) return;
+  if (!sorter_ || distinct_ || !CanLookUpRows()) return;
   const Table& table = *scan_.GetTable();
+  const uint64 memory = SortedRows::GetMostBytes(settings_->GetSwitches().groupMemory_);
+  if (windows_ && !windows_->KeepAllResults(table.rowCount, memory)) return;
   std::vector<SortedRows::Key> keys;
   for (const PlanSortKey& key : plan_.order) {
     FieldWriter& output = outputs_[static_cast<std::size_t>(key.column)];
@@ -145,7 +151,7 @@ void QueryRun::PrepareRowOrder() {
   rowOrder_.emplace(keys, std::nullopt, table, scan_.GetColumns());
   rowOrder_->SetLimit(limit);
   rowOrder_->SetThreads(threads_);
-  if (rowOrder_->CountBytes() > SortedRows::GetMostBytes(settings_->GetSwitches().groupMemory_)) {
+  if (rowOrder_->CountBytes() > memory) {
     rowOrder_.reset();
     return;
   }
@@ -188,6 +194,11 @@ void QueryRun::Run(ResultSink& sink, RunProgress progress) {
   }
   if (!emitsWhileScanning) BeginResult();
   if (windows_) EmitWindowRows();
+  if (isOrderGivenUp_) {
+    Start(false);
+    Scan();
+    EmitWindowRows();
+  }
   if (distinct_ && !IsComplete()) EmitDistinct();
   if (sortsNumbers_) {
     EmitRowsByNumber();
@@ -224,14 +235,20 @@ void QueryRun::ReadGroups() {
 }
 
 void QueryRun::Start(bool byNumbers) {
-  distinctTakesBatches_ = scan_.HasBatches() && distinctBatch_;
+  windowsSortNumbers_ = byNumbers && scan_.HasBatches() && windows_ && !windows_->AreImmediate() &&
+                        windows_->CanTakeBatches();
+  const bool haveBatches =
+      scan_.HasBatches() && (!windows_ || windows_->AreImmediate() || windowsSortNumbers_);
+  distinctTakesBatches_ = haveBatches && distinctBatch_;
   // Rows that nothing sorts out before they are taken are taken as they are.
-  passesBatches_ =
-      scan_.HasBatches() && !windows_ && !distinct_ && !sorter_ && sink_->TakesBatches();
+  passesBatches_ = haveBatches && !distinct_ && !sorter_ && sink_->TakesBatches();
   outputsTakeBatches_ =
-      scan_.HasBatches() && !distinctTakesBatches_ && (passesBatches_ || !batchOutputs_.empty());
-  sortsNumbers_ = byNumbers && scan_.HasBatches() && rowOrder_;
-  windowsSortNumbers_ = byNumbers && scan_.HasBatches() && windows_ && windows_->CanTakeBatches();
+      haveBatches && !distinctTakesBatches_ && (passesBatches_ || !batchOutputs_.empty());
+  sortsNumbers_ = byNumbers && haveBatches && rowOrder_;
+  windowsGiveBatches_ = windows_ && (outputsTakeBatches_ || distinctTakesBatches_ || sortsNumbers_);
+  areWindowsComplete_ = false;
+  windowsReadTo_ = 0;
+  windowError_ = nullptr;
   isOrderGivenUp_ = false;
   scan_.Start(outputsTakeBatches_ || distinctTakesBatches_ || sortsNumbers_ || windowsSortNumbers_);
   if (windows_) windows_->Begin(windowsSortNumbers_);
@@ -256,7 +273,31 @@ void QueryRun::Scan() {
 void QueryRun::BeginResult() { sink_->Begin(VisibleColumns(), result_.GetLayout()); }
 
 RowTaker::Outcome QueryRun::TakeBatch(const BatchRows& rows) {
-  if (sortsNumbers_ || windowsSortNumbers_) {
+  if (windowsSortNumbers_ && !areWindowsComplete_) {
+    isOrderGivenUp_ = !AddToWindows(rows);
+    return isOrderGivenUp_ ? Outcome::kStop : Outcome::kTaken;
+  }
+  if (!windows_) return TakeSourceBatch(rows);
+  return windowsGiveBatches_ ? TakeWindowBatch(rows) : Outcome::kByRows;
+}
+
+RowTaker::Outcome QueryRun::TakeWindowBatch(BatchRows rows) {
+  const uint64 first = scan_.GetBatchRow();
+  const uint32 wanted = rows.GetWanted();
+  const uint64 last = first + rows.GetRow(wanted - 1);
+  windows_->ReadBatch(rows, first, windowError_);
+  windowsReadTo_ = last;
+  const uint32 read = rows.GetWanted();
+  if (read == 0) std::rethrow_exception(windowError_);
+  if (read < wanted) failedRow_ = first + rows.GetRow(read - 1) + 1;
+  scan_.SetAdded(windows_->GetVectors(), rows);
+  const Outcome outcome = TakeSourceBatch(rows);
+  if (outcome == Outcome::kTaken && windowError_) std::rethrow_exception(windowError_);
+  return outcome;
+}
+
+RowTaker::Outcome QueryRun::TakeSourceBatch(const BatchRows& rows) {
+  if (sortsNumbers_) {
     isOrderGivenUp_ = !AddToOrder(rows);
     return isOrderGivenUp_ ? Outcome::kStop : Outcome::kTaken;
   }
@@ -275,10 +316,18 @@ bool QueryRun::AdmitFailedBatch() {
   return !isOrderGivenUp_;
 }
 
+bool QueryRun::AddToWindows(const BatchRows& rows) {
+  try {
+    return windows_->AddBatch(rows, scan_.GetBatchRow() - 1);
+  } catch (const ErrorMessage&) {
+    // The rows tell it.
+    return false;
+  }
+}
+
 bool QueryRun::AddToOrder(const BatchRows& rows) {
   const uint64 first = scan_.GetBatchRow() - 1;
   try {
-    if (windowsSortNumbers_) return windows_->AddBatch(rows, first);
     if (!lateOutputs_->Admit(rows) || !rowOrder_->Add(rows, first)) return false;
     sorted_ += rows.GetWanted();
     return true;
@@ -353,7 +402,11 @@ bool QueryRun::PassBatch(BatchRows rows) {
 
 bool QueryRun::TakeRow(uint64 row) {
   if (!windows_) return Emit(row);
-  if (windows_->AreImmediate()) {
+  if (row <= windowsReadTo_) {
+    if (windowError_ && row >= failedRow_) std::rethrow_exception(windowError_);
+    return Emit(row);
+  }
+  if (windows_->AreImmediate() || areWindowsComplete_) {
     windows_->WriteResults(row);
     return Emit(row);
   }
@@ -393,6 +446,8 @@ void QueryRun::EmitWindowRows() {
   if (windows_->AreImmediate()) return;
   windows_->EndInput(meter_);
   meter_.Start(AfterWindows(), windows_->CountRows());
+  areWindowsComplete_ = true;
+  if (windowsGiveBatches_) return scan_.ScanAgain(windows_->GetRowNumbers(), *this, meter_);
   if (windowsSortNumbers_) lookup_->Begin();
   while (const uint64 row = windows_->Next()) {
     meter_.Step();
@@ -425,10 +480,25 @@ void QueryRun::EmitSortedRows() {
 void QueryRun::EmitRowsByNumber() {
   rowOrder_->Sort();
   meter_.Start(RunPhase::kWriting, rowOrder_->GetCount());
-  lateOutputs_->ForEach(*rowOrder_, [this](uint64) {
+  const auto pass = [this](uint64) {
     meter_.Step();
     return Pass();
-  });
+  };
+  if (!windows_) {
+    lateOutputs_->ForEach(*rowOrder_, pass);
+  } else {
+    const RowNumbers& numbers = windows_->GetRowNumbers();
+    const bool areAll = rowOrder_->GetCount() == numbers.GetCount();
+    const auto ordinal = [&](uint64 place) {
+      return areAll ? rowOrder_->GetOrdinal(place) : numbers.Find(rowOrder_->GetRow(place));
+    };
+    const auto fill = [&](uint64 place) {
+      const uint64 ahead = std::min(place + LateWriters::kValuesAhead, rowOrder_->GetCount() - 1);
+      windows_->PrefetchResultsOf(ordinal(ahead));
+      windows_->WriteResultsOf(ordinal(place));
+    };
+    lateOutputs_->ForEach(*rowOrder_, fill, pass);
+  }
   rowOrder_->Release();
 }
 

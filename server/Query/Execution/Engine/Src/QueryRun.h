@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -68,6 +69,13 @@ class QueryRun final : private RowTaker {
   void Start(bool byNumbers);
   void Scan();
   void BeginResult();
+  /// Whether the outputs over windows can be evaluated by batches.
+  bool HaveWindowsBatches() const {
+    return scan_.HasBatches() && (windows_->AreImmediate() || windows_->CanTakeBatches());
+  }
+  Outcome TakeWindowBatch(BatchRows rows);
+  /// Rows whose windows, if any, have been written.
+  Outcome TakeSourceBatch(const BatchRows& rows);
   // These return false when no further row is wanted.
   bool Emit(uint64 row);
   /// The evaluated outputs.
@@ -78,6 +86,7 @@ class QueryRun final : private RowTaker {
   bool Deliver();
   bool Pass();
   // These return false when a batch is to be done row by row.
+  bool AddToWindows(const BatchRows& rows);
   bool AddToOrder(const BatchRows& rows);
   bool EvaluateOutput(std::size_t output, const BatchRows& rows);
   bool EvaluateOutputs(const BatchRows& rows);
@@ -131,6 +140,15 @@ class QueryRun final : private RowTaker {
   /// Batches go to the order of the result's rows, or to windows, by their numbers.
   bool sortsNumbers_ = false;
   bool windowsSortNumbers_ = false;
+  /// What comes behind the windows takes batches.
+  bool windowsGiveBatches_ = false;
+  /// The windows have taken in all rows.
+  bool areWindowsComplete_ = false;
+  /// Up to this row (from 1) windows have given their results to a batch, but not for the failed
+  /// one.
+  uint64 windowsReadTo_ = 0;
+  uint64 failedRow_ = 0;
+  std::exception_ptr windowError_;
   /// Some row cannot be sorted so: all of them are to come again.
   bool isOrderGivenUp_ = false;
   /// Batches are passed on to the sink as they are.

@@ -57,6 +57,10 @@ class RowLookup {
 /// they come. What a row then would raise is found out before, by batches.
 class LateWriters {
  public:
+  /// How many rows ahead values are fetched, and texts.
+  static constexpr uint64 kValuesAhead = 24;
+  static constexpr uint64 kTextsAhead = 12;
+
   /// The writers are bound to the table's scan record, `source`, and write to `target`.
   /// Of the writers only those are wanted, later, that `isWanted` says.
   template <class IsWanted>
@@ -71,13 +75,15 @@ class LateWriters {
   /// Writes the rows of an order, one after the other, and calls use(place) for each, which returns
   /// whether to go on.
   template <class Use>
-  void ForEach(const SortedRows& order, Use&& use);
+  void ForEach(const SortedRows& order, Use&& use) {
+    ForEach(
+        order, [](uint64) {}, use);
+  }
+  /// fill(place) completes the source record with what is not in the table.
+  template <class Fill, class Use>
+  void ForEach(const SortedRows& order, Fill&& fill, Use&& use);
 
  private:
-  /// How many rows ahead values are fetched, and texts.
-  static constexpr uint64 kValuesAhead = 24;
-  static constexpr uint64 kTextsAhead = 12;
-
   struct Doubtful {
     RExpression* tree;
     BatchField field;
@@ -98,8 +104,8 @@ class LateWriters {
   RowLookup lookup_;
 };
 
-template <class Use>
-void LateWriters::ForEach(const SortedRows& order, Use&& use) {
+template <class Fill, class Use>
+void LateWriters::ForEach(const SortedRows& order, Fill&& fill, Use&& use) {
   lookup_.Begin();
   const uint64 count = order.GetCount();
   for (uint64 place = 0; place < count; ++place) {
@@ -107,6 +113,7 @@ void LateWriters::ForEach(const SortedRows& order, Use&& use) {
     if (lookup_.HasTexts() && place + kTextsAhead < count)
       lookup_.PrefetchTexts(order.GetRow(place + kTextsAhead));
     lookup_.Fill(order.GetRow(place));
+    fill(place);
     for (FieldWriter* const writer : writers_) writer->Write();
     if (!use(place)) return;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <numeric>
 
 #include "SQXERBatch.h"
@@ -37,6 +38,11 @@ class RowNumbers {
     count_ = places.size();
   }
   uint64 GetCount() const { return count_; }
+  /// Which of them a number is.
+  uint64 Find(uint64 row) const {
+    if (rows_.empty()) return row;
+    return static_cast<uint64>(std::ranges::lower_bound(rows_, row) - rows_.begin());
+  }
   uint64 Get(uint64 place) const { return rows_.empty() ? place : rows_[place]; }
 
  private:

@@ -62,6 +62,7 @@ void RowScan::Start(bool byBatches) {
 void RowScan::Scan(RowTaker& taker, ProgressMeter& meter) {
   taker_ = &taker;
   meter_ = &meter;
+  again_ = nullptr;
   if (reads_.schema == nullptr) {
     ScanChunk({.rows = 1, .columns = {}}, 1);
     return;
@@ -79,6 +80,22 @@ void RowScan::Scan(RowTaker& taker, ProgressMeter& meter) {
   while (const TableChunk* const chunk = rest->Next()) {
     if (!ScanChunk(*chunk, row)) return;
     row += chunk->rows;
+  }
+}
+
+void RowScan::ScanAgain(const RowNumbers& rows, RowTaker& taker, ProgressMeter& meter) {
+  taker_ = &taker;
+  meter_ = &meter;
+  again_ = &rows;
+  nextAgain_ = 0;
+  failedBatches_ = 0;
+  batchRows_ = batchRows;
+  uint64 row = 1;
+  for (const TableChunk& chunk : table_->chunks) {
+    Enter(chunk, row);
+    batch_->Enter(chunk);
+    if (!ScanRows(0, chunk.rows)) return;
+    row += chunk.rows;
   }
 }
 
@@ -103,6 +120,7 @@ bool RowScan::ScanRows(uint64 row, uint64 end) {
 }
 
 bool RowScan::ScanBatch(uint64 first, uint32 count) {
+  if (again_ != nullptr && !IsNextBefore(first + count)) return true;
   BatchRows rows = batch_->Take(first, count);
   if (!Filter(rows)) {
     ++failedBatches_;
@@ -112,21 +130,38 @@ bool RowScan::ScanBatch(uint64 first, uint32 count) {
     }
     return true;
   }
-  meter_->Step(count);
+  meter_->Step(again_ != nullptr ? rows.GetWanted() : count);
   if (rows.GetWanted() == 0) return true;
   const RowTaker::Outcome outcome = taker_->TakeBatch(rows);
   failedBatches_ = outcome == RowTaker::Outcome::kFailed ? failedBatches_ + 1 : 0;
   if (outcome == RowTaker::Outcome::kTaken) return true;
   if (outcome == RowTaker::Outcome::kStop) return false;
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
-    const uint64 row = first + rows.GetRow(i);
-    Fill(row);
-    if (!taker_->TakeRow(firstRow_ + row)) return false;
+    FillBatchRow(rows.GetRow(i));
+    if (!taker_->TakeRow(firstRow_ + first + rows.GetRow(i))) return false;
   }
   return true;
 }
 
+void RowScan::Select(BatchRows& rows) {
+  const uint64 first = batch_->GetFirstRow();
+  const uint64 next = nextAgain_;
+  passing_.resize(kMostBatchRows);
+  for (; IsNextBefore(first + rows.count); ++nextAgain_) {
+    passing_[nextAgain_ - next] =
+        static_cast<uint16>(again_->Get(nextAgain_) + 1 - firstRow_ - first);
+  }
+  rows.selectedCount = static_cast<uint32>(nextAgain_ - next);
+  if (rows.selectedCount == rows.count) return;
+  rows.selected = passing_.data();
+  batch_->Select(rows.selected);
+}
+
 bool RowScan::Filter(BatchRows& rows) {
+  if (again_ != nullptr) {
+    Select(rows);
+    return true;
+  }
   if (!filter_) return true;
   if (filterParts_) {
     const FilterParts::Passing& passing = filterParts_->Get(batch_->GetFirstRow(), batchRows_);
@@ -150,6 +185,13 @@ bool RowScan::Filter(BatchRows& rows) {
 }
 
 bool RowScan::ScanRow(uint64 row) {
+  if (again_ != nullptr) {
+    if (!IsNextBefore(row + 1)) return true;
+    ++nextAgain_;
+    meter_->Step();
+    Fill(row);
+    return taker_->TakeRow(firstRow_ + row);
+  }
   meter_->Step();
   Fill(row);
   const bool passes =

@@ -8,6 +8,7 @@
 #include "FieldWriter.h"
 #include "JsonScan.h"
 #include "QueryPlan.h"
+#include "RowNumbers.h"
 #include "RunProgress.h"
 #include "Table.h"
 #include "TableBatch.h"
@@ -100,11 +101,21 @@ class RowScan {
 
   /// Whether rows can come as batches.
   bool HasBatches() const { return batch_.has_value(); }
+  /// The record has so many fields behind those of the columns; the taker sets those of a batch
+  /// before it evaluates what reads them.
+  void AddFields(std::size_t count) {
+    if (batch_) batch_->AddFields(count);
+  }
+  void SetAdded(std::span<const BatchVector> vectors, const BatchRows& rows) {
+    batch_->SetAdded(vectors, rows);
+  }
   void GiveUpBatches() { batch_.reset(); }
   /// A scan starts. `byBatches`: the taker takes some.
   void Start(bool byBatches);
   /// All rows. The meter counts them as those of the phase that it was started for.
   void Scan(RowTaker& taker, ProgressMeter& meter);
+  /// After Scan: once more those of its rows, all in the table, that have these numbers (from 0).
+  void ScanAgain(const RowNumbers& rows, RowTaker& taker, ProgressMeter& meter);
   /// Rows of the current chunk, from `row` up to `end`, for a taker in its TakeChunk. False when no
   /// further row is wanted.
   bool ScanRows(uint64 row, uint64 end);
@@ -121,7 +132,7 @@ class RowScan {
   /// The number (from 1) of the first row of the current batch.
   uint64 GetBatchRow() const { return firstRow_ + batch_->GetFirstRow(); }
   /// Puts a row of the current batch into the record.
-  void FillBatchRow(uint32 row) { Fill(batch_->GetFirstRow() + row); }
+  void FillBatchRow(uint32 row) { batch_->FillRow(row); }
   /// Makes a row that was scanned before, by its number, the current one again.
   void FillAgain(uint64 row);
 
@@ -131,6 +142,12 @@ class RowScan {
   bool ScanRow(uint64 row);
   /// False when the batch is to be done row by row.
   bool Filter(BatchRows& rows);
+  /// The rows of the batch that come again.
+  void Select(BatchRows& rows);
+  /// Whether the one that comes again next lies before a row of the chunk.
+  bool IsNextBefore(uint64 end) const {
+    return nextAgain_ < again_->GetCount() && again_->Get(nextAgain_) + 1 - firstRow_ < end;
+  }
   void Enter(const TableChunk& chunk, uint64 firstRow);
   /// Makes a row of the current chunk the current one, from 0.
   void Fill(uint64 row);
@@ -153,6 +170,9 @@ class RowScan {
   uint32 batchRows_ = 0;
   uint32 failedBatches_ = 0;
   std::vector<uint16> passing_;
+  /// Those that come again, and which of them is next.
+  const RowNumbers* again_ = nullptr;
+  uint64 nextAgain_ = 0;
   /// The current chunk.
   uint64 firstRow_ = 0;
   uint64 chunkRows_ = 0;

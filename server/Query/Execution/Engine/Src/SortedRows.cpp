@@ -22,7 +22,10 @@ constexpr uint64 kLeastByTexts = 16;
 KeyWords::Place PlaceOf(RExpression& tree, const Table& table, const std::vector<uint16>& columns) {
   auto* const column = dynamic_cast<Extract*>(&tree);
   if (column == nullptr || !column->ReadsRecord()) return {};
-  return {&table, columns.at(static_cast<std::size_t>(column->GetFieldIndex()))};
+  const auto field = static_cast<std::size_t>(column->GetFieldIndex());
+  // Behind the columns stand the results of windows.
+  if (field >= columns.size()) return {};
+  return {&table, columns[field]};
 }
 
 }  // namespace

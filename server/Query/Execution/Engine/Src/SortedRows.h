@@ -55,7 +55,8 @@ class SortedRows {
   void Release();
 
   uint64 GetCount() const { return order_.size(); }
-  /// The row at a place: its number (from 0) in the table, and which of those added it is.
+  /// The row at a place: its number (from 0) in the table, and which of those added it is, with a
+  /// limit of those that were kept.
   uint64 GetRow(uint64 place) const { return rows_.Get(order_[place]); }
   uint32 GetOrdinal(uint64 place) const { return order_[place]; }
   /// Of an order with groups.

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 
+#include "Utility/XeAssert.h"
+
 namespace sqxer {
 namespace {
 
@@ -24,6 +26,24 @@ std::optional<ColumnBounds<int64>> FindDays(const ColumnVector& vector) {
 
 }  // namespace
 
+BatchVector ViewOf(const ColumnVector& column, uint64 firstRow) {
+  BatchVector vector;
+  vector.form = column.form;
+  vector.scale = column.scale;
+  vector.values = column.values;
+  if (column.dictionary) {
+    vector.dictionary = &column.dictionary;
+    vector.codeWidth = column.codeWidth;
+    vector.values += firstRow * column.codeWidth;
+  } else if (IsTextForm(column.form)) {
+    vector.offsetWidth = column.offsetWidth;
+    vector.offsets = column.offsets + firstRow * column.offsetWidth;
+  } else {
+    vector.values += firstRow * WidthOfForm(column.form);
+  }
+  return vector;
+}
+
 TableBatch::TableBatch(const std::vector<uint16>& columns, WorkRecord& record, TableScan& scan,
                        JsonScan* documents)
     : indexes_(columns),
@@ -34,6 +54,22 @@ TableBatch::TableBatch(const std::vector<uint16>& columns, WorkRecord& record, T
       days_(columns.size()),
       shifted_(columns.size()) {
   rows_.source = this;
+}
+
+void TableBatch::AddFields(std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) added_.emplace_back(record_, indexes_.size() + i);
+  fields_.resize(indexes_.size() + count);
+  days_.resize(fields_.size());
+}
+
+void TableBatch::SetAdded(std::span<const BatchVector> vectors, const BatchRows& rows) {
+  for (std::size_t i = 0; i < added_.size(); ++i) {
+    BatchVector& vector = fields_[indexes_.size() + i];
+    vector = vectors[i];
+    const bool isOfField = added_[i].Use(vector, rows);
+    XE_ASSERT(isOfField);
+  }
+  hasAdded_ = true;
 }
 
 void TableBatch::StartRun() {
@@ -56,6 +92,7 @@ const BatchRows& TableBatch::Take(uint64 firstRow, uint32 count) {
   // Trees are evaluated for one source of batches after the other.
   batch_ = ++batches;
   selected_ = nullptr;
+  hasAdded_ = false;
   rows_.count = count;
   for (std::size_t i = 0; i < indexes_.size(); ++i) TakeField(i);
   return rows_;
@@ -64,20 +101,7 @@ const BatchRows& TableBatch::Take(uint64 firstRow, uint32 count) {
 void TableBatch::TakeField(std::size_t field) {
   const ColumnVector& column = chunk_->columns[indexes_[field]];
   BatchVector& vector = fields_[field];
-  vector = BatchVector();
-  vector.form = column.form;
-  vector.scale = column.scale;
-  vector.values = column.values;
-  if (column.dictionary) {
-    vector.dictionary = &column.dictionary;
-    vector.codeWidth = column.codeWidth;
-    vector.values += firstRow_ * column.codeWidth;
-  } else if (IsTextForm(column.form)) {
-    vector.offsetWidth = column.offsetWidth;
-    vector.offsets = column.offsets + firstRow_ * column.offsetWidth;
-  } else {
-    vector.values += firstRow_ * WidthOfForm(column.form);
-  }
+  vector = ViewOf(column, firstRow_);
   const uint64 block = firstRow_ / kColumnBlockRows;
   const bool isOneBlock = (firstRow_ + rows_.count - 1) / kColumnBlockRows == block;
   if (isOneBlock && block < column.blocks.size()) vector.block = &column.blocks[block];

@@ -2,13 +2,19 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <vector>
 
+#include "BatchField.h"
 #include "JsonScan.h"
 #include "SQXERBatch.h"
 #include "TableScan.h"
 
 namespace sqxer {
+
+/// The values of a vector from a row on. The validity bits are left to who takes the rows: they
+/// need not begin with a word.
+BatchVector ViewOf(const ColumnVector& column, uint64 firstRow);
 
 /// The rows of a chunk as batches of columns, for trees that are bound to the record of a scan.
 class TableBatch final : public BatchSource {
@@ -18,6 +24,12 @@ class TableBatch final : public BatchSource {
   /// outlive the batch.
   TableBatch(const std::vector<uint16>& columns, WorkRecord& record, TableScan& scan,
              JsonScan* documents);
+
+  /// The record has so many fields behind those of the columns, which SetAdded gives.
+  void AddFields(std::size_t count);
+  /// The values of the added fields for the wanted rows of the current batch. The arrays that they
+  /// view must stay until the next one.
+  void SetAdded(std::span<const BatchVector> vectors, const BatchRows& rows);
 
   /// Goes to a chunk, which must stay until the next one is entered.
   void Enter(const TableChunk& chunk);
@@ -33,6 +45,7 @@ class TableBatch final : public BatchSource {
   void FillRow(uint32 row) override {
     scan_.Fill(firstRow_ + row);
     if (documents_ != nullptr) documents_->Fill(firstRow_ + row);
+    if (hasAdded_) WriteAdded(row);
   }
   bool IsNullable(uint32 field) const override { return record_.GetField(field).IsNullable(); }
   void FillField(uint32 field, int64 code, bool isNull) override {
@@ -49,6 +62,9 @@ class TableBatch final : public BatchSource {
 
  private:
   void TakeField(std::size_t field);
+  void WriteAdded(uint32 row) {
+    for (BatchField& field : added_) field.Write(row);
+  }
 
   const std::vector<uint16> indexes_;
   WorkRecord& record_;
@@ -65,6 +81,9 @@ class TableBatch final : public BatchSource {
   std::vector<std::optional<ColumnBounds<int64>>> days_;
   /// Validity bits of a batch that does not begin with a word of them.
   std::vector<std::vector<uint64>> shifted_;
+  /// Behind those of the columns; they have values once these were set for a batch.
+  std::vector<BatchField> added_;
+  bool hasAdded_ = false;
 };
 
 }  // namespace sqxer

@@ -60,24 +60,42 @@ WindowResults::WindowResults(const PlanWindow& plan, bool areSorted, WorkRecord&
   } else if (place_ == GroupPlace::kRowRecord) {
     groupToRow_ = MoveFields(*group_, 0, ofGroup.size(), *row_, firstGroupField);
   }
-  BindMoves(plan, firstGroupField, firstResult);
+  fields_ = FindFields(plan, place_ != GroupPlace::kRowRecord, firstGroupField);
+  BindMoves(firstResult);
 }
 
-void WindowResults::BindMoves(const PlanWindow& plan, std::size_t firstGroupField,
-                              std::size_t firstResult) {
-  const bool fromGroup = place_ != GroupPlace::kRowRecord;
+std::vector<WindowColumns::Field> WindowResults::FindFields(const PlanWindow& plan, bool fromGroup,
+                                                            std::size_t firstGroupField) {
+  std::vector<WindowColumns::Field> fields;
   std::size_t rowField = 0;
   std::size_t groupField = fromGroup ? 0 : firstGroupField;
   for (const PlanAggregate& function : plan.functions) {
     const bool isPerGroup = IsPerGroup(function);
-    const bool isInGroup = isPerGroup && fromGroup;
-    std::size_t& field = isPerGroup ? groupField : rowField;
-    const std::size_t count = function.results.size();
+    for (std::size_t left = function.results.size(); left > 0; --left) {
+      fields.push_back({isPerGroup && fromGroup, isPerGroup ? groupField++ : rowField++});
+    }
+  }
+  return fields;
+}
+
+void WindowResults::BindMoves(std::size_t firstResult) {
+  for (std::size_t i = 0; i < fields_.size();) {
+    const auto [isOfGroup, first] = fields_[i];
+    std::size_t count = 1;
+    while (i + count < fields_.size() && fields_[i + count].isOfGroup == isOfGroup &&
+           fields_[i + count].field == first + count) {
+      ++count;
+    }
     moves_.push_back(
-        {isInGroup, MoveFields(isInGroup ? *group_ : *row_, field, count, source_, firstResult)});
-    field += count;
+        {isOfGroup, MoveFields(isOfGroup ? *group_ : *row_, first, count, source_, firstResult)});
+    i += count;
     firstResult += count;
   }
+}
+
+std::unique_ptr<WindowColumns> WindowResults::MakeColumns() const {
+  return std::make_unique<WindowColumns>(fields_, *row_, *group_,
+                                         place_ == GroupPlace::kGroupRecord);
 }
 
 void WindowResults::Begin() {
@@ -102,13 +120,16 @@ void WindowResults::AddGroupToRow() {
   }
 }
 
+void WindowResults::ReadGroup() {
+  if (!groups_) return;
+  uint64 place;
+  std::memcpy(&place, groupPlaceInRow_, sizeof place);
+  if (place != groupPlace_) groups_->ReadAt(place, group_->GetData());
+  groupPlace_ = place;
+}
+
 void WindowResults::WriteToSource() {
-  if (groups_) {
-    uint64 place;
-    std::memcpy(&place, groupPlaceInRow_, sizeof place);
-    if (place != groupPlace_) groups_->ReadAt(place, group_->GetData());
-    groupPlace_ = place;
-  }
+  ReadGroup();
   for (const Move& move : moves_) {
     move.fields.MoveColumns(move.fromGroup ? group_->GetData() : row_->GetData(),
                             source_.GetData());

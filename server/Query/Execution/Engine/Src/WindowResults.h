@@ -7,6 +7,7 @@
 #include "Utility/KeySet.h"
 #include "Utility/RecordSpool.h"
 #include "Utility/XeFieldDataBinder.h"
+#include "WindowColumns.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -55,8 +56,15 @@ class WindowResults {
   /// Makes the row record ready for sorting.
   void AddGroupToRow();
 
+  /// Makes the group record that of the row record's group, which WriteToSource does, too.
+  void ReadGroup();
   /// Writes the results in the row record, and those of its group, into the source record.
   void WriteToSource();
+
+  /// Whether the row record holds all results of sorted rows.
+  bool StandInRow() const { return place_ == GroupPlace::kRowRecord || !groups_; }
+  /// Makes vectors of the results.
+  std::unique_ptr<WindowColumns> MakeColumns() const;
 
  private:
   /// Where rows that are read have the results of their group.
@@ -66,7 +74,10 @@ class WindowResults {
     XeFieldDataBinder fields;
   };
 
-  void BindMoves(const PlanWindow& plan, std::size_t firstGroupField, std::size_t firstResult);
+  /// Where the results stand, in the plan's order.
+  static std::vector<WindowColumns::Field> FindFields(const PlanWindow& plan, bool fromGroup,
+                                                      std::size_t firstGroupField);
+  void BindMoves(std::size_t firstResult);
 
   WorkRecord& source_;
   GroupPlace place_ = GroupPlace::kGroupRecord;
@@ -76,6 +87,7 @@ class WindowResults {
   /// Where the place of the group's record stands in the row record.
   uint8* groupPlaceInRow_ = nullptr;
   XeFieldDataBinder groupToRow_;
+  std::vector<WindowColumns::Field> fields_;
   std::vector<Move> moves_;
   /// The records of wide groups.
   std::optional<RecordSpool> groups_;

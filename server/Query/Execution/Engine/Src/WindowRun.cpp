@@ -73,9 +73,11 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
   inputs_ = BindAll(plan.inputs, source, input_);
+  for (std::size_t i = 0; i < inputs_.size(); ++i) inputFields_.emplace_back(input_, i);
 }
 
 void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {
+  canTakeBatches_ = !IsSorted();
   if (!IsSorted()) return;
   std::vector<SortedRows::Key> keys;
   const auto add = [&](std::size_t input, SortOrder_t order, NullOrder_t nulls) {
@@ -87,21 +89,21 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
   for (const PlanSortKey& key : GetOrder()) {
     add(static_cast<std::size_t>(key.column), key.order, key.nulls);
   }
-  const bool areRepeatable = std::ranges::all_of(
-      inputs_, [](FieldWriter& writer) { return IsRepeatable(writer.GetTree()); });
-  if (!areRepeatable || !SortedRows::CanTake(keys, table, columns)) return;
+  if (!SortedRows::CanTake(keys, table, columns)) return;
   const RecordPacker& packer = results_.GetRow().GetPacker();
   keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptBytes;
   rowOrder_.emplace(keys, partitionKeys, table, columns);
-  const uint64 bytes =
-      rowOrder_->CountBytes() + (keepsResults_ ? table.rowCount * resultBytes_ : 0);
+  const uint64 bytes = rowOrder_->CountBytes() + CountKeptBytes(table.rowCount);
   if (bytes > SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_)) {
     rowOrder_.reset();
     return;
   }
   lateInputs_.emplace(table, columns, source_, inputs_, input_,
                       [this](std::size_t input) { return functions_.Reads(input); });
+  canTakeBatches_ = true;
 }
+
+bool WindowRun::IsRepeatable() { return AreRepeatable(inputs_); }
 
 void WindowRun::Begin(bool byBatches) {
   byBatches_ = byBatches;
@@ -145,11 +147,38 @@ void WindowRun::Add(uint64 row) {
 }
 
 bool WindowRun::AddBatch(const BatchRows& rows, uint64 firstRow) {
-  return lateInputs_->Admit(rows) && rowOrder_->Add(rows, firstRow);
+  if (IsSorted()) return lateInputs_->Admit(rows) && rowOrder_->Add(rows, firstRow);
+  const bool areEvaluated = EvaluateInputs(rows);
+  rows.ForEach([&](uint32 row) { TakeOfBatch(rows, row, firstRow + row + 1, areEvaluated); });
+  return true;
+}
+
+bool WindowRun::EvaluateInputs(const BatchRows& rows) {
+  try {
+    if (!EvaluateTrees(inputs_, rows, inputVectors_)) return false;
+  } catch (const ErrorMessage&) {
+    // The rows tell it.
+    return false;
+  }
+  for (std::size_t i = 0; i < inputs_.size(); ++i) {
+    if (!inputFields_[i].Use(inputVectors_[i], rows)) return false;
+  }
+  return true;
+}
+
+void WindowRun::TakeOfBatch(const BatchRows& rows, uint32 batchRow, uint64 row, bool areEvaluated) {
+  if (areEvaluated) {
+    for (BatchField& field : inputFields_) field.Write(batchRow);
+    SetNumber(row);
+  } else {
+    rows.source->FillRow(batchRow);
+    ReadInputs(row);
+  }
+  Take(input_.GetData());
 }
 
 void WindowRun::EndInput(ProgressMeter& meter) {
-  if (byBatches_) {
+  if (SortsNumbers()) {
     ComputeByNumber(meter);
   } else if (sortedRows_) {
     ComputeSorted(meter);
@@ -162,16 +191,58 @@ void WindowRun::WriteResults(uint64 row) {
   if (IsImmediate()) {
     ReadInputs(row);
     Take(input_.GetData());
-  } else if (sortedResults_) {
+  } else {
+    NextResults();
+  }
+  results_.WriteToSource();
+}
+
+void WindowRun::NextResults() {
+  if (sortedResults_) {
     const bool isThere = sortedResults_->GetRecord(results_.GetRow().GetData());
     XE_ASSERT(isThere);
-  } else if (byBatches_) {
+  } else if (SortsNumbers()) {
     CopyRecord(results_.GetRow().GetData(), keptResults_.data() + returned_++ * resultBytes_,
                resultBytes_);
   } else {
     OutputWaiting();
   }
+}
+
+void WindowRun::WriteResultsOf(uint64 ordinal) {
+  CopyRecord(results_.GetRow().GetData(), keptResults_.data() + ordinal * resultBytes_,
+             resultBytes_);
   results_.WriteToSource();
+}
+
+uint32 WindowRun::ReadBatch(const BatchRows& rows, uint64 firstRow, std::span<BatchVector> vectors,
+                            std::exception_ptr& error) {
+  const uint32 wanted = rows.GetWanted();
+  uint32 read = 0;
+  columns_->Begin();
+  if (SortsNumbers() && KeepsAllResults()) {
+    for (; read < wanted; ++read) {
+      columns_->AddKept(rows.GetRow(read), keptResults_.data() + returned_++ * resultBytes_);
+    }
+  } else {
+    const bool areEvaluated = IsImmediate() && EvaluateInputs(rows);
+    try {
+      for (; read < wanted; ++read) {
+        const uint32 row = rows.GetRow(read);
+        if (IsImmediate()) {
+          TakeOfBatch(rows, row, firstRow + row, areEvaluated);
+        } else {
+          NextResults();
+          results_.ReadGroup();
+        }
+        columns_->AddCurrent(row);
+      }
+    } catch (...) {
+      error = std::current_exception();
+    }
+  }
+  if (read > 0) columns_->End(rows.count, vectors);
+  return read;
 }
 
 uint64 WindowRun::ErrorRow(const uint8* number) const {
@@ -199,7 +270,7 @@ void WindowRun::KeepResult() {
   const uint8* const row = results_.GetRow().GetData();
   if (sortedResults_) {
     sortedResults_->SortRecord(row);
-  } else if (byBatches_) {
+  } else if (SortsNumbers()) {
     const uint64 ahead = std::min(place_ + kPlacesAhead, rowOrder_->GetCount() - 1);
     Prefetch(KeptResult(ahead));
     CopyRecord(KeptResult(place_++), row, resultBytes_);

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <exception>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "FieldWriter.h"
 #include "RowLookup.h"
+#include "RowScan.h"
 #include "RunProgress.h"
 #include "Utility/CopyRecord.h"
 #include "Utility/SqrtSorter.h"
@@ -22,7 +25,8 @@ namespace sqxer {
 /// the functions themselves hold. Ranks alone take their rows in ranking order.
 ///
 /// Rows of a table in memory can be taken in by batches: then their numbers are sorted, what the
-/// functions read of a row is looked up, and small results wait side by side.
+/// functions read of a row is looked up, and small results wait side by side. Results are given
+/// back by batches, too, where the window is immediate or has taken its rows in so.
 class WindowRun {
  public:
   /// Takes over the trees of the plan's inputs, binds them to `source`, and writes results to the
@@ -40,7 +44,14 @@ class WindowRun {
   /// Makes it take in rows by batches where it can and memory does: `source` is the record of the
   /// table's scan, with these columns.
   void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
-  bool CanTakeBatches() const { return rowOrder_.has_value(); }
+  bool CanTakeBatches() const { return canTakeBatches_; }
+  /// Whether results can be asked for in any order: see WriteResultsOf.
+  bool KeepsAllResults() const { return keepsResults_ && results_.StandInRow(); }
+  /// Of the results of all rows.
+  uint64 CountKeptBytes(uint64 rows) const { return keepsResults_ ? rows * resultBytes_ : 0; }
+  /// Whether its inputs give the same for the same row.
+  bool IsRepeatable();
+  std::size_t CountResults() const { return ResultsOf(plan_.functions).size(); }
   /// See SortedRows.
   void SetThreads(std::size_t threads) {
     if (rowOrder_) rowOrder_->SetThreads(threads);
@@ -58,6 +69,18 @@ class WindowRun {
   /// Writes the results of the next row, which is number `row`, into the source record. For an
   /// immediate window that record holds the row.
   void WriteResults(uint64 row);
+  /// Writes those of a row, the `ordinal`-th that was taken in, into the source record.
+  void WriteResultsOf(uint64 ordinal);
+  void PrefetchResultsOf(uint64 ordinal) const {
+    Prefetch(keptResults_.data() + ordinal * resultBytes_);
+  }
+  /// Results come by batches from now on, if they do.
+  void PrepareColumns() { columns_ = results_.MakeColumns(); }
+  /// Makes vectors of the results of the wanted rows of a batch, whose first row has a number (from
+  /// 1): those rows are next, and some are wanted. Returns for how many there are results; if these
+  /// are not all, `error` is that of the row behind them.
+  uint32 ReadBatch(const BatchRows& rows, uint64 firstRow, std::span<BatchVector> vectors,
+                   std::exception_ptr& error);
 
   // For EXPLAIN.
   const PlanWindow& GetPlan() const { return plan_; }
@@ -73,7 +96,14 @@ class WindowRun {
   uint8* KeptResult(uint64 place) {
     return keptResults_.data() + uint64{rowOrder_->GetOrdinal(place)} * resultBytes_;
   }
+  bool SortsNumbers() const { return byBatches_ && IsSorted(); }
   void ReadInputs(uint64 row);
+  /// All inputs of a batch's rows; false where they are to be evaluated row by row.
+  bool EvaluateInputs(const BatchRows& rows);
+  /// Takes in a row of the batch, by its number.
+  void TakeOfBatch(const BatchRows& rows, uint32 batchRow, uint64 row, bool areEvaluated);
+  /// Puts the results of the next row that was taken in into its record.
+  void NextResults();
   void SetNumber(uint64 row);
   void SetResultNumber(uint64 row);
   /// Takes in the row of an input record, which opens the group if none is open.
@@ -108,11 +138,15 @@ class WindowRun {
   WindowResults results_;
   WindowFunctions functions_;
   std::vector<FieldWriter> inputs_;
+  std::vector<BatchField> inputFields_;
+  std::vector<BatchVector> inputVectors_;
 
   std::optional<SqrtSorter> sortedRows_;
   std::optional<SqrtSorter> sortedResults_;
   std::optional<SortedRows> rowOrder_;
   std::optional<LateWriters> lateInputs_;
+  std::unique_ptr<WindowColumns> columns_;
+  bool canTakeBatches_ = false;
   bool byBatches_ = false;
   /// By batches: the results of all rows, where they are small, in the order of the source; the
   /// place in the order of the next one, and the row that is returned next.

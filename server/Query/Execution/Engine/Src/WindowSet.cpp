@@ -1,6 +1,7 @@
 #include "WindowSet.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace sqxer {
 
@@ -29,6 +30,23 @@ bool WindowSet::CanTakeBatches() const {
   return std::ranges::all_of(windows_, &WindowRun::CanTakeBatches);
 }
 
+bool WindowSet::AreRepeatable() { return std::ranges::all_of(windows_, &WindowRun::IsRepeatable); }
+
+bool WindowSet::KeepAllResults(uint64 rows, uint64 memory) const {
+  uint64 bytes = 0;
+  for (const WindowRun& window : windows_) bytes += window.CountKeptBytes(rows);
+  return std::ranges::all_of(windows_, &WindowRun::KeepsAllResults) && bytes <= memory;
+}
+
+void WindowSet::PrepareColumns() {
+  std::size_t results = 0;
+  for (WindowRun& window : windows_) {
+    window.PrepareColumns();
+    results += window.CountResults();
+  }
+  vectors_.resize(results);
+}
+
 void WindowSet::Begin(bool byBatches) {
   byBatches_ = byBatches;
   sourceRows_.BeginInput();
@@ -39,7 +57,7 @@ void WindowSet::Begin(bool byBatches) {
 
 bool WindowSet::AddBatch(const BatchRows& rows, uint64 firstRow) {
   for (WindowRun& window : windows_) {
-    if (!window.AddBatch(rows, firstRow)) return false;
+    if (!window.IsImmediate() && !window.AddBatch(rows, firstRow)) return false;
   }
   rowNumbers_.Add(rows, firstRow);
   return true;
@@ -72,6 +90,34 @@ uint64 WindowSet::Next() {
 
 void WindowSet::WriteResults(uint64 row) {
   for (WindowRun& window : windows_) window.WriteResults(row);
+}
+
+void WindowSet::WriteResultsOf(uint64 ordinal) {
+  for (WindowRun& window : windows_) window.WriteResultsOf(ordinal);
+}
+
+void WindowSet::PrefetchResultsOf(uint64 ordinal) const {
+  for (const WindowRun& window : windows_) window.PrefetchResultsOf(ordinal);
+}
+
+void WindowSet::ReadBatch(BatchRows& rows, uint64 firstRow, std::exception_ptr& error) {
+  std::size_t result = 0;
+  for (WindowRun& window : windows_) {
+    const std::size_t count = window.CountResults();
+    const uint32 wanted = rows.GetWanted();
+    const uint32 read =
+        window.ReadBatch(rows, firstRow, std::span(vectors_).subspan(result, count), error);
+    result += count;
+    if (read == wanted) continue;
+    // The windows before this one have gone further, but their errors come later.
+    if (rows.selected == nullptr) {
+      readRows_.resize(rows.count);
+      std::iota(readRows_.begin(), readRows_.end(), uint16{0});
+      rows.selected = readRows_.data();
+    }
+    rows.selectedCount = read;
+    if (read == 0) return;
+  }
 }
 
 }  // namespace sqxer

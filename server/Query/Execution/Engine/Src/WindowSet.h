@@ -27,6 +27,11 @@ class WindowSet {
   /// Makes the windows take in the rows of a scan by batches, where all of them can.
   void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
   bool CanTakeBatches() const;
+  bool AreRepeatable();
+  /// Whether the results of all rows are kept within so much memory: see WriteResultsOf.
+  bool KeepAllResults(uint64 rows, uint64 memory) const;
+  /// Results come by batches from now on, if they do.
+  void PrepareColumns();
   void SetThreads(std::size_t threads);
 
   /// Forgets all rows. To be called before the first one. `byBatches`: AddBatch takes all of them.
@@ -43,6 +48,15 @@ class WindowSet {
   /// Writes the results of that row (of the one in the source record, where all windows are
   /// immediate) into the source record.
   void WriteResults(uint64 row);
+  /// Writes those of a row, the `ordinal`-th that was taken in.
+  void WriteResultsOf(uint64 ordinal);
+  void PrefetchResultsOf(uint64 ordinal) const;
+  /// Of the rows that were taken in by batches, from 0.
+  const RowNumbers& GetRowNumbers() const { return rowNumbers_; }
+  /// Makes vectors of the results of the wanted rows of a batch: see WindowRun. Leaves of the rows
+  /// those that have results; if these are not all, `error` is that of the row behind them.
+  void ReadBatch(BatchRows& rows, uint64 firstRow, std::exception_ptr& error);
+  const std::vector<BatchVector>& GetVectors() const { return vectors_; }
 
   std::deque<WindowRun>& GetWindows() { return windows_; }
 
@@ -58,6 +72,8 @@ class WindowSet {
   bool byBatches_ = false;
   RowNumbers rowNumbers_;
   uint64 returned_ = 0;
+  std::vector<BatchVector> vectors_;
+  std::vector<uint16> readRows_;
 };
 
 }  // namespace sqxer
