@@ -654,6 +654,107 @@ TEST_F(Batches, SortAsRowsDo) {
   }
 }
 
+/// Outputs, DISTINCT, ORDER BY and LIMIT over the results of windows of all kinds, which may fail.
+TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
+  const char* const asked = std::getenv("SQXER_BATCH_CASES");
+  const int cases = asked != nullptr ? std::atoi(asked) : 600;
+  const std::vector<std::string> examples = Examples();
+  const std::vector<std::string> functions = {
+      // Of the rows so far.
+      "SUM(#) OVER (ROWS UNBOUNDED PRECEDING)",
+      "COUNT(*) OVER (ROWS UNBOUNDED PRECEDING)",
+      "MAX($) OVER (ROWS UNBOUNDED PRECEDING)",
+      "AVG(#) OVER (ROWS 2 PRECEDING)",
+      // Of all rows.
+      "SUM(#) OVER ()",
+      "MIN($) OVER ()",
+      "MAX(w) OVER ()",
+      "NTILE(4) OVER (ORDER BY #)",
+      "TOP_N(#, 3) OVER ()",
+      "PERCENTILE(#) OVER ()",
+      // Of sorted rows.
+      "RANK() OVER (ORDER BY $ DESC)",
+      "RANK() OVER (PARTITION BY $ ORDER BY #, b)",
+      "SUM(#) OVER (PARTITION BY $ ORDER BY # ROWS UNBOUNDED PRECEDING)",
+      "SUM(#) OVER (PARTITION BY $)",
+      "AVG(#) OVER (ORDER BY # ROWS 3 PRECEDING)",
+      "MIN($) OVER (PARTITION BY #)",
+      "MAX(w) OVER (PARTITION BY $)",
+      "FIRST($) OVER (PARTITION BY #)",
+      "MAX(s) OVER (ORDER BY # ROWS UNBOUNDED PRECEDING)",
+      "LISTAGG(c) OVER (PARTITION BY small)",
+      "COUNT(DISTINCT $) OVER (PARTITION BY #)",
+      "PERCENTILE(#) OVER (PARTITION BY $)",
+  };
+  const std::vector<std::string> numbers = {"i",
+                                            "small",
+                                            "d",
+                                            "e",
+                                            "n",
+                                            "m",
+                                            "n * small",
+                                            "i + 1",
+                                            "-e",
+                                            "u2",
+                                            "small / 3",
+                                            "100 / (i-3)",
+                                            "CAST(d AS int)"};
+  const auto column = [&] { return std::string(kColumns[random_() % kColumns.size()].name); };
+  const auto window = [&] {
+    std::string text;
+    for (const char c : Pick(functions)) {
+      const std::string number = Pick(numbers);
+      text += c == '#'   ? (number == "u2" ? "u" : number)
+              : c == '$' ? (random_() % 5 == 0 ? WithColumns(Pick(examples), random_) : column())
+                         : std::string(1, c);
+    }
+    return text;
+  };
+  const std::vector<std::string> outputs = {"W",           "W",
+                                            "i, W, V",     "COALESCE(W, NULL), i",
+                                            "i, W = V",    "CASE WHEN small > 2 THEN W END, V",
+                                            "small, W",    "1 / (small - 2), W",
+                                            "UPPER(s), W", "i + small, CAST(W AS varchar(60)), W"};
+  for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
+    isDisguised_ = i % 4 == 0;
+    for (Session* const session : {&rows_, &batches_}) {
+      // Some windows keep all in memory, some a part of it.
+      session->Set("GroupMemory", i % 4 == 1   ? "2000"
+                                  : i % 4 == 2 ? std::to_string(8000 + i * 7919 % 20'000)
+                                               : "256MiB");
+      session->Set("IntegerAggregates", i % 3 == 0 ? "native" : "wide");
+    }
+    std::string list;
+    const std::string one = window();
+    const std::string other = window();
+    for (const char c : Pick(outputs)) {
+      list += c == 'W' ? one : c == 'V' ? other : std::string(1, c);
+    }
+    const std::string where = Pick<std::string>({"", "", " WHERE i > 0", " WHERE small = 3",
+                                                 " WHERE w LIKE 're%'", " WHERE 5 / small > 1"});
+    const std::string order =
+        Pick<std::string>({"", "", " ORDER BY 1", " ORDER BY 1 DESC, i", " ORDER BY small, 1"});
+    const std::string limit = Pick<std::string>({"", " LIMIT 9", " LIMIT 30 OFFSET 11"});
+    const bool isDistinct = order.find("i") == std::string::npos && random_() % 4 == 0 &&
+                            order.find("small") == std::string::npos;
+    ExpectEqual("SELECT " + std::string(isDistinct ? "DISTINCT " : "") + list + " FROM t" + where +
+                order + limit);
+  }
+  // Over groups, too.
+  for (const char* const sql : {
+           "SELECT s, COUNT(*), SUM(COUNT(*)) OVER (ROWS UNBOUNDED PRECEDING) * 2 FROM t GROUP BY "
+           "s",
+           "SELECT s, SUM(small), RANK() OVER (ORDER BY SUM(small)) + 1 FROM t GROUP BY s",
+           "SELECT w, MAX(i), MAX(i) - SUM(MAX(i)) OVER (ROWS 3 PRECEDING) FROM t GROUP BY w "
+           "ORDER BY 3, 1",
+           "SELECT DISTINCT SUM(COUNT(*)) OVER () / 2 FROM t GROUP BY i",
+           "SELECT w, 1 / (SUM(COUNT(*)) OVER (ROWS UNBOUNDED PRECEDING) - 40) FROM t GROUP BY w",
+           "SELECT i, 100 / (SUM(small) OVER (ROWS UNBOUNDED PRECEDING) - 100) FROM t LIMIT 300",
+       }) {
+    ExpectEqual(sql);
+  }
+}
+
 /// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
 TEST_F(Batches, SortManyRowsAsRowsDo) {
   std::string text = "id,few,many,skewed,near,wide,amount,day,word,z\n";

@@ -114,6 +114,10 @@ void QueryRun::BindOutputs() {
   if (windows_ && windows_->CanTakeBatches()) {
     std::vector<FieldWriter*> readers;
     for (FieldWriter& output : outputs_) readers.push_back(&output);
+    for (WindowRun& window : windows_->GetWindows()) {
+      if (!window.IsImmediate()) continue;
+      for (FieldWriter& input : window.GetInputs()) readers.push_back(&input);
+    }
     lookup_.emplace(*scan_.GetTable(), scan_.GetColumns(), source_, readers);
   }
   if (plan_.distinct) {

@@ -247,14 +247,10 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
                          threads_);
   }
   const auto keyAt = [&](uint64 place) { return words[place] >> packing.rowBits; };
-  if (mostTies < count) {
-    uint64 ties = 0;
-    for (uint64 i = 1; i < count; ++i) ties += keyAt(i) == keyAt(i - 1);
-    if (ties > mostTies) return false;
-  }
   const Word rowMask = (Word{1} << packing.rowBits) - 1;
   order_.resize(count);
   for (uint64 i = 0; i < count; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
+  if (mostTies < count && EstimateUndecided(packing, keyAt) > mostTies) return false;
   if (leavesTies) {
     for (uint64 from = 0; from < count;) {
       uint64 to = from + 1;
@@ -273,9 +269,29 @@ void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
   if (to - from >= kLeastByTexts && keys_[firstKey].words.HasByteTexts()) {
     return SortByTexts(from, to, firstKey);
   }
-  const auto begin = order_.begin();
-  std::sort(begin + static_cast<std::ptrdiff_t>(from), begin + static_cast<std::ptrdiff_t>(to),
-            [&](uint32 a, uint32 b) { return ComesFirst(a, b, firstKey); });
+  const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(from);
+  const auto end = order_.begin() + static_cast<std::ptrdiff_t>(to);
+  const auto comesFirst = [&](uint32 a, uint32 b) { return ComesFirst(a, b, firstKey); };
+  // Equal rows are.
+  if (!std::is_sorted(begin, end, comesFirst)) std::sort(begin, end, comesFirst);
+}
+
+template <class KeyAt>
+uint64 SortedRows::EstimateUndecided(const Packing& packing, KeyAt keyAt) {
+  constexpr uint64 kSample = 1024;
+  const uint64 count = order_.size();
+  uint64 ties = 0;
+  for (uint64 i = 1; i < count; ++i) ties += keyAt(i) == keyAt(i - 1);
+  const uint64 step = ties / kSample + 1;
+  uint64 compared = 0;
+  uint64 different = 0;
+  uint64 tie = 0;
+  for (uint64 i = 1; i < count; ++i) {
+    if (keyAt(i) != keyAt(i - 1) || tie++ % step != 0) continue;
+    ++compared;
+    different += Compare(packing.decided, keys_.size(), order_[i - 1], order_[i]) != 0;
+  }
+  return compared == 0 ? 0 : ties * different / compared;
 }
 
 void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {

@@ -54,6 +54,8 @@ class SortedRows {
   /// Gives all memory back. Begin starts again.
   void Release();
 
+  /// The most rows that there can be.
+  uint64 GetMostRows() const { return mostRows_; }
   uint64 GetCount() const { return order_.size(); }
   /// The row at a place: its number (from 0) in the table, and which of those added it is, with a
   /// limit of those that were kept.
@@ -80,6 +82,9 @@ class SortedRows {
   uint64 CountKeptRows() const;
   /// Whether the words of nearly all rows leave the order to texts that take long to compare.
   bool AreMostlyTied() const;
+  /// Of the places whose words tie with those before them, about how many have other keys.
+  template <class KeyAt>
+  uint64 EstimateUndecided(const Packing& packing, KeyAt keyAt);
   void ReleaseKeys();
   /// Leaves of rows, whose first keys were added, those that may be among the wanted ones.
   void SelectCandidates(BatchRows& rows, uint64 firstRow);

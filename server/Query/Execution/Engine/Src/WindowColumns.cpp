@@ -3,13 +3,16 @@
 #include <algorithm>
 
 #include "TableBatch.h"
-#include "Utility/CopyRecord.h"
+#include "Utility/FixedWidths.h"
 
 namespace sqxer {
 namespace {
 
 /// Row records up to this size are copied until the batch is complete.
 constexpr uint32 kMostCopiedBytes = 128;
+
+/// What texts of rows that nobody wants are.
+alignas(64) constexpr uint8 kNoCharacters[64] = {};
 
 }  // namespace
 
@@ -20,50 +23,70 @@ WindowColumns::WindowColumns(const std::vector<Field>& fields, const WorkRecord&
       areGroupsAlike_(areGroupsAlike),
       isKept_(!row.GetPacker().IsPacking() && row.GetSize() <= kMostCopiedBytes) {
   for (const auto& [isOfGroup, field] : fields) {
-    const WorkRecord& record = isOfGroup ? group : row;
-    columns_.push_back({ColumnAppender::Make(record.GetField(field)), isOfGroup, {}});
+    Column& column = columns_.emplace_back();
+    column.appender = ColumnAppender::Make((isOfGroup ? group : row).GetField(field));
+    column.isOfGroup = isOfGroup;
+    areTakenLate_ = areTakenLate_ && (isOfGroup ? areGroupsAlike : isKept_);
   }
   if (isKept_) copies_.resize(std::size_t{kMostBatchRows} * row.GetSize());
-  groups_.fill(group.GetData());
 }
 
-void WindowColumns::AddCurrent(uint32 row) {
-  const uint8* record = row_.GetData();
-  if (isKept_) {
-    uint8* const copy = copies_.data() + std::size_t{row} * row_.GetSize();
-    CopyRecord(copy, record, row_.GetSize());
-    record = copy;
-  }
-  Add(row, record);
-}
-
-void WindowColumns::Add(uint32 row, const uint8* record) {
-  // Rows that nobody wants have something that can be read.
-  const uint32 rows = row + 1 - added_;
-  const uint8** const records = records_.data() + added_;
-  std::fill_n(records, rows, record);
-  added_ = row + 1;
+void WindowColumns::Append(const uint8* record) {
+  const uint8* const group = group_.GetData();
   for (const Column& column : columns_) {
-    if (IsTakenLate(column)) continue;
-    column.appender->AppendRecords(column.isOfGroup ? groups_.data() : records, rows);
+    if (column.isOfGroup && !areGroupsAlike_) column.appender->AppendRecords(&group, 1);
+    if (!column.isOfGroup && !isKept_) column.appender->AppendRecords(&record, 1);
   }
 }
 
-void WindowColumns::End(uint32 count, std::span<BatchVector> vectors) {
-  if (added_ < count) Add(count - 1, records_[added_ - 1]);
+void WindowColumns::End(const BatchRows& rows, std::span<BatchVector> vectors) {
+  const uint8* const group = group_.GetData();
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    auto& [appender, isOfGroup, values] = columns_[i];
-    const bool isConstant = isOfGroup && areGroupsAlike_;
+    Column& column = columns_[i];
+    const bool isConstant = IsConstant(column);
     if (isConstant) {
-      appender->AppendRecords(groups_.data(), 1);
-    } else if (!isOfGroup && isKept_) {
-      appender->AppendRecords(records_.data(), count);
+      column.appender->AppendRecords(&group, 1);
+    } else if (!column.isOfGroup && isKept_) {
+      column.appender->AppendRecords(records_.data(), added_);
     }
-    values = appender->Take();
-    vectors[i] = ViewOf(values, 0);
-    vectors[i].validity = values.validity;
+    column.values = column.appender->Take();
+    vectors[i] = ViewOf(column.values, 0);
+    vectors[i].validity = column.values.validity;
     vectors[i].isConstant = isConstant;
+    if (!isConstant && rows.selected != nullptr) Spread(column, rows, vectors[i]);
   }
+}
+
+void WindowColumns::Spread(Column& column, const BatchRows& rows, BatchVector& vector) {
+  const BatchVector added = vector;
+  uint32 from = 0;
+  if (IsTextForm(vector.form)) {
+    column.texts.assign(rows.count, {kNoCharacters, 0});
+    rows.ForEach([&](uint32 row) {
+      if (!added.IsNull(from)) column.texts[row] = added.GetText(from);
+      ++from;
+    });
+    vector.texts = column.texts.data();
+    vector.offsets = nullptr;
+  } else {
+    const uint32 width = WidthOfForm(vector.form);
+    column.spread.resize(std::size_t{kMostBatchRows} * width / sizeof(uint64));
+    auto* const to = reinterpret_cast<uint8*>(column.spread.data());
+    WithFixedWidth(width, [&](auto bytes) {
+      rows.ForEach([&](uint32 row) {
+        std::memcpy(to + row * bytes, added.values + from * bytes, bytes);
+        ++from;
+      });
+    });
+    vector.values = to;
+  }
+  if (added.validity == nullptr) return;
+  std::ranges::fill(column.validity, ~uint64{0});
+  from = 0;
+  rows.ForEach([&](uint32 row) {
+    if (added.IsNull(from++)) column.validity[row / 64] &= ~(uint64{1} << row % 64);
+  });
+  vector.validity = column.validity;
 }
 
 }  // namespace sqxer

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ColumnAppender.h"
+#include "Utility/CopyRecord.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -25,40 +26,56 @@ class WindowColumns {
 
   /// A batch begins.
   void Begin() { added_ = 0; }
-  /// The results of a row of the batch, behind those that were added, are those in a record of the
-  /// row's layout, which must stay until End, and for a result of the group in the group's record.
-  void AddKept(uint32 row, const uint8* record) { Add(row, record); }
+  /// The results of the next row are those in a record of the row's layout, which must stay until
+  /// End, and for results of the group those in the group's record.
+  void AddKept(const uint8* record) {
+    records_[added_++] = record;
+    if (!areTakenLate_) Append(record);
+  }
   /// The same with those in the row's record, which need not stay.
-  void AddCurrent(uint32 row);
-  /// No further row of the batch, which has `count`, is wanted; some was. One vector for each
+  void AddCurrent() {
+    const uint8* record = row_.GetData();
+    if (isKept_) {
+      uint8* const copy = copies_.data() + std::size_t{added_} * row_.GetSize();
+      CopyRecord(copy, record, row_.GetSize());
+      record = copy;
+    }
+    AddKept(record);
+  }
+  /// The rows that were added are the wanted ones of a batch, at least one. A vector for each
   /// result, valid until the next End.
-  void End(uint32 count, std::span<BatchVector> vectors);
+  void End(const BatchRows& rows, std::span<BatchVector> vectors);
 
  private:
   struct Column {
     std::unique_ptr<ColumnAppender> appender;
     bool isOfGroup;
+    /// Of the rows that were added.
     ColumnVector values;
+    /// Values of a batch of which not all rows are wanted.
+    std::vector<uint64> spread;
+    std::vector<BatchText> texts;
+    uint64 validity[kMostBatchWords];
   };
 
-  /// Whether the values are taken at once, in End.
-  bool IsTakenLate(const Column& column) const {
-    return column.isOfGroup ? areGroupsAlike_ : isKept_;
-  }
-  void Add(uint32 row, const uint8* record);
+  bool IsConstant(const Column& column) const { return column.isOfGroup && areGroupsAlike_; }
+  /// The values that are taken row by row.
+  void Append(const uint8* record);
+  static void Spread(Column& column, const BatchRows& rows, BatchVector& vector);
 
   const WorkRecord& row_;
   const WorkRecord& group_;
   const bool areGroupsAlike_;
   /// Row records stay until End.
   const bool isKept_;
+  /// All values are taken in End.
+  bool areTakenLate_ = true;
   std::vector<Column> columns_;
   /// Copies of row records that do not stay by themselves.
   std::vector<uint8> copies_;
+  /// Of the rows that were added.
+  std::array<const uint8*, kMostBatchRows> records_;
   uint32 added_ = 0;
-  /// For each row of the batch.
-  std::array<const uint8*, kMostBatchRows> records_{};
-  std::array<const uint8*, kMostBatchRows> groups_{};
 };
 
 }  // namespace sqxer

@@ -1,6 +1,7 @@
 #include "WindowRun.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "RecordKeys.h"
@@ -73,7 +74,11 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
   inputs_ = BindAll(plan.inputs, source, input_);
-  for (std::size_t i = 0; i < inputs_.size(); ++i) inputFields_.emplace_back(input_, i);
+  for (std::size_t i = 0; i < inputs_.size(); ++i) {
+    inputFields_.emplace_back(input_, i);
+    evaluated_.push_back(i);
+  }
+  inputVectors_.resize(inputs_.size());
 }
 
 void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {
@@ -94,12 +99,29 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
   keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptBytes;
   rowOrder_.emplace(keys, partitionKeys, table, columns);
   const uint64 bytes = rowOrder_->CountBytes() + CountKeptBytes(table.rowCount);
-  if (bytes > SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_)) {
+  const uint64 memory = SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_);
+  if (bytes > memory) {
     rowOrder_.reset();
     return;
   }
-  lateInputs_.emplace(table, columns, source_, inputs_, input_,
-                      [this](std::size_t input) { return functions_.Reads(input); });
+  // Columns alone are found as fast as what was kept of them.
+  const auto isComputed = [this](std::size_t input) {
+    return inputs_[input].GetTree().CountOperands() > 0;
+  };
+  keepsInputs_ = !ranksByTies_ && !input_.GetPacker().IsPacking() &&
+                 input_.GetSize() <= kMostKeptBytes &&
+                 bytes + table.rowCount * input_.GetSize() <= memory &&
+                 std::ranges::any_of(evaluated_, [&](std::size_t input) {
+                   return functions_.Reads(input) && isComputed(input);
+                 });
+  if (keepsInputs_) {
+    std::erase_if(evaluated_, [&](std::size_t input) {
+      return !functions_.Reads(input) && !isComputed(input);
+    });
+  } else {
+    lateInputs_.emplace(table, columns, source_, inputs_, input_,
+                        [this](std::size_t input) { return functions_.Reads(input); });
+  }
   canTakeBatches_ = true;
 }
 
@@ -114,7 +136,11 @@ void WindowRun::Begin(bool byBatches) {
   sortedResults_.reset();
   sortedRows_.reset();
   if (!IsSorted()) return;
-  if (byBatches) return rowOrder_->Begin();
+  keptInputs_ = {};
+  if (byBatches) {
+    if (keepsInputs_) keptInputs_.reserve(rowOrder_->GetMostRows() * input_.GetSize());
+    return rowOrder_->Begin();
+  }
   // What batches have left that were given up.
   if (rowOrder_) rowOrder_->Release();
   sortedRows_.emplace(input_.GetSize(), timer_, false, true);
@@ -147,28 +173,63 @@ void WindowRun::Add(uint64 row) {
 }
 
 bool WindowRun::AddBatch(const BatchRows& rows, uint64 firstRow) {
-  if (IsSorted()) return lateInputs_->Admit(rows) && rowOrder_->Add(rows, firstRow);
-  const bool areEvaluated = EvaluateInputs(rows);
-  rows.ForEach([&](uint32 row) { TakeOfBatch(rows, row, firstRow + row + 1, areEvaluated); });
-  return true;
+  if (!IsSorted()) {
+    const bool areEvaluated = EvaluateInputs(rows);
+    rows.ForEach([&](uint32 row) { TakeOfBatch(rows, row, firstRow + row + 1, areEvaluated); });
+    return true;
+  }
+  if (!(keepsInputs_ ? EvaluateInputs(rows) : lateInputs_->Admit(rows))) return false;
+  // Before the order evaluates some of them again.
+  if (keepsInputs_) KeepInputs(rows, firstRow);
+  return rowOrder_->Add(rows, firstRow);
 }
 
 bool WindowRun::EvaluateInputs(const BatchRows& rows) {
   try {
-    if (!EvaluateTrees(inputs_, rows, inputVectors_)) return false;
+    return std::ranges::all_of(evaluated_, [&](std::size_t input) {
+      BatchVector& vector = inputVectors_[input];
+      return EvaluateBatch(inputs_[input].GetTree(), rows, vector) &&
+             inputFields_[input].Use(vector, rows);
+    });
   } catch (const ErrorMessage&) {
     // The rows tell it.
     return false;
   }
-  for (std::size_t i = 0; i < inputs_.size(); ++i) {
-    if (!inputFields_[i].Use(inputVectors_[i], rows)) return false;
+}
+
+void WindowRun::KeepInputs(const BatchRows& rows, uint64 firstRow) {
+  const std::size_t bytes = input_.GetSize();
+  std::size_t to = keptInputs_.size();
+  keptInputs_.resize(to + rows.GetWanted() * bytes);
+  rows.ForEach([&](uint32 row) {
+    for (const std::size_t input : evaluated_) inputFields_[input].Write(row);
+    SetNumber(firstRow + row + 1);
+    CopyRecord(keptInputs_.data() + to, input_.GetData(), bytes);
+    to += bytes;
+  });
+}
+
+template <class Use>
+void WindowRun::ForEachInput(Use&& use) {
+  if (!keepsInputs_) {
+    return lateInputs_->ForEach(*rowOrder_, [&](uint64 place) {
+      SetNumber(rowOrder_->GetRow(place) + 1);
+      use(place);
+      return true;
+    });
   }
-  return true;
+  const uint64 count = rowOrder_->GetCount();
+  for (uint64 place = 0; place < count; ++place) {
+    const uint64 ahead = std::min(place + kPlacesAhead, count - 1);
+    Prefetch(KeptInput(rowOrder_->GetOrdinal(ahead)));
+    CopyRecord(input_.GetData(), KeptInput(rowOrder_->GetOrdinal(place)), input_.GetSize());
+    use(place);
+  }
 }
 
 void WindowRun::TakeOfBatch(const BatchRows& rows, uint32 batchRow, uint64 row, bool areEvaluated) {
   if (areEvaluated) {
-    for (BatchField& field : inputFields_) field.Write(batchRow);
+    for (const std::size_t input : evaluated_) inputFields_[input].Write(batchRow);
     SetNumber(row);
   } else {
     rows.source->FillRow(batchRow);
@@ -202,47 +263,50 @@ void WindowRun::NextResults() {
     const bool isThere = sortedResults_->GetRecord(results_.GetRow().GetData());
     XE_ASSERT(isThere);
   } else if (SortsNumbers()) {
-    CopyRecord(results_.GetRow().GetData(), keptResults_.data() + returned_++ * resultBytes_,
-               resultBytes_);
+    CopyRecord(results_.GetRow().GetData(), KeptResult(returned_++), resultBytes_);
   } else {
     OutputWaiting();
   }
 }
 
 void WindowRun::WriteResultsOf(uint64 ordinal) {
-  CopyRecord(results_.GetRow().GetData(), keptResults_.data() + ordinal * resultBytes_,
-             resultBytes_);
+  CopyRecord(results_.GetRow().GetData(), KeptResult(ordinal), resultBytes_);
   results_.WriteToSource();
 }
 
-uint32 WindowRun::ReadBatch(const BatchRows& rows, uint64 firstRow, std::span<BatchVector> vectors,
-                            std::exception_ptr& error) {
+void WindowRun::ReadBatch(BatchRows& rows, uint64 firstRow, std::span<BatchVector> vectors,
+                          std::exception_ptr& error) {
   const uint32 wanted = rows.GetWanted();
   uint32 read = 0;
   columns_->Begin();
   if (SortsNumbers() && KeepsAllResults()) {
-    for (; read < wanted; ++read) {
-      columns_->AddKept(rows.GetRow(read), keptResults_.data() + returned_++ * resultBytes_);
-    }
+    for (; read < wanted; ++read) columns_->AddKept(KeptResult(returned_++));
   } else {
     const bool areEvaluated = IsImmediate() && EvaluateInputs(rows);
     try {
       for (; read < wanted; ++read) {
-        const uint32 row = rows.GetRow(read);
         if (IsImmediate()) {
+          const uint32 row = rows.GetRow(read);
           TakeOfBatch(rows, row, firstRow + row, areEvaluated);
         } else {
           NextResults();
           results_.ReadGroup();
         }
-        columns_->AddCurrent(row);
+        columns_->AddCurrent();
       }
     } catch (...) {
       error = std::current_exception();
     }
   }
-  if (read > 0) columns_->End(rows.count, vectors);
-  return read;
+  if (read < wanted) {
+    if (rows.selected == nullptr) {
+      readRows_.resize(rows.count);
+      std::iota(readRows_.begin(), readRows_.end(), uint16{0});
+      rows.selected = readRows_.data();
+    }
+    rows.selectedCount = read;
+  }
+  if (read > 0) columns_->End(rows, vectors);
 }
 
 uint64 WindowRun::ErrorRow(const uint8* number) const {
@@ -272,8 +336,8 @@ void WindowRun::KeepResult() {
     sortedResults_->SortRecord(row);
   } else if (SortsNumbers()) {
     const uint64 ahead = std::min(place_ + kPlacesAhead, rowOrder_->GetCount() - 1);
-    Prefetch(KeptResult(ahead));
-    CopyRecord(KeptResult(place_++), row, resultBytes_);
+    Prefetch(KeptResult(rowOrder_->GetOrdinal(ahead)));
+    CopyRecord(KeptResult(rowOrder_->GetOrdinal(place_++)), row, resultBytes_);
   }
 }
 
@@ -308,16 +372,15 @@ void WindowRun::ComputeByNumber(ProgressMeter& meter) {
   if (ranksByTies_) {
     RankByNumber(meter);
   } else {
-    lateInputs_->ForEach(*rowOrder_, [&](uint64 place) {
+    ForEachInput([&](uint64 place) {
       meter.Step();
       if (isOpen_ && rowOrder_->GetStart(place) == SortedRows::kNewGroup) SortGroup();
-      SetNumber(rowOrder_->GetRow(place) + 1);
       Take(input_.GetData());
-      return true;
     });
     if (isOpen_) SortGroup();
   }
   rowOrder_->Release();
+  keptInputs_ = {};
   if (sortedResults_) sortedResults_->EndInput();
   results_.EndInput();
 }

@@ -25,8 +25,9 @@ namespace sqxer {
 /// the functions themselves hold. Ranks alone take their rows in ranking order.
 ///
 /// Rows of a table in memory can be taken in by batches: then their numbers are sorted, what the
-/// functions read of a row is looked up, and small results wait side by side. Results are given
-/// back by batches, too, where the window is immediate or has taken its rows in so.
+/// functions read is evaluated for the batch and kept, or looked up where it is not small, and
+/// small results wait side by side. Results are given back by batches, too, where the window is
+/// immediate or has taken its rows in so.
 class WindowRun {
  public:
   /// Takes over the trees of the plan's inputs, binds them to `source`, and writes results to the
@@ -77,10 +78,10 @@ class WindowRun {
   /// Results come by batches from now on, if they do.
   void PrepareColumns() { columns_ = results_.MakeColumns(); }
   /// Makes vectors of the results of the wanted rows of a batch, whose first row has a number (from
-  /// 1): those rows are next, and some are wanted. Returns for how many there are results; if these
+  /// 1): those rows are next, and some are wanted. Leaves of them those that have results; if these
   /// are not all, `error` is that of the row behind them.
-  uint32 ReadBatch(const BatchRows& rows, uint64 firstRow, std::span<BatchVector> vectors,
-                   std::exception_ptr& error);
+  void ReadBatch(BatchRows& rows, uint64 firstRow, std::span<BatchVector> vectors,
+                 std::exception_ptr& error);
 
   // For EXPLAIN.
   const PlanWindow& GetPlan() const { return plan_; }
@@ -92,14 +93,21 @@ class WindowRun {
   const std::vector<PlanSortKey>& GetOrder() const {
     return ranking_.empty() ? plan_.order : ranking_;
   }
-  /// The result of the row at a place of the order.
-  uint8* KeptResult(uint64 place) {
-    return keptResults_.data() + uint64{rowOrder_->GetOrdinal(place)} * resultBytes_;
+  /// Of a row, the `ordinal`-th that was taken in.
+  uint8* KeptResult(uint64 ordinal) { return keptResults_.data() + ordinal * resultBytes_; }
+  const uint8* KeptInput(uint64 ordinal) const {
+    return keptInputs_.data() + ordinal * input_.GetSize();
   }
   bool SortsNumbers() const { return byBatches_ && IsSorted(); }
   void ReadInputs(uint64 row);
-  /// All inputs of a batch's rows; false where they are to be evaluated row by row.
+  /// Inputs of a batch's rows; false where they are to be evaluated row by row.
   bool EvaluateInputs(const BatchRows& rows);
+  /// Adds the inputs that were evaluated.
+  void KeepInputs(const BatchRows& rows, uint64 firstRow);
+  /// Puts the inputs of one row after the other into their record, in the order of the keys, and
+  /// calls use(place).
+  template <class Use>
+  void ForEachInput(Use&& use);
   /// Takes in a row of the batch, by its number.
   void TakeOfBatch(const BatchRows& rows, uint32 batchRow, uint64 row, bool areEvaluated);
   /// Puts the results of the next row that was taken in into its record.
@@ -140,6 +148,7 @@ class WindowRun {
   std::vector<FieldWriter> inputs_;
   std::vector<BatchField> inputFields_;
   std::vector<BatchVector> inputVectors_;
+  std::vector<uint16> readRows_;
 
   std::optional<SqrtSorter> sortedRows_;
   std::optional<SqrtSorter> sortedResults_;
@@ -148,6 +157,12 @@ class WindowRun {
   std::unique_ptr<WindowColumns> columns_;
   bool canTakeBatches_ = false;
   bool byBatches_ = false;
+  /// By batches: what the functions read of all rows, in the order of the source, where it is
+  /// small; else it is looked up.
+  bool keepsInputs_ = false;
+  RowArray<uint8> keptInputs_;
+  /// Which inputs are evaluated for batches: those that functions read, and those that can fail.
+  std::vector<std::size_t> evaluated_;
   /// By batches: the results of all rows, where they are small, in the order of the source; the
   /// place in the order of the next one, and the row that is returned next.
   bool keepsResults_ = false;

@@ -1,7 +1,6 @@
 #include "WindowSet.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace sqxer {
 
@@ -104,19 +103,10 @@ void WindowSet::ReadBatch(BatchRows& rows, uint64 firstRow, std::exception_ptr& 
   std::size_t result = 0;
   for (WindowRun& window : windows_) {
     const std::size_t count = window.CountResults();
-    const uint32 wanted = rows.GetWanted();
-    const uint32 read =
-        window.ReadBatch(rows, firstRow, std::span(vectors_).subspan(result, count), error);
+    // After an error the windows before this one have gone further than it; theirs come later.
+    window.ReadBatch(rows, firstRow, std::span(vectors_).subspan(result, count), error);
+    if (rows.GetWanted() == 0) return;
     result += count;
-    if (read == wanted) continue;
-    // The windows before this one have gone further, but their errors come later.
-    if (rows.selected == nullptr) {
-      readRows_.resize(rows.count);
-      std::iota(readRows_.begin(), readRows_.end(), uint16{0});
-      rows.selected = readRows_.data();
-    }
-    rows.selectedCount = read;
-    if (read == 0) return;
   }
 }
 

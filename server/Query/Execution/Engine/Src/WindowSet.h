@@ -73,7 +73,6 @@ class WindowSet {
   RowNumbers rowNumbers_;
   uint64 returned_ = 0;
   std::vector<BatchVector> vectors_;
-  std::vector<uint16> readRows_;
 };
 
 }  // namespace sqxer
