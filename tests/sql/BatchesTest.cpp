@@ -794,7 +794,7 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
 
 /// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
 TEST_F(Batches, SortManyRowsAsRowsDo) {
-  std::string text = "id,few,many,skewed,near,wide,amount,day,word,z\n";
+  std::string text = "id,few,many,skewed,near,wide,amount,day,word,z,price\n";
   constexpr int kManyRows = 30'000;
   for (int row = 0; row < kManyRows; ++row) {
     const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
@@ -809,7 +809,9 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
                    std::to_string(1 + random_() % 9) + "-11") +
             ",";
     text += orNull("the same beginning of " + number(900) + (random_() % 2 == 0 ? " " : "")) + ",";
-    text += "2001-01-01 0" + number(10) + ":00:00." + number(1'000'000) + "\n";
+    text += "2001-01-01 0" + number(10) + ":00:00." + number(1'000'000) + ",";
+    // Several rows each, in more bits than a word has room for.
+    text += orNull(number(40) + "." + number(100) + "e0") + "\n";
   }
   folder_.Write("many.csv", text);
   const std::vector<std::string> orders = {
@@ -826,6 +828,9 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
       "many",
       "near DESC, wide, amount",
       "id DESC",
+      "price",
+      "few, price DESC NULLS FIRST",
+      "price DESC, near",
   };
   for (const std::string& order : orders) {
     RowScan::SetBatchRows(kMostBatchRows);

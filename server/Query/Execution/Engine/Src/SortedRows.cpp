@@ -16,6 +16,8 @@ constexpr uint64 kLeastDropped = 4096;
 
 /// Ties that are looked into cost less than wider words as long as they are as rare as this.
 constexpr uint64 kLeastPerTie = 16;
+/// How many places ahead words are fetched.
+constexpr uint64 kPlacesAhead = 16;
 /// Of so many ties each text is looked up once.
 constexpr uint64 kLeastByTexts = 16;
 
@@ -251,16 +253,32 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
   order_.resize(count);
   for (uint64 i = 0; i < count; ++i) order_[i] = static_cast<uint32>(words[i] & rowMask);
   if (mostTies < count && EstimateUndecided(packing, keyAt) > mostTies) return false;
-  if (leavesTies) {
-    for (uint64 from = 0; from < count;) {
-      uint64 to = from + 1;
-      while (to < count && keyAt(to) == keyAt(from)) ++to;
-      SortTies(from, to, packing.decided);
-      from = to;
+  const bool isOneLeft =
+      packing.decided + 1 == keys_.size() && keys_[packing.decided].words.IsExact();
+  RowArray<uint64> left;
+  if (isOneLeft) left.resize(count);
+  const auto readLeft = [&](uint64 from, uint64 to) {
+    KeyWords& key = keys_[packing.decided].words;
+    for (uint64 i = from; i < to; ++i) {
+      Prefetch(key.From(order_[std::min(i + kPlacesAhead, count - 1)]));
+      left[i] = key.Get(order_[i]);
     }
+  };
+  if (isOneLeft) readLeft(0, count);
+  for (uint64 from = 0; leavesTies && from < count;) {
+    uint64 to = from + 1;
+    bool areEqual = isOneLeft;
+    for (; to < count && keyAt(to) == keyAt(from); ++to) {
+      areEqual = areEqual && left[to] == left[from];
+    }
+    if (!areEqual) {
+      SortTies(from, to, packing.decided);
+      if (isOneLeft) readLeft(from, to);
+    }
+    from = to;
   }
   if (limit_ != 0) order_.resize(std::min(count, limit_));
-  if (groupKeys_) NoteStarts(packing, keyAt);
+  if (groupKeys_) NoteStarts(packing, left, keyAt);
   return true;
 }
 
@@ -272,7 +290,7 @@ void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
   const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(from);
   const auto end = order_.begin() + static_cast<std::ptrdiff_t>(to);
   const auto comesFirst = [&](uint32 a, uint32 b) { return ComesFirst(a, b, firstKey); };
-  // Equal rows are.
+  // Those of equal rows are in order.
   if (!std::is_sorted(begin, end, comesFirst)) std::sort(begin, end, comesFirst);
 }
 
@@ -320,7 +338,7 @@ void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {
 }
 
 template <class KeyAt>
-void SortedRows::NoteStarts(const Packing& packing, KeyAt keyAt) {
+void SortedRows::NoteStarts(const Packing& packing, const RowArray<uint64>& left, KeyAt keyAt) {
   const std::size_t all = keys_.size();
   const std::size_t decided = packing.decided;
   // Behind the keys of groups so many bits of the words are left.
@@ -337,7 +355,9 @@ void SortedRows::NoteStarts(const Packing& packing, KeyAt keyAt) {
     const auto before = keyAt(place - 1);
     const auto key = keyAt(place);
     const auto differs = [&](std::size_t endKey) {
-      return decided < endKey && Compare(decided, endKey, order_[place - 1], order_[place]) != 0;
+      if (decided >= endKey) return false;
+      if (!left.empty()) return left[place - 1] != left[place];
+      return Compare(decided, endKey, order_[place - 1], order_[place]) != 0;
     };
     const bool isNewGroup = before >> otherBits != key >> otherBits || differs(*groupKeys_);
     const bool isNewPeer = before != key || differs(all);

@@ -97,8 +97,9 @@ class SortedRows {
   void SortTies(uint64 from, uint64 to, std::size_t firstKey);
   /// By a key of byte texts, then by those behind it.
   void SortByTexts(uint64 from, uint64 to, std::size_t key);
+  /// `left`: where one key decides between places whose words tie, its words in the order.
   template <class KeyAt>
-  void NoteStarts(const Packing& packing, KeyAt keyAt);
+  void NoteStarts(const Packing& packing, const RowArray<uint64>& left, KeyAt keyAt);
   int Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint32 b);
   bool ComesFirst(uint32 a, uint32 b, std::size_t firstKey);
 
