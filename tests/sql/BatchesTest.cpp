@@ -37,6 +37,19 @@ const std::vector<TestColumn> kColumns = {
     {"e", "double", {"0.5", "1", "2", "4", "100"}},
     {"n", "numeric", {"0", "1.50", "-2.25", "", "99999999999999.99", "0.001", "12"}},
     {"m", "numeric", {"1", "2.5", "1e30", "", "-7", "1234567890123456789012345678.25"}},
+    // Beyond 64 bits at one scale; then of scales and sizes that nothing but decimals hold.
+    {"k",
+     "numeric",
+     {"100000000000000000", "-99999999999999999.99", "", "9223372036854775807.5",
+      "12345678901234567890123456.75", "-0.25", "0"}},
+    {"l",
+     "numeric",
+     {"99999999999999999999999999999999999999", "-99999999999999999999999999999999999999", "",
+      "10000000000000000000000000000000000000", "9223372036854775808", "-9223372036854775808", "1"}},
+    {"g",
+     "numeric",
+     {"1e-38", "-3.3e-20", "", "99999999999999999999999999999999999999", "1e60", "-1e60", "0.5",
+      "1e-90", "7e89", "12"}},
     {"s",
      "varchar(12)",
      {"abc", "ABC ", "", "\"\"", "a%b_c",
@@ -196,8 +209,8 @@ std::string WithColumns(const std::string& example, std::mt19937& random) {
     if (first == 'D') return one({"day", "far", "day"});
     if (first == 'T') return one({"z", "h"});
     if (first == '\'') return one({"s", "c", "w", "s", "v", "x"});
-    if (text.find('.') != text.npos) return one({"d", "n", "e", "m"});
-    return one({"i", "small", "small", "j", "u", "n", "e"});
+    if (text.find('.') != text.npos) return one({"d", "n", "e", "m", "k", "n", "g"});
+    return one({"i", "small", "small", "j", "u", "n", "e", "k", "l"});
   };
   std::string out;
   std::sregex_iterator at(example.begin(), example.end(), literal);
@@ -263,7 +276,8 @@ std::string Aggregates(const std::string& value, const std::string& other, std::
                                                  "COUNT(DISTINCT far)",
                                                  "RANGE(#)",
                                                  "AVG_ALL(#)"};
-  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d", "e", "n", "m"};
+  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d", "e", "n",
+                                                   "m", "k", "l", "g", "n * k", "n * n"};
   std::string list;
   for (unsigned left = 1 + random() % 5; left > 0; --left) {
     std::string text = forms[random() % forms.size()];
@@ -300,6 +314,9 @@ TEST_F(Batches, GiveWhatRowsGive) {
       Members(),
       "COALESCE(i, small) < 3",
       "w LIKE '%special%'",
+      "k > 0 AND m < 1e28",
+      "l BETWEEN -9223372036854775808 AND 1e37 OR g < 0.01",
+      "k IN (0, -0.25, 12345678901234567890123456.75) OR NULLIF(l, 1) > m",
   };
   for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
     // Most times some groups find no room.
@@ -318,11 +335,13 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
     const std::string keys = Pick<std::string>(
         {"s", "c", "small", "w", "d",   "n", "day, b", "i, s", "i",        "j",         "far", "h",
-         "z", "i", "j",     "u", "far", "h", "z",      value,  "small, i", "j, b, day", "u, t"});
+         "z", "i", "j",     "u", "far", "h", "z",      value,  "small, i", "j, b, day", "u, t", "k",
+         "l, small", "m", "k * n"});
     // Trees that stand in several places, some of which ask for fewer rows than others.
     const std::string same =
         Pick<std::string>({"i / small", "n * small + 1", "sqrt(e) - d", "m * n", "-i * j",
-                           "year(day)", "CAST(u AS numeric) * 3"});
+                           "year(day)", "CAST(u AS numeric) * 3",
+                           "k * n", "-k + m", "l - k", "ABS(l)", "m * m", "g * 2", "k * 1000 - n"});
     const std::string orSame = where.empty() ? "" : where + " OR " + same + " > 2";
     switch (random_() % 12) {
       case 10:

@@ -116,7 +116,7 @@ ColumnVector ShareArrowValues(const ArrowView& view, const ArrowReading& reading
   const uint64 width = WidthOfForm(form);
   vector.values =
       parts.Share(view.GetBuffer(1) + view.first * width, view.rows * width,
-                  (view.end - view.first - view.rows) * width, std::min(width, uint64{8}));
+                  (view.end - view.first - view.rows) * width, std::min(width, uint64{alignof(int128)}));
   parts.Finish(view, vector);
   return vector;
 }
