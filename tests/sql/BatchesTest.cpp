@@ -45,7 +45,8 @@ const std::vector<TestColumn> kColumns = {
     {"l",
      "numeric",
      {"99999999999999999999999999999999999999", "-99999999999999999999999999999999999999", "",
-      "10000000000000000000000000000000000000", "9223372036854775808", "-9223372036854775808", "1"}},
+      "10000000000000000000000000000000000000", "9223372036854775808", "-9223372036854775808",
+      "1"}},
     {"g",
      "numeric",
      {"1e-38", "-3.3e-20", "", "99999999999999999999999999999999999999", "1e60", "-1e60", "0.5",
@@ -276,8 +277,8 @@ std::string Aggregates(const std::string& value, const std::string& other, std::
                                                  "COUNT(DISTINCT far)",
                                                  "RANGE(#)",
                                                  "AVG_ALL(#)"};
-  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d", "e", "n",
-                                                   "m", "k", "l", "g", "n * k", "n * n"};
+  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d",     "e",    "n",
+                                                   "m", "k",     "l", "g", "n * k", "n * n"};
   std::string list;
   for (unsigned left = 1 + random() % 5; left > 0; --left) {
     std::string text = forms[random() % forms.size()];
@@ -334,14 +335,14 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
     const std::string keys = Pick<std::string>(
-        {"s", "c", "small", "w", "d",   "n", "day, b", "i, s", "i",        "j",         "far", "h",
-         "z", "i", "j",     "u", "far", "h", "z",      value,  "small, i", "j, b, day", "u, t", "k",
-         "l, small", "m", "k * n"});
+        {"s", "c",   "small",    "w",         "d",    "n", "day, b",   "i, s", "i",
+         "j", "far", "h",        "z",         "i",    "j", "u",        "far",  "h",
+         "z", value, "small, i", "j, b, day", "u, t", "k", "l, small", "m",    "k * n"});
     // Trees that stand in several places, some of which ask for fewer rows than others.
     const std::string same =
         Pick<std::string>({"i / small", "n * small + 1", "sqrt(e) - d", "m * n", "-i * j",
-                           "year(day)", "CAST(u AS numeric) * 3",
-                           "k * n", "-k + m", "l - k", "ABS(l)", "m * m", "g * 2", "k * 1000 - n"});
+                           "year(day)", "CAST(u AS numeric) * 3", "k * n", "-k + m", "l - k",
+                           "ABS(l)", "m * m", "g * 2", "k * 1000 - n"});
     const std::string orSame = where.empty() ? "" : where + " OR " + same + " > 2";
     switch (random_() % 12) {
       case 10:

@@ -152,9 +152,10 @@ struct ColumnBlock {
   /// Some text ends in a blank, which comparisons do not count.
   bool endsInBlank = false;
   /// `whole` (integers, days, times, decimals of the vector's scale), `wide` (kDecimal128) or
-  /// `real` (floating point) hold the least and the greatest value, `texts` (kText8) the first rows of the block, from 0,
-  /// whose texts are these: by code point, not cut, and whatever blanks end them. Not so for the
-  /// other forms, for a block of NULLs, for one with a NaN, and for dictionaries of many entries.
+  /// `real` (floating point) hold the least and the greatest value, `texts` (kText8) the first rows
+  /// of the block, from 0, whose texts are these: by code point, not cut, and whatever blanks end
+  /// them. Not so for the other forms, for a block of NULLs, for one with a NaN, and for
+  /// dictionaries of many entries.
   bool hasBounds = false;
   union {
     ColumnBounds<int64> whole = {0, 0};

@@ -107,8 +107,8 @@ ColumnVector ReadDecimals(const ArrowView& view, const ArrowReading& reading) {
     if (sizeof(Stored) == sizeof(int128) && AllValues<Stored>(view, fits128)) {
       return ShareArrowValues(view, reading, ColumnForm::kDecimal128, scale);
     }
-    ColumnVector vector = ConvertArrowValues<Stored, int128>(
-        view, reading, ColumnForm::kDecimal128, try128, refuse);
+    ColumnVector vector =
+        ConvertArrowValues<Stored, int128>(view, reading, ColumnForm::kDecimal128, try128, refuse);
     vector.scale = static_cast<int16>(scale);
     return vector;
   }

@@ -167,7 +167,8 @@ bool AlignedDecimals<int128>::Align(const BatchVector& a, const BatchVector& b,
       const BatchRows scaled = vector.isConstant ? FirstRow(rows) : rows;
       const auto word = static_cast<int64>(factor);
       if (word == factor) {
-        MapValues(from, room, scaled, [word](T value) { return IntegerProduct::Wide(value, word); });
+        MapValues(from, room, scaled,
+                  [word](T value) { return IntegerProduct::Wide(value, word); });
       } else {
         MapValues(from, room, scaled,
                   [factor](T value) { return IntegerProduct::Wide(value, factor); });

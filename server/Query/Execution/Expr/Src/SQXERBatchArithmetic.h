@@ -78,9 +78,9 @@ std::optional<WideBounds> FindWideBounds(const WideBounds& a, const WideBounds& 
     for (const int128 y : {b.least, b.greatest}) {
       int128 result;
       if (!Op::TryWide(x, y, result)) return {};
-      bounds = bounds ? WideBounds{std::min(bounds->least, result),
-                                   std::max(bounds->greatest, result)}
-                      : WideBounds{result, result};
+      bounds = bounds
+                   ? WideBounds{std::min(bounds->least, result), std::max(bounds->greatest, result)}
+                   : WideBounds{result, result};
     }
   }
   return bounds;
@@ -114,8 +114,8 @@ bool CombineWide(const BatchVector& a, const BatchVector& b, const BatchRows& ro
     bool isDone = false;
     WithScaledType(a.form, [&]<class A>(std::type_identity<A>) {
       WithScaledType(b.form, [&]<class B>(std::type_identity<B>) {
-        isDone = combine(a.As<A>(), FindScaledBounds(a, rows), b.As<B>(),
-                         FindScaledBounds(b, rows), a.scale + b.scale);
+        isDone = combine(a.As<A>(), FindScaledBounds(a, rows), b.As<B>(), FindScaledBounds(b, rows),
+                         a.scale + b.scale);
       });
     });
     return isDone;

@@ -56,9 +56,8 @@ void BatchBranches::GatherDecimals(BatchVector& out) {
   int16 scale = 0;
   for (const Branch& branch : branches_) scale = std::max(scale, branch.values.scale);
   const std::optional<WideBounds> bounds = FindDecimalBounds(scale);
-  const bool areWords = std::ranges::all_of(branches_, [](const Branch& branch) {
-    return branch.values.form == ColumnForm::kDecimal64;
-  });
+  const bool areWords = std::ranges::all_of(
+      branches_, [](const Branch& branch) { return branch.values.form == ColumnForm::kDecimal64; });
   if (!bounds || !HaveDecimalDigits(*bounds)) {
     Gather<VelmarNumber>(ColumnForm::kNumber, out, [](const BatchVector& values, uint32 row) {
       return ReadBatchValue<VelmarNumber>(values, row);

@@ -241,10 +241,10 @@ class SumCheck {
   /// Whether a sum that was admitted all the way can be added to others like it, so many in all.
   static bool IsPart(const uint8* state, uint32 parts) {
     if constexpr (std::same_as<T, VelmarNumber>) {
-      // Sums of so few digits are exact, in whatever order their parts are added.
-      constexpr int kMostPlaces = 18;
+      // With what a batch brings them to, and added up, they have 38 digits.
       const auto number = LoadValue<VelmarNumber>(state);
-      return std::fabs(number.asDouble()) < 1e17 && number.decimalPlaces() <= kMostPlaces;
+      return std::fabs(number.asDouble()) < static_cast<float64>(kMostPart) &&
+             number.decimalPlaces() <= kMostPartPlaces;
     } else if constexpr (std::integral<T>) {
       const int128 sum = int128{LoadValue<T>(state)} * parts;
       return AreWithin<T>({sum, sum});
@@ -254,6 +254,8 @@ class SumCheck {
   }
 
  private:
+  static constexpr int64 kMostPart = 9'000'000'000'000'000'000;
+  static constexpr int kMostPartPlaces = kMostScale64;
   static constexpr float64 kMostSize = 1e300;
   static constexpr float64 kMostSum = 1e305;
 
@@ -268,6 +270,13 @@ class SumCheck {
     return least_ > -kMost && greatest_ < kMost;
   }
 
+  /// The same of what IsPart allows a sum to be.
+  bool AreSumsParts() const {
+    if (scale_ > kMostPartPlaces) return false;
+    const int128 most = int128{kMostPart} * PowerOfTen128(scale_);
+    return least_ > -most && greatest_ < most;
+  }
+
   bool AdmitsDecimals(const BatchVector& input, const BatchRows& rows) {
     sums_ = DecimalSums::kGeneral;
     if (IsScaled(input.form)) {
@@ -276,9 +285,8 @@ class SumCheck {
         sums_ = DecimalSums::k64;
         return true;
       }
-      // Whether sums of stretches are those of all rows is known of such ones alone.
       sums_ = DecimalSums::k128;
-      return areWide && parts_ == 1;
+      return areWide && (parts_ == 1 || AreSumsParts());
     }
     if (parts_ != 1) return false;
     const VelmarNumber* const values = input.As<VelmarNumber>();

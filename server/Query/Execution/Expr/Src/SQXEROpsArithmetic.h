@@ -123,8 +123,7 @@ struct IntegerProduct {
       // One multiplication of machine words, which cannot overflow.
       return int128{a} * b;
     } else {
-      return static_cast<int128>(static_cast<uint128>(int128{a}) *
-                                 static_cast<uint128>(int128{b}));
+      return static_cast<int128>(static_cast<uint128>(int128{a}) * static_cast<uint128>(int128{b}));
     }
   }
   static bool TryWide(int128 a, int128 b, int128& out) {
