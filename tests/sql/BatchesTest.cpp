@@ -422,6 +422,43 @@ TEST_F(Batches, OpenNoGroupThatWasSorted) {
   }
 }
 
+/// What aggregates hold of the groups of several threads: values as a map, as a table and at the
+/// sorter, lists of numbers; in groups that all, some or one of the threads know.
+TEST_F(Batches, MergeWhatThreadsHold) {
+  std::string text = "key,late,few,wide,n,word,s,d\n";
+  constexpr int kHeld = 6000;
+  for (int row = 0; row < kHeld; ++row) {
+    const std::string tenth = row % 10 == 3 ? "" : std::to_string(row / 7 % 50 - 20);
+    text += std::to_string(row % 7) + "," + std::to_string(row / 1500) + "," + tenth + "," +
+            (tenth.empty() ? "" : tenth + "00000000000") + "," + tenth + ".25,";
+    text += "word " + std::to_string(row * row % 701) + "," + (row % 3 == 0 ? "a" : "b") +
+            std::to_string(row / 2000) + "," + std::to_string(row * 31 % 97) + ".5e0\n";
+  }
+  folder_.Write("held.csv", text);
+  for (Session* const session : {&rows_, &batches_}) {
+    session->SetSchema("held", "d:double");
+    session->SetFileOptions({});
+  }
+  GroupParts::SetLeastRows(512);
+  for (const char* const memory : {"256MiB", "60000", "9000"}) {
+    for (Session* const session : {&rows_, &batches_}) session->Set("GroupMemory", memory);
+    for (const char* const by : {"", "key", "late", "s", "key, late"}) {
+      for (const std::string column : {"few", "wide", "n", "word", "s", "d"}) {
+        const bool isText = column == "word" || column == "s";
+        const std::string sql =
+            "SELECT COUNT(DISTINCT " + column + "), COUNT(*)" +
+            (isText ? "" : ", SUM(DISTINCT " + column + "), MEDIAN(" + column + ")") +
+            " FROM held" + (*by == 0 ? "" : std::string(" GROUP BY ") + by);
+        const std::string expected = Outcome(rows_, sql);
+        for (const uint32 threads : {2u, 3u}) {
+          batches_.SetThreads(threads);
+          ASSERT_EQ(Outcome(batches_, sql), expected) << sql << " in " << memory;
+        }
+      }
+    }
+  }
+}
+
 /// What a constant outside the bounds of a block, or at one of them, comes to.
 TEST_F(Batches, DecideComparisonsByTheBoundsOfBlocks) {
   const struct {

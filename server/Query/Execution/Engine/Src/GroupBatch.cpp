@@ -468,8 +468,8 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
 bool GroupBatch::MakesMergeableStates() const {
   return leftOver_.empty() && std::ranges::all_of(members_, [](const Member& member) {
            const Aggregate::StateMerge merge = member.aggregate->GetStateMerge();
-           return merge == Aggregate::StateMerge::kAlways ||
-                  (merge == Aggregate::StateMerge::kOfFolds && !member.goesByRows);
+           return merge != Aggregate::StateMerge::kNone &&
+                  (merge != Aggregate::StateMerge::kOfFolds || !member.goesByRows);
          });
 }
 

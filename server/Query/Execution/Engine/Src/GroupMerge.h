@@ -26,15 +26,22 @@ class GroupMerge {
   struct Member {
     Aggregate* aggregate;
     uint32 offset;
+    uint32 bytes;
+    /// Merged by MergeHeld.
+    bool isHeld;
   };
 
   bool AdmitsMerge(Group& group, Group& later) const;
+  /// The group of the keys of a later one, and with its states.
+  Group& Open(Group& later);
+  void MergeStates(Group& group, Group& later) const;
 
   GroupTable& groups_;
   const uint32 stretches_;
   std::vector<Member> members_;
   /// The group of each later one, null where it is new.
   std::vector<Group*> found_;
+  std::vector<Aggregate::StatePair> pairs_;
 };
 
 }  // namespace sqxer

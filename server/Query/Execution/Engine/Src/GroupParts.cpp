@@ -36,9 +36,9 @@ uint64 GroupParts::CountTrialRows(const TableChunk& chunk) {
 const std::vector<GroupParts::Part>& GroupParts::Group(const TableChunk& chunk, uint64 firstRow,
                                                        uint64 row) {
   if (!isTrialOver_) {
-    // Of so many keys that most rows of the trial had one of their own there are more than a
-    // stretch has rows for.
-    areGroupsMany_ = groups_->CountLive() > std::max<uint64>(*trialRows_ / 4 * 3, 1);
+    // Of so many keys, or values to be held, that most rows of the trial had one of their own there
+    // are more than a stretch has rows for.
+    areGroupsMany_ = groups_->CountMerges() > std::max<uint64>(*trialRows_ / 4 * 3, 1);
     isTrialOver_ = true;
   }
   parts_.clear();
@@ -72,7 +72,7 @@ bool GroupParts::Merge(const Part& part) {
   const bool isMerged = part.isGrouped && merge_->Take(groups);
   failures_ += !isMerged;
   areGroupsMany_ =
-      areGroupsMany_ || groups.CountLive() > (part.end - part.first) / kLeastRowsOfGroup;
+      areGroupsMany_ || groups.CountMerges() > (part.end - part.first) / kLeastRowsOfGroup;
   return isMerged;
 }
 

@@ -159,6 +159,7 @@ bool GroupRun::TakeRow(uint64 row) {
 bool GroupRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end) {
   const SettingsScope scope(settings_);
   takesBatches_ = true;
+  groups_.LimitRows(end - row);
   scan_.StartPart();
   Start();
   scan_.EnterPart(chunk, firstRow);

@@ -136,6 +136,18 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       rowOffset_(AlignUp(inputOffset_ + input.GetSize(), alignof(float64))),
       sortRecord_(rowOffset_ + sizeof(float64)) {}
 
+void GroupTable::LimitRows(uint64 rows) {
+  bytesOfHeldValues_ = CountBytesOfHeldValues(aggregates_, rows);
+}
+
+uint64 GroupTable::CountMerges() {
+  uint64 count = groups_.size();
+  if (!turns_) return count;
+  AggregateSet& set = turns_->GetSet();
+  for (std::size_t i = 0; i < set.GetCount(); ++i) count = std::max(count, set.Get(i).CountHeld());
+  return count;
+}
+
 std::size_t GroupTable::GetMostOwnSets() { return mostOwnSets; }
 void GroupTable::SetMostOwnSets(std::size_t groups) { mostOwnSets = groups; }
 

@@ -49,7 +49,11 @@ class GroupTable {
   /// what this one may hold. From the next Clear on.
   void ShareStates(uint32 stretches) { stretches_ = stretches; }
   void LimitMemory(uint64 bytes) { memory_ = HeldMemory(bytes); }
+  /// No more rows than so many will come after a Clear.
+  void LimitRows(uint64 rows);
   std::size_t CountLive() const { return groups_.size(); }
+  /// How many groups, or values that an aggregate holds of them, another table would have to take.
+  uint64 CountMerges();
   /// Whether there are no others than live groups.
   bool AreAllLive() const { return !sorter_; }
 

@@ -370,6 +370,54 @@ void DistinctValues::AddCodes(const BatchFold& fold, uint32 placeOfGroup) {
   });
 }
 
+void DistinctValues::Merge(const DistinctValues& later, std::span<const uint32> groups) {
+  if (scale_ < 0) scale_ = later.scale_;
+  if (!later.map_.empty()) MergeMap(later, groups);
+  if (later.slots_.empty()) return;
+  if (usesMap_) GiveUpMap();
+  constexpr std::size_t kAhead = 16;
+  const std::vector<Slot, ScatteredAllocator<Slot>>& slots = later.slots_;
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    if (i + kAhead < slots.size() && slots[i + kAhead].group != 0 && !slots_.empty()) {
+      const Slot& next = slots[i + kAhead];
+      Prefetch(&slots_[PlaceOf(groups[next.group - 1], next.key)]);
+    }
+    const Slot& slot = slots[i];
+    if (slot.group == 0) continue;
+    const uint32 group = groups[slot.group - 1];
+    if (isText_) {
+      AddText(group, later.TextOf(slot.text), static_cast<uint64>(slot.key));
+    } else {
+      AddKey(group, slot.key);
+    }
+  }
+}
+
+void DistinctValues::MergeMap(const DistinctValues& later, std::span<const uint32> groups) {
+  const uint8* const map = later.map_.data();
+  const std::size_t keys = later.mapKeys_;
+  const auto add = [&](std::size_t group, std::size_t first, std::size_t end, uint8* target) {
+    for (std::size_t i = first; i < end; ++i) target[i - first] |= map[group * keys + i];
+  };
+  const std::size_t count = std::min<std::size_t>(groups.size(), later.mapGroups_);
+  std::vector<uint8> all(keys);
+  for (std::size_t group = 0; group < count; ++group) add(group, 0, keys, all.data());
+  const auto first = static_cast<std::size_t>(std::ranges::find(all, uint8{1}) - all.begin());
+  if (first == keys) return;
+  std::size_t end = keys;
+  while (all[end - 1] == 0) --end;
+  const auto keyAt = [&](std::size_t i) { return later.mapLeast_ + static_cast<int64>(i); };
+  if (usesMap_ && WidenMap({keyAt(first), keyAt(end - 1)})) {
+    const auto place = static_cast<std::size_t>(keyAt(first) - mapLeast_);
+    for (std::size_t group = 0; group < count; ++group) {
+      add(group, first, end, map_.data() + groups[group] * mapKeys_ + place);
+    }
+    return;
+  }
+  if (usesMap_) GiveUpMap();
+  later.ForEachInMap([&](uint32 group, int64 key) { AddKey(groups[group], key); });
+}
+
 bool DistinctValues::WidenMap(const ColumnBounds<int64>& bounds) {
   using Wide = int128;
   const Wide mapEnd = Wide{mapLeast_} + static_cast<Wide>(mapKeys_);
@@ -406,9 +454,11 @@ bool DistinctValues::WidenMap(const ColumnBounds<int64>& bounds) {
 template <class Use>
 void DistinctValues::ForEachInMap(Use&& use) const {
   for (std::size_t at = 0; at < map_.size(); ++at) {
-    if (map_[at] != 0) {
-      use(static_cast<uint32>(at / mapKeys_), mapLeast_ + static_cast<int64>(at % mapKeys_));
-    }
+    // Most bytes of a wide map are zero.
+    const void* const found = std::memchr(map_.data() + at, 1, map_.size() - at);
+    if (found == nullptr) return;
+    at = static_cast<std::size_t>(static_cast<const uint8*>(found) - map_.data());
+    use(static_cast<uint32>(at / mapKeys_), mapLeast_ + static_cast<int64>(at % mapKeys_));
   }
 }
 
@@ -470,6 +520,7 @@ void DistinctValues::Spill() {
     }
     slot = Slot();
   }
+  hashed_ += used_;
   used_ = 0;
   for (const Bytes& block : texts_) {
     memory_.GiveBack(block.size());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "SQXERBatchFold.h"
@@ -34,6 +35,15 @@ class SQXEREXPR_API DistinctValues {
   bool Admits(const BatchVector& input, const BatchRows& rows);
   /// The number of each row's group stands in its state, so many bytes behind the beginning.
   void AddBatch(const BatchFold& fold, uint32 placeOfGroup);
+
+  /// How many values the hash table has had.
+  uint64 CountHashed() const { return hashed_ + used_; }
+  /// Whether Merge takes the values of another that is alike.
+  bool AdmitsMerge(const DistinctValues& later) const {
+    return later.sorter_ == nullptr && (scale_ < 0 || later.scale_ < 0 || scale_ == later.scale_);
+  }
+  /// Adds its values. `groups`: by the number of each group there, that of the group here.
+  void Merge(const DistinctValues& later, std::span<const uint32> groups);
 
   // After the last value. Each group is asked for once, in the order of their numbers.
 
@@ -71,6 +81,7 @@ class SQXEREXPR_API DistinctValues {
   /// Makes the map reach all groups and these keys; false when it would be too large.
   bool WidenMap(const ColumnBounds<int64>& bounds);
   void GiveUpMap();
+  void MergeMap(const DistinctValues& later, std::span<const uint32> groups);
   template <class Use>
   void ForEachInMap(Use&& use) const;
   std::size_t PlaceOf(uint32 group, int64 key) const;
@@ -106,6 +117,8 @@ class SQXEREXPR_API DistinctValues {
 
   std::vector<Slot, ScatteredAllocator<Slot>> slots_;
   std::size_t used_ = 0;
+  /// Those that have gone on to the sorter.
+  uint64 hashed_ = 0;
   std::vector<uint32> counts_;
   /// The texts, each as its count of bytes, whether it is wide, and its bytes.
   std::vector<Bytes> texts_;

@@ -109,6 +109,25 @@ void Aggregate::MergeState(uint8*, const uint8*) {
   XeLogicError("a state for an aggregate whose states cannot be merged");
 }
 
+uint64 Aggregate::CountHeld() const {
+  return distinctValues_ == nullptr ? 0 : distinctValues_->CountHashed();
+}
+
+bool Aggregate::AdmitsHeld(const Aggregate& later) const {
+  return distinctValues_->AdmitsMerge(*later.distinctValues_);
+}
+
+void Aggregate::MergeHeld(std::span<const StatePair> states, Aggregate& later) {
+  std::vector<uint32> groups(states.size());
+  for (const StatePair& pair : states) {
+    // The number of a group is the beginning of its state.
+    const auto number = LoadValue<uint32>(pair.later);
+    if (number >= groups.size()) groups.resize(number + std::size_t{1});
+    groups[number] = LoadValue<uint32>(pair.state);
+  }
+  distinctValues_->Merge(*later.distinctValues_, groups);
+}
+
 uint32 Aggregate::TransferState(StateTransfer, uint8*) { return 0; }
 
 Aggregate* Aggregate::GetPartialsAggregator(UInt16Vector*) { return nullptr; }

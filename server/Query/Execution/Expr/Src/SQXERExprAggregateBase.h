@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <span>
 #include <type_traits>
 
 #include "SQXERExpression.h"
@@ -154,8 +155,9 @@ class SQXEREXPR_API Aggregate : public RExpression {
 
   /// How states of two stretches of a group's rows, the one right behind the other, can be made the
   /// state that Compute comes to over both, to the last bit: not at all; always; only where
-  /// FoldBatch made the later one from the start.
-  enum class StateMerge { kNone, kAlways, kOfFolds };
+  /// FoldBatch made the later one from the start; together with what the aggregate holds, by
+  /// MergeHeld and not by MergeState.
+  enum class StateMerge { kNone, kAlways, kOfFolds, kHeld };
   virtual StateMerge GetStateMerge() { return StateMerge::kNone; }
   /// The states to come are those of one of so many stretches of a group's rows, and none may take
   /// more than its share of what a state can hold. To be called before the first row.
@@ -166,6 +168,18 @@ class SQXEREXPR_API Aggregate : public RExpression {
   }
   /// Makes `state` that of its own rows and, behind them, those of `later`.
   virtual void MergeState(uint8* state, const uint8* later);
+  /// A state of this aggregate, and that of later rows of the group, of another aggregate alike.
+  struct StatePair {
+    uint8* state;
+    const uint8* later;
+  };
+  /// How many values MergeHeld takes one by one into another aggregate, those of all groups.
+  virtual uint64 CountHeld() const;
+  /// Whether MergeHeld may be called.
+  virtual bool AdmitsHeld(const Aggregate& later) const;
+  /// Adds what `later`, which has no use any more, holds of these groups, all that it has, to what
+  /// this one does.
+  virtual void MergeHeld(std::span<const StatePair> states, Aggregate& later);
 
   UInt16Vector* GetAggregateColumns() const { return aggregateColumns_.get(); }
   UInt16Vector* GetControlBreakColumns() const { return controlBreakColumns_.get(); }

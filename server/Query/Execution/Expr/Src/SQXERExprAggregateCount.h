@@ -36,7 +36,7 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   void FoldBatch(const BatchFold& fold) override;
   bool OutputState(uint8* state, unsigned char* record) override;
   StateMerge GetStateMerge() override {
-    return isDistinctHandled_ ? StateMerge::kNone : StateMerge::kAlways;
+    return isDistinctHandled_ ? StateMerge::kHeld : StateMerge::kAlways;
   }
   void MergeState(uint8* state, const uint8* later) override;
 

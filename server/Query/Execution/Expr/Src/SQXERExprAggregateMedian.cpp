@@ -123,6 +123,15 @@ void Median::FoldBatch(const BatchFold& fold) {
   FoldRows(fold, ListState(*held_, numbers_->As<float64>()));
 }
 
+void Median::MergeHeld(std::span<const StatePair> states, Aggregate& later) {
+  for (const StatePair& pair : states) {
+    auto list = LoadValue<HeldNumbers::List>(pair.state);
+    HeldNumbers::Splice(list, LoadValue<HeldNumbers::List>(pair.later));
+    StoreValue(pair.state, list);
+  }
+  held_->TakeRooms(*static_cast<Median&>(later).held_);
+}
+
 RExprReturn Median::Finalize() {
   if (held_ != nullptr) {
     held_->Gather(list_, values_);

@@ -38,6 +38,9 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   bool TakesBatches() override { return held_ != nullptr; }
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  StateMerge GetStateMerge() override { return StateMerge::kHeld; }
+  bool AdmitsHeld(const Aggregate&) const override { return true; }
+  void MergeHeld(std::span<const StatePair> states, Aggregate& later) override;
 
  protected:
   bool nullIndicator_ = true;

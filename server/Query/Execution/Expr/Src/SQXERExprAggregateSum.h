@@ -43,8 +43,8 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   bool OutputState(uint8* state, unsigned char* record) final;
   /// Sums of doubles depend on the order in which values are added.
   Aggregate::StateMerge GetStateMerge() final {
-    const bool isExact = !std::floating_point<T> && !this->isDistinctHandled_;
-    return isExact ? Aggregate::StateMerge::kOfFolds : Aggregate::StateMerge::kNone;
+    if (this->isDistinctHandled_) return Aggregate::StateMerge::kHeld;
+    return std::floating_point<T> ? Aggregate::StateMerge::kNone : Aggregate::StateMerge::kOfFolds;
   }
   void ShareStates(uint32 stretches) final { fold_.SetParts(stretches); }
   bool AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) final;

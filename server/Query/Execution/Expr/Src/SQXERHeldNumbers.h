@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -47,6 +48,27 @@ class HeldNumbers {
       std::copy_n(block->Values(), used, values.data() + count);
       if (block->before != nullptr) used = block->before->capacity;
     }
+  }
+
+  /// Puts the numbers of a group of `later` behind those of a list, which it takes over.
+  static void Splice(List& list, const List& later) {
+    if (later.newest == nullptr) return;
+    if (list.newest != nullptr) {
+      Block* oldest = later.newest;
+      while (oldest->before != nullptr) oldest = oldest->before;
+      oldest->before = list.newest;
+      // Nothing is added to that one any more.
+      list.newest->capacity = static_cast<std::size_t>(list.next - list.newest->Values());
+    }
+    list = later;
+  }
+  /// After Splice of all its groups: what is left of `later`.
+  void TakeRooms(HeldNumbers& later) {
+    // The last room is that which blocks are cut from.
+    rooms_.insert(rooms_.begin(), std::make_move_iterator(later.rooms_.begin()),
+                  std::make_move_iterator(later.rooms_.end()));
+    later.rooms_.clear();
+    later.free_ = 0;
   }
 
  private:
