@@ -713,7 +713,7 @@ TEST_F(Batches, SortAsRowsDo) {
 
 /// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
 TEST_F(Batches, SortManyRowsAsRowsDo) {
-  std::string text = "id,few,many,skewed,near,wide,amount,day,word,z\n";
+  std::string text = "id,few,many,skewed,near,wide,amount,huge,mixed,day,word,z\n";
   constexpr int kManyRows = 30'000;
   for (int row = 0; row < kManyRows; ++row) {
     const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
@@ -724,6 +724,9 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
     text += "1.00000000000" + number(1000) + "e0,";
     text += orNull("-" + number(1000) + "." + number(1u << 31) + "e" + number(200)) + ",";
     text += orNull(number(100'000) + "." + number(100)) + ",";
+    // Decimals beyond 64 bits, of one scale and of several; some differ where doubles do not.
+    text += orNull("-" + number(2000) + number(3) + "0000000000000." + number(100)) + ",";
+    text += orNull(number(5000) + "0000000000000000000" + number(30) + "e" + number(30)) + ",";
     text += orNull("19" + std::to_string(10 + random_() % 80) + "-0" +
                    std::to_string(1 + random_() % 9) + "-11") +
             ",";
@@ -731,6 +734,9 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
     text += "2001-01-01 0" + number(10) + ":00:00." + number(1'000'000) + "\n";
   }
   folder_.Write("many.csv", text);
+  for (Session* const session : {&rows_, &batches_}) {
+    session->SetSchema("many", "huge:numeric,mixed:numeric");
+  }
   const std::vector<std::string> orders = {
       "few, many",
       "skewed DESC",
@@ -744,6 +750,10 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
       "amount DESC, day",
       "many",
       "near DESC, wide, amount",
+      "huge, id DESC",
+      "few, huge DESC NULLS FIRST",
+      "skewed, mixed, huge",
+      "mixed DESC",
       "id DESC",
   };
   for (const std::string& order : orders) {
