@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "SQXERExpression.h"
+#include "Utility/DecimalPowers.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 /// What the vectors of a node point to.
 struct Room {
-  std::vector<uint64> values;
+  std::vector<int128> values;
   std::vector<BatchText> texts;
   std::vector<wchar_t> characters;
   std::shared_ptr<const ColumnVector> dictionary;
@@ -35,6 +36,9 @@ void Spoil(ColumnForm form, uint8* value, uint32 row) {
   const XeDateTime moment = FromTimeStamp64(row % 2 == 0 ? 253402300799999999 : -62135596800000000);
   if (form == ColumnForm::kNumber) {
     std::memcpy(value, static_cast<const void*>(&number), sizeof number);
+  } else if (form == ColumnForm::kDecimal128) {
+    const int128 wide = PowerOfTen128(38) * (row % 2 == 0 ? 1 : -1);
+    std::memcpy(value, &wide, sizeof wide);
   } else if (form == ColumnForm::kDateTime) {
     std::memcpy(value, static_cast<const void*>(&moment), sizeof moment);
   } else {
@@ -50,7 +54,7 @@ void AddGarbage(RExpression& node, const BatchRows& rows, BatchVector& out) {
   Room& room = rooms[&node];
   if (out.dictionary != nullptr) {
     const std::size_t bytes = std::size_t{rows.count} * out.codeWidth;
-    std::vector<uint64> codes(bytes / sizeof(uint64) + 9, ~uint64{0});
+    std::vector<int128> codes(bytes / sizeof(int128) + 5, ~int128{0});
     auto* const to = reinterpret_cast<uint8*>(codes.data());
     for (uint32 row = 0; row < rows.count; ++row) {
       if (!Counts(rows, out, row)) continue;
@@ -60,7 +64,7 @@ void AddGarbage(RExpression& node, const BatchRows& rows, BatchVector& out) {
     out.values = reinterpret_cast<const uint8*>(room.values.data());
   } else if (out.offsets == nullptr && out.texts == nullptr) {
     const uint32 width = WidthOfForm(out.form);
-    std::vector<uint64> values(std::size_t{rows.count} * width / sizeof(uint64) + 9);
+    std::vector<int128> values(std::size_t{rows.count} * width / sizeof(int128) + 5);
     auto* const to = reinterpret_cast<uint8*>(values.data());
     for (uint32 row = 0; row < rows.count; ++row) {
       if (Counts(rows, out, row)) {
@@ -97,7 +101,7 @@ void MakeDictionary(RExpression& node, const BatchRows& rows, BatchVector& out) 
   const uint32 width = WidthOfForm(out.form);
   auto texts = std::make_shared<std::vector<uint8>>();
   auto offsets = std::make_shared<std::vector<uint32>>(1);
-  std::vector<uint64> codes(rows.count / 2 + 9, ~uint64{0});
+  std::vector<int128> codes(rows.count / 4 + 5, ~int128{0});
   for (uint32 row = 0; row < rows.count; ++row) {
     if (!Counts(rows, out, row)) continue;
     const BatchText text = out.GetText(row);

@@ -37,6 +37,20 @@ const std::vector<TestColumn> kColumns = {
     {"e", "double", {"0.5", "1", "2", "4", "100"}},
     {"n", "numeric", {"0", "1.50", "-2.25", "", "99999999999999.99", "0.001", "12"}},
     {"m", "numeric", {"1", "2.5", "1e30", "", "-7", "1234567890123456789012345678.25"}},
+    // Beyond 64 bits at one scale; then of scales and sizes that nothing but decimals hold.
+    {"k",
+     "numeric",
+     {"100000000000000000", "-99999999999999999.99", "", "9223372036854775807.5",
+      "12345678901234567890123456.75", "-0.25", "0"}},
+    {"l",
+     "numeric",
+     {"99999999999999999999999999999999999999", "-99999999999999999999999999999999999999", "",
+      "10000000000000000000000000000000000000", "9223372036854775808", "-9223372036854775808",
+      "1"}},
+    {"g",
+     "numeric",
+     {"1e-38", "-3.3e-20", "", "99999999999999999999999999999999999999", "1e60", "-1e60", "0.5",
+      "1e-90", "7e89", "12"}},
     {"s",
      "varchar(12)",
      {"abc", "ABC ", "", "\"\"", "a%b_c",
@@ -196,8 +210,8 @@ std::string WithColumns(const std::string& example, std::mt19937& random) {
     if (first == 'D') return one({"day", "far", "day"});
     if (first == 'T') return one({"z", "h"});
     if (first == '\'') return one({"s", "c", "w", "s", "v", "x"});
-    if (text.find('.') != text.npos) return one({"d", "n", "e", "m"});
-    return one({"i", "small", "small", "j", "u", "n", "e"});
+    if (text.find('.') != text.npos) return one({"d", "n", "e", "m", "k", "n", "g"});
+    return one({"i", "small", "small", "j", "u", "n", "e", "k", "l"});
   };
   std::string out;
   std::sregex_iterator at(example.begin(), example.end(), literal);
@@ -263,7 +277,8 @@ std::string Aggregates(const std::string& value, const std::string& other, std::
                                                  "COUNT(DISTINCT far)",
                                                  "RANGE(#)",
                                                  "AVG_ALL(#)"};
-  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d", "e", "n", "m"};
+  static const std::vector<std::string> numbers = {"i", "small", "j", "u", "d",     "e",    "n",
+                                                   "m", "k",     "l", "g", "n * k", "n * n"};
   std::string list;
   for (unsigned left = 1 + random() % 5; left > 0; --left) {
     std::string text = forms[random() % forms.size()];
@@ -300,6 +315,9 @@ TEST_F(Batches, GiveWhatRowsGive) {
       Members(),
       "COALESCE(i, small) < 3",
       "w LIKE '%special%'",
+      "k > 0 AND m < 1e28",
+      "l BETWEEN -9223372036854775808 AND 1e37 OR g < 0.01",
+      "k IN (0, -0.25, 12345678901234567890123456.75) OR NULLIF(l, 1) > m",
   };
   for (int i = 0; i < cases && !HasFatalFailure(); ++i) {
     // Most times some groups find no room.
@@ -317,12 +335,14 @@ TEST_F(Batches, GiveWhatRowsGive) {
     const std::string other = "(" + WithColumns(Pick(examples), random_) + ")";
     const std::string where = random_() % 2 == 0 ? " WHERE " + Pick(predicates) : "";
     const std::string keys = Pick<std::string>(
-        {"s", "c", "small", "w", "d",   "n", "day, b", "i, s", "i",        "j",         "far", "h",
-         "z", "i", "j",     "u", "far", "h", "z",      value,  "small, i", "j, b, day", "u, t"});
+        {"s", "c",   "small",    "w",         "d",    "n", "day, b",   "i, s", "i",
+         "j", "far", "h",        "z",         "i",    "j", "u",        "far",  "h",
+         "z", value, "small, i", "j, b, day", "u, t", "k", "l, small", "m",    "k * n"});
     // Trees that stand in several places, some of which ask for fewer rows than others.
     const std::string same =
         Pick<std::string>({"i / small", "n * small + 1", "sqrt(e) - d", "m * n", "-i * j",
-                           "year(day)", "CAST(u AS numeric) * 3"});
+                           "year(day)", "CAST(u AS numeric) * 3", "k * n", "-k + m", "l - k",
+                           "ABS(l)", "m * m", "g * 2", "k * 1000 - n"});
     const std::string orSame = where.empty() ? "" : where + " OR " + same + " > 2";
     switch (random_() % 12) {
       case 10:
@@ -794,7 +814,8 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
 
 /// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
 TEST_F(Batches, SortManyRowsAsRowsDo) {
-  std::string text = "id,few,many,skewed,near,wide,amount,day,word,z,price\n";
+  std::string text = "id,few,many,skewed,near,wide,amount,huge,mixed,day,word,z,price
+";
   constexpr int kManyRows = 30'000;
   for (int row = 0; row < kManyRows; ++row) {
     const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
@@ -805,6 +826,9 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
     text += "1.00000000000" + number(1000) + "e0,";
     text += orNull("-" + number(1000) + "." + number(1u << 31) + "e" + number(200)) + ",";
     text += orNull(number(100'000) + "." + number(100)) + ",";
+    // Decimals beyond 64 bits, of one scale and of several; some differ where doubles do not.
+    text += orNull("-" + number(2000) + number(3) + "0000000000000." + number(100)) + ",";
+    text += orNull(number(5000) + "0000000000000000000" + number(30) + "e" + number(30)) + ",";
     text += orNull("19" + std::to_string(10 + random_() % 80) + "-0" +
                    std::to_string(1 + random_() % 9) + "-11") +
             ",";
@@ -814,6 +838,9 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
     text += orNull(number(40) + "." + number(100) + "e0") + "\n";
   }
   folder_.Write("many.csv", text);
+  for (Session* const session : {&rows_, &batches_}) {
+    session->SetSchema("many", "huge:numeric,mixed:numeric");
+  }
   const std::vector<std::string> orders = {
       "few, many",
       "skewed DESC",
@@ -827,6 +854,10 @@ TEST_F(Batches, SortManyRowsAsRowsDo) {
       "amount DESC, day",
       "many",
       "near DESC, wide, amount",
+      "huge, id DESC",
+      "few, huge DESC NULLS FIRST",
+      "skewed, mixed, huge",
+      "mixed DESC",
       "id DESC",
       "price",
       "few, price DESC NULLS FIRST",

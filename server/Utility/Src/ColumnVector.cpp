@@ -217,6 +217,11 @@ ColumnBlock DescribeBlock(const ColumnVector& vector, uint64 first, uint64 end,
     block.hasBounds = FindTextBounds(vector, first, end, block.texts);
   }
   if (vector.dictionary) return block;
+  if (vector.form == ColumnForm::kDecimal128) {
+    block.wide = {0, 0};
+    block.hasBounds = FindBounds<int128>(vector, first, end, block.wide.least, block.wide.greatest);
+    return block;
+  }
   WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
     const auto find = [&](auto& least, auto& greatest) {
       block.hasBounds = FindBounds<T>(vector, first, end, least, greatest);

@@ -1,29 +1,13 @@
 #pragma once
 
-#include <array>
-
+#include "Utility/DecimalPowers.h"
 #include "Utility/VelmarNumber.h"
 
 namespace sqxer {
 
-__extension__ typedef __int128 int128;
-__extension__ typedef unsigned __int128 uint128;
-
-inline constexpr int kDecimalDigits = 38;
 /// Magnitudes lie within [10^kLeastMagnitude, 10^(kMostMagnitude + 1)).
 inline constexpr int kLeastMagnitude = -128;
 inline constexpr int kMostMagnitude = 127;
-
-/// 1 to 10^38.
-inline constexpr std::array<uint128, kDecimalDigits + 1> kPowersOfTen = [] {
-  std::array<uint128, kDecimalDigits + 1> powers{};
-  uint128 power = 1;
-  for (uint128& entry : powers) {
-    entry = power;
-    power *= 10;
-  }
-  return powers;
-}();
 
 /// A VelmarNumber taken apart: sign, coefficient and exponent, the value being
 /// coefficient x 10^exponent. Steps between may hold more than 38 digits.
@@ -54,6 +38,7 @@ struct VelmarNumberAccess {
   static bool ArePlain(const VelmarNumber& a, const VelmarNumber& b) {
     return VelmarNumber::IsPlain(a.GetWords().head) && VelmarNumber::IsPlain(b.GetWords().head);
   }
+  static int128 GetCoefficient(const VelmarNumber& number) { return number.GetCoefficient(); }
   static int64 GetPlainCoefficient(const VelmarNumber& number) { return number.GetWords().low; }
   static int GetExponent(const VelmarNumber& number) { return number.GetExponent(); }
 };

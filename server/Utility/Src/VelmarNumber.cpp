@@ -130,6 +130,24 @@ bool TryAddPlain(const VelmarNumber& a, const VelmarNumber& b, int sign, VelmarN
   return true;
 }
 
+/// The sum of two coefficients of one exponent, where that has 38 digits and lies within the range
+/// whatever it is. `sign` is -1 to subtract b.
+bool TryAddAligned(const VelmarNumber& a, const VelmarNumber& b, int sign, VelmarNumber& sum) {
+  constexpr int kMostSafe = 90;
+  const int exponent = Access::GetExponent(a);
+  if (exponent != Access::GetExponent(b) || std::abs(exponent) > kMostSafe) return false;
+  const int128 right = Access::GetCoefficient(b);
+  // 128 bits hold the sum of two numbers of 38 digits as long as one has a digit less.
+  int128 size;
+  if (sign > 0 ? __builtin_add_overflow(Access::GetCoefficient(a), right, &size)
+               : __builtin_sub_overflow(Access::GetCoefficient(a), right, &size)) {
+    return false;
+  }
+  if (!HasDecimalDigits(size)) return false;
+  sum = Access::PackExact(size, exponent);
+  return true;
+}
+
 /// The quotient with 38 digits, or with fewer where they are exact.
 Decimal DivideByWord(const Decimal& value, uint64 divisor) {
   Decimal quotient = {value.coefficient / divisor, value.exponent, false};
@@ -245,13 +263,13 @@ constinit const VelmarNumber VelmarNumber::velmarnumberMin =
 
 VelmarNumber VelmarNumber::PlusUnlike(const VelmarNumber& a, const VelmarNumber& b) {
   VelmarNumber sum;
-  if (TryAddPlain(a, b, 1, sum)) return sum;
+  if (TryAddPlain(a, b, 1, sum) || TryAddAligned(a, b, 1, sum)) return sum;
   return AddMagnitudes(Access::Unpack(a), Access::Unpack(b), L"AddNumber");
 }
 
 VelmarNumber VelmarNumber::MinusUnlike(const VelmarNumber& a, const VelmarNumber& b) {
   VelmarNumber difference;
-  if (TryAddPlain(a, b, -1, difference)) return difference;
+  if (TryAddPlain(a, b, -1, difference) || TryAddAligned(a, b, -1, difference)) return difference;
   return AddMagnitudes(Access::Unpack(a), Access::Unpack(negate(b)), L"SubtractNumber");
 }
 
@@ -365,14 +383,27 @@ uint64 VelmarNumber::hash() const {
 }
 
 bool VelmarNumber::TryScaled(int scale, int64& coefficient) const {
+  constexpr int64 kMost = std::numeric_limits<int64>::max();
+  int128 value;
+  if (!TryScaled(scale, value) || value > kMost || value < -kMost) return false;
+  coefficient = static_cast<int64>(value);
+  return true;
+}
+
+bool VelmarNumber::TryScaled(int scale, int128& coefficient) const {
   Decimal value = Access::Unpack(*this);
-  StripZeros(value);
+  if (value.exponent + scale < 0) StripZeros(value);
   const int shift = value.exponent + scale;
-  if (shift < 0 || shift > kDecimalDigits) return false;
-  const uint128 limit = static_cast<uint128>(std::numeric_limits<int64>::max());
-  if (value.coefficient > limit / kPowersOfTen[static_cast<std::size_t>(shift)]) return false;
+  if (value.coefficient == 0) {
+    coefficient = 0;
+    return true;
+  }
+  if (shift < 0 || shift >= kDecimalDigits) return false;
+  if (value.coefficient >= kPowersOfTen[static_cast<std::size_t>(kDecimalDigits - shift)]) {
+    return false;
+  }
   const auto size =
-      static_cast<int64>(value.coefficient * kPowersOfTen[static_cast<std::size_t>(shift)]);
+      static_cast<int128>(value.coefficient * kPowersOfTen[static_cast<std::size_t>(shift)]);
   coefficient = value.negative ? -size : size;
   return true;
 }

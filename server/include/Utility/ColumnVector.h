@@ -41,7 +41,10 @@ enum class ColumnForm : uint8 {
   kDateTime,
   /// int64, the value times ten to the power of the vector's scale.
   kDecimal64,
-  /// VelmarNumber as records hold it: where 64 bits of one scale do not hold all values.
+  /// int128 of at most 38 digits, aligned to its size, the value times ten to the power of the
+  /// vector's scale (0 to 38): where 64 bits of one scale do not hold all values.
+  kDecimal128,
+  /// VelmarNumber as records hold it: where the other two do not hold all values.
   kNumber,
   /// Texts whose characters all lie below U+0100, one byte each.
   kText8,
@@ -76,6 +79,8 @@ constexpr uint32 WidthOfForm(ColumnForm form) {
       return 8;
     case ColumnForm::kDateTime:
       return sizeof(XeDateTime);
+    case ColumnForm::kDecimal128:
+      return sizeof(int128);
     case ColumnForm::kNumber:
       return sizeof(VelmarNumber);
   }
@@ -83,7 +88,7 @@ constexpr uint32 WidthOfForm(ColumnForm form) {
 }
 
 /// Calls use(std::type_identity<T>) with the type of the numbers that the values of a form are;
-/// false, and nothing called, for texts and for the forms of records.
+/// false, and nothing called, for texts, for the forms of records and for 128 bits.
 template <class Use>
 bool WithNumberType(ColumnForm form, Use&& use) {
   switch (form) {
@@ -109,6 +114,7 @@ bool WithNumberType(ColumnForm form, Use&& use) {
     case ColumnForm::kFloat64:
       return use(std::type_identity<float64>()), true;
     case ColumnForm::kDateTime:
+    case ColumnForm::kDecimal128:
     case ColumnForm::kNumber:
     case ColumnForm::kText8:
     case ColumnForm::kText32:
@@ -145,13 +151,15 @@ struct ColumnBlock {
   uint32 nulls = 0;
   /// Some text ends in a blank, which comparisons do not count.
   bool endsInBlank = false;
-  /// `whole` (integers, days, times, decimals of the vector's scale) or `real` (floating point)
-  /// hold the least and the greatest value, `texts` (kText8) the first rows of the block, from 0,
-  /// whose texts are these: by code point, not cut, and whatever blanks end them. Not so for the
-  /// other forms, for a block of NULLs, for one with a NaN, and for dictionaries of many entries.
+  /// `whole` (integers, days, times, decimals of the vector's scale), `wide` (kDecimal128) or
+  /// `real` (floating point) hold the least and the greatest value, `texts` (kText8) the first rows
+  /// of the block, from 0, whose texts are these: by code point, not cut, and whatever blanks end
+  /// them. Not so for the other forms, for a block of NULLs, for one with a NaN, and for
+  /// dictionaries of many entries.
   bool hasBounds = false;
   union {
     ColumnBounds<int64> whole = {0, 0};
+    ColumnBounds<int128> wide;
     ColumnBounds<float64> real;
     ColumnBounds<uint16> texts;
   };
@@ -162,7 +170,7 @@ struct ColumnBlock {
 /// any more. Every array may be read 64 bytes beyond its end.
 struct XEUTILITY_API ColumnVector {
   ColumnForm form = ColumnForm::kInt32;
-  /// Digits behind the point of kDecimal64.
+  /// Digits behind the point of kDecimal64 and kDecimal128.
   int16 scale = 0;
   /// Bytes of a code where `dictionary` is set: 1, 2 or 4.
   uint8 codeWidth = 0;

@@ -61,10 +61,16 @@ class XEUTILITY_API VelmarNumber {
     return compare(a, b) >= 0;
   }
 
-  /// coefficient / 10^scale, for scales of 0 to 38.
-  static VelmarNumber FromScaled(int64 coefficient, int scale) { return Pack(coefficient, -scale); }
-  /// Whether the number times 10^scale (0 to 18) is whole and has 64 bits, and then what it is.
+  /// coefficient / 10^scale, for coefficients of at most 38 digits and scales of 0 to 38.
+  static VelmarNumber FromScaled(int128 coefficient, int scale) {
+    return Pack(coefficient, -scale);
+  }
+  /// Whether the number times 10^scale (0 to 38) is whole and, without its sign, has 63 bits or 38
+  /// digits, and then what it is.
   bool TryScaled(int scale, int64& coefficient) const;
+  bool TryScaled(int scale, int128& coefficient) const;
+  /// Whether a million numbers like it can be added up without leaving the range.
+  bool IsFarWithin() const { return GetExponent() <= kMostSafeExponent - 8; }
 
   /// A number as coefficient x 10^exponent, the coefficient as the two halves of 128 bits.
   struct Parts {
@@ -106,7 +112,7 @@ class XEUTILITY_API VelmarNumber {
   static const VelmarNumber velmarnumberMin;
 
  private:
-  __extension__ typedef __int128 Coefficient;
+  using Coefficient = int128;
 
   /// The 24 bytes of an object as three little-endian words: length_ and exponent (16 bits, then 16
   /// spare bits), low and high half of the signed coefficient.

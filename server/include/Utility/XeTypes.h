@@ -14,6 +14,8 @@ using int32 = std::int32_t;
 using uint32 = std::uint32_t;
 using int64 = std::int64_t;
 using uint64 = std::uint64_t;
+__extension__ typedef __int128 int128;
+__extension__ typedef unsigned __int128 uint128;
 using float32 = float;
 using float64 = double;
 

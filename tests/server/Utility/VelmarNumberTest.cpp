@@ -242,5 +242,40 @@ TEST(VelmarNumberTest, IntegersAndDoublesBecomeTheirShortestDecimal) {
   }
 }
 
+/// 64 and 128 bits of a scale: what has no more than 63 bits and 38 digits, and nothing behind the
+/// last place.
+TEST(VelmarNumber, IsAnIntegerOfAScaleWhereItHasOne) {
+  const struct {
+    const char* text;
+    int scale;
+    const char* word;
+    const char* wide;
+  } kCases[] = {
+      {"0", 38, "0", "0"},
+      {"1.50", 1, "15", "15"},
+      {"1.50", 0, "none", "none"},
+      {"-9223372036854775807", 0, "-9223372036854775807", "-9223372036854775807"},
+      {"-9223372036854775808", 0, "none", "-9223372036854775808"},
+      {"9223372036854775.807", 3, "9223372036854775807", "9223372036854775807"},
+      {"1e37", 0, "none", "10000000000000000000000000000000000000"},
+      {"1e37", 1, "none", "none"},
+      {"99999999999999999999999999999999999999", 0, "none",
+       "99999999999999999999999999999999999999"},
+      {"-0.99999999999999999999999999999999999999", 38, "none",
+       "-99999999999999999999999999999999999999"},
+      {"1e-38", 38, "1", "1"},
+      {"1e-39", 38, "none", "none"},
+      {"1e60", 0, "none", "none"},
+  };
+  for (const auto& c : kCases) {
+    const auto scaled = [&](auto value) -> std::string {
+      if (!Number(c.text).TryScaled(c.scale, value)) return "none";
+      return Text(VelmarNumber::FromScaled(value, 0));
+    };
+    EXPECT_EQ(scaled(int64{}), c.word) << c.text << " of " << c.scale;
+    EXPECT_EQ(scaled(int128{}), c.wide) << c.text << " of " << c.scale;
+  }
+}
+
 }  // namespace
 }  // namespace sqxer

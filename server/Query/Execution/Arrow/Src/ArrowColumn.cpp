@@ -114,9 +114,9 @@ ColumnVector ShareArrowValues(const ArrowView& view, const ArrowReading& reading
   vector.form = form;
   vector.scale = static_cast<int16>(scale);
   const uint64 width = WidthOfForm(form);
-  vector.values =
-      parts.Share(view.GetBuffer(1) + view.first * width, view.rows * width,
-                  (view.end - view.first - view.rows) * width, std::min(width, uint64{8}));
+  vector.values = parts.Share(view.GetBuffer(1) + view.first * width, view.rows * width,
+                              (view.end - view.first - view.rows) * width,
+                              std::min(width, uint64{alignof(int128)}));
   parts.Finish(view, vector);
   return vector;
 }

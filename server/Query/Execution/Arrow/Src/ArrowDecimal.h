@@ -3,14 +3,15 @@
 #include <array>
 #include <cstring>
 
+#include "Utility/DecimalPowers.h"
 #include "Utility/VelmarNumber.h"
 
 namespace sqxer {
 
 /// The coefficients of Arrow's decimals.
-__extension__ typedef __int128 ArrowInt128;
+using ArrowInt128 = int128;
 
-inline constexpr int kArrowDigits = 38;
+inline constexpr int kArrowDigits = kDecimalDigits;
 
 /// 1 to 10^38.
 inline constexpr std::array<ArrowInt128, kArrowDigits + 1> kArrowPowers = [] {

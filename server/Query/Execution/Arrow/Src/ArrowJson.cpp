@@ -102,6 +102,9 @@ class JsonLeaf final : public JsonPart {
       case ColumnForm::kDecimal64:
         return AppendAscii(VelmarNumber::FromScaled(Get<int64>(row), vector_.scale).asString(),
                            out);
+      case ColumnForm::kDecimal128:
+        return AppendAscii(VelmarNumber::FromScaled(Get<int128>(row), vector_.scale).asString(),
+                           out);
       case ColumnForm::kNumber:
         return AppendAscii(Get<VelmarNumber>(row).asString(), out);
       default:

@@ -45,10 +45,10 @@ ColumnVector ReadUInt64(const ArrowView& view, const ArrowReading& reading) {
   if (AllValues<uint64>(view, isSigned)) {
     return ShareArrowValues(view, reading, ColumnForm::kDecimal64);
   }
-  return ConvertArrowValues<uint64, VelmarNumber>(
-      view, reading, ColumnForm::kNumber,
-      [](uint64 value, VelmarNumber& number) {
-        number = VelmarNumber::FromParts({0, value, 0});
+  return ConvertArrowValues<uint64, int128>(
+      view, reading, ColumnForm::kDecimal128,
+      [](uint64 value, int128& out) {
+        out = value;
         return true;
       },
       kNeverRefused);
@@ -91,22 +91,39 @@ ColumnVector ReadDecimals(const ArrowView& view, const ArrowReading& reading) {
     vector.scale = static_cast<int16>(scale);
     return vector;
   }
+  const auto try128 = [](const Stored& stored, int128& out) {
+    const bool fits = stored.TryGet(out) && HasDecimalDigits(out);
+    if (!fits) out = 0;
+    return fits;
+  };
+  const auto fits128 = [&](const Stored& stored) {
+    int128 out;
+    return try128(stored, out);
+  };
+  const auto refuse = [&](uint64 row) {
+    RefuseArrowValue(view, reading, row, L"NUMERIC", L"it has more than 38 digits");
+  };
+  if (scale >= 0 && scale <= kArrowDigits) {
+    if (sizeof(Stored) == sizeof(int128) && AllValues<Stored>(view, fits128)) {
+      return ShareArrowValues(view, reading, ColumnForm::kDecimal128, scale);
+    }
+    ColumnVector vector =
+        ConvertArrowValues<Stored, int128>(view, reading, ColumnForm::kDecimal128, try128, refuse);
+    vector.scale = static_cast<int16>(scale);
+    return vector;
+  }
   return ConvertArrowValues<Stored, VelmarNumber>(
       view, reading, ColumnForm::kNumber,
       [&](const Stored& stored, VelmarNumber& number) {
-        ArrowInt128 value;
-        const bool fits =
-            stored.TryGet(value) && value < kArrowPowers.back() && value > -kArrowPowers.back();
-        number = fits ? VelmarNumber::FromParts(ToNumberParts(value, -scale)) : VelmarNumber();
+        int128 value;
+        const bool fits = try128(stored, value);
+        number = VelmarNumber::FromParts(ToNumberParts(value, -scale));
         return fits;
       },
-      [&](uint64 row) {
-        RefuseArrowValue(view, reading, row, L"NUMERIC", L"it has more than 38 digits");
-      });
+      refuse);
 }
 
 ColumnVector ReadDecimals(const ArrowView& view, const ArrowReading& reading) {
-  __extension__ typedef __int128 Whole128;
   const int scale = view.field->scale;
   switch (view.field->width) {
     case 4:
@@ -116,7 +133,7 @@ ColumnVector ReadDecimals(const ArrowView& view, const ArrowReading& reading) {
                  ? ShareArrowValues(view, reading, ColumnForm::kDecimal64, scale)
                  : ReadDecimals<Coefficient<int64>>(view, reading);
     case 16:
-      return ReadDecimals<Coefficient<Whole128>>(view, reading);
+      return ReadDecimals<Coefficient<int128>>(view, reading);
     default:
       return ReadDecimals<Coefficient256>(view, reading);
   }

@@ -42,9 +42,14 @@ int CountDigits(ArrowInt128 coefficient) {
 }
 
 VelmarNumber NumberAt(const ColumnVector& vector, uint64 row) {
-  return vector.form == ColumnForm::kNumber
-             ? ValueAt<VelmarNumber>(vector, row)
-             : VelmarNumber::FromScaled(ValueAt<int64>(vector, row), vector.scale);
+  switch (vector.form) {
+    case ColumnForm::kDecimal64:
+      return VelmarNumber::FromScaled(ValueAt<int64>(vector, row), vector.scale);
+    case ColumnForm::kDecimal128:
+      return VelmarNumber::FromScaled(ValueAt<int128>(vector, row), vector.scale);
+    default:
+      return ValueAt<VelmarNumber>(vector, row);
+  }
 }
 
 /// The most digits before and behind the point that numbers have.
@@ -60,7 +65,7 @@ struct Digits {
       return;
     }
     ForEachValue(vector, [&](uint64 row) {
-      const VelmarNumber::Parts parts = ValueAt<VelmarNumber>(vector, row).GetParts();
+      const VelmarNumber::Parts parts = NumberAt(vector, row).GetParts();
       whole = std::max(whole, CountDigits(CoefficientOf(parts)) + parts.exponent);
       fraction = std::max(fraction, -parts.exponent);
     });

@@ -26,6 +26,9 @@ struct BatchField::Writes {
   static void Decimal(const BatchField& field, uint32 row) {
     Store(field, VelmarNumber::FromScaled(field.vector_->As<int64>()[row], field.vector_->scale));
   }
+  static void WideDecimal(const BatchField& field, uint32 row) {
+    Store(field, VelmarNumber::FromScaled(field.vector_->As<int128>()[row], field.vector_->scale));
+  }
   template <class Character, bool isFixed>
   static void Text(const BatchField& field, uint32 row) {
     StoreBatchText<Character, isFixed>(*field.vector_, row, field.length_, field.value_);
@@ -57,6 +60,8 @@ BatchField::WriteFunction BatchField::Choose(ColumnForm form, bool isFixedText, 
       return &Writes::TimeStamp;
     case ColumnForm::kDecimal64:
       return &Writes::Decimal;
+    case ColumnForm::kDecimal128:
+      return &Writes::WideDecimal;
     default: {
       if (WidthOfForm(form) != width) return nullptr;
       WriteFunction chosen = nullptr;

@@ -4,6 +4,7 @@
 #include <cwchar>
 #include <utility>
 
+#include "SQXERBatchLoops.h"
 #include "SQXEROpsAggregate.h"
 #include "Utility/XeAssert.h"
 
@@ -106,7 +107,7 @@ class NarrowingAppender final : public TypedAppender<NarrowingAppender<Narrow>> 
   }
   void PutRecord(uint64 row, const uint8* value) { Put(row, LoadValue<Record>(value)); }
   void PutVector(uint64 row, const BatchVector& vector, uint32 of) {
-    if (vector.form == Narrow::kWideForm) return Put(row, vector.As<Record>()[of]);
+    if (vector.form != Narrow::kForm) return Put(row, ReadBatchValue<Record>(vector, of));
     const int64 value = vector.As<int64>()[of];
     if (row == 0 && !isWide_) narrow_.Start(vector);
     if (!isWide_ && narrow_.IsOf(vector)) {

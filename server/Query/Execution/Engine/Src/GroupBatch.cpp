@@ -263,7 +263,7 @@ bool GroupBatch::CoverRange(const BatchRows& rows, const BatchVector& key) {
     return false;
   } else {
     if (forms_.size() > 1) return false;
-    using Wide = WideBounds::Wide;
+    using Wide = int128;
     const ColumnBounds<int64> bounds = FindBounds<Stored>(key, rows);
     const Wide end = Wide{rangeLeast_} + static_cast<Wide>(groupsInRange_.size()) - 1;
     const bool isUsed = !groupsInRange_.empty();

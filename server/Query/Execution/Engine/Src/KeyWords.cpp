@@ -4,6 +4,7 @@
 #include <cwchar>
 
 #include "RecordTexts.h"
+#include "SQXERBatchLoops.h"
 #include "SQXERBatchTextCompare.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "WorkRecord.h"
@@ -17,6 +18,9 @@ constexpr uint64 kAllBits = ~uint64{0};
 uint64 WordOfWhole(int64 value) { return static_cast<uint64>(value) ^ kSignBit; }
 
 uint64 WordOfReal(float64 value) { return WordOfWhole(OrderedBits(value)); }
+
+/// Rounding keeps the order, but for making some equal.
+uint64 WordOfWide(int128 value) { return WordOfReal(static_cast<float64>(value)); }
 
 /// The place of a text's beginning: neither 0 nor all bits, which are left to NULL.
 uint64 WordOfPrefix(uint64 prefix) { return (prefix >> 1) + 1; }
@@ -96,6 +100,10 @@ void KeyWords::Begin(uint64 mostRows) {
   form_.reset();
   hasNull_ = hasValue_ = false;
   least_ = greatest_ = 0;
+  if (type_ == XeNumericData && place_.table != nullptr) {
+    isExact_ = IsOfForm(ColumnForm::kDecimal64);
+    isWide_ = IsOfForm(ColumnForm::kDecimal128);
+  }
   if (!isText_ || !ranks_.empty()) return;
   isExact_ = std::ranges::all_of(place_.table->chunks, [this](const TableChunk& chunk) {
     return DictionaryOf(chunk, place_.column) != nullptr;
@@ -105,6 +113,14 @@ void KeyWords::Begin(uint64 mostRows) {
                   std::ranges::all_of(place_.table->chunks, [this](const TableChunk& chunk) {
                     return chunk.columns[place_.column].form == ColumnForm::kText8;
                   });
+}
+
+bool KeyWords::IsOfForm(ColumnForm form) const {
+  const std::vector<TableChunk>& chunks = place_.table->chunks;
+  return std::ranges::all_of(chunks, [&](const TableChunk& chunk) {
+    const ColumnVector& column = chunk.columns[place_.column];
+    return column.form == form && column.scale == chunks.front().columns[place_.column].scale;
+  });
 }
 
 void KeyWords::RankEntries() {
@@ -167,7 +183,22 @@ void KeyWords::Fill(const BatchVector& vector, const BatchRows& rows, uint64* wo
   }
 }
 
+bool KeyWords::AddDecimals(const BatchVector& vector, const BatchRows& rows, uint64* words) {
+  if (isWide_) {
+    Fill<int128>(vector, rows, words, WordOfWide);
+    return true;
+  }
+  uint32 at = 0;
+  rows.ForEach([&](uint32 row) {
+    uint64& word = words[at++];
+    if (vector.IsNull(row)) return;
+    word = WordOfReal(ReadBatchValue<VelmarNumber>(vector, row).asDouble()) ^ flip_;
+  });
+  return true;
+}
+
 bool KeyWords::AddValues(const BatchVector& vector, const BatchRows& rows, uint64* words) {
+  if (!isExact_) return AddDecimals(vector, rows, words);
   if (!form_) {
     form_ = vector.form;
     scale_ = vector.scale;
@@ -231,6 +262,10 @@ bool KeyWords::AddTexts(const BatchVector& vector, const BatchRows& rows, uint64
 
 bool KeyWords::AreBeyond(uint64 word, const BatchVector& vector) const {
   const ColumnBlock* const block = vector.block;
+  if (!isText_ && isWide_ && block != nullptr && block->hasBounds) {
+    if (vector.validity != nullptr && null_ <= word) return false;
+    return (WordOfWide(flip_ == 0 ? block->wide.least : block->wide.greatest) ^ flip_) > word;
+  }
   const bool isComparable = form_ && vector.form == *form_ && vector.scale == scale_;
   if (isText_ || !isComparable || block == nullptr || !block->hasBounds) return false;
   if (vector.validity != nullptr && null_ <= word) return false;
@@ -284,20 +319,37 @@ BatchText KeyWords::FindByteText(uint64 row) const {
   return CutEnd(FindText(row, form));
 }
 
+int KeyWords::CompareValues(uint64 rowA, uint64 rowB) {
+  int result;
+  if (isText_) {
+    result = CompareTexts(rowA, rowB);
+  } else {
+    const auto find = [this](uint64 row) {
+      uint64 firstRow;
+      const TableChunk& chunk = FindChunk(*place_.table, row, firstRow);
+      const ColumnVector& column = chunk.columns[place_.column];
+      BatchVector values;
+      values.form = column.form;
+      values.scale = column.scale;
+      values.values = column.values + (row - firstRow) * WidthOfForm(column.form);
+      return ReadBatchValue<VelmarNumber>(values, 0);
+    };
+    result = VelmarNumber::compare(find(rowA), find(rowB));
+  }
+  return flip_ == 0 ? result : -result;
+}
+
 int KeyWords::CompareTexts(uint64 rowA, uint64 rowB) {
   const bool isFixed = type_ == XeCharData;
   ColumnForm formA;
   ColumnForm formB;
   const BatchText a = FindText(rowA, formA);
   const BatchText b = FindText(rowB, formB);
-  int result;
   if (comparesCodePoints_ && formA == ColumnForm::kText8 && formB == ColumnForm::kText8) {
-    result = CompareByteTexts(CutEnd(a), CutEnd(b));
-  } else {
-    result = textKey_.CompareValues(stored_[0].Put(a, formA, isFixed),
-                                    stored_[1].Put(b, formB, isFixed));
+    return CompareByteTexts(CutEnd(a), CutEnd(b));
   }
-  return flip_ == 0 ? result : -result;
+  return textKey_.CompareValues(stored_[0].Put(a, formA, isFixed),
+                                stored_[1].Put(b, formB, isFixed));
 }
 
 }  // namespace sqxer

@@ -27,7 +27,8 @@ class StoredText {
 ///
 /// Numbers, days and times are exact: equal numbers are equal keys. So are the texts of a column
 /// that has dictionaries, in every collation: each stands for its place among all of them. Of
-/// other texts the number holds the beginning, and equal ones need CompareTexts.
+/// other texts the number holds the beginning, of a column of decimals beyond 64 bits the nearest
+/// double, and equal ones need CompareValues.
 class KeyWords {
  public:
   struct Place {
@@ -35,7 +36,8 @@ class KeyWords {
     const Table* table = nullptr;
     uint16 column = 0;
   };
-  /// `type`: of the values. Texts must be those of a column.
+  /// `type`: of the values. Texts must be those of a column; so must decimals beyond 64 bits, which
+  /// Add refuses otherwise.
   KeyWords(XeDataType type, SortOrder_t order, NullOrder_t nulls, Place place);
 
   /// Whether keys of a type may be numbers. Add has the last word.
@@ -58,8 +60,8 @@ class KeyWords {
   /// The word of NULL, which no value has.
   uint64 GetNull() const { return null_; }
   bool IsExact() const { return isExact_; }
-  /// -1, 0 or 1 for the texts of two rows of the table that are not NULL and have equal words.
-  int CompareTexts(uint64 rowA, uint64 rowB);
+  /// -1, 0 or 1 for the values of two rows of the table that are not NULL and have equal words.
+  int CompareValues(uint64 rowA, uint64 rowB);
 
   /// Whether texts compare by their bytes, and have a byte for each character.
   bool HasByteTexts() const { return hasByteTexts_; }
@@ -83,10 +85,15 @@ class KeyWords {
   bool AddValues(const BatchVector& vector, const BatchRows& rows, uint64* words);
   template <class Value, class ToWord>
   void Fill(const BatchVector& vector, const BatchRows& rows, uint64* words, ToWord toWord) const;
+  /// Where not all decimals of the column are 64-bit integers of one scale.
+  bool AddDecimals(const BatchVector& vector, const BatchRows& rows, uint64* words);
   bool AddEntries(const BatchVector& vector, const BatchRows& rows, uint64* words);
   void RankEntries();
   bool NoteBounds(const BatchVector& vector, const BatchRows& rows, uint64* words);
   BatchText FindText(uint64 row, ColumnForm& form) const;
+  int CompareTexts(uint64 rowA, uint64 rowB);
+  /// Whether all chunks of the column have the form and the scale of the first one.
+  bool IsOfForm(ColumnForm form) const;
   /// Of one byte a character, without what does not count.
   BatchText CutEnd(BatchText text) const;
 
@@ -96,6 +103,8 @@ class KeyWords {
   const uint64 null_;
   bool isText_;
   bool isExact_ = true;
+  /// All decimals of the column are 128-bit integers of one scale.
+  bool isWide_ = false;
   bool comparesCodePoints_ = false;
   bool hasByteTexts_ = false;
   /// Of stored texts.

@@ -143,7 +143,7 @@ void SortedRows::SelectCandidates(BatchRows& rows, uint64 firstRow) {
     select([worst](uint64 word, uint32) { return word <= worst; });
   } else {
     select([&](uint64 word, uint32 row) {
-      return word < worst || (word == worst && words.CompareTexts(firstRow + row, worstRow_) <= 0);
+      return word < worst || (word == worst && words.CompareValues(firstRow + row, worstRow_) <= 0);
     });
   }
   words.Resize(before + selected);
@@ -176,7 +176,7 @@ int SortedRows::Compare(std::size_t firstKey, std::size_t endKey, uint32 a, uint
     const uint64 wordB = words.Get(b);
     if (wordA != wordB) return wordA < wordB ? -1 : 1;
     if (words.IsExact() || wordA == words.GetNull()) continue;
-    const int result = words.CompareTexts(rows_.Get(a), rows_.Get(b));
+    const int result = words.CompareValues(rows_.Get(a), rows_.Get(b));
     if (result != 0) return result;
   }
   return 0;

@@ -57,6 +57,10 @@ struct TableScan::Copies {
   static void Decimal(const Column& column, uint64 row) {
     Store<VelmarNumber>(column, VelmarNumber::FromScaled(Get64(column, row), column.scale));
   }
+  static void WideDecimal(const Column& column, uint64 row) {
+    const int128 value = reinterpret_cast<const int128*>(column.values)[row];
+    Store<VelmarNumber>(column, VelmarNumber::FromScaled(value, column.scale));
+  }
 
   template <class Character, class Offset, bool isFixed>
   static void Text(const Column& column, uint64 row) {
@@ -205,6 +209,8 @@ TableScan::Copy TableScan::ChooseCopy(Column& column, Prepared& prepared) {
       return Copies::Choose<&Copies::TimeStamp>(column);
     case ColumnForm::kDecimal64:
       return Copies::Choose<&Copies::Decimal>(column);
+    case ColumnForm::kDecimal128:
+      return Copies::Choose<&Copies::WideDecimal>(column);
     default:
       XE_ASSERT(column.width == WidthOfForm(vector.form));
       return WithFixedWidth(

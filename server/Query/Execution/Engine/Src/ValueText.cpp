@@ -179,6 +179,8 @@ void AppendValueText(const XeFieldDescriptor& field, const BatchVector& vector, 
       return BaseStringUtil::AppendUtf8(out, DateTimeText(vector.As<XeDateTime>()[at]));
     case ColumnForm::kDecimal64:
       return AppendDecimal(VelmarNumber::FromScaled(vector.As<int64>()[at], vector.scale), out);
+    case ColumnForm::kDecimal128:
+      return AppendDecimal(VelmarNumber::FromScaled(vector.As<int128>()[at], vector.scale), out);
     case ColumnForm::kNumber:
       return AppendDecimal(vector.As<VelmarNumber>()[at], out);
     default:

@@ -145,11 +145,13 @@ class NegateNode : public Generic {
       out.block = nullptr;
       return true;
     } else {
-      return Generic::EvalBatch(rows, out);
+      if (!EvaluateBatch(*this->only_, rows, out)) return false;
+      MapDecimals<Op<T>>(RowsOf(out, rows), this->GetBatchBuffers(), out);
+      return true;
     }
   }
   bool GivesSameAs(RExpression&) final { return true; }
-  bool HasBatchLoop() final { return HasOneBatchForm<T>; }
+  bool HasBatchLoop() final { return true; }
 };
 
 }  // namespace sqxer

@@ -122,8 +122,67 @@ void IntersectValidity(const BatchVector& a, const BatchVector& b, const BatchRo
   out.validity = words;
 }
 
-bool AlignedDecimals::Align(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
-                            BatchBuffers& buffers) {
+WideBounds FindScaledBounds(const BatchVector& vector, const BatchRows& rows) {
+  if (vector.form == ColumnForm::kDecimal64) {
+    const ColumnBounds<int64> bounds = FindBounds<int64>(vector, rows);
+    return {bounds.least, bounds.greatest};
+  }
+  const int128* const values = vector.As<int128>();
+  if (vector.isConstant) return {values[0], values[0]};
+  if (vector.block != nullptr && vector.block->hasBounds) return vector.block->wide;
+  WideBounds bounds = {PowerOfTen128(kDecimalDigits), -PowerOfTen128(kDecimalDigits)};
+  rows.ForEach([&](uint32 row) {
+    if (vector.IsNull(row)) return;
+    bounds.least = std::min(bounds.least, values[row]);
+    bounds.greatest = std::max(bounds.greatest, values[row]);
+  });
+  return bounds.least > bounds.greatest ? WideBounds{0, 0} : bounds;
+}
+
+bool ScaleBounds(int digits, WideBounds& bounds) {
+  if (digits > kDecimalDigits) return false;
+  const int128 factor = PowerOfTen128(digits);
+  return !__builtin_mul_overflow(bounds.least, factor, &bounds.least) &&
+         !__builtin_mul_overflow(bounds.greatest, factor, &bounds.greatest);
+}
+
+template <>
+bool AlignedDecimals<int128>::Align(const BatchVector& a, const BatchVector& b,
+                                    const BatchRows& rows, BatchBuffers& buffers) {
+  if (!IsScaled(a.form) || !IsScaled(b.form)) return false;
+  scale = std::max(a.scale, b.scale);
+  const auto bring = [&](const BatchVector& vector, int operand, const int128*& values,
+                         WideBounds& bounds) {
+    bounds = FindScaledBounds(vector, rows);
+    const int digits = scale - vector.scale;
+    if (digits == 0 && vector.form == ColumnForm::kDecimal128) {
+      values = vector.As<int128>();
+      return true;
+    }
+    if (!ScaleBounds(digits, bounds)) return false;
+    int128* const room = buffers.Rescaled<int128>(operand);
+    const int128 factor = PowerOfTen128(digits);
+    WithScaledType(vector.form, [&]<class T>(std::type_identity<T>) {
+      const T* const from = vector.As<T>();
+      const BatchRows scaled = vector.isConstant ? FirstRow(rows) : rows;
+      const auto word = static_cast<int64>(factor);
+      if (word == factor) {
+        MapValues(from, room, scaled,
+                  [word](T value) { return IntegerProduct::Wide(value, word); });
+      } else {
+        MapValues(from, room, scaled,
+                  [factor](T value) { return IntegerProduct::Wide(value, factor); });
+      }
+    });
+    values = room;
+    return true;
+  };
+  return bring(a, 0, left, leftBounds) && bring(b, 1, right, rightBounds);
+}
+
+template <>
+bool AlignedDecimals<int64>::Align(const BatchVector& a, const BatchVector& b,
+                                   const BatchRows& rows, BatchBuffers& buffers) {
   if (a.form != ColumnForm::kDecimal64 || b.form != ColumnForm::kDecimal64) return false;
   scale = std::max(a.scale, b.scale);
   const auto bring = [&](const BatchVector& vector, int operand, const int64*& values,
@@ -139,7 +198,7 @@ bool AlignedDecimals::Align(const BatchVector& a, const BatchVector& b, const Ba
         __builtin_mul_overflow(bounds.greatest, factor, &bounds.greatest)) {
       return false;
     }
-    int64* const room = buffers.Rescaled(operand);
+    int64* const room = buffers.Rescaled<int64>(operand);
     const BatchRows scaled = vector.isConstant ? FirstRow(rows) : rows;
     MapValues(values, room, scaled,
               [factor](int64 value) { return IntegerProduct::Unchecked(value, factor); });
@@ -288,23 +347,27 @@ class NoColumns final : public BatchSource {
 /// In the fast form of its type where it has one.
 void Simplify(BatchVector& constant, BatchBuffers& buffers) {
   if (constant.IsNull(0)) return;
-  int64 simple = 0;
+  const auto put = [&](ColumnForm form, auto simple, int scale) {
+    auto* const value = buffers.Rescaled<decltype(simple)>(0);
+    *value = simple;
+    constant.form = form;
+    constant.scale = static_cast<int16>(scale);
+    constant.values = reinterpret_cast<const uint8*>(value);
+  };
   if (constant.form == ColumnForm::kNumber) {
     const VelmarNumber& number = *constant.As<VelmarNumber>();
-    constexpr int kMostScale = 18;
     const int scale = number.decimalPlaces();
-    if (scale > kMostScale || !number.TryScaled(scale, simple)) return;
-    constant.form = ColumnForm::kDecimal64;
-    constant.scale = static_cast<int16>(scale);
+    if (int64 word; scale <= kMostScale64 && number.TryScaled(scale, word)) {
+      put(ColumnForm::kDecimal64, word, scale);
+    } else if (int128 wide; scale <= kDecimalDigits && number.TryScaled(scale, wide)) {
+      put(ColumnForm::kDecimal128, wide, scale);
+    }
   } else if (constant.form == ColumnForm::kDateTime) {
-    if (!TryTimeStamp64(*constant.As<XeDateTime>(), simple)) return;
-    constant.form = ColumnForm::kTimeStamp64;
-  } else {
-    return;
+    int64 microseconds;
+    if (TryTimeStamp64(*constant.As<XeDateTime>(), microseconds)) {
+      put(ColumnForm::kTimeStamp64, microseconds, 0);
+    }
   }
-  int64* const value = buffers.Rescaled(0);
-  *value = simple;
-  constant.values = reinterpret_cast<const uint8*>(value);
 }
 
 }  // namespace

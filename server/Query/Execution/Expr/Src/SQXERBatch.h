@@ -33,13 +33,13 @@ struct BatchText {
 ///
 ///   bit, boolean                kUInt8, 0 or 1
 ///   other numbers               the form of their type
-///   numeric                     kDecimal64, or kNumber
+///   numeric                     kDecimal64, kDecimal128 or kNumber
 ///   date, time                  kDay32, kTime64
 ///   timestamp                   kTimeStamp64, or kDateTime
 ///   texts                       kText8 or kText32, in the three ways below
 struct BatchVector {
   ColumnForm form = ColumnForm::kInt32;
-  /// Digits behind the point of kDecimal64.
+  /// Digits behind the point of kDecimal64 and kDecimal128.
   int16 scale = 0;
   /// What stands at index 0 (its validity bit too) stands for every row.
   bool isConstant = false;
@@ -181,8 +181,9 @@ class SQXEREXPR_API BatchBuffers {
   /// Room for a text of one byte a character.
   std::string& Bytes() { return bytes_; }
   /// Room for an operand, the first or the second, brought to another scale.
-  int64* Rescaled(int operand) {
-    return reinterpret_cast<int64*>(Reserve(rescaled_[operand], kMostBatchRows * sizeof(int64)));
+  template <class T>
+  T* Rescaled(int operand) {
+    return reinterpret_cast<T*>(Reserve(rescaled_[operand], kMostBatchRows * sizeof(T)));
   }
 
  private:

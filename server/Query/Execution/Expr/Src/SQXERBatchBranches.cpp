@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "SQXERBatchLoops.h"
+#include "SQXERBatchArithmetic.h"
 
 namespace sqxer {
 
@@ -22,42 +22,53 @@ void BatchBranches::Gather(ColumnForm form, BatchVector& out, Read&& read) {
   out.values = reinterpret_cast<const uint8*>(values);
 }
 
-bool BatchBranches::GatherDecimals(BatchVector& out) {
-  int16 scale = 0;
-  for (const Branch& branch : branches_) scale = std::max(scale, branch.values.scale);
-  ColumnBounds<int64> all{0, 0};
-  const bool isPlain = std::ranges::all_of(branches_, [&](const Branch& branch) {
-    if (branch.values.form != ColumnForm::kDecimal64) return false;
+std::optional<WideBounds> BatchBranches::FindDecimalBounds(int scale) const {
+  WideBounds all{0, 0};
+  for (const Branch& branch : branches_) {
+    if (!IsScaled(branch.values.form)) return {};
     BatchRows rows = rows_;
     rows.selected = takenRows_ + branch.first;
     rows.selectedCount = branch.last - branch.first;
-    ColumnBounds<int64> bounds = FindBounds<int64>(branch.values, rows);
-    for (int i = branch.values.scale; i < scale; ++i) {
-      if (__builtin_mul_overflow(bounds.least, 10, &bounds.least) ||
-          __builtin_mul_overflow(bounds.greatest, 10, &bounds.greatest)) {
-        return false;
-      }
-    }
+    WideBounds bounds = FindScaledBounds(branch.values, rows);
+    if (!ScaleBounds(scale - branch.values.scale, bounds)) return {};
     all = {std::min(all.least, bounds.least), std::max(all.greatest, bounds.greatest)};
-    return true;
-  });
-  if (!isPlain) {
-    Gather<VelmarNumber>(ColumnForm::kNumber, out, [](const BatchVector& values, uint32 row) {
-      return ReadBatchValue<VelmarNumber>(values, row);
-    });
-    return true;
   }
-  Gather<int64>(ColumnForm::kDecimal64, out, [&](const BatchVector& values, uint32 row) {
-    int64 value = values.As<int64>()[values.isConstant ? 0 : row];
+  return all;
+}
+
+template <class Stored>
+void BatchBranches::GatherScaled(ColumnForm form, int scale, BatchVector& out) {
+  Gather<Stored>(form, out, [&](const BatchVector& values, uint32 row) {
+    const uint32 at = values.isConstant ? 0 : row;
+    Stored value;
+    if (std::same_as<Stored, int64> || values.form == ColumnForm::kDecimal64) {
+      value = values.As<int64>()[at];
+    } else {
+      value = static_cast<Stored>(values.As<int128>()[at]);
+    }
     for (int i = values.scale; i < scale; ++i) value *= 10;
     return value;
   });
-  out.scale = scale;
-  buffers_.Block() = ColumnBlock();
-  buffers_.Block().hasBounds = true;
-  buffers_.Block().whole = all;
-  out.block = &buffers_.Block();
-  return true;
+  out.scale = static_cast<int16>(scale);
+}
+
+void BatchBranches::GatherDecimals(BatchVector& out) {
+  int16 scale = 0;
+  for (const Branch& branch : branches_) scale = std::max(scale, branch.values.scale);
+  const std::optional<WideBounds> bounds = FindDecimalBounds(scale);
+  const bool areWords = std::ranges::all_of(
+      branches_, [](const Branch& branch) { return branch.values.form == ColumnForm::kDecimal64; });
+  if (!bounds || !HaveDecimalDigits(*bounds)) {
+    Gather<VelmarNumber>(ColumnForm::kNumber, out, [](const BatchVector& values, uint32 row) {
+      return ReadBatchValue<VelmarNumber>(values, row);
+    });
+  } else if (areWords && AreWithin<int64>(*bounds)) {
+    GatherScaled<int64>(ColumnForm::kDecimal64, scale, out);
+    KnowBounds(*bounds, buffers_.Block(), out);
+  } else {
+    GatherScaled<int128>(ColumnForm::kDecimal128, scale, out);
+    KnowWideBounds(*bounds, buffers_.Block(), out);
+  }
 }
 
 bool BatchBranches::Finish(BatchVector& out) {
@@ -82,7 +93,10 @@ bool BatchBranches::Finish(BatchVector& out) {
     return true;
   }
   const ColumnForm form = branches_.front().values.form;
-  if (form == ColumnForm::kDecimal64 || form == ColumnForm::kNumber) return GatherDecimals(out);
+  if (IsScaled(form) || form == ColumnForm::kNumber) {
+    GatherDecimals(out);
+    return true;
+  }
   if (form == ColumnForm::kTimeStamp64 || form == ColumnForm::kDateTime) {
     Gather<XeDateTime>(ColumnForm::kDateTime, out, [](const BatchVector& values, uint32 row) {
       return ReadBatchValue<XeDateTime>(values, row);

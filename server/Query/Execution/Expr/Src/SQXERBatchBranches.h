@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "SQXERExpression.h"
+#include "SQXEROpsArithmetic.h"
 
 namespace sqxer {
 
@@ -67,7 +69,12 @@ class BatchBranches {
 
   template <class Value, class Read>
   void Gather(ColumnForm form, BatchVector& out, Read&& read);
-  bool GatherDecimals(BatchVector& out);
+  void GatherDecimals(BatchVector& out);
+  /// The least and the greatest decimal of all branches at a scale; nothing where they have no
+  /// number of it in 128 bits.
+  std::optional<WideBounds> FindDecimalBounds(int scale) const;
+  template <class Stored>
+  void GatherScaled(ColumnForm form, int scale, BatchVector& out);
 
   BatchRows rows_;
   BatchBuffers& buffers_;

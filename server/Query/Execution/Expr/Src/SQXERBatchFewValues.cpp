@@ -6,7 +6,7 @@
 #include <cstring>
 #include <optional>
 
-#include "SQXERBatch.h"
+#include "SQXERBatchLoops.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExpression.h"
 #include "Utility/FixedWidths.h"
@@ -214,25 +214,31 @@ class FewValuesEvaluation {
     few_->known.rows = few_->known.nulls = 0;
   }
 
-  /// Decimals get their fast form if one scale and 64 bits hold them all.
+  /// Decimals get a fast form if one scale and 64 or 128 bits hold them all.
   void Simplify() {
     if (few_->form != ColumnForm::kNumber) return;
-    constexpr int kMostScale = 18;
     const auto* const numbers = reinterpret_cast<const VelmarNumber*>(few_->values.data());
-    const std::size_t count = few_->isValid.size();
     int scale = 0;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < few_->isValid.size(); ++i) {
       if (few_->isValid[i] != 0) scale = std::max(scale, numbers[i].decimalPlaces());
     }
-    std::vector<int64> scaled(count);
+    if (scale <= kMostScale64 && TryScale<int64>(ColumnForm::kDecimal64, scale)) return;
+    if (scale <= kDecimalDigits) TryScale<int128>(ColumnForm::kDecimal128, scale);
+  }
+
+  template <class Stored>
+  bool TryScale(ColumnForm form, int scale) {
+    const auto* const numbers = reinterpret_cast<const VelmarNumber*>(few_->values.data());
+    const std::size_t count = few_->isValid.size();
+    std::vector<Stored> scaled(count);
     for (std::size_t i = 0; i < count; ++i) {
-      if (few_->isValid[i] == 0) continue;
-      if (scale > kMostScale || !numbers[i].TryScaled(scale, scaled[i])) return;
+      if (few_->isValid[i] != 0 && !numbers[i].TryScaled(scale, scaled[i])) return false;
     }
-    few_->form = ColumnForm::kDecimal64;
+    few_->form = form;
     few_->scale = static_cast<int16>(scale);
-    few_->values.resize(count * sizeof(int64));
+    few_->values.resize(count * sizeof(Stored));
     std::memcpy(few_->values.data(), scaled.data(), few_->values.size());
+    return true;
   }
 
   void Append(uint32 count, const BatchVector& results) {

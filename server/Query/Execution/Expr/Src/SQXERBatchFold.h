@@ -124,28 +124,48 @@ class SumAccumulator {
   T sum_{};
 };
 
-/// The same of 64-bit decimals into a decimal number.
-class DecimalSumAccumulator {
+/// The same of decimals that are integers of one scale, added up as Total, into a decimal number.
+template <class Stored, class Total>
+class ScaledSumAccumulator {
  public:
-  using Value = VelmarNumber;
-  explicit DecimalSumAccumulator(const BatchVector& input)
-      : values_(input.As<int64>()), scale_(input.scale) {}
+  explicit ScaledSumAccumulator(const BatchVector& input)
+      : values_(input.As<Stored>()), scale_(input.scale) {}
   void Load(const uint8*) { sum_ = 0; }
-  void Add(uint32 row, bool isValue) { sum_ += ValueOrZero(values_[row], isValue); }
+  void Add(uint32 row, bool isValue) { sum_ += values_[row] & -Total{isValue}; }
   void Store(uint8* state) const {
     StoreValue(state, VelmarNumber::Plus(LoadValue<VelmarNumber>(state),
                                          VelmarNumber::FromScaled(sum_, scale_)));
   }
 
  private:
-  const int64* values_;
+  const Stored* values_;
   const int16 scale_;
-  int64 sum_ = 0;
+  Total sum_ = 0;
 };
 
-template <AccumulatorValue T>
-using BatchSum =
-    std::conditional_t<std::same_as<T, VelmarNumber>, DecimalSumAccumulator, SumAccumulator<T>>;
+/// The same of decimals in their general form, which are added and rounded as rows are.
+class GeneralSumAccumulator {
+ public:
+  explicit GeneralSumAccumulator(const BatchVector& input) : values_(input.As<VelmarNumber>()) {}
+  void Load(const uint8* state) { sum_ = LoadValue<VelmarNumber>(state); }
+  void Add(uint32 row, bool isValue) {
+    if (isValue) sum_ = VelmarNumber::Plus(sum_, values_[row]);
+  }
+  void Store(uint8* state) const { StoreValue(state, sum_); }
+
+ private:
+  const VelmarNumber* values_;
+  VelmarNumber sum_;
+};
+
+/// How a batch of decimals is summed up.
+enum class DecimalSums {
+  /// By integers of one scale, the sums of a batch in 64 bits or in 128.
+  k64,
+  k128,
+  /// One after the other.
+  kGeneral,
+};
 
 /// What a column must be like for its sums in a batch to be those of rows, one after the other.
 template <AccumulatorValue T>
@@ -156,15 +176,17 @@ class SumCheck {
   bool AdmitsInput(const BatchVector& input, const BatchRows& rows, bool isChecked) {
     isChecked_ = isChecked;
     scale_ = input.scale;
+    sums_ = DecimalSums::k64;
     if (input.isConstant && input.IsNull(0)) {
       least_ = greatest_ = 0;
       return true;
     }
     if constexpr (std::same_as<T, VelmarNumber>) {
-      if (input.form != ColumnForm::kDecimal64) return false;
-      return CountWhole(FindBounds<int64>(input, rows), rows);
+      return AdmitsDecimals(input, rows);
     } else if constexpr (std::integral<T>) {
-      return !isChecked || CountWhole(FindBounds<T>(input, rows), rows);
+      if (!isChecked) return true;
+      const ColumnBounds<int64> bounds = FindBounds<T>(input, rows);
+      return CountWhole({bounds.least, bounds.greatest}, rows) && AreSumsWords();
     } else {
       if (!isChecked) return true;
       if (input.block != nullptr && input.block->hasBounds) {
@@ -193,16 +215,18 @@ class SumCheck {
 
   bool AdmitsState(const uint8* state) const {
     if constexpr (std::same_as<T, VelmarNumber>) {
-      constexpr int64 kMostSum = int64{1} << 62;
-      int64 sum;
-      if (LoadValue<VelmarNumber>(state).TryScaled(scale_, sum) && sum > -kMostSum &&
-          sum < kMostSum) {
+      const auto sum = LoadValue<VelmarNumber>(state);
+      if (sums_ == DecimalSums::kGeneral) return sum.IsFarWithin();
+      constexpr int64 kMostWord = int64{1} << 62;
+      int64 word;
+      if (sums_ == DecimalSums::k64 && sum.TryScaled(scale_, word) && word > -kMostWord &&
+          word < kMostWord) {
         return true;
       }
-      return IsPart(state, 1);
+      return parts_ == 1 ? AdmitsSum(sum) : IsPart(state, 1);
     } else if constexpr (std::integral<T>) {
       if (!isChecked_) return true;
-      const WideBounds::Wide sum = LoadValue<T>(state);
+      const int128 sum = LoadValue<T>(state);
       return AreWithin<T>({(sum + least_) * parts_, (sum + greatest_) * parts_});
     } else {
       // Not one infinity on the way, and the sum is none either.
@@ -210,17 +234,19 @@ class SumCheck {
     }
   }
 
+  DecimalSums GetSums() const { return sums_; }
+
   /// The sum is to be one of so many that are added up: see IsPart.
   void SetParts(uint32 parts) { parts_ = parts; }
   /// Whether a sum that was admitted all the way can be added to others like it, so many in all.
   static bool IsPart(const uint8* state, uint32 parts) {
     if constexpr (std::same_as<T, VelmarNumber>) {
-      // Sums of so few digits are exact, in whatever order their parts are added.
-      constexpr int kMostPlaces = 18;
+      // With what a batch brings them to, and added up, they have 38 digits.
       const auto number = LoadValue<VelmarNumber>(state);
-      return std::fabs(number.asDouble()) < 1e17 && number.decimalPlaces() <= kMostPlaces;
+      return std::fabs(number.asDouble()) < static_cast<float64>(kMostPart) &&
+             number.decimalPlaces() <= kMostPartPlaces;
     } else if constexpr (std::integral<T>) {
-      const WideBounds::Wide sum = WideBounds::Wide{LoadValue<T>(state)} * parts;
+      const int128 sum = int128{LoadValue<T>(state)} * parts;
       return AreWithin<T>({sum, sum});
     } else {
       return false;
@@ -228,22 +254,70 @@ class SumCheck {
   }
 
  private:
+  static constexpr int64 kMostPart = 9'000'000'000'000'000'000;
+  static constexpr int kMostPartPlaces = kMostScale64;
   static constexpr float64 kMostSize = 1e300;
   static constexpr float64 kMostSum = 1e305;
 
-  bool CountWhole(const ColumnBounds<int64>& bounds, const BatchRows& rows) {
-    const WideBounds::Wide count = rows.GetWanted();
-    least_ = std::min<WideBounds::Wide>(bounds.least, 0) * count;
-    greatest_ = std::max<WideBounds::Wide>(bounds.greatest, 0) * count;
-    constexpr WideBounds::Wide kMost = WideBounds::Wide{1} << 62;
+  /// The least and the greatest sum that any of the rows can come to; false beyond 128 bits.
+  bool CountWhole(const WideBounds& bounds, const BatchRows& rows) {
+    const int128 count = rows.GetWanted();
+    return !__builtin_mul_overflow(std::min<int128>(bounds.least, 0), count, &least_) &&
+           !__builtin_mul_overflow(std::max<int128>(bounds.greatest, 0), count, &greatest_);
+  }
+  bool AreSumsWords() const {
+    constexpr int128 kMost = int128{1} << 62;
     return least_ > -kMost && greatest_ < kMost;
+  }
+
+  /// The same of what IsPart allows a sum to be.
+  bool AreSumsParts() const {
+    if (scale_ > kMostPartPlaces) return false;
+    const int128 most = int128{kMostPart} * PowerOfTen128(scale_);
+    return least_ > -most && greatest_ < most;
+  }
+
+  bool AdmitsDecimals(const BatchVector& input, const BatchRows& rows) {
+    sums_ = DecimalSums::kGeneral;
+    if (IsScaled(input.form)) {
+      const bool areWide = CountWhole(FindScaledBounds(input, rows), rows);
+      if (areWide && AreSumsWords() && input.form == ColumnForm::kDecimal64) {
+        sums_ = DecimalSums::k64;
+        return true;
+      }
+      sums_ = DecimalSums::k128;
+      return areWide && (parts_ == 1 || AreSumsParts());
+    }
+    if (parts_ != 1) return false;
+    const VelmarNumber* const values = input.As<VelmarNumber>();
+    bool areWithin = true;
+    rows.ForEach([&](uint32 row) {
+      areWithin &= input.IsNull(row) || values[input.isConstant ? 0 : row].IsFarWithin();
+    });
+    return areWithin;
+  }
+
+  /// Whether neither this sum nor any that the rows bring it to has more than 38 digits: then no
+  /// row is rounded.
+  bool AdmitsSum(const VelmarNumber& number) const {
+    int places = scale_;
+    int128 sum;
+    if (!number.TryScaled(places, sum)) {
+      places = number.decimalPlaces();
+      if (places > kDecimalDigits || !number.TryScaled(places, sum)) return false;
+    }
+    WideBounds sums = {least_, greatest_};
+    return ScaleBounds(std::max(places - scale_, 0), sums) &&
+           !__builtin_add_overflow(sums.least, sum, &sums.least) &&
+           !__builtin_add_overflow(sums.greatest, sum, &sums.greatest) && HaveDecimalDigits(sums);
   }
 
   bool isChecked_ = true;
   int16 scale_ = 0;
+  DecimalSums sums_ = DecimalSums::k64;
   uint32 parts_ = 1;
-  WideBounds::Wide least_ = 0;
-  WideBounds::Wide greatest_ = 0;
+  int128 least_ = 0;
+  int128 greatest_ = 0;
 };
 
 /// Folds batches into states that begin with a sum of values of T; behind it stands, where
@@ -258,7 +332,20 @@ class SumFold {
   bool AdmitsStates(const BatchFold& fold) const {
     return fold.AllOfStates([this](const uint8* state) { return check_.AdmitsState(state); });
   }
-  static void Fold(const BatchFold& fold) { FoldRows(fold, State(*fold.input)); }
+  /// Of the column that was admitted last.
+  void Fold(const BatchFold& fold) const {
+    if constexpr (!std::same_as<T, VelmarNumber>) {
+      FoldRows(fold, State<SumAccumulator<T>>(*fold.input));
+    } else if (check_.GetSums() == DecimalSums::k64) {
+      FoldRows(fold, State<ScaledSumAccumulator<int64, int64>>(*fold.input));
+    } else if (check_.GetSums() == DecimalSums::kGeneral) {
+      FoldRows(fold, State<GeneralSumAccumulator>(*fold.input));
+    } else {
+      WithScaledType(fold.input->form, [&]<class Stored>(std::type_identity<Stored>) {
+        FoldRows(fold, State<ScaledSumAccumulator<Stored, int128>>(*fold.input));
+      });
+    }
+  }
 
   void SetParts(uint32 parts) { check_.SetParts(parts); }
   static bool IsPart(const uint8* state, uint32 parts) { return SumCheck<T>::IsPart(state, parts); }
@@ -275,6 +362,7 @@ class SumFold {
   }
 
  private:
+  template <class Sum>
   class State {
    public:
     explicit State(const BatchVector& input) : sum_(input) {}
@@ -298,7 +386,7 @@ class SumFold {
     }
 
    private:
-    BatchSum<T> sum_;
+    Sum sum_;
     uint32 added_ = 0;
   };
 

@@ -51,14 +51,36 @@ template <class T>
 inline constexpr bool HasBatchForm =
     HasOneBatchForm<T> || std::same_as<T, VelmarNumber> || std::same_as<T, XeDateTime>;
 
+/// Digits behind the point that decimals of 64 bits have, at most.
+inline constexpr int kMostScale64 = 18;
+
+/// Whether decimals are integers of one scale.
+constexpr bool IsScaled(ColumnForm form) {
+  return form == ColumnForm::kDecimal64 || form == ColumnForm::kDecimal128;
+}
+/// Calls use(std::type_identity<T>) with the type of these.
+template <class Use>
+void WithScaledType(ColumnForm form, Use&& use) {
+  if (form == ColumnForm::kDecimal64) {
+    use(std::type_identity<int64>());
+  } else {
+    use(std::type_identity<int128>());
+  }
+}
+
 /// Reads a value of a vector of T's forms as T.
 template <class T>
 T ReadBatchValue(const BatchVector& vector, uint32 row) {
   if (vector.isConstant) row = 0;
   if constexpr (std::same_as<T, VelmarNumber>) {
-    return vector.form == ColumnForm::kDecimal64
-               ? VelmarNumber::FromScaled(vector.As<int64>()[row], vector.scale)
-               : vector.As<VelmarNumber>()[row];
+    switch (vector.form) {
+      case ColumnForm::kDecimal64:
+        return VelmarNumber::FromScaled(vector.As<int64>()[row], vector.scale);
+      case ColumnForm::kDecimal128:
+        return VelmarNumber::FromScaled(vector.As<int128>()[row], vector.scale);
+      default:
+        return vector.As<VelmarNumber>()[row];
+    }
   } else if constexpr (std::same_as<T, XeDateTime>) {
     return vector.form == ColumnForm::kTimeStamp64 ? FromTimeStamp64(vector.As<int64>()[row])
                                                    : vector.As<XeDateTime>()[row];
@@ -240,19 +262,34 @@ bool EvalPairBatch(RExpression& left, RExpression& right, const BatchRows& rows,
   return combine(a, b, RowsOf(out, rows), out);
 }
 
-/// Two vectors of 64-bit decimals as integers of one scale.
-struct AlignedDecimals {
-  const int64* left = nullptr;
-  const int64* right = nullptr;
-  int16 scale = 0;
-  ColumnBounds<int64> leftBounds{};
-  ColumnBounds<int64> rightBounds{};
+/// The same as FindBounds of a vector of integers of one scale.
+SQXEREXPR_API WideBounds FindScaledBounds(const BatchVector& vector, const BatchRows& rows);
+/// Brings bounds to so many digits more; false when they leave 128 bits.
+SQXEREXPR_API bool ScaleBounds(int digits, WideBounds& bounds);
+inline bool HaveDecimalDigits(const WideBounds& bounds) {
+  return HasDecimalDigits(bounds.least) && HasDecimalDigits(bounds.greatest);
+}
 
-  /// False when they are of another form, or 64 bits do not hold them at one scale. The buffers
+/// Two vectors of decimals as integers, int64 or int128, of one scale.
+template <class Stored>
+struct AlignedDecimals {
+  const Stored* left = nullptr;
+  const Stored* right = nullptr;
+  int16 scale = 0;
+  ColumnBounds<Stored> leftBounds{};
+  ColumnBounds<Stored> rightBounds{};
+
+  /// False when they are of another form, or Stored does not hold them at one scale. The buffers
   /// hold what has to be made.
-  SQXEREXPR_API bool Align(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
-                           BatchBuffers& buffers);
+  bool Align(const BatchVector& a, const BatchVector& b, const BatchRows& rows,
+             BatchBuffers& buffers);
 };
+template <>
+SQXEREXPR_API bool AlignedDecimals<int64>::Align(const BatchVector& a, const BatchVector& b,
+                                                 const BatchRows& rows, BatchBuffers& buffers);
+template <>
+SQXEREXPR_API bool AlignedDecimals<int128>::Align(const BatchVector& a, const BatchVector& b,
+                                                  const BatchRows& rows, BatchBuffers& buffers);
 
 /// A decimal of 64 bits as the nearest double, if a division of two exact doubles gives it.
 struct ScaledToFloat64 {
@@ -324,6 +361,8 @@ std::optional<ColumnBounds<T>> KnownBounds(const BatchVector& vector) {
   if constexpr (std::floating_point<T>) {
     return ColumnBounds<T>{static_cast<T>(vector.block->real.least),
                            static_cast<T>(vector.block->real.greatest)};
+  } else if constexpr (std::same_as<T, int128>) {
+    return vector.block->wide;
   } else {
     const ColumnBounds<int64>& whole = vector.block->whole;
     if constexpr (std::integral<T>) {
@@ -332,7 +371,9 @@ std::optional<ColumnBounds<T>> KnownBounds(const BatchVector& vector) {
       const int32 days[] = {static_cast<int32>(whole.least), static_cast<int32>(whole.greatest)};
       BatchVector ends = vector;
       ends.values = vector.form == ColumnForm::kDay32 ? reinterpret_cast<const uint8*>(days)
-                                                      : reinterpret_cast<const uint8*>(&whole);
+                    : vector.form == ColumnForm::kDecimal128
+                        ? reinterpret_cast<const uint8*>(&vector.block->wide)
+                        : reinterpret_cast<const uint8*>(&whole);
       return ColumnBounds<T>{ReadBatchValue<T>(ends, 0), ReadBatchValue<T>(ends, 1)};
     }
   }
@@ -397,9 +438,14 @@ void CompareVectors(const BatchVector& a, const BatchVector& b, const BatchRows&
       if (a.form == ColumnForm::kDecimal64 && b.form == a.form && a.scale == b.scale) {
         return plain(std::type_identity<int64>());
       }
-      if (AlignedDecimals aligned; aligned.Align(a, b, rows, buffers)) {
-        return ComparePairs<Op, int64>(aligned.left, aligned.leftBounds, a.isConstant,
-                                       aligned.right, aligned.rightBounds, b.isConstant, out, rows);
+      const auto compareAligned = [&]<class Stored>(AlignedDecimals<Stored> aligned) {
+        if (!aligned.Align(a, b, rows, buffers)) return false;
+        ComparePairs<Op, Stored>(aligned.left, aligned.leftBounds, a.isConstant, aligned.right,
+                                 aligned.rightBounds, b.isConstant, out, rows);
+        return true;
+      };
+      if (compareAligned(AlignedDecimals<int64>()) || compareAligned(AlignedDecimals<int128>())) {
+        return;
       }
     } else if (a.form == ColumnForm::kTimeStamp64 && b.form == ColumnForm::kTimeStamp64) {
       return plain(std::type_identity<int64>());

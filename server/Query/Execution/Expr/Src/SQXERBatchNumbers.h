@@ -22,6 +22,7 @@ class Float64Column {
         vector_.block = input.block;
         return &vector_;
       case ColumnForm::kDecimal64:
+      case ColumnForm::kDecimal128:
       case ColumnForm::kNumber:
         return ConvertDecimals(input, wanted);
       case ColumnForm::kDay32:

@@ -20,7 +20,6 @@ struct DistinctValues::Form {
 
 namespace {
 
-constexpr int kMostScale = 18;
 /// A map of more bytes leaves the caches, and clearing it takes longer than a few values gain.
 constexpr uint64 kMostMapBytes = uint64{8} << 20;
 constexpr std::size_t kFirstSlots = 256;
@@ -72,12 +71,18 @@ void StoreKey(int64 key, int scale, uint8* stored) {
   std::memcpy(stored, static_cast<const void*>(&value), sizeof value);
 }
 
+/// Whether the values have to be looked at one by one for keys of a scale.
+bool HasKeysByValue(const BatchVector& vector, int scale) {
+  return vector.form == ColumnForm::kNumber || vector.form == ColumnForm::kDecimal128 ||
+         (vector.form == ColumnForm::kDecimal64 && vector.scale != scale);
+}
+
 /// Calls use(values, keyOf) for the vectors whose values have keys in one way; false for others.
 template <class Use>
 bool WithKeys(const BatchVector& vector, int scale, Use&& use) {
   const auto whole = [](auto value) { return static_cast<int64>(value); };
   const auto real = [](auto value) { return OrderedBits(value); };
-  if (vector.form == ColumnForm::kDecimal64 && vector.scale != scale) return false;
+  if (HasKeysByValue(vector, scale)) return false;
   return WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
     if constexpr (std::floating_point<T>) {
       use(vector.As<T>(), real);
@@ -265,8 +270,9 @@ bool DistinctValues::Admits(const BatchVector& input, const BatchRows& rows) {
   if (input.isConstant && input.IsNull(0)) return true;
   if (IsTextForm(input.form)) return isText_ || (form_ == nullptr && input.dictionary != nullptr);
   if (form_ == nullptr) return false;
-  if (input.form == ColumnForm::kDecimal64) {
-    if (scale_ < 0) scale_ = std::min<int>(input.scale, kMostScale);
+  if (input.form == ColumnForm::kNumber || IsScaled(input.form)) {
+    if (scale_ < 0) scale_ = std::min<int>(input.scale, kMostScale64);
+    if (HasKeysByValue(input, scale_)) return true;
     // It has no number of this scale with the other sign, and so no key.
     if (FindBounds<int64>(input, rows).least == std::numeric_limits<int64>::min()) return false;
   }
@@ -285,6 +291,14 @@ void DistinctValues::AddBatch(const BatchFold& fold, uint32 placeOfGroup) {
   if (IsTextForm(input.form)) {
     return input.dictionary != nullptr ? AddCodes(fold, placeOfGroup)
                                        : AddTexts(fold, placeOfGroup);
+  }
+  if (HasKeysByValue(input, scale_)) {
+    return fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      if (!isValue) return;
+      const auto value = ReadBatchValue<VelmarNumber>(input, row);
+      Add(LoadValue<uint32>(fold.StateOf(index) + placeOfGroup),
+          reinterpret_cast<const uint8*>(&value));
+    });
   }
   if (usesMap_ && !(hasBounds_ && WidenMap(bounds_))) GiveUpMap();
   int64 keys[kMostBatchRows];
@@ -405,7 +419,7 @@ void DistinctValues::MergeMap(const DistinctValues& later, std::span<const uint3
 }
 
 bool DistinctValues::WidenMap(const ColumnBounds<int64>& bounds) {
-  using Wide = WideBounds::Wide;
+  using Wide = int128;
   const Wide mapEnd = Wide{mapLeast_} + static_cast<Wide>(mapKeys_);
   if (mapKeys_ != 0 && groups_ <= mapGroups_ && bounds.least >= mapLeast_ &&
       bounds.greatest < mapEnd) {

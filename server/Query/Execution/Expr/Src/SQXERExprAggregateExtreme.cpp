@@ -115,8 +115,6 @@ bool ExtremeAggregate::AdmitsInput(const BatchVector* input, const BatchRows& ro
     return !hasNaN;
   };
   switch (sourceDataType_) {
-    case XeNumericData:
-      return input->form == ColumnForm::kDecimal64;
     case XeDateTimeData:
     case XeTimeStampData:
       return input->form == ColumnForm::kTimeStamp64;
@@ -147,6 +145,7 @@ class ExtremeState {
   /// Takes the extreme of the rows from what is known of them. False where it is not known, or
   /// comes of the values that it is of but may be in rows that do not count.
   bool AddKnown(const BatchFold& fold, int wanted) {
+    if constexpr (std::same_as<Stored, VelmarNumber>) return false;
     const auto bounds = KnownBounds<Stored>(input_);
     if (!bounds) return false;
     extreme_ = wanted > 0 ? bounds->greatest : bounds->least;
@@ -168,7 +167,9 @@ class ExtremeState {
 
  private:
   Value GetValue() const {
-    if constexpr (std::same_as<Value, VelmarNumber>) {
+    if constexpr (std::same_as<Value, Stored>) {
+      return extreme_;
+    } else if constexpr (std::same_as<Value, VelmarNumber>) {
       return VelmarNumber::FromScaled(extreme_, input_.scale);
     } else if constexpr (std::same_as<Value, XeDate>) {
       return FromDay32(extreme_);
@@ -303,6 +304,12 @@ void FoldFixed(XeDataType type, const BatchFold& fold, int wanted, Before before
     if constexpr (HasOneBatchForm<Value>) {
       foldStored(std::type_identity<typename BatchFormOf<Value>::Stored>(), value);
     } else {
+      if constexpr (std::same_as<Value, VelmarNumber>) {
+        if (fold.input->form == ColumnForm::kNumber) return foldStored(value, value);
+        if (fold.input->form == ColumnForm::kDecimal128) {
+          return foldStored(std::type_identity<int128>(), value);
+        }
+      }
       foldStored(std::type_identity<int64>(), value);
     }
   });

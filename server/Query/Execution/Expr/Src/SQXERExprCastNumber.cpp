@@ -1,5 +1,7 @@
 #include "SQXERExprCastNumber.h"
 
+#include "SQXERBatchLoops.h"
+
 namespace sqxer {
 
 void CastToFloat32::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
@@ -56,6 +58,23 @@ void CastToNumeric::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
 RExprReturn CastToNumeric::Eval(void* out) {
   if (EvalOperand() == kTrue) *static_cast<VelmarNumber*>(out) = number_;
   return retCode_;
+}
+
+bool CastToNumeric::HasBatchLoop() {
+  const XeDataType from = only_->GetResultDataType();
+  return from == XeInt4Data || from == XeUInt4Data || from == XeNumericData;
+}
+
+bool CastToNumeric::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!HasBatchLoop()) return Cast::EvalBatch(rows, out);
+  if (!EvaluateBatch(*only_, rows, out)) return false;
+  const XeDataType from = only_->GetResultDataType();
+  if (from == XeInt4Data) {
+    ConvertVector<Int32ToNumber>(RowsOf(out, rows), GetBatchBuffers(), out);
+  } else if (from == XeUInt4Data) {
+    ConvertVector<UInt32ToNumber>(RowsOf(out, rows), GetBatchBuffers(), out);
+  }
+  return true;
 }
 
 }  // namespace sqxer

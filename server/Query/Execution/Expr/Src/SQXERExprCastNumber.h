@@ -83,6 +83,8 @@ class SQXEREXPR_API CastToNumeric final : public Cast {
       : Cast(operand, to, precision, scale) {}
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override;
 
  protected:
   const wchar_t* GetOperatorName() const override { return L"CastToNumeric"; }

@@ -48,8 +48,8 @@ bool MapElapsed(const BatchVector& from, const BatchVector& to, const BatchRows&
   if (!CountsMicroseconds(from) || !CountsMicroseconds(to)) {
     return MapMoments<Op>(from, to, rows, buffers, out, result);
   }
-  const int64* const start = MicrosecondsOf(from, rows, buffers.Rescaled(0));
-  const int64* const end = MicrosecondsOf(to, rows, buffers.Rescaled(1));
+  const int64* const start = MicrosecondsOf(from, rows, buffers.Rescaled<int64>(0));
+  const int64* const end = MicrosecondsOf(to, rows, buffers.Rescaled<int64>(1));
   bool isWithin = true;
   MapPairs(start, from.isConstant, end, to.isConstant, out, rows, [&](int64 a, int64 b) {
     const int64 units = Op::OfMicroseconds(a, b);

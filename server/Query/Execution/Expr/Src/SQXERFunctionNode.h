@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SQXERBatchLoops.h"
+#include "SQXERBatchArithmetic.h"
 #include "SQXERExprFunctionBase.h"
 #include "SQXEROpsNumeric.h"
 
@@ -9,6 +9,7 @@ namespace sqxer {
 /// Replaces the values of a vector by those of a function. What it raises goes on.
 template <class Op, class T>
 void MapMath(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
+  if constexpr (requires { Op::Scaled(int64{}); }) return MapDecimals<Op>(rows, buffers, out);
   T* const values = buffers.Values<T>();
   const auto apply = [&](uint32 row) {
     if (!out.IsNull(row)) ApplyMath<Op>(ReadBatchValue<T>(out, row), values[row]);
@@ -29,6 +30,7 @@ void MapMath(const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
     rows.ForEach(apply);
   }
   out.form = std::same_as<T, VelmarNumber> ? ColumnForm::kNumber : ColumnForm::kFloat64;
+  out.scale = 0;
   out.values = reinterpret_cast<const uint8*>(values);
   out.block = nullptr;
 }

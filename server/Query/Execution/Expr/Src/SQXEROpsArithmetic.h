@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Utility/ColumnVector.h"
+#include "Utility/DecimalPowers.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeTypes.h"
 
@@ -65,16 +66,13 @@ inline bool WithinFloat64(float64 value) {
 }
 
 /// The least and greatest result of integers, whatever their type.
-struct WideBounds {
-  __extension__ typedef __int128 Wide;
-  Wide least;
-  Wide greatest;
-};
+using WideBounds = ColumnBounds<int128>;
 
 // What the operations on integers share. `Unchecked` is the result where it is known to be in
-// range; `Bounds` are those of the results for operands within the given ones. Decimals of one
-// scale are integers: `kAlignsScales` where both operands have to have the same one, which then is
-// that of the result too; it is the sum of theirs otherwise.
+// range, `Wide` that in 128 bits, which `TryWide` checks; `Bounds` are those of the results for
+// operands within the given ones. Decimals of one scale are integers: `kAlignsScales` where both
+// operands have to have the same one, which then is that of the result too; it is the sum of theirs
+// otherwise.
 
 struct IntegerSum {
   static constexpr bool kAlignsScales = true;
@@ -83,8 +81,14 @@ struct IntegerSum {
     return static_cast<T>(static_cast<std::make_unsigned_t<T>>(a) +
                           static_cast<std::make_unsigned_t<T>>(b));
   }
+  static constexpr int128 Wide(int128 a, int128 b) {
+    return static_cast<int128>(static_cast<uint128>(a) + static_cast<uint128>(b));
+  }
+  static bool TryWide(int128 a, int128 b, int128& out) {
+    return !__builtin_add_overflow(a, b, &out);
+  }
   static constexpr WideBounds Bounds(const ColumnBounds<int64>& a, const ColumnBounds<int64>& b) {
-    return {WideBounds::Wide{a.least} + b.least, WideBounds::Wide{a.greatest} + b.greatest};
+    return {int128{a.least} + b.least, int128{a.greatest} + b.greatest};
   }
 };
 
@@ -95,8 +99,14 @@ struct IntegerDifference {
     return static_cast<T>(static_cast<std::make_unsigned_t<T>>(a) -
                           static_cast<std::make_unsigned_t<T>>(b));
   }
+  static constexpr int128 Wide(int128 a, int128 b) {
+    return static_cast<int128>(static_cast<uint128>(a) - static_cast<uint128>(b));
+  }
+  static bool TryWide(int128 a, int128 b, int128& out) {
+    return !__builtin_sub_overflow(a, b, &out);
+  }
   static constexpr WideBounds Bounds(const ColumnBounds<int64>& a, const ColumnBounds<int64>& b) {
-    return {WideBounds::Wide{a.least} - b.greatest, WideBounds::Wide{a.greatest} - b.least};
+    return {int128{a.least} - b.greatest, int128{a.greatest} - b.least};
   }
 };
 
@@ -107,13 +117,30 @@ struct IntegerProduct {
     return static_cast<T>(static_cast<std::make_unsigned_t<T>>(a) *
                           static_cast<std::make_unsigned_t<T>>(b));
   }
+  template <class A, class B>
+  static constexpr int128 Wide(A a, B b) {
+    if constexpr (sizeof(A) + sizeof(B) <= sizeof(int128)) {
+      // One multiplication of machine words, which cannot overflow.
+      return int128{a} * b;
+    } else {
+      return static_cast<int128>(static_cast<uint128>(int128{a}) * static_cast<uint128>(int128{b}));
+    }
+  }
+  static bool TryWide(int128 a, int128 b, int128& out) {
+    return !__builtin_mul_overflow(a, b, &out);
+  }
   static constexpr WideBounds Bounds(const ColumnBounds<int64>& a, const ColumnBounds<int64>& b) {
-    using Wide = WideBounds::Wide;
-    const Wide products[] = {Wide{a.least} * b.least, Wide{a.least} * b.greatest,
-                             Wide{a.greatest} * b.least, Wide{a.greatest} * b.greatest};
+    const int128 products[] = {int128{a.least} * b.least, int128{a.least} * b.greatest,
+                               int128{a.greatest} * b.least, int128{a.greatest} * b.greatest};
     return {*std::min_element(products, products + 4), *std::max_element(products, products + 4)};
   }
 };
+
+/// -a, which wraps.
+constexpr int64 ScaledNegation(int64 a) { return static_cast<int64>(0 - static_cast<uint64>(a)); }
+constexpr int128 ScaledNegation(int128 a) {
+  return static_cast<int128>(0 - static_cast<uint128>(a));
+}
 
 template <class T>
 struct AddOp;
@@ -292,9 +319,15 @@ struct NegateOp<float64> {
   static void Apply(float64 a, float64& out) { out = -a; }
 };
 
+/// `Scaled` is the same of an integer of some scale, which has that number with the other sign.
 template <>
 struct NegateOp<VelmarNumber> {
-  static void Apply(const VelmarNumber& a, VelmarNumber& out) { out = VelmarNumber::negate(a); }
+  static VelmarNumber Apply(const VelmarNumber& a) { return VelmarNumber::negate(a); }
+  static void Apply(const VelmarNumber& a, VelmarNumber& out) { out = Apply(a); }
+  template <class T>
+  static constexpr T Scaled(T a) {
+    return ScaledNegation(a);
+  }
 };
 
 }  // namespace sqxer

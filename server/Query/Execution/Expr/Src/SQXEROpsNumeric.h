@@ -98,6 +98,10 @@ struct AbsOp<float64> {
 template <>
 struct AbsOp<VelmarNumber> {
   static VelmarNumber Apply(const VelmarNumber& x) { return VelmarNumber::absolute(x); }
+  template <class T>
+  static constexpr T Scaled(T x) {
+    return x < 0 ? ScaledNegation(x) : x;
+  }
 };
 
 template <>

@@ -1,32 +1,24 @@
 #include <algorithm>
-#include <array>
 
 #include "FixedBuilder.h"
 #include "PlainNumber.h"
+#include "Utility/DecimalPowers.h"
 #include "VectorBuilders.h"
 
 namespace sqxer {
 namespace {
 
 constexpr int kMostScale = PlainNumber::kMostDigits;
-constexpr std::array<int64, kMostScale + 1> kPowers = [] {
-  std::array<int64, kMostScale + 1> powers{1};
-  for (std::size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
-  return powers;
-}();
 
-/// Whole numbers of 64 bits with one scale, the greatest that a value has needed; from the first
-/// value on that they do not hold, decimals in their general form.
+/// Whole numbers with one scale, the greatest that a value has needed: of 64 bits, from the first
+/// value on that they do not hold of 128, and from the first that these do not hold decimals in
+/// their general form.
 class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
  public:
   explicit DecimalBuilder(const Options& options) : TypedBuilder(options) {}
 
   void Reserve(uint64 more) {
-    if (isGeneral_) {
-      general_.Reserve((rows_ + more) * sizeof(VelmarNumber));
-    } else {
-      scaled_.Reserve((rows_ + more) * sizeof(int64));
-    }
+    values_.Reserve((rows_ + more) * WidthOfForm(form_));
     reserved_ = std::max(reserved_, rows_ + more);
   }
 
@@ -43,20 +35,25 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
     }
     const int places = value.decimalPlaces();
     int64 coefficient;
+    int128 wide;
     if (places <= kMostScale && value.TryScaled(places, coefficient)) {
       TakeScaled(coefficient, places, row);
+    } else if (places <= kDecimalDigits && value.TryScaled(places, wide)) {
+      TakeWide(wide, places, row);
     } else {
       TurnGeneral(row);
-      general_.As<VelmarNumber>()[row] = value;
+      values_.As<VelmarNumber>()[row] = value;
     }
     return Outcome::kTaken;
   }
 
   void TakeNull(uint64 row) {
-    if (isGeneral_) {
-      general_.As<VelmarNumber>()[row] = VelmarNumber();
+    if (form_ == ColumnForm::kDecimal64) {
+      values_.As<int64>()[row] = 0;
+    } else if (form_ == ColumnForm::kDecimal128) {
+      values_.As<int128>()[row] = 0;
     } else {
-      scaled_.As<int64>()[row] = 0;
+      values_.As<VelmarNumber>()[row] = VelmarNumber();
     }
   }
 
@@ -67,67 +64,105 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
   }
 
   void TakeScaled(int64 coefficient, int scale, uint64 row) {
-    if (!isGeneral_ && scale > scale_) Rescale(scale, row);
+    if (form_ == ColumnForm::kDecimal64 && scale > scale_) Rescale(scale, row);
     int64 scaled;
-    if (!isGeneral_ &&
-        !__builtin_mul_overflow(coefficient, kPowers[static_cast<std::size_t>(scale_ - scale)],
+    if (form_ == ColumnForm::kDecimal64 &&
+        !__builtin_mul_overflow(coefficient, static_cast<int64>(PowerOfTen128(scale_ - scale)),
                                 &scaled)) {
-      scaled_.As<int64>()[row] = scaled;
+      values_.As<int64>()[row] = scaled;
       return;
     }
-    TurnGeneral(row);
-    general_.As<VelmarNumber>()[row] = VelmarNumber::FromScaled(coefficient, scale);
+    TakeWide(coefficient, scale, row);
   }
 
-  /// Brings the values before a row to more digits behind the point, or to the general form.
+  void TakeWide(int128 coefficient, int scale, uint64 row) {
+    if (form_ == ColumnForm::kDecimal64) TurnWide(row);
+    if (form_ == ColumnForm::kDecimal128 && scale > scale_) RescaleWide(scale, row);
+    if (form_ == ColumnForm::kDecimal128) {
+      if (HasRoom(coefficient, scale_ - scale)) {
+        values_.As<int128>()[row] = coefficient * PowerOfTen128(scale_ - scale);
+        return;
+      }
+      TurnGeneral(row);
+    }
+    values_.As<VelmarNumber>()[row] = VelmarNumber::FromScaled(coefficient, scale);
+  }
+
+  /// Whether a number of so many digits more is one that the wide form has.
+  static bool HasRoom(int128 value, int digits) {
+    const int128 limit = PowerOfTen128(kDecimalDigits - digits);
+    return value < limit && value > -limit;
+  }
+
+  /// Brings the values before a row to more digits behind the point, in a wider form if need be.
   void Rescale(int scale, uint64 row) {
-    const int64 factor = kPowers[static_cast<std::size_t>(scale - scale_)];
-    int64* const values = scaled_.As<int64>();
+    const auto factor = static_cast<int64>(PowerOfTen128(scale - scale_));
+    int64* const values = values_.As<int64>();
     const int64 most = INT64_MAX / factor;
     if (std::any_of(values, values + row, [&](int64 v) { return v > most || v < -most; })) {
-      return TurnGeneral(row);
+      return TurnWide(row);
     }
     std::for_each(values, values + row, [&](int64& v) { v *= factor; });
     scale_ = scale;
     // Bounds of the blocks before were those of the other scale.
     ForgetBlocks();
   }
+  void RescaleWide(int scale, uint64 row) {
+    const int digits = scale - scale_;
+    int128* const values = values_.As<int128>();
+    if (!std::all_of(values, values + row, [&](int128 v) { return HasRoom(v, digits); })) {
+      return TurnGeneral(row);
+    }
+    std::for_each(values, values + row, [&](int128& v) { v *= PowerOfTen128(digits); });
+    scale_ = scale;
+    ForgetBlocks();
+  }
 
+  void TurnWide(uint64 row) {
+    Turn<int64, int128>(ColumnForm::kDecimal128, row, [](int64 v) { return int128{v}; });
+  }
   void TurnGeneral(uint64 row) {
-    if (isGeneral_) return;
-    general_.Reserve(std::max(reserved_, row + 1) * sizeof(VelmarNumber));
-    const int64* const values = scaled_.As<int64>();
-    std::transform(values, values + row, general_.As<VelmarNumber>(),
-                   [&](int64 v) { return VelmarNumber::FromScaled(v, scale_); });
-    scaled_.Release();
-    isGeneral_ = true;
+    const auto toNumber = [this](auto v) { return VelmarNumber::FromScaled(v, scale_); };
+    if (form_ == ColumnForm::kDecimal64) {
+      Turn<int64, VelmarNumber>(ColumnForm::kNumber, row, toNumber);
+    } else if (form_ == ColumnForm::kDecimal128) {
+      Turn<int128, VelmarNumber>(ColumnForm::kNumber, row, toNumber);
+    }
+  }
+  template <class From, class To, class Convert>
+  void Turn(ColumnForm form, uint64 row, Convert&& convert) {
+    ColumnBuffer turned;
+    turned.Reserve(std::max(reserved_, row + 1) * sizeof(To));
+    const From* const values = values_.As<From>();
+    std::transform(values, values + row, turned.As<To>(), convert);
+    values_ = std::move(turned);
+    form_ = form;
     ForgetBlocks();
   }
 
   ColumnVector ShowValues() const override {
     ColumnVector vector;
-    vector.form = isGeneral_ ? ColumnForm::kNumber : ColumnForm::kDecimal64;
-    vector.scale = static_cast<int16>(isGeneral_ ? 0 : scale_);
-    vector.values = isGeneral_ ? general_.GetData() : scaled_.GetData();
+    vector.form = form_;
+    vector.scale = static_cast<int16>(form_ == ColumnForm::kNumber ? 0 : scale_);
+    vector.values = values_.GetData();
     vector.rows = rows_;
     return vector;
   }
   ColumnVector TakeValues() override {
     Reserve(1);
     auto kept = std::make_shared<KeptBuffers>();
-    kept->values = std::move(isGeneral_ ? general_ : scaled_);
-    kept->values.Shrink(rows_ * (isGeneral_ ? sizeof(VelmarNumber) : sizeof(int64)));
+    kept->values = std::move(values_);
+    kept->values.Shrink(rows_ * WidthOfForm(form_));
     ColumnVector vector = ShowValues();
     vector.values = kept->values.GetData();
     vector.owner = std::move(kept);
     return vector;
   }
 
-  ColumnBuffer scaled_;
-  ColumnBuffer general_;
+  ColumnBuffer values_;
   uint64 reserved_ = 0;
   int scale_ = 0;
-  bool isGeneral_ = false;
+  ColumnForm form_ = ColumnForm::kDecimal64;
 };
 
 }  // namespace

@@ -27,6 +27,8 @@ std::string Show(const ColumnVector& vector, uint64 row) {
       return narrow(DateTimeText(get(XeDateTime())));
     case ColumnForm::kDecimal64:
       return narrow(VelmarNumber::FromScaled(get(int64()), vector.scale).asString());
+    case ColumnForm::kDecimal128:
+      return narrow(VelmarNumber::FromScaled(get(int128()), vector.scale).asString());
     case ColumnForm::kNumber:
       return narrow(get(VelmarNumber()).asString());
     case ColumnForm::kText8:

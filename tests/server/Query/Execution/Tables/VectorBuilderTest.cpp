@@ -203,15 +203,26 @@ TEST(VectorBuilder, DecimalsTakeTheScaleThatTheyNeed) {
   EXPECT_EQ(scaled.Vector().scale, 3);
   EXPECT_EQ(scaled.Vector().blocks[0].whole.least, -2500);
   EXPECT_EQ(scaled.Read<VelmarNumber>(2)->asString(), L"-2.5");
-  // The next one has no 64 bits with the scale of the others, which are all there all the same.
-  for (const char* wide : {"0.000000000000000001", "12345678901234567890.5", "1e30"}) {
+  // The next one has no 64 bits with the scale of the others, or no 128, and they are all there all
+  // the same.
+  const std::pair<const char*, ColumnForm> kWider[] = {
+      {"0.000000000000000001", ColumnForm::kDecimal128},
+      {"12345678901234567890.5", ColumnForm::kDecimal128},
+      {"1e30", ColumnForm::kDecimal128},
+      {"-99999999999999999999999999999999999.999", ColumnForm::kDecimal128},
+      {"100000000000000000000000000000000000", ColumnForm::kNumber},
+      {"1e-25", ColumnForm::kNumber},
+      {"-1e60", ColumnForm::kNumber}};
+  fields.insert(fields.begin() + 3, "0.125");
+  for (const auto& [wide, form] : kWider) {
     SCOPED_TRACE(wide);
     fields.back() = wide;
-    Column general(XeNumericData, Build(XeNumericData, fields)->Take());
-    EXPECT_EQ(general.Vector().form, ColumnForm::kNumber);
-    EXPECT_EQ(general.Read<VelmarNumber>(1), std::nullopt);
-    EXPECT_EQ(general.Read<VelmarNumber>(2)->asString(), L"-2.5");
-    EXPECT_EQ(general.Read<VelmarNumber>(4)->asString(),
+    Column column(XeNumericData, Build(XeNumericData, fields)->Take());
+    EXPECT_EQ(column.Vector().form, form);
+    EXPECT_EQ(column.Read<VelmarNumber>(1), std::nullopt);
+    EXPECT_EQ(column.Read<VelmarNumber>(2)->asString(), L"-2.5");
+    EXPECT_EQ(column.Read<VelmarNumber>(3)->asString(), L"0.125");
+    EXPECT_EQ(column.Read<VelmarNumber>(5)->asString(),
               VelmarNumber::stringAsNumber(XeString(wide, wide + std::strlen(wide)).c_str(),
                                            static_cast<uint32>(std::strlen(wide)))
                   .asString());
