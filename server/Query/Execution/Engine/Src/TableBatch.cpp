@@ -24,6 +24,25 @@ std::optional<ColumnBounds<int64>> FindDays(const ColumnVector& vector) {
 
 }  // namespace
 
+BatchVector ViewOf(const ColumnVector& column, uint64 firstRow) {
+  BatchVector vector;
+  vector.form = column.form;
+  vector.scale = column.scale;
+  vector.values = column.values;
+  if (column.dictionary) {
+    vector.dictionary = &column.dictionary;
+    vector.codeWidth = column.codeWidth;
+    vector.values += firstRow * column.codeWidth;
+  } else if (IsTextForm(column.form)) {
+    vector.offsetWidth = column.offsetWidth;
+    vector.offsets = column.offsets + firstRow * column.offsetWidth;
+  } else {
+    vector.values += firstRow * WidthOfForm(column.form);
+  }
+  if (column.validity != nullptr) vector.validity = column.validity + firstRow / kWordBits;
+  return vector;
+}
+
 TableBatch::TableBatch(const std::vector<uint16>& columns, WorkRecord& record, TableScan& scan,
                        JsonScan* documents)
     : indexes_(columns),
@@ -64,30 +83,14 @@ const BatchRows& TableBatch::Take(uint64 firstRow, uint32 count) {
 void TableBatch::TakeField(std::size_t field) {
   const ColumnVector& column = chunk_->columns[indexes_[field]];
   BatchVector& vector = fields_[field];
-  vector = BatchVector();
-  vector.form = column.form;
-  vector.scale = column.scale;
-  vector.values = column.values;
-  if (column.dictionary) {
-    vector.dictionary = &column.dictionary;
-    vector.codeWidth = column.codeWidth;
-    vector.values += firstRow_ * column.codeWidth;
-  } else if (IsTextForm(column.form)) {
-    vector.offsetWidth = column.offsetWidth;
-    vector.offsets = column.offsets + firstRow_ * column.offsetWidth;
-  } else {
-    vector.values += firstRow_ * WidthOfForm(column.form);
-  }
+  vector = ViewOf(column, firstRow_);
   const uint64 block = firstRow_ / kColumnBlockRows;
   const bool isOneBlock = (firstRow_ + rows_.count - 1) / kColumnBlockRows == block;
   if (isOneBlock && block < column.blocks.size()) vector.block = &column.blocks[block];
-  if (column.validity == nullptr || (vector.block != nullptr && vector.block->nulls == 0)) return;
-  const uint64* const words = column.validity + firstRow_ / kWordBits;
+  if (vector.block != nullptr && vector.block->nulls == 0) vector.validity = nullptr;
   const uint32 shift = firstRow_ % kWordBits;
-  if (shift == 0) {
-    vector.validity = words;
-    return;
-  }
+  if (vector.validity == nullptr || shift == 0) return;
+  const uint64* const words = vector.validity;
   std::vector<uint64>& shifted = shifted_[field];
   shifted.resize(kMostBatchWords);
   // A column can be read beyond its end.

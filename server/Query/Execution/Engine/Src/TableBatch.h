@@ -10,6 +10,10 @@
 
 namespace sqxer {
 
+/// The values of a column from one row on. Which of them are NULL is told where that row is the
+/// first of a word of validity bits.
+BatchVector ViewOf(const ColumnVector& column, uint64 firstRow);
+
 /// The rows of a chunk as batches of columns, for trees that are bound to the record of a scan.
 class TableBatch final : public BatchSource {
  public:
