@@ -9,7 +9,7 @@ from contextlib import contextmanager
 from typing import TYPE_CHECKING, Any, Literal, Self
 from weakref import WeakSet
 
-from . import _engine, _tables
+from . import _engine, _functions, _tables
 from ._marks import numbered
 from ._texts import parameter_text, switch_text
 from .errors import InterfaceError, NotSupportedError
@@ -17,7 +17,7 @@ from .expression import Expression
 from .result import Result
 
 if TYPE_CHECKING:
-    from collections.abc import Iterator, Sequence
+    from collections.abc import Callable, Iterator, Sequence
 
 Numerics = Literal["settled", "decimal", "double"]
 
@@ -106,6 +106,42 @@ class Connection:
     def unregister(self, name: str) -> None:
         """Lets go of a table."""
         self.session.remove_table(name)
+
+    def register_function(  # noqa: PLR0913 (all but three by their names)
+        self,
+        name: str,
+        function: Callable[..., object],
+        result: str,
+        arguments: Sequence[str] | None = None,
+        *,
+        rows: bool = False,
+        volatile: bool = False,
+    ) -> None:
+        """Makes a Python function one of SQL, for the statements and expressions to come.
+
+        It is called with a pyarrow array for each argument, of a few thousand rows, and gives as
+        many values: an array, anything of Arrow or numpy, a list, or one value for all rows. With
+        `rows` it is called with the values of one row, None for NULL, and gives one.
+
+        `result` and `arguments` are types as columns have them: boolean, int4, double, numeric,
+        varchar, varchar(n), date, time, timestamp and a few more. Arguments and results are
+        brought to them by casts; without `arguments` there may be any number of any type, and
+        decimals come as doubles. The function must give the same for the same arguments, or be
+        `volatile`: then each row is a call of its own.
+
+        >>> import sqxer
+        >>> connection = sqxer.connect()
+        >>> connection.register_function("initial", lambda name: name[0], "varchar(1)", rows=True)
+        >>> connection.execute("SELECT initial('Ada') AS i").fetchall()
+        [('A',)]
+        """
+        call = _functions.over_rows(function) if rows else _functions.over_columns(function)
+        types = None if arguments is None else list(arguments)
+        self.session.add_function(name, types, result, volatile, call)
+
+    def unregister_function(self, name: str) -> None:
+        """Lets go of a function that was registered."""
+        self.session.remove_function(name)
 
     def execute(
         self,

@@ -58,26 +58,47 @@ nb::object FromValue(const Value& value) {
       value);
 }
 
-/// Opens a stream of a Python object's, which is asked with the columns that are wanted.
-class PythonSource {
+/// A Python object that gives streams to the engine. Copies need no lock.
+class StreamGiver {
  public:
-  explicit PythonSource(nb::object open)
-      : open_(new nb::object(std::move(open)), [](nb::object* object) {
+  explicit StreamGiver(nb::object callable)
+      : callable_(new nb::object(std::move(callable)), [](nb::object* object) {
           const nb::gil_scoped_acquire gil;
           delete object;
         }) {}
 
-  void operator()(const engine::SourceRequest& request, ArrowArrayStream* out) const {
-    const nb::gil_scoped_acquire gil;
-    const nb::object capsule = (*open_)(request.columns);
+ protected:
+  /// Moves the stream away that it gives. The caller has the lock.
+  template <class Argument>
+  void Ask(Argument&& argument, ArrowArrayStream* out) const {
+    const nb::object capsule = (*callable_)(std::forward<Argument>(argument));
     ArrowArrayStream* const stream = FromCapsule<ArrowArrayStream>(capsule);
     *out = *stream;
     stream->release = nullptr;
   }
 
  private:
-  /// Copies need no lock.
-  std::shared_ptr<nb::object> open_;
+  std::shared_ptr<nb::object> callable_;
+};
+
+/// Is asked with the columns that are wanted.
+class PythonSource : StreamGiver {
+ public:
+  using StreamGiver::StreamGiver;
+  void operator()(const engine::SourceRequest& request, ArrowArrayStream* out) const {
+    const nb::gil_scoped_acquire gil;
+    Ask(request.columns, out);
+  }
+};
+
+/// Is asked with the arguments of some rows.
+class PythonFunction : StreamGiver {
+ public:
+  using StreamGiver::StreamGiver;
+  void operator()(ArrowSchema* schema, ArrowArray* rows, ArrowArrayStream* out) const {
+    const nb::gil_scoped_acquire gil;
+    Ask(Batch(schema, rows), out);
+  }
 };
 
 class PythonSession {
@@ -124,6 +145,17 @@ class PythonSession {
     const nb::gil_scoped_release released;
     session_->AddSource(name, columns, source,
                         {.takesBinaryAsText = takesBinaryAsText, .areRowsKept = areRowsKept});
+  }
+
+  void AddFunction(const std::string& name, std::optional<Texts> arguments,
+                   const std::string& result, bool isVolatile, nb::object function) {
+    const PythonFunction call(std::move(function));
+    const nb::gil_scoped_release released;
+    session_->AddFunction({.name = name,
+                           .arguments = std::move(arguments),
+                           .result = result,
+                           .isVolatile = isVolatile},
+                          call);
   }
 
   /// For rows like those of a stream, which stays as it is.
@@ -297,6 +329,15 @@ NB_MODULE(_engine, module) {
       .def(
           "remove_table",
           [](PythonSession& session, const std::string& name) { session.Get().RemoveTable(name); },
+          nb::call_guard<nb::gil_scoped_release>())
+      .def("add_function", &PythonSession::AddFunction, nb::arg("name"),
+           nb::arg("arguments").none(), nb::arg("result"), nb::arg("is_volatile"),
+           nb::arg("function"))
+      .def(
+          "remove_function",
+          [](PythonSession& session, const std::string& name) {
+            session.Get().RemoveFunction(name);
+          },
           nb::call_guard<nb::gil_scoped_release>())
       .def("query", &PythonSession::Query)
       .def("stream", &PythonSession::Stream)

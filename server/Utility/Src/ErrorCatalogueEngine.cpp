@@ -86,6 +86,17 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57113, 0,
        "the rows of this result were handed on, or are made while they are read, which is done "
        "once"},
+      {57114, 3, "the function {0} gave {1} values for {2} rows"},
+      {57115, 3, "the function {0} gave what cannot be {1}: {2}"},
+      {57116, 3,
+       "the function {0} gave a text of {1} characters, and was added with {2}: add it with a "
+       "longer result"},
+      {57117, 1,
+       "this cannot be the name of an added function, since it is no plain name or one of a "
+       "function that is there: \"{0}\""},
+      {57118, 1,
+       "functions that are added have no such type, but boolean, int2, int4, uint4, float, double, "
+       "numeric, varchar, varchar(n), date, time and timestamp: \"{0}\""},
       {57120, 1, "the statement cannot be run on many machines: {0}"},
       {57121, 2,
        "these states have version {0}, and this library reads version {1}: run one release of it "

@@ -156,6 +156,27 @@ struct SourceRequest {
 /// Puts a new stream over all rows into `out`.
 using OpenSource = std::function<void(const SourceRequest& request, ArrowArrayStream* out)>;
 
+/// A function that statements may call.
+struct FunctionSpec {
+  /// Letter case ignored, as statements write it without quotation marks.
+  std::string name;
+  /// What each argument is brought to by a cast, as columns are declared; nothing for any number of
+  /// arguments as they come, decimals as doubles.
+  std::optional<std::vector<std::string>> arguments = {};
+  /// The type that it gives: "double", "varchar(80)". A varchar of no length has 4,096 characters
+  /// at most.
+  std::string result;
+  /// It may give another value for the same arguments, and is called for each row by itself.
+  bool isVolatile = false;
+};
+/// Computes the function for some rows, often for 2,048. `schema` and `rows`, which may be moved
+/// away, are a struct of the arguments a1, a2, ...; `out` is to get a stream of one column with as
+/// many values, which are brought to the result's type by a cast. It is called again for rows whose
+/// statement has to go back, and by several threads at a time. What it throws passes through the
+/// statement.
+using CallFunction =
+    std::function<void(ArrowSchema* schema, ArrowArray* rows, ArrowArrayStream* out)>;
+
 /// A set of tables, and the statements that are run over them.
 class SQXER_ENGINE_API Session {
  public:
@@ -186,6 +207,11 @@ class SQXER_ENGINE_API Session {
   void AddSource(const std::string& name, const ArrowSchema& schema, OpenSource open,
                  const ArrowOptions& options = {});
   void RemoveTable(const std::string& name);
+
+  /// A function for the statements and expressions to come, in the place of one that was added by
+  /// that name before; those that are built in stay what they are.
+  void AddFunction(const FunctionSpec& function, CallFunction call);
+  void RemoveFunction(const std::string& name);
 
   /// Runs one statement to its end. `parameters` are the values of $1, $2, ...: VALUE, or
   /// TYPE:VALUE, an empty one NULL.

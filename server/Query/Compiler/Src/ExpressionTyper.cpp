@@ -129,6 +129,9 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
     if (expression.over) ThrowPlanError(kNoWindowForm, expression.position, {L"JSON_VALUE"});
     return JsonColumns::Type(expression, json_);
   }
+  if (const AddedFunctionPtr added = catalog_.FindFunction(expression.name)) {
+    return TypeAdded(added, expression, clause);
+  }
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) {
     if (expression.distinct)
@@ -147,7 +150,7 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
                                                                     const Clause& clause) const {
   std::vector<TypedExpressionPtr> results;
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
-  if (JsonColumns::IsCall(expression)) return results;
+  if (JsonColumns::IsCall(expression) || catalog_.FindFunction(expression.name)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());

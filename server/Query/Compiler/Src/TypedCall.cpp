@@ -72,7 +72,8 @@ void CountNodes(TypedExpression& expression) {
 }
 
 TypedExpressionPtr SettleCall(const FunctionRow& row, TypedArguments arguments, int position,
-                              const SqlTypeName& target, LookupTablePtr lookup) {
+                              const SqlTypeName& target, LookupTablePtr lookup,
+                              AddedFunctionPtr added) {
   if (!row.make) return arguments[0];
   auto call = std::make_shared<TypedExpression>();
   call->kind = TypedExpression::Kind::kCall;
@@ -80,6 +81,7 @@ TypedExpressionPtr SettleCall(const FunctionRow& row, TypedArguments arguments, 
   call->function = &row;
   call->arguments = std::move(arguments);
   call->lookup = std::move(lookup);
+  call->added = std::move(added);
   call->column.type = target.type;
   call->column.length = static_cast<uint32>(target.precision);
   call->column.scale = static_cast<int16>(target.scale);

@@ -141,7 +141,8 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
       if (a.column.length != b.column.length || a.column.scale != b.column.scale) return false;
       [[fallthrough]];
     case Kind::kConvert:
-      return a.function == b.function && AreSameArguments(a.arguments, b.arguments);
+      return a.function == b.function && a.added == b.added &&
+             AreSameArguments(a.arguments, b.arguments);
   }
   XeLogicError();
 }

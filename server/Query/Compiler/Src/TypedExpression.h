@@ -86,6 +86,8 @@ struct TypedExpression {
   const FunctionRow* function = nullptr;
   /// Of a call that looks its first argument up.
   LookupTablePtr lookup;
+  /// Of a call of a function that was added.
+  AddedFunctionPtr added;
   TypedArguments arguments;
   std::shared_ptr<const TypedAggregate> aggregate;
   /// Nodes of the tree, this one included.

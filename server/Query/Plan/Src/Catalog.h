@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "AddedFunction.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/XeAListStream.h"
 #include "Utility/XeTypes.h"
@@ -85,6 +86,8 @@ class Catalog {
   /// The first two columns of a table, named as for FindTable; null when it has fewer, or the
   /// catalog knows no rows.
   virtual LookupSourcePtr FindLookup(const XeString& /*table*/) { return nullptr; }
+  /// The function of a name in lower case that was added, if any. No name of the function table.
+  virtual AddedFunctionPtr FindFunction(std::string_view /*name*/) { return nullptr; }
 };
 
 }  // namespace sqxer

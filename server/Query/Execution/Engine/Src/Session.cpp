@@ -6,6 +6,7 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
+#include "FunctionTable.h"
 #include "GroupParts.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
@@ -180,6 +181,20 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
 
 XeString Session::FindTextReason(const XeString& table, std::size_t column) {
   return FindOrLoad(table)->FindTextReason(column);
+}
+
+AddedFunctionPtr Session::FindFunction(std::string_view name) {
+  return FindAdded(functions_, name);
+}
+
+void Session::AddFunction(const std::string& name, AddedFunctionPtr function) {
+  const auto isPlain = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
+  };
+  const bool isName = !name.empty() && (name.front() < '0' || name.front() > '9') &&
+                      std::ranges::all_of(name, isPlain);
+  if (!isName || !FindFunctions(name).empty()) ThrowEngineError(kFunctionName, {Wide(name)});
+  functions_[name] = std::move(function);
 }
 
 LookupSourcePtr Session::FindLookup(const XeString& table) {

@@ -56,6 +56,11 @@ class Session : public Catalog {
   void AddSource(const std::string& name, std::function<std::shared_ptr<LazyTable>()> open);
   /// The name is again one that nothing was said of.
   void RemoveTable(const std::string& name);
+  /// A function for the statements to come, in the place of one that was added before. The name in
+  /// lower case; error 57117 for one of the function table.
+  void AddFunction(const std::string& name, AddedFunctionPtr function);
+  void RemoveFunction(const std::string& name) { functions_.erase(name); }
+  const AddedFunctions& GetFunctions() const { return functions_; }
   /// Types instead of the inferred ones for a table of that name: "COL:TYPE,COL:TYPE". Error 57014
   /// (columns).
   void SetSchema(const std::string& name, const std::string& columns);
@@ -93,6 +98,7 @@ class Session : public Catalog {
                   const std::function<void(std::wstring_view)>& visit) override;
   XeString FindTextReason(const XeString& table, std::size_t column) override;
   LookupSourcePtr FindLookup(const XeString& table) override;
+  AddedFunctionPtr FindFunction(std::string_view name) override;
 
   /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws
   /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);
@@ -130,6 +136,7 @@ class Session : public Catalog {
   std::map<XeString, std::string> paths_;
   std::map<XeString, std::function<TablePtr()>> sources_;
   std::map<XeString, DeclaredTypes> schemas_;
+  AddedFunctions functions_;
   std::map<XeString, TablePtr> tables_;
   /// Those of which the statement that is being run reads the first rows only, or keeps none.
   std::map<XeString, TablePtr> partialTables_;

@@ -41,6 +41,7 @@ BatchVector ViewOf(const ColumnVector& column, uint64 firstRow) {
   } else {
     vector.values += firstRow * WidthOfForm(column.form);
   }
+  if (column.validity != nullptr) vector.validity = column.validity + firstRow / kWordBits;
   return vector;
 }
 
@@ -105,13 +106,10 @@ void TableBatch::TakeField(std::size_t field) {
   const uint64 block = firstRow_ / kColumnBlockRows;
   const bool isOneBlock = (firstRow_ + rows_.count - 1) / kColumnBlockRows == block;
   if (isOneBlock && block < column.blocks.size()) vector.block = &column.blocks[block];
-  if (column.validity == nullptr || (vector.block != nullptr && vector.block->nulls == 0)) return;
-  const uint64* const words = column.validity + firstRow_ / kWordBits;
+  if (vector.block != nullptr && vector.block->nulls == 0) vector.validity = nullptr;
   const uint32 shift = firstRow_ % kWordBits;
-  if (shift == 0) {
-    vector.validity = words;
-    return;
-  }
+  if (vector.validity == nullptr || shift == 0) return;
+  const uint64* const words = vector.validity;
   std::vector<uint64>& shifted = shifted_[field];
   shifted.resize(kMostBatchWords);
   // A column can be read beyond its end.

@@ -12,8 +12,8 @@
 
 namespace sqxer {
 
-/// The values of a vector from a row on. The validity bits are left to who takes the rows: they
-/// need not begin with a word.
+/// The values of a column from one row on. Which of them are NULL is told where that row is the
+/// first of a word of validity bits.
 BatchVector ViewOf(const ColumnVector& column, uint64 firstRow);
 
 /// The rows of a chunk as batches of columns, for trees that are bound to the record of a scan.

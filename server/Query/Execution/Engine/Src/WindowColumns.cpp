@@ -51,7 +51,6 @@ void WindowColumns::End(const BatchRows& rows, std::span<BatchVector> vectors) {
     }
     column.values = column.appender->Take();
     vectors[i] = ViewOf(column.values, 0);
-    vectors[i].validity = column.values.validity;
     vectors[i].isConstant = isConstant;
     if (!isConstant && rows.selected != nullptr) Spread(column, rows, vectors[i]);
   }

@@ -372,12 +372,14 @@ void Simplify(BatchVector& constant, BatchBuffers& buffers) {
 
 }  // namespace
 
+const BatchRows& RowOfRecord() {
+  static NoColumns source;
+  static const BatchRows row{.source = &source, .count = 1};
+  return row;
+}
+
 bool RExpression::EvalOnce(const BatchRows&, BatchVector& out) {
-  NoColumns source;
-  BatchRows one;
-  one.source = &source;
-  one.count = 1;
-  if (!RExpression::EvalBatch(one, out)) return false;
+  if (!RExpression::EvalBatch(RowOfRecord(), out)) return false;
   out.isConstant = true;
   Simplify(out, GetBatchBuffers());
   return true;

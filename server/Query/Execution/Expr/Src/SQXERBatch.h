@@ -126,6 +126,10 @@ struct BatchRows {
   }
 };
 
+/// One row, which stands in the record that the trees are bound to: for RExpression::EvalBatch, the
+/// one that runs Eval.
+SQXEREXPR_API const BatchRows& RowOfRecord();
+
 /// What evaluating a node for a row that does not need it costs and risks.
 enum class BatchCost : uint8 {
   /// Less than finding out which rows need it, and no row can fail.

@@ -106,8 +106,12 @@ class OneValue final : public ResultSink {
 }  // namespace
 
 Evaluator::Impl::Impl(std::string expression, TableSchema columns,
-                      const std::vector<std::string>& parameters, SettingsRef settings)
-    : sql_(std::move(expression)), settings_(std::move(settings)), parameters_(parameters) {
+                      const std::vector<std::string>& parameters, AddedFunctions functions,
+                      SettingsRef settings)
+    : sql_(std::move(expression)),
+      functions_(std::move(functions)),
+      settings_(std::move(settings)),
+      parameters_(parameters) {
   table_.schema = std::move(columns);
   table_.schema.name = L"input";
   for (ColumnInfo& column : table_.schema.columns) column.nullable = true;
@@ -116,7 +120,7 @@ Evaluator::Impl::Impl(std::string expression, TableSchema columns,
 
 void Evaluator::Impl::Bind() {
   const SettingsScope scope(settings_);
-  OneTable catalog(table_.schema);
+  OneTable catalog(table_.schema, &functions_);
   const std::string statement = std::string(kSelect) + sql_ + std::string(kFrom);
   try {
     QueryPlan plan = CompileStatement(statement, catalog, parameters_.Get());

@@ -18,21 +18,23 @@ class Evaluator::Impl {
  public:
   /// `columns`: types, and names that the expression says.
   Impl(std::string expression, TableSchema columns, const std::vector<std::string>& parameters,
-       SettingsRef settings);
+       AddedFunctions functions, SettingsRef settings);
 
   const Column& GetColumn() const { return column_; }
   Result Evaluate(ArrowArrayStream* rows, const ResultOptions& options);
   Value EvaluateRow(const std::vector<Value>& row);
   void Cancel() noexcept { cancellation_.Request(); }
+  /// The value of each row of a table of those columns. Errors are those of the row.
+  void RunOver(Table rows, ResultSink& sink);
 
  private:
   void Bind();
   TableRequest RequestOfUsed() const;
   /// Makes rows those that are evaluated. Error 57112.
   void TakeRows(Table rows);
-  void RunOver(Table rows, ResultSink& sink);
 
   const std::string sql_;
+  const AddedFunctions functions_;
   const SettingsRef settings_;
   Cancellation cancellation_;
   ParameterBlock parameters_;

@@ -1,6 +1,7 @@
 #include "ArrowHandle.h"
 #include "ArrowSource.h"
 #include "ArrowTable.h"
+#include "CalledFunction.h"
 #include "Compiler.h"
 #include "Engine/Engine.h"
 #include "Evaluator.h"
@@ -21,6 +22,14 @@ TableSchema ReadSchema(const ArrowSchema& schema, const ArrowReadOptions& option
   TableSchema columns = ArrowTable(schema, options, none).GetSchema();
   columns.name = options.name;
   return columns;
+}
+
+/// As statements have it where it stands without quotation marks.
+std::string NameOfFunction(std::string name) {
+  for (char& c : name) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return name;
 }
 
 }  // namespace
@@ -128,6 +137,17 @@ void Session::AddSource(const std::string& name, const ArrowSchema& schema, Open
 
 void Session::RemoveTable(const std::string& name) { impl_->Use().RemoveTable(name); }
 
+void Session::AddFunction(const FunctionSpec& function, CallFunction call) {
+  WithErrors({}, [&] {
+    const AddedFunctionPtr added = MakeAddedFunction(MakeFunctionCall(function, std::move(call)));
+    impl_->Use().AddFunction(NameOfFunction(function.name), added);
+  });
+}
+
+void Session::RemoveFunction(const std::string& name) {
+  impl_->Use().RemoveFunction(NameOfFunction(name));
+}
+
 Result Session::Query(const std::string& sql, const std::vector<std::string>& parameters,
                       const ResultOptions& options) {
   return WithErrors(sql, [&] { return impl_->Query(sql, parameters, options); });
@@ -143,7 +163,7 @@ Evaluator Session::Compile(const std::string& expression, const ArrowSchema& sch
   return WithErrors(expression, [&] {
     return Evaluator(std::make_unique<Evaluator::Impl>(
         expression, ReadSchema(schema, MakeReadOptions("input", {})), parameters,
-        impl_->Use().GetSettings()));
+        impl_->Use().GetFunctions(), impl_->Use().GetSettings()));
   });
 }
 

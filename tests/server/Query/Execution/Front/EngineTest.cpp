@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <deque>
 #include <optional>
 #include <thread>
 
@@ -306,6 +307,52 @@ TEST(Engine, EvaluatesExpressionsOverBatchesAndRows) {
   EXPECT_EQ(error->GetRow(), 1);
   schema.release(&schema);
   EXPECT_EQ(doubles.arrays, 0);
+}
+
+TEST(Engine, CallsFunctionsOfItsUser) {
+  std::deque<Doubles> given;
+  Session session;
+  const auto add = [&](const char* name, std::size_t more, bool isVolatile = false) {
+    session.AddFunction({.name = name,
+                         .arguments = std::vector<std::string>{"double"},
+                         .result = "double",
+                         .isVolatile = isVolatile},
+                        [&, more](ArrowSchema* schema, ArrowArray* rows, ArrowArrayStream* out) {
+                          EXPECT_STREQ(schema->children[0]->name, "a1");
+                          std::vector<double> values = TakeDoubles(*rows);
+                          for (double& value : values) value = value < 0 ? throw value : value / 2;
+                          values.resize(values.size() + more);
+                          given.emplace_back(std::move(values)).Open(out);
+                        });
+  };
+  add("HALF", 0);
+  add("more", 1);
+  add("each", 0, true);
+  Doubles doubles({1, 3, 8});
+  ArrowArrayStream stream;
+  doubles.Open(&stream, 2);
+  session.AddArrow("t", &stream);
+  const auto query = [&](const char* sql) {
+    Result result = session.Query(sql);
+    return TakeDoubles(result);
+  };
+  EXPECT_THAT(query("SELECT half(v) + 1 FROM t WHERE Half(v) < 4"),
+              ElementsAre(1.5, 2.5, 1.5, 2.5));
+  EXPECT_THAT(query("SELECT SUM(half(half(v))) FROM t"), ElementsAre(6));
+  given.clear();
+  EXPECT_THAT(query("SELECT each(v) FROM t WHERE v > 1"), ElementsAre(1.5, 4, 1.5, 4));
+  EXPECT_EQ(given.size(), 4u);
+  const std::optional<Error> error = ErrorOf([&] { query("SELECT v, more(v) FROM t"); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->GetCode(), 57114);
+  EXPECT_EQ(error->GetPosition(), 10);
+  EXPECT_EQ(error->GetRow(), 1);
+  EXPECT_THROW(query("SELECT half(-v) FROM t"), double);
+  EXPECT_EQ(ErrorOf([&] { add("lower", 0); })->GetCode(), 57117);
+  session.RemoveFunction("Half");
+  EXPECT_EQ(ErrorOf([&] { query("SELECT half(v) FROM t"); })->GetCode(), 58004);
+  for (const Doubles& some : given) EXPECT_EQ(some.released, 1);
+  EXPECT_EQ(doubles.released, 1);
 }
 
 TEST(Engine, IsCancelledFromAnyThread) {
