@@ -814,8 +814,7 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
 
 /// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
 TEST_F(Batches, SortManyRowsAsRowsDo) {
-  std::string text = "id,few,many,skewed,near,wide,amount,huge,mixed,day,word,z,price
-";
+  std::string text = "id,few,many,skewed,near,wide,amount,huge,mixed,day,word,z,price\n";
   constexpr int kManyRows = 30'000;
   for (int row = 0; row < kManyRows; ++row) {
     const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
