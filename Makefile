@@ -8,7 +8,7 @@ PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
-        bench-micro bench-python bench-suite bench-windows fuzz-reader format format-check python-check tidy \
+        bench-micro bench-python bench-spark bench-suite bench-windows fuzz-reader format format-check python-check tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -65,6 +65,11 @@ bench-suite:
 ## Queries over Arrow tables in one process of Python, beside DuckDB and Polars (ROWS=N, RUNS=N).
 bench-python: python bench-suite
 	$(DRIVER) driver.arrow $(if $(ROWS),--rows $(ROWS)) $(if $(RUNS),--runs $(RUNS))
+
+## Statements over Parquet on two workers of Spark, beside Spark's own operators (ROWS=N, RUNS=N). It takes Java.
+bench-spark: python
+	cmake/venv.sh -c python/tests/clusters.txt pyspark
+	$(DRIVER) driver.spark $(if $(ROWS),--rows $(ROWS)) $(if $(RUNS),--runs $(RUNS))
 
 ## Aggregates with a result per row, and medians, beside SQLite's window functions (ROWS=N: another
 ## table; RUNS=N: how often).

@@ -5,6 +5,8 @@ from collections.abc import Callable, Sequence
 __version__: str
 
 Column = tuple[str, str, bool]
+# A column, how it compares, and literals: their kinds (number, text, date, timestamp) and texts.
+Condition = tuple[str, str, list[tuple[str, str]]]
 Buffers = list[bytes | None]
 BatchColumn = tuple[str, int, int, int, Buffers, "BatchColumn | None"]
 
@@ -43,7 +45,7 @@ class Session:
         self,
         name: str,
         schema: object,
-        open_stream: Callable[[list[str]], object],
+        open_stream: Callable[[list[str], list[Condition]], object],
         binary_as_text: bool,
         rows_are_kept: bool,
         /,

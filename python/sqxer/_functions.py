@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import threading
+import weakref
 from typing import TYPE_CHECKING, Any, cast
 
 from . import _tables, _values
@@ -19,10 +21,11 @@ def _stream_of_values(values: Any, rows: int) -> object:  # noqa: ANN401
     """A stream of one column of what a function gave for so many rows."""
     import pyarrow as pa  # noqa: PLC0415
 
-    if values is None or isinstance(values, str | bytes | bool | int | float | pa.Scalar):
-        # One value for all rows.
-        value = values.as_py() if isinstance(values, pa.Scalar) else values
-        return _tables.stream_of_columns({"value": [value] * rows})
+    if isinstance(values, str | bytes) or not hasattr(values, "__len__"):
+        # One value for all rows, pyarrow's, numpy's or Python's.
+        kept = values.as_py() if isinstance(values, pa.Scalar) else values
+        kept = kept.item() if hasattr(kept, "item") else kept
+        return _tables.stream_of_columns({"value": [kept] * rows})
     if not isinstance(values, pa.Array | pa.ChunkedArray):
         if hasattr(values, "__arrow_c_stream__"):
             values = pa.chunked_array(values)
@@ -31,6 +34,29 @@ def _stream_of_values(values: Any, rows: int) -> object:  # noqa: ANN401
         else:
             return _tables.stream_of_columns({"value": values})
     return cast("object", pa.table([values], names=["value"]).__arrow_c_stream__())
+
+
+_calls = threading.local()
+
+
+def is_called_by(connection: object) -> bool:
+    """Whether this thread is in a function that a statement of the connection calls."""
+    return connection in getattr(_calls, "connections", ())
+
+
+def of_connection(connection: object, call: BatchFunction) -> BatchFunction:
+    """A function that remembers whose statement calls it."""
+    whose = weakref.ref(connection)
+
+    def called(batch: Batch) -> object:
+        outer = getattr(_calls, "connections", ())
+        _calls.connections = (*outer, whose())
+        try:
+            return call(batch)
+        finally:
+            _calls.connections = outer
+
+    return called
 
 
 def over_columns(function: Callable[..., object]) -> BatchFunction:

@@ -8,10 +8,11 @@ from pathlib import Path
 from typing import TYPE_CHECKING, Any, cast
 
 from . import _engine, _values
+from ._filters import filter_of
 from .errors import InterfaceError
 
 if TYPE_CHECKING:
-    from ._engine import Session
+    from ._engine import Condition, Session
 
 _DATASET_SUFFIXES = {
     ".parquet": "parquet",
@@ -151,8 +152,9 @@ def _add_dataset(
     dataset: Any,  # noqa: ANN401
     binary_as_text: bool,
 ) -> None:
-    def open_columns(columns: list[str]) -> object:
-        return cast("object", dataset.scanner(columns=columns).to_reader().__arrow_c_stream__())
+    def open_columns(columns: list[str], conditions: list[Condition]) -> object:
+        scanner = dataset.scanner(columns=columns, filter=filter_of(conditions, dataset.schema))
+        return cast("object", scanner.to_reader().__arrow_c_stream__())
 
     session.add_source(
         name, dataset.schema.__arrow_c_schema__(), open_columns, binary_as_text, False
@@ -179,13 +181,15 @@ def _add_path(session: Session, name: str, path: Path, binary_as_text: bool) -> 
     _add_dataset(session, name, dataset, binary_as_text)
 
 
-def _schema_opener(data: Any) -> tuple[object, Callable[[list[str]], object]] | None:  # noqa: ANN401
+def _schema_opener(
+    data: Any,
+) -> tuple[object, Callable[[list[str], list[Condition]], object]] | None:  # noqa: ANN401
     """The schema of a table, and what opens it for some of its columns."""
     if hasattr(data, "__arrow_c_schema__"):  # polars and Arrow tables have one with streams
-        return data.__arrow_c_schema__(), lambda _: stream_of(data)
+        return data.__arrow_c_schema__(), lambda _, __: stream_of(data)
     schema = getattr(data, "schema", None)
     if hasattr(schema, "__arrow_c_schema__"):
-        return cast("Any", schema).__arrow_c_schema__(), lambda _: stream_of(data)
+        return cast("Any", schema).__arrow_c_schema__(), lambda _, __: stream_of(data)
     return None
 
 

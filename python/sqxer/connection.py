@@ -79,7 +79,13 @@ class Connection:
         if self._session is None:
             msg = "the connection was closed"
             raise InterfaceError(msg)
+        self._refuse_within_call()
         return self._session
+
+    def _refuse_within_call(self) -> None:
+        if _functions.is_called_by(self):
+            msg = "a statement of this connection is calling the function: open one of its own"
+            raise InterfaceError(msg)
 
     def set(self, switch: str, value: object) -> None:
         """Sets a switch for the statements to come: `sqxer --help-switches` explains each."""
@@ -137,6 +143,7 @@ class Connection:
         """
         call = _functions.over_rows(function) if rows else _functions.over_columns(function)
         types = None if arguments is None else list(arguments)
+        call = _functions.of_connection(self, call)
         self.session.add_function(name, types, result, volatile, call)
 
     def unregister_function(self, name: str) -> None:
@@ -182,10 +189,12 @@ class Connection:
 
     def cancel(self) -> None:
         """Ends the statement that is running, from another thread."""
-        self.session.cancel()
+        if self._session is not None:
+            self._session.cancel()
 
     def close(self) -> None:
         """Lets go of everything."""
+        self._refuse_within_call()
         self._session = None
 
     def __enter__(self) -> Self:

@@ -69,9 +69,9 @@ class StreamGiver {
 
  protected:
   /// Moves the stream away that it gives. The caller has the lock.
-  template <class Argument>
-  void Ask(Argument&& argument, ArrowArrayStream* out) const {
-    const nb::object capsule = (*callable_)(std::forward<Argument>(argument));
+  template <class... Arguments>
+  void Ask(ArrowArrayStream* out, Arguments&&... arguments) const {
+    const nb::object capsule = (*callable_)(std::forward<Arguments>(arguments)...);
     ArrowArrayStream* const stream = FromCapsule<ArrowArrayStream>(capsule);
     *out = *stream;
     stream->release = nullptr;
@@ -81,13 +81,26 @@ class StreamGiver {
   std::shared_ptr<nb::object> callable_;
 };
 
-/// Is asked with the columns that are wanted.
+/// Is asked with the columns that are wanted, and the conditions: a column, how it compares, and
+/// the literals, their kinds and texts.
 class PythonSource : StreamGiver {
  public:
   using StreamGiver::StreamGiver;
   void operator()(const engine::SourceRequest& request, ArrowArrayStream* out) const {
+    static constexpr const char* kComparisons[] = {
+        "=", "<>", "<", "<=", ">", ">=", "is null", "is not null"};
+    static constexpr const char* kKinds[] = {"number", "text", "date", "timestamp"};
     const nb::gil_scoped_acquire gil;
-    Ask(request.columns, out);
+    nb::list conditions;
+    for (const engine::SourceCondition& condition : request.conditions) {
+      nb::list values;
+      for (const auto& value : condition.values) {
+        values.append(nb::make_tuple(kKinds[static_cast<int>(value.kind)], value.text));
+      }
+      conditions.append(nb::make_tuple(
+          condition.column, kComparisons[static_cast<int>(condition.comparison)], values));
+    }
+    Ask(out, request.columns, conditions);
   }
 };
 
@@ -97,7 +110,7 @@ class PythonFunction : StreamGiver {
   using StreamGiver::StreamGiver;
   void operator()(ArrowSchema* schema, ArrowArray* rows, ArrowArrayStream* out) const {
     const nb::gil_scoped_acquire gil;
-    Ask(Batch(schema, rows), out);
+    Ask(out, Batch(schema, rows));
   }
 };
 

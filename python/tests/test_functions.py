@@ -150,9 +150,12 @@ def test_refusals(connection: sqxer.Connection) -> None:
     register("words", lambda _: "no number", "int4", rows=True)
     error = refuse(57115, "SELECT 1, words(i) AS x FROM t WHERE i > 20")
     assert (error.row, error.position) == (23, 10)
+    register("mean", lambda x: [pc.mean(x).as_py()], "double", ["double"])
+    error = refuse(57114, "SELECT COUNT(DISTINCT mean(d)) AS x FROM t")
+    assert "gave 1 values for 2048 rows" in str(error)
     register("long", lambda _: "four", "varchar(3)", rows=True)
     refuse(57116, "SELECT long(i) AS x FROM t")
-    for name in ("upper", "sum", "a b", "1a", ""):
+    for name in ("upper", "sum", "a b", "1a", "", "select", "case", "dec"):
         with pytest.raises(sqxer.Error, match="57117"):
             register(name, lambda: 1, "int4")
     with pytest.raises(sqxer.Error, match="57118"):
@@ -186,6 +189,78 @@ def test_exceptions_pass_through(connection: sqxer.Connection) -> None:
     with pytest.raises(sqxer.InterfaceError, match="uses this connection"):
         connection.execute("SELECT again(i) FROM t")
     assert connection.execute("SELECT COUNT(*) FROM t").fetchall() == [(ROWS,)]
+
+
+@pytest.mark.parametrize("threads", [1, 2])
+def test_errors_are_those_of_rows(threads: int) -> None:
+    """What no row asks for is not raised, and what comes first is."""
+    connection = sqxer.connect(threads=threads)
+    codes = pa.array([n % 3 for n in range(20_000)], pa.int32())
+    texts = pa.DictionaryArray.from_arrays(codes, pa.array(["a", "b", "bad", "never"]))
+    connection.register("t", pa.table({"id": pa.array(range(20_000), pa.int32()), "s": texts}))
+
+    def fail(value: object) -> object:
+        if value in {"bad", "never", 5000}:
+            raise ValueError(value)
+        return value
+
+    connection.register_function("f", fail, "varchar(9)", rows=True)
+    connection.register_function("g", fail, "int4", ["int4"], rows=True)
+    good = connection.execute("SELECT COUNT(f(s)) FROM t WHERE s <> 'bad'").fetchall()
+    assert good == [(13_334,)]
+    good = connection.execute("SELECT COUNT(CASE WHEN s <> 'bad' THEN f(s) END) FROM t").fetchall()
+    assert good == [(13_334,)]
+    assert len(connection.execute("SELECT g(id) FROM t LIMIT 5000").fetchall()) == 5000
+    with pytest.raises(sqxer.DataError) as info:
+        connection.execute("SELECT g(id), 1 / (id - 4500) FROM t")
+    assert info.value.row == 4501
+    with pytest.raises(ValueError, match="5000"):
+        connection.execute("SELECT g(id), 1 / (id - 5001) FROM t")
+
+
+def test_one_value_is_that_of_all_rows(connection: sqxer.Connection) -> None:
+    for result, value in (
+        ("date", dt.date(2020, 1, 2)),
+        ("time", dt.time(1, 2)),
+        ("timestamp", dt.datetime(2020, 1, 2, 3)),
+        ("numeric", Decimal("1.5")),
+        ("double", np.float64(1.5)),
+        ("varchar", "text"),
+        ("int4", pa.scalar(3)),
+    ):
+        connection.register_function("f", lambda *_, value=value: value, result)
+        plain = value.as_py() if isinstance(value, pa.Scalar) else value
+        assert connection.execute("SELECT f(i) FROM t LIMIT 2").fetchall() == [(plain,)] * 2
+
+
+def test_a_function_does_not_use_its_connection(connection: sqxer.Connection) -> None:
+    """Neither while a result is made nor while it is streamed."""
+    uses = (
+        lambda: connection.execute("SELECT 1 AS x"),
+        lambda: connection.stream("SELECT 1 AS x"),
+        lambda: connection.register("u", {"a": [1]}),
+        lambda: connection.unregister("t"),
+        lambda: connection.set("Evaluation", "rows"),
+        lambda: connection.close(),
+    )
+    big = {"x": np.arange(200_000.0)}
+    connection.register("big", big)
+    for use in uses:
+        calls = []
+
+        def at_last(x: pa.Array, use: Any = use, calls: list[int] = calls) -> pa.Array:
+            calls.append(1)
+            if len(calls) > 40:
+                use()
+            return x
+
+        connection.register_function("at_last", at_last, "double")
+        with pytest.raises(sqxer.InterfaceError, match="connection"):
+            list(connection.stream("SELECT at_last(x) FROM big"))
+        calls.clear()
+        with pytest.raises(sqxer.InterfaceError, match="connection"):
+            connection.execute("SELECT SUM(at_last(x)) AS s FROM big")
+    assert connection.execute("SELECT COUNT(*) FROM big").fetchall() == [(200_000,)]
 
 
 def test_expressions_call_functions(connection: sqxer.Connection) -> None:

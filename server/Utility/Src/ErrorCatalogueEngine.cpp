@@ -95,7 +95,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "this cannot be the name of an added function, since it is no plain name or one of a "
        "function that is there: \"{0}\""},
       {57118, 1,
-       "functions that are added have no such type, but boolean, int2, int4, uint4, float, double, "
+       "functions that are added have no such type, but boolean, int2, int4, float, double, "
        "numeric, varchar, varchar(n), date, time and timestamp: \"{0}\""},
       {57120, 1, "the statement cannot be run on many machines: {0}"},
       {57121, 2,

@@ -148,10 +148,41 @@ class SQXER_ENGINE_API Evaluator {
   std::unique_ptr<Impl> impl_;
 };
 
+/// A condition of a statement: that a column compares so with a literal.
+struct SourceCondition {
+  enum class Comparison : std::uint8_t {
+    kEqual,
+    kNotEqual,
+    kLess,
+    kLessOrEqual,
+    kGreater,
+    kGreaterOrEqual,
+    kIsNull,
+    kIsNotNull,
+  };
+  struct Literal {
+    enum class Kind : std::uint8_t { kNumber, kText, kDate, kTimestamp };
+    Kind kind;
+    /// As it is written, without quotation marks.
+    std::string text;
+  };
+  /// As it is named in the schema.
+  std::string column;
+  Comparison comparison;
+  /// One; none of a test for NULL; of kEqual several, one of which it has to equal.
+  std::vector<Literal> values;
+};
+
 /// What a statement reads of a table that is somewhere else.
 struct SourceRequest {
   /// The columns, as they are named in the schema. No others need come, and these in any order.
   std::vector<std::string> columns;
+  /// Rows for which one of these is not true need not come: the statement leaves them out itself.
+  /// Whoever does so compares as expressions do (texts without their blanks at the end and by code
+  /// points, NaN behind all numbers, NULL with nothing), goes by them in their order, and ends at
+  /// the first one that could fail, such as that of a text with a number. Rows are then counted in
+  /// errors as they come.
+  std::vector<SourceCondition> conditions;
 };
 /// Puts a new stream over all rows into `out`.
 using OpenSource = std::function<void(const SourceRequest& request, ArrowArrayStream* out)>;
@@ -173,7 +204,7 @@ struct FunctionSpec {
 /// away, are a struct of the arguments a1, a2, ...; `out` is to get a stream of one column with as
 /// many values, which are brought to the result's type by a cast. It is called again for rows whose
 /// statement has to go back, and by several threads at a time. What it throws passes through the
-/// statement.
+/// statement. It must not use the session whose statement calls it.
 using CallFunction =
     std::function<void(ArrowSchema* schema, ArrowArray* rows, ArrowArrayStream* out)>;
 

@@ -57,6 +57,92 @@ class ReadsFinder {
   std::unordered_set<const SqlExpression*> seen_;
 };
 
+std::optional<ColumnCondition::Literal> ReadComparedLiteral(const SqlExpression& expression) {
+  using Kind = ColumnCondition::Literal::Kind;
+  if (expression.kind != SqlExpression::Kind::kLiteral) return std::nullopt;
+  const SqlLiteral& literal = expression.literal;
+  switch (literal.kind) {
+    case SqlLiteral::Kind::kInteger:
+    case SqlLiteral::Kind::kDecimal:
+    case SqlLiteral::Kind::kExponent:
+      return {{Kind::kNumber, literal.text}};
+    case SqlLiteral::Kind::kText:
+      return {{Kind::kText, literal.text}};
+    case SqlLiteral::Kind::kTypedText:
+      if (literal.type == XeDateData) return {{Kind::kDate, literal.text}};
+      if (literal.type == XeDateTimeData) return {{Kind::kTimestamp, literal.text}};
+      return std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+/// Finds what a condition says of columns, one conjunct after the other.
+class ConditionFinder {
+ public:
+  /// False at the first conjunct that is nothing of that: errors of it must not be lost.
+  bool Visit(const SqlExpression& condition) {
+    using Comparison = ColumnCondition::Comparison;
+    if (condition.kind != SqlExpression::Kind::kOperator) return false;
+    const std::vector<SqlExpressionPtr>& operands = condition.arguments;
+    if (condition.name == "and") return Visit(*operands[0]) && Visit(*operands[1]);
+    if (condition.name == "is null") return Add(*operands[0], Comparison::kIsNull, {});
+    if (condition.name == "not") {
+      const SqlExpression& inner = *operands[0];
+      return inner.kind == SqlExpression::Kind::kOperator && inner.name == "is null" &&
+             Add(*inner.arguments[0], Comparison::kIsNotNull, {});
+    }
+    if (condition.name == "in") {
+      return Add(*operands[0], Comparison::kEqual, {operands.begin() + 1, operands.end()});
+    }
+    if (condition.name == "between") {
+      return Add(*operands[0], Comparison::kGreaterOrEqual, {operands[1]}) &&
+             Add(*operands[0], Comparison::kLessOrEqual, {operands[2]});
+    }
+    for (const Operator& known : kOperators) {
+      if (condition.name != known.name || operands.size() != 2) continue;
+      return operands[0]->kind == SqlExpression::Kind::kName
+                 ? Add(*operands[0], known.comparison, {operands[1]})
+                 : Add(*operands[1], known.turned, {operands[0]});
+    }
+    return false;
+  }
+  std::vector<ColumnCondition> Take() { return std::move(conditions_); }
+
+ private:
+  struct Operator {
+    std::string_view name;
+    ColumnCondition::Comparison comparison;
+    /// With its operands the other way round.
+    ColumnCondition::Comparison turned;
+  };
+  static constexpr Operator kOperators[] = {
+      {"=", ColumnCondition::Comparison::kEqual, ColumnCondition::Comparison::kEqual},
+      {"<>", ColumnCondition::Comparison::kNotEqual, ColumnCondition::Comparison::kNotEqual},
+      {"<", ColumnCondition::Comparison::kLess, ColumnCondition::Comparison::kGreater},
+      {"<=", ColumnCondition::Comparison::kLessOrEqual,
+       ColumnCondition::Comparison::kGreaterOrEqual},
+      {">", ColumnCondition::Comparison::kGreater, ColumnCondition::Comparison::kLess},
+      {">=", ColumnCondition::Comparison::kGreaterOrEqual,
+       ColumnCondition::Comparison::kLessOrEqual},
+  };
+
+  bool Add(const SqlExpression& column, ColumnCondition::Comparison comparison,
+           const std::vector<SqlExpressionPtr>& literals) {
+    if (column.kind != SqlExpression::Kind::kName) return false;
+    ColumnCondition condition{.column = column.path.back(), .comparison = comparison, .values = {}};
+    for (const SqlExpressionPtr& literal : literals) {
+      const std::optional<ColumnCondition::Literal> read = ReadComparedLiteral(*literal);
+      if (!read) return false;
+      condition.values.push_back(*read);
+    }
+    conditions_.push_back(std::move(condition));
+    return true;
+  }
+
+  std::vector<ColumnCondition> conditions_;
+};
+
 /// Of a literal; nothing for what has to be computed first.
 std::optional<uint64> ReadCount(const SqlExpressionPtr& count) {
   constexpr std::size_t kMostDigits = 18;
@@ -83,6 +169,11 @@ TableRequest FindTableReads(const SqlSelect& select) {
   // statement's own.
   request.onePass =
       (isGrouped || !finder.HasWindows()) && !finder.ReadsDocuments() && !finder.LooksUp();
+  if (select.where && !finder.ReadsDocuments() && !finder.LooksUp()) {
+    ConditionFinder conditions;
+    conditions.Visit(*select.where);
+    request.conditions = conditions.Take();
+  }
   request.canStartAgain = isGrouped || !select.orderBy.empty();
   const bool takesRowsAsTheyCome = !select.where && !select.having && !select.distinct &&
                                    select.groupBy.empty() && select.orderBy.empty() &&

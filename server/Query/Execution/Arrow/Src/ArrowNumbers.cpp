@@ -57,8 +57,8 @@ ColumnVector ReadUInt64(const ArrowView& view, const ArrowReading& reading) {
 /// The coefficients of decimals of a width, and whether they have 128 bits.
 struct Coefficient256 {
   uint64 words[4];
-  bool TryGet(ArrowInt128& value) const {
-    value = static_cast<ArrowInt128>(words[1]) << 64 | words[0];
+  bool TryGet(int128& value) const {
+    value = static_cast<int128>(words[1]) << 64 | words[0];
     const uint64 sign = value < 0 ? ~uint64{0} : 0;
     return words[2] == sign && words[3] == sign;
   }
@@ -66,7 +66,7 @@ struct Coefficient256 {
 template <class Whole>
 struct Coefficient {
   Whole whole;
-  bool TryGet(ArrowInt128& value) const {
+  bool TryGet(int128& value) const {
     value = whole;
     return true;
   }
@@ -76,7 +76,7 @@ template <class Stored>
 ColumnVector ReadDecimals(const ArrowView& view, const ArrowReading& reading) {
   const int scale = view.field->scale;
   const auto try64 = [](const Stored& stored, int64& out) {
-    ArrowInt128 value;
+    int128 value;
     const bool fits = stored.TryGet(value);
     out = static_cast<int64>(value);
     return fits && out == value;
@@ -103,7 +103,7 @@ ColumnVector ReadDecimals(const ArrowView& view, const ArrowReading& reading) {
   const auto refuse = [&](uint64 row) {
     RefuseArrowValue(view, reading, row, L"NUMERIC", L"it has more than 38 digits");
   };
-  if (scale >= 0 && scale <= kArrowDigits) {
+  if (scale >= 0 && scale <= kDecimalDigits) {
     if (sizeof(Stored) == sizeof(int128) && AllValues<Stored>(view, fits128)) {
       return ShareArrowValues(view, reading, ColumnForm::kDecimal128, scale);
     }

@@ -32,10 +32,10 @@ void ForEachValue(const ColumnVector& vector, Use&& use) {
   }
 }
 
-int CountDigits(ArrowInt128 coefficient) {
+int CountDigits(int128 coefficient) {
   if (coefficient < 0) coefficient = -coefficient;
   int digits = 0;
-  while (digits < kArrowDigits && coefficient >= kArrowPowers[static_cast<std::size_t>(digits)]) {
+  while (digits < kDecimalDigits && coefficient >= PowerOfTen128(digits)) {
     ++digits;
   }
   return digits;
@@ -75,32 +75,32 @@ struct Digits {
 /// The number times ten to the power of `scale`, if it is whole or may be rounded and has 38
 /// digits. Rounding must leave `leastDigits` of those that the number has.
 bool TryCoefficient(const VelmarNumber& number, int scale, bool mayRound, int leastDigits,
-                    ArrowInt128& value) {
+                    int128& value) {
   const VelmarNumber::Parts parts = number.GetParts();
   value = CoefficientOf(parts);
   const int shift = parts.exponent + scale;
   if (value == 0 || shift == 0) return true;
   if (shift > 0) {
-    if (shift > kArrowDigits - CountDigits(value)) return false;
-    value *= kArrowPowers[static_cast<std::size_t>(shift)];
+    if (shift > kDecimalDigits - CountDigits(value)) return false;
+    value *= PowerOfTen128(shift);
     return true;
   }
-  if (-shift > kArrowDigits) {
+  if (-shift > kDecimalDigits) {
     value = 0;
     return mayRound && leastDigits == 0;
   }
   const int digits = CountDigits(value) + shift;
-  const ArrowInt128 power = kArrowPowers[static_cast<std::size_t>(-shift)];
-  const ArrowInt128 rest = value % power;
+  const int128 power = PowerOfTen128(-shift);
+  const int128 rest = value % power;
   if (rest != 0 && (!mayRound || (leastDigits > 0 && digits < leastDigits))) return false;
-  const ArrowInt128 size = rest < 0 ? -rest : rest;
+  const int128 size = rest < 0 ? -rest : rest;
   const int away = size >= power - size ? (value < 0 ? -1 : 1) : 0;
   value = value / power + away;
-  return value < kArrowPowers.back() && value > -kArrowPowers.back();
+  return HasDecimalDigits(value);
 }
 
 bool TryNanoseconds(int64 microseconds, uint32 rest, int64& nanoseconds) {
-  const ArrowInt128 all = ArrowInt128{microseconds} * kNanosecondsPerMicrosecond + rest;
+  const int128 all = int128{microseconds} * kNanosecondsPerMicrosecond + rest;
   nanoseconds = static_cast<int64>(all);
   return nanoseconds == all;
 }
@@ -156,7 +156,7 @@ void ArrowWriter::SettleNumbers(Column& column, const ColumnInfo& info, std::siz
   }
   if (options.fixedScale) {
     column.layout = Layout::kDecimal;
-    column.scale = std::clamp(*options.fixedScale, 0, kArrowDigits);
+    column.scale = std::clamp(*options.fixedScale, 0, kDecimalDigits);
     column.isRounded = true;
     column.leastDigits = 0;
     column.format = "d:38," + std::to_string(column.scale);
@@ -175,7 +175,7 @@ void ArrowWriter::SettleNumbers(Column& column, const ColumnInfo& info, std::siz
   digits.fraction = info.scale;
   for (const TableChunk& chunk : known) digits.Add(chunk.columns[index]);
   column.layout = Layout::kDecimal;
-  column.scale = std::clamp(kArrowDigits - digits.whole, 0, digits.fraction);
+  column.scale = std::clamp(kDecimalDigits - digits.whole, 0, digits.fraction);
   column.isRounded = column.scale < digits.fraction;
   column.format = "d:38," + std::to_string(column.scale);
 }
@@ -303,9 +303,9 @@ class ArrowWriter::Arrays {
     if (column_.layout == Layout::kDouble) {
       MakeValues<float64>([&](uint64 row) { return NumberAt(vector_, row).asDouble(); });
     } else if (column_.layout == Layout::kDecimal) {
-      MakeValues<ArrowInt128>([&](uint64 row) {
+      MakeValues<int128>([&](uint64 row) {
         const VelmarNumber number = NumberAt(vector_, row);
-        ArrowInt128 value;
+        int128 value;
         if (!TryCoefficient(number, column_.scale, column_.isRounded, column_.leastDigits, value)) {
           Refuse(L"decimal128(38, " + std::to_wstring(column_.scale) + L")", number.asString());
         }

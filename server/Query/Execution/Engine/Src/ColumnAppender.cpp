@@ -164,7 +164,7 @@ class ScaledDecimals {
 
   int16 GetScale() const { return scale_; }
   void Start(const BatchVector& vector) {
-    if (vector.scale <= kMostScale) scale_ = vector.scale;
+    if (vector.scale <= kMostScale64) scale_ = vector.scale;
   }
   bool IsOf(const BatchVector& vector) const { return vector.scale == scale_; }
   /// Puts a value behind those before; false, and nothing done, where they have no scale in common.
@@ -172,7 +172,7 @@ class ScaledDecimals {
     if (value.TryScaled(scale_, values[row])) return true;
     const int places = value.decimalPlaces();
     int64 scaled;
-    if (places <= scale_ || places > kMostScale || !value.TryScaled(places, scaled)) return false;
+    if (places <= scale_ || places > kMostScale64 || !value.TryScaled(places, scaled)) return false;
     int64 factor = 1;
     for (int i = scale_; i < places; ++i) factor *= 10;
     const int64 most = INT64_MAX / factor;
@@ -186,7 +186,6 @@ class ScaledDecimals {
   }
 
  private:
-  static constexpr int kMostScale = 18;
   int16 scale_ = 0;
 };
 

@@ -38,7 +38,7 @@ const std::vector<GroupParts::Part>& GroupParts::Group(const TableChunk& chunk, 
   if (!isTrialOver_) {
     // Of so many keys, or values to be held, that most rows of the trial had one of their own there
     // are more than a stretch has rows for.
-    areGroupsMany_ = groups_->CountMerges() > std::max<uint64>(*trialRows_ / 4 * 3, 1);
+    areGroupsMany_ = groups_->CountToMerge() > std::max<uint64>(*trialRows_ / 4 * 3, 1);
     isTrialOver_ = true;
   }
   parts_.clear();
@@ -72,7 +72,7 @@ bool GroupParts::Merge(const Part& part) {
   const bool isMerged = part.isGrouped && merge_->Take(groups);
   failures_ += !isMerged;
   areGroupsMany_ =
-      areGroupsMany_ || groups.CountMerges() > (part.end - part.first) / kLeastRowsOfGroup;
+      areGroupsMany_ || groups.CountToMerge() > (part.end - part.first) / kLeastRowsOfGroup;
   return isMerged;
 }
 

@@ -140,7 +140,7 @@ void GroupTable::LimitRows(uint64 rows) {
   bytesOfHeldValues_ = CountBytesOfHeldValues(aggregates_, rows);
 }
 
-uint64 GroupTable::CountMerges() {
+uint64 GroupTable::CountToMerge() {
   uint64 count = groups_.size();
   if (!turns_) return count;
   AggregateSet& set = turns_->GetSet();

@@ -53,7 +53,7 @@ class GroupTable {
   void LimitRows(uint64 rows);
   std::size_t CountLive() const { return groups_.size(); }
   /// How many groups, or values that an aggregate holds of them, another table would have to take.
-  uint64 CountMerges();
+  uint64 CountToMerge();
   /// Whether there are no others than live groups.
   bool AreAllLive() const { return !sorter_; }
 

@@ -10,6 +10,7 @@
 #include "GroupParts.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
+#include "SqlParser.h"
 #include "SqliteTable.h"
 #include "TablePath.h"
 #include "TableStream.h"
@@ -191,9 +192,19 @@ void Session::AddFunction(const std::string& name, AddedFunctionPtr function) {
   const auto isPlain = [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
   };
+  const auto isCall = [&] {
+    // A word of the grammar's own is none.
+    try {
+      const SqlExpression& read = *ParseSelect("SELECT " + name + "(1)").items.front().expression;
+      return read.kind == SqlExpression::Kind::kFunction && read.name == name;
+    } catch (const ErrorMessage&) {
+      return false;
+    }
+  };
   const bool isName = !name.empty() && (name.front() < '0' || name.front() > '9') &&
                       std::ranges::all_of(name, isPlain);
-  if (!isName || !FindFunctions(name).empty()) ThrowEngineError(kFunctionName, {Wide(name)});
+  if (!isName || !FindFunctions(name).empty() || !isCall())
+    ThrowEngineError(kFunctionName, {Wide(name)});
   functions_[name] = std::move(function);
 }
 

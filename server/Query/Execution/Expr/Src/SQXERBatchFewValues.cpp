@@ -185,8 +185,8 @@ class FewValuesEvaluation {
       try {
         // By rows: the values of all of them would not pay for more.
         if (!tree_.RExpression::EvalBatch(rows, results)) return;
-      } catch (const ErrorMessage&) {
-        // Some value that no row may have is refused.
+      } catch (...) {
+        // Some value that no row may have is refused, perhaps by a function of the program's.
         return;
       }
       Append(rows.count, results);

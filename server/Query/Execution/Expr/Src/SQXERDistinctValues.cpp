@@ -520,7 +520,6 @@ void DistinctValues::Spill() {
     }
     slot = Slot();
   }
-  hashed_ += used_;
   used_ = 0;
   for (const Bytes& block : texts_) {
     memory_.GiveBack(block.size());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 #include <span>
 #include <vector>
@@ -36,8 +37,10 @@ class SQXEREXPR_API DistinctValues {
   /// The number of each row's group stands in its state, so many bytes behind the beginning.
   void AddBatch(const BatchFold& fold, uint32 placeOfGroup);
 
-  /// How many values the hash table has had.
-  uint64 CountHashed() const { return hashed_ + used_; }
+  /// How many values Merge would take one by one, without end where it would not take them.
+  uint64 CountToMerge() const {
+    return sorter_ != nullptr ? std::numeric_limits<uint64>::max() : used_;
+  }
   /// Whether Merge takes the values of another that is alike.
   bool AdmitsMerge(const DistinctValues& later) const {
     return later.sorter_ == nullptr && (scale_ < 0 || later.scale_ < 0 || scale_ == later.scale_);
@@ -117,8 +120,6 @@ class SQXEREXPR_API DistinctValues {
 
   std::vector<Slot, ScatteredAllocator<Slot>> slots_;
   std::size_t used_ = 0;
-  /// Those that have gone on to the sorter.
-  uint64 hashed_ = 0;
   std::vector<uint32> counts_;
   /// The texts, each as its count of bytes, whether it is wide, and its bytes.
   std::vector<Bytes> texts_;

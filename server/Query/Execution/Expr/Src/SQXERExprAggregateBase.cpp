@@ -110,7 +110,7 @@ void Aggregate::MergeState(uint8*, const uint8*) {
 }
 
 uint64 Aggregate::CountHeld() const {
-  return distinctValues_ == nullptr ? 0 : distinctValues_->CountHashed();
+  return distinctValues_ == nullptr ? 0 : distinctValues_->CountToMerge();
 }
 
 bool Aggregate::AdmitsHeld(const Aggregate& later) const {

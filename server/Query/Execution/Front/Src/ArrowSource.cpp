@@ -5,6 +5,7 @@
 #include "ArrowError.h"
 #include "TextCodes.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/KeySet.h"
 
 namespace sqxer::engine {
 namespace {
@@ -32,6 +33,31 @@ std::vector<std::size_t> FindPlaces(const TableSchema& stream, const TableSchema
     places.push_back(place);
   }
   return places;
+}
+
+/// A condition with the column's own name; nothing where it is none of one column, and of texts
+/// that do not compare by code points.
+std::optional<SourceCondition> ConditionOf(const ColumnCondition& condition,
+                                           const TableSchema& table) {
+  const ColumnInfo* found = nullptr;
+  for (const ColumnInfo& column : table.columns) {
+    if (!BaseStringUtil::IsCaseInsensitiveMatch(column.name, condition.column)) continue;
+    if (found != nullptr) return std::nullopt;
+    found = &column;
+  }
+  if (found == nullptr) return std::nullopt;
+  SourceCondition made{.column = BaseStringUtil::StringToUtf8(found->name),
+                       .comparison = static_cast<SourceCondition::Comparison>(condition.comparison),
+                       .values = {}};
+  for (const ColumnCondition::Literal& literal : condition.values) {
+    using Kind = SourceCondition::Literal::Kind;
+    const auto kind = static_cast<Kind>(literal.kind);
+    if (kind == Kind::kText && KeyDesc::GetCharComparisonType() != kCompareCodePoints) {
+      return std::nullopt;
+    }
+    made.values.push_back({kind, BaseStringUtil::StringToUtf8(literal.text)});
+  }
+  return made;
 }
 
 /// The columns of a stream's chunk at their places.
@@ -94,15 +120,22 @@ const TableSchema& ArrowSource::Require(const TableRequest& request, LoadProgres
       state_ == State::kAll || (state_ == State::kStream && mayStream) ||
       (state_ == State::kFirst && request.mostRows && *request.mostRows <= firstRows_);
   if (areRowsThere && all == isThere_) return table_.schema;
+  // Whose rows are kept gives them to other statements as well.
+  const std::vector<ColumnCondition> conditions =
+      areRowsKept_ ? std::vector<ColumnCondition>() : request.conditions;
   if (mayStream && (state_ == State::kNothing || state_ == State::kStream)) {
-    rows_ = std::make_unique<Rows>(Open(RequestOf(all)), options_, RequestOf(all), table_.schema);
+    TableRequest wanted = RequestOf(all);
+    wanted.conditions = conditions;
+    rows_ = std::make_unique<Rows>(Open(wanted), options_, RequestOf(all), table_.schema);
     TakeTypes(rows_->GetSchema(), rows_->GetPlaces(), RequestOf(all));
     state_ = State::kStream;
   } else {
     TableRequest wanted = RequestOf(all);
+    wanted.conditions = conditions;
     const bool areFirstEnough = state_ == State::kNothing || state_ == State::kFirst;
     if (!areRowsKept_ && areFirstEnough) wanted.mostRows = request.mostRows;
-    const bool isAdded = state_ == State::kAll && AddColumns(RequestOf(missing), true);
+    const bool isAdded =
+        state_ == State::kAll && conditions.empty() && AddColumns(RequestOf(missing), true);
     if (!isAdded) AddColumns(wanted, false);
     rows_.reset();
     state_ = wanted.mostRows ? State::kFirst : State::kAll;
@@ -142,6 +175,11 @@ ArrowArrayStream ArrowSource::Open(const TableRequest& columns) const {
   SourceRequest request;
   for (const XeString& name : columns.names) {
     request.columns.push_back(BaseStringUtil::StringToUtf8(name));
+  }
+  for (const ColumnCondition& condition : columns.conditions) {
+    const std::optional<SourceCondition> known = ConditionOf(condition, table_.schema);
+    if (!known) break;
+    request.conditions.push_back(*known);
   }
   ArrowArrayStream stream = {};
   open_(request, &stream);

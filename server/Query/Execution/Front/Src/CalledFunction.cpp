@@ -38,7 +38,6 @@ ColumnInfo ReadType(const std::string& text) {
     case XeBoolean:
     case XeInt2Data:
     case XeInt4Data:
-    case XeUInt4Data:
     case XeFloatData:
     case XeDoubleData:
     case XeNumericData:
@@ -146,13 +145,20 @@ void CalledFunction::Call(const BatchRows& rows) {
   Table results = AtSourcePosition(
       [&] { return ReadArrowTable(given.Get(), ArrowReadOptions{.name = call_->name}); });
   if (results.rowCount != arguments.rows || results.schema.columns.size() != 1) {
-    RaiseError(kFunctionRows,
-               {call_->name, std::to_wstring(results.rowCount), std::to_wstring(arguments.rows)});
+    // Of one row there may be as many values as are wanted: the error is that of the batch.
+    otherRows_ = {results.rowCount, arguments.rows};
+    if (rows.source != RowOfRecord().source) SUGThrow(ErrorMessage(kFunctionRows));
+    RaiseOtherRows();
   }
   results_ = Convert(std::move(results));
   chunk_ = 0;
   row_ = 0;
   ShowChunk();
+}
+
+void CalledFunction::RaiseOtherRows() {
+  const auto [given, wanted] = *std::exchange(otherRows_, std::nullopt);
+  RaiseError(kFunctionRows, {call_->name, std::to_wstring(given), std::to_wstring(wanted)});
 }
 
 std::vector<TableChunk> CalledFunction::Convert(Table results) {
@@ -220,6 +226,7 @@ RExprReturn CalledFunction::Take(void* out) {
 
 RExprReturn CalledFunction::Eval(void* out) {
   if (!isCalled_) {
+    if (otherRows_) RaiseOtherRows();
     const BatchRows& row = RowOfRecord();
     for (std::size_t i = 0; i < vectors_.size(); ++i) {
       RExpression& operand = *GetIthOperand(static_cast<int>(i));
@@ -234,7 +241,12 @@ bool CalledFunction::EvalBatch(const BatchRows& rows, BatchVector& out) {
   for (std::size_t i = 0; i < vectors_.size(); ++i) {
     if (!EvaluateBatch(*GetIthOperand(static_cast<int>(i)), rows, vectors_[i])) return false;
   }
-  Call(rows);
+  try {
+    Call(rows);
+  } catch (...) {
+    // Whatever the function throws is told by the row that comes to it, if one does.
+    return false;
+  }
   struct Called {
     explicit Called(bool& flag) : flag(flag) { flag = true; }
     ~Called() { flag = false; }

@@ -53,6 +53,7 @@ class CalledFunction final : public ValueFunction {
   /// The results in the declared type.
   std::vector<TableChunk> Convert(Table results);
   RExprReturn Take(void* out);
+  [[noreturn]] void RaiseOtherRows();
   void ShowChunk();
 
   const FunctionCallPtr call_;
@@ -73,6 +74,8 @@ class CalledFunction final : public ValueFunction {
   XeString text_;
   /// Within EvalBatch.
   bool isCalled_ = false;
+  /// How many values there were for how many rows, until that is raised.
+  std::optional<std::pair<uint64, uint64>> otherRows_;
 };
 
 }  // namespace sqxer::engine
