@@ -1,4 +1,4 @@
-"""Statements over Parquet on two workers of Spark: by sqxer on Spark's executors, and by Spark's own
+"""Statements over Parquet on two workers of Spark: by sqxer on its executors, and by Spark's own
 operators on the same cluster.
 
 Ends with status 1 when results differ.

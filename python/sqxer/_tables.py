@@ -153,7 +153,9 @@ def _add_dataset(
     binary_as_text: bool,
 ) -> None:
     def open_columns(columns: list[str], conditions: list[Condition]) -> object:
-        scanner = dataset.scanner(columns=columns, filter=filter_of(conditions, dataset.schema))
+        told = filter_of(conditions, dataset.schema)
+        wanted = {} if told is None else {"filter": told}
+        scanner = dataset.scanner(columns=columns, **wanted)
         return cast("object", scanner.to_reader().__arrow_c_stream__())
 
     session.add_source(
@@ -182,8 +184,8 @@ def _add_path(session: Session, name: str, path: Path, binary_as_text: bool) -> 
 
 
 def _schema_opener(
-    data: Any,
-) -> tuple[object, Callable[[list[str], list[Condition]], object]] | None:  # noqa: ANN401
+    data: Any,  # noqa: ANN401
+) -> tuple[object, Callable[[list[str], list[Condition]], object]] | None:
     """The schema of a table, and what opens it for some of its columns."""
     if hasattr(data, "__arrow_c_schema__"):  # polars and Arrow tables have one with streams
         return data.__arrow_c_schema__(), lambda _, __: stream_of(data)

@@ -4,13 +4,16 @@ from __future__ import annotations
 
 import datetime as dt
 from decimal import Decimal
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import pyarrow as pa
 import pyarrow.compute as pc
 import pytest
 import sqxer
+
+if TYPE_CHECKING:
+    from collections.abc import Callable
 
 ROWS = 9001
 TABLE = pa.table(
@@ -241,14 +244,16 @@ def test_a_function_does_not_use_its_connection(connection: sqxer.Connection) ->
         lambda: connection.register("u", {"a": [1]}),
         lambda: connection.unregister("t"),
         lambda: connection.set("Evaluation", "rows"),
-        lambda: connection.close(),
+        connection.close,
     )
     big = {"x": np.arange(200_000.0)}
     connection.register("big", big)
     for use in uses:
-        calls = []
+        calls: list[int] = []
 
-        def at_last(x: pa.Array, use: Any = use, calls: list[int] = calls) -> pa.Array:
+        def at_last(
+            x: pa.Array, use: Callable[[], object] = use, calls: list[int] = calls
+        ) -> pa.Array:
             calls.append(1)
             if len(calls) > 40:
                 use()
