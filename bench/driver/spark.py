@@ -49,9 +49,9 @@ PAIRS = (
         "SUM(price * quantity) AS v FROM t WHERE quantity > 5 GROUP BY k",
     ),
     Pair(
-        "slope and intercept by 1,000 keys",
-        "SELECT k, REGR_SLOPE(y, x) AS slope, REGR_INTERCEPT(y, x) AS base FROM t GROUP BY k",
-        "SELECT k, REGR_SLOPE(y, x) AS slope, REGR_INTERCEPT(y, x) AS base FROM t GROUP BY k",
+        "slope and correlation by 1,000 keys",
+        "SELECT k, REGR_SLOPE(y, x) AS slope, CORR(x, y) AS fit FROM t GROUP BY k",
+        "SELECT k, REGR_SLOPE(y, x) AS slope, CORR(x, y) AS fit FROM t GROUP BY k",
     ),
 )
 
@@ -89,6 +89,7 @@ def start(local: str) -> SparkSession:
         .config("spark.driver.host", here)
         .config("spark.driver.bindAddress", here)
         .config("spark.ui.enabled", "false")
+        .config("spark.ui.showConsoleProgress", "false")
         .config("spark.local.dir", local)
         .config("spark.executor.memory", "4g")
         .config("spark.executorEnv.PYTHONPATH", os.pathsep.join(path for path in sys.path if path))
