@@ -714,7 +714,7 @@ TEST_F(Batches, SortAsRowsDo) {
 /// Outputs, DISTINCT, ORDER BY and LIMIT over the results of windows of all kinds, which may fail.
 TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
-  const int cases = asked != nullptr ? std::atoi(asked) : 600;
+  const int cases = asked != nullptr ? std::atoi(asked) : 250;
   const std::vector<std::string> examples = Examples();
   const std::vector<std::string> functions = {
       // Of the rows so far.

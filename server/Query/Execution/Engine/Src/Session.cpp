@@ -195,8 +195,9 @@ void Session::AddFunction(const std::string& name, AddedFunctionPtr function) {
   const auto isCall = [&] {
     // A word of the grammar's own is none.
     try {
-      const SqlExpression& read = *ParseSelect("SELECT " + name + "(1)").items.front().expression;
-      return read.kind == SqlExpression::Kind::kFunction && read.name == name;
+      const SqlSelect read = ParseSelect("SELECT " + name + "(1)");
+      const SqlExpression& call = *read.items.front().expression;
+      return call.kind == SqlExpression::Kind::kFunction && call.name == name;
     } catch (const ErrorMessage&) {
       return false;
     }
