@@ -16,6 +16,9 @@ if TYPE_CHECKING:
     Term = Any
 
 
+_MICROSECOND_DIGITS = 6
+
+
 def _between(field: Any, comparison: str, low: Any, high: Any) -> Term:  # noqa: ANN401
     """Rows whose value may compare so with something from `low` to `high`."""
     terms: dict[str, Callable[[], Term]] = {
@@ -66,7 +69,8 @@ def _moment_term(field: Any, kind: Any, comparison: str, text: str) -> Term:  # 
             value = pa.scalar(dt.date.fromisoformat(text), kind)
         else:
             moment = dt.datetime.fromisoformat(text)
-            if moment.tzinfo is not None:
+            # What is finer than microseconds is cut there.
+            if moment.tzinfo is not None or len(text.partition(".")[2]) > _MICROSECOND_DIGITS:
                 return True
             value = pa.scalar(moment.replace(tzinfo=dt.UTC) if kind.tz else moment, kind)
     except (ValueError, OverflowError, pa.ArrowInvalid):

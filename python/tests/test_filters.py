@@ -29,6 +29,7 @@ def _table() -> pa.Table:
 
     days = [dt.date(2024, 1, 1) + dt.timedelta(n) for n in range(-30, 30)]
     moments = [dt.datetime(2024, 1, 1, 12) + dt.timedelta(hours=n) for n in range(-9, 9)]
+    noon = 1_704_110_400_000_000_000
     return pa.table(
         {
             "id": pa.array(range(ROWS), pa.int64()),
@@ -40,6 +41,7 @@ def _table() -> pa.Table:
             "s": some(["", "a", "a  ", "a!", "a\t", "ab", "b", "A", "ä", "5"], pa.string()),
             "day": some(days, pa.date32()),
             "at": some(moments, pa.timestamp("ns")),
+            "fine": some([noon + n * 100 for n in range(30)], pa.timestamp("ns")),
             "zoned": some(moments, pa.timestamp("s", tz="Europe/Vienna")),
         }
     )
@@ -74,6 +76,7 @@ CONDITIONS = {
     "s": ["'a'", "'a '", "'ab'", "''", "'b'", "'ä'"],
     "day": ["DATE '2024-01-05'", "DATE '2023-12-31'"],
     "at": ["TIMESTAMP '2024-01-01 12:00:00'", "DATE '2024-01-01'", "DATE '9999-12-31'"],
+    "fine": ["TIMESTAMP '2024-01-01 12:00:00.0000015'", "TIMESTAMP '2024-01-01 12:00:00.000002'"],
     "zoned": ["TIMESTAMP '2024-01-01 12:00:00'", "TIMESTAMP '2024-01-01 12:00:00.5'"],
 }
 

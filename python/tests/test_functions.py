@@ -157,7 +157,9 @@ def test_refusals(connection: sqxer.Connection) -> None:
     error = refuse(57114, "SELECT COUNT(DISTINCT mean(d)) AS x FROM t")
     assert "gave 1 values for 2048 rows" in str(error)
     register("long", lambda _: "four", "varchar(3)", rows=True)
-    refuse(57116, "SELECT long(i) AS x FROM t")
+    register("number", lambda _: 1234, "varchar(3)", rows=True)
+    for call in ("long(i)", "UPPER(long(i))", "number(i)", "number(i) || 'x'"):
+        refuse(57116, f"SELECT {call} AS x FROM t")
     for name in ("upper", "sum", "a b", "1a", "", "select", "case", "dec"):
         with pytest.raises(sqxer.Error, match="57117"):
             register(name, lambda: 1, "int4")

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Engine/ArrowInterface.h"
+#include "Engine/SourceCondition.h"
 
 /// SQL over files and Arrow data, for programs that take the engine in as a library. Texts are
 /// UTF-8. Errors are thrown as Error; where memory runs out it is std::bad_alloc. An error leaves
@@ -146,31 +147,6 @@ class SQXER_ENGINE_API Evaluator {
 
  private:
   std::unique_ptr<Impl> impl_;
-};
-
-/// A condition of a statement: that a column compares so with a literal.
-struct SourceCondition {
-  enum class Comparison : std::uint8_t {
-    kEqual,
-    kNotEqual,
-    kLess,
-    kLessOrEqual,
-    kGreater,
-    kGreaterOrEqual,
-    kIsNull,
-    kIsNotNull,
-  };
-  struct Literal {
-    enum class Kind : std::uint8_t { kNumber, kText, kDate, kTimestamp };
-    Kind kind;
-    /// As it is written, without quotation marks.
-    std::string text;
-  };
-  /// As it is named in the schema.
-  std::string column;
-  Comparison comparison;
-  /// One; none of a test for NULL; of kEqual several, one of which it has to equal.
-  std::vector<Literal> values;
 };
 
 /// What a statement reads of a table that is somewhere else.

@@ -6,9 +6,12 @@
 
 #include "FunctionTable.h"
 #include "JsonColumns.h"
+#include "Utility/BaseStringUtil.h"
 
 namespace sqxer {
 namespace {
+
+using engine::SourceCondition;
 
 /// Walks the expressions of a statement.
 class ReadsFinder {
@@ -57,20 +60,21 @@ class ReadsFinder {
   std::unordered_set<const SqlExpression*> seen_;
 };
 
-std::optional<ColumnCondition::Literal> ReadComparedLiteral(const SqlExpression& expression) {
-  using Kind = ColumnCondition::Literal::Kind;
+std::optional<SourceCondition::Literal> ReadComparedLiteral(const SqlExpression& expression) {
+  using Kind = SourceCondition::Literal::Kind;
   if (expression.kind != SqlExpression::Kind::kLiteral) return std::nullopt;
   const SqlLiteral& literal = expression.literal;
+  const std::string text = BaseStringUtil::StringToUtf8(literal.text);
   switch (literal.kind) {
     case SqlLiteral::Kind::kInteger:
     case SqlLiteral::Kind::kDecimal:
     case SqlLiteral::Kind::kExponent:
-      return {{Kind::kNumber, literal.text}};
+      return {{Kind::kNumber, text}};
     case SqlLiteral::Kind::kText:
-      return {{Kind::kText, literal.text}};
+      return {{Kind::kText, text}};
     case SqlLiteral::Kind::kTypedText:
-      if (literal.type == XeDateData) return {{Kind::kDate, literal.text}};
-      if (literal.type == XeDateTimeData) return {{Kind::kTimestamp, literal.text}};
+      if (literal.type == XeDateData) return {{Kind::kDate, text}};
+      if (literal.type == XeDateTimeData) return {{Kind::kTimestamp, text}};
       return std::nullopt;
     default:
       return std::nullopt;
@@ -82,7 +86,7 @@ class ConditionFinder {
  public:
   /// False at the first conjunct that is nothing of that: errors of it must not be lost.
   bool Visit(const SqlExpression& condition) {
-    using Comparison = ColumnCondition::Comparison;
+    using Comparison = SourceCondition::Comparison;
     if (condition.kind != SqlExpression::Kind::kOperator) return false;
     const std::vector<SqlExpressionPtr>& operands = condition.arguments;
     if (condition.name == "and") return Visit(*operands[0]) && Visit(*operands[1]);
@@ -107,32 +111,34 @@ class ConditionFinder {
     }
     return false;
   }
-  std::vector<ColumnCondition> Take() { return std::move(conditions_); }
+  std::vector<SourceCondition> Take() { return std::move(conditions_); }
 
  private:
   struct Operator {
     std::string_view name;
-    ColumnCondition::Comparison comparison;
+    SourceCondition::Comparison comparison;
     /// With its operands the other way round.
-    ColumnCondition::Comparison turned;
+    SourceCondition::Comparison turned;
   };
   static constexpr Operator kOperators[] = {
-      {"=", ColumnCondition::Comparison::kEqual, ColumnCondition::Comparison::kEqual},
-      {"<>", ColumnCondition::Comparison::kNotEqual, ColumnCondition::Comparison::kNotEqual},
-      {"<", ColumnCondition::Comparison::kLess, ColumnCondition::Comparison::kGreater},
-      {"<=", ColumnCondition::Comparison::kLessOrEqual,
-       ColumnCondition::Comparison::kGreaterOrEqual},
-      {">", ColumnCondition::Comparison::kGreater, ColumnCondition::Comparison::kLess},
-      {">=", ColumnCondition::Comparison::kGreaterOrEqual,
-       ColumnCondition::Comparison::kLessOrEqual},
+      {"=", SourceCondition::Comparison::kEqual, SourceCondition::Comparison::kEqual},
+      {"<>", SourceCondition::Comparison::kNotEqual, SourceCondition::Comparison::kNotEqual},
+      {"<", SourceCondition::Comparison::kLess, SourceCondition::Comparison::kGreater},
+      {"<=", SourceCondition::Comparison::kLessOrEqual,
+       SourceCondition::Comparison::kGreaterOrEqual},
+      {">", SourceCondition::Comparison::kGreater, SourceCondition::Comparison::kLess},
+      {">=", SourceCondition::Comparison::kGreaterOrEqual,
+       SourceCondition::Comparison::kLessOrEqual},
   };
 
-  bool Add(const SqlExpression& column, ColumnCondition::Comparison comparison,
+  bool Add(const SqlExpression& column, SourceCondition::Comparison comparison,
            const std::vector<SqlExpressionPtr>& literals) {
     if (column.kind != SqlExpression::Kind::kName) return false;
-    ColumnCondition condition{.column = column.path.back(), .comparison = comparison, .values = {}};
+    SourceCondition condition{.column = BaseStringUtil::StringToUtf8(column.path.back()),
+                              .comparison = comparison,
+                              .values = {}};
     for (const SqlExpressionPtr& literal : literals) {
-      const std::optional<ColumnCondition::Literal> read = ReadComparedLiteral(*literal);
+      const std::optional<SourceCondition::Literal> read = ReadComparedLiteral(*literal);
       if (!read) return false;
       condition.values.push_back(*read);
     }
@@ -140,7 +146,7 @@ class ConditionFinder {
     return true;
   }
 
-  std::vector<ColumnCondition> conditions_;
+  std::vector<SourceCondition> conditions_;
 };
 
 /// Of a literal; nothing for what has to be computed first.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "AddedFunction.h"
+#include "Engine/SourceCondition.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/XeAListStream.h"
 #include "Utility/XeTypes.h"
@@ -35,31 +36,6 @@ struct TableSchema {
   uint64 mostRows = std::numeric_limits<uint64>::max();
 };
 
-/// What WHERE says of a column: that it compares so with a literal.
-struct ColumnCondition {
-  enum class Comparison : uint8 {
-    kEqual,
-    kNotEqual,
-    kLess,
-    kLessOrEqual,
-    kGreater,
-    kGreaterOrEqual,
-    kIsNull,
-    kIsNotNull,
-  };
-  struct Literal {
-    enum class Kind : uint8 { kNumber, kText, kDate, kTimestamp };
-    Kind kind;
-    /// As it is written, without quotation marks.
-    XeString text;
-  };
-  /// As the statement names it.
-  XeString column;
-  Comparison comparison;
-  /// One; none of a test for NULL; of kEqual several, if it is IN.
-  std::vector<Literal> values;
-};
-
 /// What a statement wants of a table. As it stands it wants everything.
 struct TableRequest {
   /// Every column; else those of `names`, letter case ignored. Names of no column are passed over.
@@ -69,10 +45,9 @@ struct TableRequest {
   std::optional<uint64> mostRows;
   /// The rows are read once, in their order, so that they need not be kept.
   bool onePass = false;
-  /// Rows for which one of these is not true are not taken, so that they need not come, as far as
-  /// who gives the rows compares as expressions do. They hold one after the other: who leaves out
-  /// one that may fail for a row leaves out those behind it.
-  std::vector<ColumnCondition> conditions = {};
+  /// What WHERE begins with: see SourceRequest of the engine. Columns are named as the statement
+  /// does.
+  std::vector<engine::SourceCondition> conditions = {};
   /// Nothing of the result is made before the last row was read: should a type turn out to be
   /// another one, the statement can start again.
   bool canStartAgain = false;

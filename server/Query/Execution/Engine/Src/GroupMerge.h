@@ -39,7 +39,7 @@ class GroupMerge {
   GroupTable& groups_;
   const uint32 stretches_;
   std::vector<Member> members_;
-  /// The group of each later one, null where it is new.
+  /// The group of each later one, null where it is new and was not opened yet.
   std::vector<Group*> found_;
   std::vector<Aggregate::StatePair> pairs_;
 };

@@ -37,27 +37,24 @@ std::vector<std::size_t> FindPlaces(const TableSchema& stream, const TableSchema
 
 /// A condition with the column's own name; nothing where it is none of one column, and of texts
 /// that do not compare by code points.
-std::optional<SourceCondition> ConditionOf(const ColumnCondition& condition,
+std::optional<SourceCondition> ConditionOf(const SourceCondition& condition,
                                            const TableSchema& table) {
+  const XeString name = Wide(condition.column);
   const ColumnInfo* found = nullptr;
   for (const ColumnInfo& column : table.columns) {
-    if (!BaseStringUtil::IsCaseInsensitiveMatch(column.name, condition.column)) continue;
+    if (!BaseStringUtil::IsCaseInsensitiveMatch(column.name, name)) continue;
     if (found != nullptr) return std::nullopt;
     found = &column;
   }
-  if (found == nullptr) return std::nullopt;
-  SourceCondition made{.column = BaseStringUtil::StringToUtf8(found->name),
-                       .comparison = static_cast<SourceCondition::Comparison>(condition.comparison),
-                       .values = {}};
-  for (const ColumnCondition::Literal& literal : condition.values) {
-    using Kind = SourceCondition::Literal::Kind;
-    const auto kind = static_cast<Kind>(literal.kind);
-    if (kind == Kind::kText && KeyDesc::GetCharComparisonType() != kCompareCodePoints) {
-      return std::nullopt;
-    }
-    made.values.push_back({kind, BaseStringUtil::StringToUtf8(literal.text)});
+  const bool hasTexts = std::ranges::any_of(condition.values, [](const auto& literal) {
+    return literal.kind == SourceCondition::Literal::Kind::kText;
+  });
+  if (found == nullptr || (hasTexts && KeyDesc::GetCharComparisonType() != kCompareCodePoints)) {
+    return std::nullopt;
   }
-  return made;
+  SourceCondition named = condition;
+  named.column = BaseStringUtil::StringToUtf8(found->name);
+  return named;
 }
 
 /// The columns of a stream's chunk at their places.
@@ -121,8 +118,8 @@ const TableSchema& ArrowSource::Require(const TableRequest& request, LoadProgres
       (state_ == State::kFirst && request.mostRows && *request.mostRows <= firstRows_);
   if (areRowsThere && all == isThere_) return table_.schema;
   // Whose rows are kept gives them to other statements as well.
-  const std::vector<ColumnCondition> conditions =
-      areRowsKept_ ? std::vector<ColumnCondition>() : request.conditions;
+  const std::vector<SourceCondition> conditions =
+      areRowsKept_ ? std::vector<SourceCondition>() : request.conditions;
   if (mayStream && (state_ == State::kNothing || state_ == State::kStream)) {
     TableRequest wanted = RequestOf(all);
     wanted.conditions = conditions;
@@ -176,7 +173,7 @@ ArrowArrayStream ArrowSource::Open(const TableRequest& columns) const {
   for (const XeString& name : columns.names) {
     request.columns.push_back(BaseStringUtil::StringToUtf8(name));
   }
-  for (const ColumnCondition& condition : columns.conditions) {
+  for (const SourceCondition& condition : columns.conditions) {
     const std::optional<SourceCondition> known = ConditionOf(condition, table_.schema);
     if (!known) break;
     request.conditions.push_back(*known);

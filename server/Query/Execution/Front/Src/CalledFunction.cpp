@@ -165,10 +165,6 @@ std::vector<TableChunk> CalledFunction::Convert(Table results) {
   ColumnInfo& column = results.schema.columns.front();
   const bool isText = IsText(call_->result.type);
   if (column.type == call_->result.type || (isText && IsText(column.type))) {
-    if (isText && column.length > call_->result.length) {
-      RaiseError(kFunctionText, {call_->name, std::to_wstring(column.length),
-                                 std::to_wstring(call_->result.length)});
-    }
     return std::move(results.chunks);
   }
   const auto refuse = [&](const char* reason) {
@@ -213,6 +209,10 @@ RExprReturn CalledFunction::Take(void* out) {
     return retCode_ = kTrue;
   }
   const BatchText text = shown_.GetText(row);
+  if (text.length > call_->result.length) [[unlikely]] {
+    RaiseError(kFunctionText,
+               {call_->name, std::to_wstring(text.length), std::to_wstring(call_->result.length)});
+  }
   if (shown_.form == ColumnForm::kText8) {
     text_.assign(text.characters, text.characters + text.length);
   } else {
