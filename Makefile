@@ -7,7 +7,7 @@ DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray
 
-.PHONY: run test build configure dependencies sanitize bench bench-files bench-growth \
+.PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
         bench-micro bench-python bench-spark bench-suite bench-windows fuzz-reader format format-check python-check tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
@@ -65,6 +65,10 @@ bench-suite:
 ## Queries over Arrow tables in one process of Python, beside DuckDB and Polars (ROWS=N, RUNS=N).
 bench-python: python bench-suite
 	$(DRIVER) driver.arrow $(if $(ROWS),--rows $(ROWS)) $(if $(RUNS),--runs $(RUNS))
+
+## Functions beside DuckDB's of the same meaning, with their results compared (ROWS=N, RUNS=N).
+bench-functions: python
+	$(DRIVER) driver.functions $(if $(ROWS),--rows $(ROWS)) $(if $(RUNS),--runs $(RUNS))
 
 ## Statements over Parquet on two workers of Spark, beside Spark's own operators (ROWS=N, RUNS=N). It takes Java.
 bench-spark: python

@@ -1,4 +1,4 @@
-// SQL over a file, in a program that takes in sqxer::engine: the rows come as Arrow data.
+// SQL over a file, in a program that takes in sqxer::engine: rows come as Arrow data or as text.
 #include <Engine/Engine.h>
 
 #include <cstdio>
@@ -23,6 +23,8 @@ int main(int count, char** arguments) {
       }
       batch.release(&batch);
     }
+    session.Write("SELECT COUNT(*) AS strikes, AVG(\"Cost Total $\") AS cost FROM birdstrikes",
+                  [](std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); });
     session.Query("SELECT 1 / 0");
   } catch (const Error& error) {
     std::printf("error %d at byte %lld: %s\n", error.GetCode(),

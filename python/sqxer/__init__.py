@@ -14,6 +14,20 @@ from __future__ import annotations
 
 from typing import TYPE_CHECKING, Any
 
+from ._dbapi import (
+    BINARY,
+    DATETIME,
+    NUMBER,
+    ROWID,
+    STRING,
+    Binary,
+    Date,
+    DateFromTicks,
+    Time,
+    TimeFromTicks,
+    Timestamp,
+    TimestampFromTicks,
+)
 from ._engine import __version__
 from .connection import Connection, Cursor, Numerics
 from .errors import (
@@ -88,11 +102,19 @@ def expr(expression: str, params: Sequence[object] = ()) -> Expression:
 
 
 __all__ = [
+    "BINARY",
+    "DATETIME",
+    "NUMBER",
+    "ROWID",
+    "STRING",
     "Batch",
+    "Binary",
     "Connection",
     "Cursor",
     "DataError",
     "DatabaseError",
+    "Date",
+    "DateFromTicks",
     "Error",
     "Expression",
     "IntegrityError",
@@ -102,6 +124,10 @@ __all__ = [
     "OperationalError",
     "ProgrammingError",
     "Result",
+    "Time",
+    "TimeFromTicks",
+    "Timestamp",
+    "TimestampFromTicks",
     "Warning",
     "__version__",
     "apilevel",

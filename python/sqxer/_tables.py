@@ -106,7 +106,11 @@ class _Array:
 
 
 def stream_of(data: Any) -> object:  # noqa: ANN401
-    """A capsule with a stream over all rows of `data`."""
+    """A capsule with a stream over all rows of `data`, which is no dataset."""
+    if isinstance(data, str | os.PathLike):
+        session = _engine.Session()
+        session.add_file("input", os.fspath(data))
+        return session.query("SELECT * FROM input", [], "settled", True).export_stream()
     if hasattr(data, "__arrow_c_stream__"):
         return cast("object", data.__arrow_c_stream__())
     if hasattr(data, "__arrow_c_array__"):
@@ -163,24 +167,28 @@ def _add_dataset(
     )
 
 
-def _add_path(session: Session, name: str, path: Path, binary_as_text: bool) -> None:
+def dataset_of(data: Any) -> Any | None:  # noqa: ANN401
+    """The dataset that `data` is, or that a path of one means; None for anything else."""
+    if hasattr(data, "scanner") and hasattr(data, "schema"):
+        return data
+    if not isinstance(data, str | os.PathLike):
+        return None
+    path = Path(data)
     form = _DATASET_SUFFIXES.get(path.suffix.lower())
     if form is None and path.is_dir():
         form = "parquet"
     if form is None:
-        session.add_file(name, os.fspath(path))
-        return
+        return None
     try:
         import pyarrow.dataset as ds  # noqa: PLC0415
     except ImportError as error:
         msg = f"reading {os.fspath(path)!r} takes pyarrow: pip install pyarrow"
         raise InterfaceError(msg) from error
     try:
-        dataset = ds.dataset(path, format=form, partitioning="hive")
+        return ds.dataset(path, format=form, partitioning="hive")
     except (OSError, ValueError) as error:
         msg = f"{os.fspath(path)!r} cannot be read: {error}"
         raise InterfaceError(msg) from error
-    _add_dataset(session, name, dataset, binary_as_text)
 
 
 def _schema_opener(
@@ -202,11 +210,12 @@ def add_table(
     binary_as_text: bool = False,
 ) -> None:
     """Makes `data` a table of a session."""
-    if isinstance(data, str | os.PathLike):
-        _add_path(session, name, Path(data), binary_as_text)
+    dataset = dataset_of(data)
+    if dataset is not None:
+        _add_dataset(session, name, dataset, binary_as_text)
         return
-    if hasattr(data, "scanner") and hasattr(data, "schema"):
-        _add_dataset(session, name, data, binary_as_text)
+    if isinstance(data, str | os.PathLike):
+        session.add_file(name, os.fspath(data))
         return
     data = _fixed(data)
     opener = _schema_opener(data) if _is_fixed(data) else None

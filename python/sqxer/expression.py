@@ -44,7 +44,15 @@ class Expression:
             return self._connection.session.compile(text, stream, self._parameters)
 
     def __call__(self, table: Any, *, numerics: Numerics = "settled") -> Result:  # noqa: ANN401
-        """The value for each row of a table, as a result of one column."""
+        """The value for each row of a table, as a result of one column.
+
+        A table is whatever `Connection.register` takes. Of a dataset, such as a Parquet file, only
+        the columns are read that the expression names.
+        """
+        dataset = _tables.dataset_of(table)
+        if dataset is not None:
+            named = self._compile(dataset.schema.empty_table().__arrow_c_stream__()).inputs()
+            table = dataset.scanner(columns=named).to_reader()
         stream = _tables.stream_of(table)
         evaluator = self._compile(stream)
         with numbered(self.text):

@@ -261,7 +261,12 @@ NB_MODULE(_engine, module) {
   // Sources may refer to what refers to them; the end of the interpreter is soon enough for those.
   nb::set_leak_warnings(false);
   module.attr("__version__") = engine::GetVersion();
-  module.def("split_sql", &engine::SplitSql);
+  module.def("split_sql", [](const std::string& text) {
+    Texts statements;
+    for (engine::Statement& one : engine::SplitStatements(text))
+      statements.push_back(std::move(one.sql));
+    return statements;
+  });
   module.def("make_stream", &MakeColumnStream);
 
   nb::class_<Batch>(module, "Batch")
@@ -292,6 +297,7 @@ NB_MODULE(_engine, module) {
   nb::class_<PythonEvaluator>(module, "Evaluator")
       .def("column",
            [](PythonEvaluator& evaluator) { return DescribeColumn(evaluator->GetColumn()); })
+      .def("inputs", [](PythonEvaluator& evaluator) { return evaluator->GetInputs(); })
       .def("evaluate",
            [](PythonEvaluator& evaluator, nb::handle capsule, const std::string& numerics) {
              auto* const stream = FromCapsule<ArrowArrayStream>(capsule);

@@ -21,6 +21,8 @@ STATEMENTS = [
      "GROUP BY k HAVING COUNT(*) > 10 ORDER BY s DESC", True),
     ("SELECT d, yes, COUNT(*) FROM t WHERE n < 3 GROUP BY d, yes", False),
     ("SELECT k, MEDIAN(n), AVG(d), COUNT(DISTINCT n), REGR_SLOPE(x, n) FROM t GROUP BY k", False),
+    ("SELECT k, AVG(d), AVG(n) m, RANGE(d), STDDEV(n), REGR_SLOPE(x, n), ROUND(CORR(x, n), 9) "
+     "FROM t GROUP BY k ORDER BY m", True),
     ("SELECT SUM(x), COUNT(*), MIN(k) FROM t", False),
     ("SELECT COUNT(*), SUM(n) FROM t WHERE id < 0", False),
     ("SELECT AVG(n), COUNT(*) FROM t WHERE id < 0", False),

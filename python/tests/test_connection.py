@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import ctypes
 import datetime as dt
 import doctest
 import os
@@ -64,6 +65,30 @@ def test_db_api() -> None:
         connection.execute("SELECT 1")
 
 
+def test_db_api_types() -> None:
+    """Constructors of parameters, and the kinds of columns' types."""
+    moment = sqxer.Timestamp(2012, 1, 31, 23, 59, 59)
+    cursor = sqxer.connect().cursor()
+    cursor.execute(
+        "SELECT CAST(? AS DATE) AS d, ? AS m, 'x' AS s, 1.5 AS n, 1 = 1 AS b, CAST(? AS TIME) AS t",
+        [sqxer.Date(2012, 1, 31), moment, sqxer.Time(1, 2, 3)],
+    )
+    row = cursor.fetchone()
+    assert row == (dt.date(2012, 1, 31), moment, "x", Decimal("1.5"), True, dt.time(1, 2, 3))
+    assert cursor.description is not None
+    kinds = [sqxer.DATETIME, sqxer.STRING, sqxer.NUMBER, sqxer.BINARY, sqxer.ROWID]
+    found = [[kind == column[1] for kind in kinds].index(True) for column in cursor.description]
+    assert found == [0, 0, 1, 2, 2, 0]
+    assert all(sum(kind == column[1] for kind in kinds) == 1 for column in cursor.description)
+    assert len({*kinds, sqxer.STRING}) == 5
+    ticks = time.mktime((2012, 1, 31, 23, 59, 59, 0, 0, -1))
+    assert sqxer.TimestampFromTicks(ticks) == moment
+    assert sqxer.DateFromTicks(ticks) == moment.date()
+    assert sqxer.TimeFromTicks(ticks) == moment.time()
+    with pytest.raises(sqxer.InterfaceError):
+        cursor.execute("SELECT ?", [sqxer.Binary(b"x")])
+
+
 def test_errors_tell_where() -> None:
     """Code, place in characters, row, and a class that says whose fault it is."""
     with pytest.raises(sqxer.ProgrammingError) as planned:
@@ -111,6 +136,29 @@ def test_expressions() -> None:
     with pytest.raises(sqxer.DataError) as failed:
         sqxer.expr("1 / a")({"a": [1, 0]})
     assert (failed.value.row, failed.value.position) == (2, 2)
+
+
+def test_expressions_over_files(tmp_path: Path) -> None:
+    """As statements read them; of datasets the columns that are named alone."""
+    pa = pytest.importorskip("pyarrow", reason="needs pyarrow")
+    ds = pytest.importorskip("pyarrow.dataset")
+    pq = pytest.importorskip("pyarrow.parquet")
+    text = tmp_path / "t.csv"
+    text.write_text("a,b\n1,x\n2,\n3,z\n")
+    doubled = sqxer.expr("a * 2 || COALESCE(b, '?')")
+    assert doubled(text).fetchall() == doubled(str(text)).fetchall() == [("2x",), ("4?",), ("6z",)]
+    table = pa.table({"b": ["x", None, "z"], "n": [[1], [2], None], "a": [1, 2, 3]})
+    pq.write_table(table, tmp_path / "t.parquet")
+    for source in (tmp_path / "t.parquet", ds.dataset(table)):
+        assert doubled(source).fetchall() == [("2x",), ("4?",), ("6z",)]
+        assert sqxer.expr("1 + 1")(source).fetchall() == [(2,)] * 3
+    with pytest.raises(sqxer.DataError) as failed:
+        sqxer.expr("1 / (a - 2)")(tmp_path / "t.parquet")
+    assert (failed.value.row, failed.value.position) == (2, 2)
+    with pytest.raises(sqxer.OperationalError):
+        doubled(tmp_path / "none.csv")
+    with pytest.raises(sqxer.ProgrammingError):
+        sqxer.expr("nope")(text)
 
 
 def test_control_c_ends_a_statement() -> None:
@@ -320,3 +368,24 @@ def test_examples(module: object) -> None:
     outcome = doctest.testmod(module, optionflags=doctest.NORMALIZE_WHITESPACE)  # type: ignore[arg-type]
     assert outcome.attempted > 0
     assert outcome.failed == 0
+
+
+def count_free_thread_keys() -> int:
+    """How many more keys of thread-specific data the process may make."""
+    library = ctypes.CDLL(None)
+    key = ctypes.c_uint()
+    keys: list[int] = []
+    while library.pthread_key_create(ctypes.byref(key), None) == 0:
+        keys.append(key.value)
+    for made in keys:
+        library.pthread_key_delete(made)
+    return len(keys)
+
+
+def test_statements_use_up_nothing_of_the_process() -> None:
+    connection = sqxer.connect()
+    connection.execute("SELECT 1").fetchall()
+    before = count_free_thread_keys()
+    for _ in range(20):
+        connection.execute("SELECT 1").fetchall()
+    assert count_free_thread_keys() > before - 10

@@ -79,6 +79,21 @@ def test_gives_what_one_machine_gives(
     assert got == parts.expected(statement, folder, in_order)
 
 
+def test_reads_files_by_itself(spark: SparkSession, folder: Path, tmp_path: Path) -> None:
+    """Where their path is handed over; columns that are in the names of folders, too."""
+    for statement, in_order in [parts.STATEMENTS[i] for i in (0, 4, 8)]:
+        got = parts.lines(_rows(sqxer.spark.sql(spark, statement, t=folder)), in_order)
+        assert got == parts.expected(statement, folder, in_order)
+    assert _rows(sqxer.spark.sql(spark, "SELECT COUNT(*) FROM t", t=str(folder))) == [(_ROWS,)]
+    for year in (2023, 2024):
+        parts.write_parts(tmp_path / "years" / f"year={year}", 100, 2)
+    statement = "SELECT year, COUNT(*), AVG(d) FROM t GROUP BY year"
+    got = parts.lines(_rows(sqxer.spark.sql(spark, statement, t=tmp_path / "years")), False)
+    assert got == parts.expected(statement, tmp_path / "years", False)
+    with pytest.raises(sqxer.InterfaceError):
+        sqxer.spark.sql(spark, statement, t=tmp_path / "t.csv")
+
+
 def test_no_part_is_no_rows(spark: SparkSession, folder: Path) -> None:
     """A frame that Spark knows to be empty has one row of counts nevertheless."""
     empty = spark.read.parquet(str(folder)).limit(0)

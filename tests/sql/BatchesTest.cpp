@@ -15,6 +15,7 @@
 #include "Session.h"
 #include "Utility/BaseStringUtil.h"
 #include "server/Query/Execution/Engine/TemporaryFolder.h"
+#include "support/Sanitizers.h"
 
 namespace sqxer::test {
 namespace {
@@ -298,7 +299,7 @@ std::string Aggregates(const std::string& value, const std::string& other, std::
 
 TEST_F(Batches, GiveWhatRowsGive) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
-  const int cases = asked != nullptr ? std::atoi(asked) : 600;
+  const int cases = asked != nullptr ? std::atoi(asked) : ShareOfCases(600);
   const std::vector<std::string> examples = Examples();
   ASSERT_GT(examples.size(), 100u);
   const std::vector<std::string> predicates = {
@@ -653,7 +654,7 @@ TEST_F(Batches, TakeTheBranchOfEachRow) {
 /// that are found to need the other way when many have been taken in.
 TEST_F(Batches, SortAsRowsDo) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
-  const int cases = asked != nullptr ? std::atoi(asked) : 600;
+  const int cases = asked != nullptr ? std::atoi(asked) : ShareOfCases(600);
   const std::vector<std::string> examples = Examples();
   const std::vector<std::string> computed = {"i % 7",         "n * small",     "-e",
                                              "i + 1",         "UPPER(s)",      "day + 1",
@@ -667,6 +668,11 @@ TEST_F(Batches, SortAsRowsDo) {
       "MAX(s) OVER (ORDER BY #@ ROWS UNBOUNDED PRECEDING)",
       "SUM(i) OVER (ORDER BY #@, #@ ROWS 3 PRECEDING)",
       "NTILE(3) OVER (PARTITION BY # ORDER BY e)",
+      "SUM(i) OVER (PARTITION BY # ORDER BY #@, #@)",
+      "DENSE_RANK() OVER (PARTITION BY # ORDER BY #@, #@)",
+      "LAG(s, 2, w) OVER (PARTITION BY # ORDER BY #@)",
+      "MIN(s) OVER (ORDER BY #@ ROWS BETWEEN 3 PRECEDING AND 2 FOLLOWING EXCLUDE GROUP)",
+      "COUNT(e) OVER (PARTITION BY # ORDER BY small@ RANGE BETWEEN 2 PRECEDING AND 1 FOLLOWING)",
       "LISTAGG(s) OVER (PARTITION BY #)",
       "COUNT(*) OVER (PARTITION BY # ORDER BY #@ ROWS UNBOUNDED PRECEDING)",
   };
@@ -714,7 +720,7 @@ TEST_F(Batches, SortAsRowsDo) {
 /// Outputs, DISTINCT, ORDER BY and LIMIT over the results of windows of all kinds, which may fail.
 TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
   const char* const asked = std::getenv("SQXER_BATCH_CASES");
-  const int cases = asked != nullptr ? std::atoi(asked) : 250;
+  const int cases = asked != nullptr ? std::atoi(asked) : ShareOfCases(400);
   const std::vector<std::string> examples = Examples();
   const std::vector<std::string> functions = {
       // Of the rows so far.
@@ -741,6 +747,8 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
       "MAX(s) OVER (ORDER BY # ROWS UNBOUNDED PRECEDING)",
       "LISTAGG(c) OVER (PARTITION BY small)",
       "COUNT(DISTINCT $) OVER (PARTITION BY #)",
+      "LEAD($) OVER ()",
+      "FIRST_VALUE($) OVER (PARTITION BY # ORDER BY small GROUPS 1 PRECEDING)",
       "PERCENTILE(#) OVER (PARTITION BY $)",
   };
   const std::vector<std::string> numbers = {"i",
@@ -756,14 +764,21 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
                                             "small / 3",
                                             "100 / (i-3)",
                                             "CAST(d AS int)"};
+  const std::vector<std::string> numbersOfGroups = {
+      "i",      "small",      "SUM(e)",     "COUNT(*)",           "AVG(d)",
+      "MAX(m)", "SUM(n) * 2", "MIN(u) + 1", "100 / (MAX(i) - 3)", "small / COUNT(d)"};
+  const std::vector<std::string> valuesOfGroups = {"i",     "w",      "s",        "b",     "c",
+                                                   "small", "MAX(w)", "MIN(day)", "SUM(d)"};
   const auto column = [&] { return std::string(kColumns[random_() % kColumns.size()].name); };
-  const auto window = [&] {
+  const auto window = [&](bool isGrouped) {
     std::string text;
     for (const char c : Pick(functions)) {
-      const std::string number = Pick(numbers);
-      text += c == '#'   ? (number == "u2" ? "u" : number)
-              : c == '$' ? (random_() % 5 == 0 ? WithColumns(Pick(examples), random_) : column())
-                         : std::string(1, c);
+      const std::string number = Pick(isGrouped ? numbersOfGroups : numbers);
+      text += c == '#'             ? (number == "u2" ? "u" : number)
+              : c != '$'           ? std::string(1, c)
+              : isGrouped          ? Pick(valuesOfGroups)
+              : random_() % 5 == 0 ? WithColumns(Pick(examples), random_)
+                                   : column();
     }
     return text;
   };
@@ -782,22 +797,29 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
       session->Set("IntegerAggregates", i % 3 == 0 ? "native" : "wide");
     }
     std::string list;
-    const std::string one = window();
-    const std::string other = window();
+    const bool isGrouped = i % 5 >= 3;
+    isLimited_ = isGrouped && (i % 4 == 1 || i % 4 == 2);
+    const std::string one = window(isGrouped);
+    const std::string other = window(isGrouped);
     for (const char c : Pick(outputs)) {
       list += c == 'W' ? one : c == 'V' ? other : std::string(1, c);
     }
     const std::string where = Pick<std::string>({"", "", " WHERE i > 0", " WHERE small = 3",
                                                  " WHERE w LIKE 're%'", " WHERE 5 / small > 1"});
+    const std::string groups =
+        isGrouped ? " GROUP BY i, w, s, b, c, small" +
+                        Pick<std::string>({"", "", " HAVING COUNT(d) > 0", " HAVING 7 / small > 1"})
+                  : "";
     const std::string order =
         Pick<std::string>({"", "", " ORDER BY 1", " ORDER BY 1 DESC, i", " ORDER BY small, 1"});
     const std::string limit = Pick<std::string>({"", " LIMIT 9", " LIMIT 30 OFFSET 11"});
     const bool isDistinct = order.find("i") == std::string::npos && random_() % 4 == 0 &&
                             order.find("small") == std::string::npos;
     ExpectEqual("SELECT " + std::string(isDistinct ? "DISTINCT " : "") + list + " FROM t" + where +
-                order + limit);
+                groups + order + limit);
   }
-  // Over groups, too.
+  // Over few groups, too.
+  isLimited_ = false;
   for (const char* const sql : {
            "SELECT s, COUNT(*), SUM(COUNT(*)) OVER (ROWS UNBOUNDED PRECEDING) * 2 FROM t GROUP BY "
            "s",
@@ -815,7 +837,7 @@ TEST_F(Batches, GiveBehindWindowsWhatRowsGive) {
 /// Enough rows for the parts, passes and words of different widths that numbers are sorted by.
 TEST_F(Batches, SortManyRowsAsRowsDo) {
   std::string text = "id,few,many,skewed,near,wide,amount,huge,mixed,day,word,z,price\n";
-  constexpr int kManyRows = 30'000;
+  constexpr int kManyRows = ShareOfCases(30'000);
   for (int row = 0; row < kManyRows; ++row) {
     const auto number = [&](unsigned below) { return std::to_string(random_() % below); };
     const auto orNull = [&](std::string value) { return random_() % 50 == 0 ? "" : value; };

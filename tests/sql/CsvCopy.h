@@ -5,7 +5,7 @@
 
 namespace sqxer::test {
 
-/// Keeps a result, and what the command writes of it as CSV.
+/// Keeps a result, and what is written of it as CSV.
 class CsvCopy : public CapturingSink {
  public:
   void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override {

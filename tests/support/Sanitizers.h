@@ -16,3 +16,17 @@
 #if defined(__SANITIZE_THREAD__)
 #define SQXER_THREAD_SANITIZER 1
 #endif
+
+namespace sqxer::test {
+
+/// How many of some random cases a test runs: with a sanitizer, under which they take ten times as
+/// long, a third. The same build without it has run all of them.
+constexpr int ShareOfCases(int cases) {
+#if defined(SQXER_ADDRESS_SANITIZER) || defined(SQXER_THREAD_SANITIZER)
+  return cases / 3;
+#else
+  return cases;
+#endif
+}
+
+}  // namespace sqxer::test

@@ -5,32 +5,22 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <clocale>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
-#include "Compiler.h"
-#include "EngineError.h"
-#include "FunctionTable.h"
+#include "Engine/Engine.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "Progress.h"
-#include "ResultFormats.h"
-#include "Session.h"
-#include "Utility/SUSystemConfig.h"
 
 namespace sqxer {
 namespace {
 
-bool IsFileError(const ErrorMessage& error) {
-  return error.GetCode() >= kNoTableFile && error.GetCode() <= kLastFileError;
-}
+using engine::Error;
+using engine::Session;
+using engine::Statement;
 
 /// Writes a line to standard error. One that is full or closed has nobody to tell it to.
 template <class... Parts>
@@ -53,14 +43,15 @@ std::string OnOneLine(std::string text) {
 }
 
 /// The error as one line, with its place in the whole SQL text.
-void PrintError(const ErrorMessage& error, const std::string& sql, int statementOffset) {
+void PrintError(const Error& error, const std::string& sql = {}, std::size_t statementOffset = 0) {
   std::string place;
-  if (error.GetSourcePosition() != ErrorMessage::kNoPosition) {
-    const LineColumn at = FindLineColumn(sql, statementOffset + error.GetSourcePosition());
+  if (error.GetPosition() != Error::kUnknown) {
+    const auto offset = statementOffset + static_cast<std::size_t>(error.GetPosition());
+    const engine::Place at = engine::FindPlace(sql, offset);
     place = fmt::format("line {}, column {}", at.line, at.column);
   }
-  if (error.GetRowNumber() != ErrorMessage::kNoRow) {
-    place += fmt::format("{}input row {}", place.empty() ? "" : ", ", error.GetRowNumber());
+  if (error.GetRow() != Error::kUnknown) {
+    place += fmt::format("{}input row {}", place.empty() ? "" : ", ", error.GetRow());
   }
   PrintLine("error {}: {}{}", error.GetCode(), OnOneLine(error.what()),
             place.empty() ? "" : " (" + place + ")");
@@ -73,56 +64,38 @@ void WarnOfHeader(const std::string& path) {
       OnOneLine(path));
 }
 
-void PrintTiming(const Session::Timing& timing, std::size_t statement, int runs) {
+void PrintTiming(const engine::RunReport& report, std::size_t statement, int runs) {
   const auto milliseconds = [](std::chrono::nanoseconds time) {
     return std::chrono::duration<double, std::milli>(time).count();
   };
   PrintLine(
       "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},\"runs\":{},"
       "\"spilled_bytes\":{}}}",
-      statement, milliseconds(timing.load), milliseconds(timing.bind), milliseconds(timing.run),
-      runs, timing.spilledBytes);
+      statement, milliseconds(report.load), milliseconds(report.bind), milliseconds(report.run),
+      runs, report.spilledBytes);
 }
 
 void PrintSwitches() {
   std::string text;
-  for (const SUSystemConfig::Switch& one : SUSystemConfig::Switches()) {
-    text += fmt::format("{}={}\n    {}\n    Values: {}\n", one.name, one.defaultText,
+  for (const engine::SwitchDescription& one : engine::ListSwitches()) {
+    text += fmt::format("{}={}\n    {}\n    Values: {}\n", one.name, one.defaultValue,
                         one.description, one.values);
   }
   WriteOut(text);
 }
 
-/// The SQL text; nothing when it cannot be read, which standard error then says.
-std::optional<std::string> ReadSql(const Options& options) {
-  if (options.sql) return options.sql;
-  const std::string name = options.sqlFile.value_or("standard input");
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(nullptr, &std::fclose);
-  if (options.sqlFile) opened.reset(std::fopen(name.c_str(), "rb"));
-  std::FILE* const file = options.sqlFile ? opened.get() : stdin;
-  std::string text;
-  char piece[1 << 16];
-  // A terminal goes on after its end of file, so that nothing is to be read behind it.
-  while (file != nullptr && !std::feof(file) && !std::ferror(file)) {
-    text.append(piece, std::fread(piece, 1, sizeof piece, file));
-  }
-  if (file != nullptr && std::ferror(file) == 0) return text;
-  PrintError(ErrorMessage(kFileNotReadable, {Wide(name), Wide(strerror(errno))}), "", 0);
-  return std::nullopt;
-}
-
-/// Runs a statement into a result; standard error says what is wrong.
+/// Runs a statement and writes its result; standard error says what is wrong.
 ExitStatus ExecuteStatement(Session& session, const Options& options, const std::string& text,
-                            const Statement& statement, FormattedResult& result) {
+                            const Statement& statement, const engine::WriteText& write) {
   try {
     Progress::Start();
-    session.Execute(statement.sql, result, options.repeat);
+    session.Write(statement.sql, write, options.parameters, options.output);
     Progress::Clear();
     return kDone;
-  } catch (const ErrorMessage& error) {
+  } catch (const Error& error) {
     Progress::Clear();
     PrintError(error, text, statement.offset);
-    return IsFileError(error) ? kFileFailed : kQueryFailed;
+    return error.IsOfFile() ? kFileFailed : kQueryFailed;
   } catch (const std::bad_alloc&) {
     Progress::Clear();
     PrintOutOfMemory();
@@ -137,25 +110,31 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
 /// Runs one statement and prints its result.
 ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
                         const Statement& statement, std::size_t number, OutputStream& output) {
-  const std::unique_ptr<FormattedResult> result = MakeResult(options, output);
-  const ExitStatus status = ExecuteStatement(session, options, text, statement, *result);
+  const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
+  bool isParted = !isTable || number == 1;
+  const auto write = [&](std::string_view piece) {
+    if (!std::exchange(isParted, true)) output.Write("\n");
+    output.Write(piece);
+  };
+  const ExitStatus status = ExecuteStatement(session, options, text, statement, write);
+  const engine::RunReport& report = session.GetReport();
   if (status == kDone) {
-    if (options.format == OutputFormat::kTable && number > 1) output.Write("\n");
-    result->Print();
-    if (options.timing) PrintTiming(session.GetTiming(), number, options.repeat);
-  } else if (const auto rows = result->GetEarlyRows(); rows && output.IsSeenAtOnce()) {
-    PrintLine("error: the result is not complete, it ends after {} rows", *rows);
+    if (options.timing) PrintTiming(report, number, options.output.runs);
+  } else if (report.writtenRows && output.IsSeenAtOnce()) {
+    PrintLine("error: the result is not complete, it ends after {} rows", *report.writtenRows);
   }
   return status;
 }
 
-ExitStatus RunStatements(Session& session, const Options& options, const std::string& text) {
+ExitStatus RunStatements(Session& session, Options options, const std::string& text) {
   OutputStream output(options.out);
-  if (text.find('\0') != std::string::npos || !BaseStringUtil::IsValidUtf8(text)) {
+  // It shows the bar meanwhile.
+  options.output.waitsForEnd = output.IsTerminal();
+  if (!engine::IsSqlText(text)) {
     PrintLine("error: the SQL is not valid UTF-8 text");
     return kQueryFailed;
   }
-  const std::vector<Statement> statements = SplitStatements(text);
+  const std::vector<Statement> statements = engine::SplitStatements(text);
   if (statements.empty()) {
     PrintLine("sqxer: no SQL is given (--help shows the options)");
     return kWrongOptions;
@@ -178,37 +157,37 @@ ExitStatus RunStatements(Session& session, const Options& options, const std::st
 ExitStatus Run(const Options& options) {
   Session session;
   try {
-    for (const auto& [name, value] : options.switches) {
-      session.Set(name, value);
-    }
+    for (const auto& [name, value] : options.switches) session.Set(name, value);
     if (!options.sql && !options.sqlFile) session.RefuseStandardInput();
     session.SetFileOptions(options.files);
-    session.SetThreads(options.files.file.threads);
-    for (const auto& [name, path] : options.tables) session.AddTable(name, path);
-    for (const auto& [name, columns] : options.schemas) session.SetSchema(name, columns);
-    session.SetParameters(options.parameters);
-  } catch (const ErrorMessage& error) {
-    PrintError(error, "", 0);
+    session.SetThreads(options.threads);
+    for (const auto& [name, path] : options.tables) session.AddFile(name, path);
+    for (const auto& [name, columns] : options.schemas) session.SetTypes(name, columns);
+    engine::CheckParameters(options.parameters);
+  } catch (const Error& error) {
+    PrintError(error);
     return kWrongOptions;
   }
-  // For the results, which are kept in the session's folder for temporary files.
-  const SettingsScope scope(session.GetSettings());
   session.SetDirectory(options.directory);
   if (!options.isHeaderGiven) session.SetHeaderWarning(&WarnOfHeader);
-  if (options.progress && isatty(STDERR_FILENO)) {
-    session.SetProgress(&Progress::ShowReading, &Progress::ShowRunning);
-  }
+  if (options.progress && isatty(STDERR_FILENO)) session.SetProgress(&Progress::Show);
 
   if (options.showFunctions) {
-    WriteOut(FunctionReference());
+    WriteOut(engine::DescribeSql());
     return kDone;
   }
   if (options.showSwitches) {
     PrintSwitches();
     return kDone;
   }
-  const std::optional<std::string> sql = ReadSql(options);
-  return sql ? RunStatements(session, options, *sql) : kFileFailed;
+  std::string sql;
+  try {
+    sql = options.sql ? *options.sql : engine::ReadSqlText(options.sqlFile);
+  } catch (const Error& error) {
+    PrintError(error);
+    return kFileFailed;
+  }
+  return RunStatements(session, options, sql);
 }
 
 /// Puts a file that neither reads nor writes in the place of each standard stream that is closed,
@@ -252,8 +231,6 @@ int main(int count, char** arguments) {
   // write.
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
-  // For the widths of characters in tables; numbers keep the point.
-  std::setlocale(LC_CTYPE, "C.UTF-8");
   try {
     return sqxer::Main(count, arguments);
   } catch (const std::bad_alloc&) {

@@ -11,6 +11,7 @@
 #include <system_error>
 #include <thread>
 
+#include "Engine/Reference.h"
 #include "OutputStream.h"
 
 namespace sqxer {
@@ -94,17 +95,18 @@ char ReadDelimiter(const std::string& text) {
 }  // namespace
 
 std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* arguments) {
-  const std::map<std::string, OutputFormat> formats = {
-      {"table", OutputFormat::kTable}, {"csv", OutputFormat::kCsv}, {"json", OutputFormat::kJson}};
+  using Format = engine::TextOptions::Format;
+  const std::map<std::string, Format> formats = {
+      {"table", Format::kTable}, {"csv", Format::kCsv}, {"json", Format::kJsonLines}};
   Options options;
-  options.files.file.threads = std::max(1u, std::thread::hardware_concurrency());
+  options.threads = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::string> tables, schemas, switches;
   std::string delimiter, header;
   std::string format;
 
   CLI::App app(kDescription, "sqxer");
   app.footer(kFooter);
-  app.set_version_flag("--version", SQXER_VERSION, "Print the version and exit");
+  app.set_version_flag("--version", engine::GetVersion(), "Print the version and exit");
   app.add_option("sql", options.sql, "The statement or statements");
   auto* file = app.add_option("-f,--file", options.sqlFile, "Read the SQL from a file")
                    ->type_name("FILE")
@@ -134,11 +136,11 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option("--null", options.files.nullText,
                  "A field without quotation marks that is NULL, as an empty one always is")
       ->type_name("TEXT");
-  app.add_option("--encoding", options.files.file.encoding,
+  app.add_option("--encoding", options.files.encoding,
                  "Of text files without a byte order mark, such as latin1 (default: UTF-8)")
       ->type_name("NAME");
   app.add_option(
-         "--threads", options.files.file.threads,
+         "--threads", options.threads,
          "How many threads read files and evaluate rows at most (default: the cores); results do "
          "not depend on it")
       ->type_name("N")
@@ -160,7 +162,8 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
          "empty value is NULL, of a text type the empty text")
       ->type_name("VALUE")
       ->allow_extra_args(false);
-  app.add_option("--repeat", options.repeat, "Run each statement N times over the loaded table")
+  app.add_option("--repeat", options.output.runs,
+                 "Run each statement N times over the loaded table")
       ->type_name("N")
       ->check(&CheckCount);
   app.add_flag(
@@ -168,7 +171,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       "Load, bind and run times, and the bytes that the runs spilled to temporary files, as one "
       "JSON line a statement on standard error");
   app.add_flag_callback(
-      "--no-header", [&] { options.header = false; }, "No header line in csv output");
+      "--no-header", [&] { options.output.hasHeader = false; }, "No header line in csv output");
   app.add_flag_callback(
       "--no-progress", [&] { options.progress = false; },
       "No progress bar (shown on a terminal, for work over a second)");
@@ -180,9 +183,9 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     options.tables = Split(tables, "--table", "NAME=PATH");
     options.schemas = Split(schemas, "--schema", "NAME=COL:TYPE,...");
     options.switches = Split(switches, "--set", "SWITCH=VALUE");
-    if (app.count("--delimiter") > 0) options.files.file.delimiter = ReadDelimiter(delimiter);
+    if (app.count("--delimiter") > 0) options.files.delimiter = ReadDelimiter(delimiter);
     options.isHeaderGiven = !header.empty();
-    options.files.file.hasHeader = header != "no";
+    options.files.hasHeader = header != "no";
   } catch (const CLI::Success& success) {
     std::ostringstream text;
     app.exit(success, text, text);
@@ -194,7 +197,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     return kWrongOptions;
   }
   if (format.empty()) format = !options.out && isatty(STDOUT_FILENO) ? "table" : "csv";
-  options.format = formats.at(format);
+  options.output.format = formats.at(format);
   return options;
 }
 

@@ -6,11 +6,10 @@
 #include <variant>
 #include <vector>
 
-#include "TextTable.h"
+#include "Engine/Tables.h"
+#include "Engine/TextOutput.h"
 
 namespace sqxer {
-
-enum class OutputFormat { kTable, kCsv, kJson };
 
 /// What the command line asks for.
 struct Options {
@@ -27,15 +26,14 @@ struct Options {
   std::vector<std::string> parameters;
   std::string directory = ".";
   /// How text files are read.
-  TextTableOptions files;
-  /// Whether `files.file.hasHeader` was asked for.
+  engine::FileOptions files;
+  /// Whether `files.hasHeader` was asked for.
   bool isHeaderGiven = false;
+  unsigned threads = 1;
   /// The file of the results; nothing: standard output.
   std::optional<std::string> out;
-  OutputFormat format = OutputFormat::kCsv;
-  int repeat = 1;
+  engine::TextOptions output;
   bool timing = false;
-  bool header = true;
   bool progress = true;
   bool showFunctions = false;
   bool showSwitches = false;

@@ -6,8 +6,6 @@
 #include <string_view>
 #include <system_error>
 
-#include "ResultOutput.h"
-
 namespace sqxer {
 
 /// A result cannot be written; what() names the output and the reason.
@@ -28,22 +26,21 @@ void WriteOut(std::string_view bytes);
 
 /// Standard output, or a file that appears when all results are complete; until then an older one
 /// of that name stays.
-class OutputStream final : public ResultOutput {
+class OutputStream {
  public:
   /// `path` is that of the file; nothing: standard output. Pipes and devices are written to at
   /// once. Throws OutputError.
   explicit OutputStream(const std::optional<std::string>& path);
   /// Removes a file that is not complete.
-  ~OutputStream() override;
+  ~OutputStream();
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;
 
   /// Writes all of it. Throws OutputError or ReaderGone.
-  void Write(std::string_view bytes) override;
-  /// A terminal, which shows the bar meanwhile.
-  bool TakesWholeResults() const override { return isTerminal_; }
+  void Write(std::string_view bytes);
   /// Makes the file appear. Throws OutputError.
   void Complete();
+  bool IsTerminal() const { return isTerminal_; }
   /// Whether what is written is seen by others before Complete.
   bool IsSeenAtOnce() const { return temporary_.empty(); }
 

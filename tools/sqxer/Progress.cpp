@@ -23,7 +23,7 @@ struct State {
 State state;
 
 /// `phase` is one of few constants.
-void Draw(const char* phase, uint64 done, uint64 total) {
+void Draw(const char* phase, std::uint64_t done, std::uint64_t total) {
   constexpr std::string_view kBar = "########################################";
   const Clock::time_point now = Clock::now();
   if (state.isStopped || now < state.start + 1s || (now < state.next && phase == state.shown))
@@ -43,15 +43,16 @@ void Draw(const char* phase, uint64 done, uint64 total) {
 
 void Progress::Start() { state = {Clock::now(), {}, nullptr, false}; }
 
-void Progress::ShowReading(uint64 done, uint64 total) { Draw("reading", done, total); }
-
-void Progress::ShowRunning(RunPhase phase, uint64 done, uint64 total) {
+void Progress::Show(engine::Phase phase, std::uint64_t done, std::uint64_t total) {
+  using engine::Phase;
   switch (phase) {
-    case RunPhase::kGrouping:
+    case Phase::kReading:
+      return Draw("reading", done, total);
+    case Phase::kGrouping:
       return Draw("grouping", done, total);
-    case RunPhase::kSorting:
+    case Phase::kSorting:
       return Draw("sorting", done, total);
-    case RunPhase::kWriting:
+    case Phase::kWriting:
       return Draw("writing", done, total);
   }
 }

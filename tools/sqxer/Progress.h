@@ -1,6 +1,8 @@
 #pragma once
 
-#include "RunProgress.h"
+#include <cstdint>
+
+#include "Engine/Run.h"
 
 namespace sqxer {
 
@@ -11,8 +13,7 @@ class Progress {
   /// Where a statement starts.
   static void Start();
   /// For Session::SetProgress.
-  static void ShowReading(uint64 done, uint64 total);
-  static void ShowRunning(RunPhase phase, uint64 done, uint64 total);
+  static void Show(engine::Phase phase, std::uint64_t done, std::uint64_t total);
   /// Removes the bar.
   static void Clear();
   /// Removes the bar for the rest of the statement.

@@ -193,6 +193,8 @@ wchar_t BaseStringUtil::FoldCase(wchar_t c) {
   return static_cast<wchar_t>(u_foldCase(static_cast<UChar32>(c), U_FOLD_CASE_DEFAULT));
 }
 
+bool BaseStringUtil::IsAlphanumeric(wchar_t c) { return u_isalnum(static_cast<UChar32>(c)); }
+
 wchar_t BaseStringUtil::UpperCase(wchar_t c) { return MapCase<AsciiUpperCase, u_toupper>(c); }
 
 wchar_t BaseStringUtil::LowerCase(wchar_t c) { return MapCase<AsciiLowerCase, u_tolower>(c); }

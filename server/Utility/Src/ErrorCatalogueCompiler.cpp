@@ -7,7 +7,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58001, 1, "{0}"},
       {58002, 0, "only SELECT and EXPLAIN SELECT are understood"},
       {58003, 1, "this is not understood, write the query without it: {0}"},
-      {58004, 2, "there is no {0} of this name (--functions lists what there is): \"{1}\""},
+      {58004, 3, "there is no {0} \"{1}\"{2}"},
       {58005, 1,
        "the statement is too large, one may have this many levels, nodes or columns: {0}"},
       {58006, 2, "{0} cannot use an aggregate (HAVING filters groups): {1}"},
@@ -29,7 +29,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58021, 0, "* needs a table, add FROM"},
       {58022, 1, "there is no column without a table, add FROM: \"{0}\""},
       {58023, 1,
-       "there is no type of this name, use smallint, integer, real, double precision, numeric, "
+       "there is no type of this name, use smallint, integer, bigint, real, double precision, "
+       "numeric, "
        "char(n), varchar(n), text, date, time or timestamp: \"{0}\""},
       {58024, 2, "a text has from 1 to {0} characters, and not {1}"},
       {58025, 2, "{0} takes its {1} as a text in quotation marks, which is the same in every row"},
@@ -51,10 +52,15 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58040, 1, "there is no switch of this name (--help-switches lists them all): \"{0}\""},
       {58041, 3, "the switch \"{1}\" takes {2}, not \"{0}\""},
       {58042, 1, "this function cannot have OVER, which is for aggregates and ranks: {0}"},
-      {58043, 3,
-       "{0} has no such frame (ORDER BY alone means a RANGE). There are ROWS UNBOUNDED PRECEDING "
-       "({1}), ROWS BETWEEN n PRECEDING AND CURRENT ROW ({2}), and none at all without ORDER BY"},
+      {58043, 1, "{0} looks at its whole partition, and takes no frame"},
       {58044, 2, "in its window {0} takes {1}"},
+      {58046, 1, "FILTER is for aggregates that leave out NULLs, which this one is not: {0}"},
+      {58047, 1, "a percentile takes a fraction from 0 to 1, and not {0}"},
+      {58045, 1,
+       "a NUMERIC has from 1 to {0} digits, and at most as many of them before or behind the "
+       "point"},
+      {58048, 0, "RANGE takes a distance that is a number, not negative, the same for every row"},
+      {58049, 2, "a frame of {0} needs {1}"},
   };
 }
 

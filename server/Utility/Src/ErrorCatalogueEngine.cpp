@@ -75,11 +75,16 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57038, 3,
        "{1} of \"{0}\" has values more than {2} levels deep in each other: flatten them, or write "
        "them as a string"},
+      {57039, 0,
+       "the fields of CSV are parted by one ASCII character, which is no quotation mark or line "
+       "end"},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},
       {57102, 2, "a text is longer than the {1} characters of the column \"{0}\""},
       {57103, 2, "an expression gave another type than was planned for the column \"{0}\": {1}"},
+      {57104, 1,
+       "a frame of {0} rows that moves along takes more memory than the switch GroupMemory gives"},
       {57110, 0, "the statement was cancelled"},
       {57111, 1, "this is not one expression over the columns of one table: \"{0}\""},
       {57112, 2, "the expression was bound to other columns than those of \"{0}\": {1}"},

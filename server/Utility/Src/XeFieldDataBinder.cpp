@@ -185,7 +185,7 @@ struct FieldMove {
   static bool Read(const XeFieldDataBinder& binder, const void* value, void* field) {
     const std::wstring_view text = Text::Get(binder, value);
     const NumberReading reading = ReadValue(text, *static_cast<Value*>(field));
-    if (reading == NumberReading::kUnreadable) {
+    if (reading == NumberReading::kUnreadable && !binder.isQuiet_) {
       SUGThrow(ErrorMessage(
           59172, {XeString(text), SUXeDataTypeUtility::GetXeDataTypeName(binder.targetType_)}));
     }

@@ -24,8 +24,9 @@ namespace sqxer::engine {
 /// kind kRows Partial gives rows of the result, and there are no other steps.
 ///
 /// The rows of the result are those of a Session over all parts, but for what depends on the order
-/// of rows, which a table in parts has not: the last digits of sums of doubles, FIRST, LAST and
-/// texts put together, and which of equal keys is shown ("a" and "a ", 0.0 and -0.0).
+/// of rows, which a table in parts has not: the last digits of sums of doubles and of statistics
+/// made of them, FIRST, LAST and texts put together, and which of equal keys is shown (0.0 and
+/// -0.0, texts that differ in blanks at the end).
 ///
 /// One thread at a time; errors are those of Session. Errors of Partial carry the row's number in
 /// the stream; those of the other steps have none.
@@ -34,7 +35,8 @@ class SQXER_ENGINE_API DistributedPlan {
   enum class Kind : std::uint8_t {
     /// A filter and expressions: nothing is exchanged.
     kRows,
-    /// Groups whose aggregates all have partial results, which are the states.
+    /// Groups whose aggregates all have partial results, or states of numbers that can be merged:
+    /// these travel.
     kSplit,
     /// Groups of which the rows themselves travel, as far as keys and aggregates read them.
     kWhole,

@@ -38,6 +38,8 @@ class XEUTILITY_API BaseStringUtil {
   /// itself. Depends on no locale.
   static wchar_t UpperCase(wchar_t c);
   static wchar_t LowerCase(wchar_t c);
+  /// A letter or digit of any script.
+  static bool IsAlphanumeric(wchar_t c);
   /// The same for each character of a text; `out` has room for as many.
   static void UpperCase(const RefLongVarChar& text, wchar_t* out);
   static void LowerCase(const RefLongVarChar& text, wchar_t* out);

@@ -78,6 +78,9 @@ class XEUTILITY_API XeFieldDataBinder {
     return move_(*this, value, field);
   }
 
+  /// A text that does not read is false from now on, and no error.
+  void RefuseQuietly() { isQuiet_ = true; }
+
   /// Fills a row from an input record, for a binder that gathers columns. A NULL leaves the field's
   /// value as it was; of a value of varying length only what it uses is copied.
   void MoveInputDataToFieldDataBinder(const uint8* record, uint32 rowId, uint8* row) const;
@@ -89,6 +92,7 @@ class XEUTILITY_API XeFieldDataBinder {
  private:
   using MoveFunction = bool (*)(const XeFieldDataBinder&, const void*, void*);
   MoveFunction move_ = nullptr;
+  bool isQuiet_ = false;
   XeDataType targetType_ = XeUnknown;
   uint32 sourceLength_ = 0;
   uint32 targetLength_ = 0;

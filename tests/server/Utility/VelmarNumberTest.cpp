@@ -8,6 +8,7 @@
 
 #include "Utility/VelmarNumber.h"
 #include "UtilityTesting.h"
+#include "support/Sanitizers.h"
 
 namespace sqxer {
 namespace {
@@ -138,9 +139,11 @@ TEST(VelmarNumberTest, BoundaryOperandsComputeExactly) {
     }
   }
   // A step that shares no factor with the exponents' period: each coefficient meets each other.
+  constexpr std::size_t kStep = test::ShareOfCases(3) == 3 ? 41 : 127;
   for (std::size_t i = 0; i < operands.size(); ++i) {
     CheckSingle(operands[i]);
-    for (std::size_t j = i % 41; j < operands.size(); j += 41) CheckPair(operands[i], operands[j]);
+    for (std::size_t j = i % kStep; j < operands.size(); j += kStep)
+      CheckPair(operands[i], operands[j]);
   }
 }
 
@@ -160,7 +163,7 @@ TEST(VelmarNumberTest, RandomOperandsComputeExactly) {
     const int exponent = pick(0, 9) > 0 ? pick(-45, 10) : pick(-127 - digits, 128 - digits);
     return MakeOperand(cpp_int(text) * (pick(0, 1) ? 1 : -1), exponent);
   };
-  for (int i = 0; i < 4000; ++i) {
+  for (int i = 0; i < test::ShareOfCases(4000); ++i) {
     const Operand a = next();
     CheckSingle(a);
     CheckPair(a, next());

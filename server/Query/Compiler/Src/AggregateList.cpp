@@ -74,10 +74,14 @@ int AggregateList::FieldOf(const TypedExpression& aggregate) const {
 int AggregateList::Note(const TypedExpressionPtr& aggregate) {
   const int known = FieldOf(*aggregate);
   if (known >= 0) return known;
-  UInt16Vector columns;
-  for (const TypedExpressionPtr& argument : ColumnsOf(*aggregate))
-    columns.push_back(InputOf(argument));
-  aggregates_.push_back({aggregate, std::move(columns), fields_});
+  const auto inputsOf = [this](TypedArgumentSpan arguments) {
+    UInt16Vector inputs;
+    for (const TypedExpressionPtr& argument : arguments) inputs.push_back(InputOf(argument));
+    return inputs;
+  };
+  UInt16Vector columns = inputsOf(ColumnsOf(*aggregate));
+  UInt16Vector frameColumns = inputsOf(FrameColumnsOf(*aggregate));
+  aggregates_.push_back({aggregate, std::move(columns), std::move(frameColumns), fields_});
   fields_ += static_cast<int>(aggregate->function->aggregate->results.size());
   return FieldOf(*aggregate);
 }
@@ -108,6 +112,11 @@ std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const
     plan.distinct = aggregate.aggregate->distinct;
     plan.heldBytes = aggregate.function->aggregate->heldBytes;
     plan.position = aggregate.position;
+    plan.frame = aggregate.aggregate->frame;
+    if (plan.frame && !noted.frameColumns.empty()) {
+      for (uint16* field : {&plan.frame->key, &plan.frame->from.value, &plan.frame->to.value})
+        *field = noted.frameColumns[*field];
+    }
     made.push_back(std::move(plan));
   }
   return made;

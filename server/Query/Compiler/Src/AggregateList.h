@@ -28,6 +28,7 @@ class AggregateList {
   struct Noted {
     TypedExpressionPtr aggregate;
     UInt16Vector columns;
+    UInt16Vector frameColumns;
     int firstField;
   };
   TypedArguments inputs_;

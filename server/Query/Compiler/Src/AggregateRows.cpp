@@ -1,5 +1,7 @@
 #include "AggregateRows.h"
 
+#include <tuple>
+
 namespace sqxer {
 namespace {
 
@@ -37,10 +39,11 @@ const AggregateShape kRange{MakeForGroups<Range>,
                             XeUnknown,
                             {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
 const AggregateShape kNullIfNotUnique{
-    [](AggregateCall& call) { return MakeNode<NullIfNotUnique>(call, false, true); },
-    Distinct::kNoDifference,
-    XeUnknown,
-    {{Rule::kArgument}}};
+    .Make = [](AggregateCall& call) { return MakeNode<NullIfNotUnique>(call, false, true); },
+    .distinct = Distinct::kNoDifference,
+    .wideInteger = XeUnknown,
+    .results = {{Rule::kArgument}},
+    .takesNulls = true};
 
 const AggregateShape kMedian{.Make = MakeForGroups<Median>,
                              .distinct = Distinct::kRefused,
@@ -53,6 +56,11 @@ const AggregateShape kListAgg{MakeDistinct<ListAgg>,
                               {{Rule::kText, L"", ListAgg::kMostCharacters}},
                               "xd",
                               S_AGG_DELIMETER};
+
+/// The column as a condition.
+void PrepareTruth(TypedArguments& columns) {
+  columns[0] = AsCondition(columns[0], L"BOOL_AND, BOOL_OR or EVERY");
+}
 
 }  // namespace
 
@@ -93,6 +101,21 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
   add("first", 1, "FIRST(x)", "First", "any", "the argument's type", kSkipsNulls,
       "The first value in the order of the rows.", "SELECT FIRST(weather) FROM \"seattle-weather\"",
       "drizzle", kFirst);
+  rows.push_back(Alias(rows.back(), "any_value", "ANY_VALUE(x)",
+                       "SELECT ANY_VALUE(weather) FROM \"seattle-weather\""));
+  for (const auto& [name, form, shape, example, exampleResult, description] :
+       {std::tuple("bool_and", "BOOL_AND(c)", &kMin,
+                   "SELECT BOOL_AND(temp_max > 0) FROM \"seattle-weather\"", "false",
+                   "Whether all values are true."),
+        std::tuple("every", "EVERY(c)", &kMin,
+                   "SELECT EVERY(temp_max < 50) FROM \"seattle-weather\"", "true", "The same."),
+        std::tuple("bool_or", "BOOL_OR(c)", &kMax,
+                   "SELECT BOOL_OR(temp_max > 35) FROM \"seattle-weather\"", "true",
+                   "Whether some value is true.")}) {
+    add(name, 1, form, shape == &kMin ? "Min" : "Max", "a truth value", "BOOLEAN", kSkipsNulls,
+        description, example, exampleResult, *shape);
+    rows.back().prepare = PrepareTruth;
+  }
   add("last", 1, "LAST(x)", "Last", "any", "the argument's type", kSkipsNulls,
       "The last value in the order of the rows.", "SELECT LAST(weather) FROM \"seattle-weather\"",
       "sun", kLast);

@@ -15,10 +15,24 @@ namespace {
 /// again. Two columns are always computed with.
 bool ComputesWithNumbers(const AggregateShape& shape) {
   using Rule = AggregateResult::Rule;
+  if (shape.results[0].rule == Rule::kArgument) return false;
   if (shape.arguments.find('y') != std::string_view::npos) return true;
   return std::ranges::any_of(shape.results, [](const AggregateResult& result) {
     return result.rule == Rule::kComputed || result.rule == Rule::kDouble ||
            result.rule == Rule::kPlace;
+  });
+}
+
+/// Whether what moves along over the last values gives what those rows do: with a NULL it goes
+/// further back, and the sum of doubles keeps what it lost when a large one passed.
+bool IsMovingExact(const TypedExpression& argument) {
+  return !argument.nullable && argument.type != XeDoubleData && argument.type != XeFloatData;
+}
+
+const FunctionRow& AggregateOfName(std::string_view name) {
+  const std::vector<const FunctionRow*> rows = FindFunctions(name);
+  return **std::ranges::find_if(rows, [](const FunctionRow* row) {
+    return row->kind == FunctionRow::Kind::kAggregate && row->Takes(1, false);
   });
 }
 
@@ -57,6 +71,8 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   call->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
   const Clause inner{expression.over ? L"a window" : L"an aggregate", true};
   TypeArguments(expression, inner, *aggregate, *call);
+  if (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0]))
+    return TypeAggregate(AggregateOfName(row.name), expression, clause, index);
   if (expression.over) {
     TypeWindow(expression, inner, *aggregate, *call);
   } else {
@@ -68,6 +84,9 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   CountNodes(*aggregate);
   if (call->columns > 0) {
     call->input = ResultOfTree(*aggregate->arguments[0], {});
+    // The value in the place of one that is not there may be longer.
+    if (row.windowForm == WindowForm::kFramed && call->columns == 3)
+      call->input.length = std::max(call->input.length, aggregate->arguments[2]->length);
     AskAggregate(*aggregate);
   }
   aggregate->column = TypeOfResult(shape.results[static_cast<std::size_t>(index)], call->input);
@@ -118,12 +137,31 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
         columns[static_cast<std::size_t>(kinds[i] - 'x')] = Type(argument, clause);
     }
   }
+  if (expression.filter) ApplyFilter(*expression.filter, clause, row, columns);
   if (row.prepare) row.prepare(columns);
   for (TypedExpressionPtr& column : columns) {
     if (column->IsOpenNull()) column = ConvertTyped(column, XeInt4Data);
     column = WidenArgument(column, shape);
   }
   if (shape.nullTogether) MakeNullTogether(columns);
+}
+
+void ExpressionTyper::ApplyFilter(const SqlExpression& filter, const Clause& clause,
+                                  const FunctionRow& row, TypedArguments& columns) const {
+  // What a moving node would leave out of its frame makes the column one that can be NULL, which
+  // goes to the aggregate over any frame.
+  const bool ranks = row.windowForm != WindowForm::kGroup &&
+                     row.windowForm != WindowForm::kRunning &&
+                     row.windowForm != WindowForm::kMoving;
+  if (ranks || row.aggregate->takesNulls)
+    ThrowPlanError(kNoFilter, filter.position, {UpperName(row.name)});
+  const TypedExpressionPtr condition = AsCondition(Type(filter, clause), L"FILTER");
+  for (TypedExpressionPtr& column : columns) {
+    if (column->IsOpenNull()) column = ConvertTyped(column, XeInt4Data);
+    TypedArguments branches{condition, column};
+    const FunctionRow& choice = *FindOperator("case when", 2);
+    column = MakeCall(choice, std::move(branches), column->position);
+  }
 }
 
 void ExpressionTyper::MakeNullTogether(TypedArguments& columns) const {

@@ -1,4 +1,5 @@
 #include "FunctionRows.h"
+#include "SQXERExprBranchCompare.h"
 #include "SQXERExprCase2.h"
 #include "SQXERExprIn.h"
 #include "SQXERExprLogical.h"
@@ -38,6 +39,11 @@ std::unique_ptr<RExpression> MakeCoalesce(const TypedExpression&, Operands& o) {
   return std::make_unique<Coalesce>(Take(o, 0, o.size()));
 }
 
+template <class Node>
+std::unique_ptr<RExpression> MakeExtreme(const TypedExpression&, Operands& o) {
+  return std::make_unique<Node>(Take(o, 0, o.size()));
+}
+
 constexpr const char* kComparableList =
     "numbers, texts, truth values, or dates and times that meet";
 constexpr const char* kCommonType =
@@ -60,6 +66,8 @@ void AppendConditionalRows(std::vector<FunctionRow>& rows) {
        "character",
        "BOOLEAN", kNullIfAny, "The same with another character than the backslash.",
        "SELECT '50%' LIKE '50!%' ESCAPE '!'", "true", PrepareLike, Make<Like>},
+      {Kind::kForm, "ilike", 2, "a [NOT] ILIKE pattern [ESCAPE e]", "Like over Lower", "as LIKE",
+       "BOOLEAN", kNullIfAny, "LIKE without letter case.", "SELECT 'Rain' ILIKE 'r%'", "true"},
       {Kind::kForm, "not like", 2, "a NOT LIKE pattern [ESCAPE e]", "LogicalNot over Like",
        "as LIKE", "BOOLEAN", kNullIfAny, "Whether the text does not follow the pattern.",
        "SELECT 'rain' NOT LIKE '_un'", "true"},
@@ -88,6 +96,26 @@ void AppendConditionalRows(std::vector<FunctionRow>& rows) {
        kCommonType, "NULL if all are NULL",
        "The first value that is not NULL. Those behind it are not evaluated.",
        "SELECT COALESCE(NULL, 2, 3)", "2", PrepareCoalesce, MakeCoalesce},
+      {Kind::kFunction, "nvl", 2, "NVL(a, b)", "Coalesce", "values that meet", kCommonType,
+       "NULL if both are NULL", "The same as COALESCE.", "SELECT NVL(NULL, 5)", "5",
+       PrepareCoalesce, MakeCoalesce},
+      {Kind::kFunction, "greatest", AtLeast(1), "GREATEST(a, ...)", "Greatest",
+       "values that compare", kCommonType, "NULL if all are NULL; others are left out",
+       "The greatest of the values, compared as by `<`; NaN is above every number.",
+       "SELECT GREATEST(3, 12, NULL)", "12", PrepareExtreme, MakeExtreme<Greatest>},
+      {Kind::kFunction, "least", AtLeast(1), "LEAST(a, ...)", "Least", "values that compare",
+       kCommonType, "NULL if all are NULL; others are left out",
+       "The least of the values, compared as by `<`.", "SELECT LEAST('pear', 'apple')", "apple",
+       PrepareExtreme, MakeExtreme<Least>},
+      {Kind::kOperator, "is distinct from", 2, "a IS [NOT] DISTINCT FROM b", "IsDistinct",
+       "two values that compare", "BOOLEAN", "never NULL: NULL equals NULL, and nothing else",
+       "Whether the values differ.", "SELECT 1 IS DISTINCT FROM NULL", "true", PrepareNullIf,
+       Make<IsDistinct>},
+      {Kind::kForm, "iif", 3, "IIF(c, x, y)", "Case", "as CASE", kCommonType, "as CASE",
+       "CASE WHEN c THEN x ELSE y END.", "SELECT IIF(1 > 2, 'more', 'less')", "less"},
+      {Kind::kForm, "decode", AtLeast(3), "DECODE(a, b, x, ... [, y])", "Case", "as CASE",
+       kCommonType, "as CASE", "CASE a WHEN b THEN x ... ELSE y END: NULL finds NULL.",
+       "SELECT DECODE(2, 1, 'one', 2, 'two', 'many')", "two"},
       {Kind::kFunction, "ifnull", 2, "IFNULL(a, b)", "IfNull", "two values that meet", kCommonType,
        "NULL if both are NULL", "The first value, or the second where the first is NULL.",
        "SELECT IFNULL(NULL, 5)", "5", PrepareIfNull, Make<IfNull>},

@@ -2,6 +2,8 @@
 
 #include "FunctionRows.h"
 #include "SQXERExprCast.h"
+#include "SQXERExprFunctionInteger.h"
+#include "SQXERExprTryCast.h"
 #include "Utility/XeRecordMetaData.h"
 
 namespace sqxer {
@@ -19,10 +21,30 @@ int PrecisionOf(const TypedExpression& call) {
   return static_cast<int>(std::max(room, uint32{1}));
 }
 
+/// The cast of an operand, which becomes its own. Decimals of a declared precision are rounded to
+/// it behind the cast, which keeps all digits. `isQuiet`: see Cast::RefuseQuietly.
+std::unique_ptr<RExpression> CastOperand(const TypedExpression& call, RExpression* operand,
+                                         bool isQuiet) {
+  const ColumnInfo& target = call.column;
+  if (target.type == XeBoolean) return std::make_unique<CastToBoolean>(operand);
+  const bool isDeclared = target.type == XeNumericData && target.length > 0;
+  auto cast = isDeclared
+                  ? std::make_unique<Cast>(operand, XeNumericData, 0, 0)
+                  : std::make_unique<Cast>(operand, target.type, PrecisionOf(call), target.scale);
+  if (isQuiet) cast->RefuseQuietly();
+  if (!isDeclared) return cast;
+  const auto precision = static_cast<int>(target.length);
+  if (precision == SqlTypeName::kBigint) return std::make_unique<FitBigint>(cast.release());
+  return std::make_unique<FitNumeric>(cast.release(), precision, target.scale);
+}
+
 std::unique_ptr<RExpression> MakeCast(const TypedExpression& call, Operands& o) {
-  if (call.column.type == XeBoolean) return std::make_unique<CastToBoolean>(o[0].release());
-  return std::make_unique<Cast>(o[0].release(), call.column.type, PrecisionOf(call),
-                                call.column.scale);
+  return CastOperand(call, o[0].release(), false);
+}
+
+std::unique_ptr<RExpression> MakeTryCast(const TypedExpression& call, Operands& o) {
+  auto* const operand = new WatchedOperand(o[0].release());
+  return std::make_unique<TryCast>(CastOperand(call, operand, true).release(), operand);
 }
 
 template <XeDataType target>
@@ -41,15 +63,26 @@ void AppendConversionRows(std::vector<FunctionRow>& rows) {
        "Cast, as CastToInt16, CastToInt32, CastToFloat32, CastToFloat64, CastToNumeric, "
        "CastToChar, "
        "CastToBinary, CastToDate, CastToTime or CastToDateTime; CastToBoolean",
-       "a value; SMALLINT, INTEGER, REAL, DOUBLE PRECISION, NUMERIC, CHAR(n), VARCHAR(n), TEXT, "
+       "a value; SMALLINT, INTEGER, BIGINT, REAL, DOUBLE PRECISION, NUMERIC, CHAR(n), VARCHAR(n), "
+       "TEXT, "
        "BIT, BOOLEAN, DATE, TIME or TIMESTAMP",
        "the type named", kNullIfAny,
        "The value as one of another type. A text must read as the type as a whole; a number beyond "
        "an integer type is an error, its fraction is cut. CHAR(n) and VARCHAR(n) cut to n "
-       "characters. NUMERIC(p, s) keeps all digits. A truth value is 1 or 0 as a number, true or "
+       "characters. NUMERIC(p, s) rounds to s digits behind the point, halves away from zero, and "
+       "is an "
+       "error where more than p digits would be left. BIGINT is a NUMERIC of whole numbers of 64 "
+       "bits. A "
+       "truth value is 1 or 0 as a number, true or "
        "false as a text; a BOOLEAN comes out of a text (true, t, yes, y, on, 1 and their "
        "opposites).",
        "SELECT CAST('12' AS integer) + 1", "13", PrepareCast, MakeCast},
+      {Kind::kOperator, "try_cast", 1, "TRY_CAST(a AS type)", "TryCast over Cast", "as CAST",
+       "the type named", "NULL where CAST would refuse the value",
+       "The value as one of another type, or NULL where it cannot be. Errors of the value itself "
+       "stay "
+       "errors.",
+       "SELECT TRY_CAST('12x' AS integer) IS NULL", "true", PrepareCast, MakeTryCast},
       {Kind::kForm, "::", 1, "a::type", "as CAST", "as CAST", "the type named", kNullIfAny,
        "The same as CAST.", "SELECT -2.7::integer", "-2"},
       {Kind::kFunction, "to_date", 2, "TO_DATE(text, format)", "CastToDate", kTextAndFormat, "DATE",

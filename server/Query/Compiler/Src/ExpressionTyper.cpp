@@ -115,7 +115,8 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
   const FunctionRow* row =
       FindOperator(expression.name, static_cast<int>(expression.arguments.size()));
   if (!row)
-    ThrowPlanError(kNoSuchFunction, expression.position, {L"operator", Wide(expression.name)});
+    ThrowPlanError(kNoSuchFunction, expression.position,
+                   {L"operator", Wide(expression.name), kFunctionsAreListed});
   // Only casts have a target.
   if (expression.target.type != XeUnknown)
     return CastTyped(Type(*expression.arguments[0], clause), expression.target,
@@ -136,6 +137,8 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
   if (!row.aggregate) {
     if (expression.distinct)
       ThrowPlanError(kNoDistinct, expression.position, {UpperName(expression.name)});
+    if (expression.filter)
+      ThrowPlanError(kNoFilter, expression.filter->position, {UpperName(expression.name)});
     return TypeCall(row, expression, clause);
   }
   if (row.aggregate->results.size() > 1)
@@ -200,7 +203,8 @@ TypedExpressionPtr ExpressionTyper::TypeCall(const FunctionRow& row,
     const bool isWord = static_cast<int>(arguments.size()) == row.word;
     arguments.push_back(isWord ? TypeWord(*argument, clause) : Type(*argument, clause));
   }
-  return MakeCall(row, std::move(arguments), expression.position);
+  const FunctionRow& chosen = ChooseByTypes(row, arguments);
+  return MakeCall(chosen, std::move(arguments), expression.position);
 }
 
 TypedExpressionPtr ExpressionTyper::MakeCall(const FunctionRow& row, TypedArguments arguments,

@@ -70,6 +70,10 @@ class ExpressionTyper {
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
+  /// Makes the columns NULL in the rows that FILTER leaves out. Error 58046 for what takes NULLs
+  /// for values.
+  void ApplyFilter(const SqlExpression& filter, const Clause& clause, const FunctionRow& row,
+                   TypedArguments& columns) const;
   /// Makes x and y NULL where the other one is.
   void MakeNullTogether(TypedArguments& columns) const;
   /// What OVER adds to an aggregate: columns, numbers, and the keys behind them.
@@ -81,8 +85,17 @@ class ExpressionTyper {
                 TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
   void TypeRankKeys(const std::vector<SqlSortItem>& keys, const Clause& clause,
                     TypedArguments& columns, std::vector<SortOrder_t>& orders) const;
-  /// One more than the rows before the present one.
-  TypedExpressionPtr WindowSize(const SqlExpression& preceding) const;
+  /// A window's frame with its offsets, of which errors are those of ReadRowCount and 58048; errors
+  /// 58049 where the order does not fit. What a RANGE reads is added to `columns`, from 0 on for
+  /// it.
+  WindowFrame TypeFrame(const SqlWindow& window, const Clause& clause,
+                        TypedArguments& columns) const;
+  void TypeRange(const SqlWindow& window, const Clause& clause, WindowFrame& frame,
+                 TypedArguments& columns) const;
+  /// The offset of a RANGE whose key is computed in a type.
+  TypedExpressionPtr ReadDistance(const SqlExpression& offset, XeDataType type) const;
+  /// How many values a moving node keeps: so many, and `more`.
+  TypedExpressionPtr WindowSize(const SqlExpression& rows, uint64 more) const;
   TypedExpressionPtr TypeNumber(const SqlExpression& expression, const FunctionRow& row) const;
   /// A word, written bare or as a text, as a text constant.
   TypedExpressionPtr TypeWord(const SqlExpression& expression, const Clause& clause) const;

@@ -64,19 +64,23 @@ that WHERE keeps, in a query with groups the groups that HAVING keeps. Such call
 list and in ORDER BY, alone or as parts of expressions. In a query with groups they are made of its keys
 and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 
-| frame | functions | the result is that of |
-|---|---|---|
-| none, without ORDER BY | every aggregate | the partition |
-| ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING | every aggregate | the partition |
-| ROWS UNBOUNDED PRECEDING, also with BETWEEN ... AND CURRENT ROW | SUM, COUNT, MIN, MAX | the rows so far |
-| ROWS n PRECEDING, also with BETWEEN ... AND CURRENT ROW | SUM, AVG | the last n + 1 values |
-| none | RANK, NTILE, PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N, TRENDLINE, BIN | the partition |
+A frame says which rows of the partition the result is computed from:
 
-- Every other frame (RANGE, GROUPS, FOLLOWING, EXCLUDE) is error 58043. So is ORDER BY without a frame
-  for an aggregate: to SQL that is a RANGE.
+```
+{ROWS | RANGE | GROUPS} start [exclusion]
+{ROWS | RANGE | GROUPS} BETWEEN start AND end [exclusion]
+start, end:  UNBOUNDED PRECEDING | n PRECEDING | CURRENT ROW | n FOLLOWING | UNBOUNDED FOLLOWING
+exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTHERS
+```
+
+- n counts rows in ROWS, and in GROUPS groups of rows that are equal in the order. In RANGE it is a distance of the key:
+  there is one then, and it is a number. CURRENT ROW means this row in ROWS, else also those equal to it.
+- The end is CURRENT ROW if left out, and the frame RANGE UNBOUNDED PRECEDING: the rows so far and those that tie,
+  without ORDER BY the partition.
+- Aggregates, FIRST_VALUE, LAST_VALUE and NTH_VALUE look at the frame. To the other functions it does not matter;
+  PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N, TRENDLINE and BIN take none (error 58043).
 - A partition's rows come in the order of ORDER BY. Rows that are equal in it, and all without it, come
   in the order of the table.
-- DISTINCT is for whole partitions.
 - A window may build on one of the WINDOW clause by its name, if that has no frame. It takes its
   PARTITION BY over, and its ORDER BY if it has one.
 
@@ -122,10 +126,18 @@ and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 | `7 / 2` | 3 for integers; NUMERIC divides exactly | SQLite has no decimals, and makes 3.5 of `7 / 2.0` only |
 | `1 / 0` | an error, also where integers overflow | SQLite gives NULL, and a double |
 | `CAST('12x' AS integer)` | an error with the text | SQLite gives 12 |
-| `CAST(2.5 AS integer)` | 2, the fraction is cut | PostgreSQL rounds to 3 |
-| `CAST(x AS numeric(p, s))` | keeps all digits | PostgreSQL rounds to s |
-| `SUM(x) OVER (ORDER BY k)` | an error: write the frame | the frame is RANGE: the rows so far and those that tie |
-| `SUM(x) OVER (ROWS n PRECEDING)` | of the last n + 1 values that are not NULL | of the last n + 1 rows |
+| `CAST(2.5 AS integer)`, `CAST(2.5 AS bigint)` | 2, the fraction is cut | PostgreSQL rounds to 3 |
+| `2.50 || ''`, `CONCAT(true)` | 2.5, true | PostgreSQL gives 2.50 and t |
+| `POSITION('' IN s)` | 0; STRPOS gives 1 | 1 |
+| `LEFT(s, -1)`, `SUBSTRING(s FROM 1 FOR 0)` | an error | all but the last character; the empty text |
+| `COALESCE(NULL, NULL)` | an error: nothing has a type | NULL |
+| `s ~ '(a)\1'`, `s ~ 'a(?=b)'` | an error: patterns are matched in a time that grows with the text alone, without back references and looking around | understood |
+| `\y`, `\b` in patterns | edges of words of ASCII letters; `\b` is one as well | of all letters; PostgreSQL takes `\b` for a backspace |
+| `REGEXP_SUBSTR('XY1234Z', 'Y*?([0-9]{1,3})')` | Y123: each repetition has its own greed | PostgreSQL gives Y1: the first one decides |
+| `7::bigint / 2` | 3.5: a BIGINT is a NUMERIC | 3 |
+| `EXTRACT(year FROM MAKE_DATE(-1, 1, 1))` | 0 | PostgreSQL gives -1 |
+| `QUOTE_IDENT('select')` | select | "select" |
+| `SHA256(s)` | hexadecimal digits | PostgreSQL takes and gives bytes |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `1 BETWEEN 2 AND NULL` | NULL: a NULL bound makes it so, whatever the other one | false |
 | infinities | `+` and `*` that come to one are an error, also of an infinite operand; `-` and `/` give it | values like others |

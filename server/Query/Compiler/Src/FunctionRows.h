@@ -13,8 +13,12 @@ void AppendOperatorRows(std::vector<FunctionRow>& rows);
 void AppendConditionalRows(std::vector<FunctionRow>& rows);
 void AppendConversionRows(std::vector<FunctionRow>& rows);
 void AppendNumericRows(std::vector<FunctionRow>& rows);
+void AppendIntegerRows(std::vector<FunctionRow>& rows);
 void AppendTextRows(std::vector<FunctionRow>& rows);
+void AppendTextMakingRows(std::vector<FunctionRow>& rows);
+void AppendRegularRows(std::vector<FunctionRow>& rows);
 void AppendCalendarRows(std::vector<FunctionRow>& rows);
+void AppendDateRows(std::vector<FunctionRow>& rows);
 void AppendLookupRows(std::vector<FunctionRow>& rows);
 void AppendAggregateRows(std::vector<FunctionRow>& rows);
 void AppendStatisticsRows(std::vector<FunctionRow>& rows);
@@ -50,6 +54,30 @@ std::unique_ptr<RExpression> MakeFunction(const TypedExpression&, Operands& o) {
   auto node = std::make_unique<Node>(o.empty() ? nullptr : o[0].get(), params);
   ReleaseAll(o);
   return node;
+}
+
+/// SUBSTRING(s FROM pattern).
+std::unique_ptr<RExpression> MakeSubStringOfPattern(const TypedExpression& call,
+                                                    Operands& operands);
+
+/// A scalar function that is NULL if an operand is.
+inline FunctionRow ScalarRow(std::string_view name, int count, const char* form, const char* node,
+                             const char* arguments, const char* result, const char* description,
+                             const char* example, const char* exampleResult, OperandRule prepare,
+                             decltype(FunctionRow::make) make) {
+  return {FunctionRow::Kind::kFunction,
+          name,
+          count,
+          form,
+          node,
+          arguments,
+          result,
+          kNullIfAny,
+          description,
+          example,
+          exampleResult,
+          prepare,
+          make};
 }
 
 /// The same row under another name, form and example.

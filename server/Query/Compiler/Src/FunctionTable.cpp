@@ -15,8 +15,12 @@ std::vector<FunctionRow> MakeTable() {
   AppendConditionalRows(rows);
   AppendConversionRows(rows);
   AppendNumericRows(rows);
+  AppendIntegerRows(rows);
   AppendTextRows(rows);
+  AppendTextMakingRows(rows);
+  AppendRegularRows(rows);
   AppendCalendarRows(rows);
+  AppendDateRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
   AppendStatisticsRows(rows);
@@ -72,8 +76,17 @@ ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argumen
 
 const FunctionRow* FindOperator(std::string_view name, int argumentCount) {
   for (const FunctionRow* row : Find(name, true))
-    if (row->Takes(argumentCount, false)) return row;
+    if (row->Takes(argumentCount, false) && row->accepts == nullptr) return row;
   return nullptr;
+}
+
+const FunctionRow& ChooseByTypes(const FunctionRow& row, const TypedArguments& arguments) {
+  const auto count = static_cast<int>(arguments.size());
+  for (const FunctionRow* other : Find(row.name, row.kind == Kind::kOperator)) {
+    if (other->accepts != nullptr && other->Takes(count, false) && other->accepts(arguments))
+      return *other;
+  }
+  return row;
 }
 
 std::vector<const FunctionRow*> FindFunctions(std::string_view name) { return Find(name, false); }

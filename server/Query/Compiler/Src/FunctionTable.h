@@ -38,7 +38,7 @@ struct AggregateResult {
 ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argument);
 
 /// Whether a letter of AggregateShape::arguments stands for a column.
-constexpr bool IsColumnArgument(char kind) { return kind == 'x' || kind == 'y'; }
+constexpr bool IsColumnArgument(char kind) { return kind >= 'x' && kind <= 'z'; }
 
 using Operands = std::vector<std::unique_ptr<RExpression>>;
 
@@ -72,9 +72,9 @@ struct AggregateShape {
   /// result overflows or is cut; XeUnknown leaves it.
   XeDataType wideInteger;
   std::vector<AggregateResult> results;
-  /// What the arguments are, a letter each: 'x' and 'y' the first and second column that the node
-  /// reads, 'n' a number without columns, 'w' one of `words`, 'd' the text `delimiter`; "*" alone
-  /// is the star of COUNT(*). A row with fewer arguments has the first ones.
+  /// What the arguments are, a letter each: 'x', 'y' and 'z' the columns that the node reads, in
+  /// this order, 'n' a number without columns, 'w' one of `words`, 'd' the text `delimiter`; "*"
+  /// alone is the star of COUNT(*). A row with fewer arguments has the first ones.
   std::string_view arguments = "x";
   const wchar_t* delimiter = nullptr;
   /// What an argument 'w' may be, and what errors call it.
@@ -83,25 +83,34 @@ struct AggregateShape {
   /// The node takes a row of which only x or only y is NULL, as if it had a value: the plan makes
   /// both NULL there.
   bool nullTogether = false;
+  /// A NULL is a value to it.
+  bool takesNulls = false;
   /// What it holds of each row of a group until the group ends.
   uint32 heldBytes = 0;
 };
 
 /// Where an aggregate gives its results, and what it makes of its window.
 enum class WindowForm {
-  /// One for each group; with OVER for each partition, whose rows all get it. The frame is the
-  /// whole partition.
+  /// One for each group; with OVER for each partition, whose rows all get it, or over a frame for
+  /// each row.
   kGroup,
   /// With OVER alone, as all that follow. For each row; the frame is ROWS UNBOUNDED PRECEDING.
   kRunning,
   /// The frame is ROWS n PRECEDING; n + 1 is the last of its numbers.
   kMoving,
-  /// No frame here and below. It ranks the rows: its columns are the keys of ORDER BY, which may be
+  /// It takes the rows in order, and one row is enough for the result of that: the frame does not
+  /// matter.
+  kInOrder,
+  /// A WindowFunction.
+  kFramed,
+  /// The frame does not matter. It ranks the rows: its columns are the keys of ORDER BY, which may
+  /// be
   /// missing. They are such that NULL is a value among others, and comes last.
   kRankByKeys,
-  /// Its column is the one key of ORDER BY.
+  /// The same; its column is the one key of ORDER BY.
   kRankByKey,
-  /// It ranks by its argument, which ORDER BY may name again, to give the direction.
+  /// No frame here and below. It ranks by its argument, which ORDER BY may name again, to give the
+  /// direction.
   kRankByArgument,
   /// It takes the partition as it comes, without ORDER BY.
   kPartition,
@@ -156,6 +165,9 @@ struct FunctionRow {
   /// How it looks its first argument up in the table that the second one names.
   enum class Lookup { kNone, kByText, kByKey };
   Lookup lookup = Lookup::kNone;
+  /// Of an operator that is another one over these types: which arguments are its own. Null for
+  /// the one that takes the rest.
+  bool (*accepts)(const TypedArguments& arguments) = nullptr;
 
   /// Whether it takes so many arguments, or the star.
   bool Takes(int count, bool star) const {
@@ -170,6 +182,8 @@ const std::vector<FunctionRow>& FunctionTable();
 
 /// The row of an operator; null when there is none.
 const FunctionRow* FindOperator(std::string_view name, int argumentCount);
+/// The row of the same operator, or function, that accepts these arguments.
+const FunctionRow& ChooseByTypes(const FunctionRow& row, const TypedArguments& arguments);
 /// The rows of the functions and aggregates of a name, with OVER and without.
 std::vector<const FunctionRow*> FindFunctions(std::string_view name);
 

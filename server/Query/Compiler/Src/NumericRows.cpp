@@ -98,8 +98,11 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
                    "IntegerMathAsDouble=on` makes integers DOUBLE)",
                    "The remainder of a / b, with the sign of a. A divisor of 0 is an error.",
                    "SELECT MOD(-7, 3)", "-1");
-  FunctionRow percent = Alias(mod, "%", "a % b", "SELECT -7 % 3");
-  percent.kind = Kind::kOperator;
+  const auto asOperator = [](FunctionRow row) {
+    row.kind = Kind::kOperator;
+    return row;
+  };
+  const FunctionRow percent = asOperator(Alias(mod, "%", "a % b", "SELECT -7 % 3"));
   FunctionRow round = Numeric<Round>(
       "round", 1, "ROUND(x)", "Round", kDouble,
       "x rounded to a whole number. Halves go up, those of negative numbers toward zero.",
@@ -122,6 +125,10 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
       {
           Numeric<Abs>("abs", 1, "ABS(x)", "Abs", kDoubleOrNumeric, "The absolute value.",
                        "SELECT ABS(-2.5)", "2.5"),
+          asOperator(Numeric<Abs>("@", 1, "@ x", "Abs", kDoubleOrNumeric, "The absolute value.",
+                                  "SELECT @ -2.5", "2.5")),
+          asOperator(Numeric<Sqrt>("|/", 1, "|/ x", "Sqrt", kDoubleOrNumeric, "The square root.",
+                                   "SELECT |/ 6.25", "2.5")),
           ceil,
           Alias(ceil, "ceiling", "CEILING(x)", "SELECT CEILING(-2.5)"),
           Numeric<Floor>("floor", 1, "FLOOR(x)", "Floor", kDoubleOrNumeric,
@@ -140,6 +147,7 @@ void AppendNumericRows(std::vector<FunctionRow>& rows) {
           log,
           Alias(log, "log10", "LOG10(x)", "SELECT LOG10(1000)"),
           power,
+          asOperator(Alias(power, "^", "x ^ y", "SELECT 2 ^ 10")),
           Alias(power, "pow", "POW(x, y)", "SELECT POW(2, 10)"),
           mod,
           percent,

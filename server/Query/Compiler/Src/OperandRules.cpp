@@ -317,6 +317,57 @@ std::size_t CountCaseResults(std::size_t arguments, bool hasValue) {
   return (arguments - (hasValue ? 1 : 0) + 1) / 2;
 }
 
+void PrepareLag(TypedArguments& arguments) {
+  if (arguments.size() > 1) {
+    const TypedExpressionPtr& distance = arguments[1];
+    arguments[1] = distance->IsOpenNull() ? ConvertTyped(distance, XeInt4Data) : Widened(distance);
+  }
+  if (arguments.size() < 3) return;
+  TypedArguments values{arguments[0], arguments[2]};
+  PrepareIfNull(values);
+  const XeDataType type =
+      SettleCall(*FindFunctions("ifnull").front(), values, arguments[2]->position)->type;
+  arguments[0] = ConvertTyped(values[0], type);
+  arguments[2] = ConvertTyped(values[1], type);
+}
+
+void PrepareExtreme(TypedArguments& arguments) {
+  if (std::ranges::all_of(arguments, [](const auto& argument) { return argument->IsOpenNull(); }))
+    arguments[0] = ConvertTyped(arguments[0], XeLongVarCharData);
+  SettleBranches(arguments);
+  CountBitsAsIntegers(arguments);
+  RefuseBinary(arguments, L"Greatest");
+}
+
+void PrepareBits(TypedArguments& arguments) {
+  PrepareAs<'n'>(arguments);
+  bool areIntegers = true;
+  for (const TypedExpressionPtr& argument : arguments) {
+    if (argument->type == XeDoubleData || !IsNumber(argument->type))
+      ThrowPlanError(59001, argument->position,
+                     {L"bit operator", SUXeDataTypeUtility::GetXeDataTypeName(argument->type)});
+    areIntegers = areIntegers && argument->type == XeInt4Data;
+  }
+  if (areIntegers) return;
+  for (TypedExpressionPtr& argument : arguments) argument = ConvertTyped(argument, XeNumericData);
+}
+
+void PrepareDoublesOrDecimals(TypedArguments& arguments) {
+  PrepareAs<'n'>(arguments);
+  const bool anyDouble = std::ranges::any_of(
+      arguments, [](const auto& argument) { return argument->type == XeDoubleData; });
+  for (TypedExpressionPtr& argument : arguments) {
+    if (IsNumber(argument->type))
+      argument = ConvertTyped(argument, anyDouble ? XeDoubleData : XeNumericData);
+  }
+}
+
+void PrepareRegexpReplace(TypedArguments& arguments) {
+  const bool hasOptions =
+      arguments.size() == 4 && SUXeDataTypeUtility::IsXeTextType(arguments[3]->type);
+  hasOptions ? PrepareAs<'t'>(arguments) : PrepareAs<'t', 't', 't', 'w', 'w', 't'>(arguments);
+}
+
 void PrepareCaseWhen(TypedArguments& arguments) {
   const std::size_t results = CountCaseResults(arguments.size(), false);
   const auto firstResult = arguments.end() - static_cast<std::ptrdiff_t>(results);
@@ -371,9 +422,12 @@ void PrepareByKind(TypedArguments& arguments, std::string_view kinds) {
 }
 
 void PrepareSubString(TypedArguments& arguments) {
+  const bool isPattern = SUXeDataTypeUtility::IsXeTextType(arguments[1]->type);
+  if (isPattern && arguments.size() == 2) return PrepareAs<'t'>(arguments);
   for (std::size_t i = 1; i < arguments.size(); ++i)
     if (SUXeDataTypeUtility::IsXeTextType(arguments[i]->type))
-      ThrowPlanError(kClauseNotUnderstood, arguments[i]->position, {L"SUBSTRING with a pattern"});
+      ThrowPlanError(kClauseNotUnderstood, arguments[i]->position,
+                     {L"SUBSTRING with a pattern and an escape"});
   PrepareAs<'t', 'n'>(arguments);
 }
 

@@ -48,6 +48,17 @@ void PrepareCoalesce(TypedArguments& arguments);
 /// IFNULL and NULLIF. Error 59001 for binary, which NULLIF cannot compare.
 void PrepareIfNull(TypedArguments& arguments);
 void PrepareNullIf(TypedArguments& arguments);
+/// LAG and LEAD: the value and the one in its place, the third argument, come to one type.
+void PrepareLag(TypedArguments& arguments);
+/// GREATEST and LEAST. Error 59001 for binary.
+void PrepareExtreme(TypedArguments& arguments);
+/// The bit operators: whole numbers of 32 bits as they are, else all as decimals. Error 59001 (the
+/// type) for DOUBLE and what is no number.
+void PrepareBits(TypedArguments& arguments);
+/// Decimals alone as they are, where one is DOUBLE all as such.
+void PrepareDoublesOrDecimals(TypedArguments& arguments);
+/// REGEXP_REPLACE, whose fourth argument is a text of options or a position.
+void PrepareRegexpReplace(TypedArguments& arguments);
 /// CASE with conditions: the conditions, the results, perhaps the one of ELSE.
 void PrepareCaseWhen(TypedArguments& arguments);
 /// CASE with a value: the value, what it is compared with, the results, perhaps the one of ELSE.
@@ -55,7 +66,8 @@ void PrepareCase(TypedArguments& arguments);
 /// How many of the arguments of a CASE are results.
 std::size_t CountCaseResults(std::size_t arguments, bool hasValue);
 void PrepareCast(TypedArguments& arguments);
-/// SUBSTRING. Error 58003 for one with a pattern: a text where positions stand.
+/// SUBSTRING. Where the second of two arguments is a text it is a pattern; error 58003 for one of
+/// three.
 void PrepareSubString(TypedArguments& arguments);
 /// A function of a text and a format, which is a text constant (58025).
 void PrepareDateReading(TypedArguments& arguments);

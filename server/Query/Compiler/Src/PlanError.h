@@ -50,8 +50,16 @@ enum PlanErrorCode {
   kNoWindowForm = 58042,
   kNoSuchFrame = 58043,
   kWindowOrder = 58044,
+  kNumericPrecision = 58045,
+  kNoFilter = 58046,
+  kNoFraction = 58047,
+  kFrameOffset = 58048,
+  kFrameOrder = 58049,
   kUnknownColumn = 59015,
 };
+
+/// What the error of an unknown name ends with where no other name is near.
+inline constexpr const wchar_t* kFunctionsAreListed = L" (--functions lists what there is)";
 
 /// Raises an error at a byte offset of the statement.
 [[noreturn]] inline void ThrowPlanError(int code, int position, std::vector<XeString> arguments) {

@@ -8,6 +8,7 @@
 
 #include "Utility/KeySet.h"
 #include "Utility/XeTypes.h"
+#include "WindowFrame.h"
 
 namespace sqxer {
 
@@ -37,9 +38,14 @@ struct SqlLiteral {
 /// A type as a CAST names it.
 struct SqlTypeName {
   XeDataType type = XeUnknown;
-  /// Characters of a text, 0 where none are stated; digits of a NUMERIC.
+  /// Characters of a text, 0 where none are stated; digits of a NUMERIC, kBigint for one of 64
+  /// bits.
   int precision = 0;
   int scale = 0;
+  /// What does not become one is NULL.
+  bool isTry = false;
+
+  static constexpr int kBigint = -1;
 };
 
 struct SqlExpression;
@@ -54,22 +60,15 @@ struct SqlSortItem {
 
 /// What stands behind OVER, or behind a name in WINDOW; the windows that it names are put in.
 struct SqlWindow {
-  /// The rows of its partition that a row's result is computed from.
-  enum class Frame {
-    kNone,
-    /// ROWS BETWEEN UNBOUNDED PRECEDING AND UNBOUNDED FOLLOWING
-    kWhole,
-    /// ROWS UNBOUNDED PRECEDING
-    kRunning,
-    /// ROWS `preceding` PRECEDING
-    kMoving,
-    kOther,
-  };
   int position = 0;
   std::vector<SqlExpressionPtr> partitionBy;
   std::vector<SqlSortItem> orderBy;
-  Frame frame = Frame::kNone;
-  SqlExpressionPtr preceding;
+  /// Without what its offsets say.
+  WindowFrame frame;
+  bool isFrameWritten = false;
+  /// Those of the frame's beginning and end; null without.
+  SqlExpressionPtr fromOffset;
+  SqlExpressionPtr toOffset;
 };
 using SqlWindowPtr = std::shared_ptr<const SqlWindow>;
 
@@ -99,6 +98,8 @@ struct SqlExpression {
   bool star = false;
   /// f(DISTINCT x)
   bool distinct = false;
+  /// f(x) FILTER (WHERE ...); null without.
+  SqlExpressionPtr filter;
   /// f(x) OVER ...; null without.
   SqlWindowPtr over;
   int parameter = 0;
@@ -110,6 +111,7 @@ struct SqlExpression {
 template <class Visit>
 void ForEachOperand(const SqlExpression& expression, const Visit& visit) {
   for (const SqlExpressionPtr& argument : expression.arguments) visit(argument);
+  if (expression.filter) visit(expression.filter);
   if (!expression.over) return;
   for (const SqlExpressionPtr& key : expression.over->partitionBy) visit(key);
   for (const SqlSortItem& key : expression.over->orderBy) visit(key.expression);

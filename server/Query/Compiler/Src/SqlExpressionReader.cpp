@@ -6,12 +6,15 @@
 #include <utility>
 
 #include "PlanError.h"
+#include "TryCasts.h"
 
 namespace sqxer {
 namespace {
 
 /// The longest text that a CAST may ask for: room for it is made in every row.
 constexpr int kMaxCastCharacters = 1 << 20;
+/// The most digits that a NUMERIC may be declared with.
+constexpr int kMostDigits = 1000;
 
 std::string_view StringOf(const PgQuery__Node& node) {
   return node.node_case == PG_QUERY__NODE__NODE_STRING ? node.string->sval : "";
@@ -50,8 +53,6 @@ const wchar_t* FormName(const PgQuery__Node& node) {
   switch (node.node_case) {
     case PG_QUERY__NODE__NODE_SUB_LINK:
       return L"a subquery";
-    case PG_QUERY__NODE__NODE_MIN_MAX_EXPR:
-      return L"GREATEST or LEAST";
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return L"COLLATE";
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
@@ -79,8 +80,6 @@ int FormPosition(const PgQuery__Node& node) {
   switch (node.node_case) {
     case PG_QUERY__NODE__NODE_SUB_LINK:
       return node.sub_link->location;
-    case PG_QUERY__NODE__NODE_MIN_MAX_EXPR:
-      return node.min_max_expr->location;
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return node.collate_clause->location;
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
@@ -122,6 +121,7 @@ constexpr TypeNameRow kTypeNames[] = {
     {"uint4", XeUInt4Data},        {"float4", XeFloatData},
     {"float8", XeDoubleData},      {"double", XeDoubleData},
     {"numeric", XeNumericData, 2}, {"decimal", XeNumericData, 2},
+    {"int8", XeNumericData},       {"bigint", XeNumericData},
     {"bpchar", XeCharData, 1},     {"char", XeCharData, 1},
     {"text", XeLongVarCharData},   {"varchar", XeLongVarCharData, 1},
     {"date", XeDateData},          {"time", XeTimeData},
@@ -140,12 +140,12 @@ SqlTypeName ReadTypeName(const PgQuery__TypeName& name) {
   std::string_view text = name.n_names ? StringOf(*name.names[name.n_names - 1]) : "";
   const auto* row = std::ranges::find(kTypeNames, text, &TypeNameRow::name);
   if (row == std::end(kTypeNames)) {
-    // BIGINT arrives by this name.
-    ThrowPlanError(kNoSuchType, position, {text == "int8" ? L"bigint" : Wide(text)});
+    ThrowPlanError(kNoSuchType, position, {Wide(text)});
   }
   if (name.n_typmods > row->modifiers || name.n_array_bounds || name.setof || name.pct_type)
     SqlExpressionReader::Refuse(position, L"a precision or array bounds of this type");
   SqlTypeName type{row->type};
+  if (text == "int8" || text == "bigint") type.precision = SqlTypeName::kBigint;
   if (name.n_typmods > 0) type.precision = ReadModifier(*name.typmods[0], position);
   if (name.n_typmods > 1) type.scale = ReadModifier(*name.typmods[1], position);
   bool sized = type.type == XeCharData || type.type == XeLongVarCharData;
@@ -153,6 +153,9 @@ SqlTypeName ReadTypeName(const PgQuery__TypeName& name) {
     ThrowPlanError(kTextLength, position,
                    {std::to_wstring(kMaxCastCharacters), std::to_wstring(type.precision)});
   if (type.type == XeCharData && type.precision == 0) type.precision = 1;
+  if (type.type == XeNumericData && name.n_typmods > 0 &&
+      (type.precision < 1 || type.precision > kMostDigits || std::abs(type.scale) > kMostDigits))
+    ThrowPlanError(kNumericPrecision, position, {std::to_wstring(kMostDigits)});
   return type;
 }
 
@@ -208,6 +211,12 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
       const PgQuery__CoalesceExpr& coalesce = *node.coalesce_expr;
       return Call(SqlExpression::Kind::kFunction, Place(coalesce.location), "coalesce",
                   ReadAll(coalesce.args, coalesce.n_args));
+    }
+    case PG_QUERY__NODE__NODE_MIN_MAX_EXPR: {
+      const PgQuery__MinMaxExpr& extreme = *node.min_max_expr;
+      return Call(SqlExpression::Kind::kFunction, Place(extreme.location),
+                  extreme.op == PG_QUERY__MIN_MAX_OP__IS_GREATEST ? "greatest" : "least",
+                  ReadAll(extreme.args, extreme.n_args));
     }
     case PG_QUERY__NODE__NODE_PARAM_REF: {
       auto parameter = std::make_shared<SqlExpression>();
@@ -296,13 +305,14 @@ SqlExpressionPtr SqlExpressionReader::ReadCast(const PgQuery__TypeCast& cast) co
   const bool isText = cast.arg->node_case == PG_QUERY__NODE__NODE_A_CONST &&
                       !cast.arg->a_const->isnull &&
                       cast.arg->a_const->val_case == PG_QUERY__A__CONST__VAL_SVAL;
-  if (isText && IsLiteralType(type)) {
+  if (isText && IsLiteralType(type) && !IsTryCast(sql_, Place(cast.location))) {
     auto text = Literal(Place(cast.arg->a_const->location), SqlLiteral::Kind::kTypedText,
                         Wide(cast.arg->a_const->sval->sval));
     text->literal.type = type.type;
     return text;
   }
   int position = Place(cast.location >= 0 ? cast.location : cast.type_name->location);
+  type.isTry = IsTryCast(sql_, position);
   auto call = Call(SqlExpression::Kind::kOperator, position, "cast", {Read(*cast.arg)});
   call->target = type;
   return call;
@@ -332,6 +342,8 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
       std::vector<SqlExpressionPtr> operands;
       if (expression.lexpr) operands.push_back(Read(*expression.lexpr));
       if (expression.rexpr) operands.push_back(Read(*expression.rexpr));
+      if (name.starts_with("!~"))
+        return Not(Operator(position, name.substr(1), std::move(operands)));
       return Operator(position, std::move(name), std::move(operands));
     }
     case PG_QUERY__A__EXPR__KIND__AEXPR_BETWEEN:
@@ -351,12 +363,15 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
     case PG_QUERY__A__EXPR__KIND__AEXPR_LIKE:
       return ReadLike(expression);
     case PG_QUERY__A__EXPR__KIND__AEXPR_ILIKE:
-      Refuse(position, L"ILIKE");
+      return ReadLike(expression);
     case PG_QUERY__A__EXPR__KIND__AEXPR_SIMILAR:
-      Refuse(position, L"SIMILAR TO");
+      return ReadSimilar(expression);
     case PG_QUERY__A__EXPR__KIND__AEXPR_DISTINCT:
-    case PG_QUERY__A__EXPR__KIND__AEXPR_NOT_DISTINCT:
-      Refuse(position, L"IS DISTINCT FROM");
+    case PG_QUERY__A__EXPR__KIND__AEXPR_NOT_DISTINCT: {
+      auto distinct = Operator(position, "is distinct from",
+                               {Read(*expression.lexpr), Read(*expression.rexpr)});
+      return expression.kind == PG_QUERY__A__EXPR__KIND__AEXPR_DISTINCT ? distinct : Not(distinct);
+    }
     case PG_QUERY__A__EXPR__KIND__AEXPR_NULLIF:
       return Call(SqlExpression::Kind::kFunction, position, "nullif",
                   {Read(*expression.lexpr), Read(*expression.rexpr)});
@@ -368,22 +383,43 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
   }
 }
 
-SqlExpressionPtr SqlExpressionReader::ReadLike(const PgQuery__AExpr& expression) const {
-  int position = Place(expression.location);
+// ESCAPE arrives as a function of the grammar's own round the pattern.
+std::vector<SqlExpressionPtr> SqlExpressionReader::ReadPattern(const PgQuery__AExpr& expression,
+                                                               std::string_view escape) const {
   std::vector<SqlExpressionPtr> operands{Read(*expression.lexpr)};
   const PgQuery__Node& right = *expression.rexpr;
-  // ESCAPE arrives as a function of the grammar's own round the pattern.
-  const bool escaped = right.node_case == PG_QUERY__NODE__NODE_FUNC_CALL &&
-                       right.func_call->n_args == 2 && right.func_call->n_funcname == 2 &&
-                       StringOf(*right.func_call->funcname[1]) == "like_escape";
-  if (escaped) {
-    operands.push_back(Read(*right.func_call->args[0]));
-    operands.push_back(Read(*right.func_call->args[1]));
-  } else {
+  const bool isFunction = right.node_case == PG_QUERY__NODE__NODE_FUNC_CALL &&
+                          right.func_call->n_funcname == 2 &&
+                          StringOf(*right.func_call->funcname[1]) == escape;
+  if (!isFunction) {
     operands.push_back(Read(right));
+  } else {
+    for (std::size_t i = 0; i < right.func_call->n_args; ++i)
+      operands.push_back(Read(*right.func_call->args[i]));
+  }
+  return operands;
+}
+
+SqlExpressionPtr SqlExpressionReader::ReadLike(const PgQuery__AExpr& expression) const {
+  const int position = Place(expression.location);
+  std::vector<SqlExpressionPtr> operands = ReadPattern(expression, "like_escape");
+  // Without letter case is in small letters.
+  if (expression.kind == PG_QUERY__A__EXPR__KIND__AEXPR_ILIKE) {
+    const bool isLetter = operands.size() > 2 && operands[2]->literal.text.size() == 1 &&
+                          BaseStringUtil::LowerCase(operands[2]->literal.text[0]) !=
+                              BaseStringUtil::UpperCase(operands[2]->literal.text[0]);
+    if (isLetter) Refuse(operands[2]->position, L"a letter as the ESCAPE of ILIKE");
+    for (SqlExpressionPtr& operand : operands)
+      operand = Call(SqlExpression::Kind::kFunction, operand->position, "lower", {operand});
   }
   auto like = Operator(position, "like", std::move(operands));
-  return StringOf(*expression.name[0]) == "~~" ? like : Not(like);
+  return StringOf(*expression.name[0]).starts_with('!') ? Not(like) : like;
+}
+
+SqlExpressionPtr SqlExpressionReader::ReadSimilar(const PgQuery__AExpr& expression) const {
+  auto similar = Operator(Place(expression.location), "similar to",
+                          ReadPattern(expression, "similar_to_escape"));
+  return StringOf(*expression.name[0]).starts_with('!') ? Not(similar) : similar;
 }
 
 SqlExpressionPtr SqlExpressionReader::ReadMembership(const PgQuery__AExpr& expression) const {
@@ -452,11 +488,44 @@ SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& 
   }
 }
 
+// PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p; descending, of x and 1 -
+// p.
+void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
+                                         SqlExpression& function) const {
+  const SqlSortItem key = ReadSort(*call.agg_order[0]->sort_by);
+  const bool isContinuous = function.name == "percentile_cont";
+  if (call.n_agg_order > 1 || function.arguments.size() != 1 ||
+      (!isContinuous && function.name != "percentile_disc")) {
+    Refuse(function.position, L"WITHIN GROUP of this function, or of several columns");
+  }
+  SqlExpressionPtr fraction = function.arguments[0];
+  if (key.order == kDescending) {
+    if (!isContinuous) Refuse(key.expression->position, L"a descending order of PERCENTILE_DISC");
+    const auto one = Literal(fraction->position, SqlLiteral::Kind::kInteger, L"1");
+    fraction = Operator(fraction->position, "-", {one, fraction});
+  }
+  function.arguments = {key.expression, fraction};
+}
+
+// IIF(c, x, y), and DECODE(a, b, x, ..., y), as the CASE that they are.
+SqlExpressionPtr SqlExpressionReader::AsCase(const SqlExpression& call, bool hasValue) {
+  const std::vector<SqlExpressionPtr>& given = call.arguments;
+  std::vector<SqlExpressionPtr> operands;
+  std::vector<SqlExpressionPtr> results;
+  if (hasValue) operands.push_back(given[0]);
+  std::size_t i = hasValue ? 1 : 0;
+  for (; i + 1 < given.size(); i += 2) {
+    operands.push_back(given[i]);
+    results.push_back(given[i + 1]);
+  }
+  if (i < given.size()) results.push_back(given[i]);
+  operands.insert(operands.end(), results.begin(), results.end());
+  return Operator(call.position, hasValue ? "case" : "case when", std::move(operands));
+}
+
 SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {
   int position = Place(call.location);
-  if (call.agg_filter) Refuse(position, L"FILTER");
-  if (call.agg_within_group) Refuse(position, L"WITHIN GROUP");
-  if (call.n_agg_order) Refuse(position, L"ORDER BY within a function");
+  if (call.n_agg_order && !call.agg_within_group) Refuse(position, L"ORDER BY within a function");
   if (call.func_variadic) Refuse(position, L"VARIADIC");
   // The grammar itself writes the schema of its own functions.
   if (call.n_funcname > 2 || (call.n_funcname == 2 && StringOf(*call.funcname[0]) != "pg_catalog"))
@@ -468,7 +537,22 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
   function->arguments = ReadAll(call.args, call.n_args);
+  if (call.agg_within_group) ReadOrderedSet(call, *function);
+  if (call.agg_filter) {
+    function->filter = Read(*call.agg_filter);
+    // Rows that are left out are a NULL that is not counted.
+    if (function->name == "count" && function->star) {
+      function->star = false;
+      function->arguments = {Literal(position, SqlLiteral::Kind::kInteger, L"1")};
+    }
+  }
   if (call.over) function->over = ReadWindow(*call.over);
+  const std::size_t count = function->arguments.size();
+  if ((function->name == "iif" && count == 3) || (function->name == "decode" && count >= 3)) {
+    if (function->filter || function->over || function->distinct || function->star)
+      Refuse(position, L"FILTER, OVER or DISTINCT of a function that is no aggregate");
+    return AsCase(*function, function->name == "decode");
+  }
   // The grammar's own names for TRIM and for its ends.
   if (function->name == "btrim") function->name = "trim";
   // OVERLAY without FOR replaces as many characters as it puts in.

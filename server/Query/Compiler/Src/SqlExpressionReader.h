@@ -28,11 +28,18 @@ class SqlExpressionReader {
   SqlExpressionPtr ReadCast(const PgQuery__TypeCast& cast) const;
   SqlExpressionPtr ReadName(const PgQuery__ColumnRef& name) const;
   SqlExpressionPtr ReadOperator(const PgQuery__AExpr& expression) const;
+  /// A text, its pattern and perhaps the escape, which stands in a function of the given name.
+  std::vector<SqlExpressionPtr> ReadPattern(const PgQuery__AExpr& expression,
+                                            std::string_view escape) const;
   SqlExpressionPtr ReadLike(const PgQuery__AExpr& expression) const;
+  SqlExpressionPtr ReadSimilar(const PgQuery__AExpr& expression) const;
   SqlExpressionPtr ReadMembership(const PgQuery__AExpr& expression) const;
   SqlExpressionPtr ReadCase(const PgQuery__CaseExpr& expression) const;
   SqlExpressionPtr ReadConnective(const PgQuery__BoolExpr& expression) const;
   SqlExpressionPtr ReadTruthTest(const PgQuery__BooleanTest& test) const;
+  static SqlExpressionPtr AsCase(const SqlExpression& call, bool hasValue);
+  /// What stands in WITHIN GROUP becomes the first argument.
+  void ReadOrderedSet(const PgQuery__FuncCall& call, SqlExpression& function) const;
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
   SqlWindowPtr ReadWindow(const PgQuery__WindowDef& window) const;
   SqlWindow ExtendWindow(const PgQuery__WindowDef& window) const;

@@ -9,24 +9,38 @@ namespace {
 // The bits of the grammar's frame options; it exports no names for them.
 constexpr int kFrameIsWritten = 0x1;
 constexpr int kFrameInRows = 0x4;
-constexpr int kFrameBetween = 0x10;
+constexpr int kFrameInGroups = 0x8;
 constexpr int kFromFirst = 0x20;
 constexpr int kToLast = 0x100;
+constexpr int kFromCurrent = 0x200;
 constexpr int kToCurrent = 0x400;
-constexpr int kFromOffsetPreceding = 0x800;
+constexpr int kFromPreceding = 0x800;
+constexpr int kToPreceding = 0x1000;
+constexpr int kExceptCurrent = 0x8000;
+constexpr int kExceptPeers = 0x10000;
+constexpr int kExceptTies = 0x20000;
 
-SqlWindow::Frame FrameOf(int options) {
-  if (!(options & kFrameIsWritten)) return SqlWindow::Frame::kNone;
-  switch (options & ~(kFrameIsWritten | kFrameBetween)) {
-    case kFrameInRows | kFromFirst | kToLast:
-      return SqlWindow::Frame::kWhole;
-    case kFrameInRows | kFromFirst | kToCurrent:
-      return SqlWindow::Frame::kRunning;
-    case kFrameInRows | kFromOffsetPreceding | kToCurrent:
-      return SqlWindow::Frame::kMoving;
-    default:
-      return SqlWindow::Frame::kOther;
-  }
+WindowFrame FrameOf(int options) {
+  using Bound = WindowFrame::Bound;
+  using Exclusion = WindowFrame::Exclusion;
+  const auto limit = [options](int partition, int current, int preceding) {
+    const Bound bound = options & partition   ? Bound::kPartition
+                        : options & current   ? Bound::kCurrentRow
+                        : options & preceding ? Bound::kPreceding
+                                              : Bound::kFollowing;
+    return WindowFrame::Limit{bound};
+  };
+  WindowFrame frame;
+  frame.unit = options & kFrameInRows     ? WindowFrame::Unit::kRows
+               : options & kFrameInGroups ? WindowFrame::Unit::kGroups
+                                          : WindowFrame::Unit::kRange;
+  frame.from = limit(kFromFirst, kFromCurrent, kFromPreceding);
+  frame.to = limit(kToLast, kToCurrent, kToPreceding);
+  frame.exclusion = options & kExceptCurrent ? Exclusion::kCurrentRow
+                    : options & kExceptPeers ? Exclusion::kPeers
+                    : options & kExceptTies  ? Exclusion::kTies
+                                             : Exclusion::kNone;
+  return frame;
 }
 
 }  // namespace
@@ -76,7 +90,7 @@ SqlWindow SqlExpressionReader::ExtendWindow(const PgQuery__WindowDef& written) c
     const auto refuse = [&](const wchar_t* reason) {
       ThrowPlanError(kWindowNotExtended, position, {Wide(written.refname), reason});
     };
-    if (window.frame != SqlWindow::Frame::kNone)
+    if (window.isFrameWritten)
       refuse(
           L"it has a frame, which belongs to it alone (write OVER and its name without "
           L"parentheses)");
@@ -89,7 +103,9 @@ SqlWindow SqlExpressionReader::ExtendWindow(const PgQuery__WindowDef& written) c
   for (std::size_t i = 0; i < written.n_order_clause; ++i)
     window.orderBy.push_back(ReadSort(*written.order_clause[i]->sort_by));
   window.frame = FrameOf(written.frame_options);
-  if (window.frame == SqlWindow::Frame::kMoving) window.preceding = Read(*written.start_offset);
+  window.isFrameWritten = (written.frame_options & kFrameIsWritten) != 0;
+  if (written.start_offset) window.fromOffset = Read(*written.start_offset);
+  if (written.end_offset) window.toOffset = Read(*written.end_offset);
   return window;
 }
 

@@ -3,11 +3,13 @@
 #include <string>
 
 #include "Compiler.h"
+#include "GrammarThread.h"
 #include "LongNames.h"
 #include "ParsedTree.h"
 #include "PlanError.h"
 #include "SqlComments.h"
 #include "TableLiterals.h"
+#include "TryCasts.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/XeMemory.h"
 
@@ -150,7 +152,8 @@ ParsedTree ParseTree(const std::string& sql) {
   ClaimRoom(text);
 
   ParsedTree tree;
-  GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(pg_query_scan(text.c_str()));
+  GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(
+      GrammarThread::Get().Run([&] { return pg_query_scan(text.c_str()); }));
   if (scan.result.error) ThrowSyntaxError(text, *scan.result.error, scan.result.error->message);
   tree.tokens = UnpackTokens(scan.result);
   DepthBound depth;
@@ -158,9 +161,11 @@ ParsedTree ParseTree(const std::string& sql) {
     depth.Add(tree.tokens->tokens[i]->token, tree.tokens->tokens[i]->start);
 
   ReplaceTableLiterals(text, *tree.tokens);
+  ReplaceTryCasts(text, *tree.tokens);
   const LongNames names(text, *tree.tokens);
   GrammarResult<PgQueryProtobufParseResult, pg_query_free_protobuf_parse_result> parse(
-      pg_query_parse_protobuf(names.GetShortenedSql().c_str()));
+      GrammarThread::Get().Run(
+          [&] { return pg_query_parse_protobuf(names.GetShortenedSql().c_str()); }));
   if (parse.result.error) ThrowSyntaxError(names, *parse.result.error);
   tree.statements.reset(pg_query__parse_result__unpack(
       nullptr, parse.result.parse_tree.len,
@@ -186,8 +191,8 @@ std::vector<Statement> SplitStatements(const std::string& text) {
   const ScannableSql blanked = MakeScannable(text, kMaxDepth);
   ClaimRoom(text);
   const bool scannable = text.find('\0') == std::string::npos && !blanked.longRun;
-  GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(
-      pg_query_scan(scannable ? blanked.text.c_str() : ""));
+  GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(GrammarThread::Get().Run(
+      [&] { return pg_query_scan(scannable ? blanked.text.c_str() : ""); }));
   if (!scannable || scan.result.error) {
     std::size_t first = text.find_first_not_of(" \t\n\r\f");
     if (first != std::string::npos)

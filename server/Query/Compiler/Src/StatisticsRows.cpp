@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "AggregateRows.h"
 #include "NodeProber.h"
 #include "PlanError.h"
@@ -16,6 +18,58 @@ const AggregateShape kStddev{
     Distinct::kRefused,
     XeUnknown,
     {{Rule::kDouble}}};
+
+template <bool isSample>
+const AggregateShape kVariance{
+    [](AggregateCall& call) { return MakeNode<Variance>(call, false, isSample); },
+    Distinct::kRefused,
+    XeUnknown,
+    {{Rule::kDouble}}};
+
+/// The value of an argument that is a number without columns. The error of that code at its place
+/// for one that is computed anew each time.
+PlanConstant ReadNumber(std::unique_ptr<RExpression> number, int code) {
+  const int position = number->GetSourcePosition();
+  const XeRecordMetaData noColumns;
+  XeAListStream stream(&noColumns, nullptr);
+  MetaDataInfo info;
+  const auto value = EvaluateConstant(*BindTree(std::move(number), &stream, info));
+  if (!value) ThrowPlanError(code, position, {L"a computed value"});
+  return *value;
+}
+
+/// The number that says which quantile is meant. Error 58047 at its place for any that is no
+/// fraction from 0 to 1; NaN for NULL.
+float64 ReadFraction(std::unique_ptr<RExpression> number) {
+  const int position = number->GetSourcePosition();
+  const PlanConstant value = ReadNumber(std::move(number), kNoFraction);
+  if (value.IsNull()) return std::numeric_limits<float64>::quiet_NaN();
+  const auto fraction = value.IsText() ? std::nullopt : ConvertConstant(value, XeDoubleData);
+  const auto* const known = fraction ? std::get_if<float64>(&fraction->value) : nullptr;
+  if (known == nullptr || !(*known >= 0 && *known <= 1))
+    ThrowPlanError(kNoFraction, position, {std::get<XeString>(ConstantAsText(value).value)});
+  return *known;
+}
+
+template <bool isContinuous>
+const AggregateShape kQuantile{.Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
+                                 return MakeNode<Quantile>(call, false,
+                                                           ReadFraction(std::move(call.numbers[0])),
+                                                           isContinuous);
+                               },
+                               .distinct = Distinct::kRefused,
+                               .wideInteger = XeUnknown,
+                               .results = {{Rule::kDouble}},
+                               .arguments = "xn",
+                               .heldBytes = sizeof(float64)};
+
+template <PairStatistic::Kind kind>
+const AggregateShape kPairStatistic{
+    [](AggregateCall& call) { return MakeNode<PairStatistic>(call, false, kind); },
+    Distinct::kRefused,
+    XeUnknown,
+    {{Rule::kDouble}},
+    "yx"};
 
 // PostgreSQL's order: y stands before x, which is the node's first column.
 template <class Node>
@@ -77,17 +131,13 @@ void WidenForRegression(TypedArguments& columns) {
 uint32 ReadDegree(std::unique_ptr<RExpression> number) {
   constexpr int kDegreeNotAllowed = 59166;
   const int position = number->GetSourcePosition();
-  const XeRecordMetaData noColumns;
-  XeAListStream stream(&noColumns, nullptr);
-  MetaDataInfo info;
-  const auto value = EvaluateConstant(*BindTree(std::move(number), &stream, info));
-  if (!value) ThrowPlanError(kDegreeNotAllowed, position, {L"a computed value"});
-  if (value->IsNull()) ThrowPlanError(kDegreeNotAllowed, position, {L"NULL"});
-  const bool isInteger = value->type == XeInt4Data || value->type == XeUInt4Data;
-  const auto whole = isInteger ? ConvertConstant(*value, XeUInt4Data) : std::nullopt;
+  const PlanConstant value = ReadNumber(std::move(number), kDegreeNotAllowed);
+  if (value.IsNull()) ThrowPlanError(kDegreeNotAllowed, position, {L"NULL"});
+  const bool isInteger = value.type == XeInt4Data || value.type == XeUInt4Data;
+  const auto whole = isInteger ? ConvertConstant(value, XeUInt4Data) : std::nullopt;
   const uint32 degree = whole ? std::get<uint32>(whole->value) : 0;
   if (degree < 1 || degree > TrendlineParameter::kMostDegrees)
-    ThrowPlanError(kDegreeNotAllowed, position, {std::get<XeString>(ConstantAsText(*value).value)});
+    ThrowPlanError(kDegreeNotAllowed, position, {std::get<XeString>(ConstantAsText(value).value)});
   return degree;
 }
 
@@ -171,6 +221,66 @@ void AppendStatisticsRows(std::vector<FunctionRow>& rows) {
   add("stddev_pop", 1, "STDDEV_POP(x)", "Stddev", "a number", "DOUBLE", kSkipsNulls,
       "The same of the whole population: 0 of a single value.",
       "SELECT ROUND(STDDEV_POP(temp_max), 4) FROM \"seattle-weather\"", "7.3472", kStddev<false>);
+  add("var_samp", 1, "VAR_SAMP(x)", "Variance", "a number", "DOUBLE",
+      "NULLs are left out; NULL of fewer than two values",
+      "The variance of a sample, about a mean that moves with each value, so that values that are "
+      "large "
+      "beside their deviation cost no digits.",
+      "SELECT ROUND(VAR_SAMP(temp_max), 4) FROM \"seattle-weather\"", "54.0189", kVariance<true>);
+  rows.push_back(Alias(rows.back(), "variance", "VARIANCE(x)",
+                       "SELECT ROUND(VARIANCE(temp_max), 4) FROM \"seattle-weather\""));
+  add("var_pop", 1, "VAR_POP(x)", "Variance", "a number", "DOUBLE", kSkipsNulls,
+      "The same of the whole population: 0 of a single value.",
+      "SELECT ROUND(VAR_POP(temp_max), 4) FROM \"seattle-weather\"", "53.982", kVariance<false>);
+  add("percentile_cont", 2, "PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x [DESC])", "Quantile",
+      "a fraction from 0 to 1, the same in every row; a number", "DOUBLE", kSkipsNulls,
+      "The value at that fraction of the way from the first to the last, between two of them as on "
+      "a "
+      "line. The values of a group are held in memory.",
+      "SELECT PERCENTILE_CONT(0.95) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
+      "28.9", kQuantile<true>);
+  rows.push_back(Alias(rows.back(), "quantile_cont", "QUANTILE_CONT(x, p)",
+                       "SELECT QUANTILE_CONT(temp_max, 0.95) FROM \"seattle-weather\""));
+  add("percentile_disc", 2, "PERCENTILE_DISC(p) WITHIN GROUP (ORDER BY x)", "Quantile",
+      "a fraction from 0 to 1, the same in every row; a number", "DOUBLE", kSkipsNulls,
+      "The first value of which at least that fraction of the values is no greater.",
+      "SELECT PERCENTILE_DISC(0.5) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
+      "15.6", kQuantile<false>);
+  rows.push_back(Alias(rows.back(), "quantile", "QUANTILE(x, p)",
+                       "SELECT QUANTILE(temp_max, 0.5) FROM \"seattle-weather\""));
+  using Pair = PairStatistic::Kind;
+  const auto addPair = [&](const char* name, const char* form, const char* description,
+                           const char* example, const char* result, const AggregateShape& shape) {
+    add(name, 2, form, "PairStatistic", kTwoNumbers, "DOUBLE",
+        "a row with a NULL is left out; NULL when no row is left", description, example, result,
+        shape);
+  };
+  addPair("covar_pop", "COVAR_POP(y, x)", "The covariance of a whole population.",
+          "SELECT ROUND(COVAR_POP(temp_max, temp_min), 4) FROM \"seattle-weather\"", "32.3064",
+          kPairStatistic<Pair::kCovariance>);
+  addPair("regr_intercept", "REGR_INTERCEPT(y, x)",
+          "The line of y on x by least squares at x = 0; NULL where x is the same in every row.",
+          "SELECT ROUND(REGR_INTERCEPT(temp_max, temp_min), 2) FROM \"seattle-weather\"", "5.89",
+          kPairStatistic<Pair::kIntercept>);
+  addPair("regr_r2", "REGR_R2(y, x)",
+          "The square of the correlation: 1 where y is the same in every row, NULL where x is.",
+          "SELECT ROUND(REGR_R2(temp_max, temp_min), 4) FROM \"seattle-weather\"", "0.7668",
+          kPairStatistic<Pair::kDetermination>);
+  addPair("regr_avgx", "REGR_AVGX(y, x)", "The average of x.",
+          "SELECT ROUND(REGR_AVGX(temp_max, temp_min), 4) FROM \"seattle-weather\"", "8.2348",
+          kPairStatistic<Pair::kAverageX>);
+  addPair("regr_avgy", "REGR_AVGY(y, x)", "The average of y.",
+          "SELECT ROUND(REGR_AVGY(temp_max, temp_min), 4) FROM \"seattle-weather\"", "16.4391",
+          kPairStatistic<Pair::kAverageY>);
+  addPair("regr_sxx", "REGR_SXX(y, x)", "The sum of the squared deviations of x.",
+          "SELECT ROUND(REGR_SXX(temp_max, temp_min), 2) FROM \"seattle-weather\"", "36836.63",
+          kPairStatistic<Pair::kSumXX>);
+  addPair("regr_syy", "REGR_SYY(y, x)", "The sum of the squared deviations of y.",
+          "SELECT ROUND(REGR_SYY(temp_max, temp_min), 2) FROM \"seattle-weather\"", "78867.66",
+          kPairStatistic<Pair::kSumYY>);
+  addPair("regr_sxy", "REGR_SXY(y, x)", "The sum of the products of both deviations.",
+          "SELECT ROUND(REGR_SXY(temp_max, temp_min), 2) FROM \"seattle-weather\"", "47199.58",
+          kPairStatistic<Pair::kSumXY>);
   add("covar_samp", 2, "COVAR_SAMP(y, x)", "Covariance", kTwoNumbers, "DOUBLE",
       "a row with a NULL is left out; NULL of one row with values, but 0 of none",
       "The covariance of a sample.",

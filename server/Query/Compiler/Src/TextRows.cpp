@@ -19,6 +19,12 @@ std::unique_ptr<RExpression> MakeLength(const TypedExpression&, Operands& o) {
   return std::make_unique<Length>(o[0].release(), ExpressionVector(), keepsBlanks);
 }
 
+/// SUBSTRING from a position, or a part of the text that matches a pattern.
+std::unique_ptr<RExpression> MakeSubStringFrom(const TypedExpression& call, Operands& o) {
+  const bool isPattern = SUXeDataTypeUtility::IsXeTextType(call.arguments[1]->type);
+  return isPattern ? MakeSubStringOfPattern(call, o) : MakeFunction<SubString>(call, o);
+}
+
 /// The grammar turns POSITION(a IN b) round.
 std::unique_ptr<RExpression> MakePosition(const TypedExpression&, Operands& o) {
   auto node = std::make_unique<Position>(o[1].get(), ExpressionVector{o[0].get()});
@@ -109,6 +115,7 @@ void AppendTextRows(std::vector<FunctionRow>& rows) {
   FunctionRow substringFrom = substring;
   substringFrom.argumentCount = 2;
   substringFrom.form = "SUBSTRING(s FROM start)";
+  substringFrom.make = MakeSubStringFrom;
   substringFrom.description =
       "The rest from a position on. Of the empty text it is an error, as its length is 0.";
   substringFrom.example = "SELECT SUBSTRING('abcdef' FROM 4)";

@@ -110,7 +110,7 @@ TypedExpressionPtr CastTyped(TypedExpressionPtr argument, const SqlTypeName& tar
     if (SUXeDataTypeUtility::IsXeTextType(target.type)) argument = TruthAsText(argument);
     if (IsNumber(target.type)) argument = ConvertTyped(argument, XeInt4Data);
   }
-  const FunctionRow& row = *FindOperator("cast", 1);
+  const FunctionRow& row = *FindOperator(target.isTry ? "try_cast" : "cast", 1);
   TypedArguments arguments{std::move(argument)};
   row.prepare(arguments);
   return SettleCall(row, std::move(arguments), position, target);

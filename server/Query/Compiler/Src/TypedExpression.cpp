@@ -100,9 +100,15 @@ TypedArgumentSpan ColumnsOf(const TypedExpression& aggregate) {
   return TypedArgumentSpan(aggregate.arguments).first(aggregate.aggregate->columns);
 }
 
+TypedArgumentSpan FrameColumnsOf(const TypedExpression& aggregate) {
+  const TypedAggregate& call = *aggregate.aggregate;
+  return TypedArgumentSpan(aggregate.arguments).subspan(call.columns, call.frameColumns);
+}
+
 TypedArgumentSpan PartitionKeysOf(const TypedExpression& aggregate) {
   const TypedAggregate& call = *aggregate.aggregate;
-  return TypedArgumentSpan(aggregate.arguments).subspan(call.columns, call.partitionKeys);
+  return TypedArgumentSpan(aggregate.arguments)
+      .subspan(call.columns + call.frameColumns, call.partitionKeys);
 }
 
 TypedArgumentSpan OrderKeysOf(const TypedExpression& aggregate) {
@@ -157,8 +163,8 @@ bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
   const TypedAggregate& y = *b.aggregate;
   return a.function == b.function && x.distinct == y.distinct && x.word == y.word &&
          x.orders == y.orders && x.columns == y.columns && x.partitionKeys == y.partitionKeys &&
-         x.rowOrders == y.rowOrders && AreSameArguments(a.arguments, b.arguments) &&
-         AreSameArguments(x.numbers, y.numbers);
+         x.rowOrders == y.rowOrders && x.frame == y.frame &&
+         AreSameArguments(a.arguments, b.arguments) && AreSameArguments(x.numbers, y.numbers);
 }
 
 bool ContainsAggregate(const TypedExpression& expression) {

@@ -9,6 +9,7 @@
 #include "PlanConstant.h"
 #include "Utility/ExecutionParameter.h"
 #include "Utility/JSonValuesHolder.h"
+#include "WindowFrame.h"
 
 namespace sqxer {
 
@@ -39,11 +40,16 @@ struct TypedAggregate {
   /// The order of each column, where it ranks the rows by them.
   std::vector<SortOrder_t> orders;
 
-  /// How many of the arguments are columns, and how many behind them keys of partitions. The rest
-  /// are the keys of the order in which it takes the rows, with their directions.
+  /// How many of the arguments are columns, how many behind them what a frame reads, and how many
+  /// behind those keys of partitions. The rest are the keys of the order in which it takes the
+  /// rows, with their directions.
   std::size_t columns = 0;
+  std::size_t frameColumns = 0;
   std::size_t partitionKeys = 0;
   std::vector<RowOrder> rowOrders;
+  /// With OVER: that of a function which is computed over frames; its fields are positions among
+  /// the columns of the frame.
+  std::optional<WindowFrame> frame;
 };
 
 /// An expression with its names resolved and its type known. The operators themselves were asked
@@ -116,6 +122,7 @@ TypedExpressionPtr WithoutWidening(const TypedExpressionPtr& expression);
 using TypedArgumentSpan = std::span<const TypedExpressionPtr>;
 /// The arguments of an aggregate by what they are; without OVER there are only columns.
 TypedArgumentSpan ColumnsOf(const TypedExpression& aggregate);
+TypedArgumentSpan FrameColumnsOf(const TypedExpression& aggregate);
 TypedArgumentSpan PartitionKeysOf(const TypedExpression& aggregate);
 TypedArgumentSpan OrderKeysOf(const TypedExpression& aggregate);
 

@@ -5,38 +5,46 @@
 #include <map>
 
 #include "ExpressionTyper.h"
+#include "NearNames.h"
+#include "NodeProber.h"
 #include "PlanError.h"
 
 namespace sqxer {
 namespace {
 
-using Frame = SqlWindow::Frame;
+using Bound = WindowFrame::Bound;
+using Unit = WindowFrame::Unit;
 
-bool TakesFrame(const FunctionRow& row, const SqlWindow& window) {
-  switch (row.windowForm) {
-    case WindowForm::kGroup:
-      return window.frame == Frame::kWhole ||
-             (window.frame == Frame::kNone && window.orderBy.empty());
-    case WindowForm::kRunning:
-      return window.frame == Frame::kRunning;
-    case WindowForm::kMoving:
-      return window.frame == Frame::kMoving;
-    default:
-      return window.frame == Frame::kNone;
-  }
+/// Whether the rows of a frame end at the current one, and are told by their number alone.
+bool EndsAtRow(const WindowFrame& frame) {
+  return frame.unit == Unit::kRows && frame.to.bound == Bound::kCurrentRow &&
+         frame.exclusion == WindowFrame::Exclusion::kNone;
 }
 
-/// The functions that have a form of windows.
-XeString NamesOf(WindowForm form) {
-  XeString names;
-  std::string_view last;
-  for (const FunctionRow& row : FunctionTable()) {
-    if (row.kind != FunctionRow::Kind::kWindow || row.windowForm != form || row.name == last)
-      continue;
-    names += (names.empty() ? L"" : L", ") + UpperName(row.name);
-    last = row.name;
+/// Whether the frame of each row is the partition.
+bool IsPartition(const SqlWindow& window) {
+  // Without an order all rows are peers.
+  const bool arePeers = window.frame.unit != Unit::kRows && window.orderBy.empty();
+  const auto isEnd = [arePeers](const WindowFrame::Limit& limit) {
+    return limit.bound == Bound::kPartition || (arePeers && limit.bound == Bound::kCurrentRow);
+  };
+  return isEnd(window.frame.from) && isEnd(window.frame.to) &&
+         window.frame.exclusion == WindowFrame::Exclusion::kNone;
+}
+
+bool TakesFrame(const FunctionRow& row, const SqlExpression& call) {
+  const WindowFrame& frame = call.over->frame;
+  switch (row.windowForm) {
+    case WindowForm::kRunning:
+      return EndsAtRow(frame) && frame.from.bound == Bound::kPartition && !call.distinct;
+    case WindowForm::kMoving:
+      return EndsAtRow(frame) && frame.from.bound == Bound::kPreceding && !call.distinct;
+    case WindowForm::kRankByArgument:
+    case WindowForm::kPartition:
+      return !call.over->isFrameWritten;
+    default:
+      return true;
   }
-  return names;
 }
 
 /// How many arguments functions take, such as "2 or 3 arguments" or "1 argument or *".
@@ -75,9 +83,27 @@ TypedExpressionPtr AnyValue(XeDataType type, int position) {
 
 }  // namespace
 
+namespace {
+
+/// Error 58004, with the names that are nearest.
+[[noreturn]] void ThrowUnknownFunction(const SqlExpression& call) {
+  std::vector<std::string_view> names;
+  for (const FunctionRow& row : FunctionTable()) {
+    if (row.kind != FunctionRow::Kind::kOperator && row.kind != FunctionRow::Kind::kForm)
+      names.push_back(row.name);
+  }
+  XeString advice;
+  for (const std::string_view near : FindNearNames(call.name, names))
+    advice += (advice.empty() ? L": did you mean " : L" or ") + UpperName(near);
+  advice = advice.empty() ? XeString(kFunctionsAreListed) : advice + L"?";
+  ThrowPlanError(kNoSuchFunction, call.position, {L"function", Wide(call.name), advice});
+}
+
+}  // namespace
+
 const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& call) {
   std::vector<const FunctionRow*> rows = FindFunctions(call.name);
-  if (rows.empty()) ThrowPlanError(kNoSuchFunction, call.position, {L"function", Wide(call.name)});
+  if (rows.empty()) ThrowUnknownFunction(call);
   const XeString name = UpperName(call.name);
   const auto keepOrRefuse = [&](const auto& fits, PlanErrorCode code, const auto&... details) {
     std::erase_if(rows, [&](const FunctionRow* row) { return !fits(*row); });
@@ -93,9 +119,9 @@ const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& call) {
   keepOrRefuse([&](const FunctionRow& row) { return row.Takes(count, call.star); }, kArgumentCount,
                CountsOf(rows), call.star ? XeString(L"*") : std::to_wstring(count));
   if (call.over)
-    keepOrRefuse([&](const FunctionRow& row) { return TakesFrame(row, *call.over); }, kNoSuchFrame,
-                 NamesOf(WindowForm::kRunning), NamesOf(WindowForm::kMoving));
-  return *rows.front();
+    keepOrRefuse([&](const FunctionRow& row) { return TakesFrame(row, call); }, kNoSuchFrame);
+  // Behind the aggregate over any frame stands what computes the very frame that is written.
+  return *(call.over ? rows.back() : rows.front());
 }
 
 void ExpressionTyper::TypeWindow(const SqlExpression& expression, const Clause& clause,
@@ -103,14 +129,24 @@ void ExpressionTyper::TypeWindow(const SqlExpression& expression, const Clause& 
   const SqlWindow& window = *expression.over;
   TypedArguments& arguments = aggregate.arguments;
   const WindowForm form = aggregate.function->windowForm;
-  const bool takesRowsInOrder =
-      form == WindowForm::kGroup || form == WindowForm::kRunning || form == WindowForm::kMoving;
-  if (form == WindowForm::kMoving) call.numbers.push_back(WindowSize(*window.preceding));
+  const bool takesRowsInOrder = form <= WindowForm::kFramed;
+  if (form == WindowForm::kMoving) call.numbers.push_back(WindowSize(*window.fromOffset, 1));
+  if (form == WindowForm::kInOrder && !call.numbers.empty())
+    call.numbers.back() = WindowSize(*expression.arguments.back(), 0);
   if (!takesRowsInOrder) TypeRank(expression, clause, *aggregate.function, arguments, call.orders);
+  const bool isFramed =
+      form == WindowForm::kFramed || (form == WindowForm::kGroup && !IsPartition(window));
   // What reads no column of the rows still counts them.
-  if (arguments.empty() && form != WindowForm::kGroup)
+  if (arguments.empty() && form != WindowForm::kGroup && form != WindowForm::kFramed)
     arguments.push_back(MakeTypedConstant({XeInt4Data, int32{1}}, expression.position));
   call.columns = arguments.size();
+  const WindowFrame frame = TypeFrame(window, clause, arguments);
+  if (isFramed) {
+    call.frame = frame;
+    call.frameColumns = arguments.size() - call.columns;
+  } else {
+    arguments.resize(call.columns);
+  }
 
   for (const SqlExpressionPtr& key : window.partitionBy) arguments.push_back(TypeKey(*key, clause));
   call.partitionKeys = window.partitionBy.size();
@@ -180,15 +216,90 @@ void ExpressionTyper::TypeRankKeys(const std::vector<SqlSortItem>& keys, const C
   }
 }
 
-TypedExpressionPtr ExpressionTyper::WindowSize(const SqlExpression& preceding) const {
-  constexpr const wchar_t* kClause = L"ROWS n PRECEDING";
+WindowFrame ExpressionTyper::TypeFrame(const SqlWindow& window, const Clause& clause,
+                                       TypedArguments& columns) const {
+  WindowFrame frame = window.frame;
+  if (frame.unit == Unit::kGroups && window.orderBy.empty())
+    ThrowPlanError(kFrameOrder, window.position, {L"GROUPS", L"an ORDER BY"});
+  if (frame.IsRangeOfValues()) {
+    TypeRange(window, clause, frame, columns);
+    return frame;
+  }
+  const auto read = [&](const SqlExpressionPtr& offset, WindowFrame::Limit& limit) {
+    if (!offset) return;
+    const wchar_t* const unit = frame.unit == Unit::kRows ? L"ROWS" : L"GROUPS";
+    const std::optional<uint64> count = ReadRowCount(*offset, unit);
+    if (!count) ThrowPlanError(kLimitNotConstant, offset->position, {unit});
+    limit.offset = *count;
+  };
+  read(window.fromOffset, frame.from);
+  read(window.toOffset, frame.to);
+  return frame;
+}
+
+// The values at both ends are computed for each row like any expression, in a type that holds
+// them: the executor has to compare them with keys, and no more.
+void ExpressionTyper::TypeRange(const SqlWindow& window, const Clause& clause, WindowFrame& frame,
+                                TypedArguments& columns) const {
+  const auto refuse = [](int position) {
+    ThrowPlanError(kFrameOrder, position,
+                   {L"RANGE with a distance", L"an ORDER BY of one key, which is a number"});
+  };
+  if (window.orderBy.size() != 1) refuse(window.position);
+  const SqlSortItem& item = window.orderBy[0];
+  TypedExpressionPtr key = Widened(TypeKey(*item.expression, clause));
+  const bool isDouble = key->type == XeDoubleData;
+  if (!isDouble && key->type != XeInt4Data && key->type != XeUInt4Data &&
+      key->type != XeNumericData)
+    refuse(item.expression->position);
+  const XeDataType type = isDouble ? XeDoubleData : XeNumericData;
+  key = ConvertTyped(key, type);
+  const std::size_t first = columns.size();
+  const auto add = [&](const TypedExpressionPtr& column) {
+    columns.push_back(column);
+    return static_cast<uint16>(columns.size() - 1 - first);
+  };
+  frame.key = add(key);
+  frame.order = item.order;
+  frame.nulls = item.nulls;
+  const auto addEnd = [&](const SqlExpressionPtr& offset, WindowFrame::Limit& limit) {
+    if (!offset) return;
+    const bool isBelow = (limit.bound == Bound::kPreceding) == (item.order == kAscending);
+    limit.value = add(MakeCall(*FindOperator(isBelow ? "-" : "+", 2),
+                               {key, ReadDistance(*offset, type)}, offset->position));
+  };
+  addEnd(window.fromOffset, frame.from);
+  addEnd(window.toOffset, frame.to);
+}
+
+TypedExpressionPtr ExpressionTyper::ReadDistance(const SqlExpression& offset,
+                                                 XeDataType type) const {
+  const auto refuse = [&] { ThrowPlanError(kFrameOffset, offset.position, {}); };
+  if (NamesColumn(offset)) refuse();
+  TypedExpressionPtr distance = Widened(TypeWithoutColumns(offset, {L"RANGE"}));
+  if (!distance->IsConstant()) {
+    if (const std::optional<PlanConstant> value = EvaluateWithoutColumns(*distance))
+      distance = MakeTypedConstant(*value, distance->position);
+  }
+  std::optional<PlanConstant> number;
+  if (distance->IsConstant() && !distance->IsTextConstant() && distance->type != XeBoolean)
+    number = ConvertConstant(distance->constant, type);
+  if (!number || number->IsNull()) refuse();
+  const float64* const inDouble = std::get_if<float64>(&number->value);
+  const VelmarNumber* const exact = std::get_if<VelmarNumber>(&number->value);
+  if (!(inDouble ? *inDouble >= 0 : exact && !exact->isNegative())) refuse();
+  return MakeTypedConstant(*number, offset.position);
+}
+
+TypedExpressionPtr ExpressionTyper::WindowSize(const SqlExpression& rows, uint64 more) const {
+  constexpr const wchar_t* kClause = L"the size of a window";
   constexpr auto kMost = static_cast<uint64>(std::numeric_limits<int32>::max());
-  const std::optional<uint64> rows = ReadRowCount(preceding, kClause);
-  if (!rows) ThrowPlanError(kLimitNotConstant, preceding.position, {kClause});
+  const std::optional<uint64> count = ReadRowCount(rows, kClause);
+  if (!count) ThrowPlanError(kLimitNotConstant, rows.position, {kClause});
   // The node makes room for the whole window at once.
-  const uint64 most = scope_.GetSchema() ? scope_.GetSchema()->mostRows : 0;
-  return MakeTypedConstant({XeInt4Data, static_cast<int32>(std::min({*rows, most, kMost - 1}) + 1)},
-                           preceding.position);
+  const uint64 most = std::min(scope_.GetSchema() ? scope_.GetSchema()->mostRows + 1 : 1, kMost);
+  return MakeTypedConstant({XeInt4Data, static_cast<int32>(std::min(*count, most - more) + more)},
+                           rows.position);
 }
 
 }  // namespace sqxer

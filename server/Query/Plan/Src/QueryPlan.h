@@ -11,6 +11,7 @@
 #include "SQXERExpression.h"
 #include "Utility/JSonValuesHolder.h"
 #include "Utility/KeySet.h"
+#include "WindowFrame.h"
 
 namespace sqxer {
 
@@ -36,6 +37,9 @@ struct PlanAggregate {
   int position = 0;
   /// What it holds of each row of a group until the group ends.
   uint32 heldBytes = 0;
+  /// Of a window's function: it gives each row a result over these rows, whose fields are those of
+  /// the window record. It is a WindowFunction, or an aggregate that is driven over each frame.
+  std::optional<WindowFrame> frame;
 };
 
 /// A sort key of the result: a column of the result record.
@@ -56,8 +60,8 @@ struct PlanWindow {
   /// that are equal in it, and all when it is empty, keep the order in which they came.
   std::vector<PlanSortKey> order;
   /// They read the window record by position. A cumulative one gives the result of a row at once,
-  /// another functional one after the group's last row, and one that has a result per group gives
-  /// it to every row of the group.
+  /// another functional one and one with a frame after the group's last row, and one that has a
+  /// result per group gives it to every row of the group.
   std::vector<PlanAggregate> functions;
 };
 

@@ -11,7 +11,9 @@ namespace {
 TEST(FunctionTable, NoSignatureStandsTwiceAndEveryOneMakesItsNode) {
   std::set<std::tuple<std::string_view, int, WindowForm>> signatures;
   for (const FunctionRow& row : FunctionTable()) {
-    EXPECT_TRUE(signatures.insert({row.name, row.argumentCount, row.windowForm}).second)
+    // Operators of other types, and forms that are only described, may share a name.
+    const bool isShared = row.accepts != nullptr || row.kind == FunctionRow::Kind::kForm;
+    EXPECT_TRUE(isShared || signatures.insert({row.name, row.argumentCount, row.windowForm}).second)
         << row.form;
     using enum FunctionRow::Kind;
     EXPECT_EQ(row.make != nullptr, row.kind == kOperator || row.kind == kFunction) << row.form;

@@ -63,9 +63,9 @@ SELECT i FROM t, t => @17 more than one table in FROM ;; VALUES (1) => @0 VALUES
 SELECT (SELECT 1) => @7 a subquery ;; WITH a AS (SELECT 1) SELECT 1 => @0 WITH
 SELECT i INTO x => @9 INTO ;; SELECT => @0 an empty select list
 SELECT 1 INTERSECT SELECT 2 => @9 INTERSECT ;; SELECT 1 EXCEPT SELECT 2 => @9 EXCEPT
-SELECT SUM(1) FILTER (WHERE b) => @7 FILTER
+SELECT MODE() WITHIN GROUP (ORDER BY i) => @7 WITHIN GROUP of this function, or of several columns
 SELECT SUM(i ORDER BY j) => @7 ORDER BY within a function ;; SELECT i FROM ONLY t => @19 ONLY
-SELECT 1 GROUP BY ROLLUP (i) => @18 GROUPING SETS, ROLLUP or CUBE ;; SELECT s ILIKE 'x' => @9 ILIKE
+SELECT 1 GROUP BY ROLLUP (i) => @18 GROUPING SETS, ROLLUP or CUBE
 SELECT 1 GROUP BY DISTINCT i => @9 GROUP BY DISTINCT ;; SELECT DISTINCT ON (i) i => @7 DISTINCT ON
 SELECT 1 FOR UPDATE => @9 FOR UPDATE or FOR SHARE ;; SELECT 1 = ANY ($1) => @9 ANY or ALL of an array
 SELECT 1 ORDER BY 1 FETCH FIRST 2 ROWS WITH TIES => @44 WITH TIES
@@ -87,7 +87,7 @@ t.i FROM t AS x => 58016 @7: the query reads no table of this name: "t"
 dup FROM t => 58015 @7: this name is ambiguous, it may mean "Dup", "DUP": "dup"
 * => 58021 @7: * needs a table, add FROM
 i => 58022 @7: there is no column without a table, add FROM: "i"
-1 ^ 2 => 58004 @9: there is no operator of this name (--functions lists what there is): "^"
+1 @@ 2 => 58004 @9: there is no operator "@@" (--functions lists what there is)
 DISTINCT i FROM t ORDER BY j => 58019 @34: SELECT DISTINCT can only be sorted by what it selects
 'abc' + 1 => 58010 @7: this text does not read as INTEGER: "abc"
 1e400 => 58011 @7: this number is beyond the range of DOUBLE: 1e400

@@ -6,6 +6,7 @@
 #include "TableError.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/DateTimeMetaData.h"
+#include "Utility/JsonText.h"
 #include "Utility/NumberText.h"
 #include "VectorBuilder.h"
 
@@ -21,26 +22,6 @@ class JsonPart {
 using JsonPartPtr = std::unique_ptr<const JsonPart>;
 
 JsonPartPtr MakePart(const ArrowView& view, const ArrowReading& reading);
-
-void AppendQuoted(std::string_view utf8, std::string& out) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  out += '"';
-  for (const char c : utf8) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (c == '\n') {
-      out += "\\n";
-    } else if (static_cast<uint8>(c) < ' ') {
-      out += "\\u00";
-      out += kDigits[c >> 4];
-      out += kDigits[c & 15];
-    } else {
-      out += c;
-    }
-  }
-  out += '"';
-}
 
 class JsonLeaf final : public JsonPart {
  public:
@@ -73,10 +54,11 @@ class JsonLeaf final : public JsonPart {
     const uint64 length = texts.GetOffset(entry + 1) - start;
     if (texts.form == ColumnForm::kText8) {
       const uint8* const characters = texts.values + start;
-      AppendQuoted(BaseStringUtil::StringToUtf8(XeString(characters, characters + length)), out);
+      JSon::AppendText(BaseStringUtil::StringToUtf8(XeString(characters, characters + length)),
+                       out);
     } else {
       const auto* const characters = reinterpret_cast<const wchar_t*>(texts.values) + start;
-      AppendQuoted(BaseStringUtil::StringToUtf8({characters, length}), out);
+      JSon::AppendText(BaseStringUtil::StringToUtf8({characters, length}), out);
     }
   }
 
@@ -160,7 +142,7 @@ class JsonStruct final : public JsonNested {
     for (std::size_t i = 0; i < view.field->children.size(); ++i) {
       const ArrowView child = OpenArrowChild(view, i, view.first, view.rows, reading);
       std::string key;
-      AppendQuoted(BaseStringUtil::StringToUtf8(child.field->name), key);
+      JSon::AppendText(BaseStringUtil::StringToUtf8(child.field->name), key);
       members_.push_back({std::move(key), MakePart(Mask(child), reading)});
     }
   }
@@ -331,7 +313,7 @@ class JsonMap final : public JsonNested {
       if (key.starts_with('"')) {
         out += key;
       } else {
-        AppendQuoted(key, out);
+        JSon::AppendText(key, out);
       }
       out += ':';
       values_->Append(pair, out);

@@ -14,6 +14,7 @@ enum EngineErrorCode {
   kUnexpectedNull = 57101,
   kResultTooLong = 57102,
   kResultType = 57103,
+  kFrameTooLarge = 57104,
   kCancelled = 57110,
   kNoExpression = 57111,
   kOtherColumns = 57112,

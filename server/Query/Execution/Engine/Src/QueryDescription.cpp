@@ -106,8 +106,13 @@ std::vector<XeString> QueryRun::Describe() {
     for (WindowRun& window : windows_->GetWindows()) description.AddWindow(window);
   }
   const auto hidden = static_cast<std::size_t>(plan_.visibleOutputs);
-  const BatchMarks outputMarks =
-      windows_ && !HaveWindowsBatches() ? BatchMarks::kNone : MarksOf(scan_);
+  if (IsGrouped()) {
+    // As it is where all groups are in memory.
+    scan_.SetRows(&groups_, nullptr);
+    PrepareWindows();
+  }
+  const bool haveBatches = !windows_ || windows_->AreImmediate() || windows_->CanTakeBatches();
+  const BatchMarks outputMarks = haveBatches ? MarksOf(scan_) : BatchMarks::kNone;
   for (std::size_t i = 0; i < outputs_.size(); ++i) {
     description.Add(i < hidden ? L"output " + outputs_[i].GetColumn().name : L"sort key");
     description.AddTree(outputs_[i].GetTree(), outputMarks);

@@ -13,7 +13,7 @@
 namespace sqxer {
 namespace {
 
-/// Groups that are sorted by their numbers stand in chunks of so many.
+/// Groups that are taken again stand in chunks of so many.
 constexpr uint64 kRowsOfGroupChunk = uint64{64} * kColumnBlockRows;
 
 Table TableOfGroups(const QueryPlan& plan) {
@@ -99,32 +99,37 @@ void QueryRun::BindWindows() {
   windows_.emplace(plan_.windows, source_, fields - plan_.windowResults.size(),
                    IsGrouped() ? WindowSet::Source::kGroups : WindowSet::Source::kScan,
                    scan_.ErrorRow(1) != kNoRowNumber);
-  if (CanLookUpRows() && !windows_->AreImmediate()) {
-    windows_->PrepareBatches(*scan_.GetTable(), scan_.GetColumns());
-  }
-  if (!HaveWindowsBatches()) return;
+  if (!scan_.HasBatches()) return;
   windows_->PrepareColumns();
   scan_.AddFields(plan_.windowResults.size());
 }
 
+void QueryRun::PrepareWindows() {
+  lookup_.reset();
+  if (!windows_ || windows_->AreImmediate()) return;
+  windows_->GiveUpBatches();
+  if (!CanLookUpRows()) return;
+  windows_->PrepareBatches(*scan_.GetTable(), scan_.GetColumns());
+  windows_->SetThreads(threads_);
+  if (!windows_->CanTakeBatches()) return;
+  std::vector<FieldWriter*> readers;
+  for (FieldWriter& output : outputs_) readers.push_back(&output);
+  for (WindowRun& window : windows_->GetWindows()) {
+    if (!window.IsImmediate()) continue;
+    for (FieldWriter& input : window.GetInputs()) readers.push_back(&input);
+  }
+  lookup_.emplace(*scan_.GetTable(), scan_.GetColumns(), source_, readers);
+}
+
 void QueryRun::BindOutputs() {
   outputs_ = BindAll(plan_.outputs, source_, result_);
-  const bool haveBatches = scan_.HasBatches() && (!windows_ || HaveWindowsBatches());
-  if (haveBatches) BindBatchOutputs();
-  if (windows_ && windows_->CanTakeBatches()) {
-    std::vector<FieldWriter*> readers;
-    for (FieldWriter& output : outputs_) readers.push_back(&output);
-    for (WindowRun& window : windows_->GetWindows()) {
-      if (!window.IsImmediate()) continue;
-      for (FieldWriter& input : window.GetInputs()) readers.push_back(&input);
-    }
-    lookup_.emplace(*scan_.GetTable(), scan_.GetColumns(), source_, readers);
-  }
+  if (scan_.HasBatches()) BindBatchOutputs();
+  if (!IsGrouped()) PrepareWindows();
   if (plan_.distinct) {
     distinct_.emplace(result_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
                       noAggregates_, settings_->GetSwitches().groupMemory_, 0);
     const bool areAllVisible = outputs_.size() == static_cast<std::size_t>(plan_.visibleOutputs);
-    if (haveBatches && areAllVisible) distinctBatch_.emplace(*distinct_);
+    if (scan_.HasBatches() && areAllVisible) distinctBatch_.emplace(*distinct_);
   }
   if (plan_.order.empty()) return;
   KeySet keys;
@@ -174,7 +179,7 @@ void QueryRun::BindBatchOutputs() {
   outputVectors_.resize(outputs_.size());
 }
 
-void QueryRun::Run(ResultSink& sink, RunProgress progress) {
+void QueryRun::Run(ResultSink& sink, const RunProgress& progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
   sink_ = &sink;
@@ -218,9 +223,9 @@ void QueryRun::ReadGroups() {
   rowOrder_.reset();
   lateOutputs_.reset();
   const uint64 memory = settings_->GetSwitches().groupMemory_;
-  const bool areSorted = sorter_ && !windows_ && !distinct_ && scan_.HasBatches();
-  const bool areKept =
-      areSorted && grouping_->AreAllLive() && grouping_->CountLive() <= memory / source_.GetSize();
+  const bool comeAgain = windows_ ? !windows_->AreImmediate() : sorter_ && !distinct_;
+  const bool areKept = comeAgain && scan_.HasBatches() && grouping_->AreAllLive() &&
+                       grouping_->CountLive() <= memory / source_.GetSize();
   std::unique_ptr<ChunkSource> rows =
       grouping_->TakeGroups(areKept ? kRowsOfGroupChunk : kMostBatchRows, meter_, AfterScan());
   if (areKept) {
@@ -235,6 +240,7 @@ void QueryRun::ReadGroups() {
     }
   }
   scan_.SetRows(&groups_, std::move(rows));
+  PrepareWindows();
   PrepareRowOrder();
 }
 

@@ -41,7 +41,7 @@ class QueryRun final : private RowTaker {
   void UseThreads(uint32 threads, std::vector<QueryPlan> plans);
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
-  void Run(ResultSink& sink, RunProgress progress = nullptr);
+  void Run(ResultSink& sink, const RunProgress& progress = nullptr);
   /// The steps and the bound trees, one node a line.
   std::vector<XeString> Describe();
 
@@ -61,6 +61,8 @@ class QueryRun final : private RowTaker {
     return scan_.HasBatches() && scan_.GetTable() != nullptr && !scan_.HasRest() &&
            !scan_.HasDocuments();
   }
+  /// Has windows take in the rows by batches where that can be.
+  void PrepareWindows();
   /// Has rows sorted by their numbers where that can be.
   void PrepareRowOrder();
   /// Makes the groups the rows that are scanned.
@@ -69,10 +71,6 @@ class QueryRun final : private RowTaker {
   void Start(bool byNumbers);
   void Scan();
   void BeginResult();
-  /// Whether the outputs over windows can be evaluated by batches.
-  bool HaveWindowsBatches() const {
-    return scan_.HasBatches() && (windows_->AreImmediate() || windows_->CanTakeBatches());
-  }
   Outcome TakeWindowBatch(BatchRows rows);
   /// Rows whose windows, if any, have been written.
   Outcome TakeSourceBatch(const BatchRows& rows);
@@ -110,7 +108,7 @@ class QueryRun final : private RowTaker {
   std::vector<QueryPlan> otherPlans_;
   std::size_t threads_ = 1;
   /// The groups as a table, whose columns are the first fields of the source record; their rows
-  /// stand here where they are sorted by their numbers.
+  /// stand here where all of them are in memory and some step takes them again.
   Table groups_;
   /// What outputs and windows read: the scan record or the group record, and behind it the results
   /// of the windows.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <limits>
 
 #include "Utility/Cancellation.h"
@@ -15,14 +16,14 @@ enum class RunPhase { kGrouping, kSorting, kWriting };
 inline constexpr uint64 kUnknownRows = std::numeric_limits<uint64>::max();
 
 /// Called now and then while a statement runs, but not in phases of kUnknownRows: rows done and
-/// rows in all of the phase. May be null.
-using RunProgress = void (*)(RunPhase phase, uint64 done, uint64 total);
+/// rows in all of the phase. May be empty. What it throws ends the statement.
+using RunProgress = std::function<void(RunPhase phase, uint64 done, uint64 total)>;
 
 /// Counts the rows of one phase after the other for whoever looks at them, and ends a statement
 /// that was cancelled.
 class ProgressMeter {
  public:
-  void SetProgress(RunProgress progress) { progress_ = progress; }
+  void SetProgress(const RunProgress& progress) { progress_ = progress; }
 
   void Start(RunPhase phase, uint64 total) {
     phase_ = phase;
@@ -44,7 +45,7 @@ class ProgressMeter {
     if (progress_ != nullptr && total_ != kUnknownRows) progress_(phase_, done_, total_);
   }
 
-  RunProgress progress_ = nullptr;
+  RunProgress progress_;
   RunPhase phase_ = RunPhase::kWriting;
   uint64 done_ = 0;
   uint64 total_ = 0;

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "Compiler.h"
+#include "CsvDialect.h"
 #include "EngineError.h"
 #include "FunctionTable.h"
 #include "GroupParts.h"
@@ -156,6 +157,8 @@ void Session::SetFileOptions(const TextTableOptions& options) {
   if (!encoding.empty() && !TextDecoder(encoding).IsKnown()) {
     ThrowTableError(kEncodingUnknown, {Wide(encoding)});
   }
+  const std::optional<char> delimiter = options.file.delimiter;
+  if (delimiter && !IsDelimiter(*delimiter)) ThrowTableError(kDelimiterUnknown, {});
   fileOptions_ = options;
 }
 

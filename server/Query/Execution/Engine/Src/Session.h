@@ -24,7 +24,7 @@ namespace sqxer {
 struct QueryPlan;
 
 /// Told of a file whose header looks like a row of its table.
-using HeaderWarning = void (*)(const std::string& path);
+using HeaderWarning = std::function<void(const std::string& path)>;
 
 /// A set of tables and the statements run over them. Tables are read when a statement first names
 /// them and kept. An error in a statement leaves the session usable. One thread at a time; sessions
@@ -71,7 +71,7 @@ class Session : public Catalog {
   }
   /// Where a bare table name resolves to NAME.csv.
   void SetDirectory(const std::string& directory) { directory_ = directory; }
-  /// How text files are read that have not been yet. Error 57023 (encoding).
+  /// How text files are read that have not been yet. Errors 57023 (encoding) and 57039.
   void SetFileOptions(const TextTableOptions& options);
   /// What ends a statement that is running; it must outlive the statements. May be null.
   void SetCancellation(const Cancellation* cancellation) { cancellation_ = cancellation; }
@@ -82,11 +82,11 @@ class Session : public Catalog {
   /// reads it.
   void RefuseStandardInput() { isStandardInputTaken_ = true; }
   /// Called once for each path.
-  void SetHeaderWarning(HeaderWarning warn) { warnOfHeader_ = warn; }
-  /// Called now and then while a file is read, and while a statement runs.
+  void SetHeaderWarning(HeaderWarning warn) { warnOfHeader_ = std::move(warn); }
+  /// Called now and then while a file is read, and while a statement runs; nothing for nobody.
   void SetProgress(LoadProgress load, RunProgress run) {
-    loadProgress_ = load;
-    runProgress_ = run;
+    loadProgress_ = std::move(load);
+    runProgress_ = std::move(run);
   }
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
@@ -130,8 +130,8 @@ class Session : public Catalog {
   const Cancellation* cancellation_ = nullptr;
   std::string directory_ = ".";
   std::unique_ptr<ParameterBlock> parameters_;
-  LoadProgress loadProgress_ = nullptr;
-  RunProgress runProgress_ = nullptr;
+  LoadProgress loadProgress_;
+  RunProgress runProgress_;
   /// The keys of the maps are names in folded case, or paths as they stand.
   std::map<XeString, std::string> paths_;
   std::map<XeString, std::function<TablePtr()>> sources_;
@@ -146,7 +146,7 @@ class Session : public Catalog {
   bool canStartAgain_ = false;
   TextTableOptions fileOptions_;
   bool isStandardInputTaken_ = false;
-  HeaderWarning warnOfHeader_ = nullptr;
+  HeaderWarning warnOfHeader_;
   /// The paths that it was called for.
   std::set<std::string> warnedOf_;
   Timing timing_;

@@ -68,17 +68,24 @@ WindowRun::WindowRun(PlanWindow& plan, WorkRecord& source, std::size_t firstResu
       partition_(KeysOfFirstFields(input_, static_cast<std::size_t>(plan.partitionKeys))),
       order_(OrderOfRows(GetOrder(), input_, partition_)),
       results_(plan, IsSorted(), source, firstResult, timer_),
-      functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup(), !ranking_.empty()),
+      functions_(plan.functions, input_, results_.GetRow(), results_.GetGroup(), !ranking_.empty(),
+                 timer_),
       resultBytes_(LastField(results_.GetRow()).GetDataOffset()),
       recordsWait_(functions_.WriteOnTake()),
       waiting_(recordsWait_ ? results_.GetRow().GetPacker() : RecordPacker(sizeof(RowNumber)),
                SqrtSorter::GetInitialBufferBytes(), timer_) {
   inputs_ = BindAll(plan.inputs, source, input_);
-  for (std::size_t i = 0; i < inputs_.size(); ++i) {
-    inputFields_.emplace_back(input_, i);
-    evaluated_.push_back(i);
-  }
+  for (std::size_t i = 0; i < inputs_.size(); ++i) inputFields_.emplace_back(input_, i);
   inputVectors_.resize(inputs_.size());
+  GiveUpBatches();
+}
+
+void WindowRun::GiveUpBatches() {
+  canTakeBatches_ = keepsInputs_ = keepsResults_ = false;
+  rowOrder_.reset();
+  lateInputs_.reset();
+  evaluated_.resize(inputs_.size());
+  std::iota(evaluated_.begin(), evaluated_.end(), std::size_t{0});
 }
 
 void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& columns) {
@@ -168,7 +175,7 @@ void WindowRun::Add(uint64 row) {
   if (sortedRows_) {
     sortedRows_->SortRecord(input_.GetData());
   } else {
-    Take(input_.GetData());
+    Take(input_.GetData(), false);
   }
 }
 
@@ -235,7 +242,7 @@ void WindowRun::TakeOfBatch(const BatchRows& rows, uint32 batchRow, uint64 row, 
     rows.source->FillRow(batchRow);
     ReadInputs(row);
   }
-  Take(input_.GetData());
+  Take(input_.GetData(), false);
 }
 
 void WindowRun::EndInput(ProgressMeter& meter) {
@@ -251,7 +258,7 @@ void WindowRun::EndInput(ProgressMeter& meter) {
 void WindowRun::WriteResults(uint64 row) {
   if (IsImmediate()) {
     ReadInputs(row);
-    Take(input_.GetData());
+    Take(input_.GetData(), false);
   } else {
     NextResults();
   }
@@ -315,12 +322,12 @@ uint64 WindowRun::ErrorRow(const uint8* number) const {
   return haveNumbers_ ? static_cast<uint64>(row) : kNoRowNumber;
 }
 
-void WindowRun::Take(uint8* input) {
+void WindowRun::Take(uint8* input, bool startsPeers) {
   const uint8* const number = input + inputNumber_;
   AtRow(ErrorRow(number), [&] {
     if (!isOpen_) functions_.StartGroup();
     isOpen_ = true;
-    functions_.Take(input);
+    functions_.Take(input, startsPeers);
   });
   std::memcpy(results_.GetRowNumber(), number, sizeof(RowNumber));
   if (!functions_.AreCumulative()) {
@@ -374,8 +381,9 @@ void WindowRun::ComputeByNumber(ProgressMeter& meter) {
   } else {
     ForEachInput([&](uint64 place) {
       meter.Step();
-      if (isOpen_ && rowOrder_->GetStart(place) == SortedRows::kNewGroup) SortGroup();
-      Take(input_.GetData());
+      const SortedRows::Start start = rowOrder_->GetStart(place);
+      if (isOpen_ && start == SortedRows::kNewGroup) SortGroup();
+      Take(input_.GetData(), start != SortedRows::kTie);
     });
     if (isOpen_) SortGroup();
   }
@@ -405,7 +413,7 @@ void WindowRun::ComputeSorted(ProgressMeter& meter) {
   while (sortedRows_->GetRecord(current)) {
     meter.Step();
     if (isOpen_ && partition_.Compare(previous, current) != 0) SortGroup();
-    Take(current);
+    Take(current, functions_.TakePeers() && isOpen_ && order_.Compare(previous, current) != 0);
     std::swap(current, previous);
   }
   if (isOpen_) SortGroup();

@@ -43,8 +43,9 @@ class WindowRun {
   bool IsImmediate() const { return !IsSorted() && functions_.AreCumulative(); }
 
   /// Makes it take in rows by batches where it can and memory does: `source` is the record of the
-  /// table's scan, with these columns.
+  /// table's scan, with these columns. To be given up before the table's rows are others.
   void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
+  void GiveUpBatches();
   bool CanTakeBatches() const { return canTakeBatches_; }
   /// Whether results can be asked for in any order: see WriteResultsOf.
   bool KeepsAllResults() const { return keepsResults_ && results_.StandInRow(); }
@@ -114,8 +115,9 @@ class WindowRun {
   void NextResults();
   void SetNumber(uint64 row);
   void SetResultNumber(uint64 row);
-  /// Takes in the row of an input record, which opens the group if none is open.
-  void Take(uint8* input);
+  /// Takes in the row of an input record, which opens the group if none is open. `startsPeers`: it
+  /// is not equal to the row before it in the group's order.
+  void Take(uint8* input, bool startsPeers);
   void CloseGroup();
   /// Completes the row record of the next waiting row.
   void OutputWaiting();

@@ -21,6 +21,10 @@ void WindowSet::PrepareBatches(const Table& table, const std::vector<uint16>& co
   for (WindowRun& window : windows_) window.PrepareBatches(table, columns);
 }
 
+void WindowSet::GiveUpBatches() {
+  for (WindowRun& window : windows_) window.GiveUpBatches();
+}
+
 void WindowSet::SetThreads(std::size_t threads) {
   for (WindowRun& window : windows_) window.SetThreads(threads);
 }

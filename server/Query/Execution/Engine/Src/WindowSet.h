@@ -24,8 +24,9 @@ class WindowSet {
             Source kind, bool haveNumbers);
 
   bool AreImmediate() const { return areImmediate_; }
-  /// Makes the windows take in the rows of a scan by batches, where all of them can.
+  /// Makes the windows take in the rows of a scan by batches, where all of them can: see WindowRun.
   void PrepareBatches(const Table& table, const std::vector<uint16>& columns);
+  void GiveUpBatches();
   bool CanTakeBatches() const;
   bool AreRepeatable();
   /// Whether the results of all rows are kept within so much memory: see WriteResultsOf.

@@ -61,6 +61,22 @@ class ConvertedInput<uint32> {
   uint32 Read(InputConverter&, const uint8* source) { return LoadValue<uint32>(source); }
 };
 
+/// GetStateTypes of a state that is such values; uint8 stands for a truth value.
+template <class... Values>
+std::vector<XeDataType> StateTypesOf() {
+  static_assert(((kTypeOfValue<Values> != XeUnknown) && ...));
+  return {kTypeOfValue<Values>...};
+}
+
+/// MergeState by an accumulator that can load, merge and store.
+template <class State>
+void MergeLoaded(uint8* state, const uint8* later, State merged, State added) {
+  merged.Load(state);
+  added.Load(later);
+  merged.Merge(added);
+  merged.Store(state);
+}
+
 /// The input of an aggregate that computes in doubles whatever the type of the column.
 class Float64Input : private ConvertedInput<float64> {
  public:

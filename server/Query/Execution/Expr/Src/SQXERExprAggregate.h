@@ -23,3 +23,5 @@
 #include "SQXERExprAggregateStddev.h"
 #include "SQXERExprAggregateSum.h"
 #include "SQXERExprAggregateTrendline.h"
+#include "SQXERExprAggregateVariance.h"
+#include "SQXERExprWindowFunction.h"

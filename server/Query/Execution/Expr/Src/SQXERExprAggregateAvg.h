@@ -45,6 +45,7 @@ class SQXEREXPR_API AvgOf : public NumericAggregate<Avg, T> {
   }
   bool AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) final;
   void MergeState(uint8* state, const uint8* later) final;
+  std::vector<XeDataType> GetStateTypes() const final { return StateTypesOf<T, uint32, uint8>(); }
 
  protected:
   T sum_{};

@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 #include <type_traits>
+#include <vector>
 
 #include "SQXERExpression.h"
 #include "SQXERRecentValues.h"
@@ -168,6 +169,17 @@ class SQXEREXPR_API Aggregate : public RExpression {
   }
   /// Makes `state` that of its own rows and, behind them, those of `later`.
   virtual void MergeState(uint8* state, const uint8* later);
+  /// The values that a state is made of, one right behind the other, for those who keep or move
+  /// states as fields of records; nothing where states are of no use to them. Whatever
+  /// GetStateMerge says, MergeState then takes any two states of one group, in any order: where
+  /// sums of doubles, or of decimals beyond 38 digits, are rounded, the result is another one of
+  /// those that the order of rows can give.
+  virtual std::vector<XeDataType> GetStateTypes() const { return {}; }
+  /// Whether MergeState serves an owner to whom the order in which numbers are added does not
+  /// matter, for any states that Compute makes.
+  virtual bool CanJoinStates() {
+    return GetStateMerge() == StateMerge::kAlways || !GetStateTypes().empty();
+  }
   /// A state of this aggregate, and that of later rows of the group, of another aggregate alike.
   struct StatePair {
     uint8* state;

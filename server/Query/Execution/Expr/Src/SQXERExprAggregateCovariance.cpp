@@ -48,6 +48,15 @@ class CovarianceState {
     moment_.y_mean = LoadValue<float64>(state + kMomentOfState + 2 * sizeof(float64));
   }
   void Add(float64 x, float64 y) { moment_.Add(x, y, ++count_); }
+  void Merge(const CovarianceState& other) {
+    if (other.count_ == 0) return;
+    if (count_ == 0) {
+      *this = other;
+    } else {
+      moment_.Merge(other.moment_, count_, other.count_);
+      count_ += other.count_;
+    }
+  }
   void Store(uint8* state) const {
     StoreValue(state, count_);
     StoreValue(state + kMomentOfState, moment_.C);
@@ -75,6 +84,15 @@ class CorrelationState : public CovarianceState {
     CovarianceState::Add(x, y);
     squares_.Add(x, y, moment_);
   }
+  void Merge(const CorrelationState& other) {
+    const float64 count = count_;
+    CovarianceState::Merge(other);
+    if (count == 0) {
+      squares_ = other.squares_;
+    } else if (other.count_ != 0) {
+      squares_.Merge(other.squares_, moment_, count, other.count_);
+    }
+  }
   void Store(uint8* state) const {
     CovarianceState::Store(state);
     StoreValue(state + kBytes, squares_.x_M2);
@@ -89,7 +107,23 @@ class CorrelationState : public CovarianceState {
 
 void Covariance::FoldBatch(const BatchFold& fold) { FoldPairs(fold, CovarianceState()); }
 
+void Covariance::MergeState(uint8* state, const uint8* later) {
+  MergeLoaded(state, later, CovarianceState(), CovarianceState());
+}
+
+std::vector<XeDataType> Covariance::GetStateTypes() const {
+  return StateTypesOf<uint32, float64, float64, float64>();
+}
+
 void Correlation::FoldBatch(const BatchFold& fold) { FoldPairs(fold, CorrelationState()); }
+
+void Correlation::MergeState(uint8* state, const uint8* later) {
+  MergeLoaded(state, later, CorrelationState(), CorrelationState());
+}
+
+std::vector<XeDataType> Correlation::GetStateTypes() const {
+  return StateTypesOf<uint32, float64, float64, float64, float64, float64>();
+}
 
 void Correlation::Initialize(bool restart) {
   Covariance::Initialize(restart);
@@ -121,6 +155,35 @@ void Correlation::Output(unsigned char* record) {
 
 uint32 Correlation::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, count_, C, x_mean, y_mean, x_M2, y_M2);
+}
+
+float64 PairStatistic::GetStatistic() const {
+  switch (kind_) {
+    case Kind::kCovariance:
+      return C / count_;
+    case Kind::kAverageX:
+      return x_mean;
+    case Kind::kAverageY:
+      return y_mean;
+    case Kind::kSumXX:
+      return x_M2;
+    case Kind::kSumYY:
+      return y_M2;
+    case Kind::kSumXY:
+      return C;
+    case Kind::kIntercept:
+      return y_mean - C / x_M2 * x_mean;
+    case Kind::kDetermination:
+      return y_M2 == 0 ? 1.0 : C * C / (x_M2 * y_M2);
+  }
+  return 0;
+}
+
+RExprReturn PairStatistic::Finalize() {
+  const bool needsSpread = kind_ == Kind::kIntercept || kind_ == Kind::kDetermination;
+  nullIndicator_ = count_ == 0 || (needsSpread && x_M2 == 0);
+  if (!nullIndicator_) correlation_ = GetStatistic();
+  return kTrue;
 }
 
 }  // namespace sqxer

@@ -1,5 +1,7 @@
 #include "SQXERExprAggregateMedian.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <span>
 
@@ -137,7 +139,10 @@ RExprReturn Median::Finalize() {
     held_->Gather(list_, values_);
     if (values_.empty()) return kTrue;
     nullIndicator_ = false;
-    result_ = selection_.Select(values_);
+    const QuantilePlace place = FindPlace(values_.size());
+    float64 next = 0;
+    selection_.Select(values_, place.rank, place.share > 0, result_, next);
+    if (place.share > 0) result_ = Between(result_, next, place.share);
     return kTrue;
   }
   RequireRows();
@@ -146,17 +151,35 @@ RExprReturn Median::Finalize() {
   count_ = static_cast<uint32>(rows.size());
   if (count_ > 0) {
     nullIndicator_ = false;
-    const uint32 middle = count_ / 2 + count_ % 2;
-    result_ = ExactZero(RandomizedSelect(0, count_ - 1, middle), middle);
-    if (count_ % 2 == 0) {
-      // Beyond doubles the sum of two great values is infinite, and so is the result.
-      const float64 next = RandomizedSelect(middle, count_ - 1, 1);
-      result_ = (result_ + ExactZero(next, middle + 1)) * 0.5;
+    const QuantilePlace place = FindPlace(count_);
+    const uint32 rank = static_cast<uint32>(place.rank) + 1;
+    result_ = ExactZero(RandomizedSelect(0, count_ - 1, rank), rank);
+    if (place.share > 0) {
+      const float64 next = RandomizedSelect(rank, count_ - 1, 1);
+      result_ = Between(result_, ExactZero(next, rank + 1), place.share);
     }
   }
   rowArray_ = nullptr;
   arrayRowSet_.reset();
   count_ = 0;
+  return kTrue;
+}
+
+QuantilePlace Quantile::FindPlace(std::size_t count) const {
+  const auto size = static_cast<float64>(count);
+  const float64 fraction = std::isnan(fraction_) ? 0 : fraction_;
+  if (!isContinuous_) {
+    const auto rank = static_cast<std::size_t>(std::ceil(fraction * size));
+    return {std::clamp<std::size_t>(rank, 1, count) - 1, 0};
+  }
+  const float64 place = fraction * (size - 1);
+  const float64 rank = std::floor(place);
+  return {static_cast<std::size_t>(rank), place - rank};
+}
+
+RExprReturn Quantile::Finalize() {
+  Median::Finalize();
+  nullIndicator_ |= std::isnan(fraction_);
   return kTrue;
 }
 

@@ -43,6 +43,16 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   void MergeHeld(std::span<const StatePair> states, Aggregate& later) override;
 
  protected:
+  /// The place of the result among so many values, at least one, and the result between two of
+  /// them.
+  virtual QuantilePlace FindPlace(std::size_t count) const {
+    return {(count - 1) / 2, count % 2 == 0 ? 0.5 : 0};
+  }
+  virtual float64 Between(float64 lower, float64 upper, float64 /*share*/) const {
+    // Beyond doubles the sum of two great values is infinite, and so is the result.
+    return (lower + upper) * 0.5;
+  }
+
   bool nullIndicator_ = true;
   Float64Input input_;
   /// Null outside a group.
@@ -84,10 +94,36 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   std::unique_ptr<HeldNumbers> held_;
   HeldNumbers::List list_;
   std::vector<float64> values_;
-  MedianSelection selection_;
+  RankSelection selection_;
   Float64Column column_;
   /// The batch that was admitted.
   const BatchVector* numbers_ = nullptr;
+};
+
+/// PERCENTILE_CONT and PERCENTILE_DISC, and the median in all else: the value at a fraction of the
+/// way from the first to the last, between two of them as on a line; or the first of which at least
+/// that fraction of the values is no greater.
+class SQXEREXPR_API Quantile final : public Median {
+ public:
+  /// `fraction` is from 0 to 1; NaN makes the result NULL.
+  Quantile(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+           UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, float64 fraction,
+           bool isContinuous)
+      : Median(aggregateColumns, controlBreakColumns, distinctBreakColumns, isCumulativeAggregate),
+        fraction_(fraction),
+        isContinuous_(isContinuous) {}
+
+  RExprReturn Finalize() override;
+
+ protected:
+  QuantilePlace FindPlace(std::size_t count) const override;
+  float64 Between(float64 lower, float64 upper, float64 share) const override {
+    return lower + (upper - lower) * share;
+  }
+
+ private:
+  const float64 fraction_;
+  const bool isContinuous_;
 };
 
 }  // namespace sqxer

@@ -66,18 +66,23 @@ namespace {
 template <class T>
 class RangeState {
  public:
-  explicit RangeState(const BatchVector& input) : input_(input) {}
+  explicit RangeState(const BatchVector* input) : input_(input) {}
   void Load(const uint8* state) {
     max_ = LoadValue<T>(state);
     min_ = LoadValue<T>(state + sizeof max_);
-    isAny_ = false;
+    isAny_ = state[sizeof max_ + sizeof min_] == 0;
   }
   void Add(uint32 row, bool isValue) {
     if (!isValue) return;
-    const T value = ReadBatchValue<T>(input_, row);
+    const T value = ReadBatchValue<T>(*input_, row);
     if (value < min_) min_ = value;
     if (value > max_) max_ = value;
     isAny_ = true;
+  }
+  void Merge(const RangeState& other) {
+    if (other.min_ < min_) min_ = other.min_;
+    if (other.max_ > max_) max_ = other.max_;
+    isAny_ = isAny_ || other.isAny_;
   }
   void Store(uint8* state) const {
     if (!isAny_) return;
@@ -87,7 +92,7 @@ class RangeState {
   }
 
  private:
-  const BatchVector& input_;
+  const BatchVector* input_;
   T max_{};
   T min_{};
   bool isAny_ = false;
@@ -97,7 +102,13 @@ class RangeState {
 
 template <AccumulatorValue T>
 void RangeOf<T>::FoldBatch(const BatchFold& fold) {
-  FoldRows(fold, RangeState<T>(*fold.input));
+  FoldRows(fold, RangeState<T>(fold.input));
+}
+
+template <AccumulatorValue T>
+void RangeOf<T>::MergeState(uint8* state, const uint8* later) {
+  const RangeState<T> none(nullptr);
+  MergeLoaded(state, later, none, none);
 }
 
 template class RangeOf<int32>;

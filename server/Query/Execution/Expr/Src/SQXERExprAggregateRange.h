@@ -39,6 +39,8 @@ class SQXEREXPR_API RangeOf : public NumericAggregate<Range, T> {
   bool TakesBatches() final { return this->converter_.fieldConvert_ == nullptr; }
   bool AdmitsInput(const BatchVector*, const BatchRows&) final { return true; }
   void FoldBatch(const BatchFold& fold) final;
+  void MergeState(uint8* state, const uint8* later) final;
+  std::vector<XeDataType> GetStateTypes() const final { return StateTypesOf<T, T, uint8>(); }
 
  protected:
   T value_{};

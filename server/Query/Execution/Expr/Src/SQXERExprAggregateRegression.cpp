@@ -57,6 +57,10 @@ class RegressionState {
     sums_.Add(x, y);
     ++count_;
   }
+  void Merge(const RegressionState& other) {
+    sums_.Merge(other.sums_);
+    count_ += other.count_;
+  }
   void Store(uint8* state) const {
     StoreValue(state, sums_);
     StoreValue(state + sizeof sums_, count_);
@@ -71,6 +75,14 @@ class RegressionState {
 }  // namespace
 
 void Regression::FoldBatch(const BatchFold& fold) { FoldPairs(fold, RegressionState()); }
+
+void Regression::MergeState(uint8* state, const uint8* later) {
+  MergeLoaded(state, later, RegressionState(), RegressionState());
+}
+
+std::vector<XeDataType> Regression::GetStateTypes() const {
+  return StateTypesOf<float64, float64, float64, float64, uint32, uint8>();
+}
 
 uint32 Regression::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, static_cast<LineSums&>(*this), count_, nullIndicator_);

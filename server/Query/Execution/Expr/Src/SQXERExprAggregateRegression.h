@@ -27,6 +27,8 @@ class SQXEREXPR_API Regression : public PairAggregate, protected LineSums {
   bool TakesBatches() override { return true; }
   bool AdmitsPair(const BatchVector& x, const BatchVector& y, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
+  void MergeState(uint8* state, const uint8* later) override;
+  std::vector<XeDataType> GetStateTypes() const override;
 
  protected:
   float64 regression_ = 0;

@@ -48,6 +48,46 @@ uint32 PairStatistics::TransferState(StateTransfer transfer, uint8* state) {
                         nullIndicator_);
 }
 
+namespace {
+
+/// The state of these: the sums, how many rows there are, and whether there is none.
+class PairStatisticsState {
+ public:
+  void Load(const uint8* state) {
+    sums_ = LoadValue<LineSums>(state);
+    ySquares_ = LoadValue<float64>(state + sizeof sums_);
+    count_ = LoadValue<uint32>(state + kCount);
+  }
+  void Merge(const PairStatisticsState& other) {
+    sums_.Merge(other.sums_);
+    ySquares_ += other.ySquares_;
+    count_ += other.count_;
+  }
+  void Store(uint8* state) const {
+    StoreValue(state, sums_);
+    StoreValue(state + sizeof sums_, ySquares_);
+    StoreValue(state + kCount, count_);
+    if (count_ != 0) state[kCount + sizeof count_] = 0;
+  }
+
+ private:
+  static constexpr std::size_t kCount = sizeof(LineSums) + sizeof(float64);
+
+  LineSums sums_;
+  float64 ySquares_ = 0;
+  uint32 count_ = 0;
+};
+
+}  // namespace
+
+void PairStatistics::MergeState(uint8* state, const uint8* later) {
+  MergeLoaded(state, later, PairStatisticsState(), PairStatisticsState());
+}
+
+std::vector<XeDataType> PairStatistics::GetStateTypes() const {
+  return StateTypesOf<float64, float64, float64, float64, float64, uint32, uint8>();
+}
+
 void PairStatistics::PlaceMoments(const XeRecordMetaData& target, unsigned int fieldIndex) {
   PlaceResult(target, fieldIndex, XeDoubleData, averageXOffset_, averageXNullOffset_);
   PlaceResult(target, fieldIndex + 1, XeDoubleData, averageYOffset_, averageYNullOffset_);

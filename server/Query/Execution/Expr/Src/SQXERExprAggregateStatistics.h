@@ -23,6 +23,8 @@ class SQXEREXPR_API PairStatistics : public PairAggregate, protected LineSums {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   RExprReturn Finalize() override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  void MergeState(uint8* state, const uint8* later) override;
+  std::vector<XeDataType> GetStateTypes() const override;
 
  protected:
   /// Fixes where the five results go, from that field on.

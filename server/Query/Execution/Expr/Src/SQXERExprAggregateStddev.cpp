@@ -7,13 +7,13 @@ namespace sqxer {
 
 Stddev::Stddev(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, bool isSample)
-    : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
-                            isCumulativeAggregate, false),
+    : DoubleStatistic(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                      isCumulativeAggregate, false),
       bIsSample_(isSample) {}
 
-void Stddev::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+void DoubleStatistic::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   result = nullptr;
-  input_.Bind(GetSourceField(input), L"Stddev");
+  input_.Bind(GetSourceField(input), NodeName(*this));
   BindSource(input);
   resultDataType_ = XeDoubleData;
   DescribeResult(info, resultDataType_, 0, true);
@@ -45,7 +45,7 @@ RExprReturn Stddev::Finalize() {
   return kTrue;
 }
 
-void Stddev::Output(unsigned char* record) {
+void DoubleStatistic::Output(unsigned char* record) {
   if (OutputNull(record, nullIndicator_)) return;
   StoreValue(record + targetOffset_, result_);
 }
@@ -54,7 +54,7 @@ uint32 Stddev::TransferState(StateTransfer transfer, uint8* state) {
   return TransferFields(transfer, state, sumSquares_, sumValues_, count_);
 }
 
-bool Stddev::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+bool DoubleStatistic::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
   numbers_ = column_.Read(*input, rows);
   return numbers_ != nullptr;
 }
@@ -77,6 +77,11 @@ class DeviationState {
     sum_ += value;
     count_ += isValue;
   }
+  void Merge(const DeviationState& other) {
+    squares_ += other.squares_;
+    sum_ += other.sum_;
+    count_ += other.count_;
+  }
   void Store(uint8* state) const {
     StoreValue(state, squares_);
     StoreValue(state + sizeof squares_, sum_);
@@ -84,7 +89,7 @@ class DeviationState {
   }
 
  private:
-  const float64* const values_;
+  const float64* values_;
   float64 squares_ = 0;
   float64 sum_ = 0;
   uint32 count_ = 0;
@@ -94,6 +99,15 @@ class DeviationState {
 
 void Stddev::FoldBatch(const BatchFold& fold) {
   FoldRows(fold, DeviationState(numbers_->As<float64>()));
+}
+
+void Stddev::MergeState(uint8* state, const uint8* later) {
+  const DeviationState none(nullptr);
+  MergeLoaded(state, later, none, none);
+}
+
+std::vector<XeDataType> Stddev::GetStateTypes() const {
+  return StateTypesOf<float64, float64, uint32>();
 }
 
 }  // namespace sqxer

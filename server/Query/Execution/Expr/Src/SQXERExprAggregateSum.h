@@ -49,6 +49,8 @@ class SQXEREXPR_API SumOf : public NumericAggregate<Sum, T> {
   void ShareStates(uint32 stretches) final { fold_.SetParts(stretches); }
   bool AdmitsMerge(const uint8* state, const uint8* later, uint32 stretches) final;
   void MergeState(uint8* state, const uint8* later) final;
+  /// Sums of some integers can leave the type where that of all of them does not.
+  bool CanJoinStates() final { return !this->isDistinctHandled_ && !std::integral<T>; }
 
  private:
   T result_{};

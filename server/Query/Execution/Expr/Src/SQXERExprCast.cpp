@@ -102,6 +102,7 @@ void Cast::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& 
   node->SetSourcePosition(GetSourcePosition());
   node->SetIsRootNode(isRootNode_);
   node->SetSkipReBindChildren(skipReBindChildren_);
+  node->isQuiet_ = isQuiet_;
   replacement = node;
   if (toDataType_ == XeLongVarCharData) {
     replacement = Convert::AddConversionExpression(XeLongVarCharData, XeCharData, node,
@@ -146,6 +147,7 @@ void Cast::SetOperandAndResultMetaData() {
   castValue_ = result_.data();
   if (XeFieldDataBinder::CanMove(operandDataType_, toDataType_)) {
     binder_ = XeFieldDataBinder(operandDataType_, operandLength_, toDataType_, resultLength_);
+    if (isQuiet_) binder_.RefuseQuietly();
   }
 }
 

@@ -28,6 +28,9 @@ class SQXEREXPR_API Cast : public UnaryOperator {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprType GetExpressionType() override { return kCastExpression; }
 
+  /// A value that the cast refuses gives NULL where it can tell without raising an error; what is
+  /// raised all the same is for TryCast to take. To be called before it is bound.
+  void RefuseQuietly() { isQuiet_ = true; }
   /// The type that was asked for.
   XeDataType GetCastTarget() const { return toDataType_; }
   /// Of days and times; empty for ISO 8601.
@@ -69,7 +72,8 @@ class SQXEREXPR_API Cast : public UnaryOperator {
     if (isEvaluated_) return retCode_;
     retCode_ = only_->Eval(operandValue_);
     if (retCode_ == kTrue && !AtSourcePosition([this] { return convert_(*this); })) {
-      RaiseOutOfRange();
+      if (!isQuiet_) RaiseOutOfRange();
+      retCode_ = kUnknown;
     }
     isEvaluated_ = isOperandConstant_;
     return retCode_;
@@ -95,6 +99,7 @@ class SQXEREXPR_API Cast : public UnaryOperator {
   /// The operand is a constant; it has been evaluated.
   bool isOperandConstant_ = false;
   bool isEvaluated_ = false;
+  bool isQuiet_ = false;
   XeFieldDataBinder binder_;
   Conversion convert_ = nullptr;
   void* operandValue_ = nullptr;

@@ -4,6 +4,7 @@
 #include <array>
 #include <cwchar>
 
+#include "SQXERBatchCalendar.h"
 #include "SQXERExprCast.h"
 #include "SQXERExprConstant.h"
 #include "SQXEROperandBinding.h"
@@ -185,6 +186,15 @@ RExprReturn ConvertBinarytoLongVarBinary::Eval(void* out) {
   retCode_ = only_->Eval(&value.buffer_);
   if (retCode_ == kTrue) value.length_ = objectLength_;
   return retCode_;
+}
+
+bool ConvertXeDatetoXeDateTime::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!EvaluateBatch(*only_, rows, out)) return false;
+  out.values =
+      reinterpret_cast<const uint8*>(MicrosecondsOf(out, rows, GetBatchBuffers().Values<int64>()));
+  out.form = ColumnForm::kTimeStamp64;
+  out.block = nullptr;
+  return true;
 }
 
 }  // namespace sqxer

@@ -130,6 +130,8 @@ class SQXEREXPR_API ConvertNumbertoFloat64 final : public ConvertValue<NumberToF
 class SQXEREXPR_API ConvertXeDatetoXeDateTime final : public ConvertValue<DateToDateTime> {
  public:
   using ConvertValue::ConvertValue;
+  /// Days become microseconds, as moments of columns are.
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
 };
 class SQXEREXPR_API ConvertXeTimetoXeDateTime final : public ConvertValue<TimeToDateTime> {
  public:

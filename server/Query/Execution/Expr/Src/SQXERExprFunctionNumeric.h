@@ -58,6 +58,16 @@ class SQXEREXPR_API Log10 final : public DoubleFunction<Log10Op> {
  public:
   using DoubleFunction::DoubleFunction;
 };
+/// The logarithm to base 2, with the same errors.
+class SQXEREXPR_API Log2 final : public DoubleFunction<Log2Op> {
+ public:
+  using DoubleFunction::DoubleFunction;
+};
+/// The cube root.
+class SQXEREXPR_API Cbrt final : public DoubleFunction<CbrtOp> {
+ public:
+  using DoubleFunction::DoubleFunction;
+};
 
 /// The operand to the power of the parameter (error 59001, "Power"), computed in doubles. The
 /// result has the type that the base makes it: a decimal result is made from the double.

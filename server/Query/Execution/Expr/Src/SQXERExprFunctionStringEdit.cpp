@@ -1,6 +1,7 @@
 #include "SQXERExprFunctionStringEdit.h"
 
 #include "SQXERExprFunctionSearch.h"
+#include "SQXERMadeText.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
@@ -9,8 +10,6 @@ namespace {
 /// What REPEAT makes room for when it is bound. Declared lengths grow by four with each REPEAT of
 /// another one, whatever their texts come to; longer texts take more room when they come.
 constexpr uint32 kMostReserved = uint32{1} << 16;
-/// What functions make room for when their texts are short: 64 MiB.
-constexpr uint64 kMostCharacters = uint64{1} << 24;
 
 /// The room for a result that is `longest` characters long at most, made of a text of a declared
 /// length.

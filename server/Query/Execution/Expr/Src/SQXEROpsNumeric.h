@@ -187,13 +187,30 @@ struct LogOp {
   static bool Refuses(float64 x) { return x <= 0; }
   SQXEREXPR_API static bool ApplyToAll(const float64* x, float64* out, uint32 count);
 };
-struct Log10Op {
-  static constexpr const wchar_t* kName = L"Log10";
+/// A logarithm of the library, Op::Compute.
+template <class Op>
+struct LibraryLogarithm {
   static MathOutcome Apply(float64 x, float64& out) {
     errno = 0;
-    out = std::log10(x);
+    out = Op::Compute(x);
     if (errno == EDOM) return MathOutcome::kOutsideDomain;
     return errno == ERANGE && x == 0 ? MathOutcome::kOverflow : MathOutcome::kDone;
+  }
+};
+struct Log10Op : LibraryLogarithm<Log10Op> {
+  static constexpr const wchar_t* kName = L"Log10";
+  static float64 Compute(float64 x) { return std::log10(x); }
+};
+struct Log2Op : LibraryLogarithm<Log2Op> {
+  static constexpr const wchar_t* kName = L"Log2";
+  static float64 Compute(float64 x) { return std::log2(x); }
+};
+struct CbrtOp {
+  static float64 Apply(float64 x) {
+    const float64 root = std::cbrt(x);
+    if (root == 0 || !std::isfinite(root)) return root;
+    // A step of Newton's: the library's last digit may be wrong, of cubes too.
+    return root - (root * root * root - x) / (3 * root * root);
   }
 };
 

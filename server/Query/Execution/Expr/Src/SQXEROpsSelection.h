@@ -21,24 +21,29 @@ float64 ZeroOfRank(std::size_t count, std::size_t rank, At&& at) {
   return rank < before ? -0.0 : 0.0;
 }
 
-/// The median of at least one value, which it puts into another order: the value of the middle
-/// rank, or the mean of those of the middle two. `room` is kept from one call to the next.
-class MedianSelection {
+/// Where a quantile lies among sorted values: at a rank (from 0), or a share of the way from there
+/// to the next one.
+struct QuantilePlace {
+  std::size_t rank;
+  float64 share;
+};
+
+/// Finds values by their rank among at least one, which it puts into another order. Its room is
+/// kept from one call to the next.
+class RankSelection {
  public:
-  float64 Select(std::span<float64> values) {
-    const std::size_t rank = (values.size() - 1) / 2;
-    const bool isEven = values.size() % 2 == 0;
-    float64 lower, upper;
+  /// The value of a rank, and that of the next one where `hasNext`.
+  void Select(std::span<float64> values, std::size_t rank, bool hasNext, float64& lower,
+              float64& upper) {
     std::size_t first = 0;
-    const std::span<float64> near = NearRanks(values, rank, rank + isEven, first);
-    SelectTwo(near, rank - first, isEven, lower, upper);
+    const std::span<float64> near = NearRanks(values, rank, rank + hasNext, first);
+    SelectTwo(near, rank - first, hasNext, lower, upper);
     const auto exact = [&](float64 value, std::size_t of) {
       return value != 0 ? value
                         : ZeroOfRank(values.size(), of, [&](std::size_t i) { return values[i]; });
     };
     lower = exact(lower, rank);
-    // Beyond doubles the sum of two great values is infinite, and so is the result.
-    return isEven ? (lower + exact(upper, rank + 1)) * 0.5 : lower;
+    if (hasNext) upper = exact(upper, rank + 1);
   }
 
  private:
@@ -46,12 +51,12 @@ class MedianSelection {
   static constexpr std::size_t kValuesPerPart = 8;
   static constexpr std::size_t kMostParts = 4096;
 
-  static void SelectTwo(std::span<float64> values, std::size_t rank, bool isEven, float64& lower,
+  static void SelectTwo(std::span<float64> values, std::size_t rank, bool hasNext, float64& lower,
                         float64& upper) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(rank);
     std::nth_element(values.begin(), middle, values.end(), SortsBefore);
     lower = *middle;
-    upper = isEven ? *std::min_element(middle + 1, values.end(), SortsBefore) : lower;
+    upper = hasNext ? *std::min_element(middle + 1, values.end(), SortsBefore) : lower;
   }
 
   /// The values around two ranks (from 0), of which the first has the rank `first`: all, or those

@@ -57,6 +57,15 @@ struct CoMoment {
     y_delta = MoveMean(y_mean, y, count);
     C += (x - x_mean) * y_delta;
   }
+  /// Takes in the pairs of another; both have some.
+  void Merge(const CoMoment& other, float64 count, float64 otherCount) {
+    const float64 share = otherCount / (count + otherCount);
+    x_delta = other.x_mean - x_mean;
+    y_delta = other.y_mean - y_mean;
+    C += other.C + x_delta * y_delta * (count * share);
+    x_mean += x_delta * share;
+    y_mean += y_delta * share;
+  }
 };
 
 /// How each of the two deviates: the sums of the squared deviations from their means.
@@ -68,6 +77,12 @@ struct PairMoments {
   void Add(float64 x, float64 y, const CoMoment& moment) {
     x_M2 += moment.x_delta * (x - moment.x_mean);
     y_M2 += (y - moment.y_mean) * moment.y_delta;
+  }
+  /// Takes in the deviations of pairs that `moment` has just taken.
+  void Merge(const PairMoments& other, const CoMoment& moment, float64 count, float64 otherCount) {
+    const float64 weight = count * (otherCount / (count + otherCount));
+    x_M2 += other.x_M2 + moment.x_delta * moment.x_delta * weight;
+    y_M2 += other.y_M2 + moment.y_delta * moment.y_delta * weight;
   }
 };
 
@@ -88,6 +103,12 @@ struct LineSums {
     sumY_ += y;
     sumXY_ += x * y;
     sumXSquares_ += x * x;
+  }
+  void Merge(const LineSums& other) {
+    sumX_ += other.sumX_;
+    sumY_ += other.sumY_;
+    sumXY_ += other.sumXY_;
+    sumXSquares_ += other.sumXSquares_;
   }
   /// The sum of (x - mean of x)(y - mean of y) over `count` rows.
   float64 CoMoment(uint32 count) const { return sumXY_ - sumY_ * sumX_ / count; }

@@ -105,7 +105,7 @@ ArrowSource::ArrowSource(TableSchema schema, OpenSource open, ArrowReadOptions o
 
 ArrowSource::~ArrowSource() = default;
 
-const TableSchema& ArrowSource::Require(const TableRequest& request, LoadProgress) {
+const TableSchema& ArrowSource::Require(const TableRequest& request, const LoadProgress&) {
   std::vector<bool> missing(isThere_.size());
   std::vector<bool> all = isThere_;
   for (std::size_t i = 0; i < missing.size(); ++i) {

@@ -17,7 +17,7 @@ class ArrowSource final : public LazyTable {
   ArrowSource(TableSchema schema, OpenSource open, ArrowReadOptions options, bool areRowsKept);
   ~ArrowSource() override;
 
-  const TableSchema& Require(const TableRequest& request, LoadProgress progress) override;
+  const TableSchema& Require(const TableRequest& request, const LoadProgress& progress) override;
   const Table& Get() const override { return table_; }
   std::unique_ptr<ChunkSource> TakeRest() override;
   bool HasAllRows() const override { return areRowsKept_; }

@@ -143,6 +143,14 @@ TableRequest Evaluator::Impl::RequestOfUsed() const {
   return request;
 }
 
+std::vector<std::string> Evaluator::Impl::GetInputs() const {
+  std::vector<std::string> inputs;
+  for (const uint16 column : used_) {
+    inputs.push_back(BaseStringUtil::StringToUtf8(table_.schema.columns[column].name));
+  }
+  return inputs;
+}
+
 void Evaluator::Impl::TakeRows(Table rows) {
   std::vector<ColumnInfo>& bound = table_.schema.columns;
   std::vector<ColumnInfo>& columns = rows.schema.columns;
@@ -235,6 +243,7 @@ Evaluator& Evaluator::operator=(Evaluator&&) noexcept = default;
 Evaluator::~Evaluator() = default;
 
 const Column& Evaluator::GetColumn() const { return impl_->GetColumn(); }
+std::vector<std::string> Evaluator::GetInputs() const { return impl_->GetInputs(); }
 Result Evaluator::Evaluate(ArrowArrayStream* rows, const ResultOptions& options) {
   return impl_->Evaluate(rows, options);
 }

@@ -21,6 +21,7 @@ class Evaluator::Impl {
        AddedFunctions functions, SettingsRef settings);
 
   const Column& GetColumn() const { return column_; }
+  std::vector<std::string> GetInputs() const;
   Result Evaluate(ArrowArrayStream* rows, const ResultOptions& options);
   Value EvaluateRow(const std::vector<Value>& row);
   void Cancel() noexcept { cancellation_.Request(); }

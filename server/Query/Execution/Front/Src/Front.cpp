@@ -2,11 +2,12 @@
 #include "ArrowSource.h"
 #include "ArrowTable.h"
 #include "CalledFunction.h"
-#include "Compiler.h"
 #include "Engine/Engine.h"
 #include "Evaluator.h"
+#include "ResultFormats.h"
 #include "ResultImpl.h"
 #include "Session.h"
+#include "TextTable.h"
 
 namespace sqxer::engine {
 namespace {
@@ -31,6 +32,43 @@ std::string NameOfFunction(std::string name) {
   }
   return name;
 }
+
+TextFormat FormatOf(const TextOptions& options) {
+  switch (options.format) {
+    case TextOptions::Format::kTable:
+      return TextFormat::kTable;
+    case TextOptions::Format::kJsonLines:
+      return TextFormat::kJson;
+    case TextOptions::Format::kCsv:
+      break;
+  }
+  return TextFormat::kCsv;
+}
+
+Phase PhaseOf(RunPhase phase) {
+  switch (phase) {
+    case RunPhase::kGrouping:
+      return Phase::kGrouping;
+    case RunPhase::kSorting:
+      return Phase::kSorting;
+    case RunPhase::kWriting:
+      break;
+  }
+  return Phase::kWriting;
+}
+
+/// Hands pieces of text to the program.
+class CallerOutput final : public ResultOutput {
+ public:
+  CallerOutput(const WriteText& write, bool takesWholeResults)
+      : write_(write), takesWholeResults_(takesWholeResults) {}
+  void Write(std::string_view bytes) override { write_(bytes); }
+  bool TakesWholeResults() const override { return takesWholeResults_; }
+
+ private:
+  const WriteText& write_;
+  const bool takesWholeResults_;
+};
 
 }  // namespace
 
@@ -59,7 +97,7 @@ class Session::Impl {
                const ResultOptions& options) {
     sqxer::Session& session = Prepare(parameters);
     KeepingSink sink;
-    session.Execute(sql, sink);
+    Execute(session, [&] { session.Execute(sql, sink); });
     return Result(
         std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options));
   }
@@ -69,6 +107,35 @@ class Session::Impl {
     return Result(std::make_unique<StreamedResult>(
         sql, options, state_->running,
         [state = state_, sql](ResultSink& sink) { state->session.Execute(sql, sink); }));
+  }
+  void Write(const std::string& sql, const WriteText& write,
+             const std::vector<std::string>& parameters, const TextOptions& options) {
+    sqxer::Session& session = Prepare(parameters);
+    // What waits does so in the session's folder for temporary files.
+    const SettingsScope scope(session.GetSettings());
+    CallerOutput output(write, options.waitsForEnd);
+    const auto rows = MakeTextResult(FormatOf(options), options.hasHeader, output);
+    const auto print = [&] {
+      session.Execute(sql, *rows, options.runs);
+      rows->Print();
+    };
+    Execute(session, print, rows.get());
+  }
+  const RunReport& GetReport() const { return report_; }
+
+  void SetThreads(unsigned threads) {
+    Use().SetThreads(threads);
+    fileOptions_.file.threads = threads;
+    Use().SetFileOptions(fileOptions_);
+  }
+  void SetFileOptions(const FileOptions& options) {
+    TextTableOptions wanted = fileOptions_;
+    wanted.file.delimiter = options.delimiter;
+    wanted.file.hasHeader = options.hasHeader;
+    wanted.file.encoding = options.encoding;
+    wanted.nullText = options.nullText;
+    Use().SetFileOptions(wanted);
+    fileOptions_ = wanted;
   }
 
  private:
@@ -81,11 +148,34 @@ class Session::Impl {
   sqxer::Session& Prepare(const std::vector<std::string>& parameters) {
     sqxer::Session& session = Use();
     BeginCancellable();
+    report_ = {};
     session.SetParameters(parameters);
     return session;
   }
 
+  /// Does what runs a statement, and reports of it however it ends. `text` is what was made of it.
+  template <class Action>
+  void Execute(const sqxer::Session& session, Action&& run, const FormattedResult* text = nullptr) {
+    const auto report = [&] {
+      const sqxer::Session::Timing& timing = session.GetTiming();
+      report_ = {.load = timing.load,
+                 .bind = timing.bind,
+                 .run = timing.run,
+                 .spilledBytes = timing.spilledBytes,
+                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows()};
+    };
+    try {
+      run();
+    } catch (...) {
+      report();
+      throw;
+    }
+    report();
+  }
+
   const std::shared_ptr<State> state_;
+  TextTableOptions fileOptions_;
+  RunReport report_;
 };
 
 Session::Session() : impl_(std::make_unique<Impl>()) {}
@@ -97,9 +187,19 @@ void Session::Set(const std::string& name, const std::string& value) {
   WithErrors({}, [&] { impl_->Use().Set(name, value); });
 }
 
-void Session::SetThreads(unsigned threads) { impl_->Use().SetThreads(std::max(threads, 1u)); }
+void Session::SetThreads(unsigned threads) { impl_->SetThreads(std::max(threads, 1u)); }
 
 void Session::SetDirectory(const std::string& directory) { impl_->Use().SetDirectory(directory); }
+
+void Session::SetFileOptions(const FileOptions& options) {
+  WithErrors({}, [&] { impl_->SetFileOptions(options); });
+}
+
+void Session::SetHeaderWarning(std::function<void(const std::string& path)> warn) {
+  impl_->Use().SetHeaderWarning(std::move(warn));
+}
+
+void Session::RefuseStandardInput() { impl_->Use().RefuseStandardInput(); }
 
 void Session::AddFile(const std::string& name, const std::string& path) {
   WithErrors({}, [&] { impl_->Use().AddTable(name, path); });
@@ -158,6 +258,11 @@ Result Session::Stream(const std::string& sql, const std::vector<std::string>& p
   return WithErrors(sql, [&] { return impl_->Stream(sql, parameters, options); });
 }
 
+void Session::Write(const std::string& sql, const WriteText& write,
+                    const std::vector<std::string>& parameters, const TextOptions& options) {
+  WithErrors(sql, [&] { impl_->Write(sql, write, parameters, options); });
+}
+
 Evaluator Session::Compile(const std::string& expression, const ArrowSchema& schema,
                            const std::vector<std::string>& parameters) {
   return WithErrors(expression, [&] {
@@ -167,15 +272,16 @@ Evaluator Session::Compile(const std::string& expression, const ArrowSchema& sch
   });
 }
 
-void Session::Cancel() noexcept { impl_->Cancel(); }
-void Session::Stop() { impl_->Use(); }
-
-std::vector<std::string> SplitSql(const std::string& text) {
-  std::vector<std::string> statements;
-  for (Statement& statement : SplitStatements(text)) statements.push_back(std::move(statement.sql));
-  return statements;
+void Session::SetProgress(TellProgress tell) {
+  if (!tell) return impl_->Use().SetProgress(nullptr, nullptr);
+  impl_->Use().SetProgress(
+      [tell](uint64 done, uint64 total) { tell(Phase::kReading, done, total); },
+      [tell](RunPhase phase, uint64 done, uint64 total) { tell(PhaseOf(phase), done, total); });
 }
 
-const char* GetVersion() noexcept { return SQXER_VERSION; }
+const RunReport& Session::GetReport() const { return impl_->GetReport(); }
+
+void Session::Cancel() noexcept { impl_->Cancel(); }
+void Session::Stop() { impl_->Use(); }
 
 }  // namespace sqxer::engine

@@ -6,8 +6,12 @@
 
 #include "GroupRun.h"
 #include "SQXERExprAggregateCount.h"
+#include "SQXERExprAggregateExtreme.h"
+#include "SQXERExprAggregateFirst.h"
+#include "SQXERExprAggregateRange.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
+#include "StateAggregates.h"
 
 namespace sqxer::engine {
 namespace {
@@ -29,37 +33,101 @@ int FieldOf(const PlanExpression& expression) {
   return column == nullptr ? -1 : column->GetFieldIndex();
 }
 
-std::unique_ptr<Aggregate> MakeSource(const PlanAggregate& planned) {
-  const std::unique_ptr<Aggregate> whole = planned.make();
-  return std::unique_ptr<Aggregate>(whole->GetSourceAggregator());
-}
-
 bool CountsRows(const PlanAggregate& planned) {
   return dynamic_cast<const CountStar*>(planned.make().get()) != nullptr;
 }
 
-bool IsSplit(const PlanAggregate& planned) {
-  return !planned.distinct && (CountsRows(planned) || MakeSource(planned) != nullptr);
+/// COUNT over an input.
+std::unique_ptr<Aggregate> MakeCountOf(std::size_t input) {
+  auto columns = std::make_unique<UInt16Vector>(1, static_cast<uint16>(input));
+  return std::make_unique<Count>(columns.release(), nullptr, nullptr, false, false, false);
 }
 
-/// COUNT over an input.
-std::function<std::unique_ptr<Aggregate>()> MakeCountOf(std::size_t input) {
-  return [input] {
-    auto columns = std::make_unique<UInt16Vector>(1, static_cast<uint16>(input));
-    return std::make_unique<Count>(columns.release(), nullptr, nullptr, false, false, false);
-  };
+/// Makes a partial result of rows, where MakeCombiner combines them. `one`: an input that every row
+/// has.
+std::unique_ptr<Aggregate> MakeSource(const PlanAggregate& planned, std::size_t one) {
+  // COUNT(*) has no partial results; the count of a value that every row has is the same.
+  if (CountsRows(planned)) return MakeCountOf(one);
+  std::unique_ptr<Aggregate> whole = planned.make();
+  Aggregate* const source = whole->GetSourceAggregator();
+  return source == nullptr ? std::move(whole) : std::unique_ptr<Aggregate>(source);
+}
+
+/// Combines partial results, an input; null where an aggregate has none.
+std::unique_ptr<Aggregate> MakeCombiner(const PlanAggregate& planned, std::size_t input) {
+  const std::unique_ptr<Aggregate> whole = CountsRows(planned) ? MakeCountOf(0) : planned.make();
+  auto columns = std::make_unique<UInt16Vector>(1, static_cast<uint16>(input));
+  // What they pick of parts they pick again.
+  if (dynamic_cast<const First*>(whole.get()) != nullptr) {
+    return std::make_unique<First>(columns.release(), nullptr, nullptr, false);
+  }
+  if (dynamic_cast<const Last*>(whole.get()) != nullptr) {
+    return std::make_unique<Last>(columns.release(), nullptr, nullptr, false);
+  }
+  std::unique_ptr<Aggregate> made(whole->GetPartialsAggregator(columns.get()));
+  if (made != nullptr) columns.release();
+  return made;
+}
+
+bool HasPartials(const PlanAggregate& planned) { return MakeCombiner(planned, 0) != nullptr; }
+
+/// Whether it gives the same however often a row of a group comes.
+bool IgnoresRepeats(const PlanAggregate& planned) {
+  const std::unique_ptr<Aggregate> whole = planned.make();
+  return planned.distinct || dynamic_cast<const ExtremeAggregate*>(whole.get()) != nullptr ||
+         dynamic_cast<const KeptValueAggregate*>(whole.get()) != nullptr ||
+         dynamic_cast<const Range*>(whole.get()) != nullptr;
+}
+
+/// The fields of what an aggregate makes of a part of its rows: its partial result, or its state;
+/// none where it needs the rows.
+std::vector<ColumnInfo> PartialFieldsOf(const PlanAggregate& planned,
+                                        const std::vector<ColumnInfo>& inputs) {
+  if (planned.distinct) return {};
+  return HasPartials(planned) ? planned.results : StateFieldsOf(planned, inputs);
+}
+
+bool AreSplit(const QueryPlan& plan) {
+  const std::vector<ColumnInfo> inputs = ResultsOf(plan.aggregateInputs);
+  return std::ranges::all_of(plan.aggregates, [&](const PlanAggregate& planned) {
+    return !PartialFieldsOf(planned, inputs).empty();
+  });
 }
 
 void MakeSources(QueryPlan& plan) {
-  std::size_t one = plan.aggregateInputs.size();
+  const std::vector<ColumnInfo> inputs = ResultsOf(plan.aggregateInputs);
+  const std::size_t one = inputs.size();
   for (PlanAggregate& aggregate : plan.aggregates) {
-    if (CountsRows(aggregate)) {
-      // COUNT(*) has no partial results; the count of a value that every row has is the same.
-      if (one == plan.aggregateInputs.size()) plan.aggregateInputs.push_back(AnyConstant());
-      aggregate.make = MakeCountOf(one);
-    } else {
-      aggregate.make = [whole = aggregate] { return MakeSource(whole); };
+    if (CountsRows(aggregate) && one == plan.aggregateInputs.size()) {
+      plan.aggregateInputs.push_back(AnyConstant());
     }
+    if (HasPartials(aggregate)) {
+      aggregate.make = [whole = aggregate, one] { return MakeSource(whole, one); };
+    } else {
+      aggregate.results = StateFieldsOf(aggregate, inputs);
+      aggregate.make = [make = aggregate.make] { return MakeStateSource(make()); };
+    }
+  }
+}
+
+/// Has the aggregates combine what those of MakeSources have made, fields of the inputs, to their
+/// results, or with `givesPartials` to the same again. `inputs`: those of the whole statement.
+void MakeCombiners(QueryPlan& plan, const std::vector<ColumnInfo>& inputs, bool givesPartials) {
+  const auto rows = std::make_shared<WorkRecord>(inputs);
+  std::size_t first = 0;
+  for (PlanAggregate& aggregate : plan.aggregates) {
+    const std::vector<ColumnInfo> fields = PartialFieldsOf(aggregate, inputs);
+    if (HasPartials(aggregate)) {
+      aggregate.make = [whole = aggregate, first] { return MakeCombiner(whole, first); };
+      // Where no state has come a sum of counts is NULL.
+      aggregate.results[0].nullable = true;
+    } else {
+      if (givesPartials) aggregate.results = fields;
+      aggregate.make = [make = aggregate.make, rows, first, givesPartials] {
+        return MakeStateMerger(make(), rows, first, givesPartials);
+      };
+    }
+    first += fields.size();
   }
 }
 
@@ -110,7 +178,8 @@ void Append(std::vector<ColumnInfo>& fields, const std::vector<ColumnInfo>& more
 
 PlanSplit::PlanSplit(const QueryPlan& plan) {
   if (plan.grouped) {
-    kind_ = std::ranges::all_of(plan.aggregates, IsSplit) ? Kind::kSplit : Kind::kWhole;
+    kind_ = AreSplit(plan) ? Kind::kSplit : Kind::kWhole;
+    travelsOnce_ = kind_ == Kind::kWhole && std::ranges::all_of(plan.aggregates, IgnoresRepeats);
   } else if (!plan.windows.empty()) {
     kind_ = Kind::kWindows;
   } else if (plan.distinct) {
@@ -148,7 +217,10 @@ std::vector<ColumnInfo> PlanSplit::GetFields(const QueryPlan& plan) const {
     case Kind::kRows:
       break;
     case Kind::kSplit:
-      fields = GroupRun::FieldsOf(plan);
+      fields = ResultsOf(plan.groupKeys);
+      for (const PlanAggregate& planned : plan.aggregates) {
+        Append(fields, PartialFieldsOf(planned, ResultsOf(plan.aggregateInputs)));
+      }
       break;
     case Kind::kWhole:
       fields = ResultsOf(plan.groupKeys);
@@ -180,7 +252,8 @@ std::vector<std::size_t> PlanSplit::MakePartial(QueryPlan& plan) const {
     plan.groupKeys.clear();
     plan.aggregateInputs.clear();
     plan.aggregates.clear();
-    plan.grouped = plan.distinct = false;
+    plan.grouped = false;
+    plan.distinct = travelsOnce_;
   } else if (kind_ == Kind::kWindows) {
     OutputFields(plan, fields);
     for (std::size_t& key : exchange) {
@@ -193,24 +266,15 @@ std::vector<std::size_t> PlanSplit::MakePartial(QueryPlan& plan) const {
   return exchange;
 }
 
-void PlanSplit::GroupStates(QueryPlan& plan, const TableSchema& states) const {
+void PlanSplit::GroupStates(QueryPlan& plan, const TableSchema& states, bool givesStates) const {
   const std::size_t keys = plan.groupKeys.size();
   for (std::size_t i = 0; i < keys; ++i) {
     plan.groupKeys[i].tree = std::make_unique<Extract>(static_cast<int>(i));
   }
+  if (kind_ == Kind::kSplit) MakeCombiners(plan, ResultsOf(plan.aggregateInputs), givesStates);
   plan.aggregateInputs.clear();
   for (std::size_t i = keys; i < states.columns.size(); ++i) {
     plan.aggregateInputs.push_back(FieldAt(i, states.columns[i]));
-  }
-  if (kind_ == Kind::kWhole) return;
-  for (std::size_t i = 0; i < plan.aggregates.size(); ++i) {
-    PlanAggregate& aggregate = plan.aggregates[i];
-    aggregate.make = [make = CountsRows(aggregate) ? MakeCountOf(0) : aggregate.make, i] {
-      auto column = std::make_unique<UInt16Vector>(1, static_cast<uint16>(i));
-      return std::unique_ptr<Aggregate>(make()->GetPartialsAggregator(column.release()));
-    };
-    // Where no state has come a sum of counts is NULL.
-    aggregate.results[0].nullable = true;
   }
 }
 
@@ -220,7 +284,7 @@ std::vector<std::size_t> PlanSplit::MakeCombine(QueryPlan& plan, const TableSche
   if (kind_ == Kind::kDistinct) {
     OutputFields(plan, states.columns);
   } else {
-    GroupStates(plan, states);
+    GroupStates(plan, states, true);
     const bool hasCommonKey = AddCommonKey(plan);
     OutputFields(plan, GroupRun::FieldsOf(plan), hasCommonKey ? 1 : 0);
     plan.distinct = false;
@@ -232,7 +296,7 @@ std::vector<std::size_t> PlanSplit::MakeCombine(QueryPlan& plan, const TableSche
 void PlanSplit::MakeFinish(QueryPlan& plan, const TableSchema& states) const {
   ReadStates(plan, states);
   if (plan.grouped) {
-    GroupStates(plan, states);
+    GroupStates(plan, states, false);
   } else if (kind_ == Kind::kDistinct) {
     for (std::size_t i = 0; i < plan.outputs.size(); ++i) {
       plan.outputs[i].tree = std::make_unique<Extract>(static_cast<int>(i));

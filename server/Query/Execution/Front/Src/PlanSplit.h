@@ -31,10 +31,12 @@ class PlanSplit {
 
  private:
   void FindExchange(const QueryPlan& plan);
-  /// Has the groups be those of states.
-  void GroupStates(QueryPlan& plan, const TableSchema& states) const;
+  /// Has the groups be those of states; with `givesStates` their results are states again.
+  void GroupStates(QueryPlan& plan, const TableSchema& states, bool givesStates) const;
 
   Kind kind_ = Kind::kRows;
+  /// Of kWhole: rows that a part has twice need not travel twice.
+  bool travelsOnce_ = false;
   /// Group keys, outputs of kDistinct, or partition keys of the first window.
   std::vector<std::size_t> exchange_;
 };

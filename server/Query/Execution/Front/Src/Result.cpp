@@ -14,6 +14,9 @@ constexpr std::size_t kMostAhead = 4;
 
 }  // namespace
 
+static_assert(Error::kCancelled == sqxer::kCancelled && Error::kFirstOfFiles == kNoTableFile &&
+              Error::kLastOfFiles == kLastFileError);
+
 void ThrowAsError(const ErrorMessage& error, const std::string& sql) {
   throw Error(error.GetCode(), error.what(), sql, error.GetSourcePosition(), error.GetRowNumber());
 }

@@ -12,7 +12,7 @@ namespace sqxer::engine {
 namespace {
 
 /// Counts the changes of what travels: names, types, the meaning of states.
-constexpr int kVersion = 1;
+constexpr int kVersion = 2;
 constexpr std::string_view kName = "sqxer";
 constexpr uint64 kRowsOfChunk = uint64{64} * kColumnBlockRows;
 

@@ -9,6 +9,12 @@
 
 namespace sqxer {
 
+/// Whether a character can part fields.
+constexpr bool IsDelimiter(char c) {
+  const bool isAscii = static_cast<unsigned char>(c) < 0x80;
+  return isAscii && c != '\0' && c != '"' && c != '\r' && c != '\n';
+}
+
 /// The delimiter of a text, which is the start of a file, or all of it with `isLast`: the comma,
 /// unless a tab, a semicolon or a bar makes the first records a table of more columns, all of them
 /// whole. Nothing is left out to make them one.

@@ -12,7 +12,7 @@ class LazyTable {
   /// the table: columns that were not asked for so far have the type XeUnknown. What it refers to
   /// stays where it is, and columns do not change once they were read. An error leaves the table as
   /// it was.
-  virtual const TableSchema& Require(const TableRequest& request, LoadProgress progress) = 0;
+  virtual const TableSchema& Require(const TableRequest& request, const LoadProgress& progress) = 0;
   virtual const Table& Get() const = 0;
   /// The rows behind those of Get(), where the last Require has left them to be read while they are
   /// used; once. Null when there are none. The table must outlive it.
@@ -29,7 +29,9 @@ class LazyTable {
 class LoadedTable final : public LazyTable {
  public:
   explicit LoadedTable(std::shared_ptr<const Table> table) : table_(std::move(table)) {}
-  const TableSchema& Require(const TableRequest&, LoadProgress) override { return table_->schema; }
+  const TableSchema& Require(const TableRequest&, const LoadProgress&) override {
+    return table_->schema;
+  }
   const Table& Get() const override { return *table_; }
 
  private:

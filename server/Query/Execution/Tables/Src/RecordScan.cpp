@@ -140,14 +140,14 @@ bool RecordScan::SampleAt(uint64 place, SliceSink& sink) {
                     sink);
 }
 
-void RecordScan::Scan(std::span<SliceSink* const> sinks, LoadProgress progress) {
+void RecordScan::Scan(std::span<SliceSink* const> sinks, const LoadProgress& progress) {
   std::atomic<uint64> done = 0;
   if (ReadPieces(PlanPieces(sinks.size()), sinks, done, progress)) OnAllRead();
 }
 
 bool RecordScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
                             std::span<SliceSink* const> sinks, std::atomic<uint64>& done,
-                            LoadProgress progress) {
+                            const LoadProgress& progress) {
   Workers workers(pieces.size());
   workers.Run(
       [&](std::size_t index) {
@@ -166,7 +166,7 @@ bool RecordScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
   return workers.AreAllDone();
 }
 
-void RecordScan::Tell(uint64 done, LoadProgress progress) const {
+void RecordScan::Tell(uint64 done, const LoadProgress& progress) const {
   Cancellation::Check();
   if (progress != nullptr && GetBytes() != 0) progress(std::min(done, bytes_), bytes_);
 }
@@ -189,7 +189,8 @@ RecordScan::OpenPiece RecordScan::Open(const Piece& piece) {
   return open;
 }
 
-bool RecordScan::ScanNext(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress) {
+bool RecordScan::ScanNext(std::span<SliceSink* const> sinks, uint64 bytes,
+                          const LoadProgress& progress) {
   if (nextFile_ == files_.size()) return false;
   const bool isCut = files_[nextFile_]->isPlain && sinks.size() > 1;
   if (!(isCut ? ReadWindow(sinks, bytes, progress) : ReadOn(*sinks.front(), bytes, progress))) {
@@ -201,7 +202,7 @@ bool RecordScan::ScanNext(std::span<SliceSink* const> sinks, uint64 bytes, LoadP
 }
 
 bool RecordScan::ReadWindow(std::span<SliceSink* const> sinks, uint64 bytes,
-                            LoadProgress progress) {
+                            const LoadProgress& progress) {
   const ScanFile& file = *files_[nextFile_];
   const uint64 begin = std::max(nextPlace_, file.dataStart);
   const uint64 step = std::max(bytes / sinks.size() + 1, options_.leastPieceBytes);
@@ -220,7 +221,7 @@ bool RecordScan::ReadWindow(std::span<SliceSink* const> sinks, uint64 bytes,
   return !pieces.empty() && nextPlace_ < file.bytes;
 }
 
-bool RecordScan::ReadOn(SliceSink& sink, uint64 bytes, LoadProgress progress) {
+bool RecordScan::ReadOn(SliceSink& sink, uint64 bytes, const LoadProgress& progress) {
   if (!openPiece_) {
     const ScanFile& file = *files_[nextFile_];
     openPiece_ = std::make_unique<OpenPiece>(Open({nextFile_, file.dataStart, file.bytes}));

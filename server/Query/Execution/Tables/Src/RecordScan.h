@@ -109,13 +109,13 @@ class RecordScan {
   /// behind it end as well. To cut plain files for several sinks they may be read once more: who
   /// wants only the first rows gives one sink. What a sink throws is thrown as an error of its row.
   /// `progress` is called on the caller's thread with bytes of GetBytes, if they are known.
-  void Scan(std::span<SliceSink* const> sinks, LoadProgress progress);
+  void Scan(std::span<SliceSink* const> sinks, const LoadProgress& progress);
 
   /// Reads on where the last call has ended, the first one from the start of the table: some
   /// `bytes` of text, or up to the end of a file. The sinks take stretches as of Scan, but want all
   /// of them; where a file cannot be cut, the first sink takes all. False when no row is left.
   /// Errors and progress as of Scan.
-  bool ScanNext(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress);
+  bool ScanNext(std::span<SliceSink* const> sinks, uint64 bytes, const LoadProgress& progress);
 
   /// Whether all that Sample has handed over are rows of the table; known after a Scan that has not
   /// ended early, and when ScanNext has read all rows.
@@ -173,11 +173,11 @@ class RecordScan {
   /// Reads the pieces of each sink, in their order. `done` counts the bytes. False when a sink has
   /// ended it.
   bool ReadPieces(const std::vector<std::vector<Piece>>& pieces, std::span<SliceSink* const> sinks,
-                  std::atomic<uint64>& done, LoadProgress progress);
-  void Tell(uint64 done, LoadProgress progress) const;
+                  std::atomic<uint64>& done, const LoadProgress& progress);
+  void Tell(uint64 done, const LoadProgress& progress) const;
   /// What ScanNext does in one file, cut or not. False at its end.
-  bool ReadWindow(std::span<SliceSink* const> sinks, uint64 bytes, LoadProgress progress);
-  bool ReadOn(SliceSink& sink, uint64 bytes, LoadProgress progress);
+  bool ReadWindow(std::span<SliceSink* const> sinks, uint64 bytes, const LoadProgress& progress);
+  bool ReadOn(SliceSink& sink, uint64 bytes, const LoadProgress& progress);
   /// The pieces of each worker, in the order of the files: of about the same size where files can
   /// be cut.
   std::vector<std::vector<Piece>> PlanPieces(std::size_t workers);

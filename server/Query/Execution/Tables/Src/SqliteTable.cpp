@@ -33,7 +33,7 @@ Declared ReadDeclaration(const char* declaration) {
 
 class SqliteReader {
  public:
-  SqliteReader(const std::string& path, const std::string& table, LoadProgress progress)
+  SqliteReader(const std::string& path, const std::string& table, const LoadProgress& progress)
       : path_(path), progress_(progress) {
     sqlite3* opened = nullptr;
     const int status = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
@@ -203,7 +203,7 @@ class SqliteReader {
 }  // namespace
 
 Table LoadSqliteTable(const std::string& path, const std::string& table, const XeString& name,
-                      const DeclaredTypes& declared, LoadProgress progress) {
+                      const DeclaredTypes& declared, const LoadProgress& progress) {
   SqliteReader reader(path, table, progress);
   TableColumns columns(path, reader.Names(), declared);
   columns.BeginLoad(reader.Survey(columns));

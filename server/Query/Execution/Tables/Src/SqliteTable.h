@@ -17,6 +17,6 @@ namespace sqxer {
 /// (file, place) for text with a NUL, 57022 (file, place, encoding) for text that is no UTF-8, and
 /// those of TableColumns and ColumnBuilder::Append.
 Table LoadSqliteTable(const std::string& path, const std::string& table, const XeString& name,
-                      const DeclaredTypes& declared, LoadProgress progress);
+                      const DeclaredTypes& declared, const LoadProgress& progress);
 
 }  // namespace sqxer

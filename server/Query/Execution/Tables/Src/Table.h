@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,8 +49,8 @@ class ChunkSource {
 /// seen.
 struct TypeRefuted {};
 
-/// Called now and then while a file is read: what is done, and in all, in bytes or rows. May be
-/// null.
-using LoadProgress = void (*)(uint64 done, uint64 total);
+/// Called now and then while a file is read, on the thread that reads the table: what is done, and
+/// in all, in bytes or rows. May be empty. What it throws ends the reading.
+using LoadProgress = std::function<void(uint64 done, uint64 total)>;
 
 }  // namespace sqxer

@@ -48,6 +48,7 @@ enum TableErrorCode {
   kNewKey = 57036,
   kNulEscape = 57037,
   kTooManyLevels = 57038,
+  kDelimiterUnknown = 57039,
   kLastFileError = 57099,
 };
 

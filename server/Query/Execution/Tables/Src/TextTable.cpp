@@ -115,7 +115,7 @@ class TextTable::Rest final : public ChunkSource {
     kChange,
   };
 
-  Rest(TextTable& table, std::vector<FileColumn> columns, Doubt doubt, LoadProgress progress)
+  Rest(TextTable& table, std::vector<FileColumn> columns, Doubt doubt, const LoadProgress& progress)
       : table_(table), columns_(std::move(columns)), doubt_(doubt), progress_(progress) {}
 
   const TableChunk* Next() override {
@@ -226,7 +226,7 @@ bool TextTable::NeedsNames(const TableRequest& request) const {
          std::ranges::any_of(request.names, isUnknown);
 }
 
-void TextTable::FindNames(LoadProgress progress) {
+void TextTable::FindNames(const LoadProgress& progress) {
   std::vector<FileColumn> none;
   const Readers readers = MakeReaders(none, Purpose::kConfirm, scan_->GetWorkers(), kAllRows);
   scan_->Scan(SinksOf(readers), progress);
@@ -249,7 +249,7 @@ FileColumn TextTable::MakeColumn(uint32 index, bool asText) const {
 
 TextTable::~TextTable() = default;
 
-const TableSchema& TextTable::Require(const TableRequest& request, LoadProgress progress) {
+const TableSchema& TextTable::Require(const TableRequest& request, const LoadProgress& progress) {
   if (!isUsedUp_ && IsRepeatable() && request.mostRows && NeedsNames(request)) FindNames(progress);
   const std::vector<uint32> wanted = FindWanted(request, 0);
   if (isUsedUp_) {
@@ -285,7 +285,7 @@ XeString TextTable::FindTextReason(std::size_t column) {
 }
 
 void TextTable::Load(const std::vector<uint32>& wanted, const TableRequest& request,
-                     LoadProgress progress) {
+                     const LoadProgress& progress) {
   const bool isRepeatable = scan_->IsRepeatable();
   std::vector<FileColumn> columns;
   for (const uint32 index : wanted) columns.push_back(MakeColumn(index, !isRepeatable));
@@ -309,7 +309,7 @@ void TextTable::Load(const std::vector<uint32>& wanted, const TableRequest& requ
 }
 
 bool TextTable::ReadAll(std::vector<FileColumn>& columns, Purpose purpose,
-                        const TableRequest& request, uint64 mostBytes, LoadProgress progress,
+                        const TableRequest& request, uint64 mostBytes, const LoadProgress& progress,
                         Loaded& loaded) {
   std::vector<FileColumn> misfits = columns;
   bool isGuess = true;
@@ -401,7 +401,7 @@ void TextTable::ThrowRefusal(const ColumnReader::Refusal& refusal,
                                      DeclaredTypeName(info), QuotedValue(refusal.value)});
 }
 
-void TextTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
+void TextTable::LoadOnce(const TableRequest& request, const LoadProgress& progress) {
   const uint64 mostBytes = request.onePass ? GetTableMemory() : std::numeric_limits<uint64>::max();
   // Nobody can read it again for the columns that are not wanted yet, nor for a type.
   std::vector<FileColumn> columns;
@@ -448,7 +448,7 @@ void TextTable::LoadOnce(const TableRequest& request, LoadProgress progress) {
 }
 
 void TextTable::PrepareRest(std::vector<FileColumn> columns, const TableRequest& request,
-                            LoadProgress progress) {
+                            const LoadProgress& progress) {
   // What no value of the sample told is not guessed.
   const bool isGuess = request.canStartAgain && !NeedsNames(request) &&
                        std::ranges::none_of(columns, &FileColumn::asText);
@@ -474,7 +474,7 @@ void TextTable::PrepareRest(std::vector<FileColumn> columns, const TableRequest&
                                  isGuess ? Rest::Doubt::kGuess : Rest::Doubt::kChange, progress);
 }
 
-void TextTable::AddMisguessed(const std::vector<FileColumn>& columns, LoadProgress progress,
+void TextTable::AddMisguessed(const std::vector<FileColumn>& columns, const LoadProgress& progress,
                               std::vector<FileColumn>& misfits) {
   std::vector<FileColumn> surveyed = columns;
   for (FileColumn& column : surveyed) column.survey = ColumnSurvey();

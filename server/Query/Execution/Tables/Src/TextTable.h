@@ -61,7 +61,7 @@ class TextTable final : public LazyTable {
             Content content = Content::kCsv);
   ~TextTable() override;
 
-  const TableSchema& Require(const TableRequest& request, LoadProgress progress) override;
+  const TableSchema& Require(const TableRequest& request, const LoadProgress& progress) override;
   const Table& Get() const override { return table_; }
   std::unique_ptr<ChunkSource> TakeRest() override;
   XeString FindTextReason(std::size_t column) override;
@@ -90,18 +90,19 @@ class TextTable final : public LazyTable {
   /// Whether names are missing that the statement needs to know.
   bool NeedsNames(const TableRequest& request) const;
   /// Reads all records for their names.
-  void FindNames(LoadProgress progress);
+  void FindNames(const LoadProgress& progress);
   /// The columns from `first` on that the statement wants and that are not there yet.
   std::vector<uint32> FindWanted(const TableRequest& request, uint32 first) const;
   FileColumn MakeColumn(uint32 index, bool asText) const;
-  void Load(const std::vector<uint32>& wanted, const TableRequest& request, LoadProgress progress);
+  void Load(const std::vector<uint32>& wanted, const TableRequest& request,
+            const LoadProgress& progress);
   /// What can be read once only.
-  void LoadOnce(const TableRequest& request, LoadProgress progress);
+  void LoadOnce(const TableRequest& request, const LoadProgress& progress);
   /// Reads columns until their types are those of all values. False when there is more text than
   /// `mostBytes`.
   /// `columns` get those that show only then.
   bool ReadAll(std::vector<FileColumn>& columns, Purpose purpose, const TableRequest& request,
-               uint64 mostBytes, LoadProgress progress, Loaded& loaded);
+               uint64 mostBytes, const LoadProgress& progress, Loaded& loaded);
   Readers MakeReaders(const std::vector<FileColumn>& columns, Purpose purpose, uint32 count,
                       uint64 mostRows) const;
   /// Adds what was read, and returns the columns whose values are of another type, with what they
@@ -111,12 +112,12 @@ class TextTable final : public LazyTable {
   [[noreturn]] void ThrowRefusal(const ColumnReader::Refusal& refusal,
                                  const std::vector<FileColumn>& columns) const;
   /// Adds the columns whose type was guessed from what turned out to be no rows.
-  void AddMisguessed(const std::vector<FileColumn>& columns, LoadProgress progress,
+  void AddMisguessed(const std::vector<FileColumn>& columns, const LoadProgress& progress,
                      std::vector<FileColumn>& misfits);
   void Keep(Loaded loaded, std::optional<uint64> mostRows);
   /// Leaves all rows of files to be read while they are used.
   void PrepareRest(std::vector<FileColumn> columns, const TableRequest& request,
-                   LoadProgress progress);
+                   const LoadProgress& progress);
 
   std::string path_;
   bool hasOneFile_;

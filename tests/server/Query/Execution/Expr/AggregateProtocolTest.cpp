@@ -307,6 +307,35 @@ TEST_P(AggregateProtocol, PartsCombineToTheWhole) {
   });
 }
 
+TEST_P(AggregateProtocol, StatesOfPartsMergeToTheWholeInAnyOrder) {
+  const std::string_view name = GetParam().name;
+  const bool hasValues = name == "Avg" || name == "Range" || name == "Stddev";
+  ForEachType([hasValues](Setting& on) {
+    const std::vector<XeDataType> types = on.aggregate->GetStateTypes();
+    ASSERT_EQ(!types.empty(), hasValues);
+    if (!hasValues) return;
+    uint32 bytes = 0;
+    for (const XeDataType type : types) bytes += XeRecordMetaData::GetByteLength(type, 0, true);
+    ASSERT_EQ(bytes, on.aggregate->TransferState(StateTransfer::kMeasure, nullptr));
+    // That of all groups together, from the last one on; some have no rows, some NULLs alone.
+    Values rows;
+    std::vector<uint8> all(bytes), state(bytes);
+    on.aggregate->Initialize(false);
+    on.aggregate->TransferState(StateTransfer::kSave, all.data());
+    for (std::size_t i = std::size(kGroups); i-- > 0;) {
+      on.aggregate->Initialize(false);
+      on.aggregate.Compute(kGroups[i]);
+      on.aggregate->TransferState(StateTransfer::kSave, state.data());
+      on.aggregate->MergeState(all.data(), state.data());
+      rows.insert(rows.end(), kGroups[i].begin(), kGroups[i].end());
+      on.aggregate->Initialize(false);
+      on.aggregate->TransferState(StateTransfer::kRestore, all.data());
+      on.aggregate.Finish();
+      ExpectResults(on.MakeGroup(rows), on.target);
+    }
+  });
+}
+
 TEST_P(AggregateProtocol, WritesIntoFieldsOfItsResultsTypesOnly) {
   ForEachType([](Setting& on) {
     for (std::size_t i = 0; i < GetParam().results.size(); ++i) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <random>
 #include <span>
 
 #include "AggregateTesting.h"
@@ -78,6 +79,47 @@ TEST(PairStatistics, ReadXWhereTheOffsetsPointAndGiveZeroWhereNullIsNone) {
     for (auto& value : zeros) value = value.value_or(0);
     EXPECT_EQ(testing::PrintToString(ResultsOf(kind, other, {{1, 1, "x"}})),
               testing::PrintToString(zeros));
+  }
+}
+
+TEST(PairStatistics, StatesOfPartsMergeToThatOfAllRows) {
+  std::mt19937 random(3);
+  std::uniform_real_distribution<float64> spread(-40, 60);
+  for (const Kind& kind : kKinds) {
+    SCOPED_TRACE(kind.name);
+    TestRecord input({{Double}, {Double}}), target(TargetFields(kind));
+    Driven on(kind.make(1), input, target, 1);
+    uint32 bytes = 0;
+    for (const XeDataType type : on->GetStateTypes()) {
+      bytes += XeRecordMetaData::GetByteLength(type, 0, true);
+    }
+    ASSERT_EQ(bytes, on->TransferState(StateTransfer::kMeasure, nullptr));
+    std::vector<uint8> all(bytes), state(bytes);
+    on->Initialize(false);
+    on->TransferState(StateTransfer::kSave, all.data());
+    std::vector<Row> rows;
+    // Parts without rows, of rows that do not count, of one row, of many; each by itself first.
+    for (const int count : {0, -2, 1, 1, 0, 700, 3, -1, 90}) {
+      std::vector<Row> part;
+      while (std::ssize(part) < std::abs(count)) {
+        const float64 x = spread(random);
+        part.push_back({x, 2 * x + spread(random), count < 0 ? "xy" : ""});
+      }
+      ResultsOf(kind, on, part);
+      on->TransferState(StateTransfer::kSave, state.data());
+      on->MergeState(all.data(), state.data());
+      rows.insert(rows.end(), part.begin(), part.end());
+      const Values expected = ResultsOf(kind, on, rows);
+      on->Initialize(false);
+      on->TransferState(StateTransfer::kRestore, all.data());
+      on.Finish();
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        const std::optional<float64> got = on.target.GetNumber(static_cast<int>(i) + 1);
+        ASSERT_EQ(got.has_value(), expected[i].has_value());
+        if (!got || (std::isnan(*got) && std::isnan(*expected[i]))) continue;
+        EXPECT_NEAR(*got, *expected[i], std::fabs(*expected[i]) * 1e-12);
+      }
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "SQXEROpsTrendline.h"
 #include "support/Asserts.h"
+#include "support/Sanitizers.h"
 
 namespace sqxer::test {
 namespace {
@@ -81,7 +82,7 @@ TEST(ComputePolynomialRegression, AgreesWithRationalFits) {
     return list.begin()[any(std::ssize(list))];
   };
   int accepted = 0;
-  constexpr int kGroups = 1000;
+  constexpr int kGroups = ShareOfCases(1000);
   for (int group = 0; group < kGroups; ++group) {
     const auto degree = static_cast<uint32>(1 + any(6));
     DecimalPoints points{{}, {}, oneOf({1, 1, 100}), oneOf({1, 1, 1000})};

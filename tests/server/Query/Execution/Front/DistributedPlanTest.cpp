@@ -217,6 +217,39 @@ TEST_F(DistributedPlanTest, GivesWhatOneMachineGives) {
       Kind::kSplit, true);
   ExpectSame("SELECT SUM(n), COUNT(*), MAX(note), MIN(d), NULL_IF_NOT_UNIQUE(k) FROM t",
              Kind::kSplit, false);
+  // States of doubles, whose sums are exact here.
+  ExpectSame(
+      "SELECT k, AVG(d), AVG(n), AVG(x), RANGE(d), RANGE(x), STDDEV(n), STDDEV_POP(x), COUNT(*), "
+      "REGR_SLOPE(x, n), REGR_ALL(n, x), CORR_ALL(x, n), SUM(d) FROM t GROUP BY k "
+      "HAVING AVG(n) > -5 ORDER BY AVG(d) DESC",
+      Kind::kSplit, true);
+  ExpectSame("SELECT k, ROUND(COVAR_SAMP(n, x), 9), ROUND(CORR(n, d), 9) FROM t GROUP BY k",
+             Kind::kSplit, true);
+  // Groups of a row, and of NULLs alone.
+  ExpectSame(
+      "SELECT note, id, AVG(d), RANGE(d), STDDEV(d), CORR(d, n), COVAR_SAMP(d, n), CORR_ALL(d, n) "
+      "FROM t GROUP BY note, id",
+      Kind::kSplit, true);
+  ExpectSame("SELECT AVG(d), AVG(CASE WHEN n > 100 THEN d END), RANGE(n * d), MAX(note) FROM t",
+             Kind::kSplit, false);
+  // The sum of integers wraps, here and there.
+  ExpectSame(
+      "SELECT k, AVG(n), AVG(CASE WHEN id > 0 THEN 2147483000 END), RANGE(n) FROM t "
+      "GROUP BY k",
+      Kind::kSplit, true, {{"IntegerAggregates", "native"}});
+  ExpectSame("SELECT k, AVG(d), AVG_ALL(d) FROM t WHERE id < 4 GROUP BY k, id", Kind::kWhole, true);
+  ExpectSame("SELECT k, AVG(DISTINCT n), AVG(d) FROM t GROUP BY k", Kind::kWhole, true);
+  // Rows travel once, NULLs too.
+  ExpectSame(
+      "SELECT k, COUNT(DISTINCT n), COUNT(DISTINCT yes), SUM(DISTINCT d), MAX(x), RANGE(n), "
+      "NULL_IF_NOT_UNIQUE(day), LAST(k || '!') FROM t GROUP BY k",
+      Kind::kWhole, true);
+  ExpectSame("SELECT COUNT(DISTINCT k), MIN(k) FROM t WHERE id > 5", Kind::kWhole, false);
+  // One candidate each, and NULLs.
+  ExpectSame("SELECT id, FIRST(note), LAST(d), FIRST(day), COUNT(*) FROM t GROUP BY id",
+             Kind::kSplit, true);
+  ExpectSame("SELECT k, LAST(k), FIRST(CASE WHEN n = 3 THEN n END) FROM t GROUP BY k", Kind::kSplit,
+             true);
   ExpectSame(
       "SELECT k, AVG(d), MEDIAN(x), COUNT(DISTINCT n), SUM(DISTINCT d), STDDEV(n) FROM t "
       "GROUP BY k HAVING AVG(n) > -5",
@@ -294,7 +327,8 @@ TEST_F(DistributedPlanTest, TellsTheOrderOfRows) {
 
 TEST_F(DistributedPlanTest, GivesOneRowForNoRowsWithoutKeys) {
   for (const std::string sql : {"SELECT COUNT(*), SUM(n), MAX(note) FROM t WHERE id < 0",
-                                "SELECT COUNT(n), AVG(n) FROM t WHERE id < 0"}) {
+                                "SELECT COUNT(n), AVG(n), COVAR_SAMP(n, x) FROM t WHERE id < 0",
+                                "SELECT COUNT(n), MEDIAN(n) FROM t WHERE id < 0"}) {
     SCOPED_TRACE(sql);
     DistributedPlan plan = Plan(sql);
     ArrowArrayStream rows = Part(0, 50);
@@ -318,6 +352,16 @@ TEST_F(DistributedPlanTest, ReadsNoColumnsBeyondItsInputs) {
   EXPECT_EQ(ErrorOf([&] { plan.Partial(&rows); }).code, 57112);
   rows = StreamOf(session_.Query("SELECT x, k, day AS n FROM t"));
   EXPECT_EQ(ErrorOf([&] { plan.Partial(&rows); }).code, 57112);
+}
+
+TEST_F(DistributedPlanTest, SendsRowsOnceWhereRepeatsDoNotCount) {
+  const auto countStates = [&](const std::string& aggregates) {
+    DistributedPlan plan = Plan("SELECT k, " + aggregates + " FROM t GROUP BY k");
+    ArrowArrayStream rows = Part(0, kRows);
+    return plan.Partial(&rows).CountRows();
+  };
+  EXPECT_EQ(countStates("COUNT(DISTINCT yes)"), 6 * 3);
+  EXPECT_EQ(countStates("COUNT(DISTINCT yes), COUNT(n)"), kRows);
 }
 
 TEST_F(DistributedPlanTest, RefusesStatesOfOthers) {
@@ -357,6 +401,21 @@ TEST_F(DistributedPlanTest, RefusesStatesOfOthers) {
   ArrowArrayStream less =
       StreamOf(renamed.Query("SELECT \"" + by + "\", \"" + field + "0\" FROM s"));
   EXPECT_EQ(ErrorOf([&] { plan.Combine(&less); }).code, 57123);
+
+  // A state of several values, one of which is missing.
+  DistributedPlan mean = Plan("SELECT k, AVG(n) FROM t GROUP BY k");
+  Session means;
+  stream = states(Plan("SELECT k, AVG(n) FROM t GROUP BY k"));
+  means.AddArrow("s", &stream);
+  const auto count = [&](const std::string& condition) {
+    const std::string prefix = "\"" + mean.GetExchange().substr(0, mean.GetExchange().size() - 1);
+    ArrowArrayStream some = StreamOf(means.Query(
+        "SELECT " + prefix + "x\", " + prefix + "0\", " + prefix + "1\", CASE WHEN " + condition +
+        " THEN " + prefix + "2\" END AS " + prefix + "2\", " + prefix + "3\" FROM s"));
+    return mean.Finish(&some).CountRows();
+  };
+  EXPECT_EQ(count("1 = 1"), 6);
+  EXPECT_EQ(ErrorOf([&] { count("1 = 0"); }).code, 57123);
 }
 
 TEST_F(DistributedPlanTest, TellsWhereAStepFails) {

@@ -1,4 +1,4 @@
-#include <fmt/format.h>
+#include <locale.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -31,9 +31,9 @@ std::string Escape(const std::string& text) {
     } else if (c == L'\t') {
       escaped += L"\\t";
     } else if (IsControl(c)) {
-      for (const char digit : fmt::format("\\x{:02x}", static_cast<unsigned>(c))) {
-        escaped += static_cast<wchar_t>(digit);
-      }
+      escaped += L"\\x";
+      escaped += L"0123456789abcdef"[c >> 4];
+      escaped += L"0123456789abcdef"[c & 15];
     } else {
       escaped += c;
     }
@@ -41,9 +41,26 @@ std::string Escape(const std::string& text) {
   return BaseStringUtil::StringToUtf8(escaped);
 }
 
+/// Makes the widths of characters those of Unicode, whatever the locale of the process.
+class UnicodeWidths {
+ public:
+  UnicodeWidths() {
+    // Without such a locale the thread keeps its own.
+    static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    outer_ = uselocale(unicode);
+  }
+  ~UnicodeWidths() { uselocale(outer_); }
+  UnicodeWidths(const UnicodeWidths&) = delete;
+  UnicodeWidths& operator=(const UnicodeWidths&) = delete;
+
+ private:
+  locale_t outer_;
+};
+
 /// Columns of a terminal that the text takes: East Asian characters take two, combining ones none.
 std::size_t DisplayWidth(std::string_view text) {
   if (IsPlain(text)) return text.size();
+  const UnicodeWidths widths;
   std::size_t width = 0;
   for (const wchar_t c : BaseStringUtil::Utf8ToString(text)) {
     const int columns = wcwidth(c);
@@ -114,7 +131,7 @@ void TableResult::PrintRows() {
     output_.Write(out);
     out.clear();
   });
-  output_.Write(fmt::format("{}({} row{})\n", out, rows_, rows_ == 1 ? "" : "s"));
+  output_.Write(out + "(" + std::to_string(rows_) + (rows_ == 1 ? " row)\n" : " rows)\n"));
 }
 
 }  // namespace sqxer

@@ -3,12 +3,17 @@
 #include <algorithm>
 #include <vector>
 
+#include "SpillFile.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
 
+ResultSpool::ResultSpool() = default;
+ResultSpool::~ResultSpool() = default;
+
 void ResultSpool::Spill() {
-  if (!file_) file_.emplace(Settings::Current()->GetSwitches().tempDirectory_);
+  if (!file_)
+    file_ = std::make_unique<SpillFile>(Settings::Current()->GetSwitches().tempDirectory_);
   file_->Append(reinterpret_cast<const uint8*>(memory_.data()), memory_.size());
   memory_.clear();
 }

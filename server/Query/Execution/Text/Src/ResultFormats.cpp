@@ -1,11 +1,10 @@
 #include "ResultFormats.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <set>
 
 #include "Utility/BaseStringUtil.h"
+#include "Utility/JsonText.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "ValueReader.h"
 #include "ValueText.h"
@@ -31,36 +30,6 @@ void AppendCsv(std::string& line, std::string_view text) {
   line += '"';
 }
 
-void AppendJson(std::string& line, std::string_view text) {
-  line += '"';
-  for (char c : text) {
-    switch (c) {
-      case '"':
-        line += "\\\"";
-        break;
-      case '\\':
-        line += "\\\\";
-        break;
-      case '\n':
-        line += "\\n";
-        break;
-      case '\r':
-        line += "\\r";
-        break;
-      case '\t':
-        line += "\\t";
-        break;
-      default:
-        if (static_cast<unsigned char>(c) < ' ') {
-          line += fmt::format("\\u{:04x}", c);
-        } else {
-          line += c;
-        }
-    }
-  }
-  line += '"';
-}
-
 /// Gives columns that a reader would take for one different names: the first one keeps the name,
 /// the others get a number behind it (count, count_1) with which no other column is called.
 /// `asRead(name, position)` is what the reader makes of a name.
@@ -76,7 +45,7 @@ void MakeDifferent(std::vector<std::string>& names, AsRead&& asRead) {
       if ((names[i] == read[i]) != isAsGiven || taken.insert(read[i]).second) continue;
       std::string numbered;
       for (int number = 1; numbered.empty(); ++number) {
-        numbered = fmt::format("{}_{}", read[i], number);
+        numbered = read[i] + "_" + std::to_string(number);
         if (given.contains(numbered) || !taken.insert(numbered).second) numbered.clear();
       }
       names[i] = numbered;
@@ -98,12 +67,17 @@ void FormattedResult::Begin(const std::vector<ColumnInfo>& columns,
 
 bool FormattedResult::Plan(const std::vector<XeString>& lines) {
   for (const XeString& line : lines) plan_ += BaseStringUtil::StringToUtf8(line) + "\n";
+  rows_ = lines.size();
   return true;
 }
 
 void FormattedResult::Print() {
-  if (plan_.empty()) return PrintRows();
-  output_.Write(plan_);
+  if (plan_.empty()) {
+    PrintRows();
+  } else {
+    output_.Write(plan_);
+  }
+  writtenRows_ = rows_;
 }
 
 void LineResult::Append(std::string_view lines) {
@@ -111,7 +85,7 @@ void LineResult::Append(std::string_view lines) {
   if (output_.TakesWholeResults()) return spool_.Append(lines);
   piece_ += lines;
   if (piece_.size() < kPieceBytes) return;
-  earlyRows_ = rows_;
+  writtenRows_ = rows_;
   output_.Write(piece_);
   piece_.clear();
 }
@@ -125,7 +99,7 @@ void CsvResult::Header() {
   if (!header_) return;
   MakeDifferent(names_, [](const std::string& name, std::size_t position) {
     const std::string_view trimmed = TrimBlanks(name);
-    return trimmed.empty() ? fmt::format("column{}", position + 1) : std::string(trimmed);
+    return trimmed.empty() ? "column" + std::to_string(position + 1) : std::string(trimmed);
   });
   line_.clear();
   for (const std::string& name : names_) {
@@ -163,7 +137,7 @@ void JsonResult::Header() {
   MakeDifferent(names_, [](const std::string& name, std::size_t) { return name; });
   for (const std::string& name : names_) {
     std::string key = keys_.empty() ? "{" : ",";
-    AppendJson(key, name);
+    JSon::AppendText(name, key);
     keys_.push_back(key + ":");
   }
 }
@@ -184,7 +158,7 @@ void JsonResult::WriteRow(const Values& row) {
     if (isNumber || type == XeBoolean) {
       line_ += value_;
     } else {
-      AppendJson(line_, value_);
+      JSon::AppendText(value_, line_);
     }
   }
   line_ += "}\n";
@@ -194,16 +168,17 @@ void JsonResult::WriteRow(const Values& row) {
 template void JsonResult::WriteRow(const RecordRow&);
 template void JsonResult::WriteRow(const BatchRow&);
 
-std::unique_ptr<FormattedResult> MakeResult(const Options& options, ResultOutput& output) {
-  switch (options.format) {
-    case OutputFormat::kTable:
+std::unique_ptr<FormattedResult> MakeTextResult(TextFormat format, bool hasHeader,
+                                                ResultOutput& output) {
+  switch (format) {
+    case TextFormat::kTable:
       return std::make_unique<TableResult>(output);
-    case OutputFormat::kJson:
+    case TextFormat::kJson:
       return std::make_unique<JsonResult>(output);
-    case OutputFormat::kCsv:
+    case TextFormat::kCsv:
       break;
   }
-  return std::make_unique<CsvResult>(output, options.header);
+  return std::make_unique<CsvResult>(output, hasHeader);
 }
 
 }  // namespace sqxer

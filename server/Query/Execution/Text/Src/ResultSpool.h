@@ -1,19 +1,24 @@
 #pragma once
 
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
 
-#include "SpillFile.h"
-
 namespace sqxer {
+
+class SpillFile;
 
 /// The bytes of a result that is not complete: they are written out when its statement has
 /// succeeded, and thrown away otherwise. Kept in memory, and beyond 64 MiB in a temporary file
 /// without a name.
 class ResultSpool {
  public:
+  ResultSpool();
+  ~ResultSpool();
+  ResultSpool(const ResultSpool&) = delete;
+  ResultSpool& operator=(const ResultSpool&) = delete;
+
   /// Error 59180 when the temporary file cannot be written.
   void Append(std::string_view bytes) {
     memory_ += bytes;
@@ -27,7 +32,7 @@ class ResultSpool {
   void Spill();
 
   std::string memory_;
-  std::optional<SpillFile> file_;
+  std::unique_ptr<SpillFile> file_;
 };
 
 }  // namespace sqxer

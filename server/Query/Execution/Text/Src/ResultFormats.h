@@ -1,15 +1,20 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
-#include "Options.h"
 #include "ResultOutput.h"
 #include "ResultSink.h"
 #include "ResultSpool.h"
 #include "ValueText.h"
 
 namespace sqxer {
+
+enum class TextFormat { kTable, kCsv, kJson };
 
 /// Formats the rows of one statement, or the lines of its EXPLAIN as they are.
 class FormattedResult : public ResultSink {
@@ -20,8 +25,8 @@ class FormattedResult : public ResultSink {
   void End() override {}
   /// Writes what has not been written, once the statement has succeeded. As ResultOutput::Write.
   void Print();
-  /// How many rows were written before the statement has succeeded; nothing when not a byte was.
-  virtual std::optional<uint64> GetEarlyRows() const { return std::nullopt; }
+  /// How many rows are in what was written; nothing when not a byte was.
+  std::optional<uint64> GetWrittenRows() const { return writtenRows_; }
 
  protected:
   /// Called by Begin when `names_` and `fields_` are set.
@@ -32,6 +37,8 @@ class FormattedResult : public ResultSink {
   ResultOutput& output_;
   std::vector<std::string> names_;
   std::vector<XeFieldDescriptorRef> fields_;
+  uint64 rows_ = 0;
+  std::optional<uint64> writtenRows_;
 
  private:
   std::string plan_;
@@ -72,7 +79,6 @@ class BatchRow {
 class LineResult : public FormattedResult {
  public:
   using FormattedResult::FormattedResult;
-  std::optional<uint64> GetEarlyRows() const override { return earlyRows_; }
 
  protected:
   /// Takes the lines of the header or of a row.
@@ -87,8 +93,6 @@ class LineResult : public FormattedResult {
 
   ResultSpool spool_;
   std::string piece_;
-  uint64 rows_ = 0;
-  std::optional<uint64> earlyRows_;
 };
 
 /// Rows of records and of batches alike: `Derived` has WriteRow(row), of either.
@@ -157,10 +161,11 @@ class TableResult : public FormattedResult {
 
   ResultSpool spool_;
   std::vector<std::size_t> widths_;
-  uint64 rows_ = 0;
   std::string value_;
 };
 
-std::unique_ptr<FormattedResult> MakeResult(const Options& options, ResultOutput& output);
+/// `output` must outlive it. `hasHeader` is for CSV.
+std::unique_ptr<FormattedResult> MakeTextResult(TextFormat format, bool hasHeader,
+                                                ResultOutput& output);
 
 }  // namespace sqxer

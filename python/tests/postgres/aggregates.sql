@@ -1,0 +1,14 @@
+SELECT g, ⟦sum(n) ¦ avg(d) ¦ min(w) ¦ max(x) ¦ count(*) ¦ count(n) ¦ count(DISTINCT w) ¦ var_samp(x) ¦ var_pop(x) ¦ variance(x) ¦ bool_and(n > 2) ¦ bool_or(n > 2) ¦ every(n < 100) ¦ sum(d)⟧ FILTER (WHERE ⟦n > 2 ¦ w LIKE 'a%' ¦ NULL ¦ x IS NULL⟧) FROM facts GROUP BY g ORDER BY g
+SELECT ⟦sum(n) ¦ avg(x) ¦ min(d) ¦ max(w) ¦ count(*) ¦ var_samp(x) ¦ var_pop(n) ¦ variance(d) ¦ stddev_samp(n) ¦ bool_and(n > 2) ¦ bool_or(n > 200)⟧ FROM facts WHERE ⟦true ¦ n = 3 ¦ false ¦ n IS NULL⟧
+SELECT g, ⟦covar_pop ¦ regr_intercept ¦ regr_r2 ¦ regr_avgx ¦ regr_avgy ¦ regr_sxx ¦ regr_syy ¦ regr_sxy⟧(x, n) FROM facts GROUP BY g ORDER BY g
+SELECT ⟦covar_pop ¦ regr_intercept ¦ regr_r2 ¦ regr_avgx ¦ regr_avgy ¦ regr_sxx ¦ regr_syy ¦ regr_sxy⟧(⟦x ¦ n ¦ 1⟧, ⟦n ¦ d ¦ 2⟧) FROM facts WHERE ⟦true ¦ false ¦ n = 3⟧
+SELECT g, percentile_cont(⟦0 ¦ 0.25 ¦ 0.5 ¦ 0.95 ¦ 1 ¦ NULL⟧) WITHIN GROUP (ORDER BY ⟦n ¦ x⟧ ⟦ASC ¦ DESC⟧) FROM facts GROUP BY g ORDER BY g
+SELECT g, percentile_disc(⟦0 ¦ 0.25 ¦ 0.5 ¦ 0.95 ¦ 1 ¦ NULL⟧) WITHIN GROUP (ORDER BY ⟦n ¦ x⟧) FROM facts GROUP BY g ORDER BY g
+SELECT percentile_cont(0.5) WITHIN GROUP (ORDER BY n) FILTER (WHERE n > 2) FROM facts WHERE ⟦true ¦ false⟧
+SELECT percentile_⟦cont ¦ disc⟧(⟦-0.1 ¦ 1.5⟧) WITHIN GROUP (ORDER BY n) FROM facts
+SELECT upper('a') FILTER (WHERE true)
+SELECT day, at, ⟦sum(n) ¦ count(*) ¦ min(x) ¦ avg(d) ¦ var_samp(n)⟧ FILTER (WHERE ⟦n > 2 ¦ w LIKE 'a%'⟧) OVER (PARTITION BY g ORDER BY at ⟦ROWS 1 PRECEDING ¦ ROWS UNBOUNDED PRECEDING ¦ ROWS BETWEEN 2 PRECEDING AND 1 FOLLOWING ¦ GROUPS 1 PRECEDING⟧) FROM facts WHERE at IS NOT NULL ORDER BY at
+-- differs: the covariance of no row is 0, and the correlation NaN
+SELECT ⟦covar_samp ¦ corr⟧(x, n) FROM facts WHERE false
+-- differs: the slope of one row is not a number
+SELECT regr_slope(x, n) FROM facts WHERE g = 'c'

@@ -1,0 +1,60 @@
+#include "Engine/Reference.h"
+
+#include "FunctionTable.h"
+#include "Utility/SUSystemConfig.h"
+
+namespace sqxer::engine {
+namespace {
+
+FunctionDescription::Kind DescribeKind(FunctionRow::Kind kind) {
+  using From = FunctionRow::Kind;
+  using To = FunctionDescription::Kind;
+  switch (kind) {
+    case From::kOperator:
+    case From::kForm:
+      return To::kOperator;
+    case From::kAggregate:
+      return To::kAggregate;
+    case From::kWindow:
+      return To::kWindow;
+    case From::kFunction:
+    case From::kReader:
+      break;
+  }
+  return To::kFunction;
+}
+
+}  // namespace
+
+std::vector<FunctionDescription> ListFunctions() {
+  std::vector<FunctionDescription> functions;
+  for (const FunctionRow& row : FunctionTable()) {
+    functions.push_back({.kind = DescribeKind(row.kind),
+                         .name = row.name,
+                         .form = row.form,
+                         .description = row.description,
+                         .arguments = row.arguments,
+                         .result = row.result,
+                         .nulls = row.nulls,
+                         .example = row.example,
+                         .exampleResult = row.exampleResult});
+  }
+  return functions;
+}
+
+std::vector<SwitchDescription> ListSwitches() {
+  std::vector<SwitchDescription> switches;
+  for (const SUSystemConfig::Switch& one : SUSystemConfig::Switches()) {
+    switches.push_back({.name = one.name,
+                        .defaultValue = one.defaultText,
+                        .values = one.values,
+                        .description = one.description});
+  }
+  return switches;
+}
+
+std::string DescribeSql() { return FunctionReference(); }
+
+const char* GetVersion() noexcept { return SQXER_VERSION; }
+
+}  // namespace sqxer::engine

@@ -1,0 +1,23 @@
+# What stands on the engine's front includes its public headers and files of its own folder, and
+# these headers include each other alone.
+set(wrong "")
+foreach(folder tools/sqxer python/src server/include/Engine)
+  file(GLOB files ${SOURCES}/${folder}/*.h ${SOURCES}/${folder}/*.cpp)
+  if(NOT files)
+    message(SEND_ERROR "${folder} has no sources")
+  endif()
+  foreach(file ${files})
+    file(STRINGS ${file} lines REGEX "^ *# *include *(\"|<Utility/)")
+    foreach(line ${lines})
+      string(REGEX REPLACE ".*[\"<](.*)[\">].*" "\\1" header "${line}")
+      if(NOT header MATCHES "^Engine/[^/]+$" AND
+         (header MATCHES "/" OR NOT EXISTS ${SOURCES}/${folder}/${header}))
+        list(APPEND wrong "${file} includes ${header}")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+if(wrong)
+  list(JOIN wrong "\n" text)
+  message(FATAL_ERROR "not of the engine's front:\n${text}")
+endif()
