@@ -61,6 +61,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "point"},
       {58048, 0, "RANGE takes a distance that is a number, not negative, the same for every row"},
       {58049, 2, "a frame of {0} needs {1}"},
+      {58060, 1, "{0}"},
+      {58061, 0, "the arguments of GROUPING must be keys of GROUP BY"},
+      {58062, 0, "the first keys of ORDER BY must be those of DISTINCT ON, in any order"},
+      {58063, 1, "GROUP BY ALL is not understood: write GROUP BY {0}"},
   };
 }
 

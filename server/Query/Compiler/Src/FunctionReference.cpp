@@ -1,25 +1,16 @@
-#include <algorithm>
-#include <initializer_list>
+#include "FunctionReference.h"
 
-#include "FunctionTable.h"
+// What the pages of the reference say apart from the rows of the function table.
 
 namespace sqxer {
-namespace {
 
-using Kind = FunctionRow::Kind;
-
-constexpr const char* kIntroduction = R"(# SQL
-
-What `sqxer` understands of SQL, and the node class behind each operator and function. This page is
-printed by `sqxer --functions`.
-
-## Statements
+const char* const kStatementsText = R"(## Statements
 
 ```
-[EXPLAIN] SELECT [DISTINCT] item, ...
+[EXPLAIN] SELECT [DISTINCT [ON (key, ...)]] item, ...
   [FROM table [AS name]]
   [WHERE condition]
-  [GROUP BY key, ...]
+  [GROUP BY [DISTINCT] element, ...]
   [HAVING condition]
   [WINDOW name AS (window), ...]
   [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...]
@@ -41,6 +32,13 @@ is refused by name.
 - A key is an expression, an alias, or a position in the select list. ORDER BY looks for aliases
   first, GROUP BY for columns first; HAVING may name aliases too.
 - NULL comes last, ascending and descending, unless NULLS FIRST is asked for.
+- An element of GROUP BY is a key, keys in parentheses, `ROLLUP (element, ...)`, `CUBE (element, ...)`
+  or `GROUPING SETS (element, ...)`; `()` is no key. ROLLUP groups by all its elements, by all but the last
+  one, and so on down to the whole; CUBE by every choice of them; GROUPING SETS by each alone. Several
+  elements are combined each with each. A key that a set leaves out is NULL in its groups, and
+  `GROUPING(key)` tells that from a NULL of the rows. Groups come set by set; DISTINCT makes equal sets one.
+- DISTINCT ON keeps the first row, by ORDER BY, of those whose keys are equal. The keys are also the first
+  of ORDER BY, and the rows come in their order.
 - A query with an aggregate and no GROUP BY has one group, even over no rows.
 - A column is called by its alias, else by the column or function that it is, else `?column?`. An
   aggregate with several results appends to that name.
@@ -50,43 +48,9 @@ is refused by name.
   except that `t` and `f` are texts. An empty value is NULL, except that of a text
   type (`varchar:`, `char(3):`) it is the empty text.
   Parameters of the types DATE and TIME compute as TIMESTAMP (a time on 1900-01-01).
+)";
 
-## Windows
-
-```
-function OVER name
-function OVER ([name] [PARTITION BY key, ...]
-               [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...] [frame])
-```
-
-A function with OVER gives every row a result, which is computed from the rows of its partition: those
-that WHERE keeps, in a query with groups the groups that HAVING keeps. Such calls stand in the select
-list and in ORDER BY, alone or as parts of expressions. In a query with groups they are made of its keys
-and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
-
-A frame says which rows of the partition the result is computed from:
-
-```
-{ROWS | RANGE | GROUPS} start [exclusion]
-{ROWS | RANGE | GROUPS} BETWEEN start AND end [exclusion]
-start, end:  UNBOUNDED PRECEDING | n PRECEDING | CURRENT ROW | n FOLLOWING | UNBOUNDED FOLLOWING
-exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTHERS
-```
-
-- n counts rows in ROWS, and in GROUPS groups of rows that are equal in the order. In RANGE it is a distance of the key:
-  there is one then, and it is a number. CURRENT ROW means this row in ROWS, else also those equal to it.
-- The end is CURRENT ROW if left out, and the frame RANGE UNBOUNDED PRECEDING: the rows so far and those that tie,
-  without ORDER BY the partition.
-- Aggregates, FIRST_VALUE, LAST_VALUE and NTH_VALUE look at the frame. To the other functions it does not matter;
-  PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N, TRENDLINE and BIN take none (error 58043).
-- A partition's rows come in the order of ORDER BY. Rows that are equal in it, and all without it, come
-  in the order of the table.
-- A window may build on one of the WINDOW clause by its name, if that has no frame. It takes its
-  PARTITION BY over, and its ORDER BY if it has one.
-
-## Literals and types
-
-| literal | type |
+const char* const kTypesText = R"(| literal | type |
 |---|---|
 | `12`, `-12` | INTEGER within 32 bits, else NUMERIC |
 | `1.5` | NUMERIC |
@@ -113,10 +77,9 @@ exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTH
   meets it.
 - The results of CAST AS SMALLINT and CAST AS REAL have 16 and 32 bits; what computes with them widens
   them to INTEGER and DOUBLE.
+)";
 
-## Where other databases differ
-
-| subject | here | elsewhere |
+const char* const kDifferencesText = R"(| subject | here | elsewhere |
 |---|---|---|
 | `2 NOT IN (1, NULL)` | true: a NULL member matches nothing | NULL |
 | `CASE x WHEN NULL` | matches a NULL | never matches |
@@ -155,33 +118,36 @@ exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTH
 | NULL in ORDER BY, also in windows | last, ascending and descending | SQLite puts it first, PostgreSQL last ascending only |
 )";
 
-void Append(std::string& out, std::initializer_list<std::string_view> parts) {
-  for (std::string_view part : parts) out += part;
-}
+const char* const kWindowsText = R"(```
+function OVER name
+function OVER ([name] [PARTITION BY key, ...]
+               [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...] [frame])
+```
 
-void AppendSection(std::string& out, const char* title, std::initializer_list<Kind> kinds) {
-  Append(out, {"\n## ", title,
-               "\n\nThe results of the examples are rows as csv. Operands of other types are error "
-               "59001.\n"});
-  for (const FunctionRow& row : FunctionTable()) {
-    if (std::find(kinds.begin(), kinds.end(), row.kind) == kinds.end()) continue;
-    Append(out, {"\n### `", row.form, "`\n\n", row.description, "\n\n"});
-    Append(out, {"- Node: ", row.node, "\n- Arguments: ", row.arguments, "\n"});
-    Append(out, {"- Result: ", row.result, "\n- NULL: ", row.nulls, "\n"});
-    if (const char* errors = ErrorsOfNode(row.node)) Append(out, {"- Errors: ", errors, "\n"});
-    Append(out, {"- Example: `", row.example, "` gives `", row.exampleResult, "`\n"});
-  }
-}
+A function with OVER gives every row a result, which is computed from the rows of its partition: those
+that WHERE keeps, in a query with groups the groups that HAVING keeps. Such calls stand in the select
+list and in ORDER BY, alone or as parts of expressions. In a query with groups they are made of its keys
+and aggregates: `RANK() OVER (ORDER BY SUM(x) DESC)`.
 
-}  // namespace
+A frame says which rows of the partition the result is computed from:
 
-std::string FunctionReference() {
-  std::string reference = kIntroduction;
-  AppendSection(reference, "Operators", {Kind::kOperator, Kind::kForm});
-  AppendSection(reference, "Functions", {Kind::kFunction, Kind::kReader});
-  AppendSection(reference, "Aggregates", {Kind::kAggregate});
-  AppendSection(reference, "Aggregates over windows", {Kind::kWindow});
-  return reference;
-}
+```
+{ROWS | RANGE | GROUPS} start [exclusion]
+{ROWS | RANGE | GROUPS} BETWEEN start AND end [exclusion]
+start, end:  UNBOUNDED PRECEDING | n PRECEDING | CURRENT ROW | n FOLLOWING | UNBOUNDED FOLLOWING
+exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTHERS
+```
+
+- n counts rows in ROWS, and in GROUPS groups of rows that are equal in the order. In RANGE it is a distance of the key:
+  there is one then, and it is a number. CURRENT ROW means this row in ROWS, else also those equal to it.
+- The end is CURRENT ROW if left out, and the frame RANGE UNBOUNDED PRECEDING: the rows so far and those that tie,
+  without ORDER BY the partition.
+- Aggregates, FIRST_VALUE, LAST_VALUE and NTH_VALUE look at the frame. To the other functions it does not matter;
+  PERCENTILE, TOP_N, BOTTOM_N, TOP_AND_BOTTOM_N, TRENDLINE and BIN take none (error 58043).
+- A partition's rows come in the order of ORDER BY. Rows that are equal in it, and all without it, come
+  in the order of the table.
+- A window may build on one of the WINDOW clause by its name, if that has no frame. It takes its
+  PARTITION BY over, and its ORDER BY if it has one.
+)";
 
 }  // namespace sqxer

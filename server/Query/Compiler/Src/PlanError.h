@@ -55,6 +55,10 @@ enum PlanErrorCode {
   kNoFraction = 58047,
   kFrameOffset = 58048,
   kFrameOrder = 58049,
+  kGroupingSets = 58060,
+  kNotAGroupKey = 58061,
+  kDistinctOn = 58062,
+  kGroupByAll = 58063,
   kUnknownColumn = 59015,
 };
 
