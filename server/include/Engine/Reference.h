@@ -56,8 +56,8 @@ struct SqlPage {
 };
 /// All pages, first the one that says what a statement is and leads to the others.
 SQXER_ENGINE_API std::vector<SqlPage> DescribeSql();
-/// What those pages say of the operators, functions and aggregates of a name, whose letter case does
-/// not matter, or the page of that name. Error 58004 when there is none.
+/// What those pages say of the operators, functions and aggregates of a name, whose letter case
+/// does not matter, or the page of that name. Error 58004 when there is none.
 SQXER_ENGINE_API std::string DescribeSql(std::string_view name);
 /// How they all are written, page by page, for a terminal.
 SQXER_ENGINE_API std::string ListSqlForms();

@@ -176,9 +176,8 @@ TypedExpressionPtr ExpressionTyper::TypeGrouping(const SqlExpression& expression
   if (!clause.aggregates)
     ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, L"GROUPING"});
   if (expression.arguments.size() > kMostArguments)
-    ThrowPlanError(
-        kGroupingSets, expression.position,
-        {L"GROUPING has at most " + std::to_wstring(kMostArguments) + L" arguments"});
+    ThrowPlanError(kGroupingSets, expression.position,
+                   {L"GROUPING has at most " + std::to_wstring(kMostArguments) + L" arguments"});
   auto grouping = std::make_shared<TypedExpression>();
   grouping->kind = Kind::kGrouping;
   grouping->position = expression.position;

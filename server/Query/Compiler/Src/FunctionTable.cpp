@@ -15,13 +15,21 @@ std::vector<FunctionRow> MakeTable() {
     std::string_view section;
   };
   constexpr Part kParts[] = {
-      {AppendOperatorRows, "operators"},   {AppendConditionalRows, "conditions"},
-      {AppendConversionRows, "conversions"}, {AppendNumericRows, "numbers"},
-      {AppendIntegerRows, "numbers"},      {AppendTextRows, "texts"},
-      {AppendTextMakingRows, "texts"},     {AppendRegularRows, "patterns"},
-      {AppendCalendarRows, "dates"},       {AppendDateRows, "dates"},
-      {AppendLookupRows, "tables"},        {AppendAggregateRows, "aggregates"},
-      {AppendStatisticsRows, "statistics"}, {AppendWindowRows, "windows"},
+      {AppendOperatorRows, "operators"},
+      {AppendConditionalRows, "conditions"},
+      {AppendConversionRows, "conversions"},
+      {AppendFormatRows, "conversions"},
+      {AppendNumericRows, "numbers"},
+      {AppendIntegerRows, "numbers"},
+      {AppendTextRows, "texts"},
+      {AppendTextMakingRows, "texts"},
+      {AppendRegularRows, "patterns"},
+      {AppendCalendarRows, "dates"},
+      {AppendDateRows, "dates"},
+      {AppendLookupRows, "tables"},
+      {AppendAggregateRows, "aggregates"},
+      {AppendStatisticsRows, "statistics"},
+      {AppendWindowRows, "windows"},
   };
   std::vector<FunctionRow> rows;
   for (const Part& part : kParts) {

@@ -27,9 +27,8 @@ bool HasAggregate(const SqlExpression& expression) {
                      });
   if (isOne) return true;
   bool isPart = false;
-  ForEachOperand(expression, [&](const SqlExpressionPtr& part) {
-    isPart = isPart || HasAggregate(*part);
-  });
+  ForEachOperand(expression,
+                 [&](const SqlExpressionPtr& part) { isPart = isPart || HasAggregate(*part); });
   return isPart;
 }
 

@@ -51,9 +51,9 @@ TypedExpressionPtr GroupPlan::OverGroups(const TypedExpressionPtr& expression) {
                           GetGroupings()[index]);
   }
   if (expression->kind == Kind::kAggregate)
-    return MakeTypedField(
-        *expression, static_cast<int>(keys_.size()) + groupings + aggregates_.Note(expression),
-        expression->column);
+    return MakeTypedField(*expression,
+                          static_cast<int>(keys_.size()) + groupings + aggregates_.Note(expression),
+                          expression->column);
   if (expression->kind == Kind::kColumn || expression->kind == Kind::kJsonValue)
     ThrowPlanError(kColumnNotGrouped, expression->position, {expression->column.name});
   auto over = std::make_shared<TypedExpression>(*expression);

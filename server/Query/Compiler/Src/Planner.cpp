@@ -198,7 +198,8 @@ class Planner {
     bool isOther = false;
     for (const PlanSortKey& key : plan_.order) {
       const bool isDistinct = std::ranges::find(columns, key.column) != columns.end();
-      const bool isKnown = std::ranges::find(order, key.column, &PlanSortKey::column) != order.end();
+      const bool isKnown =
+          std::ranges::find(order, key.column, &PlanSortKey::column) != order.end();
       if (isDistinct && isOther && !isKnown)
         ThrowPlanError(kDistinctOn, select_.distinctOn[0]->position, {});
       isOther = isOther || !isDistinct;
@@ -282,8 +283,8 @@ class Planner {
     if (windows.IsEmpty()) return;
     // The windows' results stand behind all columns of the record.
     for (const TypedOutput& output : outputs_) NoteColumns(*output.expression);
-    std::size_t fields = plan_.grouped ? plan_.groupKeys.size() + plan_.groupings.size()
-                                       : plan_.scanRecord.size();
+    std::size_t fields =
+        plan_.grouped ? plan_.groupKeys.size() + plan_.groupings.size() : plan_.scanRecord.size();
     for (const PlanAggregate& aggregate : plan_.aggregates) fields += aggregate.results.size();
     for (TypedOutput& output : outputs_)
       output.expression = windows.OverWindows(output.expression, static_cast<int>(fields));

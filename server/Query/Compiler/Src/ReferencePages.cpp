@@ -87,8 +87,9 @@ std::string MakePage(const Section& section) {
   bool hasRows = false;
   ForEachRow(section.name, [&](const FunctionRow& row, bool isFirst) {
     if (!hasRows) {
-      page += "\nThe results of the examples are rows as csv. Operands of other types are error "
-              "59001.\n";
+      page +=
+          "\nThe results of the examples are rows as csv. Operands of other types are error "
+          "59001.\n";
     }
     hasRows = true;
     page += '\n';
@@ -107,8 +108,8 @@ std::string MakeIndex() {
     std::string_view between;
     ForEachRow(section.name, [&](const FunctionRow& row, bool isFirst) {
       if (!isFirst || IsOperator(row)) return;
-      Append(page, {between, "[", WithCase(row.name, &std::toupper), "](sql/", section.name, ".md#", row.name,
-                    ")"});
+      Append(page, {between, "[", WithCase(row.name, &std::toupper), "](sql/", section.name, ".md#",
+                    row.name, ")"});
       between = ", ";
     });
     page += " |\n";

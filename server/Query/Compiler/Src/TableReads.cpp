@@ -170,8 +170,8 @@ TableRequest FindTableReads(const SqlSelect& select) {
   ReadsFinder outputs;
   for (const SqlSelectItem& item : select.items) outputs.Visit(item.expression);
   for (const SqlSortItem& item : select.orderBy) outputs.Visit(item.expression);
-  const bool isGrouped = !select.groupBy.empty() || select.hasGroupingSets || select.having ||
-                         outputs.HasAggregates();
+  const bool isGrouped =
+      !select.groupBy.empty() || select.hasGroupingSets || select.having || outputs.HasAggregates();
   // Windows over groups have these for rows. A table in which values are looked up may be the
   // statement's own.
   request.onePass =
@@ -184,9 +184,8 @@ TableRequest FindTableReads(const SqlSelect& select) {
   const bool isSorted = !select.orderBy.empty() || !select.distinctOn.empty();
   request.canStartAgain = isGrouped || isSorted;
   const bool takesRowsAsTheyCome = !select.where && !select.having && !select.distinct &&
-                                   !isGrouped && !isSorted &&
-                                   !finder.HasAggregates() && !finder.HasWindows() &&
-                                   !finder.ReadsDocuments();
+                                   !isGrouped && !isSorted && !finder.HasAggregates() &&
+                                   !finder.HasWindows() && !finder.ReadsDocuments();
   if (!select.limit || !takesRowsAsTheyCome) return request;
   const std::optional<uint64> limit = ReadCount(select.limit);
   const std::optional<uint64> offset = select.offset ? ReadCount(select.offset) : 0;

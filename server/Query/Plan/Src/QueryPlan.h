@@ -132,7 +132,8 @@ struct QueryPlan {
   /// Result rows are made unique over the visible outputs.
   bool distinct = false;
   std::vector<PlanSortKey> order;
-  /// Of rows that agree in so many of the first sort keys only the first one counts; 0 for all rows.
+  /// Of rows that agree in so many of the first sort keys only the first one counts; 0 for all
+  /// rows.
   std::size_t distinctKeys = 0;
   std::optional<uint64> limit;
   uint64 offset = 0;

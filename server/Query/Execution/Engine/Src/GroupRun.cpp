@@ -74,8 +74,7 @@ GroupSets MakeSets(const QueryPlan& plan, WorkRecord& input, uint64 mostRows) {
   const std::size_t count = std::max<std::size_t>(plan.groupingSets.size(), 1);
   const uint64 memory = Settings::Current()->GetSwitches().groupMemory_ / count;
   for (std::size_t i = 0; i < count; ++i) {
-    const PlanGroupingSet* const set =
-        plan.groupingSets.empty() ? nullptr : &plan.groupingSets[i];
+    const PlanGroupingSet* const set = plan.groupingSets.empty() ? nullptr : &plan.groupingSets[i];
     sets.push_back(std::make_unique<GroupSet>(fields, plan.groupKeys.size(), set, input,
                                               plan.aggregates, memory, mostRows));
   }

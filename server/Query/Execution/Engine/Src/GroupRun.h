@@ -38,10 +38,10 @@ class GroupRun final : private RowTaker {
   uint64 CountLive() const;
   /// Whether all groups are in memory.
   bool AreAllLive() const;
-  /// After Run, once: the groups, set by set, in the order of their first rows, in chunks of at most
-  /// so many.
-  /// The meter counts the rows that are sorted for that, and then goes to the phase `next`. An
-  /// error of a group comes when those before it were handed on. The run must outlive them.
+  /// After Run, once: the groups, set by set, in the order of their first rows, in chunks of at
+  /// most so many. The meter counts the rows that are sorted for that, and then goes to the phase
+  /// `next`. An error of a group comes when those before it were handed on. The run must outlive
+  /// them.
   std::unique_ptr<ChunkSource> TakeGroups(uint64 mostRows, ProgressMeter& meter, RunPhase next);
 
   // For EXPLAIN.

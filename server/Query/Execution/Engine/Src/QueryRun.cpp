@@ -376,8 +376,7 @@ bool QueryRun::FindDistinct(const BatchRows& rows) {
     return false;
   }
   // The groups that it opens are to be emitted: from here on nothing is done again.
-  return distinctBatch_->FindGroups(rows, outputVectors_, outputVectors_, {},
-                                    scan_.GetBatchRow());
+  return distinctBatch_->FindGroups(rows, outputVectors_, outputVectors_, {}, scan_.GetBatchRow());
 }
 
 bool QueryRun::EmitBatch(const BatchRows& rows) {
