@@ -114,7 +114,7 @@ struct IsoCalendar {
 };
 /// The number of the Thursday in the week of a day; day 0 is one.
 constexpr int64 ThursdayOfDay(int64 day) { return DateTruncOp::CutTo(7, day + 3); }
-inline int YearOfDay(int64 day) { return ReadAnyDay(static_cast<int32>(day)).GetYear(); }
+inline int YearOfDay(int64 day) { return static_cast<int>(ReadCalendarDay(day).year()); }
 
 // OfDay gives the same of a day's number.
 struct IsoYearOp {
@@ -243,9 +243,11 @@ struct LastDayOp {
                   XeCalendar::DaysInMonth(moment.GetYear(), moment.GetMonth()));
   }
   static int32 OfDay(int64 day) {
-    const XeDate date = ReadAnyDay(static_cast<int32>(day));
-    const int last = XeCalendar::DaysInMonth(date.GetYear(), date.GetMonth());
-    return static_cast<int32>(day + last - date.GetDay());
+    const std::chrono::year_month_day date = ReadCalendarDay(day);
+    const auto month = static_cast<unsigned>(date.month());
+    // Months of 31 days alternate with shorter ones, and again from August on.
+    const unsigned last = month == 2 ? 28 + date.year().is_leap() : 30 + ((month + month / 8) & 1);
+    return static_cast<int32>(day + last - static_cast<unsigned>(date.day()));
   }
 };
 
