@@ -65,6 +65,12 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58061, 0, "the arguments of GROUPING must be keys of GROUP BY"},
       {58062, 0, "the first keys of ORDER BY must be those of DISTINCT ON, in any order"},
       {58063, 1, "GROUP BY ALL is not understood: write GROUP BY {0}"},
+      {58080, 1, "several tables here have this name, give one of them another: \"{0}\""},
+      {58081, 3, "{0} has to have {1} columns here, and not {2}"},
+      {58082, 3, "column {0} is {1} on one side and {2} on the other, cast one of them"},
+      {58083, 1, "a subquery has to have one column here, and not {0}"},
+      {58084, 0,
+       "GENERATE_SERIES takes a first and a last whole number, and perhaps a step that is not 0"},
   };
 }
 

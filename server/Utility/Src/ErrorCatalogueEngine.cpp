@@ -112,6 +112,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57123, 1, "these rows are no states of a statement: {0}"},
       {57124, 1,
        "the rows of the statement are finished where they are read: there is nothing to {0}"},
+      {57131, 1, "a subquery in an expression gives {0} rows: it may give one"},
+      {57132, 1, "a subquery gives more than {0} different values to compare with: join it"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

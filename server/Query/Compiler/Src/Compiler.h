@@ -10,6 +10,8 @@
 
 namespace sqxer {
 
+struct SqlSelect;
+
 /// One statement of a text of several, parted by semicolons.
 struct Statement {
   /// The statement's own text.
@@ -27,6 +29,10 @@ std::vector<Statement> SplitStatements(const std::string& text);
 /// wrong.
 QueryPlan CompileStatement(const std::string& sql, Catalog& catalog,
                            const QueryParameters& parameters = {});
+
+/// Plans one SELECT of a statement, whose table the catalog knows and which has no subqueries.
+QueryPlan CompileSelect(const std::string& sql, const SqlSelect& select, Catalog& catalog,
+                        const QueryParameters& parameters = {});
 
 /// The line and column (from 1, columns in characters) of a byte offset.
 struct LineColumn {

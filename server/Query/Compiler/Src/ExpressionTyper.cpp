@@ -37,6 +37,10 @@ TypedExpressionPtr ExpressionTyper::Type(const SqlExpression& expression,
       return WithTextReasons(expression, [&] { return TypeFunction(expression, clause); });
     case SqlExpression::Kind::kParameter:
       return TypeParameter(expression);
+    case SqlExpression::Kind::kValue:
+      return MakeTypedConstant(*expression.value, expression.position);
+    case SqlExpression::Kind::kSubquery:
+      ThrowPlanError(kClauseNotUnderstood, expression.position, {L"a subquery"});
     case SqlExpression::Kind::kStar:
       break;
   }

@@ -28,7 +28,17 @@ std::unique_ptr<RExpression> MakeToChar(const TypedExpression& call, Operands& o
                                     : MakeFunction<ToCharNumeric>(call, o);
 }
 
-/// As CAST names it.
+void PrepareTypeOf(TypedArguments& arguments) {
+  if (arguments[0]->IsOpenNull()) arguments[0] = ConvertTyped(arguments[0], XeLongVarCharData);
+}
+
+std::unique_ptr<RExpression> MakeTypeOf(const TypedExpression& call, Operands&) {
+  return std::make_unique<ConstantLongVarXeChar>(
+      NameOfType(WithoutWidening(call.arguments[0])->type));
+}
+
+}  // namespace
+
 const wchar_t* NameOfType(XeDataType type) {
   switch (type) {
     case XeBoolean:
@@ -59,17 +69,6 @@ const wchar_t* NameOfType(XeDataType type) {
       return SUXeDataTypeUtility::IsXeTextType(type) ? L"TEXT" : L"BINARY";
   }
 }
-
-void PrepareTypeOf(TypedArguments& arguments) {
-  if (arguments[0]->IsOpenNull()) arguments[0] = ConvertTyped(arguments[0], XeLongVarCharData);
-}
-
-std::unique_ptr<RExpression> MakeTypeOf(const TypedExpression& call, Operands&) {
-  return std::make_unique<ConstantLongVarXeChar>(
-      NameOfType(WithoutWidening(call.arguments[0])->type));
-}
-
-}  // namespace
 
 void AppendFormatRows(std::vector<FunctionRow>& rows) {
   FunctionRow ofMoments = ScalarRow(

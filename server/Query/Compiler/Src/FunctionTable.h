@@ -189,6 +189,9 @@ const FunctionRow& ChooseByTypes(const FunctionRow& row, const TypedArguments& a
 /// The rows of the functions and aggregates of a name, with OVER and without.
 std::vector<const FunctionRow*> FindFunctions(std::string_view name);
 
+/// A type's name as CAST has it.
+const wchar_t* NameOfType(XeDataType type);
+
 /// Raises 58004 for a name of no function, with the names that are nearest.
 [[noreturn]] void ThrowUnknownFunction(std::string_view name, int position);
 

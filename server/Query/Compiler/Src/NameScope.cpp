@@ -17,13 +17,24 @@ std::vector<int> FindByName(const std::vector<NamedThing>& things, const XeStrin
 
 NameScope::NameScope(const TableSchema& schema, const SqlSelect& select)
     : schema_(&schema), table_(select.table) {
-  if (!select.tableAlias.empty()) {
+  for (const ColumnOrigin& origin : schema.origins)
+    tableNames_.insert(tableNames_.end(), origin.tables.begin(), origin.tables.end());
+  if (!schema.origins.empty()) {
+    // Each column says what its table is called.
+  } else if (!select.tableAlias.empty()) {
     tableNames_ = {select.tableAlias};
   } else {
     tableNames_ = {select.table, schema.name};
   }
   for (std::size_t i = 0; i < schema.columns.size(); ++i)
     columns_.push_back({schema.columns[i].name, static_cast<int>(i)});
+}
+
+bool NameScope::HasTable(const SqlExpression& name) const {
+  return name.path.size() < 2 ||
+         std::ranges::any_of(tableNames_, [&](const XeString& table) {
+           return BaseStringUtil::IsCaseInsensitiveMatch(table, name.path[0]);
+         });
 }
 
 void NameScope::CheckTable(const SqlExpression& name) const {
@@ -33,19 +44,57 @@ void NameScope::CheckTable(const SqlExpression& name) const {
   if (!known) ThrowPlanError(kNoSuchTable, name.position, {name.path[0]});
 }
 
+bool NameScope::IsOfTable(std::size_t column, const XeString& table) const {
+  if (schema_->origins.empty()) return true;
+  return std::ranges::any_of(schema_->origins[column].tables, [&](const XeString& name) {
+    return BaseStringUtil::IsCaseInsensitiveMatch(name, table);
+  });
+}
+
+std::vector<NamedThing> NameScope::FindCandidates(const SqlExpression& name) const {
+  const bool isOfTable = name.path.size() > 1;
+  if (isOfTable) CheckTable(name);
+  if (schema_ == nullptr || schema_->origins.empty()) return columns_;
+  std::vector<NamedThing> candidates;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const bool isMeant =
+        isOfTable ? IsOfTable(i, name.path[0]) : !schema_->origins[i].isShared;
+    if (isMeant) candidates.push_back(columns_[i]);
+  }
+  return candidates;
+}
+
+std::vector<int> NameScope::ExpandStar(const SqlExpression& star) const {
+  if (!star.path.empty()) CheckTable(star);
+  std::vector<int> columns;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const bool isMeant = !star.path.empty()          ? IsOfTable(i, star.path[0])
+                         : schema_->origins.empty() ? true
+                                                    : !schema_->origins[i].isShared;
+    if (isMeant) columns.push_back(static_cast<int>(i));
+  }
+  return columns;
+}
+
 int NameScope::FindColumn(const SqlExpression& name) const {
-  if (name.path.size() > 1) CheckTable(name);
-  std::vector<int> found = FindByName(columns_, name.path.back());
-  // Of two columns with one and the same name the first is meant, as readers of records do it.
+  std::vector<int> found = FindByName(FindCandidates(name), name.path.back());
+  // Of two columns of one table with one and the same name the first is meant, as readers of records
+  // do it.
   bool same = std::all_of(found.begin(), found.end(), [&](int index) {
-    return columns_[static_cast<std::size_t>(index)].name ==
-           columns_[static_cast<std::size_t>(found[0])].name;
+    const auto column = static_cast<std::size_t>(index);
+    const auto first = static_cast<std::size_t>(found[0]);
+    return columns_[column].name == columns_[first].name &&
+           (schema_->origins.empty() ||
+            schema_->origins[column].tables == schema_->origins[first].tables);
   });
   if (!same) {
     XeString candidates;
     for (int index : found) {
       if (!candidates.empty()) candidates += L", ";
-      candidates += L"\"" + columns_[static_cast<std::size_t>(index)].name + L"\"";
+      const auto column = static_cast<std::size_t>(index);
+      const bool isOfJoin = !schema_->origins.empty() && !schema_->origins[column].tables.empty();
+      if (isOfJoin) candidates += schema_->origins[column].tables[0] + L".";
+      candidates += L"\"" + columns_[column].name + L"\"";
     }
     ThrowPlanError(kAmbiguousName, name.position, {name.path.back(), candidates});
   }

@@ -30,8 +30,10 @@ class NameScope {
   /// Refuses a name of no column: error 59015 (name, and advice where there is some), or 58022
   /// (name) without a table.
   [[noreturn]] void ThrowUnknown(const SqlExpression& name) const;
-  /// Checks the table's name in front of `*`.
-  void CheckTable(const SqlExpression& name) const;
+  /// Whether the table that a name may have in front is known.
+  bool HasTable(const SqlExpression& name) const;
+  /// The columns that `*` stands for, or `table.*`.
+  std::vector<int> ExpandStar(const SqlExpression& star) const;
 
   /// The table as the statement names it.
   const XeString& GetTable() const { return table_; }
@@ -39,6 +41,12 @@ class NameScope {
   const TableSchema* GetSchema() const { return schema_; }
 
  private:
+  /// Checks the table's name in front of a column or `*`.
+  void CheckTable(const SqlExpression& name) const;
+  bool IsOfTable(std::size_t column, const XeString& table) const;
+  /// The columns that a name may mean.
+  std::vector<NamedThing> FindCandidates(const SqlExpression& name) const;
+
   const TableSchema* schema_ = nullptr;
   XeString table_;
   std::vector<XeString> tableNames_;

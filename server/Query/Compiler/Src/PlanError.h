@@ -59,6 +59,11 @@ enum PlanErrorCode {
   kNotAGroupKey = 58061,
   kDistinctOn = 58062,
   kGroupByAll = 58063,
+  kTableNamedTwice = 58080,
+  kColumnCount = 58081,
+  kColumnsDoNotMeet = 58082,
+  kSubqueryColumns = 58083,
+  kSeries = 58084,
   kUnknownColumn = 59015,
 };
 

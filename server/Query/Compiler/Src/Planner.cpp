@@ -109,10 +109,9 @@ class Planner {
   void AddAllColumns(const SqlExpression& star) {
     const TableSchema* schema = scope_.GetSchema();
     if (!schema) ThrowPlanError(kStarWithoutTable, star.position, {});
-    if (!star.path.empty()) scope_.CheckTable(star);
-    for (std::size_t i = 0; i < schema->columns.size(); ++i)
-      outputs_.push_back(
-          {schema->columns[i].name, typer_.TypeColumn(static_cast<int>(i), star.position)});
+    for (const int column : scope_.ExpandStar(star))
+      outputs_.push_back({schema->columns[static_cast<std::size_t>(column)].name,
+                          typer_.TypeColumn(column, star.position)});
   }
 
   /// What a column is called without AS.
@@ -343,7 +342,11 @@ class Planner {
 
 QueryPlan CompileStatement(const std::string& sql, Catalog& catalog,
                            const QueryParameters& parameters) {
-  SqlSelect select = ParseSelect(sql);
+  return CompileSelect(sql, ParseSelect(sql), catalog, parameters);
+}
+
+QueryPlan CompileSelect(const std::string& sql, const SqlSelect& select, Catalog& catalog,
+                        const QueryParameters& parameters) {
   return Planner(sql, select, catalog, parameters).Plan();
 }
 

@@ -48,6 +48,10 @@ struct SqlTypeName {
   static constexpr int kBigint = -1;
 };
 
+struct PlanConstant;
+struct SqlQuery;
+using SqlQueryPtr = std::shared_ptr<const SqlQuery>;
+
 struct SqlExpression;
 /// Shared because one source expression may be read twice: `x IS TRUE` is `x AND x IS NOT NULL`.
 using SqlExpressionPtr = std::shared_ptr<const SqlExpression>;
@@ -86,6 +90,18 @@ struct SqlExpression {
     kFunction,
     /// `$n`; `parameter` is n.
     kParameter,
+    /// `query` in the way that `use` says.
+    kSubquery,
+    /// What a subquery gave: `value`.
+    kValue,
+  };
+  enum class SubqueryUse {
+    /// Its one row and column.
+    kValue,
+    kExists,
+    /// The argument compared by the operator `name` with each row.
+    kAny,
+    kAll,
   };
   Kind kind = Kind::kLiteral;
   /// Byte offset in the statement.
@@ -105,6 +121,9 @@ struct SqlExpression {
   int parameter = 0;
   /// The target of the operator "cast".
   SqlTypeName target;
+  SqlQueryPtr query;
+  SubqueryUse use = SubqueryUse::kValue;
+  std::shared_ptr<const PlanConstant> value;
 };
 
 /// Calls `visit` for the expressions of which one is made, those of its window included.
@@ -115,6 +134,21 @@ void ForEachOperand(const SqlExpression& expression, const Visit& visit) {
   if (!expression.over) return;
   for (const SqlExpressionPtr& key : expression.over->partitionBy) visit(key);
   for (const SqlSortItem& key : expression.over->orderBy) visit(key.expression);
+}
+
+/// A copy of an expression with `map(operand)` in the place of each operand.
+template <class Map>
+SqlExpressionPtr WithOperands(const SqlExpression& expression, const Map& map) {
+  auto copy = std::make_shared<SqlExpression>(expression);
+  for (SqlExpressionPtr& argument : copy->arguments) argument = map(argument);
+  if (copy->filter) copy->filter = map(copy->filter);
+  if (copy->over) {
+    auto window = std::make_shared<SqlWindow>(*copy->over);
+    for (SqlExpressionPtr& key : window->partitionBy) key = map(key);
+    for (SqlSortItem& key : window->orderBy) key.expression = map(key.expression);
+    copy->over = std::move(window);
+  }
+  return copy;
 }
 
 inline bool NamesColumn(const SqlExpression& expression) {
@@ -170,6 +204,23 @@ void ForEachExpression(const SqlSelect& select, const Visit& visit) {
   if (select.having) visit(select.having);
   for (const SqlExpressionPtr& key : select.windowKeys) visit(key);
   for (const SqlSortItem& item : select.orderBy) visit(item.expression);
+}
+
+/// Puts `map(expression)` in the place of each expression that a clause holds.
+template <class Map>
+void MapExpressions(SqlSelect& select, const Map& map) {
+  const auto mapOptional = [&map](SqlExpressionPtr& expression) {
+    if (expression) expression = map(expression);
+  };
+  for (SqlExpressionPtr& key : select.distinctOn) mapOptional(key);
+  for (SqlSelectItem& item : select.items) mapOptional(item.expression);
+  mapOptional(select.where);
+  for (SqlExpressionPtr& key : select.groupBy) mapOptional(key);
+  mapOptional(select.having);
+  for (SqlExpressionPtr& key : select.windowKeys) mapOptional(key);
+  for (SqlSortItem& item : select.orderBy) mapOptional(item.expression);
+  mapOptional(select.limit);
+  mapOptional(select.offset);
 }
 
 }  // namespace sqxer

@@ -51,8 +51,6 @@ std::shared_ptr<SqlExpression> Literal(int position, SqlLiteral::Kind kind, XeSt
 /// Forms that the grammar has and this system has not.
 const wchar_t* FormName(const PgQuery__Node& node) {
   switch (node.node_case) {
-    case PG_QUERY__NODE__NODE_SUB_LINK:
-      return L"a subquery";
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return L"COLLATE";
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
@@ -74,8 +72,6 @@ const wchar_t* FormName(const PgQuery__Node& node) {
 
 int FormPosition(const PgQuery__Node& node) {
   switch (node.node_case) {
-    case PG_QUERY__NODE__NODE_SUB_LINK:
-      return node.sub_link->location;
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return node.collate_clause->location;
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
@@ -193,6 +189,8 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
           Operator(Place(node.null_test->location), "is null", {Read(*node.null_test->arg)});
       return node.null_test->nulltesttype == PG_QUERY__NULL_TEST_TYPE__IS_NULL ? test : Not(test);
     }
+    case PG_QUERY__NODE__NODE_SUB_LINK:
+      return ReadSubquery(*node.sub_link);
     case PG_QUERY__NODE__NODE_BOOLEAN_TEST:
       return ReadTruthTest(*node.boolean_test);
     case PG_QUERY__NODE__NODE_FUNC_CALL:
@@ -518,6 +516,35 @@ SqlExpressionPtr SqlExpressionReader::AsCase(const SqlExpression& call, bool has
   if (i < given.size()) results.push_back(given[i]);
   operands.insert(operands.end(), results.begin(), results.end());
   return Operator(call.position, hasValue ? "case" : "case when", std::move(operands));
+}
+
+SqlExpressionPtr SqlExpressionReader::ReadSubquery(const PgQuery__SubLink& link) const {
+  using Use = SqlExpression::SubqueryUse;
+  const int position = Place(link.location);
+  auto subquery = std::make_shared<SqlExpression>();
+  subquery->kind = SqlExpression::Kind::kSubquery;
+  subquery->position = position;
+  switch (link.sub_link_type) {
+    case PG_QUERY__SUB_LINK_TYPE__EXISTS_SUBLINK:
+      subquery->use = Use::kExists;
+      break;
+    case PG_QUERY__SUB_LINK_TYPE__ANY_SUBLINK:
+      subquery->use = Use::kAny;
+      break;
+    case PG_QUERY__SUB_LINK_TYPE__ALL_SUBLINK:
+      subquery->use = Use::kAll;
+      break;
+    case PG_QUERY__SUB_LINK_TYPE__EXPR_SUBLINK:
+      break;
+    default:
+      Refuse(position, L"ARRAY of a subquery");
+  }
+  if (link.testexpr) subquery->arguments.push_back(Read(*link.testexpr));
+  // IN has no operator's name.
+  subquery->name =
+      link.n_oper_name > 0 ? StringOf(*link.oper_name[link.n_oper_name - 1]) : std::string_view("=");
+  subquery->query = readQuery_(*link.subselect->select_stmt);
+  return subquery;
 }
 
 SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {

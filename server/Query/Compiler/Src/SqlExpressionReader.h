@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -12,7 +13,11 @@ namespace sqxer {
 /// nothing is silently ignored.
 class SqlExpressionReader {
  public:
-  SqlExpressionReader(const std::string& sql, const ParsedTree& tree) : sql_(sql), tree_(tree) {}
+  using ReadQuery = std::function<SqlQueryPtr(const PgQuery__SelectStmt& statement)>;
+
+  /// `readQuery`: what reads a subquery.
+  SqlExpressionReader(const std::string& sql, const ParsedTree& tree, ReadQuery readQuery)
+      : sql_(sql), tree_(tree), readQuery_(std::move(readQuery)) {}
 
   SqlExpressionPtr Read(const PgQuery__Node& node) const;
   SqlSortItem ReadSort(const PgQuery__SortBy& sort) const;
@@ -40,6 +45,7 @@ class SqlExpressionReader {
   static SqlExpressionPtr AsCase(const SqlExpression& call, bool hasValue);
   /// What stands in WITHIN GROUP becomes the first argument.
   void ReadOrderedSet(const PgQuery__FuncCall& call, SqlExpression& function) const;
+  SqlExpressionPtr ReadSubquery(const PgQuery__SubLink& link) const;
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
   SqlWindowPtr ReadWindow(const PgQuery__WindowDef& window) const;
   SqlWindow ExtendWindow(const PgQuery__WindowDef& window) const;
@@ -51,6 +57,7 @@ class SqlExpressionReader {
 
   const std::string& sql_;
   const ParsedTree& tree_;
+  const ReadQuery readQuery_;
   std::map<std::string, SqlWindowPtr> windows_;
 };
 

@@ -27,9 +27,19 @@ struct ColumnInfo {
   bool nullable = true;
 };
 
+/// Of a column of several tables put together: where it comes from.
+struct ColumnOrigin {
+  /// What the statement calls its table.
+  std::vector<XeString> tables;
+  /// Another column has its place, as USING has it: it goes by its full name alone.
+  bool isShared = false;
+};
+
 struct TableSchema {
   XeString name;
   std::vector<ColumnInfo> columns;
+  /// One for each column of a join; empty for one table.
+  std::vector<ColumnOrigin> origins = {};
   /// Rows that are read later may name further columns, which the plan cannot use.
   bool mayHaveMoreColumns = false;
   /// The table has no more rows, as long as the plan is used.

@@ -29,6 +29,8 @@ enum EngineErrorCode {
   kStatesOfOtherPlan = 57122,
   kNoStates = 57123,
   kNoSuchStep = 57124,
+  kSubqueryRows = 57131,
+  kSubqueryValues = 57132,
 };
 
 /// Raises an error that only has arguments.

@@ -11,6 +11,7 @@
 #include "GroupParts.h"
 #include "JsonScan.h"
 #include "QueryRun.h"
+#include "RelationRun.h"
 #include "SqlParser.h"
 #include "SqliteTable.h"
 #include "TablePath.h"
@@ -326,15 +327,35 @@ uint32 Session::CountThreads(const QueryPlan& plan, const LazyTable& table) cons
 
 void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
+  const SqlStatement statement = ParseQuery(sql);
+  const SqlQuery& query = *statement.query;
+  if (!RelationRun::IsNeeded(query)) {
+    SqlSelect select = query.select;
+    select.explain = statement.explain;
+    return RunSelect(sql, select, nullptr, sink, repeat);
+  }
+  RelationRun run(*this, sql, parameters_ ? parameters_->Get() : QueryParameters());
+  if (statement.explain) return SendLines(run.Describe(query), sink);
+  run.Run(query, sink, repeat);
+}
+
+void Session::RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
+                        ResultSink& sink, int repeat) {
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
+  Catalog& catalog = made != nullptr ? static_cast<Catalog&>(*made) : *this;
   const auto compile = [&] {
-    return CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
+    return CompileSelect(sql, select, catalog,
+                         parameters_ ? parameters_->Get() : QueryParameters());
   };
   QueryPlan plan = compile();
   const bool explain = plan.explain;
   const int position = plan.tablePosition;
-  const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
+  TablePtr table;
+  if (!plan.table.empty()) {
+    const TableRef rows = made != nullptr ? made->FindMade(plan.table) : nullptr;
+    table = rows ? std::make_shared<LoadedTable>(rows) : FindOrLoad(plan.table);
+  }
   std::vector<QueryPlan> plans;
   if (table && !explain) {
     // Before the rows that are read once are on their way.

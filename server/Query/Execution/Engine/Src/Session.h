@@ -22,6 +22,8 @@
 namespace sqxer {
 
 struct QueryPlan;
+struct SqlSelect;
+class RelationRun;
 
 /// Told of a file whose header looks like a row of its table.
 using HeaderWarning = std::function<void(const std::string& path)>;
@@ -111,9 +113,14 @@ class Session : public Catalog {
   const Timing& GetTiming() const { return timing_; }
 
  private:
+  friend class RelationRun;
   using TablePtr = std::shared_ptr<LazyTable>;
 
   void PlanAndRun(const std::string& sql, ResultSink& sink, int repeat);
+  /// Plans and runs a SELECT over one table at most: one of `made`, which may be null, or of the
+  /// session.
+  void RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
+                 ResultSink& sink, int repeat);
   /// How many threads may each need trees of their own.
   uint32 CountThreads(const QueryPlan& plan, const LazyTable& table) const;
 

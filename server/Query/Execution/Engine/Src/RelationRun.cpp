@@ -1,0 +1,192 @@
+#include "RelationRun.h"
+
+#include <algorithm>
+
+#include "Compiler.h"
+#include "EngineError.h"
+#include "LazyTable.h"
+#include "PlanError.h"
+#include "RelationSource.h"
+#include "Session.h"
+#include "SqlParser.h"
+#include "TableSink.h"
+#include "TableStream.h"
+
+namespace sqxer {
+namespace {
+
+bool HasSubquery(const SqlExpression& expression) {
+  if (expression.kind == SqlExpression::Kind::kSubquery) return true;
+  bool isPart = false;
+  ForEachOperand(expression,
+                 [&](const SqlExpressionPtr& part) { isPart = isPart || HasSubquery(*part); });
+  return isPart;
+}
+
+}  // namespace
+
+RelationRun::RelationRun(Session& session, const std::string& sql,
+                         const QueryParameters& parameters)
+    : session_(session), sql_(sql), parameters_(parameters) {}
+RelationRun::~RelationRun() = default;
+
+bool RelationRun::IsNeeded(const SqlQuery& query) {
+  if (!query.IsSelect() || !query.with.empty()) return true;
+  if (query.from && query.select.table.empty()) return true;
+  bool hasSubquery = false;
+  const auto look = [&](const SqlExpressionPtr& expression) {
+    hasSubquery = hasSubquery || HasSubquery(*expression);
+  };
+  ForEachExpression(query.select, look);
+  if (query.select.limit) look(query.select.limit);
+  if (query.select.offset) look(query.select.offset);
+  return hasSubquery;
+}
+
+void RelationRun::Run(const SqlQuery& query, ResultSink& sink, int repeat) {
+  RunQuery(query, sink, repeat);
+}
+
+std::vector<XeString> RelationRun::Describe(const SqlQuery& query) {
+  struct Lines final : ResultSink {
+    void Begin(const std::vector<ColumnInfo>&, const XeRecordMetaData&) override {}
+    void Row(const uint8*) override {}
+    void End() override {}
+    bool Plan(const std::vector<XeString>& plan) override {
+      lines = plan;
+      return true;
+    }
+    std::vector<XeString> lines;
+  } sink;
+  if (query.IsSelect()) {
+    const Scope outer = scope_;
+    AddCommon(query);
+    SqlSelect select = Settle(query);
+    select.explain = true;
+    session_.RunSelect(sql_, select, this, sink, 1);
+    scope_ = outer;
+  } else {
+    MakeTable(query);
+  }
+  std::vector<XeString> lines = std::move(notes_);
+  lines.insert(lines.end(), sink.lines.begin(), sink.lines.end());
+  return lines;
+}
+
+const TableSchema* RelationRun::FindTable(const XeString& name, const TableRequest& request) {
+  if (const TableRef table = FindMade(name)) return &table->schema;
+  // Another part of the statement may read the same rows again.
+  TableRequest all = request;
+  all.onePass = false;
+  all.canStartAgain = false;
+  all.mostRows.reset();
+  all.conditions.clear();
+  return session_.FindTable(name, all);
+}
+
+void RelationRun::VisitTexts(const XeString& table, std::size_t column,
+                             const std::function<void(std::wstring_view)>& visit) {
+  const TableRef made = FindMade(table);
+  if (!made) return session_.VisitTexts(table, column, visit);
+  TextColumn texts(column);
+  for (const TableChunk& chunk : made->chunks) {
+    texts.Enter(chunk);
+    for (uint64 row = 0; row < chunk.rows; ++row) {
+      if (texts.Read(row)) visit(texts.Get());
+    }
+  }
+}
+
+XeString RelationRun::FindTextReason(const XeString& table, std::size_t column) {
+  return FindMade(table) ? XeString() : session_.FindTextReason(table, column);
+}
+
+LookupSourcePtr RelationRun::FindLookup(const XeString& table) {
+  if (const std::shared_ptr<Common> common = FindCommon(table)) {
+    const TableRef rows = MakeCommon(*common);
+    return rows->schema.columns.size() < 2 ? nullptr : std::make_shared<TableLookup>(rows);
+  }
+  return session_.FindLookup(table);
+}
+
+AddedFunctionPtr RelationRun::FindFunction(std::string_view name) {
+  return session_.FindFunction(name);
+}
+
+TableRef RelationRun::FindMade(const XeString& name) const {
+  const auto found = made_.find(name);
+  return found == made_.end() ? nullptr : found->second;
+}
+
+XeString RelationRun::Register(TableRef table) {
+  // No name that can be written.
+  const XeString name = L"\x01" + std::to_wstring(made_.size());
+  made_[name] = std::move(table);
+  return name;
+}
+
+void RelationRun::AddCommon(const SqlQuery& query) {
+  for (const SqlCommonTable& written : query.with) {
+    auto common = std::make_shared<Common>();
+    common->written = &written;
+    common->visible = scope_;
+    scope_.push_back(std::move(common));
+  }
+}
+
+std::shared_ptr<RelationRun::Common> RelationRun::FindCommon(const XeString& name) const {
+  const auto found = std::find_if(scope_.rbegin(), scope_.rend(), [&](const auto& common) {
+    return BaseStringUtil::IsCaseInsensitiveMatch(common->written->name, name);
+  });
+  return found == scope_.rend() ? nullptr : *found;
+}
+
+TableRef RelationRun::MakeCommon(Common& common) {
+  if (common.rows) return common.rows;
+  const Scope outer = std::exchange(scope_, common.visible);
+  TableRef rows = MakeTable(*common.written->query);
+  scope_ = outer;
+  const SqlCommonTable& written = *common.written;
+  common.rows = WithNames(*rows, written.name, {written.name}, written.columns, written.position);
+  return common.rows;
+}
+
+void RelationRun::RunQuery(const SqlQuery& query, ResultSink& sink, int repeat) {
+  const Scope outer = scope_;
+  AddCommon(query);
+  if (query.IsSelect()) {
+    session_.RunSelect(sql_, Settle(query), this, sink, repeat);
+  } else {
+    const TableRef rows = query.values.empty() ? MakeOperation(query) : MakeValues(query);
+    SqlSelect select;
+    auto star = std::make_shared<SqlExpression>();
+    star->kind = SqlExpression::Kind::kStar;
+    select.items.push_back({std::move(star), {}, query.position});
+    select.orderBy = query.orderBy;
+    select.limit = query.limit;
+    select.offset = query.offset;
+    MapExpressions(select, [this](const SqlExpressionPtr& part) { return Replace(part); });
+    select.table = Register(rows);
+    session_.RunSelect(sql_, select, this, sink, repeat);
+  }
+  scope_ = outer;
+}
+
+TableRef RelationRun::MakeTable(const SqlQuery& query) {
+  TableSink sink;
+  RunQuery(query, sink, 1);
+  return std::make_shared<const Table>(std::move(sink.GetTable()));
+}
+
+TableRef RelationRun::SelectFrom(const std::string& sql, const TableRef& table, SqlSelect select) {
+  select.table = Register(table);
+  TableSink sink;
+  session_.RunSelect(sql, select, this, sink, 1);
+  return std::make_shared<const Table>(std::move(sink.GetTable()));
+}
+
+TableRef RelationRun::SelectText(const std::string& sql, const TableRef& table) {
+  return SelectFrom(sql, table, ParseSelect(sql));
+}
+
+}  // namespace sqxer

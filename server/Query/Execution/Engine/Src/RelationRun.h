@@ -1,0 +1,130 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Catalog.h"
+#include "QueryParameters.h"
+#include "ResultSink.h"
+#include "SqlQuery.h"
+#include "Table.h"
+#include "TableJoin.h"
+
+namespace sqxer {
+
+class Session;
+struct JoinLayout;
+
+using TableRef = std::shared_ptr<const Table>;
+
+/// Runs a statement of several queries: each SELECT goes over one table, and what stands in its FROM
+/// is made one first. Queries of WITH and subqueries are run once, and their rows kept in memory
+/// until the statement has ended.
+class RelationRun final : public Catalog {
+ public:
+  /// All must outlive it.
+  RelationRun(Session& session, const std::string& sql, const QueryParameters& parameters);
+  ~RelationRun() override;
+
+  /// Whether a query needs this: one that is not a single SELECT over at most one table of the
+  /// session.
+  static bool IsNeeded(const SqlQuery& query);
+
+  void Run(const SqlQuery& query, ResultSink& sink, int repeat);
+  /// What EXPLAIN says. Subqueries and joins are run for that, since later steps read their types.
+  std::vector<XeString> Describe(const SqlQuery& query);
+
+  // The tables of the session, and those that the statement has made.
+  const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
+  void VisitTexts(const XeString& table, std::size_t column,
+                  const std::function<void(std::wstring_view)>& visit) override;
+  XeString FindTextReason(const XeString& table, std::size_t column) override;
+  LookupSourcePtr FindLookup(const XeString& table) override;
+  AddedFunctionPtr FindFunction(std::string_view name) override;
+  /// The rows of a table that the statement has made; null for any other.
+  TableRef FindMade(const XeString& name) const;
+
+ private:
+  struct Common;
+  /// The names of WITH that a query can use, later ones first to be looked at.
+  using Scope = std::vector<std::shared_ptr<Common>>;
+  struct Common {
+    const SqlCommonTable* written;
+    Scope visible;
+    TableRef rows;
+  };
+  using Conditions = std::vector<SqlExpressionPtr>;
+  /// FROM as a tree of tables.
+  struct Source;
+
+  // Queries.
+  void RunQuery(const SqlQuery& query, ResultSink& sink, int repeat);
+  TableRef MakeTable(const SqlQuery& query);
+  /// The SELECT of a query over one table, its subqueries replaced by what they give.
+  SqlSelect Settle(const SqlQuery& query);
+  TableRef SelectFrom(const std::string& sql, const TableRef& table, SqlSelect select);
+  /// The same of a statement's text, whose table is any name.
+  TableRef SelectText(const std::string& sql, const TableRef& table);
+  TableRef MakeOperation(const SqlQuery& query);
+  /// A table with columns of these types, one below the other.
+  TableRef Stack(const std::vector<TableRef>& tables, const std::vector<ColumnInfo>& columns);
+  TableRef CastTo(const TableRef& table, const std::vector<ColumnInfo>& columns);
+  static TableRef WithColumnNames(const Table& table, const std::vector<ColumnInfo>& columns);
+  /// Each row as often as `count` says of the two counts in its columns from `firstCount` on.
+  static std::vector<uint32> ChooseRows(
+      const Table& counted, std::size_t firstCount,
+      const std::function<uint64(uint64 left, uint64 right)>& count);
+  TableRef MakeValues(const SqlQuery& query);
+
+  // Subqueries in expressions.
+  SqlExpressionPtr Replace(const SqlExpressionPtr& expression);
+  SqlExpressionPtr ReplaceSubquery(const SqlExpression& subquery);
+
+  // FROM.
+  std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted);
+  TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted);
+  TableRef MakeSeries(const SqlRelation& relation);
+  /// The rows of a source, with the conditions applied that can be; these are taken out of the list.
+  TableRef MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions);
+  TableRef MakeJoin(Source& join, const TableRequest& wanted, Conditions& conditions);
+  TableRef Filter(const TableRef& table, const TableRequest& wanted, Conditions& conditions);
+  /// The columns of a side by which it is joined: of the table itself, or of one made of them.
+  struct KeyColumns;
+  KeyColumns MakeKeys(const TableRef& table, const Conditions& keys,
+                      const std::vector<XeDataType>& types);
+  /// Null for no conditions. `schema`: that of the columns of the left, then of the right side.
+  PairFilter MakePairFilter(const TableRef& left, const TableRef& right, const TableSchema& schema,
+                            const Conditions& conditions,
+                            const std::vector<std::size_t>& leftColumns,
+                            const std::vector<std::size_t>& rightColumns);
+
+  /// The columns of a join in the order of its layout, as far as they were gathered: those of the
+  /// left, then of the right side.
+  TableRef Arrange(const std::shared_ptr<Table>& joined, const JoinLayout& layout,
+                   const std::vector<std::size_t>& leftColumns,
+                   const std::vector<std::size_t>& rightColumns);
+  /// For EXPLAIN.
+  void Note(const SqlRelation& join, std::size_t keys, const Table& left, const Table& right,
+            const Table& joined);
+
+  void AddCommon(const SqlQuery& query);
+  std::shared_ptr<Common> FindCommon(const XeString& name) const;
+  TableRef MakeCommon(Common& common);
+  /// A name by which statements find a table.
+  XeString Register(TableRef table);
+
+  Session& session_;
+  const std::string& sql_;
+  const QueryParameters parameters_;
+  std::map<XeString, TableRef> made_;
+  Scope scope_;
+  /// Subqueries are run once, though their expression be read twice; and what keeps the expressions.
+  std::map<const SqlExpression*, SqlExpressionPtr> replaced_;
+  std::vector<SqlExpressionPtr> kept_;
+  std::vector<XeString> notes_;
+};
+
+}  // namespace sqxer

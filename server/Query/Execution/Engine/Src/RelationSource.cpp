@@ -1,0 +1,151 @@
+#include "RelationSource.h"
+
+#include <algorithm>
+
+#include "NameScope.h"
+#include "PlanError.h"
+#include "TableReads.h"
+
+namespace sqxer {
+namespace {
+
+bool HaveTableInCommon(const std::vector<XeString>& a, const std::vector<XeString>& b,
+                       XeString& name) {
+  for (const XeString& one : a) {
+    for (const XeString& other : b) {
+      if (!BaseStringUtil::IsCaseInsensitiveMatch(one, other)) continue;
+      name = one;
+      return true;
+    }
+  }
+  return false;
+}
+
+std::size_t FindShared(const XeString& name, int position, const TableSchema& schema) {
+  SqlExpression column;
+  column.kind = SqlExpression::Kind::kName;
+  column.path = {name};
+  column.position = position;
+  const NameScope scope(schema, SqlSelect());
+  const int found = scope.FindColumn(column);
+  if (found < 0) scope.ThrowUnknown(column);
+  return static_cast<std::size_t>(found);
+}
+
+/// The names that both sides have.
+std::vector<XeString> FindNatural(const TableSchema& left, const TableSchema& right) {
+  std::vector<XeString> names;
+  for (std::size_t i = 0; i < left.columns.size(); ++i) {
+    if (left.origins[i].isShared) continue;
+    for (std::size_t j = 0; j < right.columns.size(); ++j) {
+      const bool isSame = !right.origins[j].isShared &&
+                          BaseStringUtil::IsCaseInsensitiveMatch(left.columns[i].name,
+                                                                 right.columns[j].name);
+      if (isSame) names.push_back(left.columns[i].name);
+    }
+  }
+  return names;
+}
+
+}  // namespace
+
+TableRef WithNames(const Table& table, const XeString& name, std::vector<XeString> tables,
+                   const std::vector<XeString>& columns, int position) {
+  auto named = std::make_shared<Table>(table);
+  TableSchema& schema = named->schema;
+  schema.name = name;
+  if (columns.size() > schema.columns.size())
+    ThrowPlanError(kColumnCount, position,
+                   {L"\"" + name + L"\"", std::to_wstring(columns.size()),
+                    std::to_wstring(schema.columns.size())});
+  for (std::size_t i = 0; i < columns.size(); ++i) schema.columns[i].name = columns[i];
+  schema.origins.assign(schema.columns.size(), {std::move(tables), false});
+  return named;
+}
+
+TableSchema JoinLayout::GetSchema() const {
+  TableSchema schema;
+  for (const Column& column : columns) {
+    schema.columns.push_back(column.info);
+    schema.origins.push_back(column.origin);
+  }
+  return schema;
+}
+
+JoinLayout ArrangeColumns(const SqlRelation& join, const TableSchema& left,
+                          const TableSchema& right) {
+  using Side = JoinLayout::Side;
+  using Join = SqlRelation::Join;
+  for (const ColumnOrigin& origin : left.origins) {
+    for (const ColumnOrigin& other : right.origins) {
+      XeString name;
+      if (HaveTableInCommon(origin.tables, other.tables, name))
+        ThrowPlanError(kTableNamedTwice, join.position, {name});
+    }
+  }
+  JoinLayout layout;
+  const std::vector<XeString> names =
+      join.isNatural ? FindNatural(left, right) : join.sharedColumns;
+  for (const XeString& name : names) {
+    layout.shared.push_back(
+        {FindShared(name, join.position, left), FindShared(name, join.position, right)});
+  }
+  const bool isLeftNull = join.join == Join::kRight || join.join == Join::kFull;
+  const bool isRightNull = join.join == Join::kLeft || join.join == Join::kFull;
+  const auto add = [&](Side side, std::size_t index, bool isShared) {
+    const bool isLeft = side == Side::kLeft;
+    const TableSchema& schema = isLeft ? left : right;
+    ColumnInfo info = schema.columns[index];
+    info.nullable = info.nullable || (isLeft ? isLeftNull : isRightNull);
+    ColumnOrigin origin = schema.origins[index];
+    origin.isShared = origin.isShared || isShared;
+    layout.columns.push_back({side, index, std::move(info), std::move(origin)});
+  };
+  for (std::size_t i = 0; i < layout.shared.size(); ++i) {
+    const JoinLayout::Shared& shared = layout.shared[i];
+    if (join.join == Join::kFull) {
+      ColumnInfo info = left.columns[shared.left];
+      info.nullable = info.nullable || right.columns[shared.right].nullable;
+      layout.columns.push_back({Side::kEither, i, std::move(info), {}});
+    } else if (join.join == Join::kRight) {
+      add(Side::kRight, shared.right, false);
+    } else {
+      add(Side::kLeft, shared.left, false);
+    }
+  }
+  const auto addRest = [&](Side side, bool ofShared) {
+    const TableSchema& schema = side == Side::kLeft ? left : right;
+    for (std::size_t i = 0; i < schema.columns.size(); ++i) {
+      const bool isShared = std::ranges::any_of(layout.shared, [&](const auto& shared) {
+        return (side == Side::kLeft ? shared.left : shared.right) == i;
+      });
+      const bool isThere = isShared && join.join != Join::kFull &&
+                           (side == Side::kRight) == (join.join == Join::kRight);
+      if (isShared == ofShared && !isThere) add(side, i, isShared);
+    }
+  };
+  addRest(Side::kLeft, false);
+  addRest(Side::kRight, false);
+  addRest(Side::kLeft, true);
+  addRest(Side::kRight, true);
+  return layout;
+}
+
+void AddJoinReads(const SqlRelation& relation, TableRequest& wanted) {
+  if (relation.kind != SqlRelation::Kind::kJoin) return;
+  // Its columns are known only when those of all tables are.
+  wanted.all = wanted.all || relation.isNatural;
+  wanted.names.insert(wanted.names.end(), relation.sharedColumns.begin(),
+                      relation.sharedColumns.end());
+  if (relation.condition) {
+    SqlSelect condition;
+    condition.where = relation.condition;
+    const TableRequest read = FindTableReads(condition);
+    wanted.all = wanted.all || read.all;
+    wanted.names.insert(wanted.names.end(), read.names.begin(), read.names.end());
+  }
+  AddJoinReads(*relation.left, wanted);
+  AddJoinReads(*relation.right, wanted);
+}
+
+}  // namespace sqxer

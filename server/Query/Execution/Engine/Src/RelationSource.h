@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "RelationRun.h"
+
+namespace sqxer {
+
+/// A table whose columns have other names, the first ones those of `columns`, and come from tables
+/// of these names. Error 58081 at the position for more names than columns.
+TableRef WithNames(const Table& table, const XeString& name, std::vector<XeString> tables,
+                   const std::vector<XeString>& columns, int position);
+
+/// Which columns a join has, and where each comes from.
+struct JoinLayout {
+  enum class Side : uint8 { kLeft, kRight, kEither };
+  struct Column {
+    Side side;
+    /// Among the columns of that side, or among `shared`.
+    std::size_t index;
+    ColumnInfo info;
+    ColumnOrigin origin;
+  };
+  struct Shared {
+    std::size_t left;
+    std::size_t right;
+  };
+  std::vector<Column> columns;
+  /// What USING or NATURAL name, on either side.
+  std::vector<Shared> shared;
+
+  TableSchema GetSchema() const;
+};
+/// Of two sides. Errors 58080 for a table's name on both, 59015 and 58015 for a name in USING that
+/// a side has not, or has several times.
+JoinLayout ArrangeColumns(const SqlRelation& join, const TableSchema& left,
+                          const TableSchema& right);
+
+struct RelationRun::Source {
+  const SqlRelation* relation = nullptr;
+  /// Of what is no join.
+  TableRef table;
+  std::unique_ptr<Source> left;
+  std::unique_ptr<Source> right;
+  /// ON, part by part.
+  Conditions conditions;
+  TableSchema schema;
+};
+
+/// Adds the names that joins read.
+void AddJoinReads(const SqlRelation& relation, TableRequest& wanted);
+
+}  // namespace sqxer

@@ -1,0 +1,248 @@
+// How RelationRun replaces subqueries in expressions, and makes the tables of VALUES, of series and
+// of two queries put together.
+
+#include <algorithm>
+#include <limits>
+
+#include "ColumnGather.h"
+#include "EngineError.h"
+#include "NumberColumn.h"
+#include "PlanError.h"
+#include "RelationSource.h"
+#include "RelationTypes.h"
+#include "SQXERExprExtract.h"
+#include "Session.h"
+#include "TableScan.h"
+#include "TableSink.h"
+#include "WorkRecord.h"
+
+namespace sqxer {
+namespace {
+
+using Use = SqlExpression::SubqueryUse;
+
+/// More values than these of a subquery are not compared one by one.
+constexpr uint64 kMostCompared = uint64{1} << 20;
+/// The most rows of a series.
+constexpr uint64 kMostSeries = uint64{1} << 31;
+
+/// Reads the values of a column, row after row.
+class ValueReader {
+ public:
+  ValueReader(const Table& table, std::size_t column)
+      : table_(table),
+        record_({table.schema.columns[column]}),
+        scan_(table.schema, {static_cast<uint16>(column)}, record_),
+        tree_(BindTree(std::make_unique<Extract>(0), record_.GetStream(), info_)) {}
+
+  /// Calls use(constant) for each row.
+  template <class UseValue>
+  void ForEach(UseValue&& use) {
+    for (const TableChunk& chunk : table_.chunks) {
+      scan_.Enter(chunk);
+      for (uint64 row = 0; row < chunk.rows; ++row) {
+        scan_.Fill(row);
+        // Tables of subqueries have types that constants have.
+        use(EvaluateConstant(*tree_).value());
+      }
+    }
+  }
+
+ private:
+  const Table& table_;
+  WorkRecord record_;
+  TableScan scan_;
+  MetaDataInfo info_;
+  std::unique_ptr<RExpression> tree_;
+};
+
+/// The type in which values of a column are computed with; nothing where there are no constants of
+/// it.
+std::optional<XeDataType> ComputedType(XeDataType type) {
+  switch (type) {
+    case XeInt1Data:
+    case XeInt2Data:
+    case XeBitData:
+      return XeInt4Data;
+    case XeUInt1Data:
+    case XeUInt2Data:
+      return XeUInt4Data;
+    case XeFloatData:
+      return XeDoubleData;
+    case XeBoolean:
+    case XeInt4Data:
+    case XeUInt4Data:
+    case XeDoubleData:
+    case XeNumericData:
+    case XeDateData:
+    case XeTimeData:
+    case XeDateTimeData:
+      return type;
+    default:
+      if (!SUXeDataTypeUtility::IsXeTextType(type)) return std::nullopt;
+      return XeLongVarCharData;
+  }
+}
+
+std::vector<PlanConstant> ReadValues(const Table& table, std::size_t column) {
+  std::vector<PlanConstant> values;
+  ValueReader(table, column).ForEach([&](PlanConstant value) {
+    values.push_back(std::move(value));
+  });
+  return values;
+}
+
+std::shared_ptr<SqlExpression> MakeValue(PlanConstant value, int position) {
+  auto constant = std::make_shared<SqlExpression>();
+  constant->kind = SqlExpression::Kind::kValue;
+  constant->position = position;
+  constant->value = std::make_shared<const PlanConstant>(std::move(value));
+  return constant;
+}
+
+SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments,
+                          int position) {
+  auto call = std::make_shared<SqlExpression>();
+  call->kind = SqlExpression::Kind::kOperator;
+  call->name = name;
+  call->position = position;
+  call->arguments = std::move(arguments);
+  return call;
+}
+
+/// `value` compared with every one of some values, as ANY or ALL has it.
+SqlExpressionPtr CompareAll(const SqlExpression& subquery, std::vector<PlanConstant> values) {
+  const int position = subquery.position;
+  const bool isAny = subquery.use == Use::kAny;
+  const auto truth = [&](bool is) { return MakeValue({XeBoolean, is}, position); };
+  if (values.empty()) return truth(!isAny);
+  const SqlExpressionPtr& value = subquery.arguments[0];
+  const std::size_t all = values.size();
+  std::erase_if(values, [](const PlanConstant& one) { return one.IsNull(); });
+  const bool hasNull = values.size() < all;
+  const SqlExpressionPtr unknown = MakeValue({XeBoolean, {}}, position);
+  SqlExpressionPtr compared;
+  const bool isMembership = (isAny && subquery.name == "=") || (!isAny && subquery.name == "<>");
+  if (values.empty()) {
+    // With nothing but NULLs.
+    return unknown;
+  }
+  if (isMembership) {
+    std::vector<SqlExpressionPtr> members{value};
+    for (PlanConstant& one : values) members.push_back(MakeValue(std::move(one), position));
+    compared = MakeCall("in", std::move(members), position);
+    if (!isAny) compared = MakeCall("not", {compared}, position);
+  } else {
+    for (PlanConstant& one : values) {
+      SqlExpressionPtr next =
+          MakeCall(subquery.name.c_str(), {value, MakeValue(std::move(one), position)}, position);
+      compared = compared ? MakeCall(isAny ? "or" : "and", {compared, next}, position) : next;
+    }
+  }
+  // A NULL among them leaves open what no other one has decided.
+  return hasNull ? MakeCall(isAny ? "or" : "and", {compared, unknown}, position) : compared;
+}
+
+}  // namespace
+
+SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
+  if (!expression) return nullptr;
+  const auto known = replaced_.find(expression.get());
+  if (known != replaced_.end()) return known->second;
+  SqlExpressionPtr made =
+      WithOperands(*expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
+  if (made->kind == SqlExpression::Kind::kSubquery) made = ReplaceSubquery(*made);
+  kept_.push_back(expression);
+  replaced_[expression.get()] = made;
+  return made;
+}
+
+SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
+  const TableRef given = MakeTable(*subquery.query);
+  const int position = subquery.position;
+  if (subquery.use == Use::kExists)
+    return MakeValue({XeBoolean, given->rowCount > 0}, position);
+  const std::size_t columns = given->schema.columns.size();
+  if (columns != 1) ThrowPlanError(kSubqueryColumns, position, {std::to_wstring(columns)});
+  const ColumnInfo& stored = given->schema.columns[0];
+  const std::optional<XeDataType> type = ComputedType(stored.type);
+  if (!type)
+    ThrowPlanError(kClauseNotUnderstood, position, {L"a subquery of this type in an expression"});
+  ColumnInfo column = stored;
+  if (!SUXeDataTypeUtility::IsXeTextType(*type)) column.type = *type;
+  const TableRef rows = CastTo(given, {column});
+  if (subquery.use == Use::kValue) {
+    if (rows->rowCount > 1) {
+      ErrorMessage error(kSubqueryRows, {std::to_wstring(rows->rowCount)});
+      error.SetSourcePosition(position);
+      SUGThrow(std::move(error));
+    }
+    if (rows->rowCount == 1) return MakeValue(ReadValues(*rows, 0)[0], position);
+    const bool isText = SUXeDataTypeUtility::IsXeTextType(*type);
+    return MakeValue({*type, {}, isText ? column.length : 0}, position);
+  }
+  // Of many values each different one is compared once.
+  const TableRef values =
+      SelectText("SELECT DISTINCT c FROM t", WithNames(*rows, L"t", {L"t"}, {L"c"}, position));
+  if (values->rowCount > kMostCompared) {
+    ErrorMessage error(kSubqueryValues, {std::to_wstring(kMostCompared)});
+    error.SetSourcePosition(position);
+    SUGThrow(std::move(error));
+  }
+  return CompareAll(subquery, ReadValues(*values, 0));
+}
+
+TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
+  const auto refuse = [&] { ThrowPlanError(kSeries, relation.position, {}); };
+  if (relation.arguments.size() < 2 || relation.arguments.size() > 3) refuse();
+  SqlSelect select;
+  for (const SqlExpressionPtr& argument : relation.arguments)
+    select.items.push_back({Replace(argument), {}, argument->position});
+  TableSink sink;
+  session_.RunSelect(sql_, select, this, sink, 1);
+  int64 bounds[3] = {0, 0, 1};
+  bool isNull = false;
+  bool isInteger = true;
+  for (std::size_t i = 0; i < relation.arguments.size(); ++i) {
+    const PlanConstant value = ReadValues(sink.GetTable(), i)[0];
+    isNull = isNull || value.IsNull();
+    if (const auto* const small = std::get_if<int32>(&value.value)) {
+      bounds[i] = *small;
+    } else if (const auto* const number = std::get_if<VelmarNumber>(&value.value)) {
+      isInteger = false;
+      if (!number->TryScaled(0, bounds[i])) refuse();
+    } else if (!value.IsNull()) {
+      refuse();
+    }
+  }
+  const auto [first, last, step] = bounds;
+  if (step == 0) refuse();
+  auto table = std::make_shared<Table>();
+  const XeString name = relation.alias.empty() ? relation.table : relation.alias;
+  table->schema.columns.push_back(
+      isInteger ? ColumnInfo{name, XeInt4Data, sizeof(int32), 0, false}
+                : ColumnInfo{name, XeNumericData, sizeof(VelmarNumber), 0, false});
+  const int128 span = int128{last} - first;
+  const bool isEmpty = isNull || (step > 0 ? span < 0 : span > 0);
+  const int128 steps = isEmpty ? -1 : span / step;
+  if (steps + 1 > int128{kMostSeries}) refuse();
+  const auto count = static_cast<uint64>(steps + 1);
+  for (uint64 done = 0; done < count; done += kMostGatheredRows) {
+    TableChunk& chunk = table->chunks.emplace_back();
+    chunk.rows = std::min(kMostGatheredRows, count - done);
+    const auto at = [&](uint64 i) { return static_cast<int64>(first + int128{step} * (done + i)); };
+    if (isInteger) {
+      std::vector<int32> numbers(chunk.rows);
+      for (uint64 i = 0; i < chunk.rows; ++i) numbers[i] = static_cast<int32>(at(i));
+      chunk.columns.push_back(MakeNumbers<int32>(numbers));
+    } else {
+      std::vector<int64> numbers(chunk.rows);
+      for (uint64 i = 0; i < chunk.rows; ++i) numbers[i] = at(i);
+      chunk.columns.push_back(MakeNumbers<int64>(numbers));
+    }
+  }
+  table->rowCount = count;
+  return WithNames(*table, name, {name}, relation.columns, relation.position);
+}
+
+}  // namespace sqxer
