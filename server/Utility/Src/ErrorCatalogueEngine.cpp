@@ -112,6 +112,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57123, 1, "these rows are no states of a statement: {0}"},
       {57124, 1,
        "the rows of the statement are finished where they are read: there is nothing to {0}"},
+      {57130, 2,
+       "{0} of a join has more than {1} rows: filter the rows before they are joined, or join by "
+       "more columns"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},
