@@ -80,7 +80,7 @@ JoinColumn::JoinColumn(const Place& build, const Place& probe)
   for (const Side side : {kBuild, kProbe}) {
     const Place& place = side == kBuild ? build : probe;
     for (const TableChunk& chunk : place.table->chunks) {
-      parts_[side].push_back({.vector = &chunk.columns[place.column]});
+      parts_[side].emplace_back().vector = &chunk.columns[place.column];
     }
   }
   const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();

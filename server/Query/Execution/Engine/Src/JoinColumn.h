@@ -48,7 +48,7 @@ class JoinColumn {
   using WordAt = uint64 (*)(const Part&, uint64 row);
   /// What the column is in a chunk.
   struct Part {
-    const ColumnVector* vector;
+    const ColumnVector* vector = nullptr;
     /// Of decimals: what brings them to the scale of all.
     int64 factor = 1;
     /// Of the dictionary's entries: their numbers, or their hashes.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <numeric>
 
 #include "EngineError.h"
 #include "JoinTable.h"
@@ -93,7 +94,10 @@ JoinedRows TableJoin::Run() {
 }
 
 void TableJoin::PairAll() {
-  if (GivesLeftAlone() && !admits_) return std::ranges::fill(marked_, uint8{1});
+  if (GivesLeftAlone() && !admits_) {
+    std::ranges::fill(marked_, uint8{1});
+    return;
+  }
   if (!admits_ && uint64{leftRows_} * rightRows_ > kMostJoinRows) ThrowTooLarge(L"the result");
   for (uint32 left = 0; left < leftRows_; ++left) {
     for (uint32 right = 0; right < rightRows_;) {
@@ -110,8 +114,13 @@ void TableJoin::PairAll() {
 
 void TableJoin::PairByKeys() {
   buildsLeft_ = leftRows_ < rightRows_ / 2;
-  keys_ = std::make_unique<JoinKeys>(buildsLeft_ ? left_ : right_, buildsLeft_ ? right_ : left_);
   const bool marks = GivesLeftAlone() && !admits_;
+  if (buildsLeft_) {
+    keys_ = std::make_unique<JoinKeys>(left_, right_);
+    // A chain of left rows would have to be gone through for each right row.
+    buildsLeft_ = !marks || keys_->AreExact();
+  }
+  if (!buildsLeft_) keys_ = std::make_unique<JoinKeys>(right_, left_);
   JoinTable table(*keys_, buildsLeft_ ? leftRows_ : rightRows_,
                   Settings::Current()->GetSwitches().groupMemory_);
   uint32 firstRows[kMostBatchRows];
@@ -160,11 +169,9 @@ void TableJoin::MarkBatch(const JoinTable& table, const JoinBatch& batch, const 
   for (uint32 i = 0; i < batch.count; ++i) {
     for (uint32 row = firstRows[i]; row != kNoJoinRow; row = next(row)) {
       uint8& mark = marked_[buildsLeft_ ? row : batch.rows[i]];
-      // All of a chain whose words are exact are marked at once.
-      if (mark != 0 && (keys_->AreExact() || !buildsLeft_)) break;
-      if (mark == 0 && (keys_->AreExact() || keys_->AreEqual(row, batch.rows[i]))) {
-        mark = 1;
-      }
+      // Left rows of a chain are marked all at once.
+      if (mark != 0) break;
+      mark = keys_->AreExact() || keys_->AreEqual(row, batch.rows[i]);
     }
   }
 }
