@@ -113,7 +113,9 @@ TEST(ColumnGather, SharesWhatItCan) {
     EXPECT_EQ(column.values == table.chunks[0].columns[0].values + first * 4, first != 65);
     ASSERT_EQ(column.blocks.size(), first == 0 ? 3u : first == kColumnBlockRows ? 2u : 0u);
     for (const ColumnBlock& block : column.blocks) EXPECT_TRUE(block.hasBounds);
-    if (first != 0 && !column.blocks.empty()) EXPECT_EQ(column.blocks[0].whole.least, first);
+    if (!column.blocks.empty()) {
+      EXPECT_EQ(column.blocks[0].whole.least, first);
+    }
   }
   // A table of few rows that come again and again is a dictionary.
   Table few;
