@@ -114,6 +114,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "the rows of the statement are finished where they are read: there is nothing to {0}"},
       {57131, 1, "a subquery in an expression gives {0} rows: it may give one"},
       {57132, 1, "a subquery gives more than {0} different values to compare with: join it"},
+      {57130, 2,
+       "{0} of a join has more than {1} rows: filter the rows before they are joined, or join by "
+       "more columns"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

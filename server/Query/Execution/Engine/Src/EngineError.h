@@ -29,6 +29,7 @@ enum EngineErrorCode {
   kStatesOfOtherPlan = 57122,
   kNoStates = 57123,
   kNoSuchStep = 57124,
+  kJoinTooLarge = 57130,
   kSubqueryRows = 57131,
   kSubqueryValues = 57132,
 };

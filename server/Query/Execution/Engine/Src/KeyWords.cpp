@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "ColumnTexts.h"
 #include "RecordTexts.h"
 #include "SQXERBatchLoops.h"
 #include "SQXERBatchTextCompare.h"
@@ -29,28 +30,11 @@ const ColumnVector* DictionaryOf(const TableChunk& chunk, uint16 column) {
   return chunk.columns[column].dictionary.get();
 }
 
-/// The text of a row of a column, or of an entry of a dictionary.
-BatchText TextAt(const ColumnVector& texts, uint64 row) {
-  const uint64 start = texts.GetOffset(row);
-  return {texts.values + start * WidthOfForm(texts.form),
-          static_cast<uint32>(texts.GetOffset(row + 1) - start)};
-}
-
 /// The first eight of a text's characters, if all of them are their own UTF-8; else nothing.
 std::optional<uint64> PlainPrefix(const BatchText& text) {
   if (text.length == 0) return 0;
   const uint64 prefix = FindTextPrefix(text.characters, text.length);
   return (prefix & 0x8080808080808080u) == 0 ? std::optional(prefix) : std::nullopt;
-}
-
-void TrimBlanks(BatchText& text) { text.length = TrimmedLength(text.characters, text.length); }
-
-/// A fixed text ends at its first zero character.
-void CutAtZero(BatchText& text) {
-  if (text.length == 0) return;
-  if (const void* const zero = std::memchr(text.characters, 0, text.length)) {
-    text.length = static_cast<uint32>(static_cast<const uint8*>(zero) - text.characters);
-  }
 }
 
 }  // namespace

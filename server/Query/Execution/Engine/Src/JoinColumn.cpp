@@ -1,0 +1,303 @@
+#include "JoinColumn.h"
+
+#include <algorithm>
+#include <bit>
+#include <concepts>
+#include <map>
+#include <unordered_map>
+
+#include "ColumnTexts.h"
+#include "SQXERBatchLoops.h"
+#include "TableBatch.h"
+#include "Utility/HashMix.h"
+#include "Utility/SUXeDataTypeUtility.h"
+#include "WorkRecord.h"
+
+namespace sqxer {
+namespace {
+
+/// The number of an entry that the build side has not.
+constexpr uint64 kNoEntry = ~uint64{0};
+
+/// Eight bytes behind the text are read.
+uint64 HashBytes(const uint8* characters, uint32 length) {
+  uint64 hash = kHashSeed;
+  for (uint32 at = 0; at < length; at += kTextPrefixLength) {
+    hash = MixHash(hash, FindTextPrefix(characters + at, length - at));
+  }
+  return MixHash(hash, length);
+}
+
+template <class T>
+uint64 WordOf(T value) {
+  if constexpr (std::floating_point<T>) {
+    return static_cast<uint64>(OrderedBits(value));
+  } else {
+    return static_cast<uint64>(static_cast<int64>(value));
+  }
+}
+
+void ClearNulls(const ColumnVector& vector, uint64 first, uint32 count, uint8* joins) {
+  const uint64* const bits = vector.validity;
+  if (bits == nullptr) return;
+  for (uint32 i = 0; i < count; ++i) {
+    const uint64 row = first + i;
+    joins[i] &= static_cast<uint8>(bits[row / 64] >> row % 64 & 1);
+  }
+}
+
+/// Calls use(codes) with the codes of a vector as numbers of their width.
+template <class Use>
+auto WithCodes(const ColumnVector& vector, Use&& use) {
+  if (vector.codeWidth == 1) return use(vector.values);
+  if (vector.codeWidth == 2) return use(reinterpret_cast<const uint16*>(vector.values));
+  return use(reinterpret_cast<const uint32*>(vector.values));
+}
+
+/// What of a code an array has; what stands at a NULL may have no entry.
+uint64 EntryOf(const std::vector<uint64>& entries, uint64 code) {
+  return code < entries.size() ? entries[code] : 0;
+}
+
+/// Values as records have them, of one of the types that have several forms.
+template <class Use>
+auto WithStoredValue(XeDataType type, const ColumnVector& vector, uint64 row, Use&& use) {
+  const BatchVector view = ViewOf(vector, row);
+  if (type == XeNumericData) return use(ReadBatchValue<VelmarNumber>(view, 0));
+  return use(ReadBatchValue<XeDateTime>(view, 0));
+}
+
+template <class T>
+const uint8* BytesOf(const T& value) {
+  return reinterpret_cast<const uint8*>(&value);
+}
+
+}  // namespace
+
+JoinColumn::JoinColumn(const Place& build, const Place& probe)
+    : type_(build.table->schema.columns[build.column].type),
+      isText_(SUXeDataTypeUtility::IsXeTextType(type_)) {
+  for (const Side side : {kBuild, kProbe}) {
+    const Place& place = side == kBuild ? build : probe;
+    for (const TableChunk& chunk : place.table->chunks) {
+      parts_[side].emplace_back().vector = &chunk.columns[place.column];
+    }
+  }
+  const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
+  comparesCodePoints_ = comparison == kCompareCodePoints;
+  const ColumnInfo& info = build.table->schema.columns[build.column];
+  const WorkRecord record({isText_ ? ColumnInfo{L"key", XeLongVarCharData, 1, 0, false}
+                                   : ColumnInfo{L"key", type_, info.length, info.scale, false}});
+  key_ = KeyDesc(record.GetField(0), kAscending, comparison).MovedTo(0, 0, false);
+
+  const auto haveAll = [&](auto&& has) {
+    return std::ranges::all_of(parts_, [&](const std::vector<Part>& parts) {
+      return std::ranges::all_of(
+          parts, [&](const Part& part) { return part.vector->rows == 0 || has(*part.vector); });
+    });
+  };
+  if (isText_) {
+    const auto hasDictionary = [](const ColumnVector& v) { return v.dictionary != nullptr; };
+    way_ = haveAll(hasDictionary) ? Way::kEntries : Way::kHashes;
+    way_ == Way::kEntries ? NumberEntries() : HashEntries();
+  } else {
+    way_ = AreWhole() ? Way::kWhole : Way::kHashes;
+  }
+}
+
+bool JoinColumn::AreWhole() {
+  bool isDecimal = false;
+  for (std::vector<Part>& parts : parts_) {
+    for (Part& part : parts) {
+      if (part.vector->rows == 0) continue;
+      isDecimal = isDecimal || part.vector->form == ColumnForm::kDecimal64;
+      const bool isNumber = WithNumberType(part.vector->form, [&]<class T>(std::type_identity<T>) {
+        part.wordAt = [](const Part& of, uint64 row) {
+          const uint64 word = WordOf(reinterpret_cast<const T*>(of.vector->values)[row]);
+          return word * static_cast<uint64>(of.factor);
+        };
+      });
+      if (!isNumber) return false;
+    }
+  }
+  return !isDecimal || HaveScale();
+}
+
+bool JoinColumn::HaveScale() {
+  int16 scale = 0;
+  for (const std::vector<Part>& parts : parts_) {
+    for (const Part& part : parts) scale = std::max(scale, part.vector->scale);
+  }
+  for (std::vector<Part>& parts : parts_) {
+    for (Part& part : parts) {
+      const ColumnVector& vector = *part.vector;
+      if (vector.rows == 0 || vector.scale == scale) continue;
+      for (int i = vector.scale; i < scale; ++i) {
+        if (__builtin_mul_overflow(part.factor, int64{10}, &part.factor)) return false;
+      }
+      const int64 most = std::numeric_limits<int64>::max() / part.factor;
+      const auto* const values = reinterpret_cast<const int64*>(vector.values);
+      for (uint64 row = 0; row < vector.rows; ++row) {
+        const bool fits = values[row] >= -most && values[row] <= most;
+        if (!fits && !vector.IsNull(row)) return false;
+      }
+    }
+  }
+  return true;
+}
+
+void JoinColumn::NumberEntries() {
+  struct Entry {
+    const ColumnVector* texts;
+    uint64 entry;
+  };
+  std::vector<Entry> numbered;
+  std::unordered_multimap<uint64, uint64> numbersOfHashes;
+  const auto find = [&](const ColumnVector& texts, uint64 entry, bool adds) {
+    const BatchText text = TextAt(texts, entry);
+    const uint64 hash = HashText(text, texts.form);
+    const auto [begin, end] = numbersOfHashes.equal_range(hash);
+    for (auto at = begin; at != end; ++at) {
+      const Entry& known = numbered[at->second];
+      const BatchText other = TextAt(*known.texts, known.entry);
+      if (AreTextsEqual(text, texts.form, other, known.texts->form)) return at->second;
+    }
+    if (!adds) return kNoEntry;
+    numbersOfHashes.emplace(hash, numbered.size());
+    numbered.push_back({&texts, entry});
+    return uint64{numbered.size() - 1};
+  };
+  for (const Side side : {kBuild, kProbe}) {
+    std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
+    for (Part& part : parts_[side]) {
+      if (part.vector->rows == 0) continue;
+      const ColumnVector& texts = *part.vector->dictionary;
+      auto& numbers = known[&texts];
+      if (numbers == nullptr) {
+        std::vector<uint64> found(texts.rows);
+        for (uint64 i = 0; i < texts.rows; ++i) found[i] = find(texts, i, side == kBuild);
+        numbers = std::make_shared<const std::vector<uint64>>(std::move(found));
+      }
+      part.entries = numbers;
+      part.wordAt = [](const Part& of, uint64 row) {
+        return EntryOf(*of.entries, of.vector->GetCode(row));
+      };
+    }
+  }
+}
+
+void JoinColumn::HashEntries() {
+  std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
+  for (std::vector<Part>& parts : parts_) {
+    for (Part& part : parts) {
+      if (part.vector->rows == 0 || part.vector->dictionary == nullptr) continue;
+      const ColumnVector& texts = *part.vector->dictionary;
+      auto& hashes = known[&texts];
+      if (hashes == nullptr) {
+        std::vector<uint64> found(texts.rows);
+        for (uint64 i = 0; i < texts.rows; ++i) found[i] = HashText(TextAt(texts, i), texts.form);
+        hashes = std::make_shared<const std::vector<uint64>>(std::move(found));
+      }
+      part.entries = hashes;
+    }
+  }
+}
+
+void JoinColumn::Read(Side side, std::size_t chunk, uint64 first, uint32 count, uint64* words,
+                      uint8* joins) {
+  const Part& part = parts_[side][chunk];
+  const ColumnVector& vector = *part.vector;
+  ClearNulls(vector, first, count, joins);
+  if (part.entries != nullptr) {
+    const std::vector<uint64>& entries = *part.entries;
+    WithCodes(vector, [&](const auto* codes) {
+      for (uint32 i = 0; i < count; ++i) words[i] = EntryOf(entries, codes[first + i]);
+    });
+    if (way_ != Way::kEntries || side == kBuild) return;
+    for (uint32 i = 0; i < count; ++i) joins[i] &= static_cast<uint8>(words[i] != kNoEntry);
+  } else if (way_ == Way::kWhole) {
+    WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
+      const T* const values = reinterpret_cast<const T*>(vector.values) + first;
+      const auto factor = static_cast<uint64>(part.factor);
+      for (uint32 i = 0; i < count; ++i) words[i] = WordOf(values[i]);
+      if (factor != 1) {
+        for (uint32 i = 0; i < count; ++i) words[i] *= factor;
+      }
+      if constexpr (std::floating_point<T>) {
+        for (uint32 i = 0; i < count; ++i) joins[i] &= static_cast<uint8>(values[i] == values[i]);
+      }
+    });
+  } else {
+    for (uint32 i = 0; i < count; ++i) {
+      if (joins[i] == 0) continue;
+      words[i] =
+          isText_ ? HashText(TextAt(vector, first + i), vector.form) : HashValue(vector, first + i);
+    }
+  }
+}
+
+uint64 JoinColumn::HashValue(const ColumnVector& vector, uint64 row) {
+  return WithStoredValue(type_, vector, row,
+                         [&](const auto& value) { return key_.Hash(BytesOf(value)); });
+}
+
+uint64 JoinColumn::HashText(BatchText text, ColumnForm form) {
+  const bool isFixed = type_ == XeCharData;
+  if (comparesCodePoints_) {
+    if (form == ColumnForm::kText32) {
+      // Equal texts have to have equal hashes whatever their forms.
+      const auto* const wide = reinterpret_cast<const uint32*>(text.characters);
+      if (std::any_of(wide, wide + text.length, [](uint32 c) { return c >= 0x100; })) {
+        return key_.Hash(stored_[0].Put(text, form, isFixed));
+      }
+      narrowed_.resize(text.length + kTextPrefixLength);
+      std::transform(wide, wide + text.length, narrowed_.begin(),
+                     [](uint32 c) { return static_cast<uint8>(c); });
+      text.characters = narrowed_.data();
+    }
+    if (isFixed) CutAtZero(text);
+    TrimBlanks(text);
+    return HashBytes(text.characters, text.length);
+  }
+  return key_.Hash(stored_[0].Put(text, form, isFixed));
+}
+
+bool JoinColumn::AreTextsEqual(BatchText a, ColumnForm formA, BatchText b, ColumnForm formB) {
+  const bool isFixed = type_ == XeCharData;
+  if (comparesCodePoints_ && formA == ColumnForm::kText8 && formB == ColumnForm::kText8) {
+    for (BatchText* const text : {&a, &b}) {
+      if (isFixed) CutAtZero(*text);
+      TrimBlanks(*text);
+    }
+    return a.length == b.length &&
+           (a.length == 0 || std::memcmp(a.characters, b.characters, a.length) == 0);
+  }
+  return key_.CompareValues(stored_[0].Put(a, formA, isFixed), stored_[1].Put(b, formB, isFixed)) ==
+         0;
+}
+
+bool JoinColumn::AreEqual(const Row& build, const Row& probe) {
+  const Part& a = parts_[kBuild][build.chunk];
+  const Part& b = parts_[kProbe][probe.chunk];
+  if (IsExact()) return a.wordAt(a, build.row) == b.wordAt(b, probe.row);
+  if (!isText_) {
+    return WithStoredValue(type_, *a.vector, build.row, [&](const auto& left) {
+      return WithStoredValue(type_, *b.vector, probe.row, [&](const auto& right) {
+        return key_.CompareValues(BytesOf(left), BytesOf(right)) == 0;
+      });
+    });
+  }
+  const auto find = [](const Part& part, uint64 row, ColumnForm& form) {
+    form = part.vector->form;
+    const ColumnVector* const dictionary = part.vector->dictionary.get();
+    return dictionary == nullptr ? TextAt(*part.vector, row)
+                                 : TextAt(*dictionary, part.vector->GetCode(row));
+  };
+  ColumnForm formA;
+  ColumnForm formB;
+  const BatchText left = find(a, build.row, formA);
+  const BatchText right = find(b, probe.row, formB);
+  return AreTextsEqual(left, formA, right, formB);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,286 @@
+#include "TableJoin.h"
+
+#include <algorithm>
+#include <memory>
+#include <numeric>
+
+#include "EngineError.h"
+#include "JoinTable.h"
+#include "Utility/Cancellation.h"
+#include "Utility/Settings.h"
+
+namespace sqxer {
+namespace {
+
+[[noreturn]] void ThrowTooLarge(const XeString& what) {
+  ThrowEngineError(kJoinTooLarge, {what, std::to_wstring(kMostJoinRows)});
+}
+
+/// One join: finds pairs of equal keys, has them decided, and makes of them what the kind asks for.
+class TableJoin {
+ public:
+  TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind, const PairFilter& admits);
+  JoinedRows Run();
+
+ private:
+  bool GivesLeftAlone() const { return kind_ == JoinKind::kSemi || kind_ == JoinKind::kAnti; }
+  bool KeepsLeft() const { return kind_ == JoinKind::kLeft || kind_ == JoinKind::kFull; }
+  bool KeepsRight() const { return kind_ == JoinKind::kRight || kind_ == JoinKind::kFull; }
+
+  void PairAll();
+  void PairByKeys();
+  /// Finds the pairs of the rows of a batch, of which the first rows of the other side are known.
+  void PairBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
+  /// The same where one pair for each left row will do.
+  void MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
+  /// Takes the candidates as pairs that the keys and the filter admit.
+  void TakeCandidates();
+  template <class Admits>
+  void KeepCandidates(Admits&& admits);
+
+  /// Sorts the pairs by their left rows; those of one left row stay in their order.
+  void SortByLeft();
+  void AddUnmatchedLeft();
+  void AddUnmatchedRight();
+  void ListMarked();
+
+  const JoinSide& left_;
+  const JoinSide& right_;
+  const JoinKind kind_;
+  const PairFilter& admits_;
+  const uint32 leftRows_;
+  const uint32 rightRows_;
+  bool buildsLeft_ = false;
+  std::unique_ptr<JoinKeys> keys_;
+
+  /// Candidates: rows of the two sides.
+  std::vector<uint32> candidatesLeft_;
+  std::vector<uint32> candidatesRight_;
+  uint32 candidates_ = 0;
+  std::vector<uint8> admitted_;
+  /// Of a join that gives left rows alone: which of them have a pair.
+  std::vector<uint8> marked_;
+  JoinedRows pairs_;
+};
+
+uint32 CountRows(const JoinSide& side, const XeString& name) {
+  if (side.table->rowCount > kMostJoinRows) ThrowTooLarge(name);
+  return static_cast<uint32>(side.table->rowCount);
+}
+
+TableJoin::TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind,
+                     const PairFilter& admits)
+    : left_(left),
+      right_(right),
+      kind_(kind),
+      admits_(admits),
+      leftRows_(CountRows(left, L"the left side")),
+      rightRows_(CountRows(right, L"the right side")),
+      candidatesLeft_(kMostCandidatePairs),
+      candidatesRight_(kMostCandidatePairs) {
+  if (GivesLeftAlone()) marked_.resize(leftRows_);
+}
+
+JoinedRows TableJoin::Run() {
+  if (leftRows_ != 0 && rightRows_ != 0) left_.keys.empty() ? PairAll() : PairByKeys();
+  if (GivesLeftAlone()) {
+    ListMarked();
+  } else {
+    // The right ones are told from those that stand beside no row.
+    if (KeepsRight()) AddUnmatchedRight();
+    if (KeepsLeft()) AddUnmatchedLeft();
+  }
+  return std::move(pairs_);
+}
+
+void TableJoin::PairAll() {
+  if (GivesLeftAlone() && !admits_) {
+    std::ranges::fill(marked_, uint8{1});
+    return;
+  }
+  if (!admits_ && uint64{leftRows_} * rightRows_ > kMostJoinRows) ThrowTooLarge(L"the result");
+  for (uint32 left = 0; left < leftRows_; ++left) {
+    for (uint32 right = 0; right < rightRows_;) {
+      if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      const uint32 count = std::min(kMostCandidatePairs - candidates_, rightRows_ - right);
+      std::fill_n(&candidatesLeft_[candidates_], count, left);
+      std::iota(&candidatesRight_[candidates_], &candidatesRight_[candidates_] + count, right);
+      candidates_ += count;
+      right += count;
+    }
+  }
+  TakeCandidates();
+}
+
+void TableJoin::PairByKeys() {
+  buildsLeft_ = leftRows_ < rightRows_ / 2;
+  const bool marks = GivesLeftAlone() && !admits_;
+  if (buildsLeft_) {
+    keys_ = std::make_unique<JoinKeys>(left_, right_);
+    // A chain of left rows would have to be gone through for each right row.
+    buildsLeft_ = !marks || keys_->AreExact();
+  }
+  if (!buildsLeft_) keys_ = std::make_unique<JoinKeys>(right_, left_);
+  JoinTable table(*keys_, buildsLeft_ ? leftRows_ : rightRows_,
+                  Settings::Current()->GetSwitches().groupMemory_);
+  uint32 firstRows[kMostBatchRows];
+  for (uint32 part = 0; part < table.GetParts(); ++part) {
+    table.StartPart(part);
+    keys_->ForEachBatch(JoinColumn::kBuild, true, [&](const JoinBatch& batch) {
+      Cancellation::Check();
+      table.Add(batch);
+    });
+    keys_->ForEachBatch(JoinColumn::kProbe, false, [&](const JoinBatch& batch) {
+      Cancellation::Check();
+      table.Find(batch, firstRows);
+      marks ? MarkBatch(table, batch, firstRows) : PairBatch(table, batch, firstRows);
+    });
+  }
+  TakeCandidates();
+  // A left row has all its pairs in one part, in the order of the right rows.
+  if (!GivesLeftAlone() && (buildsLeft_ || table.GetParts() > 1)) SortByLeft();
+}
+
+void TableJoin::PairBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows) {
+  uint32* const built = (buildsLeft_ ? candidatesLeft_ : candidatesRight_).data();
+  uint32* const probed = (buildsLeft_ ? candidatesRight_ : candidatesLeft_).data();
+  if (!table.HasChains()) {
+    if (candidates_ + batch.count > kMostCandidatePairs) TakeCandidates();
+    uint32 at = candidates_;
+    for (uint32 i = 0; i < batch.count; ++i) {
+      built[at] = firstRows[i];
+      probed[at] = batch.rows[i];
+      at += firstRows[i] != kNoJoinRow;
+    }
+    candidates_ = at;
+    return;
+  }
+  for (uint32 i = 0; i < batch.count; ++i) {
+    for (uint32 row = firstRows[i]; row != kNoJoinRow; row = table.GetNext(row)) {
+      if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      built[candidates_] = row;
+      probed[candidates_++] = batch.rows[i];
+    }
+  }
+}
+
+void TableJoin::MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows) {
+  const auto next = [&](uint32 row) { return table.HasChains() ? table.GetNext(row) : kNoJoinRow; };
+  for (uint32 i = 0; i < batch.count; ++i) {
+    for (uint32 row = firstRows[i]; row != kNoJoinRow; row = next(row)) {
+      uint8& mark = marked_[buildsLeft_ ? row : batch.rows[i]];
+      // Left rows of a chain are marked all at once.
+      if (mark != 0) break;
+      mark = keys_->AreExact() || keys_->AreEqual(row, batch.rows[i]);
+    }
+  }
+}
+
+template <class Admits>
+void TableJoin::KeepCandidates(Admits&& admits) {
+  uint32 kept = 0;
+  for (uint32 i = 0; i < candidates_; ++i) {
+    const bool isKept = admits(i);
+    candidatesLeft_[kept] = candidatesLeft_[i];
+    candidatesRight_[kept] = candidatesRight_[i];
+    kept += isKept;
+  }
+  candidates_ = kept;
+}
+
+void TableJoin::TakeCandidates() {
+  Cancellation::Check();
+  if (keys_ != nullptr && !keys_->AreExact()) {
+    const auto& built = buildsLeft_ ? candidatesLeft_ : candidatesRight_;
+    const auto& probed = buildsLeft_ ? candidatesRight_ : candidatesLeft_;
+    KeepCandidates([&](uint32 i) { return keys_->AreEqual(built[i], probed[i]); });
+  }
+  if (admits_ && candidates_ != 0) {
+    admitted_.assign(candidates_, 0);
+    admits_(std::span(candidatesLeft_).first(candidates_),
+            std::span(candidatesRight_).first(candidates_), admitted_);
+    KeepCandidates([&](uint32 i) { return admitted_[i] != 0; });
+  }
+  if (GivesLeftAlone()) {
+    for (uint32 i = 0; i < candidates_; ++i) marked_[candidatesLeft_[i]] = 1;
+  } else {
+    if (pairs_.left.size() + candidates_ > kMostJoinRows) ThrowTooLarge(L"the result");
+    const auto append = [this](RowArray<uint32>& rows, const std::vector<uint32>& candidates) {
+      rows.insert(rows.end(), candidates.begin(), candidates.begin() + candidates_);
+    };
+    append(pairs_.left, candidatesLeft_);
+    append(pairs_.right, candidatesRight_);
+  }
+  candidates_ = 0;
+}
+
+void TableJoin::SortByLeft() {
+  RowArray<uint32> ends(std::size_t{leftRows_} + 1);
+  for (const uint32 row : pairs_.left) ++ends[std::size_t{row} + 1];
+  for (std::size_t i = 0; i < leftRows_; ++i) ends[i + 1] += ends[i];
+  RowArray<uint32> right(pairs_.right.size());
+  for (std::size_t i = 0; i < right.size(); ++i) right[ends[pairs_.left[i]]++] = pairs_.right[i];
+  pairs_.right.swap(right);
+  uint32 at = 0;
+  for (uint32 row = 0; row < leftRows_; ++row) {
+    for (; at < ends[row]; ++at) pairs_.left[at] = row;
+  }
+}
+
+void TableJoin::AddUnmatchedLeft() {
+  // Behind the pairs of a left row may stand right rows alone.
+  RowArray<uint32>& left = pairs_.left;
+  RowArray<uint32>& right = pairs_.right;
+  const auto alone = static_cast<std::size_t>(
+      left.end() - std::find_if(left.rbegin(), left.rend(), [](uint32 row) {
+                     return row != kNoJoinRow;
+                   }).base());
+  std::size_t from = left.size() - alone;
+  uint64 matched = 0;
+  for (std::size_t i = 0; i < from; ++i) matched += i == 0 || left[i] != left[i - 1];
+  const uint64 unmatched = leftRows_ - matched;
+  if (unmatched == 0) return;
+  if (left.size() + unmatched > kMostJoinRows) ThrowTooLarge(L"the result");
+  left.resize(left.size() + unmatched);
+  right.resize(left.size());
+  // From the end, so that each row moves to a free place.
+  std::size_t to = left.size();
+  const auto move = [&](uint32 leftRow, uint32 rightRow) {
+    left[--to] = leftRow;
+    right[to] = rightRow;
+  };
+  for (std::size_t i = from + alone; i > from; --i) move(kNoJoinRow, right[i - 1]);
+  for (uint32 row = leftRows_; to != from; --row) {
+    if (from == 0 || left[from - 1] != row - 1) move(row - 1, kNoJoinRow);
+    for (; from != 0 && left[from - 1] == row - 1; --from) move(row - 1, right[from - 1]);
+  }
+}
+
+void TableJoin::AddUnmatchedRight() {
+  std::vector<uint8> isMatched(rightRows_);
+  for (const uint32 row : pairs_.right) isMatched[row] = 1;
+  const auto unmatched = static_cast<uint64>(std::ranges::count(isMatched, uint8{0}));
+  if (pairs_.left.size() + unmatched > kMostJoinRows) ThrowTooLarge(L"the result");
+  pairs_.left.resize(pairs_.left.size() + unmatched, kNoJoinRow);
+  pairs_.right.reserve(pairs_.left.size());
+  for (uint32 row = 0; row < rightRows_; ++row) {
+    if (isMatched[row] == 0) pairs_.right.push_back(row);
+  }
+}
+
+void TableJoin::ListMarked() {
+  const uint8 wanted = kind_ == JoinKind::kSemi;
+  pairs_.left.reserve(static_cast<std::size_t>(std::ranges::count(marked_, wanted)));
+  for (uint32 row = 0; row < leftRows_; ++row) {
+    if (marked_[row] == wanted) pairs_.left.push_back(row);
+  }
+}
+
+}  // namespace
+
+JoinedRows JoinRows(const JoinSide& left, const JoinSide& right, JoinKind kind,
+                    const PairFilter& admits) {
+  return TableJoin(left, right, kind, admits).Run();
+}
+
+}  // namespace sqxer

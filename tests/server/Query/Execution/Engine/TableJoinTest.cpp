@@ -1,0 +1,275 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "TableJoin.h"
+#include "Utility/Cancellation.h"
+#include "Utility/Settings.h"
+#include "server/Query/Execution/Engine/RandomColumns.h"
+#include "server/Utility/UtilityTesting.h"
+
+namespace sqxer::test {
+namespace {
+
+using Pairs = std::vector<std::pair<uint32, uint32>>;
+
+constexpr JoinKind kKinds[] = {JoinKind::kInner, JoinKind::kLeft, JoinKind::kRight,
+                               JoinKind::kFull,  JoinKind::kSemi, JoinKind::kAnti};
+
+/// What equal keys have in common, by cell and type; nothing where a cell equals nothing.
+std::optional<std::u32string> KeyOf(std::optional<std::u32string> cell, XeDataType type) {
+  if (!cell) return cell;
+  if (type == XeDoubleData || type == XeFloatData) {
+    if (cell->find(U"nan") != std::u32string::npos) return std::nullopt;
+    if (*cell == U"-0.000000") return U"0.000000";
+  }
+  if (type == XeVarCharData || type == XeCharData) {
+    while (cell->ends_with(U' ')) cell->pop_back();
+  }
+  return cell;
+}
+
+/// Numbers of the combined keys of both sides' rows, equal where these are; -1 where they equal
+/// nothing.
+std::vector<std::vector<int>> NumberKeys(const JoinSide& left, const JoinSide& right) {
+  std::map<std::vector<std::u32string>, int> numbers;
+  std::vector<std::vector<int>> result;
+  for (const JoinSide* const side : {&left, &right}) {
+    std::vector<std::vector<std::optional<std::u32string>>> columns;
+    for (const std::size_t key : side->keys) columns.push_back(ReadCells(*side->table, key));
+    auto& rows = result.emplace_back();
+    for (uint64 row = 0; row < side->table->rowCount; ++row) {
+      std::vector<std::u32string> keys;
+      for (std::size_t i = 0; i < columns.size(); ++i) {
+        const XeDataType type = side->table->schema.columns[side->keys[i]].type;
+        if (const auto key = KeyOf(columns[i][row], type)) keys.push_back(*key);
+      }
+      const bool isWhole = keys.size() == columns.size();
+      rows.push_back(
+          isWhole ? numbers.try_emplace(keys, static_cast<int>(numbers.size())).first->second : -1);
+    }
+  }
+  return result;
+}
+
+bool Admits(uint32 left, uint32 right) { return (left * 7 + right * 3) % 4 != 0; }
+
+/// A nested loop.
+Pairs JoinPlainly(const JoinSide& left, const JoinSide& right, JoinKind kind, bool filters) {
+  const auto keys = NumberKeys(left, right);
+  Pairs pairs;
+  std::set<uint32> matched;
+  for (uint32 l = 0; l < keys[0].size(); ++l) {
+    bool hasPair = false;
+    for (uint32 r = 0; r < keys[1].size(); ++r) {
+      if (keys[0][l] < 0 || keys[0][l] != keys[1][r] || (filters && !Admits(l, r))) continue;
+      hasPair = true;
+      matched.insert(r);
+      if (kind != JoinKind::kSemi && kind != JoinKind::kAnti) pairs.emplace_back(l, r);
+    }
+    if (hasPair == (kind == JoinKind::kSemi) &&
+        (kind == JoinKind::kSemi || kind == JoinKind::kAnti)) {
+      pairs.emplace_back(l, 0);
+    }
+    if (!hasPair && (kind == JoinKind::kLeft || kind == JoinKind::kFull)) {
+      pairs.emplace_back(l, kNoJoinRow);
+    }
+  }
+  for (uint32 r = 0; r < keys[1].size(); ++r) {
+    const bool keepsRight = kind == JoinKind::kRight || kind == JoinKind::kFull;
+    if (keepsRight && !matched.contains(r)) pairs.emplace_back(kNoJoinRow, r);
+  }
+  return pairs;
+}
+
+Pairs Join(const JoinSide& left, const JoinSide& right, JoinKind kind, bool filters) {
+  PairFilter filter;
+  if (filters) {
+    filter = [](std::span<const uint32> l, std::span<const uint32> r, std::span<uint8> admitted) {
+      EXPECT_LE(l.size(), kMostCandidatePairs);
+      for (std::size_t i = 0; i < l.size(); ++i) admitted[i] = Admits(l[i], r[i]);
+    };
+  }
+  const JoinedRows rows = JoinRows(left, right, kind, filter);
+  const bool isLeftAlone = kind == JoinKind::kSemi || kind == JoinKind::kAnti;
+  EXPECT_EQ(rows.right.size(), isLeftAlone ? 0 : rows.left.size());
+  Pairs pairs;
+  for (std::size_t i = 0; i < rows.left.size(); ++i) {
+    pairs.emplace_back(rows.left[i], isLeftAlone ? 0 : rows.right[i]);
+  }
+  return pairs;
+}
+
+void ExpectAsPlainly(const JoinSide& left, const JoinSide& right, const std::string& what) {
+  for (const JoinKind kind : kKinds) {
+    for (const bool filters : {false, true}) {
+      ASSERT_EQ(Join(left, right, kind, filters), JoinPlainly(left, right, kind, filters))
+          << what << ", kind " << static_cast<int>(kind) << (filters ? ", filtered" : "");
+    }
+  }
+}
+
+SettingsRef SettingsWith(const std::string& name, const std::string& value) {
+  SUSystemConfig config;
+  config.Set(name, value);
+  return std::make_shared<const Settings>(config);
+}
+
+const std::vector<XeDataType> kTypes = {XeInt4Data,    XeInt2Data,    XeUInt4Data, XeFloatData,
+                                        XeDoubleData,  XeDateData,    XeTimeData,  XeTimeStampData,
+                                        XeNumericData, XeVarCharData, XeCharData};
+
+TEST(TableJoin, GivesThePairsOfANestedLoop) {
+  Random random(7);
+  for (int round = 0; round < 120; ++round) {
+    std::vector<XeDataType> types;
+    const int keys = round < 60 ? 1 : 1 + Pick(random, 3);
+    for (int i = 0; i < keys; ++i) types.push_back(kTypes[random() % kTypes.size()]);
+    if (round < 3 * static_cast<int>(kTypes.size())) types[0] = kTypes[random() % kTypes.size()];
+    const int64 spread = std::vector<int64>{1, 1000, 100'000'000}[random() % 3];
+    const auto rowsOf = [&] { return Pick(random, 6) == 0 ? 0 : random() % 60; };
+    const std::size_t rows = rowsOf();
+    const Table left = RandomTable(random, types, rows, spread);
+    // Now one side is much larger, now the other.
+    const Table right = RandomTable(random, types, rowsOf() * (Pick(random, 3) + 1), spread);
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < types.size(); ++i) places.push_back(i);
+    ExpectAsPlainly({&left, places}, {&right, places}, "round " + std::to_string(round));
+  }
+}
+
+TEST(TableJoin, PairsAllRowsWithoutKeys) {
+  Random random(11);
+  for (const std::size_t rows : {0, 1, 40}) {
+    const Table left = RandomTable(random, {XeInt4Data}, rows, 1);
+    const Table right = RandomTable(random, {XeInt4Data}, 30, 1);
+    ExpectAsPlainly({&left, {}}, {&right, {}}, "all pairs");
+    ExpectAsPlainly({&right, {}}, {&left, {}}, "all pairs");
+  }
+}
+
+/// A table of one column with the given integers.
+Table TableOf(const std::vector<std::optional<int32>>& cells) {
+  Table table;
+  table.schema.columns = {{L"k", XeInt4Data, 4, 0, true}};
+  table.rowCount = cells.size();
+  table.chunks.push_back({cells.size(), {MakeFixed<int32>(ColumnForm::kInt32, 0, cells)}});
+  return table;
+}
+
+TEST(TableJoin, GoesByPartsWithinItsMemory) {
+  Random random(13);
+  const auto integers = [&](std::size_t rows, int values, int64 factor) {
+    std::vector<std::optional<int32>> cells;
+    for (std::size_t i = 0; i < rows; ++i) {
+      cells.push_back(Pick(random, 9) == 0
+                          ? std::nullopt
+                          : std::optional(static_cast<int32>(Pick(random, values) * factor)));
+    }
+    return TableOf(cells);
+  };
+  const SettingsScope tiny(SettingsWith("GroupMemory", "1"));
+  // Close together and far apart, few equal ones and many.
+  for (const auto& [values, factor] : {std::pair(60'000, 1), {1500, 1'000'003}, {40, 1}}) {
+    const Table left = integers(1300, values, factor);
+    const Table right = integers(1100, values, factor);
+    const Table few = integers(300, values, factor);
+    ExpectAsPlainly({&left, {0}}, {&right, {0}}, "alike");
+    ExpectAsPlainly({&left, {0}}, {&few, {0}}, "few right ones");
+    ExpectAsPlainly({&few, {0}}, {&left, {0}}, "few left ones");
+  }
+  const std::vector<XeDataType> texts = {XeVarCharData, XeInt4Data};
+  const Table left = RandomTable(random, texts, 1200, 5);
+  const Table right = RandomTable(random, texts, 1200, 5);
+  ExpectAsPlainly({&left, {0, 1}}, {&right, {0, 1}}, "texts");
+}
+
+TEST(TableJoin, HandsManyCandidatesToTheFilterInParts) {
+  const Table left = TableOf(std::vector<std::optional<int32>>(400, 1));
+  const Table right = TableOf(std::vector<std::optional<int32>>(500, 1));
+  ExpectAsPlainly({&left, {0}}, {&right, {0}}, "all equal");
+}
+
+TEST(TableJoin, ComparesTextsAsTheSessionDoes) {
+  const auto table = [](const std::vector<std::optional<std::u32string>>& cells, XeDataType type) {
+    Table made;
+    made.schema.columns = {{L"k", type, 64, 0, true}};
+    made.rowCount = cells.size();
+    const bool isWide = cells.size() % 2 == 0;
+    made.chunks.push_back({cells.size(), {MakeTexts(cells, isWide, 4)}});
+    return made;
+  };
+  using namespace std::string_literals;
+  const Table left = table({U"abc", U"ABC ", U"\u00E9"}, XeVarCharData);
+  const Table right = table({U"Abc", U"abc  ", U"\u00C9", U"e\u0301"}, XeVarCharData);
+  const auto join = [&] { return Join({&left, {0}}, {&right, {0}}, JoinKind::kInner, false); };
+  EXPECT_EQ(join(), (Pairs{{0, 1}}));
+  {
+    const SettingsScope scope(SettingsWith("CaseSensitiveCompare", "off"));
+    EXPECT_EQ(join(), (Pairs{{0, 0}, {0, 1}, {1, 0}, {1, 1}, {2, 2}}));
+  }
+  {
+    const SettingsScope scope(SettingsWith("Locale", "fr_FR"));
+    EXPECT_EQ(join(), (Pairs{{0, 1}, {2, 3}}));
+  }
+  // A fixed text ends at its zero character.
+  const Table fixed = table({U"ab\0cd"s, U"ab", U"x"}, XeCharData);
+  const Table others = table({U"ab \0"s, U"abcd"}, XeCharData);
+  EXPECT_EQ(Join({&fixed, {0}}, {&others, {0}}, JoinKind::kInner, false), (Pairs{{0, 0}, {1, 0}}));
+}
+
+TEST(TableJoin, JoinsDecimalsThatNoScaleHolds) {
+  const auto table = [](int16 scale, const std::vector<std::optional<int64>>& cells) {
+    Table made;
+    made.schema.columns = {{L"k", XeNumericData, 24, scale, true}};
+    made.rowCount = cells.size();
+    made.chunks.push_back({cells.size(), {MakeFixed<int64>(ColumnForm::kDecimal64, scale, cells)}});
+    return made;
+  };
+  constexpr int64 kMost = std::numeric_limits<int64>::max();
+  const Table left = table(0, {kMost, kMost / 1000, 5, std::nullopt, -1});
+  const Table right = table(3, {kMost / 1000 * 1000, kMost, 5000, -1, std::nullopt});
+  EXPECT_EQ(Join({&left, {0}}, {&right, {0}}, JoinKind::kInner, false), (Pairs{{1, 0}, {2, 2}}));
+}
+
+TEST(TableJoin, RefusesTooManyRows) {
+  Table many;
+  many.rowCount = 70'000;
+  many.chunks.push_back({70'000, {}});
+  EXPECT_EQ(
+      ErrorOf([&] {
+        JoinRows({&many, {}}, {&many, {}}, JoinKind::kInner, {});
+      }),
+      "57130: the result of a join has more than 4294967294 rows: filter the rows before they "
+      "are joined, or join by more columns");
+  many.rowCount = uint64{1} << 32;
+  Table few;
+  EXPECT_EQ(ErrorOf([&] {
+              JoinRows({&many, {}}, {&few, {}}, JoinKind::kLeft, {});
+            }).substr(0, 25),
+            "57130: the left side of a");
+  EXPECT_EQ(ErrorOf([&] {
+              JoinRows({&few, {}}, {&many, {}}, JoinKind::kSemi, {});
+            }).substr(0, 26),
+            "57130: the right side of a");
+}
+
+TEST(TableJoin, EndsWhenItIsCancelled) {
+  const Table table = TableOf({1, 2, 3});
+  Cancellation cancellation;
+  const CancellationScope scope(&cancellation);
+  cancellation.Request();
+  for (const std::vector<std::size_t>& keys : {std::vector<std::size_t>{}, {0}}) {
+    EXPECT_EQ(ErrorOf([&] {
+                JoinRows({&table, keys}, {&table, keys}, JoinKind::kInner, {});
+              }),
+              "57110: the statement was cancelled");
+  }
+  cancellation.Withdraw();
+  const auto fails = [](auto, auto, auto) { throw std::runtime_error("the filter's"); };
+  EXPECT_THROW(JoinRows({&table, {0}}, {&table, {0}}, JoinKind::kLeft, fails), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace sqxer::test
