@@ -26,8 +26,6 @@ struct SwitchRow {
   bool (*set)(SUSystemConfig&, const std::string&);
 };
 
-XeString Wide(std::string_view text) { return BaseStringUtil::Utf8ToString(text); }
-
 bool IsMatch(std::string_view a, std::string_view b) {
   return BaseStringUtil::IsCaseInsensitiveMatch(Wide(a), Wide(b));
 }

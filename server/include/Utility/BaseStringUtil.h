@@ -58,4 +58,7 @@ class XEUTILITY_API BaseStringUtil {
   static XeString NumberToString(float64 value);
 };
 
+/// A text of UTF-8 as one of wide characters.
+inline XeString Wide(std::string_view utf8) { return BaseStringUtil::Utf8ToString(utf8); }
+
 }  // namespace sqxer

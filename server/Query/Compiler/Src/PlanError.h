@@ -77,6 +77,4 @@ inline constexpr const wchar_t* kFunctionsAreListed = L" (--functions lists what
   SUGThrow(std::move(message));
 }
 
-inline XeString Wide(std::string_view utf8) { return BaseStringUtil::Utf8ToString(utf8); }
-
 }  // namespace sqxer

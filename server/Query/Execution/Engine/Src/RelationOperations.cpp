@@ -28,7 +28,7 @@ TableRef WithNumberedNames(const Table& table) {
 
 std::string NumberedList(std::size_t columns) {
   std::string list;
-  for (std::size_t i = 0; i < columns; ++i) list += (i > 0 ? ", " : "") + NumberedName(i);
+  for (std::size_t i = 0; i < columns; ++i) list.append(i > 0 ? ", " : "").append(NumberedName(i));
   return list;
 }
 
@@ -89,9 +89,10 @@ TableRef RelationRun::CastTo(const TableRef& table, const std::vector<ColumnInfo
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const bool isOther = table->schema.columns[i].type != columns[i].type;
     isNeeded = isNeeded || isOther;
-    items += i > 0 ? ", " : "";
-    items += isOther ? "CAST(" + NumberedName(i) + " AS " + CastName(columns[i].type) + ")"
-                     : NumberedName(i);
+    if (i > 0) items.append(", ");
+    if (isOther) items.append("CAST(");
+    items.append(NumberedName(i));
+    if (isOther) items.append(" AS ").append(CastName(columns[i].type)).append(")");
   }
   const TableRef numbered = WithNumberedNames(*table);
   return isNeeded ? SelectText("SELECT " + items + " FROM t", numbered) : numbered;
@@ -137,7 +138,8 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
   const std::string list = NumberedList(width);
   std::vector<TableRef> sides;
   for (const TableRef& side : {left, right}) {
-    sides.push_back(SelectText("SELECT " + list + ", " + std::to_string(sides.size()) + " FROM t",
+    const char* const number = sides.empty() ? ", 0 FROM t" : ", 1 FROM t";
+    sides.push_back(SelectText(std::string("SELECT ").append(list).append(number),
                                WithNumberedNames(*CastTo(side, all.columns))));
   }
   std::vector<ColumnInfo> marked = sides[0]->schema.columns;

@@ -4,6 +4,7 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
+#include "JsonScan.h"
 #include "LazyTable.h"
 #include "PlanError.h"
 #include "RelationSource.h"

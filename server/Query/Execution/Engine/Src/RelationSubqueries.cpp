@@ -7,6 +7,7 @@
 #include "ColumnGather.h"
 #include "EngineError.h"
 #include "NumberColumn.h"
+#include "PlanConstant.h"
 #include "PlanError.h"
 #include "RelationSource.h"
 #include "RelationTypes.h"

@@ -52,8 +52,6 @@ enum TableErrorCode {
   kLastFileError = 57099,
 };
 
-inline XeString Wide(std::string_view utf8) { return BaseStringUtil::Utf8ToString(utf8); }
-
 /// Where in a file a bad record starts, as its message says it: "line 7", "row 7".
 struct RecordPlace {
   const wchar_t* unit;
