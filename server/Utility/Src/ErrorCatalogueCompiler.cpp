@@ -43,7 +43,6 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "{0} needs a table whose first two columns are of {2} and of text, unlike those of: "
        "\"{1}\""},
       {58033, 3, "this is no {0}, use one of {1}: \"{2}\""},
-      {58034, 2, "{0} joins with this text alone, give it as the second argument: \"{1}\""},
       {58035, 1, "{0} takes this argument as a number that is the same in every row: no column"},
       {58036, 1, "there is no window of this name before here in WINDOW: \"{0}\""},
       {58037, 2, "a window cannot build on \"{0}\" like this: {1}"},
@@ -61,6 +60,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "point"},
       {58048, 0, "RANGE takes a distance that is a number, not negative, the same for every row"},
       {58049, 2, "a frame of {0} needs {1}"},
+      {58070, 1, "ORDER BY within a call is for aggregates, and {0} takes its rows in its own order"},
+      {58071, 1, "with DISTINCT {0} can be in the order of its arguments alone"},
+      {58072, 1, "of several values {0} takes DISTINCT ones alone"},
   };
 }
 

@@ -109,8 +109,11 @@ std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const
       column.name = text + result.suffix;
       plan.results.push_back(column);
     }
-    plan.distinct = aggregate.aggregate->distinct;
-    plan.heldBytes = aggregate.function->aggregate->heldBytes;
+    plan.distinct = aggregate.aggregate->distinct || aggregate.aggregate->dropsDuplicates;
+    plan.sorts = !aggregate.aggregate->keyOrders.empty();
+    plan.growsByNeed = aggregate.function->aggregate->growsByNeed;
+    // Of the rows that it sorts the aggregate itself holds those of one group at a time.
+    plan.heldBytes = plan.sorts ? 0 : aggregate.function->aggregate->heldBytes;
     plan.position = aggregate.position;
     plan.frame = aggregate.aggregate->frame;
     if (plan.frame && !noted.frameColumns.empty()) {

@@ -114,9 +114,16 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
                                     TypedExpression& aggregate, TypedAggregate& call) const {
   const FunctionRow& row = *aggregate.function;
   const AggregateShape& shape = *row.aggregate;
-  const std::string_view kinds = shape.arguments.substr(0, expression.arguments.size());
+  const bool areAllColumns = shape.arguments == "x+";
+  const std::string_view kinds =
+      areAllColumns ? "" : shape.arguments.substr(0, expression.arguments.size());
   TypedArguments& columns = aggregate.arguments;
   columns.resize(static_cast<std::size_t>(std::ranges::count_if(kinds, IsColumnArgument)));
+  if (areAllColumns) {
+    for (const SqlExpressionPtr& argument : expression.arguments)
+      columns.push_back(Type(*argument, clause));
+    call.neededColumns = columns.size();
+  }
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     const SqlExpression& argument = *expression.arguments[i];
     switch (kinds[i]) {
@@ -127,16 +134,11 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
         call.word =
             static_cast<int>(ReadWord(*TypeWord(argument, clause), shape.wordMeaning, shape.words));
         break;
-      case 'd': {
-        const TypedExpressionPtr text = Type(argument, clause);
-        if (!text->IsTextConstant() || std::get<XeString>(text->constant.value) != shape.delimiter)
-          ThrowPlanError(kOtherDelimiter, text->position, {UpperName(row.name), shape.delimiter});
-        break;
-      }
       default:
         columns[static_cast<std::size_t>(kinds[i] - 'x')] = Type(argument, clause);
     }
   }
+  const TypedArguments given = columns;
   if (expression.filter) ApplyFilter(*expression.filter, clause, row, columns);
   if (row.prepare) row.prepare(columns);
   for (TypedExpressionPtr& column : columns) {
@@ -144,6 +146,54 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
     column = WidenArgument(column, shape);
   }
   if (shape.nullTogether) MakeNullTogether(columns);
+  AddSortKeys(expression, clause, row, given, columns, call);
+}
+
+void ExpressionTyper::AddSortKeys(const SqlExpression& expression, const Clause& clause,
+                                  const FunctionRow& row, const TypedArguments& given,
+                                  TypedArguments& columns, TypedAggregate& call) const {
+  using Distinct = AggregateShape::Distinct;
+  using Order = AggregateShape::Order;
+  const AggregateShape& shape = *row.aggregate;
+  const auto refuse = [&](PlanErrorCode code, int position) {
+    ThrowPlanError(code, position, {UpperName(row.name)});
+  };
+  if (shape.distinct == Distinct::kRequired && !expression.distinct)
+    refuse(kNeedsDistinct, expression.position);
+  if (row.windowForm > WindowForm::kMoving && !expression.orderBy.empty())
+    refuse(kOrderNotTaken, expression.position);
+
+  TypedArguments keys;
+  const auto hasKey = [](const TypedArguments& of, const TypedExpression& value) {
+    return std::ranges::any_of(
+        of, [&](const TypedExpressionPtr& known) { return IsSameExpression(*known, value); });
+  };
+  for (const SqlSortItem& item : expression.orderBy) {
+    const TypedExpressionPtr key = TypeKey(*item.expression, clause);
+    if (expression.distinct && !hasKey(given, *key)) refuse(kDistinctOrder, key->position);
+    if (shape.order == Order::kOfArgument && !IsSameExpression(*key, *given[0]))
+      refuse(kOrderNotTaken, key->position);
+    if (shape.order == Order::kNone) continue;
+    keys.push_back(key);
+    call.keyOrders.push_back({item.order, item.nulls});
+  }
+  if (shape.order == Order::kOfArgument && keys.empty()) {
+    keys.push_back(given[0]);
+    call.keyOrders.emplace_back();
+  }
+  const bool sorts = shape.distinct == Distinct::kSorted || shape.distinct == Distinct::kRequired;
+  call.dropsDuplicates = expression.distinct && (sorts || (call.distinct && !keys.empty()));
+  if (call.dropsDuplicates) {
+    call.distinct = false;
+    for (const TypedExpressionPtr& argument : given) {
+      if (argument->IsConstant() && given.size() > 1) continue;
+      if (hasKey(keys, *argument)) continue;
+      keys.push_back(argument);
+      call.keyOrders.emplace_back();
+    }
+  }
+  for (TypedExpressionPtr& key : keys)
+    columns.push_back(key->IsOpenNull() ? ConvertTyped(key, XeInt4Data) : key);
 }
 
 void ExpressionTyper::ApplyFilter(const SqlExpression& filter, const Clause& clause,

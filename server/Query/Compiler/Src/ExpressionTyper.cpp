@@ -126,15 +126,22 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
 
 TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
                                                  const Clause& clause) const {
+  const auto refuseOrder = [&] {
+    if (!expression.orderBy.empty())
+      ThrowPlanError(kOrderNotTaken, expression.position, {UpperName(expression.name)});
+  };
   if (JsonColumns::IsCall(expression)) {
+    refuseOrder();
     if (expression.over) ThrowPlanError(kNoWindowForm, expression.position, {L"JSON_VALUE"});
     return JsonColumns::Type(expression, json_);
   }
   if (const AddedFunctionPtr added = catalog_.FindFunction(expression.name)) {
+    refuseOrder();
     return TypeAdded(added, expression, clause);
   }
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) {
+    refuseOrder();
     if (expression.distinct)
       ThrowPlanError(kNoDistinct, expression.position, {UpperName(expression.name)});
     if (expression.filter)

@@ -70,6 +70,11 @@ class ExpressionTyper {
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
+  /// Puts the keys of the order in which an aggregate takes its rows behind its columns. `given`: the
+  /// arguments as they are written. Errors 58070 to 58072.
+  void AddSortKeys(const SqlExpression& expression, const Clause& clause, const FunctionRow& row,
+                   const TypedArguments& given, TypedArguments& columns,
+                   TypedAggregate& call) const;
   /// Makes the columns NULL in the rows that FILTER leaves out. Error 58046 for what takes NULLs
   /// for values.
   void ApplyFilter(const SqlExpression& filter, const Clause& clause, const FunctionRow& row,

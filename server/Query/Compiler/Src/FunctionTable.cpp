@@ -23,6 +23,7 @@ std::vector<FunctionRow> MakeTable() {
   AppendDateRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
+  AppendListRows(rows);
   AppendStatisticsRows(rows);
   AppendWindowRows(rows);
   return rows;

@@ -41,7 +41,6 @@ enum PlanErrorCode {
   kJsonPathNotLiteral = 58031,
   kLookupColumns = 58032,
   kUnknownWord = 58033,
-  kOtherDelimiter = 58034,
   kArgumentNotConstant = 58035,
   kNoSuchWindow = 58036,
   kWindowNotExtended = 58037,
@@ -55,6 +54,9 @@ enum PlanErrorCode {
   kNoFraction = 58047,
   kFrameOffset = 58048,
   kFrameOrder = 58049,
+  kOrderNotTaken = 58070,
+  kDistinctOrder = 58071,
+  kNeedsDistinct = 58072,
   kUnknownColumn = 59015,
 };
 

@@ -98,6 +98,8 @@ struct SqlExpression {
   bool star = false;
   /// f(DISTINCT x)
   bool distinct = false;
+  /// f(x ORDER BY ...), and WITHIN GROUP (ORDER BY ...).
+  std::vector<SqlSortItem> orderBy;
   /// f(x) FILTER (WHERE ...); null without.
   SqlExpressionPtr filter;
   /// f(x) OVER ...; null without.
@@ -111,6 +113,7 @@ struct SqlExpression {
 template <class Visit>
 void ForEachOperand(const SqlExpression& expression, const Visit& visit) {
   for (const SqlExpressionPtr& argument : expression.arguments) visit(argument);
+  for (const SqlSortItem& key : expression.orderBy) visit(key.expression);
   if (expression.filter) visit(expression.filter);
   if (!expression.over) return;
   for (const SqlExpressionPtr& key : expression.over->partitionBy) visit(key);

@@ -488,15 +488,26 @@ SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& 
   }
 }
 
-// PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p; descending, of x and 1 -
-// p.
+// MODE() WITHIN GROUP (ORDER BY x) is a function of x, in that order; LISTAGG is one whose rows come
+// in that order. PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p; descending,
+// of x and 1 - p.
 void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
                                          SqlExpression& function) const {
+  if (function.name == "listagg") {
+    ReadOrderWithin(call, function);
+    return;
+  }
   const SqlSortItem key = ReadSort(*call.agg_order[0]->sort_by);
+  const bool isMode = function.name == "mode";
   const bool isContinuous = function.name == "percentile_cont";
-  if (call.n_agg_order > 1 || function.arguments.size() != 1 ||
-      (!isContinuous && function.name != "percentile_disc")) {
+  if (call.n_agg_order > 1 || function.arguments.size() != (isMode ? 0 : 1) ||
+      (!isMode && !isContinuous && function.name != "percentile_disc")) {
     Refuse(function.position, L"WITHIN GROUP of this function, or of several columns");
+  }
+  if (isMode) {
+    function.arguments = {key.expression};
+    function.orderBy = {key};
+    return;
   }
   SqlExpressionPtr fraction = function.arguments[0];
   if (key.order == kDescending) {
@@ -505,6 +516,12 @@ void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
     fraction = Operator(fraction->position, "-", {one, fraction});
   }
   function.arguments = {key.expression, fraction};
+}
+
+void SqlExpressionReader::ReadOrderWithin(const PgQuery__FuncCall& call,
+                                          SqlExpression& function) const {
+  for (std::size_t i = 0; i < call.n_agg_order; ++i)
+    function.orderBy.push_back(ReadSort(*call.agg_order[i]->sort_by));
 }
 
 // IIF(c, x, y), and DECODE(a, b, x, ..., y), as the CASE that they are.
@@ -525,7 +542,6 @@ SqlExpressionPtr SqlExpressionReader::AsCase(const SqlExpression& call, bool has
 
 SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {
   int position = Place(call.location);
-  if (call.n_agg_order && !call.agg_within_group) Refuse(position, L"ORDER BY within a function");
   if (call.func_variadic) Refuse(position, L"VARIADIC");
   // The grammar itself writes the schema of its own functions.
   if (call.n_funcname > 2 || (call.n_funcname == 2 && StringOf(*call.funcname[0]) != "pg_catalog"))
@@ -537,7 +553,11 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
   function->arguments = ReadAll(call.args, call.n_args);
-  if (call.agg_within_group) ReadOrderedSet(call, *function);
+  if (call.agg_within_group) {
+    ReadOrderedSet(call, *function);
+  } else {
+    ReadOrderWithin(call, *function);
+  }
   if (call.agg_filter) {
     function->filter = Read(*call.agg_filter);
     // Rows that are left out are a NULL that is not counted.
@@ -549,8 +569,9 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   if (call.over) function->over = ReadWindow(*call.over);
   const std::size_t count = function->arguments.size();
   if ((function->name == "iif" && count == 3) || (function->name == "decode" && count >= 3)) {
-    if (function->filter || function->over || function->distinct || function->star)
-      Refuse(position, L"FILTER, OVER or DISTINCT of a function that is no aggregate");
+    if (function->filter || function->over || function->distinct || function->star ||
+        !function->orderBy.empty())
+      Refuse(position, L"FILTER, OVER, DISTINCT or ORDER BY of a function that is no aggregate");
     return AsCase(*function, function->name == "decode");
   }
   // The grammar's own names for TRIM and for its ends.

@@ -361,6 +361,14 @@ void SingleResultAggregate::SetTargetDescriptor(XeRecordMetaData& target,
   PlaceFirstResult(target, fieldIndex, resultDataType_);
 }
 
+void SingleResultAggregate::OutputText(unsigned char* record, const wchar_t* characters,
+                                       uint32 length) const {
+  constexpr uint32 kCharacterBytes = sizeof(wchar_t);
+  length = std::min(length, (targetFixedLenSize_ - kLongVarPrefix) / kCharacterBytes);
+  std::memcpy(record + targetOffset_, &length, sizeof length);
+  std::memcpy(record + targetOffset_ + kLongVarPrefix, characters, length * kCharacterBytes);
+}
+
 std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,
                                          XeRecordMetaData& input, XeRecordMetaData& target,
                                          unsigned short fieldIndex, MetaDataInfo& info) {

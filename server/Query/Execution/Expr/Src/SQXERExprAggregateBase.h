@@ -394,6 +394,10 @@ class SQXEREXPR_API SingleResultAggregate : public Aggregate {
   void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) override;
   RExprReturn Finalize() override { return kTrue; }
   unsigned int GetTargetFixedLenSize() override { return targetFixedLenSize_; }
+
+ protected:
+  /// Writes a text of varying length, four bytes a character, cut to what the result field takes.
+  void OutputText(unsigned char* record, const wchar_t* characters, uint32 length) const;
 };
 
 /// Binds an aggregate and its result field, and returns the one to use from now on. An error on its
