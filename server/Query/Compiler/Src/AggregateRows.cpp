@@ -19,8 +19,11 @@ const AggregateShape kCount{
     {{Rule::kCount}}};
 const AggregateShape kCountStar{
     MakeForGroups<CountStar>, Distinct::kRefused, XeUnknown, {{Rule::kCount}}, "*"};
-const AggregateShape kAvg{
-    MakeForGroups<Avg>, Distinct::kWrittenOut, XeDoubleData, {{Rule::kComputed}}};
+const AggregateShape kAvg{.Make = MakeForGroups<Avg>,
+                          .distinct = Distinct::kWrittenOut,
+                          .wideInteger = XeDoubleData,
+                          .results = {{Rule::kComputed}},
+                          .takesMoments = true};
 const AggregateShape kAvgAll{MakeForGroups<AvgAll>,
                              Distinct::kRefused,
                              XeDoubleData,
@@ -48,10 +51,12 @@ const AggregateShape kCountSeveral{
     .wideInteger = XeUnknown,
     .results = {{Rule::kCount}},
     .arguments = "x+"};
-const AggregateShape kRange{MakeForGroups<Range>,
-                            Distinct::kNoDifference,
-                            XeUnknown,
-                            {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
+const AggregateShape kRange{
+    .Make = MakeForGroups<Range>,
+    .distinct = Distinct::kNoDifference,
+    .wideInteger = XeUnknown,
+    .results = {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}},
+    .takesMoments = true};
 const AggregateShape kNullIfNotUnique{
     .Make = [](AggregateCall& call) { return MakeNode<NullIfNotUnique>(call, false, true); },
     .distinct = Distinct::kNoDifference,
@@ -63,7 +68,8 @@ const AggregateShape kMedian{.Make = MakeForGroups<Median>,
                              .distinct = Distinct::kSorted,
                              .wideInteger = XeUnknown,
                              .results = {{Rule::kDouble}},
-                             .heldBytes = sizeof(float64)};
+                             .heldBytes = sizeof(float64),
+                             .takesMoments = true};
 const AggregateShape kListAgg{.Make = MakeDistinct<ListAgg>,
                               .distinct = Distinct::kHandled,
                               .wideInteger = XeUnknown,
@@ -98,8 +104,8 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "an unsigned integer", "a row with a NULL in one of them is left out; 0 when no row is left",
       "The number of different combinations of values.",
       "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "0", kCountSeveral);
-  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number",
-      "DOUBLE over integers and doubles, NUMERIC over NUMERIC", kSkipsNulls,
+  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number, a date or a timestamp",
+      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The average; of DISTINCT values their sum by their count. `--set "
       "IntegerAggregates=native` truncates over integers.",
       "SELECT AVG(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'", "11.7", kAvg);
@@ -135,7 +141,8 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
   add("last", 1, "LAST(x [ORDER BY key, ...])", "Last", "any", "the argument's type", kSkipsNulls,
       "The last value in the order of the rows, or of the keys.", "SELECT LAST(weather) FROM \"seattle-weather\"",
       "sun", kLast);
-  add("range", 1, "RANGE(x)", "Range", "a number", "two columns: _max and _min", kSkipsNulls,
+  add("range", 1, "RANGE(x)", "Range; Max and Min", "a number, a date or a timestamp",
+      "two columns: _max and _min", kSkipsNulls,
       "The largest and the smallest value. Only as a whole item of the select list.",
       "SELECT RANGE(temp_max) FROM \"seattle-weather\"", "35.6,-1.6", kRange);
   add("null_if_not_unique", 1, "NULL_IF_NOT_UNIQUE(x)", "NullIfNotUnique", "any that compares",
@@ -143,7 +150,8 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The value that all rows share, NULL when they differ.",
       "SELECT NULL_IF_NOT_UNIQUE(weather) FROM \"seattle-weather\" WHERE date = '2012-01-01'",
       "drizzle", kNullIfNotUnique);
-  add("median", 1, "MEDIAN([DISTINCT] x)", "Median", "a number", "DOUBLE", kSkipsNulls,
+  add("median", 1, "MEDIAN([DISTINCT] x)", "Median", "a number, a date or a timestamp",
+      "DOUBLE, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The middle value, the mean of the middle two when their count is even. A NaN follows every "
       "number. The values of a group are held in memory.",
       "SELECT MEDIAN(temp_max) FROM \"seattle-weather\"", "15.6", kMedian);

@@ -110,6 +110,35 @@ TypedExpressionPtr ExpressionTyper::TypeDistinctAverage(const FunctionRow& row,
   return SettleCall(*FindOperator("/", 2), {part("sum"), part("count")}, expression.position);
 }
 
+bool ExpressionTyper::IsOfMoments(const SqlExpression& expression) const {
+  if (expression.arguments.empty()) return false;
+  const XeDataType type = Type(*expression.arguments[0], {L"an aggregate", true})->type;
+  return type == XeDateData || type == XeDateTimeData;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeOfMoments(const SqlExpression& expression,
+                                                  const Clause& clause) const {
+  const auto makeCall = [&](const char* name, std::vector<SqlExpressionPtr> arguments) {
+    auto call = std::make_shared<SqlExpression>();
+    call->kind = SqlExpression::Kind::kFunction;
+    call->position = expression.position;
+    call->name = name;
+    call->arguments = std::move(arguments);
+    return call;
+  };
+  const auto secondsOf = [&](const SqlExpressionPtr& moment) {
+    auto part = std::make_shared<SqlExpression>();
+    part->position = moment->position;
+    part->literal.kind = SqlLiteral::Kind::kText;
+    part->literal.text = L"epoch";
+    return makeCall("extract", {part, moment});
+  };
+  auto ofSeconds = std::make_shared<SqlExpression>(expression);
+  ofSeconds->arguments[0] = secondsOf(expression.arguments[0]);
+  for (SqlSortItem& item : ofSeconds->orderBy) item.expression = secondsOf(item.expression);
+  return Type(*makeCall("to_timestamp", {ofSeconds}), clause);
+}
+
 void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Clause& clause,
                                     TypedExpression& aggregate, TypedAggregate& call) const {
   const FunctionRow& row = *aggregate.function;

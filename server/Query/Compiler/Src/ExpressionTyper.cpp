@@ -150,23 +150,32 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
   }
   if (row.aggregate->results.size() > 1)
     ThrowPlanError(kSeveralResults, expression.position, {UpperName(expression.name)});
+  if (row.aggregate->takesMoments && IsOfMoments(expression))
+    return TypeOfMoments(expression, clause);
   const bool isWrittenOut =
       expression.distinct && row.aggregate->distinct == AggregateShape::Distinct::kWrittenOut;
   return isWrittenOut ? TypeDistinctAverage(row, expression, clause)
                       : TypeAggregate(row, expression, clause, 0);
 }
 
-std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExpression& expression,
-                                                                    const Clause& clause) const {
-  std::vector<TypedExpressionPtr> results;
+std::vector<TypedOutput> ExpressionTyper::TypeSeveralResults(const SqlExpression& expression,
+                                                             const Clause& clause) const {
+  std::vector<TypedOutput> results;
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
   if (JsonColumns::IsCall(expression) || catalog_.FindFunction(expression.name)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
-  int count = static_cast<int>(row.aggregate->results.size());
-  for (int i = 0; count > 1 && i < count; ++i)
-    results.push_back(
-        WithTextReasons(expression, [&] { return TypeAggregate(row, expression, clause, i); }));
+  const auto count = row.aggregate->results.size();
+  const bool hasMoments = count > 1 && row.aggregate->takesMoments && IsOfMoments(expression);
+  for (std::size_t i = 0; count > 1 && i < count; ++i) {
+    SqlExpression call = expression;
+    // Of days and times its results are two aggregates.
+    if (hasMoments) call.name = i == 0 ? "max" : "min";
+    results.push_back({row.aggregate->results[i].suffix, WithTextReasons(expression, [&] {
+                         return hasMoments ? Type(call, clause)
+                                           : TypeAggregate(row, call, clause, static_cast<int>(i));
+                       })});
+  }
   return results;
 }
 

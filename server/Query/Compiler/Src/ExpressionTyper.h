@@ -38,9 +38,10 @@ class ExpressionTyper {
       : scope_(scope), catalog_(catalog), parameters_(parameters), json_(json) {}
 
   TypedExpressionPtr Type(const SqlExpression& expression, const Clause& clause) const;
-  /// The results of an aggregate, one expression each; nothing for any other expression.
-  std::vector<TypedExpressionPtr> TypeSeveralResults(const SqlExpression& expression,
-                                                     const Clause& clause) const;
+  /// The results of an aggregate that has several, each with what its name ends with; nothing for
+  /// any other expression.
+  std::vector<TypedOutput> TypeSeveralResults(const SqlExpression& expression,
+                                              const Clause& clause) const;
   /// A column of the table by its position there.
   TypedExpressionPtr TypeColumn(int column, int position) const;
   /// A number of rows, known while planning: a whole number that is not negative (58017, with the
@@ -67,6 +68,10 @@ class ExpressionTyper {
   /// The sum by the count of distinct values, in the type of `row`'s result.
   TypedExpressionPtr TypeDistinctAverage(const FunctionRow& row, const SqlExpression& expression,
                                          const Clause& clause) const;
+  /// Whether the first argument of an aggregate is a date or a timestamp.
+  bool IsOfMoments(const SqlExpression& expression) const;
+  /// An aggregate over the seconds of moments, as the moment that it is.
+  TypedExpressionPtr TypeOfMoments(const SqlExpression& expression, const Clause& clause) const;
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;

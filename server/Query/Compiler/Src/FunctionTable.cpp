@@ -21,9 +21,11 @@ std::vector<FunctionRow> MakeTable() {
   AppendRegularRows(rows);
   AppendCalendarRows(rows);
   AppendDateRows(rows);
+  AppendMomentRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
   AppendListRows(rows);
+  AppendQuantileRows(rows);
   AppendStatisticsRows(rows);
   AppendWindowRows(rows);
   return rows;

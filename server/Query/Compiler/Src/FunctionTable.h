@@ -100,6 +100,8 @@ struct AggregateShape {
   /// What it holds of each row of a group until the group ends.
   uint32 heldBytes = 0;
   Order order = Order::kNone;
+  /// Of dates and timestamps it is the moment of what it is of their seconds since 1970.
+  bool takesMoments = false;
   /// Its buffers are as wide as what they hold, and not as its results may be.
   bool growsByNeed = false;
 };

@@ -91,11 +91,9 @@ class Planner {
     const Clause clause{L"the select list", true, nullptr, true};
     if (expression.kind == SqlExpression::Kind::kStar) return AddAllColumns(expression);
     XeString name = item.alias.empty() ? NameOf(expression) : item.alias;
-    std::vector<TypedExpressionPtr> several = typer_.TypeSeveralResults(expression, clause);
-    for (const TypedExpressionPtr& result : several) {
-      const auto& results = result->function->aggregate->results;
-      outputs_.push_back({name + results[static_cast<std::size_t>(result->index)].suffix, result});
-    }
+    const std::vector<TypedOutput> several = typer_.TypeSeveralResults(expression, clause);
+    for (const TypedOutput& result : several)
+      outputs_.push_back({name + result.name, result.expression});
     if (!several.empty()) return;
     TypedExpressionPtr typed = typer_.Type(expression, clause);
     if (typed->IsOpenNull()) typed = ConvertTyped(typed, XeLongVarCharData);

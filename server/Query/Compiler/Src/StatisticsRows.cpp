@@ -1,11 +1,20 @@
-#include <limits>
-
 #include "AggregateRows.h"
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "Utility/XeAListStream.h"
 
 namespace sqxer {
+
+PlanConstant ReadNumber(std::unique_ptr<RExpression> number, int code) {
+  const int position = number->GetSourcePosition();
+  const XeRecordMetaData noColumns;
+  XeAListStream stream(&noColumns, nullptr);
+  MetaDataInfo info;
+  const auto value = EvaluateConstant(*BindTree(std::move(number), &stream, info));
+  if (!value) ThrowPlanError(code, position, {L"a computed value"});
+  return *value;
+}
+
 namespace {
 
 using Kind = FunctionRow::Kind;
@@ -25,43 +34,6 @@ const AggregateShape kVariance{
     Distinct::kSorted,
     XeUnknown,
     {{Rule::kDouble}}};
-
-/// The value of an argument that is a number without columns. The error of that code at its place
-/// for one that is computed anew each time.
-PlanConstant ReadNumber(std::unique_ptr<RExpression> number, int code) {
-  const int position = number->GetSourcePosition();
-  const XeRecordMetaData noColumns;
-  XeAListStream stream(&noColumns, nullptr);
-  MetaDataInfo info;
-  const auto value = EvaluateConstant(*BindTree(std::move(number), &stream, info));
-  if (!value) ThrowPlanError(code, position, {L"a computed value"});
-  return *value;
-}
-
-/// The number that says which quantile is meant. Error 58047 at its place for any that is no
-/// fraction from 0 to 1; NaN for NULL.
-float64 ReadFraction(std::unique_ptr<RExpression> number) {
-  const int position = number->GetSourcePosition();
-  const PlanConstant value = ReadNumber(std::move(number), kNoFraction);
-  if (value.IsNull()) return std::numeric_limits<float64>::quiet_NaN();
-  const auto fraction = value.IsText() ? std::nullopt : ConvertConstant(value, XeDoubleData);
-  const auto* const known = fraction ? std::get_if<float64>(&fraction->value) : nullptr;
-  if (known == nullptr || !(*known >= 0 && *known <= 1))
-    ThrowPlanError(kNoFraction, position, {std::get<XeString>(ConstantAsText(value).value)});
-  return *known;
-}
-
-template <bool isContinuous>
-const AggregateShape kQuantile{.Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
-                                 return MakeNode<Quantile>(call, false,
-                                                           ReadFraction(std::move(call.numbers[0])),
-                                                           isContinuous);
-                               },
-                               .distinct = Distinct::kSorted,
-                               .wideInteger = XeUnknown,
-                               .results = {{Rule::kDouble}},
-                               .arguments = "xn",
-                               .heldBytes = sizeof(float64)};
 
 template <PairStatistic::Kind kind>
 const AggregateShape kPairStatistic{
@@ -234,22 +206,6 @@ void AppendStatisticsRows(std::vector<FunctionRow>& rows) {
   add("var_pop", 1, "VAR_POP([DISTINCT] x)", "Variance", "a number", "DOUBLE", kSkipsNulls,
       "The same of the whole population: 0 of a single value.",
       "SELECT ROUND(VAR_POP(temp_max), 4) FROM \"seattle-weather\"", "53.982", kVariance<false>);
-  add("percentile_cont", 2, "PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x [DESC])", "Quantile",
-      "a fraction from 0 to 1, the same in every row; a number", "DOUBLE", kSkipsNulls,
-      "The value at that fraction of the way from the first to the last, between two of them as on "
-      "a "
-      "line. The values of a group are held in memory.",
-      "SELECT PERCENTILE_CONT(0.95) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
-      "28.9", kQuantile<true>);
-  rows.push_back(Alias(rows.back(), "quantile_cont", "QUANTILE_CONT(x, p)",
-                       "SELECT QUANTILE_CONT(temp_max, 0.95) FROM \"seattle-weather\""));
-  add("percentile_disc", 2, "PERCENTILE_DISC(p) WITHIN GROUP (ORDER BY x)", "Quantile",
-      "a fraction from 0 to 1, the same in every row; a number", "DOUBLE", kSkipsNulls,
-      "The first value of which at least that fraction of the values is no greater.",
-      "SELECT PERCENTILE_DISC(0.5) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
-      "15.6", kQuantile<false>);
-  rows.push_back(Alias(rows.back(), "quantile", "QUANTILE(x, p)",
-                       "SELECT QUANTILE(temp_max, 0.5) FROM \"seattle-weather\""));
   using Pair = PairStatistic::Kind;
   const auto addPair = [&](const char* name, const char* form, const char* description,
                            const char* example, const char* result, const AggregateShape& shape) {

@@ -2,6 +2,7 @@
 
 // The family of the aggregates: one include for all of them.
 
+#include "SQXERExprAggregateApprox.h"
 #include "SQXERExprAggregateArgExtreme.h"
 #include "SQXERExprAggregateAvg.h"
 #include "SQXERExprAggregateBase.h"

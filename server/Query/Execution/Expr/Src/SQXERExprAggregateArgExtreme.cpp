@@ -10,7 +10,7 @@
 namespace sqxer {
 namespace {
 
-bool HasBatchForm(XeDataType type, bool isNarrow) {
+bool StandsInBatches(XeDataType type, bool isNarrow) {
   if (SUXeDataTypeUtility::IsXeTextType(type)) return !isNarrow;
   return WithStoredType(type, [](auto) {});
 }
@@ -77,7 +77,7 @@ uint32 ArgExtreme::TransferState(StateTransfer transfer, uint8* state) {
 }
 
 bool ArgExtreme::TakesBatches() {
-  return HasBatchForm(sourceDataType_, isResultNarrow_) && HasBatchForm(yType_, isYNarrow_);
+  return StandsInBatches(sourceDataType_, isResultNarrow_) && StandsInBatches(yType_, isYNarrow_);
 }
 
 bool ArgExtreme::AdmitsPair(const BatchVector& x, const BatchVector& y, const BatchRows& rows) {

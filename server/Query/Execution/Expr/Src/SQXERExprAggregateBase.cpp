@@ -109,6 +109,18 @@ void Aggregate::MergeState(uint8*, const uint8*) {
   XeLogicError("a state for an aggregate whose states cannot be merged");
 }
 
+void Aggregate::SaveSketch(std::vector<uint8>&) const {
+  XeLogicError("a sketch of an aggregate that keeps none");
+}
+
+bool Aggregate::MergeSketch(std::span<const uint8>) {
+  XeLogicError("a sketch for an aggregate that keeps none");
+}
+
+void Aggregate::Remove(unsigned char*, unsigned int) {
+  XeLogicError("an aggregate that keeps no rows is to give one up");
+}
+
 uint64 Aggregate::CountHeld() const {
   return distinctValues_ == nullptr ? 0 : distinctValues_->CountToMerge();
 }

@@ -82,7 +82,7 @@ void Histogram::Initialize(bool restart) {
 
 void Histogram::StartRun(const unsigned char* record) {
   AtSourcePosition([&] {
-    list_.Append(nullIndicator_ ? std::string_view("{") : std::string_view(", "));
+    list_.Append(std::string_view(nullIndicator_ ? "{" : ", "));
     const auto length = LoadValue<uint32>(record + textOffset_);
     std::memcpy(list_.Extend(length), record + textOffset_ + kLongVarPrefix,
                 length * sizeof(wchar_t));
@@ -91,7 +91,10 @@ void Histogram::StartRun(const unsigned char* record) {
 }
 
 void Histogram::EndRun(uint32 count) {
-  AtSourcePosition([&] { list_.Append("=" + std::to_string(count)); });
+  AtSourcePosition([&] {
+    list_.Append(L'=');
+    list_.Append(std::to_string(count));
+  });
 }
 
 RExprReturn Histogram::Finalize() {

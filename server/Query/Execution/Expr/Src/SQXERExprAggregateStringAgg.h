@@ -25,6 +25,7 @@ class SQXEREXPR_API StringAgg final : public SingleResultAggregate {
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   void Output(unsigned char* record) override;
+  bool GoesOnAfterOutput() override { return true; }
 
  private:
   void Append(const uint8* text);
