@@ -103,7 +103,7 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
   add("count", AtLeast(2), "COUNT(DISTINCT x, y, ...)", "Count over Ordered", "any that compare",
       "an unsigned integer", "a row with a NULL in one of them is left out; 0 when no row is left",
       "The number of different combinations of values.",
-      "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "0", kCountSeveral);
+      "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "229", kCountSeveral);
   add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number, a date or a timestamp",
       "DOUBLE over integers and doubles, NUMERIC over NUMERIC, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The average; of DISTINCT values their sum by their count. `--set "

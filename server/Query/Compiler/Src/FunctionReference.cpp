@@ -134,6 +134,10 @@ exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTH
 | `s ~ '(a)\1'`, `s ~ 'a(?=b)'` | an error: patterns are matched in a time that grows with the text alone, without back references and looking around | understood |
 | `\y`, `\b` in patterns | edges of words of ASCII letters; `\b` is one as well | of all letters; PostgreSQL takes `\b` for a backspace |
 | `REGEXP_SUBSTR('XY1234Z', 'Y*?([0-9]{1,3})')` | Y123: each repetition has its own greed | PostgreSQL gives Y1: the first one decides |
+| `COUNT(DISTINCT a, b)` | how many combinations there are without a NULL | MySQL and Spark alike; PostgreSQL has `COUNT(DISTINCT (a, b))`, which counts NULLs |
+| `COUNT(DISTINCT x) OVER (...)`, `STRING_AGG(x, ',' ORDER BY y) OVER (...)` | computed, over any frame | PostgreSQL refuses them |
+| `FIRST(x ORDER BY y)`, `LISTAGG(x ORDER BY y)` | the rows in that order | SUM and others, to which order does not matter, are not given one |
+| `LISTAGG(x)` | joins by `; `, leaves out blank texts, and is cut at 4000 characters; with a delimiter it is STRING_AGG | an error elsewhere |
 | `7::bigint / 2` | 3.5: a BIGINT is a NUMERIC | 3 |
 | `EXTRACT(year FROM MAKE_DATE(-1, 1, 1))` | 0 | PostgreSQL gives -1 |
 | `QUOTE_IDENT('select')` | select | "select" |

@@ -107,10 +107,10 @@ void AppendListRows(std::vector<FunctionRow>& rows) {
                    "The value of x in the row with the greatest y, the first one of several."),
         std::tuple("arg_max", "ARG_MAX(x, y)", "MaxBy", &kMaxBy, "2014-08-11",
                    "SELECT ARG_MAX(date, temp_max) FROM \"seattle-weather\"", "The same."),
-        std::tuple("min_by", "MIN_BY(x, y)", "MinBy", &kMinBy, "2013-12-08",
+        std::tuple("min_by", "MIN_BY(x, y)", "MinBy", &kMinBy, "2014-02-06",
                    "SELECT MIN_BY(date, temp_max) FROM \"seattle-weather\"",
                    "The value of x in the row with the smallest y, the first one of several."),
-        std::tuple("arg_min", "ARG_MIN(x, y)", "MinBy", &kMinBy, "2013-12-08",
+        std::tuple("arg_min", "ARG_MIN(x, y)", "MinBy", &kMinBy, "2014-02-06",
                    "SELECT ARG_MIN(date, temp_max) FROM \"seattle-weather\"", "The same.")}) {
     add(name, 2, form, node, "any; any that compares", "the type of x", kPickNulls, description,
         example, result, *shape);
@@ -119,11 +119,11 @@ void AppendListRows(std::vector<FunctionRow>& rows) {
        {std::tuple("bit_and", "BIT_AND(x)", "GroupBits", &kBits<GroupBits::Kind::kAnd>, "0",
                    "SELECT BIT_AND(\"Cost Repair\") FROM birdstrikes",
                    "The bits that all values have."),
-        std::tuple("bit_or", "BIT_OR(x)", "GroupBits", &kBits<GroupBits::Kind::kOr>, "0",
+        std::tuple("bit_or", "BIT_OR(x)", "GroupBits", &kBits<GroupBits::Kind::kOr>, "8388607",
                    "SELECT BIT_OR(\"Cost Repair\") FROM birdstrikes",
                    "The bits that some value has."),
         std::tuple("bit_xor", "BIT_XOR([DISTINCT] x)", "GroupBits",
-                   &kBits<GroupBits::Kind::kXor>, "0",
+                   &kBits<GroupBits::Kind::kXor>, "5414410",
                    "SELECT BIT_XOR(DISTINCT \"Cost Repair\") FROM birdstrikes",
                    "The bits that an odd number of values has.")}) {
     add(name, 1, form, node, "a whole number; of a NUMERIC the fraction is cut",

@@ -81,13 +81,13 @@ void AppendQuantileRows(std::vector<FunctionRow>& rows) {
       "a number, a date or a timestamp; a fraction from 0 to 1, the same in every row",
       "DOUBLE, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "About the value of PERCENTILE_DISC, in little memory: of 512 values and fewer that very "
-      "value, beyond one whose rank is off by about 0.5 % of the values.",
+      "value, beyond one whose rank is mostly off by less than 0.1 % of the values.",
       "SELECT APPROX_QUANTILE(temp_max, 0.5) FROM \"seattle-weather\" WHERE date < '2013-01-01'",
-      "15", kApproxQuantile);
+      "14.4", kApproxQuantile);
   add("approx_count_distinct", 1, "APPROX_COUNT_DISTINCT(x)", "ApproxCountDistinct",
       "any that compares", "an unsigned integer", "NULLs are left out; 0 when no value is left",
-      "About the number of different values, in at most 4 KiB a group: its standard error is 1.6 %, "
-      "and of some hundreds of values it is exact.",
+      "About the number of different values, in at most 4 KiB a group: exact up to 768, beyond with a "
+      "standard error of 1.6 %.",
       "SELECT APPROX_COUNT_DISTINCT(weather) FROM \"seattle-weather\"", "5",
       kApproxCountDistinct);
 }

@@ -140,7 +140,9 @@ class WindowFunctionProtocol : public testing::TestWithParam<Kind> {
   }
   /// A place with any frame; stretches in the order of rows.
   static WindowPlace MakePlace(const Partition& rows, uint64 row, std::mt19937& random) {
-    WindowPlace place{.row = row, .rowCount = rows.size()};
+    WindowPlace place;
+    place.row = row;
+    place.rowCount = rows.size();
     const int key = rows[row].key;
     place.peers = {row, row + 1};
     while (place.peers.from > 0 && rows[place.peers.from - 1].key == key) --place.peers.from;
@@ -207,7 +209,8 @@ TEST(WindowFunction, NthValueRefusesPlacesBelowTheFirst) {
     const Partition rows{{1, n, {}, 0}};
     TestRecord record{{Double}, {Int4}, {Double}};
     PartitionRows access(rows, record);
-    WindowPlace place{.row = 0, .rowCount = 1};
+    WindowPlace place;
+    place.rowCount = 1;
     place.frame[0] = {0, 1};
     ExpectErrorAt(7, 59028, {}, [&] {
       dynamic_cast<WindowFunction&>(*bound.aggregate).OutputAt(place, access, target.buffer());

@@ -17,7 +17,7 @@ TEST(DistinctSketch, IsOffByItsStandardErrorOverManySeeds) {
   constexpr int kSeeds = 400;
   // The standard error of counts of so many values that the sketch may have.
   const std::pair<uint64, float64> cases[] = {
-      {1, 0}, {100, 0.0001}, {700, 0.0005}, {2'000, 0.017}, {10'000, 0.019}, {100'000, 0.019}};
+      {1, 0}, {100, 1e-5}, {700, 1e-4}, {2'000, 0.017}, {10'000, 0.019}, {100'000, 0.019}};
   for (const auto& [count, most] : cases) {
     float64 sum = 0, squares = 0;
     for (int seed = 0; seed < kSeeds; ++seed) {
@@ -33,7 +33,7 @@ TEST(DistinctSketch, IsOffByItsStandardErrorOverManySeeds) {
                 static_cast<unsigned long long>(count), deviation, sum / kSeeds);
     EXPECT_LE(deviation, most) << count;
     // No bias that many samples would not cancel.
-    EXPECT_LE(std::fabs(sum / kSeeds), 4 * deviation / std::sqrt(kSeeds) + 1e-9) << count;
+    EXPECT_LE(std::fabs(sum / kSeeds), 4 * deviation / std::sqrt(kSeeds) + 2e-6) << count;
   }
 }
 
@@ -57,7 +57,9 @@ TEST(DistinctSketch, OfPartsInAnyOrderIsThatOfTheWhole) {
     merged.Merge(read);
     merged.Merge(left);
     EXPECT_EQ(merged.Estimate(), whole.Estimate()) << count;
-    if (count > 1000) EXPECT_EQ(BytesOf(merged), BytesOf(whole));
+    if (count > 1000) {
+      EXPECT_EQ(BytesOf(merged), BytesOf(whole));
+    }
     EXPECT_LE(BytesOf(whole).size(), DistinctSketch::kMostBytes);
     EXPECT_LE(whole.CountBytes(), 4096u + 64);
   }
@@ -125,8 +127,8 @@ TEST(QuantileSketch, IsOffByLittleOverManySeedsAndOrders) {
     }
     std::printf("%zu values: ranks off by %.5f, at most by %.5f\n", count,
                 std::sqrt(squares / answers), worst);
-    EXPECT_LE(worst, 0.012) << count;
-    EXPECT_LE(std::sqrt(squares / answers), 0.005) << count;
+    EXPECT_LE(worst, 0.005) << count;
+    EXPECT_LE(std::sqrt(squares / answers), 0.001) << count;
   }
 }
 
@@ -143,7 +145,7 @@ TEST(QuantileSketch, OfFewValuesIsExact) {
     EXPECT_EQ(sketch.Estimate(fraction), values[rank - 1]) << fraction;
   }
   QuantileSketch of;
-  for (const float64 value : {2.0, std::nan(""), -INFINITY}) of.Add(value);
+  for (const float64 value : {2.0, std::nan(""), float64{-INFINITY}}) of.Add(value);
   EXPECT_EQ(of.Estimate(0.1), -INFINITY);
   EXPECT_TRUE(std::isnan(of.Estimate(1)));
 }
