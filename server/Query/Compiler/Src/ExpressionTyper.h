@@ -59,6 +59,7 @@ class ExpressionTyper {
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
                               const Clause& clause) const;
+  TypedExpressionPtr TypeGrouping(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeAdded(const AddedFunctionPtr& added, const SqlExpression& call,
                                const Clause& clause) const;
   TypedExpressionPtr MakeCall(const FunctionRow& row, TypedArguments arguments, int position) const;

@@ -184,11 +184,15 @@ struct JulianOp {
   using Operands = std::tuple<XeDateTime>;
   static constexpr const wchar_t* kName = L"Julian";
   static constexpr bool kOnBytes = false;
-  static VelmarNumber Apply(const XeDateTime& moment) {
+  static int64 DayOf(const XeDateTime& moment) {
     constexpr int64 kEpochDay = 2440588;
+    const int64 midnight = DateTruncOp::CutTo(kMicrosecondsPerDay, EpochMicroseconds(moment));
+    return kEpochDay + midnight / kMicrosecondsPerDay;
+  }
+  static VelmarNumber Apply(const XeDateTime& moment) {
     const int64 microseconds = EpochMicroseconds(moment);
     const int64 midnight = DateTruncOp::CutTo(kMicrosecondsPerDay, microseconds);
-    return VelmarNumber::Plus(VelmarNumber(kEpochDay + midnight / kMicrosecondsPerDay),
+    return VelmarNumber::Plus(VelmarNumber(DayOf(moment)),
                               VelmarNumber::Divide(VelmarNumber(microseconds - midnight),
                                                    VelmarNumber(kMicrosecondsPerDay)));
   }
