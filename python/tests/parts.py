@@ -23,6 +23,10 @@ STATEMENTS = [
     ("SELECT k, MEDIAN(n), AVG(d), COUNT(DISTINCT n), REGR_SLOPE(x, n) FROM t GROUP BY k", False),
     ("SELECT k, AVG(d), AVG(n) m, RANGE(d), STDDEV(n), REGR_SLOPE(x, n), ROUND(CORR(x, n), 9) "
      "FROM t GROUP BY k ORDER BY m", True),
+    ("SELECT k, REGR_COUNT(n, x), BIT_OR(n), BIT_XOR(n), APPROX_COUNT_DISTINCT(id) FROM t "
+     "GROUP BY k", False),
+    ("SELECT k, MODE(n), STRING_AGG(id, ' ' ORDER BY id DESC), MIN_BY(d, id) FROM t GROUP BY k",
+     False),
     ("SELECT SUM(x), COUNT(*), MIN(k) FROM t", False),
     ("SELECT COUNT(*), SUM(n) FROM t WHERE id < 0", False),
     ("SELECT AVG(n), COUNT(*) FROM t WHERE id < 0", False),

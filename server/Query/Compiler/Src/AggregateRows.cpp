@@ -107,7 +107,7 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "NULLs are left out; 0 when no value is left",
       "The number of values. In arithmetic it is NUMERIC, so that it can fall below zero.",
       "SELECT COUNT(DISTINCT weather) FROM \"seattle-weather\"", "5", kCount);
-  add("count", AtLeast(2), "COUNT(DISTINCT x, y, ...)", "Count over Ordered", "any that compare",
+  add("count", AtLeast(2), "COUNT(DISTINCT x, y, ...)", "Count, over Ordered", "any that compare",
       "an unsigned integer", "a row with a NULL in one of them is left out; 0 when no row is left",
       "The number of different combinations of values.",
       "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "229", kCountSeveral);

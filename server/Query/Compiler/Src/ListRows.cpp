@@ -93,11 +93,11 @@ void AppendListRows(std::vector<FunctionRow>& rows) {
                        "LISTAGG([DISTINCT] x, delimiter) [WITHIN GROUP (ORDER BY key, ...)]",
                        "SELECT LISTAGG(weather, ', ') WITHIN GROUP (ORDER BY date DESC) FROM "
                        "\"seattle-weather\" WHERE date < '2012-01-04'"));
-  add("histogram", 1, "HISTOGRAM(x)", "Histogram over Ordered", "any that compares",
+  add("histogram", 1, "HISTOGRAM(x)", "Histogram, over Ordered", "any that compares",
       "a text of at most 65536 characters, else an error", kSkipsNulls,
       "How often each value comes, by value.", "SELECT HISTOGRAM(weather) FROM \"seattle-weather\"",
       "\"{drizzle=53, fog=101, rain=641, snow=26, sun=640}\"", kHistogram, PrepareHistogram);
-  add("mode", 1, "MODE(x)", "Mode over Ordered", "any that compares", "the argument's type",
+  add("mode", 1, "MODE(x)", "Mode, over Ordered", "any that compares", "the argument's type",
       kSkipsNulls, "The value that comes most often; of several the first in their order.",
       "SELECT MODE(weather) FROM \"seattle-weather\"", "rain", kMode);
   rows.back().form = "MODE(x), MODE() WITHIN GROUP (ORDER BY x [DESC])";

@@ -32,8 +32,8 @@ void Ordered::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& 
   binder_ = XeFieldDataBinder(input, *aggregateColumns_, layout_, 0);
 
   const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
+  groupKey_ = KeyDesc(*layout_.GetFieldDescriptor(groupField), kAscending, comparison);
   keys_ = KeySet();
-  keys_.Add(KeyDesc(*layout_.GetFieldDescriptor(groupField), kAscending, comparison));
   for (const Key& key : keyPlaces_) {
     keys_.Add(
         KeyDesc(*layout_.GetFieldDescriptor(key.column), key.order, comparison, key.nulls));
@@ -55,7 +55,12 @@ void Ordered::SetTargetDescriptor(XeRecordMetaData& target, unsigned short field
 void Ordered::MakeSorter() {
   sorter_ = std::make_unique<SqrtSorter>(layout_.GetBinaryRecordSize(), opTimer_, dropsDuplicates_,
                                          /*keepInputOrder=*/true, settings_);
-  sorter_->SetRowIdSorterMetadata(keys_, layout_);
+  // Of one group its number would only be in the way of the keys.
+  const bool isOneGroup = !isHeld_ || longestKept_ != kLongestKept;
+  KeySet keys;
+  if (!isOneGroup) keys.Add(groupKey_);
+  for (std::size_t i = 0; i < keys_.GetCount(); ++i) keys.Add(keys_.Get(i));
+  sorter_->SetRowIdSorterMetadata(keys, layout_);
 }
 
 void Ordered::Initialize(bool) {

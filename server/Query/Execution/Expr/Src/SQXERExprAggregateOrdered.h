@@ -67,6 +67,7 @@ class SQXEREXPR_API Ordered final : public Aggregate {
 
   /// The columns, and behind them the number of the row's group.
   XeRecordMetaData layout_;
+  KeyDesc groupKey_;
   KeySet keys_;
   SettingsRef settings_;
   XeFieldDataBinder binder_;
