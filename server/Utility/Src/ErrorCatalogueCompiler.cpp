@@ -64,7 +64,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58061, 0, "the arguments of GROUPING must be keys of GROUP BY"},
       {58062, 0, "the first keys of ORDER BY must be those of DISTINCT ON, in any order"},
       {58063, 1, "GROUP BY ALL is not understood: write GROUP BY {0}"},
-      {58070, 1, "ORDER BY within a call is for aggregates, and {0} takes its rows in its own order"},
+      {58070, 1,
+       "ORDER BY within a call is for aggregates, and {0} takes its rows in its own order"},
       {58071, 1, "with DISTINCT {0} can be in the order of its arguments alone"},
       {58072, 1, "of several values {0} takes DISTINCT ones alone"},
   };

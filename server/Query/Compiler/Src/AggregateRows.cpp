@@ -51,12 +51,11 @@ const AggregateShape kCountSeveral{
     .wideInteger = XeUnknown,
     .results = {{Rule::kCount}},
     .arguments = "x+"};
-const AggregateShape kRange{
-    .Make = MakeForGroups<Range>,
-    .distinct = Distinct::kNoDifference,
-    .wideInteger = XeUnknown,
-    .results = {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}},
-    .takesMoments = true};
+const AggregateShape kRange{.Make = MakeForGroups<Range>,
+                            .distinct = Distinct::kNoDifference,
+                            .wideInteger = XeUnknown,
+                            .results = {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}},
+                            .takesMoments = true};
 const AggregateShape kNullIfNotUnique{
     .Make = [](AggregateCall& call) { return MakeNode<NullIfNotUnique>(call, false, true); },
     .distinct = Distinct::kNoDifference,
@@ -112,7 +111,8 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The number of different combinations of values.",
       "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "229", kCountSeveral);
   add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number, a date or a timestamp",
-      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, TIMESTAMP over dates and timestamps", kSkipsNulls,
+      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, TIMESTAMP over dates and timestamps",
+      kSkipsNulls,
       "The average; of DISTINCT values their sum by their count. `--set "
       "IntegerAggregates=native` truncates over integers.",
       "SELECT AVG(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'", "11.7", kAvg);
@@ -127,9 +127,9 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The smallest value.", "SELECT MIN(temp_max) FROM \"seattle-weather\"", "-1.6", kMin);
   add("max", 1, "MAX(x)", "Max", "any that compares", "the argument's type", kSkipsNulls,
       "The largest value.", "SELECT MAX(date) FROM \"seattle-weather\"", "2015-12-31", kMax);
-  add("first", 1, "FIRST(x [ORDER BY key, ...])", "First", "any", "the argument's type", kSkipsNulls,
-      "The first value in the order of the rows, or of the keys.", "SELECT FIRST(weather) FROM \"seattle-weather\"",
-      "drizzle", kFirst);
+  add("first", 1, "FIRST(x [ORDER BY key, ...])", "First", "any", "the argument's type",
+      kSkipsNulls, "The first value in the order of the rows, or of the keys.",
+      "SELECT FIRST(weather) FROM \"seattle-weather\"", "drizzle", kFirst);
   rows.push_back(Alias(rows.back(), "any_value", "ANY_VALUE(x [ORDER BY key, ...])",
                        "SELECT ANY_VALUE(weather) FROM \"seattle-weather\""));
   for (const auto& [name, form, shape, example, exampleResult, description] :
@@ -146,8 +146,8 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
     rows.back().prepare = PrepareTruth;
   }
   add("last", 1, "LAST(x [ORDER BY key, ...])", "Last", "any", "the argument's type", kSkipsNulls,
-      "The last value in the order of the rows, or of the keys.", "SELECT LAST(weather) FROM \"seattle-weather\"",
-      "sun", kLast);
+      "The last value in the order of the rows, or of the keys.",
+      "SELECT LAST(weather) FROM \"seattle-weather\"", "sun", kLast);
   add("range", 1, "RANGE(x)", "Range; Max and Min", "a number, a date or a timestamp",
       "two columns: _max and _min", kSkipsNulls,
       "The largest and the smallest value. Only as a whole item of the select list.",

@@ -76,8 +76,8 @@ class ExpressionTyper {
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
-  /// Puts the keys of the order in which an aggregate takes its rows behind its columns. `given`: the
-  /// arguments as they are written. Errors 58070 to 58072.
+  /// Puts the keys of the order in which an aggregate takes its rows behind its columns. `given`:
+  /// the arguments as they are written. Errors 58070 to 58072.
   void AddSortKeys(const SqlExpression& expression, const Clause& clause, const FunctionRow& row,
                    const TypedArguments& given, TypedArguments& columns,
                    TypedAggregate& call) const;

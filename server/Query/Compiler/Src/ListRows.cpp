@@ -46,7 +46,8 @@ const AggregateShape kMinBy{.Make = MakeForGroups<MinBy>,
 
 template <GroupBits::Kind kind>
 const AggregateShape kBits{
-    .Make = [](AggregateCall& call) { return MakeNode<GroupBits>(call, false, call.distinct, kind); },
+    .Make =
+        [](AggregateCall& call) { return MakeNode<GroupBits>(call, false, call.distinct, kind); },
     .distinct = kind == GroupBits::Kind::kXor ? Distinct::kHandled : Distinct::kNoDifference,
     .wideInteger = XeUnknown,
     .results = {{Rule::kComputed}}};
@@ -122,9 +123,8 @@ void AppendListRows(std::vector<FunctionRow>& rows) {
         std::tuple("bit_or", "BIT_OR(x)", "GroupBits", &kBits<GroupBits::Kind::kOr>, "8388607",
                    "SELECT BIT_OR(\"Cost Repair\") FROM birdstrikes",
                    "The bits that some value has."),
-        std::tuple("bit_xor", "BIT_XOR([DISTINCT] x)", "GroupBits",
-                   &kBits<GroupBits::Kind::kXor>, "5414410",
-                   "SELECT BIT_XOR(DISTINCT \"Cost Repair\") FROM birdstrikes",
+        std::tuple("bit_xor", "BIT_XOR([DISTINCT] x)", "GroupBits", &kBits<GroupBits::Kind::kXor>,
+                   "5414410", "SELECT BIT_XOR(DISTINCT \"Cost Repair\") FROM birdstrikes",
                    "The bits that an odd number of values has.")}) {
     add(name, 1, form, node, "a whole number; of a NUMERIC the fraction is cut",
         "INTEGER over INTEGER, else NUMERIC, whose bits are 64", kSkipsNulls, description, example,

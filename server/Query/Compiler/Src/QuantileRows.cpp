@@ -37,15 +37,15 @@ const AggregateShape kQuantile{.Make = [](AggregateCall& call) -> std::unique_pt
                                .heldBytes = sizeof(float64),
                                .takesMoments = true};
 
-const AggregateShape kApproxQuantile{
-    .Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
-      return MakeNode<ApproxQuantile>(call, false, ReadFraction(std::move(call.numbers[0])));
-    },
-    .distinct = Distinct::kRefused,
-    .wideInteger = XeUnknown,
-    .results = {{Rule::kDouble}},
-    .arguments = "xn",
-    .takesMoments = true};
+const AggregateShape kApproxQuantile{.Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
+                                       return MakeNode<ApproxQuantile>(
+                                           call, false, ReadFraction(std::move(call.numbers[0])));
+                                     },
+                                     .distinct = Distinct::kRefused,
+                                     .wideInteger = XeUnknown,
+                                     .results = {{Rule::kDouble}},
+                                     .arguments = "xn",
+                                     .takesMoments = true};
 const AggregateShape kApproxCountDistinct{
     MakeForGroups<ApproxCountDistinct>, Distinct::kNoDifference, XeUnknown, {{Rule::kCount}}};
 
@@ -86,10 +86,10 @@ void AppendQuantileRows(std::vector<FunctionRow>& rows) {
       "14.4", kApproxQuantile);
   add("approx_count_distinct", 1, "APPROX_COUNT_DISTINCT(x)", "ApproxCountDistinct",
       "any that compares", "an unsigned integer", "NULLs are left out; 0 when no value is left",
-      "About the number of different values, in at most 4 KiB a group: exact up to 768, beyond with a "
+      "About the number of different values, in at most 4 KiB a group: exact up to 768, beyond "
+      "with a "
       "standard error of 1.6 %.",
-      "SELECT APPROX_COUNT_DISTINCT(weather) FROM \"seattle-weather\"", "5",
-      kApproxCountDistinct);
+      "SELECT APPROX_COUNT_DISTINCT(weather) FROM \"seattle-weather\"", "5", kApproxCountDistinct);
 }
 
 }  // namespace sqxer

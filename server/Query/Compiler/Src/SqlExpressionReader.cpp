@@ -485,9 +485,9 @@ SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& 
   }
 }
 
-// MODE() WITHIN GROUP (ORDER BY x) is a function of x, in that order; LISTAGG is one whose rows come
-// in that order. PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p; descending,
-// of x and 1 - p.
+// MODE() WITHIN GROUP (ORDER BY x) is a function of x, in that order; LISTAGG is one whose rows
+// come in that order. PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p;
+// descending, of x and 1 - p.
 void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
                                          SqlExpression& function) const {
   if (function.name == "listagg") {

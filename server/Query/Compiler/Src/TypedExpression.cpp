@@ -164,8 +164,8 @@ bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
   const TypedAggregate& y = *b.aggregate;
   return a.function == b.function && x.distinct == y.distinct && x.word == y.word &&
          x.orders == y.orders && x.keyOrders == y.keyOrders &&
-         x.dropsDuplicates == y.dropsDuplicates && x.columns == y.columns && x.partitionKeys == y.partitionKeys &&
-         x.rowOrders == y.rowOrders && x.frame == y.frame &&
+         x.dropsDuplicates == y.dropsDuplicates && x.columns == y.columns &&
+         x.partitionKeys == y.partitionKeys && x.rowOrders == y.rowOrders && x.frame == y.frame &&
          AreSameArguments(a.arguments, b.arguments) && AreSameArguments(x.numbers, y.numbers);
 }
 

@@ -23,8 +23,7 @@ void SketchAggregate<Sketch>::FoldValues(const BatchFold& fold, Action&& action)
   } else {
     fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
       if (!isValue) return;
-      Change(LoadValue<uint32>(fold.StateOf(index)),
-             [&](Sketch& sketch) { action(sketch, row); });
+      Change(LoadValue<uint32>(fold.StateOf(index)), [&](Sketch& sketch) { action(sketch, row); });
     });
   }
 }
@@ -69,28 +68,26 @@ bool ApproxCountDistinct::TakesBatches() {
 
 void ApproxCountDistinct::FoldBatch(const BatchFold& fold) {
   const BatchVector& input = *fold.input;
-  WithBatchStore(input, sourceDataType_, sourceDataSize_ / uint32{sizeof(wchar_t)},
-                 [&](auto store) {
-                   const auto hashOf = [&](uint32 row) {
-                     store(row, value_.data());
-                     return HashOf(value_.data());
-                   };
-                   if (input.dictionary == nullptr || input.isConstant) {
-                     FoldValues(fold, [&](DistinctSketch& sketch, uint32 row) {
-                       sketch.Add(hashOf(row));
-                     });
-                     return;
-                   }
-                   if (dictionary_ != *input.dictionary) {
-                     dictionary_ = *input.dictionary;
-                     hashes_.assign(dictionary_->rows, 0);
-                   }
-                   FoldValues(fold, [&](DistinctSketch& sketch, uint32 row) {
-                     uint64& hash = hashes_[input.GetCode(row)];
-                     if (hash == 0) hash = hashOf(row);
-                     sketch.Add(hash);
-                   });
-                 });
+  WithBatchStore(
+      input, sourceDataType_, sourceDataSize_ / uint32{sizeof(wchar_t)}, [&](auto store) {
+        const auto hashOf = [&](uint32 row) {
+          store(row, value_.data());
+          return HashOf(value_.data());
+        };
+        if (input.dictionary == nullptr || input.isConstant) {
+          FoldValues(fold, [&](DistinctSketch& sketch, uint32 row) { sketch.Add(hashOf(row)); });
+          return;
+        }
+        if (dictionary_ != *input.dictionary) {
+          dictionary_ = *input.dictionary;
+          hashes_.assign(dictionary_->rows, 0);
+        }
+        FoldValues(fold, [&](DistinctSketch& sketch, uint32 row) {
+          uint64& hash = hashes_[input.GetCode(row)];
+          if (hash == 0) hash = hashOf(row);
+          sketch.Add(hash);
+        });
+      });
 }
 
 void ApproxQuantile::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {

@@ -52,9 +52,8 @@ class SketchAggregate : public SingleResultAggregate {
   void MergeHeld(std::span<const StatePair> states, Aggregate& later) override {
     const auto& others = static_cast<const SketchAggregate&>(later).sketches_;
     for (const StatePair& pair : states) {
-      Change(LoadValue<uint32>(pair.state), [&](Sketch& sketch) {
-        sketch.Merge(others[LoadValue<uint32>(pair.later)]);
-      });
+      Change(LoadValue<uint32>(pair.state),
+             [&](Sketch& sketch) { sketch.Merge(others[LoadValue<uint32>(pair.later)]); });
     }
   }
 

@@ -189,8 +189,9 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// those that the order of rows can give.
   virtual std::vector<XeDataType> GetStateTypes() const { return {}; }
   /// Of an aggregate whose state is a sketch of its group, the most bytes that it takes; 0 for the
-  /// others. Before Finalize, SaveSketch gives the bytes, for those who move states, and MergeSketch
-  /// adds such a sketch to that of this group: false, and nothing done, for bytes that are none.
+  /// others. Before Finalize, SaveSketch gives the bytes, for those who move states, and
+  /// MergeSketch adds such a sketch to that of this group: false, and nothing done, for bytes that
+  /// are none.
   virtual uint32 CountSketchBytes() const { return 0; }
   virtual void SaveSketch(std::vector<uint8>& bytes) const;
   virtual bool MergeSketch(std::span<const uint8> bytes);

@@ -32,6 +32,16 @@ void GroupBits::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo
   DescribeResult(info, row.computationType, 0, true);
 }
 
+Aggregate* GroupBits::GetSourceAggregator() {
+  return GetPartialsAggregator(CloneColumnVector(GetAggregateColumns()));
+}
+
+Aggregate* GroupBits::GetPartialsAggregator(UInt16Vector* partialColumns) {
+  return new GroupBits(partialColumns, CloneColumnVector(GetControlBreakColumns()),
+                       CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
+                       isDistinctHandled_, kind_);
+}
+
 /// A state: the bits, and whether there is no value.
 template <class Bits, AccumulatorValue T>
 class GroupBitsOf<Bits, T>::State {
@@ -148,19 +158,6 @@ void GroupBitsOf<Bits, T>::MergeState(uint8* state, const uint8* later) {
   // Of no values they are those that change nothing.
   StoreValue(state, Bits::Apply(LoadValue<int64>(state), LoadValue<int64>(later)));
   state[sizeof(int64)] &= later[sizeof(int64)];
-}
-
-template <class Bits, AccumulatorValue T>
-Aggregate* GroupBitsOf<Bits, T>::GetSourceAggregator() {
-  return GetPartialsAggregator(Aggregate::CloneColumnVector(this->GetAggregateColumns()));
-}
-
-template <class Bits, AccumulatorValue T>
-Aggregate* GroupBitsOf<Bits, T>::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return new GroupBits(partialColumns,
-                       Aggregate::CloneColumnVector(this->GetControlBreakColumns()),
-                       Aggregate::CloneColumnVector(this->GetDistinctBreakColumns()),
-                       this->isCumulativeAggregate_, this->isDistinctHandled_, this->kind_);
 }
 
 template class GroupBitsOf<AndBits, int32>;

@@ -8,7 +8,8 @@ namespace sqxer {
 /// BIT_AND, BIT_OR and BIT_XOR: the bits of the non-null values, combined as the operators combine
 /// those of two; NULL when there is no value. Integers of up to 32 bits have 32, decimals 64, their
 /// fraction cut; error 59161 (class name, limit) beyond those. Unsigned 32-bit integers and doubles
-/// are refused (59001). DISTINCT, which makes a difference to BIT_XOR alone, takes every value once.
+/// are refused (59001). DISTINCT, which makes a difference to BIT_XOR alone, takes every value
+/// once.
 class SQXEREXPR_API GroupBits : public SingleResultAggregate {
  public:
   enum class Kind { kAnd, kOr, kXor };
@@ -21,6 +22,8 @@ class SQXEREXPR_API GroupBits : public SingleResultAggregate {
 
   using Aggregate::Bind;
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
+  Aggregate* GetSourceAggregator() override;
+  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) override;
 
  protected:
   const Kind kind_;
@@ -41,18 +44,16 @@ class SQXEREXPR_API GroupBitsOf : public NumericAggregate<GroupBits, T> {
   bool HoldTogether(HeldMemory& memory) final {
     return this->isDistinctHandled_ && this->HoldDistinctTogether(memory);
   }
-  bool TakesBatches() final { return !this->isDistinctHandled_ || this->distinctValues_ != nullptr; }
+  bool TakesBatches() final {
+    return !this->isDistinctHandled_ || this->distinctValues_ != nullptr;
+  }
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) final;
   void FoldBatch(const BatchFold& fold) final;
   Aggregate::StateMerge GetStateMerge() final {
-    return this->isDistinctHandled_ ? Aggregate::StateMerge::kHeld
-                                    : Aggregate::StateMerge::kAlways;
+    return this->isDistinctHandled_ ? Aggregate::StateMerge::kHeld : Aggregate::StateMerge::kAlways;
   }
   bool CanJoinStates() final { return !this->isDistinctHandled_; }
   void MergeState(uint8* state, const uint8* later) final;
-  /// The bits have the type of the result, which takes them all.
-  Aggregate* GetSourceAggregator() final;
-  Aggregate* GetPartialsAggregator(UInt16Vector* partialColumns) final;
 
  private:
   class State;

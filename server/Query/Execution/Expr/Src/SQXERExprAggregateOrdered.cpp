@@ -35,8 +35,7 @@ void Ordered::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& 
   groupKey_ = KeyDesc(*layout_.GetFieldDescriptor(groupField), kAscending, comparison);
   keys_ = KeySet();
   for (const Key& key : keyPlaces_) {
-    keys_.Add(
-        KeyDesc(*layout_.GetFieldDescriptor(key.column), key.order, comparison, key.nulls));
+    keys_.Add(KeyDesc(*layout_.GetFieldDescriptor(key.column), key.order, comparison, key.nulls));
   }
   settings_ = Settings::Current();
 

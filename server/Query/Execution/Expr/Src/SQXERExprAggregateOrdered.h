@@ -26,10 +26,10 @@ class SQXEREXPR_API Ordered final : public Aggregate {
     NullOrder_t nulls = kNullsLast;
   };
 
-  /// `inner` reads columns by their place among `aggregateColumns`, each of which stands there once,
-  /// and writes the results. Rows that are equal in all keys keep the order in which they come;
-  /// with `dropsDuplicates` only the first of them counts. Of the first `neededColumns` columns
-  /// none is NULL in a row that counts. Takes ownership.
+  /// `inner` reads columns by their place among `aggregateColumns`, each of which stands there
+  /// once, and writes the results. Rows that are equal in all keys keep the order in which they
+  /// come; with `dropsDuplicates` only the first of them counts. Of the first `neededColumns`
+  /// columns none is NULL in a row that counts. Takes ownership.
   Ordered(UInt16Vector* aggregateColumns, std::unique_ptr<Aggregate> inner, std::vector<Key> keys,
           bool dropsDuplicates, std::size_t neededColumns);
 

@@ -49,8 +49,7 @@ void Mode::Initialize(bool restart) {
 void Mode::EndRun(uint32 count) {
   if (count <= most_) return;
   most_ = count;
-  std::memcpy(tempRow_.data(), run_.data(),
-              CountUsedBytes(run_.data(), dataSize_, sourceUnit_));
+  std::memcpy(tempRow_.data(), run_.data(), CountUsedBytes(run_.data(), dataSize_, sourceUnit_));
   nullIndicator_ = false;
 }
 

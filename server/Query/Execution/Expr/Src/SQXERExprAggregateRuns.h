@@ -48,8 +48,8 @@ class SQXEREXPR_API Mode final : public RunsAggregate {
   uint32 most_ = 0;
 };
 
-/// HISTOGRAM: how often each value comes, as a text such as {1=2, 2=1}; NULL when there is no value.
-/// The second column is the value's text. Error 59034 for a text of more than kMostLength
+/// HISTOGRAM: how often each value comes, as a text such as {1=2, 2=1}; NULL when there is no
+/// value. The second column is the value's text. Error 59034 for a text of more than kMostLength
 /// characters.
 class SQXEREXPR_API Histogram final : public RunsAggregate {
  public:

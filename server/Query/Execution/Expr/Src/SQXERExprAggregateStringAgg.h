@@ -5,9 +5,9 @@
 
 namespace sqxer {
 
-/// STRING_AGG, and LISTAGG with a delimiter: the group's texts as one, before each but the first the
-/// delimiter of its row, which is the second column; NULL when there is no text. NULL is left out,
-/// and its delimiter with it; a delimiter that is NULL is empty. Empty texts and blanks count.
+/// STRING_AGG, and LISTAGG with a delimiter: the group's texts as one, before each but the first
+/// the delimiter of its row, which is the second column; NULL when there is no text. NULL is left
+/// out, and its delimiter with it; a delimiter that is NULL is empty. Empty texts and blanks count.
 /// Takes stored texts of varying length, four bytes a character (59001 for others). Error 59034 for
 /// a list of more than kMostLength characters.
 ///

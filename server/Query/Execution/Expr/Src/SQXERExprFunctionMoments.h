@@ -17,7 +17,8 @@ struct TimestampOfEpochOp {
     static const FitNumericOp round(kDecimalDigits, 0);
     int64 microseconds = 0;
     const VelmarNumber scaled = VelmarNumber::Multiply(seconds, VelmarNumber(kSecond));
-    if (VelmarNumber::absolute(seconds) > VelmarNumber(std::numeric_limits<int64>::max() / kSecond) ||
+    if (VelmarNumber::absolute(seconds) >
+            VelmarNumber(std::numeric_limits<int64>::max() / kSecond) ||
         !round.Apply(scaled).TryScaled(0, microseconds)) [[unlikely]]
       SUGThrow(ErrorMessage(59171, {L"1970-01-01 00:00:00 + " + seconds.asString() + L" seconds"}));
     const int64 rest = (microseconds % kSecond + kSecond) % kSecond;

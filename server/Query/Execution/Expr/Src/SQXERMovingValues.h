@@ -14,9 +14,9 @@
 
 namespace sqxer {
 
-/// Numbers that come and go, in their order: a NaN equals a NaN and follows every number, zeros with
-/// a sign come before those without. Each change takes logarithmic time, and so does the search for a
-/// rank that moves along with it: it goes on from where the one before ended.
+/// Numbers that come and go, in their order: a NaN equals a NaN and follows every number, zeros
+/// with a sign come before those without. Each change takes logarithmic time, and so does the
+/// search for a rank that moves along with it: it goes on from where the one before ended.
 class MovingRanks {
  public:
   void Clear() {

@@ -12,14 +12,15 @@
 
 namespace sqxer {
 
-/// Estimates how many different values there are from their hashes: HyperLogLog with 4096 registers,
-/// each the longest run of zeros that a hash of its share has begun with, evaluated as Ertl does
+/// Estimates how many different values there are from their hashes: HyperLogLog with 4096
+/// registers, each the longest run of zeros that a hash of its share has begun with, evaluated as
+/// Ertl does
 /// ("New cardinality estimation algorithms for HyperLogLog sketches", 2017), without tables. Its
 /// standard error is 1.04 / sqrt(4096), 1.6 %. Of few values it keeps 32 bits of each hash instead,
 /// and is exact for hundreds of values but for one in millions.
 ///
-/// What it comes to depends on the set of the hashes alone, and on no order: Merge gives what Add of
-/// all values of both gives.
+/// What it comes to depends on the set of the hashes alone, and on no order: Merge gives what Add
+/// of all values of both gives.
 class DistinctSketch {
  public:
   void Add(uint64 hash) {

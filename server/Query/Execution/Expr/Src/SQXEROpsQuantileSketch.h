@@ -10,13 +10,13 @@
 namespace sqxer {
 
 /// Estimates quantiles: the sketch of Karnin, Lang and Liberty ("Optimal quantile approximation in
-/// streams", 2016). It keeps some of the values, each for as many as a power of two; when its room is
-/// full, a level is sorted and every second value goes up a level to stand for twice as many. The
-/// first kWidth values are all kept, and quantiles of them are exact; beyond, the rank of an answer
-/// is mostly off by less than 0.1 % of the values (docs/accuracy.md).
+/// streams", 2016). It keeps some of the values, each for as many as a power of two; when its room
+/// is full, a level is sorted and every second value goes up a level to stand for twice as many.
+/// The first kWidth values are all kept, and quantiles of them are exact; beyond, the rank of an
+/// answer is mostly off by less than 0.1 % of the values (docs/accuracy.md).
 ///
-/// Which half goes up comes from numbers that begin alike, so that the same values in the same order
-/// give the same answers; of another order, or merged, others within that error.
+/// Which half goes up comes from numbers that begin alike, so that the same values in the same
+/// order give the same answers; of another order, or merged, others within that error.
 class QuantileSketch {
  public:
   void Add(float64 value) {

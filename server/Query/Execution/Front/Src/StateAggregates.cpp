@@ -296,7 +296,8 @@ std::vector<ColumnInfo> StateFieldsOf(const PlanAggregate& planned,
     fields.push_back({Wide(name), type, 0, 0, false});
   }
   if (const uint32 bytes = whole->CountSketchBytes(); bytes != 0)
-    fields.push_back({Wide(planned.text + "#0"), XeVarCharData, bytes * SketchField::kDigits, 0, false});
+    fields.push_back(
+        {Wide(planned.text + "#0"), XeVarCharData, bytes * SketchField::kDigits, 0, false});
   return fields;
 }
 

@@ -71,12 +71,24 @@ std::optional<float64> PickedBy(std::span<const Pair> rows) {
 }
 
 const PairKind kPairKinds[] = {
-    {"MaxBy", [] { return MakeOf<MaxBy>({0, 1}); }, Double, PickedBy<1>},
-    {"MinBy", [] { return MakeOf<MinBy>({0, 1}); }, Double, PickedBy<-1>},
-    {"PairCount", [] { return MakeOf<PairCount>({0, 1}); }, UInt4,
+    {"MaxBy",
+     [] {
+       return MakeOf<MaxBy>({0, 1});
+     },
+     Double, PickedBy<1>},
+    {"MinBy",
+     [] {
+       return MakeOf<MinBy>({0, 1});
+     },
+     Double, PickedBy<-1>},
+    {"PairCount",
+     [] {
+       return MakeOf<PairCount>({0, 1});
+     },
+     UInt4,
      [](std::span<const Pair> rows) {
-       return std::optional<float64>(static_cast<float64>(std::ranges::count_if(
-           rows, [](const Pair& row) { return row.first && row.second; })));
+       return std::optional<float64>(static_cast<float64>(
+           std::ranges::count_if(rows, [](const Pair& row) { return row.first && row.second; })));
      }},
 };
 
@@ -147,8 +159,9 @@ TEST(StringAgg, JoinsByTheDelimiterOfEachRow) {
   EXPECT_EQ(run({{L"123456789", L","}, {L"123456789", L"x"}, {L"123456789", L"y"}}),
             L"123456789x123456789y");
   TestRecord numbers{{Int4}, {LongChar, 9}};
-  ExpectError(59001, {L"StringAgg", L"INTEGER"},
-              [&] { Driven(MakeOf<StringAgg>({0, 1}), numbers, target); });
+  ExpectError(59001, {L"StringAgg", L"INTEGER"}, [&] {
+    Driven(MakeOf<StringAgg>({0, 1}), numbers, target);
+  });
 }
 
 TEST(StringAgg, RaisesAnErrorBeyondItsLimit) {
@@ -195,9 +208,7 @@ XeString ModelOrdered(std::vector<Pair> rows, bool descends, bool dropsDuplicate
   return ListOf(values);
 }
 
-std::unique_ptr<Aggregate> MakeList() {
-  return std::unique_ptr<Aggregate>(Make<ListAgg, false>());
-}
+std::unique_ptr<Aggregate> MakeList() { return std::unique_ptr<Aggregate>(Make<ListAgg, false>()); }
 
 TEST(Ordered, HandsRowsOnInTheOrderOfKeys) {
   TestRecord input{{Int4}, {Double}}, target{{VarChar, 4000}};

@@ -126,9 +126,7 @@ class WindowFunctionProtocol : public testing::TestWithParam<Kind> {
   WindowFunction& function = dynamic_cast<WindowFunction&>(*bound.aggregate);
 
   static Partition MakePartition(std::mt19937& random, bool isNthValue) {
-    const auto maybe = [&](float64 value) {
-      return random() % 4 == 0 ? Result() : Result(value);
-    };
+    const auto maybe = [&](float64 value) { return random() % 4 == 0 ? Result() : Result(value); };
     Partition rows(1 + random() % 12);
     int key = 0;
     for (Row& row : rows) {

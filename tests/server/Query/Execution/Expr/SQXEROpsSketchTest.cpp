@@ -16,8 +16,8 @@ namespace {
 TEST(DistinctSketch, IsOffByItsStandardErrorOverManySeeds) {
   constexpr int kSeeds = 400;
   // The standard error of counts of so many values that the sketch may have.
-  const std::pair<uint64, float64> cases[] = {
-      {1, 0}, {100, 1e-5}, {700, 1e-4}, {2'000, 0.017}, {10'000, 0.019}, {100'000, 0.019}};
+  const std::pair<uint64, float64> cases[] = {{1, 0},         {100, 1e-5},     {700, 1e-4},
+                                              {2'000, 0.017}, {10'000, 0.019}, {100'000, 0.019}};
   for (const auto& [count, most] : cases) {
     float64 sum = 0, squares = 0;
     for (int seed = 0; seed < kSeeds; ++seed) {
@@ -94,7 +94,8 @@ TEST(QuantileSketch, IsOffByLittleOverManySeedsAndOrders) {
       std::mt19937_64 random(static_cast<uint64>(seed) + count);
       std::vector<float64> values(count);
       std::normal_distribution<float64> normal(0, 1);
-      for (float64& value : values) value = seed % 4 == 3 ? std::floor(normal(random) * 50) : normal(random);
+      for (float64& value : values)
+        value = seed % 4 == 3 ? std::floor(normal(random) * 50) : normal(random);
       std::vector<float64> sorted = values;
       std::ranges::sort(sorted);
       if (seed % 4 == 1) values = sorted;
