@@ -36,8 +36,8 @@ FROM range({rows}) AS t(i)
 class Function:
     """An expression, the form of its value, and DuckDB's way to write it where that is another.
 
-    Forms are "text", "number", "truth" and "moment", "whole" for an aggregate and "estimate" for one
-    that is only near the true value.
+    Forms are "text", "number", "truth" and "moment", "whole" for an aggregate and "estimate" for
+    one that is only near the true value.
     """
 
     sql: str

@@ -4,7 +4,8 @@
 #include <span>
 #include <vector>
 
-#include "SQXERExprAggregateBase.h"
+#include "SQXERExprAggregateRuns.h"
+#include "SQXERRepeatedRows.h"
 #include "Utility/XeFieldDataBinder.h"
 
 namespace sqxer {
@@ -57,15 +58,21 @@ class SQXEREXPR_API Ordered final : public Aggregate {
 
  private:
   void MakeSorter();
+  /// Hands a row to the sorter, which stands for so many of which the first has the number.
+  void SortRow(uint8* row, uint32 count, uint64 number);
+  void SortPacked(const uint8* packed, uint32 count, uint64 number);
   /// Puts the next row of the sorter into row_; false behind the last one.
   bool NextRow();
 
   std::unique_ptr<Aggregate> inner_;
+  /// The same where it counts runs; else null.
+  RunsAggregate* runs_ = nullptr;
   const std::vector<Key> keyPlaces_;
   const bool dropsDuplicates_;
   const std::size_t neededColumns_;
 
-  /// The columns, and behind them the number of the row's group.
+  /// The columns, and behind them the number of the row's group; where runs are counted, for how
+  /// many rows it stands, and the number of the first of them.
   XeRecordMetaData layout_;
   KeyDesc groupKey_;
   KeySet keys_;
@@ -73,6 +80,14 @@ class SQXEREXPR_API Ordered final : public Aggregate {
   XeFieldDataBinder binder_;
   std::unique_ptr<uint8[]> row_;
   uint32 groupOffset_ = 0;
+  uint32 countOffset_ = 0;
+  uint32 numberOffset_ = 0;
+  KeyDesc numberKey_;
+  RecordPacker packer_;
+  /// Of a long group, or of all together, where rows that are equal count once or are counted.
+  std::unique_ptr<RepeatedRows> repeated_;
+  std::unique_ptr<uint8[]> countedRow_;
+  uint64 rows_ = 0;
   /// Of the columns that may not be NULL, but for the first one.
   std::vector<uint32> neededNulls_;
   bool isOpen_ = false;

@@ -21,17 +21,17 @@ void RunsAggregate::Initialize(bool restart) {
   count_ = 0;
 }
 
-RExprReturn RunsAggregate::Compute(unsigned char* record, unsigned int) {
+RExprReturn RunsAggregate::ComputeTimes(const unsigned char* record, uint32 times) {
   if (IsSourceNull(record)) return kTrue;
   const uint8* const value = record + sourceOffset_;
   if (count_ != 0 && key_.CompareValues(value, run_.data()) == 0) {
-    ++count_;
+    count_ += times;
     return kTrue;
   }
   if (count_ != 0) EndRun(count_);
   std::memcpy(run_.data(), value, std::min(dataSize_, CountSourceBytes(value)));
   StartRun(record);
-  count_ = 1;
+  count_ = times;
   return kTrue;
 }
 

@@ -14,7 +14,11 @@ class SQXEREXPR_API RunsAggregate : public KeptValueAggregate {
   /// Error 59001 (operator, type) for a type without order.
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   void Initialize(bool restart) override;
-  RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  RExprReturn Compute(unsigned char* record, unsigned int) override {
+    return ComputeTimes(record, 1);
+  }
+  /// Takes in so many rows that are alike.
+  RExprReturn ComputeTimes(const unsigned char* record, uint32 times);
   RExprReturn Finalize() override;
   /// There is no state: a run goes on in the next row.
   uint32 TransferState(StateTransfer, uint8*) override { return 0; }

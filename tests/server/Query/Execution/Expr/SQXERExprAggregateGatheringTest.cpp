@@ -279,6 +279,43 @@ TEST(Ordered, IsDrivenBetweenInitializeAndFinalize) {
   });
 }
 
+TEST(Ordered, CountsAndDropsRowsThatComeAgain) {
+  // Some come again soon, and some when others have taken their places; zeros with and without a
+  // sign are equal, and the first one counts.
+  TestRecord input{{Double}, {VarChar, 12}}, target{{VarChar, 4000}}, text{{VarChar, 1 << 16}};
+  Driven values(MakeOrdered(MakeList(), {{0, kAscending}}, true), input, target);
+  Driven counts(
+      MakeOrdered(std::unique_ptr<Aggregate>(MakeOf<Histogram>({0, 1})), {{0, kDescending}}, false),
+      input, text);
+  std::mt19937 random(43);
+  for (const unsigned kinds : {3u, 300u, 5000u}) {
+    std::map<float64, std::pair<int, XeString>, std::greater<>> expected;
+    values->Initialize(true);
+    counts->Initialize(true);
+    for (int i = 0; i < 40'000; ++i) {
+      const float64 value = random() % 8 == 0 ? (random() % 2 == 0 ? 0.0 : -0.0)
+                                              : 1.0 + random() % (i < 20'000 ? 50 : kinds);
+      const XeString name = std::signbit(value) ? L"-0" : std::to_wstring(static_cast<int>(value));
+      ++expected.try_emplace(value, 0, name).first->second.first;
+      input.SetNumber(0, value);
+      input.SetText(1, name);
+      values.Compute();
+      counts.Compute();
+    }
+    counts.Finish();
+    values.Finish();
+    XeString list, histogram;
+    for (const auto& [value, of] : expected) {
+      list = (value == 0 ? of.second : std::to_wstring(static_cast<int>(value))) +
+             (list.empty() ? L"" : L"; ") + list;
+      histogram +=
+          (histogram.empty() ? L"{" : L", ") + of.second + L"=" + std::to_wstring(of.first);
+    }
+    EXPECT_EQ(text.GetText(0).substr(0, 60000), (histogram + L"}").substr(0, 60000)) << kinds;
+    EXPECT_EQ(target.GetText(0), list.substr(0, 4000)) << kinds;
+  }
+}
+
 TEST(Runs, CountWhatComesMostOften) {
   TestRecord input{{Int4}, {VarChar, 12}}, target{{Int4}}, text{{VarChar, 100}};
   Driven mode(MakeOf<Mode>({0}), input, target), histogram(MakeOf<Histogram>({0, 1}), input, text);
