@@ -133,6 +133,7 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
   if (const AddedFunctionPtr added = catalog_.FindFunction(expression.name)) {
     return TypeAdded(added, expression, clause);
   }
+  if (TypedExpressionPtr clock = TypeClock(expression)) return clock;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) {
     if (expression.distinct)
@@ -154,6 +155,7 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
   std::vector<TypedExpressionPtr> results;
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
   if (JsonColumns::IsCall(expression) || catalog_.FindFunction(expression.name)) return results;
+  if (TypeClock(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());

@@ -21,6 +21,8 @@ std::vector<FunctionRow> MakeTable() {
   AppendRegularRows(rows);
   AppendCalendarRows(rows);
   AppendDateRows(rows);
+  AppendIntervalRows(rows);
+  AppendClockRows(rows);
   AppendLookupRows(rows);
   AppendAggregateRows(rows);
   AppendStatisticsRows(rows);

@@ -76,7 +76,7 @@ void PrepareSortKey(TypedArguments& arguments);
 
 /// The arguments of a function, by a letter each; the last one also stands for those behind it.
 /// 't' a text, 'n' a number, 'w' a number that counts: one that is no INTEGER becomes DOUBLE, which
-/// the node truncates, 'v' a date or time. What a NULL or text literal becomes follows from it;
+/// the node truncates, 'v' a date or time, 'i' an interval. What a NULL or text literal becomes follows from it;
 /// other types are left to the node.
 void PrepareByKind(TypedArguments& arguments, std::string_view kinds);
 template <char... kinds>

@@ -55,6 +55,8 @@ enum PlanErrorCode {
   kNoFraction = 58047,
   kFrameOffset = 58048,
   kFrameOrder = 58049,
+  kNoSuchArgument = 58060,
+  kNoSuchZone = 58061,
   kUnknownColumn = 59015,
 };
 

@@ -30,7 +30,8 @@ void CastToChar::Bind(XeAListStream* stream, RExpression*& replacement, MetaData
                                            {XeInt4Data, &Move},     {XeUInt4Data, &Move},
                                            {XeDoubleData, &Move},   {XeNumericData, &Move},
                                            {XeDateData, &Move},     {XeTimeData, &Move},
-                                           {XeDateTimeData, &Move}, {XeTimeStampData, &Move}};
+                                           {XeDateTimeData, &Move}, {XeTimeStampData, &Move},
+                                           {XeIntervalData, &Move}};
   XE_ASSERT(userPrecision_ >= 1);
   const auto length = static_cast<uint32>(userPrecision_);
   // Refuses what no record could take.

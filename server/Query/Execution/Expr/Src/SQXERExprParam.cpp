@@ -6,6 +6,7 @@
 
 #include "SQXERExprLike.h"
 #include "Utility/SUDataConvert.h"
+#include "Utility/XeInterval.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
@@ -84,6 +85,7 @@ constexpr auto kParameterForms = std::to_array<ParameterForm>({
     {XeDateTimeData, XeTimeData, &AssignDateTime<XeTime>},
     {XeDateTimeData, XeDateTimeData, &AssignDateTime<XeDateTime>},
     {XeDateTimeData, XeTimeStampData, &AssignDateTime<XeDateTime>},
+    {XeIntervalData, XeIntervalData, &Copy<XeInterval>},
     {XeBoolean, XeBoolean, &Copy<uint8>},
 });
 

@@ -21,7 +21,7 @@ constexpr TypeName kTypeNames[] = {
     {"uint4", XeUInt4Data},     {"float", XeFloatData}, {"double", XeDoubleData},
     {"numeric", XeNumericData}, {"char", XeCharData},   {"varchar", XeVarCharData},
     {"date", XeDateData},       {"time", XeTimeData},   {"timestamp", XeTimeStampData},
-    {"boolean", XeBoolean},
+    {"boolean", XeBoolean},     {"interval", XeIntervalData},
 };
 
 /// The longest text whose stored form still has a length of 32 bits.
