@@ -29,6 +29,7 @@ from ._dbapi import (
     TimestampFromTicks,
 )
 from ._engine import __version__
+from ._values import Interval
 from .connection import Connection, Cursor, Numerics
 from .errors import (
     DatabaseError,
@@ -119,6 +120,7 @@ __all__ = [
     "Expression",
     "IntegrityError",
     "InterfaceError",
+    "Interval",
     "InternalError",
     "NotSupportedError",
     "OperationalError",

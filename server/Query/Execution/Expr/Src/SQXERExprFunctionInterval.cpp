@@ -1,11 +1,11 @@
 #include "SQXERExprFunctionInterval.h"
 
-#include "SQXERBatchCalendar.h"
-
 namespace sqxer {
 
 template class OpFunction<AddIntervalOp>;
+template class MomentShift<AddIntervalOp>;
 template class OpFunction<SubtractIntervalOp>;
+template class MomentShift<SubtractIntervalOp>;
 template class OpFunction<AddIntervalToTimeOp>;
 template class OpFunction<SubtractIntervalFromTimeOp>;
 template class OpFunction<AddIntervalsOp>;
@@ -35,6 +35,29 @@ template class OpFunction<IntervalPartOp<IntervalPart::kDecade>>;
 template class OpFunction<IntervalPartOp<IntervalPart::kCentury>>;
 template class OpFunction<IntervalPartOp<IntervalPart::kMillennium>>;
 template class OpFunction<IntervalPartOp<IntervalPart::kEpoch>>;
+
+bool MomentDifference::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  OperandVectors operands;
+  if (!EvaluateOperands(rows, operands)) return false;
+  const auto& [ends, starts] = operands;
+  const bool areCounted =
+      ends.form == ColumnForm::kTimeStamp64 && starts.form == ColumnForm::kTimeStamp64;
+  if (!areCounted) return ComputeBatch(operands, rows, out);
+  out = BatchVector();
+  BatchBuffers& buffers = GetBatchBuffers();
+  IntersectValidity(ends, starts, rows, buffers.Validity(), out);
+  XeInterval* const values = buffers.Values<XeInterval>();
+  MapPairs(ends.As<int64>(), ends.isConstant, starts.As<int64>(), starts.isConstant, values,
+           RowsOf(out, rows), [](int64 end, int64 start) {
+             // What stands in rows that do not count may wrap.
+             const auto elapsed =
+                 static_cast<int64>(static_cast<uint64>(end) - static_cast<uint64>(start));
+             return MomentDifferenceOp::OfMicroseconds(elapsed);
+           });
+  out.form = ColumnForm::kInterval;
+  out.values = reinterpret_cast<const uint8*>(values);
+  return true;
+}
 
 void IntervalTrunc::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   BindIthOperand(0, stream, replacement, info);

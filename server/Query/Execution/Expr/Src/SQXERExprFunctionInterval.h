@@ -1,14 +1,69 @@
 #pragma once
 
+#include "SQXERBatchCalendar.h"
 #include "SQXEROpFunction.h"
 #include "SQXEROpsIntervalParts.h"
 #include "Utility/TimeZone.h"
 
 namespace sqxer {
 
+/// A moment later, or earlier, by an interval: in loops over moments in microseconds the results
+/// are such, too.
+template <FunctionOp Op>
+class MomentShift : public OpFunction<Op> {
+ public:
+  using OpFunction<Op>::OpFunction;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    typename OpFunction<Op>::OperandVectors operands;
+    if (!this->EvaluateOperands(rows, operands)) return false;
+    const auto& [moments, intervals] = operands;
+    if (!CountsMicroseconds(moments)) return this->ComputeBatch(operands, rows, out);
+    out = BatchVector();
+    BatchBuffers& buffers = this->GetBatchBuffers();
+    IntersectValidity(moments, intervals, rows, buffers.Validity(), out);
+    int64* const sums = buffers.template Values<int64>();
+    const BatchVector& shifts = intervals;
+    const BatchVector& starts = moments;
+    RowsOf(out, rows).ForEach([&](uint32 row) {
+      if (out.IsNull(row)) return;
+      const auto interval = ReadBatchValue<XeInterval>(shifts, row);
+      if (TryDays(starts, row, interval, sums[row])) return;
+      TryTimeStamp64(Op::Apply(ReadBatchMoment(starts, row), interval), sums[row]);
+    });
+    out.form = ColumnForm::kTimeStamp64;
+    out.values = reinterpret_cast<const uint8*>(sums);
+    return true;
+  }
+
+ private:
+  /// By whole numbers alone: an interval without months, whose days stay within the calendar.
+  static bool TryDays(const BatchVector& moments, uint32 row, const XeInterval& interval,
+                      int64& sum) {
+    // More days leave the calendar from whichever end they start.
+    constexpr int32 kMostDays = 10'000'000;
+    if (interval.months != 0 || interval.days > kMostDays || interval.days < -kMostDays) {
+      return false;
+    }
+    const uint32 at = moments.isConstant ? 0 : row;
+    const int64 start = moments.form == ColumnForm::kTimeStamp64
+                            ? moments.As<int64>()[at]
+                            : moments.As<int32>()[at] * kMicrosecondsPerDay;
+    const int64 day = start + Op::kSign * interval.days * kMicrosecondsPerDay;
+    const bool isBeyond = Op::kSign > 0
+                              ? __builtin_add_overflow(day, interval.microseconds, &sum)
+                              : __builtin_sub_overflow(day, interval.microseconds, &sum);
+    return !isBeyond && IsMoment(day) && IsMoment(sum);
+  }
+  static bool IsMoment(int64 value) {
+    return value >= kCalendarMoments.least && value <= kCalendarMoments.greatest;
+  }
+};
+
 // One source makes them.
 extern template class SQXEREXPR_API OpFunction<AddIntervalOp>;
+extern template class SQXEREXPR_API MomentShift<AddIntervalOp>;
 extern template class SQXEREXPR_API OpFunction<SubtractIntervalOp>;
+extern template class SQXEREXPR_API MomentShift<SubtractIntervalOp>;
 extern template class SQXEREXPR_API OpFunction<AddIntervalToTimeOp>;
 extern template class SQXEREXPR_API OpFunction<SubtractIntervalFromTimeOp>;
 extern template class SQXEREXPR_API OpFunction<AddIntervalsOp>;
@@ -42,13 +97,13 @@ extern template class SQXEREXPR_API OpFunction<IntervalPartOp<IntervalPart::kEpo
 // Functions of intervals, and of moments and intervals, whose meaning is that of their op; see
 // there. NULL if an operand is. Dates are moments at 00:00:00.
 
-class SQXEREXPR_API AddInterval final : public OpFunction<AddIntervalOp> {
+class SQXEREXPR_API AddInterval final : public MomentShift<AddIntervalOp> {
  public:
-  using OpFunction::OpFunction;
+  using MomentShift::MomentShift;
 };
-class SQXEREXPR_API SubtractInterval final : public OpFunction<SubtractIntervalOp> {
+class SQXEREXPR_API SubtractInterval final : public MomentShift<SubtractIntervalOp> {
  public:
-  using OpFunction::OpFunction;
+  using MomentShift::MomentShift;
 };
 class SQXEREXPR_API AddIntervalToTime final : public OpFunction<AddIntervalToTimeOp> {
  public:
@@ -85,6 +140,8 @@ class SQXEREXPR_API DivideInterval final : public OpFunction<DivideIntervalOp> {
 class SQXEREXPR_API MomentDifference final : public OpFunction<MomentDifferenceOp> {
  public:
   using OpFunction::OpFunction;
+  /// Moments in microseconds are subtracted as such.
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
 };
 class SQXEREXPR_API TimeDifference final : public OpFunction<TimeDifferenceOp> {
  public:

@@ -28,14 +28,13 @@ struct AddIntervalOp {
   using Operands = std::tuple<XeDateTime, XeInterval>;
   static constexpr const wchar_t* kName = L"AddInterval";
   static constexpr bool kOnBytes = false;
+  static constexpr int64 kSign = 1;
   static XeDateTime Apply(const XeDateTime& moment, const XeInterval& interval) {
-    return Add(moment, interval.months, interval.days, interval.microseconds);
-  }
-  static XeDateTime Add(XeDateTime moment, int64 months, int64 days, int64 microseconds) {
-    if (months != 0) moment.AddMonths(months);
-    if (days != 0) moment.AddDays(days);
-    if (microseconds != 0) moment.AddMicroseconds(microseconds);
-    return moment;
+    XeDateTime sum = moment;
+    if (interval.months != 0) sum.AddMonths(interval.months);
+    if (interval.days != 0) sum.AddDays(interval.days);
+    if (interval.microseconds != 0) sum.AddMicroseconds(interval.microseconds);
+    return sum;
   }
 };
 
@@ -60,6 +59,7 @@ struct SubtractIntervalOp {
   using Operands = std::tuple<XeDateTime, XeInterval>;
   static constexpr const wchar_t* kName = L"SubtractInterval";
   static constexpr bool kOnBytes = false;
+  static constexpr int64 kSign = -1;
   static XeDateTime Apply(const XeDateTime& moment, const XeInterval& interval) {
     return AddIntervalOp::Apply(moment, NegateIntervalOp::Apply(interval));
   }
@@ -212,7 +212,9 @@ struct MomentDifferenceOp {
   static constexpr const wchar_t* kName = L"MomentDifference";
   static constexpr bool kOnBytes = false;
   static XeInterval Apply(const XeDateTime& end, const XeDateTime& start) {
-    const int64 elapsed = XeDateTime::DifferenceInMicroseconds(end, start);
+    return OfMicroseconds(XeDateTime::DifferenceInMicroseconds(end, start));
+  }
+  static XeInterval OfMicroseconds(int64 elapsed) {
     return {0, static_cast<int32>(elapsed / kMicrosecondsOfDay), elapsed % kMicrosecondsOfDay};
   }
 };
