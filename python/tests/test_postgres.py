@@ -26,28 +26,27 @@ SETUP = "-- postgres:"
 
 # The conditions that errors of sqxer stand for.
 CONDITIONS: dict[str, set[int]] = {
-    "0A000": {58048, 58049, 59051, 59052},
+    "0A000": {58033, 58048, 58049, 59051, 59052},
     "22003": {58011, 58047, 59013, 59038, 59161},
     "22004": {58017, 58048},
     "22007": {58010, 59172},
-    "22008": {58010, 58011, 59050, 59171, 59172},
+    "22008": {58010, 58011, 59050, 59051, 59171, 59172},
     "22015": {58011},
     "22012": {59008},
-    "22009": {58061},
     "22013": {58017, 58048},
     "22016": {59028},
-    "22023": {58033, 58045, 59007, 59035, 59036, 59176},
+    "22023": {58033, 58061, 58045, 59007, 59035, 59036, 59176},
     "2201B": {59175},
     "2201E": {59010},
     "2201F": {59009, 59010},
     "2201G": {59037},
     "22025": {59025},
     "22P02": {58010, 59172},
-    "42601": {58001, 58003},
+    "42601": {58001, 58003, 58060},
     "42803": {58006, 58007, 58008},
     "42809": {58046},
     "42804": {59020, 59021},
-    "42883": {58004, 58013, 59001},
+    "42883": {58004, 58013, 58060, 59001},
     "42P10": {58017},
     "42P20": {58001, 58006, 58038, 58049},
 }
@@ -138,8 +137,8 @@ def is_same_value(ours: object, theirs: str | None) -> bool:
         return is_same_number(ours, theirs)
     if isinstance(ours, (datetime.timedelta, sqxer.Interval)):
         return read_interval(theirs) == ours
-    if isinstance(ours, datetime.datetime):
-        text = ours.isoformat(" ")
+    if isinstance(ours, (datetime.datetime, datetime.time)):
+        text = str(ours)
         return (text.rstrip("0") if "." in text else text) == theirs
     return str(ours) == theirs
 

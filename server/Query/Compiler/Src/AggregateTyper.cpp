@@ -73,7 +73,8 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   TypeArguments(expression, inner, *aggregate, *call);
   const bool isOverRows =
       row.windowForm == WindowForm::kMoving || row.windowForm == WindowForm::kRunning;
-  const bool isOfIntervals = isOverRows && aggregate->arguments[0]->type == XeIntervalData;
+  const bool isOfIntervals = isOverRows && !aggregate->arguments.empty() &&
+                             aggregate->arguments[0]->type == XeIntervalData;
   if (isOfIntervals ||
       (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0])))
     return TypeAggregate(AggregateOfName(row.name), expression, clause, index);
