@@ -195,8 +195,7 @@ def _decimal_buffers(values: list[Decimal | int]) -> tuple[str, list[object]]:
 
 def _interval_bytes(value: dt.timedelta | Interval) -> bytes:
     if isinstance(value, dt.timedelta):
-        rest = value - dt.timedelta(days=value.days)
-        value = Interval(0, value.days, rest // dt.timedelta(microseconds=1))
+        value = Interval(0, value.days, value.seconds * 1_000_000 + value.microseconds)
     return _INTERVAL.pack(value.months, value.days, value.microseconds * 1000)
 
 
