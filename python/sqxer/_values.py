@@ -199,6 +199,23 @@ def _interval_bytes(value: dt.timedelta | Interval) -> bytes:
     return _INTERVAL.pack(value.months, value.days, value.microseconds * 1000)
 
 
+def _encode_times(kinds: set[type], values: list[Any]) -> tuple[str, list[object]]:
+    if kinds == {dt.datetime}:
+        return "tsu:", [array.array("q", [_microseconds(value) for value in values])]
+    if kinds <= {dt.date, dt.datetime}:
+        return "tdD", [array.array("i", [(value - _EPOCH).days for value in values])]
+    if kinds == {dt.time}:
+        return "ttn", [array.array("q", [_nanoseconds(value) for value in values])]
+    if kinds <= {dt.timedelta, Interval}:
+        return "tin", [b"".join(_interval_bytes(value) for value in values)]
+    raise _unreadable(kinds)
+
+
+def _unreadable(kinds: set[type]) -> TypeError:
+    names = ", ".join(sorted(kind.__name__ for kind in kinds))
+    return TypeError(f"a column of {names} is none that expressions can read")
+
+
 def _encode(values: list[Any]) -> tuple[str, list[object]]:  # noqa: PLR0911 (one for each type)
     """The Arrow format of values without NULLs, and their buffers behind the validity."""
     kinds = {type(value) for value in values}
@@ -212,19 +229,11 @@ def _encode(values: list[Any]) -> tuple[str, list[object]]:  # noqa: PLR0911 (on
         return "g", [array.array("d", values)]
     if kinds <= {int, bool, Decimal}:
         return _decimal_buffers(values)
-    if kinds == {dt.datetime}:
-        return "tsu:", [array.array("q", [_microseconds(value) for value in values])]
-    if kinds <= {dt.date, dt.datetime}:
-        return "tdD", [array.array("i", [(value - _EPOCH).days for value in values])]
-    if kinds == {dt.time}:
-        return "ttn", [array.array("q", [_nanoseconds(value) for value in values])]
-    if kinds <= {dt.timedelta, Interval}:
-        return "tin", [b"".join(_interval_bytes(value) for value in values)]
     if kinds == {str}:
         return "U", _text_buffers(values)
-    names = ", ".join(sorted(kind.__name__ for kind in kinds))
-    msg = f"a column of {names} is none that expressions can read"
-    raise TypeError(msg)
+    if kinds <= {dt.datetime, dt.date, dt.time, dt.timedelta, Interval}:
+        return _encode_times(kinds, values)
+    raise _unreadable(kinds)
 
 
 def encode(name: str, values: Sequence[Any]) -> Column:

@@ -235,7 +235,7 @@ def test_intervals() -> None:
     ]
     beyond = "SELECT INTERVAL '2562047788 hours' AS i"
     with pytest.raises(sqxer.OperationalError, match="month_day_nano"):
-        sqxer.sql(beyond)
+        sqxer.sql(beyond).fetchall()
     spans = pa.table({"d": pa.array([1500], pa.duration("ms"))})
     assert sqxer.sql("SELECT d FROM t", t=spans).fetchall() == [(1500,)]
 

@@ -588,8 +588,8 @@ TEST_F(Batches, CountAndAddEveryUnitAndPart) {
 
 TEST_F(Batches, ComputeWithIntervals) {
   const std::vector<std::string> spans = {
-      "INTERVAL '1 month 1 day 01:00'", "INTERVAL '-36 hours'", "INTERVAL '1 month' * small",
-      "z - TIMESTAMP '2012-02-01 10:00'", "AGE(day, far)", "INTERVAL '90 minutes' * e / 7"};
+      "INTERVAL '1 month 1 day 01:00'",   "INTERVAL '-36 hours'", "INTERVAL '1 month' * small",
+      "z - TIMESTAMP '2012-02-01 10:00'", "AGE(day, far)",        "INTERVAL '90 minutes' * e / 7"};
   const std::vector<std::string> moments = {"day", "far", "z", "TIMESTAMP '2012-01-31 10:30'"};
   for (const std::string& span : spans) {
     for (const std::string& moment : moments) {
@@ -614,9 +614,10 @@ TEST_F(Batches, ComputeWithIntervals) {
   }
   ExpectEqual("SELECT h + INTERVAL '1 hour' * small, h - h, DATE_BIN('7 hours', z, day) FROM t");
   ExpectEqual("SELECT TO_UTC(z, 'Europe/Berlin'), FROM_UTC(day, 'Asia/Kolkata') FROM t");
-  ExpectEqual("SELECT SUM(j) OVER (ORDER BY day RANGE BETWEEN '1 month' PRECEDING AND '1 day' "
-              "FOLLOWING), AVG(z - TIMESTAMP '2012-01-01 00:00') OVER (ORDER BY i ROWS 2 "
-              "PRECEDING) FROM t");
+  ExpectEqual(
+      "SELECT SUM(j) OVER (ORDER BY day RANGE BETWEEN '1 month' PRECEDING AND '1 day' "
+      "FOLLOWING), AVG(z - TIMESTAMP '2012-01-01 00:00') OVER (ORDER BY i ROWS 2 "
+      "PRECEDING) FROM t");
 }
 
 TEST_F(Batches, TakeTextsOfEveryWidth) {

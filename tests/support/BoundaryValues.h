@@ -66,8 +66,8 @@ inline std::vector<XeDateTime> BoundaryValues<XeDateTime>() {
 
 template <>
 inline std::vector<XeInterval> BoundaryValues<XeInterval>() {
-  return {{INT32_MIN, INT32_MIN, INT64_MIN}, {-1, 0, 0}, {0, 0, -1}, {},
-          {0, 0, 1}, {0, 1, 0}, {INT32_MAX, INT32_MAX, INT64_MAX}};
+  return {{INT32_MIN, INT32_MIN, INT64_MIN}, {-1, 0, 0}, {0, 0, -1}, {}, {0, 0, 1}, {0, 1, 0},
+          {INT32_MAX, INT32_MAX, INT64_MAX}};
 }
 
 /// Texts of up to `longest` characters: empty, blank, padded, of digits, beyond the basic plane,

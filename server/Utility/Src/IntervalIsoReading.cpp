@@ -19,8 +19,9 @@ class IsoReader {
   IntervalReading Read() {
     if (text_.size() < 2 || text_[0] != 'P') return IntervalReading::kUnreadable;
     at_ = 1;
-    return ReadParts() ? reading_ : reading_ == IntervalReading::kOutOfRange ? reading_
-                                                                     : IntervalReading::kUnreadable;
+    return ReadParts()                                ? reading_
+           : reading_ == IntervalReading::kOutOfRange ? reading_
+                                                      : IntervalReading::kUnreadable;
   }
 
  private:

@@ -23,9 +23,8 @@ class IntervalParts {
     return AddTo(months_, number.whole, 1) && AddDayFraction(number.fraction, 30);
   }
   bool AddDays(const Number& number, int days) {
-    return AddTo(days_, number.whole, days) &&
-           (days == 1 ? AddFraction(number.fraction, kPerDay)
-                      : AddDayFraction(number.fraction, days));
+    return AddTo(days_, number.whole, days) && (days == 1 ? AddFraction(number.fraction, kPerDay)
+                                                          : AddDayFraction(number.fraction, days));
   }
   /// Of a unit that has so many microseconds.
   bool AddTime(const Number& number, int64 unit) {

@@ -39,36 +39,58 @@ struct UnitWord {
 /// Words are compared by their first ten letters.
 constexpr std::size_t kWordLetters = 10;
 constexpr UnitWord kUnitWords[] = {
-    {"us", Unit::kMicrosecond},       {"usec", Unit::kMicrosecond},
-    {"usecs", Unit::kMicrosecond},    {"useconds", Unit::kMicrosecond},
+    {"us", Unit::kMicrosecond},
+    {"usec", Unit::kMicrosecond},
+    {"usecs", Unit::kMicrosecond},
+    {"useconds", Unit::kMicrosecond},
     {"microsecon", Unit::kMicrosecond},
-    {"ms", Unit::kMillisecond},       {"msec", Unit::kMillisecond},
-    {"msecs", Unit::kMillisecond},    {"mseconds", Unit::kMillisecond},
+    {"ms", Unit::kMillisecond},
+    {"msec", Unit::kMillisecond},
+    {"msecs", Unit::kMillisecond},
+    {"mseconds", Unit::kMillisecond},
     {"millisecon", Unit::kMillisecond},
-    {"s", Unit::kSecond},             {"sec", Unit::kSecond},
-    {"secs", Unit::kSecond},          {"second", Unit::kSecond},
+    {"s", Unit::kSecond},
+    {"sec", Unit::kSecond},
+    {"secs", Unit::kSecond},
+    {"second", Unit::kSecond},
     {"seconds", Unit::kSecond},
-    {"m", Unit::kMinute},             {"min", Unit::kMinute},
-    {"mins", Unit::kMinute},          {"minute", Unit::kMinute},
+    {"m", Unit::kMinute},
+    {"min", Unit::kMinute},
+    {"mins", Unit::kMinute},
+    {"minute", Unit::kMinute},
     {"minutes", Unit::kMinute},
-    {"h", Unit::kHour},               {"hr", Unit::kHour},
-    {"hrs", Unit::kHour},             {"hour", Unit::kHour},
+    {"h", Unit::kHour},
+    {"hr", Unit::kHour},
+    {"hrs", Unit::kHour},
+    {"hour", Unit::kHour},
     {"hours", Unit::kHour},
-    {"d", Unit::kDay},                {"day", Unit::kDay},
+    {"d", Unit::kDay},
+    {"day", Unit::kDay},
     {"days", Unit::kDay},
-    {"w", Unit::kWeek},               {"week", Unit::kWeek},
+    {"w", Unit::kWeek},
+    {"week", Unit::kWeek},
     {"weeks", Unit::kWeek},
-    {"mon", Unit::kMonth},            {"mons", Unit::kMonth},
-    {"month", Unit::kMonth},          {"months", Unit::kMonth},
-    {"y", Unit::kYear},               {"yr", Unit::kYear},
-    {"yrs", Unit::kYear},             {"year", Unit::kYear},
+    {"mon", Unit::kMonth},
+    {"mons", Unit::kMonth},
+    {"month", Unit::kMonth},
+    {"months", Unit::kMonth},
+    {"y", Unit::kYear},
+    {"yr", Unit::kYear},
+    {"yrs", Unit::kYear},
+    {"year", Unit::kYear},
     {"years", Unit::kYear},
-    {"dec", Unit::kDecade},           {"decs", Unit::kDecade},
-    {"decade", Unit::kDecade},        {"decades", Unit::kDecade},
-    {"c", Unit::kCentury},            {"cent", Unit::kCentury},
-    {"century", Unit::kCentury},      {"centuries", Unit::kCentury},
-    {"mil", Unit::kMillennium},       {"mils", Unit::kMillennium},
-    {"millennium", Unit::kMillennium},{"millennia", Unit::kMillennium},
+    {"dec", Unit::kDecade},
+    {"decs", Unit::kDecade},
+    {"decade", Unit::kDecade},
+    {"decades", Unit::kDecade},
+    {"c", Unit::kCentury},
+    {"cent", Unit::kCentury},
+    {"century", Unit::kCentury},
+    {"centuries", Unit::kCentury},
+    {"mil", Unit::kMillennium},
+    {"mils", Unit::kMillennium},
+    {"millennium", Unit::kMillennium},
+    {"millennia", Unit::kMillennium},
 };
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -154,9 +176,9 @@ class TokenReader {
 
   IntervalReading Read(const std::vector<Token>& tokens) {
     for (auto token = tokens.rbegin(); token != tokens.rend(); ++token) {
-      const bool isRead = token->isWord                             ? TakeWord(token->text)
+      const bool isRead = token->isWord                                ? TakeWord(token->text)
                           : token->text.find(':') != std::string::npos ? TakeTime(token->text)
-                                                                    : TakeNumber(token->text);
+                                                                       : TakeNumber(token->text);
       if (!isRead) return reading_;
     }
     if (taken_ == 0) return IntervalReading::kUnreadable;
@@ -201,8 +223,7 @@ class TokenReader {
     if (!text.empty()) return false;
     IntervalParts time;
     XeInterval value;
-    if (minute > 59 || second > 60 ||
-        !time.AddTime({hour, 0}, IntervalParts::kPerHour) ||
+    if (minute > 59 || second > 60 || !time.AddTime({hour, 0}, IntervalParts::kPerHour) ||
         !time.AddTime({minute, 0}, IntervalParts::kPerMinute) ||
         !time.AddTime({second, 0}, IntervalParts::kPerSecond) ||
         !time.AddTime({static_cast<int64>(std::rint(fraction * 1e6)), 0}, 1) || !time.Get(value)) {

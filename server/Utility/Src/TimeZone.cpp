@@ -75,10 +75,9 @@ class NamedZone final : public TimeZone {
 };
 
 /// Names that the database has not: three letters that mean different things to different people.
-constexpr std::array kOtherNames = {"ACT", "AET", "AGT", "ART", "AST", "BET", "BST",
-                                    "CAT", "CNT", "CST", "CTT", "EAT", "ECT", "IET",
-                                    "IST", "JST", "MIT", "NET", "NST", "PLT", "PNT",
-                                    "PRT", "PST", "SST", "VST"};
+constexpr std::array kOtherNames = {"ACT", "AET", "AGT", "ART", "AST", "BET", "BST", "CAT", "CNT",
+                                    "CST", "CTT", "EAT", "ECT", "IET", "IST", "JST", "MIT", "NET",
+                                    "NST", "PLT", "PNT", "PRT", "PST", "SST", "VST"};
 
 std::string SmallLetters(std::string_view text) {
   std::string small(text);
@@ -94,8 +93,8 @@ std::string FindName(std::string_view name) {
       icu::TimeZone::createTimeZoneIDEnumeration(UCAL_ZONE_TYPE_ANY, nullptr, nullptr, status));
   if (U_FAILURE(status) || names == nullptr) throw std::bad_alloc();
   while (const char* const known = names->next(nullptr, status)) {
-    if (SmallLetters(known) == wanted && std::ranges::find(kOtherNames, std::string_view(known)) ==
-                                             kOtherNames.end()) {
+    if (SmallLetters(known) == wanted &&
+        std::ranges::find(kOtherNames, std::string_view(known)) == kOtherNames.end()) {
       return known;
     }
   }

@@ -63,8 +63,8 @@ class XEUTILITY_API XeFieldDataBinder {
                     const XeRecordMetaData& row, int rowIdField, int firstField);
 
   /// Texts into every type but binaries and boolean; numbers, bits, booleans, days, times and
-  /// intervals into texts; a date into a date-time, a time into a date-time, a date-time into either, and each of
-  /// them into its own type. No date is made of a time, and no time of a date.
+  /// intervals into texts; a date into a date-time, a time into a date-time, a date-time into
+  /// either, and each of them into its own type. No date is made of a time, and no time of a date.
   static bool CanMove(XeDataType source, XeDataType target);
 
   /// Moves the value at `value` into the stored form at `field`, which is aligned for its type. A

@@ -1,12 +1,11 @@
-#include "Utility/XeInterval.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "support/BoundaryValues.h"
 #include "Utility/TimeZone.h"
+#include "Utility/XeInterval.h"
 #include "UtilityTesting.h"
+#include "support/BoundaryValues.h"
 
 namespace sqxer {
 namespace {

@@ -74,7 +74,9 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
   };
   add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number or an interval",
       "NUMERIC over integers and NUMERIC, DOUBLE over doubles, INTERVAL over intervals",
-      kSkipsNulls, "The sum; of intervals part by part. `--set IntegerAggregates=native` keeps integers in 32 bits.",
+      kSkipsNulls,
+      "The sum; of intervals part by part. `--set IntegerAggregates=native` keeps integers in 32 "
+      "bits.",
       "SELECT SUM(\"Cost Repair\") FROM birdstrikes", "36302865", kSum);
   add("count", 0, "COUNT(*)", "CountStar", "none", "an unsigned integer", "0 over no rows",
       "The number of rows.", "SELECT COUNT(*) FROM \"seattle-weather\"", "1461", kCountStar);

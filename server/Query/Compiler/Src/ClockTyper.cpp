@@ -43,8 +43,8 @@ TypedExpressionPtr ExpressionTyper::TypeClock(const SqlExpression& expression) c
     ThrowPlanError(kArgumentCount, expression.position,
                    {UpperName(expression.name), L"no arguments",
                     expression.star ? XeString(L"*") : std::to_wstring(count)});
-  if (expression.over) ThrowPlanError(kNoWindowForm, expression.position,
-                                      {UpperName(expression.name)});
+  if (expression.over)
+    ThrowPlanError(kNoWindowForm, expression.position, {UpperName(expression.name)});
   XeDateTime moment = *parameters_.moment;
   if (count == 1) {
     const std::optional<uint64> digits =

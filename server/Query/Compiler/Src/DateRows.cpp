@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "FunctionRows.h"
-#include "TruncUnits.h"
 #include "SQXERExprFunctionDates.h"
+#include "TruncUnits.h"
 
 namespace sqxer {
 namespace {

@@ -155,8 +155,7 @@ std::unique_ptr<RExpression> MakeZoned(const TypedExpression& call, Operands& o)
 FunctionRow Operator(const char* name, const char* form, const char* node, const char* arguments,
                      const char* result, const char* description, const char* example,
                      const char* exampleResult, OperandRule prepare,
-                     decltype(FunctionRow::make) make,
-                     bool (*accepts)(const TypedArguments&)) {
+                     decltype(FunctionRow::make) make, bool (*accepts)(const TypedArguments&)) {
   FunctionRow row = ScalarRow(name, 2, form, node, arguments, result, description, example,
                               exampleResult, prepare, make);
   row.kind = Kind::kOperator;
@@ -169,10 +168,10 @@ constexpr const char* kResult = "INTERVAL";
 void AppendOperators(std::vector<FunctionRow>& rows) {
   constexpr const char* kMomentAndInterval = "a date or timestamp, and an interval";
   constexpr const char* kIntervals = "two intervals";
-  FunctionRow negation = Operator("-", "-interval", "NegateInterval", "an interval", kResult,
-                                  "The negation, part by part.", "SELECT -INTERVAL '1 day 02:00'",
-                                  "-1 days -02:00:00", PrepareAs<'i'>,
-                                  MakeFunction<NegateInterval>, IsIntervalAlone);
+  FunctionRow negation =
+      Operator("-", "-interval", "NegateInterval", "an interval", kResult,
+               "The negation, part by part.", "SELECT -INTERVAL '1 day 02:00'", "-1 days -02:00:00",
+               PrepareAs<'i'>, MakeFunction<NegateInterval>, IsIntervalAlone);
   negation.argumentCount = 1;
   rows.insert(
       rows.end(),
@@ -207,11 +206,10 @@ void AppendOperators(std::vector<FunctionRow>& rows) {
                    "SELECT TIME '01:00' - INTERVAL '2 hours'", "23:00:00", PrepareAs<'v', 'i'>,
                    MakeFunction<SubtractIntervalFromTime>, IsTimeAndInterval),
           Operator("-", "interval - interval", "SubtractIntervals", kIntervals, kResult,
-                   "The difference, part by part.",
-                   "SELECT INTERVAL '1 month' - INTERVAL '1 day'", "1 mon -1 days",
-                   PrepareAs<'i'>, MakeFunction<SubtractIntervals>, AreIntervals),
-          Operator("-", "moment - moment", "MomentDifference",
-                   "two timestamps, or one and a date", kResult,
+                   "The difference, part by part.", "SELECT INTERVAL '1 month' - INTERVAL '1 day'",
+                   "1 mon -1 days", PrepareAs<'i'>, MakeFunction<SubtractIntervals>, AreIntervals),
+          Operator("-", "moment - moment", "MomentDifference", "two timestamps, or one and a date",
+                   kResult,
                    "The time from the second to the first, as days and a time. The difference of "
                    "two dates is a whole number.",
                    "SELECT TIMESTAMP '2012-03-01 12:00' - TIMESTAMP '2012-02-01'",
@@ -226,12 +224,12 @@ void AppendOperators(std::vector<FunctionRow>& rows) {
                    "SELECT INTERVAL '1 month' * 1.5", "1 mon 15 days", PrepareAs<'i', 'n'>,
                    MakeFunction<MultiplyInterval>, IsIntervalAndNumber),
           Operator("*", "n * interval", "MultiplyByInterval", "a number, and an interval", kResult,
-                   "The same.", "SELECT 3 * INTERVAL '20 minutes'", "01:00:00",
-                   PrepareAs<'n', 'i'>, MakeFunction<MultiplyByInterval>, IsNumberAndInterval),
+                   "The same.", "SELECT 3 * INTERVAL '20 minutes'", "01:00:00", PrepareAs<'n', 'i'>,
+                   MakeFunction<MultiplyByInterval>, IsNumberAndInterval),
           Operator("/", "interval / n", "DivideInterval", "an interval, and a number", kResult,
                    "The quotient, likewise. Division by zero is an error.",
-                   "SELECT INTERVAL '1 month 1 day' / 2", "15 days 12:00:00",
-                   PrepareAs<'i', 'n'>, MakeFunction<DivideInterval>, IsIntervalAndNumber),
+                   "SELECT INTERVAL '1 month 1 day' / 2", "15 days 12:00:00", PrepareAs<'i', 'n'>,
+                   MakeFunction<DivideInterval>, IsIntervalAndNumber),
       });
 }
 
@@ -242,8 +240,8 @@ void AppendIntervalRows(std::vector<FunctionRow>& rows) {
   constexpr const char* kPartResult =
       "INTEGER; NUMERIC for `hour`, `second`, `milliseconds` and `epoch`";
   FunctionRow part = ScalarRow(
-      "extract", 2, "EXTRACT(part FROM interval)", "ExtractIntervalPart",
-      "a part, and an interval", kPartResult,
+      "extract", 2, "EXTRACT(part FROM interval)", "ExtractIntervalPart", "a part, and an interval",
+      kPartResult,
       "The part of an interval, with its sign: `millennium`, `century`, `decade`, `year`, "
       "`quarter`, `month` (-11 to 11), `day`, `hour`, `minute`, `second` with its fraction, the "
       "seconds as `milliseconds` and `microseconds`, and `epoch`, all of it in seconds, where a "
@@ -309,8 +307,8 @@ void AppendIntervalRows(std::vector<FunctionRow>& rows) {
                     "What the clocks of the zone show at a moment of UTC.",
                     "SELECT FROM_UTC(TIMESTAMP '2012-07-01 12:00', 'America/New_York')",
                     "2012-07-01 08:00:00", PrepareZone, MakeZoned<true>),
-          {Kind::kForm, "timezone", 2, "value AT TIME ZONE zone", "AtTimeZone", kZoned,
-           "TIMESTAMP", kNullIfAny,
+          {Kind::kForm, "timezone", 2, "value AT TIME ZONE zone", "AtTimeZone", kZoned, "TIMESTAMP",
+           kNullIfAny,
            "TO_UTC(value, zone); FROM_UTC(value, zone) where the value is written as a moment of "
            "UTC: as TO_UTC, as AT TIME ZONE that means it, NOW() or CURRENT_TIMESTAMP.",
            "SELECT TIMESTAMP '2012-07-01 12:00' AT TIME ZONE 'Europe/Berlin' AT TIME ZONE "

@@ -11,15 +11,15 @@ namespace {
 
 // The bits of the grammar's fields of intervals; it exports no names for them.
 constexpr std::pair<int, IntervalFields::Field> kFieldBits[] = {
-    {1 << 2, IntervalFields::kYear},  {1 << 1, IntervalFields::kMonth},
-    {1 << 3, IntervalFields::kDay},   {1 << 10, IntervalFields::kHour},
+    {1 << 2, IntervalFields::kYear},    {1 << 1, IntervalFields::kMonth},
+    {1 << 3, IntervalFields::kDay},     {1 << 10, IntervalFields::kHour},
     {1 << 11, IntervalFields::kMinute}, {1 << 12, IntervalFields::kSecond},
 };
 constexpr int kAllFields = 0x7FFF;
 constexpr int kMostDigits = 6;
 
-constexpr std::array<std::string_view, 7> kIntervalArguments = {
-    "years", "months", "weeks", "days", "hours", "mins", "secs"};
+constexpr std::array<std::string_view, 7> kIntervalArguments = {"years", "months", "weeks", "days",
+                                                                "hours", "mins",   "secs"};
 
 std::shared_ptr<SqlExpression> Call(int position, std::string name,
                                     std::vector<SqlExpressionPtr> arguments) {

@@ -28,8 +28,8 @@ auto ChooseByEquality(XeDataType type, Choose choose) {
   offer(std::type_identity<wchar_t*>{}, std::type_identity<RefLongVarChar>{},
         std::type_identity<int32>{}, std::type_identity<uint32>{}, std::type_identity<float64>{},
         std::type_identity<VelmarNumber>{}, std::type_identity<XeDate>{},
-        std::type_identity<XeTime>{}, std::type_identity<XeDateTime>{}, std::type_identity<XeInterval>{},
-        std::type_identity<uint8>{});
+        std::type_identity<XeTime>{}, std::type_identity<XeDateTime>{},
+        std::type_identity<XeInterval>{}, std::type_identity<uint8>{});
   return chosen;
 }
 

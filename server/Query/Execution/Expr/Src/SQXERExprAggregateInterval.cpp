@@ -81,8 +81,7 @@ void IntervalAggregate<Generic>::Output(unsigned char* record) {
 }
 
 template <class Generic>
-uint32 IntervalAggregate<Generic>::TransferState(StateTransfer transfer,
-                                                 uint8* state) {
+uint32 IntervalAggregate<Generic>::TransferState(StateTransfer transfer, uint8* state) {
   if (this->distinctValues_ != nullptr) {
     return this->TransferFields(transfer, state, this->distinctGroup_);
   }

@@ -65,8 +65,7 @@ class SQXEREXPR_API IntervalAggregate : public Generic {
   bool AdmitsInput(const BatchVector*, const BatchRows&) final { return true; }
   void FoldBatch(const BatchFold& fold) final;
   Aggregate::StateMerge GetStateMerge() final {
-    return this->isDistinctHandled_ ? Aggregate::StateMerge::kNone
-                                    : Aggregate::StateMerge::kAlways;
+    return this->isDistinctHandled_ ? Aggregate::StateMerge::kNone : Aggregate::StateMerge::kAlways;
   }
   void MergeState(uint8* state, const uint8* later) final;
 

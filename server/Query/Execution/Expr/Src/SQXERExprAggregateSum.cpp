@@ -13,9 +13,9 @@ Sum::Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
 void Sum::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   if (GetSourceField(input).GetDataType() == XeIntervalData) {
     AggregateColumnVectors columns = TakeColumns();
-    ReplaceBy(std::make_unique<SumInterval>(input, columns, isCumulativeAggregate_,
-                                            isDistinctHandled_),
-              result);
+    ReplaceBy(
+        std::make_unique<SumInterval>(input, columns, isCumulativeAggregate_, isDistinctHandled_),
+        result);
     return DescribeResult(info, XeIntervalData, 0, true);
   }
   const NumericInput& row = RequireNumericInput(GetSourceField(input), L"Sum");

@@ -49,9 +49,8 @@ class MomentShift : public OpFunction<Op> {
                             ? moments.As<int64>()[at]
                             : moments.As<int32>()[at] * kMicrosecondsPerDay;
     const int64 day = start + Op::kSign * interval.days * kMicrosecondsPerDay;
-    const bool isBeyond = Op::kSign > 0
-                              ? __builtin_add_overflow(day, interval.microseconds, &sum)
-                              : __builtin_sub_overflow(day, interval.microseconds, &sum);
+    const bool isBeyond = Op::kSign > 0 ? __builtin_add_overflow(day, interval.microseconds, &sum)
+                                        : __builtin_sub_overflow(day, interval.microseconds, &sum);
     return !isBeyond && IsMoment(day) && IsMoment(sum);
   }
   static bool IsMoment(int64 value) {

@@ -29,8 +29,8 @@ constexpr XeDataType kStamp = XeDateTimeData;
 constexpr XeDataType kSpan = XeIntervalData;
 constexpr XeDataType kNone = XeUnknown;
 
-constexpr XeDataType kFoldOrder[] = {kBit, kChar, kLong, kI4, kU4, kF8, kNum, kDay, kTime, kStamp,
-                                    kSpan};
+constexpr XeDataType kFoldOrder[] = {kBit, kChar, kLong, kI4,    kU4,  kF8,
+                                     kNum, kDay,  kTime, kStamp, kSpan};
 constexpr int kFoldTypes = std::size(kFoldOrder);
 
 /// The common type of what came so far (row) and one more operand (column), in kFoldOrder.

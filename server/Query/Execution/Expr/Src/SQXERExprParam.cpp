@@ -6,11 +6,11 @@
 
 #include "SQXERExprLike.h"
 #include "Utility/SUDataConvert.h"
-#include "Utility/XeInterval.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
 #include "Utility/XeFieldDataBinder.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 

@@ -35,9 +35,9 @@ using KnownOperands = std::span<const KnownOperand>;
 /// An op of several operands. `Operands` is a tuple of TextOperand and of the types that nodes
 /// compute with. An Apply that makes a text has a MadeText behind the operands, and gives nothing,
 /// or false where the text needs characters of more than one byte and `made` has none. Any other
-/// gives its result: a number, truth value, date, time, date-time or interval, or a part of one of its texts; in a
-/// std::optional if it can be NULL. What it raises becomes an error of the row. It may be a member
-/// of an op that keeps something between rows.
+/// gives its result: a number, truth value, date, time, date-time or interval, or a part of one of
+/// its texts; in a std::optional if it can be NULL. What it raises becomes an error of the row. It
+/// may be a member of an op that keeps something between rows.
 ///
 /// kOnBytes says whether Apply takes texts of one byte a character. An op that makes a text says in
 /// FindLongest(KnownOperands) how long it can be.

@@ -139,8 +139,7 @@ struct ScaleInterval {
     out.days = static_cast<int32>(days);
     const float64 restOfMonths = InMicroseconds((months - out.months) * kDaysOfMonth);
     const auto wholeDays = static_cast<int32>(restOfMonths);
-    float64 seconds =
-        InMicroseconds((days - out.days + restOfMonths - wholeDays) * kSecondsOfDay);
+    float64 seconds = InMicroseconds((days - out.days + restOfMonths - wholeDays) * kSecondsOfDay);
     int64 allDays = int64{out.days} + wholeDays;
     if (std::abs(seconds) >= kSecondsOfDay) {
       const auto more = static_cast<int32>(seconds / kSecondsOfDay);
@@ -149,8 +148,7 @@ struct ScaleInterval {
     }
     if (!std::in_range<int32>(allDays)) return false;
     out.days = static_cast<int32>(allDays);
-    const float64 time =
-        std::rint(scale(static_cast<float64>(value.microseconds)) + seconds * 1e6);
+    const float64 time = std::rint(scale(static_cast<float64>(value.microseconds)) + seconds * 1e6);
     if (!(time >= -0x1p63 && time < 0x1p63)) return false;
     out.microseconds = static_cast<int64>(time);
     return true;
@@ -170,8 +168,8 @@ struct MultiplyIntervalOp {
   static constexpr bool kOnBytes = false;
   static XeInterval Apply(const XeInterval& value, float64 factor) {
     XeInterval product;
-    if (!ScaleInterval::Try(value, [factor](float64 part) { return part * factor; }, product))
-        [[unlikely]] {
+    if (!ScaleInterval::Try(
+            value, [factor](float64 part) { return part * factor; }, product)) [[unlikely]] {
       ThrowIntervalOverflow(IntervalText(value) + L" * " + FactorText(factor));
     }
     return product;
@@ -198,8 +196,8 @@ struct DivideIntervalOp {
     if (divisor == 0) [[unlikely]]
       SUGThrow(ErrorMessage(59008));
     XeInterval quotient;
-    if (!ScaleInterval::Try(value, [divisor](float64 part) { return part / divisor; }, quotient))
-        [[unlikely]] {
+    if (!ScaleInterval::Try(
+            value, [divisor](float64 part) { return part / divisor; }, quotient)) [[unlikely]] {
       ThrowIntervalOverflow(IntervalText(value) + L" / " + MultiplyIntervalOp::FactorText(divisor));
     }
     return quotient;

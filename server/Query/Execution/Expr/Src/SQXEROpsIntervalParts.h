@@ -91,9 +91,7 @@ struct IntervalTruncOp {
 /// How the parts of an interval are carried on: 30 days to a month, 24 hours to a day. Afterwards
 /// they have one sign. Error 59050.
 struct JustifyInterval {
-  static void CarryDays(XeInterval& value) {
-    Carry(value, value.days, kDaysOfMonth, value.months);
-  }
+  static void CarryDays(XeInterval& value) { Carry(value, value.days, kDaysOfMonth, value.months); }
   static void CarryHours(XeInterval& value) {
     Carry(value, value.microseconds, kMicrosecondsOfDay, value.days);
   }
@@ -125,7 +123,7 @@ struct JustifyDaysOp {
   static constexpr bool kOnBytes = false;
   static XeInterval Apply(XeInterval value) {
     JustifyInterval::CarryDays(value);
-    JustifyInterval::Align(value.days, kDaysOfMonth, value.months, value.days < 0, value.days > 0);
+    JustifyInterval::Align(value.days, kDaysOfMonth, value.months, value.days<0, value.days> 0);
     return value;
   }
 };
@@ -136,7 +134,7 @@ struct JustifyHoursOp {
   static XeInterval Apply(XeInterval value) {
     JustifyInterval::CarryHours(value);
     JustifyInterval::Align(value.microseconds, kMicrosecondsOfDay, value.days,
-                           value.microseconds < 0, value.microseconds > 0);
+                           value.microseconds<0, value.microseconds> 0);
     return value;
   }
 };
@@ -146,8 +144,8 @@ struct JustifyIntervalOp {
   static constexpr bool kOnBytes = false;
   static XeInterval Apply(XeInterval value) {
     // Whole months go first where days would overflow by the hours.
-    const bool isOneSign = (value.days > 0 && value.microseconds > 0) ||
-                           (value.days < 0 && value.microseconds < 0);
+    const bool isOneSign =
+        (value.days > 0 && value.microseconds > 0) || (value.days < 0 && value.microseconds < 0);
     if (isOneSign) JustifyInterval::CarryDays(value);
     JustifyInterval::CarryHours(value);
     JustifyInterval::CarryDays(value);
@@ -155,7 +153,7 @@ struct JustifyIntervalOp {
     JustifyInterval::Align(value.days, kDaysOfMonth, value.months,
                            days < 0 || (days == 0 && time < 0),
                            days > 0 || (days == 0 && time > 0));
-    JustifyInterval::Align(value.microseconds, kMicrosecondsOfDay, value.days, time < 0, time > 0);
+    JustifyInterval::Align(value.microseconds, kMicrosecondsOfDay, value.days, time<0, time> 0);
     return value;
   }
 };
@@ -193,8 +191,8 @@ struct AgeOp {
     const bool isNegative = end < start;
     const XeDateTime& later = isNegative ? start : end;
     const XeDateTime& earlier = isNegative ? end : start;
-    int32 months = (later.GetYear() - earlier.GetYear()) * 12 + later.GetMonth() -
-                   earlier.GetMonth();
+    int32 months =
+        (later.GetYear() - earlier.GetYear()) * 12 + later.GetMonth() - earlier.GetMonth();
     int32 days = later.GetDay() - earlier.GetDay();
     int64 time = TimeDifferenceOp::Apply(later.GetTime(), earlier.GetTime()).microseconds;
     if (time < 0) {

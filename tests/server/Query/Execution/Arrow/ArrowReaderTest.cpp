@@ -153,8 +153,9 @@ TEST_F(ArrowReaderTest, Intervals) {
   EXPECT_EQ(show("tiD", Raw<int32>({0, 0, 3, -1500, 5, 5, 0, INT32_MIN})),
             (Values{"3 days -00:00:01.5", "NULL", "-596:31:23.648"}));
   // Months and days stand in one word here.
-  EXPECT_EQ(show("tin", Raw<int64>({0, 0, (int64{3} << 32) | 14, 1000, 5, 999, 0, INT64_MIN + 808})),
-            (Values{"1 year 2 mons 3 days 00:00:00.000001", "NULL", "-2562047:47:16.854775"}));
+  EXPECT_EQ(
+      show("tin", Raw<int64>({0, 0, (int64{3} << 32) | 14, 1000, 5, 999, 0, INT64_MIN + 808})),
+      (Values{"1 year 2 mons 3 days 00:00:00.000001", "NULL", "-2562047:47:16.854775"}));
   ExpectError(57206, {}, [&] { show("tin", Raw<int64>({0, 0, 0, 1001, 5, 5, 5, 5})); });
 }
 
