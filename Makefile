@@ -157,7 +157,8 @@ tidy: dependencies
 
 ## Regenerates docs/sql.md from the plan builder's own table.
 docs: build
-	$(SQXER) --functions > docs/sql.md
+	$(SQXER) --functions sql > docs/sql.md
+	for page in docs/sql/*.md; do $(SQXER) --functions "$$(basename "$$page" .md)" > "$$page" || exit 1; done
 
 install: build
 	cmake --install build/release

@@ -126,7 +126,7 @@ std::string Typed(const TypedValue& value, const std::string& name) {
 /// Operands that must be literals, or the same in every row, are refused as columns by a code of
 /// the planner's own.
 bool MustBeConstant(const std::string& outcome) {
-  static const std::set<std::string> codes = {"58020", "58025", "58032", "58033", "58035", "58061"};
+  static const std::set<std::string> codes = {"58020", "58025", "58032", "58033", "58035", "58071"};
   return outcome.starts_with("error ") && codes.contains(outcome.substr(6, 5));
 }
 

@@ -172,8 +172,14 @@ ExitStatus Run(const Options& options) {
   if (!options.isHeaderGiven) session.SetHeaderWarning(&WarnOfHeader);
   if (options.progress && isatty(STDERR_FILENO)) session.SetProgress(&Progress::Show);
 
-  if (options.showFunctions) {
-    WriteOut(engine::DescribeSql());
+  if (options.functions) {
+    try {
+      WriteOut(options.functions->empty() ? engine::ListSqlForms()
+                                          : engine::DescribeSql(*options.functions));
+    } catch (const Error& error) {
+      PrintError(error);
+      return kWrongOptions;
+    }
     return kDone;
   }
   if (options.showSwitches) {

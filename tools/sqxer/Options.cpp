@@ -176,7 +176,13 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_flag_callback(
       "--no-progress", [&] { options.progress = false; },
       "No progress bar (shown on a terminal, for work over a second)");
-  app.add_flag("--functions", options.showFunctions, "Print the SQL that is understood and exit");
+  std::string function;
+  const CLI::Option* const functions =
+      app.add_option("--functions", function,
+                     "Print all operators and functions, what one of them does, or a page of the "
+                     "reference of SQL, and exit")
+          ->type_name("[NAME]")
+          ->expected(0, 1);
   app.add_flag("--help-switches", options.showSwitches, "Print the switches of --set and exit");
 
   try {
@@ -185,6 +191,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     options.schemas = Split(schemas, "--schema", "NAME=COL:TYPE,...");
     options.switches = Split(switches, "--set", "SWITCH=VALUE");
     if (app.count("--delimiter") > 0) options.files.delimiter = ReadDelimiter(delimiter);
+    if (functions->count() > 0) options.functions = function;
     options.isHeaderGiven = !header.empty();
     options.files.hasHeader = header != "no";
   } catch (const CLI::Success& success) {

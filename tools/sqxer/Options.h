@@ -35,7 +35,8 @@ struct Options {
   engine::TextOptions output;
   bool timing = false;
   bool progress = true;
-  bool showFunctions = false;
+  /// Of what the reference is to be printed: a name, or of all functions when it is empty.
+  std::optional<std::string> functions;
   bool showSwitches = false;
 };
 

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "DateTimeReading.h"
-#include "EnglishDateNames.h"
 #include "TextBlanks.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/EnglishDateNames.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/XeAssert.h"

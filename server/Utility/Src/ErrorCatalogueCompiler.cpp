@@ -63,10 +63,14 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "RANGE takes a distance that is a number (an INTERVAL over dates), not negative, the same "
        "for every row"},
       {58049, 2, "a frame of {0} needs {1}"},
-      {58060, 2, "{0} has no argument of this name, or has it already: {1}"},
-      {58061, 1,
+      {58070, 2, "{0} has no argument of this name, or has it already: {1}"},
+      {58071, 1,
        "there is no time zone of this name, give one of the tz database (Europe/Berlin) or an "
        "INTERVAL: \"{0}\""},
+      {58060, 1, "{0}"},
+      {58061, 0, "the arguments of GROUPING must be keys of GROUP BY"},
+      {58062, 0, "the first keys of ORDER BY must be those of DISTINCT ON, in any order"},
+      {58063, 1, "GROUP BY ALL is not understood: write GROUP BY {0}"},
   };
 }
 

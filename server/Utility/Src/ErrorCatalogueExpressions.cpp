@@ -68,6 +68,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59174, 1, "there is no collation for this locale, name one as ICU does (sv_SE): \"{0}\""},
       {59175, 2, "this is no regular expression, {1}: \"{0}\""},
       {59176, 1, "there is no such option of a regular expression here: \"{0}\""},
+      {59060, 1, "in a format of numbers {0}"},
+      {59061, 1, "this text has no number: \"{0}\""},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
       {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
       {59190, 2,

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "EnglishDateNames.h"
 #include "IcuStatus.h"
+#include "Utility/EnglishDateNames.h"
 #include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
 

@@ -47,8 +47,20 @@ struct SwitchDescription {
 };
 SQXER_ENGINE_API std::vector<SwitchDescription> ListSwitches();
 
-/// All of the SQL that is understood, as a page of Markdown.
-SQXER_ENGINE_API std::string DescribeSql();
+/// A page of the reference of SQL, in Markdown.
+struct SqlPage {
+  /// "dates". The texts of both stay as long as the process.
+  std::string_view name;
+  std::string_view title;
+  std::string text;
+};
+/// All pages, first the one that says what a statement is and leads to the others.
+SQXER_ENGINE_API std::vector<SqlPage> DescribeSql();
+/// What those pages say of the operators, functions and aggregates of a name, whose letter case
+/// does not matter, or the page of that name. Error 58004 when there is none.
+SQXER_ENGINE_API std::string DescribeSql(std::string_view name);
+/// How they all are written, page by page, for a terminal.
+SQXER_ENGINE_API std::string ListSqlForms();
 
 /// The version of the library, as "1.2.3".
 SQXER_ENGINE_API const char* GetVersion() noexcept;

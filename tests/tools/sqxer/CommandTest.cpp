@@ -168,7 +168,10 @@ TEST_F(Command, TakesSqlFromFileAndStandardInputAndShowsWhatItKnows) {
     EXPECT_TRUE(std::regex_search(spilled.err, std::regex(R"("spilled_bytes":[1-9][0-9]{4,})")))
         << spilled.err;
   }
-  EXPECT_NE(Shell("sqxer --functions").out.find("### `"), std::string::npos);
+  EXPECT_NE(Shell("sqxer --functions").out.find("   LPAD(s, n)"), std::string::npos);
+  EXPECT_NE(Shell("sqxer --functions lpad").out.find("### `LPAD(s, n)`"), std::string::npos);
+  EXPECT_EQ(Shell("sqxer --functions lpat").err,
+            "error 58004: there is no function \"lpat\": did you mean LPAD?\n");
   EXPECT_NE(Shell("sqxer --help-switches").out.find("GroupMemory=256MiB\n"), std::string::npos);
   EXPECT_NE(Shell("sqxer --help").out.find("Exit status"), std::string::npos);
 }

@@ -65,6 +65,13 @@ void PrepareTruth(TypedArguments& columns) {
 }  // namespace
 
 void AppendAggregateRows(std::vector<FunctionRow>& rows) {
+  rows.push_back({Kind::kReader, "grouping", AtLeast(1), "GROUPING(key, ...)", "ExtractInt32",
+                  "keys of GROUP BY, at most 31", "INTEGER", "never NULL",
+                  "Which of the keys the group's grouping set leaves out: a bit each, that of the "
+                  "last key the lowest, 1 for one that is left out.",
+                  "SELECT weather, COUNT(*), GROUPING(weather) FROM \"seattle-weather\" GROUP BY "
+                  "ROLLUP (weather) HAVING COUNT(*) > 600",
+                  "rain,641,0\nsun,640,0\nNULL,1461,1"});
   auto add = [&](const char* name, int count, const char* form, const char* node,
                  const char* arguments, const char* result, const char* nulls,
                  const char* description, const char* example, const char* exampleResult,

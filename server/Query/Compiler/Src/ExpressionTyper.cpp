@@ -13,6 +13,9 @@ namespace {
 
 using Kind = TypedExpression::Kind;
 
+/// A word of the grammar, so that no other function has this name.
+constexpr std::string_view kGrouping = "grouping";
+
 }  // namespace
 
 XeString UpperName(std::string_view name) {
@@ -130,6 +133,7 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
     if (expression.over) ThrowPlanError(kNoWindowForm, expression.position, {L"JSON_VALUE"});
     return JsonColumns::Type(expression, json_);
   }
+  if (expression.name == kGrouping) return TypeGrouping(expression, clause);
   if (const AddedFunctionPtr added = catalog_.FindFunction(expression.name)) {
     return TypeAdded(added, expression, clause);
   }
@@ -154,7 +158,9 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
                                                                     const Clause& clause) const {
   std::vector<TypedExpressionPtr> results;
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
-  if (JsonColumns::IsCall(expression) || catalog_.FindFunction(expression.name)) return results;
+  const bool isOther = JsonColumns::IsCall(expression) || expression.name == kGrouping ||
+                       catalog_.FindFunction(expression.name);
+  if (isOther) return results;
   if (TypeClock(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
@@ -163,6 +169,27 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
     results.push_back(
         WithTextReasons(expression, [&] { return TypeAggregate(row, expression, clause, i); }));
   return results;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeGrouping(const SqlExpression& expression,
+                                                 const Clause& clause) const {
+  // A bit each of an integer that has no sign.
+  constexpr std::size_t kMostArguments = 31;
+  if (!clause.aggregates)
+    ThrowPlanError(kAggregateNotAllowed, expression.position, {clause.name, L"GROUPING"});
+  if (expression.arguments.size() > kMostArguments)
+    ThrowPlanError(kGroupingSets, expression.position,
+                   {L"GROUPING has at most " + std::to_wstring(kMostArguments) + L" arguments"});
+  auto grouping = std::make_shared<TypedExpression>();
+  grouping->kind = Kind::kGrouping;
+  grouping->position = expression.position;
+  grouping->type = XeInt4Data;
+  grouping->length = sizeof(int32);
+  grouping->nullable = false;
+  for (const SqlExpressionPtr& argument : expression.arguments)
+    grouping->arguments.push_back(Type(*argument, clause));
+  CountNodes(*grouping);
+  return grouping;
 }
 
 TypedExpressionPtr ExpressionTyper::TypeWord(const SqlExpression& expression,

@@ -60,6 +60,7 @@ class ExpressionTyper {
                               const Clause& clause) const;
   /// A constant for a function of the clock; null for any other.
   TypedExpressionPtr TypeClock(const SqlExpression& expression) const;
+  TypedExpressionPtr TypeGrouping(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeAdded(const AddedFunctionPtr& added, const SqlExpression& call,
                                const Clause& clause) const;
   TypedExpressionPtr MakeCall(const FunctionRow& row, TypedArguments arguments, int position) const;

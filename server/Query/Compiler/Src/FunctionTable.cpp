@@ -10,23 +10,35 @@ using Kind = FunctionRow::Kind;
 using Rule = AggregateResult::Rule;
 
 std::vector<FunctionRow> MakeTable() {
+  struct Part {
+    void (*append)(std::vector<FunctionRow>& rows);
+    std::string_view section;
+  };
+  constexpr Part kParts[] = {
+      {AppendOperatorRows, "operators"},
+      {AppendConditionalRows, "conditions"},
+      {AppendConversionRows, "conversions"},
+      {AppendFormatRows, "conversions"},
+      {AppendNumericRows, "numbers"},
+      {AppendIntegerRows, "numbers"},
+      {AppendTextRows, "texts"},
+      {AppendTextMakingRows, "texts"},
+      {AppendRegularRows, "patterns"},
+      {AppendCalendarRows, "dates"},
+      {AppendDateRows, "dates"},
+      {AppendIntervalRows, "intervals"},
+      {AppendClockRows, "dates"},
+      {AppendLookupRows, "tables"},
+      {AppendAggregateRows, "aggregates"},
+      {AppendStatisticsRows, "statistics"},
+      {AppendWindowRows, "windows"},
+  };
   std::vector<FunctionRow> rows;
-  AppendOperatorRows(rows);
-  AppendConditionalRows(rows);
-  AppendConversionRows(rows);
-  AppendNumericRows(rows);
-  AppendIntegerRows(rows);
-  AppendTextRows(rows);
-  AppendTextMakingRows(rows);
-  AppendRegularRows(rows);
-  AppendCalendarRows(rows);
-  AppendDateRows(rows);
-  AppendIntervalRows(rows);
-  AppendClockRows(rows);
-  AppendLookupRows(rows);
-  AppendAggregateRows(rows);
-  AppendStatisticsRows(rows);
-  AppendWindowRows(rows);
+  for (const Part& part : kParts) {
+    const std::size_t first = rows.size();
+    part.append(rows);
+    for (std::size_t i = first; i < rows.size(); ++i) rows[i].section = part.section;
+  }
   return rows;
 }
 

@@ -168,6 +168,8 @@ struct FunctionRow {
   /// Of an operator that is another one over these types: which arguments are its own. Null for
   /// the one that takes the rest.
   bool (*accepts)(const TypedArguments& arguments) = nullptr;
+  /// The page of the reference that a function or aggregate stands on.
+  std::string_view section = {};
 
   /// Whether it takes so many arguments, or the star.
   bool Takes(int count, bool star) const {
@@ -187,11 +189,10 @@ const FunctionRow& ChooseByTypes(const FunctionRow& row, const TypedArguments& a
 /// The rows of the functions and aggregates of a name, with OVER and without.
 std::vector<const FunctionRow*> FindFunctions(std::string_view name);
 
+/// Raises 58004 for a name of no function, with the names that are nearest.
+[[noreturn]] void ThrowUnknownFunction(std::string_view name, int position);
+
 /// The errors of a node class, as the reference tells them; null for one that has none but 59001.
 const char* ErrorsOfNode(std::string_view node);
-
-/// The reference in Markdown: what SQL is understood, and every row of the table. It is
-/// docs/sql.md, and what `sqxer --functions` prints.
-std::string FunctionReference();
 
 }  // namespace sqxer

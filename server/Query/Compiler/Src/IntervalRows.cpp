@@ -121,7 +121,7 @@ std::unique_ptr<RExpression> MakeTrunc(const TypedExpression& call, Operands& o)
   return std::make_unique<IntervalTrunc>(o[1].release(), ReadTruncUnit(*call.arguments[0]));
 }
 
-/// The zone that an argument names. Errors 58025 for what is no constant, 58061 (its text) for what
+/// The zone that an argument names. Errors 58025 for what is no constant, 58071 (its text) for what
 /// names none.
 TimeZoneRef ReadZone(const TypedExpression& argument) {
   TimeZoneRef zone;

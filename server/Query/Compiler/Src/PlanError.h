@@ -55,8 +55,12 @@ enum PlanErrorCode {
   kNoFraction = 58047,
   kFrameOffset = 58048,
   kFrameOrder = 58049,
-  kNoSuchArgument = 58060,
-  kNoSuchZone = 58061,
+  kNoSuchArgument = 58070,
+  kNoSuchZone = 58071,
+  kGroupingSets = 58060,
+  kNotAGroupKey = 58061,
+  kDistinctOn = 58062,
+  kGroupByAll = 58063,
   kUnknownColumn = 59015,
 };
 

@@ -61,7 +61,8 @@ class Planner {
     for (const SqlSelectItem& item : select_.items) AddItem(item);
     plan_.visibleOutputs = static_cast<int>(outputs_.size());
     TypedExpressionPtr where = TypeCondition(select_.where, {L"WHERE"});
-    TypedArguments keys = TypeGroupKeys();
+    std::vector<std::size_t> places;
+    TypedArguments keys = TypeGroupKeys(places);
     TypedExpressionPtr having = TypeCondition(select_.having, {L"HAVING", true, &outputs_});
     AddSortKeys();
     // Errors in windows that no call uses are errors.
@@ -72,11 +73,14 @@ class Planner {
     plan_.tablePosition = select_.tablePosition;
     plan_.documents = json_.GetDocuments();
     plan_.distinct = select_.distinct;
-    plan_.grouped = !select_.groupBy.empty() || having ||
+    plan_.grouped = !select_.groupBy.empty() || select_.hasGroupingSets || having ||
                     std::any_of(outputs_.begin(), outputs_.end(), [](const TypedOutput& output) {
                       return ContainsAggregate(*output.expression);
                     });
-    if (plan_.grouped) PlanGroups(std::move(keys), having);
+    if (plan_.grouped) {
+      std::vector<std::vector<bool>> sets = FindGroupingSets(places, keys.size());
+      PlanGroups(GroupPlan(sql_, std::move(keys), std::move(sets)), having);
+    }
     if (outputs_.size() > kMaxColumns)
       ThrowPlanError(kTooComplex, 0, {std::to_wstring(kMaxColumns)});
 
@@ -139,7 +143,8 @@ class Planner {
     return outputs_[static_cast<std::size_t>(position - 1)];
   }
 
-  TypedArguments TypeGroupKeys() const {
+  /// Equal ones are one: `places` says which one each that is written is.
+  TypedArguments TypeGroupKeys(std::vector<std::size_t>& places) const {
     TypedArguments keys;
     for (const SqlExpressionPtr& written : select_.groupBy) {
       TypedExpressionPtr key;
@@ -154,11 +159,67 @@ class Planner {
       } else {
         key = typer_.Type(*written, {L"GROUP BY", false, &outputs_});
       }
-      bool known = std::any_of(keys.begin(), keys.end(),
-                               [&](const auto& other) { return IsSameExpression(*other, *key); });
-      if (!known) keys.push_back(std::move(key));
+      const auto known = std::ranges::find_if(
+          keys, [&](const auto& other) { return IsSameExpression(*other, *key); });
+      places.push_back(static_cast<std::size_t>(known - keys.begin()));
+      if (known == keys.end()) keys.push_back(std::move(key));
     }
     return keys;
+  }
+
+  /// Which keys each grouping set has. None for the one set of no keys, which is what there is
+  /// without GROUP BY.
+  std::vector<std::vector<bool>> FindGroupingSets(const std::vector<std::size_t>& places,
+                                                  std::size_t keys) const {
+    std::vector<std::vector<bool>> sets;
+    for (const SqlGroupingSet& written : select_.groupingSets) {
+      std::vector<bool> set(keys);
+      for (const std::size_t key : written) set[places[key]] = true;
+      if (select_.distinctSets && std::ranges::find(sets, set) != sets.end()) continue;
+      sets.push_back(std::move(set));
+    }
+    if (sets.size() == 1 && keys == 0) sets.clear();
+    return sets;
+  }
+
+  /// The result columns that DISTINCT ON names.
+  std::vector<int> FindDistinctColumns(const std::vector<TypedOutput>& visible) {
+    std::vector<int> columns;
+    for (const SqlExpressionPtr& written : select_.distinctOn) {
+      const std::optional<int> position = AsPosition(*written, L"DISTINCT ON");
+      if (position) OutputAt(*position, *written, L"DISTINCT ON");
+      const int column = position ? *position - 1 : FindSortOutput(*written, visible);
+      if (std::ranges::find(columns, column) == columns.end()) columns.push_back(column);
+    }
+    return columns;
+  }
+
+  /// Puts the keys of DISTINCT ON in front of those of ORDER BY, where they are not there already.
+  void AddDistinctKeys(const std::vector<TypedOutput>& visible) {
+    const std::vector<int> columns = FindDistinctColumns(visible);
+    plan_.distinctKeys = columns.size();
+    std::vector<PlanSortKey> order;
+    std::vector<PlanSortKey> behind;
+    bool isOther = false;
+    for (const PlanSortKey& key : plan_.order) {
+      const bool isDistinct = std::ranges::find(columns, key.column) != columns.end();
+      const bool isKnown =
+          std::ranges::find(order, key.column, &PlanSortKey::column) != order.end();
+      if (isDistinct && isOther && !isKnown)
+        ThrowPlanError(kDistinctOn, select_.distinctOn[0]->position, {});
+      isOther = isOther || !isDistinct;
+      if (isKnown) continue;
+      (isDistinct ? order : behind).push_back(key);
+    }
+    const std::size_t written = order.size();
+    for (const int column : columns) {
+      if (std::ranges::find(order, column, &PlanSortKey::column) != order.end()) continue;
+      order.push_back({column});
+    }
+    if (written < columns.size() && !behind.empty())
+      ThrowPlanError(kDistinctOn, select_.distinctOn[0]->position, {});
+    order.insert(order.end(), behind.begin(), behind.end());
+    plan_.order = std::move(order);
   }
 
   void AddSortKeys() {
@@ -175,6 +236,7 @@ class Planner {
       }
       plan_.order.push_back(key);
     }
+    if (!select_.distinctOn.empty()) AddDistinctKeys(visible);
   }
 
   /// The result column to sort by; a new one, not visible, when none holds the expression.
@@ -202,16 +264,21 @@ class Planner {
     return static_cast<int>(outputs_.size()) - 1;
   }
 
-  void PlanGroups(TypedArguments keys, const TypedExpressionPtr& having) {
-    GroupPlan groups(sql_, std::move(keys));
+  void PlanGroups(GroupPlan groups, const TypedExpressionPtr& having) {
+    for (const TypedOutput& output : outputs_) groups.NoteGroupings(*output.expression);
+    if (having) groups.NoteGroupings(*having);
     for (TypedOutput& output : outputs_) output.expression = groups.OverGroups(output.expression);
     TypedExpressionPtr condition = having ? groups.OverGroups(having) : nullptr;
-    for (std::size_t i = 0; i < groups.GetKeys().size(); ++i)
-      plan_.groupKeys.push_back(
-          BuildResult(WithoutWidening(groups.GetKeys()[i]), groups.NameOfKey(i)));
+    for (std::size_t i = 0; i < groups.GetKeys().size(); ++i) {
+      PlanExpression key = BuildResult(WithoutWidening(groups.GetKeys()[i]), groups.NameOfKey(i));
+      key.result.nullable = key.result.nullable || !groups.IsInAllSets(i);
+      plan_.groupKeys.push_back(std::move(key));
+    }
     for (const TypedExpressionPtr& input : groups.GetInputs())
       plan_.aggregateInputs.push_back(BuildResult(input, XeRecordMetaData::exprFieldName_));
     plan_.aggregates = groups.MakeAggregates();
+    plan_.groupings = groups.GetGroupings();
+    plan_.groupingSets = groups.MakeSets();
     if (condition) plan_.having = Build(condition);
   }
 
@@ -221,7 +288,8 @@ class Planner {
     if (windows.IsEmpty()) return;
     // The windows' results stand behind all columns of the record.
     for (const TypedOutput& output : outputs_) NoteColumns(*output.expression);
-    std::size_t fields = plan_.grouped ? plan_.groupKeys.size() : plan_.scanRecord.size();
+    std::size_t fields =
+        plan_.grouped ? plan_.groupKeys.size() + plan_.groupings.size() : plan_.scanRecord.size();
     for (const PlanAggregate& aggregate : plan_.aggregates) fields += aggregate.results.size();
     for (TypedOutput& output : outputs_)
       output.expression = windows.OverWindows(output.expression, static_cast<int>(fields));

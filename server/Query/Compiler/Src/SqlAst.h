@@ -138,10 +138,15 @@ struct SqlSelectItem {
   int position = 0;
 };
 
+/// The keys of a grouping set, as indexes into those of GROUP BY.
+using SqlGroupingSet = std::vector<std::size_t>;
+
 /// A SELECT statement, checked to hold nothing that is not understood.
 struct SqlSelect {
   bool explain = false;
   bool distinct = false;
+  /// DISTINCT ON; empty without.
+  std::vector<SqlExpressionPtr> distinctOn;
   std::vector<SqlSelectItem> items;
   /// Empty without FROM.
   XeString table;
@@ -149,6 +154,11 @@ struct SqlSelect {
   int tablePosition = 0;
   SqlExpressionPtr where;
   std::vector<SqlExpressionPtr> groupBy;
+  /// With GROUPING SETS, ROLLUP, CUBE or an empty list: each makes groups of its own.
+  bool hasGroupingSets = false;
+  std::vector<SqlGroupingSet> groupingSets;
+  /// Of several equal sets only one counts.
+  bool distinctSets = false;
   SqlExpressionPtr having;
   /// The keys of the windows in WINDOW, also of those that no call uses.
   std::vector<SqlExpressionPtr> windowKeys;
@@ -161,6 +171,7 @@ struct SqlSelect {
 /// ForEachOperand's.
 template <class Visit>
 void ForEachExpression(const SqlSelect& select, const Visit& visit) {
+  for (const SqlExpressionPtr& key : select.distinctOn) visit(key);
   for (const SqlSelectItem& item : select.items) visit(item.expression);
   if (select.where) visit(select.where);
   for (const SqlExpressionPtr& key : select.groupBy) visit(key);

@@ -64,10 +64,6 @@ const wchar_t* FormName(const PgQuery__Node& node) {
       return L"ARRAY";
     case PG_QUERY__NODE__NODE_A_INDIRECTION:
       return L"a subscript or field of a value";
-    case PG_QUERY__NODE__NODE_GROUPING_FUNC:
-      return L"GROUPING";
-    case PG_QUERY__NODE__NODE_GROUPING_SET:
-      return L"GROUPING SETS, ROLLUP or CUBE";
     case PG_QUERY__NODE__NODE_NAMED_ARG_EXPR:
       return L"an argument by name";
     case PG_QUERY__NODE__NODE_SET_TO_DEFAULT:
@@ -89,10 +85,6 @@ int FormPosition(const PgQuery__Node& node) {
       return node.row_expr->location;
     case PG_QUERY__NODE__NODE_A_ARRAY_EXPR:
       return node.a_array_expr->location;
-    case PG_QUERY__NODE__NODE_GROUPING_FUNC:
-      return node.grouping_func->location;
-    case PG_QUERY__NODE__NODE_GROUPING_SET:
-      return node.grouping_set->location;
     case PG_QUERY__NODE__NODE_NAMED_ARG_EXPR:
       return node.named_arg_expr->location;
     case PG_QUERY__NODE__NODE_SET_TO_DEFAULT:
@@ -223,6 +215,11 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
       return Call(SqlExpression::Kind::kFunction, Place(extreme.location),
                   extreme.op == PG_QUERY__MIN_MAX_OP__IS_GREATEST ? "greatest" : "least",
                   ReadAll(extreme.args, extreme.n_args));
+    }
+    case PG_QUERY__NODE__NODE_GROUPING_FUNC: {
+      const PgQuery__GroupingFunc& grouping = *node.grouping_func;
+      return Call(SqlExpression::Kind::kFunction, Place(grouping.location), "grouping",
+                  ReadAll(grouping.args, grouping.n_args));
     }
     case PG_QUERY__NODE__NODE_PARAM_REF: {
       auto parameter = std::make_shared<SqlExpression>();

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "GroupingSets.h"
 #include "PlanError.h"
 #include "SqlExpressionReader.h"
 #include "TableLiterals.h"
@@ -22,7 +23,7 @@ class SelectReader {
   SqlSelect Read(const PgQuery__SelectStmt& statement) {
     RefuseOtherClauses(statement);
     SqlSelect select;
-    select.distinct = ReadDistinct(statement);
+    ReadDistinct(statement, select);
     select.windowKeys =
         expressions_.ReadWindows(statement.window_clause, statement.n_window_clause);
     for (std::size_t i = 0; i < statement.n_target_list; ++i) {
@@ -31,8 +32,7 @@ class SelectReader {
     }
     if (statement.n_from_clause) ReadTable(statement, select);
     select.where = ReadOptional(statement.where_clause);
-    for (std::size_t i = 0; i < statement.n_group_clause; ++i)
-      select.groupBy.push_back(expressions_.Read(*statement.group_clause[i]));
+    ReadGroupBy(statement, expressions_, select);
     select.having = ReadOptional(statement.having_clause);
     for (std::size_t i = 0; i < statement.n_sort_clause; ++i)
       select.orderBy.push_back(expressions_.ReadSort(*statement.sort_clause[i]->sort_by));
@@ -57,7 +57,6 @@ class SelectReader {
     if (statement.n_values_lists) RefuseKeyword(L"VALUES", "values");
     if (statement.into_clause) RefuseKeyword(L"INTO", "into");
     if (statement.n_locking_clause) RefuseKeyword(L"FOR UPDATE or FOR SHARE", "for");
-    if (statement.group_distinct) RefuseKeyword(L"GROUP BY DISTINCT", "group");
     if (statement.limit_option == PG_QUERY__LIMIT_OPTION__LIMIT_OPTION_WITH_TIES)
       RefuseKeyword(L"WITH TIES", "ties");
     if (statement.n_target_list == 0) Refuse(0, L"an empty select list");
@@ -76,12 +75,14 @@ class SelectReader {
     Refuse(0, clause);
   }
 
-  bool ReadDistinct(const PgQuery__SelectStmt& statement) const {
+  void ReadDistinct(const PgQuery__SelectStmt& statement, SqlSelect& select) const {
     // Plain DISTINCT is a list of one empty node.
-    for (std::size_t i = 0; i < statement.n_distinct_clause; ++i)
-      if (statement.distinct_clause[i]->node_case != PG_QUERY__NODE__NODE__NOT_SET)
-        RefuseKeyword(L"DISTINCT ON", "distinct");
-    return statement.n_distinct_clause > 0;
+    for (std::size_t i = 0; i < statement.n_distinct_clause; ++i) {
+      const PgQuery__Node& key = *statement.distinct_clause[i];
+      if (key.node_case != PG_QUERY__NODE__NODE__NOT_SET)
+        select.distinctOn.push_back(expressions_.Read(key));
+    }
+    select.distinct = statement.n_distinct_clause > 0 && select.distinctOn.empty();
   }
 
   void ReadTable(const PgQuery__SelectStmt& statement, SqlSelect& select) const {

@@ -15,7 +15,7 @@ struct SqlTimeReader {
   /// CURRENT_DATE and its like as calls of functions; null for what is none of the clock.
   static SqlExpressionPtr ReadClock(const PgQuery__SQLValueFunction& value);
   /// The arguments of a call by name, which come to stand where they belong; those that are missing
-  /// are 0. Of MAKE_INTERVAL alone. Error 58060 (name) for an argument that it has not, or twice.
+  /// are 0. Of MAKE_INTERVAL alone. Error 58070 (name) for an argument that it has not, or twice.
   static void PlaceArguments(const PgQuery__FuncCall& call, SqlExpression& function);
   /// AT TIME ZONE as FROM_UTC or TO_UTC, and AGE of one moment as that of today and this one.
   static void Rewrite(SqlExpression& function);

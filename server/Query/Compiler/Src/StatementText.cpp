@@ -4,6 +4,7 @@
 
 #include "Compiler.h"
 #include "GrammarThread.h"
+#include "GroupByAll.h"
 #include "LongNames.h"
 #include "ParsedTree.h"
 #include "PlanError.h"
@@ -166,7 +167,10 @@ ParsedTree ParseTree(const std::string& sql) {
   GrammarResult<PgQueryProtobufParseResult, pg_query_free_protobuf_parse_result> parse(
       GrammarThread::Get().Run(
           [&] { return pg_query_parse_protobuf(names.GetShortenedSql().c_str()); }));
-  if (parse.result.error) ThrowSyntaxError(names, *parse.result.error);
+  if (parse.result.error) {
+    RefuseGroupByAll(sql, *tree.tokens);
+    ThrowSyntaxError(names, *parse.result.error);
+  }
   tree.statements.reset(pg_query__parse_result__unpack(
       nullptr, parse.result.parse_tree.len,
       reinterpret_cast<const uint8_t*>(parse.result.parse_tree.data)));

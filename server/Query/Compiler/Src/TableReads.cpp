@@ -170,7 +170,8 @@ TableRequest FindTableReads(const SqlSelect& select) {
   ReadsFinder outputs;
   for (const SqlSelectItem& item : select.items) outputs.Visit(item.expression);
   for (const SqlSortItem& item : select.orderBy) outputs.Visit(item.expression);
-  const bool isGrouped = !select.groupBy.empty() || select.having || outputs.HasAggregates();
+  const bool isGrouped =
+      !select.groupBy.empty() || select.hasGroupingSets || select.having || outputs.HasAggregates();
   // Windows over groups have these for rows. A table in which values are looked up may be the
   // statement's own.
   request.onePass =
@@ -180,11 +181,11 @@ TableRequest FindTableReads(const SqlSelect& select) {
     conditions.Visit(*select.where);
     request.conditions = conditions.Take();
   }
-  request.canStartAgain = isGrouped || !select.orderBy.empty();
+  const bool isSorted = !select.orderBy.empty() || !select.distinctOn.empty();
+  request.canStartAgain = isGrouped || isSorted;
   const bool takesRowsAsTheyCome = !select.where && !select.having && !select.distinct &&
-                                   select.groupBy.empty() && select.orderBy.empty() &&
-                                   !finder.HasAggregates() && !finder.HasWindows() &&
-                                   !finder.ReadsDocuments();
+                                   !isGrouped && !isSorted && !finder.HasAggregates() &&
+                                   !finder.HasWindows() && !finder.ReadsDocuments();
   if (!select.limit || !takesRowsAsTheyCome) return request;
   const std::optional<uint64> limit = ReadCount(select.limit);
   const std::optional<uint64> offset = select.offset ? ReadCount(select.offset) : 0;

@@ -147,6 +147,7 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b) {
       if (a.column.length != b.column.length || a.column.scale != b.column.scale) return false;
       [[fallthrough]];
     case Kind::kConvert:
+    case Kind::kGrouping:
       return a.function == b.function && a.added == b.added &&
              AreSameArguments(a.arguments, b.arguments);
   }
@@ -168,7 +169,7 @@ bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
 }
 
 bool ContainsAggregate(const TypedExpression& expression) {
-  return Contains(expression, Kind::kAggregate);
+  return Contains(expression, Kind::kAggregate) || Contains(expression, Kind::kGrouping);
 }
 
 bool ContainsWindow(const TypedExpression& expression) {
@@ -202,6 +203,7 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
       break;
     case Kind::kAggregate:
     case Kind::kWindow:
+    case Kind::kGrouping:
       XeLogicError("an aggregate is no part of a tree");
   }
   node->SetSourcePosition(expression.position);

@@ -77,6 +77,8 @@ struct TypedExpression {
     kAggregate,
     /// The same with OVER; the keys of the window stand behind the columns.
     kWindow,
+    /// GROUPING over `arguments`, which are keys of groups.
+    kGrouping,
   };
   Kind kind = Kind::kConstant;
   int position = 0;
@@ -134,7 +136,7 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b);
 bool AreSameArguments(TypedArgumentSpan a, TypedArgumentSpan b);
 /// The same aggregate, whichever of its results is meant.
 bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b);
-/// Whether an aggregate over groups is part of the expression.
+/// Whether an aggregate over groups, or GROUPING, is part of the expression.
 bool ContainsAggregate(const TypedExpression& expression);
 bool ContainsWindow(const TypedExpression& expression);
 

@@ -84,27 +84,22 @@ TypedExpressionPtr AnyValue(XeDataType type, int position) {
 
 }  // namespace
 
-namespace {
-
-/// Error 58004, with the names that are nearest.
-[[noreturn]] void ThrowUnknownFunction(const SqlExpression& call) {
+void ThrowUnknownFunction(std::string_view name, int position) {
   std::vector<std::string_view> names;
   for (const FunctionRow& row : FunctionTable()) {
     if (row.kind != FunctionRow::Kind::kOperator && row.kind != FunctionRow::Kind::kForm)
       names.push_back(row.name);
   }
   XeString advice;
-  for (const std::string_view near : FindNearNames(call.name, names))
+  for (const std::string_view near : FindNearNames(name, names))
     advice += (advice.empty() ? L": did you mean " : L" or ") + UpperName(near);
   advice = advice.empty() ? XeString(kFunctionsAreListed) : advice + L"?";
-  ThrowPlanError(kNoSuchFunction, call.position, {L"function", Wide(call.name), advice});
+  ThrowPlanError(kNoSuchFunction, position, {L"function", Wide(name), advice});
 }
-
-}  // namespace
 
 const FunctionRow& ExpressionTyper::LookUpFunction(const SqlExpression& call) {
   std::vector<const FunctionRow*> rows = FindFunctions(call.name);
-  if (rows.empty()) ThrowUnknownFunction(call);
+  if (rows.empty()) ThrowUnknownFunction(call.name, call.position);
   const XeString name = UpperName(call.name);
   const auto keepOrRefuse = [&](const auto& fits, PlanErrorCode code, const auto&... details) {
     std::erase_if(rows, [&](const FunctionRow* row) { return !fits(*row); });

@@ -42,6 +42,14 @@ struct PlanAggregate {
   std::optional<WindowFrame> frame;
 };
 
+/// Of several ways in which the same rows are grouped, one.
+struct PlanGroupingSet {
+  /// Which of the keys it groups by, ascending; the others are NULL in its groups.
+  std::vector<std::size_t> keys;
+  /// What the fields behind the keys are in its groups.
+  std::vector<int32> groupings;
+};
+
 /// A sort key of the result: a column of the result record.
 struct PlanSortKey {
   int column = 0;
@@ -78,7 +86,8 @@ struct PlanDocuments {
 ///
 ///   scan record    the table columns `scanColumns`, in that order
 ///     filter, groupKeys, aggregateInputs read it
-///   group record   the group keys, then every aggregate's results (grouped queries only)
+///   group record   the group keys, with grouping sets the fields that tell these apart, then every
+///                  aggregate's results (grouped queries only)
 ///     having and outputs read it; without grouping outputs read the scan record
 ///   window records one per window: its `inputs`, read from the scan or group record. The results
 ///     of all windows' functions are the last fields of that scan or group record, in order
@@ -103,6 +112,12 @@ struct QueryPlan {
 
   bool grouped = false;
   std::vector<PlanExpression> groupKeys;
+  /// Each makes groups of its own; none where all rows are grouped by all keys. Groups come out set
+  /// by set.
+  std::vector<PlanGroupingSet> groupingSets;
+  std::vector<ColumnInfo> groupings;
+  /// Whether a set without keys has its group though there be no row.
+  bool opensEmptySets = true;
   /// Distinct argument trees of all aggregates; the aggregate input record has these fields.
   std::vector<PlanExpression> aggregateInputs;
   std::vector<PlanAggregate> aggregates;
@@ -117,6 +132,9 @@ struct QueryPlan {
   /// Result rows are made unique over the visible outputs.
   bool distinct = false;
   std::vector<PlanSortKey> order;
+  /// Of rows that agree in so many of the first sort keys only the first one counts; 0 for all
+  /// rows.
+  std::size_t distinctKeys = 0;
   std::optional<uint64> limit;
   uint64 offset = 0;
 

@@ -79,7 +79,7 @@ void GroupBatch::Start() {
 }
 
 bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys,
-                            uint64 firstRow) {
+                            std::span<const BatchVector> searched, uint64 firstRow) {
   found_ = 0;
   groupsBefore_ = table_.groups_.size();
   leftOver_.clear();
@@ -90,11 +90,20 @@ bool GroupBatch::FindByKeys(const BatchRows& rows, std::span<const BatchVector> 
   }
   rows_.resize(kMostBatchRows);
   groups_.resize(kMostBatchRows);
-  const bool isFound =
-      FindByCodes(rows, keys, firstRow) || (keys.size() == 1 ? FindByValue(rows, keys[0], firstRow)
-                                                             : FindBySeveral(rows, keys, firstRow));
+  if (searched.empty()) {
+    FindOneGroup(rows, firstRow);
+    return true;
+  }
+  const bool isFound = FindByCodes(rows, searched, firstRow) ||
+                       (searched.size() == 1 ? FindByValue(rows, searched[0], firstRow)
+                                             : FindBySeveral(rows, searched, firstRow));
   if (!isFound) FindByHash(rows, firstRow);
   return true;
+}
+
+void GroupBatch::FindOneGroup(const BatchRows& rows, uint64 firstRow) {
+  Group* const group = FindOrOpen(rows.GetRow(0), firstRow);
+  rows.ForEach([&](uint32 row) { Put(row, group); });
 }
 
 GroupBatch::Group* GroupBatch::FindOrOpen(uint32 row, uint64 firstRow) {
@@ -437,6 +446,7 @@ bool GroupBatch::ForEachFold(const BatchRows& rows, const Member& member, Use&& 
 }
 
 bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
+                            std::span<const BatchVector> searched,
                             std::span<const BatchVector> inputs, uint64 firstRow) {
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!inputFields_[i].Use(inputs[i], rows)) return false;
@@ -445,7 +455,7 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
     member.input = member.columns.empty() ? nullptr : &inputs[member.columns[0]];
     member.second = member.columns.size() < 2 ? nullptr : &inputs[member.columns[1]];
   }
-  if (!FindByKeys(rows, keys, firstRow)) return false;
+  if (!FindByKeys(rows, keys, searched, firstRow)) return false;
   if (members_.empty()) return true;
   // The states are to be read and written where they are.
   table_.GetTurns().Settle();

@@ -22,10 +22,12 @@ class GroupBatch {
   void Start();
 
   /// Finds the groups of the wanted rows; the first row of the batch has the number `firstRow`.
-  /// False when the batch is for GroupTable::Add, row by row; groups of its rows may have been
-  /// opened then. An error means the same.
+  /// `searched`: those of the keys that differ among the groups of the table. False when the batch
+  /// is for GroupTable::Add, row by row; groups of its rows may have been opened then. An error
+  /// means the same.
   bool FindGroups(const BatchRows& rows, std::span<const BatchVector> keys,
-                  std::span<const BatchVector> inputs, uint64 firstRow);
+                  std::span<const BatchVector> searched, std::span<const BatchVector> inputs,
+                  uint64 firstRow);
 
   /// After FindGroups: whether the states that TakeRows would make can be merged with others.
   bool MakesMergeableStates() const;
@@ -62,7 +64,9 @@ class GroupBatch {
 
   /// Puts the group of each wanted row into groups_, null where it would open one too many. False
   /// when the keys do not fit the record.
-  bool FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
+  bool FindByKeys(const BatchRows& rows, std::span<const BatchVector> keys,
+                  std::span<const BatchVector> searched, uint64 firstRow);
+  void FindOneGroup(const BatchRows& rows, uint64 firstRow);
   void Put(uint32 row, Group* group) {
     if (group == nullptr) [[unlikely]]
       return leftOver_.push_back(static_cast<uint16>(row));

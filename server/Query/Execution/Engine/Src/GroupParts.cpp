@@ -19,7 +19,7 @@ uint64 GroupParts::leastRows = kLeastRows;
 void GroupParts::Start(GroupTable& groups) {
   const auto stretches = static_cast<uint32>(runs_.size()) + 1;
   merge_.emplace(groups, stretches);
-  for (const auto& run : runs_) run->groups_.ShareStates(stretches);
+  for (const auto& run : runs_) run->GetGroups().ShareStates(stretches);
   groups_ = &groups;
   trialRows_.reset();
   isTrialOver_ = false;
@@ -68,7 +68,7 @@ const std::vector<GroupParts::Part>& GroupParts::Group(const TableChunk& chunk, 
 
 bool GroupParts::Merge(const Part& part) {
   if (part.run == nullptr) return false;
-  GroupTable& groups = part.run->groups_;
+  GroupTable& groups = part.run->GetGroups();
   const bool isMerged = part.isGrouped && merge_->Take(groups);
   failures_ += !isMerged;
   areGroupsMany_ =

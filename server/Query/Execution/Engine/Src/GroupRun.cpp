@@ -9,18 +9,18 @@
 namespace sqxer {
 namespace {
 
-/// The groups of a table as chunks.
+using GroupSets = std::vector<std::unique_ptr<GroupSet>>;
+
+/// The groups of the sets as chunks.
 class GroupRows final : public ChunkSource {
  public:
-  GroupRows(GroupTable& groups, WorkRecord& record, uint64 mostRows, ProgressMeter& meter,
-            RunPhase next)
-      : groups_(groups),
-        record_(record),
+  GroupRows(GroupSets& sets, uint64 mostRows, ProgressMeter& meter, RunPhase next)
+      : sets_(sets),
         mostRows_(mostRows),
         meter_(meter),
         next_(next),
-        builder_(record.GetLayout(), static_cast<std::size_t>(record.GetLayout().GetFieldCount())) {
-    groups_.BeginResults();
+        builder_(GetLayout(), static_cast<std::size_t>(GetLayout().GetFieldCount())) {
+    for (const auto& set : sets_) set->GetTable().BeginResults();
   }
 
   const TableChunk* Next() override {
@@ -38,18 +38,27 @@ class GroupRows final : public ChunkSource {
   }
 
  private:
+  const XeRecordMetaData& GetLayout() const { return sets_.front()->GetRecord().GetLayout(); }
+
   /// Some groups; false behind the last one.
   bool Append() {
-    if (groups_.AppendLive(static_cast<uint32>(mostRows_ - builder_.GetRows()), builder_) != 0) {
+    for (; set_ < sets_.size(); ++set_) {
+      if (AppendOf(*sets_[set_])) return true;
+    }
+    return false;
+  }
+  bool AppendOf(GroupSet& set) {
+    GroupTable& groups = set.GetTable();
+    if (groups.AppendLive(static_cast<uint32>(mostRows_ - builder_.GetRows()), builder_) != 0) {
       return true;
     }
-    const bool hasNext = groups_.NextLive() || groups_.NextSorted(meter_, next_);
-    if (hasNext) builder_.Append(record_.GetData());
+    const bool hasNext = groups.NextLive() || groups.NextSorted(meter_, next_);
+    if (hasNext) builder_.Append(set.GetRecord().GetData());
     return hasNext;
   }
 
-  GroupTable& groups_;
-  WorkRecord& record_;
+  GroupSets& sets_;
+  std::size_t set_ = 0;
   const uint64 mostRows_;
   ProgressMeter& meter_;
   const RunPhase next_;
@@ -58,12 +67,30 @@ class GroupRows final : public ChunkSource {
   std::exception_ptr error_;
 };
 
-uint64 GetGroupMemory() { return Settings::Current()->GetSwitches().groupMemory_; }
+/// One for each grouping set; without these, one. They share the memory for groups.
+GroupSets MakeSets(const QueryPlan& plan, WorkRecord& input, uint64 mostRows) {
+  GroupSets sets;
+  const std::vector<ColumnInfo> fields = GroupRun::FieldsOf(plan);
+  const std::size_t count = std::max<std::size_t>(plan.groupingSets.size(), 1);
+  const uint64 memory = Settings::Current()->GetSwitches().groupMemory_ / count;
+  for (std::size_t i = 0; i < count; ++i) {
+    const PlanGroupingSet* const set = plan.groupingSets.empty() ? nullptr : &plan.groupingSets[i];
+    sets.push_back(std::make_unique<GroupSet>(fields, plan.groupKeys.size(), set, input,
+                                              plan.aggregates, memory, mostRows));
+  }
+  return sets;
+}
+
+uint64 CountRowsOf(const Table* table, bool hasRest) {
+  if (hasRest) return kUnknownRows;
+  return table != nullptr ? table->rowCount : 1;
+}
 
 }  // namespace
 
 std::vector<ColumnInfo> GroupRun::FieldsOf(const QueryPlan& plan) {
   std::vector<ColumnInfo> fields = ResultsOf(plan.groupKeys);
+  fields.insert(fields.end(), plan.groupings.begin(), plan.groupings.end());
   const std::vector<ColumnInfo> results = ResultsOf(plan.aggregates);
   fields.insert(fields.end(), results.begin(), results.end());
   return fields;
@@ -72,15 +99,13 @@ std::vector<ColumnInfo> GroupRun::FieldsOf(const QueryPlan& plan) {
 GroupRun::GroupRun(QueryPlan& plan, const Table* table, std::unique_ptr<ChunkSource> rest)
     : scanRecord_(plan.scanRecord),
       inputRecord_(ResultsOf(plan.aggregateInputs)),
-      groupRecord_(FieldsOf(plan)),
       scan_(RowScan::TakeReads(plan, table), scanRecord_),
-      keys_(BindAll(plan.groupKeys, scanRecord_, groupRecord_)),
-      inputs_(BindAll(plan.aggregateInputs, scanRecord_, inputRecord_)),
-      groups_(groupRecord_, keys_.size(), inputRecord_, plan.aggregates, GetGroupMemory(),
-              rest               ? kUnknownRows
-              : table != nullptr ? table->rowCount
-                                 : 1),
-      batch_(groups_) {
+      sets_(MakeSets(plan, inputRecord_, CountRowsOf(table, rest != nullptr))),
+      opensEmptySets_(plan.opensEmptySets) {
+  if (!plan.groupingSets.empty()) keyRecord_.emplace(FieldsOf(plan));
+  WorkRecord& keyRecord = keyRecord_ ? *keyRecord_ : sets_.front()->GetRecord();
+  keys_ = BindAll(plan.groupKeys, scanRecord_, keyRecord);
+  inputs_ = BindAll(plan.aggregateInputs, scanRecord_, inputRecord_);
   scan_.SetRows(table, std::move(rest));
   if (!AreRepeatable(keys_) || !AreRepeatable(inputs_)) scan_.GiveUpBatches();
   if (scan_.HasBatches()) ShareTrees(scan_, {&keys_, &inputs_});
@@ -89,14 +114,14 @@ GroupRun::GroupRun(QueryPlan& plan, const Table* table, std::unique_ptr<ChunkSou
 GroupRun::~GroupRun() = default;
 
 bool GroupRun::CanMergeParts() {
-  if (!scan_.HasBatches()) return false;
-  groups_.KeepBareStates(true);
-  groups_.Clear();
-  return GroupMerge::CanMerge(groups_);
+  if (!scan_.HasBatches() || sets_.size() > 1) return false;
+  GetGroups().KeepBareStates(true);
+  GetGroups().Clear();
+  return GroupMerge::CanMerge(GetGroups());
 }
 
 void GroupRun::SetParts(GroupRuns parts, uint64 memory) {
-  for (const auto& part : parts) part->groups_.LimitMemory(memory);
+  for (const auto& part : parts) part->GetGroups().LimitMemory(memory);
   parts_ = std::make_unique<GroupParts>(std::move(parts));
 }
 
@@ -105,15 +130,22 @@ void GroupRun::Run(ProgressMeter& meter) {
   takesBatches_ = scan_.HasBatches();
   scan_.Start(takesBatches_);
   Start();
-  if (parts_) parts_->Start(groups_);
+  if (parts_) parts_->Start(GetGroups());
   scan_.Scan(*this, meter);
 }
 
 void GroupRun::Start() {
-  groups_.KeepBareStates(takesBatches_);
-  groups_.Clear();
-  if (takesBatches_) batch_.Start();
-  if (keys_.empty()) groups_.OpenGroup();
+  for (const auto& set : sets_) set->Start(takesBatches_, opensEmptySets_);
+}
+
+uint64 GroupRun::CountLive() const {
+  uint64 live = 0;
+  for (const auto& set : sets_) live += set->GetTable().CountLive();
+  return live;
+}
+
+bool GroupRun::AreAllLive() const {
+  return std::ranges::all_of(sets_, [](const auto& set) { return set->GetTable().AreAllLive(); });
 }
 
 bool GroupRun::TakeChunk(RowScan& scan, const TableChunk& chunk, uint64 firstRow) {
@@ -134,14 +166,28 @@ RowTaker::Outcome GroupRun::TakeBatch(const BatchRows& rows) {
   if (!takesBatches_) return Outcome::kByRows;
   if (!FindGroups(rows)) return Outcome::kFailed;
   // An error from here on is one.
-  batch_.TakeRows(rows, scan_.GetBatchRow());
+  TakeRows(rows);
   return Outcome::kTaken;
+}
+
+void GroupRun::TakeRows(const BatchRows& rows) {
+  std::optional<ErrorMessage> first;
+  for (const auto& set : sets_) {
+    try {
+      set->GetBatch().TakeRows(rows, scan_.GetBatchRow());
+    } catch (const ErrorMessage& error) {
+      if (!first || error.GetRowNumber() < first->GetRowNumber()) first = error;
+    }
+  }
+  if (first) throw *std::move(first);
 }
 
 bool GroupRun::FindGroups(const BatchRows& rows) {
   try {
     return EvaluateTrees(keys_, rows, keyVectors_) && EvaluateTrees(inputs_, rows, inputVectors_) &&
-           batch_.FindGroups(rows, keyVectors_, inputVectors_, scan_.GetBatchRow());
+           std::ranges::all_of(sets_, [&](const auto& set) {
+             return set->FindGroups(rows, keyVectors_, inputVectors_, scan_.GetBatchRow());
+           });
   } catch (const ErrorMessage&) {
     return false;
   }
@@ -152,14 +198,17 @@ bool GroupRun::TakeRow(uint64 row) {
     WriteAll(keys_);
     WriteAll(inputs_);
   });
-  groups_.Add(row);
+  for (const auto& set : sets_) {
+    if (keyRecord_) set->TakeKeys(*keyRecord_);
+    set->GetTable().Add(row);
+  }
   return true;
 }
 
 bool GroupRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end) {
   const SettingsScope scope(settings_);
   takesBatches_ = true;
-  groups_.LimitRows(end - row);
+  GetGroups().LimitRows(end - row);
   scan_.StartPart();
   Start();
   scan_.EnterPart(chunk, firstRow);
@@ -170,9 +219,9 @@ bool GroupRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, u
     row += count;
     if (!isFiltered) return false;
     if (rows.GetWanted() == 0) continue;
-    if (!FindGroups(rows) || !batch_.MakesMergeableStates()) return false;
+    if (!FindGroups(rows) || !sets_.front()->GetBatch().MakesMergeableStates()) return false;
     try {
-      batch_.TakeRows(rows, scan_.GetBatchRow());
+      TakeRows(rows);
     } catch (const ErrorMessage&) {
       // Who does the rows again tells it.
       return false;
@@ -183,7 +232,7 @@ bool GroupRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, u
 
 std::unique_ptr<ChunkSource> GroupRun::TakeGroups(uint64 mostRows, ProgressMeter& meter,
                                                   RunPhase next) {
-  return std::make_unique<GroupRows>(groups_, groupRecord_, mostRows, meter, next);
+  return std::make_unique<GroupRows>(sets_, mostRows, meter, next);
 }
 
 }  // namespace sqxer

@@ -4,8 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "GroupBatch.h"
-#include "GroupTable.h"
+#include "GroupSet.h"
 #include "RowScan.h"
 #include "Utility/Settings.h"
 
@@ -36,18 +35,19 @@ class GroupRun final : private RowTaker {
 
   /// Groups all rows.
   void Run(ProgressMeter& meter);
-  uint64 CountLive() const { return groups_.CountLive(); }
+  uint64 CountLive() const;
   /// Whether all groups are in memory.
-  bool AreAllLive() const { return groups_.AreAllLive(); }
-  /// After Run, once: the groups in the order of their first rows, in chunks of at most so many.
-  /// The meter counts the rows that are sorted for that, and then goes to the phase `next`. An
-  /// error of a group comes when those before it were handed on. The run must outlive them.
+  bool AreAllLive() const;
+  /// After Run, once: the groups, set by set, in the order of their first rows, in chunks of at
+  /// most so many. The meter counts the rows that are sorted for that, and then goes to the phase
+  /// `next`. An error of a group comes when those before it were handed on. The run must outlive
+  /// them.
   std::unique_ptr<ChunkSource> TakeGroups(uint64 mostRows, ProgressMeter& meter, RunPhase next);
 
   // For EXPLAIN.
   std::vector<FieldWriter>& GetKeys() { return keys_; }
   std::vector<FieldWriter>& GetInputs() { return inputs_; }
-  AggregateSet MakeAggregates() { return groups_.MakeAggregates(); }
+  AggregateSet MakeAggregates() { return GetGroups().MakeAggregates(); }
 
  private:
   friend class GroupParts;
@@ -57,6 +57,11 @@ class GroupRun final : private RowTaker {
   bool TakeRow(uint64 row) override;
   void Start();
   bool FindGroups(const BatchRows& rows);
+  /// Takes the rows of a batch into the groups found. An error is that of the first row that has
+  /// one.
+  void TakeRows(const BatchRows& rows);
+  /// Where there is one set.
+  GroupTable& GetGroups() { return sets_.front()->GetTable(); }
   /// Rows of a chunk, from `row` up to `end`, into groups that are to be merged with others: all of
   /// them by batches. False when that cannot be done.
   bool GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, uint64 end);
@@ -64,12 +69,13 @@ class GroupRun final : private RowTaker {
   const SettingsRef settings_ = Settings::Current();
   WorkRecord scanRecord_;
   WorkRecord inputRecord_;
-  WorkRecord groupRecord_;
+  /// The keys of a row, where there are several sets of them.
+  std::optional<WorkRecord> keyRecord_;
   RowScan scan_;
   std::vector<FieldWriter> keys_;
   std::vector<FieldWriter> inputs_;
-  GroupTable groups_;
-  GroupBatch batch_;
+  std::vector<std::unique_ptr<GroupSet>> sets_;
+  const bool opensEmptySets_;
   std::unique_ptr<GroupParts> parts_;
   bool takesBatches_ = false;
   std::vector<BatchVector> keyVectors_;

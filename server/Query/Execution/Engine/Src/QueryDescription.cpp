@@ -95,6 +95,13 @@ std::vector<XeString> QueryRun::Describe() {
   if (IsGrouped()) {
     const BatchMarks marks = MarksOf(scan);
     description.AddTrees(L"group by ", grouping_->GetKeys(), marks);
+    for (const PlanGroupingSet& set : plan_.groupingSets) {
+      XeString keys;
+      for (const std::size_t key : set.keys) {
+        keys += (keys.empty() ? L"" : L", ") + grouping_->GetKeys()[key].GetColumn().name;
+      }
+      description.Add(L"grouping set (" + keys + L")");
+    }
     description.AddAggregates(L"aggregate ", plan_.aggregates, grouping_->MakeAggregates(),
                               grouping_->GetInputs(), marks);
     if (RExpression* const having = scan_.GetFilter()) {
@@ -123,6 +130,10 @@ std::vector<XeString> QueryRun::Describe() {
     const XeString name = column < hidden ? outputs_[column].GetColumn().name
                                           : L"column " + std::to_wstring(column + 1);
     description.Add(L"order by " + name + DirectionOf(key));
+  }
+  if (plan_.distinctKeys != 0) {
+    description.Add(L"first row of each " + std::to_wstring(plan_.distinctKeys) +
+                    (plan_.distinctKeys == 1 ? L" key" : L" keys"));
   }
   if (plan_.offset != 0) description.Add(L"offset " + std::to_wstring(plan_.offset));
   if (plan_.limit) description.Add(L"limit " + std::to_wstring(*plan_.limit));

@@ -136,7 +136,11 @@ void QueryRun::BindOutputs() {
   AddSortKeys(plan_.order, result_, keys);
   sorter_.emplace(result_.GetSize(), timer_, false, true);
   sorter_->SetRowIdSorterMetadata(keys, result_.GetLayout());
-  if (plan_.limit && *plan_.limit <= std::numeric_limits<uint64>::max() - plan_.offset) {
+  if (plan_.distinctKeys != 0) {
+    distinctKeys_ = KeySet();
+    AddSortKeys(std::span(plan_.order).first(plan_.distinctKeys), result_, *distinctKeys_);
+    lastDistinct_.emplace(result_.GetSize());
+  } else if (plan_.limit && *plan_.limit <= std::numeric_limits<uint64>::max() - plan_.offset) {
     sorter_->SetRecordLimit(*plan_.limit + plan_.offset);
   }
   if (!IsGrouped()) PrepareRowOrder();
@@ -154,10 +158,12 @@ void QueryRun::PrepareRowOrder() {
   }
   if (!SortedRows::CanTake(keys, table, scan_.GetColumns())) return;
   uint64 limit = 0;
-  if (plan_.limit && *plan_.limit <= table.rowCount && plan_.offset <= table.rowCount) {
+  if (plan_.limit && *plan_.limit <= table.rowCount && plan_.offset <= table.rowCount &&
+      !distinctKeys_) {
     limit = *plan_.limit + plan_.offset;
   }
-  rowOrder_.emplace(keys, std::nullopt, table, scan_.GetColumns());
+  const auto groupKeys = distinctKeys_ ? std::optional(plan_.distinctKeys) : std::nullopt;
+  rowOrder_.emplace(keys, groupKeys, table, scan_.GetColumns());
   rowOrder_->SetLimit(limit);
   rowOrder_->SetThreads(threads_);
   if (rowOrder_->CountBytes() > memory) {
@@ -370,7 +376,7 @@ bool QueryRun::FindDistinct(const BatchRows& rows) {
     return false;
   }
   // The groups that it opens are to be emitted: from here on nothing is done again.
-  return distinctBatch_->FindGroups(rows, outputVectors_, {}, scan_.GetBatchRow());
+  return distinctBatch_->FindGroups(rows, outputVectors_, outputVectors_, {}, scan_.GetBatchRow());
 }
 
 bool QueryRun::EmitBatch(const BatchRows& rows) {
@@ -481,14 +487,22 @@ void QueryRun::EmitDistinct() {
 void QueryRun::EmitSortedRows() {
   sorter_->EndInput();
   meter_.Start(RunPhase::kWriting, sorted_);
+  bool isFirst = true;
   while (sorter_->GetRecord(result_.GetData())) {
     meter_.Step();
+    if (distinctKeys_) {
+      uint8* const last = lastDistinct_->Get();
+      if (!isFirst && distinctKeys_->Compare(last, result_.GetData()) == 0) continue;
+      isFirst = false;
+      result_.GetPacker().Copy(result_.GetData(), last);
+    }
     if (!Pass()) return;
   }
 }
 
 void QueryRun::EmitRowsByNumber() {
   rowOrder_->Sort();
+  if (distinctKeys_) rowOrder_->KeepFirstOfGroups();
   meter_.Start(RunPhase::kWriting, rowOrder_->GetCount());
   const auto pass = [this](uint64) {
     meter_.Step();

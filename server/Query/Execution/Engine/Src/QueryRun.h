@@ -125,6 +125,9 @@ class QueryRun final : private RowTaker {
   WorkRecord noInput_;
   OperatorTimer timer_;
   std::optional<SqrtSorter> sorter_;
+  /// Of sorted rows that agree in these only the first one goes on; and the last one that did.
+  std::optional<KeySet> distinctKeys_;
+  std::optional<RecordBuffer> lastDistinct_;
   /// In the place of the sorter: the numbers of the rows, whose outputs are evaluated late.
   std::optional<SortedRows> rowOrder_;
   std::optional<LateWriters> lateOutputs_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "QueryPlan.h"
@@ -26,7 +27,7 @@ inline KeySet KeysOfFirstFields(const WorkRecord& record, std::size_t count) {
 }
 
 /// Adds planned sort keys, whose columns are fields of a record.
-inline void AddSortKeys(const std::vector<PlanSortKey>& order, const WorkRecord& record,
+inline void AddSortKeys(std::span<const PlanSortKey> order, const WorkRecord& record,
                         KeySet& keys) {
   for (const PlanSortKey& key : order) {
     keys.Add(KeyDesc(record.GetField(static_cast<std::size_t>(key.column)), key.order,

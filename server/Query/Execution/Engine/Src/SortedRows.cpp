@@ -337,6 +337,14 @@ void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {
   for (const auto& [first, end] : equals) SortTies(firstText + first, firstText + end, key + 1);
 }
 
+void SortedRows::KeepFirstOfGroups() {
+  uint64 kept = 0;
+  for (uint64 place = 0; place < order_.size(); ++place) {
+    if (starts_[place] == kNewGroup) order_[kept++] = order_[place];
+  }
+  order_.resize(kept);
+}
+
 template <class KeyAt>
 void SortedRows::NoteStarts(const Packing& packing, const RowArray<uint64>& left, KeyAt keyAt) {
   const std::size_t all = keys_.size();

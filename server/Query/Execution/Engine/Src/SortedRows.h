@@ -51,6 +51,8 @@ class SortedRows {
   /// Adds the wanted rows of a batch whose first row has a number (from 0) in the table.
   bool Add(const BatchRows& rows, uint64 firstRow);
   void Sort();
+  /// Of an order with groups, once it was sorted: only the first row of each stays.
+  void KeepFirstOfGroups();
   /// Gives all memory back. Begin starts again.
   void Release();
 

@@ -24,10 +24,12 @@ inline constexpr ColumnBounds<int64> kCalendarMoments = {
     (kCalendarDays.greatest + 1) * kMicrosecondsPerDay - 1};
 
 /// A day, brought into the calendar.
+inline std::chrono::year_month_day ReadCalendarDay(int64 day) {
+  const std::chrono::days within(std::clamp(day, kCalendarDays.least, kCalendarDays.greatest));
+  return std::chrono::year_month_day{std::chrono::sys_days(within)};
+}
 inline XeDate ReadAnyDay(int32 day) {
-  const std::chrono::days within(
-      std::clamp<int64>(day, kCalendarDays.least, kCalendarDays.greatest));
-  const std::chrono::year_month_day date{std::chrono::sys_days(within)};
+  const std::chrono::year_month_day date = ReadCalendarDay(day);
   return XeDate(static_cast<int>(date.year()),
                 static_cast<int>(static_cast<unsigned>(date.month())),
                 static_cast<int>(static_cast<unsigned>(date.day())));

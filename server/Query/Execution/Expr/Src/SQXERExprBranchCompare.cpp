@@ -111,6 +111,45 @@ bool ExtremeOfValues::EvalBatch(const BatchRows& rows, BatchVector& out) {
 }
 
 template <class T>
+bool ExtremeOfValues::MergeNumbers(std::vector<BatchVector>& vectors, const BatchRows& rows,
+                                   BatchVector& out) {
+  BatchBuffers& buffers = GetBatchBuffers();
+  T* const values = buffers.Values<T>();
+  uint64* const words = buffers.Validity();
+  const bool areMergeable = std::ranges::all_of(vectors, [&](const BatchVector& one) {
+    return one.form == vectors[0].form && one.scale == vectors[0].scale && !one.isConstant;
+  });
+  if (!areMergeable) return false;
+  const auto wordAt = [](const BatchVector& vector, uint32 word) {
+    return vector.validity == nullptr ? ~uint64{0} : vector.validity[word];
+  };
+  out = vectors[0];
+  out.block = nullptr;
+  for (std::size_t i = 1; i < vectors.size(); ++i) {
+    const BatchVector& next = vectors[i];
+    const T* const best = out.As<T>();
+    const T* const others = next.As<T>();
+    const bool areAllValid = out.validity == nullptr && next.validity == nullptr;
+    if (areAllValid) {
+      MapPairs(best, false, others, false, values, rows,
+               [this](T a, T b) { return IsBetter(b, a) ? b : a; });
+    } else {
+      rows.ForEach([&](uint32 row) {
+        const bool takesOther =
+            !next.IsNull(row) && (out.IsNull(row) || IsBetter(others[row], best[row]));
+        values[row] = takesOther ? others[row] : best[row];
+      });
+      for (uint32 word = 0; word < (rows.count + 63) / 64; ++word) {
+        words[word] = wordAt(out, word) | wordAt(next, word);
+      }
+      out.validity = words;
+    }
+    out.values = reinterpret_cast<const uint8*>(values);
+  }
+  return true;
+}
+
+template <class T>
 bool ExtremeOfValues::EvalBatchTyped(const BatchRows& rows, BatchVector& out) {
   if constexpr (std::is_same_v<T, AnyValue>) {
     return RExpression::EvalBatch(rows, out);
@@ -119,6 +158,15 @@ bool ExtremeOfValues::EvalBatchTyped(const BatchRows& rows, BatchVector& out) {
     std::vector<BatchVector> vectors(values_.size());
     for (std::size_t i = 0; i < vectors.size(); ++i) {
       if (!EvaluateBatch(*values_[i], rows, vectors[i])) return false;
+    }
+    if constexpr (std::is_arithmetic_v<T>) {
+      if (MergeNumbers<T>(vectors, rows, out)) return true;
+    } else if constexpr (std::is_same_v<T, VelmarNumber>) {
+      if (vectors[0].form == ColumnForm::kDecimal64 && MergeNumbers<int64>(vectors, rows, out))
+        return true;
+    } else if constexpr (std::is_same_v<T, XeDate>) {
+      if (vectors[0].form == ColumnForm::kDay32 && MergeNumbers<int32>(vectors, rows, out))
+        return true;
     }
     // The operand that each row takes.
     constexpr uint8 kNone = UINT8_MAX;

@@ -30,6 +30,9 @@ class SQXEREXPR_API ExtremeOfValues : public Conditional {
 
   template <class T>
   RExprReturn EvalTyped(void* out);
+  /// The same where all are numbers or days of one form: one loop for each. False otherwise.
+  template <class T>
+  bool MergeNumbers(std::vector<BatchVector>& vectors, const BatchRows& rows, BatchVector& out);
   template <class T>
   bool EvalBatchTyped(const BatchRows& rows, BatchVector& out);
   /// Whether a value takes the place of the best one so far.

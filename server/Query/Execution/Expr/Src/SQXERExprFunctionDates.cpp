@@ -5,17 +5,24 @@
 namespace sqxer {
 
 template class OpFunction<IsoYearOp>;
+template class DayPartFunction<IsoYearOp>;
 template class OpFunction<IsoWeekOp>;
+template class DayPartFunction<IsoWeekOp>;
 template class OpFunction<IsoDayOfWeekOp>;
+template class DayPartFunction<IsoDayOfWeekOp>;
 template class OpFunction<DecadeOp>;
+template class DayPartFunction<DecadeOp>;
 template class OpFunction<SpanOfYearsOp<100>>;
+template class DayPartFunction<SpanOfYearsOp<100>>;
 template class OpFunction<SpanOfYearsOp<1000>>;
+template class DayPartFunction<SpanOfYearsOp<1000>>;
 template class OpFunction<EpochOp>;
 template class OpFunction<EpochOfTimeOp>;
 template class OpFunction<JulianOp>;
 template class OpFunction<MillisecondsOp>;
 template class OpFunction<MicrosecondsOp>;
 template class OpFunction<LastDayOp>;
+template class DayPartFunction<LastDayOp>;
 template class OpFunction<MakeDateOp>;
 template class OpFunction<MakeTimestampOp>;
 template class OpFunction<AddDaysOp>;
@@ -82,6 +89,37 @@ bool DateTrunc::EvalBatch(const BatchRows& rows, BatchVector& out) {
   }
   out.block = nullptr;
   return true;
+}
+
+bool MakeDate::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  OperandVectors operands;
+  if (!EvaluateOperands(rows, operands)) return false;
+  const bool areNumbers = std::ranges::all_of(
+      operands, [](const BatchVector& one) { return one.form == ColumnForm::kInt32; });
+  if (!areNumbers) return ComputeBatch(operands, rows, out);
+  out = BatchVector();
+  FindValidRows(operands, rows, out);
+  out.form = ColumnForm::kDay32;
+  int32* const values = GetBatchBuffers().Values<int32>();
+  out.values = reinterpret_cast<const uint8*>(values);
+  const auto at = [&](std::size_t operand, uint32 row) {
+    return operands[operand].As<int32>()[operands[operand].isConstant ? 0 : row];
+  };
+  bool isDone = true;
+  RowsOf(out, rows).ForEach([&](uint32 row) {
+    const int32 year = at(0, row);
+    const int32 month = at(1, row);
+    const int32 day = at(2, row);
+    const bool isDay = MakeDateOp::IsDay(year, month, day);
+    isDone &= isDay || out.IsNull(row);
+    using namespace std::chrono;
+    const sys_days date = std::chrono::year(MakeDateOp::Counted(year)) /
+                          std::chrono::month(static_cast<unsigned>(isDay ? month : 1)) /
+                          std::chrono::day(static_cast<unsigned>(isDay ? day : 1));
+    values[row] = static_cast<int32>(date.time_since_epoch().count());
+  });
+  // Some row is to tell its error.
+  return isDone || ComputeBatch(operands, rows, out);
 }
 
 bool Epoch::EvalBatch(const BatchRows& rows, BatchVector& out) {

@@ -55,19 +55,56 @@ class DayFunction : public OpFunction<Op> {
   }
 };
 
+/// A function of a moment that depends on the day alone, which an op computes of the day's number,
+/// too (Op::OfDay), for the loops of batches.
+template <FunctionOp Op>
+class DayPartFunction : public OpFunction<Op> {
+ public:
+  using OpFunction<Op>::OpFunction;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
+    typename OpFunction<Op>::OperandVectors operands;
+    if (!this->EvaluateOperands(rows, operands)) return false;
+    const BatchVector& moments = operands[0];
+    if (!CountsMicroseconds(moments)) return this->ComputeBatch(operands, rows, out);
+    out = moments;
+    out.block = nullptr;
+    constexpr bool kGivesDay = std::same_as<decltype(Op::Apply({})), XeDate>;
+    out.form = kGivesDay ? ColumnForm::kDay32 : ColumnForm::kInt32;
+    int32* const values = this->GetBatchBuffers().template Values<int32>();
+    out.values = reinterpret_cast<const uint8*>(values);
+    const BatchRows wanted = RowsOf(out, rows);
+    if (moments.form == ColumnForm::kDay32) {
+      MapValues(moments.template As<int32>(), values, wanted,
+                [](int32 day) { return Op::OfDay(day); });
+    } else {
+      MapValues(moments.template As<int64>(), values, wanted, [](int64 moment) {
+        return Op::OfDay(DateTruncOp::CutTo(kMicrosecondsPerDay, moment) / kMicrosecondsPerDay);
+      });
+    }
+    return true;
+  }
+};
+
 // One source makes them.
 extern template class SQXEREXPR_API OpFunction<IsoYearOp>;
+extern template class SQXEREXPR_API DayPartFunction<IsoYearOp>;
 extern template class SQXEREXPR_API OpFunction<IsoWeekOp>;
+extern template class SQXEREXPR_API DayPartFunction<IsoWeekOp>;
 extern template class SQXEREXPR_API OpFunction<IsoDayOfWeekOp>;
+extern template class SQXEREXPR_API DayPartFunction<IsoDayOfWeekOp>;
 extern template class SQXEREXPR_API OpFunction<DecadeOp>;
+extern template class SQXEREXPR_API DayPartFunction<DecadeOp>;
 extern template class SQXEREXPR_API OpFunction<SpanOfYearsOp<100>>;
+extern template class SQXEREXPR_API DayPartFunction<SpanOfYearsOp<100>>;
 extern template class SQXEREXPR_API OpFunction<SpanOfYearsOp<1000>>;
+extern template class SQXEREXPR_API DayPartFunction<SpanOfYearsOp<1000>>;
 extern template class SQXEREXPR_API OpFunction<EpochOp>;
 extern template class SQXEREXPR_API OpFunction<EpochOfTimeOp>;
 extern template class SQXEREXPR_API OpFunction<JulianOp>;
 extern template class SQXEREXPR_API OpFunction<MillisecondsOp>;
 extern template class SQXEREXPR_API OpFunction<MicrosecondsOp>;
 extern template class SQXEREXPR_API OpFunction<LastDayOp>;
+extern template class SQXEREXPR_API DayPartFunction<LastDayOp>;
 extern template class SQXEREXPR_API OpFunction<MakeDateOp>;
 extern template class SQXEREXPR_API OpFunction<MakeTimestampOp>;
 extern template class SQXEREXPR_API OpFunction<AddDaysOp>;
@@ -79,29 +116,29 @@ extern template class SQXEREXPR_API DayFunction<DaysBetweenOp>;
 
 // Functions of dates and times whose meaning is that of their op; see there. NULL if an operand is.
 
-class SQXEREXPR_API IsoYear final : public OpFunction<IsoYearOp> {
+class SQXEREXPR_API IsoYear final : public DayPartFunction<IsoYearOp> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
-class SQXEREXPR_API IsoWeek final : public OpFunction<IsoWeekOp> {
+class SQXEREXPR_API IsoWeek final : public DayPartFunction<IsoWeekOp> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
-class SQXEREXPR_API IsoDayOfWeek final : public OpFunction<IsoDayOfWeekOp> {
+class SQXEREXPR_API IsoDayOfWeek final : public DayPartFunction<IsoDayOfWeekOp> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
-class SQXEREXPR_API Decade final : public OpFunction<DecadeOp> {
+class SQXEREXPR_API Decade final : public DayPartFunction<DecadeOp> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
-class SQXEREXPR_API Century final : public OpFunction<SpanOfYearsOp<100>> {
+class SQXEREXPR_API Century final : public DayPartFunction<SpanOfYearsOp<100>> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
-class SQXEREXPR_API Millennium final : public OpFunction<SpanOfYearsOp<1000>> {
+class SQXEREXPR_API Millennium final : public DayPartFunction<SpanOfYearsOp<1000>> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
 class SQXEREXPR_API Epoch final : public OpFunction<EpochOp> {
  public:
@@ -125,13 +162,14 @@ class SQXEREXPR_API Microseconds final : public OpFunction<MicrosecondsOp> {
  public:
   using OpFunction::OpFunction;
 };
-class SQXEREXPR_API LastDay final : public OpFunction<LastDayOp> {
+class SQXEREXPR_API LastDay final : public DayPartFunction<LastDayOp> {
  public:
-  using OpFunction::OpFunction;
+  using DayPartFunction::DayPartFunction;
 };
 class SQXEREXPR_API MakeDate final : public OpFunction<MakeDateOp> {
  public:
   using OpFunction::OpFunction;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
 };
 class SQXEREXPR_API MakeTimestamp final : public OpFunction<MakeTimestampOp> {
  public:

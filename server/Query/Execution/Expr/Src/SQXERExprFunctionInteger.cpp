@@ -41,17 +41,35 @@ bool AreWithin(const BatchVector& vector, const BatchRows& rows, int places,
          VelmarNumber::negate(VelmarNumber::FromScaled(bounds.least, vector.scale)) < limit;
 }
 
+/// Calls use(divisor) with ten to the power of some digits; a few of them as a constant, by which
+/// the compiler divides without a division.
+template <class T, class Use>
+void WithPowerOfTen(int digits, Use&& use) {
+  switch (digits) {
+    case 1:
+      return use(std::integral_constant<T, 10>());
+    case 2:
+      return use(std::integral_constant<T, 100>());
+    case 3:
+      return use(std::integral_constant<T, 1000>());
+    default:
+      return use(static_cast<T>(kPowersOfTen[static_cast<std::size_t>(digits)]));
+  }
+}
+
 /// Integers of one scale, rounded to fewer digits behind the point.
 template <class T>
 void RoundScaled(int places, const BatchRows& rows, BatchBuffers& buffers, BatchVector& out) {
-  const auto divisor = static_cast<T>(kPowersOfTen[out.scale - places]);
   T* const values = buffers.Values<T>();
-  MapValues(out.As<T>(), values, rows, [divisor](T value) {
-    const T quotient = value / divisor;
-    const T rest = value % divisor;
-    const T size = rest < 0 ? -rest : rest;
-    if (size < divisor - size) return quotient;
-    return rest < 0 ? quotient - 1 : quotient + 1;
+  WithPowerOfTen<T>(out.scale - places, [&](auto power) {
+    MapValues(out.As<T>(), values, rows, [power](T value) {
+      const T divisor = power;
+      const T quotient = value / divisor;
+      const T rest = value % divisor;
+      const T size = rest < 0 ? -rest : rest;
+      if (size < divisor - size) return quotient;
+      return rest < 0 ? quotient - 1 : quotient + 1;
+    });
   });
   out.scale = static_cast<int16>(places);
   out.values = reinterpret_cast<const uint8*>(values);

@@ -12,6 +12,9 @@ class SQXEREXPR_API Mod final : public NumericValueFunction {
   using NumericValueFunction::NumericValueFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override { return (this->*evaluate_)(out); }
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool GivesSameAs(RExpression&) override { return true; }
+  bool HasBatchLoop() override { return true; }
 
  private:
   RExprReturn EvalDouble(void* out);

@@ -39,6 +39,9 @@ using KnownOperands = std::span<const KnownOperand>;
 /// its texts; in a std::optional if it can be NULL. What it raises becomes an error of the row. It
 /// may be a member of an op that keeps something between rows.
 ///
+/// kIsPlain, true, says that Apply takes any numbers of fixed width without an error, so that
+/// values of rows that do not count may be computed with.
+///
 /// kOnBytes says whether Apply takes texts of one byte a character. An op that makes a text says in
 /// FindLongest(KnownOperands) how long it can be.
 template <class Op>
@@ -64,6 +67,13 @@ template <class T>
 inline constexpr bool kIsOptional = false;
 template <class T>
 inline constexpr bool kIsOptional<std::optional<T>> = true;
+
+/// The values of pairs of numbers that stand side by side in batches.
+template <class Operands>
+inline constexpr bool kIsPairOfNumbers = false;
+template <class A, class B>
+inline constexpr bool kIsPairOfNumbers<std::tuple<A, B>> =
+    std::is_arithmetic_v<A>&& std::is_arithmetic_v<B>;
 
 template <class T>
 struct WithoutOptional {
@@ -203,10 +213,36 @@ class OpFunction : public ValueFunction {
     out = BatchVector();
     FindValidRows(operands, rows, out);
     const BatchRows wanted = RowsOf(out, rows);
+    if constexpr (requires { Op::kIsPlain; }) {
+      MapPlain(operands, wanted, out);
+      return true;
+    }
     if constexpr (Op::kOnBytes) {
       if (AreBytes(operands) && FillBatch<ByteText>(operands, wanted, out)) return true;
     }
     return FillBatch<RefLongVarChar>(operands, wanted, out);
+  }
+  /// Which rows of `out` have a value: those where every operand has one, as far as is known.
+  void FindValidRows(const OperandVectors& operands, const BatchRows& rows, BatchVector& out) {
+    uint64* const words = GetBatchBuffers().Validity();
+    BatchVector both = operands[0];
+    for (std::size_t i = 1; i < kCount; ++i) {
+      BatchVector next;
+      IntersectValidity(both, operands[i], rows, words, next);
+      both.validity = next.validity;
+      both.isConstant = next.isConstant;
+    }
+    out.isConstant = both.isConstant;
+    out.validity = both.validity;
+    if constexpr (kCanBeNull) {
+      // Rows lose their value below.
+      if (both.validity == nullptr) {
+        std::fill_n(words, kMostBatchWords, ~uint64{0});
+      } else if (both.validity != words) {
+        std::copy_n(both.validity, both.isConstant ? 1 : (rows.count + 63) / 64, words);
+      }
+      out.validity = words;
+    }
   }
 
  private:
@@ -305,27 +341,6 @@ class OpFunction : public ValueFunction {
     }
   }
 
-  void FindValidRows(const OperandVectors& operands, const BatchRows& rows, BatchVector& out) {
-    uint64* const words = GetBatchBuffers().Validity();
-    BatchVector both = operands[0];
-    for (std::size_t i = 1; i < kCount; ++i) {
-      BatchVector next;
-      IntersectValidity(both, operands[i], rows, words, next);
-      both.validity = next.validity;
-      both.isConstant = next.isConstant;
-    }
-    out.isConstant = both.isConstant;
-    out.validity = both.validity;
-    if constexpr (kCanBeNull) {
-      // Rows lose their value below.
-      if (both.validity == nullptr) {
-        std::fill_n(words, kMostBatchWords, ~uint64{0});
-      } else if (both.validity != words) {
-        std::copy_n(both.validity, both.isConstant ? 1 : (rows.count + 63) / 64, words);
-      }
-      out.validity = words;
-    }
-  }
   static bool AreBytes(const OperandVectors& operands) {
     bool areBytes = true;
     ForEachOperand([&]<class Operand>(std::type_identity<Operand>, std::size_t i) {
@@ -334,6 +349,19 @@ class OpFunction : public ValueFunction {
       }
     });
     return areBytes;
+  }
+
+  /// One loop that the compiler can vectorise.
+  void MapPlain(const OperandVectors& operands, const BatchRows& rows,
+                BatchVector& out) requires detail::kIsPairOfNumbers<typename Op::Operands> {
+    using A = std::tuple_element_t<0, typename Op::Operands>;
+    using B = std::tuple_element_t<1, typename Op::Operands>;
+    StoredResult* const values = GetBatchBuffers().template Values<StoredResult>();
+    MapPairs(operands[0].template As<A>(), operands[0].isConstant, operands[1].template As<B>(),
+             operands[1].isConstant, values, rows,
+             [](A a, B b) { return static_cast<StoredResult>(Op::Apply(a, b)); });
+    out.form = FormOfResult();
+    out.values = reinterpret_cast<const uint8*>(values);
   }
 
   template <class Text>

@@ -112,6 +112,11 @@ struct IsoCalendar {
     return XeCalendar::AddDays(DateTruncOp::OfDay(TruncUnit::kWeek, moment.GetDate()), 3);
   }
 };
+/// The number of the Thursday in the week of a day; day 0 is one.
+constexpr int64 ThursdayOfDay(int64 day) { return DateTruncOp::CutTo(7, day + 3); }
+inline int YearOfDay(int64 day) { return static_cast<int>(ReadCalendarDay(day).year()); }
+
+// OfDay gives the same of a day's number.
 struct IsoYearOp {
   using Operands = std::tuple<XeDateTime>;
   static constexpr const wchar_t* kName = L"IsoYear";
@@ -119,6 +124,7 @@ struct IsoYearOp {
   static int32 Apply(const XeDateTime& moment) {
     return SaidYear(IsoCalendar::ThursdayOf(moment).GetYear());
   }
+  static int32 OfDay(int64 day) { return SaidYear(YearOfDay(ThursdayOfDay(day))); }
 };
 struct IsoWeekOp {
   using Operands = std::tuple<XeDateTime>;
@@ -126,6 +132,10 @@ struct IsoWeekOp {
   static constexpr bool kOnBytes = false;
   static int32 Apply(const XeDateTime& moment) {
     return (XeCalendar::DayOfYear(IsoCalendar::ThursdayOf(moment)) - 1) / 7 + 1;
+  }
+  static int32 OfDay(int64 day) {
+    const int64 thursday = ThursdayOfDay(day);
+    return static_cast<int32>((thursday - FirstDayOfYear(YearOfDay(thursday))) / 7) + 1;
   }
 };
 /// 1 is Monday.
@@ -136,22 +146,28 @@ struct IsoDayOfWeekOp {
   static int32 Apply(const XeDateTime& moment) {
     return (XeCalendar::DayOfWeek(moment.GetDate()) + 5) % 7 + 1;
   }
+  static int32 OfDay(int64 day) { return static_cast<int32>(day - ThursdayOfDay(day)) + 4; }
 };
 struct DecadeOp {
   using Operands = std::tuple<XeDateTime>;
   static constexpr const wchar_t* kName = L"Decade";
   static constexpr bool kOnBytes = false;
-  static int32 Apply(const XeDateTime& moment) {
-    return FirstYearOf(TruncUnit::kDecade, moment.GetYear()) / 10;
-  }
+  static int32 Apply(const XeDateTime& moment) { return OfYear(moment.GetYear()); }
+  static int32 OfDay(int64 day) { return OfYear(YearOfDay(day)); }
+
+ private:
+  static int32 OfYear(int year) { return FirstYearOf(TruncUnit::kDecade, year) / 10; }
 };
 template <int years>
 struct SpanOfYearsOp {
   using Operands = std::tuple<XeDateTime>;
   static constexpr const wchar_t* kName = years == 100 ? L"Century" : L"Millennium";
   static constexpr bool kOnBytes = false;
-  static int32 Apply(const XeDateTime& moment) {
-    const int year = SaidYear(moment.GetYear());
+  static int32 Apply(const XeDateTime& moment) { return OfYear(SaidYear(moment.GetYear())); }
+  static int32 OfDay(int64 day) { return OfYear(SaidYear(YearOfDay(day))); }
+
+ private:
+  static int32 OfYear(int year) {
     return year > 0 ? (year + years - 1) / years : -((years - 1 - year) / years);
   }
 };
@@ -184,11 +200,15 @@ struct JulianOp {
   using Operands = std::tuple<XeDateTime>;
   static constexpr const wchar_t* kName = L"Julian";
   static constexpr bool kOnBytes = false;
-  static VelmarNumber Apply(const XeDateTime& moment) {
+  static int64 DayOf(const XeDateTime& moment) {
     constexpr int64 kEpochDay = 2440588;
+    const int64 midnight = DateTruncOp::CutTo(kMicrosecondsPerDay, EpochMicroseconds(moment));
+    return kEpochDay + midnight / kMicrosecondsPerDay;
+  }
+  static VelmarNumber Apply(const XeDateTime& moment) {
     const int64 microseconds = EpochMicroseconds(moment);
     const int64 midnight = DateTruncOp::CutTo(kMicrosecondsPerDay, microseconds);
-    return VelmarNumber::Plus(VelmarNumber(kEpochDay + midnight / kMicrosecondsPerDay),
+    return VelmarNumber::Plus(VelmarNumber(DayOf(moment)),
                               VelmarNumber::Divide(VelmarNumber(microseconds - midnight),
                                                    VelmarNumber(kMicrosecondsPerDay)));
   }
@@ -222,6 +242,13 @@ struct LastDayOp {
     return XeDate(moment.GetYear(), moment.GetMonth(),
                   XeCalendar::DaysInMonth(moment.GetYear(), moment.GetMonth()));
   }
+  static int32 OfDay(int64 day) {
+    const std::chrono::year_month_day date = ReadCalendarDay(day);
+    const auto month = static_cast<unsigned>(date.month());
+    // Months of 31 days alternate with shorter ones, and again from August on.
+    const unsigned last = month == 2 ? 28 + date.year().is_leap() : 30 + ((month + month / 8) & 1);
+    return static_cast<int32>(day + last - static_cast<unsigned>(date.day()));
+  }
 };
 
 /// The day of a year, month and day; -1 is the year before 1. Error 59171 (the parts) for what is
@@ -230,14 +257,18 @@ struct MakeDateOp {
   using Operands = std::tuple<CountOperand, CountOperand, CountOperand>;
   static constexpr const wchar_t* kName = L"MakeDate";
   static constexpr bool kOnBytes = false;
+  static bool IsDay(int32 year, int32 month, int32 day) {
+    if (year < kMinYear || year > kMaxYear || year == 0) return false;
+    if (month < 1 || month > 12 || day < 1) return false;
+    return day <= 28 || day <= XeCalendar::DaysInMonth(Counted(year), month);
+  }
+  /// With a year 0.
+  static constexpr int32 Counted(int32 year) { return year > 0 ? year : year + 1; }
   static XeDate Apply(int32 year, int32 month, int32 day) {
-    const bool isDay =
-        year >= kMinYear && year <= kMaxYear && year != 0 && month >= 1 && month <= 12 && day >= 1;
-    const int counted = year > 0 ? year : year + 1;
-    if (!isDay || day > XeCalendar::DaysInMonth(counted, month)) [[unlikely]]
+    if (!IsDay(year, month, day)) [[unlikely]]
       SUGThrow(ErrorMessage(59171, {std::to_wstring(year) + L"-" + std::to_wstring(month) + L"-" +
                                     std::to_wstring(day)}));
-    return XeDate(counted, month, day);
+    return XeDate(Counted(year), month, day);
   }
 };
 

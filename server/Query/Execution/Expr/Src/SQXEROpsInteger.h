@@ -106,6 +106,7 @@ struct BitsOp<Bits, int32> {
   using Operands = std::tuple<int32, int32>;
   static constexpr const wchar_t* kName = Bits::kName;
   static constexpr bool kOnBytes = false;
+  static constexpr bool kIsPlain = true;
   static int32 Apply(int32 a, int32 b) { return Bits::Apply(a, b); }
 };
 template <class Bits>

@@ -101,6 +101,10 @@ class DistributedPlan::Impl {
     const QueryPlan plan = Compile(source_);
     if (plan.explain) ThrowEngineError(kNotDistributed, {L"EXPLAIN reads no rows"});
     if (plan.table.empty()) ThrowEngineError(kNotDistributed, {L"it reads no table"});
+    if (plan.distinctKeys != 0) {
+      ThrowEngineError(kNotDistributed,
+                       {L"DISTINCT ON keeps the first rows of an order of all of them"});
+    }
     if (!plan.documents.empty()) {
       ThrowEngineError(kNotDistributed,
                        {L"the types of its JSON values are known only when all rows are read"});
@@ -159,7 +163,7 @@ class DistributedPlan::Impl {
     RequireStates(stream, L"finish");
     Table states = states_.Read(stream);
     QueryPlan plan = CompileFor(states.schema);
-    if (plan.grouped && plan.groupKeys.empty() && states.rowCount == 0) {
+    if (states.rowCount == 0 && PlanSplit::HasGroupOfNoRows(plan)) {
       // The group of no rows, of which there are no states.
       Table rows;
       rows.schema = source_;

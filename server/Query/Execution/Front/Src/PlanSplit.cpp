@@ -139,6 +139,18 @@ void OutputFields(QueryPlan& plan, const std::vector<ColumnInfo>& fields, std::s
   }
 }
 
+/// The keys of states: those of the groups, and what tells grouping sets apart. Rows that travel
+/// whole are put into the groups of all sets afterwards.
+std::size_t CountKeyFields(const QueryPlan& plan, Kind kind) {
+  return plan.groupKeys.size() + (kind == Kind::kSplit ? plan.groupings.size() : 0);
+}
+
+bool IsInAllSets(const QueryPlan& plan, std::size_t key) {
+  return std::ranges::all_of(plan.groupingSets, [key](const PlanGroupingSet& set) {
+    return std::ranges::binary_search(set.keys, key);
+  });
+}
+
 /// What comes behind the rows or groups of a step, but for the outputs, is left to a later one.
 void DropLaterSteps(QueryPlan& plan) {
   plan.having = nullptr;
@@ -165,7 +177,7 @@ void ReadStates(QueryPlan& plan, const TableSchema& states) {
 /// Without keys there is a group though there be no row. Where there is to be none, all rows have
 /// a key in common.
 bool AddCommonKey(QueryPlan& plan) {
-  if (!plan.groupKeys.empty()) return false;
+  if (!plan.groupKeys.empty() || !plan.groupings.empty()) return false;
   plan.groupKeys.push_back(AnyConstant());
   return true;
 }
@@ -188,11 +200,17 @@ PlanSplit::PlanSplit(const QueryPlan& plan) {
   FindExchange(plan);
 }
 
+bool PlanSplit::HasGroupOfNoRows(const QueryPlan& plan) {
+  const auto isEmpty = [](const PlanGroupingSet& set) { return set.keys.empty(); };
+  if (!plan.groupingSets.empty()) return std::ranges::any_of(plan.groupingSets, isEmpty);
+  return plan.grouped && plan.groupKeys.empty();
+}
+
 void PlanSplit::FindExchange(const QueryPlan& plan) {
   // Rows that are to meet anywhere agree in these: the keys of groups, windows and DISTINCT that
   // are common to all of them.
   const bool isOneWindow = kind_ == Kind::kWindows && plan.windows.size() == 1 && !plan.distinct;
-  std::size_t keys = plan.groupKeys.size();
+  std::size_t keys = CountKeyFields(plan, kind_);
   if (kind_ == Kind::kRows) return;
   if (kind_ == Kind::kDistinct) keys = plan.outputs.size();
   if (kind_ == Kind::kWindows) keys = static_cast<std::size_t>(plan.windows[0].partitionKeys);
@@ -206,7 +224,8 @@ void PlanSplit::FindExchange(const QueryPlan& plan) {
       return std::find_if(window.inputs.begin(), end, isField) != end;
     });
     const bool isInOutputs = !plan.distinct || std::ranges::any_of(plan.outputs, isField);
-    const bool isCommon = field >= 0 && isInWindows && isInOutputs;
+    const bool isInSets = kind_ != Kind::kWhole || IsInAllSets(plan, key);
+    const bool isCommon = field >= 0 && isInWindows && isInOutputs && isInSets;
     if (kind_ == Kind::kDistinct || isOneWindow || isCommon) exchange_.push_back(key);
   }
 }
@@ -218,6 +237,7 @@ std::vector<ColumnInfo> PlanSplit::GetFields(const QueryPlan& plan) const {
       break;
     case Kind::kSplit:
       fields = ResultsOf(plan.groupKeys);
+      Append(fields, plan.groupings);
       for (const PlanAggregate& planned : plan.aggregates) {
         Append(fields, PartialFieldsOf(planned, ResultsOf(plan.aggregateInputs)));
       }
@@ -243,6 +263,7 @@ std::vector<std::size_t> PlanSplit::MakePartial(QueryPlan& plan) const {
   DropLaterSteps(plan);
   if (kind_ == Kind::kSplit) {
     MakeSources(plan);
+    plan.opensEmptySets = false;
     const bool hasCommonKey = AddCommonKey(plan);
     OutputFields(plan, GroupRun::FieldsOf(plan), hasCommonKey ? 1 : 0);
     plan.distinct = false;
@@ -250,6 +271,8 @@ std::vector<std::size_t> PlanSplit::MakePartial(QueryPlan& plan) const {
     plan.outputs = std::move(plan.groupKeys);
     std::ranges::move(plan.aggregateInputs, std::back_inserter(plan.outputs));
     plan.groupKeys.clear();
+    plan.groupingSets.clear();
+    plan.groupings.clear();
     plan.aggregateInputs.clear();
     plan.aggregates.clear();
     plan.grouped = false;
@@ -267,9 +290,17 @@ std::vector<std::size_t> PlanSplit::MakePartial(QueryPlan& plan) const {
 }
 
 void PlanSplit::GroupStates(QueryPlan& plan, const TableSchema& states, bool givesStates) const {
-  const std::size_t keys = plan.groupKeys.size();
-  for (std::size_t i = 0; i < keys; ++i) {
+  const std::size_t keys = CountKeyFields(plan, kind_);
+  for (std::size_t i = 0; i < plan.groupKeys.size(); ++i) {
     plan.groupKeys[i].tree = std::make_unique<Extract>(static_cast<int>(i));
+  }
+  if (kind_ == Kind::kSplit) {
+    // States of all sets are groups of one: what tells sets apart is a key of them.
+    for (std::size_t i = plan.groupKeys.size(); i < keys; ++i) {
+      plan.groupKeys.push_back(FieldAt(i, states.columns[i]));
+    }
+    plan.groupings.clear();
+    plan.groupingSets.clear();
   }
   if (kind_ == Kind::kSplit) MakeCombiners(plan, ResultsOf(plan.aggregateInputs), givesStates);
   plan.aggregateInputs.clear();

@@ -22,6 +22,9 @@ class PlanSplit {
   /// The fields of states, as far as they are known without rows: texts may have to be longer.
   std::vector<ColumnInfo> GetFields(const QueryPlan& plan) const;
 
+  /// Whether there is a group though no row comes: one without keys.
+  static bool HasGroupOfNoRows(const QueryPlan& plan);
+
   // Each makes a plan of the whole statement that of a step, and returns the outputs by which
   // states are told apart.
   std::vector<std::size_t> MakePartial(QueryPlan& plan) const;

@@ -1,6 +1,8 @@
 #include "Engine/Reference.h"
 
+#include "FunctionReference.h"
 #include "FunctionTable.h"
+#include "ResultImpl.h"
 #include "Utility/SUSystemConfig.h"
 
 namespace sqxer::engine {
@@ -53,7 +55,26 @@ std::vector<SwitchDescription> ListSwitches() {
   return switches;
 }
 
-std::string DescribeSql() { return FunctionReference(); }
+std::vector<SqlPage> DescribeSql() {
+  std::vector<SqlPage> pages;
+  for (ReferencePage& page : MakeReference()) {
+    pages.push_back({page.name, page.title, std::move(page.text)});
+  }
+  return pages;
+}
+
+std::string DescribeSql(std::string_view name) {
+  return WithErrors({}, [&] {
+    for (ReferencePage& page : MakeReference()) {
+      if (page.name == name) return std::move(page.text);
+    }
+    std::string text = DescribeFunction(name);
+    if (text.empty()) ThrowUnknownFunction(name, ErrorMessage::kNoPosition);
+    return text;
+  });
+}
+
+std::string ListSqlForms() { return ListForms(); }
 
 const char* GetVersion() noexcept { return SQXER_VERSION; }
 

@@ -208,13 +208,16 @@ TEST(EngineReference, ListsWhatSessionsTake) {
     EXPECT_NO_THROW(session.Set(std::string(one.name), std::string(one.defaultValue))) << one.name;
   }
   std::set<engine::FunctionDescription::Kind> kinds;
-  const std::string page = engine::DescribeSql();
+  std::string page;
+  for (const engine::SqlPage& one : engine::DescribeSql()) page += one.text;
   for (const engine::FunctionDescription& one : engine::ListFunctions()) {
     kinds.insert(one.kind);
     EXPECT_NE(page.find("### `" + std::string(one.form) + "`\n\n" + std::string(one.description)),
               std::string::npos);
   }
   EXPECT_EQ(kinds.size(), 4u);
+  EXPECT_EQ(engine::DescribeSql("Upper").find("### `UPPER(s)`"), 0u);
+  EXPECT_THROW(engine::DescribeSql("uper"), Error);
 }
 
 }  // namespace
