@@ -6,6 +6,8 @@
 #include "ExpressionTyper.h"
 #include "PlanError.h"
 #include "Utility/ColumnVector.h"
+#include "Utility/DateTimeMetaData.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -29,6 +31,10 @@ constexpr int kMostDigits = 6;
 }  // namespace
 
 XeDateTime ReadClock() {
+  const std::string& fixed = Settings::Current()->GetSwitches().now_;
+  XeDateTime moment;
+  // What the switch took reads.
+  if (!fixed.empty() && DateTimeMetaData().TryConvert(Wide(fixed), moment)) return moment;
   using std::chrono::microseconds;
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return FromTimeStamp64(std::chrono::duration_cast<microseconds>(now).count());
