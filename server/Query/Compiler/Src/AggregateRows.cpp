@@ -96,9 +96,11 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
     rows.push_back({Kind::kAggregate, name, count, form, node, arguments, result, nulls,
                     description, example, exampleResult, nullptr, nullptr, &shape});
   };
-  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number",
-      "NUMERIC over integers and NUMERIC, DOUBLE over doubles", kSkipsNulls,
-      "The sum. `--set IntegerAggregates=native` keeps integers in 32 bits.",
+  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number or an interval",
+      "NUMERIC over integers and NUMERIC, DOUBLE over doubles, INTERVAL over intervals",
+      kSkipsNulls,
+      "The sum; of intervals part by part. `--set IntegerAggregates=native` keeps integers in 32 "
+      "bits.",
       "SELECT SUM(\"Cost Repair\") FROM birdstrikes", "36302865", kSum);
   add("count", 0, "COUNT(*)", "CountStar", "none", "an unsigned integer", "0 over no rows",
       "The number of rows.", "SELECT COUNT(*) FROM \"seattle-weather\"", "1461", kCountStar);
@@ -110,8 +112,9 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "an unsigned integer", "a row with a NULL in one of them is left out; 0 when no row is left",
       "The number of different combinations of values.",
       "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "229", kCountSeveral);
-  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number, a date or a timestamp",
-      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, TIMESTAMP over dates and timestamps",
+  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number, an interval, a date or a timestamp",
+      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, INTERVAL over intervals, "
+      "TIMESTAMP over dates and timestamps",
       kSkipsNulls,
       "The average; of DISTINCT values their sum by their count. `--set "
       "IntegerAggregates=native` truncates over integers.",

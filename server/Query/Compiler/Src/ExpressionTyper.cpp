@@ -143,6 +143,7 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
     refuseOrder();
     return TypeAdded(added, expression, clause);
   }
+  if (TypedExpressionPtr clock = TypeClock(expression)) return clock;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) {
     refuseOrder();
@@ -169,6 +170,7 @@ std::vector<TypedOutput> ExpressionTyper::TypeSeveralResults(const SqlExpression
   const bool isOther = JsonColumns::IsCall(expression) || expression.name == kGrouping ||
                        catalog_.FindFunction(expression.name);
   if (isOther) return results;
+  if (TypeClock(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
   const auto count = row.aggregate->results.size();

@@ -27,6 +27,8 @@ std::vector<FunctionRow> MakeTable() {
       {AppendCalendarRows, "dates"},
       {AppendDateRows, "dates"},
       {AppendMomentRows, "dates"},
+      {AppendIntervalRows, "intervals"},
+      {AppendClockRows, "dates"},
       {AppendLookupRows, "tables"},
       {AppendAggregateRows, "aggregates"},
       {AppendListRows, "aggregates"},

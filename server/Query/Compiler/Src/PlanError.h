@@ -54,6 +54,8 @@ enum PlanErrorCode {
   kNoFraction = 58047,
   kFrameOffset = 58048,
   kFrameOrder = 58049,
+  kNoSuchArgument = 58074,
+  kNoSuchZone = 58075,
   kGroupingSets = 58060,
   kNotAGroupKey = 58061,
   kDistinctOn = 58062,
