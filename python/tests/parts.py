@@ -23,6 +23,10 @@ STATEMENTS = [
     ("SELECT k, MEDIAN(n), AVG(d), COUNT(DISTINCT n), REGR_SLOPE(x, n) FROM t GROUP BY k", False),
     ("SELECT k, AVG(d), AVG(n) m, RANGE(d), STDDEV(n), REGR_SLOPE(x, n), ROUND(CORR(x, n), 9) "
      "FROM t GROUP BY k ORDER BY m", True),
+    ("SELECT k, REGR_COUNT(n, x), BIT_OR(n), BIT_XOR(n), APPROX_COUNT_DISTINCT(id) FROM t "
+     "GROUP BY k", False),
+    ("SELECT k, MODE(n), STRING_AGG(id, ' ' ORDER BY id DESC), MIN_BY(d, id) FROM t GROUP BY k",
+     False),
     ("SELECT SUM(x), COUNT(*), MIN(k) FROM t", False),
     ("SELECT COUNT(*), SUM(n) FROM t WHERE id < 0", False),
     ("SELECT AVG(n), COUNT(*) FROM t WHERE id < 0", False),
@@ -31,6 +35,10 @@ STATEMENTS = [
      "ORDER BY k DESC NULLS FIRST, id LIMIT 20 OFFSET 3", True),
     ("SELECT id, RANK() OVER (PARTITION BY k ORDER BY x DESC, id) r, SUM(d) OVER (PARTITION BY k) "
      "FROM t WHERE n > 15", False),
+    ("SELECT k, CAST(SUM(at - day) AS text), CAST(MIN(AGE(at, day)) AS text) FROM t GROUP BY k "
+     "ORDER BY MAX(at - day) DESC", True),
+    ("SELECT CAST(DATE_TRUNC('month', AGE(at, day)) AS text) a, CAST(AVG(at - day) AS text), "
+     "MIN(NOW() - LOCALTIMESTAMP) = '0' FROM t GROUP BY DATE_TRUNC('month', AGE(at, day))", False),
 ]  # fmt: skip
 WRONG_VALUE = "SELECT k, SUM(1 / (n - 3)) FROM t GROUP BY k"
 

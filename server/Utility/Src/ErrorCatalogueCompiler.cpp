@@ -31,7 +31,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58023, 1,
        "there is no type of this name, use smallint, integer, bigint, real, double precision, "
        "numeric, "
-       "char(n), varchar(n), text, date, time or timestamp: \"{0}\""},
+       "char(n), varchar(n), text, date, time, timestamp or interval: \"{0}\""},
       {58024, 2, "a text has from 1 to {0} characters, and not {1}"},
       {58025, 2, "{0} takes its {1} as a text in quotation marks, which is the same in every row"},
       {58026, 1, "the parameter ${0} has no value, give one with --param for each from $1 on"},
@@ -43,7 +43,6 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "{0} needs a table whose first two columns are of {2} and of text, unlike those of: "
        "\"{1}\""},
       {58033, 3, "this is no {0}, use one of {1}: \"{2}\""},
-      {58034, 2, "{0} joins with this text alone, give it as the second argument: \"{1}\""},
       {58035, 1, "{0} takes this argument as a number that is the same in every row: no column"},
       {58036, 1, "there is no window of this name before here in WINDOW: \"{0}\""},
       {58037, 2, "a window cannot build on \"{0}\" like this: {1}"},
@@ -59,12 +58,22 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58045, 1,
        "a NUMERIC has from 1 to {0} digits, and at most as many of them before or behind the "
        "point"},
-      {58048, 0, "RANGE takes a distance that is a number, not negative, the same for every row"},
+      {58048, 0,
+       "RANGE takes a distance that is a number (an INTERVAL over dates), not negative, the same "
+       "for every row"},
       {58049, 2, "a frame of {0} needs {1}"},
+      {58074, 2, "{0} has no argument of this name, or has it already: {1}"},
+      {58075, 1,
+       "there is no time zone of this name, give one of the tz database (Europe/Berlin) or an "
+       "INTERVAL: \"{0}\""},
       {58060, 1, "{0}"},
       {58061, 0, "the arguments of GROUPING must be keys of GROUP BY"},
       {58062, 0, "the first keys of ORDER BY must be those of DISTINCT ON, in any order"},
       {58063, 1, "GROUP BY ALL is not understood: write GROUP BY {0}"},
+      {58070, 1,
+       "ORDER BY within a call is for aggregates, and {0} takes its rows in its own order"},
+      {58071, 1, "with DISTINCT {0} can be in the order of its arguments alone"},
+      {58072, 1, "of several values {0} takes DISTINCT ones alone"},
       {58080, 1, "several tables here have this name, give one of them another: \"{0}\""},
       {58081, 3, "{0} has to have {1} columns here, and not {2}"},
       {58082, 3, "column {0} is {1} on one side and {2} on the other, cast one of them"},

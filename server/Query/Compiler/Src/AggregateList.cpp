@@ -94,6 +94,20 @@ uint16 AggregateList::InputOf(const TypedExpressionPtr& expression) {
   return position;
 }
 
+uint32 AggregateList::HeldBytesOf(const Noted& noted) const {
+  const TypedExpression& aggregate = *noted.aggregate;
+  // Of the rows that it sorts the aggregate itself holds those of one group at a time.
+  if (!aggregate.aggregate->keyOrders.empty()) return 0;
+  const uint32 bytes = aggregate.function->aggregate->heldBytes;
+  // Medians and quantiles of one column hold its numbers once.
+  const auto shares = [&](const Noted& other) {
+    return other.columns == noted.columns && other.aggregate->aggregate->keyOrders.empty() &&
+           other.aggregate->function->aggregate->heldBytes == bytes;
+  };
+  const bool isNumber = bytes == sizeof(float64);
+  return isNumber && &*std::ranges::find_if(aggregates_, shares) != &noted ? 0 : bytes;
+}
+
 std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const {
   std::vector<PlanAggregate> made;
   for (const Noted& noted : aggregates_) {
@@ -109,8 +123,10 @@ std::vector<PlanAggregate> AggregateList::MakePlan(const std::string& sql) const
       column.name = text + result.suffix;
       plan.results.push_back(column);
     }
-    plan.distinct = aggregate.aggregate->distinct;
-    plan.heldBytes = aggregate.function->aggregate->heldBytes;
+    plan.distinct = aggregate.aggregate->distinct || aggregate.aggregate->dropsDuplicates;
+    plan.sorts = !aggregate.aggregate->keyOrders.empty();
+    plan.growsByNeed = aggregate.function->aggregate->growsByNeed;
+    plan.heldBytes = HeldBytesOf(noted);
     plan.position = aggregate.position;
     plan.frame = aggregate.aggregate->frame;
     if (plan.frame && !noted.frameColumns.empty()) {

@@ -31,6 +31,9 @@ class AggregateList {
     UInt16Vector frameColumns;
     int firstField;
   };
+  /// What an aggregate holds of each row beyond what those before it do.
+  uint32 HeldBytesOf(const Noted& noted) const;
+
   TypedArguments inputs_;
   std::vector<Noted> aggregates_;
   int fields_ = 0;

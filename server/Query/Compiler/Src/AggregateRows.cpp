@@ -8,6 +8,7 @@ namespace {
 using Kind = FunctionRow::Kind;
 using Rule = AggregateResult::Rule;
 using Distinct = AggregateShape::Distinct;
+using Order = AggregateShape::Order;
 
 const AggregateShape kSum{
     MakeDistinct<Sum>, Distinct::kHandled, XeNumericData, {{Rule::kComputed}}};
@@ -18,8 +19,11 @@ const AggregateShape kCount{
     {{Rule::kCount}}};
 const AggregateShape kCountStar{
     MakeForGroups<CountStar>, Distinct::kRefused, XeUnknown, {{Rule::kCount}}, "*"};
-const AggregateShape kAvg{
-    MakeForGroups<Avg>, Distinct::kWrittenOut, XeDoubleData, {{Rule::kComputed}}};
+const AggregateShape kAvg{.Make = MakeForGroups<Avg>,
+                          .distinct = Distinct::kWrittenOut,
+                          .wideInteger = XeDoubleData,
+                          .results = {{Rule::kComputed}},
+                          .takesMoments = true};
 const AggregateShape kAvgAll{MakeForGroups<AvgAll>,
                              Distinct::kRefused,
                              XeDoubleData,
@@ -31,13 +35,27 @@ const AggregateShape kMin{
     MakeForGroups<Min>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
 const AggregateShape kMax{
     MakeForGroups<Max>, Distinct::kNoDifference, XeUnknown, {{Rule::kArgument}}};
-const AggregateShape kFirst{
-    MakeForGroups<First>, Distinct::kRefused, XeUnknown, {{Rule::kArgument}}};
-const AggregateShape kLast{MakeForGroups<Last>, Distinct::kRefused, XeUnknown, {{Rule::kArgument}}};
-const AggregateShape kRange{MakeForGroups<Range>,
-                            Distinct::kNoDifference,
-                            XeUnknown,
-                            {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}}};
+const AggregateShape kFirst{.Make = MakeForGroups<First>,
+                            .distinct = Distinct::kRefused,
+                            .wideInteger = XeUnknown,
+                            .results = {{Rule::kArgument}},
+                            .order = Order::kTaken};
+const AggregateShape kLast{.Make = MakeForGroups<Last>,
+                           .distinct = Distinct::kRefused,
+                           .wideInteger = XeUnknown,
+                           .results = {{Rule::kArgument}},
+                           .order = Order::kTaken};
+const AggregateShape kCountSeveral{
+    .Make = [](AggregateCall& call) { return MakeNode<Count>(call, false, false, false); },
+    .distinct = Distinct::kRequired,
+    .wideInteger = XeUnknown,
+    .results = {{Rule::kCount}},
+    .arguments = "x+"};
+const AggregateShape kRange{.Make = MakeForGroups<Range>,
+                            .distinct = Distinct::kNoDifference,
+                            .wideInteger = XeUnknown,
+                            .results = {{Rule::kComputed, L"_max"}, {Rule::kComputed, L"_min"}},
+                            .takesMoments = true};
 const AggregateShape kNullIfNotUnique{
     .Make = [](AggregateCall& call) { return MakeNode<NullIfNotUnique>(call, false, true); },
     .distinct = Distinct::kNoDifference,
@@ -46,17 +64,16 @@ const AggregateShape kNullIfNotUnique{
     .takesNulls = true};
 
 const AggregateShape kMedian{.Make = MakeForGroups<Median>,
-                             .distinct = Distinct::kRefused,
+                             .distinct = Distinct::kSorted,
                              .wideInteger = XeUnknown,
                              .results = {{Rule::kDouble}},
-                             .heldBytes = sizeof(float64)};
-const AggregateShape kListAgg{MakeDistinct<ListAgg>,
-                              Distinct::kHandled,
-                              XeUnknown,
-                              {{Rule::kText, L"", ListAgg::kMostCharacters}},
-                              "xd",
-                              S_AGG_DELIMETER};
-
+                             .heldBytes = sizeof(float64),
+                             .takesMoments = true};
+const AggregateShape kListAgg{.Make = MakeDistinct<ListAgg>,
+                              .distinct = Distinct::kHandled,
+                              .wideInteger = XeUnknown,
+                              .results = {{Rule::kText, L"", ListAgg::kMostCharacters}},
+                              .order = Order::kTaken};
 /// The column as a condition.
 void PrepareTruth(TypedArguments& columns) {
   columns[0] = AsCondition(columns[0], L"BOOL_AND, BOOL_OR or EVERY");
@@ -79,9 +96,11 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
     rows.push_back({Kind::kAggregate, name, count, form, node, arguments, result, nulls,
                     description, example, exampleResult, nullptr, nullptr, &shape});
   };
-  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number",
-      "NUMERIC over integers and NUMERIC, DOUBLE over doubles", kSkipsNulls,
-      "The sum. `--set IntegerAggregates=native` keeps integers in 32 bits.",
+  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number or an interval",
+      "NUMERIC over integers and NUMERIC, DOUBLE over doubles, INTERVAL over intervals",
+      kSkipsNulls,
+      "The sum; of intervals part by part. `--set IntegerAggregates=native` keeps integers in 32 "
+      "bits.",
       "SELECT SUM(\"Cost Repair\") FROM birdstrikes", "36302865", kSum);
   add("count", 0, "COUNT(*)", "CountStar", "none", "an unsigned integer", "0 over no rows",
       "The number of rows.", "SELECT COUNT(*) FROM \"seattle-weather\"", "1461", kCountStar);
@@ -89,8 +108,14 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "NULLs are left out; 0 when no value is left",
       "The number of values. In arithmetic it is NUMERIC, so that it can fall below zero.",
       "SELECT COUNT(DISTINCT weather) FROM \"seattle-weather\"", "5", kCount);
-  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number",
-      "DOUBLE over integers and doubles, NUMERIC over NUMERIC", kSkipsNulls,
+  add("count", AtLeast(2), "COUNT(DISTINCT x, y, ...)", "Count, over Ordered", "any that compare",
+      "an unsigned integer", "a row with a NULL in one of them is left out; 0 when no row is left",
+      "The number of different combinations of values.",
+      "SELECT COUNT(DISTINCT weather, wind) FROM \"seattle-weather\"", "229", kCountSeveral);
+  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number, an interval, a date or a timestamp",
+      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, INTERVAL over intervals, "
+      "TIMESTAMP over dates and timestamps",
+      kSkipsNulls,
       "The average; of DISTINCT values their sum by their count. `--set "
       "IntegerAggregates=native` truncates over integers.",
       "SELECT AVG(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'", "11.7", kAvg);
@@ -105,10 +130,10 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The smallest value.", "SELECT MIN(temp_max) FROM \"seattle-weather\"", "-1.6", kMin);
   add("max", 1, "MAX(x)", "Max", "any that compares", "the argument's type", kSkipsNulls,
       "The largest value.", "SELECT MAX(date) FROM \"seattle-weather\"", "2015-12-31", kMax);
-  add("first", 1, "FIRST(x)", "First", "any", "the argument's type", kSkipsNulls,
-      "The first value in the order of the rows.", "SELECT FIRST(weather) FROM \"seattle-weather\"",
-      "drizzle", kFirst);
-  rows.push_back(Alias(rows.back(), "any_value", "ANY_VALUE(x)",
+  add("first", 1, "FIRST(x [ORDER BY key, ...])", "First", "any", "the argument's type",
+      kSkipsNulls, "The first value in the order of the rows, or of the keys.",
+      "SELECT FIRST(weather) FROM \"seattle-weather\"", "drizzle", kFirst);
+  rows.push_back(Alias(rows.back(), "any_value", "ANY_VALUE(x [ORDER BY key, ...])",
                        "SELECT ANY_VALUE(weather) FROM \"seattle-weather\""));
   for (const auto& [name, form, shape, example, exampleResult, description] :
        {std::tuple("bool_and", "BOOL_AND(c)", &kMin,
@@ -123,10 +148,11 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
         description, example, exampleResult, *shape);
     rows.back().prepare = PrepareTruth;
   }
-  add("last", 1, "LAST(x)", "Last", "any", "the argument's type", kSkipsNulls,
-      "The last value in the order of the rows.", "SELECT LAST(weather) FROM \"seattle-weather\"",
-      "sun", kLast);
-  add("range", 1, "RANGE(x)", "Range", "a number", "two columns: _max and _min", kSkipsNulls,
+  add("last", 1, "LAST(x [ORDER BY key, ...])", "Last", "any", "the argument's type", kSkipsNulls,
+      "The last value in the order of the rows, or of the keys.",
+      "SELECT LAST(weather) FROM \"seattle-weather\"", "sun", kLast);
+  add("range", 1, "RANGE(x)", "Range; Max and Min", "a number, a date or a timestamp",
+      "two columns: _max and _min", kSkipsNulls,
       "The largest and the smallest value. Only as a whole item of the select list.",
       "SELECT RANGE(temp_max) FROM \"seattle-weather\"", "35.6,-1.6", kRange);
   add("null_if_not_unique", 1, "NULL_IF_NOT_UNIQUE(x)", "NullIfNotUnique", "any that compares",
@@ -134,21 +160,18 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The value that all rows share, NULL when they differ.",
       "SELECT NULL_IF_NOT_UNIQUE(weather) FROM \"seattle-weather\" WHERE date = '2012-01-01'",
       "drizzle", kNullIfNotUnique);
-  add("median", 1, "MEDIAN(x)", "Median", "a number", "DOUBLE", kSkipsNulls,
+  add("median", 1, "MEDIAN([DISTINCT] x)", "Median", "a number, a date or a timestamp",
+      "DOUBLE, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The middle value, the mean of the middle two when their count is even. A NaN follows every "
       "number. The values of a group are held in memory.",
       "SELECT MEDIAN(temp_max) FROM \"seattle-weather\"", "15.6", kMedian);
-  add("listagg", 1, "LISTAGG([DISTINCT] x)", "ListAgg", "any but binary",
+  add("listagg", 1, "LISTAGG([DISTINCT] x [ORDER BY key, ...])", "ListAgg", "any but binary",
       "a text of at most 4000 characters", kSkipsNulls,
-      "The values as texts, joined by a semicolon and a blank in the order of the rows, those of "
-      "DISTINCT in their own order. What is beyond 4000 characters is cut.",
+      "The values as texts, joined by a semicolon and a blank in the order of the rows or of the "
+      "keys, those of DISTINCT in their own order. Blank texts are left out. What is beyond 4000 "
+      "characters is cut.",
       "SELECT LISTAGG(DISTINCT weather) FROM \"seattle-weather\"", "drizzle; fog; rain; snow; sun",
       kListAgg);
-  add("string_agg", 2, "STRING_AGG([DISTINCT] x, '; ')", "ListAgg",
-      "any but binary; the delimiter, which is this one", "a text of at most 4000 characters",
-      kSkipsNulls, "The same.",
-      "SELECT STRING_AGG(weather, '; ') FROM \"seattle-weather\" WHERE date < '2012-01-03'",
-      "drizzle; rain", kListAgg);
 }
 
 }  // namespace sqxer

@@ -30,4 +30,8 @@ std::unique_ptr<Aggregate> MakeDistinct(AggregateCall& call) {
   return MakeNode<Node>(call, false, call.distinct);
 }
 
+/// The value of an argument that is a number without columns. The error of that code at its place
+/// for one that is computed anew each time.
+PlanConstant ReadNumber(std::unique_ptr<RExpression> number, int code);
+
 }  // namespace sqxer

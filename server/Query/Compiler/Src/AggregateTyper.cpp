@@ -71,7 +71,12 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   call->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
   const Clause inner{expression.over ? L"a window" : L"an aggregate", true};
   TypeArguments(expression, inner, *aggregate, *call);
-  if (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0]))
+  const bool isOverRows =
+      row.windowForm == WindowForm::kMoving || row.windowForm == WindowForm::kRunning;
+  const bool isOfIntervals = isOverRows && !aggregate->arguments.empty() &&
+                             aggregate->arguments[0]->type == XeIntervalData;
+  if (isOfIntervals ||
+      (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0])))
     return TypeAggregate(AggregateOfName(row.name), expression, clause, index);
   if (expression.over) {
     TypeWindow(expression, inner, *aggregate, *call);
@@ -102,21 +107,61 @@ TypedExpressionPtr ExpressionTyper::TypeDistinctAverage(const FunctionRow& row,
     SqlExpression call = expression;
     call.name = name;
     const TypedExpressionPtr value = TypeAggregate(LookUpFunction(call), call, clause, 0);
+    // Intervals are divided by any number.
+    if (type == XeIntervalData) return value;
     // A count becomes no signed integer by itself.
     return type == XeInt4Data && value->type == XeUInt4Data
                ? SettleCall(*FindOperator("cast", 1), {value}, call.position, {XeInt4Data})
                : ConvertTyped(value, type);
   };
-  return SettleCall(*FindOperator("/", 2), {part("sum"), part("count")}, expression.position);
+  TypedArguments parts{part("sum"), part("count")};
+  const FunctionRow& division = ChooseByTypes(*FindOperator("/", 2), parts);
+  return SettleCall(division, std::move(parts), expression.position);
+}
+
+bool ExpressionTyper::IsOfMoments(const SqlExpression& expression) const {
+  if (expression.arguments.empty()) return false;
+  const XeDataType type = Type(*expression.arguments[0], {L"an aggregate", true})->type;
+  return type == XeDateData || type == XeDateTimeData;
+}
+
+TypedExpressionPtr ExpressionTyper::TypeOfMoments(const SqlExpression& expression,
+                                                  const Clause& clause) const {
+  const auto makeCall = [&](const char* name, std::vector<SqlExpressionPtr> arguments) {
+    auto call = std::make_shared<SqlExpression>();
+    call->kind = SqlExpression::Kind::kFunction;
+    call->position = expression.position;
+    call->name = name;
+    call->arguments = std::move(arguments);
+    return call;
+  };
+  const auto secondsOf = [&](const SqlExpressionPtr& moment) {
+    auto part = std::make_shared<SqlExpression>();
+    part->position = moment->position;
+    part->literal.kind = SqlLiteral::Kind::kText;
+    part->literal.text = L"epoch";
+    return makeCall("extract", {part, moment});
+  };
+  auto ofSeconds = std::make_shared<SqlExpression>(expression);
+  ofSeconds->arguments[0] = secondsOf(expression.arguments[0]);
+  for (SqlSortItem& item : ofSeconds->orderBy) item.expression = secondsOf(item.expression);
+  return Type(*makeCall("to_timestamp", {ofSeconds}), clause);
 }
 
 void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Clause& clause,
                                     TypedExpression& aggregate, TypedAggregate& call) const {
   const FunctionRow& row = *aggregate.function;
   const AggregateShape& shape = *row.aggregate;
-  const std::string_view kinds = shape.arguments.substr(0, expression.arguments.size());
+  const bool areAllColumns = shape.arguments == "x+";
+  const std::string_view kinds =
+      areAllColumns ? "" : shape.arguments.substr(0, expression.arguments.size());
   TypedArguments& columns = aggregate.arguments;
   columns.resize(static_cast<std::size_t>(std::ranges::count_if(kinds, IsColumnArgument)));
+  if (areAllColumns) {
+    for (const SqlExpressionPtr& argument : expression.arguments)
+      columns.push_back(Type(*argument, clause));
+    call.neededColumns = columns.size();
+  }
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     const SqlExpression& argument = *expression.arguments[i];
     switch (kinds[i]) {
@@ -127,16 +172,11 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
         call.word =
             static_cast<int>(ReadWord(*TypeWord(argument, clause), shape.wordMeaning, shape.words));
         break;
-      case 'd': {
-        const TypedExpressionPtr text = Type(argument, clause);
-        if (!text->IsTextConstant() || std::get<XeString>(text->constant.value) != shape.delimiter)
-          ThrowPlanError(kOtherDelimiter, text->position, {UpperName(row.name), shape.delimiter});
-        break;
-      }
       default:
         columns[static_cast<std::size_t>(kinds[i] - 'x')] = Type(argument, clause);
     }
   }
+  const TypedArguments given = columns;
   if (expression.filter) ApplyFilter(*expression.filter, clause, row, columns);
   if (row.prepare) row.prepare(columns);
   for (TypedExpressionPtr& column : columns) {
@@ -144,6 +184,54 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
     column = WidenArgument(column, shape);
   }
   if (shape.nullTogether) MakeNullTogether(columns);
+  AddSortKeys(expression, clause, row, given, columns, call);
+}
+
+void ExpressionTyper::AddSortKeys(const SqlExpression& expression, const Clause& clause,
+                                  const FunctionRow& row, const TypedArguments& given,
+                                  TypedArguments& columns, TypedAggregate& call) const {
+  using Distinct = AggregateShape::Distinct;
+  using Order = AggregateShape::Order;
+  const AggregateShape& shape = *row.aggregate;
+  const auto refuse = [&](PlanErrorCode code, int position) {
+    ThrowPlanError(code, position, {UpperName(row.name)});
+  };
+  if (shape.distinct == Distinct::kRequired && !expression.distinct)
+    refuse(kNeedsDistinct, expression.position);
+  if (row.windowForm > WindowForm::kMoving && !expression.orderBy.empty())
+    refuse(kOrderNotTaken, expression.position);
+
+  TypedArguments keys;
+  const auto hasKey = [](const TypedArguments& of, const TypedExpression& value) {
+    return std::ranges::any_of(
+        of, [&](const TypedExpressionPtr& known) { return IsSameExpression(*known, value); });
+  };
+  for (const SqlSortItem& item : expression.orderBy) {
+    const TypedExpressionPtr key = TypeKey(*item.expression, clause);
+    if (expression.distinct && !hasKey(given, *key)) refuse(kDistinctOrder, key->position);
+    if (shape.order == Order::kOfArgument && !IsSameExpression(*key, *given[0]))
+      refuse(kOrderNotTaken, key->position);
+    if (shape.order == Order::kNone) continue;
+    keys.push_back(key);
+    call.keyOrders.push_back({item.order, item.nulls});
+  }
+  if (shape.order == Order::kOfArgument && keys.empty()) {
+    keys.push_back(given[0]);
+    call.keyOrders.emplace_back();
+  }
+  const bool sorts = shape.distinct == Distinct::kSorted || shape.distinct == Distinct::kRequired;
+  call.dropsDuplicates = expression.distinct && (sorts || (call.distinct && !keys.empty()));
+  if (call.dropsDuplicates) {
+    call.distinct = false;
+    for (const TypedExpressionPtr& argument : given) {
+      if (argument->IsConstant() && given.size() > 1) continue;
+      if (hasKey(keys, *argument)) continue;
+      keys.push_back(argument);
+      call.keyOrders.emplace_back();
+    }
+  }
+  for (TypedExpressionPtr& key : keys)
+    columns.push_back(key->IsOpenNull() ? ConvertTyped(key, XeInt4Data) : key);
 }
 
 void ExpressionTyper::ApplyFilter(const SqlExpression& filter, const Clause& clause,

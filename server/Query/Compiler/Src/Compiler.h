@@ -34,6 +34,9 @@ QueryPlan CompileStatement(const std::string& sql, Catalog& catalog,
 QueryPlan CompileSelect(const std::string& sql, const SqlSelect& select, Catalog& catalog,
                         const QueryParameters& parameters = {});
 
+/// The moment that it is, in UTC and whole microseconds, or that of the switch Now.
+XeDateTime ReadClock();
+
 /// The line and column (from 1, columns in characters) of a byte offset.
 struct LineColumn {
   int line;

@@ -133,16 +133,24 @@ TypedExpressionPtr ExpressionTyper::TypeOperator(const SqlExpression& expression
 
 TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression,
                                                  const Clause& clause) const {
+  const auto refuseOrder = [&] {
+    if (!expression.orderBy.empty())
+      ThrowPlanError(kOrderNotTaken, expression.position, {UpperName(expression.name)});
+  };
   if (JsonColumns::IsCall(expression)) {
+    refuseOrder();
     if (expression.over) ThrowPlanError(kNoWindowForm, expression.position, {L"JSON_VALUE"});
     return JsonColumns::Type(expression, json_);
   }
   if (expression.name == kGrouping) return TypeGrouping(expression, clause);
   if (const AddedFunctionPtr added = catalog_.FindFunction(expression.name)) {
+    refuseOrder();
     return TypeAdded(added, expression, clause);
   }
+  if (TypedExpressionPtr clock = TypeClock(expression)) return clock;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) {
+    refuseOrder();
     if (expression.distinct)
       ThrowPlanError(kNoDistinct, expression.position, {UpperName(expression.name)});
     if (expression.filter)
@@ -151,25 +159,35 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
   }
   if (row.aggregate->results.size() > 1)
     ThrowPlanError(kSeveralResults, expression.position, {UpperName(expression.name)});
+  if (row.aggregate->takesMoments && IsOfMoments(expression))
+    return TypeOfMoments(expression, clause);
   const bool isWrittenOut =
       expression.distinct && row.aggregate->distinct == AggregateShape::Distinct::kWrittenOut;
   return isWrittenOut ? TypeDistinctAverage(row, expression, clause)
                       : TypeAggregate(row, expression, clause, 0);
 }
 
-std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExpression& expression,
-                                                                    const Clause& clause) const {
-  std::vector<TypedExpressionPtr> results;
+std::vector<TypedOutput> ExpressionTyper::TypeSeveralResults(const SqlExpression& expression,
+                                                             const Clause& clause) const {
+  std::vector<TypedOutput> results;
   if (expression.kind != SqlExpression::Kind::kFunction) return results;
   const bool isOther = JsonColumns::IsCall(expression) || expression.name == kGrouping ||
                        catalog_.FindFunction(expression.name);
   if (isOther) return results;
+  if (TypeClock(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
-  int count = static_cast<int>(row.aggregate->results.size());
-  for (int i = 0; count > 1 && i < count; ++i)
-    results.push_back(
-        WithTextReasons(expression, [&] { return TypeAggregate(row, expression, clause, i); }));
+  const auto count = row.aggregate->results.size();
+  const bool hasMoments = count > 1 && row.aggregate->takesMoments && IsOfMoments(expression);
+  for (std::size_t i = 0; count > 1 && i < count; ++i) {
+    SqlExpression call = expression;
+    // Of days and times its results are two aggregates.
+    if (hasMoments) call.name = i == 0 ? "max" : "min";
+    results.push_back({row.aggregate->results[i].suffix, WithTextReasons(expression, [&] {
+                         return hasMoments ? Type(call, clause)
+                                           : TypeAggregate(row, call, clause, static_cast<int>(i));
+                       })});
+  }
   return results;
 }
 

@@ -38,9 +38,10 @@ class ExpressionTyper {
       : scope_(scope), catalog_(catalog), parameters_(parameters), json_(json) {}
 
   TypedExpressionPtr Type(const SqlExpression& expression, const Clause& clause) const;
-  /// The results of an aggregate, one expression each; nothing for any other expression.
-  std::vector<TypedExpressionPtr> TypeSeveralResults(const SqlExpression& expression,
-                                                     const Clause& clause) const;
+  /// The results of an aggregate that has several, each with what its name ends with; nothing for
+  /// any other expression.
+  std::vector<TypedOutput> TypeSeveralResults(const SqlExpression& expression,
+                                              const Clause& clause) const;
   /// A column of the table by its position there.
   TypedExpressionPtr TypeColumn(int column, int position) const;
   /// A number of rows, known while planning: a whole number that is not negative (58017, with the
@@ -58,6 +59,8 @@ class ExpressionTyper {
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
                               const Clause& clause) const;
+  /// A constant for a function of the clock; null for any other.
+  TypedExpressionPtr TypeClock(const SqlExpression& expression) const;
   TypedExpressionPtr TypeGrouping(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeAdded(const AddedFunctionPtr& added, const SqlExpression& call,
                                const Clause& clause) const;
@@ -68,9 +71,18 @@ class ExpressionTyper {
   /// The sum by the count of distinct values, in the type of `row`'s result.
   TypedExpressionPtr TypeDistinctAverage(const FunctionRow& row, const SqlExpression& expression,
                                          const Clause& clause) const;
+  /// Whether the first argument of an aggregate is a date or a timestamp.
+  bool IsOfMoments(const SqlExpression& expression) const;
+  /// An aggregate over the seconds of moments, as the moment that it is.
+  TypedExpressionPtr TypeOfMoments(const SqlExpression& expression, const Clause& clause) const;
   /// The arguments of an aggregate, each as the row says: its columns, and what goes to `call`.
   void TypeArguments(const SqlExpression& expression, const Clause& clause,
                      TypedExpression& aggregate, TypedAggregate& call) const;
+  /// Puts the keys of the order in which an aggregate takes its rows behind its columns. `given`:
+  /// the arguments as they are written. Errors 58070 to 58072.
+  void AddSortKeys(const SqlExpression& expression, const Clause& clause, const FunctionRow& row,
+                   const TypedArguments& given, TypedArguments& columns,
+                   TypedAggregate& call) const;
   /// Makes the columns NULL in the rows that FILTER leaves out. Error 58046 for what takes NULLs
   /// for values.
   void ApplyFilter(const SqlExpression& filter, const Clause& clause, const FunctionRow& row,

@@ -19,9 +19,14 @@ void AppendTextMakingRows(std::vector<FunctionRow>& rows);
 void AppendRegularRows(std::vector<FunctionRow>& rows);
 void AppendCalendarRows(std::vector<FunctionRow>& rows);
 void AppendDateRows(std::vector<FunctionRow>& rows);
+void AppendMomentRows(std::vector<FunctionRow>& rows);
+void AppendIntervalRows(std::vector<FunctionRow>& rows);
+void AppendClockRows(std::vector<FunctionRow>& rows);
 void AppendFormatRows(std::vector<FunctionRow>& rows);
 void AppendLookupRows(std::vector<FunctionRow>& rows);
 void AppendAggregateRows(std::vector<FunctionRow>& rows);
+void AppendListRows(std::vector<FunctionRow>& rows);
+void AppendQuantileRows(std::vector<FunctionRow>& rows);
 void AppendStatisticsRows(std::vector<FunctionRow>& rows);
 void AppendWindowRows(std::vector<FunctionRow>& rows);
 

@@ -26,8 +26,13 @@ std::vector<FunctionRow> MakeTable() {
       {AppendRegularRows, "patterns"},
       {AppendCalendarRows, "dates"},
       {AppendDateRows, "dates"},
+      {AppendMomentRows, "dates"},
+      {AppendIntervalRows, "intervals"},
+      {AppendClockRows, "dates"},
       {AppendLookupRows, "tables"},
       {AppendAggregateRows, "aggregates"},
+      {AppendListRows, "aggregates"},
+      {AppendQuantileRows, "statistics"},
       {AppendStatisticsRows, "statistics"},
       {AppendWindowRows, "windows"},
   };

@@ -64,6 +64,18 @@ struct AggregateShape {
     kRefused,
     /// The call is the sum of the distinct values by their count.
     kWrittenOut,
+    /// The rows are sorted, and of equal arguments the node sees the first ones.
+    kSorted,
+    /// Only DISTINCT: other calls are refused.
+    kRequired,
+  };
+  /// What ORDER BY within the call does.
+  enum class Order {
+    kNone,
+    /// The rows come to the node in that order.
+    kTaken,
+    /// They come in the order of x, which ORDER BY may name again, to give the direction.
+    kOfArgument,
   };
   /// A new generic aggregate.
   std::unique_ptr<Aggregate> (*Make)(AggregateCall& call);
@@ -73,10 +85,10 @@ struct AggregateShape {
   XeDataType wideInteger;
   std::vector<AggregateResult> results;
   /// What the arguments are, a letter each: 'x', 'y' and 'z' the columns that the node reads, in
-  /// this order, 'n' a number without columns, 'w' one of `words`, 'd' the text `delimiter`; "*"
-  /// alone is the star of COUNT(*). A row with fewer arguments has the first ones.
+  /// this order, 'n' a number without columns, 'w' one of `words`; "*" alone is the star of
+  /// COUNT(*), "x+" are columns of which rows count that have all. A row with fewer arguments has
+  /// the first ones.
   std::string_view arguments = "x";
-  const wchar_t* delimiter = nullptr;
   /// What an argument 'w' may be, and what errors call it.
   std::vector<const wchar_t*> words = {};
   const wchar_t* wordMeaning = nullptr;
@@ -87,6 +99,11 @@ struct AggregateShape {
   bool takesNulls = false;
   /// What it holds of each row of a group until the group ends.
   uint32 heldBytes = 0;
+  Order order = Order::kNone;
+  /// Of dates and timestamps it is the moment of what it is of their seconds since 1970.
+  bool takesMoments = false;
+  /// Its buffers are as wide as what they hold, and not as its results may be.
+  bool growsByNeed = false;
 };
 
 /// Where an aggregate gives its results, and what it makes of its window.

@@ -39,6 +39,11 @@ std::optional<int> AsPosition(const SqlExpression& expression, const wchar_t* cl
   ThrowPlanError(kConstantKey, expression.position, {clause});
 }
 
+QueryParameters WithMoment(QueryParameters parameters) {
+  if (!parameters.moment) parameters.moment = ReadClock();
+  return parameters;
+}
+
 /// Plans one SELECT, clause by clause.
 class Planner {
  public:
@@ -49,7 +54,7 @@ class Planner {
         scope_(OpenTable(select, catalog)),
         catalog_(catalog),
         json_(select, scope_, catalog),
-        parameters_(parameters),
+        parameters_(WithMoment(parameters)),
         typer_(scope_, catalog, parameters_, &json_) {}
 
   QueryPlan Plan() {
@@ -95,11 +100,9 @@ class Planner {
     const Clause clause{L"the select list", true, nullptr, true};
     if (expression.kind == SqlExpression::Kind::kStar) return AddAllColumns(expression);
     XeString name = item.alias.empty() ? NameOf(expression) : item.alias;
-    std::vector<TypedExpressionPtr> several = typer_.TypeSeveralResults(expression, clause);
-    for (const TypedExpressionPtr& result : several) {
-      const auto& results = result->function->aggregate->results;
-      outputs_.push_back({name + results[static_cast<std::size_t>(result->index)].suffix, result});
-    }
+    const std::vector<TypedOutput> several = typer_.TypeSeveralResults(expression, clause);
+    for (const TypedOutput& result : several)
+      outputs_.push_back({name + result.name, result.expression});
     if (!several.empty()) return;
     TypedExpressionPtr typed = typer_.Type(expression, clause);
     if (typed->IsOpenNull()) typed = ConvertTyped(typed, XeLongVarCharData);
@@ -331,7 +334,7 @@ class Planner {
   NameScope scope_;
   Catalog& catalog_;
   JsonColumns json_;
-  const QueryParameters& parameters_;
+  const QueryParameters parameters_;
   ExpressionTyper typer_;
   QueryPlan plan_;
   std::vector<TypedOutput> outputs_;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "PlanError.h"
+#include "SqlTimeReader.h"
 #include "TryCasts.h"
 
 namespace sqxer {
@@ -54,7 +55,7 @@ const wchar_t* FormName(const PgQuery__Node& node) {
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return L"COLLATE";
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
-      return L"a function of the session, such as CURRENT_DATE";
+      return L"a function of the session, such as CURRENT_USER";
     case PG_QUERY__NODE__NODE_ROW_EXPR:
       return L"a row of several values in parentheses";
     case PG_QUERY__NODE__NODE_A_ARRAY_EXPR:
@@ -113,7 +114,7 @@ constexpr TypeNameRow kTypeNames[] = {
     {"bpchar", XeCharData, 1},     {"char", XeCharData, 1},
     {"text", XeLongVarCharData},   {"varchar", XeLongVarCharData, 1},
     {"date", XeDateData},          {"time", XeTimeData},
-    {"timestamp", XeDateTimeData},
+    {"timestamp", XeDateTimeData}, {"interval", XeIntervalData, 2},
 };
 
 int ReadModifier(const PgQuery__Node& node, int position) {
@@ -133,6 +134,10 @@ SqlTypeName ReadTypeName(const PgQuery__TypeName& name) {
   if (name.n_typmods > row->modifiers || name.n_array_bounds || name.setof || name.pct_type)
     SqlExpressionReader::Refuse(position, L"a precision or array bounds of this type");
   SqlTypeName type{row->type};
+  if (type.type == XeIntervalData) {
+    SqlTimeReader::ReadIntervalType(name, type);
+    return type;
+  }
   if (text == "int8" || text == "bigint") type.precision = SqlTypeName::kBigint;
   if (name.n_typmods > 0) type.precision = ReadModifier(*name.typmods[0], position);
   if (name.n_typmods > 1) type.scale = ReadModifier(*name.typmods[1], position);
@@ -157,6 +162,7 @@ bool IsLiteralType(const SqlTypeName& type) {
     case XeDateData:
     case XeTimeData:
     case XeDateTimeData:
+    case XeIntervalData:
       return true;
     case XeNumericData:
     case XeLongVarCharData:
@@ -220,6 +226,9 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
       parameter->parameter = ParameterNumber(*node.param_ref);
       return parameter;
     }
+    case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
+      if (SqlExpressionPtr clock = SqlTimeReader::ReadClock(*node.sqlvalue_function)) return clock;
+      Refuse(FormPosition(node), FormName(node));
     default:
       Refuse(FormPosition(node), FormName(node));
   }
@@ -304,10 +313,14 @@ SqlExpressionPtr SqlExpressionReader::ReadCast(const PgQuery__TypeCast& cast) co
     auto text = Literal(Place(cast.arg->a_const->location), SqlLiteral::Kind::kTypedText,
                         Wide(cast.arg->a_const->sval->sval));
     text->literal.type = type.type;
+    text->literal.fields = type.fields;
+    text->literal.digits = type.digits;
     return text;
   }
   int position = Place(cast.location >= 0 ? cast.location : cast.type_name->location);
   type.isTry = IsTryCast(sql_, position);
+  if (type.fields || type.digits)
+    Refuse(position, L"fields or digits of an INTERVAL that is no literal");
   auto call = Call(SqlExpression::Kind::kOperator, position, "cast", {Read(*cast.arg)});
   call->target = type;
   return call;
@@ -483,15 +496,26 @@ SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& 
   }
 }
 
-// PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p; descending, of x and 1 -
-// p.
+// MODE() WITHIN GROUP (ORDER BY x) is a function of x, in that order; LISTAGG is one whose rows
+// come in that order. PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p;
+// descending, of x and 1 - p.
 void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
                                          SqlExpression& function) const {
+  if (function.name == "listagg") {
+    ReadOrderWithin(call, function);
+    return;
+  }
   const SqlSortItem key = ReadSort(*call.agg_order[0]->sort_by);
+  const bool isMode = function.name == "mode";
   const bool isContinuous = function.name == "percentile_cont";
-  if (call.n_agg_order > 1 || function.arguments.size() != 1 ||
-      (!isContinuous && function.name != "percentile_disc")) {
+  if (call.n_agg_order > 1 || function.arguments.size() != (isMode ? 0 : 1) ||
+      (!isMode && !isContinuous && function.name != "percentile_disc")) {
     Refuse(function.position, L"WITHIN GROUP of this function, or of several columns");
+  }
+  if (isMode) {
+    function.arguments = {key.expression};
+    function.orderBy = {key};
+    return;
   }
   SqlExpressionPtr fraction = function.arguments[0];
   if (key.order == kDescending) {
@@ -500,6 +524,12 @@ void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
     fraction = Operator(fraction->position, "-", {one, fraction});
   }
   function.arguments = {key.expression, fraction};
+}
+
+void SqlExpressionReader::ReadOrderWithin(const PgQuery__FuncCall& call,
+                                          SqlExpression& function) const {
+  for (std::size_t i = 0; i < call.n_agg_order; ++i)
+    function.orderBy.push_back(ReadSort(*call.agg_order[i]->sort_by));
 }
 
 // IIF(c, x, y), and DECODE(a, b, x, ..., y), as the CASE that they are.
@@ -547,9 +577,20 @@ SqlExpressionPtr SqlExpressionReader::ReadSubquery(const PgQuery__SubLink& link)
   return subquery;
 }
 
+std::vector<SqlExpressionPtr> SqlExpressionReader::ReadArguments(
+    const PgQuery__FuncCall& call) const {
+  const bool takesNames = StringOf(*call.funcname[call.n_funcname - 1]) == "make_interval";
+  std::vector<SqlExpressionPtr> all;
+  for (std::size_t i = 0; i < call.n_args; ++i) {
+    const PgQuery__Node& argument = *call.args[i];
+    const bool isNamed = argument.node_case == PG_QUERY__NODE__NODE_NAMED_ARG_EXPR;
+    all.push_back(Read(takesNames && isNamed ? *argument.named_arg_expr->arg : argument));
+  }
+  return all;
+}
+
 SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {
   int position = Place(call.location);
-  if (call.n_agg_order && !call.agg_within_group) Refuse(position, L"ORDER BY within a function");
   if (call.func_variadic) Refuse(position, L"VARIADIC");
   // The grammar itself writes the schema of its own functions.
   if (call.n_funcname > 2 || (call.n_funcname == 2 && StringOf(*call.funcname[0]) != "pg_catalog"))
@@ -560,8 +601,13 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->name = StringOf(*call.funcname[call.n_funcname - 1]);
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
-  function->arguments = ReadAll(call.args, call.n_args);
-  if (call.agg_within_group) ReadOrderedSet(call, *function);
+  function->arguments = ReadArguments(call);
+  SqlTimeReader::PlaceArguments(call, *function);
+  if (call.agg_within_group) {
+    ReadOrderedSet(call, *function);
+  } else {
+    ReadOrderWithin(call, *function);
+  }
   if (call.agg_filter) {
     function->filter = Read(*call.agg_filter);
     // Rows that are left out are a NULL that is not counted.
@@ -573,10 +619,12 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   if (call.over) function->over = ReadWindow(*call.over);
   const std::size_t count = function->arguments.size();
   if ((function->name == "iif" && count == 3) || (function->name == "decode" && count >= 3)) {
-    if (function->filter || function->over || function->distinct || function->star)
-      Refuse(position, L"FILTER, OVER or DISTINCT of a function that is no aggregate");
+    if (function->filter || function->over || function->distinct || function->star ||
+        !function->orderBy.empty())
+      Refuse(position, L"FILTER, OVER, DISTINCT or ORDER BY of a function that is no aggregate");
     return AsCase(*function, function->name == "decode");
   }
+  SqlTimeReader::Rewrite(*function);
   // The grammar's own names for TRIM and for its ends.
   if (function->name == "btrim") function->name = "trim";
   // OVERLAY without FOR replaces as many characters as it puts in.

@@ -46,6 +46,8 @@ class SqlExpressionReader {
   /// What stands in WITHIN GROUP becomes the first argument.
   void ReadOrderedSet(const PgQuery__FuncCall& call, SqlExpression& function) const;
   SqlExpressionPtr ReadSubquery(const PgQuery__SubLink& link) const;
+  void ReadOrderWithin(const PgQuery__FuncCall& call, SqlExpression& function) const;
+  std::vector<SqlExpressionPtr> ReadArguments(const PgQuery__FuncCall& call) const;
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
   SqlWindowPtr ReadWindow(const PgQuery__WindowDef& window) const;
   SqlWindow ExtendWindow(const PgQuery__WindowDef& window) const;

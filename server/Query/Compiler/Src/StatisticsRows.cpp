@@ -1,33 +1,10 @@
-#include <limits>
-
 #include "AggregateRows.h"
 #include "NodeProber.h"
 #include "PlanError.h"
 #include "Utility/XeAListStream.h"
 
 namespace sqxer {
-namespace {
 
-using Kind = FunctionRow::Kind;
-using Rule = AggregateResult::Rule;
-using Distinct = AggregateShape::Distinct;
-
-template <bool isSample>
-const AggregateShape kStddev{
-    [](AggregateCall& call) { return MakeNode<Stddev>(call, false, isSample); },
-    Distinct::kRefused,
-    XeUnknown,
-    {{Rule::kDouble}}};
-
-template <bool isSample>
-const AggregateShape kVariance{
-    [](AggregateCall& call) { return MakeNode<Variance>(call, false, isSample); },
-    Distinct::kRefused,
-    XeUnknown,
-    {{Rule::kDouble}}};
-
-/// The value of an argument that is a number without columns. The error of that code at its place
-/// for one that is computed anew each time.
 PlanConstant ReadNumber(std::unique_ptr<RExpression> number, int code) {
   const int position = number->GetSourcePosition();
   const XeRecordMetaData noColumns;
@@ -38,30 +15,25 @@ PlanConstant ReadNumber(std::unique_ptr<RExpression> number, int code) {
   return *value;
 }
 
-/// The number that says which quantile is meant. Error 58047 at its place for any that is no
-/// fraction from 0 to 1; NaN for NULL.
-float64 ReadFraction(std::unique_ptr<RExpression> number) {
-  const int position = number->GetSourcePosition();
-  const PlanConstant value = ReadNumber(std::move(number), kNoFraction);
-  if (value.IsNull()) return std::numeric_limits<float64>::quiet_NaN();
-  const auto fraction = value.IsText() ? std::nullopt : ConvertConstant(value, XeDoubleData);
-  const auto* const known = fraction ? std::get_if<float64>(&fraction->value) : nullptr;
-  if (known == nullptr || !(*known >= 0 && *known <= 1))
-    ThrowPlanError(kNoFraction, position, {std::get<XeString>(ConstantAsText(value).value)});
-  return *known;
-}
+namespace {
 
-template <bool isContinuous>
-const AggregateShape kQuantile{.Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
-                                 return MakeNode<Quantile>(call, false,
-                                                           ReadFraction(std::move(call.numbers[0])),
-                                                           isContinuous);
-                               },
-                               .distinct = Distinct::kRefused,
-                               .wideInteger = XeUnknown,
-                               .results = {{Rule::kDouble}},
-                               .arguments = "xn",
-                               .heldBytes = sizeof(float64)};
+using Kind = FunctionRow::Kind;
+using Rule = AggregateResult::Rule;
+using Distinct = AggregateShape::Distinct;
+
+template <bool isSample>
+const AggregateShape kStddev{
+    [](AggregateCall& call) { return MakeNode<Stddev>(call, false, isSample); },
+    Distinct::kSorted,
+    XeUnknown,
+    {{Rule::kDouble}}};
+
+template <bool isSample>
+const AggregateShape kVariance{
+    [](AggregateCall& call) { return MakeNode<Variance>(call, false, isSample); },
+    Distinct::kSorted,
+    XeUnknown,
+    {{Rule::kDouble}}};
 
 template <PairStatistic::Kind kind>
 const AggregateShape kPairStatistic{
@@ -75,6 +47,8 @@ const AggregateShape kPairStatistic{
 template <class Node>
 const AggregateShape kPair{
     MakeForGroups<Node>, Distinct::kRefused, XeUnknown, {{Rule::kDouble}}, "yx"};
+const AggregateShape kPairCount{
+    MakeForGroups<PairCount>, Distinct::kRefused, XeUnknown, {{Rule::kCount}}, "yx"};
 const AggregateShape kRegression{.Make = MakeForGroups<Regression>,
                                  .distinct = Distinct::kRefused,
                                  .wideInteger = XeUnknown,
@@ -211,43 +185,27 @@ void AppendStatisticsRows(std::vector<FunctionRow>& rows) {
     rows.push_back({Kind::kWindow, name, count, form, node, arguments, result, nulls, description,
                     example, exampleResult, nullptr, nullptr, &shape, WindowForm::kPartition});
   };
-  add("stddev_samp", 1, "STDDEV_SAMP(x)", "Stddev", "a number", "DOUBLE",
+  add("stddev_samp", 1, "STDDEV_SAMP([DISTINCT] x)", "Stddev", "a number", "DOUBLE",
       "NULLs are left out; NULL of fewer than two values",
       "The standard deviation of a sample. It comes from the sum of the squares, so of values that "
       "are large beside their deviation it has few digits.",
       "SELECT ROUND(STDDEV_SAMP(temp_max), 4) FROM \"seattle-weather\"", "7.3498", kStddev<true>);
-  rows.push_back(Alias(rows.back(), "stddev", "STDDEV(x)",
+  rows.push_back(Alias(rows.back(), "stddev", "STDDEV([DISTINCT] x)",
                        "SELECT ROUND(STDDEV(temp_max), 4) FROM \"seattle-weather\""));
-  add("stddev_pop", 1, "STDDEV_POP(x)", "Stddev", "a number", "DOUBLE", kSkipsNulls,
+  add("stddev_pop", 1, "STDDEV_POP([DISTINCT] x)", "Stddev", "a number", "DOUBLE", kSkipsNulls,
       "The same of the whole population: 0 of a single value.",
       "SELECT ROUND(STDDEV_POP(temp_max), 4) FROM \"seattle-weather\"", "7.3472", kStddev<false>);
-  add("var_samp", 1, "VAR_SAMP(x)", "Variance", "a number", "DOUBLE",
+  add("var_samp", 1, "VAR_SAMP([DISTINCT] x)", "Variance", "a number", "DOUBLE",
       "NULLs are left out; NULL of fewer than two values",
       "The variance of a sample, about a mean that moves with each value, so that values that are "
       "large "
       "beside their deviation cost no digits.",
       "SELECT ROUND(VAR_SAMP(temp_max), 4) FROM \"seattle-weather\"", "54.0189", kVariance<true>);
-  rows.push_back(Alias(rows.back(), "variance", "VARIANCE(x)",
+  rows.push_back(Alias(rows.back(), "variance", "VARIANCE([DISTINCT] x)",
                        "SELECT ROUND(VARIANCE(temp_max), 4) FROM \"seattle-weather\""));
-  add("var_pop", 1, "VAR_POP(x)", "Variance", "a number", "DOUBLE", kSkipsNulls,
+  add("var_pop", 1, "VAR_POP([DISTINCT] x)", "Variance", "a number", "DOUBLE", kSkipsNulls,
       "The same of the whole population: 0 of a single value.",
       "SELECT ROUND(VAR_POP(temp_max), 4) FROM \"seattle-weather\"", "53.982", kVariance<false>);
-  add("percentile_cont", 2, "PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x [DESC])", "Quantile",
-      "a fraction from 0 to 1, the same in every row; a number", "DOUBLE", kSkipsNulls,
-      "The value at that fraction of the way from the first to the last, between two of them as on "
-      "a "
-      "line. The values of a group are held in memory.",
-      "SELECT PERCENTILE_CONT(0.95) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
-      "28.9", kQuantile<true>);
-  rows.push_back(Alias(rows.back(), "quantile_cont", "QUANTILE_CONT(x, p)",
-                       "SELECT QUANTILE_CONT(temp_max, 0.95) FROM \"seattle-weather\""));
-  add("percentile_disc", 2, "PERCENTILE_DISC(p) WITHIN GROUP (ORDER BY x)", "Quantile",
-      "a fraction from 0 to 1, the same in every row; a number", "DOUBLE", kSkipsNulls,
-      "The first value of which at least that fraction of the values is no greater.",
-      "SELECT PERCENTILE_DISC(0.5) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
-      "15.6", kQuantile<false>);
-  rows.push_back(Alias(rows.back(), "quantile", "QUANTILE(x, p)",
-                       "SELECT QUANTILE(temp_max, 0.5) FROM \"seattle-weather\""));
   using Pair = PairStatistic::Kind;
   const auto addPair = [&](const char* name, const char* form, const char* description,
                            const char* example, const char* result, const AggregateShape& shape) {
@@ -258,6 +216,9 @@ void AppendStatisticsRows(std::vector<FunctionRow>& rows) {
   addPair("covar_pop", "COVAR_POP(y, x)", "The covariance of a whole population.",
           "SELECT ROUND(COVAR_POP(temp_max, temp_min), 4) FROM \"seattle-weather\"", "32.3064",
           kPairStatistic<Pair::kCovariance>);
+  add("regr_count", 2, "REGR_COUNT(y, x)", "PairCount", kTwoNumbers, "an unsigned integer",
+      "a row with a NULL is left out; 0 when no row is left", "The number of rows with both.",
+      "SELECT REGR_COUNT(temp_max, temp_min) FROM \"seattle-weather\"", "1461", kPairCount);
   addPair("regr_intercept", "REGR_INTERCEPT(y, x)",
           "The line of y on x by least squares at x = 0; NULL where x is the same in every row.",
           "SELECT ROUND(REGR_INTERCEPT(temp_max, temp_min), 2) FROM \"seattle-weather\"", "5.89",

@@ -4,7 +4,7 @@
 
 #include "FunctionTable.h"
 #include "JsonColumns.h"
-#include "SQXERExprAggregateBase.h"
+#include "SQXERExprAggregateOrdered.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprParam.h"
@@ -163,8 +163,9 @@ bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
   const TypedAggregate& x = *a.aggregate;
   const TypedAggregate& y = *b.aggregate;
   return a.function == b.function && x.distinct == y.distinct && x.word == y.word &&
-         x.orders == y.orders && x.columns == y.columns && x.partitionKeys == y.partitionKeys &&
-         x.rowOrders == y.rowOrders && x.frame == y.frame &&
+         x.orders == y.orders && x.keyOrders == y.keyOrders &&
+         x.dropsDuplicates == y.dropsDuplicates && x.columns == y.columns &&
+         x.partitionKeys == y.partitionKeys && x.rowOrders == y.rowOrders && x.frame == y.frame &&
          AreSameArguments(a.arguments, b.arguments) && AreSameArguments(x.numbers, y.numbers);
 }
 
@@ -210,7 +211,9 @@ std::unique_ptr<RExpression> BuildTree(const TypedExpression& expression,
   return node;
 }
 
-std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt16Vector columns) {
+namespace {
+
+std::unique_ptr<Aggregate> BuildPlain(const TypedExpression& aggregate, UInt16Vector columns) {
   AggregateCall call;
   call.columns = std::move(columns);
   call.distinct = aggregate.aggregate->distinct;
@@ -219,6 +222,32 @@ std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt
   for (const TypedExpressionPtr& number : aggregate.aggregate->numbers)
     call.numbers.push_back(BuildTree(*number, {}));
   return aggregate.function->aggregate->Make(call);
+}
+
+}  // namespace
+
+std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt16Vector columns) {
+  const TypedAggregate& call = *aggregate.aggregate;
+  if (call.keyOrders.empty()) return BuildPlain(aggregate, std::move(columns));
+  // Each column is kept once, and has its place there.
+  auto kept = std::make_unique<UInt16Vector>();
+  UInt16Vector places;
+  for (const uint16 column : columns) {
+    const auto known = std::ranges::find(*kept, column);
+    places.push_back(static_cast<uint16>(known - kept->begin()));
+    if (known == kept->end()) kept->push_back(column);
+  }
+  const std::size_t own = columns.size() - call.keyOrders.size();
+  std::vector<Ordered::Key> keys;
+  for (std::size_t i = 0; i < call.keyOrders.size(); ++i)
+    keys.push_back({places[own + i], call.keyOrders[i].order, call.keyOrders[i].nulls});
+  std::size_t needed = 0;
+  for (std::size_t i = 0; i < call.neededColumns; ++i)
+    needed = std::max(needed, std::size_t{places[i]} + 1);
+  places.resize(own);
+  std::unique_ptr<Aggregate> inner = BuildPlain(aggregate, std::move(places));
+  return std::make_unique<Ordered>(kept.release(), std::move(inner), std::move(keys),
+                                   call.dropsDuplicates, needed);
 }
 
 }  // namespace sqxer

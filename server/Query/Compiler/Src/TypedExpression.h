@@ -39,6 +39,12 @@ struct TypedAggregate {
   int word = -1;
   /// The order of each column, where it ranks the rows by them.
   std::vector<SortOrder_t> orders;
+  /// Of one that takes its rows in an order, or without duplicates: the directions of the keys,
+  /// which are the last ones of its columns.
+  std::vector<RowOrder> keyOrders;
+  bool dropsDuplicates = false;
+  /// Rows without one of the first columns do not count to what takes rows in an order.
+  std::size_t neededColumns = 1;
 
   /// How many of the arguments are columns, how many behind them what a frame reads, and how many
   /// behind those keys of partitions. The rest are the keys of the order in which it takes the

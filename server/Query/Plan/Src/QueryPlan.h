@@ -37,6 +37,10 @@ struct PlanAggregate {
   int position = 0;
   /// What it holds of each row of a group until the group ends.
   uint32 heldBytes = 0;
+  /// It sorts its input for another reason.
+  bool sorts = false;
+  /// Its buffers are as wide as what they hold, and not as its results may be.
+  bool growsByNeed = false;
   /// Of a window's function: it gives each row a result over these rows, whose fields are those of
   /// the window record. It is a WindowFunction, or an aggregate that is driven over each frame.
   std::optional<WindowFrame> frame;

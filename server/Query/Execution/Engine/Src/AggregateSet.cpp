@@ -1,5 +1,7 @@
 #include "AggregateSet.h"
 
+#include <algorithm>
+
 #include "SQXEROpsAggregate.h"
 
 namespace sqxer {
@@ -45,7 +47,11 @@ void AggregateSet::KeepStates(HeldMemory& memory) {
   const bool isOneGroup = !members_.empty() && members_.front().firstResult == 0;
   for (Member& member : members_) {
     if (isOneGroup) member.aggregate->KeepLongValues();
-    const bool isHeld = member.aggregate->HoldTogether(memory);
+    const auto shares = [&](const Member& earlier) {
+      return &earlier < &member && member.aggregate->ShareHeld(*earlier.aggregate);
+    };
+    const bool isHeld =
+        std::ranges::any_of(members_, shares) || member.aggregate->HoldTogether(memory);
     member.hasObjects = member.aggregate->TransferState(StateTransfer::kMeasure, nullptr) == 0;
     hasOneStart_ = hasOneStart_ && !isHeld && !member.hasObjects;
   }

@@ -19,6 +19,28 @@ uint32 MeasureState(Aggregate& aggregate) {
   return aggregate.TransferState(StateTransfer::kMeasure, nullptr);
 }
 
+uint64 CountRows(const FrameRows& frame) {
+  return frame[0].Count() + frame[1].Count() + frame[2].Count();
+}
+
+/// Calls use(stretch) for the rows of a frame that are not in another one.
+template <class Use>
+void ForEachBeyond(const FrameRows& frame, const FrameRows& other, Use&& use) {
+  for (const RowStretch& stretch : frame) {
+    uint64 from = stretch.from;
+    const auto useUpTo = [&](uint64 end) {
+      end = std::min(end, stretch.to);
+      if (end > from) use(RowStretch{from, end});
+    };
+    for (const RowStretch& known : other) {
+      if (known.Count() == 0) continue;
+      useUpTo(known.from);
+      from = std::max(from, known.to);
+    }
+    useUpTo(stretch.to);
+  }
+}
+
 bool IsOneStretch(const FrameRows& frame) { return frame[1].Count() == 0 && frame[2].Count() == 0; }
 
 }  // namespace
@@ -29,6 +51,8 @@ FrameAggregator::FrameAggregator(Aggregate& aggregate, uint32 inputSize, WindowR
       rows_(rows),
       stateBytes_(MeasureState(aggregate)),
       joins_(stateBytes_ > 0 && aggregate.CanJoinStates()),
+      exchanges_(stateBytes_ == 0 && aggregate.HoldMovingRows()),
+      goesOn_(stateBytes_ == 0 && aggregate.GoesOnAfterOutput()),
       mostBytes_(
           std::max<std::size_t>(Settings::Current()->GetSwitches().groupMemory_, kLeastBytes)),
       state_(stateBytes_),
@@ -61,6 +85,22 @@ void FrameAggregator::ComputeAll(const FrameRows& frame) {
   }
 }
 
+void FrameAggregator::Exchange(const FrameRows& frame) {
+  uint64 changes = 0;
+  const auto count = [&](const RowStretch& rows) { changes += rows.Count(); };
+  ForEachBeyond(frame, frame_, count);
+  ForEachBeyond(frame_, frame, count);
+  if (isFirst_ || changes >= CountRows(frame)) return ComputeAll(frame);
+  // Errors of values come from Compute, before which nothing has gone.
+  ForEachBeyond(frame, frame_, [this](const RowStretch& rows) {
+    for (uint64 row = rows.from; row < rows.to; ++row) Compute(row);
+  });
+  ForEachBeyond(frame_, frame, [this](const RowStretch& rows) {
+    for (uint64 row = rows.from; row < rows.to; ++row)
+      aggregate_.Remove(rows_.GetRow(row), inputSize_);
+  });
+}
+
 void FrameAggregator::Restore(State& state) {
   // What Finalize has left is not part of a state.
   aggregate_.Initialize(false);
@@ -68,16 +108,18 @@ void FrameAggregator::Restore(State& state) {
 }
 
 bool FrameAggregator::GoesOn(const FrameRows& frame) const {
-  return !isFirst_ && stateBytes_ > 0 && IsOneStretch(frame) && IsOneStretch(frame_) &&
+  return !isFirst_ && (stateBytes_ > 0 || goesOn_) && IsOneStretch(frame) && IsOneStretch(frame_) &&
          frame[0].from == frame_[0].from;
 }
 
 void FrameAggregator::Output(const FrameRows& frame, uint8* record) {
   if (isFirst_ || frame != frame_) {
-    if (GoesOn(frame) && !joins_) {
-      Restore(state_);
+    if (exchanges_) {
+      Exchange(frame);
+    } else if (GoesOn(frame) && !joins_) {
+      if (stateBytes_ > 0) Restore(state_);
       for (uint64 row = frame_[0].to; row < frame[0].to; ++row) Compute(row);
-      Save(state_.data());
+      if (stateBytes_ > 0) Save(state_.data());
     } else if (joins_) {
       Move(before_, frame[0]);
       Move(behind_, frame[2]);

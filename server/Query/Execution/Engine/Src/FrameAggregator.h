@@ -12,8 +12,8 @@ namespace sqxer {
 /// lose rows, states are joined and nothing is ever subtracted, so sums lose no digits: of a
 /// stretch of rows that moves along, the aggregator has the state of the rows behind some row, and
 /// before it one state for each row, of that and all up to there. When these are used up they are
-/// made anew, so each row is taken in twice at most. An aggregate whose states cannot be joined
-/// takes in each such frame from the start.
+/// made anew, so each row is taken in twice at most. An aggregate without states may hold its rows
+/// such that it gives them up again. The others take in each such frame from the start.
 class FrameAggregator {
  public:
   /// Drives a bound aggregate over records of so many bytes. Both must outlive it.
@@ -41,6 +41,8 @@ class FrameAggregator {
 
   void Compute(uint64 row);
   void ComputeAll(const FrameRows& frame);
+  /// Has the aggregate hold the rows of this frame, and no longer those of the one before.
+  void Exchange(const FrameRows& frame);
   /// The frame is the one before, with further rows behind it.
   bool GoesOn(const FrameRows& frame) const;
   void Move(Moving& moving, const RowStretch& to);
@@ -56,6 +58,8 @@ class FrameAggregator {
   /// 0 where it has none.
   const uint32 stateBytes_;
   const bool joins_;
+  const bool exchanges_;
+  const bool goesOn_;
   const std::size_t mostBytes_;
   uint32 computed_ = 0;
   bool isFirst_ = true;

@@ -46,15 +46,21 @@ uint32 FindVaryingKey(WorkRecord& record, std::size_t keyCount) {
 /// What an aggregate takes beyond the memory gateway, its results apart.
 uint64 CountBytesOfObject(const PlanAggregate& aggregate) {
   constexpr uint64 kPerAggregate = 16;
-  return kPerAggregate + (aggregate.distinct ? SqrtSorter::GetInitialBufferBytes() : 0);
+  const bool hasSorter = aggregate.distinct || aggregate.sorts;
+  return kPerAggregate + (hasSorter ? SqrtSorter::GetInitialBufferBytes() : 0);
 }
 
 /// What a group with a set of its own takes besides its key and what comes from the memory gateway:
-/// the buffers of its aggregates (as wide as their results), and the sort buffers that they may
-/// fill.
+/// the buffers of its aggregates (as wide as their results, unless they grow by need), and the sort
+/// buffers that they may fill.
 uint64 CountBytesBeyondGateway(const std::vector<PlanAggregate>& aggregates, uint32 resultBytes) {
   uint64 bytes = resultBytes;
-  for (const PlanAggregate& aggregate : aggregates) bytes += CountBytesOfObject(aggregate);
+  for (const PlanAggregate& aggregate : aggregates) {
+    bytes += CountBytesOfObject(aggregate);
+    if (!aggregate.growsByNeed) continue;
+    for (const ColumnInfo& result : aggregate.results)
+      bytes -= XeRecordMetaData::GetByteLength(result.type, result.length, true);
+  }
   return bytes;
 }
 

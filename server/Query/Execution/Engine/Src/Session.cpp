@@ -327,6 +327,9 @@ uint32 Session::CountThreads(const QueryPlan& plan, const LazyTable& table) cons
 
 void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
+  statement_ = parameters_ ? parameters_->Get() : QueryParameters();
+  // All plans of the statement, those of threads too, have the same moment.
+  statement_.moment = ReadClock();
   const SqlStatement statement = ParseQuery(sql);
   const SqlQuery& query = *statement.query;
   if (!RelationRun::IsNeeded(query)) {
@@ -334,7 +337,7 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
     select.explain = statement.explain;
     return RunSelect(sql, select, nullptr, sink, repeat);
   }
-  RelationRun run(*this, sql, parameters_ ? parameters_->Get() : QueryParameters());
+  RelationRun run(*this, sql, statement_);
   if (statement.explain) return SendLines(run.Describe(query), sink);
   run.Run(query, sink, repeat);
 }
@@ -344,10 +347,7 @@ void Session::RunSelect(const std::string& sql, const SqlSelect& select, Relatio
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
   Catalog& catalog = made != nullptr ? static_cast<Catalog&>(*made) : *this;
-  const auto compile = [&] {
-    return CompileSelect(sql, select, catalog,
-                         parameters_ ? parameters_->Get() : QueryParameters());
-  };
+  const auto compile = [&] { return CompileSelect(sql, select, catalog, statement_); };
   QueryPlan plan = compile();
   const bool explain = plan.explain;
   const int position = plan.tablePosition;

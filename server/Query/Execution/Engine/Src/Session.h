@@ -12,6 +12,7 @@
 #include "ColumnTypes.h"
 #include "LazyTable.h"
 #include "ParameterBlock.h"
+#include "QueryParameters.h"
 #include "ResultSink.h"
 #include "RunProgress.h"
 #include "Table.h"
@@ -137,6 +138,8 @@ class Session : public Catalog {
   const Cancellation* cancellation_ = nullptr;
   std::string directory_ = ".";
   std::unique_ptr<ParameterBlock> parameters_;
+  /// Those of the statement that is being run, with its moment.
+  QueryParameters statement_;
   LoadProgress loadProgress_;
   RunProgress runProgress_;
   /// The keys of the maps are names in folded case, or paths as they stand.

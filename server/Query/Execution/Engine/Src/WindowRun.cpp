@@ -18,7 +18,7 @@ std::vector<ColumnInfo> InputFields(const PlanWindow& plan) {
 }
 
 /// Row records up to this size are kept side by side for all rows.
-constexpr uint32 kMostKeptBytes = 64;
+constexpr uint32 kMostKeptRowBytes = 64;
 
 /// What the functions rank by, where all of them are ranks, by the same keys.
 std::vector<PlanSortKey> RankingOf(const PlanWindow& plan) {
@@ -103,7 +103,7 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
   }
   if (!SortedRows::CanTake(keys, table, columns)) return;
   const RecordPacker& packer = results_.GetRow().GetPacker();
-  keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptBytes;
+  keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptRowBytes;
   rowOrder_.emplace(keys, partitionKeys, table, columns);
   const uint64 bytes = rowOrder_->CountBytes() + CountKeptBytes(table.rowCount);
   const uint64 memory = SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_);
@@ -116,7 +116,7 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
     return inputs_[input].GetTree().CountOperands() > 0;
   };
   keepsInputs_ = !ranksByTies_ && !input_.GetPacker().IsPacking() &&
-                 input_.GetSize() <= kMostKeptBytes &&
+                 input_.GetSize() <= kMostKeptRowBytes &&
                  bytes + table.rowCount * input_.GetSize() <= memory &&
                  std::ranges::any_of(evaluated_, [&](std::size_t input) {
                    return functions_.Reads(input) && isComputed(input);

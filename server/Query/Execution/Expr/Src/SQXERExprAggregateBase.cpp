@@ -65,7 +65,7 @@ XeString NameStoredType(XeDataType type, bool narrow) {
   return narrow ? name + L" of one byte a character" : name;
 }
 
-bool HasOrder(XeDataType type) { return type < XeIntervalData || type == XeBoolean; }
+bool HasOrder(XeDataType type) { return type <= XeIntervalData || type == XeBoolean; }
 
 }  // namespace
 
@@ -107,6 +107,18 @@ void Aggregate::FoldBatch(const BatchFold&) {
 
 void Aggregate::MergeState(uint8*, const uint8*) {
   XeLogicError("a state for an aggregate whose states cannot be merged");
+}
+
+void Aggregate::SaveSketch(std::vector<uint8>&) const {
+  XeLogicError("a sketch of an aggregate that keeps none");
+}
+
+bool Aggregate::MergeSketch(std::span<const uint8>) {
+  XeLogicError("a sketch for an aggregate that keeps none");
+}
+
+void Aggregate::Remove(unsigned char*, unsigned int) {
+  XeLogicError("an aggregate that keeps no rows is to give one up");
 }
 
 uint64 Aggregate::CountHeld() const {
@@ -359,6 +371,14 @@ void Aggregate::SortDistinctValue(const void* value, uint32 dataSize) {
 void SingleResultAggregate::SetTargetDescriptor(XeRecordMetaData& target,
                                                 unsigned short fieldIndex) {
   PlaceFirstResult(target, fieldIndex, resultDataType_);
+}
+
+void SingleResultAggregate::OutputText(unsigned char* record, const wchar_t* characters,
+                                       uint32 length) const {
+  constexpr uint32 kCharacterBytes = sizeof(wchar_t);
+  length = std::min(length, (targetFixedLenSize_ - kLongVarPrefix) / kCharacterBytes);
+  std::memcpy(record + targetOffset_, &length, sizeof length);
+  std::memcpy(record + targetOffset_ + kLongVarPrefix, characters, length * kCharacterBytes);
 }
 
 std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,

@@ -134,6 +134,19 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// in the order in which they were initialized. `memory` must outlive the aggregate.
   virtual bool HoldTogether(HeldMemory& /*memory*/) { return false; }
 
+  /// Whether further rows of a group may come after its Finalize and Output, and make the next
+  /// result that of all its rows.
+  virtual bool GoesOnAfterOutput() { return false; }
+  /// Has an aggregate without states hold the rows of a group such that Remove takes out one that
+  /// Compute has taken in, and rows come and go after each result. Whether it does. To be called
+  /// before the first Initialize.
+  virtual bool HoldMovingRows() { return false; }
+  virtual void Remove(unsigned char* record, unsigned int size);
+
+  /// In the place of HoldTogether: has an aggregate go by what another one of its set holds, which
+  /// is finalized right before it in each group. Whether it does.
+  virtual bool ShareHeld(Aggregate& /*holder*/) { return false; }
+
   /// Whether states (see TransferState) can take in batches of rows. For each batch the owner asks
   /// all aggregates of a group, before any state changes: whether they admit the column and the
   /// states. If so, FoldBatch does what Compute does row after row, and cannot fail; else the batch
@@ -175,6 +188,13 @@ class SQXEREXPR_API Aggregate : public RExpression {
   /// sums of doubles, or of decimals beyond 38 digits, are rounded, the result is another one of
   /// those that the order of rows can give.
   virtual std::vector<XeDataType> GetStateTypes() const { return {}; }
+  /// Of an aggregate whose state is a sketch of its group, the most bytes that it takes; 0 for the
+  /// others. Before Finalize, SaveSketch gives the bytes, for those who move states, and
+  /// MergeSketch adds such a sketch to that of this group: false, and nothing done, for bytes that
+  /// are none.
+  virtual uint32 CountSketchBytes() const { return 0; }
+  virtual void SaveSketch(std::vector<uint8>& bytes) const;
+  virtual bool MergeSketch(std::span<const uint8> bytes);
   /// Whether MergeState serves an owner to whom the order in which numbers are added does not
   /// matter, for any states that Compute makes.
   virtual bool CanJoinStates() {
@@ -394,6 +414,10 @@ class SQXEREXPR_API SingleResultAggregate : public Aggregate {
   void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) override;
   RExprReturn Finalize() override { return kTrue; }
   unsigned int GetTargetFixedLenSize() override { return targetFixedLenSize_; }
+
+ protected:
+  /// Writes a text of varying length, four bytes a character, cut to what the result field takes.
+  void OutputText(unsigned char* record, const wchar_t* characters, uint32 length) const;
 };
 
 /// Binds an aggregate and its result field, and returns the one to use from now on. An error on its

@@ -58,6 +58,7 @@ void Count::BindDistinctMetaData() {
 }
 
 void Count::DistinctInitialize() {
+  if (moving_ != nullptr) return moving_->Clear();
   if (!bComputeColumnsSorted_) return Aggregate::DistinctInitialize();
   bFirstRecord_ = true;
 }
@@ -71,6 +72,9 @@ RExprReturn Count::Compute(unsigned char* record, unsigned int) {
   if (IsSourceNull(record)) return kTrue;
   if (!isDistinctHandled_) [[likely]] {
     ++count_;
+  } else if (moving_ != nullptr) {
+    const uint8* const value = record + sourceOffset_;
+    moving_->Add(value, CountSourceBytes(value));
   } else if (bComputeColumnsSorted_) {
     CountUnlessRepeated(record + sourceOffset_);
   } else {
@@ -87,7 +91,9 @@ void Count::CountUnlessRepeated(const uint8* value) {
 }
 
 RExprReturn Count::Finalize() {
-  if (distinctValues_ != nullptr) {
+  if (moving_ != nullptr) {
+    count_ = moving_->GetCount();
+  } else if (distinctValues_ != nullptr) {
     count_ += distinctValues_->Count(distinctGroup_);
   } else if (isDistinctHandled_ && !bComputeColumnsSorted_) {
     DrainDistinctValues([this](const uint8*) { ++count_; });
@@ -126,6 +132,19 @@ uint32 Count::TransferState(StateTransfer transfer, uint8* state) {
 
 bool Count::HoldTogether(HeldMemory& memory) {
   return isDistinctHandled_ && !bComputeColumnsSorted_ && HoldDistinctTogether(memory);
+}
+
+bool Count::HoldMovingRows() {
+  if (!isDistinctHandled_ || bComputeColumnsSorted_) return false;
+  const XeFieldDescriptor& field = *tempRecordMetadata_.GetFieldDescriptor(0);
+  moving_ = std::make_unique<MovingDistinct>(
+      KeyDesc(field, kAscending, KeyDesc::GetCharComparisonType()).MovedTo(0, 0, false));
+  sorter_.reset();
+  return true;
+}
+
+void Count::Remove(unsigned char* record, unsigned int) {
+  if (!IsSourceNull(record)) moving_->Remove(record + sourceOffset_);
 }
 
 bool Count::TakesBatches() { return !isDistinctHandled_ || distinctValues_ != nullptr; }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SQXERExprAggregateBase.h"
+#include "SQXERMovingValues.h"
 
 namespace sqxer {
 
@@ -31,6 +32,9 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
                                 unsigned char* sourceNull) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
   bool HoldTogether(HeldMemory& memory) override;
+  /// Of DISTINCT values, unless the columns are sorted.
+  bool HoldMovingRows() override;
+  void Remove(unsigned char* record, unsigned int size) override;
   bool TakesBatches() override;
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
@@ -50,6 +54,9 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
 
  private:
   void CountUnlessRepeated(const uint8* value);
+
+  /// The values of a group from which some go again.
+  std::unique_ptr<MovingDistinct> moving_;
 };
 
 /// COUNT(*): how many rows there are, NULL or not. Reads no column.

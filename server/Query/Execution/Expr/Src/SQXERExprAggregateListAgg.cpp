@@ -106,10 +106,7 @@ void ListAgg::Append(std::wstring_view text) {
 
 void ListAgg::Output(unsigned char* record) {
   if (OutputNull(record, resultLength_ == 0)) return;
-  const uint32 room = (targetFixedLenSize_ - kLongVarPrefix) / sizeof(wchar_t);
-  const uint32 length = std::min(resultLength_, room);
-  StoreValue(record + targetOffset_, length);
-  std::memcpy(record + targetOffset_ + kLongVarPrefix, result_.data(), length * sizeof(wchar_t));
+  OutputText(record, result_.data(), resultLength_);
 }
 
 }  // namespace sqxer

@@ -31,6 +31,7 @@ class SQXEREXPR_API ListAgg : public SingleResultAggregate {
   RExprReturn Finalize() override;
   /// Writes a text of varying length, four bytes a character, cut to what the field takes.
   void Output(unsigned char* record) override;
+  bool GoesOnAfterOutput() override { return !isDistinctHandled_; }
 
  protected:
   /// Each converter serves one of the conversions.

@@ -47,7 +47,8 @@ void Median::Initialize(bool restart) {
   // The result stays: a target that is never NULL receives that of the last group with values.
   nullIndicator_ = true;
   list_ = {};
-  if (held_ != nullptr) return;
+  if (held_ != nullptr || holder_ != nullptr) return;
+  if (moving_ != nullptr) return moving_->Clear();
   // Callers restart the count of output rows without giving up the values of the group. Where none
   // is open there is nothing to keep.
   if (restart && arrayRowSet_ != nullptr) return;
@@ -56,11 +57,15 @@ void Median::Initialize(bool restart) {
 }
 
 RExprReturn Median::Compute(unsigned char* record, unsigned int) {
-  if (IsSourceNull(record)) return kTrue;
+  if (holder_ != nullptr || IsSourceNull(record)) return kTrue;
   if (!sourceMoveFields_.empty() && !TakeKey(record)) return kTrue;
   const float64 value = input_.Read(record + sourceOffset_);
   if (held_ != nullptr) {
     held_->Append(list_, value);
+    return kTrue;
+  }
+  if (moving_ != nullptr) {
+    moving_->Add(value);
     return kTrue;
   }
   const auto* const row = reinterpret_cast<const uint8*>(&value);
@@ -92,11 +97,34 @@ bool Median::HoldTogether(HeldMemory&) {
   return true;
 }
 
+bool Median::HoldMovingRows() {
+  if (!sourceMoveFields_.empty()) return false;
+  moving_ = std::make_unique<MovingRanks>();
+  return true;
+}
+
+void Median::Remove(unsigned char* record, unsigned int) {
+  if (!IsSourceNull(record)) moving_->Remove(input_.Read(record + sourceOffset_));
+}
+
+bool Median::ShareHeld(Aggregate& holder) {
+  auto* const other = dynamic_cast<Median*>(&holder);
+  if (other == nullptr || other->held_ == nullptr || !sourceMoveFields_.empty() ||
+      aggregateColumns_->front() != other->aggregateColumns_->front()) {
+    return false;
+  }
+  holder_ = other;
+  return true;
+}
+
 uint32 Median::TransferState(StateTransfer transfer, uint8* state) {
+  // A state there must be, though it says nothing.
+  if (holder_ != nullptr) return TransferFields(transfer, state, nullIndicator_);
   return held_ == nullptr ? 0 : TransferFields(transfer, state, list_);
 }
 
 bool Median::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
+  if (holder_ != nullptr) return true;
   numbers_ = column_.Read(*input, rows);
   return numbers_ != nullptr;
 }
@@ -122,10 +150,12 @@ class ListState {
 }  // namespace
 
 void Median::FoldBatch(const BatchFold& fold) {
+  if (holder_ != nullptr) return;
   FoldRows(fold, ListState(*held_, numbers_->As<float64>()));
 }
 
 void Median::MergeHeld(std::span<const StatePair> states, Aggregate& later) {
+  if (holder_ != nullptr) return;
   for (const StatePair& pair : states) {
     auto list = LoadValue<HeldNumbers::List>(pair.state);
     HeldNumbers::Splice(list, LoadValue<HeldNumbers::List>(pair.later));
@@ -135,14 +165,24 @@ void Median::MergeHeld(std::span<const StatePair> states, Aggregate& later) {
 }
 
 RExprReturn Median::Finalize() {
-  if (held_ != nullptr) {
-    held_->Gather(list_, values_);
-    if (values_.empty()) return kTrue;
+  if (held_ != nullptr || holder_ != nullptr) {
+    // In what order the values stand does not matter.
+    std::vector<float64>& values = holder_ != nullptr ? holder_->values_ : values_;
+    if (held_ != nullptr) held_->Gather(list_, values);
+    if (values.empty()) return kTrue;
     nullIndicator_ = false;
-    const QuantilePlace place = FindPlace(values_.size());
+    const QuantilePlace place = FindPlace(values.size());
     float64 next = 0;
-    selection_.Select(values_, place.rank, place.share > 0, result_, next);
+    selection_.Select(values, place.rank, place.share > 0, result_, next);
     if (place.share > 0) result_ = Between(result_, next, place.share);
+    return kTrue;
+  }
+  if (moving_ != nullptr) {
+    nullIndicator_ = moving_->GetCount() == 0;
+    if (nullIndicator_) return kTrue;
+    const QuantilePlace place = FindPlace(moving_->GetCount());
+    result_ = moving_->At(place.rank);
+    if (place.share > 0) result_ = Between(result_, moving_->At(place.rank + 1), place.share);
     return kTrue;
   }
   RequireRows();

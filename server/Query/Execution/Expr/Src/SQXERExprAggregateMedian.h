@@ -3,6 +3,7 @@
 #include "SQXERAggregateVariant.h"
 #include "SQXERBatchNumbers.h"
 #include "SQXERHeldNumbers.h"
+#include "SQXERMovingValues.h"
 #include "SQXEROpsSelection.h"
 #include "Utility/ArrayRowSet.h"
 #include "Utility/XeFieldDataBinder.h"
@@ -32,10 +33,15 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   void Output(unsigned char* record) override;
   /// Whatever was asked for: nobody else needs to remove duplicates.
   bool IsDistinctHandled() override { return true; }
+  /// With another median or quantile of the same column.
+  bool ShareHeld(Aggregate& holder) override;
   /// Not with distinct break columns. The values count with the owner, not with `memory`.
   bool HoldTogether(HeldMemory& memory) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
-  bool TakesBatches() override { return held_ != nullptr; }
+  /// Not with distinct break columns.
+  bool HoldMovingRows() override;
+  void Remove(unsigned char* record, unsigned int size) override;
+  bool TakesBatches() override { return held_ != nullptr || holder_ != nullptr; }
   bool AdmitsInput(const BatchVector* input, const BatchRows& rows) override;
   void FoldBatch(const BatchFold& fold) override;
   StateMerge GetStateMerge() override { return StateMerge::kHeld; }
@@ -90,6 +96,10 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   /// Fills the key row.
   XeFieldDataBinder keyBinder_;
 
+  /// The values of a group from which some go again.
+  std::unique_ptr<MovingRanks> moving_;
+  /// Whose values this one goes by; null where it has its own.
+  Median* holder_ = nullptr;
   /// The values of all groups, when they are held together, and those of this one.
   std::unique_ptr<HeldNumbers> held_;
   HeldNumbers::List list_;

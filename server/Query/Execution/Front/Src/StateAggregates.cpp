@@ -46,6 +46,54 @@ class StateFields {
   uint32 bytes_ = 0;
 };
 
+/// Where a sketch stands in a record: as the digits of its bytes, two for each.
+class SketchField {
+ public:
+  static constexpr uint32 kDigits = 2;
+
+  void Place(const XeRecordMetaData& layout, std::size_t field) {
+    const XeFieldDescriptor& place = layout.GetPlacedField(static_cast<int>(field));
+    offset_ = place.GetDataOffset();
+    nullOffset_ = place.GetNullOffset();
+  }
+  void Write(const std::vector<uint8>& bytes, uint8* record) const {
+    if (nullOffset_ != 0) record[nullOffset_] = 0;
+    StoreValue(record + offset_, static_cast<uint32>(bytes.size() * kDigits));
+    uint8* digits = record + offset_ + kLongVarPrefix;
+    for (const uint8 byte : bytes) {
+      for (const int digit : {byte >> 4, byte & 15}) {
+        StoreValue(digits, static_cast<wchar_t>(L"0123456789abcdef"[digit]));
+        digits += sizeof(wchar_t);
+      }
+    }
+  }
+  /// Error 57123.
+  void Read(const uint8* record, std::vector<uint8>& bytes) const {
+    const bool isNull = nullOffset_ != 0 && record[nullOffset_] != 0;
+    const uint32 length = isNull ? 1 : LoadValue<uint32>(record + offset_);
+    if (length % kDigits != 0) ThrowNoSketch();
+    const uint8* digits = record + offset_ + kLongVarPrefix;
+    bytes.resize(length / kDigits);
+    for (uint8& byte : bytes) {
+      uint32 value = 0;
+      for (uint32 i = 0; i < kDigits; ++i, digits += sizeof(wchar_t)) {
+        const std::wstring_view all = L"0123456789abcdef";
+        const std::size_t digit = all.find(LoadValue<wchar_t>(digits));
+        if (digit == all.npos) ThrowNoSketch();
+        value = value << 4 | static_cast<uint32>(digit);
+      }
+      byte = static_cast<uint8>(value);
+    }
+  }
+  [[noreturn]] static void ThrowNoSketch() {
+    ThrowEngineError(kNoStates, {L"a sketch is none of this aggregate"});
+  }
+
+ private:
+  uint32 offset_ = 0;
+  uint32 nullOffset_ = 0;
+};
+
 void BindInPlace(std::unique_ptr<Aggregate>& aggregate, XeRecordMetaData& input,
                  MetaDataInfo& info) {
   RExpression* replacement = nullptr;
@@ -79,8 +127,12 @@ class StateAggregate : public Aggregate {
     return fields;
   }
 
+  bool IsSketch() const { return whole_->CountSketchBytes() != 0; }
+
   std::unique_ptr<Aggregate> whole_;
   std::vector<uint8> state_;
+  /// Of a sketch.
+  std::vector<uint8> bytes_;
 };
 
 class StateSource final : public StateAggregate {
@@ -95,6 +147,7 @@ class StateSource final : public StateAggregate {
     BindWhole(input, info);
   }
   void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) override {
+    if (IsSketch()) return sketch_.Place(target, fieldIndex);
     fields_ = PlaceFields(target, fieldIndex);
   }
 
@@ -103,6 +156,10 @@ class StateSource final : public StateAggregate {
     return whole_->Compute(record, size);
   }
   void Output(unsigned char* record) override {
+    if (IsSketch()) {
+      whole_->SaveSketch(bytes_);
+      return sketch_.Write(bytes_, record);
+    }
     whole_->TransferState(StateTransfer::kSave, state_.data());
     fields_.Write(state_.data(), record);
   }
@@ -132,6 +189,7 @@ class StateSource final : public StateAggregate {
 
  private:
   StateFields fields_;
+  SketchField sketch_;
 };
 
 std::unique_ptr<UInt16Vector> ColumnsFrom(std::size_t first, std::size_t count) {
@@ -153,6 +211,7 @@ class StateMerger final : public StateAggregate {
     result = nullptr;
     BindWhole(rows_->GetLayout(), info);
     const std::size_t first = aggregateColumns_->front();
+    if (IsSketch()) return readSketch_.Place(input, first);
     aggregateColumns_ = ColumnsFrom(first, whole_->GetStateTypes().size());
     read_ = PlaceFields(input, first);
     taken_.resize(state_.size());
@@ -161,20 +220,41 @@ class StateMerger final : public StateAggregate {
     whole_->TransferState(StateTransfer::kSave, start_.data());
   }
   void SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) override {
-    if (givesState_) {
+    if (givesState_ && IsSketch()) {
+      writtenSketch_.Place(target, fieldIndex);
+    } else if (givesState_) {
       written_ = PlaceFields(target, fieldIndex);
     } else {
       whole_->SetTargetDescriptor(target, fieldIndex);
     }
   }
 
-  void Initialize(bool) override { state_ = start_; }
+  void Initialize(bool restart) override {
+    if (IsSketch()) whole_->Initialize(restart);
+    state_ = start_;
+  }
   RExprReturn Compute(unsigned char* record, unsigned int) override {
+    if (IsSketch()) {
+      readSketch_.Read(record, bytes_);
+      if (!whole_->MergeSketch(bytes_)) SketchField::ThrowNoSketch();
+      return kTrue;
+    }
     read_.Read(record, taken_.data());
     whole_->MergeState(state_.data(), taken_.data());
     return kTrue;
   }
-  void Output(unsigned char* record) override { OutputState(state_.data(), record); }
+  void Output(unsigned char* record) override {
+    if (!IsSketch()) {
+      OutputState(state_.data(), record);
+    } else if (givesState_) {
+      whole_->SaveSketch(bytes_);
+      writtenSketch_.Write(bytes_, record);
+    } else {
+      whole_->Finalize();
+      whole_->Output(record);
+    }
+  }
+  /// There is an object for each group's sketch.
   uint32 TransferState(StateTransfer transfer, uint8* state) override {
     return TransferBytes(transfer, state, 0, state_.data(), static_cast<uint32>(state_.size()));
   }
@@ -195,6 +275,8 @@ class StateMerger final : public StateAggregate {
   const bool givesState_;
   StateFields read_;
   StateFields written_;
+  SketchField readSketch_;
+  SketchField writtenSketch_;
   std::vector<uint8> taken_;
   std::vector<uint8> start_;
 };
@@ -213,6 +295,9 @@ std::vector<ColumnInfo> StateFieldsOf(const PlanAggregate& planned,
     const std::string name = planned.text + "#" + std::to_string(fields.size());
     fields.push_back({Wide(name), type, 0, 0, false});
   }
+  if (const uint32 bytes = whole->CountSketchBytes(); bytes != 0)
+    fields.push_back(
+        {Wide(planned.text + "#0"), XeVarCharData, bytes * SketchField::kDigits, 0, false});
   return fields;
 }
 

@@ -29,6 +29,10 @@ template <class Node>
 Aggregate* MakePair(uint16 y) {
   return new Node(new UInt16Vector{0, y}, nullptr, nullptr, false);
 }
+template <PairStatistic::Kind kind>
+Aggregate* MakeStatistic(uint16 y) {
+  return new PairStatistic(new UInt16Vector{0, y}, nullptr, nullptr, false, kind);
+}
 const Kind kKinds[] = {
     {"Covariance", &MakePair<Covariance>, "d"},
     {"Correlation", &MakePair<Correlation>, "d"},
@@ -36,6 +40,16 @@ const Kind kKinds[] = {
     {"CorrelationAll", &MakePair<CorrelationAll>, "dddcdd"},
     {"RegressionAll", &MakePair<RegressionAll>, "ddddcdd"},
     {"Stddev", [](uint16) { return Make<Stddev, true>(); }, "d"},
+    {"Variance", [](uint16) { return Make<Variance, true>(); }, "d"},
+    {"VariancePop", [](uint16) { return Make<Variance, false>(); }, "d"},
+    {"CovariancePop", &MakeStatistic<PairStatistic::Kind::kCovariance>, "d"},
+    {"RegrIntercept", &MakeStatistic<PairStatistic::Kind::kIntercept>, "d"},
+    {"RegrR2", &MakeStatistic<PairStatistic::Kind::kDetermination>, "d"},
+    {"RegrSxx", &MakeStatistic<PairStatistic::Kind::kSumXX>, "d"},
+    {"RegrSyy", &MakeStatistic<PairStatistic::Kind::kSumYY>, "d"},
+    {"RegrSxy", &MakeStatistic<PairStatistic::Kind::kSumXY>, "d"},
+    {"RegrAvgx", &MakeStatistic<PairStatistic::Kind::kAverageX>, "d"},
+    {"RegrAvgy", &MakeStatistic<PairStatistic::Kind::kAverageY>, "d"},
 };
 
 /// The layout of a target whose field 0 is not the aggregate's.

@@ -225,6 +225,17 @@ TEST_F(DistributedPlanTest, GivesWhatOneMachineGives) {
       Kind::kSplit, true);
   ExpectSame("SELECT k, ROUND(COVAR_SAMP(n, x), 9), ROUND(CORR(n, d), 9) FROM t GROUP BY k",
              Kind::kSplit, true);
+  ExpectSame(
+      "SELECT k, REGR_COUNT(n, x), BIT_AND(n), BIT_OR(n), BIT_XOR(n), APPROX_COUNT_DISTINCT(note), "
+      "APPROX_COUNT_DISTINCT(id), APPROX_QUANTILE(x, 0.5), VAR_POP(n) IS NULL FROM t GROUP BY k",
+      Kind::kSplit, true);
+  ExpectSame(
+      "SELECT APPROX_COUNT_DISTINCT(d), APPROX_QUANTILE(d, 0.9), MAX(note) FROM t WHERE id < 400",
+      Kind::kSplit, false);
+  ExpectSame(
+      "SELECT k, STRING_AGG(note, ',' ORDER BY id), MODE(n), HISTOGRAM(n), MAX_BY(d, id), "
+      "COUNT(DISTINCT n, yes), MEDIAN(DISTINCT x), BIT_XOR(DISTINCT n) FROM t GROUP BY k",
+      Kind::kWhole, true);
   // Groups of a row, and of NULLs alone.
   ExpectSame(
       "SELECT note, id, AVG(d), RANGE(d), STDDEV(d), CORR(d, n), COVAR_SAMP(d, n), CORR_ALL(d, n) "

@@ -1,0 +1,7 @@
+#include "SQXERExprFunctionMoments.h"
+
+namespace sqxer {
+
+template class OpFunction<TimestampOfEpochOp>;
+
+}  // namespace sqxer
