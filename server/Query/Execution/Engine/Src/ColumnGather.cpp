@@ -14,7 +14,6 @@
 #include "WorkRecord.h"
 
 namespace sqxer {
-namespace {
 
 /// Copies one column of a table to other chunks.
 class GatheredColumn {
@@ -231,7 +230,24 @@ void GatheredColumn::GatherMixed(const GatherPlaces& places, ColumnVector& vecto
   GatherRead<VelmarNumber>(places, vector, kept);
 }
 
-}  // namespace
+ColumnGather::ColumnGather(const Table& table, std::span<const std::size_t> wanted, uint64 rows)
+    : places_(std::make_unique<GatherPlaces>(table)) {
+  for (const std::size_t column : wanted) {
+    columns_.push_back(std::make_unique<GatheredColumn>(table, column, rows));
+  }
+}
+
+ColumnGather::~ColumnGather() = default;
+
+void ColumnGather::Append(std::span<const uint32> rows, TableChunk& chunk) {
+  XE_ASSERT(chunk.columns.empty() || chunk.rows == rows.size());
+  chunk.rows = rows.size();
+  places_->Find(rows);
+  for (const auto& column : columns_) {
+    Cancellation::Check();
+    chunk.columns.push_back(column->Gather(*places_));
+  }
+}
 
 void GatherColumns(const Table& table, std::span<const std::size_t> wanted,
                    std::span<const uint32> rows, Table& into) {
@@ -241,20 +257,11 @@ void GatherColumns(const Table& table, std::span<const std::size_t> wanted,
     into.rowCount = rows.size();
   }
   XE_ASSERT(into.chunks.size() == chunks && into.rowCount == rows.size());
-  std::vector<GatheredColumn> columns;
-  for (const std::size_t column : wanted) columns.emplace_back(table, column, rows.size());
-  GatherPlaces places(table);
+  ColumnGather gather(table, wanted, rows.size());
   for (std::size_t i = 0; i < chunks; ++i) {
     const std::size_t first = i * kMostGatheredRows;
     const auto count = std::min<std::size_t>(kMostGatheredRows, rows.size() - first);
-    TableChunk& chunk = into.chunks[i];
-    XE_ASSERT(chunk.columns.empty() || chunk.rows == count);
-    chunk.rows = count;
-    places.Find(rows.subspan(first, count));
-    for (GatheredColumn& column : columns) {
-      Cancellation::Check();
-      chunk.columns.push_back(column.Gather(places));
-    }
+    gather.Append(rows.subspan(first, count), into.chunks[i]);
   }
 }
 

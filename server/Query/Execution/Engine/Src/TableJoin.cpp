@@ -31,7 +31,7 @@ class TableJoin {
   void PairByKeys();
   /// Finds the pairs of the rows of a batch, of which the first rows of the other side are known.
   void PairBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
-  /// The same where one pair for each left row will do.
+  /// The same where one pair for each left row will do, and some rows have equal words.
   void MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
   /// Takes the candidates as pairs that the keys and the filter admit.
   void TakeCandidates();
@@ -133,7 +133,8 @@ void TableJoin::PairByKeys() {
     keys_->ForEachBatch(JoinColumn::kProbe, false, [&](const JoinBatch& batch) {
       Cancellation::Check();
       table.Find(batch, firstRows);
-      marks ? MarkBatch(table, batch, firstRows) : PairBatch(table, batch, firstRows);
+      marks&& table.HasChains() ? MarkBatch(table, batch, firstRows)
+                                : PairBatch(table, batch, firstRows);
     });
   }
   TakeCandidates();
@@ -165,9 +166,8 @@ void TableJoin::PairBatch(const JoinTable& table, const JoinBatch& batch, const 
 }
 
 void TableJoin::MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows) {
-  const auto next = [&](uint32 row) { return table.HasChains() ? table.GetNext(row) : kNoJoinRow; };
   for (uint32 i = 0; i < batch.count; ++i) {
-    for (uint32 row = firstRows[i]; row != kNoJoinRow; row = next(row)) {
+    for (uint32 row = firstRows[i]; row != kNoJoinRow; row = table.GetNext(row)) {
       uint8& mark = marked_[buildsLeft_ ? row : batch.rows[i]];
       // Left rows of a chain are marked all at once.
       if (mark != 0) break;
