@@ -27,6 +27,9 @@ class TableJoin {
   bool KeepsLeft() const { return kind_ == JoinKind::kLeft || kind_ == JoinKind::kFull; }
   bool KeepsRight() const { return kind_ == JoinKind::kRight || kind_ == JoinKind::kFull; }
 
+  /// One pair of the left row is known, which is all that the kind asks for.
+  bool NeedsNoPair(uint32 left) const { return !marked_.empty() && marked_[left] != 0; }
+
   void PairAll();
   void PairByKeys();
   /// Finds the pairs of the rows of a batch, of which the first rows of the other side are known.
@@ -102,6 +105,7 @@ void TableJoin::PairAll() {
   for (uint32 left = 0; left < leftRows_; ++left) {
     for (uint32 right = 0; right < rightRows_;) {
       if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      if (NeedsNoPair(left)) break;
       const uint32 count = std::min(kMostCandidatePairs - candidates_, rightRows_ - right);
       std::fill_n(&candidatesLeft_[candidates_], count, left);
       std::iota(&candidatesRight_[candidates_], &candidatesRight_[candidates_] + count, right);
@@ -123,6 +127,12 @@ void TableJoin::PairByKeys() {
   if (!buildsLeft_) keys_ = std::make_unique<JoinKeys>(right_, left_);
   JoinTable table(*keys_, buildsLeft_ ? leftRows_ : rightRows_,
                   Settings::Current()->GetSwitches().groupMemory_);
+  if (!GivesLeftAlone() && !admits_ && table.GetParts() == 1) {
+    // What is not touched costs nothing.
+    const uint32 rows = buildsLeft_ ? rightRows_ : leftRows_;
+    pairs_.left.reserve(rows);
+    pairs_.right.reserve(rows);
+  }
   uint32 firstRows[kMostBatchRows];
   for (uint32 part = 0; part < table.GetParts(); ++part) {
     table.StartPart(part);
@@ -159,6 +169,7 @@ void TableJoin::PairBatch(const JoinTable& table, const JoinBatch& batch, const 
   for (uint32 i = 0; i < batch.count; ++i) {
     for (uint32 row = firstRows[i]; row != kNoJoinRow; row = table.GetNext(row)) {
       if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      if (NeedsNoPair(buildsLeft_ ? row : batch.rows[i])) continue;
       built[candidates_] = row;
       probed[candidates_++] = batch.rows[i];
     }
