@@ -153,8 +153,9 @@ TEST(ColumnGather, WidensDecimalsThatNoScaleHolds) {
   gather(ColumnForm::kDecimal64);
   add(MakeFixed<int64>(ColumnForm::kDecimal64, 0, {kMost, -kMost}));
   gather(ColumnForm::kDecimal128);
-  int128 large = 1;
-  for (int i = 0; i < 36; ++i) large *= 10;
+  // With four digits more it has 39, which 128 bits would hold.
+  int128 large = 12;
+  for (int i = 0; i < 33; ++i) large *= 10;
   add(MakeFixed<int128>(ColumnForm::kDecimal128, 0, {large}));
   gather(ColumnForm::kNumber);
 }
