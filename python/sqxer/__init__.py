@@ -29,6 +29,7 @@ from ._dbapi import (
     TimestampFromTicks,
 )
 from ._engine import __version__
+from ._values import Interval
 from .connection import Connection, Cursor, Numerics
 from .errors import (
     DatabaseError,
@@ -120,6 +121,7 @@ __all__ = [
     "IntegrityError",
     "InterfaceError",
     "InternalError",
+    "Interval",
     "NotSupportedError",
     "OperationalError",
     "ProgrammingError",

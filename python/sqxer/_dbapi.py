@@ -35,7 +35,7 @@ _NUMBERS = (
 STRING = TypeObject("STRING", "char", "varchar")
 BINARY = TypeObject("BINARY")
 NUMBER = TypeObject("NUMBER", *_NUMBERS)
-DATETIME = TypeObject("DATETIME", "date", "time", "timestamp")
+DATETIME = TypeObject("DATETIME", "date", "time", "timestamp", "interval")
 ROWID = TypeObject("ROWID")
 
 Date = dt.date

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import datetime as dt
 from collections.abc import Iterable, Iterator, Sequence
 from typing import TYPE_CHECKING, Any, Literal, cast
 
@@ -77,8 +78,13 @@ class Plan:
         with so many digits behind the point, and timestamps by microseconds.
         """
         parameters = [parameter_text(value) for value in params]
+        given = _switches(switches)
+        if all(name.lower() != "now" for name, _ in given):
+            # Every machine has the moment of this one.
+            moment = dt.datetime.now(dt.UTC).replace(tzinfo=None)
+            given.append(("Now", moment.isoformat(sep=" ")))
         with numbered(sql) as text:
-            self._make(text, _schema(schema), parameters, _switches(switches))
+            self._make(text, _schema(schema), parameters, given)
         self._numerics = numerics
         self._scale = scale
 

@@ -5,6 +5,7 @@ from __future__ import annotations
 import datetime as dt
 from decimal import Decimal
 
+from ._values import Interval
 from .errors import InterfaceError
 
 
@@ -39,5 +40,9 @@ def parameter_text(value: object) -> str:  # noqa: PLR0911 (one for each type)
         return f"varchar:{value}"
     if isinstance(value, dt.date | dt.time):
         return _moment(value)
+    if isinstance(value, dt.timedelta):
+        value = Interval(0, value.days, value.seconds * 1_000_000 + value.microseconds)
+    if isinstance(value, Interval):
+        return f"interval:{value.months} mons {value.days} days {value.microseconds} us"
     msg = f"a parameter cannot be a {type(value).__name__}"
     raise InterfaceError(msg)

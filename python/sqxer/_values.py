@@ -5,9 +5,10 @@ from __future__ import annotations
 import array
 import datetime as dt
 import itertools
+import struct
 from collections.abc import Callable, Iterable, Sequence
 from decimal import Context, Decimal
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, NamedTuple
 
 if TYPE_CHECKING:
     from ._engine import Batch, BatchColumn
@@ -28,6 +29,20 @@ _FORMATS = {
 }
 
 Column = tuple[str, str, int, int, list[object]]
+
+
+class Interval(NamedTuple):
+    """A span of time with months, which are no fixed number of days.
+
+    Spans without months are `datetime.timedelta`, if that can hold them.
+    """
+
+    months: int
+    days: int
+    microseconds: int
+
+
+_INTERVAL = struct.Struct("<iiq")
 
 
 def _bits(buffer: bytes, first: int, count: int) -> list[bool]:
@@ -73,6 +88,22 @@ def _timestamp(per_second: int) -> Callable[[int], dt.datetime]:
     return convert
 
 
+def _interval(months: int, days: int, nanoseconds: int) -> dt.timedelta | Interval:
+    microseconds = nanoseconds // 1000
+    if months == 0:
+        try:
+            return dt.timedelta(days=days, microseconds=microseconds)
+        except OverflowError:
+            pass
+    return Interval(months, days, microseconds)
+
+
+def _intervals(buffer: bytes | None, first: int, count: int) -> list[dt.timedelta | Interval]:
+    size = _INTERVAL.size
+    values = memoryview(buffer or b"")[first * size : (first + count) * size]
+    return [_interval(*parts) for parts in _INTERVAL.iter_unpack(values)]
+
+
 def _texts(buffers: list[bytes | None], code: str, first: int, count: int) -> list[str]:
     offsets = _numbers(code, buffers[1], first, count + 1)
     text = buffers[2] or b""
@@ -99,6 +130,8 @@ def _values(column: BatchColumn) -> list[Any]:  # noqa: PLR0911 (one for each ki
     if form in {"tsu:", "tsn:"}:
         convert = _timestamp(1_000_000 if form == "tsu:" else 1_000_000_000)
         return [convert(value) for value in _numbers("q", buffers[1], first, count)]
+    if form == "tin":
+        return _intervals(buffers[1], first, count)
     return _texts(buffers, "q" if form == "U" else "i", first, count)
 
 
@@ -160,6 +193,29 @@ def _decimal_buffers(values: list[Decimal | int]) -> tuple[str, list[object]]:
     return f"d:38,{scale}", [bytes(buffer)]
 
 
+def _interval_bytes(value: dt.timedelta | Interval) -> bytes:
+    if isinstance(value, dt.timedelta):
+        value = Interval(0, value.days, value.seconds * 1_000_000 + value.microseconds)
+    return _INTERVAL.pack(value.months, value.days, value.microseconds * 1000)
+
+
+def _encode_times(kinds: set[type], values: list[Any]) -> tuple[str, list[object]]:
+    if kinds == {dt.datetime}:
+        return "tsu:", [array.array("q", [_microseconds(value) for value in values])]
+    if kinds <= {dt.date, dt.datetime}:
+        return "tdD", [array.array("i", [(value - _EPOCH).days for value in values])]
+    if kinds == {dt.time}:
+        return "ttn", [array.array("q", [_nanoseconds(value) for value in values])]
+    if kinds <= {dt.timedelta, Interval}:
+        return "tin", [b"".join(_interval_bytes(value) for value in values)]
+    raise _unreadable(kinds)
+
+
+def _unreadable(kinds: set[type]) -> TypeError:
+    names = ", ".join(sorted(kind.__name__ for kind in kinds))
+    return TypeError(f"a column of {names} is none that expressions can read")
+
+
 def _encode(values: list[Any]) -> tuple[str, list[object]]:  # noqa: PLR0911 (one for each type)
     """The Arrow format of values without NULLs, and their buffers behind the validity."""
     kinds = {type(value) for value in values}
@@ -173,17 +229,11 @@ def _encode(values: list[Any]) -> tuple[str, list[object]]:  # noqa: PLR0911 (on
         return "g", [array.array("d", values)]
     if kinds <= {int, bool, Decimal}:
         return _decimal_buffers(values)
-    if kinds == {dt.datetime}:
-        return "tsu:", [array.array("q", [_microseconds(value) for value in values])]
-    if kinds <= {dt.date, dt.datetime}:
-        return "tdD", [array.array("i", [(value - _EPOCH).days for value in values])]
-    if kinds == {dt.time}:
-        return "ttn", [array.array("q", [_nanoseconds(value) for value in values])]
     if kinds == {str}:
         return "U", _text_buffers(values)
-    names = ", ".join(sorted(kind.__name__ for kind in kinds))
-    msg = f"a column of {names} is none that expressions can read"
-    raise TypeError(msg)
+    if kinds <= {dt.datetime, dt.date, dt.time, dt.timedelta, Interval}:
+        return _encode_times(kinds, values)
+    raise _unreadable(kinds)
 
 
 def encode(name: str, values: Sequence[Any]) -> Column:

@@ -20,7 +20,7 @@ int64_t CountBits(std::string_view format) {
   if (format == "c" || format == "C") return 8;
   if (format == "s" || format == "S") return 16;
   if (format == "i" || format == "I" || format == "f" || format == "tdD") return 32;
-  if (format.starts_with("d:")) return 128;
+  if (format.starts_with("d:") || format == "tin") return 128;
   if (format == "u" || format == "U") return 0;
   return 64;
 }

@@ -31,6 +31,10 @@ STATEMENTS = [
      "ORDER BY k DESC NULLS FIRST, id LIMIT 20 OFFSET 3", True),
     ("SELECT id, RANK() OVER (PARTITION BY k ORDER BY x DESC, id) r, SUM(d) OVER (PARTITION BY k) "
      "FROM t WHERE n > 15", False),
+    ("SELECT k, CAST(SUM(at - day) AS text), CAST(MIN(AGE(at, day)) AS text) FROM t GROUP BY k "
+     "ORDER BY MAX(at - day) DESC", True),
+    ("SELECT CAST(DATE_TRUNC('month', AGE(at, day)) AS text) a, CAST(AVG(at - day) AS text), "
+     "MIN(NOW() - LOCALTIMESTAMP) = '0' FROM t GROUP BY DATE_TRUNC('month', AGE(at, day))", False),
 ]  # fmt: skip
 WRONG_VALUE = "SELECT k, SUM(1 / (n - 3)) FROM t GROUP BY k"
 

@@ -27,6 +27,7 @@ def test_parameters_of_every_type() -> None:
     values = [
         None, True, 7, 1 << 40, 2.5, Decimal("1.10"), "it's ?",
         dt.datetime(2012, 1, 31, 23, 59, 59, 500000),
+        dt.timedelta(days=-3, microseconds=7), sqxer.Interval(-14, 3, -1_500_000),
     ]  # fmt: skip
     with sqxer.connect() as connection:
         for value in values:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import datetime as dt
 import itertools
 import pickle
 from typing import TYPE_CHECKING
@@ -48,6 +49,18 @@ def test_plan_describes_itself() -> None:
     assert plan.order_column == plan.schema.names[-1]
     one = sqxer.plan("SELECT MAX(n) + ? FROM t", table, [2], switches={"Locale": "sv"})
     assert (one.exchange, one.order_column, one.limit) == (None, None, None)
+
+
+def test_all_machines_have_one_moment() -> None:
+    """That of the plan, or the one that it is given."""
+    table = parts.make_table(10)
+    statement = "SELECT DISTINCT NOW() AS now FROM t"
+    plan = sqxer.plan(statement, table.schema, numerics="decimal", scale=parts.SCALE)
+    states = [pickle.loads(pickle.dumps(plan)).partial(table) for _ in range(2)]
+    assert plan.finish(plan.combine(states)).num_rows == 1
+    fixed = sqxer.plan(statement, table.schema, switches={"now": "2012-01-31 10:00"})
+    rows = _rows(fixed.finish(fixed.partial(table)))
+    assert rows == [(dt.datetime(2012, 1, 31, 10),)]
 
 
 def test_errors_are_those_of_the_engine() -> None:

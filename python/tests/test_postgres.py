@@ -26,26 +26,27 @@ SETUP = "-- postgres:"
 
 # The conditions that errors of sqxer stand for.
 CONDITIONS: dict[str, set[int]] = {
-    "0A000": {58049, 59060},
+    "0A000": {58033, 58048, 58049, 59051, 59052, 59060},
     "22003": {58011, 58047, 59013, 59038, 59161},
     "22004": {58017, 58048},
     "22007": {58010, 59172},
-    "22008": {58010, 59171, 59172},
+    "22008": {58010, 58011, 59050, 59051, 59171, 59172},
+    "22015": {58011},
     "22012": {59008},
     "22013": {58017, 58048},
     "22016": {59028},
-    "22023": {58033, 58045, 59007, 59035, 59036, 59176},
+    "22023": {58033, 58071, 58045, 59007, 59035, 59036, 59176},
     "2201B": {59175},
     "2201E": {59010},
     "2201F": {59009, 59010},
     "2201G": {59037},
     "22025": {59025},
     "22P02": {58010, 59172, 59061},
-    "42601": {58001, 58003, 59060},
+    "42601": {58001, 58003, 58070, 59060},
     "42803": {58006, 58007, 58008, 58061},
     "42809": {58046},
     "42804": {59020, 59021},
-    "42883": {58004, 58013, 59001},
+    "42883": {58004, 58013, 58070, 59001},
     "42P10": {58009, 58017, 58062},
     "54011": {58060},
     "42P20": {58001, 58006, 58038, 58049},
@@ -135,10 +136,27 @@ def is_same_value(ours: object, theirs: str | None) -> bool:
         return theirs == ("t" if ours else "f")
     if isinstance(ours, (int, float, Decimal)):
         return is_same_number(ours, theirs)
-    if isinstance(ours, datetime.datetime):
-        text = ours.isoformat(" ")
+    if isinstance(ours, (datetime.timedelta, sqxer.Interval)):
+        return read_interval(theirs) == ours
+    if isinstance(ours, (datetime.datetime, datetime.time)):
+        text = str(ours)
         return (text.rstrip("0") if "." in text else text) == theirs
     return str(ours) == theirs
+
+
+def read_interval(text: str) -> datetime.timedelta | sqxer.Interval:
+    """An interval as PostgreSQL writes it, as the value that it comes as."""
+    counts = {unit: int(count) for count, unit in re.findall(r"([-+]?\d+) (year|mon|day)", text)}
+    clock = re.search(r"([-+]?)(\d+):(\d+):(\d+)(?:\.(\d+))?", text)
+    sign, hour, minute, second, fraction = clock.groups("0") if clock else ("", 0, 0, 0, "0")
+    time = ((int(hour) * 60 + int(minute)) * 60 + int(second)) * 1_000_000
+    time += int(str(fraction).ljust(6, "0"))
+    microseconds = -time if sign == "-" else time
+    months = counts.get("year", 0) * 12 + counts.get("mon", 0)
+    days = counts.get("day", 0)
+    if months:
+        return sqxer.Interval(months, days, microseconds)
+    return datetime.timedelta(days=days, microseconds=microseconds)
 
 
 def is_same_number(ours: float | Decimal, theirs: str) -> bool:

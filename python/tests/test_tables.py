@@ -213,6 +213,33 @@ def test_texts_of_few_kinds(kinds: int) -> None:
     assert some.fetchall() == [(expected,)]
 
 
+def test_intervals() -> None:
+    """As Python has them, with their months beside it, and as Arrow has them."""
+    values = [dt.timedelta(days=2, microseconds=-1), sqxer.Interval(14, -3, 5), None]
+    table = {"i": values, "n": [1, 2, 3]}
+    result = sqxer.sql("SELECT i, i * n AS twice FROM t ORDER BY n", t=table)
+    assert result.types == ["interval", "interval"]
+    assert result.fetchall() == [
+        (values[0], values[0]),
+        (values[1], sqxer.Interval(28, -6, 10)),
+        (None, None),
+    ]
+    arrow = sqxer.sql("SELECT i FROM t", t=table).arrow()
+    assert arrow.schema.field("i").type == pa.month_day_nano_interval()
+    assert arrow["i"].to_pylist()[1:] == [pa.MonthDayNano([14, -3, 5000]), None]
+    again = sqxer.sql("SELECT i, CAST(i AS text) AS s FROM t", t=arrow)
+    assert [row[0] for row in again.fetchall()] == values
+    # A span of more days than a timedelta has.
+    assert sqxer.sql("SELECT INTERVAL '2147483647 days' AS i").fetchall() == [
+        (sqxer.Interval(0, 2_147_483_647, 0),)
+    ]
+    beyond = "SELECT INTERVAL '2562047788 hours' AS i"
+    with pytest.raises(sqxer.OperationalError, match="month_day_nano"):
+        sqxer.sql(beyond).fetchall()
+    spans = pa.table({"d": pa.array([1500], pa.duration("ms"))})
+    assert sqxer.sql("SELECT d FROM t", t=spans).fetchall() == [(1500,)]
+
+
 def test_columns_that_cannot_be_read_are_in_nobodys_way() -> None:
     """Unless a statement names them."""
     table = pa.table({"a": [1, 2], "raw": pa.array([b"x", b"y"])})

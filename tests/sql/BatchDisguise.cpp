@@ -39,6 +39,10 @@ void Spoil(ColumnForm form, uint8* value, uint32 row) {
   } else if (form == ColumnForm::kDecimal128) {
     const int128 wide = PowerOfTen128(38) * (row % 2 == 0 ? 1 : -1);
     std::memcpy(value, &wide, sizeof wide);
+  } else if (form == ColumnForm::kInterval) {
+    const XeInterval span = row % 2 == 0 ? XeInterval{INT32_MIN, INT32_MIN, INT64_MIN}
+                                         : XeInterval{INT32_MAX, INT32_MAX, INT64_MAX};
+    std::memcpy(value, static_cast<const void*>(&span), sizeof span);
   } else if (form == ColumnForm::kDateTime) {
     std::memcpy(value, static_cast<const void*>(&moment), sizeof moment);
   } else {

@@ -586,6 +586,40 @@ TEST_F(Batches, CountAndAddEveryUnitAndPart) {
   }
 }
 
+TEST_F(Batches, ComputeWithIntervals) {
+  const std::vector<std::string> spans = {
+      "INTERVAL '1 month 1 day 01:00'",   "INTERVAL '-36 hours'", "INTERVAL '1 month' * small",
+      "z - TIMESTAMP '2012-02-01 10:00'", "AGE(day, far)",        "INTERVAL '90 minutes' * e / 7"};
+  const std::vector<std::string> moments = {"day", "far", "z", "TIMESTAMP '2012-01-31 10:30'"};
+  for (const std::string& span : spans) {
+    for (const std::string& moment : moments) {
+      // Years that the sum leaves are errors in both.
+      ExpectEqual("SELECT i, " + moment + " + " + span + ", " + moment + " - (" + span +
+                  ") FROM t WHERE far BETWEEN DATE '1900-01-01' AND DATE '2100-01-01'");
+      ExpectEqual("SELECT MIN(" + moment + " + (" + span + ")) FROM t");
+    }
+    for (const std::string& other : spans) {
+      ExpectEqual("SELECT i, (" + span + ") + (" + other + "), (" + span + ") < (" + other +
+                  "), GREATEST(" + span + ", " + other + "), COALESCE(" + span + ", " + other +
+                  "), CASE WHEN small > 3 THEN " + span + " ELSE " + other + " END FROM t");
+    }
+    const std::string keyed = " FROM t WHERE j > 0 OR " + span + " IN ('-36 hours', '00:00')";
+    ExpectEqual("SELECT SUM(" + span + "), AVG(" + span + "), MIN(" + span + "), MAX(" + span +
+                "), COUNT(DISTINCT " + span + "), SUM(DISTINCT " + span + ")" + keyed);
+    ExpectEqual("SELECT " + span + ", COUNT(*), SUM(" + span + "), FIRST(" + span + ")" + keyed +
+                " GROUP BY 1");
+    ExpectEqual("SELECT DISTINCT DATE_TRUNC('day', " + span + "), EXTRACT(epoch FROM " + span +
+                "), EXTRACT(hour FROM " + span + "), JUSTIFY_INTERVAL(" + span + ") FROM t");
+    ExpectEqual("SELECT i, " + span + " FROM t ORDER BY 2 DESC, i LIMIT 100");
+  }
+  ExpectEqual("SELECT h + INTERVAL '1 hour' * small, h - h, DATE_BIN('7 hours', z, day) FROM t");
+  ExpectEqual("SELECT TO_UTC(z, 'Europe/Berlin'), FROM_UTC(day, 'Asia/Kolkata') FROM t");
+  ExpectEqual(
+      "SELECT SUM(j) OVER (ORDER BY day RANGE BETWEEN '1 month' PRECEDING AND '1 day' "
+      "FOLLOWING), AVG(z - TIMESTAMP '2012-01-01 00:00') OVER (ORDER BY i ROWS 2 "
+      "PRECEDING) FROM t");
+}
+
 TEST_F(Batches, TakeTextsOfEveryWidth) {
   const std::vector<std::string> texts = {
       "s", "c", "w", "v", "x", "'abba'", "w || s", "v || x", "CAST(NULL AS varchar(5))"};

@@ -94,7 +94,7 @@ struct Template {
 /// DATE, and the lengths of types.
 std::vector<Template> HolesOf(const std::string& example) {
   static const std::regex token(
-      R"((?:(?:date|time|timestamp|double precision) *'[^']*')|'(?:[^']|'')*'|)"
+      R"((?:(?:date|time|timestamp|interval|double precision) *'[^']*')|'(?:[^']|'')*'|)"
       R"(\.?\d(?:[\d.]|e[+-]?)*|(?:true|false|null)\b|\w*char\([^)]*\)|[a-z_]\w*|[\s\S])",
       std::regex::icase);
   static const std::regex literal(R"((?:[a-z ]*'[\s\S]*|\.?\d[\s\S]*|true|false|null))",
@@ -126,7 +126,7 @@ std::string Typed(const TypedValue& value, const std::string& name) {
 /// Operands that must be literals, or the same in every row, are refused as columns by a code of
 /// the planner's own.
 bool MustBeConstant(const std::string& outcome) {
-  static const std::set<std::string> codes = {"58020", "58025", "58032", "58033", "58035"};
+  static const std::set<std::string> codes = {"58020", "58025", "58032", "58033", "58035", "58071"};
   return outcome.starts_with("error ") && codes.contains(outcome.substr(6, 5));
 }
 

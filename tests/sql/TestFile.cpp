@@ -165,7 +165,7 @@ MovedExpression MoveLiterals(const std::string& expression) {
   // A text behind its type, a number, a truth value, a type with its length (which is no literal),
   // another word, or any other character.
   static const std::regex token(
-      "(?:(date|time|timestamp) *)?'((?:[^']|'')*)'|(\\.?\\d(?:[\\d.]|e[+-]?)*)|"
+      "(?:(date|time|timestamp|interval) *)?'((?:[^']|'')*)'|(\\.?\\d(?:[\\d.]|e[+-]?)*)|"
       "((?:true|false)\\b)|(?:var)?char\\([^)]*\\)|[a-z_]\\w*|[\\s\\S]",
       std::regex::icase);
   MovedExpression moved{"", {"literals", "", ""}};

@@ -6,6 +6,7 @@
 
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer::test {
@@ -61,6 +62,12 @@ inline std::vector<XeDateTime> BoundaryValues<XeDateTime>() {
     values.emplace_back(date.GetYear(), date.GetMonth(), date.GetDay(), 23, 59, 59, 999999999);
   }
   return values;
+}
+
+template <>
+inline std::vector<XeInterval> BoundaryValues<XeInterval>() {
+  return {{INT32_MIN, INT32_MIN, INT64_MIN}, {-1, 0, 0}, {0, 0, -1}, {}, {0, 0, 1}, {0, 1, 0},
+          {INT32_MAX, INT32_MAX, INT64_MAX}};
 }
 
 /// Texts of up to `longest` characters: empty, blank, padded, of digits, beyond the basic plane,

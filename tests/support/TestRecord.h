@@ -21,7 +21,8 @@ inline constexpr auto Bit = XeBitData, Char = XeCharData, VarChar = XeVarCharDat
                       Int2 = XeInt2Data, UInt2 = XeUInt2Data, Int4 = XeInt4Data,
                       UInt4 = XeUInt4Data, Float = XeFloatData, Double = XeDoubleData,
                       Numeric = XeNumericData, Date = XeDateData, Time = XeTimeData,
-                      DateTime = XeDateTimeData, Stamp = XeTimeStampData, Bool = XeBoolean;
+                      DateTime = XeDateTimeData, Span = XeIntervalData, Stamp = XeTimeStampData,
+                      Bool = XeBoolean;
 
 /// One field of a TestRecord. Length 0 is the width of a type of fixed width.
 struct TestField {

@@ -121,7 +121,8 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       ->type_name("DIR");
   app.add_option("--schema", schemas,
                  "Types instead of the inferred ones: bit, int1, uint1, int2, uint2, int4, uint4, "
-                 "float, double, numeric, char(n), varchar(n), date, time, timestamp, boolean")
+                 "float, double, numeric, char(n), varchar(n), date, time, timestamp, "
+                 "interval, boolean")
       ->type_name("NAME=COL:TYPE,...")
       ->allow_extra_args(false);
   app.add_option("--delimiter", delimiter,

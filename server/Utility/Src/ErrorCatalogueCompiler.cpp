@@ -31,7 +31,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58023, 1,
        "there is no type of this name, use smallint, integer, bigint, real, double precision, "
        "numeric, "
-       "char(n), varchar(n), text, date, time or timestamp: \"{0}\""},
+       "char(n), varchar(n), text, date, time, timestamp or interval: \"{0}\""},
       {58024, 2, "a text has from 1 to {0} characters, and not {1}"},
       {58025, 2, "{0} takes its {1} as a text in quotation marks, which is the same in every row"},
       {58026, 1, "the parameter ${0} has no value, give one with --param for each from $1 on"},
@@ -59,8 +59,14 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58045, 1,
        "a NUMERIC has from 1 to {0} digits, and at most as many of them before or behind the "
        "point"},
-      {58048, 0, "RANGE takes a distance that is a number, not negative, the same for every row"},
+      {58048, 0,
+       "RANGE takes a distance that is a number (an INTERVAL over dates), not negative, the same "
+       "for every row"},
       {58049, 2, "a frame of {0} needs {1}"},
+      {58070, 2, "{0} has no argument of this name, or has it already: {1}"},
+      {58071, 1,
+       "there is no time zone of this name, give one of the tz database (Europe/Berlin) or an "
+       "INTERVAL: \"{0}\""},
       {58060, 1, "{0}"},
       {58061, 0, "the arguments of GROUPING must be keys of GROUP BY"},
       {58062, 0, "the first keys of ORDER BY must be those of DISTINCT ON, in any order"},

@@ -39,6 +39,12 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59037, 0, "the bounds of buckets must be different numbers, and their number above 0"},
       {59038, 2, "this number has too many digits before the point for NUMERIC({0}, {1})"},
 
+      {59050, 1,
+       "an interval holds up to 2147483647 months, 2147483647 days and 2562047788 hours, beyond "
+       "that lies: {0}"},
+      {59051, 1, "DATE_BIN needs a positive width without months, and not this one: {0}"},
+      {59052, 1, "a value of type INTERVAL has no such part: {0}"},
+
       {59149, 0,
        "there is no fit for this kind of trend line: use linear, exponential or polynomial"},
       {59150, 0, "the parameters of the trend line are incomplete: name a model and a result"},

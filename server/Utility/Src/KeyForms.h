@@ -11,6 +11,7 @@
 #include "Utility/HashMix.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -149,6 +150,19 @@ struct DateTimeForm : PlainForm<XeDateTime> {
   }
   static uint64 Hash(const XeDateTime& v) {
     return MixHash(DateForm::Hash(v.GetDate()), TimeForm::Hash(v.GetTime()));
+  }
+};
+
+struct IntervalForm : PlainForm<XeInterval> {
+  static constexpr bool kPrefixExact = false;
+  static int Compare(const XeInterval& a, const XeInterval& b) { return XeInterval::Compare(a, b); }
+  static uint64 Prefix(const XeInterval& v) {
+    // A span has less than 74 bits.
+    return static_cast<uint64>(static_cast<int64>(v.GetSpan() >> 10)) ^ kSignBit;
+  }
+  static uint64 Hash(const XeInterval& v) {
+    const auto span = static_cast<uint128>(v.GetSpan());
+    return MixHash(MixHash(kHashSeed, static_cast<uint64>(span >> 64)), static_cast<uint64>(span));
   }
 };
 

@@ -91,6 +91,8 @@ struct KeyCompareFunctions {
       case XeDateTimeData:
       case XeTimeStampData:
         return Install<DateTimeForm>(key);
+      case XeIntervalData:
+        return Install<IntervalForm>(key);
       case XeCharData:
         return InstallText<FixedText>(key);
       case XeVarCharData:
@@ -101,7 +103,6 @@ struct KeyCompareFunctions {
       case XeVarBinaryData:
       case XeLongVarBinaryData:
         return Install<BinaryForm<VaryingBytes>>(key);
-      case XeIntervalData:
       case XeObjectData:
       case XeUnknown:
       case XeMaxType:

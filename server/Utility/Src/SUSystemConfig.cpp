@@ -10,6 +10,7 @@
 
 #include "Collation.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/DateTimeMetaData.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/Settings.h"
 
@@ -156,6 +157,13 @@ bool SetFirstDayOfWeek(SUSystemConfig& config, const std::string& value) {
   return true;
 }
 
+bool SetNow(SUSystemConfig& config, const std::string& value) {
+  XeDateTime moment;
+  if (!value.empty() && !DateTimeMetaData().TryConvert(Wide(value), moment)) return false;
+  config.now_ = value;
+  return true;
+}
+
 bool SetTempDirectory(SUSystemConfig& config, const std::string& value) {
   config.tempDirectory_ = value;
   return true;
@@ -218,6 +226,10 @@ const SwitchRow kSwitches[] = {
      "In batches, evaluate first what decides most rows in its time, where no operand of AND or OR "
      "can fail, or always in the written order. Results and errors are the same.",
      ConditionOrder::Show, ConditionOrder::Set},
+    {"Now", "a timestamp of UTC, or nothing",
+     "What NOW(), CURRENT_DATE and their like give; nothing is the clock, which is read once for "
+     "each statement.",
+     ShowText<&SUSystemConfig::now_>, SetNow},
     {"TempDirectory", "a folder, or nothing",
      "Where sorting keeps temporary files; nothing is the system's folder. What is wrong with a "
      "folder shows when something has to go there.",

@@ -174,6 +174,8 @@ void XeDateTime::ShortNameOfTheDay(const CalendarNames& names, wchar_t* name,
   PutName(DayName(GetDate(), names.shortDays), name, capacity);
 }
 
+void XeDateTime::AddMicroseconds(int64 count) { AddClockTime(*this, count, kMicroseconds); }
+
 void XeDateTime::AddMilliseconds(int64 count) { AddClockTime(*this, count, kMilliseconds); }
 
 void XeDateTime::AddSeconds(int64 count) { AddClockTime(*this, count, kSeconds); }

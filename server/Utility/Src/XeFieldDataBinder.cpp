@@ -10,6 +10,7 @@
 #include "Utility/NumberText.h"
 #include "Utility/XeAssert.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -156,6 +157,17 @@ struct FieldMove {
   static NumberReading ReadValue(std::wstring_view text, VelmarNumber& out) {
     return ReadNumber(text, out);
   }
+  static NumberReading ReadValue(std::wstring_view text, XeInterval& out) {
+    switch (ReadInterval(text, out)) {
+      case IntervalReading::kRead:
+        return NumberReading::kRead;
+      case IntervalReading::kOutOfRange:
+        return NumberReading::kOutOfRange;
+      case IntervalReading::kUnreadable:
+        break;
+    }
+    return NumberReading::kUnreadable;
+  }
   template <class Value>
   static NumberReading ReadValue(std::wstring_view text, Value& out) {
     const DateTimeMetaData& format = std::is_same_v<Value, XeDateTime>
@@ -214,8 +226,8 @@ struct FieldMove {
 
   template <class Value, bool TargetVaries>
   static bool Write(const XeFieldDataBinder& binder, const void* value, void* field) {
-    static_assert(kMostNumberText >= kMostDateTimeText);
-    std::array<wchar_t, kMostNumberText> text;
+    static_assert(kMostIntervalText >= kMostNumberText && kMostNumberText >= kMostDateTimeText);
+    std::array<wchar_t, kMostIntervalText> text;
     const uint32 length = WriteValue(*static_cast<const Value*>(value), text.data());
     Store<TargetVaries>(binder, {text.data(), length}, field);
     return true;
@@ -264,6 +276,8 @@ struct FieldMove {
       case XeDateTimeData:
       case XeTimeStampData:
         return &Read<Text, XeDateTime>;
+      case XeIntervalData:
+        return &Read<Text, XeInterval>;
       default:
         return nullptr;
     }
@@ -327,6 +341,9 @@ struct FieldMove {
       case XeDateTimeData:
       case XeTimeStampData:
         return ChooseFromDay<XeDateTime>(target);
+      case XeIntervalData:
+        if (target == XeIntervalData) return &Assign<XeInterval, XeInterval>;
+        return ChooseToText<XeInterval>(target);
       default:
         return nullptr;
     }

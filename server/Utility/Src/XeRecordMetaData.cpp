@@ -8,6 +8,7 @@
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeAssert.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -101,6 +102,8 @@ uint32 XeFieldDescriptor::GetObjectLength(XeDataType type, uint32 length) {
     case XeDateTimeData:
     case XeTimeStampData:
       return sizeof(XeDateTime);
+    case XeIntervalData:
+      return sizeof(XeInterval);
     default:
       return length;
   }
@@ -140,6 +143,8 @@ uint32 XeFieldDescriptor::GetTextLength(XeDataType type, uint32 length,
     case XeDateTimeData:
     case XeTimeStampData:
       return 30;  // the two with a blank between them
+    case XeIntervalData:
+      return kMostIntervalText;
     case XeBinaryData:
     case XeVarBinaryData:
     case XeLongVarBinaryData:
@@ -246,8 +251,9 @@ uint32 XeRecordMetaData::GetAlignmentBoundary(XeDataType type) {
     case XeFloatData:
       return alignof(float32);
     case XeDoubleData:
-    case XeIntervalData:
       return alignof(float64);
+    case XeIntervalData:
+      return alignof(XeInterval);
     case XeMoneyData:
     case XeNumericData:
     case XeDecimalData:

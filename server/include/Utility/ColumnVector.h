@@ -9,6 +9,7 @@
 #include "Utility/Export.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 #include "Utility/XeTypes.h"
 
 /// The forms in which columns are held: the contract between those who fill columns (readers of
@@ -39,6 +40,8 @@ enum class ColumnForm : uint8 {
   kTimeStamp64,
   /// XeDateTime as records hold it: where some value has parts of a microsecond.
   kDateTime,
+  /// XeInterval as records hold it.
+  kInterval,
   /// int64, the value times ten to the power of the vector's scale.
   kDecimal64,
   /// int128 of at most 38 digits, aligned to its size, the value times ten to the power of the
@@ -79,6 +82,8 @@ constexpr uint32 WidthOfForm(ColumnForm form) {
       return 8;
     case ColumnForm::kDateTime:
       return sizeof(XeDateTime);
+    case ColumnForm::kInterval:
+      return sizeof(XeInterval);
     case ColumnForm::kDecimal128:
       return sizeof(int128);
     case ColumnForm::kNumber:
@@ -114,6 +119,7 @@ bool WithNumberType(ColumnForm form, Use&& use) {
     case ColumnForm::kFloat64:
       return use(std::type_identity<float64>()), true;
     case ColumnForm::kDateTime:
+    case ColumnForm::kInterval:
     case ColumnForm::kDecimal128:
     case ColumnForm::kNumber:
     case ColumnForm::kText8:

@@ -39,6 +39,8 @@ class XEUTILITY_API SUSystemConfig {
   /// False: rows are evaluated one by one.
   bool batchEvaluation_ = true;
   bool conditionsByCost_ = true;
+  /// What statements take for the moment that it is, in UTC; empty is the clock.
+  std::string now_;
   /// Where sorters spill; empty is the system's folder.
   std::string tempDirectory_;
 

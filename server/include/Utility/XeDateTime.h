@@ -158,6 +158,7 @@ class XEUTILITY_API XeDateTime {
   // Sums. A day that the resulting month does not have becomes its last one. Error 59171 (the sum
   // in words) beyond the years that dates may hold, and for a value that is no day of the calendar;
   // the value then stays as it was.
+  void AddMicroseconds(int64 count);
   void AddMilliseconds(int64 count);
   void AddSeconds(int64 count);
   void AddMinutes(int64 count);

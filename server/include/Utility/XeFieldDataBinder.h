@@ -40,8 +40,8 @@ class XEUTILITY_API XeFieldConverter {
 ///
 /// The whole text must read as a value of the field's type (docs/formats.md, Utility/NumberText.h);
 /// blanks around it do not matter. Texts are those of WriteText: integers in digits, doubles in the
-/// shortest form that reads back, decimals by asString, days and times in ISO 8601, booleans as
-/// true and false.
+/// shortest form that reads back, decimals by asString, days and times in ISO 8601, intervals
+/// as IntervalText has them, booleans as true and false.
 ///
 /// Or gathers columns of records in rows of another layout, their values unchanged.
 class XEUTILITY_API XeFieldDataBinder {
@@ -62,9 +62,9 @@ class XEUTILITY_API XeFieldDataBinder {
   XeFieldDataBinder(const XeRecordMetaData& input, const UInt16Vector& columns,
                     const XeRecordMetaData& row, int rowIdField, int firstField);
 
-  /// Texts into every type but binaries and boolean; numbers, bits, booleans, days and times into
-  /// texts; a date into a date-time, a time into a date-time, a date-time into either, and each of
-  /// them into its own type. No date is made of a time, and no time of a date.
+  /// Texts into every type but binaries and boolean; numbers, bits, booleans, days, times and
+  /// intervals into texts; a date into a date-time, a time into a date-time, a date-time into
+  /// either, and each of them into its own type. No date is made of a time, and no time of a date.
   static bool CanMove(XeDataType source, XeDataType target);
 
   /// Moves the value at `value` into the stored form at `field`, which is aligned for its type. A

@@ -24,6 +24,7 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"LengthKeepsBlanks", text(config.lengthKeepsBlanks_)},
           {"Evaluation", text(config.batchEvaluation_)},
           {"ConditionOrder", text(config.conditionsByCost_)},
+          {"Now", config.now_},
           {"TempDirectory", config.tempDirectory_}};
 }
 
@@ -45,6 +46,7 @@ TEST(SUSystemConfig, SetsEachSwitchAndNoOther) {
              "written 0|TableMemory 1MiB "
              "1048576|TempDirectory "
              "/Var/Tmp /Var/Tmp|"
+             "Now 2012-01-31T10:00 2012-01-31T10:00|"
              "Locale sv_SE sv_SE|Locale sv-SE sv_SE|"
              "Locale de@collation=phonebook de@collation=phonebook|GroupMemory 1 1|"
              "GroupMemory 64KiB 65536|GroupMemory 1gib 1073741824|GroupMemory 2TiB 2199023255552|"
@@ -68,6 +70,7 @@ TEST(SUSystemConfig, RefusesWithWholeSentencesAndKeepsTheValue) {
              "IntegerAggregates==wide or native|"
              "FirstDayOfWeek=0=a number from 1 (Sunday) to 7 (Saturday), or locale|"
              "JsonErrors=on=error or null|"
+             "Now=yesterday=a timestamp of UTC, or nothing|"
              "FiscalYearStartMonth=1x=a number from 1 (January) to 12 (December)")) {
     const auto parts = Split(one, '=');
     EXPECT_EQ(

@@ -79,9 +79,11 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
     rows.push_back({Kind::kAggregate, name, count, form, node, arguments, result, nulls,
                     description, example, exampleResult, nullptr, nullptr, &shape});
   };
-  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number",
-      "NUMERIC over integers and NUMERIC, DOUBLE over doubles", kSkipsNulls,
-      "The sum. `--set IntegerAggregates=native` keeps integers in 32 bits.",
+  add("sum", 1, "SUM([DISTINCT] x)", "Sum", "a number or an interval",
+      "NUMERIC over integers and NUMERIC, DOUBLE over doubles, INTERVAL over intervals",
+      kSkipsNulls,
+      "The sum; of intervals part by part. `--set IntegerAggregates=native` keeps integers in 32 "
+      "bits.",
       "SELECT SUM(\"Cost Repair\") FROM birdstrikes", "36302865", kSum);
   add("count", 0, "COUNT(*)", "CountStar", "none", "an unsigned integer", "0 over no rows",
       "The number of rows.", "SELECT COUNT(*) FROM \"seattle-weather\"", "1461", kCountStar);
@@ -89,8 +91,9 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "NULLs are left out; 0 when no value is left",
       "The number of values. In arithmetic it is NUMERIC, so that it can fall below zero.",
       "SELECT COUNT(DISTINCT weather) FROM \"seattle-weather\"", "5", kCount);
-  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number",
-      "DOUBLE over integers and doubles, NUMERIC over NUMERIC", kSkipsNulls,
+  add("avg", 1, "AVG([DISTINCT] x)", "Avg", "a number or an interval",
+      "DOUBLE over integers and doubles, NUMERIC over NUMERIC, INTERVAL over intervals",
+      kSkipsNulls,
       "The average; of DISTINCT values their sum by their count. `--set "
       "IntegerAggregates=native` truncates over integers.",
       "SELECT AVG(temp_max) FROM \"seattle-weather\" WHERE date <= '2012-01-02'", "11.7", kAvg);

@@ -71,7 +71,12 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
   call->distinct = expression.distinct && shape.distinct == AggregateShape::Distinct::kHandled;
   const Clause inner{expression.over ? L"a window" : L"an aggregate", true};
   TypeArguments(expression, inner, *aggregate, *call);
-  if (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0]))
+  const bool isOverRows =
+      row.windowForm == WindowForm::kMoving || row.windowForm == WindowForm::kRunning;
+  const bool isOfIntervals = isOverRows && !aggregate->arguments.empty() &&
+                             aggregate->arguments[0]->type == XeIntervalData;
+  if (isOfIntervals ||
+      (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0])))
     return TypeAggregate(AggregateOfName(row.name), expression, clause, index);
   if (expression.over) {
     TypeWindow(expression, inner, *aggregate, *call);
@@ -102,12 +107,16 @@ TypedExpressionPtr ExpressionTyper::TypeDistinctAverage(const FunctionRow& row,
     SqlExpression call = expression;
     call.name = name;
     const TypedExpressionPtr value = TypeAggregate(LookUpFunction(call), call, clause, 0);
+    // Intervals are divided by any number.
+    if (type == XeIntervalData) return value;
     // A count becomes no signed integer by itself.
     return type == XeInt4Data && value->type == XeUInt4Data
                ? SettleCall(*FindOperator("cast", 1), {value}, call.position, {XeInt4Data})
                : ConvertTyped(value, type);
   };
-  return SettleCall(*FindOperator("/", 2), {part("sum"), part("count")}, expression.position);
+  TypedArguments parts{part("sum"), part("count")};
+  const FunctionRow& division = ChooseByTypes(*FindOperator("/", 2), parts);
+  return SettleCall(division, std::move(parts), expression.position);
 }
 
 void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Clause& clause,

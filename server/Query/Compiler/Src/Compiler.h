@@ -28,6 +28,9 @@ std::vector<Statement> SplitStatements(const std::string& text);
 QueryPlan CompileStatement(const std::string& sql, Catalog& catalog,
                            const QueryParameters& parameters = {});
 
+/// The moment that it is, in UTC and whole microseconds, or that of the switch Now.
+XeDateTime ReadClock();
+
 /// The line and column (from 1, columns in characters) of a byte offset.
 struct LineColumn {
   int line;

@@ -2,13 +2,10 @@
 
 #include "FunctionRows.h"
 #include "SQXERExprFunctionDates.h"
+#include "TruncUnits.h"
 
 namespace sqxer {
 namespace {
-
-using Kind = FunctionRow::Kind;
-
-constexpr const char* kMoment = "a date, time or timestamp";
 
 struct UnitWord {
   const wchar_t* text;
@@ -30,19 +27,27 @@ constexpr UnitWord kUnits[] = {
     {L"millennium", TruncUnit::kMillennium},
 };
 
-TruncUnit ReadUnit(const TypedExpression& argument) {
+}  // namespace
+
+TruncUnit ReadTruncUnit(const TypedExpression& argument) {
   const wchar_t* texts[std::size(kUnits)];
   std::ranges::transform(kUnits, texts, &UnitWord::text);
   return kUnits[ReadWord(argument, L"unit of time", texts)].unit;
 }
 
+namespace {
+
+using Kind = FunctionRow::Kind;
+
+constexpr const char* kMoment = "a date, time or timestamp";
+
 void PrepareTrunc(TypedArguments& arguments) {
-  ReadUnit(*arguments[0]);
+  ReadTruncUnit(*arguments[0]);
   PrepareAs<'t', 'v'>(arguments);
 }
 
 std::unique_ptr<RExpression> MakeTrunc(const TypedExpression& call, Operands& o) {
-  return std::make_unique<DateTrunc>(o[1].release(), ReadUnit(*call.arguments[0]));
+  return std::make_unique<DateTrunc>(o[1].release(), ReadTruncUnit(*call.arguments[0]));
 }
 
 bool IsOfType(const TypedExpressionPtr& argument, XeDataType type) {

@@ -137,6 +137,7 @@ TypedExpressionPtr ExpressionTyper::TypeFunction(const SqlExpression& expression
   if (const AddedFunctionPtr added = catalog_.FindFunction(expression.name)) {
     return TypeAdded(added, expression, clause);
   }
+  if (TypedExpressionPtr clock = TypeClock(expression)) return clock;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) {
     if (expression.distinct)
@@ -160,6 +161,7 @@ std::vector<TypedExpressionPtr> ExpressionTyper::TypeSeveralResults(const SqlExp
   const bool isOther = JsonColumns::IsCall(expression) || expression.name == kGrouping ||
                        catalog_.FindFunction(expression.name);
   if (isOther) return results;
+  if (TypeClock(expression)) return results;
   const FunctionRow& row = LookUpFunction(expression);
   if (!row.aggregate) return results;
   int count = static_cast<int>(row.aggregate->results.size());

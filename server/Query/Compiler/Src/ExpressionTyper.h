@@ -58,6 +58,8 @@ class ExpressionTyper {
   TypedExpressionPtr TypeFunction(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeCall(const FunctionRow& row, const SqlExpression& expression,
                               const Clause& clause) const;
+  /// A constant for a function of the clock; null for any other.
+  TypedExpressionPtr TypeClock(const SqlExpression& expression) const;
   TypedExpressionPtr TypeGrouping(const SqlExpression& expression, const Clause& clause) const;
   TypedExpressionPtr TypeAdded(const AddedFunctionPtr& added, const SqlExpression& call,
                                const Clause& clause) const;

@@ -53,6 +53,8 @@ const wchar_t* NameOfType(XeDataType type) {
       return L"TIME";
     case XeDateTimeData:
       return L"TIMESTAMP";
+    case XeIntervalData:
+      return L"INTERVAL";
     case XeCharData:
       return L"CHAR";
     default:

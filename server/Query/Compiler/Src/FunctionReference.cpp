@@ -58,6 +58,7 @@ const char* const kTypesText = R"(| literal | type |
 | `'text'` | text |
 | `TRUE`, `FALSE` | BOOLEAN |
 | `DATE '2012-01-31'`, `TIME '23:59:59.5'`, `TIMESTAMP '2012-01-31 23:59:59'` | as named |
+| `INTERVAL '1 year 2 mons -3 days 04:05:06.7'`, `INTERVAL 'P1Y2M'`, `INTERVAL '3' DAY` | INTERVAL |
 | `NUMERIC '1'`, `DOUBLE PRECISION 'NaN'`, `INTEGER '1'`, `UINT4 '1'`, `BOOLEAN 't'`, `TEXT 'a'` | as named |
 | `NULL` | that of its partner |
 
@@ -72,6 +73,11 @@ const char* const kTypesText = R"(| literal | type |
   keeps the integers of the argument instead.
 - `--set IntegerMathAsDouble=on` computes `+ - *` of integers in doubles,
   `--set IntegerDivideAsDouble=on` does so for `/`.
+- An INTERVAL is months, days and a time, which keep their own signs. Intervals compare by months of 30 days and days of
+  24 hours, so that `INTERVAL '1 month' = INTERVAL '30 days'`, and are one group then. How they are written:
+  [formats.md](../formats.md).
+- A timestamp has no zone. NOW() and its like are in UTC; `AT TIME ZONE` goes from a zone to UTC and on to another one
+  (`value AT TIME ZONE 'UTC' AT TIME ZONE 'Asia/Tokyo'`, or FROM_UTC).
 - Truth values compare as 0 and 1; a bit counts as an integer.
 - What is constant is computed once; a constant that raises an error raises it for the row that
   meets it.
@@ -112,6 +118,9 @@ const char* const kDifferencesText = R"(| subject | here | elsewhere |
 | `OCTET_LENGTH('ab')`, `BIT_LENGTH('ab')` | 8, 64: four bytes a character | PostgreSQL gives 2 and 16 |
 | `TRIM('xy' FROM s)`, `LTRIM(s, 'xy')` | an error: one character at a time | each of the characters is removed |
 | `EXTRACT(week FROM d)` | week 1 holds January 1st, and the others start on the first day of the week | PostgreSQL counts ISO weeks: 2012-01-01 is in week 52 |
+| `value AT TIME ZONE 'Europe/Berlin'` | a TIMESTAMP in UTC | PostgreSQL gives a TIMESTAMP WITH TIME ZONE |
+| zones such as `'PST'`, `'+02'` | an error: the tz database has no such names (`'EST'` it has); an INTERVAL is a distance to UTC | PostgreSQL takes abbreviations, and counts `'+02'` west of Greenwich |
+| SUM of intervals | an error where the sum is beyond intervals | PostgreSQL also where a sum on the way is |
 | `EXTRACT(dow FROM d)` | 1 to 7 from Sunday | PostgreSQL gives 0 to 6 from Sunday |
 | `ROUND(-2.5)` | -2: halves go up | PostgreSQL gives -3 |
 | `ROUND(x)` of a NUMERIC | a double, so 17 digits | PostgreSQL stays exact |
@@ -140,7 +149,8 @@ exclusion:   EXCLUDE CURRENT ROW | EXCLUDE GROUP | EXCLUDE TIES | EXCLUDE NO OTH
 ```
 
 - n counts rows in ROWS, and in GROUPS groups of rows that are equal in the order. In RANGE it is a distance of the key:
-  there is one then, and it is a number. CURRENT ROW means this row in ROWS, else also those equal to it.
+  there is one then, and it is a number, or a date, timestamp or interval, from which n is an interval:
+  `RANGE BETWEEN '7 days' PRECEDING AND CURRENT ROW`. CURRENT ROW means this row in ROWS, else also those equal to it.
 - The end is CURRENT ROW if left out, and the frame RANGE UNBOUNDED PRECEDING: the rows so far and those that tie,
   without ORDER BY the partition.
 - Aggregates, FIRST_VALUE, LAST_VALUE and NTH_VALUE look at the frame. To the other functions it does not matter;

@@ -19,6 +19,8 @@ void AppendTextMakingRows(std::vector<FunctionRow>& rows);
 void AppendRegularRows(std::vector<FunctionRow>& rows);
 void AppendCalendarRows(std::vector<FunctionRow>& rows);
 void AppendDateRows(std::vector<FunctionRow>& rows);
+void AppendIntervalRows(std::vector<FunctionRow>& rows);
+void AppendClockRows(std::vector<FunctionRow>& rows);
 void AppendFormatRows(std::vector<FunctionRow>& rows);
 void AppendLookupRows(std::vector<FunctionRow>& rows);
 void AppendAggregateRows(std::vector<FunctionRow>& rows);

@@ -26,6 +26,8 @@ std::vector<FunctionRow> MakeTable() {
       {AppendRegularRows, "patterns"},
       {AppendCalendarRows, "dates"},
       {AppendDateRows, "dates"},
+      {AppendIntervalRows, "intervals"},
+      {AppendClockRows, "dates"},
       {AppendLookupRows, "tables"},
       {AppendAggregateRows, "aggregates"},
       {AppendStatisticsRows, "statistics"},

@@ -43,6 +43,7 @@ TypedExpressionPtr TypeText(const TypedExpressionPtr& argument, XeDataType type)
       return MakeTypedConstant(ReadDateText(text, position), position);
     case XeTimeData:
     case XeDateTimeData:
+    case XeIntervalData:
     case XeBoolean:
       return MakeTypedConstant(ReadText(text, type, position), position);
     case XeCharData:
@@ -406,6 +407,9 @@ void PrepareByKind(TypedArguments& arguments, std::string_view kinds) {
         break;
       case 'v':
         argument = TypeText(TypeNull(argument, XeDateTimeData), XeDateTimeData);
+        break;
+      case 'i':
+        argument = TypeText(TypeNull(argument, XeIntervalData), XeIntervalData);
         break;
       case 'w':
         argument = TypeText(TypeNull(argument, XeInt4Data), XeNumericData);

@@ -76,8 +76,8 @@ void PrepareSortKey(TypedArguments& arguments);
 
 /// The arguments of a function, by a letter each; the last one also stands for those behind it.
 /// 't' a text, 'n' a number, 'w' a number that counts: one that is no INTEGER becomes DOUBLE, which
-/// the node truncates, 'v' a date or time. What a NULL or text literal becomes follows from it;
-/// other types are left to the node.
+/// the node truncates, 'v' a date or time, 'i' an interval. What a NULL or text literal becomes
+/// follows from it; other types are left to the node.
 void PrepareByKind(TypedArguments& arguments, std::string_view kinds);
 template <char... kinds>
 void PrepareAs(TypedArguments& arguments) {

@@ -97,6 +97,20 @@ PlanConstant ReadBoolean(const XeString& text, int position) {
   return {XeBoolean, value};
 }
 
+PlanConstant ReadIntervalLiteral(const SqlLiteral& literal, int position) {
+  XeInterval value;
+  switch (ReadInterval(literal.text, literal.fields, literal.digits, value)) {
+    case IntervalReading::kRead:
+      return {XeIntervalData, value};
+    case IntervalReading::kOutOfRange:
+      ThrowOutOfRange(literal.text, XeIntervalData, position);
+    case IntervalReading::kUnreadable:
+      break;
+  }
+  ThrowPlanError(59172, position,
+                 {literal.text, SUXeDataTypeUtility::GetXeDataTypeName(XeIntervalData)});
+}
+
 /// An integer constant as a number of any integer type; nothing for other values.
 std::optional<int64> IntegerValue(const PlanConstant& constant) {
   if (auto* value = std::get_if<bool>(&constant.value)) return *value;
@@ -127,6 +141,9 @@ bool PlanConstant::IsSame(const PlanConstant& other) const {
   if (type != other.type || value.index() != other.value.index()) return false;
   if (auto* number = std::get_if<float64>(&value))
     return std::bit_cast<uint64>(*number) == std::bit_cast<uint64>(std::get<float64>(other.value));
+  // Equal intervals may differ in their parts.
+  if (auto* interval = std::get_if<XeInterval>(&value))
+    return interval->IsSame(std::get<XeInterval>(other.value));
   return value == other.value;
 }
 
@@ -139,6 +156,7 @@ PlanConstant ReadLiteral(const SqlLiteral& literal, int position) {
     case Kind::kText:
       return {.type = XeLongVarCharData, .value = literal.text, .isLiteral = true};
     case Kind::kTypedText:
+      if (literal.type == XeIntervalData) return ReadIntervalLiteral(literal, position);
       return ReadText(literal.text, literal.type, position);
     default: {
       PlanConstant number = ReadNumber(literal.text, literal.kind, position);
@@ -158,6 +176,8 @@ PlanConstant ReadText(const XeString& text, XeDataType type, int position) {
       return ReadAs<XeTime>(text, type, position);
     case XeDateTimeData:
       return ReadAs<XeDateTime>(text, type, position);
+    case XeIntervalData:
+      return ReadAs<XeInterval>(text, type, position);
     case XeInt4Data:
       return ReadAs<int32>(text, type, position);
     case XeUInt4Data:
@@ -242,6 +262,8 @@ PlanConstant ConstantAsText(const PlanConstant& constant) {
     text = TimeText(*time);
   } else if (auto* dateTime = std::get_if<XeDateTime>(&constant.value)) {
     text = DateTimeText(*dateTime);
+  } else if (auto* interval = std::get_if<XeInterval>(&constant.value)) {
+    text = IntervalText(*interval);
   } else {
     text = std::to_wstring(*IntegerValue(constant));
   }
@@ -284,6 +306,9 @@ std::unique_ptr<RExpression> MakeConstantNode(const PlanConstant& constant) {
     std::unique_ptr<RExpression> operator()(const XeDateTime& value) const {
       return std::make_unique<ConstantDateTime>(value);
     }
+    std::unique_ptr<RExpression> operator()(const XeInterval& value) const {
+      return std::make_unique<ConstantInterval>(value);
+    }
   };
   return std::visit(Maker{constant}, constant.value);
 }
@@ -318,6 +343,8 @@ std::optional<PlanConstant> EvaluateConstant(RExpression& bound) {
       return EvaluatedAs<XeTime>(bound, out);
     case XeDateTimeData:
       return EvaluatedAs<XeDateTime>(bound, out);
+    case XeIntervalData:
+      return EvaluatedAs<XeInterval>(bound, out);
     case XeCharData:
       return PlanConstant{type, XeString(*reinterpret_cast<const wchar_t* const*>(out))};
     case XeLongVarCharData: {

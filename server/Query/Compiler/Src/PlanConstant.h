@@ -8,13 +8,14 @@
 #include "SqlAst.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
 /// A constant while it is planned: a value of a computation type, or NULL of one.
 struct PlanConstant {
   using Value = std::variant<std::monostate, bool, int32, uint32, float64, VelmarNumber, XeString,
-                             XeDate, XeTime, XeDateTime>;
+                             XeDate, XeTime, XeDateTime, XeInterval>;
   XeDataType type = XeBoolean;
   /// std::monostate is NULL.
   Value value;

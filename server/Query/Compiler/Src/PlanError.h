@@ -55,6 +55,8 @@ enum PlanErrorCode {
   kNoFraction = 58047,
   kFrameOffset = 58048,
   kFrameOrder = 58049,
+  kNoSuchArgument = 58070,
+  kNoSuchZone = 58071,
   kGroupingSets = 58060,
   kNotAGroupKey = 58061,
   kDistinctOn = 58062,

@@ -39,6 +39,11 @@ std::optional<int> AsPosition(const SqlExpression& expression, const wchar_t* cl
   ThrowPlanError(kConstantKey, expression.position, {clause});
 }
 
+QueryParameters WithMoment(QueryParameters parameters) {
+  if (!parameters.moment) parameters.moment = ReadClock();
+  return parameters;
+}
+
 /// Plans one SELECT, clause by clause.
 class Planner {
  public:
@@ -49,7 +54,7 @@ class Planner {
         scope_(OpenTable(select, catalog)),
         catalog_(catalog),
         json_(select, scope_, catalog),
-        parameters_(parameters),
+        parameters_(WithMoment(parameters)),
         typer_(scope_, catalog, parameters_, &json_) {}
 
   QueryPlan Plan() {
@@ -332,7 +337,7 @@ class Planner {
   NameScope scope_;
   Catalog& catalog_;
   JsonColumns json_;
-  const QueryParameters& parameters_;
+  const QueryParameters parameters_;
   ExpressionTyper typer_;
   QueryPlan plan_;
   std::vector<TypedOutput> outputs_;

@@ -34,6 +34,7 @@ constexpr Section kSections[] = {
     {"texts", "Texts"},
     {"patterns", "Patterns"},
     {"dates", "Dates and times"},
+    {"intervals", "Intervals and zones"},
     {"tables", "Looking up in tables"},
     {"aggregates", "Aggregates"},
     {"statistics", "Statistics"},

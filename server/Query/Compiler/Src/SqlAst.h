@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "Utility/KeySet.h"
+#include "Utility/XeInterval.h"
 #include "Utility/XeTypes.h"
 #include "WindowFrame.h"
 
@@ -33,6 +35,9 @@ struct SqlLiteral {
   XeString text;
   /// Of a typed text.
   XeDataType type = XeUnknown;
+  /// Of an interval: the fields that it names, and how many digits of a second.
+  std::optional<IntervalFields> fields = {};
+  std::optional<int> digits = {};
 };
 
 /// A type as a CAST names it.
@@ -44,6 +49,9 @@ struct SqlTypeName {
   int scale = 0;
   /// What does not become one is NULL.
   bool isTry = false;
+  /// Of an interval.
+  std::optional<IntervalFields> fields = {};
+  std::optional<int> digits = {};
 
   static constexpr int kBigint = -1;
 };

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "PlanError.h"
+#include "SqlTimeReader.h"
 #include "TryCasts.h"
 
 namespace sqxer {
@@ -56,7 +57,7 @@ const wchar_t* FormName(const PgQuery__Node& node) {
     case PG_QUERY__NODE__NODE_COLLATE_CLAUSE:
       return L"COLLATE";
     case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
-      return L"a function of the session, such as CURRENT_DATE";
+      return L"a function of the session, such as CURRENT_USER";
     case PG_QUERY__NODE__NODE_ROW_EXPR:
       return L"a row of several values in parentheses";
     case PG_QUERY__NODE__NODE_A_ARRAY_EXPR:
@@ -117,7 +118,7 @@ constexpr TypeNameRow kTypeNames[] = {
     {"bpchar", XeCharData, 1},     {"char", XeCharData, 1},
     {"text", XeLongVarCharData},   {"varchar", XeLongVarCharData, 1},
     {"date", XeDateData},          {"time", XeTimeData},
-    {"timestamp", XeDateTimeData},
+    {"timestamp", XeDateTimeData}, {"interval", XeIntervalData, 2},
 };
 
 int ReadModifier(const PgQuery__Node& node, int position) {
@@ -137,6 +138,10 @@ SqlTypeName ReadTypeName(const PgQuery__TypeName& name) {
   if (name.n_typmods > row->modifiers || name.n_array_bounds || name.setof || name.pct_type)
     SqlExpressionReader::Refuse(position, L"a precision or array bounds of this type");
   SqlTypeName type{row->type};
+  if (type.type == XeIntervalData) {
+    SqlTimeReader::ReadIntervalType(name, type);
+    return type;
+  }
   if (text == "int8" || text == "bigint") type.precision = SqlTypeName::kBigint;
   if (name.n_typmods > 0) type.precision = ReadModifier(*name.typmods[0], position);
   if (name.n_typmods > 1) type.scale = ReadModifier(*name.typmods[1], position);
@@ -161,6 +166,7 @@ bool IsLiteralType(const SqlTypeName& type) {
     case XeDateData:
     case XeTimeData:
     case XeDateTimeData:
+    case XeIntervalData:
       return true;
     case XeNumericData:
     case XeLongVarCharData:
@@ -222,6 +228,9 @@ SqlExpressionPtr SqlExpressionReader::Read(const PgQuery__Node& node) const {
       parameter->parameter = ParameterNumber(*node.param_ref);
       return parameter;
     }
+    case PG_QUERY__NODE__NODE_SQLVALUE_FUNCTION:
+      if (SqlExpressionPtr clock = SqlTimeReader::ReadClock(*node.sqlvalue_function)) return clock;
+      Refuse(FormPosition(node), FormName(node));
     default:
       Refuse(FormPosition(node), FormName(node));
   }
@@ -306,10 +315,14 @@ SqlExpressionPtr SqlExpressionReader::ReadCast(const PgQuery__TypeCast& cast) co
     auto text = Literal(Place(cast.arg->a_const->location), SqlLiteral::Kind::kTypedText,
                         Wide(cast.arg->a_const->sval->sval));
     text->literal.type = type.type;
+    text->literal.fields = type.fields;
+    text->literal.digits = type.digits;
     return text;
   }
   int position = Place(cast.location >= 0 ? cast.location : cast.type_name->location);
   type.isTry = IsTryCast(sql_, position);
+  if (type.fields || type.digits)
+    Refuse(position, L"fields or digits of an INTERVAL that is no literal");
   auto call = Call(SqlExpression::Kind::kOperator, position, "cast", {Read(*cast.arg)});
   call->target = type;
   return call;
@@ -520,6 +533,18 @@ SqlExpressionPtr SqlExpressionReader::AsCase(const SqlExpression& call, bool has
   return Operator(call.position, hasValue ? "case" : "case when", std::move(operands));
 }
 
+std::vector<SqlExpressionPtr> SqlExpressionReader::ReadArguments(
+    const PgQuery__FuncCall& call) const {
+  const bool takesNames = StringOf(*call.funcname[call.n_funcname - 1]) == "make_interval";
+  std::vector<SqlExpressionPtr> all;
+  for (std::size_t i = 0; i < call.n_args; ++i) {
+    const PgQuery__Node& argument = *call.args[i];
+    const bool isNamed = argument.node_case == PG_QUERY__NODE__NODE_NAMED_ARG_EXPR;
+    all.push_back(Read(takesNames && isNamed ? *argument.named_arg_expr->arg : argument));
+  }
+  return all;
+}
+
 SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {
   int position = Place(call.location);
   if (call.n_agg_order && !call.agg_within_group) Refuse(position, L"ORDER BY within a function");
@@ -533,7 +558,8 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->name = StringOf(*call.funcname[call.n_funcname - 1]);
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
-  function->arguments = ReadAll(call.args, call.n_args);
+  function->arguments = ReadArguments(call);
+  SqlTimeReader::PlaceArguments(call, *function);
   if (call.agg_within_group) ReadOrderedSet(call, *function);
   if (call.agg_filter) {
     function->filter = Read(*call.agg_filter);
@@ -550,6 +576,7 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
       Refuse(position, L"FILTER, OVER or DISTINCT of a function that is no aggregate");
     return AsCase(*function, function->name == "decode");
   }
+  SqlTimeReader::Rewrite(*function);
   // The grammar's own names for TRIM and for its ends.
   if (function->name == "btrim") function->name = "trim";
   // OVERLAY without FOR replaces as many characters as it puts in.

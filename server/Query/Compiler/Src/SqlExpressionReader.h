@@ -40,6 +40,7 @@ class SqlExpressionReader {
   static SqlExpressionPtr AsCase(const SqlExpression& call, bool hasValue);
   /// What stands in WITHIN GROUP becomes the first argument.
   void ReadOrderedSet(const PgQuery__FuncCall& call, SqlExpression& function) const;
+  std::vector<SqlExpressionPtr> ReadArguments(const PgQuery__FuncCall& call) const;
   SqlExpressionPtr ReadFunction(const PgQuery__FuncCall& call) const;
   SqlWindowPtr ReadWindow(const PgQuery__WindowDef& window) const;
   SqlWindow ExtendWindow(const PgQuery__WindowDef& window) const;

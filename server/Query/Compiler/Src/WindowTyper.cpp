@@ -78,6 +78,7 @@ TypedExpressionPtr AnyValue(XeDataType type, int position) {
   if (type == XeDateData) text = L"2000-01-01";
   if (type == XeTimeData) text = L"00:00:00";
   if (type == XeDateTimeData) text = L"2000-01-01 00:00:00";
+  if (type == XeIntervalData) text = L"00:00:00";
   return MakeTypedConstant(ReadText(text, type, position), position);
 }
 
@@ -230,60 +231,6 @@ WindowFrame ExpressionTyper::TypeFrame(const SqlWindow& window, const Clause& cl
   read(window.fromOffset, frame.from);
   read(window.toOffset, frame.to);
   return frame;
-}
-
-// The values at both ends are computed for each row like any expression, in a type that holds
-// them: the executor has to compare them with keys, and no more.
-void ExpressionTyper::TypeRange(const SqlWindow& window, const Clause& clause, WindowFrame& frame,
-                                TypedArguments& columns) const {
-  const auto refuse = [](int position) {
-    ThrowPlanError(kFrameOrder, position,
-                   {L"RANGE with a distance", L"an ORDER BY of one key, which is a number"});
-  };
-  if (window.orderBy.size() != 1) refuse(window.position);
-  const SqlSortItem& item = window.orderBy[0];
-  TypedExpressionPtr key = Widened(TypeKey(*item.expression, clause));
-  const bool isDouble = key->type == XeDoubleData;
-  if (!isDouble && key->type != XeInt4Data && key->type != XeUInt4Data &&
-      key->type != XeNumericData)
-    refuse(item.expression->position);
-  const XeDataType type = isDouble ? XeDoubleData : XeNumericData;
-  key = ConvertTyped(key, type);
-  const std::size_t first = columns.size();
-  const auto add = [&](const TypedExpressionPtr& column) {
-    columns.push_back(column);
-    return static_cast<uint16>(columns.size() - 1 - first);
-  };
-  frame.key = add(key);
-  frame.order = item.order;
-  frame.nulls = item.nulls;
-  const auto addEnd = [&](const SqlExpressionPtr& offset, WindowFrame::Limit& limit) {
-    if (!offset) return;
-    const bool isBelow = (limit.bound == Bound::kPreceding) == (item.order == kAscending);
-    limit.value = add(MakeCall(*FindOperator(isBelow ? "-" : "+", 2),
-                               {key, ReadDistance(*offset, type)}, offset->position));
-  };
-  addEnd(window.fromOffset, frame.from);
-  addEnd(window.toOffset, frame.to);
-}
-
-TypedExpressionPtr ExpressionTyper::ReadDistance(const SqlExpression& offset,
-                                                 XeDataType type) const {
-  const auto refuse = [&] { ThrowPlanError(kFrameOffset, offset.position, {}); };
-  if (NamesColumn(offset)) refuse();
-  TypedExpressionPtr distance = Widened(TypeWithoutColumns(offset, {L"RANGE"}));
-  if (!distance->IsConstant()) {
-    if (const std::optional<PlanConstant> value = EvaluateWithoutColumns(*distance))
-      distance = MakeTypedConstant(*value, distance->position);
-  }
-  std::optional<PlanConstant> number;
-  if (distance->IsConstant() && !distance->IsTextConstant() && distance->type != XeBoolean)
-    number = ConvertConstant(distance->constant, type);
-  if (!number || number->IsNull()) refuse();
-  const float64* const inDouble = std::get_if<float64>(&number->value);
-  const VelmarNumber* const exact = std::get_if<VelmarNumber>(&number->value);
-  if (!(inDouble ? *inDouble >= 0 : exact && !exact->isNegative())) refuse();
-  return MakeTypedConstant(*number, offset.position);
 }
 
 TypedExpressionPtr ExpressionTyper::WindowSize(const SqlExpression& rows, uint64 more) const {

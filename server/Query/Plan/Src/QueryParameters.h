@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+
+#include "Utility/XeDateTime.h"
 #include "Utility/XeRecordMetaData.h"
 
 namespace sqxer {
@@ -9,6 +12,8 @@ namespace sqxer {
 struct QueryParameters {
   const XeRecordMetaData* layout = nullptr;
   uint8* values = nullptr;
+  /// The moment of the statement, in UTC; the one at which it is planned, where none is given.
+  std::optional<XeDateTime> moment = {};
 };
 
 }  // namespace sqxer

@@ -161,6 +161,10 @@ std::optional<XeDataType> TypeOfArrowField(const ArrowField& field, bool takesBi
       return XeTimeData;
     case ArrowKind::kTimeStamp:
       return XeTimeStampData;
+    case ArrowKind::kMonths:
+    case ArrowKind::kDayTime:
+    case ArrowKind::kMonthDayNano:
+      return XeIntervalData;
     case ArrowKind::kNull:
       return XeVarCharData;
     case ArrowKind::kBytes:
@@ -200,6 +204,10 @@ ArrowColumn ReadArrowColumn(const ArrowView& view, const ArrowReading& reading) 
     case ArrowKind::kTime64:
     case ArrowKind::kTimeStamp:
       return {ReadArrowTimes(view, reading)};
+    case ArrowKind::kMonths:
+    case ArrowKind::kDayTime:
+    case ArrowKind::kMonthDayNano:
+      return {ReadArrowIntervals(view, reading)};
     case ArrowKind::kBytes:
     case ArrowKind::kLargeBytes:
     case ArrowKind::kBytesView:

@@ -49,6 +49,7 @@ class ArrowParts {
 // The columns of one family of kinds each.
 ColumnVector ReadArrowNumbers(const ArrowView& view, const ArrowReading& reading);
 ColumnVector ReadArrowTimes(const ArrowView& view, const ArrowReading& reading);
+ColumnVector ReadArrowIntervals(const ArrowView& view, const ArrowReading& reading);
 ArrowColumn ReadArrowTexts(const ArrowView& view, const ArrowReading& reading);
 /// Of a dictionary, or of runs.
 ArrowColumn ReadArrowCodes(const ArrowView& view, const ArrowReading& reading);

@@ -33,6 +33,10 @@ enum class ArrowKind : uint8 {
   kTime64,
   kTimeStamp,
   kDuration,
+  // Intervals: months; days and milliseconds; months, days and nanoseconds.
+  kMonths,
+  kDayTime,
+  kMonthDayNano,
   // Texts and bytes, by how they are laid out.
   kBytes,
   kLargeBytes,
@@ -67,6 +71,13 @@ struct ArrowField {
   std::vector<ArrowField> children;
   /// What the values of this field, which are its codes, stand for; null without a dictionary.
   std::shared_ptr<const ArrowField> dictionary;
+};
+
+/// A value of kMonthDayNano.
+struct ArrowInterval {
+  int32 months = 0;
+  int32 days = 0;
+  int64 nanoseconds = 0;
 };
 
 /// Copies what a schema says; it is not kept. Error 57202 (table, what is wrong) where it breaks

@@ -81,6 +81,8 @@ class JsonLeaf final : public JsonPart {
         return AppendQuotedAscii(DateTimeText(FromTimeStamp64(Get<int64>(row))), out);
       case ColumnForm::kDateTime:
         return AppendQuotedAscii(DateTimeText(Get<XeDateTime>(row)), out);
+      case ColumnForm::kInterval:
+        return AppendQuotedAscii(IntervalText(Get<XeInterval>(row)), out);
       case ColumnForm::kDecimal64:
         return AppendAscii(VelmarNumber::FromScaled(Get<int64>(row), vector_.scale).asString(),
                            out);

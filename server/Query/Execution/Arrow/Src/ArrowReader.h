@@ -23,7 +23,8 @@ namespace sqxer {
 ///   null                             varchar, all NULL
 ///   lists, structs, maps             varchar, JSON
 ///   binary of any layout             varchar, where asked for
-///   unions, intervals                not read
+///   intervals                        interval, of whole microseconds
+///   unions                           not read
 struct ArrowReadOptions {
   /// What the table is called, in messages too.
   XeString name;

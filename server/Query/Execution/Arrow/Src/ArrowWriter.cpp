@@ -6,6 +6,7 @@
 
 #include "ArrowDecimal.h"
 #include "ArrowError.h"
+#include "ArrowField.h"
 #include "ArrowHeld.h"
 #include "ArrowUtf8.h"
 #include "Utility/DateTimeMetaData.h"
@@ -212,6 +213,9 @@ ArrowWriter::ArrowWriter(const TableSchema& schema, std::span<const TableChunk> 
       const bool isFine = !options.fixedScale && HasForm(known, i, ColumnForm::kDateTime);
       column.layout = isFine ? Layout::kNanoseconds : Layout::kMicroseconds;
       column.format = isFine ? "tsn:" : "tsu:";
+    } else if (info.type == XeIntervalData) {
+      column.layout = Layout::kIntervals;
+      column.format = "tin";
     } else if (SUXeDataTypeUtility::IsXeTextType(info.type)) {
       SettleTexts(column, i, known, options);
     } else {
@@ -249,6 +253,9 @@ class ArrowWriter::Arrays {
         break;
       case Layout::kNanoseconds:
         WriteNanoseconds();
+        break;
+      case Layout::kIntervals:
+        WriteIntervals();
         break;
       case Layout::kTexts:
       case Layout::kLargeTexts:
@@ -352,6 +359,17 @@ class ArrowWriter::Arrays {
         Refuse(L"timestamp[ns]", DateTimeText(whole));
       }
       return nanoseconds;
+    });
+  }
+
+  void WriteIntervals() {
+    MakeValues<ArrowInterval>([&](uint64 row) {
+      const auto value = ValueAt<XeInterval>(vector_, row);
+      ArrowInterval out{value.months, value.days, 0};
+      if (!TryNanoseconds(value.microseconds, 0, out.nanoseconds)) {
+        Refuse(L"month_day_nano_interval", IntervalText(value));
+      }
+      return out;
     });
   }
 

@@ -67,6 +67,8 @@ class ArrowWriter {
     kDouble,
     kMicroseconds,
     kNanoseconds,
+    /// Months, days and nanoseconds.
+    kIntervals,
     kTexts,
     kLargeTexts,
     kDictionary,

@@ -344,6 +344,8 @@ std::unique_ptr<ColumnAppender> ColumnAppender::Make(const XeFieldDescriptor& fi
     case XeDateTimeData:
     case XeTimeStampData:
       return std::make_unique<NarrowingAppender<WholeMicroseconds>>(field);
+    case XeIntervalData:
+      return MakeSame<Form::kInterval, XeInterval>(field);
     case XeCharData:
     case XeVarCharData:
     case XeLongVarCharData:

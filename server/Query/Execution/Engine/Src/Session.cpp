@@ -328,9 +328,10 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
-  const auto compile = [&] {
-    return CompileStatement(sql, *this, parameters_ ? parameters_->Get() : QueryParameters());
-  };
+  QueryParameters parameters = parameters_ ? parameters_->Get() : QueryParameters();
+  // Each thread has a plan of its own, and all of them the same moment.
+  parameters.moment = ReadClock();
+  const auto compile = [&] { return CompileStatement(sql, *this, parameters); };
   QueryPlan plan = compile();
   const bool explain = plan.explain;
   const int position = plan.tablePosition;

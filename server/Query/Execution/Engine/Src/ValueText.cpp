@@ -11,6 +11,7 @@
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/NumberText.h"
 #include "Utility/VelmarNumber.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 namespace {
@@ -151,6 +152,9 @@ void AppendValueText(const XeFieldDescriptor& field, const uint8* record, std::s
     case XeTimeStampData:
       BaseStringUtil::AppendUtf8(out, DateTimeText(LoadValue<XeDateTime>(value)));
       break;
+    case XeIntervalData:
+      BaseStringUtil::AppendUtf8(out, IntervalText(LoadValue<XeInterval>(value)));
+      break;
     case XeBinaryData:
       AppendHexadecimal(value, field.GetLength(), out);
       break;
@@ -177,6 +181,8 @@ void AppendValueText(const XeFieldDescriptor& field, const BatchVector& vector, 
       return BaseStringUtil::AppendUtf8(out, DateTimeText(FromTimeStamp64(vector.As<int64>()[at])));
     case ColumnForm::kDateTime:
       return BaseStringUtil::AppendUtf8(out, DateTimeText(vector.As<XeDateTime>()[at]));
+    case ColumnForm::kInterval:
+      return BaseStringUtil::AppendUtf8(out, IntervalText(vector.As<XeInterval>()[at]));
     case ColumnForm::kDecimal64:
       return AppendDecimal(VelmarNumber::FromScaled(vector.As<int64>()[at], vector.scale), out);
     case ColumnForm::kDecimal128:

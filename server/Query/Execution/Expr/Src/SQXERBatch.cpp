@@ -307,6 +307,8 @@ bool RExpression::EvalBatch(const BatchRows& rows, BatchVector& out) {
     case XeDateTimeData:
     case XeTimeStampData:
       return EvalPlainRows<XeDateTime>(*this, rows, buffers, ColumnForm::kDateTime, out);
+    case XeIntervalData:
+      return EvalPlainRows<XeInterval>(*this, rows, buffers, ColumnForm::kInterval, out);
     case XeDateData:
       return EvalConvertedRows<XeDate, int32>(*this, rows, buffers, ColumnForm::kDay32, out,
                                               &TryDay32);
@@ -324,7 +326,7 @@ bool RExpression::EvalBatch(const BatchRows& rows, BatchVector& out) {
       return EvalTextRows<RefLongVarChar>(*this, rows, buffers, out,
                                           [](const RefLongVarChar& text) { return text; });
     default:
-      // Binary values and intervals have no columns.
+      // Binary values have no columns.
       return false;
   }
 }

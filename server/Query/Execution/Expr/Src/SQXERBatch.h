@@ -36,6 +36,7 @@ struct BatchText {
 ///   numeric                     kDecimal64, kDecimal128 or kNumber
 ///   date, time                  kDay32, kTime64
 ///   timestamp                   kTimeStamp64, or kDateTime
+///   interval                    kInterval
 ///   texts                       kText8 or kText32, in the three ways below
 struct BatchVector {
   ColumnForm form = ColumnForm::kInt32;

@@ -138,6 +138,8 @@ bool BatchBranches::Finish(BatchVector& out) {
       return gather(std::type_identity<uint16>());
     case 4:
       return gather(std::type_identity<uint32>());
+    case sizeof(XeInterval):
+      return gather(std::type_identity<XeInterval>());
     default:
       return gather(std::type_identity<uint64>());
   }

@@ -40,6 +40,8 @@ template <>
 struct BatchFormOf<XeDate> : OneBatchForm<ColumnForm::kDay32, int32> {};
 template <>
 struct BatchFormOf<XeTime> : OneBatchForm<ColumnForm::kTime64, int64> {};
+template <>
+struct BatchFormOf<XeInterval> : OneBatchForm<ColumnForm::kInterval, XeInterval> {};
 
 template <class T>
 concept HasOneBatchForm = requires {
@@ -358,7 +360,9 @@ void ConvertVector(const BatchRows& rows, BatchBuffers& buffers, BatchVector& ou
 template <class T>
 std::optional<ColumnBounds<T>> KnownBounds(const BatchVector& vector) {
   if (vector.isConstant || vector.block == nullptr || !vector.block->hasBounds) return {};
-  if constexpr (std::floating_point<T>) {
+  if constexpr (std::same_as<T, XeInterval>) {
+    return {};
+  } else if constexpr (std::floating_point<T>) {
     return ColumnBounds<T>{static_cast<T>(vector.block->real.least),
                            static_cast<T>(vector.block->real.greatest)};
   } else if constexpr (std::same_as<T, int128>) {

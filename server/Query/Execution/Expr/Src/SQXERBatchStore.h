@@ -33,6 +33,8 @@ bool WithStoredType(XeDataType type, Use&& use) {
     case XeDateTimeData:
     case XeTimeStampData:
       return use(std::type_identity<XeDateTime>()), true;
+    case XeIntervalData:
+      return use(std::type_identity<XeInterval>()), true;
     default:
       return false;
   }

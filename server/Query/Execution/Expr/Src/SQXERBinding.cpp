@@ -133,6 +133,7 @@ constexpr auto kComparablePairs = std::to_array<ComparablePair>({
     {XeDateTimeData, XeDateData, Side::kRight, &Make<ConvertXeDatetoXeDateTime>, XeDateTimeData},
     {XeDateTimeData, XeTimeData, Side::kRight, &Make<ConvertXeTimetoXeDateTime>, XeDateTimeData},
     {XeDateTimeData, XeDateTimeData},
+    {XeIntervalData, XeIntervalData},
 });
 
 template <class TypedConstant>

@@ -15,6 +15,7 @@
 #include "Utility/BaseStringUtil.h"
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/SUXeDataTypeUtility.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -63,6 +64,8 @@ XeString ConstantText(RExpression& constant) {
       return TimeText(Evaluate<XeTime>(constant));
     case XeDateTimeData:
       return DateTimeText(Evaluate<XeDateTime>(constant));
+    case XeIntervalData:
+      return IntervalText(Evaluate<XeInterval>(constant));
     default:
       return {};
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "SQXERExprAggregateInterval.h"
 #include "SQXEROpsArithmetic.h"
 #include "SQXEROpsStatistics.h"
 
@@ -13,6 +14,11 @@ Avg::Avg(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                             isCumulativeAggregate, false) {}
 
 void Avg::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+  if (GetSourceField(input).GetDataType() == XeIntervalData) {
+    AggregateColumnVectors columns = TakeColumns();
+    ReplaceBy(std::make_unique<AvgInterval>(input, columns, isCumulativeAggregate_), result);
+    return DescribeResult(info, XeIntervalData, 0, true);
+  }
   const NumericInput& row = RequireNumericInput(GetSourceField(input), L"Avg");
   AggregateColumnVectors columns = TakeColumns();
   ReplaceBy(MakeNumericVariant<Avg, AvgInt32, AvgUInt32, AvgFloat64, AvgNumber>(

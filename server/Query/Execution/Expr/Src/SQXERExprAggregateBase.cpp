@@ -65,7 +65,7 @@ XeString NameStoredType(XeDataType type, bool narrow) {
   return narrow ? name + L" of one byte a character" : name;
 }
 
-bool HasOrder(XeDataType type) { return type < XeIntervalData || type == XeBoolean; }
+bool HasOrder(XeDataType type) { return type <= XeIntervalData || type == XeBoolean; }
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include "SQXERExprAggregateSum.h"
 
 #include "SQXERDistinctValues.h"
+#include "SQXERExprAggregateInterval.h"
 
 namespace sqxer {
 
@@ -10,6 +11,13 @@ Sum::Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                             isCumulativeAggregate, isDistinctHandled) {}
 
 void Sum::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
+  if (GetSourceField(input).GetDataType() == XeIntervalData) {
+    AggregateColumnVectors columns = TakeColumns();
+    ReplaceBy(
+        std::make_unique<SumInterval>(input, columns, isCumulativeAggregate_, isDistinctHandled_),
+        result);
+    return DescribeResult(info, XeIntervalData, 0, true);
+  }
   const NumericInput& row = RequireNumericInput(GetSourceField(input), L"Sum");
   AggregateColumnVectors columns = TakeColumns();
   ReplaceBy(MakeNumericVariant<Sum, SumInt32, SumUInt32, SumFloat64, SumNumber>(

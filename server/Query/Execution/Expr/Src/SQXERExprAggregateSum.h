@@ -6,7 +6,7 @@
 namespace sqxer {
 
 /// SUM: the sum of the non-null values, NULL when there is none. Takes the integers of 8 to 32
-/// bits, float, double and numeric; DISTINCT sums every value once.
+/// bits, float, double, numeric and intervals; DISTINCT sums every value once.
 class SQXEREXPR_API Sum : public SingleResultAggregate {
  public:
   Sum(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,

@@ -45,6 +45,7 @@ constexpr CastTarget kCastTargets[] = {
     {&Make<CastToTime>, XeTimeData, false},
     {&Make<CastToDateTime>, XeDateTimeData, false},
     {&Make<CastToDateTime>, XeTimeStampData, false},
+    {&Make<CastToInterval>, XeIntervalData, false},
 };
 
 /// Bytes of a value as nodes exchange it: texts and binaries by address.

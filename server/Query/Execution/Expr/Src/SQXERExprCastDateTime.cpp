@@ -27,4 +27,10 @@ void CastToDateTime::Bind(XeAListStream* stream, RExpression*& replacement, Meta
   BindDay<CastToDateTime, &CastToDateTime::tempDateTimeString_>(stream, replacement, info, kForms);
 }
 
+void CastToInterval::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
+  static constexpr OperandForm kForms[] = {
+      {XeCharData, &Move}, {XeLongVarCharData, &Move}, {XeIntervalData, &Move}};
+  BindTyped(stream, replacement, info, kForms);
+}
+
 }  // namespace sqxer

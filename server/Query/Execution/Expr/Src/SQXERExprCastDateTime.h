@@ -6,6 +6,7 @@
 #include "SQXERExprCastBase.h"
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -117,6 +118,22 @@ class SQXEREXPR_API CastToDateTime final : public CastToDay<XeDateTime> {
 
  private:
   XeString tempDateTimeString_;
+};
+
+/// Cast to interval: from texts and intervals.
+class SQXEREXPR_API CastToInterval final : public Cast {
+ public:
+  using Cast::Cast;
+  void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  RExprReturn Eval(void* out) override {
+    if (EvalOperand() == kTrue) {
+      *static_cast<XeInterval*>(out) = *static_cast<const XeInterval*>(castValue_);
+    }
+    return retCode_;
+  }
+
+ protected:
+  const wchar_t* GetOperatorName() const override { return L"CastToInterval"; }
 };
 
 }  // namespace sqxer

@@ -26,11 +26,11 @@ CastToChar::CastToChar(RExpression* operand, XeDataType to, int precision, int s
     : Cast(operand, to, precision, scale), userPrecision_(precision) {}
 
 void CastToChar::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
-  static constexpr OperandForm kForms[] = {{XeCharData, &Move},     {XeLongVarCharData, &Move},
-                                           {XeInt4Data, &Move},     {XeUInt4Data, &Move},
-                                           {XeDoubleData, &Move},   {XeNumericData, &Move},
-                                           {XeDateData, &Move},     {XeTimeData, &Move},
-                                           {XeDateTimeData, &Move}, {XeTimeStampData, &Move}};
+  static constexpr OperandForm kForms[] = {
+      {XeCharData, &Move},      {XeLongVarCharData, &Move}, {XeInt4Data, &Move},
+      {XeUInt4Data, &Move},     {XeDoubleData, &Move},      {XeNumericData, &Move},
+      {XeDateData, &Move},      {XeTimeData, &Move},        {XeDateTimeData, &Move},
+      {XeTimeStampData, &Move}, {XeIntervalData, &Move}};
   XE_ASSERT(userPrecision_ >= 1);
   const auto length = static_cast<uint32>(userPrecision_);
   // Refuses what no record could take.

@@ -17,7 +17,7 @@ namespace {
 constexpr std::array kLiteralTypes = {
     XeCharData,  XeLongVarCharData, XeLongVarBinaryData, XeInt4Data,
     XeUInt4Data, XeDoubleData,      XeNumericData,       XeDateData,
-    XeTimeData,  XeDateTimeData,    XeBoolean,
+    XeTimeData,  XeDateTimeData,    XeIntervalData,      XeBoolean,
 };
 
 /// Reads a number at the beginning of a text; zero when there is none. Success is what the scan's

@@ -7,6 +7,7 @@
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeAutoBuffer.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -107,6 +108,10 @@ class SQXEREXPR_API ConstantTime final : public ConstantValue<XeTime, XeTimeData
   using ConstantValue::ConstantValue;
 };
 class SQXEREXPR_API ConstantDateTime final : public ConstantValue<XeDateTime, XeDateTimeData> {
+ public:
+  using ConstantValue::ConstantValue;
+};
+class SQXEREXPR_API ConstantInterval final : public ConstantValue<XeInterval, XeIntervalData> {
  public:
   using ConstantValue::ConstantValue;
 };

@@ -84,6 +84,7 @@ constexpr auto kStoredForms = std::to_array<StoredForm>({
     {kExtractDateTimeExpression, XeTimeData, &PutTimeIntoDateTime},
     {kExtractDateTimeExpression, XeDateTimeData},
     {kExtractDateTimeExpression, XeTimeStampData},
+    {kExtractExpression, XeIntervalData},
 });
 
 using MakeReader = Extract* (*)(int fieldIndex, const XeFieldDescriptorRef& descriptor, uint8* data,
@@ -134,6 +135,7 @@ constexpr auto kReaders = std::to_array<StoredTypeReaders>({
     Both(XeTimeData, &Make<ExtractTime>, XeTimeData),
     Both(XeDateTimeData, &Make<ExtractDateTime>, XeDateTimeData),
     Both(XeTimeStampData, &Make<ExtractDateTime>, XeDateTimeData),
+    Both(XeIntervalData, &Make<ExtractInterval>, XeIntervalData),
     Both(XeBoolean, &Make<ExtractBoolean>, XeBoolean),
 });
 

@@ -209,6 +209,11 @@ class SQXEREXPR_API ExtractDateTime final
  public:
   using ExtractValue::ExtractValue;
 };
+// The node kinds know no interval reader.
+class SQXEREXPR_API ExtractInterval final : public ExtractValue<XeInterval, kExtractExpression> {
+ public:
+  using ExtractValue::ExtractValue;
+};
 /// Writes the address of the first character. Whoever fills the record puts a zero character behind
 /// the declared length.
 class SQXEREXPR_API ExtractXeChar final : public ExtractAddress<kExtractXeCharExpression> {

@@ -94,6 +94,7 @@ void In::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& in
       {XeDateData, &In::MakeVariant<InDateTimeDataType<XeDate>>},
       {XeTimeData, &In::MakeVariant<InDateTimeDataType<XeTime>>},
       {XeDateTimeData, &In::MakeVariant<InDateTimeDataType<XeDateTime>>},
+      {XeIntervalData, &In::MakeVariant<InDateTimeDataType<XeInterval>>},
   };
   const auto row = std::ranges::find(kVariantOfType, common, &Row::type);
   if (row == std::end(kVariantOfType)) XeLogicError("values of this type are not looked up");

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::span<const TypedVariant> kIsNullVariants =
     kVariants<IsNullXeChar, IsNullLongVarXeChar, IsNullInt32, IsNullUInt32, IsNullFloat64,
-              IsNullNumber, IsNullDate, IsNullTime, IsNullDateTime, IsNullBoolean>;
+              IsNullNumber, IsNullDate, IsNullTime, IsNullDateTime, IsNullInterval, IsNullBoolean>;
 
 void CheckIsTruthValue(RExpression& node, const wchar_t* name) {
   for (int i = 0; i < node.GetOperandCount(); ++i) {

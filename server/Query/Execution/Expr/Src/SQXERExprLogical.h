@@ -73,6 +73,10 @@ class SQXEREXPR_API IsNullDateTime final : public IsNullNode<XeDateTime> {
  public:
   using IsNullNode::IsNullNode;
 };
+class SQXEREXPR_API IsNullInterval final : public IsNullNode<XeInterval> {
+ public:
+  using IsNullNode::IsNullNode;
+};
 class SQXEREXPR_API IsNullXeChar final : public IsNullNode<wchar_t*> {
  public:
   using IsNullNode::IsNullNode;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::span<const TypedVariant> kBetweenVariants =
     kVariants<BetweenXeChar, BetweenLongVarXeChar, BetweenInt32, BetweenUInt32, BetweenFloat64,
-              BetweenNumber, BetweenDate, BetweenTime, BetweenDateTime>;
+              BetweenNumber, BetweenDate, BetweenTime, BetweenDateTime, BetweenInterval>;
 
 // Short names keep the tables below readable as tables.
 constexpr XeDataType kBit = XeBitData;
@@ -26,24 +26,27 @@ constexpr XeDataType kNum = XeNumericData;
 constexpr XeDataType kDay = XeDateData;
 constexpr XeDataType kTime = XeTimeData;
 constexpr XeDataType kStamp = XeDateTimeData;
+constexpr XeDataType kSpan = XeIntervalData;
 constexpr XeDataType kNone = XeUnknown;
 
-constexpr XeDataType kFoldOrder[] = {kBit, kChar, kLong, kI4, kU4, kF8, kNum, kDay, kTime, kStamp};
+constexpr XeDataType kFoldOrder[] = {kBit, kChar, kLong, kI4,    kU4,  kF8,
+                                     kNum, kDay,  kTime, kStamp, kSpan};
 constexpr int kFoldTypes = std::size(kFoldOrder);
 
 /// The common type of what came so far (row) and one more operand (column), in kFoldOrder.
 // clang-format off
 constexpr XeDataType kFold[kFoldTypes][kFoldTypes] = {
-    /* Bit   */ {kBit,  kNone,  kNone,  kI4,   kU4,   kF8,   kNum,  kNone,  kNone,  kNone},
-    /* Char  */ {kNone, kChar,  kLong,  kNone, kNone, kNone, kNone, kDay,   kNone,  kStamp},
-    /* Long  */ {kNone, kLong,  kLong,  kNone, kNone, kNone, kNone, kDay,   kNone,  kStamp},
-    /* I4    */ {kI4,   kNone,  kNone,  kI4,   kU4,   kF8,   kNum,  kNone,  kNone,  kNone},
-    /* U4    */ {kU4,   kNone,  kNone,  kU4,   kU4,   kF8,   kNum,  kNone,  kNone,  kNone},
-    /* F8    */ {kF8,   kNone,  kNone,  kF8,   kF8,   kF8,   kF8,   kNone,  kNone,  kNone},
-    /* Num   */ {kNum,  kNone,  kNone,  kNum,  kNum,  kF8,   kNum,  kNone,  kNone,  kNone},
-    /* Day   */ {kNone, kDay,   kDay,   kNone, kNone, kNone, kNone, kDay,   kNone,  kStamp},
-    /* Time  */ {kNone, kTime,  kTime,  kNone, kNone, kNone, kNone, kNone,  kTime,  kStamp},
-    /* Stamp */ {kNone, kStamp, kStamp, kNone, kNone, kNone, kNone, kStamp, kStamp, kStamp},
+    /* Bit   */ {kBit,  kNone,  kNone,  kI4,   kU4,   kF8,   kNum,  kNone,  kNone,  kNone, kNone},
+    /* Char  */ {kNone, kChar,  kLong,  kNone, kNone, kNone, kNone, kDay,   kNone,  kStamp, kNone},
+    /* Long  */ {kNone, kLong,  kLong,  kNone, kNone, kNone, kNone, kDay,   kNone,  kStamp, kNone},
+    /* I4    */ {kI4,   kNone,  kNone,  kI4,   kU4,   kF8,   kNum,  kNone,  kNone,  kNone, kNone},
+    /* U4    */ {kU4,   kNone,  kNone,  kU4,   kU4,   kF8,   kNum,  kNone,  kNone,  kNone, kNone},
+    /* F8    */ {kF8,   kNone,  kNone,  kF8,   kF8,   kF8,   kF8,   kNone,  kNone,  kNone, kNone},
+    /* Num   */ {kNum,  kNone,  kNone,  kNum,  kNum,  kF8,   kNum,  kNone,  kNone,  kNone, kNone},
+    /* Day   */ {kNone, kDay,   kDay,   kNone, kNone, kNone, kNone, kDay,   kNone,  kStamp, kNone},
+    /* Time  */ {kNone, kTime,  kTime,  kNone, kNone, kNone, kNone, kNone,  kTime,  kStamp, kNone},
+    /* Stamp */ {kNone, kStamp, kStamp, kNone, kNone, kNone, kNone, kStamp, kStamp, kStamp, kNone},
+    /* Span  */ {kNone, kNone,  kNone,  kNone, kNone, kNone, kNone, kNone,  kNone,  kNone,  kSpan},
 };
 // clang-format on
 

@@ -62,6 +62,10 @@ class SQXEREXPR_API BetweenDateTime final : public BetweenNode<Between, XeDateTi
  public:
   using BetweenNode::BetweenNode;
 };
+class SQXEREXPR_API BetweenInterval final : public BetweenNode<Between, XeInterval> {
+ public:
+  using BetweenNode::BetweenNode;
+};
 class SQXEREXPR_API BetweenXeChar final : public TextBetweenNode<Between, wchar_t*> {
  public:
   using TextBetweenNode::TextBetweenNode;

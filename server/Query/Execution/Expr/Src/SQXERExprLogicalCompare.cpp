@@ -13,22 +13,22 @@ struct ComparisonOperator {
 // The names are matched by callers, so the wrong one of <> and the odd capitals stay.
 constexpr ComparisonOperator kEQ = {
     L"Equals To", kVariants<EQXeChar, EQLongVarXeChar, EQInt32, EQUInt32, EQFloat64, EQNumber,
-                            EQDate, EQTime, EQDateTime>};
+                            EQDate, EQTime, EQDateTime, EQInterval>};
 constexpr ComparisonOperator kNE = {
     L"Equal", kVariants<NEXeChar, NELongVarXeChar, NEInt32, NEUInt32, NEFloat64, NENumber, NEDate,
-                        NETime, NEDateTime>};
+                        NETime, NEDateTime, NEInterval>};
 constexpr ComparisonOperator kLT = {
     L"Less Than", kVariants<LTXeChar, LTLongVarXeChar, LTInt32, LTUInt32, LTFloat64, LTNumber,
-                            LTDate, LTTime, LTDateTime>};
+                            LTDate, LTTime, LTDateTime, LTInterval>};
 constexpr ComparisonOperator kLE = {
     L"Less Than Equal TO", kVariants<LEXeChar, LELongVarXeChar, LEInt32, LEUInt32, LEFloat64,
-                                     LENumber, LEDate, LETime, LEDateTime>};
+                                     LENumber, LEDate, LETime, LEDateTime, LEInterval>};
 constexpr ComparisonOperator kGT = {
     L"Greater Than", kVariants<GTXeChar, GTLongVarXeChar, GTInt32, GTUInt32, GTFloat64, GTNumber,
-                               GTDate, GTTime, GTDateTime>};
+                               GTDate, GTTime, GTDateTime, GTInterval>};
 constexpr ComparisonOperator kGE = {
     L"Greater Than Equals To", kVariants<GEXeChar, GELongVarXeChar, GEInt32, GEUInt32, GEFloat64,
-                                         GENumber, GEDate, GETime, GEDateTime>};
+                                         GENumber, GEDate, GETime, GEDateTime, GEInterval>};
 
 /// Chooses the variant of a node whose operands have been brought to one type.
 void ChooseComparison(const ComparisonOperator& op, RExpression& node, RExpression*& replacement) {

@@ -84,6 +84,10 @@ class SQXEREXPR_API EQDateTime final : public CompareNode<EQ, EqualToOp, XeDateT
  public:
   using CompareNode::CompareNode;
 };
+class SQXEREXPR_API EQInterval final : public CompareNode<EQ, EqualToOp, XeInterval> {
+ public:
+  using CompareNode::CompareNode;
+};
 class SQXEREXPR_API EQXeChar final : public TextCompareNode<EQ, EqualToOp, wchar_t*> {
  public:
   using TextCompareNode::TextCompareNode;
@@ -118,6 +122,10 @@ class SQXEREXPR_API NETime final : public CompareNode<NE, NotEqualToOp, XeTime> 
   using CompareNode::CompareNode;
 };
 class SQXEREXPR_API NEDateTime final : public CompareNode<NE, NotEqualToOp, XeDateTime> {
+ public:
+  using CompareNode::CompareNode;
+};
+class SQXEREXPR_API NEInterval final : public CompareNode<NE, NotEqualToOp, XeInterval> {
  public:
   using CompareNode::CompareNode;
 };
@@ -159,6 +167,10 @@ class SQXEREXPR_API LTDateTime final : public CompareNode<LT, LessThanOp, XeDate
  public:
   using CompareNode::CompareNode;
 };
+class SQXEREXPR_API LTInterval final : public CompareNode<LT, LessThanOp, XeInterval> {
+ public:
+  using CompareNode::CompareNode;
+};
 class SQXEREXPR_API LTXeChar final : public TextCompareNode<LT, LessThanOp, wchar_t*> {
  public:
   using TextCompareNode::TextCompareNode;
@@ -193,6 +205,10 @@ class SQXEREXPR_API LETime final : public CompareNode<LE, LessThanEqualToOp, XeT
   using CompareNode::CompareNode;
 };
 class SQXEREXPR_API LEDateTime final : public CompareNode<LE, LessThanEqualToOp, XeDateTime> {
+ public:
+  using CompareNode::CompareNode;
+};
+class SQXEREXPR_API LEInterval final : public CompareNode<LE, LessThanEqualToOp, XeInterval> {
  public:
   using CompareNode::CompareNode;
 };
@@ -234,6 +250,10 @@ class SQXEREXPR_API GTDateTime final : public CompareNode<GT, GreaterThanOp, XeD
  public:
   using CompareNode::CompareNode;
 };
+class SQXEREXPR_API GTInterval final : public CompareNode<GT, GreaterThanOp, XeInterval> {
+ public:
+  using CompareNode::CompareNode;
+};
 class SQXEREXPR_API GTXeChar final : public TextCompareNode<GT, GreaterThanOp, wchar_t*> {
  public:
   using TextCompareNode::TextCompareNode;
@@ -269,6 +289,10 @@ class SQXEREXPR_API GETime final : public CompareNode<GE, GreaterThanEqualToOp, 
   using CompareNode::CompareNode;
 };
 class SQXEREXPR_API GEDateTime final : public CompareNode<GE, GreaterThanEqualToOp, XeDateTime> {
+ public:
+  using CompareNode::CompareNode;
+};
+class SQXEREXPR_API GEInterval final : public CompareNode<GE, GreaterThanEqualToOp, XeInterval> {
  public:
   using CompareNode::CompareNode;
 };

@@ -10,6 +10,7 @@
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
 #include "Utility/XeFieldDataBinder.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -84,6 +85,7 @@ constexpr auto kParameterForms = std::to_array<ParameterForm>({
     {XeDateTimeData, XeTimeData, &AssignDateTime<XeTime>},
     {XeDateTimeData, XeDateTimeData, &AssignDateTime<XeDateTime>},
     {XeDateTimeData, XeTimeStampData, &AssignDateTime<XeDateTime>},
+    {XeIntervalData, XeIntervalData, &Copy<XeInterval>},
     {XeBoolean, XeBoolean, &Copy<uint8>},
 });
 

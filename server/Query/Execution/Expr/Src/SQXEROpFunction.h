@@ -35,9 +35,9 @@ using KnownOperands = std::span<const KnownOperand>;
 /// An op of several operands. `Operands` is a tuple of TextOperand and of the types that nodes
 /// compute with. An Apply that makes a text has a MadeText behind the operands, and gives nothing,
 /// or false where the text needs characters of more than one byte and `made` has none. Any other
-/// gives its result: a number, truth value, date or date-time, or a part of one of its texts; in a
-/// std::optional if it can be NULL. What it raises becomes an error of the row. It may be a member
-/// of an op that keeps something between rows.
+/// gives its result: a number, truth value, date, time, date-time or interval, or a part of one of
+/// its texts; in a std::optional if it can be NULL. What it raises becomes an error of the row. It
+/// may be a member of an op that keeps something between rows.
 ///
 /// kIsPlain, true, says that Apply takes any numbers of fixed width without an error, so that
 /// values of rows that do not count may be computed with.
@@ -443,6 +443,8 @@ class OpFunction : public ValueFunction {
       buffers.Texts()[row] = KeepText(value, buffers);
     } else if constexpr (std::same_as<Value, XeDate>) {
       buffers.Values<int32>()[row] = ToDay32(value);
+    } else if constexpr (std::same_as<Value, XeTime>) {
+      buffers.Values<int64>()[row] = ToTime64(value);
     } else {
       buffers.Values<StoredResult>()[row] = static_cast<StoredResult>(value);
     }

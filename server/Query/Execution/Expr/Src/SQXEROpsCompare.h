@@ -7,6 +7,7 @@
 #include "Utility/ExecutionUtility.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -18,6 +19,7 @@ inline int ThreeWay(const VelmarNumber& a, const VelmarNumber& b) {
 inline int ThreeWay(const XeDate& a, const XeDate& b) { return XeDate::Compare(a, b); }
 inline int ThreeWay(const XeTime& a, const XeTime& b) { return XeTime::Compare(a, b); }
 inline int ThreeWay(const XeDateTime& a, const XeDateTime& b) { return XeDateTime::Compare(a, b); }
+inline int ThreeWay(const XeInterval& a, const XeInterval& b) { return XeInterval::Compare(a, b); }
 
 /// A long binary as the comparisons take it.
 struct BinaryValue : RefLongVarBinary {};

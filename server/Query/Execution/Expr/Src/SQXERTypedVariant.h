@@ -7,6 +7,7 @@
 #include "SQXERExpression.h"
 #include "Utility/VelmarNumber.h"
 #include "Utility/XeDateTime.h"
+#include "Utility/XeInterval.h"
 
 namespace sqxer {
 
@@ -33,6 +34,8 @@ template <>
 inline constexpr XeDataType kTypeOfValue<XeTime> = XeTimeData;
 template <>
 inline constexpr XeDataType kTypeOfValue<XeDateTime> = XeDateTimeData;
+template <>
+inline constexpr XeDataType kTypeOfValue<XeInterval> = XeIntervalData;
 template <>
 inline constexpr XeDataType kTypeOfValue<wchar_t*> = XeCharData;
 template <>

@@ -67,6 +67,12 @@ void OrderText::AppendValue(const Key& key, const uint8* record) {
     case XeTimeStampData:
       AppendWord(key.ascending.SortPrefix(record), kWordBytes);
       return AppendWord(LoadValue<XeDateTime>(value).GetNanosecond(), kNanosecondBytes);
+    case XeIntervalData: {
+      // The sign turned, as words have it: a span has less than 74 bits.
+      const auto span = static_cast<uint128>(LoadValue<XeInterval>(value).GetSpan());
+      AppendWord(static_cast<uint64>(span >> 64) ^ (uint64{1} << 63), kWordBytes);
+      return AppendWord(static_cast<uint64>(span), kWordBytes);
+    }
     case XeCharData: {
       const auto* const characters = reinterpret_cast<const wchar_t*>(value);
       return appendText(static_cast<uint32>(wcsnlen(characters, key.field->GetLength())), value);

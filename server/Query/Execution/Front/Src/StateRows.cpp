@@ -42,6 +42,7 @@ Travel TravelOf(XeDataType type) {
     case XeTimeData:
     case XeDateTimeData:
     case XeTimeStampData:
+    case XeIntervalData:
       return Travel::kText;
     default:
       return Travel::kNot;
@@ -63,7 +64,8 @@ XeDataType TypeOfColumn(XeDataType type) {
 /// The type by which a field that travels as text is made of it.
 XeDataType TypeOfText(XeDataType type) {
   if (type == XeDateTimeData) return XeTimeStampData;
-  return type == XeTimeData || type == XeTimeStampData ? type : XeNumericData;
+  const bool isOwn = type == XeTimeData || type == XeTimeStampData || type == XeIntervalData;
+  return isOwn ? type : XeNumericData;
 }
 
 std::string Hexadecimal(uint32 number) {

@@ -16,12 +16,12 @@ struct TypeName {
 };
 
 constexpr TypeName kTypeNames[] = {
-    {"bit", XeBitData},         {"int1", XeInt1Data},   {"uint1", XeUInt1Data},
-    {"int2", XeInt2Data},       {"uint2", XeUInt2Data}, {"int4", XeInt4Data},
-    {"uint4", XeUInt4Data},     {"float", XeFloatData}, {"double", XeDoubleData},
-    {"numeric", XeNumericData}, {"char", XeCharData},   {"varchar", XeVarCharData},
-    {"date", XeDateData},       {"time", XeTimeData},   {"timestamp", XeTimeStampData},
-    {"boolean", XeBoolean},
+    {"bit", XeBitData},         {"int1", XeInt1Data},         {"uint1", XeUInt1Data},
+    {"int2", XeInt2Data},       {"uint2", XeUInt2Data},       {"int4", XeInt4Data},
+    {"uint4", XeUInt4Data},     {"float", XeFloatData},       {"double", XeDoubleData},
+    {"numeric", XeNumericData}, {"char", XeCharData},         {"varchar", XeVarCharData},
+    {"date", XeDateData},       {"time", XeTimeData},         {"timestamp", XeTimeStampData},
+    {"boolean", XeBoolean},     {"interval", XeIntervalData},
 };
 
 /// The longest text whose stored form still has a length of 32 bits.

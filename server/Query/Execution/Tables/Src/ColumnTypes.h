@@ -14,8 +14,8 @@ using DeclaredTypes = std::map<XeString, ColumnInfo>;
 
 /// Reads "COL:TYPE,COL:TYPE". A name in double quotes may hold any character (a quotation mark
 /// doubled). Types, letter case ignored: bit, int1, uint1, int2, uint2, int4, uint4, float, double,
-/// numeric, char(n), varchar(n), date, time, timestamp, boolean. Error 57014 (text) for anything
-/// else, and for a column named twice.
+/// numeric, char(n), varchar(n), date, time, timestamp, interval, boolean. Error 57014 (text) for
+/// anything else, and for a column named twice.
 DeclaredTypes ReadDeclaredTypes(const std::string& text);
 
 /// One type as in a declaration: int4, varchar(12). Nothing when the text names none.

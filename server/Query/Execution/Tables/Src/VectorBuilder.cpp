@@ -18,6 +18,8 @@ std::unique_ptr<VectorBuilder> VectorBuilder::Make(XeDataType type, uint32 lengt
     case XeTimeData:
     case XeTimeStampData:
       return MakeDateTimeBuilder(type, options);
+    case XeIntervalData:
+      return MakeIntervalBuilder(options);
     default:
       return MakeNumberBuilder(type, options);
   }

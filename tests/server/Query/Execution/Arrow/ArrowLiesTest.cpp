@@ -191,7 +191,7 @@ TEST_F(ArrowLiesTest, OfSchemas) {
   EXPECT_EQ(error(TableOf({misnamed}, 0)),
             "57202: the Arrow data of \"t\" are no table: a name is not valid UTF-8");
   for (const char* const format : {"", "x", "d:", "d:5", "d:5,1,16", "d:5,99", "w:", "w:-1", "ts",
-                                   "tsx:", "tsu", "ttq", "tiM", "+us:0", "+w:x"}) {
+                                   "tsx:", "tsu", "ttq", "tiX", "+us:0", "+w:x"}) {
     Spec odd = column;
     odd.format = format;
     EXPECT_EQ(error(TableOf({odd}, 0)).substr(0, 5), "57203") << format;

@@ -25,6 +25,8 @@ std::string Show(const ColumnVector& vector, uint64 row) {
       return narrow(DateTimeText(FromTimeStamp64(get(int64()))));
     case ColumnForm::kDateTime:
       return narrow(DateTimeText(get(XeDateTime())));
+    case ColumnForm::kInterval:
+      return narrow(IntervalText(get(XeInterval())));
     case ColumnForm::kDecimal64:
       return narrow(VelmarNumber::FromScaled(get(int64()), vector.scale).asString());
     case ColumnForm::kDecimal128:
@@ -138,6 +140,23 @@ TEST_F(ArrowReaderTest, DatesAndTimes) {
             (Values{"1969-12-31 23:59:59.999999", "2262-04-11 23:47:16.854775"}));
   EXPECT_EQ(show("tsn:", Raw<int64>({-1, INT64_MIN})),
             (Values{"1969-12-31 23:59:59.999999999", "1677-09-21 00:12:43.145224192"}));
+}
+
+TEST_F(ArrowReaderTest, Intervals) {
+  const auto show = [](const char* format, Bytes values) {
+    Spec column{format, 2, {Bits({true, true, false, true}), std::move(values)}};
+    column.length = 3;
+    column.offset = 1;
+    return ShowColumn(column);
+  };
+  EXPECT_EQ(show("tiM", Raw<int32>({0, 14, 5, -1})), (Values{"1 year 2 mons", "NULL", "-1 mons"}));
+  EXPECT_EQ(show("tiD", Raw<int32>({0, 0, 3, -1500, 5, 5, 0, INT32_MIN})),
+            (Values{"3 days -00:00:01.5", "NULL", "-596:31:23.648"}));
+  // Months and days stand in one word here.
+  EXPECT_EQ(
+      show("tin", Raw<int64>({0, 0, (int64{3} << 32) | 14, 1000, 5, 999, 0, INT64_MIN + 808})),
+      (Values{"1 year 2 mons 3 days 00:00:00.000001", "NULL", "-2562047:47:16.854775"}));
+  ExpectError(57206, {}, [&] { show("tin", Raw<int64>({0, 0, 0, 1001, 5, 5, 5, 5})); });
 }
 
 TEST_F(ArrowReaderTest, TextsOfEveryLayout) {
@@ -371,7 +390,7 @@ TEST_F(ArrowReaderTest, Streams) {
   {
     // Columns that nobody asks for need not be readable.
     Spec table = part("a");
-    table.children.push_back({"tin", 1, {kNone, Raw<int64>({1, 2})}});
+    table.children.push_back({"tiX", 1, {kNone, Raw<int64>({1, 2})}});
     table.children[1].name = "odd";
     ArrowArrayStream stream = MakeStream({table});
     TableRequest request;
@@ -381,7 +400,7 @@ TEST_F(ArrowReaderTest, Streams) {
     EXPECT_EQ(read.schema.columns[1].type, XeUnknown);
     EXPECT_EQ(Show(read), (Values{"a"}));
     stream = MakeStream({table});
-    ExpectError(57203, {L"odd", L"t", L"tin", L"cast it, or leave the column out"},
+    ExpectError(57203, {L"odd", L"t", L"tiX", L"cast it, or leave the column out"},
                 [&] { ReadArrowTable(&stream, {L"t"}); });
   }
 }

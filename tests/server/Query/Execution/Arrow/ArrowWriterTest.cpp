@@ -268,6 +268,17 @@ TEST_F(ArrowWriterTest, NumbersGetOneLayout) {
             "before led to, ask for doubles or cast it: 9999-01-01 00:00:00.000000001");
 }
 
+TEST_F(ArrowWriterTest, IntervalsAreMonthsDaysAndNanoseconds) {
+  const auto written = [](const std::vector<XeInterval>& values) {
+    return Written<int64>(
+        TableOfValues<XeInterval>(XeIntervalData, ColumnForm::kInterval, 0, values));
+  };
+  EXPECT_TRUE(written({{1, 2, -3}}).starts_with("tin ")) << written({{1, 2, -3}});
+  EXPECT_EQ(written({{0, 0, 9'223'372'036'854'776}}),
+            "a value of the column \"n\" does not fit the Arrow type month_day_nano_interval that "
+            "the rows before led to, ask for doubles or cast it: 2562047:47:16.854776");
+}
+
 /// Chunks one after the other, then an error.
 class Chunks final : public ChunkSource {
  public:

@@ -27,7 +27,7 @@ const Readers kOperands = {
     {Int4, {Int4, L"Int32"}}, {UInt4, {UInt4, L"UInt32"}}, {Float, {Double, L"Float64"}},
     {Double, {Double, L"Float64"}}, {Numeric, {Numeric, L"Number"}}, {Date, {Date, L"Date"}},
     {Time, {Time, L"Time"}}, {DateTime, {DateTime, L"DateTime"}},
-    {Stamp, {DateTime, L"DateTime"}}, {Char, {Char, L"XeChar"}},
+    {Stamp, {DateTime, L"DateTime"}}, {Span, {Span, L"Interval"}}, {Char, {Char, L"XeChar"}},
     {VarChar, {LongChar, L"LongVarXeChar"}}, {LongChar, {LongChar, L"LongVarXeChar"}},
     {Bin, {LongBin, L"Binary"}}, {VarBin, {LongBin, L"LongVarBinary"}},
     {LongBin, {LongBin, L"LongVarBinary"}}};

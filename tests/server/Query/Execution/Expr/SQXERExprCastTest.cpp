@@ -65,7 +65,7 @@ TEST(Cast, TakesExactlyTheseOperands) {
     return a;
   };
   const auto number = with(texts, numbers), bits = with(number, {Bit, Bool});
-  const auto days = with(texts, {Date, Time, DateTime, Stamp});
+  const auto days = with(texts, {Date, Time, DateTime, Stamp}), spans = with(texts, {Span});
   const struct {
     XeDataType to;
     XeString name;
@@ -73,7 +73,7 @@ TEST(Cast, TakesExactlyTheseOperands) {
   } kCasts[] = {{Bit, L"CastToBinary", bits},
                 {Bin, L"CastToBinary", {Bin, LongBin}},
                 {LongBin, L"CastToBinary", {Bin, LongBin}},
-                {Char, L"CastToChar", with(number, days)},
+                {Char, L"CastToChar", with(number, with(days, spans))},
                 {Int2, L"CastToInt16", number},
                 {Int4, L"CastToInt32", number},
                 {Float, L"CastToFloat32", bits},
@@ -83,7 +83,8 @@ TEST(Cast, TakesExactlyTheseOperands) {
                 {Date, L"CastToDate", with(texts, {Date, DateTime, Stamp})},
                 {Time, L"CastToTime", with(texts, {Time, DateTime, Stamp})},
                 {DateTime, L"CastToDateTime", days},
-                {Stamp, L"CastToDateTime", days}};
+                {Stamp, L"CastToDateTime", days},
+                {Span, L"CastToInterval", spans}};
   std::set<XeDataType> targets = {LongChar};
   for (const auto& c : kCasts) {
     targets.insert(c.to);

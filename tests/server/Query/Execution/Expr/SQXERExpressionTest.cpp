@@ -75,7 +75,8 @@ void CheckComparison(XeDataType left, XeDataType right) {
       const bool signedStill = common == UInt4 && (i == 0 ? left : right) == Int4;
       EXPECT_EQ(tree->GetIthOperand(i)->GetResultDataType(), signedStill ? Int4 : *common);
     }
-  } else if (left >= XeObjectData || (left == LongChar && right == VarChar)) {
+  } else if (left >= XeObjectData || (left == LongChar && right == VarChar) ||
+             (left == Span && right == Span)) {
     EXPECT_NO_THROW(bind());
   } else {
     ExpectError(59001, TypeError(L"Binary Logical", left, right), bind);
@@ -94,7 +95,7 @@ TEST(Binding, EveryPairOfTypesIsPromotedOrRefused) {
 }
 
 TEST(Binding, OperatorsRefuseTypes) {
-  constexpr XeDataType kSpan = XeIntervalData, None = XeUnknown;
+  constexpr XeDataType kSpan = Span, None = XeUnknown;
   const std::size_t blocks = MemoryGateway::BlocksInUse();
   const struct {
     RExpression* node;
