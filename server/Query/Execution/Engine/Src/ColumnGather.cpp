@@ -136,31 +136,16 @@ void GatheredColumn::GatherFixed(const GatherPlaces& places, ColumnVector& vecto
   const uint32 width = WidthOfForm(first.form);
   kept.values.Reserve(std::size_t{places.GetCount()} * width);
   vector.values = kept.values.GetData();
-  const auto copy = [&]<class Value>(std::type_identity<Value>) {
-    std::vector<const Value*> values(table_.chunks.size());
-    for (const std::size_t chunk : places.GetChunks()) {
-      values[chunk] = reinterpret_cast<const Value*>(In(chunk).values);
-    }
-    Value* const target = kept.values.As<Value>();
-    const Value* const* const sources = values.data();
-    places.ForEach(
-        [=](uint32 i, std::size_t chunk, uint32 row) { target[i] = sources[chunk][row]; });
-  };
-  switch (width) {
-    case 1:
-      return copy(std::type_identity<uint8>());
-    case 2:
-      return copy(std::type_identity<uint16>());
-    case 4:
-      return copy(std::type_identity<uint32>());
-    case 8:
-      return copy(std::type_identity<uint64>());
-    case sizeof(int128):
-      return copy(std::type_identity<int128>());
-    default:
-      first.form == ColumnForm::kNumber ? copy(std::type_identity<VelmarNumber>())
-                                        : copy(std::type_identity<XeDateTime>());
-  }
+  std::vector<const uint8*> values(table_.chunks.size());
+  for (const std::size_t chunk : places.GetChunks()) values[chunk] = In(chunk).values;
+  const uint8* const* const sources = values.data();
+  uint8* const target = kept.values.GetData();
+  // Values that others have lent need not be aligned.
+  WithFixedWidth(width, [&](auto bytes) {
+    places.ForEach([=](uint32 i, std::size_t chunk, uint32 row) {
+      __builtin_memcpy(target + i * bytes, sources[chunk] + row * bytes, bytes);
+    });
+  });
 }
 
 template <class Stored>

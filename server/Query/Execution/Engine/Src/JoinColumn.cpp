@@ -71,11 +71,12 @@ uint64 EntryOf(const std::vector<uint64>& entries, uint64 code) {
   return code < entries.size() ? entries[code] : 0;
 }
 
-/// Values as records have them, of one of the types that have several forms.
+/// A value as records have it, of one of the types whose values are no numbers of 64 bits.
 template <class Use>
 auto WithStoredValue(XeDataType type, const ColumnVector& vector, uint64 row, Use&& use) {
   const BatchVector view = ViewOf(vector, row);
   if (type == XeNumericData) return use(ReadBatchValue<VelmarNumber>(view, 0));
+  if (type == XeIntervalData) return use(ReadBatchValue<XeInterval>(view, 0));
   return use(ReadBatchValue<XeDateTime>(view, 0));
 }
 

@@ -11,9 +11,9 @@
 namespace sqxer::test {
 namespace {
 
-const std::vector<XeDataType> kTypes = {XeInt2Data,    XeUInt4Data,  XeInt4Data, XeFloatData,
-                                        XeDoubleData,  XeDateData,   XeTimeData, XeTimeStampData,
-                                        XeNumericData, XeVarCharData};
+const std::vector<XeDataType> kTypes = {
+    XeInt2Data, XeUInt4Data,     XeInt4Data,     XeFloatData,   XeDoubleData, XeDateData,
+    XeTimeData, XeTimeStampData, XeIntervalData, XeNumericData, XeVarCharData};
 
 /// The cells are those of the rows, and the chunks end where they have to.
 void ExpectRows(const Table& table, const std::vector<uint32>& rows, const Table& gathered,

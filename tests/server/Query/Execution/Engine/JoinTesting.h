@@ -9,8 +9,8 @@ namespace sqxer::test {
 
 /// The types that keys are tried with.
 inline const std::vector<XeDataType> kKeyTypes = {
-    XeInt4Data, XeInt2Data,      XeUInt4Data,   XeFloatData,   XeDoubleData, XeDateData,
-    XeTimeData, XeTimeStampData, XeNumericData, XeVarCharData, XeCharData};
+    XeInt4Data, XeInt2Data,      XeUInt4Data,    XeFloatData,   XeDoubleData,  XeDateData,
+    XeTimeData, XeTimeStampData, XeIntervalData, XeNumericData, XeVarCharData, XeCharData};
 
 /// What equal keys have in common, by cell and type; nothing where a cell equals nothing.
 inline std::optional<std::u32string> KeyOf(std::optional<std::u32string> cell, XeDataType type) {
@@ -18,6 +18,13 @@ inline std::optional<std::u32string> KeyOf(std::optional<std::u32string> cell, X
   if (type == XeDoubleData || type == XeFloatData) {
     if (cell->find(U"nan") != std::u32string::npos) return std::nullopt;
     if (*cell == U"-0.000000") return U"0.000000";
+  }
+  if (type == XeIntervalData) {
+    const std::string bytes(cell->begin(), cell->end());
+    XeInterval value;
+    std::memcpy(static_cast<void*>(&value), bytes.data(), sizeof value);
+    const std::string span = std::to_string(static_cast<int64>(value.GetSpan()));
+    return std::u32string(span.begin(), span.end());
   }
   if (type == XeVarCharData || type == XeCharData) {
     while (cell->ends_with(U' ')) cell->pop_back();
