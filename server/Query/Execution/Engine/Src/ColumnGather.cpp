@@ -14,7 +14,6 @@
 #include "WorkRecord.h"
 
 namespace sqxer {
-namespace {
 
 /// Copies one column of a table to other chunks.
 class GatheredColumn {
@@ -137,31 +136,16 @@ void GatheredColumn::GatherFixed(const GatherPlaces& places, ColumnVector& vecto
   const uint32 width = WidthOfForm(first.form);
   kept.values.Reserve(std::size_t{places.GetCount()} * width);
   vector.values = kept.values.GetData();
-  const auto copy = [&]<class Value>(std::type_identity<Value>) {
-    std::vector<const Value*> values(table_.chunks.size());
-    for (const std::size_t chunk : places.GetChunks()) {
-      values[chunk] = reinterpret_cast<const Value*>(In(chunk).values);
-    }
-    Value* const target = kept.values.As<Value>();
-    const Value* const* const sources = values.data();
-    places.ForEach(
-        [=](uint32 i, std::size_t chunk, uint32 row) { target[i] = sources[chunk][row]; });
-  };
-  switch (width) {
-    case 1:
-      return copy(std::type_identity<uint8>());
-    case 2:
-      return copy(std::type_identity<uint16>());
-    case 4:
-      return copy(std::type_identity<uint32>());
-    case 8:
-      return copy(std::type_identity<uint64>());
-    case sizeof(int128):
-      return copy(std::type_identity<int128>());
-    default:
-      first.form == ColumnForm::kNumber ? copy(std::type_identity<VelmarNumber>())
-                                        : copy(std::type_identity<XeDateTime>());
-  }
+  std::vector<const uint8*> values(table_.chunks.size());
+  for (const std::size_t chunk : places.GetChunks()) values[chunk] = In(chunk).values;
+  const uint8* const* const sources = values.data();
+  uint8* const target = kept.values.GetData();
+  // Values that others have lent need not be aligned.
+  WithFixedWidth(width, [&](auto bytes) {
+    places.ForEach([=](uint32 i, std::size_t chunk, uint32 row) {
+      __builtin_memcpy(target + i * bytes, sources[chunk] + row * bytes, bytes);
+    });
+  });
 }
 
 template <class Stored>
@@ -231,7 +215,24 @@ void GatheredColumn::GatherMixed(const GatherPlaces& places, ColumnVector& vecto
   GatherRead<VelmarNumber>(places, vector, kept);
 }
 
-}  // namespace
+ColumnGather::ColumnGather(const Table& table, std::span<const std::size_t> wanted, uint64 rows)
+    : places_(std::make_unique<GatherPlaces>(table)) {
+  for (const std::size_t column : wanted) {
+    columns_.push_back(std::make_unique<GatheredColumn>(table, column, rows));
+  }
+}
+
+ColumnGather::~ColumnGather() = default;
+
+void ColumnGather::Append(std::span<const uint32> rows, TableChunk& chunk) {
+  XE_ASSERT(chunk.columns.empty() || chunk.rows == rows.size());
+  chunk.rows = rows.size();
+  places_->Find(rows);
+  for (const auto& column : columns_) {
+    Cancellation::Check();
+    chunk.columns.push_back(column->Gather(*places_));
+  }
+}
 
 void GatherColumns(const Table& table, std::span<const std::size_t> wanted,
                    std::span<const uint32> rows, Table& into) {
@@ -241,20 +242,11 @@ void GatherColumns(const Table& table, std::span<const std::size_t> wanted,
     into.rowCount = rows.size();
   }
   XE_ASSERT(into.chunks.size() == chunks && into.rowCount == rows.size());
-  std::vector<GatheredColumn> columns;
-  for (const std::size_t column : wanted) columns.emplace_back(table, column, rows.size());
-  GatherPlaces places(table);
+  ColumnGather gather(table, wanted, rows.size());
   for (std::size_t i = 0; i < chunks; ++i) {
     const std::size_t first = i * kMostGatheredRows;
     const auto count = std::min<std::size_t>(kMostGatheredRows, rows.size() - first);
-    TableChunk& chunk = into.chunks[i];
-    XE_ASSERT(chunk.columns.empty() || chunk.rows == count);
-    chunk.rows = count;
-    places.Find(rows.subspan(first, count));
-    for (GatheredColumn& column : columns) {
-      Cancellation::Check();
-      chunk.columns.push_back(column.Gather(places));
-    }
+    gather.Append(rows.subspan(first, count), into.chunks[i]);
   }
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -30,28 +29,37 @@ inline void CutAtZero(BatchText& text) {
   }
 }
 
-/// Tells which chunk of a table has a row, for many rows: those close to the one before are found
-/// at once.
+/// Tells which chunk of a table has a row, for many rows in any order.
 class ChunkFinder {
  public:
   explicit ChunkFinder(const Table& table) {
-    for (const TableChunk& chunk : table.chunks)
+    for (const TableChunk& chunk : table.chunks) {
       ends_.push_back(StartOf(ends_.size()) + chunk.rows);
+    }
+    const uint64 rows = StartOf(ends_.size());
+    while (rows >> shift_ > kStretchesPerChunk * ends_.size()) ++shift_;
+    for (uint64 row = 0; row < rows; row += uint64{1} << shift_) {
+      firstChunks_.push_back(Advance(firstChunks_.empty() ? 0 : firstChunks_.back(), row));
+    }
   }
 
   /// Of a row (from 0) of the table.
-  std::size_t Find(uint64 row) {
-    if (row >= ends_[current_] || row < StartOf(current_)) {
-      current_ = static_cast<std::size_t>(std::ranges::upper_bound(ends_, row) - ends_.begin());
-    }
-    return current_;
-  }
+  std::size_t Find(uint64 row) const { return Advance(firstChunks_[row >> shift_], row); }
   /// The number of the first row of a chunk.
   uint64 StartOf(std::size_t chunk) const { return chunk == 0 ? 0 : ends_[chunk - 1]; }
 
  private:
+  static constexpr uint64 kStretchesPerChunk = 8;
+
+  std::size_t Advance(std::size_t chunk, uint64 row) const {
+    while (row >= ends_[chunk]) ++chunk;
+    return chunk;
+  }
+
   std::vector<uint64> ends_;
-  std::size_t current_ = 0;
+  /// Of each stretch of as many rows as the shift tells: the chunk of its first row.
+  int shift_ = 0;
+  std::vector<std::size_t> firstChunks_;
 };
 
 }  // namespace sqxer

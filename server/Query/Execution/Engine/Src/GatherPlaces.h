@@ -43,9 +43,14 @@ class GatherPlaces {
   }
 
  private:
+  /// Gives rows that are kNoJoinRow the place of another one.
+  void ReplaceNone();
+
   const Table& table_;
   ChunkFinder finder_;
-  std::vector<uint32> rows_;
+  /// In their chunks: those that were given, or `changed_`.
+  std::span<const uint32> rows_;
+  std::vector<uint32> changed_;
   std::vector<uint32> chunks_;
   std::vector<uint8> isNone_;
   std::vector<std::size_t> used_;

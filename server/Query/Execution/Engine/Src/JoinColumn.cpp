@@ -28,6 +28,18 @@ uint64 HashBytes(const uint8* characters, uint32 length) {
   return MixHash(hash, length);
 }
 
+/// The same; most texts are too short for a call to pay.
+bool AreBytesEqual(const BatchText& a, const BatchText& b) {
+  if (a.length != b.length) return false;
+  for (uint32 at = 0; at < a.length; at += kTextPrefixLength) {
+    const uint32 rest = a.length - at;
+    if (FindTextPrefix(a.characters + at, rest) != FindTextPrefix(b.characters + at, rest)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 template <class T>
 uint64 WordOf(T value) {
   if constexpr (std::floating_point<T>) {
@@ -59,11 +71,12 @@ uint64 EntryOf(const std::vector<uint64>& entries, uint64 code) {
   return code < entries.size() ? entries[code] : 0;
 }
 
-/// Values as records have them, of one of the types that have several forms.
+/// A value as records have it, of one of the types whose values are no numbers of 64 bits.
 template <class Use>
 auto WithStoredValue(XeDataType type, const ColumnVector& vector, uint64 row, Use&& use) {
   const BatchVector view = ViewOf(vector, row);
   if (type == XeNumericData) return use(ReadBatchValue<VelmarNumber>(view, 0));
+  if (type == XeIntervalData) return use(ReadBatchValue<XeInterval>(view, 0));
   return use(ReadBatchValue<XeDateTime>(view, 0));
 }
 
@@ -265,12 +278,15 @@ uint64 JoinColumn::HashText(BatchText text, ColumnForm form) {
 bool JoinColumn::AreTextsEqual(BatchText a, ColumnForm formA, BatchText b, ColumnForm formB) {
   const bool isFixed = type_ == XeCharData;
   if (comparesCodePoints_ && formA == ColumnForm::kText8 && formB == ColumnForm::kText8) {
-    for (BatchText* const text : {&a, &b}) {
-      if (isFixed) CutAtZero(*text);
-      TrimBlanks(*text);
+    if (isFixed) {
+      CutAtZero(a);
+      CutAtZero(b);
     }
-    return a.length == b.length &&
-           (a.length == 0 || std::memcmp(a.characters, b.characters, a.length) == 0);
+    if (a.length != b.length) {
+      TrimBlanks(a);
+      TrimBlanks(b);
+    }
+    return AreBytesEqual(a, b);
   }
   return key_.CompareValues(stored_[0].Put(a, formA, isFixed), stored_[1].Put(b, formB, isFixed)) ==
          0;

@@ -27,11 +27,14 @@ class TableJoin {
   bool KeepsLeft() const { return kind_ == JoinKind::kLeft || kind_ == JoinKind::kFull; }
   bool KeepsRight() const { return kind_ == JoinKind::kRight || kind_ == JoinKind::kFull; }
 
+  /// One pair of the left row is known, which is all that the kind asks for.
+  bool NeedsNoPair(uint32 left) const { return !marked_.empty() && marked_[left] != 0; }
+
   void PairAll();
   void PairByKeys();
   /// Finds the pairs of the rows of a batch, of which the first rows of the other side are known.
   void PairBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
-  /// The same where one pair for each left row will do.
+  /// The same where one pair for each left row will do, and some rows have equal words.
   void MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
   /// Takes the candidates as pairs that the keys and the filter admit.
   void TakeCandidates();
@@ -102,6 +105,7 @@ void TableJoin::PairAll() {
   for (uint32 left = 0; left < leftRows_; ++left) {
     for (uint32 right = 0; right < rightRows_;) {
       if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      if (NeedsNoPair(left)) break;
       const uint32 count = std::min(kMostCandidatePairs - candidates_, rightRows_ - right);
       std::fill_n(&candidatesLeft_[candidates_], count, left);
       std::iota(&candidatesRight_[candidates_], &candidatesRight_[candidates_] + count, right);
@@ -123,6 +127,12 @@ void TableJoin::PairByKeys() {
   if (!buildsLeft_) keys_ = std::make_unique<JoinKeys>(right_, left_);
   JoinTable table(*keys_, buildsLeft_ ? leftRows_ : rightRows_,
                   Settings::Current()->GetSwitches().groupMemory_);
+  if (!GivesLeftAlone() && !admits_ && table.GetParts() == 1) {
+    // What is not touched costs nothing.
+    const uint32 rows = buildsLeft_ ? rightRows_ : leftRows_;
+    pairs_.left.reserve(rows);
+    pairs_.right.reserve(rows);
+  }
   uint32 firstRows[kMostBatchRows];
   for (uint32 part = 0; part < table.GetParts(); ++part) {
     table.StartPart(part);
@@ -133,7 +143,8 @@ void TableJoin::PairByKeys() {
     keys_->ForEachBatch(JoinColumn::kProbe, false, [&](const JoinBatch& batch) {
       Cancellation::Check();
       table.Find(batch, firstRows);
-      marks ? MarkBatch(table, batch, firstRows) : PairBatch(table, batch, firstRows);
+      marks&& table.HasChains() ? MarkBatch(table, batch, firstRows)
+                                : PairBatch(table, batch, firstRows);
     });
   }
   TakeCandidates();
@@ -158,6 +169,7 @@ void TableJoin::PairBatch(const JoinTable& table, const JoinBatch& batch, const 
   for (uint32 i = 0; i < batch.count; ++i) {
     for (uint32 row = firstRows[i]; row != kNoJoinRow; row = table.GetNext(row)) {
       if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      if (NeedsNoPair(buildsLeft_ ? row : batch.rows[i])) continue;
       built[candidates_] = row;
       probed[candidates_++] = batch.rows[i];
     }
@@ -165,9 +177,8 @@ void TableJoin::PairBatch(const JoinTable& table, const JoinBatch& batch, const 
 }
 
 void TableJoin::MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows) {
-  const auto next = [&](uint32 row) { return table.HasChains() ? table.GetNext(row) : kNoJoinRow; };
   for (uint32 i = 0; i < batch.count; ++i) {
-    for (uint32 row = firstRows[i]; row != kNoJoinRow; row = next(row)) {
+    for (uint32 row = firstRows[i]; row != kNoJoinRow; row = table.GetNext(row)) {
       uint8& mark = marked_[buildsLeft_ ? row : batch.rows[i]];
       // Left rows of a chain are marked all at once.
       if (mark != 0) break;

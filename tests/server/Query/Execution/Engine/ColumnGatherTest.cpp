@@ -11,9 +11,9 @@
 namespace sqxer::test {
 namespace {
 
-const std::vector<XeDataType> kTypes = {XeInt2Data,    XeUInt4Data,  XeInt4Data, XeFloatData,
-                                        XeDoubleData,  XeDateData,   XeTimeData, XeTimeStampData,
-                                        XeNumericData, XeVarCharData};
+const std::vector<XeDataType> kTypes = {
+    XeInt2Data, XeUInt4Data,     XeInt4Data,     XeFloatData,   XeDoubleData, XeDateData,
+    XeTimeData, XeTimeStampData, XeIntervalData, XeNumericData, XeVarCharData};
 
 /// The cells are those of the rows, and the chunks end where they have to.
 void ExpectRows(const Table& table, const std::vector<uint32>& rows, const Table& gathered,
@@ -153,8 +153,9 @@ TEST(ColumnGather, WidensDecimalsThatNoScaleHolds) {
   gather(ColumnForm::kDecimal64);
   add(MakeFixed<int64>(ColumnForm::kDecimal64, 0, {kMost, -kMost}));
   gather(ColumnForm::kDecimal128);
-  int128 large = 1;
-  for (int i = 0; i < 36; ++i) large *= 10;
+  // With four digits more it has 39, which 128 bits would hold.
+  int128 large = 12;
+  for (int i = 0; i < 33; ++i) large *= 10;
   add(MakeFixed<int128>(ColumnForm::kDecimal128, 0, {large}));
   gather(ColumnForm::kNumber);
 }

@@ -205,6 +205,16 @@ inline ColumnVector RandomColumn(Random& random, XeDataType type, std::size_t ro
           },
           XeDateTime());
     }
+    case XeIntervalData:
+      // Some are equal though their parts are not.
+      return make(
+          ColumnForm::kInterval,
+          [&](int64 v) {
+            const auto count = static_cast<int32>(v % 1000);
+            return Pick(random, 2) == 0 ? XeInterval{count, -30, v}
+                                        : XeInterval{0, count * 30 - 30, v};
+          },
+          XeInterval());
     case XeNumericData:
       return RandomDecimals(random, rows, hasNulls, spread);
     default:
@@ -220,9 +230,9 @@ inline std::optional<std::u32string> ReadCell(const ColumnVector& vector, uint64
     return std::u32string(characters.begin(), characters.end());
   };
   const uint8* const at = vector.values + row * WidthOfForm(vector.form);
-  const auto time = [&](const XeDateTime& value) {
+  const auto bytesOf = [](const auto& value) {
     std::string bytes(sizeof value, '\0');
-    std::memcpy(bytes.data(), &value, sizeof value);
+    std::memcpy(bytes.data(), static_cast<const void*>(&value), sizeof value);
     return std::u32string(bytes.begin(), bytes.end());
   };
   switch (vector.form) {
@@ -242,9 +252,11 @@ inline std::optional<std::u32string> ReadCell(const ColumnVector& vector, uint64
     case ColumnForm::kNumber:
       return text(reinterpret_cast<const VelmarNumber*>(at)->asString());
     case ColumnForm::kTimeStamp64:
-      return time(FromTimeStamp64(*reinterpret_cast<const int64*>(at)));
+      return bytesOf(FromTimeStamp64(*reinterpret_cast<const int64*>(at)));
     case ColumnForm::kDateTime:
-      return time(*reinterpret_cast<const XeDateTime*>(at));
+      return bytesOf(*reinterpret_cast<const XeDateTime*>(at));
+    case ColumnForm::kInterval:
+      return bytesOf(*reinterpret_cast<const XeInterval*>(at));
     default:
       break;
   }

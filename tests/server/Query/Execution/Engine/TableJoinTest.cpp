@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <map>
 #include <set>
 
 #include "TableJoin.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
-#include "server/Query/Execution/Engine/RandomColumns.h"
+#include "server/Query/Execution/Engine/JoinTesting.h"
 #include "server/Utility/UtilityTesting.h"
 
 namespace sqxer::test {
@@ -16,42 +15,6 @@ using Pairs = std::vector<std::pair<uint32, uint32>>;
 
 constexpr JoinKind kKinds[] = {JoinKind::kInner, JoinKind::kLeft, JoinKind::kRight,
                                JoinKind::kFull,  JoinKind::kSemi, JoinKind::kAnti};
-
-/// What equal keys have in common, by cell and type; nothing where a cell equals nothing.
-std::optional<std::u32string> KeyOf(std::optional<std::u32string> cell, XeDataType type) {
-  if (!cell) return cell;
-  if (type == XeDoubleData || type == XeFloatData) {
-    if (cell->find(U"nan") != std::u32string::npos) return std::nullopt;
-    if (*cell == U"-0.000000") return U"0.000000";
-  }
-  if (type == XeVarCharData || type == XeCharData) {
-    while (cell->ends_with(U' ')) cell->pop_back();
-  }
-  return cell;
-}
-
-/// Numbers of the combined keys of both sides' rows, equal where these are; -1 where they equal
-/// nothing.
-std::vector<std::vector<int>> NumberKeys(const JoinSide& left, const JoinSide& right) {
-  std::map<std::vector<std::u32string>, int> numbers;
-  std::vector<std::vector<int>> result;
-  for (const JoinSide* const side : {&left, &right}) {
-    std::vector<std::vector<std::optional<std::u32string>>> columns;
-    for (const std::size_t key : side->keys) columns.push_back(ReadCells(*side->table, key));
-    auto& rows = result.emplace_back();
-    for (uint64 row = 0; row < side->table->rowCount; ++row) {
-      std::vector<std::u32string> keys;
-      for (std::size_t i = 0; i < columns.size(); ++i) {
-        const XeDataType type = side->table->schema.columns[side->keys[i]].type;
-        if (const auto key = KeyOf(columns[i][row], type)) keys.push_back(*key);
-      }
-      const bool isWhole = keys.size() == columns.size();
-      rows.push_back(
-          isWhole ? numbers.try_emplace(keys, static_cast<int>(numbers.size())).first->second : -1);
-    }
-  }
-  return result;
-}
 
 bool Admits(uint32 left, uint32 right) { return (left * 7 + right * 3) % 4 != 0; }
 
@@ -116,17 +79,14 @@ SettingsRef SettingsWith(const std::string& name, const std::string& value) {
   return std::make_shared<const Settings>(config);
 }
 
-const std::vector<XeDataType> kTypes = {XeInt4Data,    XeInt2Data,    XeUInt4Data, XeFloatData,
-                                        XeDoubleData,  XeDateData,    XeTimeData,  XeTimeStampData,
-                                        XeNumericData, XeVarCharData, XeCharData};
-
 TEST(TableJoin, GivesThePairsOfANestedLoop) {
   Random random(7);
   for (int round = 0; round < 120; ++round) {
     std::vector<XeDataType> types;
     const int keys = round < 60 ? 1 : 1 + Pick(random, 3);
-    for (int i = 0; i < keys; ++i) types.push_back(kTypes[random() % kTypes.size()]);
-    if (round < 3 * static_cast<int>(kTypes.size())) types[0] = kTypes[random() % kTypes.size()];
+    for (int i = 0; i < keys; ++i) types.push_back(kKeyTypes[random() % kKeyTypes.size()]);
+    if (round < 3 * static_cast<int>(kKeyTypes.size()))
+      types[0] = kKeyTypes[random() % kKeyTypes.size()];
     const int64 spread = std::vector<int64>{1, 1000, 100'000'000}[random() % 3];
     const auto rowsOf = [&] { return Pick(random, 6) == 0 ? 0 : random() % 60; };
     const std::size_t rows = rowsOf();
