@@ -14,8 +14,14 @@
 namespace sqxer {
 namespace {
 
+std::string Concat(std::initializer_list<std::string_view> parts) {
+  std::string text;
+  for (const std::string_view part : parts) text += part;
+  return text;
+}
+
 /// A name for a column by its number, which statements of our own use.
-std::string NumberedName(std::size_t column) { return "c" + std::to_string(column); }
+std::string NumberedName(std::size_t column) { return Concat({"c", std::to_string(column)}); }
 
 TableRef WithNumberedNames(const Table& table) {
   auto numbered = std::make_shared<Table>(table);
@@ -95,7 +101,7 @@ TableRef RelationRun::CastTo(const TableRef& table, const std::vector<ColumnInfo
     if (isOther) items.append(" AS ").append(CastName(columns[i].type)).append(")");
   }
   const TableRef numbered = WithNumberedNames(*table);
-  return isNeeded ? SelectText("SELECT " + items + " FROM t", numbered) : numbered;
+  return isNeeded ? SelectText(Concat({"SELECT ", items, " FROM t"}), numbered) : numbered;
 }
 
 TableRef RelationRun::Stack(const std::vector<TableRef>& tables,
@@ -129,8 +135,9 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
   if (query.operation == Operation::kUnion) {
     const TableRef rows = Stack({left, right}, all.columns);
     if (query.keepsAll) return rows;
-    const TableRef distinct = SelectText(
-        "SELECT DISTINCT " + NumberedList(all.columns.size()) + " FROM t", WithNumberedNames(*rows));
+    const std::string list = NumberedList(all.columns.size());
+    const TableRef distinct =
+        SelectText(Concat({"SELECT DISTINCT ", list, " FROM t"}), WithNumberedNames(*rows));
     return WithColumnNames(*distinct, all.columns);
   }
   // Which side a row is of goes into a column of its own; groups of equal rows count both.
@@ -139,7 +146,7 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
   std::vector<TableRef> sides;
   for (const TableRef& side : {left, right}) {
     const char* const number = sides.empty() ? ", 0 FROM t" : ", 1 FROM t";
-    sides.push_back(SelectText(std::string("SELECT ").append(list).append(number),
+    sides.push_back(SelectText(Concat({"SELECT ", list, number}),
                                WithNumberedNames(*CastTo(side, all.columns))));
   }
   std::vector<ColumnInfo> marked = sides[0]->schema.columns;
@@ -147,8 +154,8 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
   const std::string side = NumberedName(width);
   const bool isIntersection = query.operation == Operation::kIntersect;
   const TableRef counted = WithNumberedNames(*SelectText(
-      "SELECT " + list + ", COUNT(*) FILTER (WHERE " + side + " = 0), COUNT(*) FILTER (WHERE " +
-          side + " = 1) FROM t GROUP BY " + list,
+      Concat({"SELECT ", list, ", COUNT(*) FILTER (WHERE ", side, " = 0), COUNT(*) FILTER (WHERE ",
+              side, " = 1) FROM t GROUP BY ", list}),
       WithNumberedNames(*both)));
   const std::vector<uint32> rows = ChooseRows(*counted, width, [&](uint64 here, uint64 there) {
     const uint64 kept = isIntersection ? std::min(here, there)
