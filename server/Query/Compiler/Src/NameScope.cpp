@@ -31,8 +31,7 @@ NameScope::NameScope(const TableSchema& schema, const SqlSelect& select)
 }
 
 bool NameScope::HasTable(const SqlExpression& name) const {
-  return name.path.size() < 2 ||
-         std::ranges::any_of(tableNames_, [&](const XeString& table) {
+  return name.path.size() < 2 || std::ranges::any_of(tableNames_, [&](const XeString& table) {
            return BaseStringUtil::IsCaseInsensitiveMatch(table, name.path[0]);
          });
 }
@@ -57,8 +56,7 @@ std::vector<NamedThing> NameScope::FindCandidates(const SqlExpression& name) con
   if (schema_ == nullptr || schema_->origins.empty()) return columns_;
   std::vector<NamedThing> candidates;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const bool isMeant =
-        isOfTable ? IsOfTable(i, name.path[0]) : !schema_->origins[i].isShared;
+    const bool isMeant = isOfTable ? IsOfTable(i, name.path[0]) : !schema_->origins[i].isShared;
     if (isMeant) candidates.push_back(columns_[i]);
   }
   return candidates;
@@ -68,7 +66,7 @@ std::vector<int> NameScope::ExpandStar(const SqlExpression& star) const {
   if (!star.path.empty()) CheckTable(star);
   std::vector<int> columns;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const bool isMeant = !star.path.empty()          ? IsOfTable(i, star.path[0])
+    const bool isMeant = !star.path.empty()         ? IsOfTable(i, star.path[0])
                          : schema_->origins.empty() ? true
                                                     : !schema_->origins[i].isShared;
     if (isMeant) columns.push_back(static_cast<int>(i));
@@ -78,8 +76,8 @@ std::vector<int> NameScope::ExpandStar(const SqlExpression& star) const {
 
 int NameScope::FindColumn(const SqlExpression& name) const {
   std::vector<int> found = FindByName(FindCandidates(name), name.path.back());
-  // Of two columns of one table with one and the same name the first is meant, as readers of records
-  // do it.
+  // Of two columns of one table with one and the same name the first is meant, as readers of
+  // records do it.
   bool same = std::all_of(found.begin(), found.end(), [&](int index) {
     const auto column = static_cast<std::size_t>(index);
     const auto first = static_cast<std::size_t>(found[0]);

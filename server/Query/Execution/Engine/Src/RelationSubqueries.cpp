@@ -101,8 +101,7 @@ std::shared_ptr<SqlExpression> MakeValue(PlanConstant value, int position) {
   return constant;
 }
 
-SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments,
-                          int position) {
+SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments, int position) {
   auto call = std::make_shared<SqlExpression>();
   call->kind = SqlExpression::Kind::kOperator;
   call->name = name;
@@ -150,8 +149,8 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
   if (!expression) return nullptr;
   const auto known = replaced_.find(expression.get());
   if (known != replaced_.end()) return known->second;
-  SqlExpressionPtr made =
-      WithOperands(*expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
+  SqlExpressionPtr made = WithOperands(
+      *expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
   if (made->kind == SqlExpression::Kind::kSubquery) made = ReplaceSubquery(*made);
   kept_.push_back(expression);
   replaced_[expression.get()] = made;
@@ -161,8 +160,7 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
 SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
   const TableRef given = MakeTable(*subquery.query);
   const int position = subquery.position;
-  if (subquery.use == Use::kExists)
-    return MakeValue({XeBoolean, given->rowCount > 0}, position);
+  if (subquery.use == Use::kExists) return MakeValue({XeBoolean, given->rowCount > 0}, position);
   const std::size_t columns = given->schema.columns.size();
   if (columns != 1) ThrowPlanError(kSubqueryColumns, position, {std::to_wstring(columns)});
   const ColumnInfo& stored = given->schema.columns[0];
