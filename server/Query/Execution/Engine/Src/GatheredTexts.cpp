@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "Utility/HugePages.h"
@@ -101,7 +102,9 @@ void PutCodes(const GatherPlaces& places, uint8 width, CodeAt&& codeAt, ColumnVe
 }  // namespace
 
 void GatheredTexts::Gather(const GatherPlaces& places, ColumnVector& vector, KeptBuffers& kept) {
-  if (GatherCodes(places, vector, kept) || ShowRows(places, vector, kept)) return;
+  if (GatherCodes(places, vector, kept) || ShowRows(places, vector, kept) ||
+      GatherFew(places, vector, kept))
+    return;
   WriteTexts(places, vector, kept);
 }
 
@@ -192,6 +195,56 @@ bool GatheredTexts::ShowRows(const GatherPlaces& places, ColumnVector& vector, K
   PutCodes(
       places, WidthForEntries(texts.rows), [](std::size_t, uint32 row) { return row; }, vector,
       kept);
+  return true;
+}
+
+bool GatheredTexts::GatherFew(const GatherPlaces& places, ColumnVector& vector, KeptBuffers& kept) {
+  if (rows_ / kRowsPerEncoded < table_.rowCount || !EncodeRows()) return false;
+  vector.dictionary = few_;
+  const auto codeAt = [&](std::size_t chunk, uint32 row) { return codesOfRows_[chunk][row]; };
+  PutCodes(places, WidthForEntries(few_->rows), codeAt, vector, kept);
+  return true;
+}
+
+bool GatheredTexts::EncodeRows() {
+  if (triedToEncode_) return few_ != nullptr;
+  triedToEncode_ = true;
+  std::vector<PlacedText> texts;
+  // By their bytes; a text in both forms has two entries.
+  std::unordered_map<std::string_view, uint32> codesOfTexts[2];
+  bool isWide = false;
+  auto few = std::make_shared<ColumnVector>();
+  few->isAscii = true;
+  uint64 read = 0;
+  codesOfRows_.resize(table_.chunks.size());
+  for (std::size_t c = 0; c < table_.chunks.size(); ++c) {
+    const ColumnVector& source = In(c);
+    isWide = isWide || source.form == ColumnForm::kText32;
+    few->isAscii = few->isAscii && (source.dictionary ? *source.dictionary : source).isAscii;
+    std::vector<uint32>& codes = codesOfRows_[c];
+    codes.resize(source.rows);
+    for (uint64 row = 0; row < source.rows; ++row, ++read) {
+      if (source.IsNull(row)) continue;
+      const PlacedText text = source.dictionary ? PlaceOf(*source.dictionary, source.GetCode(row))
+                                                : PlaceOf(source, row);
+      const std::string_view bytes(reinterpret_cast<const char*>(text.characters),
+                                   text.length * (text.isWide ? sizeof(wchar_t) : 1));
+      const auto [at, isNew] =
+          codesOfTexts[text.isWide].try_emplace(bytes, static_cast<uint32>(texts.size()));
+      if (isNew) texts.push_back(text);
+      codes[row] = at->second;
+      const uint64 most = read < kFirstRows ? kFirstRows / kRowsPerText : kMostEntries;
+      if (texts.size() > most) {
+        codesOfRows_.clear();
+        return false;
+      }
+    }
+  }
+  auto kept = std::make_shared<KeptBuffers>();
+  few->rows = texts.size();
+  WriteSideBySide(texts, isWide, *few, *kept);
+  few->owner = std::move(kept);
+  few_ = std::move(few);
   return true;
 }
 

@@ -24,6 +24,12 @@ class GatheredTexts {
  private:
   /// More entries of several dictionaries than this are written out as texts.
   static constexpr uint64 kMostEntries = uint64{1} << 16;
+  /// Of a table whose rows are wanted so many times, each, the different texts are looked for, as
+  /// long as there are no more of them than one for so many of the first rows, and than
+  /// kMostEntries.
+  static constexpr uint64 kRowsPerEncoded = 2;
+  static constexpr uint64 kRowsPerText = 4;
+  static constexpr uint64 kFirstRows = 1024;
   /// A table of so few rows is a dictionary itself, if each row is wanted so many times.
   static constexpr uint64 kMostShownRows = 4096;
   static constexpr uint64 kRowsPerShown = 4;
@@ -32,6 +38,9 @@ class GatheredTexts {
   /// These are false where they do not apply.
   bool GatherCodes(const GatherPlaces& places, ColumnVector& vector, KeptBuffers& kept);
   bool ShowRows(const GatherPlaces& places, ColumnVector& vector, KeptBuffers& kept);
+  /// Makes codes of texts of which there are few.
+  bool GatherFew(const GatherPlaces& places, ColumnVector& vector, KeptBuffers& kept);
+  bool EncodeRows();
   bool MergeDictionaries();
   void WriteTexts(const GatherPlaces& places, ColumnVector& vector, KeptBuffers& kept);
 
@@ -42,6 +51,10 @@ class GatheredTexts {
   std::shared_ptr<const ColumnVector> shown_;
   std::shared_ptr<const ColumnVector> merged_;
   bool triedToMerge_ = false;
+  /// The different texts of the table, and for each chunk those of its rows.
+  std::shared_ptr<const ColumnVector> few_;
+  bool triedToEncode_ = false;
+  std::vector<std::vector<uint32>> codesOfRows_;
   /// Of each dictionary: the codes of its entries in `merged_`.
   std::map<const ColumnVector*, std::vector<uint32>> mergedCodes_;
 };
