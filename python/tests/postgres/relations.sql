@@ -71,10 +71,12 @@ SELECT a.k AS left_k, q.k FROM relations a JOIN (SELECT b.k FROM relations b JOI
 SELECT * FROM (SELECT 1 AS a, 'x' AS b, NULL AS c, 1.5 AS d, true AS e) q
 SELECT * FROM (SELECT k AS a, n AS a FROM relations) q
 SELECT a FROM (SELECT k AS a, n AS a FROM relations) q
--- differs: a subquery in FROM needs no name here
 SELECT k FROM (SELECT k FROM relations) ORDER BY k
 -- WITH.
-WITH q AS (SELECT g, count(*) AS c FROM relations GROUP BY g) SELECT a.g, a.c, b.c FROM q a ⟦JOIN ¦ LEFT JOIN ¦ FULL JOIN⟧ q b ON ⟦a.c = b.c ¦ a.g = b.g ¦ a.g < b.g⟧ AND ⟦true ¦ a.c > 1⟧ ORDER BY 1, 3, b.g
+WITH q AS (SELECT g, count(*) AS c FROM relations GROUP BY g) SELECT a.g, a.c, b.c FROM q a ⟦JOIN ¦ LEFT JOIN ¦ RIGHT JOIN⟧ q b ON ⟦a.c = b.c ¦ a.g = b.g ¦ a.g < b.g⟧ AND ⟦true ¦ a.c > 1⟧ ORDER BY 1, 3, b.g
+WITH q AS (SELECT g, count(*) AS c FROM relations GROUP BY g) SELECT a.g, a.c, b.c FROM q a FULL JOIN q b ON ⟦a.c = b.c ¦ a.g = b.g⟧ AND ⟦true ¦ a.c > 1⟧ ORDER BY 1, 3, b.g
+-- differs: FULL JOIN takes any condition
+SELECT a.k, b.k FROM relations a FULL JOIN relations b ON ⟦a.k < b.n ¦ false⟧ ORDER BY 1, 2
 WITH a AS (SELECT k FROM relations WHERE k < 5), b AS (SELECT k FROM a WHERE k > 2) SELECT ⟦(SELECT count(*) FROM a), (SELECT count(*) FROM b) ¦ k FROM b ORDER BY k ¦ a.k, b.k FROM a LEFT JOIN b ON a.k = b.k ORDER BY 1 ¦ k FROM a EXCEPT SELECT k FROM b ORDER BY k⟧
 WITH relations AS (SELECT k + 100 AS k FROM relations) SELECT k FROM relations ORDER BY k
 WITH q AS (SELECT 1 AS a) SELECT a, (WITH q AS (SELECT 2 AS a) SELECT a FROM q), (SELECT a FROM q) FROM q
@@ -88,29 +90,35 @@ WITH q AS (SELECT k FROM relations), unused AS (SELECT 1) SELECT count(*) FROM q
 WITH q AS (SELECT g, n FROM facts) SELECT g, sum(n) FROM q GROUP BY g UNION ALL SELECT 'all', sum(n) FROM q ORDER BY 1
 WITH q AS (SELECT k FROM relations) (SELECT k FROM q ORDER BY k LIMIT 2) UNION ALL (SELECT k FROM q ORDER BY k DESC LIMIT 2) ORDER BY k
 -- Set operations.
-SELECT ⟦n ¦ g ¦ n, g⟧ FROM relations ⟦UNION ¦ UNION ALL ¦ INTERSECT ¦ INTERSECT ALL ¦ EXCEPT ¦ EXCEPT ALL⟧ SELECT ⟦n ¦ g ¦ n, g⟧ FROM facts WHERE ⟦n < 3 OR n IS NULL ¦ false ¦ g = 'a'⟧ ORDER BY 1
+SELECT ⟦n ¦ g⟧ FROM relations ⟦UNION ¦ UNION ALL ¦ INTERSECT ¦ INTERSECT ALL ¦ EXCEPT ¦ EXCEPT ALL⟧ SELECT ⟦n ¦ g ¦ n, g⟧ FROM facts WHERE ⟦n < 3 OR n IS NULL ¦ false ¦ g = 'a'⟧ ORDER BY 1
+SELECT n, g FROM relations ⟦UNION ¦ UNION ALL ¦ INTERSECT ¦ INTERSECT ALL ¦ EXCEPT ¦ EXCEPT ALL⟧ SELECT n, g FROM facts WHERE ⟦n < 3 OR n IS NULL ¦ false ¦ g = 'a'⟧ ORDER BY 1, 2
 SELECT n FROM relations ⟦UNION ¦ INTERSECT ¦ EXCEPT⟧ ⟦¦ALL⟧ SELECT ⟦k ¦ v ¦ NULL ¦ 2 ¦ 2.0 ¦ 1e0 ¦ k * 0.5⟧ FROM relations ORDER BY 1 ⟦¦ NULLS FIRST ¦ DESC NULLS LAST⟧
-SELECT ⟦NULL ¦ 1 ¦ 'a' ¦ 2.5 ¦ true ¦ DATE '2020-01-01'⟧ ⟦UNION ¦ UNION ALL ¦ INTERSECT ¦ EXCEPT⟧ SELECT ⟦NULL ¦ 1 ¦ 'b' ¦ 2.5 ¦ false ¦ DATE '2020-01-02' ¦ TIMESTAMP '2020-01-01 00:00:00'⟧ ORDER BY 1
+SELECT ⟦NULL ¦ 1 ¦ 'a' ¦ 2.5 ¦ DATE '2020-01-01'⟧ ⟦UNION ¦ UNION ALL ¦ INTERSECT ¦ EXCEPT⟧ SELECT ⟦NULL ¦ 1 ¦ 'b' ¦ 2.5 ¦ DATE '2020-01-02' ¦ TIMESTAMP '2020-01-01 00:00:00'⟧ ORDER BY 1
+SELECT ⟦NULL ¦ true ¦ 'a'⟧ ⟦UNION ¦ UNION ALL ¦ INTERSECT ¦ EXCEPT⟧ SELECT ⟦NULL ¦ false ¦ true ¦ DATE '2020-01-02'⟧ ORDER BY 1
+-- differs: a truth value among numbers is 1 or 0, as in COALESCE
+SELECT ⟦1 ¦ 2.5⟧ ⟦UNION ¦ EXCEPT⟧ SELECT true ORDER BY 1
 SELECT NULL UNION ALL SELECT NULL UNION ALL SELECT ⟦1 ¦ 'a' ¦ NULL⟧ ORDER BY 1
 SELECT k, n FROM relations WHERE k < 4 ⟦UNION ¦ EXCEPT ¦ INTERSECT⟧ (SELECT n, k FROM relations ⟦UNION ¦ EXCEPT ¦ INTERSECT ALL⟧ SELECT k, n FROM relations WHERE k = 1) ORDER BY 1, 2
 SELECT k FROM relations ⟦UNION ¦ EXCEPT ¦ UNION ALL⟧ SELECT n FROM relations ⟦INTERSECT ¦ EXCEPT ¦ UNION ALL⟧ SELECT 2 ⟦EXCEPT ¦ UNION⟧ SELECT 3 ORDER BY 1 ⟦¦ LIMIT 3 ¦ OFFSET 2 ¦ LIMIT 2 OFFSET 1⟧
 (SELECT k FROM relations ORDER BY k DESC LIMIT 2) UNION ALL (SELECT n FROM relations ORDER BY n ⟦NULLS FIRST ¦ DESC NULLS LAST⟧, k LIMIT 2) ORDER BY ⟦1 ¦ k ¦ k DESC NULLS LAST⟧
 SELECT g AS a, count(*) AS b FROM relations GROUP BY g UNION ALL SELECT w, sum(n) FROM facts GROUP BY w ORDER BY ⟦a, b ¦ b, a ¦ 2, 1 ¦ c ¦ w⟧
 SELECT DISTINCT n FROM relations UNION ALL SELECT DISTINCT n FROM relations ORDER BY n
-SELECT k FROM relations ⟦UNION ¦ INTERSECT ¦ EXCEPT⟧ SELECT ⟦k, n ¦ g ¦ 'a' ¦ true ¦ day⟧ FROM ⟦relations ¦ facts⟧
+SELECT k FROM relations ⟦UNION ¦ INTERSECT ¦ EXCEPT⟧ SELECT ⟦k, n ¦ g ¦ 'a' ¦ day⟧ FROM ⟦relations ¦ facts⟧
 SELECT * FROM relations ⟦EXCEPT ¦ INTERSECT ¦ UNION⟧ ⟦¦ALL⟧ SELECT * FROM relations WHERE ⟦k > 4 ¦ n IS NULL ¦ false⟧ ORDER BY 1
 SELECT count(*), sum(n) FROM (SELECT n FROM relations ⟦UNION ¦ UNION ALL ¦ EXCEPT ¦ EXCEPT ALL ¦ INTERSECT ALL⟧ SELECT n FROM facts) q
 SELECT k FROM relations WHERE n IN (SELECT 1 UNION SELECT ⟦2 ¦ NULL⟧) ORDER BY k
 SELECT a.k, u.n FROM relations a JOIN (SELECT n FROM relations UNION SELECT k FROM relations) u ON a.n = u.n ORDER BY 1
 SELECT day FROM facts WHERE n = 1 ⟦UNION ¦ INTERSECT ¦ EXCEPT⟧ SELECT ⟦day ¦ at⟧ FROM facts WHERE n < 3 ORDER BY 1
 SELECT d FROM facts WHERE n = ⟦1 ¦ 4⟧ ⟦UNION ¦ UNION ALL⟧ SELECT ⟦n ¦ x ¦ d * 2 ¦ 0.125⟧ FROM facts WHERE n = 2 ORDER BY 1
-SELECT 'a' AS t UNION SELECT ⟦'a ' ¦ '' ¦ NULL ¦ 'longer than the other one' ¦ w FROM facts⟧ ORDER BY 1
+SELECT 'a' AS t UNION SELECT ⟦'' ¦ NULL ¦ 'longer than the other one' ¦ w FROM facts⟧ ORDER BY 1
+-- differs: blanks at the end of texts do not count
+SELECT 'a' AS t UNION SELECT 'a '
 SELECT n FROM relations UNION SELECT n FROM facts ORDER BY ⟦k ¦ facts.n⟧
 -- VALUES.
 VALUES (1, 'a'), (2, NULL), (NULL, 'ccc') ORDER BY ⟦1 ¦ 2 ¦ column1 DESC NULLS LAST ¦ column2, 1⟧ ⟦¦ LIMIT 2 ¦ OFFSET 1⟧
 SELECT ⟦* ¦ column1 ¦ column2, column1 ¦ v.column1 ¦ column3⟧ FROM (VALUES (1, 'a'), (2, 'b')) v ORDER BY 1
 SELECT x, y FROM (VALUES (⟦1 ¦ 1.5 ¦ NULL ¦ 1e3⟧, 'a'), (⟦2 ¦ NULL ¦ 2.25⟧, ⟦'bbb' ¦ NULL⟧)) v (x, y) ORDER BY 1, 2
-VALUES (1), (⟦'a' ¦ true ¦ DATE '2020-01-01'⟧)
+VALUES (1), (⟦'a' ¦ DATE '2020-01-01'⟧)
 VALUES (1), (2, 3)
 VALUES (1 + 1, upper('a')), ((SELECT max(k) FROM relations), lower('B')) ORDER BY 1
 VALUES (1), (2) ⟦UNION ¦ UNION ALL ¦ EXCEPT ¦ INTERSECT⟧ VALUES (2), (NULL) ORDER BY 1
@@ -119,7 +127,7 @@ SELECT sum(column1), count(column2) FROM (VALUES (1, NULL), (NULL, NULL), (3, �
 -- Scalar subqueries.
 SELECT k, (SELECT ⟦max(k) ¦ n ¦ g ¦ sum(v) ¦ 5⟧ FROM relations WHERE ⟦k = 3 ¦ false ¦ k = 4⟧) FROM relations ORDER BY k
 SELECT (SELECT ⟦k ¦ max(k) ¦ k, n ¦ *⟧ FROM relations)
-SELECT k FROM relations WHERE n ⟦= ¦ > ¦ <> ¦ <=⟧ (SELECT ⟦min(n) ¦ max(n) ¦ avg(n) ¦ n¦ NULL⟧ FROM relations WHERE ⟦true ¦ false ¦ k = 3⟧) ORDER BY k
+SELECT k FROM relations WHERE n ⟦= ¦ > ¦ <> ¦ <=⟧ (SELECT ⟦min(n) ¦ max(n) ¦ avg(n) ¦ n⟧ FROM relations WHERE ⟦true ¦ false ¦ k = 3⟧) ORDER BY k
 SELECT k, n - (SELECT avg(n) FROM relations) AS above FROM relations WHERE n > (SELECT ⟦1 ¦ NULL ¦ min(n) FROM facts ¦ (SELECT 1)⟧) ORDER BY k
 SELECT g, sum(n) FROM relations GROUP BY g HAVING sum(n) > (SELECT ⟦avg(n) ¦ min(n)⟧ FROM relations) ORDER BY ⟦g ¦ sum(n) - (SELECT 1), g⟧
 SELECT k FROM relations ORDER BY k LIMIT (SELECT ⟦2 ¦ 0 ¦ count(*) - 5 FROM relations⟧)
@@ -129,19 +137,24 @@ SELECT a.k FROM relations a JOIN relations b ON a.n = b.n AND a.k > (SELECT min(
 SELECT coalesce((SELECT n FROM relations WHERE false), ⟦0 ¦ (SELECT 7) ¦ NULL⟧)
 SELECT n + (SELECT g FROM relations WHERE k = 1) FROM relations
 -- IN, EXISTS, ANY and ALL.
-SELECT k FROM relations WHERE n ⟦IN ¦ NOT IN⟧ (SELECT ⟦n ¦ k ¦ v ¦ NULL ¦ n + 0.5⟧ FROM relations WHERE ⟦true ¦ false ¦ n IS NOT NULL ¦ k < 3⟧) ORDER BY k
-SELECT k, n ⟦IN ¦ NOT IN⟧ (SELECT ⟦n ¦ k ¦ NULL ¦ v * 2⟧ FROM relations WHERE ⟦true ¦ false ¦ n IS NOT NULL ¦ k > 5⟧) AS r FROM relations ORDER BY k
+SELECT k FROM relations WHERE n ⟦IN ¦ NOT IN⟧ (SELECT ⟦n ¦ k ¦ v ¦ NULL::integer ¦ n + 0.5⟧ FROM relations WHERE ⟦true ¦ false ¦ n IS NOT NULL ¦ k < 3⟧) ORDER BY k
+-- differs: a NULL that nothing gives a type to is one of any type
+SELECT k FROM relations WHERE n ⟦IN ¦ =⟧ (SELECT NULL) ORDER BY k
+SELECT k, n ⟦IN ¦ NOT IN⟧ (SELECT ⟦n ¦ k ¦ NULL::integer ¦ v * 2⟧ FROM relations WHERE ⟦true ¦ false ¦ n IS NOT NULL ¦ k > 5⟧) AS r FROM relations ORDER BY k
 SELECT k, n ⟦= ¦ <> ¦ < ¦ <= ¦ > ¦ >=⟧ ⟦ANY ¦ ALL ¦ SOME⟧ (SELECT n FROM relations WHERE ⟦true ¦ false ¦ n IS NOT NULL ¦ n IS NULL ¦ k = 3⟧) AS r FROM relations ORDER BY k
 SELECT k FROM relations WHERE ⟦¦NOT⟧ (g ⟦= ¦ <> ¦ <⟧ ⟦ANY ¦ ALL⟧ (SELECT ⟦g FROM relations ¦ g FROM facts ¦ w FROM facts WHERE n = 1 ¦ 'b'⟧)) ORDER BY k
 SELECT k FROM relations WHERE ⟦¦NOT⟧ EXISTS (SELECT ⟦1 ¦ * ¦ k, n⟧ FROM relations WHERE ⟦k > 7 ¦ false⟧) ORDER BY k
-SELECT EXISTS (SELECT 1), NOT EXISTS (SELECT 1 WHERE false), 1 IN (SELECT ⟦1 ¦ 2 ¦ NULL⟧), NULL ⟦IN ¦ NOT IN⟧ (SELECT 1), NULL IN (SELECT 1 WHERE false)
+SELECT EXISTS (SELECT 1), NOT EXISTS (SELECT 1 WHERE false), 1 IN (SELECT ⟦1 ¦ 2 ¦ NULL::integer⟧), NULL ⟦IN ¦ NOT IN⟧ (SELECT 1), NULL IN (SELECT 1 WHERE false)
 SELECT count(*) FROM facts WHERE day ⟦IN ¦ NOT IN⟧ (SELECT day FROM facts WHERE n = ⟦1 ¦ 3 ¦ 99⟧) ⟦¦ OR g = 'a'⟧
 SELECT count(*) FROM facts WHERE ⟦d ¦ x ¦ n⟧ ⟦IN ¦ = ANY ¦ > ALL ¦ < ANY⟧ (SELECT ⟦d ¦ x ¦ n⟧ FROM facts WHERE g = ⟦'b' ¦ 'c' ¦ 'd'⟧)
 SELECT k FROM relations WHERE g IN (SELECT g FROM relations GROUP BY g HAVING count(*) > 1) ORDER BY k
 SELECT g, count(*) FILTER (WHERE n IN (SELECT n FROM facts)) FROM relations GROUP BY g ORDER BY g
-SELECT k FROM relations WHERE n IN (SELECT ⟦k, n FROM relations ¦ g FROM relations ¦ true⟧)
+SELECT k FROM relations WHERE n IN (SELECT ⟦k, n FROM relations ¦ g FROM relations⟧)
+-- differs: a number is compared with a truth value as 1 or 0
+SELECT k FROM relations WHERE n IN (SELECT true) ORDER BY k
 SELECT k FROM relations WHERE n + 1 IN (SELECT k FROM relations WHERE k IN (SELECT n FROM relations WHERE n < ⟦3 ¦ 9⟧)) ORDER BY k
-SELECT k FROM relations WHERE g NOT LIKE ALL (SELECT 'a')
+-- differs: ANY and ALL of a subquery take comparisons alone
+SELECT k FROM relations WHERE g ⟦LIKE ANY ¦ NOT LIKE ALL⟧ (SELECT 'a')
 -- GENERATE_SERIES.
 SELECT * FROM generate_series(⟦1 ¦ 5 ¦ -2 ¦ NULL⟧, ⟦5 ¦ 1 ¦ 0⟧⟦¦, 2 ¦, -1 ¦, -2 ¦, 10 ¦, NULL⟧) ORDER BY 1
 SELECT * FROM generate_series(1, 2, 0)
@@ -149,7 +162,24 @@ SELECT i FROM generate_series(1, 3) ⟦AS t (i) ¦ t (i) ¦ AS i ¦ i⟧ ORDER B
 SELECT generate_series FROM generate_series(2, 3) ORDER BY 1
 SELECT ⟦i.i ¦ i * 2 ¦ count(*), sum(i) ¦ sum(i) FILTER (WHERE i > 3)⟧ FROM generate_series(1, ⟦5 ¦ 0⟧) i ⟦ORDER BY 1 ¦⟧
 SELECT i, k, g FROM generate_series(0, 9) s (i) ⟦LEFT JOIN ¦ JOIN ¦ FULL JOIN⟧ relations ON ⟦i = k ¦ i = n ¦ i * 2 = k⟧ ORDER BY 1, 2
+-- differs: nothing in FROM reads the tables before it
 SELECT a.i, b.i FROM generate_series(1, 3) a (i), generate_series(a.i, 3) b (i)
+SELECT count(*) FROM facts f JOIN (SELECT d * 1.000 AS d, x * 1.0 AS x, n * 1.00 AS n FROM facts) q ON ⟦f.d = q.d ¦ f.x = q.x ¦ f.n = q.n ¦ f.n = q.d ¦ f.d = q.x ¦ f.n = q.n AND f.d = q.d⟧
+-- Subqueries that read what is around them.
+-- differs: a subquery that reads columns of the query around it is refused
+SELECT a.k FROM relations a WHERE EXISTS (SELECT 1 FROM facts f WHERE f.n = ⟦a.k ¦ k ¦ a.n + v⟧)
+-- differs: a subquery that reads columns of the query around it is refused
+SELECT k, (SELECT max(b.k) FROM relations b WHERE b.n = a.n) FROM relations a ⟦¦ JOIN facts ON false⟧
+-- differs: a subquery that reads columns of the query around it is refused
+SELECT (SELECT ⟦k ¦ relations.k⟧) FROM relations
+-- differs: a subquery that reads columns of the query around it is refused
+SELECT a.k FROM relations a JOIN facts f ON f.n = (SELECT max(b.n) FROM relations b WHERE b.k = ⟦a.k ¦ f.n⟧)
+SELECT k FROM relations WHERE EXISTS (SELECT ⟦nope ¦ nope.k⟧ FROM facts) ORDER BY k
+SELECT k FROM relations WHERE k ⟦< ¦ > ¦ <= ¦ >= ¦ = ¦ <>⟧ ⟦ANY ¦ ALL⟧ (SELECT ⟦f.n ¦ r.v ¦ i⟧ FROM generate_series(3, 5) i, facts f, relations r WHERE r.n = 2 AND f.g = 'a') ORDER BY k
+SELECT string_agg(g, ',' ORDER BY k * (SELECT ⟦1 ¦ -1⟧)) FROM relations
+SELECT * FROM (SELECT a.k, b.k FROM relations a JOIN relations b USING (k)) q ORDER BY 1
+SELECT ⟦k ¦ count(k)⟧ FROM (SELECT a.k, b.k FROM relations a JOIN relations b USING (k)) q
+SELECT k, row_number() OVER (ORDER BY (SELECT 1), k) FROM relations WHERE k < (SELECT 4) ORDER BY 1
 SELECT a, b FROM generate_series(1, 3) a, generate_series(2, 4) b WHERE a ⟦= ¦ > ¦ <>⟧ b ORDER BY 1, 2
 SELECT i FROM generate_series((SELECT min(k) FROM relations), (SELECT max(n) FROM relations)⟦¦, 3⟧) i ORDER BY 1
 SELECT * FROM generate_series(1), relations

@@ -82,7 +82,9 @@ struct RelationRun::KeyColumns {
 
 SqlSelect RelationRun::Settle(const SqlQuery& query) {
   SqlSelect select = query.select;
+  if (query.from) around_.push_back(query.from.get());
   MapExpressions(select, [this](const SqlExpressionPtr& part) { return Replace(part); });
+  if (query.from) around_.pop_back();
   const bool isOfSession = !query.from || (!select.table.empty() && !FindCommon(select.table));
   if (isOfSession) return select;
   TableRequest wanted = FindTableReads(select);
@@ -129,7 +131,14 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
       source->right = MakeSource(*relation.right, wanted);
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
+      around_.push_back(&relation);
       if (relation.condition) SplitConditions(Replace(relation.condition), source->conditions);
+      around_.pop_back();
+      // ON knows the tables of its join alone, and those by clear names.
+      for (const SqlExpressionPtr& condition : source->conditions) {
+        if (!FindNamedColumns(*condition, source->schema))
+          TypeExpression(*condition, source->schema, *this, parameters_);
+      }
       return source;
   }
   source->schema = source->table->schema;

@@ -59,7 +59,8 @@ TableRef WithNames(const Table& table, const XeString& name, std::vector<XeStrin
                    {L"\"" + name + L"\"", std::to_wstring(columns.size()),
                     std::to_wstring(schema.columns.size())});
   for (std::size_t i = 0; i < columns.size(); ++i) schema.columns[i].name = columns[i];
-  schema.origins.assign(schema.columns.size(), {std::move(tables), false});
+  schema.origins.assign(schema.columns.size(), {std::move(tables)});
+  for (std::size_t i = 0; i < schema.origins.size(); ++i) schema.origins[i].place = i;
   return named;
 }
 
