@@ -19,7 +19,9 @@ SELECT DISTINCT a.g, b.n FROM relations a ⟦JOIN ¦ LEFT JOIN ¦ FULL JOIN⟧ r
 SELECT relations.k, facts.n FROM relations JOIN facts ON relations.k = facts.n WHERE facts.w = ⟦'apple' ¦ 'pear' ¦ ''⟧ ORDER BY 1, 2
 SELECT count(*) FROM relations a JOIN facts f ON ⟦a.k = f.n ¦ a.k = f.d ¦ a.v = f.x ¦ a.k = f.x ¦ a.v = f.n ¦ a.g = f.g ¦ a.g = f.w ¦ a.n = f.n AND a.g = f.g⟧
 SELECT a.day, b.at FROM facts a ⟦JOIN ¦ LEFT JOIN⟧ facts b ON a.day = b.⟦day ¦ at⟧ WHERE a.n = 3 ORDER BY 1, 2
-SELECT a.k FROM relations a JOIN facts f ON a.⟦k = f.g ¦ g = f.n ¦ g = f.day⟧
+SELECT a.k FROM relations a JOIN facts f ON a.⟦k = f.g ¦ g = f.n⟧
+-- differs: a text is read as a date where it is compared with one
+SELECT a.k FROM relations a JOIN facts f ON a.g = f.day
 -- USING and NATURAL.
 SELECT ⟦n ¦ a.n ¦ b.n ¦ *⟧, a.k, b.k FROM relations a ⟦JOIN ¦ LEFT JOIN ¦ RIGHT JOIN ¦ FULL JOIN⟧ (SELECT k, n FROM relations WHERE k > 2) b USING (n) ORDER BY a.k, b.k
 SELECT * FROM relations a ⟦JOIN ¦ LEFT JOIN ¦ RIGHT JOIN ¦ FULL JOIN⟧ (VALUES (1, 'a', 'one'), (9, 'z', 'nine'), (NULL, 'n', 'no'), (3, 'x', 'three'), (3, NULL, 'other')) b (⟦k, g ¦ n, g ¦ n, y ¦ k, y⟧, z) ⟦USING (k) ¦ USING (g) ¦ USING (n) ¦ USING (k, g) ¦ USING (g, n) ¦ USING (g, k)⟧ ORDER BY ⟦a.k, z ¦ z, a.k⟧
@@ -183,3 +185,37 @@ SELECT k, row_number() OVER (ORDER BY (SELECT 1), k) FROM relations WHERE k < (S
 SELECT a, b FROM generate_series(1, 3) a, generate_series(2, 4) b WHERE a ⟦= ¦ > ¦ <>⟧ b ORDER BY 1, 2
 SELECT i FROM generate_series((SELECT min(k) FROM relations), (SELECT max(n) FROM relations)⟦¦, 3⟧) i ORDER BY 1
 SELECT * FROM generate_series(1), relations
+-- Conditions that go below joins, and those that must not.
+SELECT a.k, b.k, c.k FROM relations a ⟦LEFT ¦ RIGHT ¦ FULL⟧ JOIN relations b ON a.n = b.k ⟦LEFT ¦ RIGHT ¦ FULL⟧ JOIN relations c ON b.n = c.k WHERE ⟦a.k > 2 ¦ b.k < 3 ¦ c.k > 1 ¦ coalesce(b.k, 0) = 0 ¦ c.g IS NULL ¦ a.g IS NOT NULL AND c.k IS NULL ¦ a.k = 1 OR b.k IS NULL ¦ b.n = 1 AND a.k > 2 ¦ (a.k > 2) = (c.k > 1)⟧ ORDER BY 1, 2, 3
+SELECT k, g FROM relations a ⟦LEFT ¦ RIGHT ¦ FULL ¦ INNER⟧ JOIN (SELECT k + 2 AS k, n AS m FROM relations) b USING (k) ⟦LEFT ¦ RIGHT ¦ FULL ¦ INNER⟧ JOIN (SELECT k + 4 AS k FROM relations) c USING (k) WHERE ⟦k > 4 ¦ k IS NOT NULL AND m = 2 ¦ g = 'b' ¦ k < 9 AND b.k IS NULL ¦ c.k > 8 OR a.k < 3⟧ ORDER BY 1, 2
+SELECT a.k, b.k FROM relations a ⟦JOIN ¦ LEFT JOIN ¦ FULL JOIN⟧ relations b ON ⟦(a.k > 2) = (b.k > 6) AND a.n = b.n ¦ upper(a.g) = b.g ¦ upper(a.g) = upper(b.g) ¦ abs(a.n - 3) = b.n ¦ a.v / 2 = b.v ¦ coalesce(a.g, 'none') = coalesce(b.g, 'none') ¦ a.n = CASE WHEN b.k > 3 THEN b.n END ¦ a.k % 3 = b.k % 3 ¦ -a.n = -b.n⟧ ORDER BY 1, 2
+SELECT ⟦1 ¦ 'x' ¦ count(*) ¦ NULL⟧ AS c FROM relations a ⟦, relations b ¦ JOIN relations b ON a.n = b.n ¦ LEFT JOIN relations b ON a.k = b.n ¦ FULL JOIN relations b ON a.n = b.k ¦ CROSS JOIN (SELECT 1 WHERE false) b ¦ LEFT JOIN (SELECT 1 WHERE false) b ON true⟧ ⟦¦ LIMIT 3 ¦ ORDER BY 1 LIMIT 2⟧
+SELECT a.day, count(*), max(b.at) FROM facts a ⟦JOIN ¦ LEFT JOIN⟧ facts b ON a.⟦day = b.day ¦ at = b.at ¦ at > b.at AND a.n = b.n ¦ day = b.day + 1 ¦ w = b.w AND a.g <> b.g⟧ GROUP BY a.day ORDER BY 1
+SELECT DISTINCT ON (a.g) a.g, b.k FROM relations a JOIN relations b ON a.n = b.n ORDER BY a.g, b.k DESC
+SELECT a.g, b.g, count(*), grouping(a.g, b.g) FROM relations a ⟦JOIN ¦ LEFT JOIN⟧ relations b ON a.n = b.k GROUP BY ⟦ROLLUP (a.g, b.g) ¦ CUBE (a.g, b.g) ¦ GROUPING SETS ((a.g, b.g), (b.g), ())⟧ ORDER BY 1, 2, 4, 3
+SELECT a.g AS g, sum(b.v) AS s FROM relations a JOIN relations b ON a.k = b.k GROUP BY a.g HAVING ⟦sum(b.v) > 1 ¦ max(a.n) > 1 ¦ count(b.n) = 2⟧ ORDER BY ⟦g ¦ s DESC NULLS LAST, g ¦ max(b.k)⟧
+SELECT a.k + b.k AS s FROM relations a JOIN relations b ON a.k = b.k ORDER BY ⟦s DESC ¦ a.k - b.k, b.k ¦ b.v NULLS FIRST, a.k⟧
+SELECT w, length(w) FROM facts f JOIN (VALUES ('apple'), ('Äpfel'), ('a longer text than any other'), ('')) t (w) USING (w) WHERE f.n = ⟦0 ¦ 1 ¦ 5⟧ ORDER BY 1
+SELECT w FROM facts f ⟦RIGHT ¦ FULL⟧ JOIN (VALUES ('apple'), ('a longer text than any other'), ('')) t (w) USING (w) WHERE coalesce(f.n, 5) = 5 ORDER BY 1
+SELECT g, x FROM (SELECT g, n AS x FROM relations UNION ALL SELECT 'longer text', 2.5 UNION ALL SELECT NULL, NULL) u ⟦WHERE x > 1 ¦ WHERE g LIKE 'l%' ¦ WHERE length(g) > 3⟧ ORDER BY 1, 2
+SELECT ⟦n ¦ 1 ¦ n * 1.5⟧ AS a FROM relations ⟦INTERSECT ¦ EXCEPT⟧ SELECT ⟦v ¦ 1.0 ¦ 1e0⟧ FROM relations ORDER BY 1
+SELECT u.k, r.g FROM (SELECT k FROM relations WHERE k < 3 UNION SELECT n FROM relations WHERE k > 5) u LEFT JOIN relations r ON r.k = u.k ORDER BY 1, 2
+SELECT (SELECT max(n) FROM relations) AS m, count(*) FROM relations GROUP BY ⟦m ¦ 1 ¦ (SELECT 1)⟧
+SELECT CASE WHEN n IN (SELECT n FROM relations WHERE k < 3) THEN 'in' WHEN n NOT IN (SELECT 5) THEN 'not' ELSE 'else' END, count(*) FROM relations GROUP BY 1 ORDER BY 1
+SELECT k FROM relations ORDER BY n IN (SELECT 2), (SELECT 1), k
+SELECT k, sum(n) OVER (ORDER BY k ROWS BETWEEN 1 PRECEDING AND CURRENT ROW) + (SELECT min(k) FROM facts f, relations r WHERE f.n = r.n) FROM relations ORDER BY k
+WITH a AS (SELECT g, sum(n) AS s FROM relations GROUP BY g), b AS (SELECT max(s) AS m FROM a) SELECT a.g FROM a, b WHERE a.s = b.m ORDER BY 1
+WITH a AS (WITH b AS (SELECT k FROM relations WHERE k > 5) SELECT k + 1 AS k FROM b) SELECT k FROM a ⟦UNION SELECT n FROM relations ¦ EXCEPT SELECT k FROM a WHERE k = 8 ¦ WHERE k IN (SELECT k FROM relations)⟧ ORDER BY k
+WITH a AS (WITH b AS (SELECT 1) SELECT * FROM b) SELECT * FROM b
+SELECT * FROM (WITH q AS (SELECT k FROM relations) SELECT k FROM q WHERE k > 6) z JOIN (VALUES (7), (8)) v (k) USING (k) ORDER BY k
+SELECT ⟦v.* ¦ *⟧ FROM (VALUES (1, 'a', 1.5, true, NULL), (2, NULL, 2, false, NULL)) v (a, b, c, d, e) ORDER BY a
+VALUES ((SELECT 1), (SELECT g FROM relations WHERE k = ⟦1 ¦ 7 ¦ 70⟧))
+SELECT a.k FROM relations a WHERE a.k IN (SELECT b.k FROM relations b JOIN relations c ON b.n = c.k WHERE c.g = ⟦'a' ¦ 'b'⟧ UNION SELECT 8) ORDER BY 1
+SELECT g FROM relations WHERE g ⟦> ¦ <= ¦ =⟧ ⟦ALL ¦ ANY⟧ (VALUES ('a'), ('b'), ('bb')) ORDER BY 1
+SELECT count(*) FROM facts WHERE day ⟦>= ¦ <⟧ ⟦ALL ¦ ANY⟧ (SELECT day FROM facts WHERE g = ⟦'a' ¦ 'b' ¦ 'c'⟧)
+SELECT count(*) FROM facts WHERE ⟦at ¦ day⟧ > (SELECT ⟦min(at) ¦ max(day)⟧ FROM facts)
+SELECT a.k FROM relations a JOIN relations b ON a.k = b.k AND ⟦sum(a.k) > 1 ¦ row_number() OVER () = 1 ¦ a.n⟧
+SELECT sum(k) FROM relations WHERE k = (SELECT k FROM relations ORDER BY ⟦v DESC NULLS LAST ¦ n NULLS LAST⟧, k LIMIT 1)
+SELECT x.a FROM (SELECT 1 AS a UNION ALL SELECT 2) AS x (⟦a ¦ b ¦ a, b⟧) ORDER BY 1
+SELECT a.k FROM relations AS a JOIN relations AS A ON true
+SELECT generate_series.⟦generate_series ¦ k⟧, k FROM generate_series(2, 4) JOIN relations ON generate_series = k ORDER BY 1
