@@ -24,8 +24,8 @@ namespace {
 
 using Use = SqlExpression::SubqueryUse;
 
-/// More values than these of a subquery are not compared one by one.
-constexpr uint64 kMostCompared = uint64{1} << 20;
+/// More values than these of a subquery are not compared one by one: an expression has its bounds.
+constexpr uint64 kMostCompared = 40000;
 /// The most rows of a series.
 constexpr uint64 kMostSeries = uint64{1} << 31;
 
@@ -234,7 +234,7 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
   // Of many values each different one is compared once.
   const TableRef values =
       SelectText("SELECT DISTINCT c FROM t", WithNames(*rows, L"t", {L"t"}, {L"c"}, position));
-  if (values->rowCount > kMostCompared) {
+  if (IsMembership(subquery) && values->rowCount > kMostCompared) {
     ErrorMessage error(kSubqueryValues, {std::to_wstring(kMostCompared)});
     error.SetSourcePosition(position);
     SUGThrow(std::move(error));
