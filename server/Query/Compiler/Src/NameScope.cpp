@@ -31,8 +31,7 @@ NameScope::NameScope(const TableSchema& schema, const SqlSelect& select)
 }
 
 bool NameScope::HasTable(const SqlExpression& name) const {
-  return name.path.size() < 2 ||
-         std::ranges::any_of(tableNames_, [&](const XeString& table) {
+  return name.path.size() < 2 || std::ranges::any_of(tableNames_, [&](const XeString& table) {
            return BaseStringUtil::IsCaseInsensitiveMatch(table, name.path[0]);
          });
 }
@@ -57,8 +56,7 @@ std::vector<NamedThing> NameScope::FindCandidates(const SqlExpression& name) con
   if (schema_ == nullptr || schema_->origins.empty()) return columns_;
   std::vector<NamedThing> candidates;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const bool isMeant =
-        isOfTable ? IsOfTable(i, name.path[0]) : !schema_->origins[i].isShared;
+    const bool isMeant = isOfTable ? IsOfTable(i, name.path[0]) : !schema_->origins[i].isShared;
     if (isMeant) candidates.push_back(columns_[i]);
   }
   return candidates;
@@ -68,7 +66,7 @@ std::vector<int> NameScope::ExpandStar(const SqlExpression& star) const {
   if (!star.path.empty()) CheckTable(star);
   std::vector<int> columns;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    const bool isMeant = !star.path.empty()          ? IsOfTable(i, star.path[0])
+    const bool isMeant = !star.path.empty()         ? IsOfTable(i, star.path[0])
                          : schema_->origins.empty() ? true
                                                     : !schema_->origins[i].isShared;
     if (isMeant) columns.push_back(static_cast<int>(i));
@@ -88,9 +86,9 @@ int NameScope::FindColumn(const SqlExpression& name) const {
   // records do it. What queries have put together goes by clear names.
   const bool isStored = schema_ != nullptr && schema_->origins.empty();
   const bool same = found.size() < 2 || (isStored && std::ranges::all_of(found, [&](int index) {
-    return columns_[static_cast<std::size_t>(index)].name ==
-           columns_[static_cast<std::size_t>(found[0])].name;
-  }));
+                                           return columns_[static_cast<std::size_t>(index)].name ==
+                                                  columns_[static_cast<std::size_t>(found[0])].name;
+                                         }));
   if (!same) {
     XeString candidates;
     for (int index : found) {

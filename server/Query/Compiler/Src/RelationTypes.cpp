@@ -85,9 +85,7 @@ std::optional<XeDataType> FindCommonType(const ColumnInfo& a, const ColumnInfo& 
   return typed->type;
 }
 
-std::string CastName(XeDataType type) {
-  return BaseStringUtil::StringToUtf8(NameOfType(type));
-}
+std::string CastName(XeDataType type) { return BaseStringUtil::StringToUtf8(NameOfType(type)); }
 
 void SplitConditions(const SqlExpressionPtr& condition, std::vector<SqlExpressionPtr>& parts) {
   const bool isAnd = condition->kind == SqlExpression::Kind::kOperator &&

@@ -576,8 +576,8 @@ SqlExpressionPtr SqlExpressionReader::ReadSubquery(const PgQuery__SubLink& link)
   }
   if (link.testexpr) subquery->arguments.push_back(Read(*link.testexpr));
   // IN has no operator's name.
-  subquery->name =
-      link.n_oper_name > 0 ? StringOf(*link.oper_name[link.n_oper_name - 1]) : std::string_view("=");
+  subquery->name = link.n_oper_name > 0 ? StringOf(*link.oper_name[link.n_oper_name - 1])
+                                        : std::string_view("=");
   if (!IsComparison(subquery->name))
     Refuse(position, L"ANY or ALL of a subquery with an operator that is no comparison");
   subquery->query = readQuery_(*link.subselect->select_stmt);

@@ -81,9 +81,10 @@ class QueryReader {
 
   void ReadOperation(const PgQuery__SelectStmt& statement, SqlQuery& query) const {
     using Operation = SqlQuery::Operation;
-    query.operation = statement.op == PG_QUERY__SET_OPERATION__SETOP_UNION       ? Operation::kUnion
-                      : statement.op == PG_QUERY__SET_OPERATION__SETOP_INTERSECT ? Operation::kIntersect
-                                                                                 : Operation::kExcept;
+    query.operation = statement.op == PG_QUERY__SET_OPERATION__SETOP_UNION ? Operation::kUnion
+                      : statement.op == PG_QUERY__SET_OPERATION__SETOP_INTERSECT
+                          ? Operation::kIntersect
+                          : Operation::kExcept;
     query.keepsAll = statement.all;
     query.left = Read(*statement.larg);
     query.right = Read(*statement.rarg);
@@ -200,8 +201,8 @@ class QueryReader {
                               const SqlExpressionReader& expressions) const {
     if (function.lateral) RefuseKeyword(L"LATERAL", "lateral");
     const PgQuery__List& first = *function.functions[0]->list;
-    const bool isOne = function.n_functions == 1 && !function.ordinality &&
-                       !function.is_rowsfrom && function.n_coldeflist == 0 &&
+    const bool isOne = function.n_functions == 1 && !function.ordinality && !function.is_rowsfrom &&
+                       function.n_coldeflist == 0 &&
                        first.items[0]->node_case == PG_QUERY__NODE__NODE_FUNC_CALL;
     if (!isOne) RefuseKeyword(L"this function in FROM", "from");
     const SqlExpressionPtr call = expressions.Read(*first.items[0]);

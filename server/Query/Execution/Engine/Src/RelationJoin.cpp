@@ -202,8 +202,7 @@ TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
   return filtered;
 }
 
-TableRef RelationRun::MakeRows(Source& source, const TableRequest& wanted,
-                               Conditions& conditions) {
+TableRef RelationRun::MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions) {
   return source.table ? Filter(source.table, wanted, conditions)
                       : MakeJoin(source, wanted, conditions);
 }
@@ -255,8 +254,7 @@ PairFilter RelationRun::MakePairFilter(const TableRef& left, const TableRef& rig
   };
 }
 
-TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted,
-                               Conditions& conditions) {
+TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Conditions& conditions) {
   const SqlRelation& join = *source.relation;
   const bool isInner = join.join == Join::kInner;
   Conditions on = source.conditions;
@@ -267,11 +265,11 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted,
     conditions.clear();
   }
   Conditions none;
-  Conditions& leftConditions = isInner                   ? on
+  Conditions& leftConditions = isInner                     ? on
                                : join.join == Join::kLeft  ? conditions
                                : join.join == Join::kRight ? on
                                                            : none;
-  Conditions& rightConditions = isInner                    ? on
+  Conditions& rightConditions = isInner                     ? on
                                 : join.join == Join::kLeft  ? on
                                 : join.join == Join::kRight ? conditions
                                                             : none;
@@ -284,9 +282,9 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted,
   Conditions rightKeys;
   std::vector<XeDataType> types;
   const auto addKey = [&](const SqlExpressionPtr& a, const SqlExpressionPtr& b) {
-    const std::optional<XeDataType> type = FindComparisonType(
-        TypeExpression(*a, left->schema, *this, parameters_),
-        TypeExpression(*b, right->schema, *this, parameters_));
+    const std::optional<XeDataType> type =
+        FindComparisonType(TypeExpression(*a, left->schema, *this, parameters_),
+                           TypeExpression(*b, right->schema, *this, parameters_));
     if (!type) return false;
     leftKeys.push_back(a);
     rightKeys.push_back(b);

@@ -21,9 +21,9 @@ struct JoinLayout;
 
 using TableRef = std::shared_ptr<const Table>;
 
-/// Runs a statement of several queries: each SELECT goes over one table, and what stands in its FROM
-/// is made one first. Queries of WITH and subqueries are run once, and their rows kept in memory
-/// until the statement has ended.
+/// Runs a statement of several queries: each SELECT goes over one table, and what stands in its
+/// FROM is made one first. Queries of WITH and subqueries are run once, and their rows kept in
+/// memory until the statement has ended.
 class RelationRun final : public Catalog {
  public:
   /// All must outlive it.
@@ -95,7 +95,8 @@ class RelationRun final : public Catalog {
   std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted);
   TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted);
   TableRef MakeSeries(const SqlRelation& relation);
-  /// The rows of a source, with the conditions applied that can be; these are taken out of the list.
+  /// The rows of a source, with the conditions applied that can be; these are taken out of the
+  /// list.
   TableRef MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions);
   TableRef MakeJoin(Source& join, const TableRequest& wanted, Conditions& conditions);
   TableRef Filter(const TableRef& table, const TableRequest& wanted, Conditions& conditions);
@@ -131,7 +132,8 @@ class RelationRun final : public Catalog {
   Scope scope_;
   /// What the queries read that are around a subquery, in whose expressions it stands.
   std::vector<const SqlRelation*> around_;
-  /// Subqueries are run once, though their expression be read twice; and what keeps the expressions.
+  /// Subqueries are run once, though their expression be read twice; and what keeps the
+  /// expressions.
   std::map<const SqlExpression*, SqlExpressionPtr> replaced_;
   std::vector<SqlExpressionPtr> kept_;
   std::vector<XeString> notes_;

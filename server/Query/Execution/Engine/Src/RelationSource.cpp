@@ -38,9 +38,9 @@ std::vector<XeString> FindNatural(const TableSchema& left, const TableSchema& ri
   for (std::size_t i = 0; i < left.columns.size(); ++i) {
     if (left.origins[i].isShared) continue;
     for (std::size_t j = 0; j < right.columns.size(); ++j) {
-      const bool isSame = !right.origins[j].isShared &&
-                          BaseStringUtil::IsCaseInsensitiveMatch(left.columns[i].name,
-                                                                 right.columns[j].name);
+      const bool isSame =
+          !right.origins[j].isShared &&
+          BaseStringUtil::IsCaseInsensitiveMatch(left.columns[i].name, right.columns[j].name);
       if (isSame) names.push_back(left.columns[i].name);
     }
   }

@@ -103,8 +103,7 @@ std::shared_ptr<SqlExpression> MakeValue(PlanConstant value, int position) {
   return constant;
 }
 
-SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments,
-                          int position) {
+SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments, int position) {
   auto call = std::make_shared<SqlExpression>();
   call->kind = SqlExpression::Kind::kOperator;
   call->name = name;
@@ -156,8 +155,8 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
   if (!expression) return nullptr;
   const auto known = replaced_.find(expression.get());
   if (known != replaced_.end()) return known->second;
-  SqlExpressionPtr made =
-      WithOperands(*expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
+  SqlExpressionPtr made = WithOperands(
+      *expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
   if (made->kind == SqlExpression::Kind::kSubquery) made = ReplaceSubquery(*made);
   kept_.push_back(expression);
   replaced_[expression.get()] = made;
@@ -210,8 +209,7 @@ bool RelationRun::HasName(const SqlRelation& relation, const SqlExpression& name
 SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
   const TableRef given = MakeSubquery(*subquery.query);
   const int position = subquery.position;
-  if (subquery.use == Use::kExists)
-    return MakeValue({XeBoolean, given->rowCount > 0}, position);
+  if (subquery.use == Use::kExists) return MakeValue({XeBoolean, given->rowCount > 0}, position);
   const std::size_t columns = given->schema.columns.size();
   if (columns != 1) ThrowPlanError(kSubqueryColumns, position, {std::to_wstring(columns)});
   const ColumnInfo& stored = given->schema.columns[0];
@@ -244,10 +242,9 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
     const bool hasNull = std::ranges::any_of(compared, &PlanConstant::IsNull);
     // The outermost values decide for those between. NaN is on no side of a value.
     const bool skipsNan = subquery.use == Use::kAny && subquery.name != "<>";
-    const TableRef bounds =
-        SelectText(skipsNan ? "SELECT MIN(c), MAX(c) FROM t WHERE c = c"
-                            : "SELECT MIN(c), MAX(c) FROM t",
-                   WithNames(*values, L"t", {L"t"}, {L"c"}, position));
+    const TableRef bounds = SelectText(
+        skipsNan ? "SELECT MIN(c), MAX(c) FROM t WHERE c = c" : "SELECT MIN(c), MAX(c) FROM t",
+        WithNames(*values, L"t", {L"t"}, {L"c"}, position));
     compared = {ReadValues(*bounds, 0)[0], ReadValues(*bounds, 1)[0]};
     std::erase_if(compared, [](const PlanConstant& one) { return one.IsNull(); });
     if (hasNull) compared.push_back({*type, {}});
