@@ -27,8 +27,6 @@ std::string ErrorOf(Call call) {
   return "accepted";
 }
 
-inline XeString Wide(const std::string& text) { return BaseStringUtil::Utf8ToString(text); }
-
 /// The parts of a text between separators.
 inline std::vector<std::string> Split(const std::string& text, char separator = '|') {
   std::vector<std::string> parts(1);

@@ -90,7 +90,7 @@ TEST_F(Command, TakesPathsInQuotationMarksOfBothKinds) {
     const char* error;
   } kCases[] = {
       {"SELECT 1 IS DISTINCT FROM 'x.csv'", "error 58010: "},
-      {"SELECT (SELECT 1 FROM 'x.csv')", "error 58003: "},
+      {"SELECT (SELECT 1 FROM 'x.csv')", "error 57002: "},
       {"SELECT 1 FROM ''", "error 58001: syntax error at or near \"''\" (line 1, column 15)\n"},
       {"SELECT 1 FROM E'x.csv'", "error 58001: "},
       {"SELECT 1 FROM 'x.csv\n y.csv'", "error 57002: \"x.csv  y.csv\" cannot be read: "},

@@ -100,6 +100,11 @@ void AppendConversionRows(std::vector<FunctionRow>& rows) {
        "The date and time of a text in a format, in the same way.",
        "SELECT TO_TIMESTAMP('20120131 0705', 'YYYYMMDD HHMI')", "2012-01-31 07:05:00",
        PrepareDateReading, MakeDateReading<XeDateTimeData>},
+      {Kind::kReader, "generate_series", AtLeast(2), "GENERATE_SERIES(first, last [, step])",
+       "a table of its own", "whole numbers, known before rows are", "INTEGER or NUMERIC",
+       "no rows if an argument is NULL",
+       "In FROM: the numbers from the first to the last one, 1 or `step` apart.",
+       "SELECT SUM(i) FROM GENERATE_SERIES(1, 10, 2) AS g (i)", "25"},
       {Kind::kReader, "json_value", 2, "JSON_VALUE(column, 'path')", "ExtractJson",
        "a column of texts that are JSON documents; a path such as `$.a.b[2].c`, `$.\"a b\"` or "
        "`$['a b']`, in which elements count from 0",

@@ -7,18 +7,26 @@ namespace sqxer {
 const char* const kStatementsText = R"(## Statements
 
 ```
-[EXPLAIN] SELECT [DISTINCT [ON (key, ...)]] item, ...
-  [FROM table [AS name]]
+[EXPLAIN] query
+
+query:   [WITH name [(column, ...)] AS (query), ...] select
+select:  SELECT [DISTINCT [ON (key, ...)]] item, ...
+  [FROM relation, ...]
   [WHERE condition]
   [GROUP BY [DISTINCT] element, ...]
   [HAVING condition]
   [WINDOW name AS (window), ...]
   [ORDER BY key [ASC | DESC] [NULLS FIRST | NULLS LAST], ...]
   [LIMIT count] [OFFSET count]
+or       select {UNION | INTERSECT | EXCEPT} [ALL] select [ORDER BY ...] [LIMIT ...]
+or       VALUES (expression, ...), ...
+relation:  {table | (query) | GENERATE_SERIES(first, last [, step])} [AS name [(column, ...)]]
+or       relation [INNER | LEFT | RIGHT | FULL] JOIN relation {ON condition | USING (column, ...)}
+or       relation {CROSS | NATURAL [LEFT | RIGHT | FULL]} JOIN relation
 ```
 
-The grammar is PostgreSQL's. A part of it that is not listed here (joins, subqueries, set operations)
-is refused by name.
+The grammar is PostgreSQL's. A part of it that is not listed here (LATERAL, WITH RECURSIVE, FETCH WITH TIES) is
+refused by name.
 
 - A table is a name or a path in quotation marks of either kind: `FROM 'data/sales.csv'`,
   `FROM 'logs/2024-*.csv.gz'` (files of one header), `FROM '-'` (standard input). Without FROM a SELECT
@@ -27,6 +35,16 @@ is refused by name.
   `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
   TIME; else it is text. Where `t` and `f` are marks of something else, name the type:
   `--schema 'sales=mark:varchar(1)'`.
+- A join pairs the rows for which the condition is true; LEFT, RIGHT and FULL keep those of a side, or of both, that
+  have no partner, with NULLs in the place of the other. USING and NATURAL compare columns of one name, which the
+  result has once. Equalities between the sides are looked up, other conditions looked at pair by pair; conditions of
+  one table alone are applied before. Rows come in the order of the left side, then of the right.
+- A query in parentheses is also an expression: of one column and at most one row, `(SELECT MAX(x) FROM t)`;
+  `EXISTS (query)`; `x IN (query)`, `x > ANY (query)`, `x <= ALL (query)`, in which a NULL among the values leaves
+  open what no other one decides. It does not read columns of the query around it.
+- Queries of WITH, in FROM and in expressions are run once, and their rows kept in memory until the statement ends.
+- The columns of UNION, INTERSECT, EXCEPT and of the rows of VALUES come to a common type. Those of VALUES are
+  called `column1`, `column2` and so on.
 - An item is an expression, `*` or `name.*`. Column names are found exactly as spelled, else without
   regard to letter case; quote a name with blanks or capitals that matter: `"Cost Repair"`.
 - A key is an expression, an alias, or a position in the select list. ORDER BY looks for aliases

@@ -44,8 +44,8 @@ std::vector<bool> FindOpenNulls(const SqlQuery& query, std::size_t columns) {
   const bool areItems = query.IsSelect() && query.select.items.size() == columns;
   for (std::size_t i = 0; areItems && i < columns; ++i) {
     const SqlExpression& item = *query.select.items[i].expression;
-    open[i] = item.kind == SqlExpression::Kind::kLiteral &&
-              item.literal.kind == SqlLiteral::Kind::kNull;
+    open[i] =
+        item.kind == SqlExpression::Kind::kLiteral && item.literal.kind == SqlLiteral::Kind::kNull;
   }
   return open;
 }
@@ -59,9 +59,9 @@ struct Columns {
 /// Adds the types of another table. Errors 58081 and 58082.
 void Meet(Columns& all, const Columns& more, int position, const wchar_t* what) {
   if (more.columns.size() != all.columns.size())
-    ThrowPlanError(kColumnCount, position,
-                   {what, std::to_wstring(all.columns.size()),
-                    std::to_wstring(more.columns.size())});
+    ThrowPlanError(
+        kColumnCount, position,
+        {what, std::to_wstring(all.columns.size()), std::to_wstring(more.columns.size())});
   for (std::size_t i = 0; i < all.columns.size(); ++i) {
     ColumnInfo& column = all.columns[i];
     const ColumnInfo& other = more.columns[i];
@@ -77,9 +77,9 @@ void Meet(Columns& all, const Columns& more, int position, const wchar_t* what) 
     if (more.areOpen[i]) continue;
     const std::optional<XeDataType> type = FindCommonType(column, other);
     if (!type)
-      ThrowPlanError(kColumnsDoNotMeet, position,
-                     {std::to_wstring(i + 1), Wide(CastName(column.type)),
-                      Wide(CastName(other.type))});
+      ThrowPlanError(
+          kColumnsDoNotMeet, position,
+          {std::to_wstring(i + 1), Wide(CastName(column.type)), Wide(CastName(other.type))});
     if (*type != column.type && *type == other.type) column.length = other.length;
     column.type = *type;
     column.length = std::max(column.length, other.length);
@@ -131,7 +131,8 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
     return Columns{rows.schema.columns, FindOpenNulls(side, rows.schema.columns.size())};
   };
   Columns all = columnsOf(*query.left, *left);
-  Meet(all, columnsOf(*query.right, *right), query.position, L"each side of a UNION, INTERSECT or EXCEPT");
+  Meet(all, columnsOf(*query.right, *right), query.position,
+       L"each side of a UNION, INTERSECT or EXCEPT");
   if (query.operation == Operation::kUnion) {
     const TableRef rows = Stack({left, right}, all.columns);
     if (query.keepsAll) return rows;
@@ -153,12 +154,12 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
   const TableRef both = Stack(sides, marked);
   const std::string side = NumberedName(width);
   const bool isIntersection = query.operation == Operation::kIntersect;
-  const TableRef counted = WithNumberedNames(*SelectText(
-      Concat({"SELECT ", list, ", COUNT(*) FILTER (WHERE ", side, " = 0), COUNT(*) FILTER (WHERE ",
-              side, " = 1) FROM t GROUP BY ", list}),
-      WithNumberedNames(*both)));
+  const TableRef counted = WithNumberedNames(
+      *SelectText(Concat({"SELECT ", list, ", COUNT(*) FILTER (WHERE ", side,
+                          " = 0), COUNT(*) FILTER (WHERE ", side, " = 1) FROM t GROUP BY ", list}),
+                  WithNumberedNames(*both)));
   const std::vector<uint32> rows = ChooseRows(*counted, width, [&](uint64 here, uint64 there) {
-    const uint64 kept = isIntersection ? std::min(here, there)
+    const uint64 kept = isIntersection   ? std::min(here, there)
                         : query.keepsAll ? here - std::min(here, there)
                         : there == 0     ? here
                                          : 0;
@@ -209,9 +210,9 @@ TableRef RelationRun::MakeValues(const SqlQuery& query) {
   for (const std::vector<SqlExpressionPtr>& written : query.values) {
     SqlQuery row;
     for (const SqlExpressionPtr& value : written) {
-      row.select.items.push_back(
-          {Replace(value), L"column" + std::to_wstring(row.select.items.size() + 1),
-           value->position});
+      row.select.items.push_back({Replace(value),
+                                  L"column" + std::to_wstring(row.select.items.size() + 1),
+                                  value->position});
     }
     TableSink sink;
     session_.RunSelect(sql_, row.select, this, sink, 1);
