@@ -219,3 +219,5 @@ SELECT sum(k) FROM relations WHERE k = (SELECT k FROM relations ORDER BY ⟦v DE
 SELECT x.a FROM (SELECT 1 AS a UNION ALL SELECT 2) AS x (⟦a ¦ b ¦ a, b⟧) ORDER BY 1
 SELECT a.k FROM relations AS a JOIN relations AS A ON true
 SELECT generate_series.⟦generate_series ¦ k⟧, k FROM generate_series(2, 4) JOIN relations ON generate_series = k ORDER BY 1
+SELECT count(*) FROM facts WHERE at - (SELECT min(at) FROM facts) ⟦> ¦ <⟧ (SELECT INTERVAL ⟦'1 day' ¦ '90 minutes'⟧)
+SELECT INTERVAL '1 day' IN (SELECT INTERVAL '24 hours' UNION SELECT INTERVAL '2 days'), (SELECT max(at) - min(at) FROM facts)

@@ -80,6 +80,7 @@ std::optional<XeDataType> ComputedType(XeDataType type) {
     case XeDateData:
     case XeTimeData:
     case XeDateTimeData:
+    case XeIntervalData:
       return type;
     default:
       if (!SUXeDataTypeUtility::IsXeTextType(type)) return std::nullopt;
