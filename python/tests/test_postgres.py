@@ -27,27 +27,33 @@ SETUP = "-- postgres:"
 # The conditions that errors of sqxer stand for.
 CONDITIONS: dict[str, set[int]] = {
     "0A000": {58033, 58048, 58049, 59051, 59052, 59060},
+    "21000": {57131},
     "22003": {58011, 58047, 59013, 59038, 59161},
     "22004": {58017, 58048},
-    "22007": {58010, 59172},
+    "22007": {58010, 58082, 59172},
     "22008": {58010, 58011, 59050, 59051, 59171, 59172},
     "22015": {58011},
     "22012": {59008},
     "22013": {58017, 58048},
     "22016": {59028},
-    "22023": {58033, 58075, 58045, 59007, 59035, 59036, 59176},
+    "22023": {58033, 58084, 58075, 58045, 59007, 59035, 59036, 59176},
     "2201B": {59175},
     "2201E": {59010},
     "2201F": {59009, 59010},
     "2201G": {59037},
     "22025": {59025},
-    "22P02": {58010, 59172, 59061},
-    "42601": {58001, 58003, 58074, 59060},
+    "22P02": {58010, 58082, 59172, 59061},
+    "42601": {58001, 58003, 58074, 58081, 58083, 59060},
+    "42701": {58003},
+    "42702": {58015},
+    "42703": {59015, 58022},
+    "42712": {58080},
     "42803": {58006, 58007, 58008, 58061},
     "42809": {58046, 58070},
-    "42804": {59020, 59021},
-    "42883": {58004, 58013, 58074, 59001},
-    "42P10": {58009, 58017, 58062, 58071},
+    "42804": {58018, 58082, 59020, 59021},
+    "42883": {58004, 58013, 58074, 58084, 59001, 59030},
+    "42P01": {57001, 58016},
+    "42P10": {58009, 58017, 58062, 58071, 58081},
     "54011": {58060},
     "42P20": {58001, 58006, 58038, 58049},
 }
@@ -161,14 +167,14 @@ def read_interval(text: str) -> datetime.timedelta | sqxer.Interval:
 
 def is_same_number(ours: float | Decimal, theirs: str) -> bool:
     """The same for numbers: their last digits may differ."""
-    if isinstance(ours, float):
-        double = float(theirs)
-        both_nan = math.isnan(ours) and math.isnan(double)
-        return both_nan or math.isclose(ours, double, rel_tol=1e-12)
     try:
         number = Decimal(theirs)
     except InvalidOperation:
         return False
+    if isinstance(ours, float):
+        double = float(theirs)
+        both_nan = math.isnan(ours) and math.isnan(double)
+        return both_nan or math.isclose(ours, double, rel_tol=1e-12)
     return abs(Decimal(ours) - number) <= abs(number) * Decimal("1e-15")
 
 

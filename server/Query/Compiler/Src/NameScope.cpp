@@ -71,20 +71,24 @@ std::vector<int> NameScope::ExpandStar(const SqlExpression& star) const {
                                                     : !schema_->origins[i].isShared;
     if (isMeant) columns.push_back(static_cast<int>(i));
   }
+  // A join has the columns of USING in front, a table has them in their places.
+  if (!star.path.empty() && !schema_->origins.empty()) {
+    std::ranges::stable_sort(columns, {}, [&](int column) {
+      return schema_->origins[static_cast<std::size_t>(column)].place;
+    });
+  }
   return columns;
 }
 
 int NameScope::FindColumn(const SqlExpression& name) const {
   std::vector<int> found = FindByName(FindCandidates(name), name.path.back());
-  // Of two columns of one table with one and the same name the first is meant, as readers of
-  // records do it.
-  bool same = std::all_of(found.begin(), found.end(), [&](int index) {
-    const auto column = static_cast<std::size_t>(index);
-    const auto first = static_cast<std::size_t>(found[0]);
-    return columns_[column].name == columns_[first].name &&
-           (schema_->origins.empty() ||
-            schema_->origins[column].tables == schema_->origins[first].tables);
-  });
+  // Of two columns of a stored table with one and the same name the first is meant, as readers of
+  // records do it. What queries have put together goes by clear names.
+  const bool isStored = schema_ != nullptr && schema_->origins.empty();
+  const bool same = found.size() < 2 || (isStored && std::ranges::all_of(found, [&](int index) {
+                                           return columns_[static_cast<std::size_t>(index)].name ==
+                                                  columns_[static_cast<std::size_t>(found[0])].name;
+                                         }));
   if (!same) {
     XeString candidates;
     for (int index : found) {

@@ -73,9 +73,9 @@ ColumnInfo TypeExpression(const SqlExpression& expression, const TableSchema& sc
 }
 
 std::optional<XeDataType> FindComparisonType(const ColumnInfo& a, const ColumnInfo& b) {
-  const TypedExpressionPtr typed = TypeOverTwo(a, b, SqlExpression::Kind::kOperator, "=");
-  if (!typed || typed->arguments.size() != 2) return std::nullopt;
-  return typed->arguments[0]->type;
+  // What compares values of two types need not say in which type it does.
+  const bool areCompared = TypeOverTwo(a, b, SqlExpression::Kind::kOperator, "=") != nullptr;
+  return areCompared ? FindCommonType(a, b) : std::nullopt;
 }
 
 std::optional<XeDataType> FindCommonType(const ColumnInfo& a, const ColumnInfo& b) {

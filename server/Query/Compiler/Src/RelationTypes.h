@@ -18,7 +18,8 @@ std::optional<std::vector<std::size_t>> FindNamedColumns(const SqlExpression& ex
 ColumnInfo TypeExpression(const SqlExpression& expression, const TableSchema& schema,
                           Catalog& catalog, const QueryParameters& parameters);
 
-/// The type in which "=" compares two columns; nothing where it compares none.
+/// A type in which values of two columns are equal where "=" finds them so; nothing where there is
+/// none.
 std::optional<XeDataType> FindComparisonType(const ColumnInfo& a, const ColumnInfo& b);
 
 /// The type that values of two types come to in one column; nothing where they do not meet.

@@ -152,6 +152,7 @@ template <class Map>
 SqlExpressionPtr WithOperands(const SqlExpression& expression, const Map& map) {
   auto copy = std::make_shared<SqlExpression>(expression);
   for (SqlExpressionPtr& argument : copy->arguments) argument = map(argument);
+  for (SqlSortItem& key : copy->orderBy) key.expression = map(key.expression);
   if (copy->filter) copy->filter = map(copy->filter);
   if (copy->over) {
     auto window = std::make_shared<SqlWindow>(*copy->over);

@@ -49,6 +49,11 @@ std::shared_ptr<SqlExpression> Literal(int position, SqlLiteral::Kind kind, XeSt
   return literal;
 }
 
+bool IsComparison(std::string_view name) {
+  constexpr std::string_view kComparisons[] = {"=", "<>", "<", "<=", ">", ">="};
+  return std::ranges::find(kComparisons, name) != std::end(kComparisons);
+}
+
 /// Forms that the grammar has and this system has not.
 const wchar_t* FormName(const PgQuery__Node& node) {
   switch (node.node_case) {
@@ -573,6 +578,8 @@ SqlExpressionPtr SqlExpressionReader::ReadSubquery(const PgQuery__SubLink& link)
   // IN has no operator's name.
   subquery->name = link.n_oper_name > 0 ? StringOf(*link.oper_name[link.n_oper_name - 1])
                                         : std::string_view("=");
+  if (!IsComparison(subquery->name))
+    Refuse(position, L"ANY or ALL of a subquery with an operator that is no comparison");
   subquery->query = readQuery_(*link.subselect->select_stmt);
   return subquery;
 }

@@ -1,5 +1,6 @@
 #include "SqlParser.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "GroupingSets.h"
@@ -232,6 +233,10 @@ class QueryReader {
     relation->condition = ReadOptional(expressions, join.quals);
     relation->sharedColumns = ReadNames(join.using_clause, join.n_using_clause);
     relation->isNatural = join.is_natural;
+    for (const XeString& name : relation->sharedColumns) {
+      if (std::ranges::count(relation->sharedColumns, name) > 1)
+        Refuse(relation->position, L"a column that stands twice in USING");
+    }
     return relation;
   }
 

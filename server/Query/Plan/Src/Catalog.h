@@ -33,6 +33,8 @@ struct ColumnOrigin {
   std::vector<XeString> tables;
   /// Another column has its place, as USING has it: it goes by its full name alone.
   bool isShared = false;
+  /// Which of the columns of its table it is.
+  std::size_t place = 0;
 };
 
 struct TableSchema {

@@ -4,7 +4,6 @@
 #include <numeric>
 
 #include "ColumnGather.h"
-#include "LazyTable.h"
 #include "NumberColumn.h"
 #include "PlanError.h"
 #include "RelationSource.h"
@@ -82,7 +81,9 @@ struct RelationRun::KeyColumns {
 
 SqlSelect RelationRun::Settle(const SqlQuery& query) {
   SqlSelect select = query.select;
+  if (query.from) around_.push_back(query.from.get());
   MapExpressions(select, [this](const SqlExpressionPtr& part) { return Replace(part); });
+  if (query.from) around_.pop_back();
   const bool isOfSession = !query.from || (!select.table.empty() && !FindCommon(select.table));
   if (isOfSession) return select;
   TableRequest wanted = FindTableReads(select);
@@ -103,61 +104,6 @@ SqlSelect RelationRun::Settle(const SqlQuery& query) {
   select.table = Register(MakeRows(*source, wanted, conditions));
   select.where = JoinConditions(conditions);
   return select;
-}
-
-std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
-                                                             const TableRequest& wanted) {
-  auto source = std::make_unique<Source>();
-  source->relation = &relation;
-  switch (relation.kind) {
-    case SqlRelation::Kind::kTable:
-      source->table = MakeNamed(relation, wanted);
-      break;
-    case SqlRelation::Kind::kQuery: {
-      const TableRef rows = MakeTable(*relation.query);
-      std::vector<XeString> tables;
-      if (!relation.alias.empty()) tables.push_back(relation.alias);
-      source->table = WithNames(*rows, relation.alias.empty() ? L"subquery" : relation.alias,
-                                std::move(tables), relation.columns, relation.position);
-      break;
-    }
-    case SqlRelation::Kind::kSeries:
-      source->table = MakeSeries(relation);
-      break;
-    case SqlRelation::Kind::kJoin:
-      source->left = MakeSource(*relation.left, wanted);
-      source->right = MakeSource(*relation.right, wanted);
-      source->schema =
-          ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
-      if (relation.condition) SplitConditions(Replace(relation.condition), source->conditions);
-      return source;
-  }
-  source->schema = source->table->schema;
-  return source;
-}
-
-TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest& wanted) {
-  TableRef rows;
-  std::vector<XeString> tables = {relation.alias};
-  if (const std::shared_ptr<Common> common = FindCommon(relation.table)) {
-    rows = MakeCommon(*common);
-    if (relation.alias.empty()) tables = {common->written->name};
-  } else {
-    try {
-      TableRequest request;
-      request.all = wanted.all;
-      request.names = wanted.names;
-      session_.FindTable(relation.table, request);
-      const std::shared_ptr<LazyTable> table = session_.FindOrLoad(relation.table);
-      rows = std::shared_ptr<const Table>(table, &table->Get());
-    } catch (ErrorMessage& error) {
-      error.SetSourcePosition(relation.position);
-      throw;
-    }
-    if (relation.alias.empty()) tables = {relation.table, rows->schema.name};
-  }
-  return WithNames(*rows, relation.alias.empty() ? rows->schema.name : relation.alias,
-                   std::move(tables), relation.columns, relation.position);
 }
 
 TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,

@@ -127,6 +127,12 @@ TableRef RelationRun::MakeOperation(const SqlQuery& query) {
   using Operation = SqlQuery::Operation;
   const TableRef left = MakeTable(*query.left);
   const TableRef right = MakeTable(*query.right);
+  const wchar_t* const kind = query.operation == Operation::kUnion       ? L"union"
+                              : query.operation == Operation::kIntersect ? L"intersect"
+                                                                         : L"except";
+  notes_.push_back(kind + XeString(query.keepsAll ? L" all of " : L" of ") +
+                   std::to_wstring(left->rowCount) + L" and " + std::to_wstring(right->rowCount) +
+                   L" rows");
   const auto columnsOf = [](const SqlQuery& side, const Table& rows) {
     return Columns{rows.schema.columns, FindOpenNulls(side, rows.schema.columns.size())};
   };

@@ -127,10 +127,16 @@ XeString RelationRun::Register(TableRef table) {
 }
 
 void RelationRun::AddCommon(const SqlQuery& query) {
+  const auto before = static_cast<std::ptrdiff_t>(scope_.size());
   for (const SqlCommonTable& written : query.with) {
+    const bool isTwice = std::any_of(scope_.begin() + before, scope_.end(), [&](const auto& other) {
+      return BaseStringUtil::IsCaseInsensitiveMatch(other->written->name, written.name);
+    });
+    if (isTwice) ThrowPlanError(kTableNamedTwice, written.position, {written.name});
     auto common = std::make_shared<Common>();
     common->written = &written;
     common->visible = scope_;
+    common->around = around_.size();
     scope_.push_back(std::move(common));
   }
 }
@@ -145,8 +151,11 @@ std::shared_ptr<RelationRun::Common> RelationRun::FindCommon(const XeString& nam
 TableRef RelationRun::MakeCommon(Common& common) {
   if (common.rows) return common.rows;
   const Scope outer = std::exchange(scope_, common.visible);
+  const std::vector<const SqlRelation*> around = around_;
+  around_.resize(std::min(around_.size(), common.around));
   TableRef rows = MakeTable(*common.written->query);
   scope_ = outer;
+  around_ = around;
   const SqlCommonTable& written = *common.written;
   common.rows = WithNames(*rows, written.name, {written.name}, written.columns, written.position);
   return common.rows;

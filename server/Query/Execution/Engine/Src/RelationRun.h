@@ -15,6 +15,7 @@
 
 namespace sqxer {
 
+class ErrorMessage;
 class Session;
 struct JoinLayout;
 
@@ -54,6 +55,8 @@ class RelationRun final : public Catalog {
   struct Common {
     const SqlCommonTable* written;
     Scope visible;
+    /// How many queries there are around WITH.
+    std::size_t around = 0;
     TableRef rows;
   };
   using Conditions = std::vector<SqlExpressionPtr>;
@@ -82,6 +85,11 @@ class RelationRun final : public Catalog {
   // Subqueries in expressions.
   SqlExpressionPtr Replace(const SqlExpressionPtr& expression);
   SqlExpressionPtr ReplaceSubquery(const SqlExpression& subquery);
+  /// The rows of a subquery. Error 58003 for one that reads columns of a query around it.
+  TableRef MakeSubquery(const SqlQuery& query);
+  /// Whether an error is about a name that a query around knows.
+  bool IsKnownAround(const ErrorMessage& error);
+  bool HasName(const SqlRelation& relation, const SqlExpression& name);
 
   // FROM.
   std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted);
@@ -122,6 +130,8 @@ class RelationRun final : public Catalog {
   const QueryParameters parameters_;
   std::map<XeString, TableRef> made_;
   Scope scope_;
+  /// What the queries read that are around a subquery, in whose expressions it stands.
+  std::vector<const SqlRelation*> around_;
   /// Subqueries are run once, though their expression be read twice; and what keeps the
   /// expressions.
   std::map<const SqlExpression*, SqlExpressionPtr> replaced_;

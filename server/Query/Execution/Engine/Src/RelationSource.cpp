@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include "LazyTable.h"
 #include "NameScope.h"
 #include "PlanError.h"
+#include "RelationTypes.h"
+#include "Session.h"
 #include "TableReads.h"
 
 namespace sqxer {
@@ -59,7 +62,8 @@ TableRef WithNames(const Table& table, const XeString& name, std::vector<XeStrin
                    {L"\"" + name + L"\"", std::to_wstring(columns.size()),
                     std::to_wstring(schema.columns.size())});
   for (std::size_t i = 0; i < columns.size(); ++i) schema.columns[i].name = columns[i];
-  schema.origins.assign(schema.columns.size(), {std::move(tables), false});
+  schema.origins.assign(schema.columns.size(), {std::move(tables)});
+  for (std::size_t i = 0; i < schema.origins.size(); ++i) schema.origins[i].place = i;
   return named;
 }
 
@@ -146,6 +150,68 @@ void AddJoinReads(const SqlRelation& relation, TableRequest& wanted) {
   }
   AddJoinReads(*relation.left, wanted);
   AddJoinReads(*relation.right, wanted);
+}
+
+std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
+                                                             const TableRequest& wanted) {
+  auto source = std::make_unique<Source>();
+  source->relation = &relation;
+  switch (relation.kind) {
+    case SqlRelation::Kind::kTable:
+      source->table = MakeNamed(relation, wanted);
+      break;
+    case SqlRelation::Kind::kQuery: {
+      const TableRef rows = MakeTable(*relation.query);
+      std::vector<XeString> tables;
+      if (!relation.alias.empty()) tables.push_back(relation.alias);
+      source->table = WithNames(*rows, relation.alias.empty() ? L"subquery" : relation.alias,
+                                std::move(tables), relation.columns, relation.position);
+      break;
+    }
+    case SqlRelation::Kind::kSeries:
+      source->table = MakeSeries(relation);
+      break;
+    case SqlRelation::Kind::kJoin:
+      source->left = MakeSource(*relation.left, wanted);
+      source->right = MakeSource(*relation.right, wanted);
+      source->schema =
+          ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
+      around_.push_back(&relation);
+      if (relation.condition) SplitConditions(Replace(relation.condition), source->conditions);
+      around_.pop_back();
+      // ON knows the tables of its join alone, and those by clear names.
+      for (const SqlExpressionPtr& condition : source->conditions) {
+        if (!FindNamedColumns(*condition, source->schema))
+          TypeExpression(*condition, source->schema, *this, parameters_);
+      }
+      return source;
+  }
+  source->schema = source->table->schema;
+  return source;
+}
+
+TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest& wanted) {
+  TableRef rows;
+  std::vector<XeString> tables = {relation.alias};
+  if (const std::shared_ptr<Common> common = FindCommon(relation.table)) {
+    rows = MakeCommon(*common);
+    if (relation.alias.empty()) tables = {common->written->name};
+  } else {
+    try {
+      TableRequest request;
+      request.all = wanted.all;
+      request.names = wanted.names;
+      session_.FindTable(relation.table, request);
+      const std::shared_ptr<LazyTable> table = session_.FindOrLoad(relation.table);
+      rows = std::shared_ptr<const Table>(table, &table->Get());
+    } catch (ErrorMessage& error) {
+      error.SetSourcePosition(relation.position);
+      throw;
+    }
+    if (relation.alias.empty()) tables = {relation.table, rows->schema.name};
+  }
+  return WithNames(*rows, relation.alias.empty() ? rows->schema.name : relation.alias,
+                   std::move(tables), relation.columns, relation.position);
 }
 
 }  // namespace sqxer

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "ColumnGather.h"
 #include "EngineError.h"
+#include "NameScope.h"
 #include "NumberColumn.h"
 #include "PlanConstant.h"
 #include "PlanError.h"
@@ -22,8 +24,8 @@ namespace {
 
 using Use = SqlExpression::SubqueryUse;
 
-/// More values than these of a subquery are not compared one by one.
-constexpr uint64 kMostCompared = uint64{1} << 20;
+/// More values than these of a subquery are not compared one by one: an expression has its bounds.
+constexpr uint64 kMostCompared = 40000;
 /// The most rows of a series.
 constexpr uint64 kMostSeries = uint64{1} << 31;
 
@@ -78,6 +80,7 @@ std::optional<XeDataType> ComputedType(XeDataType type) {
     case XeDateData:
     case XeTimeData:
     case XeDateTimeData:
+    case XeIntervalData:
       return type;
     default:
       if (!SUXeDataTypeUtility::IsXeTextType(type)) return std::nullopt;
@@ -110,6 +113,11 @@ SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> argume
   return call;
 }
 
+/// Whether a comparison asks for one of the values, or for none of them.
+bool IsMembership(const SqlExpression& subquery) {
+  return subquery.name == (subquery.use == Use::kAny ? "=" : "<>");
+}
+
 /// `value` compared with every one of some values, as ANY or ALL has it.
 SqlExpressionPtr CompareAll(const SqlExpression& subquery, std::vector<PlanConstant> values) {
   const int position = subquery.position;
@@ -122,12 +130,11 @@ SqlExpressionPtr CompareAll(const SqlExpression& subquery, std::vector<PlanConst
   const bool hasNull = values.size() < all;
   const SqlExpressionPtr unknown = MakeValue({XeBoolean, {}}, position);
   SqlExpressionPtr compared;
-  const bool isMembership = (isAny && subquery.name == "=") || (!isAny && subquery.name == "<>");
   if (values.empty()) {
     // With nothing but NULLs.
     return unknown;
   }
-  if (isMembership) {
+  if (IsMembership(subquery)) {
     std::vector<SqlExpressionPtr> members{value};
     for (PlanConstant& one : values) members.push_back(MakeValue(std::move(one), position));
     compared = MakeCall("in", std::move(members), position);
@@ -157,8 +164,51 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
   return made;
 }
 
+TableRef RelationRun::MakeSubquery(const SqlQuery& query) {
+  const Scope scope = scope_;
+  const std::vector<const SqlRelation*> around = around_;
+  try {
+    return MakeTable(query);
+  } catch (const ErrorMessage& error) {
+    scope_ = scope;
+    around_ = around;
+    if (!IsKnownAround(error)) throw;
+    ThrowPlanError(kClauseNotUnderstood, error.GetSourcePosition(),
+                   {L"a subquery that reads columns of the query around it"});
+  }
+}
+
+bool RelationRun::IsKnownAround(const ErrorMessage& error) {
+  const bool isTable = error.GetCode() == kNoSuchTable;
+  const bool isColumn =
+      error.GetCode() == kUnknownColumn || error.GetCode() == kNoColumnsWithoutTable;
+  if ((!isTable && !isColumn) || error.GetArguments().empty()) return false;
+  SqlExpression name;
+  name.kind = SqlExpression::Kind::kName;
+  name.path = {error.GetArguments()[0]};
+  if (isTable) name.path.emplace_back();
+  // Tables that are made to look into them have none around.
+  const std::vector<const SqlRelation*> around = std::exchange(around_, {});
+  try {
+    return std::ranges::any_of(around, [&](const auto* from) { return HasName(*from, name); });
+  } catch (const ErrorMessage&) {
+    // The first error is the one to tell.
+    return false;
+  }
+}
+
+bool RelationRun::HasName(const SqlRelation& relation, const SqlExpression& name) {
+  if (relation.kind == SqlRelation::Kind::kJoin)
+    return HasName(*relation.left, name) || HasName(*relation.right, name);
+  TableRequest wanted;
+  wanted.all = true;
+  const std::unique_ptr<Source> source = MakeSource(relation, wanted);
+  const NameScope columns(source->schema, SqlSelect());
+  return name.path.size() > 1 ? columns.HasTable(name) : columns.FindColumn(name) >= 0;
+}
+
 SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
-  const TableRef given = MakeTable(*subquery.query);
+  const TableRef given = MakeSubquery(*subquery.query);
   const int position = subquery.position;
   if (subquery.use == Use::kExists) return MakeValue({XeBoolean, given->rowCount > 0}, position);
   const std::size_t columns = given->schema.columns.size();
@@ -183,12 +233,24 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
   // Of many values each different one is compared once.
   const TableRef values =
       SelectText("SELECT DISTINCT c FROM t", WithNames(*rows, L"t", {L"t"}, {L"c"}, position));
-  if (values->rowCount > kMostCompared) {
+  if (IsMembership(subquery) && values->rowCount > kMostCompared) {
     ErrorMessage error(kSubqueryValues, {std::to_wstring(kMostCompared)});
     error.SetSourcePosition(position);
     SUGThrow(std::move(error));
   }
-  return CompareAll(subquery, ReadValues(*values, 0));
+  std::vector<PlanConstant> compared = ReadValues(*values, 0);
+  if (!IsMembership(subquery) && compared.size() > 2) {
+    const bool hasNull = std::ranges::any_of(compared, &PlanConstant::IsNull);
+    // The outermost values decide for those between. NaN is on no side of a value.
+    const bool skipsNan = subquery.use == Use::kAny && subquery.name != "<>";
+    const TableRef bounds = SelectText(
+        skipsNan ? "SELECT MIN(c), MAX(c) FROM t WHERE c = c" : "SELECT MIN(c), MAX(c) FROM t",
+        WithNames(*values, L"t", {L"t"}, {L"c"}, position));
+    compared = {ReadValues(*bounds, 0)[0], ReadValues(*bounds, 1)[0]};
+    std::erase_if(compared, [](const PlanConstant& one) { return one.IsNull(); });
+    if (hasNull) compared.push_back({*type, {}});
+  }
+  return CompareAll(subquery, std::move(compared));
 }
 
 TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
