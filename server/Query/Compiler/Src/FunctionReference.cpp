@@ -41,7 +41,8 @@ refused by name.
   one table alone are applied before. Rows come in the order of the left side, then of the right.
 - A query in parentheses is also an expression: of one column and at most one row, `(SELECT MAX(x) FROM t)`;
   `EXISTS (query)`; `x IN (query)`, `x > ANY (query)`, `x <= ALL (query)`, in which a NULL among the values leaves
-  open what no other one decides. It does not read columns of the query around it.
+  open what no other one decides. It does not read columns of the query around it. IN over many values is a join where
+  it is a condition of WHERE; anywhere else 40,000 different values are the most.
 - Queries of WITH, in FROM and in expressions are run once, and their rows kept in memory until the statement ends.
 - The columns of UNION, INTERSECT, EXCEPT and of the rows of VALUES come to a common type. Those of VALUES are
   called `column1`, `column2` and so on.

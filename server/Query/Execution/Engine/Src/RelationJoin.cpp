@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "ColumnGather.h"
 #include "NumberColumn.h"
@@ -81,27 +82,44 @@ struct RelationRun::KeyColumns {
 
 SqlSelect RelationRun::Settle(const SqlQuery& query) {
   SqlSelect select = query.select;
+  Conditions conditions;
+  if (select.where) SplitConditions(select.where, conditions);
+  const auto outerParts = std::exchange(whereParts_, {});
+  auto outerMemberships = std::exchange(memberships_, {});
+  for (const SqlExpressionPtr& condition : conditions) {
+    if (query.from) whereParts_.insert(condition.get());
+  }
   if (query.from) around_.push_back(query.from.get());
   MapExpressions(select, [this](const SqlExpressionPtr& part) { return Replace(part); });
   if (query.from) around_.pop_back();
+  whereParts_ = outerParts;
+  const std::vector<Membership> memberships =
+      std::exchange(memberships_, std::move(outerMemberships));
   const bool isOfSession = !query.from || (!select.table.empty() && !FindCommon(select.table));
-  if (isOfSession) return select;
+  if (isOfSession && memberships.empty()) return select;
   TableRequest wanted = FindTableReads(select);
+  for (const Membership& membership : memberships) {
+    SqlSelect read;
+    read.where = membership.value;
+    for (XeString& name : FindTableReads(read).names) wanted.names.push_back(std::move(name));
+  }
   AddJoinReads(*query.from, wanted);
   // Rows are counted though nothing of them is read.
   wanted.all = wanted.all || wanted.names.empty();
   const std::unique_ptr<Source> source = MakeSource(*query.from, wanted);
   select.tableAlias.clear();
   select.tablePosition = query.from->position;
-  if (source->table) {
+  if (source->table && memberships.empty()) {
     select.table = Register(source->table);
     return select;
   }
-  Conditions conditions;
+  conditions.clear();
   if (select.where) SplitConditions(select.where, conditions);
   // A name that several tables have is an error, whichever of them could apply the condition.
   for (const SqlExpressionPtr& condition : conditions) FindNamedColumns(*condition, source->schema);
-  select.table = Register(MakeRows(*source, wanted, conditions));
+  TableRef rows = MakeRows(*source, wanted, conditions);
+  for (const Membership& membership : memberships) rows = Keep(rows, wanted, membership);
+  select.table = Register(rows);
   select.where = JoinConditions(conditions);
   return select;
 }
@@ -137,6 +155,32 @@ TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
     filtered->schema.origins.push_back(table->schema.origins[columns[i]]);
   }
   return filtered;
+}
+
+TableRef RelationRun::Keep(const TableRef& table, const TableRequest& wanted,
+                           const Membership& membership) {
+  const int position = membership.value->position;
+  const TableRef members = WithNames(*membership.members, L"values", {}, {L"c"}, position);
+  const ColumnInfo value = TypeExpression(*membership.value, table->schema, *this, parameters_);
+  const std::optional<XeDataType> type = FindComparisonType(value, members->schema.columns[0]);
+  if (!type)
+    ThrowPlanError(
+        kColumnsDoNotMeet, position,
+        {L"1", Wide(CastName(value.type)), Wide(CastName(members->schema.columns[0].type))});
+  const KeyColumns left = MakeKeys(table, {membership.value}, {*type});
+  const KeyColumns right = MakeKeys(members, {MakeName({L"c"}, position)}, {*type});
+  const JoinedRows rows = JoinRows({left.table.get(), left.columns},
+                                   {right.table.get(), right.columns}, JoinKind::kSemi, nullptr);
+  const std::vector<std::size_t> columns = FindWanted(table->schema, wanted);
+  auto kept = std::make_shared<Table>();
+  kept->schema.name = table->schema.name;
+  for (const std::size_t column : columns) {
+    kept->schema.columns.push_back(table->schema.columns[column]);
+    kept->schema.origins.push_back(table->schema.origins[column]);
+  }
+  GatherColumns(*table, columns, rows.left, *kept);
+  kept->rowCount = rows.left.size();
+  return kept;
 }
 
 TableRef RelationRun::MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions) {

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -62,6 +63,11 @@ class RelationRun final : public Catalog {
   using Conditions = std::vector<SqlExpressionPtr>;
   /// FROM as a tree of tables.
   struct Source;
+  /// A condition that a value is among those of a subquery.
+  struct Membership {
+    SqlExpressionPtr value;
+    TableRef members;
+  };
 
   // Queries.
   void RunQuery(const SqlQuery& query, ResultSink& sink, int repeat);
@@ -84,7 +90,8 @@ class RelationRun final : public Catalog {
 
   // Subqueries in expressions.
   SqlExpressionPtr Replace(const SqlExpressionPtr& expression);
-  SqlExpressionPtr ReplaceSubquery(const SqlExpression& subquery);
+  /// `mayJoin`: it is a condition of WHERE, so that IN over many values may become a join.
+  SqlExpressionPtr ReplaceSubquery(const SqlExpression& subquery, bool mayJoin);
   /// The rows of a subquery. Error 58003 for one that reads columns of a query around it.
   TableRef MakeSubquery(const SqlQuery& query);
   /// Whether an error is about a name that a query around knows.
@@ -99,6 +106,8 @@ class RelationRun final : public Catalog {
   /// list.
   TableRef MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions);
   TableRef MakeJoin(Source& join, const TableRequest& wanted, Conditions& conditions);
+  /// The rows whose value is among the members.
+  TableRef Keep(const TableRef& table, const TableRequest& wanted, const Membership& membership);
   TableRef Filter(const TableRef& table, const TableRequest& wanted, Conditions& conditions);
   /// The columns of a side by which it is joined: of the table itself, or of one made of them.
   struct KeyColumns;
@@ -136,6 +145,10 @@ class RelationRun final : public Catalog {
   /// expressions.
   std::map<const SqlExpression*, SqlExpressionPtr> replaced_;
   std::vector<SqlExpressionPtr> kept_;
+  /// Of the SELECT whose expressions are being replaced: the conditions of its WHERE, and which of
+  /// them are to be joins.
+  std::set<const SqlExpression*> whereParts_;
+  std::vector<Membership> memberships_;
   std::vector<XeString> notes_;
 };
 

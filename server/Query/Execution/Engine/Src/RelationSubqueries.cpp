@@ -26,6 +26,8 @@ using Use = SqlExpression::SubqueryUse;
 
 /// More values than these of a subquery are not compared one by one: an expression has its bounds.
 constexpr uint64 kMostCompared = 40000;
+/// A condition of more values than these is a join.
+constexpr uint64 kMostListed = 500;
 /// The most rows of a series.
 constexpr uint64 kMostSeries = uint64{1} << 31;
 
@@ -158,7 +160,8 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
   if (known != replaced_.end()) return known->second;
   SqlExpressionPtr made = WithOperands(
       *expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
-  if (made->kind == SqlExpression::Kind::kSubquery) made = ReplaceSubquery(*made);
+  if (made->kind == SqlExpression::Kind::kSubquery)
+    made = ReplaceSubquery(*made, whereParts_.contains(expression.get()));
   kept_.push_back(expression);
   replaced_[expression.get()] = made;
   return made;
@@ -207,7 +210,7 @@ bool RelationRun::HasName(const SqlRelation& relation, const SqlExpression& name
   return name.path.size() > 1 ? columns.HasTable(name) : columns.FindColumn(name) >= 0;
 }
 
-SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
+SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery, bool mayJoin) {
   const TableRef given = MakeSubquery(*subquery.query);
   const int position = subquery.position;
   if (subquery.use == Use::kExists) return MakeValue({XeBoolean, given->rowCount > 0}, position);
@@ -229,6 +232,11 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery) {
     if (rows->rowCount == 1) return MakeValue(ReadValues(*rows, 0)[0], position);
     const bool isText = SUXeDataTypeUtility::IsXeTextType(*type);
     return MakeValue({*type, {}, isText ? column.length : 0}, position);
+  }
+  const bool isIn = subquery.use == Use::kAny && subquery.name == "=";
+  if (mayJoin && isIn && rows->rowCount > kMostListed) {
+    memberships_.push_back({subquery.arguments[0], rows});
+    return MakeValue({XeBoolean, true}, position);
   }
   // Of many values each different one is compared once.
   const TableRef values =
