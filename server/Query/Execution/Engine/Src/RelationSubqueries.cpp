@@ -17,6 +17,7 @@
 #include "Session.h"
 #include "TableScan.h"
 #include "TableSink.h"
+#include "Utility/Cancellation.h"
 #include "WorkRecord.h"
 
 namespace sqxer {
@@ -29,7 +30,7 @@ constexpr uint64 kMostCompared = 40000;
 /// A condition of more values than these is a join.
 constexpr uint64 kMostListed = 500;
 /// The most rows of a series.
-constexpr uint64 kMostSeries = uint64{1} << 31;
+constexpr uint64 kMostSeries = uint64{1} << 28;
 
 /// Reads the values of a column, row after row.
 class ValueReader {
@@ -262,7 +263,9 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery, boo
 }
 
 TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
-  const auto refuse = [&] { ThrowPlanError(kSeries, relation.position, {}); };
+  const auto refuse = [&] {
+    ThrowPlanError(kSeries, relation.position, {std::to_wstring(kMostSeries)});
+  };
   if (relation.arguments.size() < 2 || relation.arguments.size() > 3) refuse();
   SqlSelect select;
   for (const SqlExpressionPtr& argument : relation.arguments)
@@ -297,6 +300,7 @@ TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
   if (steps + 1 > int128{kMostSeries}) refuse();
   const auto count = static_cast<uint64>(steps + 1);
   for (uint64 done = 0; done < count; done += kMostGatheredRows) {
+    Cancellation::Check();
     TableChunk& chunk = table->chunks.emplace_back();
     chunk.rows = std::min(kMostGatheredRows, count - done);
     const auto at = [&](uint64 i) { return static_cast<int64>(first + int128{step} * (done + i)); };
