@@ -120,6 +120,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57170, 0,
        "there is nothing to draw: a chart takes a column of labels, numbers or times, and columns "
        "of numbers behind it"},
+      {57173, 0, "the statement took longer than the switch StatementTimeout allows"},
       {57171, 1, "a chart cannot show more than {0} points: group the rows"},
 
       {57200, 1,

@@ -224,6 +224,10 @@ const SwitchRow kSwitches[] = {
      "In batches, evaluate first what decides most rows in its time, where no operand of AND or OR "
      "can fail, or always in the written order. Results and errors are the same.",
      ConditionOrder::Show, ConditionOrder::Set},
+    {"StatementTimeout", "a number of milliseconds, 0 for any time",
+     "How long a statement may take, the reading of its tables included.",
+     ShowNumber<&SUSystemConfig::statementTimeout_>,
+     SetNumber<&SUSystemConfig::statementTimeout_, 0, std::numeric_limits<int>::max()>},
     {"Now", "a timestamp of UTC, or nothing",
      "What NOW(), CURRENT_DATE and their like give; nothing is the clock, which is read once for "
      "each statement.",

@@ -33,6 +33,8 @@ class XEUTILITY_API SUSystemConfig {
   uint64 groupMemory_ = uint64{256} << 20;
   /// How much text of a table's files is read before rows are no longer kept.
   uint64 tableMemory_ = uint64{64} << 20;
+  /// Milliseconds; 0 is any time.
+  int statementTimeout_ = 0;
   JsonErrors jsonErrors_ = JsonErrors::kError;
   bool substringCompliance_ = false;
   bool lengthKeepsBlanks_ = false;

@@ -174,6 +174,8 @@ class Session::Impl {
   sqxer::Session& Prepare(const std::vector<std::string>& parameters) {
     sqxer::Session& session = Use();
     BeginCancellable();
+    const int timeout = session.GetSettings()->GetSwitches().statementTimeout_;
+    if (timeout != 0) state_->running->cancellation.SetDeadline(std::chrono::milliseconds(timeout));
     report_ = {};
     session.SetParameters(parameters);
     return session;
