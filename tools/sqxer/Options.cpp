@@ -106,7 +106,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       {"table", Format::kTable},    {"line", Format::kLines},      {"markdown", Format::kMarkdown},
       {"html", Format::kHtml},      {"csv", Format::kCsv},         {"tsv", Format::kTsv},
       {"json", Format::kJsonLines}, {"jsonl", Format::kJsonLines}, {"chart", Format::kChart},
-      {"svg", Format::kSvg}};
+      {"svg", Format::kSvg},        {"arrow", Format::kArrow}};
   Options options;
   options.threads = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::string> tables, schemas, switches;
@@ -159,7 +159,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
          "-o,--output", format,
          "table (default on a terminal), line (a column a line), markdown, html, csv (default "
          "elsewhere), tsv, json or jsonl (an object a line), chart (bars or lines of "
-         "characters), svg (the same as a picture)")
+         "characters), svg (the same as a picture), arrow (a file of its IPC format)")
       ->type_name("FORMAT")
       ->check(CLI::IsMember(formats));
   app.add_option("--out", options.out,
@@ -240,6 +240,10 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   }
   const bool isOnTerminal = !options.out && isatty(STDOUT_FILENO);
   if (format.empty()) format = isOnTerminal ? "table" : "csv";
+  if (isOnTerminal && format == "arrow") {
+    std::fputs("sqxer: Arrow data are not for a terminal: --out FILE\n", stderr);
+    return kWrongOptions;
+  }
   options.output.format = formats.at(format);
   if (isOnTerminal) {
     options.output.width = TerminalWidth();

@@ -54,9 +54,12 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
 
 ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
                         const Statement& statement, std::size_t number, OutputStream& output) {
-  if (options.output.format == engine::TextOptions::Format::kSvg && output.IsBegun()) {
-    PrintError(
-        fmt::format("a picture holds one result: statement {} needs one of its own", number));
+  using Format = engine::TextOptions::Format;
+  const bool holdsOne =
+      options.output.format == Format::kSvg || options.output.format == Format::kArrow;
+  if (holdsOne && output.IsBegun()) {
+    PrintError(fmt::format(
+        "a picture or an Arrow file holds one result: statement {} needs one of its own", number));
     return kQueryFailed;
   }
   const bool isTable = options.output.format == engine::TextOptions::Format::kTable;

@@ -67,6 +67,9 @@ TextLayout LayoutOf(const TextOptions& options) {
     case Format::kSvg:
       layout.format = TextFormat::kSvg;
       break;
+    case Format::kArrow:
+      layout.format = TextFormat::kArrow;
+      break;
   }
   return layout;
 }

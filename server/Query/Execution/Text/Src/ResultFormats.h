@@ -15,7 +15,7 @@
 
 namespace sqxer {
 
-enum class TextFormat { kTable, kMarkdown, kHtml, kRecords, kCsv, kJson, kChart, kSvg };
+enum class TextFormat { kTable, kMarkdown, kHtml, kRecords, kCsv, kJson, kChart, kSvg, kArrow };
 
 /// How a result is written.
 struct TextLayout {
