@@ -22,14 +22,13 @@ class Error(Exception):
         sql: str | None = None,
         position: int | None = None,
         row: int | None = None,
-        inputs: dict[str, str] | None = None,
     ) -> None:
         super().__init__(message)
         self.code = code
         self.sql = sql
         self.position = position
         self.row = row
-        self.inputs = inputs or {}
+        self.inputs: dict[str, str] = {}
 
     def __str__(self) -> str:
         """The sentence, and the line of SQL with a mark under the place."""
@@ -49,7 +48,8 @@ class Error(Exception):
 
     def __reduce__(self) -> tuple[object, ...]:
         """Errors travel from workers."""
-        return (type(self), (self.args[0], self.code, self.sql, self.position, self.row, self.inputs))
+        state = {"inputs": self.inputs}
+        return (type(self), (self.args[0], self.code, self.sql, self.position, self.row), state)
 
 
 class InterfaceError(Error):
@@ -97,16 +97,7 @@ def _kind_of(code: int, row: int) -> type[Error]:
     return ProgrammingError
 
 
-def make_error(
-    code: int,
-    message: str,
-    sql: str,
-    position: int,
-    row: int,
-    inputs: dict[str, str] | None = None,
-) -> Error:
+def make_error(code: int, message: str, sql: str, position: int, row: int) -> Error:
     """The exception of an error; unknown numbers are negative, `position` counts bytes."""
     place = len(sql.encode()[:position].decode(errors="ignore")) if position >= 0 else None
-    return _kind_of(code, row)(
-        message, code, sql or None, place, row if row >= 0 else None, inputs
-    )
+    return _kind_of(code, row)(message, code, sql or None, place, row if row >= 0 else None)

@@ -253,7 +253,8 @@ void TranslateError(const std::exception_ptr& thrown, void*) {
           nb::str(input.value.c_str(), input.value.size());
     const nb::object raised = nb::module_::import_("sqxer.errors")
                                   .attr("make_error")(error.GetCode(), error.what(), error.GetSql(),
-                                                      error.GetPosition(), error.GetRow(), inputs);
+                                                      error.GetPosition(), error.GetRow());
+    raised.attr("inputs") = inputs;
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(raised.ptr())), raised.ptr());
   }
 }

@@ -6,7 +6,6 @@ import subprocess
 from pathlib import Path
 
 import pytest
-
 import sqxer
 
 ipc = pytest.importorskip("pyarrow.ipc")
@@ -20,7 +19,7 @@ _STATEMENTS = [
     # Every type, NULLs in some rows of each.
     """SELECT CASE WHEN n % 3 <> 0 THEN n END AS i, n * 0.5 AS d, n / 7.0 AS q,
               CAST(n % 2 = 0 AS boolean) AS b, DATE '2024-01-01' + n AS day,
-              CASE WHEN n > 2 THEN TIMESTAMP '2024-01-01 10:00:00' + n * INTERVAL '1 hour' END AS at,
+              CASE WHEN n > 2 THEN TIMESTAMP '2024-01-01' + n * INTERVAL '1 hour' END AS at,
               TIME '10:00:00' AS t, INTERVAL '1 month 2 days' AS span,
               CASE n WHEN 2 THEN NULL WHEN 3 THEN '' ELSE 'é日' || n END AS text,
               CAST(NULL AS varchar(5)) AS nothing

@@ -105,7 +105,9 @@ def test_errors_tell_where() -> None:
     with pytest.raises(sqxer.DataError) as evaluated:
         sqxer.sql("SELECT 1 / a FROM t", t={"a": [1, 0]})
     assert (evaluated.value.code, evaluated.value.row) == (59008, 2)
-    assert pickle.loads(pickle.dumps(evaluated.value)).row == 2
+    travelled = pickle.loads(pickle.dumps(evaluated.value))
+    assert (travelled.row, travelled.inputs) == (2, {"a": "0"})
+    assert str(travelled).endswith("^\n  a = 0")
     with pytest.raises(sqxer.OperationalError) as missing:
         sqxer.sql("SELECT * FROM nowhere")
     assert missing.value.code == 57001
