@@ -32,6 +32,22 @@ enum EngineErrorCode {
   kJoinTooLarge = 57130,
   kSubqueryRows = 57131,
   kSubqueryValues = 57132,
+  kInView = 57140,
+  kViewReadsItself = 57141,
+  kNameTaken = 57142,
+  kNameIsPath = 57143,
+  kNoSuchObject = 57144,
+  kOtherObject = 57145,
+  kNotInsertable = 57146,
+  kNoSuchColumn = 57147,
+  kColumnTwice = 57148,
+  kInsertCount = 57149,
+  kTextTooLong = 57150,
+  kSameColumnNames = 57151,
+  kCopyFailed = 57152,
+  kCopyFormat = 57153,
+  kCopyOfCsv = 57154,
+  kViewColumns = 57155,
 };
 
 /// Raises an error that only has arguments.

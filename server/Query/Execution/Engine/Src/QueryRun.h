@@ -42,6 +42,8 @@ class QueryRun final : private RowTaker {
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, const RunProgress& progress = nullptr);
+  /// Those of the result.
+  std::vector<ColumnInfo> VisibleColumns() const;
   /// The steps and the bound trees, one node a line.
   std::vector<XeString> Describe();
 
@@ -52,7 +54,6 @@ class QueryRun final : private RowTaker {
 
   bool IsGrouped() const { return grouping_ != nullptr; }
   RowScan::Reads TakeReads(const Table* table);
-  std::vector<ColumnInfo> VisibleColumns() const;
   void BindWindows();
   void BindOutputs();
   void BindBatchOutputs();

@@ -12,6 +12,7 @@
 #include "JsonScan.h"
 #include "QueryRun.h"
 #include "RelationRun.h"
+#include "SessionStatements.h"
 #include "SqlParser.h"
 #include "SqliteTable.h"
 #include "TablePath.h"
@@ -28,11 +29,6 @@ constexpr uint64 kRowsPerCall = 1024;
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-XeString Folded(XeString name) {
-  std::ranges::transform(name, name.begin(), &BaseStringUtil::FoldCase);
-  return name;
-}
 
 /// A sink for the runs that nobody looks at.
 class NullSink : public ResultSink {
@@ -128,29 +124,34 @@ void Session::AddTable(const std::string& name, const std::string& path) {
   }
   CheckStandardInput(path);
   RemoveTable(name);
-  paths_[Folded(Wide(name))] = isPath ? path : here;
+  paths_[FoldedName(Wide(name))] = isPath ? path : here;
 }
 
 void Session::AddTable(std::shared_ptr<const Table> table) {
-  const XeString key = Folded(table->schema.name);
+  const XeString key = FoldedName(table->schema.name);
   tables_[key] = std::make_shared<LoadedTable>(std::move(table));
+  addedTables_.insert(key);
+  openedPaths_.erase(key);
+  objects_.erase(key);
 }
 
 void Session::AddSource(const std::string& name, std::function<std::shared_ptr<LazyTable>()> open) {
   RemoveTable(name);
-  sources_[Folded(Wide(name))] = std::move(open);
+  sources_[FoldedName(Wide(name))] = std::move(open);
 }
 
 void Session::RemoveTable(const std::string& name) {
-  const XeString key = Folded(Wide(name));
+  const XeString key = FoldedName(Wide(name));
   paths_.erase(key);
   sources_.erase(key);
   tables_.erase(key);
+  addedTables_.erase(key);
   partialTables_.erase(key);
+  objects_.erase(key);
 }
 
 void Session::SetSchema(const std::string& name, const std::string& columns) {
-  schemas_[Folded(Wide(name))] = ReadDeclaredTypes(columns);
+  schemas_[FoldedName(Wide(name))] = ReadDeclaredTypes(columns);
 }
 
 void Session::SetFileOptions(const TextTableOptions& options) {
@@ -224,7 +225,8 @@ LookupSourcePtr Session::FindLookup(const XeString& table) {
 }
 
 Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* request) {
-  XeString key = Folded(name);
+  if (TablePtr made = FindObject(name)) return made;
+  XeString key = FoldedName(name);
   std::string path = BaseStringUtil::StringToUtf8(name);
   XeString tableName = name;
   const auto added = paths_.find(key);
@@ -251,6 +253,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   } else {
     if (path.empty()) path = FindInDirectory(name);
     table = Open(tableName, path);
+    openedPaths_[key] = path;
     // Also when an error uses it up: what is left of it must not be taken for a table.
     if (!table->IsRepeatable()) tables_[key] = table;
   }
@@ -286,7 +289,7 @@ std::string Session::FindInDirectory(const XeString& name) const {
 }
 
 Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
-  const auto schema = schemas_.find(Folded(name));
+  const auto schema = schemas_.find(FoldedName(name));
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
   if (parsed.kind == TablePath::Kind::kDatabase) {
@@ -310,6 +313,7 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
   const CancellationScope cancellation(cancellation_);
   timing_ = {};
+  tag_.clear();
   isRunOnce_ = repeat == 1;
   for (canStartAgain_ = true;; canStartAgain_ = false) {
     try {
@@ -327,19 +331,23 @@ uint32 Session::CountThreads(const QueryPlan& plan, const LazyTable& table) cons
 
 void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
+  ForgetViewRows();
   statement_ = parameters_ ? parameters_->Get() : QueryParameters();
   // All plans of the statement, those of threads too, have the same moment.
   statement_.moment = ReadClock();
+  if (const auto statement = ParseSessionStatement(sql)) {
+    SessionStatements(*this, sql, sink).Run(*statement);
+    return;
+  }
   const SqlStatement statement = ParseQuery(sql);
   const SqlQuery& query = *statement.query;
-  if (!RelationRun::IsNeeded(query)) {
-    SqlSelect select = query.select;
-    select.explain = statement.explain;
-    return RunSelect(sql, select, nullptr, sink, repeat);
+  if (!statement.explain) return RunQuery(sql, query, sink, repeat);
+  if (RelationRun::IsNeeded(query)) {
+    return SendLines(RelationRun(*this, sql, statement_).Describe(query), sink);
   }
-  RelationRun run(*this, sql, statement_);
-  if (statement.explain) return SendLines(run.Describe(query), sink);
-  run.Run(query, sink, repeat);
+  SqlSelect select = query.select;
+  select.explain = true;
+  RunSelect(sql, select, nullptr, sink, repeat);
 }
 
 void Session::RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,

@@ -98,8 +98,10 @@ class Session::Impl {
     sqxer::Session& session = Prepare(parameters);
     KeepingSink sink;
     Execute(session, [&] { session.Execute(sql, sink); });
-    return Result(
-        std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options));
+    auto result =
+        std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options);
+    if (!sink.tag.empty()) result->SetDone(sink.tag, static_cast<std::int64_t>(sink.written));
+    return Result(std::move(result));
   }
   Result Stream(const std::string& sql, const std::vector<std::string>& parameters,
                 const ResultOptions& options) {
@@ -162,7 +164,8 @@ class Session::Impl {
                  .bind = timing.bind,
                  .run = timing.run,
                  .spilledBytes = timing.spilledBytes,
-                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows()};
+                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows(),
+                 .tag = session.GetTag()};
     };
     try {
       run();

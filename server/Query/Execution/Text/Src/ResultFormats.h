@@ -23,6 +23,7 @@ class FormattedResult : public ResultSink {
   void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override;
   bool Plan(const std::vector<XeString>& lines) override;
   void End() override {}
+  void Done(const std::string&, uint64) override { hasRows_ = false; }
   /// Writes what has not been written, once the statement has succeeded. As ResultOutput::Write.
   void Print();
   /// How many rows are in what was written; nothing when not a byte was.
@@ -41,6 +42,8 @@ class FormattedResult : public ResultSink {
   std::optional<uint64> writtenRows_;
 
  private:
+  /// False for a statement without them, of which nothing is written.
+  bool hasRows_ = true;
   std::string plan_;
 };
 
