@@ -43,4 +43,21 @@ std::vector<std::string_view> FindNearNames(std::string_view name,
   return nearest;
 }
 
+XeString AdviseNames(const XeString& name, const std::vector<XeString>& names) {
+  const auto folded = [](XeString text) {
+    std::ranges::transform(text, text.begin(), &BaseStringUtil::FoldCase);
+    return BaseStringUtil::StringToUtf8(text);
+  };
+  std::vector<std::string> texts;
+  for (const XeString& other : names) texts.push_back(folded(other));
+  const std::vector<std::string_view> views(texts.begin(), texts.end());
+  XeString advice;
+  for (const std::string_view near : FindNearNames(folded(name), views)) {
+    const auto found = std::ranges::find(views, near) - views.begin();
+    advice += advice.empty() ? L"did you mean \"" : L" or \"";
+    advice += names[static_cast<std::size_t>(found)] + L"\"";
+  }
+  return advice.empty() ? advice : advice + L"?";
+}
+
 }  // namespace sqxer

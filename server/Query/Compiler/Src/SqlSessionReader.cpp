@@ -50,13 +50,13 @@ SqlQueryPtr ReadDescribed(std::string sql, const Word& verb, const Word& next) {
 }
 
 /// The name of a switch.
-SqlPlacedName ReadSwitchName(WordReader& words) {
+SqlPlacedName ReadSwitchName(const std::string& sql, WordReader& words) {
   const Word word = words.Next();
   if (word.text.size() < 2) ThrowSyntax(word);
-  return {Wide(word.text), PlaceOf(word)};
+  return {Wide(sql.substr(word.start, word.end - word.start)), PlaceOf(word)};
 }
 
-SqlSessionStatement ReadShow(WordReader& words) {
+SqlSessionStatement ReadShow(const std::string& sql, WordReader& words) {
   const Word next = words.Peek();
   SqlSessionStatement statement = SqlShow{};
   if (next.Is("tables")) {
@@ -65,18 +65,18 @@ SqlSessionStatement ReadShow(WordReader& words) {
   } else if (next.Is("all")) {
     words.Next();
   } else {
-    statement = SqlShow{ReadSwitchName(words)};
+    statement = SqlShow{ReadSwitchName(sql, words)};
   }
   ExpectEnd(words);
   return statement;
 }
 
-SqlSessionStatement ReadReset(WordReader& words) {
+SqlSessionStatement ReadReset(const std::string& sql, WordReader& words) {
   SqlReset reset;
   if (words.Peek().Is("all")) {
     words.Next();
   } else {
-    reset.name = ReadSwitchName(words);
+    reset.name = ReadSwitchName(sql, words);
   }
   ExpectEnd(words);
   return reset;
@@ -85,7 +85,7 @@ SqlSessionStatement ReadReset(WordReader& words) {
 /// A text in quotation marks, or the words up to the end as they stand.
 SqlSessionStatement ReadSet(const std::string& sql, WordReader& words) {
   SqlSet set;
-  set.name = ReadSwitchName(words);
+  set.name = ReadSwitchName(sql, words);
   const Word sign = words.Next();
   if (!sign.Is("=") && !sign.Is("to")) ThrowSyntax(sign);
   const Word first = words.Peek();
@@ -417,9 +417,9 @@ std::optional<SqlSessionStatement> ParseSessionStatement(const std::string& sql)
   const Word verb = words.Next();
   if (verb.Is("describe")) return SqlDescribe{ReadDescribed(sql, verb, words.Next())};
   if (verb.Is("summarize")) return SqlSummarize{ReadDescribed(sql, verb, words.Next())};
-  if (verb.Is("show")) return ReadShow(words);
+  if (verb.Is("show")) return ReadShow(sql, words);
   if (verb.Is("set")) return ReadSet(sql, words);
-  if (verb.Is("reset")) return ReadReset(words);
+  if (verb.Is("reset")) return ReadReset(sql, words);
   const bool isOfGrammar =
       verb.Is("create") || verb.Is("drop") || verb.Is("insert") || verb.Is("copy");
   if (!isOfGrammar) return std::nullopt;

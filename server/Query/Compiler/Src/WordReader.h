@@ -32,6 +32,8 @@ class WordReader {
     word.end = at_;
     return word;
   }
+  /// Goes on behind the next character of a kind.
+  void SkipTo(char c) { at_ = std::min(sql_.find(c, at_), sql_.size() - 1) + 1; }
   /// The next word, which stays the next one.
   Word Peek() const { return WordReader(*this).Next(); }
 

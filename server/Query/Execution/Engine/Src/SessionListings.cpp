@@ -36,7 +36,7 @@ void AddKnown(std::vector<Listing::Value>& row, const LazyTable* table) {
 
 void SessionStatements::Do(const SqlDescribe& describe) {
   using enum Listing::Kind;
-  Listing listing({{"column", kText}, {"type", kText}, {"nullable", kTruth}});
+  Listing listing({{"column_name", kText}, {"type", kText}, {"nullable", kTruth}});
   for (const ColumnInfo& column : session_.FindColumns(sql_, *describe.query)) {
     listing.Add({Listing::Text(BaseStringUtil::StringToUtf8(column.name)),
                  Listing::Text(BaseStringUtil::StringToUtf8(DeclaredTypeName(AsDeclared(column)))),

@@ -89,18 +89,8 @@ bool HasLength(const SqlTypeName& type) {
 
 /// What some names are like, as the end of a sentence.
 XeString Advice(const XeString& name, const std::vector<XeString>& names) {
-  std::vector<std::string> folded;
-  for (const XeString& other : names) {
-    folded.push_back(BaseStringUtil::StringToUtf8(FoldedName(other)));
-  }
-  const std::vector<std::string_view> views(folded.begin(), folded.end());
-  XeString advice;
-  for (const std::string_view near :
-       FindNearNames(BaseStringUtil::StringToUtf8(FoldedName(name)), views)) {
-    const auto place = static_cast<std::size_t>(std::ranges::find(views, near) - views.begin());
-    advice += (advice.empty() ? L": did you mean " : L" or ") + names[place];
-  }
-  return advice.empty() ? advice : advice + L"?";
+  const XeString advice = AdviseNames(name, names);
+  return advice.empty() ? advice : L": " + advice;
 }
 
 XeString KnownSwitch(const SqlPlacedName& name) {
@@ -112,6 +102,22 @@ XeString KnownSwitch(const SqlPlacedName& name) {
   const XeString advice = Advice(name.name, names);
   ThrowAt(kNoSuchSwitch, name.position,
           {name.name, advice.empty() ? XeString(L" (SHOW ALL lists them)") : advice});
+}
+
+/// VALUES whose values have the types of the columns that they go into, but for the lengths of
+/// texts, which are checked: literals of several rows need not be of one type then.
+SqlQuery CastValues(const SqlQuery& query, const SessionObject& object,
+                    const std::vector<std::optional<std::size_t>>& places) {
+  SqlQuery cast = query;
+  for (std::vector<SqlExpressionPtr>& row : cast.values) {
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      if (!places[i] || *places[i] >= row.size()) continue;
+      SqlTypeName type = object.types[i];
+      if (HasLength(type)) type = {XeLongVarCharData};
+      row[*places[i]] = MakeCast(row[*places[i]], type);
+    }
+  }
+  return cast;
 }
 
 /// Where an item of a query stands, whose value is one that does not fit.
@@ -338,12 +344,19 @@ Table SessionStatements::Assign(const Table& source, const SessionObject& object
 }
 
 void SessionStatements::Do(const SqlInsert& insert) {
-  // The query may read the table: what it sees is the table as it was.
-  const std::shared_ptr<LazyTable> before = FindTable(insert.name).rows;
-  const Table& old = before->Get();
-  const Table source = MakeTable(*insert.query);
   SessionObject& object = FindTable(insert.name);
-  const auto places = PlaceColumns(insert, old, source.schema.columns.size());
+  // The query may read the table: what it sees is the table as it was.
+  const std::shared_ptr<LazyTable> before = object.rows;
+  const Table& old = before->Get();
+  std::vector<std::optional<std::size_t>> places;
+  Table source;
+  if (insert.query->values.empty()) {
+    source = MakeTable(*insert.query);
+    places = PlaceColumns(insert, old, source.schema.columns.size());
+  } else {
+    places = PlaceColumns(insert, old, insert.query->values.front().size());
+    source = MakeTable(CastValues(*insert.query, object, places));
+  }
   Table rows = Assign(source, object, old.schema, places, *insert.query);
   Table both = old;
   const auto areSame = [](const ColumnInfo& a, const ColumnInfo& b) {

@@ -72,7 +72,7 @@ TableSummary::TableSummary(std::vector<ColumnInfo> columns, const std::vector<Xe
 
 Listing TableSummary::MakeListing(const std::vector<std::optional<std::string>>& values) const {
   using enum Listing::Kind;
-  Listing listing({{"column", kText},
+  Listing listing({{"column_name", kText},
                    {"type", kText},
                    {"rows", kCount},
                    {"nulls", kCount},

@@ -2,6 +2,7 @@
 #include "ArrowSource.h"
 #include "ArrowTable.h"
 #include "CalledFunction.h"
+#include "CopyFile.h"
 #include "Engine/Engine.h"
 #include "Evaluator.h"
 #include "ResultFormats.h"
@@ -76,6 +77,7 @@ class Session::Impl {
  public:
   Impl() : state_(std::make_shared<State>()) {
     state_->session.SetCancellation(&state_->running->cancellation);
+    state_->session.SetCopyTarget(&OpenCopyFile);
   }
   ~Impl() { state_->running->Stop(); }
   Impl(const Impl&) = delete;
@@ -116,7 +118,10 @@ class Session::Impl {
     // What waits does so in the session's folder for temporary files.
     const SettingsScope scope(session.GetSettings());
     CallerOutput output(write, options.waitsForEnd);
-    const auto rows = MakeTextResult(FormatOf(options), options.hasHeader, output);
+    TextLayout layout;
+    layout.format = FormatOf(options);
+    layout.hasHeader = options.hasHeader;
+    const auto rows = MakeTextResult(layout, output);
     const auto print = [&] {
       session.Execute(sql, *rows, options.runs);
       rows->Print();

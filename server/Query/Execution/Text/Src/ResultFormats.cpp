@@ -14,20 +14,9 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool IsPlainInCsv(std::string_view text) {
+bool IsPlainInCsv(std::string_view text, char delimiter) {
   return std::ranges::none_of(
-      text, [](char c) { return c == ',' || c == '"' || c == '\r' || c == '\n'; });
-}
-
-void AppendCsv(std::string& line, std::string_view text) {
-  // A mark at the start of a file would not be read as part of the first name.
-  if (!text.empty() && IsPlainInCsv(text) && !text.starts_with(kByteOrderMark)) {
-    line += text;
-    return;
-  }
-  line += '"';
-  for (char c : text) line.append(c == '"' ? 2 : 1, c);
-  line += '"';
+      text, [&](char c) { return c == delimiter || c == '"' || c == '\r' || c == '\n'; });
 }
 
 /// Gives columns that a reader would take for one different names: the first one keeps the name,
@@ -96,16 +85,29 @@ void LineResult::PrintRows() {
   output_.Write(piece_);
 }
 
+void CsvResult::AppendField(std::string_view text) {
+  // A mark at the start of a file would not be read as part of the first name.
+  const bool isPlain = !text.empty() && IsPlainInCsv(text, layout_.delimiter) &&
+                       !text.starts_with(kByteOrderMark) && text != layout_.nullText;
+  if (isPlain) {
+    line_ += text;
+    return;
+  }
+  line_ += '"';
+  for (char c : text) line_.append(c == '"' ? 2 : 1, c);
+  line_ += '"';
+}
+
 void CsvResult::Header() {
-  if (!header_) return;
+  if (!layout_.hasHeader) return;
   MakeDifferent(names_, [](const std::string& name, std::size_t position) {
     const std::string_view trimmed = TrimBlanks(name);
     return trimmed.empty() ? "column" + std::to_string(position + 1) : std::string(trimmed);
   });
   line_.clear();
   for (const std::string& name : names_) {
-    if (!line_.empty()) line_ += ',';
-    AppendCsv(line_, name);
+    if (!line_.empty()) line_ += layout_.delimiter;
+    AppendField(name);
   }
   line_ += '\n';
   Append(line_);
@@ -115,17 +117,22 @@ template <class Values>
 void CsvResult::WriteRow(const Values& row) {
   line_.clear();
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    if (i != 0) line_ += ',';
-    if (row.IsNull(i)) continue;
+    if (i != 0) line_ += layout_.delimiter;
+    if (row.IsNull(i)) {
+      line_ += layout_.nullText;
+      continue;
+    }
     const XeDataType type = fields_[i]->GetDataType();
-    if (!SUXeDataTypeUtility::IsXeTextType(type) && !SUXeDataTypeUtility::IsXeBinaryType(type)) {
+    const bool isText =
+        SUXeDataTypeUtility::IsXeTextType(type) || SUXeDataTypeUtility::IsXeBinaryType(type);
+    if (!isText && layout_.delimiter == ',' && layout_.nullText.empty()) {
       // Never empty, and nothing that needs quotation marks.
       row.AppendText(i, line_);
       continue;
     }
     value_.clear();
     row.AppendText(i, value_);
-    AppendCsv(line_, value_);
+    AppendField(value_);
   }
   line_ += '\n';
   AppendRow(line_);
@@ -169,9 +176,8 @@ void JsonResult::WriteRow(const Values& row) {
 template void JsonResult::WriteRow(const RecordRow&);
 template void JsonResult::WriteRow(const BatchRow&);
 
-std::unique_ptr<FormattedResult> MakeTextResult(TextFormat format, bool hasHeader,
-                                                ResultOutput& output) {
-  switch (format) {
+std::unique_ptr<FormattedResult> MakeTextResult(const TextLayout& layout, ResultOutput& output) {
+  switch (layout.format) {
     case TextFormat::kTable:
       return std::make_unique<TableResult>(output);
     case TextFormat::kJson:
@@ -179,7 +185,7 @@ std::unique_ptr<FormattedResult> MakeTextResult(TextFormat format, bool hasHeade
     case TextFormat::kCsv:
       break;
   }
-  return std::make_unique<CsvResult>(output, hasHeader);
+  return std::make_unique<CsvResult>(output, layout);
 }
 
 }  // namespace sqxer

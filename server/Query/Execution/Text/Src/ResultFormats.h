@@ -16,6 +16,16 @@ namespace sqxer {
 
 enum class TextFormat { kTable, kCsv, kJson };
 
+/// How a result is written.
+struct TextLayout {
+  TextFormat format = TextFormat::kCsv;
+  /// Of kCsv: whether the first line names the columns, what parts the fields, and what is written
+  /// for NULL.
+  bool hasHeader = true;
+  char delimiter = ',';
+  std::string nullText;
+};
+
 /// Formats the rows of one statement, or the lines of its EXPLAIN as they are.
 class FormattedResult : public ResultSink {
  public:
@@ -113,12 +123,13 @@ class RowResult : public LineResult {
   Derived& Self() { return static_cast<Derived&>(*this); }
 };
 
-/// Fields parted by commas, quoted where they hold a comma, a quotation mark or a line end. NULL is
-/// nothing, the empty text is "", columns of one name are told apart by numbers: read back with the
+/// Fields parted by commas, or another character, quoted where they hold it, a quotation mark or a
+/// line end, or read as NULL. NULL is nothing, or the text for it, the empty text is "", columns of one name are told apart by numbers: read back with the
 /// types of its columns, the result is the same.
 class CsvResult final : public RowResult<CsvResult> {
  public:
-  CsvResult(ResultOutput& output, bool header) : RowResult(output), header_(header) {}
+  CsvResult(ResultOutput& output, const TextLayout& layout)
+      : RowResult(output), layout_(layout) {}
 
  private:
   friend class RowResult<CsvResult>;
@@ -126,7 +137,9 @@ class CsvResult final : public RowResult<CsvResult> {
   template <class Values>
   void WriteRow(const Values& row);
 
-  bool header_;
+  void AppendField(std::string_view text);
+
+  const TextLayout layout_;
   std::string line_;
   std::string value_;
 };
@@ -167,8 +180,7 @@ class TableResult : public FormattedResult {
   std::string value_;
 };
 
-/// `output` must outlive it. `hasHeader` is for CSV.
-std::unique_ptr<FormattedResult> MakeTextResult(TextFormat format, bool hasHeader,
-                                                ResultOutput& output);
+/// `output` must outlive it.
+std::unique_ptr<FormattedResult> MakeTextResult(const TextLayout& layout, ResultOutput& output);
 
 }  // namespace sqxer
