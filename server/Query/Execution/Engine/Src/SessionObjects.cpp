@@ -72,6 +72,8 @@ std::vector<ColumnInfo> Session::FindColumns(const std::string& sql, const SqlQu
     }
     return std::move(sink.columns);
   }
+  // No row will show that a type is another one.
+  const Instead noRestart(canStartAgain_, false);
   QueryPlan plan = CompileSelect(sql, query.select, *this, statement_);
   const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
   return QueryRun(std::move(plan), table ? &table->Get() : nullptr).VisibleColumns();
