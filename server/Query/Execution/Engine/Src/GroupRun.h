@@ -80,6 +80,7 @@ class GroupRun final : private RowTaker {
   bool takesBatches_ = false;
   std::vector<BatchVector> keyVectors_;
   std::vector<BatchVector> inputVectors_;
+  RunProfile* profile_ = nullptr;
 };
 
 }  // namespace sqxer

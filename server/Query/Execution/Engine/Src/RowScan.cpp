@@ -63,6 +63,8 @@ void RowScan::Scan(RowTaker& taker, ProgressMeter& meter) {
   taker_ = &taker;
   meter_ = &meter;
   again_ = nullptr;
+  profile_ = RunProfile::Current();
+  const RunProfile::Scope step(profile_, GetStep());
   if (reads_.schema == nullptr) {
     ScanChunk({.rows = 1, .columns = {}}, 1);
     return;
@@ -131,12 +133,14 @@ bool RowScan::ScanBatch(uint64 first, uint32 count) {
     return true;
   }
   meter_->Step(again_ != nullptr ? rows.GetWanted() : count);
+  if (profile_ != nullptr && again_ == nullptr) CountForProfile(count, rows.GetWanted());
   if (rows.GetWanted() == 0) return true;
   const RowTaker::Outcome outcome = taker_->TakeBatch(rows);
   failedBatches_ = outcome == RowTaker::Outcome::kFailed ? failedBatches_ + 1 : 0;
   if (outcome == RowTaker::Outcome::kTaken) return true;
   if (outcome == RowTaker::Outcome::kStop) return false;
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
+    const RunProfile::RowScope sample(profile_);
     FillBatchRow(rows.GetRow(i));
     if (!taker_->TakeRow(firstRow_ + first + rows.GetRow(i))) return false;
   }
@@ -170,6 +174,11 @@ bool RowScan::Filter(BatchRows& rows) {
     batch_->Select(rows.selected);
     return passing.isKnown;
   }
+  const RunProfile::Scope step(profile_, GetFilterStep());
+  return EvaluateFilter(rows);
+}
+
+bool RowScan::EvaluateFilter(BatchRows& rows) {
   try {
     BatchVector truth;
     if (!EvaluateBatch(filter_->GetTree(), rows, truth)) return false;
@@ -193,10 +202,21 @@ bool RowScan::ScanRow(uint64 row) {
     return taker_->TakeRow(firstRow_ + row);
   }
   meter_->Step();
+  const RunProfile::RowScope sample(profile_);
   Fill(row);
-  const bool passes =
-      !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] { return filter_->Passes(); });
+  const bool passes = !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] {
+    const RunProfile::Scope step(profile_, GetFilterStep());
+    return filter_->Passes();
+  });
+  if (profile_ != nullptr) [[unlikely]]
+    CountForProfile(1, passes ? 1 : 0);
   return !passes || taker_->TakeRow(firstRow_ + row);
+}
+
+void RowScan::CountForProfile(uint64 rows, uint64 passing) {
+  // Groups come in as rows, and go on from here as groups.
+  profile_->AddRows(GetStep(), reads_.areRowsNumbered ? rows : 0, rows);
+  if (filter_) profile_->AddRows(GetFilterStep(), rows, passing);
 }
 
 void RowScan::EnterPart(const TableChunk& chunk, uint64 firstRow) {

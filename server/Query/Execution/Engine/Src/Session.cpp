@@ -38,6 +38,22 @@ class NullSink : public ResultSink {
   void End() override {}
 };
 
+/// The same for rows that come as they would for a result.
+class DiscardingSink final : public NullSink {
+ public:
+  bool TakesBatches() const override { return true; }
+};
+
+/// Keeps the lines of EXPLAIN.
+class PlanLines final : public NullSink {
+ public:
+  bool Plan(const std::vector<XeString>& plan) override {
+    lines = plan;
+    return true;
+  }
+  std::vector<XeString> lines;
+};
+
 void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
   if (sink.Plan(lines)) return;
   ColumnInfo column{L"plan", XeVarCharData, 1, 0, false};
@@ -242,6 +258,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   const auto source = sources_.find(key);
   const auto known = tables_.find(key);
   const Stopwatch watch(timing_.load);
+  const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kScan);
   const auto partial = partialTables_.find(key);
   TablePtr table;
   if (known != tables_.end()) {
@@ -342,22 +359,37 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   const SqlStatement statement = ParseQuery(sql);
   const SqlQuery& query = *statement.query;
   if (!statement.explain) return RunQuery(sql, query, sink, repeat);
-  if (RelationRun::IsNeeded(query)) {
-    return SendLines(RelationRun(*this, sql, statement_).Describe(query), sink);
-  }
+  if (statement.analyze) return Analyze(sql, statement, sink);
+  SendLines(Describe(sql, query), sink);
+}
+
+std::vector<XeString> Session::Describe(const std::string& sql, const SqlQuery& query) {
+  if (RelationRun::IsNeeded(query)) return RelationRun(*this, sql, statement_).Describe(query);
   SqlSelect select = query.select;
   select.explain = true;
-  RunSelect(sql, select, nullptr, sink, repeat);
+  PlanLines lines;
+  RunSelect(sql, select, nullptr, lines, 1);
+  return std::move(lines.lines);
+}
+
+void Session::Analyze(const std::string& sql, const SqlStatement& statement, ResultSink& sink) {
+  RunProfile profile(statement.nodes);
+  std::vector<XeString> lines = Describe(sql, *statement.query);
+  for (XeString& line : profile.Describe()) lines.push_back(std::move(line));
+  SendLines(lines, sink);
 }
 
 void Session::RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
                         ResultSink& sink, int repeat) {
+  RunProfile* const profile = RunProfile::Current();
+  const RunProfile::Scope step(profile, RunProfile::Step::kOther);
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
   Catalog& catalog = made != nullptr ? static_cast<Catalog&>(*made) : *this;
   const auto compile = [&] { return CompileSelect(sql, select, catalog, statement_); };
   QueryPlan plan = compile();
-  const bool explain = plan.explain;
+  const bool explain = plan.explain && profile == nullptr;
+  const bool isAnalyzed = plan.explain && profile != nullptr;
   const int position = plan.tablePosition;
   TablePtr table;
   if (!plan.table.empty()) {
@@ -367,17 +399,23 @@ void Session::RunSelect(const std::string& sql, const SqlSelect& select, Relatio
   std::vector<QueryPlan> plans;
   if (table && !explain) {
     // Before the rows that are read once are on their way.
-    const uint32 threads = CountThreads(plan, *table);
+    const uint32 threads = profile != nullptr ? 1 : CountThreads(plan, *table);
     for (uint32 i = 0; threads > 1 && i < threads; ++i) plans.push_back(compile());
   }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
                  table && !explain ? TakeRest(*table, position) : nullptr);
-  query.UseThreads(threads_, std::move(plans));
+  // Times add up on one thread alone.
+  query.UseThreads(profile != nullptr ? 1 : threads_, std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);
   const SpillMeter meter(timing_.spilledBytes);
   if (explain) return SendLines(query.Describe(), sink);
+  if (isAnalyzed) {
+    DiscardingSink rows;
+    query.Run(rows, runProgress_);
+    return SendLines(query.Describe(profile->GetNodes()), sink);
+  }
   NullSink nobody;
   for (int i = 1; i < repeat; ++i) query.Run(nobody, runProgress_);
   query.Run(sink, runProgress_);

@@ -26,6 +26,7 @@ namespace sqxer {
 
 struct QueryPlan;
 struct SqlSelect;
+struct SqlStatement;
 class RelationRun;
 
 /// Told of a file whose header looks like a row of its table.
@@ -131,6 +132,10 @@ class Session : public Catalog {
   /// session.
   void RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
                  ResultSink& sink, int repeat);
+  /// What EXPLAIN says of a query.
+  std::vector<XeString> Describe(const std::string& sql, const SqlQuery& query);
+  /// The same behind a run that is measured, and what its steps took.
+  void Analyze(const std::string& sql, const SqlStatement& statement, ResultSink& sink);
   /// The rows of a query of the statement.
   void RunQuery(const std::string& sql, const SqlQuery& query, ResultSink& sink, int repeat);
   /// Its columns, as far as possible without its rows.
