@@ -197,7 +197,10 @@ bool GroupRun::FindGroups(const BatchRows& rows) {
 }
 
 bool GroupRun::TakeRow(uint64 row) {
-  const RunProfile::Scope step(profile_, RunProfile::Step::kGroup);
+  return RunProfile::InStep(profile_, RunProfile::Step::kGroup, [&] { return AddRow(row); });
+}
+
+bool GroupRun::AddRow(uint64 row) {
   if (profile_ != nullptr && !takesBatches_) [[unlikely]]
     profile_->AddRows(RunProfile::Step::kGroup, 1, 0);
   AtRow(scan_.ErrorRow(row), [this] {

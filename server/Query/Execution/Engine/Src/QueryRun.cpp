@@ -454,23 +454,18 @@ bool QueryRun::TakeRow(uint64 row) {
     return Emit(row);
   }
   if (windows_->AreImmediate() || areWindowsComplete_) {
-    {
-      const RunProfile::Scope step(profile_, Step::kWindow);
-      windows_->WriteResults(row);
-    }
+    RunProfile::InStep(profile_, Step::kWindow, [&] { windows_->WriteResults(row); });
     if (profile_ != nullptr && windows_->AreImmediate()) [[unlikely]]
       profile_->AddRows(Step::kWindow, 1, 1);
     return Emit(row);
   }
-  const RunProfile::Scope step(profile_, Step::kWindow);
-  windows_->Add(row);
+  RunProfile::InStep(profile_, Step::kWindow, [&] { windows_->Add(row); });
   return true;
 }
 
 bool QueryRun::Emit(uint64 row) {
-  AtRow(scan_.ErrorRow(row), [this] {
-    const RunProfile::Scope step(profile_, Step::kOutputs);
-    WriteAll(outputs_);
+  RunProfile::InStep(profile_, Step::kOutputs, [&] {
+    AtRow(scan_.ErrorRow(row), [this] { WriteAll(outputs_); });
   });
   if (profile_ != nullptr) [[unlikely]]
     profile_->AddRows(Step::kOutputs, 1, 1);
@@ -478,12 +473,11 @@ bool QueryRun::Emit(uint64 row) {
 }
 
 bool QueryRun::TakeResult(uint64 row) {
-  if (distinct_) {
-    const RunProfile::Scope step(profile_, Step::kDistinct);
-    if (profile_ != nullptr) [[unlikely]]
-      profile_->AddRows(Step::kDistinct, 1, 0);
-    if (!distinct_->Add(row)) return true;
-  }
+  if (!distinct_) return Deliver();
+  if (profile_ != nullptr) [[unlikely]]
+    profile_->AddRows(Step::kDistinct, 1, 0);
+  const auto add = [&] { return distinct_->Add(row); };
+  if (!RunProfile::InStep(profile_, Step::kDistinct, add)) return true;
   return Deliver();
 }
 
@@ -491,8 +485,7 @@ bool QueryRun::Deliver() {
   if (profile_ != nullptr && distinct_) [[unlikely]]
     profile_->AddRows(Step::kDistinct, 0, 1);
   if (!sorter_) return Pass();
-  const RunProfile::Scope step(profile_, Step::kSort);
-  sorter_->SortRecord(result_.GetData());
+  RunProfile::InStep(profile_, Step::kSort, [this] { sorter_->SortRecord(result_.GetData()); });
   ++sorted_;
   return true;
 }

@@ -202,14 +202,25 @@ bool RowScan::ScanRow(uint64 row) {
     return taker_->TakeRow(firstRow_ + row);
   }
   meter_->Step();
+  if (profile_ != nullptr) [[unlikely]]
+    return MeasureRow(row);
+  Fill(row);
+  return !Passes(row) || taker_->TakeRow(firstRow_ + row);
+}
+
+bool RowScan::Passes(uint64 row) {
+  return !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] { return filter_->Passes(); });
+}
+
+bool RowScan::MeasureRow(uint64 row) {
   const RunProfile::RowScope sample(profile_);
   Fill(row);
-  const bool passes = !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] {
+  bool passes;
+  {
     const RunProfile::Scope step(profile_, GetFilterStep());
-    return filter_->Passes();
-  });
-  if (profile_ != nullptr) [[unlikely]]
-    CountForProfile(1, passes ? 1 : 0);
+    passes = Passes(row);
+  }
+  CountForProfile(1, passes ? 1 : 0);
   return !passes || taker_->TakeRow(firstRow_ + row);
 }
 

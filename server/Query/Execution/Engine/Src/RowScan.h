@@ -141,6 +141,10 @@ class RowScan {
   bool ScanChunk(const TableChunk& chunk, uint64 firstRow);
   bool ScanBatch(uint64 first, uint32 count);
   bool ScanRow(uint64 row);
+  /// The same for a profile.
+  bool MeasureRow(uint64 row);
+  /// Whether the row that stands in the record passes the filter.
+  bool Passes(uint64 row);
   /// False when the batch is to be done row by row.
   bool Filter(BatchRows& rows);
   bool EvaluateFilter(BatchRows& rows);

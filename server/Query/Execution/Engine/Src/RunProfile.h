@@ -62,6 +62,15 @@ class RunProfile {
     Step outer_ = Step::kOther;
   };
 
+  /// Does something as a step of a profile, which may be null: then nothing else is done.
+  template <class Action>
+  static decltype(auto) InStep(RunProfile* profile, Step step, Action&& action) {
+    if (profile == nullptr) [[likely]]
+      return action();
+    const Scope scope(profile, step);
+    return action();
+  }
+
   /// One of many rows that go by one after the other. To read the clock for each step of each of
   /// them would cost more than the steps do: it is read for one row of some, which counts for the
   /// others. The profile may be null.
