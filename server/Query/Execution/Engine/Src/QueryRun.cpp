@@ -464,11 +464,11 @@ bool QueryRun::TakeRow(uint64 row) {
 }
 
 bool QueryRun::Emit(uint64 row) {
+  if (profile_ != nullptr) [[unlikely]]
+    profile_->AddRows(Step::kOutputs, 1, 1);
   RunProfile::InStep(profile_, Step::kOutputs, [&] {
     AtRow(scan_.ErrorRow(row), [this] { WriteAll(outputs_); });
   });
-  if (profile_ != nullptr) [[unlikely]]
-    profile_->AddRows(Step::kOutputs, 1, 1);
   return TakeResult(row);
 }
 
