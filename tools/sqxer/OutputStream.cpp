@@ -74,6 +74,7 @@ OutputStream::OutputStream(const std::optional<std::string>& path)
 }
 
 void OutputStream::Write(std::string_view bytes) {
+  isBegun_ = true;
   // What reads it may show it on the bar's terminal.
   if (!isFile_) Progress::Stop();
   if (!file_) return WriteAll(STDOUT_FILENO, bytes, name_);

@@ -44,6 +44,8 @@ class OutputStream {
   /// Makes the file appear. Throws OutputError.
   void Complete();
   bool IsTerminal() const { return isTerminal_; }
+  /// Whether anything has been written.
+  bool IsBegun() const { return isBegun_; }
   /// Whether what is written is seen by others before Complete.
   bool IsSeenAtOnce() const { return !file_ || file_->IsSeenAtOnce(); }
 
@@ -52,6 +54,7 @@ class OutputStream {
   /// Nothing for standard output.
   std::optional<engine::OutputFile> file_;
   bool isTerminal_ = false;
+  bool isBegun_ = false;
   bool isFile_ = false;
 };
 

@@ -55,7 +55,7 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
 ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
                         const Statement& statement, std::size_t number, OutputStream& output) {
   const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
-  bool isParted = !isTable || number == 1;
+  bool isParted = !isTable || !output.IsBegun();
   const auto write = [&](std::string_view piece) {
     if (!std::exchange(isParted, true)) output.Write("\n");
     output.Write(piece);

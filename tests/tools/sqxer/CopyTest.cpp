@@ -15,7 +15,7 @@ TEST_F(Command, StatementsWithoutRowsPrintNothing) {
       "SELECT SUM(b) AS s FROM k; SET GroupMemory = 64MiB; SELECT s FROM v; DROP VIEW v";
   EXPECT_EQ(Sqxer("", sql).out, "s\n37\n");
   EXPECT_EQ(Sqxer("-o json", sql).out, "{\"s\":37}\n");
-  EXPECT_THAT(Sqxer("-o table", sql).out, testing::StartsWith(" s\n"));
+  EXPECT_THAT(Sqxer("-o table", sql).out, testing::StartsWith("  s\n"));
   EXPECT_EQ(Sqxer("", sql).err, "");
   EXPECT_EQ(Sqxer("-t g=t.csv", "CREATE TABLE g AS SELECT 1 AS a").err,
             "error 57142: there is a table that the session was given of this name, which CREATE "
