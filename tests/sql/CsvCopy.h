@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Capture.h"
-#include "ResultFormats.h"
+#include "LineFormats.h"
 
 namespace sqxer::test {
 

@@ -22,10 +22,11 @@ using engine::Session;
 using engine::Statement;
 
 void WarnOfHeader(const std::string& path) {
-  PrintLine(
-      "warning: the first line of \"{}\" looks like data: --header no makes it a row, --header yes "
-      "ends this warning",
-      OnOneLine(path));
+  PrintWarning(
+      fmt::format("the first line of \"{}\" looks like data: --header no makes it a row, --header "
+                  "yes ends this "
+                  "warning",
+                  path));
 }
 
 void PrintSwitches() {
@@ -42,7 +43,7 @@ ExitStatus RunStatements(Session& session, Options options, const std::string& t
   // It shows the bar meanwhile.
   options.output.waitsForEnd = output.IsTerminal();
   if (!engine::IsSqlText(text)) {
-    PrintLine("error: the SQL is not valid UTF-8 text");
+    PrintError("the SQL is not valid UTF-8 text");
     return kQueryFailed;
   }
   const std::vector<Statement> statements = engine::SplitStatements(text);
@@ -66,6 +67,7 @@ ExitStatus RunStatements(Session& session, Options options, const std::string& t
 }
 
 ExitStatus Run(const Options& options) {
+  if (options.errorsAreJson) UseJsonErrors();
   Session session;
   try {
     for (const auto& [name, value] : options.switches) session.Set(name, value);
@@ -135,7 +137,7 @@ ExitStatus Main(int count, char** arguments) {
     return kDone;
   } catch (const OutputError& error) {
     Progress::Clear();
-    PrintLine("error: the result cannot be written: {}", OnOneLine(error.what()));
+    PrintError(fmt::format("the result cannot be written: {}", error.what()));
   }
   return kQueryFailed;
 }
@@ -156,7 +158,7 @@ int main(int count, char** arguments) {
   } catch (const std::length_error&) {
     sqxer::PrintOutOfMemory();
   } catch (const std::exception& error) {
-    sqxer::PrintLine("error: {}", error.what());
+    sqxer::PrintError(std::string(error.what()));
   }
   return sqxer::kQueryFailed;
 }

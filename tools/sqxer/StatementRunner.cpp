@@ -54,6 +54,11 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
 
 ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
                         const Statement& statement, std::size_t number, OutputStream& output) {
+  if (options.output.format == engine::TextOptions::Format::kSvg && output.IsBegun()) {
+    PrintError(
+        fmt::format("a picture holds one result: statement {} needs one of its own", number));
+    return kQueryFailed;
+  }
   const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
   bool isParted = !isTable || !output.IsBegun();
   const auto write = [&](std::string_view piece) {
@@ -65,7 +70,8 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
   if (status == kDone) {
     if (options.timing) PrintTiming(report, number, options.output.runs);
   } else if (report.writtenRows && output.IsSeenAtOnce()) {
-    PrintLine("error: the result is not complete, it ends after {} rows", *report.writtenRows);
+    PrintError(
+        fmt::format("the result is not complete, it ends after {} rows", *report.writtenRows));
   }
   return status;
 }

@@ -119,7 +119,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "more columns"},
       {57140, 2, "in the view \"{0}\": {1}"},
       {57141, 1, "the view reads itself: \"{0}\""},
-      {57142, 2, "there is {1} of this name, which CREATE OR REPLACE would take the place of: \"{0}\""},
+      {57142, 2,
+       "there is {1} of this name, which CREATE OR REPLACE would take the place of: \"{0}\""},
       {57143, 1, "this is the name of a file, a view or table needs another: \"{0}\""},
       {57144, 3, "no statement has made {0} \"{1}\"{2}"},
       {57145, 3, "\"{0}\" is {1}: DROP {2} drops it"},
@@ -135,6 +136,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        ".zst), or of a FORMAT that is named: \"{0}\""},
       {57154, 1, "the option {0} of COPY is for CSV alone"},
       {57155, 3, "\"{0}\" is given {1} names for columns, and the query has {2}"},
+      {57170, 0,
+       "there is nothing to draw: a chart takes a column of labels, numbers or times, and columns "
+       "of numbers behind it"},
+      {57171, 1, "a chart cannot show more than {0} points: group the rows"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

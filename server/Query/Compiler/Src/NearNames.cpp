@@ -30,7 +30,8 @@ std::size_t CountChanges(std::string_view from, std::string_view to) {
 
 std::vector<std::string_view> FindNearNames(std::string_view name,
                                             std::span<const std::string_view> names) {
-  std::size_t fewest = name.size() < 4 ? 1 : 2;
+  // More changes make another word of a short one.
+  std::size_t fewest = name.size() < 6 ? 1 : 2;
   std::vector<std::string_view> nearest;
   for (const std::string_view other : names) {
     const std::size_t changes = CountChanges(name, other);

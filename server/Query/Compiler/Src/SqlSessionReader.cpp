@@ -216,10 +216,9 @@ class SessionReader {
     std::vector<int> places;
     for (std::size_t i = 0; i < tree_.tokens->n_tokens; ++i) {
       const PgQuery__ScanToken& token = *tree_.tokens->tokens[i];
-      const bool isSign = token.token == PG_QUERY__TOKEN__ASCII_44 ||
-                          token.token == PG_QUERY__TOKEN__ASCII_59 ||
-                          token.token == PG_QUERY__TOKEN__SQL_COMMENT ||
-                          token.token == PG_QUERY__TOKEN__C_COMMENT;
+      const bool isSign =
+          token.token == PG_QUERY__TOKEN__ASCII_44 || token.token == PG_QUERY__TOKEN__ASCII_59 ||
+          token.token == PG_QUERY__TOKEN__SQL_COMMENT || token.token == PG_QUERY__TOKEN__C_COMMENT;
       if (!isSign) places.push_back(token.start);
     }
     // DROP TABLE, perhaps IF EXISTS.
@@ -265,7 +264,8 @@ class SessionReader {
     statement.file = copy.filename;
     statement.filePosition = FindFile(statement.file);
     statement.optionsPosition = statement.filePosition;
-    for (std::size_t i = 0; i < copy.n_options; ++i) ReadOption(*copy.options[i]->def_elem, statement);
+    for (std::size_t i = 0; i < copy.n_options; ++i)
+      ReadOption(*copy.options[i]->def_elem, statement);
     return statement;
   }
 

@@ -39,8 +39,8 @@ class WordReader {
 
  private:
   static bool IsPartOfWord(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           c == '_' || static_cast<unsigned char>(c) >= 0x80;
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           static_cast<unsigned char>(c) >= 0x80;
   }
 
   void SkipBlanks() {
@@ -50,7 +50,8 @@ class WordReader {
         at_ = std::min(sql_.find('\n', at_), sql_.size());
       } else if (rest.starts_with("/*")) {
         SkipComment();
-      } else if (!rest.empty() && std::string_view(" \t\r\n\f\v").find(rest.front()) != std::string_view::npos) {
+      } else if (!rest.empty() &&
+                 std::string_view(" \t\r\n\f\v").find(rest.front()) != std::string_view::npos) {
         ++at_;
       } else {
         return;

@@ -48,6 +48,8 @@ enum EngineErrorCode {
   kCopyFormat = 57153,
   kCopyOfCsv = 57154,
   kViewColumns = 57155,
+  kNothingToDraw = 57170,
+  kTooManyPoints = 57171,
 };
 
 /// Raises an error that only has arguments.

@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "ChunkBuilder.h"
+#include "ErrorInputs.h"
 #include "GroupParts.h"
 
 namespace sqxer {
@@ -203,7 +204,11 @@ bool GroupRun::TakeRow(uint64 row) {
 bool GroupRun::AddRow(uint64 row) {
   if (profile_ != nullptr && !takesBatches_) [[unlikely]]
     profile_->AddRows(RunProfile::Step::kGroup, 1, 0);
-  AtRow(scan_.ErrorRow(row), [this] {
+  const auto trees = [this](auto&& use) {
+    TreesOf(keys_)(use);
+    TreesOf(inputs_)(use);
+  };
+  AtRow(scan_.ErrorRow(row), scanRecord_, trees, [this] {
     WriteAll(keys_);
     WriteAll(inputs_);
   });

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ErrorInputs.h"
 #include "FilterParts.h"
 #include "SQXERBatchLoops.h"
 #include "Utility/Settings.h"
@@ -209,7 +210,10 @@ bool RowScan::ScanRow(uint64 row) {
 }
 
 bool RowScan::Passes(uint64 row) {
-  return !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] { return filter_->Passes(); });
+  return !filter_ ||
+         AtRow(
+             ErrorRow(firstRow_ + row), record_, [this](auto&& use) { use(filter_->GetTree()); },
+             [this] { return filter_->Passes(); });
 }
 
 bool RowScan::MeasureRow(uint64 row) {

@@ -32,9 +32,9 @@ void RunProfile::EndRow() {
 
 std::vector<XeString> RunProfile::Describe() {
   Switch(step_);
-  constexpr const wchar_t* kNames[kSteps] = {L"scan",    L"filter",  L"join",     L"group",
-                                             L"having",  L"window",  L"outputs",  L"distinct",
-                                             L"sort",    L"write",   L"the rest"};
+  constexpr const wchar_t* kNames[kSteps] = {L"scan",   L"filter", L"join",    L"group",
+                                             L"having", L"window", L"outputs", L"distinct",
+                                             L"sort",   L"write",  L"the rest"};
   const auto milliseconds = [](Clock::duration time) {
     return std::max(std::chrono::duration<double, std::milli>(time).count(), 0.0);
   };

@@ -99,8 +99,8 @@ class Session : public Catalog {
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
   /// view or table that a statement has made, a table that was added, a path (as AddTable has it),
-  /// and NAME.csv in the directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file), 57031
-  /// (path, kind), 57032, and those of the readers.
+  /// and NAME.csv in the directory, letter case ignored where no file has it exactly. Errors: 57001
+  /// (name, file), 57031 (path, kind), 57032, and those of the readers.
   const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
@@ -159,6 +159,8 @@ class Session : public Catalog {
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
   TablePtr Open(const XeString& name, const std::string& path);
+  /// By which tables can be named: those that were added, and files of the directory.
+  std::vector<XeString> ListNames() const;
   /// NAME.csv in the directory. Errors 57001 and 57031.
   std::string FindInDirectory(const XeString& name) const;
   /// Error 57032.

@@ -6,6 +6,7 @@
 #include "RelationRun.h"
 #include "SessionStatements.h"
 #include "SqlParser.h"
+#include "TablePath.h"
 #include "TableSummary.h"
 
 namespace sqxer {
@@ -97,10 +98,8 @@ void SessionStatements::Do(const SqlShowTables&) {
   }
   for (const auto& [key, open] : session_.sources_) add(key, key, "arrow", find(key));
   for (const auto& [key, path] : session_.paths_) add(key, key, "file", find(key));
-  std::error_code ignored;
-  for (const fs::directory_entry& entry : fs::directory_iterator(session_.directory_, ignored)) {
-    if (entry.path().extension() != ".csv" || !entry.is_regular_file(ignored)) continue;
-    const XeString name = Wide(entry.path().stem().string());
+  for (const std::string& file : ListTableFiles(session_.directory_)) {
+    const XeString name = Wide(fs::path(file).stem().string());
     add(FoldedName(name), name, "file", find(FoldedName(name)));
   }
   Listing listing({{"name", kText}, {"kind", kText}, {"rows", kCount}, {"columns", kCount}});

@@ -197,9 +197,9 @@ void SessionStatements::Do(const SqlCreateTable& create) {
     }
     std::vector<ColumnInfo>& columns = table.schema.columns;
     if (create.columns.size() > columns.size())
-      ThrowAt(kViewColumns, create.name.position,
-              {object.name, std::to_wstring(create.columns.size()),
-               std::to_wstring(columns.size())});
+      ThrowAt(
+          kViewColumns, create.name.position,
+          {object.name, std::to_wstring(create.columns.size()), std::to_wstring(columns.size())});
     for (std::size_t i = 0; i < create.columns.size(); ++i) columns[i].name = create.columns[i];
     for (const ColumnInfo& column : columns) object.types.push_back(TypeOf(column));
   } else {
@@ -208,8 +208,8 @@ void SessionStatements::Do(const SqlCreateTable& create) {
       if (column.type.fields || column.type.digits)
         ThrowPlanError(kClauseNotUnderstood, column.name.position,
                        {L"fields or digits of an INTERVAL that is no literal"});
-      none.items.push_back({MakeCast(MakeNull(column.name.position), column.type),
-                            column.name.name, column.name.position});
+      none.items.push_back({MakeCast(MakeNull(column.name.position), column.type), column.name.name,
+                            column.name.position});
       object.types.push_back(column.type);
     }
     auto condition = std::make_shared<SqlExpression>();
@@ -225,8 +225,7 @@ void SessionStatements::Do(const SqlCreateTable& create) {
   const uint64 rows = table.rowCount;
   object.rows = std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(table)));
   session_.objects_[FoldedName(object.name)] = std::move(object);
-  Finish(create.query && create.withData ? "SELECT " + std::to_string(rows) : "CREATE TABLE",
-         rows);
+  Finish(create.query && create.withData ? "SELECT " + std::to_string(rows) : "CREATE TABLE", rows);
 }
 
 void SessionStatements::Do(const SqlDrop& drop) {
@@ -296,8 +295,7 @@ std::vector<std::optional<std::size_t>> SessionStatements::PlaceColumns(const Sq
   return places;
 }
 
-void SessionStatements::CheckLengths(const Table& rows, const SessionObject& object,
-                                     int position) {
+void SessionStatements::CheckLengths(const Table& rows, const SessionObject& object, int position) {
   for (std::size_t i = 0; i < object.types.size(); ++i) {
     const SqlTypeName& type = object.types[i];
     if (!HasLength(type)) continue;
@@ -321,7 +319,8 @@ Table SessionStatements::Assign(const Table& source, const SessionObject& object
   SqlSelect placed;
   SqlSelect cast;
   for (std::size_t i = 0; i < places.size(); ++i) {
-    const int position = places[i] ? PlaceOfItem(query, *places[i], query.position) : query.position;
+    const int position =
+        places[i] ? PlaceOfItem(query, *places[i], query.position) : query.position;
     SqlExpressionPtr value = places[i] ? MakeName(NumberedName(*places[i]), position)
                                        : MakeCast(MakeNull(position), object.types[i]);
     const SqlTypeName& type = object.types[i];

@@ -119,7 +119,8 @@ void Describe(RExpression& node, std::size_t depth, BatchMarks marks, const Node
   if (times != nullptr) out += TimeText(node, *times);
   out += L"\n";
   for (int i = 0; i < node.CountOperands(); ++i) {
-    if (RExpression* operand = node.GetIthOperand(i)) Describe(*operand, depth + 1, marks, times, out);
+    if (RExpression* operand = node.GetIthOperand(i))
+      Describe(*operand, depth + 1, marks, times, out);
   }
 }
 

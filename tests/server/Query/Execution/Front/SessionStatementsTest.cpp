@@ -99,8 +99,9 @@ TEST_F(SessionStatements, HideWhatTheProgramGaveUntilTheyAreDropped) {
   EXPECT_EQ(Write("SELECT COUNT(*) AS n FROM w"), "n\n3\n");
   EXPECT_EQ(Write("CREATE VIEW v AS SELECT 1 AS a"), "");
   EXPECT_EQ(Write("CREATE TABLE k AS SELECT 1 AS a, 2 AS b"), "");
-  EXPECT_EQ(Write("SHOW TABLES"),
-            "name,kind,rows,columns\ngiven,file,3,2\nk,table,1,2\nt,file,,\nv,view,,\nw,file,3,2\n");
+  EXPECT_EQ(
+      Write("SHOW TABLES"),
+      "name,kind,rows,columns\ngiven,file,3,2\nk,table,1,2\nt,file,,\nv,view,,\nw,file,3,2\n");
 }
 
 TEST_F(SessionStatements, CopyWritesEveryFormatAndReadsItBack) {
@@ -117,12 +118,13 @@ TEST_F(SessionStatements, CopyWritesEveryFormatAndReadsItBack) {
   session_.Query(Copy("(SELECT a, CASE a WHEN 1 THEN 'NA' WHEN 2 THEN ';' END AS b FROM t)",
                       "o.txt", "WITH (FORMAT csv, HEADER false, DELIMITER ';', NULL 'NA')"));
   EXPECT_EQ(Read("o.txt"), "1;\"NA\"\n2;\";\"\n3;NA\n");
-  session_.Query("CREATE TABLE many AS SELECT n, 'text ' || n AS s FROM generate_series(1, 100000) g(n)");
+  session_.Query(
+      "CREATE TABLE many AS SELECT n, 'text ' || n AS s FROM generate_series(1, 100000) g(n)");
   for (const char* name : {"m.jsonl", "m.csv.gz", "m.csv.zst", "m.jsonl.gz"}) {
     session_.Query(Copy("many", name));
-    EXPECT_EQ(Write("SELECT COUNT(*) AS c, SUM(n) AS s, MAX(s) AS m FROM '" + folder_.File(name) +
-                    "'"),
-              "c,s,m\n100000,5000050000,text 99999\n")
+    EXPECT_EQ(
+        Write("SELECT COUNT(*) AS c, SUM(n) AS s, MAX(s) AS m FROM '" + folder_.File(name) + "'"),
+        "c,s,m\n100000,5000050000,text 99999\n")
         << name;
   }
   EXPECT_EQ(ErrorOf(Copy("t", "o.xlsx")).substr(0, 6), "57153:");
