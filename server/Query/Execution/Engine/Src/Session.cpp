@@ -1,7 +1,6 @@
 #include "Session.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 
 #include "Compiler.h"
@@ -11,6 +10,7 @@
 #include "GroupParts.h"
 #include "JsonScan.h"
 #include "NearNames.h"
+#include "PlanLines.h"
 #include "QueryRun.h"
 #include "RelationRun.h"
 #include "SessionStatements.h"
@@ -30,48 +30,6 @@ constexpr uint64 kRowsPerCall = 1024;
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-/// A sink for the runs that nobody looks at.
-class NullSink : public ResultSink {
- public:
-  void Begin(const std::vector<ColumnInfo>&, const XeRecordMetaData&) override {}
-  void Row(const uint8*) override {}
-  void End() override {}
-};
-
-/// The same for rows that come as they would for a result.
-class DiscardingSink final : public NullSink {
- public:
-  bool TakesBatches() const override { return true; }
-};
-
-/// Keeps the lines of EXPLAIN.
-class PlanLines final : public NullSink {
- public:
-  bool Plan(const std::vector<XeString>& plan) override {
-    lines = plan;
-    return true;
-  }
-  std::vector<XeString> lines;
-};
-
-void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
-  if (sink.Plan(lines)) return;
-  ColumnInfo column{L"plan", XeVarCharData, 1, 0, false};
-  for (const XeString& line : lines) {
-    column.length = std::max(column.length, static_cast<uint32>(line.size()));
-  }
-  WorkRecord record({column});
-  uint8* const value = record.GetData() + record.GetField(0).GetDataOffset();
-  sink.Begin({column}, record.GetLayout());
-  for (const XeString& line : lines) {
-    const uint32 length = static_cast<uint32>(line.size());
-    std::memcpy(value, &length, sizeof length);
-    std::memcpy(value + kLongVarPrefix, line.data(), length * sizeof(wchar_t));
-    sink.Row(record.GetData());
-  }
-  sink.End();
-}
 
 /// Says of errors of the rows where the statement names the table.
 class PlacedSource final : public ChunkSource {
@@ -377,22 +335,6 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   if (!statement.explain) return RunQuery(sql, query, sink, repeat);
   if (statement.analyze) return Analyze(sql, statement, sink);
   SendLines(Describe(sql, query), sink);
-}
-
-std::vector<XeString> Session::Describe(const std::string& sql, const SqlQuery& query) {
-  if (RelationRun::IsNeeded(query)) return RelationRun(*this, sql, statement_).Describe(query);
-  SqlSelect select = query.select;
-  select.explain = true;
-  PlanLines lines;
-  RunSelect(sql, select, nullptr, lines, 1);
-  return std::move(lines.lines);
-}
-
-void Session::Analyze(const std::string& sql, const SqlStatement& statement, ResultSink& sink) {
-  RunProfile profile(statement.nodes);
-  std::vector<XeString> lines = Describe(sql, *statement.query);
-  for (XeString& line : profile.Describe()) lines.push_back(std::move(line));
-  SendLines(lines, sink);
 }
 
 void Session::RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
