@@ -87,10 +87,13 @@ class NotSupportedError(DatabaseError):
 # What values cause, and not the statement: divisions by zero, overflows, texts that do not read.
 _VALUE_CODES = {59008, 59009, 59010, 59013, *range(59161, 59169), 59171, 59172, 59185, 59191, 59192}
 _SORT_FILE_CODE = 59180
+# What statements of a session say of names and columns.
+_SESSION_CODES = {*range(57140, 57156)} - {57152}
 
 
 def _kind_of(code: int, row: int) -> type[Error]:
-    if 57000 <= code < 58000 or code == _SORT_FILE_CODE:
+    is_outside = 57000 <= code < 58000 and code not in _SESSION_CODES
+    if is_outside or code == _SORT_FILE_CODE:
         return OperationalError
     if row >= 0 or code in _VALUE_CODES:
         return DataError

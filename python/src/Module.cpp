@@ -290,6 +290,7 @@ NB_MODULE(_engine, module) {
              return columns;
            })
       .def("count_rows", [](PythonResult& result) { return result.Get().CountRows(); })
+      .def("tag", [](PythonResult& result) { return result.Get().GetTag(); })
       .def("schema",
            [](PythonResult& result) {
              return MakeCapsule<ArrowSchema>(

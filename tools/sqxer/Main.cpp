@@ -150,6 +150,7 @@ int main(int count, char** arguments) {
   // write.
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
+  sqxer::RemoveUnfinishedOnSignals();
   try {
     return sqxer::Main(count, arguments);
   } catch (const std::bad_alloc&) {

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <system_error>
 
+#include "Engine/OutputFile.h"
+
 namespace sqxer {
 
 /// A result cannot be written; what() names the output and the reason.
@@ -21,6 +23,9 @@ class ReaderGone : public std::exception {
   const char* what() const noexcept override { return "the reader of the output has gone"; }
 };
 
+/// From now on signals that end the process remove files first that are not complete.
+void RemoveUnfinishedOnSignals();
+
 /// Writes to standard output, all of it. Throws OutputError or ReaderGone.
 void WriteOut(std::string_view bytes);
 
@@ -31,8 +36,6 @@ class OutputStream {
   /// `path` is that of the file; nothing: standard output. Pipes and devices are written to at
   /// once. Throws OutputError.
   explicit OutputStream(const std::optional<std::string>& path);
-  /// Removes a file that is not complete.
-  ~OutputStream();
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;
 
@@ -44,16 +47,12 @@ class OutputStream {
   /// Whether anything has been written.
   bool IsBegun() const { return isBegun_; }
   /// Whether what is written is seen by others before Complete.
-  bool IsSeenAtOnce() const { return temporary_.empty(); }
+  bool IsSeenAtOnce() const { return !file_ || file_->IsSeenAtOnce(); }
 
  private:
-  void OpenTemporary();
-
   std::string name_;
-  std::string path_;
-  /// What is renamed to `path_`; empty for none.
-  std::string temporary_;
-  int descriptor_;
+  /// Nothing for standard output.
+  std::optional<engine::OutputFile> file_;
   bool isTerminal_ = false;
   bool isBegun_ = false;
   bool isFile_ = false;

@@ -63,7 +63,7 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
     return kQueryFailed;
   }
   const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
-  bool isParted = !isTable || number == 1;
+  bool isParted = !isTable || !output.IsBegun();
   const auto write = [&](std::string_view piece) {
     if (!std::exchange(isParted, true)) output.Write("\n");
     output.Write(piece);

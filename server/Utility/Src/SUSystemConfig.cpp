@@ -270,6 +270,13 @@ void SUSystemConfig::Set(const std::string& name, const std::string& value) {
   SUGThrow(ErrorMessage(58040, {Wide(name)}));
 }
 
+std::string SUSystemConfig::Get(const std::string& name) const {
+  for (const SwitchRow& row : kSwitches) {
+    if (IsMatch(name, row.name)) return row.show(*this);
+  }
+  SUGThrow(ErrorMessage(58040, {Wide(name)}));
+}
+
 SUSystemConfig SUSystemConfig::Checked() const {
   SUSystemConfig checked;
   for (const SwitchRow& row : kSwitches) checked.Set(row.name, row.show(*this));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace sqxer::engine {
 
@@ -27,6 +28,10 @@ struct RunReport {
   /// How many rows, or lines of EXPLAIN, are in the text that Session::Write has written; nothing
   /// where it has written none. Of a statement that has failed: how far the text got.
   std::optional<std::uint64_t> writtenRows = {};
+  /// What a statement without rows has done, as PostgreSQL tags commands: "CREATE VIEW", "SELECT 5"
+  /// (of CREATE TABLE AS), "INSERT 0 12", "COPY 12", "SET". Empty for one with rows, and for one
+  /// that has failed. Session::Write has then written nothing.
+  std::string tag = {};
 };
 
 }  // namespace sqxer::engine

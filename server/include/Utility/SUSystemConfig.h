@@ -62,6 +62,8 @@ class XEUTILITY_API SUSystemConfig {
   /// 58040 (name) for an unknown switch, 58041 (value, name, accepted values) for a value it does
   /// not take; the switch then keeps its value.
   void Set(const std::string& name, const std::string& value);
+  /// The value of a switch as Set takes it. Error 58040.
+  std::string Get(const std::string& name) const;
   /// A copy whose fields were set by name: what Set refuses is refused in a field as well (58041).
   SUSystemConfig Checked() const;
   /// See SUCompatFlag.

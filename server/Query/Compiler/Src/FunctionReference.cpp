@@ -7,7 +7,7 @@ namespace sqxer {
 const char* const kStatementsText = R"(## Statements
 
 ```
-[EXPLAIN] query
+[EXPLAIN] query, or one of the [statements of a session](sql/session.md)
 
 query:   [WITH name [(column, ...)] AS (query), ...] select
 select:  SELECT [DISTINCT [ON (key, ...)]] item, ...

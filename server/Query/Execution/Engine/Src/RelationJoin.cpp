@@ -9,6 +9,7 @@
 #include "PlanError.h"
 #include "RelationSource.h"
 #include "RelationTypes.h"
+#include "RunProfile.h"
 #include "Session.h"
 #include "SqlParser.h"
 #include "TableReads.h"
@@ -236,6 +237,7 @@ PairFilter RelationRun::MakePairFilter(const TableRef& left, const TableRef& rig
 }
 
 TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Conditions& conditions) {
+  const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kJoin);
   const SqlRelation& join = *source.relation;
   const bool isInner = join.join == Join::kInner;
   Conditions on = source.conditions;
@@ -397,6 +399,9 @@ void RelationRun::Note(const SqlRelation& join, std::size_t keys, const Table& l
                               : join.join == Join::kRight ? L"right join "
                               : join.join == Join::kFull  ? L"full join "
                                                           : L"join ";
+  if (RunProfile* const profile = RunProfile::Current()) {
+    profile->AddRows(RunProfile::Step::kJoin, left.rowCount + right.rowCount, joined.rowCount);
+  }
   notes_.push_back(kind + left.schema.name + L", " + right.schema.name + L" by " +
                    std::to_wstring(keys) + (keys == 1 ? L" key: " : L" keys: ") +
                    std::to_wstring(left.rowCount) + L" and " + std::to_wstring(right.rowCount) +

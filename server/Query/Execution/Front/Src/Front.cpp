@@ -3,6 +3,7 @@
 #include "ArrowTable.h"
 #include "CalledFunction.h"
 #include "CellText.h"
+#include "CopyFile.h"
 #include "Engine/Engine.h"
 #include "Evaluator.h"
 #include "ResultFormats.h"
@@ -105,6 +106,7 @@ class Session::Impl {
  public:
   Impl() : state_(std::make_shared<State>()) {
     state_->session.SetCancellation(&state_->running->cancellation);
+    state_->session.SetCopyTarget(&OpenCopyFile);
   }
   ~Impl() { state_->running->Stop(); }
   Impl(const Impl&) = delete;
@@ -127,8 +129,10 @@ class Session::Impl {
     sqxer::Session& session = Prepare(parameters);
     KeepingSink sink;
     Execute(session, [&] { session.Execute(sql, sink); });
-    return Result(
-        std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options));
+    auto result =
+        std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options);
+    if (!sink.tag.empty()) result->SetDone(sink.tag, static_cast<std::int64_t>(sink.written));
+    return Result(std::move(result));
   }
   Result Stream(const std::string& sql, const std::vector<std::string>& parameters,
                 const ResultOptions& options) {
@@ -193,7 +197,8 @@ class Session::Impl {
                  .bind = timing.bind,
                  .run = timing.run,
                  .spilledBytes = timing.spilledBytes,
-                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows()};
+                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows(),
+                 .tag = session.GetTag()};
     };
     try {
       run();

@@ -24,6 +24,7 @@ bool FormattedResult::Plan(const std::vector<XeString>& lines) {
 }
 
 void FormattedResult::Print() {
+  if (!hasRows_) return;
   if (plan_.empty()) {
     PrintRows();
   } else {
