@@ -15,6 +15,7 @@
 #include "RelationTypes.h"
 #include "SQXERExprExtract.h"
 #include "Session.h"
+#include "SqlNames.h"
 #include "TableScan.h"
 #include "TableSink.h"
 #include "Utility/Cancellation.h"
@@ -107,15 +108,6 @@ std::shared_ptr<SqlExpression> MakeValue(PlanConstant value, int position) {
   return constant;
 }
 
-SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments, int position) {
-  auto call = std::make_shared<SqlExpression>();
-  call->kind = SqlExpression::Kind::kOperator;
-  call->name = name;
-  call->position = position;
-  call->arguments = std::move(arguments);
-  return call;
-}
-
 /// Whether a comparison asks for one of the values, or for none of them.
 bool IsMembership(const SqlExpression& subquery) {
   return subquery.name == (subquery.use == Use::kAny ? "=" : "<>");
@@ -140,17 +132,18 @@ SqlExpressionPtr CompareAll(const SqlExpression& subquery, std::vector<PlanConst
   if (IsMembership(subquery)) {
     std::vector<SqlExpressionPtr> members{value};
     for (PlanConstant& one : values) members.push_back(MakeValue(std::move(one), position));
-    compared = MakeCall("in", std::move(members), position);
-    if (!isAny) compared = MakeCall("not", {compared}, position);
+    compared = MakeSqlOperator("in", std::move(members), position);
+    if (!isAny) compared = MakeSqlOperator("not", {compared}, position);
   } else {
     for (PlanConstant& one : values) {
-      SqlExpressionPtr next =
-          MakeCall(subquery.name.c_str(), {value, MakeValue(std::move(one), position)}, position);
-      compared = compared ? MakeCall(isAny ? "or" : "and", {compared, next}, position) : next;
+      SqlExpressionPtr next = MakeSqlOperator(
+          subquery.name.c_str(), {value, MakeValue(std::move(one), position)}, position);
+      compared =
+          compared ? MakeSqlOperator(isAny ? "or" : "and", {compared, next}, position) : next;
     }
   }
   // A NULL among them leaves open what no other one has decided.
-  return hasNull ? MakeCall(isAny ? "or" : "and", {compared, unknown}, position) : compared;
+  return hasNull ? MakeSqlOperator(isAny ? "or" : "and", {compared, unknown}, position) : compared;
 }
 
 }  // namespace
@@ -161,18 +154,22 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
   if (known != replaced_.end()) return known->second;
   SqlExpressionPtr made = WithOperands(
       *expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
-  if (made->kind == SqlExpression::Kind::kSubquery)
+  if (correlated_.contains(expression.get())) {
+    // Its place takes a column, later.
+  } else if (made->kind == SqlExpression::Kind::kSubquery) {
     made = ReplaceSubquery(*made, whereParts_.contains(expression.get()));
+  }
   kept_.push_back(expression);
   replaced_[expression.get()] = made;
   return made;
 }
 
-TableRef RelationRun::MakeSubquery(const SqlQuery& query) {
+template <class Make>
+auto RelationRun::WithinSubquery(Make&& make) {
   const Scope scope = scope_;
   const std::vector<const SqlRelation*> around = around_;
   try {
-    return MakeTable(query);
+    return make();
   } catch (const ErrorMessage& error) {
     scope_ = scope;
     around_ = around;
@@ -192,7 +189,8 @@ bool RelationRun::IsKnownAround(const ErrorMessage& error) {
   name.path = {error.GetArguments()[0]};
   if (isTable) name.path.emplace_back();
   // Tables that are made to look into them have none around.
-  const std::vector<const SqlRelation*> around = std::exchange(around_, {});
+  std::vector<const SqlRelation*> around = std::exchange(around_, {});
+  around.resize(std::min(around.size(), readsAround_.value_or(around.size())));
   try {
     return std::ranges::any_of(around, [&](const auto* from) { return HasName(*from, name); });
   } catch (const ErrorMessage&) {
@@ -212,7 +210,7 @@ bool RelationRun::HasName(const SqlRelation& relation, const SqlExpression& name
 }
 
 SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery, bool mayJoin) {
-  const TableRef given = MakeSubquery(*subquery.query);
+  const TableRef given = WithinSubquery([&] { return MakeTable(*subquery.query); });
   const int position = subquery.position;
   if (subquery.use == Use::kExists) return MakeValue({XeBoolean, given->rowCount > 0}, position);
   const std::size_t columns = given->schema.columns.size();

@@ -1,0 +1,425 @@
+// How RelationRun puts columns in the place of subqueries that read columns of a query around them.
+
+#include "RelationCorrelated.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "ColumnGather.h"
+#include "EngineError.h"
+#include "NameScope.h"
+#include "NumberColumn.h"
+#include "PlanError.h"
+#include "RelationSource.h"
+#include "RelationTypes.h"
+#include "TableScan.h"
+#include "WorkRecord.h"
+
+namespace sqxer {
+namespace {
+
+using Use = SqlExpression::SubqueryUse;
+
+/// The table of what subqueries give.
+constexpr const wchar_t* kGivenTag = L"\x01given";
+
+/// NULL for a truth that FindTruths gives.
+constexpr int32 kUnknownTruth = 2;
+
+bool IsNot(const SqlExpression& expression) {
+  return expression.kind == SqlExpression::Kind::kOperator && expression.name == "not" &&
+         expression.arguments.size() == 1;
+}
+
+[[noreturn]] void RefuseSubquery(int position, const wchar_t* what) {
+  ThrowPlanError(kClauseNotUnderstood, position, {what});
+}
+
+/// An aggregate over nothing but columns from outside is one of the query there.
+void RefuseOuterAggregates(const SqlExpression& expression) {
+  if (IsAggregateCall(expression) && !expression.arguments.empty()) {
+    bool areOuter = true;
+    bool isAny = false;
+    for (const SqlExpressionPtr& argument : expression.arguments) {
+      ForEachName(*argument, false, [&](const SqlExpression& name) {
+        areOuter = areOuter && IsOuterName(name);
+        isAny = true;
+      });
+    }
+    if (isAny && areOuter)
+      RefuseSubquery(expression.position, L"an aggregate of the query around in a subquery");
+  }
+  ForEachOperand(expression,
+                 [](const SqlExpressionPtr& operand) { RefuseOuterAggregates(*operand); });
+}
+
+/// The columns by which a SELECT over groups tells them apart.
+std::vector<std::size_t> FindKeyColumns(const SqlSelect& select, const TableSchema& schema) {
+  const NameScope scope(schema, SqlSelect());
+  std::vector<std::size_t> columns;
+  const auto add = [&](const SqlExpression& key) {
+    if (key.kind != SqlExpression::Kind::kName || !scope.HasTable(key)) return false;
+    const int column = scope.FindColumn(key);
+    if (column >= 0) columns.push_back(static_cast<std::size_t>(column));
+    return column >= 0;
+  };
+  for (const SqlExpressionPtr& key : select.groupBy) {
+    if (add(*key)) continue;
+    for (std::size_t i = 0; i < select.items.size(); ++i) {
+      const SqlSelectItem& item = select.items[i];
+      const bool isAlias = key->kind == SqlExpression::Kind::kName && key->path.size() == 1 &&
+                           BaseStringUtil::IsCaseInsensitiveMatch(item.alias, key->path[0]);
+      const bool isPlace =
+          key->kind == SqlExpression::Kind::kLiteral && key->literal.text == std::to_wstring(i + 1);
+      if (isAlias || isPlace) add(*item.expression);
+    }
+  }
+  return columns;
+}
+
+/// Whether GROUP BY names a result.
+bool IsKey(const SqlSelect& select, std::size_t item) {
+  return std::ranges::any_of(select.groupBy, [&](const SqlExpressionPtr& key) {
+    if (key->kind == SqlExpression::Kind::kLiteral)
+      return key->literal.text == std::to_wstring(item + 1);
+    return key->kind == SqlExpression::Kind::kName && key->path.size() == 1 &&
+           BaseStringUtil::IsCaseInsensitiveMatch(select.items[item].alias, key->path[0]);
+  });
+}
+
+}  // namespace
+
+void AddHiddenColumn(Table& table, const XeString& tag, ColumnInfo column) {
+  table.schema.columns.push_back(std::move(column));
+  table.schema.origins.push_back({{tag}, true, table.schema.columns.size() - 1});
+}
+
+void AddHiddenNumbers(Table& table, const XeString& tag, const XeString& name,
+                      std::span<const int32> numbers) {
+  AddHiddenColumn(table, tag, {name, XeInt4Data, sizeof(int32), 0, false});
+  std::size_t first = 0;
+  for (TableChunk& chunk : table.chunks) {
+    chunk.columns.push_back(MakeNumbers<int32>(numbers.subspan(first, chunk.rows)));
+    first += chunk.rows;
+  }
+}
+
+std::vector<uint32> ReadNumbers(const Table& table, std::size_t column) {
+  std::vector<uint32> numbers;
+  numbers.reserve(table.rowCount);
+  WorkRecord record({table.schema.columns[column]});
+  TableScan scan(table.schema, {static_cast<uint16>(column)}, record);
+  const uint8* const value = record.GetData() + record.GetField(0).GetDataOffset();
+  for (const TableChunk& chunk : table.chunks) {
+    scan.Enter(chunk);
+    for (uint64 row = 0; row < chunk.rows; ++row) {
+      scan.Fill(row);
+      std::memcpy(&numbers.emplace_back(), value, sizeof(uint32));
+    }
+  }
+  return numbers;
+}
+
+void RelationRun::MakeBaseRows(Base& base) {
+  Conditions conditions;
+  if (base.select.where) SplitConditions(base.select.where, conditions);
+  base.select.where = nullptr;
+  for (const SqlExpressionPtr& condition : conditions)
+    (HasSubquery(*condition) ? base.late : base.plain).push_back(condition);
+  if (!base.from) {
+    // One row without columns.
+    auto row = std::make_shared<Table>();
+    row->rowCount = 1;
+    row->chunks.push_back({1, {}});
+    AddHiddenNumbers(*row, kGivenTag, L"\x01row", std::vector<int32>{0});
+    base.wide.rows = row;
+    return;
+  }
+  SqlSelect reads = base.select;
+  reads.where = JoinConditions(conditions);
+  for (const Membership& membership : base.memberships)
+    reads.items.push_back({membership.value, {}, 0});
+  const TableRequest wanted = FindReads(reads, base.from.get());
+  const std::unique_ptr<Source> source = MakeSource(*base.from, wanted);
+  // A name that several tables have is an error, whichever of them could apply the condition.
+  for (const SqlExpressionPtr& condition : base.plain) FindNamedColumns(*condition, source->schema);
+  base.wide.rows = MakeRows(*source, wanted, base.plain);
+  for (const Membership& membership : base.memberships)
+    base.wide.rows = Keep(base.wide.rows, wanted, membership);
+}
+
+void RelationRun::ApplyLate(Base& base, bool areNeighboursAlone) {
+  std::erase_if(base.late, [&](const SqlExpressionPtr& condition) {
+    if (areNeighboursAlone && HasOuterName(*condition)) return false;
+    KeepRows(base.wide, condition);
+    return true;
+  });
+}
+
+void RelationRun::KeepRows(Widened& wide, const SqlExpressionPtr& condition) {
+  const bool isNegated = IsNot(*condition);
+  const SqlExpression& subquery = isNegated ? *condition->arguments[0] : *condition;
+  const bool isTruth =
+      subquery.kind == SqlExpression::Kind::kSubquery && subquery.use != Use::kValue;
+  TableRequest all;
+  if (!isTruth) {
+    const SqlExpressionPtr replaced = ReplaceCorrelated(condition, wide, nullptr);
+    wide.rows = KeepTrue(wide.rows, all, {replaced});
+    return;
+  }
+  auto settled = std::make_shared<SqlExpression>(subquery);
+  for (SqlExpressionPtr& operand : settled->arguments)
+    operand = ReplaceCorrelated(operand, wide, nullptr);
+  Outer outer = MakeOuter(*settled, wide, nullptr);
+  const std::vector<int32> truths = FindTruths(*settled, outer);
+  std::vector<uint32> rows;
+  for (std::size_t i = 0; i < truths.size(); ++i) {
+    if (truths[i] == (isNegated ? 0 : 1)) rows.push_back(static_cast<uint32>(i));
+  }
+  if (rows.size() == truths.size()) return;
+  const std::vector<std::size_t> columns = FindWanted(wide.rows->schema, all);
+  wide.rows = TakeRows(*wide.rows, columns, rows);
+}
+
+void RelationRun::ReplaceIn(SqlSelect& select, Widened& wide) {
+  if (!HasSubquery(select)) return;
+  GroupKeys keys;
+  GroupKeys* const groups = MakesGroups(select) ? &keys : nullptr;
+  if (groups != nullptr) keys.columns = FindKeyColumns(select, wide.rows->schema);
+  const auto replace = [&](SqlExpressionPtr& expression, GroupKeys* over) {
+    if (!expression || !HasSubquery(*expression)) return;
+    if (over != nullptr && select.hasGroupingSets)
+      RefuseSubquery(expression->position,
+                     L"a subquery that reads columns of the query around it, with GROUPING SETS");
+    expression = ReplaceCorrelated(expression, wide, over);
+  };
+  for (SqlExpressionPtr& key : select.groupBy) replace(key, nullptr);
+  for (std::size_t i = 0; i < select.items.size(); ++i) {
+    SqlSelectItem& item = select.items[i];
+    const bool isSubquery = item.expression->kind == SqlExpression::Kind::kSubquery;
+    if (isSubquery && item.alias.empty()) item.alias = L"?column?";
+    replace(item.expression, IsKey(select, i) ? nullptr : groups);
+  }
+  for (SqlExpressionPtr& key : select.distinctOn) replace(key, groups);
+  replace(select.having, groups);
+  for (SqlExpressionPtr& key : select.windowKeys) replace(key, groups);
+  for (SqlSortItem& item : select.orderBy) replace(item.expression, groups);
+  select.groupBy.insert(select.groupBy.end(), keys.added.begin(), keys.added.end());
+}
+
+SqlExpressionPtr RelationRun::ReplaceCorrelated(const SqlExpressionPtr& expression, Widened& wide,
+                                                GroupKeys* keys) {
+  if (!HasSubquery(*expression)) return expression;
+  const auto place = std::make_pair(expression.get(), keys != nullptr);
+  const auto known = wide.made.find(place);
+  if (known != wide.made.end()) return known->second;
+  GroupKeys* const within = IsAggregateCall(*expression) ? nullptr : keys;
+  SqlExpressionPtr made = WithOperands(*expression, [&](const SqlExpressionPtr& operand) {
+    return ReplaceCorrelated(operand, wide, within);
+  });
+  if (made->kind == SqlExpression::Kind::kSubquery) made = MakeCorrelated(*made, wide, keys);
+  kept_.push_back(expression);
+  wide.made[place] = made;
+  return made;
+}
+
+SqlExpressionPtr RelationRun::MakeCorrelated(const SqlExpression& subquery, Widened& wide,
+                                             GroupKeys* keys) {
+  Outer outer = MakeOuter(subquery, wide, keys);
+  auto widened = std::make_shared<Table>(*wide.rows);
+  const XeString name = L"\x01" + std::to_wstring(++nextName_);
+  SqlExpressionPtr given = MakeSqlName({kGivenTag, name}, subquery.position);
+  if (keys != nullptr) keys->added.push_back(given);
+  if (subquery.use == Use::kValue) {
+    std::vector<uint32> rows;
+    const TableRef values = FindScalars(subquery, outer, rows);
+    ColumnInfo column = values->schema.columns[0];
+    column.name = name;
+    column.nullable = true;
+    AddHiddenColumn(*widened, kGivenTag, std::move(column));
+    const std::size_t wanted[] = {0};
+    ColumnGather gather(*values, wanted, rows.size());
+    std::span<const uint32> rest = rows;
+    for (TableChunk& chunk : widened->chunks) {
+      TableChunk made;
+      made.rows = 0;
+      gather.Append(rest.first(chunk.rows), made);
+      rest = rest.subspan(chunk.rows);
+      chunk.columns.push_back(std::move(made.columns[0]));
+    }
+    wide.rows = widened;
+    return given;
+  }
+  AddHiddenNumbers(*widened, kGivenTag, name, FindTruths(subquery, outer));
+  wide.rows = widened;
+  const int position = subquery.position;
+  if (subquery.use != Use::kExists)
+    given = MakeSqlFunction("nullif", {given, MakeSqlInteger(kUnknownTruth, position)}, position);
+  return MakeSqlOperator("=", {given, MakeSqlInteger(1, position)}, position);
+}
+
+RelationRun::Outer RelationRun::MakeOuter(const SqlExpression& subquery, const Widened& wide,
+                                          GroupKeys* keys) {
+  const Table& table = *wide.rows;
+  const NameScope scope(table.schema, SqlSelect());
+  Names names;
+  FindOuterNames(*subquery.query, names);
+  std::erase_if(names, [&](const SqlExpression* name) {
+    return name->path.size() > 1 ? !scope.HasTable(*name) : scope.FindColumn(*name) < 0;
+  });
+  for (const SqlExpressionPtr& operand : subquery.arguments) {
+    if (keys != nullptr && HasAggregate(*operand))
+      RefuseSubquery(operand->position,
+                     L"an aggregate compared with a subquery that reads columns of the query "
+                     L"around it");
+    ForEachName(*operand, false, [&](const SqlExpression& name) { names.push_back(&name); });
+  }
+  Outer outer;
+  outer.tag = L"\x01outer" + std::to_wstring(++nextName_);
+  auto rows = std::make_shared<Table>();
+  rows->schema.name = L"outer";
+  rows->rowCount = table.rowCount;
+  for (const TableChunk& chunk : table.chunks) rows->chunks.push_back({chunk.rows, {}});
+  SqlReplacements others;
+  std::map<std::size_t, XeString> taken;
+  for (const SqlExpression* const name : names) {
+    const int found = scope.FindColumn(*name);
+    if (found < 0) scope.ThrowUnknown(*name);
+    const auto column = static_cast<std::size_t>(found);
+    if (keys != nullptr && std::ranges::find(keys->columns, column) == keys->columns.end() &&
+        !(IsOuterName(*name) && name->path[0] == kGivenTag))
+      ThrowPlanError(kColumnNotGrouped, name->position, {table.schema.columns[column].name});
+    XeString& own = taken[column];
+    if (own.empty()) {
+      own = L"\x01" + std::to_wstring(column);
+      ColumnInfo info = table.schema.columns[column];
+      info.name = own;
+      AddHiddenColumn(*rows, outer.tag, std::move(info));
+      for (std::size_t i = 0; i < rows->chunks.size(); ++i)
+        rows->chunks[i].columns.push_back(table.chunks[i].columns[column]);
+    }
+    others[name] = MakeSqlName({outer.tag, own}, name->position);
+  }
+  outer.rows = rows;
+  outer.query = WithReplaced(*subquery.query, others);
+  keptQueries_.push_back(outer.query);
+  ForEachExpression(outer.query->select,
+                    [](const SqlExpressionPtr& expression) { RefuseOuterAggregates(*expression); });
+  if (!subquery.arguments.empty()) outer.operand = WithReplaced(subquery.arguments[0], others);
+  return outer;
+}
+
+std::vector<uint8> RelationRun::MarkRows(const TableRef& outer, const TableRef& members,
+                                         Conditions conditions) {
+  SqlSelect reads;
+  reads.where = JoinConditions(conditions);
+  const TableRequest wanted = FindReads(reads, nullptr);
+  const TableRef right = Filter(members, wanted, conditions);
+  // What decides about outer rows alone.
+  TableRef left = outer;
+  std::vector<uint32> numbers;
+  Conditions ofOuter;
+  std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
+    const bool isTaken = FindNamedColumns(*condition, outer->schema).has_value();
+    if (isTaken) ofOuter.push_back(condition);
+    return isTaken;
+  });
+  if (!ofOuter.empty()) {
+    auto numbered = std::make_shared<Table>(*outer);
+    std::vector<int32> all(outer->rowCount);
+    std::iota(all.begin(), all.end(), 0);
+    AddHiddenNumbers(*numbered, kGivenTag, L"\x01row", all);
+    TableRequest withNumbers = wanted;
+    withNumbers.names.push_back(L"\x01row");
+    left = KeepTrue(numbered, withNumbers, ofOuter);
+    numbers = ReadNumbers(*left, left->schema.columns.size() - 1);
+  }
+  JoinEqualities equalities;
+  TakeEqualities(left, right, conditions, equalities);
+  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, wanted);
+  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, wanted);
+  TableSchema both;
+  AddColumns(*left, leftColumns, both);
+  AddColumns(*right, rightColumns, both);
+  const JoinedRows rows =
+      JoinSides(left, right, equalities, JoinKind::kSemi,
+                MakePairFilter(left, right, both, conditions, leftColumns, rightColumns));
+  notes_.push_back(L"semi join by " + std::to_wstring(equalities.left.size()) +
+                   (equalities.left.size() == 1 ? L" key: " : L" keys: ") +
+                   std::to_wstring(left->rowCount) + L" and " + std::to_wstring(right->rowCount) +
+                   L" rows give " + std::to_wstring(rows.left.size()));
+  std::vector<uint8> marks(outer->rowCount);
+  for (const uint32 row : rows.left) marks[numbers.empty() ? row : numbers[row]] = 1;
+  return marks;
+}
+
+std::vector<int32> RelationRun::FindTruths(const SqlExpression& subquery, Outer& outer) {
+  Members members = MakeMembers(subquery, outer);
+  const auto mark = [&](std::initializer_list<SqlExpressionPtr> more) {
+    Conditions conditions = members.conditions;
+    for (const SqlExpressionPtr& condition : more) SplitConditions(condition, conditions);
+    return MarkRows(outer.rows, members.rows, std::move(conditions));
+  };
+  std::vector<int32> truths(outer.rows->rowCount);
+  const auto set = [&](const std::vector<uint8>& marks, int32 truth) {
+    for (std::size_t i = 0; i < marks.size(); ++i) {
+      if (marks[i] != 0) truths[i] = truth;
+    }
+  };
+  if (subquery.use == Use::kExists) {
+    set(mark({}), 1);
+    return truths;
+  }
+  const bool isAny = subquery.use == Use::kAny;
+  const int position = subquery.position;
+  const auto isNull = [&](const SqlExpressionPtr& value) {
+    return MakeSqlOperator("is null", {value}, position);
+  };
+  const SqlExpressionPtr compared =
+      MakeSqlOperator(subquery.name.c_str(), {outer.operand, members.value}, position);
+  std::ranges::fill(truths, isAny ? 0 : 1);
+  // A comparison is NULL where a side is.
+  set(mark({isNull(members.value)}), kUnknownTruth);
+  set(mark({isNull(outer.operand)}), kUnknownTruth);
+  if (isAny) {
+    set(mark({compared}), 1);
+  } else if (subquery.name == "<>") {
+    set(mark({MakeSqlOperator("=", {outer.operand, members.value}, position)}), 0);
+  } else {
+    set(mark({MakeSqlOperator("not", {compared}, position)}), 0);
+  }
+  return truths;
+}
+
+TableRef RelationRun::FindScalars(const SqlExpression& subquery, Outer& outer,
+                                  std::vector<uint32>& rows) {
+  const SqlSelect& select = outer.query->select;
+  const bool isPlain = outer.query->IsSelect() && !MakesGroups(select) && !HasWindow(select) &&
+                       !select.distinct && select.distinctOn.empty() && !select.limit &&
+                       !select.offset;
+  if (isPlain) {
+    outer.numbers.resize(outer.rows->rowCount);
+    std::iota(outer.numbers.begin(), outer.numbers.end(), 0u);
+  } else {
+    MakeDistinct(outer);
+  }
+  const TableRef values = RunForEach(*outer.query, outer);
+  const std::size_t width = values->schema.columns.size() - 1;
+  if (width != 1) ThrowPlanError(kSubqueryColumns, subquery.position, {std::to_wstring(width)});
+  const std::vector<uint32> numbers = ReadNumbers(*values, width);
+  std::vector<uint32> rowOf(outer.rows->rowCount, kNoJoinRow);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (rowOf[numbers[i]] != kNoJoinRow) {
+      const auto count = std::ranges::count(numbers, numbers[i]);
+      ErrorMessage error(kSubqueryRows, {std::to_wstring(count)});
+      error.SetSourcePosition(subquery.position);
+      SUGThrow(std::move(error));
+    }
+    rowOf[numbers[i]] = static_cast<uint32>(i);
+  }
+  rows.resize(outer.numbers.size());
+  for (std::size_t i = 0; i < rows.size(); ++i) rows[i] = rowOf[outer.numbers[i]];
+  return values;
+}
+
+}  // namespace sqxer
