@@ -171,7 +171,7 @@ SELECT count(*) FROM facts f JOIN (SELECT d * 1.000 AS d, x * 1.0 AS x, n * 1.00
 SELECT a.k FROM relations a WHERE EXISTS (SELECT 1 FROM facts f WHERE f.n = ⟦a.k ¦ k ¦ a.n + v⟧)
 SELECT k, (SELECT max(b.k) FROM relations b WHERE b.n = a.n) FROM relations a ⟦¦ JOIN facts ON false⟧
 SELECT (SELECT ⟦k ¦ relations.k⟧) FROM relations
-SELECT a.k FROM relations a JOIN facts f ON f.n = (SELECT max(b.n) FROM relations b WHERE b.k = ⟦a.k ¦ f.n⟧)
+SELECT a.k FROM relations a JOIN facts f ON f.n = (SELECT max(b.n) FROM relations b WHERE b.k = ⟦a.k ¦ f.n⟧) ORDER BY 1
 SELECT k FROM relations WHERE EXISTS (SELECT ⟦nope ¦ nope.k⟧ FROM facts) ORDER BY k
 SELECT k FROM relations WHERE k ⟦< ¦ > ¦ <= ¦ >= ¦ = ¦ <>⟧ ⟦ANY ¦ ALL⟧ (SELECT ⟦f.n ¦ r.v ¦ i⟧ FROM generate_series(3, 5) i, facts f, relations r WHERE r.n = 2 AND f.g = 'a') ORDER BY k
 SELECT string_agg(g, ',' ORDER BY k * (SELECT ⟦1 ¦ -1⟧)) FROM relations
@@ -231,17 +231,17 @@ SELECT k FROM relations a WHERE ⟦n ¦ n + 1 ¦ k⟧ ⟦IN ¦ NOT IN⟧ (SELECT
 SELECT k, n ⟦IN ¦ NOT IN ¦ = ALL ¦ <> ANY ¦ > ANY ¦ > ALL ¦ <= ANY ¦ <= ALL⟧ (SELECT ⟦n ¦ k⟧ FROM relations b WHERE b.⟦g = a.g ¦ k < a.k ¦ n = a.n ¦ g = 'zz' AND b.k = a.k⟧) AS i FROM relations a ORDER BY k
 SELECT k FROM relations a WHERE v ⟦> ALL ¦ < ANY ¦ >= ALL ¦ <> ALL⟧ (SELECT v FROM relations b WHERE b.⟦n = a.n ¦ g <> a.g ¦ k > a.k AND b.v IS NOT NULL⟧) ORDER BY k
 SELECT k, n IN (SELECT ⟦max(n) FROM relations b WHERE b.g = a.g ¦ max(n) FROM relations b WHERE b.k <= a.k GROUP BY g ¦ DISTINCT n FROM relations b WHERE b.k < a.k ¦ n FROM relations b WHERE b.k < a.k ORDER BY k DESC LIMIT 2 ¦ n FROM relations b WHERE b.k < a.k UNION SELECT k FROM facts f, relations c WHERE f.g = a.g AND c.k = 5⟧) FROM relations a ORDER BY k
-SELECT count(*) FROM facts f WHERE ⟦day ¦ w ¦ d ¦ x ¦ n⟧ ⟦IN ¦ NOT IN⟧ (SELECT ⟦day ¦ w ¦ d ¦ x ¦ n⟧ FROM facts h WHERE h.g = f.g AND h.n ⟦> f.n ¦ = 3⟧)
+SELECT count(*) FROM facts f WHERE ⟦day ¦ at ¦ d ¦ x ¦ n⟧ ⟦IN ¦ NOT IN⟧ (SELECT ⟦day ¦ at ¦ d ¦ x ¦ n⟧ FROM facts h WHERE h.g = f.g AND h.n ⟦> f.n ¦ = 3⟧)
 SELECT g FROM relations a WHERE g IN (SELECT f.g FROM facts f WHERE f.n = a.n AND f.w ⟦IN ('apple', 'pear', 'fig') ¦ > a.g⟧) ⟦AND k > 1 ¦ OR k = 7⟧ ORDER BY k
 SELECT k FROM relations a WHERE (n IN (SELECT k FROM relations b WHERE b.g = a.g)) IS ⟦TRUE ¦ NOT TRUE ¦ NULL ¦ FALSE ¦ UNKNOWN⟧ ORDER BY k
 -- Values over what is around.
 SELECT k, (SELECT ⟦max(v) ¦ count(*) ¦ count(v) ¦ coalesce(sum(v), 0) ¦ sum(n) * 2 + 1 ¦ count(*) + 1 ¦ min(g) ¦ string_agg(b.g, ',' ORDER BY b.k) ¦ avg(n) ¦ count(*) FILTER (WHERE v > 1) ¦ count(DISTINCT n) ¦ max(b.k) - a.k ¦ bool_or(v > 1) ¦ CASE WHEN count(*) = 0 THEN 'none' ELSE max(g) END⟧ FROM relations b WHERE b.⟦n = a.n ¦ g = a.g ¦ k > a.k ¦ n = a.n AND b.k <> a.k ¦ k = -a.k⟧) AS m FROM relations a ORDER BY k
 SELECT k FROM relations a WHERE ⟦k ¦ v⟧ ⟦= ¦ < ¦ >=⟧ (SELECT ⟦max(b.k) ¦ avg(v) ¦ count(*)⟧ FROM relations b WHERE b.⟦g = a.g ¦ n = a.n ¦ n <= a.k⟧) ORDER BY k
 SELECT k, (SELECT b.g FROM relations b WHERE b.k = a.⟦n ¦ k + 1 ¦ n + a.k⟧) AS g2 FROM relations a ORDER BY ⟦k ¦ g2 NULLS FIRST, k ¦ (SELECT b.n FROM relations b WHERE b.k = a.k) DESC NULLS LAST, k⟧
-SELECT k, (SELECT b.k FROM relations b WHERE b.g = a.g) FROM relations a WHERE ⟦k > 5 ¦ k < 3 ¦ g IS NULL ¦ false⟧ ORDER BY k
+SELECT k, (SELECT b.k FROM relations b WHERE b.g = a.g) AS s FROM relations a WHERE ⟦k > 5 ¦ k < 3 ¦ g IS NULL ¦ false⟧ ORDER BY a.k
 SELECT k, (SELECT b.k FROM relations b WHERE b.g = a.g ORDER BY ⟦b.k ¦ b.k DESC ¦ b.v DESC NULLS LAST, k ¦ 1 DESC⟧ LIMIT 1⟦¦ OFFSET 1⟧) AS l FROM relations a ORDER BY k
 SELECT k, (SELECT count(*) FROM (SELECT 1) q WHERE a.n ⟦= 1 ¦ IS NULL ¦ > 1⟧) FROM relations a ORDER BY k
-SELECT k, (SELECT ⟦a.k ¦ a.n + k ¦ upper(g) ¦ a.g || 'x' ¦ NULL ¦ CASE WHEN a.n > 1 THEN 'big' END⟧ ⟦¦ WHERE k > 3 ¦ WHERE n IS NULL⟧) FROM relations a ORDER BY k
+SELECT k, (SELECT ⟦a.k ¦ a.n + k ¦ upper(g) ¦ length(a.g) ¦ NULL ¦ CASE WHEN a.n > 1 THEN 'big' END⟧ ⟦¦ WHERE k > 3 ¦ WHERE n IS NULL⟧) AS s FROM relations a ORDER BY a.k
 SELECT k, (SELECT DISTINCT ⟦b.n ¦ b.g⟧ FROM relations b WHERE b.g = a.g AND b.n = a.n) FROM relations a ORDER BY k
 SELECT k, (SELECT max(b.k) FROM relations b WHERE b.g = a.g GROUP BY b.⟦g ¦ n⟧) FROM relations a WHERE k ⟦< 4 ¦ > 4⟧ ORDER BY k
 SELECT k, (SELECT max(k) FROM relations b WHERE b.g = a.g HAVING ⟦count(*) > 1 ¦ max(b.k) > a.k ¦ count(*) = 0⟧) FROM relations a ORDER BY k
@@ -291,11 +291,11 @@ WITH q AS (SELECT k AS a FROM relations), r AS (SELECT ⟦a ¦ b⟧ FROM q) SELE
 WITH q AS (SELECT 1 UNION SELECT ⟦'a' ¦ 1, 2 ¦ 2⟧) SELECT 1 AS one
 WITH q AS (SELECT ⟦k FROM generate_series(1, 2) ¦ i FROM generate_series(1, 2) i ¦ i.k FROM generate_series(1, 2) i⟧) SELECT 1 AS one
 -- Series of days and moments.
-SELECT * FROM generate_series(⟦DATE '2024-01-31' ¦ TIMESTAMP '2024-01-31 12:30:00'⟧, ⟦DATE '2024-06-30' ¦ TIMESTAMP '2024-05-30 12:30:00' ¦ DATE '2023-01-01'⟧, INTERVAL ⟦'1 month' ¦ '45 days' ¦ '1 month 1 day' ¦ '-1 month' ¦ '1000 hours' ¦ '1 month -1 day'⟧) ORDER BY 1
-SELECT * FROM generate_series(DATE '2024-03-31', DATE ⟦'2023-09-01' ¦ '2024-03-31'⟧, INTERVAL ⟦'-1 month' ¦ '-40 days' ¦ '-1 year'⟧) ORDER BY 1
+SELECT CAST(t AS timestamp) FROM generate_series(⟦DATE '2024-01-31' ¦ TIMESTAMP '2024-01-31 12:30:00'⟧, ⟦DATE '2024-06-30' ¦ TIMESTAMP '2024-05-30 12:30:00' ¦ DATE '2023-01-01'⟧, INTERVAL ⟦'1 month' ¦ '45 days' ¦ '1 month 1 day' ¦ '-1 month' ¦ '1000 hours' ¦ '1 month -1 day'⟧) t ORDER BY 1
+SELECT CAST(t AS timestamp) FROM generate_series(DATE '2024-03-31', DATE ⟦'2023-09-01' ¦ '2024-03-31'⟧, INTERVAL ⟦'-1 month' ¦ '-40 days' ¦ '-1 year'⟧) t ORDER BY 1
 SELECT * FROM generate_series(TIMESTAMP '2024-02-28 22:00:00', TIMESTAMP '2024-02-29 03:00:00', INTERVAL ⟦'1 hour' ¦ '90 minutes' ¦ '0.5 hours' ¦ '1 hour 0.25 seconds'⟧) s (t) WHERE t > DATE '2024-02-29' ORDER BY 1
-SELECT d, count(f.day), sum(f.n) FROM generate_series(DATE '2012-01-01', DATE '2012-01-10', INTERVAL '1 day') s (d) LEFT JOIN facts f ON f.day = d GROUP BY d ORDER BY d
-SELECT count(*), min(d), max(d) FROM generate_series(⟦DATE '2000-02-29' ¦ DATE '1999-12-31' ¦ NULL::date⟧, DATE '2020-02-29', INTERVAL ⟦'1 year' ¦ '1 week' ¦ '3 months'⟧) d
+SELECT CAST(s.t AS date), count(f.day), sum(f.n) FROM generate_series(DATE '2012-01-01', DATE '2012-01-10', INTERVAL '1 day') s (t) LEFT JOIN facts f ON f.day = s.t GROUP BY s.t ORDER BY s.t
+SELECT count(*), CAST(min(d) AS date), CAST(max(d) AS timestamp) FROM generate_series(⟦DATE '2000-02-29' ¦ DATE '1999-12-31' ¦ NULL::date⟧, DATE '2020-02-29', INTERVAL ⟦'1 year' ¦ '1 week' ¦ '3 months'⟧) d
 SELECT * FROM generate_series(DATE '2024-01-01', DATE '2024-01-02', INTERVAL ⟦'0 days' ¦ '1 day -24 hours' ¦ '1 month -30 days'⟧)
 SELECT * FROM generate_series(DATE '2024-01-01', DATE '2024-01-03')
 SELECT * FROM generate_series(DATE '2024-01-01', ⟦5 ¦ DATE '2024-01-03'⟧, 1)

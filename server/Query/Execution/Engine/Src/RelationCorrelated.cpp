@@ -146,6 +146,15 @@ void RelationRun::MakeBaseRows(Base& base) {
   base.wide.rows = MakeRows(*source, wanted, base.plain);
   for (const Membership& membership : base.memberships)
     base.wide.rows = Keep(base.wide.rows, wanted, membership);
+  // Without a row there is no error of a subquery.
+  Conditions constant;
+  std::erase_if(base.plain, [&](const SqlExpressionPtr& condition) {
+    const auto columns = FindNamedColumns(*condition, source->schema);
+    const bool isTaken = columns && columns->empty() && !HasSubquery(*condition);
+    if (isTaken) constant.push_back(condition);
+    return isTaken;
+  });
+  if (!constant.empty()) base.wide.rows = KeepTrue(base.wide.rows, wanted, constant);
 }
 
 void RelationRun::ApplyLate(Base& base, bool areNeighboursAlone) {

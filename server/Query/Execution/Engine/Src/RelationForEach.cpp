@@ -294,25 +294,20 @@ TableRef RelationRun::SelectForEach(Base& base, const Outer& outer) {
   SqlSelect limits;
   limits.limit = std::exchange(select.limit, nullptr);
   limits.offset = std::exchange(select.offset, nullptr);
+  std::vector<SqlSortItem> order = std::exchange(select.orderBy, {});
   if (isLimited) {
-    auto call = std::make_shared<SqlExpression>();
-    call->kind = SqlExpression::Kind::kFunction;
-    call->name = "row_number";
-    call->position = position;
-    auto window = std::make_shared<SqlWindow>();
-    window->position = position;
-    window->partitionBy = {number};
-    for (const SqlSortItem& item : select.orderBy)
-      window->orderBy.push_back({ResolveSortKey(item.expression, select), item.order, item.nulls});
-    call->over = std::move(window);
-    select.items.push_back({std::move(call), L"\x01place", position});
+    for (const SqlSortItem& item : order) {
+      const SqlExpressionPtr key = ResolveSortKey(item.expression, select);
+      select.items.push_back({key, L"\x01key", position});
+    }
   }
-  select.orderBy.clear();
   select.tableAlias.clear();
   const TableRef rows = SelectFrom(sql_, base.wide.rows, std::move(select));
   notes_.push_back(L"subquery for " + std::to_wstring(outer.rows->rowCount) +
                    L" different rows around gives " + std::to_wstring(rows->rowCount));
-  return isLimited ? KeepFirstRows(rows, limits) : rows;
+  if (!isLimited) return rows;
+  limits.orderBy = std::move(order);
+  return KeepFirstRows(rows, limits);
 }
 
 TableRef RelationRun::AddEmptyGroups(const TableRef& rows, const Outer& outer) {
@@ -364,25 +359,43 @@ TableRef RelationRun::AddEmptyGroups(const TableRef& rows, const Outer& outer) {
 }
 
 TableRef RelationRun::KeepFirstRows(const TableRef& rows, const SqlSelect& limits) {
+  // Behind the columns stands the outer row, and then the keys of the order.
+  const std::size_t all = rows->schema.columns.size();
+  const std::size_t width = all - limits.orderBy.size();
   auto named = std::make_shared<Table>(*rows);
-  SqlSelect select;
-  const std::size_t width = rows->schema.columns.size() - 1;
-  named->schema.origins.assign(width + 1, {});
-  for (std::size_t i = 0; i <= width; ++i) {
-    named->schema.columns[i].name = L"\x01" + std::to_wstring(i);
-    if (i < width) select.items.push_back({MakeSqlName({named->schema.columns[i].name}, 0), {}, 0});
+  named->schema.origins.assign(all, {});
+  const auto nameOf = [](std::size_t column) {
+    return MakeSqlName({L"\x01" + std::to_wstring(column)}, 0);
+  };
+  for (std::size_t i = 0; i < all; ++i) named->schema.columns[i].name = nameOf(i)->path[0];
+  auto window = std::make_shared<SqlWindow>();
+  window->partitionBy = {nameOf(width - 1)};
+  for (std::size_t i = width; i < all; ++i) {
+    const SqlSortItem& item = limits.orderBy[i - width];
+    window->orderBy.push_back({nameOf(i), item.order, item.nulls});
   }
-  const SqlExpressionPtr place = MakeSqlName({L"\x01" + std::to_wstring(width)}, 0);
+  auto place = std::make_shared<SqlExpression>();
+  place->kind = SqlExpression::Kind::kFunction;
+  place->name = "row_number";
+  place->over = std::move(window);
+  SqlSelect numbering;
+  SqlSelect select;
+  for (std::size_t i = 0; i < width; ++i) {
+    numbering.items.push_back({nameOf(i), {}, 0});
+    select.items.push_back({nameOf(i), {}, 0});
+  }
+  numbering.items.push_back({place, nameOf(all)->path[0], 0});
+  const TableRef numbered = SelectFrom(sql_, named, std::move(numbering));
   Conditions conditions;
   SqlExpressionPtr last = limits.limit;
   if (limits.offset) {
     const int position = limits.offset->position;
-    conditions.push_back(MakeSqlOperator(">", {place, limits.offset}, position));
+    conditions.push_back(MakeSqlOperator(">", {nameOf(all), limits.offset}, position));
     if (last) last = MakeSqlOperator("+", {last, limits.offset}, position);
   }
-  if (last) conditions.push_back(MakeSqlOperator("<=", {place, last}, last->position));
+  if (last) conditions.push_back(MakeSqlOperator("<=", {nameOf(all), last}, last->position));
   select.where = JoinConditions(conditions);
-  return SelectFrom(sql_, named, std::move(select));
+  return SelectFrom(sql_, numbered, std::move(select));
 }
 
 }  // namespace sqxer

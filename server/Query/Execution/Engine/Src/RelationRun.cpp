@@ -82,7 +82,7 @@ void RelationRun::VisitTexts(const XeString& table, std::size_t column,
 }
 
 XeString RelationRun::FindTextReason(const XeString& table, std::size_t column) {
-  return FindMade(table) ? XeString() : session_.FindTextReason(table, column);
+  return table.empty() || FindMade(table) ? XeString() : session_.FindTextReason(table, column);
 }
 
 LookupSourcePtr RelationRun::FindLookup(const XeString& table) {

@@ -149,7 +149,7 @@ class RelationRun final : public Catalog {
   TableRef SelectForEach(Base& base, const Outer& outer);
   /// Adds the outer rows for which there are no rows, with NULLs, and marks all others.
   TableRef AddEmptyGroups(const TableRef& rows, const Outer& outer);
-  TableRef KeepFirstRows(const TableRef& rows, const SqlSelect& select);
+  TableRef KeepFirstRows(const TableRef& rows, const SqlSelect& limits);
   /// The rows of the table for which all conditions are true, of the columns wanted.
   TableRef KeepTrue(const TableRef& table, const TableRequest& wanted,
                     const Conditions& conditions);

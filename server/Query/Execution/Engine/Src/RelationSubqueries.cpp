@@ -1,25 +1,15 @@
-// How RelationRun replaces subqueries in expressions, and makes the tables of VALUES, of series and
-// of two queries put together.
+// How RelationRun replaces subqueries in expressions.
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
-#include "ColumnGather.h"
 #include "EngineError.h"
 #include "NameScope.h"
-#include "NumberColumn.h"
 #include "PlanConstant.h"
 #include "PlanError.h"
 #include "RelationSource.h"
-#include "RelationTypes.h"
-#include "SQXERExprExtract.h"
-#include "Session.h"
+#include "RelationValues.h"
 #include "SqlNames.h"
-#include "TableScan.h"
-#include "TableSink.h"
-#include "Utility/Cancellation.h"
-#include "WorkRecord.h"
 
 namespace sqxer {
 namespace {
@@ -30,38 +20,6 @@ using Use = SqlExpression::SubqueryUse;
 constexpr uint64 kMostCompared = 40000;
 /// A condition of more values than these is a join.
 constexpr uint64 kMostListed = 500;
-/// The most rows of a series.
-constexpr uint64 kMostSeries = uint64{1} << 28;
-
-/// Reads the values of a column, row after row.
-class ValueReader {
- public:
-  ValueReader(const Table& table, std::size_t column)
-      : table_(table),
-        record_({table.schema.columns[column]}),
-        scan_(table.schema, {static_cast<uint16>(column)}, record_),
-        tree_(BindTree(std::make_unique<Extract>(0), record_.GetStream(), info_)) {}
-
-  /// Calls use(constant) for each row.
-  template <class UseValue>
-  void ForEach(UseValue&& use) {
-    for (const TableChunk& chunk : table_.chunks) {
-      scan_.Enter(chunk);
-      for (uint64 row = 0; row < chunk.rows; ++row) {
-        scan_.Fill(row);
-        // Tables of subqueries have types that constants have.
-        use(EvaluateConstant(*tree_).value());
-      }
-    }
-  }
-
- private:
-  const Table& table_;
-  WorkRecord record_;
-  TableScan scan_;
-  MetaDataInfo info_;
-  std::unique_ptr<RExpression> tree_;
-};
 
 /// The type in which values of a column are computed with; nothing where there are no constants of
 /// it.
@@ -90,14 +48,6 @@ std::optional<XeDataType> ComputedType(XeDataType type) {
       if (!SUXeDataTypeUtility::IsXeTextType(type)) return std::nullopt;
       return XeLongVarCharData;
   }
-}
-
-std::vector<PlanConstant> ReadValues(const Table& table, std::size_t column) {
-  std::vector<PlanConstant> values;
-  ValueReader(table, column).ForEach([&](PlanConstant value) {
-    values.push_back(std::move(value));
-  });
-  return values;
 }
 
 std::shared_ptr<SqlExpression> MakeValue(PlanConstant value, int position) {
@@ -258,62 +208,6 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery, boo
     if (hasNull) compared.push_back({*type, {}});
   }
   return CompareAll(subquery, std::move(compared));
-}
-
-TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
-  const auto refuse = [&] {
-    ThrowPlanError(kSeries, relation.position, {std::to_wstring(kMostSeries)});
-  };
-  if (relation.arguments.size() < 2 || relation.arguments.size() > 3) refuse();
-  SqlSelect select;
-  for (const SqlExpressionPtr& argument : relation.arguments)
-    select.items.push_back({Replace(argument), {}, argument->position});
-  TableSink sink;
-  session_.RunSelect(sql_, select, this, sink, 1);
-  int64 bounds[3] = {0, 0, 1};
-  bool isNull = false;
-  bool isInteger = true;
-  for (std::size_t i = 0; i < relation.arguments.size(); ++i) {
-    const PlanConstant value = ReadValues(sink.GetTable(), i)[0];
-    isNull = isNull || value.IsNull();
-    if (const auto* const small = std::get_if<int32>(&value.value)) {
-      bounds[i] = *small;
-    } else if (const auto* const number = std::get_if<VelmarNumber>(&value.value)) {
-      isInteger = false;
-      if (!number->TryScaled(0, bounds[i])) refuse();
-    } else if (!value.IsNull()) {
-      refuse();
-    }
-  }
-  const auto [first, last, step] = bounds;
-  if (step == 0) refuse();
-  auto table = std::make_shared<Table>();
-  const XeString name = relation.alias.empty() ? relation.table : relation.alias;
-  table->schema.columns.push_back(
-      isInteger ? ColumnInfo{name, XeInt4Data, sizeof(int32), 0, false}
-                : ColumnInfo{name, XeNumericData, sizeof(VelmarNumber), 0, false});
-  const int128 span = int128{last} - first;
-  const bool isEmpty = isNull || (step > 0 ? span < 0 : span > 0);
-  const int128 steps = isEmpty ? -1 : span / step;
-  if (steps + 1 > int128{kMostSeries}) refuse();
-  const auto count = static_cast<uint64>(steps + 1);
-  for (uint64 done = 0; done < count; done += kMostGatheredRows) {
-    Cancellation::Check();
-    TableChunk& chunk = table->chunks.emplace_back();
-    chunk.rows = std::min(kMostGatheredRows, count - done);
-    const auto at = [&](uint64 i) { return static_cast<int64>(first + int128{step} * (done + i)); };
-    if (isInteger) {
-      std::vector<int32> numbers(chunk.rows);
-      for (uint64 i = 0; i < chunk.rows; ++i) numbers[i] = static_cast<int32>(at(i));
-      chunk.columns.push_back(MakeNumbers<int32>(numbers));
-    } else {
-      std::vector<int64> numbers(chunk.rows);
-      for (uint64 i = 0; i < chunk.rows; ++i) numbers[i] = at(i);
-      chunk.columns.push_back(MakeNumbers<int64>(numbers));
-    }
-  }
-  table->rowCount = count;
-  return WithNames(*table, name, {name}, relation.columns, relation.position);
 }
 
 }  // namespace sqxer
