@@ -155,6 +155,8 @@ void RelationRun::MakeBaseRows(Base& base) {
     return isTaken;
   });
   if (!constant.empty()) base.wide.rows = KeepTrue(base.wide.rows, wanted, constant);
+  // From here on all columns can be read.
+  base.wide.rows = WithColumns(*base.wide.rows, FindWanted(base.wide.rows->schema, wanted));
 }
 
 void RelationRun::ApplyLate(Base& base, bool areNeighboursAlone) {
@@ -170,10 +172,9 @@ void RelationRun::KeepRows(Widened& wide, const SqlExpressionPtr& condition) {
   const SqlExpression& subquery = isNegated ? *condition->arguments[0] : *condition;
   const bool isTruth =
       subquery.kind == SqlExpression::Kind::kSubquery && subquery.use != Use::kValue;
-  TableRequest all;
   if (!isTruth) {
     const SqlExpressionPtr replaced = ReplaceCorrelated(condition, wide, nullptr);
-    wide.rows = KeepTrue(wide.rows, all, {replaced});
+    wide.rows = KeepTrue(wide.rows, TableRequest(), {replaced});
     return;
   }
   auto settled = std::make_shared<SqlExpression>(subquery);
@@ -186,7 +187,7 @@ void RelationRun::KeepRows(Widened& wide, const SqlExpressionPtr& condition) {
     if (truths[i] == (isNegated ? 0 : 1)) rows.push_back(static_cast<uint32>(i));
   }
   if (rows.size() == truths.size()) return;
-  const std::vector<std::size_t> columns = FindWanted(wide.rows->schema, all);
+  const std::vector<std::size_t> columns = FindWanted(wide.rows->schema, TableRequest());
   wide.rows = TakeRows(*wide.rows, columns, rows);
 }
 
@@ -237,7 +238,9 @@ SqlExpressionPtr RelationRun::MakeCorrelated(const SqlExpression& subquery, Wide
   Outer outer = MakeOuter(subquery, wide, keys);
   auto widened = std::make_shared<Table>(*wide.rows);
   const XeString name = L"\x01" + std::to_wstring(++nextName_);
-  SqlExpressionPtr given = MakeSqlName({kGivenTag, name}, subquery.position);
+  // No two sides of a join have a table of the same name.
+  const XeString tag = kGivenTag + name;
+  SqlExpressionPtr given = MakeSqlName({tag, name}, subquery.position);
   if (keys != nullptr) keys->added.push_back(given);
   if (subquery.use == Use::kValue) {
     std::vector<uint32> rows;
@@ -245,7 +248,7 @@ SqlExpressionPtr RelationRun::MakeCorrelated(const SqlExpression& subquery, Wide
     ColumnInfo column = values->schema.columns[0];
     column.name = name;
     column.nullable = true;
-    AddHiddenColumn(*widened, kGivenTag, std::move(column));
+    AddHiddenColumn(*widened, tag, std::move(column));
     const std::size_t wanted[] = {0};
     ColumnGather gather(*values, wanted, rows.size());
     std::span<const uint32> rest = rows;
@@ -259,12 +262,29 @@ SqlExpressionPtr RelationRun::MakeCorrelated(const SqlExpression& subquery, Wide
     wide.rows = widened;
     return given;
   }
-  AddHiddenNumbers(*widened, kGivenTag, name, FindTruths(subquery, outer));
+  AddHiddenNumbers(*widened, tag, name, FindTruths(subquery, outer));
   wide.rows = widened;
   const int position = subquery.position;
   if (subquery.use != Use::kExists)
     given = MakeSqlFunction("nullif", {given, MakeSqlInteger(kUnknownTruth, position)}, position);
   return MakeSqlOperator("=", {given, MakeSqlInteger(1, position)}, position);
+}
+
+SqlExpressionPtr RelationRun::ReplaceBySides(const SqlExpressionPtr& expression, Widened& left,
+                                             Widened& right) {
+  if (!HasSubquery(*expression)) return expression;
+  if (expression->kind != SqlExpression::Kind::kSubquery) {
+    return WithOperands(*expression, [&](const SqlExpressionPtr& operand) {
+      return ReplaceBySides(operand, left, right);
+    });
+  }
+  for (Widened* const side : {&left, &right}) {
+    Names others;
+    FindOuterNames(*expression, side->rows->schema, others);
+    if (others.empty()) return ReplaceCorrelated(expression, *side, nullptr);
+  }
+  RefuseSubquery(expression->position,
+                 L"a subquery in the ON of an outer join that reads columns of both sides");
 }
 
 RelationRun::Outer RelationRun::MakeOuter(const SqlExpression& subquery, const Widened& wide,
@@ -291,13 +311,15 @@ RelationRun::Outer RelationRun::MakeOuter(const SqlExpression& subquery, const W
   for (const TableChunk& chunk : table.chunks) rows->chunks.push_back({chunk.rows, {}});
   SqlReplacements others;
   std::map<std::size_t, XeString> taken;
+  const SqlExpression* ungrouped = nullptr;
   for (const SqlExpression* const name : names) {
     const int found = scope.FindColumn(*name);
     if (found < 0) scope.ThrowUnknown(*name);
     const auto column = static_cast<std::size_t>(found);
-    if (keys != nullptr && std::ranges::find(keys->columns, column) == keys->columns.end() &&
-        !(IsOuterName(*name) && name->path[0] == kGivenTag))
-      ThrowPlanError(kColumnNotGrouped, name->position, {table.schema.columns[column].name});
+    const bool isKey = keys == nullptr ||
+                       (IsOuterName(*name) && name->path[0].starts_with(kGivenTag)) ||
+                       std::ranges::find(keys->columns, column) != keys->columns.end();
+    if (!isKey && ungrouped == nullptr) ungrouped = name;
     XeString& own = taken[column];
     if (own.empty()) {
       own = L"\x01" + std::to_wstring(column);
@@ -314,6 +336,8 @@ RelationRun::Outer RelationRun::MakeOuter(const SqlExpression& subquery, const W
   keptQueries_.push_back(outer.query);
   ForEachExpression(outer.query->select,
                     [](const SqlExpressionPtr& expression) { RefuseOuterAggregates(*expression); });
+  if (ungrouped != nullptr)
+    ThrowPlanError(kColumnNotGrouped, ungrouped->position, {ungrouped->path.back()});
   if (!subquery.arguments.empty()) outer.operand = WithReplaced(subquery.arguments[0], others);
   return outer;
 }

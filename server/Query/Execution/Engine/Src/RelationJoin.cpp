@@ -7,8 +7,10 @@
 #include "ColumnGather.h"
 #include "NumberColumn.h"
 #include "PlanError.h"
+#include "RelationCorrelated.h"
 #include "RelationSource.h"
 #include "RelationTypes.h"
+#include "Session.h"
 #include "SqlNames.h"
 
 namespace sqxer {
@@ -46,6 +48,21 @@ JoinKind KindOf(Join join) {
   return JoinKind::kInner;
 }
 
+/// Nobody is told of progress, as long as it lives.
+class Quiet {
+ public:
+  explicit Quiet(RunProgress& progress) : progress_(progress), told_(std::move(progress)) {
+    progress_ = nullptr;
+  }
+  ~Quiet() { progress_ = std::move(told_); }
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+
+ private:
+  RunProgress& progress_;
+  RunProgress told_;
+};
+
 /// The integers from 0 on.
 std::vector<uint32> Iota(std::size_t count) {
   std::vector<uint32> numbers(count);
@@ -64,7 +81,7 @@ TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
                              Conditions& conditions) {
   Conditions mine;
   std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
-    if (!ReadsOnly(*condition, table->schema, false)) return false;
+    if (HasSubquery(*condition) || !ReadsOnly(*condition, table->schema, false)) return false;
     mine.push_back(condition);
     return true;
   });
@@ -138,6 +155,8 @@ PairFilter RelationRun::MakePairFilter(const TableRef& left, const TableRef& rig
     GatherColumns(*right, rightColumns, rightRows, *pairs);
     pairs->rowCount = leftRows.size();
     AddRowNumbers(*pairs, kPair);
+    // The join tells how far it is.
+    const Quiet quiet(session_.runProgress_);
     SqlSelect select;
     select.items.push_back({MakeSqlName({kPair}, 0), {}, 0});
     select.where = condition;
@@ -184,7 +203,21 @@ JoinedRows RelationRun::JoinSides(const TableRef& left, const TableRef& right,
   const KeyColumns leftSide = MakeKeys(left, equalities.left, equalities.types);
   const KeyColumns rightSide = MakeKeys(right, equalities.right, equalities.types);
   return JoinRows({leftSide.table.get(), leftSide.columns},
-                  {rightSide.table.get(), rightSide.columns}, kind, admits);
+                  {rightSide.table.get(), rightSide.columns}, kind, admits, session_.runProgress_);
+}
+
+void RelationRun::WidenSides(Conditions& conditions, const TableRequest& wanted, TableRef& left,
+                             TableRef& right) {
+  const auto hasSubquery = [](const SqlExpressionPtr& part) { return HasSubquery(*part); };
+  if (std::ranges::none_of(conditions, hasSubquery)) return;
+  // All columns of these can be read.
+  Widened sides[2];
+  sides[0].rows = WithColumns(*left, FindWanted(left->schema, wanted));
+  sides[1].rows = WithColumns(*right, FindWanted(right->schema, wanted));
+  for (SqlExpressionPtr& condition : conditions)
+    condition = ReplaceBySides(condition, sides[0], sides[1]);
+  left = sides[0].rows;
+  right = sides[1].rows;
 }
 
 TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Conditions& conditions) {
@@ -206,8 +239,9 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
                                 : join.join == Join::kLeft  ? on
                                 : join.join == Join::kRight ? conditions
                                                             : none;
-  const TableRef left = MakeRows(*source.left, wanted, leftConditions);
-  const TableRef right = MakeRows(*source.right, wanted, rightConditions);
+  TableRef left = MakeRows(*source.left, wanted, leftConditions);
+  TableRef right = MakeRows(*source.right, wanted, rightConditions);
+  WidenSides(on, wanted, left, right);
   const JoinLayout layout = ArrangeColumns(join, left->schema, right->schema);
 
   JoinEqualities equalities;
@@ -232,8 +266,14 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
     (isMine ? others : conditions).push_back(condition);
   }
 
-  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, wanted);
-  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, wanted);
+  TableRequest reads = wanted;
+  for (const SqlExpressionPtr& condition : others) {
+    ForEachName(*condition, false, [&](const SqlExpression& name) {
+      if (IsOuterName(name)) reads.names.push_back(name.path.back());
+    });
+  }
+  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, reads);
+  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, reads);
   auto joined = std::make_shared<Table>();
   AddColumns(*left, leftColumns, joined->schema);
   AddColumns(*right, rightColumns, joined->schema);

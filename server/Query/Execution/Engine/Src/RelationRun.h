@@ -132,6 +132,12 @@ class RelationRun final : public Catalog {
   SqlExpressionPtr ReplaceCorrelated(const SqlExpressionPtr& expression, Widened& wide,
                                      GroupKeys* keys);
   SqlExpressionPtr MakeCorrelated(const SqlExpression& subquery, Widened& wide, GroupKeys* keys);
+  /// The same of a condition of a join, whose subqueries read columns of one side each.
+  SqlExpressionPtr ReplaceBySides(const SqlExpressionPtr& expression, Widened& left,
+                                  Widened& right);
+  /// Takes the subqueries out of the conditions of a join.
+  void WidenSides(Conditions& conditions, const TableRequest& wanted, TableRef& left,
+                  TableRef& right);
   /// The rows for which a condition with subqueries is true.
   void KeepRows(Widened& wide, const SqlExpressionPtr& condition);
   Outer MakeOuter(const SqlExpression& subquery, const Widened& wide, GroupKeys* keys);

@@ -82,6 +82,19 @@ void AddColumns(const Table& table, std::span<const std::size_t> columns, TableS
   }
 }
 
+TableRef WithColumns(const Table& table, std::span<const std::size_t> columns) {
+  auto some = std::make_shared<Table>();
+  some->schema.name = table.schema.name;
+  AddColumns(table, columns, some->schema);
+  some->rowCount = table.rowCount;
+  for (const TableChunk& chunk : table.chunks) {
+    TableChunk& made = some->chunks.emplace_back();
+    made.rows = chunk.rows;
+    for (const std::size_t column : columns) made.columns.push_back(chunk.columns[column]);
+  }
+  return some;
+}
+
 TableRef TakeRows(const Table& table, std::span<const std::size_t> columns,
                   std::span<const uint32> rows) {
   auto taken = std::make_shared<Table>();
@@ -220,11 +233,14 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
       around_.push_back(&relation);
-      if (relation.condition) SplitConditions(Replace(relation.condition), source->conditions);
+      if (relation.condition) {
+        if (HasSubquery(*relation.condition)) NoteCorrelated(*relation.condition, source->schema);
+        SplitConditions(Replace(relation.condition), source->conditions);
+      }
       around_.pop_back();
       // ON knows the tables of its join alone, and those by clear names.
       for (const SqlExpressionPtr& condition : source->conditions) {
-        if (!FindNamedColumns(*condition, source->schema))
+        if (!HasSubquery(*condition) && !FindNamedColumns(*condition, source->schema))
           TypeExpression(*condition, source->schema, *this, parameters_);
       }
       return source;

@@ -19,6 +19,9 @@ TableRef WithoutRows(const TableSchema& schema);
 /// Adds what is known of some columns.
 void AddColumns(const Table& table, std::span<const std::size_t> columns, TableSchema& schema);
 
+/// Some columns of all rows.
+TableRef WithColumns(const Table& table, std::span<const std::size_t> columns);
+
 /// Some columns of some rows.
 TableRef TakeRows(const Table& table, std::span<const std::size_t> columns,
                   std::span<const uint32> rows);

@@ -47,6 +47,8 @@ TextFormat FormatOf(const TextOptions& options) {
 
 Phase PhaseOf(RunPhase phase) {
   switch (phase) {
+    case RunPhase::kJoining:
+      return Phase::kJoining;
     case RunPhase::kGrouping:
       return Phase::kGrouping;
     case RunPhase::kSorting:
