@@ -4,16 +4,15 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <new>
 #include <stdexcept>
-#include <utility>
 
 #include "Engine/Engine.h"
+#include "ErrorLines.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "Progress.h"
+#include "StatementRunner.h"
 
 namespace sqxer {
 namespace {
@@ -22,57 +21,12 @@ using engine::Error;
 using engine::Session;
 using engine::Statement;
 
-/// Writes a line to standard error. One that is full or closed has nobody to tell it to.
-template <class... Parts>
-void PrintLine(fmt::format_string<Parts...> format, Parts&&... parts) {
-  const std::string line = fmt::format(format, std::forward<Parts>(parts)...) + '\n';
-  std::fwrite(line.data(), 1, line.size(), stderr);
-}
-
-/// Where memory has run out the sentence must not need any.
-void PrintOutOfMemory() {
-  constexpr std::string_view kLine = "error: not enough memory for this statement\n";
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
-}
-
-/// What a line quotes may break it, or give orders to the terminal.
-std::string OnOneLine(std::string text) {
-  std::ranges::replace_if(
-      text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  return text;
-}
-
-/// The error as one line, with its place in the whole SQL text.
-void PrintError(const Error& error, const std::string& sql = {}, std::size_t statementOffset = 0) {
-  std::string place;
-  if (error.GetPosition() != Error::kUnknown) {
-    const auto offset = statementOffset + static_cast<std::size_t>(error.GetPosition());
-    const engine::Place at = engine::FindPlace(sql, offset);
-    place = fmt::format("line {}, column {}", at.line, at.column);
-  }
-  if (error.GetRow() != Error::kUnknown) {
-    place += fmt::format("{}input row {}", place.empty() ? "" : ", ", error.GetRow());
-  }
-  PrintLine("error {}: {}{}", error.GetCode(), OnOneLine(error.what()),
-            place.empty() ? "" : " (" + place + ")");
-}
-
 void WarnOfHeader(const std::string& path) {
-  PrintLine(
-      "warning: the first line of \"{}\" looks like data: --header no makes it a row, --header yes "
-      "ends this warning",
-      OnOneLine(path));
-}
-
-void PrintTiming(const engine::RunReport& report, std::size_t statement, int runs) {
-  const auto milliseconds = [](std::chrono::nanoseconds time) {
-    return std::chrono::duration<double, std::milli>(time).count();
-  };
-  PrintLine(
-      "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},\"runs\":{},"
-      "\"spilled_bytes\":{}}}",
-      statement, milliseconds(report.load), milliseconds(report.bind), milliseconds(report.run),
-      runs, report.spilledBytes);
+  PrintWarning(
+      fmt::format("the first line of \"{}\" looks like data: --header no makes it a row, --header "
+                  "yes ends this "
+                  "warning",
+                  path));
 }
 
 void PrintSwitches() {
@@ -84,54 +38,12 @@ void PrintSwitches() {
   WriteOut(text);
 }
 
-/// Runs a statement and writes its result; standard error says what is wrong.
-ExitStatus ExecuteStatement(Session& session, const Options& options, const std::string& text,
-                            const Statement& statement, const engine::WriteText& write) {
-  try {
-    Progress::Start();
-    session.Write(statement.sql, write, options.parameters, options.output);
-    Progress::Clear();
-    return kDone;
-  } catch (const Error& error) {
-    Progress::Clear();
-    PrintError(error, text, statement.offset);
-    return error.IsOfFile() ? kFileFailed : kQueryFailed;
-  } catch (const std::bad_alloc&) {
-    Progress::Clear();
-    PrintOutOfMemory();
-    return kQueryFailed;
-  } catch (const std::length_error&) {
-    Progress::Clear();
-    PrintOutOfMemory();
-    return kQueryFailed;
-  }
-}
-
-/// Runs one statement and prints its result.
-ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
-                        const Statement& statement, std::size_t number, OutputStream& output) {
-  const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
-  bool isParted = !isTable || number == 1;
-  const auto write = [&](std::string_view piece) {
-    if (!std::exchange(isParted, true)) output.Write("\n");
-    output.Write(piece);
-  };
-  const ExitStatus status = ExecuteStatement(session, options, text, statement, write);
-  const engine::RunReport& report = session.GetReport();
-  if (status == kDone) {
-    if (options.timing) PrintTiming(report, number, options.output.runs);
-  } else if (report.writtenRows && output.IsSeenAtOnce()) {
-    PrintLine("error: the result is not complete, it ends after {} rows", *report.writtenRows);
-  }
-  return status;
-}
-
 ExitStatus RunStatements(Session& session, Options options, const std::string& text) {
   OutputStream output(options.out);
   // It shows the bar meanwhile.
   options.output.waitsForEnd = output.IsTerminal();
   if (!engine::IsSqlText(text)) {
-    PrintLine("error: the SQL is not valid UTF-8 text");
+    PrintError("the SQL is not valid UTF-8 text");
     return kQueryFailed;
   }
   const std::vector<Statement> statements = engine::SplitStatements(text);
@@ -155,6 +67,7 @@ ExitStatus RunStatements(Session& session, Options options, const std::string& t
 }
 
 ExitStatus Run(const Options& options) {
+  if (options.errorsAreJson) UseJsonErrors();
   Session session;
   try {
     for (const auto& [name, value] : options.switches) session.Set(name, value);
@@ -224,7 +137,7 @@ ExitStatus Main(int count, char** arguments) {
     return kDone;
   } catch (const OutputError& error) {
     Progress::Clear();
-    PrintLine("error: the result cannot be written: {}", OnOneLine(error.what()));
+    PrintError(fmt::format("the result cannot be written: {}", error.what()));
   }
   return kQueryFailed;
 }
@@ -244,7 +157,7 @@ int main(int count, char** arguments) {
   } catch (const std::length_error&) {
     sqxer::PrintOutOfMemory();
   } catch (const std::exception& error) {
-    sqxer::PrintLine("error: {}", error.what());
+    sqxer::PrintError(std::string(error.what()));
   }
   return sqxer::kQueryFailed;
 }

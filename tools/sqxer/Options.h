@@ -35,6 +35,7 @@ struct Options {
   engine::TextOptions output;
   bool timing = false;
   bool progress = true;
+  bool errorsAreJson = false;
   /// Of what the reference is to be printed: a name, or of all functions when it is empty.
   std::optional<std::string> functions;
   bool showSwitches = false;

@@ -41,6 +41,8 @@ class OutputStream {
   /// Makes the file appear. Throws OutputError.
   void Complete();
   bool IsTerminal() const { return isTerminal_; }
+  /// Whether anything has been written.
+  bool IsBegun() const { return isBegun_; }
   /// Whether what is written is seen by others before Complete.
   bool IsSeenAtOnce() const { return temporary_.empty(); }
 
@@ -53,6 +55,7 @@ class OutputStream {
   std::string temporary_;
   int descriptor_;
   bool isTerminal_ = false;
+  bool isBegun_ = false;
   bool isFile_ = false;
 };
 

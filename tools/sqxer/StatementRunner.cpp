@@ -1,0 +1,79 @@
+#include "StatementRunner.h"
+
+#include <chrono>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "ErrorLines.h"
+#include "Progress.h"
+
+namespace sqxer {
+namespace {
+
+using engine::Error;
+using engine::Session;
+using engine::Statement;
+
+void PrintTiming(const engine::RunReport& report, std::size_t statement, int runs) {
+  const auto milliseconds = [](std::chrono::nanoseconds time) {
+    return std::chrono::duration<double, std::milli>(time).count();
+  };
+  PrintLine(
+      "{{\"statement\":{},\"load_ms\":{:.3f},\"bind_ms\":{:.3f},\"run_ms\":{:.3f},\"runs\":{},"
+      "\"spilled_bytes\":{}}}",
+      statement, milliseconds(report.load), milliseconds(report.bind), milliseconds(report.run),
+      runs, report.spilledBytes);
+}
+
+/// Runs a statement and writes its result; standard error says what is wrong.
+ExitStatus ExecuteStatement(Session& session, const Options& options, const std::string& text,
+                            const Statement& statement, const engine::WriteText& write) {
+  try {
+    Progress::Start();
+    session.Write(statement.sql, write, options.parameters, options.output);
+    Progress::Clear();
+    return kDone;
+  } catch (const Error& error) {
+    Progress::Clear();
+    PrintError(error, text, statement.offset);
+    return error.IsOfFile() ? kFileFailed : kQueryFailed;
+  } catch (const std::bad_alloc&) {
+    Progress::Clear();
+    PrintOutOfMemory();
+    return kQueryFailed;
+  } catch (const std::length_error&) {
+    Progress::Clear();
+    PrintOutOfMemory();
+    return kQueryFailed;
+  }
+}
+
+}  // namespace
+
+ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
+                        const Statement& statement, std::size_t number, OutputStream& output) {
+  if (options.output.format == engine::TextOptions::Format::kSvg && output.IsBegun()) {
+    PrintError(
+        fmt::format("a picture holds one result: statement {} needs one of its own", number));
+    return kQueryFailed;
+  }
+  const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
+  bool isParted = !isTable || number == 1;
+  const auto write = [&](std::string_view piece) {
+    if (!std::exchange(isParted, true)) output.Write("\n");
+    output.Write(piece);
+  };
+  const ExitStatus status = ExecuteStatement(session, options, text, statement, write);
+  const engine::RunReport& report = session.GetReport();
+  if (status == kDone) {
+    if (options.timing) PrintTiming(report, number, options.output.runs);
+  } else if (report.writtenRows && output.IsSeenAtOnce()) {
+    PrintError(
+        fmt::format("the result is not complete, it ends after {} rows", *report.writtenRows));
+  }
+  return status;
+}
+
+}  // namespace sqxer

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "Engine/Engine.h"
+#include "Options.h"
+#include "OutputStream.h"
+
+namespace sqxer {
+
+/// Runs one statement of a text, the `number`-th from 1, and writes its result; standard error says
+/// what is wrong. Throws what the output does.
+ExitStatus RunStatement(engine::Session& session, const Options& options, const std::string& text,
+                        const engine::Statement& statement, std::size_t number,
+                        OutputStream& output);
+
+}  // namespace sqxer

@@ -1,0 +1,25 @@
+#include "Terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+
+namespace sqxer {
+
+std::size_t TerminalWidth() {
+  winsize size{};
+  if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+  return size.ws_col;
+}
+
+bool TakesColour(int descriptor) {
+  const char* const refused = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  const bool isRefused = refused != nullptr && *refused != 0;
+  const bool isPlain = terminal == nullptr || std::string_view(terminal) == "dumb";
+  return isatty(descriptor) && !isRefused && !isPlain;
+}
+
+}  // namespace sqxer

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+
+namespace sqxer {
+
+/// How many columns a line of the terminal has on standard output; 0 where that is none, or does
+/// not tell.
+std::size_t TerminalWidth();
+
+/// Whether what goes to the stream may be coloured: it is a terminal that can, and NO_COLOR is not
+/// set.
+bool TakesColour(int descriptor);
+
+}  // namespace sqxer
