@@ -20,12 +20,6 @@ namespace {
 
 using Use = SqlExpression::SubqueryUse;
 
-/// The table of what subqueries give.
-constexpr const wchar_t* kGivenTag = L"\x01given";
-
-/// NULL for a truth that FindTruths gives.
-constexpr int32 kUnknownTruth = 2;
-
 bool IsNot(const SqlExpression& expression) {
   return expression.kind == SqlExpression::Kind::kOperator && expression.name == "not" &&
          expression.arguments.size() == 1;
@@ -340,88 +334,6 @@ RelationRun::Outer RelationRun::MakeOuter(const SqlExpression& subquery, const W
     ThrowPlanError(kColumnNotGrouped, ungrouped->position, {ungrouped->path.back()});
   if (!subquery.arguments.empty()) outer.operand = WithReplaced(subquery.arguments[0], others);
   return outer;
-}
-
-std::vector<uint8> RelationRun::MarkRows(const TableRef& outer, const TableRef& members,
-                                         Conditions conditions) {
-  SqlSelect reads;
-  reads.where = JoinConditions(conditions);
-  const TableRequest wanted = FindReads(reads, nullptr);
-  const TableRef right = Filter(members, wanted, conditions);
-  // What decides about outer rows alone.
-  TableRef left = outer;
-  std::vector<uint32> numbers;
-  Conditions ofOuter;
-  std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
-    const bool isTaken = FindNamedColumns(*condition, outer->schema).has_value();
-    if (isTaken) ofOuter.push_back(condition);
-    return isTaken;
-  });
-  if (!ofOuter.empty()) {
-    auto numbered = std::make_shared<Table>(*outer);
-    std::vector<int32> all(outer->rowCount);
-    std::iota(all.begin(), all.end(), 0);
-    AddHiddenNumbers(*numbered, kGivenTag, L"\x01row", all);
-    TableRequest withNumbers = wanted;
-    withNumbers.names.push_back(L"\x01row");
-    left = KeepTrue(numbered, withNumbers, ofOuter);
-    numbers = ReadNumbers(*left, left->schema.columns.size() - 1);
-  }
-  JoinEqualities equalities;
-  TakeEqualities(left, right, conditions, equalities);
-  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, wanted);
-  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, wanted);
-  TableSchema both;
-  AddColumns(*left, leftColumns, both);
-  AddColumns(*right, rightColumns, both);
-  const JoinedRows rows =
-      JoinSides(left, right, equalities, JoinKind::kSemi,
-                MakePairFilter(left, right, both, conditions, leftColumns, rightColumns));
-  notes_.push_back(L"semi join by " + std::to_wstring(equalities.left.size()) +
-                   (equalities.left.size() == 1 ? L" key: " : L" keys: ") +
-                   std::to_wstring(left->rowCount) + L" and " + std::to_wstring(right->rowCount) +
-                   L" rows give " + std::to_wstring(rows.left.size()));
-  std::vector<uint8> marks(outer->rowCount);
-  for (const uint32 row : rows.left) marks[numbers.empty() ? row : numbers[row]] = 1;
-  return marks;
-}
-
-std::vector<int32> RelationRun::FindTruths(const SqlExpression& subquery, Outer& outer) {
-  Members members = MakeMembers(subquery, outer);
-  const auto mark = [&](std::initializer_list<SqlExpressionPtr> more) {
-    Conditions conditions = members.conditions;
-    for (const SqlExpressionPtr& condition : more) SplitConditions(condition, conditions);
-    return MarkRows(outer.rows, members.rows, std::move(conditions));
-  };
-  std::vector<int32> truths(outer.rows->rowCount);
-  const auto set = [&](const std::vector<uint8>& marks, int32 truth) {
-    for (std::size_t i = 0; i < marks.size(); ++i) {
-      if (marks[i] != 0) truths[i] = truth;
-    }
-  };
-  if (subquery.use == Use::kExists) {
-    set(mark({}), 1);
-    return truths;
-  }
-  const bool isAny = subquery.use == Use::kAny;
-  const int position = subquery.position;
-  const auto isNull = [&](const SqlExpressionPtr& value) {
-    return MakeSqlOperator("is null", {value}, position);
-  };
-  const SqlExpressionPtr compared =
-      MakeSqlOperator(subquery.name.c_str(), {outer.operand, members.value}, position);
-  std::ranges::fill(truths, isAny ? 0 : 1);
-  // A comparison is NULL where a side is.
-  set(mark({isNull(members.value)}), kUnknownTruth);
-  set(mark({isNull(outer.operand)}), kUnknownTruth);
-  if (isAny) {
-    set(mark({compared}), 1);
-  } else if (subquery.name == "<>") {
-    set(mark({MakeSqlOperator("=", {outer.operand, members.value}, position)}), 0);
-  } else {
-    set(mark({MakeSqlOperator("not", {compared}, position)}), 0);
-  }
-  return truths;
 }
 
 TableRef RelationRun::FindScalars(const SqlExpression& subquery, Outer& outer,

@@ -73,6 +73,12 @@ inline bool IsOuterName(const SqlExpression& name) {
 }
 bool HasOuterName(const SqlExpression& expression);
 
+/// NULL among the truths of FindTruths.
+inline constexpr int32 kUnknownTruth = 2;
+
+/// The table of what subqueries give.
+inline constexpr const wchar_t* kGivenTag = L"\x01given";
+
 /// What stands in a table of one's own.
 inline constexpr const wchar_t* kOuterNumber = L"number";
 inline constexpr const wchar_t* kOuterMark = L"mark";

@@ -13,35 +13,8 @@
 namespace sqxer {
 namespace {
 
-using Use = SqlExpression::SubqueryUse;
-
 [[noreturn]] void RefuseSubquery(int position, const wchar_t* what) {
   ThrowPlanError(kClauseNotUnderstood, position, {what});
-}
-
-/// LIMIT does not matter to whether there is a row, if it is a number of 1 or more.
-bool LimitsRows(const SqlSelect& select, Use use) {
-  if (select.offset) return true;
-  if (!select.limit) return false;
-  const SqlExpression& limit = *select.limit;
-  const bool isCount = limit.kind == SqlExpression::Kind::kLiteral &&
-                       limit.literal.kind == SqlLiteral::Kind::kInteger &&
-                       limit.literal.text.front() != L'-' && limit.literal.text != L"0";
-  return use != Use::kExists || !isCount;
-}
-
-/// Whether a query gives nothing but the rows that its FROM and WHERE give.
-bool GivesRows(const SqlQuery& query, Use use) {
-  const SqlSelect& select = query.select;
-  return query.IsSelect() && !MakesGroups(select) && !HasWindow(select) &&
-         select.distinctOn.empty() && !LimitsRows(select, use);
-}
-
-bool HasOuterSubquery(const SqlExpression& expression) {
-  bool has = expression.kind == SqlExpression::Kind::kSubquery && HasOuterName(expression);
-  ForEachOperand(expression,
-                 [&](const SqlExpressionPtr& operand) { has = has || HasOuterSubquery(*operand); });
-  return has;
 }
 
 /// Aggregates take the rows alone for which a condition is true.
@@ -88,92 +61,6 @@ SqlExpressionPtr ResolveSortKey(const SqlExpressionPtr& key, const SqlSelect& se
 }
 
 }  // namespace
-
-RelationRun::Members RelationRun::MakeMembers(const SqlExpression& subquery, Outer& outer) {
-  const SqlQuery& query = *outer.query;
-  Members members;
-  if (GivesRows(query, subquery.use)) {
-    const Scope scope = scope_;
-    AddCommon(query);
-    Base base = StudyQuery(query);
-    const bool isTogether = std::ranges::any_of(base.select.items, [](const SqlSelectItem& item) {
-      return HasOuterSubquery(*item.expression);
-    });
-    Conditions conditions;
-    if (base.select.where) SplitConditions(base.select.where, conditions);
-    const bool isNested = std::ranges::any_of(
-        conditions, [](const SqlExpressionPtr& part) { return HasOuterSubquery(*part); });
-    if (!isTogether && !isNested) {
-      MakeBaseRows(base);
-      CheckUnused(query);
-      for (const SqlExpressionPtr& condition : base.late) {
-        if (HasOuterName(*condition)) {
-          base.plain.push_back(ReplaceCorrelated(condition, base.wide, nullptr));
-        } else {
-          KeepRows(base.wide, condition);
-        }
-      }
-      for (SqlSelectItem& item : base.select.items)
-        item.expression = ReplaceCorrelated(item.expression, base.wide, nullptr);
-      members.rows = base.wide.rows;
-      members.conditions = std::move(base.plain);
-      // Errors of what is selected are errors where only rows are asked for, too.
-      TableSchema both = members.rows->schema;
-      const TableSchema& more = outer.rows->schema;
-      both.columns.insert(both.columns.end(), more.columns.begin(), more.columns.end());
-      both.origins.insert(both.origins.end(), more.origins.begin(), more.origins.end());
-      SqlExpressionPtr value = base.select.items[0].expression;
-      std::size_t width = 0;
-      for (const SqlSelectItem& item : base.select.items) {
-        if (item.expression->kind != SqlExpression::Kind::kStar) {
-          TypeExpression(*item.expression, both, *this, parameters_);
-          ++width;
-          continue;
-        }
-        for (const int column :
-             NameScope(members.rows->schema, SqlSelect()).ExpandStar(*item.expression)) {
-          const auto at = static_cast<std::size_t>(column);
-          const ColumnOrigin& origin = members.rows->schema.origins[at];
-          std::vector<XeString> path;
-          if (!origin.tables.empty()) path.push_back(origin.tables[0]);
-          path.push_back(members.rows->schema.columns[at].name);
-          value = MakeSqlName(std::move(path), item.position);
-          ++width;
-        }
-      }
-      scope_ = scope;
-      if (subquery.use == Use::kExists) return members;
-      if (width != 1) ThrowPlanError(kSubqueryColumns, subquery.position, {std::to_wstring(width)});
-      members.value = value;
-      return members;
-    }
-    scope_ = scope;
-  }
-  // The operand that is compared is no matter of the query.
-  const TableRef all = outer.rows;
-  MakeDistinct(outer);
-  const TableRef given = RunForEach(query, outer);
-  const std::size_t width = given->schema.columns.size() - 1;
-  if (subquery.use != Use::kExists && width != 1)
-    ThrowPlanError(kSubqueryColumns, subquery.position, {std::to_wstring(width)});
-  const XeString tag = L"\x01given" + std::to_wstring(++nextName_);
-  auto rows = std::make_shared<Table>(*given);
-  rows->schema.origins.assign(width + 1, {{tag}, true});
-  rows->schema.columns[0].name = L"\x01value";
-  rows->schema.columns[width].name = kOuterNumber;
-  members.rows = rows;
-  auto numbered = std::make_shared<Table>(*all);
-  std::vector<int32> numbers(outer.numbers.begin(), outer.numbers.end());
-  AddHiddenNumbers(*numbered, outer.tag, kOuterNumber, numbers);
-  outer.rows = numbered;
-  const int position = subquery.position;
-  members.conditions = {MakeSqlOperator("=",
-                                        {MakeSqlName({outer.tag, kOuterNumber}, position),
-                                         MakeSqlName({tag, kOuterNumber}, position)},
-                                        position)};
-  if (subquery.use != Use::kExists) members.value = MakeSqlName({tag, L"\x01value"}, position);
-  return members;
-}
 
 void RelationRun::MakeDistinct(Outer& outer) {
   const Table& table = *outer.rows;
