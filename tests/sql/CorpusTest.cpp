@@ -109,7 +109,9 @@ class CorpusCase : public testing::Test {
   void TestBody() override {
     const ConfigScope config;
     // Those of the case are put over those that the run as a whole asks for.
-    if (const char* run = std::getenv("SQXER_TEST_SET")) SetSwitch(run);
+    if (const char* run = std::getenv("SQXER_TEST_SET")) {
+      for (const std::string& assignment : Split(run, ',')) SetSwitch(assignment);
+    }
     for (const std::string& assignment : test_.switches) SetSwitch(assignment);
     Session first;
     const TemporaryFolder folder;

@@ -81,9 +81,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58082, 3, "column {0} is {1} on one side and {2} on the other, cast one of them"},
       {58083, 1, "a subquery has to have one column here, and not {0}"},
       {58084, 1,
-       "GENERATE_SERIES takes a first and a last whole number, and perhaps a step that is not 0, "
-       "and "
-       "gives {0} rows at most"},
+       "GENERATE_SERIES takes a first and a last whole number, and perhaps a step that is not 0; "
+       "or "
+       "two dates or timestamps and an interval that is not 0; it gives {0} rows at most"},
       {58090, 3, "the option {0} of COPY takes {1}, not \"{2}\""},
       {58091, 2, "there is no switch \"{0}\"{1}"},
   };

@@ -199,6 +199,11 @@ const SwitchRow kSwitches[] = {
     {"GroupMemory", kSize,
      "Memory that the groups of GROUP BY may take before they are sorted on disk.",
      ShowSize<&SUSystemConfig::groupMemory_>, SetSize<&SUSystemConfig::groupMemory_>},
+    {"JoinMemory", kSize,
+     "Memory that the table may take in which a join looks up the keys of one side. Where it would "
+     "take more, it is made part by part, and both sides are gone through for each part, of which "
+     "there are 64 at most. The result is the same.",
+     ShowSize<&SUSystemConfig::joinMemory_>, SetSize<&SUSystemConfig::joinMemory_>},
     {"TableMemory", kSize,
      "How much of a table of CSV or JSON lines is read into memory, in bytes of its file or of the "
      "text that a pipe or a packed file gives. Of a larger one a statement that reads its rows "

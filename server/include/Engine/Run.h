@@ -9,8 +9,9 @@
 namespace sqxer::engine {
 
 /// What a statement is at. Rows pass through in this order, some phases left out or come to again:
-/// groups may be sorted, and grouped again for DISTINCT.
-enum class Phase : std::uint8_t { kReading, kGrouping, kSorting, kWriting };
+/// groups may be sorted, and grouped again for DISTINCT, and a statement of several queries makes
+/// one after the other.
+enum class Phase : std::uint8_t { kReading, kJoining, kGrouping, kSorting, kWriting };
 
 /// Called now and then while a statement runs, on the thread that runs it, in phases whose length
 /// is known: what of the phase is done, and in all, in bytes or rows. What it throws ends the

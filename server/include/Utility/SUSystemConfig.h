@@ -31,6 +31,7 @@ class XEUTILITY_API SUSystemConfig {
   int firstDayOfWeek_ = kFirstDayOfLocale;
   int fiscalYearStartMonth_ = 1;
   uint64 groupMemory_ = uint64{256} << 20;
+  uint64 joinMemory_ = uint64{256} << 20;
   /// How much text of a table's files is read before rows are no longer kept.
   uint64 tableMemory_ = uint64{64} << 20;
   /// Milliseconds; 0 is any time.

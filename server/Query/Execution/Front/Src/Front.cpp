@@ -77,6 +77,8 @@ TextLayout LayoutOf(const TextOptions& options) {
 
 Phase PhaseOf(RunPhase phase) {
   switch (phase) {
+    case RunPhase::kJoining:
+      return Phase::kJoining;
     case RunPhase::kGrouping:
       return Phase::kGrouping;
     case RunPhase::kSorting:

@@ -128,6 +128,10 @@ TEST_F(TextOutput, TellsWhatAStatementIsAt) {
   for (const auto& [phase, done] : most) phases.push_back(phase);
   EXPECT_THAT(phases,
               ElementsAre(Phase::kReading, Phase::kGrouping, Phase::kSorting, Phase::kWriting));
+  // Joins go through the rows of both sides.
+  EXPECT_FALSE(most.contains(Phase::kJoining));
+  Write("SELECT COUNT(*) FROM t a JOIN (SELECT DISTINCT b FROM t) c ON a.b = c.b");
+  EXPECT_EQ(most[Phase::kJoining], 20001u + 2);
   // Bytes of the file.
   EXPECT_GT(most[Phase::kReading], 20000u * 30);
   const engine::RunReport report = session_.GetReport();
