@@ -25,24 +25,14 @@ constexpr const char* kStandardOutput = "standard output";
 /// The path of a file that is not complete; null for none.
 std::atomic<const char*> unfinished = nullptr;
 
-/// Where a signal ends the process, with the action that it had. That comes back only when the file
-/// is gone: the same signal may come twice, the second time to another thread.
-void RemoveUnfinished(int number) {
-  if (const char* const path = unfinished) unlink(path);
-  signal(number, SIG_DFL);
-  raise(number);
+/// The permissions that a file gets which is made without any wishes.
+mode_t DefaultMode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
 }
 
-void RemoveUnfinishedOnSignals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    // Under nohup a signal stays ignored.
-    if (action.sa_handler != SIG_DFL) continue;
-    action.sa_handler = &RemoveUnfinished;
-    sigaction(signal, &action, nullptr);
-  }
-}
+}  // namespace
 
 void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
   while (!bytes.empty()) {
@@ -57,14 +47,9 @@ void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
   }
 }
 
-/// The permissions that a file gets which is made without any wishes.
-mode_t DefaultMode() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
+void RemoveUnfinishedFile() noexcept {
+  if (const char* const path = unfinished) unlink(path);
 }
-
-}  // namespace
 
 void WriteOut(std::string_view bytes) { WriteAll(STDOUT_FILENO, bytes, kStandardOutput); }
 
@@ -93,7 +78,6 @@ OutputStream::OutputStream(const std::optional<std::string>& path)
 void OutputStream::OpenTemporary() {
   const fs::path path(path_);
   temporary_ = (path.parent_path() / fmt::format(".{}.XXXXXX", path.filename().string())).string();
-  RemoveUnfinishedOnSignals();
   // A signal between the file and its name for the handler would leave the file.
   sigset_t all, before;
   sigfillset(&all);

@@ -21,28 +21,43 @@ class ReaderGone : public std::exception {
   const char* what() const noexcept override { return "the reader of the output has gone"; }
 };
 
+/// Writes all of it to what is called `name` in errors. Throws OutputError or ReaderGone.
+void WriteAll(int descriptor, std::string_view bytes, const std::string& name);
+
 /// Writes to standard output, all of it. Throws OutputError or ReaderGone.
 void WriteOut(std::string_view bytes);
 
+/// Removes the file of an OutputStream that is not complete. From the handler of a signal alone,
+/// behind which the process ends.
+void RemoveUnfinishedFile() noexcept;
+
+/// Takes the results of statements.
+class ResultWriter {
+ public:
+  virtual ~ResultWriter() = default;
+  /// Writes all of it. Throws OutputError or ReaderGone.
+  virtual void Write(std::string_view bytes) = 0;
+  /// Whether what is written is seen by others before all results are there.
+  virtual bool IsSeenAtOnce() const = 0;
+};
+
 /// Standard output, or a file that appears when all results are complete; until then an older one
 /// of that name stays.
-class OutputStream {
+class OutputStream final : public ResultWriter {
  public:
   /// `path` is that of the file; nothing: standard output. Pipes and devices are written to at
   /// once. Throws OutputError.
   explicit OutputStream(const std::optional<std::string>& path);
   /// Removes a file that is not complete.
-  ~OutputStream();
+  ~OutputStream() override;
   OutputStream(const OutputStream&) = delete;
   OutputStream& operator=(const OutputStream&) = delete;
 
-  /// Writes all of it. Throws OutputError or ReaderGone.
-  void Write(std::string_view bytes);
+  void Write(std::string_view bytes) override;
   /// Makes the file appear. Throws OutputError.
   void Complete();
   bool IsTerminal() const { return isTerminal_; }
-  /// Whether what is written is seen by others before Complete.
-  bool IsSeenAtOnce() const { return temporary_.empty(); }
+  bool IsSeenAtOnce() const override { return temporary_.empty(); }
 
  private:
   void OpenTemporary();

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+#include "OutputStream.h"
+
+namespace sqxer {
+
+/// Writes to the terminal, and what has more lines than it through the program of the environment's
+/// PAGER. One that is left early has had enough: writing to it throws ReaderGone.
+class PagedOutput final : public ResultWriter {
+ public:
+  PagedOutput();
+  /// Waits for the pager's end.
+  ~PagedOutput() override;
+  PagedOutput(const PagedOutput&) = delete;
+  PagedOutput& operator=(const PagedOutput&) = delete;
+
+  void Write(std::string_view bytes) override;
+  bool IsSeenAtOnce() const override { return true; }
+  /// Nothing more comes: shows what is left, and waits until the pager is left. Throws OutputError
+  /// or ReaderGone.
+  void Finish();
+
+ private:
+  void Start();
+  void WaitForPager() noexcept;
+
+  OutputStream terminal_{std::nullopt};
+  /// Empty for none.
+  std::string program_;
+  std::size_t lines_ = 0;
+  std::size_t mostLines_;
+  /// What may still fit on the terminal.
+  std::string held_;
+  int pipe_ = -1;
+  pid_t pager_ = -1;
+};
+
+}  // namespace sqxer
