@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "Interruption.h"
 #include "Progress.h"
 #include "Terminal.h"
 
@@ -28,7 +29,7 @@ void PagedOutput::Write(std::string_view bytes) {
     WriteAll(pipe_, bytes, "PAGER");
     return;
   }
-  if (program_.empty()) return terminal_.Write(bytes);
+  if (program_.empty()) return WriteToTerminal(bytes);
   held_ += bytes;
   lines_ += static_cast<std::size_t>(std::ranges::count(bytes, '\n'));
   // The prompt takes a line.
@@ -37,14 +38,25 @@ void PagedOutput::Write(std::string_view bytes) {
   const std::string held = std::exchange(held_, {});
   if (pipe_ >= 0) return WriteAll(pipe_, held, "PAGER");
   program_.clear();
-  terminal_.Write(held);
+  WriteToTerminal(held);
+}
+
+void PagedOutput::WriteToTerminal(std::string_view bytes) {
+  // A terminal takes its time.
+  constexpr std::size_t kPiece = 4096;
+  while (!bytes.empty()) {
+    if (Interruption::GetSignal() != 0) throw ShowingInterrupted();
+    const std::string_view piece = bytes.substr(0, kPiece);
+    terminal_.Write(piece);
+    bytes.remove_prefix(piece.size());
+  }
 }
 
 void PagedOutput::Finish() {
   WaitForPager();
   const std::string held = std::exchange(held_, {});
   lines_ = 0;
-  if (!held.empty()) terminal_.Write(held);
+  if (!held.empty()) WriteToTerminal(held);
 }
 
 void PagedOutput::Start() {

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -9,8 +10,15 @@
 
 namespace sqxer {
 
+/// A signal has come while a result was shown.
+class ShowingInterrupted : public std::exception {
+ public:
+  const char* what() const noexcept override { return "cancelled"; }
+};
+
 /// Writes to the terminal, and what has more lines than it through the program of the environment's
-/// PAGER. One that is left early has had enough: writing to it throws ReaderGone.
+/// PAGER. One that is left early has had enough: writing to it throws ReaderGone. A signal ends
+/// what is written to the terminal itself: ShowingInterrupted.
 class PagedOutput final : public ResultWriter {
  public:
   PagedOutput();
@@ -27,6 +35,7 @@ class PagedOutput final : public ResultWriter {
 
  private:
   void Start();
+  void WriteToTerminal(std::string_view bytes);
   void WaitForPager() noexcept;
 
   OutputStream terminal_{std::nullopt};

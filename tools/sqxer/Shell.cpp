@@ -148,6 +148,8 @@ void Shell::RunCommand(std::string_view line) {
     RunShellCommand(*this, line);
   } catch (const Error& error) {
     PrintFailure(error);
+  } catch (const ShowingInterrupted&) {
+    PrintLine("error: cancelled");
   } catch (const ReaderGone&) {
     // Whoever left the pager has seen enough.
   } catch (const OutputError& error) {
@@ -183,6 +185,8 @@ void Shell::RunOne(const std::string& text, const Statement& statement) {
     const std::chrono::duration<double, std::milli> time = Clock::now() - start;
     terminal.Finish();
     if (options_.timing) WriteOut(fmt::format("Time: {:.1f} ms\n", time.count()));
+  } catch (const ShowingInterrupted&) {
+    PrintLine("error: cancelled");
   } catch (const ReaderGone&) {
     Progress::Clear();
   } catch (const OutputError& error) {

@@ -13,6 +13,8 @@ void Cancellation::Check() {
   if (current != nullptr && current->IsRequested()) SUGThrow(ErrorMessage(kCancelled));
 }
 
+const Cancellation* Cancellation::OfThread() noexcept { return current; }
+
 CancellationScope::CancellationScope(const Cancellation* cancellation)
     : outer_(std::exchange(Cancellation::current, cancellation)) {}
 
