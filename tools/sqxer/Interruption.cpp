@@ -119,6 +119,7 @@ void Interruption::ServeShell() {
 int Interruption::GetSignal() { return taken; }
 
 void Interruption::Clear() {
+  Drain();
   int ctrlC = SIGINT;
   taken.compare_exchange_strong(ctrlC, 0);
 }
@@ -127,6 +128,7 @@ int Interruption::GetWakeDescriptor() { return wake; }
 
 void Interruption::Drain() {
   std::uint64_t count = 0;
+  if (wake < 0) return;
   [[maybe_unused]] const ssize_t got = read(wake, &count, sizeof count);
 }
 

@@ -80,6 +80,8 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
 
   CLI::App app(kDescription, "sqxer");
   app.footer(MakeFooter());
+  // Told of with the other pages.
+  app.set_help_flag();
   app.add_option("arguments", options.arguments,
                  "The statement or statements; and files that are tables, each by its bare name")
       ->option_text("[FILE...] [SQL]");
@@ -171,7 +173,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
           ->type_name("[NAME]")
           ->expected(0, 1);
   app.add_flag("--help-switches", options.showSwitches, "Print the switches of --set and exit");
-  app.get_help_ptr()->group("Reference");
+  app.set_help_flag("-h,--help", "Print this help and exit")->group("Reference");
   app.set_version_flag("--version", engine::GetVersion(), "Print the version and exit")
       ->group("Reference");
   // The build makes the manual of it.
