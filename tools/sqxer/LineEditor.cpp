@@ -79,6 +79,8 @@ struct LineEditor::Impl {
       const std::size_t result = std::mbrtowc(out, &byte, 1, &state);
       // A byte of no character is left out.
       if (result == static_cast<std::size_t>(-1)) state = {};
+      // Ctrl-D that was typed while a statement ran has become a zero.
+      if (result == 0) *out = L'\x04';
       if (result <= 1) return 1;
     }
   }
@@ -155,6 +157,8 @@ LineEditor::~LineEditor() {
 LineEditor::Outcome LineEditor::Read(const std::string& prompt, std::string& line) {
   impl_->prompt = prompt;
   int length = 0;
+  // Before the prompt is shown, at which a key may be pressed at once.
+  el_set(impl_->editor, EL_PREP_TERM, 1);
   const char* const text = el_gets(impl_->editor, &length);
   if (text != nullptr && length > 0) {
     line.assign(text, static_cast<std::size_t>(length));

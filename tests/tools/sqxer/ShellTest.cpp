@@ -38,7 +38,8 @@ TEST_F(ShellOnTerminal, RunsStatementsOfOneAndSeveralLinesWhateverTheTerminal) {
     SCOPED_TRACE(term);
     Terminal terminal(folder_.Path(), {}, {.environment = {{"TERM", term}}});
     EXPECT_THAT(terminal.WaitFor(kPrompt), HasSubstr("\\? lists the commands"));
-    EXPECT_THAT(terminal.Run("SELECT 41 + 1 AS x;"), HasSubstr("\r\n  x\r\n----\r\n 42\r\n(1 row)"));
+    EXPECT_THAT(terminal.Run("SELECT 41 + 1 AS x;"),
+                HasSubstr("\r\n  x\r\n----\r\n 42\r\n(1 row)"));
     terminal.Type("SELECT ';' AS a, /* ; */\n");
     terminal.WaitFor(kContinued);
     terminal.Type("$$;$$ AS b, 'x\n");
@@ -181,6 +182,17 @@ TEST_F(ShellOnTerminal, CtrlCEndsAStatementAtOnce) {
   EXPECT_THAT(terminal.Run("SELECT 41 + 1 AS x;"),
               testing::AllOf(HasSubstr(" 42\r\n"), Not(HasSubstr("went on"))));
   terminal.Type("\\q\n");
+  EXPECT_EQ(terminal.WaitForEnd(), 0);
+}
+
+TEST_F(ShellOnTerminal, TakesWhatIsTypedWhileAStatementRuns) {
+  Terminal terminal(folder_.Path(), {});
+  terminal.WaitFor(kPrompt);
+  terminal.Type("SELECT SUM(x % 7) FROM generate_series(1, 10000000) AS a(x);\n");
+  terminal.WaitFor("\r\n");
+  terminal.Type(std::string("SELECT 41 + 1 AS x;\n") + kCtrlD);
+  terminal.WaitFor("(1 row)");
+  EXPECT_THAT(terminal.WaitFor("(1 row)"), HasSubstr(" 42\r\n"));
   EXPECT_EQ(terminal.WaitForEnd(), 0);
 }
 
