@@ -12,6 +12,7 @@ class Error(Exception):
 
     `code` is its number, `sql` the statement (None without one), `position` the place in it, in
     characters from 0, and `row` the number of the input row, from 1, each None where it is unknown.
+    `inputs` has the columns that the failed expression reads, and the texts of their values.
     """
 
     def __init__(
@@ -21,12 +22,14 @@ class Error(Exception):
         sql: str | None = None,
         position: int | None = None,
         row: int | None = None,
+        inputs: dict[str, str] | None = None,
     ) -> None:
         super().__init__(message)
         self.code = code
         self.sql = sql
         self.position = position
         self.row = row
+        self.inputs = inputs or {}
 
     def __str__(self) -> str:
         """The sentence, and the line of SQL with a mark under the place."""
@@ -40,11 +43,13 @@ class Error(Exception):
             end = self.sql.find("\n", self.position)
             line = self.sql[start : None if end < 0 else end]
             text += f"\n  {line}\n  {' ' * (self.position - start)}^"
+        if self.inputs:
+            text += "\n  " + ", ".join(f"{name} = {value}" for name, value in self.inputs.items())
         return text
 
     def __reduce__(self) -> tuple[object, ...]:
         """Errors travel from workers."""
-        return (type(self), (self.args[0], self.code, self.sql, self.position, self.row))
+        return (type(self), (self.args[0], self.code, self.sql, self.position, self.row, self.inputs))
 
 
 class InterfaceError(Error):
@@ -92,7 +97,16 @@ def _kind_of(code: int, row: int) -> type[Error]:
     return ProgrammingError
 
 
-def make_error(code: int, message: str, sql: str, position: int, row: int) -> Error:
+def make_error(
+    code: int,
+    message: str,
+    sql: str,
+    position: int,
+    row: int,
+    inputs: dict[str, str] | None = None,
+) -> Error:
     """The exception of an error; unknown numbers are negative, `position` counts bytes."""
     place = len(sql.encode()[:position].decode(errors="ignore")) if position >= 0 else None
-    return _kind_of(code, row)(message, code, sql or None, place, row if row >= 0 else None)
+    return _kind_of(code, row)(
+        message, code, sql or None, place, row if row >= 0 else None, inputs
+    )

@@ -247,9 +247,13 @@ void TranslateError(const std::exception_ptr& thrown, void*) {
   try {
     std::rethrow_exception(thrown);
   } catch (const engine::Error& error) {
+    nb::dict inputs;
+    for (const engine::Error::Input& input : error.GetInputs())
+      inputs[nb::str(input.column.c_str(), input.column.size())] =
+          nb::str(input.value.c_str(), input.value.size());
     const nb::object raised = nb::module_::import_("sqxer.errors")
                                   .attr("make_error")(error.GetCode(), error.what(), error.GetSql(),
-                                                      error.GetPosition(), error.GetRow());
+                                                      error.GetPosition(), error.GetRow(), inputs);
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(raised.ptr())), raised.ptr());
   }
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Capture.h"
-#include "ResultFormats.h"
+#include "LineFormats.h"
 
 namespace sqxer::test {
 
@@ -34,7 +34,7 @@ class CsvCopy : public CapturingSink {
     std::string text;
   };
   TextOutput output_;
-  CsvResult csv_{output_, true};
+  CsvResult csv_{output_, TextLayout()};
 };
 
 }  // namespace sqxer::test

@@ -62,7 +62,7 @@ ExitStatus RunBatch(Session& session, Options options) {
   bool isNothing = true;
   for (std::string& text : texts) {
     if (!engine::IsSqlText(text)) {
-      PrintLine("error: the SQL is not valid UTF-8 text");
+      PrintError("the SQL is not valid UTF-8 text");
       return kQueryFailed;
     }
     std::vector<Statement> statements = engine::SplitStatements(text);

@@ -8,8 +8,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <string_view>
 
+#include "ErrorLines.h"
 #include "OutputStream.h"
 
 namespace sqxer {
@@ -44,10 +44,7 @@ void SetTimer(long nanoseconds) {
 /// Leaves nothing behind: other temporary files have no names.
 [[noreturn]] void EndAtOnce(int number) {
   RemoveUnfinishedFile();
-  if (running != nullptr) {
-    constexpr std::string_view kLine = "error: cancelled\n";
-    [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, kLine.data(), kLine.size());
-  }
+  if (running != nullptr) PrintCancelled();
   Interruption::EndBy(number);
 }
 

@@ -64,13 +64,14 @@ bool IsForShell(const Options& options) {
 }
 
 ExitStatus Run(Options options) {
+  if (options.errorsAreJson) UseJsonErrors();
   Session session;
   std::vector<KnownTable> opened;
   try {
     opened = SortArguments(options);
     SetUp(session, options, opened);
   } catch (const ArgumentError& error) {
-    PrintLine("error: {}", error.what());
+    PrintError(std::string(error.what()));
     return error.GetStatus();
   } catch (const Error& error) {
     PrintError(error);
@@ -121,7 +122,7 @@ ExitStatus Main(int count, char** arguments) {
     return kDone;
   } catch (const OutputError& error) {
     Progress::Clear();
-    PrintLine("error: the result cannot be written: {}", OnOneLine(error.what()));
+    PrintError(fmt::format("the result cannot be written: {}", error.what()));
   }
   return kQueryFailed;
 }
@@ -141,7 +142,7 @@ int main(int count, char** arguments) {
   } catch (const std::length_error&) {
     sqxer::PrintOutOfMemory();
   } catch (const std::exception& error) {
-    sqxer::PrintLine("error: {}", error.what());
+    sqxer::PrintError(std::string(error.what()));
   }
   return sqxer::kQueryFailed;
 }

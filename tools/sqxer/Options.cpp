@@ -14,6 +14,7 @@
 #include "Engine/Reference.h"
 #include "HelpText.h"
 #include "OutputStream.h"
+#include "Terminal.h"
 
 namespace sqxer {
 namespace {
@@ -41,6 +42,8 @@ std::string CheckCount(const std::string& text) {
   return fmt::format("must be a whole number above 0 and not {}", text);
 }
 
+std::string CheckRows(const std::string& text) { return text == "all" ? "" : CheckCount(text); }
+
 std::string CheckThreads(const std::string& text) {
   // More than any machine has cores, and few enough to be started.
   constexpr int kMostThreads = 1024;
@@ -67,7 +70,10 @@ char ReadDelimiter(const std::string& text) {
 const std::map<std::string, engine::TextOptions::Format>& OutputFormats() {
   using Format = engine::TextOptions::Format;
   static const std::map<std::string, Format> formats = {
-      {"table", Format::kTable}, {"csv", Format::kCsv}, {"json", Format::kJsonLines}};
+      {"table", Format::kTable},    {"line", Format::kLines},      {"markdown", Format::kMarkdown},
+      {"html", Format::kHtml},      {"csv", Format::kCsv},         {"tsv", Format::kTsv},
+      {"json", Format::kJsonLines}, {"jsonl", Format::kJsonLines}, {"chart", Format::kChart},
+      {"svg", Format::kSvg}};
   return formats;
 }
 
@@ -75,7 +81,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   Options options;
   options.threads = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::string> tables, schemas, switches;
-  std::string delimiter, header;
+  std::string delimiter, header, plot, rows, errors;
   std::string format;
 
   CLI::App app(kDescription, "sqxer");
@@ -131,14 +137,28 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       ->type_name("NAME");
 
   app.option_defaults()->group("Results");
-  app.add_option("-o,--output", format,
-                 "table (default on a terminal), csv (default elsewhere), json (an object a line)")
+  app.add_option(
+         "-o,--output", format,
+         "table (default on a terminal), line (a column a line), markdown, html, csv (default "
+         "elsewhere), tsv, json or jsonl (an object a line), chart (bars or lines of "
+         "characters), svg (the same as a picture)")
       ->type_name("FORMAT")
       ->check(CLI::IsMember(OutputFormats()));
   app.add_option("--out", options.out,
                  "The file of the results, which appears when all are complete (default: standard "
                  "output, where csv and json are written as they come)")
       ->type_name("FILE");
+  app.add_option("--plot", plot,
+                 "Draw the result into a file, as -o svg --out FILE does: the columns of numbers "
+                 "over the first one, bars for labels, lines for numbers and times")
+      ->type_name("FILE.svg")
+      ->excludes("--out")
+      ->excludes("--output");
+  app.add_option("--rows", rows,
+                 "How many rows -o table and -o line show, or all (default: 40 on a terminal, all "
+                 "elsewhere)")
+      ->type_name("N")
+      ->check(&CheckRows);
   app.add_flag_callback(
       "--no-header", [&] { options.output.hasHeader = false; }, "No header line in csv output");
 
@@ -152,6 +172,12 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option("--set", switches, "Set a configuration switch (see --help-switches)")
       ->type_name("SWITCH=VALUE")
       ->allow_extra_args(false);
+  app.add_option(
+         "--errors", errors,
+         "text (default), or json: an object a line with code, message, line, column, offset, "
+         "row, inputs and sql")
+      ->type_name("FORM")
+      ->check(CLI::IsMember({"text", "json"}));
   app.add_option("--repeat", options.output.runs,
                  "Run each statement N times over the loaded table")
       ->type_name("N")
@@ -191,6 +217,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     options.switches = Split(switches, "--set", "SWITCH=VALUE");
     if (app.count("--delimiter") > 0) options.files.delimiter = ReadDelimiter(delimiter);
     if (functions->count() > 0) options.functions = function;
+    options.errorsAreJson = errors == "json";
     options.isHeaderGiven = !header.empty();
     options.files.hasHeader = header != "no";
   } catch (const CLI::Success& success) {
@@ -203,9 +230,20 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     std::fputs(line.c_str(), stderr);
     return kWrongOptions;
   }
+  if (!plot.empty()) {
+    options.out = plot;
+    format = "svg";
+  }
   options.isFormatGiven = !format.empty();
-  if (format.empty()) format = !options.out && isatty(STDOUT_FILENO) ? "table" : "csv";
+  const bool isOnTerminal = !options.out && isatty(STDOUT_FILENO);
+  if (format.empty()) format = isOnTerminal ? "table" : "csv";
   options.output.format = OutputFormats().at(format);
+  if (isOnTerminal) {
+    options.output.width = TerminalWidth();
+    options.output.mostRows = kRowsOnTerminal;
+  }
+  options.areRowsGiven = !rows.empty();
+  if (options.areRowsGiven) options.output.mostRows = rows == "all" ? 0 : std::stoull(rows);
   return options;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -39,8 +40,11 @@ struct Options {
   engine::TextOptions output;
   /// Whether a format was asked for; by default it depends on where the results go.
   bool isFormatGiven = false;
+  /// Whether it was said how many rows are shown.
+  bool areRowsGiven = false;
   bool timing = false;
   bool progress = true;
+  bool errorsAreJson = false;
   /// Of what the reference is to be printed: a name, or of all functions when it is empty.
   std::optional<std::string> functions;
   bool showSwitches = false;
@@ -48,6 +52,9 @@ struct Options {
 
 /// The exit statuses of the command.
 enum ExitStatus { kDone = 0, kQueryFailed = 1, kWrongOptions = 2, kFileFailed = 3 };
+
+/// Longer results end on a terminal after so many, unless asked.
+constexpr std::uint64_t kRowsOnTerminal = 40;
 
 /// The formats of results by the names that people give them.
 const std::map<std::string, engine::TextOptions::Format>& OutputFormats();

@@ -98,6 +98,7 @@ OutputStream::~OutputStream() {
 }
 
 void OutputStream::Write(std::string_view bytes) {
+  isBegun_ = true;
   // What reads it may show it on the bar's terminal.
   if (!isFile_) Progress::Stop();
   WriteAll(descriptor_, bytes, name_);

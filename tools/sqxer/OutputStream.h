@@ -39,6 +39,8 @@ class ResultWriter {
   virtual void Write(std::string_view bytes) = 0;
   /// Whether what is written is seen by others before all results are there.
   virtual bool IsSeenAtOnce() const = 0;
+  /// Whether anything has been written.
+  virtual bool IsBegun() const = 0;
 };
 
 /// Standard output, or a file that appears when all results are complete; until then an older one
@@ -57,6 +59,7 @@ class OutputStream final : public ResultWriter {
   /// Makes the file appear. Throws OutputError.
   void Complete();
   bool IsTerminal() const { return isTerminal_; }
+  bool IsBegun() const override { return isBegun_; }
   bool IsSeenAtOnce() const override { return temporary_.empty(); }
 
  private:
@@ -68,6 +71,7 @@ class OutputStream final : public ResultWriter {
   std::string temporary_;
   int descriptor_;
   bool isTerminal_ = false;
+  bool isBegun_ = false;
   bool isFile_ = false;
 };
 

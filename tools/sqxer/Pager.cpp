@@ -25,6 +25,7 @@ PagedOutput::PagedOutput() : mostLines_(GetTerminalSize().rows) {
 PagedOutput::~PagedOutput() { WaitForPager(); }
 
 void PagedOutput::Write(std::string_view bytes) {
+  isBegun_ = true;
   if (pipe_ >= 0) {
     WriteAll(pipe_, bytes, "PAGER");
     return;

@@ -29,6 +29,9 @@ class PagedOutput final : public ResultWriter {
 
   void Write(std::string_view bytes) override;
   bool IsSeenAtOnce() const override { return true; }
+  bool IsBegun() const override { return isBegun_; }
+  /// Whether there is a program for long results.
+  bool HasPager() const { return !program_.empty(); }
   /// Nothing more comes: shows what is left, and waits until the pager is left. Throws OutputError
   /// or ReaderGone.
   void Finish();
@@ -45,6 +48,7 @@ class PagedOutput final : public ResultWriter {
   std::size_t mostLines_;
   /// What may still fit on the terminal.
   std::string held_;
+  bool isBegun_ = false;
   int pipe_ = -1;
   pid_t pager_ = -1;
 };

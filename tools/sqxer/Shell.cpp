@@ -16,6 +16,7 @@
 #include "ShellCommands.h"
 #include "SqlWords.h"
 #include "StatementRunner.h"
+#include "Terminal.h"
 
 namespace sqxer {
 namespace {
@@ -149,17 +150,17 @@ void Shell::RunCommand(std::string_view line) {
   } catch (const Error& error) {
     PrintFailure(error);
   } catch (const ShowingInterrupted&) {
-    PrintLine("error: cancelled");
+    PrintCancelled();
   } catch (const ReaderGone&) {
     // Whoever left the pager has seen enough.
   } catch (const OutputError& error) {
-    PrintLine("error: the result cannot be written: {}", OnOneLine(error.what()));
+    PrintError(fmt::format("the result cannot be written: {}", error.what()));
   }
 }
 
 bool Shell::RunText(const std::string& text, std::size_t from, std::size_t to) {
   if (!engine::IsSqlText(std::string_view(text).substr(from, to - from))) {
-    PrintLine("error: the SQL is not valid UTF-8 text");
+    PrintError("the SQL is not valid UTF-8 text");
     return true;
   }
   for (Statement statement : engine::SplitStatements(text.substr(from, to - from))) {
@@ -180,18 +181,21 @@ void Shell::RunOne(const std::string& text, const Statement& statement) {
     ResultWriter& output = file_ ? static_cast<ResultWriter&>(*file_) : terminal;
     // The bar is shown meanwhile.
     options.output.waitsForEnd = !file_;
+    options.output.width = file_ ? 0 : TerminalWidth();
+    const bool showsAll = file_ || terminal.HasPager();
+    if (!options.areRowsGiven) options.output.mostRows = showsAll ? 0 : kRowsOnTerminal;
     const Clock::time_point start = Clock::now();
     RunStatement(session_, options, text, statement, 1, output);
     const std::chrono::duration<double, std::milli> time = Clock::now() - start;
     terminal.Finish();
     if (options_.timing) WriteOut(fmt::format("Time: {:.1f} ms\n", time.count()));
   } catch (const ShowingInterrupted&) {
-    PrintLine("error: cancelled");
+    PrintCancelled();
   } catch (const ReaderGone&) {
     Progress::Clear();
   } catch (const OutputError& error) {
     Progress::Clear();
-    PrintLine("error: the result cannot be written: {}", OnOneLine(error.what()));
+    PrintError(fmt::format("the result cannot be written: {}", error.what()));
     // A file that has failed once has not all results; a terminal that is gone is the end.
     if (!file_) isEnded_ = true;
     file_.reset();
@@ -225,8 +229,7 @@ std::string Shell::GetSwitch(std::string_view name, std::string_view defaultValu
 
 void Shell::RunFile(const std::string& path) {
   if (depth_ == kMostDepth) {
-    return PrintLine("error: {} is not run: files run each other {} deep", OnOneLine(path),
-                     kMostDepth);
+    return PrintError(fmt::format("{} is not run: files run each other {} deep", path, kMostDepth));
   }
   const std::string text = engine::ReadSqlText(path);
   ++depth_;

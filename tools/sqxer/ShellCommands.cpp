@@ -56,7 +56,7 @@ void ShowTables(Shell& shell, const std::string& argument) {
 
 void SetTiming(Shell& shell, const std::string& argument) {
   if (!argument.empty() && argument != "on" && argument != "off") {
-    return PrintLine("error: \\timing takes on or off");
+    return PrintError("\\timing takes on or off");
   }
   shell.SetTiming(argument.empty() ? !shell.IsTiming() : argument == "on");
   shell.Show(fmt::format("timing is {}\n", shell.IsTiming() ? "on" : "off"));
@@ -67,7 +67,7 @@ void SetOutput(Shell& shell, const std::string& argument) {
 }
 
 void RunFile(Shell& shell, const std::string& argument) {
-  if (argument.empty()) return PrintLine("error: \\i takes the path of a file");
+  if (argument.empty()) return PrintError("\\i takes the path of a file");
   shell.RunFile(argument);
 }
 
@@ -76,7 +76,7 @@ void SetFormat(Shell& shell, const std::string& argument) {
   for (const auto& [name, format] : OutputFormats()) names.push_back(name);
   const auto found = OutputFormats().find(argument);
   if (found == OutputFormats().end()) {
-    return PrintLine("error: \\format takes one of {}", fmt::join(names, ", "));
+    return PrintError(fmt::format("\\format takes one of {}", fmt::join(names, ", ")));
   }
   shell.SetFormat(found->second);
 }
@@ -141,7 +141,7 @@ void RefuseCommand(const std::string& name) {
   for (std::string& one : near) one = fmt::format("\\{}", one);
   const std::string hint =
       near.empty() ? "\\? lists them" : fmt::format("did you mean {}?", fmt::join(near, " or "));
-  PrintLine("error: there is no command \\{}: {}", OnOneLine(name), hint);
+  PrintError(fmt::format("there is no command \\{}: {}", name, hint));
 }
 
 std::vector<std::string> WordsFor(Argument argument, const CompletionSource& source) {
@@ -186,7 +186,7 @@ void RunShellCommand(Shell& shell, std::string_view line) {
   const bool isFile = command->argument == Argument::kFile;
   if (!isFile) argument = Trim(argument.substr(0, argument.find_last_not_of(';') + 1));
   if (command->argument == Argument::kNone && !argument.empty()) {
-    return PrintLine("error: \\{} takes nothing behind it", name);
+    return PrintError(fmt::format("\\{} takes nothing behind it", name));
   }
   const bool isQuoted = argument.size() > 1 && argument.front() == argument.back() &&
                         (argument.front() == '\'' || argument.front() == '"');

@@ -56,7 +56,7 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
 
 void PrintFailure(const Error& error, const std::string& sql, std::size_t statementOffset) {
   if (error.GetCode() == Error::kCancelled && Interruption::GetSignal() != 0) {
-    PrintLine("error: cancelled");
+    PrintCancelled();
   } else {
     PrintError(error, sql, statementOffset);
   }
@@ -64,6 +64,11 @@ void PrintFailure(const Error& error, const std::string& sql, std::size_t statem
 
 ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
                         const Statement& statement, std::size_t number, ResultWriter& output) {
+  if (options.output.format == engine::TextOptions::Format::kSvg && output.IsBegun()) {
+    PrintError(
+        fmt::format("a picture holds one result: statement {} needs one of its own", number));
+    return kQueryFailed;
+  }
   const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
   bool isParted = !isTable || number == 1;
   const auto write = [&](std::string_view piece) {
@@ -75,7 +80,8 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
   if (status == kDone) {
     if (options.timing) PrintTiming(report, number, options.output.runs);
   } else if (report.writtenRows && output.IsSeenAtOnce()) {
-    PrintLine("error: the result is not complete, it ends after {} rows", *report.writtenRows);
+    PrintError(
+        fmt::format("the result is not complete, it ends after {} rows", *report.writtenRows));
   }
   return status;
 }

@@ -109,10 +109,10 @@ std::vector<KnownTable> SortArguments(Options& options) {
 }
 
 void PrintHeaderWarning(const std::string& path) {
-  PrintLine(
-      "warning: the first line of \"{}\" looks like data: --header no makes it a row, --header yes "
-      "ends this warning",
-      OnOneLine(path));
+  PrintWarning(
+      fmt::format("the first line of \"{}\" looks like data: --header no makes it a row, --header "
+                  "yes ends this warning",
+                  path));
 }
 
 std::vector<KnownTable> ListTablesOfFolder(const std::string& folder) {

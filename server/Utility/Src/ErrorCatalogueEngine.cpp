@@ -117,6 +117,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57130, 2,
        "{0} of a join has more than {1} rows: filter the rows before they are joined, or join by "
        "more columns"},
+      {57170, 0,
+       "there is nothing to draw: a chart takes a column of labels, numbers or times, and columns "
+       "of numbers behind it"},
+      {57171, 1, "a chart cannot show more than {0} points: group the rows"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

@@ -76,6 +76,11 @@ ErrorMessage::ErrorMessage(int code, std::vector<XeString> arguments, const XeSt
   BaseStringUtil::AppendUtf8(text_, Quoted(value));
 }
 
+void ErrorMessage::AddInput(const XeString& column, const std::string& value) {
+  const bool isTold = std::ranges::find(inputs_, column, &Input::column) != inputs_.end();
+  if (!isTold) inputs_.push_back({column, value});
+}
+
 XeString ErrorMessage::GetText() const { return BaseStringUtil::Utf8ToString(text_); }
 
 void SUGThrow(ErrorMessage message, std::source_location where) {

@@ -4,6 +4,7 @@
 #include <exception>
 #include <string>
 #include <utility>
+#include <vector>
 
 #define SQXER_ENGINE_API __attribute__((visibility("default")))
 
@@ -19,12 +20,20 @@ class SQXER_ENGINE_API Error : public std::exception {
   static constexpr int kFirstOfFiles = 57001;
   static constexpr int kLastOfFiles = 57099;
 
-  Error(int code, std::string sentence, std::string sql, std::int64_t position, std::int64_t row)
+  /// A column, and its value as results show it.
+  struct Input {
+    std::string column;
+    std::string value;
+  };
+
+  Error(int code, std::string sentence, std::string sql, std::int64_t position, std::int64_t row,
+        std::vector<Input> inputs = {})
       : code_(code),
         position_(position),
         row_(row),
         sentence_(std::move(sentence)),
-        sql_(std::move(sql)) {}
+        sql_(std::move(sql)),
+        inputs_(std::move(inputs)) {}
 
   int GetCode() const { return code_; }
   /// Whether it is one of files: that cannot be found or read, or hold what they must not.
@@ -37,6 +46,9 @@ class SQXER_ENGINE_API Error : public std::exception {
   std::int64_t GetPosition() const { return position_; }
   /// The input row, from 1, or kUnknown.
   std::int64_t GetRow() const { return row_; }
+  /// What the columns hold in that row that the failed part of the expression reads, shortened
+  /// where a value is long; none where there is no row.
+  const std::vector<Input>& GetInputs() const { return inputs_; }
 
  private:
   int code_;
@@ -44,6 +56,7 @@ class SQXER_ENGINE_API Error : public std::exception {
   std::int64_t row_;
   std::string sentence_;
   std::string sql_;
+  std::vector<Input> inputs_;
 };
 
 }  // namespace sqxer::engine

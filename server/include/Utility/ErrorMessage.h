@@ -42,6 +42,17 @@ class XEUTILITY_API ErrorMessage : public std::exception {
     if (row_ == kNoRow) row_ = row;
   }
 
+  /// Columns that the failed expression reads, and their values for the row, as results show them.
+  struct Input {
+    XeString column;
+    /// UTF-8.
+    std::string value;
+    bool operator==(const Input&) const = default;
+  };
+  const std::vector<Input>& GetInputs() const { return inputs_; }
+  /// Each column is told once.
+  void AddInput(const XeString& column, const std::string& value);
+
   /// Where in this program it was raised (set by SUGThrow).
   const char* GetFile() const { return file_; }
   int GetLine() const { return line_; }
@@ -57,6 +68,7 @@ class XEUTILITY_API ErrorMessage : public std::exception {
   const char* file_ = "";
   int line_ = 0;
   std::vector<XeString> arguments_;
+  std::vector<Input> inputs_;
   std::string text_;
 };
 

@@ -107,7 +107,7 @@ TEST_F(Command, CompletesOptionsInBash) {
         .out;
   };
   EXPECT_EQ(complete("sqxer --he", 1), "--header --help --help-switches ");
-  EXPECT_EQ(complete("sqxer -o j", 2), "json ");
+  EXPECT_EQ(complete("sqxer -o j", 2), "json jsonl ");
   EXPECT_EQ(complete("sqxer sal", 1), "sales.csv ");
   EXPECT_EQ(complete("sqxer --header ''", 2), "yes no ");
 }

@@ -126,6 +126,7 @@ TEST_F(Command, SaysWhatIsWrongInOneLineAndByItsStatus) {
     SCOPED_TRACE(c.arguments);
     Result result = Shell(std::string("sqxer ") + c.arguments);
     EXPECT_EQ(result.status, c.status);
+    result.err = result.Sentences();
     for (const std::string& error : c.errors) {
       EXPECT_TRUE(result.err.starts_with(error)) << result.err;
       result.err.erase(0, result.err.find('\n') + 1);

@@ -9,12 +9,17 @@
 #include <chrono>
 #include <cstdlib>
 #include <iterator>
+#include <regex>
 
 namespace sqxer::test {
 
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string Result::Sentences() const {
+  return std::regex_replace(err, std::regex("(^|\n)(  [^\n]*\n)+"), "$1");
 }
 
 std::string Quoted(const std::string& text) {

@@ -14,6 +14,9 @@ struct Result {
   int status;
   std::string out;
   std::string err;
+
+  /// The lines of standard error without those below an error that show its place.
+  std::string Sentences() const;
 };
 
 std::string ReadFile(const std::string& path);

@@ -83,7 +83,7 @@ TEST_F(Command, TakesPathsInQuotationMarksOfBothKinds) {
   EXPECT_EQ(result.out, "1\n2,b\n3\n2012\n");
   EXPECT_EQ(result.err, "");
   // Places behind the path are those of the statement.
-  EXPECT_EQ(Sqxer("", "SELECT 1 FROM 'it''s.csv' WHERE nope").err,
+  EXPECT_EQ(Sqxer("", "SELECT 1 FROM 'it''s.csv' WHERE nope").Sentences(),
             "error 59015: there is no column of this name: \"nope\" (line 1, column 33)\n");
   const struct {
     const char* sql;
@@ -140,7 +140,7 @@ TEST_F(Command, ReadsStandardInputAndPipes) {
       "or with -f";
   Result result = Shell("echo \"SELECT * FROM '-'\" | sqxer");
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.err, taken + " (line 1, column 15)\n");
+  EXPECT_EQ(result.Sentences(), taken + " (line 1, column 15)\n");
   result = Shell("echo 'SELECT * FROM t' | sqxer -t t=-");
   EXPECT_EQ(result.status, 2);
   EXPECT_EQ(result.err, taken + "\n");
@@ -156,12 +156,12 @@ TEST_F(Command, ReadsFilesOfAPatternAsOneTable) {
   Result result = Sqxer("", "SELECT * FROM 'logs/*.csv'");
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(
-      result.err,
+      result.Sentences(),
       "error 57024: \"logs/2025-1.csv\" must have the header of \"logs/2024-1.csv\" to be one "
       "table with it: \"c\" and not \"b\" (line 1, column 15)\n");
   result = Sqxer("-t 't=logs/1999-*.csv'", "SELECT * FROM t");
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.err,
+  EXPECT_EQ(result.Sentences(),
             "error 57028: no file matches the pattern: \"logs/1999-*.csv\" (line 1, column 15)\n");
 }
 

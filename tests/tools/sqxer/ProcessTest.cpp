@@ -144,12 +144,13 @@ TEST_F(Command, PipesThatAreNotKeptEndInTheirErrors) {
   Result result = Shell(set + "'SELECT COUNT(*) FROM t' < cut.gz");
   EXPECT_EQ(result.status, 3);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, unpacked);
+  EXPECT_EQ(result.Sentences(), unpacked);
   result = Shell("(cat t.csv; echo y,z; cat t.csv) | " + set + "'SELECT a, b FROM t'");
   EXPECT_EQ(result.status, 3);
   std::smatch rows;
+  const std::string sentences = result.Sentences();
   EXPECT_TRUE(std::regex_match(
-      result.err, rows,
+      sentences, rows,
       std::regex(
           "error 57035: line 1000002 of \"-\" has a value that the column \"a\" cannot take, "
           "which the rows before it made int4: declare its type with --schema, or raise the "
@@ -161,7 +162,7 @@ TEST_F(Command, PipesThatAreNotKeptEndInTheirErrors) {
   // An error of a row says where the row stands in all of the input.
   result = Shell("(cat t.csv; echo 0,z) | " + set + "'SELECT SUM(1 / a) FROM t'");
   EXPECT_EQ(result.status, 1);
-  EXPECT_TRUE(result.err.ends_with("input row 1000001)\n")) << result.err;
+  EXPECT_TRUE(result.Sentences().ends_with("input row 1000001)\n")) << result.err;
 #if !defined(SQXER_ADDRESS_SANITIZER) && !defined(SQXER_THREAD_SANITIZER)
   // 200 MB in the room of less.
   result = Shell(
@@ -179,8 +180,9 @@ TEST_F(Command, WritesRowsAsTheyCome) {
     const Result result = Sqxer(std::string("-o ") + format, "SELECT 1000000 / a FROM t");
     EXPECT_EQ(result.status, 1);
     std::smatch rows;
+    const std::string sentences = result.Sentences();
     EXPECT_TRUE(std::regex_match(
-        result.err, rows,
+        sentences, rows,
         std::regex("error 59008: [^\n]*input row 100001\\)\nerror: the result is not complete, it "
                    "ends after ([0-9]+) rows\n")))
         << result.err;

@@ -62,9 +62,10 @@ TEST_F(ShellOnTerminal, RunsStatementsOfOneAndSeveralLinesWhateverTheTerminal) {
 TEST_F(ShellOnTerminal, WorksInANarrowWindow) {
   Terminal terminal(folder_.Path(), {}, {.rows = 5, .columns = 16});
   terminal.WaitFor(kPrompt);
-  EXPECT_THAT(terminal.Run("SELECT 'a rather long text' AS a, 'another one' AS b;"),
-              HasSubstr("a rather long text | another one"));
-  EXPECT_THAT(terminal.Run(kUp), HasSubstr("a rather long text | another one"));
+  EXPECT_THAT(terminal.Run("SELECT 'a rather long text' AS a, 41 + 1 AS b;"),
+              HasSubstr(" a rather\u2026 | 42\r\n(1 row)"));
+  EXPECT_THAT(terminal.Run("SELECT 41 + 1 AS answer_to_all_questions;"), HasSubstr(" 42\r\n"));
+  EXPECT_THAT(terminal.Run(kUp), HasSubstr(" 42\r\n"));
   terminal.Type(kCtrlD);
   EXPECT_EQ(terminal.WaitForEnd(), 0);
 }
@@ -115,7 +116,7 @@ TEST_F(ShellOnTerminal, CompletesWhatIsTyped) {
   terminal.ExpectCompletion("SELECT * FROM 'sal", "es.csv'");
   terminal.ExpectCompletion("\\i not", "es.sql");
   terminal.ExpectCompletion("\\tim", "ing ");
-  terminal.ExpectCompletion("\\format js", "on ");
+  terminal.ExpectCompletion("\\format tab", "le ");
   terminal.ExpectCompletion("\\set GroupM", "emory ");
   // Several, all of which are shown, and a column of a table behind the cursor.
   terminal.ExpectCompletion("SELECT LEA", "LEAD   LEAST\r\n");
@@ -246,7 +247,7 @@ TEST_F(ShellOnTerminal, RunsCommands) {
   EXPECT_EQ(ReadFile(folder_.File("result.csv")), "x\n5\n");
   EXPECT_THAT(terminal.Run("SELECT 6 AS x;"), HasSubstr("\r\nx\r\n6\r\n"));
   EXPECT_THAT(terminal.Run("\\o no/where.csv"), HasSubstr("error: the result cannot be written: "));
-  EXPECT_THAT(terminal.Run("\\format xml"), HasSubstr("error: \\format takes one of csv, json"));
+  EXPECT_THAT(terminal.Run("\\format xml"), HasSubstr("error: \\format takes one of chart, csv"));
 
   EXPECT_THAT(terminal.Run("\\set IntegerDivideAsDouble on"), Not(HasSubstr("error")));
   EXPECT_THAT(terminal.Run("SELECT 1 / 2 AS half;"), HasSubstr("\r\n0.5\r\n"));
@@ -271,6 +272,37 @@ TEST_F(ShellOnTerminal, OpensFilesByTheirBareNames) {
   EXPECT_THAT(terminal.Run("SELECT MAX(s.price) AS p, MAX(o.b) AS b FROM sales AS s, \"order\" AS "
                            "o, _2024_sales;"),
               HasSubstr(" 4 | 2\r\n"));
+}
+
+/// What the first block of a document shows behind a prompt.
+std::string ReadSession(const std::string& path) {
+  const std::string document = ReadFile(std::string(SQXER_SOURCE_DIR "/") + path);
+  const std::size_t start = document.find("```\nsqxer 1.0.0 (");
+  const std::size_t end = document.find("```", start + 3);
+  return start == std::string::npos ? "" : document.substr(start + 4, end - start - 4);
+}
+
+TEST_F(ShellOnTerminal, ShowsWhatTheDocumentsSay) {
+  for (const char* document : {"README.md", "docs/shell.md"}) {
+    SCOPED_TRACE(document);
+    const std::string session = ReadSession(document);
+    Terminal terminal(SQXER_SOURCE_DIR, {"examples/data/seattle-weather.csv"},
+                      {.environment = {{"XDG_STATE_HOME", folder_.File("state")}}});
+    std::string shown;
+    for (std::size_t at = 0; at < session.size();) {
+      const std::size_t end = session.find('\n', at);
+      for (const std::string prompt : {kPrompt, kContinued}) {
+        if (session.compare(at, prompt.size(), prompt) != 0) continue;
+        shown += terminal.WaitFor(prompt);
+        terminal.Type(session.substr(at + prompt.size(), end + 1 - at - prompt.size()));
+      }
+      at = end + 1;
+    }
+    shown += terminal.WaitFor("\\q\r\n");
+    EXPECT_EQ(terminal.WaitForEnd(), 0);
+    std::erase(shown, '\r');
+    EXPECT_EQ(shown, session);
+  }
 }
 
 TEST_F(ShellOnTerminal, ShowsLongResultsThroughThePager) {

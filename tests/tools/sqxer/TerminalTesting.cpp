@@ -24,8 +24,11 @@ Terminal::Terminal(const std::string& folder, const std::vector<std::string>& ar
   size.ws_col = settings.columns;
   child_ = forkpty(&terminal_, nullptr, nullptr, &size);
   if (child_ != 0) return;
-  std::map<std::string, std::string> environment = {
-      {"TERM", "xterm"}, {"PAGER", ""}, {"HOME", folder}, {"XDG_STATE_HOME", folder + "/state"}};
+  std::map<std::string, std::string> environment = {{"TERM", "xterm"},
+                                                    {"NO_COLOR", "1"},
+                                                    {"PAGER", ""},
+                                                    {"HOME", folder},
+                                                    {"XDG_STATE_HOME", folder + "/state"}};
   for (const auto& [name, value] : settings.environment) environment[name] = value;
   for (const auto& [name, value] : environment) {
     value.empty() ? unsetenv(name.c_str()) : setenv(name.c_str(), value.c_str(), 1);

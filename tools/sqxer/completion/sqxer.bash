@@ -4,14 +4,15 @@ _sqxer() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} choices=
   COMPREPLY=()
   case $before in
-    -o | --output) choices='table csv json' ;;
+    -o | --output) choices='table line markdown html csv tsv json jsonl chart svg' ;;
     --header) choices='yes no' ;;
+    --errors) choices='text json' ;;
     -C | --dir)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -d -- "$word")
       return
       ;;
-    -c | --command | --param | --schema | --delimiter | --null | --encoding | --threads | --repeat) return ;;
+    -c | --command | --param | --schema | --delimiter | --null | --encoding | --rows | --threads | --repeat) return ;;
     --set)
       choices=$(sqxer --help-switches 2>/dev/null | sed -n 's/^\([A-Za-z]*\)=.*/\1=/p')
       compopt -o nospace 2>/dev/null
@@ -19,7 +20,8 @@ _sqxer() {
   esac
   if [[ -z $choices && $word == -* ]]; then
     choices='-c --command -f --file --param -t --table -C --dir --schema --delimiter --header --null
-      --encoding -o --output --out --no-header --threads --set --repeat --timing --no-progress
+      --encoding -o --output --out --plot --rows --no-header --threads --set --errors --repeat
+      --timing --no-progress
       --functions --help --help-switches --version'
   fi
   if [[ -n $choices ]]; then

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "NearNames.h"
 #include "PlanError.h"
 
 namespace sqxer {
@@ -111,6 +112,10 @@ void NameScope::ThrowUnknown(const SqlExpression& name) const {
     arguments.push_back(
         L"the first rows told the columns, let more rows tell them: --set TableMemory=BYTES");
   }
+  std::vector<XeString> columns;
+  for (const NamedThing& column : columns_) columns.push_back(column.name);
+  const XeString advice = AdviseNames(name.path.back(), columns);
+  if (!advice.empty()) arguments.push_back(advice);
   ThrowPlanError(kUnknownColumn, name.position, std::move(arguments));
 }
 

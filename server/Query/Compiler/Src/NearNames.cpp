@@ -30,7 +30,8 @@ std::size_t CountChanges(std::string_view from, std::string_view to) {
 
 std::vector<std::string_view> FindNearNames(std::string_view name,
                                             std::span<const std::string_view> names) {
-  std::size_t fewest = name.size() < 4 ? 1 : 2;
+  // More changes make another word of a short one.
+  std::size_t fewest = name.size() < 6 ? 1 : 2;
   std::vector<std::string_view> nearest;
   for (const std::string_view other : names) {
     const std::size_t changes = CountChanges(name, other);
@@ -41,6 +42,23 @@ std::vector<std::string_view> FindNearNames(std::string_view name,
   }
   nearest.resize(std::min(nearest.size(), kMostNames));
   return nearest;
+}
+
+XeString AdviseNames(const XeString& name, const std::vector<XeString>& names) {
+  const auto folded = [](XeString text) {
+    std::ranges::transform(text, text.begin(), &BaseStringUtil::FoldCase);
+    return BaseStringUtil::StringToUtf8(text);
+  };
+  std::vector<std::string> texts;
+  for (const XeString& other : names) texts.push_back(folded(other));
+  const std::vector<std::string_view> views(texts.begin(), texts.end());
+  XeString advice;
+  for (const std::string_view near : FindNearNames(folded(name), views)) {
+    const auto found = std::ranges::find(views, near) - views.begin();
+    advice += advice.empty() ? L"did you mean \"" : L" or \"";
+    advice += names[static_cast<std::size_t>(found)] + L"\"";
+  }
+  return advice.empty() ? advice : advice + L"?";
 }
 
 }  // namespace sqxer

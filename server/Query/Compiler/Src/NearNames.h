@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Utility/BaseStringUtil.h"
+
 namespace sqxer {
 
 /// Of some names those that a person may have meant by another one: the ones that the fewest
@@ -12,5 +14,9 @@ namespace sqxer {
 /// order.
 std::vector<std::string_view> FindNearNames(std::string_view name,
                                             std::span<const std::string_view> names);
+
+/// The same as advice, `did you mean "region" or "reason"?`, letter case ignored; nothing where no
+/// name is near.
+XeString AdviseNames(const XeString& name, const std::vector<XeString>& names);
 
 }  // namespace sqxer

@@ -32,6 +32,8 @@ enum EngineErrorCode {
   kJoinTooLarge = 57130,
   kSubqueryRows = 57131,
   kSubqueryValues = 57132,
+  kNothingToDraw = 57170,
+  kTooManyPoints = 57171,
 };
 
 /// Raises an error that only has arguments.

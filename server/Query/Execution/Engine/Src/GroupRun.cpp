@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "ChunkBuilder.h"
+#include "ErrorInputs.h"
 #include "GroupParts.h"
 
 namespace sqxer {
@@ -194,7 +195,11 @@ bool GroupRun::FindGroups(const BatchRows& rows) {
 }
 
 bool GroupRun::TakeRow(uint64 row) {
-  AtRow(scan_.ErrorRow(row), [this] {
+  const auto trees = [this](auto&& use) {
+    TreesOf(keys_)(use);
+    TreesOf(inputs_)(use);
+  };
+  AtRow(scan_.ErrorRow(row), scanRecord_, trees, [this] {
     WriteAll(keys_);
     WriteAll(inputs_);
   });

@@ -4,6 +4,7 @@
 #include <limits>
 #include <numeric>
 
+#include "ErrorInputs.h"
 #include "FilterParts.h"
 #include "GroupParts.h"
 #include "RecordKeys.h"
@@ -386,7 +387,7 @@ bool QueryRun::EmitBatch(const BatchRows& rows) {
     const uint64 row = scan_.GetBatchRow() + batchRow;
     if (!rowOutputs_.empty()) {
       scan_.FillBatchRow(batchRow);
-      AtRow(scan_.ErrorRow(row), [this] {
+      AtRow(scan_.ErrorRow(row), source_, TreesOf(outputs_), [this] {
         for (const std::size_t output : rowOutputs_) outputs_[output].Write();
       });
     }
@@ -431,7 +432,7 @@ bool QueryRun::TakeRow(uint64 row) {
 }
 
 bool QueryRun::Emit(uint64 row) {
-  AtRow(scan_.ErrorRow(row), [this] { WriteAll(outputs_); });
+  AtRow(scan_.ErrorRow(row), source_, TreesOf(outputs_), [this] { WriteAll(outputs_); });
   return TakeResult(row);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ErrorInputs.h"
 #include "FilterParts.h"
 #include "SQXERBatchLoops.h"
 #include "Utility/Settings.h"
@@ -194,8 +195,10 @@ bool RowScan::ScanRow(uint64 row) {
   }
   meter_->Step();
   Fill(row);
-  const bool passes =
-      !filter_ || AtRow(ErrorRow(firstRow_ + row), [this] { return filter_->Passes(); });
+  const bool passes = !filter_ || AtRow(
+                                      ErrorRow(firstRow_ + row), record_,
+                                      [this](auto&& use) { use(filter_->GetTree()); },
+                                      [this] { return filter_->Passes(); });
   return !passes || taker_->TakeRow(firstRow_ + row);
 }
 

@@ -10,6 +10,7 @@
 #include "FunctionTable.h"
 #include "GroupParts.h"
 #include "JsonScan.h"
+#include "NearNames.h"
 #include "QueryRun.h"
 #include "RelationRun.h"
 #include "SqlParser.h"
@@ -272,6 +273,17 @@ void Session::CheckStandardInput(const std::string& path) const {
   if (path == "-" && isStandardInputTaken_) ThrowTableError(kStandardInputTaken, {});
 }
 
+std::vector<XeString> Session::ListNames() const {
+  std::set<XeString> names;
+  for (const auto& [name, path] : paths_) names.insert(name);
+  for (const auto& [name, source] : sources_) names.insert(name);
+  for (const auto& [name, table] : tables_) names.insert(name);
+  for (const std::string& file : ListTableFiles(directory_)) {
+    names.insert(Wide(fs::path(file).stem().string()));
+  }
+  return {names.begin(), names.end()};
+}
+
 std::string Session::FindInDirectory(const XeString& name) const {
   const std::string file = BaseStringUtil::StringToUtf8(name) + ".csv";
   // A name is not a way into other folders; a path in quotation marks is.
@@ -279,8 +291,11 @@ std::string Session::FindInDirectory(const XeString& name) const {
   const std::string found = isName ? FindFileInFolder(directory_, file) : std::string();
   if (found.empty()) {
     RefuseForeignFile(BaseStringUtil::StringToUtf8(name));
-    ThrowEngineError(kNoTableFile,
-                     {name, Wide((fs::path(directory_) / file).lexically_normal().string())});
+    std::vector<XeString> arguments = {
+        name, Wide((fs::path(directory_) / file).lexically_normal().string())};
+    const XeString advice = AdviseNames(name, ListNames());
+    if (!advice.empty()) arguments.push_back(advice);
+    ThrowEngineError(kNoTableFile, std::move(arguments));
   }
   return found;
 }

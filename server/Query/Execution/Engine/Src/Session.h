@@ -128,6 +128,8 @@ class Session : public Catalog {
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
   TablePtr Open(const XeString& name, const std::string& path);
+  /// By which tables can be named: those that were added, and files of the directory.
+  std::vector<XeString> ListNames() const;
   /// NAME.csv in the directory. Errors 57001 and 57031.
   std::string FindInDirectory(const XeString& name) const;
   /// Error 57032.

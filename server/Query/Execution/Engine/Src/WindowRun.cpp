@@ -4,6 +4,7 @@
 #include <numeric>
 #include <utility>
 
+#include "ErrorInputs.h"
 #include "RecordKeys.h"
 #include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
@@ -156,7 +157,8 @@ void WindowRun::Begin(bool byBatches) {
 }
 
 void WindowRun::ReadInputs(uint64 row) {
-  AtRow(haveNumbers_ ? row : kNoRowNumber, [this] { WriteAll(inputs_); });
+  AtRow(haveNumbers_ ? row : kNoRowNumber, source_, TreesOf(inputs_),
+        [this] { WriteAll(inputs_); });
   SetNumber(row);
 }
 

@@ -2,6 +2,7 @@
 #include "ArrowSource.h"
 #include "ArrowTable.h"
 #include "CalledFunction.h"
+#include "CellText.h"
 #include "Engine/Engine.h"
 #include "Evaluator.h"
 #include "ResultFormats.h"
@@ -34,16 +35,41 @@ std::string NameOfFunction(std::string name) {
   return name;
 }
 
-TextFormat FormatOf(const TextOptions& options) {
+TextLayout LayoutOf(const TextOptions& options) {
+  TextLayout layout{
+      .hasHeader = options.hasHeader, .width = options.width, .mostRows = options.mostRows};
+  using Format = TextOptions::Format;
   switch (options.format) {
-    case TextOptions::Format::kTable:
-      return TextFormat::kTable;
-    case TextOptions::Format::kJsonLines:
-      return TextFormat::kJson;
-    case TextOptions::Format::kCsv:
+    case Format::kCsv:
+      layout.format = TextFormat::kCsv;
+      break;
+    case Format::kTsv:
+      layout.format = TextFormat::kCsv;
+      layout.delimiter = '\t';
+      break;
+    case Format::kJsonLines:
+      layout.format = TextFormat::kJson;
+      break;
+    case Format::kTable:
+      layout.format = TextFormat::kTable;
+      break;
+    case Format::kLines:
+      layout.format = TextFormat::kRecords;
+      break;
+    case Format::kMarkdown:
+      layout.format = TextFormat::kMarkdown;
+      break;
+    case Format::kHtml:
+      layout.format = TextFormat::kHtml;
+      break;
+    case Format::kChart:
+      layout.format = TextFormat::kChart;
+      break;
+    case Format::kSvg:
+      layout.format = TextFormat::kSvg;
       break;
   }
-  return TextFormat::kCsv;
+  return layout;
 }
 
 Phase PhaseOf(RunPhase phase) {
@@ -115,7 +141,7 @@ class Session::Impl {
     // What waits does so in the session's folder for temporary files.
     const SettingsScope scope(session.GetSettings());
     CallerOutput output(write, options.waitsForEnd);
-    const auto rows = MakeTextResult(FormatOf(options), options.hasHeader, output);
+    const auto rows = MakeTextResult(LayoutOf(options), output);
     const auto print = [&] {
       session.Execute(sql, *rows, options.runs);
       rows->Print();
@@ -191,6 +217,8 @@ std::string NameOfTable(const std::string& path) {
   }
   return name.empty() || isDigit(name.front()) ? "_" + name : name;
 }
+
+std::size_t CountColumns(std::string_view text) { return DisplayWidth(text); }
 
 Session::Session() : impl_(std::make_unique<Impl>()) {}
 Session::~Session() = default;

@@ -18,7 +18,12 @@ static_assert(Error::kCancelled == sqxer::kCancelled && Error::kFirstOfFiles == 
               Error::kLastOfFiles == kLastFileError);
 
 void ThrowAsError(const ErrorMessage& error, const std::string& sql) {
-  throw Error(error.GetCode(), error.what(), sql, error.GetSourcePosition(), error.GetRowNumber());
+  std::vector<Error::Input> inputs;
+  for (const ErrorMessage::Input& input : error.GetInputs()) {
+    inputs.push_back({BaseStringUtil::StringToUtf8(input.column), input.value});
+  }
+  throw Error(error.GetCode(), error.what(), sql, error.GetSourcePosition(), error.GetRowNumber(),
+              std::move(inputs));
 }
 
 Column DescribeColumn(const ColumnInfo& column) {

@@ -2,6 +2,7 @@
 
 #include <glob.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <new>
 
@@ -11,6 +12,8 @@ namespace sqxer {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t kMostListedFiles = 4096;
 
 /// A path without the ending of packed files.
 std::string_view WithoutPacking(std::string_view path) {
@@ -64,6 +67,17 @@ std::string FindFileInFolder(const std::string& folder, const std::string& name)
       found = entry.path().lexically_normal();
   }
   return found.string();
+}
+
+std::vector<std::string> ListTableFiles(const std::string& folder) {
+  std::vector<std::string> files;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+    if (files.size() == kMostListedFiles) break;
+    if (entry.path().extension() == ".csv") files.push_back(entry.path().filename().string());
+  }
+  std::ranges::sort(files);
+  return files;
 }
 
 void RefuseForeignFile(const std::string& path) {

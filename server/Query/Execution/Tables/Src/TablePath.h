@@ -29,6 +29,9 @@ struct TablePath {
 /// of several the first by name. Empty when there is none.
 std::string FindFileInFolder(const std::string& folder, const std::string& name);
 
+/// The CSV files of a folder, by name, of a folder with thousands some of them.
+std::vector<std::string> ListTableFiles(const std::string& folder);
+
 /// Error 57031 (path, kind) for a path that tells by its ending that it is a file of another kind,
 /// one that people keep tables in: Parquet, Excel and the like.
 void RefuseForeignFile(const std::string& path);

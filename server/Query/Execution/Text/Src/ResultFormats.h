@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "CellText.h"
 #include "ResultOutput.h"
 #include "ResultSink.h"
 #include "ResultSpool.h"
@@ -14,7 +15,19 @@
 
 namespace sqxer {
 
-enum class TextFormat { kTable, kCsv, kJson };
+enum class TextFormat { kTable, kMarkdown, kHtml, kRecords, kCsv, kJson, kChart, kSvg };
+
+/// How a result is written.
+struct TextLayout {
+  TextFormat format = TextFormat::kCsv;
+  /// Of kCsv: whether the first line names the columns, and what parts the fields.
+  bool hasHeader = true;
+  char delimiter = ',';
+  /// Of kTable and kChart: how many columns of a terminal a line may take; 0 for any number.
+  std::size_t width = 0;
+  /// Of kTable and kRecords: how many rows are shown, the others counted; 0 for all.
+  uint64 mostRows = 0;
+};
 
 /// Formats the rows of one statement, or the lines of its EXPLAIN as they are.
 class FormattedResult : public ResultSink {
@@ -33,6 +46,16 @@ class FormattedResult : public ResultSink {
   virtual void Header() = 0;
   /// Writes the rows that have not been written.
   virtual void PrintRows() = 0;
+  /// A value as people are shown it: NULL as such, decimals that do not end rounded. Valid until
+  /// the next call.
+  template <class Values>
+  const std::string& ReadCell(const Values& row, std::size_t field) {
+    cell_.clear();
+    if (row.IsNull(field)) return cell_ = "NULL";
+    row.AppendText(field, cell_);
+    if (fields_[field]->GetDataType() == XeNumericData) RoundEndless(cell_);
+    return cell_;
+  }
 
   ResultOutput& output_;
   std::vector<std::string> names_;
@@ -42,7 +65,11 @@ class FormattedResult : public ResultSink {
 
  private:
   std::string plan_;
+  std::string cell_;
 };
+
+/// "1 row", or "40 of 200 rows" where no more are shown.
+std::string CountText(uint64 rows, uint64 mostRows);
 
 /// A row of a record, or of a batch, whose values are asked for one after the other.
 class RecordRow {
@@ -96,76 +123,21 @@ class LineResult : public FormattedResult {
 };
 
 /// Rows of records and of batches alike: `Derived` has WriteRow(row), of either.
-template <class Derived>
-class RowResult : public LineResult {
+template <class Derived, class Base = LineResult>
+class RowResult : public Base {
  public:
-  using LineResult::LineResult;
-  void Row(const uint8* record) final { Self().WriteRow(RecordRow(fields_, record)); }
+  using Base::Base;
+  void Row(const uint8* record) final { Self().WriteRow(RecordRow(this->fields_, record)); }
   bool TakesBatches() const final { return true; }
   void Batch(std::span<const BatchVector> columns, const BatchRows& rows) final {
-    rows.ForEach([&](uint32 row) { Self().WriteRow(BatchRow(fields_, columns, row)); });
+    rows.ForEach([&](uint32 row) { Self().WriteRow(BatchRow(this->fields_, columns, row)); });
   }
 
  private:
   Derived& Self() { return static_cast<Derived&>(*this); }
 };
 
-/// Fields parted by commas, quoted where they hold a comma, a quotation mark or a line end. NULL is
-/// nothing, the empty text is "", columns of one name are told apart by numbers: read back with the
-/// types of its columns, the result is the same.
-class CsvResult final : public RowResult<CsvResult> {
- public:
-  CsvResult(ResultOutput& output, bool header) : RowResult(output), header_(header) {}
-
- private:
-  friend class RowResult<CsvResult>;
-  void Header() override;
-  template <class Values>
-  void WriteRow(const Values& row);
-
-  bool header_;
-  std::string line_;
-  std::string value_;
-};
-
-/// One object a line, a line of EXPLAIN too. Columns of one name are told apart by numbers. Numbers
-/// and truth values as such, NaN and infinities as texts, since JSON has no numbers for them.
-class JsonResult final : public RowResult<JsonResult> {
- public:
-  using RowResult::RowResult;
-  bool Plan(const std::vector<XeString>&) override { return false; }
-
- private:
-  friend class RowResult<JsonResult>;
-  void Header() override;
-  template <class Values>
-  void WriteRow(const Values& row);
-
-  std::vector<std::string> keys_;
-  std::string line_;
-  std::string value_;
-};
-
-/// Aligned columns, numbers to the right, and a count of rows. Characters that would break the
-/// lines are shown as escapes such as \n.
-class TableResult : public FormattedResult {
- public:
-  using FormattedResult::FormattedResult;
-  void Row(const uint8* record) override;
-
- private:
-  void Header() override;
-  void PrintRows() override;
-  void AppendCell(std::size_t column, const std::string& text);
-  void AppendAligned(std::string& line, std::size_t column, std::string_view cell) const;
-
-  ResultSpool spool_;
-  std::vector<std::size_t> widths_;
-  std::string value_;
-};
-
-/// `output` must outlive it. `hasHeader` is for CSV.
-std::unique_ptr<FormattedResult> MakeTextResult(TextFormat format, bool hasHeader,
-                                                ResultOutput& output);
+/// `output` must outlive it.
+std::unique_ptr<FormattedResult> MakeTextResult(const TextLayout& layout, ResultOutput& output);
 
 }  // namespace sqxer
