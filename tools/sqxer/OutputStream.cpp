@@ -1,7 +1,6 @@
 #include "OutputStream.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,27 +12,6 @@ namespace sqxer {
 namespace {
 
 constexpr const char* kStandardOutput = "standard output";
-
-/// Where a signal ends the process, with the action that it had. That comes back only when the file
-/// is gone: the same signal may come twice, the second time to another thread.
-void RemoveUnfinished(int number) {
-  engine::OutputFile::RemoveUnfinished();
-  signal(number, SIG_DFL);
-  raise(number);
-}
-
-void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno == EPIPE) {
-      throw ReaderGone();
-    } else if (errno != EINTR) {
-      throw OutputError(errno, name);
-    }
-  }
-}
 
 /// Does something with a file, whose errors are those of an output.
 template <class Action>
@@ -48,14 +26,16 @@ auto AsOutput(const std::string& name, Action&& action) {
 
 }  // namespace
 
-void RemoveUnfinishedOnSignals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    // Under nohup a signal stays ignored.
-    if (action.sa_handler != SIG_DFL) continue;
-    action.sa_handler = &RemoveUnfinished;
-    sigaction(signal, &action, nullptr);
+void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EPIPE) {
+      throw ReaderGone();
+    } else if (errno != EINTR) {
+      throw OutputError(errno, name);
+    }
   }
 }
 

@@ -23,6 +23,8 @@ void Cancellation::Check() {
   if (Clock::now().time_since_epoch().count() >= deadline) SUGThrow(ErrorMessage(kTimedOut));
 }
 
+const Cancellation* Cancellation::OfThread() noexcept { return current; }
+
 CancellationScope::CancellationScope(const Cancellation* cancellation)
     : outer_(std::exchange(Cancellation::current, cancellation)) {}
 

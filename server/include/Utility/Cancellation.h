@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 
 #include "Utility/Export.h"
 
@@ -24,6 +26,9 @@ class XEUTILITY_API Cancellation {
   /// Error 57110 when the end of the thread's innermost scope is wished for, 57173 when its
   /// deadline has passed.
   static void Check();
+  /// That of the thread's innermost scope, for scopes of threads that share its work; null for
+  /// none.
+  static const Cancellation* OfThread() noexcept;
 
  private:
   friend class CancellationScope;
@@ -47,5 +52,16 @@ class XEUTILITY_API CancellationScope {
  private:
   const Cancellation* const outer_;
 };
+
+/// Calls use(from, to) for stretches of so many things, one after the other, and checks between
+/// them whether to end.
+template <class Use>
+void InCancellableStretches(std::size_t count, Use&& use) {
+  constexpr std::size_t kStretch = std::size_t{1} << 16;
+  for (std::size_t from = 0; from < count; from += kStretch) {
+    Cancellation::Check();
+    use(from, std::min(from + kStretch, count));
+  }
+}
 
 }  // namespace sqxer

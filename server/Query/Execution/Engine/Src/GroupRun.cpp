@@ -227,6 +227,7 @@ bool GroupRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, u
   Start();
   scan_.EnterPart(chunk, firstRow);
   while (row < end) {
+    Cancellation::Check();
     const auto count = static_cast<uint32>(std::min<uint64>(RowScan::GetBatchRows(), end - row));
     BatchRows rows;
     const bool isFiltered = scan_.TakePart(rows, row, count);

@@ -9,6 +9,7 @@
 #include "ResultFormats.h"
 #include "ResultImpl.h"
 #include "Session.h"
+#include "TablePath.h"
 #include "TextTable.h"
 
 namespace sqxer::engine {
@@ -215,6 +216,19 @@ class Session::Impl {
   TextTableOptions fileOptions_;
   RunReport report_;
 };
+
+std::string NameOfTable(const std::string& path) {
+  const TablePath parsed = TablePath::Parse(path);
+  if (!parsed.IsPath()) return {};
+  std::string name = BaseStringUtil::StringToUtf8(parsed.Name());
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  for (char& c : name) {
+    const bool isLetter =
+        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || static_cast<unsigned char>(c) >= 0x80;
+    if (!isLetter && !isDigit(c)) c = '_';
+  }
+  return name.empty() || isDigit(name.front()) ? "_" + name : name;
+}
 
 std::size_t CountColumns(std::string_view text) { return DisplayWidth(text); }
 

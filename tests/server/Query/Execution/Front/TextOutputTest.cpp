@@ -188,6 +188,53 @@ TEST(Statements, HavePlacesInTheirText) {
   EXPECT_EQ(engine::FindPlace("\u00e4b", std::string::npos).column, 3);
 }
 
+TEST(Statements, TellWhatATextThatGoesOnIsInTheMiddleOf) {
+  using engine::TextEnd;
+  const struct {
+    const char* text;
+    TextEnd end;
+  } kCases[] = {
+      {"", TextEnd::kNothing},
+      {" -- a comment", TextEnd::kNothing},
+      {"/* a comment */ ", TextEnd::kNothing},
+      {"SELECT 1", TextEnd::kStatement},
+      {"SELECT 1;", TextEnd::kNothing},
+      {"SELECT 1; -- over", TextEnd::kNothing},
+      {"SELECT 1; SELECT 2", TextEnd::kStatement},
+      {"SELECT 1 -- ;", TextEnd::kStatement},
+      {"SELECT 1 /* ;", TextEnd::kComment},
+      {"/* ; /* ; */ ;", TextEnd::kComment},
+      {"SELECT ';", TextEnd::kText},
+      {"SELECT ';';", TextEnd::kNothing},
+      {"SELECT 'it''s;", TextEnd::kText},
+      {"SELECT 'a\\';", TextEnd::kNothing},
+      {"SELECT E'a\\';", TextEnd::kText},
+      {"SELECT E'a\\'", TextEnd::kText},
+      {"SELECT \";", TextEnd::kName},
+      {"SELECT \"a\"\"b\";", TextEnd::kNothing},
+      {"SELECT $$;$", TextEnd::kDollarText},
+      {"SELECT $a$ $$ ;", TextEnd::kDollarText},
+      {"SELECT $a$ $$ ; $a$;", TextEnd::kNothing},
+      {"SELECT $1;", TextEnd::kNothing},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(engine::FindTextEnd(c.text), c.end) << c.text;
+}
+
+TEST(Tables, AreNamedByTheirPaths) {
+  EXPECT_EQ(engine::NameOfTable("logs/sales 2024.csv.gz"), "sales_2024");
+  EXPECT_EQ(engine::NameOfTable("2024.tsv"), "_2024");
+  EXPECT_EQ(engine::NameOfTable("\u00C9t\u00E9.jsonl"), "\u00C9t\u00E9");
+  EXPECT_EQ(engine::NameOfTable("x.db:Orders"), "Orders");
+  EXPECT_EQ(engine::NameOfTable("notes.txt"), "");
+  EXPECT_EQ(engine::NameOfTable("SELECT 1"), "");
+}
+
+TEST(Reference, FindsNamesThatArePerhapsMeant) {
+  EXPECT_THAT(engine::FindNearNames("sale.csv", {"sales.csv", "sold.csv", "sales.csv"}),
+              ElementsAre("sales.csv"));
+  EXPECT_THAT(engine::FindNearNames("x", {"sales.csv"}), ElementsAre());
+}
+
 TEST(Statements, AreTextsThatCanBeChecked) {
   EXPECT_TRUE(engine::IsSqlText("SELECT '\u00e4'"));
   EXPECT_FALSE(engine::IsSqlText("SELECT '\xe4'"));
