@@ -85,8 +85,8 @@ are one line. `scan` is the reading of files, too; `write` is what taking the ro
 runs on one thread, so that times add up: with more threads it takes less.
 
 With NODES each node of the expressions of the last SELECT tells its own time, without its operands, and its share of
-all nodes. The clock is read for one batch of rows in eight, which counts for the others, so that measuring costs less
-than a hundredth. A node that is evaluated row by row ("by rows") counts with its operands; where no batches are made
+all nodes. The clock is read for one batch of rows in eight, which counts for the others, so that it costs less than
+runs differ from each other. A node that is evaluated row by row ("by rows") counts with its operands; where no batches are made
 there are no times of nodes.
 )";
 
