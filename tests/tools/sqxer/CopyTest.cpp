@@ -62,11 +62,11 @@ TEST_F(Command, CopyThatFailsLeavesTheOldFileAlone) {
                   "'old.csv'\"")
                 .err,
             "error 57152: \"old.csv\" cannot be written: File too large\n");
-  EXPECT_THAT(
-      Shell("sqxer \"COPY t TO '/dev/full'\"").err,
-      testing::StartsWith(
-          "error 57153: COPY writes files that end in .csv, .tsv, .jsonl, .ndjson or .json, also "
-          "packed (.gz, .zst), or of a FORMAT that is named: \"/dev/full\" (line 1, column 11)\n"));
+  EXPECT_THAT(Shell("sqxer \"COPY t TO '/dev/full'\"").err,
+              testing::StartsWith("error 57153: COPY writes files that end in .csv, .tsv, .jsonl, "
+                                  ".ndjson, .json or .arrow, "
+                                  "also packed (.gz, .zst), or of a FORMAT that is named: "
+                                  "\"/dev/full\" (line 1, column 11)\n"));
   EXPECT_THAT(Shell("sqxer \"COPY t TO '/dev/full' (FORMAT csv)\"").err,
               testing::StartsWith("error 57152: \"/dev/full\" cannot be written: No space left on "
                                   "device (line 1, column 11)\n"));
