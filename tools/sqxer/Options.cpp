@@ -243,7 +243,7 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   }
   options.output.format = OutputFormats().at(format);
   if (isOnTerminal) {
-    options.output.width = TerminalWidth();
+    options.output.width = TerminalWidth(STDOUT_FILENO);
     options.output.mostRows = kRowsOnTerminal;
   }
   options.areRowsGiven = !rows.empty();

@@ -1,19 +1,17 @@
 #pragma once
 
-#include <cstdint>
-
 #include "Engine/Run.h"
 
 namespace sqxer {
 
-/// A bar on standard error, from the second second of a statement on: what it is at, and how much
-/// of that is done.
+/// A bar on standard error, from the second second of a statement on: what it is at, how much of
+/// that is done, how fast, and how long the rest of it will take.
 class Progress {
  public:
   /// Where a statement starts.
   static void Start();
   /// For Session::SetProgress.
-  static void Show(engine::Phase phase, std::uint64_t done, std::uint64_t total);
+  static void Show(const engine::PhaseProgress& progress);
   /// Removes the bar.
   static void Clear();
   /// Removes the bar for the rest of the statement.

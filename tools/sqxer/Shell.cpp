@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -181,7 +182,7 @@ void Shell::RunOne(const std::string& text, const Statement& statement) {
     ResultWriter& output = file_ ? static_cast<ResultWriter&>(*file_) : terminal;
     // The bar is shown meanwhile.
     options.output.waitsForEnd = !file_;
-    options.output.width = file_ ? 0 : TerminalWidth();
+    options.output.width = file_ ? 0 : TerminalWidth(STDOUT_FILENO);
     const bool showsAll = file_ || terminal.HasPager();
     if (!options.areRowsGiven) options.output.mostRows = showsAll ? 0 : kRowsOnTerminal;
     const Clock::time_point start = Clock::now();

@@ -8,9 +8,9 @@
 
 namespace sqxer {
 
-std::size_t TerminalWidth() {
+std::size_t TerminalWidth(int descriptor) {
   winsize size{};
-  if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return 0;
+  if (!isatty(descriptor) || ioctl(descriptor, TIOCGWINSZ, &size) != 0) return 0;
   return size.ws_col;
 }
 

@@ -4,9 +4,9 @@
 
 namespace sqxer {
 
-/// How many columns a line of the terminal has on standard output; 0 where that is none, or does
-/// not tell.
-std::size_t TerminalWidth();
+/// How many columns a line has of the terminal that a stream is; 0 where it is none, or does not
+/// tell.
+std::size_t TerminalWidth(int descriptor);
 
 struct TerminalSize {
   std::size_t rows = 24;

@@ -13,10 +13,19 @@ namespace sqxer::engine {
 /// one after the other.
 enum class Phase : std::uint8_t { kReading, kJoining, kGrouping, kSorting, kWriting };
 
-/// Called now and then while a statement runs, on the thread that runs it, in phases whose length
-/// is known: what of the phase is done, and in all, in bytes or rows. What it throws ends the
+/// How far a phase is.
+struct PhaseProgress {
+  Phase phase = Phase::kReading;
+  std::uint64_t done = 0;
+  /// 0 where nobody knows, as of a pipe.
+  std::uint64_t total = 0;
+  /// Whether both count rows; bytes otherwise.
+  bool areRows = false;
+};
+
+/// Called now and then while a statement runs, on the thread that runs it. What it throws ends the
 /// statement and passes through. It must not use the session but to cancel.
-using TellProgress = std::function<void(Phase phase, std::uint64_t done, std::uint64_t total)>;
+using TellProgress = std::function<void(const PhaseProgress& progress)>;
 
 /// What a statement took.
 struct RunReport {

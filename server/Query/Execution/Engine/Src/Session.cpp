@@ -153,7 +153,7 @@ void Session::VisitTexts(const XeString& table, std::size_t column,
     texts.Enter(chunk);
     for (uint64 row = 0; row < chunk.rows; ++row, ++done) {
       if (done % kRowsPerCall == 0 && loadProgress_ != nullptr) {
-        loadProgress_(done, found->Get().rowCount);
+        loadProgress_(done, found->Get().rowCount, true);
       }
       if (texts.Read(row)) visit(texts.Get());
     }

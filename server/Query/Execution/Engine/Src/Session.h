@@ -168,7 +168,7 @@ class Session : public Catalog {
 
   SettingsRef settings_ = Settings::Current();
   /// What RESET goes back to.
-  const SettingsRef firstSettings_ = settings_;
+  SettingsRef firstSettings_ = settings_;
   uint32 threads_ = 1;
   const Cancellation* cancellation_ = nullptr;
   std::string directory_ = ".";

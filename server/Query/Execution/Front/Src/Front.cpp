@@ -329,8 +329,12 @@ Evaluator Session::Compile(const std::string& expression, const ArrowSchema& sch
 void Session::SetProgress(TellProgress tell) {
   if (!tell) return impl_->Use().SetProgress(nullptr, nullptr);
   impl_->Use().SetProgress(
-      [tell](uint64 done, uint64 total) { tell(Phase::kReading, done, total); },
-      [tell](RunPhase phase, uint64 done, uint64 total) { tell(PhaseOf(phase), done, total); });
+      [tell](uint64 done, uint64 total, bool areRows) {
+        tell({Phase::kReading, done, total, areRows});
+      },
+      [tell](RunPhase phase, uint64 done, uint64 total) {
+        tell({PhaseOf(phase), done, total, true});
+      });
 }
 
 const RunReport& Session::GetReport() const { return impl_->GetReport(); }

@@ -168,7 +168,9 @@ bool RecordScan::ReadPieces(const std::vector<std::vector<Piece>>& pieces,
 
 void RecordScan::Tell(uint64 done, const LoadProgress& progress) const {
   Cancellation::Check();
-  if (progress != nullptr && GetBytes() != 0) progress(std::min(done, bytes_), bytes_);
+  if (progress == nullptr) return;
+  const bool isKnown = GetBytes() != 0;
+  progress(isKnown ? std::min(done, bytes_) : done, isKnown ? bytes_ : 0, false);
 }
 
 RecordScan::OpenPiece RecordScan::Open(const Piece& piece) {

@@ -99,7 +99,7 @@ class SqliteReader {
       const RecordPlace place{L"row", ++row};
       if (++rowsDone_ % kRowsPerCall == 0) {
         Cancellation::Check();
-        if (progress_ != nullptr) progress_(rowsDone_, rowsInAll_);
+        if (progress_ != nullptr) progress_(rowsDone_, rowsInAll_, true);
       }
       for (std::size_t i = 0; i < declarations_.size(); ++i) {
         const int type = sqlite3_column_type(rows_.get(), static_cast<int>(i));

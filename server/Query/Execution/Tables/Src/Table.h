@@ -50,7 +50,7 @@ class ChunkSource {
 struct TypeRefuted {};
 
 /// Called now and then while a file is read, on the thread that reads the table: what is done, and
-/// in all, in bytes or rows. May be empty. What it throws ends the reading.
-using LoadProgress = std::function<void(uint64 done, uint64 total)>;
+/// in all (0 where nobody knows), in bytes or rows. May be empty. What it throws ends the reading.
+using LoadProgress = std::function<void(uint64 done, uint64 total, bool areRows)>;
 
 }  // namespace sqxer

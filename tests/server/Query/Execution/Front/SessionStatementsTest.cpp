@@ -150,8 +150,8 @@ TEST_F(SessionStatements, CopyReplacesAFileThatItReadsAndTablesAreReadAnew) {
 
 TEST_F(SessionStatements, CancelledOnesLeaveEverythingAsItWas) {
   session_.Query("CREATE TABLE kept AS SELECT n FROM generate_series(1, 300000) g(n)");
-  session_.SetProgress([this](engine::Phase, std::uint64_t done, std::uint64_t) {
-    if (done > 0) session_.Cancel();
+  session_.SetProgress([this](const engine::PhaseProgress& at) {
+    if (at.done > 0) session_.Cancel();
   });
   const std::string cancelled = "57110: the statement was cancelled";
   EXPECT_EQ(ErrorOf("CREATE OR REPLACE TABLE kept AS SELECT n + 1 AS n FROM kept"), cancelled);

@@ -106,8 +106,8 @@ TEST_F(TextOutput, PassesOnWhatItsCallersThrow) {
   for (const Phase phase : {Phase::kReading, Phase::kGrouping}) {
     session_.RemoveTable("t");
     session_.SetDirectory(folder_.Path());
-    session_.SetProgress([&](Phase at, std::uint64_t, std::uint64_t) {
-      if (at == phase) throw std::out_of_range("enough");
+    session_.SetProgress([&](const engine::PhaseProgress& at) {
+      if (at.phase == phase) throw std::out_of_range("enough");
     });
     EXPECT_THROW(Write("SELECT b, SUM(a) FROM t GROUP BY b"), std::out_of_range);
   }
@@ -118,9 +118,10 @@ TEST_F(TextOutput, PassesOnWhatItsCallersThrow) {
 TEST_F(TextOutput, TellsWhatAStatementIsAt) {
   AddOnes(20000);
   std::map<Phase, std::uint64_t> most;
-  session_.SetProgress([&](Phase phase, std::uint64_t done, std::uint64_t total) {
-    EXPECT_LE(done, total);
-    most[phase] = std::max(most[phase], done);
+  session_.SetProgress([&](const engine::PhaseProgress& at) {
+    EXPECT_LE(at.done, at.total);
+    EXPECT_EQ(at.areRows, at.phase != Phase::kReading);
+    most[at.phase] = std::max(most[at.phase], at.done);
   });
   session_.SetThreads(2);
   Write("SELECT b, SUM(a) FROM t GROUP BY b ORDER BY 2");

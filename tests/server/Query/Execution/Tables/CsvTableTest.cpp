@@ -156,7 +156,7 @@ TEST_F(CsvTable, FilesThatChangeWhileTheyAreReadAreRefused) {
   for (const auto& c : kCases) {
     Session session = Open("a\n1\n");
     meanwhile = c.change;
-    session.SetProgress([](uint64, uint64) { std::exchange(meanwhile, [] {})(); }, nullptr);
+    session.SetProgress([](uint64, uint64, bool) { std::exchange(meanwhile, [] {})(); }, nullptr);
     EXPECT_EQ(Error(session, "SELECT a FROM t"), c.error);
   }
 }
