@@ -82,6 +82,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "GENERATE_SERIES takes a first and a last whole number, and perhaps a step that is not 0, "
        "and "
        "gives {0} rows at most"},
+      {58100, 1,
+       "{0} takes one fraction: write a call for each, which share the values of their group, such "
+       "as "
+       "{0}(0.25) WITHIN GROUP (ORDER BY x), {0}(0.5) WITHIN GROUP (ORDER BY x)"},
   };
 }
 

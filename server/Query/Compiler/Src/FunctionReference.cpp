@@ -130,6 +130,7 @@ const char* const kDifferencesText = R"(| subject | here | elsewhere |
 | `EXTRACT(year FROM MAKE_DATE(-1, 1, 1))` | 0 | PostgreSQL gives -1 |
 | `QUOTE_IDENT('select')` | select | "select" |
 | `TO_CHAR(day, '')`, `TO_CHAR(9.996, '9.99EEEE')` | the empty text; 1.00e+01 | PostgreSQL gives NULL and 10.00e+00 |
+| `TO_CHAR(interval, 'IW')`, `'J'`, `'IYYY'` | an error, as for names of months | PostgreSQL gives numbers |
 | `SHA256(s)` | hexadecimal digits | PostgreSQL takes and gives bytes |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `1 BETWEEN 2 AND NULL` | NULL: a NULL bound makes it so, whatever the other one | false |

@@ -68,6 +68,7 @@ enum PlanErrorCode {
   kColumnsDoNotMeet = 58082,
   kSubqueryColumns = 58083,
   kSeries = 58084,
+  kSeveralFractions = 58100,
   kUnknownColumn = 59015,
 };
 
