@@ -34,7 +34,8 @@ refused by name.
 - A column of a CSV file takes the first of these types that all its values have: BOOLEAN (`true` and
   `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
   TIME; else it is text. Where `t` and `f` are marks of something else, name the type:
-  `--schema 'sales=mark:varchar(1)'`.
+  `--schema 'sales=mark:varchar(1)'`. A column that is declared as `bigint` is a NUMERIC of whole
+  numbers of 64 bits, and takes no others.
 - A join pairs the rows for which the condition is true; LEFT, RIGHT and FULL keep those of a side, or of both, that
   have no partner, with NULLs in the place of the other. USING and NATURAL compare columns of one name, which the
   result has once. Equalities between the sides are looked up, other conditions looked at pair by pair; conditions of

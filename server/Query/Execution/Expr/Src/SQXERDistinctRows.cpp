@@ -24,11 +24,14 @@ struct Placed {
   uint32 row;
 };
 
-/// Sorts by eight bits of each that `digit` gives, keeping the order of equal ones.
+constexpr uint32 kDigitBits = 11;
+constexpr std::size_t kDigits = std::size_t{1} << kDigitBits;
+
+/// Sorts by the digit of each, keeping the order of equal ones.
 template <class Digit>
 void SortByDigit(std::vector<Placed>& rows, std::vector<Placed>& other, Digit&& digit) {
-  std::array<std::size_t, 257> starts{};
-  for (const Placed& row : rows) ++starts[std::size_t{digit(row)} + 1];
+  std::array<uint32, kDigits + 1> starts{};
+  for (const Placed& row : rows) ++starts[digit(row) + 1];
   std::partial_sum(starts.begin(), starts.end(), starts.begin());
   for (const Placed& row : rows) other[starts[digit(row)]++] = row;
   rows.swap(other);
@@ -43,10 +46,11 @@ void SortByNumber(std::vector<Placed>& rows, std::vector<Placed>& other, Number&
     some |= numberOf(row);
     all &= numberOf(row);
   }
-  for (uint32 shift = 0; shift < 64; shift += 8) {
-    if (((some ^ all) >> shift & 0xFF) == 0) continue;
-    SortByDigit(rows, other,
-                [&](const Placed& row) { return static_cast<uint8>(numberOf(row) >> shift); });
+  for (uint32 shift = 0; shift < 64; shift += kDigitBits) {
+    if (((some ^ all) >> shift & (kDigits - 1)) == 0) continue;
+    SortByDigit(rows, other, [&](const Placed& row) {
+      return static_cast<std::size_t>(numberOf(row) >> shift & (kDigits - 1));
+    });
   }
 }
 
@@ -127,12 +131,21 @@ bool DistinctRows::HasRoom() {
   if (!memory_.HasRoomFor(2 * bytesOf(capacity_)) || !TryTake(bytesOf(capacity_))) return false;
   capacity_ *= 2;
   rows_.resize(capacity_ * stride_);
-  Widen(slots_);
+  if (!isAppending_) Widen(slots_);
   return true;
 }
 
+void DistinctRows::LookBack(uint32 looked, std::size_t usedBefore) {
+  // A table that fits the caches is not worth the question.
+  constexpr std::size_t kLeastRows = std::size_t{1} << 15;
+  if (joinsEqual_ || used_ < kLeastRows || used_ < usedBefore) return;
+  isAppending_ = used_ - usedBefore > looked / 2;
+}
+
 void DistinctRows::Clear() {
-  std::ranges::fill(slots_, Slot());
+  // As many as there would be had they grown with the rows.
+  slots_.assign(capacity_ * kSlotsPerRow, Slot());
+  isAppending_ = false;
   used_ = 0;
   std::ranges::fill(counts_, 0u);
   isFull_ = isFull_ || !texts_.empty();

@@ -14,7 +14,8 @@ namespace sqxer {
 
 /// The rows of a few values that batches bring to all groups side by side, each once in a group, in
 /// the order in which they first came, with how often they came. Equal are rows of the same bits,
-/// or those that the order of values finds equal.
+/// or those that the order of values finds equal: then each is there once, while of the former,
+/// where few come again, some may be there several times.
 ///
 /// A value is held as one word: a number, a day or a moment as what vectors have of it, a text as
 /// its number among the different ones. What grows does so within the memory that is allowed; who
@@ -47,6 +48,8 @@ class SQXEREXPR_API DistinctRows {
   uint32 GroupOf(std::size_t row) const { return static_cast<uint32>(At(row)[0] >> 32); }
   uint32 TimesOf(std::size_t row) const { return static_cast<uint32>(At(row)[0]); }
   uint64 NumberOf(std::size_t row) const { return At(row)[1]; }
+  /// A row will be asked for.
+  void Expect(std::size_t row) const { Prefetch(At(row)); }
   /// Writes the values to a record of the layout.
   void Store(std::size_t row, uint8* record) const;
   /// Forgets the rows. Texts are kept until MakeRoom, as a batch may still speak of them.
@@ -102,6 +105,10 @@ class SQXEREXPR_API DistinctRows {
   bool HasRoom();
   template <class Spill>
   void Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spill&& spill);
+  /// Puts a row behind the others, for which there is room.
+  void Append(uint32 group, uint32 row, uint64 number);
+  /// After so many rows were looked for: whether few of them came again.
+  void LookBack(uint32 looked, std::size_t usedBefore);
 
   static constexpr std::size_t kHead = 2;
   /// A table of so many slots is looked up with the next places on their way to the cache.
@@ -118,6 +125,8 @@ class SQXEREXPR_API DistinctRows {
   std::vector<uint64, ScatteredAllocator<uint64>> rows_;
   std::size_t used_ = 0;
   std::size_t capacity_ = 0;
+  /// Rows are no longer looked for.
+  bool isAppending_ = false;
   std::vector<uint32> counts_;
 
   Slots textSlots_;
@@ -160,11 +169,15 @@ void DistinctRows::Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spil
     if (!HasRoom()) spill();
     slot = Find(slots_, tag, [](uint32) { return false; });
   }
-  *slot = {tag, static_cast<uint32>(++used_)};
-  uint64* const kept = rows_.data() + (used_ - 1) * stride_;
+  Append(group, row, number);
+  *slot = {tag, static_cast<uint32>(used_)};
+}
+
+inline void DistinctRows::Append(uint32 group, uint32 row, uint64 number) {
+  uint64* const kept = rows_.data() + used_++ * stride_;
   kept[0] = uint64{group} << 32 | 1;
   kept[1] = number;
-  for (std::size_t i = 0; i < fields; ++i) kept[kHead + i] = words_[i][row];
+  for (std::size_t i = 0; i < fields_.size(); ++i) kept[kHead + i] = words_[i][row];
   if (group >= counts_.size()) counts_.resize(group + std::size_t{1});
   ++counts_[group];
 }
@@ -175,6 +188,15 @@ void DistinctRows::AddBatch(const BatchFold& fold, uint64 number, Spill&& spill)
   counting.input = &counting_;
   if (capacity_ == 0) HasRoom();
   const auto groupOf = [&](uint32 index) { return LoadValue<uint32>(fold.StateOf(index)); };
+  if (isAppending_) {
+    counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      if (!isValue) return;
+      if (used_ == capacity_ && !HasRoom()) spill();
+      Append(groupOf(index), row, number + index);
+    });
+    return;
+  }
+  const std::size_t usedBefore = used_;
   uint32 tags[kMostBatchRows];
   const bool isAhead = slots_.size() >= kLeastPrefetched;
   const std::size_t mask = slots_.size() - 1;
@@ -196,6 +218,7 @@ void DistinctRows::AddBatch(const BatchFold& fold, uint64 number, Spill&& spill)
   counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
     if (isValue) Add(groupOf(index), row, tags[index], number + index, spill);
   });
+  LookBack(fold.count, usedBefore);
 }
 
 }  // namespace sqxer

@@ -94,7 +94,9 @@ bool ArgExtreme::FindBest(const BatchFold& pairs, uint32& index, uint32& row, bo
     const T* const values = ys_.As<T>();
     const bool isConstant = ys_.isConstant;
     const int64 turn = wanted_ < 0 ? -1 : 0;
-    hasPair = false;
+    bool isAny = false;
+    uint32 bestAt = 0;
+    uint32 bestOf = 0;
     int64 best = 0;
     pairs.ForEach([&](uint32 at, uint32 of, bool isPair) {
       if (!isPair) return;
@@ -107,12 +109,15 @@ bool ArgExtreme::FindBest(const BatchFold& pairs, uint32& index, uint32& row, bo
       }
       // Turned bits sort the other way round.
       key ^= turn;
-      if (hasPair && key <= best) return;
-      hasPair = true;
+      if (isAny && key <= best) return;
+      isAny = true;
       best = key;
-      index = at;
-      row = of;
+      bestAt = at;
+      bestOf = of;
     });
+    hasPair = isAny;
+    index = bestAt;
+    row = bestOf;
   });
 }
 

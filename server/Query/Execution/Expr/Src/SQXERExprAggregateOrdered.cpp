@@ -210,6 +210,9 @@ RExprReturn Ordered::DrainTable() {
   while (next_ < order_.size() && table_->GroupOf(order_[next_]) < group_) ++next_;
   const std::size_t first = next_;
   for (; next_ < order_.size() && table_->GroupOf(order_[next_]) == group_; ++next_) {
+    // The rows lie scattered.
+    constexpr std::size_t kAhead = 24;
+    if (next_ + kAhead < order_.size()) table_->Expect(order_[next_ + kAhead]);
     const bool isRepeated =
         next_ != first && table_->AreEqual(key, order_[next_], order_[next_ - 1]);
     if (status != kTrue || (dropsDuplicates_ && isRepeated)) continue;

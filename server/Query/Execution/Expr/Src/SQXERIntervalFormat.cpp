@@ -92,7 +92,8 @@ void IntervalFormat::WriteElement(const Piece& piece, const XeInterval& interval
     case Element::kDayOfYear:
       return number(dayOfAll, 3);
     case Element::kDay:
-      return number(day, 2);
+      // The sign is one of the two characters.
+      return number(day, day < 0 ? 1 : 2);
     case Element::kWeekOfMonth:
       return number((day - 1) / 7 + 1, 0);
     case Element::kWeek:
