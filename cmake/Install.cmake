@@ -1,4 +1,5 @@
-# Installed: the shared libraries, their headers, the CMake package `sqxer` and its pkg-config file.
+# Installed: the shared libraries, their headers, the command with its manual and completions, the
+# CMake package `sqxer` and its pkg-config file.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS xeutility sqxerexpr EXPORT sqxerTargets
@@ -9,6 +10,15 @@ if(TARGET sqxer)
   install(DIRECTORY server/include/Engine DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sqxer
           FILES_MATCHING PATTERN "*.h")
   install(TARGETS sqxer RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES ${PROJECT_BINARY_DIR}/tools/sqxer/sqxer.1
+          DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  # Where the shells look by themselves.
+  set(completion ${PROJECT_SOURCE_DIR}/tools/sqxer/completion)
+  install(FILES ${completion}/sqxer.bash RENAME sqxer
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES ${completion}/_sqxer DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+  install(FILES ${completion}/sqxer.fish
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
   set_target_properties(sqxer PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 endif()
 set_target_properties(sqxerexpr PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(g++ cmake make ninja-build ccache pkg-config
   libpg-query-dev libprotobuf-c-dev libsimdjson-dev libicu-dev libboost-dev
-  libsqlite3-dev libre2-dev libssl-dev libisal-dev zlib1g-dev libzstd-dev libcli11-dev libfmt-dev libgtest-dev libgmock-dev "$@")
+  libsqlite3-dev libre2-dev libssl-dev libisal-dev zlib1g-dev libzstd-dev libcli11-dev libedit-dev libfmt-dev libflatbuffers-dev libgtest-dev libgmock-dev "$@")
 
 missing=()
 for package in "${packages[@]}"; do

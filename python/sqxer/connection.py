@@ -160,6 +160,9 @@ class Connection:
     ) -> Result:
         """Runs a statement to its end.
 
+        One without rows, such as CREATE TABLE, gives a result without columns, whose `tag` says
+        what was done.
+
         `?` or `$1` stand for `params`. `numerics`: decimals come as Arrow decimals with the digits
         that the values have, or integers where all are whole (settled), always as decimals, or as
         doubles. `dictionaries`: texts that came as dictionaries go as dictionaries.
@@ -212,7 +215,7 @@ class Connection:
         return Cursor(self)
 
     def commit(self) -> None:
-        """There is nothing to commit: statements only read."""
+        """There is nothing to commit: each statement stands when it has succeeded."""
 
     def rollback(self) -> None:
         """Refused: there are no transactions."""
@@ -231,8 +234,8 @@ class Cursor:
 
     @property
     def description(self) -> list[tuple[str, str, None, None, None, None, None]] | None:
-        """Name and type of each column; None before a statement."""
-        if self._result is None:
+        """Name and type of each column; None before a statement, and for one without rows."""
+        if self._result is None or self._result.tag:
             return None
         return [
             (name, kind, None, None, None, None, None)
@@ -241,8 +244,8 @@ class Cursor:
 
     @property
     def rowcount(self) -> int:
-        """The rows of the last statement; -1 before one."""
-        return -1 if self._result is None else len(self._result)
+        """The rows of the last statement, or those that it has written; -1 where there are none."""
+        return -1 if self._result is None else self._result.rowcount
 
     def execute(self, sql: str, params: Sequence[object] = ()) -> Self:
         """Runs a statement."""
@@ -259,6 +262,9 @@ class Cursor:
     def _get(self) -> Result:
         if self._result is None:
             msg = "no statement was executed"
+            raise InterfaceError(msg)
+        if self._result.tag:
+            msg = f"the statement gives no rows: {self._result.tag}"
             raise InterfaceError(msg)
         return self._result
 

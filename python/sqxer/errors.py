@@ -22,14 +22,13 @@ class Error(Exception):
         sql: str | None = None,
         position: int | None = None,
         row: int | None = None,
-        inputs: dict[str, str] | None = None,
     ) -> None:
         super().__init__(message)
         self.code = code
         self.sql = sql
         self.position = position
         self.row = row
-        self.inputs = inputs or {}
+        self.inputs: dict[str, str] = {}
 
     def __str__(self) -> str:
         """The sentence, and the line of SQL with a mark under the place."""
@@ -49,7 +48,8 @@ class Error(Exception):
 
     def __reduce__(self) -> tuple[object, ...]:
         """Errors travel from workers."""
-        return (type(self), (self.args[0], self.code, self.sql, self.position, self.row, self.inputs))
+        state = {"inputs": self.inputs}
+        return (type(self), (self.args[0], self.code, self.sql, self.position, self.row), state)
 
 
 class InterfaceError(Error):
@@ -87,26 +87,20 @@ class NotSupportedError(DatabaseError):
 # What values cause, and not the statement: divisions by zero, overflows, texts that do not read.
 _VALUE_CODES = {59008, 59009, 59010, 59013, *range(59161, 59169), 59171, 59172, 59185, 59191, 59192}
 _SORT_FILE_CODE = 59180
+# What statements of a session say of names and columns.
+_SESSION_CODES = {*range(57140, 57156)} - {57152}
 
 
 def _kind_of(code: int, row: int) -> type[Error]:
-    if 57000 <= code < 58000 or code == _SORT_FILE_CODE:
+    is_outside = 57000 <= code < 58000 and code not in _SESSION_CODES
+    if is_outside or code == _SORT_FILE_CODE:
         return OperationalError
     if row >= 0 or code in _VALUE_CODES:
         return DataError
     return ProgrammingError
 
 
-def make_error(
-    code: int,
-    message: str,
-    sql: str,
-    position: int,
-    row: int,
-    inputs: dict[str, str] | None = None,
-) -> Error:
+def make_error(code: int, message: str, sql: str, position: int, row: int) -> Error:
     """The exception of an error; unknown numbers are negative, `position` counts bytes."""
     place = len(sql.encode()[:position].decode(errors="ignore")) if position >= 0 else None
-    return _kind_of(code, row)(
-        message, code, sql or None, place, row if row >= 0 else None, inputs
-    )
+    return _kind_of(code, row)(message, code, sql or None, place, row if row >= 0 else None)

@@ -81,13 +81,27 @@ class Result:
         return [kind for _, kind, _ in self._whole.columns()]
 
     @property
+    def tag(self) -> str:
+        """What a statement without rows has done, as PostgreSQL says it: "INSERT 0 12".
+
+        Empty for one with rows.
+        """
+        return self._whole.tag()
+
+    @property
+    def rowcount(self) -> int:
+        """How many rows there are, or were written by a statement that gives none; -1: unknown."""
+        counted = not self.tag or self.tag.rpartition(" ")[2].isdigit()
+        return self._whole.count_rows() if counted else -1
+
+    @property
     def is_kept(self) -> bool:
         """Whether all rows are there, and can be read again, or are made while they are read."""
         return self._whole.count_rows() >= 0
 
     def __len__(self) -> int:
         """How many rows there are."""
-        count = self._whole.count_rows()
+        count = 0 if self.tag else self._whole.count_rows()
         if count < 0:
             msg = "the rows of a stream are not counted before they are read"
             raise TypeError(msg)
@@ -188,6 +202,8 @@ class Result:
 
     def __repr__(self) -> str:
         """The first rows as a table."""
+        if self.tag:
+            return f"<sqxer {self.tag}>"
         if not self.is_kept:
             return f"<sqxer stream of {', '.join(self.columns)}>"
         rows, count = self._head()
@@ -212,7 +228,7 @@ class Result:
 
     def _repr_html_(self) -> str:
         """The first rows as a table of a notebook."""
-        if not self.is_kept:
+        if self.tag or not self.is_kept:
             return f"<pre>{html.escape(repr(self))}</pre>"
         rows, count = self._head()
         head = "".join(

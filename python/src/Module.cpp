@@ -253,7 +253,8 @@ void TranslateError(const std::exception_ptr& thrown, void*) {
           nb::str(input.value.c_str(), input.value.size());
     const nb::object raised = nb::module_::import_("sqxer.errors")
                                   .attr("make_error")(error.GetCode(), error.what(), error.GetSql(),
-                                                      error.GetPosition(), error.GetRow(), inputs);
+                                                      error.GetPosition(), error.GetRow());
+    raised.attr("inputs") = inputs;
     PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(raised.ptr())), raised.ptr());
   }
 }
@@ -289,6 +290,7 @@ NB_MODULE(_engine, module) {
              return columns;
            })
       .def("count_rows", [](PythonResult& result) { return result.Get().CountRows(); })
+      .def("tag", [](PythonResult& result) { return result.Get().GetTag(); })
       .def("schema",
            [](PythonResult& result) {
              return MakeCapsule<ArrowSchema>(

@@ -66,6 +66,36 @@ def test_db_api() -> None:
         connection.execute("SELECT 1")
 
 
+def test_statements_of_a_session(tmp_path: Path) -> None:
+    """Those that make something, or write: tags, counts, no columns, and errors by their kinds."""
+    with sqxer.connect() as connection:
+        connection.register("t", {"a": [1, 2, 3]})
+        made = connection.execute("CREATE TABLE kept AS SELECT a FROM t WHERE a > ?", [1])
+        assert (made.columns, made.tag, made.rowcount, len(made)) == ([], "SELECT 2", 2, 0)
+        assert made.fetchall() == []
+        assert repr(made) == "<sqxer SELECT 2>"
+        cursor = connection.cursor()
+        cursor.executemany("INSERT INTO kept VALUES (?)", [(5,), (None,)])
+        assert (cursor.description, cursor.rowcount) == (None, 1)
+        with pytest.raises(sqxer.InterfaceError):
+            cursor.fetchall()
+        cursor.execute("CREATE VIEW v AS SELECT SUM(a) AS s FROM kept")
+        assert (cursor.description, cursor.rowcount) == (None, -1)
+        assert connection.execute("SELECT s FROM v").fetchall() == [(10,)]
+        assert connection.stream("INSERT INTO kept SELECT a FROM t").tag == "INSERT 0 3"
+        path = tmp_path / "kept.jsonl.gz"
+        assert connection.execute(f"COPY kept TO '{path}'").tag == "COPY 7"
+        assert connection.execute(f"SELECT COUNT(a) AS n FROM '{path}'").fetchall() == [(6,)]
+        described = connection.execute("DESCRIBE kept").fetchall()
+        assert described == [("a", "numeric", True)]
+        assert connection.execute("SHOW TABLES").to_dict()["name"] == ["kept", "t", "v"]
+        with pytest.raises(sqxer.ProgrammingError):
+            connection.execute("CREATE TABLE t AS SELECT 1 AS a")
+        with pytest.raises(sqxer.OperationalError):
+            connection.execute("COPY t TO '/nowhere/t.csv'")
+    assert sqxer.sql("CREATE VIEW v AS SELECT 1 AS a").tag == "CREATE VIEW"
+
+
 def test_db_api_types() -> None:
     """Constructors of parameters, and the kinds of columns' types."""
     moment = sqxer.Timestamp(2012, 1, 31, 23, 59, 59)
@@ -105,7 +135,9 @@ def test_errors_tell_where() -> None:
     with pytest.raises(sqxer.DataError) as evaluated:
         sqxer.sql("SELECT 1 / a FROM t", t={"a": [1, 0]})
     assert (evaluated.value.code, evaluated.value.row) == (59008, 2)
-    assert pickle.loads(pickle.dumps(evaluated.value)).row == 2
+    travelled = pickle.loads(pickle.dumps(evaluated.value))
+    assert (travelled.row, travelled.inputs) == (2, {"a": "0"})
+    assert str(travelled).endswith("^\n  a = 0")
     with pytest.raises(sqxer.OperationalError) as missing:
         sqxer.sql("SELECT * FROM nowhere")
     assert missing.value.code == 57001

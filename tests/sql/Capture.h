@@ -46,10 +46,16 @@ class CapturingSink : public ResultSink {
     });
   }
   void End() override { ended = true; }
+  void Done(const std::string& done, uint64) override {
+    tag = done;
+    ended = true;
+  }
 
   std::vector<ColumnInfo> columns;
   std::vector<Row_t> rows;
   bool ended = false;
+  /// Of a statement without rows.
+  std::string tag;
 
  private:
   std::vector<XeFieldDescriptorRef> fields_;

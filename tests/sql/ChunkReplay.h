@@ -13,6 +13,8 @@ class ChunkReplay : public ChunkSink {
  public:
   ChunkReplay(ResultSink& target, uint64 rowsOfChunk) : ChunkSink(rowsOfChunk), target_(target) {}
 
+  void Done(const std::string& tag, uint64 rows) override { target_.Done(tag, rows); }
+
  private:
   void TakeColumns(const std::vector<ColumnInfo>& columns) override {
     schema_.columns = columns;

@@ -54,6 +54,11 @@ Outcome Evaluate(Session& session, const std::string& sql, Place place, uint64 r
     ChunkReplay replay(sink, rowsOfChunk);
     session.Execute(sql, rowsOfChunk != 0 ? static_cast<ResultSink&>(replay) : sink);
     EXPECT_TRUE(sink.ended);
+    EXPECT_EQ(sink.tag, session.GetTag());
+    if (!sink.tag.empty()) {
+      outcome.lines = {"[" + sink.tag + "]"};
+      return outcome;
+    }
     sink.ExpectReadsBack();
     for (const auto& row : sink.rows) outcome.lines.push_back(RowText(row));
     if (sink.columns.size() == 1) {
@@ -104,28 +109,40 @@ class CorpusCase : public testing::Test {
   void TestBody() override {
     const ConfigScope config;
     // Those of the case are put over those that the run as a whole asks for.
-    if (const char* run = std::getenv("SQXER_TEST_SET")) SetSwitch(run);
+    if (const char* run = std::getenv("SQXER_TEST_SET")) {
+      for (const std::string& assignment : Split(run, ',')) SetSwitch(assignment);
+    }
     for (const std::string& assignment : test_.switches) SetSwitch(assignment);
-    Session session;
+    Session first;
     const TemporaryFolder folder;
-    for (const TableDefinition& table : test_.tables) Add(session, folder, table);
-    session.SetParameters(test_.parameters);
+    for (const TableDefinition& table : test_.tables) Add(first, folder, table);
+    first.SetParameters(test_.parameters);
 
     if (test_.kind == TestCase::Kind::kScalar) {
-      for (const Scalar& scalar : test_.scalars) RunScalar(session, scalar);
+      for (const Scalar& scalar : test_.scalars) RunScalar(first, scalar);
       return;
     }
     for (const uint32 rows : {kMostBatchRows, kSharedRows, uint32{1}, kRowByRow}) {
       // What has no loop is told of batches only.
       if (rows == kRowByRow && test_.sql.starts_with("EXPLAIN")) continue;
+      Session fresh;
+      const bool areSteps = test_.kind == TestCase::Kind::kSession;
+      if (areSteps) {
+        for (const TableDefinition& table : test_.tables) Add(fresh, folder, table);
+        fresh.SetParameters(test_.parameters);
+      }
+      Session& session = areSteps ? fresh : first;
       SCOPED_TRACE("batches of " + std::to_string(rows));
       RowScan::SetBatchRows(rows == kRowByRow ? kMostBatchRows : rows);
       // Small batches are shared out among threads, too.
       session.SetThreads(rows == kSharedRows ? 3 : 1);
       GroupParts::SetLeastRows(rows == kSharedRows ? kSharedRows : GroupParts::kLeastRows);
       session.Set("Evaluation", rows == kRowByRow ? "rows" : "batches");
-      Compare(
-          Evaluate(session, test_.sql, Place::kShown, rows == kMostBatchRows ? 0 : kRowsOfChunk));
+      const uint64 rowsOfChunk = rows == kMostBatchRows ? 0 : kRowsOfChunk;
+      for (const TestCase& step : areSteps ? test_.steps : std::vector{test_}) {
+        SCOPED_TRACE(step.sql);
+        Compare(step, Evaluate(session, step.sql, Place::kShown, rowsOfChunk));
+      }
       if (HasFailure()) break;
     }
     RowScan::SetBatchRows(kMostBatchRows);
@@ -136,12 +153,12 @@ class CorpusCase : public testing::Test {
   static constexpr uint32 kSharedRows = 3;
   static constexpr uint64 kRowsOfChunk = 4;
 
-  void Compare(const Outcome& outcome) const {
-    EXPECT_EQ(outcome.failed, test_.kind == TestCase::Kind::kError);
-    if (test_.kind == TestCase::Kind::kUnorderedQuery) {
-      EXPECT_THAT(outcome.lines, testing::UnorderedElementsAreArray(test_.expected));
+  static void Compare(const TestCase& test, const Outcome& outcome) {
+    EXPECT_EQ(outcome.failed, test.kind == TestCase::Kind::kError);
+    if (test.kind == TestCase::Kind::kUnorderedQuery) {
+      EXPECT_THAT(outcome.lines, testing::UnorderedElementsAreArray(test.expected));
     } else {
-      EXPECT_THAT(outcome.lines, testing::ElementsAreArray(test_.expected));
+      EXPECT_THAT(outcome.lines, testing::ElementsAreArray(test.expected));
     }
   }
 

@@ -49,7 +49,11 @@ class Reader {
         switches.clear();
         parameters.clear();
       } else {
-        for (TestCase& test : word == "lines" ? ReadLines() : std::vector{ReadCase(word, rest)}) {
+        const auto read = [&] {
+          if (word == "lines") return ReadLines();
+          return std::vector{word == "session" ? ReadSession() : ReadCase(word, rest)};
+        };
+        for (TestCase& test : read()) {
           for (const auto& [name, table] : tables) test.tables.push_back(table);
           test.switches = switches;
           test.parameters = parameters;
@@ -98,6 +102,14 @@ class Reader {
       if (fails) test.kind = TestCase::Kind::kError;
     }
     return cases;
+  }
+
+  TestCase ReadSession() {
+    TestCase test{};
+    test.kind = TestCase::Kind::kSession;
+    test.line = line_;
+    test.steps = ReadLines();
+    return test;
   }
 
   TestCase ReadCase(const std::string& word, const std::string& rest) {

@@ -25,12 +25,14 @@ struct Scalar {
 
 /// One block of a test file, with the tables and switches in force at its place.
 struct TestCase {
-  enum class Kind { kQuery, kUnorderedQuery, kError, kScalar };
+  enum class Kind { kQuery, kUnorderedQuery, kError, kScalar, kSession };
   Kind kind;
   int line;
   std::string sql;
   std::vector<std::string> expected;
   std::vector<Scalar> scalars;
+  /// The statements of a session, one after the other.
+  std::vector<TestCase> steps;
   std::vector<TableDefinition> tables;
   std::vector<std::string> switches;
   std::vector<std::string> parameters;

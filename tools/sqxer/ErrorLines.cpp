@@ -105,6 +105,11 @@ std::string AsJson(const Error& error, const std::optional<engine::Place>& place
   return json + '}';
 }
 
+void WriteSentence(std::string_view text, std::string_view json) {
+  const std::string_view line = areJson ? json : text;
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+}
+
 void PrintSentence(const char* kind, const std::string& sentence) {
   if (areJson) {
     PrintLine("{{\"{}\":{}}}", kind == std::string_view("error") ? "message" : kind,
@@ -119,11 +124,11 @@ void PrintSentence(const char* kind, const std::string& sentence) {
 void UseJsonErrors() { areJson = true; }
 
 void PrintOutOfMemory() {
-  constexpr std::string_view kLine = "error: not enough memory for this statement\n";
-  constexpr std::string_view kJson = "{\"message\":\"not enough memory for this statement\"}\n";
-  const std::string_view line = areJson ? kJson : kLine;
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
+  WriteSentence("error: not enough memory for this statement\n",
+                "{\"message\":\"not enough memory for this statement\"}\n");
 }
+
+void PrintCancelled() { WriteSentence("error: cancelled\n", "{\"message\":\"cancelled\"}\n"); }
 
 std::string OnOneLine(std::string text) {
   std::ranges::replace_if(

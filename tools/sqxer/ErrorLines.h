@@ -24,6 +24,9 @@ void UseJsonErrors();
 /// Where memory has run out the sentence must not need any.
 void PrintOutOfMemory();
 
+/// A signal has ended a statement. The handlers of signals may say so.
+void PrintCancelled();
+
 /// What a line quotes may break it, or give orders to the terminal: blanks for control characters.
 std::string OnOneLine(std::string text);
 

@@ -7,27 +7,21 @@
 #include <new>
 #include <stdexcept>
 
+#include "Batch.h"
 #include "Engine/Engine.h"
 #include "ErrorLines.h"
+#include "Interruption.h"
 #include "Options.h"
 #include "OutputStream.h"
 #include "Progress.h"
-#include "StatementRunner.h"
+#include "Shell.h"
+#include "TableFiles.h"
 
 namespace sqxer {
 namespace {
 
 using engine::Error;
 using engine::Session;
-using engine::Statement;
-
-void WarnOfHeader(const std::string& path) {
-  PrintWarning(
-      fmt::format("the first line of \"{}\" looks like data: --header no makes it a row, --header "
-                  "yes ends this "
-                  "warning",
-                  path));
-}
 
 void PrintSwitches() {
   std::string text;
@@ -38,75 +32,66 @@ void PrintSwitches() {
   WriteOut(text);
 }
 
-ExitStatus RunStatements(Session& session, Options options, const std::string& text) {
-  OutputStream output(options.out);
-  // It shows the bar meanwhile.
-  options.output.waitsForEnd = output.IsTerminal();
-  if (!engine::IsSqlText(text)) {
-    PrintError("the SQL is not valid UTF-8 text");
-    return kQueryFailed;
-  }
-  const std::vector<Statement> statements = engine::SplitStatements(text);
-  if (statements.empty()) {
-    PrintLine("sqxer: no SQL is given (--help shows the options)");
-    return kWrongOptions;
-  }
-  ExitStatus status = kDone;
-  try {
-    for (std::size_t i = 0; i < statements.size(); ++i) {
-      const ExitStatus one = RunStatement(session, options, text, statements[i], i + 1, output);
-      if (status == kDone) status = one;
-    }
-  } catch (const ReaderGone&) {
-    // It has what it wanted: what comes now is for nobody.
-    Progress::Clear();
-    return status;
-  }
-  if (status == kDone) output.Complete();
-  return status;
+/// What the session needs to know before it runs a statement. Throws Error.
+void SetUp(Session& session, const Options& options, const std::vector<KnownTable>& opened) {
+  for (const auto& [name, value] : options.switches) session.Set(name, value);
+  if (options.sql.empty() && !options.sqlFile) session.RefuseStandardInput();
+  session.SetFileOptions(options.files);
+  session.SetThreads(options.threads);
+  for (const auto& [name, path] : options.tables) session.AddFile(name, path);
+  for (const KnownTable& table : opened) session.AddFile(table.name, table.path);
+  for (const auto& [name, columns] : options.schemas) session.SetTypes(name, columns);
+  engine::CheckParameters(options.parameters);
+  session.SetDirectory(options.directory);
+  if (!options.isHeaderGiven) session.SetHeaderWarning(&PrintHeaderWarning);
+  if (options.progress && isatty(STDERR_FILENO)) session.SetProgress(&Progress::Show);
 }
 
-ExitStatus Run(const Options& options) {
-  if (options.errorsAreJson) UseJsonErrors();
-  Session session;
+ExitStatus PrintReference(const std::string& name) {
   try {
-    for (const auto& [name, value] : options.switches) session.Set(name, value);
-    if (!options.sql && !options.sqlFile) session.RefuseStandardInput();
-    session.SetFileOptions(options.files);
-    session.SetThreads(options.threads);
-    for (const auto& [name, path] : options.tables) session.AddFile(name, path);
-    for (const auto& [name, columns] : options.schemas) session.SetTypes(name, columns);
-    engine::CheckParameters(options.parameters);
+    WriteOut(name.empty() ? engine::ListSqlForms() : engine::DescribeSql(name));
   } catch (const Error& error) {
     PrintError(error);
     return kWrongOptions;
   }
-  session.SetDirectory(options.directory);
-  if (!options.isHeaderGiven) session.SetHeaderWarning(&WarnOfHeader);
-  if (options.progress && isatty(STDERR_FILENO)) session.SetProgress(&Progress::Show);
+  return kDone;
+}
 
-  if (options.functions) {
-    try {
-      WriteOut(options.functions->empty() ? engine::ListSqlForms()
-                                          : engine::DescribeSql(*options.functions));
-    } catch (const Error& error) {
-      PrintError(error);
-      return kWrongOptions;
-    }
-    return kDone;
+/// Whether a person is there to be asked for statements.
+bool IsForShell(const Options& options) {
+  return options.sql.empty() && !options.sqlFile && !options.out && isatty(STDIN_FILENO) &&
+         isatty(STDOUT_FILENO);
+}
+
+ExitStatus Run(Options options) {
+  if (options.errorsAreJson) UseJsonErrors();
+  Session session;
+  std::vector<KnownTable> opened;
+  try {
+    opened = SortArguments(options);
+    SetUp(session, options, opened);
+  } catch (const ArgumentError& error) {
+    PrintError(std::string(error.what()));
+    return error.GetStatus();
+  } catch (const Error& error) {
+    PrintError(error);
+    return kWrongOptions;
   }
+  if (options.functions) return PrintReference(*options.functions);
   if (options.showSwitches) {
     PrintSwitches();
     return kDone;
   }
-  std::string sql;
-  try {
-    sql = options.sql ? *options.sql : engine::ReadSqlText(options.sqlFile);
-  } catch (const Error& error) {
-    PrintError(error);
-    return kFileFailed;
+  Interruption::Install();
+  ExitStatus status = kDone;
+  if (IsForShell(options)) {
+    Interruption::ServeShell();
+    status = Shell(session, std::move(options), std::move(opened)).Run();
+  } else {
+    status = RunBatch(session, std::move(options));
   }
-  return RunStatements(session, options, sql);
+  if (const int signal = Interruption::GetSignal(); signal != 0) Interruption::EndBy(signal);
+  return status;
 }
 
 /// Puts a file that neither reads nor writes in the place of each standard stream that is closed,
@@ -130,9 +115,9 @@ ExitStatus Main(int count, char** arguments) {
   try {
     KeepFreeMemory();
     FillStandardStreams();
-    const auto options = ReadOptions(count, arguments);
+    auto options = ReadOptions(count, arguments);
     if (const auto* status = std::get_if<ExitStatus>(&options)) return *status;
-    return Run(std::get<Options>(options));
+    return Run(std::get<Options>(std::move(options)));
   } catch (const ReaderGone&) {
     return kDone;
   } catch (const OutputError& error) {

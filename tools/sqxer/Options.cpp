@@ -12,45 +12,12 @@
 #include <thread>
 
 #include "Engine/Reference.h"
+#include "HelpText.h"
 #include "OutputStream.h"
 #include "Terminal.h"
 
 namespace sqxer {
 namespace {
-
-constexpr const char* kDescription =
-    "Evaluates SQL over files: a SELECT of one table, or EXPLAIN SELECT, which prints its bound "
-    "expression trees.";
-
-/// Longer results end after so many, unless asked.
-constexpr std::uint64_t kRowsOnTerminal = 40;
-
-constexpr const char* kFooter = R"(
-The SQL is taken from the argument, from -f FILE, or from standard input; several
-statements are parted by semicolons. A table is a name, or a path in quotation marks of
-either kind: of a CSV or TSV file or one of JSON lines (.jsonl), also packed (.gz, .zst), of
-several as a pattern ('logs/2024-*.csv', equal headers), of a pipe, or - for standard input
-(the SQL then comes from the argument or -f). Delimiter, packing, byte order marks, and what
-a pipe holds are found by looking.
-
-A table of more than 64 MiB (--set TableMemory) is not kept in memory: a statement that
-reads its rows once takes them as they come, so that a pipe may be of any length. Types of a
-pipe, and the keys of JSON lines, are then those of its first rows, and a later value that
-does not fit is an error.
-
-SELECT ... LIMIT n without WHERE, GROUP BY, ORDER BY, DISTINCT or aggregates reads no more
-rows than it needs. Types and keys then come from a sample of the file and those rows: a
-value further on that does not fit them is not looked for.
-
-Exit status: 0 done, or the reader of the output has gone (| head); 1 a statement is wrong
-or failed (the others have run); 2 wrong options; 3 a file cannot be read; 4 the processor
-is too old for this build. Where several statements failed, that of the first.
-
-Examples:
-  sqxer "SELECT 7 / 2"
-  sqxer -C data "SELECT region, SUM(price) FROM sales GROUP BY region"
-  sqxer -o json "SELECT * FROM 'data/sales.csv' LIMIT 3"
-  zcat sales.csv.gz | sqxer "SELECT region, SUM(price) FROM '-' GROUP BY region")";
 
 /// Splits NAME=VALUE.
 Options::Assignments Split(const std::vector<std::string>& texts, const char* option,
@@ -100,13 +67,17 @@ char ReadDelimiter(const std::string& text) {
 
 }  // namespace
 
-std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* arguments) {
+const std::map<std::string, engine::TextOptions::Format>& OutputFormats() {
   using Format = engine::TextOptions::Format;
-  const std::map<std::string, Format> formats = {
+  static const std::map<std::string, Format> formats = {
       {"table", Format::kTable},    {"line", Format::kLines},      {"markdown", Format::kMarkdown},
       {"html", Format::kHtml},      {"csv", Format::kCsv},         {"tsv", Format::kTsv},
       {"json", Format::kJsonLines}, {"jsonl", Format::kJsonLines}, {"chart", Format::kChart},
-      {"svg", Format::kSvg}};
+      {"svg", Format::kSvg},        {"arrow", Format::kArrow}};
+  return formats;
+}
+
+std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* arguments) {
   Options options;
   options.threads = std::max(1u, std::thread::hardware_concurrency());
   std::vector<std::string> tables, schemas, switches;
@@ -114,13 +85,28 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   std::string format;
 
   CLI::App app(kDescription, "sqxer");
-  app.footer(kFooter);
-  app.set_version_flag("--version", engine::GetVersion(), "Print the version and exit");
-  app.add_option("sql", options.sql, "The statement or statements");
-  auto* file = app.add_option("-f,--file", options.sqlFile, "Read the SQL from a file")
-                   ->type_name("FILE")
-                   ->excludes(app.get_option("sql"));
-  file->allow_extra_args(false);
+  app.footer(MakeFooter());
+  // Told of with the other pages.
+  app.set_help_flag();
+  app.add_option("arguments", options.arguments,
+                 "The statement or statements; and files that are tables, each by its bare name")
+      ->option_text("[FILE...] [SQL]");
+
+  app.option_defaults()->group("SQL");
+  app.add_option("-c,--command", options.sql, "Run this SQL; may be given several times")
+      ->type_name("SQL")
+      ->allow_extra_args(false);
+  app.add_option("-f,--file", options.sqlFile, "Read the SQL from a file")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  app.add_option(
+         "--param", options.parameters,
+         "A query parameter, $1 first: VALUE, or TYPE:VALUE with a type as for --schema; an "
+         "empty value is NULL, of a text type the empty text")
+      ->type_name("VALUE")
+      ->allow_extra_args(false);
+
+  app.option_defaults()->group("Tables");
   app.add_option("-t,--table", tables,
                  "A table by name; PATH is as in quotation marks, or FILE.db:table")
       ->type_name("NAME=PATH")
@@ -150,19 +136,15 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
   app.add_option("--encoding", options.files.encoding,
                  "Of text files without a byte order mark, such as latin1 (default: UTF-8)")
       ->type_name("NAME");
-  app.add_option(
-         "--threads", options.threads,
-         "How many threads read files and evaluate rows at most (default: the cores); results do "
-         "not depend on it")
-      ->type_name("N")
-      ->check(&CheckThreads);
+
+  app.option_defaults()->group("Results");
   app.add_option(
          "-o,--output", format,
          "table (default on a terminal), line (a column a line), markdown, html, csv (default "
          "elsewhere), tsv, json or jsonl (an object a line), chart (bars or lines of "
-         "characters), svg (the same as a picture)")
+         "characters), svg (the same as a picture), arrow (a file of its IPC format)")
       ->type_name("FORMAT")
-      ->check(CLI::IsMember(formats));
+      ->check(CLI::IsMember(OutputFormats()));
   app.add_option("--out", options.out,
                  "The file of the results, which appears when all are complete (default: standard "
                  "output, where csv and json are written as they come)")
@@ -178,6 +160,16 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                  "elsewhere)")
       ->type_name("N")
       ->check(&CheckRows);
+  app.add_flag_callback(
+      "--no-header", [&] { options.output.hasHeader = false; }, "No header line in csv output");
+
+  app.option_defaults()->group("Running");
+  app.add_option(
+         "--threads", options.threads,
+         "How many threads read files and evaluate rows at most (default: the cores); results do "
+         "not depend on it")
+      ->type_name("N")
+      ->check(&CheckThreads);
   app.add_option("--set", switches, "Set a configuration switch (see --help-switches)")
       ->type_name("SWITCH=VALUE")
       ->allow_extra_args(false);
@@ -187,12 +179,6 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
          "row, inputs and sql")
       ->type_name("FORM")
       ->check(CLI::IsMember({"text", "json"}));
-  app.add_option(
-         "--param", options.parameters,
-         "A query parameter, $1 first: VALUE, or TYPE:VALUE with a type as for --schema; an "
-         "empty value is NULL, of a text type the empty text")
-      ->type_name("VALUE")
-      ->allow_extra_args(false);
   app.add_option("--repeat", options.output.runs,
                  "Run each statement N times over the loaded table")
       ->type_name("N")
@@ -202,10 +188,10 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       "Load, bind and run times, and the bytes that the runs spilled to temporary files, as one "
       "JSON line a statement on standard error");
   app.add_flag_callback(
-      "--no-header", [&] { options.output.hasHeader = false; }, "No header line in csv output");
-  app.add_flag_callback(
       "--no-progress", [&] { options.progress = false; },
       "No progress bar (shown on a terminal, for work over a second)");
+
+  app.option_defaults()->group("Reference");
   std::string function;
   const CLI::Option* const functions =
       app.add_option("--functions", function,
@@ -214,9 +200,19 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
           ->type_name("[NAME]")
           ->expected(0, 1);
   app.add_flag("--help-switches", options.showSwitches, "Print the switches of --set and exit");
+  app.set_help_flag("-h,--help", "Print this help and exit")->group("Reference");
+  app.set_version_flag("--version", engine::GetVersion(), "Print the version and exit")
+      ->group("Reference");
+  // The build makes the manual of it.
+  bool isManWanted = false;
+  app.add_flag("--help-man", isManWanted, "Print the manual page and exit")->group("");
 
   try {
     app.parse(count, arguments);
+    if (isManWanted) {
+      WriteOut(MakeManPage(app));
+      return kDone;
+    }
     options.tables = Split(tables, "--table", "NAME=PATH");
     options.schemas = Split(schemas, "--schema", "NAME=COL:TYPE,...");
     options.switches = Split(switches, "--set", "SWITCH=VALUE");
@@ -239,14 +235,20 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
     options.out = plot;
     format = "svg";
   }
+  options.isFormatGiven = !format.empty();
   const bool isOnTerminal = !options.out && isatty(STDOUT_FILENO);
   if (format.empty()) format = isOnTerminal ? "table" : "csv";
-  options.output.format = formats.at(format);
+  if (isOnTerminal && format == "arrow") {
+    std::fputs("sqxer: Arrow data are not for a terminal: --out FILE\n", stderr);
+    return kWrongOptions;
+  }
+  options.output.format = OutputFormats().at(format);
   if (isOnTerminal) {
     options.output.width = TerminalWidth();
     options.output.mostRows = kRowsOnTerminal;
   }
-  if (!rows.empty()) options.output.mostRows = rows == "all" ? 0 : std::stoull(rows);
+  options.areRowsGiven = !rows.empty();
+  if (options.areRowsGiven) options.output.mostRows = rows == "all" ? 0 : std::stoull(rows);
   return options;
 }
 

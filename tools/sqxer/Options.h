@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,8 +17,11 @@ namespace sqxer {
 struct Options {
   using Assignments = std::vector<std::pair<std::string, std::string>>;
 
-  /// The SQL itself, or the file that holds it; neither: standard input.
-  std::optional<std::string> sql;
+  /// What stands without an option, as it came: paths of tables, and SQL.
+  std::vector<std::string> arguments;
+  /// The texts of SQL, or the file that holds it; neither: the shell on a terminal, else standard
+  /// input.
+  std::vector<std::string> sql;
   std::optional<std::string> sqlFile;
   /// NAME=VALUE each.
   Assignments tables;
@@ -33,6 +38,10 @@ struct Options {
   /// The file of the results; nothing: standard output.
   std::optional<std::string> out;
   engine::TextOptions output;
+  /// Whether a format was asked for; by default it depends on where the results go.
+  bool isFormatGiven = false;
+  /// Whether it was said how many rows are shown.
+  bool areRowsGiven = false;
   bool timing = false;
   bool progress = true;
   bool errorsAreJson = false;
@@ -43,6 +52,12 @@ struct Options {
 
 /// The exit statuses of the command.
 enum ExitStatus { kDone = 0, kQueryFailed = 1, kWrongOptions = 2, kFileFailed = 3 };
+
+/// Longer results end on a terminal after so many, unless asked.
+constexpr std::uint64_t kRowsOnTerminal = 40;
+
+/// The formats of results by the names that people give them.
+const std::map<std::string, engine::TextOptions::Format>& OutputFormats();
 
 /// Reads the command line. Instead of options an exit status when there is nothing more to do: help
 /// was printed, or an option is wrong and standard error says so.

@@ -1,48 +1,30 @@
 #include "OutputStream.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <utility>
 
 #include "Progress.h"
 
 namespace sqxer {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr const char* kStandardOutput = "standard output";
 
-/// The path of a file that is not complete; null for none.
-std::atomic<const char*> unfinished = nullptr;
-
-/// Where a signal ends the process, with the action that it had. That comes back only when the file
-/// is gone: the same signal may come twice, the second time to another thread.
-void RemoveUnfinished(int number) {
-  if (const char* const path = unfinished) unlink(path);
-  signal(number, SIG_DFL);
-  raise(number);
-}
-
-void RemoveUnfinishedOnSignals() {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action = {};
-    sigaction(signal, nullptr, &action);
-    // Under nohup a signal stays ignored.
-    if (action.sa_handler != SIG_DFL) continue;
-    action.sa_handler = &RemoveUnfinished;
-    sigaction(signal, &action, nullptr);
+/// Does something with a file, whose errors are those of an output.
+template <class Action>
+auto AsOutput(const std::string& name, Action&& action) {
+  try {
+    return action();
+  } catch (const std::system_error& error) {
+    if (error.code().value() == EPIPE) throw ReaderGone();
+    throw OutputError(error.code().value(), name);
   }
 }
+
+}  // namespace
 
 void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
   while (!bytes.empty()) {
@@ -57,78 +39,30 @@ void WriteAll(int descriptor, std::string_view bytes, const std::string& name) {
   }
 }
 
-/// The permissions that a file gets which is made without any wishes.
-mode_t DefaultMode() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
-}
-
-}  // namespace
-
 void WriteOut(std::string_view bytes) { WriteAll(STDOUT_FILENO, bytes, kStandardOutput); }
 
 OutputStream::OutputStream(const std::optional<std::string>& path)
-    : name_(path.value_or(kStandardOutput)), descriptor_(STDOUT_FILENO) {
-  if (path) {
-    std::error_code ignored;
-    const fs::file_status old = fs::status(*path, ignored);
-    if (fs::exists(old) && !fs::is_regular_file(old)) {
-      descriptor_ = open(path->c_str(), O_WRONLY | O_CLOEXEC);
-      if (descriptor_ < 0) throw OutputError(errno, name_);
-    } else {
-      // The file behind a symbolic link is what is replaced.
-      path_ = fs::exists(old) ? fs::canonical(*path, ignored).string() : *path;
-      OpenTemporary();
-    }
-  }
+    : name_(path.value_or(kStandardOutput)) {
+  if (path) AsOutput(name_, [&] { file_.emplace(*path); });
+  const int descriptor = file_ ? file_->GetDescriptor() : STDOUT_FILENO;
   // One that is open for reading only has been put in the place of one that was closed.
-  const int mode = fcntl(descriptor_, F_GETFL);
+  const int mode = fcntl(descriptor, F_GETFL);
   if (mode == -1 || (mode & O_ACCMODE) == O_RDONLY) throw OutputError(EBADF, name_);
   struct stat status;
-  isFile_ = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-  isTerminal_ = isatty(descriptor_) != 0;
-}
-
-void OutputStream::OpenTemporary() {
-  const fs::path path(path_);
-  temporary_ = (path.parent_path() / fmt::format(".{}.XXXXXX", path.filename().string())).string();
-  RemoveUnfinishedOnSignals();
-  // A signal between the file and its name for the handler would leave the file.
-  sigset_t all, before;
-  sigfillset(&all);
-  sigprocmask(SIG_BLOCK, &all, &before);
-  descriptor_ = mkostemp(temporary_.data(), O_CLOEXEC);
-  const int error = errno;
-  if (descriptor_ >= 0) unfinished = temporary_.c_str();
-  sigprocmask(SIG_SETMASK, &before, nullptr);
-  if (descriptor_ < 0) throw OutputError(error, name_);
-  struct stat old;
-  fchmod(descriptor_, stat(path_.c_str(), &old) == 0 ? old.st_mode & 07777 : DefaultMode());
-}
-
-OutputStream::~OutputStream() {
-  if (descriptor_ != STDOUT_FILENO) close(descriptor_);
-  unfinished = nullptr;
-  if (!temporary_.empty()) unlink(temporary_.c_str());
+  isFile_ = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  isTerminal_ = isatty(descriptor) != 0;
 }
 
 void OutputStream::Write(std::string_view bytes) {
   isBegun_ = true;
   // What reads it may show it on the bar's terminal.
   if (!isFile_) Progress::Stop();
-  WriteAll(descriptor_, bytes, name_);
+  if (!file_) return WriteAll(STDOUT_FILENO, bytes, name_);
+  AsOutput(name_, [&] { file_->Write(bytes); });
 }
 
 void OutputStream::Complete() {
-  if (temporary_.empty()) return;
-  // Some file systems tell only now that there was no room.
-  if (close(std::exchange(descriptor_, STDOUT_FILENO)) != 0 ||
-      std::rename(temporary_.c_str(), path_.c_str()) != 0) {
-    throw OutputError(errno, name_);
-  }
-  unfinished = nullptr;
-  temporary_.clear();
+  if (file_) AsOutput(name_, [&] { file_->Complete(); });
 }
 
 }  // namespace sqxer

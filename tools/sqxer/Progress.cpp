@@ -48,6 +48,8 @@ void Progress::Show(engine::Phase phase, std::uint64_t done, std::uint64_t total
   switch (phase) {
     case Phase::kReading:
       return Draw("reading", done, total);
+    case Phase::kJoining:
+      return Draw("joining", done, total);
     case Phase::kGrouping:
       return Draw("grouping", done, total);
     case Phase::kSorting:

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ErrorLines.h"
+#include "Interruption.h"
 #include "Progress.h"
 
 namespace sqxer {
@@ -32,12 +33,13 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
                             const Statement& statement, const engine::WriteText& write) {
   try {
     Progress::Start();
+    const Interruption::Statement running(session);
     session.Write(statement.sql, write, options.parameters, options.output);
     Progress::Clear();
     return kDone;
   } catch (const Error& error) {
     Progress::Clear();
-    PrintError(error, text, statement.offset);
+    PrintFailure(error, text, statement.offset);
     return error.IsOfFile() ? kFileFailed : kQueryFailed;
   } catch (const std::bad_alloc&) {
     Progress::Clear();
@@ -52,15 +54,26 @@ ExitStatus ExecuteStatement(Session& session, const Options& options, const std:
 
 }  // namespace
 
+void PrintFailure(const Error& error, const std::string& sql, std::size_t statementOffset) {
+  if (error.GetCode() == Error::kCancelled && Interruption::GetSignal() != 0) {
+    PrintCancelled();
+  } else {
+    PrintError(error, sql, statementOffset);
+  }
+}
+
 ExitStatus RunStatement(Session& session, const Options& options, const std::string& text,
-                        const Statement& statement, std::size_t number, OutputStream& output) {
-  if (options.output.format == engine::TextOptions::Format::kSvg && output.IsBegun()) {
-    PrintError(
-        fmt::format("a picture holds one result: statement {} needs one of its own", number));
+                        const Statement& statement, std::size_t number, ResultWriter& output) {
+  using Format = engine::TextOptions::Format;
+  const bool holdsOne =
+      options.output.format == Format::kSvg || options.output.format == Format::kArrow;
+  if (holdsOne && output.IsBegun()) {
+    PrintError(fmt::format(
+        "a picture or an Arrow file holds one result: statement {} needs one of its own", number));
     return kQueryFailed;
   }
   const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
-  bool isParted = !isTable || number == 1;
+  bool isParted = !isTable || !output.IsBegun();
   const auto write = [&](std::string_view piece) {
     if (!std::exchange(isParted, true)) output.Write("\n");
     output.Write(piece);

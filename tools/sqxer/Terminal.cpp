@@ -14,6 +14,15 @@ std::size_t TerminalWidth() {
   return size.ws_col;
 }
 
+TerminalSize GetTerminalSize() {
+  TerminalSize size;
+  winsize told{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &told) != 0) return size;
+  if (told.ws_row != 0) size.rows = told.ws_row;
+  if (told.ws_col != 0) size.columns = told.ws_col;
+  return size;
+}
+
 bool TakesColour(int descriptor) {
   const char* const refused = std::getenv("NO_COLOR");
   const char* const terminal = std::getenv("TERM");

@@ -168,14 +168,10 @@ SELECT i, k, g FROM generate_series(0, 9) s (i) ⟦LEFT JOIN ¦ JOIN ¦ FULL JOI
 SELECT a.i, b.i FROM generate_series(1, 3) a (i), generate_series(a.i, 3) b (i)
 SELECT count(*) FROM facts f JOIN (SELECT d * 1.000 AS d, x * 1.0 AS x, n * 1.00 AS n FROM facts) q ON ⟦f.d = q.d ¦ f.x = q.x ¦ f.n = q.n ¦ f.n = q.d ¦ f.d = q.x ¦ f.n = q.n AND f.d = q.d⟧
 -- Subqueries that read what is around them.
--- differs: a subquery that reads columns of the query around it is refused
 SELECT a.k FROM relations a WHERE EXISTS (SELECT 1 FROM facts f WHERE f.n = ⟦a.k ¦ k ¦ a.n + v⟧)
--- differs: a subquery that reads columns of the query around it is refused
 SELECT k, (SELECT max(b.k) FROM relations b WHERE b.n = a.n) FROM relations a ⟦¦ JOIN facts ON false⟧
--- differs: a subquery that reads columns of the query around it is refused
 SELECT (SELECT ⟦k ¦ relations.k⟧) FROM relations
--- differs: a subquery that reads columns of the query around it is refused
-SELECT a.k FROM relations a JOIN facts f ON f.n = (SELECT max(b.n) FROM relations b WHERE b.k = ⟦a.k ¦ f.n⟧)
+SELECT a.k FROM relations a JOIN facts f ON f.n = (SELECT max(b.n) FROM relations b WHERE b.k = ⟦a.k ¦ f.n⟧) ORDER BY 1
 SELECT k FROM relations WHERE EXISTS (SELECT ⟦nope ¦ nope.k⟧ FROM facts) ORDER BY k
 SELECT k FROM relations WHERE k ⟦< ¦ > ¦ <= ¦ >= ¦ = ¦ <>⟧ ⟦ANY ¦ ALL⟧ (SELECT ⟦f.n ¦ r.v ¦ i⟧ FROM generate_series(3, 5) i, facts f, relations r WHERE r.n = 2 AND f.g = 'a') ORDER BY k
 SELECT string_agg(g, ',' ORDER BY k * (SELECT ⟦1 ¦ -1⟧)) FROM relations
@@ -221,3 +217,88 @@ SELECT a.k FROM relations AS a JOIN relations AS A ON true
 SELECT generate_series.⟦generate_series ¦ k⟧, k FROM generate_series(2, 4) JOIN relations ON generate_series = k ORDER BY 1
 SELECT count(*) FROM facts WHERE at - (SELECT min(at) FROM facts) ⟦> ¦ <⟧ (SELECT INTERVAL ⟦'1 day' ¦ '90 minutes'⟧)
 SELECT INTERVAL '1 day' IN (SELECT INTERVAL '24 hours' UNION SELECT INTERVAL '2 days'), (SELECT max(at) - min(at) FROM facts)
+-- EXISTS over what is around.
+SELECT a.k FROM relations a WHERE ⟦¦ NOT⟧ EXISTS (SELECT ⟦1 ¦ * ¦ b.k, a.k ¦ NULL⟧ FROM relations b WHERE ⟦b.n = a.n ¦ a.n = b.n AND b.k <> a.k ¦ b.n = a.k + 1 ¦ b.g = a.g AND b.n > a.n ¦ b.k > a.k AND b.v < a.v ¦ a.k = 3 ¦ b.n = a.n AND b.g IS NULL ¦ b.n = a.n AND a.g IS NULL ¦ b.n IS NOT DISTINCT FROM a.n AND b.k <> a.k ¦ b.n = a.n OR b.g = a.g ¦ b.n = 77 AND a.k = b.k ¦ b.n BETWEEN a.n AND a.k⟧) ORDER BY 1
+SELECT k FROM relations WHERE ⟦¦ NOT⟧ EXISTS (SELECT 1 FROM facts f WHERE f.n = k AND ⟦f.g = relations.g ¦ x > v ¦ w = 'fig' ¦ f.g < relations.g ¦ false ¦ NULL⟧) ORDER BY 1
+SELECT k, ⟦¦ NOT⟧ EXISTS (SELECT 1 FROM relations b WHERE b.⟦n = a.n ¦ g = a.g ¦ k = a.n + 1⟧ AND b.k ⟦> ¦ <⟧ a.k) AS e FROM relations a ⟦WHERE k > 2 ¦ WHERE g = 'a' OR n = 2 ¦ WHERE false⟧ ORDER BY ⟦1 ¦ e, k⟧
+SELECT k FROM relations a WHERE k < ⟦7 ¦ 0⟧ AND (EXISTS (SELECT 1 FROM relations b WHERE b.n = a.k) OR NOT EXISTS (SELECT 1 FROM facts f WHERE f.g = a.g AND f.n = ⟦a.n ¦ a.k⟧)) ORDER BY k
+SELECT count(*) FROM facts f WHERE EXISTS (SELECT 1 FROM facts h WHERE h.⟦g = f.g ¦ w = f.w ¦ day = f.day ¦ n = f.n ¦ d = f.d ¦ x = f.x ¦ at = f.at⟧ AND h.⟦n <> f.n ¦ x > f.x + 3 ¦ d IS NULL ¦ w IS DISTINCT FROM f.w⟧)
+SELECT k FROM relations a WHERE EXISTS (SELECT ⟦max(b.k) ¦ count(*) ¦ 1⟧ FROM relations b WHERE b.n = a.n ⟦GROUP BY b.g ¦ HAVING count(*) > 1 ¦ GROUP BY b.g HAVING count(*) > 1 ¦ LIMIT 1 ¦ LIMIT 0 ¦ OFFSET 1 ¦ ORDER BY 1⟧) ORDER BY k
+SELECT k FROM relations a WHERE EXISTS (SELECT max(b.k) FROM relations b WHERE b.n = a.n AND b.k > ⟦a.k ¦ 100⟧) ORDER BY k
+SELECT k FROM relations a WHERE EXISTS (SELECT 1 FROM ⟦relations b, facts f WHERE f.n = b.n AND ¦ relations b JOIN facts f ON f.n = b.n AND f.g = a.g WHERE ¦ relations b LEFT JOIN facts f ON f.n = b.n WHERE f.n IS NULL AND ¦ (SELECT * FROM relations) b WHERE ¦ generate_series(1, 3) s (n) JOIN relations b USING (n) WHERE⟧ b.k ⟦= a.n ¦ > a.k⟧) ORDER BY k
+-- IN, ANY and ALL over what is around.
+SELECT k FROM relations a WHERE ⟦n ¦ n + 1 ¦ k⟧ ⟦IN ¦ NOT IN⟧ (SELECT ⟦n ¦ b.k ¦ b.n + a.k⟧ FROM relations b WHERE b.⟦g = a.g ¦ n = a.n ¦ g = a.g AND b.k <> a.k ¦ g <> a.g ¦ k = a.n AND b.v > 0⟧) ORDER BY k
+SELECT k, n ⟦IN ¦ NOT IN ¦ = ALL ¦ <> ANY ¦ > ANY ¦ > ALL ¦ <= ANY ¦ <= ALL⟧ (SELECT ⟦n ¦ k⟧ FROM relations b WHERE b.⟦g = a.g ¦ k < a.k ¦ n = a.n ¦ g = 'zz' AND b.k = a.k⟧) AS i FROM relations a ORDER BY k
+SELECT k FROM relations a WHERE v ⟦> ALL ¦ < ANY ¦ >= ALL ¦ <> ALL⟧ (SELECT v FROM relations b WHERE b.⟦n = a.n ¦ g <> a.g ¦ k > a.k AND b.v IS NOT NULL⟧) ORDER BY k
+SELECT k, n IN (SELECT ⟦max(n) FROM relations b WHERE b.g = a.g ¦ max(n) FROM relations b WHERE b.k <= a.k GROUP BY g ¦ DISTINCT n FROM relations b WHERE b.k < a.k ¦ n FROM relations b WHERE b.k < a.k ORDER BY k DESC LIMIT 2 ¦ n FROM relations b WHERE b.k < a.k UNION SELECT k FROM facts f, relations c WHERE f.g = a.g AND c.k = 5⟧) FROM relations a ORDER BY k
+SELECT count(*) FROM facts f WHERE ⟦day ¦ at ¦ d ¦ x ¦ n⟧ ⟦IN ¦ NOT IN⟧ (SELECT ⟦day ¦ at ¦ d ¦ x ¦ n⟧ FROM facts h WHERE h.g = f.g AND h.n ⟦> f.n ¦ = 3⟧)
+SELECT g FROM relations a WHERE g IN (SELECT f.g FROM facts f WHERE f.n = a.n AND f.w ⟦IN ('apple', 'pear', 'fig') ¦ > a.g⟧) ⟦AND k > 1 ¦ OR k = 7⟧ ORDER BY k
+SELECT k FROM relations a WHERE (n IN (SELECT k FROM relations b WHERE b.g = a.g)) IS ⟦TRUE ¦ NOT TRUE ¦ NULL ¦ FALSE ¦ UNKNOWN⟧ ORDER BY k
+-- Values over what is around.
+SELECT k, (SELECT ⟦max(v) ¦ count(*) ¦ count(v) ¦ coalesce(sum(v), 0) ¦ sum(n) * 2 + 1 ¦ count(*) + 1 ¦ min(g) ¦ string_agg(b.g, ',' ORDER BY b.k) ¦ avg(n) ¦ count(*) FILTER (WHERE v > 1) ¦ count(DISTINCT n) ¦ max(b.k) - a.k ¦ bool_or(v > 1) ¦ CASE WHEN count(*) = 0 THEN 'none' ELSE max(g) END⟧ FROM relations b WHERE b.⟦n = a.n ¦ g = a.g ¦ k > a.k ¦ n = a.n AND b.k <> a.k ¦ k = -a.k⟧) AS m FROM relations a ORDER BY k
+SELECT k FROM relations a WHERE ⟦k ¦ v⟧ ⟦= ¦ < ¦ >=⟧ (SELECT ⟦max(b.k) ¦ avg(v) ¦ count(*)⟧ FROM relations b WHERE b.⟦g = a.g ¦ n = a.n ¦ n <= a.k⟧) ORDER BY k
+SELECT k, (SELECT b.g FROM relations b WHERE b.k = a.⟦n ¦ k + 1 ¦ n + a.k⟧) AS g2 FROM relations a ORDER BY ⟦k ¦ g2 NULLS FIRST, k ¦ (SELECT b.n FROM relations b WHERE b.k = a.k) DESC NULLS LAST, k⟧
+SELECT k, (SELECT b.k FROM relations b WHERE b.g = a.g) AS s FROM relations a WHERE ⟦k > 5 ¦ k < 3 ¦ g IS NULL ¦ false⟧ ORDER BY a.k
+SELECT k, (SELECT b.k FROM relations b WHERE b.g = a.g ORDER BY ⟦b.k ¦ b.k DESC ¦ b.v DESC NULLS LAST, k ¦ 1 DESC⟧ LIMIT 1⟦¦ OFFSET 1⟧) AS l FROM relations a ORDER BY k
+SELECT k, (SELECT count(*) FROM (SELECT 1) q WHERE a.n ⟦= 1 ¦ IS NULL ¦ > 1⟧) FROM relations a ORDER BY k
+SELECT k, (SELECT ⟦a.k ¦ a.n + k ¦ upper(g) ¦ length(a.g) ¦ NULL ¦ CASE WHEN a.n > 1 THEN 'big' END⟧ ⟦¦ WHERE k > 3 ¦ WHERE n IS NULL⟧) AS s FROM relations a ORDER BY a.k
+SELECT k, (SELECT DISTINCT ⟦b.n ¦ b.g⟧ FROM relations b WHERE b.g = a.g AND b.n = a.n) FROM relations a ORDER BY k
+SELECT k, (SELECT max(b.k) FROM relations b WHERE b.g = a.g GROUP BY b.⟦g ¦ n⟧) FROM relations a WHERE k ⟦< 4 ¦ > 4⟧ ORDER BY k
+SELECT k, (SELECT max(k) FROM relations b WHERE b.g = a.g HAVING ⟦count(*) > 1 ¦ max(b.k) > a.k ¦ count(*) = 0⟧) FROM relations a ORDER BY k
+SELECT k, (SELECT sum(s) FROM (SELECT g, sum(v) AS s FROM relations GROUP BY g) q WHERE q.g ⟦= ¦ <> ¦ <⟧ a.g) FROM relations a ORDER BY k
+SELECT k, (SELECT count(*) FROM relations b, facts f WHERE b.n = f.n AND ⟦b.g = a.g ¦ f.g = a.g AND b.k > a.k ¦ a.k = b.k⟧) FROM relations a ORDER BY k
+SELECT k, (SELECT count(f.n) FROM relations b LEFT JOIN facts f ON f.n = b.k WHERE b.g = a.g) FROM relations a ORDER BY k
+SELECT k, (SELECT b.k + row_number() OVER (ORDER BY b.k) FROM relations b WHERE b.g = a.g ORDER BY 1 LIMIT 1) FROM relations a ORDER BY k
+SELECT k, (SELECT max(x) FROM (SELECT n AS x FROM relations UNION ALL SELECT 4) u WHERE u.x < a.k) FROM relations a ORDER BY k
+SELECT k, (SELECT max(k) FROM relations b WHERE b.g = a.g UNION SELECT max(k) FROM relations b WHERE b.g = a.g) FROM relations a ORDER BY k
+SELECT w, (SELECT ⟦max(h.day) ¦ min(h.at) ¦ sum(h.d) ¦ avg(h.x) ¦ count(h.w) ¦ max(h.at - f.at)⟧ FROM facts h WHERE h.⟦g = f.g AND h.n > f.n ¦ day < f.day ¦ w = f.w AND h.d > 0 ¦ x = f.x⟧) AS m FROM facts f WHERE n ⟦= 3 ¦ < 2⟧ ORDER BY w, 2
+-- In other places.
+SELECT k, CASE WHEN EXISTS (SELECT 1 FROM relations b WHERE b.n = a.k) THEN ⟦'yes' ¦ (SELECT max(g) FROM relations b WHERE b.k = a.k)⟧ ELSE ⟦'no' ¦ (SELECT min(w) FROM facts f WHERE f.g = a.g)⟧ END AS c FROM relations a ORDER BY k
+SELECT a.k, b.k FROM relations a ⟦JOIN ¦ LEFT JOIN⟧ relations b ON a.n = b.k WHERE ⟦EXISTS (SELECT 1 FROM facts f WHERE f.n = a.k AND f.n > b.k) ¦ a.k > (SELECT max(c.n) FROM relations c WHERE c.g = b.g) ¦ b.g IN (SELECT f.g FROM facts f WHERE f.n = a.n) ¦ NOT EXISTS (SELECT 1 FROM relations c WHERE c.g = a.g AND c.k = b.k)⟧ ORDER BY 1, 2
+SELECT a.k, b.k, (SELECT max(c.k) FROM relations c WHERE ⟦c.n = a.n AND c.g = b.g ¦ c.k < a.k + b.k ¦ c.n = b.n⟧) FROM relations a ⟦JOIN ¦ LEFT JOIN ¦ FULL JOIN⟧ relations b ON a.n = b.k ORDER BY 1, 2
+SELECT a.k, b.k FROM relations a JOIN relations b ON a.n = b.n AND ⟦EXISTS (SELECT 1 FROM facts f WHERE f.n = a.k) ¦ b.k > (SELECT max(c.n) FROM relations c WHERE c.g = a.g) ¦ a.k NOT IN (SELECT c.n FROM relations c WHERE c.k = b.k)⟧ ORDER BY 1, 2
+SELECT a.k, b.k FROM relations a ⟦LEFT ¦ RIGHT ¦ FULL⟧ JOIN relations b ON a.n = b.n AND ⟦EXISTS (SELECT 1 FROM facts f WHERE f.n = a.k) ¦ b.k > (SELECT max(c.n) FROM relations c WHERE c.g = b.g) ¦ NOT EXISTS (SELECT 1 FROM relations c WHERE c.n = b.k) AND a.k IN (SELECT c.k FROM relations c WHERE c.g = a.g AND c.k > 1) ¦ (a.k = b.k OR a.k < (SELECT count(*) FROM relations c WHERE c.n = a.n))⟧ ORDER BY 1, 2
+SELECT a.k, b.k FROM relations a LEFT JOIN (relations b JOIN facts f ON f.n = b.k AND EXISTS (SELECT 1 FROM relations c WHERE c.n = b.k⟦¦ AND b.k > 1⟧)) ON a.n = b.n ORDER BY 1, 2
+SELECT g, count(*), (SELECT ⟦max(v) ¦ count(*)⟧ FROM relations b WHERE b.g = a.g) AS m FROM relations a GROUP BY g ⟦¦ HAVING count(*) > 1 ¦ HAVING (SELECT count(*) FROM facts f WHERE f.g = a.g) > 5 ¦ HAVING EXISTS (SELECT 1 FROM facts f WHERE f.g = a.g AND f.n = 3)⟧ ORDER BY ⟦g ¦ m, g ¦ (SELECT max(f.n) FROM facts f WHERE f.g = a.g), g⟧
+SELECT g, n, count(*) FROM relations a GROUP BY g, n HAVING n ⟦IN ¦ NOT IN⟧ (SELECT f.n FROM facts f WHERE f.g = a.g) ORDER BY 1, 2
+SELECT g, (SELECT max(b.v) FROM relations b WHERE b.k = a.k) FROM relations a GROUP BY g
+SELECT g, sum((SELECT count(*) FROM relations b WHERE b.⟦n = a.n ¦ k < a.k⟧)) FROM relations a GROUP BY g ORDER BY g
+SELECT (SELECT max(b.k) FROM relations b WHERE b.g = a.g) AS m, count(*) FROM relations a GROUP BY ⟦1 ¦ m⟧ ORDER BY 1
+SELECT count(*) FILTER (WHERE EXISTS (SELECT 1 FROM facts f WHERE f.g = a.g)), sum(k) FROM relations a ⟦¦ WHERE n = (SELECT min(n) FROM relations b WHERE b.g = a.g)⟧
+SELECT k, sum(k) OVER (PARTITION BY (SELECT count(*) FROM relations b WHERE b.g = a.g) ORDER BY k) FROM relations a ORDER BY k
+SELECT DISTINCT (SELECT count(*) FROM relations b WHERE b.g = a.g) AS c FROM relations a ORDER BY ⟦c ¦ 1 DESC⟧
+SELECT * FROM (SELECT a.k, (SELECT max(b.k) FROM relations b WHERE b.g = a.g) AS m FROM relations a) q WHERE m > k ORDER BY 1
+SELECT *, EXISTS (SELECT 1 FROM relations b WHERE b.n = a.k) FROM relations a ORDER BY k
+WITH q AS (SELECT k, n FROM relations a WHERE EXISTS (SELECT 1 FROM relations b WHERE b.n = a.n AND b.k > a.k)) SELECT q.k, (SELECT count(*) FROM q r WHERE r.k ⟦<= ¦ =⟧ q.k) FROM q ORDER BY 1
+WITH q AS (SELECT g, count(*) AS c FROM relations GROUP BY g) SELECT a.k, (SELECT c FROM q WHERE q.g = a.g) FROM relations a WHERE ⟦EXISTS (SELECT 1 FROM q WHERE q.c > a.k) ¦ a.k IN (SELECT c + 1 FROM q WHERE q.g = a.g)⟧ ORDER BY k
+SELECT k FROM relations a WHERE k = (WITH q AS (SELECT max(k) AS m FROM relations) SELECT m FROM q WHERE m > a.⟦n ¦ k - 1⟧)
+-- Two levels, and three.
+SELECT k FROM relations a WHERE EXISTS (SELECT 1 FROM relations b WHERE b.n = a.n AND ⟦EXISTS ¦ NOT EXISTS⟧ (SELECT 1 FROM relations c WHERE c.k = b.⟦k + 1 ¦ n⟧ AND c.g ⟦= ¦ <>⟧ b.g)) ORDER BY k
+SELECT k FROM relations a WHERE NOT EXISTS (SELECT 1 FROM relations b WHERE b.g = a.g AND NOT EXISTS (SELECT 1 FROM facts f WHERE f.n = ⟦b.n AND f.g = a.g ¦ a.n AND f.g = b.g ¦ b.k⟧)) ORDER BY k
+SELECT k, (SELECT max(b.k) FROM relations b WHERE b.g = a.g AND b.v ⟦>= ¦ =⟧ (SELECT max(c.v) FROM relations c WHERE c.g = b.g ⟦¦ AND c.k <> a.k⟧)) FROM relations a ORDER BY k
+SELECT k, (SELECT sum((SELECT count(*) FROM facts f WHERE f.n = b.n)) FROM relations b WHERE b.g = a.g) FROM relations a ORDER BY k
+SELECT k, (SELECT (SELECT max(c.k) FROM relations c WHERE c.n = ⟦b.k ¦ a.n⟧) FROM relations b WHERE b.k = a.n) FROM relations a ORDER BY k
+SELECT k FROM relations a WHERE k IN (SELECT b.k FROM relations b WHERE b.n = a.n AND b.k IN (SELECT c.n + ⟦1 ¦ a.n⟧ FROM relations c WHERE c.k <= b.k)) ORDER BY k
+SELECT k FROM relations a WHERE n IN (SELECT b.n FROM relations b WHERE b.k > (SELECT avg(c.k) FROM relations c WHERE c.n = b.n AND EXISTS (SELECT 1 FROM relations d WHERE d.g = c.g AND d.n = a.n))) ORDER BY k
+-- Names that nobody knows, and what may not be.
+SELECT k FROM relations a WHERE EXISTS (SELECT 1 FROM facts f WHERE f.n = a.⟦zz ¦ g⟧)
+SELECT k, (SELECT ⟦b.k, b.n ¦ *⟧ FROM relations b WHERE b.k = a.k) FROM relations a
+SELECT k FROM relations a WHERE k IN (SELECT ⟦b.k, b.n ¦ *⟧ FROM relations b WHERE b.k = a.k)
+SELECT k FROM relations a WHERE EXISTS (SELECT b.g + 1 FROM relations b WHERE b.k = a.k)
+SELECT count(*), (SELECT max(b.k) FROM relations b WHERE b.n = a.k) FROM relations a
+WITH q AS (SELECT ⟦zz ¦ k + g ¦ k FROM nothing ¦ max(k), n⟧ FROM relations) SELECT ⟦count(*) FROM relations ¦ (SELECT k FROM relations WHERE k = 1)⟧
+WITH q AS (SELECT zz FROM relations) SELECT (SELECT max(zz) FROM q) FROM (SELECT 1 AS zz) t
+WITH q AS (SELECT 1 / 0), r AS (SELECT * FROM relations WHERE k > (SELECT max(n) FROM relations)) SELECT count(*) FROM ⟦relations ¦ r⟧
+WITH q AS (SELECT k AS a FROM relations), r AS (SELECT ⟦a ¦ b⟧ FROM q) SELECT 1
+WITH q AS (SELECT 1 UNION SELECT ⟦'a' ¦ 1, 2 ¦ 2⟧) SELECT 1 AS one
+WITH q AS (SELECT ⟦k FROM generate_series(1, 2) ¦ i FROM generate_series(1, 2) i ¦ i.k FROM generate_series(1, 2) i⟧) SELECT 1 AS one
+-- Series of days and moments.
+SELECT CAST(t AS timestamp) FROM generate_series(⟦DATE '2024-01-31' ¦ TIMESTAMP '2024-01-31 12:30:00'⟧, ⟦DATE '2024-06-30' ¦ TIMESTAMP '2024-05-30 12:30:00' ¦ DATE '2023-01-01'⟧, INTERVAL ⟦'1 month' ¦ '45 days' ¦ '1 month 1 day' ¦ '-1 month' ¦ '1000 hours' ¦ '1 month -1 day'⟧) t ORDER BY 1
+SELECT CAST(t AS timestamp) FROM generate_series(DATE '2024-03-31', DATE ⟦'2023-09-01' ¦ '2024-03-31'⟧, INTERVAL ⟦'-1 month' ¦ '-40 days' ¦ '-1 year'⟧) t ORDER BY 1
+SELECT * FROM generate_series(TIMESTAMP '2024-02-28 22:00:00', TIMESTAMP '2024-02-29 03:00:00', INTERVAL ⟦'1 hour' ¦ '90 minutes' ¦ '0.5 hours' ¦ '1 hour 0.25 seconds'⟧) s (t) WHERE t > DATE '2024-02-29' ORDER BY 1
+SELECT CAST(s.t AS date), count(f.day), sum(f.n) FROM generate_series(DATE '2012-01-01', DATE '2012-01-10', INTERVAL '1 day') s (t) LEFT JOIN facts f ON f.day = s.t GROUP BY s.t ORDER BY s.t
+SELECT count(*), CAST(min(d) AS date), CAST(max(d) AS timestamp) FROM generate_series(⟦DATE '2000-02-29' ¦ DATE '1999-12-31' ¦ NULL::date⟧, DATE '2020-02-29', INTERVAL ⟦'1 year' ¦ '1 week' ¦ '3 months'⟧) d
+SELECT * FROM generate_series(DATE '2024-01-01', DATE '2024-01-02', INTERVAL ⟦'0 days' ¦ '1 day -24 hours' ¦ '1 month -30 days'⟧)
+SELECT * FROM generate_series(DATE '2024-01-01', DATE '2024-01-03')
+SELECT * FROM generate_series(DATE '2024-01-01', ⟦5 ¦ DATE '2024-01-03'⟧, 1)
+SELECT extract(month FROM m), (SELECT count(*) FROM facts f WHERE f.day >= m AND f.day < m + INTERVAL '1 month') FROM generate_series(DATE '2012-01-01', DATE '2012-04-01', INTERVAL '1 month') m ORDER BY 1

@@ -5,7 +5,9 @@ namespace sqxer {
 std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
   return {
       {58001, 1, "{0}"},
-      {58002, 0, "only SELECT and EXPLAIN SELECT are understood"},
+      {58002, 0,
+       "there is no such statement here: queries, EXPLAIN, CREATE and DROP of views and tables, "
+       "INSERT, COPY, DESCRIBE, SUMMARIZE, SHOW, SET and RESET are understood"},
       {58003, 1, "this is not understood, write the query without it: {0}"},
       {58004, 3, "there is no {0} \"{1}\"{2}"},
       {58005, 1,
@@ -79,9 +81,11 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58082, 3, "column {0} is {1} on one side and {2} on the other, cast one of them"},
       {58083, 1, "a subquery has to have one column here, and not {0}"},
       {58084, 1,
-       "GENERATE_SERIES takes a first and a last whole number, and perhaps a step that is not 0, "
-       "and "
-       "gives {0} rows at most"},
+       "GENERATE_SERIES takes a first and a last whole number, and perhaps a step that is not 0; "
+       "or "
+       "two dates or timestamps and an interval that is not 0; it gives {0} rows at most"},
+      {58090, 3, "the option {0} of COPY takes {1}, not \"{2}\""},
+      {58091, 2, "there is no switch \"{0}\"{1}"},
       {58100, 1,
        "{0} takes one fraction: write a call for each, which share the values of their group, such "
        "as "

@@ -199,6 +199,11 @@ const SwitchRow kSwitches[] = {
     {"GroupMemory", kSize,
      "Memory that the groups of GROUP BY may take before they are sorted on disk.",
      ShowSize<&SUSystemConfig::groupMemory_>, SetSize<&SUSystemConfig::groupMemory_>},
+    {"JoinMemory", kSize,
+     "Memory that the table may take in which a join looks up the keys of one side. Where it would "
+     "take more, it is made part by part, and both sides are gone through for each part, of which "
+     "there are 64 at most. The result is the same.",
+     ShowSize<&SUSystemConfig::joinMemory_>, SetSize<&SUSystemConfig::joinMemory_>},
     {"TableMemory", kSize,
      "How much of a table of CSV or JSON lines is read into memory, in bytes of its file or of the "
      "text that a pipe or a packed file gives. Of a larger one a statement that reads its rows "
@@ -224,6 +229,10 @@ const SwitchRow kSwitches[] = {
      "In batches, evaluate first what decides most rows in its time, where no operand of AND or OR "
      "can fail, or always in the written order. Results and errors are the same.",
      ConditionOrder::Show, ConditionOrder::Set},
+    {"StatementTimeout", "a number of milliseconds, 0 for any time",
+     "How long a statement may take, the reading of its tables included.",
+     ShowNumber<&SUSystemConfig::statementTimeout_>,
+     SetNumber<&SUSystemConfig::statementTimeout_, 0, std::numeric_limits<int>::max()>},
     {"Now", "a timestamp of UTC, or nothing",
      "What NOW(), CURRENT_DATE and their like give; nothing is the clock, which is read once for "
      "each statement.",
@@ -262,6 +271,13 @@ void SUSystemConfig::Set(const std::string& name, const std::string& value) {
     if (!IsMatch(name, row.name)) continue;
     if (row.set(*this, value)) return;
     SUGThrow(ErrorMessage(58041, {Wide(value), Wide(row.name), Wide(row.values)}));
+  }
+  SUGThrow(ErrorMessage(58040, {Wide(name)}));
+}
+
+std::string SUSystemConfig::Get(const std::string& name) const {
+  for (const SwitchRow& row : kSwitches) {
+    if (IsMatch(name, row.name)) return row.show(*this);
   }
   SUGThrow(ErrorMessage(58040, {Wide(name)}));
 }

@@ -93,7 +93,7 @@ class SQXER_ENGINE_API Session {
   const RunReport& GetReport() const;
 
   /// Ends the statement that is running, which throws Error::kCancelled soon; without one it does
-  /// nothing. From any thread.
+  /// nothing. From any thread, and from the handler of a signal.
   void Cancel() noexcept;
   /// Ends a statement whose rows are made while they are read, and waits until it has ended.
   void Stop();

@@ -16,6 +16,8 @@ class SQXER_ENGINE_API Error : public std::exception {
   static constexpr std::int64_t kUnknown = -1;
   /// The code of a statement that Cancel has ended.
   static constexpr int kCancelled = 57110;
+  /// The code of a statement that has taken longer than the switch StatementTimeout allows.
+  static constexpr int kTimedOut = 57173;
   /// The codes of errors of files.
   static constexpr int kFirstOfFiles = 57001;
   static constexpr int kLastOfFiles = 57099;

@@ -62,6 +62,11 @@ SQXER_ENGINE_API std::string DescribeSql(std::string_view name);
 /// How they all are written, page by page, for a terminal.
 SQXER_ENGINE_API std::string ListSqlForms();
 
+/// Of some names those that a person may have meant by another one: the ones that the fewest
+/// letters make different, if these are few; letter case counts. At most three, in their order.
+SQXER_ENGINE_API std::vector<std::string> FindNearNames(std::string_view name,
+                                                        const std::vector<std::string>& names);
+
 /// The version of the library, as "1.2.3".
 SQXER_ENGINE_API const char* GetVersion() noexcept;
 

@@ -37,7 +37,8 @@ struct ResultOptions {
   bool keepsDictionaries = false;
 };
 
-/// The rows of a statement, in batches. What EXPLAIN prints is a column of texts.
+/// The rows of a statement, in batches. What EXPLAIN prints is a column of texts. A statement that
+/// has no rows, such as INSERT, gives a result without columns.
 class SQXER_ENGINE_API Result {
  public:
   Result(Result&&) noexcept;
@@ -46,8 +47,11 @@ class SQXER_ENGINE_API Result {
   ~Result();
 
   const std::vector<Column>& GetColumns() const;
-  /// How many rows there are; -1 where they are made while they are read.
+  /// How many rows there are; -1 where they are made while they are read. Of a statement without
+  /// rows how many it has written: INSERT, COPY, CREATE TABLE AS.
   std::int64_t CountRows() const;
+  /// What a statement without rows has done: see RunReport. Empty for one with rows.
+  const std::string& GetTag() const;
   /// A struct of the columns. To be released by the caller, as all that is handed out.
   void WriteSchema(ArrowSchema* out) const;
   /// The next batch; false, and nothing in `out`, behind the last one.

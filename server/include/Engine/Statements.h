@@ -22,6 +22,20 @@ struct Statement {
 /// statement, too, which is refused when it is run.
 SQXER_ENGINE_API std::vector<Statement> SplitStatements(const std::string& text);
 
+/// What a text that goes on later, such as one that is typed line by line, is in the middle of at
+/// its end.
+enum class TextEnd : std::uint8_t {
+  /// Between statements: there is none, or a semicolon ended the last one.
+  kNothing,
+  kStatement,
+  /// Between the quotation marks of a text, of a name, or of $name$.
+  kText,
+  kName,
+  kDollarText,
+  kComment,
+};
+SQXER_ENGINE_API TextEnd FindTextEnd(std::string_view text);
+
 /// A place in a text as people count, from 1; columns are characters.
 struct Place {
   int line = 1;

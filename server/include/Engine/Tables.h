@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Engine/ArrowInterface.h"
+#include "Engine/Error.h"
 #include "Engine/SourceCondition.h"
 
 namespace sqxer::engine {
@@ -22,6 +23,11 @@ struct FileOptions {
   /// A field of CSV without quotation marks that is NULL, as an empty one always is.
   std::string nullText = {};
 };
+
+/// What a path of a table would be called where no name is given: without its folder and endings
+/// ("logs/sales 2024.csv.gz": "sales_2024"), "_" in the place of what a name must not have that
+/// stands without quotation marks. Empty for what is no path of a table.
+SQXER_ENGINE_API std::string NameOfTable(const std::string& path);
 
 struct ArrowOptions {
   /// Binary columns hold UTF-8, such as JSON documents.

@@ -34,6 +34,9 @@ struct TextOptions {
     /// of SVG. Errors 57170 and 57171.
     kChart,
     kSvg,
+    /// No text, but a file of Arrow's IPC format, which is Feather, version 2. Its rows are kept in
+    /// memory until the statement has succeeded.
+    kArrow,
   };
   Format format = Format::kCsv;
   /// Of kCsv and kTsv: whether the first line names the columns.

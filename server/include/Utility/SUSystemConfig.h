@@ -31,8 +31,11 @@ class XEUTILITY_API SUSystemConfig {
   int firstDayOfWeek_ = kFirstDayOfLocale;
   int fiscalYearStartMonth_ = 1;
   uint64 groupMemory_ = uint64{256} << 20;
+  uint64 joinMemory_ = uint64{256} << 20;
   /// How much text of a table's files is read before rows are no longer kept.
   uint64 tableMemory_ = uint64{64} << 20;
+  /// Milliseconds; 0 is any time.
+  int statementTimeout_ = 0;
   JsonErrors jsonErrors_ = JsonErrors::kError;
   bool substringCompliance_ = false;
   bool lengthKeepsBlanks_ = false;
@@ -60,6 +63,8 @@ class XEUTILITY_API SUSystemConfig {
   /// 58040 (name) for an unknown switch, 58041 (value, name, accepted values) for a value it does
   /// not take; the switch then keeps its value.
   void Set(const std::string& name, const std::string& value);
+  /// The value of a switch as Set takes it. Error 58040.
+  std::string Get(const std::string& name) const;
   /// A copy whose fields were set by name: what Set refuses is refused in a field as well (58041).
   SUSystemConfig Checked() const;
   /// See SUCompatFlag.

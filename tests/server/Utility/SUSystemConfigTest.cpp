@@ -18,6 +18,7 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"FirstDayOfWeek", text(config.firstDayOfWeek_)},
           {"FiscalYearStartMonth", text(config.fiscalYearStartMonth_)},
           {"GroupMemory", text(config.groupMemory_)},
+          {"JoinMemory", text(config.joinMemory_)},
           {"TableMemory", text(config.tableMemory_)},
           {"JsonErrors", text(static_cast<int>(config.jsonErrors_))},
           {"SubstringCompliance", text(config.substringCompliance_)},

@@ -183,7 +183,9 @@ TEST_F(Formats, DrawsAPictureIntoAFile) {
   // A document holds one picture; the old one stays.
   const Result two = Sqxer("--plot p.svg", "SELECT 1, 2; SELECT 3, 4");
   EXPECT_EQ(two.status, 1);
-  EXPECT_EQ(two.err, "error: a picture holds one result: statement 2 needs one of its own\n");
+  EXPECT_EQ(
+      two.err,
+      "error: a picture or an Arrow file holds one result: statement 2 needs one of its own\n");
   EXPECT_EQ(ReadFile(folder_.File("p.svg")), picture);
 }
 

@@ -105,9 +105,12 @@ void AppendConversionRows(std::vector<FunctionRow>& rows) {
        "SELECT TO_TIMESTAMP('20120131 0705', 'YYYYMMDD HHMI')", "2012-01-31 07:05:00",
        PrepareDateReading, MakeDateReading<XeDateTimeData>},
       {Kind::kReader, "generate_series", AtLeast(2), "GENERATE_SERIES(first, last [, step])",
-       "a table of its own", "whole numbers, known before rows are", "INTEGER or NUMERIC",
-       "no rows if an argument is NULL",
-       "In FROM: the numbers from the first to the last one, 1 or `step` apart.",
+       "a table of its own",
+       "whole numbers; or two dates or timestamps and an interval; known before rows are",
+       "INTEGER or NUMERIC; TIMESTAMP", "no rows if an argument is NULL",
+       "In FROM: the numbers from the first to the last one, 1 or `step` apart; or the moments, of "
+       "which each is the one before plus the interval: from January 31st by months all others are "
+       "on the 28th or 29th.",
        "SELECT SUM(i) FROM GENERATE_SERIES(1, 10, 2) AS g (i)", "25"},
       {Kind::kReader, "json_value", 2, "JSON_VALUE(column, 'path')", "ExtractJson",
        "a column of texts that are JSON documents; a path such as `$.a.b[2].c`, `$.\"a b\"` or "

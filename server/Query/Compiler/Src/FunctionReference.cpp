@@ -7,7 +7,7 @@ namespace sqxer {
 const char* const kStatementsText = R"(## Statements
 
 ```
-[EXPLAIN] query
+[EXPLAIN] query, or one of the [statements of a session](sql/session.md)
 
 query:   [WITH name [(column, ...)] AS (query), ...] select
 select:  SELECT [DISTINCT [ON (key, ...)]] item, ...
@@ -42,8 +42,13 @@ refused by name.
   one table alone are applied before. Rows come in the order of the left side, then of the right.
 - A query in parentheses is also an expression: of one column and at most one row, `(SELECT MAX(x) FROM t)`;
   `EXISTS (query)`; `x IN (query)`, `x > ANY (query)`, `x <= ALL (query)`, in which a NULL among the values leaves
-  open what no other one decides. It does not read columns of the query around it. IN over many values is a join where
-  it is a condition of WHERE; anywhere else 40,000 different values are the most.
+  open what no other one decides. IN over many values is a join where it is a condition of WHERE; anywhere else 40,000
+  different values are the most.
+- Such a query may read columns of the queries around it, in the select list, WHERE, HAVING, ORDER BY and ON, and with
+  groups the keys: `(SELECT MAX(x) FROM t WHERE t.k = s.k)`. It is joined with their rows, by what WHERE says of both:
+  equalities are looked up, other conditions looked at pair by pair. It is run for all rows that the conditions of WHERE
+  without such queries leave, also for those that CASE, AND or OR would not ask for. Only in its own select list and
+  clauses, and in queries in expressions there, may it name what is around: not in its FROM, WITH, VALUES or LIMIT.
 - Queries of WITH, in FROM and in expressions are run once, and their rows kept in memory until the statement ends.
 - The columns of UNION, INTERSECT, EXCEPT and of the rows of VALUES come to a common type. Those of VALUES are
   called `column1`, `column2` and so on.
@@ -145,6 +150,8 @@ const char* const kDifferencesText = R"(| subject | here | elsewhere |
 | `EXTRACT(week FROM d)` | week 1 holds January 1st, and the others start on the first day of the week | PostgreSQL counts ISO weeks: 2012-01-01 is in week 52 |
 | `value AT TIME ZONE 'Europe/Berlin'` | a TIMESTAMP in UTC | PostgreSQL gives a TIMESTAMP WITH TIME ZONE |
 | zones such as `'PST'`, `'+02'` | an error: the tz database has no such names (`'EST'` it has); an INTERVAL is a distance to UTC | PostgreSQL takes abbreviations, and counts `'+02'` west of Greenwich |
+| `GENERATE_SERIES(day, day, interval)` | gives TIMESTAMP | PostgreSQL gives TIMESTAMP WITH TIME ZONE |
+| `CASE WHEN ok THEN (SELECT x FROM t WHERE t.k = s.k) END` | an error if several rows of t have the k of a row that is not ok | PostgreSQL does not look there |
 | SUM of intervals | an error where the sum is beyond intervals | PostgreSQL also where a sum on the way is |
 | `EXTRACT(dow FROM d)` | 1 to 7 from Sunday | PostgreSQL gives 0 to 6 from Sunday |
 | `ROUND(-2.5)` | -2: halves go up | PostgreSQL gives -3 |

@@ -29,6 +29,7 @@ std::string ListForms();
 extern const char* const kStatementsText;
 extern const char* const kTypesText;
 extern const char* const kDifferencesText;
+extern const char* const kSessionText;
 extern const char* const kWindowsText;
 
 }  // namespace sqxer

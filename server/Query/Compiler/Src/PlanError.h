@@ -68,6 +68,8 @@ enum PlanErrorCode {
   kColumnsDoNotMeet = 58082,
   kSubqueryColumns = 58083,
   kSeries = 58084,
+  kCopyOption = 58090,
+  kNoSuchSwitch = 58091,
   kSeveralFractions = 58100,
   kUnknownColumn = 59015,
 };

@@ -25,6 +25,7 @@ struct Section {
 };
 
 constexpr Section kSections[] = {
+    {"session", "Views, tables and other statements", &kSessionText},
     {"types", "Literals and types", &kTypesText},
     {"differences", "Where other databases differ", &kDifferencesText},
     {"operators", "Operators"},

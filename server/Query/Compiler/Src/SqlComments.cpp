@@ -32,11 +32,16 @@ class CommentBlanker {
     return std::move(result_);
   }
 
+  /// Behind Run.
+  SqlEnd GetEnd() const { return end_; }
+
  private:
   bool Sees(std::string_view what) const { return sql_.substr(at_).starts_with(what); }
-  void SkipPast(std::string_view end, std::size_t from) {
+  /// `open` is what the text is in the middle of when there is no end.
+  void SkipPast(std::string_view end, std::size_t from, SqlEnd open) {
     const std::size_t found = sql_.find(end, from);
     at_ = found == kNowhere ? sql_.size() : found + end.size();
+    if (found == kNowhere) end_ = open;
   }
   template <class Condition>
   void SkipWhile(Condition&& condition) {
@@ -52,12 +57,17 @@ class CommentBlanker {
     const bool goesOn = std::exchange(endedEscapes_, false);
     if (Sees("--")) {
       SkipWhile([](char d) { return d != '\n' && d != '\r'; });
-    } else if (Sees("/*")) {
+      return;
+    }
+    if (Sees("/*")) {
       signs_ = BlankComment() ? 2 : signsBefore + 4;
-    } else if (c == '\'') {
+      return;
+    }
+    end_ = c == ';' ? SqlEnd::kNothing : SqlEnd::kStatement;
+    if (c == '\'') {
       SkipText(goesOn);
     } else if (c == '"') {
-      SkipPast("\"", at_ + 1);
+      SkipPast("\"", at_ + 1, SqlEnd::kName);
     } else if (c == '$') {
       SkipDollar();
     } else if (IsNameStart(c)) {
@@ -77,10 +87,11 @@ class CommentBlanker {
 
   /// `hasEscapes`: E'...', whose parts on further lines have them too.
   void SkipText(bool hasEscapes) {
-    if (!hasEscapes) return SkipPast("'", at_ + 1);
+    if (!hasEscapes) return SkipPast("'", at_ + 1, SqlEnd::kText);
     for (++at_; at_ < sql_.size() && sql_[at_] != '\''; ++at_) {
       if (sql_[at_] == '\\') ++at_;
     }
+    if (at_ >= sql_.size()) end_ = SqlEnd::kText;
     at_ = std::min(at_ + 1, sql_.size());
     endedEscapes_ = true;
   }
@@ -94,7 +105,7 @@ class CommentBlanker {
       at_ = start + 1;
       return;
     }
-    SkipPast(sql_.substr(start, at_ + 1 - start), at_ + 1);
+    SkipPast(sql_.substr(start, at_ + 1 - start), at_ + 1, SqlEnd::kDollarText);
   }
 
   /// Whether there are blanks in it now.
@@ -114,6 +125,7 @@ class CommentBlanker {
     } while (depth > 0 && at_ < sql_.size());
     if (depth > 0) {
       result_.text.resize(start + 2);
+      end_ = SqlEnd::kComment;
       return true;
     }
     // One that touches the one before is part of it.
@@ -133,12 +145,19 @@ class CommentBlanker {
   std::size_t signs_ = 0;
   /// Behind a text with escapes and nothing but blanks.
   bool endedEscapes_ = false;
+  SqlEnd end_ = SqlEnd::kNothing;
 };
 
 }  // namespace
 
 ScannableSql MakeScannable(std::string_view sql, std::size_t mostSigns) {
   return CommentBlanker(sql, mostSigns).Run();
+}
+
+SqlEnd FindSqlEnd(std::string_view sql) {
+  CommentBlanker walk(sql, kNowhere);
+  walk.Run();
+  return walk.GetEnd();
 }
 
 }  // namespace sqxer

@@ -18,4 +18,17 @@ struct ScannableSql {
 };
 ScannableSql MakeScannable(std::string_view sql, std::size_t mostSigns);
 
+/// What a text that goes on later is in the middle of at its end.
+enum class SqlEnd {
+  /// Between statements: there is none, or a semicolon ended the last one.
+  kNothing,
+  kStatement,
+  /// Between the quotation marks of a text, of a name, or of $name$.
+  kText,
+  kName,
+  kDollarText,
+  kComment,
+};
+SqlEnd FindSqlEnd(std::string_view sql);
+
 }  // namespace sqxer

@@ -302,6 +302,10 @@ int SqlExpressionReader::NegativeInteger(int position) const {
   return 0;
 }
 
+SqlTypeName SqlExpressionReader::ReadType(const PgQuery__TypeName& name) {
+  return ReadTypeName(name);
+}
+
 // The grammar's library keeps 32 bits of a number, so that $4294967297 would be $1.
 int SqlExpressionReader::ParameterNumber(const PgQuery__ParamRef& parameter) const {
   const char* const at = sql_.c_str() + Place(parameter.location);

@@ -25,6 +25,9 @@ class SqlExpressionReader {
   /// in it. Error 58015 for a name that stands twice.
   std::vector<SqlExpressionPtr> ReadWindows(PgQuery__Node* const* windows, std::size_t count);
 
+  /// A type as a CAST or a column's definition names it.
+  static SqlTypeName ReadType(const PgQuery__TypeName& name);
+
   /// Raises 58003 for a clause at a position.
   [[noreturn]] static void Refuse(int position, std::wstring_view clause);
 

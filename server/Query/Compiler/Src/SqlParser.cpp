@@ -6,7 +6,9 @@
 #include "GroupingSets.h"
 #include "PlanError.h"
 #include "SqlExpressionReader.h"
+#include "SqlQueryReader.h"
 #include "TableLiterals.h"
+#include "WordReader.h"
 
 namespace sqxer {
 namespace {
@@ -286,26 +288,61 @@ const SqlSelect& RequireSelect(const std::string& sql, const SqlQuery& query) {
   Refuse(from.position, L"more than one table in FROM");
 }
 
+/// EXPLAIN ANALYZE (NODES) is not in the grammar: blanks take the place of what stands behind
+/// EXPLAIN.
+bool TakeNodes(std::string& sql) {
+  WordReader words(sql);
+  if (!words.Next().Is("explain")) return false;
+  const WordReader::Word analyze = words.Next();
+  if (!analyze.Is("analyze") || !words.Next().Is("(") || !words.Next().Is("nodes")) return false;
+  const WordReader::Word close = words.Next();
+  if (!close.Is(")")) return false;
+  std::fill(sql.begin() + static_cast<std::ptrdiff_t>(analyze.start),
+            sql.begin() + static_cast<std::ptrdiff_t>(close.end), ' ');
+  return true;
+}
+
+/// EXPLAIN with its options.
+void ReadExplain(const PgQuery__ExplainStmt& explain, SqlStatement& statement) {
+  statement.explain = true;
+  for (std::size_t i = 0; i < explain.n_options; ++i) {
+    const PgQuery__DefElem& option = *explain.options[i]->def_elem;
+    const std::string_view name = option.defname;
+    if ((name != "analyze" && name != "nodes") || option.arg)
+      Refuse(option.location, L"an option of EXPLAIN other than ANALYZE and NODES");
+    (name == "analyze" ? statement.analyze : statement.nodes) = true;
+  }
+  if (statement.nodes && !statement.analyze)
+    Refuse(explain.options[0]->def_elem->location, L"NODES without ANALYZE");
+}
+
 }  // namespace
 
-SqlStatement ParseQuery(const std::string& sql) {
+SqlQueryPtr ReadSqlQuery(const std::string& sql, const ParsedTree& tree,
+                         const PgQuery__SelectStmt& statement) {
+  return QueryReader(sql, tree).Read(statement);
+}
+
+SqlStatement ParseQuery(const std::string& written) {
+  std::string sql = written;
+  SqlStatement result;
+  if (TakeNodes(sql)) result.analyze = result.nodes = true;
   ParsedTree tree = ParseTree(sql);
   if (tree.statements->n_stmts == 0) ThrowPlanError(kSyntaxError, 0, {L"the statement is empty"});
   if (tree.statements->n_stmts > 1)
     ThrowPlanError(kSyntaxError, tree.statements->stmts[1]->stmt_location,
                    {L"one statement is planned at a time"});
   const PgQuery__Node* statement = tree.statements->stmts[0]->stmt;
-  bool explain = statement->node_case == PG_QUERY__NODE__NODE_EXPLAIN_STMT;
-  if (explain) {
-    if (statement->explain_stmt->n_options)
-      Refuse(statement->explain_stmt->options[0]->def_elem->location, L"EXPLAIN with options");
+  if (statement->node_case == PG_QUERY__NODE__NODE_EXPLAIN_STMT) {
+    ReadExplain(*statement->explain_stmt, result);
     statement = statement->explain_stmt->query;
   }
   if (statement->node_case != PG_QUERY__NODE__NODE_SELECT_STMT) {
     std::size_t start = sql.find_first_not_of(" \t\r\n\f");
     ThrowPlanError(kStatementNotUnderstood, static_cast<int>(start), {});
   }
-  return {explain, QueryReader(sql, tree).Read(*statement->select_stmt)};
+  result.query = QueryReader(sql, tree).Read(*statement->select_stmt);
+  return result;
 }
 
 SqlSelect ParseSelect(const std::string& sql) {

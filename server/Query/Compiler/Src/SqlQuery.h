@@ -77,6 +77,9 @@ struct SqlQuery {
 
 struct SqlStatement {
   bool explain = false;
+  /// EXPLAIN runs the query and tells what its steps took, and perhaps each expression of it.
+  bool analyze = false;
+  bool nodes = false;
   SqlQueryPtr query;
 };
 

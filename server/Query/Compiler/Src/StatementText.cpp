@@ -8,6 +8,7 @@
 #include "LongNames.h"
 #include "ParsedTree.h"
 #include "PlanError.h"
+#include "SetValues.h"
 #include "SqlComments.h"
 #include "TableLiterals.h"
 #include "TryCasts.h"
@@ -192,7 +193,9 @@ std::vector<Statement> SplitStatements(const std::string& text) {
   };
   // The scanner reads up to a zero byte. Such a text, and one that does not scan in time or at all,
   // stays whole: as a statement it is refused with the reason.
-  const ScannableSql blanked = MakeScannable(text, kMaxDepth);
+  std::string masked = text;
+  if (text.find('\0') == std::string::npos) MaskSetValues(masked);
+  const ScannableSql blanked = MakeScannable(masked, kMaxDepth);
   ClaimRoom(text);
   const bool scannable = text.find('\0') == std::string::npos && !blanked.longRun;
   GrammarResult<PgQueryScanResult, pg_query_free_scan_result> scan(GrammarThread::Get().Run(

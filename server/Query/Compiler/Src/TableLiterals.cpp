@@ -8,7 +8,8 @@ namespace {
 /// Tells which FROM of a statement is a query's own.
 class FromFinder {
  public:
-  /// Whether the token is followed by a table. Takes all tokens but comments, in order.
+  /// Whether the token is followed by a table: FROM of a query, or TABLE in the place of one. Takes
+  /// all tokens but comments, in order.
   bool Add(PgQuery__Token token) {
     if (isOpening_) isQuery_.back() = token == PG_QUERY__TOKEN__SELECT;
     isOpening_ = token == PG_QUERY__TOKEN__ASCII_40;
@@ -17,8 +18,10 @@ class FromFinder {
     const bool isComparison =
         last_ == PG_QUERY__TOKEN__DISTINCT &&
         (beforeLast_ == PG_QUERY__TOKEN__IS || beforeLast_ == PG_QUERY__TOKEN__NOT);
+    const bool isTable = last_ == PG_QUERY__TOKEN__NUL && token == PG_QUERY__TOKEN__TABLE;
     beforeLast_ = last_;
     last_ = token;
+    if (isTable) return true;
     return token == PG_QUERY__TOKEN__FROM && isQuery_.back() && !isComparison;
   }
 

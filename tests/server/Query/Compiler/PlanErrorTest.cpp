@@ -9,7 +9,7 @@ TEST(PlanError, Syntax) {
   ExpectResults(ErrorOf, R"(
 SELECT 'abc => 58001 @7: unterminated quoted string at or near "'abc"
 SELECT 1; SELECT 2 => 58001 @9: one statement is planned at a time
-EXPLAIN DELETE FROM t => 58002 @0: only SELECT and EXPLAIN SELECT are understood
+EXPLAIN DELETE FROM t => 58002 @0: there is no such statement here: queries, EXPLAIN, CREATE and DROP of views and tables, INSERT, COPY, DESCRIBE, SUMMARIZE, SHOW, SET and RESET are understood
 )");
   EXPECT_EQ(ErrorOf(""), "58001 @0: the statement is empty");
   // The position counts bytes, the grammar's own count characters.
@@ -74,7 +74,8 @@ SELECT i BETWEEN SYMMETRIC 1 AND 2 => @9 BETWEEN SYMMETRIC
 SELECT TIME(3) '10:00' => @7 a precision or array bounds of this type
 SELECT B'101' => @7 a bit string literal ;; SELECT i[1] => @7 a subscript or field of a value
 SELECT SUM(t.*) => @11 * outside the select list and COUNT(*)
-EXPLAIN ANALYZE SELECT 1 => @8 EXPLAIN with options
+EXPLAIN (COSTS) SELECT 1 => @9 an option of EXPLAIN other than ANALYZE and NODES
+EXPLAIN (NODES) SELECT 1 => @9 NODES without ANALYZE
 )");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Utility/Cancellation.h"
 #include "Workers.h"
 
 namespace sqxer {
@@ -44,6 +45,7 @@ void FilterParts::Evaluate(uint64 row, uint32 batchRows) {
         const SettingsScope scope(settings_);
         for (std::size_t batch = wanted * i / threads; batch < wanted * (i + 1) / threads;
              ++batch) {
+          Cancellation::Check();
           const uint64 first = row + batch * batchRows;
           const auto count = static_cast<uint32>(std::min<uint64>(batchRows, chunk_->rows - first));
           Passing& passing = batches_[batch];

@@ -128,6 +128,7 @@ void GroupRun::SetParts(GroupRuns parts, uint64 memory) {
 
 void GroupRun::Run(ProgressMeter& meter) {
   meter.Start(RunPhase::kGrouping, scan_.CountRows());
+  profile_ = RunProfile::Current();
   takesBatches_ = scan_.HasBatches();
   scan_.Start(takesBatches_);
   Start();
@@ -165,6 +166,8 @@ bool GroupRun::TakeChunk(RowScan& scan, const TableChunk& chunk, uint64 firstRow
 
 RowTaker::Outcome GroupRun::TakeBatch(const BatchRows& rows) {
   if (!takesBatches_) return Outcome::kByRows;
+  const RunProfile::Scope step(profile_, RunProfile::Step::kGroup);
+  if (profile_ != nullptr) profile_->AddRows(RunProfile::Step::kGroup, rows.GetWanted(), 0);
   if (!FindGroups(rows)) return Outcome::kFailed;
   // An error from here on is one.
   TakeRows(rows);
@@ -195,6 +198,12 @@ bool GroupRun::FindGroups(const BatchRows& rows) {
 }
 
 bool GroupRun::TakeRow(uint64 row) {
+  return RunProfile::InStep(profile_, RunProfile::Step::kGroup, [&] { return AddRow(row); });
+}
+
+bool GroupRun::AddRow(uint64 row) {
+  if (profile_ != nullptr && !takesBatches_) [[unlikely]]
+    profile_->AddRows(RunProfile::Step::kGroup, 1, 0);
   const auto trees = [this](auto&& use) {
     TreesOf(keys_)(use);
     TreesOf(inputs_)(use);
@@ -218,6 +227,7 @@ bool GroupRun::GroupPart(const TableChunk& chunk, uint64 firstRow, uint64 row, u
   Start();
   scan_.EnterPart(chunk, firstRow);
   while (row < end) {
+    Cancellation::Check();
     const auto count = static_cast<uint32>(std::min<uint64>(RowScan::GetBatchRows(), end - row));
     BatchRows rows;
     const bool isFiltered = scan_.TakePart(rows, row, count);

@@ -55,6 +55,7 @@ class GroupRun final : private RowTaker {
   bool TakeChunk(RowScan& scan, const TableChunk& chunk, uint64 firstRow) override;
   Outcome TakeBatch(const BatchRows& rows) override;
   bool TakeRow(uint64 row) override;
+  bool AddRow(uint64 row);
   void Start();
   bool FindGroups(const BatchRows& rows);
   /// Takes the rows of a batch into the groups found. An error is that of the first row that has
@@ -80,6 +81,7 @@ class GroupRun final : private RowTaker {
   bool takesBatches_ = false;
   std::vector<BatchVector> keyVectors_;
   std::vector<BatchVector> inputVectors_;
+  RunProfile* profile_ = nullptr;
 };
 
 }  // namespace sqxer

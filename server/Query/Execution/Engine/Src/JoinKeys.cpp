@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "Utility/Cancellation.h"
 #include "Utility/HashMix.h"
 
 namespace sqxer {
@@ -28,6 +29,7 @@ bool JoinKeys::ChooseDigits() {
     for (uint64 first = 0; first < chunks[chunk].rows; first += kMostBatchRows) {
       const auto count =
           static_cast<uint32>(std::min<uint64>(kMostBatchRows, chunks[chunk].rows - first));
+      Cancellation::Check();
       ReadColumns(JoinColumn::kBuild, chunk, first, count);
       for (std::size_t i = 0; i < columns_.size(); ++i) {
         const uint64* const words = &words_[i * kMostBatchRows];
@@ -74,6 +76,7 @@ void JoinKeys::Read(Side side, std::size_t chunk, uint64 first, uint32 count) {
     batch_.words[found] = words_[i];
     found += joins_[i];
   }
+  batch_.read = count;
   batch_.count = found;
 }
 

@@ -13,6 +13,8 @@ namespace sqxer {
 
 /// Rows of a batch with the words of their keys.
 struct JoinBatch {
+  /// Those of the side, of which `count` may join.
+  uint32 read = 0;
   uint32 count = 0;
   /// By their numbers in the table, ascending.
   uint32 rows[kMostBatchRows];

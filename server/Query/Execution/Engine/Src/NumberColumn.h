@@ -7,19 +7,26 @@
 
 namespace sqxer {
 
-/// A vector of integers: kInt32, or kDecimal64 without digits behind the point.
+/// A vector of values of a form, without NULLs.
 template <class T>
-ColumnVector MakeNumbers(std::span<const T> numbers) {
-  static_assert(std::is_same_v<T, int32> || std::is_same_v<T, int64>);
+ColumnVector MakeColumn(std::span<const T> numbers, ColumnForm form) {
   constexpr std::size_t kReadableBeyond = 64;
   auto values = std::make_shared<std::vector<T>>(numbers.begin(), numbers.end());
   values->resize(numbers.size() + kReadableBeyond / sizeof(T));
   ColumnVector vector;
-  vector.form = std::is_same_v<T, int32> ? ColumnForm::kInt32 : ColumnForm::kDecimal64;
+  vector.form = form;
   vector.rows = numbers.size();
   vector.values = reinterpret_cast<const uint8*>(values->data());
   vector.owner = std::move(values);
   return vector;
+}
+
+/// A vector of integers: kInt32, or kDecimal64 without digits behind the point.
+template <class T>
+ColumnVector MakeNumbers(std::span<const T> numbers) {
+  static_assert(std::is_same_v<T, int32> || std::is_same_v<T, int64>);
+  return MakeColumn(numbers,
+                    std::is_same_v<T, int32> ? ColumnForm::kInt32 : ColumnForm::kDecimal64);
 }
 
 /// Adds a column with the numbers of the rows, from 0.

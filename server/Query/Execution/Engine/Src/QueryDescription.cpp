@@ -22,9 +22,10 @@ BatchMarks MarksOf(const RowScan& scan) {
 /// Lines of text, the nodes of trees indented under their step.
 class Description {
  public:
+  explicit Description(const NodeTimes* times) : times_(times) {}
   void Add(const XeString& step) { lines_.push_back(step); }
   void AddTree(RExpression& tree, BatchMarks marks = BatchMarks::kNone) {
-    const XeString text = DescribeTree(tree, marks);
+    const XeString text = DescribeTree(tree, marks, times_);
     for (std::size_t start = 0; start < text.size();) {
       const std::size_t end = std::min(text.find(L'\n', start), text.size());
       lines_.push_back(L"  " + text.substr(start, end - start));
@@ -82,14 +83,15 @@ class Description {
   std::vector<XeString> Take() { return std::move(lines_); }
 
  private:
+  const NodeTimes* const times_;
   std::vector<XeString> lines_;
 };
 
 }  // namespace
 
-std::vector<XeString> QueryRun::Describe() {
+std::vector<XeString> QueryRun::Describe(const NodeTimes* times) {
   const SettingsScope scope(settings_);
-  Description description;
+  Description description(times);
   RowScan& scan = IsGrouped() ? grouping_->GetScan() : scan_;
   description.AddScan(scan, plan_);
   if (IsGrouped()) {

@@ -190,6 +190,7 @@ void QueryRun::Run(ResultSink& sink, const RunProgress& progress) {
   meter_.SetProgress(progress);
   const SettingsScope scope(settings_);
   sink_ = &sink;
+  profile_ = RunProfile::Current();
   sorted_ = skipped_ = passed_ = 0;
   if (IsComplete()) {
     BeginResult();
@@ -221,10 +222,20 @@ void QueryRun::Run(ResultSink& sink, const RunProgress& progress) {
   } else if (sorter_) {
     EmitSortedRows();
   }
+  if (profile_ != nullptr) CountRowsOfSteps();
   sink.End();
 }
 
+void QueryRun::CountRowsOfSteps() const {
+  if (windows_ && !windows_->AreImmediate()) {
+    profile_->AddRows(Step::kWindow, windows_->CountRows(), windows_->CountRows());
+  }
+  if (sorter_) profile_->AddRows(Step::kSort, sorted_, skipped_ + passed_);
+  profile_->AddRows(Step::kWrite, skipped_ + passed_, passed_);
+}
+
 void QueryRun::ReadGroups() {
+  const RunProfile::Scope step(profile_, Step::kGroup);
   groups_.chunks.clear();
   groups_.rowCount = 0;
   rowOrder_.reset();
@@ -302,7 +313,13 @@ RowTaker::Outcome QueryRun::TakeWindowBatch(BatchRows rows) {
   const uint64 first = scan_.GetBatchRow();
   const uint32 wanted = rows.GetWanted();
   const uint64 last = first + rows.GetRow(wanted - 1);
-  windows_->ReadBatch(rows, first, windowError_);
+  {
+    const RunProfile::Scope step(profile_, Step::kWindow);
+    windows_->ReadBatch(rows, first, windowError_);
+  }
+  if (profile_ != nullptr && windows_->AreImmediate()) {
+    profile_->AddRows(Step::kWindow, rows.GetWanted(), rows.GetWanted());
+  }
   windowsReadTo_ = last;
   const uint32 read = rows.GetWanted();
   if (read == 0) std::rethrow_exception(windowError_);
@@ -320,7 +337,11 @@ RowTaker::Outcome QueryRun::TakeSourceBatch(const BatchRows& rows) {
   }
   if (distinctTakesBatches_) {
     if (!FindDistinct(rows)) return Outcome::kFailed;
-    const bool goesOn = distinctBatch_->TakeKeys(scan_.GetBatchRow(), [this] { return Deliver(); });
+    const RunProfile::Scope step(profile_, Step::kDistinct);
+    const bool goesOn = distinctBatch_->TakeKeys(scan_.GetBatchRow(), [this] {
+      const RunProfile::RowScope sample(profile_);
+      return Deliver();
+    });
     return goesOn ? Outcome::kTaken : Outcome::kStop;
   }
   if (!outputsTakeBatches_) return Outcome::kByRows;
@@ -334,6 +355,7 @@ bool QueryRun::AdmitFailedBatch() {
 }
 
 bool QueryRun::AddToWindows(const BatchRows& rows) {
+  const RunProfile::Scope step(profile_, Step::kWindow);
   try {
     return windows_->AddBatch(rows, scan_.GetBatchRow() - 1);
   } catch (const ErrorMessage&) {
@@ -343,6 +365,7 @@ bool QueryRun::AddToWindows(const BatchRows& rows) {
 }
 
 bool QueryRun::AddToOrder(const BatchRows& rows) {
+  const RunProfile::Scope step(profile_, Step::kSort);
   const uint64 first = scan_.GetBatchRow() - 1;
   try {
     if (!lateOutputs_->Admit(rows) || !rowOrder_->Add(rows, first)) return false;
@@ -361,6 +384,10 @@ bool QueryRun::EvaluateOutput(std::size_t output, const BatchRows& rows) {
 }
 
 bool QueryRun::EvaluateOutputs(const BatchRows& rows) {
+  const RunProfile::Scope step(profile_, Step::kOutputs);
+  if (profile_ != nullptr) {
+    profile_->AddRows(Step::kOutputs, rows.GetWanted(), rows.GetWanted());
+  }
   const auto evaluate = [&](std::size_t output) { return EvaluateOutput(output, rows); };
   try {
     return std::ranges::all_of(batchOutputs_, evaluate) &&
@@ -371,6 +398,8 @@ bool QueryRun::EvaluateOutputs(const BatchRows& rows) {
 }
 
 bool QueryRun::FindDistinct(const BatchRows& rows) {
+  const RunProfile::Scope step(profile_, Step::kDistinct);
+  if (profile_ != nullptr) profile_->AddRows(Step::kDistinct, rows.GetWanted(), 0);
   try {
     if (!EvaluateTrees(outputs_, rows, outputVectors_)) return false;
   } catch (const ErrorMessage&) {
@@ -383,6 +412,7 @@ bool QueryRun::FindDistinct(const BatchRows& rows) {
 bool QueryRun::EmitBatch(const BatchRows& rows) {
   if (passesBatches_) return PassBatch(rows);
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
+    const RunProfile::RowScope sample(profile_);
     const uint32 batchRow = rows.GetRow(i);
     const uint64 row = scan_.GetBatchRow() + batchRow;
     if (!rowOutputs_.empty()) {
@@ -413,6 +443,7 @@ bool QueryRun::PassBatch(BatchRows rows) {
     rows.selected = passedRows_.data();
     rows.selectedCount = static_cast<uint32>(passed);
   }
+  const RunProfile::Scope step(profile_, Step::kWrite);
   sink_->Batch({outputVectors_.data(), static_cast<std::size_t>(plan_.visibleOutputs)}, rows);
   return !IsComplete();
 }
@@ -424,26 +455,38 @@ bool QueryRun::TakeRow(uint64 row) {
     return Emit(row);
   }
   if (windows_->AreImmediate() || areWindowsComplete_) {
-    windows_->WriteResults(row);
+    RunProfile::InStep(profile_, Step::kWindow, [&] { windows_->WriteResults(row); });
+    if (profile_ != nullptr && windows_->AreImmediate()) [[unlikely]]
+      profile_->AddRows(Step::kWindow, 1, 1);
     return Emit(row);
   }
-  windows_->Add(row);
+  RunProfile::InStep(profile_, Step::kWindow, [&] { windows_->Add(row); });
   return true;
 }
 
 bool QueryRun::Emit(uint64 row) {
-  AtRow(scan_.ErrorRow(row), source_, TreesOf(outputs_), [this] { WriteAll(outputs_); });
+  if (profile_ != nullptr) [[unlikely]]
+    profile_->AddRows(Step::kOutputs, 1, 1);
+  RunProfile::InStep(profile_, Step::kOutputs, [&] {
+    AtRow(scan_.ErrorRow(row), source_, TreesOf(outputs_), [this] { WriteAll(outputs_); });
+  });
   return TakeResult(row);
 }
 
 bool QueryRun::TakeResult(uint64 row) {
-  if (distinct_ && !distinct_->Add(row)) return true;
+  if (!distinct_) return Deliver();
+  if (profile_ != nullptr) [[unlikely]]
+    profile_->AddRows(Step::kDistinct, 1, 0);
+  const auto add = [&] { return distinct_->Add(row); };
+  if (!RunProfile::InStep(profile_, Step::kDistinct, add)) return true;
   return Deliver();
 }
 
 bool QueryRun::Deliver() {
+  if (profile_ != nullptr && distinct_) [[unlikely]]
+    profile_->AddRows(Step::kDistinct, 0, 1);
   if (!sorter_) return Pass();
-  sorter_->SortRecord(result_.GetData());
+  RunProfile::InStep(profile_, Step::kSort, [this] { sorter_->SortRecord(result_.GetData()); });
   ++sorted_;
   return true;
 }
@@ -461,12 +504,14 @@ bool QueryRun::Pass() {
 
 void QueryRun::EmitWindowRows() {
   if (windows_->AreImmediate()) return;
+  const RunProfile::Scope step(profile_, Step::kWindow);
   windows_->EndInput(meter_);
   meter_.Start(AfterWindows(), windows_->CountRows());
   areWindowsComplete_ = true;
   if (windowsGiveBatches_) return scan_.ScanAgain(windows_->GetRowNumbers(), *this, meter_);
   if (windowsSortNumbers_) lookup_->Begin();
   while (const uint64 row = windows_->Next()) {
+    const RunProfile::RowScope sample(profile_);
     meter_.Step();
     if (windowsSortNumbers_) {
       lookup_->Fill(row - 1);
@@ -479,13 +524,16 @@ void QueryRun::EmitWindowRows() {
 }
 
 void QueryRun::EmitDistinct() {
+  const RunProfile::Scope step(profile_, Step::kDistinct);
   while (distinct_->NextSorted(meter_, AfterDistinct())) {
+    const RunProfile::RowScope sample(profile_);
     meter_.Step();
     if (!Deliver()) return;
   }
 }
 
 void QueryRun::EmitSortedRows() {
+  const RunProfile::Scope step(profile_, Step::kSort);
   sorter_->EndInput();
   meter_.Start(RunPhase::kWriting, sorted_);
   bool isFirst = true;
@@ -502,6 +550,7 @@ void QueryRun::EmitSortedRows() {
 }
 
 void QueryRun::EmitRowsByNumber() {
+  const RunProfile::Scope step(profile_, Step::kSort);
   rowOrder_->Sort();
   if (distinctKeys_) rowOrder_->KeepFirstOfGroups();
   meter_.Start(RunPhase::kWriting, rowOrder_->GetCount());

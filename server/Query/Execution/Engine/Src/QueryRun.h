@@ -42,8 +42,11 @@ class QueryRun final : private RowTaker {
 
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, const RunProgress& progress = nullptr);
-  /// The steps and the bound trees, one node a line.
-  std::vector<XeString> Describe();
+  /// Those of the result.
+  std::vector<ColumnInfo> VisibleColumns() const;
+  /// The steps and the bound trees, one node a line, with what each node has taken where that was
+  /// measured.
+  std::vector<XeString> Describe(const NodeTimes* times = nullptr);
 
  private:
   Outcome TakeBatch(const BatchRows& rows) override;
@@ -52,7 +55,6 @@ class QueryRun final : private RowTaker {
 
   bool IsGrouped() const { return grouping_ != nullptr; }
   RowScan::Reads TakeReads(const Table* table);
-  std::vector<ColumnInfo> VisibleColumns() const;
   void BindWindows();
   void BindOutputs();
   void BindBatchOutputs();
@@ -99,6 +101,8 @@ class QueryRun final : private RowTaker {
   }
   RunPhase AfterWindows() const { return distinct_ ? RunPhase::kGrouping : AfterDistinct(); }
   RunPhase AfterDistinct() const { return sorter_ ? RunPhase::kSorting : RunPhase::kWriting; }
+  using Step = RunProfile::Step;
+  void CountRowsOfSteps() const;
   /// As many rows as are wanted were passed on.
   bool IsComplete() const { return plan_.limit && passed_ == *plan_.limit; }
 
@@ -135,6 +139,7 @@ class QueryRun final : private RowTaker {
   std::optional<RowLookup> lookup_;
 
   ResultSink* sink_ = nullptr;
+  RunProfile* profile_ = nullptr;
   ProgressMeter meter_;
   bool outputsTakeBatches_ = false;
   bool distinctTakesBatches_ = false;

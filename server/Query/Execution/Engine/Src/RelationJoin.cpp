@@ -7,25 +7,17 @@
 #include "ColumnGather.h"
 #include "NumberColumn.h"
 #include "PlanError.h"
+#include "RelationCorrelated.h"
 #include "RelationSource.h"
 #include "RelationTypes.h"
+#include "RunProfile.h"
 #include "Session.h"
-#include "SqlParser.h"
-#include "TableReads.h"
-#include "TableScan.h"
+#include "SqlNames.h"
 
 namespace sqxer {
 namespace {
 
 using Join = SqlRelation::Join;
-
-std::shared_ptr<SqlExpression> MakeName(std::vector<XeString> path, int position) {
-  auto name = std::make_shared<SqlExpression>();
-  name->kind = SqlExpression::Kind::kName;
-  name->path = std::move(path);
-  name->position = position;
-  return name;
-}
 
 SqlExpressionPtr MakeCast(SqlExpressionPtr expression, XeDataType type) {
   auto cast = std::make_shared<SqlExpression>();
@@ -43,15 +35,6 @@ bool ReadsOnly(const SqlExpression& expression, const TableSchema& schema, bool 
   return columns && (allowsNone || !columns->empty());
 }
 
-std::vector<std::size_t> FindWanted(const TableSchema& schema, const TableRequest& wanted) {
-  std::vector<std::size_t> columns;
-  for (std::size_t i = 0; i < schema.columns.size(); ++i) {
-    const ColumnInfo& column = schema.columns[i];
-    if (column.type != XeUnknown && wanted.Wants(column.name)) columns.push_back(i);
-  }
-  return columns;
-}
-
 JoinKind KindOf(Join join) {
   switch (join) {
     case Join::kLeft:
@@ -65,6 +48,21 @@ JoinKind KindOf(Join join) {
   }
   return JoinKind::kInner;
 }
+
+/// Nobody is told of progress, as long as it lives.
+class Quiet {
+ public:
+  explicit Quiet(RunProgress& progress) : progress_(progress), told_(std::move(progress)) {
+    progress_ = nullptr;
+  }
+  ~Quiet() { progress_ = std::move(told_); }
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+
+ private:
+  RunProgress& progress_;
+  RunProgress told_;
+};
 
 /// The integers from 0 on.
 std::vector<uint32> Iota(std::size_t count) {
@@ -80,59 +78,19 @@ struct RelationRun::KeyColumns {
   std::vector<std::size_t> columns;
 };
 
-SqlSelect RelationRun::Settle(const SqlQuery& query) {
-  SqlSelect select = query.select;
-  Conditions conditions;
-  if (select.where) SplitConditions(select.where, conditions);
-  const auto outerParts = std::exchange(whereParts_, {});
-  auto outerMemberships = std::exchange(memberships_, {});
-  for (const SqlExpressionPtr& condition : conditions) {
-    if (query.from) whereParts_.insert(condition.get());
-  }
-  if (query.from) around_.push_back(query.from.get());
-  MapExpressions(select, [this](const SqlExpressionPtr& part) { return Replace(part); });
-  if (query.from) around_.pop_back();
-  whereParts_ = outerParts;
-  const std::vector<Membership> memberships =
-      std::exchange(memberships_, std::move(outerMemberships));
-  const bool isOfSession = !query.from || (!select.table.empty() && !FindCommon(select.table));
-  if (isOfSession && memberships.empty()) return select;
-  TableRequest wanted = FindTableReads(select);
-  for (const Membership& membership : memberships) {
-    SqlSelect read;
-    read.where = membership.value;
-    for (XeString& name : FindTableReads(read).names) wanted.names.push_back(std::move(name));
-  }
-  AddJoinReads(*query.from, wanted);
-  // Rows are counted though nothing of them is read.
-  wanted.all = wanted.all || wanted.names.empty();
-  const std::unique_ptr<Source> source = MakeSource(*query.from, wanted);
-  select.tableAlias.clear();
-  select.tablePosition = query.from->position;
-  if (source->table && memberships.empty()) {
-    select.table = Register(source->table);
-    return select;
-  }
-  conditions.clear();
-  if (select.where) SplitConditions(select.where, conditions);
-  // A name that several tables have is an error, whichever of them could apply the condition.
-  for (const SqlExpressionPtr& condition : conditions) FindNamedColumns(*condition, source->schema);
-  TableRef rows = MakeRows(*source, wanted, conditions);
-  for (const Membership& membership : memberships) rows = Keep(rows, wanted, membership);
-  select.table = Register(rows);
-  select.where = JoinConditions(conditions);
-  return select;
-}
-
 TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
                              Conditions& conditions) {
   Conditions mine;
   std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
-    if (!ReadsOnly(*condition, table->schema, false)) return false;
+    if (HasSubquery(*condition) || !ReadsOnly(*condition, table->schema, false)) return false;
     mine.push_back(condition);
     return true;
   });
-  if (mine.empty()) return table;
+  return mine.empty() ? table : KeepTrue(table, wanted, mine);
+}
+
+TableRef RelationRun::KeepTrue(const TableRef& table, const TableRequest& wanted,
+                               const Conditions& conditions) {
   SqlSelect select;
   const std::vector<std::size_t> columns = FindWanted(table->schema, wanted);
   auto renamed = std::make_shared<Table>(*table);
@@ -144,9 +102,9 @@ TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
     renamed->schema.columns.push_back(std::move(copy));
     renamed->schema.origins.push_back({});
     for (TableChunk& chunk : renamed->chunks) chunk.columns.push_back(chunk.columns[column]);
-    select.items.push_back({MakeName({name}, 0), {}, 0});
+    select.items.push_back({MakeSqlName({name}, 0), {}, 0});
   }
-  select.where = JoinConditions(mine);
+  select.where = JoinConditions(conditions);
   const TableRef rows = SelectFrom(sql_, renamed, std::move(select));
   auto filtered = std::make_shared<Table>(*rows);
   filtered->schema.name = table->schema.name;
@@ -155,32 +113,6 @@ TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
     filtered->schema.origins.push_back(table->schema.origins[columns[i]]);
   }
   return filtered;
-}
-
-TableRef RelationRun::Keep(const TableRef& table, const TableRequest& wanted,
-                           const Membership& membership) {
-  const int position = membership.value->position;
-  const TableRef members = WithNames(*membership.members, L"values", {}, {L"c"}, position);
-  const ColumnInfo value = TypeExpression(*membership.value, table->schema, *this, parameters_);
-  const std::optional<XeDataType> type = FindComparisonType(value, members->schema.columns[0]);
-  if (!type)
-    ThrowPlanError(
-        kColumnsDoNotMeet, position,
-        {L"1", Wide(CastName(value.type)), Wide(CastName(members->schema.columns[0].type))});
-  const KeyColumns left = MakeKeys(table, {membership.value}, {*type});
-  const KeyColumns right = MakeKeys(members, {MakeName({L"c"}, position)}, {*type});
-  const JoinedRows rows = JoinRows({left.table.get(), left.columns},
-                                   {right.table.get(), right.columns}, JoinKind::kSemi, nullptr);
-  const std::vector<std::size_t> columns = FindWanted(table->schema, wanted);
-  auto kept = std::make_shared<Table>();
-  kept->schema.name = table->schema.name;
-  for (const std::size_t column : columns) {
-    kept->schema.columns.push_back(table->schema.columns[column]);
-    kept->schema.origins.push_back(table->schema.origins[column]);
-  }
-  GatherColumns(*table, columns, rows.left, *kept);
-  kept->rowCount = rows.left.size();
-  return kept;
 }
 
 TableRef RelationRun::MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions) {
@@ -224,8 +156,10 @@ PairFilter RelationRun::MakePairFilter(const TableRef& left, const TableRef& rig
     GatherColumns(*right, rightColumns, rightRows, *pairs);
     pairs->rowCount = leftRows.size();
     AddRowNumbers(*pairs, kPair);
+    // The join tells how far it is.
+    const Quiet quiet(session_.runProgress_);
     SqlSelect select;
-    select.items.push_back({MakeName({kPair}, 0), {}, 0});
+    select.items.push_back({MakeSqlName({kPair}, 0), {}, 0});
     select.where = condition;
     const TableRef kept = SelectFrom(sql_, pairs, std::move(select));
     for (const TableChunk& chunk : kept->chunks) {
@@ -235,7 +169,60 @@ PairFilter RelationRun::MakePairFilter(const TableRef& left, const TableRef& rig
   };
 }
 
+bool RelationRun::AddEquality(const TableRef& left, const TableRef& right,
+                              const SqlExpressionPtr& a, const SqlExpressionPtr& b,
+                              JoinEqualities& equalities) {
+  const std::optional<XeDataType> type =
+      FindComparisonType(TypeExpression(*a, left->schema, *this, parameters_),
+                         TypeExpression(*b, right->schema, *this, parameters_));
+  if (!type) return false;
+  equalities.left.push_back(a);
+  equalities.right.push_back(b);
+  equalities.types.push_back(*type);
+  return true;
+}
+
+void RelationRun::TakeEqualities(const TableRef& left, const TableRef& right,
+                                 Conditions& conditions, JoinEqualities& equalities) {
+  std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
+    const bool isEquality = condition->kind == SqlExpression::Kind::kOperator &&
+                            condition->name == "=" && condition->arguments.size() == 2;
+    if (!isEquality) return false;
+    const SqlExpressionPtr& a = condition->arguments[0];
+    const SqlExpressionPtr& b = condition->arguments[1];
+    if (ReadsOnly(*a, left->schema, false) && ReadsOnly(*b, right->schema, false))
+      return AddEquality(left, right, a, b, equalities);
+    if (ReadsOnly(*b, left->schema, false) && ReadsOnly(*a, right->schema, false))
+      return AddEquality(left, right, b, a, equalities);
+    return false;
+  });
+}
+
+JoinedRows RelationRun::JoinSides(const TableRef& left, const TableRef& right,
+                                  const JoinEqualities& equalities, JoinKind kind,
+                                  const PairFilter& admits) {
+  const KeyColumns leftSide = MakeKeys(left, equalities.left, equalities.types);
+  const KeyColumns rightSide = MakeKeys(right, equalities.right, equalities.types);
+  return JoinRows({leftSide.table.get(), leftSide.columns},
+                  {rightSide.table.get(), rightSide.columns}, kind, admits, session_.runProgress_);
+}
+
+void RelationRun::WidenSides(Conditions& conditions, const TableRequest& wanted, TableRef& left,
+                             TableRef& right) {
+  const auto hasSubquery = [](const SqlExpressionPtr& part) { return HasSubquery(*part); };
+  if (std::ranges::none_of(conditions, hasSubquery)) return;
+  // All columns of these can be read.
+  Widened sides[2];
+  sides[0].rows = WithColumns(*left, FindWanted(left->schema, wanted));
+  sides[1].rows = WithColumns(*right, FindWanted(right->schema, wanted));
+  for (SqlExpressionPtr& condition : conditions)
+    condition = ReplaceBySides(condition, sides[0], sides[1]);
+  left = sides[0].rows;
+  right = sides[1].rows;
+}
+
 TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Conditions& conditions) {
+  const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kJoin);
   const SqlRelation& join = *source.relation;
   const bool isInner = join.join == Join::kInner;
   Conditions on = source.conditions;
@@ -254,46 +241,24 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
                                 : join.join == Join::kLeft  ? on
                                 : join.join == Join::kRight ? conditions
                                                             : none;
-  const TableRef left = MakeRows(*source.left, wanted, leftConditions);
-  const TableRef right = MakeRows(*source.right, wanted, rightConditions);
+  TableRef left = MakeRows(*source.left, wanted, leftConditions);
+  TableRef right = MakeRows(*source.right, wanted, rightConditions);
+  WidenSides(on, wanted, left, right);
   const JoinLayout layout = ArrangeColumns(join, left->schema, right->schema);
 
-  // Equalities between the sides.
-  Conditions leftKeys;
-  Conditions rightKeys;
-  std::vector<XeDataType> types;
-  const auto addKey = [&](const SqlExpressionPtr& a, const SqlExpressionPtr& b) {
-    const std::optional<XeDataType> type =
-        FindComparisonType(TypeExpression(*a, left->schema, *this, parameters_),
-                           TypeExpression(*b, right->schema, *this, parameters_));
-    if (!type) return false;
-    leftKeys.push_back(a);
-    rightKeys.push_back(b);
-    types.push_back(*type);
-    return true;
-  };
+  JoinEqualities equalities;
   for (const JoinLayout::Shared& shared : layout.shared) {
     const auto nameOf = [&](const TableSchema& schema, std::size_t column) {
-      return MakeName({schema.columns[column].name}, join.position);
+      return MakeSqlName({schema.columns[column].name}, join.position);
     };
-    if (!addKey(nameOf(left->schema, shared.left), nameOf(right->schema, shared.right)))
+    if (!AddEquality(left, right, nameOf(left->schema, shared.left),
+                     nameOf(right->schema, shared.right), equalities))
       ThrowPlanError(kColumnsDoNotMeet, join.position,
                      {L"\"" + left->schema.columns[shared.left].name + L"\"",
                       Wide(CastName(left->schema.columns[shared.left].type)),
                       Wide(CastName(right->schema.columns[shared.right].type))});
   }
-  std::erase_if(on, [&](const SqlExpressionPtr& condition) {
-    const bool isEquality = condition->kind == SqlExpression::Kind::kOperator &&
-                            condition->name == "=" && condition->arguments.size() == 2;
-    if (!isEquality) return false;
-    const SqlExpressionPtr& a = condition->arguments[0];
-    const SqlExpressionPtr& b = condition->arguments[1];
-    if (ReadsOnly(*a, left->schema, false) && ReadsOnly(*b, right->schema, false))
-      return addKey(a, b);
-    if (ReadsOnly(*b, left->schema, false) && ReadsOnly(*a, right->schema, false))
-      return addKey(b, a);
-    return false;
-  });
+  TakeEqualities(left, right, on, equalities);
 
   // What else decides about pairs. Conditions of an inner join that read other tables wait.
   const TableSchema both = layout.GetSchema();
@@ -303,27 +268,24 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
     (isMine ? others : conditions).push_back(condition);
   }
 
-  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, wanted);
-  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, wanted);
+  TableRequest reads = wanted;
+  for (const SqlExpressionPtr& condition : others) {
+    ForEachName(*condition, false, [&](const SqlExpression& name) {
+      if (IsOuterName(name)) reads.names.push_back(name.path.back());
+    });
+  }
+  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, reads);
+  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, reads);
   auto joined = std::make_shared<Table>();
-  for (const std::size_t column : leftColumns) {
-    joined->schema.columns.push_back(left->schema.columns[column]);
-    joined->schema.origins.push_back(left->schema.origins[column]);
-  }
-  for (const std::size_t column : rightColumns) {
-    joined->schema.columns.push_back(right->schema.columns[column]);
-    joined->schema.origins.push_back(right->schema.origins[column]);
-  }
-  const KeyColumns leftSide = MakeKeys(left, leftKeys, types);
-  const KeyColumns rightSide = MakeKeys(right, rightKeys, types);
+  AddColumns(*left, leftColumns, joined->schema);
+  AddColumns(*right, rightColumns, joined->schema);
   const JoinedRows rows =
-      JoinRows({leftSide.table.get(), leftSide.columns}, {rightSide.table.get(), rightSide.columns},
-               KindOf(join.join),
-               MakePairFilter(left, right, joined->schema, others, leftColumns, rightColumns));
+      JoinSides(left, right, equalities, KindOf(join.join),
+                MakePairFilter(left, right, joined->schema, others, leftColumns, rightColumns));
   GatherColumns(*left, leftColumns, rows.left, *joined);
   GatherColumns(*right, rightColumns, rows.right, *joined);
   joined->rowCount = rows.left.size();
-  Note(join, leftKeys.size(), *left, *right, *joined);
+  Note(join, equalities.left.size(), *left, *right, *joined);
   return Arrange(joined, layout, leftColumns, rightColumns);
 }
 
@@ -357,7 +319,7 @@ TableRef RelationRun::Arrange(const std::shared_ptr<Table>& joined, const JoinLa
       coalesce->name = "coalesce";
       for (const std::size_t place :
            {placeOf(Side::kLeft, shared.left), placeOf(Side::kRight, shared.right)})
-        coalesce->arguments.push_back(MakeName({numbered->schema.columns[place].name}, 0));
+        coalesce->arguments.push_back(MakeSqlName({numbered->schema.columns[place].name}, 0));
       select.items.push_back({std::move(coalesce), {}, 0});
     }
     either = *SelectFrom(sql_, numbered, std::move(select));
@@ -397,6 +359,9 @@ void RelationRun::Note(const SqlRelation& join, std::size_t keys, const Table& l
                               : join.join == Join::kRight ? L"right join "
                               : join.join == Join::kFull  ? L"full join "
                                                           : L"join ";
+  if (RunProfile* const profile = RunProfile::Current()) {
+    profile->AddRows(RunProfile::Step::kJoin, left.rowCount + right.rowCount, joined.rowCount);
+  }
   notes_.push_back(kind + left.schema.name + L", " + right.schema.name + L" by " +
                    std::to_wstring(keys) + (keys == 1 ? L" key: " : L" keys: ") +
                    std::to_wstring(left.rowCount) + L" and " + std::to_wstring(right.rowCount) +

@@ -7,6 +7,7 @@
 #include "RelationSource.h"
 #include "RelationTypes.h"
 #include "Session.h"
+#include "SqlNames.h"
 #include "TableScan.h"
 #include "TableSink.h"
 #include "WorkRecord.h"
@@ -124,9 +125,12 @@ TableRef RelationRun::Stack(const std::vector<TableRef>& tables,
 }
 
 TableRef RelationRun::MakeOperation(const SqlQuery& query) {
-  using Operation = SqlQuery::Operation;
   const TableRef left = MakeTable(*query.left);
-  const TableRef right = MakeTable(*query.right);
+  return Combine(query, left, MakeTable(*query.right));
+}
+
+TableRef RelationRun::Combine(const SqlQuery& query, const TableRef& left, const TableRef& right) {
+  using Operation = SqlQuery::Operation;
   const wchar_t* const kind = query.operation == Operation::kUnion       ? L"union"
                               : query.operation == Operation::kIntersect ? L"intersect"
                                                                          : L"except";
@@ -220,6 +224,7 @@ TableRef RelationRun::MakeValues(const SqlQuery& query) {
                                   L"column" + std::to_wstring(row.select.items.size() + 1),
                                   value->position});
     }
+    if (isDry_) row.select.where = MakeSqlFalse();
     TableSink sink;
     session_.RunSelect(sql_, row.select, this, sink, 1);
     rows.push_back(std::make_shared<const Table>(std::move(sink.GetTable())));

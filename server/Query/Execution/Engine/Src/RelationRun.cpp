@@ -9,23 +9,12 @@
 #include "PlanError.h"
 #include "RelationSource.h"
 #include "Session.h"
+#include "SqlNames.h"
 #include "SqlParser.h"
 #include "TableSink.h"
 #include "TableStream.h"
 
 namespace sqxer {
-namespace {
-
-bool HasSubquery(const SqlExpression& expression) {
-  if (expression.kind == SqlExpression::Kind::kSubquery) return true;
-  bool isPart = false;
-  ForEachOperand(expression,
-                 [&](const SqlExpressionPtr& part) { isPart = isPart || HasSubquery(*part); });
-  return isPart;
-}
-
-}  // namespace
-
 RelationRun::RelationRun(Session& session, const std::string& sql,
                          const QueryParameters& parameters)
     : session_(session), sql_(sql), parameters_(parameters) {}
@@ -34,14 +23,7 @@ RelationRun::~RelationRun() = default;
 bool RelationRun::IsNeeded(const SqlQuery& query) {
   if (!query.IsSelect() || !query.with.empty()) return true;
   if (query.from && query.select.table.empty()) return true;
-  bool hasSubquery = false;
-  const auto look = [&](const SqlExpressionPtr& expression) {
-    hasSubquery = hasSubquery || HasSubquery(*expression);
-  };
-  ForEachExpression(query.select, look);
-  if (query.select.limit) look(query.select.limit);
-  if (query.select.offset) look(query.select.offset);
-  return hasSubquery;
+  return HasSubquery(query.select);
 }
 
 void RelationRun::Run(const SqlQuery& query, ResultSink& sink, int repeat) {
@@ -63,6 +45,7 @@ std::vector<XeString> RelationRun::Describe(const SqlQuery& query) {
     const Scope outer = scope_;
     AddCommon(query);
     SqlSelect select = Settle(query);
+    CheckUnused(query);
     select.explain = true;
     session_.RunSelect(sql_, select, this, sink, 1);
     scope_ = outer;
@@ -99,7 +82,7 @@ void RelationRun::VisitTexts(const XeString& table, std::size_t column,
 }
 
 XeString RelationRun::FindTextReason(const XeString& table, std::size_t column) {
-  return FindMade(table) ? XeString() : session_.FindTextReason(table, column);
+  return table.empty() || FindMade(table) ? XeString() : session_.FindTextReason(table, column);
 }
 
 LookupSourcePtr RelationRun::FindLookup(const XeString& table) {
@@ -133,11 +116,14 @@ void RelationRun::AddCommon(const SqlQuery& query) {
       return BaseStringUtil::IsCaseInsensitiveMatch(other->written->name, written.name);
     });
     if (isTwice) ThrowPlanError(kTableNamedTwice, written.position, {written.name});
-    auto common = std::make_shared<Common>();
-    common->written = &written;
-    common->visible = scope_;
-    common->around = around_.size();
-    scope_.push_back(std::move(common));
+    std::shared_ptr<Common>& common = common_[written.query.get()];
+    if (common == nullptr) {
+      common = std::make_shared<Common>();
+      common->written = &written;
+      common->visible = scope_;
+      common->around = around_.size();
+    }
+    scope_.push_back(common);
   }
 }
 
@@ -149,25 +135,50 @@ std::shared_ptr<RelationRun::Common> RelationRun::FindCommon(const XeString& nam
 }
 
 TableRef RelationRun::MakeCommon(Common& common) {
+  if (common.rows && isDry_) return WithoutRows(common.rows->schema);
   if (common.rows) return common.rows;
   const Scope outer = std::exchange(scope_, common.visible);
   const std::vector<const SqlRelation*> around = around_;
   around_.resize(std::min(around_.size(), common.around));
-  TableRef rows = MakeTable(*common.written->query);
+  TableRef rows;
+  try {
+    rows = MakeTable(*common.written->query);
+  } catch (const ErrorMessage&) {
+    readsAround_ = std::min(readsAround_.value_or(common.around), common.around);
+    throw;
+  }
   scope_ = outer;
   around_ = around;
   const SqlCommonTable& written = *common.written;
-  common.rows = WithNames(*rows, written.name, {written.name}, written.columns, written.position);
-  return common.rows;
+  rows = WithNames(*rows, written.name, {written.name}, written.columns, written.position);
+  if (!isDry_) common.rows = rows;
+  return rows;
+}
+
+void RelationRun::CheckUnused(const SqlQuery& query) {
+  for (const SqlCommonTable& written : query.with) {
+    Common& common = *common_.at(written.query.get());
+    if (common.rows) continue;
+    const bool wasDry = std::exchange(isDry_, true);
+    const auto replaced = std::exchange(replaced_, {});
+    const auto leaves = std::exchange(leaves_, {});
+    MakeCommon(common);
+    isDry_ = wasDry;
+    replaced_ = replaced;
+    leaves_ = leaves;
+  }
 }
 
 void RelationRun::RunQuery(const SqlQuery& query, ResultSink& sink, int repeat) {
   const Scope outer = scope_;
   AddCommon(query);
   if (query.IsSelect()) {
-    session_.RunSelect(sql_, Settle(query), this, sink, repeat);
+    const SqlSelect select = Settle(query);
+    CheckUnused(query);
+    session_.RunSelect(sql_, select, this, sink, repeat);
   } else {
     const TableRef rows = query.values.empty() ? MakeOperation(query) : MakeValues(query);
+    CheckUnused(query);
     SqlSelect select;
     auto star = std::make_shared<SqlExpression>();
     star->kind = SqlExpression::Kind::kStar;

@@ -63,6 +63,12 @@ class RelationRun final : public Catalog {
   using Conditions = std::vector<SqlExpressionPtr>;
   /// FROM as a tree of tables.
   struct Source;
+  // Of subqueries that read columns of a query around them: see RelationCorrelated.h.
+  struct Base;
+  struct Widened;
+  struct GroupKeys;
+  struct Outer;
+  struct Members;
   /// A condition that a value is among those of a subquery.
   struct Membership {
     SqlExpressionPtr value;
@@ -74,10 +80,12 @@ class RelationRun final : public Catalog {
   TableRef MakeTable(const SqlQuery& query);
   /// The SELECT of a query over one table, its subqueries replaced by what they give.
   SqlSelect Settle(const SqlQuery& query);
+  void SettleUncorrelated(Base& base);
   TableRef SelectFrom(const std::string& sql, const TableRef& table, SqlSelect select);
   /// The same of a statement's text, whose table is any name.
   TableRef SelectText(const std::string& sql, const TableRef& table);
   TableRef MakeOperation(const SqlQuery& query);
+  TableRef Combine(const SqlQuery& query, const TableRef& left, const TableRef& right);
   /// A table with columns of these types, one below the other.
   TableRef Stack(const std::vector<TableRef>& tables, const std::vector<ColumnInfo>& columns);
   TableRef CastTo(const TableRef& table, const std::vector<ColumnInfo>& columns);
@@ -92,15 +100,72 @@ class RelationRun final : public Catalog {
   SqlExpressionPtr Replace(const SqlExpressionPtr& expression);
   /// `mayJoin`: it is a condition of WHERE, so that IN over many values may become a join.
   SqlExpressionPtr ReplaceSubquery(const SqlExpression& subquery, bool mayJoin);
-  /// The rows of a subquery. Error 58003 for one that reads columns of a query around it.
-  TableRef MakeSubquery(const SqlQuery& query);
+  /// Runs what makes tables of a subquery. Error 58003 for a name that a query around has, where
+  /// nothing can be done about it.
+  template <class Make>
+  auto WithinSubquery(Make&& make);
   /// Whether an error is about a name that a query around knows.
   bool IsKnownAround(const ErrorMessage& error);
   bool HasName(const SqlRelation& relation, const SqlExpression& name);
 
+  // Which subqueries read columns of a query around them.
+  using Names = std::vector<const SqlExpression*>;
+  /// The columns that FROM has; of tables that were not read, without their types.
+  TableSchema FindSchema(const SqlRelation& relation, const TableRequest& wanted);
+  /// The names in a query that its own FROM does not know.
+  void FindOuterNames(const SqlQuery& query, Names& names);
+  void FindOuterNames(const SqlExpression& expression, const TableSchema& schema, Names& names);
+  bool IsCorrelated(const SqlExpression& subquery, const TableSchema& schema);
+  /// Notes the subqueries of an expression that read columns of the schema, or of a query further
+  /// out.
+  bool NoteCorrelated(const SqlExpression& expression, const TableSchema& schema);
+  /// FROM without the conditions of inner joins that hold such subqueries or read columns from
+  /// outside: these may as well stand in WHERE.
+  SqlRelationPtr TakeConditions(const SqlRelationPtr& relation, const TableRequest& wanted,
+                                Conditions& taken);
+  Base StudyQuery(const SqlQuery& query);
+
+  // What they give.
+  void MakeBaseRows(Base& base);
+  void ApplyLate(Base& base, bool areNeighboursAlone);
+  void ReplaceIn(SqlSelect& select, Widened& wide);
+  SqlExpressionPtr ReplaceCorrelated(const SqlExpressionPtr& expression, Widened& wide,
+                                     GroupKeys* keys);
+  SqlExpressionPtr MakeCorrelated(const SqlExpression& subquery, Widened& wide, GroupKeys* keys);
+  /// The same of a condition of a join, whose subqueries read columns of one side each.
+  SqlExpressionPtr ReplaceBySides(const SqlExpressionPtr& expression, Widened& left,
+                                  Widened& right);
+  /// Takes the subqueries out of the conditions of a join.
+  void WidenSides(Conditions& conditions, const TableRequest& wanted, TableRef& left,
+                  TableRef& right);
+  /// The rows for which a condition with subqueries is true.
+  void KeepRows(Widened& wide, const SqlExpressionPtr& condition);
+  Outer MakeOuter(const SqlExpression& subquery, const Widened& wide, GroupKeys* keys);
+  Members MakeMembers(const SqlExpression& subquery, Outer& outer);
+  TableRef FindScalars(const SqlExpression& subquery, Outer& outer, std::vector<uint32>& rows);
+  /// For each outer row 0, 1, or 2 for NULL.
+  std::vector<int32> FindTruths(const SqlExpression& subquery, Outer& outer);
+  /// Whether there are members of which the conditions are true.
+  std::vector<uint8> MarkRows(const TableRef& outer, const TableRef& members,
+                              Conditions conditions);
+  /// Numbers the different rows of `outer`, which become its rows.
+  void MakeDistinct(Outer& outer);
+  /// What a query gives for each of the outer rows: its columns, and behind them the outer row.
+  TableRef RunForEach(const SqlQuery& query, const Outer& outer);
+  TableRef SelectForEach(Base& base, const Outer& outer);
+  /// Adds the outer rows for which there are no rows, with NULLs, and marks all others.
+  TableRef AddEmptyGroups(const TableRef& rows, const Outer& outer);
+  TableRef KeepFirstRows(const TableRef& rows, const SqlSelect& limits);
+  /// The rows of the table for which all conditions are true, of the columns wanted.
+  TableRef KeepTrue(const TableRef& table, const TableRequest& wanted,
+                    const Conditions& conditions);
+
   // FROM.
   std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted);
-  TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted);
+  /// `isRead`: with its rows.
+  TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted, bool isRead);
+  /// The rows of what is neither a join nor a table by name, made once.
+  TableRef MakeLeaf(const SqlRelation& relation);
   TableRef MakeSeries(const SqlRelation& relation);
   /// The rows of a source, with the conditions applied that can be; these are taken out of the
   /// list.
@@ -109,6 +174,19 @@ class RelationRun final : public Catalog {
   /// The rows whose value is among the members.
   TableRef Keep(const TableRef& table, const TableRequest& wanted, const Membership& membership);
   TableRef Filter(const TableRef& table, const TableRequest& wanted, Conditions& conditions);
+  /// Between two sides: what equals what, in which type.
+  struct JoinEqualities {
+    Conditions left;
+    Conditions right;
+    std::vector<XeDataType> types;
+  };
+  /// Adds those among the conditions, which are taken out of the list.
+  void TakeEqualities(const TableRef& left, const TableRef& right, Conditions& conditions,
+                      JoinEqualities& equalities);
+  bool AddEquality(const TableRef& left, const TableRef& right, const SqlExpressionPtr& a,
+                   const SqlExpressionPtr& b, JoinEqualities& equalities);
+  JoinedRows JoinSides(const TableRef& left, const TableRef& right,
+                       const JoinEqualities& equalities, JoinKind kind, const PairFilter& admits);
   /// The columns of a side by which it is joined: of the table itself, or of one made of them.
   struct KeyColumns;
   KeyColumns MakeKeys(const TableRef& table, const Conditions& keys,
@@ -129,6 +207,8 @@ class RelationRun final : public Catalog {
             const Table& joined);
 
   void AddCommon(const SqlQuery& query);
+  /// Finds the errors of queries of WITH that nothing has read, without running them.
+  void CheckUnused(const SqlQuery& query);
   std::shared_ptr<Common> FindCommon(const XeString& name) const;
   TableRef MakeCommon(Common& common);
   /// A name by which statements find a table.
@@ -139,12 +219,25 @@ class RelationRun final : public Catalog {
   const QueryParameters parameters_;
   std::map<XeString, TableRef> made_;
   Scope scope_;
+  /// Those of WITH, by their queries, and the rows of subqueries in FROM.
+  std::map<const SqlQuery*, std::shared_ptr<Common>> common_;
+  std::map<const SqlRelation*, TableRef> leaves_;
+  /// Tables have no rows, since only the errors of names and types are looked for.
+  bool isDry_ = false;
+  /// The error that is on its way came from a query of WITH, which knows the first ones alone of
+  /// what is around.
+  std::optional<std::size_t> readsAround_;
   /// What the queries read that are around a subquery, in whose expressions it stands.
   std::vector<const SqlRelation*> around_;
   /// Subqueries are run once, though their expression be read twice; and what keeps the
   /// expressions.
   std::map<const SqlExpression*, SqlExpressionPtr> replaced_;
   std::vector<SqlExpressionPtr> kept_;
+  std::vector<SqlQueryPtr> keptQueries_;
+  /// Subqueries that read columns from outside: they are not replaced by values.
+  std::set<const SqlExpression*> correlated_;
+  /// For names of columns and tables that no statement can write.
+  std::size_t nextName_ = 0;
   /// Of the SELECT whose expressions are being replaced: the conditions of its WHERE, and which of
   /// them are to be joins.
   std::set<const SqlExpression*> whereParts_;

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "ColumnGather.h"
 #include "LazyTable.h"
 #include "NameScope.h"
 #include "PlanError.h"
 #include "RelationTypes.h"
 #include "Session.h"
+#include "SqlNames.h"
 #include "TableReads.h"
 
 namespace sqxer {
@@ -65,6 +67,51 @@ TableRef WithNames(const Table& table, const XeString& name, std::vector<XeStrin
   schema.origins.assign(schema.columns.size(), {std::move(tables)});
   for (std::size_t i = 0; i < schema.origins.size(); ++i) schema.origins[i].place = i;
   return named;
+}
+
+TableRef WithoutRows(const TableSchema& schema) {
+  auto table = std::make_shared<Table>();
+  table->schema = schema;
+  return table;
+}
+
+void AddColumns(const Table& table, std::span<const std::size_t> columns, TableSchema& schema) {
+  for (const std::size_t column : columns) {
+    schema.columns.push_back(table.schema.columns[column]);
+    schema.origins.push_back(table.schema.origins[column]);
+  }
+}
+
+TableRef WithColumns(const Table& table, std::span<const std::size_t> columns) {
+  auto some = std::make_shared<Table>();
+  some->schema.name = table.schema.name;
+  AddColumns(table, columns, some->schema);
+  some->rowCount = table.rowCount;
+  for (const TableChunk& chunk : table.chunks) {
+    TableChunk& made = some->chunks.emplace_back();
+    made.rows = chunk.rows;
+    for (const std::size_t column : columns) made.columns.push_back(chunk.columns[column]);
+  }
+  return some;
+}
+
+TableRef TakeRows(const Table& table, std::span<const std::size_t> columns,
+                  std::span<const uint32> rows) {
+  auto taken = std::make_shared<Table>();
+  taken->schema.name = table.schema.name;
+  AddColumns(table, columns, taken->schema);
+  GatherColumns(table, columns, rows, *taken);
+  taken->rowCount = rows.size();
+  return taken;
+}
+
+std::vector<std::size_t> FindWanted(const TableSchema& schema, const TableRequest& wanted) {
+  std::vector<std::size_t> columns;
+  for (std::size_t i = 0; i < schema.columns.size(); ++i) {
+    const ColumnInfo& column = schema.columns[i];
+    if (column.type != XeUnknown && wanted.Wants(column.name)) columns.push_back(i);
+  }
+  return columns;
 }
 
 TableSchema JoinLayout::GetSchema() const {
@@ -152,24 +199,33 @@ void AddJoinReads(const SqlRelation& relation, TableRequest& wanted) {
   AddJoinReads(*relation.right, wanted);
 }
 
+TableRequest FindReads(const SqlSelect& select, const SqlRelation* from) {
+  TableRequest wanted = FindTableReads(select);
+  const auto add = [&](const SqlExpression& name) { wanted.names.push_back(name.path.back()); };
+  const auto look = [&](const SqlExpressionPtr& expression) {
+    if (HasSubquery(*expression)) ForEachName(*expression, true, add);
+  };
+  ForEachExpression(select, look);
+  if (from != nullptr) {
+    ForEachCondition(*from, look);
+    AddJoinReads(*from, wanted);
+  }
+  // Rows are counted though nothing of them is read.
+  wanted.all = wanted.all || wanted.names.empty();
+  return wanted;
+}
+
 std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
                                                              const TableRequest& wanted) {
   auto source = std::make_unique<Source>();
   source->relation = &relation;
   switch (relation.kind) {
     case SqlRelation::Kind::kTable:
-      source->table = MakeNamed(relation, wanted);
+      source->table = MakeNamed(relation, wanted, true);
       break;
-    case SqlRelation::Kind::kQuery: {
-      const TableRef rows = MakeTable(*relation.query);
-      std::vector<XeString> tables;
-      if (!relation.alias.empty()) tables.push_back(relation.alias);
-      source->table = WithNames(*rows, relation.alias.empty() ? L"subquery" : relation.alias,
-                                std::move(tables), relation.columns, relation.position);
-      break;
-    }
+    case SqlRelation::Kind::kQuery:
     case SqlRelation::Kind::kSeries:
-      source->table = MakeSeries(relation);
+      source->table = MakeLeaf(relation);
       break;
     case SqlRelation::Kind::kJoin:
       source->left = MakeSource(*relation.left, wanted);
@@ -177,11 +233,14 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
       around_.push_back(&relation);
-      if (relation.condition) SplitConditions(Replace(relation.condition), source->conditions);
+      if (relation.condition) {
+        if (HasSubquery(*relation.condition)) NoteCorrelated(*relation.condition, source->schema);
+        SplitConditions(Replace(relation.condition), source->conditions);
+      }
       around_.pop_back();
       // ON knows the tables of its join alone, and those by clear names.
       for (const SqlExpressionPtr& condition : source->conditions) {
-        if (!FindNamedColumns(*condition, source->schema))
+        if (!HasSubquery(*condition) && !FindNamedColumns(*condition, source->schema))
           TypeExpression(*condition, source->schema, *this, parameters_);
       }
       return source;
@@ -190,7 +249,25 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
   return source;
 }
 
-TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest& wanted) {
+TableRef RelationRun::MakeLeaf(const SqlRelation& relation) {
+  TableRef& leaf = leaves_[&relation];
+  if (leaf) return leaf;
+  TableRef rows;
+  if (relation.kind == SqlRelation::Kind::kSeries) {
+    rows = MakeSeries(relation);
+  } else {
+    std::vector<XeString> tables;
+    if (!relation.alias.empty()) tables.push_back(relation.alias);
+    rows = WithNames(*MakeTable(*relation.query),
+                     relation.alias.empty() ? L"subquery" : relation.alias, std::move(tables),
+                     relation.columns, relation.position);
+  }
+  leaves_[&relation] = rows;
+  return rows;
+}
+
+TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest& wanted,
+                                bool isRead) {
   TableRef rows;
   std::vector<XeString> tables = {relation.alias};
   if (const std::shared_ptr<Common> common = FindCommon(relation.table)) {
@@ -201,9 +278,13 @@ TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest&
       TableRequest request;
       request.all = wanted.all;
       request.names = wanted.names;
-      session_.FindTable(relation.table, request);
-      const std::shared_ptr<LazyTable> table = session_.FindOrLoad(relation.table);
-      rows = std::shared_ptr<const Table>(table, &table->Get());
+      const TableSchema& schema = *session_.FindTable(relation.table, request);
+      if (isRead && !isDry_) {
+        const std::shared_ptr<LazyTable> table = session_.FindOrLoad(relation.table);
+        rows = std::shared_ptr<const Table>(table, &table->Get());
+      } else {
+        rows = WithoutRows(schema);
+      }
     } catch (ErrorMessage& error) {
       error.SetSourcePosition(relation.position);
       throw;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "RelationRun.h"
@@ -11,6 +12,22 @@ namespace sqxer {
 /// of these names. Error 58081 at the position for more names than columns.
 TableRef WithNames(const Table& table, const XeString& name, std::vector<XeString> tables,
                    const std::vector<XeString>& columns, int position);
+
+/// A table of these columns.
+TableRef WithoutRows(const TableSchema& schema);
+
+/// Adds what is known of some columns.
+void AddColumns(const Table& table, std::span<const std::size_t> columns, TableSchema& schema);
+
+/// Some columns of all rows.
+TableRef WithColumns(const Table& table, std::span<const std::size_t> columns);
+
+/// Some columns of some rows.
+TableRef TakeRows(const Table& table, std::span<const std::size_t> columns,
+                  std::span<const uint32> rows);
+
+/// Those that were read and are wanted.
+std::vector<std::size_t> FindWanted(const TableSchema& schema, const TableRequest& wanted);
 
 /// Which columns a join has, and where each comes from.
 struct JoinLayout {
@@ -50,5 +67,7 @@ struct RelationRun::Source {
 
 /// Adds the names that joins read.
 void AddJoinReads(const SqlRelation& relation, TableRequest& wanted);
+/// What a query may read of its FROM: subqueries that read columns from outside included.
+TableRequest FindReads(const SqlSelect& select, const SqlRelation* from);
 
 }  // namespace sqxer

@@ -1,24 +1,15 @@
-// How RelationRun replaces subqueries in expressions, and makes the tables of VALUES, of series and
-// of two queries put together.
+// How RelationRun replaces subqueries in expressions.
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
-#include "ColumnGather.h"
 #include "EngineError.h"
 #include "NameScope.h"
-#include "NumberColumn.h"
 #include "PlanConstant.h"
 #include "PlanError.h"
 #include "RelationSource.h"
-#include "RelationTypes.h"
-#include "SQXERExprExtract.h"
-#include "Session.h"
-#include "TableScan.h"
-#include "TableSink.h"
-#include "Utility/Cancellation.h"
-#include "WorkRecord.h"
+#include "RelationValues.h"
+#include "SqlNames.h"
 
 namespace sqxer {
 namespace {
@@ -29,38 +20,6 @@ using Use = SqlExpression::SubqueryUse;
 constexpr uint64 kMostCompared = 40000;
 /// A condition of more values than these is a join.
 constexpr uint64 kMostListed = 500;
-/// The most rows of a series.
-constexpr uint64 kMostSeries = uint64{1} << 28;
-
-/// Reads the values of a column, row after row.
-class ValueReader {
- public:
-  ValueReader(const Table& table, std::size_t column)
-      : table_(table),
-        record_({table.schema.columns[column]}),
-        scan_(table.schema, {static_cast<uint16>(column)}, record_),
-        tree_(BindTree(std::make_unique<Extract>(0), record_.GetStream(), info_)) {}
-
-  /// Calls use(constant) for each row.
-  template <class UseValue>
-  void ForEach(UseValue&& use) {
-    for (const TableChunk& chunk : table_.chunks) {
-      scan_.Enter(chunk);
-      for (uint64 row = 0; row < chunk.rows; ++row) {
-        scan_.Fill(row);
-        // Tables of subqueries have types that constants have.
-        use(EvaluateConstant(*tree_).value());
-      }
-    }
-  }
-
- private:
-  const Table& table_;
-  WorkRecord record_;
-  TableScan scan_;
-  MetaDataInfo info_;
-  std::unique_ptr<RExpression> tree_;
-};
 
 /// The type in which values of a column are computed with; nothing where there are no constants of
 /// it.
@@ -91,29 +50,12 @@ std::optional<XeDataType> ComputedType(XeDataType type) {
   }
 }
 
-std::vector<PlanConstant> ReadValues(const Table& table, std::size_t column) {
-  std::vector<PlanConstant> values;
-  ValueReader(table, column).ForEach([&](PlanConstant value) {
-    values.push_back(std::move(value));
-  });
-  return values;
-}
-
 std::shared_ptr<SqlExpression> MakeValue(PlanConstant value, int position) {
   auto constant = std::make_shared<SqlExpression>();
   constant->kind = SqlExpression::Kind::kValue;
   constant->position = position;
   constant->value = std::make_shared<const PlanConstant>(std::move(value));
   return constant;
-}
-
-SqlExpressionPtr MakeCall(const char* name, std::vector<SqlExpressionPtr> arguments, int position) {
-  auto call = std::make_shared<SqlExpression>();
-  call->kind = SqlExpression::Kind::kOperator;
-  call->name = name;
-  call->position = position;
-  call->arguments = std::move(arguments);
-  return call;
 }
 
 /// Whether a comparison asks for one of the values, or for none of them.
@@ -140,17 +82,18 @@ SqlExpressionPtr CompareAll(const SqlExpression& subquery, std::vector<PlanConst
   if (IsMembership(subquery)) {
     std::vector<SqlExpressionPtr> members{value};
     for (PlanConstant& one : values) members.push_back(MakeValue(std::move(one), position));
-    compared = MakeCall("in", std::move(members), position);
-    if (!isAny) compared = MakeCall("not", {compared}, position);
+    compared = MakeSqlOperator("in", std::move(members), position);
+    if (!isAny) compared = MakeSqlOperator("not", {compared}, position);
   } else {
     for (PlanConstant& one : values) {
-      SqlExpressionPtr next =
-          MakeCall(subquery.name.c_str(), {value, MakeValue(std::move(one), position)}, position);
-      compared = compared ? MakeCall(isAny ? "or" : "and", {compared, next}, position) : next;
+      SqlExpressionPtr next = MakeSqlOperator(
+          subquery.name.c_str(), {value, MakeValue(std::move(one), position)}, position);
+      compared =
+          compared ? MakeSqlOperator(isAny ? "or" : "and", {compared, next}, position) : next;
     }
   }
   // A NULL among them leaves open what no other one has decided.
-  return hasNull ? MakeCall(isAny ? "or" : "and", {compared, unknown}, position) : compared;
+  return hasNull ? MakeSqlOperator(isAny ? "or" : "and", {compared, unknown}, position) : compared;
 }
 
 }  // namespace
@@ -161,18 +104,22 @@ SqlExpressionPtr RelationRun::Replace(const SqlExpressionPtr& expression) {
   if (known != replaced_.end()) return known->second;
   SqlExpressionPtr made = WithOperands(
       *expression, [this](const SqlExpressionPtr& operand) { return Replace(operand); });
-  if (made->kind == SqlExpression::Kind::kSubquery)
+  if (correlated_.contains(expression.get())) {
+    // Its place takes a column, later.
+  } else if (made->kind == SqlExpression::Kind::kSubquery) {
     made = ReplaceSubquery(*made, whereParts_.contains(expression.get()));
+  }
   kept_.push_back(expression);
   replaced_[expression.get()] = made;
   return made;
 }
 
-TableRef RelationRun::MakeSubquery(const SqlQuery& query) {
+template <class Make>
+auto RelationRun::WithinSubquery(Make&& make) {
   const Scope scope = scope_;
   const std::vector<const SqlRelation*> around = around_;
   try {
-    return MakeTable(query);
+    return make();
   } catch (const ErrorMessage& error) {
     scope_ = scope;
     around_ = around;
@@ -192,7 +139,8 @@ bool RelationRun::IsKnownAround(const ErrorMessage& error) {
   name.path = {error.GetArguments()[0]};
   if (isTable) name.path.emplace_back();
   // Tables that are made to look into them have none around.
-  const std::vector<const SqlRelation*> around = std::exchange(around_, {});
+  std::vector<const SqlRelation*> around = std::exchange(around_, {});
+  around.resize(std::min(around.size(), readsAround_.value_or(around.size())));
   try {
     return std::ranges::any_of(around, [&](const auto* from) { return HasName(*from, name); });
   } catch (const ErrorMessage&) {
@@ -212,7 +160,7 @@ bool RelationRun::HasName(const SqlRelation& relation, const SqlExpression& name
 }
 
 SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery, bool mayJoin) {
-  const TableRef given = MakeSubquery(*subquery.query);
+  const TableRef given = WithinSubquery([&] { return MakeTable(*subquery.query); });
   const int position = subquery.position;
   if (subquery.use == Use::kExists) return MakeValue({XeBoolean, given->rowCount > 0}, position);
   const std::size_t columns = given->schema.columns.size();
@@ -260,62 +208,6 @@ SqlExpressionPtr RelationRun::ReplaceSubquery(const SqlExpression& subquery, boo
     if (hasNull) compared.push_back({*type, {}});
   }
   return CompareAll(subquery, std::move(compared));
-}
-
-TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
-  const auto refuse = [&] {
-    ThrowPlanError(kSeries, relation.position, {std::to_wstring(kMostSeries)});
-  };
-  if (relation.arguments.size() < 2 || relation.arguments.size() > 3) refuse();
-  SqlSelect select;
-  for (const SqlExpressionPtr& argument : relation.arguments)
-    select.items.push_back({Replace(argument), {}, argument->position});
-  TableSink sink;
-  session_.RunSelect(sql_, select, this, sink, 1);
-  int64 bounds[3] = {0, 0, 1};
-  bool isNull = false;
-  bool isInteger = true;
-  for (std::size_t i = 0; i < relation.arguments.size(); ++i) {
-    const PlanConstant value = ReadValues(sink.GetTable(), i)[0];
-    isNull = isNull || value.IsNull();
-    if (const auto* const small = std::get_if<int32>(&value.value)) {
-      bounds[i] = *small;
-    } else if (const auto* const number = std::get_if<VelmarNumber>(&value.value)) {
-      isInteger = false;
-      if (!number->TryScaled(0, bounds[i])) refuse();
-    } else if (!value.IsNull()) {
-      refuse();
-    }
-  }
-  const auto [first, last, step] = bounds;
-  if (step == 0) refuse();
-  auto table = std::make_shared<Table>();
-  const XeString name = relation.alias.empty() ? relation.table : relation.alias;
-  table->schema.columns.push_back(
-      isInteger ? ColumnInfo{name, XeInt4Data, sizeof(int32), 0, false}
-                : ColumnInfo{name, XeNumericData, sizeof(VelmarNumber), 0, false});
-  const int128 span = int128{last} - first;
-  const bool isEmpty = isNull || (step > 0 ? span < 0 : span > 0);
-  const int128 steps = isEmpty ? -1 : span / step;
-  if (steps + 1 > int128{kMostSeries}) refuse();
-  const auto count = static_cast<uint64>(steps + 1);
-  for (uint64 done = 0; done < count; done += kMostGatheredRows) {
-    Cancellation::Check();
-    TableChunk& chunk = table->chunks.emplace_back();
-    chunk.rows = std::min(kMostGatheredRows, count - done);
-    const auto at = [&](uint64 i) { return static_cast<int64>(first + int128{step} * (done + i)); };
-    if (isInteger) {
-      std::vector<int32> numbers(chunk.rows);
-      for (uint64 i = 0; i < chunk.rows; ++i) numbers[i] = static_cast<int32>(at(i));
-      chunk.columns.push_back(MakeNumbers<int32>(numbers));
-    } else {
-      std::vector<int64> numbers(chunk.rows);
-      for (uint64 i = 0; i < chunk.rows; ++i) numbers[i] = at(i);
-      chunk.columns.push_back(MakeNumbers<int64>(numbers));
-    }
-  }
-  table->rowCount = count;
-  return WithNames(*table, name, {name}, relation.columns, relation.position);
 }
 
 }  // namespace sqxer

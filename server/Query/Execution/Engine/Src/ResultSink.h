@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <vector>
 
 #include "Catalog.h"
@@ -28,6 +29,9 @@ class ResultSink {
   virtual bool Plan(const std::vector<XeString>&) { return false; }
   /// Once, after the last row of a statement that succeeded.
   virtual void End() = 0;
+  /// Instead of all the others: what a statement without rows has done, as PostgreSQL tags commands
+  /// ("INSERT 0 12"), and how many rows it has written. The statement has succeeded.
+  virtual void Done(const std::string& /*tag*/, uint64 /*rows*/) {}
 };
 
 }  // namespace sqxer

@@ -64,6 +64,8 @@ void RowScan::Scan(RowTaker& taker, ProgressMeter& meter) {
   taker_ = &taker;
   meter_ = &meter;
   again_ = nullptr;
+  profile_ = RunProfile::Current();
+  const RunProfile::Scope step(profile_, GetStep());
   if (reads_.schema == nullptr) {
     ScanChunk({.rows = 1, .columns = {}}, 1);
     return;
@@ -132,12 +134,14 @@ bool RowScan::ScanBatch(uint64 first, uint32 count) {
     return true;
   }
   meter_->Step(again_ != nullptr ? rows.GetWanted() : count);
+  if (profile_ != nullptr && again_ == nullptr) CountForProfile(count, rows.GetWanted());
   if (rows.GetWanted() == 0) return true;
   const RowTaker::Outcome outcome = taker_->TakeBatch(rows);
   failedBatches_ = outcome == RowTaker::Outcome::kFailed ? failedBatches_ + 1 : 0;
   if (outcome == RowTaker::Outcome::kTaken) return true;
   if (outcome == RowTaker::Outcome::kStop) return false;
   for (uint32 i = 0; i < rows.GetWanted(); ++i) {
+    const RunProfile::RowScope sample(profile_);
     FillBatchRow(rows.GetRow(i));
     if (!taker_->TakeRow(firstRow_ + first + rows.GetRow(i))) return false;
   }
@@ -171,6 +175,11 @@ bool RowScan::Filter(BatchRows& rows) {
     batch_->Select(rows.selected);
     return passing.isKnown;
   }
+  const RunProfile::Scope step(profile_, GetFilterStep());
+  return EvaluateFilter(rows);
+}
+
+bool RowScan::EvaluateFilter(BatchRows& rows) {
   try {
     BatchVector truth;
     if (!EvaluateBatch(filter_->GetTree(), rows, truth)) return false;
@@ -194,12 +203,35 @@ bool RowScan::ScanRow(uint64 row) {
     return taker_->TakeRow(firstRow_ + row);
   }
   meter_->Step();
+  if (profile_ != nullptr) [[unlikely]]
+    return MeasureRow(row);
   Fill(row);
-  const bool passes = !filter_ || AtRow(
-                                      ErrorRow(firstRow_ + row), record_,
-                                      [this](auto&& use) { use(filter_->GetTree()); },
-                                      [this] { return filter_->Passes(); });
+  return !Passes(row) || taker_->TakeRow(firstRow_ + row);
+}
+
+bool RowScan::Passes(uint64 row) {
+  return !filter_ ||
+         AtRow(
+             ErrorRow(firstRow_ + row), record_, [this](auto&& use) { use(filter_->GetTree()); },
+             [this] { return filter_->Passes(); });
+}
+
+bool RowScan::MeasureRow(uint64 row) {
+  const RunProfile::RowScope sample(profile_);
+  Fill(row);
+  bool passes;
+  {
+    const RunProfile::Scope step(profile_, GetFilterStep());
+    passes = Passes(row);
+  }
+  CountForProfile(1, passes ? 1 : 0);
   return !passes || taker_->TakeRow(firstRow_ + row);
+}
+
+void RowScan::CountForProfile(uint64 rows, uint64 passing) {
+  // Groups come in as rows, and go on from here as groups.
+  profile_->AddRows(GetStep(), reads_.areRowsNumbered ? rows : 0, rows);
+  if (filter_) profile_->AddRows(GetFilterStep(), rows, passing);
 }
 
 void RowScan::EnterPart(const TableChunk& chunk, uint64 firstRow) {

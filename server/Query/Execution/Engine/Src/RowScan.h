@@ -9,6 +9,7 @@
 #include "JsonScan.h"
 #include "QueryPlan.h"
 #include "RowNumbers.h"
+#include "RunProfile.h"
 #include "RunProgress.h"
 #include "Table.h"
 #include "TableBatch.h"
@@ -140,8 +141,22 @@ class RowScan {
   bool ScanChunk(const TableChunk& chunk, uint64 firstRow);
   bool ScanBatch(uint64 first, uint32 count);
   bool ScanRow(uint64 row);
+  /// The same for a profile.
+  bool MeasureRow(uint64 row);
+  /// Whether the row that stands in the record passes the filter.
+  bool Passes(uint64 row);
   /// False when the batch is to be done row by row.
   bool Filter(BatchRows& rows);
+  bool EvaluateFilter(BatchRows& rows);
+  /// Of the profile: rows that came, and those of them that pass the filter.
+  void CountForProfile(uint64 rows, uint64 passing);
+  /// What the time of the scan, and of its filter, is that of.
+  RunProfile::Step GetStep() const {
+    return reads_.areRowsNumbered ? RunProfile::Step::kScan : RunProfile::Step::kGroup;
+  }
+  RunProfile::Step GetFilterStep() const {
+    return reads_.areRowsNumbered ? RunProfile::Step::kFilter : RunProfile::Step::kHaving;
+  }
   /// The rows of the batch that come again.
   void Select(BatchRows& rows);
   /// Whether the one that comes again next lies before a row of the chunk.
@@ -166,6 +181,7 @@ class RowScan {
 
   RowTaker* taker_ = nullptr;
   ProgressMeter* meter_ = nullptr;
+  RunProfile* profile_ = nullptr;
   /// 0 where rows come one by one: batches gain nothing, or too many of them had to be done again.
   uint32 batchRows_ = 0;
   uint32 failedBatches_ = 0;

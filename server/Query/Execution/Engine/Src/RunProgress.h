@@ -9,8 +9,9 @@
 namespace sqxer {
 
 /// What a statement is at when its tables have been read. Rows pass through in this order, some
-/// phases left out or come to again: groups may be sorted, and grouped again for DISTINCT.
-enum class RunPhase { kGrouping, kSorting, kWriting };
+/// phases left out or come to again: groups may be sorted, and grouped again for DISTINCT, and a
+/// statement of several queries makes one after the other.
+enum class RunPhase { kJoining, kGrouping, kSorting, kWriting };
 
 /// The rows of a phase when nobody knows how many there will be.
 inline constexpr uint64 kUnknownRows = std::numeric_limits<uint64>::max();

@@ -1,7 +1,6 @@
 #include "Session.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 
 #include "Compiler.h"
@@ -11,8 +10,10 @@
 #include "GroupParts.h"
 #include "JsonScan.h"
 #include "NearNames.h"
+#include "PlanLines.h"
 #include "QueryRun.h"
 #include "RelationRun.h"
+#include "SessionStatements.h"
 #include "SqlParser.h"
 #include "SqliteTable.h"
 #include "TablePath.h"
@@ -29,37 +30,6 @@ constexpr uint64 kRowsPerCall = 1024;
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-XeString Folded(XeString name) {
-  std::ranges::transform(name, name.begin(), &BaseStringUtil::FoldCase);
-  return name;
-}
-
-/// A sink for the runs that nobody looks at.
-class NullSink : public ResultSink {
- public:
-  void Begin(const std::vector<ColumnInfo>&, const XeRecordMetaData&) override {}
-  void Row(const uint8*) override {}
-  void End() override {}
-};
-
-void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
-  if (sink.Plan(lines)) return;
-  ColumnInfo column{L"plan", XeVarCharData, 1, 0, false};
-  for (const XeString& line : lines) {
-    column.length = std::max(column.length, static_cast<uint32>(line.size()));
-  }
-  WorkRecord record({column});
-  uint8* const value = record.GetData() + record.GetField(0).GetDataOffset();
-  sink.Begin({column}, record.GetLayout());
-  for (const XeString& line : lines) {
-    const uint32 length = static_cast<uint32>(line.size());
-    std::memcpy(value, &length, sizeof length);
-    std::memcpy(value + kLongVarPrefix, line.data(), length * sizeof(wchar_t));
-    sink.Row(record.GetData());
-  }
-  sink.End();
-}
 
 /// Says of errors of the rows where the statement names the table.
 class PlacedSource final : public ChunkSource {
@@ -129,29 +99,34 @@ void Session::AddTable(const std::string& name, const std::string& path) {
   }
   CheckStandardInput(path);
   RemoveTable(name);
-  paths_[Folded(Wide(name))] = isPath ? path : here;
+  paths_[FoldedName(Wide(name))] = isPath ? path : here;
 }
 
 void Session::AddTable(std::shared_ptr<const Table> table) {
-  const XeString key = Folded(table->schema.name);
+  const XeString key = FoldedName(table->schema.name);
   tables_[key] = std::make_shared<LoadedTable>(std::move(table));
+  addedTables_.insert(key);
+  openedPaths_.erase(key);
+  objects_.erase(key);
 }
 
 void Session::AddSource(const std::string& name, std::function<std::shared_ptr<LazyTable>()> open) {
   RemoveTable(name);
-  sources_[Folded(Wide(name))] = std::move(open);
+  sources_[FoldedName(Wide(name))] = std::move(open);
 }
 
 void Session::RemoveTable(const std::string& name) {
-  const XeString key = Folded(Wide(name));
+  const XeString key = FoldedName(Wide(name));
   paths_.erase(key);
   sources_.erase(key);
   tables_.erase(key);
+  addedTables_.erase(key);
   partialTables_.erase(key);
+  objects_.erase(key);
 }
 
 void Session::SetSchema(const std::string& name, const std::string& columns) {
-  schemas_[Folded(Wide(name))] = ReadDeclaredTypes(columns);
+  schemas_[FoldedName(Wide(name))] = ReadDeclaredTypes(columns);
 }
 
 void Session::SetFileOptions(const TextTableOptions& options) {
@@ -225,7 +200,8 @@ LookupSourcePtr Session::FindLookup(const XeString& table) {
 }
 
 Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* request) {
-  XeString key = Folded(name);
+  if (TablePtr made = FindObject(name)) return made;
+  XeString key = FoldedName(name);
   std::string path = BaseStringUtil::StringToUtf8(name);
   XeString tableName = name;
   const auto added = paths_.find(key);
@@ -241,6 +217,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   const auto source = sources_.find(key);
   const auto known = tables_.find(key);
   const Stopwatch watch(timing_.load);
+  const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kScan);
   const auto partial = partialTables_.find(key);
   TablePtr table;
   if (known != tables_.end()) {
@@ -252,6 +229,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   } else {
     if (path.empty()) path = FindInDirectory(name);
     table = Open(tableName, path);
+    openedPaths_[key] = path;
     // Also when an error uses it up: what is left of it must not be taken for a table.
     if (!table->IsRepeatable()) tables_[key] = table;
   }
@@ -275,6 +253,7 @@ void Session::CheckStandardInput(const std::string& path) const {
 
 std::vector<XeString> Session::ListNames() const {
   std::set<XeString> names;
+  for (const auto& [name, object] : objects_) names.insert(object.name);
   for (const auto& [name, path] : paths_) names.insert(name);
   for (const auto& [name, source] : sources_) names.insert(name);
   for (const auto& [name, table] : tables_) names.insert(name);
@@ -301,7 +280,7 @@ std::string Session::FindInDirectory(const XeString& name) const {
 }
 
 Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
-  const auto schema = schemas_.find(Folded(name));
+  const auto schema = schemas_.find(FoldedName(name));
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
   if (parsed.kind == TablePath::Kind::kDatabase) {
@@ -325,6 +304,7 @@ void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
   const CancellationScope cancellation(cancellation_);
   timing_ = {};
+  tag_.clear();
   isRunOnce_ = repeat == 1;
   for (canStartAgain_ = true;; canStartAgain_ = false) {
     try {
@@ -342,29 +322,32 @@ uint32 Session::CountThreads(const QueryPlan& plan, const LazyTable& table) cons
 
 void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
   partialTables_.clear();
+  ForgetViewRows();
   statement_ = parameters_ ? parameters_->Get() : QueryParameters();
   // All plans of the statement, those of threads too, have the same moment.
   statement_.moment = ReadClock();
+  if (const auto statement = ParseSessionStatement(sql)) {
+    SessionStatements(*this, sql, sink).Run(*statement);
+    return;
+  }
   const SqlStatement statement = ParseQuery(sql);
   const SqlQuery& query = *statement.query;
-  if (!RelationRun::IsNeeded(query)) {
-    SqlSelect select = query.select;
-    select.explain = statement.explain;
-    return RunSelect(sql, select, nullptr, sink, repeat);
-  }
-  RelationRun run(*this, sql, statement_);
-  if (statement.explain) return SendLines(run.Describe(query), sink);
-  run.Run(query, sink, repeat);
+  if (!statement.explain) return RunQuery(sql, query, sink, repeat);
+  if (statement.analyze) return Analyze(sql, statement, sink);
+  SendLines(Describe(sql, query), sink);
 }
 
 void Session::RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
                         ResultSink& sink, int repeat) {
+  RunProfile* const profile = RunProfile::Current();
+  const RunProfile::Scope step(profile, RunProfile::Step::kOther);
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
   Catalog& catalog = made != nullptr ? static_cast<Catalog&>(*made) : *this;
   const auto compile = [&] { return CompileSelect(sql, select, catalog, statement_); };
   QueryPlan plan = compile();
-  const bool explain = plan.explain;
+  const bool explain = plan.explain && profile == nullptr;
+  const bool isAnalyzed = plan.explain && profile != nullptr;
   const int position = plan.tablePosition;
   TablePtr table;
   if (!plan.table.empty()) {
@@ -374,17 +357,23 @@ void Session::RunSelect(const std::string& sql, const SqlSelect& select, Relatio
   std::vector<QueryPlan> plans;
   if (table && !explain) {
     // Before the rows that are read once are on their way.
-    const uint32 threads = CountThreads(plan, *table);
+    const uint32 threads = profile != nullptr ? 1 : CountThreads(plan, *table);
     for (uint32 i = 0; threads > 1 && i < threads; ++i) plans.push_back(compile());
   }
   QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
                  table && !explain ? TakeRest(*table, position) : nullptr);
-  query.UseThreads(threads_, std::move(plans));
+  // Times add up on one thread alone.
+  query.UseThreads(profile != nullptr ? 1 : threads_, std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);
 
   const Stopwatch watch(timing_.run);
   const SpillMeter meter(timing_.spilledBytes);
   if (explain) return SendLines(query.Describe(), sink);
+  if (isAnalyzed) {
+    DiscardingSink rows;
+    query.Run(rows, runProgress_);
+    return SendLines(query.Describe(profile->GetNodes()), sink);
+  }
   NullSink nobody;
   for (int i = 1; i < repeat; ++i) query.Run(nobody, runProgress_);
   query.Run(sink, runProgress_);

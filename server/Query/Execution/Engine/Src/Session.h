@@ -10,11 +10,13 @@
 
 #include "Catalog.h"
 #include "ColumnTypes.h"
+#include "CopyTarget.h"
 #include "LazyTable.h"
 #include "ParameterBlock.h"
 #include "QueryParameters.h"
 #include "ResultSink.h"
 #include "RunProgress.h"
+#include "SessionObject.h"
 #include "Table.h"
 #include "TextTable.h"
 #include "Utility/Cancellation.h"
@@ -24,6 +26,7 @@ namespace sqxer {
 
 struct QueryPlan;
 struct SqlSelect;
+struct SqlStatement;
 class RelationRun;
 
 /// Told of a file whose header looks like a row of its table.
@@ -86,6 +89,8 @@ class Session : public Catalog {
   void RefuseStandardInput() { isStandardInputTaken_ = true; }
   /// Called once for each path.
   void SetHeaderWarning(HeaderWarning warn) { warnOfHeader_ = std::move(warn); }
+  /// What COPY writes by; without it there is no COPY.
+  void SetCopyTarget(OpenCopyTarget open) { openCopyTarget_ = std::move(open); }
   /// Called now and then while a file is read, and while a statement runs; nothing for nobody.
   void SetProgress(LoadProgress load, RunProgress run) {
     loadProgress_ = std::move(load);
@@ -93,9 +98,9 @@ class Session : public Catalog {
   }
 
   /// The table of that name or path, read now unless it has been. A name means in this order a
-  /// table that was added, a path (as AddTable has it), and NAME.csv in the
-  /// directory, letter case ignored where no file has it exactly. Errors: 57001 (name, file), 57031
-  /// (path, kind), 57032, and those of the readers.
+  /// view or table that a statement has made, a table that was added, a path (as AddTable has it),
+  /// and NAME.csv in the directory, letter case ignored where no file has it exactly. Errors: 57001
+  /// (name, file), 57031 (path, kind), 57032, and those of the readers.
   const TableSchema* FindTable(const XeString& name, const TableRequest& request) override;
   void VisitTexts(const XeString& table, std::size_t column,
                   const std::function<void(std::wstring_view)>& visit) override;
@@ -103,7 +108,8 @@ class Session : public Catalog {
   LookupSourcePtr FindLookup(const XeString& table) override;
   AddedFunctionPtr FindFunction(std::string_view name) override;
 
-  /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row. Throws
+  /// Plans and runs one statement. EXPLAIN gives a one-column result, a line a row; a statement
+  /// that has no rows, such as CREATE TABLE, tells the sink by Done what it has done. Throws
   /// ErrorMessage (position within `sql`; the input row's number where one was being evaluated);
   /// the sink has then seen no End. `repeat`: how often it is run; the sink sees the last run.
   /// A statement that reads the rows of a table once reads them while it runs where the table is
@@ -112,9 +118,13 @@ class Session : public Catalog {
   /// Of the last Execute, also of a failed one; `run` and `spilledBytes` are those of all
   /// repetitions together.
   const Timing& GetTiming() const { return timing_; }
+  /// What the last statement has done, as PostgreSQL tags commands: "INSERT 0 12". Empty for one
+  /// with rows, and for one that has failed.
+  const std::string& GetTag() const { return tag_; }
 
  private:
   friend class RelationRun;
+  friend class SessionStatements;
   using TablePtr = std::shared_ptr<LazyTable>;
 
   void PlanAndRun(const std::string& sql, ResultSink& sink, int repeat);
@@ -122,6 +132,27 @@ class Session : public Catalog {
   /// session.
   void RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
                  ResultSink& sink, int repeat);
+  /// What EXPLAIN says of a query.
+  std::vector<XeString> Describe(const std::string& sql, const SqlQuery& query);
+  /// The same behind a run that is measured, and what its steps took.
+  void Analyze(const std::string& sql, const SqlStatement& statement, ResultSink& sink);
+  /// The rows of a query of the statement.
+  void RunQuery(const std::string& sql, const SqlQuery& query, ResultSink& sink, int repeat);
+  /// Its columns, as far as possible without its rows.
+  std::vector<ColumnInfo> FindColumns(const std::string& sql, const SqlQuery& query);
+
+  /// What a statement has made under a name; null for any other. The rows of a view are made now,
+  /// once for a statement. Errors 57140 and 57141.
+  TablePtr FindObject(const XeString& name);
+  void RunView(const SessionObject& view, ResultSink& sink);
+  /// That a view can be read, when it is made. Errors of its query, and 57155.
+  void CheckView(SessionObject view);
+  /// Error 57151.
+  static void RefuseSameNames(const TableSchema& schema);
+  void ForgetViewRows();
+  /// A file has changed: tables that were read from it are read anew.
+  void ForgetFile(const std::string& path);
+
   /// How many threads may each need trees of their own.
   uint32 CountThreads(const QueryPlan& plan, const LazyTable& table) const;
 
@@ -136,6 +167,8 @@ class Session : public Catalog {
   void CheckStandardInput(const std::string& path) const;
 
   SettingsRef settings_ = Settings::Current();
+  /// What RESET goes back to.
+  const SettingsRef firstSettings_ = settings_;
   uint32 threads_ = 1;
   const Cancellation* cancellation_ = nullptr;
   std::string directory_ = ".";
@@ -149,7 +182,12 @@ class Session : public Catalog {
   std::map<XeString, std::function<TablePtr()>> sources_;
   std::map<XeString, DeclaredTypes> schemas_;
   AddedFunctions functions_;
+  SessionObjects objects_;
   std::map<XeString, TablePtr> tables_;
+  /// Those of tables_ that were added as they are.
+  std::set<XeString> addedTables_;
+  /// Where the others were read from.
+  std::map<XeString, std::string> openedPaths_;
   /// Those of which the statement that is being run reads the first rows only, or keeps none.
   std::map<XeString, TablePtr> partialTables_;
   /// Of the statement that is being run: whether its rows need not be kept, and whether it may
@@ -161,7 +199,9 @@ class Session : public Catalog {
   HeaderWarning warnOfHeader_;
   /// The paths that it was called for.
   std::set<std::string> warnedOf_;
+  OpenCopyTarget openCopyTarget_;
   Timing timing_;
+  std::string tag_;
 };
 
 }  // namespace sqxer

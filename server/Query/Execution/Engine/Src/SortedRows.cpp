@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "SQXERExprExtract.h"
+#include "Utility/Cancellation.h"
 #include "Utility/SqrtSorter.h"
 
 namespace sqxer {
@@ -18,6 +19,8 @@ constexpr uint64 kLeastDropped = 4096;
 constexpr uint64 kLeastPerTie = 16;
 /// How many places ahead words are fetched.
 constexpr uint64 kPlacesAhead = 16;
+/// How many rows are compared between checks for a wish that the statement end.
+constexpr uint32 kComparedPerCheck = 4096;
 /// Of so many ties each text is looked up once.
 constexpr uint64 kLeastByTexts = 16;
 
@@ -238,7 +241,9 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
     const int bits = packing.bits[key];
     const uint64* const from = keys_[key].words.From(0);
     const auto squeeze = keys_[key].words.GetSqueezer(bits);
-    for (uint64 i = 0; i < count; ++i) words[i] = words[i] << bits | squeeze(from[i]);
+    InCancellableStretches(count, [&](uint64 first, uint64 end) {
+      for (uint64 i = first; i < end; ++i) words[i] = words[i] << bits | squeeze(from[i]);
+    });
   }
   for (uint64 i = 0; i < count; ++i) words[i] = words[i] << packing.rowBits | i;
   const bool leavesTies = packing.decided < keys_.size();
@@ -266,6 +271,7 @@ bool SortedRows::SortWords(const Packing& packing, uint64 mostTies) {
   };
   if (isOneLeft) readLeft(0, count);
   for (uint64 from = 0; leavesTies && from < count;) {
+    Cancellation::Check();
     uint64 to = from + 1;
     bool areEqual = isOneLeft;
     for (; to < count && keyAt(to) == keyAt(from); ++to) {
@@ -289,7 +295,12 @@ void SortedRows::SortTies(uint64 from, uint64 to, std::size_t firstKey) {
   }
   const auto begin = order_.begin() + static_cast<std::ptrdiff_t>(from);
   const auto end = order_.begin() + static_cast<std::ptrdiff_t>(to);
-  const auto comesFirst = [&](uint32 a, uint32 b) { return ComesFirst(a, b, firstKey); };
+  uint32 compared = 0;
+  const auto comesFirst = [&](uint32 a, uint32 b) {
+    if (++compared % kComparedPerCheck == 0) [[unlikely]]
+      Cancellation::Check();
+    return ComesFirst(a, b, firstKey);
+  };
   // Those of equal rows are in order.
   if (!std::is_sorted(begin, end, comesFirst)) std::sort(begin, end, comesFirst);
 }
@@ -318,6 +329,8 @@ void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {
   texts.reserve(to - from);
   std::vector<uint32> nulls;
   for (uint64 place = from; place < to; ++place) {
+    if (place % kComparedPerCheck == 0) [[unlikely]]
+      Cancellation::Check();
     const uint32 ordinal = order_[place];
     if (words.Get(ordinal) == words.GetNull()) {
       nulls.push_back(ordinal);
@@ -334,7 +347,10 @@ void SortedRows::SortByTexts(uint64 from, uint64 to, std::size_t key) {
   for (std::size_t i = 0; i < texts.size(); ++i) order_[firstText + i] = texts[i].ordinal;
   texts = {};
   SortTies(firstNull, firstNull + nulls.size(), key + 1);
-  for (const auto& [first, end] : equals) SortTies(firstText + first, firstText + end, key + 1);
+  for (const auto& [first, end] : equals) {
+    Cancellation::Check();
+    SortTies(firstText + first, firstText + end, key + 1);
+  }
 }
 
 void SortedRows::KeepFirstOfGroups() {
@@ -356,6 +372,8 @@ void SortedRows::NoteStarts(const Packing& packing, const RowArray<uint64>& left
   }
   starts_.resize(order_.size());
   for (uint64 place = 0; place < order_.size(); ++place) {
+    if (place % kComparedPerCheck == 0) [[unlikely]]
+      Cancellation::Check();
     if (place == 0) {
       starts_[place] = kNewGroup;
       continue;

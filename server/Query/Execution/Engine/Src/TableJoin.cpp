@@ -19,7 +19,8 @@ namespace {
 /// One join: finds pairs of equal keys, has them decided, and makes of them what the kind asks for.
 class TableJoin {
  public:
-  TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind, const PairFilter& admits);
+  TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind, const PairFilter& admits,
+            const RunProgress& progress);
   JoinedRows Run();
 
  private:
@@ -64,7 +65,19 @@ class TableJoin {
   /// Of a join that gives left rows alone: which of them have a pair.
   std::vector<uint8> marked_;
   JoinedRows pairs_;
+  ProgressMeter meter_;
 };
+
+/// Calls use(first, end) for numbers below `count`, some at a time, and ends where the statement
+/// was cancelled.
+template <class Use>
+void InRuns(std::size_t count, Use&& use) {
+  constexpr std::size_t kRun = std::size_t{1} << 20;
+  for (std::size_t first = 0; first < count; first += kRun) {
+    Cancellation::Check();
+    use(first, std::min(count, first + kRun));
+  }
+}
 
 uint32 CountRows(const JoinSide& side, const XeString& name) {
   if (side.table->rowCount > kMostJoinRows) ThrowTooLarge(name);
@@ -72,7 +85,7 @@ uint32 CountRows(const JoinSide& side, const XeString& name) {
 }
 
 TableJoin::TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind,
-                     const PairFilter& admits)
+                     const PairFilter& admits, const RunProgress& progress)
     : left_(left),
       right_(right),
       kind_(kind),
@@ -82,6 +95,7 @@ TableJoin::TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind,
       candidatesLeft_(kMostCandidatePairs),
       candidatesRight_(kMostCandidatePairs) {
   if (GivesLeftAlone()) marked_.resize(leftRows_);
+  meter_.SetProgress(progress);
 }
 
 JoinedRows TableJoin::Run() {
@@ -102,6 +116,7 @@ void TableJoin::PairAll() {
     return;
   }
   if (!admits_ && uint64{leftRows_} * rightRows_ > kMostJoinRows) ThrowTooLarge(L"the result");
+  meter_.Start(RunPhase::kJoining, leftRows_);
   for (uint32 left = 0; left < leftRows_; ++left) {
     for (uint32 right = 0; right < rightRows_;) {
       if (candidates_ == kMostCandidatePairs) TakeCandidates();
@@ -112,6 +127,7 @@ void TableJoin::PairAll() {
       candidates_ += count;
       right += count;
     }
+    meter_.Step();
   }
   TakeCandidates();
 }
@@ -126,7 +142,7 @@ void TableJoin::PairByKeys() {
   }
   if (!buildsLeft_) keys_ = std::make_unique<JoinKeys>(right_, left_);
   JoinTable table(*keys_, buildsLeft_ ? leftRows_ : rightRows_,
-                  Settings::Current()->GetSwitches().groupMemory_);
+                  Settings::Current()->GetSwitches().joinMemory_);
   if (!GivesLeftAlone() && !admits_ && table.GetParts() == 1) {
     // What is not touched costs nothing.
     const uint32 rows = buildsLeft_ ? rightRows_ : leftRows_;
@@ -134,14 +150,15 @@ void TableJoin::PairByKeys() {
     pairs_.right.reserve(rows);
   }
   uint32 firstRows[kMostBatchRows];
+  meter_.Start(RunPhase::kJoining, (uint64{leftRows_} + rightRows_) * table.GetParts());
   for (uint32 part = 0; part < table.GetParts(); ++part) {
     table.StartPart(part);
     keys_->ForEachBatch(JoinColumn::kBuild, true, [&](const JoinBatch& batch) {
-      Cancellation::Check();
+      meter_.Step(batch.read);
       table.Add(batch);
     });
     keys_->ForEachBatch(JoinColumn::kProbe, false, [&](const JoinBatch& batch) {
-      Cancellation::Check();
+      meter_.Step(batch.read);
       table.Find(batch, firstRows);
       marks&& table.HasChains() ? MarkBatch(table, batch, firstRows)
                                 : PairBatch(table, batch, firstRows);
@@ -226,16 +243,26 @@ void TableJoin::TakeCandidates() {
 }
 
 void TableJoin::SortByLeft() {
+  RowArray<uint32>& left = pairs_.left;
   RowArray<uint32> ends(std::size_t{leftRows_} + 1);
-  for (const uint32 row : pairs_.left) ++ends[std::size_t{row} + 1];
-  for (std::size_t i = 0; i < leftRows_; ++i) ends[i + 1] += ends[i];
+  InRuns(left.size(), [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) ++ends[std::size_t{left[i]} + 1];
+  });
+  InRuns(leftRows_, [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) ends[i + 1] += ends[i];
+  });
   RowArray<uint32> right(pairs_.right.size());
-  for (std::size_t i = 0; i < right.size(); ++i) right[ends[pairs_.left[i]]++] = pairs_.right[i];
+  InRuns(right.size(), [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) right[ends[left[i]]++] = pairs_.right[i];
+  });
   pairs_.right.swap(right);
-  uint32 at = 0;
-  for (uint32 row = 0; row < leftRows_; ++row) {
-    for (; at < ends[row]; ++at) pairs_.left[at] = row;
-  }
+  uint32 row = 0;
+  InRuns(left.size(), [&](std::size_t first, std::size_t end) {
+    for (std::size_t i = first; i < end; ++i) {
+      while (i >= ends[row]) ++row;
+      left[i] = row;
+    }
+  });
 }
 
 void TableJoin::AddUnmatchedLeft() {
@@ -262,6 +289,7 @@ void TableJoin::AddUnmatchedLeft() {
   };
   for (std::size_t i = from + alone; i > from; --i) move(kNoJoinRow, right[i - 1]);
   for (uint32 row = leftRows_; to != from; --row) {
+    if (row % kMostCandidatePairs == 0) Cancellation::Check();
     if (from == 0 || left[from - 1] != row - 1) move(row - 1, kNoJoinRow);
     for (; from != 0 && left[from - 1] == row - 1; --from) move(row - 1, right[from - 1]);
   }
@@ -290,8 +318,8 @@ void TableJoin::ListMarked() {
 }  // namespace
 
 JoinedRows JoinRows(const JoinSide& left, const JoinSide& right, JoinKind kind,
-                    const PairFilter& admits) {
-  return TableJoin(left, right, kind, admits).Run();
+                    const PairFilter& admits, const RunProgress& progress) {
+  return TableJoin(left, right, kind, admits, progress).Run();
 }
 
 }  // namespace sqxer

@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "RunProgress.h"
 #include "Table.h"
 #include "WordSort.h"
 
@@ -46,10 +47,12 @@ using PairFilter = std::function<void(std::span<const uint32> left, std::span<co
 /// them; unmatched right rows of kRight and kFull follow in their order. A row of which `admits`,
 /// which may be empty, admits no pair is unmatched.
 ///
-/// The table by which keys are looked up stays within the switch GroupMemory where some 64 passes
+/// The table by which keys are looked up stays within the switch JoinMemory where some 64 passes
 /// over the rows do for that; the row numbers, 4 bytes for each row of a side and 8 for each pair,
 /// come to that. Error 57130 for more rows than kMostJoinRows; 57110 when it is cancelled.
+///
+/// `progress` is told the rows gone through of both sides, once for each pass over them.
 JoinedRows JoinRows(const JoinSide& left, const JoinSide& right, JoinKind kind,
-                    const PairFilter& admits);
+                    const PairFilter& admits, const RunProgress& progress = nullptr);
 
 }  // namespace sqxer

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "SQXERBatchTextCompare.h"
+#include "Utility/Cancellation.h"
 
 namespace sqxer {
 namespace {
@@ -28,6 +29,7 @@ std::vector<TextSort::Range> TextSort::Sort(RowArray<Text>& texts, bool descends
   TextSort sort(texts, descends, threads);
   sort.parts_.push_back({0, texts.size(), 0});
   while (!sort.parts_.empty()) {
+    Cancellation::Check();
     const Part part = sort.parts_.back();
     sort.parts_.pop_back();
     part.to - part.from <= kFew ? sort.SortFew(part) : sort.SortPart(part);

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Utility/Cancellation.h"
 #include "Utility/HugePages.h"
 #include "Utility/XeTypes.h"
 #include "Workers.h"
@@ -49,6 +50,7 @@ class WordSort {
   /// The result goes to `other` where told so, else it stays at `words`.
   static void SortPart(Word* words, Word* other, std::size_t count, int lowBit, int endBit,
                        bool toOther) {
+    Cancellation::Check();
     const int bits = endBit - lowBit;
     if (bits > 0 && count > kPart) {
       Deal(words, other, count, lowBit, endBit, toOther);
@@ -105,13 +107,17 @@ class WordSort {
     shift = endBit - digitBits;
     const Word mask = (Word{1} << digitBits) - 1;
     std::vector<std::size_t> ends((std::size_t{1} << digitBits) + 1);
-    for (std::size_t i = 0; i < count; ++i) {
-      ++ends[static_cast<std::size_t>(words[i] >> shift & mask) + 1];
-    }
+    InCancellableStretches(count, [&](std::size_t from, std::size_t to) {
+      for (std::size_t i = from; i < to; ++i) {
+        ++ends[static_cast<std::size_t>(words[i] >> shift & mask) + 1];
+      }
+    });
     for (std::size_t digit = 1; digit < ends.size(); ++digit) ends[digit] += ends[digit - 1];
-    for (std::size_t i = 0; i < count; ++i) {
-      other[ends[static_cast<std::size_t>(words[i] >> shift & mask)]++] = words[i];
-    }
+    InCancellableStretches(count, [&](std::size_t from, std::size_t to) {
+      for (std::size_t i = from; i < to; ++i) {
+        other[ends[static_cast<std::size_t>(words[i] >> shift & mask)]++] = words[i];
+      }
+    });
     // Each entry has come to the end of its part, the last one to that of all.
     ends.pop_back();
     return ends;

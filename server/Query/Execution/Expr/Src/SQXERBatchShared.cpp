@@ -5,6 +5,7 @@
 
 #include "SQXERBatchFewValues.h"
 #include "SQXERExpression.h"
+#include "SQXERNodeTimer.h"
 
 namespace sqxer {
 
@@ -83,6 +84,7 @@ bool EvaluateBatch(RExpression& tree, const BatchRows& rows, BatchVector& out) {
     out = shared->values;
     return true;
   }
+  const NodeTimer timer(tree);
   if (!EvaluateFewValues(tree, rows, out) && !tree.EvalBatch(rows, out)) return false;
   if (batchProbe != nullptr) [[unlikely]]
     batchProbe(tree, rows, out);

@@ -2,7 +2,10 @@
 
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cwchar>
+#include <iterator>
 #include <typeinfo>
 
 #include "SQXERBatchFewValues.h"
@@ -12,6 +15,7 @@
 #include "SQXERExprIn.h"
 #include "SQXERExprParam.h"
 #include "SQXERExpression.h"
+#include "SQXERNodeTimes.h"
 #include "Utility/BaseStringUtil.h"
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/SUXeDataTypeUtility.h"
@@ -91,7 +95,20 @@ XeString Content(RExpression& node) {
   return {};
 }
 
-void Describe(RExpression& node, std::size_t depth, BatchMarks marks, XeString& out) {
+/// What a node has taken, and its share of what all have.
+XeString TimeText(const RExpression& node, const NodeTimes& times) {
+  const std::chrono::nanoseconds* const time = times.Find(node);
+  if (time == nullptr) return {};
+  wchar_t text[48];
+  std::swprintf(text, std::size(text), L" [%.3f ms, %.0f %%]",
+                std::chrono::duration<double, std::milli>(*time).count(),
+                100.0 * static_cast<double>(time->count()) /
+                    static_cast<double>(std::max<int64>(times.GetWhole().count(), 1)));
+  return text;
+}
+
+void Describe(RExpression& node, std::size_t depth, BatchMarks marks, const NodeTimes* times,
+              XeString& out) {
   out.append(2 * depth, L' ').append(NodeName(node));
   if (const XeString content = Content(node); !content.empty()) out += L" " + content;
   out += L" -> " + SUXeDataTypeUtility::GetXeDataTypeName(node.GetResultDataType());
@@ -99,9 +116,11 @@ void Describe(RExpression& node, std::size_t depth, BatchMarks marks, XeString& 
     out += L" (by rows)";
     marks = BatchMarks::kNone;
   }
+  if (times != nullptr) out += TimeText(node, *times);
   out += L"\n";
   for (int i = 0; i < node.CountOperands(); ++i) {
-    if (RExpression* operand = node.GetIthOperand(i)) Describe(*operand, depth + 1, marks, out);
+    if (RExpression* operand = node.GetIthOperand(i))
+      Describe(*operand, depth + 1, marks, times, out);
   }
 }
 
@@ -120,8 +139,12 @@ XeString NodeName(const RExpression& node) {
 }
 
 XeString DescribeTree(RExpression& root, BatchMarks marks) {
+  return DescribeTree(root, marks, nullptr);
+}
+
+XeString DescribeTree(RExpression& root, BatchMarks marks, const NodeTimes* times) {
   XeString out;
-  Describe(root, 0, marks, out);
+  Describe(root, 0, marks, times, out);
   return out;
 }
 

@@ -12,6 +12,7 @@
 #include "PlanSplit.h"
 #include "QueryRun.h"
 #include "ResultImpl.h"
+#include "SqlSessionStatement.h"
 #include "StateRows.h"
 #include "Utility/Cancellation.h"
 #include "Utility/HashMix.h"
@@ -98,6 +99,9 @@ class DistributedPlan::Impl {
     const TableRequest nothing{.all = false, .names = {}, .mostRows = {}};
     source_ = ArrowTable(schema, {.name = L"input"}, nothing).GetSchema();
     for (ColumnInfo& column : source_.columns) column.nullable = true;
+    if (ParseSessionStatement(sql_)) {
+      ThrowEngineError(kNotDistributed, {L"it is one of a session, and no query"});
+    }
     const QueryPlan plan = Compile(source_);
     if (plan.explain) ThrowEngineError(kNotDistributed, {L"EXPLAIN reads no rows"});
     if (plan.table.empty()) ThrowEngineError(kNotDistributed, {L"it reads no table"});

@@ -3,11 +3,13 @@
 #include "ArrowTable.h"
 #include "CalledFunction.h"
 #include "CellText.h"
+#include "CopyFile.h"
 #include "Engine/Engine.h"
 #include "Evaluator.h"
 #include "ResultFormats.h"
 #include "ResultImpl.h"
 #include "Session.h"
+#include "TablePath.h"
 #include "TextTable.h"
 
 namespace sqxer::engine {
@@ -67,12 +69,17 @@ TextLayout LayoutOf(const TextOptions& options) {
     case Format::kSvg:
       layout.format = TextFormat::kSvg;
       break;
+    case Format::kArrow:
+      layout.format = TextFormat::kArrow;
+      break;
   }
   return layout;
 }
 
 Phase PhaseOf(RunPhase phase) {
   switch (phase) {
+    case RunPhase::kJoining:
+      return Phase::kJoining;
     case RunPhase::kGrouping:
       return Phase::kGrouping;
     case RunPhase::kSorting:
@@ -102,6 +109,7 @@ class Session::Impl {
  public:
   Impl() : state_(std::make_shared<State>()) {
     state_->session.SetCancellation(&state_->running->cancellation);
+    state_->session.SetCopyTarget(&OpenCopyFile);
   }
   ~Impl() { state_->running->Stop(); }
   Impl(const Impl&) = delete;
@@ -124,8 +132,10 @@ class Session::Impl {
     sqxer::Session& session = Prepare(parameters);
     KeepingSink sink;
     Execute(session, [&] { session.Execute(sql, sink); });
-    return Result(
-        std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options));
+    auto result =
+        std::make_unique<KeptResult>(sql, std::move(sink.schema), std::move(sink.chunks), options);
+    if (!sink.tag.empty()) result->SetDone(sink.tag, static_cast<std::int64_t>(sink.written));
+    return Result(std::move(result));
   }
   Result Stream(const std::string& sql, const std::vector<std::string>& parameters,
                 const ResultOptions& options) {
@@ -174,6 +184,8 @@ class Session::Impl {
   sqxer::Session& Prepare(const std::vector<std::string>& parameters) {
     sqxer::Session& session = Use();
     BeginCancellable();
+    const int timeout = session.GetSettings()->GetSwitches().statementTimeout_;
+    if (timeout != 0) state_->running->cancellation.SetDeadline(std::chrono::milliseconds(timeout));
     report_ = {};
     session.SetParameters(parameters);
     return session;
@@ -188,7 +200,8 @@ class Session::Impl {
                  .bind = timing.bind,
                  .run = timing.run,
                  .spilledBytes = timing.spilledBytes,
-                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows()};
+                 .writtenRows = text == nullptr ? std::nullopt : text->GetWrittenRows(),
+                 .tag = session.GetTag()};
     };
     try {
       run();
@@ -203,6 +216,19 @@ class Session::Impl {
   TextTableOptions fileOptions_;
   RunReport report_;
 };
+
+std::string NameOfTable(const std::string& path) {
+  const TablePath parsed = TablePath::Parse(path);
+  if (!parsed.IsPath()) return {};
+  std::string name = BaseStringUtil::StringToUtf8(parsed.Name());
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  for (char& c : name) {
+    const bool isLetter =
+        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || static_cast<unsigned char>(c) >= 0x80;
+    if (!isLetter && !isDigit(c)) c = '_';
+  }
+  return name.empty() || isDigit(name.front()) ? "_" + name : name;
+}
 
 std::size_t CountColumns(std::string_view text) { return DisplayWidth(text); }
 

@@ -2,6 +2,7 @@
 
 #include "FunctionReference.h"
 #include "FunctionTable.h"
+#include "NearNames.h"
 #include "ResultImpl.h"
 #include "Utility/SUSystemConfig.h"
 
@@ -75,6 +76,13 @@ std::string DescribeSql(std::string_view name) {
 }
 
 std::string ListSqlForms() { return ListForms(); }
+
+std::vector<std::string> FindNearNames(std::string_view name,
+                                       const std::vector<std::string>& names) {
+  const std::vector<std::string_view> views(names.begin(), names.end());
+  const std::vector<std::string_view> near = sqxer::FindNearNames(name, views);
+  return {near.begin(), near.end()};
+}
 
 const char* GetVersion() noexcept { return SQXER_VERSION; }
 

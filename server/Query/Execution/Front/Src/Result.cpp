@@ -27,12 +27,8 @@ void ThrowAsError(const ErrorMessage& error, const std::string& sql) {
 }
 
 Column DescribeColumn(const ColumnInfo& column) {
-  ColumnInfo declared = column;
-  // Computed values have types that are declared by other names.
-  if (column.type == XeDateTimeData) declared.type = XeTimeStampData;
-  if (column.type == XeLongVarCharData) declared.type = XeVarCharData;
   return {BaseStringUtil::StringToUtf8(column.name),
-          BaseStringUtil::StringToUtf8(DeclaredTypeName(declared)), column.nullable};
+          BaseStringUtil::StringToUtf8(DeclaredTypeName(AsDeclared(column))), column.nullable};
 }
 
 XeString ListColumns(const TableSchema& schema) {
@@ -106,6 +102,13 @@ KeepingSink::KeepingSink() : ChunkSink(kRowsOfKeptChunk) {}
 class StreamedResult::Sink final : public ChunkSink {
  public:
   explicit Sink(StreamedResult& result) : ChunkSink(kRowsOfStreamedChunk), result_(result) {}
+
+  void Done(const std::string& tag, uint64 rows) override {
+    const std::lock_guard lock(result_.mutex_);
+    result_.tag_ = tag;
+    result_.rows_ = static_cast<std::int64_t>(rows);
+    result_.isBegun_ = true;
+  }
 
  private:
   void TakeColumns(const std::vector<ColumnInfo>& columns) override {
@@ -233,6 +236,7 @@ Result::Impl& Result::Get() const {
 const std::vector<Column>& Result::GetColumns() const { return Get().GetColumns(); }
 std::int64_t Result::CountRows() const { return Get().CountRows(); }
 void Result::WriteSchema(ArrowSchema* out) const { Get().WriteSchema(out); }
+const std::string& Result::GetTag() const { return Get().GetTag(); }
 bool Result::Next(ArrowArray* out) { return Get().WriteNext(out); }
 Result Result::Copy() const {
   return WithErrors({}, [this] { return Result(Get().Copy()); });

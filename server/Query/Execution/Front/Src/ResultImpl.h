@@ -40,6 +40,7 @@ class Result::Impl : public ArrowProducer {
   Impl& operator=(const Impl&) = delete;
 
   const std::vector<Column>& GetColumns() const { return columns_; }
+  const std::string& GetTag() const { return tag_; }
   void WriteSchema(ArrowSchema* out) override;
   bool WriteNext(ArrowArray* out) override;
   virtual std::int64_t CountRows() const = 0;
@@ -52,6 +53,7 @@ class Result::Impl : public ArrowProducer {
   Impl(const Impl& other)
       : sql_(other.sql_),
         schema_(other.schema_),
+        tag_(other.tag_),
         columns_(other.columns_),
         writer_(other.writer_) {}
 
@@ -63,6 +65,7 @@ class Result::Impl : public ArrowProducer {
 
   const std::string sql_;
   TableSchema schema_;
+  std::string tag_;
 
  private:
   std::vector<Column> columns_;
@@ -79,6 +82,11 @@ class KeptResult final : public Result::Impl {
 
   std::int64_t CountRows() const override { return rows_; }
   std::unique_ptr<Impl> Copy() const override;
+  /// It is that of a statement without rows.
+  void SetDone(std::string tag, std::int64_t rows) {
+    tag_ = std::move(tag);
+    rows_ = rows;
+  }
 
  private:
   const TableChunk* NextChunk() override {
@@ -113,7 +121,7 @@ class StreamedResult final : public Result::Impl {
                  std::function<void(ResultSink&)> run);
   ~StreamedResult() override;
 
-  std::int64_t CountRows() const override { return -1; }
+  std::int64_t CountRows() const override { return rows_; }
   std::unique_ptr<Impl> Copy() const override;
 
  private:
@@ -136,6 +144,8 @@ class StreamedResult final : public Result::Impl {
   bool isBegun_ = false;
   bool isEnded_ = false;
   bool isStopped_ = false;
+  /// Known of a statement without rows.
+  std::int64_t rows_ = -1;
   std::exception_ptr error_;
   TableChunk current_;
   std::jthread thread_;
@@ -147,6 +157,14 @@ class KeepingSink final : public ChunkSink {
   KeepingSink();
   TableSchema schema;
   std::vector<TableChunk> chunks;
+  /// Of a statement without rows.
+  std::string tag;
+  uint64 written = 0;
+
+  void Done(const std::string& done, uint64 rows) override {
+    tag = done;
+    written = rows;
+  }
 
  private:
   void TakeColumns(const std::vector<ColumnInfo>& columns) override { schema.columns = columns; }

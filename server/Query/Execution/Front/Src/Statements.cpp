@@ -11,6 +11,7 @@
 #include "EngineError.h"
 #include "ParameterBlock.h"
 #include "ResultImpl.h"
+#include "SqlComments.h"
 #include "Utility/BaseStringUtil.h"
 
 namespace sqxer::engine {
@@ -21,6 +22,24 @@ std::vector<Statement> SplitStatements(const std::string& text) {
     statements.push_back({std::move(statement.sql), static_cast<std::size_t>(statement.offset)});
   }
   return statements;
+}
+
+TextEnd FindTextEnd(std::string_view text) {
+  switch (FindSqlEnd(text)) {
+    case SqlEnd::kNothing:
+      return TextEnd::kNothing;
+    case SqlEnd::kText:
+      return TextEnd::kText;
+    case SqlEnd::kName:
+      return TextEnd::kName;
+    case SqlEnd::kDollarText:
+      return TextEnd::kDollarText;
+    case SqlEnd::kComment:
+      return TextEnd::kComment;
+    case SqlEnd::kStatement:
+      break;
+  }
+  return TextEnd::kStatement;
 }
 
 Place FindPlace(std::string_view text, std::size_t offset) {

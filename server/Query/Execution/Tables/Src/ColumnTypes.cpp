@@ -147,6 +147,13 @@ DeclaredTypes ReadDeclaredTypes(const std::string& text) {
   return types;
 }
 
+ColumnInfo AsDeclared(const ColumnInfo& column) {
+  ColumnInfo declared = column;
+  if (column.type == XeDateTimeData) declared.type = XeTimeStampData;
+  if (column.type == XeLongVarCharData) declared.type = XeVarCharData;
+  return declared;
+}
+
 XeString DeclaredTypeName(const ColumnInfo& column) {
   if (column.isBigint) return Wide(kBigint);
   const auto* const found = std::ranges::find(kTypeNames, column.type, &TypeName::type);

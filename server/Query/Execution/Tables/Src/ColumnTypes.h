@@ -23,6 +23,10 @@ DeclaredTypes ReadDeclaredTypes(const std::string& text);
 /// One type as in a declaration: int4, varchar(12). Nothing when the text names none.
 std::optional<ColumnInfo> ReadDeclaredType(std::string_view text);
 
+/// A column with the type as which it can be declared: those of computed values have types that go
+/// by other names.
+ColumnInfo AsDeclared(const ColumnInfo& column);
+
 /// A type as declared and as messages name it: int4, varchar(12).
 XeString DeclaredTypeName(const ColumnInfo& column);
 

@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "Utility/Cancellation.h"
+
 namespace sqxer {
 
 /// Threads that do the same on parts of one task, in which an earlier part that fails or has enough
@@ -25,6 +27,8 @@ class Workers {
   /// one has thrown.
   template <class Work, class Idle>
   void Run(Work&& work, Idle&& idle) {
+    // What ends this thread's statement ends its workers.
+    const Cancellation* const cancellation = Cancellation::OfThread();
     std::mutex mutex;
     std::condition_variable finished;
     std::size_t running = failures_.size() - 1;
@@ -32,6 +36,7 @@ class Workers {
       std::vector<std::jthread> threads;
       for (std::size_t i = 1; i < failures_.size(); ++i) {
         threads.emplace_back([&, i] {
+          const CancellationScope scope(cancellation);
           RunOne(i, work);
           const std::lock_guard lock(mutex);
           --running;

@@ -233,7 +233,8 @@ std::string DrawLines(const ChartData& chart, std::size_t width) {
   }
   const std::size_t taken = labelWidth + 3;
   const std::size_t room = width > taken + 8 ? width - taken : 8;
-  const ChartScale across(chart.axis, x.least, x.most, std::max<std::size_t>(room / 14, 2), false);
+  const ChartScale across(chart.axis, x.least, x.most,
+                          room / (chart.axis == ChartAxis::kNumbers ? 9 : 14), false);
   Canvas canvas(room, kHeight);
   DrawSeries(chart, across, above, canvas);
 

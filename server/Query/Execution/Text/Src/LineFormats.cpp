@@ -20,17 +20,6 @@ bool IsPlainInCsv(std::string_view text, char delimiter) {
       text, [&](char c) { return c == delimiter || c == '"' || c == '\r' || c == '\n'; });
 }
 
-void AppendCsv(std::string& line, std::string_view text, char delimiter) {
-  // A mark at the start of a file would not be read as part of the first name.
-  if (!text.empty() && IsPlainInCsv(text, delimiter) && !text.starts_with(kByteOrderMark)) {
-    line += text;
-    return;
-  }
-  line += '"';
-  for (char c : text) line.append(c == '"' ? 2 : 1, c);
-  line += '"';
-}
-
 /// Gives columns that a reader would take for one different names: the first one keeps the name,
 /// the others get a number behind it (count, count_1) with which no other column is called.
 /// `asRead(name, position)` is what the reader makes of a name.
@@ -75,6 +64,19 @@ void AppendHtml(std::string& out, std::string_view text) {
   }
 }
 
+void CsvResult::AppendField(std::string_view text) {
+  // A mark at the start of a file would not be read as part of the first name.
+  const bool isPlain = !text.empty() && IsPlainInCsv(text, delimiter_) &&
+                       !text.starts_with(kByteOrderMark) && text != nullText_;
+  if (isPlain) {
+    line_ += text;
+    return;
+  }
+  line_ += '"';
+  for (char c : text) line_.append(c == '"' ? 2 : 1, c);
+  line_ += '"';
+}
+
 void CsvResult::Header() {
   if (!header_) return;
   MakeDifferent(names_, [](const std::string& name, std::size_t position) {
@@ -84,7 +86,7 @@ void CsvResult::Header() {
   line_.clear();
   for (const std::string& name : names_) {
     if (!line_.empty()) line_ += delimiter_;
-    AppendCsv(line_, name, delimiter_);
+    AppendField(name);
   }
   line_ += '\n';
   Append(line_);
@@ -95,16 +97,21 @@ void CsvResult::WriteRow(const Values& row) {
   line_.clear();
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     if (i != 0) line_ += delimiter_;
-    if (row.IsNull(i)) continue;
+    if (row.IsNull(i)) {
+      line_ += nullText_;
+      continue;
+    }
     const XeDataType type = fields_[i]->GetDataType();
-    if (!SUXeDataTypeUtility::IsXeTextType(type) && !SUXeDataTypeUtility::IsXeBinaryType(type)) {
+    const bool isText =
+        SUXeDataTypeUtility::IsXeTextType(type) || SUXeDataTypeUtility::IsXeBinaryType(type);
+    if (!isText && AreValuesPlain()) {
       // Never empty, and nothing that needs quotation marks.
       row.AppendText(i, line_);
       continue;
     }
     value_.clear();
     row.AppendText(i, value_);
-    AppendCsv(line_, value_, delimiter_);
+    AppendField(value_);
   }
   line_ += '\n';
   AppendRow(line_);

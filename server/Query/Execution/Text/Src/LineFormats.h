@@ -4,13 +4,16 @@
 
 namespace sqxer {
 
-/// Fields parted by a delimiter, quoted where they hold it, a quotation mark or a line end. NULL is
-/// nothing, the empty text is "", columns of one name are told apart by numbers: read back with the
-/// types of its columns, the result is the same.
+/// Fields parted by a delimiter, quoted where they hold it, a quotation mark or a line end, or are
+/// what is written for NULL. That is nothing, or a text, the empty text is "", columns of one name
+/// are told apart by numbers: read back with the types of its columns, the result is the same.
 class CsvResult final : public RowResult<CsvResult> {
  public:
   CsvResult(ResultOutput& output, const TextLayout& layout)
-      : RowResult(output), header_(layout.hasHeader), delimiter_(layout.delimiter) {}
+      : RowResult(output),
+        header_(layout.hasHeader),
+        delimiter_(layout.delimiter),
+        nullText_(layout.nullText) {}
 
  private:
   friend class RowResult<CsvResult>;
@@ -18,8 +21,15 @@ class CsvResult final : public RowResult<CsvResult> {
   template <class Values>
   void WriteRow(const Values& row);
 
+  void AppendField(std::string_view text);
+  /// Whether values that are no texts hold nothing that needs quotation marks.
+  bool AreValuesPlain() const {
+    return nullText_.empty() && (delimiter_ == ',' || delimiter_ == '\t' || delimiter_ == ';');
+  }
+
   const bool header_;
   const char delimiter_;
+  const std::string nullText_;
   std::string line_;
   std::string value_;
 };

@@ -1,6 +1,7 @@
 #include "ResultFormats.h"
 
 #include "AlignedResult.h"
+#include "ArrowResult.h"
 #include "ChartResult.h"
 #include "LineFormats.h"
 #include "Utility/BaseStringUtil.h"
@@ -23,6 +24,7 @@ bool FormattedResult::Plan(const std::vector<XeString>& lines) {
 }
 
 void FormattedResult::Print() {
+  if (!hasRows_) return;
   if (plan_.empty()) {
     PrintRows();
   } else {
@@ -66,6 +68,8 @@ std::unique_ptr<FormattedResult> MakeTextResult(const TextLayout& layout, Result
     case TextFormat::kChart:
     case TextFormat::kSvg:
       return std::make_unique<ChartResult>(output, layout);
+    case TextFormat::kArrow:
+      return std::make_unique<ArrowResult>(output);
     case TextFormat::kCsv:
       break;
   }

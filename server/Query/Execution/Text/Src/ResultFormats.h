@@ -15,7 +15,7 @@
 
 namespace sqxer {
 
-enum class TextFormat { kTable, kMarkdown, kHtml, kRecords, kCsv, kJson, kChart, kSvg };
+enum class TextFormat { kTable, kMarkdown, kHtml, kRecords, kCsv, kJson, kChart, kSvg, kArrow };
 
 /// How a result is written.
 struct TextLayout {
@@ -23,6 +23,8 @@ struct TextLayout {
   /// Of kCsv: whether the first line names the columns, and what parts the fields.
   bool hasHeader = true;
   char delimiter = ',';
+  /// Of kCsv: what is written for NULL.
+  std::string nullText = {};
   /// Of kTable and kChart: how many columns of a terminal a line may take; 0 for any number.
   std::size_t width = 0;
   /// Of kTable and kRecords: how many rows are shown, the others counted; 0 for all.
@@ -36,6 +38,7 @@ class FormattedResult : public ResultSink {
   void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) override;
   bool Plan(const std::vector<XeString>& lines) override;
   void End() override {}
+  void Done(const std::string&, uint64) override { hasRows_ = false; }
   /// Writes what has not been written, once the statement has succeeded. As ResultOutput::Write.
   void Print();
   /// How many rows are in what was written; nothing when not a byte was.
@@ -64,6 +67,8 @@ class FormattedResult : public ResultSink {
   std::optional<uint64> writtenRows_;
 
  private:
+  /// False for a statement without them, of which nothing is written.
+  bool hasRows_ = true;
   std::string plan_;
   std::string cell_;
 };

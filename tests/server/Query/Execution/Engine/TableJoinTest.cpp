@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <set>
 
 #include "TableJoin.h"
@@ -129,7 +130,7 @@ TEST(TableJoin, GoesByPartsWithinItsMemory) {
     }
     return TableOf(cells);
   };
-  const SettingsScope tiny(SettingsWith("GroupMemory", "1"));
+  const SettingsScope tiny(SettingsWith("JoinMemory", "1"));
   // Close together and far apart, few equal ones and many.
   for (const auto& [values, factor] : {std::pair(60'000, 1), {1500, 1'000'003}, {40, 1}}) {
     const Table left = integers(1300, values, factor);
@@ -213,6 +214,47 @@ TEST(TableJoin, RefusesTooManyRows) {
               JoinRows({&few, {}}, {&many, {}}, JoinKind::kSemi, {});
             }).substr(0, 26),
             "57130: the right side of a");
+}
+
+TEST(TableJoin, EndsSoonWhereverItIsCancelled) {
+  // Far apart, so that they are searched; each left row has two pairs, or some that are not.
+  constexpr int32 kRows = 1 << 19;
+  std::vector<std::optional<int32>> cells;
+  for (int32 i = 0; i < kRows; ++i) cells.push_back(i / 2 * 4001);
+  const Table table = TableOf(cells);
+  const SettingsScope small(SettingsWith("JoinMemory", "1MiB"));
+  const auto run = [&](JoinKind kind, const RunProgress& progress) {
+    return JoinRows({&table, {0}}, {&table, {0}}, kind, {}, progress);
+  };
+  using Clock = std::chrono::steady_clock;
+  for (const JoinKind kind : {JoinKind::kInner, JoinKind::kFull, JoinKind::kAnti}) {
+    uint64 calls = 0;
+    uint64 most = 0;
+    run(kind, [&](RunPhase phase, uint64 done, uint64 total) {
+      EXPECT_EQ(phase, RunPhase::kJoining);
+      EXPECT_LE(done, total);
+      // Both sides, once for each part.
+      EXPECT_EQ(total, uint64{kRows} * 2 * 32);
+      most = std::max(most, done);
+      ++calls;
+    });
+    EXPECT_EQ(most, uint64{kRows} * 2 * 32);
+    for (const uint64 at : {uint64{0}, calls / 40, calls / 2, calls - 1}) {
+      Cancellation cancellation;
+      const CancellationScope scope(&cancellation);
+      Clock::time_point wished;
+      uint64 call = 0;
+      EXPECT_EQ(ErrorOf([&] {
+                  run(kind, [&](RunPhase, uint64, uint64) {
+                    if (call++ != at) return;
+                    cancellation.Request();
+                    wished = Clock::now();
+                  });
+                }),
+                "57110: the statement was cancelled");
+      EXPECT_LT(Clock::now() - wished, std::chrono::milliseconds(100)) << at << " of " << calls;
+    }
+  }
 }
 
 TEST(TableJoin, EndsWhenItIsCancelled) {

@@ -380,6 +380,27 @@ TEST(Engine, IsCancelledFromAnyThread) {
   EXPECT_EQ(session.Query("SELECT COUNT(*) FROM t").CountRows(), 1);
 }
 
+TEST(Engine, EndsWhatTakesTooLong) {
+  Session session;
+  session.Set("StatementTimeout", "50");
+  const auto start = std::chrono::steady_clock::now();
+  // A join, whose sides are short, and a scan that no table is read for.
+  for (const char* sql :
+       {"SELECT COUNT(*) FROM generate_series(1, 20000) AS a(n) "
+        "JOIN generate_series(1, 20000) AS b(n) ON a.n + b.n > 50000",
+        "SELECT SUM(LN(n) * LN(n + 1)) FROM generate_series(1, 200000000) AS a(n)"}) {
+    const std::optional<Error> error = ErrorOf([&] { session.Query(sql); });
+    ASSERT_TRUE(error) << sql;
+    EXPECT_EQ(error->GetCode(), Error::kTimedOut) << error->what();
+  }
+  // The first statement alone takes a minute.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  session.Set("StatementTimeout", "60000");
+  EXPECT_EQ(session.Query("SELECT 1").CountRows(), 1);
+  session.Set("StatementTimeout", "0");
+  EXPECT_EQ(session.Query("SELECT 1").CountRows(), 1);
+}
+
 TEST(Engine, TellsWhoseErrorsTheyAre) {
   Session session;
   const std::optional<Error> error = ErrorOf([&] { session.Query("SELECT 1 +\n 1 / 0"); });

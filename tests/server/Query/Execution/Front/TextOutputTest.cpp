@@ -128,6 +128,10 @@ TEST_F(TextOutput, TellsWhatAStatementIsAt) {
   for (const auto& [phase, done] : most) phases.push_back(phase);
   EXPECT_THAT(phases,
               ElementsAre(Phase::kReading, Phase::kGrouping, Phase::kSorting, Phase::kWriting));
+  // Joins go through the rows of both sides.
+  EXPECT_FALSE(most.contains(Phase::kJoining));
+  Write("SELECT COUNT(*) FROM t a JOIN (SELECT DISTINCT b FROM t) c ON a.b = c.b");
+  EXPECT_EQ(most[Phase::kJoining], 20001u + 2);
   // Bytes of the file.
   EXPECT_GT(most[Phase::kReading], 20000u * 30);
   const engine::RunReport report = session_.GetReport();
@@ -182,6 +186,53 @@ TEST(Statements, HavePlacesInTheirText) {
   // Columns are characters; beyond the end there are none.
   EXPECT_EQ(engine::FindPlace("\u00e4b", 2).column, 2);
   EXPECT_EQ(engine::FindPlace("\u00e4b", std::string::npos).column, 3);
+}
+
+TEST(Statements, TellWhatATextThatGoesOnIsInTheMiddleOf) {
+  using engine::TextEnd;
+  const struct {
+    const char* text;
+    TextEnd end;
+  } kCases[] = {
+      {"", TextEnd::kNothing},
+      {" -- a comment", TextEnd::kNothing},
+      {"/* a comment */ ", TextEnd::kNothing},
+      {"SELECT 1", TextEnd::kStatement},
+      {"SELECT 1;", TextEnd::kNothing},
+      {"SELECT 1; -- over", TextEnd::kNothing},
+      {"SELECT 1; SELECT 2", TextEnd::kStatement},
+      {"SELECT 1 -- ;", TextEnd::kStatement},
+      {"SELECT 1 /* ;", TextEnd::kComment},
+      {"/* ; /* ; */ ;", TextEnd::kComment},
+      {"SELECT ';", TextEnd::kText},
+      {"SELECT ';';", TextEnd::kNothing},
+      {"SELECT 'it''s;", TextEnd::kText},
+      {"SELECT 'a\\';", TextEnd::kNothing},
+      {"SELECT E'a\\';", TextEnd::kText},
+      {"SELECT E'a\\'", TextEnd::kText},
+      {"SELECT \";", TextEnd::kName},
+      {"SELECT \"a\"\"b\";", TextEnd::kNothing},
+      {"SELECT $$;$", TextEnd::kDollarText},
+      {"SELECT $a$ $$ ;", TextEnd::kDollarText},
+      {"SELECT $a$ $$ ; $a$;", TextEnd::kNothing},
+      {"SELECT $1;", TextEnd::kNothing},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(engine::FindTextEnd(c.text), c.end) << c.text;
+}
+
+TEST(Tables, AreNamedByTheirPaths) {
+  EXPECT_EQ(engine::NameOfTable("logs/sales 2024.csv.gz"), "sales_2024");
+  EXPECT_EQ(engine::NameOfTable("2024.tsv"), "_2024");
+  EXPECT_EQ(engine::NameOfTable("\u00C9t\u00E9.jsonl"), "\u00C9t\u00E9");
+  EXPECT_EQ(engine::NameOfTable("x.db:Orders"), "Orders");
+  EXPECT_EQ(engine::NameOfTable("notes.txt"), "");
+  EXPECT_EQ(engine::NameOfTable("SELECT 1"), "");
+}
+
+TEST(Reference, FindsNamesThatArePerhapsMeant) {
+  EXPECT_THAT(engine::FindNearNames("sale.csv", {"sales.csv", "sold.csv", "sales.csv"}),
+              ElementsAre("sales.csv"));
+  EXPECT_THAT(engine::FindNearNames("x", {"sales.csv"}), ElementsAre());
 }
 
 TEST(Statements, AreTextsThatCanBeChecked) {

@@ -2,7 +2,7 @@
 
 #include "Catalog.h"
 
-namespace sqxer::engine {
+namespace sqxer {
 
 /// A catalog with one table, whatever it is called, of which nothing but its columns is known.
 class OneTable : public Catalog {
@@ -20,4 +20,4 @@ class OneTable : public Catalog {
   const AddedFunctions* const functions_;
 };
 
-}  // namespace sqxer::engine
+}  // namespace sqxer

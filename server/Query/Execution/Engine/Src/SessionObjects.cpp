@@ -1,0 +1,188 @@
+// What Session does with the views and tables that statements have made.
+
+#include <filesystem>
+
+#include "Compiler.h"
+#include "EngineError.h"
+#include "QueryRun.h"
+#include "RelationRun.h"
+#include "Session.h"
+#include "SqlQuery.h"
+#include "TablePath.h"
+#include "TableSink.h"
+
+namespace sqxer {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+/// Ends a run when it knows its columns.
+class ColumnSink final : public ResultSink {
+ public:
+  struct Known {};
+  void Begin(const std::vector<ColumnInfo>& known, const XeRecordMetaData&) override {
+    columns = known;
+    throw Known();
+  }
+  void Row(const uint8*) override {}
+  void End() override {}
+
+  std::vector<ColumnInfo> columns;
+};
+
+/// Puts a value in the place of another one as long as it lives.
+template <class Value>
+class Instead {
+ public:
+  Instead(Value& place, Value value) : place_(place), before_(std::move(place)) {
+    place_ = std::move(value);
+  }
+  ~Instead() { place_ = std::move(before_); }
+  Instead(const Instead&) = delete;
+  Instead& operator=(const Instead&) = delete;
+
+ private:
+  Value& place_;
+  Value before_;
+};
+
+/// The first columns by other names.
+void Rename(TableSchema& schema, const std::vector<XeString>& names) {
+  if (names.size() > schema.columns.size())
+    ThrowEngineError(kViewColumns, {schema.name, std::to_wstring(names.size()),
+                                    std::to_wstring(schema.columns.size())});
+  for (std::size_t i = 0; i < names.size(); ++i) schema.columns[i].name = names[i];
+}
+
+}  // namespace
+
+void Session::RunQuery(const std::string& sql, const SqlQuery& query, ResultSink& sink,
+                       int repeat) {
+  if (!RelationRun::IsNeeded(query)) return RunSelect(sql, query.select, nullptr, sink, repeat);
+  RelationRun(*this, sql, statement_).Run(query, sink, repeat);
+}
+
+std::vector<ColumnInfo> Session::FindColumns(const std::string& sql, const SqlQuery& query) {
+  if (RelationRun::IsNeeded(query)) {
+    ColumnSink sink;
+    try {
+      RunQuery(sql, query, sink, 1);
+    } catch (const ColumnSink::Known&) {
+    }
+    return std::move(sink.columns);
+  }
+  // No row will show that a type is another one.
+  const Instead noRestart(canStartAgain_, false);
+  QueryPlan plan = CompileSelect(sql, query.select, *this, statement_);
+  const TablePtr table = plan.table.empty() ? nullptr : FindOrLoad(plan.table);
+  return QueryRun(std::move(plan), table ? &table->Get() : nullptr).VisibleColumns();
+}
+
+void Session::RunView(const SessionObject& view, ResultSink& sink) {
+  // What it reads is no part of the statement: its parameters are not seen, and a table that both
+  // read may be read by each of them.
+  QueryParameters parameters;
+  parameters.moment = statement_.moment;
+  const Instead ownParameters(statement_, std::move(parameters));
+  const Instead ownTables(partialTables_, {});
+  const Instead noRestart(canStartAgain_, false);
+  const Timing before = timing_;
+  const Clock::time_point start = Clock::now();
+  RunQuery(view.sql, *view.query, sink, 1);
+  // To the statement it is the reading of a table.
+  const uint64 spilled = timing_.spilledBytes;
+  timing_ = before;
+  timing_.load += Clock::now() - start;
+  timing_.spilledBytes = spilled;
+}
+
+Session::TablePtr Session::FindObject(const XeString& name) {
+  const auto found = objects_.find(FoldedName(name));
+  if (found == objects_.end()) return nullptr;
+  SessionObject& object = found->second;
+  if (object.rows) return object.rows;
+  if (object.isBeingRead) ThrowEngineError(kViewReadsItself, {object.name});
+  const Instead reading(object.isBeingRead, true);
+  TableSink sink;
+  try {
+    RunView(object, sink);
+    Table& rows = sink.GetTable();
+    rows.schema.name = object.name;
+    Rename(rows.schema, object.columns);
+    object.rows = std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
+  } catch (const ErrorMessage& error) {
+    if (error.GetCode() == kCancelled || error.GetCode() == kViewReadsItself) {
+      // The place is one of the view's own text.
+      ThrowEngineError(error.GetCode(), error.GetArguments());
+    }
+    ErrorMessage told(kInView, {object.name, error.GetText()});
+    if (error.GetRowNumber() != ErrorMessage::kNoRow) told.SetRowNumber(error.GetRowNumber());
+    SUGThrow(std::move(told));
+  }
+  return object.rows;
+}
+
+void Session::CheckView(SessionObject view) {
+  const XeString key = FoldedName(view.name);
+  // Whoever reads the name, another view too, is to see that it is this one's.
+  view.isBeingRead = true;
+  const auto before = objects_.find(key);
+  std::optional<SessionObject> replaced;
+  if (before != objects_.end()) replaced = before->second;
+  objects_[key] = view;
+  const auto restore = [&] {
+    if (replaced) {
+      objects_[key] = std::move(*replaced);
+    } else {
+      objects_.erase(key);
+    }
+  };
+  TableSchema schema;
+  try {
+    schema.columns = FindColumns(view.sql, *view.query);
+  } catch (...) {
+    restore();
+    throw;
+  }
+  restore();
+  schema.name = view.name;
+  Rename(schema, view.columns);
+  RefuseSameNames(schema);
+}
+
+void Session::RefuseSameNames(const TableSchema& schema) {
+  std::set<XeString> names;
+  for (const ColumnInfo& column : schema.columns) {
+    if (!names.insert(FoldedName(column.name)).second)
+      ThrowEngineError(kSameColumnNames, {schema.name, column.name});
+  }
+}
+
+void Session::ForgetViewRows() {
+  for (auto& [key, object] : objects_) {
+    if (object.IsView()) object.rows = nullptr;
+  }
+}
+
+void Session::ForgetFile(const std::string& path) {
+  const auto isOf = [&](const std::string& opened) {
+    std::error_code ignored;
+    try {
+      for (const std::string& file : FindFiles(TablePath::Parse(opened).file)) {
+        if (fs::equivalent(file, path, ignored)) return true;
+      }
+    } catch (const ErrorMessage&) {
+      // A pattern that no file matches any more.
+      return true;
+    }
+    return false;
+  };
+  std::erase_if(tables_, [&](const auto& table) {
+    const auto opened = openedPaths_.find(table.first);
+    return opened != openedPaths_.end() && isOf(opened->second);
+  });
+  partialTables_.clear();
+}
+
+}  // namespace sqxer
