@@ -116,8 +116,9 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
       ->type_name("DIR");
   app.add_option("--schema", schemas,
                  "Types instead of the inferred ones: bit, int1, uint1, int2, uint2, int4, uint4, "
-                 "float, double, numeric, char(n), varchar(n), date, time, timestamp, "
-                 "interval, boolean")
+                 "bigint, float, double, numeric, char(n), varchar(n), date, time, "
+                 "timestamp, "
+                 "interval, boolean, and SQL's other names of these")
       ->type_name("NAME=COL:TYPE,...")
       ->allow_extra_args(false);
   app.add_option("--delimiter", delimiter,

@@ -32,3 +32,8 @@ SELECT count(DISTINCT n) OVER (ORDER BY at), string_agg(w, ',' ORDER BY n) OVER 
 SELECT mode(n) FROM facts
 -- differs: averages of dates are timestamps
 SELECT avg(day), percentile_cont(0.5) WITHIN GROUP (ORDER BY at) FROM facts
+SELECT g, percentile_cont(⟦0 ¦ 0.25 ¦ 0.5 ¦ 0.9 ¦ 1⟧) WITHIN GROUP (ORDER BY ⟦at - TIMESTAMP '2012-01-01' ¦ at - TIMESTAMP '2012-01-01' DESC ¦ INTERVAL '1 mon' * n⟧) FROM facts GROUP BY g ORDER BY g
+-- differs: the same time in other parts, as it is always added to the lesser one of two intervals
+SELECT g, percentile_cont(⟦0.25 ¦ 0.5 ¦ 0.9⟧) WITHIN GROUP (ORDER BY INTERVAL '1 mon' * n DESC) FROM facts GROUP BY g ORDER BY g
+SELECT g, percentile_disc(⟦0 ¦ 0.25 ¦ 0.5 ¦ 1⟧) WITHIN GROUP (ORDER BY INTERVAL '1 day 1 hour' * n), mode() WITHIN GROUP (ORDER BY INTERVAL '1 hour' * n), min(INTERVAL '1 hour' * n), max(INTERVAL '1 hour' * n) FROM facts GROUP BY g ORDER BY g
+SELECT ⟦var_samp ¦ stddev⟧(at - TIMESTAMP '2012-01-01') FROM facts

@@ -17,3 +17,8 @@ SELECT to_number('12', ⟦'9.9.9' ¦ '9EEEE' ¦ 'S9S'⟧)
 SELECT to_char(at, '') FROM facts
 -- differs: what is rounded up to ten has one digit before the point too
 SELECT to_char(9.996, '9.99EEEE')
+SELECT to_char(INTERVAL ⟦'1 year 2 mons 3 days 30:05:06.789012' ¦ '-14 mons -3 days -13:02:03.004' ¦ '15 mons 40 days 00:00:00.5' ¦ '0' ¦ '1234 years' ¦ '-5 mons' ¦ '7 mons 12:30'⟧, ⟦'YYYY-MM-DD HH24:MI:SS' ¦ 'HH12:MI:SS AM' ¦ 'HH p.m. MS US' ¦ 'FF1 FF2 FF3 FF4 FF5 FF6' ¦ 'YYY YY Y' ¦ 'Y,YYY' ¦ 'CC Q' ¦ 'DDD WW W' ¦ 'RM|rm|FMRM' ¦ 'FMYYYY FMMM FMDD FMHH24' ¦ 'DDth MMTH FMHH24th' ¦ 'SSSS SSSSS' ¦ '"plain" \"' ¦ 'yyyy mm dd'⟧)
+SELECT to_char(INTERVAL '1 mon', ⟦'Month' ¦ 'MON' ¦ 'Day' ¦ 'DY' ¦ 'D' ¦ 'ID' ¦ 'BC' ¦ 'A.D.' ¦ 'TZ' ¦ 'OF' ¦ 'TZH'⟧)
+SELECT to_char(at - TIMESTAMP '2012-01-01', 'DD HH24:MI'), to_char(INTERVAL '1 day' * n, CASE WHEN n > 2 THEN 'DD' ELSE 'HH24' END) FROM facts ORDER BY 1, 2
+-- differs: what weeks of the calendar and Julian days say of an interval would mean nothing
+SELECT to_char(INTERVAL '1 mon', ⟦'IYYY' ¦ 'IW' ¦ 'J' ¦ 'IDDD'⟧)

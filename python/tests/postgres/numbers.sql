@@ -37,3 +37,5 @@ SELECT 'NaN'::float8 = 'NaN'::float8
 SELECT round(-2.5)
 -- differs: NULLs alone have no type
 SELECT coalesce(NULL, NULL)
+SELECT CAST(⟦'1.5' ¦ '1e3' ¦ '' ¦ ' 12 ' ¦ '+7' ¦ '-9223372036854775808' ¦ '9223372036854775808' ¦ '-9223372036854775809' ¦ '1 2' ¦ '-' ¦ '--1' ¦ '0x1f'⟧ AS BIGINT)
+SELECT CAST(w AS BIGINT) FROM facts

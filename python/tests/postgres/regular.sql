@@ -23,3 +23,6 @@ SELECT '5' SIMILAR TO '#d' ESCAPE '#', ⟦'é' ¦ '!' ¦ '٣' ¦ 'Ⅳ' ¦ ' '⟧
 SELECT regexp_like(E'a\nb', ⟦'a[^x]b' ¦ 'a.b' ¦ '^b' ¦ 'a$'⟧, ⟦'n' ¦ 's' ¦ ''⟧)
 SELECT regexp_replace('aébéc', 'é', '<\&>', 1, ⟦0 ¦ 1 ¦ 2 ¦ 3⟧), regexp_count('日本', ⟦'.' ¦ '本'⟧)
 SELECT regexp_replace('abc', 'b', 'X', 1, -1)
+SELECT regexp_like(E'a\nb', ⟦'a[^x]b' ¦ 'a.b' ¦ '^b' ¦ 'a$'⟧, ⟦'p' ¦ 'w' ¦ 'm' ¦ 'ns' ¦ 'ic'⟧)
+SELECT regexp_replace('a b#c', ⟦'a b' ¦ 'a\ b' ¦ 'b # no more' ¦ '[ #]' ¦ E'b\n\\#'⟧, '_', ⟦'x' ¦ 't' ¦ 'xg'⟧)
+SELECT regexp_like('abc', 'B', ⟦'i' ¦ 'c' ¦ 'ci' ¦ 'ic' ¦ 'q' ¦ 'iq'⟧)

@@ -38,3 +38,7 @@ SELECT left('abc', ⟦0 ¦ -1⟧), right('abc', ⟦0 ¦ -1⟧)
 SELECT substring('abc' FROM 1 FOR 0)
 -- differs: SHA256 gives digits, and takes no bytes
 SELECT sha256('abc')
+SELECT format(⟦'%*s|' ¦ '%-*s|' ¦ '%*1$s|' ¦ '%2$*1$s|' ¦ '%-*1$s|%s' ¦ '%10s|' ¦ '%-10s|' ¦ '%*s%*s'⟧, ⟦7 ¦ -7 ¦ 0 ¦ NULL⟧, 'ab', 3, 'c')
+SELECT format('%*s', 7)
+-- differs: it is the format that does not suit the values
+SELECT format('%*s', 'x', 'y')

@@ -86,6 +86,10 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
        "two dates or timestamps and an interval that is not 0; it gives {0} rows at most"},
       {58090, 3, "the option {0} of COPY takes {1}, not \"{2}\""},
       {58091, 2, "there is no switch \"{0}\"{1}"},
+      {58100, 1,
+       "{0} takes one fraction: write a call for each, which share the values of their group, such "
+       "as "
+       "{0}(0.25) WITHIN GROUP (ORDER BY x), {0}(0.5) WITHIN GROUP (ORDER BY x)"},
   };
 }
 

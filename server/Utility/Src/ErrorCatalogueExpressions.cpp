@@ -70,6 +70,11 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
       {59176, 1, "there is no such option of a regular expression here: \"{0}\""},
       {59060, 1, "in a format of numbers {0}"},
       {59061, 1, "this text has no number: \"{0}\""},
+      {59062, 1,
+       "an interval belongs to no day of the calendar, leave out of its format what tells of one: "
+       "\"{0}\""},
+      {59063, 1,
+       "there is no time zone of this name, give one of the tz database (Europe/Berlin): \"{0}\""},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
       {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
       {59190, 2,

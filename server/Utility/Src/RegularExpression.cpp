@@ -54,12 +54,16 @@ std::wstring_view MembersOf(wchar_t letter) {
 /// Writes a pattern as the library reads it.
 class Translation {
  public:
-  /// `seesLines`: what excludes some characters excludes the end of a line, too.
-  Translation(std::wstring_view pattern, bool seesLines)
-      : pattern_(pattern), seesLines_(seesLines) {
+  /// Where lines are seen, what excludes some characters excludes the end of a line, too.
+  Translation(std::wstring_view pattern, const RegularExpression::Options& options)
+      : pattern_(pattern), seesLines_(options.seesLines) {
     while (at_ < pattern_.size()) {
       const wchar_t c = pattern_[at_];
-      if (c == L'\\') {
+      if (options.isExpanded && (c == L' ' || (c >= L'\t' && c <= L'\r'))) {
+        ++at_;
+      } else if (options.isExpanded && c == L'#') {
+        at_ = std::min(pattern_.find(L'\n', at_), pattern_.size());
+      } else if (c == L'\\') {
         TakeEscape(false);
       } else if (c == L'[') {
         TakeBrackets();
@@ -218,10 +222,19 @@ RegularExpression::Options RegularExpression::ReadOptions(std::wstring_view lett
         break;
       case L'n':
       case L'm':
-        options.seesLines = true;
+        options.seesLines = options.anchorsAtLines = true;
+        break;
+      case L'p':
+      case L'w':
+        options.seesLines = letter == L'p';
+        options.anchorsAtLines = letter == L'w';
         break;
       case L's':
-        options.seesLines = false;
+        options.seesLines = options.anchorsAtLines = false;
+        break;
+      case L'x':
+      case L't':
+        options.isExpanded = letter == L'x';
         break;
       case L'q':
         options.isPlain = true;
@@ -249,10 +262,10 @@ RegularExpression::RegularExpression(std::wstring_view pattern, const Options& o
   if (options.isPlain) {
     text = BaseStringUtil::StringToUtf8(pattern);
   } else {
-    const Translation translation(pattern, options.seesLines);
+    const Translation translation(pattern, options);
     re2.set_longest_match(!translation.IsLazy());
     re2.set_never_nl(false);
-    if (options.seesLines) text = "(?m)";
+    if (options.anchorsAtLines) text = "(?m)";
     BaseStringUtil::AppendUtf8(text, translation.GetText());
   }
   impl_ = std::make_unique<Impl>(text, re2);

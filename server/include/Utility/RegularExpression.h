@@ -20,16 +20,21 @@ class XEUTILITY_API RegularExpression {
  public:
   struct Options {
     bool ignoresCase = false;
-    /// A dot and a class that excludes do not match the end of a line, and ^ and $ match at lines.
+    /// A dot and a class that excludes do not match the end of a line.
     bool seesLines = false;
+    /// ^ and $ match at lines.
+    bool anchorsAtLines = false;
+    /// Blanks and what follows a # in a line say nothing, outside of brackets.
+    bool isExpanded = false;
     /// The pattern stands for itself.
     bool isPlain = false;
     /// All matches are meant: for those who replace.
     bool isGlobal = false;
     bool operator==(const Options&) const = default;
   };
-  /// From the letters i, c, n, m, s, q, g. Error 59176 (the letter) for any other one, and for g
-  /// unless it is allowed.
+  /// From the letters i and c; n and m, which see lines in both ways, p and w, which do in the
+  /// first and in the second alone, s, which does in none; x, t for its opposite, q, g. Error 59176
+  /// (the letter) for any other one, and for g unless it is allowed.
   static Options ReadOptions(std::wstring_view letters, bool allowsGlobal);
 
   /// Error 59175 (pattern, reason) for what is no expression of this kind.

@@ -66,7 +66,7 @@ const AggregateShape kNullIfNotUnique{
 const AggregateShape kMedian{.Make = MakeForGroups<Median>,
                              .distinct = Distinct::kSorted,
                              .wideInteger = XeUnknown,
-                             .results = {{Rule::kDouble}},
+                             .results = {{Rule::kQuantile}},
                              .heldBytes = sizeof(float64),
                              .takesMoments = true};
 const AggregateShape kListAgg{.Make = MakeDistinct<ListAgg>,
@@ -160,8 +160,9 @@ void AppendAggregateRows(std::vector<FunctionRow>& rows) {
       "The value that all rows share, NULL when they differ.",
       "SELECT NULL_IF_NOT_UNIQUE(weather) FROM \"seattle-weather\" WHERE date = '2012-01-01'",
       "drizzle", kNullIfNotUnique);
-  add("median", 1, "MEDIAN([DISTINCT] x)", "Median", "a number, a date or a timestamp",
-      "DOUBLE, TIMESTAMP over dates and timestamps", kSkipsNulls,
+  add("median", 1, "MEDIAN([DISTINCT] x)", "Median, QuantileInterval",
+      "a number, an interval, a date or a timestamp",
+      "DOUBLE, INTERVAL over intervals, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The middle value, the mean of the middle two when their count is even. A NaN follows every "
       "number. The values of a group are held in memory.",
       "SELECT MEDIAN(temp_max) FROM \"seattle-weather\"", "15.6", kMedian);

@@ -19,7 +19,7 @@ bool ComputesWithNumbers(const AggregateShape& shape) {
   if (shape.arguments.find('y') != std::string_view::npos) return true;
   return std::ranges::any_of(shape.results, [](const AggregateResult& result) {
     return result.rule == Rule::kComputed || result.rule == Rule::kDouble ||
-           result.rule == Rule::kPlace;
+           result.rule == Rule::kQuantile || result.rule == Rule::kPlace;
   });
 }
 
@@ -182,6 +182,10 @@ void ExpressionTyper::TypeArguments(const SqlExpression& expression, const Claus
   for (TypedExpressionPtr& column : columns) {
     if (column->IsOpenNull()) column = ConvertTyped(column, XeInt4Data);
     column = WidenArgument(column, shape);
+  }
+  if (shape.treeOverValue != nullptr) {
+    const TypedExpression& value = *columns[0];
+    call.numbers.push_back(shape.treeOverValue(MakeTypedField(value, 0, ResultOfTree(value, {}))));
   }
   if (shape.nullTogether) MakeNullTogether(columns);
   AddSortKeys(expression, clause, row, given, columns, call);

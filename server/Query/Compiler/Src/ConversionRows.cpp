@@ -28,6 +28,10 @@ std::unique_ptr<RExpression> CastOperand(const TypedExpression& call, RExpressio
   const ColumnInfo& target = call.column;
   if (target.type == XeBoolean) return std::make_unique<CastToBoolean>(operand);
   const bool isDeclared = target.type == XeNumericData && target.length > 0;
+  if (isDeclared && static_cast<int>(target.length) == SqlTypeName::kBigint &&
+      SUXeDataTypeUtility::IsXeTextType(call.arguments[0]->type)) {
+    return std::make_unique<BigintOfText>(operand);
+  }
   auto cast = isDeclared
                   ? std::make_unique<Cast>(operand, XeNumericData, 0, 0)
                   : std::make_unique<Cast>(operand, target.type, PrecisionOf(call), target.scale);
@@ -72,7 +76,7 @@ void AppendConversionRows(std::vector<FunctionRow>& rows) {
        "characters. NUMERIC(p, s) rounds to s digits behind the point, halves away from zero, and "
        "is an "
        "error where more than p digits would be left. BIGINT is a NUMERIC of whole numbers of 64 "
-       "bits. A "
+       "bits, a text as one has digits alone. A "
        "truth value is 1 or 0 as a number, true or "
        "false as a text; a BOOLEAN comes out of a text (true, t, yes, y, on, 1 and their "
        "opposites).",

@@ -12,9 +12,11 @@ bool IsMoment(const TypedExpression& argument) {
 }
 
 bool IsOfMoment(const TypedArguments& arguments) { return IsMoment(*arguments[0]); }
+bool IsOfInterval(const TypedArguments& arguments) { return arguments[0]->type == XeIntervalData; }
 
 void PrepareToChar(TypedArguments& arguments) {
   if (IsMoment(*arguments[0])) return PrepareAs<'v', 't'>(arguments);
+  if (IsOfInterval(arguments)) return PrepareAs<'i', 't'>(arguments);
   PrepareAs<'n', 't'>(arguments);
   const XeDataType type = arguments[0]->type;
   if (type == XeInt4Data || type == XeUInt4Data)
@@ -24,6 +26,7 @@ void PrepareToChar(TypedArguments& arguments) {
 std::unique_ptr<RExpression> MakeToChar(const TypedExpression& call, Operands& o) {
   const TypedExpression& value = *call.arguments[0];
   if (IsMoment(value)) return MakeFunction<ToCharMoment>(call, o);
+  if (value.type == XeIntervalData) return MakeFunction<ToCharInterval>(call, o);
   return value.type == XeDoubleData ? MakeFunction<ToCharDouble>(call, o)
                                     : MakeFunction<ToCharNumeric>(call, o);
 }
@@ -88,6 +91,18 @@ void AppendFormatRows(std::vector<FunctionRow>& rows) {
       "ordinal; a text in quotation marks is written as it is.",
       "SELECT TO_CHAR(TIMESTAMP '2012-03-05 07:08:09', 'FMDay, FMDDth FMMonth YYYY, HH24:MI')",
       "\"Monday, 5th March 2012, 07:08\"", PrepareToChar, MakeToChar);
+  FunctionRow ofIntervals = ofMoments;
+  ofIntervals.accepts = IsOfInterval;
+  ofIntervals.node = "ToCharInterval";
+  ofIntervals.arguments = "an interval and a text";
+  ofIntervals.description =
+      "The interval as a text of a format: the elements of times, `YYYY` to `Y`, `Y,YYY` and `CC` "
+      "of its months by 12, `MM`, `Q` and `RM` of those that are left, `DD` and `W` of its days, "
+      "`DDD` and `WW` of both, with months of 30 days. Hours go beyond 24, and each number has the "
+      "sign of its part. Names and what else tells of the calendar are an error.";
+  ofIntervals.example =
+      "SELECT TO_CHAR(INTERVAL '1 year 2 mons 3 days 30:05:06', 'YYYY-MM-DD HH24:MI:SS')";
+  ofIntervals.exampleResult = "0001-02-03 30:05:06";
   FunctionRow ofNumbers = ofMoments;
   ofMoments.accepts = IsOfMoment;
   ofNumbers.node = "ToCharNumeric, ToCharDouble";
@@ -105,7 +120,7 @@ void AppendFormatRows(std::vector<FunctionRow>& rows) {
   ofNumbers.exampleResult = "\"-1,234.50\"";
   rows.insert(
       rows.end(),
-      {ofNumbers, ofMoments,
+      {ofNumbers, ofMoments, ofIntervals,
        ScalarRow("to_number", 2, "TO_NUMBER(s, format)", "NumberOfText", "two texts", "NUMERIC",
                  "The number that stands in a text, which is written as TO_CHAR would with the "
                  "format.",

@@ -34,7 +34,8 @@ refused by name.
 - A column of a CSV file takes the first of these types that all its values have: BOOLEAN (`true` and
   `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
   TIME; else it is text. Where `t` and `f` are marks of something else, name the type:
-  `--schema 'sales=mark:varchar(1)'`.
+  `--schema 'sales=mark:varchar(1)'`. A column that is declared as `bigint` is a NUMERIC of whole
+  numbers of 64 bits, and takes no others.
 - A join pairs the rows for which the condition is true; LEFT, RIGHT and FULL keep those of a side, or of both, that
   have no partner, with NULLs in the place of the other. USING and NATURAL compare columns of one name, which the
   result has once. Equalities between the sides are looked up, other conditions looked at pair by pair; conditions of
@@ -135,6 +136,7 @@ const char* const kDifferencesText = R"(| subject | here | elsewhere |
 | `EXTRACT(year FROM MAKE_DATE(-1, 1, 1))` | 0 | PostgreSQL gives -1 |
 | `QUOTE_IDENT('select')` | select | "select" |
 | `TO_CHAR(day, '')`, `TO_CHAR(9.996, '9.99EEEE')` | the empty text; 1.00e+01 | PostgreSQL gives NULL and 10.00e+00 |
+| `TO_CHAR(interval, 'IW')`, `'J'`, `'IYYY'` | an error, as for names of months | PostgreSQL gives numbers |
 | `SHA256(s)` | hexadecimal digits | PostgreSQL takes and gives bytes |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `1 BETWEEN 2 AND NULL` | NULL: a NULL bound makes it so, whatever the other one | false |

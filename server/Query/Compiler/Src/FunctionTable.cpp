@@ -75,6 +75,9 @@ ColumnInfo TypeOfResult(const AggregateResult& result, const ColumnInfo& argumen
     case Rule::kDouble:
       field.type = XeDoubleData;
       break;
+    case Rule::kQuantile:
+      if (argument.type != XeIntervalData) field.type = XeDoubleData;
+      break;
     case Rule::kText:
       field.type = XeVarCharData;
       break;

@@ -21,6 +21,8 @@ struct AggregateResult {
     /// The argument's own stored type.
     kArgument,
     kDouble,
+    /// A double; of intervals an interval.
+    kQuantile,
     /// uint4, never NULL.
     kCount,
     /// uint4: the number of a row's place.
@@ -50,7 +52,8 @@ struct AggregateCall {
   bool distinct = false;
   /// The order of each column, where the function ranks the rows by them.
   std::vector<SortOrder_t> orders;
-  /// The arguments that are numbers without columns, unbound, in order. Make takes them over.
+  /// The arguments that are numbers without columns, unbound, in order, and behind them the shape's
+  /// tree over a value. Make takes them over.
   Operands numbers;
   /// Which of the shape's words the call names; -1 without one.
   int word = -1;
@@ -104,6 +107,8 @@ struct AggregateShape {
   bool takesMoments = false;
   /// Its buffers are as wide as what they hold, and not as its results may be.
   bool growsByNeed = false;
+  /// A tree that the node evaluates itself, over a record of the first column's value alone.
+  TypedExpressionPtr (*treeOverValue)(const TypedExpressionPtr& value) = nullptr;
 };
 
 /// Where an aggregate gives its results, and what it makes of its window.

@@ -4,6 +4,7 @@
 #include "PlanError.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprFunctionInterval.h"
+#include "SQXERExprFunctionTimeZone.h"
 #include "TruncUnits.h"
 
 namespace sqxer {
@@ -140,13 +141,21 @@ TimeZoneRef ReadZone(const TypedExpression& argument) {
                    {std::get<XeString>(ConstantAsText(argument.constant).value)});
   return zone;
 }
+/// A zone of each row is a text.
+bool IsZoneOfRow(const TypedExpression& zone) {
+  return !zone.IsConstant() && SUXeDataTypeUtility::IsXeTextType(zone.type);
+}
 void PrepareZone(TypedArguments& arguments) {
   PrepareAs<'v', 't'>(arguments);
+  if (IsZoneOfRow(*arguments[1])) return;
   if (!arguments[1]->IsConstant() || !arguments[1]->constant.IsNull()) ReadZone(*arguments[1]);
 }
 template <bool isFromUtc>
 std::unique_ptr<RExpression> MakeZoned(const TypedExpression& call, Operands& o) {
   const TypedExpression& zone = *call.arguments[1];
+  if (IsZoneOfRow(zone)) {
+    return MakeFunction<std::conditional_t<isFromUtc, FromUtcByZone, ToUtcByZone>>(call, o);
+  }
   if (zone.IsConstant() && zone.constant.IsNull())
     return std::make_unique<ConstantTypedNull>(XeDateTimeData, sizeof(XeDateTime));
   return std::make_unique<AtTimeZone>(o[0].release(), ReadZone(zone), isFromUtc);
@@ -256,7 +265,8 @@ void AppendIntervalRows(std::vector<FunctionRow>& rows) {
       MakeTrunc);
   trunc.word = 0;
   trunc.accepts = IsOfInterval;
-  constexpr const char* kZoned = "a date or timestamp, and a zone as a text or interval constant";
+  constexpr const char* kZoned =
+      "a date or timestamp, and a zone as a text or as an interval constant";
   rows.insert(
       rows.end(),
       {
@@ -296,19 +306,21 @@ void AppendIntervalRows(std::vector<FunctionRow>& rows) {
                     "0 then.",
                     "SELECT MAKE_INTERVAL(years => 1, weeks => 2)", "1 year 14 days",
                     PrepareAs<'w', 'w', 'w', 'w', 'w', 'w', 'n'>, MakeFunction<MakeInterval>),
-          ScalarRow("to_utc", 2, "TO_UTC(value, zone)", "AtTimeZone", kZoned, "TIMESTAMP",
+          ScalarRow("to_utc", 2, "TO_UTC(value, zone)", "AtTimeZone, ToUtcByZone", kZoned,
+                    "TIMESTAMP",
                     "The moment in UTC at which the clocks of the zone show the value. A zone is "
-                    "one of the tz database, or an interval by which its clocks are ahead. A time "
+                    "one of the tz database, of each row or of all, or as a literal an interval by "
+                    "which its clocks are ahead. A time "
                     "that they leave out counts by the clock before; of two moments it is the "
                     "second one.",
                     "SELECT TO_UTC(TIMESTAMP '2012-07-01 12:00', 'Europe/Berlin')",
                     "2012-07-01 10:00:00", PrepareZone, MakeZoned<false>),
-          ScalarRow("from_utc", 2, "FROM_UTC(value, zone)", "AtTimeZone", kZoned, "TIMESTAMP",
-                    "What the clocks of the zone show at a moment of UTC.",
+          ScalarRow("from_utc", 2, "FROM_UTC(value, zone)", "AtTimeZone, FromUtcByZone", kZoned,
+                    "TIMESTAMP", "What the clocks of the zone show at a moment of UTC.",
                     "SELECT FROM_UTC(TIMESTAMP '2012-07-01 12:00', 'America/New_York')",
                     "2012-07-01 08:00:00", PrepareZone, MakeZoned<true>),
-          {Kind::kForm, "timezone", 2, "value AT TIME ZONE zone", "AtTimeZone", kZoned, "TIMESTAMP",
-           kNullIfAny,
+          {Kind::kForm, "timezone", 2, "value AT TIME ZONE zone",
+           "AtTimeZone, FromUtcByZone, ToUtcByZone", kZoned, "TIMESTAMP", kNullIfAny,
            "TO_UTC(value, zone); FROM_UTC(value, zone) where the value is written as a moment of "
            "UTC: as TO_UTC, as AT TIME ZONE that means it, NOW() or CURRENT_TIMESTAMP.",
            "SELECT TIMESTAMP '2012-07-01 12:00' AT TIME ZONE 'Europe/Berlin' AT TIME ZONE "

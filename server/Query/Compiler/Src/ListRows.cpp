@@ -22,12 +22,28 @@ const AggregateShape kStringAgg{.Make = MakeForGroups<StringAgg>,
                                 .heldBytes = kHeldTextBytes,
                                 .order = Order::kTaken,
                                 .growsByNeed = true};
-const AggregateShape kHistogram{.Make = MakeForGroups<Histogram>,
+/// The value as a text; binaries are refused.
+TypedExpressionPtr AsText(const TypedExpressionPtr& value, const wchar_t* node) {
+  if (value->IsOpenNull() || value->IsOpenText()) return ConvertTyped(value, XeLongVarCharData);
+  if (value->type == XeLongVarCharData) return value;
+  RefuseBinary({value}, node);
+  return CastTyped(value, {XeLongVarCharData}, value->position);
+}
+/// HISTOGRAM makes texts of the different values alone.
+TypedExpressionPtr HistogramText(const TypedExpressionPtr& value) {
+  return AsText(value, L"Histogram");
+}
+const AggregateShape kHistogram{.Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
+                                  return std::make_unique<Histogram>(
+                                      new UInt16Vector(call.columns), nullptr, nullptr, false,
+                                      std::move(call.numbers.back()));
+                                },
                                 .distinct = Distinct::kRefused,
                                 .wideInteger = XeUnknown,
                                 .results = {{Rule::kText, L"", Histogram::kMostLength}},
                                 .order = Order::kOfArgument,
-                                .growsByNeed = true};
+                                .growsByNeed = true,
+                                .treeOverValue = HistogramText};
 const AggregateShape kMode{.Make = MakeForGroups<Mode>,
                            .distinct = Distinct::kRefused,
                            .wideInteger = XeUnknown,
@@ -52,21 +68,9 @@ const AggregateShape kBits{
     .wideInteger = XeUnknown,
     .results = {{Rule::kComputed}}};
 
-/// The value as a text; binaries are refused.
-TypedExpressionPtr AsText(const TypedExpressionPtr& value, const wchar_t* node) {
-  if (value->IsOpenNull() || value->IsOpenText()) return ConvertTyped(value, XeLongVarCharData);
-  if (value->type == XeLongVarCharData) return value;
-  RefuseBinary({value}, node);
-  return CastTyped(value, {XeLongVarCharData}, value->position);
-}
 void PrepareStringAgg(TypedArguments& columns) {
   for (TypedExpressionPtr& column : columns) column = AsText(column, L"StringAgg");
 }
-/// The node counts values, and prints texts of them.
-void PrepareHistogram(TypedArguments& columns) {
-  columns.push_back(AsText(columns[0], L"Histogram"));
-}
-
 constexpr const char* kPickNulls =
     "a row with a NULL in x or y is left out; NULL when no row is left";
 
@@ -97,7 +101,7 @@ void AppendListRows(std::vector<FunctionRow>& rows) {
   add("histogram", 1, "HISTOGRAM(x)", "Histogram, over Ordered", "any that compares",
       "a text of at most 65536 characters, else an error", kSkipsNulls,
       "How often each value comes, by value.", "SELECT HISTOGRAM(weather) FROM \"seattle-weather\"",
-      "\"{drizzle=53, fog=101, rain=641, snow=26, sun=640}\"", kHistogram, PrepareHistogram);
+      "\"{drizzle=53, fog=101, rain=641, snow=26, sun=640}\"", kHistogram);
   add("mode", 1, "MODE(x)", "Mode, over Ordered", "any that compares", "the argument's type",
       kSkipsNulls, "The value that comes most often; of several the first in their order.",
       "SELECT MODE(weather) FROM \"seattle-weather\"", "rain", kMode);

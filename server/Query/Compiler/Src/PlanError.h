@@ -70,6 +70,7 @@ enum PlanErrorCode {
   kSeries = 58084,
   kCopyOption = 58090,
   kNoSuchSwitch = 58091,
+  kSeveralFractions = 58100,
   kUnknownColumn = 59015,
 };
 

@@ -32,7 +32,7 @@ const AggregateShape kQuantile{.Make = [](AggregateCall& call) -> std::unique_pt
                                },
                                .distinct = Distinct::kSorted,
                                .wideInteger = XeUnknown,
-                               .results = {{Rule::kDouble}},
+                               .results = {{Rule::kQuantile}},
                                .arguments = "xn",
                                .heldBytes = sizeof(float64),
                                .takesMoments = true};
@@ -59,9 +59,10 @@ void AppendQuantileRows(std::vector<FunctionRow>& rows) {
     rows.push_back({FunctionRow::Kind::kAggregate, name, count, form, node, arguments, result,
                     nulls, description, example, exampleResult, nullptr, nullptr, &shape});
   };
-  add("percentile_cont", 2, "PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x [DESC])", "Quantile",
-      "a fraction from 0 to 1, the same in every row; a number, a date or a timestamp",
-      "DOUBLE, TIMESTAMP over dates and timestamps", kSkipsNulls,
+  add("percentile_cont", 2, "PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x [DESC])",
+      "Quantile, QuantileInterval",
+      "a fraction from 0 to 1, the same in every row; a number, an interval, a date or a timestamp",
+      "DOUBLE, INTERVAL over intervals, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The value at that fraction of the way from the first to the last, between two of them as on "
       "a "
       "line. The values of a group are held in memory.",
@@ -69,9 +70,10 @@ void AppendQuantileRows(std::vector<FunctionRow>& rows) {
       "28.9", kQuantile<true>);
   rows.push_back(Alias(rows.back(), "quantile_cont", "QUANTILE_CONT(x, p)",
                        "SELECT QUANTILE_CONT(temp_max, 0.95) FROM \"seattle-weather\""));
-  add("percentile_disc", 2, "PERCENTILE_DISC(p) WITHIN GROUP (ORDER BY x)", "Quantile",
-      "a fraction from 0 to 1, the same in every row; a number, a date or a timestamp",
-      "DOUBLE, TIMESTAMP over dates and timestamps", kSkipsNulls,
+  add("percentile_disc", 2, "PERCENTILE_DISC(p) WITHIN GROUP (ORDER BY x)",
+      "Quantile, QuantileInterval",
+      "a fraction from 0 to 1, the same in every row; a number, an interval, a date or a timestamp",
+      "DOUBLE, INTERVAL over intervals, TIMESTAMP over dates and timestamps", kSkipsNulls,
       "The first value of which at least that fraction of the values is no greater.",
       "SELECT PERCENTILE_DISC(0.5) WITHIN GROUP (ORDER BY temp_max) FROM \"seattle-weather\"",
       "15.6", kQuantile<false>);

@@ -91,9 +91,11 @@ void AppendRegularRows(std::vector<FunctionRow>& rows) {
   likeOptions.description =
       "The same with options, letters: `i` without letter case, `c` with it, `n` (or `m`) so that "
       "`^` "
-      "and `$` match at every line and `.` stays within one, `s` so that they do not, `q` for a "
-      "pattern "
-      "that stands for itself.";
+      "and `$` match at every line and `.` stays within one, `s` so that they do not; `p` for "
+      "the "
+      "second of these alone, `w` for the first; `x` so that blanks and what follows a `#` say "
+      "nothing, "
+      "`t` for the opposite; `q` for a pattern that stands for itself.";
   const FunctionRow matches = Operator(
       ScalarRow("~", 2, "s ~ pattern", "RegexpLike", kTwoTexts, "BOOLEAN",
                 "Whether a part of the text matches the regular expression (see REGEXP_LIKE).",

@@ -612,6 +612,13 @@ SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call
   function->name = StringOf(*call.funcname[call.n_funcname - 1]);
   function->star = call.agg_star;
   function->distinct = call.agg_distinct;
+  const bool areFractions = call.agg_within_group && call.n_args == 1 &&
+                            call.args[0]->node_case == PG_QUERY__NODE__NODE_A_ARRAY_EXPR;
+  if (areFractions) {
+    XeString name = Wide(function->name);
+    for (wchar_t& c : name) c = BaseStringUtil::UpperCase(c);
+    ThrowPlanError(kSeveralFractions, call.args[0]->a_array_expr->location, {name});
+  }
   function->arguments = ReadArguments(call);
   SqlTimeReader::PlaceArguments(call, *function);
   if (call.agg_within_group) {

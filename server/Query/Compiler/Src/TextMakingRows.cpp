@@ -68,14 +68,14 @@ void AppendTextMakingRows(std::vector<FunctionRow>& rows) {
                                    MakeFunction<ConcatWs>),
                          "NULL if the separator is; others are left out"));
   rows.push_back(OfTexts(
-      ScalarRow(
-          "format", AtLeast(1), "FORMAT(format, a, ...)", "Format", "values that become texts",
-          kLongText,
-          "The format with its `%s` as the values in their order, `%I` as names and `%L` as "
-          "literals; `%2$s` takes a certain value, `%-10s` and `%10s` fill up with blanks, `%%` is "
-          "a percent sign.",
-          "SELECT FORMAT('%s of %2$L', 'rain', 'it''s')", "rain of 'it''s'", nullptr,
-          MakeFunction<Format>),
+      ScalarRow("format", AtLeast(1), "FORMAT(format, a, ...)", "Format",
+                "values that become texts", kLongText,
+                "The format with its `%s` as the values in their order, `%I` as names and `%L` as "
+                "literals; `%2$s` takes a certain value, `%-10s` and `%10s` fill up with blanks, "
+                "`%*s` "
+                "to the width that a value says; `%%` is a percent sign.",
+                "SELECT FORMAT('%s of %2$L', 'rain', 'it''s')", "rain of 'it''s'", nullptr,
+                MakeFunction<Format>),
       "NULL if the format is; other NULLs are empty, or NULL as `%L`"));
   pad("lpad", "LPAD(s, n)", "LPAD(s, n, filling)", "LPad",
       "The text as one of n characters: its first ones, or filled up with blanks in front.",

@@ -25,6 +25,8 @@ struct ColumnInfo {
   uint32 length = 0;
   int16 scale = 0;
   bool nullable = true;
+  /// A NUMERIC that was declared to be a whole number of 64 bits.
+  bool isBigint = false;
 };
 
 /// Of a column of several tables put together: where it comes from.

@@ -71,6 +71,7 @@ void GroupBatch::Start() {
     Aggregate& aggregate = turns.GetSet().Get(i);
     members_.push_back({.aggregate = &aggregate,
                         .columns = *aggregate.GetAggregateColumns(),
+                        .skipsNulls = aggregate.SkipsNulls(),
                         .offset = offset,
                         .index = i,
                         .position = turns.GetSet().GetPosition(i)});
@@ -418,7 +419,7 @@ void GroupBatch::PartRows() {
 template <class Use>
 bool GroupBatch::ForEachFold(const BatchRows& rows, const Member& member, Use&& use) {
   BatchFold fold;
-  fold.input = member.input;
+  fold.input = member.inputs.empty() ? nullptr : member.inputs[0];
   if (isOneGroup_) {
     fold.rows = rows.selected;
     fold.count = rows.GetWanted();
@@ -452,8 +453,8 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
     if (!inputFields_[i].Use(inputs[i], rows)) return false;
   }
   for (Member& member : members_) {
-    member.input = member.columns.empty() ? nullptr : &inputs[member.columns[0]];
-    member.second = member.columns.size() < 2 ? nullptr : &inputs[member.columns[1]];
+    member.inputs.clear();
+    for (const uint16 column : member.columns) member.inputs.push_back(&inputs[column]);
   }
   if (!FindByKeys(rows, keys, searched, firstRow)) return false;
   if (members_.empty()) return true;
@@ -462,15 +463,11 @@ bool GroupBatch::FindGroups(const BatchRows& rows, std::span<const BatchVector> 
   PartRows();
   for (Member& member : members_) {
     Aggregate& aggregate = *member.aggregate;
-    const auto admitsInput = [&] {
-      return member.second == nullptr ? aggregate.AdmitsInput(member.input, rows)
-                                      : aggregate.AdmitsPair(*member.input, *member.second, rows);
-    };
-    member.goesByRows = table_.GetTurns().GetSet().HasObjects(member.index) ||
-                        !aggregate.TakesBatches() || !admitsInput() ||
-                        !ForEachFold(rows, member, [&](const BatchFold& fold) {
-                          return aggregate.AdmitsStates(fold);
-                        });
+    member.goesByRows =
+        table_.GetTurns().GetSet().HasObjects(member.index) || !aggregate.TakesBatches() ||
+        !aggregate.AdmitsColumns(member.inputs, rows) ||
+        !ForEachFold(rows, member,
+                     [&](const BatchFold& fold) { return aggregate.AdmitsStates(fold); });
   }
   return true;
 }
@@ -511,11 +508,17 @@ void GroupBatch::ComputeRows(const BatchRows& rows, uint64 firstRow) {
       member.aggregate = &set.Get(member.index);
     }
   };
+  const auto isSkipped = [&](uint32 row) {
+    return std::ranges::all_of(driven, [row](const Member& member) {
+      return member.skipsNulls && member.inputs[0]->IsNull(row);
+    });
+  };
   const uint32 count = isOneGroup_ ? rows.GetWanted() : found_;
   uint8* current = nullptr;
   table_.TakeFromGateway([&] {
     for (uint32 i = 0; i < count; ++i) {
       const uint32 row = isOneGroup_ ? rows.GetRow(i) : rows_[i];
+      if (isSkipped(row)) continue;
       uint8* const states = (isOneGroup_ ? table_.groups_.front() : groups_[i])->States();
       if (states != current) {
         if (current != nullptr) transfer(StateTransfer::kSave, current);

@@ -46,10 +46,10 @@ class GroupBatch {
 
   struct Member {
     Aggregate* aggregate;
-    /// Its columns among the inputs, or nothing.
-    const BatchVector* input = nullptr;
-    const BatchVector* second = nullptr;
+    /// Its columns among the inputs.
     std::span<const uint16> columns;
+    std::vector<const BatchVector*> inputs = {};
+    bool skipsNulls = false;
     uint32 offset;
     std::size_t index;
     int position;

@@ -52,7 +52,7 @@ Parameter ReadParameter(std::size_t number, const std::string& text) {
   if (!isNull) survey.Add(isLetter ? 0 : ClassifyText(value));
   const auto builder = VectorBuilder::Make(declared ? declared->type : survey.GetType(),
                                            declared ? declared->length : VectorBuilder::kAnyLength,
-                                           VectorBuilder::Options());
+                                           {.isBigint = declared && declared->isBigint});
   if (isNull) {
     builder->AppendNull();
   } else if (builder->Append(value) != VectorBuilder::Outcome::kTaken) {

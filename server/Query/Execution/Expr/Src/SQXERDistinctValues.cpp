@@ -92,17 +92,6 @@ bool WithKeys(const BatchVector& vector, int scale, Use&& use) {
   });
 }
 
-uint64 HashBytes(const uint8* bytes, uint32 count, bool isWide) {
-  uint64 hash = kHashSeed + isWide;
-  uint32 at = 0;
-  for (; at + sizeof(uint64) <= count; at += sizeof(uint64)) {
-    hash = MixHash(hash, LoadValue<uint64>(bytes + at));
-  }
-  uint64 last = 0;
-  std::memcpy(&last, bytes + at, count - at);
-  return MixHash(MixHash(hash, last), count);
-}
-
 }  // namespace
 
 DistinctValues::DistinctValues(const XeRecordMetaData& record, CharComparisonType_t comparison,
@@ -173,8 +162,8 @@ void DistinctValues::Add(uint32 group, const uint8* value) {
   const bool isFixed = type_ == XeCharData;
   const uint8* const characters = isFixed ? value : value + kLongVarPrefix;
   const uint32 length = isFixed ? valueBytes_ / uint32{sizeof(wchar_t)} : LoadValue<uint32>(value);
-  const Text text = MakeText({characters, length}, ColumnForm::kText32);
-  AddText(group, text, HashBytes(text.bytes, text.count, text.isWide));
+  const TextBytes text = MakeText({characters, length}, ColumnForm::kText32);
+  AddText(group, text, text.Hash());
 }
 
 void DistinctValues::AddKey(uint32 group, int64 key) {
@@ -194,7 +183,7 @@ void DistinctValues::AddKey(uint32 group, int64 key) {
   ++counts_[group];
 }
 
-void DistinctValues::AddText(uint32 group, const Text& text, uint64 hash) {
+void DistinctValues::AddText(uint32 group, const TextBytes& text, uint64 hash) {
   const auto key = static_cast<int64>(hash);
   const std::size_t bytes =
       (2 * sizeof(uint32) + text.count + kTextUnit - 1) / kTextUnit * kTextUnit;
@@ -204,11 +193,7 @@ void DistinctValues::AddText(uint32 group, const Text& text, uint64 hash) {
     std::size_t at = PlaceOf(group, key);
     for (; slots_[at].group != 0; at = (at + 1) & mask) {
       if (slots_[at].key != key || slots_[at].group != group + 1) continue;
-      const Text known = TextOf(slots_[at].text);
-      if (known.count == text.count && known.isWide == text.isWide &&
-          std::memcmp(known.bytes, text.bytes, text.count) == 0) {
-        break;
-      }
+      if (TextOf(slots_[at].text) == text) break;
     }
     return &slots_[at];
   };
@@ -236,14 +221,14 @@ void DistinctValues::AddText(uint32 group, const Text& text, uint64 hash) {
   ++counts_[group];
 }
 
-DistinctValues::Text DistinctValues::TextOf(uint32 place) const {
+TextBytes DistinctValues::TextOf(uint32 place) const {
   const uint8* const kept =
       texts_[place / kTextBlockUnits].data() + std::size_t{place % kTextBlockUnits} * kTextUnit;
   return {kept + 2 * sizeof(uint32), LoadValue<uint32>(kept),
           LoadValue<uint32>(kept + sizeof(uint32)) != 0};
 }
 
-DistinctValues::Text DistinctValues::MakeText(BatchText text, ColumnForm form) {
+TextBytes DistinctValues::MakeText(BatchText text, ColumnForm form) {
   const auto count = [&](const auto* characters) {
     uint32 length = text.length;
     if (type_ == XeCharData) {
@@ -251,18 +236,10 @@ DistinctValues::Text DistinctValues::MakeText(BatchText text, ColumnForm form) {
     }
     return TrimmedLength(characters, length);
   };
-  // An empty text may stand nowhere.
-  if (text.length == 0) return {narrow_.data(), 0, false};
-  if (form == ColumnForm::kText8) return {text.characters, count(text.characters), false};
-  const auto* const characters = reinterpret_cast<const uint32*>(text.characters);
-  const uint32 length = count(characters);
-  uint32 all = 0;
-  for (uint32 i = 0; i < length; ++i) all |= characters[i];
-  if (all > std::numeric_limits<uint8>::max()) {
-    return {text.characters, length * uint32{sizeof(uint32)}, true};
-  }
-  narrow_.assign(characters, characters + length);
-  return {narrow_.data(), length, false};
+  const uint32 length = form == ColumnForm::kText8
+                            ? count(text.characters)
+                            : count(reinterpret_cast<const uint32*>(text.characters));
+  return TextBytes::Of(text.characters, length, form, narrow_);
 }
 
 bool DistinctValues::Admits(const BatchVector& input, const BatchRows& rows) {
@@ -334,15 +311,15 @@ void DistinctValues::AddTexts(const BatchFold& fold, uint32 placeOfGroup) {
   if (isAhead) {
     fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
       if (!isValue) return;
-      const Text text = MakeText(input.GetText(row), input.form);
-      hashes[index] = HashBytes(text.bytes, text.count, text.isWide);
+      const TextBytes text = MakeText(input.GetText(row), input.form);
+      hashes[index] = text.Hash();
       Prefetch(&slots_[PlaceOf(groupOf(index), static_cast<int64>(hashes[index]))]);
     });
   }
   fold.ForEach([&](uint32 index, uint32 row, bool isValue) {
     if (!isValue) return;
-    const Text text = MakeText(input.GetText(row), input.form);
-    const uint64 hash = isAhead ? hashes[index] : HashBytes(text.bytes, text.count, text.isWide);
+    const TextBytes text = MakeText(input.GetText(row), input.form);
+    const uint64 hash = isAhead ? hashes[index] : text.Hash();
     AddText(groupOf(index), text, hash);
   });
 }
@@ -364,9 +341,9 @@ void DistinctValues::AddCodes(const BatchFold& fold, uint32 placeOfGroup) {
       if (codes_[place] != 0) return;
       codes_[place] = 1;
     }
-    const Text text = MakeText(input.GetText(row), input.form);
+    const TextBytes text = MakeText(input.GetText(row), input.form);
     if (!isText_) return SortText(group, text);
-    AddText(group, text, HashBytes(text.bytes, text.count, text.isWide));
+    AddText(group, text, text.Hash());
   });
 }
 
@@ -548,17 +525,13 @@ void DistinctValues::Sort(uint32 group, const uint8* value) {
   sorter_->SortRecord(record_.get());
 }
 
-void DistinctValues::SortText(uint32 group, const Text& text) {
+void DistinctValues::SortText(uint32 group, const TextBytes& text) {
   uint8* const value = record_.get() + sorted_.GetFieldDescriptor(1)->GetDataOffset();
   const bool isFixed = type_ == XeCharData;
-  const uint32 length = text.isWide ? text.count / uint32{sizeof(wchar_t)} : text.count;
+  const uint32 length = text.GetLength();
   if (!isFixed) StoreValue(value, length);
   auto* const characters = reinterpret_cast<wchar_t*>(isFixed ? value : value + kLongVarPrefix);
-  if (text.isWide) {
-    std::memcpy(characters, text.bytes, text.count);
-  } else {
-    std::copy_n(text.bytes, length, characters);
-  }
+  text.Widen(reinterpret_cast<uint8*>(characters));
   if (isFixed) std::fill(characters + length, characters + valueBytes_ / sizeof(wchar_t), L' ');
   Sort(group, value);
 }

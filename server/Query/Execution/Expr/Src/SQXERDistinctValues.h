@@ -7,6 +7,7 @@
 
 #include "SQXERBatchFold.h"
 #include "SQXERHeldMemory.h"
+#include "SQXERTextBytes.h"
 #include "Utility/HugePages.h"
 #include "Utility/KeySet.h"
 #include "Utility/OperatorTimer.h"
@@ -65,22 +66,17 @@ class SQXEREXPR_API DistinctValues {
     /// Where a text stands among the texts, in units of 8 bytes.
     uint32 text = 0;
   };
-  /// The characters of a text that count, in the fewest bytes that hold each of them.
-  struct Text {
-    const uint8* bytes;
-    uint32 count;
-    bool isWide;
-  };
   using Bytes = std::vector<uint8, ScatteredAllocator<uint8>>;
 
   void AddKey(uint32 group, int64 key);
-  void AddText(uint32 group, const Text& text, uint64 hash);
-  Text MakeText(BatchText text, ColumnForm form);
-  Text TextOf(uint32 place) const;
+  void AddText(uint32 group, const TextBytes& text, uint64 hash);
+  /// The characters that count.
+  TextBytes MakeText(BatchText text, ColumnForm form);
+  TextBytes TextOf(uint32 place) const;
   void AddTexts(const BatchFold& fold, uint32 placeOfGroup);
   void AddCodes(const BatchFold& fold, uint32 placeOfGroup);
   void Sort(uint32 group, const uint8* value);
-  void SortText(uint32 group, const Text& text);
+  void SortText(uint32 group, const TextBytes& text);
   /// Makes the map reach all groups and these keys; false when it would be too large.
   bool WidenMap(const ColumnBounds<int64>& bounds);
   void GiveUpMap();

@@ -66,6 +66,25 @@ bool ApproxCountDistinct::TakesBatches() {
   return WithStoredType(sourceDataType_, [](auto) {});
 }
 
+template <class HashOfRow>
+bool ApproxCountDistinct::FoldNumbers(const BatchFold& fold, HashOfRow&& hashOf) {
+  const BatchVector& input = *fold.input;
+  if (fold.state == nullptr || input.isConstant) return false;
+  return WithNumberType(input.form, [&]<class T>(std::type_identity<T>) {
+    const T* const values = input.As<T>();
+    const auto group = LoadValue<uint32>(fold.state);
+    if (group != recentGroup_ || input.scale != recentScale_) recent_.Forget();
+    recentGroup_ = group;
+    recentScale_ = input.scale;
+    FoldValues(fold, [&](DistinctSketch& sketch, uint32 row) {
+      const T value = values[row];
+      uint64 bits = 0;
+      std::memcpy(&bits, &value, sizeof value);
+      if (!recent_.Repeats(&bits, sizeof bits)) sketch.Add(hashOf(row));
+    });
+  });
+}
+
 void ApproxCountDistinct::FoldBatch(const BatchFold& fold) {
   const BatchVector& input = *fold.input;
   WithBatchStore(
@@ -74,6 +93,7 @@ void ApproxCountDistinct::FoldBatch(const BatchFold& fold) {
           store(row, value_.data());
           return HashOf(value_.data());
         };
+        if (FoldNumbers(fold, hashOf)) return;
         if (input.dictionary == nullptr || input.isConstant) {
           FoldValues(fold, [&](DistinctSketch& sketch, uint32 row) { sketch.Add(hashOf(row)); });
           return;

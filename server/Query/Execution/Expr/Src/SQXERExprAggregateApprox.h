@@ -97,6 +97,9 @@ class SQXEREXPR_API ApproxCountDistinct final : public SketchAggregate<DistinctS
 
  private:
   uint64 HashOf(const uint8* value) const;
+  /// Numbers of one group; false for others.
+  template <class HashOfRow>
+  bool FoldNumbers(const BatchFold& fold, HashOfRow&& hashOf);
 
   /// Of a value that stands by itself.
   KeyDesc key_;
@@ -105,6 +108,10 @@ class SQXEREXPR_API ApproxCountDistinct final : public SketchAggregate<DistinctS
   /// Of the entries of a dictionary, 0 for those that have not come.
   std::shared_ptr<const ColumnVector> dictionary_;
   std::vector<uint64> hashes_;
+  /// Numbers of batches that came lately to a group: to take one in again changes nothing.
+  RecentValues recent_;
+  uint32 recentGroup_ = 0;
+  int16 recentScale_ = 0;
 };
 
 /// APPROX_QUANTILE: about the value that Quantile gives in its discrete form, as a double; see

@@ -88,14 +88,46 @@ bool ArgExtreme::AdmitsPair(const BatchVector& x, const BatchVector& y, const Ba
   return true;
 }
 
+bool ArgExtreme::FindBest(const BatchFold& pairs, uint32& index, uint32& row, bool& hasPair) const {
+  hasPair = true;
+  return WithNumberType(ys_.form, [&]<class T>(std::type_identity<T>) {
+    const T* const values = ys_.As<T>();
+    const bool isConstant = ys_.isConstant;
+    const int64 turn = wanted_ < 0 ? -1 : 0;
+    bool isAny = false;
+    uint32 bestAt = 0;
+    uint32 bestOf = 0;
+    int64 best = 0;
+    pairs.ForEach([&](uint32 at, uint32 of, bool isPair) {
+      if (!isPair) return;
+      const T value = values[isConstant ? 0 : of];
+      int64 key;
+      if constexpr (std::floating_point<T>) {
+        key = OrderedBits(value);
+      } else {
+        key = static_cast<int64>(value);
+      }
+      // Turned bits sort the other way round.
+      key ^= turn;
+      if (isAny && key <= best) return;
+      isAny = true;
+      best = key;
+      bestAt = at;
+      bestOf = of;
+    });
+    hasPair = isAny;
+    index = bestAt;
+    row = bestOf;
+  });
+}
+
 template <class StoreX, class StoreY>
 void ArgExtreme::Fold(const BatchFold& fold, StoreX storeX, StoreY storeY) {
   constexpr std::size_t kY = 1;
   BatchFold pairs = fold;
   pairs.input = &both_;
   const uint8* loaded = nullptr;
-  pairs.ForEach([&](uint32 index, uint32 row, bool isPair) {
-    if (!isPair) return;
+  const auto take = [&](uint32 index, uint32 row) {
     uint8* const state = fold.StateOf(index);
     if (state != loaded) {
       nullIndicator_ = state[0] != 0;
@@ -111,6 +143,16 @@ void ArgExtreme::Fold(const BatchFold& fold, StoreX storeX, StoreY storeY) {
     storeX(xs_.isConstant ? 0 : row, state + kY + yBytes_);
     state[0] = 0;
     nullIndicator_ = false;
+  };
+  uint32 best = 0;
+  uint32 bestRow = 0;
+  bool hasPair = true;
+  if (fold.state != nullptr && FindBest(pairs, best, bestRow, hasPair)) {
+    if (hasPair) take(best, bestRow);
+    return;
+  }
+  pairs.ForEach([&](uint32 index, uint32 row, bool isPair) {
+    if (isPair) take(index, row);
   });
 }
 

@@ -33,6 +33,9 @@ class SQXEREXPR_API ArgExtreme : public SingleResultAggregate {
   bool Replaces(const uint8* y) const {
     return nullIndicator_ || key_.CompareValues(y, y_.data()) == wanted_;
   }
+  /// The first row, and its index, of those whose y none of the fold is wanted before. False, and
+  /// `hasPair` true, where that takes more than comparing integers.
+  bool FindBest(const BatchFold& pairs, uint32& index, uint32& row, bool& hasPair) const;
   template <class StoreX, class StoreY>
   void Fold(const BatchFold& fold, StoreX storeX, StoreY storeY);
 

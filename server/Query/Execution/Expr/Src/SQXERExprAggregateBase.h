@@ -160,8 +160,17 @@ class SQXEREXPR_API Aggregate : public RExpression {
                           const BatchRows& /*rows*/) {
     return false;
   }
+  /// The same with all its columns, in their order, whatever their number: this is what owners ask.
+  virtual bool AdmitsColumns(std::span<const BatchVector* const> columns, const BatchRows& rows) {
+    if (columns.size() < 2) return AdmitsInput(columns.empty() ? nullptr : columns[0], rows);
+    return AdmitsPair(*columns[0], *columns[1], rows);
+  }
   virtual bool AdmitsStates(const BatchFold& /*fold*/) { return true; }
   virtual void FoldBatch(const BatchFold& fold);
+
+  /// Whether Compute does nothing for a row whose first column is NULL, so that owners who know of
+  /// one need not call it.
+  virtual bool SkipsNulls() const { return false; }
 
   /// Where a saved state is all that Finalize and Output go by: writes its result at once. False,
   /// and nothing done, for the others, which are to be initialized, restored and finalized.

@@ -19,6 +19,8 @@ class SQXEREXPR_API Count : public SingleResultAggregate {
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
   void Initialize(bool restart) override;
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
+  /// Takes in so many rows with a value; not with DISTINCT.
+  void AddRows(uint32 rows) { count_ += rows; }
   RExprReturn Finalize() override;
   void Output(unsigned char* record) override;
   void DistinctInitialize() override;

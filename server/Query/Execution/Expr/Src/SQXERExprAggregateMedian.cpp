@@ -6,6 +6,7 @@
 #include <span>
 
 #include "SQXERBatchFold.h"
+#include "SQXERExprAggregateMedianInterval.h"
 #include "Utility/SystemUtility.h"
 
 namespace sqxer {
@@ -24,6 +25,11 @@ Median::Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns
 
 void Median::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   result = nullptr;
+  if (GetSourceField(input).GetDataType() == XeIntervalData && distinctBreakColumns_->empty()) {
+    AggregateColumnVectors columns = TakeColumns();
+    ReplaceBy(MakeOverIntervals(input, columns), result);
+    return DescribeResult(info, XeIntervalData, 0, true);
+  }
   input_.Bind(GetSourceField(input), L"Median");
   BindSource(input);
   sourceRecordMetaData_ = &input;
@@ -205,16 +211,19 @@ RExprReturn Median::Finalize() {
   return kTrue;
 }
 
+std::unique_ptr<Aggregate> Median::MakeOverIntervals(const XeRecordMetaData& input,
+                                                     AggregateColumnVectors& columns) const {
+  return std::make_unique<QuantileInterval>(input, columns, isCumulativeAggregate_, 0.5, true);
+}
+
+std::unique_ptr<Aggregate> Quantile::MakeOverIntervals(const XeRecordMetaData& input,
+                                                       AggregateColumnVectors& columns) const {
+  return std::make_unique<QuantileInterval>(input, columns, isCumulativeAggregate_, fraction_,
+                                            isContinuous_);
+}
+
 QuantilePlace Quantile::FindPlace(std::size_t count) const {
-  const auto size = static_cast<float64>(count);
-  const float64 fraction = std::isnan(fraction_) ? 0 : fraction_;
-  if (!isContinuous_) {
-    const auto rank = static_cast<std::size_t>(std::ceil(fraction * size));
-    return {std::clamp<std::size_t>(rank, 1, count) - 1, 0};
-  }
-  const float64 place = fraction * (size - 1);
-  const float64 rank = std::floor(place);
-  return {static_cast<std::size_t>(rank), place - rank};
+  return PlaceOfFraction(count, fraction_, isContinuous_);
 }
 
 RExprReturn Quantile::Finalize() {

@@ -11,8 +11,8 @@
 namespace sqxer {
 
 /// MEDIAN: the middle one of the non-null values as a double, the mean of the middle two when their
-/// count is even, NULL when there is none. Takes what Sum takes. In the order of values a NaN
-/// follows every number.
+/// count is even, NULL when there is none. Takes what Sum takes; of intervals the result is one,
+/// see QuantileInterval. In the order of values a NaN follows every number.
 ///
 /// All values of the group are held in memory, 8 bytes each and 8 more in Finalize; they are not
 /// sorted. Of equal zeros those with a sign come first. Given distinct break columns, a row that
@@ -49,6 +49,9 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   void MergeHeld(std::span<const StatePair> states, Aggregate& later) override;
 
  protected:
+  /// The same over intervals, which takes over the columns.
+  virtual std::unique_ptr<Aggregate> MakeOverIntervals(const XeRecordMetaData& input,
+                                                       AggregateColumnVectors& columns) const;
   /// The place of the result among so many values, at least one, and the result between two of
   /// them.
   virtual QuantilePlace FindPlace(std::size_t count) const {
@@ -126,6 +129,8 @@ class SQXEREXPR_API Quantile final : public Median {
   RExprReturn Finalize() override;
 
  protected:
+  std::unique_ptr<Aggregate> MakeOverIntervals(const XeRecordMetaData& input,
+                                               AggregateColumnVectors& columns) const override;
   QuantilePlace FindPlace(std::size_t count) const override;
   float64 Between(float64 lower, float64 upper, float64 share) const override {
     return lower + (upper - lower) * share;

@@ -60,6 +60,11 @@ void Ordered::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& 
   if (replacement != nullptr && replacement != inner_.get())
     inner_.reset(static_cast<Aggregate*>(replacement));
   resultDataType_ = inner_->GetResultDataType();
+  // Where every column is a key, rows that are different are different in some key.
+  std::vector<bool> isKey(aggregateColumns_->size());
+  for (const Key& key : keyPlaces_) isKey[key.column] = true;
+  const bool areAllKeys = std::ranges::find(isKey, false) == isKey.end();
+  counted_ = dropsDuplicates_ && areAllKeys ? dynamic_cast<Count*>(inner_.get()) : nullptr;
 }
 
 void Ordered::SetTargetDescriptor(XeRecordMetaData& target, unsigned short fieldIndex) {
@@ -91,6 +96,7 @@ void Ordered::Initialize(bool) {
 }
 
 void Ordered::SortRow(uint8* row, uint32 count, uint64 number) {
+  isSorterEmpty_ = false;
   if (runs_ != nullptr) {
     StoreValue(row + countOffset_, count);
     StoreValue(row + numberOffset_, static_cast<float64>(number));
@@ -110,6 +116,8 @@ RExprReturn Ordered::Compute(unsigned char* record, unsigned int) {
   }
   if (!isOpen_)
     XeLogicError("an aggregate that orders its rows is driven outside Initialize and Finalize");
+  // The first one of equal rows counts.
+  if (table_ != nullptr) SpillTable();
   uint8* const row = row_.get();
   const bool looksForRepeated = dropsDuplicates_ || runs_ != nullptr;
   // What stands behind a text that is not packed would make equal rows different.
@@ -146,30 +154,72 @@ bool Ordered::NextRow() { return sorter_->GetRecord(row_.get()); }
 RExprReturn Ordered::Finalize() {
   if (!isOpen_ && !isDraining_)
     XeLogicError("an aggregate that orders its rows is ended outside Initialize and Finalize");
-  if (!isDraining_) {
-    if (runs_ != nullptr && repeated_ != nullptr) {
-      repeated_->Flush([this](const uint8* packed, uint32 count, uint64 number) {
-        SortPacked(packed, count, number);
-      });
-    }
-    sorter_->EndInput();
-    isOpen_ = false;
-    hasRow_ = NextRow();
-    isDraining_ = isHeld_;
-  }
+  if (!isDraining_) EndInput();
   inner_->Initialize(true);
-  const uint32 size = layout_.GetBinaryRecordSize();
+  RExprReturn status = kTrue;
+  if (table_ == nullptr || !isSorterEmpty_) {
+    status = DrainSorter();
+  } else if (counted_ != nullptr) {
+    counted_->AddRows(table_->CountRows(group_));
+  } else {
+    status = DrainTable();
+  }
+  return status == kTrue ? inner_->Finalize() : status;
+}
+
+void Ordered::EndInput() {
+  isOpen_ = false;
+  isDraining_ = isHeld_;
+  if (runs_ != nullptr && repeated_ != nullptr) {
+    repeated_->Flush([this](const uint8* packed, uint32 count, uint64 number) {
+      SortPacked(packed, count, number);
+    });
+  }
+  if (table_ != nullptr && isSorterEmpty_) {
+    if (counted_ != nullptr) return;
+    const Key& key = keyPlaces_[0];
+    const bool isOneKey = keyPlaces_.size() == 1 && table_->HasOrder(key.column);
+    if (isOneKey && table_->TrySort(key.column, key.order == kDescending, order_)) return;
+  }
+  if (table_ != nullptr) SpillTable();
+  isSorterEmpty_ = false;
+  sorter_->EndInput();
+  hasRow_ = NextRow();
+}
+
+RExprReturn Ordered::HandOn(uint32 times) {
+  return runs_ == nullptr ? inner_->Compute(row_.get(), layout_.GetBinaryRecordSize())
+                          : runs_->ComputeTimes(row_.get(), times);
+}
+
+RExprReturn Ordered::DrainSorter() {
   const auto groupOfRow = [this] { return LoadValue<uint32>(row_.get() + groupOffset_); };
   // Nobody asks for groups behind this one before it.
   while (hasRow_ && groupOfRow() < group_) hasRow_ = NextRow();
   RExprReturn status = kTrue;
   while (hasRow_ && groupOfRow() == group_ && status == kTrue) {
-    status = runs_ == nullptr
-                 ? inner_->Compute(row_.get(), size)
-                 : runs_->ComputeTimes(row_.get(), LoadValue<uint32>(row_.get() + countOffset_));
+    status = HandOn(runs_ == nullptr ? 1 : LoadValue<uint32>(row_.get() + countOffset_));
     hasRow_ = NextRow();
   }
-  return status == kTrue ? inner_->Finalize() : status;
+  return status;
+}
+
+RExprReturn Ordered::DrainTable() {
+  const uint16 key = keyPlaces_[0].column;
+  RExprReturn status = kTrue;
+  while (next_ < order_.size() && table_->GroupOf(order_[next_]) < group_) ++next_;
+  const std::size_t first = next_;
+  for (; next_ < order_.size() && table_->GroupOf(order_[next_]) == group_; ++next_) {
+    // The rows lie scattered.
+    constexpr std::size_t kAhead = 24;
+    if (next_ + kAhead < order_.size()) table_->Expect(order_[next_ + kAhead]);
+    const bool isRepeated =
+        next_ != first && table_->AreEqual(key, order_[next_], order_[next_ - 1]);
+    if (status != kTrue || (dropsDuplicates_ && isRepeated)) continue;
+    table_->Store(order_[next_], row_.get());
+    status = HandOn(table_->TimesOf(order_[next_]));
+  }
+  return status;
 }
 
 void Ordered::SetSourceOffset(unsigned int offset, unsigned int nullOffset,
@@ -183,13 +233,41 @@ void Ordered::RestoreSourceOffset() {
   binder_.SetInputPlace(0, sourceOffset_, sourceNullOffset_);
 }
 
-bool Ordered::HoldTogether(HeldMemory&) {
+bool Ordered::HoldTogether(HeldMemory& memory) {
   // What the sorter keeps in memory is limited.
   isHeld_ = true;
   MakeSorter();
   sorter_->BeginInput();
   isOpen_ = true;
+  const std::size_t columns = aggregateColumns_->size();
+  const bool joinsEqual = counted_ != nullptr;
+  if ((dropsDuplicates_ || runs_ != nullptr) && DistinctRows::Takes(layout_, columns, joinsEqual)) {
+    table_ = std::make_unique<DistinctRows>(layout_, columns, joinsEqual, memory);
+  }
   return true;
+}
+
+bool Ordered::AdmitsColumns(std::span<const BatchVector* const> columns, const BatchRows& rows) {
+  if (table_->NeedsRoom()) {
+    SpillTable();
+    table_->MakeRoom();
+  }
+  return table_->Admits(columns, neededColumns_, rows);
+}
+
+void Ordered::FoldBatch(const BatchFold& fold) {
+  table_->AddBatch(fold, rows_, [this] { SpillTable(); });
+  rows_ += fold.count;
+}
+
+void Ordered::SpillTable() {
+  if (table_->GetCount() == 0) return;
+  for (std::size_t row = 0; row < table_->GetCount(); ++row) {
+    table_->Store(row, row_.get());
+    StoreValue(row_.get() + groupOffset_, table_->GroupOf(row));
+    SortRow(row_.get(), table_->TimesOf(row), table_->NumberOf(row));
+  }
+  table_->Clear();
 }
 
 uint32 Ordered::TransferState(StateTransfer transfer, uint8* state) {

@@ -4,6 +4,8 @@
 #include <span>
 #include <vector>
 
+#include "SQXERDistinctRows.h"
+#include "SQXERExprAggregateCount.h"
 #include "SQXERExprAggregateRuns.h"
 #include "SQXERRepeatedRows.h"
 #include "Utility/XeFieldDataBinder.h"
@@ -13,7 +15,9 @@ namespace sqxer {
 /// Another aggregate, to which it hands the rows of a group in an order, each once where duplicates
 /// are to be dropped: f(x ORDER BY y), f(DISTINCT x), and those to which equal values come as
 /// neighbours. Results, types and errors are those of the other one. The rows are kept by a sorter,
-/// which spills: one for each group, or one of all groups together.
+/// which spills: one for each group, or one of all groups together. In front of the latter, rows
+/// that batches bring and that count once, or are counted, stand in a table each once while memory
+/// allows; numbers then need no sorter, and what counts rows alone needs no order.
 ///
 /// A row with a NULL in one of the first columns does not count: the other one skips it.
 ///
@@ -55,9 +59,22 @@ class SQXEREXPR_API Ordered final : public Aggregate {
   void RestoreTargetOffset() override { inner_->RestoreTargetOffset(); }
   bool HoldTogether(HeldMemory& memory) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
+  bool SkipsNulls() const override { return neededColumns_ > 0; }
+  bool TakesBatches() override { return table_ != nullptr; }
+  bool AdmitsColumns(std::span<const BatchVector* const> columns, const BatchRows& rows) override;
+  void FoldBatch(const BatchFold& fold) override;
 
  private:
   void MakeSorter();
+  /// Hands what the table holds to the sorter.
+  void SpillTable();
+  /// Ends the input, that of all groups where they are held together.
+  void EndInput();
+  /// Hands the group's rows on from the table, in order.
+  RExprReturn DrainTable();
+  RExprReturn DrainSorter();
+  /// Hands on the row in row_, which stands for so many.
+  RExprReturn HandOn(uint32 times);
   /// Hands a row to the sorter, which stands for so many of which the first has the number.
   void SortRow(uint8* row, uint32 count, uint64 number);
   void SortPacked(const uint8* packed, uint32 count, uint64 number);
@@ -98,6 +115,15 @@ class SQXEREXPR_API Ordered final : public Aggregate {
   uint32 groups_ = 0;
   bool isDraining_ = false;
   bool hasRow_ = false;
+  /// The rows of all groups, each once; null where such rows do not count once.
+  std::unique_ptr<DistinctRows> table_;
+  /// The inner aggregate where it only counts the rows that are different; else null.
+  Count* counted_ = nullptr;
+  /// All rows stand in the table.
+  bool isSorterEmpty_ = true;
+  /// While the table is drained: its rows in order, and which one comes next.
+  std::vector<uint32> order_;
+  std::size_t next_ = 0;
 };
 
 }  // namespace sqxer

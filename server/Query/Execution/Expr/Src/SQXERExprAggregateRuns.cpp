@@ -54,21 +54,30 @@ void Mode::EndRun(uint32 count) {
 }
 
 Histogram::Histogram(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
-                     UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate)
+                     UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                     std::unique_ptr<RExpression> text)
     : RunsAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
-                    isCumulativeAggregate) {
+                    isCumulativeAggregate),
+      text_(std::move(text)) {
+  XE_ASSERT(text_ != nullptr);
   list_.SetLimit(kMostLength);
 }
 
 void Histogram::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
-  XE_ASSERT(aggregateColumns_->size() > 1);
   RunsAggregate::Bind(input, result, info);
-  const XeFieldDescriptor& text = input.GetPlacedField((*aggregateColumns_)[1]);
-  const XeDataType type = text.GetDataType();
-  if ((type != XeVarCharData && type != XeLongVarCharData) ||
-      !text.IsUnicode(input.IsUnicodeRecord()))
-    throwExecutionError(kTypeNotSupported, L"Histogram", type, XeUnknown);
-  textOffset_ = text.GetDataOffset();
+  valueLayout_ = XeRecordMetaData(input.IsUnicodeRecord());
+  DescribeMovedFields(input, {aggregateColumns_->front()}, valueLayout_);
+  valueLayout_.GenerateAlignedFieldOffset();
+  valueOffset_ = valueLayout_.GetFieldDescriptor(0)->GetDataOffset();
+  // The value alone is ever written; it is no NULL.
+  ReserveKept(valueRecord_, valueLayout_.GetBinaryRecordSize());
+  std::memset(valueRecord_.data(), 0, valueOffset_);
+  valueStream_ = std::make_unique<XeAListStream>(&valueLayout_, valueRecord_.data());
+  MetaDataInfo own;
+  text_ = BindTree(std::move(text_), valueStream_.get(), own);
+  info.AddParametersOf(own);
+  if (text_->GetResultDataType() != XeLongVarCharData)
+    throwExecutionError(kTypeNotSupported, L"Histogram", text_->GetResultDataType(), XeUnknown);
   isResultNarrow_ = false;
   resultDataType_ = XeVarCharData;
   DescribeResult(info, resultDataType_, kMostLength, true);
@@ -79,12 +88,13 @@ void Histogram::Initialize(bool restart) {
   list_.Clear();
 }
 
-void Histogram::StartRun(const unsigned char* record) {
+void Histogram::StartRun(const unsigned char*) {
   AtSourcePosition([&] {
     list_.Append(std::string_view(nullIndicator_ ? "{" : ", "));
-    const auto length = LoadValue<uint32>(record + textOffset_);
-    std::memcpy(list_.Extend(length), record + textOffset_ + kLongVarPrefix,
-                length * sizeof(wchar_t));
+    std::memcpy(valueRecord_.data() + valueOffset_, run_.data(),
+                CountUsedBytes(run_.data(), dataSize_, sourceUnit_));
+    RefLongVarChar text;
+    if (text_->Eval(&text) == kTrue) list_.Append(text);
     nullIndicator_ = false;
   });
 }

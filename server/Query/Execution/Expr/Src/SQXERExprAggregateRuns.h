@@ -2,6 +2,7 @@
 
 #include "SQXERExprAggregateFirst.h"
 #include "SQXERMadeText.h"
+#include "Utility/XeAListStream.h"
 
 namespace sqxer {
 
@@ -53,13 +54,16 @@ class SQXEREXPR_API Mode final : public RunsAggregate {
 };
 
 /// HISTOGRAM: how often each value comes, as a text such as {1=2, 2=1}; NULL when there is no
-/// value. The second column is the value's text. Error 59034 for a text of more than kMostLength
-/// characters.
+/// value. Error 59034 for a text of more than kMostLength characters.
 class SQXEREXPR_API Histogram final : public RunsAggregate {
  public:
   static constexpr uint32 kMostLength = uint32{1} << 16;
+  /// `text`, unbound, makes a LONG VARCHAR of the only field of the record that it reads, a value
+  /// of the column's type. It is asked once for each different value. Error 59001 (operator, type)
+  /// for a tree of another type.
   Histogram(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
-            UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate);
+            UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+            std::unique_ptr<RExpression> text);
 
   using Aggregate::Bind;
   void Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) override;
@@ -71,7 +75,12 @@ class SQXEREXPR_API Histogram final : public RunsAggregate {
   void StartRun(const unsigned char* record) override;
   void EndRun(uint32 count) override;
 
-  uint32 textOffset_ = 0;
+  std::unique_ptr<RExpression> text_;
+  /// What that reads: the layout, the value, and where it stands there.
+  XeRecordMetaData valueLayout_;
+  XeAutoBuffer<uint8, 1> valueRecord_;
+  std::unique_ptr<XeAListStream> valueStream_;
+  uint32 valueOffset_ = 0;
   MadeText<wchar_t> list_;
 };
 

@@ -26,6 +26,7 @@ class SQXEREXPR_API StringAgg final : public SingleResultAggregate {
   RExprReturn Compute(unsigned char* record, unsigned int size) override;
   void Output(unsigned char* record) override;
   bool GoesOnAfterOutput() override { return true; }
+  bool SkipsNulls() const override { return true; }
 
  private:
   void Append(const uint8* text);

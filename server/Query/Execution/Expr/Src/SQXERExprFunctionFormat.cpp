@@ -3,6 +3,7 @@
 namespace sqxer {
 
 template class OpFunction<ToCharOp<XeDateTime, MomentFormat>>;
+template class OpFunction<ToCharOp<XeInterval, IntervalFormat>>;
 template class OpFunction<ToCharOp<VelmarNumber, NumberFormat>>;
 template class OpFunction<ToCharOp<float64, NumberFormat>>;
 template class OpFunction<ToNumberOp>;

@@ -16,6 +16,7 @@ template class OpFunction<BitNotOp<int32>>;
 template class OpFunction<BitNotOp<VelmarNumber>>;
 template class OpFunction<FitNumericOp>;
 template class OpFunction<FitBigintOp>;
+template class OpFunction<BigintOfTextOp>;
 template class OpFunction<DivOp>;
 template class OpFunction<GcdOp<int32>>;
 template class OpFunction<GcdOp<VelmarNumber>>;

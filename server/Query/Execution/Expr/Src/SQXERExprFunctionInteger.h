@@ -20,6 +20,7 @@ extern template class SQXEREXPR_API OpFunction<BitNotOp<int32>>;
 extern template class SQXEREXPR_API OpFunction<BitNotOp<VelmarNumber>>;
 extern template class SQXEREXPR_API OpFunction<FitNumericOp>;
 extern template class SQXEREXPR_API OpFunction<FitBigintOp>;
+extern template class SQXEREXPR_API OpFunction<BigintOfTextOp>;
 extern template class SQXEREXPR_API OpFunction<DivOp>;
 extern template class SQXEREXPR_API OpFunction<GcdOp<int32>>;
 extern template class SQXEREXPR_API OpFunction<GcdOp<VelmarNumber>>;
@@ -96,6 +97,10 @@ class SQXEREXPR_API FitBigint final : public OpFunction<FitBigintOp> {
  public:
   using OpFunction::OpFunction;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+};
+class SQXEREXPR_API BigintOfText final : public OpFunction<BigintOfTextOp> {
+ public:
+  using OpFunction::OpFunction;
 };
 
 class SQXEREXPR_API Div final : public OpFunction<DivOp> {

@@ -17,6 +17,9 @@ struct Directive {
   uint32 number = 0;
   uint32 width = 0;
   bool isLeft = false;
+  /// The width is a text: of that number, from 1, or the next one.
+  bool hasWidthText = false;
+  uint32 widthNumber = 0;
   wchar_t kind = 0;
 };
 
@@ -33,23 +36,50 @@ bool ReadDirective(const Text& format, uint32& at, Directive& out) {
     }
     return value;
   };
+  // A number and a dollar sign, or neither.
+  const auto number = [&] {
+    const uint32 first = at;
+    const uint32 read = digits();
+    if (read > 0 && at < format.length_ && format.buffer_[at] == '$') {
+      ++at;
+      return read;
+    }
+    at = first;
+    return uint32{0};
+  };
   const uint32 start = at;
-  out.number = digits();
-  if (out.number > 0 && at < format.length_ && format.buffer_[at] == '$') {
-    ++at;
-  } else {
-    at = start;
-    out.number = 0;
-  }
+  out.number = number();
   while (at < format.length_ && format.buffer_[at] == '-') {
     out.isLeft = true;
     ++at;
   }
-  out.width = digits();
+  out.hasWidthText = at < format.length_ && format.buffer_[at] == '*';
+  if (out.hasWidthText) {
+    ++at;
+    out.widthNumber = number();
+  } else {
+    out.width = digits();
+  }
   if (at == format.length_) return false;
   out.kind = static_cast<wchar_t>(format.buffer_[at++]);
   return out.kind == L's' || out.kind == L'I' || out.kind == L'L' ||
          (out.kind == L'%' && at == start + 1);
+}
+
+/// The width that a text says, negative to fill up behind; false for what is no whole number.
+template <class Text>
+bool ReadWidth(const Text& text, Directive& out) {
+  uint32 at = 0;
+  const bool isNegative = text.length_ > 0 && text.buffer_[0] == '-';
+  if (isNegative || (text.length_ > 0 && text.buffer_[0] == '+')) ++at;
+  if (at == text.length_) return false;
+  for (; at < text.length_; ++at) {
+    if (text.buffer_[at] < '0' || text.buffer_[at] > '9') return false;
+    out.width = std::min<uint32>(
+        out.width * 10 + (static_cast<uint32>(text.buffer_[at]) - uint32{'0'}), kMostWidth);
+  }
+  out.isLeft = out.isLeft || isNegative;
+  return true;
 }
 
 template <class Text>
@@ -83,6 +113,13 @@ void FormatOp::Apply(ListedTexts<Text> texts, Made& made) {
     if (directive.kind == L'%') {
       made.Append(L'%');
       continue;
+    }
+    if (directive.hasWidthText) {
+      const uint32 number = directive.widthNumber == 0 ? next : directive.widthNumber;
+      next = number + 1;
+      if (number >= texts.size()) RefuseFormat(format, place);
+      const std::optional<Text>& width = texts[number];
+      if (width && !ReadWidth(*width, directive)) RefuseFormat(format, place);
     }
     if (directive.number == 0) directive.number = next;
     next = directive.number + 1;

@@ -71,8 +71,9 @@ struct JoinWithSeparatorOp {
 
 /// A format in which %s, %I and %L stand for the other texts in their order: as they are, as names
 /// and as literals; %2$s for a certain one, %% for itself, and %10s or %-10s fills up with blanks
-/// in front or behind. NULL is nothing, and NULL as a literal. Error 59036 (format, position) for
-/// what is none of this, for a text that is missing, and for NULL as a name.
+/// in front or behind, %*s and %*2$s to the width that a text says. NULL is nothing, and NULL as a
+/// literal. Error 59036 (format, position) for what is none of this, for a text that is missing,
+/// and for NULL as a name.
 struct FormatOp {
   static constexpr const wchar_t* kName = L"Format";
   static constexpr std::size_t kNeeded = 1;

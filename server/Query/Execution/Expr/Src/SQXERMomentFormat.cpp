@@ -8,53 +8,6 @@
 
 namespace sqxer {
 
-/// What a piece of a format stands for.
-enum class MomentFormat::Element : uint8 {
-  kLiteral,
-  kHour12,
-  kHour24,
-  kMinute,
-  kSecond,
-  kFraction1,
-  kFraction2,
-  kMillisecond,
-  kFraction4,
-  kFraction5,
-  kMicrosecond,
-  kSecondOfDay,
-  kHalfOfDay,
-  kEra,
-  kYearWithComma,
-  kYear4,
-  kYear3,
-  kYear2,
-  kYear1,
-  kIsoYear4,
-  kIsoYear3,
-  kIsoYear2,
-  kIsoYear1,
-  kMonthName,
-  kMonthShort,
-  kMonth,
-  kDayName,
-  kDayShort,
-  kDayOfYear,
-  kIsoDayOfYear,
-  kDay,
-  kDayOfWeek,
-  kIsoDayOfWeek,
-  kWeekOfMonth,
-  kWeek,
-  kIsoWeek,
-  kCentury,
-  kJulianDay,
-  kQuarter,
-  kRomanMonth,
-  kZone,
-  kZoneHours,
-  kZoneMinutes,
-};
-
 struct MomentFormat::Name {
   std::wstring_view text;
   Element element;
@@ -162,7 +115,6 @@ void AppendFilled(std::wstring_view text, std::size_t width, XeString& out) {
 constexpr std::size_t kLongestName = 9;
 constexpr std::wstring_view kRomanMonths[] = {L"I",   L"II",   L"III", L"IV", L"V",  L"VI",
                                               L"VII", L"VIII", L"IX",  L"X",  L"XI", L"XII"};
-constexpr std::size_t kLongestRoman = 4;
 
 int DayOfIsoYear(const XeDateTime& moment) {
   return (IsoWeekOp::Apply(moment) - 1) * 7 + IsoDayOfWeekOp::Apply(moment);
@@ -249,46 +201,42 @@ void MomentFormat::Write(const XeDateTime& moment, XeString& out) const {
   }
 }
 
-void MomentFormat::WriteElement(const Piece& piece, const XeDateTime& moment, XeString& out) {
-  const XeDate day = moment.GetDate();
-  // 0 is 1 BC.
-  const auto spoken = [](int year) { return year > 0 ? year : 1 - year; };
-  const int year = spoken(day.GetYear());
-  // Of years before the first one the calendar of weeks says -1 for 1 BC.
-  const auto isoYear = [&] { return std::abs(IsoYearOp::Apply(moment)); };
-  const auto micros = static_cast<int64>(moment.GetNanosecond() / 1000);
+void MomentFormat::WriteNumber(const Piece& piece, int64 value, std::size_t width, XeString& out) {
+  AppendNumber(value, piece.isFilled ? width : 0, out);
+  if (piece.ordinal != 0) AppendOrdinal(piece.ordinal == L'T', out);
+}
+
+void MomentFormat::WriteAllDigits(const Piece& piece, int64 value, std::size_t width,
+                                  XeString& out) {
+  AppendNumber(value, value < 0 ? width - 1 : width, out);
+  if (piece.ordinal != 0) AppendOrdinal(piece.ordinal == L'T', out);
+}
+
+void MomentFormat::WriteName(const Piece& piece, std::wstring_view text, std::size_t width,
+                             XeString& out) {
+  AppendFilled(WithLetters(text, piece.letters), piece.isFilled ? width : 0, out);
+}
+
+std::wstring_view MomentFormat::RomanMonth(std::size_t month) { return kRomanMonths[month - 1]; }
+
+bool MomentFormat::WriteClock(const Piece& piece, const Clock& clock, XeString& out) {
   const auto number = [&](int64 value, std::size_t width) {
-    AppendNumber(value, piece.isFilled ? width : 0, out);
-    if (piece.ordinal != 0) AppendOrdinal(piece.ordinal == L'T', out);
+    WriteNumber(piece, value, width, out);
+    return true;
   };
-  // A fraction has all its digits.
   const auto fraction = [&](int64 divisor, std::size_t width) {
-    AppendNumber(micros / divisor, width, out);
-    if (piece.ordinal != 0) AppendOrdinal(piece.ordinal == L'T', out);
+    WriteAllDigits(piece, clock.microsecond / divisor, width, out);
+    return true;
   };
-  const auto name = [&](std::wstring_view text, std::size_t width) {
-    AppendFilled(WithLetters(text, piece.letters), piece.isFilled ? width : 0, out);
-  };
-  const auto word = [&](bool isFirst, const wchar_t* first, const wchar_t* second) {
-    for (const wchar_t letter : WithLetters(isFirst ? first : second, piece.letters)) {
-      out += letter;
-      if (piece.hasPoints) out += L'.';
-    }
-  };
-  const std::wstring_view month = kEnglishMonthNames[static_cast<std::size_t>(day.GetMonth() - 1)];
-  const std::wstring_view weekday =
-      kEnglishDayNames[static_cast<std::size_t>(XeCalendar::DayOfWeek(day) - 1)];
   switch (piece.element) {
-    case Element::kLiteral:
-      break;
     case Element::kHour12:
-      return number((moment.GetHour() + 11) % 12 + 1, 2);
+      return number(clock.hour % 12 == 0 ? 12 : clock.hour % 12, 2);
     case Element::kHour24:
-      return number(moment.GetHour(), 2);
+      return number(clock.hour, 2);
     case Element::kMinute:
-      return number(moment.GetMinute(), 2);
+      return number(clock.minute, 2);
     case Element::kSecond:
-      return number(moment.GetSecond(), 2);
+      return number(clock.second, 2);
     case Element::kFraction1:
       return fraction(100'000, 1);
     case Element::kFraction2:
@@ -302,17 +250,47 @@ void MomentFormat::WriteElement(const Piece& piece, const XeDateTime& moment, Xe
     case Element::kMicrosecond:
       return fraction(1, 6);
     case Element::kSecondOfDay:
-      return number((moment.GetHour() * 60 + moment.GetMinute()) * 60 + moment.GetSecond(), 0);
+      return number((clock.hour * 60 + clock.minute) * 60 + clock.second, 0);
     case Element::kHalfOfDay:
-      return word(moment.GetHour() < 12, L"AM", L"PM");
+      return WriteWord(piece, clock.hour % 24 < 12 ? L"AM" : L"PM", out), true;
+    default:
+      return false;
+  }
+}
+
+void MomentFormat::WriteWord(const Piece& piece, std::wstring_view word, XeString& out) {
+  for (const wchar_t letter : WithLetters(word, piece.letters)) {
+    out += letter;
+    if (piece.hasPoints) out += L'.';
+  }
+}
+
+void MomentFormat::WriteElement(const Piece& piece, const XeDateTime& moment, XeString& out) {
+  const Clock clock{moment.GetHour(), moment.GetMinute(), moment.GetSecond(),
+                    static_cast<int64>(moment.GetNanosecond() / 1000)};
+  if (WriteClock(piece, clock, out)) return;
+  const XeDate day = moment.GetDate();
+  // 0 is 1 BC.
+  const auto spoken = [](int year) { return year > 0 ? year : 1 - year; };
+  const int year = spoken(day.GetYear());
+  // Of years before the first one the calendar of weeks says -1 for 1 BC.
+  const auto isoYear = [&] { return std::abs(IsoYearOp::Apply(moment)); };
+  const auto number = [&](int64 value, std::size_t width) {
+    WriteNumber(piece, value, width, out);
+  };
+  const auto name = [&](std::wstring_view text, std::size_t width) {
+    WriteName(piece, text, width, out);
+  };
+  const std::wstring_view month = kEnglishMonthNames[static_cast<std::size_t>(day.GetMonth() - 1)];
+  const std::wstring_view weekday =
+      kEnglishDayNames[static_cast<std::size_t>(XeCalendar::DayOfWeek(day) - 1)];
+  switch (piece.element) {
     case Element::kEra:
-      return word(day.GetYear() <= 0, L"BC", L"AD");
+      return WriteWord(piece, day.GetYear() <= 0 ? L"BC" : L"AD", out);
     case Element::kYearWithComma:
       AppendNumber(year / 1000, 0, out);
       out += L',';
-      AppendNumber(year % 1000, 3, out);
-      if (piece.ordinal != 0) AppendOrdinal(piece.ordinal == L'T', out);
-      return;
+      return WriteAllDigits(piece, year % 1000, 3, out);
     case Element::kYear4:
       return number(year, 4);
     case Element::kYear3:
@@ -362,7 +340,7 @@ void MomentFormat::WriteElement(const Piece& piece, const XeDateTime& moment, Xe
     case Element::kQuarter:
       return number((day.GetMonth() - 1) / 3 + 1, 0);
     case Element::kRomanMonth:
-      return name(kRomanMonths[day.GetMonth() - 1], kLongestRoman);
+      return name(RomanMonth(static_cast<std::size_t>(day.GetMonth())), kLongestRoman);
     // A timestamp is of no zone.
     case Element::kZone:
       return;
@@ -371,6 +349,8 @@ void MomentFormat::WriteElement(const Piece& piece, const XeDateTime& moment, Xe
       return;
     case Element::kZoneMinutes:
       out += L"00";
+      return;
+    default:
       return;
   }
 }

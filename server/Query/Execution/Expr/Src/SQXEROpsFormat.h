@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "SQXERIntervalFormat.h"
 #include "SQXERMomentFormat.h"
 #include "SQXERNumberFormat.h"
 #include "SQXEROpFunction.h"

@@ -74,6 +74,46 @@ struct FitBigintOp {
   }
 };
 
+/// A text as BIGINT: a whole number of digits alone, with blanks around it and a sign. Errors 59172
+/// (text, type) for any other text, 59161 ("CastToBigint", limit) beyond 64 bits.
+struct BigintOfTextOp {
+  using Operands = std::tuple<TextOperand>;
+  static constexpr const wchar_t* kName = L"CastToBigint";
+  static constexpr bool kOnBytes = true;
+  template <class Text>
+  static VelmarNumber Apply(const Text& text) {
+    const auto* first = text.buffer_;
+    const auto* last = text.buffer_ + text.length_;
+    const auto isBlank = [](auto c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    while (first != last && isBlank(*first)) ++first;
+    while (first != last && isBlank(last[-1])) --last;
+    const bool isNegative = first != last && *first == '-';
+    if (isNegative || (first != last && *first == '+')) ++first;
+    if (first == last) Refuse(text);
+    // Downwards, where there is one more.
+    int64 value = 0;
+    for (; first != last; ++first) {
+      if (*first < '0' || *first > '9') Refuse(text);
+      if (__builtin_mul_overflow(value, int64{10}, &value) ||
+          __builtin_sub_overflow(value, static_cast<int64>(*first - '0'), &value)) {
+        Overflow();
+      }
+    }
+    if (!isNegative && __builtin_sub_overflow(int64{0}, value, &value)) Overflow();
+    return VelmarNumber(value);
+  }
+
+ private:
+  template <class Text>
+  [[noreturn]] static void Refuse(const Text& text) {
+    SUGThrow(ErrorMessage(
+        59172, {XeString(text.buffer_, text.buffer_ + text.length_), XeString(L"BIGINT")}));
+  }
+  [[noreturn]] static void Overflow() {
+    SUGThrow(ErrorMessage(kOverflow, {kName, L"9223372036854775807"}));
+  }
+};
+
 /// How bits are combined. Shifts count modulo the number of bits.
 struct AndBits {
   static constexpr const wchar_t* kName = L"BitAnd";

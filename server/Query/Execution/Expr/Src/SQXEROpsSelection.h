@@ -28,6 +28,21 @@ struct QuantilePlace {
   float64 share;
 };
 
+/// Where a fraction of the way from the first to the last of so many values lies, at least one; or,
+/// where it is not continuous, the first of which at least that fraction is no greater. NaN counts
+/// as 0.
+inline QuantilePlace PlaceOfFraction(std::size_t count, float64 fraction, bool isContinuous) {
+  const auto size = static_cast<float64>(count);
+  if (std::isnan(fraction)) fraction = 0;
+  if (!isContinuous) {
+    const auto rank = static_cast<std::size_t>(std::ceil(fraction * size));
+    return {std::clamp<std::size_t>(rank, 1, count) - 1, 0};
+  }
+  const float64 place = fraction * (size - 1);
+  const float64 rank = std::floor(place);
+  return {static_cast<std::size_t>(rank), place - rank};
+}
+
 /// Finds values by their rank among at least one, which it puts into another order. Its room is
 /// kept from one call to the next.
 class RankSelection {

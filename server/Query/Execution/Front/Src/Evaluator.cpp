@@ -220,8 +220,8 @@ Value Evaluator::Impl::EvaluateRow(const std::vector<Value>& row) {
     for (const uint16 i : used_) {
       if (i >= row.size()) break;
       ColumnInfo& column = rows.schema.columns[i];
-      const auto builder =
-          VectorBuilder::Make(column.type, VectorBuilder::kAnyLength, VectorBuilder::Options());
+      const auto builder = VectorBuilder::Make(column.type, VectorBuilder::kAnyLength,
+                                               {.isBigint = column.isBigint});
       const std::string text = TextOf(row[i]);
       if (std::holds_alternative<std::monostate>(row[i])) {
         builder->AppendNull();

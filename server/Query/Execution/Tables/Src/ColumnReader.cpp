@@ -9,7 +9,7 @@ std::unique_ptr<VectorBuilder> FileColumn::MakeBuilder(const std::string& nullTe
   return VectorBuilder::Make(
       GetType(), known ? known->length : VectorBuilder::kAnyLength,
       {declared ? VectorBuilder::Strictness::kDeclared : VectorBuilder::Strictness::kInferred,
-       nullText});
+       nullText, known && known->isBigint});
 }
 
 ColumnReader::ColumnReader(const std::vector<FileColumn>& columns, const std::string& nullText,

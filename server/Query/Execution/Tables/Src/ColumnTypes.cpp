@@ -23,6 +23,15 @@ constexpr TypeName kTypeNames[] = {
     {"date", XeDateData},       {"time", XeTimeData},         {"timestamp", XeTimeStampData},
     {"boolean", XeBoolean},     {"interval", XeIntervalData},
 };
+/// Other names of these, and one that takes fewer values than its type.
+constexpr std::string_view kBigint = "bigint";
+constexpr std::pair<std::string_view, std::string_view> kSynonyms[] = {
+    {"smallint", "int2"}, {"integer", "int4"},
+    {"int", "int4"},      {"int8", kBigint},
+    {"real", "float"},    {"float4", "float"},
+    {"float8", "double"}, {"decimal", "numeric"},
+    {"bool", "boolean"},  {"double precision", "double"},
+};
 
 /// The longest text whose stored form still has a length of 32 bits.
 constexpr uint32 kMaxCharacters = (uint32{1} << 30) - 2;
@@ -107,9 +116,14 @@ std::optional<ColumnInfo> ReadDeclaredType(std::string_view text) {
   for (char& c : name) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
   }
+  const auto* const synonym = std::ranges::find(
+      kSynonyms, std::string_view(name), &std::pair<std::string_view, std::string_view>::first);
+  if (synonym != std::end(kSynonyms)) name = synonym->second;
+  ColumnInfo column;
+  column.isBigint = name == kBigint;
+  if (column.isBigint) name = "numeric";
   const auto* const found = std::ranges::find(kTypeNames, std::string_view(name), &TypeName::name);
   if (found == std::end(kTypeNames)) return {};
-  ColumnInfo column;
   column.type = found->type;
   std::optional<uint32> length = XeFieldDescriptor::GetObjectLength(column.type, 0);
   if (IsSized(column.type)) {
@@ -141,6 +155,7 @@ ColumnInfo AsDeclared(const ColumnInfo& column) {
 }
 
 XeString DeclaredTypeName(const ColumnInfo& column) {
+  if (column.isBigint) return Wide(kBigint);
   const auto* const found = std::ranges::find(kTypeNames, column.type, &TypeName::type);
   XeString name = found == std::end(kTypeNames)
                       ? SUXeDataTypeUtility::GetXeDataTypeName(column.type)

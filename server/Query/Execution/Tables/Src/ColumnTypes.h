@@ -14,7 +14,9 @@ using DeclaredTypes = std::map<XeString, ColumnInfo>;
 
 /// Reads "COL:TYPE,COL:TYPE". A name in double quotes may hold any character (a quotation mark
 /// doubled). Types, letter case ignored: bit, int1, uint1, int2, uint2, int4, uint4, float, double,
-/// numeric, char(n), varchar(n), date, time, timestamp, interval, boolean. Error 57014 (text) for
+/// numeric, char(n), varchar(n), date, time, timestamp, interval, boolean; bigint, a numeric that
+/// takes whole numbers of 64 bits alone; and as other names of these smallint, int, integer, int8,
+/// real, float4, float8, double precision, decimal, bool. Error 57014 (text) for
 /// anything else, and for a column named twice.
 DeclaredTypes ReadDeclaredTypes(const std::string& text);
 

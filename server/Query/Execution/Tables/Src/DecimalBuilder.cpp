@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <charconv>
 
 #include "FixedBuilder.h"
 #include "PlainNumber.h"
@@ -24,6 +25,7 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
 
   [[gnu::always_inline]] Outcome TakeText(std::string_view text, uint64 row) {
     PlainNumber number;
+    if (IsBigint()) return TakeBigint(text, row);
     if (ReadPlainNumber(text, number) && IsTaken(number)) {
       const int64 size = static_cast<int64>(number.digits);
       TakeScaled(number.negative ? -size : size, number.fraction, row);
@@ -58,6 +60,17 @@ class DecimalBuilder final : public TypedBuilder<DecimalBuilder> {
   }
 
  private:
+  Outcome TakeBigint(std::string_view text, uint64 row) {
+    text = TrimBlanks(text);
+    // A plus sign is one that people write.
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
+    int64 value;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return Outcome::kUnreadable;
+    TakeScaled(value, 0, row);
+    return Outcome::kTaken;
+  }
+
   bool IsTaken(const PlainNumber& number) const {
     if (!IsInferred()) return true;
     return !number.hasPoint && number.isCanonical && (number.digits != 0 || !number.negative);

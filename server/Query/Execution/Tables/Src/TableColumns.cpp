@@ -55,7 +55,7 @@ void TableColumns::BeginLoad(uint64 rows) {
     const auto& declared = names_.GetDeclared(i);
     builders_.push_back(VectorBuilder::Make(declared ? declared->type : surveys_[i].GetType(),
                                             declared ? declared->length : VectorBuilder::kAnyLength,
-                                            VectorBuilder::Options()));
+                                            {.isBigint = declared && declared->isBigint}));
     builders_.back()->Expect(rows);
   }
 }

@@ -29,6 +29,8 @@ class VectorBuilder {
     Strictness strictness = Strictness::kDeclared;
     /// What a field of a slice without quotation marks says to be NULL; an empty one always is.
     std::string nullText = {};
+    /// Of decimals: whole numbers of 64 bits alone.
+    bool isBigint = false;
   };
 
   static constexpr uint32 kAnyLength = std::numeric_limits<uint32>::max();
@@ -64,6 +66,7 @@ class VectorBuilder {
   /// The values so far, as far as DescribeBlock reads them.
   virtual ColumnVector ShowValues() const = 0;
 
+  bool IsBigint() const { return options_.isBigint; }
   bool IsInferred() const { return options_.strictness == Strictness::kInferred; }
   /// Empty when there is none.
   std::string_view GetNullText() const { return options_.nullText; }

@@ -7,6 +7,9 @@
 #include <set>
 
 #include "AggregateTesting.h"
+#include "SQXERBatchFold.h"
+#include "SQXERExprCast.h"
+#include "SQXERExprExtract.h"
 #include "SQXERHeldMemory.h"
 #include "SQXERMovingValues.h"
 
@@ -279,14 +282,19 @@ TEST(Ordered, IsDrivenBetweenInitializeAndFinalize) {
   });
 }
 
+/// A histogram of column 0.
+Histogram* MakeHistogram() {
+  return new Histogram(ColumnsOf({0}), nullptr, nullptr, false,
+                       std::make_unique<Cast>(new Extract(0), XeLongVarCharData, 30, 0));
+}
+
 TEST(Ordered, CountsAndDropsRowsThatComeAgain) {
   // Some come again soon, and some when others have taken their places; zeros with and without a
   // sign are equal, and the first one counts.
   TestRecord input{{Double}, {VarChar, 12}}, target{{VarChar, 4000}}, text{{VarChar, 1 << 16}};
   Driven values(MakeOrdered(MakeList(), {{0, kAscending}}, true), input, target);
-  Driven counts(
-      MakeOrdered(std::unique_ptr<Aggregate>(MakeOf<Histogram>({0, 1})), {{0, kDescending}}, false),
-      input, text);
+  Driven counts(MakeOrdered(std::unique_ptr<Aggregate>(MakeHistogram()), {{0, kDescending}}, false),
+                input, text);
   std::mt19937 random(43);
   for (const unsigned kinds : {3u, 300u, 5000u}) {
     std::map<float64, std::pair<int, XeString>, std::greater<>> expected;
@@ -316,9 +324,105 @@ TEST(Ordered, CountsAndDropsRowsThatComeAgain) {
   }
 }
 
+/// A histogram of column 0, the different values of column 1, and how many pairs are different.
+Aggregate* MakeOverBatches(int kind) {
+  using Held = std::unique_ptr<Aggregate>;
+  switch (kind) {
+    case 0:
+      return new Ordered(ColumnsOf({0}), Held(MakeHistogram()), {{0, kDescending}}, false, 1);
+    case 1:
+      return new Ordered(ColumnsOf({1}), MakeList(), {{0, kAscending}}, true, 1);
+    default:
+      return new Ordered(ColumnsOf({0, 1}),
+                         Held(new Count(ColumnsOf({0}), nullptr, nullptr, false, false, false)),
+                         {{0, kAscending}, {1, kAscending}}, true, 2);
+  }
+}
+
+/// A batch of two columns, some values NULL.
+struct TwoColumns {
+  explicit TwoColumns(std::mt19937& random, unsigned kinds) {
+    for (uint32 row = 0; row < kMostBatchRows; ++row) {
+      x[row] = static_cast<int32>(random() % kinds) - 5;
+      y[row] = random() % 4 == 0 ? (random() % 2 == 0 ? 0.0 : -0.0) : random() % kinds / 4.0;
+    }
+    for (uint64& word : validity) word = ~uint64{0} << random() % 3;
+    vectors[0].form = ColumnForm::kInt32;
+    vectors[0].values = reinterpret_cast<const uint8*>(x);
+    vectors[1].form = ColumnForm::kFloat64;
+    vectors[1].values = reinterpret_cast<const uint8*>(y);
+    for (BatchVector& vector : vectors) vector.validity = validity;
+  }
+  int32 x[kMostBatchRows];
+  float64 y[kMostBatchRows];
+  uint64 validity[kMostBatchWords];
+  BatchVector vectors[2];
+};
+
+TEST(Ordered, TakesFromBatchesWhatRowsBringWithinAnyMemory) {
+  const std::size_t buffer = SqrtSorter::GetInitialBufferBytes();
+  SqrtSorter::SetInitialBufferBytes(4096);
+  TestRecord input{{Int4}, {Double}}, text{{VarChar, 1 << 16}}, number{{UInt4}};
+  constexpr std::size_t kGroups = 3;
+  std::mt19937 random(47);
+  for (const uint64 limit : {uint64{0}, uint64{50'000}, uint64{1} << 30}) {
+    for (int kind = 0; kind < 3; ++kind) {
+      TestRecord& target = kind == 2 ? number : text;
+      Driven rows(MakeOverBatches(kind), input, target);
+      Driven batches(MakeOverBatches(kind), input, target);
+      HeldMemory memory(limit), other(limit);
+      ASSERT_TRUE(rows->HoldTogether(other) && batches->HoldTogether(memory));
+      ASSERT_TRUE(batches->TakesBatches());
+      std::vector<uint8> states[2][kGroups];
+      for (std::size_t i = 0; i < kGroups; ++i) {
+        for (Driven* const on : {&rows, &batches}) {
+          auto& state = states[on == &batches][i];
+          state.resize((*on)->TransferState(StateTransfer::kMeasure, nullptr));
+          (*on)->Initialize(true);
+          (*on)->TransferState(StateTransfer::kSave, state.data());
+        }
+      }
+      for (int step = 0; step < 8; ++step) {
+        const TwoColumns batch(random, step % 2 == 0 ? 40 : 4000);
+        const BatchVector* const columns[] = {&batch.vectors[kind == 1 ? 1 : 0], &batch.vectors[1]};
+        uint8* of[kMostBatchRows];
+        const bool isBatch = step != 5;
+        for (uint32 row = 0; row < kMostBatchRows; ++row) {
+          const std::size_t group = random() % kGroups;
+          of[row] = states[1][group].data();
+          const bool isNull = batch.vectors[0].IsNull(row);
+          SetNumberOrNull(input, 0, isNull ? std::nullopt : std::optional<float64>(batch.x[row]));
+          SetNumberOrNull(input, 1, isNull ? std::nullopt : std::optional<float64>(batch.y[row]));
+          for (Driven* const on : {&rows, &batches}) {
+            if (on == &batches && isBatch) continue;
+            (*on)->TransferState(StateTransfer::kRestore, states[on == &batches][group].data());
+            (*on)->Compute(input.buffer(), input.size());
+          }
+        }
+        if (!isBatch) continue;
+        const BatchRows all{.count = kMostBatchRows};
+        ASSERT_TRUE(batches->AdmitsColumns({columns, kind == 2 ? 2u : 1u}, all));
+        batches->FoldBatch({.input = columns[0], .count = kMostBatchRows, .states = of});
+      }
+      for (std::size_t i = 0; i < kGroups; ++i) {
+        XeString results[2];
+        for (Driven* const on : {&rows, &batches}) {
+          (*on)->Initialize(true);
+          (*on)->TransferState(StateTransfer::kRestore, states[on == &batches][i].data());
+          on->Finish();
+          results[on == &batches] =
+              kind == 2 ? std::to_wstring(target.GetNumber(0).value_or(-1)) : target.GetText(0);
+        }
+        EXPECT_EQ(results[0], results[1]) << kind << " " << limit;
+      }
+    }
+  }
+  SqrtSorter::SetInitialBufferBytes(buffer);
+}
+
 TEST(Runs, CountWhatComesMostOften) {
   TestRecord input{{Int4}, {VarChar, 12}}, target{{Int4}}, text{{VarChar, 100}};
-  Driven mode(MakeOf<Mode>({0}), input, target), histogram(MakeOf<Histogram>({0, 1}), input, text);
+  Driven mode(MakeOf<Mode>({0}), input, target), histogram(MakeHistogram(), input, text);
   std::mt19937 random(31);
   for (std::size_t count = 0; count < 50; ++count) {
     std::map<int, int> counts;

@@ -37,8 +37,9 @@ TEST(AggregateBinding, RefusesTypesAndColumns) {
       const auto type = static_cast<XeDataType>(number);
       TestRecord input({{type, 8}});
       const bool isRefused = numbersOnly ? FindNumericInput(type) == nullptr : type == XeObjectData;
-      // Sums and means take intervals, for a result of that type.
-      const bool isAdded = type == Span && (make == &Make<Sum, false> || make == &Make<Avg>);
+      // Sums, means and medians take intervals, for a result of that type.
+      const bool isAdded = type == Span && (make == &Make<Sum, false> || make == &Make<Avg> ||
+                                            make == &Make<Median>);
       if (isRefused && !isAdded) {
         refuse(input, SUXeDataTypeUtility::GetXeDataTypeName(type));
       }

@@ -115,6 +115,10 @@ TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
       {"a\n-1\n", "a:uint2", 2, "has a value that the column \"a\", uint2, cannot take: \"-1\""},
       {"a\n2012-13-01\n", "a:date", 2,
        "has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
+      {"a\n 12\n9223372036854775808\n", "a:bigint", 3,
+       "has a value that the column \"a\", bigint, cannot take: \"9223372036854775808\""},
+      {"a\n+1\n1.0\n", "a:int8", 3,
+       "has a value that the column \"a\", bigint, cannot take: \"1.0\""},
       {"a\n1\n", "b:int4", 0,
        "the declared types of \"t.csv\" name a column that it has not, write its "
        "name as the file does, letter case included: \"b\""},
@@ -279,7 +283,7 @@ TEST_F(CsvTable, PipesAreReadOnce) {
 
 TEST(ColumnTypes, RefusesWhatDoesNotReadAsDeclarations) {
   for (const char* text :
-       {"", "a", "a:", "a:int8", "a:int4,", "a:int4,,b:int4", ":int4", "a:int4,a:int4", "a:char",
+       {"", "a", "a:", "a:int16", "a:int4,", "a:int4,,b:int4", ":int4", "a:int4,a:int4", "a:char",
         "a:char()", "a:char(0)", "a:char(x)", "a:char(3", "a:char(-1)", "a:varchar(4294967296)",
         "a:int4(2)", "\"a:int4", "\"a\"int4"}) {
     SCOPED_TRACE(text);

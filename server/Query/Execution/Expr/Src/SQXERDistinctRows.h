@@ -1,0 +1,224 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "SQXERBatchFold.h"
+#include "SQXERHeldMemory.h"
+#include "SQXERTextBytes.h"
+#include "Utility/HugePages.h"
+#include "Utility/XeRecordMetaData.h"
+
+namespace sqxer {
+
+/// The rows of a few values that batches bring to all groups side by side, each once in a group, in
+/// the order in which they first came, with how often they came. Equal are rows of the same bits,
+/// or those that the order of values finds equal: then each is there once, while of the former,
+/// where few come again, some may be there several times.
+///
+/// A value is held as one word: a number, a day or a moment as what vectors have of it, a text as
+/// its number among the different ones. What grows does so within the memory that is allowed; who
+/// owns this takes the rows out when there is no room for more.
+class SQXEREXPR_API DistinctRows {
+ public:
+  /// Whether rows of the first fields of a layout can be held; `joinsEqual`: such that values that
+  /// the order finds equal are one.
+  static bool Takes(const XeRecordMetaData& layout, std::size_t fields, bool joinsEqual);
+  /// The layout and `memory` must outlive this.
+  DistinctRows(const XeRecordMetaData& layout, std::size_t fields, bool joinsEqual,
+               HeldMemory& memory);
+  ~DistinctRows();
+
+  /// Whether AddBatch takes the rows of these columns; those with a NULL in one of the first
+  /// `needed` columns do not count, and there must be none in the others.
+  bool Admits(std::span<const BatchVector* const> columns, std::size_t needed,
+              const BatchRows& rows);
+  /// Takes in the rows of the batch that was admitted. The number of each row's group stands at the
+  /// beginning of its state; the first row has the number `number`. Calls spill(), which is to take
+  /// the rows out and Clear, where there is no room.
+  template <class Spill>
+  void AddBatch(const BatchFold& fold, uint64 number, Spill&& spill);
+
+  std::size_t GetCount() const { return used_; }
+  /// How many rows the group has.
+  uint32 CountRows(uint32 group) const { return group < counts_.size() ? counts_[group] : 0; }
+  /// Of a row, by its place in the order in which they came: its group, how often it came, and the
+  /// number of the row with which it came first.
+  uint32 GroupOf(std::size_t row) const { return static_cast<uint32>(At(row)[0] >> 32); }
+  uint32 TimesOf(std::size_t row) const { return static_cast<uint32>(At(row)[0]); }
+  uint64 NumberOf(std::size_t row) const { return At(row)[1]; }
+  /// A row will be asked for.
+  void Expect(std::size_t row) const { Prefetch(At(row)); }
+  /// Writes the values to a record of the layout.
+  void Store(std::size_t row, uint8* record) const;
+  /// Forgets the rows. Texts are kept until MakeRoom, as a batch may still speak of them.
+  void Clear();
+
+  /// Whether texts have to go before another batch comes.
+  bool NeedsRoom() const { return isFull_; }
+  /// Forgets the rows and the texts.
+  void MakeRoom();
+
+  /// Whether the values of a field can be sorted as words.
+  bool HasOrder(std::size_t field) const { return fields_[field].kind != Kind::kText; }
+  /// The rows by their groups, and then by this field; equal ones in the order in which they came.
+  /// False when there is no memory for that.
+  bool TrySort(std::size_t field, bool descends, std::vector<uint32>& rows);
+  bool AreEqual(std::size_t field, std::size_t row, std::size_t other) const {
+    return OrderOf(field, row) == OrderOf(field, other);
+  }
+
+ private:
+  enum class Kind : uint8 { kWhole, kReal, kDecimal, kText };
+  struct Field {
+    XeDataType type;
+    Kind kind;
+    uint32 offset;
+    uint32 nullOffset;
+    /// Of a decimal: that of all vectors; -1 before the first one.
+    int scale = -1;
+    /// Of a text: the numbers of the entries of a dictionary, and one; 0 for those that have not
+    /// come.
+    std::shared_ptr<const ColumnVector> dictionary;
+    std::vector<uint32> codes;
+  };
+  /// A thing of an open table: the upper half of its hash, and its number and one, 0 for none.
+  struct Slot {
+    uint32 tag = 0;
+    uint32 number = 0;
+  };
+  using Slots = std::vector<Slot, ScatteredAllocator<Slot>>;
+
+  static bool FindKind(const XeFieldDescriptor& field, bool isWide, bool joinsEqual, Kind& kind);
+  const uint64* At(std::size_t row) const { return rows_.data() + row * stride_; }
+  /// The word of a field as a number that ascends with the value.
+  uint64 OrderOf(std::size_t field, std::size_t row) const;
+  static Slot* Find(Slots& slots, uint32 tag, auto&& isSame);
+  bool TryTake(uint64 bytes);
+  static void Widen(Slots& slots);
+  bool ReadWords(std::size_t field, const BatchVector& column, const BatchRows& rows);
+  bool ReadTexts(Field& field, const BatchVector& column, const BatchRows& rows, uint64* words);
+  /// The number of a text and one; 0 when there is no room for it.
+  uint32 NumberOfText(const TextBytes& text);
+  /// Whether there is room for another row.
+  bool HasRoom();
+  template <class Spill>
+  void Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spill&& spill);
+  /// Puts a row behind the others, for which there is room.
+  void Append(uint32 group, uint32 row, uint64 number);
+  /// After so many rows were looked for: whether few of them came again.
+  void LookBack(uint32 looked, std::size_t usedBefore);
+
+  static constexpr std::size_t kHead = 2;
+  /// A table of so many slots is looked up with the next places on their way to the cache.
+  static constexpr std::size_t kLeastPrefetched = 4096;
+
+  HeldMemory& memory_;
+  uint64 taken_ = 0;
+  const bool joinsEqual_;
+  std::vector<Field> fields_;
+  const std::size_t stride_;
+
+  Slots slots_;
+  /// Of each row its group and how often it came, its number, and its words.
+  std::vector<uint64, ScatteredAllocator<uint64>> rows_;
+  std::size_t used_ = 0;
+  std::size_t capacity_ = 0;
+  /// Rows are no longer looked for.
+  bool isAppending_ = false;
+  std::vector<uint32> counts_;
+
+  Slots textSlots_;
+  std::vector<TextBytes> texts_;
+  std::vector<std::vector<uint8>> blocks_;
+  std::size_t blockEnd_ = 0;
+  std::vector<uint8> room_;
+  bool isFull_ = false;
+
+  /// Of the batch that was admitted: of each field a word a row, and the rows that count.
+  std::vector<std::unique_ptr<uint64[]>> words_;
+  BatchVector counting_;
+  uint64 validity_[kMostBatchWords];
+};
+
+auto DistinctRows::Find(Slots& slots, uint32 tag, auto&& isSame) -> Slot* {
+  const std::size_t mask = slots.size() - 1;
+  for (std::size_t at = tag & mask;; at = (at + 1) & mask) {
+    Slot& slot = slots[at];
+    if (slot.number == 0 || (slot.tag == tag && isSame(slot.number - 1))) return &slot;
+  }
+}
+
+template <class Spill>
+void DistinctRows::Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spill&& spill) {
+  const std::size_t fields = fields_.size();
+  Slot* slot = Find(slots_, tag, [&](uint32 known) {
+    const uint64* const kept = At(known);
+    if (kept[0] >> 32 != group) return false;
+    for (std::size_t i = 0; i < fields; ++i) {
+      if (kept[kHead + i] != words_[i][row]) return false;
+    }
+    return true;
+  });
+  if (slot->number != 0) {
+    ++rows_[(slot->number - std::size_t{1}) * stride_];
+    return;
+  }
+  if (used_ == capacity_) [[unlikely]] {
+    if (!HasRoom()) spill();
+    slot = Find(slots_, tag, [](uint32) { return false; });
+  }
+  Append(group, row, number);
+  *slot = {tag, static_cast<uint32>(used_)};
+}
+
+inline void DistinctRows::Append(uint32 group, uint32 row, uint64 number) {
+  uint64* const kept = rows_.data() + used_++ * stride_;
+  kept[0] = uint64{group} << 32 | 1;
+  kept[1] = number;
+  for (std::size_t i = 0; i < fields_.size(); ++i) kept[kHead + i] = words_[i][row];
+  if (group >= counts_.size()) counts_.resize(group + std::size_t{1});
+  ++counts_[group];
+}
+
+template <class Spill>
+void DistinctRows::AddBatch(const BatchFold& fold, uint64 number, Spill&& spill) {
+  BatchFold counting = fold;
+  counting.input = &counting_;
+  if (capacity_ == 0) HasRoom();
+  const auto groupOf = [&](uint32 index) { return LoadValue<uint32>(fold.StateOf(index)); };
+  if (isAppending_) {
+    counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      if (!isValue) return;
+      if (used_ == capacity_ && !HasRoom()) spill();
+      Append(groupOf(index), row, number + index);
+    });
+    return;
+  }
+  const std::size_t usedBefore = used_;
+  uint32 tags[kMostBatchRows];
+  const bool isAhead = slots_.size() >= kLeastPrefetched;
+  const std::size_t mask = slots_.size() - 1;
+  counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
+    if (!isValue) return;
+    uint64 hash = kHashSeed + groupOf(index);
+    for (const auto& words : words_) hash = MixHash(hash, words[row]);
+    tags[index] = static_cast<uint32>(hash >> 32);
+    if (isAhead) Prefetch(&slots_[tags[index] & mask]);
+  });
+  if (isAhead) {
+    counting.ForEach([&](uint32 index, uint32, bool isValue) {
+      if (!isValue) return;
+      const Slot& slot = slots_[tags[index] & mask];
+      if (slot.tag == tags[index] && slot.number != 0)
+        Prefetch(rows_.data() + (slot.number - std::size_t{1}) * stride_);
+    });
+  }
+  counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
+    if (isValue) Add(groupOf(index), row, tags[index], number + index, spill);
+  });
+  LookBack(fold.count, usedBefore);
+}
+
+}  // namespace sqxer

@@ -1,0 +1,8 @@
+#include "SQXERExprFunctionTimeZone.h"
+
+namespace sqxer {
+
+template class OpFunction<ZoneOfRowOp<true>>;
+template class OpFunction<ZoneOfRowOp<false>>;
+
+}  // namespace sqxer
