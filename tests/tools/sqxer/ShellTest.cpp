@@ -4,7 +4,9 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <iterator>
 #include <regex>
+#include <sstream>
 #include <thread>
 
 #include "CommandTesting.h"
@@ -297,27 +299,51 @@ std::string ReadSession(const std::string& path) {
   return start == std::string::npos ? "" : document.substr(start + 4, end - start - 4);
 }
 
+/// Types what stands behind the prompts of a session, until it leaves, and returns what is shown.
+std::string Replay(Terminal& terminal, const std::string& session) {
+  std::string shown;
+  std::istringstream lines(session);
+  for (std::string line; std::getline(lines, line);) {
+    for (const std::string prompt : {kPrompt, kContinued}) {
+      if (!line.starts_with(prompt)) continue;
+      shown += terminal.WaitFor(prompt);
+      terminal.Type(line.substr(prompt.size()) + "\n");
+    }
+  }
+  shown += terminal.WaitFor("\\q\r\n");
+  EXPECT_EQ(terminal.WaitForEnd(), 0);
+  std::erase(shown, '\r');
+  return shown;
+}
+
 TEST_F(ShellOnTerminal, ShowsWhatTheDocumentsSay) {
   for (const char* document : {"README.md", "docs/shell.md"}) {
     SCOPED_TRACE(document);
     const std::string session = ReadSession(document);
     Terminal terminal(SQXER_SOURCE_DIR, {"examples/data/seattle-weather.csv"},
                       {.environment = {{"XDG_STATE_HOME", folder_.File("state")}}});
-    std::string shown;
-    for (std::size_t at = 0; at < session.size();) {
-      const std::size_t end = session.find('\n', at);
-      for (const std::string prompt : {kPrompt, kContinued}) {
-        if (session.compare(at, prompt.size(), prompt) != 0) continue;
-        shown += terminal.WaitFor(prompt);
-        terminal.Type(session.substr(at + prompt.size(), end + 1 - at - prompt.size()));
-      }
-      at = end + 1;
-    }
-    shown += terminal.WaitFor("\\q\r\n");
-    EXPECT_EQ(terminal.WaitForEnd(), 0);
-    std::erase(shown, '\r');
-    EXPECT_EQ(shown, session);
+    EXPECT_EQ(Replay(terminal, session), session);
   }
+}
+
+TEST_F(ShellOnTerminal, TheTourGoesAsItStands) {
+  for (const char* file : {"sales.csv", "customers.csv"}) {
+    folder_.Write(file, ReadFile(std::string(SQXER_SOURCE_DIR "/examples/tour/") + file));
+  }
+  std::istringstream tour(ReadFile(SQXER_SOURCE_DIR "/docs/tour.md"));
+  int sessions = 0;
+  for (std::string line; std::getline(tour, line);) {
+    if (!line.starts_with("$ sqxer ")) continue;
+    std::istringstream words(line.substr(8));
+    const std::vector<std::string> arguments(std::istream_iterator<std::string>(words), {});
+    std::string session;
+    while (std::getline(tour, line) && line != "```") session += line + "\n";
+    SCOPED_TRACE(session);
+    Terminal terminal(folder_.Path(), arguments);
+    EXPECT_EQ(Replay(terminal, session), session);
+    ++sessions;
+  }
+  EXPECT_EQ(sessions, 10);
 }
 
 TEST_F(ShellOnTerminal, ShowsLongResultsThroughThePager) {
