@@ -188,6 +188,7 @@ void Shell::RunOne(const std::string& text, const Statement& statement) {
     RunStatement(session_, options, text, statement, 1, output);
     const std::chrono::duration<double, std::milli> time = Clock::now() - start;
     terminal.Finish();
+    if (const std::string& tag = session_.GetReport().tag; !tag.empty()) WriteOut(tag + "\n");
     if (options_.timing) WriteOut(fmt::format("Time: {:.1f} ms\n", time.count()));
   } catch (const ShowingInterrupted&) {
     PrintCancelled();
@@ -260,7 +261,11 @@ void Shell::RunFile(const std::string& path) {
 std::vector<KnownTable> Shell::ListTables() const {
   std::vector<KnownTable> tables = opened_;
   for (const auto& [name, path] : options_.tables) tables.push_back({name, path});
+  std::vector<KnownTable> others = ListMadeTables(session_);
   for (KnownTable& table : ListTablesOfFolder(options_.directory)) {
+    others.push_back(std::move(table));
+  }
+  for (KnownTable& table : others) {
     // A name that was given means what it was given for.
     if (std::ranges::find(tables, table.name, &KnownTable::name) == tables.end()) {
       tables.push_back(std::move(table));

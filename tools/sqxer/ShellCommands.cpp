@@ -46,7 +46,8 @@ void ShowTables(Shell& shell, const std::string& argument) {
   if (!argument.empty()) return shell.Show(shell.DescribeTable(argument));
   std::vector<std::pair<std::string, std::string>> lines;
   for (const KnownTable& table : shell.ListTables()) {
-    lines.emplace_back(QuoteName(table.name), OnOneLine(table.path));
+    lines.emplace_back(QuoteName(table.name),
+                       OnOneLine(table.path.empty() ? "(" + table.kind + ")" : table.path));
   }
   if (lines.empty()) {
     return shell.Show("no tables: a quoted path of a file is one (SELECT * FROM 'sales.csv')\n");

@@ -12,7 +12,10 @@ namespace sqxer {
 /// A table that a statement can name without its path.
 struct KnownTable {
   std::string name;
+  /// Of its file; empty for one that has none.
   std::string path;
+  /// What it is instead: "view", "table".
+  std::string kind = {};
 };
 
 /// Arguments that are wrong; what() is the sentence.
@@ -38,6 +41,9 @@ void PrintHeaderWarning(const std::string& path);
 
 /// The files of a folder that bare names mean (NAME.csv), by name.
 std::vector<KnownTable> ListTablesOfFolder(const std::string& folder);
+
+/// The tables and views that statements of the session have made.
+std::vector<KnownTable> ListMadeTables(engine::Session& session);
 
 /// A name as statements write it: in quotation marks where it must have them.
 std::string QuoteName(const std::string& name);

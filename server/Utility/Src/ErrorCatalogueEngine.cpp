@@ -132,8 +132,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57151, 2, "two columns of \"{0}\" have the same name, give one another by AS: \"{1}\""},
       {57152, 2, "\"{0}\" cannot be written: {1}"},
       {57153, 1,
-       "COPY writes files that end in .csv, .tsv, .jsonl, .ndjson or .json, also packed (.gz, "
-       ".zst), or of a FORMAT that is named: \"{0}\""},
+       "COPY writes files that end in .csv, .tsv, .jsonl, .ndjson, .json or .arrow, also packed "
+       "(.gz, .zst), or of a FORMAT that is named: \"{0}\""},
       {57154, 1, "the option {0} of COPY is for CSV alone"},
       {57155, 3, "\"{0}\" is given {1} names for columns, and the query has {2}"},
       {57170, 0,

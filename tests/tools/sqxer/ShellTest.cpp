@@ -156,6 +156,21 @@ double MeasureCtrlC(Terminal& terminal, const std::string& statement) {
   return duration<double, std::milli>(steady_clock::now() - start).count();
 }
 
+TEST_F(ShellOnTerminal, KnowsWhatStatementsHaveMade) {
+  Terminal terminal(folder_.Path(), {});
+  terminal.WaitFor(kPrompt);
+  EXPECT_THAT(terminal.Run("CREATE VIEW cheap AS SELECT region FROM sales WHERE price < 3;"),
+              HasSubstr("\r\nCREATE VIEW\r\n"));
+  EXPECT_THAT(terminal.Run("CREATE TABLE two AS SELECT * FROM sales LIMIT 2;"),
+              HasSubstr("\r\nSELECT 2\r\n"));
+  EXPECT_THAT(terminal.Run("\\d"),
+              HasSubstr("  cheap  (view)\r\n  sales  sales.csv\r\n  two    (table)\r\n"));
+  EXPECT_THAT(terminal.Run("\\d two"), HasSubstr("two: 3 columns\r\n  region"));
+  terminal.ExpectCompletion("SELECT * FROM chea", "p ");
+  EXPECT_THAT(terminal.Run("COPY cheap TO 'cheap.arrow';"), HasSubstr("\r\nCOPY 2\r\n"));
+  EXPECT_EQ(ReadFile(folder_.File("cheap.arrow")).substr(0, 6), "ARROW1");
+}
+
 TEST_F(ShellOnTerminal, CtrlCEndsAStatementAtOnce) {
 #if defined(SQXER_ADDRESS_SANITIZER) || defined(SQXER_THREAD_SANITIZER)
   constexpr double kMost = 1000;
@@ -247,7 +262,7 @@ TEST_F(ShellOnTerminal, RunsCommands) {
   EXPECT_EQ(ReadFile(folder_.File("result.csv")), "x\n5\n");
   EXPECT_THAT(terminal.Run("SELECT 6 AS x;"), HasSubstr("\r\nx\r\n6\r\n"));
   EXPECT_THAT(terminal.Run("\\o no/where.csv"), HasSubstr("error: the result cannot be written: "));
-  EXPECT_THAT(terminal.Run("\\format xml"), HasSubstr("error: \\format takes one of chart, csv"));
+  EXPECT_THAT(terminal.Run("\\format xml"), HasSubstr("error: \\format takes one of arrow, chart"));
 
   EXPECT_THAT(terminal.Run("\\set IntegerDivideAsDouble on"), Not(HasSubstr("error")));
   EXPECT_THAT(terminal.Run("SELECT 1 / 2 AS half;"), HasSubstr("\r\n0.5\r\n"));

@@ -51,12 +51,13 @@ CREATE TABLE AS), `INSERT 0 12`, `COPY 12`, `SET`.
 Writes rows while they are made, beside the file, and renames when all are written: until then, and where it fails or is
 cancelled, an old file stays. So a query may read the file that it replaces. A path that is relative is one of the
 current folder. The ending of the name tells the format: `.csv`, `.tsv`, `.jsonl` or `.ndjson` (an object a line),
-`.json` (an array of objects), each also packed: `.gz`, `.zst`. Pipes and devices are written to at once. Tables that
-were read from the file are read anew by the next statement.
+`.json` (an array of objects), `.arrow` (Arrow's IPC format, which is Feather, version 2), each also packed: `.gz`,
+`.zst`. Pipes and devices are written to at once. Tables that were read from the file are read anew by the next
+statement. Of Arrow data alone the rows are kept in memory until the last one is there.
 
 | option | |
 |---|---|
-| `FORMAT csv`, `tsv`, `jsonl` or `json` | in the place of what the ending tells |
+| `FORMAT csv`, `tsv`, `jsonl`, `json` or `arrow` | in the place of what the ending tells |
 | `HEADER [true or false]` | of CSV: whether the first line names the columns, as without the option |
 | `DELIMITER 'c'` | of CSV: what parts the fields |
 | `NULL 'text'` | of CSV: what is written for NULL, nothing without it; a text that reads so is in quotation marks |
@@ -84,8 +85,8 @@ are one line. `scan` is the reading of files, too; `write` is what taking the ro
 runs on one thread, so that times add up: with more threads it takes less.
 
 With NODES each node of the expressions of the last SELECT tells its own time, without its operands, and its share of
-all nodes. The clock is read for one batch of rows in eight, which counts for the others, so that measuring costs less
-than a hundredth. A node that is evaluated row by row ("by rows") counts with its operands; where no batches are made
+all nodes. The clock is read for one batch of rows in eight, which counts for the others, so that it costs less than
+runs differ from each other. A node that is evaluated row by row ("by rows") counts with its operands; where no batches are made
 there are no times of nodes.
 )";
 

@@ -340,8 +340,10 @@ class SessionReader {
         copy.format = kJsonLines;
       } else if (lower == "json") {
         copy.format = kJson;
+      } else if (lower == "arrow") {
+        copy.format = kArrow;
       } else {
-        refuse(L"csv, tsv, jsonl or json");
+        refuse(L"csv, tsv, jsonl, json or arrow");
       }
     } else if (name == "header") {
       const std::string lower = WordReader(text).Next().text;

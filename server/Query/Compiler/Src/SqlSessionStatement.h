@@ -58,7 +58,7 @@ struct SqlInsert {
 
 /// COPY query TO file.
 struct SqlCopy {
-  enum class Format { kCsv, kJsonLines, kJson };
+  enum class Format { kCsv, kJsonLines, kJson, kArrow };
   SqlQueryPtr query;
   std::string file;
   int filePosition = 0;

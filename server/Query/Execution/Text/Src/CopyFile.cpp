@@ -20,11 +20,9 @@ struct Ending {
   Format format;
   char delimiter = ',';
 };
-constexpr Ending kEndings[] = {{".csv", Format::kCsv},
-                               {".tsv", Format::kCsv, '\t'},
-                               {".jsonl", Format::kJsonLines},
-                               {".ndjson", Format::kJsonLines},
-                               {".json", Format::kJson}};
+constexpr Ending kEndings[] = {{".csv", Format::kCsv},         {".tsv", Format::kCsv, '\t'},
+                               {".jsonl", Format::kJsonLines}, {".ndjson", Format::kJsonLines},
+                               {".json", Format::kJson},       {".arrow", Format::kArrow}};
 
 const Ending* FindEnding(std::string_view path) {
   for (const std::string_view packed : {".gz", ".zst"}) {
@@ -126,7 +124,9 @@ std::unique_ptr<CopyTarget> OpenCopyFile(const SqlCopy& copy) {
     refuse(copy.nullText.has_value(), L"NULL");
   }
   TextLayout layout;
-  layout.format = format == Format::kCsv ? TextFormat::kCsv : TextFormat::kJson;
+  layout.format = format == Format::kCsv     ? TextFormat::kCsv
+                  : format == Format::kArrow ? TextFormat::kArrow
+                                             : TextFormat::kJson;
   layout.hasHeader = copy.hasHeader.value_or(true);
   const bool isOfEnding = ending != nullptr && ending->format == Format::kCsv;
   layout.delimiter = copy.delimiter.value_or(isOfEnding ? ending->delimiter : ',');
