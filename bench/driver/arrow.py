@@ -22,7 +22,7 @@ import sqxer
 from driver.answers import Rows, difference, rows_of
 from driver.engines import columns, environment
 from driver.machine import cores, load, machine
-from driver.options import count, table
+from driver.options import count, tables
 from driver.peers.polars_queries import QUERIES as POLARS
 from driver.queries import QUERIES, Query, sql_for
 
@@ -48,7 +48,8 @@ def type_of(declared: str) -> Any:  # noqa: ANN401 (pyarrow is untyped)
 
 
 def read_lines(path: str) -> Any:  # noqa: ANN401
-    types = {column["name"]: type_of(column["type"]) for column in json.loads(columns())}
+    of_lines = json.loads(columns())["lines"]
+    types = {column["name"]: type_of(column["type"]) for column in of_lines}
     options = pyarrow.csv.ConvertOptions(column_types=types, strings_can_be_null=True)
     return pyarrow.csv.read_csv(path, convert_options=options).combine_chunks()
 
@@ -141,10 +142,10 @@ def main() -> int:
         return min(measure(chosen.measure[0], int(chosen.measure[1]), chosen.runs), 1)
     print(f"{machine()}, load {load()}", flush=True)
     status = 0
-    with table(chosen.rows) as path:
+    with tables(chosen.rows) as folder:
         for threads in sorted({1, cores()}):
             command = [sys.executable, "-m", "driver.arrow", "--runs", str(chosen.runs)]
-            command += ["--measure", str(path), str(threads)]
+            command += ["--measure", str(folder / "lines.csv"), str(threads)]
             status |= subprocess.run(command, env=environment(threads), check=False).returncode
     return status
 

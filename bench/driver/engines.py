@@ -10,7 +10,7 @@ from pathlib import Path
 from typing import Any
 
 from driver.answers import Rows
-from driver.queries import QUERIES, digest_for, sql_for
+from driver.queries import QUERIES, Query, digest_for, sql_for
 from driver.results import BENCH
 
 BUILD = BENCH.parent / "build" / "bench" / "bin"
@@ -63,16 +63,17 @@ def _suite(*arguments: str) -> str:
 
 
 def columns() -> str:
-    """The table's columns as JSON."""
+    """The columns of each table as JSON."""
     return _suite("columns").strip()
 
 
 def column_names() -> list[str]:
-    return [column["name"] for column in json.loads(columns())]
+    """Of the order lines."""
+    return [column["name"] for column in json.loads(columns())["lines"]]
 
 
-def write_table(rows: int, path: Path) -> None:
-    _suite("write", str(rows), str(path))
+def write_tables(rows: int, folder: Path) -> None:
+    _suite("write", str(rows), str(folder))
 
 
 def environment(threads: int) -> dict[str, str]:
@@ -111,22 +112,22 @@ def parse_line(run: Run, line: str) -> None:
         run.answers[name] = Answer(**told)
 
 
-def _command(name: str, path: Path, runs: int) -> list[str]:
-    job = [name, str(path), str(runs), str(ENGINES[name].limit)]
+def _command(name: str, folder: Path, runs: int) -> list[str]:
+    job = [name, str(folder), str(runs), str(ENGINES[name].limit)]
     if ENGINES[name].module is None:
         return [str(SUITE), *job]
     return [sys.executable, "-m", "driver.peers.serve", *job, columns()]
 
 
-def run(name: str, path: Path, runs: int) -> Run:
-    """Loads the table of the file into the engine and runs every query that it has."""
+def run(name: str, folder: Path, runs: int, queries: Sequence[Query] = QUERIES) -> Run:
+    """Loads the tables of the folder into the engine and runs every query that it has."""
     asked = [
         "\t".join((query.name, sql, digest_for(query, name)))
-        for query in QUERIES
+        for query in queries
         if (sql := sql_for(query, name)) is not None
     ]
     ended = subprocess.run(
-        _command(name, path, runs),
+        _command(name, folder, runs),
         cwd=BENCH,
         env=environment(1),
         input="".join(line + "\n" for line in asked),

@@ -18,7 +18,7 @@ from driver.answers import Rows, difference
 from driver.engines import ENGINES, column_names, environment
 from driver.file_cases import ALL_CORES, CASES, GZIPPED, FileCase, describe, sql_for
 from driver.machine import cores
-from driver.options import available, count, parser, table
+from driver.options import available, count, parser, tables
 from driver.peers import sqxer
 from driver.peers.engine import FileJob
 from driver.results import BENCH, FileResult, digits
@@ -132,8 +132,8 @@ def measure(names: Sequence[str], rows: int, runs: int) -> tuple[list[FileResult
     problems: list[str] = []
     if not readers:
         return results, problems
-    with table(rows) as path:
-        for case, file, name, threads in _rounds(path):
+    with tables(rows) as folder:
+        for case, file, name, threads in _rounds(folder / "lines.csv"):
             job = FileJob(case.name, sql_for(case, columns), str(file), case.kept)
             answers = {reader: ask(reader, job, threads, runs) for reader in readers}
             results.append(figures(name, threads, answers))

@@ -11,7 +11,7 @@ from collections.abc import Mapping, Sequence
 
 from driver.engines import ENGINES, Answer, run
 from driver.machine import load, machine, today
-from driver.options import available, counts, parser, table
+from driver.options import available, counts, parser, tables
 from driver.queries import QUERIES, Query
 from driver.results import GROWTH, GrowthQuery, GrowthResult, digits, write
 from driver.tables import growth_cells, plain
@@ -27,9 +27,9 @@ def measure(names: Sequence[str], sizes: Sequence[int], runs: int) -> tuple[Fast
     fastest: Fastest = {name: {query.name: [] for query in QUERIES} for name in names}
     problems = []
     for rows in sizes:
-        with table(rows) as path:
+        with tables(rows) as folder:
             for name in names:
-                result = run(name, path, runs)
+                result = run(name, folder, runs)
                 if result.failure is not None:
                     problems.append(f"{ENGINES[name].title} at {rows} rows {result.failure}")
                 for query in QUERIES:

@@ -1,4 +1,4 @@
-"""The command line and the table's file, for the programs of the suite."""
+"""The command line and the tables' files, for the programs of the suite."""
 
 import argparse
 import re
@@ -7,7 +7,8 @@ from collections.abc import Iterator, Sequence
 from contextlib import contextmanager
 from pathlib import Path
 
-from driver.engines import BUILD, ENGINES, missing, write_table
+from driver.engines import BUILD, ENGINES, missing, write_tables
+from driver.queries import QUERIES, Query
 
 
 def count(text: str) -> int:
@@ -27,6 +28,15 @@ def engines(text: str) -> list[str]:
         if name not in ENGINES:
             raise argparse.ArgumentTypeError(f'there is no engine "{name}"')
     return names
+
+
+def queries(text: str) -> list[Query]:
+    by_name = {query.name: query for query in QUERIES}
+    names = text.split(",")
+    for name in names:
+        if name not in by_name:
+            raise argparse.ArgumentTypeError(f'there is no query "{name}"')
+    return [by_name[name] for name in names]
 
 
 def parser(about: str | None, chosen: Sequence[str]) -> argparse.ArgumentParser:
@@ -53,9 +63,8 @@ def available(names: Sequence[str]) -> list[str]:
 
 
 @contextmanager
-def table(rows: int) -> Iterator[Path]:
-    """The table as a file of the build folder, which goes again."""
-    with tempfile.TemporaryDirectory(prefix="lines-", dir=BUILD) as folder:
-        path = Path(folder) / "lines.csv"
-        write_table(rows, path)
-        yield path
+def tables(rows: int) -> Iterator[Path]:
+    """The folder of the tables' files, NAME.csv each, in the build folder; it goes again."""
+    with tempfile.TemporaryDirectory(prefix="tables-", dir=BUILD) as folder:
+        write_tables(rows, Path(folder))
+        yield Path(folder)

@@ -1,10 +1,13 @@
 """The queries of the suite. `sql` is what sqxer reads; an engine with another spelling has its own
 text in `spellings`, and None where it has no such function. Polars has its expressions in
 peers/polars_queries.py. Constants that stand there and in suite/ByHand*.cpp too: change all.
+Those of several tables have their texts in queries_of_sales.py.
 """
 
 from collections.abc import Callable, Mapping
 from dataclasses import dataclass, field
+
+from driver import queries_of_sales as sales
 
 GROWTH = 1.1
 SORT_GROWTH = 1.25
@@ -20,6 +23,7 @@ class Query:
                    one row that digests it, made outside the clock
     growth         the exponent of time against rows that it has at most
     growth_reason  why it has more all the same
+    several        it reads several tables, and has a table of its own in the documents
     """
 
     name: str
@@ -29,6 +33,7 @@ class Query:
     columns: tuple[str, ...] = ()
     growth: float = GROWTH
     growth_reason: str | None = None
+    several: bool = False
 
 
 def _every(count: int, make: Callable[[int], int]) -> str:
@@ -233,6 +238,32 @@ QUERIES = (
         columns=("k", "p"),
         sql="""SELECT l_id AS k, l_price AS p FROM lines
                ORDER BY l_price DESC NULLS LAST, l_id LIMIT 100""",
+    ),
+    Query(
+        name="star_join",
+        what="two joins, two filters, sum of a product by two texts",
+        several=True,
+        sql=sales.STAR_JOIN,
+    ),
+    Query(
+        name="top_per_customer",
+        what="the dearest sale of each customer, by ROW_NUMBER in a subquery",
+        growth=SORT_GROWTH,
+        columns=("k", "c", "p"),
+        several=True,
+        sql=sales.TOP_PER_CUSTOMER,
+    ),
+    Query(
+        name="semi_join",
+        what="count and sum of the sales whose customer is IN a subquery",
+        several=True,
+        sql=sales.SEMI_JOIN,
+    ),
+    Query(
+        name="union_of_groups",
+        what="UNION ALL of two joins, counted and summed by a text",
+        several=True,
+        sql=sales.UNION_OF_GROUPS,
     ),
 )
 

@@ -38,8 +38,13 @@ def _head(result: SuiteResult) -> str:
     return f"{when}{_busy(result['load'])}\n{versions}."
 
 
-def results(result: SuiteResult) -> str:
-    return f"{_head(result)}\n\n{markdown(cells(result, what))}"
+def results(result: SuiteResult, several: bool = False) -> str:
+    """Of the queries of one table, or of those of several; '' when there are none."""
+    names = {query.name for query in QUERIES if query.several}
+    queries = [query for query in result["queries"] if (query["name"] in names) is several]
+    if not queries:
+        return ""
+    return f"{_head(result)}\n\n{markdown(cells({**result, 'queries': queries}, what))}"
 
 
 def files(result: SuiteResult, measured: Sequence[FileResult]) -> str:
@@ -65,7 +70,10 @@ def main() -> None:
     page = PAGE.read_text(encoding="utf-8")
     last, last_growth = newest_suite(), newest_growth()
     if last is not None:
-        page = replace(page, "results", results(last))
+        for section, several in (("results", False), ("several tables", True)):
+            found = results(last, several)
+            if found:
+                page = replace(page, section, found)
         measured = last.get("files")
         if measured:
             page = replace(page, "files", files(last, measured))

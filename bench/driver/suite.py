@@ -1,4 +1,4 @@
-"""Runs the suite: whole queries over a table in memory, then whole processes from file to answer.
+"""Runs the suite: whole queries over tables in memory, then whole processes from file to answer.
 
 Ends with status 1 when engines differ in a result, or one fails.
 """
@@ -12,7 +12,7 @@ from driver import files
 from driver.answers import difference
 from driver.engines import ENGINES, Answer, Run, run
 from driver.machine import load, machine, today
-from driver.options import available, count, parser, table
+from driver.options import available, count, parser, queries, tables
 from driver.queries import QUERIES, Query
 from driver.results import RESULTS, Figures, QueryResult, SuiteResult, digits, write
 from driver.tables import cells, plain
@@ -22,13 +22,13 @@ THREADS = 1.25
 ENOUGH_NS = 2e8
 
 
-def run_all(names: Sequence[str], rows: int, runs: int) -> dict[str, Run]:
+def run_all(names: Sequence[str], rows: int, runs: int, asked: Sequence[Query]) -> dict[str, Run]:
     """Every engine's run, in turn."""
     results = {}
-    with table(rows) as path:
+    with tables(rows) as folder:
         for name in names:
             start = time.monotonic()
-            results[name] = run(name, path, runs)
+            results[name] = run(name, folder, runs, asked)
             seconds = time.monotonic() - start
             title = f"{ENGINES[name].title} {results[name].version}"
             print(f"{title}: {seconds:.0f} s", file=sys.stderr)
@@ -84,13 +84,19 @@ def figures(query: Query, results: Mapping[str, Run], rows: int) -> QueryResult:
 
 def main() -> int:
     options = parser(__doc__, tuple(ENGINES))
-    options.add_argument("--rows", type=count, default=4_000_000, help="of the table")
+    options.add_argument(
+        "--rows", type=count, default=4_000_000, help="of the order lines and sales"
+    )
+    options.add_argument(
+        "--queries", type=queries, help="these alone, parted by commas; nothing is written"
+    )
     chosen = options.parse_args()
     busy = load()
     names = available(chosen.engines)
-    results = run_all(names, chosen.rows, chosen.runs)
+    asked = chosen.queries or QUERIES
+    results = run_all(names, chosen.rows, chosen.runs, asked)
     problems = [f"{ENGINES[n].title} {r.failure}" for n, r in results.items() if r.failure]
-    for query in QUERIES:
+    for query in asked:
         problems += check(query.name, results)
     result: SuiteResult = {
         "date": today(),
@@ -99,18 +105,19 @@ def main() -> int:
         "rows": chosen.rows,
         "runs": chosen.runs,
         "versions": {name: run.version for name, run in results.items()},
-        "queries": [figures(query, results, chosen.rows) for query in QUERIES],
+        "queries": [figures(query, results, chosen.rows) for query in asked],
     }
     print(f"\n{result['machine']}")
     print(f"{chosen.rows} rows, the fastest of {chosen.runs} runs (* fewer)\n")
     print(plain(cells(result, str)))
-    measured, wrong = files.measure(names, chosen.rows, min(chosen.runs, files.RUNS))
-    result["files"] = measured
-    problems += wrong
-    files.show(measured)
+    if not chosen.queries:
+        measured, wrong = files.measure(names, chosen.rows, min(chosen.runs, files.RUNS))
+        result["files"] = measured
+        problems += wrong
+        files.show(measured)
     if busy > 0.5:
         print(f"\nThe machine was busy before the run: load {busy}.")
-    if not chosen.no_write:
+    if not chosen.no_write and not chosen.queries:
         write(result, RESULTS)
     for problem in problems:
         print(f"FAILED {problem}")

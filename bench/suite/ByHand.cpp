@@ -34,26 +34,37 @@ const std::map<std::string, HandQuery> kQueries = {
     {"top_100", &TopHundred},
 };
 
+using SalesQuery = Report (*)(const HandSales&);
+const std::map<std::string, SalesQuery> kSalesQueries = {
+    {"star_join", &StarJoin},
+    {"top_per_customer", &TopPerCustomer},
+    {"semi_join", &SemiJoin},
+    {"union_of_groups", &UnionOfGroups},
+};
+
 class HandEngine : public SuiteEngine {
  public:
-  explicit HandEngine(const std::string& path) : lines_(path) {}
+  explicit HandEngine(const std::string& folder) : lines_(folder), sales_(folder) {}
 
   std::string Version() const override { return "C++ of GCC " __VERSION__; }
 
   Report Run(const SuiteQuery& query) override {
     const auto found = kQueries.find(query.name);
-    if (found == kQueries.end()) throw std::runtime_error("is not written by hand");
-    return found->second(lines_);
+    if (found != kQueries.end()) return found->second(lines_);
+    const auto ofSales = kSalesQueries.find(query.name);
+    if (ofSales != kSalesQueries.end()) return ofSales->second(sales_);
+    throw std::runtime_error("is not written by hand");
   }
 
  private:
   HandLines lines_;
+  HandSales sales_;
 };
 
 }  // namespace
 
-std::unique_ptr<SuiteEngine> LoadByHand(const std::string& path) {
-  return std::make_unique<HandEngine>(path);
+std::unique_ptr<SuiteEngine> LoadByHand(const std::string& folder) {
+  return std::make_unique<HandEngine>(folder);
 }
 
 }  // namespace sqxer::bench

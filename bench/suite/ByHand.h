@@ -59,5 +59,9 @@ Report PromotionByMonth(const HandLines& lines);
 Report RankBySupplier(const HandLines& lines);
 Report RunningSum(const HandLines& lines);
 Report TopHundred(const HandLines& lines);
+Report StarJoin(const HandSales& sales);
+Report TopPerCustomer(const HandSales& sales);
+Report SemiJoin(const HandSales& sales);
+Report UnionOfGroups(const HandSales& sales);
 
 }  // namespace sqxer::bench

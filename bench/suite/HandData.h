@@ -29,8 +29,8 @@ struct HandTexts {
   }
 };
 
-/// The columns of the table that the queries use: decimals as their hundredths, dates as days since
-/// 1970-01-01. Those that are never NULL have no null bytes.
+/// The columns of the order lines that the queries use: decimals as their hundredths, dates as days
+/// since 1970-01-01. Those that are never NULL have no null bytes.
 struct HandLines {
   std::size_t count = 0;
   std::vector<int32_t> id, lineNumber;
@@ -44,7 +44,22 @@ struct HandLines {
   HandTexts region, comment;
 
   /// Reads the file that every engine reads.
-  explicit HandLines(const std::string& path);
+  explicit HandLines(const std::string& folder);
+};
+
+/// The same of the sales, and of their customers and products.
+struct HandSales {
+  std::size_t count = 0;
+  std::vector<int32_t> id, product;
+  HandColumn<int32_t> customer, quantity;
+  HandColumn<double> price;
+  std::vector<int32_t> customerKey;
+  HandTexts segment, customerRegion;
+  HandColumn<double> balance;
+  std::vector<int32_t> productKey, weight;
+  HandTexts category;
+
+  explicit HandSales(const std::string& folder);
 };
 
 /// A hash map of integers: open addressing, half full at most.
@@ -60,6 +75,11 @@ class IntMap {
       ++count_;
     }
     return slot.value;
+  }
+  /// The key's value, nullptr when there is none.
+  const Value* Get(int32_t key) const {
+    const Slot& slot = const_cast<IntMap*>(this)->Find(key);
+    return slot.isUsed ? &slot.value : nullptr;
   }
   bool Contains(int32_t key) const { return const_cast<IntMap*>(this)->Find(key).isUsed; }
   std::size_t Count() const { return count_; }

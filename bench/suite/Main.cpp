@@ -1,10 +1,10 @@
-// One engine's part of the suite, and the table for all of them.
+// One engine's part of the suite, and the tables for all of them.
 //
-//   sqxer_suite columns              the table's columns as JSON
-//   sqxer_suite write ROWS FILE      the table as CSV
-//   sqxer_suite ENGINE FILE RUNS SECONDS
+//   sqxer_suite columns                 the columns of each table as JSON
+//   sqxer_suite write ROWS FOLDER       the tables as CSV, NAME.csv each
+//   sqxer_suite ENGINE FOLDER RUNS SECONDS
 //
-// The last form loads the table into the engine and runs each query of standard input, a line each
+// The last form loads the tables into the engine and runs each query of standard input, a line each
 // of name, SQL and digest SQL parted by tabs. It prints lines of JSON: the engine's version, then
 // for each query its runs in nanoseconds, the processor time of them all, and the result; or the
 // engine's error. A query whose first run takes longer than SECONDS is not run again.
@@ -16,8 +16,8 @@
 #include <exception>
 #include <iostream>
 
-#include "OrderLines.h"
 #include "SuiteEngine.h"
+#include "Tables.h"
 
 namespace sqxer::bench {
 namespace {
@@ -57,7 +57,11 @@ void PrintColumns() {
     return fmt::format(R"({{"name":"{}","type":"{}","nullable":{}}})", column.name, column.type,
                        column.nullable);
   };
-  fmt::print("{}\n", JsonArray(OrderLineColumns(), text));
+  std::vector<std::string> tables;
+  for (const TableSpec* table : kTables) {
+    tables.push_back(fmt::format(R"("{}":{})", table->name, JsonArray(table->columns, text)));
+  }
+  fmt::print("{{{}}}\n", fmt::join(tables, ","));
 }
 
 /// The processor time of this process in nanoseconds.
@@ -95,15 +99,15 @@ std::string Measure(SuiteEngine& engine, const SuiteQuery& query, int runs, doub
                      fmt::join(times, ","), spent, JsonRows(report()));
 }
 
-std::unique_ptr<SuiteEngine> Load(const std::string& engine, const std::string& path) {
-  if (engine == "sqxer") return LoadSqxer(path);
-  if (engine == "sqlite") return LoadSqlite(path);
-  if (engine == "handwritten") return LoadByHand(path);
+std::unique_ptr<SuiteEngine> Load(const std::string& engine, const std::string& folder) {
+  if (engine == "sqxer") return LoadSqxer(folder);
+  if (engine == "sqlite") return LoadSqlite(folder);
+  if (engine == "handwritten") return LoadByHand(folder);
   throw std::runtime_error("there is no engine " + engine);
 }
 
-void Run(const std::string& name, const std::string& path, int runs, double seconds) {
-  const std::unique_ptr<SuiteEngine> engine = Load(name, path);
+void Run(const std::string& name, const std::string& folder, int runs, double seconds) {
+  const std::unique_ptr<SuiteEngine> engine = Load(name, folder);
   fmt::print("{{\"version\":{}}}\n", Quote(engine->Version()));
   for (std::string line; std::getline(std::cin, line);) {
     const SuiteQuery query = ReadQuery(line);
@@ -128,11 +132,13 @@ int main(int count, char** arguments) {
     if (words.size() == 1 && words[0] == "columns") {
       bench::PrintColumns();
     } else if (words.size() == 3 && words[0] == "write") {
-      bench::WriteOrderLines(std::stoull(words[1]), words[2]);
+      for (const bench::TableSpec* table : bench::kTables) {
+        table->write(std::stoull(words[1]), table->PathIn(words[2]));
+      }
     } else if (words.size() == 4) {
       bench::Run(words[0], words[1], std::stoi(words[2]), std::stod(words[3]));
     } else {
-      fmt::print(stderr, "sqxer_suite columns | write ROWS FILE | ENGINE FILE RUNS SECONDS\n");
+      fmt::print(stderr, "sqxer_suite columns | write ROWS FOLDER | ENGINE FOLDER RUNS SECONDS\n");
       return 2;
     }
   } catch (const std::exception& error) {

@@ -1,18 +1,9 @@
-#include "OrderLines.h"
-
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <chrono>
-#include <iterator>
-
-#include "../Random.h"
+#include "RecordWriter.h"
 
 namespace sqxer::bench {
 namespace {
 
 using std::chrono::sys_days;
-using std::chrono::year_month_day;
 
 constexpr ColumnSpec kColumns[] = {
     {"l_id", "int4", ColumnKind::kInt, false},
@@ -45,35 +36,6 @@ constexpr const char* kWords[] = {
     "deposits",  "requests",  "accounts", "theories", "pinto",   "beans",  "foxes",   "ideas",
     "platelets", "dugouts",   "sleep",    "wake",     "haggle",  "nag",    "cajole",  "detect",
     "along",     "among",     "above",    "against",  "instead", "after",  "the",     "of",
-};
-
-/// Fields of one record after the other, with NULLs where the column lets them be.
-class RecordWriter {
- public:
-  explicit RecordWriter(Random& random) : random_(random) {}
-
-  template <class... Parts>
-  void Add(fmt::format_string<Parts...> format, Parts&&... parts) {
-    const bool isNull = kColumns[column_].nullable && random_.Chance(5);
-    if (column_ != 0) text_ += ',';
-    if (!isNull) fmt::format_to(std::back_inserter(text_), format, std::forward<Parts>(parts)...);
-    ++column_;
-  }
-  void AddCents(uint64_t cents) { Add("{}.{:02}", cents / 100, cents % 100); }
-  void AddDay(sys_days day) {
-    const year_month_day date(day);
-    Add("{:04}-{:02}-{:02}", int(date.year()), unsigned(date.month()), unsigned(date.day()));
-  }
-  void EndRecord() {
-    text_ += '\n';
-    column_ = 0;
-  }
-  std::string& Text() { return text_; }
-
- private:
-  Random& random_;
-  std::string text_;
-  std::size_t column_ = 0;
 };
 
 std::string MakeComment(Random& random) {
@@ -132,20 +94,9 @@ void AddLine(RecordWriter& record, Random& random, uint64_t id, uint64_t number,
   record.EndRecord();
 }
 
-}  // namespace
-
-std::span<const ColumnSpec> OrderLineColumns() { return kColumns; }
-
-void WriteOrderLines(uint64_t rows, const std::string& path) {
-  constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
-  std::ofstream file(path);
+void WriteLines(uint64_t rows, const std::string& path) {
   Random random(11);
-  RecordWriter record(random);
-  for (const ColumnSpec& column : kColumns) {
-    if (&column != kColumns) record.Text() += ',';
-    record.Text() += column.name;
-  }
-  record.Text() += '\n';
+  RecordWriter record(kColumns, random, path);
   Order order;
   uint64_t number = 0;
   for (uint64_t id = 1; id <= rows; ++id) {
@@ -154,12 +105,12 @@ void WriteOrderLines(uint64_t rows, const std::string& path) {
       number = 0;
     }
     AddLine(record, random, id, ++number, order);
-    if (record.Text().size() < kPieceBytes) continue;
-    file << record.Text();
-    record.Text().clear();
   }
-  file << record.Text() << std::flush;
-  if (!file) throw std::runtime_error("cannot write " + path);
+  record.Close();
 }
+
+}  // namespace
+
+const TableSpec kLines = {"lines", kColumns, &WriteLines};
 
 }  // namespace sqxer::bench

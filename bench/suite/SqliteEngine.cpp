@@ -1,8 +1,6 @@
-#include <charconv>
-
-#include "OrderLines.h"
 #include "SqliteConnection.h"
 #include "SuiteEngine.h"
+#include "Tables.h"
 
 namespace sqxer::bench {
 namespace {
@@ -22,19 +20,12 @@ const char* DeclaredType(ColumnKind kind) {
   return "TEXT";
 }
 
-template <class Number>
-Number Read(std::string_view text) {
-  Number number{};
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
-
 class SqliteEngine : public SuiteEngine {
  public:
-  explicit SqliteEngine(const std::string& path) {
+  explicit SqliteEngine(const std::string& folder) {
     // As the other engines compare: letter case counts.
     database_.Execute("PRAGMA case_sensitive_like = ON");
-    Load(path);
+    for (const TableSpec* table : kTables) Load(*table, folder);
   }
 
   std::string Version() const override { return sqlite3_libversion(); }
@@ -51,27 +42,28 @@ class SqliteEngine : public SuiteEngine {
  private:
   using Statement = SqliteConnection::Statement;
 
-  void Load(const std::string& path);
+  void Load(const TableSpec& table, const std::string& folder);
   void Bind(sqlite3_stmt& statement, int place, ColumnKind kind, std::string_view text) const;
   Rows Fetch(const std::string& sql) const;
 
   SqliteConnection database_;
 };
 
-void SqliteEngine::Load(const std::string& path) {
+void SqliteEngine::Load(const TableSpec& table, const std::string& folder) {
   std::string columns;
   std::string places;
-  for (const ColumnSpec& column : OrderLineColumns()) {
+  for (const ColumnSpec& column : table.columns) {
     const char* const comma = columns.empty() ? "" : ",";
     columns.append(comma).append(column.name).append(" ").append(DeclaredType(column.kind));
     places.append(comma).append("?");
   }
-  database_.Execute("CREATE TABLE lines (" + columns + ")");
+  database_.Execute(std::string("CREATE TABLE ") + table.name + " (" + columns + ")");
   database_.Execute("BEGIN");
-  const Statement insert = database_.Prepare("INSERT INTO lines VALUES (" + places + ")");
-  ReadOrderLines(path, [&](const std::vector<std::string_view>& fields) {
+  const Statement insert =
+      database_.Prepare(std::string("INSERT INTO ") + table.name + " VALUES (" + places + ")");
+  ReadTable(table, folder, [&](const std::vector<std::string_view>& fields) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
-      Bind(*insert, static_cast<int>(i) + 1, OrderLineColumns()[i].kind, fields[i]);
+      Bind(*insert, static_cast<int>(i) + 1, table.columns[i].kind, fields[i]);
     }
     database_.Step(*insert);
     sqlite3_reset(insert.get());
@@ -84,10 +76,10 @@ void SqliteEngine::Bind(sqlite3_stmt& statement, int place, ColumnKind kind,
   if (text.empty()) return database_.Check(sqlite3_bind_null(&statement, place));
   switch (kind) {
     case ColumnKind::kInt:
-      return database_.Check(sqlite3_bind_int(&statement, place, Read<int>(text)));
+      return database_.Check(sqlite3_bind_int(&statement, place, ReadNumber<int>(text)));
     case ColumnKind::kDouble:
     case ColumnKind::kNumeric:
-      return database_.Check(sqlite3_bind_double(&statement, place, Read<double>(text)));
+      return database_.Check(sqlite3_bind_double(&statement, place, ReadNumber<double>(text)));
     case ColumnKind::kDate:
     case ColumnKind::kText:
       return database_.Check(sqlite3_bind_text(&statement, place, text.data(),
@@ -119,8 +111,8 @@ Rows SqliteEngine::Fetch(const std::string& sql) const {
 
 }  // namespace
 
-std::unique_ptr<SuiteEngine> LoadSqlite(const std::string& path) {
-  return std::make_unique<SqliteEngine>(path);
+std::unique_ptr<SuiteEngine> LoadSqlite(const std::string& folder) {
+  return std::make_unique<SqliteEngine>(folder);
 }
 
 }  // namespace sqxer::bench

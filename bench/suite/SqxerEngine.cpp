@@ -1,8 +1,8 @@
 #include <charconv>
 
-#include "OrderLines.h"
 #include "Session.h"
 #include "SuiteEngine.h"
+#include "Tables.h"
 #include "ValueText.h"
 
 namespace sqxer::bench {
@@ -72,17 +72,8 @@ class DigestSink : public SuiteSink {
 
 class SqxerEngine : public SuiteEngine {
  public:
-  explicit SqxerEngine(const std::string& path) {
-    std::string schema;
-    for (const ColumnSpec& column : OrderLineColumns()) {
-      if (!schema.empty()) schema += ',';
-      // A decimal here has no digits of its own declared.
-      const bool isNumeric = column.kind == ColumnKind::kNumeric;
-      schema.append(column.name).append(":").append(isNumeric ? "numeric" : column.type);
-    }
-    session_.AddTable("lines", path);
-    session_.SetSchema("lines", schema);
-    session_.FindTable(L"lines", {});
+  explicit SqxerEngine(const std::string& folder) {
+    for (const TableSpec* table : kTables) Load(*table, folder);
   }
 
   std::string Version() const override { return SQXER_VERSION; }
@@ -103,13 +94,27 @@ class SqxerEngine : public SuiteEngine {
   }
 
  private:
+  void Load(const TableSpec& table, const std::string& folder) {
+    std::string schema;
+    for (const ColumnSpec& column : table.columns) {
+      if (!schema.empty()) schema += ',';
+      // A decimal here has no digits of its own declared.
+      const bool isNumeric = column.kind == ColumnKind::kNumeric;
+      schema.append(column.name).append(":").append(isNumeric ? "numeric" : column.type);
+    }
+    session_.AddTable(table.name, table.PathIn(folder));
+    session_.SetSchema(table.name, schema);
+    const std::string_view name = table.name;
+    session_.FindTable(XeString(name.begin(), name.end()), {});
+  }
+
   Session session_;
 };
 
 }  // namespace
 
-std::unique_ptr<SuiteEngine> LoadSqxer(const std::string& path) {
-  return std::make_unique<SqxerEngine>(path);
+std::unique_ptr<SuiteEngine> LoadSqxer(const std::string& folder) {
+  return std::make_unique<SqxerEngine>(folder);
 }
 
 }  // namespace sqxer::bench

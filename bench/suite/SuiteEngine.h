@@ -24,7 +24,7 @@ struct SuiteQuery {
 /// Makes the rows by which engines are compared, after the clock has stopped.
 using Report = std::function<Rows()>;
 
-/// An engine with the table loaded.
+/// An engine with the tables loaded.
 class SuiteEngine {
  public:
   virtual ~SuiteEngine() = default;
@@ -34,9 +34,9 @@ class SuiteEngine {
   virtual Report Run(const SuiteQuery& query) = 0;
 };
 
-std::unique_ptr<SuiteEngine> LoadSqxer(const std::string& path);
-std::unique_ptr<SuiteEngine> LoadSqlite(const std::string& path);
-std::unique_ptr<SuiteEngine> LoadByHand(const std::string& path);
+std::unique_ptr<SuiteEngine> LoadSqxer(const std::string& folder);
+std::unique_ptr<SuiteEngine> LoadSqlite(const std::string& folder);
+std::unique_ptr<SuiteEngine> LoadByHand(const std::string& folder);
 
 /// One row that stands for many, whatever their order: the number of rows, for each column its
 /// values and their sum, and for each but the first the sum of its products with the first.

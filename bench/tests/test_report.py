@@ -2,7 +2,7 @@
 
 import pytest
 from driver import report
-from driver.results import FileResult, GrowthResult, SuiteResult
+from driver.results import FileResult, GrowthResult, QueryResult, SuiteResult
 from driver.tables import cells, plain
 
 RESULT: SuiteResult = {
@@ -82,6 +82,17 @@ def test_results() -> None:
     )
 
 
+def test_queries_of_several_tables_have_their_own() -> None:
+    assert report.results(RESULT, several=True) == ""
+    star: QueryResult = {**RESULT["queries"][0], "name": "star_join"}
+    both: SuiteResult = {**RESULT, "queries": [*RESULT["queries"], star]}
+    assert report.results(both) == report.results(RESULT)
+    assert report.results(both, several=True).split("\n")[-2:] == [
+        "| two joins, two filters, sum of a product by two texts | 10.0 | 2.5* | 4.00 |",
+        "| geometric mean |  |  | 4.00 |",
+    ]
+
+
 def test_results_on_the_terminal() -> None:
     lines = plain(cells(RESULT, str)).split("\n")
     assert lines[0] == "ns per row      sqxer  DuckDB  / DuckDB"
@@ -126,5 +137,5 @@ def test_only_the_section_is_replaced() -> None:
 
 def test_the_page_has_all_sections() -> None:
     page = report.PAGE.read_text(encoding="utf-8")
-    for section in ("results", "files", "growth"):
+    for section in ("results", "several tables", "files", "growth"):
         assert report.replace(page, section, "figures") != page

@@ -3,16 +3,15 @@ the suite, and `open_engine` for questions about a file.
 """
 
 import importlib
-from collections.abc import Sequence
 from typing import cast
 
-from driver.peers.engine import Column, FileEngine, LoadedEngine
+from driver.peers.engine import Columns, FileEngine, LoadedEngine
 
 
-def load(name: str, path: str, columns: Sequence[Column]) -> LoadedEngine:
+def load(name: str, folder: str, columns: Columns) -> LoadedEngine:
     """Only the one engine is imported."""
     module = importlib.import_module(f"driver.peers.{name}")
-    return cast("LoadedEngine", module.load(path, columns))
+    return cast("LoadedEngine", module.load(folder, columns))
 
 
 def open_engine(name: str, threads: int) -> FileEngine:

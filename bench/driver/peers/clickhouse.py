@@ -3,12 +3,11 @@
 """
 
 import json
-from collections.abc import Sequence
 
 from chdb.session import Session
 
 from driver.answers import Rows, rows_of
-from driver.peers.engine import Column, FileJob, Job, Report, declare
+from driver.peers.engine import Column, Columns, FileJob, Job, Report, declare
 
 TYPES = {
     "int4": "Int32",
@@ -43,11 +42,13 @@ class ClickHouse:
     def _query(self, sql: str, form: str = "JSONCompactEachRow") -> str:
         return str(self._session.query(sql, form))
 
-    def load(self, path: str, columns: Sequence[Column]) -> None:
-        plain = [_without_length(column) for column in columns]
-        fields = declare(plain, TYPES, lambda name: f"Nullable({name})")
-        self._query(f"CREATE TABLE lines ({fields}) ENGINE = Memory")
-        self._query(f"INSERT INTO lines SELECT * FROM file('{path}', 'CSVWithNames', '{fields}')")
+    def load(self, folder: str, columns: Columns) -> None:
+        for table, of_table in columns.items():
+            plain = [_without_length(column) for column in of_table]
+            fields = declare(plain, TYPES, lambda name: f"Nullable({name})")
+            self._query(f"CREATE TABLE {table} ({fields}) ENGINE = Memory")
+            file = f"file('{folder}/{table}.csv', 'CSVWithNames', '{fields}')"
+            self._query(f"INSERT INTO {table} SELECT * FROM {file}")
 
     def run(self, job: Job) -> Report:
         text = self._query(job.sql, "Null" if job.digest else "JSONCompactEachRow")
@@ -63,9 +64,9 @@ class ClickHouse:
         return lambda: parse_rows(text)
 
 
-def load(path: str, columns: Sequence[Column]) -> ClickHouse:
+def load(folder: str, columns: Columns) -> ClickHouse:
     engine = ClickHouse(threads=1)
-    engine.load(path, columns)
+    engine.load(folder, columns)
     return engine
 
 

@@ -1,11 +1,9 @@
 """DuckDB: an in-memory database. A long result is materialised, a short one handed to Python."""
 
-from collections.abc import Sequence
-
 import duckdb
 
 from driver.answers import Rows, rows_of
-from driver.peers.engine import Column, FileJob, Job, Report, declare
+from driver.peers.engine import Columns, FileJob, Job, Report, declare
 
 TYPES = {
     "int4": "INTEGER",
@@ -41,12 +39,13 @@ class DuckDb:
     def _query(self, sql: str) -> list[tuple[str, ...]]:
         return self._connection.execute(sql).fetchall()
 
-    def load(self, path: str, columns: Sequence[Column]) -> None:
-        fields = declare(columns, TYPES, lambda name: name)
-        self._connection.execute(f"CREATE TABLE lines ({fields})")
-        self._connection.execute(
-            f"COPY lines FROM '{path}' (FORMAT csv, HEADER, AUTO_DETECT false)"
-        )
+    def load(self, folder: str, columns: Columns) -> None:
+        for table, of_table in columns.items():
+            fields = declare(of_table, TYPES, lambda name: name)
+            self._connection.execute(f"CREATE TABLE {table} ({fields})")
+            self._connection.execute(
+                f"COPY {table} FROM '{folder}/{table}.csv' (FORMAT csv, HEADER, AUTO_DETECT false)"
+            )
 
     def run(self, job: Job) -> Report:
         if not job.digest:
@@ -65,9 +64,9 @@ class DuckDb:
         return lambda: rows_of(rows)
 
 
-def load(path: str, columns: Sequence[Column]) -> DuckDb:
+def load(folder: str, columns: Columns) -> DuckDb:
     engine = DuckDb(threads=1)
-    engine.load(path, columns)
+    engine.load(folder, columns)
     return engine
 
 

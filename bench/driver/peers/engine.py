@@ -25,8 +25,12 @@ class Job:
     digest: str
 
 
+#: The columns of each table; its rows stand in NAME.csv.
+Columns = Mapping[str, Sequence[Column]]
+
+
 class LoadedEngine(Protocol):
-    """An engine with the table in memory, on one thread."""
+    """An engine with the tables in memory, on one thread."""
 
     version: str
 

@@ -2,13 +2,12 @@
 threads from POLARS_MAX_THREADS, which whoever starts the process sets.
 """
 
-from collections.abc import Sequence
-
 import polars as pl
 
 from driver.answers import rows_of
-from driver.peers.engine import Column, FileJob, Job, Report
+from driver.peers.engine import Columns, FileJob, Job, Report
 from driver.peers.polars_queries import FILE_QUERIES, QUERIES
+from driver.peers.polars_sales import SALES_QUERIES
 
 TYPES = {
     "int4": pl.Int32(),
@@ -42,12 +41,19 @@ def digest(result: pl.DataFrame) -> pl.DataFrame:
 class LoadedPolars:
     version = pl.__version__
 
-    def __init__(self, path: str, columns: Sequence[Column]) -> None:
-        schema = {column["name"]: type_of(column["type"]) for column in columns}
-        self._lines = pl.read_csv(path, schema=schema)
+    def __init__(self, folder: str, columns: Columns) -> None:
+        self._tables = {}
+        for table, of_table in columns.items():
+            schema = {column["name"]: type_of(column["type"]) for column in of_table}
+            self._tables[table] = pl.read_csv(f"{folder}/{table}.csv", schema=schema)
+
+    def _ask(self, query: str) -> pl.LazyFrame:
+        if query in QUERIES:
+            return QUERIES[query](self._tables["lines"].lazy())
+        return SALES_QUERIES[query]({name: frame.lazy() for name, frame in self._tables.items()})
 
     def run(self, job: Job) -> Report:
-        result = QUERIES[job.name](self._lines.lazy()).collect()
+        result = self._ask(job.name).collect()
         return lambda: rows_of((digest(result) if job.digest else result).rows())
 
 

@@ -1,5 +1,5 @@
-"""The program of a peer: the same job as `sqxer_suite ENGINE FILE RUNS SECONDS`, told by
-`python -m driver.peers.serve ENGINE FILE RUNS SECONDS COLUMNS`, where COLUMNS is what
+"""The program of a peer: the same job as `sqxer_suite ENGINE FOLDER RUNS SECONDS`, told by
+`python -m driver.peers.serve ENGINE FOLDER RUNS SECONDS COLUMNS`, where COLUMNS is what
 `sqxer_suite columns` prints. The queries are lines of standard input, the answers lines of JSON.
 """
 
@@ -33,8 +33,8 @@ def measure(engine: LoadedEngine, job: Job, runs: int, seconds: float) -> dict[s
 
 
 def main() -> None:
-    name, path, runs, seconds, columns = sys.argv[1:]
-    engine = load(name, path, json.loads(columns))
+    name, folder, runs, seconds, columns = sys.argv[1:]
+    engine = load(name, folder, json.loads(columns))
     print(json.dumps({"version": engine.version}), flush=True)
     for line in sys.stdin:
         job = Job(*line.rstrip("\n").split("\t"))

@@ -120,11 +120,22 @@ void GatheredColumn::GatherValidity(const GatherPlaces& places, ColumnVector& ve
   const std::size_t words = (vector.rows + 63) / 64;
   kept.validity.Reserve(words * sizeof(uint64));
   uint64* const target = kept.validity.As<uint64>();
-  std::fill_n(target, words, uint64{0});
-  places.ForEach([&](uint32 i, std::size_t chunk, uint32 row) {
-    const uint64 bit = bits[chunk] == nullptr ? 1 : bits[chunk][row / 64] >> row % 64 & 1;
-    target[i / 64] |= (bit & static_cast<uint64>(!places.IsNone(i))) << i % 64;
-  });
+  const auto gather = [&places, target, sources = bits.data()](auto hasNone) {
+    const uint32 count = places.GetCount();
+    for (uint32 first = 0; first < count; first += 64) {
+      const uint32 end = std::min(count, first + 64);
+      // Each bit comes in at the top.
+      uint64 word = 0;
+      places.ForEach(first, end, [&](uint32 i, std::size_t chunk, uint32 row) {
+        const uint64* const source = sources[chunk];
+        uint64 bit = source == nullptr ? 1 : source[row / 64] >> row % 64;
+        if constexpr (hasNone) bit &= static_cast<uint64>(!places.IsNone(i));
+        word = word >> 1 | bit << 63;
+      });
+      target[first / 64] = word >> (64 - (end - first));
+    }
+  };
+  places.HasNone() ? gather(std::true_type()) : gather(std::false_type());
   vector.validity = target;
 }
 

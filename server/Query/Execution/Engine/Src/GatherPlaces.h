@@ -31,14 +31,18 @@ class GatherPlaces {
   /// are those of one chunk, `chunk` is a constant of the loop.
   template <class Put>
   void ForEach(Put&& put) const {
-    const auto count = static_cast<uint32>(rows_.size());
+    ForEach(0, GetCount(), put);
+  }
+  /// The same of the rows from `first` on, up to `end`.
+  template <class Put>
+  void ForEach(uint32 first, uint32 end, Put&& put) const {
     const uint32* const rows = rows_.data();
     if (used_.size() == 1) {
       const std::size_t chunk = used_[0];
-      for (uint32 i = 0; i < count; ++i) put(i, chunk, rows[i]);
+      for (uint32 i = first; i < end; ++i) put(i, chunk, rows[i]);
     } else {
       const uint32* const chunks = chunks_.data();
-      for (uint32 i = 0; i < count; ++i) put(i, std::size_t{chunks[i]}, rows[i]);
+      for (uint32 i = first; i < end; ++i) put(i, std::size_t{chunks[i]}, rows[i]);
     }
   }
 

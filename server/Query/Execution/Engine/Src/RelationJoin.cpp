@@ -86,13 +86,13 @@ TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
     mine.push_back(condition);
     return true;
   });
-  return mine.empty() ? table : KeepTrue(table, wanted, mine);
+  return mine.empty() ? table : KeepTrue(table, WithReads(wanted, conditions), mine);
 }
 
 TableRef RelationRun::KeepTrue(const TableRef& table, const TableRequest& wanted,
                                const Conditions& conditions) {
   SqlSelect select;
-  const std::vector<std::size_t> columns = FindWanted(table->schema, wanted);
+  const std::vector<std::size_t> columns = FindSome(table->schema, wanted);
   auto renamed = std::make_shared<Table>(*table);
   // By numbers: names may stand several times.
   for (const std::size_t column : columns) {
@@ -241,9 +241,13 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
                                 : join.join == Join::kLeft  ? on
                                 : join.join == Join::kRight ? conditions
                                                             : none;
-  TableRef left = MakeRows(*source.left, wanted, leftConditions);
-  TableRef right = MakeRows(*source.right, wanted, rightConditions);
-  WidenSides(on, wanted, left, right);
+  // What this join reads of its sides; a side adds what is left of the conditions it is given.
+  TableRequest ofSides = wanted;
+  ofSides.names.insert(ofSides.names.end(), join.sharedColumns.begin(), join.sharedColumns.end());
+  if (!isInner) ofSides = WithReads(WithReads(std::move(ofSides), on), conditions);
+  TableRef left = MakeRows(*source.left, ofSides, leftConditions);
+  TableRef right = MakeRows(*source.right, ofSides, rightConditions);
+  WidenSides(on, WithReads(WithReads(ofSides, on), conditions), left, right);
   const JoinLayout layout = ArrangeColumns(join, left->schema, right->schema);
 
   JoinEqualities equalities;
@@ -268,13 +272,12 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
     (isMine ? others : conditions).push_back(condition);
   }
 
-  TableRequest reads = wanted;
-  for (const SqlExpressionPtr& condition : others) {
-    ForEachName(*condition, false, [&](const SqlExpression& name) {
-      if (IsOuterName(name)) reads.names.push_back(name.path.back());
-    });
-  }
-  const std::vector<std::size_t> leftColumns = FindWanted(left->schema, reads);
+  // Keys and what a side was filtered by are not gathered when nothing reads them any more.
+  TableRequest reads = WithReads(WithReads(wanted, others), conditions);
+  const bool makesShared = join.join == Join::kFull;
+  if (makesShared)
+    reads.names.insert(reads.names.end(), join.sharedColumns.begin(), join.sharedColumns.end());
+  const std::vector<std::size_t> leftColumns = FindSome(left->schema, reads);
   const std::vector<std::size_t> rightColumns = FindWanted(right->schema, reads);
   auto joined = std::make_shared<Table>();
   AddColumns(*left, leftColumns, joined->schema);

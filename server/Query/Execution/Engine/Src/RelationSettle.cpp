@@ -46,8 +46,11 @@ void RelationRun::SettleUncorrelated(Base& base) {
   if (select.where) SplitConditions(select.where, conditions);
   // A name that several tables have is an error, whichever of them could apply the condition.
   for (const SqlExpressionPtr& condition : conditions) FindNamedColumns(*condition, source->schema);
-  TableRef rows = MakeRows(*source, wanted, conditions);
-  for (const Membership& membership : base.memberships) rows = Keep(rows, wanted, membership);
+  const TableRequest kept = FindReadsOfKept(reads, source->schema, wanted);
+  TableRef rows = MakeRows(*source, kept, conditions);
+  for (const Membership& membership : base.memberships) {
+    rows = Keep(rows, WithReads(kept, conditions), membership);
+  }
   select.table = Register(rows);
   select.where = JoinConditions(conditions);
 }

@@ -114,6 +114,14 @@ std::vector<std::size_t> FindWanted(const TableSchema& schema, const TableReques
   return columns;
 }
 
+std::vector<std::size_t> FindSome(const TableSchema& schema, const TableRequest& wanted) {
+  std::vector<std::size_t> columns = FindWanted(schema, wanted);
+  if (!columns.empty()) return columns;
+  const std::vector<std::size_t> all = FindWanted(schema, TableRequest());
+  if (!all.empty()) columns.push_back(all.front());
+  return columns;
+}
+
 TableSchema JoinLayout::GetSchema() const {
   TableSchema schema;
   for (const Column& column : columns) {
@@ -213,6 +221,30 @@ TableRequest FindReads(const SqlSelect& select, const SqlRelation* from) {
   // Rows are counted though nothing of them is read.
   wanted.all = wanted.all || wanted.names.empty();
   return wanted;
+}
+
+TableRequest WithReads(TableRequest wanted, const std::vector<SqlExpressionPtr>& conditions) {
+  for (const SqlExpressionPtr& condition : conditions) {
+    ForEachName(*condition, true,
+                [&](const SqlExpression& name) { wanted.names.push_back(name.path.back()); });
+  }
+  return wanted;
+}
+
+TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
+                             const TableRequest& wanted) {
+  if (wanted.all) return wanted;
+  SqlSelect behind = select;
+  behind.where = nullptr;
+  TableRequest reads = FindReads(behind, nullptr);
+  const auto isKnown = [&](const XeString& name) {
+    const auto matches = [&](const XeString& other) {
+      return BaseStringUtil::IsCaseInsensitiveMatch(name, other);
+    };
+    return std::ranges::any_of(schema.columns, matches, &ColumnInfo::name) ||
+           std::ranges::any_of(select.items, matches, &SqlSelectItem::alias);
+  };
+  return !reads.all && std::ranges::all_of(reads.names, isKnown) ? reads : wanted;
 }
 
 std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,

@@ -29,6 +29,9 @@ TableRef TakeRows(const Table& table, std::span<const std::size_t> columns,
 /// Those that were read and are wanted.
 std::vector<std::size_t> FindWanted(const TableSchema& schema, const TableRequest& wanted);
 
+/// The same, and one column at least of a table that has any, so that its rows can be read.
+std::vector<std::size_t> FindSome(const TableSchema& schema, const TableRequest& wanted);
+
 /// Which columns a join has, and where each comes from.
 struct JoinLayout {
   enum class Side : uint8 { kLeft, kRight, kEither };
@@ -67,6 +70,13 @@ struct RelationRun::Source {
 
 /// Adds the names that joins read.
 void AddJoinReads(const SqlRelation& relation, TableRequest& wanted);
+/// With the names that conditions read, of the subqueries in them too.
+TableRequest WithReads(TableRequest wanted, const std::vector<SqlExpressionPtr>& conditions);
+/// What is read of the rows for which WHERE is true: `wanted`, which is all that the query may
+/// read, without the names that only conditions have. The schema is that of FROM; where an error is
+/// to come of a name that it has not, nothing is left out.
+TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
+                             const TableRequest& wanted);
 /// What a query may read of its FROM: subqueries that read columns from outside included.
 TableRequest FindReads(const SqlSelect& select, const SqlRelation* from);
 
