@@ -11,8 +11,11 @@ namespace sqxer {
 
 /// A table that a statement can name without its path.
 struct KnownTable {
+  enum class Kind { kFile, kMadeTable, kMadeView };
   std::string name;
+  /// Empty for what a statement has made.
   std::string path;
+  Kind kind = Kind::kFile;
 };
 
 /// Arguments that are wrong; what() is the sentence.
