@@ -133,6 +133,11 @@ void PrintCancelled() { WriteSentence("error: cancelled\n", "{\"message\":\"canc
 std::string OnOneLine(std::string text) {
   std::ranges::replace_if(
       text, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+  // The control characters from U+0080 on, which a terminal obeys as well.
+  for (std::size_t at = 0; at + 1 < text.size(); ++at) {
+    const bool isLead = text[at] == '\xC2';
+    if (isLead && static_cast<unsigned char>(text[at + 1]) < 0xA0) text.replace(at, 2, "  ");
+  }
   return text;
 }
 

@@ -117,7 +117,8 @@ ExitStatus Shell::Run() {
       }
     }
     typed_ += (typed_.empty() ? "" : "\n") + line;
-    if (engine::FindTextEnd(typed_) != TextEnd::kNothing) continue;
+    typedEnd_ = engine::FindTextEnd(typed_);
+    if (typedEnd_ != TextEnd::kNothing) continue;
     const std::string text = std::exchange(typed_, {});
     editor.Remember(text);
     RunText(text, 0, text.size());
@@ -129,7 +130,7 @@ ExitStatus Shell::Run() {
 
 std::string Shell::Prompt() const {
   if (typed_.empty()) return "sqxer> ";
-  switch (engine::FindTextEnd(typed_)) {
+  switch (typedEnd_) {
     case TextEnd::kText:
       return "   '...> ";
     case TextEnd::kName:
@@ -218,15 +219,6 @@ void Shell::SetOutput(const std::optional<std::string>& path) {
 
 void Shell::SetSwitch(const std::string& name, const std::string& value) {
   session_.Set(name, value);
-  options_.switches.emplace_back(name, value);
-}
-
-std::string Shell::GetSwitch(std::string_view name, std::string_view defaultValue) const {
-  std::string value(defaultValue);
-  for (const auto& [set, to] : options_.switches) {
-    if (set == name) value = to;
-  }
-  return value;
 }
 
 void Shell::RunFile(const std::string& path) {
@@ -249,7 +241,8 @@ void Shell::RunFile(const std::string& path) {
       goesOn = goesOn && Interruption::GetSignal() == 0;
       start = at;
     } else if (at == text.size() ||
-               engine::FindTextEnd({text.data() + start, at - start}) == TextEnd::kNothing) {
+               (line.find(';') != std::string_view::npos &&
+                engine::FindTextEnd({text.data() + start, at - start}) == TextEnd::kNothing)) {
       goesOn = RunText(text, start, at);
       start = at;
     }
@@ -260,18 +253,20 @@ void Shell::RunFile(const std::string& path) {
 }
 
 std::vector<KnownTable> Shell::ListTables() const {
-  std::vector<KnownTable> tables = opened_;
-  for (const auto& [name, path] : options_.tables) tables.push_back({name, path});
-  std::vector<KnownTable> others = ListMadeTables(session_);
-  for (KnownTable& table : ListTablesOfFolder(options_.directory)) {
-    others.push_back(std::move(table));
-  }
-  for (KnownTable& table : others) {
-    // A name that was given means what it was given for.
+  using Kind = KnownTable::Kind;
+  std::vector<KnownTable> tables;
+  // What has a name first is what the name means.
+  const auto add = [&](KnownTable table) {
     if (std::ranges::find(tables, table.name, &KnownTable::name) == tables.end()) {
       tables.push_back(std::move(table));
     }
+  };
+  for (engine::MadeTable& made : session_.ListMadeTables()) {
+    add({std::move(made.name), "", made.isView ? Kind::kMadeView : Kind::kMadeTable});
   }
+  for (const KnownTable& table : opened_) add(table);
+  for (const auto& [name, path] : options_.tables) add({name, path});
+  for (KnownTable& table : ListTablesOfFolder(options_.directory)) add(std::move(table));
   std::ranges::sort(tables, {}, &KnownTable::name);
   return tables;
 }
@@ -281,8 +276,10 @@ std::string Shell::DescribeTable(const std::string& table) {
   Progress::Start();
   const std::string from = " FROM " + table;
   std::error_code ignored;
-  const std::string path = FindPath(table);
-  const bool isSmall = IsRegularFile(path) && fs::file_size(path, ignored) <= kMostReadBytes;
+  const KnownTable known = FindKnown(table);
+  const bool isSmall =
+      known.kind == KnownTable::Kind::kMadeTable ||
+      (IsRegularFile(known.path) && fs::file_size(known.path, ignored) <= kMostReadBytes);
   // Without rows, so that all are read for the types.
   const std::vector<engine::Column> columns =
       isSmall ? session_.Query("SELECT *" + from + " WHERE FALSE").GetColumns()
@@ -311,14 +308,14 @@ std::string Shell::DescribeTable(const std::string& table) {
   return text;
 }
 
-std::string Shell::FindPath(const std::string& table) const {
+KnownTable Shell::FindKnown(const std::string& table) const {
   const std::vector<SqlWord> words = ReadSqlWords(table);
   if (words.size() != 1) return {};
   const std::string& name = words.front().text;
   for (const KnownTable& known : ListTables()) {
-    if (known.name.size() == name.size() && StartsWithFolded(known.name, name)) return known.path;
+    if (known.name.size() == name.size() && StartsWithFolded(known.name, name)) return known;
   }
-  return engine::NameOfTable(name).empty() ? std::string() : name;
+  return {name, engine::NameOfTable(name).empty() ? std::string() : name};
 }
 
 Completion Shell::Complete(std::string_view before, std::string_view after) {
@@ -333,8 +330,9 @@ Completion Shell::Complete(std::string_view before, std::string_view after) {
 std::vector<std::string> Shell::CompleteColumns(const std::string& table) {
   const auto [found, isNew] = columns_.try_emplace(table);
   if (!isNew) return found->second;
-  // Only of files whose first rows are soon read.
-  if (!IsRegularFile(FindPath(table))) return {};
+  // Only of tables whose first rows are soon read.
+  const KnownTable known = FindKnown(table);
+  if (known.kind != KnownTable::Kind::kMadeTable && !IsRegularFile(known.path)) return {};
   try {
     for (const engine::Column& column : SampleColumns(session_, table)) {
       found->second.push_back(QuoteName(column.name));

@@ -37,10 +37,10 @@ class Shell {
   void SetOutput(const std::optional<std::string>& path);
   /// Throws Error, as the next two.
   void SetSwitch(const std::string& name, const std::string& value);
-  std::string GetSwitch(std::string_view name, std::string_view defaultValue) const;
+  std::string GetSwitch(std::string_view name) const { return session_.Get(std::string(name)); }
   void RunFile(const std::string& path);
 
-  /// Those that were given and those of the folder, by name.
+  /// Those that statements have made, those that were given, and those of the folder, by name.
   std::vector<KnownTable> ListTables() const;
   /// A line for each column of a table as statements write it, and how many rows it has where that
   /// does not take long. Throws Error.
@@ -49,8 +49,8 @@ class Shell {
  private:
   /// Tells what the statement that is being typed is in the middle of.
   std::string Prompt() const;
-  /// The file of a table as statements write it; empty where there is no knowing.
-  std::string FindPath(const std::string& table) const;
+  /// What is known of a table as statements write it; without a path where there is no knowing.
+  KnownTable FindKnown(const std::string& table) const;
   /// Runs the statements of a part of `text`. False: a signal has come.
   bool RunText(const std::string& text, std::size_t from, std::size_t to);
   void RunOne(const std::string& text, const engine::Statement& statement);
@@ -71,6 +71,8 @@ class Shell {
   bool isTyping_ = false;
   /// The lines of a statement without its end.
   std::string typed_;
+  /// What they end in the middle of.
+  engine::TextEnd typedEnd_ = engine::TextEnd::kNothing;
   std::optional<OutputStream> file_;
   int depth_ = 0;
   bool isEnded_ = false;

@@ -46,8 +46,11 @@ void ShowTables(Shell& shell, const std::string& argument) {
   if (!argument.empty()) return shell.Show(shell.DescribeTable(argument));
   std::vector<std::pair<std::string, std::string>> lines;
   for (const KnownTable& table : shell.ListTables()) {
-    lines.emplace_back(QuoteName(table.name),
-                       OnOneLine(table.path.empty() ? "(" + table.kind + ")" : table.path));
+    const bool isView = table.kind == KnownTable::Kind::kMadeView;
+    const bool isFile = table.kind == KnownTable::Kind::kFile;
+    lines.emplace_back(QuoteName(table.name), isFile   ? OnOneLine(table.path)
+                                              : isView ? "(view)"
+                                                       : "(table)");
   }
   if (lines.empty()) {
     return shell.Show("no tables: a quoted path of a file is one (SELECT * FROM 'sales.csv')\n");
@@ -91,7 +94,7 @@ void SetSwitch(Shell& shell, const std::string& argument) {
   std::string text;
   for (const engine::SwitchDescription& one : engine::ListSwitches()) {
     if (!name.empty() && one.name != name) continue;
-    text += fmt::format("{}={}\n", one.name, shell.GetSwitch(one.name, one.defaultValue));
+    text += fmt::format("{}={}\n", one.name, shell.GetSwitch(one.name));
     if (!name.empty()) text += fmt::format("    {}\n    Values: {}\n", one.description, one.values);
   }
   // The error that names those near it.

@@ -7,7 +7,6 @@
 #include <exception>
 #include <filesystem>
 #include <set>
-#include <sstream>
 #include <string_view>
 
 #include "ErrorLines.h"
@@ -127,23 +126,6 @@ std::vector<KnownTable> ListTablesOfFolder(const std::string& folder) {
     }
   }
   std::ranges::sort(tables, {}, &KnownTable::name);
-  return tables;
-}
-
-std::vector<KnownTable> ListMadeTables(engine::Session& session) {
-  std::string rows;
-  engine::TextOptions options;
-  options.format = engine::TextOptions::Format::kTsv;
-  options.hasHeader = false;
-  session.Write(
-      "SHOW TABLES", [&](std::string_view piece) { rows += piece; }, {}, options);
-  std::vector<KnownTable> tables;
-  std::istringstream lines(rows);
-  std::string name, kind, rest;
-  while (std::getline(lines, name, '\t') && std::getline(lines, kind, '\t') &&
-         std::getline(lines, rest)) {
-    if (kind != "file") tables.push_back({name, "", kind});
-  }
   return tables;
 }
 

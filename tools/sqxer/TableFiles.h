@@ -11,11 +11,11 @@ namespace sqxer {
 
 /// A table that a statement can name without its path.
 struct KnownTable {
+  enum class Kind { kFile, kMadeTable, kMadeView };
   std::string name;
-  /// Of its file; empty for one that has none.
+  /// Empty for what a statement has made.
   std::string path;
-  /// What it is instead: "view", "table".
-  std::string kind = {};
+  Kind kind = Kind::kFile;
 };
 
 /// Arguments that are wrong; what() is the sentence.
@@ -41,9 +41,6 @@ void PrintHeaderWarning(const std::string& path);
 
 /// The files of a folder that bare names mean (NAME.csv), by name.
 std::vector<KnownTable> ListTablesOfFolder(const std::string& folder);
-
-/// The tables and views that statements of the session have made.
-std::vector<KnownTable> ListMadeTables(engine::Session& session);
 
 /// A name as statements write it: in quotation marks where it must have them.
 std::string QuoteName(const std::string& name);

@@ -87,9 +87,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueCompiler() {
       {58090, 3, "the option {0} of COPY takes {1}, not \"{2}\""},
       {58091, 2, "there is no switch \"{0}\"{1}"},
       {58100, 1,
-       "{0} takes one fraction: write a call for each, which share the values of their group, such "
-       "as "
-       "{0}(0.25) WITHIN GROUP (ORDER BY x), {0}(0.5) WITHIN GROUP (ORDER BY x)"},
+       "{0} takes one fraction: write a call for each, (0.25) and (0.5), which share the values of "
+       "their group"},
   };
 }
 

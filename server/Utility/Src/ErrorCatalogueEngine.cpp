@@ -136,6 +136,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "(.gz, .zst), or of a FORMAT that is named: \"{0}\""},
       {57154, 1, "the option {0} of COPY is for CSV alone"},
       {57155, 3, "\"{0}\" is given {1} names for columns, and the query has {2}"},
+      {57156, 2, "views read each other more than {1} deep: \"{0}\""},
       {57170, 0,
        "there is nothing to draw: a chart takes a column of labels, numbers or times, and columns "
        "of numbers behind it"},

@@ -25,6 +25,12 @@
 
 namespace sqxer::engine {
 
+/// A table or a view that a statement has made.
+struct MadeTable {
+  std::string name;
+  bool isView = false;
+};
+
 /// A set of tables, and the statements that are run over them.
 class SQXER_ENGINE_API Session {
  public:
@@ -36,6 +42,8 @@ class SQXER_ENGINE_API Session {
   /// A switch of ListSwitches, for the statements to come: among them are the limits of memory
   /// (GroupMemory, TableMemory).
   void Set(const std::string& name, const std::string& value);
+  /// The value of a switch, which a statement may have set.
+  std::string Get(const std::string& name);
   /// How many threads read files and evaluate rows at most; one at first. Results do not depend on
   /// it.
   void SetThreads(unsigned threads);
@@ -64,6 +72,8 @@ class SQXER_ENGINE_API Session {
   void AddSource(const std::string& name, const ArrowSchema& schema, OpenSource open,
                  const ArrowOptions& options = {});
   void RemoveTable(const std::string& name);
+  /// The tables and views that statements have made, by name.
+  std::vector<MadeTable> ListMadeTables();
 
   /// A function for the statements and expressions to come, in the place of one that was added by
   /// that name before; those that are built in stay what they are.

@@ -20,6 +20,7 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"GroupMemory", text(config.groupMemory_)},
           {"JoinMemory", text(config.joinMemory_)},
           {"TableMemory", text(config.tableMemory_)},
+          {"StatementTimeout", text(config.statementTimeout_)},
           {"JsonErrors", text(static_cast<int>(config.jsonErrors_))},
           {"SubstringCompliance", text(config.substringCompliance_)},
           {"LengthKeepsBlanks", text(config.lengthKeepsBlanks_)},

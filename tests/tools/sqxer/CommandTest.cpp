@@ -112,7 +112,7 @@ TEST_F(Command, SaysWhatIsWrongInOneLineAndByItsStatus) {
       {"-t x=nope.txt 'SELECT 1'", 2, {"error 57015: "}},
       {"-t x 'SELECT 1'", 2, {"sqxer: --table: must be NAME=PATH and not x (--help shows the "}},
       {"--set Nope=1 'SELECT 1'", 2, {"error 58040: "}},
-      {"--schema t=a:int8 'SELECT 1'", 2, {"error 57014: "}},
+      {"--schema t=a:int9 'SELECT 1'", 2, {"error 57014: "}},
       {"--param bit:2 'SELECT $1'", 2, {"error 57019: the parameter $1 does not read as bit: "}},
       {"--repeat 0 'SELECT 1'", 2, {"sqxer: --repeat: "}},
       {"--nope 'SELECT 1'", 2, {"sqxer: "}},

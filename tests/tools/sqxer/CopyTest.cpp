@@ -61,7 +61,9 @@ TEST_F(Command, CopyThatFailsLeavesTheOldFileAlone) {
   EXPECT_EQ(Shell("ulimit -f 10; sqxer \"COPY (SELECT n FROM generate_series(1, 100000) g(n)) TO "
                   "'old.csv'\"")
                 .err,
-            "error 57152: \"old.csv\" cannot be written: File too large\n");
+            "error 57152: \"old.csv\" cannot be written: File too large (line 1, column 57)\n  "
+            "COPY (SELECT n FROM generate_series(1, 100000) g(n)) TO 'old.csv'\n                   "
+            "                                       ^\n");
   EXPECT_THAT(Shell("sqxer \"COPY t TO '/dev/full'\"").err,
               testing::StartsWith("error 57153: COPY writes files that end in .csv, .tsv, .jsonl, "
                                   ".ndjson, .json or .arrow, "
@@ -72,6 +74,10 @@ TEST_F(Command, CopyThatFailsLeavesTheOldFileAlone) {
                                   "device (line 1, column 11)\n"));
   EXPECT_EQ(Shell("sqxer \"COPY t TO '/dev/stdout' (FORMAT csv, HEADER false)\" | sort -r").out,
             "2\n1\n0\n");
+  // A file there keeps what was printed before.
+  EXPECT_EQ(
+      Shell("sqxer \"SELECT 8 AS a; COPY t TO '/dev/stdout' (FORMAT csv); SELECT 9 AS a\"").out,
+      "a\n8\na\n0\n1\n2\na\n9\n");
   EXPECT_EQ(Shell("ln -s old.csv link.csv; sqxer \"COPY t TO 'link.csv'\"; cat old.csv; test -L "
                   "link.csv && echo link")
                 .out,

@@ -144,6 +144,9 @@ TEST_F(Formats, ChartsOfLabelsAreBars) {
   const std::string svg = Sqxer("-o svg", sql).out;
   EXPECT_TRUE(svg.starts_with("<svg xmlns=") && svg.ends_with("</svg>\n"));
   EXPECT_NE(svg.find(">a &lt;south&gt;</text>"), std::string::npos);
+  // XML takes no such character.
+  EXPECT_NE(Sqxer("-o svg", "SELECT E'a\\x01b' AS l, 1 AS n").out.find(">a\uFFFDb</text>"),
+            std::string::npos);
 }
 
 TEST_F(Formats, ChartsOverNumbersAndTimesAreLines) {
@@ -165,6 +168,17 @@ TEST_F(Formats, ChartsOverNumbersAndTimesAreLines) {
   EXPECT_EQ(trend[0], "* y   \u2812 trend");
   EXPECT_TRUE(std::ranges::any_of(
       trend, [](const std::string& line) { return std::ranges::count(line, '*') >= 6; }));
+  // Large numbers near each other, and those that are too large.
+  const auto near =
+      Lines(Sqxer("-o chart", "SELECT n, 1000000000 + n FROM generate_series(1, 9) AS s(n)").out);
+  EXPECT_TRUE(near[0].starts_with(" 1000000010 \u2524")) << near[0];
+  EXPECT_EQ(
+      Lines(Sqxer("-o chart", "SELECT n, 1e17 + n * 16 FROM generate_series(0, 1) AS s(n)").out)
+          .size(),
+      19u);
+  EXPECT_EQ(
+      Sqxer("-o svg", "SELECT * FROM (VALUES (1, 1e308), (2, -1e308)) AS t(x, y)").out.find("nan"),
+      std::string::npos);
   // Single points, equal values, and none at all.
   EXPECT_EQ(Lines(Sqxer("-o chart", "SELECT 1 AS x, 2 AS y").out).size(), 19u);
   EXPECT_EQ(Sqxer("-o chart", "SELECT 1 AS x, 2 AS y WHERE false").out, "(no points)\n");
@@ -226,6 +240,9 @@ TEST_F(Formats, ErrorsShowThePlaceAndTheValues) {
 TEST_F(Formats, ErrorsAreColouredOnATerminal) {
   const std::string line = "TERM=xterm sqxer 'SELECT nope'";
   EXPECT_NE(OnTerminal(line, "").out.find("\x1b[1;31merror "), std::string::npos);
+  // Nothing that a terminal obeys is of the data.
+  EXPECT_EQ(Sqxer("", "SELECT CAST(E'\\u009b31m\u00e9' AS int)").err.find("\u009b"),
+            std::string::npos);
   EXPECT_EQ(OnTerminal("NO_COLOR=1 " + line, "").out.find('\x1b'), std::string::npos);
   EXPECT_EQ(OnTerminal("TERM=dumb sqxer 'SELECT nope'", "").out.find('\x1b'), std::string::npos);
 }

@@ -16,6 +16,7 @@
 namespace sqxer::test {
 namespace {
 
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -234,6 +235,10 @@ TEST_F(ShellOnTerminal, RunsCommands) {
   folder_.Write("q.sql",
                 "-- statements and commands\nSELECT 1 AS one,\n 2 AS two;\n\\timing off\nSELECT 3 "
                 "AS three;\nSELECT\n  nope");
+  // Not in the square of its lines.
+  std::string values = "SELECT COUNT(*) AS lines FROM (VALUES (0)";
+  for (int i = 0; i < 50000; ++i) values += ",\n(1000000000 + 1000000000 - 1000000000)";
+  folder_.Write("values.sql", values + ") AS t(x);\n");
   Terminal terminal(folder_.Path(), {"-t", "shop=sales.csv"});
   terminal.WaitFor(kPrompt);
   EXPECT_THAT(terminal.Run("\\?"), HasSubstr("\\format NAME"));
@@ -244,6 +249,11 @@ TEST_F(ShellOnTerminal, RunsCommands) {
               HasSubstr("sales: 3 columns, 3 rows\r\n  region        varchar(5)\r\n  price         "
                         "double\r\n  \"Unit price\"  "));
   EXPECT_THAT(terminal.Run("\\d nope"), HasSubstr("error 57001: "));
+  terminal.Run(
+      "CREATE TABLE kept AS SELECT 1 AS a, 'x' AS wherewithal; CREATE VIEW seen AS TABLE kept;");
+  EXPECT_THAT(terminal.Run("\\d"),
+              AllOf(HasSubstr("  kept   (table)"), HasSubstr("  seen   (view)")));
+  EXPECT_THAT(terminal.Run("\\d kept"), HasSubstr("kept: 2 columns, 1 row\r\n"));
   EXPECT_THAT(terminal.Run("\\timing"), HasSubstr("timing is on\r\n"));
   EXPECT_TRUE(std::regex_search(terminal.Run("SELECT 1 AS x;"),
                                 std::regex("\\(1 row\\)\r\nTime: [0-9.]+ ms\r\n")));
@@ -252,6 +262,7 @@ TEST_F(ShellOnTerminal, RunsCommands) {
   EXPECT_THAT(script, HasSubstr(" three\r\n"));
   EXPECT_THAT(script, HasSubstr("line 7, column 3"));
   EXPECT_THAT(terminal.Run("SELECT 1 AS x;"), Not(HasSubstr("Time: ")));
+  EXPECT_THAT(terminal.Run("\\i values.sql"), HasSubstr("\r\n 50001\r\n"));
   EXPECT_THAT(terminal.Run("\\i nope.sql"), HasSubstr("error 57002: "));
   folder_.Write("again.sql", "\\i again.sql\n");
   EXPECT_THAT(terminal.Run("\\i again.sql"), HasSubstr("files run each other 16 deep"));
@@ -264,11 +275,14 @@ TEST_F(ShellOnTerminal, RunsCommands) {
   EXPECT_EQ(ReadFile(folder_.File("result.csv")), "x\n5\n");
   EXPECT_THAT(terminal.Run("SELECT 6 AS x;"), HasSubstr("\r\nx\r\n6\r\n"));
   EXPECT_THAT(terminal.Run("\\o no/where.csv"), HasSubstr("error: the result cannot be written: "));
-  EXPECT_THAT(terminal.Run("\\format xml"), HasSubstr("error: \\format takes one of arrow, chart"));
+  EXPECT_THAT(terminal.Run("\\format xml"),
+              HasSubstr("error: \\format takes one of arrow, chart, csv"));
 
   EXPECT_THAT(terminal.Run("\\set IntegerDivideAsDouble on"), Not(HasSubstr("error")));
   EXPECT_THAT(terminal.Run("SELECT 1 / 2 AS half;"), HasSubstr("\r\n0.5\r\n"));
   EXPECT_THAT(terminal.Run("\\set IntegerDivideAsDouble"), HasSubstr("IntegerDivideAsDouble=on"));
+  terminal.Run("SET IntegerDivideAsDouble = off;");
+  EXPECT_THAT(terminal.Run("\\set IntegerDivideAsDouble"), HasSubstr("IntegerDivideAsDouble=off"));
   EXPECT_THAT(terminal.Run("\\set GroupMemry 1"), HasSubstr("error 58040: "));
   EXPECT_THAT(terminal.Run("\\h lpad"), HasSubstr("LPAD(s, n)"));
   EXPECT_THAT(terminal.Run("\\timng"),

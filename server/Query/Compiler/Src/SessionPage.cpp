@@ -32,8 +32,8 @@ CREATE TABLE AS), `INSERT 0 12`, `COPY 12`, `SET`.
 
 - A view is a query by another name. It is checked when it is made, under the switches of that moment, and run when a
   statement reads it, once for the statement, its rows kept in memory meanwhile, as those of WITH. It may read other
-  views, but not itself, and has no parameters. An error in it names the view, and its place is where the statement
-  does.
+  views, 64 deep, but not itself, and has no parameters. An error in it names the view, and its place is where the
+  statement does.
 - A table keeps its rows in memory. Its columns have the types that the query gives them, or those that are written, as
   CAST takes them. Constraints, defaults and collations are refused by name.
 - Names are found without regard to letter case. In a query a name means, in this order, a query of WITH, a view or

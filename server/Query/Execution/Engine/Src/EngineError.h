@@ -48,6 +48,7 @@ enum EngineErrorCode {
   kCopyFormat = 57153,
   kCopyOfCsv = 57154,
   kViewColumns = 57155,
+  kViewsTooDeep = 57156,
   kNothingToDraw = 57170,
   kTooManyPoints = 57171,
 };

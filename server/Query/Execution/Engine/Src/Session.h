@@ -58,6 +58,8 @@ class Session : public Catalog {
   void AddTable(const std::string& name, const std::string& path);
   /// A table that is in memory already.
   void AddTable(std::shared_ptr<const Table> table);
+  /// The views and tables that statements have made.
+  const SessionObjects& GetObjects() const { return objects_; }
   /// A table that `open` makes anew whenever a statement needs more of it than is kept.
   void AddSource(const std::string& name, std::function<std::shared_ptr<LazyTable>()> open);
   /// The name is again one that nothing was said of.
@@ -142,7 +144,7 @@ class Session : public Catalog {
   std::vector<ColumnInfo> FindColumns(const std::string& sql, const SqlQuery& query);
 
   /// What a statement has made under a name; null for any other. The rows of a view are made now,
-  /// once for a statement. Errors 57140 and 57141.
+  /// once for a statement. Errors 57140, 57141 and 57156.
   TablePtr FindObject(const XeString& name);
   void RunView(const SessionObject& view, ResultSink& sink);
   /// That a view can be read, when it is made. Errors of its query, and 57155.
@@ -193,6 +195,8 @@ class Session : public Catalog {
   /// Of the statement that is being run: whether its rows need not be kept, and whether it may
   /// start again, as far as that does not lie with the statement itself.
   bool isRunOnce_ = false;
+  /// How many views are being read, each by the one before it.
+  int viewDepth_ = 0;
   bool canStartAgain_ = false;
   TextTableOptions fileOptions_;
   bool isStandardInputTaken_ = false;

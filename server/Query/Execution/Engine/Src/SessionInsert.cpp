@@ -1,6 +1,7 @@
 // INSERT of a session: rows that become those of a table, their values cast to its types.
 
 #include <algorithm>
+#include <iterator>
 
 #include "EngineError.h"
 #include "PlanError.h"
@@ -107,6 +108,7 @@ std::vector<std::optional<std::size_t>> SessionStatements::PlaceColumns(const Sq
 }
 
 void SessionStatements::CheckLengths(const Table& rows, const SessionObject& object, int position) {
+  const Table numbered = WithNumberedNames(rows);
   for (std::size_t i = 0; i < object.types.size(); ++i) {
     const SqlTypeName& type = object.types[i];
     if (!HasLength(type)) continue;
@@ -114,7 +116,7 @@ void SessionStatements::CheckLengths(const Table& rows, const SessionObject& obj
         ParseSelect("SELECT COUNT(*) FROM t WHERE LENGTH(CAST(c" + std::to_string(i) +
                     " AS VARCHAR)) > " + std::to_string(type.precision));
     RowTexts count;
-    RunOver(rows, longer, count);
+    RunOver(numbered, longer, count);
     if (count.Get().front() != "0")
       ThrowPlanError(kTextTooLong, position,
                      {object.rows->Get().schema.columns[i].name, std::to_wstring(type.precision)});
@@ -138,10 +140,12 @@ Table SessionStatements::Assign(const Table& source, const SessionObject& object
     const XeDataType given =
         places[i] ? source.schema.columns[*places[i]].type : schema.columns[i].type;
     const bool isSame = given == schema.columns[i].type || (IsText(given) && IsText(type.type));
-    placed.items.push_back({value, NumberedName(i), position});
-    SqlExpressionPtr column = MakeName(NumberedName(i), position);
+    // By the names of the table's columns, which errors tell with the values.
+    const XeString& name = schema.columns[i].name;
+    placed.items.push_back({value, name, position});
+    SqlExpressionPtr column = MakeName(name, position);
     if (!isSame || type.precision != 0) column = MakeCast(std::move(column), type);
-    cast.items.push_back({std::move(column), schema.columns[i].name, position});
+    cast.items.push_back({std::move(column), name, position});
   }
   TableSink inOrder;
   RunOver(numbered, placed, inOrder);
@@ -151,6 +155,33 @@ Table SessionStatements::Assign(const Table& source, const SessionObject& object
   TableSink assigned;
   RunOver(rows, cast, assigned);
   return std::move(assigned.GetTable());
+}
+
+void SessionStatements::MergeLastChunks(Table& table) {
+  constexpr uint64 kMostRows = uint64{1} << 16;
+  std::vector<TableChunk>& chunks = table.chunks;
+  if (chunks.empty()) return;
+  auto first = chunks.end() - 1;
+  uint64 rows = first->rows;
+  // Each one is at least twice as long as the next one then.
+  while (first != chunks.begin() && (first - 1)->rows <= rows &&
+         (first - 1)->rows + rows <= kMostRows)
+    rows += (--first)->rows;
+  if (chunks.end() - first < 2) return;
+  Table last{table.schema, rows, {first, chunks.end()}};
+  last.schema.name = L"t";
+  SqlSelect all;
+  for (const ColumnInfo& column : last.schema.columns) {
+    all.items.push_back({MakeName(column.name, 0), column.name, 0});
+  }
+  TableSink sink;
+  RunOver(last, all, sink);
+  Table& merged = sink.GetTable();
+  if (!std::ranges::equal(merged.schema.columns, last.schema.columns, {}, &ColumnInfo::type,
+                          &ColumnInfo::type))
+    return;
+  chunks.erase(first, chunks.end());
+  std::ranges::move(merged.chunks, std::back_inserter(chunks));
 }
 
 void SessionStatements::Do(const SqlInsert& insert) {
@@ -189,6 +220,7 @@ void SessionStatements::Do(const SqlInsert& insert) {
   }
   both.rowCount += rows.rowCount;
   for (TableChunk& chunk : rows.chunks) both.chunks.push_back(std::move(chunk));
+  MergeLastChunks(both);
   object.rows = std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(both)));
   Finish("INSERT 0 " + std::to_string(rows.rowCount), rows.rowCount);
 }

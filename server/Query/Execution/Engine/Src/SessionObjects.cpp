@@ -4,6 +4,7 @@
 
 #include "Compiler.h"
 #include "EngineError.h"
+#include "PlanError.h"
 #include "QueryRun.h"
 #include "RelationRun.h"
 #include "Session.h"
@@ -16,6 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+
+/// Each takes of the stack.
+constexpr int kMostViewDepth = 64;
 
 /// Ends a run when it knows its columns.
 class ColumnSink final : public ResultSink {
@@ -46,6 +50,13 @@ class Instead {
   Value& place_;
   Value before_;
 };
+
+/// What a view knows of the parameters of a statement.
+QueryParameters WithoutValues(const QueryParameters& statement) {
+  QueryParameters parameters;
+  parameters.moment = statement.moment;
+  return parameters;
+}
 
 /// The first columns by other names.
 void Rename(TableSchema& schema, const std::vector<XeString>& names) {
@@ -82,9 +93,7 @@ std::vector<ColumnInfo> Session::FindColumns(const std::string& sql, const SqlQu
 void Session::RunView(const SessionObject& view, ResultSink& sink) {
   // What it reads is no part of the statement: its parameters are not seen, and a table that both
   // read may be read by each of them.
-  QueryParameters parameters;
-  parameters.moment = statement_.moment;
-  const Instead ownParameters(statement_, std::move(parameters));
+  const Instead ownParameters(statement_, WithoutValues(statement_));
   const Instead ownTables(partialTables_, {});
   const Instead noRestart(canStartAgain_, false);
   const Timing before = timing_;
@@ -103,7 +112,10 @@ Session::TablePtr Session::FindObject(const XeString& name) {
   SessionObject& object = found->second;
   if (object.rows) return object.rows;
   if (object.isBeingRead) ThrowEngineError(kViewReadsItself, {object.name});
+  if (viewDepth_ == kMostViewDepth)
+    ThrowEngineError(kViewsTooDeep, {object.name, std::to_wstring(kMostViewDepth)});
   const Instead reading(object.isBeingRead, true);
+  const Instead deeper(viewDepth_, viewDepth_ + 1);
   TableSink sink;
   try {
     RunView(object, sink);
@@ -112,12 +124,14 @@ Session::TablePtr Session::FindObject(const XeString& name) {
     Rename(rows.schema, object.columns);
     object.rows = std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
   } catch (const ErrorMessage& error) {
-    if (error.GetCode() == kCancelled || error.GetCode() == kViewReadsItself) {
+    if (error.GetCode() == kCancelled || error.GetCode() == kViewReadsItself ||
+        error.GetCode() == kViewsTooDeep) {
       // The place is one of the view's own text.
       ThrowEngineError(error.GetCode(), error.GetArguments());
     }
     ErrorMessage told(kInView, {object.name, error.GetText()});
     if (error.GetRowNumber() != ErrorMessage::kNoRow) told.SetRowNumber(error.GetRowNumber());
+    for (const auto& [column, value] : error.GetInputs()) told.AddInput(column, value);
     SUGThrow(std::move(told));
   }
   return object.rows;
@@ -140,7 +154,13 @@ void Session::CheckView(SessionObject view) {
   };
   TableSchema schema;
   try {
+    const Instead ownParameters(statement_, WithoutValues(statement_));
     schema.columns = FindColumns(view.sql, *view.query);
+  } catch (const ErrorMessage& error) {
+    restore();
+    if (error.GetCode() == kNoSuchParameter)
+      ThrowPlanError(kClauseNotUnderstood, error.GetSourcePosition(), {L"a parameter in a view"});
+    throw;
   } catch (...) {
     restore();
     throw;

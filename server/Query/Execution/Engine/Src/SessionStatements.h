@@ -47,6 +47,8 @@ class SessionStatements {
   /// NULL.
   Table Assign(const Table& source, const SessionObject& object, const TableSchema& schema,
                const std::vector<std::optional<std::size_t>>& places, const SqlQuery& query);
+  /// Puts the last chunks together where they are short, so that many INSERTs make few chunks.
+  void MergeLastChunks(Table& table);
   /// Error 57150 for a text longer than its column was declared.
   void CheckLengths(const Table& rows, const SessionObject& object, int position);
   void RunOver(const Table& table, const SqlSelect& select, ResultSink& sink);

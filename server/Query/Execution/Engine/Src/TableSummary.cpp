@@ -1,5 +1,6 @@
 #include "TableSummary.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "ColumnTypes.h"
@@ -87,10 +88,14 @@ Listing TableSummary::MakeListing(const std::vector<std::optional<std::string>>&
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const auto part = [&](std::size_t number) { return values[1 + i * kParts + number]; };
     const ColumnInfo& column = columns_[i];
+    const Listing::Value count = AsCount(part(0));
+    Listing::Value distinct = AsCount(part(1));
+    // An estimate may be above what there can be.
+    distinct.number = std::min(distinct.number, count.number);
     std::vector<Listing::Value> row = {
         Listing::Text(BaseStringUtil::StringToUtf8(column.name)),
         Listing::Text(BaseStringUtil::StringToUtf8(DeclaredTypeName(AsDeclared(column)))), rows,
-        Listing::Count(rows.number - AsCount(part(0)).number), AsCount(part(1))};
+        Listing::Count(rows.number - count.number), distinct};
     for (std::size_t number = 2; number < kParts; ++number) row.push_back(AsText(part(number)));
     listing.Add(std::move(row));
   }

@@ -241,6 +241,10 @@ void Session::Set(const std::string& name, const std::string& value) {
   WithErrors({}, [&] { impl_->Use().Set(name, value); });
 }
 
+std::string Session::Get(const std::string& name) {
+  return WithErrors({}, [&] { return impl_->Use().GetSettings()->GetSwitches().Get(name); });
+}
+
 void Session::SetThreads(unsigned threads) { impl_->SetThreads(std::max(threads, 1u)); }
 
 void Session::SetDirectory(const std::string& directory) { impl_->Use().SetDirectory(directory); }
@@ -335,6 +339,14 @@ void Session::SetProgress(TellProgress tell) {
       [tell](RunPhase phase, uint64 done, uint64 total) {
         tell({PhaseOf(phase), done, total, true});
       });
+}
+
+std::vector<MadeTable> Session::ListMadeTables() {
+  std::vector<MadeTable> tables;
+  for (const auto& [key, object] : impl_->Use().GetObjects()) {
+    tables.push_back({BaseStringUtil::StringToUtf8(object.name), object.IsView()});
+  }
+  return tables;
 }
 
 const RunReport& Session::GetReport() const { return impl_->GetReport(); }

@@ -75,6 +75,7 @@ void AlignedResult::Fit() {
   gap_ = columns_.size();
   const std::size_t most = layout_.width;
   if (most == 0) return;
+  for (Column& column : columns_) column.width = std::min(column.width, most);
   const auto leastOf = [](const Column& column) {
     const std::size_t least = column.isText ? 0 : column.valueWidth;
     return std::min(column.width, std::max(least, kLeastWidth));

@@ -119,15 +119,15 @@ XeString DrawBar(double from, double to, std::size_t width, wchar_t fill) {
 std::string DrawBars(const ChartData& chart, std::size_t width) {
   std::size_t labelWidth = 0;
   std::size_t numberWidth = 0;
-  double least = 0;
-  double most = 0;
+  ChartStretch stretch = chart.FindStretch(&Point::y);
+  stretch.Add(0);
+  const double least = stretch.least;
+  const double most = stretch.most;
   for (const std::string& label : chart.labels) {
     labelWidth = std::max(labelWidth, DisplayWidth(Escape(label)));
   }
   for (const ChartSeries& series : chart.series) {
     for (const Point& point : series.points) {
-      least = std::min(least, point.y);
-      most = std::max(most, point.y);
       numberWidth = std::max(numberWidth, ChartNumber(point.y).size());
     }
   }
@@ -161,15 +161,6 @@ std::string DrawBars(const ChartData& chart, std::size_t width) {
 }
 
 // Lines.
-
-struct Stretch {
-  double least = HUGE_VAL;
-  double most = -HUGE_VAL;
-  void Add(double value) {
-    least = std::min(least, value);
-    most = std::max(most, value);
-  }
-};
 
 void DrawSeries(const ChartData& chart, const ChartScale& across, const ChartScale& above,
                 Canvas& canvas) {
@@ -217,14 +208,8 @@ std::string DrawPlaces(const ChartScale& across, std::size_t indent, std::size_t
 }
 
 std::string DrawLines(const ChartData& chart, std::size_t width) {
-  Stretch x;
-  Stretch y;
-  for (const ChartSeries& series : chart.series) {
-    for (const Point& point : series.points) {
-      x.Add(point.x);
-      y.Add(point.y);
-    }
-  }
+  const ChartStretch x = chart.FindStretch(&Point::x);
+  const ChartStretch y = chart.FindStretch(&Point::y);
   if (x.least > x.most) return "(no points)\n";
   const ChartScale above(ChartAxis::kNumbers, y.least, y.most, 6, true);
   std::size_t labelWidth = 0;

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t kMostPoints = std::size_t{1} << 21;
 constexpr double kSecondsOfDay = 86400;
+constexpr double kLargestDrawn = 1e300;
 
 ChartAxis AxisOf(XeDataType type) {
   if (IsNumberField(type)) return ChartAxis::kNumbers;
@@ -61,17 +62,26 @@ double ReadMoment(std::string_view text) {
   return static_cast<double>(days) * kSecondsOfDay + (text.empty() ? 0 : ReadTime(text));
 }
 
-/// Nothing for what cannot be drawn: no number, or one without end.
+/// Nothing for what cannot be drawn: no number, one without end, or one so large that a stretch
+/// between two such numbers would have no length that is a number.
 std::optional<double> ReadNumber(std::string_view text) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || !std::isfinite(number)) return std::nullopt;
+  if (error != std::errc() || !(std::abs(number) <= kLargestDrawn)) return std::nullopt;
   return number;
 }
 
 }  // namespace
 
 bool ChartData::HasTrend() const { return std::ranges::any_of(series, &ChartSeries::isTrend); }
+
+ChartStretch ChartData::FindStretch(double ChartSeries::Point::*of) const {
+  ChartStretch stretch;
+  for (const ChartSeries& one : series) {
+    for (const ChartSeries::Point& point : one.points) stretch.Add(point.*of);
+  }
+  return stretch;
+}
 
 ChartGatherer::ChartGatherer(const std::vector<std::string>& names,
                              const std::vector<XeFieldDescriptorRef>& fields) {
@@ -135,20 +145,18 @@ bool ChartGatherer::ReadOver(const Values& row) {
       return true;
   }
   // Of several series a label may come again.
-  const auto found =
-      group_ == kNoColumn ? data_.labels.end() : std::ranges::find(data_.labels, text_);
-  x_ = static_cast<double>(found - data_.labels.begin());
-  if (found == data_.labels.end()) {
-    x_ = static_cast<double>(data_.labels.size());
-    data_.labels.push_back(text_);
-  }
+  const std::size_t last = data_.labels.size();
+  const std::size_t place =
+      group_ == kNoColumn ? last : labelPlaces_.try_emplace(text_, last).first->second;
+  if (place == last) data_.labels.push_back(text_);
+  x_ = static_cast<double>(place);
   return true;
 }
 
 ChartSeries& ChartGatherer::FindSeries(const std::string& name) {
-  const auto found = std::ranges::find(data_.series, name, &ChartSeries::name);
-  if (found != data_.series.end()) return *found;
-  return data_.series.emplace_back(ChartSeries{name, false, {}});
+  const auto [found, isNew] = seriesPlaces_.try_emplace(name, data_.series.size());
+  if (isNew) data_.series.push_back({name, false, {}});
+  return data_.series[found->second];
 }
 
 void ChartGatherer::AddPoint(ChartSeries& series, const std::string& number) {

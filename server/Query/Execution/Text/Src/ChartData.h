@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ResultFormats.h"
@@ -24,6 +27,17 @@ struct ChartSeries {
   std::vector<Point> points;
 };
 
+/// From the least to the greatest of the numbers that were added; without one `least` is the
+/// greater.
+struct ChartStretch {
+  double least = HUGE_VAL;
+  double most = -HUGE_VAL;
+  void Add(double value) {
+    least = std::min(least, value);
+    most = std::max(most, value);
+  }
+};
+
 struct ChartData {
   ChartAxis axis = ChartAxis::kNumbers;
   /// The name of the column that the others are drawn over.
@@ -32,6 +46,8 @@ struct ChartData {
   std::vector<ChartSeries> series;
 
   bool HasTrend() const;
+  /// Of all points.
+  ChartStretch FindStretch(double ChartSeries::Point::*of) const;
 };
 
 /// Gathers what a chart shows of a result: the numbers of its columns over the first one, texts as
@@ -67,6 +83,9 @@ class ChartGatherer {
   void AddPoint(ChartSeries& series, const std::string& number);
 
   ChartData data_;
+  /// Where labels and series stand that rows name.
+  std::unordered_map<std::string, std::size_t> labelPlaces_;
+  std::unordered_map<std::string, std::size_t> seriesPlaces_;
   /// kNoColumn: the rows' numbers.
   std::size_t over_ = 0;
   /// The column whose values name the series; kNoColumn where columns do.

@@ -11,6 +11,8 @@ namespace sqxer {
 namespace {
 
 constexpr double kDay = 86400;
+/// Numbers that differ by less of their size have no places between them that could be told apart.
+constexpr double kLeastDifference = 1e-12;
 
 std::string TimeOfDay(double seconds, bool hasSeconds) {
   const auto whole = static_cast<int64>(std::floor(seconds));
@@ -36,13 +38,15 @@ double CountSteps(double least, double most, double step) {
 
 }  // namespace
 
-std::string ChartNumber(double value) { return fmt::format("{:.6g}", value == 0 ? 0 : value); }
+std::string ChartNumber(double value, int digits) {
+  return fmt::format("{:.{}g}", value == 0 ? 0 : value, digits);
+}
 
 ChartScale::ChartScale(ChartAxis axis, double least, double most, std::size_t mostTicks,
                        bool hasRoundEnds)
     : axis_(axis), least_(least), most_(most) {
   mostTicks = std::max<std::size_t>(mostTicks, 2);
-  if (!(least_ < most_)) {
+  if (!(most_ - least_ > std::max(std::abs(least_), std::abs(most_)) * kLeastDifference)) {
     // One value alone stands in the middle.
     const double around = axis == ChartAxis::kNumbers ? std::max(std::abs(least) * 0.5, 1.0) : kDay;
     least_ -= around;
@@ -67,9 +71,12 @@ void ChartScale::NameNumbers(std::size_t mostTicks, bool hasRoundEnds) {
     least_ = std::floor(least_ / step) * step;
     most_ = std::ceil(most_ / step) * step;
   }
+  // As many digits as tell a place from the next one.
+  const double largest = std::max(std::abs(least_), std::abs(most_));
+  const int digits = std::max(kChartDigits, static_cast<int>(std::log10(largest / step)) + 3);
   const double first = std::ceil(least_ / step);
   for (double i = first; i * step <= most_ + step * 1e-9; ++i) {
-    ticks_.push_back({i * step, ChartNumber(i * step)});
+    ticks_.push_back({i * step, ChartNumber(i * step, digits)});
   }
 }
 

@@ -35,7 +35,10 @@ class ChartScale {
   std::vector<Tick> ticks_;
 };
 
+/// How many digits numbers of charts have where that is enough.
+constexpr int kChartDigits = 6;
+
 /// The number in few digits.
-std::string ChartNumber(double value);
+std::string ChartNumber(double value, int digits = kChartDigits);
 
 }  // namespace sqxer

@@ -72,15 +72,11 @@ double DrawLegend(const ChartData& chart, Svg& svg) {
 }
 
 std::string DrawBars(const ChartData& chart) {
-  double least = 0;
-  double most = 0;
+  ChartStretch stretch = chart.FindStretch(&Point::y);
+  stretch.Add(0);
+  const double least = stretch.least;
+  const double most = stretch.most;
   std::size_t labelWidth = 0;
-  for (const ChartSeries& series : chart.series) {
-    for (const Point& point : series.points) {
-      least = std::min(least, point.y);
-      most = std::max(most, point.y);
-    }
-  }
   for (const std::string& label : chart.labels) {
     labelWidth = std::max(labelWidth, std::min(DisplayWidth(label), kMostLabel));
   }
@@ -113,26 +109,16 @@ std::string DrawBars(const ChartData& chart) {
 }
 
 std::string DrawLines(const ChartData& chart) {
-  double leastX = HUGE_VAL;
-  double mostX = -HUGE_VAL;
-  double leastY = HUGE_VAL;
-  double mostY = -HUGE_VAL;
-  for (const ChartSeries& series : chart.series) {
-    for (const Point& point : series.points) {
-      leastX = std::min(leastX, point.x);
-      mostX = std::max(mostX, point.x);
-      leastY = std::min(leastY, point.y);
-      mostY = std::max(mostY, point.y);
-    }
-  }
+  const ChartStretch x = chart.FindStretch(&Point::x);
+  const ChartStretch y = chart.FindStretch(&Point::y);
   Svg svg(kHeight);
   const double top = DrawLegend(chart, svg);
-  if (leastX > mostX) {
+  if (x.least > x.most) {
     svg.Text(kWidth / 2, kHeight / 2, "middle", "no points");
     return svg.Take();
   }
-  const ChartScale above(ChartAxis::kNumbers, leastY, mostY, 8, true);
-  const ChartScale across(chart.axis, leastX, mostX, 8, false);
+  const ChartScale above(ChartAxis::kNumbers, y.least, y.most, 8, true);
+  const ChartScale across(chart.axis, x.least, x.most, 8, false);
   std::size_t labelWidth = 0;
   for (const ChartScale::Tick& tick : above.GetTicks()) {
     labelWidth = std::max(labelWidth, tick.text.size());
@@ -140,8 +126,8 @@ std::string DrawLines(const ChartData& chart) {
   const double left = kMargin + kCharacter * static_cast<double>(labelWidth) + 6;
   const double right = kWidth - 2 * kMargin;
   const double bottom = kHeight - kMargin - 2 * kLineHeight;
-  const auto placeX = [&](double x) { return left + across.Place(x) * (right - left); };
-  const auto placeY = [&](double y) { return bottom - above.Place(y) * (bottom - top); };
+  const auto placeX = [&](double value) { return left + across.Place(value) * (right - left); };
+  const auto placeY = [&](double value) { return bottom - above.Place(value) * (bottom - top); };
   for (const ChartScale::Tick& tick : above.GetTicks()) {
     svg.Line(left, placeY(tick.value), right, placeY(tick.value), "#ddd");
     svg.Text(left - 6, placeY(tick.value) + 4, "end", tick.text);

@@ -38,7 +38,7 @@ const Ending* FindEnding(std::string_view path) {
 class FileOutput final : public ResultOutput {
  public:
   explicit FileOutput(const SqlCopy& copy, bool isArray)
-      : name_(Wide(copy.file)),
+      : copy_(copy),
         file_(copy.file),
         packer_(MakePacker(copy.file, [this](std::string_view bytes) { file_.Write(bytes); })),
         isArray_(isArray) {}
@@ -55,18 +55,19 @@ class FileOutput final : public ResultOutput {
   }
 
   template <class Action>
-  static auto WithErrors(const XeString& name, Action&& action) {
+  static auto WithErrors(const SqlCopy& copy, Action&& action) {
     try {
       return action();
     } catch (const std::system_error& error) {
-      ThrowEngineError(kCopyFailed, {name, Wide(std::strerror(error.code().value()))});
+      ThrowPlanError(kCopyFailed, copy.filePosition,
+                     {Wide(copy.file), Wide(std::strerror(error.code().value()))});
     }
   }
 
  private:
   template <class Action>
   void WithErrors(Action&& action) {
-    WithErrors(name_, action);
+    WithErrors(copy_, action);
   }
   void Put(std::string_view bytes) { packer_ ? packer_->Add(bytes) : file_.Write(bytes); }
   /// Objects come a line each; what parts them is known when the next one comes.
@@ -82,7 +83,7 @@ class FileOutput final : public ResultOutput {
     Put(array_);
   }
 
-  const XeString name_;
+  const SqlCopy& copy_;
   ReplacedFile file_;
   const std::unique_ptr<Packer> packer_;
   const bool isArray_;
@@ -94,7 +95,7 @@ class CopyFile final : public CopyTarget {
  public:
   CopyFile(const SqlCopy& copy, const TextLayout& layout, bool isArray)
       : output_(FileOutput::WithErrors(
-            Wide(copy.file), [&] { return std::make_unique<FileOutput>(copy, isArray); })),
+            copy, [&] { return std::make_unique<FileOutput>(copy, isArray); })),
         rows_(MakeTextResult(layout, *output_)) {}
 
   ResultSink& GetSink() override { return *rows_; }

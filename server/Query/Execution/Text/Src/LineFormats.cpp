@@ -59,7 +59,12 @@ void AppendHtml(std::string& out, std::string_view text) {
         out += "&gt;";
         break;
       default:
-        out += c;
+        // No document of XML may hold other control characters.
+        if (static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n' && c != '\r') {
+          out += "\uFFFD";
+        } else {
+          out += c;
+        }
     }
   }
 }

@@ -71,7 +71,8 @@ class RecordResult final : public RowResult<RecordResult> {
   std::string lines_;
 };
 
-/// Appends a text of HTML or XML, in which nothing is markup.
+/// Appends a text of HTML or XML, in which nothing is markup. Control characters, which XML does
+/// not take, are replaced.
 void AppendHtml(std::string& out, std::string_view text);
 
 /// A table of HTML, numbers to the right. Texts keep the ends of their lines.

@@ -35,6 +35,13 @@ mode_t DefaultMode() {
   return 0666 & ~mask;
 }
 
+/// Whether a path is that of what standard output goes to.
+bool IsStandardOutput(const std::string& path) {
+  struct stat file, output;
+  return stat(path.c_str(), &file) == 0 && fstat(STDOUT_FILENO, &output) == 0 &&
+         file.st_dev == output.st_dev && file.st_ino == output.st_ino;
+}
+
 /// A free place for a path.
 std::size_t TakeSlot(const char* path) {
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
@@ -49,6 +56,13 @@ std::size_t TakeSlot(const char* path) {
 ReplacedFile::ReplacedFile(const std::string& path) : path_(path), slot_(kSlots) {
   std::error_code ignored;
   const fs::file_status old = fs::status(path, ignored);
+  // /dev/stdout and its like stand for files that are open, whose contents are others' too.
+  const bool isOpenFile = path.starts_with("/dev/") || path.starts_with("/proc/");
+  if (isOpenFile && IsStandardOutput(path)) {
+    descriptor_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    if (descriptor_ < 0) Fail(errno, path);
+    return;
+  }
   if (fs::exists(old) && !fs::is_regular_file(old)) {
     descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
     if (descriptor_ < 0) Fail(errno, path);

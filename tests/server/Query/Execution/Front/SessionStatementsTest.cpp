@@ -163,6 +163,34 @@ TEST_F(SessionStatements, CancelledOnesLeaveEverythingAsItWas) {
   EXPECT_EQ(CountFiles(), 1u);
 }
 
+TEST_F(SessionStatements, ViewsReadEachOtherToADepthThatTheStackHas) {
+  session_.Query("CREATE VIEW v0 AS SELECT a FROM t");
+  std::string error;
+  int depth = 0;
+  while (error.empty() && depth < 1000) {
+    const std::string before = std::to_string(depth++);
+    error = ErrorOf("CREATE VIEW v" + std::to_string(depth) + " AS SELECT a FROM v" + before);
+  }
+  EXPECT_EQ(error, "57156: views read each other more than 64 deep: \"v0\"");
+  EXPECT_EQ(Write("SELECT SUM(a) AS s FROM v" + std::to_string(depth - 2)), "s\n6\n");
+}
+
+TEST_F(SessionStatements, SummariesCountNoMoreDifferentValuesThanThereAre) {
+  session_.Query("CREATE TABLE kept AS SELECT n FROM generate_series(1, 100000) g(n)");
+  EXPECT_THAT(Write("SUMMARIZE kept"), testing::HasSubstr("\nn,int4,100000,0,100000,1,100000,"));
+}
+
+TEST_F(SessionStatements, ManyInsertsKeepTheirRowsInOrder) {
+  session_.Query("CREATE TABLE kept (n int4, text varchar)");
+  std::string rows;
+  for (int i = 0; i < 300; ++i) {
+    const std::string number = std::to_string(i);
+    session_.Query("INSERT INTO kept VALUES (" + number + ", 'text " + number + "')");
+    rows += number + ",text " + number + "\n";
+  }
+  EXPECT_EQ(Write("SELECT * FROM kept"), "n,text\n" + rows);
+}
+
 TEST_F(SessionStatements, AreNoPlansOfTablesInParts) {
   ArrowSchema schema = {};
   session_.Query("SELECT 1 AS a").WriteSchema(&schema);
