@@ -168,7 +168,7 @@ TEST_F(ShellOnTerminal, KnowsWhatStatementsHaveMade) {
               HasSubstr("\r\nSELECT 2\r\n"));
   EXPECT_THAT(terminal.Run("\\d"),
               HasSubstr("  cheap  (view)\r\n  sales  sales.csv\r\n  two    (table)\r\n"));
-  EXPECT_THAT(terminal.Run("\\d two"), HasSubstr("two: 3 columns\r\n  region"));
+  EXPECT_THAT(terminal.Run("\\d two"), HasSubstr("two: 3 columns, 2 rows\r\n  region"));
   terminal.ExpectCompletion("SELECT * FROM chea", "p ");
   EXPECT_THAT(terminal.Run("COPY cheap TO 'cheap.arrow';"), HasSubstr("\r\nCOPY 2\r\n"));
   EXPECT_EQ(ReadFile(folder_.File("cheap.arrow")).substr(0, 6), "ARROW1");
