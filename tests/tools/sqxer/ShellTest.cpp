@@ -347,8 +347,8 @@ TEST_F(ShellOnTerminal, TheTourGoesAsItStands) {
   std::istringstream tour(ReadFile(SQXER_SOURCE_DIR "/docs/tour.md"));
   int sessions = 0;
   for (std::string line; std::getline(tour, line);) {
-    if (!line.starts_with("$ sqxer ")) continue;
-    std::istringstream words(line.substr(8));
+    if (!line.starts_with("$ sqxer")) continue;
+    std::istringstream words(line.substr(7));
     const std::vector<std::string> arguments(std::istream_iterator<std::string>(words), {});
     std::string session;
     while (std::getline(tour, line) && line != "```") session += line + "\n";

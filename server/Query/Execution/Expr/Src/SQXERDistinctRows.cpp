@@ -198,10 +198,11 @@ bool DistinctRows::ReadWords(std::size_t index, const BatchVector& column, const
   }
   return WithNumberType(column.form, [&]<class T>(std::type_identity<T>) {
     const T* const values = column.As<T>();
-    const auto wordOf = [this](T value) {
+    [[maybe_unused]] const bool joinsEqual = joinsEqual_;
+    const auto wordOf = [&](T value) {
       if constexpr (std::floating_point<T>) {
         const auto real = static_cast<float64>(value);
-        return joinsEqual_ ? static_cast<uint64>(OrderedBits(real)) : std::bit_cast<uint64>(real);
+        return joinsEqual ? static_cast<uint64>(OrderedBits(real)) : std::bit_cast<uint64>(real);
       } else {
         return static_cast<uint64>(static_cast<int64>(value));
       }
