@@ -77,7 +77,9 @@ void PagedOutput::Start() {
   posix_spawnattr_setsigdefault(&attributes, &own);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   std::string shell = "sh", option = "-c";
-  char* const arguments[] = {shell.data(), option.data(), program_.data(), nullptr};
+  // What a pager that is not there would have shown is not lost.
+  std::string script = program_ + "\nif [ $? -eq 127 ]; then exec cat; fi";
+  char* const arguments[] = {shell.data(), option.data(), script.data(), nullptr};
   const int error = posix_spawn(&pager_, "/bin/sh", &actions, &attributes, arguments, environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);

@@ -369,6 +369,11 @@ TEST_F(ShellOnTerminal, ShowsLongResultsThroughThePager) {
     EXPECT_THAT(ReadFile(folder_.File("paged.txt")), EndsWith(" 30\n(30 rows)\n"));
     EXPECT_THAT(terminal.Run("SELECT 1 AS x;"), HasSubstr("(1 row)"));
   }
+  {
+    Terminal terminal(folder_.Path(), {}, {.environment = {{"PAGER", "no-such-pager -x"}}});
+    terminal.WaitFor(kPrompt);
+    EXPECT_THAT(terminal.Run(sql), HasSubstr(" 30\r\n(30 rows)\r\n"));
+  }
   // One that is left early, or by Ctrl-C, which does not end the shell.
   Terminal terminal(folder_.Path(), {},
                     {.environment = {{"PAGER", "head -1 >first.txt; echo here; exec sleep 100"}}});
