@@ -17,6 +17,10 @@
 #include "OutputStream.h"
 #include "Terminal.h"
 
+// Of a build that looks for leaks; null in others.
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
+
 namespace sqxer {
 namespace {
 
@@ -141,7 +145,10 @@ LineEditor::LineEditor(HistoryFile history, Complete complete)
   el_set(editor, EL_EDITOR, "emacs");
   el_set(editor, EL_HIST, &::history, impl_->history);
   el_set(editor, EL_GETCFN, &Impl::ReadCharacter);
+  // The library never frees its copies of these two texts.
+  if (__lsan_disable != nullptr) __lsan_disable();
   el_set(editor, EL_ADDFN, "sqxer-complete", "Completes the word", &Impl::CompleteAtCursor);
+  if (__lsan_enable != nullptr) __lsan_enable();
   el_set(editor, EL_BIND, "^I", "sqxer-complete", nullptr);
   // Ctrl with the arrows, as terminals send it.
   el_set(editor, EL_BIND, "\\e[1;5C", "em-next-word", nullptr);
