@@ -174,6 +174,9 @@ bool Shell::RunText(const std::string& text, std::size_t from, std::size_t to) {
 }
 
 void Shell::RunOne(const std::string& text, const Statement& statement) {
+  if (!file_ && options_.output.format == engine::TextOptions::Format::kArrow) {
+    return PrintError("Arrow data are not for a terminal: \\o FILE names a file for them");
+  }
   using Clock = std::chrono::steady_clock;
   columns_.clear();
   Options options = options_;
@@ -298,12 +301,12 @@ std::string Shell::DescribeTable(const std::string& table) {
                                  columns.size() == 1 ? "" : "s", rows);
   std::size_t width = 0;
   for (const engine::Column& column : columns) {
-    width = std::max(width, QuoteName(column.name).size());
+    width = std::max(width, engine::CountColumns(OnOneLine(QuoteName(column.name))));
   }
   for (const engine::Column& column : columns) {
     // The length of texts is that of those in the sample.
     const std::string type = isSmall ? column.type : column.type.substr(0, column.type.find('('));
-    text += fmt::format("  {:<{}}  {}\n", OnOneLine(QuoteName(column.name)), width, type);
+    text += fmt::format("  {}  {}\n", PadTo(OnOneLine(QuoteName(column.name)), width), type);
   }
   return text;
 }

@@ -11,6 +11,7 @@
 #include "Shell.h"
 #include "SqlWords.h"
 #include "TableFiles.h"
+#include "Terminal.h"
 
 namespace sqxer {
 namespace {
@@ -28,9 +29,11 @@ std::string_view Trim(std::string_view text, std::string_view what = kBlanks) {
 /// Text and what belongs to it side by side.
 std::string Align(const std::vector<std::pair<std::string, std::string>>& lines) {
   std::size_t width = 0;
-  for (const auto& [left, right] : lines) width = std::max(width, left.size());
+  for (const auto& [left, right] : lines) width = std::max(width, engine::CountColumns(left));
   std::string text;
-  for (const auto& [left, right] : lines) text += fmt::format("  {:<{}}  {}\n", left, width, right);
+  for (const auto& [left, right] : lines) {
+    text += fmt::format("  {}  {}\n", PadTo(left, width), right);
+  }
   return text;
 }
 

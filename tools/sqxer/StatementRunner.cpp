@@ -1,6 +1,8 @@
 #include "StatementRunner.h"
 
+#include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -72,8 +74,12 @@ ExitStatus RunStatement(Session& session, const Options& options, const std::str
         "a picture or an Arrow file holds one result: statement {} needs one of its own", number));
     return kQueryFailed;
   }
-  const bool isTable = options.output.format == engine::TextOptions::Format::kTable;
-  bool isParted = !isTable || !output.IsBegun();
+  // What people look at is parted; other programs read one result after the other.
+  constexpr Format kForPeople[] = {Format::kTable, Format::kLines, Format::kMarkdown,
+                                   Format::kChart};
+  const bool isForPeople =
+      std::ranges::find(kForPeople, options.output.format) != std::end(kForPeople);
+  bool isParted = !isForPeople || !output.IsBegun();
   const auto write = [&](std::string_view piece) {
     if (!std::exchange(isParted, true)) output.Write("\n");
     output.Write(piece);

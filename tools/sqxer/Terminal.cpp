@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "Engine/TextOutput.h"
+
 namespace sqxer {
 
 std::size_t TerminalWidth(int descriptor) {
@@ -21,6 +23,11 @@ TerminalSize GetTerminalSize() {
   if (told.ws_row != 0) size.rows = told.ws_row;
   if (told.ws_col != 0) size.columns = told.ws_col;
   return size;
+}
+
+std::string PadTo(const std::string& text, std::size_t columns) {
+  const std::size_t taken = engine::CountColumns(text);
+  return text + std::string(taken < columns ? columns - taken : 0, ' ');
 }
 
 bool TakesColour(int descriptor) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace sqxer {
 
@@ -14,6 +15,9 @@ struct TerminalSize {
 };
 /// Of the terminal that is standard output; 24 by 80 where it does not tell.
 TerminalSize GetTerminalSize();
+
+/// The text with blanks behind it, so that it takes so many columns.
+std::string PadTo(const std::string& text, std::size_t columns);
 
 /// Whether what goes to the stream may be coloured: it is a terminal that can, and NO_COLOR is not
 /// set.

@@ -106,6 +106,9 @@ TEST_F(Formats, WritesWhatOtherProgramsRead) {
             "<tr><td style=\"text-align:right\">1</td><td>x|y &lt;b&gt; &amp; *z*</td></tr>\n"
             "<tr><td style=\"text-align:right\">NULL</td><td>two\tparts\nand "
             "\"lines\"</td></tr>\n</tbody>\n</table>\n");
+  // Several for people are parted.
+  EXPECT_EQ(Sqxer("-o markdown", "SELECT 1 AS a; SELECT 2 AS b").out,
+            "| a |\n|--:|\n| 1 |\n\n| b |\n|--:|\n| 2 |\n");
   // Tabs part the fields, and are read back.
   ASSERT_EQ(Shell("sqxer -o tsv --out copy.tsv " + Quoted(sql)).status, 0);
   EXPECT_EQ(Sqxer("", "SELECT * FROM 'copy.tsv'").out, Sqxer("", sql).out);

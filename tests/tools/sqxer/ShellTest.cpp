@@ -275,6 +275,9 @@ TEST_F(ShellOnTerminal, RunsCommands) {
   EXPECT_EQ(ReadFile(folder_.File("result.csv")), "x\n5\n");
   EXPECT_THAT(terminal.Run("SELECT 6 AS x;"), HasSubstr("\r\nx\r\n6\r\n"));
   EXPECT_THAT(terminal.Run("\\o no/where.csv"), HasSubstr("error: the result cannot be written: "));
+  EXPECT_THAT(terminal.Run("\\format arrow"), Not(HasSubstr("error")));
+  EXPECT_THAT(terminal.Run("SELECT 1;"), HasSubstr("error: Arrow data are not for a terminal"));
+  EXPECT_THAT(terminal.Run("\\format csv"), Not(HasSubstr("error")));
   EXPECT_THAT(terminal.Run("\\format xml"),
               HasSubstr("error: \\format takes one of arrow, chart, csv"));
 

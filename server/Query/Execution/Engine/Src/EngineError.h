@@ -51,6 +51,7 @@ enum EngineErrorCode {
   kViewsTooDeep = 57156,
   kNothingToDraw = 57170,
   kTooManyPoints = 57171,
+  kTimedOut = 57173,
 };
 
 /// Raises an error that only has arguments.

@@ -1,6 +1,8 @@
 // What Session does with the views and tables that statements have made.
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 
 #include "Compiler.h"
 #include "EngineError.h"
@@ -124,8 +126,8 @@ Session::TablePtr Session::FindObject(const XeString& name) {
     Rename(rows.schema, object.columns);
     object.rows = std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
   } catch (const ErrorMessage& error) {
-    if (error.GetCode() == kCancelled || error.GetCode() == kViewReadsItself ||
-        error.GetCode() == kViewsTooDeep) {
+    constexpr int kOfStatement[] = {kCancelled, kTimedOut, kViewReadsItself, kViewsTooDeep};
+    if (std::ranges::find(kOfStatement, error.GetCode()) != std::end(kOfStatement)) {
       // The place is one of the view's own text.
       ThrowEngineError(error.GetCode(), error.GetArguments());
     }

@@ -101,6 +101,9 @@ class SQXEREXPR_API DistinctRows {
   bool ReadTexts(Field& field, const BatchVector& column, const BatchRows& rows, uint64* words);
   /// The number of a text and one; 0 when there is no room for it.
   uint32 NumberOfText(const TextBytes& text);
+  /// Whether a row has come as often as can be counted: from then on it is another one. Where each
+  /// is to be there once, it is not counted how often.
+  static bool IsFull(uint64 head) { return static_cast<uint32>(head) == kMostTimes; }
   /// Whether there is room for another row.
   bool HasRoom();
   template <class Spill>
@@ -111,6 +114,7 @@ class SQXEREXPR_API DistinctRows {
   void LookBack(uint32 looked, std::size_t usedBefore);
 
   static constexpr std::size_t kHead = 2;
+  static constexpr uint32 kMostTimes = 0xFFFFFFFF;
   /// A table of so many slots is looked up with the next places on their way to the cache.
   static constexpr std::size_t kLeastPrefetched = 4096;
 
@@ -153,16 +157,17 @@ auto DistinctRows::Find(Slots& slots, uint32 tag, auto&& isSame) -> Slot* {
 template <class Spill>
 void DistinctRows::Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spill&& spill) {
   const std::size_t fields = fields_.size();
+  const uint64 counts = joinsEqual_ ? 0 : 1;
   Slot* slot = Find(slots_, tag, [&](uint32 known) {
     const uint64* const kept = At(known);
-    if (kept[0] >> 32 != group) return false;
+    if (kept[0] >> 32 != group || IsFull(kept[0])) return false;
     for (std::size_t i = 0; i < fields; ++i) {
       if (kept[kHead + i] != words_[i][row]) return false;
     }
     return true;
   });
   if (slot->number != 0) {
-    ++rows_[(slot->number - std::size_t{1}) * stride_];
+    rows_[(slot->number - std::size_t{1}) * stride_] += counts;
     return;
   }
   if (used_ == capacity_) [[unlikely]] {

@@ -46,7 +46,7 @@ void Mode::Initialize(bool restart) {
   most_ = 0;
 }
 
-void Mode::EndRun(uint32 count) {
+void Mode::EndRun(uint64 count) {
   if (count <= most_) return;
   most_ = count;
   std::memcpy(tempRow_.data(), run_.data(), CountUsedBytes(run_.data(), dataSize_, sourceUnit_));
@@ -99,7 +99,7 @@ void Histogram::StartRun(const unsigned char*) {
   });
 }
 
-void Histogram::EndRun(uint32 count) {
+void Histogram::EndRun(uint64 count) {
   AtSourcePosition([&] {
     list_.Append(L'=');
     list_.Append(std::to_string(count));

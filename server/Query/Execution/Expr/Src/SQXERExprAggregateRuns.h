@@ -28,7 +28,7 @@ class SQXEREXPR_API RunsAggregate : public KeptValueAggregate {
 
  protected:
   /// Takes a run of equal values, the first of which is `run_`.
-  virtual void EndRun(uint32 count) = 0;
+  virtual void EndRun(uint64 count) = 0;
   /// Of the first row of a run.
   virtual void StartRun(const unsigned char* /*record*/) {}
 
@@ -36,7 +36,7 @@ class SQXEREXPR_API RunsAggregate : public KeptValueAggregate {
 
  private:
   KeyDesc key_;
-  uint32 count_ = 0;
+  uint64 count_ = 0;
 };
 
 /// MODE: the value that comes most often, of several the one that comes first; NULL when there is
@@ -48,9 +48,9 @@ class SQXEREXPR_API Mode final : public RunsAggregate {
   void Initialize(bool restart) override;
 
  private:
-  void EndRun(uint32 count) override;
+  void EndRun(uint64 count) override;
 
-  uint32 most_ = 0;
+  uint64 most_ = 0;
 };
 
 /// HISTOGRAM: how often each value comes, as a text such as {1=2, 2=1}; NULL when there is no
@@ -73,7 +73,7 @@ class SQXEREXPR_API Histogram final : public RunsAggregate {
 
  private:
   void StartRun(const unsigned char* record) override;
-  void EndRun(uint32 count) override;
+  void EndRun(uint64 count) override;
 
   std::unique_ptr<RExpression> text_;
   /// What that reads: the layout, the value, and where it stands there.

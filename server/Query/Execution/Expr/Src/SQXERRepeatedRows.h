@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "Utility/HashMix.h"
@@ -37,7 +38,7 @@ class RepeatedRows {
   bool Count(const uint8* row, uint64 number, Sort&& sort) {
     Slot* const slot = Find(row);
     if (slot == nullptr) return false;
-    if (slot->bytes == 0) {
+    if (slot->bytes == 0 || slot->count == std::numeric_limits<uint32>::max()) {
       if (slot->count != 0) sort(slot->packed, slot->count, slot->first);
       Put(*slot);
       slot->count = 0;

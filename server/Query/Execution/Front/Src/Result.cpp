@@ -14,8 +14,8 @@ constexpr std::size_t kMostAhead = 4;
 
 }  // namespace
 
-static_assert(Error::kCancelled == sqxer::kCancelled && Error::kFirstOfFiles == kNoTableFile &&
-              Error::kLastOfFiles == kLastFileError);
+static_assert(Error::kCancelled == sqxer::kCancelled && Error::kTimedOut == sqxer::kTimedOut &&
+              Error::kFirstOfFiles == kNoTableFile && Error::kLastOfFiles == kLastFileError);
 
 void ThrowAsError(const ErrorMessage& error, const std::string& sql) {
   std::vector<Error::Input> inputs;

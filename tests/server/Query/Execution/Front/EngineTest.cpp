@@ -393,6 +393,15 @@ TEST(Engine, EndsWhatTakesTooLong) {
     ASSERT_TRUE(error) << sql;
     EXPECT_EQ(error->GetCode(), Error::kTimedOut) << error->what();
   }
+  // Also in a view, whose error it is not.
+  session.Set("StatementTimeout", "0");
+  session.Query(
+      "CREATE VIEW long AS SELECT SUM(LN(n) * LN(n + 1)) AS s FROM "
+      "generate_series(1, 200000000) AS a(n)");
+  session.Set("StatementTimeout", "50");
+  const std::optional<Error> error = ErrorOf([&] { session.Query("SELECT s FROM long"); });
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->GetCode(), Error::kTimedOut) << error->what();
   // The first statement alone takes a minute.
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
   session.Set("StatementTimeout", "60000");
