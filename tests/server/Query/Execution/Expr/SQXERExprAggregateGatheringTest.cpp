@@ -368,9 +368,10 @@ TEST(Ordered, TakesFromBatchesWhatRowsBringWithinAnyMemory) {
   for (const uint64 limit : {uint64{0}, uint64{50'000}, uint64{1} << 30}) {
     for (int kind = 0; kind < 3; ++kind) {
       TestRecord& target = kind == 2 ? number : text;
+      // The memory outlives what is held in it.
+      HeldMemory memory(limit), other(limit);
       Driven rows(MakeOverBatches(kind), input, target);
       Driven batches(MakeOverBatches(kind), input, target);
-      HeldMemory memory(limit), other(limit);
       ASSERT_TRUE(rows->HoldTogether(other) && batches->HoldTogether(memory));
       ASSERT_TRUE(batches->TakesBatches());
       std::vector<uint8> states[2][kGroups];
