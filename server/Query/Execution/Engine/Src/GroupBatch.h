@@ -7,6 +7,7 @@
 
 #include "BatchField.h"
 #include "GroupTable.h"
+#include "RowParts.h"
 #include "SQXERBatch.h"
 
 namespace sqxer {
@@ -73,6 +74,24 @@ class GroupBatch {
     rows_[found_] = static_cast<uint16>(row);
     groups_[found_++] = group;
   }
+  /// The groups of values that stand for places, and their numbers: kNoGroup where there is none,
+  /// or where it is not known yet.
+  struct PlaceGroups {
+    std::vector<Group*, ScatteredAllocator<Group*>> groups = {};
+    std::vector<uint16> numbers = {};
+  };
+  static PlaceGroups MakePlaces(std::size_t places);
+  static void NumberPlaces(PlaceGroups& known);
+  /// `places`: of each row that is wanted. open(row): opens the group of a place that has none yet;
+  /// null where it cannot.
+  template <class Open>
+  void FindByPlaces(const BatchRows& rows, const uint32* places, PlaceGroups& known, Open&& open);
+  /// The same where there are few groups and all of these rows are known; false otherwise.
+  bool FindAmongFew(const BatchRows& rows, const uint32* places, const PlaceGroups& known);
+  /// Of a row that has one, by its index among these.
+  Group* GroupOf(uint32 index) const {
+    return isNumbered_ ? table_.groups_[parts_.GetNumber(index)] : groups_[index];
+  }
   /// These are false when the keys are not of the right form.
   bool FindByCodes(const BatchRows& rows, std::span<const BatchVector> keys, uint64 firstRow);
   bool FindByValue(const BatchRows& rows, const BatchVector& key, uint64 firstRow);
@@ -125,15 +144,16 @@ class GroupBatch {
   std::vector<uint8*> states_;
   /// Those that have none.
   std::vector<uint16> leftOver_;
-  /// The rows by groups, and where the rows of each group end among them.
-  std::vector<uint16> partedRows_;
-  std::vector<uint32> ends_;
+  /// The rows by groups, where isParted_.
+  RowParts parts_;
   bool isParted_ = false;
+  /// All wanted rows have groups, which were known, and stand in parts_ alone.
+  bool isNumbered_ = false;
   bool isOneGroup_ = false;
 
   /// The groups of combinations of codes, and the dictionaries that they belong to.
   std::vector<std::shared_ptr<const ColumnVector>> dictionaries_;
-  std::vector<Group*> groupsOfCodes_;
+  PlaceGroups groupsOfCodes_;
   /// The groups of values of one form and scale, or of several integers side by side.
   std::vector<ColumnForm> forms_;
   int16 scale_ = 0;
@@ -142,7 +162,7 @@ class GroupBatch {
   /// Of several keys, by which of them are NULL and what the others are.
   std::map<std::pair<uint64, uint64>, Group*> groupsOfNulls_;
   /// Or, by integers from the least one on, and that of NULL behind them; empty otherwise.
-  std::vector<Group*, ScatteredAllocator<Group*>> groupsInRange_;
+  PlaceGroups groupsInRange_;
   int64 rangeLeast_ = 0;
   /// How many values, NULL among them, have a group here, and what of the tables is counted.
   std::size_t known_ = 0;
@@ -152,7 +172,7 @@ class GroupBatch {
 template <class Emit>
 bool GroupBatch::TakeKeys(uint64 firstRow, Emit&& emit) {
   std::size_t opened = groupsBefore_;
-  for (uint32 i = 0; i < found_; ++i) {
+  for (uint32 i = 0; i < found_ && !isNumbered_; ++i) {
     // Groups are numbered in the order of their first rows.
     if (groups_[i]->index != opened) continue;
     ++opened;
