@@ -1,11 +1,11 @@
 #include <algorithm>
-#include <bit>
 #include <limits>
 #include <utility>
 
 #include "EngineError.h"
 #include "GroupBatch.h"
 #include "RecordKeys.h"
+#include "SQXERBatchLoops.h"
 
 namespace sqxer {
 namespace {
@@ -42,18 +42,6 @@ void AppendIntegers(const BatchVector& key, uint32 count, uint64* values) {
       }
     }
   });
-}
-
-template <class Use>
-void ForEachNull(const BatchVector& vector, uint32 count, Use&& use) {
-  if (vector.validity == nullptr) return;
-  for (uint32 first = 0; first < count; first += 64) {
-    uint64 nulls = ~vector.validity[first / 64];
-    if (count - first < 64) nulls &= (uint64{1} << (count - first)) - 1;
-    for (; nulls != 0; nulls &= nulls - 1) {
-      use(first + static_cast<uint32>(std::countr_zero(nulls)));
-    }
-  }
 }
 
 uint64 PlaceOf(int64 value) { return Scatter(static_cast<uint64>(value)); }

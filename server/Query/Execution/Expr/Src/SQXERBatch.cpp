@@ -8,6 +8,7 @@
 
 #include "SQXERBatchFewValues.h"
 #include "SQXERBatchLoops.h"
+#include "SQXERBatchOperands.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExpression.h"
 
@@ -281,6 +282,16 @@ bool TryDay32(const XeDate& date, int32& day) {
 }  // namespace
 
 bool RExpression::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (!TakesOperandValues()) return EvalByRows(rows, out);
+  return GetBatchBuffers().Operands(*this).Evaluate(rows, out);
+}
+
+BatchOperands& BatchBuffers::Operands(RExpression& node) {
+  if (!operands_) operands_ = std::make_unique<BatchOperands>(node);
+  return *operands_;
+}
+
+bool RExpression::EvalByRows(const BatchRows& rows, BatchVector& out) {
   BatchBuffers& buffers = GetBatchBuffers();
   out = BatchVector();
   switch (resultDataType_) {
@@ -381,7 +392,7 @@ const BatchRows& RowOfRecord() {
 }
 
 bool RExpression::EvalOnce(const BatchRows&, BatchVector& out) {
-  if (!RExpression::EvalBatch(RowOfRecord(), out)) return false;
+  if (!EvalByRows(RowOfRecord(), out)) return false;
   out.isConstant = true;
   Simplify(out, GetBatchBuffers());
   return true;

@@ -127,8 +127,7 @@ struct BatchRows {
   }
 };
 
-/// One row, which stands in the record that the trees are bound to: for RExpression::EvalBatch, the
-/// one that runs Eval.
+/// One row, which stands in the record that the trees are bound to: for RExpression::EvalByRows.
 SQXEREXPR_API const BatchRows& RowOfRecord();
 
 /// What evaluating a node for a row that does not need it costs and risks.
@@ -147,6 +146,9 @@ enum class BatchCost : uint8 {
 constexpr BatchCost operator|(BatchCost a, BatchCost b) {
   return static_cast<BatchCost>(static_cast<uint8>(a) | static_cast<uint8>(b));
 }
+
+class BatchOperands;
+class RExpression;
 
 /// The buffers of a node for the batches that it gives. They are made when a node first gives one.
 class SQXEREXPR_API BatchBuffers {
@@ -185,6 +187,8 @@ class SQXEREXPR_API BatchBuffers {
   RefLongVarChar Widen(const BatchVector& vector, uint32 row, int operand);
   /// Room for a text of one byte a character.
   std::string& Bytes() { return bytes_; }
+  /// The operands of the node whose buffers these are.
+  BatchOperands& Operands(RExpression& node);
   /// Room for an operand, the first or the second, brought to another scale.
   template <class T>
   T* Rescaled(int operand) {
@@ -221,6 +225,7 @@ class SQXEREXPR_API BatchBuffers {
   std::size_t block_ = 0;
   std::size_t used_ = 0;
   std::unique_ptr<FewValues> fewValues_;
+  std::unique_ptr<BatchOperands> operands_;
   /// With the other nodes that give the same.
   std::shared_ptr<SharedValues> shared_;
 };

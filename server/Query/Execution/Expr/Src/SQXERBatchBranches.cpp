@@ -147,38 +147,34 @@ bool BatchBranches::Finish(BatchVector& out) {
 
 namespace {
 
-/// Rows that take a branch, as a bit each: those of a condition that is true.
-void FindTaken(const BatchVector& condition, uint32 count, uint64* taken) {
-  for (uint32 word = 0; word * 64 < count; ++word) {
-    if (condition.isConstant) {
-      taken[word] = !condition.IsNull(0) && condition.values[0] == 1 ? ~uint64{0} : 0;
-    } else {
-      taken[word] = PackTruths(condition.values + word * std::size_t{64});
-      if (condition.validity != nullptr) taken[word] &= condition.validity[word];
-    }
+/// Writes for each row whether a condition is true: all bits of a byte, or none.
+void FindTaken(const BatchVector& condition, uint32 count, uint8* __restrict taken) {
+  constexpr uint8 kAll = UINT8_MAX;
+  if (condition.isConstant) {
+    const bool isTrue = !condition.IsNull(0) && condition.values[0] == 1;
+    std::fill_n(taken, count, isTrue ? kAll : 0);
+    return;
   }
+  const uint8* const truths = condition.values;
+  for (uint32 row = 0; row < count; ++row) taken[row] = static_cast<uint8>(0 - truths[row]);
+  ForEachNull(condition, count, [taken](uint32 row) { taken[row] = 0; });
 }
 
 /// Puts the values of the rows that take a branch over those that stand there. Both are read, and
 /// one is taken by its bits: no row is branched to.
 template <class Word>
-void BlendValues(const BatchVector& values, const uint64* taken, uint32 count, Word* blended) {
+void BlendValues(const BatchVector& values, const uint8* __restrict taken, uint32 count,
+                 Word* __restrict blended) {
   const auto blend = [&](auto at) {
-    for (uint32 first = 0; first < count; first += 64) {
-      const uint64 bits = taken[first / 64];
-      const uint32 rows = std::min(count - first, 64u);
-      for (uint32 i = 0; i < rows; ++i) {
-        const auto mask = static_cast<Word>(0 - (bits >> i & 1));
-        Word& value = blended[first + i];
-        value = static_cast<Word>((at(first + i) & mask) | (value & static_cast<Word>(~mask)));
-      }
+    for (uint32 row = 0; row < count; ++row) {
+      const auto mask = static_cast<Word>(static_cast<int8>(taken[row]));
+      blended[row] = static_cast<Word>((at(row) & mask) | (blended[row] & static_cast<Word>(~mask)));
     }
   };
-  const Word* const words = values.As<Word>();
   if (values.isConstant) {
-    blend([word = *words](uint32) { return word; });
+    blend([word = *values.As<Word>()](uint32) { return word; });
   } else {
-    blend([words](uint32 row) { return words[row]; });
+    blend([words = values.As<Word>()](uint32 row) { return words[row]; });
   }
 }
 
@@ -223,7 +219,7 @@ bool BlendBranches(std::span<const BatchVector> conditions, std::span<const Batc
   const uint32 words = (rows.count + 63) / 64;
   uint64* const validity = buffers.Validity();
   std::fill_n(validity, words, 0);
-  uint64 taken[kMostBatchWords];
+  uint8 taken[kMostBatchRows];
   const auto blend = [&]<class Word>(std::type_identity<Word>) {
     Word* const blended = buffers.Values<Word>();
     const auto put = [&](const BatchVector& result) {
@@ -233,11 +229,12 @@ bool BlendBranches(std::span<const BatchVector> conditions, std::span<const Batc
                              : result.isConstant          ? ~uint64{0}
                              : result.validity == nullptr ? ~uint64{0}
                                                           : result.validity[word];
-        validity[word] = (validity[word] & ~taken[word]) | (valid & taken[word]);
+        const uint64 bits = PackTruths(taken + word * std::size_t{64});
+        validity[word] = (validity[word] & ~bits) | (valid & bits);
       }
     };
     // From the last branch to the first, which is what counts.
-    std::fill_n(taken, words, ~uint64{0});
+    std::fill_n(taken, rows.count, uint8{UINT8_MAX});
     if (results.size() > conditions.size()) put(results.back());
     for (std::size_t i = conditions.size(); i-- > 0;) {
       FindTaken(conditions[i], rows.count, taken);

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "SQXERBatchLoops.h"
+#include "SQXERBatchOperands.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExpression.h"
 #include "Utility/FixedWidths.h"
@@ -184,7 +185,7 @@ class FewValuesEvaluation {
       BatchVector results;
       try {
         // By rows: the values of all of them would not pay for more.
-        if (!tree_.RExpression::EvalBatch(rows, results)) return;
+        if (!tree_.EvalByRows(rows, results)) return;
       } catch (...) {
         // Some value that no row may have is refused, perhaps by a function of the program's.
         return;

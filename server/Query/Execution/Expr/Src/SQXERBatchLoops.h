@@ -210,6 +210,19 @@ inline uint64 PackTruths(const uint8* truths) {
   return bits;
 }
 
+/// Calls use(row) for the rows of a vector that is not constant which are NULL.
+template <class Use>
+void ForEachNull(const BatchVector& vector, uint32 count, Use&& use) {
+  if (vector.validity == nullptr) return;
+  for (uint32 first = 0; first < count; first += 64) {
+    uint64 nulls = ~vector.validity[first / 64];
+    if (count - first < 64) nulls &= (uint64{1} << (count - first)) - 1;
+    for (; nulls != 0; nulls &= nulls - 1) {
+      use(first + static_cast<uint32>(std::countr_zero(nulls)));
+    }
+  }
+}
+
 /// Calls use(row, characters, length) for the wanted rows of a vector of texts that are not NULL,
 /// of which the constant ones have been handed over as one row.
 template <class Character, class Use>

@@ -1,7 +1,7 @@
 #include "SQXERExprBranchCompare.h"
 
 #include "SQXERBatchBranches.h"
-#include "SQXERBatchLoops.h"
+#include "SQXERBatchEquality.h"
 #include "SQXERBranchTypes.h"
 #include "SQXEROpsAggregate.h"
 #include "SQXEROpsCompare.h"
@@ -250,27 +250,19 @@ bool IsDistinct::EvalBatch(const BatchRows& rows, BatchVector& out) {
   out = BatchVector();
   out.form = ColumnForm::kUInt8;
   out.isConstant = a.isConstant && b.isConstant;
-  out.values = GetBatchBuffers().Truths(0);
+  out.values = GetBatchBuffers().Truths(1);
   (this->*compareBatch_)(a, b, RowsOf(out, rows));
   return true;
 }
 
 template <class T>
 void IsDistinct::CompareBatch(const BatchVector& a, const BatchVector& b, const BatchRows& rows) {
-  BatchBuffers& buffers = GetBatchBuffers();
-  uint8* const truths = buffers.Truths(0);
-  rows.ForEach([&](uint32 row) {
-    const bool isNullA = a.IsNull(row);
-    const bool isNullB = b.IsNull(row);
-    bool isDistinct = isNullA != isNullB;
-    if constexpr (!std::is_same_v<T, AnyValue>) {
-      if (!isNullA && !isNullB) {
-        isDistinct = !EqualValues(compareFunc_, ReadComparable<T>(a, row, buffers, 0),
-                                  ReadComparable<T>(b, row, buffers, 1));
-      }
-    }
-    truths[row] = isDistinct;
-  });
+  if constexpr (!std::is_same_v<T, AnyValue>) {
+    uint8* const truths = GetBatchBuffers().Truths(0);
+    MatchVectors<T>(compareFunc_, a, b, rows, GetBatchBuffers(), truths);
+    MapValues(truths, GetBatchBuffers().Truths(1), rows,
+              [](uint8 isSame) { return static_cast<uint8>(isSame ^ 1); });
+  }
 }
 
 }  // namespace sqxer

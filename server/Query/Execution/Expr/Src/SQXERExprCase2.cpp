@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "SQXERBatchBranches.h"
+#include "SQXERBatchEquality.h"
 #include "SQXERBatchFewValues.h"
 #include "SQXERBranchTypes.h"
 #include "SQXERExprConvert.h"
@@ -155,6 +156,10 @@ void Case::SetCaseExprType(XeDataType type) {
     const Lookup lookup = &Case::EvalLookup<T>;
     return lookup;
   });
+  batchLookup_ = ChooseByEquality(type, []<class T>(std::type_identity<T>) {
+    const BatchLookup lookup = &Case::EvalBatchLookup<T>;
+    return lookup;
+  });
 }
 
 void Case::UseCharCompareFunc() {
@@ -223,17 +228,12 @@ RExprReturn Case::Eval(void* out) {
   return retCode_ = EvalFirst(holds, out);
 }
 
-bool Case::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  // The lookup form tells NULL from NULL and from no match: that is done row by row.
-  if (caseExpr_ != nullptr) return RExpression::EvalBatch(rows, out);
-  if (rows.IsDense() && !SUXeDataTypeUtility::IsXeTextType(resultDataType_) &&
-      EvalAllBranches(whenExprs_, resultExprs_, rows, GetBatchBuffers(), out)) {
-    return true;
-  }
+template <class Matches>
+bool Case::EvalBatchFirst(const BatchRows& rows, BatchVector& out, Matches&& matches) {
   BatchBranches branches(rows, GetBatchBuffers());
   for (std::size_t i = 0; i < whenExprs_.size() && branches.HasRows(); ++i) {
     BatchVector truth;
-    if (!EvaluateBatch(*whenExprs_[i], branches.GetRows(), truth)) return false;
+    if (!matches(*whenExprs_[i], branches.GetRows(), truth)) return false;
     const bool isTaken = branches.Split(
         [&](uint32 row) {
           return !truth.IsNull(row) && truth.values[truth.isConstant ? 0 : row] == 1;
@@ -249,6 +249,39 @@ bool Case::EvalBatch(const BatchRows& rows, BatchVector& out) {
     branches.TakeAll(values);
   }
   return branches.Finish(out);
+}
+
+bool Case::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (caseExpr_ != nullptr) return (this->*batchLookup_)(rows, out);
+  if (rows.IsDense() && !SUXeDataTypeUtility::IsXeTextType(resultDataType_) &&
+      EvalAllBranches(whenExprs_, resultExprs_, rows, GetBatchBuffers(), out)) {
+    return true;
+  }
+  return EvalBatchFirst(rows, out,
+                        [](RExpression& when, const BatchRows& wanted, BatchVector& truth) {
+                          return EvaluateBatch(when, wanted, truth);
+                        });
+}
+
+template <class T>
+bool Case::EvalBatchLookup(const BatchRows& rows, BatchVector& out) {
+  if constexpr (std::is_same_v<T, AnyValue>) {
+    return RExpression::EvalBatch(rows, out);
+  } else {
+    BatchVector value;
+    if (!EvaluateBatch(*caseExpr_, rows, value)) return false;
+    const auto matches = [&](RExpression& when, const BatchRows& wanted, BatchVector& truth) {
+      BatchVector candidate;
+      if (!EvaluateBatch(when, wanted, candidate)) return false;
+      BatchBuffers& buffers = GetBatchBuffers();
+      truth.isConstant = value.isConstant && candidate.isConstant;
+      truth.values = buffers.Truths(0);
+      MatchVectors<T>(compareFunc_, value, candidate, RowsOf(truth, wanted), buffers,
+                      buffers.Truths(0));
+      return true;
+    };
+    return EvalBatchFirst(rows, out, matches);
+  }
 }
 
 template <class T>
@@ -337,6 +370,10 @@ void NullIf::ChooseEvaluation() {
     const Evaluation evaluate = &NullIf::EvalTyped<T>;
     return evaluate;
   });
+  evaluateBatch_ = ChooseByEquality(resultDataType_, []<class T>(std::type_identity<T>) {
+    const BatchEvaluation evaluate = &NullIf::EvalBatchTyped<T>;
+    return evaluate;
+  });
 }
 
 void NullIf::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
@@ -371,6 +408,46 @@ RExprReturn NullIf::EvalTyped(void* out) {
   }
   if constexpr (viaScratch) *static_cast<T*>(out) = scratch;
   return kTrue;
+}
+
+bool NullIf::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  return (this->*evaluateBatch_)(rows, out);
+}
+
+template <class T>
+bool NullIf::EvalBatchTyped(const BatchRows& rows, BatchVector& out) {
+  if constexpr (std::is_same_v<T, AnyValue>) {
+    return RExpression::EvalBatch(rows, out);
+  } else {
+    BatchVector value;
+    BatchVector compared;
+    if (!EvaluateBatch(*valueExpr_, rows, value) || !EvaluateBatch(*compareExpr_, rows, compared)) {
+      return false;
+    }
+    BatchBuffers& buffers = GetBatchBuffers();
+    BatchVector both;
+    IntersectValidity(value, compared, rows, buffers.Validity(), both);
+    uint8* const truths = buffers.Truths(0);
+    EqualVectors<T>(compareFunc_, value, compared, RowsOf(both, rows), buffers, truths);
+    const auto isNothing = [&](uint32 row) { return !both.IsNull(row) && truths[row] != 0; };
+    if (value.isConstant && !compared.isConstant) {
+      BatchBranches branches(rows, buffers);
+      branches.Take(value, [&](uint32 row) { return !isNothing(row); });
+      return branches.Finish(out);
+    }
+    out = value;
+    if (both.isConstant && both.IsNull(0)) return true;
+    out.block = nullptr;
+    uint64* const validity = buffers.Validity();
+    const uint32 words = (RowsOf(both, rows).count + 63) / 64;
+    for (uint32 word = 0; word < words; ++word) {
+      const uint64 bothValid = both.validity == nullptr ? ~uint64{0} : both.validity[word];
+      const uint64 valueValid = value.validity == nullptr ? ~uint64{0} : value.validity[word];
+      validity[word] = valueValid & ~(bothValid & PackTruths(truths + word * std::size_t{64}));
+    }
+    out.validity = validity;
+    return true;
+  }
 }
 
 // COALESCE

@@ -63,7 +63,7 @@ class SQXEREXPR_API Case final : public Conditional {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return !isLookup_; }
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kCaseExpression; }
   /// The case operand when there is one, the WHENs, the results.
   RExpression* GetIthOperand(int index) override;
@@ -80,11 +80,18 @@ class SQXEREXPR_API Case final : public Conditional {
 
  private:
   using Lookup = RExprReturn (Case::*)(void* out);
+  using BatchLookup = bool (Case::*)(const BatchRows& rows, BatchVector& out);
 
   template <class Matches>
   RExprReturn EvalFirst(Matches matches, void* out);
   template <class T>
   RExprReturn EvalLookup(void* out);
+  template <class T>
+  bool EvalBatchLookup(const BatchRows& rows, BatchVector& out);
+  /// Gives the rows of which matches(branches, i, truths) says that the i-th WHEN does the result
+  /// of it: a vector of truth values, NULL being none. The others have ELSE.
+  template <class Matches>
+  bool EvalBatchFirst(const BatchRows& rows, BatchVector& out, Matches&& matches);
   template <class T>
   bool AreEqual(const T& value, const T& when) const;
   RExpression*& Slot(int index);
@@ -96,8 +103,9 @@ class SQXEREXPR_API Case final : public Conditional {
   std::vector<RExpression*> resultExprs_;
   XeDataType caseExprDataType_ = XeUnknown;
   CharCompareFunc_t compareFunc_ = nullptr;
-  /// EvalLookup for caseExprDataType_.
+  /// EvalLookup and EvalBatchLookup for caseExprDataType_.
   Lookup lookup_;
+  BatchLookup batchLookup_;
 };
 
 /// IFNULL: the first operand or, where that is NULL, the second, which is not evaluated otherwise.
@@ -133,6 +141,8 @@ class SQXEREXPR_API NullIf final : public Conditional {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   /// A decimal that gives NULL leaves the output alone; of the other types it may have written.
   RExprReturn Eval(void* out) override;
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool HasBatchLoop() override { return true; }
   RExprType GetExpressionType() override { return kNullIfExpression; }
   /// 0 is what is compared with, 1 the value.
   RExpression* GetIthOperand(int index) override;
@@ -140,17 +150,21 @@ class SQXEREXPR_API NullIf final : public Conditional {
 
  private:
   using Evaluation = RExprReturn (NullIf::*)(void* out);
+  using BatchEvaluation = bool (NullIf::*)(const BatchRows& rows, BatchVector& out);
 
   template <class T>
   RExprReturn EvalTyped(void* out);
+  template <class T>
+  bool EvalBatchTyped(const BatchRows& rows, BatchVector& out);
   void ChooseEvaluation();
   RExpression*& Slot(int index);
 
   RExpression* compareExpr_;
   RExpression* valueExpr_;
   CharCompareFunc_t compareFunc_ = nullptr;
-  /// EvalTyped for the result type.
+  /// EvalTyped and EvalBatchTyped for the result type.
   Evaluation evaluate_;
+  BatchEvaluation evaluateBatch_;
 };
 
 /// COALESCE: the first value that is not NULL; those after it are not evaluated. Errors of binding:

@@ -132,6 +132,7 @@ void Cast::BindTyped(XeAListStream* stream, RExpression*& replacement, MetaDataI
     throwExecutionError(59001, GetOperatorName(), operandDataType_, XeUnknown);
   }
   convert_ = form->convert;
+  convertBatch_ = form->convertBatch;
   isOperandConstant_ = IsConstant(*only_);
   isEvaluated_ = false;
   resultDataType_ = toDataType_;
@@ -140,6 +141,11 @@ void Cast::BindTyped(XeAListStream* stream, RExpression*& replacement, MetaDataI
   info.objectLength_ = resultLength_;
   info.scale_ = static_cast<int16>(scale_);
   SetOperandAndResultMetaData();
+}
+
+bool Cast::EvalBatch(const BatchRows& rows, BatchVector& out) {
+  if (convertBatch_ == nullptr) return RExpression::EvalBatch(rows, out);
+  return EvaluateBatch(*only_, rows, out) && convertBatch_(*this, rows, out);
 }
 
 void Cast::SetOperandAndResultMetaData() {

@@ -26,6 +26,9 @@ class SQXEREXPR_API Cast : public UnaryOperator {
   Cast(RExpression* operand, XeDataType to, int precision, int scale, const XeString& format = {});
 
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
+  /// Over operands by batches where the cast has no loop for their type.
+  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
+  bool TakesOperandValues() override { return true; }
   RExprType GetExpressionType() override { return kCastExpression; }
 
   /// A value that the cast refuses gives NULL where it can tell without raising an error; what is
@@ -47,11 +50,18 @@ class SQXEREXPR_API Cast : public UnaryOperator {
  protected:
   /// Brings the value at `operandValue_` to `castValue_`; false when the target cannot hold it.
   using Conversion = bool (*)(Cast& cast);
+  /// Replaces the operand's vector by the cast's; false when the target cannot hold some value.
+  using BatchConversion = bool (*)(Cast& cast, const BatchRows& rows, BatchVector& out);
   /// A type of operand that a cast takes, and its conversion.
   struct OperandForm {
     XeDataType type;
     Conversion convert;
+    /// Null for one that goes by rows.
+    BatchConversion convertBatch = nullptr;
   };
+  /// That of an op, both ways (SQXERBatchCast.h).
+  template <CastOp Op>
+  static constexpr OperandForm FormOf(XeDataType type);
 
   template <CastOp Op>
   static bool Compute(Cast& cast) {
@@ -102,6 +112,7 @@ class SQXEREXPR_API Cast : public UnaryOperator {
   bool isQuiet_ = false;
   XeFieldDataBinder binder_;
   Conversion convert_ = nullptr;
+  BatchConversion convertBatch_ = nullptr;
   void* operandValue_ = nullptr;
   void* castValue_ = nullptr;
 };

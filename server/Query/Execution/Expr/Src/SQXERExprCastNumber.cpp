@@ -1,19 +1,17 @@
 #include "SQXERExprCastNumber.h"
 
-#include "SQXERBatchLoops.h"
-
 namespace sqxer {
 
 void CastToFloat32::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   static constexpr OperandForm kForms[] = {
       {XeCharData, &Move},
       {XeLongVarCharData, &Move},
-      {XeInt4Data, &Compute<CastAlways<PlainConversion<int32, float32, XeFloatData>>>},
-      {XeUInt4Data, &Compute<CastAlways<PlainConversion<uint32, float32, XeFloatData>>>},
-      {XeDoubleData, &Compute<CastFloat64ToFloat32>},
-      {XeNumericData, &Compute<CastNumberToFloat32>},
-      {XeBitData, &Compute<CastAlways<PlainConversion<uint8, float32, XeFloatData>>>},
-      {XeBoolean, &Compute<CastAlways<PlainConversion<uint8, float32, XeFloatData>>>},
+      FormOf<CastAlways<PlainConversion<int32, float32, XeFloatData>>>(XeInt4Data),
+      FormOf<CastAlways<PlainConversion<uint32, float32, XeFloatData>>>(XeUInt4Data),
+      FormOf<CastFloat64ToFloat32>(XeDoubleData),
+      FormOf<CastNumberToFloat32>(XeNumericData),
+      FormOf<CastAlways<PlainConversion<uint8, float32, XeFloatData>>>(XeBitData),
+      FormOf<CastAlways<PlainConversion<uint8, float32, XeFloatData>>>(XeBoolean),
   };
   BindTyped(stream, replacement, info, kForms);
 }
@@ -27,12 +25,12 @@ void CastToFloat64::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
   static constexpr OperandForm kForms[] = {
       {XeCharData, &Move},
       {XeLongVarCharData, &Move},
-      {XeInt4Data, &Compute<CastAlways<Int32ToFloat64>>},
-      {XeUInt4Data, &Compute<CastAlways<UInt32ToFloat64>>},
-      {XeDoubleData, &Compute<CastToItself<float64>>},
-      {XeNumericData, &Compute<CastAlways<NumberToFloat64>>},
-      {XeBitData, &Compute<CastAlways<BitToFloat64>>},
-      {XeBoolean, &Compute<CastAlways<BitToFloat64>>},
+      FormOf<CastAlways<Int32ToFloat64>>(XeInt4Data),
+      FormOf<CastAlways<UInt32ToFloat64>>(XeUInt4Data),
+      FormOf<CastToItself<float64>>(XeDoubleData),
+      FormOf<CastAlways<NumberToFloat64>>(XeNumericData),
+      FormOf<CastAlways<BitToFloat64>>(XeBitData),
+      FormOf<CastAlways<BitToFloat64>>(XeBoolean),
   };
   BindTyped(stream, replacement, info, kForms);
 }
@@ -46,10 +44,10 @@ void CastToNumeric::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
   static constexpr OperandForm kForms[] = {
       {XeCharData, &Move},
       {XeLongVarCharData, &Move},
-      {XeInt4Data, &Compute<CastAlways<Int32ToNumber>>},
-      {XeUInt4Data, &Compute<CastAlways<UInt32ToNumber>>},
-      {XeDoubleData, &Compute<CastFloat64ToNumber>},
-      {XeNumericData, &Compute<CastToItself<VelmarNumber>>},
+      FormOf<CastAlways<Int32ToNumber>>(XeInt4Data),
+      FormOf<CastAlways<UInt32ToNumber>>(XeUInt4Data),
+      FormOf<CastFloat64ToNumber>(XeDoubleData),
+      FormOf<CastToItself<VelmarNumber>>(XeNumericData),
   };
   BindTyped(stream, replacement, info, kForms);
   castValue_ = &number_;
@@ -58,23 +56,6 @@ void CastToNumeric::Bind(XeAListStream* stream, RExpression*& replacement, MetaD
 RExprReturn CastToNumeric::Eval(void* out) {
   if (EvalOperand() == kTrue) *static_cast<VelmarNumber*>(out) = number_;
   return retCode_;
-}
-
-bool CastToNumeric::HasBatchLoop() {
-  const XeDataType from = only_->GetResultDataType();
-  return from == XeInt4Data || from == XeUInt4Data || from == XeNumericData;
-}
-
-bool CastToNumeric::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  if (!HasBatchLoop()) return Cast::EvalBatch(rows, out);
-  if (!EvaluateBatch(*only_, rows, out)) return false;
-  const XeDataType from = only_->GetResultDataType();
-  if (from == XeInt4Data) {
-    ConvertVector<Int32ToNumber>(RowsOf(out, rows), GetBatchBuffers(), out);
-  } else if (from == XeUInt4Data) {
-    ConvertVector<UInt32ToNumber>(RowsOf(out, rows), GetBatchBuffers(), out);
-  }
-  return true;
 }
 
 }  // namespace sqxer

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SQXERExprCastBase.h"
+#include "SQXERBatchCast.h"
 
 namespace sqxer {
 
@@ -15,10 +15,10 @@ class CastToInteger : public Cast {
     static constexpr OperandForm kForms[] = {
         {XeCharData, &Move},
         {XeLongVarCharData, &Move},
-        {XeInt4Data, &Compute<CastInteger<int32, Integer>>},
-        {XeUInt4Data, &Compute<CastInteger<uint32, Integer>>},
-        {XeDoubleData, &Compute<CastFloat64ToInteger<Integer>>},
-        {XeNumericData, &Compute<CastNumberToInteger<Integer>>},
+        FormOf<CastInteger<int32, Integer>>(XeInt4Data),
+        FormOf<CastInteger<uint32, Integer>>(XeUInt4Data),
+        FormOf<CastFloat64ToInteger<Integer>>(XeDoubleData),
+        FormOf<CastNumberToInteger<Integer>>(XeNumericData),
     };
     BindTyped(stream, replacement, info, kForms);
   }
@@ -83,8 +83,6 @@ class SQXEREXPR_API CastToNumeric final : public Cast {
       : Cast(operand, to, precision, scale) {}
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
-  bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override;
 
  protected:
   const wchar_t* GetOperatorName() const override { return L"CastToNumeric"; }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "SQXERBatchCast.h"
+
 namespace sqxer {
 
 bool TextToTruth::Apply(std::wstring_view text, bool& out) {
@@ -61,7 +63,7 @@ RExprReturn CastToChar::Eval(void* out) {
 void CastToBoolean::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   static constexpr OperandForm kForms[] = {{XeCharData, &ReadFixed},
                                            {XeLongVarCharData, &ReadLong},
-                                           {XeBoolean, &Compute<CastToItself<uint8>>}};
+                                           FormOf<CastToItself<uint8>>(XeBoolean)};
   BindTyped(stream, replacement, info, kForms);
 }
 
@@ -126,12 +128,12 @@ void CastToBinary::BindBit(XeAListStream* stream, RExpression*& replacement, Met
   static constexpr OperandForm kForms[] = {
       {XeCharData, &Move},
       {XeLongVarCharData, &Move},
-      {XeInt4Data, &Compute<CastToBit<int32>>},
-      {XeUInt4Data, &Compute<CastToBit<uint32>>},
-      {XeDoubleData, &Compute<CastToBit<float64>>},
-      {XeNumericData, &Compute<CastToBit<VelmarNumber>>},
-      {XeBitData, &Compute<CastToItself<uint8>>},
-      {XeBoolean, &Compute<CastToItself<uint8>>},
+      FormOf<CastToBit<int32>>(XeInt4Data),
+      FormOf<CastToBit<uint32>>(XeUInt4Data),
+      FormOf<CastToBit<float64>>(XeDoubleData),
+      FormOf<CastToBit<VelmarNumber>>(XeNumericData),
+      FormOf<CastToItself<uint8>>(XeBitData),
+      FormOf<CastToItself<uint8>>(XeBoolean),
   };
   BindTyped(stream, replacement, info, kForms);
   write_ = [](const CastToBinary& cast, void* out) {

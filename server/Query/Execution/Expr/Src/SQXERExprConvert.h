@@ -13,6 +13,7 @@ namespace sqxer {
 /// the SQL. Status of the operand passes through; NULL leaves the output alone.
 class SQXEREXPR_API Convert : public UnaryOperator {
  public:
+  bool TakesOperandValues() override { return true; }
   Convert(RExpression* operand, XeDataType resultType);
 
   /// Binds the operand of a node that was built over an unbound one, or of a tree that is bound
@@ -237,6 +238,8 @@ class SQXEREXPR_API ConvertVarXeChartoLongVarXeChar final : public Convert {
       : Convert(operand, resultType), objectLength_(length) {}
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
+  /// There are no vectors of such texts.
+  bool TakesOperandValues() override { return false; }
 
  private:
   uint32 objectLength_;

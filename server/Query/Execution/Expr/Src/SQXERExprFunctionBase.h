@@ -29,6 +29,7 @@ class SQXEREXPR_API ValueFunction : public RExpression {
   RExprType GetExpressionType() override { return kFunctionExpressionBegin; }
   RExpression* GetIthOperand(int index) override;
   void SetIthOperand(int index, RExpression* operand) override;
+  bool TakesOperandValues() override { return true; }
 
  protected:
   RExpression*& Slot(int index);

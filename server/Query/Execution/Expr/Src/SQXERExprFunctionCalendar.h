@@ -24,8 +24,6 @@ class SQXEREXPR_API PartFunction : public NumericValueFunction {
   RExprReturn Eval(void* out) final;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final;
   bool GivesSameAs(RExpression&) final { return true; }
-  /// Names are texts of the node: made row by row, or once for each of few values.
-  bool HasBatchLoop() final { return names_ == nullptr; }
 
  protected:
   /// Puts a part of the value where Eval puts its result.

@@ -34,7 +34,6 @@ class SQXEREXPR_API Length final : public TextMeasureFunction {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return !isBits_; }
 
  private:
   bool m_bDisableRightTrimOnVarChar;
@@ -47,7 +46,6 @@ class SQXEREXPR_API CharacterLength final : public TextMeasureFunction {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return !isBits_; }
 };
 
 /// Bytes: four a character.
@@ -57,7 +55,6 @@ class SQXEREXPR_API OctetLength final : public TextMeasureFunction {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return !isBits_; }
 };
 
 /// Bits: 32 a character.
@@ -67,7 +64,6 @@ class SQXEREXPR_API BitLength final : public TextMeasureFunction {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return !isBits_; }
 };
 
 /// The code of the first character in the server's code page, from -128 to 127; 0 for the empty

@@ -74,7 +74,7 @@ void TextSearchFunction::BindTexts(const wchar_t* name, XeAListStream* stream,
 }
 
 bool TextSearchFunction::EvalBatch(const BatchRows& rows, BatchVector& out) {
-  return (HasBatchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
+  return (HasSearchLoop() && FindInBatch(*operand_, *params_[0], rows, GetBatchBuffers(), out)) ||
          RExpression::EvalBatch(rows, out);
 }
 

@@ -32,9 +32,10 @@ class SQXEREXPR_API TextSearchFunction : public NumericValueFunction {
  public:
   using NumericValueFunction::NumericValueFunction;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final;
-  bool HasBatchLoop() override { return isCaseSensitive_; }
 
  protected:
+  /// Whether all rows of a batch are searched in one loop.
+  virtual bool HasSearchLoop() const { return isCaseSensitive_; }
   /// Binds operand and parameter. Error 59001 (name, type) for what is no text.
   void BindTexts(const wchar_t* name, XeAListStream* stream, RExpression*& replacement,
                  MetaDataInfo& info);
@@ -61,9 +62,9 @@ class SQXEREXPR_API Locate final : public TextSearchFunction {
   using TextSearchFunction::TextSearchFunction;
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
-  bool HasBatchLoop() override { return isCaseSensitive_ && !HasStart(); }
 
  private:
+  bool HasSearchLoop() const override { return isCaseSensitive_ && !HasStart(); }
   bool HasStart() const { return params_.size() > 1 && params_[1] != nullptr; }
 
   int32 start_ = 1;

@@ -94,7 +94,6 @@ class OverLongVarXeChar : public Function {
   bool EvalBatch(const BatchRows& rows, BatchVector& out) final {
     return this->HasTextLoop() ? this->ComputeBatch(rows, out) : RExpression::EvalBatch(rows, out);
   }
-  bool HasBatchLoop() final { return this->HasTextLoop(); }
 
  private:
   RefLongVarChar varCharOperand_{};

@@ -79,7 +79,6 @@ class SQXEREXPR_API Replace final : public StringValueFunction {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* result) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return isCaseSensitive_; }
 
  private:
   XeAutoBuffer<wchar_t, 128> result_;

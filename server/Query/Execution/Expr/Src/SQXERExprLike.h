@@ -23,7 +23,7 @@ class SQXEREXPR_API Like final : public RExpression {
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
   bool EvalBatch(const BatchRows& rows, BatchVector& out) override;
-  bool HasBatchLoop() override { return isPatternConstant_; }
+  bool TakesOperandValues() override { return true; }
   /// A pattern that nobody has read may be wrong.
   BatchCost GetBatchCost() override;
   RExprType GetExpressionType() override { return kLikeExpression; }

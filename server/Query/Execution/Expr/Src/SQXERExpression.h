@@ -72,16 +72,23 @@ class SQXEREXPR_API RExpression : public XeGatewayObject {
   /// The values for a batch of rows, as Eval gives them for each; see EvaluateBatch, which is what
   /// others call. False when some row has no value and is not NULL either: nothing is told of it,
   /// and the batch is to be done again by rows. What is thrown means the same. A node without a
-  /// loop of its own runs Eval for each row.
+  /// loop of its own runs Eval for each row: over batches of its operands where it takes those,
+  /// else as EvalByRows does.
   virtual bool EvalBatch(const BatchRows& rows, BatchVector& out);
+  /// The same row by row over the record that the trees are bound to, operands included.
+  bool EvalByRows(const BatchRows& rows, BatchVector& out);
+  /// Whether Eval takes the value of each operand, once a row, and asks nothing else of them, so
+  /// that something else that gives their values may stand in their places.
+  virtual bool TakesOperandValues() { return false; }
   /// Whether another Eval of the same row may give another value: such a tree is not for batches,
   /// which may be done twice.
   virtual bool IsVolatile() { return false; }
   /// Whether another node of the same class gives the same from equal operands, so that one of them
   /// is enough. `other` is of this node's class.
   virtual bool GivesSameAs(RExpression& /*other*/) { return false; }
-  /// Whether the node has a loop for batches, at least where its operands have plain forms.
-  virtual bool HasBatchLoop() { return false; }
+  /// Whether the node, or its operands without it, goes over batches, at least where operands have
+  /// plain forms.
+  virtual bool HasBatchLoop() { return TakesOperandValues(); }
   /// What a batch of the tree costs for rows that do not need it.
   virtual BatchCost GetBatchCost() { return BatchCost::kDear; }
 

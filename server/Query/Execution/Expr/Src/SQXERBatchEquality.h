@@ -1,0 +1,45 @@
+#pragma once
+
+#include "SQXERBatchLoops.h"
+#include "SQXERBranchTypes.h"
+#include "SQXERCompareNode.h"
+#include "SQXEROpsCompare.h"
+
+namespace sqxer {
+
+/// Writes whether the values of two vectors are equal, as EqualValues has it; what it writes for
+/// rows where one of them is NULL has no meaning. Where both are constant `rows` has one row. The
+/// buffers are those of the node, of which it takes what CompareVectors and CompareTextVectors do.
+template <class T>
+void EqualVectors(CharCompareFunc_t compare, const BatchVector& a, const BatchVector& b,
+                  const BatchRows& rows, BatchBuffers& buffers, uint8* out) {
+  const auto isNull = [](const BatchVector& vector) {
+    return vector.isConstant && vector.IsNull(0);
+  };
+  // A constant NULL has no values that could be read.
+  if (isNull(a) || isNull(b)) return;
+  if constexpr (requires(const T& value) { AsText(value); }) {
+    CompareTextBatch<EqualToOp>(compare, a, b, rows, buffers, out);
+  } else if constexpr (HasBatchForm<T>) {
+    CompareVectors<EqualToOp, T>(a, b, rows, buffers, out);
+  } else {
+    rows.ForEach([&](uint32 row) {
+      out[row] =
+          EqualToOp::Apply(ReadBatchValue<T>(a, row), ReadBatchValue<T>(b, row));
+    });
+  }
+}
+
+/// The same where NULL equals NULL, and no value does.
+template <class T>
+void MatchVectors(CharCompareFunc_t compare, const BatchVector& a, const BatchVector& b,
+                  const BatchRows& rows, BatchBuffers& buffers, uint8* out) {
+  EqualVectors<T>(compare, a, b, rows, buffers, out);
+  if (a.validity == nullptr && b.validity == nullptr) return;
+  rows.ForEach([&](uint32 row) {
+    const bool isNull = a.IsNull(row);
+    out[row] = isNull == b.IsNull(row) && (isNull || out[row] != 0);
+  });
+}
+
+}  // namespace sqxer
