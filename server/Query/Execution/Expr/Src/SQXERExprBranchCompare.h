@@ -79,6 +79,9 @@ class SQXEREXPR_API IsDistinct final : public Conditional {
 
   template <class T>
   RExprReturn EvalTyped(void* out);
+  /// Of numbers, neither of them NULL in every row.
+  template <class T>
+  void CompareNumbers(const BatchVector& a, const BatchVector& b, const BatchRows& rows);
   template <class T>
   void CompareBatch(const BatchVector& a, const BatchVector& b, const BatchRows& rows);
   RExpression*& Slot(int index);
