@@ -97,8 +97,8 @@ const char* const kTypesText = R"(| literal | type |
 - Signed and unsigned integers meet as NUMERIC, so that -1 is below every unsigned number. A
   literal takes its partner's type instead where it can.
 - SUM over integers is NUMERIC, AVG and AVG_ALL over integers are DOUBLE, and COUNT is NUMERIC in
-  arithmetic: none of them overflows, is truncated or stops at zero. `--set IntegerAggregates=native`
-  keeps the integers of the argument instead.
+  arithmetic, also as a column of a subquery: none of them overflows, is truncated or stops at zero.
+  `--set IntegerAggregates=native` keeps the integers of the argument instead.
 - `--set IntegerMathAsDouble=on` computes `+ - *` of integers in doubles,
   `--set IntegerDivideAsDouble=on` does so for `/`.
 - An INTERVAL is months, days and a time, which keep their own signs. Intervals compare by months of 30 days and days of
