@@ -28,15 +28,27 @@ struct Element {
 
 /// Of two spellings with the same beginning the longer one stands first.
 constexpr Element kElements[] = {
-    {L"YYYY", IntYear4Type, true},        {L"YY", IntYear2Type, true},
-    {L"MONTH", CharLongMonthType, false}, {L"MON", CharShortMonthType, false},
-    {L"MM", IntMonthType, true},          {L"MI", IntMinuteType, true},
-    {L"MS", IntMilliSecondType, true},    {L"DDD", IntDayOfYearType, true},
-    {L"DD", IntMonthDayType, true},       {L"DAY", CharLongDOWType, false},
-    {L"DY", CharShortDOWType, false},     {L"WW", IntWeekOfYearType, true},
-    {L"AM", CharAmPmType, false},         {L"PM", CharAmPmType, false},
-    {L"HH", IntHourType, true},           {L"SS", IntSecondType, true},
-    {L"NS", IntNanoSecondType, true},     {L"FF", IntFractionalSecondType, true},
+    {L"YYYY", IntYear4Type, true},
+    {L"YY", IntYear2Type, true},
+    {L"MONTH", CharLongMonthType, false},
+    {L"MON", CharShortMonthType, false},
+    {L"MM", IntMonthType, true},
+    {L"MI", IntMinuteType, true},
+    {L"MS", IntMilliSecondType, true},
+    {L"DDD", IntDayOfYearType, true},
+    {L"DD", IntMonthDayType, true},
+    {L"DAY", CharLongDOWType, false},
+    {L"DY", CharShortDOWType, false},
+    {L"WW", IntWeekOfYearType, true},
+    {L"AM", CharAmPmType, false},
+    {L"PM", CharAmPmType, false},
+    {L"HH24", IntHourType, true},
+    {L"HH12", IntHourType, true},
+    {L"HH", IntHourType, true},
+    {L"SS", IntSecondType, true},
+    {L"NS", IntNanoSecondType, true},
+    {L"FF", IntFractionalSecondType, true},
+    {L"US", IntFractionalSecondType, true},
 };
 
 bool StartsWith(std::wstring_view text, std::wstring_view start) {

@@ -74,7 +74,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueExpressions() {
        "an interval belongs to no day of the calendar, leave out of its format what tells of one: "
        "\"{0}\""},
       {59063, 1,
-       "there is no time zone of this name, give one of the tz database (Europe/Berlin): \"{0}\""},
+       "there is no such time zone, give one of the tz database (Europe/Berlin) or an interval "
+       "below "
+       "a day: \"{0}\""},
       {59180, 2, "sorting cannot write temporary files in \"{0}\": {1}"},
       {59185, 1, "a BIT holds only 0 or 1, and not this value: {0}"},
       {59190, 2,

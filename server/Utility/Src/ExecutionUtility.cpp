@@ -5,7 +5,7 @@
 
 #include "CharacterOrder.h"
 #include "Utility/BaseStringUtil.h"
-#include "Utility/HashMix.h"
+#include "Utility/KeyHashes.h"
 #include "Utility/SUXeDataTypeUtility.h"
 #include "Utility/Settings.h"
 #include "Utility/XeAssert.h"
@@ -67,14 +67,13 @@ uint64 Utf8Prefix(const RefLongVarChar& trimmed) {
 
 template <class Map>
 uint64 HashMapped(const RefLongVarChar& trimmed) {
-  const auto at = [&](uint32 i) {
-    return uint64{static_cast<uint32>(Map::Apply(trimmed.buffer_[i]))};
-  };
-  uint64 hash = kHashSeed;
-  uint32 i = 0;
-  for (; i + 1 < trimmed.length_; i += 2) hash = MixHash(hash, at(i) << 32 | at(i + 1));
-  if (i < trimmed.length_) hash = MixHash(hash, at(i));
-  return MixHash(hash, trimmed.length_);
+  const uint32 lengths[] = {trimmed.length_};
+  uint64 hashes[1];
+  HashCharacters(
+      lengths,
+      [&](std::size_t, uint32 i) { return static_cast<uint32>(Map::Apply(trimmed.buffer_[i])); },
+      hashes);
+  return hashes[0];
 }
 
 template <class Order>

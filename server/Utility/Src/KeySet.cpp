@@ -1,9 +1,11 @@
 #include "Utility/KeySet.h"
 
 #include <concepts>
+#include <type_traits>
 
 #include "KeyForms.h"
 #include "Utility/ErrorMessage.h"
+#include "Utility/KeyHashes.h"
 #include "Utility/Settings.h"
 
 namespace sqxer {
@@ -60,39 +62,52 @@ struct KeyCompareFunctions {
     }
   }
 
-  static void InstallFor(XeDataType type, KeyDesc& key) {
+  /// Calls use(std::type_identity<Form>) for the types that are no texts and binaries; false for
+  /// these.
+  template <class Use>
+  static bool WithPlainForm(XeDataType type, Use&& use) {
     switch (type) {
       case XeBitData:
       case XeBoolean:
       case XeUInt1Data:
-        return Install<IntegerForm<uint8>>(key);
+        return use(std::type_identity<IntegerForm<uint8>>()), true;
       case XeInt1Data:
-        return Install<IntegerForm<int8>>(key);
+        return use(std::type_identity<IntegerForm<int8>>()), true;
       case XeInt2Data:
-        return Install<IntegerForm<int16>>(key);
+        return use(std::type_identity<IntegerForm<int16>>()), true;
       case XeUInt2Data:
-        return Install<IntegerForm<uint16>>(key);
+        return use(std::type_identity<IntegerForm<uint16>>()), true;
       case XeInt4Data:
-        return Install<IntegerForm<int32>>(key);
+        return use(std::type_identity<IntegerForm<int32>>()), true;
       case XeUInt4Data:
-        return Install<IntegerForm<uint32>>(key);
+        return use(std::type_identity<IntegerForm<uint32>>()), true;
       case XeFloatData:
-        return Install<FloatForm<float32>>(key);
+        return use(std::type_identity<FloatForm<float32>>()), true;
       case XeDoubleData:
-        return Install<FloatForm<float64>>(key);
+        return use(std::type_identity<FloatForm<float64>>()), true;
       case XeMoneyData:
       case XeNumericData:
       case XeDecimalData:
-        return Install<NumberForm>(key);
+        return use(std::type_identity<NumberForm>()), true;
       case XeDateData:
-        return Install<DateForm>(key);
+        return use(std::type_identity<DateForm>()), true;
       case XeTimeData:
-        return Install<TimeForm>(key);
+        return use(std::type_identity<TimeForm>()), true;
       case XeDateTimeData:
       case XeTimeStampData:
-        return Install<DateTimeForm>(key);
+        return use(std::type_identity<DateTimeForm>()), true;
       case XeIntervalData:
-        return Install<IntervalForm>(key);
+        return use(std::type_identity<IntervalForm>()), true;
+      default:
+        return false;
+    }
+  }
+
+  static void InstallFor(XeDataType type, KeyDesc& key) {
+    if (WithPlainForm(type, [&]<KeyForm Form>(std::type_identity<Form>) { Install<Form>(key); })) {
+      return;
+    }
+    switch (type) {
       case XeCharData:
         return InstallText<FixedText>(key);
       case XeVarCharData:
@@ -103,12 +118,9 @@ struct KeyCompareFunctions {
       case XeVarBinaryData:
       case XeLongVarBinaryData:
         return Install<BinaryForm<VaryingBytes>>(key);
-      case XeObjectData:
-      case XeUnknown:
-      case XeMaxType:
-        break;
+      default:
+        ThrowUnsupported(type);
     }
-    ThrowUnsupported(type);
   }
 };
 
@@ -124,6 +136,16 @@ KeyDesc::KeyDesc(const XeFieldDescriptor& field, SortOrder_t order, CharComparis
   // Text of one byte a character is in a code page that only the reader of its column knows.
   if (SUXeDataTypeUtility::IsXeTextType(type_) && !field.IsUnicode(true)) ThrowUnsupported(type_);
   KeyCompareFunctions::InstallFor(type_, *this);
+}
+
+void HashValues(const KeyDesc& key, const uint8* values, std::size_t count, uint64* hashes) {
+  const auto hash = [&]<KeyForm Form>(std::type_identity<Form>) {
+    for (std::size_t i = 0; i < count; ++i) {
+      hashes[i] = Form::Hash(Form::Load(values + i * sizeof(typename Form::Value), 0));
+    }
+  };
+  if (!KeyCompareFunctions::WithPlainForm(key.GetDataType(), hash))
+    ThrowUnsupported(key.GetDataType());
 }
 
 KeyDesc KeyDesc::MovedTo(uint32 dataOffset, uint32 nullOffset, bool isReference) const {

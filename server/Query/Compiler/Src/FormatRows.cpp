@@ -98,8 +98,10 @@ void AppendFormatRows(std::vector<FunctionRow>& rows) {
   ofIntervals.description =
       "The interval as a text of a format: the elements of times, `YYYY` to `Y`, `Y,YYY` and `CC` "
       "of its months by 12, `MM`, `Q` and `RM` of those that are left, `DD` and `W` of its days, "
-      "`DDD` and `WW` of both, with months of 30 days. Hours go beyond 24, and each number has the "
-      "sign of its part. Names and what else tells of the calendar are an error.";
+      "`DDD` and `WW` of both, with months of 30 days. ISO weeks (`IYYY` to `I`, `IW`, `IDDD`) and "
+      "`J` are those of the day that years, months and days of the interval would name. Hours go "
+      "beyond 24, and each number has the sign of its part. Names, days of the week and what else "
+      "tells of the calendar are an error.";
   ofIntervals.example =
       "SELECT TO_CHAR(INTERVAL '1 year 2 mons 3 days 30:05:06', 'YYYY-MM-DD HH24:MI:SS')";
   ofIntervals.exampleResult = "0001-02-03 30:05:06";

@@ -34,8 +34,8 @@ refused by name.
 - A column of a CSV file takes the first of these types that all its values have: BOOLEAN (`true` and
   `false`, or `t` and `f` as PostgreSQL's COPY writes them), INTEGER, NUMERIC, DOUBLE, DATE, TIMESTAMP,
   TIME; else it is text. Where `t` and `f` are marks of something else, name the type:
-  `--schema 'sales=mark:varchar(1)'`. A column that is declared as `bigint` is a NUMERIC of whole
-  numbers of 64 bits, and takes no others.
+  `--schema 'sales=mark:text'`. A column that is declared as `text`, or as `varchar` without a length, has
+  texts of any length; one that is declared as `bigint` is a NUMERIC of whole numbers of 64 bits, and takes no others.
 - A join pairs the rows for which the condition is true; LEFT, RIGHT and FULL keep those of a side, or of both, that
   have no partner, with NULLs in the place of the other. USING and NATURAL compare columns of one name, which the
   result has once. Equalities between the sides are looked up, other conditions looked at pair by pair; conditions of
@@ -44,6 +44,9 @@ refused by name.
   `EXISTS (query)`; `x IN (query)`, `x > ANY (query)`, `x <= ALL (query)`, in which a NULL among the values leaves
   open what no other one decides. IN over many values is a join where it is a condition of WHERE; anywhere else 40,000
   different values are the most.
+- Rows are compared value by value, where the first that differs decides: `(a, b) = (1, 2)`, `(day, id) > (d, 7)`,
+  `(a, b) IN ((1, 2), (3, 4))`. An array stands behind ANY and ALL alone, written out: `x = ANY (ARRAY[1, 2])`,
+  `s LIKE ANY (ARRAY['a%', '%z'])`, `x > ALL (ARRAY[y, z])`.
 - Such a query may read columns of the queries around it, in the select list, WHERE, HAVING, ORDER BY and ON, and with
   groups the keys: `(SELECT MAX(x) FROM t WHERE t.k = s.k)`. It is joined with their rows, by what WHERE says of both:
   equalities are looked up, other conditions looked at pair by pair. It is run for all rows that the conditions of WHERE
@@ -94,8 +97,8 @@ const char* const kTypesText = R"(| literal | type |
 - Signed and unsigned integers meet as NUMERIC, so that -1 is below every unsigned number. A
   literal takes its partner's type instead where it can.
 - SUM over integers is NUMERIC, AVG and AVG_ALL over integers are DOUBLE, and COUNT is NUMERIC in
-  arithmetic: none of them overflows, is truncated or stops at zero. `--set IntegerAggregates=native`
-  keeps the integers of the argument instead.
+  arithmetic, also as a column of a subquery: none of them overflows, is truncated or stops at zero.
+  `--set IntegerAggregates=native` keeps the integers of the argument instead.
 - `--set IntegerMathAsDouble=on` computes `+ - *` of integers in doubles,
   `--set IntegerDivideAsDouble=on` does so for `/`.
 - An INTERVAL is months, days and a time, which keep their own signs. Intervals compare by months of 30 days and days of
@@ -136,7 +139,7 @@ const char* const kDifferencesText = R"(| subject | here | elsewhere |
 | `EXTRACT(year FROM MAKE_DATE(-1, 1, 1))` | 0 | PostgreSQL gives -1 |
 | `QUOTE_IDENT('select')` | select | "select" |
 | `TO_CHAR(day, '')`, `TO_CHAR(9.996, '9.99EEEE')` | the empty text; 1.00e+01 | PostgreSQL gives NULL and 10.00e+00 |
-| `TO_CHAR(interval, 'IW')`, `'J'`, `'IYYY'` | an error, as for names of months | PostgreSQL gives numbers |
+| `STRING_TO_ARRAY(s, ',')`, `UNNEST(...)`, `REGEXP_MATCH(s, p)`, `ARRAY_AGG(x)` | there are no arrays: SPLIT_PART, joined with GENERATE_SERIES for all parts, REGEXP_SUBSTR and STRING_AGG give texts | PostgreSQL has them |
 | `SHA256(s)` | hexadecimal digits | PostgreSQL takes and gives bytes |
 | `COVAR_SAMP(y, x)`, `CORR(y, x)` over no rows | 0, NaN | NULL |
 | `1 BETWEEN 2 AND NULL` | NULL: a NULL bound makes it so, whatever the other one | false |

@@ -129,10 +129,7 @@ TimeZoneRef ReadZone(const TypedExpression& argument) {
   if (argument.IsTextConstant()) {
     zone = TimeZone::Find(std::get<XeString>(argument.constant.value));
   } else if (const auto* distance = std::get_if<XeInterval>(&argument.constant.value)) {
-    // As the values of clocks: no days, and within a day.
-    const bool isWithin = distance->months == 0 && distance->days == 0 &&
-                          std::abs(distance->microseconds) < kMicrosecondsOfDay;
-    if (isWithin) zone = TimeZone::AtDistance(distance->microseconds / 1000);
+    if (IsDistanceOfZone(*distance)) zone = TimeZone::AtDistance(distance->microseconds / 1000);
   } else {
     ThrowPlanError(kNotALiteral, argument.position, {L"AT TIME ZONE", L"zone"});
   }
@@ -141,9 +138,10 @@ TimeZoneRef ReadZone(const TypedExpression& argument) {
                    {std::get<XeString>(ConstantAsText(argument.constant).value)});
   return zone;
 }
-/// A zone of each row is a text.
+/// A zone of each row is a text, or an interval.
 bool IsZoneOfRow(const TypedExpression& zone) {
-  return !zone.IsConstant() && SUXeDataTypeUtility::IsXeTextType(zone.type);
+  const bool isZone = SUXeDataTypeUtility::IsXeTextType(zone.type) || zone.type == XeIntervalData;
+  return !zone.IsConstant() && isZone;
 }
 void PrepareZone(TypedArguments& arguments) {
   PrepareAs<'v', 't'>(arguments);
@@ -154,6 +152,10 @@ template <bool isFromUtc>
 std::unique_ptr<RExpression> MakeZoned(const TypedExpression& call, Operands& o) {
   const TypedExpression& zone = *call.arguments[1];
   if (IsZoneOfRow(zone)) {
+    if (zone.type == XeIntervalData) {
+      return MakeFunction<std::conditional_t<isFromUtc, FromUtcByDistance, ToUtcByDistance>>(call,
+                                                                                             o);
+    }
     return MakeFunction<std::conditional_t<isFromUtc, FromUtcByZone, ToUtcByZone>>(call, o);
   }
   if (zone.IsConstant() && zone.constant.IsNull())
@@ -265,8 +267,7 @@ void AppendIntervalRows(std::vector<FunctionRow>& rows) {
       MakeTrunc);
   trunc.word = 0;
   trunc.accepts = IsOfInterval;
-  constexpr const char* kZoned =
-      "a date or timestamp, and a zone as a text or as an interval constant";
+  constexpr const char* kZoned = "a date or timestamp, and a zone as a text or as an interval";
   rows.insert(
       rows.end(),
       {
@@ -306,21 +307,23 @@ void AppendIntervalRows(std::vector<FunctionRow>& rows) {
                     "0 then.",
                     "SELECT MAKE_INTERVAL(years => 1, weeks => 2)", "1 year 14 days",
                     PrepareAs<'w', 'w', 'w', 'w', 'w', 'w', 'n'>, MakeFunction<MakeInterval>),
-          ScalarRow("to_utc", 2, "TO_UTC(value, zone)", "AtTimeZone, ToUtcByZone", kZoned,
-                    "TIMESTAMP",
+          ScalarRow("to_utc", 2, "TO_UTC(value, zone)", "AtTimeZone, ToUtcByZone, ToUtcByDistance",
+                    kZoned, "TIMESTAMP",
                     "The moment in UTC at which the clocks of the zone show the value. A zone is "
-                    "one of the tz database, of each row or of all, or as a literal an interval by "
+                    "one of the tz database, of each row or of all, or an interval below a day by "
                     "which its clocks are ahead. A time "
                     "that they leave out counts by the clock before; of two moments it is the "
                     "second one.",
                     "SELECT TO_UTC(TIMESTAMP '2012-07-01 12:00', 'Europe/Berlin')",
                     "2012-07-01 10:00:00", PrepareZone, MakeZoned<false>),
-          ScalarRow("from_utc", 2, "FROM_UTC(value, zone)", "AtTimeZone, FromUtcByZone", kZoned,
-                    "TIMESTAMP", "What the clocks of the zone show at a moment of UTC.",
+          ScalarRow("from_utc", 2, "FROM_UTC(value, zone)",
+                    "AtTimeZone, FromUtcByZone, FromUtcByDistance", kZoned, "TIMESTAMP",
+                    "What the clocks of the zone show at a moment of UTC.",
                     "SELECT FROM_UTC(TIMESTAMP '2012-07-01 12:00', 'America/New_York')",
                     "2012-07-01 08:00:00", PrepareZone, MakeZoned<true>),
           {Kind::kForm, "timezone", 2, "value AT TIME ZONE zone",
-           "AtTimeZone, FromUtcByZone, ToUtcByZone", kZoned, "TIMESTAMP", kNullIfAny,
+           "AtTimeZone, FromUtcByZone, ToUtcByZone, FromUtcByDistance, ToUtcByDistance", kZoned,
+           "TIMESTAMP", kNullIfAny,
            "TO_UTC(value, zone); FROM_UTC(value, zone) where the value is written as a moment of "
            "UTC: as TO_UTC, as AT TIME ZONE that means it, NOW() or CURRENT_TIMESTAMP.",
            "SELECT TIMESTAMP '2012-07-01 12:00' AT TIME ZONE 'Europe/Berlin' AT TIME ZONE "

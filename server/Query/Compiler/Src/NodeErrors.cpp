@@ -77,6 +77,8 @@ constexpr NodeErrors kNodeErrors[] = {
     {"AtTimeZone", "58025, 58075 (zone), 59171 (beyond the years that dates have)"},
     {"FromUtcByZone", "59063 (zone), 59171 (beyond the years that dates have)"},
     {"ToUtcByZone", "59063 (zone), 59171 (beyond the years that dates have)"},
+    {"FromUtcByDistance", "59063 (zone), 59171 (beyond the years that dates have)"},
+    {"ToUtcByDistance", "59063 (zone), 59171 (beyond the years that dates have)"},
     {"LPad", "59034 (a text too long)"},
     {"RPad", "59034 (a text too long)"},
     {"ConcatAll", "59034 (a text too long)"},

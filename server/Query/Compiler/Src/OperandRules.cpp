@@ -7,6 +7,7 @@
 #include "PlanError.h"
 #include "TypedCall.h"
 #include "Utility/Settings.h"
+#include "WideCounts.h"
 
 namespace sqxer {
 namespace {
@@ -56,21 +57,6 @@ TypedExpressionPtr TypeText(const TypedExpressionPtr& argument, XeDataType type)
 void CountBitsAsIntegers(TypedArguments& arguments) {
   for (TypedExpressionPtr& argument : arguments)
     if (argument->type == XeBitData) argument = ConvertTyped(argument, XeInt4Data);
-}
-
-bool IsWideCount(const TypedExpression& argument) {
-  // CASE and COALESCE pass counts on.
-  if (argument.kind == TypedExpression::Kind::kCall && argument.type == XeUInt4Data)
-    return std::ranges::any_of(argument.arguments,
-                               [](const auto& passed) { return IsWideCount(*passed); });
-  if (!argument.aggregate) return false;
-  using Rule = AggregateResult::Rule;
-  const auto& results = argument.function->aggregate->results;
-  const Rule rule = results[static_cast<std::size_t>(argument.index)].rule;
-  // With OVER there are aggregates of counts.
-  if (rule == Rule::kArgument) return IsWideCount(*argument.arguments[0]);
-  return (rule == Rule::kCount || rule == Rule::kPlace) &&
-         Settings::Current()->GetSwitches().wideIntegerAggregates_;
 }
 
 void CountsAsDecimals(TypedArguments& arguments) {
@@ -203,6 +189,23 @@ void PrepareTextAndConstant(TypedArguments& arguments, const wchar_t* function,
 }
 
 }  // namespace
+
+bool IsWideCount(const TypedExpression& argument) {
+  // CASE and COALESCE pass counts on.
+  if (argument.kind == TypedExpression::Kind::kCall && argument.type == XeUInt4Data)
+    return std::ranges::any_of(argument.arguments,
+                               [](const auto& passed) { return IsWideCount(*passed); });
+  const bool isWide = Settings::Current()->GetSwitches().wideIntegerAggregates_;
+  if (argument.kind == TypedExpression::Kind::kColumn)
+    return isWide && argument.type == XeUInt4Data && argument.column.isBigint;
+  if (!argument.aggregate) return false;
+  using Rule = AggregateResult::Rule;
+  const auto& results = argument.function->aggregate->results;
+  const Rule rule = results[static_cast<std::size_t>(argument.index)].rule;
+  // With OVER there are aggregates of counts.
+  if (rule == Rule::kArgument) return IsWideCount(*argument.arguments[0]);
+  return isWide && (rule == Rule::kCount || rule == Rule::kPlace);
+}
 
 void RefuseBinary(const TypedArguments& arguments, const wchar_t* node) {
   for (const TypedExpressionPtr& argument : arguments)

@@ -10,6 +10,7 @@
 #include "SqlParser.h"
 #include "TableReads.h"
 #include "TextReason.h"
+#include "WideCounts.h"
 #include "WindowPlan.h"
 
 namespace sqxer {
@@ -77,6 +78,8 @@ class Planner {
                     std::any_of(outputs_.begin(), outputs_.end(), [](const TypedOutput& output) {
                       return ContainsAggregate(*output.expression);
                     });
+    std::vector<bool> areCounts;
+    for (const TypedOutput& output : outputs_) areCounts.push_back(IsWideCount(*output.expression));
     if (plan_.grouped) {
       std::vector<std::vector<bool>> sets = FindGroupingSets(places, keys.size());
       PlanGroups(GroupPlan(sql_, std::move(keys), std::move(sets)), having);
@@ -86,8 +89,12 @@ class Planner {
 
     if (where) plan_.filter = Build(where);
     PlanWindows();
-    for (const TypedOutput& output : outputs_)
+    for (std::size_t i = 0; i < outputs_.size(); ++i) {
+      const TypedOutput& output = outputs_[i];
       plan_.outputs.push_back(BuildResult(WithoutWidening(output.expression), output.name));
+      ColumnInfo& result = plan_.outputs.back().result;
+      if (areCounts[i] && result.type == XeUInt4Data) result.isBigint = true;
+    }
     if (select_.limit) plan_.limit = typer_.ReadRowCount(*select_.limit, L"LIMIT");
     if (select_.offset) plan_.offset = typer_.ReadRowCount(*select_.offset, L"OFFSET").value_or(0);
     if (plan_.explain) NoteTexts();

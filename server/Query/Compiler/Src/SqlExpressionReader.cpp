@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "PlanError.h"
+#include "SqlOperators.h"
 #include "SqlTimeReader.h"
 #include "TryCasts.h"
 
@@ -17,29 +18,6 @@ constexpr int kMaxCastCharacters = 1 << 20;
 /// The most digits that a NUMERIC may be declared with.
 constexpr int kMostDigits = 1000;
 
-std::string_view StringOf(const PgQuery__Node& node) {
-  return node.node_case == PG_QUERY__NODE__NODE_STRING ? node.string->sval : "";
-}
-
-std::shared_ptr<SqlExpression> Call(SqlExpression::Kind kind, int position, std::string name,
-                                    std::vector<SqlExpressionPtr> arguments) {
-  auto call = std::make_shared<SqlExpression>();
-  call->kind = kind;
-  call->position = position;
-  call->name = std::move(name);
-  call->arguments = std::move(arguments);
-  return call;
-}
-
-SqlExpressionPtr Operator(int position, std::string name, std::vector<SqlExpressionPtr> operands) {
-  return Call(SqlExpression::Kind::kOperator, position, std::move(name), std::move(operands));
-}
-
-SqlExpressionPtr Not(SqlExpressionPtr operand) {
-  int position = operand->position;
-  return Operator(position, "not", {std::move(operand)});
-}
-
 std::shared_ptr<SqlExpression> Literal(int position, SqlLiteral::Kind kind, XeString text = {}) {
   auto literal = std::make_shared<SqlExpression>();
   literal->kind = SqlExpression::Kind::kLiteral;
@@ -47,11 +25,6 @@ std::shared_ptr<SqlExpression> Literal(int position, SqlLiteral::Kind kind, XeSt
   literal->literal.kind = kind;
   literal->literal.text = std::move(text);
   return literal;
-}
-
-bool IsComparison(std::string_view name) {
-  constexpr std::string_view kComparisons[] = {"=", "<>", "<", "<=", ">", ">="};
-  return std::ranges::find(kComparisons, name) != std::end(kComparisons);
 }
 
 /// Forms that the grammar has and this system has not.
@@ -356,6 +329,7 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
   switch (expression.kind) {
     case PG_QUERY__A__EXPR__KIND__AEXPR_OP: {
       std::string name(StringOf(*expression.name[expression.n_name - 1]));
+      if (SqlExpressionPtr rows = ReadRowComparison(expression)) return rows;
       std::vector<SqlExpressionPtr> operands;
       if (expression.lexpr) operands.push_back(Read(*expression.lexpr));
       if (expression.rexpr) operands.push_back(Read(*expression.rexpr));
@@ -394,7 +368,7 @@ SqlExpressionPtr SqlExpressionReader::ReadOperator(const PgQuery__AExpr& express
                   {Read(*expression.lexpr), Read(*expression.rexpr)});
     case PG_QUERY__A__EXPR__KIND__AEXPR_OP_ANY:
     case PG_QUERY__A__EXPR__KIND__AEXPR_OP_ALL:
-      Refuse(position, L"ANY or ALL of an array");
+      return ReadArrayComparison(expression);
     default:
       Refuse(position, L"this operator");
   }
@@ -439,14 +413,6 @@ SqlExpressionPtr SqlExpressionReader::ReadSimilar(const PgQuery__AExpr& expressi
   return StringOf(*expression.name[0]).starts_with('!') ? Not(similar) : similar;
 }
 
-SqlExpressionPtr SqlExpressionReader::ReadMembership(const PgQuery__AExpr& expression) const {
-  const PgQuery__List& list = *expression.rexpr->list;
-  std::vector<SqlExpressionPtr> operands = ReadAll(list.items, list.n_items);
-  operands.insert(operands.begin(), Read(*expression.lexpr));
-  const bool negated = StringOf(*expression.name[0]) == "<>";
-  return Operator(Place(expression.location), negated ? "not in" : "in", std::move(operands));
-}
-
 // The operands stand as the node has them: the value looked up, the conditions, the results.
 SqlExpressionPtr SqlExpressionReader::ReadCase(const PgQuery__CaseExpr& expression) const {
   std::vector<SqlExpressionPtr> operands, results;
@@ -468,16 +434,7 @@ SqlExpressionPtr SqlExpressionReader::ReadConnective(const PgQuery__BoolExpr& ex
   if (expression.boolop == PG_QUERY__BOOL_EXPR_TYPE__NOT_EXPR)
     return Operator(position, "not", std::move(operands));
   const char* name = expression.boolop == PG_QUERY__BOOL_EXPR_TYPE__AND_EXPR ? "and" : "or";
-  // The grammar holds a chain of any length as one list. Pairing neighbours keeps the order of
-  // evaluation and makes the tree as shallow as its length allows.
-  while (operands.size() > 1) {
-    std::vector<SqlExpressionPtr> paired;
-    for (std::size_t i = 0; i + 1 < operands.size(); i += 2)
-      paired.push_back(Operator(position, name, {operands[i], operands[i + 1]}));
-    if (operands.size() % 2) paired.push_back(operands.back());
-    operands = std::move(paired);
-  }
-  return operands.front();
+  return Chain(position, name, std::move(operands));
 }
 
 SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& test) const {

@@ -41,7 +41,14 @@ class SqlExpressionReader {
                                             std::string_view escape) const;
   SqlExpressionPtr ReadLike(const PgQuery__AExpr& expression) const;
   SqlExpressionPtr ReadSimilar(const PgQuery__AExpr& expression) const;
+  /// IN of a list, whose members may be rows.
   SqlExpressionPtr ReadMembership(const PgQuery__AExpr& expression) const;
+  /// Two rows compared value by value; null where there are none.
+  SqlExpressionPtr ReadRowComparison(const PgQuery__AExpr& expression) const;
+  /// ANY and ALL of an array that is written out.
+  SqlExpressionPtr ReadArrayComparison(const PgQuery__AExpr& expression) const;
+  /// The values of a row; empty where it is none.
+  std::vector<SqlExpressionPtr> ReadRow(const PgQuery__Node* node) const;
   SqlExpressionPtr ReadCase(const PgQuery__CaseExpr& expression) const;
   SqlExpressionPtr ReadConnective(const PgQuery__BoolExpr& expression) const;
   SqlExpressionPtr ReadTruthTest(const PgQuery__BooleanTest& test) const;

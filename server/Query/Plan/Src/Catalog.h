@@ -25,7 +25,7 @@ struct ColumnInfo {
   uint32 length = 0;
   int16 scale = 0;
   bool nullable = true;
-  /// A NUMERIC that was declared to be a whole number of 64 bits.
+  /// A NUMERIC that was declared as BIGINT; a UINT4 that counts, and is a NUMERIC in arithmetic.
   bool isBigint = false;
 };
 

@@ -65,7 +65,7 @@ SELECT i INTO x => @9 INTO ;; SELECT => @0 an empty select list
 SELECT 1 INTERSECT SELECT 2 => @9 INTERSECT ;; SELECT 1 EXCEPT SELECT 2 => @9 EXCEPT
 SELECT SUM(i) WITHIN GROUP (ORDER BY i) => @7 WITHIN GROUP of this function, or of several columns
 SELECT i FROM ONLY t => @19 ONLY
-SELECT 1 FOR UPDATE => @9 FOR UPDATE or FOR SHARE ;; SELECT 1 = ANY ($1) => @9 ANY or ALL of an array
+SELECT 1 FOR UPDATE => @9 FOR UPDATE or FOR SHARE ;; SELECT 1 = ANY ($1) => @9 ANY or ALL of an array that is not written out
 SELECT 1 ORDER BY 1 FETCH FIRST 2 ROWS WITH TIES => @44 WITH TIES
 SELECT i FROM t a(x) => @14 other names for a table's columns
 SELECT i FROM a.csv => @14 a schema before the table's name (quote a path: "a.csv", or with a table of SQLite: "a.db:csv")

@@ -14,16 +14,12 @@
 namespace sqxer {
 namespace {
 
-constexpr std::string_view kBareTexts[] = {"char", "varchar"};
-
-/// The type that a parameter declares; of a text without a length, the length of the value.
+/// The type that a parameter declares; of a fixed text without a length, the length of the value.
 std::optional<ColumnInfo> ReadType(const std::string& declared, std::string_view value) {
-  for (const std::string_view bare : kBareTexts) {
-    if (!BaseStringUtil::IsCaseInsensitiveMatch(Wide(declared), Wide(bare))) continue;
-    const uint32 length = std::max(BaseStringUtil::CountCharacters(value), uint32{1});
-    return ReadDeclaredType(std::string(bare) + "(" + std::to_string(length) + ")");
-  }
-  return ReadDeclaredType(declared);
+  if (!BaseStringUtil::IsCaseInsensitiveMatch(Wide(declared), L"char"))
+    return ReadDeclaredType(declared);
+  const uint32 length = std::max(BaseStringUtil::CountCharacters(value), uint32{1});
+  return ReadDeclaredType("char(" + std::to_string(length) + ")");
 }
 
 /// A column of one row.
@@ -50,9 +46,9 @@ Parameter ReadParameter(std::size_t number, const std::string& text) {
   // Only where a whole column holds nothing else are these letters truth values.
   const bool isLetter = value == "t" || value == "f";
   if (!isNull) survey.Add(isLetter ? 0 : ClassifyText(value));
-  const auto builder = VectorBuilder::Make(declared ? declared->type : survey.GetType(),
-                                           declared ? declared->length : VectorBuilder::kAnyLength,
-                                           {.isBigint = declared && declared->isBigint});
+  const auto builder =
+      VectorBuilder::Make(declared ? declared->type : survey.GetType(), MostCharacters(declared),
+                          {.isBigint = declared && declared->isBigint});
   if (isNull) {
     builder->AppendNull();
   } else if (builder->Append(value) != VectorBuilder::Outcome::kTaken) {

@@ -195,6 +195,33 @@ bool AlignScales(std::span<BatchVector> results, std::span<int64> constants) {
   return true;
 }
 
+/// The result where one branch alone has values, and NULL wherever it is not taken.
+void TakeOneBranch(const BatchVector& result, const uint8* taken, const BatchRows& rows,
+                   BatchBuffers& buffers, BatchVector& out) {
+  uint64* const validity = buffers.Validity();
+  for (uint32 word = 0; word < (rows.count + 63) / 64; ++word) {
+    const bool isFull = result.isConstant || result.validity == nullptr;
+    const uint64 bits = PackTruths(taken + word * std::size_t{64});
+    validity[word] = isFull ? bits : bits & result.validity[word];
+  }
+  out = result;
+  out.validity = validity;
+  out.block = nullptr;
+  if (!result.isConstant) return;
+  // Every row has the value, also those that have not taken it.
+  const std::size_t width = WidthOfForm(result.form);
+  const auto fill = [&]<class Word>(std::type_identity<Word>) {
+    Word* const values = buffers.Values<Word>();
+    std::fill_n(values, rows.count, *result.As<Word>());
+    out.values = reinterpret_cast<const uint8*>(values);
+  };
+  width == 1   ? fill(std::type_identity<uint8>())
+  : width == 2 ? fill(std::type_identity<uint16>())
+  : width == 4 ? fill(std::type_identity<uint32>())
+               : fill(std::type_identity<uint64>());
+  out.isConstant = false;
+}
+
 }  // namespace
 
 bool BlendBranches(std::span<const BatchVector> conditions, std::span<const BatchVector> given,
@@ -210,6 +237,13 @@ bool BlendBranches(std::span<const BatchVector> conditions, std::span<const Batc
   const bool isOneForm = std::ranges::all_of(
       results, [&](const BatchVector& result) { return isNull(result) || result.form == form; });
   if (!isOneForm || IsTextForm(form) || WidthOfForm(form) > sizeof(uint64)) return false;
+  if (conditions.size() == 1 && !isNull(results[0]) &&
+      (results.size() == 1 || isNull(results[1]))) {
+    uint8 taken[kMostBatchRows];
+    FindTaken(conditions[0], rows.count, taken);
+    TakeOneBranch(results[0], taken, rows, buffers, out);
+    return true;
+  }
   // NULL says nothing of the form.
   for (BatchVector& result : results) {
     if (isNull(result)) result.scale = typed->scale;

@@ -94,7 +94,9 @@ DistinctRows::DistinctRows(const XeRecordMetaData& layout, std::size_t fields, b
     added.nullOffset = field.GetNullOffset();
     FindKind(field, true, joinsEqual, added.kind);
     words_.push_back(std::make_unique<uint64[]>(kMostBatchRows));
+    usesPlaces_ = usesPlaces_ && added.kind != Kind::kReal;
   }
+  bounds_.resize(fields);
 }
 
 DistinctRows::~DistinctRows() { memory_.GiveBack(taken_); }
@@ -123,7 +125,7 @@ bool DistinctRows::HasRoom() {
     memory_.Take(bytesOf(kFirstRows));
     taken_ += bytesOf(kFirstRows);
     capacity_ = kFirstRows;
-    slots_.resize(kFirstRows * kSlotsPerRow);
+    if (!usesPlaces_) slots_.resize(kFirstRows * kSlotsPerRow);
     rows_.resize(kFirstRows * stride_);
     return true;
   }
@@ -131,8 +133,37 @@ bool DistinctRows::HasRoom() {
   if (!memory_.HasRoomFor(2 * bytesOf(capacity_)) || !TryTake(bytesOf(capacity_))) return false;
   capacity_ *= 2;
   rows_.resize(capacity_ * stride_);
-  if (!isAppending_) Widen(slots_);
+  if (!isAppending_ && !usesPlaces_) Widen(slots_);
   return true;
+}
+
+bool DistinctRows::ReachPlaces(uint32 groups) {
+  if (places_.Reaches(groups, bounds_)) return true;
+  const uint64 bytes = places_.CountBytes();
+  // What there is makes room for what comes.
+  usesPlaces_ = places_.Widen(groups, bounds_) && TryTake(places_.CountBytes() - bytes);
+  if (usesPlaces_) {
+    PlaceRows();
+    return true;
+  }
+  memory_.GiveBack(bytes);
+  taken_ -= bytes;
+  places_ = DistinctPlaces();
+  slots_.assign(capacity_ * kSlotsPerRow, Slot());
+  for (std::size_t row = 0; row < used_; ++row) {
+    const uint32 tag =
+        TagOf(GroupOf(row), [&](std::size_t field) { return At(row)[kHead + field]; });
+    *Find(slots_, tag, [](uint32) { return false; }) = {tag, static_cast<uint32>(row + 1)};
+  }
+  return false;
+}
+
+void DistinctRows::PlaceRows() {
+  // Of equal rows the last one still counts.
+  for (std::size_t row = 0; row < used_; ++row) {
+    places_.At(places_.PlaceOf(GroupOf(row), {At(row) + kHead, fields_.size()})) =
+        static_cast<uint32>(row + 1);
+  }
 }
 
 void DistinctRows::LookBack(uint32 looked, std::size_t usedBefore) {
@@ -144,7 +175,8 @@ void DistinctRows::LookBack(uint32 looked, std::size_t usedBefore) {
 
 void DistinctRows::Clear() {
   // As many as there would be had they grown with the rows.
-  slots_.assign(capacity_ * kSlotsPerRow, Slot());
+  slots_.assign(usesPlaces_ ? 0 : capacity_ * kSlotsPerRow, Slot());
+  places_.Clear();
   isAppending_ = false;
   used_ = 0;
   std::ranges::fill(counts_, 0u);
@@ -189,7 +221,11 @@ bool DistinctRows::ReadWords(std::size_t index, const BatchVector& column, const
   Field& field = fields_[index];
   uint64* const words = words_[index].get();
   if (field.kind == Kind::kText) {
-    return IsTextForm(column.form) && ReadTexts(field, column, rows, words);
+    if (!IsTextForm(column.form) || !ReadTexts(field, column, rows, words)) return false;
+    const auto first = static_cast<int64>(words[0]);
+    bounds_[index] = column.isConstant ? ColumnBounds<int64>{first, first}
+                                       : ColumnBounds<int64>{1, static_cast<int64>(texts_.size())};
+    return true;
   }
   if (field.kind == Kind::kDecimal) {
     if (column.form != ColumnForm::kDecimal64) return false;
@@ -198,6 +234,9 @@ bool DistinctRows::ReadWords(std::size_t index, const BatchVector& column, const
   }
   return WithNumberType(column.form, [&]<class T>(std::type_identity<T>) {
     const T* const values = column.As<T>();
+    if constexpr (std::integral<T>) {
+      if (usesPlaces_) bounds_[index] = FindBounds<T>(column, rows);
+    }
     [[maybe_unused]] const bool joinsEqual = joinsEqual_;
     const auto wordOf = [&](T value) {
       if constexpr (std::floating_point<T>) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "SQXERBatchFold.h"
+#include "SQXERDistinctPlaces.h"
 #include "SQXERHeldMemory.h"
 #include "SQXERTextBytes.h"
 #include "Utility/HugePages.h"
@@ -106,6 +107,14 @@ class SQXEREXPR_API DistinctRows {
   static bool IsFull(uint64 head) { return static_cast<uint32>(head) == kMostTimes; }
   /// Whether there is room for another row.
   bool HasRoom();
+  /// Of a row's group and words, which wordOf(field) tells.
+  uint32 TagOf(uint32 group, auto&& wordOf) const;
+  /// Makes the places reach the groups and the words of the batch that was admitted; false, for
+  /// good, where they are too many: then the rows are found by their hashes.
+  bool ReachPlaces(uint32 groups);
+  void PlaceRows();
+  template <class Spill>
+  void AddToPlaces(const BatchFold& fold, const BatchFold& counting, uint64 number, Spill&& spill);
   template <class Spill>
   void Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spill&& spill);
   /// Puts a row behind the others, for which there is room.
@@ -125,6 +134,9 @@ class SQXEREXPR_API DistinctRows {
   const std::size_t stride_;
 
   Slots slots_;
+  /// Instead of the slots, while the words are few.
+  DistinctPlaces places_;
+  bool usesPlaces_ = true;
   /// Of each row its group and how often it came, its number, and its words.
   std::vector<uint64, ScatteredAllocator<uint64>> rows_;
   std::size_t used_ = 0;
@@ -142,6 +154,7 @@ class SQXEREXPR_API DistinctRows {
 
   /// Of the batch that was admitted: of each field a word a row, and the rows that count.
   std::vector<std::unique_ptr<uint64[]>> words_;
+  std::vector<ColumnBounds<int64>> bounds_;
   BatchVector counting_;
   uint64 validity_[kMostBatchWords];
 };
@@ -178,6 +191,66 @@ void DistinctRows::Add(uint32 group, uint32 row, uint32 tag, uint64 number, Spil
   *slot = {tag, static_cast<uint32>(used_)};
 }
 
+uint32 DistinctRows::TagOf(uint32 group, auto&& wordOf) const {
+  uint64 hash = kHashSeed + group;
+  for (std::size_t i = 0; i < fields_.size(); ++i) hash = MixHash(hash, wordOf(i));
+  return static_cast<uint32>(hash >> 32);
+}
+
+template <class Spill>
+void DistinctRows::AddToPlaces(const BatchFold& fold, const BatchFold& counting, uint64 number,
+                               Spill&& spill) {
+  // Of the rows that count: which they are, and where they have their places.
+  uint32 count = 0;
+  uint16 rows[kMostBatchRows];
+  uint16 indexes[kMostBatchRows];
+  uint32 groups[kMostBatchRows];
+  uint32 places[kMostBatchRows];
+  uint32 lastGroup = 0;
+  const bool areAll = fold.state != nullptr && fold.rows == nullptr &&
+                      counting_.validity == nullptr && !counting_.isConstant;
+  if (areAll) {
+    count = fold.count;
+    lastGroup = LoadValue<uint32>(fold.state);
+    std::fill_n(groups, count, lastGroup);
+  } else {
+    counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
+      rows[count] = static_cast<uint16>(row);
+      indexes[count] = static_cast<uint16>(index);
+      groups[count] = LoadValue<uint32>(fold.StateOf(index));
+      lastGroup = std::max(lastGroup, groups[count]);
+      count += isValue ? 1 : 0;
+    });
+  }
+  if (count == 0) return;
+  if (!ReachPlaces(lastGroup + 1)) return AddBatch(fold, number, spill);
+  std::copy_n(groups, count, places);
+  for (std::size_t field = 0; field < fields_.size(); ++field) {
+    const uint64* const words = words_[field].get();
+    const DistinctPlaces::Span span = places_.GetSpan(field);
+    const auto move = [&](auto rowOf) {
+      for (uint32 i = 0; i < count; ++i) {
+        places[i] = places[i] * span.count + static_cast<uint32>(words[rowOf(i)] - span.least);
+      }
+    };
+    areAll ? move([](uint32 i) { return i; }) : move([&](uint32 i) { return rows[i]; });
+  }
+  for (uint32 i = 0; i < count; ++i) {
+    const uint32 known = places_.At(places[i]);
+    if (known != 0) [[likely]] {
+      if (joinsEqual_) continue;
+      uint64& head = rows_[(known - std::size_t{1}) * stride_];
+      if (!IsFull(head)) [[likely]] {
+        ++head;
+        continue;
+      }
+    }
+    if (used_ == capacity_ && !HasRoom()) spill();
+    Append(groups[i], areAll ? i : rows[i], number + (areAll ? i : indexes[i]));
+    places_.At(places[i]) = static_cast<uint32>(used_);
+  }
+}
+
 inline void DistinctRows::Append(uint32 group, uint32 row, uint64 number) {
   uint64* const kept = rows_.data() + used_++ * stride_;
   kept[0] = uint64{group} << 32 | 1;
@@ -201,15 +274,14 @@ void DistinctRows::AddBatch(const BatchFold& fold, uint64 number, Spill&& spill)
     });
     return;
   }
+  if (usesPlaces_) return AddToPlaces(fold, counting, number, spill);
   const std::size_t usedBefore = used_;
   uint32 tags[kMostBatchRows];
   const bool isAhead = slots_.size() >= kLeastPrefetched;
   const std::size_t mask = slots_.size() - 1;
   counting.ForEach([&](uint32 index, uint32 row, bool isValue) {
     if (!isValue) return;
-    uint64 hash = kHashSeed + groupOf(index);
-    for (const auto& words : words_) hash = MixHash(hash, words[row]);
-    tags[index] = static_cast<uint32>(hash >> 32);
+    tags[index] = TagOf(groupOf(index), [&](std::size_t field) { return words_[field][row]; });
     if (isAhead) Prefetch(&slots_[tags[index] & mask]);
   });
   if (isAhead) {

@@ -96,20 +96,39 @@ class SQXEREXPR_API ApproxCountDistinct final : public SketchAggregate<DistinctS
   StateMerge GetStateMerge() override { return StateMerge::kHeld; }
 
  private:
+  /// The hashes of the values of a batch, and the indexes of their rows.
+  struct Hashes {
+    uint32 count = 0;
+    uint64 hashes[kMostBatchRows];
+    uint16 indexes[kMostBatchRows];
+  };
+
   uint64 HashOf(const uint8* value) const;
-  /// Numbers of one group; false for others.
-  template <class HashOfRow>
-  bool FoldNumbers(const BatchFold& fold, HashOfRow&& hashOf);
+  void FoldConstant(const BatchFold& fold);
+  void FoldCodes(const BatchFold& fold);
+  /// Of the rows that have a value, but for those that came lately to the only group.
+  template <class T>
+  void HashNumbers(const BatchFold& fold, Hashes& out);
+  /// By code point.
+  template <class Character>
+  void HashTexts(const BatchFold& fold, Hashes& out) const;
+  void HashOneByOne(const BatchFold& fold, Hashes& out);
+  /// Of a row that has a value.
+  uint64 HashOfRow(const BatchVector& input, uint32 row);
 
   /// Of a value that stands by itself.
   KeyDesc key_;
-  /// A value of a batch.
+  bool isByCodePoint_ = false;
+  /// A value of a batch, and those that are hashed together.
   alignas(16) XeAutoBuffer<uint8, 32> value_;
+  std::vector<uint8> values_;
   /// Of the entries of a dictionary, 0 for those that have not come.
   std::shared_ptr<const ColumnVector> dictionary_;
   std::vector<uint64> hashes_;
-  /// Numbers of batches that came lately to a group: to take one in again changes nothing.
+  /// Numbers of batches that came lately to a group, or all of its entries: to take one in again
+  /// changes nothing.
   RecentValues recent_;
+  std::vector<uint8> seen_;
   uint32 recentGroup_ = 0;
   int16 recentScale_ = 0;
 };

@@ -1,5 +1,6 @@
 #include "SQXERExprAggregateCount.h"
 
+#include <bit>
 #include <cstring>
 
 #include "SQXERDistinctValues.h"
@@ -26,6 +27,27 @@ class CountState {
  private:
   uint32 count_ = 0;
 };
+
+/// Rows of one group are counted by their bits.
+void FoldCounts(const BatchFold& fold) {
+  const BatchVector* const input = fold.input;
+  const bool isDense = input != nullptr && !input->isConstant && fold.rows == nullptr;
+  if (fold.state == nullptr || (input != nullptr && input->validity != nullptr && !isDense))
+    return FoldRows(fold, CountState());
+  uint32 count = fold.count;
+  if (input != nullptr && input->validity != nullptr) {
+    const uint64* const validity = input->validity;
+    count = 0;
+    for (uint32 word = 0; word < fold.count / 64; ++word) {
+      count += static_cast<uint32>(std::popcount(validity[word]));
+    }
+    if (const uint32 rest = fold.count % 64; rest != 0) {
+      const uint64 bits = validity[fold.count / 64] & ((uint64{1} << rest) - 1);
+      count += static_cast<uint32>(std::popcount(bits));
+    }
+  }
+  StoreValue(fold.state, LoadValue<uint32>(fold.state) + count);
+}
 
 void AddCount(uint8* state, const uint8* later) {
   StoreValue(state, LoadValue<uint32>(state) + LoadValue<uint32>(later));
@@ -155,7 +177,7 @@ bool Count::AdmitsInput(const BatchVector* input, const BatchRows& rows) {
 
 void Count::FoldBatch(const BatchFold& fold) {
   if (distinctValues_ != nullptr) return distinctValues_->AddBatch(fold, 0);
-  FoldRows(fold, CountState());
+  FoldCounts(fold);
 }
 
 bool Count::OutputState(uint8* state, unsigned char* record) {
@@ -202,7 +224,7 @@ bool CountStar::AdmitsInput(const BatchVector*, const BatchRows&) { return true;
 void CountStar::FoldBatch(const BatchFold& fold) {
   BatchFold rows = fold;
   rows.input = nullptr;
-  FoldRows(rows, CountState());
+  FoldCounts(rows);
 }
 
 bool CountStar::OutputState(uint8* state, unsigned char* record) {

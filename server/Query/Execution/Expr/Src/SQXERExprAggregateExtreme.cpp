@@ -142,6 +142,17 @@ class ExtremeState {
     if (!isAny_ || before_(value, extreme_)) extreme_ = value;
     isAny_ = true;
   }
+  /// Takes the first `count` rows, integers that are all there: of equal ones any counts, so that
+  /// no row waits for the one before it.
+  void AddAll(uint32 count) {
+    const Stored* const values = input_.As<Stored>();
+    Stored extreme = values[0];
+    for (uint32 row = 1; row < count; ++row) {
+      extreme = before_(values[row], extreme) ? values[row] : extreme;
+    }
+    extreme_ = extreme;
+    isAny_ = true;
+  }
   /// Takes the extreme of the rows from what is known of them. False where it is not known, or
   /// comes of the values that it is of but may be in rows that do not count.
   bool AddKnown(const BatchFold& fold, int wanted) {
@@ -291,11 +302,18 @@ class TextExtremeState {
 
 template <class Before>
 void FoldFixed(XeDataType type, const BatchFold& fold, int wanted, Before before) {
+  const BatchVector& input = *fold.input;
+  const bool areAll = fold.state != nullptr && fold.rows == nullptr && fold.count != 0 &&
+                      !input.isConstant && input.validity == nullptr;
   const auto foldStored = [&]<class Stored, class Value>(std::type_identity<Stored>,
                                                          std::type_identity<Value>) {
     using State = ExtremeState<Stored, Value, Before>;
     if (State known(*fold.input, before); fold.state != nullptr && known.AddKnown(fold, wanted)) {
       known.Store(fold.state);
+    } else if (constexpr bool isInteger = std::integral<Stored>; isInteger && areAll) {
+      State all(*fold.input, before);
+      if constexpr (isInteger) all.AddAll(fold.count);
+      all.Store(fold.state);
     } else {
       FoldRows(fold, State(*fold.input, before));
     }

@@ -48,18 +48,49 @@ RExprReturn DateTrunc::Eval(void* out) {
   return retCode_;
 }
 
-int64 DateTrunc::CutMicroseconds(int64 moment) const {
-  if (unit_ < TruncUnit::kDay)
-    return DateTruncOp::CutTo(DateTruncOp::MicrosecondsOf(unit_), moment);
-  const int64 midnight = DateTruncOp::CutTo(kMicrosecondsPerDay, moment);
-  if (unit_ == TruncUnit::kDay) return midnight;
-  const int64 day = midnight / kMicrosecondsPerDay;
-  // 1970-01-05 was a Monday.
-  if (unit_ == TruncUnit::kWeek)
-    return DateTruncOp::CutTo(7, day - 4) * kMicrosecondsPerDay + 4 * kMicrosecondsPerDay;
-  const XeDate first = DateTruncOp::OfDay(unit_, ReadAnyDay(static_cast<int32>(day)));
-  return ToDay32(first) * kMicrosecondsPerDay;
+namespace {
+
+/// DATE_TRUNC of a moment in microseconds. Divisors that are known are no divisions.
+template <TruncUnit unit>
+int64 CutMicroseconds(int64 moment) {
+  if constexpr (unit <= TruncUnit::kDay) {
+    return DateTruncOp::CutTo(DateTruncOp::MicrosecondsOf(unit), moment);
+  } else if constexpr (unit == TruncUnit::kWeek) {
+    // 1970-01-05 was a Monday.
+    constexpr int64 kFirstMonday = 4 * kMicrosecondsPerDay;
+    return DateTruncOp::CutTo(7 * kMicrosecondsPerDay, moment - kFirstMonday) + kFirstMonday;
+  } else {
+    const int64 day = DateTruncOp::CutTo(kMicrosecondsPerDay, moment) / kMicrosecondsPerDay;
+    const XeDate first = DateTruncOp::OfDay(unit, ReadAnyDay(static_cast<int32>(day)));
+    return ToDay32(first) * kMicrosecondsPerDay;
+  }
 }
+
+/// Of the rows that count; false where one that has a value leaves the calendar.
+template <TruncUnit unit>
+bool CutAll(const BatchVector& moments, const BatchRows& rows, int64* values) {
+  bool isDone = true;
+  rows.ForEach([&, from = moments.As<int64>()](uint32 row) {
+    // What stands in rows that do not count need not be a day of the calendar.
+    values[row] = CutMicroseconds<unit>(
+        std::clamp(from[row], kCalendarMoments.least, kCalendarMoments.greatest));
+    isDone &= values[row] >= kCalendarMoments.least || moments.IsNull(row);
+  });
+  return isDone;
+}
+
+template <TruncUnit unit = TruncUnit::kMicrosecond>
+bool CutAll(TruncUnit asked, const BatchVector& moments, const BatchRows& rows, int64* values) {
+  if constexpr (unit == TruncUnit::kMillennium) {
+    return CutAll<unit>(moments, rows, values);
+  } else {
+    constexpr auto kNext = static_cast<TruncUnit>(static_cast<int>(unit) + 1);
+    return asked == unit ? CutAll<unit>(moments, rows, values)
+                         : CutAll<kNext>(asked, moments, rows, values);
+  }
+}
+
+}  // namespace
 
 bool DateTrunc::EvalBatch(const BatchRows& rows, BatchVector& out) {
   if (!EvaluateBatch(*operand_, rows, out)) return false;
@@ -67,16 +98,7 @@ bool DateTrunc::EvalBatch(const BatchRows& rows, BatchVector& out) {
   const BatchRows wanted = RowsOf(out, rows);
   if (out.form == ColumnForm::kTimeStamp64) {
     int64* const values = buffers.Values<int64>();
-    const int64* const moments = out.As<int64>();
-    bool isDone = true;
-    wanted.ForEach([&](uint32 row) {
-      // What stands in rows that do not count need not be a day of the calendar.
-      const int64 within =
-          std::clamp(moments[row], kCalendarMoments.least, kCalendarMoments.greatest);
-      values[row] = CutMicroseconds(within);
-      isDone &= values[row] >= kCalendarMoments.least || out.IsNull(row);
-    });
-    if (!isDone) return false;
+    if (!CutAll(unit_, out, wanted, values)) return false;
     out.values = reinterpret_cast<const uint8*>(values);
   } else {
     XeDateTime* const values = buffers.Values<XeDateTime>();

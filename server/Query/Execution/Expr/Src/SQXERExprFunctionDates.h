@@ -19,8 +19,6 @@ class SQXEREXPR_API DateTrunc final : public TimeValueFunction {
   bool HasBatchLoop() override { return true; }
 
  private:
-  int64 CutMicroseconds(int64 moment) const;
-
   const TruncUnit unit_;
 };
 

@@ -65,11 +65,10 @@ void RoundScaled(int places, const BatchRows& rows, BatchBuffers& buffers, Batch
   WithPowerOfTen<T>(out.scale - places, [&](auto power) {
     MapValues(out.As<T>(), values, rows, [power](T value) {
       const T divisor = power;
-      const T quotient = value / divisor;
+      // Half of a power of ten is whole. No branch asks for the rest, which nobody could guess.
+      const T half = divisor / 2;
       const T rest = value % divisor;
-      const T size = rest < 0 ? -rest : rest;
-      if (size < divisor - size) return quotient;
-      return rest < 0 ? quotient - 1 : quotient + 1;
+      return static_cast<T>(value / divisor + (rest >= half) - (rest <= -half));
     });
   });
   out.scale = static_cast<int16>(places);

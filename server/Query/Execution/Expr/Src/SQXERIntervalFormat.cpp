@@ -18,24 +18,54 @@ std::size_t FindRomanMonth(int year, int month) {
   return static_cast<std::size_t>(found);
 }
 
+/// The parts of an interval taken for a day of the calendar, as weeks and Julian days of it are
+/// told: any number of days may follow the month, and months run from -11 to 11.
+class NominalDay {
+ public:
+  NominalDay(int64 year, int64 month, int64 day)
+      : year_(year), julian_(JulianOf(year, month, day)) {}
+
+  int64 GetJulian() const { return julian_; }
+  /// The year whose weeks it is in: those hold at least four of its days.
+  int64 GetIsoYear() const {
+    if (julian_ < FirstOfIsoYear(year_)) return year_ - 1;
+    return julian_ < FirstOfIsoYear(year_ + 1) ? year_ : year_ + 1;
+  }
+  int64 GetIsoWeek() const { return (GetIsoDayOfYear() - 1) / 7 + 1; }
+  int64 GetIsoDayOfYear() const { return julian_ - FirstOfIsoYear(GetIsoYear()) + 1; }
+
+ private:
+  /// Years begin in March here, so that the day of leap years is their last one. The days of the
+  /// months before a month follow a line of 7834/256.
+  static int64 JulianOf(int64 year, int64 month, int64 day) {
+    const bool isAfterFebruary = month > 2;
+    const int64 place = month + (isAfterFebruary ? 1 : 13);
+    const int64 counted = year + (isAfterFebruary ? 4800 : 4799);
+    const int64 leapDays = counted / 4 - counted / 100 + counted / 100 / 4;
+    return counted * 365 + leapDays + 7834 * place / 256 + day - 32167;
+  }
+  static int64 FirstOfIsoYear(int64 year) {
+    // The fourth of January is in the first week. A Julian day 0 is a Monday.
+    const int64 fourth = JulianOf(year, 1, 4);
+    const int64 weekday = fourth % 7;
+    return fourth - (weekday < 0 ? weekday + 7 : weekday);
+  }
+
+  int64 year_;
+  int64 julian_;
+};
+
 }  // namespace
 
 bool IntervalFormat::IsOfCalendar(Element element) {
   switch (element) {
     case Element::kEra:
-    case Element::kIsoYear4:
-    case Element::kIsoYear3:
-    case Element::kIsoYear2:
-    case Element::kIsoYear1:
     case Element::kMonthName:
     case Element::kMonthShort:
     case Element::kDayName:
     case Element::kDayShort:
-    case Element::kIsoDayOfYear:
     case Element::kDayOfWeek:
     case Element::kIsoDayOfWeek:
-    case Element::kIsoWeek:
-    case Element::kJulianDay:
     case Element::kZone:
     case Element::kZoneHours:
     case Element::kZoneMinutes:
@@ -72,8 +102,17 @@ void IntervalFormat::WriteElement(const Piece& piece, const XeInterval& interval
   const int64 day = interval.days;
   // About how many days there are.
   const int64 dayOfAll = int64{interval.months} * kDaysOfMonth + day;
+  const NominalDay nominal(year, month, day);
   const auto number = [&](int64 value, std::size_t width) {
     WriteNumber(piece, value, width, out);
+  };
+  // The sign is one of the characters.
+  const auto signedNumber = [&](int64 value, std::size_t width) {
+    number(value, value < 0 ? width - 1 : width);
+  };
+  // There is room for a sign where the years have one, whether or not it comes.
+  const auto isoYear = [&](int64 shown, std::size_t width) {
+    signedNumber(shown, year < 0 ? width + 1 : width);
   };
   switch (piece.element) {
     case Element::kYearWithComma:
@@ -87,13 +126,26 @@ void IntervalFormat::WriteElement(const Piece& piece, const XeInterval& interval
       return number(year % 100, 2);
     case Element::kYear1:
       return number(year % 10, 1);
+    case Element::kIsoYear4:
+      return isoYear(nominal.GetIsoYear(), 4);
+    case Element::kIsoYear3:
+      return isoYear(nominal.GetIsoYear() % 1000, 3);
+    case Element::kIsoYear2:
+      return isoYear(nominal.GetIsoYear() % 100, 2);
+    case Element::kIsoYear1:
+      return isoYear(nominal.GetIsoYear() % 10, 1);
     case Element::kMonth:
       return number(month, 2);
     case Element::kDayOfYear:
       return number(dayOfAll, 3);
     case Element::kDay:
-      // The sign is one of the two characters.
-      return number(day, day < 0 ? 1 : 2);
+      return signedNumber(day, 2);
+    case Element::kIsoDayOfYear:
+      return signedNumber(nominal.GetIsoDayOfYear(), 3);
+    case Element::kIsoWeek:
+      return signedNumber(nominal.GetIsoWeek(), 2);
+    case Element::kJulianDay:
+      return number(nominal.GetJulian(), 0);
     case Element::kWeekOfMonth:
       return number((day - 1) / 7 + 1, 0);
     case Element::kWeek:

@@ -29,6 +29,18 @@ class DistinctSketch {
               Rank(hash << kCouponBits, 64 - kCouponBits));
   }
 
+  /// The same of many.
+  void AddAll(std::span<const uint64> hashes) {
+    std::size_t added = 0;
+    while (added < hashes.size() && registers_.empty()) Add(hashes[added++]);
+    uint8* const registers = registers_.data();
+    for (const uint64 hash : hashes.subspan(added)) {
+      const auto rank = static_cast<uint8>(Rank(hash << kBits, 64 - kBits));
+      uint8& highest = registers[hash >> (64 - kBits)];
+      if (rank > highest) highest = rank;
+    }
+  }
+
   void Merge(const DistinctSketch& other) {
     if (!other.registers_.empty()) {
       Widen();
@@ -87,9 +99,9 @@ class DistinctSketch {
   /// More take no less room than the registers.
   static constexpr std::size_t kMostCoupons = 1024;
 
+  /// One more than the zeros that the first `most` bits begin with.
   static uint32 Rank(uint64 bits, uint32 most) {
-    const auto zeros = static_cast<uint32>(std::countl_zero(bits));
-    return (zeros < most ? zeros : most) + 1;
+    return static_cast<uint32>(std::countl_zero(bits | uint64{1} << (63 - most))) + 1;
   }
 
   void Raise(std::size_t index, uint32 rank) {

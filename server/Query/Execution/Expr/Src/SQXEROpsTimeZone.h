@@ -3,6 +3,7 @@
 #include <map>
 
 #include "SQXEROpFunction.h"
+#include "SQXEROpsInterval.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/TimeZone.h"
 
@@ -47,6 +48,27 @@ struct ZoneOfRowOp {
 
  private:
   KnownZones zones_;
+};
+
+/// Whether an interval tells how far clocks are ahead of UTC, as the values of clocks would: no
+/// days, and within one.
+inline bool IsDistanceOfZone(const XeInterval& distance) {
+  return distance.months == 0 && distance.days == 0 &&
+         std::abs(distance.microseconds) < kMicrosecondsOfDay;
+}
+
+/// The same with a distance to UTC of each row, to the millisecond. Error 59063 (the interval).
+template <bool isFromUtc>
+struct ZoneAtDistanceOp {
+  using Operands = std::tuple<XeDateTime, XeInterval>;
+  static constexpr const wchar_t* kName = L"AtTimeZone";
+  static constexpr bool kOnBytes = false;
+  static XeDateTime Apply(const XeDateTime& moment, const XeInterval& distance) {
+    if (!IsDistanceOfZone(distance)) SUGThrow(ErrorMessage(59063, {IntervalText(distance)}));
+    XeDateTime there = moment;
+    there.AddMicroseconds((isFromUtc ? 1 : -1) * (distance.microseconds / 1000 * 1000));
+    return there;
+  }
 };
 
 }  // namespace sqxer

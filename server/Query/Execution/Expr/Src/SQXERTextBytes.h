@@ -55,12 +55,32 @@ struct TextBytes {
       hash = MixHash(hash, word);
     }
     uint64 last = 0;
-    if (at != count) std::memcpy(&last, bytes + at, count - at);
+    if (const uint32 rest = count - at; rest != 0) {
+      // The bytes before them are read again and shifted out, which takes no loop.
+      if (count >= sizeof last) {
+        std::memcpy(&last, bytes + count - sizeof last, sizeof last);
+        last >>= (sizeof last - rest) * 8;
+      } else {
+        for (uint32 i = rest; i-- > 0;) last = last << 8 | bytes[at + i];
+      }
+    }
     return MixHash(MixHash(hash, last), count);
   }
   bool operator==(const TextBytes& other) const {
-    return count == other.count && isWide == other.isWide &&
-           (count == 0 || std::memcmp(bytes, other.bytes, count) == 0);
+    if (count != other.count || isWide != other.isWide) return false;
+    // Most are too short for a call to pay.
+    uint32 at = 0;
+    for (; at + sizeof(uint64) <= count; at += sizeof(uint64)) {
+      uint64 mine;
+      uint64 its;
+      std::memcpy(&mine, bytes + at, sizeof mine);
+      std::memcpy(&its, other.bytes + at, sizeof its);
+      if (mine != its) return false;
+    }
+    for (; at < count; ++at) {
+      if (bytes[at] != other.bytes[at]) return false;
+    }
+    return true;
   }
 };
 

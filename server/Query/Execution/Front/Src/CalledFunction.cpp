@@ -26,9 +26,7 @@ ColumnInfo ReadType(const std::string& text) {
     return BaseStringUtil::IsCaseInsensitiveMatch(Wide(text), name);
   };
   ColumnInfo type;
-  if (is(L"varchar") || is(L"text")) {
-    type.type = XeVarCharData;
-  } else if (is(L"bigint") || is(L"int8")) {
+  if (is(L"bigint") || is(L"int8")) {
     // Columns of it are numerics whose values were checked when they were read.
     ThrowEngineError(kFunctionType, {Wide(text)});
   } else if (const std::optional<ColumnInfo> read = ReadDeclaredType(text)) {

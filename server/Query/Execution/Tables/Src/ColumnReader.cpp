@@ -5,9 +5,9 @@
 namespace sqxer {
 
 std::unique_ptr<VectorBuilder> FileColumn::MakeBuilder(const std::string& nullText) const {
-  const std::optional<ColumnInfo>& known = declared ? declared : settled;
+  const std::optional<ColumnInfo>& known = settled ? settled : declared;
   return VectorBuilder::Make(
-      GetType(), known ? known->length : VectorBuilder::kAnyLength,
+      GetType(), MostCharacters(known),
       {declared ? VectorBuilder::Strictness::kDeclared : VectorBuilder::Strictness::kInferred,
        nullText, known && known->isBigint});
 }

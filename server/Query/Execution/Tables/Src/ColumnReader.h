@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ColumnSurvey.h"
+#include "ColumnTypes.h"
 #include "CsvRecord.h"
 #include "SliceSink.h"
 #include "VectorBuilder.h"
@@ -33,6 +34,8 @@ struct FileColumn {
            : settled ? settled->type
                      : survey.GetType();
   }
+  /// What its texts may be like was not declared, but settled.
+  bool IsSettled() const { return settled && (!declared || IsOfAnyLength(*declared)); }
   std::unique_ptr<VectorBuilder> MakeBuilder(const std::string& nullText) const;
 };
 

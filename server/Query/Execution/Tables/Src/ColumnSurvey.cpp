@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "ColumnTypes.h"
 #include "Utility/XeRecordMetaData.h"
 
 namespace sqxer {
@@ -89,7 +90,9 @@ ColumnInfo DescribeColumn(const XeString& name, const std::optional<ColumnInfo>&
     column = *declared;
   } else {
     column.type = inferred;
-    column.length = XeFieldDescriptor::GetObjectLength(inferred, std::max(longest, uint32{1}));
+  }
+  if (!declared || IsOfAnyLength(*declared)) {
+    column.length = XeFieldDescriptor::GetObjectLength(column.type, std::max(longest, uint32{1}));
   }
   column.name = name;
   column.nullable = nullable;

@@ -51,7 +51,7 @@ XeString DescribeTextReason(std::string_view value, const RecordPlace& place,
                             const std::string& file);
 
 /// A column as expressions see it, of the declared type if one is given. `longest`: the characters
-/// of its longest text.
+/// of its longest text, which are the length of one that has none declared.
 ColumnInfo DescribeColumn(const XeString& name, const std::optional<ColumnInfo>& declared,
                           XeDataType inferred, uint32 longest, bool nullable);
 

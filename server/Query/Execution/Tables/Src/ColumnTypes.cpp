@@ -6,6 +6,7 @@
 #include "TableError.h"
 #include "Utility/XeRecordMetaData.h"
 #include "ValueReader.h"
+#include "VectorBuilder.h"
 
 namespace sqxer {
 namespace {
@@ -26,12 +27,26 @@ constexpr TypeName kTypeNames[] = {
 /// Other names of these, and one that takes fewer values than its type.
 constexpr std::string_view kBigint = "bigint";
 constexpr std::pair<std::string_view, std::string_view> kSynonyms[] = {
-    {"smallint", "int2"}, {"integer", "int4"},
-    {"int", "int4"},      {"int8", kBigint},
-    {"real", "float"},    {"float4", "float"},
-    {"float8", "double"}, {"decimal", "numeric"},
-    {"bool", "boolean"},  {"double precision", "double"},
+    {"smallint", "int2"},
+    {"integer", "int4"},
+    {"int", "int4"},
+    {"int8", kBigint},
+    {"real", "float"},
+    {"float4", "float"},
+    {"float8", "double"},
+    {"decimal", "numeric"},
+    {"bool", "boolean"},
+    {"double precision", "double"},
+    {"dec", "numeric"},
+    {"character", "char"},
+    {"text", "varchar"},
+    {"character varying", "varchar"},
+    {"char varying", "varchar"},
+    {"timestamp without time zone", "timestamp"},
+    {"time without time zone", "time"},
 };
+/// The one that takes no length.
+constexpr std::string_view kText = "text";
 
 /// The longest text whose stored form still has a length of 32 bits.
 constexpr uint32 kMaxCharacters = (uint32{1} << 30) - 2;
@@ -116,6 +131,7 @@ std::optional<ColumnInfo> ReadDeclaredType(std::string_view text) {
   for (char& c : name) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
   }
+  const bool isText = name == kText;
   const auto* const synonym = std::ranges::find(
       kSynonyms, std::string_view(name), &std::pair<std::string_view, std::string_view>::first);
   if (synonym != std::end(kSynonyms)) name = synonym->second;
@@ -126,10 +142,13 @@ std::optional<ColumnInfo> ReadDeclaredType(std::string_view text) {
   if (found == std::end(kTypeNames)) return {};
   column.type = found->type;
   std::optional<uint32> length = XeFieldDescriptor::GetObjectLength(column.type, 0);
-  if (IsSized(column.type)) {
+  const bool hasLength = open != text.size();
+  if (IsSized(column.type) && !isText && (hasLength || column.type == XeCharData)) {
     length = ReadLength(text.substr(open));
-  } else if (open != text.size()) {
+  } else if (hasLength) {
     return {};
+  } else if (column.type == XeVarCharData) {
+    length = kUndeclaredLength;
   }
   if (!length) return {};
   column.length = *length;
@@ -147,6 +166,10 @@ DeclaredTypes ReadDeclaredTypes(const std::string& text) {
   return types;
 }
 
+uint32 MostCharacters(const std::optional<ColumnInfo>& known) {
+  return known && !IsOfAnyLength(*known) ? known->length : VectorBuilder::kAnyLength;
+}
+
 ColumnInfo AsDeclared(const ColumnInfo& column) {
   ColumnInfo declared = column;
   if (column.type == XeDateTimeData) declared.type = XeTimeStampData;
@@ -155,7 +178,8 @@ ColumnInfo AsDeclared(const ColumnInfo& column) {
 }
 
 XeString DeclaredTypeName(const ColumnInfo& column) {
-  if (column.isBigint) return Wide(kBigint);
+  if (column.isBigint && column.type == XeNumericData) return Wide(kBigint);
+  if (IsOfAnyLength(column)) return Wide(kText);
   const auto* const found = std::ranges::find(kTypeNames, column.type, &TypeName::type);
   XeString name = found == std::end(kTypeNames)
                       ? SUXeDataTypeUtility::GetXeDataTypeName(column.type)

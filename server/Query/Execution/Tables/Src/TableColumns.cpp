@@ -54,7 +54,7 @@ void TableColumns::BeginLoad(uint64 rows) {
   for (std::size_t i = 0; i < GetCount(); ++i) {
     const auto& declared = names_.GetDeclared(i);
     builders_.push_back(VectorBuilder::Make(declared ? declared->type : surveys_[i].GetType(),
-                                            declared ? declared->length : VectorBuilder::kAnyLength,
+                                            MostCharacters(declared),
                                             {.isBigint = declared && declared->isBigint}));
     builders_.back()->Expect(rows);
   }

@@ -34,9 +34,10 @@ uint32 GenerousLength(uint64 longest) {
 }
 
 /// Makes a column take values that may be NULL or longer than those that are known.
-void Loosen(ColumnInfo& info, bool isDeclared, uint64 longest) {
+void Loosen(ColumnInfo& info, const FileColumn& column, uint64 longest) {
   info.nullable = true;
-  if (!isDeclared && info.type == XeVarCharData) info.length = GenerousLength(longest);
+  const bool isOfAnyLength = !column.declared || IsOfAnyLength(*column.declared);
+  if (isOfAnyLength && info.type == XeVarCharData) info.length = GenerousLength(longest);
 }
 
 }  // namespace
@@ -49,7 +50,7 @@ class TextTable::Surveyor final : public SliceSink {
 
   bool Take(const RecordSlice& slice, const RecordPlaces&) override {
     for (FileColumn& column : columns_) {
-      if (column.declared) continue;
+      if (column.declared && !IsOfAnyLength(*column.declared)) continue;
       ForEachText(slice, column.index, 0, nullText_, [&](std::string_view text, unsigned kinds) {
         column.survey.Add(text, kinds);
         column.longest = std::max(column.longest, text.size());
@@ -161,9 +162,9 @@ class TextTable::Rest final : public ChunkSource {
   }
 
   [[noreturn]] void Refuse(const ColumnReader::Refusal& refusal) const {
-    const bool isDeclared = columns_[refusal.column].declared.has_value();
-    if (!isDeclared && doubt_ == Doubt::kGuess) throw TypeRefuted();
-    if (!isDeclared && doubt_ == Doubt::kChange) {
+    const bool isSettled = columns_[refusal.column].IsSettled();
+    if (isSettled && doubt_ == Doubt::kGuess) throw TypeRefuted();
+    if (isSettled && doubt_ == Doubt::kChange) {
       ThrowTableError(kFileChanged, {Wide(refusal.path)});
     }
     table_.ThrowRefusal(refusal, columns_);
@@ -392,9 +393,9 @@ std::vector<FileColumn> TextTable::Collect(const std::vector<FileColumn>& column
 void TextTable::ThrowRefusal(const ColumnReader::Refusal& refusal,
                              const std::vector<FileColumn>& columns) const {
   const FileColumn& column = columns[refusal.column];
-  ColumnInfo info = column.declared ? *column.declared : *column.settled;
+  ColumnInfo info = column.IsSettled() ? *column.settled : *column.declared;
   info.name = names_.GetName(column.index);
-  if (column.declared) {
+  if (!column.IsSettled()) {
     ThrowRefusedValue(refusal.outcome, refusal.path, refusal.place, info, refusal.value);
   }
   ThrowTableError(kTypeOfFirstRows, {Wide(refusal.path), refusal.place.Text(), info.name,
@@ -434,7 +435,7 @@ void TextTable::LoadOnce(const TableRequest& request, const LoadProgress& progre
   for (FileColumn& column : columns) {
     auto& [info, vectors] = loaded.columns[column.index];
     if (vectors.empty()) continue;
-    Loosen(info, column.declared.has_value(), info.length);
+    Loosen(info, column, info.length);
     column.asText = false;
     column.settled = info;
     settled.push_back(std::move(column));
@@ -461,7 +462,7 @@ void TextTable::PrepareRest(std::vector<FileColumn> columns, const TableRequest&
     ColumnInfo& info = table_.schema.columns[column.index];
     if (isGuess) {
       info = DescribeColumn(info.name, column.declared, column.GetType(), 1, true);
-      Loosen(info, column.declared.has_value(), column.longest);
+      Loosen(info, column, column.longest);
     } else {
       info = loaded.columns[column.index].first;
     }

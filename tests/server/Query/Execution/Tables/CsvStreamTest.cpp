@@ -133,6 +133,24 @@ TEST_F(CsvStream, TypesOfFilesAreThoseOfAllValues) {
   }
 }
 
+TEST_F(CsvStream, TextsAreOfAnyLengthWhereNoneIsDeclared) {
+  std::string content = "a,c\n";
+  for (int i = 0; i < 30000; ++i) content += std::to_string(i) + "," + std::to_string(i) + "\n";
+  const std::string longer = content + "7," + std::string(3000, 'x') + "\n";
+  const std::string file = folder_.Write("t.csv", longer);
+  const std::string sql = "SELECT MAX(CHAR_LENGTH(c)), COUNT(c) FROM t WHERE c <> '5'";
+  for (const char* memory : {"1GiB", "1"}) {
+    EXPECT_EQ(Outcome(file, sql, memory, 3, "", "a:int4,c:text"), "3000|30000\n") << memory;
+  }
+  // Of what comes once, the first rows tell how long the others can be.
+  const std::string pipe = folder_.File("pipe.csv");
+  EXPECT_EQ(Outcome(pipe, sql, "1", 1, content, "a:int4,c:varchar"), "5|29999\n");
+  EXPECT_EQ(
+      Outcome(pipe, sql, "1", 1, longer, "a:int4,c:text").substr(0, 96),
+      "line 30002 of \"pipe.csv\" has a value that the column \"c\" cannot take, which the rows "
+      "before it m");
+}
+
 TEST_F(CsvStream, RefusesWhatTheFirstRowsOfAPipeDidNotTell) {
   const std::string pipe = folder_.File("pipe.csv");
   const std::string content = ManyRows();

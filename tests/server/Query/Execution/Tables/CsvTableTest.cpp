@@ -282,16 +282,37 @@ TEST_F(CsvTable, PipesAreReadOnce) {
 }
 
 TEST(ColumnTypes, RefusesWhatDoesNotReadAsDeclarations) {
-  for (const char* text :
-       {"", "a", "a:", "a:int16", "a:int4,", "a:int4,,b:int4", ":int4", "a:int4,a:int4", "a:char",
-        "a:char()", "a:char(0)", "a:char(x)", "a:char(3", "a:char(-1)", "a:varchar(4294967296)",
-        "a:int4(2)", "\"a:int4", "\"a\"int4"}) {
+  for (const char* text : {"",
+                           "a",
+                           "a:",
+                           "a:int16",
+                           "a:int4,",
+                           "a:int4,,b:int4",
+                           ":int4",
+                           "a:int4,a:int4",
+                           "a:char",
+                           "a:char()",
+                           "a:char(0)",
+                           "a:char(x)",
+                           "a:char(3",
+                           "a:char(-1)",
+                           "a:varchar(4294967296)",
+                           "a:text(5)",
+                           "a:text()",
+                           "a:int4(2)",
+                           "\"a:int4",
+                           "\"a\"int4"}) {
     SCOPED_TRACE(text);
     EXPECT_THROW(ReadDeclaredTypes(text), ErrorMessage);
   }
-  const DeclaredTypes types = ReadDeclaredTypes(" \"a,\"\":\" : varchar(12) , b : Double ");
-  EXPECT_EQ(DeclaredTypeName(types.at(L"a,\":")), L"varchar(12)");
-  EXPECT_EQ(DeclaredTypeName(types.at(L"b")), L"double");
+  const DeclaredTypes types = ReadDeclaredTypes(
+      " \"a,\"\":\" : varchar(12) , b : Double ,c:Text,d:character varying,e:varchar,"
+      "f:character varying (3),g:character(2),h:timestamp without time zone");
+  XeString names;
+  for (const auto& [name, type] : types) names += name + L" " + DeclaredTypeName(type) + L";";
+  EXPECT_EQ(names,
+            L"a,\": varchar(12);b double;c text;d text;e text;f varchar(3);g char(2);"
+            L"h timestamp;");
 }
 
 }  // namespace
