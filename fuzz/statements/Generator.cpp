@@ -203,6 +203,11 @@ void Generator::AddOrder(Statement& statement, const Scope& scope) {
     // Of distinct rows only outputs are keys.
     const bool isPlace = statement.isDistinct || OneIn(random_, 2);
     const std::size_t place = 1 + random_() % statement.outputs.size();
+    // A key may be of what no operand is.
+    if (!isPlace && scope.rows == nullptr && OneIn(random_, 8) && !shapes_.FindOpaque().empty()) {
+      statement.order.push_back({MakeCall(Pick(random_, shapes_.FindOpaque()), 1, scope), ""});
+      continue;
+    }
     statement.order.push_back(
         {isPlace ? Leaf(Kind::kInteger, std::to_string(place))
                  : Around(Kind::kInteger, "(", MakeExpression(RandomKind(), 1, scope), ")"),
@@ -252,7 +257,10 @@ Statement Generator::MakeStatement() {
       statement.outputs.push_back(MakeCall(Pick(random_, shapes_.FindWide()), 1, rows));
       continue;
     }
-    statement.outputs.push_back(MakeExpression(RandomKind(), 1 + static_cast<int>(random_() % 4), scope));
+    const int depth = 1 + static_cast<int>(random_() % 4);
+    statement.outputs.push_back(scope.hasWindows && OneIn(random_, 2)
+                                    ? MakeWindow(RandomKind(), depth, scope)
+                                    : MakeExpression(RandomKind(), depth, scope));
   }
   statement.isDistinct = OneIn(random_, 8);
   if (OneIn(random_, 3)) AddOrder(statement, scope);

@@ -6,11 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <set>
 #include <thread>
 
 #include "FunctionTable.h"
@@ -121,12 +124,13 @@ void Work(const Options& options, const Shapes& shapes, uint64 number, Clock::ti
   }
 }
 
-/// Whether a child that runs a finding ends as it should.
-bool EndsWell(const Options& options, const Finding& finding) {
+/// What a child that runs a finding says when it ends badly; nothing if it ends as it should.
+std::optional<std::string> RunInChild(const Options& options, const Finding& finding) {
   std::fflush(stdout);
+  const int said = memfd_create("said", 0);
   const pid_t child = fork();
   if (child == 0) {
-    std::freopen("/dev/null", "w", stderr);
+    dup2(said, STDERR_FILENO);
     alarm(60);
     World world(finding.surroundings, options.examples);
     Judge(finding.asked, world);
@@ -134,24 +138,49 @@ bool EndsWell(const Options& options, const Finding& finding) {
   }
   int status = 0;
   waitpid(child, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  std::string text(4000, '\0');
+  text.resize(static_cast<std::size_t>(std::max<ssize_t>(0, pread(said, text.data(), text.size(), 0))));
+  close(said);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return std::nullopt;
+  if (WIFSIGNALED(status)) text += "signal " + std::to_string(WTERMSIG(status));
+  return text;
 }
 
-/// A worker has ended in the middle of a case.
-void ReportEnd(const Options& options, const Shapes& shapes, uint64 number) {
+/// The line that says where a program ended: of one fault it is the same in all cases.
+std::string PlaceOf(const std::string& said) {
+  for (const char* const mark : {"broken invariant", "runtime error", "SUMMARY", "signal"}) {
+    const std::size_t at = said.find(mark);
+    if (at == said.npos) continue;
+    const std::size_t from = said.rfind('\n', at) + 1;
+    return said.substr(from, said.find('\n', at) - from);
+  }
+  return said;
+}
+
+/// A worker has ended in the middle of a case. Only the first one of a place is made smaller.
+void ReportEnd(const Options& options, const Shapes& shapes, uint64 number,
+               std::set<std::string>& places) {
   Finding finding{{}, SurroundingsOf(options, number)};
   finding.asked = CaseOf(options, shapes, finding.surroundings, number);
-  if (EndsWell(options, finding)) {
+  const auto said = RunInChild(options, finding);
+  if (!said) {
     std::printf("# what follows ends the program only after the cases before it\n");
+  } else if (!places.insert(PlaceOf(*said)).second) {
+    std::printf("# seed %llu, case %llu: %s, as before\n",
+                static_cast<unsigned long long>(options.seed),
+                static_cast<unsigned long long>(number), PlaceOf(*said).c_str());
+    return;
   } else {
-    finding = Shrink(finding, [&](const Finding& tried) { return !EndsWell(options, tried); });
+    std::printf("%s\n", said->c_str());
+    finding = Shrink(finding, [&](const Finding& tried) {
+      const auto now = RunInChild(options, tried);
+      return now && PlaceOf(*now) == PlaceOf(*said);
+    });
   }
-  // What the oracle asks of it, without asking.
-  Verdict verdict;
-  verdict.answers = {{finding.asked.statement.Sql() +
-                          (finding.asked.condition ? " -- " + finding.asked.condition->Sql() : ""),
-                      Way::kBatches,
-                      {}}};
+  World unused(finding.surroundings, options.examples);
+  unused.StopRunning();
+  Verdict verdict = Judge(finding.asked, unused);
+  verdict.difference.clear();
   Print(options, number, finding, verdict);
 }
 
@@ -225,6 +254,7 @@ int Run(const Options& options) {
   Counts& counts = *new (memory) Counts;
   const auto begin = Clock::now();
   const auto end = begin + std::chrono::seconds(options.seconds);
+  std::set<std::string> places;
   for (uint64 next = options.onlyCase.value_or(0);
        Clock::now() < end && counts.findings < options.mostFindings; next = counts.current + 1) {
     std::fflush(stdout);
@@ -241,7 +271,7 @@ int Run(const Options& options) {
       std::printf("# the program ended badly behind its last case\n");
       break;
     }
-    ReportEnd(options, shapes, counts.current);
+    ReportEnd(options, shapes, counts.current, places);
     if (options.onlyCase) break;
   }
   PrintCounts(options, shapes, counts,

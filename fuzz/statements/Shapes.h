@@ -50,6 +50,8 @@ class Shapes {
   }
   /// Aggregates of several results, which stand as whole items alone.
   const std::vector<Callable>& FindWide() const { return wide_; }
+  /// Scalar calls that give what is of no kind, such as keys to sort by.
+  const std::vector<Callable>& FindOpaque() const { return opaque_; }
   /// Whole statements, of rows whose examples read particular tables.
   const std::vector<CallShape>& GetStatements() const { return statements_; }
   /// All literals of the examples, texts and numbers apart.
@@ -65,6 +67,7 @@ class Shapes {
   std::vector<std::unique_ptr<CallShape>> shapes_;
   std::vector<Callable> found_[3][kKinds];
   std::vector<Callable> wide_;
+  std::vector<Callable> opaque_;
   std::vector<CallShape> statements_;
   std::vector<std::string> texts_, numbers_;
   std::vector<bool> isReachable_;

@@ -102,6 +102,7 @@ Session& World::Find(Way way) {
 }
 
 Outcome World::Run(Way way, const std::string& sql) {
+  if (isStopped_) return {};
   Session& session = Find(way);
   const WayScope scope(way, session);
   ++statements_;

@@ -48,6 +48,8 @@ class World {
   World(const Surroundings& surroundings, const std::string& examples);
 
   Outcome Run(Way way, const std::string& sql);
+  /// From now on statements give no rows, and are not run.
+  void StopRunning() { isStopped_ = true; }
   const Surroundings& GetSurroundings() const { return surroundings_; }
   /// How many statements were run, and how many gave an outcome that is no error.
   uint64 CountStatements() const { return statements_; }
@@ -63,6 +65,7 @@ class World {
   std::string examples_;
   test::TemporaryFolder folder_;
   std::unique_ptr<Session> sessions_[4];
+  bool isStopped_ = false;
   uint64 statements_ = 0;
   uint64 succeeded_ = 0;
 };
