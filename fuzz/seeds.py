@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""fuzz/seeds.py TARGET FOLDER: first inputs of a target of libFuzzer, from what the repository has."""
+"""fuzz/seeds.py TARGET FOLDER: first inputs of a target of libFuzzer, made of the repository."""
 
 import gzip
 import itertools

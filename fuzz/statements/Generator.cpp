@@ -29,8 +29,7 @@ Scope Generator::ScopeOf(const Statement& statement) const {
   Scope scope;
   if (!statement.query.empty()) {
     for (std::size_t i = 0; i < statement.query[0].outputs.size(); ++i) {
-      scope.columns.push_back(
-          Leaf(statement.query[0].outputs[i].kind, "q" + std::to_string(i)));
+      scope.columns.push_back(Leaf(statement.query[0].outputs[i].kind, "q" + std::to_string(i)));
       scope.columns.back().column = Expression::kOtherColumn;
     }
     return scope;
@@ -53,7 +52,8 @@ Expression Generator::MakeLeaf(Kind kind, const Scope& scope) {
   }
   if (OneIn(random_, 12)) return Leaf(kind, TypedConstant(kind, "", std::nullopt));
   const std::string value = RandomValue(kind, random_);
-  return Leaf(kind, OneIn(random_, 2) ? PlainConstant(kind, value) : TypedConstant(kind, "", value));
+  return Leaf(kind,
+              OneIn(random_, 2) ? PlainConstant(kind, value) : TypedConstant(kind, "", value));
 }
 
 Expression Generator::MakeLiteral(const CallShape& shape, std::size_t gap) {
@@ -66,7 +66,8 @@ Expression Generator::MakeLiteral(const CallShape& shape, std::size_t gap) {
       break;
     case 1:
       if (isText) literal.pieces[0] = Quoted(RandomValue(Kind::kText, random_));
-      if (!isText) literal.pieces[0] = PlainConstant(Kind::kInteger, RandomValue(Kind::kInteger, random_));
+      if (!isText)
+        literal.pieces[0] = PlainConstant(Kind::kInteger, RandomValue(Kind::kInteger, random_));
       break;
     case 2:
       if (OneIn(random_, 4)) literal.pieces[0] = "NULL";
@@ -140,8 +141,8 @@ Expression Generator::MakeQuery(Kind kind, int depth, const Scope& scope) {
   if (isCorrelated) {
     // With an equality, as people write it.
     const Kind key = Pick(random_, inner.columns).kind;
-    Expression equal = Between(Kind::kBoolean, "(", MakeLeaf(key, inner), " = ",
-                               MakeLeaf(key, scope), ")");
+    Expression equal =
+        Between(Kind::kBoolean, "(", MakeLeaf(key, inner), " = ", MakeLeaf(key, scope), ")");
     condition = Between(Kind::kBoolean, "(", std::move(equal), " AND ", std::move(condition), ")");
   }
   if (kind == Kind::kBoolean && !OneIn(random_, 3)) {
@@ -165,7 +166,8 @@ Expression Generator::MakeExpression(Kind kind, int depth, const Scope& scope) {
     const bool canAggregate = scope.rows != nullptr && OneIn(random_, 2);
     return canAggregate ? MakeAggregate(kind, 1, *scope.rows) : MakeLeaf(kind, scope);
   }
-  if (scope.rows != nullptr && OneIn(random_, 3)) return MakeAggregate(kind, depth - 1, *scope.rows);
+  if (scope.rows != nullptr && OneIn(random_, 3))
+    return MakeAggregate(kind, depth - 1, *scope.rows);
   if (scope.hasWindows && OneIn(random_, 4)) return MakeWindow(kind, depth - 1, scope);
   if (scope.hasQueries && OneIn(random_, 25)) return MakeQuery(kind, depth - 1, scope);
   const auto& callables = shapes_.Find(CallUse::kScalar, kind);

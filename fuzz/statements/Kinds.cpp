@@ -37,8 +37,9 @@ const std::vector<Storage>& Storages() {
        {"9223372036854775807", "-9223372036854775808", "0", "1", "4294967296"}},
       {"varchar(12)",
        Kind::kText,
-       {"abc", "ABC ", "", "a%b_c", "\xC3\xA4"
-                                    "bc",
+       {"abc", "ABC ", "", "a%b_c",
+        "\xC3\xA4"
+        "bc",
         "12", "x", "-1.5", "\xD0\x96x", "\xD0\x96x ", "b", "2012-01-31", "a,b", "a\\d"}},
       {"varchar(9)",
        Kind::kText,
@@ -138,7 +139,7 @@ std::string PlainConstant(Kind kind, const std::string& value) {
     case Kind::kNumeric: {
       // A number with an exponent is a double.
       const bool isPlain = value.find('e') == value.npos;
-      return !isPlain                ? TypedConstant(kind, "", value)
+      return !isPlain                 ? TypedConstant(kind, "", value)
              : value.starts_with('-') ? "(" + value + ")"
                                       : value;
     }

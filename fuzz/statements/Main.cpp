@@ -118,8 +118,8 @@ void Work(const Options& options, const Shapes& shapes, uint64 number, Clock::ti
       Print(options, number, found, verdict);
       continue;
     }
-    const Finding smallest = Shrink(
-        found, [&](const Finding& finding) { return !judge(finding).difference.empty(); });
+    const Finding smallest =
+        Shrink(found, [&](const Finding& finding) { return !judge(finding).difference.empty(); });
     Print(options, number, smallest, judge(smallest));
   }
 }
@@ -139,7 +139,8 @@ std::optional<std::string> RunInChild(const Options& options, const Finding& fin
   int status = 0;
   waitpid(child, &status, 0);
   std::string text(4000, '\0');
-  text.resize(static_cast<std::size_t>(std::max<ssize_t>(0, pread(said, text.data(), text.size(), 0))));
+  text.resize(
+      static_cast<std::size_t>(std::max<ssize_t>(0, pread(said, text.data(), text.size(), 0))));
   close(said);
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return std::nullopt;
   if (WIFSIGNALED(status)) text += "signal " + std::to_string(WTERMSIG(status));
@@ -248,8 +249,8 @@ int Run(const Options& options) {
   std::printf("%zu signatures of %zu rows of the function table, found in %.1f s\n",
               shapes.CountSignatures(), FunctionTable().size(),
               std::chrono::duration<double>(Clock::now() - start).count());
-  void* const memory = mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  void* const memory =
+      mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return 2;
   Counts& counts = *new (memory) Counts;
   const auto begin = Clock::now();
@@ -274,8 +275,7 @@ int Run(const Options& options) {
     ReportEnd(options, shapes, counts.current, places);
     if (options.onlyCase) break;
   }
-  PrintCounts(options, shapes, counts,
-              std::chrono::duration<double>(Clock::now() - begin).count());
+  PrintCounts(options, shapes, counts, std::chrono::duration<double>(Clock::now() - begin).count());
   return counts.findings == 0 ? 0 : 1;
 }
 

@@ -92,8 +92,8 @@ void AskConstants(Judgement& judgement, const Case& asked, const RandomTable& ta
   const Expression& expression = asked.statement.outputs[0];
   const std::string filter = " FROM t WHERE id = " + table.rows[asked.row][0].value();
   const Outcome ofColumns = judgement.Ask(Way::kRows, "SELECT " + expression.Sql() + filter);
-  const Outcome ofConstants = judgement.Ask(
-      Way::kRows, "SELECT " + WithConstants(expression, table, asked.row).Sql());
+  const Outcome ofConstants =
+      judgement.Ask(Way::kRows, "SELECT " + WithConstants(expression, table, asked.row).Sql());
   if (IsOfMachine(ofColumns) || IsOfMachine(ofConstants)) return;
   if (DependsOnPlace(ofColumns) || DependsOnPlace(ofConstants)) return;
   judgement.Compared();
@@ -211,8 +211,8 @@ void Collect(Statement& statement, std::vector<Expression*>& all) {
 
 const char* NameOf(Oracle oracle) {
   static constexpr const char* kNames[kOracles] = {
-      "batches",          "threads", "memory",   "constants", "parts of rows",
-      "parts of aggregates", "parts of groups", "count", "distinct", "window"};
+      "batches",         "threads", "memory",   "constants", "parts of rows", "parts of aggregates",
+      "parts of groups", "count",   "distinct", "window"};
   return kNames[static_cast<int>(oracle)];
 }
 
@@ -233,8 +233,8 @@ Case MakeCase(Oracle oracle, Generator& generator, const Surroundings& surroundi
       Scope scope = generator.ScopeOf(statement);
       // Types without constants that are typed as their columns are.
       std::erase_if(scope.columns, [&](const Expression& column) {
-        static const std::set<std::string> declared = {"int4",    "double", "numeric",   "boolean",
-                                                       "date",    "time",   "timestamp", "interval"};
+        static const std::set<std::string> declared = {"int4", "double", "numeric",   "boolean",
+                                                       "date", "time",   "timestamp", "interval"};
         const std::string& type =
             surroundings.tables[0].columns[static_cast<std::size_t>(column.column)].declared;
         return !declared.contains(type) && !type.starts_with("varchar");
@@ -261,15 +261,13 @@ Case MakeCase(Oracle oracle, Generator& generator, const Surroundings& surroundi
           Around(Kind::kInteger, "SUM(", generator.MakeExpression(Kind::kInteger, 2, rows), ")")};
       break;
     case Oracle::kWindow:
-      statement.keys.push_back(
-          Around(Kind::kInteger, "(", generator.MakeExpression(generator.RandomKind(), 1, rows),
-                 ")"));
+      statement.keys.push_back(Around(
+          Kind::kInteger, "(", generator.MakeExpression(generator.RandomKind(), 1, rows), ")"));
       statement.outputs.push_back(generator.MakeAggregate(generator.RandomKind(), 2, rows));
       return made;
     case Oracle::kPartsOfGroups: {
       const Kind kind = generator.RandomKind();
-      statement.keys.push_back(
-          Around(kind, "(", generator.MakeExpression(kind, 1, rows), ")"));
+      statement.keys.push_back(Around(kind, "(", generator.MakeExpression(kind, 1, rows), ")"));
       groups.columns = statement.keys;
       groups.rows = &rows;
       add(generator.RandomKind(), 2, groups);

@@ -151,7 +151,8 @@ std::vector<std::vector<OperandKind>> Choices(std::size_t gaps, Random& random) 
     for (unsigned i = 0; i < 6 / kMixturesOneIn; ++i) {
       auto& mixed = choices.emplace_back(gaps, kind);
       for (OperandKind& operand : mixed) {
-        if (OneIn(random, 2)) operand = OneIn(random, 3) ? kLiteral : static_cast<int>(random() % kKinds);
+        if (OneIn(random, 2))
+          operand = OneIn(random, 3) ? kLiteral : static_cast<int>(random() % kKinds);
       }
     }
   }
@@ -178,10 +179,9 @@ Shapes::Shapes(const std::string& examples) : isReachable_(FunctionTable().size(
                         row.kind == FunctionRow::Kind::kWindow ||
                         row.kind == FunctionRow::Kind::kFunction;
     const std::string call = hasTable && isCall ? FindCall(example, row.name) : "";
-    const test::CutText cut =
-        !hasTable       ? test::CutAtLiterals("(" + example.substr(7) + ")")
-        : !call.empty() ? test::CutAtLiterals(call, true)
-                        : test::CutAtLiterals(example);
+    const test::CutText cut = !hasTable       ? test::CutAtLiterals("(" + example.substr(7) + ")")
+                              : !call.empty() ? test::CutAtLiterals(call, true)
+                                              : test::CutAtLiterals(example);
     for (const std::string& literal : cut.holes) {
       if (IsLiteralText(literal)) texts.insert(literal);
       if (std::isdigit(static_cast<unsigned char>(literal.front()))) numbers.insert(literal);
@@ -207,7 +207,8 @@ Shapes::Shapes(const std::string& examples) : isReachable_(FunctionTable().size(
         Probe(session, added, CallUse::kScalar, random);
         continue;
       }
-      if (row.kind != FunctionRow::Kind::kWindow) Probe(session, added, CallUse::kAggregate, random);
+      if (row.kind != FunctionRow::Kind::kWindow)
+        Probe(session, added, CallUse::kAggregate, random);
       Probe(session, added, CallUse::kWindow, random);
     }
   }
@@ -237,7 +238,7 @@ void Shapes::Probe(Session& session, const CallShape& shape, CallUse use, Random
     if (results.empty()) continue;
     const bool isWide = results.size() > 1;
     if ((isWide || !results[0]) && use == CallUse::kWindow) continue;
-    auto& list = isWide      ? wide_
+    auto& list = isWide       ? wide_
                  : results[0] ? found_[static_cast<int>(use)][static_cast<int>(*results[0])]
                               : opaque_;
     if (list.empty() || list.back().shape != &shape) list.push_back({&shape, {}});

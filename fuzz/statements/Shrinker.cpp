@@ -77,11 +77,13 @@ class Shrinking {
       const bool hasPlaces = best_.asked.oracle == Oracle::kPartsOfAggregates || ofQuery;
       if (!hasPlaces) {
         isSmaller |= DropMembers(
-            [&](Finding& finding) -> auto& { return of(finding).outputs; }, 1);
+            [&](Finding & finding) -> auto& { return of(finding).outputs; }, 1);
       }
-      isSmaller |= DropMembers([&](Finding& finding) -> auto& { return of(finding).order; }, 0);
-      isSmaller |= DropMembers([&](Finding& finding) -> auto& { return of(finding).keys; },
-                               best_.asked.oracle == Oracle::kWindow ? 1 : 0);
+      isSmaller |= DropMembers(
+          [&](Finding & finding) -> auto& { return of(finding).order; }, 0);
+      isSmaller |= DropMembers(
+          [&](Finding & finding) -> auto& { return of(finding).keys; },
+          best_.asked.oracle == Oracle::kWindow ? 1 : 0);
     }
     return isSmaller;
   }
@@ -142,7 +144,8 @@ class Shrinking {
   }
 
   bool DropSwitches() {
-    return DropMembers([](Finding& finding) -> auto& { return finding.surroundings.switches; }, 0);
+    return DropMembers(
+        [](Finding & finding) -> auto& { return finding.surroundings.switches; }, 0);
   }
 
   /// Last of all, since expressions know columns by their places: only those at the end go, and
@@ -168,8 +171,8 @@ class Shrinking {
 };
 
 std::string Block(const Answer& answer) {
-  std::string text = std::string(answer.outcome.isError ? "error" : "query") + "\n" + answer.sql +
-                     "\n----\n";
+  std::string text =
+      std::string(answer.outcome.isError ? "error" : "query") + "\n" + answer.sql + "\n----\n";
   for (const std::string& line : answer.outcome.lines) text += line + "\n";
   return text;
 }

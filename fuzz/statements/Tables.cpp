@@ -101,16 +101,11 @@ Surroundings MakeSurroundings(Random& random) {
 
   using Values_t = std::vector<std::string>;
   static const std::vector<std::pair<std::string, Values_t>> switches = {
-      {"CaseSensitiveCompare", {"off"}},
-      {"Locale", {"sv_SE", "de_DE"}},
-      {"IntegerAggregates", {"native"}},
-      {"IntegerDivideAsDouble", {"on"}},
-      {"IntegerMathAsDouble", {"on"}},
-      {"FirstDayOfWeek", {"2", "7"}},
-      {"FiscalYearStartMonth", {"4"}},
-      {"LengthKeepsBlanks", {"on"}},
-      {"SubstringCompliance", {"on"}},
-      {"LongMonthNames", {"off"}},
+      {"CaseSensitiveCompare", {"off"}}, {"Locale", {"sv_SE", "de_DE"}},
+      {"IntegerAggregates", {"native"}}, {"IntegerDivideAsDouble", {"on"}},
+      {"IntegerMathAsDouble", {"on"}},   {"FirstDayOfWeek", {"2", "7"}},
+      {"FiscalYearStartMonth", {"4"}},   {"LengthKeepsBlanks", {"on"}},
+      {"SubstringCompliance", {"on"}},   {"LongMonthNames", {"off"}},
       {"ConditionOrder", {"written"}},
   };
   for (const auto& [name, values] : switches) {

@@ -72,8 +72,8 @@ void World::AddExamples(Session& session, const std::string& folder) {
 }
 
 Session& World::Find(Way way) {
-  const int index = way == Way::kRows         ? 0
-                    : way == Way::kTinyMemory ? 1
+  const int index = way == Way::kRows          ? 0
+                    : way == Way::kTinyMemory  ? 1
                     : way == Way::kNothingKept ? 2
                                                : 3;
   std::unique_ptr<Session>& session = sessions_[index];
@@ -112,9 +112,9 @@ Outcome World::Run(Way way, const std::string& sql) {
     session.Execute(sql, sink);
     for (const auto& row : sink.rows) outcome.lines.push_back(test::RowText(row));
     for (const ColumnInfo& column : sink.columns) {
-      outcome.types += (outcome.types.empty() ? "" : ", ") +
-                       BaseStringUtil::StringToUtf8(
-                           SUXeDataTypeUtility::GetXeDataTypeName(column.type));
+      outcome.types +=
+          (outcome.types.empty() ? "" : ", ") +
+          BaseStringUtil::StringToUtf8(SUXeDataTypeUtility::GetXeDataTypeName(column.type));
     }
     ++succeeded_;
   } catch (const ErrorMessage& error) {

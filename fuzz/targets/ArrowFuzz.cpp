@@ -12,20 +12,20 @@ using test::Bytes;
 using test::Spec;
 
 constexpr const char* kFormats[] = {
-    "n",   "b",      "c",       "C",      "s",     "S",     "i",         "I",      "l",    "L",
-    "e",   "f",      "g",       "u",      "U",     "z",     "Z",         "vu",     "vz",   "w:3",
-    "w:0", "d:10,2", "d:38,38", "d:19,4", "d:5,9", "tdD",   "tdm",       "tts",    "ttm",  "ttu",
-    "ttn", "tss:",   "tsm:UTC", "tsu:",   "tsn:",  "tiM",   "tiD",       "tin",    "tDs",  "tDm",
-    "+l",  "+L",     "+s",      "+w:2",   "+m",    "+vl",   "+r",        "+ud:0",  "d:7,2,32",
-    "",    "q",      "d:x",     "w:-1",   "ts",    "d:0,0", "d:76,2,256"};
+    "n",   "b",      "c",       "C",      "s",     "S",         "i",   "I",     "l",        "L",
+    "e",   "f",      "g",       "u",      "U",     "z",         "Z",   "vu",    "vz",       "w:3",
+    "w:0", "d:10,2", "d:38,38", "d:19,4", "d:5,9", "tdD",       "tdm", "tts",   "ttm",      "ttu",
+    "ttn", "tss:",   "tsm:UTC", "tsu:",   "tsn:",  "tiM",       "tiD", "tin",   "tDs",      "tDm",
+    "+l",  "+L",     "+s",      "+w:2",   "+m",    "+vl",       "+r",  "+ud:0", "d:7,2,32", "",
+    "q",   "d:x",    "w:-1",    "ts",     "d:0,0", "d:76,2,256"};
 
 /// Bytes of one value, in an array of a format; 0 for bits, -1 for what is of no fixed width.
 int WidthOf(const std::string& format) {
   static constexpr std::pair<const char*, int> kWidths[] = {
-      {"tdD", 4}, {"tdm", 8}, {"tts", 4}, {"ttm", 4}, {"ttu", 8}, {"ttn", 8}, {"ts", 8},
-      {"tiM", 4}, {"tiD", 8}, {"tin", 16}, {"tD", 8}, {"b", 0},   {"c", 1},   {"C", 1},
-      {"s", 2},   {"S", 2},   {"i", 4},   {"I", 4},   {"l", 8},   {"L", 8},   {"e", 2},
-      {"f", 4},   {"g", 8}};
+      {"tdD", 4}, {"tdm", 8}, {"tts", 4}, {"ttm", 4},  {"ttu", 8}, {"ttn", 8},
+      {"ts", 8},  {"tiM", 4}, {"tiD", 8}, {"tin", 16}, {"tD", 8},  {"b", 0},
+      {"c", 1},   {"C", 1},   {"s", 2},   {"S", 2},    {"i", 4},   {"I", 4},
+      {"l", 8},   {"L", 8},   {"e", 2},   {"f", 4},    {"g", 8}};
   if (format.starts_with("d:")) {
     return format.ends_with(",32") ? 4 : format.ends_with(",256") ? 32 : 16;
   }
@@ -109,8 +109,8 @@ Spec MakeColumn(fuzz::Input& input, int64 rows, int depth) {
     const std::vector<int64> sizes = {40};
     column.buffers = {validity, views, Fill(input, 40), test::Raw(sizes)};
   } else if (const int width = WidthOf(format); width >= 0) {
-    const std::size_t size = width == 0 && format == "b" ? count / 8 + 1
-                                                         : count * static_cast<std::size_t>(width);
+    const std::size_t size =
+        width == 0 && format == "b" ? count / 8 + 1 : count * static_cast<std::size_t>(width);
     column.buffers = {validity, Fill(input, size)};
     const bool isCode = std::string("cCsSiIlL").find(format) != std::string::npos;
     if (isCode && depth > 0 && input.Byte() % 4 == 0) {

@@ -72,8 +72,8 @@ void TryRegular(const XeString& pattern, const std::string& text,
   if (isFound != isIn) std::abort();
   for (const auto& part : parts) {
     const bool isNone = part.start == -1 && part.end == -1;
-    const bool lies = part.start >= 0 && part.start <= part.end &&
-                      part.end <= static_cast<int64>(text.size());
+    const bool lies =
+        part.start >= 0 && part.start <= part.end && part.end <= static_cast<int64>(text.size());
     if (isFound && !isNone && !lies) std::abort();
   }
 }

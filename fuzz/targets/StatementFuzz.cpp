@@ -47,7 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
       return 0;
     }
   }
-  const bool isOfTime = answers[0].find("57173") != sql.npos || answers[1].find("57173") != sql.npos;
+  const bool isOfTime =
+      answers[0].find("57173") != sql.npos || answers[1].find("57173") != sql.npos;
   const bool isOfPlan = upper.find("EXPLAIN") != sql.npos || upper.find("EVALUATION") != sql.npos;
   if (!isOfTime && !isOfPlan) fuzz::ExpectEqual(answers[1], answers[0], "batches");
   return 0;

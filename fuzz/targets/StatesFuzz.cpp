@@ -34,11 +34,11 @@ Spec MakeTable() {
   const Bytes none;
   const std::vector<Bytes> fixed = {none, ""};
   const std::vector<Bytes> text = {none, std::string(4, '\0'), ""};
-  return test::TableOf({column("k", "i", fixed), column("i", "i", fixed), column("x", "g", fixed),
-                        column("n", "d:20,4", fixed), column("s", "u", text),
-                        column("day", "tdD", fixed), column("at", "tsu:", fixed),
-                        column("h", "ttu", fixed), column("v", "tin", fixed)},
-                       0);
+  return test::TableOf(
+      {column("k", "i", fixed), column("i", "i", fixed), column("x", "g", fixed),
+       column("n", "d:20,4", fixed), column("s", "u", text), column("day", "tdD", fixed),
+       column("at", "tsu:", fixed), column("h", "ttu", fixed), column("v", "tin", fixed)},
+      0);
 }
 
 /// A column of some rows as the schema has it.
@@ -66,12 +66,12 @@ Spec MakeColumn(const ArrowSchema& schema, int64 rows, fuzz::Input& input) {
     column.buffers = {validity, test::Raw(offsets), texts};
     return column;
   }
-  const std::size_t width = format == "b"                      ? 0
-                            : format == "c"                    ? 1
-                            : format == "s"                    ? 2
+  const std::size_t width = format == "b"                                       ? 0
+                            : format == "c"                                     ? 1
+                            : format == "s"                                     ? 2
                             : format == "i" || format == "f" || format == "tdD" ? 4
-                            : format == "tin"                  ? 16
-                                                               : 8;
+                            : format == "tin"                                   ? 16
+                                                                                : 8;
   column.buffers = {validity, fill(width == 0 ? count / 8 + 1 : count * width)};
   return column;
 }
