@@ -4,7 +4,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "Input.h"
+#include "Answer.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Input.h"
+#include "Answer.h"
 
 namespace sqxer::fuzz {
 
