@@ -30,6 +30,8 @@ struct Options {
   uint64 seed = 1;
   /// The one case to run, if any.
   std::optional<uint64> onlyCase;
+  /// Shows it and does not run it.
+  bool isShown = false;
   int mostFindings = 20;
   std::string examples = SQXER_SOURCE_DIR "/examples/data";
 };
@@ -75,6 +77,15 @@ void Print(const Options& options, uint64 number, const Finding& finding, const 
   std::printf("\n# seed %llu, case %llu\n%s", static_cast<unsigned long long>(options.seed),
               static_cast<unsigned long long>(number), TestText(finding, verdict).c_str());
   std::fflush(stdout);
+}
+
+/// What is asked, without asking it.
+void Show(const Options& options, uint64 number, const Finding& finding) {
+  World unused(finding.surroundings, options.examples);
+  unused.StopRunning();
+  Verdict verdict = Judge(finding.asked, unused);
+  verdict.difference.clear();
+  Print(options, number, finding, verdict);
 }
 
 /// Runs cases until the time is over, from `number` on.
@@ -131,7 +142,8 @@ std::optional<std::string> RunInChild(const Options& options, const Finding& fin
   const pid_t child = fork();
   if (child == 0) {
     dup2(said, STDERR_FILENO);
-    alarm(60);
+    // What takes longer has hung.
+    alarm(30);
     World world(finding.surroundings, options.examples);
     Judge(finding.asked, world);
     _exit(0);
@@ -178,11 +190,7 @@ void ReportEnd(const Options& options, const Shapes& shapes, uint64 number,
       return now && PlaceOf(*now) == PlaceOf(*said);
     });
   }
-  World unused(finding.surroundings, options.examples);
-  unused.StopRunning();
-  Verdict verdict = Judge(finding.asked, unused);
-  verdict.difference.clear();
-  Print(options, number, finding, verdict);
+  Show(options, number, finding);
 }
 
 /// Waits for a worker; false if it ended otherwise than by itself. One that is at the same case for
@@ -249,6 +257,12 @@ int Run(const Options& options) {
   std::printf("%zu signatures of %zu rows of the function table, found in %.1f s\n",
               shapes.CountSignatures(), FunctionTable().size(),
               std::chrono::duration<double>(Clock::now() - start).count());
+  if (options.isShown) {
+    Finding finding{{}, SurroundingsOf(options, *options.onlyCase)};
+    finding.asked = CaseOf(options, shapes, finding.surroundings, *options.onlyCase);
+    Show(options, *options.onlyCase, finding);
+    return 0;
+  }
   void* const memory =
       mmap(nullptr, sizeof(Counts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return 2;
@@ -268,10 +282,6 @@ int Run(const Options& options) {
     }
     if (Await(worker, counts)) break;
     ++counts.findings;
-    if (Clock::now() >= end) {
-      std::printf("# the program ended badly behind its last case\n");
-      break;
-    }
     ReportEnd(options, shapes, counts.current, places);
     if (options.onlyCase) break;
   }
@@ -281,7 +291,7 @@ int Run(const Options& options) {
 
 int Usage() {
   std::fprintf(stderr,
-               "sqxer_fuzz [--seconds N] [--seed N] [--case N] [--findings N] [--examples DIR]\n");
+               "sqxer_fuzz [--seconds N] [--seed N] [--case N | --show N] [--findings N] [--examples DIR]\n");
   return 2;
 }
 
@@ -306,8 +316,9 @@ int main(int count, char** arguments) {
       options.seconds = number;
     } else if (name == "--seed") {
       options.seed = number;
-    } else if (name == "--case") {
+    } else if (name == "--case" || name == "--show") {
       options.onlyCase = number;
+      options.isShown = name == "--show";
     } else if (name == "--findings") {
       options.mostFindings = static_cast<int>(number);
     } else {

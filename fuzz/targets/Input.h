@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "Utility/BaseStringUtil.h"
+#include "Utility/ErrorMessage.h"
 
 namespace sqxer::fuzz {
 
