@@ -12,6 +12,9 @@ if [ $# -eq 0 ]; then
     decimal_fuzz statement_fuzz arrow_fuzz states_fuzz
 fi
 
+# With libFuzzer clang names the shared runtime behind our libraries, yet before the C library.
+export ASAN_OPTIONS=verify_asan_link_order=0
+
 status=0
 for target in "$@"; do
   corpus=build/fuzz-corpus/$target

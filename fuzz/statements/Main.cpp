@@ -291,7 +291,8 @@ int Run(const Options& options) {
 
 int Usage() {
   std::fprintf(stderr,
-               "sqxer_fuzz [--seconds N] [--seed N] [--case N | --show N] [--findings N] [--examples DIR]\n");
+               "sqxer_fuzz [--seconds N] [--seed N] [--case N | --show N] [--findings N] "
+               "[--examples DIR]\n");
   return 2;
 }
 

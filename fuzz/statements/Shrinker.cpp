@@ -185,8 +185,7 @@ Finding Shrink(Finding finding, const std::function<bool(const Finding&)>& fails
 
 std::string TestText(const Finding& finding, const Verdict& verdict) {
   std::string text = "# " + std::string(NameOf(finding.asked.oracle)) + ": " +
-                     (verdict.difference.empty() ? "what is asked" : verdict.difference) +
-                     "\n";
+                     (verdict.difference.empty() ? "what is asked" : verdict.difference) + "\n";
   std::string all;
   for (const Answer& answer : verdict.answers) all += answer.sql + "\n";
   for (const auto& [name, value] : finding.surroundings.switches) {

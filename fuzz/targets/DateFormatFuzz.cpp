@@ -14,7 +14,7 @@ void TryDate(const XeString& format, const XeString& text) {
   DateTimeMetaData reader;
   XeDateTime moment;
   const DateTimeMetaData plain;
-  if (!plain.TryConvert(text, moment)) moment = XeDateTime();
+  if (!plain.TryConvert(text, moment)) plain.Convert(L"2012-02-29 12:34:56.789", moment);
   try {
     reader.SetDateTimeFormat(format);
     if (reader.TryConvert(text, moment)) {
