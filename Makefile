@@ -8,7 +8,8 @@ PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
-        bench-micro bench-python bench-spark bench-suite bench-windows fuzz-reader format format-check python-check tidy \
+        bench-micro bench-python bench-spark bench-suite bench-windows fuzz fuzz-reader fuzz-short \
+        fuzz-targets format format-check python-check tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -90,6 +91,27 @@ bench-micro:
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bin/sqxer_bench
 
+## Random statements over random tables, each in two ways that must agree (SECONDS=N: how long, SEED=N);
+## fuzz/README.md tells how to read what they find.
+fuzz: configure
+	cmake --build --preset release -j $(JOBS) --target sqxer_fuzz
+	build/release/bin/sqxer_fuzz --seconds $(or $(SECONDS),60) --seed $(or $(SEED),$(shell date +%s))
+
+## The same with the sanitizers, always the same statements, for a minute.
+fuzz-short:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev libbenchmark-dev
+	@cmake --preset sanitize >/dev/null
+	@cmake --build --preset sanitize -j $(JOBS) --target sqxer_fuzz
+	build/sanitize/bin/sqxer_fuzz --seconds $(or $(SECONDS),60) --seed 1
+
+## Each target of libFuzzer with the sanitizers, one after the other (SECONDS=N: how long each;
+## TARGETS=...: some of them). What they find is kept in build/fuzz-found.
+fuzz-targets:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@cmake --preset fuzz-sanitize >/dev/null
+	cmake --build --preset fuzz-sanitize -j $(JOBS) --target $(or $(TARGETS),fuzz_targets)
+	fuzz/run.sh fuzz-sanitize $(or $(SECONDS),60) $(TARGETS)
+
 ## Random texts through the fast reader of records and the plain one (SECONDS=N: how long), with the
 ## sanitizers and without.
 fuzz-reader:
@@ -97,8 +119,7 @@ fuzz-reader:
 	@for preset in fuzz fuzz-sanitize; do \
 	  cmake --preset $$preset >/dev/null && \
 	  cmake --build --preset $$preset -j $(JOBS) --target csv_slicer_fuzz && \
-	  build/$$preset/bin/csv_slicer_fuzz -max_total_time=$(or $(SECONDS),60) -max_len=16384 -len_control=0 \
-	    -dict=fuzz/csv.dict -print_final_stats=1 || exit 1; \
+	  fuzz/run.sh $$preset $(or $(SECONDS),60) csv_slicer_fuzz || exit 1; \
 	done
 
 SOURCES = $(shell git ls-files '*.h' '*.cpp')

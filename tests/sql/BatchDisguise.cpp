@@ -79,7 +79,8 @@ void AddGarbage(RExpression& node, const BatchRows& rows, BatchVector& out) {
     }
     room.values.swap(values);
     out.values = reinterpret_cast<const uint8*>(room.values.data());
-  } else {
+  } else if (out.offsets == nullptr || node.GetResultDataType() != XeCharData) {
+    // What fills fixed texts up is not there where they come from a column.
     std::vector<BatchText> texts(rows.count);
     static const std::vector<wchar_t> garbage(100, L'%');
     for (uint32 row = 0; row < rows.count; ++row) {

@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 #include <set>
 
 #include "Capture.h"
+#include "ExampleText.h"
 #include "FunctionTable.h"
 #include "Session.h"
 #include "Utility/BaseStringUtil.h"
@@ -90,24 +90,17 @@ struct Template {
   std::string With(const std::string& value) const { return before + value + after; }
 };
 
-/// One for each literal of an example `SELECT expression`, but not for those behind words such as
-/// DATE, and the lengths of types.
+/// One for each literal of an example `SELECT expression`.
 std::vector<Template> HolesOf(const std::string& example) {
-  static const std::regex token(
-      R"((?:(?:date|time|timestamp|interval|double precision) *'[^']*')|'(?:[^']|'')*'|)"
-      R"(\.?\d(?:[\d.]|e[+-]?)*|(?:true|false|null)\b|\w*char\([^)]*\)|[a-z_]\w*|[\s\S])",
-      std::regex::icase);
-  static const std::regex literal(R"((?:[a-z ]*'[\s\S]*|\.?\d[\s\S]*|true|false|null))",
-                                  std::regex::icase);
-  const std::string expression = example.substr(std::string("SELECT ").size());
+  const CutText cut = CutAtLiterals(example.substr(std::string("SELECT ").size()));
   std::vector<Template> holes;
-  for (std::sregex_iterator at(expression.begin(), expression.end(), token), end; at != end; ++at) {
-    const auto start = static_cast<std::size_t>(at->position());
-    const std::string before = expression.substr(0, start);
-    if (!std::regex_match(at->str(), literal) || before.ends_with("IS ") ||
-        before.ends_with("IS NOT "))
-      continue;
-    holes.push_back({before, expression.substr(start + at->str().size())});
+  for (std::size_t hole = 0; hole < cut.holes.size(); ++hole) {
+    Template& made = holes.emplace_back();
+    for (std::size_t i = 0; i < cut.pieces.size(); ++i) {
+      std::string& side = i <= hole ? made.before : made.after;
+      side += cut.pieces[i];
+      if (i != hole && i < cut.holes.size()) side += cut.holes[i];
+    }
   }
   return holes;
 }

@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -20,6 +22,7 @@
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/HashMix.h"
+#include "Utility/XeAutoBuffer.h"
 
 namespace sqxer {
 
@@ -49,35 +52,6 @@ const UCollator* OpenCollator(const std::string& locale, bool caseSensitive) {
   SUGThrow(ErrorMessage(58041, {BaseStringUtil::Utf8ToString(locale), L"Locale",
                                 L"an ICU locale such as sv_SE, or nothing"}));
 }
-
-/// Reads a text's sort key piece by piece, so that no key is ever held whole.
-class SortKeyReader {
- public:
-  SortKeyReader(const UCollator* collator, const RefLongVarChar& trimmed)
-      : collator_(collator), text_(trimmed) {
-    uiter_setString(&characters_, text_.units(), text_.length());
-  }
-
-  /// The next 8 bytes as a number, big end first, zero beyond the key's end.
-  uint64 Next() {
-    uint8 bytes[8] = {};
-    UErrorCode status = U_ZERO_ERROR;
-    const int32 count = ucol_nextSortKeyPart(collator_, &characters_, state_, bytes, 8, &status);
-    ThrowIfOutOfMemory(status);
-    atEnd_ = U_FAILURE(status) || count < 8;
-    uint64 part = 0;
-    for (int i = 0; i < 8; ++i) part = part << 8 | (i < count ? bytes[i] : 0);
-    return part;
-  }
-  bool AtEnd() const { return atEnd_; }
-
- private:
-  const UCollator* collator_;
-  Utf16Text text_;
-  UCharIterator characters_;
-  uint32_t state_[2] = {};
-  bool atEnd_ = false;
-};
 
 }  // namespace
 
@@ -125,15 +99,43 @@ int LocaleOrder::Compare(const RefLongVarChar& a, const RefLongVarChar& b) const
 }
 
 uint64 LocaleOrder::Prefix(const RefLongVarChar& text) const {
-  return SortKeyReader(collator_, TrimTrailingBlanks(text)).Next();
+  const Utf16Text units(TrimTrailingBlanks(text));
+  UCharIterator characters;
+  uiter_setString(&characters, units.units(), units.length());
+  uint32_t state[2] = {};
+  uint8 bytes[8] = {};
+  UErrorCode status = U_ZERO_ERROR;
+  const int32 count = ucol_nextSortKeyPart(collator_, &characters, state, bytes, 8, &status);
+  ThrowIfOutOfMemory(status);
+  // Big end first, zero beyond the key's end.
+  uint64 part = 0;
+  for (int i = 0; i < 8; ++i) part = part << 8 | (i < count ? bytes[i] : 0);
+  return part;
 }
 
 uint64 LocaleOrder::Hash(const RefLongVarChar& text) const {
-  SortKeyReader key(collator_, TrimTrailingBlanks(text));
+  // The whole key: of its pieces each is made by going through the text from its start again.
+  const Utf16Text units(TrimTrailingBlanks(text));
+  XeAutoBuffer<uint8, 256> key;
+  const auto write = [&] {
+    const std::size_t room =
+        std::min<std::size_t>(key.capacity(), std::numeric_limits<int32>::max());
+    return static_cast<uint32>(ucol_getSortKey(collator_, units.units(), units.length(), key.data(),
+                                               static_cast<int32>(room)));
+  };
+  uint32 bytes = write();
+  if (bytes > key.capacity()) {
+    key.ReserveUnset(bytes);
+    bytes = write();
+  }
+  // None at all is ICU's way to say that memory did not do.
+  if (bytes == 0) throw std::bad_alloc();
   uint64 hash = kHashSeed;
-  do {
-    hash = MixHash(hash, key.Next());
-  } while (!key.AtEnd());
+  for (uint32 at = 0; at < bytes; at += sizeof(uint64)) {
+    uint64 part = 0;
+    std::memcpy(&part, key.data() + at, std::min<std::size_t>(sizeof part, bytes - at));
+    hash = MixHash(hash, part);
+  }
   return hash;
 }
 

@@ -51,8 +51,8 @@ RecordPacker::RecordPacker(uint32 recordSize, const XeRecordMetaData& layout)
   for (std::size_t i = 0; i < texts_.size(); ++i) {
     const uint32 next = i + 1 < texts_.size() ? texts_[i + 1].recordOffset : recordSize;
     const uint32 end = texts_[i].recordOffset + kLongVarPrefix + texts_[i].mostBytes;
-    // Behind a text there is room for a zero character, which is not kept.
-    const uint32 from = std::min(end + (uint32{1} << texts_[i].shift), next);
+    // The zero character is not kept.
+    const uint32 from = std::min(end + texts_[i].endBytes, next);
     if (from == next) continue;
     parts_.push_back({from, packedOffset, next - from});
     packedOffset += next - from;
@@ -68,10 +68,11 @@ void RecordPacker::FindTexts(const XeRecordMetaData& layout) {
     const bool isText = type == XeVarCharData || type == XeLongVarCharData;
     if (!isText && type != XeVarBinaryData && type != XeLongVarBinaryData) continue;
     const bool isUnicode = field.IsUnicode(layout.IsUnicodeRecord());
+    const uint32 shift = isText && isUnicode ? 2 : 0;
     texts_.push_back(
         {field.GetDataOffset(), field.GetNullOffset(), 0,
          XeRecordMetaData::GetByteLength(type, field.GetLength(), isUnicode) - kLongVarPrefix,
-         isText && isUnicode ? 2u : 0u});
+         shift, isText ? uint32{1} << shift : 0});
   }
 }
 

@@ -99,6 +99,8 @@ class XEUTILITY_API RecordPacker {
     uint32 mostBytes;
     /// A character takes 1 << shift bytes.
     uint32 shift;
+    /// Of the room for a zero character behind it, which binaries have not.
+    uint32 endBytes;
 
     uint32 CountBytes(const uint8* record) const;
   };

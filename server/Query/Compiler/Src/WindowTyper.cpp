@@ -239,7 +239,8 @@ TypedExpressionPtr ExpressionTyper::WindowSize(const SqlExpression& rows, uint64
   const std::optional<uint64> count = ReadRowCount(rows, kClause);
   if (!count) ThrowPlanError(kLimitNotConstant, rows.position, {kClause});
   // The node makes room for the whole window at once.
-  const uint64 most = std::min(scope_.GetSchema() ? scope_.GetSchema()->mostRows + 1 : 1, kMost);
+  const uint64 mostRows = scope_.GetSchema() ? scope_.GetSchema()->mostRows : 0;
+  const uint64 most = std::min(mostRows, kMost - 1) + 1;
   return MakeTypedConstant({XeInt4Data, static_cast<int32>(std::min(*count, most - more) + more)},
                            rows.position);
 }

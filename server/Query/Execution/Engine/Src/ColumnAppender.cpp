@@ -224,30 +224,37 @@ class TextAppender final : public TypedAppender<TextAppender> {
   }
   void PutVector(uint64 row, const BatchVector& vector, uint32 of) {
     const BatchText text = vector.GetText(of);
+    // One that is computed has no blanks to come: it ends with a zero, as a record would hold it.
+    const bool endsEarly = vector.texts != nullptr && text.length < fixedLength_;
     if (vector.form == ColumnForm::kText8) {
-      PutText(row, text.characters, text.length);
+      PutText(row, text.characters, text.length, endsEarly);
     } else {
-      PutText(row, reinterpret_cast<const wchar_t*>(text.characters), text.length);
+      PutText(row, reinterpret_cast<const wchar_t*>(text.characters), text.length, endsEarly);
     }
   }
   void PutNull(uint64 row) { End(row); }
 
  private:
   template <class Character>
-  void PutText(uint64 row, const Character* text, uint32 length) {
+  void PutText(uint64 row, const Character* text, uint32 length, bool endsEarly = false) {
     uint32 all = 0;
     for (uint32 i = 0; i < length; ++i) all |= static_cast<uint32>(text[i]);
     isAscii_ = isAscii_ && all < 0x80;
     if (all >= 0x100 && !isWide_) Widen();
     if (isWide_) {
-      buffers_.values.Reserve((characters_ + length) * sizeof(wchar_t));
-      std::copy_n(text, length, buffers_.values.As<wchar_t>() + characters_);
+      Append<wchar_t>(text, length, endsEarly);
     } else {
-      buffers_.values.Reserve(characters_ + length);
-      std::copy_n(text, length, buffers_.values.GetData() + characters_);
+      Append<uint8>(text, length, endsEarly);
     }
-    characters_ += length;
     End(row);
+  }
+  template <class Stored, class Character>
+  void Append(const Character* text, uint32 length, bool endsEarly) {
+    buffers_.values.Reserve((characters_ + length + 1) * sizeof(Stored));
+    Stored* const out = buffers_.values.As<Stored>() + characters_;
+    std::copy_n(text, length, out);
+    out[length] = 0;
+    characters_ += length + (endsEarly ? 1 : 0);
   }
   void Widen() {
     ColumnBuffer wide;

@@ -191,8 +191,18 @@ void RelationRun::TakeEqualities(const TableRef& left, const TableRef& right,
 JoinedRows RelationRun::JoinSides(const TableRef& left, const TableRef& right,
                                   const JoinEqualities& equalities, JoinKind kind,
                                   const PairFilter& admits) {
-  const KeyColumns leftSide = MakeKeys(left, equalities.left, equalities.types);
-  const KeyColumns rightSide = MakeKeys(right, equalities.right, equalities.types);
+  std::vector<XeDataType> types = equalities.types;
+  const auto isName = [](const SqlExpressionPtr& key) {
+    return key->kind == SqlExpression::Kind::kName;
+  };
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    // Fixed texts that are computed have no length that a cast could name; as long ones they
+    // compare the same.
+    const bool areColumns = isName(equalities.left[i]) && isName(equalities.right[i]);
+    if (types[i] == XeCharData && !areColumns) types[i] = XeLongVarCharData;
+  }
+  const KeyColumns leftSide = MakeKeys(left, equalities.left, types);
+  const KeyColumns rightSide = MakeKeys(right, equalities.right, types);
   return JoinRows({leftSide.table.get(), leftSide.columns},
                   {rightSide.table.get(), rightSide.columns}, kind, admits, session_.runProgress_);
 }
