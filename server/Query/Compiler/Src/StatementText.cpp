@@ -13,6 +13,7 @@
 #include "TableLiterals.h"
 #include "TryCasts.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/Settings.h"
 #include "Utility/XeMemory.h"
 
 namespace sqxer {
@@ -142,6 +143,10 @@ ScanResultPtr UnpackTokens(const PgQueryScanResult& scan) {
 }  // namespace
 
 ParsedTree ParseTree(const std::string& sql) {
+  const uint64 mostBytes = Settings::Current()->GetSwitches().statementLength_;
+  if (sql.size() > mostBytes)
+    ThrowPlanError(kStatementTooLong, 0,
+                   {std::to_wstring(sql.size()), Wide(SUSystemConfig::TextOfSize(mostBytes))});
   if (std::size_t zero = sql.find('\0'); zero != std::string::npos)
     ThrowPlanError(kSyntaxError, static_cast<int>(zero), {L"the statement holds a zero byte"});
   if (!BaseStringUtil::IsValidUtf8(sql))
