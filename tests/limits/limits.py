@@ -27,12 +27,12 @@ FIRST_ERROR, LAST_ERROR = 57174, 57183
 #: How the table is made: a few groups, many groups, numbers and texts in no order.
 TABLE = """
 SELECT i AS id,
-       MOD(i * 7919, 100) AS few,
-       MOD(i * 104729, {rows} / 3 + 1) AS many,
-       MOD(i * 15485863, 1000003) / 8.0 AS x,
-       CONCAT('text ', MOD(i * 32452843, {rows} / 2 + 1)) AS s,
-       DATE '2000-01-01' + MOD(i, 9000) AS d
-FROM GENERATE_SERIES(1, {rows}) AS series(i)
+       MOD(n * 7919, 100) AS few,
+       MOD(n * 104729, {many}) AS many,
+       MOD(n * 15485863, 1000003) / 8.0 AS x,
+       CONCAT('text ', MOD(n * 32452843, {texts})) AS s,
+       DATE '2000-01-01' + CAST(i % 9000 AS INTEGER) AS d
+FROM (SELECT i, CAST(i AS NUMERIC) AS n FROM GENERATE_SERIES(1, {rows}) AS series(i)) AS numbers
 """
 
 
@@ -166,7 +166,7 @@ def run(sqxer: Path, folder: Path, sql: str, *options: str) -> Ended:
         # Its own process at once: what a fork of this one takes must not count.
         process = os.posix_spawn(
             sqxer,
-            [str(sqxer), "-C", str(folder), "--no-progress", "-o", "csv", *options, sql],
+            [str(sqxer), "-C", str(folder), "--no-progress", *options, sql],
             {**os.environ, "PWD": str(folder)},
             file_actions=[
                 (os.POSIX_SPAWN_DUP2, output.fileno(), 1),
@@ -190,7 +190,7 @@ def run(sqxer: Path, folder: Path, sql: str, *options: str) -> Ended:
 
 
 def make_tables(sqxer: Path, folder: Path, rows: int) -> None:
-    query = TABLE.format(rows=rows)
+    query = TABLE.format(rows=rows, many=rows // 3 + 1, texts=rows // 2 + 1)
     for name in ("big.csv", "big.csv.gz", "big.jsonl"):
         made = run(sqxer, folder, f"COPY ({query}) TO '{folder / name}'")
         if made.status != 0:

@@ -174,8 +174,8 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "the result needs more memory than the switch MemoryLimit gives, {0}: have it written to a "
        "file, or read it while it is made, or filter its rows"},
       {57182, 1,
-       "the rows of a subquery, a view or a query of WITH need more memory than the switch "
-       "MemoryLimit gives, {0}: filter them there, or take fewer columns"},
+       "the rows of a subquery, a view, a query of WITH or a new table need more memory than the "
+       "switch MemoryLimit gives, {0}: filter them there, or take fewer columns"},
       {57183, 1,
        "the statement needs more room in temporary files than the switch TempLimit gives, {0}"},
       {57184, 2,
