@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "Engine/Engine.h"
 #include "server/Query/Execution/Engine/TemporaryFolder.h"
 
@@ -151,6 +153,21 @@ TEST_F(Limits, OfTheTextOfAStatement) {
   EXPECT_THAT(ErrorOf("SELECT '" + std::string(1100, 'x') + "'"),
               HasSubstr("57184: the statement has 1109 bytes, and the switch StatementLength gives "
                         "1KiB"));
+}
+
+TEST_F(Limits, TextsOfManyCommentsTakeTimeByTheirLength) {
+  constexpr int kMany = 200000;
+  std::string nested = "SELECT 1 ", beside = "SELECT 1 ", lines = "SELECT 1 ";
+  for (int i = 0; i < kMany; ++i) {
+    nested += "/*";
+    beside += "/* x */ ";
+    lines += "--x\n";
+  }
+  for (int i = 0; i < kMany; ++i) nested += "*/";
+  const auto start = std::chrono::steady_clock::now();
+  for (const std::string& sql : {nested, beside, lines}) EXPECT_EQ(Write(sql + "AS a"), "a\n1\n");
+  // By the square of it they take a minute.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
 }
 
 TEST_F(Limits, OfPackedFiles) {
