@@ -226,10 +226,11 @@ void Shell::SetOutput(const std::optional<std::string>& path) {
 
 void Shell::SetSwitch(const std::string& name, const std::string& value) {
   if (!session_.IsUntrusted()) return session_.Set(name, value);
-  // As a statement does, within the limits.
+  // As a statement does, within the limits. Another name is refused here, whatever it holds.
+  session_.Get(name);
   std::string text;
   for (const char c : value) text += c == '\'' ? std::string("''") : std::string(1, c);
-  session_.Query(fmt::format("SET {} = '{}'", QuoteName(name), text));
+  session_.Query(fmt::format("SET {} = '{}'", name, text));
 }
 
 void Shell::RunFile(const std::string& path) {

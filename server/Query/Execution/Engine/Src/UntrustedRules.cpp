@@ -38,6 +38,8 @@ bool IsWithin(const fs::path& path, const fs::path& folder) {
 
 /// Whether links and all, it is a file of the folder, or nothing at all there.
 bool IsReadable(const fs::path& path, const std::string& folder) {
+  // Standard input.
+  if (path == "-") return false;
   if (std::ranges::find(path, fs::path("..")) != path.end()) return false;
   std::error_code error;
   const fs::path root = fs::canonical(folder, error);
