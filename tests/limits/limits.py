@@ -121,6 +121,33 @@ KINDS = (
         "AVG(x) OVER (PARTITION BY many) FROM big",
     ),
     Kind("window of medians", "SELECT id, MEDIAN(x) OVER (PARTITION BY few) AS m FROM big"),
+    Kind("tiles", "SELECT id, NTILE(10) OVER (ORDER BY id) AS t FROM big"),
+    Kind("shares", "SELECT id, PERCENT_RANK() OVER (PARTITION BY few ORDER BY x) AS p FROM big"),
+    Kind(
+        "moving frames",
+        "SELECT id, AVG(x) OVER (ORDER BY id ROWS BETWEEN 100 PRECEDING AND CURRENT ROW) AS a, "
+        "MEDIAN(x) OVER (ORDER BY id ROWS BETWEEN 1000 PRECEDING AND CURRENT ROW) AS m FROM big",
+    ),
+    Kind("DISTINCT ON", "SELECT DISTINCT ON (few) few, id, s FROM big ORDER BY few, id DESC"),
+    Kind("INTERSECT", "SELECT many FROM big INTERSECT SELECT id FROM big"),
+    Kind(
+        "EXISTS",
+        "SELECT COUNT(*) FROM big a WHERE EXISTS (SELECT 1 FROM big b WHERE b.many = a.id)",
+    ),
+    Kind(
+        "series",
+        "SELECT COUNT(*), SUM(i) FROM GENERATE_SERIES(1, 20000000) AS g(i) WHERE i % 3 = 0",
+    ),
+    Kind(
+        "statistics",
+        "SELECT many, STDDEV(x), CORR(id, x), REGR_SLOPE(id, x) FROM big GROUP BY many",
+        spills=True,
+    ),
+    Kind("SUMMARIZE", "SUMMARIZE SELECT id, x, s FROM big"),
+    Kind(
+        "lists of all",
+        "SELECT few, STRING_AGG(DISTINCT s, ',') FROM big WHERE many < 1000 GROUP BY few",
+    ),
     Kind(
         "join by number",
         "SELECT COUNT(*), SUM(a.x - b.x) FROM big AS a JOIN big AS b ON a.id = b.many",

@@ -155,6 +155,20 @@ TEST_F(Limits, OfTheTextOfAStatement) {
                         "1KiB"));
 }
 
+TEST_F(Limits, SummariesReadTablesThatAreNotKept) {
+  folder_.Write("f.csv", "a,b\n1,x\n2,y\n3,z\n");
+  const std::string table = Write("SUMMARIZE f");
+  const std::string query = Write("SUMMARIZE SELECT a, b FROM f");
+  Session other;
+  other.SetDirectory(folder_.Path());
+  other.Set("TableMemory", "1");
+  std::string text;
+  const auto append = [&](std::string_view piece) { text += piece; };
+  other.Write("SUMMARIZE f", append);
+  other.Write("SUMMARIZE SELECT a, b FROM f", append);
+  EXPECT_EQ(text, table + query);
+}
+
 TEST_F(Limits, TextsOfManyCommentsTakeTimeByTheirLength) {
   constexpr int kMany = 200000;
   std::string nested = "SELECT 1 ", beside = "SELECT 1 ", lines = "SELECT 1 ";
