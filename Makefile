@@ -9,7 +9,7 @@ CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
         bench-micro bench-python bench-spark bench-suite bench-windows fuzz fuzz-reader fuzz-short \
-        fuzz-targets format format-check python-check tidy \
+        fuzz-targets format format-check limits python-check tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -53,6 +53,12 @@ bench-files: bench-suite
 bench-growth: bench-suite
 	$(DRIVER) driver.growth $(if $(ROWS),--rows $(ROWS))
 	$(DRIVER) driver.report
+
+## Every kind of query over ten million rows under a few limits of memory: what it takes, and that it
+## ends with its result or the error of the limit (ROWS=N: another table; LIMITS=MIB,MIB: others).
+limits: configure
+	@cmake --build --preset release -j $(JOBS) --target sqxer
+	python3 tests/limits/limits.py --sqxer $(SQXER) $(if $(ROWS),--rows $(ROWS)) $(if $(LIMITS),--limits $(LIMITS))
 
 # A peer that cannot be installed is skipped by the suite, which says so.
 bench-suite:

@@ -57,9 +57,17 @@ threadsafety = 1
 paramstyle = "qmark"
 
 
-def connect(directory: str | os.PathLike[str] = ".", threads: int | None = None) -> Connection:
-    """A session of its own. `directory`: where a bare name of a table means NAME.csv."""
-    return Connection(directory, threads)
+def connect(
+    directory: str | os.PathLike[str] = ".",
+    threads: int | None = None,
+    *,
+    untrusted: bool = False,
+) -> Connection:
+    """A session of its own. `directory`: where a bare name of a table means NAME.csv.
+
+    `untrusted`: the statements are others'; see `Connection`.
+    """
+    return Connection(directory, threads, untrusted=untrusted)
 
 
 def sql(

@@ -42,11 +42,23 @@ class Connection:
     [(5,)]
     """
 
-    def __init__(self, directory: str | os.PathLike[str] = ".", threads: int | None = None) -> None:
-        """`directory`: where a bare name of a table means NAME.csv. `threads`: all processors."""
+    def __init__(
+        self,
+        directory: str | os.PathLike[str] = ".",
+        threads: int | None = None,
+        *,
+        untrusted: bool = False,
+    ) -> None:
+        """`directory`: where a bare name of a table means NAME.csv. `threads`: all processors.
+
+        `untrusted`: statements are others'. They read files below `directory` and what is
+        registered, write none, and have tighter limits, which `set` can widen and they cannot.
+        """
         self._session: _engine.Session | None = _engine.Session()
         self._session.set_directory(os.fspath(directory))
         self._session.set_threads(threads or os.cpu_count() or 1)
+        if untrusted:
+            self._session.set_untrusted()
         self._statements = 0
         _open.add(self)
 

@@ -332,6 +332,9 @@ NB_MODULE(_engine, module) {
           [](PythonSession& session, unsigned threads) { session.Get().SetThreads(threads); },
           nb::call_guard<nb::gil_scoped_release>())
       .def(
+          "set_untrusted", [](PythonSession& session) { session.Get().SetUntrusted(); },
+          nb::call_guard<nb::gil_scoped_release>())
+      .def(
           "set_directory",
           [](PythonSession& session, const std::string& directory) {
             session.Get().SetDirectory(directory);

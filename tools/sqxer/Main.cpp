@@ -34,6 +34,7 @@ void PrintSwitches() {
 
 /// What the session needs to know before it runs a statement. Throws Error.
 void SetUp(Session& session, const Options& options, const std::vector<KnownTable>& opened) {
+  if (options.untrusted) session.SetUntrusted();
   for (const auto& [name, value] : options.switches) session.Set(name, value);
   if (options.sql.empty() && !options.sqlFile) session.RefuseStandardInput();
   session.SetFileOptions(options.files);

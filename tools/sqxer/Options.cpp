@@ -137,6 +137,11 @@ std::variant<Options, ExitStatus> ReadOptions(int count, const char* const* argu
                  "Of text files without a byte order mark, such as latin1 (default: UTF-8)")
       ->type_name("NAME");
 
+  app.add_flag(
+      "--untrusted", options.untrusted,
+      "The SQL is not the caller's own: it reads files below DIR alone, besides the tables "
+      "named here, writes none, and has tighter limits, which --set can widen");
+
   app.option_defaults()->group("Results");
   app.add_option(
          "-o,--output", format,

@@ -48,6 +48,8 @@ struct Options {
   /// Of what the reference is to be printed: a name, or of all functions when it is empty.
   std::optional<std::string> functions;
   bool showSwitches = false;
+  /// The statements come from nobody knows whom.
+  bool untrusted = false;
 };
 
 /// The exit statuses of the command.

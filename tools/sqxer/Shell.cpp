@@ -82,7 +82,8 @@ Shell::Shell(engine::Session& session, Options options, std::vector<KnownTable> 
 
 ExitStatus Shell::Run() {
   LineEditor editor(
-      HistoryFile(FindHistoryPath()),
+      // What is typed for others' statements is no one's history.
+      HistoryFile(session_.IsUntrusted() ? std::string() : FindHistoryPath()),
       [this](std::string_view before, std::string_view after) { return Complete(before, after); });
   WriteOut(fmt::format("sqxer {} (\\? lists the commands, \\q leaves)\n", engine::GetVersion()));
   for (const KnownTable& table : opened_) RunCommand("\\d " + QuoteName(table.name));
@@ -215,19 +216,28 @@ void Shell::Show(std::string_view text) {
 }
 
 void Shell::SetOutput(const std::optional<std::string>& path) {
+  if (path && session_.IsUntrusted()) {
+    return PrintError("\\o writes a file, which --untrusted does not: --out does");
+  }
   if (file_) file_->Complete();
   file_.reset();
   if (path) file_.emplace(path);
 }
 
 void Shell::SetSwitch(const std::string& name, const std::string& value) {
-  session_.Set(name, value);
+  if (!session_.IsUntrusted()) return session_.Set(name, value);
+  // As a statement does, within the limits. Another name is refused here, whatever it holds.
+  session_.Get(name);
+  std::string text;
+  for (const char c : value) text += c == '\'' ? std::string("''") : std::string(1, c);
+  session_.Query(fmt::format("SET {} = '{}'", name, text));
 }
 
 void Shell::RunFile(const std::string& path) {
   if (depth_ == kMostDepth) {
     return PrintError(fmt::format("{} is not run: files run each other {} deep", path, kMostDepth));
   }
+  session_.CheckReadable(path);
   const std::string text = engine::ReadSqlText(path);
   ++depth_;
   std::size_t start = 0;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace sqxer {
 namespace {
@@ -50,12 +51,17 @@ void ColumnBuffer::Move(std::size_t capacity) {
   const std::size_t wanted = capacity + kColumnPadding;
   ColumnBuffer target;
   if (wanted < kMappedBytes) {
+    target.Count(wanted);
     target.data_ = static_cast<uint8*>(::operator new(wanted, kAlignment));
     target.capacity_ = capacity;
   } else {
-    target.mapped_ = RoundUp(wanted, kHugePage);
-    target.data_ = MapAligned(target.mapped_);
-    target.capacity_ = target.mapped_ - kColumnPadding;
+    const std::size_t pages = RoundUp(wanted, kHugePage);
+    // Of pages that move only the new ones count now.
+    const bool isCounted = mapped_ > 0 && budget_ == StatementBudget::OfThread().budget;
+    target.Count(pages - (isCounted ? std::min(pages, counted_) : 0));
+    target.data_ = MapAligned(pages);
+    target.mapped_ = pages;
+    target.capacity_ = pages - kColumnPadding;
     if (mapped_ > 0) {
       // The pages move, not what stands in them.
       if (mremap(data_, mapped_, mapped_, MREMAP_MAYMOVE | MREMAP_FIXED, target.data_) ==
@@ -65,6 +71,7 @@ void ColumnBuffer::Move(std::size_t capacity) {
       data_ = nullptr;
       capacity_ = mapped_ = 0;
       Swap(target);
+      if (isCounted) TakeCount(target);
       return;
     }
   }
@@ -79,7 +86,10 @@ void ColumnBuffer::Shrink(std::size_t bytes) {
   if (mapped_ == 0 && capacity_ - bytes < capacity_ / kWorthIt) return;
   if (mapped_ == 0 || bytes + kColumnPadding < kMappedBytes) return Move(bytes);
   const std::size_t kept = RoundUp(bytes + kColumnPadding, PageSize());
-  if (kept < mapped_) munmap(data_ + kept, mapped_ - kept);
+  if (kept < mapped_) {
+    munmap(data_ + kept, mapped_ - kept);
+    CountDown(mapped_ - kept);
+  }
   mapped_ = kept;
   capacity_ = kept - kColumnPadding;
 }
@@ -92,6 +102,24 @@ void ColumnBuffer::Release() noexcept {
   }
   data_ = nullptr;
   capacity_ = mapped_ = 0;
+  CountDown(counted_);
+}
+
+void ColumnBuffer::Count(std::size_t bytes) {
+  budget_ = StatementBudget::CountBlock(bytes);
+  counted_ = budget_ == nullptr ? 0 : bytes;
+}
+
+void ColumnBuffer::TakeCount(ColumnBuffer& from) {
+  counted_ += std::exchange(from.counted_, 0);
+  budget_ = std::exchange(from.budget_, nullptr);
+}
+
+void ColumnBuffer::CountDown(std::size_t bytes) noexcept {
+  const std::size_t less = std::min(bytes, counted_);
+  counted_ -= less;
+  if (budget_ != nullptr && less != 0) budget_->GiveBack(less);
+  if (counted_ == 0) budget_ = nullptr;
 }
 
 }  // namespace sqxer

@@ -78,6 +78,9 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57039, 0,
        "the fields of CSV are parted by one ASCII character, which is no quotation mark or line "
        "end"},
+      {57040, 2,
+       "\"{0}\" unpacks to more than {1} times its size, which may be meant to do harm: raise the "
+       "switch UnpackRatio if it is not"},
 
       {57100, 1, "an expression ended with a status that is neither a value nor NULL: {0}"},
       {57101, 1, "an expression that is never NULL gave NULL for the column \"{0}\""},
@@ -142,6 +145,54 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
        "of numbers behind it"},
       {57173, 0, "the statement took longer than the switch StatementTimeout allows"},
       {57171, 1, "a chart cannot show more than {0} points: group the rows"},
+      {57174, 1, "the statement needs more memory than the switch MemoryLimit gives, {0}"},
+      {57175, 2,
+       "the rows read of \"{1}\" need more memory than the switch MemoryLimit gives, {0}: name "
+       "fewer "
+       "columns, or go over the rows once, since what groups or filters them keeps none of a table "
+       "beyond TableMemory"},
+      {57176, 1,
+       "the groups need more memory than the switch MemoryLimit gives, {0}: lower the switch "
+       "GroupMemory, beyond which groups are sorted on disk, or filter the rows"},
+      {57177, 2,
+       "the values that {1} holds of a group need more memory than the switch MemoryLimit gives, "
+       "{0}: "
+       "filter the rows, or make smaller groups"},
+      {57178, 1,
+       "the rows of a join need more memory than the switch MemoryLimit gives, {0}: filter the "
+       "rows "
+       "before they are joined, or read fewer columns of them"},
+      {57179, 1,
+       "sorting needs more memory than the switch MemoryLimit gives, {0}: read fewer columns, or "
+       "let "
+       "LIMIT say how many rows are wanted"},
+      {57180, 1,
+       "the windows need more memory than the switch MemoryLimit gives, {0}: filter the rows, or "
+       "make "
+       "smaller partitions"},
+      {57181, 1,
+       "the result needs more memory than the switch MemoryLimit gives, {0}: have it written to a "
+       "file, or read it while it is made, or filter its rows"},
+      {57182, 1,
+       "the rows of a subquery, a view, a query of WITH or a new table need more memory than the "
+       "switch MemoryLimit gives, {0}: filter them there, or take fewer columns"},
+      {57183, 1,
+       "the statement needs more room in temporary files than the switch TempLimit gives, {0}"},
+      {57184, 2,
+       "the statement has {0} bytes, and the switch StatementLength gives {1}: hand over a table "
+       "instead of a list, or run the statements one by one"},
+
+      {57190, 1,
+       "an untrusted session reads the regular files of its folder alone, and this is none of "
+       "them: "
+       "\"{0}\""},
+      {57191, 1, "an untrusted session writes no files: \"{0}\""},
+      {57192, 1,
+       "the statements of an untrusted session cannot raise its limits, nor say where its files "
+       "are: {0}"},
+      {57193, 1,
+       "\"{0}\" takes too many steps of SQLite for a row, as a view without an end would: an "
+       "untrusted session does not wait for it"},
 
       {57200, 1,
        "the Arrow data of \"{0}\" have been read or released before: hand over a new stream"},

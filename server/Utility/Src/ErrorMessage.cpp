@@ -77,6 +77,7 @@ ErrorMessage::ErrorMessage(int code, std::vector<XeString> arguments, const XeSt
 }
 
 void ErrorMessage::AddInput(const XeString& column, const std::string& value) {
+  if (isOfStatement_) return;
   const bool isTold = std::ranges::find(inputs_, column, &Input::column) != inputs_.end();
   if (!isTold) inputs_.push_back({column, value});
 }

@@ -2,6 +2,10 @@
 
 #include <sys/mman.h>
 
+#include <cstring>
+
+#include "Utility/StatementBudget.h"
+
 namespace sqxer {
 namespace {
 
@@ -9,9 +13,12 @@ constexpr std::size_t kHugePage = std::size_t{2} << 20;
 /// Less is not worth the rest of a page.
 constexpr std::size_t kLeastBytes = 2 * kHugePage;
 
-}  // namespace
+/// A block that may count has behind it the budget that it counts with, if any.
+std::size_t CountRoom(std::size_t bytes) {
+  return bytes < StatementBudget::kLeastBytes ? bytes : bytes + sizeof(StatementBudget*);
+}
 
-void* AllocateScattered(std::size_t bytes) {
+void* Allocate(std::size_t bytes) {
   if (bytes < kLeastBytes) return ::operator new(bytes);
   void* const memory = ::operator new (bytes, std::align_val_t{kHugePage});
   // A system without huge pages does as well, if slower.
@@ -19,12 +26,39 @@ void* AllocateScattered(std::size_t bytes) {
   return memory;
 }
 
-void FreeScattered(void* memory, std::size_t bytes) noexcept {
+void Free(void* memory, std::size_t bytes) noexcept {
   if (bytes < kLeastBytes) {
     ::operator delete(memory);
   } else {
     ::operator delete (memory, std::align_val_t{kHugePage});
   }
+}
+
+}  // namespace
+
+void* AllocateScattered(std::size_t bytes) {
+  const std::size_t room = CountRoom(bytes);
+  if (room == bytes) return Allocate(bytes);
+  if (room < bytes) throw std::bad_alloc();
+  StatementBudget* const budget = StatementBudget::CountBlock(room);
+  try {
+    void* const memory = Allocate(room);
+    std::memcpy(static_cast<char*>(memory) + bytes, &budget, sizeof budget);
+    return memory;
+  } catch (...) {
+    if (budget != nullptr) budget->GiveBack(room);
+    throw;
+  }
+}
+
+void FreeScattered(void* memory, std::size_t bytes) noexcept {
+  const std::size_t room = CountRoom(bytes);
+  if (room != bytes && memory != nullptr) {
+    StatementBudget* budget;
+    std::memcpy(&budget, static_cast<const char*>(memory) + bytes, sizeof budget);
+    if (budget != nullptr) budget->GiveBack(room);
+  }
+  Free(memory, room);
 }
 
 }  // namespace sqxer

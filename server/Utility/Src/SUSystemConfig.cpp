@@ -13,6 +13,7 @@
 #include "Utility/DateTimeMetaData.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 
@@ -84,24 +85,51 @@ constexpr const char* kSize = "a size above 0 such as 256MiB, 64KiB, 1GiB or a n
 
 template <auto Member>
 std::string ShowSize(const SUSystemConfig& config) {
-  const auto* unit = std::ranges::find_if(kSizeUnits, [&](const SizeUnit& candidate) {
-    return config.*Member % (uint64{1} << candidate.shift) == 0;
-  });
-  return std::to_string(config.*Member >> unit->shift) + unit->name;
+  return SUSystemConfig::TextOfSize(config.*Member);
+}
+
+bool ReadSize(const std::string& value, uint64& bytes) {
+  std::string_view rest;
+  const auto number = ReadNumber(value, rest);
+  if (!number) return false;
+  for (const SizeUnit& unit : kSizeUnits) {
+    if (!IsMatch(rest, unit.name)) continue;
+    if (*number > std::numeric_limits<uint64>::max() >> unit.shift) return false;
+    bytes = *number << unit.shift;
+    return true;
+  }
+  return false;
 }
 
 template <auto Member>
 bool SetSize(SUSystemConfig& config, const std::string& value) {
+  uint64 bytes;
+  if (!ReadSize(value, bytes) || bytes == 0) return false;
+  config.*Member = bytes;
+  return true;
+}
+
+constexpr const char* kSizeOrNone =
+    "a size such as 256MiB, 64KiB, 1GiB or a number of bytes, or 0 for any";
+
+template <auto Member>
+bool SetSizeOrNone(SUSystemConfig& config, const std::string& value) {
+  return ReadSize(value, config.*Member);
+}
+
+std::string ShowMemoryLimit(const SUSystemConfig& config) {
+  if (config.memoryLimit_ != 0) return SUSystemConfig::TextOfSize(config.memoryLimit_);
+  return std::to_string(config.memoryShare_) + "%";
+}
+
+bool SetMemoryLimit(SUSystemConfig& config, const std::string& value) {
   std::string_view rest;
-  const auto number = ReadNumber(value, rest);
-  if (!number || *number == 0) return false;
-  for (const SizeUnit& unit : kSizeUnits) {
-    if (!IsMatch(rest, unit.name)) continue;
-    if (*number > std::numeric_limits<uint64>::max() >> unit.shift) return false;
-    config.*Member = *number << unit.shift;
-    return true;
-  }
-  return false;
+  const auto share = ReadNumber(value, rest);
+  if (!share || rest != "%") return SetSize<&SUSystemConfig::memoryLimit_>(config, value);
+  if (*share < 1 || *share > 100) return false;
+  config.memoryLimit_ = 0;
+  config.memoryShare_ = static_cast<int>(*share);
+  return true;
 }
 
 /// A word as a template argument.
@@ -210,6 +238,19 @@ const SwitchRow kSwitches[] = {
      "once "
      "keeps none.",
      ShowSize<&SUSystemConfig::tableMemory_>, SetSize<&SUSystemConfig::tableMemory_>},
+    {"MemoryLimit", "a size above 0 such as 4GiB, or a share of the machine's memory such as 80%",
+     "How much memory a statement may take, with the tables and results that the session keeps. "
+     "Groups, joins, sorts and medians go to temporary files or to several passes before that; "
+     "what cannot is an error. A machine's memory is that of its control group where that is less.",
+     ShowMemoryLimit, SetMemoryLimit},
+    {"TempLimit", kSizeOrNone, "How many bytes of temporary files a statement may hold at once.",
+     ShowSize<&SUSystemConfig::tempLimit_>, SetSizeOrNone<&SUSystemConfig::tempLimit_>},
+    {"StatementLength", kSize, "How long the text of a statement may be, in bytes.",
+     ShowSize<&SUSystemConfig::statementLength_>, SetSize<&SUSystemConfig::statementLength_>},
+    {"UnpackRatio", "a whole number above 0",
+     "How many bytes may come of one byte of a packed file. The first 64 MiB are not asked.",
+     ShowNumber<&SUSystemConfig::unpackRatio_>,
+     SetNumber<&SUSystemConfig::unpackRatio_, 1, std::numeric_limits<int>::max()>},
     {"JsonErrors", "error or null", "What text that is no JSON gives: an error, or NULL.",
      JsonErrors::Show, JsonErrors::Set},
     {"SubstringCompliance", kOnOff,
@@ -292,6 +333,25 @@ bool SUSystemConfig::GetCompatFlag(std::string_view name) const {
   if (name == "ZEPH_SUBSTRING_VELMAR_COMPLIANCE") return substringCompliance_;
   return lengthKeepsBlanks_ && (name == "ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR" ||
                                 name == "ZEPH_DISABLE_RIGHTTRIM_FOR_VARCHAR");
+}
+
+uint64 SUSystemConfig::GetMemoryLimit() const {
+  if (memoryLimit_ != 0) return std::min(memoryLimit_, StatementBudget::kNoLimit);
+  const uint64 machine = GetMachineMemory();
+  if (machine == 0) return StatementBudget::kNoLimit;
+  return machine / 100 * static_cast<uint64>(memoryShare_);
+}
+
+uint64 SUSystemConfig::GetTempLimit() const {
+  return tempLimit_ == 0 ? StatementBudget::kNoLimit : tempLimit_;
+}
+
+std::string SUSystemConfig::TextOfSize(uint64 bytes) {
+  if (bytes == 0) return "0";
+  const auto* unit = std::ranges::find_if(kSizeUnits, [&](const SizeUnit& candidate) {
+    return bytes % (uint64{1} << candidate.shift) == 0;
+  });
+  return std::to_string(bytes >> unit->shift) + unit->name;
 }
 
 bool SUCompatFlag::GetBool(const char* name) { return Settings::Current()->GetCompatFlag(name); }

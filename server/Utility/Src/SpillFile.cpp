@@ -43,13 +43,38 @@ SpillFile::Calls SpillFile::SetCalls(const Calls& replacement) {
 }
 
 SpillFile::SpillFile(const std::string& folder)
-    : folder_(ChooseFolder(folder)), file_(calls.open(folder_.c_str())) {
+    : folder_(ChooseFolder(folder)),
+      file_(calls.open(folder_.c_str())),
+      budget_(StatementBudget::OfThread().budget) {
   if (file_ < 0) ThrowFailure(errno);
+  // The budget stays as long as something counts with it.
+  try {
+    if (budget_ != nullptr) budget_->Take(sizeof *this);
+  } catch (...) {
+    close(file_);
+    throw;
+  }
 }
 
-SpillFile::~SpillFile() { close(file_); }
+SpillFile::~SpillFile() {
+  close(file_);
+  if (budget_ == nullptr) return;
+  budget_->GiveBackTemporary(size_);
+  budget_->GiveBack(sizeof *this);
+}
 
 void SpillFile::Append(const uint8* bytes, std::size_t count) {
+  if (budget_ != nullptr) budget_->TakeTemporary(count);
+  const uint64 wanted = size_ + count;
+  try {
+    Write(bytes, count);
+  } catch (...) {
+    if (budget_ != nullptr) budget_->GiveBackTemporary(wanted - size_);
+    throw;
+  }
+}
+
+void SpillFile::Write(const uint8* bytes, std::size_t count) {
   while (count > 0) {
     const ssize_t written = calls.write(file_, bytes, count, static_cast<off_t>(size_));
     if (written < 0) {

@@ -6,12 +6,14 @@
 #include <string>
 
 #include "Utility/Export.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
 
 /// A temporary file without a name: the system frees its room as soon as it is closed, however the
-/// process ends. Every failure is error 59180 (folder, the system's reason).
+/// process ends. Every failure is error 59180 (folder, the system's reason); 57183 when it gets
+/// longer than the statement's budget allows.
 class XEUTILITY_API SpillFile {
  public:
   /// The system calls behind it. Each answers as the call does and sets errno.
@@ -38,11 +40,14 @@ class XEUTILITY_API SpillFile {
   void Read(uint64 offset, uint8* bytes, std::size_t count) const;
 
  private:
+  void Write(const uint8* bytes, std::size_t count);
   [[noreturn]] void ThrowFailure(int error) const;
 
   std::string folder_;
   int file_;
   uint64 size_ = 0;
+  /// Of the thread that made it: the bytes count with it. Null for none.
+  StatementBudget* budget_;
 };
 
 }  // namespace sqxer

@@ -10,6 +10,7 @@
 #include "RunMerger.h"
 #include "SortBuffer.h"
 #include "SpillFile.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/SystemUtility.h"
 #include "Utility/XeAssert.h"
 
@@ -18,6 +19,8 @@ namespace sqxer {
 namespace {
 
 constexpr std::size_t kDefaultRunBufferSize = 256;
+/// A statement may have several sorters, and each needs memory beside its buffer.
+constexpr uint64 kPartsOfBudget = 16;
 constexpr std::size_t kMaxWriteBytes = std::size_t{1} << 20;
 /// Fewer are sorted in about the time that it takes to read the clock twice. Groups of a few rows
 /// may be many.
@@ -44,6 +47,8 @@ struct SqrtSorter::State {
         unique(removeDuplicates),
         timer(operatorTimer),
         initialBytes(GetInitialBufferBytes()),
+        mostBytes(std::max(initialBytes, static_cast<std::size_t>(StatementBudget::CapShare(
+                                             kMaxBufferBytes, kPartsOfBudget)))),
         buffer(order, packer, removeDuplicates, keepInputOrder) {}
 
   void Forget();
@@ -58,7 +63,7 @@ struct SqrtSorter::State {
   const bool unique;
   OperatorTimer& timer;
   std::size_t initialBytes;
-  std::size_t mostBytes = kMaxBufferBytes;
+  std::size_t mostBytes;
   uint64 limit = 0;
   bool hasKeys = false;
   RecordPacker packer;

@@ -7,6 +7,8 @@
 #include <new>
 #include <string>
 
+#include "Utility/StatementBudget.h"
+
 namespace sqxer {
 
 namespace {
@@ -19,6 +21,8 @@ thread_local std::size_t bytesOfThread = 0;
 /// alignment.
 struct alignas(16) BlockHeader {
   std::size_t bytes;
+  /// What it counts with; null for none.
+  StatementBudget* budget;
 #ifdef XE_TRACK_MEMORY
   std::source_location where;
   BlockHeader* previous;
@@ -70,10 +74,15 @@ LiveBlocks& GetLiveBlocks() {
 
 void* MemoryGateway::Allocate(std::size_t bytes, [[maybe_unused]] std::source_location where) {
   if (bytes > SIZE_MAX - sizeof(BlockHeader)) throw std::bad_alloc();
+  StatementBudget* const budget = StatementBudget::CountBlock(bytes);
   void* const room = std::malloc(sizeof(BlockHeader) + bytes);
-  if (room == nullptr) throw std::bad_alloc();
+  if (room == nullptr) {
+    if (budget != nullptr) budget->GiveBack(bytes);
+    throw std::bad_alloc();
+  }
   auto* const header = new (room) BlockHeader{};
   header->bytes = bytes;
+  header->budget = budget;
 #ifdef XE_TRACK_MEMORY
   header->where = where;
   GetLiveBlocks().Add(header);
@@ -90,6 +99,7 @@ void MemoryGateway::Free(void* block) noexcept {
   bytesInUse.fetch_sub(header->bytes, std::memory_order_relaxed);
   blocksInUse.fetch_sub(1, std::memory_order_relaxed);
   bytesOfThread -= header->bytes;
+  if (header->budget != nullptr) header->budget->GiveBack(header->bytes);
 #ifdef XE_TRACK_MEMORY
   GetLiveBlocks().Remove(header);
 #endif

@@ -40,7 +40,7 @@ class SQXER_ENGINE_API Session {
   Session& operator=(Session&&) noexcept;
 
   /// A switch of ListSwitches, for the statements to come: among them are the limits of memory
-  /// (GroupMemory, TableMemory).
+  /// and time (MemoryLimit, TempLimit, StatementTimeout).
   void Set(const std::string& name, const std::string& value);
   /// The value of a switch, which a statement may have set.
   std::string Get(const std::string& name);
@@ -49,6 +49,16 @@ class SQXER_ENGINE_API Session {
   void SetThreads(unsigned threads);
   /// Where a bare table name means NAME.csv.
   void SetDirectory(const std::string& directory);
+
+  /// From now on the texts of statements come from people that nobody knows. They read regular
+  /// files of the directory alone, wherever links lead (error 57190), beside the tables that the
+  /// program adds, and write none (57191); views of databases are confined (57193). Limits become
+  /// tighter: a gibibyte of memory, four of temporary files, a minute, a mebibyte of SQL. Set makes
+  /// them what the program wants; statements can only lower them (57192).
+  void SetUntrusted();
+  bool IsUntrusted() const;
+  /// That statements of the session may read a file: error 57190 of an untrusted one.
+  void CheckReadable(const std::string& path) const;
 
   /// How text files are read that have not been yet. Error 57023 for an encoding, and 57039 for a
   /// delimiter, that is none.

@@ -33,14 +33,18 @@ class XEUTILITY_API ErrorMessage : public std::exception {
   /// the innermost place is the most useful one.
   int GetSourcePosition() const { return position_; }
   void SetSourcePosition(int position) {
-    if (position_ == kNoPosition) position_ = position;
+    if (position_ == kNoPosition && !isOfStatement_) position_ = position;
   }
   /// Number of the input row (1 is the first) that was being evaluated, or kNoRow. The first one
   /// set stays.
   int64 GetRowNumber() const { return row_; }
   void SetRowNumber(int64 row) {
-    if (row_ == kNoRow) row_ = row;
+    if (row_ == kNoRow && !isOfStatement_) row_ = row;
   }
+
+  /// It is one of the statement as a whole, such as of a limit: where it came up says nothing.
+  bool IsOfStatement() const { return isOfStatement_; }
+  void SetOfStatement() { isOfStatement_ = true; }
 
   /// Columns that the failed expression reads, and their values for the row, as results show them.
   struct Input {
@@ -65,6 +69,7 @@ class XEUTILITY_API ErrorMessage : public std::exception {
   int code_;
   int position_ = kNoPosition;
   int64 row_ = kNoRow;
+  bool isOfStatement_ = false;
   const char* file_ = "";
   int line_ = 0;
   std::vector<XeString> arguments_;

@@ -8,7 +8,8 @@
 namespace sqxer {
 
 /// Memory for tables whose entries are looked up in no order: from some mebibytes on it stands in
-/// huge pages where the system has them. Out of memory throws std::bad_alloc.
+/// huge pages where the system has them. It counts with the statement's budget, whose errors pass.
+/// Out of memory throws std::bad_alloc.
 XEUTILITY_API void* AllocateScattered(std::size_t bytes);
 /// `bytes` are those that were asked for.
 XEUTILITY_API void FreeScattered(void* memory, std::size_t bytes) noexcept;

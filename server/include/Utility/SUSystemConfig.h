@@ -34,6 +34,15 @@ class XEUTILITY_API SUSystemConfig {
   uint64 joinMemory_ = uint64{256} << 20;
   /// How much text of a table's files is read before rows are no longer kept.
   uint64 tableMemory_ = uint64{64} << 20;
+  /// What a statement may take of memory: bytes, or where these are 0 percent of the machine's.
+  uint64 memoryLimit_ = 0;
+  int memoryShare_ = 80;
+  /// What it may take of temporary files, in bytes; 0 is any number.
+  uint64 tempLimit_ = 0;
+  /// Bytes that a statement's text may have.
+  uint64 statementLength_ = uint64{16} << 20;
+  /// How many bytes may come of one of a packed file.
+  int unpackRatio_ = 10000;
   /// Milliseconds; 0 is any time.
   int statementTimeout_ = 0;
   JsonErrors jsonErrors_ = JsonErrors::kError;
@@ -69,6 +78,12 @@ class XEUTILITY_API SUSystemConfig {
   SUSystemConfig Checked() const;
   /// See SUCompatFlag.
   bool GetCompatFlag(std::string_view name) const;
+  /// What the switch MemoryLimit gives in bytes; StatementBudget::kNoLimit where it cannot be told.
+  uint64 GetMemoryLimit() const;
+  /// The same of TempLimit.
+  uint64 GetTempLimit() const;
+  /// Bytes as sizes are shown: 64MiB.
+  static std::string TextOfSize(uint64 bytes);
 };
 
 /// Compatibility flags: switches under the names by which older callers read them.

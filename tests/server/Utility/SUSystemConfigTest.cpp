@@ -20,6 +20,10 @@ std::map<std::string, std::string> Values(const SUSystemConfig& config) {
           {"GroupMemory", text(config.groupMemory_)},
           {"JoinMemory", text(config.joinMemory_)},
           {"TableMemory", text(config.tableMemory_)},
+          {"MemoryLimit", text(config.memoryLimit_) + "/" + text(config.memoryShare_)},
+          {"TempLimit", text(config.tempLimit_)},
+          {"StatementLength", text(config.statementLength_)},
+          {"UnpackRatio", text(config.unpackRatio_)},
           {"StatementTimeout", text(config.statementTimeout_)},
           {"JsonErrors", text(static_cast<int>(config.jsonErrors_))},
           {"SubstringCompliance", text(config.substringCompliance_)},
@@ -52,6 +56,8 @@ TEST(SUSystemConfig, SetsEachSwitchAndNoOther) {
              "Locale sv_SE sv_SE|Locale sv-SE sv_SE|"
              "Locale de@collation=phonebook de@collation=phonebook|GroupMemory 1 1|"
              "GroupMemory 64KiB 65536|GroupMemory 1gib 1073741824|GroupMemory 2TiB 2199023255552|"
+             "MemoryLimit 64MiB 67108864/80|MemoryLimit 5% 0/5|TempLimit 1KiB 1024|TempLimit 0 0|"
+             "StatementLength 2KiB 2048|UnpackRatio 7 7|"
              "GroupMemory 18446744073709551615 18446744073709551615")) {
     const auto parts = Split(one, ' ');
     std::map<std::string, std::string> expected = Values({});

@@ -21,7 +21,7 @@ _sqxer() {
   if [[ -z $choices && $word == -* ]]; then
     choices='-c --command -f --file --param -t --table -C --dir --schema --delimiter --header --null
       --encoding -o --output --out --plot --rows --no-header --threads --set --errors --repeat
-      --timing --no-progress
+      --timing --no-progress --untrusted
       --functions --help --help-switches --version'
   fi
   if [[ -n $choices ]]; then

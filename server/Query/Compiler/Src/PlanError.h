@@ -11,6 +11,7 @@ namespace sqxer {
 
 /// The errors that planning itself raises; the sentences are in the message catalogue.
 enum PlanErrorCode {
+  kStatementTooLong = 57184,
   kSyntaxError = 58001,
   kStatementNotUnderstood = 58002,
   kClauseNotUnderstood = 58003,

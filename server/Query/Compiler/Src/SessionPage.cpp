@@ -77,6 +77,39 @@ Files are read by queries: `INSERT INTO t SELECT * FROM 'file.csv'` does what CO
   SET holds for the statements to come, RESET puts back what the session began with. A value stands in quotation marks,
   or without, as far as the statement goes: `SET GroupMemory = 64MiB`.
 
+## Limits
+
+What a statement may take is bounded by switches; beyond one it ends with an error that names it, and leaves nothing.
+
+| switch | |
+|---|---|
+| `MemoryLimit` | memory, by default 80 % of the machine's, or of the control group's where that is less |
+| `TempLimit` | bytes of temporary files at once |
+| `StatementTimeout` | milliseconds |
+| `StatementLength` | bytes of its text. Expressions nest 1,000 deep at most, views 64 |
+| `UnpackRatio` | bytes that may come of one byte of a packed file |
+
+- `MemoryLimit` counts rows of tables, groups, values that aggregates hold, joins, sorts, windows and results, and what
+  the session keeps of statements before: tables of CREATE TABLE, tables of files, results that a program has not
+  released. Tables of files are let go, and read again, where they would leave less than half.
+- Groups, distinct values, medians and quantiles, sorts and windows go to temporary files when they have taken their
+  share of what is left, a join looks up its keys in several passes, and of a table of CSV or JSON lines a statement that
+  reads the rows once keeps none. What has to be in memory as a whole ends the statement: rows that are joined, that
+  windows or subqueries go over, or that the result keeps.
+- Blocks of less than 4 KiB do not count, nor do libraries, stacks and the program's own data: some 64 MiB.
+
+A session can be *untrusted* (`sqxer --untrusted`, `sqxer.connect(untrusted=True)`, `Session::SetUntrusted`): its
+statements come from people that nobody knows.
+
+- They read regular files below the folder of `-C` (Python: `directory`), wherever links lead; a path with `..` is
+  refused, and so are pipes, devices and standard input. Tables that the program or the command line gives may be
+  anywhere.
+- They write nothing: no COPY, in the shell no `\o` and no history; `--out` is the caller's own.
+- Views of SQLite call no extensions and no pragmas, and end when they take 100 million steps for a row. A database is
+  read as it stands, without what a writer of the moment has not finished.
+- The limits are 1 GiB of memory, 4 GiB of temporary files, a minute, 1 MiB of SQL and a ratio of 200. `--set` widens
+  them; SET can only lower them, and RESET takes that back. SET refuses `TempDirectory`.
+
 ## EXPLAIN ANALYZE
 
 Runs the query, throws its rows away, and tells behind the plan what each kind of step has taken, without what the

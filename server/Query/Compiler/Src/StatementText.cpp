@@ -13,6 +13,8 @@
 #include "TableLiterals.h"
 #include "TryCasts.h"
 #include "Utility/BaseStringUtil.h"
+#include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/XeMemory.h"
 
 namespace sqxer {
@@ -102,8 +104,10 @@ class DepthBound {
 };
 
 /// Takes the room that the grammar's library may need for a text, and gives it back: where memory
-/// runs out on the library it ends the process.
+/// runs out on the library it ends the process. It is soon given back, so it does not count: what
+/// has no memory left may still drop a table.
 void ClaimRoom(const std::string& sql) {
+  const BudgetScope uncounted(static_cast<StatementBudget*>(nullptr));
   constexpr std::size_t kRoomForAny = std::size_t{1} << 20;
   constexpr std::size_t kRoomPerByte = 320;
   MemoryGateway::Free(MemoryGateway::Allocate(kRoomForAny + kRoomPerByte * sql.size(),
@@ -142,6 +146,10 @@ ScanResultPtr UnpackTokens(const PgQueryScanResult& scan) {
 }  // namespace
 
 ParsedTree ParseTree(const std::string& sql) {
+  const uint64 mostBytes = Settings::Current()->GetSwitches().statementLength_;
+  if (sql.size() > mostBytes)
+    ThrowPlanError(kStatementTooLong, 0,
+                   {std::to_wstring(sql.size()), Wide(SUSystemConfig::TextOfSize(mostBytes))});
   if (std::size_t zero = sql.find('\0'); zero != std::string::npos)
     ThrowPlanError(kSyntaxError, static_cast<int>(zero), {L"the statement holds a zero byte"});
   if (!BaseStringUtil::IsValidUtf8(sql))

@@ -27,6 +27,7 @@ void ReplaceTryCasts(std::string& sql, const PgQuery__ScanResult& tokens) {
     const PgQuery__ScanToken& token = *tokens.tokens[i];
     const bool isName = token.token == PG_QUERY__TOKEN__IDENT &&
                         static_cast<std::size_t>(token.end - token.start) == kTryCast.size();
+    if (!isName) continue;
     std::size_t next = i + 1;
     while (next + 1 < tokens.n_tokens &&
            (tokens.tokens[next]->token == PG_QUERY__TOKEN__SQL_COMMENT ||
@@ -34,7 +35,7 @@ void ReplaceTryCasts(std::string& sql, const PgQuery__ScanResult& tokens) {
       ++next;
     }
     const bool isCall = tokens.tokens[next]->token == PG_QUERY__TOKEN__ASCII_40;
-    if (isName && isCall && IsTryCast(sql, token.start)) {
+    if (isCall && IsTryCast(sql, token.start)) {
       sql.replace(static_cast<std::size_t>(token.start), kCast.size(), kCast);
     }
   }

@@ -52,6 +52,13 @@ enum EngineErrorCode {
   kNothingToDraw = 57170,
   kTooManyPoints = 57171,
   kTimedOut = 57173,
+  /// One for each MemoryUse.
+  kFirstOfMemory = 57174,
+  kLastOfMemory = 57182,
+  kTempLimit = 57183,
+  kOutsideFolder = 57190,
+  kWritesNothing = 57191,
+  kLimitRaised = 57192,
 };
 
 /// Raises an error that only has arguments.

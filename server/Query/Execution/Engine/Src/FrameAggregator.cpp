@@ -6,6 +6,7 @@
 #include "EngineError.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 namespace {
@@ -53,8 +54,9 @@ FrameAggregator::FrameAggregator(Aggregate& aggregate, uint32 inputSize, WindowR
       joins_(stateBytes_ > 0 && aggregate.CanJoinStates()),
       exchanges_(stateBytes_ == 0 && aggregate.HoldMovingRows()),
       goesOn_(stateBytes_ == 0 && aggregate.GoesOnAfterOutput()),
-      mostBytes_(
-          std::max<std::size_t>(Settings::Current()->GetSwitches().groupMemory_, kLeastBytes)),
+      mostBytes_(std::max<std::size_t>(
+          StatementBudget::CapShare(Settings::Current()->GetSwitches().groupMemory_, 8),
+          kLeastBytes)),
       state_(stateBytes_),
       start_(stateBytes_),
       one_(stateBytes_) {}

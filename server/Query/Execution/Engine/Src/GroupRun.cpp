@@ -6,6 +6,7 @@
 #include "ChunkBuilder.h"
 #include "ErrorInputs.h"
 #include "GroupParts.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 namespace {
@@ -73,7 +74,8 @@ GroupSets MakeSets(const QueryPlan& plan, WorkRecord& input, uint64 mostRows) {
   GroupSets sets;
   const std::vector<ColumnInfo> fields = GroupRun::FieldsOf(plan);
   const std::size_t count = std::max<std::size_t>(plan.groupingSets.size(), 1);
-  const uint64 memory = Settings::Current()->GetSwitches().groupMemory_ / count;
+  const uint64 memory =
+      StatementBudget::CapShare(Settings::Current()->GetSwitches().groupMemory_, 4) / count;
   for (std::size_t i = 0; i < count; ++i) {
     const PlanGroupingSet* const set = plan.groupingSets.empty() ? nullptr : &plan.groupingSets[i];
     sets.push_back(std::make_unique<GroupSet>(fields, plan.groupKeys.size(), set, input,
@@ -127,6 +129,7 @@ void GroupRun::SetParts(GroupRuns parts, uint64 memory) {
 }
 
 void GroupRun::Run(ProgressMeter& meter) {
+  const BudgetScope use(MemoryUse::kGroups);
   meter.Start(RunPhase::kGrouping, scan_.CountRows());
   profile_ = RunProfile::Current();
   takesBatches_ = scan_.HasBatches();

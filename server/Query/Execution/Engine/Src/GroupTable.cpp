@@ -126,7 +126,7 @@ GroupTable::GroupTable(WorkRecord& group, std::size_t keyCount, WorkRecord& inpu
       keyCount_(keyCount),
       input_(input),
       aggregates_(aggregates),
-      memory_(memoryLimit),
+      memory_(memoryLimit, keyCount == 0),
       keys_(KeysOfFirstFields(group, keyCount)),
       keyPacker_(CountKeyBytes(group, keyCount), TakeFields(group, keyCount)),
       keepsPackedKeys_(HasWideKeysBeforeLast(group, keyCount)),

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "Table.h"
+#include "Utility/HugePages.h"
 
 namespace sqxer {
 
@@ -11,7 +12,8 @@ namespace sqxer {
 template <class T>
 ColumnVector MakeColumn(std::span<const T> numbers, ColumnForm form) {
   constexpr std::size_t kReadableBeyond = 64;
-  auto values = std::make_shared<std::vector<T>>(numbers.begin(), numbers.end());
+  auto values =
+      std::make_shared<std::vector<T, ScatteredAllocator<T>>>(numbers.begin(), numbers.end());
   values->resize(numbers.size() + kReadableBeyond / sizeof(T));
   ColumnVector vector;
   vector.form = form;

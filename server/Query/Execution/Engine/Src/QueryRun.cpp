@@ -9,6 +9,7 @@
 #include "GroupParts.h"
 #include "RecordKeys.h"
 #include "SQXERBatchLoops.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -80,7 +81,8 @@ void QueryRun::UseThreads(uint32 threads, std::vector<QueryPlan> plans) {
       parts.push_back(std::make_unique<GroupRun>(plan, scan.GetTable(), nullptr));
     }
     // Together they hold as much again as the groups of the run at most.
-    const uint64 memory = settings_->GetSwitches().groupMemory_ / parts.size();
+    const uint64 memory =
+        StatementBudget::CapShare(settings_->GetSwitches().groupMemory_, 4) / parts.size();
     grouping_->SetParts(std::move(parts), memory);
   } else if (scan.GetFilter() != nullptr && FilterParts::GainsFrom(*scan.GetFilter())) {
     scan.SetFilterParts(std::make_unique<FilterParts>(otherPlans_, scan.GetTable()));
@@ -128,7 +130,8 @@ void QueryRun::BindOutputs() {
   if (!IsGrouped()) PrepareWindows();
   if (plan_.distinct) {
     distinct_.emplace(result_, static_cast<std::size_t>(plan_.visibleOutputs), noInput_,
-                      noAggregates_, settings_->GetSwitches().groupMemory_, 0);
+                      noAggregates_,
+                      StatementBudget::CapShare(settings_->GetSwitches().groupMemory_, 4), 0);
     const bool areAllVisible = outputs_.size() == static_cast<std::size_t>(plan_.visibleOutputs);
     if (scan_.HasBatches() && areAllVisible) distinctBatch_.emplace(*distinct_);
   }
@@ -150,7 +153,8 @@ void QueryRun::BindOutputs() {
 void QueryRun::PrepareRowOrder() {
   if (!sorter_ || distinct_ || !CanLookUpRows()) return;
   const Table& table = *scan_.GetTable();
-  const uint64 memory = SortedRows::GetMostBytes(settings_->GetSwitches().groupMemory_);
+  const uint64 memory =
+      StatementBudget::CapShare(SortedRows::GetMostBytes(settings_->GetSwitches().groupMemory_), 2);
   if (windows_ && !windows_->KeepAllResults(table.rowCount, memory)) return;
   std::vector<SortedRows::Key> keys;
   for (const PlanSortKey& key : plan_.order) {
@@ -216,6 +220,7 @@ void QueryRun::Run(ResultSink& sink, const RunProgress& progress) {
     Scan();
     EmitWindowRows();
   }
+  const BudgetScope use(sink_->GetMemoryUse());
   if (distinct_ && !IsComplete()) EmitDistinct();
   if (sortsNumbers_) {
     EmitRowsByNumber();
@@ -236,11 +241,12 @@ void QueryRun::CountRowsOfSteps() const {
 
 void QueryRun::ReadGroups() {
   const RunProfile::Scope step(profile_, Step::kGroup);
+  const BudgetScope use(MemoryUse::kGroups);
   groups_.chunks.clear();
   groups_.rowCount = 0;
   rowOrder_.reset();
   lateOutputs_.reset();
-  const uint64 memory = settings_->GetSwitches().groupMemory_;
+  const uint64 memory = StatementBudget::CapShare(settings_->GetSwitches().groupMemory_, 4);
   const bool comeAgain = windows_ ? !windows_->AreImmediate() : sorter_ && !distinct_;
   const bool areKept = comeAgain && scan_.HasBatches() && grouping_->AreAllLive() &&
                        grouping_->CountLive() <= memory / source_.GetSize();
@@ -293,7 +299,14 @@ void QueryRun::Start(bool byNumbers) {
   }
 }
 
+MemoryUse QueryRun::UseOfScan() const {
+  if (windows_ && !windows_->AreImmediate()) return MemoryUse::kWindow;
+  if (distinct_) return MemoryUse::kGroups;
+  return sorter_ ? MemoryUse::kSort : sink_->GetMemoryUse();
+}
+
 void QueryRun::Scan() {
+  const BudgetScope use(UseOfScan());
   meter_.Start(AfterScan(), IsGrouped() ? grouping_->CountLive() : scan_.CountRows());
   scan_.Scan(*this, meter_);
 }

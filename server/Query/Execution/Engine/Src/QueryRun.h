@@ -72,6 +72,8 @@ class QueryRun final : private RowTaker {
   /// `byNumbers`: rows are sorted by their numbers where that can be.
   void Start(bool byNumbers);
   void Scan();
+  /// What most of the memory is taken for while the rows come.
+  MemoryUse UseOfScan() const;
   void BeginResult();
   Outcome TakeWindowBatch(BatchRows rows);
   /// Rows whose windows, if any, have been written.

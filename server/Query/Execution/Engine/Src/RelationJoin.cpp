@@ -247,6 +247,7 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
   if (!isInner) ofSides = WithReads(WithReads(std::move(ofSides), on), conditions);
   TableRef left = MakeRows(*source.left, ofSides, leftConditions);
   TableRef right = MakeRows(*source.right, ofSides, rightConditions);
+  const BudgetScope use(MemoryUse::kJoin);
   WidenSides(on, WithReads(WithReads(ofSides, on), conditions), left, right);
   const JoinLayout layout = ArrangeColumns(join, left->schema, right->schema);
 

@@ -88,7 +88,7 @@ void AddMoments(Table& table, const std::vector<PlanConstant>& given, const SqlR
   if (step != nullptr && step->GetSpan() == 0) RefuseSeries(relation);
   if (std::ranges::any_of(given, &PlanConstant::IsNull)) return;
   const XeDateTime last = ReadMoment(given[1]);
-  std::vector<XeDateTime> moments;
+  std::vector<XeDateTime, ScatteredAllocator<XeDateTime>> moments;
   for (XeDateTime next = ReadMoment(given[0]); step->GetSpan() > 0 ? next <= last : next >= last;) {
     if (moments.size() == kMostSeries) RefuseSeries(relation);
     if (moments.size() % kMostGatheredRows == 0) Cancellation::Check();
@@ -128,6 +128,7 @@ TableRef RelationRun::MakeSeries(const SqlRelation& relation) {
   std::vector<PlanConstant> given;
   for (std::size_t i = 0; i < relation.arguments.size(); ++i)
     given.push_back(row.rowCount == 0 ? PlanConstant{typeOf(i), {}} : ReadValues(row, i)[0]);
+  const BudgetScope use(MemoryUse::kInnerRows);
   auto table = std::make_shared<Table>();
   const XeString name = relation.alias.empty() ? relation.table : relation.alias;
   table->schema.columns.push_back({name, XeUnknown, 0, 0, false});

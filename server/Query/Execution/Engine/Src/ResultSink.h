@@ -6,6 +6,7 @@
 
 #include "Catalog.h"
 #include "SQXERBatch.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/XeRecordMetaData.h"
 
 namespace sqxer {
@@ -19,6 +20,8 @@ class ResultSink {
   virtual void Begin(const std::vector<ColumnInfo>& columns, const XeRecordMetaData& layout) = 0;
   /// The record is valid during the call only.
   virtual void Row(const uint8* record) = 0;
+  /// What memory is taken for that it keeps rows in.
+  virtual MemoryUse GetMemoryUse() const { return MemoryUse::kResult; }
   /// Whether rows may come by Batch, too.
   virtual bool TakesBatches() const { return false; }
   /// The wanted rows of a batch, in order, a vector for each visible column. Valid during the call

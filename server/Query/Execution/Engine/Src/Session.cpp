@@ -34,9 +34,10 @@ using Clock = std::chrono::steady_clock;
 /// Says of errors of the rows where the statement names the table.
 class PlacedSource final : public ChunkSource {
  public:
-  PlacedSource(std::unique_ptr<ChunkSource> rows, int position)
-      : rows_(std::move(rows)), position_(position) {}
+  PlacedSource(std::unique_ptr<ChunkSource> rows, XeString table, int position)
+      : rows_(std::move(rows)), table_(std::move(table)), position_(position) {}
   const TableChunk* Next() override {
+    const BudgetScope use(MemoryUse::kTable, table_.c_str());
     try {
       return rows_->Next();
     } catch (ErrorMessage& error) {
@@ -47,12 +48,14 @@ class PlacedSource final : public ChunkSource {
 
  private:
   const std::unique_ptr<ChunkSource> rows_;
+  const XeString table_;
   const int position_;
 };
 
 std::unique_ptr<ChunkSource> TakeRest(LazyTable& table, int position) {
   std::unique_ptr<ChunkSource> rest = table.TakeRest();
-  return rest ? std::make_unique<PlacedSource>(std::move(rest), position) : nullptr;
+  if (!rest) return nullptr;
+  return std::make_unique<PlacedSource>(std::move(rest), table.Get().schema.name, position);
 }
 
 /// Adds what the thread spills from construction to destruction.
@@ -82,12 +85,6 @@ class Stopwatch {
 };
 
 }  // namespace
-
-void Session::Set(const std::string& name, const std::string& value) {
-  SUSystemConfig switches = settings_->GetSwitches();
-  switches.Set(name, value);
-  settings_ = std::make_shared<const Settings>(switches);
-}
 
 void Session::AddTable(const std::string& name, const std::string& path) {
   const bool isPath = TablePath::Parse(path).IsPath();
@@ -218,6 +215,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   const auto known = tables_.find(key);
   const Stopwatch watch(timing_.load);
   const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kScan);
+  const BudgetScope use(MemoryUse::kTable, tableName.c_str());
   const auto partial = partialTables_.find(key);
   TablePtr table;
   if (known != tables_.end()) {
@@ -228,7 +226,7 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
     table = source->second();
   } else {
     if (path.empty()) path = FindInDirectory(name);
-    table = Open(tableName, path);
+    table = Open(tableName, path, added != paths_.end());
     openedPaths_[key] = path;
     // Also when an error uses it up: what is left of it must not be taken for a table.
     if (!table->IsRepeatable()) tables_[key] = table;
@@ -279,21 +277,25 @@ std::string Session::FindInDirectory(const XeString& name) const {
   return found;
 }
 
-Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
+Session::TablePtr Session::Open(const XeString& name, const std::string& path, bool isGiven) {
   const auto schema = schemas_.find(FoldedName(name));
   const DeclaredTypes declared = schema == schemas_.end() ? DeclaredTypes() : schema->second;
   const TablePath parsed = TablePath::Parse(path);
+  if (!isGiven) CheckReadable(parsed.file);
   if (parsed.kind == TablePath::Kind::kDatabase) {
-    return std::make_shared<LoadedTable>(std::make_shared<const Table>(
-        LoadSqliteTable(parsed.file, parsed.table, name, declared, loadProgress_)));
+    return std::make_shared<LoadedTable>(std::make_shared<const Table>(LoadSqliteTable(
+        parsed.file, parsed.table, name, declared, isUntrusted_ && !isGiven, loadProgress_)));
   }
   CheckStandardInput(parsed.file);
   using Content = TextTable::Content;
   const Content content = parsed.kind == TablePath::Kind::kJsonLines ? Content::kJsonLines
                           : parsed.kind == TablePath::Kind::kStream  ? Content::kAny
                                                                      : Content::kCsv;
-  auto table =
-      std::make_shared<TextTable>(FindFiles(parsed.file), name, declared, fileOptions_, content);
+  const std::vector<std::string> files = FindFiles(parsed.file);
+  for (const std::string& file : files) {
+    if (!isGiven) CheckReadable(file);
+  }
+  auto table = std::make_shared<TextTable>(files, name, declared, fileOptions_, content);
   if (warnOfHeader_ != nullptr && table->LooksHeaderLikeData() && warnedOf_.insert(path).second) {
     warnOfHeader_(path);
   }
@@ -303,6 +305,7 @@ Session::TablePtr Session::Open(const XeString& name, const std::string& path) {
 void Session::Execute(const std::string& sql, ResultSink& sink, int repeat) {
   const SettingsScope scope(settings_);
   const CancellationScope cancellation(cancellation_);
+  const BudgetScope counted(BeginBudget());
   timing_ = {};
   tag_.clear();
   isRunOnce_ = repeat == 1;

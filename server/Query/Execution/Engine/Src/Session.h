@@ -21,6 +21,7 @@
 #include "TextTable.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 
@@ -52,6 +53,12 @@ class Session : public Catalog {
   /// its errors.
   void Set(const std::string& name, const std::string& value);
   const SettingsRef& GetSettings() const { return settings_; }
+  /// From now on statements come from nobody knows whom: see UntrustedRules. Limits become tighter;
+  /// Set makes them as wide as the program wants. Tables that the program adds may be anywhere.
+  void SetUntrusted();
+  bool IsUntrusted() const { return isUntrusted_; }
+  /// Of an untrusted session: error 57190 for a file that its statements may not read.
+  void CheckReadable(const std::string& path) const;
 
   /// A table by name (letter case ignored): a path as TablePath reads it, or the bare name of a
   /// pipe. Error 57015 (path) or 57031 (path, kind) for any other, and 57032.
@@ -120,6 +127,9 @@ class Session : public Catalog {
   /// Of the last Execute, also of a failed one; `run` and `spilledBytes` are those of all
   /// repetitions together.
   const Timing& GetTiming() const { return timing_; }
+  /// What the session counts with, under the limits of now. Execute does; what is done beside it
+  /// may count, too.
+  StatementBudget* BeginBudget();
   /// What the last statement has done, as PostgreSQL tags commands: "INSERT 0 12". Empty for one
   /// with rows, and for one that has failed.
   const std::string& GetTag() const { return tag_; }
@@ -160,7 +170,8 @@ class Session : public Catalog {
 
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
-  TablePtr Open(const XeString& name, const std::string& path);
+  /// `isGiven`: by the program, not by a statement.
+  TablePtr Open(const XeString& name, const std::string& path, bool isGiven);
   /// By which tables can be named: those that were added, and files of the directory.
   std::vector<XeString> ListNames() const;
   /// NAME.csv in the directory. Errors 57001 and 57031.
@@ -168,9 +179,11 @@ class Session : public Catalog {
   /// Error 57032.
   void CheckStandardInput(const std::string& path) const;
 
+  StatementBudget::Owner budget_ = StatementBudget::Make();
   SettingsRef settings_ = Settings::Current();
   /// What RESET goes back to.
   SettingsRef firstSettings_ = settings_;
+  bool isUntrusted_ = false;
   uint32 threads_ = 1;
   const Cancellation* cancellation_ = nullptr;
   std::string directory_ = ".";

@@ -49,6 +49,8 @@ void SessionStatements::Do(const SqlDescribe& describe) {
 void SessionStatements::Do(const SqlSummarize& summarize) {
   const SqlQuery& query = *summarize.query;
   const std::vector<ColumnInfo> columns = session_.FindColumns(sql_, query);
+  // Rows that are not kept are read for the summary, from their start.
+  session_.partialTables_.clear();
   const bool isTable = IsTable(query);
   std::vector<XeString> names;
   for (const ColumnInfo& column : columns) {

@@ -10,6 +10,7 @@
 #include "SqlNames.h"
 #include "TablePath.h"
 #include "TableSink.h"
+#include "UntrustedRules.h"
 
 namespace sqxer {
 namespace {
@@ -167,6 +168,7 @@ void SessionStatements::Do(const SqlCopy& copy) {
   if (!session_.openCopyTarget_)
     ThrowPlanError(kCopyFailed, copy.filePosition,
                    {Wide(copy.file), L"this session writes no files"});
+  if (session_.IsUntrusted()) ThrowPlanError(kWritesNothing, copy.filePosition, {Wide(copy.file)});
   const SqlPlacedName file{Wide(copy.file), copy.filePosition};
   const std::unique_ptr<CopyTarget> target =
       AtName(file, [&] { return session_.openCopyTarget_(copy); });
@@ -176,9 +178,17 @@ void SessionStatements::Do(const SqlCopy& copy) {
   Finish("COPY " + std::to_string(rows), rows);
 }
 
+void SessionStatements::Set(const std::string& name, const std::string& value) {
+  SUSystemConfig switches = session_.settings_->GetSwitches();
+  switches.Set(name, value);
+  if (session_.IsUntrusted())
+    untrusted::CheckSwitches(switches, session_.firstSettings_->GetSwitches());
+  session_.settings_ = std::make_shared<const Settings>(switches);
+}
+
 void SessionStatements::Do(const SqlSet& set) {
   const std::string name = BaseStringUtil::StringToUtf8(KnownSwitch(set.name));
-  AtName({{}, set.valuePosition}, [&] { session_.Set(name, set.value); });
+  AtName({{}, set.valuePosition}, [&] { Set(name, set.value); });
   Finish("SET");
 }
 
@@ -188,7 +198,7 @@ void SessionStatements::Do(const SqlReset& reset) {
     return Finish("RESET");
   }
   const std::string name = BaseStringUtil::StringToUtf8(KnownSwitch(*reset.name));
-  session_.Set(name, session_.firstSettings_->GetSwitches().Get(name));
+  Set(name, session_.firstSettings_->GetSwitches().Get(name));
   Finish("RESET");
 }
 

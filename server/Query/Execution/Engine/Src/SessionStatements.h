@@ -29,6 +29,8 @@ class SessionStatements {
   void Do(const SqlShowTables& show);
   void Do(const SqlShow& show);
   void Do(const SqlSet& set);
+  /// For the statements to come; errors of SUSystemConfig::Set, and 57192.
+  void Set(const std::string& name, const std::string& value);
   void Do(const SqlReset& reset);
 
   /// What a statement without rows has done.

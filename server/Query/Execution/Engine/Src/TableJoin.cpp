@@ -8,6 +8,7 @@
 #include "JoinTable.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 namespace {
@@ -63,7 +64,7 @@ class TableJoin {
   uint32 candidates_ = 0;
   std::vector<uint8> admitted_;
   /// Of a join that gives left rows alone: which of them have a pair.
-  std::vector<uint8> marked_;
+  RowArray<uint8> marked_;
   JoinedRows pairs_;
   ProgressMeter meter_;
 };
@@ -142,7 +143,7 @@ void TableJoin::PairByKeys() {
   }
   if (!buildsLeft_) keys_ = std::make_unique<JoinKeys>(right_, left_);
   JoinTable table(*keys_, buildsLeft_ ? leftRows_ : rightRows_,
-                  Settings::Current()->GetSwitches().joinMemory_);
+                  StatementBudget::CapShare(Settings::Current()->GetSwitches().joinMemory_, 4));
   if (!GivesLeftAlone() && !admits_ && table.GetParts() == 1) {
     // What is not touched costs nothing.
     const uint32 rows = buildsLeft_ ? rightRows_ : leftRows_;
@@ -296,7 +297,7 @@ void TableJoin::AddUnmatchedLeft() {
 }
 
 void TableJoin::AddUnmatchedRight() {
-  std::vector<uint8> isMatched(rightRows_);
+  RowArray<uint8> isMatched(rightRows_);
   for (const uint32 row : pairs_.right) isMatched[row] = 1;
   const auto unmatched = static_cast<uint64>(std::ranges::count(isMatched, uint8{0}));
   if (pairs_.left.size() + unmatched > kMostJoinRows) ThrowTooLarge(L"the result");
@@ -319,6 +320,7 @@ void TableJoin::ListMarked() {
 
 JoinedRows JoinRows(const JoinSide& left, const JoinSide& right, JoinKind kind,
                     const PairFilter& admits, const RunProgress& progress) {
+  const BudgetScope use(MemoryUse::kJoin);
   return TableJoin(left, right, kind, admits, progress).Run();
 }
 

@@ -10,6 +10,7 @@ class TableSink final : public ChunkSink {
   TableSink() : ChunkSink(kRowsOfChunk) {}
 
   Table& GetTable() { return table_; }
+  MemoryUse GetMemoryUse() const override { return MemoryUse::kInnerRows; }
 
  private:
   static constexpr uint64 kRowsOfChunk = uint64{64} * kColumnBlockRows;

@@ -3,12 +3,14 @@
 #include <algorithm>
 
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 
 WindowPartition::WindowPartition(const WorkRecord& input, OperatorTimer& timer)
     : packer_(input.GetPacker()),
-      rows_(packer_, Settings::Current()->GetSwitches().groupMemory_, timer) {}
+      rows_(packer_, StatementBudget::CapShare(Settings::Current()->GetSwitches().groupMemory_, 8),
+            timer) {}
 
 void WindowPartition::Begin() {
   rows_.BeginInput();

@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 #include "WindowFunctions.h"
 
 namespace sqxer {
@@ -46,7 +47,8 @@ WindowResults::WindowResults(const PlanWindow& plan, bool areSorted, WorkRecord&
   group_.emplace(ofGroup);
   if (areSorted && group_->GetSize() > kMostCopiedBytes) {
     place_ = GroupPlace::kKeptRecord;
-    groups_.emplace(group_->GetPacker(), Settings::Current()->GetSwitches().groupMemory_, timer);
+    const uint64 memory = Settings::Current()->GetSwitches().groupMemory_;
+    groups_.emplace(group_->GetPacker(), StatementBudget::CapShare(memory, 8), timer);
     ofRow.push_back({L"group", XeDoubleData, sizeof groupPlace_, 0, false});
   } else if (areSorted && !ofGroup.empty()) {
     place_ = GroupPlace::kRowRecord;

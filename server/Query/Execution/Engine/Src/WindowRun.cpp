@@ -7,6 +7,7 @@
 #include "ErrorInputs.h"
 #include "RecordKeys.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -107,7 +108,8 @@ void WindowRun::PrepareBatches(const Table& table, const std::vector<uint16>& co
   keepsResults_ = !packer.IsPacking() && resultBytes_ <= kMostKeptRowBytes;
   rowOrder_.emplace(keys, partitionKeys, table, columns);
   const uint64 bytes = rowOrder_->CountBytes() + CountKeptBytes(table.rowCount);
-  const uint64 memory = SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_);
+  const uint64 memory = StatementBudget::CapShare(
+      SortedRows::GetMostBytes(Settings::Current()->GetSwitches().groupMemory_), 2);
   if (bytes > memory) {
     rowOrder_.reset();
     return;

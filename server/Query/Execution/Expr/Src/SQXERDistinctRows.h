@@ -147,7 +147,7 @@ class SQXEREXPR_API DistinctRows {
 
   Slots textSlots_;
   std::vector<TextBytes> texts_;
-  std::vector<std::vector<uint8>> blocks_;
+  std::vector<std::vector<uint8, ScatteredAllocator<uint8>>> blocks_;
   std::size_t blockEnd_ = 0;
   std::vector<uint8> room_;
   bool isFull_ = false;

@@ -7,6 +7,8 @@
 
 #include "SQXERBatchFold.h"
 #include "SQXERExprAggregateMedianInterval.h"
+#include "SQXERHeldMemory.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/SystemUtility.h"
 
 namespace sqxer {
@@ -15,6 +17,10 @@ namespace {
 
 constexpr uint32 kFirstBlockRecords = 512;
 constexpr uint32 kMaxBlockBytes = 65535;
+/// After so many values it is asked what they take.
+constexpr uint32 kValuesPerCheck = 1 << 14;
+/// With the address that Finalize takes.
+constexpr uint64 kBytesPerValue = 2 * sizeof(float64);
 
 }  // namespace
 
@@ -30,6 +36,7 @@ void Median::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& i
     ReplaceBy(MakeOverIntervals(input, columns), result);
     return DescribeResult(info, XeIntervalData, 0, true);
   }
+  settings_ = Settings::Current();
   input_.Bind(GetSourceField(input), L"Median");
   BindSource(input);
   sourceRecordMetaData_ = &input;
@@ -59,6 +66,7 @@ void Median::Initialize(bool restart) {
   // is open there is nothing to keep.
   if (restart && arrayRowSet_ != nullptr) return;
   count_ = 0;
+  spilled_.reset();
   arrayRowSet_ = std::make_unique<ArrayRowSet>(sizeof(float64), kFirstBlockRecords, kMaxBlockBytes);
 }
 
@@ -68,10 +76,16 @@ RExprReturn Median::Compute(unsigned char* record, unsigned int) {
   const float64 value = input_.Read(record + sourceOffset_);
   if (held_ != nullptr) {
     held_->Append(list_, value);
+    SpillHeldIfLarge(list_);
     return kTrue;
   }
   if (moving_ != nullptr) {
     moving_->Add(value);
+    return kTrue;
+  }
+  if (spilled_ != nullptr) {
+    spilled_->Add(value);
+    ++count_;
     return kTrue;
   }
   const auto* const row = reinterpret_cast<const uint8*>(&value);
@@ -82,7 +96,33 @@ RExprReturn Median::Compute(unsigned char* record, unsigned int) {
     arrayRowSet_->Append(row);
   }
   ++count_;
+  if (count_ % kValuesPerCheck == 0 && count_ * kBytesPerValue > GetMostBytes()) [[unlikely]]
+    Spill();
   return kTrue;
+}
+
+uint64 Median::GetMostBytes() const {
+  return StatementBudget::CapShare(settings_->GetSwitches().groupMemory_, 4);
+}
+
+void Median::Spill() {
+  spilled_ = std::make_unique<SpilledNumbers>(settings_);
+  for (const uint8* const row : arrayRowSet_->Finalize()) spilled_->Add(LoadValue<float64>(row));
+  arrayRowSet_ = std::make_unique<ArrayRowSet>(sizeof(float64), kFirstBlockRecords, kMaxBlockBytes);
+}
+
+void Median::SpillHeldIfLarge(HeldNumbers::List& list) {
+  if (held_->GetBytes() <= mostHeldBytes_) [[likely]]
+    return;
+  if (spilled_ == nullptr) spilled_ = std::make_unique<SpilledNumbers>(settings_);
+  held_->TakeAll(list, [this](float64 value) { spilled_->Add(value); });
+}
+
+void Median::SelectSpilled(SpilledNumbers& numbers) {
+  nullIndicator_ = false;
+  const QuantilePlace place = FindPlace(numbers.GetCount());
+  result_ = numbers.At(place.rank);
+  if (place.share > 0) result_ = Between(result_, numbers.At(place.rank + 1), place.share);
 }
 
 bool Median::TakeKey(const unsigned char* record) {
@@ -97,8 +137,10 @@ void Median::RequireRows() const {
   if (arrayRowSet_ == nullptr) XeLogicError("a MEDIAN is driven outside Initialize and Finalize");
 }
 
-bool Median::HoldTogether(HeldMemory&) {
+bool Median::HoldTogether(HeldMemory& memory) {
   if (!sourceMoveFields_.empty()) return false;
+  // Of several groups the owner sees to it that their values are not too many.
+  if (memory.IsOfOneGroup()) mostHeldBytes_ = memory.GetLimit();
   held_ = std::make_unique<HeldNumbers>();
   return true;
 }
@@ -158,6 +200,10 @@ class ListState {
 void Median::FoldBatch(const BatchFold& fold) {
   if (holder_ != nullptr) return;
   FoldRows(fold, ListState(*held_, numbers_->As<float64>()));
+  if (held_->GetBytes() <= mostHeldBytes_ || fold.count == 0) return;
+  auto list = LoadValue<HeldNumbers::List>(fold.StateOf(0));
+  SpillHeldIfLarge(list);
+  StoreValue(fold.StateOf(0), list);
 }
 
 void Median::MergeHeld(std::span<const StatePair> states, Aggregate& later) {
@@ -168,12 +214,26 @@ void Median::MergeHeld(std::span<const StatePair> states, Aggregate& later) {
     StoreValue(pair.state, list);
   }
   held_->TakeRooms(*static_cast<Median&>(later).held_);
+  if (held_->GetBytes() <= mostHeldBytes_ || states.empty()) return;
+  auto list = LoadValue<HeldNumbers::List>(states.front().state);
+  SpillHeldIfLarge(list);
+  StoreValue(states.front().state, list);
 }
 
 RExprReturn Median::Finalize() {
   if (held_ != nullptr || holder_ != nullptr) {
+    SpilledNumbers* const spilled = (holder_ != nullptr ? *holder_ : *this).spilled_.get();
+    if (spilled != nullptr) {
+      // The holder comes first.
+      if (held_ != nullptr) {
+        held_->TakeAll(list_, [&](float64 value) { spilled->Add(value); });
+        spilled->Sort();
+      }
+      SelectSpilled(*spilled);
+      return kTrue;
+    }
     // In what order the values stand does not matter.
-    std::vector<float64>& values = holder_ != nullptr ? holder_->values_ : values_;
+    HeldNumbers::Numbers& values = holder_ != nullptr ? holder_->values_ : values_;
     if (held_ != nullptr) held_->Gather(list_, values);
     if (values.empty()) return kTrue;
     nullIndicator_ = false;
@@ -192,6 +252,14 @@ RExprReturn Median::Finalize() {
     return kTrue;
   }
   RequireRows();
+  if (spilled_ != nullptr) {
+    spilled_->Sort();
+    SelectSpilled(*spilled_);
+    spilled_.reset();
+    arrayRowSet_.reset();
+    count_ = 0;
+    return kTrue;
+  }
   const std::span<uint8*> rows = arrayRowSet_->Finalize();
   rowArray_ = rows.data();
   count_ = static_cast<uint32>(rows.size());

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <limits>
+
 #include "SQXERAggregateVariant.h"
 #include "SQXERBatchNumbers.h"
 #include "SQXERHeldNumbers.h"
 #include "SQXERMovingValues.h"
 #include "SQXEROpsSelection.h"
+#include "SQXERSpilledNumbers.h"
 #include "Utility/ArrayRowSet.h"
 #include "Utility/XeFieldDataBinder.h"
 
@@ -15,9 +18,10 @@ namespace sqxer {
 /// see QuantileInterval. In the order of values a NaN follows every number.
 ///
 /// All values of the group are held in memory, 8 bytes each and 8 more in Finalize; they are not
-/// sorted. Of equal zeros those with a sign come first. Given distinct break columns, a row that
-/// equals the last row taken in all of these columns does not count: equal rows must be neighbours
-/// to count once.
+/// sorted. Of a group that takes more of it than GroupMemory, or than the statement's budget
+/// leaves, they are sorted in a temporary file. Of equal zeros those with a sign come first. Given
+/// distinct break columns, a row that equals the last row taken in all of these columns does not
+/// count: equal rows must be neighbours to count once.
 class SQXEREXPR_API Median : public SingleResultAggregate {
  public:
   Median(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -35,7 +39,8 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   bool IsDistinctHandled() override { return true; }
   /// With another median or quantile of the same column.
   bool ShareHeld(Aggregate& holder) override;
-  /// Not with distinct break columns. The values count with the owner, not with `memory`.
+  /// Not with distinct break columns. The values count with the owner, not with `memory`, whose
+  /// limit tells when those of the only group are sorted in a file.
   bool HoldTogether(HeldMemory& memory) override;
   uint32 TransferState(StateTransfer transfer, uint8* state) override;
   /// Not with distinct break columns.
@@ -96,6 +101,14 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   uint32 Partition(uint32 lo, uint32 hi);
   void SwapInVirTable(uint32 a, uint32 b) { std::swap(rowArray_[a], rowArray_[b]); }
 
+  /// What the values of a group may take.
+  uint64 GetMostBytes() const;
+  /// Has the values of the open group sorted in a file, as those to come.
+  void Spill();
+  /// The same of the only group whose values are held together, if they are too many.
+  void SpillHeldIfLarge(HeldNumbers::List& list);
+  void SelectSpilled(SpilledNumbers& numbers);
+
   /// Fills the key row.
   XeFieldDataBinder keyBinder_;
 
@@ -106,7 +119,13 @@ class SQXEREXPR_API Median : public SingleResultAggregate {
   /// The values of all groups, when they are held together, and those of this one.
   std::unique_ptr<HeldNumbers> held_;
   HeldNumbers::List list_;
-  std::vector<float64> values_;
+  HeldNumbers::Numbers values_;
+  /// What the values of the only group may take that are held together; any number of several.
+  uint64 mostHeldBytes_ = std::numeric_limits<uint64>::max();
+  /// The values of a group that are too many for memory, but for those in the list of a group whose
+  /// values are held together.
+  std::unique_ptr<SpilledNumbers> spilled_;
+  SettingsRef settings_;
   RankSelection selection_;
   Float64Column column_;
   /// The batch that was admitted.

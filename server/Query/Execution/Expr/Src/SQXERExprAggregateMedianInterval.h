@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "SQXERExprAggregateBase.h"
+#include "Utility/HugePages.h"
 #include "Utility/XeInterval.h"
 
 namespace sqxer {
@@ -33,7 +34,7 @@ class SQXEREXPR_API QuantileInterval final : public SingleResultAggregate {
  private:
   const float64 fraction_;
   const bool isContinuous_;
-  std::vector<XeInterval> values_;
+  std::vector<XeInterval, ScatteredAllocator<XeInterval>> values_;
   XeInterval result_;
   bool nullIndicator_ = true;
 };

@@ -24,8 +24,8 @@ RExprReturn TryCast::Eval(void* out) {
   operand_->Forget();
   try {
     retCode_ = only_->Eval(out);
-  } catch (const ErrorMessage&) {
-    if (operand_->HasFailed()) throw;
+  } catch (const ErrorMessage& error) {
+    if (operand_->HasFailed() || error.IsOfStatement()) throw;
     retCode_ = kUnknown;
   }
   return retCode_;

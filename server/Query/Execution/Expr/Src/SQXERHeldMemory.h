@@ -7,7 +7,12 @@ namespace sqxer {
 /// The memory that the groups of a query take together, told by each that holds something of them.
 class HeldMemory {
  public:
-  explicit HeldMemory(uint64 limit) : limit_(limit) {}
+  /// `isOneGroup`: there is no other group than one.
+  explicit HeldMemory(uint64 limit, bool isOneGroup = false)
+      : limit_(limit), isOneGroup_(isOneGroup) {}
+
+  uint64 GetLimit() const { return limit_; }
+  bool IsOfOneGroup() const { return isOneGroup_; }
 
   /// Starts anew, with so much in use.
   void Reset(uint64 bytes) { used_ = bytes; }
@@ -18,6 +23,7 @@ class HeldMemory {
 
  private:
   uint64 limit_;
+  bool isOneGroup_;
   uint64 used_ = 0;
 };
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Utility/HugePages.h"
+#include "Utility/StatementBudget.h"
 #include "Utility/XeTypes.h"
 
 namespace sqxer {
@@ -33,8 +35,28 @@ class HeldNumbers {
     *list.next++ = value;
   }
 
+  /// Where the numbers of a group are put together; what it takes counts.
+  using Numbers = std::vector<float64, ScatteredAllocator<float64>>;
+
+  /// What all groups take.
+  std::size_t GetBytes() const { return bytes_; }
+
+  /// Hands on the numbers of the only group, in any order, and has none then.
+  template <class Use>
+  void TakeAll(List& list, Use&& use) {
+    if (list.newest == nullptr) return;
+    std::size_t used = static_cast<std::size_t>(list.next - list.newest->Values());
+    for (Block* block = list.newest; block != nullptr; block = block->before) {
+      for (std::size_t i = 0; i < used; ++i) use(block->Values()[i]);
+      if (block->before != nullptr) used = block->before->capacity;
+    }
+    list = {};
+    rooms_.clear();
+    free_ = bytes_ = 0;
+  }
+
   /// Writes the numbers of a group to `values`.
-  void Gather(const List& list, std::vector<float64>& values) {
+  void Gather(const List& list, Numbers& values) {
     values.clear();
     if (list.newest == nullptr) return;
     std::size_t count = static_cast<std::size_t>(list.next - list.newest->Values());
@@ -68,6 +90,7 @@ class HeldNumbers {
     rooms_.insert(rooms_.begin(), std::make_move_iterator(later.rooms_.begin()),
                   std::make_move_iterator(later.rooms_.end()));
     later.rooms_.clear();
+    bytes_ += std::exchange(later.bytes_, 0);
     later.free_ = 0;
   }
 
@@ -98,7 +121,11 @@ class HeldNumbers {
     const std::size_t bytes = sizeof(Block) + capacity * sizeof(float64);
     if (free_ < bytes) {
       free_ = rooms_.size() < kSmallRooms ? kRoomBytes : kLargeRoomBytes;
-      rooms_.push_back(std::make_unique<Room>(free_));
+      // Where this fails nothing is free.
+      const std::size_t room = std::exchange(free_, 0);
+      const BudgetScope use(MemoryUse::kValues, L"MEDIAN");
+      rooms_.push_back(std::make_unique<Room>(room));
+      bytes_ += free_ = room;
     }
     const Room& room = *rooms_.back();
     auto* const block = new (room.memory + room.bytes - free_) Block{list.newest, capacity};
@@ -109,6 +136,7 @@ class HeldNumbers {
   std::vector<std::unique_ptr<Room>> rooms_;
   /// What is left at the end of the last one.
   std::size_t free_ = 0;
+  std::size_t bytes_ = 0;
 };
 
 }  // namespace sqxer

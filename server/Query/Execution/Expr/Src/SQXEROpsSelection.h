@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "SQXEROpsAggregate.h"
+#include "Utility/HugePages.h"
 
 namespace sqxer {
 
@@ -110,7 +111,7 @@ class RankSelection {
   }
 
   std::vector<uint32> counts_;
-  std::vector<float64> near_;
+  std::vector<float64, ScatteredAllocator<float64>> near_;
 };
 
 }  // namespace sqxer

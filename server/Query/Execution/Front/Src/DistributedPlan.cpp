@@ -138,6 +138,7 @@ class DistributedPlan::Impl {
     const SettingsScope scope(settings_);
     cancellation_.Withdraw();
     const CancellationScope cancellation(&cancellation_);
+    const BudgetScope counted(BeginBudget());
     const Table rows = ReadRows(stream);
     QueryPlan plan = Compile(rows.schema);
     if (GetKind() == Kind::kRows) return RunToEnd(std::move(plan), rows, options);
@@ -149,6 +150,7 @@ class DistributedPlan::Impl {
     const SettingsScope scope(settings_);
     cancellation_.Withdraw();
     const CancellationScope cancellation(&cancellation_);
+    const BudgetScope counted(BeginBudget());
     RequireStates(stream, L"combine");
     if (GetKind() != Kind::kSplit && GetKind() != Kind::kDistinct) {
       Table states = states_.Pass(stream);
@@ -164,6 +166,7 @@ class DistributedPlan::Impl {
     const SettingsScope scope(settings_);
     cancellation_.Withdraw();
     const CancellationScope cancellation(&cancellation_);
+    const BudgetScope counted(BeginBudget());
     RequireStates(stream, L"finish");
     Table states = states_.Read(stream);
     QueryPlan plan = CompileFor(states.schema);
@@ -178,6 +181,12 @@ class DistributedPlan::Impl {
   }
 
  private:
+  /// What a step holds counts like what a session does.
+  StatementBudget* BeginBudget() {
+    const SUSystemConfig& switches = settings_->GetSwitches();
+    budget_->SetLimits(switches.GetMemoryLimit(), switches.GetTempLimit());
+    return budget_.get();
+  }
   QueryPlan Compile(const TableSchema& schema) {
     OnlyTable catalog(schema);
     return CompileStatement(sql_, catalog, parameters_.Get());
@@ -300,6 +309,7 @@ class DistributedPlan::Impl {
   PlanSplit split_;
   StateLayout states_;
   std::string table_;
+  StatementBudget::Owner budget_ = StatementBudget::Make();
   std::vector<std::string> inputs_;
   std::string exchange_;
   Order order_;

@@ -149,6 +149,8 @@ class Session::Impl {
     sqxer::Session& session = Prepare(parameters);
     // What waits does so in the session's folder for temporary files.
     const SettingsScope scope(session.GetSettings());
+    const BudgetScope counted(session.BeginBudget());
+    const BudgetScope use(MemoryUse::kResult);
     CallerOutput output(write, options.waitsForEnd);
     const auto rows = MakeTextResult(LayoutOf(options), output);
     const auto print = [&] {
@@ -249,6 +251,14 @@ void Session::SetThreads(unsigned threads) { impl_->SetThreads(std::max(threads,
 
 void Session::SetDirectory(const std::string& directory) { impl_->Use().SetDirectory(directory); }
 
+void Session::SetUntrusted() { impl_->Use().SetUntrusted(); }
+
+bool Session::IsUntrusted() const { return impl_->Use().IsUntrusted(); }
+
+void Session::CheckReadable(const std::string& path) const {
+  WithErrors({}, [&] { impl_->Use().CheckReadable(path); });
+}
+
 void Session::SetFileOptions(const FileOptions& options) {
   WithErrors({}, [&] { impl_->SetFileOptions(options); });
 }
@@ -275,6 +285,9 @@ void Session::AddArrow(const std::string& name, ArrowArrayStream* stream,
     if (stream->release != nullptr) taken = ArrowHandle<ArrowArrayStream>(stream);
     sqxer::Session& session = impl_->Use();
     const CancellationScope cancellation(impl_->BeginCancellable());
+    const BudgetScope counted(session.BeginBudget());
+    const XeString kept = Wide(name);
+    const BudgetScope use(MemoryUse::kTable, kept.c_str());
     Table table = ReadArrowTable(taken.Get(), MakeReadOptions(name, options));
     table.schema.name = Wide(name);
     session.RemoveTable(name);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CsvSlicer.h"
+#include "Utility/HugePages.h"
 
 namespace sqxer {
 
@@ -48,7 +49,7 @@ class BlockBuffer {
   std::size_t blockBytes_;
   /// How much the text is filled up to.
   std::size_t goal_;
-  std::vector<char> bytes_;
+  std::vector<char, ScatteredAllocator<char>> bytes_;
   std::size_t size_ = 0;
 };
 

@@ -3,7 +3,9 @@
 #include <sqlite3.h>
 
 #include <charconv>
+#include <exception>
 #include <memory>
+#include <utility>
 
 #include "TableColumns.h"
 #include "Utility/Cancellation.h"
@@ -33,12 +35,17 @@ Declared ReadDeclaration(const char* declaration) {
 
 class SqliteReader {
  public:
-  SqliteReader(const std::string& path, const std::string& table, const LoadProgress& progress)
-      : path_(path), progress_(progress) {
+  SqliteReader(const std::string& path, const std::string& table, bool isUntrusted,
+               const LoadProgress& progress)
+      : path_(path), isUntrusted_(isUntrusted), progress_(progress) {
     sqlite3* opened = nullptr;
-    const int status = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
+    const std::string file = isUntrusted ? UnchangingUri(path) : path;
+    const int status = sqlite3_open_v2(
+        file.c_str(), &opened, SQLITE_OPEN_READONLY | (isUntrusted ? SQLITE_OPEN_URI : 0), nullptr);
     database_.reset(opened);
     if (status != SQLITE_OK) ThrowNotReadable();
+    if (isUntrusted) Confine();
+    sqlite3_progress_handler(opened, kStepsPerCall, &GoOn, this);
     CheckTable(table);
     // Both passes see the same state of the database.
     Step(*Prepare("BEGIN"));
@@ -79,6 +86,55 @@ class SqliteReader {
   }
 
  private:
+  /// The name of a file of which nothing is written beside it.
+  static std::string UnchangingUri(const std::string& path) {
+    std::string uri = "file:";
+    for (const char c : path) {
+      const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                           (c >= '0' && c <= '9') || c == '/' || c == '.' || c == '_' || c == '-';
+      constexpr char kDigits[] = "0123456789ABCDEF";
+      const auto byte = static_cast<unsigned char>(c);
+      if (isPlain) {
+        uri += c;
+      } else {
+        uri += {'%', kDigits[byte >> 4], kDigits[byte & 15]};
+      }
+    }
+    return uri + "?immutable=1";
+  }
+
+  /// What the database's own views may do: read, and call functions that are known to harm nobody.
+  void Confine() {
+    constexpr int kMostBytes = 64 << 20;
+    sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, kMostBytes);
+    sqlite3_set_authorizer(
+        database_.get(),
+        [](void*, int action, const char*, const char* name, const char*, const char*) {
+          const bool isRead = action == SQLITE_SELECT || action == SQLITE_READ ||
+                              action == SQLITE_RECURSIVE || action == SQLITE_TRANSACTION;
+          const bool isCall = action == SQLITE_FUNCTION && name != nullptr &&
+                              sqlite3_stricmp(name, "load_extension") != 0;
+          return isRead || isCall ? SQLITE_OK : SQLITE_DENY;
+        },
+        nullptr);
+  }
+
+  /// Whether SQLite is to go on, which asks now and then. What ends it is thrown behind its call.
+  static int GoOn(void* reader) {
+    auto& self = *static_cast<SqliteReader*>(reader);
+    try {
+      Cancellation::Check();
+      if (self.isUntrusted_ && ++self.callsOfRow_ > kMostCallsPerRow)
+        ThrowTableError(kTooManySteps, {Wide(self.path_)});
+      return 0;
+    } catch (...) {
+      self.ended_ = std::current_exception();
+      return 1;
+    }
+  }
+
   static unsigned KindsOf(int type, std::string_view text, Declared declared) {
     constexpr unsigned kNumbers = kInt4Kind | kNumericKind | kDoubleKind;
     constexpr unsigned kDatesAndTimes = kDateKind | kTimeStampKind | kTimeKind;
@@ -178,7 +234,9 @@ class SqliteReader {
   }
 
   bool Step(sqlite3_stmt& statement) {
+    callsOfRow_ = 0;
     const int status = sqlite3_step(&statement);
+    if (ended_) std::rethrow_exception(std::exchange(ended_, nullptr));
     if (status != SQLITE_ROW && status != SQLITE_DONE) ThrowNotReadable();
     return status == SQLITE_ROW;
   }
@@ -188,8 +246,14 @@ class SqliteReader {
   }
 
   static constexpr uint64 kRowsPerCall = 1024;
+  static constexpr int kStepsPerCall = 10'000;
+  static constexpr int kMostCallsPerRow = 10'000;
 
   const std::string& path_;
+  const bool isUntrusted_;
+  /// Since the last row.
+  int callsOfRow_ = 0;
+  std::exception_ptr ended_;
   LoadProgress progress_;
   /// Of both passes.
   uint64 rowsDone_ = 0;
@@ -203,8 +267,9 @@ class SqliteReader {
 }  // namespace
 
 Table LoadSqliteTable(const std::string& path, const std::string& table, const XeString& name,
-                      const DeclaredTypes& declared, const LoadProgress& progress) {
-  SqliteReader reader(path, table, progress);
+                      const DeclaredTypes& declared, bool isUntrusted,
+                      const LoadProgress& progress) {
+  SqliteReader reader(path, table, isUntrusted, progress);
   TableColumns columns(path, reader.Names(), declared);
   columns.BeginLoad(reader.Survey(columns));
   const uint64 rows = reader.Load(columns);

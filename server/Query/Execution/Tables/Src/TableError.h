@@ -49,7 +49,9 @@ enum TableErrorCode {
   kNulEscape = 57037,
   kTooManyLevels = 57038,
   kDelimiterUnknown = 57039,
+  kPackedTooWell = 57040,
   kLastFileError = 57099,
+  kTooManySteps = 57193,
 };
 
 /// Where in a file a bad record starts, as its message says it: "line 7", "row 7".

@@ -7,6 +7,7 @@
 #include "CsvScan.h"
 #include "JsonLinesScan.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 namespace {
@@ -17,7 +18,13 @@ constexpr uint64 kWindowBytes = uint64{16} << 20;
 
 constexpr uint64 kAllRows = std::numeric_limits<uint64>::max();
 
-uint64 GetTableMemory() { return Settings::Current()->GetSwitches().tableMemory_; }
+/// In memory rows may take some times what their text does.
+uint64 GetTableMemory() {
+  return StatementBudget::CapShare(Settings::Current()->GetSwitches().tableMemory_, 8);
+}
+
+/// What is read at once, of which there are some copies in other forms.
+uint64 CapWindow(uint64 bytes) { return StatementBudget::CapShare(bytes, 32); }
 
 std::vector<SliceSink*> SinksOf(const std::vector<std::unique_ptr<ColumnReader>>& readers) {
   std::vector<SliceSink*> sinks;
@@ -154,8 +161,9 @@ class TextTable::Rest final : public ChunkSource {
     readers_ = table_.MakeReaders(columns_, Purpose::kStream, count, kAllRows);
     // The stretches are alike.
     for (const auto& reader : readers_) reader->Expect(rowsBefore + rowsBefore / 32);
-    hasMore_ = table_.scan_->ScanNext(SinksOf(readers_),
-                                      count == 1 ? kChunkBytes : count * kWindowBytes, progress_);
+    hasMore_ = table_.scan_->ScanNext(
+        SinksOf(readers_), count == 1 ? CapWindow(kChunkBytes) : count * CapWindow(kWindowBytes),
+        progress_);
     for (const auto& reader : readers_) {
       if (reader->GetRefusal()) Refuse(*reader->GetRefusal());
     }

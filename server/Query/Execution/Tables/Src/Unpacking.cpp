@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "ByteSource.h"
 #include "TableError.h"
+#include "Utility/Settings.h"
 
 namespace sqxer {
 namespace {
@@ -18,14 +20,29 @@ constexpr std::size_t kBlockBytes = std::size_t{128} << 10;
 class PackedBytes {
  public:
   PackedBytes(std::unique_ptr<ByteSource> source, const std::string& path)
-      : source_(std::move(source)), path_(path), block_(kBlockBytes) {}
+      : source_(std::move(source)),
+        path_(path),
+        mostRatio_(static_cast<uint64>(Settings::Current()->GetSwitches().unpackRatio_)),
+        block_(kBlockBytes) {}
 
   /// The bytes that are not taken yet, after reading more if there are none; empty at the end.
   std::string_view Get() {
     if (rest_.empty()) rest_ = {block_.data(), source_->Read(block_.data(), block_.size())};
     return rest_;
   }
-  void Take(std::size_t count) { rest_.remove_prefix(count); }
+  void Take(std::size_t count) {
+    rest_.remove_prefix(count);
+    taken_ += count;
+  }
+  /// Counts what was made of the bytes taken. Error 57040 (file, ratio) when it is too much.
+  std::size_t CountUnpacked(std::size_t count) {
+    // However well a few bytes are packed, so much harms nobody.
+    constexpr uint64 kHarmless = uint64{64} << 20;
+    unpacked_ += count;
+    if (unpacked_ > kHarmless && unpacked_ / mostRatio_ > taken_)
+      ThrowTableError(kPackedTooWell, {Wide(path_), std::to_wstring(mostRatio_)});
+    return count;
+  }
   void Interrupt() { source_->Interrupt(); }
 
   [[noreturn]] void ThrowDamaged(const wchar_t* reason) const {
@@ -35,6 +52,9 @@ class PackedBytes {
  private:
   std::unique_ptr<ByteSource> source_;
   std::string path_;
+  const uint64 mostRatio_;
+  uint64 taken_ = 0;
+  uint64 unpacked_ = 0;
   std::vector<char> block_;
   std::string_view rest_;
 };
@@ -63,7 +83,7 @@ class GzipSource final : public ByteSource {
       // What is left of a member may be in the decompressor already.
       if (packed.empty() && isInMember_ && state_.avail_out == wanted) ThrowEndsEarly();
     }
-    return wanted - state_.avail_out;
+    return packed_.CountUnpacked(wanted - state_.avail_out);
   }
 
   void Interrupt() override { packed_.Interrupt(); }
@@ -165,7 +185,7 @@ class ZstdSource final : public ByteSource {
       isInFrame_ = status != 0;
       hasMore_ = output.pos == output.size;
     }
-    return output.pos;
+    return packed_.CountUnpacked(output.pos);
   }
 
   void Interrupt() override { packed_.Interrupt(); }

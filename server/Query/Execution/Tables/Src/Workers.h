@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Utility/Cancellation.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
 
@@ -27,8 +28,9 @@ class Workers {
   /// one has thrown.
   template <class Work, class Idle>
   void Run(Work&& work, Idle&& idle) {
-    // What ends this thread's statement ends its workers.
+    // What ends this thread's statement ends its workers, and they count with it.
     const Cancellation* const cancellation = Cancellation::OfThread();
+    const StatementBudget::Context budget = StatementBudget::OfThread();
     std::mutex mutex;
     std::condition_variable finished;
     std::size_t running = failures_.size() - 1;
@@ -37,6 +39,7 @@ class Workers {
       for (std::size_t i = 1; i < failures_.size(); ++i) {
         threads.emplace_back([&, i] {
           const CancellationScope scope(cancellation);
+          const BudgetScope counted(budget);
           RunOne(i, work);
           const std::lock_guard lock(mutex);
           --running;

@@ -5,10 +5,16 @@
 
 #include "SpillFile.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer {
+namespace {
 
-ResultSpool::ResultSpool() = default;
+constexpr uint64 kMaxMemory = uint64{64} << 20;
+
+}  // namespace
+
+ResultSpool::ResultSpool() : mostMemory_(StatementBudget::CapShare(kMaxMemory, 16)) {}
 ResultSpool::~ResultSpool() = default;
 
 void ResultSpool::Spill() {
@@ -28,7 +34,7 @@ void ResultSpool::ForEachPiece(const std::function<void(std::string_view)>& take
       take({piece.data(), count});
     }
   }
-  take(memory_);
+  take({memory_.data(), memory_.size()});
 }
 
 }  // namespace sqxer
