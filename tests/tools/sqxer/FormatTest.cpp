@@ -220,6 +220,9 @@ TEST_F(Formats, ErrorsShowThePlaceAndTheValues) {
                           "SELECT a / b FROM t ORDER BY name"}) {
     EXPECT_TRUE(Sqxer("", sql).err.ends_with("^\n  a = 5, b = 0\n")) << Sqxer("", sql).err;
   }
+  // What a subquery gave is no column.
+  EXPECT_TRUE(Sqxer("", "SELECT a / (b - (SELECT MAX(b) FROM t AS s WHERE s.a = t.a)) FROM t")
+                  .err.ends_with("^\n  a = 1, b = 2\n"));
   const std::string longLine =
       "SELECT " + std::string(200, ' ') + "nam" + std::string(200, ' ') + " FROM t";
   EXPECT_EQ(

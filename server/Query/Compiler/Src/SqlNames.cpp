@@ -141,4 +141,18 @@ SqlExpressionPtr MakeSqlFalse() {
   return literal;
 }
 
+SqlExpressionPtr MakeSqlNull(int position) {
+  auto literal = std::make_shared<SqlExpression>();
+  literal->position = position;
+  return literal;
+}
+
+SqlExpressionPtr MakeSqlCast(SqlExpressionPtr operand, const SqlTypeName& type) {
+  const int position = operand->position;
+  auto cast =
+      std::make_shared<SqlExpression>(*MakeSqlOperator("cast", {std::move(operand)}, position));
+  cast->target = type;
+  return cast;
+}
+
 }  // namespace sqxer

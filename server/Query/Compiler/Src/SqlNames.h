@@ -46,8 +46,11 @@ SqlExpressionPtr MakeSqlOperator(const char* name, std::vector<SqlExpressionPtr>
 SqlExpressionPtr MakeSqlFunction(const char* name, std::vector<SqlExpressionPtr> arguments,
                                  int position);
 SqlExpressionPtr MakeSqlInteger(int64 number, int position);
-/// The word FALSE.
+/// The words FALSE and NULL.
 SqlExpressionPtr MakeSqlFalse();
+SqlExpressionPtr MakeSqlNull(int position);
+/// At the place of its operand.
+SqlExpressionPtr MakeSqlCast(SqlExpressionPtr operand, const SqlTypeName& type);
 
 template <class Visit>
 void ForEachName(const SqlExpression& expression, bool isDeep, const Visit& visit) {

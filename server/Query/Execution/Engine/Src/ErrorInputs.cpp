@@ -21,10 +21,13 @@ std::string TextOf(const XeFieldDescriptor& field, const uint8* record) {
   return text.substr(0, end).append("\u2026");
 }
 
+/// Columns that hold what subqueries gave have names that no statement can write.
+bool IsName(const XeString& name) { return !name.empty() && name.front() >= L' '; }
+
 void AddColumns(ErrorMessage& error, RExpression& tree, const uint8* record) {
   if (const auto* column = dynamic_cast<const Extract*>(&tree)) {
     const XeFieldDescriptorRef& field = column->GetFieldDescriptor();
-    if (field && !field->GetFieldName().empty()) {
+    if (field && IsName(field->GetFieldName())) {
       error.AddInput(field->GetFieldName(), TextOf(*field, record));
     }
   }

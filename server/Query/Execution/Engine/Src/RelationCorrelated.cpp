@@ -25,10 +25,6 @@ bool IsNot(const SqlExpression& expression) {
          expression.arguments.size() == 1;
 }
 
-[[noreturn]] void RefuseSubquery(int position, const wchar_t* what) {
-  ThrowPlanError(kClauseNotUnderstood, position, {what});
-}
-
 /// An aggregate over nothing but columns from outside is one of the query there.
 void RefuseOuterAggregates(const SqlExpression& expression) {
   if (IsAggregateCall(expression) && !expression.arguments.empty()) {
@@ -60,12 +56,7 @@ std::vector<std::size_t> FindKeyColumns(const SqlSelect& select, const TableSche
   for (const SqlExpressionPtr& key : select.groupBy) {
     if (add(*key)) continue;
     for (std::size_t i = 0; i < select.items.size(); ++i) {
-      const SqlSelectItem& item = select.items[i];
-      const bool isAlias = key->kind == SqlExpression::Kind::kName && key->path.size() == 1 &&
-                           BaseStringUtil::IsCaseInsensitiveMatch(item.alias, key->path[0]);
-      const bool isPlace =
-          key->kind == SqlExpression::Kind::kLiteral && key->literal.text == std::to_wstring(i + 1);
-      if (isAlias || isPlace) add(*item.expression);
+      if (MeansItem(*key, select, i)) add(*select.items[i].expression);
     }
   }
   return columns;
@@ -73,15 +64,22 @@ std::vector<std::size_t> FindKeyColumns(const SqlSelect& select, const TableSche
 
 /// Whether GROUP BY names a result.
 bool IsKey(const SqlSelect& select, std::size_t item) {
-  return std::ranges::any_of(select.groupBy, [&](const SqlExpressionPtr& key) {
-    if (key->kind == SqlExpression::Kind::kLiteral)
-      return key->literal.text == std::to_wstring(item + 1);
-    return key->kind == SqlExpression::Kind::kName && key->path.size() == 1 &&
-           BaseStringUtil::IsCaseInsensitiveMatch(select.items[item].alias, key->path[0]);
-  });
+  return std::ranges::any_of(
+      select.groupBy, [&](const SqlExpressionPtr& key) { return MeansItem(*key, select, item); });
 }
 
 }  // namespace
+
+void RefuseSubquery(int position, const wchar_t* what) {
+  ThrowPlanError(kClauseNotUnderstood, position, {what});
+}
+
+bool MeansItem(const SqlExpression& key, const SqlSelect& select, std::size_t item) {
+  if (key.kind == SqlExpression::Kind::kLiteral)
+    return key.literal.text == std::to_wstring(item + 1);
+  return key.kind == SqlExpression::Kind::kName && key.path.size() == 1 &&
+         BaseStringUtil::IsCaseInsensitiveMatch(select.items[item].alias, key.path[0]);
+}
 
 void AddHiddenColumn(Table& table, const XeString& tag, ColumnInfo column) {
   table.schema.columns.push_back(std::move(column));

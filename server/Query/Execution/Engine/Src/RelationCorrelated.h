@@ -73,6 +73,12 @@ inline bool IsOuterName(const SqlExpression& name) {
 }
 bool HasOuterName(const SqlExpression& expression);
 
+/// Error 58003: what is not understood at a place.
+[[noreturn]] void RefuseSubquery(int position, const wchar_t* what);
+
+/// Whether a key of GROUP BY or ORDER BY means a result, by its place or its other name.
+bool MeansItem(const SqlExpression& key, const SqlSelect& select, std::size_t item);
+
 /// NULL among the truths of FindTruths.
 inline constexpr int32 kUnknownTruth = 2;
 

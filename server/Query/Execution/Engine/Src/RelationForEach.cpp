@@ -13,10 +13,6 @@
 namespace sqxer {
 namespace {
 
-[[noreturn]] void RefuseSubquery(int position, const wchar_t* what) {
-  ThrowPlanError(kClauseNotUnderstood, position, {what});
-}
-
 /// Aggregates take the rows alone for which a condition is true.
 SqlExpressionPtr WithFilters(const SqlExpressionPtr& expression, const SqlExpressionPtr& filter) {
   if (!expression) return nullptr;
@@ -50,12 +46,7 @@ SqlExpressionPtr WithWindowKey(const SqlExpressionPtr& expression, const SqlExpr
 /// What a key of ORDER BY means, of which a window knows the meaning alone.
 SqlExpressionPtr ResolveSortKey(const SqlExpressionPtr& key, const SqlSelect& select) {
   for (std::size_t i = 0; i < select.items.size(); ++i) {
-    const SqlSelectItem& item = select.items[i];
-    const bool isPlace =
-        key->kind == SqlExpression::Kind::kLiteral && key->literal.text == std::to_wstring(i + 1);
-    const bool isAlias = key->kind == SqlExpression::Kind::kName && key->path.size() == 1 &&
-                         BaseStringUtil::IsCaseInsensitiveMatch(item.alias, key->path[0]);
-    if (isPlace || isAlias) return item.expression;
+    if (MeansItem(*key, select, i)) return select.items[i].expression;
   }
   return key;
 }

@@ -19,16 +19,6 @@ namespace {
 
 using Join = SqlRelation::Join;
 
-SqlExpressionPtr MakeCast(SqlExpressionPtr expression, XeDataType type) {
-  auto cast = std::make_shared<SqlExpression>();
-  cast->kind = SqlExpression::Kind::kOperator;
-  cast->name = "cast";
-  cast->position = expression->position;
-  cast->arguments = {std::move(expression)};
-  cast->target.type = type;
-  return cast;
-}
-
 /// Whether an expression reads columns of a table, and no others.
 bool ReadsOnly(const SqlExpression& expression, const TableSchema& schema, bool allowsNone) {
   const std::optional<std::vector<std::size_t>> columns = FindNamedColumns(expression, schema);
@@ -134,7 +124,7 @@ RelationRun::KeyColumns RelationRun::MakeKeys(const TableRef& table, const Condi
   SqlSelect select;
   made.columns.clear();
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    select.items.push_back({MakeCast(keys[i], types[i]), {}, keys[i]->position});
+    select.items.push_back({MakeSqlCast(keys[i], {types[i]}), {}, keys[i]->position});
     made.columns.push_back(i);
   }
   made.table = SelectFrom(sql_, table, std::move(select));

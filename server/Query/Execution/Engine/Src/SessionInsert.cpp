@@ -7,6 +7,7 @@
 #include "PlanError.h"
 #include "SessionNames.h"
 #include "SessionStatements.h"
+#include "SqlNames.h"
 #include "SqlParser.h"
 #include "TablePath.h"
 #include "TableSink.h"
@@ -41,7 +42,7 @@ SqlQuery CastValues(const SqlQuery& query, const SessionObject& object,
       if (!places[i] || *places[i] >= row.size()) continue;
       SqlTypeName type = object.types[i];
       if (HasLength(type)) type = {XeLongVarCharData};
-      row[*places[i]] = MakeCast(row[*places[i]], type);
+      row[*places[i]] = MakeSqlCast(row[*places[i]], type);
     }
   }
   return cast;
@@ -134,8 +135,8 @@ Table SessionStatements::Assign(const Table& source, const SessionObject& object
   for (std::size_t i = 0; i < places.size(); ++i) {
     const int position =
         places[i] ? PlaceOfItem(query, *places[i], query.position) : query.position;
-    SqlExpressionPtr value = places[i] ? MakeName(NumberedName(*places[i]), position)
-                                       : MakeCast(MakeNull(position), object.types[i]);
+    SqlExpressionPtr value = places[i] ? MakeSqlName({NumberedName(*places[i])}, position)
+                                       : MakeSqlCast(MakeSqlNull(position), object.types[i]);
     const SqlTypeName& type = object.types[i];
     const XeDataType given =
         places[i] ? source.schema.columns[*places[i]].type : schema.columns[i].type;
@@ -143,8 +144,8 @@ Table SessionStatements::Assign(const Table& source, const SessionObject& object
     // By the names of the table's columns, which errors tell with the values.
     const XeString& name = schema.columns[i].name;
     placed.items.push_back({value, name, position});
-    SqlExpressionPtr column = MakeName(name, position);
-    if (!isSame || type.precision != 0) column = MakeCast(std::move(column), type);
+    SqlExpressionPtr column = MakeSqlName({name}, position);
+    if (!isSame || type.precision != 0) column = MakeSqlCast(std::move(column), type);
     cast.items.push_back({std::move(column), name, position});
   }
   TableSink inOrder;
@@ -172,7 +173,7 @@ void SessionStatements::MergeLastChunks(Table& table) {
   last.schema.name = L"t";
   SqlSelect all;
   for (const ColumnInfo& column : last.schema.columns) {
-    all.items.push_back({MakeName(column.name, 0), column.name, 0});
+    all.items.push_back({MakeSqlName({column.name}, 0), column.name, 0});
   }
   TableSink sink;
   RunOver(last, all, sink);

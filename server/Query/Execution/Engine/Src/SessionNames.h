@@ -1,42 +1,16 @@
 #pragma once
 
-#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "NearNames.h"
-#include "SqlAst.h"
+#include "Utility/XeTypes.h"
 
 namespace sqxer {
 
-// What statements of a session make of names, types and expressions.
+// What statements of a session make of names and types.
 
 inline XeString NumberedName(std::size_t column) { return L"c" + std::to_wstring(column); }
-
-inline SqlExpressionPtr MakeName(const XeString& name, int position) {
-  auto expression = std::make_shared<SqlExpression>();
-  expression->kind = SqlExpression::Kind::kName;
-  expression->path = {name};
-  expression->position = position;
-  return expression;
-}
-
-inline SqlExpressionPtr MakeNull(int position) {
-  auto expression = std::make_shared<SqlExpression>();
-  expression->position = position;
-  return expression;
-}
-
-inline SqlExpressionPtr MakeCast(SqlExpressionPtr operand, const SqlTypeName& type) {
-  auto expression = std::make_shared<SqlExpression>();
-  expression->kind = SqlExpression::Kind::kOperator;
-  expression->name = "cast";
-  expression->position = operand->position;
-  expression->target = type;
-  expression->arguments = {std::move(operand)};
-  return expression;
-}
 
 inline bool IsText(XeDataType type) { return type == XeVarCharData || type == XeLongVarCharData; }
 

@@ -7,6 +7,7 @@
 #include "PlanError.h"
 #include "QueryRun.h"
 #include "SessionNames.h"
+#include "SqlNames.h"
 #include "TablePath.h"
 #include "TableSink.h"
 #include "UntrustedRules.h"
@@ -124,13 +125,11 @@ void SessionStatements::Do(const SqlCreateTable& create) {
       if (column.type.fields || column.type.digits)
         ThrowPlanError(kClauseNotUnderstood, column.name.position,
                        {L"fields or digits of an INTERVAL that is no literal"});
-      none.items.push_back({MakeCast(MakeNull(column.name.position), column.type), column.name.name,
-                            column.name.position});
+      none.items.push_back({MakeSqlCast(MakeSqlNull(column.name.position), column.type),
+                            column.name.name, column.name.position});
       object.types.push_back(column.type);
     }
-    auto condition = std::make_shared<SqlExpression>();
-    condition->literal.kind = SqlLiteral::Kind::kBoolean;
-    none.where = std::move(condition);
+    none.where = MakeSqlFalse();
     TableSink sink;
     session_.RunSelect(sql_, none, nullptr, sink, 1);
     table = std::move(sink.GetTable());
