@@ -168,7 +168,8 @@ void BlendValues(const BatchVector& values, const uint8* __restrict taken, uint3
   const auto blend = [&](auto at) {
     for (uint32 row = 0; row < count; ++row) {
       const auto mask = static_cast<Word>(static_cast<int8>(taken[row]));
-      blended[row] = static_cast<Word>((at(row) & mask) | (blended[row] & static_cast<Word>(~mask)));
+      blended[row] =
+          static_cast<Word>((at(row) & mask) | (blended[row] & static_cast<Word>(~mask)));
     }
   };
   if (values.isConstant) {

@@ -24,8 +24,7 @@ void EqualVectors(CharCompareFunc_t compare, const BatchVector& a, const BatchVe
     CompareVectors<EqualToOp, T>(a, b, rows, buffers, out);
   } else {
     rows.ForEach([&](uint32 row) {
-      out[row] =
-          EqualToOp::Apply(ReadBatchValue<T>(a, row), ReadBatchValue<T>(b, row));
+      out[row] = EqualToOp::Apply(ReadBatchValue<T>(a, row), ReadBatchValue<T>(b, row));
     });
   }
 }

@@ -231,7 +231,7 @@ RExprReturn CalledFunction::Eval(void* out) {
     const BatchRows& row = RowOfRecord();
     for (std::size_t i = 0; i < vectors_.size(); ++i) {
       RExpression& operand = *GetIthOperand(static_cast<int>(i));
-      if (!operand.RExpression::EvalBatch(row, vectors_[i])) return retCode_ = kError;
+      if (!operand.EvalByRows(row, vectors_[i])) return retCode_ = kError;
     }
     Call(row);
   }
@@ -257,7 +257,7 @@ bool CalledFunction::EvalBatch(const BatchRows& rows, BatchVector& out) {
   // The values are there: nobody need fill the record.
   BatchRows taken = rows;
   taken.source = RowOfRecord().source;
-  return RExpression::EvalBatch(taken, out);
+  return EvalByRows(taken, out);
 }
 
 }  // namespace sqxer::engine
