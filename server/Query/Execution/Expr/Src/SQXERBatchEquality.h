@@ -1,15 +1,16 @@
 #pragma once
 
 #include "SQXERBatchLoops.h"
+#include "SQXERBatchTextCompare.h"
 #include "SQXERBranchTypes.h"
-#include "SQXERCompareNode.h"
 #include "SQXEROpsCompare.h"
 
 namespace sqxer {
 
 /// Writes whether the values of two vectors are equal, as EqualValues has it; what it writes for
-/// rows where one of them is NULL has no meaning. Where both are constant `rows` has one row. The
-/// buffers are those of the node, of which it takes what CompareVectors and CompareTextVectors do.
+/// rows where one of them is NULL has no meaning. Where both are constant `rows` has one row. Of
+/// the buffers, those of the node, it leaves the selections alone: `rows` may stand there. It takes
+/// the second list of truth values.
 template <class T>
 void EqualVectors(CharCompareFunc_t compare, const BatchVector& a, const BatchVector& b,
                   const BatchRows& rows, BatchBuffers& buffers, uint8* out) {
@@ -19,7 +20,9 @@ void EqualVectors(CharCompareFunc_t compare, const BatchVector& a, const BatchVe
   // A constant NULL has no values that could be read.
   if (isNull(a) || isNull(b)) return;
   if constexpr (requires(const T& value) { AsText(value); }) {
-    CompareTextBatch<EqualToOp>(compare, a, b, rows, buffers, out);
+    auto* const signs = reinterpret_cast<int8*>(buffers.Truths(1));
+    CompareTextVectors(compare, a, b, rows, buffers, signs);
+    MapValues(signs, out, rows, [](int8 sign) { return EqualToOp::Apply(int{sign}, 0); });
   } else if constexpr (HasBatchForm<T>) {
     CompareVectors<EqualToOp, T>(a, b, rows, buffers, out);
   } else {
