@@ -11,6 +11,7 @@
 #include "SQXERBatchOperands.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExpression.h"
+#include "SQXERNoColumns.h"
 
 namespace sqxer {
 
@@ -343,19 +344,6 @@ bool RExpression::EvalByRows(const BatchRows& rows, BatchVector& out) {
 }
 
 namespace {
-
-/// Rows whose columns nobody reads.
-class NoColumns final : public BatchSource {
- public:
-  const BatchVector& GetField(uint32) override { XeLogicError("a column of no record"); }
-  void FillRow(uint32) override {}
-  bool IsNullable(uint32) const override { return false; }
-  void FillField(uint32, int64, bool) override {}
-  void RestoreField(uint32) override {}
-  uint64 GetChunkRows() const override { return 0; }
-  bool GetDays(uint32, ColumnBounds<int64>&) const override { return false; }
-  uint64 GetRun() const override { return 0; }
-};
 
 /// In the fast form of its type where it has one.
 void Simplify(BatchVector& constant, BatchBuffers& buffers) {

@@ -2,6 +2,7 @@
 
 #include "SQXERBatchFewValues.h"
 #include "SQXERBatchStore.h"
+#include "SQXERNoColumns.h"
 
 namespace sqxer {
 
@@ -71,17 +72,9 @@ class BatchOperands::Cell final : public RExpression {
 };
 
 /// The rows of another source, of which only the number is put where the cells read it.
-class BatchOperands::Rows final : public BatchSource {
+class BatchOperands::Rows final : public NoColumns {
  public:
-  const BatchVector& GetField(uint32) override { XeLogicError("a column of no record"); }
   void FillRow(uint32 row) override { row_ = row; }
-  bool IsNullable(uint32) const override { return false; }
-  void FillField(uint32, int64, bool) override {}
-  void RestoreField(uint32) override {}
-  uint64 GetChunkRows() const override { return 0; }
-  bool GetDays(uint32, ColumnBounds<int64>&) const override { return false; }
-  uint64 GetRun() const override { return 0; }
-
   const uint32& GetRow() const { return row_; }
 
  private:

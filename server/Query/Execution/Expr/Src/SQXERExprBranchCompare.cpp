@@ -9,10 +9,6 @@
 namespace sqxer {
 namespace {
 
-constexpr int kResultsDiffer = 59020;
-constexpr int kNoEquality = 59022;
-constexpr int kNothingTyped = 59033;
-
 /// A value of a batch as rows compare it. Fixed texts come as long ones; `operand` says whose room
 /// a converted text may take.
 template <class T>

@@ -21,6 +21,11 @@ class SQXEREXPR_API Conditional : public RExpression {
  protected:
   using RExpression::RExpression;
 
+  static constexpr int kResultsDiffer = 59020;
+  static constexpr int kComparedDiffer = 59021;
+  static constexpr int kNoEquality = 59022;
+  static constexpr int kNothingTyped = 59033;
+
   /// What a list of branches has in common so far.
   struct BranchUnion {
     /// XeUnknown until a branch counts.
