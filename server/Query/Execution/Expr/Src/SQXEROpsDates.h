@@ -94,10 +94,12 @@ struct DateTruncOp {
         return kMicrosecondsPerDay;
     }
   }
-  /// The last multiple of a length that is not above the value.
+  /// The last multiple of a length that is not above the value. Of the least values, which no
+  /// moment has but rows of a batch that do not count may, it is any number.
   static constexpr int64 CutTo(int64 length, int64 value) {
     const int64 rest = value % length;
-    return value - rest - (rest < 0 ? length : 0);
+    const int64 below = rest + (rest < 0 ? length : 0);
+    return static_cast<int64>(static_cast<uint64>(value) - static_cast<uint64>(below));
   }
 };
 
