@@ -13,9 +13,11 @@ constexpr std::size_t kHugePage = std::size_t{2} << 20;
 /// Less is not worth the rest of a page.
 constexpr std::size_t kLeastBytes = 2 * kHugePage;
 
+constexpr std::size_t kAddressBytes = sizeof(void*);
+
 /// A block that may count has behind it the budget that it counts with, if any.
 std::size_t CountRoom(std::size_t bytes) {
-  return bytes < StatementBudget::kLeastBytes ? bytes : bytes + sizeof(StatementBudget*);
+  return bytes < StatementBudget::kLeastBytes ? bytes : bytes + kAddressBytes;
 }
 
 void* Allocate(std::size_t bytes) {
@@ -43,7 +45,7 @@ void* AllocateScattered(std::size_t bytes) {
   StatementBudget* const budget = StatementBudget::CountBlock(room);
   try {
     void* const memory = Allocate(room);
-    std::memcpy(static_cast<char*>(memory) + bytes, &budget, sizeof budget);
+    std::memcpy(static_cast<char*>(memory) + bytes, &budget, kAddressBytes);
     return memory;
   } catch (...) {
     if (budget != nullptr) budget->GiveBack(room);
@@ -55,7 +57,7 @@ void FreeScattered(void* memory, std::size_t bytes) noexcept {
   const std::size_t room = CountRoom(bytes);
   if (room != bytes && memory != nullptr) {
     StatementBudget* budget;
-    std::memcpy(&budget, static_cast<const char*>(memory) + bytes, sizeof budget);
+    std::memcpy(&budget, static_cast<const char*>(memory) + bytes, kAddressBytes);
     if (budget != nullptr) budget->GiveBack(room);
   }
   Free(memory, room);

@@ -41,7 +41,8 @@ void StatementBudget::Take(uint64 bytes) {
   if (bytes > limit) ThrowTooMuch();
   const uint64 used = (held_.fetch_add(bytes, std::memory_order_relaxed) & (kOwned - 1)) + bytes;
   if (used > limit) {
-    GiveBack(bytes);
+    // Whose budget it is keeps it.
+    held_.fetch_sub(bytes, std::memory_order_relaxed);
     ThrowTooMuch();
   }
   uint64 peak = peak_.load(std::memory_order_relaxed);

@@ -109,7 +109,7 @@ class QuantileSketch {
 
   /// What it may hold with the levels that it has.
   std::size_t CountBytes() const {
-    return levels_.size() * sizeof(levels_[0]) + 2 * room_ * sizeof(float64);
+    return levels_.size() * sizeof(decltype(levels_)::value_type) + 2 * room_ * sizeof(float64);
   }
 
   /// As many as the level on top has room for.
