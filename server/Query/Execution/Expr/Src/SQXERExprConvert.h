@@ -238,7 +238,7 @@ class SQXEREXPR_API ConvertVarXeChartoLongVarXeChar final : public Convert {
       : Convert(operand, resultType), objectLength_(length) {}
   void Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) override;
   RExprReturn Eval(void* out) override;
-  /// There are no vectors of such texts.
+  /// What gives such texts reads documents, and those by rows.
   bool TakesOperandValues() override { return false; }
 
  private:

@@ -5,7 +5,7 @@
 #include <chrono>
 
 #include "Engine/Engine.h"
-#include "server/Query/Execution/Engine/TemporaryFolder.h"
+#include "server/Query/Execution/Front/SessionTesting.h"
 
 namespace sqxer::test {
 namespace {
@@ -15,26 +15,14 @@ using engine::Result;
 using engine::Session;
 using testing::HasSubstr;
 
-class Limits : public testing::Test {
+class Limits : public SessionOfFolder {
  protected:
-  Limits() {
-    session_.SetDirectory(folder_.Path());
-    session_.SetThreads(2);
-  }
+  Limits() { session_.SetThreads(2); }
 
-  std::string Write(const std::string& sql) {
-    std::string text;
-    session_.Write(sql, [&](std::string_view piece) { text += piece; });
-    return text;
-  }
   std::string ErrorOf(const std::string& sql) {
-    try {
-      session_.Query(sql);
-    } catch (const Error& error) {
-      EXPECT_EQ(error.GetRow(), -1);
-      return std::to_string(error.GetCode()) + ": " + error.what();
-    }
-    return {};
+    const std::string error = SessionOfFolder::ErrorOf(sql);
+    EXPECT_EQ(row_, -1) << "an error of the statement has no row";
+    return error;
   }
   void MakeTable(int rows) {
     session_.Query(
@@ -42,9 +30,6 @@ class Limits : public testing::Test {
         "CONCAT('text ', i) AS s FROM generate_series(1, " +
         std::to_string(rows) + ") g(i)");
   }
-
-  TemporaryFolder folder_;
-  Session session_;
 };
 
 TEST_F(Limits, SayWhatWasTooLarge) {

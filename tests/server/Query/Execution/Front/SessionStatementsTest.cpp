@@ -8,7 +8,7 @@
 
 #include "Engine/DistributedPlan.h"
 #include "Engine/Engine.h"
-#include "server/Query/Execution/Engine/TemporaryFolder.h"
+#include "server/Query/Execution/Front/SessionTesting.h"
 
 namespace sqxer::test {
 namespace {
@@ -17,27 +17,10 @@ using engine::Error;
 using engine::Result;
 using engine::Session;
 
-class SessionStatements : public testing::Test {
+class SessionStatements : public SessionOfFolder {
  protected:
-  SessionStatements() {
-    folder_.Write("t.csv", "a,b\n1,x\n2,y\n3,\n");
-    session_.SetDirectory(folder_.Path());
-  }
+  SessionStatements() { folder_.Write("t.csv", "a,b\n1,x\n2,y\n3,\n"); }
 
-  std::string Write(const std::string& sql) {
-    std::string text;
-    session_.Write(sql, [&](std::string_view piece) { text += piece; });
-    return text;
-  }
-  /// The code and the sentence of the error that a statement ends with.
-  std::string ErrorOf(const std::string& sql) {
-    try {
-      session_.Query(sql);
-    } catch (const Error& error) {
-      return std::to_string(error.GetCode()) + ": " + error.what();
-    }
-    return {};
-  }
   std::string Read(const std::string& name) {
     std::ifstream file(folder_.File(name), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -51,9 +34,6 @@ class SessionStatements : public testing::Test {
     const std::filesystem::directory_iterator files(folder_.Path());
     return static_cast<std::size_t>(std::distance(begin(files), end(files)));
   }
-
-  TemporaryFolder folder_;
-  Session session_;
 };
 
 TEST_F(SessionStatements, GiveResultsWithoutColumnsAndTags) {
