@@ -100,5 +100,5 @@ def _reads_alike(physical: pa.Schema, wanted: pa.Schema) -> bool:
 def _is_same(read: pa.DataType, wanted: pa.DataType) -> bool:
     if pa.types.is_string(wanted):
         text = read.value_type if pa.types.is_dictionary(read) else read
-        return pa.types.is_string(text) or pa.types.is_large_string(text)
-    return read == wanted and any(is_kind(wanted) for is_kind in _SAME)
+        return bool(pa.types.is_string(text) or pa.types.is_large_string(text))
+    return bool(read == wanted) and any(is_kind(wanted) for is_kind in _SAME)
