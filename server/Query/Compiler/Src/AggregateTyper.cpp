@@ -29,6 +29,13 @@ bool IsMovingExact(const TypedExpression& argument) {
   return !argument.nullable && argument.type != XeDoubleData && argument.type != XeFloatData;
 }
 
+/// Whether a window is one that a moving node, which makes room for all of it at once, is not to be
+/// asked for.
+bool IsLong(const TypedExpression& windowSize) {
+  constexpr int32 kMostRows = 1 << 20;
+  return std::get<int32>(windowSize.constant.value) > kMostRows;
+}
+
 const FunctionRow& AggregateOfName(std::string_view name) {
   const std::vector<const FunctionRow*> rows = FindFunctions(name);
   return **std::ranges::find_if(rows, [](const FunctionRow* row) {
@@ -75,8 +82,9 @@ TypedExpressionPtr ExpressionTyper::TypeAggregate(const FunctionRow& row,
       row.windowForm == WindowForm::kMoving || row.windowForm == WindowForm::kRunning;
   const bool isOfIntervals = isOverRows && !aggregate->arguments.empty() &&
                              aggregate->arguments[0]->type == XeIntervalData;
-  if (isOfIntervals ||
-      (row.windowForm == WindowForm::kMoving && !IsMovingExact(*aggregate->arguments[0])))
+  const bool isMoving = row.windowForm == WindowForm::kMoving;
+  if (isOfIntervals || (isMoving && (!IsMovingExact(*aggregate->arguments[0]) ||
+                                     IsLong(*WindowSize(*expression.over->fromOffset, 1)))))
     return TypeAggregate(AggregateOfName(row.name), expression, clause, index);
   if (expression.over) {
     TypeWindow(expression, inner, *aggregate, *call);

@@ -8,24 +8,9 @@
 #include "PlanError.h"
 #include "SqlOperators.h"
 #include "SqlTimeReader.h"
-#include "TryCasts.h"
 
 namespace sqxer {
 namespace {
-
-/// The longest text that a CAST may ask for: room for it is made in every row.
-constexpr int kMaxCastCharacters = 1 << 20;
-/// The most digits that a NUMERIC may be declared with.
-constexpr int kMostDigits = 1000;
-
-std::shared_ptr<SqlExpression> Literal(int position, SqlLiteral::Kind kind, XeString text = {}) {
-  auto literal = std::make_shared<SqlExpression>();
-  literal->kind = SqlExpression::Kind::kLiteral;
-  literal->position = position;
-  literal->literal.kind = kind;
-  literal->literal.text = std::move(text);
-  return literal;
-}
 
 /// Forms that the grammar has and this system has not.
 const wchar_t* FormName(const PgQuery__Node& node) {
@@ -69,84 +54,6 @@ int FormPosition(const PgQuery__Node& node) {
       return FormPosition(*node.a_indirection->arg);
     default:
       return 0;
-  }
-}
-
-/// What a type's name in the grammar means; INTEGER arrives as int4, DOUBLE PRECISION as float8.
-struct TypeNameRow {
-  std::string_view name;
-  XeDataType type;
-  /// How many numbers in parentheses it may have.
-  std::size_t modifiers = 0;
-};
-constexpr TypeNameRow kTypeNames[] = {
-    {"bool", XeBoolean},           {"boolean", XeBoolean},
-    {"bit", XeBitData, 1},         {"int1", XeInt1Data},
-    {"uint1", XeUInt1Data},        {"int2", XeInt2Data},
-    {"smallint", XeInt2Data},      {"uint2", XeUInt2Data},
-    {"int4", XeInt4Data},          {"integer", XeInt4Data},
-    {"uint4", XeUInt4Data},        {"float4", XeFloatData},
-    {"float8", XeDoubleData},      {"double", XeDoubleData},
-    {"numeric", XeNumericData, 2}, {"decimal", XeNumericData, 2},
-    {"int8", XeNumericData},       {"bigint", XeNumericData},
-    {"bpchar", XeCharData, 1},     {"char", XeCharData, 1},
-    {"text", XeLongVarCharData},   {"varchar", XeLongVarCharData, 1},
-    {"date", XeDateData},          {"time", XeTimeData},
-    {"timestamp", XeDateTimeData}, {"interval", XeIntervalData, 2},
-};
-
-int ReadModifier(const PgQuery__Node& node, int position) {
-  bool integer = node.node_case == PG_QUERY__NODE__NODE_A_CONST &&
-                 node.a_const->val_case == PG_QUERY__A__CONST__VAL_IVAL;
-  if (!integer) SqlExpressionReader::Refuse(position, L"a length that is no whole number");
-  return node.a_const->ival->ival;
-}
-
-SqlTypeName ReadTypeName(const PgQuery__TypeName& name) {
-  int position = name.location < 0 ? 0 : name.location;
-  std::string_view text = name.n_names ? StringOf(*name.names[name.n_names - 1]) : "";
-  const auto* row = std::ranges::find(kTypeNames, text, &TypeNameRow::name);
-  if (row == std::end(kTypeNames)) {
-    ThrowPlanError(kNoSuchType, position, {Wide(text)});
-  }
-  if (name.n_typmods > row->modifiers || name.n_array_bounds || name.setof || name.pct_type)
-    SqlExpressionReader::Refuse(position, L"a precision or array bounds of this type");
-  SqlTypeName type{row->type};
-  if (type.type == XeIntervalData) {
-    SqlTimeReader::ReadIntervalType(name, type);
-    return type;
-  }
-  if (text == "int8" || text == "bigint") type.precision = SqlTypeName::kBigint;
-  if (name.n_typmods > 0) type.precision = ReadModifier(*name.typmods[0], position);
-  if (name.n_typmods > 1) type.scale = ReadModifier(*name.typmods[1], position);
-  bool sized = type.type == XeCharData || type.type == XeLongVarCharData;
-  if (sized && name.n_typmods && (type.precision < 1 || type.precision > kMaxCastCharacters))
-    ThrowPlanError(kTextLength, position,
-                   {std::to_wstring(kMaxCastCharacters), std::to_wstring(type.precision)});
-  if (type.type == XeCharData && type.precision == 0) type.precision = 1;
-  if (type.type == XeNumericData && name.n_typmods > 0 &&
-      (type.precision < 1 || type.precision > kMostDigits || std::abs(type.scale) > kMostDigits))
-    ThrowPlanError(kNumericPrecision, position, {std::to_wstring(kMostDigits)});
-  return type;
-}
-
-/// Whether a literal of the type exists: TYPE 'text', read while planning.
-bool IsLiteralType(const SqlTypeName& type) {
-  switch (type.type) {
-    case XeBoolean:
-    case XeInt4Data:
-    case XeUInt4Data:
-    case XeDoubleData:
-    case XeDateData:
-    case XeTimeData:
-    case XeDateTimeData:
-    case XeIntervalData:
-      return true;
-    case XeNumericData:
-    case XeLongVarCharData:
-      return type.precision == 0;
-    default:
-      return false;
   }
 }
 
@@ -275,37 +182,11 @@ int SqlExpressionReader::NegativeInteger(int position) const {
   return 0;
 }
 
-SqlTypeName SqlExpressionReader::ReadType(const PgQuery__TypeName& name) {
-  return ReadTypeName(name);
-}
-
 // The grammar's library keeps 32 bits of a number, so that $4294967297 would be $1.
 int SqlExpressionReader::ParameterNumber(const PgQuery__ParamRef& parameter) const {
   const char* const at = sql_.c_str() + Place(parameter.location);
   if (*at != '$') return parameter.number;
   return static_cast<int>(std::min(std::strtol(at + 1, nullptr, 10), long{INT_MAX}));
-}
-
-SqlExpressionPtr SqlExpressionReader::ReadCast(const PgQuery__TypeCast& cast) const {
-  SqlTypeName type = ReadTypeName(*cast.type_name);
-  const bool isText = cast.arg->node_case == PG_QUERY__NODE__NODE_A_CONST &&
-                      !cast.arg->a_const->isnull &&
-                      cast.arg->a_const->val_case == PG_QUERY__A__CONST__VAL_SVAL;
-  if (isText && IsLiteralType(type) && !IsTryCast(sql_, Place(cast.location))) {
-    auto text = Literal(Place(cast.arg->a_const->location), SqlLiteral::Kind::kTypedText,
-                        Wide(cast.arg->a_const->sval->sval));
-    text->literal.type = type.type;
-    text->literal.fields = type.fields;
-    text->literal.digits = type.digits;
-    return text;
-  }
-  int position = Place(cast.location >= 0 ? cast.location : cast.type_name->location);
-  type.isTry = IsTryCast(sql_, position);
-  if (type.fields || type.digits)
-    Refuse(position, L"fields or digits of an INTERVAL that is no literal");
-  auto call = Call(SqlExpression::Kind::kOperator, position, "cast", {Read(*cast.arg)});
-  call->target = type;
-  return call;
 }
 
 SqlExpressionPtr SqlExpressionReader::ReadName(const PgQuery__ColumnRef& name) const {
@@ -462,58 +343,6 @@ SqlExpressionPtr SqlExpressionReader::ReadTruthTest(const PgQuery__BooleanTest& 
   }
 }
 
-// MODE() WITHIN GROUP (ORDER BY x) is a function of x, in that order; LISTAGG is one whose rows
-// come in that order. PERCENTILE_CONT(p) WITHIN GROUP (ORDER BY x) is a function of x and p;
-// descending, of x and 1 - p.
-void SqlExpressionReader::ReadOrderedSet(const PgQuery__FuncCall& call,
-                                         SqlExpression& function) const {
-  if (function.name == "listagg") {
-    ReadOrderWithin(call, function);
-    return;
-  }
-  const SqlSortItem key = ReadSort(*call.agg_order[0]->sort_by);
-  const bool isMode = function.name == "mode";
-  const bool isContinuous = function.name == "percentile_cont";
-  if (call.n_agg_order > 1 || function.arguments.size() != (isMode ? 0 : 1) ||
-      (!isMode && !isContinuous && function.name != "percentile_disc")) {
-    Refuse(function.position, L"WITHIN GROUP of this function, or of several columns");
-  }
-  if (isMode) {
-    function.arguments = {key.expression};
-    function.orderBy = {key};
-    return;
-  }
-  SqlExpressionPtr fraction = function.arguments[0];
-  if (key.order == kDescending) {
-    if (!isContinuous) Refuse(key.expression->position, L"a descending order of PERCENTILE_DISC");
-    const auto one = Literal(fraction->position, SqlLiteral::Kind::kInteger, L"1");
-    fraction = Operator(fraction->position, "-", {one, fraction});
-  }
-  function.arguments = {key.expression, fraction};
-}
-
-void SqlExpressionReader::ReadOrderWithin(const PgQuery__FuncCall& call,
-                                          SqlExpression& function) const {
-  for (std::size_t i = 0; i < call.n_agg_order; ++i)
-    function.orderBy.push_back(ReadSort(*call.agg_order[i]->sort_by));
-}
-
-// IIF(c, x, y), and DECODE(a, b, x, ..., y), as the CASE that they are.
-SqlExpressionPtr SqlExpressionReader::AsCase(const SqlExpression& call, bool hasValue) {
-  const std::vector<SqlExpressionPtr>& given = call.arguments;
-  std::vector<SqlExpressionPtr> operands;
-  std::vector<SqlExpressionPtr> results;
-  if (hasValue) operands.push_back(given[0]);
-  std::size_t i = hasValue ? 1 : 0;
-  for (; i + 1 < given.size(); i += 2) {
-    operands.push_back(given[i]);
-    results.push_back(given[i + 1]);
-  }
-  if (i < given.size()) results.push_back(given[i]);
-  operands.insert(operands.end(), results.begin(), results.end());
-  return Operator(call.position, hasValue ? "case" : "case when", std::move(operands));
-}
-
 SqlExpressionPtr SqlExpressionReader::ReadSubquery(const PgQuery__SubLink& link) const {
   using Use = SqlExpression::SubqueryUse;
   const int position = Place(link.location);
@@ -543,70 +372,6 @@ SqlExpressionPtr SqlExpressionReader::ReadSubquery(const PgQuery__SubLink& link)
     Refuse(position, L"ANY or ALL of a subquery with an operator that is no comparison");
   subquery->query = readQuery_(*link.subselect->select_stmt);
   return subquery;
-}
-
-std::vector<SqlExpressionPtr> SqlExpressionReader::ReadArguments(
-    const PgQuery__FuncCall& call) const {
-  const bool takesNames = StringOf(*call.funcname[call.n_funcname - 1]) == "make_interval";
-  std::vector<SqlExpressionPtr> all;
-  for (std::size_t i = 0; i < call.n_args; ++i) {
-    const PgQuery__Node& argument = *call.args[i];
-    const bool isNamed = argument.node_case == PG_QUERY__NODE__NODE_NAMED_ARG_EXPR;
-    all.push_back(Read(takesNames && isNamed ? *argument.named_arg_expr->arg : argument));
-  }
-  return all;
-}
-
-SqlExpressionPtr SqlExpressionReader::ReadFunction(const PgQuery__FuncCall& call) const {
-  int position = Place(call.location);
-  if (call.func_variadic) Refuse(position, L"VARIADIC");
-  // The grammar itself writes the schema of its own functions.
-  if (call.n_funcname > 2 || (call.n_funcname == 2 && StringOf(*call.funcname[0]) != "pg_catalog"))
-    Refuse(position, L"a schema before a function");
-  auto function = std::make_shared<SqlExpression>();
-  function->kind = SqlExpression::Kind::kFunction;
-  function->position = position;
-  function->name = StringOf(*call.funcname[call.n_funcname - 1]);
-  function->star = call.agg_star;
-  function->distinct = call.agg_distinct;
-  const bool areFractions = call.agg_within_group && call.n_args == 1 &&
-                            call.args[0]->node_case == PG_QUERY__NODE__NODE_A_ARRAY_EXPR;
-  if (areFractions) {
-    XeString name = Wide(function->name);
-    for (wchar_t& c : name) c = BaseStringUtil::UpperCase(c);
-    ThrowPlanError(kSeveralFractions, call.args[0]->a_array_expr->location, {name});
-  }
-  function->arguments = ReadArguments(call);
-  SqlTimeReader::PlaceArguments(call, *function);
-  if (call.agg_within_group) {
-    ReadOrderedSet(call, *function);
-  } else {
-    ReadOrderWithin(call, *function);
-  }
-  if (call.agg_filter) {
-    function->filter = Read(*call.agg_filter);
-    // Rows that are left out are a NULL that is not counted.
-    if (function->name == "count" && function->star) {
-      function->star = false;
-      function->arguments = {Literal(position, SqlLiteral::Kind::kInteger, L"1")};
-    }
-  }
-  if (call.over) function->over = ReadWindow(*call.over);
-  const std::size_t count = function->arguments.size();
-  if ((function->name == "iif" && count == 3) || (function->name == "decode" && count >= 3)) {
-    if (function->filter || function->over || function->distinct || function->star ||
-        !function->orderBy.empty())
-      Refuse(position, L"FILTER, OVER, DISTINCT or ORDER BY of a function that is no aggregate");
-    return AsCase(*function, function->name == "decode");
-  }
-  SqlTimeReader::Rewrite(*function);
-  // The grammar's own names for TRIM and for its ends.
-  if (function->name == "btrim") function->name = "trim";
-  // OVERLAY without FOR replaces as many characters as it puts in.
-  if (function->name == "overlay" && function->arguments.size() == 3)
-    function->arguments.push_back(
-        Call(SqlExpression::Kind::kFunction, position, "char_length", {function->arguments[1]}));
-  return function;
 }
 
 }  // namespace sqxer

@@ -17,6 +17,16 @@ inline std::string_view StringOf(const PgQuery__Node& node) {
   return node.node_case == PG_QUERY__NODE__NODE_STRING ? node.string->sval : "";
 }
 
+inline std::shared_ptr<SqlExpression> Literal(int position, SqlLiteral::Kind kind,
+                                              XeString text = {}) {
+  auto literal = std::make_shared<SqlExpression>();
+  literal->kind = SqlExpression::Kind::kLiteral;
+  literal->position = position;
+  literal->literal.kind = kind;
+  literal->literal.text = std::move(text);
+  return literal;
+}
+
 inline std::shared_ptr<SqlExpression> Call(SqlExpression::Kind kind, int position, std::string name,
                                            std::vector<SqlExpressionPtr> arguments) {
   auto call = std::make_shared<SqlExpression>();

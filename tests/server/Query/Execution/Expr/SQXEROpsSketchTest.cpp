@@ -9,6 +9,7 @@
 #include "SQXEROpsDistinctSketch.h"
 #include "SQXEROpsQuantileSketch.h"
 #include "gtest/gtest.h"
+#include "support/Sanitizers.h"
 
 namespace sqxer::test {
 namespace {
@@ -86,7 +87,7 @@ float64 RankError(const std::vector<float64>& sorted, float64 fraction, float64 
 constexpr float64 kFractions[] = {0, 0.001, 0.01, 0.1, 0.25, 0.5, 0.75, 0.9, 0.99, 0.999, 1};
 
 TEST(QuantileSketch, IsOffByLittleOverManySeedsAndOrders) {
-  constexpr int kSeeds = 60;
+  constexpr int kSeeds = ShareOfCases(60);
   for (const std::size_t count : std::initializer_list<std::size_t>{513, 10'000, 200'000}) {
     float64 worst = 0, squares = 0;
     int answers = 0;
