@@ -7,9 +7,11 @@ DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray
 
+TESTS_OF_THREADS := ^Threads|^Engine.IsCancelled|SideBySide|TableJoin.*Cancel|^Csv(Scan|Stream|Table)|^JsonLines|Threads|Budget
+
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
         bench-micro bench-python bench-spark bench-suite bench-windows fuzz fuzz-reader fuzz-short \
-        fuzz-targets format format-check limits python-check tidy \
+        fuzz-targets format format-check limits python-check threads tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -38,6 +40,14 @@ sanitize:
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
+
+## The tests of what threads do side by side (sessions, readers of files, cancellation, memory), built by
+## clang with ThreadSanitizer.
+threads:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@cmake --preset threads >/dev/null
+	cmake --build --preset threads -j $(JOBS) --target front_tests engine_tests tables_tests utility_tests
+	ctest --preset threads -j $(JOBS) -R '$(TESTS_OF_THREADS)'
 
 ## Whole queries beside DuckDB, ClickHouse, Polars, SQLite and loops written by hand, then whole
 ## processes from file to answer (ROWS=N: another table); docs/performance.md then shows the figures.

@@ -199,9 +199,15 @@ Result Evaluator::Impl::Evaluate(ArrowArrayStream* rows, const ResultOptions& op
   const SettingsScope scope(settings_);
   cancellation_.Withdraw();
   const CancellationScope cancellation(&cancellation_);
+  const SUSystemConfig& switches = settings_->GetSwitches();
+  budget_->SetLimits(switches.GetMemoryLimit(), switches.GetTempLimit());
+  const BudgetScope counted(budget_.get());
   KeepingSink sink;
-  WithErrorsOf(sql_,
-               [&] { RunOver(ReadArrowTable(rows, {.name = L"input"}, RequestOfUsed()), sink); });
+  const auto read = [&] {
+    const BudgetScope use(MemoryUse::kTable, L"input");
+    return ReadArrowTable(rows, {.name = L"input"}, RequestOfUsed());
+  };
+  WithErrorsOf(sql_, [&] { RunOver(read(), sink); });
   return Result(
       std::make_unique<KeptResult>(sql_, std::move(sink.schema), std::move(sink.chunks), options));
 }

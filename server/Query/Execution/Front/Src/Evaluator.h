@@ -10,6 +10,7 @@
 #include "QueryRun.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
+#include "Utility/StatementBudget.h"
 
 namespace sqxer::engine {
 
@@ -38,6 +39,8 @@ class Evaluator::Impl {
   const AddedFunctions functions_;
   const SettingsRef settings_;
   Cancellation cancellation_;
+  /// Of rows, results that are not yet released included.
+  StatementBudget::Owner budget_ = StatementBudget::Make();
   ParameterBlock parameters_;
   Table table_;
   /// The columns that it reads.

@@ -73,6 +73,29 @@ TEST_F(Limits, CountResultsUntilTheyAreReleased) {
   EXPECT_EQ(ErrorOf(sql), "");
 }
 
+TEST_F(Limits, CountWhatEvaluatorsMake) {
+  MakeTable(200000);
+  session_.Set("MemoryLimit", "8MiB");
+  const auto rows = [&](ArrowArrayStream* stream) {
+    Session open;
+    open.Query(
+        "CREATE TABLE t AS SELECT i, CONCAT('text ', i) AS s FROM generate_series(1, 200000) g(i)");
+    open.Query("SELECT i, s FROM t").Export(stream);
+  };
+  ArrowArrayStream stream;
+  rows(&stream);
+  ArrowSchema schema;
+  ASSERT_EQ(stream.get_schema(&stream, &schema), 0);
+  engine::Evaluator longer = session_.Compile("s || ' and more, so that it is longer'", schema);
+  engine::Evaluator shorter = session_.Compile("i + 1", schema);
+  schema.release(&schema);
+  EXPECT_THROW(longer.Evaluate(&stream), Error);
+  for (int i = 0; i < 20; ++i) {
+    rows(&stream);
+    EXPECT_EQ(shorter.Evaluate(&stream).CountRows(), 200000);
+  }
+}
+
 TEST_F(Limits, DoNotKeepTablesOfFilesThatLeaveTooLittle) {
   MakeTable(300000);
   const std::string first = folder_.File("a.csv"), second = folder_.File("b.csv");
