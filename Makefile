@@ -7,8 +7,6 @@ DRIVER := PYTHONPATH=bench build/venv/bin/python -m
 PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray
 
-TESTS_OF_THREADS := ^Threads|^Engine.IsCancelled|SideBySide|TableJoin.*Cancel|^Csv(Scan|Stream|Table)|^JsonLines|Threads|Budget
-
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
         bench-micro bench-python bench-spark bench-suite bench-windows fuzz fuzz-reader fuzz-short \
         fuzz-targets format format-check limits python-check threads tidy \
@@ -41,13 +39,12 @@ sanitize:
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
 
-## The tests of what threads do side by side (sessions, readers of files, cancellation, memory), built by
-## clang with ThreadSanitizer.
+## Sessions side by side, each with threads of its own, built by clang with ThreadSanitizer.
 threads:
 	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
 	@cmake --preset threads >/dev/null
-	cmake --build --preset threads -j $(JOBS) --target front_tests engine_tests tables_tests utility_tests
-	ctest --preset threads -j $(JOBS) -R '$(TESTS_OF_THREADS)'
+	cmake --build --preset threads -j $(JOBS) --target front_tests
+	ctest --preset threads -j $(JOBS) -R '^Threads|^Engine'
 
 ## Whole queries beside DuckDB, ClickHouse, Polars, SQLite and loops written by hand, then whole
 ## processes from file to answer (ROWS=N: another table); docs/performance.md then shows the figures.
