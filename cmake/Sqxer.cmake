@@ -12,6 +12,21 @@ if(SQXER_BASELINE AND CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
 endif()
 # A fused multiply-add would round once where the operators promise to round twice.
 target_compile_options(sqxer_options INTERFACE -ffp-contract=off)
+# What makes a fault that is still there harder to use: checks of stacks and of lengths that the compiler
+# knows, addresses that differ from run to run, and no table of functions that can be written. Lengths
+# are checked where code is optimised; tests are not.
+if(SQXER_HARDEN AND NOT SQXER_SANITIZE)
+  include(CheckPIESupported)
+  check_pie_supported()
+  set(sqxer_optimised
+      "$<AND:$<NOT:$<CONFIG:Debug>>,$<NOT:$<BOOL:$<TARGET_PROPERTY:SQXER_UNOPTIMISED>>>>")
+  target_compile_options(sqxer_options INTERFACE
+                         -fstack-protector-strong
+                         "$<${sqxer_optimised}:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>")
+  if(NOT APPLE)
+    target_link_options(sqxer_options INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack)
+  endif()
+endif()
 if(SQXER_SANITIZE)
   target_compile_options(sqxer_options INTERFACE -fsanitize=${SQXER_SANITIZE}
                                                  -fno-sanitize-recover=all -fno-omit-frame-pointer)

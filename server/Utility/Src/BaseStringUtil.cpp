@@ -182,7 +182,10 @@ uint32 BaseStringUtil::StdStringToString(std::string_view text, uint32 codePage,
 XeString BaseStringUtil::QuotedValue(std::string_view utf8) {
   constexpr std::size_t kMostCharacters = 60;
   XeString text = Utf8ToString(utf8.substr(0, 6 * kMostCharacters));
-  if (text.size() > kMostCharacters) text = text.substr(0, kMostCharacters) + L"...";
+  if (text.size() > kMostCharacters) {
+    text.resize(kMostCharacters);
+    text += L"...";
+  }
   std::ranges::replace_if(
       text, [](wchar_t c) { return c < L' '; }, L' ');
   return text;
