@@ -74,8 +74,8 @@ Files are read by queries: `INSERT INTO t SELECT * FROM 'file.csv'` does what CO
 - SHOW TABLES gives `name`, `kind` (file, table, view, or arrow for data that a program gave), and `rows` and `columns`
   where they are known, of a file once a statement has read it.
 - SHOW ALL gives `name`, `value` and `description` of the switches, which `--set` and `sqxer --help-switches` have, too.
-  SET holds for the statements to come, RESET puts back what the session began with. A value stands in quotation marks,
-  or without, as far as the statement goes: `SET GroupMemory = 64MiB`.
+  SET holds for the statements to come, RESET puts back what the program has set
+  (the command, by `--set`), or else what the session began with. A value stands in quotation marks, or without, as far as the statement goes: `SET GroupMemory = 64MiB`.
 
 ## Limits
 
