@@ -80,19 +80,14 @@ void InRuns(std::size_t count, Use&& use) {
   }
 }
 
-uint32 CountRows(const JoinSide& side, const XeString& name) {
-  if (side.table->rowCount > kMostJoinRows) ThrowTooLarge(name);
-  return static_cast<uint32>(side.table->rowCount);
-}
-
 TableJoin::TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind,
                      const PairFilter& admits, const RunProgress& progress)
     : left_(left),
       right_(right),
       kind_(kind),
       admits_(admits),
-      leftRows_(CountRows(left, L"the left side")),
-      rightRows_(CountRows(right, L"the right side")),
+      leftRows_(CountJoinRows(left, L"the left side")),
+      rightRows_(CountJoinRows(right, L"the right side")),
       candidatesLeft_(kMostCandidatePairs),
       candidatesRight_(kMostCandidatePairs) {
   if (GivesLeftAlone()) marked_.resize(leftRows_);
@@ -317,6 +312,11 @@ void TableJoin::ListMarked() {
 }
 
 }  // namespace
+
+uint32 CountJoinRows(const JoinSide& side, const XeString& name) {
+  if (side.table->rowCount > kMostJoinRows) ThrowTooLarge(name);
+  return static_cast<uint32>(side.table->rowCount);
+}
 
 JoinedRows JoinRows(const JoinSide& left, const JoinSide& right, JoinKind kind,
                     const PairFilter& admits, const RunProgress& progress) {
