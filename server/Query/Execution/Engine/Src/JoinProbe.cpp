@@ -17,8 +17,7 @@ JoinProbe::JoinProbe(JoinSide right, JoinKind kind)
       candidatesLeft_(kMostCandidatePairs),
       candidatesRight_(kMostCandidatePairs) {}
 
-void JoinProbe::Enter(JoinSide left, PairFilter admits) {
-  const bool isFirst = left_.table == nullptr;
+void JoinProbe::Begin(JoinSide left, PairFilter admits) {
   left_ = std::move(left);
   leftRows_ = CountJoinRows(left_, L"the left side");
   admits_ = std::move(admits);
@@ -26,17 +25,25 @@ void JoinProbe::Enter(JoinSide left, PairFilter admits) {
   inChunk_ = readTo_ = inBatch_ = nextLeft_ = 0;
   batch_ = nullptr;
   nextRight_ = 0;
+}
+
+void JoinProbe::Enter(JoinSide left, PairFilter admits) {
+  Begin(std::move(left), std::move(admits));
   if (left_.keys.empty() || rightRows_ == 0) return;
-  if (isFirst) {
-    const uint64 memory = Settings::Current()->GetSwitches().joinMemory_;
-    keys_ = std::make_unique<JoinKeys>(right_, left_);
-    isWithinMemory_ =
-        JoinTable(*keys_, rightRows_, StatementBudget::CapShare(memory, 4)).GetParts() == 1;
-    if (isWithinMemory_) MakeTable();
-  } else if (!keys_->SetProbe(left_)) {
-    keys_ = std::make_unique<JoinKeys>(right_, left_, keys_.get());
-    MakeTable();
-  }
+  if (keys_ != nullptr && keys_->SetProbe(left_)) return;
+  keys_ = std::make_unique<JoinKeys>(right_, left_, keys_.get());
+  MakeTable();
+}
+
+bool JoinProbe::EnterWithinMemory(JoinSide left, PairFilter admits) {
+  Begin(std::move(left), std::move(admits));
+  if (left_.keys.empty() || rightRows_ == 0) return true;
+  keys_ = std::make_unique<JoinKeys>(right_, left_);
+  const uint64 memory =
+      StatementBudget::CapShare(Settings::Current()->GetSwitches().joinMemory_, 4);
+  if (JoinTable(*keys_, rightRows_, memory).GetParts() > 1) return false;
+  MakeTable();
+  return true;
 }
 
 void JoinProbe::MakeTable() {

@@ -15,12 +15,12 @@ class JoinProbe {
   /// kInner, kLeft, kSemi or kAnti. The right table must outlive it.
   JoinProbe(JoinSide right, JoinKind kind);
 
-  /// Whether the table by which keys are looked up stays within the switch JoinMemory, which is
-  /// known when the first left rows have come.
-  bool IsWithinMemory() const { return isWithinMemory_; }
   /// Goes to other left rows, kMostJoinRows at most, which must stay until the next call. `admits`,
   /// which may be empty, gets their numbers in this table.
   void Enter(JoinSide left, PairFilter admits);
+  /// The same for the first ones; false, and the join is of no use, where the table by which keys
+  /// are looked up would not stay within the switch JoinMemory.
+  bool EnterWithinMemory(JoinSide left, PairFilter admits);
   /// How many of the left rows have been gone through.
   uint64 GetRead() const { return readTo_; }
   /// The joined rows of some more left rows, perhaps none; false where there are no more. `rows`
@@ -38,6 +38,7 @@ class JoinProbe {
   bool IsBehindBatch() const { return batch_ == nullptr || inBatch_ == batch_->count; }
   /// The first left row whose candidates have not all been taken.
   uint32 GetOpenRow() const { return IsBehindBatch() ? readTo_ : batch_->rows[inBatch_]; }
+  void Begin(JoinSide left, PairFilter admits);
   void MakeTable();
 
   /// Adds candidates of rows before `end`, up to kMostCandidatePairs of them.
@@ -61,7 +62,6 @@ class JoinProbe {
   PairFilter admits_;
   std::unique_ptr<JoinKeys> keys_;
   std::unique_ptr<JoinTable> table_;
-  bool isWithinMemory_ = true;
 
   // Where the left rows are: the chunk and its next row, the first row behind the batch, the next
   // one of the batch, and the right row that is its next candidate.

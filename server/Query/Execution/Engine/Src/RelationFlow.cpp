@@ -13,38 +13,6 @@
 #include "TableReads.h"
 
 namespace sqxer {
-namespace {
-
-/// The rows of a table alone that has one chunk.
-TableRef TableOf(const TableSchema& schema, const TableChunk& chunk) {
-  auto table = std::make_shared<Table>();
-  table->schema = schema;
-  table->rowCount = chunk.rows;
-  table->chunks.push_back(chunk);
-  return table;
-}
-
-}  // namespace
-
-/// What is done beside a running statement for some of its rows: it tells no progress and takes no
-/// time of its own, and errors of a row tell which of all rows it is.
-template <class Action>
-auto RelationRun::Beside(uint64 rowsBefore, Action&& action) {
-  struct Restore {
-    explicit Restore(RelationRun& of)
-        : run(of), timing(of.session_.timing_), rowsBefore(of.rowsBefore_) {}
-    ~Restore() {
-      run.session_.timing_ = timing;
-      run.rowsBefore_ = rowsBefore;
-    }
-    RelationRun& run;
-    const Session::Timing timing;
-    const uint64 rowsBefore;
-  } const restore(*this);
-  const QuietProgress quiet(session_.runProgress_);
-  rowsBefore_ = rowsBefore;
-  return action();
-}
 
 RelationRun::FlowRules RelationRun::FindFlowRules(const SqlSelect& select,
                                                   const FlowRules& around) const {
@@ -76,6 +44,14 @@ void RelationRun::Buffer(Flow& flow, uint64 most) {
     }
   }
   flow.rows = rows;
+}
+
+bool RelationRun::FitsMemory(Flow& flow, uint64 bytes) {
+  const StatementBudget* const budget = StatementBudget::OfThread().budget;
+  if (budget == nullptr) Buffer(flow, std::numeric_limits<uint64>::max());
+  const uint64 before = flow.rest ? budget->GetUsed() : 0;
+  while (flow.rest && budget->GetUsed() <= before + bytes) Buffer(flow, flow.rows->rowCount);
+  return flow.rest == nullptr;
 }
 
 TableRef RelationRun::TakeAll(Flow flow) {
@@ -158,26 +134,29 @@ bool RelationRun::JoinFlow::Start() {
   meter_.SetProgress(run_.session_.runProgress_);
   const uint64 right = steps_.right->rowCount;
   meter_.Start(RunPhase::kJoining, left_.rest ? kUnknownRows : left_.rows->rowCount + right);
-  EnterLeft(left_.rows);
+  const bool isWithinMemory = EnterLeft(left_.rows, true);
   meter_.Step(right);
-  return probe_.IsWithinMemory();
+  return isWithinMemory;
 }
 
-void RelationRun::JoinFlow::EnterLeft(TableRef left) {
-  current_ = std::move(left);
+bool RelationRun::JoinFlow::EnterLeft(TableRef rows, bool isFirst) {
+  current_ = std::move(rows);
   leftKeys_ = run_.Beside(leftBefore_,
                           [&] { return run_.MakeKeys(current_, steps_.equalities.left, types_); });
-  probe_.Enter({leftKeys_.table.get(), leftKeys_.columns},
-               run_.MakePairFilter(current_, steps_.right, steps_.gathered, steps_.others,
-                                   steps_.leftColumns, steps_.rightColumns));
+  JoinSide left{leftKeys_.table.get(), leftKeys_.columns};
+  PairFilter admits = run_.MakePairFilter(current_, steps_.right, steps_.gathered, steps_.others,
+                                          steps_.leftColumns, steps_.rightColumns);
   gatherLeft_ = std::make_unique<ColumnGather>(*current_, steps_.leftColumns, current_->rowCount);
+  if (isFirst) return probe_.EnterWithinMemory(std::move(left), std::move(admits));
+  probe_.Enter(std::move(left), std::move(admits));
+  return true;
 }
 
 bool RelationRun::JoinFlow::NextLeft() {
   leftBefore_ += current_->rowCount;
   const TableChunk* const chunk = left_.rest ? left_.rest->Next() : nullptr;
   if (chunk == nullptr) return false;
-  EnterLeft(TableOf(current_->schema, *chunk));
+  EnterLeft(TableOfChunk(current_->schema, *chunk), false);
   return true;
 }
 
@@ -229,7 +208,7 @@ const TableChunk* RelationRun::MapFlow::Next() {
   while (next_ == found_.size()) {
     const TableChunk* const chunk = input_.rest->Next();
     if (chunk == nullptr) return nullptr;
-    Make(TableOf(input_.rows->schema, *chunk));
+    Make(TableOfChunk(input_.rows->schema, *chunk));
   }
   return &found_[next_++];
 }

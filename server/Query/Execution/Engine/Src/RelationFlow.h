@@ -6,7 +6,10 @@
 #include "ColumnGather.h"
 #include "JoinProbe.h"
 #include "LazyTable.h"
+#include "QuietProgress.h"
 #include "RelationRun.h"
+#include "RelationSource.h"
+#include "Session.h"
 
 namespace sqxer {
 
@@ -58,6 +61,26 @@ struct RelationRun::JoinSteps {
   XeString name;
 };
 
+/// What is done beside a running statement for some of its rows: it tells no progress and takes no
+/// time of its own, and errors of a row tell which of all rows it is.
+template <class Action>
+auto RelationRun::Beside(uint64 rowsBefore, Action&& action) {
+  struct Restore {
+    explicit Restore(RelationRun& of)
+        : run(of), timing(of.session_.timing_), rowsBefore(of.rowsBefore_) {}
+    ~Restore() {
+      run.session_.timing_ = timing;
+      run.rowsBefore_ = rowsBefore;
+    }
+    RelationRun& run;
+    const Session::Timing timing;
+    const uint64 rowsBefore;
+  } const restore(*this);
+  const QuietProgress quiet(session_.runProgress_);
+  rowsBefore_ = rowsBefore;
+  return action();
+}
+
 /// The rows of a join, made while they are used.
 class RelationRun::JoinFlow final : public ChunkSource {
  public:
@@ -76,7 +99,8 @@ class RelationRun::JoinFlow final : public ChunkSource {
 
  private:
   bool NextLeft();
-  void EnterLeft(TableRef left);
+  /// Of the first ones: false where the right rows are too many.
+  bool EnterLeft(TableRef rows, bool isFirst);
   void Note();
 
   RelationRun& run_;

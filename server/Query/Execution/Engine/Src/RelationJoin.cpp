@@ -14,6 +14,7 @@
 #include "RelationTypes.h"
 #include "RunProfile.h"
 #include "Session.h"
+#include "SpilledJoin.h"
 #include "SqlNames.h"
 
 namespace sqxer {
@@ -53,18 +54,6 @@ XeString NameOf(Join join) {
       break;
   }
   return L"join ";
-}
-
-/// Which of some columns one is; their number where it is none of them.
-std::size_t FindPlace(const std::vector<std::size_t>& columns, std::size_t column) {
-  return static_cast<std::size_t>(std::ranges::find(columns, column) - columns.begin());
-}
-
-/// The integers from 0 on.
-std::vector<uint32> Iota(std::size_t count) {
-  std::vector<uint32> numbers(count);
-  std::iota(numbers.begin(), numbers.end(), 0u);
-  return numbers;
 }
 
 }  // namespace
@@ -269,14 +258,18 @@ RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& want
   Flow flow = OpenRows(*source.left, ofSides, leftConditions, flowsLeft ? rules : FlowRules());
   // Errors of the first left rows come before those of right ones.
   Buffer(flow, CountFirstRows());
-  TableRef right = MakeRows(*source.right, ofSides, rightConditions);
+  Flow rightFlow = OpenRows(*source.right, ofSides, rightConditions, RulesOfRight(join, rules));
   const BudgetScope use(MemoryUse::kJoin);
+  FitsMemory(rightFlow,
+             StatementBudget::CapShare(Settings::Current()->GetSwitches().joinMemory_, 4));
   const auto hasSubquery = [](const SqlExpressionPtr& part) { return HasSubquery(*part); };
   if (std::ranges::any_of(on, hasSubquery)) {
     flow = {TakeAll(std::move(flow)), nullptr};
-    WidenSides(on, WithReads(WithReads(ofSides, on), conditions), flow.rows, right);
+    rightFlow = {TakeAll(std::move(rightFlow)), nullptr};
+    WidenSides(on, WithReads(WithReads(ofSides, on), conditions), flow.rows, rightFlow.rows);
   }
-  TableRef left = flow.rows;
+  const TableRef left = WithoutRows(flow.rows->schema);
+  const TableRef right = WithoutRows(rightFlow.rows->schema);
   const JoinLayout layout = ArrangeColumns(join, left->schema, right->schema);
 
   JoinEqualities equalities;
@@ -306,47 +299,37 @@ RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& want
   const bool makesShared = join.join == Join::kFull;
   if (makesShared)
     reads.names.insert(reads.names.end(), join.sharedColumns.begin(), join.sharedColumns.end());
-  const std::vector<std::size_t> leftColumns = FindSome(left->schema, reads);
-  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, reads);
-  auto joined = std::make_shared<Table>();
-  AddColumns(*left, leftColumns, joined->schema);
-  AddColumns(*right, rightColumns, joined->schema);
-  const XeString name = NameOf(join.join) + left->schema.name + L", " + right->schema.name;
-  if (flowsLeft && MayFlow(flow, equalities.left.empty() ? 0 : right->rowCount, rules)) {
-    JoinSteps steps{.kind = KindOf(join.join),
-                    .right = right,
-                    .equalities = equalities,
-                    .others = others,
-                    .leftColumns = leftColumns,
-                    .rightColumns = rightColumns,
-                    .gathered = joined->schema,
-                    .places = {},
-                    .schema = {},
-                    .name = name};
-    steps.places = Arrange(layout, leftColumns, rightColumns, nullptr, steps.schema);
-    if (OpenJoinFlow(std::move(steps), flow)) return flow;
+  JoinSteps steps{.kind = KindOf(join.join),
+                  .right = right,
+                  .equalities = equalities,
+                  .others = others,
+                  .leftColumns = FindSome(left->schema, reads),
+                  .rightColumns = FindWanted(right->schema, reads),
+                  .gathered = {},
+                  .places = {},
+                  .schema = {},
+                  .name = NameOf(join.join) + left->schema.name + L", " + right->schema.name};
+  AddColumns(*left, steps.leftColumns, steps.gathered);
+  AddColumns(*right, steps.rightColumns, steps.gathered);
+  if (flowsLeft) {
+    steps.places = Arrange(layout, steps.leftColumns, steps.rightColumns, nullptr, steps.schema);
+    if (rightFlow.rest && SpilledJoin::Takes(steps))
+      return OpenSpilled(std::move(steps), std::move(flow), std::move(rightFlow));
   }
-  left = TakeAll(std::move(flow));
-  const JoinedRows rows =
-      JoinSides(left, right, equalities, KindOf(join.join),
-                MakePairFilter(left, right, joined->schema, others, leftColumns, rightColumns));
-  GatherColumns(*left, leftColumns, rows.left, *joined);
-  GatherColumns(*right, rightColumns, rows.right, *joined);
-  joined->rowCount = rows.left.size();
-  notes_.emplace_back();
-  Note(notes_.size() - 1, name, equalities.left.size(), left->rowCount, right->rowCount,
-       joined->rowCount);
-  const TableSchema either = AddEither(*joined, layout, leftColumns, rightColumns);
-  auto arranged = std::make_shared<Table>();
-  arranged->rowCount = joined->rowCount;
-  const std::vector<std::size_t> places =
-      Arrange(layout, leftColumns, rightColumns, &either, arranged->schema);
-  for (const TableChunk& chunk : joined->chunks) {
-    TableChunk& ordered = arranged->chunks.emplace_back();
-    ordered.rows = chunk.rows;
-    for (const std::size_t place : places) ordered.columns.push_back(chunk.columns[place]);
+  steps.right = TakeAll(std::move(rightFlow));
+  if (flowsLeft && MayFlow(flow, equalities.left.empty() ? 0 : steps.right->rowCount, rules)) {
+    if (OpenJoinFlow(steps, flow)) return flow;
+    if (flow.rest && SpilledJoin::Takes(steps)) {
+      rightFlow = {std::exchange(steps.right, right), nullptr};
+      return OpenSpilled(std::move(steps), std::move(flow), std::move(rightFlow));
+    }
   }
-  return {arranged, nullptr};
+  return {JoinWhole(steps, TakeAll(std::move(flow)), layout), nullptr};
+}
+
+RelationRun::FlowRules RelationRun::RulesOfRight(const SqlRelation& join, const FlowRules& rules) {
+  const bool mayFlow = join.join == Join::kInner || join.join == Join::kLeft;
+  return {.tables = false, .files = mayFlow && rules.files, .canStartAgain = true};
 }
 
 bool RelationRun::MayFlow(Flow& left, uint64 rightRows, const FlowRules& rules) {
@@ -355,70 +338,6 @@ bool RelationRun::MayFlow(Flow& left, uint64 rightRows, const FlowRules& rules) 
   const uint64 least = rightRows / 2;
   if (least > 0) Buffer(left, least - 1);
   return left.rows->rowCount >= least;
-}
-
-TableSchema RelationRun::AddEither(Table& joined, const JoinLayout& layout,
-                                   const std::vector<std::size_t>& leftColumns,
-                                   const std::vector<std::size_t>& rightColumns) {
-  using Side = JoinLayout::Side;
-  const bool hasEither = std::ranges::any_of(
-      layout.columns, [](const auto& column) { return column.side == Side::kEither; });
-  if (!hasEither) return {};
-  auto numbered = std::make_shared<Table>(joined);
-  SqlSelect select;
-  for (std::size_t i = 0; i < joined.schema.columns.size(); ++i) {
-    numbered->schema.columns[i].name = L"\x01" + std::to_wstring(i);
-    numbered->schema.columns[i].nullable = true;
-    numbered->schema.origins[i] = {};
-  }
-  for (const JoinLayout::Shared& shared : layout.shared) {
-    auto coalesce = std::make_shared<SqlExpression>();
-    coalesce->kind = SqlExpression::Kind::kFunction;
-    coalesce->name = "coalesce";
-    for (const std::size_t place : {FindPlace(leftColumns, shared.left),
-                                    leftColumns.size() + FindPlace(rightColumns, shared.right)})
-      coalesce->arguments.push_back(MakeSqlName({numbered->schema.columns[place].name}, 0));
-    select.items.push_back({std::move(coalesce), {}, 0});
-  }
-  const TableRef either = SelectFrom(sql_, numbered, std::move(select));
-  std::vector<std::size_t> all(layout.shared.size());
-  std::iota(all.begin(), all.end(), std::size_t{0});
-  GatherColumns(*either, all, Iota(either->rowCount), joined);
-  return either->schema;
-}
-
-std::vector<std::size_t> RelationRun::Arrange(const JoinLayout& layout,
-                                              const std::vector<std::size_t>& leftColumns,
-                                              const std::vector<std::size_t>& rightColumns,
-                                              const TableSchema* either, TableSchema& schema) {
-  using Side = JoinLayout::Side;
-  schema.name = L"join";
-  std::vector<std::size_t> places;
-  for (const JoinLayout::Column& column : layout.columns) {
-    ColumnInfo info = column.info;
-    if (column.side == Side::kEither) {
-      places.push_back(leftColumns.size() + rightColumns.size() + column.index);
-      info = either->columns[column.index];
-      info.name = column.info.name;
-    } else {
-      const bool isLeft = column.side == Side::kLeft;
-      const std::vector<std::size_t>& columns = isLeft ? leftColumns : rightColumns;
-      const std::size_t place = FindPlace(columns, column.index);
-      if (place == columns.size()) continue;
-      places.push_back(isLeft ? place : leftColumns.size() + place);
-    }
-    schema.columns.push_back(std::move(info));
-    schema.origins.push_back(column.origin);
-  }
-  return places;
-}
-
-void RelationRun::Note(std::size_t line, const XeString& name, std::size_t keys, uint64 left,
-                       uint64 right, uint64 joined) {
-  if (RunProfile* const profile = RunProfile::Current()) {
-    profile->AddRows(RunProfile::Step::kJoin, left + right, joined);
-  }
-  notes_[line] = DescribeJoin(name, keys, left, right, joined);
 }
 
 }  // namespace sqxer

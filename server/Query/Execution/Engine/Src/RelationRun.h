@@ -78,6 +78,7 @@ class RelationRun final : public Catalog {
   struct JoinSteps;
   class JoinFlow;
   class MapFlow;
+  class SpilledJoin;
   using MakeRowsOf = std::function<TableRef(const TableRef& rows)>;
   /// What may flow to a SELECT: rows of joins over tables in memory, and those of files that are
   /// too large to be kept. `canStartAgain`: see TableRequest.
@@ -227,6 +228,14 @@ class RelationRun final : public Catalog {
   /// Has the first rows in memory: all, or more than `most`.
   static void Buffer(Flow& flow, uint64 most);
   static TableRef TakeAll(Flow flow);
+  /// Has rows in memory as far as they take about so many bytes; whether these are all.
+  static bool FitsMemory(Flow& flow, uint64 bytes);
+  /// What may flow to a join of its right rows, which are all taken before its first one is made.
+  static FlowRules RulesOfRight(const SqlRelation& join, const FlowRules& rules);
+  /// Joins both sides by way of temporary files.
+  Flow OpenSpilled(JoinSteps steps, Flow left, Flow right);
+  /// The rows of a join whose sides are tables.
+  TableRef JoinWhole(const JoinSteps& steps, const TableRef& left, const JoinLayout& layout);
   /// So many rows, and one chunk more, are taken before any is used.
   static uint64 CountFirstRows();
   /// Makes a flow, of the left rows, one of the joined rows. False, and it stays as it is, where

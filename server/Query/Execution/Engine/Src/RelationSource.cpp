@@ -76,6 +76,14 @@ TableRef WithoutRows(const TableSchema& schema) {
   return table;
 }
 
+TableRef TableOfChunk(const TableSchema& schema, const TableChunk& chunk) {
+  auto table = std::make_shared<Table>();
+  table->schema = schema;
+  table->rowCount = chunk.rows;
+  table->chunks.push_back(chunk);
+  return table;
+}
+
 void AddColumns(const Table& table, std::span<const std::size_t> columns, TableSchema& schema) {
   for (const std::size_t column : columns) {
     schema.columns.push_back(table.schema.columns[column]);
@@ -273,7 +281,7 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
       source->left = MakeSource(
           *relation.left, wanted,
           relation.join == Join::kInner || relation.join == Join::kLeft ? rules : FlowRules());
-      source->right = MakeSource(*relation.right, wanted);
+      source->right = MakeSource(*relation.right, wanted, RulesOfRight(relation, rules));
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
       around_.push_back(&relation);

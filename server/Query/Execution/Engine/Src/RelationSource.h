@@ -16,6 +16,9 @@ TableRef WithNames(const Table& table, const XeString& name, std::vector<XeStrin
 /// A table of these columns.
 TableRef WithoutRows(const TableSchema& schema);
 
+/// A table of one chunk.
+TableRef TableOfChunk(const TableSchema& schema, const TableChunk& chunk);
+
 /// Adds what is known of some columns.
 void AddColumns(const Table& table, std::span<const std::size_t> columns, TableSchema& schema);
 

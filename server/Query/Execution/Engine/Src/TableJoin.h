@@ -19,6 +19,8 @@ struct JoinSide {
   std::vector<std::size_t> keys;
 };
 
+/// Error 57130 for what has more than kMostJoinRows.
+[[noreturn]] void ThrowJoinTooLarge(const XeString& what);
 /// The rows of a side, by its name in the error: 57130 for more than kMostJoinRows.
 uint32 CountJoinRows(const JoinSide& side, const XeString& name);
 

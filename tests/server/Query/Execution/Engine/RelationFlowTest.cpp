@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <span>
-
 #include "SessionTesting.h"
 #include "Utility/Cancellation.h"
 
 namespace sqxer::test {
 namespace {
 
-constexpr int kRows = 90'000;
+constexpr int kRows = 60'000;
 
 /// Joins over a file that comes in many chunks where it is not kept.
 class RelationFlow : public SessionTest {
@@ -103,9 +101,9 @@ TEST_F(RelationFlow, GivesTheRowsOfTablesThatAreKept) {
   }
   const char* const ofView = "SELECT name, COUNT(*), MAX(id) FROM v GROUP BY name ORDER BY name";
   EXPECT_EQ(RunSql(flowing, ofView), RunSql(kept, ofView));
-  // And where keys are to be looked up in next to no memory.
+  // And where sides go to temporary files.
   flowing.Set("JoinMemory", "1");
-  for (const char* const sql : std::span(kStatements).first(4)) {
+  for (const char* const sql : kStatements) {
     EXPECT_EQ(RunSql(flowing, sql), RunSql(kept, sql)) << sql;
   }
 }
@@ -114,11 +112,11 @@ TEST_F(RelationFlow, TellsTheRowOfAnError) {
   Session kept = OpenAll(true);
   Session flowing = OpenAll(false);
   for (const char* const sql :
-       {"SELECT COUNT(*) FROM facts f JOIN dims d ON f.k = d.k WHERE 1 / (f.id - 80001) < 5",
-        "SELECT COUNT(*) FROM facts f JOIN dims d ON f.k / (f.id - 80001) = d.k",
-        "SELECT COUNT(*) FROM facts f LEFT JOIN dims d ON f.k = d.k WHERE 1 / (f.id - 80001) < 5",
-        "SELECT SUM(1 / (f.id - 80001)) FROM facts f JOIN dims d ON f.k = d.k",
-        "SELECT SUM(a) FROM (SELECT 1 / (id - 80001) AS a FROM facts) s"}) {
+       {"SELECT COUNT(*) FROM facts f JOIN dims d ON f.k = d.k WHERE 1 / (f.id - 50001) < 5",
+        "SELECT COUNT(*) FROM facts f JOIN dims d ON f.k / (f.id - 50001) = d.k",
+        "SELECT COUNT(*) FROM facts f LEFT JOIN dims d ON f.k = d.k WHERE 1 / (f.id - 50001) < 5",
+        "SELECT SUM(1 / (f.id - 50001)) FROM facts f JOIN dims d ON f.k = d.k",
+        "SELECT SUM(a) FROM (SELECT 1 / (id - 50001) AS a FROM facts) s"}) {
     const std::string error = Error(kept, sql);
     EXPECT_NE(error.find("@row"), std::string::npos) << error;
     EXPECT_EQ(Error(flowing, sql), error) << sql;
@@ -162,10 +160,10 @@ TEST_F(RelationFlow, IsDescribedWithTheRowsOfEachJoin) {
   const std::string sql =
       "SELECT COUNT(*) FROM facts f JOIN dims d ON f.k = d.k LEFT JOIN none n ON n.k = d.k";
   const std::string lines = RunSql(kept, "EXPLAIN " + sql);
-  EXPECT_NE(lines.find("join f, d by 1 key: 90000 and 31 rows give"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("join f, d by 1 key: 60000 and 31 rows give"), std::string::npos) << lines;
   EXPECT_EQ(RunSql(flowing, "EXPLAIN " + sql), lines);
   const std::string analyzed = RunSql(flowing, "EXPLAIN ANALYZE " + sql);
-  EXPECT_NE(analyzed.find("join f, d by 1 key: 90000 and 31 rows give"), std::string::npos)
+  EXPECT_NE(analyzed.find("join f, d by 1 key: 60000 and 31 rows give"), std::string::npos)
       << analyzed;
 }
 
