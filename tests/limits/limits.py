@@ -151,13 +151,29 @@ KINDS = (
     Kind(
         "join by number",
         "SELECT COUNT(*), SUM(a.x - b.x) FROM big AS a JOIN big AS b ON a.id = b.many",
+        spills=True,
     ),
     Kind(
-        "join by text", "SELECT COUNT(*) FROM big AS a JOIN big AS b ON a.s = b.s AND a.id < b.id"
+        "join by text",
+        "SELECT COUNT(*) FROM big AS a JOIN big AS b ON a.s = b.s AND a.id < b.id",
+        spills=True,
     ),
     Kind(
         "join that multiplies",
         "SELECT a.s, b.s FROM big AS a JOIN big AS b ON a.few = b.few WHERE a.many < 100",
+        spills=True,
+    ),
+    Kind(
+        "star join",
+        "SELECT g, COUNT(*), SUM(x) FROM big JOIN (SELECT i AS few, i % 7 AS g "
+        "FROM GENERATE_SERIES(0, 99) AS s(i)) AS d USING (few) GROUP BY g ORDER BY g",
+        spills=True,
+    ),
+    Kind(
+        "simple subquery",
+        "SELECT COUNT(*), SUM(y) FROM (SELECT x * 2 AS y, few FROM big WHERE many > 10) AS s "
+        "WHERE few < 50",
+        spills=True,
     ),
     Kind("subquery", "SELECT COUNT(*) FROM big WHERE many IN (SELECT id FROM big WHERE few = 3)"),
     Kind(

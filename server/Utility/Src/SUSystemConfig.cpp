@@ -230,7 +230,9 @@ const SwitchRow kSwitches[] = {
     {"JoinMemory", kSize,
      "Memory that the table may take in which a join looks up the keys of one side. Where it would "
      "take more, it is made part by part, and both sides are gone through for each part, of which "
-     "there are 64 at most. The result is the same.",
+     "there are 64 at most; where a side is a file of which the rows would take more, both sides "
+     "go "
+     "to temporary files. The result is the same.",
      ShowSize<&SUSystemConfig::joinMemory_>, SetSize<&SUSystemConfig::joinMemory_>},
     {"TableMemory", kSize,
      "How much of a table of CSV or JSON lines is read into memory, in bytes of its file or of the "

@@ -52,7 +52,8 @@ refused by name.
   equalities are looked up, other conditions looked at pair by pair. It is run for all rows that the conditions of WHERE
   without such queries leave, also for those that CASE, AND or OR would not ask for. Only in its own select list and
   clauses, and in queries in expressions there, may it name what is around: not in its FROM, WITH, VALUES or LIMIT.
-- Queries of WITH, in FROM and in expressions are run once, and their rows kept in memory until the statement ends.
+- Queries of WITH, in FROM and in expressions are run once, and their rows kept in memory until the statement ends; those
+  of a query in FROM that does no more than choose and compute are read while they are used.
 - The columns of UNION, INTERSECT, EXCEPT and of the rows of VALUES come to a common type. Those of VALUES are
   called `column1`, `column2` and so on.
 - An item is an expression, `*` or `name.*`. Column names are found exactly as spelled, else without

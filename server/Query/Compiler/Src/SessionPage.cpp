@@ -74,8 +74,8 @@ Files are read by queries: `INSERT INTO t SELECT * FROM 'file.csv'` does what CO
 - SHOW TABLES gives `name`, `kind` (file, table, view, or arrow for data that a program gave), and `rows` and `columns`
   where they are known, of a file once a statement has read it.
 - SHOW ALL gives `name`, `value` and `description` of the switches, which `--set` and `sqxer --help-switches` have, too.
-  SET holds for the statements to come, RESET puts back what the session began with. A value stands in quotation marks,
-  or without, as far as the statement goes: `SET GroupMemory = 64MiB`.
+  SET holds for the statements to come, RESET puts back what the program has set
+  (the command, by `--set`), or else what the session began with. A value stands in quotation marks, or without, as far as the statement goes: `SET GroupMemory = 64MiB`.
 
 ## Limits
 
@@ -93,9 +93,10 @@ What a statement may take is bounded by switches; beyond one it ends with an err
   the session keeps of statements before: tables of CREATE TABLE, tables of files, results that a program has not
   released. Tables of files are let go, and read again, where they would leave less than half.
 - Groups, distinct values, medians and quantiles, sorts and windows go to temporary files when they have taken their
-  share of what is left, a join looks up its keys in several passes, and of a table of CSV or JSON lines a statement that
-  reads the rows once keeps none. What has to be in memory as a whole ends the statement: rows that are joined, that
-  windows or subqueries go over, or that the result keeps.
+  share of what is left, and of a table of CSV or JSON lines a statement that reads the rows once keeps none. INNER and
+  LEFT joins of such tables keep no left rows, and send both sides to temporary files where the right one is too large.
+  What has to be in memory as a whole ends the statement: rows of other joins, rows that windows, WITH, views and most
+  subqueries go over, or that the result keeps.
 - Blocks of less than 4 KiB do not count, nor do libraries, stacks and the program's own data: some 64 MiB.
 
 A session can be *untrusted* (`sqxer --untrusted`, `sqxer.connect(untrusted=True)`, `Session::SetUntrusted`): its

@@ -87,15 +87,11 @@ const uint8* BytesOf(const T& value) {
 
 }  // namespace
 
-JoinColumn::JoinColumn(const Place& build, const Place& probe)
+JoinColumn::JoinColumn(const Place& build, const Place& probe, const JoinColumn* before)
     : type_(build.table->schema.columns[build.column].type),
       isText_(SUXeDataTypeUtility::IsXeTextType(type_)) {
-  for (const Side side : {kBuild, kProbe}) {
-    const Place& place = side == kBuild ? build : probe;
-    for (const TableChunk& chunk : place.table->chunks) {
-      parts_[side].emplace_back().vector = &chunk.columns[place.column];
-    }
-  }
+  Take(kBuild, build);
+  Take(kProbe, probe);
   const CharComparisonType_t comparison = KeyDesc::GetCharComparisonType();
   comparesCodePoints_ = comparison == kCompareCodePoints;
   const ColumnInfo& info = build.table->schema.columns[build.column];
@@ -103,116 +99,126 @@ JoinColumn::JoinColumn(const Place& build, const Place& probe)
                                    : ColumnInfo{L"key", type_, info.length, info.scale, false}});
   key_ = KeyDesc(record.GetField(0), kAscending, comparison).MovedTo(0, 0, false);
 
-  const auto haveAll = [&](auto&& has) {
-    return std::ranges::all_of(parts_, [&](const std::vector<Part>& parts) {
-      return std::ranges::all_of(
-          parts, [&](const Part& part) { return part.vector->rows == 0 || has(*part.vector); });
-    });
-  };
+  const bool stays = before != nullptr && before->way_ == Way::kHashes;
+  if (before != nullptr) scale_ = before->scale_;
   if (isText_) {
-    const auto hasDictionary = [](const ColumnVector& v) { return v.dictionary != nullptr; };
-    way_ = haveAll(hasDictionary) ? Way::kEntries : Way::kHashes;
-    way_ == Way::kEntries ? NumberEntries() : HashEntries();
+    const auto haveDictionary = [](const std::vector<Part>& parts) {
+      return std::ranges::all_of(parts, [](const Part& part) {
+        return part.vector->rows == 0 || part.vector->dictionary != nullptr;
+      });
+    };
+    way_ = !stays && std::ranges::all_of(parts_, haveDictionary) ? Way::kEntries : Way::kHashes;
+    for (const Side side : {kBuild, kProbe}) {
+      way_ == Way::kEntries ? NumberEntries(side) : HashEntries(side);
+    }
   } else {
-    way_ = AreWhole() ? Way::kWhole : Way::kHashes;
+    way_ = !stays && AreWhole() ? Way::kWhole : Way::kHashes;
   }
+}
+
+void JoinColumn::Take(Side side, const Place& place) {
+  parts_[side].clear();
+  for (const TableChunk& chunk : place.table->chunks) {
+    parts_[side].emplace_back().vector = &chunk.columns[place.column];
+  }
+}
+
+bool JoinColumn::SetProbe(const Place& probe) {
+  Take(kProbe, probe);
+  if (way_ == Way::kWhole) return IsWhole(parts_[kProbe]) && FitsScale(parts_[kProbe]);
+  if (isText_) way_ == Way::kEntries ? NumberEntries(kProbe) : HashEntries(kProbe);
+  return true;
+}
+
+bool JoinColumn::IsWhole(std::vector<Part>& parts) {
+  for (Part& part : parts) {
+    if (part.vector->rows == 0) continue;
+    const bool isNumber = WithNumberType(part.vector->form, [&]<class T>(std::type_identity<T>) {
+      part.wordAt = [](const Part& of, uint64 row) {
+        const uint64 word = WordOf(reinterpret_cast<const T*>(of.vector->values)[row]);
+        return word * static_cast<uint64>(of.factor);
+      };
+    });
+    if (!isNumber) return false;
+  }
+  return true;
 }
 
 bool JoinColumn::AreWhole() {
-  bool isDecimal = false;
   for (std::vector<Part>& parts : parts_) {
-    for (Part& part : parts) {
-      if (part.vector->rows == 0) continue;
-      isDecimal = isDecimal || part.vector->form == ColumnForm::kDecimal64;
-      const bool isNumber = WithNumberType(part.vector->form, [&]<class T>(std::type_identity<T>) {
-        part.wordAt = [](const Part& of, uint64 row) {
-          const uint64 word = WordOf(reinterpret_cast<const T*>(of.vector->values)[row]);
-          return word * static_cast<uint64>(of.factor);
-        };
-      });
-      if (!isNumber) return false;
+    if (!IsWhole(parts)) return false;
+    for (const Part& part : parts) {
+      if (part.vector->rows != 0) scale_ = std::max(scale_, part.vector->scale);
     }
   }
-  return !isDecimal || HaveScale();
+  return std::ranges::all_of(parts_, [&](std::vector<Part>& parts) { return FitsScale(parts); });
 }
 
-bool JoinColumn::HaveScale() {
-  int16 scale = 0;
-  for (const std::vector<Part>& parts : parts_) {
-    for (const Part& part : parts) scale = std::max(scale, part.vector->scale);
-  }
-  for (std::vector<Part>& parts : parts_) {
-    for (Part& part : parts) {
-      const ColumnVector& vector = *part.vector;
-      if (vector.rows == 0 || vector.scale == scale) continue;
-      for (int i = vector.scale; i < scale; ++i) {
-        if (__builtin_mul_overflow(part.factor, int64{10}, &part.factor)) return false;
-      }
-      const int64 most = std::numeric_limits<int64>::max() / part.factor;
-      const auto* const values = reinterpret_cast<const int64*>(vector.values);
-      for (uint64 row = 0; row < vector.rows; ++row) {
-        const bool fits = values[row] >= -most && values[row] <= most;
-        if (!fits && !vector.IsNull(row)) return false;
-      }
+bool JoinColumn::FitsScale(std::vector<Part>& parts) const {
+  for (Part& part : parts) {
+    const ColumnVector& vector = *part.vector;
+    if (vector.rows == 0 || vector.form != ColumnForm::kDecimal64 || vector.scale == scale_) {
+      continue;
+    }
+    if (vector.scale > scale_) return false;
+    for (int i = vector.scale; i < scale_; ++i) {
+      if (__builtin_mul_overflow(part.factor, int64{10}, &part.factor)) return false;
+    }
+    const int64 most = std::numeric_limits<int64>::max() / part.factor;
+    const auto* const values = reinterpret_cast<const int64*>(vector.values);
+    for (uint64 row = 0; row < vector.rows; ++row) {
+      const bool fits = values[row] >= -most && values[row] <= most;
+      if (!fits && !vector.IsNull(row)) return false;
     }
   }
   return true;
 }
 
-void JoinColumn::NumberEntries() {
-  struct Entry {
-    const ColumnVector* texts;
-    uint64 entry;
-  };
-  std::vector<Entry> numbered;
-  std::unordered_multimap<uint64, uint64> numbersOfHashes;
-  const auto find = [&](const ColumnVector& texts, uint64 entry, bool adds) {
-    const BatchText text = TextAt(texts, entry);
-    const uint64 hash = HashText(text, texts.form);
-    const auto [begin, end] = numbersOfHashes.equal_range(hash);
-    for (auto at = begin; at != end; ++at) {
-      const Entry& known = numbered[at->second];
-      const BatchText other = TextAt(*known.texts, known.entry);
-      if (AreTextsEqual(text, texts.form, other, known.texts->form)) return at->second;
+uint64 JoinColumn::FindEntry(const ColumnVector& texts, uint64 row, bool adds) {
+  const BatchText text = TextAt(texts, row);
+  const uint64 hash = HashText(text, texts.form);
+  const auto [begin, end] = numbersOfHashes_.equal_range(hash);
+  for (auto at = begin; at != end; ++at) {
+    const Entry& known = numbered_[at->second];
+    const BatchText other = TextAt(*known.texts, known.entry);
+    if (AreTextsEqual(text, texts.form, other, known.texts->form)) return at->second;
+  }
+  if (!adds) return kNoEntry;
+  numbersOfHashes_.emplace(hash, numbered_.size());
+  numbered_.push_back({&texts, row});
+  return numbered_.size() - 1;
+}
+
+void JoinColumn::NumberEntries(Side side) {
+  std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
+  for (Part& part : parts_[side]) {
+    if (part.vector->rows == 0 || part.vector->dictionary == nullptr) continue;
+    const ColumnVector& texts = *part.vector->dictionary;
+    auto& numbers = known[&texts];
+    if (numbers == nullptr) {
+      std::vector<uint64> found(texts.rows);
+      for (uint64 i = 0; i < texts.rows; ++i) found[i] = FindEntry(texts, i, side == kBuild);
+      numbers = std::make_shared<const std::vector<uint64>>(std::move(found));
     }
-    if (!adds) return kNoEntry;
-    numbersOfHashes.emplace(hash, numbered.size());
-    numbered.push_back({&texts, entry});
-    return uint64{numbered.size() - 1};
-  };
-  for (const Side side : {kBuild, kProbe}) {
-    std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
-    for (Part& part : parts_[side]) {
-      if (part.vector->rows == 0) continue;
-      const ColumnVector& texts = *part.vector->dictionary;
-      auto& numbers = known[&texts];
-      if (numbers == nullptr) {
-        std::vector<uint64> found(texts.rows);
-        for (uint64 i = 0; i < texts.rows; ++i) found[i] = find(texts, i, side == kBuild);
-        numbers = std::make_shared<const std::vector<uint64>>(std::move(found));
-      }
-      part.entries = numbers;
-      part.wordAt = [](const Part& of, uint64 row) {
-        return EntryOf(*of.entries, of.vector->GetCode(row));
-      };
-    }
+    part.entries = numbers;
+    part.wordAt = [](const Part& of, uint64 row) {
+      return EntryOf(*of.entries, of.vector->GetCode(row));
+    };
   }
 }
 
-void JoinColumn::HashEntries() {
+void JoinColumn::HashEntries(Side side) {
   std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
-  for (std::vector<Part>& parts : parts_) {
-    for (Part& part : parts) {
-      if (part.vector->rows == 0 || part.vector->dictionary == nullptr) continue;
-      const ColumnVector& texts = *part.vector->dictionary;
-      auto& hashes = known[&texts];
-      if (hashes == nullptr) {
-        std::vector<uint64> found(texts.rows);
-        for (uint64 i = 0; i < texts.rows; ++i) found[i] = HashText(TextAt(texts, i), texts.form);
-        hashes = std::make_shared<const std::vector<uint64>>(std::move(found));
-      }
-      part.entries = hashes;
+  for (Part& part : parts_[side]) {
+    if (part.vector->rows == 0 || part.vector->dictionary == nullptr) continue;
+    const ColumnVector& texts = *part.vector->dictionary;
+    auto& hashes = known[&texts];
+    if (hashes == nullptr) {
+      std::vector<uint64> found(texts.rows);
+      for (uint64 i = 0; i < texts.rows; ++i) found[i] = HashText(TextAt(texts, i), texts.form);
+      hashes = std::make_shared<const std::vector<uint64>>(std::move(found));
     }
+    part.entries = hashes;
   }
 }
 
@@ -228,6 +234,13 @@ void JoinColumn::Read(Side side, std::size_t chunk, uint64 first, uint32 count, 
     });
     if (way_ != Way::kEntries || side == kBuild) return;
     for (uint32 i = 0; i < count; ++i) joins[i] &= static_cast<uint8>(words[i] != kNoEntry);
+  } else if (way_ == Way::kEntries) {
+    // A probe side that came later, without a dictionary.
+    for (uint32 i = 0; i < count; ++i) {
+      if (joins[i] == 0) continue;
+      words[i] = FindEntry(vector, first + i, false);
+      joins[i] = static_cast<uint8>(words[i] != kNoEntry);
+    }
   } else if (way_ == Way::kWhole) {
     WithNumberType(vector.form, [&]<class T>(std::type_identity<T>) {
       const T* const values = reinterpret_cast<const T*>(vector.values) + first;
@@ -295,7 +308,11 @@ bool JoinColumn::AreTextsEqual(BatchText a, ColumnForm formA, BatchText b, Colum
 bool JoinColumn::AreEqual(const Row& build, const Row& probe) {
   const Part& a = parts_[kBuild][build.chunk];
   const Part& b = parts_[kProbe][probe.chunk];
-  if (IsExact()) return a.wordAt(a, build.row) == b.wordAt(b, probe.row);
+  if (IsExact()) {
+    const bool isPlain = isText_ && b.entries == nullptr;
+    const uint64 word = isPlain ? FindEntry(*b.vector, probe.row, false) : b.wordAt(b, probe.row);
+    return a.wordAt(a, build.row) == word;
+  }
   if (!isText_) {
     return WithStoredValue(type_, *a.vector, build.row, [&](const auto& left) {
       return WithStoredValue(type_, *b.vector, probe.row, [&](const auto& right) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "KeyWords.h"
@@ -20,8 +21,13 @@ class JoinColumn {
     std::size_t column;
   };
 
-  /// The tables must outlive it. The columns are of one type.
-  JoinColumn(const Place& build, const Place& probe);
+  /// The tables must outlive it. The columns are of one type. `before`, which may be null, is one
+  /// of the same build side: what its probe sides have asked for stays.
+  JoinColumn(const Place& build, const Place& probe, const JoinColumn* before = nullptr);
+
+  /// Goes on with another probe side. False where the build side's numbers would have to be others:
+  /// then nothing of the probe side can be read.
+  bool SetProbe(const Place& probe);
 
   bool IsExact() const { return way_ != Way::kHashes; }
   /// The numbers of `count` rows of a chunk, from `first` on in the chunk. Clears `joins` of those
@@ -58,9 +64,15 @@ class JoinColumn {
 
   /// Whether all values are whole numbers of 64 bits, of one scale; sets that of the parts.
   bool AreWhole();
-  bool HaveScale();
-  void NumberEntries();
-  void HashEntries();
+  /// Whether those of one side are, brought to the scale.
+  static bool IsWhole(std::vector<Part>& parts);
+  bool FitsScale(std::vector<Part>& parts) const;
+  /// Dictionaries of a side: their entries by the numbers of the build side, or by their hashes.
+  void NumberEntries(Side side);
+  void HashEntries(Side side);
+  /// The number of a text; `adds` gives a new one its number.
+  uint64 FindEntry(const ColumnVector& texts, uint64 row, bool adds);
+  void Take(Side side, const Place& place);
 
   uint64 HashText(BatchText text, ColumnForm form);
   bool AreTextsEqual(BatchText a, ColumnForm formA, BatchText b, ColumnForm formB);
@@ -70,7 +82,15 @@ class JoinColumn {
   const bool isText_;
   bool comparesCodePoints_ = false;
   Way way_;
+  /// Of decimals.
+  int16 scale_ = 0;
   std::array<std::vector<Part>, 2> parts_;
+  struct Entry {
+    const ColumnVector* texts;
+    uint64 entry;
+  };
+  std::vector<Entry> numbered_;
+  std::unordered_multimap<uint64, uint64> numbersOfHashes_;
   /// Of values as records have them.
   KeyDesc key_;
   StoredText stored_[2];

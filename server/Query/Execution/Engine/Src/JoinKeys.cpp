@@ -8,15 +8,26 @@
 
 namespace sqxer {
 
-JoinKeys::JoinKeys(const JoinSide& build, const JoinSide& probe)
+JoinKeys::JoinKeys(const JoinSide& build, const JoinSide& probe, const JoinKeys* before)
     : tables_{build.table, probe.table},
       chunks_{ChunkFinder(*build.table), ChunkFinder(*probe.table)},
       words_(build.keys.size() * kMostBatchRows) {
   for (std::size_t i = 0; i < build.keys.size(); ++i) {
     columns_.emplace_back(JoinColumn::Place{build.table, build.keys[i]},
-                          JoinColumn::Place{probe.table, probe.keys[i]});
+                          JoinColumn::Place{probe.table, probe.keys[i]},
+                          before == nullptr ? nullptr : &before->columns_[i]);
   }
   isExact_ = std::ranges::all_of(columns_, &JoinColumn::IsExact) && ChooseDigits();
+}
+
+bool JoinKeys::SetProbe(const JoinSide& probe) {
+  tables_[JoinColumn::kProbe] = probe.table;
+  chunks_[JoinColumn::kProbe] = ChunkFinder(*probe.table);
+  bool stay = true;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    stay = columns_[i].SetProbe({probe.table, probe.keys[i]}) && stay;
+  }
+  return stay;
 }
 
 bool JoinKeys::ChooseDigits() {

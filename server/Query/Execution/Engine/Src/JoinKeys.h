@@ -27,8 +27,13 @@ class JoinKeys {
  public:
   using Side = JoinColumn::Side;
 
-  /// The tables must outlive it.
-  JoinKeys(const JoinSide& build, const JoinSide& probe);
+  /// The tables must outlive it. `before`, which may be null, are keys of the same build side: what
+  /// its probe sides have asked for stays.
+  JoinKeys(const JoinSide& build, const JoinSide& probe, const JoinKeys* before = nullptr);
+
+  /// Goes on with another probe side. False where the words of the build side would have to be
+  /// others: then the keys are to be made anew.
+  bool SetProbe(const JoinSide& probe);
 
   bool AreExact() const { return isExact_; }
   /// The greatest word that the build side can have, where they are exact.
@@ -38,6 +43,12 @@ class JoinKeys {
   /// `descends` the last batch comes first.
   template <class Use>
   void ForEachBatch(Side side, bool descends, Use&& use);
+  /// The same for some rows of a chunk alone, from `first` on in the chunk; valid until the next
+  /// call.
+  const JoinBatch& ReadBatch(Side side, std::size_t chunk, uint64 first, uint32 count) {
+    Read(side, chunk, first, count);
+    return batch_;
+  }
   /// Whether the keys of two rows of equal words are equal.
   bool AreEqual(uint32 buildRow, uint32 probeRow);
 

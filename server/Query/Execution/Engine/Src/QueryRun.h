@@ -40,6 +40,10 @@ class QueryRun final : private RowTaker {
   /// stays the same to the last bit.
   void UseThreads(uint32 threads, std::vector<QueryPlan> plans);
 
+  /// Of a query without groups: its rows are some behind so many others, by which errors of rows
+  /// tell which of all it is.
+  void SetRowsBefore(uint64 rows) { scan_.SetRowsBefore(rows); }
+
   /// Errors while a row is evaluated carry the row's number (from 1) in the table.
   void Run(ResultSink& sink, const RunProgress& progress = nullptr);
   /// Those of the result.

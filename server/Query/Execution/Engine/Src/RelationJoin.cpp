@@ -7,11 +7,14 @@
 #include "ColumnGather.h"
 #include "NumberColumn.h"
 #include "PlanError.h"
+#include "QuietProgress.h"
 #include "RelationCorrelated.h"
+#include "RelationFlow.h"
 #include "RelationSource.h"
 #include "RelationTypes.h"
 #include "RunProfile.h"
 #include "Session.h"
+#include "SpilledJoin.h"
 #include "SqlNames.h"
 
 namespace sqxer {
@@ -39,44 +42,43 @@ JoinKind KindOf(Join join) {
   return JoinKind::kInner;
 }
 
-/// Nobody is told of progress, as long as it lives.
-class Quiet {
- public:
-  explicit Quiet(RunProgress& progress) : progress_(progress), told_(std::move(progress)) {
-    progress_ = nullptr;
+XeString NameOf(Join join) {
+  switch (join) {
+    case Join::kLeft:
+      return L"left join ";
+    case Join::kRight:
+      return L"right join ";
+    case Join::kFull:
+      return L"full join ";
+    case Join::kInner:
+      break;
   }
-  ~Quiet() { progress_ = std::move(told_); }
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-
- private:
-  RunProgress& progress_;
-  RunProgress told_;
-};
-
-/// The integers from 0 on.
-std::vector<uint32> Iota(std::size_t count) {
-  std::vector<uint32> numbers(count);
-  std::iota(numbers.begin(), numbers.end(), 0u);
-  return numbers;
+  return L"join ";
 }
 
 }  // namespace
 
-struct RelationRun::KeyColumns {
-  TableRef table;
-  std::vector<std::size_t> columns;
-};
+XeString DescribeJoin(const XeString& name, std::size_t keys, uint64 left, uint64 right,
+                      uint64 joined) {
+  return name + L" by " + std::to_wstring(keys) + (keys == 1 ? L" key: " : L" keys: ") +
+         std::to_wstring(left) + L" and " + std::to_wstring(right) + L" rows give " +
+         std::to_wstring(joined);
+}
+
+RelationRun::Conditions RelationRun::TakeConditionsOf(const TableSchema& schema,
+                                                      Conditions& conditions) {
+  Conditions taken;
+  std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
+    if (HasSubquery(*condition) || !ReadsOnly(*condition, schema, false)) return false;
+    taken.push_back(condition);
+    return true;
+  });
+  return taken;
+}
 
 TableRef RelationRun::Filter(const TableRef& table, const TableRequest& wanted,
                              Conditions& conditions) {
-  Conditions mine;
-  std::erase_if(conditions, [&](const SqlExpressionPtr& condition) {
-    if (HasSubquery(*condition) || !ReadsOnly(*condition, table->schema, false)) return false;
-    mine.push_back(condition);
-    return true;
-  });
-  return mine.empty() ? table : KeepTrue(table, WithReads(wanted, conditions), mine);
+  return OpenFilter({table, nullptr}, wanted, conditions).rows;
 }
 
 TableRef RelationRun::KeepTrue(const TableRef& table, const TableRequest& wanted,
@@ -105,9 +107,10 @@ TableRef RelationRun::KeepTrue(const TableRef& table, const TableRequest& wanted
   return filtered;
 }
 
-TableRef RelationRun::MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions) {
-  return source.table ? Filter(source.table, wanted, conditions)
-                      : MakeJoin(source, wanted, conditions);
+RelationRun::Flow RelationRun::OpenRows(Source& source, const TableRequest& wanted,
+                                        Conditions& conditions, const FlowRules& rules) {
+  if (!source.table) return OpenJoin(source, wanted, conditions, rules);
+  return OpenFilter({source.table, std::move(source.rest)}, wanted, conditions);
 }
 
 RelationRun::KeyColumns RelationRun::MakeKeys(const TableRef& table, const Conditions& keys,
@@ -147,7 +150,7 @@ PairFilter RelationRun::MakePairFilter(const TableRef& left, const TableRef& rig
     pairs->rowCount = leftRows.size();
     AddRowNumbers(*pairs, kPair);
     // The join tells how far it is.
-    const Quiet quiet(session_.runProgress_);
+    const QuietProgress quiet(session_.runProgress_);
     SqlSelect select;
     select.items.push_back({MakeSqlName({kPair}, 0), {}, 0});
     select.where = condition;
@@ -188,9 +191,7 @@ void RelationRun::TakeEqualities(const TableRef& left, const TableRef& right,
   });
 }
 
-JoinedRows RelationRun::JoinSides(const TableRef& left, const TableRef& right,
-                                  const JoinEqualities& equalities, JoinKind kind,
-                                  const PairFilter& admits) {
+std::vector<XeDataType> RelationRun::TypesOfKeys(const JoinEqualities& equalities) {
   std::vector<XeDataType> types = equalities.types;
   const auto isName = [](const SqlExpressionPtr& key) {
     return key->kind == SqlExpression::Kind::kName;
@@ -201,6 +202,13 @@ JoinedRows RelationRun::JoinSides(const TableRef& left, const TableRef& right,
     const bool areColumns = isName(equalities.left[i]) && isName(equalities.right[i]);
     if (types[i] == XeCharData && !areColumns) types[i] = XeLongVarCharData;
   }
+  return types;
+}
+
+JoinedRows RelationRun::JoinSides(const TableRef& left, const TableRef& right,
+                                  const JoinEqualities& equalities, JoinKind kind,
+                                  const PairFilter& admits) {
+  const std::vector<XeDataType> types = TypesOfKeys(equalities);
   const KeyColumns leftSide = MakeKeys(left, equalities.left, types);
   const KeyColumns rightSide = MakeKeys(right, equalities.right, types);
   return JoinRows({leftSide.table.get(), leftSide.columns},
@@ -221,7 +229,8 @@ void RelationRun::WidenSides(Conditions& conditions, const TableRequest& wanted,
   right = sides[1].rows;
 }
 
-TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Conditions& conditions) {
+RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& wanted,
+                                        Conditions& conditions, const FlowRules& rules) {
   const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kJoin);
   const SqlRelation& join = *source.relation;
   const bool isInner = join.join == Join::kInner;
@@ -245,10 +254,22 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
   TableRequest ofSides = wanted;
   ofSides.names.insert(ofSides.names.end(), join.sharedColumns.begin(), join.sharedColumns.end());
   if (!isInner) ofSides = WithReads(WithReads(std::move(ofSides), on), conditions);
-  TableRef left = MakeRows(*source.left, ofSides, leftConditions);
-  TableRef right = MakeRows(*source.right, ofSides, rightConditions);
+  const bool flowsLeft = isInner || join.join == Join::kLeft;
+  Flow flow = OpenRows(*source.left, ofSides, leftConditions, flowsLeft ? rules : FlowRules());
+  // Errors of the first left rows come before those of right ones.
+  Buffer(flow, CountFirstRows());
+  Flow rightFlow = OpenRows(*source.right, ofSides, rightConditions, RulesOfRight(join, rules));
   const BudgetScope use(MemoryUse::kJoin);
-  WidenSides(on, WithReads(WithReads(ofSides, on), conditions), left, right);
+  FitsMemory(rightFlow,
+             StatementBudget::CapShare(Settings::Current()->GetSwitches().joinMemory_, 4));
+  const auto hasSubquery = [](const SqlExpressionPtr& part) { return HasSubquery(*part); };
+  if (std::ranges::any_of(on, hasSubquery)) {
+    flow = {TakeAll(std::move(flow)), nullptr};
+    rightFlow = {TakeAll(std::move(rightFlow)), nullptr};
+    WidenSides(on, WithReads(WithReads(ofSides, on), conditions), flow.rows, rightFlow.rows);
+  }
+  const TableRef left = WithoutRows(flow.rows->schema);
+  const TableRef right = WithoutRows(rightFlow.rows->schema);
   const JoinLayout layout = ArrangeColumns(join, left->schema, right->schema);
 
   JoinEqualities equalities;
@@ -278,98 +299,45 @@ TableRef RelationRun::MakeJoin(Source& source, const TableRequest& wanted, Condi
   const bool makesShared = join.join == Join::kFull;
   if (makesShared)
     reads.names.insert(reads.names.end(), join.sharedColumns.begin(), join.sharedColumns.end());
-  const std::vector<std::size_t> leftColumns = FindSome(left->schema, reads);
-  const std::vector<std::size_t> rightColumns = FindWanted(right->schema, reads);
-  auto joined = std::make_shared<Table>();
-  AddColumns(*left, leftColumns, joined->schema);
-  AddColumns(*right, rightColumns, joined->schema);
-  const JoinedRows rows =
-      JoinSides(left, right, equalities, KindOf(join.join),
-                MakePairFilter(left, right, joined->schema, others, leftColumns, rightColumns));
-  GatherColumns(*left, leftColumns, rows.left, *joined);
-  GatherColumns(*right, rightColumns, rows.right, *joined);
-  joined->rowCount = rows.left.size();
-  Note(join, equalities.left.size(), *left, *right, *joined);
-  return Arrange(joined, layout, leftColumns, rightColumns);
+  JoinSteps steps{.kind = KindOf(join.join),
+                  .right = right,
+                  .equalities = equalities,
+                  .others = others,
+                  .leftColumns = FindSome(left->schema, reads),
+                  .rightColumns = FindWanted(right->schema, reads),
+                  .gathered = {},
+                  .places = {},
+                  .schema = {},
+                  .name = NameOf(join.join) + left->schema.name + L", " + right->schema.name};
+  AddColumns(*left, steps.leftColumns, steps.gathered);
+  AddColumns(*right, steps.rightColumns, steps.gathered);
+  if (flowsLeft) {
+    steps.places = Arrange(layout, steps.leftColumns, steps.rightColumns, nullptr, steps.schema);
+    if (rightFlow.rest && SpilledJoin::Takes(steps))
+      return OpenSpilled(std::move(steps), std::move(flow), std::move(rightFlow));
+  }
+  steps.right = TakeAll(std::move(rightFlow));
+  if (flowsLeft && MayFlow(flow, equalities.left.empty() ? 0 : steps.right->rowCount, rules)) {
+    if (OpenJoinFlow(steps, flow)) return flow;
+    if (flow.rest && SpilledJoin::Takes(steps)) {
+      rightFlow = {std::exchange(steps.right, right), nullptr};
+      return OpenSpilled(std::move(steps), std::move(flow), std::move(rightFlow));
+    }
+  }
+  return {JoinWhole(steps, TakeAll(std::move(flow)), layout), nullptr};
 }
 
-TableRef RelationRun::Arrange(const std::shared_ptr<Table>& joined, const JoinLayout& layout,
-                              const std::vector<std::size_t>& leftColumns,
-                              const std::vector<std::size_t>& rightColumns) {
-  using Side = JoinLayout::Side;
-  const auto placeOf = [&](Side side, std::size_t index) {
-    const std::vector<std::size_t>& columns = side == Side::kLeft ? leftColumns : rightColumns;
-    const auto found = std::ranges::find(columns, index);
-    if (found == columns.end()) return joined->schema.columns.size();
-    const auto place = static_cast<std::size_t>(found - columns.begin());
-    return side == Side::kLeft ? place : leftColumns.size() + place;
-  };
-  // The values that either side has, in the columns behind the others.
-  const std::size_t gathered = joined->schema.columns.size();
-  const bool hasEither = std::ranges::any_of(
-      layout.columns, [](const auto& column) { return column.side == Side::kEither; });
-  Table either;
-  if (hasEither) {
-    auto numbered = std::make_shared<Table>(*joined);
-    SqlSelect select;
-    for (std::size_t i = 0; i < gathered; ++i) {
-      numbered->schema.columns[i].name = L"\x01" + std::to_wstring(i);
-      numbered->schema.columns[i].nullable = true;
-      numbered->schema.origins[i] = {};
-    }
-    for (const JoinLayout::Shared& shared : layout.shared) {
-      auto coalesce = std::make_shared<SqlExpression>();
-      coalesce->kind = SqlExpression::Kind::kFunction;
-      coalesce->name = "coalesce";
-      for (const std::size_t place :
-           {placeOf(Side::kLeft, shared.left), placeOf(Side::kRight, shared.right)})
-        coalesce->arguments.push_back(MakeSqlName({numbered->schema.columns[place].name}, 0));
-      select.items.push_back({std::move(coalesce), {}, 0});
-    }
-    either = *SelectFrom(sql_, numbered, std::move(select));
-    std::vector<std::size_t> all(layout.shared.size());
-    std::iota(all.begin(), all.end(), std::size_t{0});
-    GatherColumns(either, all, Iota(either.rowCount), *joined);
-  }
-  auto arranged = std::make_shared<Table>();
-  arranged->rowCount = joined->rowCount;
-  arranged->schema.name = L"join";
-  std::vector<std::size_t> places;
-  for (const JoinLayout::Column& column : layout.columns) {
-    const bool isEither = column.side == Side::kEither;
-    const std::size_t place =
-        isEither ? gathered + column.index : placeOf(column.side, column.index);
-    if (!isEither && place == gathered) continue;
-    ColumnInfo info = column.info;
-    if (isEither) {
-      info = either.schema.columns[column.index];
-      info.name = column.info.name;
-    }
-    places.push_back(place);
-    arranged->schema.columns.push_back(std::move(info));
-    arranged->schema.origins.push_back(column.origin);
-  }
-  for (const TableChunk& chunk : joined->chunks) {
-    TableChunk& ordered = arranged->chunks.emplace_back();
-    ordered.rows = chunk.rows;
-    for (const std::size_t place : places) ordered.columns.push_back(chunk.columns[place]);
-  }
-  return arranged;
+RelationRun::FlowRules RelationRun::RulesOfRight(const SqlRelation& join, const FlowRules& rules) {
+  const bool mayFlow = join.join == Join::kInner || join.join == Join::kLeft;
+  return {.tables = false, .files = mayFlow && rules.files, .canStartAgain = true};
 }
 
-void RelationRun::Note(const SqlRelation& join, std::size_t keys, const Table& left,
-                       const Table& right, const Table& joined) {
-  const wchar_t* const kind = join.join == Join::kLeft    ? L"left join "
-                              : join.join == Join::kRight ? L"right join "
-                              : join.join == Join::kFull  ? L"full join "
-                                                          : L"join ";
-  if (RunProfile* const profile = RunProfile::Current()) {
-    profile->AddRows(RunProfile::Step::kJoin, left.rowCount + right.rowCount, joined.rowCount);
-  }
-  notes_.push_back(kind + left.schema.name + L", " + right.schema.name + L" by " +
-                   std::to_wstring(keys) + (keys == 1 ? L" key: " : L" keys: ") +
-                   std::to_wstring(left.rowCount) + L" and " + std::to_wstring(right.rowCount) +
-                   L" rows give " + std::to_wstring(joined.rowCount));
+bool RelationRun::MayFlow(Flow& left, uint64 rightRows, const FlowRules& rules) {
+  if (!left.rest && !rules.tables) return false;
+  // Of a left side with far fewer rows the table is made by which keys are looked up.
+  const uint64 least = rightRows / 2;
+  if (least > 0) Buffer(left, least - 1);
+  return left.rows->rowCount >= least;
 }
 
 }  // namespace sqxer

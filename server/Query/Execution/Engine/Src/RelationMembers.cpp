@@ -162,10 +162,8 @@ std::vector<uint8> RelationRun::MarkRows(const TableRef& outer, const TableRef& 
   const JoinedRows rows =
       JoinSides(left, right, equalities, JoinKind::kSemi,
                 MakePairFilter(left, right, both, conditions, leftColumns, rightColumns));
-  notes_.push_back(L"semi join by " + std::to_wstring(equalities.left.size()) +
-                   (equalities.left.size() == 1 ? L" key: " : L" keys: ") +
-                   std::to_wstring(left->rowCount) + L" and " + std::to_wstring(right->rowCount) +
-                   L" rows give " + std::to_wstring(rows.left.size()));
+  notes_.push_back(DescribeJoin(L"semi join", equalities.left.size(), left->rowCount,
+                                right->rowCount, rows.left.size()));
   std::vector<uint8> marks(outer->rowCount);
   for (const uint32 row : rows.left) marks[numbers.empty() ? row : numbers[row]] = 1;
   return marks;

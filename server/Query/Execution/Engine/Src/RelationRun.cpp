@@ -56,15 +56,17 @@ std::vector<XeString> RelationRun::Describe(const SqlQuery& query) {
   if (query.IsSelect()) {
     const Scope outer = scope_;
     AddCommon(query);
-    SqlSelect select = Settle(query);
+    SqlSelect select = Settle(query, {.tables = true, .files = true});
     CheckUnused(query);
     select.explain = true;
     session_.RunSelect(sql_, select, this, sink, 1);
+    DrainRests();
     scope_ = outer;
   } else {
     MakeTable(query);
   }
-  std::vector<XeString> lines = std::move(notes_);
+  std::vector<XeString> lines = std::exchange(notes_, {});
+  std::erase(lines, XeString());
   lines.insert(lines.end(), sink.lines.begin(), sink.lines.end());
   return lines;
 }
@@ -117,7 +119,7 @@ TableRef RelationRun::FindMade(const XeString& name) const {
 
 XeString RelationRun::Register(TableRef table) {
   // No name that can be written.
-  const XeString name = L"\x01" + std::to_wstring(made_.size());
+  const XeString name = L"\x01" + std::to_wstring(++nextName_);
   made_[name] = std::move(table);
   return name;
 }
@@ -183,7 +185,7 @@ void RelationRun::RunQuery(const SqlQuery& query, ResultSink& sink, int repeat) 
   const Scope outer = scope_;
   AddCommon(query);
   if (query.IsSelect()) {
-    const SqlSelect select = Settle(query);
+    const SqlSelect select = Settle(query, {.tables = repeat == 1, .files = repeat == 1});
     CheckUnused(query);
     session_.RunSelect(sql_, select, this, sink, repeat);
   } else {
@@ -213,6 +215,7 @@ TableRef RelationRun::SelectFrom(const std::string& sql, const TableRef& table, 
   select.table = Register(table);
   TableSink sink;
   session_.RunSelect(sql, select, this, sink, 1);
+  made_.erase(select.table);
   return std::make_shared<const Table>(std::move(sink.GetTable()));
 }
 

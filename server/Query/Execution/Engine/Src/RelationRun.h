@@ -17,6 +17,7 @@
 namespace sqxer {
 
 class ErrorMessage;
+class LazyTable;
 class Session;
 struct JoinLayout;
 
@@ -51,6 +52,10 @@ class RelationRun final : public Catalog {
   AddedFunctionPtr FindFunction(std::string_view name) override;
   /// The rows of a table that the statement has made; null for any other.
   TableRef FindMade(const XeString& name) const;
+  /// The same to be read; `withRest`: with the rows that are made while they are used, once.
+  std::shared_ptr<LazyTable> TakeMade(const XeString& name, bool withRest);
+  /// How many rows came before those of the tables that are being read.
+  uint64 GetRowsBefore() const { return rowsBefore_; }
 
  private:
   struct Common;
@@ -68,6 +73,20 @@ class RelationRun final : public Catalog {
   using Conditions = std::vector<SqlExpressionPtr>;
   /// FROM as a tree of tables.
   struct Source;
+  // Of rows that are made while they are used: see RelationFlow.h.
+  struct Flow;
+  struct JoinSteps;
+  class JoinFlow;
+  class MapFlow;
+  class SpilledJoin;
+  using MakeRowsOf = std::function<TableRef(const TableRef& rows)>;
+  /// What may flow to a SELECT: rows of joins over tables in memory, and those of files that are
+  /// too large to be kept. `canStartAgain`: see TableRequest.
+  struct FlowRules {
+    bool tables = false;
+    bool files = false;
+    bool canStartAgain = false;
+  };
   // Of subqueries that read columns of a query around them: see RelationCorrelated.h.
   struct Base;
   struct Widened;
@@ -84,8 +103,10 @@ class RelationRun final : public Catalog {
   void RunQuery(const SqlQuery& query, ResultSink& sink, int repeat);
   TableRef MakeTable(const SqlQuery& query);
   /// The SELECT of a query over one table, its subqueries replaced by what they give.
-  SqlSelect Settle(const SqlQuery& query);
-  void SettleUncorrelated(Base& base);
+  /// `around`: what may flow to who takes the rows. `isOpened`: also where it is a table of the
+  /// session alone, that one becomes a table of the statement.
+  SqlSelect Settle(const SqlQuery& query, const FlowRules& around, bool isOpened = false);
+  void SettleUncorrelated(Base& base, const FlowRules& around);
   TableRef SelectFrom(const std::string& sql, const TableRef& table, SqlSelect select);
   /// The same of a statement's text, whose table is any name.
   TableRef SelectText(const std::string& sql, const TableRef& table);
@@ -166,9 +187,14 @@ class RelationRun final : public Catalog {
                     const Conditions& conditions);
 
   // FROM.
+  /// `rules`: what may flow of its first rows.
+  std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted,
+                                     const FlowRules& rules);
   std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted);
-  /// `isRead`: with its rows.
-  TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted, bool isRead);
+  /// `isRead`: with its rows. Those that need not be kept become `rest`, which is null where all
+  /// are to be.
+  TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted, bool isRead,
+                     bool canStartAgain = false, std::unique_ptr<ChunkSource>* rest = nullptr);
   /// The rows of what is neither a join nor a table by name, made once.
   TableRef MakeLeaf(const SqlRelation& relation);
   TableRef MakeSeries(const SqlRelation& relation);
@@ -176,9 +202,51 @@ class RelationRun final : public Catalog {
   /// list.
   TableRef MakeRows(Source& source, const TableRequest& wanted, Conditions& conditions);
   TableRef MakeJoin(Source& join, const TableRequest& wanted, Conditions& conditions);
+  /// The same where they are read once.
+  Flow OpenRows(Source& source, const TableRequest& wanted, Conditions& conditions,
+                const FlowRules& rules);
+  Flow OpenJoin(Source& join, const TableRequest& wanted, Conditions& conditions,
+                const FlowRules& rules);
   /// The rows whose value is among the members.
   TableRef Keep(const TableRef& table, const TableRequest& wanted, const Membership& membership);
+  Flow OpenKept(Flow input, const TableRequest& wanted, const Membership& membership,
+                const FlowRules& rules);
   TableRef Filter(const TableRef& table, const TableRequest& wanted, Conditions& conditions);
+  Flow OpenFilter(Flow input, const TableRequest& wanted, Conditions& conditions);
+  /// Takes the conditions that read columns of a table, and no others, out of the list.
+  static Conditions TakeConditionsOf(const TableSchema& schema, Conditions& conditions);
+
+  // What flows.
+  /// What may flow to a SELECT, whose rows flow as far as those around it say.
+  FlowRules FindFlowRules(const SqlSelect& select, const FlowRules& around) const;
+  /// Whether a query does no more than choose and compute, row by row.
+  static bool PassesRowsOn(const SqlQuery& query);
+  /// The rows of what is neither a join nor a table by name.
+  Flow OpenLeaf(const SqlRelation& relation, const FlowRules& rules);
+  static TableRef WithLeafNames(const Table& rows, const SqlRelation& relation);
+  Flow OpenMap(Flow input, MakeRowsOf make);
+  /// Has the first rows in memory: all, or more than `most`.
+  static void Buffer(Flow& flow, uint64 most);
+  static TableRef TakeAll(Flow flow);
+  /// Has rows in memory as far as they take about so many bytes; whether these are all.
+  static bool FitsMemory(Flow& flow, uint64 bytes);
+  /// What may flow to a join of its right rows, which are all taken before its first one is made.
+  static FlowRules RulesOfRight(const SqlRelation& join, const FlowRules& rules);
+  /// Joins both sides by way of temporary files.
+  Flow OpenSpilled(JoinSteps steps, Flow left, Flow right);
+  /// The rows of a join whose sides are tables.
+  TableRef JoinWhole(const JoinSteps& steps, const TableRef& left, const JoinLayout& layout);
+  /// So many rows, and one chunk more, are taken before any is used.
+  static uint64 CountFirstRows();
+  /// Makes a flow, of the left rows, one of the joined rows. False, and it stays as it is, where
+  /// the right rows are too many for that.
+  bool OpenJoinFlow(JoinSteps steps, Flow& flow);
+  /// Whether left rows may flow past so many right ones, instead of being looked up by them.
+  static bool MayFlow(Flow& left, uint64 rightRows, const FlowRules& rules);
+  /// Takes the rows that a statement has left.
+  void DrainRests();
+  template <class Action>
+  auto Beside(uint64 rowsBefore, Action&& action);
   /// Between two sides: what equals what, in which type.
   struct JoinEqualities {
     Conditions left;
@@ -188,12 +256,17 @@ class RelationRun final : public Catalog {
   /// Adds those among the conditions, which are taken out of the list.
   void TakeEqualities(const TableRef& left, const TableRef& right, Conditions& conditions,
                       JoinEqualities& equalities);
+  /// In which the keys are compared.
+  static std::vector<XeDataType> TypesOfKeys(const JoinEqualities& equalities);
   bool AddEquality(const TableRef& left, const TableRef& right, const SqlExpressionPtr& a,
                    const SqlExpressionPtr& b, JoinEqualities& equalities);
   JoinedRows JoinSides(const TableRef& left, const TableRef& right,
                        const JoinEqualities& equalities, JoinKind kind, const PairFilter& admits);
   /// The columns of a side by which it is joined: of the table itself, or of one made of them.
-  struct KeyColumns;
+  struct KeyColumns {
+    TableRef table;
+    std::vector<std::size_t> columns;
+  };
   KeyColumns MakeKeys(const TableRef& table, const Conditions& keys,
                       const std::vector<XeDataType>& types);
   /// Null for no conditions. `schema`: that of the columns of the left, then of the right side.
@@ -202,14 +275,20 @@ class RelationRun final : public Catalog {
                             const std::vector<std::size_t>& leftColumns,
                             const std::vector<std::size_t>& rightColumns);
 
-  /// The columns of a join in the order of its layout, as far as they were gathered: those of the
-  /// left, then of the right side.
-  TableRef Arrange(const std::shared_ptr<Table>& joined, const JoinLayout& layout,
-                   const std::vector<std::size_t>& leftColumns,
-                   const std::vector<std::size_t>& rightColumns);
-  /// For EXPLAIN.
-  void Note(const SqlRelation& join, std::size_t keys, const Table& left, const Table& right,
-            const Table& joined);
+  /// Adds the values that either side has, behind the other columns, and returns what they are.
+  TableSchema AddEither(Table& joined, const JoinLayout& layout,
+                        const std::vector<std::size_t>& leftColumns,
+                        const std::vector<std::size_t>& rightColumns);
+  /// The columns of a join in the order of its layout, as far as they were gathered, those of the
+  /// left, then of the right side, then `either`, which may be null if there are none; `schema`
+  /// gets what they are.
+  static std::vector<std::size_t> Arrange(const JoinLayout& layout,
+                                          const std::vector<std::size_t>& leftColumns,
+                                          const std::vector<std::size_t>& rightColumns,
+                                          const TableSchema* either, TableSchema& schema);
+  /// For EXPLAIN, in the place of a line that was left free.
+  void Note(std::size_t line, const XeString& name, std::size_t keys, uint64 left, uint64 right,
+            uint64 joined);
 
   void AddCommon(const SqlQuery& query);
   /// Finds the errors of queries of WITH that nothing has read, without running them.
@@ -218,6 +297,7 @@ class RelationRun final : public Catalog {
   TableRef MakeCommon(Common& common);
   /// A name by which statements find a table.
   XeString Register(TableRef table);
+  XeString Register(Flow flow);
 
   Session& session_;
   const std::string& sql_;
@@ -250,6 +330,9 @@ class RelationRun final : public Catalog {
   std::set<const SqlExpression*> whereParts_;
   std::vector<Membership> memberships_;
   std::vector<XeString> notes_;
+  uint64 rowsBefore_ = 0;
+  /// What has not been taken yet of the rows that flow, by the names of their tables.
+  std::map<XeString, std::unique_ptr<ChunkSource>> rests_;
 };
 
 }  // namespace sqxer

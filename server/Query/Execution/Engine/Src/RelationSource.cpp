@@ -6,6 +6,7 @@
 #include "LazyTable.h"
 #include "NameScope.h"
 #include "PlanError.h"
+#include "RelationFlow.h"
 #include "RelationTypes.h"
 #include "Session.h"
 #include "SqlNames.h"
@@ -72,6 +73,14 @@ TableRef WithNames(const Table& table, const XeString& name, std::vector<XeStrin
 TableRef WithoutRows(const TableSchema& schema) {
   auto table = std::make_shared<Table>();
   table->schema = schema;
+  return table;
+}
+
+TableRef TableOfChunk(const TableSchema& schema, const TableChunk& chunk) {
+  auto table = std::make_shared<Table>();
+  table->schema = schema;
+  table->rowCount = chunk.rows;
+  table->chunks.push_back(chunk);
   return table;
 }
 
@@ -248,20 +257,31 @@ TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
 }
 
 std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
-                                                             const TableRequest& wanted) {
+                                                             const TableRequest& wanted,
+                                                             const FlowRules& rules) {
+  using Join = SqlRelation::Join;
   auto source = std::make_unique<Source>();
   source->relation = &relation;
   switch (relation.kind) {
     case SqlRelation::Kind::kTable:
-      source->table = MakeNamed(relation, wanted, true);
+      if (rules.files && !FindCommon(relation.table)) {
+        source->table = MakeNamed(relation, wanted, true, rules.canStartAgain, &source->rest);
+      } else {
+        source->table = MakeNamed(relation, wanted, true);
+      }
       break;
     case SqlRelation::Kind::kQuery:
-    case SqlRelation::Kind::kSeries:
-      source->table = MakeLeaf(relation);
+    case SqlRelation::Kind::kSeries: {
+      Flow leaf = OpenLeaf(relation, rules);
+      source->table = std::move(leaf.rows);
+      source->rest = std::move(leaf.rest);
       break;
+    }
     case SqlRelation::Kind::kJoin:
-      source->left = MakeSource(*relation.left, wanted);
-      source->right = MakeSource(*relation.right, wanted);
+      source->left = MakeSource(
+          *relation.left, wanted,
+          relation.join == Join::kInner || relation.join == Join::kLeft ? rules : FlowRules());
+      source->right = MakeSource(*relation.right, wanted, RulesOfRight(relation, rules));
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
       around_.push_back(&relation);
@@ -281,6 +301,11 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
   return source;
 }
 
+std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
+                                                             const TableRequest& wanted) {
+  return MakeSource(relation, wanted, FlowRules());
+}
+
 TableRef RelationRun::MakeLeaf(const SqlRelation& relation) {
   TableRef& leaf = leaves_[&relation];
   if (leaf) return leaf;
@@ -288,18 +313,22 @@ TableRef RelationRun::MakeLeaf(const SqlRelation& relation) {
   if (relation.kind == SqlRelation::Kind::kSeries) {
     rows = MakeSeries(relation);
   } else {
-    std::vector<XeString> tables;
-    if (!relation.alias.empty()) tables.push_back(relation.alias);
-    rows = WithNames(*MakeTable(*relation.query),
-                     relation.alias.empty() ? L"subquery" : relation.alias, std::move(tables),
-                     relation.columns, relation.position);
+    rows = WithLeafNames(*MakeTable(*relation.query), relation);
   }
   leaves_[&relation] = rows;
   return rows;
 }
 
+TableRef RelationRun::WithLeafNames(const Table& rows, const SqlRelation& relation) {
+  std::vector<XeString> tables;
+  if (!relation.alias.empty()) tables.push_back(relation.alias);
+  return WithNames(rows, relation.alias.empty() ? L"subquery" : relation.alias, std::move(tables),
+                   relation.columns, relation.position);
+}
+
 TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest& wanted,
-                                bool isRead) {
+                                bool isRead, bool canStartAgain,
+                                std::unique_ptr<ChunkSource>* rest) {
   TableRef rows;
   std::vector<XeString> tables = {relation.alias};
   if (const std::shared_ptr<Common> common = FindCommon(relation.table)) {
@@ -310,8 +339,13 @@ TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest&
       TableRequest request;
       request.all = wanted.all;
       request.names = wanted.names;
-      const TableSchema& schema = *session_.FindTable(relation.table, request);
-      if (isRead && !isDry_) {
+      if (rest != nullptr) {
+        request.onePass = true;
+        request.canStartAgain = canStartAgain;
+        const auto table = session_.OpenToFlow(relation.table, request, relation.position, *rest);
+        rows = std::shared_ptr<const Table>(table, &table->Get());
+      } else if (const TableSchema& schema = *session_.FindTable(relation.table, request);
+                 isRead && !isDry_) {
         const std::shared_ptr<LazyTable> table = session_.FindOrLoad(relation.table);
         rows = std::shared_ptr<const Table>(table, &table->Get());
       } else {

@@ -16,6 +16,9 @@ TableRef WithNames(const Table& table, const XeString& name, std::vector<XeStrin
 /// A table of these columns.
 TableRef WithoutRows(const TableSchema& schema);
 
+/// A table of one chunk.
+TableRef TableOfChunk(const TableSchema& schema, const TableChunk& chunk);
+
 /// Adds what is known of some columns.
 void AddColumns(const Table& table, std::span<const std::size_t> columns, TableSchema& schema);
 
@@ -59,14 +62,19 @@ JoinLayout ArrangeColumns(const SqlRelation& join, const TableSchema& left,
 
 struct RelationRun::Source {
   const SqlRelation* relation = nullptr;
-  /// Of what is no join.
+  /// Of what is no join; `rest` gives the rows behind those of the table, where there are more.
   TableRef table;
+  std::unique_ptr<ChunkSource> rest;
   std::unique_ptr<Source> left;
   std::unique_ptr<Source> right;
   /// ON, part by part.
   Conditions conditions;
   TableSchema schema;
 };
+
+/// What EXPLAIN says of a join.
+XeString DescribeJoin(const XeString& name, std::size_t keys, uint64 left, uint64 right,
+                      uint64 joined);
 
 /// Adds the names that joins read.
 void AddJoinReads(const SqlRelation& relation, TableRequest& wanted);

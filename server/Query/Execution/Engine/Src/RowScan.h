@@ -97,8 +97,11 @@ class RowScan {
   }
   /// The number that errors of a row carry.
   uint64 ErrorRow(uint64 row) const {
-    return reads_.schema != nullptr && reads_.areRowsNumbered ? row : kNoRowNumber;
+    const bool isNumbered = reads_.schema != nullptr && reads_.areRowsNumbered;
+    return isNumbered ? rowsBefore_ + row : kNoRowNumber;
   }
+  /// So many rows came before those of the scan: for the numbers of its rows alone.
+  void SetRowsBefore(uint64 rows) { rowsBefore_ = rows; }
 
   /// Whether rows can come as batches.
   bool HasBatches() const { return batch_.has_value(); }
@@ -168,6 +171,7 @@ class RowScan {
   void Fill(uint64 row);
 
   Reads reads_;
+  uint64 rowsBefore_ = 0;
   WorkRecord& record_;
   const Table* table_ = nullptr;
   bool hasRest_ = false;

@@ -35,9 +35,15 @@ using Clock = std::chrono::steady_clock;
 /// Says of errors of the rows where the statement names the table.
 class PlacedSource final : public ChunkSource {
  public:
-  PlacedSource(std::unique_ptr<ChunkSource> rows, XeString table, int position)
-      : rows_(std::move(rows)), table_(std::move(table)), position_(position) {}
+  /// Keeps `owner`, which may be null, as long as it lives.
+  PlacedSource(std::unique_ptr<ChunkSource> rows, XeString table, int position,
+               std::shared_ptr<LazyTable> owner)
+      : owner_(std::move(owner)),
+        rows_(std::move(rows)),
+        table_(std::move(table)),
+        position_(position) {}
   const TableChunk* Next() override {
+    const RunProfile::Scope step(RunProfile::Current(), RunProfile::Step::kScan);
     const BudgetScope use(MemoryUse::kTable, table_.c_str());
     try {
       return rows_->Next();
@@ -48,15 +54,18 @@ class PlacedSource final : public ChunkSource {
   }
 
  private:
+  const std::shared_ptr<LazyTable> owner_;
   const std::unique_ptr<ChunkSource> rows_;
   const XeString table_;
   const int position_;
 };
 
-std::unique_ptr<ChunkSource> TakeRest(LazyTable& table, int position) {
+std::unique_ptr<ChunkSource> TakeRest(LazyTable& table, int position,
+                                      std::shared_ptr<LazyTable> owner = nullptr) {
   std::unique_ptr<ChunkSource> rest = table.TakeRest();
   if (!rest) return nullptr;
-  return std::make_unique<PlacedSource>(std::move(rest), table.Get().schema.name, position);
+  return std::make_unique<PlacedSource>(std::move(rest), table.Get().schema.name, position,
+                                        std::move(owner));
 }
 
 /// Adds what the thread spills from construction to destruction.
@@ -247,6 +256,18 @@ Session::TablePtr Session::FindOrLoad(const XeString& name, const TableRequest* 
   return table;
 }
 
+Session::TablePtr Session::OpenToFlow(const XeString& name, TableRequest request, int position,
+                                      std::unique_ptr<ChunkSource>& rest) {
+  // What a program gives, or a pipe, is kept: of its first rows alone less is known.
+  const bool mayFlow = !sources_.contains(FoldedName(name)) && FindOrLoad(name)->IsRepeatable();
+  request.onePass = request.onePass && mayFlow;
+  const TablePtr table = FindOrLoad(name, &request);
+  if (!mayFlow) return table;
+  rest = TakeRest(*table, position, table);
+  if (rest) std::erase_if(partialTables_, [&](const auto& known) { return known.second == table; });
+  return table;
+}
+
 void Session::CheckStandardInput(const std::string& path) const {
   if (path == "-" && isStandardInputTaken_) ThrowTableError(kStandardInputTaken, {});
 }
@@ -355,9 +376,11 @@ void Session::RunSelect(const std::string& sql, const SqlSelect& select, Relatio
   const bool isAnalyzed = plan.explain && profile != nullptr;
   const int position = plan.tablePosition;
   TablePtr table;
+  bool isMade = false;
   if (!plan.table.empty()) {
-    const TableRef rows = made != nullptr ? made->FindMade(plan.table) : nullptr;
-    table = rows ? std::make_shared<LoadedTable>(rows) : FindOrLoad(plan.table);
+    table = made != nullptr ? made->TakeMade(plan.table, !explain) : nullptr;
+    isMade = table != nullptr;
+    if (!isMade) table = FindOrLoad(plan.table);
   }
   std::vector<QueryPlan> plans;
   if (table && !explain) {
@@ -365,8 +388,10 @@ void Session::RunSelect(const std::string& sql, const SqlSelect& select, Relatio
     const uint32 threads = profile != nullptr ? 1 : CountThreads(plan, *table);
     for (uint32 i = 0; threads > 1 && i < threads; ++i) plans.push_back(compile());
   }
-  QueryRun query(std::move(plan), table ? &table->Get() : nullptr,
-                 table && !explain ? TakeRest(*table, position) : nullptr);
+  std::unique_ptr<ChunkSource> rest;
+  if (table && !explain) rest = isMade ? table->TakeRest() : TakeRest(*table, position);
+  QueryRun query(std::move(plan), table ? &table->Get() : nullptr, std::move(rest));
+  if (isMade) query.SetRowsBefore(made->GetRowsBefore());
   // Times add up on one thread alone.
   query.UseThreads(profile != nullptr ? 1 : threads_, std::move(plans));
   timing_.bind += Clock::now() - start - (timing_.load - loadBefore);

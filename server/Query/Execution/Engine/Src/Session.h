@@ -50,7 +50,7 @@ class Session : public Catalog {
   Session() = default;
 
   /// Sets a switch for the statements to come, of this session alone: as SUSystemConfig::Set, with
-  /// its errors.
+  /// its errors. The statement RESET goes back to it.
   void Set(const std::string& name, const std::string& value);
   const SettingsRef& GetSettings() const { return settings_; }
   /// From now on statements come from nobody knows whom: see UntrustedRules. Limits become tighter;
@@ -171,6 +171,11 @@ class Session : public Catalog {
 
   /// The table with what a statement wants of it; as it is when the statement has asked before.
   TablePtr FindOrLoad(const XeString& name, const TableRequest* request = nullptr);
+  /// The same for a part of the statement that reads the rows once: where they need not be kept,
+  /// `rest` gives those behind the table's own, with the place for their errors, and who reads the
+  /// name again has the table opened anew.
+  TablePtr OpenToFlow(const XeString& name, TableRequest request, int position,
+                      std::unique_ptr<ChunkSource>& rest);
   /// `isGiven`: by the program, not by a statement.
   TablePtr Open(const XeString& name, const std::string& path, bool isGiven);
   /// By which tables can be named: those that were added, and files of the directory.

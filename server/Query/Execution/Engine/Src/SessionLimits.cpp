@@ -5,11 +5,14 @@
 namespace sqxer {
 
 void Session::Set(const std::string& name, const std::string& value) {
-  SUSystemConfig switches = settings_->GetSwitches();
-  switches.Set(name, value);
-  settings_ = std::make_shared<const Settings>(switches);
-  // No statement gets beyond what the program wants.
-  if (isUntrusted_) firstSettings_ = settings_;
+  const auto with = [&](const Settings& settings) {
+    SUSystemConfig switches = settings.GetSwitches();
+    switches.Set(name, value);
+    return std::make_shared<const Settings>(switches);
+  };
+  settings_ = with(*settings_);
+  // What the program wants is what RESET goes back to, and what no untrusted statement gets beyond.
+  firstSettings_ = with(*firstSettings_);
 }
 
 void Session::CheckReadable(const std::string& path) const {

@@ -13,10 +13,6 @@
 namespace sqxer {
 namespace {
 
-[[noreturn]] void ThrowTooLarge(const XeString& what) {
-  ThrowEngineError(kJoinTooLarge, {what, std::to_wstring(kMostJoinRows)});
-}
-
 /// One join: finds pairs of equal keys, has them decided, and makes of them what the kind asks for.
 class TableJoin {
  public:
@@ -80,19 +76,14 @@ void InRuns(std::size_t count, Use&& use) {
   }
 }
 
-uint32 CountRows(const JoinSide& side, const XeString& name) {
-  if (side.table->rowCount > kMostJoinRows) ThrowTooLarge(name);
-  return static_cast<uint32>(side.table->rowCount);
-}
-
 TableJoin::TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind,
                      const PairFilter& admits, const RunProgress& progress)
     : left_(left),
       right_(right),
       kind_(kind),
       admits_(admits),
-      leftRows_(CountRows(left, L"the left side")),
-      rightRows_(CountRows(right, L"the right side")),
+      leftRows_(CountJoinRows(left, L"the left side")),
+      rightRows_(CountJoinRows(right, L"the right side")),
       candidatesLeft_(kMostCandidatePairs),
       candidatesRight_(kMostCandidatePairs) {
   if (GivesLeftAlone()) marked_.resize(leftRows_);
@@ -116,7 +107,7 @@ void TableJoin::PairAll() {
     std::ranges::fill(marked_, uint8{1});
     return;
   }
-  if (!admits_ && uint64{leftRows_} * rightRows_ > kMostJoinRows) ThrowTooLarge(L"the result");
+  if (!admits_ && uint64{leftRows_} * rightRows_ > kMostJoinRows) ThrowJoinTooLarge(L"the result");
   meter_.Start(RunPhase::kJoining, leftRows_);
   for (uint32 left = 0; left < leftRows_; ++left) {
     for (uint32 right = 0; right < rightRows_;) {
@@ -233,7 +224,7 @@ void TableJoin::TakeCandidates() {
   if (GivesLeftAlone()) {
     for (uint32 i = 0; i < candidates_; ++i) marked_[candidatesLeft_[i]] = 1;
   } else {
-    if (pairs_.left.size() + candidates_ > kMostJoinRows) ThrowTooLarge(L"the result");
+    if (pairs_.left.size() + candidates_ > kMostJoinRows) ThrowJoinTooLarge(L"the result");
     const auto append = [this](RowArray<uint32>& rows, const std::vector<uint32>& candidates) {
       rows.insert(rows.end(), candidates.begin(), candidates.begin() + candidates_);
     };
@@ -279,7 +270,7 @@ void TableJoin::AddUnmatchedLeft() {
   for (std::size_t i = 0; i < from; ++i) matched += i == 0 || left[i] != left[i - 1];
   const uint64 unmatched = leftRows_ - matched;
   if (unmatched == 0) return;
-  if (left.size() + unmatched > kMostJoinRows) ThrowTooLarge(L"the result");
+  if (left.size() + unmatched > kMostJoinRows) ThrowJoinTooLarge(L"the result");
   left.resize(left.size() + unmatched);
   right.resize(left.size());
   // From the end, so that each row moves to a free place.
@@ -300,7 +291,7 @@ void TableJoin::AddUnmatchedRight() {
   RowArray<uint8> isMatched(rightRows_);
   for (const uint32 row : pairs_.right) isMatched[row] = 1;
   const auto unmatched = static_cast<uint64>(std::ranges::count(isMatched, uint8{0}));
-  if (pairs_.left.size() + unmatched > kMostJoinRows) ThrowTooLarge(L"the result");
+  if (pairs_.left.size() + unmatched > kMostJoinRows) ThrowJoinTooLarge(L"the result");
   pairs_.left.resize(pairs_.left.size() + unmatched, kNoJoinRow);
   pairs_.right.reserve(pairs_.left.size());
   for (uint32 row = 0; row < rightRows_; ++row) {
@@ -317,6 +308,15 @@ void TableJoin::ListMarked() {
 }
 
 }  // namespace
+
+void ThrowJoinTooLarge(const XeString& what) {
+  ThrowEngineError(kJoinTooLarge, {what, std::to_wstring(kMostJoinRows)});
+}
+
+uint32 CountJoinRows(const JoinSide& side, const XeString& name) {
+  if (side.table->rowCount > kMostJoinRows) ThrowJoinTooLarge(name);
+  return static_cast<uint32>(side.table->rowCount);
+}
 
 JoinedRows JoinRows(const JoinSide& left, const JoinSide& right, JoinKind kind,
                     const PairFilter& admits, const RunProgress& progress) {

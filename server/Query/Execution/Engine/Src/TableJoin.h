@@ -19,6 +19,11 @@ struct JoinSide {
   std::vector<std::size_t> keys;
 };
 
+/// Error 57130 for what has more than kMostJoinRows.
+[[noreturn]] void ThrowJoinTooLarge(const XeString& what);
+/// The rows of a side, by its name in the error: 57130 for more than kMostJoinRows.
+uint32 CountJoinRows(const JoinSide& side, const XeString& name);
+
 /// In the place of a row where a side has none.
 inline constexpr uint32 kNoJoinRow = 0xFFFFFFFF;
 /// The most rows of a side, and the most pairs of a result.

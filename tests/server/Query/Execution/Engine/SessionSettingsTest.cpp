@@ -30,6 +30,22 @@ TEST_F(SessionSettings, BelongToOneSession) {
             "the switch \"FirstDayOfWeek\" takes a");
 }
 
+TEST_F(SessionSettings, AreResetToWhatTheProgramHasSet) {
+  Session session = Open("a\n1\n");
+  const std::string before = RunSql(session, "SHOW JoinMemory");
+  session.Set("GroupMemory", "2MiB");
+  RunSql(session, "SET GroupMemory = 1MiB");
+  RunSql(session, "SET JoinMemory = 3MiB");
+  // What a statement has set is not the program's.
+  session.Set("TableMemory", "5MiB");
+  RunSql(session, "RESET GroupMemory");
+  EXPECT_EQ(RunSql(session, "SHOW GroupMemory"), "2MiB\n");
+  RunSql(session, "RESET ALL");
+  EXPECT_EQ(RunSql(session, "SHOW GroupMemory"), "2MiB\n");
+  EXPECT_EQ(RunSql(session, "SHOW TableMemory"), "5MiB\n");
+  EXPECT_EQ(RunSql(session, "SHOW JoinMemory"), before);
+}
+
 TEST_F(SessionSettings, OfThreadsSideBySide) {
   std::string content = "w,d\n";
   for (int i = 0; i < 300; ++i) {

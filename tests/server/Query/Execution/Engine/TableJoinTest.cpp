@@ -3,6 +3,7 @@
 #include <chrono>
 #include <set>
 
+#include "JoinProbe.h"
 #include "TableJoin.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
@@ -100,6 +101,69 @@ TEST(TableJoin, GivesThePairsOfANestedLoop) {
   }
 }
 
+/// Joins a left side that comes in several tables, each of some of its chunks.
+Pairs Probe(const std::vector<Table>& left, const JoinSide& right, JoinKind kind, bool filters) {
+  JoinProbe probe(right, kind);
+  Pairs pairs;
+  uint32 before = 0;
+  for (const Table& part : left) {
+    PairFilter filter;
+    if (filters) {
+      filter = [=](std::span<const uint32> l, std::span<const uint32> r,
+                   std::span<uint8> admitted) {
+        for (std::size_t i = 0; i < l.size(); ++i) admitted[i] = Admits(before + l[i], r[i]);
+      };
+    }
+    probe.Enter({&part, right.keys}, filter);
+    JoinedRows rows;
+    while (probe.Next(rows)) {
+      const bool isLeftAlone = kind == JoinKind::kSemi || kind == JoinKind::kAnti;
+      EXPECT_EQ(rows.right.size(), isLeftAlone ? 0 : rows.left.size());
+      for (std::size_t i = 0; i < rows.left.size(); ++i) {
+        pairs.emplace_back(before + rows.left[i], isLeftAlone ? 0 : rows.right[i]);
+      }
+    }
+    before += static_cast<uint32>(part.rowCount);
+  }
+  return pairs;
+}
+
+void ExpectProbesAsPlainly(const std::vector<Table>& left, const JoinSide& right,
+                           const std::string& what) {
+  Table all = left.front();
+  for (std::size_t i = 1; i < left.size(); ++i) {
+    all.rowCount += left[i].rowCount;
+    all.chunks.insert(all.chunks.end(), left[i].chunks.begin(), left[i].chunks.end());
+  }
+  for (const JoinKind kind :
+       {JoinKind::kInner, JoinKind::kLeft, JoinKind::kSemi, JoinKind::kAnti}) {
+    for (const bool filters : {false, true}) {
+      ASSERT_EQ(Probe(left, right, kind, filters),
+                JoinPlainly({&all, right.keys}, right, kind, filters))
+          << what << ", kind " << static_cast<int>(kind) << (filters ? ", filtered" : "");
+    }
+  }
+}
+
+TEST(JoinProbe, GivesThePairsOfANestedLoopTableAfterTable) {
+  Random random(19);
+  for (int round = 0; round < 150; ++round) {
+    std::vector<XeDataType> types = {kKeyTypes[static_cast<std::size_t>(round) % kKeyTypes.size()]};
+    if (round >= 75) types.push_back(kKeyTypes[random() % kKeyTypes.size()]);
+    // The forms that the numbers have may be others in each table: of decimals, of texts.
+    std::vector<Table> left;
+    for (std::size_t tables = 1 + random() % 4; tables > 0; --tables) {
+      const int64 spread = std::vector<int64>{1, 1000, 100'000'000}[random() % 3];
+      left.push_back(RandomTable(random, types, random() % 30, spread));
+    }
+    const Table right = RandomTable(random, types, random() % 8 == 0 ? 0 : random() % 50, 1);
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < types.size(); ++i) places.push_back(i);
+    ExpectProbesAsPlainly(left, {&right, places}, "round " + std::to_string(round));
+    ExpectProbesAsPlainly(left, {&right, {}}, "all pairs, round " + std::to_string(round));
+  }
+}
+
 TEST(TableJoin, PairsAllRowsWithoutKeys) {
   Random random(11);
   for (const std::size_t rows : {0, 1, 40}) {
@@ -144,6 +208,22 @@ TEST(TableJoin, GoesByPartsWithinItsMemory) {
   const Table left = RandomTable(random, texts, 1200, 5);
   const Table right = RandomTable(random, texts, 1200, 5);
   ExpectAsPlainly({&left, {0, 1}}, {&right, {0, 1}}, "texts");
+}
+
+TEST(JoinProbe, GoesOnBehindManyPairsOfOneRow) {
+  // More pairs of a left row than are handed on at a time, and rows around it that have few.
+  std::vector<std::optional<int32>> cells(150'000, 1);
+  cells[7] = 2;
+  cells[100'000] = std::nullopt;
+  const Table right = TableOf(cells);
+  std::vector<std::optional<int32>> keys = {2, 1, std::nullopt, 3, 1};
+  const Table left = TableOf(keys);
+  ExpectProbesAsPlainly({left, left}, {&right, {0}}, "long chains");
+  // And many left rows without any.
+  const Table few = TableOf({5, 200'000});
+  std::vector<std::optional<int32>> many;
+  for (int32 i = 0; i < 300'000; ++i) many.push_back(i % 7 == 0 ? std::nullopt : std::optional(i));
+  ExpectProbesAsPlainly({TableOf(many), left}, {&few, {0}}, "few matches");
 }
 
 TEST(TableJoin, HandsManyCandidatesToTheFilterInParts) {
