@@ -45,7 +45,7 @@ const std::vector<std::string>& CommandFaults::ListLines() {
 }
 
 CommandFaults::CommandFaults(std::string command, std::string line, Kind kind)
-    : command_(fs::absolute(std::move(command)).string()), line_(std::move(line)), kind_(kind) {}
+    : command_(std::move(command)), line_(std::move(line)), kind_(kind) {}
 
 CommandFaults::Outcome CommandFaults::Run(long number) const {
   for (const fs::directory_entry& file : fs::directory_iterator("out")) fs::remove(file);

@@ -14,6 +14,7 @@ class CommandFaults {
   /// What is tried, as words of the shell. Files are those of WriteFiles.
   static const std::vector<std::string>& ListLines();
 
+  /// `command`: an absolute path.
   CommandFaults(std::string command, std::string line, Kind kind);
 
   /// Runs it without a failure: how many calls it has. std::runtime_error where it fails.

@@ -37,6 +37,13 @@ Case Changing(Case base, std::vector<std::string> setup, std::string check) {
   return base;
 }
 
+/// With texts and names of a locale.
+Case Localized(Case base, std::vector<std::pair<std::string, std::string>> switches) {
+  base = With(std::move(base), std::move(switches));
+  base.opensLocale = true;
+  return base;
+}
+
 Case Refused(Case base) {
   base.isRefused = true;
   return base;
@@ -102,8 +109,8 @@ void AddQueries(std::vector<Case>& cases) {
        Spilling(Sql("distinct", "SELECT DISTINCT k, s FROM t ORDER BY 2, 1")),
        Sql("sort", "SELECT * FROM t ORDER BY s DESC, v, d LIMIT 70 OFFSET 3"),
        Spilling(Sql("sort", "SELECT * FROM t ORDER BY s DESC, v, d")),
-       With(Sql("collation", "SELECT s, MIN(id) FROM t GROUP BY s ORDER BY 1"),
-            {{"Locale", "sv_SE"}, {"CaseSensitiveCompare", "off"}}),
+       Localized(Sql("collation", "SELECT s, MIN(id) FROM t GROUP BY s ORDER BY 1"),
+                 {{"Locale", "sv_SE"}, {"CaseSensitiveCompare", "off"}}),
        Sql("windows", kWindows),
        Spilling(Sql("windows", kWindows)),
        Sql("joins", kJoins),
@@ -138,8 +145,8 @@ void AddFunctions(std::vector<Case>& cases) {
            "SELECT EXTRACT(WEEK FROM d), d + INTERVAL '1 month', DATE_TRUNC('month', ts), "
            "TO_CHAR(ts, 'YYYY-MM-DD HH24:MI'), ts - TIMESTAMP '2020-01-01 00:00:00', "
            "MONTHNAME(d), AGE(ts, TIMESTAMP '2019-02-03 04:05:06') FROM t WHERE id < 40"),
-       With(Sql("names", "SELECT MONTHNAME(d), DAYNAME(d) FROM t WHERE id < 9"),
-            {{"Locale", "fr_FR"}}),
+       Localized(Sql("names", "SELECT MONTHNAME(d), DAYNAME(d) FROM t WHERE id < 9"),
+                 {{"Locale", "fr_FR"}}),
        Sql("zones", "SELECT ts AT TIME ZONE 'Europe/Stockholm' FROM t WHERE id < 9"),
        Sql("casts",
            "SELECT CAST(v AS varchar(9)), CAST(w AS numeric(12,2)), CAST(s || '' AS "

@@ -22,6 +22,8 @@ struct Case {
   /// The file that it writes in the folder.
   std::string output = {};
   unsigned threads = 1;
+  /// It has ICU open a locale, which does not live through every failure of the first time.
+  bool opensLocale = false;
   /// It ends with an error whatever happens.
   bool isRefused = false;
   /// Sorts and spools take the least memory that they can, so that they spill.

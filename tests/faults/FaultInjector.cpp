@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -178,7 +179,20 @@ Told Disarm() {
 
 long CountBlocks() { return blocks; }
 
+namespace {
+
+/// Where a process that is traced ends.
+void OnEnd(int number) {
+  void* frames[2 * kFrames];
+  dprintf(STDERR_FILENO, "signal %d comes at:\n", number);
+  PrintFrames(frames, backtrace(frames, 2 * kFrames));
+  _exit(128 + number);
+}
+
+}  // namespace
+
 void Trace() {
+  for (const int number : {SIGSEGV, SIGABRT}) std::signal(number, &OnEnd);
   void* frames[1];
   // What it needs it has from here on.
   backtrace(frames, 1);

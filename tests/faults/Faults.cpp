@@ -47,6 +47,7 @@ struct Shared {
   long findings = 0;
   FaultRun::Outcome::Kind kind = {};
   int code = 0;
+  std::size_t size = 0;
   char text[std::size_t{1} << 20] = {};
 };
 
@@ -107,7 +108,8 @@ class Sweep {
     shared_->findings = 0;
     if (!options_.isCold) RunWarm(one, kind);
     const long warmCalls = shared_->calls;
-    if (options_.mostCold != 0 || options_.isCold) RunCold(one, kind);
+    const bool isForCold = !one.opensLocale || options_.at != 0;
+    if (isForCold && (options_.mostCold != 0 || options_.isCold)) RunCold(one, kind);
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     std::printf("%-24s %-9s %7ld calls %6ld runs %6.1f s%s\n", one.name.c_str(), NameOf(kind),
                 warmCalls, runs_ - before, seconds.count(),
@@ -184,14 +186,15 @@ class Sweep {
       shared_->calls = run.PrepareCold(expected);
       shared_->kind = expected.kind;
       shared_->code = expected.code;
-      std::strncpy(shared_->text, expected.text.c_str(), sizeof shared_->text - 1);
+      shared_->size = std::min(expected.text.size(), sizeof shared_->text);
+      std::memcpy(shared_->text, expected.text.data(), shared_->size);
     });
     const long count = CountRuns(options_.mostCold);
     for (long index = 0; index < count; ++index) {
       shared_->number = NumberOf(index, options_.mostCold);
       const int status = inProcess([&](FaultRun& run) {
-        const std::string problem =
-            run.TryCold(shared_->number, {shared_->kind, shared_->code, shared_->text});
+        const std::string problem = run.TryCold(
+            shared_->number, {shared_->kind, shared_->code, {shared_->text, shared_->size}});
         if (!problem.empty()) Tell(one, kind, "--cold ", problem);
       });
       if (status != 0) Tell(one, kind, "--cold ", Describe(status));
@@ -276,6 +279,7 @@ int Main(int count, char** arguments) {
     for (const Case& one : cases) std::cout << one.name << '\n';
     return 0;
   }
+  if (!options.command.empty()) options.command = fs::absolute(options.command).string();
   const Folder folder;
   return Sweep(options).Run(cases) == 0 ? 0 : 1;
 }

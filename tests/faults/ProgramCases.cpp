@@ -152,6 +152,7 @@ void AddProgramCases(std::vector<Case>& cases) {
   add("called_function", &CallFunction);
   add("distributed_plan", &Distribute);
   add("new_session", &BeginAnew);
+  cases.back().opensLocale = true;
   add("untrusted", &Untrusted);
 }
 

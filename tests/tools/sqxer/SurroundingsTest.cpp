@@ -118,7 +118,7 @@ TEST_F(Surroundings, FoldersThatTakeNoTemporaryFilesAreErrors) {
               StartsWith("error 59180: sorting cannot write temporary files in \"/proc\": "));
   // A disk that is full, where mounting one is allowed.
   Shell("mkdir full");
-  const std::string mounted = "unshare -m bash -c 'mount -t tmpfs -o size=256k tmpfs full ";
+  const std::string mounted = "unshare -m bash -c 'mount -t tmpfs -o size=64k tmpfs full ";
   if (Shell(mounted + "'").status != 0) GTEST_SKIP() << "nothing can be mounted";
   const std::string command = SQXER_BINARY_DIR "/bin/sqxer";
   const auto onFull = [&](const std::string& options, const std::string& statement) {
@@ -157,7 +157,7 @@ TEST_F(Surroundings, TheShellGoesOnBehindThem) {
   folder_.Write("t.csv", "a,b\n1,y\n");
   EXPECT_THAT(terminal.Run("SELECT MAX(b) AS m FROM t;"),
               testing::AnyOf(HasSubstr("error 57020: "), HasSubstr(" y\r\n(1 row)")));
-  EXPECT_THAT(terminal.Run("COPY t TO '/dev/full' (FORMAT csv);"),
+  EXPECT_THAT(terminal.Run("COPY (SELECT 1 AS a) TO '/dev/full' (FORMAT csv);"),
               HasSubstr("cannot be written: No space left on device"));
   EXPECT_THAT(terminal.Run("SELECT 41 + 1 AS x;"), HasSubstr(" 42\r\n(1 row)"));
   EXPECT_EQ(Shell("ls -A gone").out, "");
