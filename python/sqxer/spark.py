@@ -8,7 +8,8 @@ Spark reads, moves, sorts and recovers; sqxer filters, groups and evaluates. `do
 tells how a statement is split. The executors need the package sqxer and pyarrow.
 
 A path of Parquet or Arrow files, which all executors must have, is read by pyarrow in Spark's
-tasks: its rows do not pass through Java.
+tasks: its rows do not pass through Java. So are the files of a frame that is nothing but the rows
+of Parquet files.
 """
 
 from __future__ import annotations
@@ -24,6 +25,7 @@ from pyspark.sql import functions as F  # noqa: N812 (as Spark's own documents c
 from pyspark.sql.pandas.types import from_arrow_schema, to_arrow_schema
 
 from ._plan import Plan, Worker, check_name, only_table
+from ._spark_files import files_of, quoted
 from ._tables import dataset_of
 from .errors import Error, InterfaceError, make_error
 
@@ -62,6 +64,8 @@ def sql(  # noqa: PLR0913 (all but three by their names)
     schema = to_arrow_schema(source.schema, timezone="UTC") if dataset is None else dataset.schema
     plan = Plan(statement, schema, params, switches=switches, numerics=numerics, scale=scale)
     check_name(plan, name)
+    if dataset is None:
+        dataset = files_of(source, plan.inputs)
     names = [field.name for field in plan.schema]
     finished = _plain(Worker(plan).schema)
     if plan.kind == "rows":
@@ -71,8 +75,7 @@ def sql(  # noqa: PLR0913 (all but three by their names)
         worker = Worker(plan, int(spark.conf.get("spark.sql.shuffle.partitions") or 200))
         step, made = _partial_step(worker), worker.state_schema
     if dataset is None:
-        # Quoted: a name may have a point.
-        inputs = [F.col(f"`{column.replace('`', '``')}`") for column in plan.inputs]
+        inputs = [quoted(column) for column in plan.inputs]
         rows = source.select(*inputs) if inputs else source.select(F.lit(1).alias("one"))
     else:
         rows, step = _places(spark, dataset, plan.inputs, step)

@@ -20,6 +20,12 @@ Tokens::iterator FindGroupByAll(Tokens tokens) {
       .begin();
 }
 
+/// Whether what comes behind some tokens does.
+bool IsInParentheses(Tokens tokens) {
+  return std::ranges::count(tokens, PG_QUERY__TOKEN__ASCII_40, &PgQuery__ScanToken::token) >
+         std::ranges::count(tokens, PG_QUERY__TOKEN__ASCII_41, &PgQuery__ScanToken::token);
+}
+
 bool HasAggregate(const SqlExpression& expression) {
   const bool isOne = expression.kind == SqlExpression::Kind::kFunction && !expression.over &&
                      std::ranges::any_of(FindFunctions(expression.name), [](const auto* row) {
@@ -60,15 +66,17 @@ void RefuseGroupByAll(const std::string& sql, const PgQuery__ScanResult& scan) {
   const int start = (*group)->start;
   std::string without = sql;
   for (int i = start; i < (*(group + 2))->end; ++i) without[static_cast<std::size_t>(i)] = ' ';
-  SqlSelect select;
+  SqlQueryPtr query;
   try {
-    select = ParseSelect(without);
+    query = ParseQuery(without).query;
   } catch (const ErrorMessage&) {
     // What else is wrong is what the grammar tells.
     return;
   }
+  if (!query->IsSelect() || IsInParentheses(Tokens(tokens.begin(), group)))
+    ThrowPlanError(kGroupByAll, start, {L"and what SELECT has besides aggregates"});
   XeString keys;
-  for (const SqlSelectItem& item : select.items) {
+  for (const SqlSelectItem& item : query->select.items) {
     if (HasAggregate(*item.expression)) continue;
     keys += (keys.empty() ? L"" : L", ") + Wide(ItemText(sql, tokens, item.position));
   }

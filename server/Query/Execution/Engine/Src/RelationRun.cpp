@@ -13,6 +13,7 @@
 #include "SqlParser.h"
 #include "TableSink.h"
 #include "TableStream.h"
+#include "Utility/Instead.h"
 
 namespace sqxer {
 RelationRun::RelationRun(Session& session, const std::string& sql,
@@ -28,6 +29,17 @@ bool RelationRun::IsNeeded(const SqlQuery& query) {
 
 void RelationRun::Run(const SqlQuery& query, ResultSink& sink, int repeat) {
   RunQuery(query, sink, repeat);
+}
+
+std::optional<std::vector<ColumnInfo>> RelationRun::FindColumns(const SqlQuery& query) {
+  const Instead dry(isDry_, true);
+  try {
+    const TableRef table = MakeTable(query);
+    if (!hasMissedTexts_) return table->schema.columns;
+  } catch (const ErrorMessage&) {
+    if (!hasMissedTexts_) throw;
+  }
+  return std::nullopt;
 }
 
 std::vector<XeString> RelationRun::Describe(const SqlQuery& query) {
@@ -72,6 +84,7 @@ void RelationRun::VisitTexts(const XeString& table, std::size_t column,
                              const std::function<void(std::wstring_view)>& visit) {
   const TableRef made = FindMade(table);
   if (!made) return session_.VisitTexts(table, column, visit);
+  hasMissedTexts_ = hasMissedTexts_ || isDry_;
   TextColumn texts(column);
   for (const TableChunk& chunk : made->chunks) {
     texts.Enter(chunk);
@@ -136,7 +149,8 @@ std::shared_ptr<RelationRun::Common> RelationRun::FindCommon(const XeString& nam
 
 TableRef RelationRun::MakeCommon(Common& common) {
   if (common.rows && isDry_) return WithoutRows(common.rows->schema);
-  if (common.rows) return common.rows;
+  TableRef& made = isDry_ ? common.shape : common.rows;
+  if (made) return made;
   const Scope outer = std::exchange(scope_, common.visible);
   const std::vector<const SqlRelation*> around = around_;
   around_.resize(std::min(around_.size(), common.around));
@@ -151,21 +165,17 @@ TableRef RelationRun::MakeCommon(Common& common) {
   around_ = around;
   const SqlCommonTable& written = *common.written;
   rows = WithNames(*rows, written.name, {written.name}, written.columns, written.position);
-  if (!isDry_) common.rows = rows;
-  return rows;
+  return made = rows;
 }
 
 void RelationRun::CheckUnused(const SqlQuery& query) {
   for (const SqlCommonTable& written : query.with) {
     Common& common = *common_.at(written.query.get());
     if (common.rows) continue;
-    const bool wasDry = std::exchange(isDry_, true);
-    const auto replaced = std::exchange(replaced_, {});
-    const auto leaves = std::exchange(leaves_, {});
+    const Instead dry(isDry_, true);
+    const Instead replaced(replaced_, {});
+    const Instead leaves(leaves_, {});
     MakeCommon(common);
-    isDry_ = wasDry;
-    replaced_ = replaced;
-    leaves_ = leaves;
   }
 }
 

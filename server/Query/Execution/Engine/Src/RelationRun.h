@@ -36,6 +36,9 @@ class RelationRun final : public Catalog {
   static bool IsNeeded(const SqlQuery& query);
 
   void Run(const SqlQuery& query, ResultSink& sink, int repeat);
+  /// The columns of a query's result, found without rows. Nothing where their types hang on rows,
+  /// as those of values in JSON do.
+  std::optional<std::vector<ColumnInfo>> FindColumns(const SqlQuery& query);
   /// What EXPLAIN says. Subqueries and joins are run for that, since later steps read their types.
   std::vector<XeString> Describe(const SqlQuery& query);
 
@@ -59,6 +62,8 @@ class RelationRun final : public Catalog {
     /// How many queries there are around WITH.
     std::size_t around = 0;
     TableRef rows;
+    /// Its columns, found without rows.
+    TableRef shape;
   };
   using Conditions = std::vector<SqlExpressionPtr>;
   /// FROM as a tree of tables.
@@ -224,6 +229,8 @@ class RelationRun final : public Catalog {
   std::map<const SqlRelation*, TableRef> leaves_;
   /// Tables have no rows, since only the errors of names and types are looked for.
   bool isDry_ = false;
+  /// Texts were asked for that such a table has not.
+  bool hasMissedTexts_ = false;
   /// The error that is on its way came from a query of WITH, which knows the first ones alone of
   /// what is around.
   std::optional<std::size_t> readsAround_;

@@ -46,10 +46,10 @@ void AddNumbers(Table& table, const std::vector<PlanConstant>& given, const SqlR
   bool isInteger = true;
   for (std::size_t i = 0; i < given.size(); ++i) {
     isNull = isNull || given[i].IsNull();
+    isInteger = isInteger && given[i].type != XeNumericData;
     if (const auto* const small = std::get_if<int32>(&given[i].value)) {
       bounds[i] = *small;
     } else if (const auto* const number = std::get_if<VelmarNumber>(&given[i].value)) {
-      isInteger = false;
       if (!number->TryScaled(0, bounds[i])) RefuseSeries(relation);
     } else if (!given[i].IsNull()) {
       RefuseSeries(relation);

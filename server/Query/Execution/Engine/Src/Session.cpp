@@ -18,6 +18,7 @@
 #include "SqliteTable.h"
 #include "TablePath.h"
 #include "TableStream.h"
+#include "Utility/Instead.h"
 #include "Utility/OperatorTimer.h"
 #include "Utility/TextDecoder.h"
 #include "Utility/XeAssert.h"
@@ -142,6 +143,7 @@ const TableSchema* Session::FindTable(const XeString& name, const TableRequest& 
 
 void Session::VisitTexts(const XeString& table, std::size_t column,
                          const std::function<void(std::wstring_view)>& visit) {
+  const Instead ofRows(areColumnsAlone_, false);
   // The column is there: the statement names it.
   const TablePtr found = FindOrLoad(table);
   TextColumn texts(column);

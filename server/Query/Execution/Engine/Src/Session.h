@@ -150,12 +150,13 @@ class Session : public Catalog {
   void Analyze(const std::string& sql, const SqlStatement& statement, ResultSink& sink);
   /// The rows of a query of the statement.
   void RunQuery(const std::string& sql, const SqlQuery& query, ResultSink& sink, int repeat);
-  /// Its columns, as far as possible without its rows.
+  /// Its columns, without its rows but where types hang on them.
   std::vector<ColumnInfo> FindColumns(const std::string& sql, const SqlQuery& query);
 
   /// What a statement has made under a name; null for any other. The rows of a view are made now,
-  /// once for a statement. Errors 57140, 57141 and 57156.
+  /// once for a statement, unless its columns alone are asked for. Errors 57140, 57141 and 57156.
   TablePtr FindObject(const XeString& name);
+  TablePtr ReadView(SessionObject& view);
   void RunView(const SessionObject& view, ResultSink& sink);
   /// That a view can be read, when it is made. Errors of its query, and 57155.
   void CheckView(SessionObject view);
@@ -210,6 +211,8 @@ class Session : public Catalog {
   bool isRunOnce_ = false;
   /// How many views are being read, each by the one before it.
   int viewDepth_ = 0;
+  /// Only the columns of a query are looked for, and those of the views that it reads.
+  bool areColumnsAlone_ = false;
   bool canStartAgain_ = false;
   TextTableOptions fileOptions_;
   bool isStandardInputTaken_ = false;

@@ -30,6 +30,8 @@ struct SessionObject {
   std::vector<SqlTypeName> types;
   /// The rows: of a view those of the statement that is being run, null until it has asked.
   std::shared_ptr<LazyTable> rows;
+  /// Of a view: its columns without rows, likewise.
+  std::shared_ptr<LazyTable> shape;
   /// The view is being read, or checked before it is there.
   bool isBeingRead = false;
 

@@ -13,6 +13,7 @@
 #include "SqlQuery.h"
 #include "TablePath.h"
 #include "TableSink.h"
+#include "Utility/Instead.h"
 
 namespace sqxer {
 namespace {
@@ -35,22 +36,6 @@ class ColumnSink final : public ResultSink {
   void End() override {}
 
   std::vector<ColumnInfo> columns;
-};
-
-/// Puts a value in the place of another one as long as it lives.
-template <class Value>
-class Instead {
- public:
-  Instead(Value& place, Value value) : place_(place), before_(std::move(place)) {
-    place_ = std::move(value);
-  }
-  ~Instead() { place_ = std::move(before_); }
-  Instead(const Instead&) = delete;
-  Instead& operator=(const Instead&) = delete;
-
- private:
-  Value& place_;
-  Value before_;
 };
 
 /// What a view knows of the parameters of a statement.
@@ -77,7 +62,10 @@ void Session::RunQuery(const std::string& sql, const SqlQuery& query, ResultSink
 }
 
 std::vector<ColumnInfo> Session::FindColumns(const std::string& sql, const SqlQuery& query) {
+  const Instead noRows(areColumnsAlone_, true);
   if (RelationRun::IsNeeded(query)) {
+    if (auto columns = RelationRun(*this, sql, statement_).FindColumns(query)) return *columns;
+    const Instead rows(areColumnsAlone_, false);
     ColumnSink sink;
     try {
       RunQuery(sql, query, sink, 1);
@@ -113,30 +101,40 @@ Session::TablePtr Session::FindObject(const XeString& name) {
   if (found == objects_.end()) return nullptr;
   SessionObject& object = found->second;
   if (object.rows) return object.rows;
-  if (object.isBeingRead) ThrowEngineError(kViewReadsItself, {object.name});
+  TablePtr& made = areColumnsAlone_ ? object.shape : object.rows;
+  if (!made) made = ReadView(object);
+  return made;
+}
+
+Session::TablePtr Session::ReadView(SessionObject& view) {
+  if (view.isBeingRead) ThrowEngineError(kViewReadsItself, {view.name});
   if (viewDepth_ == kMostViewDepth)
-    ThrowEngineError(kViewsTooDeep, {object.name, std::to_wstring(kMostViewDepth)});
-  const Instead reading(object.isBeingRead, true);
+    ThrowEngineError(kViewsTooDeep, {view.name, std::to_wstring(kMostViewDepth)});
+  const Instead reading(view.isBeingRead, true);
   const Instead deeper(viewDepth_, viewDepth_ + 1);
   TableSink sink;
   try {
-    RunView(object, sink);
     Table& rows = sink.GetTable();
-    rows.schema.name = object.name;
-    Rename(rows.schema, object.columns);
-    object.rows = std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
+    if (areColumnsAlone_) {
+      const Instead ownParameters(statement_, WithoutValues(statement_));
+      rows.schema.columns = FindColumns(view.sql, *view.query);
+    } else {
+      RunView(view, sink);
+    }
+    rows.schema.name = view.name;
+    Rename(rows.schema, view.columns);
+    return std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
   } catch (const ErrorMessage& error) {
     constexpr int kOfStatement[] = {kCancelled, kTimedOut, kViewReadsItself, kViewsTooDeep};
     if (std::ranges::find(kOfStatement, error.GetCode()) != std::end(kOfStatement)) {
       // The place is one of the view's own text.
       ThrowEngineError(error.GetCode(), error.GetArguments());
     }
-    ErrorMessage told(kInView, {object.name, error.GetText()});
+    ErrorMessage told(kInView, {view.name, error.GetText()});
     if (error.GetRowNumber() != ErrorMessage::kNoRow) told.SetRowNumber(error.GetRowNumber());
     for (const auto& [column, value] : error.GetInputs()) told.AddInput(column, value);
     SUGThrow(std::move(told));
   }
-  return object.rows;
 }
 
 void Session::CheckView(SessionObject view) {
@@ -184,7 +182,7 @@ void Session::RefuseSameNames(const TableSchema& schema) {
 
 void Session::ForgetViewRows() {
   for (auto& [key, object] : objects_) {
-    if (object.IsView()) object.rows = nullptr;
+    if (object.IsView()) object.rows = object.shape = nullptr;
   }
 }
 

@@ -23,10 +23,18 @@ inline constexpr ColumnBounds<int64> kCalendarMoments = {
     kCalendarDays.least * kMicrosecondsPerDay,
     (kCalendarDays.greatest + 1) * kMicrosecondsPerDay - 1};
 
-/// A day, brought into the calendar.
-inline std::chrono::year_month_day ReadCalendarDay(int64 day) {
-  const std::chrono::days within(std::clamp(day, kCalendarDays.least, kCalendarDays.greatest));
-  return std::chrono::year_month_day{std::chrono::sys_days(within)};
+/// A day, brought into the calendar. In 32 bits, so that loops over days become loops over vectors.
+constexpr int32 WithinCalendar(int32 day) {
+  return std::clamp(day, static_cast<int32>(kCalendarDays.least),
+                    static_cast<int32>(kCalendarDays.greatest));
+}
+inline std::chrono::year_month_day ReadCalendarDay(int32 day) {
+  return std::chrono::year_month_day{std::chrono::sys_days(std::chrono::days(WithinCalendar(day)))};
+}
+/// The day of a moment in microseconds.
+constexpr int32 DayOfMicroseconds(int64 moment) {
+  const int64 rest = moment % kMicrosecondsPerDay;
+  return static_cast<int32>(moment / kMicrosecondsPerDay - (rest < 0 ? 1 : 0));
 }
 inline XeDate ReadAnyDay(int32 day) {
   const std::chrono::year_month_day date = ReadCalendarDay(day);

@@ -50,43 +50,69 @@ RExprReturn DateTrunc::Eval(void* out) {
 
 namespace {
 
-/// DATE_TRUNC of a moment in microseconds. Divisors that are known are no divisions.
+/// DATE_TRUNC of a moment in microseconds, to weeks at most. Divisors that are known are no
+/// divisions.
 template <TruncUnit unit>
 int64 CutMicroseconds(int64 moment) {
   if constexpr (unit <= TruncUnit::kDay) {
     return DateTruncOp::CutTo(DateTruncOp::MicrosecondsOf(unit), moment);
-  } else if constexpr (unit == TruncUnit::kWeek) {
+  } else {
     // 1970-01-05 was a Monday.
     constexpr int64 kFirstMonday = 4 * kMicrosecondsPerDay;
     return DateTruncOp::CutTo(7 * kMicrosecondsPerDay, moment - kFirstMonday) + kFirstMonday;
+  }
+}
+
+/// The first day of a day's month or longer unit, which may lie before the calendar.
+template <TruncUnit unit>
+int32 FirstDayOf(int32 day) {
+  using namespace std::chrono;
+  const year_month_day date = ReadCalendarDay(day);
+  if constexpr (unit == TruncUnit::kMonth) {
+    return WithinCalendar(day) - static_cast<int32>(static_cast<unsigned>(date.day())) + 1;
+  } else if constexpr (unit == TruncUnit::kQuarter) {
+    const unsigned first = (static_cast<unsigned>(date.month()) - 1) / 3 * 3 + 1;
+    const sys_days start = date.year() / month(first) / 1;
+    return static_cast<int32>(start.time_since_epoch().count());
   } else {
-    const int64 day = DateTruncOp::CutTo(kMicrosecondsPerDay, moment) / kMicrosecondsPerDay;
-    const XeDate first = DateTruncOp::OfDay(unit, ReadAnyDay(static_cast<int32>(day)));
-    return ToDay32(first) * kMicrosecondsPerDay;
+    const int first = FirstYearOf(unit, static_cast<int>(date.year()));
+    return static_cast<int32>(FirstDayOfYear(first));
   }
 }
 
 /// Of the rows that count; false where one that has a value leaves the calendar.
 template <TruncUnit unit>
-bool CutAll(const BatchVector& moments, const BatchRows& rows, int64* values) {
-  bool isDone = true;
-  rows.ForEach([&, from = moments.As<int64>()](uint32 row) {
+bool CutAll(const BatchVector& moments, const BatchRows& rows, BatchBuffers& buffers,
+            int64* values) {
+  const auto* const from = moments.As<int64>();
+  if constexpr (unit > TruncUnit::kWeek) {
+    int32* const days = buffers.Rescaled<int32>(0);
+    MapValues(from, days, rows, DayOfMicroseconds);
+    int32* const firsts = buffers.Rescaled<int32>(1);
+    MapValues(days, firsts, rows, FirstDayOf<unit>);
+    MapValues(firsts, values, rows, [](int32 day) { return day * kMicrosecondsPerDay; });
+  } else {
     // What stands in rows that do not count need not be a day of the calendar.
-    values[row] = CutMicroseconds<unit>(
-        std::clamp(from[row], kCalendarMoments.least, kCalendarMoments.greatest));
-    isDone &= values[row] >= kCalendarMoments.least || moments.IsNull(row);
-  });
+    MapValues(from, values, rows, [](int64 moment) {
+      return CutMicroseconds<unit>(
+          std::clamp(moment, kCalendarMoments.least, kCalendarMoments.greatest));
+    });
+  }
+  bool isDone = true;
+  rows.ForEach(
+      [&](uint32 row) { isDone &= values[row] >= kCalendarMoments.least || moments.IsNull(row); });
   return isDone;
 }
 
 template <TruncUnit unit = TruncUnit::kMicrosecond>
-bool CutAll(TruncUnit asked, const BatchVector& moments, const BatchRows& rows, int64* values) {
+bool CutAll(TruncUnit asked, const BatchVector& moments, const BatchRows& rows,
+            BatchBuffers& buffers, int64* values) {
   if constexpr (unit == TruncUnit::kMillennium) {
-    return CutAll<unit>(moments, rows, values);
+    return CutAll<unit>(moments, rows, buffers, values);
   } else {
     constexpr auto kNext = static_cast<TruncUnit>(static_cast<int>(unit) + 1);
-    return asked == unit ? CutAll<unit>(moments, rows, values)
-                         : CutAll<kNext>(asked, moments, rows, values);
+    return asked == unit ? CutAll<unit>(moments, rows, buffers, values)
+                         : CutAll<kNext>(asked, moments, rows, buffers, values);
   }
 }
 
@@ -98,7 +124,7 @@ bool DateTrunc::EvalBatch(const BatchRows& rows, BatchVector& out) {
   const BatchRows wanted = RowsOf(out, rows);
   if (out.form == ColumnForm::kTimeStamp64) {
     int64* const values = buffers.Values<int64>();
-    if (!CutAll(unit_, out, wanted, values)) return false;
+    if (!CutAll(unit_, out, wanted, buffers, values)) return false;
     out.values = reinterpret_cast<const uint8*>(values);
   } else {
     XeDateTime* const values = buffers.Values<XeDateTime>();

@@ -71,14 +71,13 @@ class DayPartFunction : public OpFunction<Op> {
     int32* const values = this->GetBatchBuffers().template Values<int32>();
     out.values = reinterpret_cast<const uint8*>(values);
     const BatchRows wanted = RowsOf(out, rows);
-    if (moments.form == ColumnForm::kDay32) {
-      MapValues(moments.template As<int32>(), values, wanted,
-                [](int32 day) { return Op::OfDay(day); });
-    } else {
-      MapValues(moments.template As<int64>(), values, wanted, [](int64 moment) {
-        return Op::OfDay(DateTruncOp::CutTo(kMicrosecondsPerDay, moment) / kMicrosecondsPerDay);
-      });
+    const int32* days = moments.template As<int32>();
+    if (moments.form != ColumnForm::kDay32) {
+      int32* const room = this->GetBatchBuffers().template Rescaled<int32>(0);
+      MapValues(moments.template As<int64>(), room, wanted, DayOfMicroseconds);
+      days = room;
     }
+    MapValues(days, values, wanted, [](int32 day) { return Op::OfDay(day); });
     return true;
   }
 };

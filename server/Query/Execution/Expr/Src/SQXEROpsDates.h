@@ -115,8 +115,12 @@ struct IsoCalendar {
   }
 };
 /// The number of the Thursday in the week of a day; day 0 is one.
-constexpr int64 ThursdayOfDay(int64 day) { return DateTruncOp::CutTo(7, day + 3); }
-inline int YearOfDay(int64 day) { return static_cast<int>(ReadCalendarDay(day).year()); }
+constexpr int32 ThursdayOfDay(int32 day) {
+  constexpr auto kFirst = static_cast<int32>(DateTruncOp::CutTo(7, kCalendarDays.least) - 7);
+  const auto since = static_cast<uint32>(WithinCalendar(day) + 3 - kFirst);
+  return static_cast<int32>(since - since % 7) + kFirst;
+}
+inline int YearOfDay(int32 day) { return static_cast<int>(ReadCalendarDay(day).year()); }
 
 // OfDay gives the same of a day's number.
 struct IsoYearOp {
@@ -126,7 +130,7 @@ struct IsoYearOp {
   static int32 Apply(const XeDateTime& moment) {
     return SaidYear(IsoCalendar::ThursdayOf(moment).GetYear());
   }
-  static int32 OfDay(int64 day) { return SaidYear(YearOfDay(ThursdayOfDay(day))); }
+  static int32 OfDay(int32 day) { return SaidYear(YearOfDay(ThursdayOfDay(day))); }
 };
 struct IsoWeekOp {
   using Operands = std::tuple<XeDateTime>;
@@ -135,8 +139,8 @@ struct IsoWeekOp {
   static int32 Apply(const XeDateTime& moment) {
     return (XeCalendar::DayOfYear(IsoCalendar::ThursdayOf(moment)) - 1) / 7 + 1;
   }
-  static int32 OfDay(int64 day) {
-    const int64 thursday = ThursdayOfDay(day);
+  static int32 OfDay(int32 day) {
+    const int32 thursday = ThursdayOfDay(day);
     return static_cast<int32>((thursday - FirstDayOfYear(YearOfDay(thursday))) / 7) + 1;
   }
 };
@@ -148,14 +152,14 @@ struct IsoDayOfWeekOp {
   static int32 Apply(const XeDateTime& moment) {
     return (XeCalendar::DayOfWeek(moment.GetDate()) + 5) % 7 + 1;
   }
-  static int32 OfDay(int64 day) { return static_cast<int32>(day - ThursdayOfDay(day)) + 4; }
+  static int32 OfDay(int32 day) { return WithinCalendar(day) - ThursdayOfDay(day) + 4; }
 };
 struct DecadeOp {
   using Operands = std::tuple<XeDateTime>;
   static constexpr const wchar_t* kName = L"Decade";
   static constexpr bool kOnBytes = false;
   static int32 Apply(const XeDateTime& moment) { return OfYear(moment.GetYear()); }
-  static int32 OfDay(int64 day) { return OfYear(YearOfDay(day)); }
+  static int32 OfDay(int32 day) { return OfYear(YearOfDay(day)); }
 
  private:
   static int32 OfYear(int year) { return FirstYearOf(TruncUnit::kDecade, year) / 10; }
@@ -166,7 +170,7 @@ struct SpanOfYearsOp {
   static constexpr const wchar_t* kName = years == 100 ? L"Century" : L"Millennium";
   static constexpr bool kOnBytes = false;
   static int32 Apply(const XeDateTime& moment) { return OfYear(SaidYear(moment.GetYear())); }
-  static int32 OfDay(int64 day) { return OfYear(SaidYear(YearOfDay(day))); }
+  static int32 OfDay(int32 day) { return OfYear(SaidYear(YearOfDay(day))); }
 
  private:
   static int32 OfYear(int year) {
@@ -244,12 +248,12 @@ struct LastDayOp {
     return XeDate(moment.GetYear(), moment.GetMonth(),
                   XeCalendar::DaysInMonth(moment.GetYear(), moment.GetMonth()));
   }
-  static int32 OfDay(int64 day) {
+  static int32 OfDay(int32 day) {
     const std::chrono::year_month_day date = ReadCalendarDay(day);
     const auto month = static_cast<unsigned>(date.month());
     // Months of 31 days alternate with shorter ones, and again from August on.
     const unsigned last = month == 2 ? 28 + date.year().is_leap() : 30 + ((month + month / 8) & 1);
-    return static_cast<int32>(day + last - static_cast<unsigned>(date.day()));
+    return WithinCalendar(day) + static_cast<int32>(last - static_cast<unsigned>(date.day()));
   }
 };
 
