@@ -4,8 +4,8 @@
 
 #include "PlanError.h"
 #include "SQXERExprConvert.h"
-#include "SQXERMakeNode.h"
 #include "SQXERExprExtract.h"
+#include "SQXERMakeNode.h"
 
 namespace sqxer {
 namespace {
