@@ -8,7 +8,7 @@ PEERS := duckdb chdb polars
 CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
-        bench-micro bench-python bench-spark bench-suite bench-windows fuzz fuzz-reader fuzz-short \
+        bench-micro bench-python bench-spark bench-suite bench-windows faults fuzz fuzz-reader fuzz-short \
         fuzz-targets format format-check limits python-check threads tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
@@ -66,6 +66,14 @@ bench-growth: bench-suite
 limits: configure
 	@cmake --build --preset release -j $(JOBS) --target sqxer
 	python3 tests/limits/limits.py --sqxer $(SQXER) $(if $(ROWS),--rows $(ROWS)) $(if $(LIMITS),--limits $(LIMITS))
+
+## Every allocation, and every call that opens, reads, writes or maps a file or starts a thread, fails
+## once over a list of statements, one in each run (CASES=NAME ...: some of them, KINDS=...: memory,
+## file, interrupt, short or thread alone, MOST=N: at most so many runs of each).
+faults: configure
+	@cmake --build --preset release -j $(JOBS) --target sqxer_faults sqxer
+	build/release/bin/sqxer_faults --command $(SQXER) --most $(or $(MOST),0) --most-cold $(or $(MOST),300) --most-of-command $(or $(MOST),0) \
+	  $(if $(CASES),--case $(CASES)) $(if $(KINDS),--kind $(KINDS))
 
 # A peer that cannot be installed is skipped by the suite, which says so.
 bench-suite:

@@ -7,6 +7,7 @@
 #include <exception>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 namespace sqxer::python {
@@ -26,7 +27,7 @@ void Await(Work&& work, Cancel&& cancel) {
   std::optional<nb::python_error> signal;
   {
     const nb::gil_scoped_release released;
-    const std::jthread thread([&] {
+    const auto run = [&] {
       try {
         work();
       } catch (...) {
@@ -35,7 +36,14 @@ void Await(Work&& work, Cancel&& cancel) {
       const std::lock_guard lock(mutex);
       isDone = true;
       changed.notify_all();
-    });
+    };
+    std::jthread thread;
+    try {
+      thread = std::jthread(run);
+    } catch (const std::system_error&) {
+      // As many threads as there may be: signals wait.
+      run();
+    }
     std::unique_lock lock(mutex);
     while (!changed.wait_for(lock, kBetweenLooks, [&] { return isDone; })) {
       lock.unlock();

@@ -4,11 +4,14 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <exception>
 #include <new>
 #include <stdexcept>
 
 #include "Batch.h"
 #include "Engine/Engine.h"
+#include "Engine/OutputFile.h"
 #include "ErrorLines.h"
 #include "Interruption.h"
 #include "Options.h"
@@ -128,6 +131,21 @@ ExitStatus Main(int count, char** arguments) {
   return kQueryFailed;
 }
 
+/// Where an error leaves a function that says it throws nothing: the library that reads options
+/// takes memory in such.
+[[noreturn]] void OnTerminate() {
+  try {
+    if (const std::exception_ptr error = std::current_exception()) std::rethrow_exception(error);
+  } catch (const std::bad_alloc&) {
+    engine::OutputFile::RemoveUnfinished();
+    PrintOutOfMemory();
+    _exit(kQueryFailed);
+  } catch (...) {
+    // A fault of the program's own.
+  }
+  std::abort();
+}
+
 }  // namespace
 }  // namespace sqxer
 
@@ -136,6 +154,7 @@ int main(int count, char** arguments) {
   // write.
   signal(SIGPIPE, SIG_IGN);
   signal(SIGXFSZ, SIG_IGN);
+  std::set_terminate(&sqxer::OnTerminate);
   try {
     return sqxer::Main(count, arguments);
   } catch (const std::bad_alloc&) {

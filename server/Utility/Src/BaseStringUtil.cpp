@@ -16,6 +16,10 @@ namespace sqxer {
 
 namespace {
 
+/// The library chooses its code for the processor at its first call, takes memory for that, and
+/// ends the process without it: here, before anything else is in memory.
+[[maybe_unused]] const bool isProcessorKnown = simdjson::validate_utf8("a", 1);
+
 constexpr wchar_t kReplacement = 0xFFFD;
 
 bool IsCodePoint(wchar_t c) { return c >= 0 && c <= 0x10FFFF && !(c >= 0xD800 && c <= 0xDFFF); }

@@ -105,6 +105,7 @@ std::vector<ErrorCatalogueEntry> ErrorCatalogueEngine() {
       {57118, 1,
        "functions that are added have no such type, but boolean, int2, int4, float, double, "
        "numeric, varchar, varchar(n), date, time and timestamp: \"{0}\""},
+      {57119, 1, "no thread can be started for the rows of a stream: {0}"},
       {57120, 1, "the statement cannot be run on many machines: {0}"},
       {57121, 2,
        "these states have version {0}, and this library reads version {1}: run one release of it "

@@ -3,12 +3,14 @@
 #include <simdjson.h>
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
 #include "Utility/JsonNumber.h"
 #include "Utility/Settings.h"
+#include "Utility/XeMemory.h"
 
 namespace sqxer {
 
@@ -69,8 +71,12 @@ class JSonValuesHolder::DocumentReader {
     length_ = Trim(utf8_).size();
     utf8_.resize(length_);
     utf8_.append(simdjson::SIMDJSON_PADDING, '\0');
-    if (parser_.iterate(utf8_.data(), length_, utf8_.size()).get(document_) != simdjson::SUCCESS)
-      return false;
+    // The library does not look whether it has got its buffer.
+    constexpr std::size_t kRoomPerByte = 8;
+    if (utf8_.size() > parser_.capacity()) MemoryGateway::Claim(kRoomPerByte * utf8_.size());
+    const error_code error = parser_.iterate(utf8_.data(), length_, utf8_.size()).get(document_);
+    if (error == simdjson::MEMALLOC) throw std::bad_alloc();
+    if (error != simdjson::SUCCESS) return false;
     return ReadValue(document_, 0, 0) == simdjson::SUCCESS && NextToken() == End();
   }
 

@@ -8,6 +8,7 @@
 
 #include "Utility/BaseStringUtil.h"
 #include "Utility/ErrorMessage.h"
+#include "Utility/XeMemory.h"
 
 namespace sqxer {
 namespace {
@@ -204,8 +205,15 @@ std::size_t EndOfBrackets(std::wstring_view pattern, std::size_t start) {
 }  // namespace
 
 class RegularExpression::Impl {
+  /// The most that the library takes for a pattern: where it does not get that, it loses what it
+  /// has.
+  static void ClaimRoom(const RE2::Options& options) {
+    MemoryGateway::Claim(static_cast<std::size_t>(options.max_mem()));
+  }
+
  public:
-  Impl(const std::string& pattern, const RE2::Options& options) : re2_(pattern, options) {}
+  Impl(const std::string& pattern, const RE2::Options& options)
+      : re2_((ClaimRoom(options), pattern), options) {}
   RE2 re2_;
 };
 

@@ -1,5 +1,6 @@
 #include "Utility/Settings.h"
 
+#include <mutex>
 #include <utility>
 
 #include "Collation.h"
@@ -10,23 +11,34 @@ namespace sqxer {
 
 namespace {
 
-/// Of the innermost scope, null without one.
-thread_local SettingsRef current;
+/// Of the innermost scope, null without one. What a thread has to destroy at its end takes memory
+/// when it is first touched, and ends the process where there is none.
+thread_local const SettingsRef* current = nullptr;
 
 /// Those of the process at the last look.
-thread_local SettingsRef ofProcess;
+struct OfProcess {
+  std::mutex mutex;
+  SettingsRef settings;
+};
+OfProcess& GetOfProcess() {
+  // Never destroyed: threads may ask until the process ends.
+  static OfProcess* const known = new OfProcess;
+  return *known;
+}
 
 }  // namespace
 
 Settings::Settings(const SUSystemConfig& switches) : switches_(switches.Checked()) {}
 
 SettingsRef Settings::Current() {
-  if (current != nullptr) return current;
+  if (current != nullptr) return *current;
   const SUSystemConfig& process = SUSystemConfig::GetSystemConfig();
-  if (ofProcess == nullptr || ofProcess->switches_ != process) {
-    ofProcess = std::make_shared<const Settings>(process);
+  OfProcess& known = GetOfProcess();
+  const std::lock_guard lock(known.mutex);
+  if (known.settings == nullptr || known.settings->switches_ != process) {
+    known.settings = std::make_shared<const Settings>(process);
   }
-  return ofProcess;
+  return known.settings;
 }
 
 CharComparisonType_t Settings::GetCharComparisonType() const {
@@ -50,11 +62,11 @@ int Settings::GetFirstDayOfWeek() const {
 
 bool Settings::GetCompatFlag(const char* name) const { return switches_.GetCompatFlag(name); }
 
-SettingsScope::SettingsScope(SettingsRef settings) {
-  XE_ASSERT(settings != nullptr);
-  outer_ = std::exchange(current, std::move(settings));
+SettingsScope::SettingsScope(SettingsRef settings) : settings_(std::move(settings)) {
+  XE_ASSERT(settings_ != nullptr);
+  outer_ = std::exchange(current, &settings_);
 }
 
-SettingsScope::~SettingsScope() { current = std::move(outer_); }
+SettingsScope::~SettingsScope() { current = outer_; }
 
 }  // namespace sqxer

@@ -2,6 +2,8 @@
 
 #include <unicode/ucnv.h>
 
+#include "IcuStatus.h"
+
 namespace sqxer {
 namespace {
 
@@ -17,6 +19,7 @@ Converter OpenConverter(const char* name) {
     ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr,
                         &status);
   }
+  ThrowIfOutOfMemory(status);
   return U_SUCCESS(status) ? std::move(converter) : nullptr;
 }
 
@@ -67,6 +70,7 @@ std::size_t TextDecoder::Decode(std::string_view& in, bool isLast, char* out, st
   };
   if (!state.isBehindNoCharacter) {
     const UErrorCode status = convert(in, isLast);
+    ThrowIfOutOfMemory(status);
     state.isBehindNoCharacter = U_FAILURE(status) && status != U_BUFFER_OVERFLOW_ERROR;
     state.isDone = U_SUCCESS(status) && isLast && in.empty();
   }

@@ -98,6 +98,8 @@ std::string FindName(std::string_view name) {
       return known;
     }
   }
+  // The last one of all is behind no failure.
+  if (U_FAILURE(status)) throw std::bad_alloc();
   return {};
 }
 
@@ -119,7 +121,10 @@ TimeZoneRef TimeZone::Find(std::wstring_view name) {
   std::unique_ptr<icu::TimeZone> zone(
       icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(found)));
   auto* const basic = dynamic_cast<icu::BasicTimeZone*>(zone.get());
-  if (basic == nullptr) return nullptr;
+  // The database has it: what does not come, or comes as another one, had no memory.
+  icu::UnicodeString id;
+  if (basic == nullptr || basic->getID(id) != icu::UnicodeString::fromUTF8(found))
+    throw std::bad_alloc();
   static_cast<void>(zone.release());
   return std::make_shared<NamedZone>(XeString(found.begin(), found.end()),
                                      std::unique_ptr<icu::BasicTimeZone>(basic));

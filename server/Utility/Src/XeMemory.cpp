@@ -106,6 +106,12 @@ void MemoryGateway::Free(void* block) noexcept {
   std::free(header);
 }
 
+void MemoryGateway::Claim(std::size_t bytes) {
+  void* volatile room = std::malloc(bytes);
+  if (room == nullptr) throw std::bad_alloc();
+  std::free(room);
+}
+
 std::size_t MemoryGateway::BytesInUse() noexcept {
   return bytesInUse.load(std::memory_order_relaxed);
 }

@@ -61,7 +61,8 @@ class XEUTILITY_API SettingsScope {
   SettingsScope& operator=(const SettingsScope&) = delete;
 
  private:
-  SettingsRef outer_;
+  const SettingsRef settings_;
+  const SettingsRef* outer_;
 };
 
 }  // namespace sqxer

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
+#include <system_error>
 
 #include "Utility/Export.h"
 #include "Utility/XeTypes.h"
@@ -26,6 +28,11 @@ class XEUTILITY_API SystemUtility {
   /// same descriptor or a new one, the old one then closed; below 0, as the call before it failed,
   /// where there is none.
   static int KeepOffStandardStreams(int file);
+
+  /// What a call of the file system says of exhausted memory is std::bad_alloc, as elsewhere.
+  static void ThrowIfOutOfMemory(const std::error_code& error) {
+    if (error == std::errc::not_enough_memory) throw std::bad_alloc();
+  }
 
   /// The code page of texts of one byte a character: 28591, ISO 8859-1, whose codes are the first
   /// 256 code points.

@@ -17,6 +17,9 @@ class XEUTILITY_API MemoryGateway {
   static void* Allocate(std::size_t bytes, std::source_location where);
   /// Accepts null. `bytes` need not be known.
   static void Free(void* block) noexcept;
+  /// Takes so many bytes and returns them at once, without counting them: for a library that does
+  /// not live through an exhausted memory, before it is called.
+  static void Claim(std::size_t bytes);
   /// Bytes and blocks handed out and not yet returned.
   static std::size_t BytesInUse() noexcept;
   static std::size_t BlocksInUse() noexcept;

@@ -82,7 +82,7 @@ TEST_F(Command, ExhaustedMemoryIsOneSentenceWhereverItRunsOut) {
   for (int after = 0; after < 12000; after += after < 200 ? 20 : 600) {
     SCOPED_TRACE(after);
     const Result result =
-        Shell("FAIL_AFTER=" + std::to_string(after < 200 ? after : after + 1500) +
+        Shell("FAIL_AFTER=" + std::to_string(after < 200 ? after : after + 1700) +
               " LD_PRELOAD=" + Quoted(FAILING_MALLOC) + " " SQXER_BINARY_DIR "/bin/sqxer " +
               Quoted("SELECT k, SUM(v), MEDIAN(k), COUNT(DISTINCT k), LISTAGG(v) FROM t GROUP BY k "
                      "ORDER BY 2"));

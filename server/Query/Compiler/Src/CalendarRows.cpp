@@ -58,10 +58,10 @@ const Word<Value>& ReadWord(const TypedExpression& argument, const Word<Value> (
 }
 
 /// The parts that other nodes than CalendarExtract give.
-using MakeNode = std::unique_ptr<RExpression> (*)(RExpression* moment);
+using MakeNode = std::unique_ptr<RExpression> (*)(std::unique_ptr<RExpression> moment);
 template <class Node>
-std::unique_ptr<RExpression> NewPart(RExpression* moment) {
-  return std::make_unique<Node>(moment);
+std::unique_ptr<RExpression> NewPart(std::unique_ptr<RExpression> moment) {
+  return MakeNodeOf<Node>(moment);
 }
 constexpr Word<MakeNode> kFurtherParts[] = {
     {L"epoch", &NewPart<Epoch>},
@@ -120,29 +120,25 @@ void PrepareDifference(TypedArguments& arguments) {
 template <class Node, int firstOpcode>
 std::unique_ptr<RExpression> MakePart(const TypedExpression& call, Operands& o) {
   const int opcode = firstOpcode + ReadWord(*call.arguments[0], kParts).value;
-  return std::make_unique<Node>(o[1].release(), static_cast<XeDateTime::ExtractOpcode>(opcode));
+  return MakeNodeOf<Node>(o[1], static_cast<XeDateTime::ExtractOpcode>(opcode));
 }
 
 std::unique_ptr<RExpression> MakeAnyPart(const TypedExpression& call, Operands& o) {
   const auto* const part = FindFurtherPart(*call.arguments[0]);
   if (part != nullptr && part->value == &NewPart<Epoch> && call.arguments[1]->type == XeTimeData)
-    return NewPart<EpochOfTime>(o[1].release());
-  if (part != nullptr) return part->value(o[1].release());
+    return NewPart<EpochOfTime>(std::move(o[1]));
+  if (part != nullptr) return part->value(std::move(o[1]));
   return MakePart<CalendarExtract, XeDateTime::extractYear>(call, o);
 }
 
 template <XeDateTime::ExtractOpcode part>
 std::unique_ptr<RExpression> MakeName(const TypedExpression&, Operands& o) {
-  return std::make_unique<CalendarExtract>(o[0].release(), part);
+  return MakeNodeOf<CalendarExtract>(o[0], part);
 }
 
 template <class Node>
 std::unique_ptr<RExpression> MakeWithUnit(const TypedExpression& call, Operands& o) {
-  auto node = std::make_unique<Node>(ReadWord(*call.arguments[0], kUnits).value,
-                                     ExpressionVector{o[1].get(), o[2].get()});
-  static_cast<void>(o[1].release());
-  static_cast<void>(o[2].release());
-  return node;
+  return MakeNodeOf<Node>(ReadWord(*call.arguments[0], kUnits).value, GivenOperands(o, 1, 3));
 }
 
 constexpr const char* kPartResult =

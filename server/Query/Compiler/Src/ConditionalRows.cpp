@@ -9,39 +9,30 @@ namespace {
 
 using Kind = FunctionRow::Kind;
 
-/// The operands from one position up to another, given up by their owners.
-std::vector<RExpression*> Take(Operands& operands, std::size_t from, std::size_t to) {
-  std::vector<RExpression*> taken;
-  for (std::size_t i = from; i < to; ++i) taken.push_back(operands[i].release());
-  return taken;
-}
-
 template <bool isNegated>
 std::unique_ptr<RExpression> MakeIn(const TypedExpression& call, Operands& o) {
   std::size_t constants = 1;
   while (constants < o.size() && call.arguments[constants]->IsConstant()) ++constants;
-  auto members = Take(o, 1, constants);
-  auto others = Take(o, constants, o.size());
-  return std::make_unique<In>(o[0].release(), std::move(members), std::move(others), isNegated);
+  return MakeNodeOf<In>(o[0], GivenOperands(o, 1, constants), GivenOperands(o, constants, o.size()),
+                        isNegated);
 }
 
 template <bool hasValue>
 std::unique_ptr<RExpression> MakeCase(const TypedExpression&, Operands& o) {
   const std::size_t firstWhen = hasValue ? 1 : 0;
   const std::size_t firstResult = o.size() - CountCaseResults(o.size(), hasValue);
-  auto whens = Take(o, firstWhen, firstResult);
-  auto results = Take(o, firstResult, o.size());
-  return std::make_unique<Case>(hasValue ? o[0].release() : nullptr, std::move(whens),
-                                std::move(results));
+  std::unique_ptr<RExpression> none;
+  return MakeNodeOf<Case>(hasValue ? o[0] : none, GivenOperands(o, firstWhen, firstResult),
+                          GivenOperands(o, firstResult, o.size()));
 }
 
 std::unique_ptr<RExpression> MakeCoalesce(const TypedExpression&, Operands& o) {
-  return std::make_unique<Coalesce>(Take(o, 0, o.size()));
+  return MakeNodeOf<Coalesce>(GivenOperands(o, 0, o.size()));
 }
 
 template <class Node>
 std::unique_ptr<RExpression> MakeExtreme(const TypedExpression&, Operands& o) {
-  return std::make_unique<Node>(Take(o, 0, o.size()));
+  return MakeNodeOf<Node>(GivenOperands(o, 0, o.size()));
 }
 
 constexpr const char* kComparableList =

@@ -23,38 +23,38 @@ int PrecisionOf(const TypedExpression& call) {
 
 /// The cast of an operand, which becomes its own. Decimals of a declared precision are rounded to
 /// it behind the cast, which keeps all digits. `isQuiet`: see Cast::RefuseQuietly.
-std::unique_ptr<RExpression> CastOperand(const TypedExpression& call, RExpression* operand,
-                                         bool isQuiet) {
+std::unique_ptr<RExpression> CastOperand(const TypedExpression& call,
+                                         std::unique_ptr<RExpression> operand, bool isQuiet) {
   const ColumnInfo& target = call.column;
-  if (target.type == XeBoolean) return std::make_unique<CastToBoolean>(operand);
+  if (target.type == XeBoolean) return MakeNodeOf<CastToBoolean>(operand);
   const bool isDeclared = target.type == XeNumericData && target.length > 0;
   if (isDeclared && static_cast<int>(target.length) == SqlTypeName::kBigint &&
       SUXeDataTypeUtility::IsXeTextType(call.arguments[0]->type)) {
-    return std::make_unique<BigintOfText>(operand);
+    return MakeNodeOf<BigintOfText>(operand);
   }
-  auto cast = isDeclared
-                  ? std::make_unique<Cast>(operand, XeNumericData, 0, 0)
-                  : std::make_unique<Cast>(operand, target.type, PrecisionOf(call), target.scale);
+  auto cast = isDeclared ? MakeNodeOf<Cast>(operand, XeNumericData, 0, 0)
+                         : MakeNodeOf<Cast>(operand, target.type, PrecisionOf(call), target.scale);
   if (isQuiet) cast->RefuseQuietly();
   if (!isDeclared) return cast;
   const auto precision = static_cast<int>(target.length);
-  if (precision == SqlTypeName::kBigint) return std::make_unique<FitBigint>(cast.release());
-  return std::make_unique<FitNumeric>(cast.release(), precision, target.scale);
+  if (precision == SqlTypeName::kBigint) return MakeNodeOf<FitBigint>(cast);
+  return MakeNodeOf<FitNumeric>(cast, precision, target.scale);
 }
 
 std::unique_ptr<RExpression> MakeCast(const TypedExpression& call, Operands& o) {
-  return CastOperand(call, o[0].release(), false);
+  return CastOperand(call, std::move(o[0]), false);
 }
 
 std::unique_ptr<RExpression> MakeTryCast(const TypedExpression& call, Operands& o) {
-  auto* const operand = new WatchedOperand(o[0].release());
-  return std::make_unique<TryCast>(CastOperand(call, operand, true).release(), operand);
+  auto watched = MakeNodeOf<WatchedOperand>(o[0]);
+  WatchedOperand* const operand = watched.get();
+  return MakeNodeOf<TryCast>(CastOperand(call, std::move(watched), true), operand);
 }
 
 template <XeDataType target>
 std::unique_ptr<RExpression> MakeDateReading(const TypedExpression& call, Operands& o) {
   const XeString& format = std::get<XeString>(call.arguments[1]->constant.value);
-  return std::make_unique<Cast>(o[0].release(), target, 0, 0, format);
+  return MakeNodeOf<Cast>(o[0], target, 0, 0, format);
 }
 
 constexpr const char* kTextAndFormat = "a text (or a date or time), and a format as a literal text";

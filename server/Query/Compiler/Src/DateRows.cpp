@@ -47,7 +47,7 @@ void PrepareTrunc(TypedArguments& arguments) {
 }
 
 std::unique_ptr<RExpression> MakeTrunc(const TypedExpression& call, Operands& o) {
-  return std::make_unique<DateTrunc>(o[1].release(), ReadTruncUnit(*call.arguments[0]));
+  return MakeNodeOf<DateTrunc>(o[1], ReadTruncUnit(*call.arguments[0]));
 }
 
 bool IsOfType(const TypedExpressionPtr& argument, XeDataType type) {
@@ -68,9 +68,7 @@ bool AreDates(const TypedArguments& arguments) {
 void PrepareNothing(TypedArguments&) {}
 
 std::unique_ptr<RExpression> MakeDaysFirst(const TypedExpression&, Operands& o) {
-  auto node = std::make_unique<AddDays>(o[1].get(), ExpressionVector{o[0].get()});
-  ReleaseAll(o);
-  return node;
+  return MakeNodeOf<AddDays>(o[1], GivenOperands(o, 0, 1));
 }
 
 FunctionRow Sum(const char* name, const char* form, const char* node, const char* arguments,

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <type_traits>
 #include <vector>
 
 #include "FunctionTable.h"
-#include "SQXERExprFunctionBase.h"
+#include "SQXERMakeNode.h"
 
 namespace sqxer {
 
@@ -32,34 +33,25 @@ void AppendWindowRows(std::vector<FunctionRow>& rows);
 
 constexpr const char* kNullIfAny = "NULL if an operand is NULL";
 
-/// The operands were taken over.
-inline void ReleaseAll(Operands& operands) {
-  for (auto& operand : operands) static_cast<void>(operand.release());
-}
-
 /// Makes a node that takes one, two or three operands and nothing else.
 template <class Node>
 std::unique_ptr<RExpression> Make(const TypedExpression&, Operands& o) {
-  std::unique_ptr<RExpression> node;
   if constexpr (std::is_constructible_v<Node, RExpression*, RExpression*, RExpression*>) {
-    node = std::make_unique<Node>(o[0].get(), o[1].get(), o.size() > 2 ? o[2].get() : nullptr);
+    std::unique_ptr<RExpression> none;
+    return MakeNodeOf<Node>(o[0], o[1], o.size() > 2 ? o[2] : none);
   } else if constexpr (std::is_constructible_v<Node, RExpression*, RExpression*>) {
-    node = std::make_unique<Node>(o[0].get(), o[1].get());
+    return MakeNodeOf<Node>(o[0], o[1]);
   } else {
-    node = std::make_unique<Node>(o[0].get());
+    return MakeNodeOf<Node>(o[0]);
   }
-  ReleaseAll(o);
-  return node;
 }
 
 /// Makes a scalar function of any number of operands.
 template <class Node>
 std::unique_ptr<RExpression> MakeFunction(const TypedExpression&, Operands& o) {
-  ExpressionVector params;
-  for (std::size_t i = 1; i < o.size(); ++i) params.push_back(o[i].get());
-  auto node = std::make_unique<Node>(o.empty() ? nullptr : o[0].get(), params);
-  ReleaseAll(o);
-  return node;
+  std::unique_ptr<RExpression> none;
+  return MakeNodeOf<Node>(o.empty() ? none : o[0],
+                          GivenOperands(o, std::min<std::size_t>(1, o.size()), o.size()));
 }
 
 /// SUBSTRING(s FROM pattern).

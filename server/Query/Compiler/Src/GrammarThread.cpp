@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -38,6 +39,8 @@ void GrammarThread::Do(const std::function<void()>& job) {
       isRunning_ = true;
     } catch (const std::system_error&) {
       // As many threads as there may be: the caller's own does.
+    } catch (const std::bad_alloc&) {
+      // A thread takes memory.
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
   }

@@ -70,18 +70,16 @@ bool IsOfInterval(const TypedArguments& arguments) { return IsInterval(arguments
 /// The node takes the operands in the other order.
 template <class Node>
 std::unique_ptr<RExpression> MakeTurned(const TypedExpression&, Operands& o) {
-  auto node = std::make_unique<Node>(o[1].get(), ExpressionVector{o[0].get()});
-  ReleaseAll(o);
-  return node;
+  return MakeNodeOf<Node>(o[1], GivenOperands(o, 0, 1));
 }
 
 struct PartWord {
   const wchar_t* text;
-  std::unique_ptr<RExpression> (*make)(RExpression* value);
+  std::unique_ptr<RExpression> (*make)(std::unique_ptr<RExpression> value);
 };
 template <IntervalPart part>
-std::unique_ptr<RExpression> NewPart(RExpression* value) {
-  return std::make_unique<ExtractIntervalPart<part>>(value);
+std::unique_ptr<RExpression> NewPart(std::unique_ptr<RExpression> value) {
+  return MakeNodeOf<ExtractIntervalPart<part>>(value);
 }
 constexpr PartWord kParts[] = {
     {L"year", &NewPart<IntervalPart::kYear>},
@@ -110,7 +108,7 @@ void PreparePart(TypedArguments& arguments) {
   PrepareAs<'t', 'i'>(arguments);
 }
 std::unique_ptr<RExpression> MakePart(const TypedExpression& call, Operands& o) {
-  return ReadPart(*call.arguments[0]).make(o[1].release());
+  return ReadPart(*call.arguments[0]).make(std::move(o[1]));
 }
 
 void PrepareTrunc(TypedArguments& arguments) {
@@ -119,7 +117,7 @@ void PrepareTrunc(TypedArguments& arguments) {
   PrepareAs<'t', 'i'>(arguments);
 }
 std::unique_ptr<RExpression> MakeTrunc(const TypedExpression& call, Operands& o) {
-  return std::make_unique<IntervalTrunc>(o[1].release(), ReadTruncUnit(*call.arguments[0]));
+  return MakeNodeOf<IntervalTrunc>(o[1], ReadTruncUnit(*call.arguments[0]));
 }
 
 /// The zone that an argument names. Errors 58025 for what is no constant, 58075 (its text) for what
@@ -160,7 +158,7 @@ std::unique_ptr<RExpression> MakeZoned(const TypedExpression& call, Operands& o)
   }
   if (zone.IsConstant() && zone.constant.IsNull())
     return std::make_unique<ConstantTypedNull>(XeDateTimeData, sizeof(XeDateTime));
-  return std::make_unique<AtTimeZone>(o[0].release(), ReadZone(zone), isFromUtc);
+  return MakeNodeOf<AtTimeZone>(o[0], ReadZone(zone), isFromUtc);
 }
 
 FunctionRow Operator(const char* name, const char* form, const char* node, const char* arguments,

@@ -5,6 +5,7 @@
 #include "PlanError.h"
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
+#include "SQXERMakeNode.h"
 
 namespace sqxer {
 namespace {
@@ -120,10 +121,7 @@ std::unique_ptr<RExpression> BuildJsonValue(const TypedExpression& value) {
   reader->SetSourcePosition(value.position);
   if (value.type != XeLongVarCharData) return reader;
   // Operators take texts of varying length in their long form only.
-  auto text = std::make_unique<ConvertVarXeChartoLongVarXeChar>(reader.get(), XeLongVarCharData,
-                                                                value.length);
-  static_cast<void>(reader.release());
-  return text;
+  return MakeNodeOf<ConvertVarXeChartoLongVarXeChar>(reader, XeLongVarCharData, value.length);
 }
 
 }  // namespace sqxer

@@ -33,17 +33,18 @@ TypedExpressionPtr AsText(const TypedExpressionPtr& value, const wchar_t* node) 
 TypedExpressionPtr HistogramText(const TypedExpressionPtr& value) {
   return AsText(value, L"Histogram");
 }
-const AggregateShape kHistogram{.Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
-                                  return std::make_unique<Histogram>(
-                                      new UInt16Vector(call.columns), nullptr, nullptr, false,
-                                      std::move(call.numbers.back()));
-                                },
-                                .distinct = Distinct::kRefused,
-                                .wideInteger = XeUnknown,
-                                .results = {{Rule::kText, L"", Histogram::kMostLength}},
-                                .order = Order::kOfArgument,
-                                .growsByNeed = true,
-                                .treeOverValue = HistogramText};
+const AggregateShape kHistogram{
+    .Make = [](AggregateCall& call) -> std::unique_ptr<Aggregate> {
+      auto columns = std::make_unique<UInt16Vector>(call.columns);
+      return std::unique_ptr<Aggregate>(new Histogram(columns.release(), nullptr, nullptr, false,
+                                                      std::move(call.numbers.back())));
+    },
+    .distinct = Distinct::kRefused,
+    .wideInteger = XeUnknown,
+    .results = {{Rule::kText, L"", Histogram::kMostLength}},
+    .order = Order::kOfArgument,
+    .growsByNeed = true,
+    .treeOverValue = HistogramText};
 const AggregateShape kMode{.Make = MakeForGroups<Mode>,
                            .distinct = Distinct::kRefused,
                            .wideInteger = XeUnknown,

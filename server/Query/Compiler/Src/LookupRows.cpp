@@ -12,13 +12,12 @@ using Kind = FunctionRow::Kind;
 
 /// A long text as one of up to a length, as it stands.
 std::unique_ptr<RExpression> WithLength(std::unique_ptr<RExpression> text, uint32 length) {
-  return std::make_unique<ConvertVarXeChartoLongVarXeChar>(text.release(), XeLongVarCharData,
-                                                           length);
+  return MakeNodeOf<ConvertVarXeChartoLongVarXeChar>(text, XeLongVarCharData, length);
 }
 
 /// The node reports the length of its operand, whatever it finds.
 std::unique_ptr<RExpression> MakeCanonical(const TypedExpression& call, Operands& o) {
-  auto node = std::make_unique<Canonical>(o[0].release(), call.lookup->Open());
+  auto node = MakeNodeOf<Canonical>(o[0], call.lookup->Open());
   node->SetSourcePosition(call.position);
   const uint32 length = std::max(call.arguments[0]->length, call.lookup->GetValue().length);
   return WithLength(std::move(node), length);
@@ -26,12 +25,12 @@ std::unique_ptr<RExpression> MakeCanonical(const TypedExpression& call, Operands
 
 std::unique_ptr<RExpression> MakeDictLookup(const TypedExpression& call, Operands& o) {
   const LookupTable& table = *call.lookup;
-  auto node = std::make_unique<DictLookup>(o[0].release(), ExpressionVector(),
-                                           table.GetDictionary(), table.GetNativeTable());
+  auto node = MakeNodeOf<DictLookup>(o[0], ExpressionVector(), table.GetDictionary(),
+                                     table.GetNativeTable());
   const uint32 length = table.GetValue().length;
   if (table.GetValue().type != XeCharData) return WithLength(std::move(node), length);
   // The node reports a length in bytes, by which the padding would not be known as such.
-  return std::make_unique<ConvertXeChartoLongVarXeChar>(node.release(), XeLongVarCharData, length);
+  return MakeNodeOf<ConvertXeChartoLongVarXeChar>(node, XeLongVarCharData, length);
 }
 
 }  // namespace

@@ -136,9 +136,7 @@ void AskAggregate(const TypedExpression& aggregate) {
     record.Open();
     MetaDataInfo info;
     std::unique_ptr<Aggregate> node = BuildAggregate(aggregate, std::move(columns));
-    RExpression* bound = nullptr;
-    node->Bind(record.GetLayout(), bound, info);
-    std::unique_ptr<RExpression> owner(bound == node.get() ? nullptr : bound);
+    BindGeneric(node, record.GetLayout(), info);
   });
 }
 

@@ -43,18 +43,18 @@ FunctionRow Counting(FunctionRow row) {
 /// Rounds or truncates to whole numbers.
 template <class Node>
 std::unique_ptr<RExpression> MakeToWhole(const TypedExpression&, Operands& o) {
-  return std::make_unique<Node>(o[0].release(), ExpressionVector{new ConstantInt32(0)});
+  o.push_back(std::make_unique<ConstantInt32>(0));
+  return MakeNodeOf<Node>(o[0], GivenOperands(o, 1, 2));
 }
 
 /// A seed counts once: further rows go on from there.
 std::unique_ptr<RExpression> MakeRand(const TypedExpression&, Operands& o) {
-  return std::make_unique<Rand>(o.empty() ? nullptr : o[0].release(), ExpressionVector(), true);
+  std::unique_ptr<RExpression> none;
+  return MakeNodeOf<Rand>(o.empty() ? none : o[0], ExpressionVector(), true);
 }
 
 std::unique_ptr<RExpression> MakeModf(const TypedExpression&, Operands& o) {
-  auto modf = std::make_unique<Modf>(o[0].get(), ExpressionVector{o[1].get()});
-  ReleaseAll(o);
-  return std::make_unique<ModfOfEmptySlot>(modf.release());
+  return MakeNodeOf<ModfOfEmptySlot>(MakeNodeOf<Modf>(o[0], GivenOperands(o, 1, 2)));
 }
 
 FunctionRow Volatile(FunctionRow row) {

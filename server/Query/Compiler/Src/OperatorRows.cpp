@@ -13,9 +13,7 @@ using Kind = FunctionRow::Kind;
 
 std::unique_ptr<RExpression> MakeDivide(const TypedExpression&, Operands& o) {
   bool asDouble = Settings::Current()->GetSwitches().integerDivideAsDouble_;
-  auto node = std::make_unique<Divide>(o[0].get(), o[1].get(), asDouble);
-  ReleaseAll(o);
-  return node;
+  return MakeNodeOf<Divide>(o[0], o[1], asDouble);
 }
 
 /// A comparison, for which binaries have a node of their own.

@@ -212,10 +212,24 @@ PlanConstant ReadDateText(const XeString& text, int position) {
   return whole.GetTime() == XeTime(0, 0, 0) ? date : PlanConstant{XeDateTimeData, whole};
 }
 
+namespace {
+
+/// The same value under another type. Member by member: of a braced result whose copy fails g++ 12
+/// destroys what it has not made.
+PlanConstant WithType(XeDataType type, const PlanConstant& constant, uint32 declared) {
+  PlanConstant same;
+  same.type = type;
+  same.value = constant.value;
+  same.declared = declared;
+  return same;
+}
+
+}  // namespace
+
 std::optional<PlanConstant> ConvertConstant(const PlanConstant& constant, XeDataType target) {
   const bool isText = target == XeCharData || target == XeLongVarCharData;
   if (constant.type == target || constant.IsNull() || (constant.IsText() && isText))
-    return PlanConstant{target, constant.value, isText ? constant.declared : 0};
+    return WithType(target, constant, isText ? constant.declared : 0);
   if (constant.IsText()) return {};
   if (auto* date = std::get_if<XeDate>(&constant.value); date && target == XeDateTimeData)
     return PlanConstant{target, XeDateTime(*date)};
@@ -249,7 +263,7 @@ std::optional<PlanConstant> ConvertConstant(const PlanConstant& constant, XeData
 PlanConstant ConstantAsText(const PlanConstant& constant) {
   XeString text;
   if (constant.IsNull() || constant.IsText()) {
-    return {XeLongVarCharData, constant.value};
+    return WithType(XeLongVarCharData, constant, 0);
   } else if (auto* boolean = std::get_if<bool>(&constant.value)) {
     text = *boolean ? L"true" : L"false";
   } else if (auto* number = std::get_if<float64>(&constant.value)) {

@@ -103,15 +103,12 @@ class DepthBound {
   int chained_ = 0;
 };
 
-/// Takes the room that the grammar's library may need for a text, and gives it back: where memory
-/// runs out on the library it ends the process. It is soon given back, so it does not count: what
-/// has no memory left may still drop a table.
+/// The room that the grammar's library may need for a text: where memory runs out on it, it ends
+/// the process.
 void ClaimRoom(const std::string& sql) {
-  const BudgetScope uncounted(static_cast<StatementBudget*>(nullptr));
   constexpr std::size_t kRoomForAny = std::size_t{1} << 20;
   constexpr std::size_t kRoomPerByte = 320;
-  MemoryGateway::Free(MemoryGateway::Allocate(kRoomForAny + kRoomPerByte * sql.size(),
-                                              std::source_location::current()));
+  MemoryGateway::Claim(kRoomForAny + kRoomPerByte * sql.size());
 }
 
 /// Raises what the library says of a text that it was given.

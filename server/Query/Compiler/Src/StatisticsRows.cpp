@@ -153,7 +153,7 @@ const AggregateShape kBin{.Make =
                                     BinKind::kRegular, BinKind::kEqualDepth, BinKind::kDateTime};
                                 const BinKind kind =
                                     call.word < 0 ? BinKind::kRegular : kKinds[call.word];
-                                return MakeNode<Bin>(call, false, call.numbers[0].release(), kind);
+                                return MakeNode<Bin>(call, false, std::move(call.numbers[0]), kind);
                               },
                           .distinct = Distinct::kRefused,
                           .wideInteger = XeUnknown,

@@ -16,7 +16,7 @@ constexpr const char* kSameText = "text, CHAR over CHAR";
 
 std::unique_ptr<RExpression> MakeLength(const TypedExpression&, Operands& o) {
   const bool keepsBlanks = SUCompatFlag::GetBool("ZEPH_DISABLE_RIGHTTRIM_ON_LENGTH_FOR_VARCHAR");
-  return std::make_unique<Length>(o[0].release(), ExpressionVector(), keepsBlanks);
+  return MakeNodeOf<Length>(o[0], ExpressionVector(), keepsBlanks);
 }
 
 /// SUBSTRING from a position, or a part of the text that matches a pattern.
@@ -27,35 +27,30 @@ std::unique_ptr<RExpression> MakeSubStringFrom(const TypedExpression& call, Oper
 
 /// The grammar turns POSITION(a IN b) round.
 std::unique_ptr<RExpression> MakePosition(const TypedExpression&, Operands& o) {
-  auto node = std::make_unique<Position>(o[1].get(), ExpressionVector{o[0].get()});
-  ReleaseAll(o);
-  return node;
+  return MakeNodeOf<Position>(o[1], GivenOperands(o, 0, 1));
 }
 
 /// TRIM with a style: 0 both ends, 1 the start, 2 the end.
 template <int32 style>
 std::unique_ptr<RExpression> MakeTrim(const TypedExpression&, Operands& o) {
   if (o.size() == 1) o.push_back(std::make_unique<ConstantLongVarXeChar>(L" "));
-  ExpressionVector params{o[1].get(), new ConstantInt32(style)};
-  auto node = std::make_unique<Trim>(o[0].get(), params);
-  ReleaseAll(o);
-  return node;
+  o.push_back(std::make_unique<ConstantInt32>(style));
+  return MakeNodeOf<Trim>(o[0], GivenOperands(o, 1, 3));
 }
 
 /// CHR, as a long text in which a blank is a character like any other.
 std::unique_ptr<RExpression> MakeChr(const TypedExpression&, Operands& o) {
-  auto node = std::make_unique<ConvertXeChartoLongVarXeChar>(
-      new sqxer::Char(o[0].release(), ExpressionVector()), XeLongVarCharData, 1);
+  auto node = MakeNodeOf<ConvertXeChartoLongVarXeChar>(
+      MakeNodeOf<sqxer::Char>(o[0], ExpressionVector()), XeLongVarCharData, 1);
   node->KeepBlanks();
   return node;
 }
 
 /// OVERLAY(text PLACING new FROM start FOR length).
 std::unique_ptr<RExpression> MakeOverlay(const TypedExpression&, Operands& o) {
-  auto node =
-      std::make_unique<Insert>(o[0].get(), ExpressionVector{o[2].get(), o[3].get(), o[1].get()});
-  ReleaseAll(o);
-  return node;
+  std::swap(o[1], o[2]);
+  std::swap(o[2], o[3]);
+  return MakeNodeOf<Insert>(o[0], GivenOperands(o, 1, 4));
 }
 
 FunctionRow Measure(const char* name, const char* form, const char* node, const char* description,

@@ -8,6 +8,7 @@
 #include "SQXERExprConvert.h"
 #include "SQXERExprExtract.h"
 #include "SQXERExprParam.h"
+#include "SQXERMakeNode.h"
 #include "Utility/XeAssert.h"
 
 namespace sqxer {
@@ -27,9 +28,8 @@ std::unique_ptr<RExpression> BuildConversion(const TypedExpression& conversion,
                                              const std::vector<int>& columnPositions) {
   const TypedExpression& source = *conversion.arguments[0];
   std::unique_ptr<RExpression> operand = BuildTree(source, columnPositions);
-  if (source.type == XeInt2Data) return std::make_unique<ConvertInt16toInt32>(operand.release());
-  if (source.type == XeFloatData)
-    return std::make_unique<ConvertFloat32toFloat64>(operand.release());
+  if (source.type == XeInt2Data) return MakeNodeOf<ConvertInt16toInt32>(operand);
+  if (source.type == XeFloatData) return MakeNodeOf<ConvertFloat32toFloat64>(operand);
   std::unique_ptr<RExpression> node(Convert::AddConversionExpression(
       conversion.type, source.type, operand.get(), conversion.length));
   static_cast<void>(operand.release());
@@ -246,8 +246,8 @@ std::unique_ptr<Aggregate> BuildAggregate(const TypedExpression& aggregate, UInt
     needed = std::max(needed, std::size_t{places[i]} + 1);
   places.resize(own);
   std::unique_ptr<Aggregate> inner = BuildPlain(aggregate, std::move(places));
-  return std::make_unique<Ordered>(kept.release(), std::move(inner), std::move(keys),
-                                   call.dropsDuplicates, needed);
+  return std::unique_ptr<Aggregate>(
+      new Ordered(kept.release(), std::move(inner), std::move(keys), call.dropsDuplicates, needed));
 }
 
 }  // namespace sqxer

@@ -13,7 +13,7 @@ std::unique_ptr<Aggregate> MakeCumulative(AggregateCall& call) {
 }
 template <class Node>
 std::unique_ptr<Aggregate> MakeMoving(AggregateCall& call) {
-  return MakeNode<Node>(call, true, call.numbers.back().release());
+  return MakeNode<Node>(call, true, std::move(call.numbers.back()));
 }
 
 const AggregateShape kRunningSum{
@@ -64,7 +64,7 @@ const AggregateShape kRank{
     {{Rule::kCount}},
     ""};
 const AggregateShape kNtile{[](AggregateCall& call) {
-                              return MakeNode<Ntile>(call, false, call.numbers[0].release(),
+                              return MakeNode<Ntile>(call, false, std::move(call.numbers[0]),
                                                      call.orders);
                             },
                             Distinct::kRefused,
@@ -80,7 +80,7 @@ const AggregateShape kPercentile{
 template <PreferredN::Preference preference>
 const AggregateShape kPreferred{[](AggregateCall& call) {
                                   return MakeNode<PreferredN>(call, false, preference,
-                                                              call.numbers[0].release());
+                                                              std::move(call.numbers[0]));
                                 },
                                 Distinct::kRefused,
                                 XeUnknown,

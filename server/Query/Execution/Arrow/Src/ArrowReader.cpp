@@ -47,6 +47,7 @@ class ArrowPull {
  private:
   void Check(int status) {
     if (status == 0) return;
+    if (status == ENOMEM) throw std::bad_alloc();
     const char* const text =
         stream_->get_last_error == nullptr ? nullptr : stream_->get_last_error(stream_.Get());
     const bool hasText = text != nullptr && *text != '\0';

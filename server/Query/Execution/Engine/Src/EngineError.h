@@ -24,6 +24,7 @@ enum EngineErrorCode {
   kFunctionText = 57116,
   kFunctionName = 57117,
   kFunctionType = 57118,
+  kNoThread = 57119,
   kNotDistributed = 57120,
   kStatesOfOtherVersion = 57121,
   kStatesOfOtherPlan = 57122,

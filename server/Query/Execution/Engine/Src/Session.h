@@ -164,7 +164,7 @@ class Session : public Catalog {
   static void RefuseSameNames(const TableSchema& schema);
   void ForgetViewRows();
   /// A file has changed: tables that were read from it are read anew.
-  void ForgetFile(const std::string& path);
+  void ForgetFile(const std::string& path) noexcept;
 
   /// How many threads may each need trees of their own.
   uint32 CountThreads(const QueryPlan& plan, const LazyTable& table) const;

@@ -144,7 +144,8 @@ void Session::CheckView(SessionObject view) {
   const auto before = objects_.find(key);
   std::optional<SessionObject> replaced;
   if (before != objects_.end()) replaced = before->second;
-  objects_[key] = view;
+  SessionObject shown = view;
+  objects_[key] = std::move(shown);
   const auto restore = [&] {
     if (replaced) {
       objects_[key] = std::move(*replaced);
@@ -185,7 +186,7 @@ void Session::ForgetViewRows() {
   }
 }
 
-void Session::ForgetFile(const std::string& path) {
+void Session::ForgetFile(const std::string& path) noexcept {
   const auto isOf = [&](const std::string& opened) {
     std::error_code ignored;
     try {
@@ -200,7 +201,13 @@ void Session::ForgetFile(const std::string& path) {
   };
   std::erase_if(tables_, [&](const auto& table) {
     const auto opened = openedPaths_.find(table.first);
-    return opened != openedPaths_.end() && isOf(opened->second);
+    if (opened == openedPaths_.end()) return false;
+    try {
+      return isOf(opened->second);
+    } catch (const std::exception&) {
+      // Whatever cannot be told is read again.
+      return true;
+    }
   });
   partialTables_.clear();
 }

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "EngineError.h"
+#include "Utility/SystemUtility.h"
 
 namespace sqxer::untrusted {
 namespace {
@@ -43,8 +44,10 @@ bool IsReadable(const fs::path& path, const std::string& folder) {
   if (std::ranges::find(path, fs::path("..")) != path.end()) return false;
   std::error_code error;
   const fs::path root = fs::canonical(folder, error);
+  SystemUtility::ThrowIfOutOfMemory(error);
   if (error) return false;
   const fs::path target = fs::weakly_canonical(path, error);
+  SystemUtility::ThrowIfOutOfMemory(error);
   if (error || !IsWithin(fs::absolute(target), root)) return false;
   const fs::file_status status = fs::status(target, error);
   return status.type() == fs::file_type::not_found || fs::is_regular_file(status);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cwchar>
 #include <iterator>
+#include <memory>
+#include <new>
 #include <typeinfo>
 
 #include "SQXERBatchFewValues.h"
@@ -127,10 +129,12 @@ void Describe(RExpression& node, std::size_t depth, BatchMarks marks, const Node
 }  // namespace
 
 XeString NodeName(const RExpression& node) {
+  constexpr int kNoMemory = -1;
   int status = 0;
-  char* demangled = abi::__cxa_demangle(typeid(node).name(), nullptr, nullptr, &status);
-  std::string name = status == 0 ? demangled : typeid(node).name();
-  std::free(demangled);
+  const std::unique_ptr<char, decltype(&std::free)> demangled(
+      abi::__cxa_demangle(typeid(node).name(), nullptr, nullptr, &status), &std::free);
+  if (status == kNoMemory) throw std::bad_alloc();
+  std::string name = status == 0 ? demangled.get() : typeid(node).name();
   constexpr std::string_view kOwnNamespace = "sqxer::";
   for (auto at = name.find(kOwnNamespace); at != std::string::npos; at = name.find(kOwnNamespace)) {
     name.erase(at, kOwnNamespace.size());

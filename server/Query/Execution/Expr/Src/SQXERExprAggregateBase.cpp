@@ -178,8 +178,8 @@ unsigned int Aggregate::InitializeResult(unsigned char* target, unsigned char* t
   return size;
 }
 
-UInt16Vector* Aggregate::CloneColumnVector(const UInt16Vector* columns) {
-  return columns == nullptr ? nullptr : new UInt16Vector(*columns);
+std::unique_ptr<UInt16Vector> Aggregate::CloneColumnVector(const UInt16Vector* columns) {
+  return columns == nullptr ? nullptr : std::make_unique<UInt16Vector>(*columns);
 }
 
 std::unique_ptr<KeySet> Aggregate::MakeDistinctSortKeySet(XeRecordMetaData& layout,
@@ -381,15 +381,27 @@ void SingleResultAggregate::OutputText(unsigned char* record, const wchar_t* cha
   std::memcpy(record + targetOffset_ + kLongVarPrefix, characters, length * kCharacterBytes);
 }
 
+void BindGeneric(std::unique_ptr<Aggregate>& aggregate, XeRecordMetaData& input,
+                 MetaDataInfo& info) {
+  RExpression* replacement = nullptr;
+  const auto takeReplacement = [&] {
+    if (replacement != nullptr && replacement != aggregate.get())
+      aggregate.reset(static_cast<Aggregate*>(replacement));
+  };
+  try {
+    aggregate->Bind(input, replacement, info);
+  } catch (...) {
+    takeReplacement();
+    throw;
+  }
+  takeReplacement();
+}
+
 std::unique_ptr<Aggregate> BindAggregate(std::unique_ptr<Aggregate> generic,
                                          XeRecordMetaData& input, XeRecordMetaData& target,
                                          unsigned short fieldIndex, MetaDataInfo& info) {
   try {
-    RExpression* replacement = nullptr;
-    generic->Bind(input, replacement, info);
-    if (replacement != nullptr && replacement != generic.get()) {
-      generic.reset(static_cast<Aggregate*>(replacement));
-    }
+    BindGeneric(generic, input, info);
     generic->SetTargetDescriptor(target, fieldIndex);
   } catch (ErrorMessage& error) {
     error.SetSourcePosition(generic->GetSourcePosition());

@@ -229,7 +229,24 @@ class SQXEREXPR_API Aggregate : public RExpression {
   XeRecordMetaData& GetAggrResultMetaData() { return AggrResultMetaData_; }
 
   /// An owned copy; null for null.
-  static UInt16Vector* CloneColumnVector(const UInt16Vector* columns);
+  static std::unique_ptr<UInt16Vector> CloneColumnVector(const UInt16Vector* columns);
+  /// Another aggregate over columns that it takes over, unless this throws, with the breaks of this
+  /// one.
+  template <class Node, class... Flags>
+  Aggregate* MakeOver(UInt16Vector* columns, Flags... flags) const {
+    auto controlBreaks = CloneColumnVector(GetControlBreakColumns());
+    auto distinctBreaks = CloneColumnVector(GetDistinctBreakColumns());
+    return new Node(columns, controlBreaks.release(), distinctBreaks.release(),
+                    isCumulativeAggregate_, flags...);
+  }
+  /// The same over its own columns.
+  template <class Node, class... Flags>
+  Aggregate* MakeOverOwn(Flags... flags) const {
+    auto columns = CloneColumnVector(GetAggregateColumns());
+    Aggregate* const made = MakeOver<Node>(columns.get(), flags...);
+    static_cast<void>(columns.release());
+    return made;
+  }
   /// One key per field of a layout, in the given order. `nullsFirst` places NULL; texts compare as
   /// the thread's current settings say. Error 59001 ("Sort", type) for values without an order,
   /// texts of one byte a character among them.
@@ -428,6 +445,10 @@ class SQXEREXPR_API SingleResultAggregate : public Aggregate {
   /// Writes a text of varying length, four bytes a character, cut to what the result field takes.
   void OutputText(unsigned char* record, const wchar_t* characters, uint32 length) const;
 };
+
+/// Binds an aggregate, in whose place stands afterwards what it has replaced itself by.
+SQXEREXPR_API void BindGeneric(std::unique_ptr<Aggregate>& aggregate, XeRecordMetaData& input,
+                               MetaDataInfo& info);
 
 /// Binds an aggregate and its result field, and returns the one to use from now on. An error on its
 /// way out carries the aggregate's place in the SQL.

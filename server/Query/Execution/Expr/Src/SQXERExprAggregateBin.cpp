@@ -19,10 +19,16 @@ std::atomic<std::size_t> bufferBytes{
 Bin::Bin(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
          UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, RExpression* binCount,
          BinKind kind, std::optional<BinBounds> bounds)
+    : Bin(aggregateColumns, controlBreakColumns, distinctBreakColumns, isCumulativeAggregate,
+          std::unique_ptr<RExpression>(binCount), kind, bounds) {}
+
+Bin::Bin(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+         UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+         std::unique_ptr<RExpression> binCount, BinKind kind, std::optional<BinBounds> bounds)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
                             isCumulativeAggregate, false),
       kind_(kind),
-      binCountExpr_(binCount),
+      binCountExpr_(std::move(binCount)),
       bounds_(bounds) {
   XE_ASSERT(!bounds || kind == BinKind::kRegular);
 }

@@ -29,6 +29,9 @@ class SQXEREXPR_API Bin : public SingleResultAggregate {
   Bin(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
       UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, RExpression* binCount,
       BinKind kind, std::optional<BinBounds> bounds = std::nullopt);
+  Bin(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+      UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+      std::unique_ptr<RExpression> binCount, BinKind kind, std::optional<BinBounds> bounds);
 
   using Aggregate::Bind;
   /// Error 59001 ("Bin", type) for values that the kind does not take. Binds the count, too: see

@@ -128,17 +128,10 @@ void Count::Output(unsigned char* record) {
              count_);
 }
 
-Aggregate* Count::GetSourceAggregator() {
-  return new Count(CloneColumnVector(GetAggregateColumns()),
-                   CloneColumnVector(GetControlBreakColumns()),
-                   CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
-                   isDistinctHandled_, false);
-}
+Aggregate* Count::GetSourceAggregator() { return MakeOverOwn<Count>(isDistinctHandled_, false); }
 
 Aggregate* Count::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return new Sum(partialColumns, CloneColumnVector(GetControlBreakColumns()),
-                 CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
-                 isDistinctHandled_);
+  return MakeOver<Sum>(partialColumns, isDistinctHandled_);
 }
 
 unsigned int Count::InitializeResult(unsigned char* target, unsigned char* targetNull,

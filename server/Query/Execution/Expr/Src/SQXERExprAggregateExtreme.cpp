@@ -21,20 +21,6 @@ constexpr std::size_t kNullOfState = 0;
 constexpr std::size_t kSizeOfState = 1;
 constexpr std::size_t kValueOfState = kSizeOfState + sizeof(uint32);
 
-/// Another aggregate of the same kind, with the break columns of `from`. None of them handles
-/// DISTINCT: it changes nothing about an extreme.
-template <class Kind, class... Flags>
-Aggregate* MakePart(const Kind& from, UInt16Vector* columns, Flags... flags) {
-  return new Kind(columns, Aggregate::CloneColumnVector(from.GetControlBreakColumns()),
-                  Aggregate::CloneColumnVector(from.GetDistinctBreakColumns()),
-                  from.IsCumulativeAggregate(), flags...);
-}
-
-template <class Kind, class... Flags>
-Aggregate* MakeSourcePart(const Kind& from, Flags... flags) {
-  return MakePart(from, Aggregate::CloneColumnVector(from.GetAggregateColumns()), flags...);
-}
-
 }  // namespace
 
 ExtremeAggregate::ExtremeAggregate(UInt16Vector* aggregateColumns,
@@ -400,10 +386,10 @@ RExprReturn Max::Compute(unsigned char* record, unsigned int) {
   return ComputeExtreme(record, kWantedOfMax, "MAX");
 }
 
-Aggregate* Max::GetSourceAggregator() { return MakeSourcePart(*this); }
+Aggregate* Max::GetSourceAggregator() { return MakeOverOwn<Max>(); }
 
 Aggregate* Max::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return MakePart(*this, partialColumns);
+  return MakeOver<Max>(partialColumns);
 }
 
 void Min::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
@@ -414,10 +400,10 @@ RExprReturn Min::Compute(unsigned char* record, unsigned int) {
   return ComputeExtreme(record, kWantedOfMin, "MIN");
 }
 
-Aggregate* Min::GetSourceAggregator() { return MakeSourcePart(*this); }
+Aggregate* Min::GetSourceAggregator() { return MakeOverOwn<Min>(); }
 
 Aggregate* Min::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return MakePart(*this, partialColumns);
+  return MakeOver<Min>(partialColumns);
 }
 
 NullIfNotUnique::NullIfNotUnique(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
@@ -489,11 +475,11 @@ void NullIfNotUnique::FoldBatch(const BatchFold& fold) {
 }
 
 Aggregate* NullIfNotUnique::GetSourceAggregator() {
-  return MakeSourcePart(*this, isNullOverNoRows_);
+  return MakeOverOwn<NullIfNotUnique>(isNullOverNoRows_);
 }
 
 Aggregate* NullIfNotUnique::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return MakePart(*this, partialColumns, isNullOverNoRows_);
+  return MakeOver<NullIfNotUnique>(partialColumns, isNullOverNoRows_);
 }
 
 }  // namespace sqxer

@@ -33,13 +33,11 @@ void GroupBits::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo
 }
 
 Aggregate* GroupBits::GetSourceAggregator() {
-  return GetPartialsAggregator(CloneColumnVector(GetAggregateColumns()));
+  return MakeOverOwn<GroupBits>(isDistinctHandled_, kind_);
 }
 
 Aggregate* GroupBits::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return new GroupBits(partialColumns, CloneColumnVector(GetControlBreakColumns()),
-                       CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
-                       isDistinctHandled_, kind_);
+  return MakeOver<GroupBits>(partialColumns, isDistinctHandled_, kind_);
 }
 
 /// A state: the bits, and whether there is no value.

@@ -10,9 +10,15 @@ namespace sqxer {
 MovingAggregate::MovingAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                                  UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
                                  RExpression* windowSize)
+    : MovingAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
+                      isCumulativeAggregate, std::unique_ptr<RExpression>(windowSize)) {}
+
+MovingAggregate::MovingAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                                 UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                                 std::unique_ptr<RExpression> windowSize)
     : SingleResultAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
                             isCumulativeAggregate, false),
-      windowSizeExpr_(windowSize) {}
+      windowSizeExpr_(std::move(windowSize)) {}
 
 template <class Generic, class... Variants>
 void MovingAggregate::BindMoving(XeRecordMetaData& input, const XeString& operatorName,

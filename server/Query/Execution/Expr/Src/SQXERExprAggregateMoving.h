@@ -17,6 +17,9 @@ class SQXEREXPR_API MovingAggregate : public SingleResultAggregate {
   MovingAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                   UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
                   RExpression* windowSize);
+  MovingAggregate(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                  UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                  std::unique_ptr<RExpression> windowSize);
 
   bool IsFunctionalAggr() override { return true; }
 

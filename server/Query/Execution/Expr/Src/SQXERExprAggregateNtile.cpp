@@ -16,9 +16,15 @@ const XeString kNtile = L"Ntile";
 Ntile::Ntile(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
              UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
              RExpression* nValueExpr, std::vector<SortOrder_t> sortOrders)
+    : Ntile(aggregateColumns, controlBreakColumns, distinctBreakColumns, isCumulativeAggregate,
+            std::unique_ptr<RExpression>(nValueExpr), std::move(sortOrders)) {}
+
+Ntile::Ntile(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+             UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+             std::unique_ptr<RExpression> nValueExpr, std::vector<SortOrder_t> sortOrders)
     : BufferedRowsAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
                             isCumulativeAggregate, std::move(sortOrders)),
-      nValueExpr_(nValueExpr) {}
+      nValueExpr_(std::move(nValueExpr)) {}
 
 void Ntile::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info) {
   result = nullptr;

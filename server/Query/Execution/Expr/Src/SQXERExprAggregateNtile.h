@@ -15,6 +15,9 @@ class SQXEREXPR_API Ntile : public BufferedRowsAggregate {
   Ntile(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
         UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, RExpression* nValueExpr,
         std::vector<SortOrder_t> sortOrders);
+  Ntile(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+        UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+        std::unique_ptr<RExpression> nValueExpr, std::vector<SortOrder_t> sortOrders);
 
   using Aggregate::Bind;
   /// Binds N, too: see BindPositiveExpression.

@@ -105,9 +105,16 @@ const uint8* PreferredRows::Find(uint32 rowId) {
 PreferredN::PreferredN(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
                        UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
                        Preference preference, RExpression* n, std::vector<SortOrder_t> sortOrders)
+    : PreferredN(aggregateColumns, controlBreakColumns, distinctBreakColumns, isCumulativeAggregate,
+                 preference, std::unique_ptr<RExpression>(n), std::move(sortOrders)) {}
+
+PreferredN::PreferredN(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+                       UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate,
+                       Preference preference, std::unique_ptr<RExpression> n,
+                       std::vector<SortOrder_t> sortOrders)
     : WorkRowAggregate(aggregateColumns, controlBreakColumns, distinctBreakColumns,
                        isCumulativeAggregate, std::move(sortOrders)),
-      nValueExpr_(n),
+      nValueExpr_(std::move(n)),
       preference_(preference) {
   const std::size_t keys = aggregateColumns_->size() + distinctBreakColumns_->size();
   if (sortOrderVector_.size() < keys) {

@@ -72,6 +72,9 @@ class SQXEREXPR_API PreferredN : public WorkRowAggregate {
   PreferredN(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
              UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, Preference preference,
              RExpression* n, std::vector<SortOrder_t> sortOrders = {});
+  PreferredN(UInt16Vector* aggregateColumns, UInt16Vector* controlBreakColumns,
+             UInt16Vector* distinctBreakColumns, bool isCumulativeAggregate, Preference preference,
+             std::unique_ptr<RExpression> n, std::vector<SortOrder_t> sortOrders);
 
   using Aggregate::Bind;
   /// Binds N, too: see BindPositiveExpression.

@@ -26,14 +26,10 @@ void Sum::Bind(XeRecordMetaData& input, RExpression*& result, MetaDataInfo& info
   DescribeResult(info, row.computationType, 0, true);
 }
 
-Aggregate* Sum::GetSourceAggregator() {
-  return GetPartialsAggregator(CloneColumnVector(GetAggregateColumns()));
-}
+Aggregate* Sum::GetSourceAggregator() { return MakeOverOwn<Sum>(isDistinctHandled_); }
 
 Aggregate* Sum::GetPartialsAggregator(UInt16Vector* partialColumns) {
-  return new Sum(partialColumns, CloneColumnVector(GetControlBreakColumns()),
-                 CloneColumnVector(GetDistinctBreakColumns()), isCumulativeAggregate_,
-                 isDistinctHandled_);
+  return MakeOver<Sum>(partialColumns, isDistinctHandled_);
 }
 
 template <AccumulatorValue T>

@@ -1,10 +1,12 @@
 #include "SQXERExprFunctionBase.h"
 
 #include <algorithm>
+#include <memory>
 #include <span>
 #include <utility>
 
 #include "SQXERExprCast.h"
+#include "SQXERExprConstant.h"
 #include "SQXERExprConvert.h"
 #include "SQXERTypedVariant.h"
 #include "Utility/Settings.h"
@@ -53,11 +55,16 @@ constexpr const wchar_t* kNumericFunction = L"Numeric function";
 
 }  // namespace
 
-ValueFunction::ValueFunction(RExpression* operand, const ExpressionVector& params)
+ValueFunction::ValueFunction(RExpression* operand, const ExpressionVector& params) try
     : RExpression(1 + static_cast<int>(params.size())),
       operand_(operand),
       params_(params),
-      shapes_(params.size() + 1) {}
+      shapes_(params.size() + 1) {
+} catch (...) {
+  // They have been taken over.
+  delete operand;
+  for (RExpression* const param : params) delete param;
+}
 
 ValueFunction::~ValueFunction() {
   delete operand_;
@@ -208,6 +215,21 @@ uint32 StringValueFunction::LimitLength(int index, uint32 length) {
   const bool isKnown =
       count.GetExpressionType() == kConstantExpression && count.Eval(&value) == kTrue;
   return isKnown ? std::min(length, static_cast<uint32>(std::max(value, 0))) : length;
+}
+
+ExpressionVector ConstantParameter(int32 value, RExpression* operand) {
+  std::unique_ptr<RExpression> taken(operand);
+  ExpressionVector params(1);
+  params[0] = new ConstantInt32(value);
+  static_cast<void>(taken.release());
+  return params;
+}
+
+RExpression* ConstantOperand(int32 value, const ExpressionVector& params) try {
+  return new ConstantInt32(value);
+} catch (...) {
+  for (RExpression* const param : params) delete param;
+  throw;
 }
 
 }  // namespace sqxer

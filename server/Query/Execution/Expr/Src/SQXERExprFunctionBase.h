@@ -146,4 +146,9 @@ class SQXEREXPR_API TimeValueFunction : public ValueFunction {
   RExprType GetExpressionType() override { return kTimeValueFunction; }
 };
 
+/// A constant as the parameter of a function that has taken over an operand, and as the operand of
+/// one that has taken over parameters: these go where memory does not do for it.
+ExpressionVector ConstantParameter(int32 value, RExpression* operand);
+RExpression* ConstantOperand(int32 value, const ExpressionVector& params);
+
 }  // namespace sqxer

@@ -121,7 +121,7 @@ CalendarExtract::CalendarExtract(RExpression* operand, const ExpressionVector& p
     : PartFunction(kFamily, operand, params) {}
 
 CalendarExtract::CalendarExtract(RExpression* operand, XeDateTime::ExtractOpcode part)
-    : CalendarExtract(operand, {new ConstantInt32(part)}) {}
+    : CalendarExtract(operand, ConstantParameter(part, operand)) {}
 
 const PartFunction::Part FiscalExtract::kParts[] = {
     kNumber<&PutFiscal<&XeDateTime::FiscalYear>>,
@@ -151,6 +151,6 @@ FiscalExtract::FiscalExtract(RExpression* operand, const ExpressionVector& param
     : PartFunction(kFamily, operand, params) {}
 
 FiscalExtract::FiscalExtract(RExpression* operand, XeDateTime::ExtractOpcode part)
-    : FiscalExtract(operand, {new ConstantInt32(part)}) {}
+    : FiscalExtract(operand, ConstantParameter(part, operand)) {}
 
 }  // namespace sqxer

@@ -102,7 +102,7 @@ TimestampAdd::TimestampAdd(RExpression* unit, const ExpressionVector& params)
     : TimeValueFunction(unit, params) {}
 
 TimestampAdd::TimestampAdd(XeDateTime::UnitOfTime unit, const ExpressionVector& params)
-    : TimestampAdd(new ConstantInt32(unit), params) {}
+    : TimestampAdd(ConstantOperand(unit, params), params) {}
 
 void TimestampAdd::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   constexpr const wchar_t* kName = L"TimestampAdd";
@@ -153,7 +153,7 @@ TimestampDiff::TimestampDiff(RExpression* unit, const ExpressionVector& params)
     : NumericValueFunction(unit, params) {}
 
 TimestampDiff::TimestampDiff(XeDateTime::UnitOfTime unit, const ExpressionVector& params)
-    : TimestampDiff(new ConstantInt32(unit), params) {}
+    : TimestampDiff(ConstantOperand(unit, params), params) {}
 
 void TimestampDiff::Bind(XeAListStream* stream, RExpression*& replacement, MetaDataInfo& info) {
   constexpr const wchar_t* kName = L"TimestampDiff";

@@ -18,11 +18,17 @@ bool IsConstantText(RExpression& operand) {
 
 }  // namespace
 
-Like::Like(RExpression* value, RExpression* pattern, RExpression* escape)
+Like::Like(RExpression* value, RExpression* pattern, RExpression* escape) try
     : RExpression(escape == nullptr ? 2 : 3),
       firstOp_(value),
       secondOp_(pattern),
-      escapeOp_(escape) {}
+      escapeOp_(escape) {
+} catch (...) {
+  // They have been taken over.
+  delete value;
+  delete pattern;
+  delete escape;
+}
 
 Like::~Like() {
   delete firstOp_;

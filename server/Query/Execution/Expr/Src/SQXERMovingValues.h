@@ -5,14 +5,35 @@
 #include <limits>
 #include <map>
 #include <memory_resource>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "Utility/ColumnVector.h"
 #include "Utility/KeySet.h"
 
 namespace sqxer {
+
+/// Blocks of one size, which come back for others of that size and are freed together. The pools of
+/// the standard library cannot be used any more once one of their own lists got no memory.
+class BlockRoom final : public std::pmr::memory_resource {
+  void* do_allocate(std::size_t bytes, std::size_t alignment) override {
+    if (free_ == nullptr) return blocks_.allocate(bytes, alignment);
+    return std::exchange(free_, free_->next);
+  }
+  void do_deallocate(void* block, std::size_t bytes, std::size_t) override {
+    if (bytes >= sizeof(Free)) free_ = new (block) Free{free_};
+  }
+  bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+
+  struct Free {
+    Free* next;
+  };
+  std::pmr::monotonic_buffer_resource blocks_;
+  Free* free_ = nullptr;
+};
 
 /// Numbers that come and go, in their order: a NaN equals a NaN and follows every number, zeros
 /// with a sign come before those without. Each change takes logarithmic time, and so does the
@@ -69,7 +90,7 @@ class MovingRanks {
     return bits ^ (bits >> 63 & std::numeric_limits<int64>::max());
   }
 
-  std::pmr::unsynchronized_pool_resource room_;
+  BlockRoom room_;
   Values values_{&room_};
   /// Some value, the end without any, and how many numbers come before it.
   Values::iterator at_ = values_.end();

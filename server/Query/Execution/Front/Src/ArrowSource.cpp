@@ -72,9 +72,9 @@ TableChunk PutColumns(const TableChunk& chunk, const std::vector<std::size_t>& p
 /// The rows while they are read.
 class ArrowSource::Rows final : public ChunkSource {
  public:
-  Rows(ArrowArrayStream stream, const ArrowReadOptions& options, const TableRequest& request,
-       const TableSchema& table)
-      : source_(&stream, options, request),
+  Rows(ArrowHandle<ArrowArrayStream>& stream, const ArrowReadOptions& options,
+       const TableRequest& request, const TableSchema& table)
+      : source_(stream.Get(), options, request),
         places_(FindPlaces(source_.GetSchema(), table, request)),
         columns_(table.columns.size()) {}
 
@@ -123,7 +123,8 @@ const TableSchema& ArrowSource::Require(const TableRequest& request, const LoadP
   if (mayStream && (state_ == State::kNothing || state_ == State::kStream)) {
     TableRequest wanted = RequestOf(all);
     wanted.conditions = conditions;
-    rows_ = std::make_unique<Rows>(Open(wanted), options_, RequestOf(all), table_.schema);
+    ArrowHandle<ArrowArrayStream> stream = Open(wanted);
+    rows_ = std::make_unique<Rows>(stream, options_, RequestOf(all), table_.schema);
     TakeTypes(rows_->GetSchema(), rows_->GetPlaces(), RequestOf(all));
     state_ = State::kStream;
   } else {
@@ -143,8 +144,8 @@ const TableSchema& ArrowSource::Require(const TableRequest& request, const LoadP
 }
 
 bool ArrowSource::AddColumns(const TableRequest& columns, bool besideOthers) {
-  ArrowArrayStream stream = Open(columns);
-  const Table read = ReadArrowTable(&stream, options_, columns);
+  ArrowHandle<ArrowArrayStream> stream = Open(columns);
+  const Table read = ReadArrowTable(stream.Get(), options_, columns);
   const bool fits = std::ranges::equal(
       read.chunks, table_.chunks, [](const auto& a, const auto& b) { return a.rows == b.rows; });
   if (besideOthers && !fits) return false;
@@ -168,7 +169,7 @@ bool ArrowSource::AddColumns(const TableRequest& columns, bool besideOthers) {
 
 std::unique_ptr<ChunkSource> ArrowSource::TakeRest() { return std::move(rows_); }
 
-ArrowArrayStream ArrowSource::Open(const TableRequest& columns) const {
+ArrowHandle<ArrowArrayStream> ArrowSource::Open(const TableRequest& columns) const {
   SourceRequest request;
   for (const XeString& name : columns.names) {
     request.columns.push_back(BaseStringUtil::StringToUtf8(name));
@@ -178,8 +179,8 @@ ArrowArrayStream ArrowSource::Open(const TableRequest& columns) const {
     if (!known) break;
     request.conditions.push_back(*known);
   }
-  ArrowArrayStream stream = {};
-  open_(request, &stream);
+  ArrowHandle<ArrowArrayStream> stream;
+  open_(request, stream.Get());
   return stream;
 }
 

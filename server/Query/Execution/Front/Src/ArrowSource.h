@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "ArrowHandle.h"
 #include "ArrowReader.h"
 #include "Engine/Engine.h"
 #include "LazyTable.h"
@@ -26,7 +27,7 @@ class ArrowSource final : public LazyTable {
   class Rows;
 
   /// Opens a stream of these columns, and of no others.
-  ArrowArrayStream Open(const TableRequest& columns) const;
+  ArrowHandle<ArrowArrayStream> Open(const TableRequest& columns) const;
   TableRequest RequestOf(const std::vector<bool>& columns) const;
   /// Makes what is known of columns that were read that of the table's.
   void TakeTypes(const TableSchema& read, const std::vector<std::size_t>& places,

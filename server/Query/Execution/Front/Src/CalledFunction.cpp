@@ -10,6 +10,7 @@
 #include "EngineError.h"
 #include "ResultImpl.h"
 #include "SQXERBatchStore.h"
+#include "SQXERMakeNode.h"
 #include "TableBatch.h"
 #include "Utility/BaseStringUtil.h"
 
@@ -67,12 +68,11 @@ class FunctionOfProgram final : public AddedFunction {
   bool IsVolatile() const override { return call_->isVolatile; }
   std::unique_ptr<RExpression> MakeNode(
       std::vector<std::unique_ptr<RExpression>>& operands) const override {
-    ExpressionVector params;
-    for (std::size_t i = 1; i < operands.size(); ++i) params.push_back(operands[i].get());
-    RExpression* const first = operands.empty() ? nullptr : operands.front().get();
-    auto node = std::make_unique<CalledFunction>(call_, first, params);
-    for (auto& operand : operands) static_cast<void>(operand.release());
-    return node;
+    std::unique_ptr<RExpression> none;
+    const std::size_t count = operands.size();
+    return MakeNodeOf<CalledFunction>(
+        call_, count == 0 ? none : operands.front(),
+        GivenOperands(operands, std::min<std::size_t>(1, count), count));
   }
 
  private:

@@ -11,6 +11,7 @@
 #include "SQXERExprAggregateRange.h"
 #include "SQXERExprConstant.h"
 #include "SQXERExprExtract.h"
+#include "SQXERMakeNode.h"
 #include "StateAggregates.h"
 
 namespace sqxer::engine {
@@ -40,7 +41,7 @@ bool CountsRows(const PlanAggregate& planned) {
 /// COUNT over an input.
 std::unique_ptr<Aggregate> MakeCountOf(std::size_t input) {
   auto columns = std::make_unique<UInt16Vector>(1, static_cast<uint16>(input));
-  return std::make_unique<Count>(columns.release(), nullptr, nullptr, false, false, false);
+  return MakeNodeOf<Count>(columns, nullptr, nullptr, false, false, false);
 }
 
 /// Makes a partial result of rows, where MakeCombiner combines them. `one`: an input that every row
@@ -59,10 +60,10 @@ std::unique_ptr<Aggregate> MakeCombiner(const PlanAggregate& planned, std::size_
   auto columns = std::make_unique<UInt16Vector>(1, static_cast<uint16>(input));
   // What they pick of parts they pick again.
   if (dynamic_cast<const First*>(whole.get()) != nullptr) {
-    return std::make_unique<First>(columns.release(), nullptr, nullptr, false);
+    return MakeNodeOf<First>(columns, nullptr, nullptr, false);
   }
   if (dynamic_cast<const Last*>(whole.get()) != nullptr) {
-    return std::make_unique<Last>(columns.release(), nullptr, nullptr, false);
+    return MakeNodeOf<Last>(columns, nullptr, nullptr, false);
   }
   std::unique_ptr<Aggregate> made(whole->GetPartialsAggregator(columns.get()));
   if (made != nullptr) columns.release();

@@ -1,5 +1,7 @@
 #include <unistd.h>
 
+#include <system_error>
+
 #include "ColumnTypes.h"
 #include "EngineError.h"
 #include "ResultImpl.h"
@@ -134,7 +136,7 @@ StreamedResult::StreamedResult(std::string sql, const ResultOptions& options,
                                std::shared_ptr<Running> running,
                                std::function<void(ResultSink&)> run)
     : Impl(std::move(sql)), running_(std::move(running)), process_(getpid()) {
-  thread_ = std::jthread([this, run = std::move(run)] {
+  const auto makeRows = [this, run = std::move(run)] {
     std::exception_ptr error;
     try {
       Sink sink(*this);
@@ -146,7 +148,12 @@ StreamedResult::StreamedResult(std::string sql, const ResultOptions& options,
     error_ = error;
     isEnded_ = true;
     changed_.notify_all();
-  });
+  };
+  try {
+    thread_ = std::jthread(makeRows);
+  } catch (const std::system_error& error) {
+    ThrowEngineError(kNoThread, {Wide(error.code().message())});
+  }
   try {
     SettleByFirstRows(options);
   } catch (...) {

@@ -94,15 +94,6 @@ class SketchField {
   uint32 nullOffset_ = 0;
 };
 
-void BindInPlace(std::unique_ptr<Aggregate>& aggregate, XeRecordMetaData& input,
-                 MetaDataInfo& info) {
-  RExpression* replacement = nullptr;
-  aggregate->Bind(input, replacement, info);
-  if (replacement != nullptr && replacement != aggregate.get()) {
-    aggregate.reset(static_cast<Aggregate*>(replacement));
-  }
-}
-
 /// What the two have in common: the other aggregate, bound, and room for a state of it.
 class StateAggregate : public Aggregate {
  public:
@@ -115,7 +106,7 @@ class StateAggregate : public Aggregate {
 
   void BindWhole(XeRecordMetaData& input, MetaDataInfo& info) {
     whole_->SetSourcePosition(GetSourcePosition());
-    engine::BindInPlace(whole_, input, info);
+    BindGeneric(whole_, input, info);
     state_.resize(whole_->TransferState(StateTransfer::kMeasure, nullptr));
   }
   /// Places a state's fields in a layout, from `first` on.
@@ -290,7 +281,7 @@ std::vector<ColumnInfo> StateFieldsOf(const PlanAggregate& planned,
   std::unique_ptr<Aggregate> whole = planned.make();
   whole->SetSourcePosition(planned.position);
   MetaDataInfo info;
-  BindInPlace(whole, rows.GetLayout(), info);
+  BindGeneric(whole, rows.GetLayout(), info);
   for (const XeDataType type : whole->GetStateTypes()) {
     const std::string name = planned.text + "#" + std::to_string(fields.size());
     fields.push_back({Wide(name), type, 0, 0, false});

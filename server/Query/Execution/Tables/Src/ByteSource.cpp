@@ -6,6 +6,8 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <new>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -69,14 +71,23 @@ class DecodingSource final : public ByteSource {
 
 class ReadAheadSource final : public ByteSource {
  public:
-  explicit ReadAheadSource(std::unique_ptr<ByteSource> source)
-      : source_(std::move(source)), thread_([this] { Run(); }) {}
+  explicit ReadAheadSource(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
+    try {
+      thread_ = std::thread([this] { Run(); });
+    } catch (const std::system_error&) {
+      // As many threads as there may be: who reads waits for the bytes.
+    } catch (const std::bad_alloc&) {
+      // A thread takes memory.
+    }
+  }
   ~ReadAheadSource() override {
+    if (!thread_.joinable()) return;
     Interrupt();
     thread_.join();
   }
 
   std::size_t Read(char* out, std::size_t size) override {
+    if (!thread_.joinable()) return source_->Read(out, size);
     if (taken_ == current_.size()) {
       std::unique_lock lock(mutex_);
       changed_.wait(lock, [this] { return !blocks_.empty() || isDone_; });

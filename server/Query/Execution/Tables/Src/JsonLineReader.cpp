@@ -2,7 +2,10 @@
 
 #include <simdjson.h>
 
+#include <new>
+
 #include "Utility/JsonNumber.h"
+#include "Utility/XeMemory.h"
 
 namespace sqxer {
 namespace {
@@ -115,8 +118,13 @@ JsonLineReader::~JsonLineReader() = default;
 
 JsonLineReader::Outcome JsonLineReader::Read(std::string_view text, MemberSink& sink) {
   ondemand::object object;
+  // The library does not look whether it has got its buffer.
+  constexpr std::size_t kRoomPerByte = 8;
+  if (text.size() > state_->parser.capacity())
+    MemoryGateway::Claim(kRoomPerByte * (text.size() + kPadding));
   error_code error = state_->parser.iterate(text.data(), text.size(), text.size() + kPadding)
                          .get(state_->document);
+  if (error == simdjson::MEMALLOC) throw std::bad_alloc();
   if (!error) error = state_->document.get_object().get(object);
   if (!error) error = state_->ReadObject(object, sink);
   // Reading takes stack per level.

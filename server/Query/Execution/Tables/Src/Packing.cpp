@@ -61,13 +61,10 @@ class GzipPacker final : public Packer {
 class ZstdPacker final : public Packer {
  public:
   explicit ZstdPacker(Write write)
-      : write_(std::move(write)), stream_(ZSTD_createCCtx()), piece_(kPieceBytes) {
+      : write_(std::move(write)), stream_(ZSTD_createCCtx(), &ZSTD_freeCCtx), piece_(kPieceBytes) {
     if (stream_ == nullptr) throw std::bad_alloc();
-    ZSTD_CCtx_setParameter(stream_, ZSTD_c_checksumFlag, 1);
+    ZSTD_CCtx_setParameter(stream_.get(), ZSTD_c_checksumFlag, 1);
   }
-  ~ZstdPacker() override { ZSTD_freeCCtx(stream_); }
-  ZstdPacker(const ZstdPacker&) = delete;
-  ZstdPacker& operator=(const ZstdPacker&) = delete;
 
   void Add(std::string_view bytes) override { Pack(bytes, ZSTD_e_continue); }
   void End() override { Pack({}, ZSTD_e_end); }
@@ -77,7 +74,7 @@ class ZstdPacker final : public Packer {
     ZSTD_inBuffer input{bytes.data(), bytes.size(), 0};
     for (bool isDone = false; !isDone;) {
       ZSTD_outBuffer output{piece_.data(), piece_.size(), 0};
-      const std::size_t left = ZSTD_compressStream2(stream_, &output, &input, end);
+      const std::size_t left = ZSTD_compressStream2(stream_.get(), &output, &input, end);
       // Of valid settings it lacks memory alone.
       if (ZSTD_isError(left)) throw std::bad_alloc();
       if (output.pos != 0) write_({piece_.data(), output.pos});
@@ -86,7 +83,7 @@ class ZstdPacker final : public Packer {
   }
 
   const Write write_;
-  ZSTD_CCtx* const stream_;
+  const std::unique_ptr<ZSTD_CCtx, decltype(&ZSTD_freeCCtx)> stream_;
   std::vector<char> piece_;
 };
 

@@ -242,6 +242,7 @@ class SqliteReader {
   }
 
   [[noreturn]] void ThrowNotReadable() const {
+    if (sqlite3_errcode(database_.get()) == SQLITE_NOMEM) throw std::bad_alloc();
     ThrowTableError(kFileNotReadable, {Wide(path_), Wide(sqlite3_errmsg(database_.get()))});
   }
 

@@ -3,10 +3,12 @@
 #include <glob.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <new>
 
 #include "TableError.h"
+#include "Utility/SystemUtility.h"
 
 namespace sqxer {
 namespace {
@@ -30,6 +32,17 @@ bool IsStream(const std::string& path) {
   const fs::file_status status = fs::status(path, ignored);
   return path.starts_with("/dev/") ? fs::exists(status) && !fs::is_directory(status)
                                    : fs::is_fifo(status) || fs::is_socket(status);
+}
+
+/// Calls action(path) for what a folder holds, as far as it can be read, until it returns false.
+template <class Action>
+void ForEachEntry(const std::string& folder, Action&& action) {
+  std::error_code error;
+  fs::directory_iterator entry(folder, error);
+  while (!error && entry != fs::directory_iterator() && action(entry->path())) {
+    entry.increment(error);
+  }
+  SystemUtility::ThrowIfOutOfMemory(error);
 }
 
 }  // namespace
@@ -59,23 +72,22 @@ std::string FindFileInFolder(const std::string& folder, const std::string& name)
   std::error_code ignored;
   if (fs::exists(exact, ignored)) return exact;
   fs::path found;
-  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    const std::string candidate = entry.path().filename().string();
+  ForEachEntry(folder, [&](const fs::path& path) {
+    const std::string candidate = path.filename().string();
     const bool isMatch = BaseStringUtil::IsCaseInsensitiveMatch(Wide(candidate), Wide(name));
     // Of several the first by name, so that the choice does not depend on the folder's order.
-    if (isMatch && (found.empty() || candidate < found.filename()))
-      found = entry.path().lexically_normal();
-  }
+    if (isMatch && (found.empty() || candidate < found.filename())) found = path.lexically_normal();
+    return true;
+  });
   return found.string();
 }
 
 std::vector<std::string> ListTableFiles(const std::string& folder) {
   std::vector<std::string> files;
-  std::error_code ignored;
-  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
-    if (files.size() == kMostListedFiles) break;
-    if (entry.path().extension() == ".csv") files.push_back(entry.path().filename().string());
-  }
+  ForEachEntry(folder, [&](const fs::path& path) {
+    if (path.extension() == ".csv") files.push_back(path.filename().string());
+    return files.size() < kMostListedFiles;
+  });
   std::ranges::sort(files);
   return files;
 }
@@ -99,12 +111,17 @@ std::vector<std::string> FindFiles(const std::string& path) {
   std::error_code ignored;
   // A file may have a bracket in its name.
   if (path.find_first_of("*?[") == std::string::npos || fs::exists(path, ignored)) return {path};
-  glob_t found;
-  const int status = glob(path.c_str(), 0, nullptr, &found);
+  struct Found : glob_t {
+    Found() : glob_t() {}
+    ~Found() { globfree(this); }
+    Found(const Found&) = delete;
+    Found& operator=(const Found&) = delete;
+  } found;
+  const auto isFatal = [](const char*, int error) { return error == ENOMEM ? 1 : 0; };
+  const int status = glob(path.c_str(), 0, isFatal, &found);
+  if (status == GLOB_NOSPACE || status == GLOB_ABORTED) throw std::bad_alloc();
   std::vector<std::string> paths(found.gl_pathv,
                                  found.gl_pathv + (status == 0 ? found.gl_pathc : 0));
-  globfree(&found);
-  if (status == GLOB_NOSPACE) throw std::bad_alloc();
   if (paths.empty()) ThrowTableError(kNoFileMatches, {Wide(path)});
   return paths;
 }

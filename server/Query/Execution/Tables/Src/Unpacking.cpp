@@ -1,6 +1,7 @@
 #include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include <algorithm>
 #include <new>
@@ -180,6 +181,7 @@ class ZstdSource final : public ByteSource {
       }
       ZSTD_inBuffer input{packed.data(), packed.size(), 0};
       const std::size_t status = ZSTD_decompressStream(stream_, &output, &input);
+      if (ZSTD_getErrorCode(status) == ZSTD_error_memory_allocation) throw std::bad_alloc();
       if (ZSTD_isError(status)) packed_.ThrowDamaged(L"its zstd data are damaged");
       packed_.Take(input.pos);
       isInFrame_ = status != 0;

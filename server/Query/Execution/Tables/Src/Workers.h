@@ -5,6 +5,8 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
+#include <new>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -23,9 +25,9 @@ class Workers {
   /// Whether none has ended early.
   bool AreAllDone() const { return ended_ == failures_.size(); }
 
-  /// Calls work(i) for every worker, each on a thread of its own but the first; a false ends those
-  /// behind it. `idle` is called now and then when the first is done. Throws what the first failed
-  /// one has thrown.
+  /// Calls work(i) for every worker, each on a thread of its own but the first and those that no
+  /// thread can be started for, which the first one's does; a false ends those behind it. `idle` is
+  /// called now and then when the first is done. Throws what the first failed one has thrown.
   template <class Work, class Idle>
   void Run(Work&& work, Idle&& idle) {
     // What ends this thread's statement ends its workers, and they count with it.
@@ -33,23 +35,31 @@ class Workers {
     const StatementBudget::Context budget = StatementBudget::OfThread();
     std::mutex mutex;
     std::condition_variable finished;
-    std::size_t running = failures_.size() - 1;
+    std::size_t ended = 0;
     {
       std::vector<std::jthread> threads;
-      for (std::size_t i = 1; i < failures_.size(); ++i) {
-        threads.emplace_back([&, i] {
-          const CancellationScope scope(cancellation);
-          const BudgetScope counted(budget);
-          RunOne(i, work);
-          const std::lock_guard lock(mutex);
-          --running;
-          finished.notify_one();
-        });
+      try {
+        threads.reserve(failures_.size() - 1);
+        while (threads.size() < failures_.size() - 1) {
+          threads.emplace_back([&, i = threads.size() + 1] {
+            const CancellationScope scope(cancellation);
+            const BudgetScope counted(budget);
+            RunOne(i, work);
+            const std::lock_guard lock(mutex);
+            ++ended;
+            finished.notify_one();
+          });
+        }
+      } catch (const std::system_error&) {
+        // As many threads as there may be.
+      } catch (const std::bad_alloc&) {
+        // A thread takes memory; what has to be done may need none.
       }
       RunOne(0, work);
+      for (std::size_t i = threads.size() + 1; i < failures_.size(); ++i) RunOne(i, work);
       std::unique_lock lock(mutex);
       try {
-        while (!finished.wait_for(lock, kIdleTime, [&] { return running == 0; })) idle();
+        while (!finished.wait_for(lock, kIdleTime, [&] { return ended == threads.size(); })) idle();
       } catch (...) {
         End(0);
         throw;

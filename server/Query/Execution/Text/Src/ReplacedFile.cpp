@@ -14,6 +14,8 @@
 #include <system_error>
 #include <utility>
 
+#include "Utility/SystemUtility.h"
+
 namespace sqxer {
 namespace {
 
@@ -69,7 +71,12 @@ ReplacedFile::ReplacedFile(const std::string& path) : path_(path), slot_(kSlots)
     return;
   }
   // The file behind a symbolic link is what is replaced.
-  if (fs::exists(old)) path_ = fs::canonical(path, ignored).string();
+  if (fs::exists(old)) {
+    std::error_code error;
+    path_ = fs::canonical(path, error).string();
+    SystemUtility::ThrowIfOutOfMemory(error);
+    if (error) Fail(error.value(), path);
+  }
   OpenTemporary();
 }
 

@@ -49,22 +49,35 @@ inline std::string TextAt(const ArrowSchema& schema, const ArrowArray& array, st
   return std::to_string(value(std::int64_t()));
 }
 
+/// Arrow data that is released when it goes out of scope, unless it was handed on.
+template <class Data>
+struct OwnedArrow {
+  Data data = {};
+  OwnedArrow() = default;
+  OwnedArrow(const OwnedArrow&) = delete;
+  OwnedArrow& operator=(const OwnedArrow&) = delete;
+  ~OwnedArrow() {
+    if (data.release != nullptr) data.release(&data);
+  }
+};
+
 /// The rows, values parted by bars.
 inline std::vector<std::string> LinesOf(engine::Result result) {
   std::vector<std::string> lines;
-  ArrowSchema schema;
-  result.WriteSchema(&schema);
-  for (ArrowArray array; result.Next(&array); array.release(&array)) {
-    for (std::int64_t row = 0; row < array.length; ++row) {
+  OwnedArrow<ArrowSchema> schema;
+  result.WriteSchema(&schema.data);
+  for (;;) {
+    OwnedArrow<ArrowArray> array;
+    if (!result.Next(&array.data)) return lines;
+    for (std::int64_t row = 0; row < array.data.length; ++row) {
       std::string line;
-      for (std::int64_t i = 0; i < schema.n_children; ++i) {
-        line += (i == 0 ? "" : "|") + TextAt(*schema.children[i], *array.children[i], row);
+      for (std::int64_t i = 0; i < schema.data.n_children; ++i) {
+        line +=
+            (i == 0 ? "" : "|") + TextAt(*schema.data.children[i], *array.data.children[i], row);
       }
       lines.push_back(line);
     }
   }
-  schema.release(&schema);
-  return lines;
 }
 
 }  // namespace sqxer::test
