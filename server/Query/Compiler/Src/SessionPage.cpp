@@ -21,7 +21,7 @@ SHOW TABLES
 SHOW {switch | ALL}
 SET switch {= | TO} value
 RESET {switch | ALL}
-EXPLAIN [ANALYZE | (ANALYZE [, NODES]) | ANALYZE (NODES)] query
+EXPLAIN [ANALYZE | (ANALYZE [, NODES]) | ANALYZE (NODES)] {query | CREATE TABLE name AS query}
 ```
 
 A statement that fails, or is cancelled, leaves everything as it was. The command prints nothing for one without rows.

@@ -336,6 +336,11 @@ SqlStatement ParseQuery(const std::string& written) {
   if (statement->node_case == PG_QUERY__NODE__NODE_EXPLAIN_STMT) {
     ReadExplain(*statement->explain_stmt, result);
     statement = statement->explain_stmt->query;
+    // Of a table that would be made, its query is what there is to tell.
+    if (statement->node_case == PG_QUERY__NODE__NODE_CREATE_TABLE_AS_STMT &&
+        statement->create_table_as_stmt->objtype == PG_QUERY__OBJECT_TYPE__OBJECT_TABLE) {
+      statement = statement->create_table_as_stmt->query;
+    }
   }
   if (statement->node_case != PG_QUERY__NODE__NODE_SELECT_STMT) {
     std::size_t start = sql.find_first_not_of(" \t\r\n\f");
