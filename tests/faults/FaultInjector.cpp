@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <dlfcn.h>
-#include <execinfo.h>
 #include <fcntl.h>
 #include <link.h>
 #include <pthread.h>
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -20,6 +18,8 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+
+#include "FaultTrace.h"
 
 extern "C" {
 void* __libc_malloc(std::size_t);
@@ -39,21 +39,6 @@ std::atomic<long> calls = 0;
 std::atomic<long> wanted = 0;
 std::atomic<bool> hasFailed = false;
 std::atomic<long> blocks = 0;
-
-// Of what is traced: the callers of each block, found by its address.
-constexpr int kFrames = 24;
-constexpr std::size_t kEntries = std::size_t{1} << 18;
-struct Entry {
-  std::atomic<void*> block;
-  void* frames[kFrames];
-  int count;
-};
-Entry* entries = nullptr;
-thread_local bool isTracing = false;
-
-void PrintFrames(void* const* frames, int count) {
-  backtrace_symbols_fd(frames, count, STDERR_FILENO);
-}
 
 // Libraries that cannot live without memory: whoever calls them has taken the room that they need
 // and given it back the moment before.
@@ -89,43 +74,21 @@ bool Fails(Kind kind, void* caller) {
   if (IsClaimed(caller)) return false;
   if (++calls != wanted) return false;
   hasFailed = true;
-  if (entries != nullptr && !isTracing) {
-    isTracing = true;
-    void* frames[2 * kFrames];
-    dprintf(STDERR_FILENO, "what fails is called from:\n");
-    PrintFrames(frames, backtrace(frames, 2 * kFrames));
-    isTracing = false;
-  }
+  trace::PrintCallers();
   return true;
 }
 
 void* Taken(void* block) {
   if (block == nullptr) return block;
   ++blocks;
-  if (entries == nullptr || isTracing) return block;
-  isTracing = true;
-  for (std::size_t i = reinterpret_cast<std::uintptr_t>(block) / 16;; ++i) {
-    Entry& entry = entries[i % kEntries];
-    void* none = nullptr;
-    if (!entry.block.compare_exchange_strong(none, block)) continue;
-    entry.count = backtrace(entry.frames, kFrames);
-    break;
-  }
-  isTracing = false;
+  trace::NoteTaken(block);
   return block;
 }
 
 void Given(void* block) {
   if (block == nullptr) return;
   --blocks;
-  if (entries == nullptr) return;
-  const std::size_t start = reinterpret_cast<std::uintptr_t>(block) / 16;
-  for (std::size_t i = start; i < start + kEntries; ++i) {
-    void* expected = block;
-    if (entries[i % kEntries].block.compare_exchange_strong(expected, nullptr)) return;
-    // Places that were given back do not end a search, so that it ends for blocks of before late.
-    if (i - start > 4096) return;
-  }
+  trace::NoteGiven(block);
 }
 
 /// The function of that name behind this library's.
@@ -178,42 +141,6 @@ Told Disarm() {
 }
 
 long CountBlocks() { return blocks; }
-
-namespace {
-
-/// Where a process that is traced ends.
-void OnEnd(int number) {
-  void* frames[2 * kFrames];
-  dprintf(STDERR_FILENO, "signal %d comes at:\n", number);
-  PrintFrames(frames, backtrace(frames, 2 * kFrames));
-  _exit(128 + number);
-}
-
-}  // namespace
-
-void Trace() {
-  for (const int number : {SIGSEGV, SIGABRT}) std::signal(number, &OnEnd);
-  void* frames[1];
-  // What it needs it has from here on.
-  backtrace(frames, 1);
-  entries = static_cast<Entry*>(::mmap(nullptr, sizeof(Entry) * kEntries, PROT_READ | PROT_WRITE,
-                                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-}
-
-void ForgetBlocks() {
-  for (std::size_t i = 0; entries != nullptr && i < kEntries; ++i) entries[i].block = nullptr;
-}
-
-void PrintBlocks() {
-  if (entries == nullptr) return;
-  isTracing = true;
-  for (std::size_t i = 0; i < kEntries; ++i) {
-    if (entries[i].block.exchange(nullptr) == nullptr) continue;
-    dprintf(STDERR_FILENO, "a block that is left was taken from:\n");
-    PrintFrames(entries[i].frames, entries[i].count);
-  }
-  isTracing = false;
-}
 
 namespace {
 
