@@ -65,8 +65,9 @@ TEST_F(Command, UntrustedShellsWriteNothingAndRememberNothing) {
 
 TEST_F(Command, LimitsOfMemoryEndStatementsWithOneSentence) {
   const std::string sql =
-      "SELECT a.n, b.n FROM generate_series(1, 3000) AS a(n) JOIN generate_series(1, 3000) AS b(n) "
-      "ON a.n < b.n";
+      "SELECT a.n, b.n FROM generate_series(1, 3000) AS a(n) RIGHT JOIN generate_series(1, 3000) "
+      "AS "
+      "b(n) ON a.n < b.n";
   EXPECT_EQ(Sqxer("--set MemoryLimit=20MiB", sql).Sentences(),
             "error 57178: the rows of a join need more memory than the switch MemoryLimit gives, "
             "20MiB: filter the rows before they are joined, or read fewer columns of them\n");
