@@ -212,9 +212,9 @@ TEST(TableJoin, GoesByPartsWithinItsMemory) {
 
 TEST(JoinProbe, GoesOnBehindManyPairsOfOneRow) {
   // More pairs of a left row than are handed on at a time, and rows around it that have few.
-  std::vector<std::optional<int32>> cells(150'000, 1);
+  std::vector<std::optional<int32>> cells(70'000, 1);
   cells[7] = 2;
-  cells[100'000] = std::nullopt;
+  cells[50'000] = std::nullopt;
   const Table right = TableOf(cells);
   std::vector<std::optional<int32>> keys = {2, 1, std::nullopt, 3, 1};
   const Table left = TableOf(keys);
@@ -222,7 +222,7 @@ TEST(JoinProbe, GoesOnBehindManyPairsOfOneRow) {
   // And many left rows without any.
   const Table few = TableOf({5, 200'000});
   std::vector<std::optional<int32>> many;
-  for (int32 i = 0; i < 300'000; ++i) many.push_back(i % 7 == 0 ? std::nullopt : std::optional(i));
+  for (int32 i = 0; i < 140'000; ++i) many.push_back(i % 7 == 0 ? std::nullopt : std::optional(i));
   ExpectProbesAsPlainly({TableOf(many), left}, {&few, {0}}, "few matches");
 }
 
