@@ -11,7 +11,7 @@ def test_memory_limit_is_an_operational_error() -> None:
     connection.set("MemoryLimit", "16MiB")
     join = (
         "SELECT a.n, b.n AS m FROM generate_series(1, 3000) AS a(n) "
-        "JOIN generate_series(1, 3000) AS b(n) ON a.n < b.n"
+        "RIGHT JOIN generate_series(1, 3000) AS b(n) ON a.n < b.n"
     )
     with pytest.raises(sqxer.OperationalError, match="MemoryLimit gives, 16MiB") as caught:
         connection.execute(join)
