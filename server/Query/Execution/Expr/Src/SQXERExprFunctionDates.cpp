@@ -85,22 +85,32 @@ template <TruncUnit unit>
 bool CutAll(const BatchVector& moments, const BatchRows& rows, BatchBuffers& buffers,
             int64* values) {
   const auto* const from = moments.As<int64>();
+  int64 least = 0;
   if constexpr (unit > TruncUnit::kWeek) {
     int32* const days = buffers.Rescaled<int32>(0);
     MapValues(from, days, rows, DayOfMicroseconds);
     int32* const firsts = buffers.Rescaled<int32>(1);
     MapValues(days, firsts, rows, FirstDayOf<unit>);
-    MapValues(firsts, values, rows, [](int32 day) { return day * kMicrosecondsPerDay; });
+    MapValues(firsts, values, rows, [&least](int32 day) {
+      const int64 moment = day * kMicrosecondsPerDay;
+      least = std::min(least, moment);
+      return moment;
+    });
   } else {
     // What stands in rows that do not count need not be a day of the calendar.
-    MapValues(from, values, rows, [](int64 moment) {
-      return CutMicroseconds<unit>(
+    MapValues(from, values, rows, [&least](int64 moment) {
+      const int64 cut = CutMicroseconds<unit>(
           std::clamp(moment, kCalendarMoments.least, kCalendarMoments.greatest));
+      least = std::min(least, cut);
+      return cut;
     });
   }
   bool isDone = true;
-  rows.ForEach(
-      [&](uint32 row) { isDone &= values[row] >= kCalendarMoments.least || moments.IsNull(row); });
+  if (least < kCalendarMoments.least) {
+    rows.ForEach([&](uint32 row) {
+      isDone &= values[row] >= kCalendarMoments.least || moments.IsNull(row);
+    });
+  }
   return isDone;
 }
 
