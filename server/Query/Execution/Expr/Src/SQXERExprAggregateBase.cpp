@@ -375,8 +375,9 @@ void SingleResultAggregate::SetTargetDescriptor(XeRecordMetaData& target,
 
 void SingleResultAggregate::OutputText(unsigned char* record, const wchar_t* characters,
                                        uint32 length) const {
-  constexpr uint32 kCharacterBytes = sizeof(wchar_t);
-  length = std::min(length, (targetFixedLenSize_ - kLongVarPrefix) / kCharacterBytes);
+  constexpr std::size_t kCharacterBytes = sizeof(wchar_t);
+  const std::size_t most = (targetFixedLenSize_ - kLongVarPrefix) / kCharacterBytes;
+  length = std::min(length, static_cast<uint32>(most));
   std::memcpy(record + targetOffset_, &length, sizeof length);
   std::memcpy(record + targetOffset_ + kLongVarPrefix, characters, length * kCharacterBytes);
 }

@@ -296,9 +296,9 @@ void FoldFixed(XeDataType type, const BatchFold& fold, int wanted, Before before
     using State = ExtremeState<Stored, Value, Before>;
     if (State known(*fold.input, before); fold.state != nullptr && known.AddKnown(fold, wanted)) {
       known.Store(fold.state);
-    } else if (constexpr bool isInteger = std::integral<Stored>; isInteger && areAll) {
+    } else if (std::integral<Stored> && areAll) {
       State all(*fold.input, before);
-      if constexpr (isInteger) all.AddAll(fold.count);
+      if constexpr (std::integral<Stored>) all.AddAll(fold.count);
       all.Store(fold.state);
     } else {
       FoldRows(fold, State(*fold.input, before));
