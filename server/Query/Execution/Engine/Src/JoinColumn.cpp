@@ -189,7 +189,8 @@ uint64 JoinColumn::FindEntry(const ColumnVector& texts, uint64 row, bool adds) {
   return numbered_.size() - 1;
 }
 
-void JoinColumn::NumberEntries(Side side) {
+template <class NumberOf>
+void JoinColumn::MapEntries(Side side, NumberOf&& numberOf) {
   std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
   for (Part& part : parts_[side]) {
     if (part.vector->rows == 0 || part.vector->dictionary == nullptr) continue;
@@ -197,10 +198,19 @@ void JoinColumn::NumberEntries(Side side) {
     auto& numbers = known[&texts];
     if (numbers == nullptr) {
       std::vector<uint64> found(texts.rows);
-      for (uint64 i = 0; i < texts.rows; ++i) found[i] = FindEntry(texts, i, side == kBuild);
+      for (uint64 i = 0; i < texts.rows; ++i) found[i] = numberOf(texts, i);
       numbers = std::make_shared<const std::vector<uint64>>(std::move(found));
     }
     part.entries = numbers;
+  }
+}
+
+void JoinColumn::NumberEntries(Side side) {
+  MapEntries(side, [&](const ColumnVector& texts, uint64 entry) {
+    return FindEntry(texts, entry, side == kBuild);
+  });
+  for (Part& part : parts_[side]) {
+    if (part.entries == nullptr) continue;
     part.wordAt = [](const Part& of, uint64 row) {
       return EntryOf(*of.entries, of.vector->GetCode(row));
     };
@@ -208,18 +218,9 @@ void JoinColumn::NumberEntries(Side side) {
 }
 
 void JoinColumn::HashEntries(Side side) {
-  std::map<const ColumnVector*, std::shared_ptr<const std::vector<uint64>>> known;
-  for (Part& part : parts_[side]) {
-    if (part.vector->rows == 0 || part.vector->dictionary == nullptr) continue;
-    const ColumnVector& texts = *part.vector->dictionary;
-    auto& hashes = known[&texts];
-    if (hashes == nullptr) {
-      std::vector<uint64> found(texts.rows);
-      for (uint64 i = 0; i < texts.rows; ++i) found[i] = HashText(TextAt(texts, i), texts.form);
-      hashes = std::make_shared<const std::vector<uint64>>(std::move(found));
-    }
-    part.entries = hashes;
-  }
+  MapEntries(side, [&](const ColumnVector& texts, uint64 entry) {
+    return HashText(TextAt(texts, entry), texts.form);
+  });
 }
 
 void JoinColumn::Read(Side side, std::size_t chunk, uint64 first, uint32 count, uint64* words,

@@ -68,6 +68,8 @@ class JoinColumn {
   static bool IsWhole(std::vector<Part>& parts);
   bool FitsScale(std::vector<Part>& parts) const;
   /// Dictionaries of a side: their entries by the numbers of the build side, or by their hashes.
+  template <class NumberOf>
+  void MapEntries(Side side, NumberOf&& numberOf);
   void NumberEntries(Side side);
   void HashEntries(Side side);
   /// The number of a text; `adds` gives a new one its number.

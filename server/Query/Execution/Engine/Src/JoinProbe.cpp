@@ -11,11 +11,7 @@
 namespace sqxer {
 
 JoinProbe::JoinProbe(JoinSide right, JoinKind kind)
-    : right_(std::move(right)),
-      rightRows_(CountJoinRows(right_, L"the right side")),
-      kind_(kind),
-      candidatesLeft_(kMostCandidatePairs),
-      candidatesRight_(kMostCandidatePairs) {}
+    : right_(std::move(right)), rightRows_(CountJoinRows(right_, L"the right side")), kind_(kind) {}
 
 void JoinProbe::Begin(JoinSide left, PairFilter admits) {
   left_ = std::move(left);
@@ -85,15 +81,15 @@ void JoinProbe::Fill(uint32 end) {
 
 void JoinProbe::PairAll(uint32 end) {
   while (readTo_ < end) {
-    const uint32 room = kMostCandidatePairs - candidates_;
+    const uint32 room = kMostCandidatePairs - candidates_.count;
     if (room == 0) return;
     uint32 count = std::min(room, rightRows_ - nextRight_);
     const bool isOneEnough = GivesLeftAlone() && !admits_;
     if (isOneEnough) count = 1;
     if (!NeedsNoPair(readTo_)) {
       for (uint32 i = 0; i < count; ++i) {
-        candidatesLeft_[candidates_] = readTo_;
-        candidatesRight_[candidates_++] = nextRight_ + i;
+        candidates_.left[candidates_.count] = readTo_;
+        candidates_.right[candidates_.count++] = nextRight_ + i;
       }
       nextRight_ += count;
       if (nextRight_ < rightRows_ && !isOneEnough) continue;
@@ -121,14 +117,14 @@ void JoinProbe::ReadBatch() {
 
 bool JoinProbe::PairBatch() {
   if (table_->HasChains()) return GivesLeftAlone() && !admits_ ? MarkChains() : PairChains();
-  if (candidates_ + batch_->count > kMostCandidatePairs) return false;
-  uint32 at = candidates_;
+  if (candidates_.count + batch_->count > kMostCandidatePairs) return false;
+  uint32 at = candidates_.count;
   for (uint32 i = 0; i < batch_->count; ++i) {
-    candidatesLeft_[at] = batch_->rows[i];
-    candidatesRight_[at] = firstRows_[i];
+    candidates_.left[at] = batch_->rows[i];
+    candidates_.right[at] = firstRows_[i];
     at += firstRows_[i] != kNoJoinRow;
   }
-  candidates_ = at;
+  candidates_.count = at;
   inBatch_ = batch_->count;
   return true;
 }
@@ -138,9 +134,9 @@ bool JoinProbe::PairChains() {
     const uint32 left = batch_->rows[inBatch_];
     for (; nextRight_ != kNoJoinRow && !NeedsNoPair(left);
          nextRight_ = table_->GetNext(nextRight_)) {
-      if (candidates_ == kMostCandidatePairs) return false;
-      candidatesLeft_[candidates_] = left;
-      candidatesRight_[candidates_++] = nextRight_;
+      if (candidates_.count == kMostCandidatePairs) return false;
+      candidates_.left[candidates_.count] = left;
+      candidates_.right[candidates_.count++] = nextRight_;
     }
     if (++inBatch_ < batch_->count) nextRight_ = firstRows_[inBatch_];
   }
@@ -148,7 +144,7 @@ bool JoinProbe::PairChains() {
 }
 
 bool JoinProbe::MarkChains() {
-  if (candidates_ + batch_->count > kMostCandidatePairs) return false;
+  if (candidates_.count + batch_->count > kMostCandidatePairs) return false;
   for (; inBatch_ < batch_->count; ++inBatch_) {
     const uint32 left = batch_->rows[inBatch_];
     uint32 right = firstRows_[inBatch_];
@@ -156,55 +152,36 @@ bool JoinProbe::MarkChains() {
       right = table_->GetNext(right);
     }
     if (right == kNoJoinRow) continue;
-    candidatesLeft_[candidates_] = left;
-    candidatesRight_[candidates_++] = right;
+    candidates_.left[candidates_.count] = left;
+    candidates_.right[candidates_.count++] = right;
   }
   return true;
 }
 
 void JoinProbe::Decide() {
   Cancellation::Check();
-  const auto keep = [this](auto&& admits) {
-    uint32 kept = 0;
-    for (uint32 i = 0; i < candidates_; ++i) {
-      const bool isKept = admits(i);
-      candidatesLeft_[kept] = candidatesLeft_[i];
-      candidatesRight_[kept] = candidatesRight_[i];
-      kept += isKept;
-    }
-    candidates_ = kept;
-  };
   if (keys_ != nullptr && !keys_->AreExact()) {
-    keep([&](uint32 i) { return keys_->AreEqual(candidatesRight_[i], candidatesLeft_[i]); });
+    candidates_.Keep(
+        [this](uint32 i) { return keys_->AreEqual(candidates_.right[i], candidates_.left[i]); });
   }
-  if (admits_ && candidates_ != 0) {
-    admitted_.assign(candidates_, 0);
-    admits_(std::span(candidatesLeft_).first(candidates_),
-            std::span(candidatesRight_).first(candidates_), admitted_);
-    keep([&](uint32 i) { return admitted_[i] != 0; });
-  }
+  candidates_.KeepAdmitted(admits_);
 }
 
 void JoinProbe::Emit(JoinedRows& rows) {
   if (kind_ == JoinKind::kInner) {
-    const auto append = [this](RowArray<uint32>& to, const std::vector<uint32>& candidates) {
-      to.insert(to.end(), candidates.begin(), candidates.begin() + candidates_);
-    };
-    append(rows.left, candidatesLeft_);
-    append(rows.right, candidatesRight_);
-    candidates_ = 0;
+    candidates_.MoveTo(rows);
     return;
   }
-  for (uint32 i = 0; i < candidates_; ++i) {
-    const uint32 left = candidatesLeft_[i];
+  for (uint32 i = 0; i < candidates_.count; ++i) {
+    const uint32 left = candidates_.left[i];
     const bool isFirst = left >= nextLeft_;
     EmitUnmatched(left, rows);
     nextLeft_ = std::max(nextLeft_, left + 1);
     if (kind_ == JoinKind::kAnti || (kind_ == JoinKind::kSemi && !isFirst)) continue;
     rows.left.push_back(left);
-    if (kind_ == JoinKind::kLeft) rows.right.push_back(candidatesRight_[i]);
+    if (kind_ == JoinKind::kLeft) rows.right.push_back(candidates_.right[i]);
   }
-  candidates_ = 0;
+  candidates_.count = 0;
   EmitUnmatched(GetOpenRow(), rows);
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "JoinCandidates.h"
 #include "JoinTable.h"
 #include "TableJoin.h"
 
@@ -73,10 +74,7 @@ class JoinProbe {
   uint32 nextRight_ = 0;
   uint32 firstRows_[kMostBatchRows];
 
-  std::vector<uint32> candidatesLeft_;
-  std::vector<uint32> candidatesRight_;
-  uint32 candidates_ = 0;
-  std::vector<uint8> admitted_;
+  JoinCandidates candidates_;
   /// The left rows before it have been told with a pair, or as unmatched.
   uint32 nextLeft_ = 0;
 };

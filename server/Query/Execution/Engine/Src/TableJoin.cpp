@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "EngineError.h"
+#include "JoinCandidates.h"
 #include "JoinTable.h"
 #include "Utility/Cancellation.h"
 #include "Utility/Settings.h"
@@ -36,8 +37,6 @@ class TableJoin {
   void MarkBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows);
   /// Takes the candidates as pairs that the keys and the filter admit.
   void TakeCandidates();
-  template <class Admits>
-  void KeepCandidates(Admits&& admits);
 
   /// Sorts the pairs by their left rows; those of one left row stay in their order.
   void SortByLeft();
@@ -54,11 +53,7 @@ class TableJoin {
   bool buildsLeft_ = false;
   std::unique_ptr<JoinKeys> keys_;
 
-  /// Candidates: rows of the two sides.
-  std::vector<uint32> candidatesLeft_;
-  std::vector<uint32> candidatesRight_;
-  uint32 candidates_ = 0;
-  std::vector<uint8> admitted_;
+  JoinCandidates candidates_;
   /// Of a join that gives left rows alone: which of them have a pair.
   RowArray<uint8> marked_;
   JoinedRows pairs_;
@@ -83,9 +78,7 @@ TableJoin::TableJoin(const JoinSide& left, const JoinSide& right, JoinKind kind,
       kind_(kind),
       admits_(admits),
       leftRows_(CountJoinRows(left, L"the left side")),
-      rightRows_(CountJoinRows(right, L"the right side")),
-      candidatesLeft_(kMostCandidatePairs),
-      candidatesRight_(kMostCandidatePairs) {
+      rightRows_(CountJoinRows(right, L"the right side")) {
   if (GivesLeftAlone()) marked_.resize(leftRows_);
   meter_.SetProgress(progress);
 }
@@ -111,12 +104,13 @@ void TableJoin::PairAll() {
   meter_.Start(RunPhase::kJoining, leftRows_);
   for (uint32 left = 0; left < leftRows_; ++left) {
     for (uint32 right = 0; right < rightRows_;) {
-      if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      if (candidates_.count == kMostCandidatePairs) TakeCandidates();
       if (NeedsNoPair(left)) break;
-      const uint32 count = std::min(kMostCandidatePairs - candidates_, rightRows_ - right);
-      std::fill_n(&candidatesLeft_[candidates_], count, left);
-      std::iota(&candidatesRight_[candidates_], &candidatesRight_[candidates_] + count, right);
-      candidates_ += count;
+      const uint32 count = std::min(kMostCandidatePairs - candidates_.count, rightRows_ - right);
+      std::fill_n(&candidates_.left[candidates_.count], count, left);
+      std::iota(&candidates_.right[candidates_.count],
+                &candidates_.right[candidates_.count] + count, right);
+      candidates_.count += count;
       right += count;
     }
     meter_.Step();
@@ -162,25 +156,25 @@ void TableJoin::PairByKeys() {
 }
 
 void TableJoin::PairBatch(const JoinTable& table, const JoinBatch& batch, const uint32* firstRows) {
-  uint32* const built = (buildsLeft_ ? candidatesLeft_ : candidatesRight_).data();
-  uint32* const probed = (buildsLeft_ ? candidatesRight_ : candidatesLeft_).data();
+  uint32* const built = (buildsLeft_ ? candidates_.left : candidates_.right).data();
+  uint32* const probed = (buildsLeft_ ? candidates_.right : candidates_.left).data();
   if (!table.HasChains()) {
-    if (candidates_ + batch.count > kMostCandidatePairs) TakeCandidates();
-    uint32 at = candidates_;
+    if (candidates_.count + batch.count > kMostCandidatePairs) TakeCandidates();
+    uint32 at = candidates_.count;
     for (uint32 i = 0; i < batch.count; ++i) {
       built[at] = firstRows[i];
       probed[at] = batch.rows[i];
       at += firstRows[i] != kNoJoinRow;
     }
-    candidates_ = at;
+    candidates_.count = at;
     return;
   }
   for (uint32 i = 0; i < batch.count; ++i) {
     for (uint32 row = firstRows[i]; row != kNoJoinRow; row = table.GetNext(row)) {
-      if (candidates_ == kMostCandidatePairs) TakeCandidates();
+      if (candidates_.count == kMostCandidatePairs) TakeCandidates();
       if (NeedsNoPair(buildsLeft_ ? row : batch.rows[i])) continue;
-      built[candidates_] = row;
-      probed[candidates_++] = batch.rows[i];
+      built[candidates_.count] = row;
+      probed[candidates_.count++] = batch.rows[i];
     }
   }
 }
@@ -196,42 +190,21 @@ void TableJoin::MarkBatch(const JoinTable& table, const JoinBatch& batch, const 
   }
 }
 
-template <class Admits>
-void TableJoin::KeepCandidates(Admits&& admits) {
-  uint32 kept = 0;
-  for (uint32 i = 0; i < candidates_; ++i) {
-    const bool isKept = admits(i);
-    candidatesLeft_[kept] = candidatesLeft_[i];
-    candidatesRight_[kept] = candidatesRight_[i];
-    kept += isKept;
-  }
-  candidates_ = kept;
-}
-
 void TableJoin::TakeCandidates() {
   Cancellation::Check();
   if (keys_ != nullptr && !keys_->AreExact()) {
-    const auto& built = buildsLeft_ ? candidatesLeft_ : candidatesRight_;
-    const auto& probed = buildsLeft_ ? candidatesRight_ : candidatesLeft_;
-    KeepCandidates([&](uint32 i) { return keys_->AreEqual(built[i], probed[i]); });
+    const auto& built = buildsLeft_ ? candidates_.left : candidates_.right;
+    const auto& probed = buildsLeft_ ? candidates_.right : candidates_.left;
+    candidates_.Keep([&](uint32 i) { return keys_->AreEqual(built[i], probed[i]); });
   }
-  if (admits_ && candidates_ != 0) {
-    admitted_.assign(candidates_, 0);
-    admits_(std::span(candidatesLeft_).first(candidates_),
-            std::span(candidatesRight_).first(candidates_), admitted_);
-    KeepCandidates([&](uint32 i) { return admitted_[i] != 0; });
-  }
+  candidates_.KeepAdmitted(admits_);
   if (GivesLeftAlone()) {
-    for (uint32 i = 0; i < candidates_; ++i) marked_[candidatesLeft_[i]] = 1;
+    for (uint32 i = 0; i < candidates_.count; ++i) marked_[candidates_.left[i]] = 1;
+    candidates_.count = 0;
   } else {
-    if (pairs_.left.size() + candidates_ > kMostJoinRows) ThrowJoinTooLarge(L"the result");
-    const auto append = [this](RowArray<uint32>& rows, const std::vector<uint32>& candidates) {
-      rows.insert(rows.end(), candidates.begin(), candidates.begin() + candidates_);
-    };
-    append(pairs_.left, candidatesLeft_);
-    append(pairs_.right, candidatesRight_);
+    if (pairs_.left.size() + candidates_.count > kMostJoinRows) ThrowJoinTooLarge(L"the result");
+    candidates_.MoveTo(pairs_);
   }
-  candidates_ = 0;
 }
 
 void TableJoin::SortByLeft() {
