@@ -9,8 +9,9 @@ class App;
 namespace sqxer {
 
 constexpr const char* kDescription =
-    "Evaluates SQL over files: a SELECT of one table, or EXPLAIN SELECT, which prints its bound "
-    "expression trees.";
+    "Evaluates SQL over files: queries of one or several tables, statements that make views, "
+    "tables "
+    "and files, and EXPLAIN, which prints bound expression trees.";
 
 /// What --help says behind the options.
 std::string MakeFooter();
