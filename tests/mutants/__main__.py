@@ -79,7 +79,7 @@ def try_all(
             left.append((number, site))
 
     def attempt(pair: tuple[int, Site]) -> tuple[int, Site, Outcome]:
-        return (*pair, try_change(pair[0], tests))
+        return (*pair, try_change(pair[0], area_of(pair[1].file), tests))
 
     with ThreadPoolExecutor(jobs) as pool:
         for done, (number, site, outcome) in enumerate(pool.map(attempt, left), 1):
@@ -115,4 +115,5 @@ def main() -> int:
     return 0 if is_enough else 1
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())
