@@ -327,7 +327,7 @@ RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& want
   return {JoinWhole(steps, TakeAll(std::move(flow)), layout), nullptr};
 }
 
-RelationRun::FlowRules RelationRun::RulesOfRight(const SqlRelation& join, const FlowRules& rules) {
+FlowRules RelationRun::RulesOfRight(const SqlRelation& join, const FlowRules& rules) {
   const bool mayFlow = join.join == Join::kInner || join.join == Join::kLeft;
   return {.tables = false, .files = mayFlow && rules.files, .canStartAgain = true};
 }
