@@ -233,10 +233,12 @@ class RelationRun final : public Catalog {
   static TableRef TakeAll(Flow flow);
   /// Has rows in memory as far as they take about so many bytes; whether these are all.
   static bool FitsMemory(Flow& flow, uint64 bytes);
-  /// What may flow to a join of its right rows, which are all taken before its first one is made.
-  static FlowRules RulesOfRight(const SqlRelation& join, const FlowRules& rules);
+  /// What may flow to a join of a side whose rows are all taken before its first one is made.
+  static FlowRules RulesOfSide(const FlowRules& rules);
+  /// The same of its left side.
+  static FlowRules RulesOfLeft(const SqlRelation& join, const FlowRules& rules);
   /// Joins both sides by way of temporary files.
-  Flow OpenSpilled(JoinSteps steps, Flow left, Flow right);
+  Flow OpenSpilled(JoinSteps steps, const JoinLayout& layout, Flow left, Flow right);
   /// The rows of a join whose sides are tables.
   TableRef JoinWhole(const JoinSteps& steps, const TableRef& left, const JoinLayout& layout);
   /// So many rows, and one chunk more, are taken before any is used.
@@ -282,6 +284,11 @@ class RelationRun final : public Catalog {
   TableSchema AddEither(Table& joined, const JoinLayout& layout,
                         const std::vector<std::size_t>& leftColumns,
                         const std::vector<std::size_t>& rightColumns);
+  /// The rows of a join, whose columns are those of the left, then of the right side, as its layout
+  /// has them.
+  TableRef ArrangeRows(Table joined, const JoinLayout& layout,
+                       const std::vector<std::size_t>& leftColumns,
+                       const std::vector<std::size_t>& rightColumns);
   /// The columns of a join in the order of its layout, as far as they were gathered, those of the
   /// left, then of the right side, then `either`, which may be null if there are none; `schema`
   /// gets what they are.

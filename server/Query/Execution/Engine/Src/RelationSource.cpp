@@ -259,7 +259,6 @@ TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
 std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
                                                              const TableRequest& wanted,
                                                              const FlowRules& rules) {
-  using Join = SqlRelation::Join;
   auto source = std::make_unique<Source>();
   source->relation = &relation;
   switch (relation.kind) {
@@ -274,10 +273,8 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
       break;
     }
     case SqlRelation::Kind::kJoin:
-      source->left = MakeSource(
-          *relation.left, wanted,
-          relation.join == Join::kInner || relation.join == Join::kLeft ? rules : FlowRules());
-      source->right = MakeSource(*relation.right, wanted, RulesOfRight(relation, rules));
+      source->left = MakeSource(*relation.left, wanted, RulesOfLeft(relation, rules));
+      source->right = MakeSource(*relation.right, wanted, RulesOfSide(rules));
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
       around_.push_back(&relation);

@@ -77,6 +77,21 @@ constexpr const char* kStatements[] = {
     "SELECT COUNT(*), SUM(id) FROM dims d JOIN facts f ON f.k = d.k",
     "SELECT COUNT(*), SUM(id) FROM facts f RIGHT JOIN dims d ON f.k = d.k",
     "SELECT COUNT(*), COUNT(id), SUM(k) FROM facts f FULL JOIN dims d USING (k)",
+    // Rows without a partner on either side, and their order.
+    "SELECT f.id, d.name, d.k FROM facts f RIGHT JOIN dims d ON f.k = d.k AND f.id % 6007 = 3",
+    "SELECT f.id, g.id, f.word FROM facts f FULL JOIN facts g ON f.id = g.id + 59990 "
+    "WHERE f.id IS NULL OR g.id IS NULL OR f.id > 59990 ORDER BY 1, 2 LIMIT 30",
+    "SELECT k, f.id, d.name FROM facts f FULL JOIN dims d USING (k) WHERE f.id % 5000 = 1 OR f.id "
+    "IS NULL",
+    "SELECT word, k, f.price, d.name FROM facts f FULL JOIN dims d USING (word, k) "
+    "WHERE d.name IS NOT NULL OR f.id > 59995",
+    "SELECT COUNT(*), COUNT(f.id), COUNT(g.id) FROM facts f FULL JOIN facts g ON f.id = g.id + 7 "
+    "AND f.k < g.k",
+    "SELECT COUNT(*), COUNT(n.k), MAX(f.id) FROM facts f RIGHT JOIN none n ON f.k = n.k",
+    "SELECT COUNT(*), COUNT(n.k), MAX(f.id) FROM none n FULL JOIN facts f ON f.k = n.k",
+    "SELECT COUNT(*), SUM(a.id) FROM facts a RIGHT JOIN facts b ON a.id = b.id * 2 LEFT JOIN dims "
+    "d "
+    "ON d.k = b.k",
     "WITH j AS (SELECT id, name FROM facts f JOIN dims d ON f.k = d.k) "
     "SELECT name, COUNT(*) FROM j JOIN ids ON ids.id = j.id GROUP BY name ORDER BY name",
     "SELECT COUNT(*) FROM (SELECT f.id FROM facts f JOIN dims d ON f.k = d.k) s JOIN ids USING "
