@@ -245,13 +245,16 @@ RelationRun::Flow RelationRun::Open(const SqlQuery& query, const FlowRules& rule
   return {SelectFrom(sql_, rows, select), nullptr};
 }
 
-RelationRun::Flow RelationRun::OpenLeaf(const SqlRelation& relation, const FlowRules& rules) {
-  Flow flow;
-  if (relation.kind == SqlRelation::Kind::kQuery && !leaves_.contains(&relation))
-    flow = Open(*relation.query, rules);
+RelationRun::Flow RelationRun::OpenLeaf(const SqlRelation& relation, const TableRequest& wanted,
+                                        const FlowRules& rules) {
+  if (relation.kind != SqlRelation::Kind::kQuery || leaves_.contains(&relation))
+    return {MakeLeaf(relation), nullptr};
+  Flow flow = OpenChosen(*relation.query, WantedOf(wanted, relation.columns), rules);
+  const bool isChosen = flow.rows != nullptr;
+  if (!isChosen) flow = Open(*relation.query, rules);
   if (!flow.rows) return {MakeLeaf(relation), nullptr};
   flow.rows = WithLeafNames(*flow.rows, relation);
-  if (!flow.rest) leaves_[&relation] = flow.rows;
+  if (!flow.rest && !isChosen) leaves_[&relation] = flow.rows;
   return flow;
 }
 

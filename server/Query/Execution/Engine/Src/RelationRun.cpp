@@ -164,15 +164,20 @@ auto RelationRun::InScopeOf(const Common& common, Action&& action) {
   }
 }
 
-RelationRun::Flow RelationRun::OpenCommon(Common& common, const FlowRules& rules) {
-  Flow flow;
-  if (common.reads == 1 && !common.rows)
-    flow = InScopeOf(common, [&] { return Open(*common.written->query, rules); });
-  if (!flow.rows) return {MakeCommon(common), nullptr};
+RelationRun::Flow RelationRun::OpenCommon(Common& common, const TableRequest& wanted,
+                                          const FlowRules& rules) {
+  if (common.rows || common.reads != 1) return {MakeCommon(common), nullptr};
   const SqlCommonTable& written = *common.written;
+  bool isChosen = false;
+  Flow flow = InScopeOf(common, [&] {
+    Flow chosen = OpenChosen(*written.query, WantedOf(wanted, written.columns), rules);
+    isChosen = chosen.rows != nullptr;
+    return isChosen ? std::move(chosen) : Open(*written.query, rules);
+  });
+  if (!flow.rows) return {MakeCommon(common), nullptr};
   flow.rows =
       WithNames(*flow.rows, written.name, {written.name}, written.columns, written.position);
-  if (!flow.rest) common.rows = flow.rows;
+  if (!flow.rest && !isChosen) common.rows = flow.rows;
   common.isOpened = true;
   return flow;
 }

@@ -46,6 +46,10 @@ class RelationRun final : public Catalog {
   /// The rows of a query that does no more than choose and compute, row by row. Without a table for
   /// any other query, and where nothing can flow: then all rows are to be made.
   Flow Open(const SqlQuery& query, const FlowRules& rules);
+  /// The rows of a query that chooses columns and rows of one table, without a copy where it
+  /// chooses columns alone; of its columns those that are wanted. Without a table for any other
+  /// query.
+  Flow OpenChosen(const SqlQuery& query, const TableRequest& wanted, const FlowRules& rules);
   /// What EXPLAIN says. Subqueries and joins are run for that, since later steps read their types.
   std::vector<XeString> Describe(const SqlQuery& query);
 
@@ -225,7 +229,7 @@ class RelationRun final : public Catalog {
   /// Whether a query does no more than choose and compute, row by row.
   static bool PassesRowsOn(const SqlQuery& query);
   /// The rows of what is neither a join nor a table by name.
-  Flow OpenLeaf(const SqlRelation& relation, const FlowRules& rules);
+  Flow OpenLeaf(const SqlRelation& relation, const TableRequest& wanted, const FlowRules& rules);
   static TableRef WithLeafNames(const Table& rows, const SqlRelation& relation);
   Flow OpenMap(Flow input, MakeRowsOf make);
   /// Has the first rows in memory: all, or more than `most`.
@@ -305,7 +309,7 @@ class RelationRun final : public Catalog {
   void CheckUnused(const SqlQuery& query);
   std::shared_ptr<Common> FindCommon(const XeString& name) const;
   TableRef MakeCommon(Common& common);
-  Flow OpenCommon(Common& common, const FlowRules& rules);
+  Flow OpenCommon(Common& common, const TableRequest& wanted, const FlowRules& rules);
   /// Does something with what a query of WITH sees.
   template <class Action>
   auto InScopeOf(const Common& common, Action&& action);

@@ -240,6 +240,11 @@ TableRequest WithReads(TableRequest wanted, const std::vector<SqlExpressionPtr>&
   return wanted;
 }
 
+TableRequest WantedOf(TableRequest wanted, const std::vector<XeString>& columns) {
+  wanted.all = wanted.all || !columns.empty();
+  return wanted;
+}
+
 TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
                              const TableRequest& wanted) {
   if (wanted.all) return wanted;
@@ -267,7 +272,7 @@ std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& 
     case SqlRelation::Kind::kSeries: {
       Flow leaf = relation.kind == SqlRelation::Kind::kTable
                       ? OpenNamed(relation, wanted, true, rules)
-                      : OpenLeaf(relation, rules);
+                      : OpenLeaf(relation, wanted, rules);
       source->table = std::move(leaf.rows);
       source->rest = std::move(leaf.rest);
       break;
@@ -330,7 +335,7 @@ RelationRun::Flow RelationRun::OpenOfSession(const SqlRelation& relation,
   };
   Flow flow;
   if (rules.files) {
-    flow.rows = session_.OpenView(relation.table, rules, relation.position, flow.rest);
+    flow.rows = session_.OpenView(relation.table, request, rules, relation.position, flow.rest);
     if (flow.rows) return flow;
     request.onePass = true;
     request.canStartAgain = rules.canStartAgain;
@@ -348,7 +353,7 @@ RelationRun::Flow RelationRun::OpenNamed(const SqlRelation& relation, const Tabl
   Flow flow;
   std::vector<XeString> tables = {relation.alias};
   if (const std::shared_ptr<Common> common = FindCommon(relation.table)) {
-    flow = OpenCommon(*common, rules);
+    flow = OpenCommon(*common, wanted, rules);
     if (relation.alias.empty()) tables = {common->written->name};
   } else {
     try {

@@ -163,9 +163,11 @@ class Session : public Catalog {
   /// reading.
   template <class Action>
   void WithinView(SessionObject& view, Action&& action);
-  /// The first rows of a view that flows to who reads it once, and the others with the place for
-  /// their errors. Null where it does not flow, or is no view.
-  std::shared_ptr<const Table> OpenView(const XeString& name, const FlowRules& rules, int position,
+  /// The rows of a view that need not be made for who reads it once: the first ones, with the
+  /// columns wanted, and the others with the place for their errors. Null for any other view, and
+  /// where it is none.
+  std::shared_ptr<const Table> OpenView(const XeString& name, const TableRequest& wanted,
+                                        const FlowRules& rules, int position,
                                         std::unique_ptr<ChunkSource>& rest);
   bool IsView(const XeString& name) const;
   /// Whether a query is run by RelationRun.

@@ -9,6 +9,7 @@
 #include "PlanError.h"
 #include "QueryRun.h"
 #include "RelationFlow.h"
+#include "RelationSource.h"
 #include "Session.h"
 #include "SqlQuery.h"
 #include "TablePath.h"
@@ -138,15 +139,20 @@ class Session::ViewFlow final : public ChunkSource {
         position_(position),
         run_(session, view_.sql, WithoutValues(session.statement_)) {}
 
-  /// The first rows; null where all are to be made at once.
-  TableRef Start(const FlowRules& rules) {
-    RelationRun::Flow flow = run_.Open(*view_.query, rules);
-    if (!flow.rest) return nullptr;
+  /// The first rows; null where all are to be made at once. `isWhole`: these are all that there is
+  /// of the view.
+  TableRef Start(const TableRequest& wanted, const FlowRules& rules, bool& isWhole) {
+    RelationRun::Flow flow = run_.OpenChosen(*view_.query, WantedOf(wanted, view_.columns), rules);
+    const bool isChosen = flow.rows != nullptr;
+    if (!isChosen) flow = run_.Open(*view_.query, rules);
+    isWhole = !isChosen && !flow.rest;
+    if (!flow.rows) return nullptr;
     Table named = *flow.rows;
     NameAs(view_, named.schema);
     rest_ = std::move(flow.rest);
     return std::make_shared<const Table>(std::move(named));
   }
+  bool HasRest() const { return rest_ != nullptr; }
   const TableChunk* Next() override {
     const TableChunk* chunk = nullptr;
     try {
@@ -166,15 +172,17 @@ class Session::ViewFlow final : public ChunkSource {
   std::unique_ptr<ChunkSource> rest_;
 };
 
-TableRef Session::OpenView(const XeString& name, const FlowRules& rules, int position,
-                           std::unique_ptr<ChunkSource>& rest) {
+TableRef Session::OpenView(const XeString& name, const TableRequest& wanted, const FlowRules& rules,
+                           int position, std::unique_ptr<ChunkSource>& rest) {
   if (!IsView(name)) return nullptr;
   SessionObject& view = objects_.at(FoldedName(name));
   if (view.rows) return nullptr;
   auto flow = std::make_unique<ViewFlow>(*this, view, position);
   TableRef rows;
-  WithinView(view, [&] { rows = flow->Start(rules); });
-  if (rows) rest = std::move(flow);
+  bool isWhole = false;
+  WithinView(view, [&] { rows = flow->Start(wanted, rules, isWhole); });
+  if (isWhole && rows) view.rows = std::make_shared<LoadedTable>(rows);
+  if (flow->HasRest()) rest = std::move(flow);
   return rows;
 }
 
