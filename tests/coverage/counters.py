@@ -9,7 +9,7 @@ import json
 import os
 import re
 import subprocess
-from collections import defaultdict
+from collections import Counter, defaultdict
 from collections.abc import Iterable, Mapping, Sequence
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass, field
@@ -67,17 +67,54 @@ def merged(instances: Iterable[Sequence[int]]) -> list[int]:
     return shapes[max(shapes)] if shapes else []
 
 
+def _indent(text: str) -> int:
+    return len(text) - len(text.lstrip())
+
+
+def instances_inside(
+    functions: Iterable[Mapping[str, Any]], texts: Sequence[str]
+) -> dict[int, int]:
+    """How many instances stand together in a line. gcov takes a lambda inside of a generic one to
+    end where it starts, and then tells the branches of all its instances side by side.
+    """
+    cut = Counter(
+        function["start_line"]
+        for function in functions
+        if function["end_line"] == function["start_line"]
+    )
+    found = {}
+    for start in sorted(cut):
+        text = texts[start - 1]
+        if text.count("{") <= text.count("}"):
+            continue
+        for number in range(start + 1, len(texts) + 1):
+            if texts[number - 1].strip() and _indent(texts[number - 1]) <= _indent(text):
+                break
+            found[number] = cut[start]
+    return found
+
+
+def parted(counts: Sequence[int], instances: int) -> list[Sequence[int]]:
+    """The branches of each of some instances side by side; of all of them where they differ."""
+    size, rest = divmod(len(counts), instances)
+    if rest or not size:
+        return [counts]
+    return [counts[start : start + size] for start in range(0, len(counts), size)]
+
+
 def source_of(entries: Iterable[Mapping[str, Any]], texts: Sequence[str]) -> Source:
     """A file as gcov tells it for each object that has code of it."""
     counts: defaultdict[int, int] = defaultdict(int)
-    instances: defaultdict[int, list[list[int]]] = defaultdict(list)
+    instances: defaultdict[int, list[Sequence[int]]] = defaultdict(list)
     functions: defaultdict[int, int] = defaultdict(int)
     for entry in entries:
+        together = instances_inside(entry["functions"], texts)
         for line in entry["lines"]:
             number = line["line_number"]
             counts[number] += line["count"]
             if not NO_CODE.fullmatch(texts[number - 1]):
-                instances[number].append(decisions(line["branches"]))
+                taken = decisions(line["branches"])
+                instances[number] += parted(taken, together.get(number, 1))
         for function in entry["functions"]:
             functions[function["start_line"]] += function["execution_count"]
     lines = {number: Line(counts[number], merged(instances[number])) for number in sorted(counts)}

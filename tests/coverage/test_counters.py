@@ -39,7 +39,7 @@ def line(number: int, count: int, *taken: int) -> dict[str, Any]:
 
 
 def entry(*lines: dict[str, Any]) -> dict[str, Any]:
-    functions = [{"start_line": 1, "execution_count": n} for n in (0, 4)]
+    functions = [{"start_line": 1, "end_line": 5, "execution_count": n} for n in (0, 4)]
     return {"lines": lines, "functions": functions}
 
 
@@ -56,3 +56,14 @@ def test_a_source_is_that_of_all_objects() -> None:
         5: counters.Line(1, [0, 1]),
     }
     assert source.functions == {1: 8}
+
+
+def test_lambdas_that_gcov_cuts_off_are_taken_apart() -> None:
+    texts = ["  f([](auto x) {", "    if (x) {", "      g();", "    }", "  });", "if (y)"]
+    short = [{"start_line": 1, "end_line": 1}] * 3
+    assert counters.instances_inside(short, texts) == {2: 3, 3: 3, 4: 3}
+    assert counters.instances_inside([{"start_line": 1, "end_line": 5}], texts) == {}
+    assert counters.instances_inside([{"start_line": 6, "end_line": 6}], texts) == {}
+    assert counters.parted([1, 0, 0, 2, 0, 0], 3) == [[1, 0], [0, 2], [0, 0]]
+    assert counters.parted([1, 0, 0], 2) == [[1, 0, 0]]
+    assert counters.parted([], 2) == [[]]
