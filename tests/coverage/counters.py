@@ -124,8 +124,10 @@ def source_of(entries: Iterable[Mapping[str, Any]], texts: Sequence[str]) -> Sou
 def entries_of(notes: Path) -> list[dict[str, Any]]:
     """Our files of one object, by its notes of coverage (.gcno) and the counters beside them."""
     command = ["gcov", "--json-format", "--branch-probabilities", "--stdout", str(notes)]
-    answer = subprocess.run(command, check=True, capture_output=True, text=True).stdout
-    return [entry for entry in json.loads(answer)["files"] if OURS.match(entry["file"])]
+    done = subprocess.run(command, capture_output=True, text=True, check=False)
+    if done.returncode != 0:
+        raise RuntimeError(f"{notes}: {done.stderr.strip()}")
+    return [entry for entry in json.loads(done.stdout)["files"] if OURS.match(entry["file"])]
 
 
 def sources_of(build: Path, texts_of: Mapping[str, Sequence[str]]) -> dict[str, Source]:

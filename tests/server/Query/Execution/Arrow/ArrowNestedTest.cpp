@@ -135,5 +135,121 @@ TEST_F(ArrowNestedTest, LiesOfSchemas) {
   EXPECT_EQ(codeOf({"+L", 1, {kNone, Raw<int64>({-1, 0})}, {number}}), 57204);
 }
 
+/// The code of the error of a table whose structures a change has spoiled.
+int CodeOf(const Spec& column, void (*change)(ArrowSchema&, ArrowArray&)) {
+  const Spec spec = TableOf({column}, column.length);
+  ArrowSchema schema = MakeSchema(spec);
+  ArrowArray array = MakeArray(spec);
+  const ArrowSchema wholeSchema = schema;
+  const ArrowArray wholeArray = array;
+  ArrowSchema& field = *schema.children[0];
+  ArrowArray& values = *array.children[0];
+  const ArrowSchema goodField = field;
+  const ArrowArray goodValues = values;
+  change(field, values);
+  // Released by hand: what was spoiled may not be there when it is.
+  schema.release = [](ArrowSchema* one) { one->release = nullptr; };
+  array.release = [](ArrowArray* one) { one->release = nullptr; };
+  int code = 0;
+  try {
+    ReadArrowTable(&schema, &array, {L"t"});
+  } catch (const ErrorMessage& error) {
+    code = static_cast<int>(error.GetCode());
+  }
+  field = goodField;
+  values = goodValues;
+  schema = wholeSchema;
+  array = wholeArray;
+  schema.release(&schema);
+  array.release(&array);
+  return code;
+}
+
+TEST_F(ArrowNestedTest, LiesOfPointers) {
+  const Spec number{"i", 1, {kNone, Raw<int32>({1})}};
+  const Spec pair{"+s", 1, {kNone}, {number}};
+  EXPECT_EQ(CodeOf(number, [](ArrowSchema&, ArrowArray&) {}), 0);
+  EXPECT_EQ(CodeOf(number, [](ArrowSchema& s, ArrowArray&) { s.release = nullptr; }), 57202);
+  EXPECT_EQ(CodeOf(number, [](ArrowSchema& s, ArrowArray&) { s.format = nullptr; }), 57202);
+  EXPECT_EQ(CodeOf(pair, [](ArrowSchema& s, ArrowArray&) { s.children = nullptr; }), 57202);
+  EXPECT_EQ(CodeOf(pair, [](ArrowSchema& s, ArrowArray&) { s.n_children = -1; }), 57202);
+  EXPECT_EQ(CodeOf(number, [](ArrowSchema&, ArrowArray& a) { a.release = nullptr; }), 57204);
+  EXPECT_EQ(CodeOf(number, [](ArrowSchema&, ArrowArray& a) { a.buffers = nullptr; }), 57204);
+  EXPECT_EQ(CodeOf(number, [](ArrowSchema&, ArrowArray& a) { a.offset = INT64_MAX; }), 57204);
+  EXPECT_EQ(CodeOf(pair, [](ArrowSchema&, ArrowArray& a) { a.children = nullptr; }), 57204);
+}
+
+TEST_F(ArrowNestedTest, FormatsEndWhereTheyShould) {
+  for (const char* const format :
+       {"ttss", "tts:", "tDss", "tDx", "tss", "d:5,1,32,", "d:x,1", "d:5,x", "d:5,1,x", "d:0,1",
+        "d:5,-39", "d:5,1,64x", "w:1x", "w:", "+w:1x", "vz"}) {
+    const Spec column{format, 0, {kNone, kNone}, {}};
+    EXPECT_EQ(CodeOf(column, [](ArrowSchema&, ArrowArray&) {}), 57203) << format;
+  }
+  // Structs and dictionaries of what cannot be read cannot either.
+  const Spec odd{"tiX", 0, {kNone, kNone}};
+  EXPECT_EQ(CodeOf({"+s", 0, {kNone}, {odd}}, [](ArrowSchema&, ArrowArray&) {}), 57203);
+  EXPECT_EQ(
+      CodeOf({"+r", 0, {}, {{"i", 0, {kNone, kNone}}, odd}}, [](ArrowSchema&, ArrowArray&) {}),
+      57203);
+  EXPECT_EQ(CodeOf({"+r", 0, {}, {{"c", 0, {kNone, kNone}}, {"i", 0, {kNone, kNone}}}},
+                   [](ArrowSchema&, ArrowArray&) {}),
+            57203);
+  EXPECT_EQ(CodeOf({"z", 0, {kNone, kNone, kNone}}, [](ArrowSchema&, ArrowArray&) {}), 57203);
+}
+
+TEST_F(ArrowNestedTest, StreamsThatBreakOff) {
+  const Spec table = TableOf({{"i", 1, {kNone, Raw<int32>({1})}}}, 1);
+  const auto codeOf = [&](auto change) {
+    ArrowArrayStream stream = MakeStream({table});
+    change(stream);
+    try {
+      ReadArrowTable(&stream, {L"t"});
+    } catch (const ErrorMessage& error) {
+      return static_cast<int>(error.GetCode());
+    } catch (const std::bad_alloc&) {
+      return ENOMEM;
+    }
+    return 0;
+  };
+  EXPECT_EQ(codeOf([](ArrowArrayStream&) {}), 0);
+  EXPECT_EQ(codeOf([](ArrowArrayStream& s) {
+              s.get_schema = [](ArrowArrayStream*, ArrowSchema* out) { return *out = {}, 0; };
+            }),
+            57202);
+  EXPECT_EQ(codeOf([](ArrowArrayStream& s) {
+              s.get_schema = [](ArrowArrayStream*, ArrowSchema*) { return ENOMEM; };
+            }),
+            ENOMEM);
+  EXPECT_EQ(codeOf([](ArrowArrayStream& s) {
+              s.get_next = [](ArrowArrayStream*, ArrowArray*) { return EIO; };
+              s.get_last_error = nullptr;
+            }),
+            57201);
+  EXPECT_EQ(codeOf([](ArrowArrayStream& s) {
+              s.get_next = [](ArrowArrayStream*, ArrowArray*) { return EIO; };
+              s.get_last_error = [](ArrowArrayStream*) -> const char* { return ""; };
+            }),
+            57201);
+  EXPECT_THROW(ReadArrowTable(static_cast<ArrowArrayStream*>(nullptr), {L"t"}), ErrorMessage);
+}
+
+TEST_F(ArrowNestedTest, TextsBeyondTheirColumn) {
+  // The dictionary has a long text that no row has, and one that a row has behind a NULL.
+  const auto part = [](const std::string& last, Bytes bits, Bytes codes) {
+    const auto size = static_cast<int32>(last.size());
+    const Spec words{"u", 2, {kNone, Raw<int32>({0, 1, 1 + size}), "a" + last}};
+    return TableOf({{"c", 2, {std::move(bits), std::move(codes)}, {}, {words}}}, 2);
+  };
+  const std::string longer(20, 'x');
+  ArrowArrayStream stream = MakeStream({part("b", kNone, Raw<int8>({0, 1})),
+                                        part(longer, Bits({false, true}), Raw<int8>({0, 0})),
+                                        part(longer, Bits({false, true}), Raw<int8>({0, 1}))});
+  ArrowChunkSource source(&stream, {L"t", false, 10});
+  EXPECT_NE(source.Next(), nullptr);
+  EXPECT_NE(source.Next(), nullptr);
+  ExpectError(57207, {L"6", L"c", L"t", L"10", XeString(20, L'x')}, [&] { source.Next(); });
+}
+
 }  // namespace
 }  // namespace sqxer::test
