@@ -116,18 +116,20 @@ RelationRun::Flow RelationRun::OpenRows(Source& source, const TableRequest& want
 RelationRun::KeyColumns RelationRun::MakeKeys(const TableRef& table, const Conditions& keys,
                                               const std::vector<XeDataType>& types) {
   KeyColumns made{table, {}};
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    const auto columns = *FindNamedColumns(*keys[i], table->schema);
-    const bool isColumn = keys[i]->kind == SqlExpression::Kind::kName &&
-                          table->schema.columns[columns[0]].type == types[i];
-    if (!isColumn) break;
-    made.columns.push_back(columns[0]);
-  }
+  const auto isColumn = [&](std::size_t key) {
+    return keys[key]->kind == SqlExpression::Kind::kName &&
+           table->schema.columns[FindNamedColumns(*keys[key], table->schema)->front()].type ==
+               types[key];
+  };
+  for (std::size_t i = 0; i < keys.size() && isColumn(i); ++i)
+    made.columns.push_back(FindNamedColumns(*keys[i], table->schema)->front());
   if (made.columns.size() == keys.size()) return made;
   SqlSelect select;
   made.columns.clear();
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    select.items.push_back({MakeSqlCast(keys[i], {types[i]}), {}, keys[i]->position});
+    // A text of a fixed length keeps its own.
+    select.items.push_back(
+        {isColumn(i) ? keys[i] : MakeSqlCast(keys[i], {types[i]}), {}, keys[i]->position});
     made.columns.push_back(i);
   }
   made.table = SelectFrom(sql_, table, std::move(select));
