@@ -9,7 +9,7 @@ CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
         bench-micro bench-python bench-spark bench-suite bench-windows faults fuzz fuzz-reader fuzz-short \
-        coverage fuzz-targets format format-check limits python-check threads tidy \
+        coverage fuzz-targets format format-check limits mutants python-check threads tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -86,6 +86,15 @@ coverage:
 	ctest --preset coverage -j $(JOBS)
 	python3 tests/coverage/branches.py build/coverage tests/coverage/explained.txt \
 	  $(if $(AREA),--gaps "$(AREA)")
+
+## Small changes of the sources, one at a time, each of which a test should notice (MOST=N: how many,
+## SEED=N: which, FILES=PATTERN: where, AGAIN=1: without those that were noticed the last time). It
+## builds a copy of its own and takes an hour; tests/mutants/README.md tells how to read it.
+mutants:
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@cmake/venv.sh libclang==16.0.6
+	PYTHONPATH=tests build/venv/bin/python -m mutants --jobs $(JOBS) $(if $(MOST),--most $(MOST)) \
+	  $(if $(SEED),--seed $(SEED)) $(if $(FILES),--files '$(FILES)') $(if $(AGAIN),--again)
 
 # A peer that cannot be installed is skipped by the suite, which says so.
 bench-suite:
@@ -196,12 +205,13 @@ python-test-spark: python
 wheel: dependencies python-venv
 	CC=cc CXX=c++ build/venv/bin/pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/wheel .
 
-## ruff and mypy over the project's Python, and the tests of the benchmark's driver and of what reads coverage.
+## ruff and mypy over the project's Python, and the tests of the benchmark's driver and of what reads coverage and
+## makes mutants.
 python-check: python-venv
 	build/venv/bin/ruff format --check
 	build/venv/bin/ruff check
 	build/venv/bin/mypy
-	build/venv/bin/pytest bench/tests tests/coverage
+	build/venv/bin/pytest bench/tests tests/coverage tests/mutants
 
 ## clang-tidy over the expression library and the platform.
 tidy: dependencies

@@ -36,6 +36,12 @@ TEST(SelectPlan, StarReadsEveryColumnAndOthersOnlyTheirOwn) {
   EXPECT_EQ(some.scanColumns, (std::vector<uint16>{0, 1}));
 }
 
+TEST(SelectPlan, ReadsTheClockWhereNoMomentIsGiven) {
+  EveryTypeCatalog catalog;
+  EXPECT_EQ(CompileStatement("SELECT i FROM t WHERE dt <= CURRENT_DATE", catalog).outputs.size(),
+            1u);
+}
+
 TEST(SelectPlan, Groups) {
   // A key is found again wherever the same computation is written.
   ExpectResults(Explain, R"(

@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "CsvDialect.h"
 #include "TextTable.h"
 #include "ValueReader.h"
 #include "server/Query/Execution/Engine/SessionTesting.h"
@@ -72,6 +73,11 @@ TEST_F(CsvTable, InfersTypesOverTheWholeFile) {
     EXPECT_EQ(TypesOf(*session.FindTable(L"t", {})), c.types);
     EXPECT_EQ(RunSql(session, "SELECT * FROM t"), c.rows);
   }
+}
+
+TEST(CsvDialect, IsFoundBesideEmptyLines) {
+  EXPECT_EQ(FindDelimiter("a;b\n\n1;2\n\n3;4\n", true), ';');
+  EXPECT_EQ(FindDelimiter("a;b\n1;2;3\n", true), ',');
 }
 
 TEST_F(CsvTable, ReadsEveryDeclaredType) {
