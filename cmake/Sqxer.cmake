@@ -39,16 +39,6 @@ if(SQXER_SANITIZE)
   endif()
 endif()
 
-# sqxer_unity(target [ALONE sources...]): with SQXER_UNITY, sources of a library are compiled eight at a
-# time, but for those that have names for themselves which others have too.
-function(sqxer_unity target)
-  cmake_parse_arguments(PARSE_ARGV 1 unity "" "" "ALONE")
-  if(SQXER_UNITY)
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
-    set_source_files_properties(${unity_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-  endif()
-endfunction()
-
 # Headers of a third party, without our warnings.
 function(sqxer_find_header variable header)
   find_path(${variable} ${header} REQUIRED)
