@@ -32,9 +32,9 @@ configure: dependencies
 dependencies:
 	@cmake/dependencies.sh
 
-## Everything but the benchmarks, built by clang with AddressSanitizer and UndefinedBehaviorSanitizer, and the tests.
+## Everything, the benchmarks too, built by clang with AddressSanitizer and UndefinedBehaviorSanitizer, and the tests.
 sanitize:
-	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev libbenchmark-dev
 	@cmake --preset sanitize >/dev/null
 	cmake --build --preset sanitize -j $(JOBS)
 	ctest --preset sanitize -j $(JOBS)
@@ -141,7 +141,7 @@ fuzz: configure
 
 ## The same with the sanitizers, always the same statements, for a minute.
 fuzz-short:
-	@cmake/dependencies.sh clang-16 libclang-rt-16-dev
+	@cmake/dependencies.sh clang-16 libclang-rt-16-dev libbenchmark-dev
 	@cmake --preset sanitize >/dev/null
 	@cmake --build --preset sanitize -j $(JOBS) --target sqxer_fuzz
 	build/sanitize/bin/sqxer_fuzz --seconds $(or $(SECONDS),60) --seed 1
