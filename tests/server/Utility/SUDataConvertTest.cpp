@@ -75,8 +75,8 @@ void CheckTexts(DataConvert_t convert, bool fromVaries, bool toVaries) {
         std::vector<uint8> target(wanted.size(), 0xEE);
         uint8 result = 9;
         unsigned long produced = 0;
-        convert({0, 0, false, plain, plain}, &source[1], static_cast<uint32>(text.size()), 0,
-                &target[1], room, result, produced);
+        convert({0, 0, false, plain, plain}, source.data() + 1, static_cast<uint32>(text.size()), 0,
+                target.data() + 1, room, result, produced);
         EXPECT_EQ(result, cut);
         EXPECT_EQ(produced, length);
         EXPECT_EQ(target, wanted);
