@@ -9,7 +9,7 @@ CLUSTERS := pyspark ray
 
 .PHONY: run test build configure dependencies sanitize bench bench-files bench-functions bench-growth \
         bench-micro bench-python bench-spark bench-suite bench-windows faults fuzz fuzz-reader fuzz-short \
-        fuzz-targets format format-check limits mutants python-check threads tidy \
+        coverage fuzz-targets format format-check limits mutants python-check threads tidy \
         python python-test python-test-clusters python-test-spark python-venv wheel docs install clean
 
 ## Build the command, and sum up the sample table.
@@ -74,6 +74,18 @@ faults: configure
 	@cmake --build --preset release -j $(JOBS) --target sqxer_faults sqxer
 	build/release/bin/sqxer_faults --command $(SQXER) --most $(or $(MOST),0) --most-cold $(or $(MOST),300) --most-of-command $(or $(MOST),0) \
 	  $(if $(CASES),--case $(CASES)) $(if $(KINDS),--kind $(KINDS))
+
+## What the tests run of lines, branches and functions, by area, from a build by g++ that counts; fails
+## where an area takes fewer branches than before (AREA=...: the lines that the tests leave
+## out of an area, or of a file). tests/coverage/README.md tells what is counted.
+coverage:
+	@cmake/dependencies.sh
+	@cmake --preset coverage >/dev/null
+	cmake --build --preset coverage -j $(JOBS)
+	@find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage -j $(JOBS)
+	python3 tests/coverage/branches.py build/coverage tests/coverage/explained.txt \
+	  $(if $(AREA),--gaps "$(AREA)")
 
 ## Small changes of the sources, one at a time, each of which a test should notice (MOST=N: how many,
 ## SEED=N: which, FILES=PATTERN: where, AGAIN=1: without those that were noticed the last time). It
@@ -193,12 +205,13 @@ python-test-spark: python
 wheel: dependencies python-venv
 	CC=cc CXX=c++ build/venv/bin/pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/wheel .
 
-## ruff and mypy over the project's Python, and the tests of the benchmark's driver and of `make mutants`.
+## ruff and mypy over the project's Python, and the tests of the benchmark's driver and of what reads coverage and
+## makes mutants.
 python-check: python-venv
 	build/venv/bin/ruff format --check
 	build/venv/bin/ruff check
 	build/venv/bin/mypy
-	build/venv/bin/pytest bench/tests tests/mutants
+	build/venv/bin/pytest bench/tests tests/coverage tests/mutants
 
 ## clang-tidy over the expression library and the platform.
 tidy: dependencies

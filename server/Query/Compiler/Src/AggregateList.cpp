@@ -66,9 +66,11 @@ XeString SourceText(const std::string& sql, const TypedExpression& call) {
 }  // namespace
 
 int AggregateList::FieldOf(const TypedExpression& aggregate) const {
-  for (const Noted& noted : aggregates_)
-    if (IsSameAggregate(*noted.aggregate, aggregate)) return noted.firstField + aggregate.index;
-  return -1;
+  const auto [first, last] = aggregatePlaces_.equal_range(HashOf(aggregate));
+  const auto known = std::find_if(first, last, [&](const auto& place) {
+    return IsSameAggregate(*aggregates_[place.second].aggregate, aggregate);
+  });
+  return known == last ? -1 : aggregates_[known->second].firstField + aggregate.index;
 }
 
 int AggregateList::Note(const TypedExpressionPtr& aggregate) {
@@ -81,17 +83,22 @@ int AggregateList::Note(const TypedExpressionPtr& aggregate) {
   };
   UInt16Vector columns = inputsOf(ColumnsOf(*aggregate));
   UInt16Vector frameColumns = inputsOf(FrameColumnsOf(*aggregate));
+  aggregatePlaces_.emplace(HashOf(*aggregate), aggregates_.size());
   aggregates_.push_back({aggregate, std::move(columns), std::move(frameColumns), fields_});
   fields_ += static_cast<int>(aggregate->function->aggregate->results.size());
   return FieldOf(*aggregate);
 }
 
 uint16 AggregateList::InputOf(const TypedExpressionPtr& expression) {
-  const auto known = std::ranges::find_if(
-      inputs_, [&](const auto& input) { return IsSameExpression(*input, *expression); });
-  const auto position = static_cast<uint16>(known - inputs_.begin());
-  if (known == inputs_.end()) inputs_.push_back(expression);
-  return position;
+  const std::size_t hash = HashOf(*expression);
+  const auto [first, last] = inputPlaces_.equal_range(hash);
+  const auto known = std::find_if(first, last, [&](const auto& place) {
+    return IsSameExpression(*inputs_[place.second], *expression);
+  });
+  if (known != last) return static_cast<uint16>(known->second);
+  inputPlaces_.emplace(hash, inputs_.size());
+  inputs_.push_back(expression);
+  return static_cast<uint16>(inputs_.size() - 1);
 }
 
 uint32 AggregateList::HeldBytesOf(const Noted& noted) const {

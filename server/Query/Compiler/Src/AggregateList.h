@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "QueryPlan.h"
@@ -34,8 +35,13 @@ class AggregateList {
   /// What an aggregate holds of each row beyond what those before it do.
   uint32 HeldBytesOf(const Noted& noted) const;
 
+  /// By their hashes: where each stands.
+  using Places = std::unordered_multimap<std::size_t, std::size_t>;
+
   TypedArguments inputs_;
+  Places inputPlaces_;
   std::vector<Noted> aggregates_;
+  Places aggregatePlaces_;
   int fields_ = 0;
 };
 

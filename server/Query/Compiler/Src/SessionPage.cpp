@@ -13,15 +13,15 @@ CREATE [OR REPLACE] VIEW name [(column, ...)] AS query
 CREATE [OR REPLACE] [TEMP] TABLE [IF NOT EXISTS] name [(column, ...)] AS query [WITH NO DATA]
 CREATE [OR REPLACE] [TEMP] TABLE [IF NOT EXISTS] name (column type, ...)
 DROP {VIEW | TABLE} [IF EXISTS] name, ...
-INSERT INTO table [(column, ...)] query
+[WITH ...] INSERT INTO table [(column, ...)] query
 COPY {table [(column, ...)] | (query)} TO 'file' [[WITH] (option, ...)]
-DESCRIBE {table | query}
+DESC[RIBE] {table | query}
 SUMMARIZE {table | query}
 SHOW TABLES
 SHOW {switch | ALL}
 SET switch {= | TO} value
 RESET {switch | ALL}
-EXPLAIN [ANALYZE | (ANALYZE [, NODES]) | ANALYZE (NODES)] {query | CREATE TABLE name AS query}
+EXPLAIN [ANALYZE | (ANALYZE [, NODES]) | ANALYZE (NODES)] {query | CREATE TABLE ... AS query | INSERT ... query}
 ```
 
 A statement that fails, or is cancelled, leaves everything as it was. The command prints nothing for one without rows.
@@ -31,9 +31,10 @@ CREATE TABLE AS), `INSERT 0 12`, `COPY 12`, `SET`.
 ## Views and tables
 
 - A view is a query by another name. It is checked when it is made, under the switches of that moment, and run when a
-  statement reads it, once for the statement, its rows kept in memory meanwhile, as those of WITH. It may read other
-  views, 64 deep, but not itself, and has no parameters. An error in it names the view, and its place is where the
-  statement does.
+  statement reads it, once for the statement, its rows kept in memory meanwhile, as those of WITH. Rows that are read
+  once, by a query that does no more than choose and compute or by a join, are not kept. A view may read other views,
+  64 deep, but not itself, and has no parameters. An error in it names the view, and its place is where the statement
+  does.
 - A table keeps its rows in memory. Its columns have the types that the query gives them, or those that are written, as
   CAST takes them. Constraints, defaults and collations are refused by name.
 - Names are found without regard to letter case. In a query a name means, in this order, a query of WITH, a view or
@@ -118,10 +119,10 @@ steps within it have: rows that came in and went out, and time. Steps of the sam
 are one line. `scan` is the reading of files, too; `write` is what taking the rows costs, without any format. The query
 runs on one thread, so that times add up: with more threads it takes less.
 
-With NODES each node of the expressions of the last SELECT tells its own time, without its operands, and its share of
-all nodes. The clock is read for one batch of rows in eight, which counts for the others, so that it costs less than
-runs differ from each other. A node that is evaluated row by row ("by rows") counts with its operands; where no batches are made
-there are no times of nodes.
+With NODES each node of the expressions tells its own time, without its operands, and its share of all nodes; those of
+a query whose rows become a table stand before the plan. The clock is read for one batch of rows in eight, which
+counts for the others, so that it costs less than runs differ from each other. A node that is evaluated row by row
+("by rows") counts with its operands; where no batches are made there are no times of nodes.
 )";
 
 }  // namespace sqxer

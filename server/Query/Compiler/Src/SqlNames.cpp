@@ -1,5 +1,7 @@
 #include "SqlNames.h"
 
+#include <algorithm>
+
 #include "FunctionTable.h"
 
 namespace sqxer {
@@ -45,6 +47,28 @@ SqlRelationPtr WithReplaced(const SqlRelationPtr& relation, const SqlReplacement
   return copy;
 }
 
+std::size_t CountReads(const SqlExpression& expression, const XeString& table) {
+  std::size_t reads = expression.query ? CountReads(*expression.query, table) : 0;
+  ForEachOperand(expression,
+                 [&](const SqlExpressionPtr& operand) { reads += CountReads(*operand, table); });
+  return reads;
+}
+
+std::size_t CountReads(const SqlRelation& relation, const XeString& table) {
+  switch (relation.kind) {
+    case SqlRelation::Kind::kTable:
+      return BaseStringUtil::IsCaseInsensitiveMatch(relation.table, table) ? 1 : 0;
+    case SqlRelation::Kind::kQuery:
+      return CountReads(*relation.query, table);
+    case SqlRelation::Kind::kSeries:
+      return 0;
+    case SqlRelation::Kind::kJoin:
+      break;
+  }
+  return CountReads(*relation.left, table) + CountReads(*relation.right, table) +
+         (relation.condition ? CountReads(*relation.condition, table) : 0);
+}
+
 }  // namespace
 
 bool HasSubquery(const SqlExpression& expression) {
@@ -79,6 +103,26 @@ bool HasWindow(const SqlSelect& select) {
   return AnyExpression(select, [](const SqlExpression& part) {
     return HasPart(part, [](const SqlExpression& call) { return call.over != nullptr; });
   });
+}
+
+std::size_t CountReads(const SqlQuery& query, const XeString& table) {
+  std::size_t reads = 0;
+  const auto look = [&](const SqlExpressionPtr& expression) {
+    if (expression) reads += CountReads(*expression, table);
+  };
+  for (const SqlCommonTable& common : query.with) reads += CountReads(*common.query, table);
+  if (query.from) reads += CountReads(*query.from, table);
+  for (const SqlQueryPtr& side : {query.left, query.right}) {
+    if (side) reads += CountReads(*side, table);
+  }
+  ForEachExpression(query.select, look);
+  for (const std::vector<SqlExpressionPtr>& row : query.values) std::ranges::for_each(row, look);
+  for (const SqlSortItem& item : query.orderBy) look(item.expression);
+  for (const SqlExpressionPtr& count :
+       {query.limit, query.offset, query.select.limit, query.select.offset}) {
+    look(count);
+  }
+  return reads;
 }
 
 SqlExpressionPtr WithReplaced(const SqlExpressionPtr& expression, const SqlReplacements& others) {

@@ -33,6 +33,10 @@ void ForEachCondition(const SqlRelation& relation, const Visit& visit) {
   ForEachCondition(*relation.right, visit);
 }
 
+/// How many times a table of a name is read in a query, or in those within it, if each of them is
+/// run once.
+std::size_t CountReads(const SqlQuery& query, const XeString& table);
+
 /// What to put in the place of some expressions.
 using SqlReplacements = std::map<const SqlExpression*, SqlExpressionPtr>;
 /// Copies with the replacements, those within subqueries included.

@@ -27,7 +27,7 @@ class QueryReader {
     SqlExpressionReader expressions(sql_, tree_, readQuery);
     RefuseOtherClauses(statement);
     auto query = std::make_shared<SqlQuery>();
-    if (statement.with_clause) ReadWith(*statement.with_clause, *query);
+    if (statement.with_clause) ReadWith(*statement.with_clause, query->with);
     if (statement.op != PG_QUERY__SET_OPERATION__SETOP_NONE) {
       ReadOperation(statement, *query);
     } else if (statement.n_values_lists) {
@@ -41,6 +41,18 @@ class QueryReader {
     query->limit = ReadOptional(expressions, statement.limit_count);
     query->offset = ReadOptional(expressions, statement.limit_offset);
     return query;
+  }
+
+  void ReadWith(const PgQuery__WithClause& with, std::vector<SqlCommonTable>& tables) const {
+    if (with.recursive) Refuse(with.location, L"WITH RECURSIVE");
+    for (std::size_t i = 0; i < with.n_ctes; ++i) {
+      const PgQuery__CommonTableExpr& table = *with.ctes[i]->common_table_expr;
+      if (table.ctequery->node_case != PG_QUERY__NODE__NODE_SELECT_STMT)
+        Refuse(table.location, L"a statement in WITH that is no SELECT");
+      tables.push_back({table.location, Wide(table.ctename),
+                        ReadNames(table.aliascolnames, table.n_aliascolnames),
+                        Read(*table.ctequery->select_stmt)});
+    }
   }
 
   /// Where a word first stands in the statement, for clauses that carry no position of their own:
@@ -103,18 +115,6 @@ class QueryReader {
       std::vector<SqlExpressionPtr>& values = query.values.emplace_back();
       for (std::size_t j = 0; j < row.n_items; ++j)
         values.push_back(expressions.Read(*row.items[j]));
-    }
-  }
-
-  void ReadWith(const PgQuery__WithClause& with, SqlQuery& query) const {
-    if (with.recursive) Refuse(with.location, L"WITH RECURSIVE");
-    for (std::size_t i = 0; i < with.n_ctes; ++i) {
-      const PgQuery__CommonTableExpr& table = *with.ctes[i]->common_table_expr;
-      if (table.ctequery->node_case != PG_QUERY__NODE__NODE_SELECT_STMT)
-        Refuse(table.location, L"a statement in WITH that is no SELECT");
-      query.with.push_back({table.location, Wide(table.ctename),
-                            ReadNames(table.aliascolnames, table.n_aliascolnames),
-                            Read(*table.ctequery->select_stmt)});
     }
   }
 
@@ -323,6 +323,15 @@ SqlQueryPtr ReadSqlQuery(const std::string& sql, const ParsedTree& tree,
   return QueryReader(sql, tree).Read(statement);
 }
 
+SqlQueryPtr WithCommonTables(const std::string& sql, const ParsedTree& tree,
+                             const PgQuery__WithClause& with, const SqlQuery& query) {
+  auto all = std::make_shared<SqlQuery>(query);
+  all->with.clear();
+  QueryReader(sql, tree).ReadWith(with, all->with);
+  all->with.insert(all->with.end(), query.with.begin(), query.with.end());
+  return all;
+}
+
 SqlStatement ParseQuery(const std::string& written) {
   std::string sql = written;
   SqlStatement result;
@@ -333,10 +342,16 @@ SqlStatement ParseQuery(const std::string& written) {
     ThrowPlanError(kSyntaxError, tree.statements->stmts[1]->stmt_location,
                    {L"one statement is planned at a time"});
   const PgQuery__Node* statement = tree.statements->stmts[0]->stmt;
+  const PgQuery__WithClause* with = nullptr;
   if (statement->node_case == PG_QUERY__NODE__NODE_EXPLAIN_STMT) {
     ReadExplain(*statement->explain_stmt, result);
     statement = statement->explain_stmt->query;
-    // Of a table that would be made, its query is what there is to tell.
+    // Of rows that would be kept, their query is what there is to tell.
+    if (statement->node_case == PG_QUERY__NODE__NODE_INSERT_STMT &&
+        statement->insert_stmt->select_stmt) {
+      with = statement->insert_stmt->with_clause;
+      statement = statement->insert_stmt->select_stmt;
+    }
     if (statement->node_case == PG_QUERY__NODE__NODE_CREATE_TABLE_AS_STMT &&
         statement->create_table_as_stmt->objtype == PG_QUERY__OBJECT_TYPE__OBJECT_TABLE) {
       statement = statement->create_table_as_stmt->query;
@@ -347,6 +362,7 @@ SqlStatement ParseQuery(const std::string& written) {
     ThrowPlanError(kStatementNotUnderstood, static_cast<int>(start), {});
   }
   result.query = QueryReader(sql, tree).Read(*statement->select_stmt);
+  if (with != nullptr) result.query = WithCommonTables(sql, tree, *with, *result.query);
   return result;
 }
 

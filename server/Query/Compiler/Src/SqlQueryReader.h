@@ -11,4 +11,8 @@ namespace sqxer {
 SqlQueryPtr ReadSqlQuery(const std::string& sql, const ParsedTree& tree,
                          const PgQuery__SelectStmt& statement);
 
+/// Puts queries of WITH before those that a query has.
+SqlQueryPtr WithCommonTables(const std::string& sql, const ParsedTree& tree,
+                             const PgQuery__WithClause& with, const SqlQuery& query);
+
 }  // namespace sqxer

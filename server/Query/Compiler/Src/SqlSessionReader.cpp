@@ -42,11 +42,35 @@ bool BeginsQuery(const Word& word) {
 /// The query behind a word of ours; a name alone means its table.
 SqlQueryPtr ReadDescribed(std::string sql, const Word& verb, const Word& next) {
   if (next.text.empty()) ThrowSyntax(next);
-  constexpr std::string_view kTable = "TABLE";
   std::fill(sql.begin() + static_cast<std::ptrdiff_t>(verb.start),
             sql.begin() + static_cast<std::ptrdiff_t>(verb.end), ' ');
-  if (!BeginsQuery(next)) sql.replace(verb.start, kTable.size(), kTable);
-  return ParseQuery(sql).query;
+  if (BeginsQuery(next)) return ParseQuery(sql).query;
+  constexpr std::string_view kTable = "TABLE ";
+  if (next.start - verb.start >= kTable.size()) {
+    sql.replace(verb.start, kTable.size(), kTable);
+    return ParseQuery(sql).query;
+  }
+  // DESC leaves no room for it: what follows stands one place further on.
+  sql.replace(verb.start, next.start - verb.start, kTable);
+  const int shift = static_cast<int>(kTable.size() - (next.start - verb.start));
+  try {
+    auto query = std::make_shared<SqlQuery>(*ParseQuery(sql).query);
+    query->select.tablePosition -= shift;
+    auto from = std::make_shared<SqlRelation>(*query->from);
+    from->position -= shift;
+    query->from = std::move(from);
+    return query;
+  } catch (const ErrorMessage& error) {
+    if (error.GetSourcePosition() == ErrorMessage::kNoPosition) throw;
+    ThrowPlanError(error.GetCode(), error.GetSourcePosition() - shift, error.GetArguments());
+  }
+}
+
+/// Whether WITH stands before an INSERT.
+bool IsInsert(const std::string& sql) {
+  const ParsedTree tree = ParseTree(sql);
+  return tree.statements->n_stmts == 1 &&
+         tree.statements->stmts[0]->stmt->node_case == PG_QUERY__NODE__NODE_INSERT_STMT;
 }
 
 /// The name of a switch.
@@ -239,7 +263,6 @@ class SessionReader {
     if (insert.relation->alias) Refuse(place, L"another name for the table of an INSERT");
     if (insert.on_conflict_clause) Refuse(place, L"ON CONFLICT");
     if (insert.n_returning_list) Refuse(place, L"RETURNING");
-    if (insert.with_clause) Refuse(place, L"WITH before INSERT (write it behind)");
     if (insert.override > PG_QUERY__OVERRIDING_KIND__OVERRIDING_NOT_SET)
       Refuse(place, L"OVERRIDING");
     if (!insert.select_stmt) Refuse(place, L"DEFAULT VALUES");
@@ -249,6 +272,8 @@ class SessionReader {
       statement.columns.push_back({Wide(column.name), column.location});
     }
     statement.query = ReadQuery(*insert.select_stmt);
+    if (insert.with_clause)
+      statement.query = WithCommonTables(sql_, tree_, *insert.with_clause, *statement.query);
     return statement;
   }
 
@@ -417,13 +442,14 @@ SqlSessionStatement ReadByGrammar(std::string sql, const Word& verb) {
 std::optional<SqlSessionStatement> ParseSessionStatement(const std::string& sql) {
   WordReader words(sql);
   const Word verb = words.Next();
-  if (verb.Is("describe")) return SqlDescribe{ReadDescribed(sql, verb, words.Next())};
+  if (verb.Is("describe") || verb.Is("desc"))
+    return SqlDescribe{ReadDescribed(sql, verb, words.Next())};
   if (verb.Is("summarize")) return SqlSummarize{ReadDescribed(sql, verb, words.Next())};
   if (verb.Is("show")) return ReadShow(sql, words);
   if (verb.Is("set")) return ReadSet(sql, words);
   if (verb.Is("reset")) return ReadReset(sql, words);
-  const bool isOfGrammar =
-      verb.Is("create") || verb.Is("drop") || verb.Is("insert") || verb.Is("copy");
+  const bool isOfGrammar = verb.Is("create") || verb.Is("drop") || verb.Is("insert") ||
+                           verb.Is("copy") || (verb.Is("with") && IsInsert(sql));
   if (!isOfGrammar) return std::nullopt;
   return ReadByGrammar(sql, verb);
 }

@@ -169,6 +169,16 @@ bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b) {
          AreSameArguments(a.arguments, b.arguments) && AreSameArguments(x.numbers, y.numbers);
 }
 
+std::size_t HashOf(const TypedExpression& expression) {
+  std::size_t hash = static_cast<std::size_t>(expression.kind);
+  const auto add = [&](std::size_t part) { hash = hash * 0x9E3779B97F4A7C15 + part; };
+  if (expression.kind == Kind::kColumn || expression.kind == Kind::kField)
+    add(static_cast<std::size_t>(expression.index));
+  add(std::hash<const void*>()(expression.function));
+  for (const TypedExpressionPtr& argument : expression.arguments) add(HashOf(*argument));
+  return hash;
+}
+
 bool ContainsAggregate(const TypedExpression& expression) {
   return Contains(expression, Kind::kAggregate) || Contains(expression, Kind::kGrouping);
 }

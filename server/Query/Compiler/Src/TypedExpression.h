@@ -142,6 +142,8 @@ bool IsSameExpression(const TypedExpression& a, const TypedExpression& b);
 bool AreSameArguments(TypedArgumentSpan a, TypedArgumentSpan b);
 /// The same aggregate, whichever of its results is meant.
 bool IsSameAggregate(const TypedExpression& a, const TypedExpression& b);
+/// Equal for what IsSameExpression, or IsSameAggregate, takes for the same.
+std::size_t HashOf(const TypedExpression& expression);
 /// Whether an aggregate over groups, or GROUPING, is part of the expression.
 bool ContainsAggregate(const TypedExpression& expression);
 bool ContainsWindow(const TypedExpression& expression);

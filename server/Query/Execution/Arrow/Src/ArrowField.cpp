@@ -105,7 +105,7 @@ void ReadDecimal(std::string_view format, ArrowField& field) {
   const std::optional<int> precision = next();
   const std::optional<int> scale = next();
   const std::optional<int> bits = rest.empty() ? 128 : next();
-  if (!precision || !scale || !bits || !rest.empty()) return;
+  if (!precision || !scale || !bits || !rest.empty() || format.ends_with(',')) return;
   const bool isWidth = *bits == 32 || *bits == 64 || *bits == 128 || *bits == 256;
   // Numbers of 38 digits with more zeros than these are beyond what decimals can be.
   if (!isWidth || *precision < 1 || *scale > kMostScale || *scale < -38) return;

@@ -40,11 +40,17 @@ TableRef RelationRun::JoinWhole(const JoinSteps& steps, const TableRef& left,
   notes_.emplace_back();
   Note(notes_.size() - 1, steps.name, steps.equalities.left.size(), left->rowCount, right->rowCount,
        joined.rowCount);
-  const TableSchema either = AddEither(joined, layout, steps.leftColumns, steps.rightColumns);
+  return ArrangeRows(std::move(joined), layout, steps.leftColumns, steps.rightColumns);
+}
+
+TableRef RelationRun::ArrangeRows(Table joined, const JoinLayout& layout,
+                                  const std::vector<std::size_t>& leftColumns,
+                                  const std::vector<std::size_t>& rightColumns) {
+  const TableSchema either = AddEither(joined, layout, leftColumns, rightColumns);
   auto arranged = std::make_shared<Table>();
   arranged->rowCount = joined.rowCount;
   const std::vector<std::size_t> places =
-      Arrange(layout, steps.leftColumns, steps.rightColumns, &either, arranged->schema);
+      Arrange(layout, leftColumns, rightColumns, &either, arranged->schema);
   for (const TableChunk& chunk : joined.chunks) {
     TableChunk& ordered = arranged->chunks.emplace_back();
     ordered.rows = chunk.rows;

@@ -11,11 +11,11 @@
 #include "Session.h"
 #include "SqlNames.h"
 #include "TableReads.h"
+#include "Utility/Instead.h"
 
 namespace sqxer {
 
-RelationRun::FlowRules RelationRun::FindFlowRules(const SqlSelect& select,
-                                                  const FlowRules& around) const {
+FlowRules RelationRun::FindFlowRules(const SqlSelect& select, const FlowRules& around) const {
   const TableRequest reads = FindTableReads(select);
   const bool isSorted = !select.orderBy.empty() || !select.distinctOn.empty();
   FlowRules rules;
@@ -226,27 +226,35 @@ bool RelationRun::PassesRowsOn(const SqlQuery& query) {
          select.orderBy.empty() && !select.limit && !select.offset && !HasSubquery(select);
 }
 
-RelationRun::Flow RelationRun::OpenLeaf(const SqlRelation& relation, const FlowRules& rules) {
-  const bool passesOn = rules.files && relation.kind == SqlRelation::Kind::kQuery &&
-                        !leaves_.contains(&relation) && PassesRowsOn(*relation.query);
-  if (!passesOn) return {MakeLeaf(relation), nullptr};
-  SqlSelect select = Settle(*relation.query, rules, true);
+RelationRun::Flow RelationRun::Open(const SqlQuery& query, const FlowRules& rules) {
+  if (!rules.files || !PassesRowsOn(query)) return {};
+  SqlSelect select = Settle(query, rules, true);
+  const TableRef rows = FindMade(select.table);
   auto rest = rests_.extract(select.table);
-  Flow flow;
-  if (rest.empty()) {
-    const TableRef made = FindMade(select.table);
-    // What errors say of a table of the session is known by its name.
-    const bool isTable = relation.query->from->kind == SqlRelation::Kind::kTable;
-    if (isTable) made_.erase(select.table);
-    if (isTable) return {MakeLeaf(relation), nullptr};
-    flow.rows = SelectFrom(sql_, made, select);
-  } else {
-    flow = OpenMap({FindMade(select.table), std::move(rest.mapped())},
-                   [this, select](const TableRef& rows) { return SelectFrom(sql_, rows, select); });
-  }
   made_.erase(select.table);
+  if (!rest.empty()) {
+    // What it looks values up in is named as the query does.
+    const auto make = [this, select, scope = scope_](const TableRef& some) {
+      const Instead named(scope_, scope);
+      return SelectFrom(sql_, some, select);
+    };
+    return OpenMap({rows, std::move(rest.mapped())}, make);
+  }
+  // What errors say of a table of the session is known by its name.
+  if (query.from->kind == SqlRelation::Kind::kTable) return {};
+  return {SelectFrom(sql_, rows, select), nullptr};
+}
+
+RelationRun::Flow RelationRun::OpenLeaf(const SqlRelation& relation, const TableRequest& wanted,
+                                        const FlowRules& rules) {
+  if (relation.kind != SqlRelation::Kind::kQuery || leaves_.contains(&relation))
+    return {MakeLeaf(relation), nullptr};
+  Flow flow = OpenChosen(*relation.query, WantedOf(wanted, relation.columns), rules);
+  const bool isChosen = flow.rows != nullptr;
+  if (!isChosen) flow = Open(*relation.query, rules);
+  if (!flow.rows) return {MakeLeaf(relation), nullptr};
   flow.rows = WithLeafNames(*flow.rows, relation);
-  if (!flow.rest) leaves_[&relation] = flow.rows;
+  if (!flow.rest && !isChosen) leaves_[&relation] = flow.rows;
   return flow;
 }
 

@@ -21,6 +21,7 @@ namespace sqxer {
 
 /// Rows of which the first ones are a table, and the others made while they are used.
 struct RelationRun::Flow {
+  /// Those that are there; null where there are none at all.
   TableRef rows;
   /// Null where there are no others.
   std::unique_ptr<ChunkSource> rest;

@@ -116,18 +116,20 @@ RelationRun::Flow RelationRun::OpenRows(Source& source, const TableRequest& want
 RelationRun::KeyColumns RelationRun::MakeKeys(const TableRef& table, const Conditions& keys,
                                               const std::vector<XeDataType>& types) {
   KeyColumns made{table, {}};
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    const auto columns = *FindNamedColumns(*keys[i], table->schema);
-    const bool isColumn = keys[i]->kind == SqlExpression::Kind::kName &&
-                          table->schema.columns[columns[0]].type == types[i];
-    if (!isColumn) break;
-    made.columns.push_back(columns[0]);
-  }
+  const auto isColumn = [&](std::size_t key) {
+    return keys[key]->kind == SqlExpression::Kind::kName &&
+           table->schema.columns[FindNamedColumns(*keys[key], table->schema)->front()].type ==
+               types[key];
+  };
+  for (std::size_t i = 0; i < keys.size() && isColumn(i); ++i)
+    made.columns.push_back(FindNamedColumns(*keys[i], table->schema)->front());
   if (made.columns.size() == keys.size()) return made;
   SqlSelect select;
   made.columns.clear();
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    select.items.push_back({MakeSqlCast(keys[i], {types[i]}), {}, keys[i]->position});
+    // A text of a fixed length keeps its own.
+    select.items.push_back(
+        {isColumn(i) ? keys[i] : MakeSqlCast(keys[i], {types[i]}), {}, keys[i]->position});
     made.columns.push_back(i);
   }
   made.table = SelectFrom(sql_, table, std::move(select));
@@ -255,17 +257,26 @@ RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& want
   ofSides.names.insert(ofSides.names.end(), join.sharedColumns.begin(), join.sharedColumns.end());
   if (!isInner) ofSides = WithReads(WithReads(std::move(ofSides), on), conditions);
   const bool flowsLeft = isInner || join.join == Join::kLeft;
-  Flow flow = OpenRows(*source.left, ofSides, leftConditions, flowsLeft ? rules : FlowRules());
+  Flow flow = OpenRows(*source.left, ofSides, leftConditions, RulesOfLeft(join, rules));
   // Errors of the first left rows come before those of right ones.
   Buffer(flow, CountFirstRows());
-  Flow rightFlow = OpenRows(*source.right, ofSides, rightConditions, RulesOfRight(join, rules));
+  Flow rightFlow = OpenRows(*source.right, ofSides, rightConditions, RulesOfSide(rules));
   const BudgetScope use(MemoryUse::kJoin);
-  FitsMemory(rightFlow,
-             StatementBudget::CapShare(Settings::Current()->GetSwitches().joinMemory_, 4));
+  const uint64 memory =
+      StatementBudget::CapShare(Settings::Current()->GetSwitches().joinMemory_, 4);
+  bool isSpilled = !FitsMemory(rightFlow, memory);
+  if (!flowsLeft) {
+    isSpilled = !FitsMemory(flow, memory) || isSpilled;
+    // Pairs are known when all rows have been: about what a pair takes, with the columns gathered.
+    constexpr uint64 kBytesOfRow = 48;
+    const uint64 bytes = (flow.rows->rowCount + rightFlow.rows->rowCount) * kBytesOfRow;
+    isSpilled = isSpilled || StatementBudget::CapShare(bytes, 1) < bytes;
+  }
   const auto hasSubquery = [](const SqlExpressionPtr& part) { return HasSubquery(*part); };
   if (std::ranges::any_of(on, hasSubquery)) {
     flow = {TakeAll(std::move(flow)), nullptr};
     rightFlow = {TakeAll(std::move(rightFlow)), nullptr};
+    isSpilled = false;
     WidenSides(on, WithReads(WithReads(ofSides, on), conditions), flow.rows, rightFlow.rows);
   }
   const TableRef left = WithoutRows(flow.rows->schema);
@@ -311,25 +322,28 @@ RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& want
                   .name = NameOf(join.join) + left->schema.name + L", " + right->schema.name};
   AddColumns(*left, steps.leftColumns, steps.gathered);
   AddColumns(*right, steps.rightColumns, steps.gathered);
-  if (flowsLeft) {
+  if (flowsLeft)
     steps.places = Arrange(layout, steps.leftColumns, steps.rightColumns, nullptr, steps.schema);
-    if (rightFlow.rest && SpilledJoin::Takes(steps))
-      return OpenSpilled(std::move(steps), std::move(flow), std::move(rightFlow));
-  }
+  const bool maySpill = SpilledJoin::Takes(steps);
+  if (isSpilled && maySpill)
+    return OpenSpilled(std::move(steps), layout, std::move(flow), std::move(rightFlow));
   steps.right = TakeAll(std::move(rightFlow));
   if (flowsLeft && MayFlow(flow, equalities.left.empty() ? 0 : steps.right->rowCount, rules)) {
     if (OpenJoinFlow(steps, flow)) return flow;
-    if (flow.rest && SpilledJoin::Takes(steps)) {
+    if (flow.rest && maySpill) {
       rightFlow = {std::exchange(steps.right, right), nullptr};
-      return OpenSpilled(std::move(steps), std::move(flow), std::move(rightFlow));
+      return OpenSpilled(std::move(steps), layout, std::move(flow), std::move(rightFlow));
     }
   }
   return {JoinWhole(steps, TakeAll(std::move(flow)), layout), nullptr};
 }
 
-RelationRun::FlowRules RelationRun::RulesOfRight(const SqlRelation& join, const FlowRules& rules) {
-  const bool mayFlow = join.join == Join::kInner || join.join == Join::kLeft;
-  return {.tables = false, .files = mayFlow && rules.files, .canStartAgain = true};
+FlowRules RelationRun::RulesOfSide(const FlowRules& rules) {
+  return {.tables = false, .files = rules.files, .canStartAgain = true};
+}
+
+FlowRules RelationRun::RulesOfLeft(const SqlRelation& join, const FlowRules& rules) {
+  return join.join == Join::kInner || join.join == Join::kLeft ? rules : RulesOfSide(rules);
 }
 
 bool RelationRun::MayFlow(Flow& left, uint64 rightRows, const FlowRules& rules) {

@@ -5,6 +5,7 @@
 #include "NameScope.h"
 #include "PlanError.h"
 #include "RelationCorrelated.h"
+#include "RelationFlow.h"
 #include "RelationSource.h"
 #include "RelationTypes.h"
 
@@ -27,7 +28,7 @@ bool HasOuterName(const SqlExpression& expression) {
 TableSchema RelationRun::FindSchema(const SqlRelation& relation, const TableRequest& wanted) {
   switch (relation.kind) {
     case SqlRelation::Kind::kTable:
-      return MakeNamed(relation, wanted, false)->schema;
+      return OpenNamed(relation, wanted, false, FlowRules()).rows->schema;
     case SqlRelation::Kind::kJoin:
       return ArrangeColumns(relation, FindSchema(*relation.left, wanted),
                             FindSchema(*relation.right, wanted))

@@ -7,6 +7,7 @@
 #include "JsonScan.h"
 #include "LazyTable.h"
 #include "PlanError.h"
+#include "RelationFlow.h"
 #include "RelationSource.h"
 #include "Session.h"
 #include "SqlNames.h"
@@ -137,6 +138,7 @@ void RelationRun::AddCommon(const SqlQuery& query) {
       common->written = &written;
       common->visible = scope_;
       common->around = around_.size();
+      common->reads = CountReads(query, written.name);
     }
     scope_.push_back(common);
   }
@@ -149,22 +151,43 @@ std::shared_ptr<RelationRun::Common> RelationRun::FindCommon(const XeString& nam
   return found == scope_.rend() ? nullptr : *found;
 }
 
-TableRef RelationRun::MakeCommon(Common& common) {
-  if (common.rows && isDry_) return WithoutRows(common.rows->schema);
-  TableRef& made = isDry_ ? common.shape : common.rows;
-  if (made) return made;
-  const Scope outer = std::exchange(scope_, common.visible);
-  const std::vector<const SqlRelation*> around = around_;
-  around_.resize(std::min(around_.size(), common.around));
-  TableRef rows;
+template <class Action>
+auto RelationRun::InScopeOf(const Common& common, Action&& action) {
+  const Instead named(scope_, common.visible);
+  const auto known = static_cast<std::ptrdiff_t>(std::min(around_.size(), common.around));
+  const Instead around(around_, {around_.begin(), around_.begin() + known});
   try {
-    rows = MakeTable(*common.written->query);
+    return action();
   } catch (const ErrorMessage&) {
     readsAround_ = std::min(readsAround_.value_or(common.around), common.around);
     throw;
   }
-  scope_ = outer;
-  around_ = around;
+}
+
+RelationRun::Flow RelationRun::OpenCommon(Common& common, const TableRequest& wanted,
+                                          const FlowRules& rules) {
+  if (common.rows || common.reads != 1) return {MakeCommon(common), nullptr};
+  const SqlCommonTable& written = *common.written;
+  bool isChosen = false;
+  Flow flow = InScopeOf(common, [&] {
+    Flow chosen = OpenChosen(*written.query, WantedOf(wanted, written.columns), rules);
+    isChosen = chosen.rows != nullptr;
+    return isChosen ? std::move(chosen) : Open(*written.query, rules);
+  });
+  if (!flow.rows) return {MakeCommon(common), nullptr};
+  flow.rows =
+      WithNames(*flow.rows, written.name, {written.name}, written.columns, written.position);
+  if (!flow.rest && !isChosen) common.rows = flow.rows;
+  common.isOpened = true;
+  return flow;
+}
+
+TableRef RelationRun::MakeCommon(Common& common) {
+  if (common.rows && isDry_) return WithoutRows(common.rows->schema);
+  TableRef& made = isDry_ ? common.shape : common.rows;
+  if (made) return made;
+  common.isOpened = true;
+  TableRef rows = InScopeOf(common, [&] { return MakeTable(*common.written->query); });
   const SqlCommonTable& written = *common.written;
   rows = WithNames(*rows, written.name, {written.name}, written.columns, written.position);
   return made = rows;
@@ -173,7 +196,7 @@ TableRef RelationRun::MakeCommon(Common& common) {
 void RelationRun::CheckUnused(const SqlQuery& query) {
   for (const SqlCommonTable& written : query.with) {
     Common& common = *common_.at(written.query.get());
-    if (common.rows) continue;
+    if (common.isOpened) continue;
     const Instead dry(isDry_, true);
     const Instead replaced(replaced_, {});
     const Instead leaves(leaves_, {});
@@ -187,7 +210,11 @@ void RelationRun::RunQuery(const SqlQuery& query, ResultSink& sink, int repeat) 
   if (query.IsSelect()) {
     const SqlSelect select = Settle(query, {.tables = repeat == 1, .files = repeat == 1});
     CheckUnused(query);
-    session_.RunSelect(sql_, select, this, sink, repeat);
+    std::vector<XeString> nodes;
+    session_.RunSelect(sql_, select, this, sink, repeat, &nodes);
+    // Of a query whose rows become a table. The plan of the statement's own comes at the end.
+    if (!nodes.empty()) notes_.push_back(L"query:");
+    for (const XeString& line : nodes) notes_.push_back(L"  " + line);
   } else {
     const TableRef rows = query.values.empty() ? MakeOperation(query) : MakeValues(query);
     CheckUnused(query);

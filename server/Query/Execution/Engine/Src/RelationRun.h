@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Catalog.h"
+#include "FlowRules.h"
 #include "QueryParameters.h"
 #include "ResultSink.h"
 #include "SqlQuery.h"
@@ -40,6 +41,15 @@ class RelationRun final : public Catalog {
   /// The columns of a query's result, found without rows. Nothing where their types hang on rows,
   /// as those of values in JSON do.
   std::optional<std::vector<ColumnInfo>> FindColumns(const SqlQuery& query);
+  // Of rows that are made while they are used: see RelationFlow.h.
+  struct Flow;
+  /// The rows of a query that does no more than choose and compute, row by row. Without a table for
+  /// any other query, and where nothing can flow: then all rows are to be made.
+  Flow Open(const SqlQuery& query, const FlowRules& rules);
+  /// The rows of a query that chooses columns and rows of one table, without a copy where it
+  /// chooses columns alone; of its columns those that are wanted. Without a table for any other
+  /// query.
+  Flow OpenChosen(const SqlQuery& query, const TableRequest& wanted, const FlowRules& rules);
   /// What EXPLAIN says. Subqueries and joins are run for that, since later steps read their types.
   std::vector<XeString> Describe(const SqlQuery& query);
 
@@ -66,27 +76,22 @@ class RelationRun final : public Catalog {
     Scope visible;
     /// How many queries there are around WITH.
     std::size_t around = 0;
+    /// How many times the statement names it.
+    std::size_t reads = 0;
     TableRef rows;
     /// Its columns, found without rows.
     TableRef shape;
+    /// Its rows have been asked for.
+    bool isOpened = false;
   };
   using Conditions = std::vector<SqlExpressionPtr>;
   /// FROM as a tree of tables.
   struct Source;
-  // Of rows that are made while they are used: see RelationFlow.h.
-  struct Flow;
   struct JoinSteps;
   class JoinFlow;
   class MapFlow;
   class SpilledJoin;
   using MakeRowsOf = std::function<TableRef(const TableRef& rows)>;
-  /// What may flow to a SELECT: rows of joins over tables in memory, and those of files that are
-  /// too large to be kept. `canStartAgain`: see TableRequest.
-  struct FlowRules {
-    bool tables = false;
-    bool files = false;
-    bool canStartAgain = false;
-  };
   // Of subqueries that read columns of a query around them: see RelationCorrelated.h.
   struct Base;
   struct Widened;
@@ -191,10 +196,12 @@ class RelationRun final : public Catalog {
   std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted,
                                      const FlowRules& rules);
   std::unique_ptr<Source> MakeSource(const SqlRelation& relation, const TableRequest& wanted);
-  /// `isRead`: with its rows. Those that need not be kept become `rest`, which is null where all
-  /// are to be.
-  TableRef MakeNamed(const SqlRelation& relation, const TableRequest& wanted, bool isRead,
-                     bool canStartAgain = false, std::unique_ptr<ChunkSource>* rest = nullptr);
+  /// What has a name, as it is named here. `isRead`: with its rows, as far as they do not flow.
+  Flow OpenNamed(const SqlRelation& relation, const TableRequest& wanted, bool isRead,
+                 const FlowRules& rules);
+  /// The same of a table of the session.
+  Flow OpenOfSession(const SqlRelation& relation, const TableRequest& wanted, bool isRead,
+                     const FlowRules& rules);
   /// The rows of what is neither a join nor a table by name, made once.
   TableRef MakeLeaf(const SqlRelation& relation);
   TableRef MakeSeries(const SqlRelation& relation);
@@ -222,7 +229,7 @@ class RelationRun final : public Catalog {
   /// Whether a query does no more than choose and compute, row by row.
   static bool PassesRowsOn(const SqlQuery& query);
   /// The rows of what is neither a join nor a table by name.
-  Flow OpenLeaf(const SqlRelation& relation, const FlowRules& rules);
+  Flow OpenLeaf(const SqlRelation& relation, const TableRequest& wanted, const FlowRules& rules);
   static TableRef WithLeafNames(const Table& rows, const SqlRelation& relation);
   Flow OpenMap(Flow input, MakeRowsOf make);
   /// Has the first rows in memory: all, or more than `most`.
@@ -230,10 +237,12 @@ class RelationRun final : public Catalog {
   static TableRef TakeAll(Flow flow);
   /// Has rows in memory as far as they take about so many bytes; whether these are all.
   static bool FitsMemory(Flow& flow, uint64 bytes);
-  /// What may flow to a join of its right rows, which are all taken before its first one is made.
-  static FlowRules RulesOfRight(const SqlRelation& join, const FlowRules& rules);
+  /// What may flow to a join of a side whose rows are all taken before its first one is made.
+  static FlowRules RulesOfSide(const FlowRules& rules);
+  /// The same of its left side.
+  static FlowRules RulesOfLeft(const SqlRelation& join, const FlowRules& rules);
   /// Joins both sides by way of temporary files.
-  Flow OpenSpilled(JoinSteps steps, Flow left, Flow right);
+  Flow OpenSpilled(JoinSteps steps, const JoinLayout& layout, Flow left, Flow right);
   /// The rows of a join whose sides are tables.
   TableRef JoinWhole(const JoinSteps& steps, const TableRef& left, const JoinLayout& layout);
   /// So many rows, and one chunk more, are taken before any is used.
@@ -279,6 +288,11 @@ class RelationRun final : public Catalog {
   TableSchema AddEither(Table& joined, const JoinLayout& layout,
                         const std::vector<std::size_t>& leftColumns,
                         const std::vector<std::size_t>& rightColumns);
+  /// The rows of a join, whose columns are those of the left, then of the right side, as its layout
+  /// has them.
+  TableRef ArrangeRows(Table joined, const JoinLayout& layout,
+                       const std::vector<std::size_t>& leftColumns,
+                       const std::vector<std::size_t>& rightColumns);
   /// The columns of a join in the order of its layout, as far as they were gathered, those of the
   /// left, then of the right side, then `either`, which may be null if there are none; `schema`
   /// gets what they are.
@@ -295,6 +309,10 @@ class RelationRun final : public Catalog {
   void CheckUnused(const SqlQuery& query);
   std::shared_ptr<Common> FindCommon(const XeString& name) const;
   TableRef MakeCommon(Common& common);
+  Flow OpenCommon(Common& common, const TableRequest& wanted, const FlowRules& rules);
+  /// Does something with what a query of WITH sees.
+  template <class Action>
+  auto InScopeOf(const Common& common, Action&& action);
   /// A name by which statements find a table.
   XeString Register(TableRef table);
   XeString Register(Flow flow);

@@ -16,8 +16,8 @@ namespace sqxer {
 SqlSelect RelationRun::Settle(const SqlQuery& query, const FlowRules& around, bool isOpened) {
   Base base = StudyQuery(query);
   SqlSelect& select = base.select;
-  const bool isMade =
-      base.from && (select.table.empty() || FindCommon(select.table) || isDry_ || isOpened);
+  const bool isMade = base.from && (select.table.empty() || FindCommon(select.table) ||
+                                    session_.IsView(select.table) || isDry_ || isOpened);
   if (isDry_ && !base.from) select.where = MakeSqlFalse();
   if (!isMade && !base.isCorrelated && base.memberships.empty()) return select;
   if (base.isCorrelated) {

@@ -240,6 +240,11 @@ TableRequest WithReads(TableRequest wanted, const std::vector<SqlExpressionPtr>&
   return wanted;
 }
 
+TableRequest WantedOf(TableRequest wanted, const std::vector<XeString>& columns) {
+  wanted.all = wanted.all || !columns.empty();
+  return wanted;
+}
+
 TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
                              const TableRequest& wanted) {
   if (wanted.all) return wanted;
@@ -259,29 +264,22 @@ TableRequest FindReadsOfKept(const SqlSelect& select, const TableSchema& schema,
 std::unique_ptr<RelationRun::Source> RelationRun::MakeSource(const SqlRelation& relation,
                                                              const TableRequest& wanted,
                                                              const FlowRules& rules) {
-  using Join = SqlRelation::Join;
   auto source = std::make_unique<Source>();
   source->relation = &relation;
   switch (relation.kind) {
     case SqlRelation::Kind::kTable:
-      if (rules.files && !FindCommon(relation.table)) {
-        source->table = MakeNamed(relation, wanted, true, rules.canStartAgain, &source->rest);
-      } else {
-        source->table = MakeNamed(relation, wanted, true);
-      }
-      break;
     case SqlRelation::Kind::kQuery:
     case SqlRelation::Kind::kSeries: {
-      Flow leaf = OpenLeaf(relation, rules);
+      Flow leaf = relation.kind == SqlRelation::Kind::kTable
+                      ? OpenNamed(relation, wanted, true, rules)
+                      : OpenLeaf(relation, wanted, rules);
       source->table = std::move(leaf.rows);
       source->rest = std::move(leaf.rest);
       break;
     }
     case SqlRelation::Kind::kJoin:
-      source->left = MakeSource(
-          *relation.left, wanted,
-          relation.join == Join::kInner || relation.join == Join::kLeft ? rules : FlowRules());
-      source->right = MakeSource(*relation.right, wanted, RulesOfRight(relation, rules));
+      source->left = MakeSource(*relation.left, wanted, RulesOfLeft(relation, rules));
+      source->right = MakeSource(*relation.right, wanted, RulesOfSide(rules));
       source->schema =
           ArrangeColumns(relation, source->left->schema, source->right->schema).GetSchema();
       around_.push_back(&relation);
@@ -326,39 +324,50 @@ TableRef RelationRun::WithLeafNames(const Table& rows, const SqlRelation& relati
                    relation.columns, relation.position);
 }
 
-TableRef RelationRun::MakeNamed(const SqlRelation& relation, const TableRequest& wanted,
-                                bool isRead, bool canStartAgain,
-                                std::unique_ptr<ChunkSource>* rest) {
-  TableRef rows;
+RelationRun::Flow RelationRun::OpenOfSession(const SqlRelation& relation,
+                                             const TableRequest& wanted, bool isRead,
+                                             const FlowRules& rules) {
+  TableRequest request;
+  request.all = wanted.all;
+  request.names = wanted.names;
+  const auto tableOf = [](const std::shared_ptr<LazyTable>& table) {
+    return TableRef(table, &table->Get());
+  };
+  Flow flow;
+  if (rules.files) {
+    flow.rows = session_.OpenView(relation.table, request, rules, relation.position, flow.rest);
+    if (flow.rows) return flow;
+    request.onePass = true;
+    request.canStartAgain = rules.canStartAgain;
+    flow.rows = tableOf(session_.OpenToFlow(relation.table, request, relation.position, flow.rest));
+    return flow;
+  }
+  const TableSchema& schema = *session_.FindTable(relation.table, request);
+  const bool hasRows = isRead && !isDry_;
+  flow.rows = hasRows ? tableOf(session_.FindOrLoad(relation.table)) : WithoutRows(schema);
+  return flow;
+}
+
+RelationRun::Flow RelationRun::OpenNamed(const SqlRelation& relation, const TableRequest& wanted,
+                                         bool isRead, const FlowRules& rules) {
+  Flow flow;
   std::vector<XeString> tables = {relation.alias};
   if (const std::shared_ptr<Common> common = FindCommon(relation.table)) {
-    rows = MakeCommon(*common);
+    flow = OpenCommon(*common, wanted, rules);
     if (relation.alias.empty()) tables = {common->written->name};
   } else {
     try {
-      TableRequest request;
-      request.all = wanted.all;
-      request.names = wanted.names;
-      if (rest != nullptr) {
-        request.onePass = true;
-        request.canStartAgain = canStartAgain;
-        const auto table = session_.OpenToFlow(relation.table, request, relation.position, *rest);
-        rows = std::shared_ptr<const Table>(table, &table->Get());
-      } else if (const TableSchema& schema = *session_.FindTable(relation.table, request);
-                 isRead && !isDry_) {
-        const std::shared_ptr<LazyTable> table = session_.FindOrLoad(relation.table);
-        rows = std::shared_ptr<const Table>(table, &table->Get());
-      } else {
-        rows = WithoutRows(schema);
-      }
+      flow = OpenOfSession(relation, wanted, isRead, rules);
     } catch (ErrorMessage& error) {
       error.SetSourcePosition(relation.position);
       throw;
     }
-    if (relation.alias.empty()) tables = {relation.table, rows->schema.name};
+    if (relation.alias.empty()) tables = {relation.table, flow.rows->schema.name};
   }
-  return WithNames(*rows, relation.alias.empty() ? rows->schema.name : relation.alias,
-                   std::move(tables), relation.columns, relation.position);
+  flow.rows =
+      WithNames(*flow.rows, relation.alias.empty() ? flow.rows->schema.name : relation.alias,
+                std::move(tables), relation.columns, relation.position);
+  return flow;
 }
 
 }  // namespace sqxer

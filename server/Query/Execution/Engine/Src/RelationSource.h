@@ -80,6 +80,8 @@ XeString DescribeJoin(const XeString& name, std::size_t keys, uint64 left, uint6
 void AddJoinReads(const SqlRelation& relation, TableRequest& wanted);
 /// With the names that conditions read, of the subqueries in them too.
 TableRequest WithReads(TableRequest wanted, const std::vector<SqlExpressionPtr>& conditions);
+/// What is wanted of a query of which the first columns are given other names.
+TableRequest WantedOf(TableRequest wanted, const std::vector<XeString>& columns);
 /// What is read of the rows for which WHERE is true: `wanted`, which is all that the query may
 /// read, without the names that only conditions have. The schema is that of FROM; where an error is
 /// to come of a name that it has not, nothing is left out.

@@ -91,6 +91,25 @@ class RunProfile {
     RunProfile* const profile_;
   };
 
+  /// A SELECT, perhaps within others, whose nodes are measured as long as it lives. The profile may
+  /// be null.
+  class SelectScope {
+   public:
+    explicit SelectScope(RunProfile* profile) : profile_(profile) {
+      if (profile_ != nullptr) ++profile_->selects_;
+    }
+    ~SelectScope() {
+      // Before the outermost one has ended no node can take the place of one of its own.
+      if (profile_ != nullptr && --profile_->selects_ == 0 && profile_->nodes_)
+        profile_->nodes_->ForgetNodes();
+    }
+    SelectScope(const SelectScope&) = delete;
+    SelectScope& operator=(const SelectScope&) = delete;
+
+   private:
+    RunProfile* const profile_;
+  };
+
   void AddRows(Step step, uint64 in, uint64 out) {
     Of(step).in += in;
     Of(step).out += out;
@@ -130,6 +149,7 @@ class RunProfile {
   RunProfile* const outer_;
   std::optional<NodeTimes> nodes_;
   std::optional<NodeTimes::Scope> nodeScope_;
+  int selects_ = 0;
   std::array<Taken, kSteps> taken_ = {};
   const Clock::time_point start_ = Clock::now();
   Clock::time_point since_ = start_;

@@ -364,9 +364,10 @@ void Session::PlanAndRun(const std::string& sql, ResultSink& sink, int repeat) {
 }
 
 void Session::RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
-                        ResultSink& sink, int repeat) {
+                        ResultSink& sink, int repeat, std::vector<XeString>* nodes) {
   RunProfile* const profile = RunProfile::Current();
   const RunProfile::Scope step(profile, RunProfile::Step::kOther);
+  const RunProfile::SelectScope nodesOf(profile);
   const Clock::time_point start = Clock::now();
   const std::chrono::nanoseconds loadBefore = timing_.load;
   Catalog& catalog = made != nullptr ? static_cast<Catalog&>(*made) : *this;
@@ -407,6 +408,8 @@ void Session::RunSelect(const std::string& sql, const SqlSelect& select, Relatio
   NullSink nobody;
   for (int i = 1; i < repeat; ++i) query.Run(nobody, runProgress_);
   query.Run(sink, runProgress_);
+  if (nodes != nullptr && profile != nullptr && profile->GetNodes() != nullptr)
+    *nodes = query.Describe(profile->GetNodes());
 }
 
 }  // namespace sqxer

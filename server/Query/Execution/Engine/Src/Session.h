@@ -29,6 +29,7 @@ struct QueryPlan;
 struct SqlSelect;
 struct SqlStatement;
 class RelationRun;
+struct FlowRules;
 
 /// Told of a file whose header looks like a row of its table.
 using HeaderWarning = std::function<void(const std::string& path)>;
@@ -141,9 +142,9 @@ class Session : public Catalog {
 
   void PlanAndRun(const std::string& sql, ResultSink& sink, int repeat);
   /// Plans and runs a SELECT over one table at most: one of `made`, which may be null, or of the
-  /// session.
+  /// session. `nodes`: gets what is known of its nodes behind the run, where they are measured.
   void RunSelect(const std::string& sql, const SqlSelect& select, RelationRun* made,
-                 ResultSink& sink, int repeat);
+                 ResultSink& sink, int repeat, std::vector<XeString>* nodes = nullptr);
   /// What EXPLAIN says of a query.
   std::vector<XeString> Describe(const std::string& sql, const SqlQuery& query);
   /// The same behind a run that is measured, and what its steps took.
@@ -157,7 +158,20 @@ class Session : public Catalog {
   /// once for a statement, unless its columns alone are asked for. Errors 57140, 57141 and 57156.
   TablePtr FindObject(const XeString& name);
   TablePtr ReadView(SessionObject& view);
-  void RunView(const SessionObject& view, ResultSink& sink);
+  class ViewFlow;
+  /// Does something that reads a view: its errors are those of a view, and its time that of
+  /// reading.
+  template <class Action>
+  void WithinView(SessionObject& view, Action&& action);
+  /// The rows of a view that need not be made for who reads it once: the first ones, with the
+  /// columns wanted, and the others with the place for their errors. Null for any other view, and
+  /// where it is none.
+  std::shared_ptr<const Table> OpenView(const XeString& name, const TableRequest& wanted,
+                                        const FlowRules& rules, int position,
+                                        std::unique_ptr<ChunkSource>& rest);
+  bool IsView(const XeString& name) const;
+  /// Whether a query is run by RelationRun.
+  bool NeedsRun(const SqlQuery& query) const;
   /// That a view can be read, when it is made. Errors of its query, and 57155.
   void CheckView(SessionObject view);
   /// Error 57151.

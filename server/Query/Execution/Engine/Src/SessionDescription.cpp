@@ -30,7 +30,7 @@ void SendLines(const std::vector<XeString>& lines, ResultSink& sink) {
 }
 
 std::vector<XeString> Session::Describe(const std::string& sql, const SqlQuery& query) {
-  if (RelationRun::IsNeeded(query)) return RelationRun(*this, sql, statement_).Describe(query);
+  if (NeedsRun(query)) return RelationRun(*this, sql, statement_).Describe(query);
   SqlSelect select = query.select;
   select.explain = true;
   PlanLines lines;

@@ -8,7 +8,8 @@
 #include "EngineError.h"
 #include "PlanError.h"
 #include "QueryRun.h"
-#include "RelationRun.h"
+#include "RelationFlow.h"
+#include "RelationSource.h"
 #include "Session.h"
 #include "SqlQuery.h"
 #include "TablePath.h"
@@ -53,17 +54,32 @@ void Rename(TableSchema& schema, const std::vector<XeString>& names) {
   for (std::size_t i = 0; i < names.size(); ++i) schema.columns[i].name = names[i];
 }
 
+void NameAs(const SessionObject& view, TableSchema& schema) {
+  schema.name = view.name;
+  Rename(schema, view.columns);
+}
+
 }  // namespace
+
+bool Session::IsView(const XeString& name) const {
+  const auto found = objects_.find(FoldedName(name));
+  return found != objects_.end() && found->second.IsView();
+}
+
+bool Session::NeedsRun(const SqlQuery& query) const {
+  // The rows of a view may flow.
+  return RelationRun::IsNeeded(query) || IsView(query.select.table);
+}
 
 void Session::RunQuery(const std::string& sql, const SqlQuery& query, ResultSink& sink,
                        int repeat) {
-  if (!RelationRun::IsNeeded(query)) return RunSelect(sql, query.select, nullptr, sink, repeat);
+  if (!NeedsRun(query)) return RunSelect(sql, query.select, nullptr, sink, repeat);
   RelationRun(*this, sql, statement_).Run(query, sink, repeat);
 }
 
 std::vector<ColumnInfo> Session::FindColumns(const std::string& sql, const SqlQuery& query) {
   const Instead noRows(areColumnsAlone_, true);
-  if (RelationRun::IsNeeded(query)) {
+  if (NeedsRun(query)) {
     if (auto columns = RelationRun(*this, sql, statement_).FindColumns(query)) return *columns;
     const Instead rows(areColumnsAlone_, false);
     ColumnSink sink;
@@ -80,20 +96,94 @@ std::vector<ColumnInfo> Session::FindColumns(const std::string& sql, const SqlQu
   return QueryRun(std::move(plan), table ? &table->Get() : nullptr).VisibleColumns();
 }
 
-void Session::RunView(const SessionObject& view, ResultSink& sink) {
+template <class Action>
+void Session::WithinView(SessionObject& view, Action&& action) {
+  if (view.isBeingRead) ThrowEngineError(kViewReadsItself, {view.name});
+  if (viewDepth_ == kMostViewDepth)
+    ThrowEngineError(kViewsTooDeep, {view.name, std::to_wstring(kMostViewDepth)});
+  const Instead reading(view.isBeingRead, true);
+  const Instead deeper(viewDepth_, viewDepth_ + 1);
   // What it reads is no part of the statement: its parameters are not seen, and a table that both
   // read may be read by each of them.
   const Instead ownParameters(statement_, WithoutValues(statement_));
   const Instead ownTables(partialTables_, {});
-  const Instead noRestart(canStartAgain_, false);
   const Timing before = timing_;
   const Clock::time_point start = Clock::now();
-  RunQuery(view.sql, *view.query, sink, 1);
+  try {
+    action();
+  } catch (const ErrorMessage& error) {
+    constexpr int kOfStatement[] = {kCancelled, kTimedOut, kViewReadsItself, kViewsTooDeep};
+    if (std::ranges::find(kOfStatement, error.GetCode()) != std::end(kOfStatement)) {
+      // The place is one of the view's own text.
+      ThrowEngineError(error.GetCode(), error.GetArguments());
+    }
+    ErrorMessage told(kInView, {view.name, error.GetText()});
+    if (error.GetRowNumber() != ErrorMessage::kNoRow) told.SetRowNumber(error.GetRowNumber());
+    for (const auto& [column, value] : error.GetInputs()) told.AddInput(column, value);
+    SUGThrow(std::move(told));
+  }
   // To the statement it is the reading of a table.
   const uint64 spilled = timing_.spilledBytes;
   timing_ = before;
   timing_.load += Clock::now() - start;
   timing_.spilledBytes = spilled;
+}
+
+/// The rows of a view, made while they are used.
+class Session::ViewFlow final : public ChunkSource {
+ public:
+  /// The session must outlive it.
+  ViewFlow(Session& session, const SessionObject& view, int position)
+      : session_(session),
+        view_(view),
+        position_(position),
+        run_(session, view_.sql, WithoutValues(session.statement_)) {}
+
+  /// The first rows; null where all are to be made at once. `isWhole`: these are all that there is
+  /// of the view.
+  TableRef Start(const TableRequest& wanted, const FlowRules& rules, bool& isWhole) {
+    RelationRun::Flow flow = run_.OpenChosen(*view_.query, WantedOf(wanted, view_.columns), rules);
+    const bool isChosen = flow.rows != nullptr;
+    if (!isChosen) flow = run_.Open(*view_.query, rules);
+    isWhole = !isChosen && !flow.rest;
+    if (!flow.rows) return nullptr;
+    Table named = *flow.rows;
+    NameAs(view_, named.schema);
+    rest_ = std::move(flow.rest);
+    return std::make_shared<const Table>(std::move(named));
+  }
+  bool HasRest() const { return rest_ != nullptr; }
+  const TableChunk* Next() override {
+    const TableChunk* chunk = nullptr;
+    try {
+      session_.WithinView(view_, [&] { chunk = rest_->Next(); });
+    } catch (ErrorMessage& error) {
+      error.SetSourcePosition(position_);
+      throw;
+    }
+    return chunk;
+  }
+
+ private:
+  Session& session_;
+  SessionObject view_;
+  const int position_;
+  RelationRun run_;
+  std::unique_ptr<ChunkSource> rest_;
+};
+
+TableRef Session::OpenView(const XeString& name, const TableRequest& wanted, const FlowRules& rules,
+                           int position, std::unique_ptr<ChunkSource>& rest) {
+  if (!IsView(name)) return nullptr;
+  SessionObject& view = objects_.at(FoldedName(name));
+  if (view.rows) return nullptr;
+  auto flow = std::make_unique<ViewFlow>(*this, view, position);
+  TableRef rows;
+  bool isWhole = false;
+  WithinView(view, [&] { rows = flow->Start(wanted, rules, isWhole); });
+  if (isWhole && rows) view.rows = std::make_shared<LoadedTable>(rows);
+  if (flow->HasRest()) rest = std::move(flow);
+  return rows;
 }
 
 Session::TablePtr Session::FindObject(const XeString& name) {
@@ -107,34 +197,18 @@ Session::TablePtr Session::FindObject(const XeString& name) {
 }
 
 Session::TablePtr Session::ReadView(SessionObject& view) {
-  if (view.isBeingRead) ThrowEngineError(kViewReadsItself, {view.name});
-  if (viewDepth_ == kMostViewDepth)
-    ThrowEngineError(kViewsTooDeep, {view.name, std::to_wstring(kMostViewDepth)});
-  const Instead reading(view.isBeingRead, true);
-  const Instead deeper(viewDepth_, viewDepth_ + 1);
   TableSink sink;
-  try {
-    Table& rows = sink.GetTable();
+  Table& rows = sink.GetTable();
+  WithinView(view, [&] {
+    const Instead noRestart(canStartAgain_, false);
     if (areColumnsAlone_) {
-      const Instead ownParameters(statement_, WithoutValues(statement_));
       rows.schema.columns = FindColumns(view.sql, *view.query);
     } else {
-      RunView(view, sink);
+      RunQuery(view.sql, *view.query, sink, 1);
     }
-    rows.schema.name = view.name;
-    Rename(rows.schema, view.columns);
-    return std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
-  } catch (const ErrorMessage& error) {
-    constexpr int kOfStatement[] = {kCancelled, kTimedOut, kViewReadsItself, kViewsTooDeep};
-    if (std::ranges::find(kOfStatement, error.GetCode()) != std::end(kOfStatement)) {
-      // The place is one of the view's own text.
-      ThrowEngineError(error.GetCode(), error.GetArguments());
-    }
-    ErrorMessage told(kInView, {view.name, error.GetText()});
-    if (error.GetRowNumber() != ErrorMessage::kNoRow) told.SetRowNumber(error.GetRowNumber());
-    for (const auto& [column, value] : error.GetInputs()) told.AddInput(column, value);
-    SUGThrow(std::move(told));
-  }
+    NameAs(view, rows.schema);
+  });
+  return std::make_shared<LoadedTable>(std::make_shared<const Table>(std::move(rows)));
 }
 
 void Session::CheckView(SessionObject view) {
@@ -167,8 +241,7 @@ void Session::CheckView(SessionObject view) {
     throw;
   }
   restore();
-  schema.name = view.name;
-  Rename(schema, view.columns);
+  NameAs(view, schema);
   RefuseSameNames(schema);
 }
 

@@ -1,6 +1,7 @@
 #include "SpilledJoin.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <utility>
@@ -15,15 +16,28 @@ namespace {
 /// Rows of the left side that are in memory at a time, and of the result.
 constexpr uint64 kRowsOfChunk = uint64{1} << 14;
 
-/// The columns of a joined row, and the number of its left row.
+bool KeepsLeft(JoinKind kind) { return kind == JoinKind::kLeft || kind == JoinKind::kFull; }
+bool KeepsRight(JoinKind kind) { return kind == JoinKind::kRight || kind == JoinKind::kFull; }
+
+/// The columns of a joined row, and by what numbers the rows are put in order: that of the left
+/// row, and of a right row without a partner, which comes behind all others.
 TableSchema ResultsOf(const TableSchema& gathered, std::size_t leftColumns, JoinKind kind) {
   TableSchema schema;
   schema.columns = gathered.columns;
-  for (std::size_t i = leftColumns; kind == JoinKind::kLeft && i < schema.columns.size(); ++i) {
-    schema.columns[i].nullable = true;
+  for (std::size_t i = 0; i < schema.columns.size(); ++i) {
+    ColumnInfo& column = schema.columns[i];
+    column.nullable = column.nullable || (i < leftColumns ? KeepsRight(kind) : KeepsLeft(kind));
   }
-  schema.columns.push_back({L"\x01row", XeUInt4Data, sizeof(uint32), 0, false});
+  for (const wchar_t* const name : {L"\x01left", L"\x01right"}) {
+    schema.columns.push_back({name, XeUInt4Data, sizeof(uint32), 0, false});
+  }
   return schema;
+}
+
+/// Of a table that SpilledSide has given: the numbers of its rows.
+const uint32* NumbersOf(const Table& table, std::size_t column) {
+  if (table.chunks.empty()) return nullptr;
+  return reinterpret_cast<const uint32*>(table.chunks.front().columns[column].values);
 }
 
 std::vector<std::size_t> Iota(std::size_t count) {
@@ -59,10 +73,12 @@ RelationRun::SpilledJoin::SpilledJoin(RelationRun& run, JoinSteps steps, Flow le
       sorter_(record_.GetSize(), timer_, false, true),
       note_(run.notes_.size()) {
   run.notes_.emplace_back();
-  KeySet row;
-  row.Add(KeyDesc(record_.GetField(results_.schema.columns.size() - 1), kAscending,
-                  KeyDesc::GetCharComparisonType()));
-  sorter_.SetRowIdSorterMetadata(row, record_.GetLayout());
+  KeySet rows;
+  const std::size_t columns = steps_.gathered.columns.size();
+  for (const std::size_t number : {columns, columns + 1}) {
+    rows.Add(KeyDesc(record_.GetField(number), kAscending, KeyDesc::GetCharComparisonType()));
+  }
+  sorter_.SetRowIdSorterMetadata(rows, record_.GetLayout());
   sorter_.SetBufferBytes(SpilledSide::GetBufferBytes());
 }
 
@@ -102,18 +118,44 @@ void RelationRun::SpilledJoin::Join() {
 void RelationRun::SpilledJoin::JoinPart(uint32 part) {
   const auto right =
       std::make_shared<const Table>(rightSide_->Take(part, std::numeric_limits<uint64>::max()));
-  JoinProbe probe({right.get(), rightSide_->GetKeyColumns()}, steps_.kind);
+  const bool keepsRight = KeepsRight(steps_.kind);
+  // Those that have a partner.
+  std::vector<uint8> paired(keepsRight ? right->rowCount : 0);
+  JoinProbe probe({right.get(), rightSide_->GetKeyColumns()},
+                  KeepsLeft(steps_.kind) ? JoinKind::kLeft : JoinKind::kInner);
   JoinedRows rows;
   for (;;) {
     const auto left = std::make_shared<const Table>(leftSide_->Take(part, kRowsOfChunk));
-    if (left->rowCount == 0) return;
+    if (left->rowCount == 0) {
+      if (keepsRight) KeepUnpaired(*left, *right, paired);
+      return;
+    }
     probe.Enter(
         {left.get(), leftSide_->GetKeyColumns()},
         run_.MakePairFilter(left, right, steps_.gathered, steps_.others,
                             Iota(steps_.leftColumns.size()), Iota(steps_.rightColumns.size())));
     while (run_.Beside(0, [&] { return probe.Next(rows); })) {
-      if (!rows.left.empty()) Keep(*left, *right, rows);
+      if (rows.left.empty()) continue;
+      Keep(*left, *right, rows);
+      for (std::size_t i = 0; keepsRight && i < rows.right.size(); ++i) {
+        if (rows.right[i] != kNoJoinRow) paired[rows.right[i]] = 1;
+      }
     }
+  }
+}
+
+void RelationRun::SpilledJoin::KeepUnpaired(const Table& none, const Table& right,
+                                            const std::vector<uint8>& paired) {
+  JoinedRows rows;
+  for (uint32 row = 0; row < paired.size(); ++row) {
+    if (!paired[row]) {
+      rows.left.push_back(kNoJoinRow);
+      rows.right.push_back(row);
+    }
+    if (rows.left.size() < kRowsOfChunk && row + 1 < paired.size()) continue;
+    if (!rows.left.empty()) Keep(none, right, rows);
+    rows.left.clear();
+    rows.right.clear();
   }
 }
 
@@ -121,16 +163,27 @@ void RelationRun::SpilledJoin::Keep(const Table& left, const Table& right, const
   TableChunk chunk;
   const std::vector<std::size_t> ofLeft = Iota(steps_.leftColumns.size());
   const std::vector<std::size_t> ofRight = Iota(steps_.rightColumns.size());
-  const std::vector<std::size_t> number = {leftSide_->GetRowColumn()};
   ColumnGather(left, ofLeft, rows.left.size()).Append(rows.left, chunk);
   if (!ofRight.empty()) ColumnGather(right, ofRight, rows.left.size()).Append(rows.right, chunk);
-  ColumnGather(left, number, rows.left.size()).Append(rows.left, chunk);
-  std::vector<uint16> all(chunk.columns.size());
+  const std::size_t columns = steps_.gathered.columns.size();
+  TableSchema gathered;
+  gathered.columns.assign(results_.schema.columns.begin(), results_.schema.columns.end() - 2);
+  std::vector<uint16> all(columns);
   std::iota(all.begin(), all.end(), uint16{0});
-  TableScan scan(results_.schema, all, record_);
+  TableScan scan(gathered, all, record_);
   scan.Enter(chunk);
+  const uint32* const leftNumbers = NumbersOf(left, leftSide_->GetRowColumn());
+  const uint32* const rightNumbers = NumbersOf(right, rightSide_->GetRowColumn());
+  const auto put = [&](std::size_t field, uint32 number) {
+    std::memcpy(record_.GetData() + record_.GetField(field).GetDataOffset(), &number,
+                sizeof number);
+  };
   for (uint64 row = 0; row < chunk.rows; ++row) {
     scan.Fill(row);
+    const bool isPaired = rows.left[row] != kNoJoinRow;
+    put(columns, isPaired ? leftNumbers[rows.left[row]] : kNoJoinRow);
+    // Pairs of one left row come in their order.
+    put(columns + 1, isPaired ? 0 : rightNumbers[rows.right[row]]);
     sorter_.SortRecord(record_.GetData());
   }
   joined_ += chunk.rows;
@@ -152,10 +205,22 @@ const TableChunk* RelationRun::SpilledJoin::Next() {
   return &chunk_;
 }
 
-RelationRun::Flow RelationRun::OpenSpilled(JoinSteps steps, Flow left, Flow right) {
+RelationRun::Flow RelationRun::OpenSpilled(JoinSteps steps, const JoinLayout& layout, Flow left,
+                                           Flow right) {
+  // Of rows that come without a left one, columns may have the value of either side.
+  const bool isArranged = !steps.schema.columns.empty();
+  if (!isArranged) {
+    steps.schema = steps.gathered;
+    steps.places = Iota(steps.gathered.columns.size());
+  }
+  const auto arrange = [this, layout, leftColumns = steps.leftColumns,
+                        rightColumns = steps.rightColumns](const TableRef& rows) {
+    return ArrangeRows(*rows, layout, leftColumns, rightColumns);
+  };
   const TableRef rows = WithoutRows(steps.schema);
-  return {rows, std::make_unique<SpilledJoin>(*this, std::move(steps), std::move(left),
-                                              std::move(right))};
+  Flow flow{rows, std::make_unique<SpilledJoin>(*this, std::move(steps), std::move(left),
+                                                std::move(right))};
+  return isArranged ? std::move(flow) : OpenMap(std::move(flow), arrange);
 }
 
 }  // namespace sqxer

@@ -23,6 +23,8 @@ class RelationRun::SpilledJoin final : public ChunkSource {
   void Spill(Flow& flow, const std::vector<std::size_t>& columns, const Conditions& keys,
              std::optional<SpilledSide>& side);
   void JoinPart(uint32 part);
+  /// The right rows of a part that have no partner; `none`: no rows of the left side.
+  void KeepUnpaired(const Table& none, const Table& right, const std::vector<uint8>& paired);
   void Keep(const Table& left, const Table& right, const JoinedRows& rows);
 
   RelationRun& run_;
@@ -32,7 +34,7 @@ class RelationRun::SpilledJoin final : public ChunkSource {
   const std::vector<XeDataType> types_;
   std::optional<SpilledSide> leftSide_;
   std::optional<SpilledSide> rightSide_;
-  /// Of a joined row: its columns, and the number of the left row.
+  /// Of a joined row: its columns, and by what numbers they are put in order.
   Table results_;
   WorkRecord record_;
   OperatorTimer timer_;

@@ -185,8 +185,7 @@ bool MomentFormat::ReadElement(std::wstring_view& format) {
   piece.letters = found->letters;
   piece.hasPoints = found->text.find(L'.') != found->text.npos;
   if (format.starts_with(L"TH") || format.starts_with(L"th")) piece.ordinal = format[0];
-  if (piece.ordinal != 0 || format.starts_with(L"SP") || format.starts_with(L"sp"))
-    format.remove_prefix(2);
+  if (piece.ordinal != 0 || format.starts_with(L"SP")) format.remove_prefix(2);
   pieces_.push_back(std::move(piece));
   return true;
 }

@@ -31,7 +31,9 @@ class SQXEREXPR_API NodeTimes {
 
   /// What a node has taken, about; null for one that no clock was read for.
   const std::chrono::nanoseconds* Find(const RExpression& node) const;
-  /// Of all nodes together.
+  /// The nodes are no more: others may come to lie where they were.
+  void ForgetNodes() { times_.clear(); }
+  /// Of all nodes together, those that are forgotten, too.
   std::chrono::nanoseconds GetWhole() const { return whole_; }
 
  private:

@@ -53,6 +53,7 @@ constexpr int kNumberTextError = 59061;
 /// What a double has for sure.
 constexpr int kDigitsOfDouble = 15;
 constexpr int kMostRoman = 3999;
+constexpr std::size_t kWidthOfExponent = 4;
 constexpr std::size_t kLongestRoman = 15;
 
 [[noreturn]] void RefuseFormat(const wchar_t* reason) {
@@ -428,12 +429,19 @@ void NumberFormat::Write(const VelmarNumber& number, XeString& out) const {
 }
 
 void NumberFormat::Write(float64 number, XeString& out) const {
-  if (isScientific_)
-    return WriteScientific(TextOf(number, std::chars_format::scientific, behind_), out);
+  if (isScientific_) {
+    // The exponent would take four places.
+    return WriteScientific(
+        std::isfinite(number)
+            ? TextOf(number, std::chars_format::scientific, behind_)
+            : std::string(before_, '#') + '.' + std::string(behind_ + kWidthOfExponent, '#'),
+        out);
+  }
   const float64 moved =
       shift_ == 0 ? number : number * std::pow(10.0, static_cast<float64>(shift_));
   if (!std::isfinite(moved)) {
-    return WriteDigits({std::signbit(moved), std::string(before_ + 1, '#'), {}}, out);
+    return WriteDigits(
+        {std::signbit(moved), std::string(before_ + 1, '#'), std::string(behind_, '#')}, out);
   }
   const auto whole = static_cast<int>(TextOf(std::fabs(moved), std::chars_format::fixed, 0).size());
   const auto behind =

@@ -76,5 +76,42 @@ TEST_F(SqliteTable, RefusesWhatItCannotRead) {
   }
 }
 
+TEST_F(SqliteTable, TellsWhatElseThereIsToNameAndHowFarItGot) {
+  const auto make = [&](const char* file, const std::string& script) {
+    sqlite3* database = nullptr;
+    EXPECT_EQ(sqlite3_open(folder_.File(file).c_str(), &database), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(database, script.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(database);
+  };
+  const auto load = [&](const char* file, bool isUntrusted, const LoadProgress& progress = {}) {
+    return LoadSqliteTable(folder_.File(file), "T", L"t", {}, isUntrusted, progress);
+  };
+  make("empty.db", "CREATE TABLE u(a); DROP TABLE u");
+  EXPECT_EQ(ErrorOf(folder_.Path(), [&] { load("empty.db", false); }),
+            "the database \"empty.db\" has no table \"T\", nor any other: name another database");
+  std::string script;
+  for (char c = 'a'; c <= 'k'; ++c) script += std::string("CREATE TABLE x") + c + "(a);";
+  make("many.db", script);
+  EXPECT_EQ(ErrorOf(folder_.Path(), [&] { load("many.db", false); }),
+            "the database \"many.db\" has no table \"T\", name one that it has: \"xa\", \"xb\", "
+            "\"xc\", \"xd\", \"xe\", \"xf\", \"xg\", \"xh\", \"xi\", \"xj\", ...");
+
+  // A name of a file may have what a URI has not.
+  constexpr const char* kOdd = "A-b_9 ?#%20\u00E4.db";
+  make(
+      kOdd,
+      "CREATE TABLE t AS WITH RECURSIVE s(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM s LIMIT 3000)"
+      " SELECT i FROM s");
+  std::vector<std::pair<uint64, uint64>> calls;
+  const Table table = load(kOdd, true, [&](uint64 done, uint64 all, bool isRows) {
+    EXPECT_TRUE(isRows);
+    calls.emplace_back(done, all);
+  });
+  EXPECT_EQ(table.rowCount, 3000U);
+  ASSERT_FALSE(calls.empty());
+  EXPECT_EQ(calls.front(), (std::pair<uint64, uint64>(1024, 6000)));
+  EXPECT_TRUE(std::ranges::is_sorted(calls));
+}
+
 }  // namespace
 }  // namespace sqxer::test
