@@ -47,8 +47,22 @@ SqlRelationPtr WithReplaced(const SqlRelationPtr& relation, const SqlReplacement
   return copy;
 }
 
+/// Whether a call looks values up in a table of this name.
+bool LooksUpIn(const SqlExpression& call, const XeString& table) {
+  const auto isTable = [&](const SqlExpressionPtr& argument) {
+    return argument->kind == SqlExpression::Kind::kName &&
+           BaseStringUtil::IsCaseInsensitiveMatch(argument->path.back(), table);
+  };
+  return call.kind == SqlExpression::Kind::kFunction &&
+         std::ranges::any_of(
+             FindFunctions(call.name),
+             [](const FunctionRow* row) { return row->lookup != FunctionRow::Lookup::kNone; }) &&
+         std::ranges::any_of(call.arguments, isTable);
+}
+
 std::size_t CountReads(const SqlExpression& expression, const XeString& table) {
   std::size_t reads = expression.query ? CountReads(*expression.query, table) : 0;
+  if (LooksUpIn(expression, table)) ++reads;
   ForEachOperand(expression,
                  [&](const SqlExpressionPtr& operand) { reads += CountReads(*operand, table); });
   return reads;
@@ -60,8 +74,12 @@ std::size_t CountReads(const SqlRelation& relation, const XeString& table) {
       return BaseStringUtil::IsCaseInsensitiveMatch(relation.table, table) ? 1 : 0;
     case SqlRelation::Kind::kQuery:
       return CountReads(*relation.query, table);
-    case SqlRelation::Kind::kSeries:
-      return 0;
+    case SqlRelation::Kind::kSeries: {
+      std::size_t reads = 0;
+      for (const SqlExpressionPtr& argument : relation.arguments)
+        reads += CountReads(*argument, table);
+      return reads;
+    }
     case SqlRelation::Kind::kJoin:
       break;
   }
@@ -107,21 +125,13 @@ bool HasWindow(const SqlSelect& select) {
 
 std::size_t CountReads(const SqlQuery& query, const XeString& table) {
   std::size_t reads = 0;
-  const auto look = [&](const SqlExpressionPtr& expression) {
-    if (expression) reads += CountReads(*expression, table);
-  };
   for (const SqlCommonTable& common : query.with) reads += CountReads(*common.query, table);
   if (query.from) reads += CountReads(*query.from, table);
   for (const SqlQueryPtr& side : {query.left, query.right}) {
     if (side) reads += CountReads(*side, table);
   }
-  ForEachExpression(query.select, look);
-  for (const std::vector<SqlExpressionPtr>& row : query.values) std::ranges::for_each(row, look);
-  for (const SqlSortItem& item : query.orderBy) look(item.expression);
-  for (const SqlExpressionPtr& count :
-       {query.limit, query.offset, query.select.limit, query.select.offset}) {
-    look(count);
-  }
+  ForEachOwnExpression(
+      query, [&](const SqlExpressionPtr& expression) { reads += CountReads(*expression, table); });
   return reads;
 }
 

@@ -25,6 +25,10 @@ void ForEachName(const SqlExpression& expression, bool isDeep, const Visit& visi
 /// The same of a whole query, its FROM and WITH left out but for the conditions of joins.
 template <class Visit>
 void ForEachName(const SqlQuery& query, const Visit& visit);
+/// Calls `visit` for the expressions of a query, those of its FROM, its WITH and the two sides of
+/// an operation left out.
+template <class Visit>
+void ForEachOwnExpression(const SqlQuery& query, const Visit& visit);
 template <class Visit>
 void ForEachCondition(const SqlRelation& relation, const Visit& visit) {
   if (relation.kind != SqlRelation::Kind::kJoin) return;
@@ -66,14 +70,10 @@ void ForEachName(const SqlExpression& expression, bool isDeep, const Visit& visi
 }
 
 template <class Visit>
-void ForEachName(const SqlQuery& query, const Visit& visit) {
+void ForEachOwnExpression(const SqlQuery& query, const Visit& visit) {
   const auto look = [&](const SqlExpressionPtr& expression) {
-    if (expression) ForEachName(*expression, true, visit);
+    if (expression) visit(expression);
   };
-  if (query.operation != SqlQuery::Operation::kNone) {
-    ForEachName(*query.left, visit);
-    ForEachName(*query.right, visit);
-  }
   for (const std::vector<SqlExpressionPtr>& row : query.values) std::ranges::for_each(row, look);
   for (const SqlSortItem& item : query.orderBy) look(item.expression);
   ForEachExpression(query.select, look);
@@ -81,6 +81,18 @@ void ForEachName(const SqlQuery& query, const Visit& visit) {
        {query.limit, query.offset, query.select.limit, query.select.offset}) {
     look(count);
   }
+}
+
+template <class Visit>
+void ForEachName(const SqlQuery& query, const Visit& visit) {
+  const auto look = [&](const SqlExpressionPtr& expression) {
+    ForEachName(*expression, true, visit);
+  };
+  if (query.operation != SqlQuery::Operation::kNone) {
+    ForEachName(*query.left, visit);
+    ForEachName(*query.right, visit);
+  }
+  ForEachOwnExpression(query, look);
   if (query.from) ForEachCondition(*query.from, look);
 }
 

@@ -23,7 +23,7 @@ bool IsColumn(const SqlSelectItem& item) {
   return item.expression->kind == SqlExpression::Kind::kName && item.expression->path.size() == 1;
 }
 
-/// By which name a column of the result is known.
+/// By which name a column of the result is known, letter case ignored.
 const XeString& NameOf(const SqlSelectItem& item) {
   return item.alias.empty() ? item.expression->path.front() : item.alias;
 }
@@ -46,7 +46,9 @@ std::optional<std::vector<std::size_t>> FindPlaces(const SqlSelect& select,
     }
     const int column = NameScope(table, SqlSelect()).FindColumn(*item.expression);
     if (column < 0 && needsAll) return std::nullopt;
-    if (column >= 0) add(static_cast<std::size_t>(column), NameOf(item));
+    if (column < 0) continue;
+    const auto place = static_cast<std::size_t>(column);
+    add(place, item.alias.empty() ? table.columns[place].name : item.alias);
   }
   std::set<XeString> names;
   const bool areNamesOnce = std::ranges::all_of(schema.columns, [&](const ColumnInfo& column) {
@@ -96,11 +98,13 @@ RelationRun::Flow RelationRun::OpenChosen(const SqlQuery& query, const TableRequ
   const TableRequest reads = WithReads(kept, conditions);
   if (reads.names.empty() && !reads.all) return {};
   Flow flow = OpenNamed(*query.from, reads, true, rules);
-  // Whatever is wrong with a name is told where all columns are made.
+  // Whatever is wrong with a name is told where all columns are made, and so is the value of a
+  // condition that reads none.
   TableSchema ignored;
-  if (!FindPlaces(select, flow.rows->schema, true, ignored)) return {};
+  Conditions others = conditions;
+  TakeConditionsOf(flow.rows->schema, others);
+  if (!others.empty() || !FindPlaces(select, flow.rows->schema, true, ignored)) return {};
   flow = OpenFilter(std::move(flow), kept, conditions);
-  if (!conditions.empty()) return {};
   TableSchema schema;
   schema.name = flow.rows->schema.name;
   // Of what was filtered the columns are left that are wanted.

@@ -326,13 +326,14 @@ RelationRun::Flow RelationRun::OpenJoin(Source& source, const TableRequest& want
     steps.places = Arrange(layout, steps.leftColumns, steps.rightColumns, nullptr, steps.schema);
   const bool maySpill = SpilledJoin::Takes(steps);
   if (isSpilled && maySpill)
-    return OpenSpilled(std::move(steps), layout, std::move(flow), std::move(rightFlow));
+    return OpenSpilled(std::move(steps), flowsLeft ? nullptr : &layout, std::move(flow),
+                       std::move(rightFlow));
   steps.right = TakeAll(std::move(rightFlow));
   if (flowsLeft && MayFlow(flow, equalities.left.empty() ? 0 : steps.right->rowCount, rules)) {
     if (OpenJoinFlow(steps, flow)) return flow;
     if (flow.rest && maySpill) {
       rightFlow = {std::exchange(steps.right, right), nullptr};
-      return OpenSpilled(std::move(steps), layout, std::move(flow), std::move(rightFlow));
+      return OpenSpilled(std::move(steps), nullptr, std::move(flow), std::move(rightFlow));
     }
   }
   return {JoinWhole(steps, TakeAll(std::move(flow)), layout), nullptr};

@@ -241,8 +241,9 @@ class RelationRun final : public Catalog {
   static FlowRules RulesOfSide(const FlowRules& rules);
   /// The same of its left side.
   static FlowRules RulesOfLeft(const SqlRelation& join, const FlowRules& rules);
-  /// Joins both sides by way of temporary files.
-  Flow OpenSpilled(JoinSteps steps, const JoinLayout& layout, Flow left, Flow right);
+  /// Joins both sides by way of temporary files. `layout`: null where the steps say how the columns
+  /// are arranged; else they are once joined, since some have the value of either side.
+  Flow OpenSpilled(JoinSteps steps, const JoinLayout* layout, Flow left, Flow right);
   /// The rows of a join whose sides are tables.
   TableRef JoinWhole(const JoinSteps& steps, const TableRef& left, const JoinLayout& layout);
   /// So many rows, and one chunk more, are taken before any is used.

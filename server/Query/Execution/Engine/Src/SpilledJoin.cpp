@@ -205,22 +205,21 @@ const TableChunk* RelationRun::SpilledJoin::Next() {
   return &chunk_;
 }
 
-RelationRun::Flow RelationRun::OpenSpilled(JoinSteps steps, const JoinLayout& layout, Flow left,
+RelationRun::Flow RelationRun::OpenSpilled(JoinSteps steps, const JoinLayout* layout, Flow left,
                                            Flow right) {
-  // Of rows that come without a left one, columns may have the value of either side.
-  const bool isArranged = !steps.schema.columns.empty();
-  if (!isArranged) {
+  if (layout != nullptr) {
     steps.schema = steps.gathered;
     steps.places = Iota(steps.gathered.columns.size());
   }
-  const auto arrange = [this, layout, leftColumns = steps.leftColumns,
-                        rightColumns = steps.rightColumns](const TableRef& rows) {
-    return ArrangeRows(*rows, layout, leftColumns, rightColumns);
-  };
+  const std::vector<std::size_t> leftColumns = steps.leftColumns;
+  const std::vector<std::size_t> rightColumns = steps.rightColumns;
   const TableRef rows = WithoutRows(steps.schema);
   Flow flow{rows, std::make_unique<SpilledJoin>(*this, std::move(steps), std::move(left),
                                                 std::move(right))};
-  return isArranged ? std::move(flow) : OpenMap(std::move(flow), arrange);
+  if (layout == nullptr) return flow;
+  return OpenMap(std::move(flow), [=, this, layout = *layout](const TableRef& joined) {
+    return ArrangeRows(*joined, layout, leftColumns, rightColumns);
+  });
 }
 
 }  // namespace sqxer

@@ -217,5 +217,37 @@ TEST_F(RelationFlow, IsDescribedWithTheRowsOfEachJoin) {
       << analyzed;
 }
 
+TEST_F(RelationFlow, ReadsOfTablesWhatIsReadOfThoseThatChooseOfThem) {
+  Session session = OpenAll(true);
+  RunSql(session, "CREATE VIEW v AS SELECT * FROM facts");
+  for (const char* const from :
+       {"v", "(SELECT word AS w, id, k FROM v) s", "(SELECT id, k FROM v WHERE id > 3) s"}) {
+    const std::string lines = RunSql(session, std::string("EXPLAIN SELECT MAX(id) FROM ") + from);
+    EXPECT_EQ(lines.find("scan "), 0u) << lines;
+  }
+  RunSql(session, "SELECT MAX(id) FROM v");
+  // The others are known by their names alone.
+  EXPECT_NE(RunSql(session, "EXPLAIN SELECT MAX(id) FROM v").find("(1 of 4 columns)"),
+            std::string::npos);
+  EXPECT_EQ(RunSql(session, "SELECT MAX(w) FROM (SELECT word AS w, id FROM v WHERE id < 4) s"),
+            "w3\n");
+}
+
+TEST_F(RelationFlow, ProfilesNodesOfQueriesThatBecomeTables) {
+  Session session = OpenAll(true);
+  const std::string lines =
+      RunSql(session,
+             "EXPLAIN ANALYZE (NODES) SELECT name, MAX(m + 1) FROM (SELECT k, MAX(id * 2) AS m "
+             "FROM facts GROUP BY k) s JOIN dims USING (k) GROUP BY name");
+  const std::size_t inner = lines.find("query:");
+  const std::size_t join = lines.find("join s, dims");
+  ASSERT_NE(inner, std::string::npos) << lines;
+  ASSERT_NE(join, std::string::npos) << lines;
+  const std::size_t product = lines.find("id * 2", inner);
+  const std::size_t time = lines.find(" ms,", product);
+  EXPECT_LT(product, time) << lines;
+  EXPECT_LT(time, join) << lines;
+}
+
 }  // namespace
 }  // namespace sqxer::test
