@@ -92,7 +92,7 @@ class Shrinking {
   bool ReplaceExpressions() {
     bool isSmaller = false;
     for (std::size_t i = 0; i < ExpressionsOf(best_.asked).size(); ++i) {
-      bool isReplaced = true;
+      bool isReplaced = !IsPart(*ExpressionsOf(best_.asked)[i]);
       while (isReplaced) {
         isReplaced = false;
         const Expression now = *ExpressionsOf(best_.asked)[i];
@@ -104,6 +104,13 @@ class Shrinking {
       }
     }
     return isSmaller;
+  }
+
+  /// Whether it is an aggregate of which parts are put together, which nothing else can be.
+  bool IsPart(const Expression& expression) const {
+    return best_.asked.oracle == Oracle::kPartsOfAggregates &&
+           std::ranges::any_of(best_.asked.statement.outputs,
+                               [&](const Expression& output) { return &output == &expression; });
   }
 
   static std::vector<Expression> ReplacementsOf(const Expression& now) {

@@ -148,17 +148,17 @@ void PrepareZone(TypedArguments& arguments) {
 }
 template <bool isFromUtc>
 std::unique_ptr<RExpression> MakeZoned(const TypedExpression& call, Operands& o) {
+  using ByDistance = std::conditional_t<isFromUtc, FromUtcByDistance, ToUtcByDistance>;
   const TypedExpression& zone = *call.arguments[1];
-  if (IsZoneOfRow(zone)) {
-    if (zone.type == XeIntervalData) {
-      return MakeFunction<std::conditional_t<isFromUtc, FromUtcByDistance, ToUtcByDistance>>(call,
-                                                                                             o);
-    }
-    return MakeFunction<std::conditional_t<isFromUtc, FromUtcByZone, ToUtcByZone>>(call, o);
+  // A NULL zone has no constants of its own: the moment is asked for as in any other row, and what
+  // is wrong in it told.
+  if (zone.IsConstant() && zone.constant.IsNull()) {
+    o[1] = std::make_unique<ConstantTypedNull>(XeIntervalData, sizeof(XeInterval));
+    return MakeFunction<ByDistance>(call, o);
   }
-  if (zone.IsConstant() && zone.constant.IsNull())
-    return std::make_unique<ConstantTypedNull>(XeDateTimeData, sizeof(XeDateTime));
-  return MakeNodeOf<AtTimeZone>(o[0], ReadZone(zone), isFromUtc);
+  if (!IsZoneOfRow(zone)) return MakeNodeOf<AtTimeZone>(o[0], ReadZone(zone), isFromUtc);
+  if (zone.type == XeIntervalData) return MakeFunction<ByDistance>(call, o);
+  return MakeFunction<std::conditional_t<isFromUtc, FromUtcByZone, ToUtcByZone>>(call, o);
 }
 
 FunctionRow Operator(const char* name, const char* form, const char* node, const char* arguments,
