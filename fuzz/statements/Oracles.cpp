@@ -49,16 +49,25 @@ std::vector<std::string> Sorted(std::vector<std::string> lines) {
   return lines;
 }
 
-/// The same statement, in other ways: all must be equal, or errors both.
-void AskInWays(Judgement& judgement, const std::string& sql, Way first,
+/// Whether a statement, or one in it, may end before it has seen all rows.
+bool EndsEarly(const Statement& statement) {
+  return !statement.limit.empty() || std::ranges::any_of(statement.query, EndsEarly);
+}
+
+/// The same statement, in other ways: all must be equal, or errors both. With `isSameError` the
+/// errors too; without it what is wrong behind the rows that LIMIT leaves may be told or not.
+void AskInWays(Judgement& judgement, const Statement& statement, Way first,
                const std::vector<Way>& others, bool isSameError) {
+  const std::string sql = statement.Sql();
   const Outcome expected = judgement.Ask(first, sql);
   if (IsOfMachine(expected)) return;
   judgement.Compared();
   for (const Way way : others) {
     const Outcome found = judgement.Ask(way, sql);
     if (IsOfMachine(found) || found == expected) continue;
-    if (found.isError && expected.isError && !isSameError) continue;
+    const bool isErrorInBoth = found.isError && expected.isError;
+    const bool isErrorInOne = found.isError != expected.isError;
+    if (!isSameError && (isErrorInBoth || (isErrorInOne && EndsEarly(statement)))) continue;
     // What a limit of memory refuses.
     if (way == Way::kTinyMemory && (found.code == kFrameTooLarge || found.code == kJoinTooLarge)) {
       continue;
@@ -310,17 +319,17 @@ Verdict Judge(const Case& asked, World& world) {
   Judgement judgement(world);
   switch (asked.oracle) {
     case Oracle::kBatches:
-      AskInWays(judgement, asked.statement.Sql(), Way::kRows,
+      AskInWays(judgement, asked.statement, Way::kRows,
                 {Way::kBatches, Way::kBatchesOfThree, Way::kBatchesOfOne, Way::kGarbage,
                  Way::kDictionaries},
                 true);
       break;
     case Oracle::kThreads:
-      AskInWays(judgement, asked.statement.Sql(), Way::kBatches, {Way::kThreads}, true);
+      AskInWays(judgement, asked.statement, Way::kBatches, {Way::kThreads}, true);
       break;
     case Oracle::kMemory:
-      AskInWays(judgement, asked.statement.Sql(), Way::kBatches,
-                {Way::kTinyMemory, Way::kNothingKept}, false);
+      AskInWays(judgement, asked.statement, Way::kBatches, {Way::kTinyMemory, Way::kNothingKept},
+                false);
       break;
     case Oracle::kConstants:
       AskConstants(judgement, asked, world.GetSurroundings().tables[0]);

@@ -69,8 +69,8 @@ refused by name.
 - DISTINCT ON keeps the first row, by ORDER BY, of those whose keys are equal. The keys are also the first
   of ORDER BY, and the rows come in their order.
 - A query with an aggregate and no GROUP BY has one group, even over no rows.
-- A column is called by its alias, else by the column or function that it is, else `?column?`. An
-  aggregate with several results appends to that name.
+- A column is called by its alias, else by the column or function that it is or converts, `case`
+  where it is one, else `?column?`. An aggregate with several results appends to that name.
 
 - `$1`, `$2`, ... are the values of `--param`, the first one `$1`. `--param int4:5` gives a type, with
   the types of `--schema`; without one the value takes the type that a CSV column of it would have,

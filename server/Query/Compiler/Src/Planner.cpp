@@ -127,6 +127,11 @@ class Planner {
   /// What a column is called without AS.
   XeString NameOf(const SqlExpression& expression) const {
     if (expression.kind == SqlExpression::Kind::kFunction) return Wide(expression.name);
+    if (expression.kind == SqlExpression::Kind::kOperator) {
+      if (expression.name == "cast" || expression.name == "try_cast")
+        return NameOf(*expression.arguments[0]);
+      if (expression.name.starts_with("case")) return L"case";
+    }
     if (expression.kind != SqlExpression::Kind::kName) return L"?column?";
     int column = scope_.FindColumn(expression);
     return column < 0 ? expression.path.back()
