@@ -121,6 +121,8 @@ TEST_F(CsvTable, RefusesBadFilesWithTheLineOfTheFirstBadRecord) {
       {"a\n-1\n", "a:uint2", 2, "has a value that the column \"a\", uint2, cannot take: \"-1\""},
       {"a\n2012-13-01\n", "a:date", 2,
        "has a value that the column \"a\", date, cannot take: \"2012-13-01\""},
+      {"a\n2012-12-01\n2012-00-01\n", "a:date", 3,
+       "has a value that the column \"a\", date, cannot take: \"2012-00-01\""},
       {"a\n 12\n9223372036854775808\n", "a:bigint", 3,
        "has a value that the column \"a\", bigint, cannot take: \"9223372036854775808\""},
       {"a\n+1\n1.0\n", "a:int8", 3,
