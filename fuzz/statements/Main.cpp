@@ -30,6 +30,7 @@ struct Options {
   uint64 seed = 1;
   /// The one case to run, if any.
   std::optional<uint64> onlyCase;
+  uint64 firstCase = 0;
   /// Shows it and does not run it.
   bool isShown = false;
   int mostFindings = 20;
@@ -270,7 +271,7 @@ int Run(const Options& options) {
   const auto begin = Clock::now();
   const auto end = begin + std::chrono::seconds(options.seconds);
   std::set<std::string> places;
-  for (uint64 next = options.onlyCase.value_or(0);
+  for (uint64 next = options.onlyCase.value_or(options.firstCase);
        Clock::now() < end && counts.findings < options.mostFindings; next = counts.current + 1) {
     std::fflush(stdout);
     const pid_t worker = fork();
@@ -291,8 +292,8 @@ int Run(const Options& options) {
 
 int Usage() {
   std::fprintf(stderr,
-               "sqxer_fuzz [--seconds N] [--seed N] [--case N | --show N] [--findings N] "
-               "[--examples DIR]\n");
+               "sqxer_fuzz [--seconds N] [--seed N] [--case N | --show N | --from N] "
+               "[--findings N] [--examples DIR]\n");
   return 2;
 }
 
@@ -320,6 +321,8 @@ int main(int count, char** arguments) {
     } else if (name == "--case" || name == "--show") {
       options.onlyCase = number;
       options.isShown = name == "--show";
+    } else if (name == "--from") {
+      options.firstCase = number;
     } else if (name == "--findings") {
       options.mostFindings = static_cast<int>(number);
     } else {

@@ -572,7 +572,8 @@ TEST_F(Batches, TakeWhatBlocksTellOfTexts) {
   // Nothing is told by rows that are not wanted.
   isDisguised_ = true;
   for (const char* const predicate :
-       {"key < 'key of a row 103000'", "key IN ('key of a row 102500', 'zz')", "few = 'f1'"}) {
+       {"key < 'key of a row 103000'", "key IN ('key of a row 102500', 'zz')", "few = 'f1'",
+        "(key = CAST(NULL AS varchar(60))) IS NULL"}) {
     ExpectEqual("SELECT COUNT(*), MIN(key) FROM ordered WHERE n > 2400 AND " +
                 std::string(predicate));
   }
