@@ -64,8 +64,16 @@ std::string EvaluateRows(Session& session) {
   Open(session, kRows, rows);
   std::string text = Joined(evaluator.Evaluate(&rows.data));
   for (const char* const value : {"abc", "a longer text than before", "\u00e5"}) {
-    const engine::Value result = evaluator.EvaluateRow(
-        {std::int64_t{3}, "k", std::int64_t{50}, 0.5, value, "2024-02-03", "2024-02-03 04:05:06"});
+    // One by one: g++ 12 ends the process when a member of a list in braces has no memory.
+    std::vector<engine::Value> row;
+    row.emplace_back(std::int64_t{3});
+    row.emplace_back("k");
+    row.emplace_back(std::int64_t{50});
+    row.emplace_back(0.5);
+    for (const char* const word : {value, "2024-02-03", "2024-02-03 04:05:06"}) {
+      row.emplace_back(word);
+    }
+    const engine::Value result = evaluator.EvaluateRow(row);
     text += std::get<std::string>(result) + "\n";
   }
   return text;
