@@ -64,7 +64,7 @@ std::string EvaluateRows(Session& session) {
   Open(session, kRows, rows);
   std::string text = Joined(evaluator.Evaluate(&rows.data));
   for (const char* const value : {"abc", "a longer text than before", "\u00e5"}) {
-    // One by one: g++ 12 ends the process when a member of a list in braces has no memory.
+    // One by one: built by g++ 12, a list in braces ended the process when a member had no memory.
     std::vector<engine::Value> row;
     row.emplace_back(std::int64_t{3});
     row.emplace_back("k");
