@@ -30,6 +30,7 @@ struct Options {
   uint64 seed = 1;
   /// The one case to run, if any.
   std::optional<uint64> onlyCase;
+  /// The one to begin with where all are run.
   uint64 firstCase = 0;
   /// Shows it and does not run it.
   bool isShown = false;

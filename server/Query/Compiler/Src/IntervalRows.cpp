@@ -150,8 +150,7 @@ template <bool isFromUtc>
 std::unique_ptr<RExpression> MakeZoned(const TypedExpression& call, Operands& o) {
   using ByDistance = std::conditional_t<isFromUtc, FromUtcByDistance, ToUtcByDistance>;
   const TypedExpression& zone = *call.arguments[1];
-  // A NULL zone has no constants of its own: the moment is asked for as in any other row, and what
-  // is wrong in it told.
+  // The moment is evaluated as beside a NULL zone of a row, and what is wrong in it told.
   if (zone.IsConstant() && zone.constant.IsNull()) {
     o[1] = std::make_unique<ConstantTypedNull>(XeIntervalData, sizeof(XeInterval));
     return MakeFunction<ByDistance>(call, o);

@@ -128,8 +128,7 @@ class Planner {
   XeString NameOf(const SqlExpression& expression) const {
     if (expression.kind == SqlExpression::Kind::kFunction) return Wide(expression.name);
     if (expression.kind == SqlExpression::Kind::kOperator) {
-      if (expression.name == "cast" || expression.name == "try_cast")
-        return NameOf(*expression.arguments[0]);
+      if (expression.name == "cast") return NameOf(*expression.arguments[0]);
       if (expression.name.starts_with("case")) return L"case";
     }
     if (expression.kind != SqlExpression::Kind::kName) return L"?column?";

@@ -258,6 +258,15 @@ inline BatchRows RowsOf(const BatchVector& vector, const BatchRows& rows) {
   return vector.isConstant ? FirstRow(rows) : rows;
 }
 
+/// The same for what IntersectValidity has put together of several operands: none where one of them
+/// is NULL for all rows, since the first row of the others, which would stand for all, may not have
+/// been wanted.
+inline BatchRows RowsOfAll(const BatchVector& vector, const BatchRows& rows) {
+  BatchRows wanted = RowsOf(vector, rows);
+  if (vector.isConstant && vector.IsNull(0)) wanted.count = 0;
+  return wanted;
+}
+
 /// What a node costs that does little more than its operands, and cannot fail.
 template <class... Operands>
 BatchCost CostOfAll(Operands&... operands) {
@@ -274,7 +283,7 @@ bool EvalPairBatch(RExpression& left, RExpression& right, const BatchRows& rows,
   if (!EvaluateBatch(left, rows, a) || !EvaluateBatch(right, rows, b)) return false;
   out = BatchVector();
   IntersectValidity(a, b, rows, buffers.Validity(), out);
-  return combine(a, b, RowsOf(out, rows), out);
+  return combine(a, b, RowsOfAll(out, rows), out);
 }
 
 /// The same as FindBounds of a vector of integers of one scale.

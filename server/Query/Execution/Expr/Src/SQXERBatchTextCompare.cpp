@@ -94,9 +94,8 @@ int CompareByteTexts(const BatchText& a, const BatchText& b) {
 void CompareTextVectors(CharCompareFunc_t compare, const BatchVector& left,
                         const BatchVector& right, const BatchRows& rows, BatchBuffers& buffers,
                         int8* signs) {
-  // What stands in the first row, which stands for all then, may not have been asked for.
-  const auto isNull = [](const BatchVector& texts) { return texts.isConstant && texts.IsNull(0); };
-  if (isNull(left) || isNull(right)) return;
+  // A constant that is NULL has no text.
+  if (rows.GetWanted() == 0) return;
   if (compare.IsByCodePoint() && TryCompareBytes(left, right, rows, buffers, signs)) return;
   rows.ForEach([&](uint32 row) {
     if (left.IsNull(row) || right.IsNull(row)) return;

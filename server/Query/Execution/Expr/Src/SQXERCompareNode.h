@@ -75,7 +75,7 @@ bool EvalBetweenBatch(RExpression& compareOp, RExpression& lowOp, RExpression& h
   uint8* const values = buffers.Values<uint8>();
   out = BatchVector();
   IntersectValidity(value, low, high, rows, buffers.Validity(), out);
-  const BatchRows wanted = RowsOf(out, rows);
+  const BatchRows wanted = RowsOfAll(out, rows);
   atMost(low, value, wanted, buffers.Truths(0));
   atMost(value, high, wanted, buffers.Truths(1));
   MapPairs(buffers.Truths(0), false, buffers.Truths(1), false, values, wanted,

@@ -132,7 +132,7 @@ bool NullIf::EvalBatchTyped(const BatchRows& rows, BatchVector& out) {
     BatchVector both;
     IntersectValidity(value, compared, rows, buffers.Validity(), both);
     uint8* const truths = buffers.Truths(0);
-    EqualVectors<T>(compareFunc_, value, compared, RowsOf(both, rows), buffers, truths);
+    EqualVectors<T>(compareFunc_, value, compared, RowsOfAll(both, rows), buffers, truths);
     const auto isNothing = [&](uint32 row) { return !both.IsNull(row) && truths[row] != 0; };
     if (value.isConstant && !compared.isConstant) {
       BatchBranches branches(rows, buffers);

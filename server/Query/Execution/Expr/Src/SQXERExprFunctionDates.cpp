@@ -164,7 +164,7 @@ bool MakeDate::EvalBatch(const BatchRows& rows, BatchVector& out) {
     return operands[operand].As<int32>()[operands[operand].isConstant ? 0 : row];
   };
   bool isDone = true;
-  RowsOf(out, rows).ForEach([&](uint32 row) {
+  RowsOfAll(out, rows).ForEach([&](uint32 row) {
     const int32 year = at(0, row);
     const int32 month = at(1, row);
     const int32 day = at(2, row);

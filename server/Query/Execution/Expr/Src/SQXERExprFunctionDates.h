@@ -41,7 +41,7 @@ class DayFunction : public OpFunction<Op> {
     int32* const values = buffers.template Values<int32>();
     out.values = reinterpret_cast<const uint8*>(values);
     int64 beyond = 0;
-    MapPairs(a.As<int32>(), a.isConstant, b.As<int32>(), b.isConstant, values, RowsOf(out, rows),
+    MapPairs(a.As<int32>(), a.isConstant, b.As<int32>(), b.isConstant, values, RowsOfAll(out, rows),
              [&beyond](int32 x, int32 y) {
                const int64 value = Op::OfDays(x, y);
                beyond |=

@@ -48,7 +48,7 @@ bool MomentDifference::EvalBatch(const BatchRows& rows, BatchVector& out) {
   IntersectValidity(ends, starts, rows, buffers.Validity(), out);
   XeInterval* const values = buffers.Values<XeInterval>();
   MapPairs(ends.As<int64>(), ends.isConstant, starts.As<int64>(), starts.isConstant, values,
-           RowsOf(out, rows), [](int64 end, int64 start) {
+           RowsOfAll(out, rows), [](int64 end, int64 start) {
              // What stands in rows that do not count may wrap.
              const auto elapsed =
                  static_cast<int64>(static_cast<uint64>(end) - static_cast<uint64>(start));

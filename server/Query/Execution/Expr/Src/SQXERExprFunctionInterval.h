@@ -24,7 +24,7 @@ class MomentShift : public OpFunction<Op> {
     int64* const sums = buffers.template Values<int64>();
     const BatchVector& shifts = intervals;
     const BatchVector& starts = moments;
-    RowsOf(out, rows).ForEach([&](uint32 row) {
+    RowsOfAll(out, rows).ForEach([&](uint32 row) {
       if (out.IsNull(row)) return;
       const auto interval = ReadBatchValue<XeInterval>(shifts, row);
       if (TryDays(starts, row, interval, sums[row])) return;

@@ -109,7 +109,7 @@ bool Mod::EvalBatch(const BatchRows& rows, BatchVector& out) {
   BatchBuffers& buffers = GetBatchBuffers();
   out = BatchVector();
   IntersectValidity(a, b, rows, buffers.Validity(), out);
-  const BatchRows wanted = RowsOf(out, rows);
+  const BatchRows wanted = RowsOfAll(out, rows);
   if (resultDataType_ == XeNumericData) {
     if (FillScaledRemainders(a, b, wanted, buffers, out)) return true;
     out.scale = 0;

@@ -168,7 +168,7 @@ bool Trim::ComputeBatch(const BatchRows& rows, BatchVector& out) {
   out.form = operand.form;
   out.texts = texts;
   bool isDone = true;
-  ForEachText(operand, RowsOf(out, rows), [&](uint32 row, const auto& text) {
+  ForEachText(operand, RowsOfAll(out, rows), [&](uint32 row, const auto& text) {
     if (trimmed.IsNull(row) || (hasStyle && styles.IsNull(row))) return;
     const BatchText character = trimmed.GetText(row);
     const int32 style = hasStyle ? ReadBatchValue<int32>(styles, row) : TrimOp::kBoth;
@@ -237,7 +237,7 @@ bool SubString::ComputeBatch(const BatchRows& rows, BatchVector& out) {
   out.form = operand.form;
   out.texts = texts;
   bool isDone = true;
-  ForEachText(operand, RowsOf(out, rows), [&](uint32 row, const auto& text) {
+  ForEachText(operand, RowsOfAll(out, rows), [&](uint32 row, const auto& text) {
     if (from.IsNull(row) || (HasCount() && counts.IsNull(row))) return;
     const int32 count =
         HasCount() ? ReadBatchValue<int32>(counts, row) : static_cast<int32>(text.length_);

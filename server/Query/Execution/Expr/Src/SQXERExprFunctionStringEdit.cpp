@@ -77,7 +77,7 @@ bool Replace::EvalBatch(const BatchRows& rows, BatchVector& out) {
   out.form = ColumnForm::kText8;
   out.texts = results;
   buffers.ClearTexts();
-  RowsOf(out, rows).ForEach([&](uint32 row) {
+  RowsOfAll(out, rows).ForEach([&](uint32 row) {
     if (out.IsNull(row)) return;
     const ByteText text = *texts.Get(row);
     const ByteText what = *wanted.Get(row);

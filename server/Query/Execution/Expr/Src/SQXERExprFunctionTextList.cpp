@@ -195,7 +195,7 @@ bool TextListFunction<Op>::EvalBatch(const BatchRows& rows, BatchVector& out) {
   }
   out.texts = GetBatchBuffers().Texts();
   GetBatchBuffers().ClearTexts();
-  const BatchRows wanted = RowsOf(out, rows);
+  const BatchRows wanted = RowsOfAll(out, rows);
   return areBytes ? FillBatch<ByteText>(operands, wanted, madeBytes_, out)
                   : FillBatch<RefLongVarChar>(operands, wanted, made_, out);
 }

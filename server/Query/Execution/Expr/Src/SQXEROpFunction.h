@@ -212,7 +212,7 @@ class OpFunction : public ValueFunction {
   bool ComputeBatch(const OperandVectors& operands, const BatchRows& rows, BatchVector& out) {
     out = BatchVector();
     FindValidRows(operands, rows, out);
-    const BatchRows wanted = RowsOf(out, rows);
+    const BatchRows wanted = RowsOfAll(out, rows);
     if constexpr (requires { Op::kIsPlain; }) {
       MapPlain(operands, wanted, out);
       return true;
